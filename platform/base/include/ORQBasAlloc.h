@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+
+#include "ORQBasExport.h"
+
+/// The platform allocator. Memory from any of these is aligned for every fundamental type, may be
+/// asked for in any size (0 gives a valid, unusable address) and is released by mem_Free().
+
+/// Never null; throws std::bad_alloc on exhaustion.
+ORQ_EXPORT void* mem_OperatorNewThrow(std::size_t size);
+
+/// As mem_OperatorNewThrow(), for small objects of a few words.
+ORQ_EXPORT void* mem_OperatorNewTinyThrow(std::size_t size);
+
+/// As mem_OperatorNewThrow(), for arrays of built-in types.
+ORQ_EXPORT void* mem_OperatorNewThrowBuiltin(std::size_t size);
+
+/// Null on exhaustion.
+ORQ_EXPORT void* mem_Malloc(std::size_t size);
+
+/// Null is allowed and does nothing.
+ORQ_EXPORT void mem_Free(void* memory);

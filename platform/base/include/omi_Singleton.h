@@ -10,7 +10,7 @@
 #include "omi_SingletonRegistry.h"
 
 template <class T>
-class omi_Singleton;
+class ORQ_EXPORT omi_Singleton;
 
 /// Base of a process-wide singleton class T. Example, in the header of the library that owns T:
 ///

@@ -1,0 +1,8 @@
+#include "ORQSrvBulkShellLayers.h"
+
+template class omi_SingletonBase<ORQSrvBulkShellLayers>;
+template class omi_Singleton<ORQSrvBulkShellLayers>;
+
+ORQSrvBulkShellLayers::ORQSrvBulkShellLayers() = default;
+
+ORQSrvBulkShellLayers::~ORQSrvBulkShellLayers() = default;

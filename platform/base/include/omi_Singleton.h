@@ -53,7 +53,8 @@ class ORQ_EXPORT omi_Singleton {
   public:
     /// Makes the instance on first use. It lives until omi_SingletonBase<T>::Finalize().
     /// Throws std::bad_alloc on exhaustion and whatever T's constructor throws; then no instance
-    /// exists. A constructor of T that calls this function ends the process.
+    /// exists. A constructor of T that calls this function gets the object under construction; one
+    /// that makes a second object ends the process by abort().
     static T& Instance();
 };
 
@@ -95,7 +96,7 @@ T& omi_Singleton<T>::Instance() {
     try {
         T* const instance = new (storage.get()) T;
         if (Base::s_instance != instance) {
-            std::abort();  // T's constructor came back here and made a second one
+            std::abort();  // T's constructor made a second one
         }
     } catch (...) {
         Base::Unregister();

@@ -1,0 +1,130 @@
+"""Checks that includes point downwards, from each floor of the house to those below.
+
+check_includes.py ROOT         fails with one line for each include that breaks a rule
+check_includes.py --self-check checks the check against planted faults
+
+The rules, for every include of a file of the house:
+  1. it does not point to a higher floor;
+  2. a private file, which lies outside the public directories, is included from its own part only;
+  3. a public header includes only public headers.
+"""
+
+import pathlib
+import posixpath
+import re
+import sys
+import tempfile
+
+# Directory, floor, part. The longest directory that holds a file decides.
+PLACES = [
+    ("platform/base", 0, "base"),
+    ("platform/database/src/storage", 1, "database"),
+    ("platform/database", 2, "database"),
+    ("platform/objects", 3, "objects"),
+    ("ORQSrvSimServices", 4, "services"),
+    ("tools", 5, "tools"),
+]
+PUBLIC = ["platform/base/include", "platform/database/include", "platform/objects/include",
+          "ORQSrvSimServices/PublicInterfaces"]
+INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
+SUFFIXES = {".h", ".hpp", ".cpp", ".inl"}
+
+
+def lies_in(path, directory):
+    return path.startswith(directory + "/")
+
+
+def place(path):
+    _, floor, part = max(row for row in PLACES if lies_in(path, row[0]))
+    return floor, part
+
+
+def is_public(path):
+    return any(lies_in(path, directory) for directory in PUBLIC)
+
+
+def target_of(path, text, files):
+    """The file of the house that an include names, or None; beside the including file comes first."""
+    beside = posixpath.normpath(posixpath.join(posixpath.dirname(path), text))
+    if beside in files:
+        return beside
+    tail = "/" + re.sub(r"^(\.\.?/)+", "", text)
+    matches = sorted(name for name in files if ("/" + name).endswith(tail))
+    # A private file of another part may bear the same name as one that is meant here.
+    return min(matches, key=lambda name: place(name)[1] != place(path)[1], default=None)
+
+
+def faults(files):
+    """`files` holds the texts by path from the root."""
+    for path, text in sorted(files.items()):
+        floor, part = place(path)
+        for included in INCLUDE.findall(text):
+            target = target_of(path, included, files)
+            if target is None:
+                continue
+            target_floor, target_part = place(target)
+            if target_floor > floor:
+                yield f"{path}: includes {target}, which is {target_floor - floor} floors up"
+            elif not is_public(target) and target_part != part:
+                yield f"{path}: includes {target}, which is private to {target_part}"
+            elif is_public(path) and not is_public(target):
+                yield f"{path}: is public and includes {target}, which is not"
+
+
+def read(root):
+    return {file.relative_to(root).as_posix(): file.read_text(encoding="utf-8")
+            for directory, _, _ in PLACES
+            for file in (root / directory).rglob("*") if file.suffix in SUFFIXES}
+
+
+def self_check():
+    house = {
+        "platform/base/include/Text.h": "#include <string>\n",
+        "platform/base/src/Text.cpp": '#include "Text.h"\n',
+        "platform/database/src/storage/Extent.h": '#include "Text.h"\n',
+        "platform/database/include/Position.h": '#include "Text.h"\n',
+        "platform/database/src/Position.cpp": '#include "Position.h"\n#include "storage/Extent.h"\n',
+        "platform/objects/include/Mesh.h": '#include "Position.h"\n',
+        "ORQSrvSimServices/PublicInterfaces/Areas.h": '#include "Mesh.h"\n',
+        "ORQSrvSimServices/Fsm/src/Areas.cpp": '#include "Areas.h"\n#include "Assert.h"\n',
+        "ORQSrvSimServices/Fsm/src/Assert.h": "",
+        "tools/model/main.cpp": '#include "Areas.h"\n',
+    }
+    planted = [
+        ("platform/base/include/Text.h", '#include "Position.h"', "floors up"),
+        ("platform/base/src/Text.cpp", '#include <Mesh.h>', "floors up"),
+        ("platform/database/src/storage/Extent.h", '  #  include "Position.h"', "floors up"),
+        ("platform/objects/include/Mesh.h", '#include "storage/Extent.h"', "private"),
+        ("platform/objects/include/Mesh.h", '#include "Areas.h"', "floors up"),
+        ("ORQSrvSimServices/Fsm/src/Areas.cpp",
+         '#include "../../../platform/database/src/storage/Extent.h"', "private"),
+        ("platform/database/include/Position.h", '#include "Extent.h"', "is public"),
+        ("tools/model/main.cpp", '#include "Assert.h"', "private"),
+    ]
+    with tempfile.TemporaryDirectory() as directory:
+        root = pathlib.Path(directory)
+        for path, text in house.items():
+            (root / path).parent.mkdir(parents=True, exist_ok=True)
+            (root / path).write_text(text, encoding="utf-8")
+        assert read(root) == house
+        assert not list(faults(read(root))), list(faults(read(root)))
+        for path, line, expected in planted:
+            (root / path).write_text(house[path] + line + "\n", encoding="utf-8")
+            found = list(faults(read(root)))
+            assert len(found) == 1 and expected in found[0] and path in found[0], (line, found)
+            (root / path).write_text(house[path], encoding="utf-8")
+
+
+def main(arguments):
+    if arguments == ["--self-check"]:
+        self_check()
+        return 0
+    files = read(pathlib.Path(arguments[0]))
+    missing = [directory for directory in PUBLIC if not any(lies_in(path, directory) for path in files)]
+    found = [f"no file in {directory}" for directory in missing] + list(faults(files))
+    print("\n".join(found))
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

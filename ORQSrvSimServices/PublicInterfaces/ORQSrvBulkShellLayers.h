@@ -9,8 +9,8 @@ class ORQ_EXPORT ORQSrvBulkShellLayers : public omi_SingletonBase<ORQSrvBulkShel
     friend class omi_Singleton<ORQSrvBulkShellLayers>;
     friend class omi_SingletonBase<ORQSrvBulkShellLayers>;
 
-    ORQSrvBulkShellLayers();
-    ~ORQSrvBulkShellLayers();
+    ORQSrvBulkShellLayers() = default;
+    ~ORQSrvBulkShellLayers() = default;
 };
 
 extern template class omi_SingletonBase<ORQSrvBulkShellLayers>;

@@ -12,8 +12,8 @@
 /// are given as they are known and not taken from where the check stands. The texts must be
 /// constants.
 ///
-///     ORQSrvAssertThrown(count == 2 * n, "count == 2*n", ORQ_SRV_SOURCE("ORQSrvShellSection"),
-///     120);
+///     constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvShellSection");
+///     ORQSrvAssertThrown(count == 2 * n, "count == 2*n", s_source, 120);
 
 /// The reported path of the source file of a class.
 #define ORQ_SRV_SOURCE(className) "ORQSrvSimServices\\ORQSrvFsm.m\\src\\" className ".cpp"

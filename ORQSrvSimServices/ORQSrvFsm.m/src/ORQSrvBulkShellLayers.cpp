@@ -2,7 +2,3 @@
 
 template class omi_SingletonBase<ORQSrvBulkShellLayers>;
 template class omi_Singleton<ORQSrvBulkShellLayers>;
-
-ORQSrvBulkShellLayers::ORQSrvBulkShellLayers() = default;
-
-ORQSrvBulkShellLayers::~ORQSrvBulkShellLayers() = default;

@@ -43,6 +43,7 @@ class ORQ_EXPORT omi_BlkBitVect {
         std::array<std::uint64_t, s_blockWords> words{};
 
         friend bool operator==(const Block&, const Block&) = default;
+        // NOLINTNEXTLINE(modernize-use-nullptr): a false alarm about defaulted comparisons
         friend std::strong_ordering operator<=>(const Block&, const Block&) = default;
     };
 

@@ -103,6 +103,6 @@ T& omi_Singleton<T>::Instance() {
         Base::s_instance = nullptr;
         throw;
     }
-    storage.release();
+    static_cast<void>(storage.release());
     return *Base::s_instance;
 }

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # What the scripts share; sourced, not run. Leaves the shell in the root of the sources, where any
 # failing command ends the script and names the step it was in.
 set -Eeuo pipefail

@@ -1,0 +1,44 @@
+# Installs the libraries of the house, their public headers and the program; a host finds them by
+# find_package(ORQSrvBasic) or by pkg-config. What is installed can be moved as a whole.
+
+include(CMakePackageConfigHelpers)
+
+get_property(orq_libraries GLOBAL PROPERTY ORQ_LIBRARIES)
+get_property(orq_include_dirs GLOBAL PROPERTY ORQ_INCLUDE_DIRS)
+list(REMOVE_DUPLICATES orq_include_dirs)
+
+set(orq_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ORQSrvBasic)
+set(orq_header_dir ${CMAKE_INSTALL_INCLUDEDIR}/ORQSrvBasic)
+
+install(TARGETS ${orq_libraries} EXPORT ORQSrvBasicTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(directory IN LISTS orq_include_dirs)
+    install(DIRECTORY ${directory}/ DESTINATION ${orq_header_dir}
+            FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")
+endforeach()
+if(TARGET orqmodel)
+    install(TARGETS orqmodel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+# The CMake package. Libraries that ours use privately come in as plain shared libraries.
+install(EXPORT ORQSrvBasicTargets NAMESPACE ORQSrvBasic:: DESTINATION ${orq_package_dir})
+configure_package_config_file(
+    ${CMAKE_CURRENT_LIST_DIR}/ORQSrvBasicConfig.cmake.in
+    ${CMAKE_CURRENT_BINARY_DIR}/install/ORQSrvBasicConfig.cmake
+    INSTALL_DESTINATION ${orq_package_dir}
+    NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(
+    ${CMAKE_CURRENT_BINARY_DIR}/install/ORQSrvBasicConfigVersion.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/install/ORQSrvBasicConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/install/ORQSrvBasicConfigVersion.cmake
+        DESTINATION ${orq_package_dir})
+
+# The pkg-config file finds its prefix from where it lies.
+file(RELATIVE_PATH orq_prefix_from_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" orq_prefix_from_pc ${orq_prefix_from_pc})
+list(TRANSFORM orq_libraries PREPEND "-l" OUTPUT_VARIABLE orq_link_flags)
+list(JOIN orq_link_flags " " orq_link_flags)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/ORQSrvBasic.pc.in
+               ${CMAKE_CURRENT_BINARY_DIR}/install/ORQSrvBasic.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/install/ORQSrvBasic.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# All checks: format, then every test, optimised and again under the sanitizers.
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+# test_preset PRESET: builds it and runs its tests.
+test_preset() {
+    local preset=$1
+    build "$preset" "build/$preset" -DORQ_BUILD_TESTS=ON -DORQ_BUILD_BENCHMARKS=OFF
+    begin_step "Testing $preset"
+    ctest --preset "$preset" --parallel "$jobs" --no-tests=error
+}
+
+install_packages "${build_packages[@]}" "${test_packages[@]}"
+
+begin_step "Checking the format of the sources"
+# The sources may belong to another user than the one who runs this.
+git -c safe.directory="$PWD" ls-files -z -- '*.h' '*.cpp' |
+    xargs --null --no-run-if-empty clang-format --dry-run --Werror
+
+test_preset release
+test_preset asan-ubsan
+
+printf '\nAll checks passed.\n'

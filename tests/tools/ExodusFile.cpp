@@ -1,0 +1,128 @@
+#include "ExodusFile.h"
+
+#include <exodusII.h>
+#include <unistd.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace exodus_file {
+namespace {
+
+int Checked(int status) {
+    if (status < 0)
+        throw std::runtime_error("the Exodus library failed in a test");
+    return status;
+}
+
+std::string NameOf(int file, ex_entity_type type, std::int64_t id) {
+    std::array<char, MAX_NAME_LENGTH + 1> name{};
+    Checked(ex_get_name(file, type, id, name.data()));
+    return name.data();
+}
+
+std::vector<int> Ids(int file, ex_entity_type type, std::int64_t count) {
+    std::vector<int> ids(static_cast<std::size_t>(count));
+    if (count > 0)
+        Checked(ex_get_ids(file, type, ids.data()));
+    return ids;
+}
+
+std::vector<Block> ReadBlocks(int file, const ex_init_params& sizes) {
+    std::vector<int> labels(static_cast<std::size_t>(sizes.num_elem));
+    Checked(ex_get_id_map(file, EX_ELEM_MAP, labels.data()));
+    auto label = labels.begin();
+    std::vector<Block> blocks;
+    for (const int id : Ids(file, EX_ELEM_BLOCK, sizes.num_elem_blk)) {
+        ex_block stored{};
+        stored.id = id;
+        stored.type = EX_ELEM_BLOCK;
+        Checked(ex_get_block_param(file, &stored));
+        const auto width = static_cast<std::size_t>(stored.num_nodes_per_entry);
+        std::vector<int> connectivity(static_cast<std::size_t>(stored.num_entry) * width);
+        Checked(ex_get_conn(file, EX_ELEM_BLOCK, id, connectivity.data(), nullptr, nullptr));
+        Block block{id, NameOf(file, EX_ELEM_BLOCK, id), stored.topology, {}, {}};
+        for (std::size_t at = 0; at < connectivity.size(); at += width) {
+            auto& element = block.elements.emplace_back();
+            for (std::size_t node = 0; node < width; ++node)
+                element.push_back(connectivity[at + node] - 1);
+            block.labels.push_back(*label++);
+        }
+        blocks.push_back(block);
+    }
+    return blocks;
+}
+
+std::vector<Set> ReadSets(int file, ex_entity_type type, std::int64_t count) {
+    std::vector<Set> sets;
+    for (const int id : Ids(file, type, count)) {
+        int members = 0;
+        int factors = 0;
+        Checked(ex_get_set_param(file, type, id, &members, &factors));
+        Set set{id, NameOf(file, type, id), {}, {}};
+        set.members.resize(static_cast<std::size_t>(members));
+        set.sides.resize(type == EX_SIDE_SET ? set.members.size() : 0);
+        Checked(ex_get_set(file, type, id, set.members.data(), set.sides.data()));
+        for (int& member : set.members)
+            --member;
+        sets.push_back(set);
+    }
+    return sets;
+}
+
+}  // namespace
+
+void Write(const Content& content, const std::filesystem::path& file) {
+    ex_opts(0);
+    int caller_bytes = sizeof(double);
+    int stored_bytes = content.is_single_precision ? sizeof(float) : sizeof(double);
+    const int container = content.is_hdf5 ? EX_NETCDF4 : EX_NORMAL_MODEL;
+    const int id = Checked(
+        ex_create(file.c_str(),
+                  EX_CLOBBER | container | EX_ALL_INT64_API | EX_MAPS_INT64_DB * content.is_hdf5,
+                  &caller_bytes, &stored_bytes));
+    const auto nodes = content.claimed_nodes.value_or(static_cast<std::int64_t>(content.x.size()));
+    Checked(ex_put_init(id, content.title.c_str(), content.dimension, nodes, 0, 0, 0, 0));
+    if (content.has_coordinates)
+        Checked(ex_put_coord(id, content.x.data(), content.y.data(), content.z.data()));
+    if (!content.labels.empty())
+        Checked(ex_put_id_map(id, EX_NODE_MAP, content.labels.data()));
+    Checked(ex_close(id));
+}
+
+Mesh Read(const std::filesystem::path& path) {
+    ex_opts(0);
+    int caller_bytes = sizeof(double);
+    int stored_bytes = 0;
+    float version = 0;
+    const int file =
+        Checked(ex_open(path.c_str(), EX_READ, &caller_bytes, &stored_bytes, &version));
+    ex_init_params sizes{};
+    Checked(ex_get_init_ext(file, &sizes));
+    const auto nodes = static_cast<std::size_t>(sizes.num_nodes);
+    std::vector<double> x(nodes), y(nodes), z(nodes);
+    Checked(ex_get_coord(file, x.data(), y.data(), z.data()));
+    Mesh mesh{sizes.title, {}, std::vector<int>(nodes), {}, {}, {}};
+    for (std::size_t node = 0; node < nodes; ++node)
+        mesh.positions.push_back({x[node], y[node], z[node]});
+    Checked(ex_get_id_map(file, EX_NODE_MAP, mesh.labels.data()));
+    mesh.blocks = ReadBlocks(file, sizes);
+    mesh.node_sets = ReadSets(file, EX_NODE_SET, sizes.num_node_sets);
+    mesh.side_sets = ReadSets(file, EX_SIDE_SET, sizes.num_side_sets);
+    Checked(ex_close(file));
+    return mesh;
+}
+
+ScratchFolder::ScratchFolder() {
+    auto pattern = (std::filesystem::temp_directory_path() / "orqmodel_test_XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr)
+        throw std::runtime_error("cannot make a scratch folder");
+    path_ = pattern;
+}
+
+ScratchFolder::~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+}  // namespace exodus_file

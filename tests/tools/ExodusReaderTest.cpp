@@ -1,0 +1,342 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <stdexcept>
+
+#include "ExodusFile.h"
+#include "import/ExodusReader.h"
+#include "import/ImportError.h"
+
+namespace {
+
+using exodus_file::Content;
+using exodus_file::ScratchFolder;
+using orqmodel::ExodusReader;
+using orqmodel::ImportError;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+struct Nodes {
+    std::vector<double> coordinates;
+    std::vector<int> labels;
+    bool operator==(const Nodes&) const = default;
+};
+
+Nodes ReadInBlocks(const ExodusReader& reader, int block) {
+    const auto dimension = static_cast<std::size_t>(reader.Dimension());
+    Nodes nodes;
+    for (int begin = 0; begin < reader.NodeCount(); begin += block) {
+        const int end = std::min(begin + block, reader.NodeCount());
+        std::vector<double> coordinates(static_cast<std::size_t>(end - begin) * dimension, -1e300);
+        std::vector<int> labels(static_cast<std::size_t>(end - begin), -1);
+        reader.ReadCoordinates(begin, end, coordinates);
+        reader.ReadNodeLabels(begin, end, labels);
+        nodes.coordinates.insert(nodes.coordinates.end(), coordinates.begin(), coordinates.end());
+        nodes.labels.insert(nodes.labels.end(), labels.begin(), labels.end());
+    }
+    return nodes;
+}
+
+/// All that an import asks of a file.
+Nodes ReadAll(const std::filesystem::path& file) {
+    const ExodusReader reader(file);
+    reader.CheckNodeLabelsAreUnique();
+    reader.Unread();
+    return ReadInBlocks(reader, std::max(1, reader.NodeCount()));
+}
+
+std::string ErrorOf(const std::filesystem::path& file) {
+    try {
+        ReadAll(file);
+    } catch (const ImportError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+std::string Bytes(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void PutBytes(const std::filesystem::path& file, std::string_view bytes) {
+    std::ofstream(file, std::ios::binary) << bytes;
+}
+
+class ExodusReaderTest : public testing::Test {
+  protected:
+    std::filesystem::path Written(const Content& content) {
+        exodus_file::Write(content, file_);
+        return file_;
+    }
+
+    ScratchFolder folder_;
+    std::filesystem::path file_ = folder_ / "model.e";
+};
+
+TEST_F(ExodusReaderTest, InterleavesCoordinatesWhateverTheContainerAndPrecision) {
+    for (const bool is_hdf5 : {false, true}) {
+        for (const bool is_single : {false, true}) {
+            Content content;
+            content.is_hdf5 = is_hdf5;
+            content.is_single_precision = is_single;
+            const ExodusReader reader(Written(content));
+            EXPECT_EQ(reader.Title(), content.title);
+            const Nodes expected = {
+                {0.5, -0.25, 10, 1.5, -1.25, 11, 2.5, -2.25, 12, 3.5, -3.25, 13}, {40, 10, 30, 20}};
+            EXPECT_EQ(ReadInBlocks(reader, 3), expected);
+        }
+    }
+}
+
+TEST_F(ExodusReaderTest, ReadsOneAndTwoDimensions) {
+    Content content;
+    content.dimension = 2;
+    EXPECT_THAT(ReadAll(Written(content)).coordinates,
+                ElementsAre(0.5, -0.25, 1.5, -1.25, 2.5, -2.25, 3.5, -3.25));
+    content.dimension = 1;
+    EXPECT_THAT(ReadAll(Written(content)).coordinates, ElementsAre(0.5, 1.5, 2.5, 3.5));
+}
+
+TEST_F(ExodusReaderTest, NumbersNodesInFileOrderWhenTheFileHasNoLabels) {
+    Content content;
+    content.labels = {};
+    EXPECT_THAT(ReadInBlocks(ExodusReader(Written(content)), 3).labels, ElementsAre(1, 2, 3, 4));
+}
+
+TEST_F(ExodusReaderTest, BlocksMayBeLargerThanTheInternalSlices) {
+    Content content;
+    constexpr int kNodes = 150'001;
+    content.x.resize(kNodes);
+    std::iota(content.x.begin(), content.x.end(), 0.25);
+    content.y = content.z = content.x;
+    content.labels.resize(kNodes);
+    std::iota(content.labels.rbegin(), content.labels.rend(), 7);
+    const ExodusReader reader(Written(content));
+    EXPECT_EQ(ReadInBlocks(reader, kNodes), ReadInBlocks(reader, 997));
+    EXPECT_EQ(ReadInBlocks(reader, kNodes).coordinates[3 * 140'000 + 2], 140'000.25);
+    EXPECT_EQ(ReadInBlocks(reader, kNodes).labels[140'000], 7 + 10'000);
+}
+
+TEST_F(ExodusReaderTest, SaysWhatIsNoExodusFile) {
+    EXPECT_THAT(ErrorOf(file_), AllOf(StartsWith(file_.string()), HasSubstr("does not exist")));
+    EXPECT_THAT(ErrorOf(file_.parent_path()), HasSubstr("is a directory"));
+    EXPECT_THAT(ErrorOf("http://localhost/model.e"), HasSubstr("does not exist"));
+    const struct {
+        std::string_view bytes;
+        const char* message;
+    } cases[] = {
+        {"", "is empty"},
+        {"CD", "neither as netCDF nor as HDF5"},
+        {"solid cube\n  facet normal 0 0 1\n", "neither as netCDF nor as HDF5"},
+        {"CDF\7............................", "7 is not a netCDF classic version"},
+        {"\x89HDF\r\n\x1a\n rest of something else", "Exodus library cannot open it"},
+        // A sound netCDF file without dimensions, attributes and variables.
+        {{"CDF\1\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0", 32},
+         "Exodus library cannot open it"},
+    };
+    testing::internal::CaptureStderr();
+    for (const auto& [bytes, message] : cases) {
+        PutBytes(file_, bytes);
+        EXPECT_THAT(ErrorOf(file_), AllOf(StartsWith(file_.string()), HasSubstr(message)));
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+/// Root may read everything, so it acts as nobody meanwhile.
+class WithoutPrivileges {
+  public:
+    WithoutPrivileges() : is_root_(geteuid() == 0) {
+        if (is_root_ && seteuid(65534) != 0)
+            throw std::runtime_error("cannot give up privileges");
+    }
+    ~WithoutPrivileges() {
+        if (is_root_ && seteuid(0) != 0)
+            std::abort();
+    }
+    WithoutPrivileges(const WithoutPrivileges&) = delete;
+    WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
+
+  private:
+    bool is_root_;
+};
+
+TEST_F(ExodusReaderTest, SaysWhenAFileMayNotBeRead) {
+    Written({});
+    ASSERT_EQ(chmod(file_.parent_path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(file_.c_str(), 0), 0);
+    const WithoutPrivileges meanwhile;
+    EXPECT_THAT(ErrorOf(file_), HasSubstr("cannot be read: Permission denied"));
+}
+
+TEST_F(ExodusReaderTest, ACutFileIsAnErrorAtEveryLength) {
+    for (const bool is_hdf5 : {false, true}) {
+        Content content;
+        content.is_hdf5 = is_hdf5;
+        const auto whole = Bytes(Written(content));
+        const std::size_t step = is_hdf5 ? 97 : 1;
+        for (std::size_t length = 0; length < whole.size(); length += step) {
+            PutBytes(file_, std::string_view(whole).substr(0, length));
+            EXPECT_THROW(ReadAll(file_), ImportError) << length << " of " << whole.size();
+        }
+    }
+}
+
+TEST_F(ExodusReaderTest, ADamagedHeaderNeverCrashesNorReadsBeyondTheFile) {
+    const auto whole = Bytes(Written({}));
+    const auto expected_size = ReadAll(file_).coordinates.size();
+    int errors = 0;
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        for (const int value : {0x00, 0x7F, 0xFF}) {
+            auto damaged = whole;
+            damaged[at] = static_cast<char>(value);
+            PutBytes(file_, damaged);
+            try {
+                EXPECT_LE(ReadAll(file_).coordinates.size(), expected_size) << "byte " << at;
+            } catch (const ImportError&) {
+                ++errors;
+            }
+        }
+    }
+    EXPECT_GT(errors, 100);
+}
+
+TEST_F(ExodusReaderTest, NamesTheNodeOfABadLabel) {
+    Content content;
+    content.is_hdf5 = true;  // Keeps 64-bit labels.
+    content.labels = {40, 10, 30, 10};
+    EXPECT_THAT(ErrorOf(Written(content)),
+                HasSubstr("node labels: nodes 2 and 4 in file order both have label 10"));
+    content.labels = {40, 10, 0, 20};
+    EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("node 3 in file order has label 0"));
+    content.labels = {40, -7, 30, 20};
+    EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("node 2 in file order has label -7"));
+    content.labels = {40, 10, 30, 5'000'000'000};
+    EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("node 4 in file order has label 5000000000"));
+}
+
+TEST_F(ExodusReaderTest, NamesTheNodeOfACoordinateThatIsNotFinite) {
+    Content content;
+    content.y[2] = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_THAT(ErrorOf(Written(content)),
+                HasSubstr("coordinates: node 3 in file order (label 30): y is nan"));
+    content.y[2] = 0;
+    content.z[0] = -std::numeric_limits<double>::infinity();
+    EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("node 1 in file order (label 40): z is -inf"));
+}
+
+TEST_F(ExodusReaderTest, ACountThatTheFileCannotHoldIsRefusedBeforeReading) {
+    Content content;
+    content.is_hdf5 = true;
+    content.has_coordinates = false;
+    content.labels = {};
+    content.claimed_nodes = 2'000'000'000;
+    EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("2000000000 nodes cannot fit into a file"));
+    content.claimed_nodes = 3'000'000'000;
+    EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("3000000000 nodes; at most 2147483647"));
+}
+
+nlohmann::json Facts() {
+    std::ifstream stream(ORQ_SHARED_MODELS "/facts.json");
+    return stream ? nlohmann::json::parse(stream) : nlohmann::json::object();
+}
+
+std::int64_t UnreadCount(const ExodusReader& reader, const std::string& kind) {
+    for (const auto& [found, count] : reader.Unread())
+        if (found == kind)
+            return count;
+    return 0;
+}
+
+class RealModels : public testing::TestWithParam<const char*> {
+  protected:
+    void SetUp() override {
+        const auto all = Facts();
+        if (!all.contains(GetParam()))
+            GTEST_SKIP() << "no real models on this machine";
+        facts_ = all[GetParam()];
+    }
+
+    std::filesystem::path File() const {
+        return std::filesystem::path(ORQ_SHARED_MODELS) / GetParam();
+    }
+
+    nlohmann::json facts_;
+};
+
+TEST_P(RealModels, NodesAgreeWithAnIndependentReader) {
+    const ExodusReader reader(File());
+    ASSERT_EQ(reader.Dimension(), facts_["dimension"]);
+    ASSERT_EQ(reader.NodeCount(), facts_["nodes"]);
+    const auto nodes = ReadInBlocks(reader, 100);
+    const auto dimension = static_cast<std::size_t>(reader.Dimension());
+    for (std::size_t axis = 0; axis < dimension; ++axis) {
+        double low = std::numeric_limits<double>::infinity();
+        double high = -low;
+        double sum = 0;
+        double sum_of_sizes = 0;
+        for (std::size_t at = axis; at < nodes.coordinates.size(); at += dimension) {
+            low = std::min(low, nodes.coordinates[at]);
+            high = std::max(high, nodes.coordinates[at]);
+            sum += nodes.coordinates[at];
+            sum_of_sizes += std::abs(nodes.coordinates[at]);
+        }
+        EXPECT_EQ(low, facts_["bbox"]["min"][axis]);
+        EXPECT_EQ(high, facts_["bbox"]["max"][axis]);
+        EXPECT_NEAR(sum, facts_["sum_xyz"][axis].get<double>(), 1e-12 * sum_of_sizes);
+    }
+}
+
+TEST_P(RealModels, LabelsAgreeWithAnIndependentReader) {
+    const ExodusReader reader(File());
+    EXPECT_NO_THROW(reader.CheckNodeLabelsAreUnique());
+    const auto labels = ReadInBlocks(reader, 100).labels;
+    EXPECT_EQ(*std::min_element(labels.begin(), labels.end()), facts_["node_label"]["min"]);
+    EXPECT_EQ(*std::max_element(labels.begin(), labels.end()), facts_["node_label"]["max"]);
+    std::vector<int> counted(labels.size());
+    std::iota(counted.begin(), counted.end(), 1);
+    EXPECT_EQ(labels == counted, facts_["node_label"]["is_1_to_n"].get<bool>());
+}
+
+TEST_P(RealModels, WhatIsLeftUnreadIsCounted) {
+    const ExodusReader reader(File());
+    const auto results = [&](const char* kind) {
+        return facts_["results"].value(kind, nlohmann::json::array()).size();
+    };
+    EXPECT_EQ(UnreadCount(reader, "elements"), facts_["elements"]);
+    EXPECT_EQ(UnreadCount(reader, "element blocks"), facts_["blocks"].size());
+    EXPECT_EQ(UnreadCount(reader, "node sets"), facts_["node_sets"].size());
+    EXPECT_EQ(UnreadCount(reader, "side sets"), facts_["side_sets"].size());
+    EXPECT_EQ(UnreadCount(reader, "time steps"), facts_["time_steps"]);
+    EXPECT_EQ(UnreadCount(reader, "nodal variables"), results("nodal"));
+    EXPECT_EQ(UnreadCount(reader, "element variables"), results("element"));
+    EXPECT_EQ(UnreadCount(reader, "global variables"), results("global"));
+}
+
+TEST_P(RealModels, ACutCopyIsAnError) {
+    const auto whole = Bytes(File());
+    const ScratchFolder folder;
+    const auto cut = folder / "cut.e";
+    for (std::size_t part = 0; part < 64; ++part) {
+        PutBytes(cut, std::string_view(whole).substr(0, whole.size() * part / 64));
+        EXPECT_THROW(ReadAll(cut), ImportError) << "part " << part << " of 64";
+    }
+    PutBytes(cut, std::string_view(whole).substr(0, whole.size() - 4));
+    EXPECT_THROW(ReadAll(cut), ImportError);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exodus, RealModels,
+                         testing::Values("box_solid_shell_results.g", "subduction_tri.exo",
+                                         "basemat_isolators.e", "block_crush_1.ex2"));
+
+}  // namespace

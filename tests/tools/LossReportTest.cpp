@@ -1,0 +1,52 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "LossReport.h"
+
+namespace {
+
+using orqmodel::LossReport;
+
+TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
+    LossReport report;
+    report.Drop("node set", "clamp", 20, "sets are not imported");
+    report.Keep("nodes", "", 60);
+    report.Keep("title", "a box", 1);
+    EXPECT_TRUE(report.HasDrops());
+
+    std::ostringstream text;
+    report.Print(text);
+    EXPECT_EQ(text.str(),
+              "kept\n"
+              "  nodes: 60\n"
+              "  title \"a box\": 1\n"
+              "dropped\n"
+              "  node set \"clamp\": 20 (sets are not imported)\n");
+
+    const auto json = nlohmann::json::parse(report.ToJson().dump());
+    EXPECT_EQ(json, nlohmann::json::parse(R"({
+        "kept": [{"kind": "nodes", "name": "", "count": 60},
+                 {"kind": "title", "name": "a box", "count": 1}],
+        "changed": [],
+        "dropped": [{"kind": "node set", "name": "clamp", "count": 20,
+                     "reason": "sets are not imported"}]})"));
+}
+
+TEST(LossReport, AChangeIsNoDrop) {
+    LossReport report;
+    EXPECT_FALSE(report.HasDrops());
+    report.Change("block", "skin", 4, "renamed");
+    EXPECT_FALSE(report.HasDrops());
+    EXPECT_EQ(report.ToJson()["changed"][0]["reason"], "renamed");
+}
+
+TEST(LossReport, ForeignNamesStayPrintable) {
+    LossReport report;
+    report.Keep("block", "caf\xC3\xA9 \xE9\n\x1B[2J\xC2\x9B", 1);
+    EXPECT_EQ(report.Entries()[0].name, "caf\xC3\xA9 \uFFFD\uFFFD\uFFFD[2J\uFFFD");
+    EXPECT_NO_THROW(report.ToJson().dump());
+}
+
+}  // namespace

@@ -1,0 +1,99 @@
+#include "LossReport.h"
+
+#include <fmt/format.h>
+#include <utf8.h>
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <utility>
+
+namespace orqmodel {
+namespace {
+
+constexpr std::array<std::pair<Outcome, const char*>, 3> kHeadings = {{
+    {Outcome::kKept, "kept"},
+    {Outcome::kChanged, "changed"},
+    {Outcome::kDropped, "dropped"},
+}};
+
+std::string Printable(std::string_view text) {
+    constexpr char32_t kReplacement = 0xFFFD;
+    std::string valid;
+    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid), kReplacement);
+    std::string printable;
+    for (auto at = valid.cbegin(); at != valid.cend();) {
+        const char32_t character = utf8::next(at, valid.cend());
+        const bool is_control = character < 0x20 || (character >= 0x7F && character < 0xA0);
+        utf8::append(is_control ? kReplacement : character, std::back_inserter(printable));
+    }
+    return printable;
+}
+
+std::string Line(const LossEntry& entry) {
+    auto line = entry.kind;
+    if (!entry.name.empty())
+        line += fmt::format(" \"{}\"", entry.name);
+    line += fmt::format(": {}", entry.count);
+    if (!entry.reason.empty())
+        line += fmt::format(" ({})", entry.reason);
+    return line;
+}
+
+}  // namespace
+
+void LossReport::Keep(std::string_view kind, std::string_view name, std::int64_t count) {
+    Add(Outcome::kKept, kind, name, count, "");
+}
+
+void LossReport::Change(std::string_view kind, std::string_view name, std::int64_t count,
+                        std::string_view reason) {
+    Add(Outcome::kChanged, kind, name, count, reason);
+}
+
+void LossReport::Drop(std::string_view kind, std::string_view name, std::int64_t count,
+                      std::string_view reason) {
+    Add(Outcome::kDropped, kind, name, count, reason);
+}
+
+void LossReport::Add(Outcome outcome, std::string_view kind, std::string_view name,
+                     std::int64_t count, std::string_view reason) {
+    entries_.push_back({outcome, Printable(kind), Printable(name), count, Printable(reason)});
+}
+
+bool LossReport::HasDrops() const {
+    return std::any_of(entries_.begin(), entries_.end(),
+                       [](const auto& entry) { return entry.outcome == Outcome::kDropped; });
+}
+
+void LossReport::Print(std::ostream& out) const {
+    for (const auto& [outcome, heading] : kHeadings) {
+        bool is_first = true;
+        for (const auto& entry : entries_) {
+            if (entry.outcome != outcome)
+                continue;
+            if (std::exchange(is_first, false))
+                out << heading << '\n';
+            out << "  " << Line(entry) << '\n';
+        }
+    }
+}
+
+nlohmann::json LossReport::ToJson() const {
+    nlohmann::json report;
+    for (const auto& [outcome, heading] : kHeadings) {
+        auto& list = report[heading] = nlohmann::json::array();
+        for (const auto& entry : entries_) {
+            if (entry.outcome != outcome)
+                continue;
+            list.push_back({{"kind", entry.kind}, {"name", entry.name}, {"count", entry.count}});
+            if (!entry.reason.empty())
+                list.back()["reason"] = entry.reason;
+        }
+    }
+    return report;
+}
+
+}  // namespace orqmodel

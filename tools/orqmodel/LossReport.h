@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orqmodel {
+
+/// What became of one object, or of a group of like objects, on the way in or out.
+enum class Outcome { kKept, kChanged, kDropped };
+
+struct LossEntry {
+    Outcome outcome;
+    std::string kind;    // "nodes", "element block", ...
+    std::string name;    // Empty for a group without a name.
+    std::int64_t count;  // Members: nodes of a set, elements of a block, values of a group.
+    std::string reason;  // Empty when kept.
+};
+
+/// The account that an import or export gives of every object it met.
+///
+/// Entries keep the order in which they were added. Names and reasons may come from foreign files:
+/// bytes that are not UTF-8, and control characters, become U+FFFD when an entry is added, so that
+/// the report can be printed and parsed.
+class LossReport {
+  public:
+    void Keep(std::string_view kind, std::string_view name, std::int64_t count);
+    void Change(std::string_view kind, std::string_view name, std::int64_t count,
+                std::string_view reason);
+    void Drop(std::string_view kind, std::string_view name, std::int64_t count,
+              std::string_view reason);
+
+    bool HasDrops() const;
+    const std::vector<LossEntry>& Entries() const { return entries_; }
+
+    /// One line per entry under the headings "kept", "changed" and "dropped"; a heading without
+    /// entries is left out. For example
+    ///
+    ///     kept
+    ///       nodes: 60
+    ///     dropped
+    ///       node set "clamp": 20 (sets are not imported)
+    void Print(std::ostream& out) const;
+
+    /// {"kept": [...], "changed": [...], "dropped": [...]}, always with all three. An entry is
+    /// {"kind", "name", "count"}, and "reason" where it was changed or dropped.
+    nlohmann::json ToJson() const;
+
+  private:
+    void Add(Outcome outcome, std::string_view kind, std::string_view name, std::int64_t count,
+             std::string_view reason);
+
+    std::vector<LossEntry> entries_;
+};
+
+}  // namespace orqmodel

@@ -1,0 +1,25 @@
+#include "ORQBasFailure.h"
+
+#include <utility>
+
+ORQBasFailure::ORQBasFailure(ORQBasFailureKind kind, std::string text,
+                             const std::source_location& place)
+    : ORQBasException(place.file_name(), static_cast<int>(place.line())),
+      m_kind(kind),
+      m_text(std::move(text)) {}
+
+atr_String ORQBasFailure::AsString(ORQBasStringMode) const {
+    return atr_String(m_text.c_str());
+}
+
+void ORQBasFailure::Propagate() const {
+    throw *this;
+}
+
+ORQBasException* ORQBasFailure::Clone() const {
+    return new ORQBasFailure(*this);
+}
+
+int ORQBasFailure::GetCode() const {
+    return static_cast<int>(m_kind);
+}

@@ -1,0 +1,205 @@
+#include "BulkFile.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "ORQBasFailure.h"
+
+namespace orq::storage {
+
+namespace {
+
+constexpr std::int64_t kWriteBackStep = 8 << 20;
+constexpr std::int64_t kSmallestMap = 64 << 20;
+constexpr std::uint32_t kHeaderVersion = 1;
+constexpr std::array<char, 8> kMagic = {'O', 'R', 'Q', 'B', 'U', 'L', 'K', '\0'};
+
+// The header page as it lies on the disk, little-endian; the rest of the page is zero.
+struct Header {
+    std::array<char, 8> magic;
+    std::uint32_t version;
+    std::uint32_t page;
+    Identity identity;
+    std::uint64_t checksum;  // XXH3-64 of the bytes before it
+};
+static_assert(sizeof(Header) == 40);
+
+Header MakeHeader(const Identity& identity) {
+    Header header{kMagic, kHeaderVersion, static_cast<std::uint32_t>(kBulkPage), identity, 0};
+    header.checksum = XXH3_64bits(&header, offsetof(Header, checksum));
+    return header;
+}
+
+[[noreturn]] void FailSystem(const std::string& path, const std::string& doing) {
+    const int error = errno;
+    throw ORQBasFailure(ORQBasFailureKind::Io,
+                        path + ": cannot " + doing + ": " + std::strerror(error));
+}
+
+void WriteAll(int file, const std::string& path, std::int64_t offset,
+              std::span<const std::byte> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t n = pwrite(file, bytes.data(), bytes.size(), offset);
+        if (n < 0 && errno == EINTR) {
+            continue;
+        }
+        if (n <= 0) {
+            FailSystem(path, "write " + std::to_string(bytes.size()) + " bytes at " +
+                                 std::to_string(offset));
+        }
+        bytes = bytes.subspan(static_cast<std::size_t>(n));
+        offset += n;
+    }
+}
+
+std::int64_t SizeOf(int file, const std::string& path) {
+    struct stat status {};
+    if (fstat(file, &status) != 0) {
+        FailSystem(path, "ask for the size");
+    }
+    return status.st_size;
+}
+
+}  // namespace
+
+BulkFile::~BulkFile() {
+    Close();
+}
+
+void BulkFile::Create(const std::string& path, const Identity& identity) {
+    m_path = path;
+    m_file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (m_file < 0) {
+        FailSystem(path, "create");
+    }
+    const Header header = MakeHeader(identity);
+    WriteAll(m_file, path, 0, std::as_bytes(std::span(&header, 1)));
+    Sync(kBulkPage);
+}
+
+void BulkFile::CreateInMemory() {
+    m_path = "bulk data in memory";
+    m_inMemory = true;
+    m_file = memfd_create("orq-bulk", MFD_CLOEXEC);
+    if (m_file < 0) {
+        FailSystem(m_path, "create");
+    }
+}
+
+void BulkFile::Open(const std::string& path, bool writable, const Identity& identity,
+                    std::int64_t committedEnd) {
+    m_path = path;
+    m_file = open(path.c_str(), (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC);
+    if (m_file < 0) {
+        FailSystem(path, "open");
+    }
+    Header header{};
+    const ssize_t n = pread(m_file, &header, sizeof header, 0);
+    if (n != static_cast<ssize_t>(sizeof header) || header.magic != kMagic) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged, path + ": is not a bulk file");
+    }
+    if (header.checksum != XXH3_64bits(&header, offsetof(Header, checksum))) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            path + ": the header is damaged (checksum differs)");
+    }
+    if (header.version > kHeaderVersion) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            path + ": has format version " + std::to_string(header.version) +
+                                ", this program knows up to " + std::to_string(kHeaderVersion));
+    }
+    if (header.identity != identity) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            path + ": belongs to another database than the catalogue beside it");
+    }
+    CheckReaches(committedEnd);
+}
+
+void BulkFile::Close() {
+    Unmap();
+    if (m_file >= 0) {
+        close(m_file);
+        m_file = -1;
+    }
+}
+
+void BulkFile::Write(std::int64_t offset, std::span<const std::byte> bytes) {
+    WriteAll(m_file, m_path, offset, bytes);
+    if (m_inMemory) {
+        return;
+    }
+    const std::int64_t end = offset + static_cast<std::int64_t>(bytes.size());
+    if (offset != m_dirtyEnd) {
+        m_dirtyBegin = offset;
+    }
+    m_dirtyEnd = end;
+    if (m_dirtyEnd - m_dirtyBegin >= kWriteBackStep) {
+        // A hint only: what it does not start, Sync does.
+        sync_file_range(m_file, m_dirtyBegin, m_dirtyEnd - m_dirtyBegin, SYNC_FILE_RANGE_WRITE);
+        m_dirtyBegin = m_dirtyEnd;
+    }
+}
+
+void BulkFile::Sync(std::int64_t end) {
+    if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
+        FailSystem(m_path, "extend");
+    }
+    if (!m_inMemory && fdatasync(m_file) != 0) {
+        FailSystem(m_path, "sync");
+    }
+    m_dirtyBegin = m_dirtyEnd = 0;
+}
+
+void BulkFile::Truncate(std::int64_t end) {
+    if (ftruncate(m_file, end) != 0) {
+        FailSystem(m_path, "truncate");
+    }
+}
+
+void BulkFile::CheckReaches(std::int64_t end) const {
+    const std::int64_t size = SizeOf(m_file, m_path);
+    if (size < end) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            m_path + ": is truncated: " + std::to_string(size) +
+                                " bytes long, the catalogue needs " + std::to_string(end));
+    }
+}
+
+const std::byte* BulkFile::Map(std::int64_t offset, std::int64_t size) {
+    if (offset + size > m_mapped) {
+        // Mapping beyond the end is allowed and spares mapping anew at each append; only bytes
+        // that the catalogue names, which the file reaches to, are ever touched.
+        const std::int64_t wanted = std::max(kSmallestMap, 2 * (offset + size));
+        Unmap();
+        void* map =
+            mmap(nullptr, static_cast<std::size_t>(wanted), PROT_READ, MAP_SHARED, m_file, 0);
+        if (map == MAP_FAILED) {
+            FailSystem(m_path, "map " + std::to_string(wanted) + " bytes");
+        }
+        m_map = static_cast<const std::byte*>(map);
+        m_mapped = wanted;
+    }
+    return m_map + offset;
+}
+
+void BulkFile::Unmap() {
+    if (m_map != nullptr) {
+        munmap(const_cast<std::byte*>(m_map), static_cast<std::size_t>(m_mapped));
+        m_map = nullptr;
+        m_mapped = 0;
+    }
+}
+
+std::int64_t BulkFile::BytesOnDisk() const {
+    struct stat status {};
+    return fstat(m_file, &status) == 0 ? static_cast<std::int64_t>(status.st_blocks) * 512 : 0;
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,61 @@
+// The bulk file: raw bytes at offsets, written with pwrite and read through a memory map.
+//
+// Layout: one header page (magic, format version, the database's identity, checksum), then
+// page-aligned extents; which bytes mean what is known to the catalogue alone. Bytes beyond the
+// extents that the catalogue names have no meaning.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace orq::storage {
+
+inline constexpr std::int64_t kBulkPage = 4096;  // stored layout, do not change
+
+using Identity = std::array<std::byte, 16>;
+
+class BulkFile {
+  public:
+    BulkFile() = default;
+    ~BulkFile();
+    BulkFile(const BulkFile&) = delete;
+    BulkFile& operator=(const BulkFile&) = delete;
+
+    void Create(const std::string& path, const Identity& identity);
+    void CreateInMemory();
+    // Checks the header against `identity` and that the file reaches to `committedEnd`.
+    void Open(const std::string& path, bool writable, const Identity& identity,
+              std::int64_t committedEnd);
+    void Close();
+
+    // Writes the whole span; the disk is asked to start on it early, in steps of 8 MiB.
+    void Write(std::int64_t offset, std::span<const std::byte> bytes);
+    // Makes the file reach to `end` (sparse where nothing was written) and puts everything that was
+    // written on the disk. A failure leaves the handle in doubt; see Engine.
+    void Sync(std::int64_t end);
+    void Truncate(std::int64_t end);
+
+    // Throws Damaged when the file is shorter than `end`.
+    void CheckReaches(std::int64_t end) const;
+    // The mapped bytes from `offset`; the map reaches at least to offset + size. Valid until the
+    // next call of Map for a range beyond the present map, or Close.
+    const std::byte* Map(std::int64_t offset, std::int64_t size);
+    // Bytes that the file takes on the disk, holes not counted.
+    std::int64_t BytesOnDisk() const;
+
+  private:
+    void Unmap();
+
+    int m_file = -1;
+    bool m_inMemory = false;
+    std::string m_path;
+    const std::byte* m_map = nullptr;
+    std::int64_t m_mapped = 0;
+    std::int64_t m_dirtyBegin = 0;  // [m_dirtyBegin, m_dirtyEnd): written, write-back not yet asked
+    std::int64_t m_dirtyEnd = 0;
+};
+
+}  // namespace orq::storage

@@ -1,0 +1,195 @@
+// The catalogue: typed rows in a few tables, read and written by key. What the columns mean is
+// settled by the database layer; docs/storage-format.md describes every table.
+//
+// Rows are reached by a prefix of their key, in key order, or through one of the named indices.
+// There is no other access, so a store of rows of another make can take SQLite's place.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "Sqlite.h"
+
+namespace orq::storage {
+
+// The columns stand in Catalogue.cpp, in the order in which Insert and Put take them.
+enum class Table : int {
+    State,
+    Object,
+    Collection,
+    Member,
+    Symbol,
+    Name,
+    Child,
+    MapEntry,
+    VectorEntry,
+    SetEntry,
+    Field,
+    ComponentSet,
+    Distribution,
+    Drawer,
+    DrawerDimension,
+    DrawerSegment,
+    DataSet,
+    Compartment,
+    DataSetDrawer,
+    FTable,
+    FTableLabel,
+    Extent,
+    FreeExtent,
+    Count
+};
+
+// Second ways into a table; each names its table and its columns.
+enum class Index : int {
+    MemberByObject,       // Member: object, collection
+    SymbolByName,         // Symbol: collection, type, name
+    SymbolByObject,       // Symbol: object
+    ChildByTarget,        // Child: target object, target index, slot
+    MapEntryByTarget,     // MapEntry: the same
+    VectorEntryByTarget,  // VectorEntry: the same
+    SetEntryByTarget,     // SetEntry: the same
+    ComponentSetByHash,   // ComponentSet: collection, hash
+    Count
+};
+
+class Catalogue;
+
+// Rows of one question, one at a time. Text and blobs are valid until the next call of Next and at
+// most until the cursor ends.
+class Cursor {
+  public:
+    Cursor(Cursor&& other) noexcept;
+    Cursor& operator=(Cursor&&) = delete;
+    ~Cursor();
+
+    // Moves to the next (at first, the first) row; false when there is none.
+    [[nodiscard]] bool Next();
+
+    std::int64_t Int(int column) const { return sqlite3_column_int64(m_statement, column); }
+    int Int32(int column) const { return sqlite3_column_int(m_statement, column); }
+    double Double(int column) const { return sqlite3_column_double(m_statement, column); }
+    std::string_view Text(int column) const;
+    std::span<const std::byte> Blob(int column) const;
+
+  private:
+    friend class Catalogue;
+    Cursor(Catalogue& catalogue, std::vector<sqlite3_stmt*>& home, sqlite3_stmt* statement)
+        : m_catalogue(catalogue), m_home(home), m_statement(statement) {}
+
+    Catalogue& m_catalogue;
+    std::vector<sqlite3_stmt*>& m_home;
+    sqlite3_stmt* m_statement;
+};
+
+class Catalogue {
+  public:
+    explicit Catalogue(Connection& connection) : m_connection(connection) {}
+    ~Catalogue();
+    Catalogue(const Catalogue&) = delete;
+    Catalogue& operator=(const Catalogue&) = delete;
+
+    // Makes all tables and indices in an empty catalogue.
+    void CreateTables();
+
+    // One row, all columns in order. Where the key is taken, Insert throws, InsertNew changes
+    // nothing and answers false, and Put replaces.
+    template <class... Values>
+    void Insert(Table table, const Values&... values) {
+        Run(table, Write::Insert, values...);
+    }
+    template <class... Values>
+    bool InsertNew(Table table, const Values&... values) {
+        Run(table, Write::InsertNew, values...);
+        return sqlite3_changes(m_connection.Handle()) > 0;
+    }
+    template <class... Values>
+    void Put(Table table, const Values&... values) {
+        Run(table, Write::Put, values...);
+    }
+    // Removes every row whose key begins with these values; answers how many.
+    template <class... Keys>
+    int Erase(Table table, const Keys&... keys) {
+        Run(table, EraseBy(sizeof...(Keys)), keys...);
+        return sqlite3_changes(m_connection.Handle());
+    }
+
+    template <class... Keys>
+    Cursor Find(Table table, const Keys&... keys) {
+        return Ask(Question::Find, static_cast<int>(table), keys...);
+    }
+    // The last row (by key) among those whose key begins with these values.
+    template <class... Keys>
+    Cursor FindLast(Table table, const Keys&... keys) {
+        return Ask(Question::FindLast, static_cast<int>(table), keys...);
+    }
+    // Rows whose key begins with these values except for the last one, and whose last given key
+    // column is at least the last value, in key order.
+    template <class... Keys>
+    Cursor FindFrom(Table table, const Keys&... keys) {
+        return Ask(Question::FindFrom, static_cast<int>(table), keys...);
+    }
+    // Rows of the index's table whose index columns begin with these values, in index order.
+    template <class... Keys>
+    Cursor FindBy(Index index, const Keys&... keys) {
+        return Ask(Question::FindBy, static_cast<int>(index), keys...);
+    }
+    // How many rows have a key that begins with these values.
+    template <class... Keys>
+    std::int64_t CountRows(Table table, const Keys&... keys) {
+        Cursor cursor = Ask(Question::Count, static_cast<int>(table), keys...);
+        return cursor.Next() ? cursor.Int(0) : 0;
+    }
+
+    static const char* NameOf(Table table);
+
+  private:
+    friend class Cursor;
+    // Equal statements: one is taken for a question and brought back at its end, so that
+    // questions can nest.
+    using Pool = std::vector<sqlite3_stmt*>;
+
+    enum class Write : int { Insert, InsertNew, Put, EraseByNone };  // then EraseByOne, ...
+    enum class Question : int { Find, FindLast, FindFrom, Count, FindBy, Kinds };
+    static constexpr std::size_t kMostKeys = 7;
+    static constexpr std::size_t kMostWays =
+        std::max(static_cast<std::size_t>(Table::Count), static_cast<std::size_t>(Index::Count));
+
+    static Write EraseBy(std::size_t nKeys) {
+        return static_cast<Write>(static_cast<std::size_t>(Write::EraseByNone) + nKeys);
+    }
+    sqlite3_stmt* WriteStatement(Table table, Write kind);
+    void RunWrite(sqlite3_stmt* statement, Table table);
+    Cursor Take(Question question, int what, std::size_t nKeys);
+
+    template <class... Values>
+    void Run(Table table, Write kind, const Values&... values) {
+        sqlite3_stmt* statement = WriteStatement(table, kind);
+        int index = 0;
+        (m_connection.Check(BindValue(statement, ++index, values), "bind a value"), ...);
+        RunWrite(statement, table);
+    }
+
+    template <class... Keys>
+    Cursor Ask(Question question, int what, const Keys&... keys) {
+        static_assert(sizeof...(Keys) < kMostKeys);
+        Cursor cursor = Take(question, what, sizeof...(Keys));
+        int index = 0;
+        (m_connection.Check(BindKey(cursor.m_statement, ++index, keys), "bind a key"), ...);
+        return cursor;
+    }
+
+    Connection& m_connection;
+    std::array<std::array<sqlite3_stmt*, 3 + kMostKeys>, static_cast<std::size_t>(Table::Count)>
+        m_writes{};
+    std::array<std::array<std::array<Pool, kMostKeys>, kMostWays>,
+               static_cast<std::size_t>(Question::Kinds)>
+        m_pools;
+};
+
+}  // namespace orq::storage

@@ -1,0 +1,282 @@
+#include "ChunkStore.h"
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "ORQBasFailure.h"
+
+namespace orq::storage {
+
+namespace {
+
+std::int64_t RoundUp(std::int64_t value, std::int64_t step) {
+    return (value + step - 1) / step * step;
+}
+
+std::size_t NumBlocks(std::int64_t length) {
+    return static_cast<std::size_t>((length + kChecksumBlock - 1) / kChecksumBlock);
+}
+
+std::uint64_t Checksum(const std::byte* bytes, std::int64_t length) {
+    return XXH3_64bits(bytes, static_cast<std::size_t>(length));
+}
+
+std::int64_t BlockBegin(std::size_t block) {
+    return static_cast<std::int64_t>(block) * kChecksumBlock;
+}
+
+std::int64_t BlockEnd(std::size_t block, std::int64_t length) {
+    return std::min(BlockBegin(block + 1), length);
+}
+
+}  // namespace
+
+Extent ChunkStore::ExtentFromRow(const Cursor& row) {
+    Extent extent;
+    extent.offset = row.Int(3);
+    extent.capacity = row.Int(4);
+    extent.length = row.Int(5);
+    const std::span<const std::byte> checksums = row.Blob(6);
+    const std::size_t nBlocks = NumBlocks(extent.length);
+    if (extent.offset < kBulkPage || extent.offset % kBulkPage != 0 || extent.length <= 0 ||
+        extent.length > extent.capacity || checksums.size() != nBlocks * sizeof(std::uint64_t)) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            "the catalogue's row of chunk " + std::to_string(row.Int(2)) +
+                                " of store " + std::to_string(row.Int(0)) + " is inconsistent");
+    }
+    extent.checksums.resize(nBlocks);
+    std::memcpy(extent.checksums.data(), checksums.data(), checksums.size());
+    extent.verified.assign(nBlocks, false);
+    extent.nUnverified = nBlocks;
+    return extent;
+}
+
+ChunkStore::Chunks& ChunkStore::Load(std::int64_t store, int part) {
+    const Key key(store, part);
+    if (const auto known = m_chunks.find(key); known != m_chunks.end()) {
+        return known->second;
+    }
+    Chunks& chunks = m_chunks[key];
+    for (Cursor row = m_catalogue.Find(Table::Extent, store, part); row.Next();) {
+        const auto chunk = static_cast<std::size_t>(row.Int(2));
+        chunks.resize(chunk + 1);
+        chunks[chunk] = ExtentFromRow(row);
+    }
+    if (const auto before = m_before.find(key); before != m_before.end()) {
+        const std::size_t nCommon = std::min(chunks.size(), before->second.size());
+        for (std::size_t i = 0; i < nCommon; ++i) {
+            Extent& now = chunks[i];
+            const Extent& then = before->second[i];
+            const std::size_t nBlocks = now.offset == then.offset
+                                            ? std::min(now.checksums.size(), then.checksums.size())
+                                            : 0;
+            for (std::size_t block = 0; block < nBlocks; ++block) {
+                if (then.verified[block] && then.checksums[block] == now.checksums[block]) {
+                    now.verified[block] = true;
+                    --now.nUnverified;
+                }
+            }
+        }
+        m_before.erase(before);
+    }
+    return chunks;
+}
+
+Extent& ChunkStore::Find(std::int64_t store, int part, std::int64_t chunk) {
+    Chunks& chunks = Load(store, part);
+    const auto number = static_cast<std::size_t>(chunk);
+    if (number >= chunks.size()) {
+        chunks.resize(number + 1);
+    }
+    return chunks[number];
+}
+
+std::int64_t ChunkStore::Length(std::int64_t store, int part, std::int64_t chunk) {
+    const Chunks& chunks = Load(store, part);
+    const auto number = static_cast<std::size_t>(chunk);
+    return number < chunks.size() ? chunks[number].length : 0;
+}
+
+const std::byte* ChunkStore::Read(std::int64_t store, int part, std::int64_t chunk,
+                                  std::int64_t begin, std::int64_t end) {
+    return Open(store, part, chunk).Bytes(begin, end);
+}
+
+ChunkStore::Reader ChunkStore::Open(std::int64_t store, int part, std::int64_t chunk) {
+    Reader reader;
+    if (Length(store, part, chunk) > 0) {
+        reader.m_store = this;
+        reader.m_extent = &Find(store, part, chunk);
+        reader.m_base = Map(*reader.m_extent);
+    }
+    return reader;
+}
+
+void ChunkStore::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
+    const std::byte* bytes = Map(extent);
+    const std::size_t last = NumBlocks(end);
+    for (auto block = static_cast<std::size_t>(begin / kChecksumBlock); block < last; ++block) {
+        if (extent.verified[block]) {
+            continue;
+        }
+        const std::int64_t from = BlockBegin(block);
+        const std::int64_t to = BlockEnd(block, extent.length);
+        if (Checksum(bytes + from, to - from) != extent.checksums[block]) {
+            throw ORQBasFailure(
+                ORQBasFailureKind::Damaged,
+                "bulk.bin: the block at byte " + std::to_string(extent.offset + from) + " (" +
+                    std::to_string(to - from) + " bytes) is damaged (checksum differs)");
+        }
+        extent.verified[block] = true;
+        --extent.nUnverified;
+    }
+}
+
+void ChunkStore::Write(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
+                       std::span<const std::byte> bytes, std::int64_t reserve) {
+    if (bytes.empty()) {
+        return;
+    }
+    Extent& extent = Find(store, part, chunk);
+    if (extent.level != m_level) {
+        extent.level = m_level;
+        extent.writableFrom = extent.length;
+    }
+    const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
+    std::vector<std::byte> withGap;
+    if (begin > extent.length) {
+        withGap.resize(static_cast<std::size_t>(end - extent.length));
+        std::ranges::copy(bytes, withGap.begin() + (begin - extent.length));
+        bytes = withGap;
+        begin = extent.length;
+    }
+    if (FitsInPlace(extent, begin, end)) {
+        WriteInPlace(extent, begin, bytes);
+    } else {
+        Replace(extent, begin, bytes, reserve);
+    }
+    m_wroteBytes = true;
+    m_catalogue.Put(Table::Extent, store, part, chunk, extent.offset, extent.capacity,
+                    extent.length, std::as_bytes(std::span(extent.checksums)));
+}
+
+bool ChunkStore::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t end) {
+    if (extent.IsAbsent() || begin < extent.writableFrom) {
+        return false;
+    }
+    if (end > extent.capacity && extent.offset + extent.capacity == m_bulkEnd) {
+        m_bulkEnd = extent.offset + RoundUp(end, kBulkPage);
+        extent.capacity = m_bulkEnd - extent.offset;
+    }
+    return end <= extent.capacity;
+}
+
+void ChunkStore::WriteInPlace(Extent& extent, std::int64_t begin,
+                              std::span<const std::byte> bytes) {
+    const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
+    const auto first = static_cast<std::size_t>(begin / kChecksumBlock);
+    // Old bytes that share a block with new ones must not get a checksum unseen.
+    if (begin > BlockBegin(first)) {
+        Verify(extent, BlockBegin(first), begin);
+    }
+    if (end < extent.length) {
+        Verify(extent, end, end + 1);
+    }
+    extent.length = std::max(extent.length, end);
+    const std::size_t nBefore = extent.checksums.size();
+    const std::size_t nBlocks = NumBlocks(extent.length);
+    extent.checksums.resize(nBlocks);
+    extent.verified.resize(nBlocks, false);
+    extent.nUnverified += nBlocks - nBefore;
+
+    const auto isWhole = [&](std::size_t block) {
+        return BlockBegin(block) >= begin && BlockEnd(block, extent.length) <= end;
+    };
+    const std::size_t last = NumBlocks(end);
+    for (std::size_t block = first; block < last; ++block) {
+        if (isWhole(block)) {
+            const std::int64_t from = BlockBegin(block);
+            extent.checksums[block] =
+                Checksum(bytes.data() + (from - begin), BlockEnd(block, extent.length) - from);
+            if (extent.verified[block]) {
+                extent.verified[block] = false;
+                ++extent.nUnverified;
+            }
+        }
+    }
+    m_file.Write(extent.offset + begin, bytes);
+    for (const std::size_t block : {first, last - 1}) {
+        if (!isWhole(block)) {
+            const std::int64_t from = BlockBegin(block);
+            extent.checksums[block] =
+                Checksum(Map(extent) + from, BlockEnd(block, extent.length) - from);
+            if (!extent.verified[block]) {
+                extent.verified[block] = true;
+                --extent.nUnverified;
+            }
+        }
+    }
+}
+
+void ChunkStore::Replace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
+                         std::int64_t reserve) {
+    const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
+    const std::int64_t length = std::max(extent.length, end);
+    std::vector<std::byte> whole;
+    if (begin > 0 || end < extent.length) {
+        Verify(extent, 0, extent.length);
+        const std::byte* old = Map(extent);
+        whole.assign(old, old + extent.length);
+        whole.resize(static_cast<std::size_t>(length));
+        std::ranges::copy(bytes, whole.begin() + begin);
+        bytes = whole;
+    }
+    if (!extent.IsAbsent()) {
+        m_space.Free(extent.offset, extent.capacity);
+    }
+    Extent fresh;
+    fresh.capacity = RoundUp(std::max(length, reserve), kBulkPage);
+    fresh.offset = m_space.Allocate(fresh.capacity, m_bulkEnd);
+    fresh.level = m_level;
+    extent = std::move(fresh);
+    WriteInPlace(extent, 0, bytes);
+}
+
+void ChunkStore::Erase(std::int64_t store) {
+    for (Cursor row = m_catalogue.Find(Table::Extent, store); row.Next();) {
+        m_space.Free(row.Int(3), row.Int(4));
+    }
+    m_catalogue.Erase(Table::Extent, store);
+    m_chunks.erase(m_chunks.lower_bound({store, 0}), m_chunks.lower_bound({store + 1, 0}));
+}
+
+void ChunkStore::Forget() {
+    for (auto& [key, chunks] : m_chunks) {
+        m_before[key] = std::move(chunks);
+    }
+    m_chunks.clear();
+}
+
+bool ChunkStore::TakeWroteBytes() {
+    return std::exchange(m_wroteBytes, false);
+}
+
+std::vector<std::int64_t> ChunkStore::FindDamage(const Extent& extent) {
+    std::vector<std::int64_t> damaged;
+    const std::byte* bytes = Map(extent);
+    for (std::size_t block = 0; block < extent.checksums.size(); ++block) {
+        const std::int64_t from = BlockBegin(block);
+        const std::int64_t length = BlockEnd(block, extent.length) - from;
+        if (Checksum(bytes + from, length) != extent.checksums[block]) {
+            damaged.push_back(extent.offset + from);
+        }
+    }
+    return damaged;
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,117 @@
+// Chunks of bulk data: each is a run of bytes that grows at its end or is replaced, named by
+// (store, part, chunk), and lies in one page-aligned extent of the bulk file.
+//
+// Committed bytes never change where they lie. An append writes behind the committed length of the
+// chunk's extent; any other change writes the whole chunk to a new extent and frees the old one.
+// Every block of 64 KiB of a chunk has a checksum over its bytes up to the chunk's length; a block
+// is compared with it before its bytes are first handed out, and again after it has grown.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <span>
+#include <vector>
+
+#include "BulkFile.h"
+#include "Catalogue.h"
+#include "FreeSpace.h"
+
+namespace orq::storage {
+
+inline constexpr std::int64_t kChecksumBlock = 64 << 10;  // stored layout, do not change
+
+// One extent as the catalogue's row names it.
+struct Extent {
+    std::int64_t offset = 0;  // 0: the chunk has no bytes
+    std::int64_t capacity = 0;
+    std::int64_t length = 0;
+    std::vector<std::uint64_t> checksums;  // one per block
+
+    // What this handle knows: which blocks it has compared, and from where on the bytes were
+    // written by transaction level `level` and may be written again while it is the newest.
+    std::vector<bool> verified;
+    std::size_t nUnverified = 0;
+    std::int64_t level = 0;
+    std::int64_t writableFrom = 0;
+
+    bool IsAbsent() const { return offset == 0; }
+};
+
+class ChunkStore {
+  public:
+    ChunkStore(Catalogue& catalogue, BulkFile& file, FreeSpace& space)
+        : m_catalogue(catalogue), m_file(file), m_space(space) {}
+
+    // The length of a chunk in bytes, 0 when nothing was ever written to it.
+    std::int64_t Length(std::int64_t store, int part, std::int64_t chunk);
+
+    // Bytes [begin, end) of a chunk, which must lie below its length, compared with their
+    // checksums. Throws Damaged with the place. Valid until the next Write, Refresh or rollback.
+    const std::byte* Read(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
+                          std::int64_t end);
+
+    // A chunk that is read in many small pieces: finds its extent once.
+    class Reader {
+      public:
+        const std::byte* Bytes(std::int64_t begin, std::int64_t end) {
+            if (m_extent->nUnverified != 0) {
+                m_store->Verify(*m_extent, begin, end);
+            }
+            return m_base + begin;
+        }
+        std::int64_t Length() const { return m_extent == nullptr ? 0 : m_extent->length; }
+
+      private:
+        friend class ChunkStore;
+        ChunkStore* m_store = nullptr;
+        Extent* m_extent = nullptr;
+        const std::byte* m_base = nullptr;
+    };
+    Reader Open(std::int64_t store, int part, std::int64_t chunk);
+
+    // Puts `bytes` at `begin`; a gap behind the chunk's present length reads as zero. A new extent
+    // is made at least `reserve` bytes long, so that later appends find room.
+    void Write(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
+               std::span<const std::byte> bytes, std::int64_t reserve = 0);
+    void Erase(std::int64_t store);
+
+    // From here on, what was written so far may not be written again where it lies.
+    void BeginLevel() { ++m_level; }
+    // The catalogue's rows may have changed: reads them again when they are needed. Blocks that
+    // were compared stay so where place and checksum are still the same.
+    void Forget();
+    // Where the last extent ends; kept in the catalogue by the engine.
+    std::int64_t& BulkEnd() { return m_bulkEnd; }
+    // Whether bytes were written since the last call of this.
+    bool TakeWroteBytes();
+
+    // Compares every block of an extent; answers the first byte of each that differs.
+    std::vector<std::int64_t> FindDamage(const Extent& extent);
+
+    static Extent ExtentFromRow(const Cursor& row);
+
+  private:
+    using Chunks = std::vector<Extent>;  // by chunk number, with gaps
+    using Key = std::pair<std::int64_t, int>;
+
+    Chunks& Load(std::int64_t store, int part);
+    Extent& Find(std::int64_t store, int part, std::int64_t chunk);
+    const std::byte* Map(const Extent& extent) { return m_file.Map(extent.offset, extent.length); }
+    void Verify(Extent& extent, std::int64_t begin, std::int64_t end);
+    void WriteInPlace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes);
+    void Replace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
+                 std::int64_t reserve);
+    bool FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t end);
+
+    Catalogue& m_catalogue;
+    BulkFile& m_file;
+    FreeSpace& m_space;
+    std::int64_t m_bulkEnd = kBulkPage;
+    std::int64_t m_level = 1;
+    bool m_wroteBytes = false;
+    std::map<Key, Chunks> m_chunks;
+    std::map<Key, Chunks> m_before;  // as of the last Forget
+};
+
+}  // namespace orq::storage

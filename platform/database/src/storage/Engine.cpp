@@ -1,0 +1,427 @@
+#include "Engine.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "ORQBasFailure.h"
+#include "PageChecksumVfs.h"
+
+namespace orq::storage {
+
+namespace {
+
+constexpr std::int64_t kApplicationId = 0x4F525131;  // "ORQ1"; stored, do not change
+constexpr std::size_t kHeaderBytes = 100;
+
+std::string LockPath(const std::string& directory) {
+    return directory + "/lock";
+}
+
+[[noreturn]] void FailSystem(const std::string& path, const std::string& doing) {
+    const int error = errno;
+    throw ORQBasFailure(ORQBasFailureKind::Io,
+                        path + ": cannot " + doing + ": " + std::strerror(error));
+}
+
+void SyncDirectory(const std::string& path) {
+    const int file = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (file < 0 || fsync(file) != 0) {
+        FailSystem(path, "sync the directory");
+    }
+    close(file);
+}
+
+Identity NewIdentity() {
+    Identity identity;
+    std::random_device random;
+    for (std::byte& byte : identity) {
+        byte = static_cast<std::byte>(random());
+    }
+    return identity;
+}
+
+std::string WithoutTrailingSlash(std::string directory) {
+    while (directory.size() > 1 && directory.back() == '/') {
+        directory.pop_back();
+    }
+    return directory;
+}
+
+bool ReadHeader(const std::string& path, std::array<unsigned char, kHeaderBytes>& header) {
+    std::ifstream file(path, std::ios::binary);
+    file.read(reinterpret_cast<char*>(header.data()), kHeaderBytes);
+    return file.gcount() == kHeaderBytes;
+}
+
+// Says what a path is instead of a database, before SQLite sees it.
+void CheckLooksLikeDatabase(const std::string& directory) {
+    std::error_code error;
+    const auto status = std::filesystem::status(directory, error);
+    if (!std::filesystem::exists(status)) {
+        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": does not exist");
+    }
+    if (!std::filesystem::is_directory(status)) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            directory + ": is not a model database (not a directory)");
+    }
+    const std::string catalogue = CataloguePath(directory);
+    const std::string bulk = BulkPath(directory);
+    const bool hasCatalogue = std::filesystem::exists(catalogue, error);
+    const bool hasBulk = std::filesystem::exists(bulk, error);
+    if (!hasCatalogue && !hasBulk) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            directory + ": is not a model database (no catalogue.sqlite in it)");
+    }
+    if (!hasCatalogue || !hasBulk) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Damaged,
+            directory + ": " + (hasCatalogue ? "bulk.bin" : "catalogue.sqlite") + " is missing");
+    }
+    std::array<unsigned char, kHeaderBytes> header{};
+    if (!ReadHeader(catalogue, header)) {
+        if (access(catalogue.c_str(), R_OK) != 0) {
+            FailSystem(catalogue, "read");
+        }
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            catalogue + ": is truncated: shorter than its header");
+    }
+    if (std::memcmp(header.data(), "SQLite format 3", 16) != 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged, catalogue + ": is not a catalogue");
+    }
+    const std::int64_t application = (std::int64_t{header[68]} << 24) |
+                                     (std::int64_t{header[69]} << 16) |
+                                     (std::int64_t{header[70]} << 8) | header[71];
+    if (application != kApplicationId || header[20] != kPageReservedBytes) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            catalogue + ": is a database of another program, or damaged");
+    }
+}
+
+// Whether nobody can write here, so that the files cannot change while they are read.
+bool IsFrozen(const std::string& directory) {
+    struct stat log {};
+    const std::string logPath = CataloguePath(directory) + "-wal";
+    const bool hasLog = stat(logPath.c_str(), &log) == 0 && log.st_size > 0;
+    return access(directory.c_str(), W_OK) != 0 && !hasLog;
+}
+
+std::string UriOf(const std::string& path) {
+    std::string uri = "file:";
+    for (const char c : path) {
+        if (c == '?' || c == '#' || c == '%') {
+            std::array<char, 4> hex{};
+            std::snprintf(hex.data(), hex.size(), "%%%02X", static_cast<unsigned char>(c));
+            uri += hex.data();
+        } else {
+            uri += c;
+        }
+    }
+    return uri + "?immutable=1";
+}
+
+}  // namespace
+
+std::string CataloguePath(const std::string& directory) {
+    return directory + "/catalogue.sqlite";
+}
+std::string BulkPath(const std::string& directory) {
+    return directory + "/bulk.bin";
+}
+
+std::unique_ptr<Engine> Engine::Create(const std::string& givenDirectory) {
+    const std::string directory = WithoutTrailingSlash(givenDirectory);
+    if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
+    }
+    // Made beside its place and moved into it whole, so that a crash leaves no half database.
+    const std::string beside = directory + ".new-" + std::to_string(getpid());
+    std::filesystem::remove_all(beside);
+    if (mkdir(beside.c_str(), 0777) != 0) {
+        FailSystem(beside, "create the directory");
+    }
+    try {
+        {
+            std::unique_ptr<Engine> engine(new Engine);
+            engine->m_directory = beside;
+            engine->m_writable = true;
+            engine->m_lock.OpenAsWriter(LockPath(beside));
+            const Identity identity = NewIdentity();
+            engine->m_file.Create(BulkPath(beside), identity);
+            engine->OpenCatalogue(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                                  PageChecksumVfsName());
+            engine->WriteFirstState(identity);
+        }
+        SyncDirectory(beside);
+        if (renameat2(AT_FDCWD, beside.c_str(), AT_FDCWD, directory.c_str(), RENAME_NOREPLACE) !=
+            0) {
+            FailSystem(directory, "move the new database into its place");
+        }
+        const auto parent = std::filesystem::path(directory).parent_path();
+        SyncDirectory(parent.empty() ? "." : parent.string());
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove_all(beside, ignored);
+        throw;
+    }
+    return Open(directory, true);
+}
+
+std::unique_ptr<Engine> Engine::CreateInMemory() {
+    std::unique_ptr<Engine> engine(new Engine);
+    engine->m_writable = true;
+    engine->m_file.CreateInMemory();
+    engine->OpenCatalogue(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    engine->WriteFirstState(NewIdentity());
+    engine->BeginSnapshot();
+    return engine;
+}
+
+std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable) {
+    const std::string directory = WithoutTrailingSlash(givenDirectory);
+    CheckLooksLikeDatabase(directory);
+    std::unique_ptr<Engine> engine(new Engine);
+    engine->m_directory = directory;
+    engine->m_writable = writable;
+    const std::string catalogue = CataloguePath(directory);
+    if (writable) {
+        engine->m_lock.OpenAsWriter(LockPath(directory));
+        engine->OpenCatalogue(catalogue, SQLITE_OPEN_READWRITE, PageChecksumVfsName());
+    } else {
+        const bool isFrozen = IsFrozen(directory);
+        engine->m_lock.OpenAsReader(LockPath(directory));
+        if (isFrozen) {
+            engine->OpenCatalogue(UriOf(catalogue), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
+                                  PageChecksumVfsName());
+        } else {
+            // Opened for writing where that is allowed, so that the last one out, whoever it is,
+            // folds the log in and leaves two files; the handle itself never writes.
+            const bool canWrite = access(catalogue.c_str(), W_OK) == 0;
+            engine->OpenCatalogue(catalogue,
+                                  canWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY,
+                                  PageChecksumVfsName());
+            engine->m_connection->Execute("PRAGMA query_only = 1");
+        }
+    }
+    engine->BeginSnapshot();
+    engine->m_file.Open(BulkPath(directory), writable, engine->m_identity,
+                        engine->m_chunks->BulkEnd());
+    return engine;
+}
+
+Engine::~Engine() {
+    if (m_connection == nullptr) {
+        return;
+    }
+    const std::int64_t bulkEnd = m_chunks->BulkEnd();
+    const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
+    DropConnection();
+    if (isClean && m_lock.OldestSnapshot(m_generation) == m_generation) {
+        try {
+            m_file.Truncate(bulkEnd);
+        } catch (const ORQBasException&) {
+            // The bytes beyond the end have no meaning; they only take space.
+        }
+    }
+}
+
+void Engine::DropConnection() {
+    m_catalogue.reset();
+    if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
+        sqlite3_exec(m_connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    m_connection.reset();
+}
+
+void Engine::OpenCatalogue(const std::string& name, int flags, const char* vfs) {
+    m_connection = std::make_unique<Connection>(name, flags, vfs,
+                                                IsInMemory() ? name : CataloguePath(m_directory));
+    if ((flags & SQLITE_OPEN_CREATE) != 0 && !IsInMemory()) {
+        int reserved = kPageReservedBytes;
+        m_connection->Check(sqlite3_file_control(m_connection->Handle(), "main",
+                                                 SQLITE_FCNTL_RESERVE_BYTES, &reserved),
+                            "reserve room for page checksums");
+        m_connection->Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
+        m_connection->Execute(
+            ("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+        m_connection->Execute("PRAGMA journal_mode = WAL");
+    }
+    m_connection->Execute(
+        "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -8192;"
+        "PRAGMA temp_store = MEMORY");
+    sqlite3_busy_timeout(m_connection->Handle(), 10000);
+    m_catalogue = std::make_unique<Catalogue>(*m_connection);
+    m_space = std::make_unique<FreeSpace>(*m_catalogue, m_lock);
+    m_chunks = std::make_unique<ChunkStore>(*m_catalogue, m_file, *m_space);
+}
+
+void Engine::WriteFirstState(const Identity& identity) {
+    m_identity = identity;
+    m_generation = 1;
+    m_connection->Execute("BEGIN IMMEDIATE");
+    m_catalogue->CreateTables();
+    m_catalogue->Insert(Table::State, 0, kFormatVersion, std::span<const std::byte>(identity),
+                        m_generation, m_nextObject, m_nextSet, m_chunks->BulkEnd());
+    m_connection->Execute("COMMIT");
+}
+
+void Engine::BeginSnapshot() {
+    if (!m_writable) {
+        m_lock.BeginChoosingSnapshot();
+    }
+    m_connection->Execute("BEGIN");
+    ReadState();
+    if (!m_writable) {
+        m_lock.MarkSnapshot(m_generation);
+    }
+}
+
+void Engine::EndSnapshot() {
+    if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
+        m_connection->Execute("COMMIT");
+    }
+}
+
+void Engine::ReadState() {
+    Cursor row = m_catalogue->Find(Table::State, 0);
+    if (!row.Next() || row.Blob(2).size() != m_identity.size()) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            CataloguePath(m_directory) + ": has no state row");
+    }
+    if (const int format = row.Int32(1); format != kFormatVersion) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            m_directory + ": has format version " + std::to_string(format) +
+                                ", this program knows version " + std::to_string(kFormatVersion));
+    }
+    std::ranges::copy(row.Blob(2), m_identity.begin());
+    m_generation = row.Int(3);
+    m_nextObject = std::max(m_nextObject, row.Int(4));
+    m_nextSet = std::max(m_nextSet, row.Int32(5));
+    m_chunks->BulkEnd() = row.Int(6);
+}
+
+void Engine::CheckUsable() const {
+    if (m_refused) {
+        throw ORQBasFailure(ORQBasFailureKind::Refused,
+                            m_directory +
+                                ": an earlier failure left this handle in doubt; open the "
+                                "database again");
+    }
+}
+
+void Engine::Begin() {
+    CheckUsable();
+    if (!m_writable) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            m_directory + ": is open for reading only, nothing can be changed");
+    }
+    if (Depth() == 0) {
+        EndSnapshot();
+        m_connection->Execute("BEGIN IMMEDIATE");
+        m_space->BeginTransaction(m_generation);
+        m_changesBefore = sqlite3_total_changes(m_connection->Handle());
+    } else {
+        m_connection->Execute(("SAVEPOINT level" + std::to_string(Depth())).c_str());
+    }
+    m_chunks->BeginLevel();
+    m_bulkEnds.push_back(m_chunks->BulkEnd());
+}
+
+void Engine::Commit() {
+    CheckUsable();
+    if (Depth() > 1) {
+        m_connection->Execute(("RELEASE level" + std::to_string(Depth() - 1)).c_str());
+        m_bulkEnds.pop_back();
+        return;
+    }
+    const bool wroteBytes = m_chunks->TakeWroteBytes();
+    const bool hasChanges =
+        wroteBytes || sqlite3_total_changes(m_connection->Handle()) != m_changesBefore;
+    try {
+        if (hasChanges) {
+            if (wroteBytes) {
+                m_space->TrimEnd(m_chunks->BulkEnd());
+                m_refused = true;  // unless the sync returns
+                m_file.Sync(m_chunks->BulkEnd());
+                m_refused = false;
+            }
+            m_catalogue->Put(Table::State, 0, kFormatVersion,
+                             std::span<const std::byte>(m_identity), m_generation + 1, m_nextObject,
+                             m_nextSet, m_chunks->BulkEnd());
+        }
+        m_connection->Execute("COMMIT");
+    } catch (const ORQBasException&) {
+        const int code = sqlite3_extended_errcode(m_connection->Handle());
+        m_refused = m_refused || code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC;
+        Rollback();
+        throw;
+    }
+    m_bulkEnds.pop_back();
+    BeginSnapshot();
+}
+
+void Engine::Rollback() {
+    const std::int64_t bulkEnd = m_bulkEnds.back();
+    const int level = Depth() - 1;
+    m_bulkEnds.pop_back();
+    m_chunks->Forget();
+    m_space->Reload();
+    m_chunks->BulkEnd() = bulkEnd;
+    m_chunks->BeginLevel();
+    const bool wasRefused = m_refused;
+    m_refused = true;  // unless all of this returns
+    if (level > 0) {
+        const std::string name = "level" + std::to_string(level);
+        m_connection->Execute(("ROLLBACK TO " + name + "; RELEASE " + name).c_str());
+    } else {
+        // SQLite has rolled back by itself after some failures.
+        if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
+            m_connection->Execute("ROLLBACK");
+        }
+        BeginSnapshot();
+    }
+    m_refused = wasRefused;
+}
+
+bool Engine::Refresh() {
+    CheckUsable();
+    if (m_writable) {
+        return false;  // the only writer sees the last state always
+    }
+    const std::int64_t before = m_generation;
+    m_lock.BeginChoosingSnapshot();
+    EndSnapshot();
+    BeginSnapshot();
+    if (m_generation == before) {
+        return false;
+    }
+    m_chunks->Forget();
+    m_file.CheckReaches(m_chunks->BulkEnd());
+    return true;
+}
+
+Sizes Engine::GetSizes() {
+    Sizes sizes;
+    Cursor cursor = [this] { return m_catalogue->Find(Table::FreeExtent); }();
+    while (cursor.Next()) {
+        sizes.freeBulkBytes += cursor.Int(1);
+    }
+    sizes.bulkBytes = m_chunks->BulkEnd();
+    if (!IsInMemory()) {
+        std::error_code error;
+        const auto bytes = std::filesystem::file_size(CataloguePath(m_directory), error);
+        sizes.catalogueBytes = error ? 0 : static_cast<std::int64_t>(bytes);
+        const auto log = std::filesystem::file_size(CataloguePath(m_directory) + "-wal", error);
+        sizes.catalogueBytes += error ? 0 : static_cast<std::int64_t>(log);
+    }
+    return sizes;
+}
+
+}  // namespace orq::storage

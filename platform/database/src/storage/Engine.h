@@ -1,0 +1,104 @@
+// One open database: catalogue, bulk file and lock under one transaction.
+//
+// docs/commit-and-recovery.md numbers the invariants that this class keeps and says what a crash at
+// each step leaves behind. The database layer sees only this class and the two stores it hands out,
+// and assumes nothing about files.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "BulkFile.h"
+#include "Catalogue.h"
+#include "ChunkStore.h"
+#include "FreeSpace.h"
+#include "LockFile.h"
+
+namespace orq::storage {
+
+inline constexpr int kFormatVersion = 1;
+
+struct Sizes {
+    std::int64_t catalogueBytes = 0;
+    std::int64_t bulkBytes = 0;      // extents, free ones included
+    std::int64_t freeBulkBytes = 0;  // free extents
+};
+
+class Engine {
+  public:
+    // Makes a directory with an empty database and opens it for writing. Throws when the name is
+    // taken; whatever fails, nothing is left behind under the name.
+    static std::unique_ptr<Engine> Create(const std::string& directory);
+    static std::unique_ptr<Engine> CreateInMemory();
+    static std::unique_ptr<Engine> Open(const std::string& directory, bool writable);
+    ~Engine();
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+
+    const std::string& Path() const { return m_directory; }
+    bool IsWritable() const { return m_writable; }
+    bool IsInMemory() const { return m_directory.empty(); }
+
+    Catalogue& Rows() { return *m_catalogue; }
+    ChunkStore& Chunks() { return *m_chunks; }
+
+    // Numbers that this handle has not given before, and no committed row holds.
+    std::int64_t NewObject() { return m_nextObject++; }
+    int NewSet() { return m_nextSet++; }
+
+    // Transactions nest; the inner ones are savepoints. Depth is 0 outside of any.
+    int Depth() const { return static_cast<int>(m_bulkEnds.size()); }
+    void Begin();
+    // The outermost commit is durable when it returns. When it throws, the transaction has been
+    // rolled back; after a failed sync the handle refuses further work, since what the disk holds
+    // is then unknown.
+    void Commit();
+    void Rollback();
+    // Throws Refused after a failure that leaves the handle in doubt.
+    void CheckUsable() const;
+
+    // The number of the state that this handle sees; every commit that changes anything adds 1.
+    std::int64_t Generation() const { return m_generation; }
+    // A read-only handle moves to the last committed state; answers whether it is another one.
+    bool Refresh();
+
+    Sizes GetSizes();
+    // Compares every page and every block with its checksum, and accounts for every byte of the
+    // bulk file; answers what is wrong, empty when nothing is. Progress goes from 0 to 1.
+    std::vector<std::string> Verify(const std::function<void(double)>& progress);
+
+  private:
+    Engine() = default;
+    void OpenCatalogue(const std::string& name, int flags, const char* vfs);
+    void WriteFirstState(const Identity& identity);
+    void BeginSnapshot();
+    void EndSnapshot();
+    void ReadState();
+    void UndoInMemory();
+    void DropConnection();
+
+    std::string m_directory;
+    bool m_writable = false;
+    bool m_refused = false;
+    LockFile m_lock;
+    std::unique_ptr<Connection> m_connection;
+    std::unique_ptr<Catalogue> m_catalogue;
+    BulkFile m_file;
+    std::unique_ptr<FreeSpace> m_space;
+    std::unique_ptr<ChunkStore> m_chunks;
+    Identity m_identity{};
+    std::int64_t m_generation = 0;
+    std::int64_t m_nextObject = 1;
+    int m_nextSet = 1;
+    std::vector<std::int64_t> m_bulkEnds;  // where the bulk data ended when each level began
+    int m_changesBefore = 0;
+};
+
+// The names of the files in a database directory.
+std::string CataloguePath(const std::string& directory);
+std::string BulkPath(const std::string& directory);
+
+}  // namespace orq::storage

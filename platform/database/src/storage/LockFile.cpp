@@ -1,0 +1,138 @@
+#include "LockFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+#include "ORQBasFailure.h"
+
+namespace orq::storage {
+
+namespace {
+
+constexpr std::int64_t kWriterByte = std::numeric_limits<std::int64_t>::max() - 1;
+
+struct flock Range(short type, std::int64_t first, std::int64_t count) {
+    struct flock range {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    range.l_start = first;
+    range.l_len = count;
+    return range;
+}
+
+[[noreturn]] void FailSystem(const std::string& path, const char* doing) {
+    const int error = errno;
+    throw ORQBasFailure(ORQBasFailureKind::Io,
+                        path + ": cannot " + doing + ": " + std::strerror(error));
+}
+
+std::string WriterName() {
+    std::array<char, 256> host{};
+    if (gethostname(host.data(), host.size() - 1) != 0) {
+        std::strcpy(host.data(), "unknown host");
+    }
+    return "process " + std::to_string(getpid()) + " on " + host.data();
+}
+
+std::string ReadHolder(int file) {
+    std::array<char, 512> text{};
+    const ssize_t n = pread(file, text.data(), text.size(), 0);
+    return n > 0 ? std::string(text.data(), static_cast<std::size_t>(n)) : "another process";
+}
+
+}  // namespace
+
+LockFile::~LockFile() {
+    Close();
+}
+
+void LockFile::OpenAsWriter(const std::string& path) {
+    m_path = path;
+    m_file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (m_file < 0) {
+        FailSystem(path, "open the lock file for writing");
+    }
+    struct flock range = Range(F_WRLCK, kWriterByte, 1);
+    if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
+        if (errno != EAGAIN && errno != EACCES) {
+            FailSystem(path, "lock");
+        }
+        const std::string holder = ReadHolder(m_file);
+        Close();
+        throw ORQBasFailure(ORQBasFailureKind::Busy,
+                            path.substr(0, path.rfind('/')) + ": open for writing by " + holder);
+    }
+    const std::string name = WriterName();
+    if (ftruncate(m_file, 0) != 0 ||
+        pwrite(m_file, name.data(), name.size(), 0) != static_cast<ssize_t>(name.size())) {
+        FailSystem(path, "write the lock file");
+    }
+}
+
+bool LockFile::OpenAsReader(const std::string& path) {
+    m_path = path;
+    m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (m_file < 0 && errno == ENOENT) {
+        m_file = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
+    }
+    if (m_file < 0 && errno != EROFS && errno != EACCES && errno != ENOENT && errno != EPERM) {
+        FailSystem(path, "open the lock file");
+    }
+    return m_file >= 0;
+}
+
+void LockFile::Close() {
+    if (m_file >= 0) {
+        close(m_file);
+        m_file = -1;
+    }
+    m_marked = 0;
+}
+
+void LockFile::Lock(short type, std::int64_t byte) {
+    if (m_file < 0) {
+        return;
+    }
+    struct flock range = Range(type, byte, 1);
+    if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
+        FailSystem(m_path, "mark the state that is read");
+    }
+}
+
+void LockFile::BeginChoosingSnapshot() {
+    Lock(F_RDLCK, 0);
+}
+
+void LockFile::MarkSnapshot(std::int64_t generation) {
+    if (generation != m_marked) {
+        Lock(F_RDLCK, generation);
+        if (m_marked != 0) {
+            Lock(F_UNLCK, m_marked);
+        }
+        m_marked = generation;
+    }
+    Lock(F_UNLCK, 0);
+}
+
+std::int64_t LockFile::OldestSnapshot(std::int64_t current) const {
+    if (m_file < 0) {
+        return current;
+    }
+    // The kernel names some lock in the range, not the first; narrow down to the lowest.
+    std::int64_t oldest = current;
+    while (oldest > 0) {
+        struct flock range = Range(F_WRLCK, 0, oldest);
+        if (fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type == F_UNLCK) {
+            break;
+        }
+        oldest = range.l_start;
+    }
+    return oldest;
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,54 @@
+// The lock file of a database directory: who writes, and which states are still being read.
+//
+// All locks are open-file-description locks, so the kernel releases them when a process ends in
+// whatever way, and two handles of one process exclude each other like two processes do.
+//
+//   byte kWriterByte     exclusive, held by the one writer from opening to closing
+//   byte 0               shared, held by a reader while it chooses its snapshot
+//   byte g >= 1          shared, held by a reader whose snapshot is generation g
+//
+// The writer may reuse space that was freed by generation f only when no byte below f is locked.
+// A reader takes byte 0 before its snapshot and releases it after locking byte g, so there is no
+// moment at which it sees a state without being seen.
+//
+// The text in the file says who the writer is; it is for error messages only.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace orq::storage {
+
+class LockFile {
+  public:
+    // An absent lock that answers as if it held everything: for databases in memory, and for
+    // directories that nobody can write to.
+    LockFile() = default;
+    ~LockFile();
+    LockFile(const LockFile&) = delete;
+    LockFile& operator=(const LockFile&) = delete;
+
+    // Opens, and takes the writer's lock. Throws Busy with the holder's name when it is taken.
+    void OpenAsWriter(const std::string& path);
+    // Opens for marking snapshots. A missing file is made when the directory allows it; answers
+    // false when it neither exists nor can be made.
+    bool OpenAsReader(const std::string& path);
+    void Close();
+
+    void BeginChoosingSnapshot();
+    // Ends the choosing; the mark of an earlier snapshot is taken away.
+    void MarkSnapshot(std::int64_t generation);
+
+    // The lowest generation that some other handle reads, or `current` when there is none below it.
+    // Readers that are about to choose count as generation 0.
+    std::int64_t OldestSnapshot(std::int64_t current) const;
+
+  private:
+    void Lock(short type, std::int64_t byte);
+
+    int m_file = -1;
+    std::string m_path;
+    std::int64_t m_marked = 0;
+};
+
+}  // namespace orq::storage

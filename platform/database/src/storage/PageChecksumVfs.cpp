@@ -1,0 +1,182 @@
+#include "PageChecksumVfs.h"
+
+#include <sqlite3.h>
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace orq::storage {
+
+namespace {
+
+constexpr int kCheckedBytes = kCataloguePageSize - kPageReservedBytes;
+std::int64_t g_lastDamagedPage = 0;
+
+// The shim's file object, followed in memory by the file object of the VFS below.
+struct CheckedFile {
+    sqlite3_file base;
+    sqlite3_file* Below() { return reinterpret_cast<sqlite3_file*>(this + 1); }
+};
+
+sqlite3_file* Below(sqlite3_file* file) {
+    return reinterpret_cast<CheckedFile*>(file)->Below();
+}
+
+sqlite3_vfs* BelowVfs(sqlite3_vfs* vfs) {
+    return static_cast<sqlite3_vfs*>(vfs->pAppData);
+}
+
+std::uint64_t PageChecksum(const void* page, std::int64_t pageNumber) {
+    return XXH3_64bits_withSeed(page, kCheckedBytes, static_cast<XXH64_hash_t>(pageNumber));
+}
+
+bool IsPage(int amount, sqlite3_int64 offset) {
+    return amount == kCataloguePageSize && offset % kCataloguePageSize == 0;
+}
+
+int Read(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
+    const int code = Below(file)->pMethods->xRead(Below(file), buffer, amount, offset);
+    if (code != SQLITE_OK || !IsPage(amount, offset)) {
+        return code;
+    }
+    const std::int64_t page = offset / kCataloguePageSize + 1;
+    if (!PageIsIntact({static_cast<const std::byte*>(buffer), kCataloguePageSize}, page)) {
+        g_lastDamagedPage = page;
+        return SQLITE_IOERR_DATA;
+    }
+    return SQLITE_OK;
+}
+
+int Write(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
+    if (!IsPage(amount, offset)) {
+        return Below(file)->pMethods->xWrite(Below(file), buffer, amount, offset);
+    }
+    std::array<std::byte, kCataloguePageSize> page;
+    std::memcpy(page.data(), buffer, kCheckedBytes);
+    const std::uint64_t sum = PageChecksum(page.data(), offset / kCataloguePageSize + 1);
+    std::memcpy(page.data() + kCheckedBytes, &sum, sizeof sum);
+    return Below(file)->pMethods->xWrite(Below(file), page.data(), amount, offset);
+}
+
+// Everything else goes to the file below unchanged.
+int Close(sqlite3_file* f) {
+    return Below(f)->pMethods->xClose(Below(f));
+}
+int Truncate(sqlite3_file* f, sqlite3_int64 size) {
+    return Below(f)->pMethods->xTruncate(Below(f), size);
+}
+int Sync(sqlite3_file* f, int flags) {
+    return Below(f)->pMethods->xSync(Below(f), flags);
+}
+int FileSize(sqlite3_file* f, sqlite3_int64* size) {
+    return Below(f)->pMethods->xFileSize(Below(f), size);
+}
+int Lock(sqlite3_file* f, int level) {
+    return Below(f)->pMethods->xLock(Below(f), level);
+}
+int Unlock(sqlite3_file* f, int level) {
+    return Below(f)->pMethods->xUnlock(Below(f), level);
+}
+int CheckReservedLock(sqlite3_file* f, int* held) {
+    return Below(f)->pMethods->xCheckReservedLock(Below(f), held);
+}
+int FileControl(sqlite3_file* f, int op, void* argument) {
+    return Below(f)->pMethods->xFileControl(Below(f), op, argument);
+}
+int SectorSize(sqlite3_file* f) {
+    return Below(f)->pMethods->xSectorSize(Below(f));
+}
+int DeviceCharacteristics(sqlite3_file* f) {
+    return Below(f)->pMethods->xDeviceCharacteristics(Below(f));
+}
+int ShmMap(sqlite3_file* f, int page, int size, int extend, void volatile** address) {
+    return Below(f)->pMethods->xShmMap(Below(f), page, size, extend, address);
+}
+int ShmLock(sqlite3_file* f, int offset, int n, int flags) {
+    return Below(f)->pMethods->xShmLock(Below(f), offset, n, flags);
+}
+void ShmBarrier(sqlite3_file* f) {
+    Below(f)->pMethods->xShmBarrier(Below(f));
+}
+int ShmUnmap(sqlite3_file* f, int remove) {
+    return Below(f)->pMethods->xShmUnmap(Below(f), remove);
+}
+
+// No xFetch: pages must pass through Read.
+constexpr sqlite3_io_methods kMethods = {2,
+                                         Close,
+                                         Read,
+                                         Write,
+                                         Truncate,
+                                         Sync,
+                                         FileSize,
+                                         Lock,
+                                         Unlock,
+                                         CheckReservedLock,
+                                         FileControl,
+                                         SectorSize,
+                                         DeviceCharacteristics,
+                                         ShmMap,
+                                         ShmLock,
+                                         ShmBarrier,
+                                         ShmUnmap,
+                                         nullptr,
+                                         nullptr};
+
+int Open(sqlite3_vfs* vfs, sqlite3_filename name, sqlite3_file* file, int flags, int* outFlags) {
+    sqlite3_vfs* below = BelowVfs(vfs);
+    if ((flags & SQLITE_OPEN_MAIN_DB) == 0) {
+        return below->xOpen(below, name, file, flags, outFlags);
+    }
+    file->pMethods = nullptr;
+    const int code = below->xOpen(below, name, Below(file), flags, outFlags);
+    if (code == SQLITE_OK) {
+        file->pMethods = &kMethods;
+    }
+    return code;
+}
+
+}  // namespace
+
+const char* PageChecksumVfsName() {
+    static sqlite3_vfs* const registered = [] {
+        static sqlite3_vfs vfs;
+        sqlite3_vfs* below = sqlite3_vfs_find(nullptr);
+        vfs = *below;
+        vfs.zName = "orq-page-checksum";
+        vfs.pNext = nullptr;
+        vfs.pAppData = below;
+        vfs.szOsFile = static_cast<int>(sizeof(CheckedFile)) + below->szOsFile;
+        vfs.xOpen = Open;
+        vfs.xDelete = [](sqlite3_vfs* v, const char* name, int sync) {
+            return BelowVfs(v)->xDelete(BelowVfs(v), name, sync);
+        };
+        vfs.xAccess = [](sqlite3_vfs* v, const char* name, int flags, int* result) {
+            return BelowVfs(v)->xAccess(BelowVfs(v), name, flags, result);
+        };
+        vfs.xFullPathname = [](sqlite3_vfs* v, const char* name, int n, char* out) {
+            return BelowVfs(v)->xFullPathname(BelowVfs(v), name, n, out);
+        };
+        sqlite3_vfs_register(&vfs, 0);
+        return &vfs;
+    }();
+    return registered->zName;
+}
+
+std::int64_t LastDamagedPage() {
+    return g_lastDamagedPage;
+}
+
+bool PageIsIntact(std::span<const std::byte> page, std::int64_t pageNumber) {
+    std::uint64_t stored = 0;
+    std::memcpy(&stored, page.data() + kCheckedBytes, sizeof stored);
+    if (stored == PageChecksum(page.data(), pageNumber)) {
+        return true;
+    }
+    return std::ranges::all_of(page, [](std::byte b) { return b == std::byte{0}; });
+}
+
+}  // namespace orq::storage

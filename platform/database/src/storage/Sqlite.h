@@ -1,0 +1,60 @@
+// A thin, exact cover over the SQLite calls that the catalogue needs: every failure becomes an
+// ORQBasFailure that names the file, statements are owned, and nothing is copied on the way.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace orq::storage {
+
+class Connection {
+  public:
+    // `flags` are those of sqlite3_open_v2; `vfs` names a registered VFS, null for the default one.
+    Connection(const std::string& name, int flags, const char* vfs, std::string shownPath);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    // Runs one or more statements that answer no rows (rows are dropped).
+    void Execute(const char* sql);
+    sqlite3_stmt* Prepare(const std::string& sql);
+    [[noreturn]] void Fail(int code, std::string_view doing) const;
+    void Check(int code, std::string_view doing) const {
+        if (code != SQLITE_OK) {
+            Fail(code, doing);
+        }
+    }
+    sqlite3* Handle() const { return m_handle; }
+
+    // Closes; with the last connection the log is folded into the main file. Failing to fold is no
+    // loss (the log stays and is read at the next opening), so nothing is thrown.
+    void Close() noexcept;
+
+  private:
+    sqlite3* m_handle = nullptr;
+    std::string m_path;
+};
+
+// Binding by type; text and blobs are not copied, so they must live until the statement is reset.
+int BindValue(sqlite3_stmt* statement, int index, std::int64_t value);
+int BindValue(sqlite3_stmt* statement, int index, int value);
+int BindValue(sqlite3_stmt* statement, int index, double value);
+int BindValue(sqlite3_stmt* statement, int index, std::string_view text);
+int BindValue(sqlite3_stmt* statement, int index, std::span<const std::byte> blob);
+int BindValue(sqlite3_stmt* statement, int index, std::nullptr_t);
+
+// The same for the keys of a question, whose rows are read later: text is copied.
+inline int BindKey(sqlite3_stmt* statement, int index, std::int64_t value) {
+    return sqlite3_bind_int64(statement, index, value);
+}
+inline int BindKey(sqlite3_stmt* statement, int index, std::string_view text) {
+    return sqlite3_bind_text64(statement, index, text.data() != nullptr ? text.data() : "",
+                               text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,136 @@
+// Engine::Verify: every byte that the catalogue answers for, and every byte of the bulk file.
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+#include "Engine.h"
+#include "ORQBasFailure.h"
+#include "PageChecksumVfs.h"
+
+namespace orq::storage {
+
+namespace {
+
+using File = std::unique_ptr<FILE, int (*)(FILE*)>;
+
+bool ReadPage(FILE* file, std::int64_t number, std::array<std::byte, kCataloguePageSize>& page) {
+    return fseek(file, static_cast<long>((number - 1) * kCataloguePageSize), SEEK_SET) == 0 &&
+           fread(page.data(), 1, page.size(), file) == page.size();
+}
+
+// A writer may be folding its log in just now, so a page that differs is looked at again.
+bool IsIntactOnDisk(FILE* file, std::int64_t number) {
+    std::array<std::byte, kCataloguePageSize> page;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        if (ReadPage(file, number, page) && PageIsIntact(page, number)) {
+            return true;
+        }
+        fflush(file);
+    }
+    return false;
+}
+
+void VerifyPages(const std::string& path, std::vector<std::string>& problems) {
+    const File file(std::fopen(path.c_str(), "rb"), std::fclose);
+    if (file == nullptr) {
+        problems.push_back(path + ": cannot be read");
+        return;
+    }
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    const auto nPages =
+        static_cast<std::int64_t>(std::filesystem::file_size(path)) / kCataloguePageSize;
+    for (std::int64_t number = 1; number <= nPages; ++number) {
+        if (!IsIntactOnDisk(file.get(), number)) {
+            problems.push_back(path + ": page " + std::to_string(number) +
+                               " is damaged (checksum differs)");
+        }
+    }
+}
+
+struct Piece {
+    std::int64_t offset;
+    std::int64_t capacity;
+    std::string owner;
+};
+
+// Extents and free space must fill the bulk file from its header to its end, each byte once.
+void CheckCoverage(std::vector<Piece> pieces, std::int64_t bulkEnd,
+                   std::vector<std::string>& problems) {
+    std::ranges::sort(pieces, {}, &Piece::offset);
+    std::int64_t end = kBulkPage;
+    for (const Piece& piece : pieces) {
+        if (piece.offset < end) {
+            problems.push_back("bulk.bin: " + piece.owner + " at byte " +
+                               std::to_string(piece.offset) + " overlaps the one before it by " +
+                               std::to_string(end - piece.offset) + " bytes");
+        } else if (piece.offset > end) {
+            problems.push_back("bulk.bin: " + std::to_string(piece.offset - end) +
+                               " bytes from byte " + std::to_string(end) +
+                               " are neither used nor free");
+        }
+        end = std::max(end, piece.offset + piece.capacity);
+    }
+    if (end != bulkEnd) {
+        problems.push_back("bulk.bin: its extents end at byte " + std::to_string(end) +
+                           ", the catalogue says " + std::to_string(bulkEnd));
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> Engine::Verify(const std::function<void(double)>& progress) {
+    std::vector<std::string> problems;
+    if (!IsInMemory()) {
+        VerifyPages(CataloguePath(m_directory), problems);
+    }
+    sqlite3_stmt* check = m_connection->Prepare("PRAGMA integrity_check");
+    int code = SQLITE_ROW;
+    while ((code = sqlite3_step(check)) == SQLITE_ROW) {
+        const std::string line = reinterpret_cast<const char*>(sqlite3_column_text(check, 0));
+        if (line != "ok") {
+            problems.push_back("catalogue.sqlite: " + line);
+        }
+    }
+    sqlite3_finalize(check);
+    if (code != SQLITE_DONE) {
+        problems.push_back("catalogue.sqlite: cannot be read through: " +
+                           std::string(sqlite3_errmsg(m_connection->Handle())));
+        return problems;
+    }
+
+    std::vector<Piece> pieces;
+    const auto bulkEnd = m_chunks->BulkEnd();
+    std::int64_t seen = 0;
+    for (Cursor row = m_catalogue->Find(Table::Extent); row.Next();) {
+        const std::string owner = "chunk " + std::to_string(row.Int(2)) + " of store " +
+                                  std::to_string(row.Int(0)) + " part " +
+                                  std::to_string(row.Int(1));
+        try {
+            const Extent extent = ChunkStore::ExtentFromRow(row);
+            pieces.push_back({extent.offset, extent.capacity, owner});
+            if (extent.offset + extent.capacity > bulkEnd) {
+                problems.push_back("bulk.bin: " + owner + " reaches beyond the end");
+                continue;
+            }
+            for (const std::int64_t damaged : m_chunks->FindDamage(extent)) {
+                problems.push_back("bulk.bin: the block at byte " + std::to_string(damaged) + " (" +
+                                   owner + ") is damaged (checksum differs)");
+            }
+            seen += extent.capacity;
+        } catch (const ORQBasFailure& failure) {
+            problems.push_back(failure.Text());
+        }
+        progress(static_cast<double>(seen) / static_cast<double>(bulkEnd));
+    }
+    for (Cursor row = m_catalogue->Find(Table::FreeExtent); row.Next();) {
+        pieces.push_back({row.Int(0), row.Int(1), "free space"});
+    }
+    CheckCoverage(std::move(pieces), bulkEnd, problems);
+    progress(1.0);
+    return problems;
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,61 @@
+// Compartments: blocks of a grid, named by one set per dimension.
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "ORQSimArray.h"
+#include "ORQSimIDs.h"
+
+class ORQSimCompartment {
+  public:
+    ORQSimCompartment() = default;
+    explicit ORQSimCompartment(const ORQSimArray<ORQSimCSetID>& sets)
+        : m_sets(sets.begin(), sets.end()) {}
+    explicit ORQSimCompartment(std::vector<ORQSimCSetID> sets) : m_sets(std::move(sets)) {}
+
+    int Size() const { return static_cast<int>(m_sets.size()); }
+    // The dimension whose set belongs to a collection, -1 when none does.
+    int Position(const ORQSimCollectionID& collection) const {
+        for (std::size_t i = 0; i < m_sets.size(); ++i) {
+            if (!collection.IsNull() && m_sets[i].CollectionID() == collection) {
+                return static_cast<int>(i);
+            }
+        }
+        return -1;
+    }
+    // Null outside [0, Size()).
+    ORQSimCSetID CSet(int dimension) const {
+        return dimension >= 0 && dimension < Size() ? m_sets[static_cast<std::size_t>(dimension)]
+                                                    : ORQSimCSetID();
+    }
+    const std::vector<ORQSimCSetID>& CSetIDs() const { return m_sets; }
+
+  private:
+    std::vector<ORQSimCSetID> m_sets;
+};
+
+// The compartment that a drawer occupies.
+class ORQSimOCompartment : public ORQSimCompartment {
+  public:
+    using ORQSimCompartment::ORQSimCompartment;
+};
+
+// A list of compartments; describes how a data set is divided.
+class ORQSimCtation {
+  public:
+    ORQSimCtation() = default;
+    explicit ORQSimCtation(const ORQSimArray<ORQSimCompartment>& compartments)
+        : m_compartments(compartments.begin(), compartments.end()) {}
+    explicit ORQSimCtation(std::vector<ORQSimCompartment> compartments)
+        : m_compartments(std::move(compartments)) {}
+
+    int Size() const { return static_cast<int>(m_compartments.size()); }
+    const ORQSimCompartment& Compartment(int place) const {
+        return m_compartments.at(static_cast<std::size_t>(place));
+    }
+    const std::vector<ORQSimCompartment>& Compartments() const { return m_compartments; }
+
+  private:
+    std::vector<ORQSimCompartment> m_compartments;
+};

@@ -1,0 +1,78 @@
+// Model databases: creating, opening, closing and verifying them.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ORQBasExport.h"
+#include "ORQSimIDs.h"
+
+class ORQSimPosition;
+
+namespace orq::database {
+class DatabaseState;
+}
+
+// A handle to an open database, or to none. Copies share it; the last one to end closes it.
+//
+// A model database is a directory with the files catalogue.sqlite, bulk.bin and lock. One handle at
+// a time may write to it, any number may read, also in other processes; a reader keeps seeing the
+// state that was committed last when it was opened or refreshed.
+//
+// Failures are ORQBasFailure: Io, Damaged, Foreign (not a database, or of a newer format), Busy
+// (another writer, which the text names), Refused (after a failed sync or rollback).
+class ORQ_EXPORT ORQSimDatabase {
+  public:
+    enum class Mode { ReadOnly, ReadWrite };
+
+    ORQSimDatabase();
+    // The database of a position; closed when the position is null.
+    explicit ORQSimDatabase(const ORQSimPosition& position);
+    explicit ORQSimDatabase(ORQSimContextID context);
+    ~ORQSimDatabase();
+    ORQSimDatabase(const ORQSimDatabase&);
+    ORQSimDatabase& operator=(const ORQSimDatabase&);
+
+    // Makes an empty database with a focus object and opens it for writing. Throws Usage when the
+    // name is taken; on any failure nothing is left under the name.
+    static ORQSimDatabase Create(const std::string& directory);
+    static ORQSimDatabase Open(const std::string& directory, Mode mode);
+    // A database that lives in memory and ends with its last handle.
+    static ORQSimDatabase CreateInMemory();
+
+    // Closes for all handles; an open transaction is undone. Later use of positions throws.
+    void Close();
+    bool IsClosed() const;
+    bool IsWritable() const;
+
+    ORQSimContextID ContextID() const;
+    // The directory; empty in memory.
+    const std::string& Path() const;
+    // The root object. Null when closed.
+    ORQSimPosition Focus() const;
+
+    // A reader moves to the state that was committed last; answers whether it is another one. What
+    // was read before stays with who read it.
+    bool Refresh();
+    // Counts the commits that changed anything.
+    std::int64_t Generation() const;
+
+    struct DiskSizes {
+        std::int64_t catalogue;
+        std::int64_t bulk;
+        std::int64_t freeBulk;  // part of bulk
+    };
+    DiskSizes Sizes() const;
+
+    // Compares every checksum and follows every reference; answers what is wrong, one text each.
+    // `progress` is called with numbers from 0 to 1.
+    std::vector<std::string> Verify(const std::function<void(double)>& progress = [](double) {
+    }) const;
+
+  private:
+    explicit ORQSimDatabase(std::shared_ptr<orq::database::DatabaseState> state);
+
+    std::shared_ptr<orq::database::DatabaseState> m_state;
+};

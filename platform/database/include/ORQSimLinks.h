@@ -1,0 +1,98 @@
+// Named, ordered and unordered links from one object to others.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ORQBasExport.h"
+#include "ORQSimPosition.h"
+#include "ORQString.h"
+
+// Walks what a map, vector or set held when Begin was called.
+//   for (auto i = map.Begin(); i.NotDone(); ++i) use(*i);
+class ORQSimLinkIterator {
+  public:
+    using Entry = std::pair<std::string, ORQSimPosition>;
+
+    explicit ORQSimLinkIterator(std::vector<Entry> entries) : m_entries(std::move(entries)) {}
+    bool NotDone() const { return m_place < m_entries.size(); }
+    bool Done() const { return !NotDone(); }
+    ORQSimLinkIterator& operator++() {
+        ++m_place;
+        return *this;
+    }
+    const ORQSimPosition& operator*() const { return m_entries[m_place].second; }
+    const ORQSimPosition& Value() const { return m_entries[m_place].second; }
+    // The key in a map; empty in vectors and sets.
+    ORQString Key() const { return ORQString(m_entries[m_place].first); }
+
+  private:
+    std::vector<Entry> m_entries;
+    std::size_t m_place = 0;
+};
+
+// The named links under one slot of an object, in ascending order of the bytes of their names.
+// Names are unique, byte-exact and case-sensitive.
+class ORQ_EXPORT ORQSimMap {
+  public:
+    ORQSimMap() = default;
+    ORQSimMap(const ORQSimPosition& object, int slot) : m_object(object), m_slot(slot) {}
+
+    int Size() const;
+    // Null when there is none of that name.
+    ORQSimPosition Find(const ORQString& name) const;
+    ORQSimLinkIterator Begin() const;
+    // False, and nothing changed, when the name is taken.
+    bool Insert(const ORQString& name, const ORQSimPosition& target) const;
+    // False when there is none of that name.
+    bool Remove(const ORQString& name) const;
+
+  private:
+    ORQSimPosition m_object;
+    int m_slot = 0;
+};
+
+// The links under one slot of an object, in order of insertion.
+class ORQ_EXPORT ORQSimVector {
+  public:
+    ORQSimVector() = default;
+    ORQSimVector(const ORQSimPosition& object, int slot) : m_object(object), m_slot(slot) {}
+
+    int Size() const;
+    // Null outside [0, Size()).
+    ORQSimPosition operator[](int place) const;
+    ORQSimLinkIterator Begin() const;
+    void PushBack(const ORQSimPosition& target) const;
+    // Keeps the first `size` links and drops the others.
+    void Truncate(int size) const;
+
+  private:
+    ORQSimPosition m_object;
+    int m_slot = 0;
+};
+
+// Positions without duplicates, in ascending order of their IDs: the links under one slot of an
+// object, or a set of this process's own.
+class ORQ_EXPORT ORQSimSet {
+  public:
+    // An empty set of this process's own. Null positions are kept only when allowed.
+    explicit ORQSimSet(bool allowsNull = false) : m_allowsNull(allowsNull) {}
+    ORQSimSet(const ORQSimPosition& object, int slot) : m_object(object), m_slot(slot) {}
+
+    int Size() const;
+    bool Empty() const { return Size() == 0; }
+    bool IsMember(const ORQSimPosition& target) const;
+    ORQSimLinkIterator Begin() const;
+    // Inserting what is there already changes nothing.
+    void Insert(const ORQSimPosition& target);
+    void Remove(const ORQSimPosition& target);
+
+  private:
+    bool IsStored() const { return m_slot != 0; }
+
+    ORQSimPosition m_object;
+    int m_slot = 0;
+    bool m_allowsNull = false;
+    std::vector<ORQSimPosition> m_own;
+};

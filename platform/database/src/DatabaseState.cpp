@@ -1,0 +1,500 @@
+#include "DatabaseState.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "ORQBasFailure.h"
+#include "ORQSimSchema.h"
+
+namespace orq::database {
+
+using storage::Cursor;
+using storage::Table;
+
+namespace {
+
+// Members up to this many stand in the row itself.
+constexpr std::size_t kMostInRow = 1024;
+constexpr std::int64_t kMembersChunk = 4 << 20;  // bytes; stored layout, do not change
+// Drawers that are not chunked are still stored in pieces, so that changing a cell copies little.
+constexpr std::int64_t kPlainChunk = 4 << 20;
+
+// Open databases by context number; numbers are never given twice.
+std::vector<DatabaseState*>& OpenDatabases() {
+    static std::vector<DatabaseState*> databases(1, nullptr);
+    return databases;
+}
+
+ORQBasFailure ClosedFailure() {
+    return {ORQBasFailureKind::Usage, "the database of this object has been closed"};
+}
+
+}  // namespace
+
+DrawerState* DistributionState::Find(const ORQSimDrawerID& drawer) const {
+    const auto found =
+        std::ranges::find(drawers, drawer, [](const auto& state) { return state->id; });
+    return found == drawers.end() ? nullptr : found->get();
+}
+
+std::int64_t DrawerState::ItemsPerRow() const {
+    std::int64_t items = 1;
+    for (std::size_t dim = 0; dim < sets.size(); ++dim) {
+        items *= static_cast<int>(dim) == RowDim() ? 1 : sets[dim]->Size();
+    }
+    return items;
+}
+
+std::int64_t DrawerState::RowsPerChunk(int scalarSize) const {
+    const std::int64_t rowBytes = std::max<std::int64_t>(1, ItemsPerRow() * scalarSize);
+    return layout == ORQSimDrawerLayout::Chunked
+               ? chunks[static_cast<std::size_t>(RowDim())]
+               : std::max<std::int64_t>(1, kPlainChunk / rowBytes);
+}
+
+DatabaseState::DatabaseState(std::unique_ptr<storage::Engine> engine)
+    : m_engine(std::move(engine)),
+      m_path(m_engine->Path()),
+      m_context(static_cast<int>(OpenDatabases().size())) {
+    OpenDatabases().push_back(this);
+}
+
+DatabaseState::~DatabaseState() {
+    Close();
+}
+
+void DatabaseState::Close() {
+    OpenDatabases()[static_cast<std::size_t>(m_context.Value())] = nullptr;
+    ForgetCaches();
+    m_tempSets.clear();
+    m_tempByHash.clear();
+    m_engine.reset();
+}
+
+std::string DatabaseState::ShownPath() const {
+    return m_path.empty() ? "database in memory" : m_path;
+}
+
+DatabaseState* DatabaseState::Find(ORQSimContextID context) {
+    const auto& databases = OpenDatabases();
+    const auto number = static_cast<std::size_t>(context.Value());
+    return !context.IsNull() && number < databases.size() ? databases[number] : nullptr;
+}
+
+DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
+    if (id.IsNull()) {
+        return nullptr;
+    }
+    DatabaseState* state = Find(id.ContextID());
+    if (state == nullptr) {
+        throw ClosedFailure();
+    }
+    return state;
+}
+
+DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
+    DatabaseState* state = Reading(id);
+    if (state == nullptr) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot write through a null object");
+    }
+    if (state->m_engine->Depth() == 0) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Usage,
+            state->ShownPath() + ": no transaction is open, nothing can be changed");
+    }
+    return *state;
+}
+
+int DatabaseState::Begin() {
+    m_engine->Begin();
+    return m_engine->Depth();
+}
+
+void DatabaseState::CheckInnermost(int level) const {
+    if (level != m_engine->Depth()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            ShownPath() +
+                                ": a transaction was committed while one that was opened "
+                                "inside it is still open");
+    }
+}
+
+void DatabaseState::Commit() {
+    try {
+        m_engine->Commit();
+    } catch (...) {
+        ForgetCaches();
+        throw;
+    }
+}
+
+void DatabaseState::Rollback(int level) {
+    ForgetCaches();
+    while (m_engine->Depth() >= level) {
+        m_engine->Rollback();
+    }
+}
+
+bool DatabaseState::Refresh() {
+    const bool hasChanged = m_engine->Refresh();
+    if (hasChanged) {
+        ForgetCaches();
+    }
+    return hasChanged;
+}
+
+void DatabaseState::ForgetCaches() {
+    m_sets.clear();
+    m_distributions.clear();
+}
+
+ORQSimDynamicID DatabaseState::NewObject(int type, int category) {
+    const std::int64_t object = m_engine->NewObject();
+    Rows().Insert(Table::Object, object, type, category);
+    return Identity(category, object, type, 0);
+}
+
+ORQSimDynamicID DatabaseState::ObjectID(std::int64_t object) {
+    Cursor row = Rows().Find(Table::Object, object);
+    return row.Next() ? Identity(row.Int32(2), object, row.Int32(1), 0) : ORQSimDynamicID();
+}
+
+ORQSimCollectionID DatabaseState::CollectionID(std::int64_t object) {
+    return ORQSimCollectionID(ObjectID(object));
+}
+
+int DatabaseState::Space(const ORQSimCollectionID& collection) {
+    Cursor row = Rows().Find(Table::Collection, collection.MinorID());
+    return row.Next() ? row.Int32(1) : 0;
+}
+
+// --- Sets ----------------------------------------------------------------------------------------
+
+void PutMembers(storage::Engine& engine, Table table, std::int64_t key0, std::int64_t key1,
+                std::int64_t key2, const ComponentSet& members) {
+    const std::span<const std::byte> bytes = std::as_bytes(members.Written());
+    std::int64_t store = 0;
+    if (members.Written().size() > kMostInRow) {
+        store = engine.NewObject();
+        const auto size = static_cast<std::int64_t>(bytes.size());
+        for (std::int64_t chunk = 0; chunk * kMembersChunk < size; ++chunk) {
+            const std::int64_t begin = chunk * kMembersChunk;
+            engine.Chunks().Write(
+                store, 0, chunk, 0,
+                bytes.subspan(static_cast<std::size_t>(begin),
+                              static_cast<std::size_t>(std::min(kMembersChunk, size - begin))));
+        }
+    }
+    engine.Rows().Put(table, key0, key1, key2, static_cast<int>(members.GetForm()), members.First(),
+                      members.Count(), members.Stride(), members.Block(), store,
+                      store == 0 ? bytes : std::span<const std::byte>());
+}
+
+ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int column) {
+    const auto form = static_cast<ComponentSet::Form>(row.Int32(column));
+    const int first = row.Int32(column + 1);
+    const int count = row.Int32(column + 2);
+    if (form == ComponentSet::Form::Contiguous) {
+        return ComponentSet::Contiguous(first, count);
+    }
+    if (form == ComponentSet::Form::Strided) {
+        return ComponentSet::Strided(first, count, row.Int32(column + 3), row.Int32(column + 4));
+    }
+    std::vector<int> members(static_cast<std::size_t>(count));
+    auto* out = reinterpret_cast<std::byte*>(members.data());
+    const auto size = static_cast<std::int64_t>(members.size() * sizeof(int));
+    if (const std::int64_t store = row.Int(column + 5); store != 0) {
+        for (std::int64_t begin = 0; begin < size; begin += kMembersChunk) {
+            const std::int64_t length = std::min(kMembersChunk, size - begin);
+            const std::int64_t chunk = begin / kMembersChunk;
+            if (engine.Chunks().Length(store, 0, chunk) != length) {
+                throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                    engine.Path() + ": the members of a set are missing (store " +
+                                        std::to_string(store) + ")");
+            }
+            std::memcpy(out + begin, engine.Chunks().Read(store, 0, chunk, 0, length),
+                        static_cast<std::size_t>(length));
+        }
+    } else {
+        const std::span<const std::byte> bytes = row.Blob(column + 6);
+        if (static_cast<std::int64_t>(bytes.size()) != size) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                engine.Path() + ": the members of a set are incomplete");
+        }
+        std::ranges::copy(bytes, out);
+    }
+    return form == ComponentSet::Form::Sorted ? ComponentSet::FromAscending(std::move(members))
+                                              : ComponentSet::FromOrdered(std::move(members));
+}
+
+ComponentSetPtr DatabaseState::Members(const ORQSimCSetID& id) {
+    const int index = id.Index();
+    if (index == 0) {
+        return ComponentSet::Empty();
+    }
+    if (index < 0) {
+        const auto place = static_cast<std::size_t>(-2 - index);
+        return place < m_tempSets.size() ? m_tempSets[place].members : ComponentSet::Empty();
+    }
+    if (const auto known = m_sets.find(index); known != m_sets.end()) {
+        return known->second;
+    }
+    Cursor row = Rows().Find(Table::ComponentSet, index);
+    if (!row.Next()) {
+        return ComponentSet::Empty();
+    }
+    return m_sets[index] = ReadMembers(*m_engine, row, 3);
+}
+
+ORQSimCSetID DatabaseState::StoreSet(const ORQSimCollectionID& collection,
+                                     const ComponentSetPtr& members) {
+    int index = 0;
+    if (!members->IsEmpty()) {
+        index = m_engine->NewSet();
+        PutMembers(*m_engine, Table::ComponentSet, index, collection.MinorID(),
+                   static_cast<std::int64_t>(members->Hash()), *members);
+        m_sets[index] = members;
+    }
+    return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), index);
+}
+
+ORQSimCSetID DatabaseState::FindStoredSet(const ORQSimCollectionID& collection,
+                                          const ComponentSetPtr& members) {
+    const auto id = [&](int index) {
+        return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), index);
+    };
+    if (members->IsEmpty()) {
+        return id(0);
+    }
+    for (Cursor row = Rows().FindBy(storage::Index::ComponentSetByHash, collection.MinorID(),
+                                    static_cast<std::int64_t>(members->Hash()));
+         row.Next();) {
+        if (Members(id(row.Int32(0)))->SameSequence(*members)) {
+            return id(row.Int32(0));
+        }
+    }
+    return {};
+}
+
+ORQSimCSetID DatabaseState::FindTempSet(const ORQSimCollectionID& collection,
+                                        const ComponentSetPtr& members) {
+    const auto [begin, end] = m_tempByHash.equal_range(members->Hash());
+    for (auto entry = begin; entry != end; ++entry) {
+        const TempSetEntry& temp = m_tempSets[static_cast<std::size_t>(entry->second)];
+        if (temp.collection == collection && temp.members->SameSequence(*members)) {
+            return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(),
+                                -2 - entry->second);
+        }
+    }
+    return {};
+}
+
+ORQSimCSetID DatabaseState::TempSet(const ORQSimCollectionID& collection,
+                                    const ComponentSetPtr& members) {
+    if (members->IsEmpty()) {
+        return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), 0);
+    }
+    const ORQSimCSetID known = FindTempSet(collection, members);
+    if (!known.IsNull()) {
+        return known;
+    }
+    const int place = static_cast<int>(m_tempSets.size());
+    m_tempSets.push_back({collection, members});
+    m_tempByHash.emplace(members->Hash(), place);
+    return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), -2 - place);
+}
+
+ORQSimCSetID DatabaseState::Persistent(const ORQSimCSetID& id) {
+    if (id.Index() >= 0) {
+        return id;
+    }
+    const ComponentSetPtr members = Members(id);
+    const ORQSimCSetID stored = FindStoredSet(id.CollectionID(), members);
+    return stored.IsNull() ? StoreSet(id.CollectionID(), members) : stored;
+}
+
+// --- Distributions and drawers -------------------------------------------------------------------
+
+DistributionState& DatabaseState::Distribution(const ORQSimDistributionID& id) {
+    if (const auto known = m_distributions.find(id.MinorID()); known != m_distributions.end()) {
+        return known->second;
+    }
+    Cursor row = Rows().Find(Table::Distribution, id.MinorID());
+    if (!row.Next()) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Usage,
+            ShownPath() + ": object " + std::to_string(id.MinorID()) + " is no distribution");
+    }
+    DistributionState state;
+    state.id = id;
+    state.scalar = row.Int32(1);
+    state.rangeCollection = CollectionID(row.Int(2));
+    const std::span<const std::byte> grid = row.Blob(3);
+    for (std::size_t at = 0; at + sizeof(std::int64_t) <= grid.size(); at += sizeof(std::int64_t)) {
+        std::int64_t collection = 0;
+        std::memcpy(&collection, grid.data() + at, sizeof collection);
+        state.grid.push_back(CollectionID(collection));
+    }
+    for (Cursor drawer = Rows().Find(Table::Drawer, id.MinorID()); drawer.Next();) {
+        state.drawers.push_back(LoadDrawer(state, drawer));
+    }
+    return m_distributions[id.MinorID()] = std::move(state);
+}
+
+std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& distribution,
+                                                       const Cursor& row) {
+    auto drawer = std::make_unique<DrawerState>();
+    const int number = row.Int32(1);
+    drawer->id =
+        ORQSimDrawerID(m_context, distribution.id.MinorID(), distribution.id.TypeID(), number);
+    drawer->layout = static_cast<ORQSimDrawerLayout>(row.Int32(2));
+    drawer->extendable = row.Int32(3);
+    drawer->nRows = row.Int(4);
+    drawer->store = row.Int(5);
+    for (Cursor dim = Rows().Find(Table::DrawerDimension, distribution.id.MinorID(), number);
+         dim.Next();) {
+        const auto place = drawer->sets.size();
+        const bool isRowDim = static_cast<int>(place) == drawer->extendable;
+        ORQSimCSetID set;
+        if (isRowDim) {
+            drawer->isOrdered = dim.Int32(3) != 0;
+        } else if (place < distribution.grid.size()) {
+            const ORQSimCollectionID& collection = distribution.grid[place];
+            set = ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), dim.Int32(3));
+        }
+        drawer->setIds.push_back(set);
+        drawer->sets.push_back(isRowDim ? ComponentSet::Empty() : Members(set));
+        drawer->chunks.push_back(dim.Int32(4));
+    }
+    if (drawer->sets.size() != distribution.grid.size()) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            ShownPath() + ": drawer " + std::to_string(number) +
+                                " of distribution " + std::to_string(distribution.id.MinorID()) +
+                                " does not have the dimensions of its grid");
+    }
+    const auto rowDim = static_cast<std::size_t>(drawer->RowDim());
+    if (drawer->extendable < 0) {
+        drawer->segments.push_back({0, drawer->sets[rowDim]});
+        return drawer;
+    }
+    std::vector<int> ordered;
+    for (Cursor part = Rows().Find(Table::DrawerSegment, distribution.id.MinorID(), number);
+         part.Next();) {
+        DrawerSegment segment{part.Int(2), ReadMembers(*m_engine, part, 3)};
+        if (drawer->isOrdered) {
+            const std::size_t at = ordered.size();
+            ordered.resize(at + static_cast<std::size_t>(segment.members->Size()));
+            segment.members->CopyMembers(ordered.data() + at);
+        } else {
+            drawer->sets[rowDim] = ComponentSet::Union(drawer->sets[rowDim], segment.members);
+        }
+        drawer->segments.push_back(std::move(segment));
+    }
+    if (drawer->isOrdered) {
+        drawer->sets[rowDim] = ComponentSet::FromOrdered(std::move(ordered));
+    }
+    return drawer;
+}
+
+void DatabaseState::PutSegment(const DrawerState& drawer, const DrawerSegment& segment) {
+    PutMembers(*m_engine, Table::DrawerSegment, drawer.id.MinorID(), drawer.id.Index(),
+               segment.firstRow, *segment.members);
+}
+
+void DatabaseState::PutDrawerRow(const DrawerState& drawer) {
+    Rows().Put(Table::Drawer, drawer.id.MinorID(), drawer.id.Index(),
+               static_cast<int>(drawer.layout), drawer.extendable, drawer.nRows, drawer.store);
+}
+
+DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
+                                      std::unique_ptr<DrawerState> drawer,
+                                      const std::vector<ComponentSetPtr>& sets) {
+    const int number = m_engine->NewSet();  // ascending and never given twice, as sets' numbers are
+    drawer->id =
+        ORQSimDrawerID(m_context, distribution.id.MinorID(), distribution.id.TypeID(), number);
+    drawer->store = m_engine->NewObject();
+    drawer->sets = sets;
+    const auto rowDim = static_cast<std::size_t>(drawer->RowDim());
+    const ComponentSetPtr& rows = sets[rowDim];
+    drawer->isOrdered = drawer->extendable >= 0 && !rows->IsAscending();
+    drawer->nRows = rows->Size();
+    for (std::size_t dim = 0; dim < sets.size(); ++dim) {
+        ORQSimCSetID set;
+        int stored = drawer->isOrdered ? 1 : 0;
+        if (static_cast<int>(dim) != drawer->extendable) {
+            set = FindStoredSet(distribution.grid[dim], sets[dim]);
+            set = set.IsNull() ? StoreSet(distribution.grid[dim], sets[dim]) : set;
+            stored = set.Index();
+        }
+        drawer->setIds.push_back(set);
+        Rows().Insert(Table::DrawerDimension, distribution.id.MinorID(), number,
+                      static_cast<int>(dim), stored, drawer->chunks[dim]);
+    }
+    PutDrawerRow(*drawer);
+    if (drawer->extendable < 0 || drawer->nRows > 0) {
+        drawer->segments.push_back({0, rows});
+    }
+    if (drawer->extendable >= 0 && drawer->nRows > 0) {
+        PutSegment(*drawer, drawer->segments.back());
+    }
+    distribution.drawers.push_back(std::move(drawer));
+    return *distribution.drawers.back();
+}
+
+std::int64_t DatabaseState::AddRows(DistributionState&, DrawerState& drawer,
+                                    const ComponentSetPtr& members) {
+    const std::int64_t firstNew = drawer.nRows;
+    const auto rowDim = static_cast<std::size_t>(drawer.RowDim());
+    ComponentSetPtr& seen = drawer.sets[rowDim];
+    if (drawer.isOrdered) {
+        std::vector<int> ordered(static_cast<std::size_t>(seen->Size() + members->Size()));
+        seen->CopyMembers(ordered.data());
+        members->CopyMembers(ordered.data() + seen->Size());
+        seen = ComponentSet::FromOrdered(std::move(ordered));
+    } else {
+        seen = ComponentSet::Union(seen, members);
+    }
+    using Form = ComponentSet::Form;
+    DrawerSegment* last = drawer.segments.empty() ? nullptr : &drawer.segments.back();
+    if (last != nullptr && last->members->GetForm() == Form::Contiguous &&
+        members->GetForm() == Form::Contiguous &&
+        last->members->First() + last->members->Size() == members->First()) {
+        last->members = ComponentSet::Contiguous(last->members->First(),
+                                                 last->members->Size() + members->Size());
+    } else {
+        drawer.segments.push_back({firstNew, members});
+    }
+    drawer.nRows += members->Size();
+    PutSegment(drawer, drawer.segments.back());
+    PutDrawerRow(drawer);
+    return firstNew;
+}
+
+ORQSimCSetID DatabaseState::DimensionSet(const DistributionState& distribution,
+                                         const DrawerState& drawer, int dimension) {
+    const auto place = static_cast<std::size_t>(dimension);
+    return dimension == drawer.extendable ? TempSet(distribution.grid[place], drawer.sets[place])
+                                          : drawer.setIds[place];
+}
+
+void DatabaseState::DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id) {
+    const std::int64_t object = distribution.id.MinorID();
+    const DrawerState* drawer = distribution.Find(id);
+    if (drawer == nullptr) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            ShownPath() + ": drawer " + std::to_string(id.Index()) +
+                                " is not one of distribution " + std::to_string(object));
+    }
+    for (Cursor part = Rows().Find(Table::DrawerSegment, object, id.Index()); part.Next();) {
+        if (part.Int(8) != 0) {
+            m_engine->Chunks().Erase(part.Int(8));
+        }
+    }
+    m_engine->Chunks().Erase(drawer->store);
+    Rows().Erase(Table::DrawerSegment, object, id.Index());
+    Rows().Erase(Table::DrawerDimension, object, id.Index());
+    Rows().Erase(Table::Drawer, object, id.Index());
+    std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });
+}
+
+}  // namespace orq::database

@@ -1,0 +1,153 @@
+// What an open database is to the classes of the interface: the engine, and what is known of it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "ComponentSet.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimIDs.h"
+#include "storage/Engine.h"
+
+namespace orq::database {
+
+// Part of the rows of a drawer: `members` in the order of rows from `firstRow` on.
+struct DrawerSegment {
+    std::int64_t firstRow;
+    ComponentSetPtr members;
+};
+
+// One drawer. Its cells are rows of equal size: one row for each member along the row dimension
+// (the extendable one, else dimension 0), holding the cells of all other dimensions in order of
+// dimension. Rows keep the order in which members came; the sets that callers see do not show it.
+struct DrawerState {
+    ORQSimDrawerID id;
+    ORQSimDrawerLayout layout = ORQSimDrawerLayout::Plain;
+    int extendable = -1;
+    std::int64_t store = 0;
+    std::int64_t nRows = 0;  // of a sparse drawer too
+    std::vector<int> chunks;
+    std::vector<ORQSimCSetID> setIds;   // null along the row dimension of an extendable drawer
+    std::vector<ComponentSetPtr> sets;  // along the row dimension: what callers see
+    std::vector<DrawerSegment> segments;
+    bool isOrdered = false;  // whether callers see the row dimension in order of its rows
+
+    int RowDim() const { return extendable < 0 ? 0 : extendable; }
+    std::int64_t ItemsPerRow() const;
+    std::int64_t RowsPerChunk(int scalarSize) const;
+};
+
+struct DistributionState {
+    ORQSimDistributionID id;
+    int scalar = 0;
+    ORQSimCollectionID rangeCollection;
+    std::vector<ORQSimCollectionID> grid;
+    std::vector<std::unique_ptr<DrawerState>> drawers;  // in order of creation
+
+    int ScalarSize() const { return ORQSimScalarSize(scalar); }
+    DrawerState* Find(const ORQSimDrawerID& id) const;
+};
+
+class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
+  public:
+    explicit DatabaseState(std::unique_ptr<storage::Engine> engine);
+    ~DatabaseState();
+    DatabaseState(const DatabaseState&) = delete;
+    DatabaseState& operator=(const DatabaseState&) = delete;
+
+    // The database of an identity. Find answers null for a null or closed one; Reading answers null
+    // for a null identity and throws for a closed one; Writing throws for both, and without an open
+    // transaction.
+    static DatabaseState* Find(ORQSimContextID context);
+    static DatabaseState* Reading(const ORQSimDynamicID& id);
+    static DatabaseState& Writing(const ORQSimDynamicID& id);
+
+    ORQSimContextID Context() const { return m_context; }
+    bool IsClosed() const { return m_engine == nullptr; }
+    void Close();
+    storage::Engine& Engine() { return *m_engine; }
+    storage::Catalogue& Rows() { return m_engine->Rows(); }
+    const std::string& Path() const { return m_path; }
+    // For messages: the path, or that there is none.
+    std::string ShownPath() const;
+
+    // Answers the level of the new transaction, from 1.
+    int Begin();
+    // Throws Usage when a transaction inside this level is still open.
+    void CheckInnermost(int level) const;
+    // Commits the innermost level; when that throws, the level has been undone.
+    void Commit();
+    // Undoes this level and all inside it.
+    void Rollback(int level);
+    bool Refresh();
+
+    // Makes an object and answers its identity.
+    ORQSimDynamicID NewObject(int type, int category);
+    // The identity of an object by number; null when there is none.
+    ORQSimDynamicID ObjectID(std::int64_t object);
+    ORQSimDynamicID Identity(int category, std::int64_t object, int type, int index) const {
+        return {category, m_context, object, ORQSimTypeID(type), index};
+    }
+    ORQSimCollectionID CollectionID(std::int64_t object);
+    // The target columns of a link row, from `column` on.
+    ORQSimDynamicID Target(const storage::Cursor& row, int column) const {
+        return Identity(row.Int32(column + 1), row.Int(column), row.Int32(column + 2),
+                        row.Int32(column + 3));
+    }
+    int Space(const ORQSimCollectionID& collection);
+
+    // Sets. A set's index is above 0 when it is stored, 0 for the empty set, below -1 when it is
+    // temporary.
+    ComponentSetPtr Members(const ORQSimCSetID& id);
+    ORQSimCSetID StoreSet(const ORQSimCollectionID& collection, const ComponentSetPtr& members);
+    ORQSimCSetID FindStoredSet(const ORQSimCollectionID& collection,
+                               const ComponentSetPtr& members);
+    ORQSimCSetID FindTempSet(const ORQSimCollectionID& collection, const ComponentSetPtr& members);
+    ORQSimCSetID TempSet(const ORQSimCollectionID& collection, const ComponentSetPtr& members);
+    // The ID itself, or that of an equal stored set when it is temporary.
+    ORQSimCSetID Persistent(const ORQSimCSetID& id);
+
+    // Distributions. The state stays valid until the transaction is undone or the reader refreshed.
+    DistributionState& Distribution(const ORQSimDistributionID& id);
+    DrawerState& NewDrawer(DistributionState& distribution, std::unique_ptr<DrawerState> drawer,
+                           const std::vector<ComponentSetPtr>& sets);
+    // Adds rows for members that the drawer does not have; answers the first new row.
+    std::int64_t AddRows(DistributionState& distribution, DrawerState& drawer,
+                         const ComponentSetPtr& members);
+    // The set that callers see along a dimension, as an ID.
+    ORQSimCSetID DimensionSet(const DistributionState& distribution, const DrawerState& drawer,
+                              int dimension);
+    void DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id);
+
+    std::vector<std::string> VerifyReferences();
+
+  private:
+    struct TempSetEntry {
+        ORQSimCollectionID collection;
+        ComponentSetPtr members;
+    };
+
+    void ForgetCaches();
+    void PutSegment(const DrawerState& drawer, const DrawerSegment& segment);
+    void PutDrawerRow(const DrawerState& drawer);
+    std::unique_ptr<DrawerState> LoadDrawer(const DistributionState& distribution,
+                                            const storage::Cursor& row);
+
+    std::unique_ptr<storage::Engine> m_engine;
+    std::string m_path;
+    ORQSimContextID m_context;
+    std::unordered_map<int, ComponentSetPtr> m_sets;
+    std::unordered_map<std::int64_t, DistributionState> m_distributions;
+    std::vector<TempSetEntry> m_tempSets;                      // index -2 - place
+    std::unordered_multimap<std::uint64_t, int> m_tempByHash;  // to the place
+};
+
+// How the members of a set are written to a row and read back. Many members go to the bulk file.
+void PutMembers(storage::Engine& engine, storage::Table table, std::int64_t key0, std::int64_t key1,
+                std::int64_t key2, const ComponentSet& members);
+ComponentSetPtr ReadMembers(storage::Engine& engine, const storage::Cursor& row, int column);
+
+}  // namespace orq::database

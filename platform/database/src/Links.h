@@ -1,0 +1,28 @@
+// The rows behind the links of an object.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "DatabaseState.h"
+#include "ORQSimPosition.h"
+
+namespace orq::database {
+
+// Keys and targets of all rows of one of the link tables under (object, slot), in key order.
+std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& state,
+                                                              storage::Table table,
+                                                              std::int64_t object, int slot);
+// The objects that refer to `target` through `slot` in one of the tables, by ascending ID.
+std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, storage::Index index,
+                                          const ORQSimDynamicID& target, int slot);
+
+// Where links of a position hang: throws Usage for a set or a drawer, which have none.
+DatabaseState& WritingLinks(const ORQSimPosition& object);
+// Null for a position that has no links.
+DatabaseState* ReadingLinks(const ORQSimPosition& object);
+// The identity to be stored for a link's target: of the same database, and lasting.
+ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& target);
+
+}  // namespace orq::database

@@ -1,0 +1,167 @@
+#include "ORQSimCollection.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "ComponentSet.h"
+#include "DatabaseState.h"
+#include "ORQBasFailure.h"
+#include "ORQSimPosition.h"
+
+using orq::database::ComponentSet;
+using orq::database::ComponentSetPtr;
+using orq::database::DatabaseState;
+using orq::storage::Cursor;
+using orq::storage::Index;
+using orq::storage::Table;
+
+namespace {
+
+std::vector<int> Copy(const int* members, int count) {
+    if (count < 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a set cannot have " + std::to_string(count) + " members");
+    }
+    return {members, members + count};
+}
+
+void CheckNotNegative(int lowest) {
+    if (lowest < 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a set cannot have member " + std::to_string(lowest));
+    }
+}
+
+ComponentSetPtr Plain(const int* members, int count) {
+    ComponentSetPtr set = ComponentSet::FromMembers(Copy(members, count));
+    CheckNotNegative(set->IsEmpty() ? 0 : set->Lowest());
+    return set;
+}
+
+ComponentSetPtr Ordered(const int* members, int count) {
+    return ComponentSet::FromOrdered(Copy(members, count));
+}
+
+ComponentSetPtr Strided(int first, int count, int stride, int block) {
+    CheckNotNegative(count > 0 ? first : 0);
+    return ComponentSet::Strided(first, count, stride, block);
+}
+
+ORQSimCSetID Store(const ORQSimCollectionID& id, const ComponentSetPtr& members) {
+    return DatabaseState::Writing(id).StoreSet(id, members);
+}
+
+ORQSimCSetID KeepForNow(const ORQSimCollectionID& id, const ComponentSetPtr& members) {
+    DatabaseState* state = DatabaseState::Reading(id);
+    if (state == nullptr) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "a set needs a collection");
+    }
+    return state->TempSet(id, members);
+}
+
+}  // namespace
+
+int ORQSimCollection::Space() const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    return state == nullptr ? 0 : state->Space(m_id);
+}
+
+void ORQSimCollection::ExtendSpace(int space) {
+    DatabaseState& state = DatabaseState::Writing(m_id);
+    if (space > state.Space(m_id)) {
+        state.Rows().Put(Table::Collection, m_id.MinorID(), space);
+    }
+}
+
+ORQSimCSetID ORQSimCollection::CreateCSet(const int* members, int count, bool) {
+    return Store(m_id, Plain(members, count));
+}
+ORQSimCSetID ORQSimCollection::CreateOrderedCSet(const int* members, int count) {
+    return Store(m_id, Ordered(members, count));
+}
+ORQSimCSetID ORQSimCollection::CreateCSetStrided(int first, int count, int stride, int block) {
+    return Store(m_id, Strided(first, count, stride, block));
+}
+
+ORQSimCSetID ORQSimCollection::CreateTempCSet(const int* members, int count, bool) const {
+    return KeepForNow(m_id, Plain(members, count));
+}
+ORQSimCSetID ORQSimCollection::CreateTempOrderedCSet(const int* members, int count) const {
+    return KeepForNow(m_id, Ordered(members, count));
+}
+ORQSimCSetID ORQSimCollection::CreateTempCSetStrided(int first, int count, int stride,
+                                                     int block) const {
+    return KeepForNow(m_id, Strided(first, count, stride, block));
+}
+
+ORQSimCSet ORQSimCollection::CreateVolatileCSet(const int* members, int count, bool) const {
+    return {m_id, {}, Plain(members, count)};
+}
+ORQSimCSet ORQSimCollection::CreateVolatileOrderedCSet(const int* members, int count) const {
+    return {m_id, {}, Ordered(members, count)};
+}
+ORQSimCSet ORQSimCollection::CreateVolatileCSetStrided(int first, int count, int stride,
+                                                       int block) const {
+    return {m_id, {}, Strided(first, count, stride, block)};
+}
+
+ORQSimCSetID ORQSimCollection::SeekCSet(const ORQSimCSet& set, bool sameOrder) const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr) {
+        return {};
+    }
+    const auto seek = [&](const ComponentSetPtr& members) {
+        const ORQSimCSetID stored = state->FindStoredSet(m_id, members);
+        return stored.IsNull() ? state->FindTempSet(m_id, members) : stored;
+    };
+    const ORQSimCSetID same = seek(set.Payload());
+    return same.IsNull() && !sameOrder ? seek(ComponentSet::Ascending(set.Payload())) : same;
+}
+
+ORQSimCSetID ORQSimCollection::EmptyCSetID() const {
+    return m_id.IsNull() ? ORQSimCSetID()
+                         : ORQSimCSetID(m_id.ContextID(), m_id.MinorID(), m_id.TypeID(), 0);
+}
+
+int ORQSimCollection::AddMember(const ORQSimPosition& object) {
+    const int member = Space();
+    ExtendSpace(member + 1);
+    SetMember(member, object);
+    return member;
+}
+
+void ORQSimCollection::SetMember(int member, const ORQSimPosition& object) {
+    DatabaseState& state = DatabaseState::Writing(m_id);
+    if (member < 0 || member >= Space()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "member " + std::to_string(member) +
+                                                          " is outside the space of " +
+                                                          std::to_string(Space()) + " members");
+    }
+    if (object.IsNull() || object.ID().ContextID() != m_id.ContextID()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a member must be an object of the collection's database");
+    }
+    if (!state.Rows().InsertNew(Table::Member, m_id.MinorID(), member, object.ID().MinorID())) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "member " + std::to_string(member) + " is another object already");
+    }
+}
+
+ORQSimPosition ORQSimCollection::GetMember(int member) const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().Find(Table::Member, m_id.MinorID(), member);
+    return row.Next() ? ORQSimPosition(state->ObjectID(row.Int(2))) : ORQSimPosition();
+}
+
+int ORQSimCollection::MemberIndex(const ORQSimPosition& object) const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr || object.IsNull()) {
+        return -1;
+    }
+    Cursor row = state->Rows().FindBy(Index::MemberByObject, object.ID().MinorID(), m_id.MinorID());
+    return row.Next() ? row.Int32(1) : -1;
+}

@@ -1,0 +1,116 @@
+#include "ORQSimContext.h"
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "DatabaseState.h"
+#include "ORQBasFailure.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimPosition.h"
+#include "ORQSimSchema.h"
+
+using orq::database::DatabaseState;
+using orq::storage::Cursor;
+using orq::storage::Index;
+using orq::storage::Table;
+
+namespace {
+
+// The identity by which operations of a context reach its database: that of the focus.
+ORQSimDynamicID Root(ORQSimContextID context) {
+    return {ORQSimCategoryRecord, context, 1, ORQSimTypeID(ORQSimSchema::Focus), 0};
+}
+
+}  // namespace
+
+ORQString ORQSimTypeSchemaSnapshot::TypeName(int typeIndex) const {
+    return ORQString(ORQSimSchema::NameOf(typeIndex));
+}
+
+ORQSimDistributionID ORQSimContext::CreateDistribution(const ORQSimGrid& grid,
+                                                       const ORQSimRangeType& range,
+                                                       ORQSimTypeID type) const {
+    DatabaseState& state = DatabaseState::Writing(Root(m_id));
+    std::vector<std::int64_t> collections;
+    for (const ORQSimCollectionID& collection : grid.Collections()) {
+        if (collection.IsNull() || collection.ContextID() != m_id) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                "dimension " + std::to_string(collections.size()) +
+                                    " of the grid: the collection is null or of another database");
+        }
+        collections.push_back(collection.MinorID());
+    }
+    if (collections.empty() || ORQSimScalarSize(range.ScalarType()) == 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a distribution needs a grid and a scalar type; it was given " +
+                                std::to_string(collections.size()) + " dimensions and type " +
+                                std::to_string(range.ScalarType()));
+    }
+    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryDistribution);
+    const std::int64_t rangeCollection =
+        range.Collection().IsNull() ? 0 : range.Collection().MinorID();
+    state.Rows().Insert(Table::Distribution, id.MinorID(), range.ScalarType(), rangeCollection,
+                        std::as_bytes(std::span(collections)));
+    return ORQSimDistributionID(id);
+}
+
+ORQSimDSetID ORQSimContext::CreateDSet(const ORQSimDistributionID& distribution,
+                                       ORQSimTypeID type) const {
+    DatabaseState& state = DatabaseState::Writing(Root(m_id));
+    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryDSet);
+    state.Rows().Insert(Table::DataSet, id.MinorID(),
+                        distribution.IsNull() ? std::int64_t{0} : distribution.MinorID());
+    const ORQSimDSetID dataSet(id);
+    if (!distribution.IsNull()) {
+        UpdateDSet(dataSet, distribution);
+    }
+    return dataSet;
+}
+
+void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet,
+                               const ORQSimDistributionID& distribution) const {
+    DatabaseState& state = DatabaseState::Writing(dataSet);
+    state.Rows().Put(Table::DataSet, dataSet.MinorID(),
+                     distribution.IsNull() ? std::int64_t{0} : distribution.MinorID());
+    state.Rows().Erase(Table::DataSetDrawer, dataSet.MinorID());
+    for (const ORQSimDrawerID& drawer : ORQSimDistribution(distribution).DrawerIDArray()) {
+        UpdateDSet(dataSet, drawer);
+    }
+}
+
+void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDrawerID& drawer) const {
+    DatabaseState& state = DatabaseState::Writing(dataSet);
+    int place = 0;
+    for (Cursor row = state.Rows().Find(Table::DataSetDrawer, dataSet.MinorID()); row.Next();) {
+        if (row.Int32(2) == drawer.Index()) {
+            return;
+        }
+        place = row.Int32(1) + 1;
+    }
+    state.Rows().Insert(Table::DataSetDrawer, dataSet.MinorID(), place, drawer.Index());
+}
+
+ORQSimPosition ORQSimContext::GetRecord(const ORQSimCollectionID& collection, int member) const {
+    return ORQSimCollection(collection).GetMember(member);
+}
+
+int ORQSimContext::GetCMemberIndex(const ORQSimDynamicID& object) const {
+    DatabaseState* state = DatabaseState::Reading(object);
+    if (state == nullptr) {
+        return -1;
+    }
+    Cursor row = state->Rows().FindBy(Index::MemberByObject, object.MinorID());
+    return row.Next() ? row.Int32(1) : -1;
+}
+
+void ORQSimContext::GetCMembership(const ORQSimArray<ORQSimDynamicID>& objects,
+                                   const ORQSimCollectionID& collection,
+                                   ORQSimArray<int>& members) const {
+    members.SetSize(objects.Size());
+    const ORQSimCollection of(collection);
+    for (int i = 0; i < objects.Size(); ++i) {
+        members.Get(i) = of.MemberIndex(objects.ConstGet(i));
+    }
+}

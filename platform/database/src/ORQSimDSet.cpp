@@ -1,0 +1,165 @@
+#include "ORQSimDSet.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "ComponentSet.h"
+#include "DatabaseState.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimPosition.h"
+#include "ORQSimTransfer.h"
+
+using orq::database::ComponentSet;
+using orq::database::DatabaseState;
+using orq::storage::Cursor;
+using orq::storage::Table;
+
+namespace {
+
+// The members that the values of a block name, read in slices of bounded size.
+ORQSimCSet ReferencedMembers(const ORQSimDistributionID& id, const std::vector<ORQSimCSet>& block,
+                             const ORQSimCollectionID& collection) {
+    constexpr std::int64_t kItemsPerSlice = 1 << 20;
+    const ORQSimDistribution distribution(id);
+    std::int64_t itemsPerRow = 1;
+    for (std::size_t dim = 1; dim < block.size(); ++dim) {
+        itemsPerRow *= block[dim].Size();
+    }
+    ORQSimCSet result(collection, {}, ComponentSet::Empty());
+    if (itemsPerRow == 0) {
+        return result;
+    }
+    const auto rowsPerSlice =
+        static_cast<int>(std::max<std::int64_t>(1, kItemsPerSlice / itemsPerRow));
+    std::vector<int> rows(static_cast<std::size_t>(block[0].Size()));
+    block[0].OrderedMembers(rows.data());
+    std::vector<int> values;
+    for (std::size_t begin = 0; begin < rows.size();
+         begin += static_cast<std::size_t>(rowsPerSlice)) {
+        const std::size_t n = std::min(rows.size() - begin, static_cast<std::size_t>(rowsPerSlice));
+        const std::vector<int> slice(rows.begin() + static_cast<std::ptrdiff_t>(begin),
+                                     rows.begin() + static_cast<std::ptrdiff_t>(begin + n));
+        values.assign(n * static_cast<std::size_t>(itemsPerRow), -1);
+        ORQSimTransfer read(distribution);
+        read.SetRead().SetBufferType(ORQSimScalarInt);
+        read.SetDim(0, ORQSimCSet(block[0].CollectionID(), {}, ComponentSet::FromOrdered(slice)));
+        for (std::size_t dim = 1; dim < block.size(); ++dim) {
+            read.SetDim(static_cast<int>(dim), block[dim]);
+        }
+        read.SetBuffer(ORQSimbufMain, values.data(),
+                       static_cast<std::int64_t>(values.size() * sizeof(int)));
+        read.ExecRead();
+        std::erase_if(values, [](int value) { return value < 0; });
+        result =
+            result.Union(ORQSimCSet(collection, {}, ComponentSet::FromMembers(std::move(values))));
+        values.clear();
+    }
+    return result;
+}
+
+}  // namespace
+
+ORQSimDSet::ORQSimDSet(const ORQSimDSetID& id) : m_id(id) {}
+
+ORQSimDSet::ORQSimDSet(const ORQSimPosition& position) : m_id(position.GetDSet()) {
+    if (const ORQSimCollectionID collection = position.GetCollection(); !collection.IsNull()) {
+        m_selected.push_back({ORQSimCSet(collection)});
+    }
+}
+
+bool ORQSimDSet::IsEmpty() const {
+    return std::ranges::all_of(Blocks(), [](const Block& block) {
+        return std::ranges::any_of(block, [](const ORQSimCSet& set) { return set.IsEmpty(); });
+    });
+}
+
+ORQSimDistributionID ORQSimDSet::GetRelationalDistributionID() const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr) {
+        return m_distribution;
+    }
+    Cursor row = state->Rows().Find(Table::DataSet, m_id.MinorID());
+    return row.Next() ? ORQSimDistributionID(state->ObjectID(row.Int(1))) : ORQSimDistributionID();
+}
+
+std::vector<ORQSimDSet::Block> ORQSimDSet::Blocks() const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr) {
+        return m_selected;
+    }
+    std::vector<Block> blocks;
+    int place = -1;
+    for (Cursor row = state->Rows().Find(Table::Compartment, m_id.MinorID()); row.Next();) {
+        if (row.Int32(1) != place) {
+            place = row.Int32(1);
+            blocks.emplace_back();
+        }
+        const ORQSimCollectionID collection = state->CollectionID(row.Int(4));
+        blocks.back().emplace_back(ORQSimCSetID(collection.ContextID(), collection.MinorID(),
+                                                collection.TypeID(), row.Int32(3)));
+    }
+    const ORQSimDistributionID distribution = GetRelationalDistributionID();
+    for (Cursor row = state->Rows().Find(Table::DataSetDrawer, m_id.MinorID()); row.Next();) {
+        const ORQSimDrawerDescription drawer =
+            ORQSimDistribution(distribution)
+                .DrawerDescription(ORQSimDrawerID(distribution.ContextID(), distribution.MinorID(),
+                                                  distribution.TypeID(), row.Int32(2)));
+        Block block;
+        for (const ORQSimCSetID& set : drawer.Compartment().CSetIDs()) {
+            block.emplace_back(set);
+        }
+        blocks.push_back(std::move(block));
+    }
+    return blocks;
+}
+
+ORQSimCtation ORQSimDSet::GetCtation() const {
+    std::vector<ORQSimCompartment> compartments;
+    for (const Block& block : Blocks()) {
+        std::vector<ORQSimCSetID> sets;
+        for (const ORQSimCSet& set : block) {
+            sets.push_back(set.ID().IsNull() ? set.RegisterWithTempCollection() : set.ID());
+        }
+        compartments.emplace_back(std::move(sets));
+    }
+    return ORQSimCtation(std::move(compartments));
+}
+
+ORQSimDSet ORQSimDSet::Select(const ORQSimCSet& set) const {
+    ORQSimDSet selection;
+    selection.m_distribution = GetRelationalDistributionID();
+    for (Block& block : Blocks()) {
+        bool meets = true;
+        for (ORQSimCSet& dim : block) {
+            if (dim.CollectionID() == set.CollectionID()) {
+                dim = dim.Intersection(set);
+                meets = meets && !dim.IsEmpty();
+            }
+        }
+        if (meets) {
+            selection.m_selected.push_back(std::move(block));
+        }
+    }
+    return selection;
+}
+
+ORQSimCSet ORQSimDSet::Collect(const ORQSimCollectionID& collection) const {
+    ORQSimCSet result(collection, {}, ComponentSet::Empty());
+    const ORQSimDistributionID distribution = GetRelationalDistributionID();
+    const bool isReferenced =
+        !distribution.IsNull() &&
+        ORQSimDistribution(distribution).RangeType().Collection() == collection;
+    for (const Block& block : Blocks()) {
+        bool isDimension = false;
+        for (const ORQSimCSet& dim : block) {
+            if (dim.CollectionID() == collection) {
+                result = result.Union(dim);
+                isDimension = true;
+            }
+        }
+        if (!isDimension && isReferenced) {
+            result = result.Union(ReferencedMembers(distribution, block, collection));
+        }
+    }
+    return result;
+}

@@ -1,0 +1,114 @@
+#include "ORQSimDatabase.h"
+
+#include <utility>
+
+#include "DatabaseState.h"
+#include "ORQBasFailure.h"
+#include "ORQSimPosition.h"
+#include "ORQSimSchema.h"
+
+using orq::database::DatabaseState;
+using orq::storage::Engine;
+
+namespace {
+
+// The focus is the first object of every database; stored, do not change.
+constexpr std::int64_t kFocus = 1;
+
+std::shared_ptr<DatabaseState> WithFocus(std::unique_ptr<Engine> engine) {
+    auto state = std::make_shared<DatabaseState>(std::move(engine));
+    state->Begin();
+    state->NewObject(ORQSimSchema::Focus, ORQSimCategoryRecord);
+    state->Commit();
+    return state;
+}
+
+const std::shared_ptr<DatabaseState>& Opened(const std::shared_ptr<DatabaseState>& state) {
+    if (state == nullptr || state->IsClosed()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "the database is not open");
+    }
+    return state;
+}
+
+}  // namespace
+
+ORQSimDatabase::ORQSimDatabase() = default;
+ORQSimDatabase::ORQSimDatabase(std::shared_ptr<DatabaseState> state) : m_state(std::move(state)) {}
+ORQSimDatabase::~ORQSimDatabase() = default;
+ORQSimDatabase::ORQSimDatabase(const ORQSimDatabase&) = default;
+ORQSimDatabase& ORQSimDatabase::operator=(const ORQSimDatabase&) = default;
+
+ORQSimDatabase::ORQSimDatabase(ORQSimContextID context) {
+    if (DatabaseState* state = DatabaseState::Find(context); state != nullptr) {
+        m_state = state->shared_from_this();
+    }
+}
+
+ORQSimDatabase::ORQSimDatabase(const ORQSimPosition& position)
+    : ORQSimDatabase(position.ID().ContextID()) {}
+
+ORQSimDatabase ORQSimDatabase::Create(const std::string& directory) {
+    return ORQSimDatabase(WithFocus(Engine::Create(directory)));
+}
+
+ORQSimDatabase ORQSimDatabase::CreateInMemory() {
+    return ORQSimDatabase(WithFocus(Engine::CreateInMemory()));
+}
+
+ORQSimDatabase ORQSimDatabase::Open(const std::string& directory, Mode mode) {
+    return ORQSimDatabase(
+        std::make_shared<DatabaseState>(Engine::Open(directory, mode == Mode::ReadWrite)));
+}
+
+void ORQSimDatabase::Close() {
+    if (m_state != nullptr) {
+        m_state->Close();
+        m_state.reset();
+    }
+}
+
+bool ORQSimDatabase::IsClosed() const {
+    return m_state == nullptr || m_state->IsClosed();
+}
+
+bool ORQSimDatabase::IsWritable() const {
+    return !IsClosed() && m_state->Engine().IsWritable();
+}
+
+ORQSimContextID ORQSimDatabase::ContextID() const {
+    return IsClosed() ? ORQSimContextID() : m_state->Context();
+}
+
+const std::string& ORQSimDatabase::Path() const {
+    return Opened(m_state)->Path();
+}
+
+ORQSimPosition ORQSimDatabase::Focus() const {
+    return IsClosed() ? ORQSimPosition()
+                      : ORQSimPosition(m_state->Identity(ORQSimCategoryRecord, kFocus,
+                                                         ORQSimSchema::Focus, 0));
+}
+
+bool ORQSimDatabase::Refresh() {
+    return Opened(m_state)->Refresh();
+}
+
+std::int64_t ORQSimDatabase::Generation() const {
+    return Opened(m_state)->Engine().Generation();
+}
+
+ORQSimDatabase::DiskSizes ORQSimDatabase::Sizes() const {
+    const orq::storage::Sizes sizes = Opened(m_state)->Engine().GetSizes();
+    return {sizes.catalogueBytes, sizes.bulkBytes, sizes.freeBulkBytes};
+}
+
+std::vector<std::string> ORQSimDatabase::Verify(const std::function<void(double)>& progress) const {
+    std::vector<std::string> problems = Opened(m_state)->Engine().Verify(progress);
+    try {
+        std::vector<std::string> references = m_state->VerifyReferences();
+        problems.insert(problems.end(), references.begin(), references.end());
+    } catch (const ORQBasFailure& failure) {
+        problems.push_back(failure.Text());
+    }
+    return problems;
+}

@@ -1,0 +1,118 @@
+#include "ORQSimFTable.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "DatabaseState.h"
+#include "FTableData.h"
+#include "ORQBasFailure.h"
+
+using orq::database::DatabaseState;
+using orq::storage::Cursor;
+using orq::storage::Table;
+
+namespace {
+
+constexpr std::int64_t kPiece = 4 << 20;  // bytes of a chunk; stored layout, do not change
+// Axes of labels; stored, do not change.
+constexpr int kRowAxis = 0;
+constexpr int kColumnAxis = 1;
+
+void PutLabels(DatabaseState& state, std::int64_t table, int axis, int firstPlace,
+               const ORQBasVector<ORQString>& labels) {
+    for (const ORQString& label : labels) {
+        state.Rows().Insert(Table::FTableLabel, table, axis, firstPlace++,
+                            std::string_view(label.UTF8()));
+    }
+}
+
+ORQString Label(const ORQSimFTableID& id, int axis, int place) {
+    DatabaseState* state = DatabaseState::Reading(id);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().Find(Table::FTableLabel, id.MinorID(), axis, place);
+    return row.Next() ? ORQString(row.Text(3)) : ORQString();
+}
+
+int Shape(const ORQSimFTableID& id, int column) {
+    DatabaseState* state = DatabaseState::Reading(id);
+    if (state == nullptr) {
+        return 0;
+    }
+    Cursor row = state->Rows().Find(Table::FTable, id.MinorID());
+    return row.Next() ? row.Int32(column) : 0;
+}
+
+}  // namespace
+
+namespace orq::database {
+
+ORQSimDynamicID CreateFTable(DatabaseState& state, int type, int rows,
+                             const ORQBasVector<ORQString>& rowLabels,
+                             const ORQBasVector<ORQString>& columnLabels, const double* data,
+                             int count) {
+    if (rows < 0 || count < 0 || (rows == 0 ? count != 0 : count % rows != 0)) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a table of " + std::to_string(rows) + " rows cannot hold " +
+                                std::to_string(count) + " values in rows of equal length");
+    }
+    const int columns = rows == 0 ? columnLabels.Size() : count / rows;
+    if (columnLabels.Size() > columns || rowLabels.Size() > rows) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a table of " + std::to_string(rows) + " rows and " +
+                                std::to_string(columns) + " columns cannot have " +
+                                std::to_string(rowLabels.Size()) + " row labels and " +
+                                std::to_string(columnLabels.Size()) + " column labels");
+    }
+    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryFTable);
+    state.Rows().Insert(Table::FTable, id.MinorID(), rows, columns, id.MinorID());
+    PutLabels(state, id.MinorID(), kRowAxis, 0, rowLabels);
+    PutLabels(state, id.MinorID(), kColumnAxis, columns - columnLabels.Size(), columnLabels);
+    auto bytes = std::as_bytes(std::span(data, static_cast<std::size_t>(count)));
+    for (std::int64_t chunk = 0; !bytes.empty(); ++chunk) {
+        const auto piece = bytes.first(std::min<std::size_t>(bytes.size(), kPiece));
+        state.Engine().Chunks().Write(id.MinorID(), 0, chunk, 0, piece);
+        bytes = bytes.subspan(piece.size());
+    }
+    return id;
+}
+
+}  // namespace orq::database
+
+int ORQSimFTable::RowCount() const {
+    return Shape(m_id, 1);
+}
+int ORQSimFTable::ColumnCount() const {
+    return Shape(m_id, 2);
+}
+ORQString ORQSimFTable::ColumnLabel(int column) const {
+    return Label(m_id, kColumnAxis, column);
+}
+ORQString ORQSimFTable::RowLabel(int row) const {
+    return Label(m_id, kRowAxis, row);
+}
+
+void ORQSimFTable::GetData(double* values, int count) const {
+    const std::int64_t present = static_cast<std::int64_t>(RowCount()) * ColumnCount();
+    if (count < 0 || count > present) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "a table of " + std::to_string(present) +
+                                                          " values was asked for " +
+                                                          std::to_string(count));
+    }
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    auto* out = reinterpret_cast<std::byte*>(values);
+    const std::int64_t size = std::int64_t{sizeof(double)} * count;
+    for (std::int64_t begin = 0; begin < size; begin += kPiece) {
+        const std::int64_t length = std::min(kPiece, size - begin);
+        if (state->Engine().Chunks().Length(m_id.MinorID(), 0, begin / kPiece) < length) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                state->ShownPath() + ": the values of table " +
+                                    std::to_string(m_id.MinorID()) + " are incomplete");
+        }
+        std::memcpy(out + begin,
+                    state->Engine().Chunks().Read(m_id.MinorID(), 0, begin / kPiece, 0, length),
+                    static_cast<std::size_t>(length));
+    }
+}

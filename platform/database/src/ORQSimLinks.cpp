@@ -1,0 +1,228 @@
+#include "ORQSimLinks.h"
+
+#include <algorithm>
+
+#include "Links.h"
+#include "ORQBasFailure.h"
+
+using orq::database::DatabaseState;
+using orq::database::ReadingLinks;
+using orq::database::ReadLinks;
+using orq::database::StorableTarget;
+using orq::database::WritingLinks;
+using orq::storage::Cursor;
+using orq::storage::Index;
+using orq::storage::Table;
+
+namespace orq::database {
+
+std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& state, Table table,
+                                                              std::int64_t object, int slot) {
+    std::vector<std::pair<std::string, ORQSimPosition>> links;
+    const int target = table == Table::SetEntry ? 2 : 3;
+    for (Cursor row = state.Rows().Find(table, object, slot); row.Next();) {
+        links.emplace_back(table == Table::MapEntry ? std::string(row.Text(2)) : std::string(),
+                           state.Target(row, target));
+    }
+    return links;
+}
+
+std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, Index index,
+                                          const ORQSimDynamicID& target, int slot) {
+    std::vector<ORQSimPosition> referrers;
+    for (Cursor row = state.Rows().FindBy(index, target.MinorID(), target.Index(), slot);
+         row.Next();) {
+        const int column = index == Index::SetEntryByTarget ? 2 : 3;
+        // A set and its collection share object and, where empty, index; the category differs.
+        if (state.Target(row, column) == target) {
+            referrers.emplace_back(state.ObjectID(row.Int(0)));
+        }
+    }
+    std::ranges::sort(referrers);
+    const auto repeated = std::ranges::unique(referrers);
+    referrers.erase(repeated.begin(), repeated.end());
+    return referrers;
+}
+
+namespace {
+
+bool HasLinks(const ORQSimDynamicID& id) {
+    return id.Category() != ORQSimCategoryCSet && id.Category() != ORQSimCategoryDrawer &&
+           id.Category() != ORQSimCategoryType;
+}
+
+}  // namespace
+
+DatabaseState* ReadingLinks(const ORQSimPosition& object) {
+    return HasLinks(object.ID()) ? DatabaseState::Reading(object.ID()) : nullptr;
+}
+
+DatabaseState& WritingLinks(const ORQSimPosition& object) {
+    DatabaseState& state = DatabaseState::Writing(object.ID());
+    if (!HasLinks(object.ID())) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "sets, drawers and types hold no links");
+    }
+    return state;
+}
+
+ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& target) {
+    if (target.IsNull() || target.ID().Category() == ORQSimCategoryType) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "a link needs an object to lead to");
+    }
+    if (target.ID().ContextID() != state.Context()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a link cannot lead to an object of another database");
+    }
+    return target.ID().Category() == ORQSimCategoryCSet
+               ? ORQSimDynamicID(state.Persistent(ORQSimCSetID(target.ID())))
+               : target.ID();
+}
+
+}  // namespace orq::database
+
+// --- Map -----------------------------------------------------------------------------------------
+
+int ORQSimMap::Size() const {
+    DatabaseState* state = ReadingLinks(m_object);
+    return state == nullptr ? 0
+                            : static_cast<int>(state->Rows().CountRows(
+                                  Table::MapEntry, m_object.ID().MinorID(), m_slot));
+}
+
+ORQSimPosition ORQSimMap::Find(const ORQString& name) const {
+    DatabaseState* state = ReadingLinks(m_object);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().Find(Table::MapEntry, m_object.ID().MinorID(), m_slot,
+                                    std::string_view(name.UTF8()));
+    return row.Next() ? ORQSimPosition(state->Target(row, 3)) : ORQSimPosition();
+}
+
+ORQSimLinkIterator ORQSimMap::Begin() const {
+    DatabaseState* state = ReadingLinks(m_object);
+    return ORQSimLinkIterator(
+        state == nullptr ? std::vector<ORQSimLinkIterator::Entry>()
+                         : ReadLinks(*state, Table::MapEntry, m_object.ID().MinorID(), m_slot));
+}
+
+bool ORQSimMap::Insert(const ORQString& name, const ORQSimPosition& target) const {
+    DatabaseState& state = WritingLinks(m_object);
+    const ORQSimDynamicID id = StorableTarget(state, target);
+    return state.Rows().InsertNew(Table::MapEntry, m_object.ID().MinorID(), m_slot,
+                                  std::string_view(name.UTF8()), id.MinorID(), id.Category(),
+                                  id.TypeID().Index(), id.Index());
+}
+
+bool ORQSimMap::Remove(const ORQString& name) const {
+    return WritingLinks(m_object).Rows().Erase(Table::MapEntry, m_object.ID().MinorID(), m_slot,
+                                               std::string_view(name.UTF8())) > 0;
+}
+
+// --- Vector --------------------------------------------------------------------------------------
+
+int ORQSimVector::Size() const {
+    DatabaseState* state = ReadingLinks(m_object);
+    if (state == nullptr) {
+        return 0;
+    }
+    Cursor last = state->Rows().FindLast(Table::VectorEntry, m_object.ID().MinorID(), m_slot);
+    return last.Next() ? last.Int32(2) + 1 : 0;
+}
+
+ORQSimPosition ORQSimVector::operator[](int place) const {
+    DatabaseState* state = ReadingLinks(m_object);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().Find(Table::VectorEntry, m_object.ID().MinorID(), m_slot, place);
+    return row.Next() ? ORQSimPosition(state->Target(row, 3)) : ORQSimPosition();
+}
+
+ORQSimLinkIterator ORQSimVector::Begin() const {
+    DatabaseState* state = ReadingLinks(m_object);
+    return ORQSimLinkIterator(
+        state == nullptr ? std::vector<ORQSimLinkIterator::Entry>()
+                         : ReadLinks(*state, Table::VectorEntry, m_object.ID().MinorID(), m_slot));
+}
+
+void ORQSimVector::PushBack(const ORQSimPosition& target) const {
+    DatabaseState& state = WritingLinks(m_object);
+    const ORQSimDynamicID id = StorableTarget(state, target);
+    state.Rows().Insert(Table::VectorEntry, m_object.ID().MinorID(), m_slot, Size(), id.MinorID(),
+                        id.Category(), id.TypeID().Index(), id.Index());
+}
+
+void ORQSimVector::Truncate(int size) const {
+    DatabaseState& state = WritingLinks(m_object);
+    for (int place = Size() - 1; place >= size && place >= 0; --place) {
+        state.Rows().Erase(Table::VectorEntry, m_object.ID().MinorID(), m_slot, place);
+    }
+}
+
+// --- Set -----------------------------------------------------------------------------------------
+
+int ORQSimSet::Size() const {
+    if (!IsStored()) {
+        return static_cast<int>(m_own.size());
+    }
+    DatabaseState* state = ReadingLinks(m_object);
+    return state == nullptr ? 0
+                            : static_cast<int>(state->Rows().CountRows(
+                                  Table::SetEntry, m_object.ID().MinorID(), m_slot));
+}
+
+bool ORQSimSet::IsMember(const ORQSimPosition& target) const {
+    if (!IsStored()) {
+        return std::ranges::binary_search(m_own, target);
+    }
+    DatabaseState* state = ReadingLinks(m_object);
+    if (state == nullptr || target.IsNull()) {
+        return false;
+    }
+    const ORQSimDynamicID& id = target.ID();
+    return state->Rows()
+        .Find(Table::SetEntry, m_object.ID().MinorID(), m_slot, id.MinorID(), id.Category(),
+              id.TypeID().Index(), id.Index())
+        .Next();
+}
+
+ORQSimLinkIterator ORQSimSet::Begin() const {
+    std::vector<ORQSimLinkIterator::Entry> entries;
+    if (!IsStored()) {
+        for (const ORQSimPosition& position : m_own) {
+            entries.emplace_back(std::string(), position);
+        }
+    } else if (DatabaseState* state = ReadingLinks(m_object); state != nullptr) {
+        entries = ReadLinks(*state, Table::SetEntry, m_object.ID().MinorID(), m_slot);
+    }
+    return ORQSimLinkIterator(std::move(entries));
+}
+
+void ORQSimSet::Insert(const ORQSimPosition& target) {
+    if (IsStored()) {
+        DatabaseState& state = WritingLinks(m_object);
+        const ORQSimDynamicID id = StorableTarget(state, target);
+        state.Rows().InsertNew(Table::SetEntry, m_object.ID().MinorID(), m_slot, id.MinorID(),
+                               id.Category(), id.TypeID().Index(), id.Index());
+        return;
+    }
+    if (target.IsNull() && !m_allowsNull) {
+        return;
+    }
+    const auto place = std::ranges::lower_bound(m_own, target);
+    if (place == m_own.end() || *place != target) {
+        m_own.insert(place, target);
+    }
+}
+
+void ORQSimSet::Remove(const ORQSimPosition& target) {
+    if (IsStored()) {
+        const ORQSimDynamicID& id = target.ID();
+        WritingLinks(m_object).Rows().Erase(Table::SetEntry, m_object.ID().MinorID(), m_slot,
+                                            id.MinorID(), id.Category(), id.TypeID().Index(),
+                                            id.Index());
+    } else {
+        std::erase(m_own, target);
+    }
+}

@@ -1,0 +1,281 @@
+#include "ORQSimPosition.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "DatabaseState.h"
+#include "FTableData.h"
+#include "Links.h"
+#include "ORQBasFailure.h"
+#include "ORQSimCSet.h"
+#include "ORQSimContext.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimSymbols.h"
+
+using orq::database::ComponentSet;
+using orq::database::DatabaseState;
+using orq::database::ReadingLinks;
+using orq::database::ReadReferrers;
+using orq::database::StorableTarget;
+using orq::database::WritingLinks;
+using orq::storage::Cursor;
+using orq::storage::Index;
+using orq::storage::Table;
+
+// --- Links ---------------------------------------------------------------------------------------
+
+ORQSimPosition ORQSimPosition::Focus() const {
+    return ORQSimDatabase(*this).Focus();
+}
+
+ORQSimPosition ORQSimPosition::Parent(int slot) const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr) {
+        return {};
+    }
+    ORQSimPosition lowest;
+    for (const Index index :
+         {Index::ChildByTarget, Index::MapEntryByTarget, Index::VectorEntryByTarget}) {
+        const std::vector<ORQSimPosition> found = ReadReferrers(*state, index, m_id, slot);
+        if (!found.empty() && (lowest.IsNull() || found.front() < lowest)) {
+            lowest = found.front();
+        }
+    }
+    return lowest;
+}
+
+ORQSimPosition ORQSimPosition::Follow(int slot, int member) const {
+    DatabaseState* state = ReadingLinks(*this);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().Find(Table::Child, m_id.MinorID(), slot, member);
+    return row.Next() ? ORQSimPosition(state->Target(row, 3)) : ORQSimPosition();
+}
+
+void ORQSimPosition::Associate(int slot, int member, const ORQSimPosition& target) const {
+    DatabaseState& state = WritingLinks(*this);
+    if (target.IsNull()) {
+        state.Rows().Erase(Table::Child, m_id.MinorID(), slot, member);
+        return;
+    }
+    const ORQSimDynamicID id = StorableTarget(state, target);
+    state.Rows().Put(Table::Child, m_id.MinorID(), slot, member, id.MinorID(), id.Category(),
+                     id.TypeID().Index(), id.Index());
+}
+
+ORQSimMap ORQSimPosition::GetMap(int slot) const {
+    return {*this, slot};
+}
+ORQSimVector ORQSimPosition::GetVector(int slot) const {
+    return {*this, slot};
+}
+ORQSimSet ORQSimPosition::GetSet(int slot) const {
+    return {*this, slot};
+}
+
+ORQSimSet ORQSimPosition::ReferrersSet(int slot) const {
+    ORQSimSet referrers;
+    if (DatabaseState* state = DatabaseState::Reading(m_id); state != nullptr) {
+        for (const Index index : {Index::ChildByTarget, Index::MapEntryByTarget,
+                                  Index::VectorEntryByTarget, Index::SetEntryByTarget}) {
+            for (const ORQSimPosition& position : ReadReferrers(*state, index, m_id, slot)) {
+                referrers.Insert(position);
+            }
+        }
+    }
+    return referrers;
+}
+
+// --- Type and names ------------------------------------------------------------------------------
+
+bool ORQSimPosition::IsA(int type) const {
+    return !IsNull() && ORQSimSchema::IsA(m_id.TypeID().Index(), type);
+}
+
+ORQSimPosition ORQSimPosition::TypePosition() const {
+    return IsNull() ? ORQSimPosition()
+                    : ORQSimPosition(ORQSimDynamicID(ORQSimCategoryType, m_id.ContextID(),
+                                                     m_id.MinorID(), m_id.TypeID(), 0));
+}
+
+ORQString ORQSimPosition::Name(int slot) const {
+    DatabaseState* state = ReadingLinks(*this);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().Find(Table::Name, m_id.MinorID(), slot);
+    return row.Next() ? ORQString(row.Text(2)) : ORQString();
+}
+
+ORQString ORQSimPosition::Name() const {
+    if (m_id.Category() == ORQSimCategoryType) {
+        return ORQString(ORQSimSchema::NameOf(m_id.TypeID().Index()));
+    }
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr) {
+        return {};
+    }
+    if (ORQString name = Name(ORQSimSchema::Record_name); !name.IsEmpty()) {
+        return name;
+    }
+    for (Cursor row = state->Rows().FindBy(Index::MapEntryByTarget, m_id.MinorID(), m_id.Index());
+         row.Next();) {
+        if (state->Target(row, 3) == m_id) {
+            return ORQString(row.Text(2));
+        }
+    }
+    return GetSymbolName();
+}
+
+void ORQSimPosition::SetName(int slot, const ORQString& name) const {
+    WritingLinks(*this).Rows().Put(Table::Name, m_id.MinorID(), slot,
+                                   std::string_view(name.UTF8()));
+}
+
+ORQString ORQSimPosition::GetReferenceKey(int slot) const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    if (state == nullptr) {
+        return {};
+    }
+    for (Cursor row =
+             state->Rows().FindBy(Index::MapEntryByTarget, m_id.MinorID(), m_id.Index(), slot);
+         row.Next();) {
+        if (state->Target(row, 3) == m_id) {
+            return ORQString(row.Text(2));
+        }
+    }
+    return {};
+}
+
+ORQString ORQSimPosition::GetSymbolName() const {
+    DatabaseState* state = ReadingLinks(*this);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().FindBy(Index::SymbolByObject, m_id.MinorID());
+    return row.Next() ? ORQString(row.Text(3)) : ORQString();
+}
+
+int ORQSimPosition::GetSymbolPosition() const {
+    return ORQSimSymbols(m_id.ContextID()).Get(m_id);
+}
+
+// --- Contents ------------------------------------------------------------------------------------
+
+ORQSimCSet ORQSimPosition::CSet() const {
+    return ORQSimCSet(*this);
+}
+
+ORQSimCSetID ORQSimPosition::GetCSet() const {
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    const ORQSimCollectionID collection = GetCollection();
+    if (state == nullptr || collection.IsNull()) {
+        return ORQSimCSetID(m_id);
+    }
+    return state->TempSet(collection, ComponentSet::Contiguous(0, state->Space(collection)));
+}
+
+ORQSimCollectionID ORQSimPosition::GetCollection() const {
+    return ORQSimCollectionID(m_id);
+}
+
+ORQSimDSet ORQSimPosition::DSet() const {
+    return ORQSimDSet(*this);
+}
+
+ORQSimDSetID ORQSimPosition::GetDSet() const {
+    return ORQSimDSetID(m_id);
+}
+
+ORQSimDistributionID ORQSimPosition::GetDistribution() const {
+    return ORQSimDistributionID(m_id);
+}
+
+ORQSimDrawerID ORQSimPosition::GetDrawer() const {
+    const ORQSimCollectionID collection = GetCollection();
+    return collection.IsNull() ? ORQSimDrawerID(m_id)
+                               : ORQSimDrawerID(m_id.ContextID(), m_id.MinorID(), m_id.TypeID());
+}
+
+ORQSimFTableID ORQSimPosition::GetFTable() const {
+    return ORQSimFTableID(m_id);
+}
+
+ORQSimDataRecord ORQSimPosition::DataRecord() const {
+    return ORQSimDataRecord(GetDataRecord());
+}
+
+ORQSimDynamicID ORQSimPosition::GetDataRecord() const {
+    return ReadingLinks(*this) == nullptr ? ORQSimDynamicID() : m_id;
+}
+
+ORQSimDataRecord ORQSimPosition::CreateDataRecord(int type) const {
+    return ORQSimDataRecord(DatabaseState::Writing(m_id).NewObject(type, ORQSimCategoryRecord));
+}
+
+ORQSimPosition ORQSimPosition::CreateTypedCollection(int type, int space) const {
+    DatabaseState& state = DatabaseState::Writing(m_id);
+    if (space < 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a collection cannot have a space of " + std::to_string(space));
+    }
+    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryCollection);
+    state.Rows().Insert(Table::Collection, id.MinorID(), space);
+    return id;
+}
+
+ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int type) const {
+    DatabaseState& state = DatabaseState::Writing(m_id);
+    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryDSet);
+    state.Rows().Insert(Table::DataSet, id.MinorID(), 0);
+    int place = 0;
+    for (const ORQSimCompartment& compartment : ctation.Compartments()) {
+        int dimension = 0;
+        for (const ORQSimCSetID& set : compartment.CSetIDs()) {
+            if (set.CollectionID().IsNull() || set.ContextID() != state.Context()) {
+                throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                    "compartment " + std::to_string(place) + ", dimension " +
+                                        std::to_string(dimension) +
+                                        ": the set is null or of another database");
+            }
+            state.Rows().Insert(Table::Compartment, id.MinorID(), place, dimension,
+                                state.Persistent(set).Index(), set.CollectionID().MinorID());
+            ++dimension;
+        }
+        ++place;
+    }
+    return id;
+}
+
+ORQSimPosition ORQSimPosition::CreateTypedDistribution(const ORQSimGrid& grid, int type,
+                                                       const ORQSimRangeType& range) const {
+    return Context().CreateDistribution(grid, range, ORQSimTypeID(type));
+}
+
+ORQSimPosition ORQSimPosition::CreateFTable(int type, int rows,
+                                            const ORQBasVector<ORQString>& rowLabels,
+                                            const ORQBasVector<ORQString>& columnLabels,
+                                            const double* data, int count) const {
+    return orq::database::CreateFTable(DatabaseState::Writing(m_id), type, rows, rowLabels,
+                                       columnLabels, data, count);
+}
+
+ORQSimPosition ORQSimPosition::CreateSimpleFTable(int rows,
+                                                  const ORQBasVector<ORQString>& rowLabels,
+                                                  const ORQBasVector<ORQString>& columnLabels,
+                                                  const double* data, int count) const {
+    return CreateFTable(ORQSimSchema::FTable_general, rows, rowLabels, columnLabels, data, count);
+}
+
+ORQSimContext ORQSimPosition::Context() const {
+    return ORQSimContext(m_id.ContextID());
+}
+ORQSimDatabase ORQSimPosition::Doc() const {
+    return ORQSimDatabase(*this);
+}

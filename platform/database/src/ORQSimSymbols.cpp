@@ -1,0 +1,60 @@
+#include "ORQSimSymbols.h"
+
+#include <string>
+
+#include "DatabaseState.h"
+#include "ORQBasFailure.h"
+
+using orq::database::DatabaseState;
+using orq::storage::Cursor;
+using orq::storage::Index;
+using orq::storage::Table;
+
+ORQSimDynamicID ORQSimSymbols::Get(ORQSimTypeID type, int place,
+                                   const ORQSimCollectionID& collection) const {
+    DatabaseState* state = DatabaseState::Reading(collection);
+    if (state == nullptr) {
+        return {};
+    }
+    Cursor row = state->Rows().Find(Table::Symbol, collection.MinorID(), type.Index(), place);
+    return row.Next() ? state->ObjectID(row.Int(4)) : ORQSimDynamicID();
+}
+
+ORQSimDynamicID ORQSimSymbols::Find(ORQSimTypeID type, const ORQString& name,
+                                    const ORQSimCollectionID& collection) const {
+    DatabaseState* state = DatabaseState::Reading(collection);
+    if (state == nullptr || name.IsEmpty()) {
+        return {};
+    }
+    Cursor row = state->Rows().FindBy(Index::SymbolByName, collection.MinorID(), type.Index(),
+                                      std::string_view(name.UTF8()));
+    return row.Next() ? state->ObjectID(row.Int(4)) : ORQSimDynamicID();
+}
+
+int ORQSimSymbols::Get(const ORQSimDynamicID& symbol) const {
+    DatabaseState* state = DatabaseState::Reading(symbol);
+    if (state == nullptr || symbol.Category() != ORQSimCategoryRecord) {
+        return -1;
+    }
+    Cursor row = state->Rows().FindBy(Index::SymbolByObject, symbol.MinorID());
+    return row.Next() ? row.Int32(2) : -1;
+}
+
+bool ORQSimSymbols::IsMember(const ORQSimDynamicID& symbol) const {
+    return symbol.ContextID() == m_context && Get(symbol) >= 0;
+}
+
+ORQSimDynamicID ORQSimSymbols::Create(ORQSimTypeID type, int place, const ORQString& name,
+                                      const ORQSimCollectionID& collection) const {
+    DatabaseState& state = DatabaseState::Writing(collection);
+    if (place < 0 || !Find(type, name, collection).IsNull() ||
+        !Get(type, place, collection).IsNull()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "place " + std::to_string(place) +
+                                                          " or name \"" + name.UTF8() +
+                                                          "\" of a symbol is taken or below 0");
+    }
+    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryRecord);
+    state.Rows().Insert(Table::Symbol, collection.MinorID(), type.Index(), place,
+                        std::string_view(name.UTF8()), id.MinorID());
+    return id;
+}

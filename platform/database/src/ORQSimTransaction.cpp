@@ -1,0 +1,42 @@
+#include "ORQSimTransaction.h"
+
+#include "DatabaseState.h"
+#include "ORQBasFailure.h"
+#include "ORQSimPosition.h"
+
+using orq::database::DatabaseState;
+
+ORQSimTransaction::ORQSimTransaction(ORQSimContextID context) : m_context(context) {
+    DatabaseState* state = DatabaseState::Find(context);
+    if (state == nullptr) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a transaction needs an open database; this one is null or closed");
+    }
+    m_level = state->Begin();
+}
+
+ORQSimTransaction::ORQSimTransaction(const ORQSimPosition& position)
+    : ORQSimTransaction(position.ID().ContextID()) {}
+
+ORQSimTransaction::~ORQSimTransaction() {
+    DatabaseState* state = m_level > 0 ? DatabaseState::Find(m_context) : nullptr;
+    if (state == nullptr) {
+        return;
+    }
+    try {
+        state->Rollback(m_level);
+    } catch (const ORQBasException&) {
+        // The handle now refuses all further work and says why when it is next used.
+    }
+}
+
+void ORQSimTransaction::Commit() {
+    DatabaseState* state = DatabaseState::Find(m_context);
+    if (m_level == 0 || state == nullptr) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "the transaction has ended already");
+    }
+    const int level = m_level;
+    state->CheckInnermost(level);
+    m_level = 0;
+    state->Commit();
+}

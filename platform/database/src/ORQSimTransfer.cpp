@@ -1,0 +1,677 @@
+#include "ORQSimTransfer.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ComponentSet.h"
+#include "DatabaseState.h"
+#include "ORQBasFailure.h"
+#include "ORQSimDistribution.h"
+#include "SparseRows.h"
+#include "TransferView.h"
+
+using orq::database::ComponentSet;
+using orq::database::ComponentSetPtr;
+using orq::database::DatabaseState;
+using orq::database::DistributionState;
+using orq::database::DrawerState;
+using orq::database::ItemMover;
+using orq::database::MoverBetween;
+using orq::database::RowRun;
+using orq::database::SparseRows;
+using orq::database::ViewOnDrawer;
+using orq::storage::ChunkStore;
+
+namespace {
+
+constexpr std::int64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+
+[[noreturn]] void Refuse(const std::string& text) {
+    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
+}
+
+std::string InDimension(int dimension) {
+    return "dimension " + std::to_string(dimension);
+}
+
+// The first member (in the set's order) that lies outside [0, space).
+int FirstOutside(const ComponentSet& set, int space) {
+    std::optional<int> outside;
+    set.ForEachRun([&](int, int first, int count) {
+        if (!outside && first < 0) {
+            outside = first;
+        } else if (!outside && first + count > space) {
+            outside = std::max(first, space);
+        }
+    });
+    return outside.value_or(-1);
+}
+
+// The members of a view that a set lacks, in the order of the view.
+ComponentSetPtr Missing(const ComponentSetPtr& view, const ComponentSetPtr& present) {
+    if (view->IsAscending()) {
+        return ComponentSet::Difference(view, present);
+    }
+    std::vector<int> members;
+    for (const int member : view->Written()) {
+        if (present->Seek(member) < 0) {
+            members.push_back(member);
+        }
+    }
+    return members.empty() ? ComponentSet::Empty() : ComponentSet::FromOrdered(std::move(members));
+}
+
+}  // namespace
+
+class ORQSimTransfer::Job {
+  public:
+    enum class Direction { None, Read, Write };
+    enum class Making { None, Plain, Chunked };
+
+    struct Buffer {
+        void* data = nullptr;
+        std::int64_t size = 0;
+    };
+
+    explicit Job(const ORQSimDistributionID& id) : distributionID(id) {}
+
+    void CheckView();
+    std::int64_t RequiredSize(int buffer);
+    ORQSimTransientDrawer Read();
+    void Write();
+    void Make();
+
+    ORQSimDistributionID distributionID;
+    Direction direction = Direction::None;
+    Making making = Making::None;
+    ORQSimDrawerID drawerID;
+    std::vector<int> chunks;
+    int extendable = -1;
+    std::vector<std::optional<ORQSimCSet>> dims;
+    bool autoExtend = false;
+    ORQSimCSetID extension;
+    std::array<Buffer, 3> buffers;
+    int bufferType = 0;
+    bool isPadded = false;
+    bool isSparse = false;
+    int nNonzero = 0;
+
+  private:
+    DatabaseState& State() const;
+    DistributionState& Distribution() const { return State().Distribution(distributionID); }
+    std::vector<ComponentSetPtr> View() const;
+    DrawerState& Drawer(DistributionState& distribution) const;
+    void CheckAgainstSpaces(const DistributionState& distribution) const;
+    void CheckAgainstDrawer(DistributionState& distribution) const;
+    void CheckMaking(const DistributionState& distribution) const;
+    std::int64_t ViewItems() const;
+    std::byte* BufferFor(int buffer);
+    ItemMover MoverFor(const DistributionState& distribution) const {
+        return MoverBetween(distribution.scalar,
+                            bufferType != 0 ? bufferType : distribution.scalar);
+    }
+    std::vector<DrawerState*> DrawersToRead(DistributionState& distribution) const;
+    std::int64_t ReadDense(DatabaseState& state, const DistributionState& distribution,
+                           const DrawerState& drawer, std::byte* buffer);
+    SparseRows SparseView(DatabaseState& state, DistributionState& distribution);
+    std::int64_t ReadAsSparse(DatabaseState& state, DistributionState& distribution);
+    void Extend(DatabaseState& state, DistributionState& distribution, DrawerState& drawer);
+    void WriteDense(DatabaseState& state, const DistributionState& distribution,
+                    const DrawerState& drawer);
+    void WriteSparse(DatabaseState& state, const DistributionState& distribution,
+                     DrawerState& drawer);
+};
+
+// --- Checks --------------------------------------------------------------------------------------
+
+DatabaseState& ORQSimTransfer::Job::State() const {
+    DatabaseState* state = DatabaseState::Reading(distributionID);
+    if (state == nullptr) {
+        Refuse("a transfer needs a distribution; this one is null");
+    }
+    return *state;
+}
+
+std::vector<ComponentSetPtr> ORQSimTransfer::Job::View() const {
+    std::vector<ComponentSetPtr> view;
+    for (const auto& dim : dims) {
+        view.push_back(dim ? dim->Payload() : ComponentSet::Empty());
+    }
+    return view;
+}
+
+DrawerState& ORQSimTransfer::Job::Drawer(DistributionState& distribution) const {
+    DrawerState* drawer = distribution.Find(drawerID);
+    if (drawer == nullptr) {
+        Refuse("the drawer of the transfer is not one of its distribution");
+    }
+    return *drawer;
+}
+
+void ORQSimTransfer::Job::CheckView() {
+    DistributionState& distribution = Distribution();
+    CheckAgainstSpaces(distribution);
+    if (making != Making::None) {
+        CheckMaking(distribution);
+    } else if (direction == Direction::Write) {
+        CheckAgainstDrawer(distribution);
+    }
+    if (!isSparse && ViewItems() > kMostBytes / MoverFor(distribution).bufferSize) {
+        Refuse("the view has " + std::to_string(ViewItems()) +
+               " items; one transfer moves at most 2147483647 bytes, split it");
+    }
+}
+
+void ORQSimTransfer::Job::CheckAgainstSpaces(const DistributionState& distribution) const {
+    const std::size_t nDims = distribution.grid.size();
+    const auto nSet = std::ranges::count_if(dims, [](const auto& dim) { return dim.has_value(); });
+    if (dims.size() != nDims || static_cast<std::size_t>(nSet) != nDims) {
+        Refuse("the view has " + std::to_string(nSet) + " dimensions, the distribution " +
+               std::to_string(nDims));
+    }
+    for (std::size_t i = 0; i < nDims; ++i) {
+        const ORQSimCSet& set = *dims[i];
+        const int dimension = static_cast<int>(i);
+        if (set.CollectionID().IsNull() && set.IsEmpty()) {
+            continue;
+        }
+        if (set.CollectionID() != distribution.grid[i]) {
+            Refuse(InDimension(dimension) + ": the set belongs to collection " +
+                   std::to_string(set.CollectionID().MinorID()) + ", the grid has collection " +
+                   std::to_string(distribution.grid[i].MinorID()));
+        }
+        const ComponentSet& members = *set.Payload();
+        const int space = State().Space(distribution.grid[i]);
+        if (!members.IsEmpty() && (members.Lowest() < 0 || members.Highest() >= space)) {
+            Refuse(InDimension(dimension) + ": member " +
+                   std::to_string(FirstOutside(members, space)) + " is outside the space of " +
+                   std::to_string(space) + " members");
+        }
+    }
+}
+
+void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) const {
+    const DrawerState& drawer = Drawer(distribution);
+    if (drawer.layout == ORQSimDrawerLayout::Sparse) {
+        Refuse("a sparse drawer is written when it is made and cannot be changed");
+    }
+    if ((autoExtend || !extension.IsNull()) && drawer.extendable < 0) {
+        Refuse(
+            "only chunked drawers are extendable; this drawer was made without an extendable "
+            "dimension");
+    }
+    for (std::size_t i = 0; i < dims.size(); ++i) {
+        const int dimension = static_cast<int>(i);
+        ComponentSetPtr present = drawer.sets[i];
+        if (dimension == drawer.extendable) {
+            if (autoExtend) {
+                continue;
+            }
+            if (!extension.IsNull()) {
+                present = ComponentSet::Union(present, ORQSimCSet(extension).Payload());
+            }
+        }
+        const ComponentSetPtr missing = Missing(dims[i]->Payload(), present);
+        if (!missing->IsEmpty()) {
+            Refuse(InDimension(dimension) + ": the drawer does not hold member " +
+                   std::to_string(missing->At(0)) + " and may not be extended by it");
+        }
+    }
+}
+
+void ORQSimTransfer::Job::CheckMaking(const DistributionState& distribution) const {
+    if (making == Making::Plain) {
+        if (extendable >= 0) {
+            Refuse("only chunked drawers are extendable");
+        }
+        if (isSparse && distribution.grid.size() != 2) {
+            Refuse("a sparse drawer needs two dimensions, the distribution has " +
+                   std::to_string(distribution.grid.size()));
+        }
+        return;
+    }
+    if (isSparse) {
+        Refuse("a sparse drawer cannot be chunked");
+    }
+    if (chunks.size() != distribution.grid.size()) {
+        Refuse(std::to_string(chunks.size()) + " chunk sizes are given for " +
+               std::to_string(distribution.grid.size()) + " dimensions");
+    }
+    for (std::size_t i = 0; i < chunks.size(); ++i) {
+        if (chunks[i] < 1) {
+            Refuse(InDimension(static_cast<int>(i)) + ": the chunk size " +
+                   std::to_string(chunks[i]) + " is below 1");
+        }
+    }
+    if (extendable >= static_cast<int>(distribution.grid.size())) {
+        Refuse("the extendable " + InDimension(extendable) + " does not exist");
+    }
+}
+
+std::int64_t ORQSimTransfer::Job::ViewItems() const {
+    std::int64_t items = 1;
+    for (const auto& dim : dims) {
+        const std::int64_t size = dim ? dim->Size() : 0;
+        // Anything beyond what a transfer moves is as good as any other.
+        items = size == 0 ? 0 : std::min(items * size, kMostBytes * 2);
+    }
+    return items;
+}
+
+std::int64_t ORQSimTransfer::Job::RequiredSize(int buffer) {
+    DistributionState& distribution = Distribution();
+    std::int64_t bytes = 0;
+    if (isSparse) {
+        std::int64_t nValues = nNonzero;
+        const std::int64_t nRows = dims.empty() || !dims[0] ? 0 : dims[0]->Size();
+        if (direction == Direction::Read) {
+            nValues = SparseView(State(), distribution).NumValues();
+        }
+        bytes = buffer == ORQSimbufMain        ? nValues * MoverFor(distribution).bufferSize
+                : buffer == ORQSimbufIndicesNZ ? nValues * std::int64_t{sizeof(std::int32_t)}
+                                               : (nRows + 1) * std::int64_t{sizeof(std::int32_t)};
+    } else {
+        bytes = buffer == ORQSimbufMain ? ViewItems() * MoverFor(distribution).bufferSize : 0;
+    }
+    return isPadded ? (bytes + 7) / 8 * 8 : bytes;
+}
+
+std::byte* ORQSimTransfer::Job::BufferFor(int buffer) {
+    const std::int64_t required = RequiredSize(buffer);
+    const Buffer& given = buffers[static_cast<std::size_t>(buffer)];
+    if (required > 0 && given.data == nullptr) {
+        Refuse("buffer " + std::to_string(buffer) + " of " + std::to_string(required) +
+               " bytes is missing");
+    }
+    if (given.size < required) {
+        Refuse("buffer " + std::to_string(buffer) + " has " + std::to_string(given.size) +
+               " bytes, the view needs " + std::to_string(required));
+    }
+    return static_cast<std::byte*>(given.data);
+}
+
+// --- Reading -------------------------------------------------------------------------------------
+
+std::vector<DrawerState*> ORQSimTransfer::Job::DrawersToRead(
+    DistributionState& distribution) const {
+    if (!drawerID.IsNull()) {
+        return {&Drawer(distribution)};
+    }
+    std::vector<DrawerState*> drawers;
+    for (const auto& drawer : distribution.drawers) {
+        drawers.push_back(drawer.get());
+    }
+    return drawers;
+}
+
+ORQSimTransientDrawer ORQSimTransfer::Job::Read() {
+    CheckView();
+    DatabaseState& state = State();
+    state.Engine().CheckUsable();
+    DistributionState& distribution = Distribution();
+    const int nDims = static_cast<int>(distribution.grid.size());
+    if (isSparse) {
+        return {nDims, ReadAsSparse(state, distribution)};
+    }
+    std::byte* buffer = BufferFor(ORQSimbufMain);
+    std::int64_t nItems = 0;
+    for (const DrawerState* drawer : DrawersToRead(distribution)) {
+        nItems += drawer->layout == ORQSimDrawerLayout::Sparse
+                      ? SparseRows::Read(state, distribution, *drawer, View())
+                            .Scatter(MoverFor(distribution), buffer)
+                      : ReadDense(state, distribution, *drawer, buffer);
+    }
+    return {nDims, nItems};
+}
+
+std::int64_t ORQSimTransfer::Job::ReadDense(DatabaseState& state,
+                                            const DistributionState& distribution,
+                                            const DrawerState& drawer, std::byte* buffer) {
+    const std::vector<ComponentSetPtr> view = View();
+    const ViewOnDrawer geometry = Meet(view, drawer);
+    if (geometry.pieces.empty()) {
+        return 0;
+    }
+    const ItemMover mover = MoverFor(distribution);
+    const std::int64_t rowBytes = geometry.rowItems * mover.storeSize;
+    const std::int64_t bufferRowBytes = geometry.bufferRowStride * mover.bufferSize;
+    const std::int64_t rowsPerChunk = drawer.RowsPerChunk(mover.storeSize);
+    ChunkStore& chunkStore = state.Engine().Chunks();
+    ChunkStore::Reader chunk;
+    std::int64_t chunkBegin = 0;
+    std::int64_t chunkEnd = 0;  // rows [chunkBegin, chunkEnd) lie in `chunk`
+    std::int64_t storedEnd = 0;
+    std::int64_t nRows = 0;
+    ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer, [&](RowRun run) {
+        nRows += run.count;
+        while (run.count > 0) {
+            if (run.row < chunkBegin || run.row >= chunkEnd) {
+                const std::int64_t number = run.row / rowsPerChunk;
+                chunk = chunkStore.Open(drawer.store, 0, number);
+                chunkBegin = number * rowsPerChunk;
+                chunkEnd = chunkBegin + rowsPerChunk;
+                storedEnd = chunkBegin + chunk.Length() / rowBytes;
+            }
+            const bool isStored = run.row < storedEnd;
+            const auto count = static_cast<int>(
+                std::min<std::int64_t>(run.count, (isStored ? storedEnd : chunkEnd) - run.row));
+            std::byte* to = buffer + run.viewLocation * bufferRowBytes;
+            if (isStored) {
+                const std::int64_t begin = (run.row - chunkBegin) * rowBytes;
+                RowsToBuffer(geometry, mover, chunk.Bytes(begin, begin + count * rowBytes), count,
+                             to);
+            } else {
+                ZeroInBuffer(geometry, mover, count, to);
+            }
+            run.row += count;
+            run.viewLocation += count;
+            run.count -= count;
+        }
+    });
+    std::int64_t itemsPerRow = 0;
+    for (const auto& piece : geometry.pieces) {
+        itemsPerRow += piece.count;
+    }
+    return nRows * itemsPerRow;
+}
+
+SparseRows ORQSimTransfer::Job::SparseView(DatabaseState& state, DistributionState& distribution) {
+    DrawerState* sparse = nullptr;
+    for (DrawerState* drawer : DrawersToRead(distribution)) {
+        if (drawer->layout != ORQSimDrawerLayout::Sparse || sparse != nullptr) {
+            Refuse("a sparse read needs one sparse drawer; set the drawer");
+        }
+        sparse = drawer;
+    }
+    if (sparse == nullptr) {
+        Refuse("a sparse read needs one sparse drawer; the distribution has none");
+    }
+    return SparseRows::Read(state, distribution, *sparse, View());
+}
+
+std::int64_t ORQSimTransfer::Job::ReadAsSparse(DatabaseState& state,
+                                               DistributionState& distribution) {
+    const SparseRows rows = SparseView(state, distribution);
+    rows.CopyTo(MoverFor(distribution), BufferFor(ORQSimbufMain), BufferFor(ORQSimbufIndicesNZ),
+                BufferFor(ORQSimbufSparseMap));
+    return rows.NumValues();
+}
+
+// --- Writing -------------------------------------------------------------------------------------
+
+void ORQSimTransfer::Job::Make() {
+    if (making == Making::None) {
+        Refuse("nothing says that the transfer makes a drawer");
+    }
+    CheckView();
+    DatabaseState& state = DatabaseState::Writing(distributionID);
+    DistributionState& distribution = Distribution();
+    auto drawer = std::make_unique<DrawerState>();
+    drawer->layout = isSparse                    ? ORQSimDrawerLayout::Sparse
+                     : making == Making::Chunked ? ORQSimDrawerLayout::Chunked
+                                                 : ORQSimDrawerLayout::Plain;
+    drawer->extendable = extendable;
+    drawer->chunks = making == Making::Chunked ? chunks : std::vector<int>(dims.size(), 0);
+    drawerID = state.NewDrawer(distribution, std::move(drawer), View()).id;
+}
+
+void ORQSimTransfer::Job::Write() {
+    if (direction != Direction::Write) {
+        Refuse("the transfer was not set to write");
+    }
+    CheckView();
+    DatabaseState& state = DatabaseState::Writing(distributionID);
+    const bool isNew = making != Making::None;
+    if (isNew) {
+        Make();
+    }
+    DistributionState& distribution = Distribution();
+    DrawerState& drawer = Drawer(distribution);
+    if (drawer.layout == ORQSimDrawerLayout::Sparse) {
+        WriteSparse(state, distribution, drawer);
+        return;
+    }
+    if (!isNew) {
+        Extend(state, distribution, drawer);
+    }
+    WriteDense(state, distribution, drawer);
+}
+
+void ORQSimTransfer::Job::Extend(DatabaseState& state, DistributionState& distribution,
+                                 DrawerState& drawer) {
+    if (drawer.extendable < 0) {
+        return;
+    }
+    const auto dim = static_cast<std::size_t>(drawer.extendable);
+    const auto add = [&](const ComponentSetPtr& members) {
+        const ComponentSetPtr missing = Missing(members, drawer.sets[dim]);
+        if (!missing->IsEmpty()) {
+            state.AddRows(distribution, drawer,
+                          drawer.isOrdered ? missing : ComponentSet::Ascending(missing));
+        }
+    };
+    if (!extension.IsNull()) {
+        add(ORQSimCSet(extension).Payload());
+    }
+    if (autoExtend) {
+        add(dims[dim]->Payload());
+    }
+}
+
+void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionState& distribution,
+                                     const DrawerState& drawer) {
+    const std::byte* buffer = BufferFor(ORQSimbufMain);
+    const std::vector<ComponentSetPtr> view = View();
+    const ViewOnDrawer geometry = Meet(view, drawer);
+    const ItemMover mover = MoverFor(distribution);
+    const std::int64_t rowBytes = geometry.rowItems * mover.storeSize;
+    const std::int64_t bufferRowBytes = geometry.bufferRowStride * mover.bufferSize;
+    const std::int64_t rowsPerChunk = drawer.RowsPerChunk(mover.storeSize);
+    ChunkStore& chunkStore = state.Engine().Chunks();
+
+    std::vector<RowRun> runs;
+    ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer,
+                  [&](const RowRun& run) { runs.push_back(run); });
+    if (!std::ranges::is_sorted(runs, {}, &RowRun::row)) {
+        std::ranges::sort(runs, {}, &RowRun::row);
+    }
+
+    const bool canMoveDirectly = geometry.MovesWholeRows() && mover.isPlain;
+    std::vector<std::byte> staged;
+    for (std::size_t next = 0; next < runs.size();) {
+        // All that goes to one chunk; a run that reaches further leaves its rest for the next one.
+        const std::int64_t number = runs[next].row / rowsPerChunk;
+        const std::int64_t chunkEnd = (number + 1) * rowsPerChunk;
+        const std::size_t first = next;
+        while (next < runs.size() && runs[next].row + runs[next].count <= chunkEnd) {
+            ++next;
+        }
+        const bool isCut = next < runs.size() && runs[next].row < chunkEnd;
+        const std::size_t last = isCut ? next : next - 1;
+        const auto countOf = [&](std::size_t i) {
+            return static_cast<int>(std::min<std::int64_t>(runs[i].count, chunkEnd - runs[i].row));
+        };
+        const std::int64_t chunkRow = number * rowsPerChunk;
+        const std::int64_t begin = (runs[first].row - chunkRow) * rowBytes;
+        const std::int64_t end = (runs[last].row + countOf(last) - chunkRow) * rowBytes;
+        const std::int64_t length = chunkStore.Length(drawer.store, 0, number);
+        std::int64_t reserve = 0;
+        if (drawer.extendable >= 0 && (number > 0 || length > 0)) {
+            reserve = std::min(rowsPerChunk * rowBytes,
+                               number > 0 ? rowsPerChunk * rowBytes : 2 * std::max(end, length));
+        }
+        const auto size = static_cast<std::size_t>(end - begin);
+        if (canMoveDirectly && first == last) {
+            chunkStore.Write(drawer.store, 0, number, begin,
+                             {buffer + runs[first].viewLocation * bufferRowBytes, size}, reserve);
+        } else {
+            staged.assign(size, std::byte{0});
+            const std::int64_t present = std::min(length, end) - begin;
+            if (present > 0) {
+                std::memcpy(staged.data(),
+                            chunkStore.Read(drawer.store, 0, number, begin, begin + present),
+                            static_cast<std::size_t>(present));
+            }
+            for (std::size_t i = first; i <= last; ++i) {
+                RowsFromBuffer(geometry, mover, buffer + runs[i].viewLocation * bufferRowBytes,
+                               countOf(i),
+                               staged.data() + (runs[i].row - chunkRow) * rowBytes - begin);
+            }
+            chunkStore.Write(drawer.store, 0, number, begin, staged, reserve);
+        }
+        if (isCut) {
+            const int done = countOf(next);
+            runs[next].row += done;
+            runs[next].viewLocation += done;
+            runs[next].count -= done;
+        }
+    }
+}
+
+void ORQSimTransfer::Job::WriteSparse(DatabaseState& state, const DistributionState& distribution,
+                                      DrawerState& drawer) {
+    const auto* values = BufferFor(ORQSimbufMain);
+    const auto* indices = BufferFor(ORQSimbufIndicesNZ);
+    const auto* map = BufferFor(ORQSimbufSparseMap);
+    SparseRows::Write(
+        state, distribution, drawer, MoverFor(distribution), values,
+        {reinterpret_cast<const std::int32_t*>(indices), static_cast<std::size_t>(nNonzero)},
+        {reinterpret_cast<const std::int32_t*>(map),
+         static_cast<std::size_t>(dims[0]->Size()) + 1});
+}
+
+// --- The chained calls ---------------------------------------------------------------------------
+
+ORQSimTransfer::ORQSimTransfer(const ORQSimDistribution& distribution)
+    : m_job(std::make_unique<Job>(distribution.ID())) {}
+
+ORQSimTransfer::~ORQSimTransfer() = default;
+
+ORQSimTransfer& ORQSimTransfer::SetRead() {
+    m_job->direction = Job::Direction::Read;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetWrite() {
+    m_job->direction = Job::Direction::Write;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetDrawer(const ORQSimDrawerID& drawer) {
+    m_job->drawerID = drawer;
+    m_job->making = Job::Making::None;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetMakeNewDrawer() {
+    m_job->making = Job::Making::Plain;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetMakeNewDrawerChunked(const ORQSimArray<int>& chunkSizes) {
+    m_job->making = Job::Making::Chunked;
+    m_job->chunks.assign(chunkSizes.begin(), chunkSizes.end());
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetExtendableDim(int dimension) {
+    m_job->extendable = dimension < 0 ? -1 : dimension;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetDim(int dimension, const ORQSimCSet& set) {
+    constexpr int kMostDimensions = 16;
+    if (dimension < 0 || dimension >= kMostDimensions) {
+        Refuse(InDimension(dimension) + " does not exist");
+    }
+    const auto place = static_cast<std::size_t>(dimension);
+    if (place >= m_job->dims.size()) {
+        m_job->dims.resize(place + 1);
+    }
+    m_job->dims[place] = set;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetAutoExtend() {
+    m_job->autoExtend = true;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetDimExtension(const ORQSimCSetID& members) {
+    m_job->extension = members;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetBuffer(int buffer, void* data, std::int64_t size) {
+    if (buffer < ORQSimbufMain || buffer > ORQSimbufSparseMap) {
+        Refuse("buffer " + std::to_string(buffer) + " does not exist");
+    }
+    m_job->buffers[static_cast<std::size_t>(buffer)] = {data, size};
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetBuffer(int buffer, const void* data, std::int64_t size) {
+    // Only ExecRead writes to a buffer.
+    return SetBuffer(buffer, const_cast<void*>(data), size);
+}
+
+ORQSimTransfer& ORQSimTransfer::SetBufferType(int scalarType) {
+    if (ORQSimScalarSize(scalarType) == 0) {
+        Refuse("the buffer type " + std::to_string(scalarType) + " is no scalar type");
+    }
+    m_job->bufferType = scalarType;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetBufferPadding(bool isPadded) {
+    m_job->isPadded = isPadded;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetSerialization(const ORQSimSerializationType& serialization) {
+    m_job->isSparse = serialization.IsSparse();
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::SetSparseNNonzero(int count) {
+    if (count < 0) {
+        Refuse("the number of non-zeros " + std::to_string(count) + " is below 0");
+    }
+    m_job->nNonzero = count;
+    return *this;
+}
+
+ORQSimTransfer& ORQSimTransfer::RelinquishBuffers() {
+    m_job->buffers = {};
+    return *this;
+}
+
+void ORQSimTransfer::CheckView() const {
+    m_job->CheckView();
+}
+
+std::int64_t ORQSimTransfer::RequiredBufferSize(int buffer) const {
+    return m_job->RequiredSize(buffer);
+}
+
+ORQSimTransientDrawer ORQSimTransfer::ExecRead() {
+    if (m_job->direction != Job::Direction::Read) {
+        Refuse("the transfer was not set to read");
+    }
+    return m_job->Read();
+}
+
+void ORQSimTransfer::ExecWrite() {
+    m_job->Write();
+}
+void ORQSimTransfer::ExecMake() {
+    m_job->Make();
+}
+const ORQSimDrawerID& ORQSimTransfer::DrawerID() const {
+    return m_job->drawerID;
+}

@@ -1,0 +1,171 @@
+#include "SparseRows.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "ORQBasFailure.h"
+
+namespace orq::database {
+
+namespace {
+
+// Parts of a sparse drawer's store; stored, do not change.
+constexpr int kValues = 0;
+constexpr int kIndices = 1;
+constexpr int kMap = 2;
+constexpr std::int64_t kPiece = 4 << 20;  // bytes of a chunk of each part
+
+void PutPart(DatabaseState& state, std::int64_t store, int part, std::span<const std::byte> bytes) {
+    for (std::int64_t chunk = 0; !bytes.empty(); ++chunk) {
+        const auto piece = bytes.first(std::min<std::size_t>(bytes.size(), kPiece));
+        state.Engine().Chunks().Write(store, part, chunk, 0, piece);
+        bytes = bytes.subspan(piece.size());
+    }
+}
+
+// Copies bytes [begin, begin + out.size()) of a part.
+void GetPart(DatabaseState& state, std::int64_t store, int part, std::int64_t begin,
+             std::span<std::byte> out) {
+    storage::ChunkStore& chunks = state.Engine().Chunks();
+    while (!out.empty()) {
+        const std::int64_t chunk = begin / kPiece;
+        const std::int64_t from = begin % kPiece;
+        const std::int64_t n = std::min(chunks.Length(store, part, chunk) - from,
+                                        static_cast<std::int64_t>(out.size()));
+        if (n <= 0) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                state.ShownPath() + ": the sparse data of store " +
+                                    std::to_string(store) + " is incomplete");
+        }
+        std::memcpy(out.data(), chunks.Read(store, part, chunk, from, from + n),
+                    static_cast<std::size_t>(n));
+        out = out.subspan(static_cast<std::size_t>(n));
+        begin += n;
+    }
+}
+
+template <class T>
+std::vector<T> GetArray(DatabaseState& state, std::int64_t store, int part, std::int64_t begin,
+                        std::int64_t count) {
+    std::vector<T> values(static_cast<std::size_t>(count));
+    GetPart(state, store, part, begin * static_cast<std::int64_t>(sizeof(T)),
+            std::as_writable_bytes(std::span(values)));
+    return values;
+}
+
+void CheckRows(std::span<const std::int32_t> indices, std::span<const std::int32_t> map,
+               int nColumns) {
+    const auto nValues = static_cast<std::int64_t>(indices.size());
+    for (std::size_t row = 0; row + 1 < map.size(); ++row) {
+        if (map[row] > map[row + 1] || (row == 0 && map[0] != 0)) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                "the sparse map does not rise from 0: row " + std::to_string(row) +
+                                    " has [" + std::to_string(map[row]) + ", " +
+                                    std::to_string(map[row + 1]) + ")");
+        }
+    }
+    if (map.back() != nValues) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "the sparse map ends at " + std::to_string(map.back()) + ", " +
+                                std::to_string(nValues) + " values are given");
+    }
+    const auto outside = std::ranges::find_if(
+        indices, [&](std::int32_t index) { return index < 0 || index >= nColumns; });
+    if (outside != indices.end()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "sparse index " + std::to_string(*outside) + " (value " +
+                                std::to_string(outside - indices.begin()) +
+                                ") is outside dimension 1, which has " + std::to_string(nColumns) +
+                                " members");
+    }
+}
+
+}  // namespace
+
+void SparseRows::Write(DatabaseState& state, const DistributionState& distribution,
+                       const DrawerState& drawer, const ItemMover& mover, const std::byte* values,
+                       std::span<const std::int32_t> indices, std::span<const std::int32_t> map) {
+    CheckRows(indices, map, drawer.sets[1]->Size());
+    const auto nBytes = indices.size() * static_cast<std::size_t>(distribution.ScalarSize());
+    if (mover.isPlain) {
+        PutPart(state, drawer.store, kValues, {values, nBytes});
+    } else {
+        std::vector<std::byte> stored(nBytes);
+        mover.toStore(stored.data(), values, 1, static_cast<std::int64_t>(indices.size()));
+        PutPart(state, drawer.store, kValues, stored);
+    }
+    PutPart(state, drawer.store, kIndices, std::as_bytes(indices));
+    PutPart(state, drawer.store, kMap, std::as_bytes(map));
+}
+
+SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distribution,
+                            const DrawerState& drawer, const std::vector<ComponentSetPtr>& view) {
+    SparseRows result;
+    result.m_nViewColumns = view[1]->Size();
+    result.m_map.assign(static_cast<std::size_t>(view[0]->Size()) + 1, 0);
+    const auto valueSize = static_cast<std::size_t>(distribution.ScalarSize());
+
+    std::vector<int> toView(static_cast<std::size_t>(drawer.sets[1]->Size()), -1);
+    ComponentSet::ForEachCommonRun(*view[1], *drawer.sets[1], [&](int inView, int at, int count) {
+        for (int i = 0; i < count; ++i) {
+            toView[static_cast<std::size_t>(at + i)] = inView + i;
+        }
+    });
+    std::size_t filled = 0;  // entries of the map that are final
+    const auto closeRowsUpTo = [&](std::size_t row) {
+        for (; filled < row; ++filled) {
+            result.m_map[filled + 1] = static_cast<std::int32_t>(result.m_columns.size());
+        }
+    };
+    ForEachRowRun(*view[0], drawer, [&](const RowRun& run) {
+        const auto map = GetArray<std::int32_t>(state, drawer.store, kMap, run.row, run.count + 1);
+        const std::int64_t first = map.front();
+        const auto indices =
+            GetArray<std::int32_t>(state, drawer.store, kIndices, first, map.back() - first);
+        std::vector<std::byte> values(indices.size() * valueSize);
+        GetPart(state, drawer.store, kValues, first * static_cast<std::int64_t>(valueSize), values);
+        for (int i = 0; i < run.count; ++i) {
+            closeRowsUpTo(static_cast<std::size_t>(run.viewLocation + i));
+            for (auto k = static_cast<std::size_t>(map[static_cast<std::size_t>(i)] - first);
+                 k < static_cast<std::size_t>(map[static_cast<std::size_t>(i) + 1] - first); ++k) {
+                const auto column = static_cast<std::size_t>(indices[k]);
+                if (column < toView.size() && toView[column] >= 0) {
+                    result.m_columns.push_back(toView[column]);
+                    result.m_values.insert(result.m_values.end(), values.data() + k * valueSize,
+                                           values.data() + (k + 1) * valueSize);
+                }
+            }
+        }
+    });
+    closeRowsUpTo(result.m_map.size() - 1);
+    return result;
+}
+
+std::int64_t SparseRows::NumStored(DatabaseState& state, const DrawerState& drawer) {
+    return GetArray<std::int32_t>(state, drawer.store, kMap, drawer.nRows, 1).front();
+}
+
+std::int64_t SparseRows::Scatter(const ItemMover& mover, std::byte* buffer) const {
+    for (std::size_t row = 0; row + 1 < m_map.size(); ++row) {
+        for (auto k = static_cast<std::size_t>(m_map[row]);
+             k < static_cast<std::size_t>(m_map[row + 1]); ++k) {
+            const std::int64_t cell =
+                static_cast<std::int64_t>(row) * m_nViewColumns + m_columns[k];
+            mover.toBuffer(buffer + cell * mover.bufferSize, 1,
+                           m_values.data() + k * static_cast<std::size_t>(mover.storeSize), 1);
+        }
+    }
+    return NumValues();
+}
+
+void SparseRows::CopyTo(const ItemMover& mover, std::byte* values, std::byte* indices,
+                        std::byte* map) const {
+    if (!m_columns.empty()) {
+        mover.toBuffer(values, 1, m_values.data(), NumValues());
+        std::memcpy(indices, m_columns.data(), m_columns.size() * sizeof m_columns[0]);
+    }
+    std::memcpy(map, m_map.data(), m_map.size() * sizeof m_map[0]);
+}
+
+}  // namespace orq::database

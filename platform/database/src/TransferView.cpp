@@ -1,0 +1,222 @@
+#include "TransferView.h"
+
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <string>
+#include <type_traits>
+
+#include "ORQBasFailure.h"
+
+namespace orq::database {
+
+ViewOnDrawer Meet(const std::vector<ComponentSetPtr>& view, const DrawerState& drawer) {
+    ViewOnDrawer result;
+    result.rowItems = drawer.ItemsPerRow();
+    const std::size_t nDims = view.size();
+    const auto rowDim = static_cast<std::size_t>(drawer.RowDim());
+    result.pieces.push_back({0, 0, 1, 1});
+    std::int64_t bufferStride = 1;
+    std::int64_t rowStride = 1;
+    // From the last dimension outwards, each dimension repeats the pieces inside it.
+    for (std::size_t dim = nDims; dim-- > 0;) {
+        if (dim == rowDim) {
+            result.bufferRowStride = bufferStride;
+        } else {
+            std::vector<RowPiece> pieces;
+            ComponentSet::ForEachCommonRun(
+                *view[dim], *drawer.sets[dim], [&](int inView, int inDrawer, int count) {
+                    const bool isWholeInside =
+                        result.pieces.size() == 1 && result.pieces[0].count == rowStride &&
+                        (rowStride == 1 ||
+                         (result.pieces[0].bufferStride == 1 && bufferStride == rowStride));
+                    if (isWholeInside) {
+                        pieces.push_back({inDrawer * rowStride, inView * bufferStride,
+                                          count * rowStride, rowStride == 1 ? bufferStride : 1});
+                        return;
+                    }
+                    for (int i = 0; i < count; ++i) {
+                        for (const RowPiece& inside : result.pieces) {
+                            pieces.push_back({(inDrawer + i) * rowStride + inside.inRow,
+                                              (inView + i) * bufferStride + inside.inBuffer,
+                                              inside.count, inside.bufferStride});
+                        }
+                    }
+                });
+            result.pieces = std::move(pieces);
+            rowStride *= drawer.sets[dim]->Size();
+        }
+        bufferStride *= view[dim]->Size();
+    }
+    return result;
+}
+
+// --- Items ---------------------------------------------------------------------------------------
+
+namespace {
+
+template <class To, class From>
+To Convert(From value) {
+    if constexpr (std::is_same_v<To, From>) {
+        return value;
+    } else if constexpr (std::is_floating_point_v<To>) {
+        return static_cast<To>(value);
+    } else {
+        // Compared as doubles: exact for all the integer types up to 53 bits, and the bounds of
+        // 64-bit integers are themselves doubles.
+        const auto number = static_cast<double>(value);
+        constexpr auto low = static_cast<double>(std::numeric_limits<To>::lowest());
+        const double high = std::ldexp(1.0, std::numeric_limits<To>::digits);
+        if (!(number >= low && number < high) || number != std::trunc(number)) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                "the value " + std::to_string(value) +
+                                    " cannot be held by the scalar type it is moved to");
+        }
+        return static_cast<To>(value);
+    }
+}
+
+template <class Store, class Buffer>
+void ToBuffer(std::byte* buffer, std::int64_t stride, const std::byte* store, std::int64_t count) {
+    if constexpr (std::is_same_v<Store, Buffer>) {
+        if (stride == 1) {
+            std::memcpy(buffer, store, static_cast<std::size_t>(count) * sizeof(Store));
+            return;
+        }
+    }
+    for (std::int64_t i = 0; i < count; ++i) {
+        Store from;
+        std::memcpy(&from, store + i * static_cast<std::int64_t>(sizeof from), sizeof from);
+        const Buffer to = Convert<Buffer>(from);
+        std::memcpy(buffer + i * stride * static_cast<std::int64_t>(sizeof to), &to, sizeof to);
+    }
+}
+
+template <class Store, class Buffer>
+void ToStore(std::byte* store, const std::byte* buffer, std::int64_t stride, std::int64_t count) {
+    if constexpr (std::is_same_v<Store, Buffer>) {
+        if (stride == 1) {
+            std::memcpy(store, buffer, static_cast<std::size_t>(count) * sizeof(Store));
+            return;
+        }
+    }
+    for (std::int64_t i = 0; i < count; ++i) {
+        Buffer from;
+        std::memcpy(&from, buffer + i * stride * static_cast<std::int64_t>(sizeof from),
+                    sizeof from);
+        const Store to = Convert<Store>(from);
+        std::memcpy(store + i * static_cast<std::int64_t>(sizeof to), &to, sizeof to);
+    }
+}
+
+template <class Store, class Buffer>
+ItemMover Mover() {
+    return {sizeof(Store), sizeof(Buffer), std::is_same_v<Store, Buffer>, ToBuffer<Store, Buffer>,
+            ToStore<Store, Buffer>};
+}
+
+template <class Store>
+ItemMover MoverFrom(int bufferScalar) {
+    switch (bufferScalar) {
+        case ORQSimScalarInt:
+            return Mover<Store, std::int32_t>();
+        case ORQSimScalarUint:
+            return Mover<Store, std::uint32_t>();
+        case ORQSimScalarFloat:
+            return Mover<Store, float>();
+        case ORQSimScalarInt64:
+            return Mover<Store, std::int64_t>();
+        case ORQSimScalarByte:
+            return Mover<Store, std::uint8_t>();
+        default:
+            return Mover<Store, double>();
+    }
+}
+
+// Rows of a few bytes, one after the other: the size is a constant in the copy.
+template <std::size_t kBytes>
+void CopyRow(std::byte* to, const std::byte* from) {
+    std::memcpy(to, from, kBytes);
+}
+
+}  // namespace
+
+ItemMover MoverBetween(int storedScalar, int bufferScalar) {
+    switch (storedScalar) {
+        case ORQSimScalarInt:
+            return MoverFrom<std::int32_t>(bufferScalar);
+        case ORQSimScalarUint:
+            return MoverFrom<std::uint32_t>(bufferScalar);
+        case ORQSimScalarFloat:
+            return MoverFrom<float>(bufferScalar);
+        case ORQSimScalarInt64:
+            return MoverFrom<std::int64_t>(bufferScalar);
+        case ORQSimScalarByte:
+            return MoverFrom<std::uint8_t>(bufferScalar);
+        default:
+            return MoverFrom<double>(bufferScalar);
+    }
+}
+
+void RowsToBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* rows,
+                  int count, std::byte* buffer) {
+    const std::int64_t rowBytes = view.rowItems * mover.storeSize;
+    if (view.MovesWholeRows()) {
+        if (mover.isPlain && count == 1) {
+            switch (rowBytes) {
+                case 4:
+                    return CopyRow<4>(buffer, rows);
+                case 8:
+                    return CopyRow<8>(buffer, rows);
+                case 16:
+                    return CopyRow<16>(buffer, rows);
+                case 24:
+                    return CopyRow<24>(buffer, rows);
+                case 32:
+                    return CopyRow<32>(buffer, rows);
+                default:
+                    break;
+            }
+        }
+        mover.toBuffer(buffer, 1, rows, count * view.rowItems);
+        return;
+    }
+    for (int i = 0; i < count; ++i) {
+        for (const RowPiece& piece : view.pieces) {
+            mover.toBuffer(buffer + (i * view.bufferRowStride + piece.inBuffer) * mover.bufferSize,
+                           piece.bufferStride, rows + i * rowBytes + piece.inRow * mover.storeSize,
+                           piece.count);
+        }
+    }
+}
+
+void RowsFromBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* buffer,
+                    int count, std::byte* rows) {
+    if (view.MovesWholeRows()) {
+        mover.toStore(rows, buffer, 1, count * view.rowItems);
+        return;
+    }
+    const std::int64_t rowBytes = view.rowItems * mover.storeSize;
+    for (int i = 0; i < count; ++i) {
+        for (const RowPiece& piece : view.pieces) {
+            mover.toStore(rows + i * rowBytes + piece.inRow * mover.storeSize,
+                          buffer + (i * view.bufferRowStride + piece.inBuffer) * mover.bufferSize,
+                          piece.bufferStride, piece.count);
+        }
+    }
+}
+
+void ZeroInBuffer(const ViewOnDrawer& view, const ItemMover& mover, int count, std::byte* buffer) {
+    const auto itemBytes = static_cast<std::size_t>(mover.bufferSize);
+    for (int i = 0; i < count; ++i) {
+        for (const RowPiece& piece : view.pieces) {
+            std::byte* at = buffer + (i * view.bufferRowStride + piece.inBuffer) * mover.bufferSize;
+            for (std::int64_t item = 0; item < piece.count; ++item) {
+                std::memset(at + item * piece.bufferStride * mover.bufferSize, 0, itemBytes);
+            }
+        }
+    }
+}
+
+}  // namespace orq::database

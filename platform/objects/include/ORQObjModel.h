@@ -1,0 +1,21 @@
+#pragma once
+
+#include "ORQBasExport.h"
+#include "ORQSimPosition.h"
+#include "ORQString.h"
+
+/// A model as a view of its record. Getters answer null for what the model lacks.
+class ORQ_EXPORT ORQObjModel {
+  public:
+    ORQObjModel() = default;
+    ORQObjModel(const ORQSimPosition& position) : m_position(position) {}
+
+    const ORQSimPosition& Position() const { return m_position; }
+    ORQSimPosition GetMesh() const;
+    ORQSimPosition GetRegionCollection() const;
+    /// The step of a name, null when there is none.
+    ORQSimPosition GetStep(const ORQString& name) const;
+
+  private:
+    ORQSimPosition m_position;
+};

@@ -1,0 +1,232 @@
+#include "ORQObjModelBuilder.h"
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ORQBasFailure.h"
+#include "ORQObjMesh.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimSymbols.h"
+#include "ORQSimTransfer.h"
+
+namespace {
+
+// Labels are stored in pieces of this many.
+constexpr int kLabelChunk = 100000;
+
+struct SymbolRow {
+    int place;
+    const char* name;
+};
+// Where readers expect the degrees of freedom and the vector components.
+constexpr std::array<SymbolRow, 6> kDofs = {{{2, "DISPLACEMENT_1"},
+                                             {3, "DISPLACEMENT_2"},
+                                             {4, "DISPLACEMENT_3"},
+                                             {15, "ROTATION_ANGLE_1"},
+                                             {16, "ROTATION_ANGLE_2"},
+                                             {17, "ROTATION_ANGLE_3"}}};
+constexpr std::array<SymbolRow, 3> kComponents = {{{0, "C_1"}, {12, "C_2"}, {20, "C_3"}}};
+constexpr int kComponentSpace = 39;  // as many as there are component codes
+
+// The child under a slot, made by `make` when there is none.
+template <class Make>
+ORQSimPosition FindOrMake(const ORQSimPosition& parent, int slot, Make&& make) {
+    ORQSimPosition child = parent.GetPosition(slot);
+    if (child.IsNull()) {
+        child = make();
+        parent.SetPosition(slot, child);
+    }
+    return child;
+}
+
+ORQSimPosition NeedRecord(const ORQSimPosition& parent, int slot, int type) {
+    return FindOrMake(parent, slot, [&] { return parent.CreateDataRecord(type).Pos(); });
+}
+
+ORQSimPosition NeedCollection(const ORQSimPosition& parent, int slot, int type, int space = 0) {
+    return FindOrMake(parent, slot, [&] { return parent.CreateTypedCollection(type, space); });
+}
+
+ORQSimPosition NeedDistribution(const ORQSimPosition& parent, int slot, int type,
+                                std::vector<ORQSimPosition> grid, const ORQSimRangeType& range) {
+    return FindOrMake(parent, slot, [&] {
+        std::vector<ORQSimCollectionID> collections;
+        for (const ORQSimPosition& position : grid) {
+            collections.push_back(position.GetCollection());
+        }
+        return parent.CreateTypedDistribution(ORQSimGrid(collections), type, range);
+    });
+}
+
+template <class Rows>
+void NeedSymbols(const ORQSimPosition& collection, int type, const Rows& rows) {
+    const ORQSimSymbols symbols(collection.ID().ContextID());
+    for (const SymbolRow& row : rows) {
+        if (symbols.Get(ORQSimTypeID(type), row.place, collection.GetCollection()).IsNull()) {
+            symbols.Create(ORQSimTypeID(type), row.place, row.name, collection.GetCollection());
+        }
+    }
+}
+
+void BuildLibraries(const ORQSimPosition& focus) {
+    using namespace ORQSimSchema;
+    const ORQSimPosition libraries = NeedRecord(focus, Focus_libraries, Libraries);
+    NeedSymbols(
+        NeedCollection(libraries, Libraries_components, ComponentCollection, kComponentSpace),
+        ComponentSymbol, kComponents);
+    NeedSymbols(NeedCollection(libraries, Libraries_dofTypes, DofTypeCollection, 18), DofSymbol,
+                kDofs);
+    NeedCollection(libraries, Libraries_elementSpecs, ElementSpecCollection);
+    NeedCollection(libraries, Libraries_materials, MaterialCollection);
+    NeedCollection(libraries, Libraries_points, PointCollection);
+}
+
+void BuildModel(const ORQObjDocument& document) {
+    using namespace ORQSimSchema;
+    const ORQSimPosition model = NeedRecord(document.Focus(), Focus_model, Model);
+    const ORQSimPosition mesh = NeedRecord(model, Model_mesh, Mesh);
+    const ORQSimPosition nodes = NeedCollection(mesh, Mesh_nodes, NodeCollection);
+    const ORQSimPosition elements = NeedCollection(mesh, Mesh_elements, ElementCollection);
+    const ORQSimPosition instances = NeedCollection(mesh, Mesh_instances, InstanceCollection);
+    NeedDistribution(mesh, Mesh_coordinates, NodalCoordinates,
+                     {nodes, document.GetComponentCollection()},
+                     ORQSimRangeType(ORQSimScalarDouble));
+    NeedDistribution(mesh, Mesh_nodeLabels, UserLabels, {instances, nodes},
+                     ORQSimRangeType(ORQSimScalarInt));
+    NeedDistribution(mesh, Mesh_elementLabels, UserLabels, {instances, elements},
+                     ORQSimRangeType(ORQSimScalarInt));
+}
+
+// Places of the labels in ascending order of the labels.
+std::vector<int> AscendingPlaces(const std::vector<int>& members, const int* labels,
+                                 const ORQString& instance) {
+    std::vector<int> places(members.size());
+    std::iota(places.begin(), places.end(), 0);
+    const auto label = [&](int place) { return labels[place]; };
+    if (!std::ranges::is_sorted(places, {}, label)) {
+        std::ranges::sort(places, {}, label);
+    }
+    const std::string where = " in instance \"" + instance.UTF8() + "\"";
+    if (!places.empty() && label(places.front()) < 1) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Usage,
+            "member " + std::to_string(members[static_cast<std::size_t>(places.front())]) + where +
+                " has label " + std::to_string(label(places.front())) + "; labels begin at 1");
+    }
+    const auto twice = std::ranges::adjacent_find(places, {}, label);
+    if (twice != places.end()) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Usage,
+            "label " + std::to_string(label(*twice)) + where + " is given to members " +
+                std::to_string(members[static_cast<std::size_t>(*twice)]) + " and " +
+                std::to_string(members[static_cast<std::size_t>(*(twice + 1))]));
+    }
+    return places;
+}
+
+}  // namespace
+
+ORQObjModelBuilder::ORQObjModelBuilder(const ORQSimDatabase& database) : m_document(database) {
+    BuildLibraries(m_document.Focus());
+    BuildModel(m_document);
+}
+
+ORQSimPosition ORQObjModelBuilder::Coordinates() const {
+    return ORQObjMesh(Mesh()).GetCoordinates();
+}
+
+void ORQObjModelBuilder::SetTitle(const ORQString& title) const {
+    m_document.Focus().SetName(ORQSimSchema::Document_title, title);
+}
+
+void ORQObjModelBuilder::SetModelPrefix(const ORQString& prefix) const {
+    Model().DataRecord().SetString(0, prefix);
+}
+
+ORQSimCSetID ORQObjModelBuilder::SpatialDirections(int dimension) const {
+    if (dimension < 2 || dimension > 3) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "a mesh has 2 or 3 spatial directions, not " +
+                                                          std::to_string(dimension));
+    }
+    return ORQSimCollection(m_document.GetComponentCollection().GetCollection())
+        .CreateTempCSetStrided(1, dimension, 1, 1);
+}
+
+ORQSimCSetID ORQObjModelBuilder::AddNodes(int count) const {
+    ORQSimCollection nodes(ORQObjMesh(Mesh()).GetNodeCollection().GetCollection());
+    const int first = nodes.Space();
+    if (count < 0 || count > std::numeric_limits<int>::max() - first) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot add " + std::to_string(count) +
+                                                          " nodes to " + std::to_string(first));
+    }
+    nodes.ExtendSpace(first + count);
+    return nodes.CreateTempCSetStrided(first, count, 1, 1);
+}
+
+ORQSimPosition ORQObjModelBuilder::AddInstance(const ORQString& name) const {
+    ORQSimCollection instances(Mesh().GetPosition(ORQSimSchema::Mesh_instances).GetCollection());
+    for (int i = 0; i < instances.Space(); ++i) {
+        if (const ORQSimPosition instance = instances.GetMember(i); instance.Name() == name) {
+            return instance;
+        }
+    }
+    const ORQSimPosition instance = Mesh().CreateDataRecord(ORQSimSchema::Instance).Pos();
+    instance.SetName(ORQSimSchema::Record_name, name);
+    instances.AddMember(instance);
+    return instance;
+}
+
+void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition& instance,
+                                   const ORQSimCSetID& memberSet, const int* labels) const {
+    const bool isNode = type == ORQObjLabelerType::Node;
+    const ORQSimDistribution distribution(
+        Mesh()
+            .GetPosition(isNode ? ORQSimSchema::Mesh_nodeLabels : ORQSimSchema::Mesh_elementLabels)
+            .GetDistribution());
+    const ORQSimCollection instances(distribution.Grid().Collection(0));
+    const ORQSimCollection labelled(distribution.Grid().Collection(1));
+    const int instanceMember = instances.MemberIndex(instance);
+    for (const ORQSimDrawerDescription& drawer : distribution.QueryDrawers()) {
+        if (ORQSimCSet(drawer.CSet(0)).SeekMember(instanceMember) >= 0) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                "instance \"" + instance.Name().UTF8() + "\" has labels already");
+        }
+    }
+
+    const ORQSimCSet memberCSet(memberSet);
+    std::vector<int> members(static_cast<std::size_t>(memberCSet.Size()));
+    memberCSet.OrderedMembers(members.data());
+    const std::vector<int> places = AscendingPlaces(members, labels, instance.Name());
+    std::vector<int> ascendingLabels;
+    std::vector<int> ordinals;
+    ascendingLabels.reserve(places.size());
+    ordinals.reserve(places.size());
+    for (const int place : places) {
+        ascendingLabels.push_back(labels[place]);
+        ordinals.push_back(members[static_cast<std::size_t>(place)]);
+    }
+
+    ORQSimArray<int> chunks(2);
+    chunks.Get(0) = 1;
+    chunks.Get(1) = kLabelChunk;
+    ORQSimTransfer(distribution)
+        .SetWrite()
+        .SetMakeNewDrawerChunked(chunks)
+        .SetDim(0, instances.CreateVolatileCSet(&instanceMember, 1, true))
+        .SetDim(1, labelled.CreateVolatileOrderedCSet(ordinals.data(),
+                                                      static_cast<int>(ordinals.size())))
+        .SetBuffer(ORQSimbufMain, std::as_const(ascendingLabels).data(),
+                   static_cast<std::int64_t>(ascendingLabels.size() * sizeof(int)))
+        .ExecWrite();
+    if (isNode) {
+        const ORQSimCSet userNodes = ORQObjMesh(Mesh()).GetUserNodes().CSet().Union(memberCSet);
+        Mesh().SetPosition(ORQSimSchema::Mesh_userNodes, userNodes.RegisterWithCollection());
+    }
+}

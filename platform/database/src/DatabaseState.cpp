@@ -19,9 +19,10 @@ constexpr std::int64_t kMembersChunk = 4 << 20;  // bytes; stored layout, do not
 // Drawers that are not chunked are still stored in pieces, so that changing a cell copies little.
 constexpr std::int64_t kPlainChunk = 4 << 20;
 
-// Open databases by context number; numbers are never given twice.
+// Open databases by context number; numbers are never given twice. Never destroyed: handles may be
+// held by objects that end later than this library's own.
 std::vector<DatabaseState*>& OpenDatabases() {
-    static std::vector<DatabaseState*> databases(1, nullptr);
+    static auto& databases = *new std::vector<DatabaseState*>(1, nullptr);
     return databases;
 }
 

@@ -482,6 +482,8 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     }
 
     const bool canMoveDirectly = geometry.MovesWholeRows() && mover.isPlain;
+    const std::int64_t bufferOffset =
+        geometry.pieces.empty() ? 0 : geometry.pieces[0].inBuffer * mover.bufferSize;
     std::vector<std::byte> staged;
     for (std::size_t next = 0; next < runs.size();) {
         // All that goes to one chunk; a run that reaches further leaves its rest for the next one.
@@ -507,8 +509,9 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
         }
         const auto size = static_cast<std::size_t>(end - begin);
         if (canMoveDirectly && first == last) {
-            chunkStore.Write(drawer.store, 0, number, begin,
-                             {buffer + runs[first].viewLocation * bufferRowBytes, size}, reserve);
+            chunkStore.Write(
+                drawer.store, 0, number, begin,
+                {buffer + bufferOffset + runs[first].viewLocation * bufferRowBytes, size}, reserve);
         } else {
             staged.assign(size, std::byte{0});
             const std::int64_t present = std::min(length, end) - begin;

@@ -32,8 +32,10 @@ ViewOnDrawer Meet(const std::vector<ComponentSetPtr>& view, const DrawerState& d
                         (rowStride == 1 ||
                          (result.pieces[0].bufferStride == 1 && bufferStride == rowStride));
                     if (isWholeInside) {
-                        pieces.push_back({inDrawer * rowStride, inView * bufferStride,
-                                          count * rowStride, rowStride == 1 ? bufferStride : 1});
+                        const bool isScattered = rowStride == 1 && count > 1;
+                        pieces.push_back({inDrawer * rowStride,
+                                          inView * bufferStride + result.pieces[0].inBuffer,
+                                          count * rowStride, isScattered ? bufferStride : 1});
                         return;
                     }
                     for (int i = 0; i < count; ++i) {
@@ -163,6 +165,7 @@ void RowsToBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::b
                   int count, std::byte* buffer) {
     const std::int64_t rowBytes = view.rowItems * mover.storeSize;
     if (view.MovesWholeRows()) {
+        buffer += view.pieces[0].inBuffer * mover.bufferSize;
         if (mover.isPlain && count == 1) {
             switch (rowBytes) {
                 case 4:
@@ -194,7 +197,8 @@ void RowsToBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::b
 void RowsFromBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* buffer,
                     int count, std::byte* rows) {
     if (view.MovesWholeRows()) {
-        mover.toStore(rows, buffer, 1, count * view.rowItems);
+        mover.toStore(rows, buffer + view.pieces[0].inBuffer * mover.bufferSize, 1,
+                      count * view.rowItems);
         return;
     }
     const std::int64_t rowBytes = view.rowItems * mover.storeSize;

@@ -66,7 +66,8 @@ struct ItemMover {
 };
 ItemMover MoverBetween(int storedScalar, int bufferScalar);
 
-// Moves `count` whole rows or, where the pieces do not cover a row, their cells.
+// Moves the cells of `count` rows that follow each other both in the drawer and in the view.
+// `buffer` is where the first of them would begin if the view had the row dimension alone.
 void RowsToBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* rows,
                   int count, std::byte* buffer);
 void RowsFromBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* buffer,

@@ -157,9 +157,11 @@ void BulkFile::Sync(std::int64_t end) {
     m_dirtyBegin = m_dirtyEnd = 0;
 }
 
-void BulkFile::Truncate(std::int64_t end) {
-    if (ftruncate(m_file, end) != 0) {
-        FailSystem(m_path, "truncate");
+void BulkFile::CutOff(std::int64_t end) noexcept {
+    struct stat status {};
+    if (fstat(m_file, &status) == 0 && status.st_size > end) {
+        // Failing costs nothing but space.
+        [[maybe_unused]] const int result = ftruncate(m_file, end);
     }
 }
 

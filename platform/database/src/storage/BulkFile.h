@@ -36,7 +36,8 @@ class BulkFile {
     // Makes the file reach to `end` (sparse where nothing was written) and puts everything that was
     // written on the disk. A failure leaves the handle in doubt; see Engine.
     void Sync(std::int64_t end);
-    void Truncate(std::int64_t end);
+    // Gives bytes from `end` on back to the file system, if it can: they have no meaning.
+    void CutOff(std::int64_t end) noexcept;
 
     // Throws Damaged when the file is shorter than `end`.
     void CheckReaches(std::int64_t end) const;

@@ -181,6 +181,7 @@ std::unique_ptr<Engine> Engine::CreateInMemory() {
     engine->OpenCatalogue(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     engine->WriteFirstState(NewIdentity());
     engine->BeginSnapshot();
+    engine->m_isOpen = true;
     return engine;
 }
 
@@ -213,22 +214,19 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     engine->BeginSnapshot();
     engine->m_file.Open(BulkPath(directory), writable, engine->m_identity,
                         engine->m_chunks->BulkEnd());
+    engine->m_isOpen = true;
     return engine;
 }
 
 Engine::~Engine() {
-    if (m_connection == nullptr) {
-        return;
+    if (!m_isOpen) {
+        return;  // what was found may be anything; it stays as it is
     }
-    const std::int64_t bulkEnd = m_chunks->BulkEnd();
     const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
+    const std::int64_t bulkEnd = m_chunks->BulkEnd();
     DropConnection();
     if (isClean && m_lock.OldestSnapshot(m_generation) == m_generation) {
-        try {
-            m_file.Truncate(bulkEnd);
-        } catch (const ORQBasException&) {
-            // The bytes beyond the end have no meaning; they only take space.
-        }
+        m_file.CutOff(bulkEnd);
     }
 }
 
@@ -409,9 +407,8 @@ bool Engine::Refresh() {
 
 Sizes Engine::GetSizes() {
     Sizes sizes;
-    Cursor cursor = [this] { return m_catalogue->Find(Table::FreeExtent); }();
-    while (cursor.Next()) {
-        sizes.freeBulkBytes += cursor.Int(1);
+    for (Cursor row = m_catalogue->Find(Table::FreeExtent); row.Next();) {
+        sizes.freeBulkBytes += row.Int(1);
     }
     sizes.bulkBytes = m_chunks->BulkEnd();
     if (!IsInMemory()) {

@@ -77,12 +77,12 @@ class Engine {
     void BeginSnapshot();
     void EndSnapshot();
     void ReadState();
-    void UndoInMemory();
     void DropConnection();
 
     std::string m_directory;
     bool m_writable = false;
-    bool m_refused = false;
+    bool m_isOpen = false;   // wholly: all was found to be in order
+    bool m_refused = false;  // an earlier failure left this handle in doubt
     LockFile m_lock;
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<Catalogue> m_catalogue;

@@ -15,8 +15,10 @@ namespace orq::database {
 
 namespace {
 
+// Members by reference: callers name their first member in the same breath, and it must still be
+// there whatever order the arguments are evaluated in.
 ComponentSetPtr Make(ComponentSet::Form form, int first, int count, int stride, int block,
-                     std::vector<int> members = {}) {
+                     std::vector<int>&& members = {}) {
     return std::make_shared<const ComponentSet>(form, first, count, stride, block,
                                                 std::move(members));
 }

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "mesh/ElementShapes.h"
+
+namespace orqmodel {
+
+/// A mesh as an importer delivers it, block by block, so that nothing but the caller's buffers
+/// holds it whole. Ordinals count from 0 in file order; ranges are half-open.
+///
+/// A source has validated what it delivers: nodes and elements that are named exist, labels are at
+/// least 1 and unique, coordinates are finite. What is wrong throws ImportError, with file, section
+/// and line or index, from the constructor or from the reading call.
+class MeshSource {
+  public:
+    struct Block {
+        std::string name;
+        int number;
+        const ElementShape* shape;
+        std::string shapeName;  ///< as the file spells it
+        int nElements;          ///< blocks follow each other in element order
+        std::vector<std::string> attributes;
+    };
+    struct Set {
+        std::string name;
+        int number;
+    };
+    struct Side {
+        int element;
+        int side;  ///< place in the shape's sides
+    };
+
+    virtual ~MeshSource() = default;
+
+    virtual std::string Title() const = 0;
+    /// 2 or 3; the coordinates delivered for each node.
+    virtual int Dimension() const = 0;
+    virtual int NumNodes() const = 0;
+    virtual const std::vector<Block>& Blocks() const = 0;
+    virtual const std::vector<Set>& NodeSets() const = 0;
+    virtual const std::vector<Set>& ElementSets() const = 0;
+    virtual const std::vector<Set>& SideSets() const = 0;
+
+    /// [end - begin][Dimension()]
+    virtual void ReadCoordinates(int begin, int end, std::span<double> coordinates) = 0;
+    virtual void ReadNodeLabels(int begin, int end, std::span<int> labels) = 0;
+    /// [end - begin][nodes of the shape], elements counted within the block.
+    virtual void ReadConnectivity(int block, int begin, int end, std::span<int> nodes) = 0;
+    virtual void ReadElementLabels(int begin, int end, std::span<int> labels) = 0;
+    /// [end - begin][attributes], elements counted within the block.
+    virtual void ReadAttributes(int block, int begin, int end, std::span<double> values) = 0;
+    /// Node ordinals in file order, each once.
+    virtual std::vector<int> ReadNodeSet(int set) = 0;
+    virtual std::vector<int> ReadElementSet(int set) = 0;
+    virtual std::vector<Side> ReadSideSet(int set) = 0;
+};
+
+}  // namespace orqmodel

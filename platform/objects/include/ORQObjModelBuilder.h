@@ -80,6 +80,9 @@ class ORQ_EXPORT ORQObjModelBuilder {
     ORQSimPosition AddBlockAttributes(const ORQSimPosition& block,
                                       const std::vector<ORQString>& names) const;
 
+    /// Gives a block or region a number under a name; the name must be new to it.
+    void AddProperty(const ORQSimPosition& object, const ORQString& name, int value) const;
+
     // --- Sets and surfaces
     // ------------------------------------------------------------------------ Each makes a region
     // with the name and number, a member of the region collection, and holds the members under the

@@ -350,6 +350,13 @@ ORQSimPosition ORQObjModelBuilder::AddBlockAttributes(const ORQSimPosition& bloc
                             ORQSimRangeType(ORQSimScalarDouble));
 }
 
+void ORQObjModelBuilder::AddProperty(const ORQSimPosition& object, const ORQString& name,
+                                     int value) const {
+    const ORQSimDataRecord record = object.CreateDataRecord(ORQSimSchema::Property);
+    record.SetInt(0, value);
+    object.GetMap(ORQSimSchema::Object_properties).Insert(name, record.Pos());
+}
+
 // --- Sets and surfaces ---------------------------------------------------------------------------
 
 ORQSimPosition ORQObjModelBuilder::AddRegion(const ORQString& name, int number, int mapSlot) const {

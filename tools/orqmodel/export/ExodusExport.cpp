@@ -66,6 +66,9 @@ class ExodusFile {
         WriteNodeSets();
         WriteElementSets();
         WriteSurfaces();
+        WriteProperties(EX_ELEM_BLOCK, m_model.Blocks());
+        WriteProperties(EX_NODE_SET, m_model.NodeSets());
+        WriteProperties(EX_SIDE_SET, m_surfaces);
         const int id = std::exchange(m_id, -1);
         Check(ex_close(id), "close the file");
     }
@@ -160,6 +163,26 @@ class ExodusFile {
 
     void PutName(ex_entity_type kind, int number, std::string_view what, const std::string& name) {
         Check(ex_put_name(m_id, kind, number, FittingName(what, name).c_str()), "write a name");
+    }
+
+    /// The file has each property for all objects of a kind; 0 where an object has none.
+    template <class Objects>
+    void WriteProperties(ex_entity_type kind, const Objects& objects) {
+        std::set<std::string> names;
+        for (const auto& object : objects) {
+            for (const auto& [name, value] : object.properties) {
+                names.insert(name);
+            }
+        }
+        for (const std::string& name : names) {
+            std::vector<int> values;
+            for (const auto& object : objects) {
+                const auto found = std::ranges::find(
+                    object.properties, name, [](const auto& property) { return property.first; });
+                values.push_back(found == object.properties.end() ? 0 : found->second);
+            }
+            Check(ex_put_prop_array(m_id, kind, name.c_str(), values.data()), "write a property");
+        }
     }
 
     void WriteBlocks() {

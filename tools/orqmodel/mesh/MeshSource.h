@@ -2,6 +2,7 @@
 
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "mesh/ElementShapes.h"
@@ -16,6 +17,7 @@ namespace orqmodel {
 /// and line or index, from the constructor or from the reading call.
 class MeshSource {
   public:
+    using Properties = std::vector<std::pair<std::string, int>>;  ///< by name
     struct Block {
         std::string name;
         int number;
@@ -23,10 +25,12 @@ class MeshSource {
         std::string shapeName;  ///< as the file spells it
         int nElements;          ///< blocks follow each other in element order
         std::vector<std::string> attributes;
+        Properties properties = {};
     };
     struct Set {
         std::string name;
         int number;
+        Properties properties = {};
     };
     struct Side {
         int element;
@@ -52,7 +56,7 @@ class MeshSource {
     virtual void ReadElementLabels(int begin, int end, std::span<int> labels) = 0;
     /// [end - begin][attributes], elements counted within the block.
     virtual void ReadAttributes(int block, int begin, int end, std::span<double> values) = 0;
-    /// Node ordinals in file order, each once.
+    /// Ordinals in file order; a member may stand in a set more than once.
     virtual std::vector<int> ReadNodeSet(int set) = 0;
     virtual std::vector<int> ReadElementSet(int set) = 0;
     virtual std::vector<Side> ReadSideSet(int set) = 0;

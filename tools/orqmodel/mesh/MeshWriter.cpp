@@ -30,7 +30,9 @@ class Names {
     explicit Names(LossReport& report) : m_report(report) {}
 
     std::string Unique(std::string_view kind, const std::string& name, int number) {
-        std::string unique = name.empty() ? fmt::format("{} {}", kind, number) : name;
+        // Malformed UTF-8 becomes U+FFFD here, as it would in the database.
+        std::string unique =
+            name.empty() ? fmt::format("{} {}", kind, number) : ORQString(name).UTF8();
         while (m_taken.contains(unique)) {
             unique += fmt::format(" ({})", number);
         }
@@ -163,6 +165,7 @@ class Writer {
             m_elementSetNames.Unique("element block", block.name, block.number);
         const ORQSimPosition position =
             m_builder.AddBlock(name, block.number, block.shapeName, block.shape->name, elements);
+        AddProperties(position, block.properties);
         m_builder.AddElementSet(name, block.number, elements);
         if (!block.attributes.empty()) {
             WriteAttributes(number, position);
@@ -191,22 +194,47 @@ class Writer {
 
     // --- Sets ------------------------------------------------------------------------------------
 
+    void AddProperties(const ORQSimPosition& object, const MeshSource::Properties& properties) {
+        for (const auto& [name, value] : properties) {
+            m_builder.AddProperty(object, name, value);
+        }
+    }
+
     void WriteSets() {
         Names nodeSetNames(m_report);
         for (std::size_t i = 0; i < m_source.NodeSets().size(); ++i) {
             const MeshSource::Set& set = m_source.NodeSets()[i];
-            const std::vector<int> members = m_source.ReadNodeSet(static_cast<int>(i));
             const std::string name = nodeSetNames.Unique("node set", set.name, set.number);
-            m_builder.AddNodeSet(name, set.number, OrderedSet(NodeCollection(), members));
-            m_report.Keep("node set", name, static_cast<std::int64_t>(members.size()));
+            const std::vector<int> members =
+                EachOnce(m_source.ReadNodeSet(static_cast<int>(i)), "node set", name);
+            AddProperties(
+                m_builder.AddNodeSet(name, set.number, OrderedSet(NodeCollection(), members)),
+                set.properties);
         }
         for (std::size_t i = 0; i < m_source.ElementSets().size(); ++i) {
             const MeshSource::Set& set = m_source.ElementSets()[i];
-            const std::vector<int> members = m_source.ReadElementSet(static_cast<int>(i));
             const std::string name = m_elementSetNames.Unique("element set", set.name, set.number);
-            m_builder.AddElementSet(name, set.number, OrderedSet(ElementCollection(), members));
-            m_report.Keep("element set", name, static_cast<std::int64_t>(members.size()));
+            const std::vector<int> members =
+                EachOnce(m_source.ReadElementSet(static_cast<int>(i)), "element set", name);
+            AddProperties(
+                m_builder.AddElementSet(name, set.number, OrderedSet(ElementCollection(), members)),
+                set.properties);
         }
+    }
+
+    /// The members in their order, without those that stand there already.
+    std::vector<int> EachOnce(std::vector<int> members, std::string_view kind,
+                              const std::string& name) {
+        std::vector<int> sorted = members;
+        std::ranges::sort(sorted);
+        const auto nRepeated = static_cast<std::int64_t>(std::ranges::unique(sorted).size());
+        if (nRepeated > 0) {
+            std::set<int> seen;
+            std::erase_if(members, [&](int member) { return !seen.insert(member).second; });
+            m_report.Change(kind, name, nRepeated, "members that it names twice count once");
+        }
+        m_report.Keep(kind, name, static_cast<std::int64_t>(members.size()));
+        return members;
     }
 
     static ORQSimCSetID OrderedSet(const ORQSimPosition& collection,
@@ -233,6 +261,7 @@ class Writer {
                 setsBySide[side] = OrderedSet(ElementCollection(), elements);
             }
             const ORQSimPosition region = m_builder.AddSurface(name, set.number, setsBySide);
+            AddProperties(region, set.properties);
             areas.AppendSurfaceIdNodeArea(regions.MemberIndex(region), NodalAreas(elementsBySide));
             m_report.Keep("side set", name, static_cast<std::int64_t>(sides.size()));
         }

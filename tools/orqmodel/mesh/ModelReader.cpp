@@ -23,6 +23,15 @@ std::string Text(const ORQString& string) {
     return string.UTF8();
 }
 
+ModelReader::Properties PropertiesOf(const ORQSimPosition& object) {
+    ModelReader::Properties properties;
+    const ORQSimMap map = object.GetMap(ORQSimSchema::Object_properties);
+    for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
+        properties.emplace_back(Text(entry.Key()), (*entry).DataRecord().GetInt(0));
+    }
+    return properties;
+}
+
 /// Members [begin, end) by location of an ascending or ordered set.
 ORQSimCSet Part(const ORQSimCSet& set, int begin, int end) {
     const ORQSimCollection collection(set.CollectionID());
@@ -87,6 +96,7 @@ void ModelReader::ReadBlocks() {
                     Text(names.GetMember(member).Name(ORQSimSchema::Record_name)));
             }
         }
+        block.properties = PropertiesOf(position);
         m_blocks.push_back(std::move(block));
     }
 }
@@ -97,7 +107,8 @@ std::vector<ModelReader::Set> ModelReader::ReadSets(int mapSlot, int clusterSlot
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
         // The region of a set knows its number; a set that was made without one has none.
         const ORQSimPosition region = (*entry).Parent(clusterSlot);
-        sets.push_back({Text(entry.Key()), region.DataRecord().GetInt(0), (*entry).CSet()});
+        sets.push_back({Text(entry.Key()), region.DataRecord().GetInt(0), (*entry).CSet(),
+                        PropertiesOf(region)});
     }
     std::ranges::stable_sort(sets, {}, &Set::number);
     return sets;
@@ -108,7 +119,7 @@ std::vector<ModelReader::Surface> ModelReader::Surfaces() const {
     const ORQSimMap map = m_document.GetModel().GetMap(ORQSimSchema::Model_surfaces);
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
         const ORQSimPosition region = *entry;
-        Surface surface{Text(entry.Key()), region.DataRecord().GetInt(0), {}};
+        Surface surface{Text(entry.Key()), region.DataRecord().GetInt(0), {}, PropertiesOf(region)};
         const ORQSimCtation faces =
             region.GetPosition(ORQSimSchema::Region_elementsFacesCluster).DSet().GetCtation();
         for (const ORQSimCompartment& compartment : faces.Compartments()) {

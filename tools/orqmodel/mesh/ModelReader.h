@@ -2,6 +2,7 @@
 
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ORQObjDocument.h"
@@ -18,6 +19,7 @@ namespace orqmodel {
 /// without a mesh, or without coordinates, reads as an empty one.
 class ModelReader {
   public:
+    using Properties = std::vector<std::pair<std::string, int>>;  ///< by name
     struct Block {
         std::string name;
         int number;
@@ -25,12 +27,14 @@ class ModelReader {
         std::string shapeName;  ///< as its file spelt it
         ORQSimCSet elements;
         std::vector<std::string> attributes;
+        Properties properties;
         ORQSimPosition position;
     };
     struct Set {
         std::string name;
         int number;
         ORQSimCSet members;  ///< in the order of its file
+        Properties properties;
     };
     struct Face {
         int element;
@@ -41,6 +45,7 @@ class ModelReader {
         std::string name;
         int number;
         std::vector<Face> faces;  ///< by side, then by element
+        Properties properties;
     };
 
     explicit ModelReader(const ORQObjDocument& document);

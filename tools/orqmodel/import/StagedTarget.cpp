@@ -39,15 +39,13 @@ bool IsTaken(const fs::path& path) {
 
 // Without a slash at the end; where it leads if it is a link.
 fs::path ResolvedName(const fs::path& given) {
-    fs::path name = given;
-    if (fs::is_symlink(fs::symlink_status(given))) {
+    fs::path name = given.has_filename() ? given : given.parent_path();
+    if (fs::is_symlink(fs::symlink_status(name))) {
         std::error_code failure;
-        name = fs::canonical(given, failure);
+        name = fs::canonical(name, failure);
         if (failure)
             FailUsage(given, "is a link that leads nowhere");
     }
-    if (!name.has_filename())
-        name = name.parent_path();
     if (name.filename().empty() || name.filename() == "." || name.filename() == "..")
         FailUsage(given, "is no name for a model database");
     return name;

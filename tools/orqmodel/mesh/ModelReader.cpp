@@ -134,11 +134,47 @@ void ModelReader::ReadCoordinates(int begin, int end, std::span<double> coordina
 
 void ModelReader::ReadConnectivity(const Block& block, int begin, int end,
                                    std::span<int> nodes) const {
+    ReadRows(block, Part(block.elements, begin, end), nodes);
+}
+
+void ModelReader::ReadRows(const Block& block, const ORQSimCSet& elements,
+                           std::span<int> nodes) const {
     const ORQSimCollection places(
         m_document.GetMesh().GetPosition(ORQSimSchema::Mesh_elementNodePlaces).GetCollection());
     ORQSrvElementConnectivity(ORQObjMesh(m_document.GetMesh()).GetConnectivity(), kChunk)
-        .Read(Part(block.elements, begin, end),
-              places.CreateVolatileCSetStrided(0, block.shape->nNodes, 1, 1), nodes.data());
+        .Read(elements, places.CreateVolatileCSetStrided(0, block.shape->nNodes, 1, 1),
+              nodes.data());
+}
+
+std::vector<ModelReader::FaceNodes> ModelReader::NodesOf(const std::vector<Face>& faces) const {
+    std::vector<FaceNodes> nodesOf(faces.size());
+    for (const Block& block : m_blocks) {
+        std::vector<std::size_t> places;  // of the faces of this block's elements
+        std::vector<int> elements;
+        for (std::size_t i = 0; i < faces.size(); ++i) {
+            if (block.elements.SeekMember(faces[i].element) >= 0) {
+                places.push_back(i);
+                elements.push_back(faces[i].element);
+            }
+        }
+        std::ranges::sort(elements);
+        elements.erase(std::ranges::unique(elements).begin(), elements.end());
+        const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
+        std::vector<int> nodes(elements.size() * nNodes);
+        ReadRows(block,
+                 ORQSimCollection(block.elements.CollectionID())
+                     .CreateVolatileCSet(elements.data(), static_cast<int>(elements.size()), true),
+                 nodes);
+        for (const std::size_t place : places) {
+            const auto row = static_cast<std::size_t>(
+                std::ranges::lower_bound(elements, faces[place].element) - elements.begin());
+            for (const int local :
+                 block.shape->sides[static_cast<std::size_t>(faces[place].side)].nodes) {
+                nodesOf[place].push_back(nodes[row * nNodes + static_cast<std::size_t>(local)]);
+            }
+        }
+    }
+    return nodesOf;
 }
 
 void ModelReader::ReadAttributes(const Block& block, int begin, int end,

@@ -36,6 +36,7 @@ class ModelReader {
         int element;
         int side;  ///< place in the shape's sides
     };
+    using FaceNodes = std::vector<int>;  ///< in the order of ElementShape::Side::nodes
     struct Surface {
         std::string name;
         int number;
@@ -58,6 +59,8 @@ class ModelReader {
     void ReadCoordinates(int begin, int end, std::span<double> coordinates) const;
     /// [end - begin][nodes of the shape], elements counted within the block.
     void ReadConnectivity(const Block& block, int begin, int end, std::span<int> nodes) const;
+    /// The nodes of each face, in the order of the faces.
+    std::vector<FaceNodes> NodesOf(const std::vector<Face>& faces) const;
     /// [end - begin][attributes], elements counted within the block.
     void ReadAttributes(const Block& block, int begin, int end, std::span<double> values) const;
     /// By ordinal; 0 for what no instance labels. Labels of several instances may repeat.
@@ -68,6 +71,7 @@ class ModelReader {
     std::vector<int> Labels(ORQObjLabelerType type, int count) const;
     std::vector<Set> ReadSets(int mapSlot, int clusterSlot) const;
     void ReadBlocks();
+    void ReadRows(const Block& block, const ORQSimCSet& elements, std::span<int> nodes) const;
 
     ORQObjDocument m_document;
     int m_dimension = 0;

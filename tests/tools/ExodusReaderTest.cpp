@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -12,6 +11,7 @@
 #include <stdexcept>
 
 #include "ExodusFile.h"
+#include "Files.h"
 #include "import/ExodusReader.h"
 #include "import/ImportError.h"
 
@@ -62,15 +62,6 @@ std::string ErrorOf(const std::filesystem::path& file) {
         return error.what();
     }
     return "no error";
-}
-
-std::string Bytes(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-void PutBytes(const std::filesystem::path& file, std::string_view bytes) {
-    std::ofstream(file, std::ios::binary) << bytes;
 }
 
 class ExodusReaderTest : public testing::Test {
@@ -152,24 +143,6 @@ TEST_F(ExodusReaderTest, SaysWhatIsNoExodusFile) {
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
-
-/// Root may read everything, so it acts as nobody meanwhile.
-class WithoutPrivileges {
-  public:
-    WithoutPrivileges() : is_root_(geteuid() == 0) {
-        if (is_root_ && seteuid(65534) != 0)
-            throw std::runtime_error("cannot give up privileges");
-    }
-    ~WithoutPrivileges() {
-        if (is_root_ && seteuid(0) != 0)
-            std::abort();
-    }
-    WithoutPrivileges(const WithoutPrivileges&) = delete;
-    WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
-
-  private:
-    bool is_root_;
-};
 
 TEST_F(ExodusReaderTest, SaysWhenAFileMayNotBeRead) {
     Written({});

@@ -175,8 +175,8 @@ constexpr const char* kEntityNames[] = {"point", "curve", "surface", "volume"};
 
 class GmshReader::Parser {
   public:
-    Parser(GmshReader& reader, const std::filesystem::path& file, LossReport& report)
-        : m_reader(reader), m_report(report), m_in(file, ReadWhole(file)) {}
+    Parser(GmshReader& reader, const std::filesystem::path& file)
+        : m_reader(reader), m_in(file, ReadWhole(file)) {}
 
     void Run() {
         ReadFormat();
@@ -193,6 +193,9 @@ class GmshReader::Parser {
             m_in.Fail("the file has no nodes");
         }
         Resolve();
+        for (const auto& [kind, count] : m_unread) {
+            m_reader.m_unread.push_back({kind, count});
+        }
     }
 
   private:
@@ -259,7 +262,7 @@ class GmshReader::Parser {
             if (!m_in.SkipTo("$End" + section.substr(1))) {
                 m_in.Fail("the section has no end");
             }
-            m_report.Drop("section", section, 1, "sections of this kind are not imported");
+            ++m_unread[section + " sections"];
             return;
         }
         End(section);
@@ -548,8 +551,8 @@ class GmshReader::Parser {
     }
 
     GmshReader& m_reader;
-    LossReport& m_report;
     Cursor m_in;
+    std::map<std::string, std::int64_t> m_unread;
     bool m_isVersion4 = false;
     bool m_hasNodes = false;
     std::map<EntityKey, std::string> m_names;  // of physical groups
@@ -560,8 +563,8 @@ class GmshReader::Parser {
     std::map<EntityKey, std::vector<int>> m_groups;  // element numbers, version 2
 };
 
-GmshReader::GmshReader(const std::filesystem::path& file, LossReport& report) {
-    Parser(*this, file, report).Run();
+GmshReader::GmshReader(const std::filesystem::path& file) {
+    Parser(*this, file).Run();
 }
 
 void GmshReader::ReadCoordinates(int begin, int end, std::span<double> coordinates) {

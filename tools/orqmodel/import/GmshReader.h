@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "LossReport.h"
 #include "mesh/MeshSource.h"
 
 namespace orqmodel {
@@ -20,8 +19,13 @@ namespace orqmodel {
 /// binary files the byte).
 class GmshReader : public MeshSource {
   public:
-    /// Reads the whole file. What it holds beside the mesh is entered into the report.
-    GmshReader(const std::filesystem::path& file, LossReport& report);
+    /// Reads the whole file.
+    explicit GmshReader(const std::filesystem::path& file);
+
+    std::string_view Format() const override { return "Gmsh"; }
+    /// Sections of kinds that are not read.
+    std::vector<ContentCount> Unread() const override { return m_unread; }
+    void CheckLabels() override {}  // done in reading
 
     std::string Title() const override { return {}; }
     int Dimension() const override { return 3; }
@@ -53,6 +57,7 @@ class GmshReader : public MeshSource {
     std::vector<Set> m_groups;
     std::vector<std::vector<int>> m_groupMembers;
     std::vector<Set> m_none;
+    std::vector<ContentCount> m_unread;
 };
 
 }  // namespace orqmodel

@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "import/ExodusImporter.h"
+#include "import/ExodusReader.h"
+#include "import/GmshReader.h"
 #include "import/ImportError.h"
+#include "import/MeshImporter.h"
 
 namespace orqmodel {
 namespace {
@@ -20,13 +22,17 @@ struct InputFormat {
     std::unique_ptr<Importer> (*open)(const std::filesystem::path&);
 };
 
-const std::array<InputFormat, 1>& InputFormats() {
-    static const std::array<InputFormat, 1> formats = {{
+template <class Reader>
+std::unique_ptr<Importer> OpenMesh(const std::filesystem::path& file) {
+    return std::make_unique<MeshImporter>(std::make_unique<Reader>(file));
+}
+
+const std::array<InputFormat, 2>& InputFormats() {
+    static const std::array<InputFormat, 2> formats = {{
         {{".e", ".ex2", ".exo", ".exodus", ".g", ".gen"},
          {"CDF", "\x89HDF\r\n\x1a\n"},
-         [](const std::filesystem::path& file) -> std::unique_ptr<Importer> {
-             return std::make_unique<ExodusImporter>(file);
-         }},
+         OpenMesh<ExodusReader>},
+        {{".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>},
     }};
     return formats;
 }

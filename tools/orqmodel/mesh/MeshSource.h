@@ -1,13 +1,21 @@
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "mesh/ElementShapes.h"
 
 namespace orqmodel {
+
+/// How many objects of one kind a file holds, for example {"side sets", 8}.
+struct ContentCount {
+    std::string kind;
+    std::int64_t count;
+};
 
 /// A mesh as an importer delivers it, block by block, so that nothing but the caller's buffers
 /// holds it whole. Ordinals count from 0 in file order; ranges are half-open.
@@ -39,7 +47,17 @@ class MeshSource {
 
     virtual ~MeshSource() = default;
 
+    /// The name of the format, for example "Exodus II".
+    virtual std::string_view Format() const = 0;
+    /// Everything the file holds that no call here delivers.
+    virtual std::vector<ContentCount> Unread() const = 0;
+    /// Throws when two nodes, or two elements, have the same label, naming both.
+    virtual void CheckLabels() = 0;
+
     virtual std::string Title() const = 0;
+    /// The coordinates that the file has for each node; one-dimensional meshes are delivered in the
+    /// plane.
+    virtual int FileDimension() const { return Dimension(); }
     /// 2 or 3; the coordinates delivered for each node.
     virtual int Dimension() const = 0;
     virtual int NumNodes() const = 0;

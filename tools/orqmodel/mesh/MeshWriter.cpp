@@ -65,12 +65,16 @@ class Writer {
         for (const MeshSource::Block& block : m_source.Blocks()) {
             m_nElements += block.nElements;
         }
-        m_builder.SetTitle(m_source.Title());
+        WriteTitle();
+        m_builder.SetModelPrefix("");
         const ORQSimPosition instance = m_builder.AddInstance(kInstance);
         WriteNodes(instance);
         WriteElements(instance);
         WriteSets();
         WriteSurfaces();
+        for (const ContentCount& content : m_source.Unread()) {
+            m_report.Drop(content.kind, "", content.count, "the mesh alone is imported");
+        }
         m_options.progress(1.0);
     }
 
@@ -90,6 +94,17 @@ class Writer {
     }
     ORQSimPosition ElementCollection() const {
         return ORQObjMesh(m_builder.Mesh()).GetElementCollection();
+    }
+
+    void WriteTitle() {
+        const std::string title = m_source.Title();
+        const ORQString text(title);
+        if (text.UTF8() != title) {
+            m_report.Change("title", text.UTF8(), 1, "bytes that are not UTF-8 were replaced");
+        } else if (!title.empty()) {
+            m_report.Keep("title", title, 1);
+        }
+        m_builder.SetTitle(text);
     }
 
     // --- Nodes -----------------------------------------------------------------------------------
@@ -114,6 +129,10 @@ class Writer {
         m_source.ReadNodeLabels(0, nNodes, labels);
         m_builder.SetLabels(ORQObjLabelerType::Node, instance, all, labels.data());
         m_report.Keep("nodes", "", nNodes);
+        if (m_source.FileDimension() == 1) {
+            m_report.Change("node coordinates", "", nNodes,
+                            "one dimension became two; the second coordinate is 0");
+        }
     }
 
     // --- Elements --------------------------------------------------------------------------------

@@ -9,11 +9,13 @@
 
 namespace orqmodel {
 
+inline constexpr int kElementsPerChunk = 100000;
+
 struct MeshWriterOptions {
-    int nodesPerChunk = 100000;
-    int elementsPerChunk = 100000;
-    /// Called with numbers from 0 to 1.
-    std::function<void(double)> progress = [](double) {};
+    int nodesPerChunk;     ///< at least 1
+    int elementsPerChunk;  ///< at least 1
+    /// Called with numbers from 0 to 1; may throw to give up.
+    std::function<void(double)> progress;
 };
 
 /// Writes a whole mesh into an empty database, as the standard objects that readers expect: one

@@ -72,12 +72,12 @@ TEST_F(DamageTest, AChangedByteIsFoundOrMeansNothing) {
     for (const bool in_catalogue : {true, false}) {
         const std::string& whole = in_catalogue ? catalogue_ : bulk_;
         int n_found = 0;
-        constexpr int kRounds = 150;
+        constexpr int kRounds = 250;
         for (int round = 0; round < kRounds; ++round) {
             Restore();
             std::string bytes = whole;
             const std::size_t place =
-                round < 40 ? static_cast<std::size_t>(3 * round) : random() % whole.size();
+                round < 100 ? static_cast<std::size_t>(round) : random() % whole.size();
             bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
             PutBytes(in_catalogue ? CataloguePath() : BulkPath(), bytes);
             SCOPED_TRACE(testing::Message() << "catalogue " << in_catalogue << " byte " << place);

@@ -7,11 +7,14 @@
 #include <limits>
 #include <new>
 
+#include "AdjacencyCommand.h"
+#include "ExportCommand.h"
 #include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "InterruptGuard.h"
 #include "ORQBasFailure.h"
 #include "VerifyCommand.h"
+#include "export/ExportError.h"
 #include "import/ImportError.h"
 
 namespace orqmodel {
@@ -26,6 +29,8 @@ class CommandLine {
         AddImport();
         AddInfo();
         AddVerify();
+        AddExport();
+        AddAdjacency();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -40,13 +45,17 @@ class CommandLine {
             return RunImport(import_, console);
         if (app_.got_subcommand("info"))
             return RunInfo(info_, console);
+        if (app_.got_subcommand("export"))
+            return RunExport(export_, console);
+        if (app_.got_subcommand("adjacency"))
+            return RunAdjacency(adjacency_, console);
         return RunVerify(verify_, console);
     }
 
   private:
     void AddImport() {
         CLI::App* command = app_.add_subcommand(
-            "import", "Make a model database from the nodes of a mesh file (Exodus II)");
+            "import", "Make a model database from a mesh file (Exodus II, Gmsh)");
         command->add_option("FILE", import_.input, "The mesh file")->required();
         command->add_option("-o,--output", import_.output, "The model database to make, NAME.orq")
             ->required();
@@ -74,6 +83,29 @@ class CommandLine {
         AddJson(command, verify_.json);
     }
 
+    void AddExport() {
+        CLI::App* command =
+            app_.add_subcommand("export", "Write a model to a file (Exodus II, VTU)");
+        command->add_option("DATABASE", export_.database, "The model database")->required();
+        command
+            ->add_option("-o,--output", export_.output,
+                         "The file to write; its ending names the format")
+            ->required();
+        command->add_flag("--force", export_.force, "Replace a file of that name");
+        command->add_flag("--strict", export_.strict,
+                          "Write nothing, and exit with status 1, when content would be dropped");
+        AddJson(command, export_.json);
+    }
+
+    void AddAdjacency() {
+        CLI::App* command = app_.add_subcommand("adjacency", "Show the elements at a node");
+        command->add_option("DATABASE", adjacency_.database, "The model database")->required();
+        command->add_option("--node", adjacency_.node, "The label of the node")->required();
+        command->add_option("--instance", adjacency_.instance,
+                            "The instance, where several have a node of that label");
+        AddJson(command, adjacency_.json);
+    }
+
     static void AddJson(CLI::App* command, bool& is_set) {
         command->add_flag("--json", is_set, "Report as one JSON object");
     }
@@ -86,6 +118,8 @@ class CommandLine {
     ImportOptions import_;
     InfoOptions info_;
     VerifyOptions verify_;
+    ExportOptions export_;
+    AdjacencyOptions adjacency_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {
@@ -110,6 +144,8 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& con
         return Fail(console, ExitStatus::kWrongUse,
                     std::string(error.what()) + "; orqmodel --help says more");
     } catch (const ImportError& error) {
+        return Fail(console, ExitStatus::kUnreadable, error.what());
+    } catch (const ExportError& error) {
         return Fail(console, ExitStatus::kUnreadable, error.what());
     } catch (const std::filesystem::filesystem_error& error) {
         return Fail(console, ExitStatus::kUnreadable, error.what());

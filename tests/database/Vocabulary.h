@@ -10,6 +10,8 @@
 #include <fstream>
 #include <initializer_list>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -96,7 +98,7 @@ inline ORQSimCSet SetOf(const ORQSimCollection& collection, const Ints& members)
     return collection.CreateVolatileOrderedCSet(members.data(), static_cast<int>(members.size()));
 }
 
-inline ORQSimCSet Run(const ORQSimCollection& collection, int first, int count) {
+inline ORQSimCSet RunOf(const ORQSimCollection& collection, int first, int count) {
     return collection.CreateVolatileCSetStrided(first, count, 1, 1);
 }
 
@@ -180,7 +182,8 @@ inline Doubles Read(const ORQSimDistribution& field, const ORQSimCSet& nodes,
 
 // All of the field over the first component.
 inline Doubles FirstComponent(const ORQSimDatabase& database) {
-    return Read(Field(database), ORQSimCSet(Nodes(database).ID()), Run(Components(database), 0, 1));
+    return Read(Field(database), ORQSimCSet(Nodes(database).ID()),
+                RunOf(Components(database), 0, 1));
 }
 
 inline Doubles Filled(int count, double value) {

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
+#include <span>
 
 namespace orq::storage {
 
@@ -33,6 +35,16 @@ std::uint64_t PageChecksum(const void* page, std::int64_t pageNumber) {
     return XXH3_64bits_withSeed(page, kCheckedBytes, static_cast<XXH64_hash_t>(pageNumber));
 }
 
+// A page of zeros has never been written and is intact.
+bool IsIntact(std::span<const std::byte> page, std::int64_t pageNumber) {
+    std::uint64_t stored = 0;
+    std::memcpy(&stored, page.data() + kCheckedBytes, sizeof stored);
+    if (stored == PageChecksum(page.data(), pageNumber)) {
+        return true;
+    }
+    return std::ranges::all_of(page, [](std::byte b) { return b == std::byte{0}; });
+}
+
 bool IsPage(int amount, sqlite3_int64 offset) {
     return amount == kCataloguePageSize && offset % kCataloguePageSize == 0;
 }
@@ -43,7 +55,7 @@ int Read(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
         return code;
     }
     const std::int64_t page = offset / kCataloguePageSize + 1;
-    if (!PageIsIntact({static_cast<const std::byte*>(buffer), kCataloguePageSize}, page)) {
+    if (!IsIntact({static_cast<const std::byte*>(buffer), kCataloguePageSize}, page)) {
         g_lastDamagedPage = page;
         return SQLITE_IOERR_DATA;
     }
@@ -168,15 +180,6 @@ const char* PageChecksumVfsName() {
 
 std::int64_t LastDamagedPage() {
     return g_lastDamagedPage;
-}
-
-bool PageIsIntact(std::span<const std::byte> page, std::int64_t pageNumber) {
-    std::uint64_t stored = 0;
-    std::memcpy(&stored, page.data() + kCheckedBytes, sizeof stored);
-    if (stored == PageChecksum(page.data(), pageNumber)) {
-        return true;
-    }
-    return std::ranges::all_of(page, [](std::byte b) { return b == std::byte{0}; });
 }
 
 }  // namespace orq::storage

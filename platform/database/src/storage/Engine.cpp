@@ -59,8 +59,11 @@ std::string WithoutTrailingSlash(std::string directory) {
 void CheckLooksLikeDatabase(const std::string& directory) {
     std::error_code error;
     const auto status = std::filesystem::status(directory, error);
-    if (!std::filesystem::exists(status)) {
+    if (status.type() == std::filesystem::file_type::not_found) {
         throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": does not exist");
+    }
+    if (error) {
+        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": cannot open: " + error.message());
     }
     if (!std::filesystem::is_directory(status)) {
         throw ORQBasFailure(ORQBasFailureKind::Foreign,

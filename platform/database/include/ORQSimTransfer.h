@@ -70,7 +70,7 @@ class ORQ_EXPORT ORQSimTransfer {
     ORQSimTransfer& SetWrite();
     // The drawer to read or write.
     ORQSimTransfer& SetDrawer(const ORQSimDrawerID& drawer);
-    // A write or ExecMake makes a new drawer over the view.
+    // A write or ExecMake makes a new drawer over the view; a sparse one is made by a write only.
     ORQSimTransfer& SetMakeNewDrawer();
     // ... stored in pieces of at most this many items per dimension, and extendable.
     ORQSimTransfer& SetMakeNewDrawerChunked(const ORQSimArray<int>& chunkSizes);
@@ -87,7 +87,8 @@ class ORQ_EXPORT ORQSimTransfer {
     ORQSimTransfer& SetBuffer(int buffer, void* data, std::int64_t size);
     ORQSimTransfer& SetBuffer(int buffer, const void* data, std::int64_t size);
     // The scalar type in the main buffer, converted to and from that of the distribution. A value
-    // that the other type cannot hold throws Usage. Default: the distribution's.
+    // that the other type cannot hold throws Usage; floating-point types round. Default: the
+    // distribution's.
     ORQSimTransfer& SetBufferType(int scalarType);
     // Rounds required sizes up to a multiple of 8 bytes. Default: off.
     ORQSimTransfer& SetBufferPadding(bool isPadded);

@@ -15,12 +15,14 @@ namespace orq::database {
 
 namespace {
 
-// Members by reference: callers name their first member in the same breath, and it must still be
-// there whatever order the arguments are evaluated in.
-ComponentSetPtr Make(ComponentSet::Form form, int first, int count, int stride, int block,
-                     std::vector<int>&& members = {}) {
+ComponentSetPtr Make(ComponentSet::Form form, int first, int count, int stride, int block) {
     return std::make_shared<const ComponentSet>(form, first, count, stride, block,
-                                                std::move(members));
+                                                std::vector<int>());
+}
+
+ComponentSetPtr WrittenOut(ComponentSet::Form form, std::vector<int> members) {
+    const int first = members.front();
+    return std::make_shared<const ComponentSet>(form, first, 0, 1, 1, std::move(members));
 }
 
 bool IsStrictlyAscending(const std::vector<int>& members) {
@@ -44,15 +46,23 @@ bool IsContiguous(const ComponentSet& set) {
     return set.GetForm() == ComponentSet::Form::Contiguous;
 }
 
+// Behind the last member of a contiguous set.
+std::int64_t EndOf(const ComponentSet& set) {
+    return static_cast<std::int64_t>(set.First()) + set.Size();
+}
+
 // The part of an ascending set that lies in [low, high).
-ComponentSetPtr Clip(const ComponentSetPtr& set, int low, int high) {
+ComponentSetPtr Clip(const ComponentSetPtr& set, std::int64_t low, std::int64_t high) {
     if (set->Lowest() >= low && set->Highest() < high) {
         return set;
     }
+    if (set->Lowest() >= high || set->Highest() < low) {
+        return ComponentSet::Empty();
+    }
     if (IsContiguous(*set)) {
-        const int from = std::max(low, set->First());
-        const int to = std::min(high, set->First() + set->Size());
-        return ComponentSet::Contiguous(from, std::max(0, to - from));
+        const std::int64_t from = std::max<std::int64_t>(low, set->First());
+        const std::int64_t to = std::min(high, EndOf(*set));
+        return ComponentSet::Contiguous(static_cast<int>(from), static_cast<int>(to - from));
     }
     if (set->GetForm() == ComponentSet::Form::Strided && set->Block() == 1) {
         const auto stride = static_cast<std::int64_t>(set->Stride());
@@ -61,7 +71,7 @@ ComponentSetPtr Clip(const ComponentSetPtr& set, int low, int high) {
             return std::clamp<std::int64_t>((bound - first + stride - 1) / stride, 0, set->Size());
         };
         const std::int64_t from = low <= first ? 0 : rank(low);
-        const std::int64_t to = high <= first ? 0 : rank(high);
+        const std::int64_t to = rank(high);
         return ComponentSet::Strided(static_cast<int>(first + from * stride),
                                      static_cast<int>(std::max<std::int64_t>(0, to - from)),
                                      set->Stride(), 1);
@@ -113,9 +123,9 @@ ComponentSetPtr ComponentSet::Contiguous(int first, int count) {
 }
 
 ComponentSetPtr ComponentSet::Strided(int first, int count, int stride, int block) {
-    const auto last = first + static_cast<std::int64_t>(count - 1) * stride + block - 1;
-    if (count < 0 || block < 0 || (count > 1 && stride < block) || last > INT32_MAX ||
-        static_cast<std::int64_t>(count) * block > INT32_MAX) {
+    const auto span = (static_cast<std::int64_t>(count) - 1) * stride + block - 1;
+    if (count < 0 || block < 0 || (count > 1 && stride < block) || span > INT32_MAX ||
+        first + span > INT32_MAX || static_cast<std::int64_t>(count) * block > INT32_MAX) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "a strided set of first " + std::to_string(first) + ", count " +
                                 std::to_string(count) + ", stride " + std::to_string(stride) +
@@ -138,19 +148,26 @@ ComponentSetPtr ComponentSet::FromAscending(std::vector<int> members) {
     if (span == n - 1) {
         return Contiguous(members.front(), static_cast<int>(n));
     }
-    // Evenly spaced? Most sets that are not differ among their first members.
-    const int stride = members[1] - members[0];
-    if (span == (n - 1) * stride) {
-        std::size_t i = 2;
-        while (i < members.size() && members[i] - members[i - 1] == stride) {
+    // Blocks of equal size at equal distances? Most sets that are not differ among their first.
+    std::size_t block = 1;
+    while (members[block] == std::int64_t{members[block - 1]} + 1) {
+        ++block;
+    }
+    const std::int64_t stride = static_cast<std::int64_t>(members[block]) - members[0];
+    const auto nBlocks = n / static_cast<std::int64_t>(block);
+    if (span <= INT32_MAX && members.size() % block == 0 &&
+        span == (nBlocks - 1) * stride + static_cast<std::int64_t>(block) - 1) {
+        std::size_t i = block;
+        while (i < members.size() && members[i] - members[i - block] == stride) {
             ++i;
         }
         if (i == members.size()) {
-            return Strided(members.front(), static_cast<int>(n), stride, 1);
+            return Strided(members.front(), static_cast<int>(nBlocks), static_cast<int>(stride),
+                           static_cast<int>(block));
         }
     }
     members.shrink_to_fit();
-    return Make(Form::Sorted, members.front(), 0, 1, 1, std::move(members));
+    return WrittenOut(Form::Sorted, std::move(members));
 }
 
 ComponentSetPtr ComponentSet::FromMembers(std::vector<int> members) {
@@ -172,7 +189,7 @@ ComponentSetPtr ComponentSet::FromOrdered(std::vector<int> members) {
             ORQBasFailureKind::Usage,
             "an ordered set names member " + std::to_string(*twice) + " more than once");
     }
-    return Make(Form::Ordered, members.front(), 0, 1, 1, std::move(members));
+    return WrittenOut(Form::Ordered, std::move(members));
 }
 
 int ComponentSet::Lowest() const {
@@ -279,7 +296,9 @@ void ComponentSet::CopyMembers(int* out) const {
         return;
     }
     ForEachRun([&](int location, int first, int count) {
-        std::iota(out + location, out + location + count, first);
+        for (int i = 0; i < count; ++i) {
+            out[location + i] = first + i;
+        }
     });
 }
 
@@ -305,8 +324,8 @@ ComponentSetPtr ComponentSet::Union(const ComponentSetPtr& a, const ComponentSet
         return Ascending(b);
     }
     if (IsContiguous(*a) && IsContiguous(*b)) {
-        const std::int64_t endA = static_cast<std::int64_t>(a->m_first) + a->m_size;
-        const std::int64_t endB = static_cast<std::int64_t>(b->m_first) + b->m_size;
+        const std::int64_t endA = EndOf(*a);
+        const std::int64_t endB = EndOf(*b);
         if (a->m_first <= endB && b->m_first <= endA) {
             const int first = std::min(a->m_first, b->m_first);
             return Contiguous(first, static_cast<int>(std::max(endA, endB) - first));
@@ -343,10 +362,10 @@ ComponentSetPtr ComponentSet::Intersection(const ComponentSetPtr& a, const Compo
         return Ascending(a);
     }
     if (IsContiguous(*b)) {
-        return Clip(Ascending(a), b->m_first, b->m_first + b->m_size);
+        return Clip(Ascending(a), b->m_first, EndOf(*b));
     }
     if (IsContiguous(*a)) {
-        return Clip(Ascending(b), a->m_first, a->m_first + a->m_size);
+        return Clip(Ascending(b), a->m_first, EndOf(*a));
     }
     std::vector<int> scratchA;
     std::vector<int> scratchB;
@@ -369,11 +388,11 @@ ComponentSetPtr ComponentSet::Difference(const ComponentSetPtr& a, const Compone
     if (IsContiguous(*b)) {
         const ComponentSetPtr ascending = Ascending(a);
         const ComponentSetPtr below = Clip(ascending, ascending->Lowest(), b->m_first);
-        const std::int64_t end = static_cast<std::int64_t>(b->m_first) + b->m_size;
+        const std::int64_t end = EndOf(*b);
         if (end > ascending->Highest()) {
             return below;
         }
-        return Union(below, Clip(ascending, static_cast<int>(end), INT32_MAX));
+        return Union(below, Clip(ascending, end, std::int64_t{INT32_MAX} + 1));
     }
     std::vector<int> scratchA;
     std::vector<int> scratchB;

@@ -8,10 +8,12 @@
 //   Sorted      ascending, written out
 //   Ordered     in the given order, written out
 //
-// All but Ordered are ascending, and a set that could be Contiguous always is, so the algebra of
-// runs costs the same for ten members as for ten million.
+// All but Ordered are ascending. A set has the first form that it fits, however it came about:
+// equal sets are equal in form, and the algebra of runs costs the same for ten members as for ten
+// million.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -87,15 +89,14 @@ class ComponentSet {
                 f(0, m_first, m_size);
             }
         } else if (m_form == Form::Strided) {
-            for (int location = 0, first = m_first; location < m_size;
-                 location += m_block, first += m_stride) {
-                f(location, first, m_block);
+            for (int i = 0, count = Count(); i < count; ++i) {
+                f(i * m_block, m_first + i * m_stride, m_block);
             }
         } else {
             const int* members = m_members.data();
             for (int begin = 0; begin < m_size;) {
                 int end = begin + 1;
-                while (end < m_size && members[end] == members[end - 1] + 1) {
+                while (end < m_size && members[end] == std::int64_t{members[end - 1]} + 1) {
                     ++end;
                 }
                 f(begin, members[begin], end - begin);
@@ -105,8 +106,8 @@ class ComponentSet {
     }
 
     // Calls f(locationInA, locationInB, count) for runs of common members, in order of the location
-    // in `a`. The cost follows `a` where `b` is contiguous, else the smaller of the two up to a
-    // logarithm.
+    // in `a`. Where one of the two is contiguous the cost follows the runs of the other, else the
+    // members of `a` up to a logarithm.
     template <class F>
     static void ForEachCommonRun(const ComponentSet& a, const ComponentSet& b, F&& f) {
         if (&a == &b) {
@@ -116,15 +117,11 @@ class ComponentSet {
             return;
         }
         if (b.m_form == Form::Contiguous) {
-            const int low = b.m_first;
-            const int high = low + b.m_size;  // one past
-            a.ForEachRun([&](int location, int first, int count) {
-                const int from = first < low ? low : first;
-                const int to = first + count < high ? first + count : high;
-                if (from < to) {
-                    f(location + (from - first), from - low, to - from);
-                }
-            });
+            a.ForEachRunWithin(b, f);
+            return;
+        }
+        if (a.m_form == Form::Contiguous && b.IsAscending()) {
+            b.ForEachRunWithin(a, [&](int inB, int inA, int count) { f(inA, inB, count); });
             return;
         }
         // A run of `a` meets `b` member by member; neighbours in both are put together again.
@@ -169,7 +166,21 @@ class ComponentSet {
         std::size_t m_hint = 0;
     };
 
-    std::vector<int> ToVector() const;
+    // Calls f(location, locationInWindow, count) for runs of members that a contiguous set has too.
+    template <class F>
+    void ForEachRunWithin(const ComponentSet& window, F&& f) const {
+        const std::int64_t low = window.m_first;
+        const std::int64_t high = low + window.m_size;
+        ForEachRun([&](int location, int first, int count) {
+            const std::int64_t from = std::max<std::int64_t>(first, low);
+            const std::int64_t to = std::min(std::int64_t{first} + count, high);
+            if (from < to) {
+                f(static_cast<int>(location + (from - first)), static_cast<int>(from - low),
+                  static_cast<int>(to - from));
+            }
+        });
+    }
+
     void BuildIndex() const;
 
     Form m_form;

@@ -33,7 +33,9 @@ ORQSimCSet ReferencedMembers(const ORQSimDistributionID& id, const std::vector<O
         static_cast<int>(std::max<std::int64_t>(1, kItemsPerSlice / itemsPerRow));
     std::vector<int> rows(static_cast<std::size_t>(block[0].Size()));
     block[0].OrderedMembers(rows.data());
-    std::vector<int> values;
+    // Wide enough for references of any type, also for those that say that there is none.
+    std::vector<std::int64_t> values;
+    std::vector<int> members;
     for (std::size_t begin = 0; begin < rows.size();
          begin += static_cast<std::size_t>(rowsPerSlice)) {
         const std::size_t n = std::min(rows.size() - begin, static_cast<std::size_t>(rowsPerSlice));
@@ -41,18 +43,21 @@ ORQSimCSet ReferencedMembers(const ORQSimDistributionID& id, const std::vector<O
                                      rows.begin() + static_cast<std::ptrdiff_t>(begin + n));
         values.assign(n * static_cast<std::size_t>(itemsPerRow), -1);
         ORQSimTransfer read(distribution);
-        read.SetRead().SetBufferType(ORQSimScalarInt);
+        read.SetRead().SetBufferType(ORQSimScalarInt64);
         read.SetDim(0, ORQSimCSet(block[0].CollectionID(), {}, ComponentSet::FromOrdered(slice)));
         for (std::size_t dim = 1; dim < block.size(); ++dim) {
             read.SetDim(static_cast<int>(dim), block[dim]);
         }
         read.SetBuffer(ORQSimbufMain, values.data(),
-                       static_cast<std::int64_t>(values.size() * sizeof(int)));
+                       static_cast<std::int64_t>(values.size() * sizeof values[0]));
         read.ExecRead();
-        std::erase_if(values, [](int value) { return value < 0; });
-        result =
-            result.Union(ORQSimCSet(collection, {}, ComponentSet::FromMembers(std::move(values))));
-        values.clear();
+        members.clear();
+        for (const std::int64_t value : values) {
+            if (value >= 0 && value <= std::numeric_limits<int>::max()) {
+                members.push_back(static_cast<int>(value));
+            }
+        }
+        result = result.Union(ORQSimCSet(collection, {}, ComponentSet::FromMembers(members)));
     }
     return result;
 }

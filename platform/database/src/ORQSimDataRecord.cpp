@@ -1,7 +1,8 @@
 #include "ORQSimDataRecord.h"
 
 #include <algorithm>
-#include <cstring>
+#include <cstddef>
+#include <span>
 #include <string>
 
 #include "DatabaseState.h"
@@ -119,8 +120,9 @@ void ORQSimDataRecord::GetDouble(int field, int count, double* values) const {
         }
         if (kind == Kind::Doubles) {
             const std::span<const std::byte> bytes = row.Blob(3);
-            std::memcpy(values, bytes.data(),
-                        std::min(bytes.size(), static_cast<std::size_t>(count) * sizeof(double)));
+            const auto wanted = static_cast<std::size_t>(count) * sizeof(double);
+            std::ranges::copy(bytes.first(std::min(bytes.size(), wanted)),
+                              reinterpret_cast<std::byte*>(values));
         } else {
             values[0] = row.Double(3);
         }

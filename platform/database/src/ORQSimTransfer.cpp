@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,7 @@ using orq::storage::ChunkStore;
 namespace {
 
 constexpr std::int64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+constexpr int kIndexSize = sizeof(std::int32_t);  // of an entry of the sparse buffers
 
 [[noreturn]] void Refuse(const std::string& text) {
     throw ORQBasFailure(ORQBasFailureKind::Usage, text);
@@ -45,7 +47,7 @@ int FirstOutside(const ComponentSet& set, int space) {
     set.ForEachRun([&](int, int first, int count) {
         if (!outside && first < 0) {
             outside = first;
-        } else if (!outside && first + count > space) {
+        } else if (!outside && std::int64_t{first} + count > space) {
             outside = std::max(first, space);
         }
     });
@@ -107,6 +109,8 @@ class ORQSimTransfer::Job {
     std::vector<ComponentSetPtr> View() const;
     DrawerState& Drawer(DistributionState& distribution) const;
     void CheckAgainstSpaces(const DistributionState& distribution) const;
+    void CheckMembers(int dimension, const ORQSimCSet& set,
+                      const ORQSimCollectionID& collection) const;
     void CheckAgainstDrawer(DistributionState& distribution) const;
     void CheckMaking(const DistributionState& distribution) const;
     std::int64_t ViewItems() const;
@@ -120,11 +124,11 @@ class ORQSimTransfer::Job {
                            const DrawerState& drawer, std::byte* buffer);
     SparseRows SparseView(DatabaseState& state, DistributionState& distribution);
     std::int64_t ReadAsSparse(DatabaseState& state, DistributionState& distribution);
+    void AddDrawer();
     void Extend(DatabaseState& state, DistributionState& distribution, DrawerState& drawer);
     void WriteDense(DatabaseState& state, const DistributionState& distribution,
-                    const DrawerState& drawer);
-    void WriteSparse(DatabaseState& state, const DistributionState& distribution,
-                     DrawerState& drawer);
+                    const DrawerState& drawer, const std::byte* buffer);
+    void WriteSparse(DatabaseState& state, const DistributionState& distribution);
 };
 
 // --- Checks --------------------------------------------------------------------------------------
@@ -160,9 +164,13 @@ void ORQSimTransfer::Job::CheckView() {
         CheckMaking(distribution);
     } else if (direction == Direction::Write) {
         CheckAgainstDrawer(distribution);
+    } else if (!drawerID.IsNull()) {
+        Drawer(distribution);
     }
-    if (!isSparse && ViewItems() > kMostBytes / MoverFor(distribution).bufferSize) {
-        Refuse("the view has " + std::to_string(ViewItems()) +
+    const int valueSize = MoverFor(distribution).bufferSize;
+    const std::int64_t items = isSparse ? nNonzero : ViewItems();
+    if (items > kMostBytes / (isSparse ? std::max(valueSize, kIndexSize) : valueSize)) {
+        Refuse("the view has " + std::to_string(items) +
                " items; one transfer moves at most 2147483647 bytes, split it");
     }
 }
@@ -175,35 +183,41 @@ void ORQSimTransfer::Job::CheckAgainstSpaces(const DistributionState& distributi
                std::to_string(nDims));
     }
     for (std::size_t i = 0; i < nDims; ++i) {
-        const ORQSimCSet& set = *dims[i];
-        const int dimension = static_cast<int>(i);
-        if (set.CollectionID().IsNull() && set.IsEmpty()) {
-            continue;
-        }
-        if (set.CollectionID() != distribution.grid[i]) {
-            Refuse(InDimension(dimension) + ": the set belongs to collection " +
-                   std::to_string(set.CollectionID().MinorID()) + ", the grid has collection " +
-                   std::to_string(distribution.grid[i].MinorID()));
-        }
-        const ComponentSet& members = *set.Payload();
-        const int space = State().Space(distribution.grid[i]);
-        if (!members.IsEmpty() && (members.Lowest() < 0 || members.Highest() >= space)) {
-            Refuse(InDimension(dimension) + ": member " +
-                   std::to_string(FirstOutside(members, space)) + " is outside the space of " +
-                   std::to_string(space) + " members");
-        }
+        CheckMembers(static_cast<int>(i), *dims[i], distribution.grid[i]);
+    }
+}
+
+void ORQSimTransfer::Job::CheckMembers(int dimension, const ORQSimCSet& set,
+                                       const ORQSimCollectionID& collection) const {
+    if (set.CollectionID().IsNull() && set.IsEmpty()) {
+        return;
+    }
+    if (set.CollectionID() != collection) {
+        Refuse(InDimension(dimension) + ": the set belongs to collection " +
+               std::to_string(set.CollectionID().MinorID()) + ", the grid has collection " +
+               std::to_string(collection.MinorID()));
+    }
+    const ComponentSet& members = *set.Payload();
+    const int space = State().Space(collection);
+    if (!members.IsEmpty() && (members.Lowest() < 0 || members.Highest() >= space)) {
+        Refuse(InDimension(dimension) + ": member " + std::to_string(FirstOutside(members, space)) +
+               " is outside the space of " + std::to_string(space) + " members");
     }
 }
 
 void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) const {
     const DrawerState& drawer = Drawer(distribution);
-    if (drawer.layout == ORQSimDrawerLayout::Sparse) {
+    if (isSparse || drawer.layout == ORQSimDrawerLayout::Sparse) {
         Refuse("a sparse drawer is written when it is made and cannot be changed");
     }
     if ((autoExtend || !extension.IsNull()) && drawer.extendable < 0) {
         Refuse(
             "only chunked drawers are extendable; this drawer was made without an extendable "
             "dimension");
+    }
+    if (!extension.IsNull()) {
+        CheckMembers(drawer.extendable, ORQSimCSet(extension),
+                     distribution.grid[static_cast<std::size_t>(drawer.extendable)]);
     }
     for (std::size_t i = 0; i < dims.size(); ++i) {
         const int dimension = static_cast<int>(i);
@@ -273,8 +287,8 @@ std::int64_t ORQSimTransfer::Job::RequiredSize(int buffer) {
             nValues = SparseView(State(), distribution).NumValues();
         }
         bytes = buffer == ORQSimbufMain        ? nValues * MoverFor(distribution).bufferSize
-                : buffer == ORQSimbufIndicesNZ ? nValues * std::int64_t{sizeof(std::int32_t)}
-                                               : (nRows + 1) * std::int64_t{sizeof(std::int32_t)};
+                : buffer == ORQSimbufIndicesNZ ? nValues * kIndexSize
+                                               : (nRows + 1) * kIndexSize;
     } else {
         bytes = buffer == ORQSimbufMain ? ViewItems() * MoverFor(distribution).bufferSize : 0;
     }
@@ -408,16 +422,22 @@ void ORQSimTransfer::Job::Make() {
     if (making == Making::None) {
         Refuse("nothing says that the transfer makes a drawer");
     }
+    if (isSparse) {
+        Refuse("a sparse drawer is made by writing its cells");
+    }
     CheckView();
+    AddDrawer();
+}
+
+void ORQSimTransfer::Job::AddDrawer() {
     DatabaseState& state = DatabaseState::Writing(distributionID);
-    DistributionState& distribution = Distribution();
     auto drawer = std::make_unique<DrawerState>();
     drawer->layout = isSparse                    ? ORQSimDrawerLayout::Sparse
                      : making == Making::Chunked ? ORQSimDrawerLayout::Chunked
                                                  : ORQSimDrawerLayout::Plain;
     drawer->extendable = extendable;
     drawer->chunks = making == Making::Chunked ? chunks : std::vector<int>(dims.size(), 0);
-    drawerID = state.NewDrawer(distribution, std::move(drawer), View()).id;
+    drawerID = state.NewDrawer(Distribution(), std::move(drawer), View()).id;
 }
 
 void ORQSimTransfer::Job::Write() {
@@ -426,20 +446,18 @@ void ORQSimTransfer::Job::Write() {
     }
     CheckView();
     DatabaseState& state = DatabaseState::Writing(distributionID);
-    const bool isNew = making != Making::None;
-    if (isNew) {
-        Make();
-    }
     DistributionState& distribution = Distribution();
-    DrawerState& drawer = Drawer(distribution);
-    if (drawer.layout == ORQSimDrawerLayout::Sparse) {
-        WriteSparse(state, distribution, drawer);
+    if (isSparse) {
+        WriteSparse(state, distribution);
         return;
     }
-    if (!isNew) {
-        Extend(state, distribution, drawer);
+    const std::byte* buffer = BufferFor(ORQSimbufMain);
+    if (making != Making::None) {
+        AddDrawer();
+    } else {
+        Extend(state, distribution, Drawer(distribution));
     }
-    WriteDense(state, distribution, drawer);
+    WriteDense(state, distribution, Drawer(distribution), buffer);
 }
 
 void ORQSimTransfer::Job::Extend(DatabaseState& state, DistributionState& distribution,
@@ -464,8 +482,7 @@ void ORQSimTransfer::Job::Extend(DatabaseState& state, DistributionState& distri
 }
 
 void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionState& distribution,
-                                     const DrawerState& drawer) {
-    const std::byte* buffer = BufferFor(ORQSimbufMain);
+                                     const DrawerState& drawer, const std::byte* buffer) {
     const std::vector<ComponentSetPtr> view = View();
     const ViewOnDrawer geometry = Meet(view, drawer);
     const ItemMover mover = MoverFor(distribution);
@@ -536,16 +553,16 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     }
 }
 
-void ORQSimTransfer::Job::WriteSparse(DatabaseState& state, const DistributionState& distribution,
-                                      DrawerState& drawer) {
-    const auto* values = BufferFor(ORQSimbufMain);
-    const auto* indices = BufferFor(ORQSimbufIndicesNZ);
-    const auto* map = BufferFor(ORQSimbufSparseMap);
-    SparseRows::Write(
-        state, distribution, drawer, MoverFor(distribution), values,
-        {reinterpret_cast<const std::int32_t*>(indices), static_cast<std::size_t>(nNonzero)},
-        {reinterpret_cast<const std::int32_t*>(map),
-         static_cast<std::size_t>(dims[0]->Size()) + 1});
+void ORQSimTransfer::Job::WriteSparse(DatabaseState& state, const DistributionState& distribution) {
+    const std::byte* values = BufferFor(ORQSimbufMain);
+    const std::span indices(reinterpret_cast<const std::int32_t*>(BufferFor(ORQSimbufIndicesNZ)),
+                            static_cast<std::size_t>(nNonzero));
+    const std::span map(reinterpret_cast<const std::int32_t*>(BufferFor(ORQSimbufSparseMap)),
+                        static_cast<std::size_t>(dims[0]->Size()) + 1);
+    SparseRows::Check(indices, map, dims[1]->Size());
+    AddDrawer();
+    SparseRows::Write(state, distribution, *distribution.Find(drawerID), MoverFor(distribution),
+                      values, indices, map);
 }
 
 // --- The chained calls ---------------------------------------------------------------------------

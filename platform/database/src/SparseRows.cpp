@@ -54,8 +54,10 @@ std::vector<T> GetArray(DatabaseState& state, std::int64_t store, int part, std:
     return values;
 }
 
-void CheckRows(std::span<const std::int32_t> indices, std::span<const std::int32_t> map,
-               int nColumns) {
+}  // namespace
+
+void SparseRows::Check(std::span<const std::int32_t> indices, std::span<const std::int32_t> map,
+                       int nColumns) {
     const auto nValues = static_cast<std::int64_t>(indices.size());
     for (std::size_t row = 0; row + 1 < map.size(); ++row) {
         if (map[row] > map[row + 1] || (row == 0 && map[0] != 0)) {
@@ -81,12 +83,9 @@ void CheckRows(std::span<const std::int32_t> indices, std::span<const std::int32
     }
 }
 
-}  // namespace
-
 void SparseRows::Write(DatabaseState& state, const DistributionState& distribution,
                        const DrawerState& drawer, const ItemMover& mover, const std::byte* values,
                        std::span<const std::int32_t> indices, std::span<const std::int32_t> map) {
-    CheckRows(indices, map, drawer.sets[1]->Size());
     const auto nBytes = indices.size() * static_cast<std::size_t>(distribution.ScalarSize());
     if (mover.isPlain) {
         PutPart(state, drawer.store, kValues, {values, nBytes});

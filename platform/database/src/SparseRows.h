@@ -18,8 +18,11 @@ class SparseRows {
   public:
     static SparseRows Read(DatabaseState& state, const DistributionState& distribution,
                            const DrawerState& drawer, const std::vector<ComponentSetPtr>& view);
-    // Stores all cells of a drawer that was just made. Throws Usage for a map that does not rise
-    // from 0 to the number of indices, and for an index outside the columns.
+    // Throws Usage for a map that does not rise from 0 to the number of indices, and for an index
+    // outside the columns.
+    static void Check(std::span<const std::int32_t> indices, std::span<const std::int32_t> map,
+                      int nColumns);
+    // Stores all cells of a drawer that was just made; they must have passed Check.
     static void Write(DatabaseState& state, const DistributionState& distribution,
                       const DrawerState& drawer, const ItemMover& mover, const std::byte* values,
                       std::span<const std::int32_t> indices, std::span<const std::int32_t> map);

@@ -58,11 +58,23 @@ ViewOnDrawer Meet(const std::vector<ComponentSetPtr>& view, const DrawerState& d
 
 namespace {
 
+template <class From>
+[[noreturn]] void RefuseValue(From value) {
+    throw ORQBasFailure(
+        ORQBasFailureKind::Usage,
+        "the value " + std::to_string(value) + " cannot be held by the scalar type it is moved to");
+}
+
 template <class To, class From>
 To Convert(From value) {
     if constexpr (std::is_same_v<To, From>) {
         return value;
     } else if constexpr (std::is_floating_point_v<To>) {
+        if constexpr (std::is_floating_point_v<From>) {
+            if (std::isfinite(value) && std::fabs(value) > std::numeric_limits<To>::max()) {
+                RefuseValue(value);
+            }
+        }
         return static_cast<To>(value);
     } else {
         // Compared as doubles: exact for all the integer types up to 53 bits, and the bounds of
@@ -71,9 +83,7 @@ To Convert(From value) {
         constexpr auto low = static_cast<double>(std::numeric_limits<To>::lowest());
         const double high = std::ldexp(1.0, std::numeric_limits<To>::digits);
         if (!(number >= low && number < high) || number != std::trunc(number)) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                "the value " + std::to_string(value) +
-                                    " cannot be held by the scalar type it is moved to");
+            RefuseValue(value);
         }
         return static_cast<To>(value);
     }

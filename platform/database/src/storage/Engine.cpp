@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <random>
+#include <span>
 
 #include "ORQBasFailure.h"
 #include "PageChecksumVfs.h"
@@ -18,7 +18,7 @@ namespace orq::storage {
 
 namespace {
 
-constexpr std::int64_t kApplicationId = 0x4F525131;  // "ORQ1"; stored, do not change
+constexpr std::uint32_t kApplicationId = 0x4F525131;  // "ORQ1"; stored, do not change
 constexpr std::size_t kHeaderBytes = 100;
 
 std::string LockPath(const std::string& directory) {
@@ -55,18 +55,15 @@ std::string WithoutTrailingSlash(std::string directory) {
     return directory;
 }
 
-bool ReadHeader(const std::string& path, std::array<unsigned char, kHeaderBytes>& header) {
-    std::ifstream file(path, std::ios::binary);
-    file.read(reinterpret_cast<char*>(header.data()), kHeaderBytes);
-    return file.gcount() == kHeaderBytes;
-}
-
 // Says what a path is instead of a database, before SQLite sees it.
 void CheckLooksLikeDatabase(const std::string& directory) {
     std::error_code error;
     const auto status = std::filesystem::status(directory, error);
-    if (!std::filesystem::exists(status)) {
+    if (status.type() == std::filesystem::file_type::not_found) {
         throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": does not exist");
+    }
+    if (error) {
+        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": cannot open: " + error.message());
     }
     if (!std::filesystem::is_directory(status)) {
         throw ORQBasFailure(ORQBasFailureKind::Foreign,
@@ -85,21 +82,26 @@ void CheckLooksLikeDatabase(const std::string& directory) {
             ORQBasFailureKind::Damaged,
             directory + ": " + (hasCatalogue ? "bulk.bin" : "catalogue.sqlite") + " is missing");
     }
-    std::array<unsigned char, kHeaderBytes> header{};
-    if (!ReadHeader(catalogue, header)) {
-        if (access(catalogue.c_str(), R_OK) != 0) {
-            FailSystem(catalogue, "read");
-        }
+    if (access(catalogue.c_str(), R_OK) != 0) {
+        FailSystem(catalogue, "read");
+    }
+}
+
+// Says whether a catalogue is ours, before SQLite goes by its contents.
+void CheckHeader(const Connection& connection, const std::string& catalogue) {
+    std::array<std::byte, kHeaderBytes> header{};
+    if (connection.ReadFile(0, header) != SQLITE_OK) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             catalogue + ": is truncated: shorter than its header");
     }
     if (std::memcmp(header.data(), "SQLite format 3", 16) != 0) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged, catalogue + ": is not a catalogue");
     }
-    const std::int64_t application = (std::int64_t{header[68]} << 24) |
-                                     (std::int64_t{header[69]} << 16) |
-                                     (std::int64_t{header[70]} << 8) | header[71];
-    if (application != kApplicationId || header[20] != kPageReservedBytes) {
+    std::uint32_t application = 0;
+    for (const std::byte digit : std::span(header).subspan(68, 4)) {
+        application = application << 8 | std::to_integer<std::uint32_t>(digit);
+    }
+    if (application != kApplicationId || header[20] != std::byte{kPageReservedBytes}) {
         throw ORQBasFailure(ORQBasFailureKind::Foreign,
                             catalogue + ": is a database of another program, or damaged");
     }
@@ -155,8 +157,10 @@ std::unique_ptr<Engine> Engine::Create(const std::string& givenDirectory) {
             engine->m_lock.OpenAsWriter(LockPath(beside));
             const Identity identity = NewIdentity();
             engine->m_file.Create(BulkPath(beside), identity);
-            engine->OpenCatalogue(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                                  PageChecksumVfsName());
+            engine->Connect(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                            PageChecksumVfsName());
+            engine->PrepareNewFile();
+            engine->OpenCatalogue();
             engine->WriteFirstState(identity);
         }
         SyncDirectory(beside);
@@ -178,7 +182,8 @@ std::unique_ptr<Engine> Engine::CreateInMemory() {
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_writable = true;
     engine->m_file.CreateInMemory();
-    engine->OpenCatalogue(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    engine->Connect(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    engine->OpenCatalogue();
     engine->WriteFirstState(NewIdentity());
     engine->BeginSnapshot();
     engine->m_isOpen = true;
@@ -191,25 +196,25 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_directory = directory;
     engine->m_writable = writable;
+    // Readers too are opened for writing where that is allowed, so that the last one out, whoever
+    // it is, folds the log in and leaves two files; a reader itself never writes.
     const std::string catalogue = CataloguePath(directory);
+    const bool isFrozen = !writable && IsFrozen(directory);
+    const bool canWrite = writable || access(catalogue.c_str(), W_OK) == 0;
+    engine->Connect(isFrozen ? UriOf(catalogue) : catalogue,
+                    isFrozen   ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI
+                    : canWrite ? SQLITE_OPEN_READWRITE
+                               : SQLITE_OPEN_READONLY,
+                    PageChecksumVfsName());
+    CheckHeader(*engine->m_connection, catalogue);
     if (writable) {
         engine->m_lock.OpenAsWriter(LockPath(directory));
-        engine->OpenCatalogue(catalogue, SQLITE_OPEN_READWRITE, PageChecksumVfsName());
     } else {
-        const bool isFrozen = IsFrozen(directory);
         engine->m_lock.OpenAsReader(LockPath(directory));
-        if (isFrozen) {
-            engine->OpenCatalogue(UriOf(catalogue), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI,
-                                  PageChecksumVfsName());
-        } else {
-            // Opened for writing where that is allowed, so that the last one out, whoever it is,
-            // folds the log in and leaves two files; the handle itself never writes.
-            const bool canWrite = access(catalogue.c_str(), W_OK) == 0;
-            engine->OpenCatalogue(catalogue,
-                                  canWrite ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY,
-                                  PageChecksumVfsName());
-            engine->m_connection->Execute("PRAGMA query_only = 1");
-        }
+    }
+    engine->OpenCatalogue();
+    if (!writable) {
+        engine->m_connection->Execute("PRAGMA query_only = 1");
     }
     engine->BeginSnapshot();
     engine->m_file.Open(BulkPath(directory), writable, engine->m_identity,
@@ -238,19 +243,22 @@ void Engine::DropConnection() {
     m_connection.reset();
 }
 
-void Engine::OpenCatalogue(const std::string& name, int flags, const char* vfs) {
+void Engine::Connect(const std::string& name, int flags, const char* vfs) {
     m_connection = std::make_unique<Connection>(name, flags, vfs,
                                                 IsInMemory() ? name : CataloguePath(m_directory));
-    if ((flags & SQLITE_OPEN_CREATE) != 0 && !IsInMemory()) {
-        int reserved = kPageReservedBytes;
-        m_connection->Check(sqlite3_file_control(m_connection->Handle(), "main",
-                                                 SQLITE_FCNTL_RESERVE_BYTES, &reserved),
-                            "reserve room for page checksums");
-        m_connection->Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
-        m_connection->Execute(
-            ("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
-        m_connection->Execute("PRAGMA journal_mode = WAL");
-    }
+}
+
+void Engine::PrepareNewFile() {
+    int reserved = kPageReservedBytes;
+    m_connection->Check(
+        sqlite3_file_control(m_connection->Handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved),
+        "reserve room for page checksums");
+    m_connection->Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
+    m_connection->Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+    m_connection->Execute("PRAGMA journal_mode = WAL");
+}
+
+void Engine::OpenCatalogue() {
     m_connection->Execute(
         "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -8192;"
         "PRAGMA temp_store = MEMORY");

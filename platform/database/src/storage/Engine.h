@@ -72,7 +72,9 @@ class Engine {
 
   private:
     Engine() = default;
-    void OpenCatalogue(const std::string& name, int flags, const char* vfs);
+    void Connect(const std::string& name, int flags, const char* vfs);
+    void PrepareNewFile();
+    void OpenCatalogue();
     void WriteFirstState(const Identity& identity);
     void BeginSnapshot();
     void EndSnapshot();

@@ -4,9 +4,10 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
-#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
+#include <span>
 
 namespace orq::storage {
 
@@ -33,6 +34,12 @@ std::uint64_t PageChecksum(const void* page, std::int64_t pageNumber) {
     return XXH3_64bits_withSeed(page, kCheckedBytes, static_cast<XXH64_hash_t>(pageNumber));
 }
 
+bool IsIntact(std::span<const std::byte> page, std::int64_t pageNumber) {
+    std::uint64_t stored = 0;
+    std::memcpy(&stored, page.data() + kCheckedBytes, sizeof stored);
+    return stored == PageChecksum(page.data(), pageNumber);
+}
+
 bool IsPage(int amount, sqlite3_int64 offset) {
     return amount == kCataloguePageSize && offset % kCataloguePageSize == 0;
 }
@@ -43,30 +50,50 @@ int Read(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
         return code;
     }
     const std::int64_t page = offset / kCataloguePageSize + 1;
-    if (!PageIsIntact({static_cast<const std::byte*>(buffer), kCataloguePageSize}, page)) {
+    if (!IsIntact({static_cast<const std::byte*>(buffer), kCataloguePageSize}, page)) {
         g_lastDamagedPage = page;
         return SQLITE_IOERR_DATA;
     }
     return SQLITE_OK;
 }
 
+int WritePage(sqlite3_file* file, const void* content, sqlite3_int64 offset) {
+    std::array<std::byte, kCataloguePageSize> page;
+    std::memcpy(page.data(), content, kCheckedBytes);
+    const std::uint64_t sum = PageChecksum(page.data(), offset / kCataloguePageSize + 1);
+    std::memcpy(page.data() + kCheckedBytes, &sum, sizeof sum);
+    return Below(file)->pMethods->xWrite(Below(file), page.data(), kCataloguePageSize, offset);
+}
+
+// Writes empty pages from the end of the file to `end`. What SQLite leaves out would else be zeros
+// without a checksum, like a page that the disk has lost.
+int FillUpTo(sqlite3_file* file, sqlite3_int64 end) {
+    constexpr std::array<std::byte, kCheckedBytes> kEmpty{};
+    sqlite3_int64 size = 0;
+    int code = Below(file)->pMethods->xFileSize(Below(file), &size);
+    for (sqlite3_int64 at = size / kCataloguePageSize * kCataloguePageSize;
+         code == SQLITE_OK && at < end; at += kCataloguePageSize) {
+        code = WritePage(file, kEmpty.data(), at);
+    }
+    return code;
+}
+
 int Write(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
     if (!IsPage(amount, offset)) {
         return Below(file)->pMethods->xWrite(Below(file), buffer, amount, offset);
     }
-    std::array<std::byte, kCataloguePageSize> page;
-    std::memcpy(page.data(), buffer, kCheckedBytes);
-    const std::uint64_t sum = PageChecksum(page.data(), offset / kCataloguePageSize + 1);
-    std::memcpy(page.data() + kCheckedBytes, &sum, sizeof sum);
-    return Below(file)->pMethods->xWrite(Below(file), page.data(), amount, offset);
+    const int code = FillUpTo(file, offset);
+    return code == SQLITE_OK ? WritePage(file, buffer, offset) : code;
+}
+
+int Truncate(sqlite3_file* file, sqlite3_int64 size) {
+    const int code = FillUpTo(file, size);
+    return code == SQLITE_OK ? Below(file)->pMethods->xTruncate(Below(file), size) : code;
 }
 
 // Everything else goes to the file below unchanged.
 int Close(sqlite3_file* f) {
     return Below(f)->pMethods->xClose(Below(f));
-}
-int Truncate(sqlite3_file* f, sqlite3_int64 size) {
-    return Below(f)->pMethods->xTruncate(Below(f), size);
 }
 int Sync(sqlite3_file* f, int flags) {
     return Below(f)->pMethods->xSync(Below(f), flags);
@@ -168,15 +195,6 @@ const char* PageChecksumVfsName() {
 
 std::int64_t LastDamagedPage() {
     return g_lastDamagedPage;
-}
-
-bool PageIsIntact(std::span<const std::byte> page, std::int64_t pageNumber) {
-    std::uint64_t stored = 0;
-    std::memcpy(&stored, page.data() + kCheckedBytes, sizeof stored);
-    if (stored == PageChecksum(page.data(), pageNumber)) {
-        return true;
-    }
-    return std::ranges::all_of(page, [](std::byte b) { return b == std::byte{0}; });
 }
 
 }  // namespace orq::storage

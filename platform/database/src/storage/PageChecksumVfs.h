@@ -6,9 +6,7 @@
 // program that writes to it leaves pages without their checksum, which then read as damaged.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <span>
 
 namespace orq::storage {
 
@@ -20,8 +18,5 @@ const char* PageChecksumVfsName();
 
 // The number (from 1) of the page that was last found damaged in this process, 0 when none was.
 std::int64_t LastDamagedPage();
-
-// Whether a whole page is as it was written. A page of zeros has never been written and is intact.
-bool PageIsIntact(std::span<const std::byte> page, std::int64_t pageNumber);
 
 }  // namespace orq::storage

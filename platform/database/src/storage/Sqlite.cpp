@@ -63,6 +63,25 @@ sqlite3_stmt* Connection::Prepare(const std::string& sql) {
     return statement;
 }
 
+sqlite3_file* Connection::File() const {
+    sqlite3_file* file = nullptr;
+    Check(sqlite3_file_control(m_handle, "main", SQLITE_FCNTL_FILE_POINTER, &file),
+          "find the catalogue's file");
+    return file;
+}
+
+std::int64_t Connection::FileSize() const {
+    sqlite3_file* file = File();
+    sqlite3_int64 size = 0;
+    Check(file->pMethods->xFileSize(file, &size), "ask for the catalogue's size");
+    return size;
+}
+
+int Connection::ReadFile(std::int64_t offset, std::span<std::byte> bytes) const {
+    sqlite3_file* file = File();
+    return file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), offset);
+}
+
 void Connection::Fail(int code, std::string_view doing) const {
     std::string text = m_path + ": ";
     if (code == SQLITE_IOERR_DATA) {

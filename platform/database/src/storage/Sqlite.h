@@ -31,11 +31,20 @@ class Connection {
     }
     sqlite3* Handle() const { return m_handle; }
 
+    // The database's main file as it lies on the disk, without what is still in the log. There is
+    // no other way to look at it: closing a descriptor of ours would end, for the whole process,
+    // the locks that keep other processes from deleting the log.
+    std::int64_t FileSize() const;
+    // Answers SQLite's result code.
+    int ReadFile(std::int64_t offset, std::span<std::byte> bytes) const;
+
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no
     // loss (the log stays and is read at the next opening), so nothing is thrown.
     void Close() noexcept;
 
   private:
+    sqlite3_file* File() const;
+
     sqlite3* m_handle = nullptr;
     std::string m_path;
 };

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <filesystem>
-#include <memory>
 
 #include "Engine.h"
 #include "ORQBasFailure.h"
@@ -14,36 +11,23 @@ namespace orq::storage {
 
 namespace {
 
-using File = std::unique_ptr<FILE, int (*)(FILE*)>;
-
-bool ReadPage(FILE* file, std::int64_t number, std::array<std::byte, kCataloguePageSize>& page) {
-    return fseek(file, static_cast<long>((number - 1) * kCataloguePageSize), SEEK_SET) == 0 &&
-           fread(page.data(), 1, page.size(), file) == page.size();
-}
-
 // A writer may be folding its log in just now, so a page that differs is looked at again.
-bool IsIntactOnDisk(FILE* file, std::int64_t number) {
+bool IsIntactOnDisk(const Connection& connection, std::int64_t number) {
     std::array<std::byte, kCataloguePageSize> page;
     for (int attempt = 0; attempt < 5; ++attempt) {
-        if (ReadPage(file, number, page) && PageIsIntact(page, number)) {
+        // The checksum is compared on the way.
+        if (connection.ReadFile((number - 1) * kCataloguePageSize, page) == SQLITE_OK) {
             return true;
         }
-        fflush(file);
     }
     return false;
 }
 
-void VerifyPages(const std::string& path, std::vector<std::string>& problems) {
-    const File file(std::fopen(path.c_str(), "rb"), std::fclose);
-    if (file == nullptr) {
-        problems.push_back(path + ": cannot be read");
-        return;
-    }
-    std::setvbuf(file.get(), nullptr, _IONBF, 0);
-    const auto nPages =
-        static_cast<std::int64_t>(std::filesystem::file_size(path)) / kCataloguePageSize;
+void VerifyPages(const Connection& connection, const std::string& path,
+                 std::vector<std::string>& problems) {
+    const std::int64_t nPages = connection.FileSize() / kCataloguePageSize;
     for (std::int64_t number = 1; number <= nPages; ++number) {
-        if (!IsIntactOnDisk(file.get(), number)) {
+        if (!IsIntactOnDisk(connection, number)) {
             problems.push_back(path + ": page " + std::to_string(number) +
                                " is damaged (checksum differs)");
         }
@@ -84,7 +68,7 @@ void CheckCoverage(std::vector<Piece> pieces, std::int64_t bulkEnd,
 std::vector<std::string> Engine::Verify(const std::function<void(double)>& progress) {
     std::vector<std::string> problems;
     if (!IsInMemory()) {
-        VerifyPages(CataloguePath(m_directory), problems);
+        VerifyPages(*m_connection, CataloguePath(m_directory), problems);
     }
     sqlite3_stmt* check = m_connection->Prepare("PRAGMA integrity_check");
     int code = SQLITE_ROW;

@@ -1,0 +1,314 @@
+// Files that are not as they were written: found, named, and never a wrong value in silence.
+#include <sqlite3.h>
+
+#include <cstring>
+#include <random>
+
+#include "ORQSimLinks.h"
+#include "Peer.h"
+#include "Vocabulary.h"
+
+namespace {
+
+constexpr int kNodes = 30'000;  // four checksum blocks
+
+std::string Catalogue(const std::string& path) {
+    return path + "/catalogue.sqlite";
+}
+std::string Bulk(const std::string& path) {
+    return path + "/bulk.bin";
+}
+
+double ValueAt(int node) {
+    return 1e6 + node;
+}
+
+// Everything that is in the database, as one text.
+std::string ReadAll(const ORQSimDatabase& database) {
+    std::string all;
+    const ORQSimPosition focus = database.Focus();
+    for (auto i = focus.GetMap(Slot(10)).Begin(); i.NotDone(); ++i) {
+        all += i.Key().UTF8() + '=' + (*i).DataRecord().ReturnString(0).UTF8() + ';';
+    }
+    for (auto i = focus.GetVector(Slot(11)).Begin(); i.NotDone(); ++i) {
+        for (const int member : OrderedMembers((*i).CSet())) {
+            all += std::to_string(member) + ' ';
+        }
+        all += (*i).Parent(Slot(11)) == focus ? "found back;" : "lost;";
+    }
+    for (const double value : FirstComponent(database)) {
+        all += std::to_string(value) + ' ';
+    }
+    return all;
+}
+
+// A closed database with some hundred records, long texts that fill pages of their own, sets and
+// bulk data. Its files are kept, so that each case begins with intact ones.
+class DamageTest : public testing::Test {
+  protected:
+    DamageTest() {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        MakeModel(database, kNodes);
+        InTransaction(database, [&] {
+            const ORQSimPosition focus = database.Focus();
+            for (int i = 0; i < 150; ++i) {
+                const ORQSimPosition record = focus.CreateDataRecord(Slot(20)).Pos();
+                const std::string text(i % 40 == 0 ? 9000 : 20, static_cast<char>('a' + i % 26));
+                record.DataRecord().SetString(0, text.c_str());
+                focus.GetMap(Slot(10)).Insert(("record " + std::to_string(i)).c_str(), record);
+            }
+            Ints members;
+            for (int i = 0; i < 900; ++i) {
+                members.push_back(i * i % 7919);
+            }
+            focus.GetVector(Slot(11)).PushBack(
+                SetOf(Nodes(database), members).RegisterWithCollection());
+            Doubles values;
+            for (int node = 0; node < kNodes; ++node) {
+                values.push_back(ValueAt(node));
+            }
+            Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
+                   values, kNodes);
+        });
+        m_contents = ReadAll(database);
+    }
+    void SetUp() override {
+        m_catalogue = ReadBytes(Catalogue(m_path));
+        m_bulk = ReadBytes(Bulk(m_path));
+    }
+    void Restore() {
+        WriteBytes(Catalogue(m_path), m_catalogue);
+        WriteBytes(Bulk(m_path), m_bulk);
+    }
+    ORQSimDatabase Open(Mode mode = Mode::ReadOnly) const {
+        return ORQSimDatabase::Open(m_path, mode);
+    }
+    testing::AssertionResult OpeningFails(Kind kind,
+                                          std::initializer_list<std::string> parts) const {
+        const testing::AssertionResult reading = Fails(kind, parts, [&] { Open(); });
+        return reading ? Fails(kind, parts, [&] { Open(Mode::ReadWrite); }) : reading;
+    }
+
+    // Reads everything. What was damaged must either not matter or be told with the file's name,
+    // and Verify must find it.
+    void ExpectFoundAndNeverWrong() {
+        try {
+            const ORQSimDatabase database = Open();
+            const Texts problems = database.Verify();
+            ASSERT_NE(problems, Texts());
+            ASSERT_NE(problems.front().find("catalogue.sqlite"), std::string::npos)
+                << problems.front();
+            ASSERT_TRUE(ReadAll(database) == m_contents) << "wrong values in silence";
+        } catch (const ORQBasFailure& failure) {
+            ASSERT_TRUE(failure.Kind() == Kind::Damaged || failure.Kind() == Kind::Foreign)
+                << failure.Text();
+            ASSERT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
+        }
+    }
+
+    Folder m_folder;
+    const std::string m_path = m_folder / "model.orq";
+    std::string m_contents;
+    std::string m_catalogue;
+    std::string m_bulk;
+};
+
+}  // namespace
+
+TEST_F(DamageTest, AnyFlippedBitOfTheCatalogueIsFound) {
+    std::mt19937 random(20240609);
+    for (int round = 0; round < 150; ++round) {
+        const auto byte = round < 30 ? static_cast<std::size_t>(random() % 120)
+                                     : static_cast<std::size_t>(random() % m_catalogue.size());
+        const auto bit = static_cast<char>(1 << random() % 8);
+        SCOPED_TRACE("bit " + std::to_string(bit) + " of byte " + std::to_string(byte));
+        std::string damaged = m_catalogue;
+        damaged[byte] = static_cast<char>(damaged[byte] ^ bit);
+        WriteBytes(Catalogue(m_path), damaged);
+        ASSERT_NO_FATAL_FAILURE(ExpectFoundAndNeverWrong());
+    }
+    Restore();
+    EXPECT_EQ(Open().Verify(), Texts());
+}
+
+TEST_F(DamageTest, AnyLostOrMisplacedPageOfTheCatalogueIsFound) {
+    constexpr std::size_t kPage = 4096;
+    for (std::size_t page = 0; page < m_catalogue.size() / kPage; ++page) {
+        SCOPED_TRACE("page " + std::to_string(page + 1));
+        std::string damaged = m_catalogue;
+        damaged.replace(page * kPage, kPage, kPage, '\0');
+        WriteBytes(Catalogue(m_path), damaged);
+        ASSERT_NO_FATAL_FAILURE(ExpectFoundAndNeverWrong());
+        if (page > 1) {
+            damaged = m_catalogue;
+            damaged.replace(page * kPage, kPage, m_catalogue, (page - 1) * kPage, kPage);
+            WriteBytes(Catalogue(m_path), damaged);
+            ASSERT_NO_FATAL_FAILURE(ExpectFoundAndNeverWrong());
+        }
+    }
+}
+
+TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
+    const double value = ValueAt(20'000);
+    std::string damaged = m_bulk;
+    const std::size_t at =
+        damaged.find(std::string(reinterpret_cast<const char*>(&value), sizeof value));
+    ASSERT_NE(at, std::string::npos);
+    damaged[at + 2] = static_cast<char>(damaged[at + 2] ^ 4);
+    WriteBytes(Bulk(m_path), damaged);
+    const ORQSimDatabase database = Open(Mode::ReadWrite);
+    const auto read = [&](int first, int count) {
+        return Read(Field(database), RunOf(Nodes(database), first, count),
+                    RunOf(Components(database), 0, 1));
+    };
+    EXPECT_EQ(read(0, 1000).back(), ValueAt(999));
+    EXPECT_TRUE(
+        Fails(Kind::Damaged, {"bulk.bin", "block at byte", "damaged"}, [&] { read(19'990, 5); }));
+    EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] { read(19'990, 5); }));
+    EXPECT_EQ(read(29'999, 1).back(), ValueAt(29'999));
+    const Texts problems = database.Verify();
+    ASSERT_EQ(problems.size(), 1u);
+    EXPECT_NE(problems[0].find("bulk.bin: the block at byte"), std::string::npos) << problems[0];
+    // Writing beside it must not make the damaged bytes pass for good ones.
+    {
+        ORQSimTransaction transaction(database.ContextID());
+        EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] {
+            Append(database, RunOf(Nodes(database), 20'001, 1), RunOf(Components(database), 0, 1),
+                   {5.0});
+        }));
+    }
+    EXPECT_EQ(database.Verify().size(), 1u);
+}
+
+TEST_F(DamageTest, DamagedSetMembersInTheBulkFileAreFound) {
+    Ints members;
+    for (int i = 0; i < 5000; ++i) {
+        members.push_back(i * 5 + i % 2);
+    }
+    {
+        const ORQSimDatabase database = Open(Mode::ReadWrite);
+        InTransaction(database, [&] {
+            database.Focus().GetVector(Slot(11)).PushBack(
+                SetOf(Nodes(database), members).RegisterWithCollection());
+        });
+    }
+    std::string damaged = ReadBytes(Bulk(m_path));
+    const std::size_t at =
+        damaged.find(std::string(reinterpret_cast<const char*>(members.data()), 40 * sizeof(int)));
+    ASSERT_NE(at, std::string::npos);
+    damaged[at + 8] = static_cast<char>(damaged[at + 8] ^ 1);
+    WriteBytes(Bulk(m_path), damaged);
+    const ORQSimDatabase database = Open();
+    EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] { ReadAll(database); }));
+    EXPECT_NE(database.Verify(), Texts());
+}
+
+TEST_F(DamageTest, TheBulkFilesHeaderIsChecked) {
+    for (const std::size_t byte : {0u, 9u, 13u, 20u, 35u}) {
+        SCOPED_TRACE("byte " + std::to_string(byte));
+        std::string damaged = m_bulk;
+        damaged[byte] = static_cast<char>(damaged[byte] ^ 1);
+        WriteBytes(Bulk(m_path), damaged);
+        EXPECT_TRUE(OpeningFails(Kind::Damaged, {Bulk(m_path)}));
+    }
+}
+
+TEST_F(DamageTest, TruncatedFilesAreNamed) {
+    WriteBytes(Bulk(m_path), m_bulk.substr(0, m_bulk.size() - 5000));
+    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Bulk(m_path), "truncated"}));
+    WriteBytes(Bulk(m_path), "");
+    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Bulk(m_path)}));
+    Restore();
+    WriteBytes(Catalogue(m_path), m_catalogue.substr(0, m_catalogue.size() / 2));
+    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Catalogue(m_path)}));
+    for (const std::size_t size : {0u, 50u, 100u, 4095u}) {
+        SCOPED_TRACE(size);
+        WriteBytes(Catalogue(m_path), m_catalogue.substr(0, size));
+        EXPECT_TRUE(OpeningFails(Kind::Damaged, {Catalogue(m_path)}));
+    }
+    // Nothing that was refused has been changed or completed.
+    EXPECT_EQ(ReadBytes(Catalogue(m_path)), m_catalogue.substr(0, 4095));
+    Restore();
+    EXPECT_EQ(ReadAll(Open()), m_contents);
+}
+
+TEST_F(DamageTest, MissingFilesAreNamed) {
+    std::filesystem::remove(Bulk(m_path));
+    EXPECT_TRUE(OpeningFails(Kind::Damaged, {m_path, "bulk.bin is missing"}));
+    EXPECT_FALSE(std::filesystem::exists(Bulk(m_path)));
+    Restore();
+    std::filesystem::remove(Catalogue(m_path));
+    EXPECT_TRUE(OpeningFails(Kind::Damaged, {m_path, "catalogue.sqlite is missing"}));
+    std::filesystem::remove(Bulk(m_path));
+    EXPECT_TRUE(OpeningFails(Kind::Foreign, {m_path, "not a model database"}));
+    std::filesystem::remove_all(m_path);
+    EXPECT_TRUE(OpeningFails(Kind::Io, {m_path, "does not exist"}));
+    WriteBytes(m_path, "some file");
+    EXPECT_TRUE(OpeningFails(Kind::Foreign, {m_path, "not a directory"}));
+    EXPECT_TRUE(Fails(Kind::Usage, {m_path, "exists"}, [&] { ORQSimDatabase::Create(m_path); }));
+    EXPECT_EQ(ReadBytes(m_path), "some file");
+    const std::string nowhere = m_folder / "none/model.orq";
+    EXPECT_TRUE(Fails(Kind::Io, {nowhere}, [&] { ORQSimDatabase::Create(nowhere); }));
+}
+
+TEST_F(DamageTest, ABulkFileOfAnotherDatabaseIsForeign) {
+    const std::string other = m_folder / "other.orq";
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Create(other);
+        MakeModel(database, 5);
+    }
+    WriteBytes(Bulk(m_path), ReadBytes(Bulk(other)));
+    EXPECT_TRUE(OpeningFails(Kind::Foreign, {Bulk(m_path), "another database"}));
+}
+
+TEST_F(DamageTest, DatabasesOfOtherProgramsAreForeignAndLeftAlone) {
+    const std::string name = m_folder / "other.sqlite";
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(name.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "CREATE TABLE t(a)", nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(other);
+    std::filesystem::remove(m_path + "/lock");
+    std::filesystem::copy_file(name, Catalogue(m_path),
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_TRUE(OpeningFails(Kind::Foreign, {Catalogue(m_path)}));
+    WriteBytes(Catalogue(m_path), std::string(10'000, 'x'));
+    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Catalogue(m_path), "not a catalogue"}));
+    EXPECT_FALSE(std::filesystem::exists(m_path + "/lock"));
+}
+
+TEST_F(DamageTest, ANewerFormatIsRefusedByBothNumbers) {
+    // Through the program's own VFS, which is registered now, so that the page keeps its checksum.
+    sqlite3* catalogue = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(Catalogue(m_path).c_str(), &catalogue, SQLITE_OPEN_READWRITE,
+                              "orq-page-checksum"),
+              SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(catalogue, "UPDATE state SET format = 12", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(catalogue);
+    EXPECT_TRUE(OpeningFails(Kind::Foreign, {m_path, "version 12", "version 1"}));
+}
+
+TEST_F(DamageTest, AClosedDatabaseOpensFromADirectoryThatCannotBeWritten) {
+    namespace fs = std::filesystem;
+    constexpr auto kReadOnly = static_cast<fs::perms>(0555);
+    fs::permissions(m_folder / ".", kReadOnly);
+    fs::permissions(m_path, kReadOnly);
+    // Nothing is forbidden to the superuser, so another user looks.
+    Peer peer({[&]() -> std::string {
+                   if (geteuid() == 0 && setuid(65534) != 0) {
+                       return "cannot become another user";
+                   }
+                   const ORQSimDatabase database = Open();
+                   return ReadAll(database) == m_contents && database.Verify().empty() ? "intact"
+                                                                                       : "differs";
+               },
+               [&]() -> std::string { return Open(Mode::ReadWrite).Path(); },
+               [&]() -> std::string { return Open().Path(); }});
+    EXPECT_EQ(peer.Run(), "intact");
+    const std::string refusal = peer.Run();
+    EXPECT_NE(refusal.find("cannot open"), std::string::npos) << refusal;
+    fs::permissions(m_folder / ".", fs::perms::owner_all);
+    const std::string hidden = peer.Run();
+    EXPECT_NE(hidden.find("Permission denied"), std::string::npos) << hidden;
+    fs::permissions(m_path, fs::perms::owner_all);
+}

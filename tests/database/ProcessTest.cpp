@@ -1,0 +1,236 @@
+// Several handles and processes on one database, and processes that die.
+#include <chrono>
+#include <cmath>
+#include <numeric>
+#include <thread>
+
+#include "Peer.h"
+#include "Vocabulary.h"
+
+namespace {
+
+constexpr int kNodes = 5000;
+
+void WriteAll(const ORQSimDatabase& database, double value) {
+    InTransaction(database, [&] {
+        Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
+               Filled(kNodes, value));
+    });
+}
+
+ORQSimDatabase OpenToWrite(const std::string& path) {
+    return ORQSimDatabase::Open(path, Mode::ReadWrite);
+}
+ORQSimDatabase OpenToRead(const std::string& path) {
+    return ORQSimDatabase::Open(path, Mode::ReadOnly);
+}
+
+// "1" when every value is 1, and so on; "mixed" when they differ.
+std::string ValueOf(const ORQSimDatabase& database) {
+    const Doubles values = FirstComponent(database);
+    return values == Filled(kNodes, values.front()) ? std::to_string(std::lround(values.front()))
+                                                    : "mixed";
+}
+
+// A database on disk, closed, whose field holds the value 1 everywhere.
+class ProcessTest : public testing::Test {
+  protected:
+    ProcessTest() {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        MakeModel(database, kNodes);
+        WriteAll(database, 1);
+    }
+
+    Folder m_folder;
+    const std::string m_path = m_folder / "model.orq";
+};
+
+}  // namespace
+
+TEST_F(ProcessTest, ASecondWriterIsRefusedByTheNameOfTheFirst) {
+    std::optional<ORQSimDatabase> peerHolds;
+    Peer peer({[&] {
+                   peerHolds = OpenToWrite(m_path);
+                   return "open";
+               },
+               [&] {
+                   peerHolds.reset();
+                   return "closed";
+               },
+               [&] { return OpenToWrite(m_path).IsWritable() ? "open" : ""; }});
+    EXPECT_EQ(peer.Run(), "open");
+    EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(peer.Process())},
+                      [&] { OpenToWrite(m_path); }));
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), "1");
+    EXPECT_EQ(peer.Run(), "closed");
+    {
+        const ORQSimDatabase first = OpenToWrite(m_path);
+        EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(getpid())},
+                          [&] { OpenToWrite(m_path); }));
+        const std::string refusal = peer.Run();
+        EXPECT_NE(refusal.find("process " + std::to_string(getpid())), std::string::npos)
+            << refusal;
+    }
+    EXPECT_TRUE(OpenToWrite(m_path).IsWritable());
+}
+
+TEST_F(ProcessTest, AReaderWritesNothing) {
+    const ORQSimDatabase reader = OpenToRead(m_path);
+    EXPECT_FALSE(reader.IsWritable());
+    EXPECT_TRUE(Fails(Kind::Usage, {m_path, "reading only"},
+                      [&] { ORQSimTransaction transaction(reader.ContextID()); }));
+    EXPECT_TRUE(Fails(Kind::Usage, {}, [&] { reader.Focus().CreateDataRecord(Slot(4)); }));
+    EXPECT_EQ(reader.Verify(), Texts());
+}
+
+TEST_F(ProcessTest, AReaderKeepsItsStateWhileAnotherProcessOverwritesManyTimes) {
+    Peer writer({[&] {
+                     const ORQSimDatabase database = OpenToWrite(m_path);
+                     for (int value = 2; value < 40; ++value) {
+                         WriteAll(database, value);
+                         database.Focus();
+                     }
+                     return std::to_string(database.Sizes().bulk);
+                 },
+                 [&] {
+                     const ORQSimDatabase database = OpenToWrite(m_path);
+                     for (int value = 40; value < 80; ++value) {
+                         WriteAll(database, value);
+                     }
+                     return std::to_string(database.Sizes().bulk);
+                 }});
+    std::int64_t grown = 0;
+    {
+        ORQSimDatabase touched = OpenToRead(m_path);
+        ORQSimDatabase untouched = OpenToRead(m_path);
+        EXPECT_EQ(ValueOf(touched), "1");
+        grown = std::stoll(writer.Run());
+        EXPECT_EQ(ValueOf(touched), "1");
+        EXPECT_EQ(ValueOf(untouched), "1");
+        EXPECT_EQ(untouched.Verify(), Texts());
+        EXPECT_TRUE(touched.Refresh());
+        EXPECT_FALSE(touched.Refresh());
+        EXPECT_EQ(ValueOf(touched), "39");
+        EXPECT_EQ(ValueOf(untouched), "1");
+    }
+    // The space that the reader held back is used again.
+    EXPECT_LE(std::stoll(writer.Run()), grown);
+    const ORQSimDatabase database = OpenToWrite(m_path);
+    EXPECT_EQ(ValueOf(database), "79");
+    EXPECT_EQ(database.Verify(), Texts());
+}
+
+TEST_F(ProcessTest, AReaderOfTheSameProcessSeesCommitsAfterRefreshing) {
+    const ORQSimDatabase writer = OpenToWrite(m_path);
+    ORQSimDatabase reader = OpenToRead(m_path);
+    WriteAll(writer, 2);
+    {
+        ORQSimTransaction open(writer.ContextID());
+        Append(writer, RunOf(Nodes(writer), 0, kNodes), RunOf(Components(writer), 0, 1),
+               Filled(kNodes, 3));
+        EXPECT_EQ(ValueOf(reader), "1");
+        EXPECT_TRUE(reader.Refresh());
+        EXPECT_EQ(ValueOf(reader), "2");
+        EXPECT_EQ(ValueOf(writer), "3");
+    }
+    EXPECT_FALSE(reader.Refresh());
+    EXPECT_EQ(ValueOf(reader), "2");
+}
+
+// Locks of the operating system on a file end for a whole process when it closes any of its own
+// descriptors of that file; verifying and opening a second handle must not do that.
+TEST_F(ProcessTest, CommitsLastThoughOtherHandlesComeAndGo) {
+    Peer other(
+        {[&] { return ValueOf(OpenToRead(m_path)); }, [&] { return ValueOf(OpenToRead(m_path)); }});
+    const ORQSimDatabase writer = OpenToWrite(m_path);
+    EXPECT_EQ(writer.Verify(), Texts());
+    OpenToRead(m_path);
+    EXPECT_EQ(other.Run(), "1");
+    WriteAll(writer, 2);
+    EXPECT_EQ(other.Run(), "2");
+}
+
+TEST_F(ProcessTest, AProcessThatEndsWithoutClosingLeavesTheLastCommit) {
+    {
+        Peer peer({[&] {
+            static const ORQSimDatabase database = OpenToWrite(m_path);
+            WriteAll(database, 2);
+            static ORQSimTransaction open(database.ContextID());
+            Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
+                   Filled(kNodes, 3));
+            return ValueOf(database);
+        }});
+        EXPECT_EQ(peer.Run(), "3");
+    }
+    const ORQSimDatabase database = OpenToWrite(m_path);
+    EXPECT_EQ(ValueOf(database), "2");
+    EXPECT_EQ(database.Verify(), Texts());
+    WriteAll(database, 4);
+    EXPECT_EQ(ValueOf(database), "4");
+}
+
+// Batches of 50 rows whose values are their node numbers; the focus counts the batches. Now and
+// then all rows so far are overwritten, so that space is freed and used again.
+TEST_F(ProcessTest, KilledAtAnyMomentItLeavesTheLastCommit) {
+    constexpr int kBatch = 50;
+    const auto batches = [](const ORQSimDatabase& database) {
+        return database.Focus().DataRecord().GetInt(0);
+    };
+    const auto append = [&](const ORQSimDatabase& database) {
+        const int done = batches(database);
+        const int first = done % 7 == 6 ? 0 : done * kBatch;
+        const int count = (done + 1) * kBatch - first;
+        Doubles values(static_cast<std::size_t>(count));
+        std::iota(values.begin(), values.end(), first);
+        InTransaction(database, [&] {
+            ORQSimCollection(Nodes(database)).ExtendSpace(first + count);
+            Append(database, RunOf(Nodes(database), first, count),
+                   RunOf(Components(database), 0, 1), values);
+            database.Focus().DataRecord().SetInt(0, done + 1);
+        });
+        return done + 1;
+    };
+    std::filesystem::remove_all(m_path);
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        MakeModel(database, 0);
+        InTransaction(database, [&] {
+            MakeDrawer(Field(database), RunOf(Nodes(database), 0, 0),
+                       RunOf(Components(database), 0, 1), 700);
+        });
+    }
+    std::mt19937 random(20240608);
+    for (int round = 0; round < 20; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        int reported = 0;
+        {
+            std::optional<ORQSimDatabase> database;
+            Peer peer({[&] {
+                           database = OpenToWrite(m_path);
+                           return std::to_string(batches(*database));
+                       },
+                       [&]() -> std::string {
+                           while (true) {
+                               append(*database);
+                           }
+                       }});
+            reported = std::stoi(peer.Run());
+            peer.Go();
+            std::this_thread::sleep_for(
+                std::chrono::microseconds(std::uniform_int_distribution(500, 60'000)(random)));
+            peer.Kill();
+        }
+        const ORQSimDatabase database = OpenToWrite(m_path);
+        const int done = batches(database);
+        ASSERT_GE(done, reported);
+        Doubles expected(static_cast<std::size_t>(done * kBatch));
+        std::iota(expected.begin(), expected.end(), 0);
+        ASSERT_EQ(FirstComponent(database), expected);
+        ASSERT_EQ(database.Verify(), Texts());
+        append(database);
+        ASSERT_EQ(batches(database), done + 1);
+    }
+    const ORQSimDatabase database = OpenToWrite(m_path);
+    EXPECT_GT(batches(database), 40);
+    EXPECT_LT(database.Sizes().bulk, 5 * batches(database) * kBatch * 8 + 100'000);
+}

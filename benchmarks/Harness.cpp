@@ -8,6 +8,8 @@
 #include <chrono>
 #include <cstddef>
 #include <nlohmann/json.hpp>
+#include <numeric>
+#include <random>
 #include <stdexcept>
 
 namespace storage_benchmark {
@@ -37,17 +39,21 @@ double Median(std::vector<double> values) {
 
 }  // namespace
 
-void Require(bool isRight, const std::string& text) {
+void Require(bool isRight, std::string_view text) {
     if (!isRight) {
-        throw std::runtime_error(text);
+        throw std::runtime_error(std::string(text));
     }
 }
 
 Row Measure(const Settings& settings, const std::string& workload, double wantedRatio,
             const std::vector<Contender>& contenders) {
     std::vector<std::vector<double>> times(contenders.size());
+    std::vector<std::size_t> order(contenders.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::mt19937 random(7);
     for (int run = 0; run < settings.nRuns; ++run) {
-        for (std::size_t i = 0; i < contenders.size(); ++i) {
+        std::ranges::shuffle(order, random);
+        for (const std::size_t i : order) {
             contenders[i].prepare();
             SettleDisk(settings.directory);
             times[i].push_back(MillisecondsOf(contenders[i].run));

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -37,13 +38,14 @@ struct Row {
     std::vector<std::pair<std::string, double>> peers;
 };
 
-// Runs the contenders in turns, as often as the settings say: first ours, then the limit, then the
-// peers. Before each timed piece the disk has finished what was written before.
+// Runs the contenders in turns, as often as the settings say; given are ours, the limit and then the
+// peers. The order is another one each time, as what ran before leaves its traces in the caches.
+// Before each timed piece the disk has finished what was written before.
 Row Measure(const Settings& settings, const std::string& workload, double wantedRatio,
             const std::vector<Contender>& contenders);
 
 // Throws with this text unless `isRight`.
-void Require(bool isRight, const std::string& text);
+void Require(bool isRight, std::string_view text);
 
 std::string AsTable(const std::vector<Row>& rows);
 std::string AsJson(const Settings& settings, const std::vector<Row>& rows);

@@ -38,9 +38,9 @@ struct Row {
     std::vector<std::pair<std::string, double>> peers;
 };
 
-// Runs the contenders in turns, as often as the settings say; given are ours, the limit and then the
-// peers. The order is another one each time, as what ran before leaves its traces in the caches.
-// Before each timed piece the disk has finished what was written before.
+// Runs the contenders in turns, as often as the settings say; given are ours, the limit and then
+// the peers. The order is another one each time, as what ran before leaves its traces in the
+// caches. Before each timed piece the disk has finished what was written before.
 Row Measure(const Settings& settings, const std::string& workload, double wantedRatio,
             const std::vector<Contender>& contenders);
 

@@ -14,14 +14,10 @@
 
 namespace storage_benchmark {
 
-PlainFile PlainFile::Create(const std::filesystem::path& path) {
-    return {path, O_RDWR | O_CREAT | O_TRUNC};
-}
-
-PlainFile::PlainFile(const std::filesystem::path& path) : PlainFile(path, O_RDONLY) {}
-
-PlainFile::PlainFile(const std::filesystem::path& path, int flags)
-    : m_path(path), m_file(open(path.c_str(), flags | O_CLOEXEC, 0666)) {
+PlainFile::PlainFile(const std::filesystem::path& path, Mode mode)
+    : m_path(path),
+      m_file(open(path.c_str(),
+                  O_CLOEXEC | (mode == Mode::Read ? O_RDONLY : O_RDWR | O_CREAT | O_TRUNC), 0666)) {
     Require(m_file >= 0, path.string() + ": cannot be opened");
 }
 
@@ -52,7 +48,7 @@ std::int64_t PlainFile::Size() const {
 }
 
 MappedFile::MappedFile(const std::filesystem::path& path) {
-    const PlainFile file(path);
+    const PlainFile file(path, PlainFile::Mode::Read);
     const auto size = static_cast<std::size_t>(file.Size());
     void* map = mmap(nullptr, size, PROT_READ, MAP_SHARED, file.Handle(), 0);
     Require(map != MAP_FAILED, path.string() + ": cannot be mapped");

@@ -11,9 +11,9 @@ namespace storage_benchmark {
 
 class PlainFile {
   public:
-    // Makes an empty file or opens one.
-    static PlainFile Create(const std::filesystem::path& path);
-    explicit PlainFile(const std::filesystem::path& path);
+    enum class Mode { CreateEmpty, Read };
+
+    PlainFile(const std::filesystem::path& path, Mode mode);
     ~PlainFile();
     PlainFile(const PlainFile&) = delete;
     PlainFile& operator=(const PlainFile&) = delete;
@@ -26,8 +26,6 @@ class PlainFile {
     int Handle() const { return m_file; }
 
   private:
-    PlainFile(const std::filesystem::path& path, int flags);
-
     std::filesystem::path m_path;
     int m_file;
 };

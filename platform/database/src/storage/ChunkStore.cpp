@@ -223,7 +223,7 @@ void ChunkStore::WriteInPlace(Extent& extent, std::int64_t begin,
             }
         }
     }
-    m_file.Write(extent.offset + begin, bytes);
+    m_file.Write(extent.offset + begin, bytes, end == extent.length);
     for (const std::size_t block : {first, last - 1}) {
         if (!isWhole(block)) {
             const std::int64_t from = BlockBegin(block);

@@ -1,14 +1,14 @@
 #include "LossReport.h"
 
 #include <fmt/format.h>
-#include <utf8.h>
 
 #include <algorithm>
 #include <array>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <utility>
+
+#include "Console.h"
 
 namespace orqmodel {
 namespace {
@@ -18,19 +18,6 @@ constexpr std::array<std::pair<Outcome, const char*>, 3> kHeadings = {{
     {Outcome::kChanged, "changed"},
     {Outcome::kDropped, "dropped"},
 }};
-
-std::string Printable(std::string_view text) {
-    constexpr char32_t kReplacement = 0xFFFD;
-    std::string valid;
-    utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid), kReplacement);
-    std::string printable;
-    for (auto at = valid.cbegin(); at != valid.cend();) {
-        const char32_t character = utf8::next(at, valid.cend());
-        const bool is_control = character < 0x20 || (character >= 0x7F && character < 0xA0);
-        utf8::append(is_control ? kReplacement : character, std::back_inserter(printable));
-    }
-    return printable;
-}
 
 std::string Line(const LossEntry& entry) {
     auto line = entry.kind;

@@ -35,6 +35,7 @@ class ORQ_EXPORT ORQString {
     ORQString() = default;
     ORQString(const char* utf8);
     ORQString(std::string_view utf8);
+    ORQString(const std::string& utf8) : ORQString(std::string_view(utf8)) {}
     ORQString(const ORQString&) = default;
     /// Leaves the empty text behind.
     ORQString(ORQString&& other) noexcept { Swap(other); }

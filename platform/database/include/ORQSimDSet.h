@@ -17,6 +17,8 @@ class ORQSimPosition;
 //   Select({90..110} of elements)  ->  specs {0}, elements {90..99}; specs {1}, elements {100..110}
 //   ... .Collect(specs)            ->  {0, 1}
 //
+// A compartment may be empty of sets; it keeps its place and covers nothing.
+//
 // A data set over a distribution has its drawers as compartments. Collecting into the collection
 // that the distribution's values name (for example connectivity into nodes) reads the values.
 class ORQ_EXPORT ORQSimDSet {

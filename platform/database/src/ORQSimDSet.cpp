@@ -74,7 +74,8 @@ ORQSimDSet::ORQSimDSet(const ORQSimPosition& position) : m_id(position.GetDSet()
 
 bool ORQSimDSet::IsEmpty() const {
     return std::ranges::all_of(Blocks(), [](const Block& block) {
-        return std::ranges::any_of(block, [](const ORQSimCSet& set) { return set.IsEmpty(); });
+        return block.empty() ||
+               std::ranges::any_of(block, [](const ORQSimCSet& set) { return set.IsEmpty(); });
     });
 }
 
@@ -93,12 +94,9 @@ std::vector<ORQSimDSet::Block> ORQSimDSet::Blocks() const {
         return m_selected;
     }
     std::vector<Block> blocks;
-    int place = -1;
     for (Cursor row = state->Rows().Find(Table::Compartment, m_id.MinorID()); row.Next();) {
-        if (row.Int32(1) != place) {
-            place = row.Int32(1);
-            blocks.emplace_back();
-        }
+        // Places without rows are compartments without sets.
+        blocks.resize(static_cast<std::size_t>(row.Int(1)) + 1);
         const ORQSimCollectionID collection = state->CollectionID(row.Int(4));
         blocks.back().emplace_back(ORQSimCSetID(collection.ContextID(), collection.MinorID(),
                                                 collection.TypeID(), row.Int32(3)));
@@ -134,7 +132,7 @@ ORQSimDSet ORQSimDSet::Select(const ORQSimCSet& set) const {
     ORQSimDSet selection;
     selection.m_distribution = GetRelationalDistributionID();
     for (Block& block : Blocks()) {
-        bool meets = true;
+        bool meets = !block.empty();
         for (ORQSimCSet& dim : block) {
             if (dim.CollectionID() == set.CollectionID()) {
                 dim = dim.Intersection(set);

@@ -146,10 +146,28 @@ ItemMover MoverFrom(int bufferScalar) {
     }
 }
 
-// Rows of a few bytes, one after the other: the size is a constant in the copy.
+// Copies rows of kBytes each; the size is a constant in the copy.
 template <std::size_t kBytes>
-void CopyRow(std::byte* to, const std::byte* from) {
-    std::memcpy(to, from, kBytes);
+void GatherRowsOf(const std::byte* rows, std::span<const int> members, std::byte* buffer) {
+    constexpr std::ptrdiff_t kGroup = 16;
+    const int* next = members.data();
+    const int* const end = next + members.size();
+    const std::int64_t first = *next;
+    const auto row = [&](int member) {
+        return rows + (member - first) * static_cast<std::int64_t>(kBytes);
+    };
+    for (; end - next >= kGroup; next += kGroup, buffer += kGroup * kBytes) {
+        if (next[kGroup - 1] - next[0] == kGroup - 1) {
+            std::memcpy(buffer, row(*next), kGroup * kBytes);
+            continue;
+        }
+        for (std::ptrdiff_t i = 0; i < kGroup; ++i) {
+            std::memcpy(buffer + i * kBytes, row(next[i]), kBytes);
+        }
+    }
+    for (; next < end; ++next, buffer += kBytes) {
+        std::memcpy(buffer, row(*next), kBytes);
+    }
 }
 
 }  // namespace
@@ -176,22 +194,6 @@ void RowsToBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::b
     const std::int64_t rowBytes = view.rowItems * mover.storeSize;
     if (view.MovesWholeRows()) {
         buffer += view.pieces[0].inBuffer * mover.bufferSize;
-        if (mover.isPlain && count == 1) {
-            switch (rowBytes) {
-                case 4:
-                    return CopyRow<4>(buffer, rows);
-                case 8:
-                    return CopyRow<8>(buffer, rows);
-                case 16:
-                    return CopyRow<16>(buffer, rows);
-                case 24:
-                    return CopyRow<24>(buffer, rows);
-                case 32:
-                    return CopyRow<32>(buffer, rows);
-                default:
-                    break;
-            }
-        }
         mover.toBuffer(buffer, 1, rows, count * view.rowItems);
         return;
     }
@@ -201,6 +203,31 @@ void RowsToBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::b
                            piece.bufferStride, rows + i * rowBytes + piece.inRow * mover.storeSize,
                            piece.count);
         }
+    }
+}
+
+void GatherRows(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* rows,
+                std::span<const int> members, std::byte* buffer) {
+    buffer += view.pieces[0].inBuffer * mover.bufferSize;
+    const std::int64_t rowBytes = view.rowItems * mover.storeSize;
+    switch (rowBytes) {
+        case 4:
+            return GatherRowsOf<4>(rows, members, buffer);
+        case 8:
+            return GatherRowsOf<8>(rows, members, buffer);
+        case 16:
+            return GatherRowsOf<16>(rows, members, buffer);
+        case 24:
+            return GatherRowsOf<24>(rows, members, buffer);
+        case 32:
+            return GatherRowsOf<32>(rows, members, buffer);
+        default:
+            break;
+    }
+    for (const int member : members) {
+        const std::int64_t place = member - std::int64_t{members.front()};
+        std::memcpy(buffer, rows + place * rowBytes, static_cast<std::size_t>(rowBytes));
+        buffer += rowBytes;
     }
 }
 

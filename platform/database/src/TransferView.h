@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "ComponentSet.h"
@@ -70,6 +71,10 @@ ItemMover MoverBetween(int storedScalar, int bufferScalar);
 // `buffer` is where the first of them would begin if the view had the row dimension alone.
 void RowsToBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* rows,
                   int count, std::byte* buffer);
+// Moves one whole row for each member, ascending, of which the first one's row lies at `rows`.
+// REQUIRES: whole rows, and the same type on both sides.
+void GatherRows(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* rows,
+                std::span<const int> members, std::byte* buffer);
 void RowsFromBuffer(const ViewOnDrawer& view, const ItemMover& mover, const std::byte* buffer,
                     int count, std::byte* rows);
 void ZeroInBuffer(const ViewOnDrawer& view, const ItemMover& mover, int count, std::byte* buffer);

@@ -1,5 +1,9 @@
 #pragma once
 
+#include <map>
+#include <utility>
+#include <vector>
+
 #include "ORQBasExport.h"
 #include "ORQObjDocument.h"
 #include "ORQObjLabeler.h"
@@ -50,6 +54,51 @@ class ORQ_EXPORT ORQObjModelBuilder {
     void SetLabels(ORQObjLabelerType type, const ORQSimPosition& instance,
                    const ORQSimCSetID& members, const int* labels) const;
 
+    // --- Elements
+    // ---------------------------------------------------------------------------------
+
+    /// Makes room for more elements behind those that there are, and answers the new ones.
+    ORQSimCSetID AddElements(int count) const;
+    /// The data set of connectivity, empty or filled.
+    ORQSimPosition Connectivity() const;
+    /// Places 0 to `count` - 1 of nodes in an element: the columns of connectivity.
+    ORQSimCSetID NodePlaces(int count) const;
+    /// The element spec (element type) of that name, made when there is none.
+    ORQSimPosition AddElementSpec(const ORQString& name) const;
+    /// Says which elements have which spec, once for the whole mesh.
+    void AssignElementSpecs(
+        const std::vector<std::pair<ORQSimPosition, ORQSimCSetID>>& assignment) const;
+    /// Makes the division of elements into classes also the one by shape, formulation and section.
+    void SetLogicalSectionClassification(const ORQSimPosition& classification) const;
+
+    /// A block: elements of one shape that belong together under a number and a name. `shapeInFile`
+    /// is the shape's name as the file spells it, `shape` the one by which readers know it.
+    ORQSimPosition AddBlock(const ORQString& name, int number, const ORQString& shapeInFile,
+                            const ORQString& shape, const ORQSimCSetID& elements) const;
+    /// The empty distribution of a block's attributes: elements by attribute, one member for each
+    /// name. REQUIRES: the block has none yet.
+    ORQSimPosition AddBlockAttributes(const ORQSimPosition& block,
+                                      const std::vector<ORQString>& names) const;
+
+    /// Gives a block or region a number under a name; the name must be new to it.
+    void AddProperty(const ORQSimPosition& object, const ORQString& name, int value) const;
+
+    // --- Sets and surfaces
+    // ------------------------------------------------------------------------ Each makes a region
+    // with the name and number, a member of the region collection, and holds the members under the
+    // name as key. They throw Usage when the name is taken or empty.
+
+    /// Keeps the order of the members.
+    ORQSimPosition AddNodeSet(const ORQString& name, int number, const ORQSimCSetID& nodes) const;
+    ORQSimPosition AddElementSet(const ORQString& name, int number,
+                                 const ORQSimCSetID& elements) const;
+    /// A surface of element faces or edges: for each place of a face in an element (from 0) the
+    /// elements of which that face belongs to the surface.
+    ORQSimPosition AddSurface(const ORQString& name, int number,
+                              const std::map<int, ORQSimCSetID>& elementsByFace) const;
+
   private:
+    ORQSimPosition AddRegion(const ORQString& name, int number, int mapSlot) const;
+
     ORQObjDocument m_document;
 };

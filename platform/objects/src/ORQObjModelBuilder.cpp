@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <numeric>
 #include <string>
 #include <utility>
@@ -10,6 +11,9 @@
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
+#include "ORQSimCompartment.h"
+#include "ORQSimContext.h"
+#include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
@@ -88,6 +92,17 @@ void BuildLibraries(const ORQSimPosition& focus) {
     NeedCollection(libraries, Libraries_points, PointCollection);
 }
 
+void NeedConnectivity(const ORQSimPosition& mesh, const ORQSimPosition& nodes,
+                      const ORQSimPosition& elements, const ORQSimPosition& places) {
+    FindOrMake(mesh, ORQSimSchema::Mesh_connectivity, [&]() -> ORQSimPosition {
+        const ORQSimDistributionID rows = mesh.Context().CreateDistribution(
+            ORQSimGrid(std::vector{elements.GetCollection(), places.GetCollection()}),
+            ORQSimRangeType(ORQSimScalarInt, nodes.GetCollection()),
+            ORQSimTypeID(ORQSimSchema::ConnectivityRows));
+        return mesh.Context().CreateDSet(rows, ORQSimTypeID(ORQSimSchema::Connectivity));
+    });
+}
+
 void BuildModel(const ORQObjDocument& document) {
     using namespace ORQSimSchema;
     const ORQSimPosition model = NeedRecord(document.Focus(), Focus_model, Model);
@@ -95,6 +110,10 @@ void BuildModel(const ORQObjDocument& document) {
     const ORQSimPosition nodes = NeedCollection(mesh, Mesh_nodes, NodeCollection);
     const ORQSimPosition elements = NeedCollection(mesh, Mesh_elements, ElementCollection);
     const ORQSimPosition instances = NeedCollection(mesh, Mesh_instances, InstanceCollection);
+    NeedCollection(model, Model_regions, RegionCollection);
+    NeedCollection(mesh, Mesh_faces, FaceCollection);
+    NeedConnectivity(mesh, nodes, elements,
+                     NeedCollection(mesh, Mesh_elementNodePlaces, ElementNodePlaceCollection));
     NeedDistribution(mesh, Mesh_coordinates, NodalCoordinates,
                      {nodes, document.GetComponentCollection()},
                      ORQSimRangeType(ORQSimScalarDouble));
@@ -102,6 +121,37 @@ void BuildModel(const ORQObjDocument& document) {
                      ORQSimRangeType(ORQSimScalarInt));
     NeedDistribution(mesh, Mesh_elementLabels, UserLabels, {instances, elements},
                      ORQSimRangeType(ORQSimScalarInt));
+}
+
+ORQSimCSetID AddMembers(const ORQSimPosition& position, int count) {
+    ORQSimCollection collection(position.GetCollection());
+    const int first = collection.Space();
+    if (count < 0 || count > std::numeric_limits<int>::max() - first) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot add " + std::to_string(count) +
+                                                          " members to " + std::to_string(first));
+    }
+    collection.ExtendSpace(first + count);
+    return collection.CreateTempCSetStrided(first, count, 1, 1);
+}
+
+// Members 0 to `count` - 1 of a collection that grows as they are asked for.
+ORQSimCSetID FirstMembers(const ORQSimPosition& position, int count) {
+    ORQSimCollection collection(position.GetCollection());
+    collection.ExtendSpace(count);
+    return collection.CreateTempCSetStrided(0, count, 1, 1);
+}
+
+// A copy of a set under an identity of its own, so that two names never mean one set.
+ORQSimCSetID StoreApart(const ORQSimCSetID& id) {
+    const ORQSimCSet set(id);
+    ORQSimCollection collection(set.CollectionID());
+    const ORQSimIntRange bounds = set.Bounds();
+    if (set.IsAscending() && bounds.Last() - bounds.First() + 1 == set.Size()) {
+        return collection.CreateCSetStrided(bounds.First(), set.Size(), 1, 1);
+    }
+    std::vector<int> members(static_cast<std::size_t>(set.Size()));
+    set.OrderedMembers(members.data());
+    return collection.CreateOrderedCSet(members.data(), set.Size());
 }
 
 // Places of the labels in ascending order of the labels.
@@ -160,14 +210,7 @@ ORQSimCSetID ORQObjModelBuilder::SpatialDirections(int dimension) const {
 }
 
 ORQSimCSetID ORQObjModelBuilder::AddNodes(int count) const {
-    ORQSimCollection nodes(ORQObjMesh(Mesh()).GetNodeCollection().GetCollection());
-    const int first = nodes.Space();
-    if (count < 0 || count > std::numeric_limits<int>::max() - first) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot add " + std::to_string(count) +
-                                                          " nodes to " + std::to_string(first));
-    }
-    nodes.ExtendSpace(first + count);
-    return nodes.CreateTempCSetStrided(first, count, 1, 1);
+    return AddMembers(ORQObjMesh(Mesh()).GetNodeCollection(), count);
 }
 
 ORQSimPosition ORQObjModelBuilder::AddInstance(const ORQString& name) const {
@@ -233,4 +276,137 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
         const ORQSimCSet userNodes = ORQObjMesh(Mesh()).GetUserNodes().CSet().Union(memberCSet);
         Mesh().SetPosition(ORQSimSchema::Mesh_userNodes, userNodes.RegisterWithCollection());
     }
+}
+
+// --- Elements ------------------------------------------------------------------------------------
+
+ORQSimCSetID ORQObjModelBuilder::AddElements(int count) const {
+    return AddMembers(ORQObjMesh(Mesh()).GetElementCollection(), count);
+}
+
+ORQSimPosition ORQObjModelBuilder::Connectivity() const {
+    return ORQObjMesh(Mesh()).GetConnectivity();
+}
+
+ORQSimCSetID ORQObjModelBuilder::NodePlaces(int count) const {
+    return FirstMembers(Mesh().GetPosition(ORQSimSchema::Mesh_elementNodePlaces), count);
+}
+
+ORQSimPosition ORQObjModelBuilder::AddElementSpec(const ORQString& name) const {
+    const ORQSimSymbols symbols(m_document.ContextID());
+    const ORQSimCollectionID id = m_document.GetElementSpecCollection().GetCollection();
+    const ORQSimTypeID type(ORQSimSchema::ElementSpec);
+    const ORQSimDynamicID known = symbols.Find(type, name, id);
+    if (!known.IsNull()) {
+        return known;
+    }
+    ORQSimCollection specs(id);
+    const ORQSimPosition spec = symbols.Create(type, specs.Space(), name, id);
+    specs.AddMember(spec);
+    spec.SetName(ORQSimSchema::Record_name, name);
+    spec.SetPosition(ORQSimSchema::ElementSpec_definition, spec);
+    return spec;
+}
+
+void ORQObjModelBuilder::AssignElementSpecs(
+    const std::vector<std::pair<ORQSimPosition, ORQSimCSetID>>& assignment) const {
+    ORQSimCollection specs(m_document.GetElementSpecCollection().GetCollection());
+    std::vector<ORQSimCompartment> compartments;
+    for (const auto& [spec, elements] : assignment) {
+        const int member = specs.MemberIndex(spec);
+        compartments.emplace_back(std::vector{specs.CreateTempCSet(&member, 1, true), elements});
+    }
+    Mesh().SetPosition(ORQSimSchema::Mesh_elementSpecAssignment,
+                       Mesh().CreateTypedDSet(ORQSimCtation(std::move(compartments)),
+                                              ORQSimSchema::ElementSpecAssignment));
+}
+
+void ORQObjModelBuilder::SetLogicalSectionClassification(
+    const ORQSimPosition& classification) const {
+    Mesh().SetPosition(ORQSimSchema::Mesh_shapeFormulationLogicalSection, classification);
+}
+
+ORQSimPosition ORQObjModelBuilder::AddBlock(const ORQString& name, int number,
+                                            const ORQString& shapeInFile, const ORQString& shape,
+                                            const ORQSimCSetID& elements) const {
+    const ORQSimDataRecord record = Mesh().CreateDataRecord(ORQSimSchema::Block);
+    record.SetInt(0, number);
+    record.SetString(1, shapeInFile);
+    record.SetString(2, shape);
+    const ORQSimPosition block = record.Pos();
+    block.SetName(ORQSimSchema::Record_name, name);
+    block.SetPosition(ORQSimSchema::Block_elements, StoreApart(elements));
+    Mesh().GetVector(ORQSimSchema::Mesh_blocks).PushBack(block);
+    return block;
+}
+
+ORQSimPosition ORQObjModelBuilder::AddBlockAttributes(const ORQSimPosition& block,
+                                                      const std::vector<ORQString>& names) const {
+    const ORQSimPosition attributes =
+        block.CreateTypedCollection(ORQSimSchema::BlockAttributeCollection, 0);
+    for (const ORQString& name : names) {
+        const ORQSimPosition attribute = block.CreateDataRecord(ORQSimSchema::BlockAttribute).Pos();
+        attribute.SetName(ORQSimSchema::Record_name, name);
+        ORQSimCollection(attributes.GetCollection()).AddMember(attribute);
+    }
+    return NeedDistribution(block, ORQSimSchema::Block_attributes, ORQSimSchema::BlockAttributes,
+                            {ORQObjMesh(Mesh()).GetElementCollection(), attributes},
+                            ORQSimRangeType(ORQSimScalarDouble));
+}
+
+void ORQObjModelBuilder::AddProperty(const ORQSimPosition& object, const ORQString& name,
+                                     int value) const {
+    const ORQSimDataRecord record = object.CreateDataRecord(ORQSimSchema::Property);
+    record.SetInt(0, value);
+    object.GetMap(ORQSimSchema::Object_properties).Insert(name, record.Pos());
+}
+
+// --- Sets and surfaces ---------------------------------------------------------------------------
+
+ORQSimPosition ORQObjModelBuilder::AddRegion(const ORQString& name, int number, int mapSlot) const {
+    if (name.IsEmpty() || !Model().GetMap(mapSlot).Find(name).IsNull()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "the name \"" + name.UTF8() +
+                                                          "\" is empty or taken already (" +
+                                                          ORQSimSchema::NameOf(mapSlot) + ")");
+    }
+    const ORQSimDataRecord record = Model().CreateDataRecord(ORQSimSchema::Region);
+    record.SetInt(0, number);
+    record.Pos().SetName(ORQSimSchema::Record_name, name);
+    ORQSimCollection(Model().GetPosition(ORQSimSchema::Model_regions).GetCollection())
+        .AddMember(record.Pos());
+    return record.Pos();
+}
+
+ORQSimPosition ORQObjModelBuilder::AddNodeSet(const ORQString& name, int number,
+                                              const ORQSimCSetID& nodes) const {
+    const ORQSimPosition region = AddRegion(name, number, ORQSimSchema::Model_nodeSets);
+    const ORQSimCSetID set = StoreApart(nodes);
+    region.SetPosition(ORQSimSchema::Region_nodesCluster, set);
+    Model().GetMap(ORQSimSchema::Model_nodeSets).Insert(name, set);
+    return region;
+}
+
+ORQSimPosition ORQObjModelBuilder::AddElementSet(const ORQString& name, int number,
+                                                 const ORQSimCSetID& elements) const {
+    const ORQSimPosition region = AddRegion(name, number, ORQSimSchema::Model_elementSets);
+    const ORQSimCSetID set = StoreApart(elements);
+    region.SetPosition(ORQSimSchema::Region_elementsCluster, set);
+    Model().GetMap(ORQSimSchema::Model_elementSets).Insert(name, set);
+    return region;
+}
+
+ORQSimPosition ORQObjModelBuilder::AddSurface(
+    const ORQString& name, int number, const std::map<int, ORQSimCSetID>& elementsByFace) const {
+    const ORQSimPosition region = AddRegion(name, number, ORQSimSchema::Model_surfaces);
+    ORQSimCollection faces(Mesh().GetPosition(ORQSimSchema::Mesh_faces).GetCollection());
+    std::vector<ORQSimCompartment> compartments;
+    for (const auto& [face, elements] : elementsByFace) {
+        faces.ExtendSpace(face + 1);
+        compartments.emplace_back(std::vector{elements, faces.CreateTempCSet(&face, 1, true)});
+    }
+    region.SetPosition(
+        ORQSimSchema::Region_elementsFacesCluster,
+        region.CreateTypedDSet(ORQSimCtation(std::move(compartments)), ORQSimSchema::ElementFaces));
+    Model().GetMap(ORQSimSchema::Model_surfaces).Insert(name, region);
+    return region;
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <exodusII.h>
+
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <span>
@@ -7,57 +10,58 @@
 #include <string_view>
 #include <vector>
 
-namespace orqmodel {
+#include "mesh/MeshSource.h"
 
-/// How many objects of one kind a file holds, for example {"side sets", 8}.
-struct ContentCount {
-    std::string kind;
-    std::int64_t count;
-};
+namespace orqmodel {
 
 /// Reads an Exodus II file, in a netCDF classic or an HDF5 container, block by block.
 ///
-/// Nodes are addressed by their ordinal, their place in the file, from 0. Ranges are half-open,
-/// [begin, end) with 0 <= begin <= end <= NodeCount(); the caller owns the buffers. The reader
-/// itself holds no more than a few blocks of 65,536 values, whatever the size of the file.
+/// The reader itself holds the names and sizes of blocks and sets and no more than a few slices of
+/// 65,536 values, whatever the size of the file.
 ///
 /// Every failure is an ImportError that names the file, the section, and the index and value where
 /// there is one. After a failed read the reader can be used further; the buffer's contents are then
 /// undefined. What the file claims is checked before anyone can size a buffer by it: a count is at
 /// most 2^31 - 1 and no larger than the file's bytes can hold.
-class ExodusReader {
+class ExodusReader : public MeshSource {
   public:
-    /// Opens the file, which must be a regular one, and reads its title and sizes.
+    /// Opens the file, which must be a regular one, and reads its title, sizes, blocks and sets.
     explicit ExodusReader(const std::filesystem::path& file);
 
     const std::filesystem::path& File() const { return path_; }
 
+    /// Coordinates that the file has per node: 1, 2 or 3. Those of a line are delivered with a
+    /// second one of 0.
+    int FileDimension() const override { return dimension_; }
+    int NumElements() const { return element_count_; }
+
+    std::string_view Format() const override { return "Exodus II"; }
+    /// Takes 4 bytes for each node or element meanwhile.
+    void CheckLabels() override {
+        CheckLabelsAreUnique(EX_NODE_MAP);
+        CheckLabelsAreUnique(EX_ELEM_MAP);
+    }
+    /// Kinds without objects are left out.
+    std::vector<ContentCount> Unread() const override;
+
     /// As in the file, in whatever encoding; at most 80 bytes.
-    const std::string& Title() const { return title_; }
+    std::string Title() const override { return title_; }
+    int Dimension() const override { return std::max(2, dimension_); }
+    int NumNodes() const override { return node_count_; }
+    const std::vector<Block>& Blocks() const override { return blocks_; }
+    const std::vector<Set>& NodeSets() const override { return node_sets_; }
+    const std::vector<Set>& ElementSets() const override { return element_sets_; }
+    const std::vector<Set>& SideSets() const override { return side_sets_; }
 
-    /// Coordinates per node: 1, 2 or 3.
-    int Dimension() const { return dimension_; }
-
-    int NodeCount() const { return node_count_; }
-    int ElementCount() const { return element_count_; }
-
-    /// Fills coordinates[(node - begin) * Dimension() + axis] in the model's length unit, not
-    /// converted. Single-precision files are widened exactly. A coordinate that is not finite is an
-    /// error.
-    /// REQUIRES: coordinates has (end - begin) * Dimension() places.
-    void ReadCoordinates(int begin, int end, std::span<double> coordinates) const;
-
-    /// Fills labels[node - begin] with the numbers that the file's user knows the nodes by; these
-    /// are 1..n in file order when the file names none. A label below 1 or above 2^31 - 1 is an
-    /// error. REQUIRES: labels has end - begin places.
-    void ReadNodeLabels(int begin, int end, std::span<int> labels) const;
-
-    /// Throws when two nodes have the same label, naming both. Takes 4 bytes per node meanwhile.
-    void CheckNodeLabelsAreUnique() const;
-
-    /// Everything the file holds that this class has no call for yet, kinds without objects left
-    /// out.
-    std::vector<ContentCount> Unread() const;
+    /// Single-precision files are widened exactly.
+    void ReadCoordinates(int begin, int end, std::span<double> coordinates) override;
+    void ReadNodeLabels(int begin, int end, std::span<int> labels) override;
+    void ReadConnectivity(int block, int begin, int end, std::span<int> nodes) override;
+    void ReadElementLabels(int begin, int end, std::span<int> labels) override;
+    void ReadAttributes(int block, int begin, int end, std::span<double> values) override;
+    std::vector<int> ReadNodeSet(int set) override;
+    std::vector<int> ReadElementSet(int set) override;
+    std::vector<Side> ReadSideSet(int set) override;
 
   private:
     // The open file of the Exodus library.
@@ -76,11 +80,31 @@ class ExodusReader {
         int bytes_per_real_ = 0;
     };
 
+    // What the library calls a set, and how many members it has.
+    struct SetInFile {
+        std::int64_t id;
+        int count;
+    };
+
     [[noreturn]] void Fail(std::string_view section, std::string_view message) const;
     void Check(int status, std::string_view section) const;
     int CheckedCount(std::int64_t count, std::string_view kind) const;
-    void CheckNodesFitTheFile() const;
+    void CheckFits(int count, std::int64_t bytes_each, std::string_view kind) const;
     void ReadCoordinateSlice(int begin, int end, std::span<double> coordinates) const;
+    void ReadLabels(ex_entity_type map, int begin, int end, std::span<int> labels) const;
+    void CheckLabelsAreUnique(ex_entity_type map) const;
+    std::vector<std::int64_t> ReadIds(ex_entity_type kind, std::int64_t count,
+                                      std::string_view section) const;
+    std::string ReadName(ex_entity_type kind, std::int64_t id, std::string_view section) const;
+    void ReadBlocks(std::int64_t count);
+    Block ReadBlock(std::int64_t id) const;
+    void ReadSets(ex_entity_type kind, std::int64_t count, std::string_view section,
+                  std::vector<Set>& sets, std::vector<SetInFile>& in_file);
+    template <class Objects>
+    void ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objects& objects);
+    std::vector<int> ReadMembers(ex_entity_type kind, const SetInFile& set,
+                                 const std::string& section, int most) const;
+    const ElementShape& ShapeOf(int element) const;
 
     std::filesystem::path path_;
     Handle handle_;
@@ -88,6 +112,17 @@ class ExodusReader {
     int dimension_ = 0;
     int node_count_ = 0;
     int element_count_ = 0;
+    std::vector<Block> blocks_;
+    std::vector<std::int64_t> block_ids_;
+    std::vector<int> block_ends_;  // the element behind the last of each block
+    std::int64_t skipped_blocks_ = 0;
+    std::vector<Set> node_sets_;
+    std::vector<Set> element_sets_;
+    std::vector<Set> side_sets_;
+    std::vector<SetInFile> node_sets_in_file_;
+    std::vector<SetInFile> element_sets_in_file_;
+    std::vector<SetInFile> side_sets_in_file_;
+    std::int64_t distribution_factors_ = 0;
 };
 
 }  // namespace orqmodel

@@ -17,7 +17,7 @@ namespace orq::storage {
 
 namespace {
 
-constexpr std::int64_t kWriteBackStep = 8 << 20;
+constexpr std::int64_t kWriteStep = 4 << 20;
 constexpr std::int64_t kSmallestMap = 64 << 20;
 constexpr std::uint32_t kHeaderVersion = 1;
 constexpr std::array<char, 8> kMagic = {'O', 'R', 'Q', 'B', 'U', 'L', 'K', '\0'};
@@ -130,31 +130,56 @@ void BulkFile::Close() {
     }
 }
 
-void BulkFile::Write(std::int64_t offset, std::span<const std::byte> bytes) {
-    WriteAll(m_file, m_path, offset, bytes);
+void BulkFile::Write(std::int64_t offset, std::span<const std::byte> bytes, bool fillsPage) {
     if (m_inMemory) {
+        WriteAll(m_file, m_path, offset, bytes);
         return;
     }
-    const std::int64_t end = offset + static_cast<std::int64_t>(bytes.size());
-    if (offset != m_dirtyEnd) {
-        m_dirtyBegin = offset;
+    if (offset != WaitingEnd()) {
+        Flush();
+        m_waitingBegin = offset;
     }
-    m_dirtyEnd = end;
-    if (m_dirtyEnd - m_dirtyBegin >= kWriteBackStep) {
-        // A hint only: what it does not start, Sync does.
-        sync_file_range(m_file, m_dirtyBegin, m_dirtyEnd - m_dirtyBegin, SYNC_FILE_RANGE_WRITE);
-        m_dirtyBegin = m_dirtyEnd;
+    // Steps end at multiples of their size in the file: the system then keeps them in large pages,
+    // which are quicker to write and to map.
+    while (!bytes.empty()) {
+        const auto room = static_cast<std::size_t>(kWriteStep - WaitingEnd() % kWriteStep);
+        const std::span<const std::byte> now = bytes.first(std::min(room, bytes.size()));
+        m_waiting.insert(m_waiting.end(), now.begin(), now.end());
+        bytes = bytes.subspan(now.size());
+        if (now.size() == room) {
+            Flush();
+        }
+    }
+    if (fillsPage) {
+        m_waiting.resize(
+            m_waiting.size() +
+            static_cast<std::size_t>((kBulkPage - WaitingEnd() % kBulkPage) % kBulkPage));
     }
 }
 
+void BulkFile::Flush() {
+    const auto size = static_cast<std::int64_t>(m_waiting.size());
+    if (size == 0) {
+        return;
+    }
+    WriteAll(m_file, m_path, m_waitingBegin, m_waiting);
+    if (WaitingEnd() % kWriteStep == 0) {
+        // A hint only, so that the disk starts early: what it does not start, Sync does.
+        sync_file_range(m_file, m_waitingBegin, size, SYNC_FILE_RANGE_WRITE);
+    }
+    m_waitingBegin += size;
+    m_waiting.clear();
+}
+
 void BulkFile::Sync(std::int64_t end) {
+    Flush();
+    m_waiting.shrink_to_fit();
     if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
         FailSystem(m_path, "extend");
     }
     if (!m_inMemory && fdatasync(m_file) != 0) {
         FailSystem(m_path, "sync");
     }
-    m_dirtyBegin = m_dirtyEnd = 0;
 }
 
 void BulkFile::CutOff(std::int64_t end) noexcept {
@@ -175,10 +200,14 @@ void BulkFile::CheckReaches(std::int64_t end) const {
 }
 
 const std::byte* BulkFile::Map(std::int64_t offset, std::int64_t size) {
+    if (offset < WaitingEnd() && m_waitingBegin < offset + size) {
+        Flush();
+    }
     if (offset + size > m_mapped) {
         // Mapping beyond the end is allowed and spares mapping anew at each append; only bytes
         // that the catalogue names, which the file reaches to, are ever touched.
-        const std::int64_t wanted = std::max(kSmallestMap, 2 * (offset + size));
+        const std::int64_t wanted =
+            std::max({kSmallestMap, 2 * (offset + size), SizeOf(m_file, m_path)});
         Unmap();
         void* map =
             mmap(nullptr, static_cast<std::size_t>(wanted), PROT_READ, MAP_SHARED, m_file, 0);

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace orq::storage {
 
@@ -31,8 +32,12 @@ class BulkFile {
               std::int64_t committedEnd);
     void Close();
 
-    // Writes the whole span; the disk is asked to start on it early, in steps of 8 MiB.
-    void Write(std::int64_t offset, std::span<const std::byte> bytes);
+    // Puts bytes at `offset`, and zeros behind them up to the end of the page where they are the
+    // last of their extent. Neighbouring pieces go to the file together, at the latest with Flush;
+    // a failure to write any of them can come as late. Map shows what was written at once.
+    void Write(std::int64_t offset, std::span<const std::byte> bytes, bool fillsPage);
+    // Writes what waits.
+    void Flush();
     // Makes the file reach to `end` (sparse where nothing was written) and puts everything that was
     // written on the disk. A failure leaves the handle in doubt; see Engine.
     void Sync(std::int64_t end);
@@ -49,14 +54,18 @@ class BulkFile {
 
   private:
     void Unmap();
+    std::int64_t WaitingEnd() const {
+        return m_waitingBegin + static_cast<std::int64_t>(m_waiting.size());
+    }
 
     int m_file = -1;
     bool m_inMemory = false;
     std::string m_path;
     const std::byte* m_map = nullptr;
     std::int64_t m_mapped = 0;
-    std::int64_t m_dirtyBegin = 0;  // [m_dirtyBegin, m_dirtyEnd): written, write-back not yet asked
-    std::int64_t m_dirtyEnd = 0;
+    // What waits to be written together, from this offset of the file on.
+    std::vector<std::byte> m_waiting;
+    std::int64_t m_waitingBegin = 0;
 };
 
 }  // namespace orq::storage

@@ -117,7 +117,21 @@ ChunkStore::Reader ChunkStore::Open(std::int64_t store, int part, std::int64_t c
     return reader;
 }
 
+void ChunkStore::Reader::Verify(std::int64_t begin, std::int64_t end) {
+    m_store->Verify(*m_extent, begin, end);
+    if (IsVerified()) {
+        m_verifiedBegin = 0;
+        m_verifiedEnd = m_extent->length;
+    } else {
+        m_verifiedBegin = begin / kChecksumBlock * kChecksumBlock;
+        m_verifiedEnd = std::min(RoundUp(end, kChecksumBlock), m_extent->length);
+    }
+}
+
 void ChunkStore::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
+    if (extent.nUnverified == 0) {
+        return;
+    }
     const std::byte* bytes = Map(extent);
     const std::size_t last = NumBlocks(end);
     for (auto block = static_cast<std::size_t>(begin / kChecksumBlock); block < last; ++block) {
@@ -209,7 +223,7 @@ void ChunkStore::WriteInPlace(Extent& extent, std::int64_t begin,
             }
         }
     }
-    m_file.Write(extent.offset + begin, bytes);
+    m_file.Write(extent.offset + begin, bytes, end == extent.length);
     for (const std::size_t block : {first, last - 1}) {
         if (!isWhole(block)) {
             const std::int64_t from = BlockBegin(block);

@@ -55,18 +55,24 @@ class ChunkStore {
     class Reader {
       public:
         const std::byte* Bytes(std::int64_t begin, std::int64_t end) {
-            if (m_extent->nUnverified != 0) {
-                m_store->Verify(*m_extent, begin, end);
+            if (begin < m_verifiedBegin || end > m_verifiedEnd) {
+                Verify(begin, end);
             }
             return m_base + begin;
         }
+        // Whether every block has been compared. REQUIRES: a length above 0.
+        bool IsVerified() const { return m_extent->nUnverified == 0; }
         std::int64_t Length() const { return m_extent == nullptr ? 0 : m_extent->length; }
 
       private:
         friend class ChunkStore;
+        void Verify(std::int64_t begin, std::int64_t end);
+
         ChunkStore* m_store = nullptr;
         Extent* m_extent = nullptr;
         const std::byte* m_base = nullptr;
+        std::int64_t m_verifiedBegin = 0;  // [m_verifiedBegin, m_verifiedEnd) has been compared
+        std::int64_t m_verifiedEnd = 0;
     };
     Reader Open(std::int64_t store, int part, std::int64_t chunk);
 

@@ -354,6 +354,7 @@ void Engine::Commit() {
         if (hasChanges) {
             if (wroteBytes) {
                 m_space->TrimEnd(m_chunks->BulkEnd());
+                m_file.Flush();
                 m_refused = true;  // unless the sync returns
                 m_file.Sync(m_chunks->BulkEnd());
                 m_refused = false;

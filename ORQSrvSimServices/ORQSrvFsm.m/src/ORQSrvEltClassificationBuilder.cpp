@@ -1,0 +1,101 @@
+#include "ORQSrvEltClassificationBuilder.h"
+
+#include <vector>
+
+#include "ORQObjElementClass.h"
+#include "ORQObjMesh.h"
+#include "ORQObjModel.h"
+#include "ORQSimCSet.h"
+#include "ORQSimCollection.h"
+#include "ORQSimCompartment.h"
+#include "ORQSimContext.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimSchema.h"
+#include "ORQSrvAssert.h"
+
+namespace {
+
+// The member number of one object in a collection.
+int Membership(const ORQSimContext& context, const ORQSimPosition& object,
+               const ORQSimCollectionID& collection) {
+    ORQSimArray<ORQSimDynamicID> objects(1);
+    objects.Get(0) = object.ID();
+    ORQSimArray<int> CMembers;
+    context.GetCMembership(objects, collection, CMembers);
+    ORQSrvAssertReported(CMembers.Size() == 1, "CMembers.Size() == 1");
+    return CMembers.ConstGet(0);
+}
+
+// Makes the class of a spec and answers the set in the class collection that holds it alone.
+ORQSimCSetID RegisterClass(const ORQObjMesh& mesh,
+                           const ORQObjElementClassification& classification,
+                           const ORQSimPosition& spec) {
+    ORQObjElementClass elementClass;
+    elementClass.Register(mesh, spec);
+    classification.AppendElementClass(elementClass);
+    ORQSimCollection classes(mesh.GetElementClassCollection().GetCollection());
+    const int member = Membership(spec.Context(), elementClass.Position(), classes.ID());
+    return classes.CreateCSet(&member, 1, false);
+}
+
+}  // namespace
+
+ORQSimPosition ORQSrvEltClassificationBuilder::BuildEltClassification(
+    ORQSrvEltClassificationType type) const {
+    ORQSrvAssertReported(type == ORQSrvEltClassificationType::Shape,
+                         "!\"Element Classification elaboration not yet implemented.\"");
+    return ORQSrvEltClassBuilderImplShape().BuildEltClassification(m_position);
+}
+
+ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosition position) {
+    const ORQObjMesh mesh(
+        ORQObjModel(position.GetPosition(ads_CoreFragmentTypeIndex(28, 29))).GetMesh());
+    const ORQSimCollectionID elements = mesh.GetElementCollection().GetCollection();
+    const ORQSimCollectionID specs = position.GetPosition(ads_CoreFragmentTypeIndex(18, 11))
+                                         .GetPosition(ads_CoreFragmentTypeIndex(26, 53))
+                                         .GetCollection();
+    const ORQSimPosition assignment = mesh.GetElementSpecAssignment();
+    if (assignment.IsNull()) {
+        return {};
+    }
+    const ORQSimContext context = position.Context();
+    const ORQObjElementClassification classification(
+        position.CreateDataRecord(ads_CoreFragmentTypeIndex(26, 11)).Pos());
+    mesh.SetElementClassification(classification.Position());
+    mesh.SetElementClassCollection(
+        position.CreateTypedCollection(ads_CoreFragmentTypeIndex(26, 7), 0));
+
+    std::vector<ORQSimCompartment> compartments;  // by member number of the spec
+    const ORQSimCtation assigned = assignment.DSet().GetCtation();
+    for (const ORQSimCompartment& eltSpecCompartement : assigned.Compartments()) {
+        const int eltSpecColIndex = eltSpecCompartement.Position(specs);
+        const int eltColIndex = eltSpecCompartement.Position(elements);
+        // The spec must come first: its index is compared with 1, not with -1.
+        ORQSrvAssertReported(eltColIndex != -1 && eltSpecColIndex != 1,
+                             "eltColIndex != -1 && eltSpecColIndex != 1");
+        ORQSrvAssertReported(eltSpecCompartement.Size() == 2, "eltSpecCompartement.Size() == 2");
+        const ORQSimCSet specCSet(eltSpecCompartement.CSet(eltSpecColIndex));
+        ORQSrvAssertReported(specCSet.Size() == 1, "specCSet.Size() == 1");
+        const ORQSimCSetID elementSet = eltSpecCompartement.CSet(eltColIndex);
+
+        int member = 0;
+        specCSet.Members(&member);
+        const ORQSimPosition record = context.GetRecord(specs, member);
+        const ORQSimPosition spec = record.GetPosition(ads_CoreFragmentTypeIndex(26, 35));
+        const auto index = static_cast<std::size_t>(Membership(context, spec, specs));
+        if (index >= compartments.size()) {
+            compartments.resize(index + 1);
+        }
+        const ORQSimCompartment& gathered = compartments[index];
+        compartments[index] = ORQSimCompartment(
+            gathered.Size() == 0
+                ? std::vector{RegisterClass(mesh, classification, spec), elementSet}
+                : std::vector{gathered.CSet(0), ORQSimCSet(gathered.CSet(1))
+                                                    .Union(ORQSimCSet(elementSet))
+                                                    .RegisterWithCollection()});
+    }
+    classification.SetMembership(position.CreateTypedDSet(ORQSimCtation(std::move(compartments)),
+                                                          ads_CoreFragmentTypeIndex(26, 8)));
+    return classification.Position();
+}

@@ -1,0 +1,158 @@
+#include "ORQSrvInverseConnectivity.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <new>
+#include <vector>
+
+#include "ORQBasAlloc.h"
+#include "ORQObjMesh.h"
+#include "ORQSimCSet.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransfer.h"
+#include "ORQSrvAssert.h"
+
+namespace {
+
+constexpr unsigned kElementMask = 0x1FFFFFF;
+constexpr int kPlaceShift = 25;
+
+template <class T>
+T* AllocateArray(std::int64_t count) {
+    constexpr auto most = std::numeric_limits<std::size_t>::max();
+    const auto n = static_cast<std::size_t>(std::max<std::int64_t>(count, 1));
+    void* memory = mem_Malloc(n > most / sizeof(T) ? most : n * sizeof(T));
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return static_cast<T*>(memory);
+}
+
+struct Free {
+    void operator()(void* memory) const { mem_Free(memory); }
+};
+
+template <class T>
+using Owned = std::unique_ptr<T[], Free>;
+
+}  // namespace
+
+// The part of one drawer that is inverted, kept in memory between the two passes.
+struct ORQSrvInverseConnectivity::Block {
+    ORQSimCSetID rows;
+    ORQSimCSetID cols;
+    Owned<int> nodes;
+};
+
+ORQSrvInverseConnectivity::ORQSrvInverseConnectivity(const ORQSimPosition& position)
+    : m_position(position) {}
+
+ORQSrvInverseConnectivity::~ORQSrvInverseConnectivity() {
+    Clear();
+}
+
+void ORQSrvInverseConnectivity::Clear() {
+    mem_Free(m_offsets);
+    mem_Free(m_entries);
+    m_offsets = nullptr;
+    m_entries = nullptr;
+    m_total = 0;
+}
+
+void ORQSrvInverseConnectivity::Invert() {
+    Build(nullptr);
+}
+
+void ORQSrvInverseConnectivity::Invert(const ORQSimCSetID& elsetID) {
+    const ORQSimCSet elset(elsetID);
+    ORQSrvAssertReported(elset.IsAscending() || elset.Size() == 0,
+                         "elset.IsAscending() || elset.Size() == 0");
+    Build(&elsetID);
+}
+
+int ORQSrvInverseConnectivity::NumberNodes() const {
+    const ORQSimPosition nodes = m_position.GetPosition(ads_CoreFragmentTypeIndex(26, 97));
+    return ORQSimDrawer(nodes.GetDrawer()).Space();
+}
+
+void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
+    Clear();
+    const int n = NumberNodes();
+    m_offsets = AllocateArray<int>(std::int64_t{n} + 1);
+    std::fill_n(m_offsets, std::int64_t{n} + 1, 0);
+
+    std::vector<Block> blocks;
+    const ORQSimDSet dataSet = m_position.GetPosition(ads_CoreFragmentTypeIndex(26, 75)).DSet();
+    if (!dataSet.IsEmpty()) {
+        ORQSimDistribution distribution(dataSet.GetRelationalDistributionID());
+        for (const ORQSimPersistentDrawerDesc& drawer : distribution.QueryDrawers()) {
+            Block block{drawer.CSet(0), drawer.CSet(1), nullptr};
+            if (elset != nullptr) {
+                block.rows = ORQSimCSet(block.rows)
+                                 .Intersection(ORQSimCSet(*elset))
+                                 .RegisterWithTempCollection();
+            }
+            block.nodes.reset(ReadConnectivityBlockAndCount(distribution, block.rows, block.cols));
+            blocks.push_back(std::move(block));
+        }
+    }
+    ConvertCountToOffsetArray(n);
+    if (m_total == 0) {
+        return;
+    }
+    m_entries = AllocateArray<unsigned>(m_total);
+    const Owned<int> cursor(AllocateArray<int>(n));
+    std::copy_n(m_offsets, n, cursor.get());
+    for (Block& block : blocks) {
+        ProcessConnectivityBlock(block.nodes.get(), block.rows, block.cols, cursor.get());
+        block.nodes.reset();
+    }
+}
+
+int* ORQSrvInverseConnectivity::ReadConnectivityBlockAndCount(ORQSimDistribution& dist,
+                                                              const ORQSimCSetID& rows,
+                                                              const ORQSimCSetID& cols) {
+    const std::int64_t ndata =
+        static_cast<std::int64_t>(ORQSimCSet(rows).Size()) * ORQSimCSet(cols).Size();
+    Owned<int> nodes(AllocateArray<int>(ndata));
+    ORQSimTransfer read(dist);
+    read.SetRead().SetDim(0, rows).SetDim(1, cols);
+    read.CheckView();
+    const std::int64_t size = read.RequiredBufferSize(ORQSimbufMain);
+    ORQSrvAssertReported(size == ndata * static_cast<std::int64_t>(sizeof(int)),
+                         "size == ndata*sizeof(int)");
+    read.SetBuffer(ORQSimbufMain, nodes.get(), size);
+    read.ExecRead();
+    read.RelinquishBuffers();
+    int* counts = m_offsets;
+    for (std::int64_t i = 0; i < ndata; ++i) {
+        ++counts[nodes[static_cast<std::size_t>(i)]];
+    }
+    m_total += static_cast<int>(ndata);
+    return nodes.release();
+}
+
+void ORQSrvInverseConnectivity::ProcessConnectivityBlock(const int* block, const ORQSimCSetID& rows,
+                                                         const ORQSimCSetID& cols, int* cursor) {
+    const unsigned c = static_cast<unsigned>(ORQSimCSet(cols).Size());
+    for (ORQSimCSetIterator row{ORQSimCSet(rows)}; !row.IsDone(); row.Next()) {
+        const unsigned element = static_cast<unsigned>(row.CurrentValue()) & kElementMask;
+        for (unsigned j = 0; j < c; ++j) {
+            m_entries[cursor[*block++]++] = element | (j << kPlaceShift);
+        }
+    }
+}
+
+void ORQSrvInverseConnectivity::ConvertCountToOffsetArray(int n) {
+    int before = 0;
+    for (int k = 0; k <= n; ++k) {
+        const int count = m_offsets[k];
+        m_offsets[k] = before;
+        before += count;
+    }
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "ORQBasExport.h"
+#include "ORQSimPosition.h"
+
+/// By what elements are divided into classes.
+enum class ORQSrvEltClassificationType : int {
+    Shape = 0  ///< by element spec; the only one there is
+};
+
+/// One way to divide elements into classes.
+class ORQ_EXPORT ORQSrvEltClassBuilderImpl {
+  public:
+    virtual ~ORQSrvEltClassBuilderImpl() = default;
+    virtual ORQSimPosition BuildEltClassification(ORQSimPosition position) = 0;
+};
+
+/// One class for each element spec in use.
+class ORQ_EXPORT ORQSrvEltClassBuilderImplShape : public ORQSrvEltClassBuilderImpl {
+  public:
+    ORQSimPosition BuildEltClassification(ORQSimPosition position) override;
+};
+
+/// Divides the elements of a mesh into classes from the assignment of element specs: a class for
+/// each spec, whose members are all elements of that spec. Example, the assignment has compartments
+/// (spec 2: elements 0..9), (spec 0: elements 10..14), (spec 2: elements 15..19):
+///
+///   membership, by spec:  0: (class 1, {10..14})   1: empty   2: (class 0, {0..9, 15..19})
+///
+/// A failed check is reported by its expression and ends the process with exit status 1: an
+/// assignment that does not pair one spec with elements, and any type but Shape.
+class ORQ_EXPORT ORQSrvEltClassificationBuilder {
+  public:
+    /// `position` is the focus of the document.
+    explicit ORQSrvEltClassificationBuilder(ORQSimPosition position) : m_position(position) {}
+
+    /// Builds the classification, records it and its collection of classes on the mesh in place of
+    /// earlier ones, and answers its record; null, with nothing changed, when the mesh has no
+    /// assignment of specs. REQUIRES: an open transaction.
+    ORQSimPosition BuildEltClassification(ORQSrvEltClassificationType type) const;
+
+  private:
+    ORQSimPosition m_position;
+};

@@ -1,0 +1,318 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <random>
+#include <span>
+
+#include "AllocationPeak.h"
+#include "CoordinateDatabase.h"
+#include "Hdf5File.h"
+#include "PlainFile.h"
+#include "Workloads.h"
+
+namespace storage_benchmark {
+
+namespace {
+
+constexpr Hdf5File::Layout kPlainChunks = {kChunkNodes, false};
+constexpr Hdf5File::Layout kCheckedChunks = {kChunkNodes, true};
+
+// What all bulk workloads move, where it goes, and where it is read to.
+struct Bulk {
+    explicit Bulk(const Settings& settings)
+        : database(settings.directory / "ours.orq"),
+          plain(settings.directory / "plain.bin"),
+          hdf5(settings.directory / "peer.h5"),
+          values(static_cast<std::size_t>(settings.nNodes) * 3),
+          target(values.size()) {
+        std::mt19937_64 random(20240229);
+        for (double& value : values) {
+            value = static_cast<double>(random()) * 0x1p-60;
+        }
+    }
+
+    // What a read did not fill is found out.
+    void ClearTarget() { std::ranges::fill(target, std::numeric_limits<double>::quiet_NaN()); }
+    void CheckTarget() const {
+        Require(std::memcmp(target.data(), values.data(), std::span(values).size_bytes()) == 0,
+                "what was read is not what was written");
+    }
+    void CheckPicked(std::span<const int> picks) const {
+        for (std::size_t i = 0; i < picks.size(); ++i) {
+            Require(std::memcmp(&target[i * 3], &values[static_cast<std::size_t>(picks[i]) * 3],
+                                3 * sizeof(double)) == 0,
+                    "what was gathered is not what was written");
+        }
+    }
+    // The three stores with all the values in them.
+    void StoreAll(const Hdf5File::Layout& layout) const {
+        CoordinateDatabase::Create(database).Append(values);
+        PlainFile(plain, PlainFile::Mode::CreateEmpty).Append(std::as_bytes(std::span(values)));
+        Hdf5File(hdf5, layout).Append(values);
+    }
+    // The system takes far longer to hand out memory that it has not used lately, above all in a
+    // virtual machine. A file written and removed leaves enough for the next one.
+    Contender Writing(const std::string& name, std::function<void()> prepare,
+                      std::function<void()> run, std::function<void()> check) {
+        return {name,
+                [this, prepare = std::move(prepare)] {
+                    prepare();
+                    const std::filesystem::path passing = plain.string() + ".passing";
+                    PlainFile(passing, PlainFile::Mode::CreateEmpty)
+                        .Append(std::as_bytes(std::span(values)));
+                    std::filesystem::remove(passing);
+                },
+                std::move(run), std::move(check)};
+    }
+    Contender Reading(const std::string& name, std::function<void()> run) {
+        return {name, [this] { ClearTarget(); }, std::move(run), [this] { CheckTarget(); }};
+    }
+
+    std::filesystem::path database;
+    std::filesystem::path plain;
+    std::filesystem::path hdf5;
+    std::vector<double> values;
+    std::vector<double> target;
+};
+
+// Reads a store again through a new handle and compares.
+template <class Store>
+void CheckStored(Bulk& bulk, const std::filesystem::path& path) {
+    bulk.ClearTarget();
+    Store(path).Read(bulk.target);
+    bulk.CheckTarget();
+}
+
+// All values into a fresh store, in pieces that are durable one after the other.
+struct DurableWrite {
+    std::string workload;
+    double wantedRatio;
+    std::size_t nPieces;
+    std::string limitName;
+    void (PlainFile::*sync)();
+};
+
+Row MeasureWrite(const Settings& settings, const DurableWrite& write) {
+    Bulk bulk(settings);
+    const std::size_t piece = bulk.values.size() / 3 / write.nPieces * 3;
+    bulk.values.resize(piece * write.nPieces);
+    bulk.target.resize(bulk.values.size());
+    const auto inPieces = [&](const auto& append) {
+        for (std::size_t i = 0; i < write.nPieces; ++i) {
+            append(std::span<const double>(bulk.values).subspan(i * piece, piece));
+        }
+    };
+    std::optional<CoordinateDatabase> database;
+    std::unique_ptr<PlainFile> plain;
+    std::unique_ptr<Hdf5File> hdf5;
+    return Measure(
+        settings, write.workload, write.wantedRatio,
+        {bulk.Writing(
+             "ours", [&] { database = CoordinateDatabase::Create(bulk.database); },
+             [&] { inPieces([&](auto values) { database->Append(values); }); },
+             [&] {
+                 database.reset();
+                 CheckStored<CoordinateDatabase>(bulk, bulk.database);
+             }),
+         bulk.Writing(
+             write.limitName,
+             [&] { plain = std::make_unique<PlainFile>(bulk.plain, PlainFile::Mode::CreateEmpty); },
+             [&] {
+                 inPieces([&](auto values) {
+                     plain->Append(std::as_bytes(values));
+                     ((*plain).*write.sync)();
+                 });
+             },
+             [&] {
+                 bulk.ClearTarget();
+                 MappedFile(bulk.plain).CopyTo(bulk.target);
+                 bulk.CheckTarget();
+             }),
+         bulk.Writing(
+             "HDF5", [&] { hdf5 = std::make_unique<Hdf5File>(bulk.hdf5, kPlainChunks); },
+             [&] {
+                 inPieces([&](auto values) {
+                     hdf5->Append(values);
+                     hdf5->Sync();
+                 });
+             },
+             [&] {
+                 hdf5.reset();
+                 CheckStored<Hdf5File>(bulk, bulk.hdf5);
+             })});
+}
+
+std::vector<Row> Write(const Settings& settings) {
+    return {MeasureWrite(settings, {"write", 0.9, 1, "write+fsync", &PlainFile::SyncAll})};
+}
+
+std::vector<Row> Appends(const Settings& settings) {
+    return {MeasureWrite(settings,
+                         {"appends", 1.7, 100, "write+fdatasync each", &PlainFile::SyncData})};
+}
+
+std::vector<Row> ReadFirst(const Settings& settings) {
+    Bulk bulk(settings);
+    bulk.StoreAll(kCheckedChunks);
+    return {Measure(
+        settings, "read-first", 1.8,
+        {bulk.Reading("ours", [&] { CoordinateDatabase(bulk.database).Read(bulk.target); }),
+         bulk.Reading("fresh map", [&] { MappedFile(bulk.plain).CopyTo(bulk.target); }),
+         bulk.Reading("HDF5 with checksums", [&] { Hdf5File(bulk.hdf5).Read(bulk.target); })})};
+}
+
+std::vector<Row> ReadAgain(const Settings& settings) {
+    Bulk bulk(settings);
+    bulk.StoreAll(kPlainChunks);
+    const CoordinateDatabase database(bulk.database);
+    const MappedFile mapped(bulk.plain);
+    const Hdf5File hdf5(bulk.hdf5);
+    database.Read(bulk.target);
+    mapped.CopyTo(bulk.target);
+    hdf5.Read(bulk.target);
+    return {Measure(settings, "read-again", 1.15,
+                    {bulk.Reading("ours", [&] { database.Read(bulk.target); }),
+                     bulk.Reading("fresh map", [&] { MappedFile(bulk.plain).CopyTo(bulk.target); }),
+                     bulk.Reading("touched map", [&] { mapped.CopyTo(bulk.target); }),
+                     bulk.Reading("HDF5", [&] { hdf5.Read(bulk.target); })})};
+}
+
+// Every node with the same chance; ascending.
+std::vector<int> PickNodes(int nNodes, double share) {
+    std::vector<int> picks;
+    std::mt19937_64 random(19960401);
+    std::bernoulli_distribution isPicked(share);
+    for (int node = 0; node < nNodes; ++node) {
+        if (isPicked(random)) {
+            picks.push_back(node);
+        }
+    }
+    return picks;
+}
+
+struct Gathering : Bulk {
+    Gathering(const Settings& settings, double share)
+        : Bulk(settings), picks(PickNodes(settings.nNodes, share)) {
+        StoreAll(kPlainChunks);
+    }
+    Contender Picking(const std::string& name, std::function<void()> run) {
+        return {name, [this] { ClearTarget(); }, std::move(run), [this] { CheckPicked(picks); }};
+    }
+
+    std::vector<int> picks;
+};
+
+Row Gather(const Settings& settings, const std::string& name, double share, double wantedRatio,
+           bool besideHdf5) {
+    Gathering data(settings, share);
+    const CoordinateDatabase database(data.database);
+    const MappedFile mapped(data.plain);
+    const ORQSimCSet picked = database.Pick(data.picks);
+    database.Read(data.target);
+    mapped.CopyTo(data.target);
+    std::vector<Contender> contenders = {
+        data.Picking("ours", [&] { database.Read(picked, data.target.data()); }),
+        data.Picking("same out of a map", [&] { mapped.Gather(data.picks, data.target.data()); })};
+    std::unique_ptr<Hdf5File> hdf5;
+    std::unique_ptr<Hdf5File> cached;
+    if (besideHdf5) {
+        hdf5 = std::make_unique<Hdf5File>(data.hdf5);
+        cached = std::make_unique<Hdf5File>(data.hdf5, Hdf5File::kLargeCache);
+        hdf5->Select(data.picks);
+        cached->Select(data.picks);
+        cached->ReadSelected(data.target.data());
+        contenders.push_back(data.Picking("HDF5", [&] { hdf5->ReadSelected(data.target.data()); }));
+        contenders.push_back(data.Picking("HDF5 with all chunks in its cache",
+                                          [&] { cached->ReadSelected(data.target.data()); }));
+    }
+    return Measure(settings, name, wantedRatio, contenders);
+}
+
+std::vector<Row> GatherFirstTouch(const Settings& settings) {
+    Gathering data(settings, 0.01);
+    std::optional<CoordinateDatabase> database;
+    ORQSimCSet picked;
+    std::uint64_t hash = 0;
+    Contender ours = data.Picking("ours", [&] { database->Read(picked, data.target.data()); });
+    ours.prepare = [&] {
+        data.ClearTarget();
+        database.emplace(data.database);
+        picked = database->Pick(data.picks);
+    };
+    const std::uint64_t expected = MappedFile(data.plain).HashTouched(data.picks);
+    return {Measure(settings, "gather-1%-first-touch", 1.3,
+                    {ours, data.Picking("hash of touched blocks and gather, fresh map", [&] {
+                         const MappedFile mapped(data.plain);
+                         hash = mapped.HashTouched(data.picks);
+                         mapped.Gather(data.picks, data.target.data());
+                         Require(hash == expected, "the hash differs");
+                     })})};
+}
+
+std::vector<Row> OpenAndCount(const Settings& settings) {
+    constexpr int kFewNodes = 1000;
+    Bulk bulk(settings);
+    bulk.StoreAll(kPlainChunks);
+    const std::filesystem::path small = settings.directory / "small.orq";
+    CoordinateDatabase::Create(small).Append(std::span(bulk.values).first(kFewNodes * 3));
+    const auto count = [&](const std::filesystem::path& path, int expected) {
+        Require(CoordinateDatabase(path).NumNodes() == expected, "the number of nodes is wrong");
+    };
+    return {Measure(settings, "open", 1.0,
+                    {{.name = "ours", .run = [&] { count(bulk.database, settings.nNodes); }},
+                     {.name = "ours, 1000 nodes", .run = [&] { count(small, kFewNodes); }},
+                     {.name = "ours, creating an empty model",
+                      .prepare = [&] { std::filesystem::remove_all(small.string() + ".empty"); },
+                      .run = [&] { CoordinateDatabase::Create(small.string() + ".empty"); }},
+                     {.name = "HDF5", .run = [&] {
+                          Require(Hdf5File(bulk.hdf5).NumNodes() ==
+                                      static_cast<hsize_t>(settings.nNodes),
+                                  "the number of nodes is wrong");
+                      }}})};
+}
+
+double PeakMebibytes(const std::function<void()>& f) {
+    const AllocationPeak peak;
+    f();
+    return static_cast<double>(peak.Growth()) / (1 << 20);
+}
+
+std::vector<Row> Memory(const Settings& settings) {
+    constexpr double kAllowed = 16;
+    Bulk bulk(settings);
+    double hdf5Writes = 0;
+    const double writes =
+        PeakMebibytes([&] { CoordinateDatabase::Create(bulk.database).Append(bulk.values); });
+    hdf5Writes = PeakMebibytes([&] { Hdf5File(bulk.hdf5, kPlainChunks).Append(bulk.values); });
+    const double reads =
+        PeakMebibytes([&] { CheckStored<CoordinateDatabase>(bulk, bulk.database); });
+    const double hdf5Reads = PeakMebibytes([&] { CheckStored<Hdf5File>(bulk, bulk.hdf5); });
+    return {{"memory-write", "MiB", writes, "allowed", kAllowed, 1.0, {{"HDF5", hdf5Writes}}},
+            {"memory-read", "MiB", reads, "allowed", kAllowed, 1.0, {{"HDF5", hdf5Reads}}}};
+}
+
+}  // namespace
+
+std::vector<Workload> BulkWorkloads() {
+    return {{"write", Write},
+            {"read-first", ReadFirst},
+            {"read-again", ReadAgain},
+            {"gather-1%",
+             [](const Settings& settings) -> std::vector<Row> {
+                 return {Gather(settings, "gather-1%", 0.01, 1.5, true)};
+             }},
+            {"gather-30%",
+             [](const Settings& settings) -> std::vector<Row> {
+                 return {Gather(settings, "gather-30%", 0.3, 1.3, false)};
+             }},
+            {"gather-1%-first-touch", GatherFirstTouch},
+            {"appends", Appends},
+            {"open", OpenAndCount},
+            {"memory", Memory}};
+}
+
+}  // namespace storage_benchmark

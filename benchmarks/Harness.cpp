@@ -1,0 +1,110 @@
+#include "Harness.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <random>
+#include <stdexcept>
+
+namespace storage_benchmark {
+
+namespace {
+
+// Waits until the file system that holds the scratch files has nothing left to write.
+void SettleDisk(const std::filesystem::path& directory) {
+    const int file = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool isSettled = file >= 0 && syncfs(file) == 0;
+    close(file);
+    Require(isSettled, directory.string() + ": cannot be synced");
+}
+
+double MillisecondsOf(const std::function<void()>& f) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point begin = Clock::now();
+    f();
+    return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
+}
+
+double Median(std::vector<double> values) {
+    std::ranges::sort(values);
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+}  // namespace
+
+void Require(bool isRight, std::string_view text) {
+    if (!isRight) {
+        throw std::runtime_error(std::string(text));
+    }
+}
+
+Row Measure(const Settings& settings, const std::string& workload, double wantedRatio,
+            const std::vector<Contender>& contenders) {
+    std::vector<std::vector<double>> times(contenders.size());
+    std::vector<std::size_t> order(contenders.size());
+    std::iota(order.begin(), order.end(), std::size_t{0});
+    std::mt19937 random(7);
+    for (int run = 0; run < settings.nRuns; ++run) {
+        std::ranges::shuffle(order, random);
+        for (const std::size_t i : order) {
+            contenders[i].prepare();
+            SettleDisk(settings.directory);
+            times[i].push_back(MillisecondsOf(contenders[i].run));
+            contenders[i].check();
+        }
+    }
+    Row row{workload,    "ms", Median(times[0]), contenders[1].name, Median(times[1]),
+            wantedRatio, {}};
+    for (std::size_t i = 2; i < contenders.size(); ++i) {
+        row.peers.emplace_back(contenders[i].name, Median(times[i]));
+    }
+    return row;
+}
+
+std::string AsTable(const std::vector<Row>& rows) {
+    std::string text =
+        "| workload | ours | limit | ratio | wanted | peers |\n"
+        "| --- | ---: | ---: | ---: | ---: | --- |\n";
+    for (const Row& row : rows) {
+        std::string peers;
+        for (const auto& [name, value] : row.peers) {
+            peers += fmt::format("{}{} {:.2f}", peers.empty() ? "" : ", ", name, value);
+        }
+        text += fmt::format("| {} ({}) | {:.2f} | {:.2f} {} | {:.2f} | {:.2f} | {} |\n",
+                            row.workload, row.unit, row.ours, row.limit, row.limitName,
+                            row.ours / row.limit, row.wantedRatio, peers);
+    }
+    return text;
+}
+
+std::string AsJson(const Settings& settings, const std::vector<Row>& rows) {
+    nlohmann::json json = {{"schema_version", 1},
+                           {"runs", settings.nRuns},
+                           {"nodes", settings.nNodes},
+                           {"records", settings.nRecords},
+                           {"rows", nlohmann::json::array()}};
+    for (const Row& row : rows) {
+        nlohmann::json peers = nlohmann::json::array();
+        for (const auto& [name, value] : row.peers) {
+            peers.push_back({{"name", name}, {"value", value}});
+        }
+        json["rows"].push_back({{"workload", row.workload},
+                                {"unit", row.unit},
+                                {"ours", row.ours},
+                                {"limit", row.limit},
+                                {"limit_name", row.limitName},
+                                {"ratio", row.ours / row.limit},
+                                {"wanted_ratio", row.wantedRatio},
+                                {"peers", peers}});
+    }
+    return json.dump(2) + "\n";
+}
+
+}  // namespace storage_benchmark

@@ -1,0 +1,53 @@
+// Times one way of doing a thing beside others: in the same run, in turns, medians of all turns.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace storage_benchmark {
+
+struct Settings {
+    int nRuns = 7;
+    int nNodes = 8000000;
+    int nRecords = 100000;
+    // Scratch files go here and are gone at the end.
+    std::filesystem::path directory;
+};
+
+// One way of doing a workload. Only `run` is timed.
+struct Contender {
+    std::string name;
+    std::function<void()> prepare = [] {};
+    std::function<void()> run;
+    // Throws when what was read or written is not what it should be.
+    std::function<void()> check = [] {};
+};
+
+// A line of the table: medians over all runs.
+struct Row {
+    std::string workload;
+    std::string unit;
+    double ours;
+    std::string limitName;
+    double limit;
+    double wantedRatio;  // of ours to the limit, at most
+    std::vector<std::pair<std::string, double>> peers;
+};
+
+// Runs the contenders in turns, as often as the settings say; given are ours, the limit and then
+// the peers. The order is another one each time, as what ran before leaves its traces in the
+// caches. Before each timed piece the disk has finished what was written before.
+Row Measure(const Settings& settings, const std::string& workload, double wantedRatio,
+            const std::vector<Contender>& contenders);
+
+// Throws with this text unless `isRight`.
+void Require(bool isRight, std::string_view text);
+
+std::string AsTable(const std::vector<Row>& rows);
+std::string AsJson(const Settings& settings, const std::vector<Row>& rows);
+
+}  // namespace storage_benchmark

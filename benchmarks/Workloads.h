@@ -1,0 +1,22 @@
+// The named workloads. Each answers one row of the table, or a few.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Harness.h"
+
+namespace storage_benchmark {
+
+struct Workload {
+    std::string name;
+    std::function<std::vector<Row>(const Settings&)> run;
+};
+
+// Coordinates of many nodes in one piece.
+std::vector<Workload> BulkWorkloads();
+// Many small linked records.
+std::vector<Workload> RecordWorkloads();
+
+}  // namespace storage_benchmark

@@ -1,0 +1,84 @@
+// Times the database beside plain files, HDF5 and SQLite; see README.md.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <iostream>
+
+#include "Harness.h"
+#include "Workloads.h"
+
+namespace {
+
+using namespace storage_benchmark;
+
+std::vector<Workload> AllWorkloads() {
+    std::vector<Workload> all = BulkWorkloads();
+    std::ranges::move(RecordWorkloads(), std::back_inserter(all));
+    return all;
+}
+
+// A directory of this run's own, removed at its end.
+class Scratch {
+  public:
+    explicit Scratch(const std::filesystem::path& parent)
+        : m_path(parent / ("storage_benchmark-" + std::to_string(getpid()))) {
+        std::filesystem::create_directories(m_path);
+    }
+    ~Scratch() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    const std::filesystem::path& Path() const { return m_path; }
+
+  private:
+    std::filesystem::path m_path;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::vector<Workload> all = AllWorkloads();
+    std::vector<std::string> names;
+    std::ranges::transform(all, std::back_inserter(names), &Workload::name);
+
+    Settings settings;
+    std::string parent = ".";
+    std::vector<std::string> chosen = names;
+    bool asJson = false;
+    CLI::App app("Times the database beside plain files, HDF5 and SQLite.");
+    app.add_option("workloads", chosen, "What to run (default: all)")->check(CLI::IsMember(names));
+    app.add_option("--runs", settings.nRuns, "Turns of each contender; medians are shown")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app.add_option("--size", settings.nNodes, "Nodes of the bulk workloads")
+        ->check(CLI::Range(1000, 80000000))
+        ->capture_default_str();
+    app.add_option("--records", settings.nRecords, "Records of the record workloads")
+        ->check(CLI::Range(1, 10000000))
+        ->capture_default_str();
+    app.add_option("--directory", parent, "Where scratch files are written and removed")
+        ->check(CLI::ExistingDirectory)
+        ->capture_default_str();
+    app.add_flag("--json", asJson, "Print one JSON object instead of a table");
+    CLI11_PARSE(app, argc, argv);
+
+    try {
+        const Scratch scratch(parent);
+        settings.directory = scratch.Path();
+        std::vector<Row> rows;
+        for (const Workload& workload : all) {
+            if (std::ranges::find(chosen, workload.name) != chosen.end()) {
+                std::cerr << workload.name << " ..." << std::endl;
+                std::ranges::move(workload.run(settings), std::back_inserter(rows));
+            }
+        }
+        std::cout << (asJson ? AsJson(settings, rows) : AsTable(rows));
+    } catch (const std::exception& error) {
+        std::cerr << "storage_benchmark: " << error.what() << '\n';
+        return 1;
+    }
+    return 0;
+}

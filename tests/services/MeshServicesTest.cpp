@@ -1,0 +1,337 @@
+// The services that write and read a mesh, on small models in memory.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <random>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "ORQBasAssertException.h"
+#include "ORQBasFailure.h"
+#include "ORQObjElementClass.h"
+#include "ORQObjMesh.h"
+#include "ORQObjModelBuilder.h"
+#include "ORQSimCollection.h"
+#include "ORQSimCompartment.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransaction.h"
+#include "ORQSimTransfer.h"
+#include "ORQSrvElementConnectivity.h"
+#include "ORQSrvEltClassificationBuilder.h"
+#include "ORQSrvInverseConnectivity.h"
+#include "ORQSrvSetMapperFactory.h"
+#include "ORQSrvSurfaceNodalAreas.h"
+
+namespace {
+
+class MeshServices : public testing::Test {
+  protected:
+    ORQSimCSetID Nodes(const std::vector<int>& members) const {
+        return Set(ORQObjMesh(builder.Mesh()).GetNodeCollection(), members);
+    }
+    ORQSimCSetID Elements(const std::vector<int>& members) const {
+        return Set(ORQObjMesh(builder.Mesh()).GetElementCollection(), members);
+    }
+    static ORQSimCSetID Set(const ORQSimPosition& collection, const std::vector<int>& members) {
+        return ORQSimCollection(collection.GetCollection())
+            .CreateTempOrderedCSet(members.data(), static_cast<int>(members.size()));
+    }
+    static std::vector<int> Members(const ORQSimCSet& set) {
+        std::vector<int> members(static_cast<std::size_t>(set.Size()));
+        set.OrderedMembers(members.data());
+        return members;
+    }
+    ORQSimDynamicID Kind(const char* name) const { return builder.AddElementSpec(name).ID(); }
+    int NumDrawers() const {
+        return ORQSimDistribution(builder.Connectivity().DSet().GetRelationalDistributionID())
+            .NumDrawers();
+    }
+    void Append(const char* kind, int nColumns, const std::vector<int>& elements,
+                const std::vector<int>& nodes) {
+        connectivity.Append(transaction, Kind(kind), Elements(elements),
+                            builder.NodePlaces(nColumns), nodes.data());
+    }
+
+    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimTransaction transaction{database.ContextID()};
+    ORQObjModelBuilder builder{database};
+    ORQSrvElementConnectivity connectivity{builder.Connectivity(), 2};
+};
+
+// --- Connectivity --------------------------------------------------------------------------------
+
+TEST_F(MeshServices, ConnectivityKeepsADrawerForEachKindAndExtendsIt) {
+    builder.AddNodes(10);
+    builder.AddElements(6);
+    Append("QUAD4", 4, {0, 1}, {0, 1, 4, 3, 1, 2, 5, 4});
+    Append("TRI3", 3, {2}, {6, 7, 8});
+    Append("QUAD4", 4, {5, 4, 3}, {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 9, 8});
+    EXPECT_EQ(NumDrawers(), 2);
+    EXPECT_EQ(builder.Connectivity().DSet().GetCtation().Size(), 2);
+
+    std::vector<int> nodes(12, -7);
+    const int bytes =
+        connectivity.Read(ORQSimCSet(Elements({3, 2, 1})), builder.NodePlaces(4), nodes.data());
+    EXPECT_EQ(bytes, 48);
+    // The triangle has no fourth node: the buffer keeps what it held.
+    EXPECT_EQ(nodes, (std::vector<int>{1, 0, 9, 8, 6, 7, 8, -7, 1, 2, 5, 4}));
+}
+
+TEST_F(MeshServices, ConnectivityKnowsNodesThroughItsDataSet) {
+    builder.AddNodes(10);
+    builder.AddElements(3);
+    Append("TRI3", 3, {0, 1}, {0, 1, 2, 7, 8, 9});
+    Append("BAR2", 2, {2}, {4, 2});
+    const ORQSimDSet some = builder.Connectivity().DSet().Select(ORQSimCSet(Elements({1, 2})));
+    const ORQObjMesh mesh(builder.Mesh());
+    EXPECT_EQ(Members(some.Collect(mesh.GetNodeCollection().GetCollection())),
+              (std::vector<int>{2, 4, 7, 8, 9}));
+    EXPECT_EQ(Members(some.Collect(mesh.GetElementCollection().GetCollection())),
+              (std::vector<int>{1, 2}));
+}
+
+TEST_F(MeshServices, ChunkSizesByKindRefuseAKindWithoutOne) {
+    builder.AddNodes(4);
+    builder.AddElements(2);
+    ORQSimBtree<ORQSimDynamicID, int> sizes;
+    sizes.Insert(Kind("QUAD4"), 7, false);
+    ORQSrvElementConnectivity byKind(builder.Connectivity(), sizes);
+    const std::vector<int> nodes = {0, 1, 2, 3};
+    byKind.Append(transaction, Kind("QUAD4"), Elements({0}), builder.NodePlaces(4), nodes.data());
+    ORQSimArray<int> chunks;
+    ORQSimDistribution(builder.Connectivity().DSet().GetRelationalDistributionID())
+        .QueryDrawers()
+        .ConstGet(0)
+        .ChunkSizes(chunks);
+    EXPECT_EQ(chunks.ConstGet(0), 7);
+    EXPECT_EQ(chunks.ConstGet(1), 4);
+    EXPECT_DEATH(byKind.Append(transaction, Kind("BAR2"), Elements({1}), builder.NodePlaces(2),
+                               nodes.data()),
+                 "AssertionFailed:m_chunkSize != 0");
+    ORQSrvElementConnectivity none;
+    EXPECT_DEATH(
+        none.Append(transaction, Kind("BAR2"), Elements({1}), builder.NodePlaces(2), nodes.data()),
+        "AssertionFailed:rdistribution.IsNull\\(\\) == false");
+}
+
+// --- Adjacency -----------------------------------------------------------------------------------
+
+using Entry = std::pair<unsigned, unsigned>;  // element, place
+
+std::map<int, std::vector<Entry>> Decoded(const ORQSrvInverseConnectivity& inverse, int nNodes) {
+    std::map<int, std::vector<Entry>> byNode;
+    for (int node = 0; node < nNodes; ++node) {
+        for (int i = inverse.m_offsets[node]; i < inverse.m_offsets[node + 1]; ++i) {
+            byNode[node].emplace_back(inverse.m_entries[i] & 0x1FFFFFF, inverse.m_entries[i] >> 25);
+        }
+    }
+    return byNode;
+}
+
+TEST_F(MeshServices, AdjacencyEqualsBruteForceOnRandomMeshes) {
+    std::mt19937 random(20261121);
+    constexpr int kNodes = 40;
+    builder.AddNodes(kNodes);
+    builder.AddElements(60);
+    // Two drawers; rows are appended out of order, and elements may use a node twice.
+    std::vector<int> rows(60);
+    std::map<int, std::vector<int>> nodesOf;
+    std::vector<int> quads;
+    std::vector<int> triangles;
+    for (int element = 59; element >= 0; --element) {
+        (element % 3 == 0 ? triangles : quads).push_back(element);
+    }
+    for (const auto& [elements, n, kind] :
+         {std::tuple{quads, 4, "QUAD4"}, std::tuple{triangles, 3, "TRI3"}}) {
+        std::vector<int> all;
+        for (const int element : elements) {
+            for (int place = 0; place < n; ++place) {
+                nodesOf[element].push_back(static_cast<int>(random() % (kNodes - 5)));
+            }
+            all.insert(all.end(), nodesOf[element].begin(), nodesOf[element].end());
+        }
+        Append(kind, n, elements, all);
+    }
+
+    const auto expected = [&](auto&& wanted) {
+        std::map<int, std::vector<Entry>> byNode;
+        for (const bool isTriangle : {false, true}) {  // drawers as they were made
+            for (const auto& [element, nodes] : nodesOf) {
+                if ((element % 3 == 0) == isTriangle && wanted(element)) {
+                    for (unsigned place = 0; place < nodes.size(); ++place) {
+                        byNode[nodes[place]].emplace_back(element, place);
+                    }
+                }
+            }
+        }
+        return byNode;
+    };
+    ORQSrvInverseConnectivity inverse(builder.Mesh());
+    inverse.Invert();
+    inverse.Invert();
+    EXPECT_EQ(Decoded(inverse, kNodes), expected([](int) { return true; }));
+    EXPECT_EQ(inverse.m_total, 40 * 4 + 20 * 3);
+
+    std::vector<int> some;
+    for (int element = 0; element < 60; element += 7) {
+        some.push_back(element);
+    }
+    inverse.Invert(Elements(some));
+    EXPECT_EQ(Decoded(inverse, kNodes), expected([](int element) { return element % 7 == 0; }));
+    inverse.Invert(Elements({}));
+    EXPECT_EQ(inverse.m_total, 0);
+    EXPECT_EQ(inverse.m_entries, nullptr);
+    EXPECT_EXIT(inverse.Invert(Elements({5, 3})), testing::ExitedWithCode(1),
+                "elset.IsAscending\\(\\) \\|\\| elset.Size\\(\\) == 0");
+}
+
+TEST_F(MeshServices, AMeshWithoutElementsHasEmptyAdjacency) {
+    builder.AddNodes(3);
+    ORQSrvInverseConnectivity inverse(builder.Mesh());
+    inverse.Invert();
+    EXPECT_EQ(std::vector<int>(inverse.m_offsets, inverse.m_offsets + 4), std::vector<int>(4, 0));
+    EXPECT_EQ(inverse.m_entries, nullptr);
+}
+
+// --- Surface areas -------------------------------------------------------------------------------
+
+TEST_F(MeshServices, SurfaceAreasAreWrittenSparselyAndFloored) {
+    builder.AddNodes(20);
+    for (const char* name : {"A", "B", "C"}) {
+        builder.AddSurface(name, 1, {});
+    }
+    auto& areas = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
+    areas.WriteSurfaceNodalAreas(builder.Model());
+    EXPECT_TRUE(ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas().IsNull());
+
+    ORQBasMap<int, double> first;
+    first.InsertUnique(7, 0.5);
+    first.InsertUnique(3, 0.0);
+    first.InsertUnique(9, 1.0e-8);
+    ORQBasMap<int, double> second;
+    second.InsertUnique(7, -3.0);
+    second.InsertUnique(12, 2.0);
+    areas.AppendSurfaceIdNodeArea(2, second);
+    areas.AppendSurfaceIdNodeArea(0, first);
+    areas.AppendSurfaceIdNodeArea(1, {});
+    areas.WriteSurfaceNodalAreas(builder.Model());
+    areas.WriteSurfaceNodalAreas(builder.Model());  // nothing is left to write
+
+    const ORQSimDistribution distribution(
+        ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas().GetDistribution());
+    ASSERT_EQ(distribution.NumDrawers(), 1);
+    const ORQSimDrawerDescription drawer = distribution.QueryDrawers().ConstGet(0);
+    EXPECT_EQ(Members(drawer.CSet(0)), (std::vector<int>{0, 1, 2}));
+    EXPECT_EQ(Members(drawer.CSet(1)), (std::vector<int>{3, 7, 9, 12}));
+    EXPECT_EQ(drawer.DataSizeItems(), 5);
+    std::vector<double> cells(12, -1.0);
+    ORQSimTransfer(distribution)
+        .SetRead()
+        .SetDim(0, drawer.CSet(0))
+        .SetDim(1, drawer.CSet(1))
+        .SetBuffer(ORQSimbufMain, cells.data(), 96)
+        .ExecRead();
+    EXPECT_EQ(cells,
+              (std::vector<double>{1.0e-7, 0.5, 1.0e-8, -1, -1, -1, -1, -1, -1, 1.0e-7, -1, 2.0}));
+    omi_SingletonBase<ORQSrvSurfaceNodalAreas>::Finalize();
+}
+
+TEST_F(MeshServices, AFailedWriteOfSurfaceAreasKeepsWhatWasCollected) {
+    builder.AddNodes(2);
+    auto& areas = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
+    ORQBasMap<int, double> outside;
+    outside.InsertUnique(5, 1.0);
+    areas.AppendSurfaceIdNodeArea(0, outside);
+    EXPECT_THROW(areas.WriteSurfaceNodalAreas(builder.Model()), ORQBasFailure);
+    EXPECT_TRUE(ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas().IsNull());
+    builder.AddNodes(10);
+    builder.AddSurface("S", 1, {});
+    areas.WriteSurfaceNodalAreas(builder.Model());
+    EXPECT_FALSE(ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas().IsNull());
+    omi_SingletonBase<ORQSrvSurfaceNodalAreas>::Finalize();
+}
+
+// --- Classes -------------------------------------------------------------------------------------
+
+TEST_F(MeshServices, ClassesUniteTheElementsOfASpec) {
+    builder.AddElements(20);
+    const ORQSimPosition hex = builder.AddElementSpec("HEX8");
+    builder.AddElementSpec("UNUSED");
+    const ORQSimPosition bar = builder.AddElementSpec("BAR2");
+    const ORQSrvEltClassificationBuilder classes(database.Focus());
+    EXPECT_TRUE(classes.BuildEltClassification(ORQSrvEltClassificationType::Shape).IsNull());
+
+    builder.AssignElementSpecs(
+        {{bar, Elements({0, 1, 2})}, {hex, Elements({5, 6})}, {bar, Elements({9, 19})}});
+    const ORQSimPosition classification =
+        classes.BuildEltClassification(ORQSrvEltClassificationType::Shape);
+    EXPECT_EQ(ORQObjMesh(builder.Mesh()).GetElementClassification(), classification);
+    const ORQSimDSet membership =
+        classification.GetPosition(ORQSimSchema::ElementClassification_dataSet).DSet();
+    const ORQSimCtation ctation = membership.GetCtation();
+    ASSERT_EQ(ctation.Size(), 3);  // by spec, the unused one empty
+    EXPECT_EQ(ctation.Compartment(1).Size(), 0);
+    EXPECT_FALSE(membership.IsEmpty());
+
+    std::map<std::string, std::vector<int>> elementsOf;
+    const ORQSimSet found = classification.GetSet(ORQSimSchema::ElementClassification_classes);
+    for (auto i = found.Begin(); i.NotDone(); ++i) {
+        elementsOf[(*i).Name().UTF8()] = Members(ORQObjElementClass(*i).GetElementCSet());
+    }
+    EXPECT_EQ(elementsOf, (std::map<std::string, std::vector<int>>{{"BAR2", {0, 1, 2, 9, 19}},
+                                                                   {"HEX8", {5, 6}}}));
+    EXPECT_EXIT(classes.BuildEltClassification(static_cast<ORQSrvEltClassificationType>(1)),
+                testing::ExitedWithCode(1), "Element Classification elaboration not yet");
+}
+
+TEST_F(MeshServices, AnAssignmentThatNamesElementsFirstIsRefused) {
+    builder.AddElements(2);
+    builder.AddElementSpec("HEX8");
+    const ORQSimCSetID specs = Set(builder.Document().GetElementSpecCollection(), {0});
+    builder.Mesh().SetPosition(
+        ORQSimSchema::Mesh_elementSpecAssignment,
+        builder.Mesh().CreateTypedDSet(
+            ORQSimCtation(std::vector{ORQSimCompartment(std::vector{Elements({0}), specs})}),
+            ORQSimSchema::ElementSpecAssignment));
+    EXPECT_EXIT(ORQSrvEltClassificationBuilder(database.Focus())
+                    .BuildEltClassification(ORQSrvEltClassificationType::Shape),
+                testing::ExitedWithCode(1), "eltColIndex != -1 && eltSpecColIndex != 1");
+}
+
+// --- Mappers -------------------------------------------------------------------------------------
+
+TEST_F(MeshServices, ANodeMapperLeadsFromItsSourceToItsTarget) {
+    builder.AddNodes(10);
+    builder.AddElements(3);
+    using Factory = ORQSrvSetMapperFactory;
+    EXPECT_TRUE(Factory::GetPermutationNodes(database.Focus()).IsNull());
+    EXPECT_EQ(Factory::NodeMapper(database.Focus())->Map(0), -1);
+
+    Factory::PersistMapper(Nodes({0, 1, 2}), Nodes({5, 6, 7}));
+    Factory::PersistMapper(Nodes({4, 2}), Nodes({9, 0, 1}));  // replaces; sizes may differ
+    Factory::PersistMapper(Elements({2, 0}), Elements({0, 1}));
+    const auto mapper = Factory::NodeMapper(database.Focus());
+    EXPECT_EQ(mapper->Map(4), 9);
+    EXPECT_EQ(mapper->Map(2), 0);
+    EXPECT_EQ(mapper->Map(9), -1);
+    EXPECT_EQ(mapper->MapBack(1), -1);
+    EXPECT_EQ(Members(Factory::GetPermutationNodes(database.Focus())), (std::vector<int>{4, 2}));
+    EXPECT_EQ(Members(Factory::GetPermutationElements(database.Focus())), (std::vector<int>{2, 0}));
+    const ORQSimCSetID regions = Set(builder.Model().GetPosition(ORQSimSchema::Model_regions), {});
+    EXPECT_EXIT(Factory::PersistMapper(regions, regions), testing::ExitedWithCode(1), "0");
+}
+
+TEST_F(MeshServices, ActiveMembersAreThoseOfTheMesh) {
+    builder.AddNodes(5);
+    builder.Mesh().SetPosition(ORQSimSchema::Mesh_activeNodes, Nodes({1, 3}));
+    EXPECT_EQ(Members(ORQSrvSetMapperFactory::GetActiveNodalOrdinals(builder.Model())),
+              (std::vector<int>{1, 3}));
+    EXPECT_TRUE(ORQSrvSetMapperFactory::GetActiveElementOrdinals(builder.Model()).IsNull());
+}
+
+}  // namespace

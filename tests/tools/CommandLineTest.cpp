@@ -1,0 +1,452 @@
+// The subcommands on good and bad input, mostly called in this process.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "CommandLine.h"
+#include "CommandRun.h"
+#include "ExitWatch.h"
+#include "ExodusFile.h"
+#include "Files.h"
+#include "ORQObjLabeler.h"
+#include "ORQObjMesh.h"
+#include "ORQObjModelBuilder.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimTransaction.h"
+#include "ORQSrvNodalCoordinates.h"
+#include "import/StagedTarget.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using exodus_file::Content;
+using exodus_file::ScratchFolder;
+using nlohmann::json;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class CommandLineTest : public testing::Test {
+  protected:
+    std::string Written(const Content& content = {}) const {
+        exodus_file::Write(content, input_);
+        return input_;
+    }
+    CommandResult Import(const std::string& file, Arguments more = {}) const {
+        more.insert(more.begin(), {"import", file, "-o", target_});
+        return RunHere(more);
+    }
+    json Info() const {
+        const CommandResult result = RunHere({"info", target_, "--json"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        return json::parse(result.out);
+    }
+
+    ScratchFolder folder_;
+    std::string input_ = folder_ / "model.e";
+    std::string target_ = folder_ / "model.orq";
+};
+
+// --- What an import keeps ------------------------------------------------------------------------
+
+class ImportOfRealMeshes : public CommandLineTest, public testing::WithParamInterface<const char*> {
+  protected:
+    std::string File() const {
+        const fs::path wing_box(ORQ_WING_BOX);
+        return wing_box.filename() == GetParam() ? wing_box
+                                                 : fs::path(ORQ_SHARED_MODELS) / GetParam();
+    }
+    void SetUp() override {
+        if (!fs::exists(File()))
+            GTEST_SKIP() << "there is no " << File();
+    }
+};
+
+TEST_P(ImportOfRealMeshes, ReadsBackBitForBitAndLabelForLabel) {
+    const CommandResult imported = Import(File(), {"--chunk-nodes", "1000"});
+    ASSERT_EQ(imported.status, 0) << imported.err;
+    const exodus_file::Mesh expected = exodus_file::Read(File());
+
+    const auto database = ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadOnly);
+    const ORQObjDocument document(database);
+    const ORQSrvNodalCoordinates coordinates(ORQObjMesh(document.GetMesh()).GetCoordinates(), 1);
+    const auto dimension = static_cast<std::size_t>(coordinates.NumberComponents());
+    ASSERT_EQ(static_cast<std::size_t>(coordinates.NumberNodes()), expected.positions.size());
+    std::vector<double> values(expected.positions.size() * dimension);
+    coordinates.Read(coordinates.Nodes(), coordinates.Components(), values.data());
+
+    ORQObjLabeler labeler(document, ORQObjLabelerType::Node);
+    labeler.Read();
+    for (std::size_t node = 0; node < expected.positions.size(); ++node) {
+        for (std::size_t axis = 0; axis < dimension; ++axis)
+            ASSERT_EQ(values[node * dimension + axis], expected.positions[node][axis]) << node;
+        const int ordinal = static_cast<int>(node);
+        ASSERT_EQ(labeler.GetInstanceLabel("PART-1", ordinal), expected.labels[node]);
+        ASSERT_EQ(labeler.GetInstanceOrdinal("PART-1", expected.labels[node]), ordinal);
+    }
+    EXPECT_EQ(RunHere({"verify", target_}).status, 0);
+}
+
+TEST_P(ImportOfRealMeshes, AnotherProcessSeesTheFactsOfTheModel) {
+    ASSERT_EQ(Import(File()).status, 0);
+    const CommandResult result = RunProgram({"info", target_, "--json"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    const json info = json::parse(result.out);
+    const json labels = info["instances"][0]["node_labels"];
+    const exodus_file::Mesh expected = exodus_file::Read(File());
+    const auto [lowest, highest] =
+        std::minmax_element(expected.labels.begin(), expected.labels.end());
+    EXPECT_EQ(info["title"], expected.title);
+    EXPECT_EQ(info["nodes"], expected.positions.size());
+    EXPECT_EQ(labels["count"], expected.positions.size());
+    EXPECT_EQ(labels["lowest"], *lowest);
+    EXPECT_EQ(labels["highest"], *highest);
+    for (std::size_t axis = 0; axis < info["dimension"]; ++axis) {
+        const auto by_axis = [&](const auto& a, const auto& b) { return a[axis] < b[axis]; };
+        const auto [low, high] =
+            std::minmax_element(expected.positions.begin(), expected.positions.end(), by_axis);
+        EXPECT_EQ(info["bounding_box"]["lowest"][axis], (*low)[axis]);
+        EXPECT_EQ(info["bounding_box"]["highest"][axis], (*high)[axis]);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ImportOfRealMeshes,
+                         testing::Values("wing_box.e", "box_solid_shell_results.g",
+                                         "subduction_tri.exo", "basemat_isolators.e",
+                                         "block_crush_1.ex2"));
+
+TEST_F(CommandLineTest, ReportsWhatItKeepsChangesAndDrops) {
+    Content content;
+    content.dimension = 1;
+    content.title = "caf\xE9";
+    const json report = json::parse(Import(Written(content), {"--json"}).out)["report"];
+    EXPECT_EQ(report["kept"], json::parse(R"([{"kind": "nodes", "name": "", "count": 4},
+                                             {"kind": "node labels", "name": "", "count": 4}])"));
+    EXPECT_EQ(report["changed"][0]["kind"], "title");
+    EXPECT_EQ(report["changed"][0]["name"], "caf\uFFFD");
+    EXPECT_EQ(report["changed"][1]["kind"], "node coordinates");
+    EXPECT_EQ(report["dropped"], json::array());
+    const json info = Info();
+    EXPECT_EQ(info["dimension"], 2);
+    EXPECT_EQ(info["bounding_box"], json::parse(R"({"lowest": [0.5, 0], "highest": [3.5, 0]})"));
+
+    const json wing_box = json::parse(Import(ORQ_WING_BOX, {"--json", "--force"}).out)["report"];
+    EXPECT_EQ(wing_box["dropped"][0]["kind"], "elements");
+    EXPECT_EQ(wing_box["dropped"][0]["count"], 3432);
+    EXPECT_EQ(wing_box["dropped"][1]["count"], 9);
+}
+
+TEST_F(CommandLineTest, StrictImportsNothingWhenSomethingWouldBeDropped) {
+    const CommandResult result = Import(ORQ_WING_BOX, {"--strict"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("--strict"));
+    EXPECT_THAT(result.out, HasSubstr("elements: 3432"));
+    EXPECT_FALSE(fs::exists(target_));
+    EXPECT_EQ(Import(Written(), {"--strict"}).status, 0);
+}
+
+TEST_F(CommandLineTest, AnEmptyMeshIsAModelWithoutCoordinates) {
+    Content content;
+    content.x = content.y = content.z = {};
+    content.labels = {};
+    content.title = "";
+    ASSERT_EQ(Import(Written(content)).status, 0);
+    const json info = Info();
+    EXPECT_EQ(info["nodes"], 0);
+    EXPECT_EQ(info["dimension"], 0);
+    EXPECT_EQ(info["bounding_box"], nullptr);
+    EXPECT_THAT(RunHere({"info", target_}).out,
+                AllOf(HasSubstr("title       none\n"), HasSubstr("no coordinates")));
+    EXPECT_EQ(RunHere({"verify", target_}).status, 0);
+}
+
+TEST_F(CommandLineTest, BlocksOfAnImportJoinSeamlessly) {
+    Content content;
+    constexpr int kNodes = 250'003;
+    content.labels.resize(kNodes);
+    for (auto* axis : {&content.x, &content.y, &content.z})
+        axis->resize(kNodes);
+    for (int node = 0; node < kNodes; ++node) {
+        const auto at = static_cast<std::size_t>(node);
+        content.x[at] = node;
+        content.y[at] = 0.25 * node;
+        content.z[at] = -node;
+        content.labels[at] = 2 * kNodes - node;
+    }
+    ASSERT_EQ(Import(Written(content), {"--chunk-nodes", "70000"}).status, 0);
+    const auto database = ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadOnly);
+    const ORQSrvNodalCoordinates coordinates(
+        ORQObjMesh(ORQObjDocument(database).GetMesh()).GetCoordinates(), 1);
+    std::vector<double> values(std::size_t{3} * kNodes);
+    coordinates.Read(coordinates.Nodes(), coordinates.Components(), values.data());
+    for (std::size_t node = 0; node < kNodes; ++node) {
+        ASSERT_EQ(values[3 * node], content.x[node]);
+        ASSERT_EQ(values[3 * node + 1], content.y[node]);
+        ASSERT_EQ(values[3 * node + 2], content.z[node]);
+    }
+    const json drawer = Info()["distributions"][1]["drawers"][0];
+    EXPECT_EQ(drawer["chunk_sizes"], json::parse("[70000, 3]"));
+    EXPECT_EQ(drawer["sizes"], json::parse("[250003, 3]"));
+}
+
+TEST_F(CommandLineTest, ASmallModelStaysSmallWhateverItsChunks) {
+    Content content;
+    for (auto* axis : {&content.x, &content.y, &content.z})
+        axis->resize(60, 0.5);
+    content.labels = {};
+    for (const char* chunk : {"1", "7", "100000", "2147483647"}) {
+        ASSERT_EQ(Import(Written(content), {"--force", "--chunk-nodes", chunk}).status, 0);
+        // No piece is smaller than a page of 4 KiB.
+        EXPECT_LT(Info()["bytes"]["directory"], std::string(chunk) == "1" ? 400'000 : 200'000);
+        EXPECT_EQ(RunHere({"verify", target_}).status, 0);
+    }
+}
+
+// --- What info says ------------------------------------------------------------------------------
+
+TEST_F(CommandLineTest, InfoCountsWhatIsMissingAndNotFinite) {
+    {
+        auto database = ORQSimDatabase::Create(target_);
+        ORQSimTransaction transaction(database.ContextID());
+        const ORQObjModelBuilder builder(database);
+        builder.SetTitle("\x1B[31mred");
+        ORQSimCollection nodes(ORQSimCSet(builder.AddNodes(10)).CollectionID());
+        const std::vector<int> some = {2, 5};
+        const std::vector<double> values = {1, std::numeric_limits<double>::quiet_NaN(), 3, -4};
+        ORQSrvNodalCoordinates(builder.Coordinates(), 5)
+            .Append(transaction, nodes.CreateTempCSet(some.data(), 2, true),
+                    builder.SpatialDirections(2), values.data());
+        transaction.Commit();
+    }
+    const json info = Info();
+    EXPECT_EQ(info["nodes"], 10);
+    EXPECT_EQ(info["nodes_with_coordinates"], 2);
+    EXPECT_EQ(info["coordinates_not_finite"], 1);
+    EXPECT_EQ(info["bounding_box"], json::parse(R"({"lowest": [1, -4], "highest": [3, -4]})"));
+    const std::string text = RunHere({"info", target_}).out;
+    EXPECT_THAT(text, AllOf(HasSubstr("only 2 nodes have coordinates"),
+                            HasSubstr("1 coordinates are not finite"), Not(HasSubstr("\x1B"))));
+}
+
+TEST_F(CommandLineTest, TheProgressBarLeavesAnEmptyLine) {
+    std::ostringstream out;
+    std::ostringstream err;
+    ASSERT_EQ(orqmodel::RunCommandLine({"import", Written(), "-o", target_}, {out, err, true}), 0);
+    EXPECT_THAT(err.str(),
+                AllOf(StartsWith("\rimporting ["), HasSubstr("100 %"), EndsWith("\r\033[K")));
+    EXPECT_THAT(out.str(), Not(HasSubstr("\r")));
+}
+
+// --- Wrong use and bad input ---------------------------------------------------------------------
+
+TEST_F(CommandLineTest, WrongArgumentsExitWith2) {
+    const std::string file = Written();
+    const std::vector<Arguments> wrong = {
+        {},
+        {"frobnicate"},
+        {"import"},
+        {"import", file},
+        {"import", file, "-o", target_, "--chunk-nodes", "0"},
+        {"import", file, "-o", target_, "--chunk-nodes", "-5"},
+        {"import", file, "-o", target_, "--chunk-nodes", "99999999999"},
+        {"import", file, "-o", target_, "--chunk-nodes", "many"},
+        {"import", file, "-o", ""},
+        {"import", file, "-o", folder_ / ".."},
+        {"import", file, "-o", target_, "more"},
+        {"info"},
+        {"verify", target_, "--chunk-nodes", "5"}};
+    for (const Arguments& arguments : wrong) {
+        const CommandResult result = RunHere(arguments);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments) << result.err;
+        EXPECT_THAT(result.err, StartsWith("orqmodel: "));
+        EXPECT_EQ(result.out, "");
+    }
+    EXPECT_FALSE(fs::exists(target_));
+    EXPECT_EQ(RunHere({"--version"}).status, 0);
+    EXPECT_THAT(RunHere({"import", "--help"}).out, HasSubstr("--chunk-nodes"));
+}
+
+TEST_F(CommandLineTest, BadInputExitsWith3NamesTheFileAndLeavesNothing) {
+    const auto expect_refused = [&](const std::string& file, const std::string& text) {
+        const auto before = Tree(fs::path(target_).parent_path());
+        for (const bool force : {false, true}) {
+            const CommandResult result = Import(file, force ? Arguments{"--force"} : Arguments{});
+            EXPECT_EQ(result.status, 3) << file;
+            EXPECT_THAT(result.err,
+                        AllOf(StartsWith("orqmodel: "), HasSubstr(file), HasSubstr(text)));
+        }
+        EXPECT_EQ(Tree(fs::path(target_).parent_path()), before) << file;
+    };
+    expect_refused(folder_ / "missing.e", "does not exist");
+    expect_refused(folder_ / "missing", "No such file");
+    PutBytes(folder_ / "text.e", "solid cube\n");
+    expect_refused(folder_ / "text.e", "not an Exodus II file");
+    PutBytes(folder_ / "text.stl", "solid cube\n");
+    expect_refused(folder_ / "text.stl", "no format that is known");
+    const std::string whole = Bytes(Written());
+    PutBytes(folder_ / "cut.e", whole.substr(0, whole.size() / 2));
+    expect_refused(folder_ / "cut.e", "");
+
+    Content content;
+    content.labels = {7, 8, 7, 9};
+    expect_refused(Written(content), "nodes 1 and 3 in file order both have label 7");
+    content.labels = {7, 0, 8, 9};
+    expect_refused(Written(content), "node 2 in file order has label 0");
+    content.labels = {};
+    content.y[3] = std::numeric_limits<double>::infinity();  // Found while writing.
+    expect_refused(Written(content), "node 4 in file order");
+}
+
+TEST_F(CommandLineTest, AFileWithoutAKnownEndingIsKnownByItsContents) {
+    const std::string renamed = folder_ / "mesh.data";
+    fs::rename(Written(), renamed);
+    EXPECT_EQ(Import(renamed).status, 0);
+}
+
+// --- The target ----------------------------------------------------------------------------------
+
+TEST_F(CommandLineTest, OnlyForceReplacesAndOnlyAModelDatabase) {
+    ASSERT_EQ(Import(ORQ_WING_BOX).status, 0);
+    const auto before = Tree(target_);
+    CommandResult result = Import(Written());
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, AllOf(HasSubstr(target_), HasSubstr("exists already")));
+    EXPECT_EQ(Tree(target_), before);
+
+    PutBytes(fs::path(target_) / "notes.txt", "mine");
+    result = Import(Written(), {"--force"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, HasSubstr("notes.txt"));
+    fs::remove(fs::path(target_) / "notes.txt");
+    EXPECT_EQ(Tree(target_), before);
+
+    {
+        const auto writer = ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadWrite);
+        result = Import(Written(), {"--force"});
+        EXPECT_EQ(result.status, 3);
+        EXPECT_THAT(result.err, HasSubstr("open for writing by"));
+    }
+
+    EXPECT_EQ(Import(Written(), {"--force"}).status, 0);
+    EXPECT_EQ(Info()["nodes"], 4);
+    PutBytes(fs::path(target_) / "bulk.bin", "damaged");
+    EXPECT_EQ(Import(ORQ_WING_BOX, {"--force"}).status, 0);
+    EXPECT_EQ(Info()["nodes"], 3265);
+    EXPECT_EQ(Tree(fs::path(target_).parent_path()).size(), Tree(target_).size() + 2)
+        << "something is left beside the target";
+}
+
+TEST_F(CommandLineTest, WhatIsNoModelDatabaseStays) {
+    const std::string folder = folder_ / "folder.orq";
+    fs::create_directory(folder);
+    PutBytes(folder + "/catalogue.txt", "mine");
+    fs::create_directory(folder_ / "empty.orq");
+    PutBytes(folder_ / "file.orq", "mine");
+    fs::create_symlink("nowhere", folder_ / "link.orq");
+    const auto before = Tree(fs::path(target_).parent_path());
+    const std::string input = ORQ_WING_BOX;
+    for (const char* name : {"folder.orq", "empty.orq", "file.orq", "link.orq"}) {
+        const CommandResult result = RunHere({"import", input, "-o", folder_ / name, "--force"});
+        EXPECT_EQ(result.status, 2) << name << result.err;
+        EXPECT_THAT(result.err, HasSubstr(name));
+    }
+    EXPECT_EQ(Tree(fs::path(target_).parent_path()), before);
+}
+
+TEST_F(CommandLineTest, ALinkKeepsLeadingToTheReplacedDatabase) {
+    ASSERT_EQ(Import(ORQ_WING_BOX).status, 0);
+    const std::string link = folder_ / "link.orq";
+    fs::create_directory_symlink("model.orq", link);
+    EXPECT_EQ(RunHere({"import", Written(), "-o", link + "/", "--force"}).status, 0);
+    EXPECT_TRUE(fs::is_symlink(link));
+    EXPECT_EQ(Info()["nodes"], 4);
+}
+
+TEST_F(CommandLineTest, LeftoversOfKilledImportsGoAndThoseOfLivingOnesStay) {
+    const std::string leftover = target_ + ".import-aB3dE9";
+    fs::create_directories(leftover + "/model.orq");
+    const std::string other = folder_ / "other.orq.import-aB3dE9";
+    fs::create_directory(other);
+    orqmodel::StagedTarget living(target_, false);
+    const fs::path built = living.Begin();
+    EXPECT_FALSE(fs::exists(leftover));
+    EXPECT_EQ(Import(Written()).status, 0);
+    EXPECT_TRUE(fs::exists(built.parent_path()));
+    EXPECT_TRUE(fs::exists(other));
+}
+
+TEST_F(CommandLineTest, ReplacesInTwoStepsWhereThereIsNoExchange) {
+    const auto make = [&](const std::string& name) {
+        fs::create_directory(folder_ / name);
+        PutBytes(folder_ / name / name, name);
+    };
+    make("built");
+    make("old");
+    make("aside");
+    const auto before = Tree(fs::path(target_).parent_path());
+    const auto replace = [&](const std::string& built) {
+        orqmodel::ReplaceInTwoSteps(folder_ / built, folder_ / "old", folder_ / "aside");
+    };
+    EXPECT_THROW(replace("built"), ORQBasException);
+    EXPECT_EQ(Tree(fs::path(target_).parent_path()), before);
+    fs::remove_all(folder_ / "aside");
+    EXPECT_THROW(replace("missing"), ORQBasException);
+    EXPECT_TRUE(fs::exists(folder_ / "old" / "old"));
+    EXPECT_FALSE(fs::exists(folder_ / "aside"));
+    replace("built");
+    EXPECT_TRUE(fs::exists(folder_ / "old" / "built"));
+    EXPECT_TRUE(fs::exists(folder_ / "aside" / "old"));
+}
+
+TEST_F(CommandLineTest, AReadOnlyFolderIsAnErrorForImportAndNoneForReading) {
+    ASSERT_EQ(Import(Written()).status, 0);
+    const fs::path parent = fs::path(target_).parent_path();
+    const auto before = Tree(parent);
+    ASSERT_EQ(chmod(parent.c_str(), 0555), 0);
+    ASSERT_EQ(chmod(target_.c_str(), 0555), 0);
+    ASSERT_EQ(chmod(input_.c_str(), 0444), 0);
+    const auto run = [](const Arguments& arguments) {
+        // Root may write everywhere, so it becomes nobody.
+        return RunProgram(arguments, [] { [[maybe_unused]] const int result = setuid(65534); });
+    };
+    const std::string other = parent / "other.orq";
+    const CommandResult imported = run({"import", input_, "-o", other});
+    EXPECT_EQ(imported.status, 3);
+    EXPECT_THAT(imported.err, AllOf(HasSubstr(other), HasSubstr("Permission denied")));
+    const CommandResult info = run({"info", target_});
+    EXPECT_EQ(info.status, 0) << info.err;
+    EXPECT_THAT(info.out, HasSubstr("nodes       4"));
+    EXPECT_EQ(run({"verify", target_}).status, 0);
+    ASSERT_EQ(chmod(target_.c_str(), 0755), 0);
+    ASSERT_EQ(chmod(parent.c_str(), 0755), 0);
+    EXPECT_EQ(Tree(parent), before);
+}
+
+// --- Ends of the process -------------------------------------------------------------------------
+
+TEST(ExitWatchDeathTest, AnEarlyExitOrAbortIs70) {
+    const auto watch = [](auto end) {
+        orqmodel::WatchForEarlyExit();
+        end();
+    };
+    EXPECT_EXIT(watch([] { std::exit(1); }), testing::ExitedWithCode(70), "orqmodel: ended before");
+    EXPECT_EXIT(watch([] { std::abort(); }), testing::ExitedWithCode(70), "orqmodel: ended before");
+    EXPECT_EXIT(watch([] {
+                    orqmodel::EndWatch();
+                    std::exit(1);
+                }),
+                testing::ExitedWithCode(1), "^$");
+}
+
+}  // namespace

@@ -1,0 +1,53 @@
+#include "CommandRun.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <sstream>
+#include <stdexcept>
+
+#include "CommandLine.h"
+#include "ExodusFile.h"
+#include "Files.h"
+
+CommandResult RunHere(const Arguments& arguments) {
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = orqmodel::RunCommandLine(arguments, {out, err, false});
+    return {status, out.str(), err.str()};
+}
+
+pid_t Start(const Arguments& arguments, const std::filesystem::path& out,
+            const std::filesystem::path& err, const std::function<void()>& prepare) {
+    std::vector<char*> words;
+    static std::string program = ORQ_PROGRAM;
+    words.push_back(program.data());
+    for (const auto& argument : arguments)
+        words.push_back(const_cast<char*>(argument.c_str()));
+    words.push_back(nullptr);
+    const pid_t process = fork();
+    if (process < 0)
+        throw std::runtime_error("cannot fork");
+    if (process == 0) {
+        dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDOUT_FILENO);
+        dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDERR_FILENO);
+        prepare();
+        execv(program.c_str(), words.data());
+        _exit(127);
+    }
+    return process;
+}
+
+int StatusOf(pid_t process) {
+    int status = 0;
+    if (waitpid(process, &status, 0) != process)
+        throw std::runtime_error("cannot wait");
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+CommandResult RunProgram(const Arguments& arguments, const std::function<void()>& prepare) {
+    const exodus_file::ScratchFolder folder;
+    const int status = StatusOf(Start(arguments, folder / "out", folder / "err", prepare));
+    return {status, Bytes(folder / "out"), Bytes(folder / "err")};
+}

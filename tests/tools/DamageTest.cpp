@@ -1,0 +1,135 @@
+// Model databases whose files were cut, exchanged or changed: always an error with status 3 that
+// says where, or nothing that matters; never a crash and never a wrong value.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "CommandRun.h"
+#include "ExodusFile.h"
+#include "Files.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class DamageTest : public testing::Test {
+  protected:
+    DamageTest() {
+        EXPECT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", target_}).status, 0);
+        catalogue_ = Bytes(CataloguePath());
+        bulk_ = Bytes(BulkPath());
+        lock_ = Bytes(target_ + "/lock");
+        info_ = RunHere({"info", target_, "--json"}).out;
+    }
+    std::string CataloguePath() const { return target_ + "/catalogue.sqlite"; }
+    std::string BulkPath() const { return target_ + "/bulk.bin"; }
+
+    void Restore() const {
+        fs::remove_all(target_);
+        fs::create_directory(target_);
+        PutBytes(CataloguePath(), catalogue_);
+        PutBytes(BulkPath(), bulk_);
+        PutBytes(target_ + "/lock", lock_);
+    }
+
+    /// Answers whether verify finds the damage; what info prints is right in any case.
+    bool IsFound() const {
+        const CommandResult verified = RunHere({"verify", target_});
+        EXPECT_THAT(verified.status, testing::AnyOf(0, 3)) << verified.err;
+        const CommandResult info = RunHere({"info", target_, "--json"});
+        if (info.status == 0) {
+            EXPECT_EQ(info.out, info_);
+        } else {
+            EXPECT_EQ(info.status, 3) << info.err;
+        }
+        EXPECT_TRUE(verified.status == 3 || info.status == 0) << info.err;
+        return verified.status == 3;
+    }
+
+    void ExpectRefused(const std::string& file, const std::string& text) const {
+        for (const char* command : {"info", "verify"}) {
+            const CommandResult result = RunHere({command, target_});
+            EXPECT_EQ(result.status, 3) << command;
+            EXPECT_THAT(result.out + result.err, AllOf(HasSubstr(file), HasSubstr(text)));
+        }
+    }
+
+    exodus_file::ScratchFolder folder_;
+    std::string target_ = folder_ / "model.orq";
+    std::string catalogue_;
+    std::string bulk_;
+    std::string lock_;
+    std::string info_;
+};
+
+TEST_F(DamageTest, AChangedByteIsFoundOrMeansNothing) {
+    std::mt19937 random(20);
+    for (const bool in_catalogue : {true, false}) {
+        const std::string& whole = in_catalogue ? catalogue_ : bulk_;
+        int n_found = 0;
+        constexpr int kRounds = 250;
+        for (int round = 0; round < kRounds; ++round) {
+            Restore();
+            std::string bytes = whole;
+            const std::size_t place =
+                round < 100 ? static_cast<std::size_t>(round) : random() % whole.size();
+            bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
+            PutBytes(in_catalogue ? CataloguePath() : BulkPath(), bytes);
+            SCOPED_TRACE(testing::Message() << "catalogue " << in_catalogue << " byte " << place);
+            n_found += IsFound() ? 1 : 0;
+        }
+        // Bulk data ends somewhere in its last page; a catalogue has no slack.
+        EXPECT_GE(n_found, in_catalogue ? kRounds : kRounds / 2);
+    }
+    Restore();
+    EXPECT_FALSE(IsFound());
+}
+
+TEST_F(DamageTest, ACutFileIsFound) {
+    for (const bool in_catalogue : {true, false}) {
+        const std::string& whole = in_catalogue ? catalogue_ : bulk_;
+        for (std::size_t length = 0; length < whole.size(); length += 4999) {
+            Restore();
+            PutBytes(in_catalogue ? CataloguePath() : BulkPath(), whole.substr(0, length));
+            SCOPED_TRACE(testing::Message()
+                         << "catalogue " << in_catalogue << " cut at " << length);
+            EXPECT_TRUE(IsFound());
+        }
+    }
+}
+
+TEST_F(DamageTest, MissingAndForeignFilesAreNamed) {
+    fs::remove(BulkPath());
+    ExpectRefused(target_, "bulk.bin is missing");
+    Restore();
+    fs::remove(CataloguePath());
+    ExpectRefused(target_, "catalogue.sqlite is missing");
+    Restore();
+    const std::string other = folder_ / "other.orq";
+    ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", other}).status, 0);
+    PutBytes(BulkPath(), Bytes(other + "/bulk.bin"));
+    ExpectRefused(BulkPath(), "another");
+    Restore();
+    PutBytes(CataloguePath(), "SQLite format 3 it is not");
+    ExpectRefused(CataloguePath(), "");
+
+    for (const char* command : {"info", "verify"}) {
+        CommandResult result = RunHere({command, folder_ / "missing.orq"});
+        EXPECT_EQ(result.status, 3);
+        EXPECT_THAT(result.err, AllOf(StartsWith("orqmodel: "), HasSubstr("missing.orq")));
+        fs::create_directory(folder_ / "empty");
+        result = RunHere({command, folder_ / "empty"});
+        EXPECT_EQ(result.status, 3);
+        EXPECT_THAT(result.err, HasSubstr("is not a model database"));
+        result = RunHere({command, ORQ_WING_BOX});
+        EXPECT_EQ(result.status, 3);
+        EXPECT_THAT(result.err, HasSubstr("is not a model database"));
+    }
+}
+
+}  // namespace

@@ -1,0 +1,159 @@
+// Imports that are killed, asked to stop, or run out of space: what stood under the target's name
+// is there, whole, or the new model is.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "CommandRun.h"
+#include "ExodusFile.h"
+#include "Files.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using exodus_file::Content;
+using testing::AllOf;
+using testing::HasSubstr;
+
+using Clock = std::chrono::steady_clock;
+
+class InterruptionTest : public testing::Test {
+  protected:
+    static constexpr int kNodes = 300'000;
+
+    InterruptionTest() {
+        fs::create_directory(targets_);
+        Content content;
+        exodus_file::Write(content, small_);
+        content.labels.resize(kNodes);
+        for (auto* axis : {&content.x, &content.y, &content.z})
+            axis->assign(kNodes, 0.5);
+        for (int node = 0; node < kNodes; ++node)
+            content.labels[static_cast<std::size_t>(node)] = kNodes - node;
+        exodus_file::Write(content, large_);
+    }
+
+    pid_t StartImport() const {
+        return Start({"import", large_, "-o", target_, "--force"}, folder_ / "out",
+                     folder_ / "err");
+    }
+    static bool HasEnded(pid_t process) {
+        siginfo_t end{};
+        waitid(P_PID, static_cast<id_t>(process), &end, WEXITED | WNOHANG | WNOWAIT);
+        return end.si_pid != 0;
+    }
+    int NodeCount() const {
+        return nlohmann::json::parse(RunHere({"info", target_, "--json"}).out)["nodes"];
+    }
+    std::size_t NumTargets() const {
+        const fs::directory_iterator entries(targets_);
+        return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+    }
+
+    exodus_file::ScratchFolder folder_;
+    std::string small_ = folder_ / "small.e";
+    std::string large_ = folder_ / "large.e";
+    std::string targets_ = folder_ / "targets";
+    std::string target_ = targets_ + "/model.orq";
+};
+
+TEST_F(InterruptionTest, AKilledImportLeavesTheOldModelOrTheNewOne) {
+    const auto begin = Clock::now();
+    ASSERT_EQ(StatusOf(StartImport()), 0);
+    const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin);
+    std::mt19937 random(7);
+    for (int round = 0; round < 12; ++round) {
+        const bool had_model = round % 2 == 0;
+        fs::remove_all(target_);
+        if (had_model) {
+            ASSERT_EQ(RunHere({"import", small_, "-o", target_}).status, 0);
+        }
+        const pid_t import = StartImport();
+        usleep(static_cast<useconds_t>(random() % static_cast<unsigned long>(whole.count())));
+        kill(import, SIGKILL);
+        StatusOf(import);
+        if (!fs::exists(target_)) {
+            EXPECT_FALSE(had_model);
+            continue;
+        }
+        EXPECT_THAT(NodeCount(), testing::AnyOf(had_model ? 4 : kNodes, kNodes));
+        const CommandResult verified = RunHere({"verify", target_});
+        EXPECT_EQ(verified.status, 0) << verified.out;
+    }
+    EXPECT_EQ(RunHere({"import", small_, "-o", target_, "--force"}).status, 0);
+    EXPECT_EQ(NumTargets(), 1U) << "what the killed ones left is not removed";
+}
+
+TEST_F(InterruptionTest, AnImportThatIsAskedToStopClearsUp) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        int status = 0;
+        // On a busy machine the import may be done before the signal reaches it.
+        for (int attempt = 0; attempt < 20 && status == 0; ++attempt) {
+            ASSERT_EQ(RunHere({"import", small_, "-o", target_, "--force"}).status, 0);
+            const pid_t import = StartImport();
+            while (NumTargets() < 2 && !HasEnded(import))
+                usleep(100);
+            kill(import, signal);
+            status = StatusOf(import);
+        }
+        EXPECT_EQ(status, 128 + signal);
+        EXPECT_THAT(Bytes(folder_ / "err"), HasSubstr("interrupted; nothing was changed"));
+        EXPECT_EQ(NumTargets(), 1U);
+        EXPECT_EQ(NodeCount(), 4);
+    }
+}
+
+TEST_F(InterruptionTest, ALimitOnFileSizesIsAnError) {
+    for (const rlim_t limit : {rlim_t{1000}, rlim_t{50'000}, rlim_t{200'000}, rlim_t{3'000'000}}) {
+        const CommandResult result = RunProgram({"import", large_, "-o", target_}, [&] {
+            const rlimit sizes = {limit, limit};
+            setrlimit(RLIMIT_FSIZE, &sizes);
+        });
+        EXPECT_EQ(result.status, 3) << limit << result.err;
+        EXPECT_THAT(result.err, AllOf(HasSubstr("orqmodel: "), HasSubstr(target_))) << limit;
+        EXPECT_EQ(NumTargets(), 0U) << limit;
+    }
+}
+
+TEST_F(InterruptionTest, AFullDiskIsAnErrorAndKeepsTheOldModel) {
+    constexpr int kCannotMount = 99;
+    // The disk is seen by the started process only, which sees to what is on it itself.
+    const auto on_small_disk = [&](const char* size) {
+        return RunProgram({"import", large_, "-o", target_}, [&] {
+            if (unshare(CLONE_NEWNS) != 0 ||
+                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                mount("none", targets_.c_str(), "tmpfs", 0, size) != 0)
+                _exit(kCannotMount);
+            const pid_t import = Start({"import", small_, "-o", target_}, "/dev/null", "/dev/null");
+            const int small_status = StatusOf(import);
+            const auto without_lock = [&] {
+                auto tree = Tree(targets_);
+                tree.erase(target_ + "/lock");  // Says who wrote last.
+                return tree;
+            };
+            const auto before = without_lock();
+            const int status = StatusOf(
+                Start({"import", large_, "-o", target_, "--force"}, "/dev/null", "/dev/stderr"));
+            _exit(small_status == 0 && without_lock() == before ? status : 98);
+        });
+    };
+    for (const char* size : {"size=400k", "size=1m", "size=4m"}) {
+        const CommandResult result = on_small_disk(size);
+        if (result.status == kCannotMount)
+            GTEST_SKIP() << "mounting is not permitted here";
+        EXPECT_EQ(result.status, 3) << size << result.err;
+        EXPECT_THAT(result.err, HasSubstr(target_)) << size;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,122 @@
+#include "AdjacencyCommand.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "ORQBasFailure.h"
+#include "ORQObjLabeler.h"
+#include "ORQSimDatabase.h"
+#include "ORQSrvInverseConnectivity.h"
+#include "mesh/ModelReader.h"
+
+namespace orqmodel {
+namespace {
+
+struct Place {
+    int element_label;
+    std::string element_instance;
+    std::string type;
+    std::string block;
+    int place;  // From 1.
+};
+
+struct Node {
+    std::string instance;
+    int ordinal;
+};
+
+/// All nodes of the label, of one instance or of all.
+std::vector<Node> FindNodes(const ORQObjDocument& document, const AdjacencyOptions& options) {
+    ORQObjLabeler labeler(document, ORQObjLabelerType::Node);
+    labeler.Read();
+    std::vector<Node> nodes;
+    for (const ORQString& instance : labeler.Occurrences()) {
+        if (!options.instance.empty() && instance.UTF8() != options.instance)
+            continue;
+        const int ordinal = labeler.GetInstanceOrdinal(instance, options.node);
+        if (ordinal >= 0)
+            nodes.push_back({instance.UTF8(), ordinal});
+    }
+    return nodes;
+}
+
+std::vector<Place> PlacesOf(const ORQObjDocument& document, int node) {
+    const ModelReader model(document);
+    ORQObjLabeler labeler(document, ORQObjLabelerType::Element);
+    labeler.Read();
+    ORQSrvInverseConnectivity inverse(document.GetMesh());
+    inverse.Invert();
+    std::vector<Place> places;
+    for (int i = inverse.m_offsets[node]; i < inverse.m_offsets[node + 1]; ++i) {
+        const int element = static_cast<int>(inverse.m_entries[i] & 0x1FFFFFF);
+        Place place{0, "", "", "", static_cast<int>(inverse.m_entries[i] >> 25) + 1};
+        ORQString instance;
+        if (labeler.GetOccurrenceForFlatMeshOrdinal(element, instance)) {
+            place.element_instance = instance.UTF8();
+            place.element_label = labeler.GetInstanceLabel(instance, element);
+        }
+        for (const ModelReader::Block& block : model.Blocks()) {
+            if (block.elements.SeekMember(element) >= 0) {
+                place.type = block.shapeName;
+                place.block = block.name;
+            }
+        }
+        places.push_back(std::move(place));
+    }
+    return places;
+}
+
+void PrintText(const Node& node, const AdjacencyOptions& options, const std::vector<Place>& places,
+               std::ostream& out) {
+    out << fmt::format("node {} of {}: {} element{}\n", options.node, Printable(node.instance),
+                       places.size(), places.size() == 1 ? "" : "s");
+    for (const Place& place : places) {
+        out << fmt::format("  element {:>8}  place {:>3}  {:<10} {}\n", place.element_label,
+                           place.place, Printable(place.type), Printable(place.block));
+    }
+}
+
+nlohmann::json ToJson(const Node& node, const AdjacencyOptions& options,
+                      const std::vector<Place>& places) {
+    nlohmann::json elements = nlohmann::json::array();
+    for (const Place& place : places) {
+        elements.push_back({{"label", place.element_label},
+                            {"instance", place.element_instance},
+                            {"place", place.place},
+                            {"type", place.type},
+                            {"block", place.block}});
+    }
+    return {{"schema_version", 1},
+            {"command", "adjacency"},
+            {"database", options.database},
+            {"node", {{"label", options.node}, {"instance", node.instance}}},
+            {"elements", elements}};
+}
+
+}  // namespace
+
+ExitStatus RunAdjacency(const AdjacencyOptions& options, const Console& console) {
+    const ORQObjDocument document(
+        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
+    const std::vector<Node> nodes = FindNodes(document, options);
+    if (nodes.empty()) {
+        console.err << "orqmodel: " << Printable(options.database) << ": no node has label "
+                    << options.node << '\n';
+        return ExitStatus::kFindings;
+    }
+    if (nodes.size() > 1) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            fmt::format("{} instances have a node {}; name one with --instance",
+                                        nodes.size(), options.node));
+    }
+    const std::vector<Place> places = PlacesOf(document, nodes.front().ordinal);
+    if (options.json)
+        PrintJson(console.out, ToJson(nodes.front(), options, places));
+    else
+        PrintText(nodes.front(), options, places, console.out);
+    return ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

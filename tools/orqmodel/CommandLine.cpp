@@ -1,0 +1,165 @@
+#include "CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <limits>
+#include <new>
+
+#include "AdjacencyCommand.h"
+#include "ExportCommand.h"
+#include "ImportCommand.h"
+#include "InfoCommand.h"
+#include "InterruptGuard.h"
+#include "ORQBasFailure.h"
+#include "VerifyCommand.h"
+#include "export/ExportError.h"
+#include "import/ImportError.h"
+
+namespace orqmodel {
+namespace {
+
+/// The program's options, and which subcommand they are for.
+class CommandLine {
+  public:
+    CommandLine() {
+        app_.require_subcommand(1);
+        app_.set_version_flag("--version", "orqmodel " ORQMODEL_VERSION);
+        AddImport();
+        AddInfo();
+        AddVerify();
+        AddExport();
+        AddAdjacency();
+    }
+
+    ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
+        std::reverse(arguments.begin(), arguments.end());  // As the parser takes them.
+        try {
+            app_.parse(arguments);
+        } catch (const CLI::Success& answer) {  // Help or version was asked for.
+            app_.exit(answer, console.out, console.err);
+            return ExitStatus::kDone;
+        }
+        if (app_.got_subcommand("import"))
+            return RunImport(import_, console);
+        if (app_.got_subcommand("info"))
+            return RunInfo(info_, console);
+        if (app_.got_subcommand("export"))
+            return RunExport(export_, console);
+        if (app_.got_subcommand("adjacency"))
+            return RunAdjacency(adjacency_, console);
+        return RunVerify(verify_, console);
+    }
+
+  private:
+    void AddImport() {
+        CLI::App* command = app_.add_subcommand(
+            "import", "Make a model database from a mesh file (Exodus II, Gmsh)");
+        command->add_option("FILE", import_.input, "The mesh file")->required();
+        command->add_option("-o,--output", import_.output, "The model database to make, NAME.orq")
+            ->required();
+        command
+            ->add_option("--chunk-nodes", import_.chunk_nodes,
+                         "The most nodes whose coordinates are stored as one piece")
+            ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+            ->capture_default_str();
+        command->add_flag("--force", import_.force, "Replace a model database of that name");
+        command->add_flag("--strict", import_.strict,
+                          "Import nothing, and exit with status 1, when content would be dropped");
+        AddJson(command, import_.json);
+    }
+
+    void AddInfo() {
+        CLI::App* command = app_.add_subcommand("info", "Show what a model database holds");
+        command->add_option("DATABASE", info_.database, "The model database")->required();
+        AddJson(command, info_.json);
+    }
+
+    void AddVerify() {
+        CLI::App* command = app_.add_subcommand(
+            "verify", "Compare all checksums and follow all references of a model database");
+        command->add_option("DATABASE", verify_.database, "The model database")->required();
+        AddJson(command, verify_.json);
+    }
+
+    void AddExport() {
+        CLI::App* command =
+            app_.add_subcommand("export", "Write a model to a file (Exodus II, VTU)");
+        command->add_option("DATABASE", export_.database, "The model database")->required();
+        command
+            ->add_option("-o,--output", export_.output,
+                         "The file to write; its ending names the format")
+            ->required();
+        command->add_flag("--force", export_.force, "Replace a file of that name");
+        command->add_flag("--strict", export_.strict,
+                          "Write nothing, and exit with status 1, when content would be dropped");
+        AddJson(command, export_.json);
+    }
+
+    void AddAdjacency() {
+        CLI::App* command = app_.add_subcommand("adjacency", "Show the elements at a node");
+        command->add_option("DATABASE", adjacency_.database, "The model database")->required();
+        command->add_option("--node", adjacency_.node, "The label of the node")->required();
+        command->add_option("--instance", adjacency_.instance,
+                            "The instance, where several have a node of that label");
+        AddJson(command, adjacency_.json);
+    }
+
+    static void AddJson(CLI::App* command, bool& is_set) {
+        command->add_flag("--json", is_set, "Report as one JSON object");
+    }
+
+    CLI::App app_{
+        "Builds, shows and checks finite-element model databases.\n"
+        "Exit status: 0 done, 1 done with findings, 2 wrong use, 3 cannot be read or "
+        "written, or damaged,\n70 a fault of the program",
+        "orqmodel"};
+    ImportOptions import_;
+    InfoOptions info_;
+    VerifyOptions verify_;
+    ExportOptions export_;
+    AdjacencyOptions adjacency_;
+};
+
+int Fail(const Console& console, ExitStatus status, const std::string& text) {
+    console.err << "orqmodel: " << Printable(text) << '\n';
+    return static_cast<int>(status);
+}
+
+}  // namespace
+
+int RunCommandLine(const std::vector<std::string>& arguments, const Console& console) {
+    try {
+        const ExitStatus status = CommandLine().Run(arguments, console);
+        if (!console.out.flush())
+            return Fail(console, ExitStatus::kUnreadable, "cannot write the output");
+        return static_cast<int>(status);
+    } catch (const ORQBasFailure& failure) {
+        return Fail(console,
+                    failure.Kind() == ORQBasFailureKind::Usage ? ExitStatus::kWrongUse
+                                                               : ExitStatus::kUnreadable,
+                    failure.Text());
+    } catch (const CLI::ParseError& error) {
+        return Fail(console, ExitStatus::kWrongUse,
+                    std::string(error.what()) + "; orqmodel --help says more");
+    } catch (const ImportError& error) {
+        return Fail(console, ExitStatus::kUnreadable, error.what());
+    } catch (const ExportError& error) {
+        return Fail(console, ExitStatus::kUnreadable, error.what());
+    } catch (const std::filesystem::filesystem_error& error) {
+        return Fail(console, ExitStatus::kUnreadable, error.what());
+    } catch (const std::bad_alloc&) {
+        return Fail(console, ExitStatus::kUnreadable, "out of memory");
+    } catch (const Interrupted& interrupted) {
+        Fail(console, ExitStatus::kInterrupted, "interrupted; nothing was changed");
+        return static_cast<int>(ExitStatus::kInterrupted) + interrupted.signal;
+    } catch (const ORQBasException& exception) {
+        return Fail(console, ExitStatus::kBrokenInvariant,
+                    exception.DeveloperReport(ORQBasStringMode::Unicode).c_str());
+    } catch (const std::exception& exception) {
+        return Fail(console, ExitStatus::kBrokenInvariant, exception.what());
+    }
+}
+
+}  // namespace orqmodel

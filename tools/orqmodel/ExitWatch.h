@@ -1,0 +1,12 @@
+#pragma once
+
+namespace orqmodel {
+
+/// From here on a process that ends early, because something in it called exit or abort on a
+/// broken invariant, says so on standard error and ends with ExitStatus::kBrokenInvariant.
+void WatchForEarlyExit();
+
+/// The end was reached in the ordinary way.
+void EndWatch();
+
+}  // namespace orqmodel

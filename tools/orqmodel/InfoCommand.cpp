@@ -1,0 +1,213 @@
+#include "InfoCommand.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "ModelSummary.h"
+#include "ORQSimDatabase.h"
+#include "ProgressBar.h"
+
+namespace orqmodel {
+namespace {
+
+using nlohmann::json;
+
+struct DiskUse {
+    ORQSimDatabase::DiskSizes parts;
+    std::int64_t directory;
+};
+
+/// Of the files, as long as none is open: readers keep some for themselves meanwhile.
+std::int64_t DirectoryBytes(const std::string& directory) {
+    std::int64_t bytes = 0;
+    std::error_code failure;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, failure)) {
+        const auto size = entry.file_size(failure);
+        bytes += failure ? 0 : static_cast<std::int64_t>(size);
+    }
+    return bytes;
+}
+
+json ToJson(const std::optional<LabelRange>& range) {
+    if (!range)
+        return nullptr;
+    return {{"count", range->count}, {"lowest", range->lowest}, {"highest", range->highest}};
+}
+
+json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& path) {
+    json instances = json::array();
+    for (const InstanceSummary& instance : summary.instances)
+        instances.push_back({{"name", instance.name},
+                             {"node_labels", ToJson(instance.nodes)},
+                             {"element_labels", ToJson(instance.elements)}});
+    json collections = json::array();
+    for (const CollectionSummary& collection : summary.collections)
+        collections.push_back({{"object", collection.object},
+                               {"link", collection.link},
+                               {"type", collection.type},
+                               {"space", collection.space}});
+    json distributions = json::array();
+    for (const DistributionSummary& distribution : summary.distributions) {
+        json drawers = json::array();
+        for (const DrawerSummary& drawer : distribution.drawers)
+            drawers.push_back(
+                {{"layout", drawer.layout},
+                 {"sizes", drawer.sizes},
+                 {"chunk_sizes", drawer.chunk_sizes},
+                 {"extendable_dimension",
+                  drawer.extendable_dimension < 0 ? json() : json(drawer.extendable_dimension)}});
+        distributions.push_back({{"object", distribution.object},
+                                 {"link", distribution.link},
+                                 {"type", distribution.type},
+                                 {"scalar", distribution.scalar},
+                                 {"grid", distribution.grid},
+                                 {"drawers", drawers}});
+    }
+    json box = nullptr;
+    if (summary.box)
+        box = {{"lowest", summary.box->lowest}, {"highest", summary.box->highest}};
+    return {{"schema_version", 1},
+            {"command", "info"},
+            {"path", path},
+            {"title", summary.title},
+            {"generation", summary.generation},
+            {"nodes", summary.nodes},
+            {"elements", summary.elements},
+            {"dimension", summary.dimension},
+            {"nodes_with_coordinates", summary.nodes_with_coordinates},
+            {"coordinates_not_finite", summary.coordinates_not_finite},
+            {"bounding_box", box},
+            {"instances", instances},
+            {"collections", collections},
+            {"distributions", distributions},
+            {"bytes",
+             {{"catalogue", use.parts.catalogue},
+              {"bulk", use.parts.bulk},
+              {"bulk_free", use.parts.freeBulk},
+              {"directory", use.directory}}}};
+}
+
+/// Rows of cells, printed in columns that are as wide as their widest cell.
+class TextTable {
+  public:
+    explicit TextTable(std::vector<std::string> headings) : rows_{std::move(headings)} {}
+    void Add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+
+    void Print(std::ostream& out) const {
+        std::vector<std::size_t> widths(rows_.front().size(), 0);
+        for (const auto& row : rows_) {
+            for (std::size_t i = 0; i < row.size(); ++i)
+                widths[i] = std::max(widths[i], row[i].size());
+        }
+        for (const auto& row : rows_) {
+            std::string line;
+            for (std::size_t i = 0; i < row.size(); ++i)
+                line += fmt::format("  {:{}}", row[i], widths[i]);
+            line.erase(line.find_last_not_of(' ') + 1);
+            out << line << '\n';
+        }
+    }
+
+  private:
+    std::vector<std::vector<std::string>> rows_;
+};
+
+std::string Text(const std::optional<LabelRange>& range) {
+    return range ? fmt::format("{} ({} to {})", range->count, range->lowest, range->highest)
+                 : "none";
+}
+
+std::string Sizes(const std::vector<int>& sizes) {
+    return sizes.empty() ? "-" : fmt::format("{}", fmt::join(sizes, " x "));
+}
+
+std::string Bytes(std::int64_t bytes) {
+    constexpr std::int64_t kKibi = 1024;
+    if (bytes < kKibi)
+        return fmt::format("{} bytes", bytes);
+    if (bytes < kKibi * kKibi)
+        return fmt::format("{:.1f} KiB", static_cast<double>(bytes) / kKibi);
+    return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / (kKibi * kKibi));
+}
+
+void PrintModel(const ModelSummary& summary, std::ostream& out) {
+    const auto line = [&](std::string_view name, std::string_view value) {
+        out << fmt::format("{:<12}{}\n", name, value);
+    };
+    line("title", summary.title.empty() ? "none" : Printable(summary.title));
+    line("generation", fmt::to_string(summary.generation));
+    line("nodes", fmt::to_string(summary.nodes));
+    line("elements", fmt::to_string(summary.elements));
+    line("dimension",
+         summary.dimension == 0 ? "no coordinates" : fmt::to_string(summary.dimension));
+    if (summary.dimension != 0 && summary.nodes_with_coordinates != summary.nodes)
+        line("", fmt::format("only {} nodes have coordinates", summary.nodes_with_coordinates));
+    if (summary.coordinates_not_finite != 0)
+        line("", fmt::format("{} coordinates are not finite", summary.coordinates_not_finite));
+    for (std::size_t axis = 0; summary.box && axis < summary.box->lowest.size(); ++axis)
+        line(axis == 0 ? "extent" : "",
+             fmt::format("{} from {:g} to {:g}", "xyz"[std::min<std::size_t>(axis, 2)],
+                         summary.box->lowest[axis], summary.box->highest[axis]));
+}
+
+void PrintContents(const ModelSummary& summary, std::ostream& out) {
+    TextTable instances({"instance", "node labels", "element labels"});
+    for (const InstanceSummary& instance : summary.instances)
+        instances.Add({Printable(instance.name), Text(instance.nodes), Text(instance.elements)});
+    out << "\ninstances: " << summary.instances.size() << '\n';
+    if (!summary.instances.empty())
+        instances.Print(out);
+
+    TextTable collections({"link", "type", "members"});
+    for (const CollectionSummary& collection : summary.collections)
+        collections.Add({collection.link, collection.type, fmt::to_string(collection.space)});
+    out << "\ncollections: " << summary.collections.size() << '\n';
+    if (!summary.collections.empty())
+        collections.Print(out);
+
+    TextTable distributions({"link", "values", "drawer", "members", "chunks", "grows along"});
+    for (const DistributionSummary& distribution : summary.distributions) {
+        if (distribution.drawers.empty())
+            distributions.Add({distribution.link, distribution.scalar, "no data", "", "", ""});
+        for (const DrawerSummary& drawer : distribution.drawers) {
+            const auto dimension = static_cast<std::size_t>(drawer.extendable_dimension);
+            distributions.Add(
+                {distribution.link, distribution.scalar, drawer.layout, Sizes(drawer.sizes),
+                 Sizes(drawer.chunk_sizes),
+                 dimension < distribution.grid.size() ? distribution.grid[dimension] : "-"});
+        }
+    }
+    out << "\ndistributions: " << summary.distributions.size() << '\n';
+    if (!summary.distributions.empty())
+        distributions.Print(out);
+}
+
+}  // namespace
+
+ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
+    DiskUse use{{}, DirectoryBytes(options.database)};
+    const auto database = ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly);
+    use.parts = database.Sizes();
+    const ModelSummary summary = [&] {
+        ProgressBar bar(console, "reading");
+        return Summarize(database, [&](double done) { bar.Show(done); });
+    }();
+    if (options.json) {
+        PrintJson(console.out, ToJson(summary, use, options.database));
+        return ExitStatus::kDone;
+    }
+    console.out << Printable(options.database) << '\n';
+    PrintModel(summary, console.out);
+    PrintContents(summary, console.out);
+    console.out << fmt::format("\non disk: {} (catalogue {}, bulk data {}, of which {} free)\n",
+                               Bytes(use.directory), Bytes(use.parts.catalogue),
+                               Bytes(use.parts.bulk), Bytes(use.parts.freeBulk));
+    return ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <array>
+#include <csignal>
+
+namespace orqmodel {
+
+/// Thrown where work is given up because the user asked for it.
+struct Interrupted {
+    int signal;
+};
+
+/// While it lives, the first SIGINT, SIGTERM or SIGHUP is only noted, so that unfinished work can
+/// be cleared away; a second one ends the process. One at a time.
+class InterruptGuard {
+  public:
+    InterruptGuard();
+    ~InterruptGuard();
+    InterruptGuard(const InterruptGuard&) = delete;
+    InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+    /// Throws Interrupted when a signal was noted.
+    void Check() const;
+
+  private:
+    std::array<struct sigaction, 3> before_;
+};
+
+}  // namespace orqmodel

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+class ORQSimDatabase;
+
+namespace orqmodel {
+
+struct LabelRange {
+    int count;
+    int lowest;
+    int highest;
+};
+
+struct InstanceSummary {
+    std::string name;
+    std::optional<LabelRange> nodes;  // Empty without labels.
+    std::optional<LabelRange> elements;
+};
+
+/// Of all finite coordinates along each direction; directions beyond the dimension are left out.
+struct BoundingBox {
+    std::vector<double> lowest;
+    std::vector<double> highest;
+};
+
+struct CollectionSummary {
+    std::int64_t object;  // Its number in the database.
+    std::string link;     // The slot under which it was found, by its name in the schema.
+    std::string type;
+    int space;
+};
+
+struct DrawerSummary {
+    std::string layout;            // "plain", "chunked" or "sparse".
+    std::vector<int> sizes;        // Members along each dimension.
+    std::vector<int> chunk_sizes;  // Empty when not chunked.
+    int extendable_dimension;      // -1 for none.
+};
+
+struct DistributionSummary {
+    std::int64_t object;
+    std::string link;
+    std::string type;
+    std::string scalar;             // For example "double".
+    std::vector<std::string> grid;  // The link of each dimension's collection.
+    std::vector<DrawerSummary> drawers;
+};
+
+/// What a model database holds.
+struct ModelSummary {
+    std::string title;
+    std::int64_t generation;  // Commits that changed anything.
+    int nodes;
+    int elements;
+    int dimension;  // Components of the coordinates, 0 without coordinates.
+    std::int64_t nodes_with_coordinates;
+    std::int64_t coordinates_not_finite;
+    std::optional<BoundingBox> box;  // Empty without finite coordinates.
+    std::vector<InstanceSummary> instances;
+    std::vector<CollectionSummary> collections;      // In the order of their numbers.
+    std::vector<DistributionSummary> distributions;  // The same.
+};
+
+/// Reads the database through: all coordinates, in blocks of about 3 MB, and all labels, some
+/// 12 bytes each. Collections and distributions are those that links of the schema lead to from the
+/// focus. Throws ORQBasFailure (Damaged). `progress` is called with 0 to 1.
+ModelSummary Summarize(const ORQSimDatabase& database, const std::function<void(double)>& progress);
+
+}  // namespace orqmodel

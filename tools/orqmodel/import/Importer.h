@@ -1,0 +1,37 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "LossReport.h"
+
+class ORQSimDatabase;
+
+namespace orqmodel {
+
+struct ImportSettings {
+    int chunk_nodes;  // At least 1: the most nodes whose coordinates are stored as one piece.
+    std::function<void(double)> progress;  // Called with 0 to 1; may throw to give up.
+};
+
+/// An input file, opened and checked as far as that goes without reading all of it.
+class Importer {
+  public:
+    virtual ~Importer() = default;
+
+    /// For example "Exodus II".
+    virtual std::string_view Format() const = 0;
+
+    /// Writes the model into an empty database, in one transaction, and answers what became of each
+    /// object. Throws ImportError about the file and ORQBasFailure about the database.
+    virtual LossReport Write(const ORQSimDatabase& database,
+                             const ImportSettings& settings) const = 0;
+};
+
+/// Opens a file in the format that its ending names or, where that says nothing, its first bytes.
+/// Throws ImportError.
+std::unique_ptr<Importer> OpenImporter(const std::filesystem::path& file);
+
+}  // namespace orqmodel

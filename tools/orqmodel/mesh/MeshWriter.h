@@ -1,0 +1,31 @@
+#pragma once
+
+#include <functional>
+
+#include "LossReport.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimTransaction.h"
+#include "mesh/MeshSource.h"
+
+namespace orqmodel {
+
+inline constexpr int kElementsPerChunk = 100000;
+
+struct MeshWriterOptions {
+    int nodesPerChunk;     ///< at least 1
+    int elementsPerChunk;  ///< at least 1
+    /// Called with numbers from 0 to 1; may throw to give up.
+    std::function<void(double)> progress;
+};
+
+/// Writes a whole mesh into an empty database, as the standard objects that readers expect: one
+/// instance PART-1 with the labels, coordinates, one connectivity drawer for each element shape,
+/// blocks and their element sets, element classes, node sets, element sets, surfaces and the
+/// tributary areas of their nodes. Bulk data passes in blocks through the services.
+///
+/// What was kept, renamed or dropped is entered into the report. REQUIRES: an open transaction,
+/// which can only be undone when this throws.
+void WriteMesh(MeshSource& source, const ORQSimDatabase& database, ORQSimTransaction& transaction,
+               const MeshWriterOptions& options, LossReport& report);
+
+}  // namespace orqmodel

@@ -1,0 +1,226 @@
+#include "mesh/ModelReader.h"
+
+#include <algorithm>
+
+#include "ORQBasFailure.h"
+#include "ORQObjMesh.h"
+#include "ORQObjModel.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransfer.h"
+#include "ORQSrvElementConnectivity.h"
+#include "ORQSrvNodalCoordinates.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr int kChunk = 100000;  // of the services; they do not write here
+
+std::string Text(const ORQString& string) {
+    return string.UTF8();
+}
+
+ModelReader::Properties PropertiesOf(const ORQSimPosition& object) {
+    ModelReader::Properties properties;
+    const ORQSimMap map = object.GetMap(ORQSimSchema::Object_properties);
+    for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
+        properties.emplace_back(Text(entry.Key()), (*entry).DataRecord().GetInt(0));
+    }
+    return properties;
+}
+
+/// Members [begin, end) by location of an ascending or ordered set.
+ORQSimCSet Part(const ORQSimCSet& set, int begin, int end) {
+    const ORQSimCollection collection(set.CollectionID());
+    if (begin == 0 && end == set.Size()) {
+        return set;
+    }
+    const int first = begin < end ? set[begin] : 0;
+    if (set.IsAscending() && begin < end && set[end - 1] - first == end - begin - 1) {
+        return collection.CreateVolatileCSetStrided(first, end - begin, 1, 1);
+    }
+    std::vector<int> members;
+    for (int location = begin; location < end; ++location) {
+        members.push_back(set[location]);
+    }
+    return collection.CreateVolatileOrderedCSet(members.data(), end - begin);
+}
+
+}  // namespace
+
+ModelReader::ModelReader(const ORQObjDocument& document) : m_document(document) {
+    const ORQObjMesh mesh(document.GetMesh());
+    m_nNodes = ORQSimCollection(mesh.GetNodeCollection().GetCollection()).Space();
+    m_nElements = ORQSimCollection(mesh.GetElementCollection().GetCollection()).Space();
+    const ORQSimPosition coordinates = mesh.GetCoordinates();
+    // Without a drawer the service has no answer to give.
+    if (ORQSimDistribution(coordinates.GetDistribution()).NumDrawers() > 0) {
+        m_components = ORQSrvNodalCoordinates(coordinates, kChunk).Components();
+        m_dimension = m_components.Size();
+    }
+    ReadBlocks();
+    m_nodeSets = ReadSets(ORQSimSchema::Model_nodeSets, ORQSimSchema::Region_nodesCluster);
+    m_elementSets = ReadSets(ORQSimSchema::Model_elementSets, ORQSimSchema::Region_elementsCluster);
+}
+
+std::string ModelReader::Title() const {
+    return Text(m_document.Focus().Name(ORQSimSchema::Document_title));
+}
+
+void ModelReader::ReadBlocks() {
+    const ORQSimVector blocks = m_document.GetMesh().GetVector(ORQSimSchema::Mesh_blocks);
+    for (auto i = blocks.Begin(); i.NotDone(); ++i) {
+        const ORQSimPosition position = *i;
+        Block block;
+        block.position = position;
+        block.name = Text(position.Name(ORQSimSchema::Record_name));
+        block.number = position.DataRecord().GetInt(0);
+        block.shapeName = Text(position.DataRecord().ReturnString(1));
+        block.shape = FindShapeByName(Text(position.DataRecord().ReturnString(2)));
+        if (block.shape == nullptr) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                "block \"" + block.name + "\": the element shape \"" +
+                                    Text(position.DataRecord().ReturnString(2)) +
+                                    "\" is not known");
+        }
+        block.elements = position.GetPosition(ORQSimSchema::Block_elements).CSet();
+        const ORQSimDistribution attributes(
+            position.GetPosition(ORQSimSchema::Block_attributes).GetDistribution());
+        if (!attributes.IsNull()) {
+            const ORQSimCollection names(attributes.Grid().Collection(1));
+            for (int member = 0; member < names.Space(); ++member) {
+                block.attributes.push_back(
+                    Text(names.GetMember(member).Name(ORQSimSchema::Record_name)));
+            }
+        }
+        block.properties = PropertiesOf(position);
+        m_blocks.push_back(std::move(block));
+    }
+}
+
+std::vector<ModelReader::Set> ModelReader::ReadSets(int mapSlot, int clusterSlot) const {
+    std::vector<Set> sets;
+    const ORQSimMap map = m_document.GetModel().GetMap(mapSlot);
+    for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
+        // The region of a set knows its number; a set that was made without one has none.
+        const ORQSimPosition region = (*entry).Parent(clusterSlot);
+        sets.push_back({Text(entry.Key()), region.DataRecord().GetInt(0), (*entry).CSet(),
+                        PropertiesOf(region)});
+    }
+    std::ranges::stable_sort(sets, {}, &Set::number);
+    return sets;
+}
+
+std::vector<ModelReader::Surface> ModelReader::Surfaces() const {
+    std::vector<Surface> surfaces;
+    const ORQSimMap map = m_document.GetModel().GetMap(ORQSimSchema::Model_surfaces);
+    for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
+        const ORQSimPosition region = *entry;
+        Surface surface{Text(entry.Key()), region.DataRecord().GetInt(0), {}, PropertiesOf(region)};
+        const ORQSimCtation faces =
+            region.GetPosition(ORQSimSchema::Region_elementsFacesCluster).DSet().GetCtation();
+        for (const ORQSimCompartment& compartment : faces.Compartments()) {
+            const int side = ORQSimCSet(compartment.CSet(1))[0];
+            for (ORQSimCSetIterator element{ORQSimCSet(compartment.CSet(0))}; !element.IsDone();
+                 element.Next()) {
+                surface.faces.push_back({element.CurrentValue(), side});
+            }
+        }
+        surfaces.push_back(std::move(surface));
+    }
+    std::ranges::stable_sort(surfaces, {}, &Surface::number);
+    return surfaces;
+}
+
+void ModelReader::ReadCoordinates(int begin, int end, std::span<double> coordinates) const {
+    const ORQObjMesh mesh(m_document.GetMesh());
+    const ORQSimCollection nodes(mesh.GetNodeCollection().GetCollection());
+    ORQSrvNodalCoordinates(mesh.GetCoordinates(), kChunk)
+        .Read(nodes.CreateVolatileCSetStrided(begin, end - begin, 1, 1), m_components,
+              coordinates.data());
+}
+
+void ModelReader::ReadConnectivity(const Block& block, int begin, int end,
+                                   std::span<int> nodes) const {
+    ReadRows(block, Part(block.elements, begin, end), nodes);
+}
+
+void ModelReader::ReadRows(const Block& block, const ORQSimCSet& elements,
+                           std::span<int> nodes) const {
+    const ORQSimCollection places(
+        m_document.GetMesh().GetPosition(ORQSimSchema::Mesh_elementNodePlaces).GetCollection());
+    ORQSrvElementConnectivity(ORQObjMesh(m_document.GetMesh()).GetConnectivity(), kChunk)
+        .Read(elements, places.CreateVolatileCSetStrided(0, block.shape->nNodes, 1, 1),
+              nodes.data());
+}
+
+std::vector<ModelReader::FaceNodes> ModelReader::NodesOf(const std::vector<Face>& faces) const {
+    std::vector<FaceNodes> nodesOf(faces.size());
+    for (const Block& block : m_blocks) {
+        std::vector<std::size_t> places;  // of the faces of this block's elements
+        std::vector<int> elements;
+        for (std::size_t i = 0; i < faces.size(); ++i) {
+            if (block.elements.SeekMember(faces[i].element) >= 0) {
+                places.push_back(i);
+                elements.push_back(faces[i].element);
+            }
+        }
+        std::ranges::sort(elements);
+        elements.erase(std::ranges::unique(elements).begin(), elements.end());
+        const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
+        std::vector<int> nodes(elements.size() * nNodes);
+        ReadRows(block,
+                 ORQSimCollection(block.elements.CollectionID())
+                     .CreateVolatileCSet(elements.data(), static_cast<int>(elements.size()), true),
+                 nodes);
+        for (const std::size_t place : places) {
+            const auto row = static_cast<std::size_t>(
+                std::ranges::lower_bound(elements, faces[place].element) - elements.begin());
+            for (const int local :
+                 block.shape->sides[static_cast<std::size_t>(faces[place].side)].nodes) {
+                nodesOf[place].push_back(nodes[row * nNodes + static_cast<std::size_t>(local)]);
+            }
+        }
+    }
+    return nodesOf;
+}
+
+void ModelReader::ReadAttributes(const Block& block, int begin, int end,
+                                 std::span<double> values) const {
+    const ORQSimDistribution attributes(
+        block.position.GetPosition(ORQSimSchema::Block_attributes).GetDistribution());
+    ORQSimTransfer(attributes)
+        .SetRead()
+        .SetDim(0, Part(block.elements, begin, end))
+        .SetDim(1, ORQSimCSet(attributes.Grid().Collection(1)))
+        .SetBuffer(ORQSimbufMain, values.data(), static_cast<std::int64_t>(values.size_bytes()))
+        .ExecRead();
+}
+
+std::vector<int> ModelReader::Labels(ORQObjLabelerType type, int count) const {
+    std::vector<int> byOrdinal(static_cast<std::size_t>(count), 0);
+    ORQObjLabeler labeler(m_document, type);
+    labeler.Read();
+    for (const ORQString& instance : labeler.Occurrences()) {
+        ORQSimArray<int> labels;
+        ORQSimArray<int> ordinals;
+        labeler.GetInstanceLabelsAndOrdinals(instance, labels, ordinals);
+        for (int i = 0; i < labels.Size(); ++i) {
+            byOrdinal[static_cast<std::size_t>(ordinals.ConstGet(i))] = labels.ConstGet(i);
+        }
+    }
+    return byOrdinal;
+}
+
+std::vector<int> ModelReader::NodeLabels() const {
+    return Labels(ORQObjLabelerType::Node, m_nNodes);
+}
+
+std::vector<int> ModelReader::ElementLabels() const {
+    return Labels(ORQObjLabelerType::Element, m_nElements);
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ORQObjDocument.h"
+#include "ORQObjLabeler.h"
+#include "ORQSimCSet.h"
+#include "mesh/ElementShapes.h"
+
+namespace orqmodel {
+
+/// A model database as a mesh, for what exports, draws or looks up. Reads the names and sets of
+/// blocks and regions at once, bulk data when it is asked for.
+///
+/// Ordinals are member numbers of the node and element collections; ranges are half-open. A model
+/// without a mesh, or without coordinates, reads as an empty one.
+class ModelReader {
+  public:
+    using Properties = std::vector<std::pair<std::string, int>>;  ///< by name
+    struct Block {
+        std::string name;
+        int number;
+        const ElementShape* shape;
+        std::string shapeName;  ///< as its file spelt it
+        ORQSimCSet elements;
+        std::vector<std::string> attributes;
+        Properties properties;
+        ORQSimPosition position;
+    };
+    struct Set {
+        std::string name;
+        int number;
+        ORQSimCSet members;  ///< in the order of its file
+        Properties properties;
+    };
+    struct Face {
+        int element;
+        int side;  ///< place in the shape's sides
+    };
+    using FaceNodes = std::vector<int>;  ///< in the order of ElementShape::Side::nodes
+    struct Surface {
+        std::string name;
+        int number;
+        std::vector<Face> faces;  ///< by side, then by element
+        Properties properties;
+    };
+
+    explicit ModelReader(const ORQObjDocument& document);
+
+    const ORQObjDocument& Document() const { return m_document; }
+    std::string Title() const;
+    int Dimension() const { return m_dimension; }  ///< 2 or 3; 0 without coordinates
+    int NumNodes() const { return m_nNodes; }
+    int NumElements() const { return m_nElements; }
+    const std::vector<Block>& Blocks() const { return m_blocks; }
+    const std::vector<Set>& NodeSets() const { return m_nodeSets; }
+    const std::vector<Set>& ElementSets() const { return m_elementSets; }
+    std::vector<Surface> Surfaces() const;
+
+    /// [end - begin][Dimension()]; 0 where a node has no coordinates.
+    void ReadCoordinates(int begin, int end, std::span<double> coordinates) const;
+    /// [end - begin][nodes of the shape], elements counted within the block.
+    void ReadConnectivity(const Block& block, int begin, int end, std::span<int> nodes) const;
+    /// The nodes of each face, in the order of the faces.
+    std::vector<FaceNodes> NodesOf(const std::vector<Face>& faces) const;
+    /// [end - begin][attributes], elements counted within the block.
+    void ReadAttributes(const Block& block, int begin, int end, std::span<double> values) const;
+    /// By ordinal; 0 for what no instance labels. Labels of several instances may repeat.
+    std::vector<int> NodeLabels() const;
+    std::vector<int> ElementLabels() const;
+
+  private:
+    std::vector<int> Labels(ORQObjLabelerType type, int count) const;
+    std::vector<Set> ReadSets(int mapSlot, int clusterSlot) const;
+    void ReadBlocks();
+    void ReadRows(const Block& block, const ORQSimCSet& elements, std::span<int> nodes) const;
+
+    ORQObjDocument m_document;
+    int m_dimension = 0;
+    int m_nNodes = 0;
+    int m_nElements = 0;
+    ORQSimCSet m_components;
+    std::vector<Block> m_blocks;
+    std::vector<Set> m_nodeSets;
+    std::vector<Set> m_elementSets;
+};
+
+}  // namespace orqmodel

@@ -81,7 +81,8 @@ int ORQSrvNodalCoordinates::Read(const ORQSimCSet& nodes, const ORQSimCSet& comp
         static_cast<std::int64_t>(nodes.Size()) * components.Size() * kDoubleSize == len,
         "n*sizeof(double) == len");
     if (len > 0) {
-        // Clearing costs as much as reading; where all that is asked for is stored, it is spared.
+        // Clearing costs as much as reading; where one drawer stores all that is asked for, it is
+        // spared.
         if (!IsStored(nodes, components)) {
             std::memset(values, 0, static_cast<std::size_t>(len));
         }
@@ -93,9 +94,12 @@ int ORQSrvNodalCoordinates::Read(const ORQSimCSet& nodes, const ORQSimCSet& comp
 }
 
 bool ORQSrvNodalCoordinates::IsStored(const ORQSimCSet& nodes, const ORQSimCSet& components) const {
-    return ORQSimDistribution(m_distributionID).NumDrawers() > 0 &&
-           nodes.Intersection(Nodes()).Size() == nodes.Size() &&
-           components.Intersection(Components()).Size() == components.Size();
+    const auto drawers = ORQSimDistribution(m_distributionID).QueryDrawers();
+    const auto holds = [&](int dimension, const ORQSimCSet& set) {
+        const ORQSimCSet stored(drawers.ConstGet(0).CSet(dimension));
+        return set.Intersection(stored).Size() == set.Size();
+    };
+    return drawers.Size() == 1 && holds(0, nodes) && holds(1, components);
 }
 
 ORQSimCSet ORQSrvNodalCoordinates::Nodes() const {

@@ -49,8 +49,8 @@ class ORQ_EXPORT ORQObjModelBuilder {
     ORQSimPosition AddInstance(const ORQString& name) const;
     /// Gives the members of an instance their labels: labels[i] to the i-th member of the set. All
     /// of an instance at once; labelled nodes become user nodes. Throws Usage, and writes nothing,
-    /// when the instance has labels already, for a label below 1, naming the member, and for one
-    /// given twice, naming the label.
+    /// when the instance is none or has labels already, for a label below 1, naming the member, and
+    /// for one given twice, naming the label.
     void SetLabels(ORQObjLabelerType type, const ORQSimPosition& instance,
                    const ORQSimCSetID& members, const int* labels) const;
 

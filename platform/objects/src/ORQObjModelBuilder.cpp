@@ -236,6 +236,10 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
     const ORQSimCollection instances(distribution.Grid().Collection(0));
     const ORQSimCollection labelled(distribution.Grid().Collection(1));
     const int instanceMember = instances.MemberIndex(instance);
+    if (instanceMember < 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "labels are given to an object that is no instance of the mesh");
+    }
     for (const ORQSimDrawerDescription& drawer : distribution.QueryDrawers()) {
         if (ORQSimCSet(drawer.CSet(0)).SeekMember(instanceMember) >= 0) {
             throw ORQBasFailure(ORQBasFailureKind::Usage,

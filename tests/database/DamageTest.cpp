@@ -132,7 +132,7 @@ TEST_F(DamageTest, AnyFlippedBitOfTheCatalogueIsFound) {
 }
 
 TEST_F(DamageTest, AnyLostOrMisplacedPageOfTheCatalogueIsFound) {
-    constexpr std::size_t kPage = 4096;
+    constexpr std::size_t kPage = 2048;
     for (std::size_t page = 0; page < m_catalogue.size() / kPage; ++page) {
         SCOPED_TRACE("page " + std::to_string(page + 1));
         std::string damaged = m_catalogue;

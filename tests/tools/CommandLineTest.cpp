@@ -131,8 +131,7 @@ TEST_F(CommandLineTest, ReportsWhatItKeepsChangesAndDrops) {
     content.dimension = 1;
     content.title = "caf\xE9";
     const json report = json::parse(Import(Written(content), {"--json"}).out)["report"];
-    EXPECT_EQ(report["kept"], json::parse(R"([{"kind": "nodes", "name": "", "count": 4},
-                                             {"kind": "node labels", "name": "", "count": 4}])"));
+    EXPECT_EQ(report["kept"], json::parse(R"([{"kind": "nodes", "name": "", "count": 4}])"));
     EXPECT_EQ(report["changed"][0]["kind"], "title");
     EXPECT_EQ(report["changed"][0]["name"], "caf\uFFFD");
     EXPECT_EQ(report["changed"][1]["kind"], "node coordinates");
@@ -142,16 +141,21 @@ TEST_F(CommandLineTest, ReportsWhatItKeepsChangesAndDrops) {
     EXPECT_EQ(info["bounding_box"], json::parse(R"({"lowest": [0.5, 0], "highest": [3.5, 0]})"));
 
     const json wing_box = json::parse(Import(ORQ_WING_BOX, {"--json", "--force"}).out)["report"];
-    EXPECT_EQ(wing_box["dropped"][0]["kind"], "elements");
-    EXPECT_EQ(wing_box["dropped"][0]["count"], 3432);
-    EXPECT_EQ(wing_box["dropped"][1]["count"], 9);
+    EXPECT_EQ(wing_box["kept"][2], json::parse(R"({"kind": "element block", "name": "skin_upper",
+                                                  "count": 824})"));
+    EXPECT_EQ(wing_box["kept"].size(), 2 + 9 + 3 + 3);
+    EXPECT_EQ(wing_box["dropped"], json::array());
 }
 
 TEST_F(CommandLineTest, StrictImportsNothingWhenSomethingWouldBeDropped) {
-    const CommandResult result = Import(ORQ_WING_BOX, {"--strict"});
+    const fs::path mesh = folder_ / "results.msh";
+    std::ofstream(mesh) << "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n"
+                           "$Nodes\n1\n5 1 2 3\n$EndNodes\n"
+                           "$NodeData\n0\n$EndNodeData\n";
+    const CommandResult result = Import(mesh, {"--strict"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("--strict"));
-    EXPECT_THAT(result.out, HasSubstr("elements: 3432"));
+    EXPECT_THAT(result.out, HasSubstr("$NodeData sections: 1"));
     EXPECT_FALSE(fs::exists(target_));
     EXPECT_EQ(Import(Written(), {"--strict"}).status, 0);
 }

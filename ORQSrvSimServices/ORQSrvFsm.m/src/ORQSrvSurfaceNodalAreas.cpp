@@ -43,7 +43,7 @@ std::vector<int> UniqueNodes(const SurfaceAreas& surfaces) {
         }
     }
     std::ranges::sort(nodes);
-    nodes.erase(std::ranges::unique(nodes).begin(), nodes.end());
+    nodes.erase(std::unique(nodes.begin(), nodes.end()), nodes.end());
     return nodes;
 }
 

@@ -3,7 +3,6 @@
 // invariant is an assertion.
 #pragma once
 
-#include <source_location>
 #include <string>
 
 #include "ORQBasException.h"
@@ -28,8 +27,9 @@ enum class ORQBasFailureKind : int {
 
 class ORQ_EXPORT ORQBasFailure : public ORQBasException {
   public:
-    ORQBasFailure(ORQBasFailureKind kind, std::string text,
-                  const std::source_location& place = std::source_location::current());
+    // The place is the caller's.
+    ORQBasFailure(ORQBasFailureKind kind, std::string text, const char* file = __builtin_FILE(),
+                  int line = __builtin_LINE());
 
     [[nodiscard]] ORQBasFailureKind Kind() const { return m_kind; }
     // The whole message, with the values and the place in the model or file; UTF-8, no line break

@@ -173,7 +173,7 @@ ComponentSetPtr ComponentSet::FromAscending(std::vector<int> members) {
 ComponentSetPtr ComponentSet::FromMembers(std::vector<int> members) {
     if (!IsStrictlyAscending(members)) {
         std::ranges::sort(members);
-        members.erase(std::ranges::unique(members).begin(), members.end());
+        members.erase(std::unique(members.begin(), members.end()), members.end());
     }
     return FromAscending(std::move(members));
 }

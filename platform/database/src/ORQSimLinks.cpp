@@ -39,8 +39,7 @@ std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, Index index,
         }
     }
     std::ranges::sort(referrers);
-    const auto repeated = std::ranges::unique(referrers);
-    referrers.erase(repeated.begin(), repeated.end());
+    referrers.erase(std::unique(referrers.begin(), referrers.end()), referrers.end());
     return referrers;
 }
 

@@ -539,7 +539,7 @@ class GmshReader::Parser {
         }
         for (auto& [key, elements] : members) {
             std::ranges::sort(elements);
-            elements.erase(std::ranges::unique(elements).begin(), elements.end());
+            elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
             const auto name = m_names.find(key);
             m_reader.m_groups.push_back(
                 {name != m_names.end()

@@ -297,9 +297,9 @@ class Writer {
         std::int64_t nRepeated = 0;
         for (auto& [side, elements] : elementsBySide) {
             std::ranges::sort(elements);
-            const auto repeated = std::ranges::unique(elements);
-            nRepeated += static_cast<std::int64_t>(repeated.size());
-            elements.erase(repeated.begin(), repeated.end());
+            const auto repeated = std::unique(elements.begin(), elements.end());
+            nRepeated += elements.end() - repeated;
+            elements.erase(repeated, elements.end());
         }
         if (nRepeated > 0) {
             m_report.Change("side set", name, nRepeated, "sides that it names twice count once");
@@ -340,7 +340,7 @@ class Writer {
         }
         const std::vector<int> sideNodes = used;
         std::ranges::sort(used);
-        used.erase(std::ranges::unique(used).begin(), used.end());
+        used.erase(std::unique(used.begin(), used.end()), used.end());
         const std::vector<double> points = Points(used);
 
         std::vector<double> corners(3 * side.nodes.size());

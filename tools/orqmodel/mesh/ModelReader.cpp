@@ -169,7 +169,7 @@ std::vector<ModelReader::FaceNodes> ModelReader::NodesOf(const std::vector<Face>
             }
         }
         std::ranges::sort(elements);
-        elements.erase(std::ranges::unique(elements).begin(), elements.end());
+        elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
         const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> nodes(elements.size() * nNodes);
         ReadRows(block,

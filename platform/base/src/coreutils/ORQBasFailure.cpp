@@ -2,11 +2,8 @@
 
 #include <utility>
 
-ORQBasFailure::ORQBasFailure(ORQBasFailureKind kind, std::string text,
-                             const std::source_location& place)
-    : ORQBasException(place.file_name(), static_cast<int>(place.line())),
-      m_kind(kind),
-      m_text(std::move(text)) {}
+ORQBasFailure::ORQBasFailure(ORQBasFailureKind kind, std::string text, const char* file, int line)
+    : ORQBasException(file, line), m_kind(kind), m_text(std::move(text)) {}
 
 atr_String ORQBasFailure::AsString(ORQBasStringMode) const {
     return atr_String(m_text.c_str());

@@ -1,0 +1,344 @@
+// Meshes on their way in and out, and the table of element shapes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "CommandRun.h"
+#include "ExodusFile.h"
+#include "Files.h"
+#include "ORQSimDatabase.h"
+#include "import/GmshReader.h"
+#include "import/ImportError.h"
+#include "mesh/ElementShapes.h"
+#include "mesh/ModelReader.h"
+
+namespace orqmodel {
+namespace {
+
+namespace fs = std::filesystem;
+using exodus_file::ScratchFolder;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+// --- Element shapes ------------------------------------------------------------------------------
+
+TEST(ElementShapes, FacesOfAVolumeCloseItAndPointOutward) {
+    for (const ElementShape& shape : ElementShapes()) {
+        if (shape.dimension != 3) {
+            continue;
+        }
+        std::map<std::pair<int, int>, int> uses;  // of directed edges
+        std::set<int> seen;
+        for (const auto& side : shape.sides) {
+            for (int i = 0; i < side.nCorners; ++i) {
+                const auto at = static_cast<std::size_t>(i);
+                const auto next = static_cast<std::size_t>((i + 1) % side.nCorners);
+                ++uses[{side.nodes[at], side.nodes[next]}];
+            }
+            seen.insert(side.nodes.begin(), side.nodes.end());
+        }
+        for (const auto& [edge, count] : uses) {
+            EXPECT_EQ(count, 1) << shape.name;
+            EXPECT_TRUE(uses.contains({edge.second, edge.first})) << shape.name;
+        }
+        EXPECT_EQ(uses.size(), 2 * shape.edges.size()) << shape.name;
+        EXPECT_EQ(static_cast<int>(seen.size()), shape.nNodes - (shape.nNodes == 27 ? 1 : 0));
+    }
+}
+
+TEST(ElementShapes, MiddlesOfSidesAreMiddlesOfTheirEdges) {
+    for (const ElementShape& shape : ElementShapes()) {
+        std::map<std::set<int>, int> middles;
+        for (const auto& edge : shape.edges) {
+            if (edge.nodes.size() == 3) {
+                middles[{edge.nodes[0], edge.nodes[1]}] = edge.nodes[2];
+            }
+        }
+        for (const auto& side : shape.sides) {
+            const auto nCorners = static_cast<std::size_t>(side.nCorners);
+            const std::size_t nEdges = side.IsEdge() ? 1 : nCorners;
+            for (std::size_t i = 0; i < nEdges && side.nodes.size() > nCorners; ++i) {
+                const std::set<int> ends{side.nodes[i], side.nodes[(i + 1) % nCorners]};
+                EXPECT_EQ(side.nodes[nCorners + i], middles.at(ends)) << shape.name;
+            }
+        }
+        for (const auto& order : {shape.vtkOrder, shape.gmshOrder}) {
+            std::vector<int> sorted = order;
+            std::ranges::sort(sorted);
+            for (std::size_t i = 0; i < sorted.size(); ++i) {
+                EXPECT_EQ(sorted[i], static_cast<int>(i)) << shape.name;
+            }
+        }
+    }
+}
+
+TEST(ElementShapes, SizesAndSharesOfKnownBodies) {
+    const std::vector<double> box = {0, 0, 0, 2, 0, 0, 2, 3, 0, 0, 3, 0,
+                                     0, 0, 4, 2, 0, 4, 2, 3, 4, 0, 3, 4};
+    const Measure hex = MeasureOf(*FindShapeByName("HEX8"), box);
+    EXPECT_DOUBLE_EQ(hex.size, 24);
+    EXPECT_THAT(hex.centroid, ElementsAre(1, 1.5, 2));
+    const std::vector<double> wedge = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 2, 1, 0, 2, 0, 1, 2};
+    EXPECT_NEAR(MeasureOf(*FindShapeByName("WEDGE6"), wedge).size, 1, 1e-15);
+    const std::vector<double> pyramid = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0.5, 0.5, 3};
+    EXPECT_NEAR(MeasureOf(*FindShapeByName("PYRAMID5"), pyramid).size, 1, 1e-15);
+
+    const auto shares = [&](const char* name, std::size_t side, std::vector<double> nodes) {
+        std::vector<double> result(nodes.size() / 3);
+        TributaryShares(FindShapeByName(name)->sides[side], nodes, result);
+        return result;
+    };
+    EXPECT_THAT(shares("SHELL4", 0, {0, 0, 0, 2, 0, 0, 2, 2, 0, 0, 2, 0}), ElementsAre(1, 1, 1, 1));
+    // The side of a bar of second order, its middle not in the middle.
+    EXPECT_THAT(shares("TRI6", 0, {0, 0, 0, 4, 0, 0, 1, 0, 0}), ElementsAre(0.5, 1.5, 2));
+    const auto nine = shares("SHELL9", 0, {0, 0, 0, 2, 0, 0, 2, 2, 0, 0, 2, 0, 1, 0,
+                                           0, 2, 1, 0, 1, 2, 0, 0, 1, 0, 1, 1, 0});
+    double sum = 0;
+    for (const double share : nine) {
+        EXPECT_GT(share, 0);
+        sum += share;
+    }
+    EXPECT_NEAR(sum, 4, 1e-14);
+}
+
+// --- Exodus II out and in again ------------------------------------------------------------------
+
+void SortSides(exodus_file::Mesh& mesh) {
+    for (auto& set : mesh.side_sets) {
+        std::vector<std::pair<int, int>> sides;
+        for (std::size_t i = 0; i < set.members.size(); ++i) {
+            sides.emplace_back(set.sides[i], set.members[i]);
+        }
+        std::ranges::sort(sides);
+        for (std::size_t i = 0; i < sides.size(); ++i) {
+            set.sides[i] = sides[i].first;
+            set.members[i] = sides[i].second;
+        }
+    }
+}
+
+class RoundTrip : public testing::TestWithParam<const char*> {};
+
+TEST_P(RoundTrip, AnExodusMeshComesBackEqual) {
+    const fs::path input = std::string(GetParam()) == "wing_box.e"
+                               ? fs::path(ORQ_WING_BOX)
+                               : fs::path(ORQ_SHARED_MODELS) / GetParam();
+    if (!fs::exists(input)) {
+        GTEST_SKIP() << "no real models on this machine";
+    }
+    const ScratchFolder folder;
+    const std::string model = folder / "m.orq";
+    const std::string out = folder / "out.e";
+    ASSERT_EQ(RunHere({"import", input.string(), "-o", model}).status, 0);
+    ASSERT_EQ(RunHere({"export", model, "-o", out, "--strict"}).status, 0);
+    auto expected = exodus_file::Read(input);
+    auto written = exodus_file::Read(out);
+    SortSides(expected);
+    SortSides(written);
+    EXPECT_EQ(written.title, expected.title);
+    EXPECT_EQ(written.positions, expected.positions);
+    EXPECT_EQ(written.labels, expected.labels);
+    EXPECT_EQ(written.blocks, expected.blocks);
+    EXPECT_EQ(written.node_sets, expected.node_sets);
+    EXPECT_EQ(written.side_sets, expected.side_sets);
+    EXPECT_EQ(RunHere({"export", model, "-o", out}).status, 2);  // it stands there already
+    EXPECT_EQ(RunHere({"verify", model}).status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RoundTrip,
+                         testing::Values("wing_box.e", "box_solid_shell_results.g",
+                                         "basemat_isolators.e", "block_crush_1.ex2"));
+
+// --- Gmsh ----------------------------------------------------------------------------------------
+
+constexpr const char* kTwoTriangles = R"($MeshFormat
+2.2 0 8
+$EndMeshFormat
+$Elements
+4
+7 2 2 1 30 10 20 40
+9 2 2 2 30 20 30 40
+9 2 2 1 30 20 30 40
+3 1 2 0 5 10 20
+$EndElements
+$PhysicalNames
+2
+2 1 "all of it"
+2 2 "half: #2"
+$EndPhysicalNames
+$Nodes
+4
+40 0 1 0
+10 0 0 0
+30 1 1 0
+20 1 0 0
+$EndNodes
+)";
+
+class Gmsh : public testing::Test {
+  protected:
+    fs::path Written(std::string_view text) const {
+        PutBytes(folder_ / "mesh.msh", text);
+        return folder_ / "mesh.msh";
+    }
+    std::string ErrorOf(const std::string& text) const {
+        try {
+            GmshReader reader(Written(text));
+        } catch (const ImportError& error) {
+            return error.what();
+        }
+        return "no error";
+    }
+    ScratchFolder folder_;
+};
+
+TEST_F(Gmsh, SectionsMayStandInAnyOrderAndElementsInSeveralGroups) {
+    GmshReader reader(Written(kTwoTriangles));
+    ASSERT_EQ(reader.Blocks().size(), 2);
+    EXPECT_EQ(reader.Blocks()[0].name, "surface 30 TRI3");
+    std::vector<int> nodes(6);
+    reader.ReadConnectivity(0, 0, 2, nodes);
+    EXPECT_THAT(nodes, ElementsAre(1, 3, 0, 3, 2, 0));
+    std::vector<int> labels(3);
+    reader.ReadElementLabels(0, 3, labels);
+    EXPECT_THAT(labels, ElementsAre(7, 9, 3));
+    ASSERT_EQ(reader.ElementSets().size(), 2);
+    EXPECT_EQ(reader.ElementSets()[1].name, "half: #2");
+    EXPECT_THAT(reader.ReadElementSet(0), ElementsAre(0, 1));
+    EXPECT_THAT(reader.ReadElementSet(1), ElementsAre(1));
+}
+
+TEST_F(Gmsh, ErrorsNameSectionLineAndValue) {
+    struct Case {
+        const char* from;
+        const char* to;
+        const char* error;
+    };
+    const Case cases[] = {
+        {"2.2 0 8", "1 0 8", "version 1 is not supported"},
+        {"2.2 0 8", "2.2 0 4", "data size 4"},
+        {"$MeshFormat\n2", "$Mesh\n2", "does not begin with $MeshFormat"},
+        {"3 1 2 0 5 10 20", "3 1 2 0 5 10 31", "names node 31, which is missing"},
+        {"7 2 2 1", "7 99 2 1", "$Elements: line 6: element type 99 is not supported"},
+        {"7 2 2 1", "7 x 2 1", "$Elements: line 6: \"x\" is not a number"},
+        {"30 1 1 0", "10 1 1 0", "node number 10 is given to two nodes"},
+        {"30 1 1 0", "0 1 1 0", "node number 0 is below 1"},
+        {"30 1 1 0", "30 1 nan 0", "a coordinate is nan"},
+        {"3 1 2 0 5 10 20", "7 1 2 0 5 10 20", "element number 7 is given to two elements"},
+        {"$Nodes\n4", "$Nodes\n5", "$Nodes"},
+        {"$Nodes\n4", "$Nodes\n3", "the section's counts are wrong"},
+        {"$Nodes\n4", "$Nodes\n2000000000", "cannot fit into the rest of the file"},
+        {"\"all of it\"", "all", "not in double quotes"},
+        {"$EndNodes\n", "", "the file ends too early"},
+        {"$Nodes\n4", "$Other\n4", "the section has no end"},
+    };
+    for (const Case& c : cases) {
+        std::string text = kTwoTriangles;
+        text.replace(text.find(c.from), std::strlen(c.from), c.to);
+        EXPECT_THAT(ErrorOf(text), HasSubstr(c.error)) << c.to;
+    }
+    for (std::size_t length = 0; length < std::strlen(kTwoTriangles) - 1; ++length) {
+        EXPECT_NE(ErrorOf(std::string(kTwoTriangles).substr(0, length)), "no error") << length;
+    }
+}
+
+TEST_F(Gmsh, RealMeshesAgreeWithAnIndependentReader) {
+    const fs::path facts = fs::path(ORQ_SHARED_MODELS) / "facts.json";
+    if (!fs::exists(facts)) {
+        GTEST_SKIP() << "no real models on this machine";
+    }
+    const auto all = nlohmann::json::parse(Bytes(facts));
+    for (const char* name : {"shelf_modes.msh", "strikeslip_tet.msh"}) {
+        const fs::path file = fs::path(ORQ_SHARED_MODELS) / name;
+        const std::string model = folder_ / (std::string(name) + ".orq");
+        ASSERT_EQ(RunHere({"import", file.string(), "-o", model}).status, 0);
+        const ModelReader reader{
+            ORQObjDocument(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly))};
+        EXPECT_EQ(reader.NumNodes(), all[name]["nodes"]);
+        EXPECT_EQ(reader.NumElements(), all[name]["elements"]);
+        std::vector<double> points(3 * static_cast<std::size_t>(reader.NumNodes()));
+        reader.ReadCoordinates(0, reader.NumNodes(), points);
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            double sum = 0;
+            for (std::size_t i = axis; i < points.size(); i += 3) {
+                sum += points[i];
+            }
+            const double expected = all[name]["sum_xyz"][axis];
+            EXPECT_NEAR(sum, expected, 1e-9 * std::abs(expected));
+        }
+        std::map<std::string, int> groups;
+        for (const auto& [key, count] : all[name]["physical_groups"].items()) {
+            groups[key.substr(key.find(':', key.find(':') + 1) + 1)] = count;
+        }
+        for (const ModelReader::Set& set : reader.ElementSets()) {
+            if (groups.contains(set.name)) {
+                EXPECT_EQ(set.members.Size(), groups[set.name]) << set.name;
+                groups.erase(set.name);
+            }
+        }
+        EXPECT_TRUE(groups.empty()) << groups.begin()->first;
+    }
+    // A binary file that is cut is an error wherever it is cut.
+    const std::string whole = Bytes(fs::path(ORQ_SHARED_MODELS) / "strikeslip_tet.msh");
+    for (std::size_t length = 0; length < whole.size(); length += 9973) {
+        EXPECT_NE(ErrorOf(whole.substr(0, length)), "no error") << length;
+    }
+}
+
+// --- Looking into a model ------------------------------------------------------------------------
+
+TEST(Adjacency, NamesElementsPlacesAndBlocks) {
+    const ScratchFolder folder;
+    const std::string model = folder / "m.orq";
+    PutBytes(folder / "mesh.msh", kTwoTriangles);
+    ASSERT_EQ(RunHere({"import", (folder / "mesh.msh").string(), "-o", model}).status, 0);
+    const auto found = nlohmann::json::parse(
+        RunHere({"adjacency", model, "--node", "20", "--json"}).out)["elements"];
+    ASSERT_EQ(found.size(), 3);
+    EXPECT_EQ(found[0], nlohmann::json::parse(R"({"label": 7, "instance": "PART-1", "place": 2,
+        "type": "TRI3", "block": "surface 30 TRI3"})"));
+    EXPECT_EQ(found[1]["label"], 9);
+    EXPECT_EQ(found[1]["place"], 1);
+    EXPECT_EQ(found[2]["block"], "curve 5 BAR2");
+    EXPECT_EQ(RunHere({"adjacency", model, "--node", "21"}).status, 1);
+}
+
+/// The bytes of one array of a file that WriteVtu wrote.
+template <class T>
+std::vector<T> VtuArray(const std::string& file, const std::string& name) {
+    const std::size_t at = file.find("Name=\"" + name + "\"");
+    const std::size_t offset = file.find("offset=\"", at) + 8;
+    const std::size_t data = file.find("encoding=\"raw\">\n   _") + 20 +
+                             std::stoul(file.substr(offset, file.find('"', offset) - offset));
+    std::uint64_t size = 0;
+    std::memcpy(&size, file.data() + data, sizeof size);
+    std::vector<T> values(size / sizeof(T));
+    std::memcpy(values.data(), file.data() + data + sizeof size, size);
+    return values;
+}
+
+TEST(Vtu, HoldsPointsCellsLabelsBlocksAndSets) {
+    const ScratchFolder folder;
+    const std::string model = folder / "m.orq";
+    PutBytes(folder / "mesh.msh", kTwoTriangles);
+    ASSERT_EQ(RunHere({"import", (folder / "mesh.msh").string(), "-o", model}).status, 0);
+    ASSERT_EQ(RunHere({"export", model, "-o", (folder / "m.vtu").string()}).status, 0);
+    const std::string file = Bytes(folder / "m.vtu");
+    EXPECT_THAT(VtuArray<double>(file, "Points"), ElementsAre(0, 1, 0, 0, 0, 0, 1, 1, 0, 1, 0, 0));
+    EXPECT_THAT(VtuArray<std::int64_t>(file, "connectivity"), ElementsAre(1, 3, 0, 3, 2, 0, 1, 3));
+    EXPECT_THAT(VtuArray<std::int64_t>(file, "offsets"), ElementsAre(3, 6, 8));
+    EXPECT_THAT(VtuArray<std::uint8_t>(file, "types"), ElementsAre(5, 5, 3));
+    EXPECT_THAT(VtuArray<std::int32_t>(file, "label"), ElementsAre(40, 10, 30, 20));
+    EXPECT_THAT(VtuArray<std::int32_t>(file, "block"), ElementsAre(1, 1, 2));
+    EXPECT_THAT(VtuArray<std::uint8_t>(file, "element set half: #2"), ElementsAre(0, 1, 0));
+}
+
+}  // namespace
+}  // namespace orqmodel

@@ -286,22 +286,23 @@ TEST_P(TransferTest, ValuesThatTheOtherTypeCannotHoldAreRefusedAndNamed) {
             .ExecWrite();
     };
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    for (const auto& [scalar, value] : {std::pair(ORQSimScalarInt, 0.5),
-                                        {ORQSimScalarInt, 2147483648.0},
-                                        {ORQSimScalarInt, nan},
-                                        {ORQSimScalarUint, -1.0},
-                                        {ORQSimScalarByte, 256.0},
-                                        {ORQSimScalarInt64, 9223372036854775808.0},
-                                        {ORQSimScalarFloat, 1e300}}) {
-        EXPECT_TRUE(Fails(Kind::Usage, {"cannot be held"}, [&] { write(scalar, value); }))
-            << scalar << ' ' << value;
+    const std::vector<std::pair<int, double>> refused = {
+        {ORQSimScalarInt, 0.5},     {ORQSimScalarInt, 2147483648.0},
+        {ORQSimScalarInt, nan},     {ORQSimScalarUint, -1.0},
+        {ORQSimScalarByte, 256.0},  {ORQSimScalarInt64, 9223372036854775808.0},
+        {ORQSimScalarFloat, 1e300},
+    };
+    for (const auto& item : refused) {
+        EXPECT_TRUE(Fails(Kind::Usage, {"cannot be held"}, [&] { write(item.first, item.second); }))
+            << item.first << ' ' << item.second;
     }
-    for (const auto& [scalar, value] : {std::pair(ORQSimScalarInt, -2147483648.0),
-                                        {ORQSimScalarUint, 4294967295.0},
-                                        {ORQSimScalarByte, 255.0},
-                                        {ORQSimScalarInt64, -9223372036854775808.0},
-                                        {ORQSimScalarFloat, -HUGE_VAL}}) {
-        EXPECT_NO_THROW(write(scalar, value)) << scalar << ' ' << value;
+    const std::vector<std::pair<int, double>> held = {
+        {ORQSimScalarInt, -2147483648.0}, {ORQSimScalarUint, 4294967295.0},
+        {ORQSimScalarByte, 255.0},        {ORQSimScalarInt64, -9223372036854775808.0},
+        {ORQSimScalarFloat, -HUGE_VAL},
+    };
+    for (const auto& item : held) {
+        EXPECT_NO_THROW(write(item.first, item.second)) << item.first << ' ' << item.second;
     }
     EXPECT_NO_THROW(write(ORQSimScalarFloat, nan));
 }

@@ -8,6 +8,7 @@
 #include "ORQObjMesh.h"
 #include "ORQObjModel.h"
 #include "ORQObjModelBuilder.h"
+#include "ORQSimDSet.h"
 #include "Vocabulary.h"
 
 namespace {
@@ -75,7 +76,7 @@ TEST_P(ModelTest, StandardObjectsLieWhereReadersLook) {
     EXPECT_FALSE(mesh.GetNodeCollection().GetCollection().IsNull());
     EXPECT_FALSE(mesh.GetElementCollection().GetCollection().IsNull());
     EXPECT_EQ(ORQSimDistribution(mesh.GetCoordinates().GetDistribution()).NumDimensions(), 2);
-    EXPECT_TRUE(mesh.GetConnectivity().IsNull());
+    EXPECT_TRUE(ORQSimDSet(mesh.GetConnectivity()).IsEmpty());
     EXPECT_TRUE(ORQObjModel(document.GetModel()).GetStep("Step-1").IsNull());
     // Components and degrees of freedom by name and place.
     const ORQSimCollectionID components = document.GetComponentCollection().GetCollection();
@@ -102,7 +103,7 @@ TEST_P(ModelTest, ImpossibleRequestsAreRefused) {
     EXPECT_EQ(Members(ORQSimCSet(builder.SpatialDirections(2))), (Ints{1, 2}));
     EXPECT_EQ(Members(ORQSimCSet(builder.SpatialDirections(3))), (Ints{1, 2, 3}));
     EXPECT_TRUE(Fails(Kind::Usage, {"not 1"}, [&] { builder.SpatialDirections(1); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"-1 nodes"}, [&] { builder.AddNodes(-1); }));
+    EXPECT_TRUE(Fails(Kind::Usage, {"-1 members"}, [&] { builder.AddNodes(-1); }));
     builder.AddNodes(7);
     EXPECT_TRUE(Fails(Kind::Usage, {"to 7"}, [&] { builder.AddNodes(INT_MAX - 6); }));
     m_transaction.reset();

@@ -21,6 +21,11 @@ namespace {
 constexpr std::uint32_t kApplicationId = 0x4F525131;  // "ORQ1"; stored, do not change
 constexpr std::size_t kHeaderBytes = 100;
 
+// Asks for the user that the process acts as, who is the one that opens files.
+bool MayAccess(const std::string& path, int how) {
+    return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
+}
+
 std::string LockPath(const std::string& directory) {
     return directory + "/lock";
 }
@@ -82,7 +87,7 @@ void CheckLooksLikeDatabase(const std::string& directory) {
             ORQBasFailureKind::Damaged,
             directory + ": " + (hasCatalogue ? "bulk.bin" : "catalogue.sqlite") + " is missing");
     }
-    if (access(catalogue.c_str(), R_OK) != 0) {
+    if (!MayAccess(catalogue, R_OK)) {
         FailSystem(catalogue, "read");
     }
 }
@@ -97,11 +102,14 @@ void CheckHeader(const Connection& connection, const std::string& catalogue) {
     if (std::memcmp(header.data(), "SQLite format 3", 16) != 0) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged, catalogue + ": is not a catalogue");
     }
+    // Pages of another size would pass the checksums unseen.
+    const int pageSize = std::to_integer<int>(header[16]) << 8 | std::to_integer<int>(header[17]);
     std::uint32_t application = 0;
     for (const std::byte digit : std::span(header).subspan(68, 4)) {
         application = application << 8 | std::to_integer<std::uint32_t>(digit);
     }
-    if (application != kApplicationId || header[20] != std::byte{kPageReservedBytes}) {
+    if (application != kApplicationId || pageSize != kCataloguePageSize ||
+        header[20] != std::byte{kPageReservedBytes}) {
         throw ORQBasFailure(ORQBasFailureKind::Foreign,
                             catalogue + ": is a database of another program, or damaged");
     }
@@ -112,7 +120,7 @@ bool IsFrozen(const std::string& directory) {
     struct stat log {};
     const std::string logPath = CataloguePath(directory) + "-wal";
     const bool hasLog = stat(logPath.c_str(), &log) == 0 && log.st_size > 0;
-    return access(directory.c_str(), W_OK) != 0 && !hasLog;
+    return !MayAccess(directory, W_OK) && !hasLog;
 }
 
 std::string UriOf(const std::string& path) {
@@ -200,7 +208,7 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     // it is, folds the log in and leaves two files; a reader itself never writes.
     const std::string catalogue = CataloguePath(directory);
     const bool isFrozen = !writable && IsFrozen(directory);
-    const bool canWrite = writable || access(catalogue.c_str(), W_OK) == 0;
+    const bool canWrite = writable || MayAccess(catalogue, W_OK);
     engine->Connect(isFrozen ? UriOf(catalogue) : catalogue,
                     isFrozen   ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI
                     : canWrite ? SQLITE_OPEN_READWRITE

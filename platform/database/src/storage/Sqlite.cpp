@@ -18,7 +18,6 @@ ORQBasFailureKind KindOf(int code) {
         case SQLITE_BUSY:
         case SQLITE_LOCKED:
             return ORQBasFailureKind::Busy;
-        case SQLITE_READONLY:
         case SQLITE_MISUSE:
         case SQLITE_CONSTRAINT:
             return ORQBasFailureKind::Usage;

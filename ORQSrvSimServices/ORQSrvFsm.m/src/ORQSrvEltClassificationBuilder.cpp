@@ -66,7 +66,7 @@ ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosi
     mesh.SetElementClassCollection(
         position.CreateTypedCollection(ads_CoreFragmentTypeIndex(26, 7), 0));
 
-    std::vector<ORQSimCompartment> compartments;  // by member number of the spec
+    std::vector<ORQSimCompartment> compartments;  // by member number of their spec
     const ORQSimCtation assigned = assignment.DSet().GetCtation();
     for (const ORQSimCompartment& eltSpecCompartement : assigned.Compartments()) {
         const int eltSpecColIndex = eltSpecCompartement.Position(specs);

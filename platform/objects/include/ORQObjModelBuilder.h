@@ -99,6 +99,8 @@ class ORQ_EXPORT ORQObjModelBuilder {
 
   private:
     ORQSimPosition AddRegion(const ORQString& name, int number, int mapSlot) const;
+    ORQSimPosition AddSet(const ORQString& name, int number, const ORQSimCSetID& members,
+                          int mapSlot, int clusterSlot) const;
 
     ORQObjDocument m_document;
 };

@@ -377,22 +377,26 @@ ORQSimPosition ORQObjModelBuilder::AddRegion(const ORQString& name, int number, 
     return record.Pos();
 }
 
+ORQSimPosition ORQObjModelBuilder::AddSet(const ORQString& name, int number,
+                                          const ORQSimCSetID& members, int mapSlot,
+                                          int clusterSlot) const {
+    const ORQSimPosition region = AddRegion(name, number, mapSlot);
+    const ORQSimCSetID set = StoreApart(members);
+    region.SetPosition(clusterSlot, set);
+    Model().GetMap(mapSlot).Insert(name, set);
+    return region;
+}
+
 ORQSimPosition ORQObjModelBuilder::AddNodeSet(const ORQString& name, int number,
                                               const ORQSimCSetID& nodes) const {
-    const ORQSimPosition region = AddRegion(name, number, ORQSimSchema::Model_nodeSets);
-    const ORQSimCSetID set = StoreApart(nodes);
-    region.SetPosition(ORQSimSchema::Region_nodesCluster, set);
-    Model().GetMap(ORQSimSchema::Model_nodeSets).Insert(name, set);
-    return region;
+    return AddSet(name, number, nodes, ORQSimSchema::Model_nodeSets,
+                  ORQSimSchema::Region_nodesCluster);
 }
 
 ORQSimPosition ORQObjModelBuilder::AddElementSet(const ORQString& name, int number,
                                                  const ORQSimCSetID& elements) const {
-    const ORQSimPosition region = AddRegion(name, number, ORQSimSchema::Model_elementSets);
-    const ORQSimCSetID set = StoreApart(elements);
-    region.SetPosition(ORQSimSchema::Region_elementsCluster, set);
-    Model().GetMap(ORQSimSchema::Model_elementSets).Insert(name, set);
-    return region;
+    return AddSet(name, number, elements, ORQSimSchema::Model_elementSets,
+                  ORQSimSchema::Region_elementsCluster);
 }
 
 ORQSimPosition ORQObjModelBuilder::AddSurface(

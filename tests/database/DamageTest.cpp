@@ -48,7 +48,7 @@ class DamageTest : public testing::Test {
   protected:
     DamageTest() {
         const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
-        MakeModel(database, kNodes);
+        MakeModel(database, kNodes + 100);
         InTransaction(database, [&] {
             const ORQSimPosition focus = database.Focus();
             for (int i = 0; i < 150; ++i) {
@@ -68,7 +68,7 @@ class DamageTest : public testing::Test {
                 values.push_back(ValueAt(node));
             }
             Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
-                   values, kNodes);
+                   values, 2 * kNodes);
         });
         m_contents = ReadAll(database);
     }
@@ -178,6 +178,22 @@ TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
         }));
     }
     EXPECT_EQ(database.Verify().size(), 1u);
+}
+
+TEST_F(DamageTest, AppendingToADamagedBlockDoesNotHideTheDamage) {
+    const double value = ValueAt(kNodes - 50);
+    std::string damaged = m_bulk;
+    const std::size_t at =
+        damaged.find(std::string(reinterpret_cast<const char*>(&value), sizeof value));
+    ASSERT_NE(at, std::string::npos);
+    damaged[at] = static_cast<char>(damaged[at] ^ 1);
+    WriteBytes(Bulk(m_path), damaged);
+    const ORQSimDatabase database = Open(Mode::ReadWrite);
+    ORQSimTransaction transaction(database.ContextID());
+    EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] {
+        Append(database, RunOf(Nodes(database), kNodes, 100), RunOf(Components(database), 0, 1),
+               Filled(100, 1));
+    }));
 }
 
 TEST_F(DamageTest, DamagedSetMembersInTheBulkFileAreFound) {

@@ -1,9 +1,11 @@
 // Coordinates read through scattered sets, held against a plain array.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "ORQObjMesh.h"
@@ -27,7 +29,7 @@ double CoordinateOf(int node, int component) {
 class ScatteredCoordinates : public testing::TestWithParam<bool> {
   protected:
     void SetUp() override {
-        m_path = testing::TempDir() + "scattered_coordinates.orq";
+        m_path = testing::TempDir() + "scattered_coordinates-" + std::to_string(getpid()) + ".orq";
         std::filesystem::remove_all(m_path);
         m_database = GetParam() ? ORQSimDatabase::CreateInMemory() : ORQSimDatabase::Create(m_path);
         for (int batch = 0; batch < kBatches; ++batch) {

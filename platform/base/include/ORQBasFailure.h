@@ -1,6 +1,6 @@
-// The exception of everything that can go wrong outside the program: files, disks, damaged data,
-// input that breaks a rule of an interface. "Not there" is an answer and never thrown; a broken
-// invariant is an assertion.
+/// The exception of everything that can go wrong outside the program: files, disks, damaged data,
+/// input that breaks a rule of an interface. "Not there" is an answer and never thrown; a broken
+/// invariant is an assertion.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 #include "ORQBasException.h"
 #include "ORQBasExport.h"
 
-// Which kind to throw:
-//   Usage    the caller broke a rule of the interface: no transaction, a member outside the space,
-//            a closed database. Calling again in the same way fails again.
-//   Io       the operating system refused: missing file, permission, disk full.
-//   Damaged  stored bytes are not those that were written.
-//   Foreign  intact, but not ours to read: another format, a newer version, another database's
-//   file. Busy     another process holds what is needed; later may work. Refused  an earlier
-//   failure left this handle in doubt; open the database again.
+/// Which kind to throw:
+///   Usage    the caller broke a rule of the interface: no transaction, a member outside the space,
+///            a closed database. Calling again in the same way fails again.
+///   Io       the operating system refused: missing file, permission, disk full.
+///   Damaged  stored bytes are not those that were written.
+///   Foreign  intact, but not ours to read: another format, a newer version, another database's
+///   file. Busy     another process holds what is needed; later may work. Refused  an earlier
+///   failure left this handle in doubt; open the database again.
 enum class ORQBasFailureKind : int {
     Usage = 1,
     Io = 2,
@@ -27,19 +27,19 @@ enum class ORQBasFailureKind : int {
 
 class ORQ_EXPORT ORQBasFailure : public ORQBasException {
   public:
-    // The place is the caller's.
+    /// The place is the caller's.
     ORQBasFailure(ORQBasFailureKind kind, std::string text, const char* file = __builtin_FILE(),
                   int line = __builtin_LINE());
 
     [[nodiscard]] ORQBasFailureKind Kind() const { return m_kind; }
-    // The whole message, with the values and the place in the model or file; UTF-8, no line break
-    // at the end. Lives as long as the exception.
+    /// The whole message, with the values and the place in the model or file; UTF-8, no line break
+    /// at the end. Lives as long as the exception.
     [[nodiscard]] const std::string& Text() const { return m_text; }
 
     atr_String AsString(ORQBasStringMode mode) const override;
     [[noreturn]] void Propagate() const override;
     ORQBasException* Clone() const override;
-    // The number of Kind().
+    /// The number of Kind().
     int GetCode() const override;
 
   private:

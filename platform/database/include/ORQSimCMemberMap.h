@@ -4,18 +4,18 @@
 #include "ORQBasSharedPtr.h"
 #include "ORQSimCSet.h"
 
-// Maps the members of one set to those of another that stand at the same location.
+/// Maps the members of one set to those of another that stand at the same location.
 class ORQ_EXPORT ORQSimCMemberMap {
   public:
     ORQSimCMemberMap(const ORQSimCSet& source, const ORQSimCSet& target)
         : m_source(source), m_target(target) {}
-    // Sets of different sizes map as far as the shorter one reaches.
+    /// Sets of different sizes map as far as the shorter one reaches.
     static ORQBasSharedPtr<ORQSimCMemberMap> Create(const ORQSimCSet& source,
                                                     const ORQSimCSet& target);
 
     const ORQSimCSet& Source() const { return m_source; }
     const ORQSimCSet& Target() const { return m_target; }
-    // The target member of a source member and back, -1 when there is none.
+    /// The target member of a source member and back, -1 when there is none.
     int Map(int sourceMember) const;
     int MapBack(int targetMember) const;
 

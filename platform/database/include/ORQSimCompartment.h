@@ -1,4 +1,4 @@
-// Compartments: blocks of a grid, named by one set per dimension.
+/// Compartments: blocks of a grid, named by one set per dimension.
 #pragma once
 
 #include <utility>
@@ -15,7 +15,7 @@ class ORQSimCompartment {
     explicit ORQSimCompartment(std::vector<ORQSimCSetID> sets) : m_sets(std::move(sets)) {}
 
     int Size() const { return static_cast<int>(m_sets.size()); }
-    // The dimension whose set belongs to a collection, -1 when none does.
+    /// The dimension whose set belongs to a collection, -1 when none does.
     int Position(const ORQSimCollectionID& collection) const {
         for (std::size_t i = 0; i < m_sets.size(); ++i) {
             if (!collection.IsNull() && m_sets[i].CollectionID() == collection) {
@@ -24,7 +24,7 @@ class ORQSimCompartment {
         }
         return -1;
     }
-    // Null outside [0, Size()).
+    /// Null outside [0, Size()).
     ORQSimCSetID CSet(int dimension) const {
         return dimension >= 0 && dimension < Size() ? m_sets[static_cast<std::size_t>(dimension)]
                                                     : ORQSimCSetID();
@@ -35,13 +35,13 @@ class ORQSimCompartment {
     std::vector<ORQSimCSetID> m_sets;
 };
 
-// The compartment that a drawer occupies.
+/// The compartment that a drawer occupies.
 class ORQSimOCompartment : public ORQSimCompartment {
   public:
     using ORQSimCompartment::ORQSimCompartment;
 };
 
-// A list of compartments; describes how a data set is divided.
+/// A list of compartments; describes how a data set is divided.
 class ORQSimCtation {
   public:
     ORQSimCtation() = default;

@@ -1,4 +1,4 @@
-// The context in which objects of one open database are made and found.
+/// The context in which objects of one open database are made and found.
 #pragma once
 
 #include "ORQBasExport.h"
@@ -10,11 +10,11 @@ class ORQSimGrid;
 class ORQSimPosition;
 class ORQSimRangeType;
 
-// The schema of fragment types as a context shows it.
+/// The schema of fragment types as a context shows it.
 class ORQ_EXPORT ORQSimTypeSchemaSnapshot {
   public:
     ORQSimTypeID TypeID(int typeIndex) const { return ORQSimTypeID(typeIndex); }
-    // "(a, b)" for a pair that the schema does not name.
+    /// "(a, b)" for a pair that the schema does not name.
     ORQString TypeName(int typeIndex) const;
 };
 
@@ -25,22 +25,22 @@ class ORQ_EXPORT ORQSimContext {
     ORQSimContextID ID() const { return m_id; }
     ORQSimTypeSchemaSnapshot Schema() const { return {}; }
 
-    // REQUIRES: an open transaction. Throws Usage when a grid collection is null or of another
-    // database, or when the scalar type is none.
+    /// REQUIRES: an open transaction. Throws Usage when a grid collection is null or of another
+    /// database, or when the scalar type is none.
     ORQSimDistributionID CreateDistribution(const ORQSimGrid& grid, const ORQSimRangeType& range,
                                             ORQSimTypeID type) const;
     ORQSimDSetID CreateDSet(const ORQSimDistributionID& distribution, ORQSimTypeID type) const;
-    // The data set stands on this distribution with all its drawers.
+    /// The data set stands on this distribution with all its drawers.
     void UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDistributionID& distribution) const;
-    // The data set has this drawer too; saying so again changes nothing.
+    /// The data set has this drawer too; saying so again changes nothing.
     void UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDrawerID& drawer) const;
 
-    // The object at a member number, null when there is none.
+    /// The object at a member number, null when there is none.
     ORQSimPosition GetRecord(const ORQSimCollectionID& collection, int member) const;
-    // The member number of an object in the collection it belongs to (the lowest ID when in
-    // several), -1 when it is in none.
+    /// The member number of an object in the collection it belongs to (the lowest ID when in
+    /// several), -1 when it is in none.
     int GetCMemberIndex(const ORQSimDynamicID& object) const;
-    // The member number of each object in one collection, -1 for those that are no members.
+    /// The member number of each object in one collection, -1 for those that are no members.
     void GetCMembership(const ORQSimArray<ORQSimDynamicID>& objects,
                         const ORQSimCollectionID& collection, ORQSimArray<int>& members) const;
 

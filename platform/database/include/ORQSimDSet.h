@@ -1,4 +1,4 @@
-// Data sets: which members of some collections belong together.
+/// Data sets: which members of some collections belong together.
 #pragma once
 
 #include <vector>
@@ -10,37 +10,38 @@
 
 class ORQSimPosition;
 
-// A selection of a distribution, or of nothing but members, divided into compartments. For example
-// the assignment of specs to elements, with grid (specs, elements):
-//
-//   compartment 0: specs {0}, elements {0..99}        compartment 1: specs {1}, elements {100..149}
-//   Select({90..110} of elements)  ->  specs {0}, elements {90..99}; specs {1}, elements {100..110}
-//   ... .Collect(specs)            ->  {0, 1}
-//
-// A compartment may be empty of sets; it keeps its place and covers nothing.
-//
-// A data set over a distribution has its drawers as compartments. Collecting into the collection
-// that the distribution's values name (for example connectivity into nodes) reads the values.
+/// A selection of a distribution, or of nothing but members, divided into compartments. For example
+/// the assignment of specs to elements, with grid (specs, elements):
+///
+///   compartment 0: specs {0}, elements {0..99}        compartment 1: specs {1}, elements
+///   {100..149} Select({90..110} of elements)  ->  specs {0}, elements {90..99}; specs {1},
+///   elements {100..110}
+///   ... .Collect(specs)            ->  {0, 1}
+///
+/// A compartment may be empty of sets; it keeps its place and covers nothing.
+///
+/// A data set over a distribution has its drawers as compartments. Collecting into the collection
+/// that the distribution's values name (for example connectivity into nodes) reads the values.
 class ORQ_EXPORT ORQSimDSet {
   public:
     ORQSimDSet() = default;
     ORQSimDSet(const ORQSimDSetID& id);
-    // The data set that the position denotes; of a collection, all its members.
+    /// The data set that the position denotes; of a collection, all its members.
     ORQSimDSet(const ORQSimPosition& position);
 
-    // True for a data set made from nothing and for a selection that met nothing.
+    /// True for a data set made from nothing and for a selection that met nothing.
     bool IsNull() const { return m_id.IsNull() && m_selected.empty(); }
-    // True when it covers no member at all.
+    /// True when it covers no member at all.
     bool IsEmpty() const;
     const ORQSimDSetID& ID() const { return m_id; }
-    // Null when it stands on no distribution.
+    /// Null when it stands on no distribution.
     ORQSimDistributionID GetRelationalDistributionID() const;
     ORQSimCtation GetCtation() const;
 
-    // The part in which the dimensions over the set's collection are restricted to the set.
-    // Lives in this process; compartments that meet nothing are left out.
+    /// The part in which the dimensions over the set's collection are restricted to the set.
+    /// Lives in this process; compartments that meet nothing are left out.
     ORQSimDSet Select(const ORQSimCSet& set) const;
-    // All members of a collection that the compartments cover, ascending and volatile.
+    /// All members of a collection that the compartments cover, ascending and volatile.
     ORQSimCSet Collect(const ORQSimCollectionID& collection) const;
 
   private:

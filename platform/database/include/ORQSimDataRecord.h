@@ -1,4 +1,4 @@
-// Records: numbered fields of an object.
+/// Records: numbered fields of an object.
 #pragma once
 
 #include "ORQBasExport.h"
@@ -7,12 +7,12 @@
 
 class ORQSimPosition;
 
-// The fields of one object. A field has a number (from 0) and holds one value, of the kind that was
-// set last; an unset one reads as 0 or as the empty text. Ints, symbols and type IDs read as each
-// other, and an int reads as a double; any other reading of a field as what it is not throws
-// ORQBasFailure (Usage), which names object, field and kinds.
-//
-// Reading through a null record answers 0 or empty, writing throws Usage.
+/// The fields of one object. A field has a number (from 0) and holds one value, of the kind that
+/// was set last; an unset one reads as 0 or as the empty text. Ints, symbols and type IDs read as
+/// each other, and an int reads as a double; any other reading of a field as what it is not throws
+/// ORQBasFailure (Usage), which names object, field and kinds.
+///
+/// Reading through a null record answers 0 or empty, writing throws Usage.
 class ORQ_EXPORT ORQSimDataRecord {
   public:
     ORQSimDataRecord() = default;
@@ -25,7 +25,7 @@ class ORQ_EXPORT ORQSimDataRecord {
     int GetInt(int field) const;
     void SetInt(int field, int value) const;
     double GetDouble(int field) const;
-    // The first `count` of the field's doubles; what it does not hold reads as 0.
+    /// The first `count` of the field's doubles; what it does not hold reads as 0.
     void GetDouble(int field, int count, double* values) const;
     void SetDouble(int field, double value) const;
     void SetDouble(int field, int count, const double* values) const;

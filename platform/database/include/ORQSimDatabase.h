@@ -1,4 +1,4 @@
-// Model databases: creating, opening, closing and verifying them.
+/// Model databases: creating, opening, closing and verifying them.
 #pragma once
 
 #include <functional>
@@ -15,48 +15,48 @@ namespace orq::database {
 class DatabaseState;
 }
 
-// A handle to an open database, or to none. Copies share it; the last one to end closes it.
-//
-// A model database is a directory with the files catalogue.sqlite, bulk.bin and lock. One handle at
-// a time may write to it, any number may read, also in other processes; a reader keeps seeing the
-// state that was committed last when it was opened or refreshed.
-//
-// Failures are ORQBasFailure: Io, Damaged, Foreign (not a database, or of a newer format), Busy
-// (another writer, which the text names), Refused (after a failed sync or rollback).
+/// A handle to an open database, or to none. Copies share it; the last one to end closes it.
+///
+/// A model database is a directory with the files catalogue.sqlite, bulk.bin and lock. One handle
+/// at a time may write to it, any number may read, also in other processes; a reader keeps seeing
+/// the state that was committed last when it was opened or refreshed.
+///
+/// Failures are ORQBasFailure: Io, Damaged, Foreign (not a database, or of a newer format), Busy
+/// (another writer, which the text names), Refused (after a failed sync or rollback).
 class ORQ_EXPORT ORQSimDatabase {
   public:
     enum class Mode { ReadOnly, ReadWrite };
 
     ORQSimDatabase();
-    // The database of a position; closed when the position is null.
+    /// The database of a position; closed when the position is null.
     explicit ORQSimDatabase(const ORQSimPosition& position);
     explicit ORQSimDatabase(ORQSimContextID context);
     ~ORQSimDatabase();
     ORQSimDatabase(const ORQSimDatabase&);
     ORQSimDatabase& operator=(const ORQSimDatabase&);
 
-    // Makes an empty database with a focus object and opens it for writing. Throws Usage when the
-    // name is taken; on any failure nothing is left under the name.
+    /// Makes an empty database with a focus object and opens it for writing. Throws Usage when the
+    /// name is taken; on any failure nothing is left under the name.
     static ORQSimDatabase Create(const std::string& directory);
     static ORQSimDatabase Open(const std::string& directory, Mode mode);
-    // A database that lives in memory and ends with its last handle.
+    /// A database that lives in memory and ends with its last handle.
     static ORQSimDatabase CreateInMemory();
 
-    // Closes for all handles; an open transaction is undone. Later use of positions throws.
+    /// Closes for all handles; an open transaction is undone. Later use of positions throws.
     void Close();
     bool IsClosed() const;
     bool IsWritable() const;
 
     ORQSimContextID ContextID() const;
-    // The directory; empty in memory.
+    /// The directory; empty in memory.
     const std::string& Path() const;
-    // The root object. Null when closed.
+    /// The root object. Null when closed.
     ORQSimPosition Focus() const;
 
-    // A reader moves to the state that was committed last; answers whether it is another one. What
-    // was read before stays with who read it.
+    /// A reader moves to the state that was committed last; answers whether it is another one. What
+    /// was read before stays with who read it.
     bool Refresh();
-    // Counts the commits that changed anything.
+    /// Counts the commits that changed anything.
     std::int64_t Generation() const;
 
     struct DiskSizes {
@@ -66,8 +66,8 @@ class ORQ_EXPORT ORQSimDatabase {
     };
     DiskSizes Sizes() const;
 
-    // Compares every checksum and follows every reference; answers what is wrong, one text each.
-    // `progress` is called with numbers from 0 to 1.
+    /// Compares every checksum and follows every reference; answers what is wrong, one text each.
+    /// `progress` is called with numbers from 0 to 1.
     std::vector<std::string> Verify(const std::function<void(double)>& progress = [](double) {
     }) const;
 

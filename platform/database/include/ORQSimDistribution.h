@@ -1,4 +1,4 @@
-// Distributions: bulk data over a grid of collections, kept in drawers.
+/// Distributions: bulk data over a grid of collections, kept in drawers.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 class ORQSimPosition;
 
-// The scalar types of values. Stored, do not change.
+/// The scalar types of values. Stored, do not change.
 enum ORQSimScalarType : int {
     ORQSimScalarInt = 1,     // 4-byte signed
     ORQSimScalarUint = 2,    // 4-byte unsigned
@@ -20,10 +20,10 @@ enum ORQSimScalarType : int {
     ORQSimScalarInt64 = 5,   // 8-byte signed
     ORQSimScalarByte = 6     // 1-byte unsigned
 };
-// Bytes of one value, 0 for a number that is no scalar type.
+/// Bytes of one value, 0 for a number that is no scalar type.
 ORQ_EXPORT int ORQSimScalarSize(int scalarType);
 
-// The collections over which a distribution runs, one per dimension.
+/// The collections over which a distribution runs, one per dimension.
 class ORQSimGrid {
   public:
     ORQSimGrid() = default;
@@ -42,7 +42,7 @@ class ORQSimGrid {
     std::vector<ORQSimCollectionID> m_collections;
 };
 
-// What the values are: a scalar type, and for references the collection whose members they name.
+/// What the values are: a scalar type, and for references the collection whose members they name.
 class ORQSimRangeType {
   public:
     explicit ORQSimRangeType(int scalarType) : m_scalarType(scalarType) {}
@@ -57,28 +57,28 @@ class ORQSimRangeType {
     ORQSimCollectionID m_collection;
 };
 
-// How a drawer is laid out. Stored, do not change.
+/// How a drawer is laid out. Stored, do not change.
 enum class ORQSimDrawerLayout : int { Plain = 0, Chunked = 1, Sparse = 2 };
 
-// What a drawer covers and how it is stored, as of the moment of the question.
+/// What a drawer covers and how it is stored, as of the moment of the question.
 class ORQ_EXPORT ORQSimDrawerDescription {
   public:
     ORQSimDrawerDescription() = default;
 
     const ORQSimDrawerID& DrawerID() const { return m_id; }
-    // The sets of members that it covers, one per dimension.
+    /// The sets of members that it covers, one per dimension.
     const ORQSimOCompartment& Compartment() const { return m_compartment; }
     ORQSimCSetID CSet(int dimension) const { return m_compartment.CSet(dimension); }
     int NumDimensions() const { return m_compartment.Size(); }
-    // Items along a dimension.
+    /// Items along a dimension.
     std::int64_t DataSizeItems(int dimension) const;
-    // Items in all: the product, or the stored ones of a sparse drawer.
+    /// Items in all: the product, or the stored ones of a sparse drawer.
     std::int64_t DataSizeItems() const { return m_nItems; }
-    // One per dimension; 0 in all for a drawer that is not chunked.
+    /// One per dimension; 0 in all for a drawer that is not chunked.
     void ChunkSizes(ORQSimArray<int>& sizes) const;
     ORQSimDrawerLayout Layout() const { return m_layout; }
     bool IsChunked() const { return m_layout == ORQSimDrawerLayout::Chunked; }
-    // -1 when the drawer cannot be extended.
+    /// -1 when the drawer cannot be extended.
     int ExtendableDim() const { return m_extendable; }
 
   private:
@@ -92,7 +92,7 @@ class ORQ_EXPORT ORQSimDrawerDescription {
 };
 using ORQSimPersistentDrawerDesc = ORQSimDrawerDescription;
 
-// Bulk data over a grid. On a null ID it has no dimensions and no drawers.
+/// Bulk data over a grid. On a null ID it has no dimensions and no drawers.
 class ORQ_EXPORT ORQSimDistribution {
   public:
     ORQSimDistribution() = default;
@@ -104,20 +104,20 @@ class ORQ_EXPORT ORQSimDistribution {
     ORQSimRangeType RangeType() const;
     int NumDimensions() const { return Grid().NumDimensions(); }
 
-    // Drawers in order of their creation.
+    /// Drawers in order of their creation.
     int NumDrawers() const;
     ORQSimArray<ORQSimDrawerID> DrawerIDArray() const;
     ORQSimArray<ORQSimPersistentDrawerDesc> QueryDrawers() const;
-    // Throws Usage for a drawer that is not this distribution's.
+    /// Throws Usage for a drawer that is not this distribution's.
     ORQSimDrawerDescription DrawerDescription(const ORQSimDrawerID& drawer) const;
-    // Removes a drawer and its data. Needs an open transaction.
+    /// Removes a drawer and its data. Needs an open transaction.
     void DeleteDrawer(const ORQSimDrawerID& drawer) const;
 
   private:
     ORQSimDistributionID m_id;
 };
 
-// One drawer; a collection's drawer covers all its members and holds no data.
+/// One drawer; a collection's drawer covers all its members and holds no data.
 class ORQ_EXPORT ORQSimDrawer {
   public:
     ORQSimDrawer() = default;
@@ -127,7 +127,7 @@ class ORQ_EXPORT ORQSimDrawer {
     const ORQSimDrawerID& ID() const { return m_id; }
     bool IsNull() const { return m_id.IsNull(); }
     ORQSimDrawerDescription Description() const;
-    // The number of members along dimension 0.
+    /// The number of members along dimension 0.
     int Space() const;
 
   private:

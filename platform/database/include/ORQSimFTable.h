@@ -4,7 +4,7 @@
 #include "ORQSimIDs.h"
 #include "ORQString.h"
 
-// A table of doubles with labels. On a null ID it has no rows and no columns.
+/// A table of doubles with labels. On a null ID it has no rows and no columns.
 class ORQ_EXPORT ORQSimFTable {
   public:
     ORQSimFTable() = default;
@@ -14,11 +14,11 @@ class ORQ_EXPORT ORQSimFTable {
     bool IsNull() const { return m_id.IsNull(); }
     int RowCount() const;
     int ColumnCount() const;
-    // Empty for a column without a label and outside [0, ColumnCount()).
+    /// Empty for a column without a label and outside [0, ColumnCount()).
     ORQString ColumnLabel(int column) const;
     ORQString RowLabel(int row) const;
-    // The first `count` doubles, row after row: value (row, column) at row * ColumnCount() +
-    // column. Throws Usage when the table holds fewer.
+    /// The first `count` doubles, row after row: value (row, column) at row * ColumnCount() +
+    /// column. Throws Usage when the table holds fewer.
     void GetData(double* values, int count) const;
 
   private:

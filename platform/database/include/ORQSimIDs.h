@@ -1,4 +1,4 @@
-// Identities: how an object, a set or a drawer of a database is named.
+/// Identities: how an object, a set or a drawer of a database is named.
 #pragma once
 
 #include <compare>
@@ -6,7 +6,7 @@
 
 #include "ORQBasExport.h"
 
-// What an identity denotes. Values are stored, do not change.
+/// What an identity denotes. Values are stored, do not change.
 enum ORQSimCategory : int {
     ORQSimCategoryNull = 0,
     ORQSimCategoryRecord = 1,
@@ -19,8 +19,8 @@ enum ORQSimCategory : int {
     ORQSimCategoryType = 8
 };
 
-// The number that this process gave to a database when it was opened; never given twice, so two
-// open copies of one file have different contexts. -1 for none.
+/// The number that this process gave to a database when it was opened; never given twice, so two
+/// open copies of one file have different contexts. -1 for none.
 class ORQSimContextID {
   public:
     constexpr ORQSimContextID() = default;
@@ -33,7 +33,7 @@ class ORQSimContextID {
     int m_value = -1;
 };
 
-// A type or slot of the schema, see ads_CoreFragmentTypeIndex. -1 for none.
+/// A type or slot of the schema, see ads_CoreFragmentTypeIndex. -1 for none.
 class ORQSimTypeID {
   public:
     constexpr ORQSimTypeID() = default;
@@ -45,19 +45,19 @@ class ORQSimTypeID {
     int m_index = -1;
 };
 
-// The number of an object within its database; 0 and below for none.
+/// The number of an object within its database; 0 and below for none.
 using ORQSimDynamicDataID = std::int64_t;
 
-// The identity of anything in a database. A value of five words:
-//
-//   category  what it is
-//   context   in which open database
-//   object    the object; for a set its collection, for a drawer its distribution
-//   type      the type of that object
-//   index     the set or drawer within the object; 0 for objects themselves
-//
-// Object, type and index stay the same when the database is closed and opened again; the context
-// does not. Indices below -1 are sets that live in this process only.
+/// The identity of anything in a database. A value of five words:
+///
+///   category  what it is
+///   context   in which open database
+///   object    the object; for a set its collection, for a drawer its distribution
+///   type      the type of that object
+///   index     the set or drawer within the object; 0 for objects themselves
+///
+/// Object, type and index stay the same when the database is closed and opened again; the context
+/// does not. Indices below -1 are sets that live in this process only.
 class ORQSimDynamicID {
   public:
     constexpr ORQSimDynamicID() = default;
@@ -75,13 +75,13 @@ class ORQSimDynamicID {
     constexpr ORQSimTypeID TypeID() const { return m_type; }
     constexpr int Index() const { return m_index; }
 
-    // True for an identity that names nothing: object 0 or less, index -1, or no context.
+    /// True for an identity that names nothing: object 0 or less, index -1, or no context.
     constexpr bool IsNull() const {
         return m_category == ORQSimCategoryNull || m_object <= 0 || m_index == -1 ||
                m_context.IsNull();
     }
 
-    // The order of positions and of sets of positions: context, object, category, type, index.
+    /// The order of positions and of sets of positions: context, object, category, type, index.
     constexpr int Compare(const ORQSimDynamicID& other) const {
         const auto order = *this <=> other;
         return order < 0 ? -1 : (order > 0 ? 1 : 0);
@@ -97,7 +97,7 @@ class ORQSimDynamicID {
     int m_index = -1;
 };
 
-// An identity that is known to be of one category; made from one of another category it is null.
+/// An identity that is known to be of one category; made from one of another category it is null.
 template <int kCategory>
 class ORQSimIDOf : public ORQSimDynamicID {
   public:
@@ -134,7 +134,7 @@ class ORQSimDrawerID : public ORQSimIDOf<ORQSimCategoryDrawer> {
 class ORQSimCSetID : public ORQSimIDOf<ORQSimCategoryCSet> {
   public:
     using ORQSimIDOf::ORQSimIDOf;
-    // Whether an identity denotes a set, or nothing at all.
+    /// Whether an identity denotes a set, or nothing at all.
     static constexpr bool CanBeConverted(const ORQSimDynamicID& id) {
         return id.IsNull() || id.Category() == ORQSimCategoryCSet;
     }
@@ -144,7 +144,7 @@ class ORQSimCSetID : public ORQSimIDOf<ORQSimCategoryCSet> {
     }
 };
 
-// One member of a collection.
+/// One member of a collection.
 class ORQSimCMemberID {
   public:
     constexpr ORQSimCMemberID() = default;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The lowest and highest of some ints, both included; Last() < First() when there are none.
+/// The lowest and highest of some ints, both included; Last() < First() when there are none.
 class ORQSimIntRange {
   public:
     constexpr ORQSimIntRange() = default;

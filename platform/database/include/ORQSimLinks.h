@@ -1,4 +1,4 @@
-// Named, ordered and unordered links from one object to others.
+/// Named, ordered and unordered links from one object to others.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
-// Walks what a map, vector or set held when Begin was called.
-//   for (auto i = map.Begin(); i.NotDone(); ++i) use(*i);
+/// Walks what a map, vector or set held when Begin was called.
+///   for (auto i = map.Begin(); i.NotDone(); ++i) use(*i);
 class ORQSimLinkIterator {
   public:
     using Entry = std::pair<std::string, ORQSimPosition>;
@@ -24,7 +24,7 @@ class ORQSimLinkIterator {
     }
     const ORQSimPosition& operator*() const { return m_entries[m_place].second; }
     const ORQSimPosition& Value() const { return m_entries[m_place].second; }
-    // The key in a map; empty in vectors and sets.
+    /// The key in a map; empty in vectors and sets.
     ORQString Key() const { return ORQString(m_entries[m_place].first); }
 
   private:
@@ -32,20 +32,20 @@ class ORQSimLinkIterator {
     std::size_t m_place = 0;
 };
 
-// The named links under one slot of an object, in ascending order of the bytes of their names.
-// Names are unique, byte-exact and case-sensitive.
+/// The named links under one slot of an object, in ascending order of the bytes of their names.
+/// Names are unique, byte-exact and case-sensitive.
 class ORQ_EXPORT ORQSimMap {
   public:
     ORQSimMap() = default;
     ORQSimMap(const ORQSimPosition& object, int slot) : m_object(object), m_slot(slot) {}
 
     int Size() const;
-    // Null when there is none of that name.
+    /// Null when there is none of that name.
     ORQSimPosition Find(const ORQString& name) const;
     ORQSimLinkIterator Begin() const;
-    // False, and nothing changed, when the name is taken.
+    /// False, and nothing changed, when the name is taken.
     bool Insert(const ORQString& name, const ORQSimPosition& target) const;
-    // False when there is none of that name.
+    /// False when there is none of that name.
     bool Remove(const ORQString& name) const;
 
   private:
@@ -53,18 +53,18 @@ class ORQ_EXPORT ORQSimMap {
     int m_slot = 0;
 };
 
-// The links under one slot of an object, in order of insertion.
+/// The links under one slot of an object, in order of insertion.
 class ORQ_EXPORT ORQSimVector {
   public:
     ORQSimVector() = default;
     ORQSimVector(const ORQSimPosition& object, int slot) : m_object(object), m_slot(slot) {}
 
     int Size() const;
-    // Null outside [0, Size()).
+    /// Null outside [0, Size()).
     ORQSimPosition operator[](int place) const;
     ORQSimLinkIterator Begin() const;
     void PushBack(const ORQSimPosition& target) const;
-    // Keeps the first `size` links and drops the others.
+    /// Keeps the first `size` links and drops the others.
     void Truncate(int size) const;
 
   private:
@@ -72,11 +72,11 @@ class ORQ_EXPORT ORQSimVector {
     int m_slot = 0;
 };
 
-// Positions without duplicates, in ascending order of their IDs: the links under one slot of an
-// object, or a set of this process's own.
+/// Positions without duplicates, in ascending order of their IDs: the links under one slot of an
+/// object, or a set of this process's own.
 class ORQ_EXPORT ORQSimSet {
   public:
-    // An empty set of this process's own. Null positions are kept only when allowed.
+    /// An empty set of this process's own. Null positions are kept only when allowed.
     explicit ORQSimSet(bool allowsNull = false) : m_allowsNull(allowsNull) {}
     ORQSimSet(const ORQSimPosition& object, int slot) : m_object(object), m_slot(slot) {}
 
@@ -84,7 +84,7 @@ class ORQ_EXPORT ORQSimSet {
     bool Empty() const { return Size() == 0; }
     bool IsMember(const ORQSimPosition& target) const;
     ORQSimLinkIterator Begin() const;
-    // Inserting what is there already changes nothing.
+    /// Inserting what is there already changes nothing.
     void Insert(const ORQSimPosition& target);
     void Remove(const ORQSimPosition& target);
 

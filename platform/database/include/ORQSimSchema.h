@@ -1,4 +1,4 @@
-// Fragment types: the pairs of small numbers that name record types and link slots.
+/// Fragment types: the pairs of small numbers that name record types and link slots.
 #pragma once
 
 #include <stdexcept>
@@ -6,9 +6,9 @@
 
 #include "ORQBasExport.h"
 
-// The type index of a pair: above 0, different for different pairs, and the same in every process
-// and release (it is stored in databases). Total for 0 <= b < 4096 and 0 <= a < 262144; usable
-// during static initialization. Throws std::out_of_range for other numbers.
+/// The type index of a pair: above 0, different for different pairs, and the same in every process
+/// and release (it is stored in databases). Total for 0 <= b < 4096 and 0 <= a < 262144; usable
+/// during static initialization. Throws std::out_of_range for other numbers.
 constexpr int ads_CoreFragmentTypeIndex(int a, int b) {
     if (a < 0 || a >= 262144 || b < 0 || b >= 4096) {
         throw std::out_of_range("fragment type (" + std::to_string(a) + ", " + std::to_string(b) +
@@ -24,8 +24,8 @@ struct Pair {
     int b;
 };
 
-// What a type index stands for; the inverse of ads_CoreFragmentTypeIndex. {-1, -1} for an index
-// that is not above 0.
+/// What a type index stands for; the inverse of ads_CoreFragmentTypeIndex. {-1, -1} for an index
+/// that is not above 0.
 ORQ_EXPORT Pair PairOf(int typeIndex);
 
 enum class Kind {
@@ -43,7 +43,7 @@ enum class Kind {
     Name
 };
 
-// One row of the catalogue of pairs (ORQSimSchemaTable.inc).
+/// One row of the catalogue of pairs (ORQSimSchemaTable.inc).
 struct Entry {
     const char* name;
     int typeIndex;
@@ -52,14 +52,14 @@ struct Entry {
     const char* text;
 };
 
-// The row of a type index, null when the catalogue does not name it. Lives as long as the process.
+/// The row of a type index, null when the catalogue does not name it. Lives as long as the process.
 ORQ_EXPORT const Entry* Find(int typeIndex);
-// The name of a pair, or "(a, b)" when the catalogue does not name it.
+/// The name of a pair, or "(a, b)" when the catalogue does not name it.
 ORQ_EXPORT std::string NameOf(int typeIndex);
-// Whether a type is `wanted` or is derived from it.
+/// Whether a type is `wanted` or is derived from it.
 ORQ_EXPORT bool IsA(int typeIndex, int wanted);
 
-// The type index of each named pair, for example ORQSimSchema::Focus_model.
+/// The type index of each named pair, for example ORQSimSchema::Focus_model.
 inline constexpr int None = 0;
 #define ORQ_FRAGMENT(name, a, b, kind, base, text) \
     inline constexpr int name = ads_CoreFragmentTypeIndex(a, b);

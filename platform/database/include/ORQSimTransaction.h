@@ -7,19 +7,19 @@
 
 class ORQSimPosition;
 
-// Brackets changes to one database: all of them become durable with Commit, or none.
-//
-//   ORQSimTransaction transaction(position);
-//   ... change ...
-//   transaction.Commit();
-//
-// Without Commit the destructor undoes everything. A transaction opened while another is open on
-// the same database joins it: its commit takes effect with the outermost one's, its end without a
-// commit undoes its own part. Transactions end in reverse order of their beginning; committing an
-// outer one first throws ORQBasFailure (Usage).
+/// Brackets changes to one database: all of them become durable with Commit, or none.
+///
+///   ORQSimTransaction transaction(position);
+///   ... change ...
+///   transaction.Commit();
+///
+/// Without Commit the destructor undoes everything. A transaction opened while another is open on
+/// the same database joins it: its commit takes effect with the outermost one's, its end without a
+/// commit undoes its own part. Transactions end in reverse order of their beginning; committing an
+/// outer one first throws ORQBasFailure (Usage).
 class ORQ_EXPORT ORQSimTransaction {
   public:
-    // Throws Usage on a null or closed database and on one opened for reading.
+    /// Throws Usage on a null or closed database and on one opened for reading.
     explicit ORQSimTransaction(ORQSimContextID context);
     explicit ORQSimTransaction(const ORQSimPosition& position);
     ~ORQSimTransaction();
@@ -27,7 +27,7 @@ class ORQ_EXPORT ORQSimTransaction {
     ORQSimTransaction& operator=(const ORQSimTransaction&) = delete;
 
     ORQSimContextID ContextID() const { return m_context; }
-    // Throws when the changes could not be made durable; they are undone then.
+    /// Throws when the changes could not be made durable; they are undone then.
     void Commit();
 
   private:

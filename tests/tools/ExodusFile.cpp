@@ -4,14 +4,17 @@
 #include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <stdexcept>
+#include <string>
 
 namespace exodus_file {
 namespace {
 
 int Checked(int status) {
     if (status < 0)
-        throw std::runtime_error("the Exodus library failed in a test");
+        throw std::runtime_error(std::string("the Exodus library failed in a test: status ") +
+                                 std::to_string(status));
     return status;
 }
 
@@ -70,6 +73,32 @@ std::vector<Set> ReadSets(int file, ex_entity_type type, std::int64_t count) {
     return sets;
 }
 
+std::int64_t SizeOf(const BlockContent& block) {
+    return block.claimed_elements.value_or(block.width > 0 ? std::ssize(block.nodes) / block.width
+                                                           : 0);
+}
+
+void WriteBlock(int file, const BlockContent& content) {
+    Checked(ex_put_block(file, EX_ELEM_BLOCK, content.id, content.shape.c_str(), SizeOf(content),
+                         content.width, 0, 0, 0));
+    if (!content.name.empty())
+        Checked(ex_put_name(file, EX_ELEM_BLOCK, content.id, content.name.c_str()));
+    if (!content.nodes.empty())
+        Checked(
+            ex_put_conn(file, EX_ELEM_BLOCK, content.id, content.nodes.data(), nullptr, nullptr));
+}
+
+void WriteSets(int file, ex_entity_type type, const std::vector<SetContent>& sets) {
+    for (const SetContent& set : sets) {
+        Checked(ex_put_set_param(file, type, set.id, std::ssize(set.members), 0));
+        if (!set.name.empty())
+            Checked(ex_put_name(file, type, set.id, set.name.c_str()));
+        if (!set.members.empty())
+            Checked(ex_put_set(file, type, set.id, set.members.data(),
+                               set.sides.empty() ? nullptr : set.sides.data()));
+    }
+}
+
 }  // namespace
 
 void Write(const Content& content, const std::filesystem::path& file) {
@@ -77,16 +106,33 @@ void Write(const Content& content, const std::filesystem::path& file) {
     int caller_bytes = sizeof(double);
     int stored_bytes = content.is_single_precision ? sizeof(float) : sizeof(double);
     const int container = content.is_hdf5 ? EX_NETCDF4 : EX_NORMAL_MODEL;
-    const int id = Checked(
-        ex_create(file.c_str(),
-                  EX_CLOBBER | container | EX_ALL_INT64_API | EX_MAPS_INT64_DB * content.is_hdf5,
-                  &caller_bytes, &stored_bytes));
-    const auto nodes = content.claimed_nodes.value_or(static_cast<std::int64_t>(content.x.size()));
-    Checked(ex_put_init(id, content.title.c_str(), content.dimension, nodes, 0, 0, 0, 0));
+    const int id = Checked(ex_create(
+        file.c_str(), EX_CLOBBER | container | EX_ALL_INT64_API | EX_ALL_INT64_DB * content.is_hdf5,
+        &caller_bytes, &stored_bytes));
+    ex_set_max_name_length(id, content.longest_name);
+    ex_init_params sizes{};
+    std::strncpy(sizes.title, content.title.c_str(), MAX_LINE_LENGTH);
+    sizes.num_dim = content.dimension;
+    sizes.num_nodes = content.claimed_nodes.value_or(static_cast<std::int64_t>(content.x.size()));
+    for (const BlockContent& block : content.blocks)
+        sizes.num_elem += SizeOf(block);
+    sizes.num_elem = content.claimed_elements.value_or(sizes.num_elem);
+    sizes.num_elem_blk = std::ssize(content.blocks);
+    sizes.num_node_sets = std::ssize(content.node_sets);
+    sizes.num_elem_sets = std::ssize(content.element_sets);
+    sizes.num_side_sets = std::ssize(content.side_sets);
+    Checked(ex_put_init_ext(id, &sizes));
     if (content.has_coordinates)
         Checked(ex_put_coord(id, content.x.data(), content.y.data(), content.z.data()));
     if (!content.labels.empty())
         Checked(ex_put_id_map(id, EX_NODE_MAP, content.labels.data()));
+    for (const BlockContent& block : content.blocks)
+        WriteBlock(id, block);
+    if (!content.element_labels.empty())
+        Checked(ex_put_id_map(id, EX_ELEM_MAP, content.element_labels.data()));
+    WriteSets(id, EX_NODE_SET, content.node_sets);
+    WriteSets(id, EX_ELEM_SET, content.element_sets);
+    WriteSets(id, EX_SIDE_SET, content.side_sets);
     Checked(ex_close(id));
 }
 
@@ -102,12 +148,14 @@ Mesh Read(const std::filesystem::path& path) {
     const auto nodes = static_cast<std::size_t>(sizes.num_nodes);
     std::vector<double> x(nodes), y(nodes), z(nodes);
     Checked(ex_get_coord(file, x.data(), y.data(), z.data()));
-    Mesh mesh{sizes.title, {}, std::vector<int>(nodes), {}, {}, {}};
+    Mesh mesh{
+        static_cast<int>(sizes.num_dim), sizes.title, {}, std::vector<int>(nodes), {}, {}, {}, {}};
     for (std::size_t node = 0; node < nodes; ++node)
         mesh.positions.push_back({x[node], y[node], z[node]});
     Checked(ex_get_id_map(file, EX_NODE_MAP, mesh.labels.data()));
     mesh.blocks = ReadBlocks(file, sizes);
     mesh.node_sets = ReadSets(file, EX_NODE_SET, sizes.num_node_sets);
+    mesh.element_sets = ReadSets(file, EX_ELEM_SET, sizes.num_elem_sets);
     mesh.side_sets = ReadSets(file, EX_SIDE_SET, sizes.num_side_sets);
     Checked(ex_close(file));
     return mesh;

@@ -8,6 +8,23 @@
 
 namespace exodus_file {
 
+/// A block of elements to be written; the lists may contradict each other.
+struct BlockContent {
+    std::int64_t id = 1;
+    std::string name;
+    std::string shape = "QUAD4";
+    std::int64_t width = 4;           // Nodes of an element.
+    std::vector<std::int64_t> nodes;  // From 1, [elements][width].
+    std::optional<std::int64_t> claimed_elements;
+};
+
+struct SetContent {
+    std::int64_t id = 1;
+    std::string name;
+    std::vector<std::int64_t> members;  // From 1.
+    std::vector<std::int64_t> sides;    // From 1; of a side set only.
+};
+
 /// What a small test file shall hold; written without any check, so that it can be wrong on
 /// purpose.
 struct Content {
@@ -19,6 +36,13 @@ struct Content {
     // Also the node count, which may differ from the coordinates that are written.
     std::optional<std::int64_t> claimed_nodes;
     std::vector<std::int64_t> labels = {40, 10, 30, 20};  // None when empty.
+    std::vector<BlockContent> blocks;
+    std::optional<std::int64_t> claimed_elements;  // In all; else the sum of the blocks.
+    std::vector<std::int64_t> element_labels;      // None when empty.
+    std::vector<SetContent> node_sets;
+    std::vector<SetContent> element_sets;
+    std::vector<SetContent> side_sets;
+    int longest_name = 32;
     bool is_hdf5 = false;
     bool is_single_precision = false;
     bool has_coordinates = true;
@@ -45,15 +69,17 @@ struct Set {
 };
 
 struct Mesh {
+    int dimension;
     std::string title;
     std::vector<std::vector<double>> positions;
     std::vector<int> labels;
     std::vector<Block> blocks;
     std::vector<Set> node_sets;
+    std::vector<Set> element_sets;
     std::vector<Set> side_sets;
 };
 
-/// Reads a whole 3D file with whole-array calls, independently of the reader under test.
+/// Reads a whole file with whole-array calls, independently of the reader under test.
 Mesh Read(const std::filesystem::path& file);
 
 /// A folder of its own for one test, removed with everything in it at the end.

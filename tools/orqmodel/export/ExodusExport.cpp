@@ -36,16 +36,11 @@ class Numbers {
 class ExodusFile {
   public:
     ExodusFile(const ModelReader& model, const std::filesystem::path& path, LossReport& report)
-        : m_model(model), m_path(path), m_report(report), m_surfaces(model.Surfaces()) {
-        std::set<std::string> blockNames;
-        for (const ModelReader::Block& block : model.Blocks()) {
-            blockNames.insert(block.name);
-        }
-        for (const ModelReader::Set& set : model.ElementSets()) {
-            if (!blockNames.contains(set.name)) {
-                m_elementSets.push_back(&set);
-            }
-        }
+        : m_model(model),
+          m_path(path),
+          m_report(report),
+          m_elementSets(model.ElementSetsBesideBlocks()),
+          m_surfaces(model.Surfaces()) {
         int realSize = sizeof(double);
         ex_opts(0);
         m_id = ex_create(path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &realSize, &realSize);
@@ -307,8 +302,8 @@ class ExodusFile {
     const ModelReader& m_model;
     std::filesystem::path m_path;
     LossReport& m_report;
+    std::vector<const ModelReader::Set*> m_elementSets;
     std::vector<ModelReader::Surface> m_surfaces;
-    std::vector<const ModelReader::Set*> m_elementSets;  // those that are no block
     std::vector<int> m_placeOf;                          // in the file, from 1, by ordinal
     int m_id = -1;
 };

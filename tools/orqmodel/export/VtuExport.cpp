@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <set>
 #include <span>
 #include <string>
 #include <vector>
@@ -117,15 +116,9 @@ class VtuFile {
         Add(Place::CellData, "label", "Int32", 1, m_nCells * 4,
             [this] { PutAll(ByCell(m_model.ElementLabels())); });
         Add(Place::CellData, "block", "Int32", 1, m_nCells * 4, [this] { PutBlockNumbers(); });
-        std::set<std::string> blocks;
-        for (const ModelReader::Block& block : m_model.Blocks()) {
-            blocks.insert(block.name);
-        }
-        for (const ModelReader::Set& set : m_model.ElementSets()) {
-            if (!blocks.contains(set.name)) {
-                Add(Place::CellData, "element set " + set.name, "UInt8", 1, m_nCells,
-                    [this, &set] { PutAll(ByCell(Marks(set.members, m_model.NumElements()))); });
-            }
+        for (const ModelReader::Set* set : m_model.ElementSetsBesideBlocks()) {
+            Add(Place::CellData, "element set " + set->name, "UInt8", 1, m_nCells,
+                [this, set] { PutAll(ByCell(Marks(set->members, m_model.NumElements()))); });
         }
     }
 
@@ -282,6 +275,9 @@ void WriteVtu(const ModelReader& model, const std::filesystem::path& file, LossR
     }
     for (const ModelReader::Set& set : model.NodeSets()) {
         report.Keep("node set", set.name, set.members.Size());
+    }
+    for (const ModelReader::Set* set : model.ElementSetsBesideBlocks()) {
+        report.Keep("element set", set->name, set->members.Size());
     }
     for (const ModelReader::Surface& surface : model.Surfaces()) {
         report.Change("surface", surface.name, static_cast<std::int64_t>(surface.faces.size()),

@@ -299,7 +299,7 @@ void ExodusReader::ReadBlocks(std::int64_t count) {
     for (const std::int64_t id : ReadIds(EX_ELEM_BLOCK, count, "element blocks")) {
         Block block = ReadBlock(id);
         if (block.shape == nullptr) {
-            ++skipped_blocks_;
+            skipped_blocks_.push_back(std::move(block.name));
             continue;
         }
         end += block.nElements;
@@ -415,7 +415,7 @@ void ExodusReader::ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objec
     for (std::string& name : names)
         pointers.push_back(name.data());
     // Blocks that were skipped have values too, so the values would not fit the others.
-    if (count == 0 || objects.empty() || (kind == EX_ELEM_BLOCK && skipped_blocks_ > 0))
+    if (count == 0 || objects.empty() || (kind == EX_ELEM_BLOCK && !skipped_blocks_.empty()))
         return;
     Check(ex_get_prop_names(handle_.Id(), kind, pointers.data()), "properties");
     std::vector<std::int64_t> values(objects.size());
@@ -488,7 +488,8 @@ std::vector<ContentCount> ExodusReader::Unread() const {
         if (count > 0)
             unread.push_back({kind, count});
     };
-    add("empty element blocks of unknown shape", skipped_blocks_);
+    for (const std::string& name : skipped_blocks_)
+        unread.push_back({"empty element block without a shape", 1, name});
     add("distribution factors", distribution_factors_);
     for (const auto& [inquiry, kind] : kUnreadObjects) {
         const auto count = ex_inquire_int(handle_.Id(), inquiry);

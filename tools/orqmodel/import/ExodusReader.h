@@ -115,7 +115,7 @@ class ExodusReader : public MeshSource {
     std::vector<Block> blocks_;
     std::vector<std::int64_t> block_ids_;
     std::vector<int> block_ends_;  // the element behind the last of each block
-    std::int64_t skipped_blocks_ = 0;
+    std::vector<std::string> skipped_blocks_;  // By name.
     std::vector<Set> node_sets_;
     std::vector<Set> element_sets_;
     std::vector<Set> side_sets_;

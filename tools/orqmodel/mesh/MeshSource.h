@@ -15,6 +15,7 @@ namespace orqmodel {
 struct ContentCount {
     std::string kind;
     std::int64_t count;
+    std::string name = {};
 };
 
 /// A mesh as an importer delivers it, block by block, so that nothing but the caller's buffers

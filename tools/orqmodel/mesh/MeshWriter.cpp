@@ -73,7 +73,7 @@ class Writer {
         WriteSets();
         WriteSurfaces();
         for (const ContentCount& content : m_source.Unread()) {
-            m_report.Drop(content.kind, "", content.count, "the mesh alone is imported");
+            m_report.Drop(content.kind, content.name, content.count, "the mesh alone is imported");
         }
         m_options.progress(1.0);
     }

@@ -1,6 +1,8 @@
 #include "mesh/ModelReader.h"
 
 #include <algorithm>
+#include <set>
+#include <string_view>
 
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
@@ -111,6 +113,20 @@ std::vector<ModelReader::Set> ModelReader::ReadSets(int mapSlot, int clusterSlot
                         PropertiesOf(region)});
     }
     std::ranges::stable_sort(sets, {}, &Set::number);
+    return sets;
+}
+
+std::vector<const ModelReader::Set*> ModelReader::ElementSetsBesideBlocks() const {
+    std::set<std::string_view> blocks;
+    for (const Block& block : m_blocks) {
+        blocks.insert(block.name);
+    }
+    std::vector<const Set*> sets;
+    for (const Set& set : m_elementSets) {
+        if (!blocks.contains(set.name)) {
+            sets.push_back(&set);
+        }
+    }
     return sets;
 }
 

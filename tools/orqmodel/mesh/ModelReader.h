@@ -58,6 +58,9 @@ class ModelReader {
     const std::vector<Block>& Blocks() const { return m_blocks; }
     const std::vector<Set>& NodeSets() const { return m_nodeSets; }
     const std::vector<Set>& ElementSets() const { return m_elementSets; }
+    /// Those that do not stand for a block, of which each has one of its name. They belong to the
+    /// reader.
+    std::vector<const Set*> ElementSetsBesideBlocks() const;
     std::vector<Surface> Surfaces() const;
 
     /// [end - begin][Dimension()]; 0 where a node has no coordinates.

@@ -1,0 +1,171 @@
+// Elements and sets of Exodus files that are not as they should be.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <nlohmann/json.hpp>
+
+#include "CommandRun.h"
+#include "ExodusFile.h"
+#include "Files.h"
+#include "ORQSimDatabase.h"
+#include "mesh/ModelReader.h"
+
+namespace orqmodel {
+namespace {
+
+using exodus_file::BlockContent;
+using exodus_file::Content;
+using exodus_file::SetContent;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+/// Four nodes, two triangles, a quadrilateral, and a set of each kind.
+Content SoundMesh() {
+    Content content;
+    content.is_hdf5 = true;  // Keeps 64-bit numbers.
+    content.blocks = {{10, "left", "TRI3", 3, {1, 2, 3, 2, 4, 3}, {}},
+                      {20, "right", "QUAD4", 4, {1, 2, 4, 3}, {}}};
+    content.element_labels = {7, 9, 8};
+    content.node_sets = {{1, "nodes", {1, 4}, {}}};
+    content.element_sets = {{1, "elements", {3, 1}, {}}};
+    content.side_sets = {{1, "sides", {1, 3}, {2, 4}}};
+    return content;
+}
+
+class ExodusElements : public testing::Test {
+  protected:
+    CommandResult Import(const Content& content, Arguments more = {}) {
+        exodus_file::Write(content, file_);
+        Arguments arguments = {"import", file_.string(), "-o", model_, "--force"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return RunHere(arguments);
+    }
+    json ReportOf(const Content& content) {
+        const CommandResult result = Import(content, {"--json"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        return json::parse(result.out)["report"];
+    }
+    ModelReader Model() const {
+        return ModelReader(
+            ORQObjDocument(ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadOnly)));
+    }
+
+    exodus_file::ScratchFolder folder_;
+    std::filesystem::path file_ = folder_ / "mesh.e";
+    std::string model_ = folder_ / "mesh.orq";
+};
+
+TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
+    struct Case {
+        const char* error;
+        std::function<void(Content&)> spoil;
+    };
+    const Case cases[] = {
+        {"element block 10: element 2 of the block, node 2: names node 5 of 4",
+         [](Content& c) { c.blocks[0].nodes[4] = 5; }},
+        {"element block 20: element 1 of the block, node 1: names node 0 of 4",
+         [](Content& c) { c.blocks[1].nodes[0] = 0; }},
+        {"element block 20: element 1 of the block, node 4: names node 4294967297 of 4",
+         [](Content& c) { c.blocks[1].nodes[3] = 4294967297; }},
+        {"element block 10: element type \"SUPER\" with 3 nodes is not supported",
+         [](Content& c) { c.blocks[0].shape = "SUPER"; }},
+        {"element block 20: element type \"HEX\" with 4 nodes is not supported",
+         [](Content& c) { c.blocks[1].shape = "HEX"; }},
+        {"element labels: elements 1 and 3 in file order both have label 7",
+         [](Content& c) {
+             c.element_labels = {7, 9, 7};
+         }},
+        {"element labels: element 2 in file order has label 0",
+         [](Content& c) {
+             c.element_labels = {7, 0, 8};
+         }},
+        {"node set 1: member 2 is 5, there are 4",
+         [](Content& c) {
+             c.node_sets[0].members = {1, 5};
+         }},
+        {"element set 1: member 1 is 8, there are 3",
+         [](Content& c) {
+             c.element_sets[0].members = {8, 1};
+         }},
+        {"side set 1: side 2 is on element 4, there are 3",
+         [](Content& c) {
+             c.side_sets[0].members = {1, 4};
+         }},
+        {"side set 1: side 1 is side 4 of element 1, a TRI3 with 3 sides",
+         [](Content& c) {
+             c.side_sets[0].sides = {4, 4};
+         }},
+        {"side set 1: side 2 is side 0 of element 3",
+         [](Content& c) {
+             c.side_sets[0].sides = {2, 0};
+         }},
+        {"element blocks: the blocks have 3 elements, the file 4",
+         [](Content& c) { c.claimed_elements = 4, c.element_labels = {}; }},
+        {"element block 10: element 1 of the block, node 1: names node 0 of 4",
+         [](Content& c) { c.blocks[0].nodes = {}, c.blocks[0].claimed_elements = 2; }},
+        {"2000000000 element block 10 cannot fit into a file of",
+         [](Content& c) {
+             c.blocks[0].nodes = {}, c.blocks[0].claimed_elements = 2'000'000'000;
+             c.element_labels = {};
+         }},
+    };
+    for (const Case& c : cases) {
+        Content content = SoundMesh();
+        SCOPED_TRACE(c.error);
+        c.spoil(content);
+
+        const CommandResult result = Import(content);
+        EXPECT_EQ(result.status, 3) << c.error;
+        EXPECT_THAT(result.err, HasSubstr(file_.string() + ": "));
+        EXPECT_THAT(result.err, HasSubstr(c.error));
+        EXPECT_FALSE(std::filesystem::exists(model_)) << c.error;
+    }
+    EXPECT_EQ(Import(SoundMesh()).status, 0);
+}
+
+TEST_F(ExodusElements, EmptySetsStayAndEmptyBlocksAreNamed) {
+    Content content = SoundMesh();
+    // The format keeps no shape for a block without elements.
+    content.blocks.push_back({30, "none", "HEX8", 8, {}, {}});
+    content.node_sets.push_back({2, "no nodes", {}, {}});
+    content.side_sets.push_back({2, "no sides", {}, {}});
+    const json dropped = ReportOf(content)["dropped"];
+    ASSERT_EQ(dropped.size(), 1);
+    EXPECT_EQ(dropped[0]["kind"], "empty element block without a shape");
+    EXPECT_EQ(dropped[0]["name"], "none");
+    const ModelReader model = Model();
+    EXPECT_EQ(model.Blocks().size(), 2);
+    ASSERT_EQ(model.NodeSets().size(), 2);
+    EXPECT_EQ(model.NodeSets()[1].members.Size(), 0);
+    EXPECT_EQ(model.Surfaces().size(), 2);
+}
+
+TEST_F(ExodusElements, NamesThatAreEmptyRepeatedLongOrNoTextAreReported) {
+    const std::string long_name(200, 'n');
+    Content content = SoundMesh();
+    content.longest_name = 255;
+    content.node_sets = {
+        {1, "", {1}, {}},        {2, "same", {2}, {}},          {3, "same", {3}, {}},
+        {4, "caf\xE9", {4}, {}}, {5, long_name, {1, 1, 2}, {}}, {6, "Same", {4}, {}}};
+    const json changed = ReportOf(content)["changed"];
+    std::vector<std::string> kinds_and_names;
+    for (const json& entry : changed)
+        kinds_and_names.push_back(entry["kind"].get<std::string>() + ": " +
+                                  entry["name"].get<std::string>());
+    EXPECT_THAT(kinds_and_names,
+                ElementsAre("node set: node set 1", "node set: same (3)",
+                            "node set: caf\xEF\xBF\xBD", "node set: " + long_name));
+    const ModelReader model = Model();
+    std::vector<std::string> names;
+    for (const ModelReader::Set& set : model.NodeSets())
+        names.push_back(set.name);
+    EXPECT_THAT(
+        names, ElementsAre("node set 1", "same", "same (3)", "caf\xEF\xBF\xBD", long_name, "Same"));
+    EXPECT_EQ(model.NodeSets()[4].members.Size(), 2);
+}
+
+}  // namespace
+}  // namespace orqmodel

@@ -304,7 +304,7 @@ class ExodusFile {
     LossReport& m_report;
     std::vector<const ModelReader::Set*> m_elementSets;
     std::vector<ModelReader::Surface> m_surfaces;
-    std::vector<int> m_placeOf;                          // in the file, from 1, by ordinal
+    std::vector<int> m_placeOf;  // in the file, from 1, by ordinal
     int m_id = -1;
 };
 

@@ -114,7 +114,7 @@ class ExodusReader : public MeshSource {
     int element_count_ = 0;
     std::vector<Block> blocks_;
     std::vector<std::int64_t> block_ids_;
-    std::vector<int> block_ends_;  // the element behind the last of each block
+    std::vector<int> block_ends_;              // the element behind the last of each block
     std::vector<std::string> skipped_blocks_;  // By name.
     std::vector<Set> node_sets_;
     std::vector<Set> element_sets_;

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "FindOrMake.h"
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
@@ -38,36 +39,6 @@ constexpr std::array<SymbolRow, 6> kDofs = {{{2, "DISPLACEMENT_1"},
                                              {17, "ROTATION_ANGLE_3"}}};
 constexpr std::array<SymbolRow, 3> kComponents = {{{0, "C_1"}, {12, "C_2"}, {20, "C_3"}}};
 constexpr int kComponentSpace = 39;  // as many as there are component codes
-
-// The child under a slot, made by `make` when there is none.
-template <class Make>
-ORQSimPosition FindOrMake(const ORQSimPosition& parent, int slot, Make&& make) {
-    ORQSimPosition child = parent.GetPosition(slot);
-    if (child.IsNull()) {
-        child = make();
-        parent.SetPosition(slot, child);
-    }
-    return child;
-}
-
-ORQSimPosition NeedRecord(const ORQSimPosition& parent, int slot, int type) {
-    return FindOrMake(parent, slot, [&] { return parent.CreateDataRecord(type).Pos(); });
-}
-
-ORQSimPosition NeedCollection(const ORQSimPosition& parent, int slot, int type, int space = 0) {
-    return FindOrMake(parent, slot, [&] { return parent.CreateTypedCollection(type, space); });
-}
-
-ORQSimPosition NeedDistribution(const ORQSimPosition& parent, int slot, int type,
-                                std::vector<ORQSimPosition> grid, const ORQSimRangeType& range) {
-    return FindOrMake(parent, slot, [&] {
-        std::vector<ORQSimCollectionID> collections;
-        for (const ORQSimPosition& position : grid) {
-            collections.push_back(position.GetCollection());
-        }
-        return parent.CreateTypedDistribution(ORQSimGrid(collections), type, range);
-    });
-}
 
 template <class Rows>
 void NeedSymbols(const ORQSimPosition& collection, int type, const Rows& rows) {

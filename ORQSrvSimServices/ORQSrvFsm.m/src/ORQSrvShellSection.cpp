@@ -1,0 +1,176 @@
+#include "ORQSrvShellSection.h"
+
+#include <cstdint>
+#include <limits>
+
+#include "ORQObjDocument.h"
+#include "ORQObjMeshedField.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransfer.h"
+#include "ORQSrvAssert.h"
+
+namespace {
+
+constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvShellSection");
+constexpr unsigned kNoReference = 0xFFFFFFFF;
+constexpr double kNoValue = -std::numeric_limits<double>::max();
+
+}  // namespace
+
+ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
+    : m_section(section), m_database(section.Doc()), m_layerCount(section.DataRecord().GetInt(0)) {
+    if (m_layerCount == 0) {
+        return;
+    }
+    const ORQSimPosition model = ORQObjDocument(m_database).GetModel();
+    const ORQSimCollection layers(
+        model.GetPosition(ads_CoreFragmentTypeIndex(55, 37)).GetCollection());
+    const ORQSimCollection sections(
+        model.GetPosition(ads_CoreFragmentTypeIndex(55, 35)).GetCollection());
+    m_layers = layers.CreateTempCSetStrided(0, m_layerCount, 1, 1);
+    const int member = sections.MemberIndex(m_section);
+    m_sectionSet = sections.CreateTempCSet(&member, 1, true);
+    UpdateThicknesses();
+    UpdateRotationAngles();
+}
+
+ORQSrvShellSection::~ORQSrvShellSection() = default;
+
+ORQSimPosition ORQSrvShellSection::SectionData() const {
+    return ORQObjDocument(m_database).GetModel().GetPosition(ads_CoreFragmentTypeIndex(28, 96));
+}
+
+/// The elements to which the section is assigned.
+ORQSimCSet ORQSrvShellSection::SectionElements() const {
+    ORQSimCSet elements;
+    const ORQSimSet assignments = m_section.ReferrersSet(ads_CoreFragmentTypeIndex(55, 59));
+    for (auto assignment = assignments.Begin(); assignment.NotDone(); ++assignment) {
+        const ORQSimPosition region = (*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 58));
+        elements = elements.Union(region.GetPosition(ads_CoreFragmentTypeIndex(53, 26)).GetCSet());
+    }
+    return elements;
+}
+
+/// Layers for which nothing is stored keep the value that they have.
+template <class T>
+void ORQSrvShellSection::ReadLayers(int slot, ORQBasVector<T>& values) const {
+    const ORQSimDistribution distribution(SectionData().GetPosition(slot).GetDistribution());
+    if (distribution.IsNull()) {
+        return;
+    }
+    ORQSimTransfer read(distribution);
+    read.SetRead()
+        .SetBufferPadding(false)
+        .SetDim(0, m_layers)
+        .SetDim(1, m_sectionSet)
+        .SetBuffer(ORQSimbufMain, values.data(),
+                   static_cast<std::int64_t>(values.size() * sizeof(T)));
+    read.CheckView();
+    read.ExecRead();
+    read.RelinquishBuffers();
+}
+
+// --- References and counts -----------------------------------------------------------------------
+
+void ORQSrvShellSection::ReadReferences(int slot, const ORQSimPosition& collection,
+                                        Cache<ORQSimPosition>& cache) const {
+    cache.values.Init(m_layerCount, ORQSimPosition());
+    cache.isFilled = true;
+    if (m_layerCount == 0) {
+        return;
+    }
+    ORQBasVector<unsigned> indices;
+    indices.Init(m_layerCount, kNoReference);
+    ReadLayers(slot, indices);
+    const ORQSimCollection records(collection.GetCollection());
+    for (std::size_t layer = 0; layer < indices.size(); ++layer) {
+        if (indices[layer] < kNoReference) {
+            cache.values[layer] = records.GetMember(static_cast<int>(indices[layer]));
+        }
+    }
+}
+
+const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetMaterials() const {
+    if (!m_materials.isFilled) {
+        ReadReferences(ads_CoreFragmentTypeIndex(55, 150),
+                       ORQObjDocument(m_database).GetMaterialCollection(), m_materials);
+    }
+    return m_materials.values;
+}
+
+const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetOrientations() const {
+    if (!m_orientations.isFilled) {
+        ReadReferences(
+            ads_CoreFragmentTypeIndex(55, 152),
+            ORQObjDocument(m_database).GetModel().GetPosition(ads_CoreFragmentTypeIndex(30, 7)),
+            m_orientations);
+    }
+    return m_orientations.values;
+}
+
+const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetPlies() const {
+    if (!m_plies.isFilled) {
+        ReadReferences(
+            ads_CoreFragmentTypeIndex(55, 153),
+            ORQObjDocument(m_database).GetModel().GetPosition(ads_CoreFragmentTypeIndex(55, 36)),
+            m_plies);
+    }
+    return m_plies.values;
+}
+
+const ORQBasVector<int>& ORQSrvShellSection::GetSectionPoints() const {
+    if (!m_sectionPoints.isFilled) {
+        m_sectionPoints.values.Init(m_layerCount, 0);
+        m_sectionPoints.isFilled = true;
+        if (m_layerCount > 0) {
+            ReadLayers(ads_CoreFragmentTypeIndex(55, 151), m_sectionPoints.values);
+        }
+    }
+    return m_sectionPoints.values;
+}
+
+// --- Thicknesses and angles ----------------------------------------------------------------------
+
+void ORQSrvShellSection::UpdateThicknesses() {
+    UpdateValues(ads_CoreFragmentTypeIndex(55, 149), ads_CoreFragmentTypeIndex(55, 147), 331,
+                 m_thicknesses, m_thicknessVariations);
+}
+
+void ORQSrvShellSection::UpdateRotationAngles() {
+    UpdateValues(ads_CoreFragmentTypeIndex(55, 148), ads_CoreFragmentTypeIndex(55, 146), 400,
+                 m_rotationAngles, m_rotationAngleVariations);
+}
+
+void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,
+                                      ORQBasVector<double>& values,
+                                      ORQBasVector<VariationEnm>& variations) {
+    variations.Init(m_layerCount, VariationUndefined);
+    values.Init(m_layerCount, kNoValue);
+    const ORQSimPosition field = SectionData().GetPosition(fieldSlot);
+    if (!field.IsNull()) {
+        const ORQSimDistribution distribution(ORQObjMeshedField(field).GetDistribution());
+        const auto drawers = distribution.QueryDrawers();
+        if (drawers.Size() == 0) {
+            return;  // a field without values hides the constants
+        }
+        const ORQSimCSet elements = SectionElements();
+        for (const ORQSimPersistentDrawerDesc& drawer : drawers) {
+            const ORQSimCSet layer(drawer.CSet(0));
+            ORQSrvAssertThrown(layer.Size() == 1, "layer.Size() == 1", s_source, line);
+            if (layer[0] < m_layerCount &&
+                ORQSimCSet(drawer.CSet(1)).Intersection(elements).Size() == elements.Size()) {
+                variations[static_cast<std::size_t>(layer[0])] = VariationDistributed;
+            }
+        }
+    }
+    ReadLayers(constantSlot, values);
+    for (std::size_t layer = 0; layer < values.size(); ++layer) {
+        if (values[layer] != kNoValue) {
+            variations[layer] = VariationConstant;
+        }
+    }
+}

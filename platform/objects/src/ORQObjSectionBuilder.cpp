@@ -1,0 +1,114 @@
+#include "ORQObjSectionBuilder.h"
+
+#include <string>
+
+#include "FindOrMake.h"
+#include "ORQBasFailure.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+
+namespace {
+
+// Fields of the records. Stored, do not change.
+constexpr int kNumberField = 0;
+constexpr int kLayersField = 0;
+constexpr int kSectionNumberField = 1;
+constexpr int kAxis1Field = 1;
+constexpr int kAxis2Field = 2;
+
+void InsertNamed(const ORQSimMap& map, const ORQString& name, const ORQSimPosition& object,
+                 const char* kind) {
+    if (name.IsEmpty() || !map.Insert(name, object)) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, std::string(kind) + " \"" + name.UTF8() +
+                                                          "\": the name is empty or taken already");
+    }
+}
+
+}  // namespace
+
+ORQObjSectionBuilder::ORQObjSectionBuilder(const ORQObjDocument& document)
+    : m_model(document.GetModel()), m_materials(document.GetMaterialCollection()) {
+    using namespace ORQSimSchema;
+    NeedCollection(m_model, Model_orientationCollection, OrientationCollection);
+    NeedCollection(m_model, Model_plyCollection, PlyCollection);
+    NeedCollection(m_model, Model_sections, SectionCollection);
+    NeedCollection(m_model, Model_sectionLayers, SectionLayerCollection);
+    NeedCollection(document.Focus().GetPosition(Focus_libraries), Libraries_sectionLayers,
+                   SectionLayerCollection);
+    const ORQSimMap fields = m_model.GetMap(Model_userFields);
+    for (const char* name : {"STH", "ANGLE"}) {
+        if (fields.Find(name).IsNull()) {
+            const ORQSimPosition field = m_model.CreateDataRecord(FieldType_user).Pos();
+            field.SetName(Record_name, name);
+            fields.Insert(name, field);
+        }
+    }
+}
+
+ORQSimPosition ORQObjSectionBuilder::AddNamed(int type, const ORQString& name, int number,
+                                              const ORQSimPosition& collection) const {
+    const ORQSimDataRecord record = m_model.CreateDataRecord(type);
+    record.SetInt(kNumberField, number);
+    record.Pos().SetName(ORQSimSchema::Record_name, name);
+    ORQSimCollection(collection.GetCollection()).AddMember(record.Pos());
+    return record.Pos();
+}
+
+ORQSimPosition ORQObjSectionBuilder::AddMaterial(const ORQString& name, int number) const {
+    const ORQSimPosition material = AddNamed(ORQSimSchema::Material, name, number, m_materials);
+    InsertNamed(m_model.GetMap(ORQSimSchema::Model_materials), name, material, "material");
+    return material;
+}
+
+ORQSimPosition ORQObjSectionBuilder::AddPly(const ORQString& name, int number) const {
+    const ORQSimPosition ply = AddNamed(ORQSimSchema::Ply, name, number,
+                                        m_model.GetPosition(ORQSimSchema::Model_plyCollection));
+    InsertNamed(m_model.GetMap(ORQSimSchema::Model_plies), name, ply, "ply");
+    m_model.Focus().GetSet(ORQSimSchema::Focus_externalPlyIds).Insert(ply);
+    return ply;
+}
+
+ORQSimPosition ORQObjSectionBuilder::AddOrientation(const ORQString& name, int number,
+                                                    const std::array<double, 3>& axis1,
+                                                    const std::array<double, 3>& axis2) const {
+    const ORQSimPosition orientation =
+        AddNamed(ORQSimSchema::Orientation, name, number,
+                 m_model.GetPosition(ORQSimSchema::Model_orientationCollection));
+    const ORQSimDataRecord record = orientation.DataRecord();
+    record.SetDouble(kAxis1Field, 3, axis1.data());
+    record.SetDouble(kAxis2Field, 3, axis2.data());
+    InsertNamed(m_model.GetMap(ORQSimSchema::Model_orientations), name, orientation, "orientation");
+    return orientation;
+}
+
+ORQSimPosition ORQObjSectionBuilder::AddShellSection(const ORQString& name, int number,
+                                                     int layers) const {
+    if (layers < 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "section \"" + name.UTF8() + "\" has " +
+                                                          std::to_string(layers) + " layers");
+    }
+    const ORQSimDataRecord record = m_model.CreateDataRecord(ORQSimSchema::Section_Shell);
+    record.SetInt(kLayersField, layers);
+    record.SetInt(kSectionNumberField, number);
+    const ORQSimPosition section = record.Pos();
+    section.SetName(ORQSimSchema::Record_name, name);
+    ORQSimCollection(m_model.GetPosition(ORQSimSchema::Model_sections).GetCollection())
+        .AddMember(section);
+    ORQSimCollection(m_model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection())
+        .ExtendSpace(layers);
+    InsertNamed(m_model.GetMap(ORQSimSchema::Model_sectionNames), name, section, "section");
+    m_model.Focus().GetSet(ORQSimSchema::Focus_externalSectionIds).Insert(section);
+    return section;
+}
+
+ORQSimPosition ORQObjSectionBuilder::AddSectionAssignment(const ORQSimPosition& region,
+                                                          const ORQSimPosition& section) const {
+    const ORQSimPosition assignment =
+        m_model.CreateDataRecord(ORQSimSchema::SectionAssignment).Pos();
+    assignment.SetPosition(ORQSimSchema::SectionAssignment_region, region);
+    assignment.SetPosition(ORQSimSchema::SectionAssignment_section, section);
+    m_model.GetVector(ORQSimSchema::Model_sectionAssignments).PushBack(assignment);
+    return assignment;
+}

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "mesh/ElementShapes.h"
+#include "mesh/Layup.h"
 
 namespace orqmodel {
 
@@ -79,6 +80,10 @@ class MeshSource {
     virtual std::vector<int> ReadNodeSet(int set) = 0;
     virtual std::vector<int> ReadElementSet(int set) = 0;
     virtual std::vector<Side> ReadSideSet(int set) = 0;
+
+    /// The shell sections of the file, over its blocks and element sets; null when the format has
+    /// none. The source keeps it.
+    virtual const Layup* Sections() const { return nullptr; }
 };
 
 }  // namespace orqmodel

@@ -72,6 +72,7 @@ class Writer {
         WriteElements(instance);
         WriteSets();
         WriteSurfaces();
+        WriteSections();
         for (const ContentCount& content : m_source.Unread()) {
             m_report.Drop(content.kind, content.name, content.count, "the mesh alone is imported");
         }
@@ -260,6 +261,23 @@ class Writer {
                                    const std::vector<int>& members) {
         return ORQSimCollection(collection.GetCollection())
             .CreateTempOrderedCSet(members.data(), static_cast<int>(members.size()));
+    }
+
+    // --- Sections --------------------------------------------------------------------------------
+
+    void WriteSections() {
+        const Layup* const layup = m_source.Sections();
+        if (layup == nullptr) {
+            return;
+        }
+        WriteLayup(*layup, m_builder.Document());
+        for (const Layup::Material& material : layup->materials) {
+            m_report.Keep("material", material.name, 1);
+        }
+        for (const Layup::Section& section : layup->sections) {
+            m_report.Keep("section", section.name,
+                          static_cast<std::int64_t>(section.layers.size()));
+        }
     }
 
     // --- Surfaces --------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "LossReport.h"
 #include "mesh/ElementShapes.h"
 #include "mesh/Layup.h"
 
@@ -84,6 +85,10 @@ class MeshSource {
     /// The shell sections of the file, over its blocks and element sets; null when the format has
     /// none. The source keeps it.
     virtual const Layup* Sections() const { return nullptr; }
+
+    /// What is delivered otherwise than the file has it, and what is left out for reasons of its
+    /// own.
+    virtual LossReport Losses() const { return {}; }
 };
 
 }  // namespace orqmodel

@@ -76,6 +76,7 @@ class Writer {
         for (const ContentCount& content : m_source.Unread()) {
             m_report.Drop(content.kind, content.name, content.count, "the mesh alone is imported");
         }
+        m_report.Append(m_source.Losses());
         m_options.progress(1.0);
     }
 
@@ -273,6 +274,9 @@ class Writer {
         WriteLayup(*layup, m_builder.Document());
         for (const Layup::Material& material : layup->materials) {
             m_report.Keep("material", material.name, 1);
+        }
+        for (const Layup::Orientation& orientation : layup->orientations) {
+            m_report.Keep("orientation", orientation.name, 1);
         }
         for (const Layup::Section& section : layup->sections) {
             m_report.Keep("section", section.name,

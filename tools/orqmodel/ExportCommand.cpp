@@ -11,6 +11,7 @@
 #include "ORQBasFailure.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
+#include "export/BulkDataExport.h"
 #include "export/ExodusExport.h"
 #include "export/ExportError.h"
 #include "export/VtuExport.h"
@@ -25,9 +26,10 @@ struct OutputFormat {
     void (*write)(const ModelReader&, const std::filesystem::path&, LossReport&);
 };
 
-const std::array<OutputFormat, 2>& OutputFormats() {
-    static const std::array<OutputFormat, 2> formats = {{
+const std::array<OutputFormat, 3>& OutputFormats() {
+    static const std::array<OutputFormat, 3> formats = {{
         {"Exodus II", {".e", ".ex2", ".exo", ".exodus", ".g", ".gen"}, WriteExodus},
+        {"NASTRAN bulk data", {".bdf", ".dat", ".nas"}, WriteBulkData},
         {"VTK unstructured grid", {".vtu"}, WriteVtu},
     }};
     return formats;

@@ -230,7 +230,10 @@ MeshSource::Block BulkDataElements::Described(const Block& block) const {
     MeshSource::Block described{NameOf(block),    block.propertyNumber, block.shape,
                                 block.card->name, block.NumElements(),  {}};
     if (block.property != nullptr) {
-        described.properties = block.property->integers;
+        described.definition = block.property->definition;
+        if (block.property->material != 0) {
+            described.properties.emplace_back("MID", block.property->material);
+        }
     }
     for (const BulkElementField& field : block.card->fields) {
         for (const char* attribute : {field.real, field.integer}) {

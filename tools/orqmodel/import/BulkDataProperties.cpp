@@ -113,8 +113,11 @@ bool BulkDataProperties::AddProperty(const BulkCard& card) {
         ReadPlate(card, property);
     } else if (property.card == "PCOMP" || property.card == "PCOMPG") {
         ReadLaminate(card, property);
-    } else if (std::ranges::find(kOfOneMaterial, property.card) != kOfOneMaterial.end()) {
-        ReadSolid(card, property);
+    } else {
+        property.definition = TextOf(card);
+        if (std::ranges::find(kOfOneMaterial, property.card) != kOfOneMaterial.end()) {
+            property.material = ReadMaterial(card, 2);
+        }
     }
     const auto [at, isNew] = m_properties.try_emplace({family, *number}, std::move(property));
     if (!isNew) {
@@ -201,18 +204,12 @@ double BulkDataProperties::ReadWord(const BulkCard& card, int field) {
     return kBlank;
 }
 
-void BulkDataProperties::ReadSolid(const BulkCard& card, BulkProperty& property) {
-    const int material = ReadMaterial(card, 2);
-    if (property.card != "PSOLID") {
-        return;
+std::string BulkDataProperties::TextOf(const BulkCard& card) {
+    std::string text(card.Name());
+    for (int field = 1; field <= card.NumFields(); ++field) {
+        text.append(",").append(card.Text(field));
     }
-    property.integers.emplace_back("MID", material);
-    if (!card.IsBlank(3)) {
-        property.integers.emplace_back("CORDM", card.Int(3).value_or(0));
-    }
-    if (card.NumFields() > 3) {
-        m_losses.Change("property", property.Name(), 1, "what stands behind CORDM is not kept");
-    }
+    return text;
 }
 
 const BulkProperty* BulkDataProperties::Find(std::string_view family, int number) const {
@@ -232,11 +229,8 @@ std::vector<const BulkProperty*> BulkDataProperties::Sections() const {
 
 void BulkDataProperties::ReportLosses(const std::set<const BulkProperty*>& used) const {
     for (const auto& [key, property] : m_properties) {
-        const bool isOfBlocks = property.card == "PSOLID" && used.contains(&property);
-        if (!property.IsSection() && !isOfBlocks) {
-            m_losses.Drop("property", property.Name(), 1,
-                          used.contains(&property) ? "of it no more than the block is kept"
-                                                   : "no element has it");
+        if (!property.IsSection() && !used.contains(&property)) {
+            m_losses.Drop("property", property.Name(), 1, "no element has it");
         }
     }
     if (m_nOutputRequests > 0) {

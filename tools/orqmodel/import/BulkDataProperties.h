@@ -14,7 +14,7 @@
 
 namespace orqmodel {
 
-/// A property card. What shells need is read whole, of the others what MeshSource::Block takes.
+/// A property card. That of a shell is read as a section, any other is kept as text.
 struct BulkProperty {
     struct Ply {
         int material;  // 0: none
@@ -26,9 +26,10 @@ struct BulkProperty {
     std::string card;
     int number;
     BulkPlace place;
-    std::vector<Ply> plies;                                  ///< from the bottom; a plate is one
-    std::vector<double> constants;                           ///< as in Layup::Section
-    std::vector<std::pair<std::string, int>> integers = {};  ///< of a solid's property, by name
+    std::vector<Ply> plies;         ///< from the bottom; a plate is one
+    std::vector<double> constants;  ///< as in Layup::Section
+    int material = 0;               ///< of what is no shell; 0: none, or several
+    std::string definition = {};    ///< of what is no section: name and fields, with commas between
 
     std::string Name() const;  ///< "PCOMP 3"
     bool IsSection() const { return !constants.empty(); }
@@ -69,7 +70,7 @@ class BulkDataProperties {
     void ReadPlate(const BulkCard& card, BulkProperty& property);
     void ReadLaminate(const BulkCard& card, BulkProperty& property);
     void ReadPlies(const BulkCard& card, BulkProperty& property);
-    void ReadSolid(const BulkCard& card, BulkProperty& property);
+    static std::string TextOf(const BulkCard& card);
     int ReadMaterial(const BulkCard& card, int field);
     double ReadWord(const BulkCard& card, int field);
 

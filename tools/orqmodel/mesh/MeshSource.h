@@ -37,6 +37,9 @@ class MeshSource {
         int nElements;          ///< blocks follow each other in element order
         std::vector<std::string> attributes;
         Properties properties = {};
+        /// What the file says of all its elements that has no place elsewhere, for exports of the
+        /// same format; empty when there is none.
+        std::string definition = {};
     };
     struct Set {
         std::string name;

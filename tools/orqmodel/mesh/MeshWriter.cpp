@@ -12,12 +12,14 @@
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimCollection.h"
+#include "ORQSimDataRecord.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvElementConnectivity.h"
 #include "ORQSrvEltClassificationBuilder.h"
 #include "ORQSrvNodalCoordinates.h"
 #include "ORQSrvSurfaceNodalAreas.h"
+#include "mesh/ModelReader.h"
 
 namespace orqmodel {
 namespace {
@@ -187,6 +189,9 @@ class Writer {
         const ORQSimPosition position =
             m_builder.AddBlock(name, block.number, block.shapeName, block.shape->name, elements);
         AddProperties(position, block.properties);
+        if (!block.definition.empty()) {
+            position.DataRecord().SetString(kBlockDefinitionField, block.definition);
+        }
         m_builder.AddElementSet(name, block.number, elements);
         if (!block.attributes.empty()) {
             WriteAttributes(number, position);

@@ -7,15 +7,18 @@ building the links into fresh arrays.
 
 import sys
 
-import numpy
-from vtkmodules.util.numpy_support import numpy_to_vtk
-from vtkmodules.vtkCommonCore import vtkPoints, vtkSMPTools
-from vtkmodules.vtkCommonDataModel import (
-    VTK_HEXAHEDRON,
-    vtkCellArray,
-    vtkStaticCellLinks,
-    vtkUnstructuredGrid,
-)
+try:
+    import numpy
+    from vtkmodules.util.numpy_support import numpy_to_vtk
+    from vtkmodules.vtkCommonCore import vtkPoints, vtkSMPTools
+    from vtkmodules.vtkCommonDataModel import (
+        VTK_HEXAHEDRON,
+        vtkCellArray,
+        vtkStaticCellLinks,
+        vtkUnstructuredGrid,
+    )
+except ImportError as error:
+    sys.exit(f"vtk_links.py: {error}")
 
 vtkSMPTools.SetBackend("Sequential")
 nodes = numpy.fromfile(sys.argv[1], dtype=numpy.int32)

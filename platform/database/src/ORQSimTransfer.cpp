@@ -100,8 +100,9 @@ class RowReader {
     std::int64_t NumRows() const { return m_nRows; }
 
   private:
-    // What is compared and moved at once, so that the second finds it in the processor's cache.
-    static constexpr std::int64_t kVerifyStep = 256 << 10;
+    // What is compared and moved at once: so little that the second finds it in the processor's
+    // cache, so much that copying it goes past the cache.
+    static constexpr std::int64_t kVerifyStep = 2 << 20;
 
     void OpenChunkOf(std::int64_t row) {
         if (row >= m_chunkBegin && row < m_chunkEnd) {

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <functional>
 #include <limits>
 #include <numeric>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -131,9 +134,7 @@ std::vector<int> AscendingPlaces(const std::vector<int>& members, const int* lab
     std::vector<int> places(members.size());
     std::iota(places.begin(), places.end(), 0);
     const auto label = [&](int place) { return labels[place]; };
-    if (!std::ranges::is_sorted(places, {}, label)) {
-        std::ranges::sort(places, {}, label);
-    }
+    std::ranges::sort(places, {}, label);
     const std::string where = " in instance \"" + instance.UTF8() + "\"";
     if (!places.empty() && label(places.front()) < 1) {
         throw ORQBasFailure(
@@ -150,6 +151,22 @@ std::vector<int> AscendingPlaces(const std::vector<int>& members, const int* lab
                 std::to_string(members[static_cast<std::size_t>(*(twice + 1))]));
     }
     return places;
+}
+
+// The table of an instance: ascending labels, and the members that have them.
+void WriteLabels(const ORQSimDistribution& distribution, int instanceMember,
+                 const ORQSimCSet& members, const int* labels) {
+    ORQSimArray<int> chunks(2);
+    chunks.Get(0) = 1;
+    chunks.Get(1) = kLabelChunk;
+    ORQSimTransfer(distribution)
+        .SetWrite()
+        .SetMakeNewDrawerChunked(chunks)
+        .SetDim(0, ORQSimCollection(distribution.Grid().Collection(0))
+                       .CreateVolatileCSet(&instanceMember, 1, true))
+        .SetDim(1, members)
+        .SetBuffer(ORQSimbufMain, labels, std::int64_t{sizeof(int)} * members.Size())
+        .ExecWrite();
 }
 
 }  // namespace
@@ -218,33 +235,30 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
         }
     }
 
-    const ORQSimCSet memberCSet(memberSet);
-    std::vector<int> members(static_cast<std::size_t>(memberCSet.Size()));
-    memberCSet.OrderedMembers(members.data());
-    const std::vector<int> places = AscendingPlaces(members, labels, instance.Name());
-    std::vector<int> ascendingLabels;
-    std::vector<int> ordinals;
-    ascendingLabels.reserve(places.size());
-    ordinals.reserve(places.size());
-    for (const int place : places) {
-        ascendingLabels.push_back(labels[place]);
-        ordinals.push_back(members[static_cast<std::size_t>(place)]);
+    const ORQSimCSet members(memberSet);
+    const std::span given(labels, static_cast<std::size_t>(members.Size()));
+    const bool areInOrder =
+        std::ranges::adjacent_find(given, std::greater_equal<>()) == given.end();
+    if (areInOrder && (given.empty() || given.front() >= 1)) {
+        WriteLabels(distribution, instanceMember, members, labels);
+    } else {
+        std::vector<int> ordinals(given.size());
+        members.OrderedMembers(ordinals.data());
+        const std::vector<int> places = AscendingPlaces(ordinals, labels, instance.Name());
+        std::vector<int> ascendingLabels;
+        std::vector<int> ascendingOrdinals;
+        ascendingLabels.reserve(places.size());
+        ascendingOrdinals.reserve(places.size());
+        for (const int place : places) {
+            ascendingLabels.push_back(labels[place]);
+            ascendingOrdinals.push_back(ordinals[static_cast<std::size_t>(place)]);
+        }
+        WriteLabels(distribution, instanceMember,
+                    labelled.CreateVolatileOrderedCSet(ascendingOrdinals.data(), members.Size()),
+                    ascendingLabels.data());
     }
-
-    ORQSimArray<int> chunks(2);
-    chunks.Get(0) = 1;
-    chunks.Get(1) = kLabelChunk;
-    ORQSimTransfer(distribution)
-        .SetWrite()
-        .SetMakeNewDrawerChunked(chunks)
-        .SetDim(0, instances.CreateVolatileCSet(&instanceMember, 1, true))
-        .SetDim(1, labelled.CreateVolatileOrderedCSet(ordinals.data(),
-                                                      static_cast<int>(ordinals.size())))
-        .SetBuffer(ORQSimbufMain, std::as_const(ascendingLabels).data(),
-                   static_cast<std::int64_t>(ascendingLabels.size() * sizeof(int)))
-        .ExecWrite();
     if (isNode) {
-        const ORQSimCSet userNodes = ORQObjMesh(Mesh()).GetUserNodes().CSet().Union(memberCSet);
+        const ORQSimCSet userNodes = ORQObjMesh(Mesh()).GetUserNodes().CSet().Union(members);
         Mesh().SetPosition(ORQSimSchema::Mesh_userNodes, userNodes.RegisterWithCollection());
     }
 }

@@ -124,9 +124,9 @@ struct PlainInverse {
 // VTK in a process of its own, which has the mesh; null, said aloud, where it is absent.
 std::unique_ptr<ChildProcess> StartVtk(const MeshData& mesh) {
     std::unique_ptr<ChildProcess> vtk;
-    if (std::filesystem::exists(ORQ_VTK_PYTHON)) {
+    if (std::filesystem::exists(ORQ_PYTHON)) {
         vtk = std::make_unique<ChildProcess>(std::vector<std::string>{
-            ORQ_VTK_PYTHON, ORQ_VTK_LINKS, mesh.plain.string(), std::to_string(mesh.nNodes)});
+            ORQ_PYTHON, ORQ_VTK_LINKS, mesh.plain.string(), std::to_string(mesh.nNodes)});
     }
     if (vtk == nullptr || vtk->Hear() != "ready") {
         std::cerr << "invert: VTK is not there, invert-vtk is skipped\n";

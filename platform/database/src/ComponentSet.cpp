@@ -35,7 +35,12 @@ std::vector<int> SortedOnce(std::vector<int> members) {
     if (members.empty()) {
         return members;
     }
-    const auto [low, high] = std::ranges::minmax(members);
+    int low = members.front();
+    int high = low;
+    for (const int member : members) {
+        low = std::min(low, member);
+        high = std::max(high, member);
+    }
     const std::int64_t span = static_cast<std::int64_t>(high) - low + 1;
     constexpr std::int64_t kWordBits = 64;
     if (span > 32 * static_cast<std::int64_t>(members.size())) {

@@ -14,6 +14,7 @@ struct Settings {
     int nRuns = 7;
     int nNodes = 8000000;
     int nRecords = 100000;
+    int nLabels = 5000000;  // nodes of each of two labelled models
     // Scratch files go here and are gone at the end.
     std::filesystem::path directory;
 };
@@ -25,6 +26,8 @@ struct Contender {
     std::function<void()> run;
     // Throws when what was read or written is not what it should be.
     std::function<void()> check = [] {};
+    // Milliseconds of the last run that do not count.
+    std::function<double()> aside = [] { return 0.0; };
 };
 
 // A line of the table: medians over all runs.

@@ -18,5 +18,7 @@ struct Workload {
 std::vector<Workload> BulkWorkloads();
 // Many small linked records.
 std::vector<Workload> RecordWorkloads();
+// Labels of two models joined, and names looked up.
+std::vector<Workload> LabelWorkloads();
 
 }  // namespace storage_benchmark

@@ -15,6 +15,7 @@ using namespace storage_benchmark;
 std::vector<Workload> AllWorkloads() {
     std::vector<Workload> all = BulkWorkloads();
     std::ranges::move(RecordWorkloads(), std::back_inserter(all));
+    std::ranges::move(LabelWorkloads(), std::back_inserter(all));
     return all;
 }
 
@@ -58,6 +59,9 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--records", settings.nRecords, "Records of the record workloads")
         ->check(CLI::Range(1, 10000000))
+        ->capture_default_str();
+    app.add_option("--labels", settings.nLabels, "Nodes of each labelled model")
+        ->check(CLI::Range(1000, 50000000))
         ->capture_default_str();
     app.add_option("--directory", parent, "Where scratch files are written and removed")
         ->check(CLI::ExistingDirectory)

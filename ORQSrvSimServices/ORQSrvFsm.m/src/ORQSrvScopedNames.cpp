@@ -1,5 +1,6 @@
 #include <array>
 #include <span>
+#include <string_view>
 
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
@@ -19,8 +20,8 @@ constexpr std::array kNodeSetKinds = {ads_CoreFragmentTypeIndex(53, 6),
 constexpr std::array kOrientationKinds = {ads_CoreFragmentTypeIndex(28, 86)};
 constexpr std::array kSurfaceKinds = {ads_CoreFragmentTypeIndex(53, 9)};
 
-bool BeginsWith(const ORQString& text, const ORQString& beginning) {
-    return text.UTF8().starts_with(beginning.UTF8());
+bool BeginsWith(const ORQString& text, std::string_view beginning) {
+    return text.UTF8().starts_with(beginning);
 }
 
 ORQString Unquote(const ORQString& part) {
@@ -57,8 +58,11 @@ ORQString Normalise(const ORQString& name) {
 
 // With what the keys of a model begin when it has a prefix.
 ORQString LeadOf(const ORQSimPosition& model) {
-    const ORQString prefix = model.DataRecord().ReturnString(0);
-    return prefix.IsEmpty() ? prefix : prefix + kJoiner;
+    ORQString lead = model.DataRecord().ReturnString(0);
+    if (!lead.IsEmpty()) {
+        lead.Append(kJoiner);
+    }
+    return lead;
 }
 
 ORQSimPosition FindInKinds(std::span<const int> kinds, const ORQSimPosition& root,
@@ -119,7 +123,7 @@ ORQSimPosition ORQSrvGetIDFromScopedName(const ORQSimPosition& root, const ORQSt
     if (const ORQSimPosition found = map.Find(lead + plain); !found.IsNull()) {
         return found;
     }
-    if (BeginsWith(plain, lead)) {
+    if (BeginsWith(plain, lead.UTF8())) {
         const ORQString local = plain.SubString(lead.Length());
         if (const ORQSimPosition found = map.Find(local); !found.IsNull()) {
             return found;

@@ -23,6 +23,11 @@
 // An opening quote without a closing one ends the process ("endQuotePos < nameLen"): in the name,
 // in the instance, and in a "_"-delimited piece of the name when it comes to the last step below.
 
+/// Whether every opening quote is closed wherever a lookup may come upon it, in a model with or
+/// without a prefix; then no lookup of the name ends the process for its quotes.
+ORQ_EXPORT bool ORQSrvHasMatchedQuotes(const ORQString& name, const char* separator,
+                                       const char* instance);
+
 /// The object under a name in the map of one kind (a slot of the model), or null. With an instance
 /// only one key is tried: [prefix_]instance_name. Else, in this order, each with what was done to
 /// the name before:

@@ -240,6 +240,17 @@ TEST_F(ScopedNamesDeathTest, UnmatchedQuotesEndTheProcess) {
     builder.SetModelPrefix("M1");
     EXPECT_EXIT(kOrientation(root, "A_\"B", "", ""), exits, text);
     EXPECT_TRUE(kNset(root, "", "", "\"Part-1").IsNull());
+    // The last but one comes upon its quote in the second round.
+    for (const char* name :
+         {"\"Set-1", "A_\"B", "A.\"B", "x_\"a_b\"", "\"\"\"\"\"\"\"_y", "a\"\"_\""}) {
+        EXPECT_FALSE(ORQSrvHasMatchedQuotes(name, ".", "")) << name;
+        EXPECT_EXIT(kSurface(root, name, ".", ""), exits, text) << name;
+    }
+    EXPECT_FALSE(ORQSrvHasMatchedQuotes("A", ".", "\"Part-1"));
+    for (const char* name : {"", "A", "\"A_B\"", "A\"", "\"A\".\"B\"", "A_\"B\"C"}) {
+        EXPECT_TRUE(ORQSrvHasMatchedQuotes(name, ".", "\"I\"")) << name;
+        EXPECT_TRUE(kSurface(root, name, ".", "").IsNull()) << name;
+    }
 }
 
 TEST_F(ScopedNamesDeathTest, AnObjectThatIsNoSetEndsTheProcess) {

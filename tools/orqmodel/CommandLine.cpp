@@ -9,6 +9,7 @@
 
 #include "AdjacencyCommand.h"
 #include "ExportCommand.h"
+#include "FindCommand.h"
 #include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "InterruptGuard.h"
@@ -31,6 +32,7 @@ class CommandLine {
         AddVerify();
         AddExport();
         AddAdjacency();
+        AddFind();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -49,6 +51,8 @@ class CommandLine {
             return RunExport(export_, console);
         if (app_.got_subcommand("adjacency"))
             return RunAdjacency(adjacency_, console);
+        if (app_.got_subcommand("find"))
+            return RunFind(find_, console);
         return RunVerify(verify_, console);
     }
 
@@ -106,6 +110,22 @@ class CommandLine {
         AddJson(command, adjacency_.json);
     }
 
+    void AddFind() {
+        CLI::App* command =
+            app_.add_subcommand("find", "Show a set, surface or orientation by its name");
+        command->add_option("DATABASE", find_.database, "The model database")->required();
+        command->add_option("KIND", find_.kind, "What it is")
+            ->required()
+            ->check(CLI::IsMember(FindKinds()));
+        command->add_option("NAME", find_.name, "The name; parts of it may be quoted")->required();
+        command->add_option("--instance", find_.instance, "The instance that the name belongs to");
+        command
+            ->add_option("--separator", find_.separator,
+                         "What stands between instance and name in NAME")
+            ->capture_default_str();
+        AddJson(command, find_.json);
+    }
+
     static void AddJson(CLI::App* command, bool& is_set) {
         command->add_flag("--json", is_set, "Report as one JSON object");
     }
@@ -120,6 +140,7 @@ class CommandLine {
     VerifyOptions verify_;
     ExportOptions export_;
     AdjacencyOptions adjacency_;
+    FindOptions find_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

@@ -1,6 +1,8 @@
+#include <algorithm>
 #include <array>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
@@ -24,13 +26,17 @@ bool BeginsWith(const ORQString& text, std::string_view beginning) {
     return text.UTF8().starts_with(beginning);
 }
 
+// Whether a quote at the beginning has a counterpart.
+bool IsClosed(const ORQString& part) {
+    return !BeginsWith(part, kQuote) || part.FindPosition(kQuote, 1) < part.Length();
+}
+
 ORQString Unquote(const ORQString& part) {
-    const int nameLen = part.Length();
     if (!BeginsWith(part, kQuote)) {
         return part;
     }
+    ORQSrvAssertReported(IsClosed(part), "endQuotePos < nameLen");
     const int endQuotePos = part.FindPosition(kQuote, 1);
-    ORQSrvAssertReported(endQuotePos < nameLen, "endQuotePos < nameLen");
     ORQString plain = part.SubString(1, endQuotePos - 1) + part.SubString(endQuotePos + 1);
     // One more pair of quotes goes, wherever it is.
     const int first = plain.FindPosition(kQuote);
@@ -42,18 +48,25 @@ ORQString Unquote(const ORQString& part) {
     return plain;
 }
 
-// Unquotes the pieces between the joiners.
-ORQString Normalise(const ORQString& name) {
-    ORQString normal;
-    for (int begin = 0;;) {
+// What stands between the joiners.
+std::vector<ORQString> PiecesOf(const ORQString& name) {
+    std::vector<ORQString> pieces;
+    for (int begin = 0; begin <= name.Length();) {
         const int end = name.FindPosition(kJoiner, begin);
-        normal.Append(Unquote(name.SubString(begin, end - begin)));
-        if (end == name.Length()) {
-            return normal;
-        }
-        normal.Append(kJoiner);
+        pieces.push_back(name.SubString(begin, end - begin));
         begin = end + 1;
     }
+    return pieces;
+}
+
+ORQString Normalise(const ORQString& name) {
+    ORQString normal;
+    const char* joiner = "";
+    for (const ORQString& piece : PiecesOf(name)) {
+        normal.Append(joiner).Append(Unquote(piece));
+        joiner = kJoiner;
+    }
+    return normal;
 }
 
 // With what the keys of a model begin when it has a prefix.
@@ -95,6 +108,15 @@ ORQString KeyInKinds(std::span<const int> kinds, const ORQSimPosition& object) {
 }  // namespace
 
 // --- From scoped names to objects ----------------------------------------------------------------
+
+bool ORQSrvHasMatchedQuotes(const ORQString& name, const char* separator, const char* instance) {
+    if (!IsClosed(name) || !IsClosed(instance)) {
+        return false;
+    }
+    ORQString plain = Unquote(name);
+    plain.ReplaceAll(separator, kJoiner);
+    return std::ranges::all_of(PiecesOf(plain), IsClosed) && IsClosed(Normalise(plain));
+}
 
 ORQSimPosition ORQSrvGetIDFromScopedName(const ORQSimPosition& root, const ORQString& name,
                                          int kind, const char* separator, const char* instance,

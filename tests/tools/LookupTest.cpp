@@ -1,4 +1,4 @@
-// Looking things up in a model of two instances: find.
+// Looking things up in a model of two instances, and in two models: find and map.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -12,6 +12,7 @@
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
+#include "ORQSrvNodalCoordinates.h"
 
 namespace {
 
@@ -47,6 +48,24 @@ class LookupTest : public testing::Test {
                       const std::vector<int>& labels) {
         builder.SetLabels(ORQObjLabelerType::Node, builder.AddInstance(instance),
                           builder.AddNodes(static_cast<int>(labels.size())), labels.data());
+    }
+    // A model of one instance in which node i has label labels[i] and lies at x[i].
+    std::string MakeOther(const char* name, const std::vector<int>& labels,
+                          const std::vector<double>& x) const {
+        const std::string path = folder_ / name;
+        const ORQSimDatabase database = ORQSimDatabase::Create(path);
+        ORQSimTransaction transaction(database.ContextID());
+        const ORQObjModelBuilder builder(database);
+        Label(builder, "PART-1", labels);
+        std::vector<double> coordinates;
+        for (const double value : x)
+            coordinates.insert(coordinates.end(), {value, 1.0, 0.0});
+        ORQSrvNodalCoordinates(builder.Coordinates(), 10)
+            .Append(transaction, ORQObjMesh(builder.Mesh()).GetNodeCollection().GetCSet(),
+                    builder.SpatialDirections(3), coordinates.data());
+        builder.AddNodeSet("ENDS", 1, Nodes(builder, {2, 0}));
+        transaction.Commit();
+        return path;
     }
     CommandResult Find(Arguments arguments) const {
         arguments.insert(arguments.begin(), {"find", model_});
@@ -115,7 +134,56 @@ TEST_F(LookupTest, FindSurvivesWhatWouldEndTheProcess) {
     }
     const CommandResult damaged = find("WRONG", "");
     EXPECT_EQ(damaged.status, 3);
-    EXPECT_NE(damaged.err.find("node set WRONG is no set"), std::string::npos) << damaged.err;
+    EXPECT_NE(damaged.err.find("WRONG stands for no set"), std::string::npos) << damaged.err;
     EXPECT_EQ(find("", "").status, 1);
     EXPECT_EQ(Find({"set", "ENDS"}).status, 2);
+}
+
+TEST_F(LookupTest, MapTellsWhatTwoModelsHaveInCommonAndWhatMoved) {
+    const std::string first = MakeOther("first.orq", {7, 3, 5, 9}, {0, 1, 2, 3});
+    const std::string second = MakeOther("second.orq", {3, 4, 7}, {1.25, 0, 0});
+    const CommandResult text = RunHere({"map", first, second, "--nodeset", "ENDS"});
+    EXPECT_EQ(text.status, 1) << text.err;
+    EXPECT_EQ(text.out,
+              "nodes\n"
+              "  PART-1: 2 matched, 2 primary only, 1 secondary only\n"
+              "elements\n"
+              "  PART-1: 0 matched, 0 primary only, 0 secondary only\n"
+              "node set ENDS: 1 of 2 nodes matched\n"
+              "  PART-1 5: ordinal 2, no match\n"
+              "  PART-1 7: ordinal 0 becomes 2\n"
+              "1 moved by more than 0\n"
+              "  PART-1 3: 0.25\n");
+    const json map = json::parse(
+        RunHere({"map", first, second, "--nodeset", "ENDS", "--tolerance", "0.2", "--json"}).out);
+    EXPECT_EQ(map["moved"], (json{{{"instance", "PART-1"},
+                                   {"label", 3},
+                                   {"primary_ordinal", 1},
+                                   {"secondary_ordinal", 0},
+                                   {"distance", 0.25}}}));
+    EXPECT_EQ(map["nodeset"]["members"][0]["secondary_ordinal"], nullptr);
+    EXPECT_EQ(
+        json::parse(RunHere({"map", first, second, "--tolerance", "0.25", "--json"}).out)["moved"],
+        json::array());
+}
+
+TEST_F(LookupTest, MapFindsNothingBetweenAModelAndItself) {
+    EXPECT_EQ(RunHere({"map", model_, model_}).status, 0);
+    const CommandResult strangers =
+        RunHere({"map", model_, MakeOther("other.orq", {1, 2, 3}, {0, 0, 0})});
+    EXPECT_EQ(strangers.status, 1);
+    EXPECT_EQ(strangers.out,
+              "nodes\n"
+              "  LEFT: 0 matched, 3 primary only, 0 secondary only\n"
+              "  RIGHT: 0 matched, 2 primary only, 0 secondary only\n"
+              "  PART-1: 0 matched, 0 primary only, 3 secondary only\n"
+              "elements\n"
+              "  LEFT: 0 matched, 0 primary only, 0 secondary only\n"
+              "  RIGHT: 0 matched, 0 primary only, 0 secondary only\n"
+              "  PART-1: 0 matched, 0 primary only, 0 secondary only\n"
+              "0 moved by more than 0\n");
+    EXPECT_EQ(RunHere({"map", model_, model_, "--nodeset", "none"}).status, 1);
+    EXPECT_EQ(RunProgram({"map", model_, model_, "--nodeset", "\"ENDS"}).status, 2);
+    EXPECT_EQ(RunHere({"map", model_, folder_ / "absent.orq"}).status, 3);
+    EXPECT_EQ(RunHere({"map", model_, model_, "--tolerance", "-1"}).status, 2);
 }

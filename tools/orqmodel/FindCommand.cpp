@@ -9,7 +9,6 @@
 #include <numeric>
 #include <span>
 
-#include "ORQBasFailure.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimLinks.h"
@@ -28,26 +27,21 @@ struct Kind {
     std::string_view title;
     std::string_view member;
     Members members;
-    std::array<int, 2> maps;  // Of the model, in the order of lookup; 0 for none.
+    std::span<const int> maps;  // Of the model, in the order of lookup.
 };
 
+constexpr std::array kNodeSets = {ORQSimSchema::Model_nodeSets,
+                                  ORQSimSchema::Model_internalNodeSets};
+constexpr std::array kElementSets = {ORQSimSchema::Model_elementSets,
+                                     ORQSimSchema::Model_internalElementSets};
+constexpr std::array kSurfaces = {ORQSimSchema::Model_surfaces};
+constexpr std::array kOrientations = {ORQSimSchema::Model_orientations};
+
 constexpr std::array<Kind, 4> kKinds = {
-    {{"nodeset",
-      "node set",
-      "node",
-      Members::kNodes,
-      {ORQSimSchema::Model_nodeSets, ORQSimSchema::Model_internalNodeSets}},
-     {"elset",
-      "element set",
-      "element",
-      Members::kElements,
-      {ORQSimSchema::Model_elementSets, ORQSimSchema::Model_internalElementSets}},
-     {"surface", "surface", "face", Members::kFaces, {ORQSimSchema::Model_surfaces, 0}},
-     {"orientation",
-      "orientation",
-      "member",
-      Members::kNone,
-      {ORQSimSchema::Model_orientations, 0}}}};
+    {{"nodeset", "node set", "node", Members::kNodes, kNodeSets},
+     {"elset", "element set", "element", Members::kElements, kElementSets},
+     {"surface", "surface", "face", Members::kFaces, kSurfaces},
+     {"orientation", "orientation", "member", Members::kNone, kOrientations}}};
 
 /// A member as the user knows it.
 struct Member {
@@ -118,16 +112,15 @@ std::string WithoutCase(std::string text) {
 /// The keys of a kind that are spelt most like a name, at most five, the best first.
 std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
                                   const FindOptions& options) {
-    const std::string wanted = WithoutCase(
-        options.instance.empty() ? options.name : options.instance + "_" + options.name);
+    const std::string wanted = WithoutCase(options.name.instance.empty()
+                                               ? options.name.name
+                                               : options.name.instance + "_" + options.name.name);
     std::vector<std::pair<int, std::string>> like;
     for (const int map : kind.maps) {
-        if (map == 0)
-            continue;
         for (auto entry = model.GetMap(map).Begin(); entry.NotDone(); ++entry) {
             const std::string key = entry.Key().UTF8();
             const std::string plain = WithoutCase(key);
-            const bool isPart = plain.find(WithoutCase(options.name)) != std::string::npos;
+            const bool isPart = plain.find(WithoutCase(options.name.name)) != std::string::npos;
             const int distance = EditDistance(wanted, plain);
             if (isPart || distance <= static_cast<int>(std::max<std::size_t>(2, wanted.size() / 3)))
                 like.emplace_back(distance, key);
@@ -183,30 +176,10 @@ nlohmann::json ToJson(const FindOptions& options, const Found* found,
             {"command", "find"},
             {"database", options.database},
             {"kind", options.kind},
-            {"name", options.name},
+            {"name", options.name.name},
             {"key", found == nullptr ? nlohmann::json(nullptr) : nlohmann::json(found->key)},
             {"instances", instances},
             {"alike", alike}};
-}
-
-/// The object of the name, and the map that holds it.
-std::pair<ORQSimPosition, int> LookUp(const ORQSimPosition& root, const Kind& kind,
-                                      const FindOptions& options) {
-    const ORQString name(options.name);
-    if (!ORQSrvHasMatchedQuotes(name, options.separator.c_str(), options.instance.c_str()))
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            fmt::format("a quote is opened and not closed in name {} or instance {}", options.name,
-                        options.instance));
-    for (const int map : kind.maps) {
-        if (map == 0)
-            continue;
-        const ORQSimPosition object = ORQSrvGetIDFromScopedName(
-            root, name, map, options.separator.c_str(), options.instance.c_str(), true);
-        if (!object.IsNull())
-            return {object, map};
-    }
-    return {};
 }
 
 }  // namespace
@@ -224,26 +197,21 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
     });
     const ORQObjDocument document(
         ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
-    const auto [object, map] = LookUp(document.Focus(), kind, options);
+    const bool wants_set = kind.members == Members::kNodes || kind.members == Members::kElements;
+    const auto [object, key] = FindNamedObject(document, kind.maps, wants_set, options.name);
     if (object.IsNull()) {
         const std::vector<std::string> alike = KeysLike(document.GetModel(), kind, options);
         if (options.json)
             PrintJson(console.out, ToJson(options, nullptr, alike));
         console.err << fmt::format("orqmodel: {}: no {} has the name {}",
                                    Printable(options.database), kind.title,
-                                   Printable(options.name));
-        for (const std::string& key : alike)
-            console.err << (&key == &alike.front() ? "; is it " : ", ") << Printable(key);
+                                   Printable(options.name.name));
+        for (const std::string& other : alike)
+            console.err << (&other == &alike.front() ? "; is it " : ", ") << Printable(other);
         console.err << (alike.empty() ? "\n" : "?\n");
         return ExitStatus::kFindings;
     }
-    Found found{object.GetReferenceKey(map).UTF8(), {}};
-    const bool isSet = object.ID().Category() == ORQSimCategoryCSet;
-    if (!isSet && (kind.members == Members::kNodes || kind.members == Members::kElements)) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Damaged,
-            fmt::format("{}: {} {} is no set", options.database, kind.title, found.key));
-    }
+    Found found{key, {}};
     AddMembers(kind, document, object, found);
     if (options.json)
         PrintJson(console.out, ToJson(options, &found, {}));

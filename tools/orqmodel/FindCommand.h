@@ -4,15 +4,14 @@
 #include <vector>
 
 #include "Console.h"
+#include "NamedObject.h"
 
 namespace orqmodel {
 
 struct FindOptions {
     std::string database;
     std::string kind;  // One of FindKinds().
-    std::string name;
-    std::string instance;
-    std::string separator = ".";
+    ScopedName name;
     bool json = false;
 };
 

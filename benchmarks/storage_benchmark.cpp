@@ -63,7 +63,8 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--side", settings.nSide, "Elements along each edge of the mesh")
         ->check(CLI::Range(2, 300))
-            app.add_option("--labels", settings.nLabels, "Nodes of each labelled model")
+        ->capture_default_str();
+    app.add_option("--labels", settings.nLabels, "Nodes of each labelled model")
         ->check(CLI::Range(1000, 50000000))
         ->capture_default_str();
     app.add_option("--directory", parent, "Where scratch files are written and removed")

@@ -1,7 +1,11 @@
 // Looking things up in a model of two instances, and in two models: find and map.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <numeric>
+#include <random>
+#include <set>
 
 #include "CommandRun.h"
 #include "ExodusFile.h"
@@ -105,6 +109,9 @@ TEST_F(LookupTest, FindShowsTheKeyAndTheMembersByInstanceAndLabel) {
               "surface INP2SIM_ELSET_SKIN: 2 faces\n"
               "  without a label: (ordinal 1) side 1, (ordinal 2) side 1\n");
     EXPECT_EQ(Find({"orientation", "ORI-1"}).out, "orientation ORI-1\n");
+    ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", folder_ / "box.orq"}).status, 0);
+    EXPECT_EQ(RunHere({"find", folder_ / "box.orq", "elset", "skin_upper"}).out,
+              "element set skin_upper: 824 elements\n  PART-1: 10001-10640, 10665-10848\n");
 }
 
 TEST_F(LookupTest, FindOffersNamesThatAreSpeltAlike) {
@@ -119,6 +126,36 @@ TEST_F(LookupTest, FindOffersNamesThatAreSpeltAlike) {
     EXPECT_EQ(json::parse(none.out)["alike"], json::array());
     EXPECT_EQ(json::parse(Find({"nodeset", "END", "--instance", "LEFT", "--json"}).out)["alike"],
               (json{"M1_LEFT_ENDS"}));
+}
+
+TEST_F(LookupTest, EverySetOfEveryRealModelIsFoundByItsName) {
+    const std::string model = folder_ / "real.orq";
+    for (const char* name : {"wing_box.e", "box_solid_shell_results.g", "basemat_isolators.e",
+                             "block_crush_1.ex2", "subduction_tri.exo"}) {
+        const std::filesystem::path file = std::string(name) == "wing_box.e"
+                                               ? std::filesystem::path(ORQ_WING_BOX)
+                                               : std::filesystem::path(ORQ_SHARED_MODELS) / name;
+        if (!std::filesystem::exists(file))
+            continue;
+        ASSERT_EQ(RunHere({"import", file.string(), "-o", model, "--force"}).status, 0);
+        const exodus_file::Mesh mesh = exodus_file::Read(file);
+        const auto count = [&](const char* kind, const std::string& set) {
+            const CommandResult result = RunHere({"find", model, kind, set, "--json"});
+            EXPECT_EQ(result.status, 0) << result.err;
+            const json found = json::parse(result.out);
+            EXPECT_EQ(found["key"], set);
+            return found["instances"][0]["members"].size();
+        };
+        for (const auto& block : mesh.blocks)
+            EXPECT_EQ(count("elset", block.name), block.elements.size()) << block.name;
+        for (const auto& set : mesh.node_sets)
+            EXPECT_EQ(count("nodeset", set.name), set.members.size()) << set.name;
+        for (const auto& set : mesh.side_sets)
+            EXPECT_EQ(count("surface", set.name), set.members.size()) << set.name;
+    }
+    const CommandResult text =
+        RunHere({"find", model, "nodeset", "no such", "--instance", "PART-1"});
+    EXPECT_EQ(text.status, 1);
 }
 
 // As a program of its own: what a service does to its process would show.
@@ -165,6 +202,78 @@ TEST_F(LookupTest, MapTellsWhatTwoModelsHaveInCommonAndWhatMoved) {
     EXPECT_EQ(
         json::parse(RunHere({"map", first, second, "--tolerance", "0.25", "--json"}).out)["moved"],
         json::array());
+}
+
+TEST_F(LookupTest, MapMatchesAModelAndItsRemeshedCopyAsAPlainJoinDoes) {
+    const exodus_file::Mesh mesh = exodus_file::Read(ORQ_WING_BOX);
+    // The copy: nodes in another order, a fifth of the elements gone, new nodes in new elements.
+    std::vector<int> order(mesh.positions.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::mt19937 random(11);
+    std::ranges::shuffle(order, random);
+    exodus_file::Content copy;
+    copy.x = copy.y = copy.z = {};
+    copy.labels = {};
+    std::vector<std::int64_t> placeOf(order.size());
+    const auto add = [&](const std::vector<double>& at, int label) {
+        copy.x.push_back(at[0]);
+        copy.y.push_back(at[1]);
+        copy.z.push_back(at[2]);
+        copy.labels.push_back(label);
+        return std::ssize(copy.x);
+    };
+    for (const int node : order) {
+        placeOf[static_cast<std::size_t>(node)] =
+            add(mesh.positions[static_cast<std::size_t>(node)],
+                mesh.labels[static_cast<std::size_t>(node)]);
+    }
+    std::set<int> elementsInBoth;
+    std::size_t nElements = 0;
+    for (const auto& block : mesh.blocks) {
+        exodus_file::BlockContent content{
+            block.id, block.name, block.shape, std::ssize(block.elements[0]), {}, {}};
+        for (std::size_t i = 0; i < block.elements.size(); ++i, ++nElements) {
+            if (random() % 5 == 0)
+                continue;
+            for (const int node : block.elements[i])
+                content.nodes.push_back(placeOf[static_cast<std::size_t>(node)]);
+            copy.element_labels.push_back(block.labels[i]);
+            elementsInBoth.insert(block.labels[i]);
+        }
+        copy.blocks.push_back(content);
+    }
+    exodus_file::BlockContent patch{99, "patch", "SHELL3", 3, {}, {}};
+    constexpr int kNewNodes = 60;
+    for (int i = 0; i < kNewNodes; ++i)
+        patch.nodes.push_back(add({i * 0.1, 0.5, 0.25}, 5'000'000 + i));
+    for (int i = 0; i < kNewNodes / 3; ++i)
+        copy.element_labels.push_back(6'000'000 + i);
+    copy.blocks.push_back(patch);
+    exodus_file::Write(copy, folder_ / "copy.e");
+
+    const std::string first = folder_ / "first.orq";
+    const std::string second = folder_ / "second.orq";
+    ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", first}).status, 0);
+    ASSERT_EQ(RunHere({"import", folder_ / "copy.e", "-o", second}).status, 0);
+    const auto& set = mesh.node_sets.front();
+    const json map =
+        json::parse(RunHere({"map", first, second, "--nodeset", set.name, "--json"}).out);
+    EXPECT_EQ(map["nodes"], (json{{{"instance", "PART-1"},
+                                   {"matched", mesh.positions.size()},
+                                   {"primary_only", 0},
+                                   {"secondary_only", kNewNodes}}}));
+    EXPECT_EQ(map["elements"], (json{{{"instance", "PART-1"},
+                                      {"matched", elementsInBoth.size()},
+                                      {"primary_only", nElements - elementsInBoth.size()},
+                                      {"secondary_only", kNewNodes / 3}}}));
+    EXPECT_EQ(map["moved"], json::array());
+    std::vector<std::int64_t> mapped;
+    std::vector<std::int64_t> expected;
+    for (const json& member : map["nodeset"]["members"])
+        mapped.push_back(member["secondary_ordinal"].get<std::int64_t>() + 1);
+    for (const int node : set.members)
+        expected.push_back(placeOf[static_cast<std::size_t>(node)]);
+    EXPECT_EQ(mapped, expected);
 }
 
 TEST_F(LookupTest, MapFindsNothingBetweenAModelAndItself) {

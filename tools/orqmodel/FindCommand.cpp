@@ -134,10 +134,33 @@ std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
     return keys;
 }
 
-std::string TextOf(const Member& member) {
-    const std::string number = member.label < 0 ? fmt::format("(ordinal {})", member.ordinal)
-                                                : std::to_string(member.label);
-    return member.side == 0 ? number : fmt::format("{} side {}", number, member.side);
+/// Members from `first` on of which each label follows the one before it.
+std::size_t RunLength(const std::vector<Member>& members, std::size_t first) {
+    std::size_t end = first + 1;
+    while (end < members.size() && members[first].label >= 0 &&
+           members[end].label == members[end - 1].label + 1 &&
+           members[end].side == members[first].side)
+        ++end;
+    return end - first;
+}
+
+/// "3, 7-12, 9 side 2": runs of three and more labels by their ends.
+std::string TextOf(const std::vector<Member>& members) {
+    std::string text;
+    for (std::size_t i = 0; i < members.size();) {
+        const Member& member = members[i];
+        const std::size_t run = RunLength(members, i);
+        const std::size_t folded = run < 3 ? 1 : run;
+        text += i == 0 ? "" : ", ";
+        text += member.label < 0 ? fmt::format("(ordinal {})", member.ordinal)
+                                 : std::to_string(member.label);
+        if (folded > 1)
+            text += fmt::format("-{}", members[i + folded - 1].label);
+        if (member.side != 0)
+            text += fmt::format(" side {}", member.side);
+        i += folded;
+    }
+    return text;
 }
 
 void PrintText(const Kind& kind, const Found& found, std::ostream& out) {
@@ -148,10 +171,8 @@ void PrintText(const Kind& kind, const Found& found, std::ostream& out) {
     }
     out << '\n';
     for (const auto& [instance, members] : found.members) {
-        out << "  " << (instance.empty() ? "without a label" : Printable(instance)) << ":";
-        for (const Member& member : members)
-            out << (&member == &members.front() ? " " : ", ") << TextOf(member);
-        out << '\n';
+        out << "  " << (instance.empty() ? "without a label" : Printable(instance)) << ": "
+            << TextOf(members) << '\n';
     }
 }
 

@@ -28,6 +28,8 @@ void* Gained(void* memory) {
 
 }  // namespace
 
+// Whatever the compiler's options, the libraries must find these.
+#pragma GCC visibility push(default)
 extern "C" {
 
 void* malloc(std::size_t size) {
@@ -56,6 +58,7 @@ void free(void* memory) {
 }
 
 }  // extern "C"
+#pragma GCC visibility pop
 
 namespace storage_benchmark {
 
@@ -65,6 +68,12 @@ AllocationPeak::AllocationPeak() : m_before(g_held) {
 
 std::int64_t AllocationPeak::Growth() const {
     return g_most - m_before;
+}
+
+double PeakMebibytes(const std::function<void()>& f) {
+    const AllocationPeak peak;
+    f();
+    return static_cast<double>(peak.Growth()) / (1 << 20);
 }
 
 }  // namespace storage_benchmark

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 namespace storage_benchmark {
 
@@ -15,5 +16,8 @@ class AllocationPeak {
   private:
     std::int64_t m_before;
 };
+
+// The growth while `f` runs.
+double PeakMebibytes(const std::function<void()>& f);
 
 }  // namespace storage_benchmark

@@ -2,13 +2,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <random>
 #include <span>
 
 #include "AllocationPeak.h"
+#include "BulkData.h"
 #include "CoordinateDatabase.h"
 #include "Hdf5File.h"
 #include "PlainFile.h"
@@ -21,26 +21,22 @@ namespace {
 constexpr Hdf5File::Layout kPlainChunks = {kChunkNodes, false};
 constexpr Hdf5File::Layout kCheckedChunks = {kChunkNodes, true};
 
-// What all bulk workloads move, where it goes, and where it is read to.
-struct Bulk {
-    explicit Bulk(const Settings& settings)
-        : database(settings.directory / "ours.orq"),
-          plain(settings.directory / "plain.bin"),
-          hdf5(settings.directory / "peer.h5"),
-          values(static_cast<std::size_t>(settings.nNodes) * 3),
-          target(values.size()) {
-        std::mt19937_64 random(20240229);
-        for (double& value : values) {
-            value = static_cast<double>(random()) * 0x1p-60;
-        }
+std::vector<double> RandomCoordinates(int nNodes) {
+    std::vector<double> values(static_cast<std::size_t>(nNodes) * 3);
+    std::mt19937_64 random(20240229);
+    for (double& value : values) {
+        value = static_cast<double>(random()) * 0x1p-60;
     }
+    return values;
+}
 
-    // What a read did not fill is found out.
-    void ClearTarget() { std::ranges::fill(target, std::numeric_limits<double>::quiet_NaN()); }
-    void CheckTarget() const {
-        Require(std::memcmp(target.data(), values.data(), std::span(values).size_bytes()) == 0,
-                "what was read is not what was written");
-    }
+// What all bulk workloads move, and where it goes.
+struct Bulk : BulkData<double> {
+    explicit Bulk(const Settings& settings)
+        : BulkData(settings, RandomCoordinates(settings.nNodes)),
+          database(settings.directory / "ours.orq"),
+          hdf5(settings.directory / "peer.h5") {}
+
     void CheckPicked(std::span<const int> picks) const {
         for (std::size_t i = 0; i < picks.size(); ++i) {
             Require(std::memcmp(&target[i * 3], &values[static_cast<std::size_t>(picks[i]) * 3],
@@ -51,41 +47,13 @@ struct Bulk {
     // The three stores with all the values in them.
     void StoreAll(const Hdf5File::Layout& layout) const {
         CoordinateDatabase::Create(database).Append(values);
-        PlainFile(plain, PlainFile::Mode::CreateEmpty).Append(std::as_bytes(std::span(values)));
+        PlainFile(plain, PlainFile::Mode::CreateEmpty).Append(Bytes());
         Hdf5File(hdf5, layout).Append(values);
-    }
-    // The system takes far longer to hand out memory that it has not used lately, above all in a
-    // virtual machine. A file written and removed leaves enough for the next one.
-    Contender Writing(const std::string& name, std::function<void()> prepare,
-                      std::function<void()> run, std::function<void()> check) {
-        return {name,
-                [this, prepare = std::move(prepare)] {
-                    prepare();
-                    const std::filesystem::path passing = plain.string() + ".passing";
-                    PlainFile(passing, PlainFile::Mode::CreateEmpty)
-                        .Append(std::as_bytes(std::span(values)));
-                    std::filesystem::remove(passing);
-                },
-                std::move(run), std::move(check)};
-    }
-    Contender Reading(const std::string& name, std::function<void()> run) {
-        return {name, [this] { ClearTarget(); }, std::move(run), [this] { CheckTarget(); }};
     }
 
     std::filesystem::path database;
-    std::filesystem::path plain;
     std::filesystem::path hdf5;
-    std::vector<double> values;
-    std::vector<double> target;
 };
-
-// Reads a store again through a new handle and compares.
-template <class Store>
-void CheckStored(Bulk& bulk, const std::filesystem::path& path) {
-    bulk.ClearTarget();
-    Store(path).Read(bulk.target);
-    bulk.CheckTarget();
-}
 
 // All values into a fresh store, in pieces that are durable one after the other.
 struct DurableWrite {
@@ -116,7 +84,7 @@ Row MeasureWrite(const Settings& settings, const DurableWrite& write) {
              [&] { inPieces([&](auto values) { database->Append(values); }); },
              [&] {
                  database.reset();
-                 CheckStored<CoordinateDatabase>(bulk, bulk.database);
+                 bulk.CheckStored<CoordinateDatabase>(bulk.database);
              }),
          bulk.Writing(
              write.limitName,
@@ -127,11 +95,7 @@ Row MeasureWrite(const Settings& settings, const DurableWrite& write) {
                      ((*plain).*write.sync)();
                  });
              },
-             [&] {
-                 bulk.ClearTarget();
-                 MappedFile(bulk.plain).CopyTo(bulk.target);
-                 bulk.CheckTarget();
-             }),
+             [&] { bulk.CheckPlain(); }),
          bulk.Writing(
              "HDF5", [&] { hdf5 = std::make_unique<Hdf5File>(bulk.hdf5, kPlainChunks); },
              [&] {
@@ -142,7 +106,7 @@ Row MeasureWrite(const Settings& settings, const DurableWrite& write) {
              },
              [&] {
                  hdf5.reset();
-                 CheckStored<Hdf5File>(bulk, bulk.hdf5);
+                 bulk.CheckStored<Hdf5File>(bulk.hdf5);
              })});
 }
 
@@ -161,7 +125,7 @@ std::vector<Row> ReadFirst(const Settings& settings) {
     return {Measure(
         settings, "read-first", 1.8,
         {bulk.Reading("ours", [&] { CoordinateDatabase(bulk.database).Read(bulk.target); }),
-         bulk.Reading("fresh map", [&] { MappedFile(bulk.plain).CopyTo(bulk.target); }),
+         bulk.ReadingFreshMap(),
          bulk.Reading("HDF5 with checksums", [&] { Hdf5File(bulk.hdf5).Read(bulk.target); })})};
 }
 
@@ -172,13 +136,13 @@ std::vector<Row> ReadAgain(const Settings& settings) {
     const MappedFile mapped(bulk.plain);
     const Hdf5File hdf5(bulk.hdf5);
     database.Read(bulk.target);
-    mapped.CopyTo(bulk.target);
+    bulk.CopyFrom(mapped);
     hdf5.Read(bulk.target);
-    return {Measure(settings, "read-again", 1.15,
-                    {bulk.Reading("ours", [&] { database.Read(bulk.target); }),
-                     bulk.Reading("fresh map", [&] { MappedFile(bulk.plain).CopyTo(bulk.target); }),
-                     bulk.Reading("touched map", [&] { mapped.CopyTo(bulk.target); }),
-                     bulk.Reading("HDF5", [&] { hdf5.Read(bulk.target); })})};
+    return {
+        Measure(settings, "read-again", 1.15,
+                {bulk.Reading("ours", [&] { database.Read(bulk.target); }), bulk.ReadingFreshMap(),
+                 bulk.Reading("touched map", [&] { bulk.CopyFrom(mapped); }),
+                 bulk.Reading("HDF5", [&] { hdf5.Read(bulk.target); })})};
 }
 
 // Every node with the same chance; ascending.
@@ -213,7 +177,7 @@ Row Gather(const Settings& settings, const std::string& name, double share, doub
     const MappedFile mapped(data.plain);
     const ORQSimCSet picked = database.Pick(data.picks);
     database.Read(data.target);
-    mapped.CopyTo(data.target);
+    data.CopyFrom(mapped);
     std::vector<Contender> contenders = {
         data.Picking("ours", [&] { database.Read(picked, data.target.data()); }),
         data.Picking("same out of a map", [&] { mapped.Gather(data.picks, data.target.data()); })};
@@ -275,24 +239,18 @@ std::vector<Row> OpenAndCount(const Settings& settings) {
                       }}})};
 }
 
-double PeakMebibytes(const std::function<void()>& f) {
-    const AllocationPeak peak;
-    f();
-    return static_cast<double>(peak.Growth()) / (1 << 20);
-}
-
 std::vector<Row> Memory(const Settings& settings) {
     constexpr double kAllowed = 16;
     Bulk bulk(settings);
-    double hdf5Writes = 0;
     const double writes =
         PeakMebibytes([&] { CoordinateDatabase::Create(bulk.database).Append(bulk.values); });
-    hdf5Writes = PeakMebibytes([&] { Hdf5File(bulk.hdf5, kPlainChunks).Append(bulk.values); });
+    const double hdf5Writes =
+        PeakMebibytes([&] { Hdf5File(bulk.hdf5, kPlainChunks).Append(bulk.values); });
     const double reads =
-        PeakMebibytes([&] { CheckStored<CoordinateDatabase>(bulk, bulk.database); });
-    const double hdf5Reads = PeakMebibytes([&] { CheckStored<Hdf5File>(bulk, bulk.hdf5); });
-    return {{"memory-write", "MiB", writes, "allowed", kAllowed, 1.0, {{"HDF5", hdf5Writes}}},
-            {"memory-read", "MiB", reads, "allowed", kAllowed, 1.0, {{"HDF5", hdf5Reads}}}};
+        PeakMebibytes([&] { bulk.CheckStored<CoordinateDatabase>(bulk.database); });
+    const double hdf5Reads = PeakMebibytes([&] { bulk.CheckStored<Hdf5File>(bulk.hdf5); });
+    return {{"memory-write", "MiB", {writes}, "allowed", {kAllowed}, 1.0, {{"HDF5", {hdf5Writes}}}},
+            {"memory-read", "MiB", {reads}, "allowed", {kAllowed}, 1.0, {{"HDF5", {hdf5Reads}}}}};
 }
 
 }  // namespace

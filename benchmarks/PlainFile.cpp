@@ -47,6 +47,12 @@ std::int64_t PlainFile::Size() const {
     return status.st_size;
 }
 
+void LeaveRoomToWrite(const std::filesystem::path& directory, std::size_t nBytes) {
+    const std::filesystem::path passing = directory / "passing.bin";
+    PlainFile(passing, PlainFile::Mode::CreateEmpty).Append(std::vector<std::byte>(nBytes));
+    std::filesystem::remove(passing);
+}
+
 MappedFile::MappedFile(const std::filesystem::path& path) {
     const PlainFile file(path, PlainFile::Mode::Read);
     const auto size = static_cast<std::size_t>(file.Size());
@@ -59,8 +65,8 @@ MappedFile::~MappedFile() {
     munmap(const_cast<std::byte*>(m_bytes.data()), m_bytes.size());
 }
 
-void MappedFile::CopyTo(std::span<double> values) const {
-    std::memcpy(values.data(), m_bytes.data(), values.size_bytes());
+void MappedFile::CopyTo(std::span<std::byte> target) const {
+    std::memcpy(target.data(), m_bytes.data(), target.size());
 }
 
 void MappedFile::Gather(std::span<const int> picks, double* values) const {

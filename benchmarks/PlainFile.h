@@ -30,6 +30,10 @@ class PlainFile {
     int m_file;
 };
 
+// The system takes far longer to hand out memory that it has not used lately, above all in a
+// virtual machine. A file that is written and removed leaves enough for the next one.
+void LeaveRoomToWrite(const std::filesystem::path& directory, std::size_t nBytes);
+
 // A memory map of a whole file, for reading.
 class MappedFile {
   public:
@@ -39,7 +43,7 @@ class MappedFile {
     MappedFile& operator=(const MappedFile&) = delete;
 
     std::span<const std::byte> Bytes() const { return m_bytes; }
-    void CopyTo(std::span<double> values) const;
+    void CopyTo(std::span<std::byte> target) const;
     // values[i] = the three numbers of node picks[i].
     void Gather(std::span<const int> picks, double* values) const;
     // Hashes the pieces of 64 KiB that hold those nodes, each once; picks ascend.

@@ -18,5 +18,9 @@ struct Workload {
 std::vector<Workload> BulkWorkloads();
 // Many small linked records.
 std::vector<Workload> RecordWorkloads();
+// A structured mesh of hexahedra: its connectivity, what is derived from it, and its import.
+std::vector<Workload> MeshWorkloads();
+// Labels of two models joined, and names looked up.
+std::vector<Workload> LabelWorkloads();
 
 }  // namespace storage_benchmark

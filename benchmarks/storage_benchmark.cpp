@@ -15,6 +15,8 @@ using namespace storage_benchmark;
 std::vector<Workload> AllWorkloads() {
     std::vector<Workload> all = BulkWorkloads();
     std::ranges::move(RecordWorkloads(), std::back_inserter(all));
+    std::ranges::move(MeshWorkloads(), std::back_inserter(all));
+    std::ranges::move(LabelWorkloads(), std::back_inserter(all));
     return all;
 }
 
@@ -48,7 +50,7 @@ int main(int argc, char** argv) {
     std::string parent = ".";
     std::vector<std::string> chosen = names;
     bool asJson = false;
-    CLI::App app("Times the database beside plain files, HDF5 and SQLite.");
+    CLI::App app("Times the database beside plain files and open peers.");
     app.add_option("workloads", chosen, "What to run (default: all)")->check(CLI::IsMember(names));
     app.add_option("--runs", settings.nRuns, "Turns of each contender; medians are shown")
         ->check(CLI::PositiveNumber)
@@ -58,6 +60,12 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--records", settings.nRecords, "Records of the record workloads")
         ->check(CLI::Range(1, 10000000))
+        ->capture_default_str();
+    app.add_option("--side", settings.nSide, "Elements along each edge of the mesh")
+        ->check(CLI::Range(2, 300))
+        ->capture_default_str();
+    app.add_option("--labels", settings.nLabels, "Nodes of each labelled model")
+        ->check(CLI::Range(1000, 50000000))
         ->capture_default_str();
     app.add_option("--directory", parent, "Where scratch files are written and removed")
         ->check(CLI::ExistingDirectory)

@@ -16,7 +16,7 @@ TEST(Allocator, ServesEverySizeAlignedAndAllIsFreedAlike) {
     void* (*const allocators[])(std::size_t) = {mem_OperatorNewThrow, mem_OperatorNewTinyThrow,
                                                 mem_OperatorNewThrowBuiltin, mem_Malloc};
     for (const auto allocate : allocators) {
-        for (const std::size_t size : {0, 1, 24, 100000}) {
+        for (const std::size_t size : {0, 1, 24, 100000, 5000003}) {
             void* const memory = allocate(size);
             ASSERT_NE(memory, nullptr) << size;
             EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory) % alignof(std::max_align_t), 0U);

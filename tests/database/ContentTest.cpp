@@ -138,6 +138,26 @@ TEST_P(ContentTest, TablesOfImpossibleShapesAreRefused) {
     EXPECT_EQ(ORQSimFTable().RowCount(), 0);
 }
 
+TEST_P(ContentTest, TablesAndSetsOfSeveralPiecesComeBackWhole) {
+    constexpr int kValues = 1500001;  // 12 and 6 MB, stored 4 MiB at a time
+    Doubles data;
+    Ints members;
+    for (int i = 0; i < kValues; ++i) {
+        data.push_back(0.5 * i);
+        members.push_back(3 * i + i % 2);
+    }
+    Focus().SetPosition(
+        Slot(40), Focus().CreateSimpleFTable(1, Labels({}), Labels({}), data.data(), kValues));
+    const ORQSimPosition made = Focus().CreateTypedCollection(Slot(21), 3 * kValues);
+    Focus().SetPosition(
+        Slot(41), ORQSimCollection(made.GetCollection()).CreateCSet(members.data(), kValues, true));
+    CommitAndReopen();
+    Doubles values(data.size(), kUntouched);
+    ORQSimFTable(At(Database(), 40).GetFTable()).GetData(values.data(), kValues);
+    EXPECT_TRUE(values == data);
+    EXPECT_TRUE(Members(At(Database(), 41).CSet()) == members);
+}
+
 // --- Collections, members, symbols ---------------------------------------------------------------
 
 TEST_P(ContentTest, MembersAreNumberedAndFoundBothWays) {

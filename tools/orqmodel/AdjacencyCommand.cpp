@@ -8,7 +8,6 @@
 #include "ORQBasFailure.h"
 #include "ORQObjLabeler.h"
 #include "ORQSimDatabase.h"
-#include "ORQSrvInverseConnectivity.h"
 #include "mesh/ModelReader.h"
 
 namespace orqmodel {
@@ -46,12 +45,9 @@ std::vector<Place> PlacesOf(const ORQObjDocument& document, int node) {
     const ModelReader model(document);
     ORQObjLabeler labeler(document, ORQObjLabelerType::Element);
     labeler.Read();
-    ORQSrvInverseConnectivity inverse(document.GetMesh());
-    inverse.Invert();
     std::vector<Place> places;
-    for (int i = inverse.m_offsets[node]; i < inverse.m_offsets[node + 1]; ++i) {
-        const int element = static_cast<int>(inverse.m_entries[i] & 0x1FFFFFF);
-        Place place{0, "", "", "", static_cast<int>(inverse.m_entries[i] >> 25) + 1};
+    for (const auto& [element, place_in_element] : model.UsesOf(node)) {
+        Place place{0, "", "", "", place_in_element + 1};
         ORQString instance;
         if (labeler.GetOccurrenceForFlatMeshOrdinal(element, instance)) {
             place.element_instance = instance.UTF8();

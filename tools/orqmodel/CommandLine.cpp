@@ -8,10 +8,13 @@
 #include <new>
 
 #include "AdjacencyCommand.h"
+#include "DrawCommand.h"
 #include "ExportCommand.h"
+#include "FindCommand.h"
 #include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "InterruptGuard.h"
+#include "MapCommand.h"
 #include "ORQBasFailure.h"
 #include "VerifyCommand.h"
 #include "export/ExportError.h"
@@ -31,6 +34,9 @@ class CommandLine {
         AddVerify();
         AddExport();
         AddAdjacency();
+        AddDraw();
+        AddFind();
+        AddMap();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -49,6 +55,12 @@ class CommandLine {
             return RunExport(export_, console);
         if (app_.got_subcommand("adjacency"))
             return RunAdjacency(adjacency_, console);
+        if (app_.got_subcommand("draw"))
+            return RunDraw(draw_, console);
+        if (app_.got_subcommand("find"))
+            return RunFind(find_, console);
+        if (app_.got_subcommand("map"))
+            return RunMap(map_, console);
         return RunVerify(verify_, console);
     }
 
@@ -107,6 +119,78 @@ class CommandLine {
         AddJson(command, adjacency_.json);
     }
 
+    void AddDraw() {
+        CLI::App* command =
+            app_.add_subcommand("draw", "Draw the mesh of a model as a picture (PNG, SVG)");
+        command->add_option("DATABASE", draw_.database, "The model database")->required();
+        command
+            ->add_option("-o,--output", draw_.output,
+                         "The file to write; its ending, .png or .svg, names the format")
+            ->required();
+        command->add_option("--view", draw_.view,
+                            "From where: iso, +x, -x, +y, -y, +z, -z or a direction X,Y,Z; "
+                            "without it, from the front of a plane model, else iso");
+        command
+            ->add_option("--colour-by,--color-by", draw_.colour_by,
+                         "What has a colour of its own; block, unless there is --set")
+            ->check(CLI::IsMember({"block", "set"}));
+        command
+            ->add_option("--set", draw_.sets,
+                         "Colour only the element set, surface or node set of that name; "
+                         "may be repeated")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        command
+            ->add_option("--block", draw_.blocks,
+                         "Draw only the block of that name; may be repeated")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        command
+            ->add_option("--edges", draw_.edges,
+                         "Which edges of elements are drawn; mesh, all of them, unless they are "
+                         "too dense")
+            ->check(CLI::IsMember({"none", "feature", "mesh"}));
+        command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
+        command->add_flag("--force", draw_.force, "Replace a file of that name");
+        AddJson(command, draw_.json);
+    }
+
+    void AddFind() {
+        CLI::App* command =
+            app_.add_subcommand("find", "Show a set, surface or orientation by its name");
+        command->add_option("DATABASE", find_.database, "The model database")->required();
+        command->add_option("KIND", find_.kind, "What it is")
+            ->required()
+            ->check(CLI::IsMember(FindKinds()));
+        command->add_option("NAME", find_.name.name, "The name; parts of it may be quoted")
+            ->required();
+        AddScope(command, find_.name);
+        AddJson(command, find_.json);
+    }
+
+    void AddMap() {
+        CLI::App* command = app_.add_subcommand(
+            "map", "Match the nodes and elements of two models by instance and label");
+        command->add_option("PRIMARY", map_.primary, "The model to start from")->required();
+        command->add_option("SECONDARY", map_.secondary, "The model to lead to")->required();
+        command->add_option("--nodeset", map_.nodeset.name,
+                            "A node set of the primary model, to be found in the secondary one");
+        AddScope(command, map_.nodeset);
+        command
+            ->add_option("--tolerance", map_.tolerance, "List matched nodes that are further apart")
+            ->check(CLI::NonNegativeNumber)
+            ->capture_default_str();
+        AddJson(command, map_.json);
+    }
+
+    static void AddScope(CLI::App* command, ScopedName& name) {
+        command->add_option("--instance", name.instance, "The instance that the name belongs to");
+        command
+            ->add_option("--separator", name.separator,
+                         "What stands between instance and name in a name")
+            ->capture_default_str();
+    }
+
     static void AddJson(CLI::App* command, bool& is_set) {
         command->add_flag("--json", is_set, "Report as one JSON object");
     }
@@ -121,6 +205,9 @@ class CommandLine {
     VerifyOptions verify_;
     ExportOptions export_;
     AdjacencyOptions adjacency_;
+    DrawOptions draw_;
+    FindOptions find_;
+    MapOptions map_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

@@ -5,6 +5,7 @@
 
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
+#include "storage/FlatArray.h"
 
 namespace orq::database {
 
@@ -15,7 +16,6 @@ namespace {
 
 // Members up to this many stand in the row itself.
 constexpr std::size_t kMostInRow = 1024;
-constexpr std::int64_t kMembersChunk = 4 << 20;  // bytes; stored layout, do not change
 // Drawers that are not chunked are still stored in pieces, so that changing a cell copies little.
 constexpr std::int64_t kPlainChunk = 4 << 20;
 
@@ -145,8 +145,36 @@ bool DatabaseState::Refresh() {
 }
 
 void DatabaseState::ForgetCaches() {
+    m_children.fill({});
     m_sets.clear();
     m_distributions.clear();
+}
+
+DatabaseState::KnownChild& DatabaseState::PlaceOfChild(std::int64_t object, int slot, int member) {
+    const std::uint64_t hash =
+        (static_cast<std::uint64_t>(object) * 31 + static_cast<std::uint64_t>(slot)) * 31 +
+        static_cast<std::uint64_t>(member);
+    return m_children[hash % m_children.size()];
+}
+
+ORQSimDynamicID DatabaseState::Child(std::int64_t object, int slot, int member) {
+    KnownChild& known = PlaceOfChild(object, slot, member);
+    if (known.object != object || known.slot != slot || known.member != member) {
+        Cursor row = Rows().Find(Table::Child, object, slot, member);
+        known = {object, slot, member, row.Next() ? Target(row, 3) : ORQSimDynamicID()};
+    }
+    return known.target;
+}
+
+void DatabaseState::SetChild(std::int64_t object, int slot, int member,
+                             const ORQSimDynamicID& target) {
+    PlaceOfChild(object, slot, member) = {};
+    if (target.IsNull()) {
+        Rows().Erase(Table::Child, object, slot, member);
+    } else {
+        Rows().Put(Table::Child, object, slot, member, target.MinorID(), target.Category(),
+                   target.TypeID().Index(), target.Index());
+    }
 }
 
 ORQSimDynamicID DatabaseState::NewObject(int type, int category) {
@@ -177,14 +205,7 @@ void PutMembers(storage::Engine& engine, Table table, std::int64_t key0, std::in
     std::int64_t store = 0;
     if (members.Written().size() > kMostInRow) {
         store = engine.NewObject();
-        const auto size = static_cast<std::int64_t>(bytes.size());
-        for (std::int64_t chunk = 0; chunk * kMembersChunk < size; ++chunk) {
-            const std::int64_t begin = chunk * kMembersChunk;
-            engine.Chunks().Write(
-                store, 0, chunk, 0,
-                bytes.subspan(static_cast<std::size_t>(begin),
-                              static_cast<std::size_t>(std::min(kMembersChunk, size - begin))));
-        }
+        storage::PutFlatArray(engine.Chunks(), store, 0, bytes);
     }
     engine.Rows().Put(table, key0, key1, key2, static_cast<int>(members.GetForm()), members.First(),
                       members.Count(), members.Stride(), members.Block(), store,
@@ -202,27 +223,20 @@ ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int colu
         return ComponentSet::Strided(first, count, row.Int32(column + 3), row.Int32(column + 4));
     }
     std::vector<int> members(static_cast<std::size_t>(count));
-    auto* out = reinterpret_cast<std::byte*>(members.data());
-    const auto size = static_cast<std::int64_t>(members.size() * sizeof(int));
+    const std::span<std::byte> out = std::as_writable_bytes(std::span(members));
     if (const std::int64_t store = row.Int(column + 5); store != 0) {
-        for (std::int64_t begin = 0; begin < size; begin += kMembersChunk) {
-            const std::int64_t length = std::min(kMembersChunk, size - begin);
-            const std::int64_t chunk = begin / kMembersChunk;
-            if (engine.Chunks().Length(store, 0, chunk) != length) {
-                throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                    engine.Path() + ": the members of a set are missing (store " +
-                                        std::to_string(store) + ")");
-            }
-            std::memcpy(out + begin, engine.Chunks().Read(store, 0, chunk, 0, length),
-                        static_cast<std::size_t>(length));
+        if (!storage::GetFlatArray(engine.Chunks(), store, 0, 0, out)) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                engine.Path() + ": the members of a set are missing (store " +
+                                    std::to_string(store) + ")");
         }
     } else {
         const std::span<const std::byte> bytes = row.Blob(column + 6);
-        if (static_cast<std::int64_t>(bytes.size()) != size) {
+        if (bytes.size() != out.size()) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
                                 engine.Path() + ": the members of a set are incomplete");
         }
-        std::ranges::copy(bytes, out);
+        std::ranges::copy(bytes, out.begin());
     }
     return form == ComponentSet::Form::Sorted ? ComponentSet::FromAscending(std::move(members))
                                               : ComponentSet::FromOrdered(std::move(members));

@@ -1,12 +1,12 @@
 #include "ORQSimFTable.h"
 
-#include <algorithm>
-#include <cstring>
+#include <span>
 #include <string>
 
 #include "DatabaseState.h"
 #include "FTableData.h"
 #include "ORQBasFailure.h"
+#include "storage/FlatArray.h"
 
 using orq::database::DatabaseState;
 using orq::storage::Cursor;
@@ -14,7 +14,6 @@ using orq::storage::Table;
 
 namespace {
 
-constexpr std::int64_t kPiece = 4 << 20;  // bytes of a chunk; stored layout, do not change
 // Axes of labels; stored, do not change.
 constexpr int kRowAxis = 0;
 constexpr int kColumnAxis = 1;
@@ -70,12 +69,8 @@ ORQSimDynamicID CreateFTable(DatabaseState& state, int type, int rows,
     state.Rows().Insert(Table::FTable, id.MinorID(), rows, columns, id.MinorID());
     PutLabels(state, id.MinorID(), kRowAxis, 0, rowLabels);
     PutLabels(state, id.MinorID(), kColumnAxis, columns - columnLabels.Size(), columnLabels);
-    auto bytes = std::as_bytes(std::span(data, static_cast<std::size_t>(count)));
-    for (std::int64_t chunk = 0; !bytes.empty(); ++chunk) {
-        const auto piece = bytes.first(std::min<std::size_t>(bytes.size(), kPiece));
-        state.Engine().Chunks().Write(id.MinorID(), 0, chunk, 0, piece);
-        bytes = bytes.subspan(piece.size());
-    }
+    storage::PutFlatArray(state.Engine().Chunks(), id.MinorID(), 0,
+                          std::as_bytes(std::span(data, static_cast<std::size_t>(count))));
     return id;
 }
 
@@ -101,18 +96,15 @@ void ORQSimFTable::GetData(double* values, int count) const {
                                                           " values was asked for " +
                                                           std::to_string(count));
     }
-    DatabaseState* state = DatabaseState::Reading(m_id);
-    auto* out = reinterpret_cast<std::byte*>(values);
-    const std::int64_t size = std::int64_t{sizeof(double)} * count;
-    for (std::int64_t begin = 0; begin < size; begin += kPiece) {
-        const std::int64_t length = std::min(kPiece, size - begin);
-        if (state->Engine().Chunks().Length(m_id.MinorID(), 0, begin / kPiece) < length) {
-            throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                state->ShownPath() + ": the values of table " +
-                                    std::to_string(m_id.MinorID()) + " are incomplete");
-        }
-        std::memcpy(out + begin,
-                    state->Engine().Chunks().Read(m_id.MinorID(), 0, begin / kPiece, 0, length),
-                    static_cast<std::size_t>(length));
+    if (count == 0) {
+        return;
+    }
+    DatabaseState& state = *DatabaseState::Reading(m_id);
+    if (!orq::storage::GetFlatArray(
+            state.Engine().Chunks(), m_id.MinorID(), 0, 0,
+            std::as_writable_bytes(std::span(values, static_cast<std::size_t>(count))))) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            state.ShownPath() + ": the values of table " +
+                                std::to_string(m_id.MinorID()) + " are incomplete");
     }
 }

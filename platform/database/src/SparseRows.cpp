@@ -5,6 +5,7 @@
 #include <string>
 
 #include "ORQBasFailure.h"
+#include "storage/FlatArray.h"
 
 namespace orq::database {
 
@@ -14,34 +15,18 @@ namespace {
 constexpr int kValues = 0;
 constexpr int kIndices = 1;
 constexpr int kMap = 2;
-constexpr std::int64_t kPiece = 4 << 20;  // bytes of a chunk of each part
 
 void PutPart(DatabaseState& state, std::int64_t store, int part, std::span<const std::byte> bytes) {
-    for (std::int64_t chunk = 0; !bytes.empty(); ++chunk) {
-        const auto piece = bytes.first(std::min<std::size_t>(bytes.size(), kPiece));
-        state.Engine().Chunks().Write(store, part, chunk, 0, piece);
-        bytes = bytes.subspan(piece.size());
-    }
+    storage::PutFlatArray(state.Engine().Chunks(), store, part, bytes);
 }
 
-// Copies bytes [begin, begin + out.size()) of a part.
+// Copies the bytes of a part from `begin` on.
 void GetPart(DatabaseState& state, std::int64_t store, int part, std::int64_t begin,
              std::span<std::byte> out) {
-    storage::ChunkStore& chunks = state.Engine().Chunks();
-    while (!out.empty()) {
-        const std::int64_t chunk = begin / kPiece;
-        const std::int64_t from = begin % kPiece;
-        const std::int64_t n = std::min(chunks.Length(store, part, chunk) - from,
-                                        static_cast<std::int64_t>(out.size()));
-        if (n <= 0) {
-            throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                state.ShownPath() + ": the sparse data of store " +
-                                    std::to_string(store) + " is incomplete");
-        }
-        std::memcpy(out.data(), chunks.Read(store, part, chunk, from, from + n),
-                    static_cast<std::size_t>(n));
-        out = out.subspan(static_cast<std::size_t>(n));
-        begin += n;
+    if (!storage::GetFlatArray(state.Engine().Chunks(), store, part, begin, out)) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            state.ShownPath() + ": the sparse data of store " +
+                                std::to_string(store) + " is incomplete");
     }
 }
 

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <functional>
 #include <limits>
 #include <numeric>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,7 +40,37 @@ constexpr std::array<SymbolRow, 6> kDofs = {{{2, "DISPLACEMENT_1"},
                                              {15, "ROTATION_ANGLE_1"},
                                              {16, "ROTATION_ANGLE_2"},
                                              {17, "ROTATION_ANGLE_3"}}};
-constexpr std::array<SymbolRow, 3> kComponents = {{{0, "C_1"}, {12, "C_2"}, {20, "C_3"}}};
+// The places are the codes by which output variables name their components. Some tensor
+// components have two codes.
+constexpr std::array<SymbolRow, 29> kComponents = {{{0, "C_1"},
+                                                    {12, "C_2"},
+                                                    {20, "C_3"},
+                                                    {1, "C_11"},
+                                                    {5, "C_12"},
+                                                    {9, "C_12_SECOND"},
+                                                    {10, "C_13"},
+                                                    {11, "C_13_SECOND"},
+                                                    {13, "C_21"},
+                                                    {14, "C_22"},
+                                                    {18, "C_23"},
+                                                    {19, "C_23_SECOND"},
+                                                    {21, "C_31"},
+                                                    {22, "C_32"},
+                                                    {23, "C_33"},
+                                                    {24, "PRINCIPAL_VALUE_1"},
+                                                    {25, "PRINCIPAL_VALUE_2"},
+                                                    {26, "PRINCIPAL_VALUE_3"},
+                                                    {27, "ORIENTATION_0"},
+                                                    {28, "ORIENTATION_1"},
+                                                    {29, "ORIENTATION_2"},
+                                                    {30, "ORIENTATION_3"},
+                                                    {31, "ROTATION_1"},
+                                                    {32, "ROTATION_2"},
+                                                    {33, "ROTATION_3"},
+                                                    {35, "PRINCIPAL_1"},
+                                                    {36, "PRINCIPAL_2"},
+                                                    {37, "PRINCIPAL_3"},
+                                                    {38, "WHOLE"}}};
 constexpr int kComponentSpace = 39;  // as many as there are component codes
 
 template <class Rows>
@@ -131,9 +164,7 @@ std::vector<int> AscendingPlaces(const std::vector<int>& members, const int* lab
     std::vector<int> places(members.size());
     std::iota(places.begin(), places.end(), 0);
     const auto label = [&](int place) { return labels[place]; };
-    if (!std::ranges::is_sorted(places, {}, label)) {
-        std::ranges::sort(places, {}, label);
-    }
+    std::ranges::sort(places, {}, label);
     const std::string where = " in instance \"" + instance.UTF8() + "\"";
     if (!places.empty() && label(places.front()) < 1) {
         throw ORQBasFailure(
@@ -150,6 +181,22 @@ std::vector<int> AscendingPlaces(const std::vector<int>& members, const int* lab
                 std::to_string(members[static_cast<std::size_t>(*(twice + 1))]));
     }
     return places;
+}
+
+// The table of an instance: ascending labels, and the members that have them.
+void WriteLabels(const ORQSimDistribution& distribution, int instanceMember,
+                 const ORQSimCSet& members, const int* labels) {
+    ORQSimArray<int> chunks(2);
+    chunks.Get(0) = 1;
+    chunks.Get(1) = kLabelChunk;
+    ORQSimTransfer(distribution)
+        .SetWrite()
+        .SetMakeNewDrawerChunked(chunks)
+        .SetDim(0, ORQSimCollection(distribution.Grid().Collection(0))
+                       .CreateVolatileCSet(&instanceMember, 1, true))
+        .SetDim(1, members)
+        .SetBuffer(ORQSimbufMain, labels, std::int64_t{sizeof(int)} * members.Size())
+        .ExecWrite();
 }
 
 }  // namespace
@@ -185,7 +232,7 @@ ORQSimCSetID ORQObjModelBuilder::AddNodes(int count) const {
 }
 
 ORQSimPosition ORQObjModelBuilder::AddInstance(const ORQString& name) const {
-    ORQSimCollection instances(Mesh().GetPosition(ORQSimSchema::Mesh_instances).GetCollection());
+    ORQSimCollection instances(ORQObjMesh(Mesh()).GetInstanceCollection().GetCollection());
     for (int i = 0; i < instances.Space(); ++i) {
         if (const ORQSimPosition instance = instances.GetMember(i); instance.Name() == name) {
             return instance;
@@ -200,10 +247,9 @@ ORQSimPosition ORQObjModelBuilder::AddInstance(const ORQString& name) const {
 void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition& instance,
                                    const ORQSimCSetID& memberSet, const int* labels) const {
     const bool isNode = type == ORQObjLabelerType::Node;
+    const ORQObjMesh mesh(Mesh());
     const ORQSimDistribution distribution(
-        Mesh()
-            .GetPosition(isNode ? ORQSimSchema::Mesh_nodeLabels : ORQSimSchema::Mesh_elementLabels)
-            .GetDistribution());
+        (isNode ? mesh.GetNodeLabels() : mesh.GetElementLabels()).GetDistribution());
     const ORQSimCollection instances(distribution.Grid().Collection(0));
     const ORQSimCollection labelled(distribution.Grid().Collection(1));
     const int instanceMember = instances.MemberIndex(instance);
@@ -218,33 +264,30 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
         }
     }
 
-    const ORQSimCSet memberCSet(memberSet);
-    std::vector<int> members(static_cast<std::size_t>(memberCSet.Size()));
-    memberCSet.OrderedMembers(members.data());
-    const std::vector<int> places = AscendingPlaces(members, labels, instance.Name());
-    std::vector<int> ascendingLabels;
-    std::vector<int> ordinals;
-    ascendingLabels.reserve(places.size());
-    ordinals.reserve(places.size());
-    for (const int place : places) {
-        ascendingLabels.push_back(labels[place]);
-        ordinals.push_back(members[static_cast<std::size_t>(place)]);
+    const ORQSimCSet members(memberSet);
+    const std::span given(labels, static_cast<std::size_t>(members.Size()));
+    const bool areInOrder =
+        std::ranges::adjacent_find(given, std::greater_equal<>()) == given.end();
+    if (areInOrder && (given.empty() || given.front() >= 1)) {
+        WriteLabels(distribution, instanceMember, members, labels);
+    } else {
+        std::vector<int> ordinals(given.size());
+        members.OrderedMembers(ordinals.data());
+        const std::vector<int> places = AscendingPlaces(ordinals, labels, instance.Name());
+        std::vector<int> ascendingLabels;
+        std::vector<int> ascendingOrdinals;
+        ascendingLabels.reserve(places.size());
+        ascendingOrdinals.reserve(places.size());
+        for (const int place : places) {
+            ascendingLabels.push_back(labels[place]);
+            ascendingOrdinals.push_back(ordinals[static_cast<std::size_t>(place)]);
+        }
+        WriteLabels(distribution, instanceMember,
+                    labelled.CreateVolatileOrderedCSet(ascendingOrdinals.data(), members.Size()),
+                    ascendingLabels.data());
     }
-
-    ORQSimArray<int> chunks(2);
-    chunks.Get(0) = 1;
-    chunks.Get(1) = kLabelChunk;
-    ORQSimTransfer(distribution)
-        .SetWrite()
-        .SetMakeNewDrawerChunked(chunks)
-        .SetDim(0, instances.CreateVolatileCSet(&instanceMember, 1, true))
-        .SetDim(1, labelled.CreateVolatileOrderedCSet(ordinals.data(),
-                                                      static_cast<int>(ordinals.size())))
-        .SetBuffer(ORQSimbufMain, std::as_const(ascendingLabels).data(),
-                   static_cast<std::int64_t>(ascendingLabels.size() * sizeof(int)))
-        .ExecWrite();
     if (isNode) {
-        const ORQSimCSet userNodes = ORQObjMesh(Mesh()).GetUserNodes().CSet().Union(memberCSet);
+        const ORQSimCSet userNodes = mesh.GetUserNodes().CSet().Union(members);
         Mesh().SetPosition(ORQSimSchema::Mesh_userNodes, userNodes.RegisterWithCollection());
     }
 }
@@ -277,6 +320,12 @@ ORQSimPosition ORQObjModelBuilder::AddElementSpec(const ORQString& name) const {
     spec.SetName(ORQSimSchema::Record_name, name);
     spec.SetPosition(ORQSimSchema::ElementSpec_definition, spec);
     return spec;
+}
+
+ORQSimCSetID ORQObjModelBuilder::AddElementSpecPoints(const ORQSimPosition& spec, int count) const {
+    const ORQSimCSetID points = AddMembers(m_document.GetPointCollection(), count);
+    spec.SetPosition(ORQSimSchema::ElementSpec_points, points);
+    return points;
 }
 
 void ORQObjModelBuilder::AssignElementSpecs(

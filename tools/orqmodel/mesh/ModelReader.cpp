@@ -1,6 +1,7 @@
 #include "mesh/ModelReader.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <set>
 #include <string_view>
 
@@ -203,6 +204,38 @@ std::vector<ModelReader::FaceNodes> ModelReader::NodesOf(const std::vector<Face>
         }
     }
     return nodesOf;
+}
+
+std::vector<ModelReader::Use> ModelReader::UsesOf(int node) const {
+    std::vector<Use> uses;
+    std::vector<int> nodes;
+    const ORQSimDistribution connectivity(
+        ORQObjMesh(m_document.GetMesh()).GetConnectivity().DSet().GetRelationalDistributionID());
+    for (const ORQSimDrawerDescription& drawer : connectivity.QueryDrawers()) {
+        const ORQSimCSet elements(drawer.CSet(0));
+        const ORQSimCSet places(drawer.CSet(1));
+        for (int begin = 0; begin < elements.Size();) {
+            const int end = begin + std::min(elements.Size() - begin, kChunk);
+            const ORQSimCSet some = Part(elements, begin, end);
+            nodes.resize(static_cast<std::size_t>(some.Size()) *
+                         static_cast<std::size_t>(places.Size()));
+            ORQSimTransfer(connectivity)
+                .SetRead()
+                .SetDrawer(drawer.DrawerID())
+                .SetDim(0, some)
+                .SetDim(1, places)
+                .SetBuffer(ORQSimbufMain, nodes.data(),
+                           static_cast<std::int64_t>(nodes.size() * sizeof(int)))
+                .ExecRead();
+            for (auto at = std::ranges::find(nodes, node); at != nodes.end();
+                 at = std::find(at + 1, nodes.end(), node)) {
+                const auto cell = static_cast<int>(at - nodes.begin());
+                uses.push_back({some[cell / places.Size()], cell % places.Size()});
+            }
+            begin = end;
+        }
+    }
+    return uses;
 }
 
 void ModelReader::ReadAttributes(const Block& block, int begin, int end,

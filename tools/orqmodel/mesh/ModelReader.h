@@ -44,6 +44,12 @@ class ModelReader {
         int element;
         int side;  ///< place in the shape's sides
     };
+    /// An element that has a node, and where.
+    struct Use {
+        int element;
+        int place;  ///< of the node in the element, from 0
+        bool operator==(const Use&) const = default;
+    };
     using FaceNodes = std::vector<int>;  ///< in the order of ElementShape::Side::nodes
     struct Surface {
         std::string name;
@@ -73,6 +79,10 @@ class ModelReader {
     void ReadConnectivity(const Block& block, int begin, int end, std::span<int> nodes) const;
     /// The nodes of each face, in the order of the faces.
     std::vector<FaceNodes> NodesOf(const std::vector<Face>& faces) const;
+    /// All uses of a node, by drawer of the connectivity, then by element and place: the entries
+    /// that ORQSrvInverseConnectivity has for it. Looks through the connectivity a few megabytes at
+    /// a time, where inverting it holds all of it in memory, twice.
+    std::vector<Use> UsesOf(int node) const;
     /// [end - begin][attributes], elements counted within the block.
     void ReadAttributes(const Block& block, int begin, int end, std::span<double> values) const;
     /// By ordinal; 0 for what no instance labels. Labels of several instances may repeat.

@@ -1,0 +1,334 @@
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
+#include <memory>
+#include <numeric>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "AllocationPeak.h"
+#include "BulkData.h"
+#include "ChildProcess.h"
+#include "CoordinateDatabase.h"
+#include "MeshDatabase.h"
+#include "ORQSrvInverseConnectivity.h"
+#include "ORQSrvSurfaceNodalAreas.h"
+#include "StructuredMesh.h"
+#include "Workloads.h"
+
+namespace storage_benchmark {
+
+namespace {
+
+constexpr double kMebibyte = 1 << 20;
+
+// The connectivity of a mesh, and where it goes.
+struct MeshData : BulkData<int> {
+    explicit MeshData(const Settings& settings)
+        : MeshData(settings, StructuredMesh(settings.nSide)) {}
+    MeshData(const Settings& settings, StructuredMesh&& mesh)
+        : BulkData(settings, std::move(mesh.connectivity)),
+          database(settings.directory / "ours.orq"),
+          nNodes(mesh.nNodes) {}
+
+    void StoreAll() const {
+        MeshDatabase::Create(database, nNodes).Append(values);
+        PlainFile(plain, PlainFile::Mode::CreateEmpty).Append(Bytes());
+    }
+
+    std::filesystem::path database;
+    int nNodes;
+};
+
+// --- Connectivity --------------------------------------------------------------------------------
+
+std::vector<Row> Write(const Settings& settings) {
+    MeshData mesh(settings);
+    std::optional<MeshDatabase> database;
+    std::unique_ptr<PlainFile> plain;
+    return {Measure(
+        settings, "mesh-write", 0.9,
+        {mesh.Writing(
+             "ours", [&] { database = MeshDatabase::Create(mesh.database, mesh.nNodes); },
+             [&] { database->Append(mesh.values); },
+             [&] {
+                 database.reset();
+                 mesh.CheckStored<MeshDatabase>(mesh.database);
+             }),
+         mesh.Writing(
+             "write+fsync",
+             [&] { plain = std::make_unique<PlainFile>(mesh.plain, PlainFile::Mode::CreateEmpty); },
+             [&] {
+                 plain->Append(mesh.Bytes());
+                 plain->SyncAll();
+             },
+             [&] { mesh.CheckPlain(); })})};
+}
+
+std::vector<Row> ReadFirst(const Settings& settings) {
+    MeshData mesh(settings);
+    mesh.StoreAll();
+    return {Measure(settings, "mesh-read-first", 1.8,
+                    {mesh.Reading("ours", [&] { MeshDatabase(mesh.database).Read(mesh.target); }),
+                     mesh.ReadingFreshMap()})};
+}
+
+std::vector<Row> ReadAgain(const Settings& settings) {
+    MeshData mesh(settings);
+    mesh.StoreAll();
+    const MeshDatabase database(mesh.database);
+    database.Read(mesh.target);
+    return {Measure(
+        settings, "mesh-read-again", 1.15,
+        {mesh.Reading("ours", [&] { database.Read(mesh.target); }), mesh.ReadingFreshMap()})};
+}
+
+// --- Adjacency -----------------------------------------------------------------------------------
+
+// The two passes over connectivity that lies in memory: count, sum, fill.
+struct PlainInverse {
+    PlainInverse(std::span<const int> connectivity, int nNodes)
+        : offsets(static_cast<std::size_t>(nNodes) + 1),
+          entries(std::make_unique_for_overwrite<unsigned[]>(connectivity.size())) {
+        for (const int node : connectivity) {
+            ++offsets[static_cast<std::size_t>(node) + 1];
+        }
+        std::partial_sum(offsets.begin(), offsets.end(), offsets.begin());
+        std::vector<int> cursor(offsets.begin(), offsets.end() - 1);
+        constexpr unsigned kPlaces = StructuredMesh::kNodesPerElement;
+        const int* node = connectivity.data();
+        const auto nElements = static_cast<unsigned>(connectivity.size() / kPlaces);
+        for (unsigned element = 0; element < nElements; ++element) {
+            for (unsigned place = 0; place < kPlaces; ++place) {
+                entries[static_cast<std::size_t>(cursor[static_cast<std::size_t>(*node++)]++)] =
+                    element | place << 25;
+            }
+        }
+    }
+    bool Equals(const ORQSrvInverseConnectivity& ours) const {
+        const auto total = static_cast<std::size_t>(offsets.back());
+        return ours.m_total == offsets.back() &&
+               std::equal(offsets.begin(), offsets.end(), ours.m_offsets) &&
+               std::equal(entries.get(), entries.get() + total, ours.m_entries);
+    }
+
+    std::vector<int> offsets;
+    std::unique_ptr<unsigned[]> entries;
+};
+
+// VTK in a process of its own, which has the mesh; null, said aloud, where it is absent.
+std::unique_ptr<ChildProcess> StartVtk(const MeshData& mesh) {
+    std::unique_ptr<ChildProcess> vtk;
+    if (std::filesystem::exists(ORQ_PYTHON)) {
+        vtk = std::make_unique<ChildProcess>(std::vector<std::string>{
+            ORQ_PYTHON, ORQ_VTK_LINKS, mesh.plain.string(), std::to_string(mesh.nNodes)});
+    }
+    if (vtk == nullptr || vtk->Hear() != "ready") {
+        std::cerr << "invert: VTK is not there, invert-vtk is skipped\n";
+        return nullptr;
+    }
+    return vtk;
+}
+
+std::vector<Row> Invert(const Settings& settings) {
+    MeshData mesh(settings);
+    mesh.StoreAll();
+    const PlainInverse expected(mesh.values, mesh.nNodes);
+    const std::unique_ptr<ChildProcess> vtk = StartVtk(mesh);
+    std::optional<MeshDatabase> database;
+    std::unique_ptr<ORQSrvInverseConnectivity> inverse;
+    std::unique_ptr<PlainInverse> plain;
+    const auto check = [&] {
+        Require(expected.Equals(*inverse), "the adjacency is wrong");
+        inverse.reset();
+    };
+    const auto invert = [&] {
+        inverse = std::make_unique<ORQSrvInverseConnectivity>(database->Mesh());
+        inverse->Invert();
+    };
+    const Contender loop = {
+        .name = "two-pass loop",
+        .run = [&] { plain = std::make_unique<PlainInverse>(mesh.values, mesh.nNodes); },
+        .check = [&] { plain.reset(); }};
+    std::vector<Contender> again = {{.name = "ours", .run = invert, .check = check}, loop};
+    if (vtk != nullptr) {
+        again.push_back({.name = "VTK", .run = [&] {
+                             vtk->Say("");
+                             Require(vtk->Hear() == "done", "VTK failed");
+                         }});
+    }
+    std::vector<Row> rows = {Measure(settings, "invert-first", 1.3,
+                                     {{.name = "ours",
+                                       .prepare = [&] { database.emplace(mesh.database); },
+                                       .run = invert,
+                                       .check = check},
+                                      loop})};
+    rows.push_back(Measure(settings, "invert", 1.15, again));
+    if (vtk != nullptr) {
+        const Row& row = rows.back();
+        rows.push_back({"invert-vtk", "ms", row.ours, "VTK", row.peers[0].second, 0.5, {}});
+    }
+    rows.push_back(
+        {"invert-memory",
+         "MiB",
+         {PeakMebibytes(invert)},
+         "connectivity and result",
+         {static_cast<double>(2 * mesh.Bytes().size() + expected.offsets.size() * 4) / kMebibyte},
+         1.13,
+         {}});
+    return rows;
+}
+
+// --- Surface areas -------------------------------------------------------------------------------
+
+using SurfaceAreas = std::vector<ORQBasMap<int, double>>;
+
+// At most half a million nodes in ten surfaces.
+SurfaceAreas MakeSurfaces(int nNodes) {
+    constexpr int kSurfaces = 10;
+    constexpr int kNodesOfSurface = 50000;
+    SurfaceAreas surfaces(kSurfaces);
+    const int nOfSurface = std::min(kNodesOfSurface, nNodes / kSurfaces);
+    const int stride = nNodes / (kSurfaces * nOfSurface);
+    int node = 0;
+    for (auto& surface : surfaces) {
+        for (int i = 0; i < nOfSurface; ++i, node += stride) {
+            surface.InsertUnique(node, 0.5 + node);
+        }
+    }
+    return surfaces;
+}
+
+// The least that writing them takes: a walk for the set of the nodes, another for the arrays, and
+// writing these.
+void WritePlainAreas(const SurfaceAreas& surfaces, PlainFile& file) {
+    std::set<int> nodes;
+    for (const auto& surface : surfaces) {
+        for (const auto& [node, area] : surface) {
+            nodes.insert(node);
+        }
+    }
+    std::vector<int> indices;
+    std::vector<double> areas;
+    for (const auto& surface : surfaces) {
+        for (const auto& [node, area] : surface) {
+            indices.push_back(node);
+            areas.push_back(area);
+        }
+    }
+    file.Append(std::as_bytes(std::span(areas)));
+    file.Append(std::as_bytes(std::span(indices)));
+    file.SyncAll();
+}
+
+std::vector<Row> Areas(const Settings& settings) {
+    const int nNodes = StructuredMesh(settings.nSide).nNodes;
+    const SurfaceAreas surfaces = MakeSurfaces(nNodes);
+    const std::filesystem::path path = settings.directory / "areas.orq";
+    auto& service = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
+    std::optional<MeshDatabase> database;
+    std::unique_ptr<PlainFile> plain;
+    const Row row = Measure(
+        settings, "surface-areas", 1.5,
+        {{.name = "ours",
+          .prepare =
+              [&] {
+                  database = MeshDatabase::Create(path, nNodes);
+                  database->AddSurfaces(static_cast<int>(surfaces.size()));
+              },
+          .run =
+              [&] {
+                  for (int i = 0; i < static_cast<int>(surfaces.size()); ++i) {
+                      service.AppendSurfaceIdNodeArea(i, surfaces[static_cast<std::size_t>(i)]);
+                  }
+                  service.WriteSurfaceNodalAreas(database->Model());
+              },
+          .check =
+              [&] {
+                  Require(database->NumNodalAreas() ==
+                              static_cast<std::int64_t>(surfaces.size()) * surfaces[0].Size(),
+                          "the database holds another number of areas");
+              }},
+         {.name = "two walks, a set, write+fsync",
+          .prepare =
+              [&] {
+                  plain = std::make_unique<PlainFile>(settings.directory / "plain.bin",
+                                                      PlainFile::Mode::CreateEmpty);
+              },
+          .run = [&] { WritePlainAreas(surfaces, *plain); }}});
+    omi_SingletonBase<ORQSrvSurfaceNodalAreas>::Finalize();
+    return {row};
+}
+
+// --- Import --------------------------------------------------------------------------------------
+
+void CheckImported(const std::filesystem::path& database, const StructuredMesh& mesh) {
+    std::vector<int> nodes(mesh.connectivity.size());
+    MeshDatabase(database).Read(nodes);
+    Require(nodes == mesh.connectivity, "the connectivity is wrong");
+    const auto nNodes = static_cast<std::size_t>(mesh.nNodes);
+    std::vector<double> points(3 * nNodes);
+    CoordinateDatabase(database).Read(points);
+    const std::vector<double> expected = mesh.Coordinates();
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        Require(points[i] == expected[i % 3 * nNodes + i / 3], "the coordinates are wrong");
+    }
+}
+
+std::vector<Row> Import(const Settings& settings) {
+    const StructuredMesh mesh(settings.nSide);
+    const std::filesystem::path file = settings.directory / "cube.e";
+    const std::filesystem::path imported = settings.directory / "imported.orq";
+    WriteExodus(mesh, file);
+    const auto start = [&] {
+        return std::make_unique<ChildProcess>(std::vector<std::string>{
+            ORQ_PROGRAM, "import", file.string(), "-o", imported.string()});
+    };
+    const auto removeImported = [&] { std::filesystem::remove_all(imported); };
+    std::unique_ptr<PlainFile> plain;
+    std::vector<Row> rows = {
+        Measure(settings, "import", 2.0,
+                {{.name = "ours",
+                  .prepare = removeImported,
+                  .run = [&] { start()->Finish(); },
+                  .check = [&] { CheckImported(imported, mesh); }},
+                 {.name = "Exodus library, then write+fsync",
+                  .prepare =
+                      [&] {
+                          plain = std::make_unique<PlainFile>(settings.directory / "plain.bin",
+                                                              PlainFile::Mode::CreateEmpty);
+                      },
+                  .run =
+                      [&] {
+                          const ExodusArrays arrays(file);
+                          plain->Append(std::as_bytes(std::span(arrays.coordinates)));
+                          plain->Append(std::as_bytes(std::span(arrays.connectivity)));
+                          plain->Append(std::as_bytes(std::span(arrays.nodeLabels)));
+                          plain->Append(std::as_bytes(std::span(arrays.elementLabels)));
+                          plain->SyncAll();
+                      }}})};
+    removeImported();
+    const ExodusArrays arrays(file);
+    rows.push_back({"import-memory",
+                    "MiB",
+                    {start()->FinishAndWatchMemory()},
+                    "the arrays of the mesh",
+                    {static_cast<double>(arrays.NumBytes()) / kMebibyte},
+                    1.5,
+                    {}});
+    return rows;
+}
+
+}  // namespace
+
+std::vector<Workload> MeshWorkloads() {
+    return {{"mesh-write", Write}, {"mesh-read-first", ReadFirst}, {"mesh-read-again", ReadAgain},
+            {"invert", Invert},    {"surface-areas", Areas},       {"import", Import}};
+}
+
+}  // namespace storage_benchmark

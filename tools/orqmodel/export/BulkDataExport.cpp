@@ -7,6 +7,7 @@
 #include <cmath>
 #include <map>
 #include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -21,7 +22,6 @@ namespace orqmodel {
 namespace {
 
 constexpr int kSlice = 1 << 16;  // nodes or elements at a time
-constexpr int kFirstPlyField = 9;
 
 std::optional<int> PropertyOf(const ModelReader::Properties& properties, std::string_view name) {
     const auto found =
@@ -87,13 +87,25 @@ class Deck {
         }
     }
 
+    /// Spells some of the fields that SetReals set as integers.
+    static void SetIntegers(BulkFields& fields, int first, const std::vector<double>& values,
+                            std::span<const int> integers) {
+        for (const int field : integers) {
+            if (field >= first && !fields.IsBlank(field)) {
+                fields.Set(field,
+                           static_cast<int>(values[static_cast<std::size_t>(field - first)]));
+            }
+        }
+    }
+
     // --- Materials and orientations --------------------------------------------------------------
 
     void WriteMaterials() {
         Numbers numbers;
         for (const Layup::Material& material : m_layup.materials) {
             m_materialNumbers.push_back(numbers.Unique(material.number));
-            if (!NumBulkMaterialConstants(material.kind)) {
+            const BulkMaterialCard* const card = FindBulkMaterialCard(material.kind);
+            if (card == nullptr) {
                 m_report.Drop(
                     "material", material.name, 1,
                     fmt::format("the model has no constants of it; sections name it as {}",
@@ -103,9 +115,7 @@ class Deck {
             BulkFields fields;
             fields.Set(1, m_materialNumbers.back());
             SetReals(fields, 2, material.constants, material.constants.size());
-            if (material.kind == "MAT1" && !fields.IsBlank(12)) {
-                fields.Set(12, static_cast<int>(material.constants[10]));  // a coordinate system
-            }
+            SetIntegers(fields, 2, material.constants, std::array{card->integerField});
             m_text.Card(material.kind, fields);
             m_report.Keep("material", material.name, 1);
         }
@@ -182,12 +192,7 @@ class Deck {
         BulkFields fields;
         fields.Set(1, number);
         SetReals(fields, kFirstShellConstant, section.constants, kNumShellConstants);
-        for (const int field : {4, 6, 11}) {  // materials
-            if (!fields.IsBlank(field)) {
-                const auto at = static_cast<std::size_t>(field - kFirstShellConstant);
-                fields.Set(field, static_cast<int>(section.constants[at]));
-            }
-        }
+        SetIntegers(fields, kFirstShellConstant, section.constants, kOtherMaterialFields);
         SetMaterial(fields, 2, section.layers.at(0).material);
         if (section.layers[0].thickness) {
             fields.Set(3, *section.layers[0].thickness);
@@ -199,7 +204,7 @@ class Deck {
         BulkFields fields;
         fields.Set(1, number);
         SetReals(fields, kFirstLaminateConstant, section.constants, kNumLaminateConstants);
-        for (const int field : {5, 8}) {  // words
+        for (const int field : {kFailureField, kOptionsField}) {
             if (!fields.IsBlank(field)) {
                 const double word =
                     section.constants[static_cast<std::size_t>(field - kFirstLaminateConstant)];
@@ -222,7 +227,7 @@ class Deck {
             }
             fields.Set(first + 2, angle.value_or(0));
             nIncomplete += layer.thickness && angle ? 0 : 1;
-            field += isGlobal ? 8 : 4;
+            field += isGlobal ? kGlobalPlyFields : kPlyFields;
         }
         m_text.Card(card, fields);
         if (nIncomplete > 0) {

@@ -12,9 +12,6 @@ namespace orqmodel {
 namespace {
 
 constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
-constexpr int kFirstPlyField = 9;
-constexpr int kFailureField = 5;
-constexpr int kOptionsField = 8;
 
 /// Materials of which no more than the name is kept.
 constexpr std::array<std::string_view, 5> kNamedMaterials = {"MATG", "MATHE", "MATHP", "MATORT",
@@ -38,8 +35,8 @@ bool BulkDataProperties::Add(const BulkCard& card) {
 
 bool BulkDataProperties::AddMaterial(const BulkCard& card) {
     const std::string kind(card.Name());
-    const auto nConstants = NumBulkMaterialConstants(kind);
-    if (!nConstants && std::ranges::find(kNamedMaterials, kind) == kNamedMaterials.end()) {
+    const BulkMaterialCard* const known = FindBulkMaterialCard(kind);
+    if (known == nullptr && std::ranges::find(kNamedMaterials, kind) == kNamedMaterials.end()) {
         return false;
     }
     const auto number = card.NeededLabel(1);
@@ -54,17 +51,17 @@ bool BulkDataProperties::AddMaterial(const BulkCard& card) {
         return true;
     }
     Layup::Material material{fmt::format("{} {}", kind, *number), *number};
-    if (!nConstants) {
+    if (known == nullptr) {
         m_losses.Change("material", material.name, 1, "its constants are not kept");
     } else {
         material.kind = kind;
-        for (int field = 2; field < 2 + *nConstants; ++field) {
+        for (int field = 2; field < 2 + known->nConstants; ++field) {
             material.constants.push_back(card.RealOr(field, kBlank));
         }
-        if (card.NumFields() > 1 + *nConstants) {
-            m_losses.Change(
-                "material", material.name, 1,
-                fmt::format("what stands behind its first {} constants is not kept", *nConstants));
+        if (card.NumFields() > 1 + known->nConstants) {
+            m_losses.Change("material", material.name, 1,
+                            fmt::format("what stands behind its first {} constants is not kept",
+                                        known->nConstants));
         }
     }
     m_materials.push_back(std::move(material));
@@ -136,7 +133,7 @@ void BulkDataProperties::ReadPlate(const BulkCard& card, BulkProperty& property)
     for (int i = 0; i < kNumShellConstants; ++i) {
         property.constants.push_back(card.RealOr(kFirstShellConstant + i, kBlank));
     }
-    for (const int field : {4, 6, 11}) {
+    for (const int field : kOtherMaterialFields) {
         if (card.IsInt(field) && *card.Int(field) != -1) {  // -1: plane strain
             ReadMaterial(card, field);
         }
@@ -161,7 +158,7 @@ void BulkDataProperties::ReadLaminate(const BulkCard& card, BulkProperty& proper
 
 void BulkDataProperties::ReadPlies(const BulkCard& card, BulkProperty& property) {
     const bool isGlobal = property.card == "PCOMPG";
-    const int nFields = isGlobal ? 8 : 4;
+    const int nFields = isGlobal ? kGlobalPlyFields : kPlyFields;
     for (int first = kFirstPlyField; first <= card.NumFields(); first += nFields) {
         const int field = isGlobal ? first + 1 : first;  // of the material
         if (card.IsBlank(field) && card.IsBlank(field + 1) && card.IsBlank(field + 2) &&

@@ -72,6 +72,11 @@ void BulkDataSections::AddBlock(const BulkDataElements::Block& block, int first)
         angles.push_back(hasTurn ? (*turns)[row] : 0.0);
     }
     const std::string blockName = m_elements.Described(block).name;
+    if (block.Column("T1") != nullptr) {
+        m_losses.Change("element block", blockName, block.NumElements(),
+                        "the elements' own thicknesses stay attributes; layers have those of the "
+                        "property");
+    }
     for (auto& [direction, members] : byDirection) {
         auto& [elements, angles] = members;
         std::string name = blockName;

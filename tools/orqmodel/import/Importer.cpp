@@ -35,7 +35,7 @@ const std::array<InputFormat, 3>& InputFormats() {
          OpenMesh<ExodusReader>},
         {{".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>},
         {{".bdf", ".dat", ".nas"},
-         {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID"},
+         {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID", "$ "},
          OpenMesh<BulkDataReader>},
     }};
     return formats;

@@ -153,12 +153,13 @@ std::string_view BulkPropertyFamily(std::string_view card) {
     return found == families.end() ? std::string_view{} : found->second;
 }
 
-std::optional<int> NumBulkMaterialConstants(std::string_view card) {
-    static const std::map<std::string_view, int> counts = {{"MAT1", 11}, {"MAT2", 16}, {"MAT3", 15},
-                                                           {"MAT8", 18}, {"MAT9", 30}, {"MAT10", 5},
-                                                           {"MAT11", 15}};
-    const auto found = counts.find(card);
-    return found == counts.end() ? std::nullopt : std::optional(found->second);
+const BulkMaterialCard* FindBulkMaterialCard(std::string_view card) {
+    static const std::map<std::string_view, BulkMaterialCard> cards = {
+        {"MAT1", {11, 12}}, {"MAT2", {16, 17}}, {"MAT3", {15}},  {"MAT8", {18}},
+        {"MAT9", {30}},     {"MAT10", {5}},     {"MAT11", {15}},
+    };
+    const auto found = cards.find(card);
+    return found == cards.end() ? nullptr : &found->second;
 }
 
 std::span<const std::string_view> BulkWords() {

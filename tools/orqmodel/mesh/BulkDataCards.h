@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <array>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -41,9 +41,14 @@ inline constexpr int kBulkPropertyField = 2;
 /// of a property.
 std::string_view BulkPropertyFamily(std::string_view card);
 
-/// The constants of a material card are its fields 2, 3, ...; answers how many, or nothing when the
-/// card is none of a material.
-std::optional<int> NumBulkMaterialConstants(std::string_view card);
+/// The constants of a material card are its fields 2, 3, ...
+struct BulkMaterialCard {
+    int nConstants;
+    int integerField = 0;  ///< one of them that is spelt as an integer; 0: none
+};
+
+/// Null when the card is none of a material with constants.
+const BulkMaterialCard* FindBulkMaterialCard(std::string_view card);
 
 /// The constants of a section, in its Layup::Section: those of "PSHELL" are the fields 4 to 11,
 /// those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by BulkWord numbers;
@@ -52,6 +57,13 @@ inline constexpr int kFirstShellConstant = 4;
 inline constexpr int kNumShellConstants = 8;
 inline constexpr int kFirstLaminateConstant = 2;
 inline constexpr int kNumLaminateConstants = 7;
+inline constexpr int kFailureField = 5;  ///< of a laminate; a word, as is the next
+inline constexpr int kOptionsField = 8;
+inline constexpr int kFirstPlyField = 9;
+inline constexpr int kPlyFields = 4;
+inline constexpr int kGlobalPlyFields = 8;  ///< of PCOMPG: the number of the ply comes first
+/// Fields of PSHELL, beside that of its layer, that name materials.
+inline constexpr std::array<int, 3> kOtherMaterialFields = {4, 6, 11};
 
 /// Words of laminate cards, counted from 1.
 std::span<const std::string_view> BulkWords();

@@ -20,6 +20,7 @@ namespace orqmodel {
 namespace {
 
 // Fields of the records. Stored, do not change.
+// The first four are those that ORQObjSectionBuilder writes.
 constexpr int kNumberField = 0;
 constexpr int kSectionNumberField = 1;
 constexpr int kAxis1Field = 1;

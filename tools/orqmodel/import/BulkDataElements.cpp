@@ -73,7 +73,7 @@ const ElementShape* BulkDataElements::ReadNodes(const BulkCard& card, const Bulk
         m_nodes.push_back(node);
     }
     if (nNeeded == 1) {  // the ground comes last
-        std::ranges::stable_partition(m_nodes, [](int node) { return node != 0; });
+        std::stable_partition(m_nodes.begin(), m_nodes.end(), [](int node) { return node != 0; });
     }
     for (std::size_t i = 0; i < nNeeded; ++i) {
         if (m_nodes[i] == 0) {

@@ -18,6 +18,8 @@ struct Settings {
     int nLabels = 5000000;  // nodes of each of two labelled models
     // Scratch files go here and are gone at the end.
     std::filesystem::path directory;
+    // A bulk data deck; empty: one is made.
+    std::filesystem::path deck;
 };
 
 // One way of doing a workload. Only `run` is timed.

@@ -20,6 +20,8 @@ std::vector<Workload> BulkWorkloads();
 std::vector<Workload> RecordWorkloads();
 // A structured mesh of hexahedra: its connectivity, what is derived from it, and its import.
 std::vector<Workload> MeshWorkloads();
+// Import of a bulk data deck.
+std::vector<Workload> DeckWorkloads();
 // Labels of two models joined, and names looked up.
 std::vector<Workload> LabelWorkloads();
 

@@ -17,6 +17,7 @@ std::vector<Workload> AllWorkloads() {
     std::ranges::move(RecordWorkloads(), std::back_inserter(all));
     std::ranges::move(MeshWorkloads(), std::back_inserter(all));
     std::ranges::move(LabelWorkloads(), std::back_inserter(all));
+    std::ranges::move(DeckWorkloads(), std::back_inserter(all));
     return all;
 }
 
@@ -70,6 +71,8 @@ int main(int argc, char** argv) {
     app.add_option("--directory", parent, "Where scratch files are written and removed")
         ->check(CLI::ExistingDirectory)
         ->capture_default_str();
+    app.add_option("--deck", settings.deck, "A bulk data deck to import instead of a generated one")
+        ->check(CLI::ExistingFile);
     app.add_flag("--json", asJson, "Print one JSON object instead of a table");
     CLI11_PARSE(app, argc, argv);
 

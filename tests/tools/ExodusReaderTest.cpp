@@ -54,12 +54,11 @@ Nodes ReadAll(const std::filesystem::path& file) {
     reader.Unread();
     int nElements = 0;
     for (std::size_t block = 0; block < reader.Blocks().size(); ++block) {
-        const auto& [name, number, shape, shapeName, count, attributes, properties] =
-            reader.Blocks()[block];
-        std::vector<int> nodes(static_cast<std::size_t>(count) *
-                               static_cast<std::size_t>(shape->nNodes));
-        reader.ReadConnectivity(static_cast<int>(block), 0, count, nodes);
-        nElements += count;
+        const orqmodel::MeshSource::Block& one = reader.Blocks()[block];
+        std::vector<int> nodes(static_cast<std::size_t>(one.nElements) *
+                               static_cast<std::size_t>(one.shape->nNodes));
+        reader.ReadConnectivity(static_cast<int>(block), 0, one.nElements, nodes);
+        nElements += one.nElements;
     }
     std::vector<int> labels(static_cast<std::size_t>(nElements));
     reader.ReadElementLabels(0, nElements, labels);

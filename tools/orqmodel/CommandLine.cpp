@@ -67,7 +67,8 @@ class CommandLine {
   private:
     void AddImport() {
         CLI::App* command = app_.add_subcommand(
-            "import", "Make a model database from a mesh file (Exodus II, Gmsh)");
+            "import",
+            "Make a model database from a mesh file (Exodus II, Gmsh, NASTRAN bulk data)");
         command->add_option("FILE", import_.input, "The mesh file")->required();
         command->add_option("-o,--output", import_.output, "The model database to make, NAME.orq")
             ->required();
@@ -97,7 +98,7 @@ class CommandLine {
 
     void AddExport() {
         CLI::App* command =
-            app_.add_subcommand("export", "Write a model to a file (Exodus II, VTU)");
+            app_.add_subcommand("export", "Write a model to a file (Exodus II, NASTRAN bulk data, VTU)");
         command->add_option("DATABASE", export_.database, "The model database")->required();
         command
             ->add_option("-o,--output", export_.output,
@@ -231,7 +232,9 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& con
         return Fail(console, ExitStatus::kWrongUse,
                     std::string(error.what()) + "; orqmodel --help says more");
     } catch (const ImportError& error) {
-        return Fail(console, ExitStatus::kUnreadable, error.what());
+        for (const std::string& text : error.Errors())
+            Fail(console, ExitStatus::kUnreadable, text);
+        return static_cast<int>(ExitStatus::kUnreadable);
     } catch (const ExportError& error) {
         return Fail(console, ExitStatus::kUnreadable, error.what());
     } catch (const std::filesystem::filesystem_error& error) {

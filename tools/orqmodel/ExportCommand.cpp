@@ -8,6 +8,7 @@
 #include "ORQBasFailure.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
+#include "export/BulkDataExport.h"
 #include "export/ExodusExport.h"
 #include "export/StagedFile.h"
 #include "export/VtuExport.h"
@@ -22,9 +23,10 @@ struct OutputFormat {
     void (*write)(const ModelReader&, const std::filesystem::path&, LossReport&);
 };
 
-const std::array<OutputFormat, 2>& OutputFormats() {
-    static const std::array<OutputFormat, 2> formats = {{
+const std::array<OutputFormat, 3>& OutputFormats() {
+    static const std::array<OutputFormat, 3> formats = {{
         {"Exodus II", {".e", ".ex2", ".exo", ".exodus", ".g", ".gen"}, WriteExodus},
+        {"NASTRAN bulk data", {".bdf", ".dat", ".nas"}, WriteBulkData},
         {"VTK unstructured grid", {".vtu"}, WriteVtu},
     }};
     return formats;

@@ -45,6 +45,10 @@ void LossReport::Drop(std::string_view kind, std::string_view name, std::int64_t
     Add(Outcome::kDropped, kind, name, count, reason);
 }
 
+void LossReport::Append(const LossReport& other) {
+    entries_.insert(entries_.end(), other.entries_.begin(), other.entries_.end());
+}
+
 void LossReport::Add(Outcome outcome, std::string_view kind, std::string_view name,
                      std::int64_t count, std::string_view reason) {
     entries_.push_back({outcome, Printable(kind), Printable(name), count, Printable(reason)});

@@ -32,6 +32,7 @@ class LossReport {
                 std::string_view reason);
     void Drop(std::string_view kind, std::string_view name, std::int64_t count,
               std::string_view reason);
+    void Append(const LossReport& other);
 
     bool HasDrops() const;
     const std::vector<LossEntry>& Entries() const { return entries_; }

@@ -11,27 +11,13 @@
 #include <vector>
 
 #include "export/ExportError.h"
+#include "export/Numbering.h"
 
 namespace orqmodel {
 namespace {
 
 constexpr int kSlice = 1 << 16;  // nodes at a time
 constexpr std::size_t kLongestName = 255;
-
-/// Numbers of one kind of object: from 1, each once.
-class Numbers {
-  public:
-    int Unique(int number) {
-        if (number < 1 || m_taken.contains(number)) {
-            number = m_taken.empty() ? 1 : *m_taken.rbegin() + 1;
-        }
-        m_taken.insert(number);
-        return number;
-    }
-
-  private:
-    std::set<int> m_taken;
-};
 
 class ExodusFile {
   public:
@@ -134,17 +120,7 @@ class ExodusFile {
         if (labels.empty()) {
             return;
         }
-        int last = *std::ranges::max_element(labels);
-        std::int64_t nNew = 0;
-        for (int& label : labels) {
-            if (label == 0) {
-                label = ++last;
-                ++nNew;
-            }
-        }
-        if (nNew > 0) {
-            m_report.Change(fmt::format("{} labels", what), "", nNew, "they had none");
-        }
+        CompleteLabels(labels, what, m_report);
         Check(ex_put_id_map(m_id, kind, labels.data()), "write labels");
     }
 

@@ -7,7 +7,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <limits>
@@ -16,6 +15,7 @@
 #include <utility>
 
 #include "import/ImportError.h"
+#include "import/WholeFile.h"
 
 namespace orqmodel {
 namespace {
@@ -150,19 +150,6 @@ class Cursor {
     bool m_isSwapped = false;
 };
 
-std::string ReadWhole(const std::filesystem::path& file) {
-    std::error_code failure;
-    if (!std::filesystem::is_regular_file(file, failure)) {
-        throw ImportError(file, "file", "does not exist or is not a regular file");
-    }
-    std::ifstream stream(file, std::ios::binary);
-    std::string bytes(static_cast<std::size_t>(std::filesystem::file_size(file, failure)), '\0');
-    if (!stream || !stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) {
-        throw ImportError(file, "file", "cannot be read");
-    }
-    return bytes;
-}
-
 struct EntityKey {
     int dimension;
     int tag;
@@ -176,7 +163,7 @@ constexpr const char* kEntityNames[] = {"point", "curve", "surface", "volume"};
 class GmshReader::Parser {
   public:
     Parser(GmshReader& reader, const std::filesystem::path& file)
-        : m_reader(reader), m_in(file, ReadWhole(file)) {}
+        : m_reader(reader), m_in(file, ReadWholeFile(file)) {}
 
     void Run() {
         ReadFormat();

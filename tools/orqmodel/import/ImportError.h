@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orqmodel {
 
@@ -14,8 +15,23 @@ class ImportError : public std::runtime_error {
   public:
     ImportError(const std::filesystem::path& file, std::string_view section,
                 std::string_view message)
-        : std::runtime_error(
-              file.string().append(": ").append(section).append(": ").append(message)) {}
+        : ImportError({file.string().append(": ").append(section).append(": ").append(message)}) {}
+    /// Several errors, at least one; the text has a line for each.
+    explicit ImportError(std::vector<std::string> errors)
+        : std::runtime_error(Joined(errors)), m_errors(std::move(errors)) {}
+
+    const std::vector<std::string>& Errors() const { return m_errors; }
+
+  private:
+    static std::string Joined(const std::vector<std::string>& errors) {
+        std::string text;
+        for (const std::string& error : errors) {
+            text.append(text.empty() ? "" : "\n").append(error);
+        }
+        return text;
+    }
+
+    std::vector<std::string> m_errors;
 };
 
 }  // namespace orqmodel

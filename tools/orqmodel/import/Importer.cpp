@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "import/BulkDataReader.h"
 #include "import/ExodusReader.h"
 #include "import/GmshReader.h"
 #include "import/ImportError.h"
@@ -27,12 +28,15 @@ std::unique_ptr<Importer> OpenMesh(const std::filesystem::path& file) {
     return std::make_unique<MeshImporter>(std::make_unique<Reader>(file));
 }
 
-const std::array<InputFormat, 2>& InputFormats() {
-    static const std::array<InputFormat, 2> formats = {{
+const std::array<InputFormat, 3>& InputFormats() {
+    static const std::array<InputFormat, 3> formats = {{
         {{".e", ".ex2", ".exo", ".exodus", ".g", ".gen"},
          {"CDF", "\x89HDF\r\n\x1a\n"},
          OpenMesh<ExodusReader>},
         {{".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>},
+        {{".bdf", ".dat", ".nas"},
+         {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID", "$ "},
+         OpenMesh<BulkDataReader>},
     }};
     return formats;
 }

@@ -2,23 +2,38 @@
 
 #include <fmt/format.h>
 
+#include <map>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "ORQBasFailure.h"
 #include "ORQObjSectionBuilder.h"
+#include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvBulkShellLayers.h"
+#include "ORQSrvShellSection.h"
 
 namespace orqmodel {
 namespace {
 
 // Fields of the records. Stored, do not change.
-constexpr int kMaterialKindField = 1;
-constexpr int kMaterialConstantsField = 2;
-constexpr int kSectionKindField = 2;
-constexpr int kSectionConstantsField = 3;
+// The first four are those that ORQObjSectionBuilder writes.
+constexpr int kNumberField = 0;
+constexpr int kSectionNumberField = 1;
+constexpr int kAxis1Field = 1;
+constexpr int kAxis2Field = 2;
+
+/// Where a record keeps the kind of its constants, their count and themselves.
+struct ConstantsFields {
+    int kind;
+    int count;
+    int values;
+};
+constexpr ConstantsFields kMaterialConstants{1, 2, 3};
+constexpr ConstantsFields kSectionConstants{2, 3, 4};
 
 class Writer {
   public:
@@ -28,7 +43,7 @@ class Writer {
     void Write() {
         for (const Layup::Material& material : m_layup.materials) {
             const ORQSimPosition position = m_builder.AddMaterial(material.name, material.number);
-            PutConstants(position, material, kMaterialKindField, kMaterialConstantsField);
+            PutConstants(position, material, kMaterialConstants);
             m_materials.push_back(Member(position));
         }
         for (const Layup::Orientation& orientation : m_layup.orientations) {
@@ -41,7 +56,7 @@ class Writer {
         for (const Layup::Section& section : m_layup.sections) {
             const ORQSimPosition position = m_builder.AddShellSection(
                 section.name, section.number, static_cast<int>(section.layers.size()));
-            PutConstants(position, section, kSectionKindField, kSectionConstantsField);
+            PutConstants(position, section, kSectionConstants);
             m_sections.push_back(position);
         }
         for (const Layup::Assignment& assignment : m_layup.assignments) {
@@ -56,13 +71,14 @@ class Writer {
     int Member(const ORQSimPosition& object) const { return m_document.GetCMemberIndex(object); }
 
     template <class Object>
-    static void PutConstants(const ORQSimPosition& position, const Object& object, int kindField,
-                             int constantsField) {
+    static void PutConstants(const ORQSimPosition& position, const Object& object,
+                             const ConstantsFields& fields) {
         const ORQSimDataRecord record = position.DataRecord();
         if (!object.kind.empty()) {
-            record.SetString(kindField, object.kind);
-            record.SetDouble(constantsField, static_cast<int>(object.constants.size()),
-                             object.constants.data());
+            const int count = static_cast<int>(object.constants.size());
+            record.SetString(fields.kind, object.kind);
+            record.SetInt(fields.count, count);
+            record.SetDouble(fields.values, count, object.constants.data());
         }
     }
 
@@ -132,10 +148,133 @@ class Writer {
     std::vector<ORQSimPosition> m_sections;
 };
 
+class Reader {
+  public:
+    explicit Reader(const ORQObjDocument& document)
+        : m_document(document), m_model(document.GetModel()) {}
+
+    Layup Read() {
+        using namespace ORQSimSchema;
+        ReadNamed(m_document.GetMaterialCollection(), m_layup.materials, m_materials,
+                  [](const ORQSimPosition& position, Layup::Material& material) {
+                      GetConstants(position, material, kMaterialConstants);
+                  });
+        ReadNamed(m_model.GetPosition(Model_orientationCollection), m_layup.orientations,
+                  m_orientations,
+                  [](const ORQSimPosition& position, Layup::Orientation& orientation) {
+                      position.DataRecord().GetDouble(kAxis1Field, 3, orientation.axis1.data());
+                      position.DataRecord().GetDouble(kAxis2Field, 3, orientation.axis2.data());
+                  });
+        ReadNamed(m_model.GetPosition(Model_plyCollection), m_layup.plies, m_plies,
+                  [](const ORQSimPosition&, Layup::Ply&) {});
+        ReadNamed(m_model.GetPosition(Model_sections), m_layup.sections, m_sections,
+                  [this](const ORQSimPosition& position, Layup::Section& section) {
+                      section.number = position.DataRecord().GetInt(kSectionNumberField);
+                      GetConstants(position, section, kSectionConstants);
+                      ReadLayers(position, section);
+                  });
+        ReadAssignments();
+        return std::move(m_layup);
+    }
+
+  private:
+    using Places = std::map<int, int>;  // in a list, by member number
+
+    template <class Object, class ReadRest>
+    static void ReadNamed(const ORQSimPosition& position, std::vector<Object>& objects,
+                          Places& places, ReadRest readRest) {
+        if (position.IsNull()) {
+            return;
+        }
+        const ORQSimCollection collection(position.GetCollection());
+        for (int member = 0; member < collection.Space(); ++member) {
+            const ORQSimPosition one = collection.GetMember(member);
+            if (one.IsNull()) {
+                continue;
+            }
+            Object object{};
+            object.name = one.Name(ORQSimSchema::Record_name).UTF8();
+            object.number = one.DataRecord().GetInt(kNumberField);
+            readRest(one, object);
+            places[member] = static_cast<int>(objects.size());
+            objects.push_back(std::move(object));
+        }
+    }
+
+    template <class Object>
+    static void GetConstants(const ORQSimPosition& position, Object& object,
+                             const ConstantsFields& fields) {
+        const ORQSimDataRecord record = position.DataRecord();
+        object.kind = record.ReturnString(fields.kind).UTF8();
+        if (!object.kind.empty()) {
+            object.constants.resize(static_cast<std::size_t>(record.GetInt(fields.count)));
+            record.GetDouble(fields.values, record.GetInt(fields.count), object.constants.data());
+        }
+    }
+
+    int PlaceOf(const ORQSimPosition& object, const Places& places) const {
+        return object.IsNull() ? Layup::kNone : places.at(m_document.GetCMemberIndex(object));
+    }
+
+    void ReadLayers(const ORQSimPosition& position, Layup::Section& section) const {
+        const ORQSrvShellSection layers(position);
+        const auto constant = [](const ORQSrvShellSection::VariationEnm& variation, double value) {
+            return variation == ORQSrvShellSection::VariationConstant ? std::optional(value)
+                                                                      : std::nullopt;
+        };
+        for (std::size_t i = 0; i < static_cast<std::size_t>(layers.GetNumLayers()); ++i) {
+            Layup::Layer layer;
+            layer.material = PlaceOf(layers.GetMaterials()[i], m_materials);
+            layer.orientation = PlaceOf(layers.GetOrientations()[i], m_orientations);
+            layer.ply = PlaceOf(layers.GetPlies()[i], m_plies);
+            layer.sectionPoints = layers.GetSectionPoints()[i];
+            layer.thickness =
+                constant(layers.GetThicknessVariations()[i], layers.GetConstThicknesses()[i]);
+            layer.angle = constant(layers.GetRotationAngleVariations()[i],
+                                   layers.GetConstRotationAngles()[i]);
+            section.layers.push_back(std::move(layer));
+        }
+    }
+
+    void ReadAssignments() {
+        using namespace ORQSimSchema;
+        std::map<int, std::string> setsByRegion;
+        const ORQSimCollection regions(m_model.GetPosition(Model_regions).GetCollection());
+        const ORQSimMap sets = m_model.GetMap(Model_elementSets);
+        for (auto entry = sets.Begin(); entry.NotDone(); ++entry) {
+            setsByRegion[regions.MemberIndex((*entry).Parent(Region_elementsCluster))] =
+                entry.Key().UTF8();
+        }
+        const ORQSimVector assignments = m_model.GetVector(Model_sectionAssignments);
+        for (auto i = assignments.Begin(); i.NotDone(); ++i) {
+            const ORQSimPosition assignment = *i;
+            const auto set = setsByRegion.find(
+                regions.MemberIndex(assignment.GetPosition(SectionAssignment_region)));
+            if (set != setsByRegion.end()) {
+                m_layup.assignments.push_back(
+                    {set->second,
+                     PlaceOf(assignment.GetPosition(SectionAssignment_section), m_sections)});
+            }
+        }
+    }
+
+    const ORQObjDocument& m_document;
+    ORQSimPosition m_model;
+    Layup m_layup;
+    Places m_materials;
+    Places m_orientations;
+    Places m_plies;
+    Places m_sections;
+};
+
 }  // namespace
 
 void WriteLayup(const Layup& layup, const ORQObjDocument& document) {
     Writer(layup, document).Write();
+}
+
+Layup ReadLayup(const ORQObjDocument& document) {
+    return Reader(document).Read();
 }
 
 }  // namespace orqmodel

@@ -75,4 +75,8 @@ struct Layup {
 /// open transaction. Throws ORQBasFailure (Usage) for a set that the model lacks.
 void WriteLayup(const Layup& layup, const ORQObjDocument& document);
 
+/// The layup of a model, empty when it has none. Thicknesses and angles that vary over elements are
+/// left out: such a layer has neither the one value nor the fields.
+Layup ReadLayup(const ORQObjDocument& document);
+
 }  // namespace orqmodel

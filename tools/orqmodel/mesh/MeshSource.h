@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "LossReport.h"
 #include "mesh/ElementShapes.h"
 #include "mesh/Layup.h"
 
@@ -36,6 +37,9 @@ class MeshSource {
         int nElements;          ///< blocks follow each other in element order
         std::vector<std::string> attributes;
         Properties properties = {};
+        /// What the file says of all its elements that has no place elsewhere, for exports of the
+        /// same format; empty when there is none.
+        std::string definition = {};
     };
     struct Set {
         std::string name;
@@ -84,6 +88,10 @@ class MeshSource {
     /// The shell sections of the file, over its blocks and element sets; null when the format has
     /// none. The source keeps it.
     virtual const Layup* Sections() const { return nullptr; }
+
+    /// What is delivered otherwise than the file has it, and what is left out for reasons of its
+    /// own.
+    virtual LossReport Losses() const { return {}; }
 };
 
 }  // namespace orqmodel

@@ -12,12 +12,14 @@
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimCollection.h"
+#include "ORQSimDataRecord.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvElementConnectivity.h"
 #include "ORQSrvEltClassificationBuilder.h"
 #include "ORQSrvNodalCoordinates.h"
 #include "ORQSrvSurfaceNodalAreas.h"
+#include "mesh/ModelReader.h"
 
 namespace orqmodel {
 namespace {
@@ -76,6 +78,7 @@ class Writer {
         for (const ContentCount& content : m_source.Unread()) {
             m_report.Drop(content.kind, content.name, content.count, "the mesh alone is imported");
         }
+        m_report.Append(m_source.Losses());
         m_options.progress(1.0);
     }
 
@@ -186,6 +189,9 @@ class Writer {
         const ORQSimPosition position =
             m_builder.AddBlock(name, block.number, block.shapeName, block.shape->name, elements);
         AddProperties(position, block.properties);
+        if (!block.definition.empty()) {
+            position.DataRecord().SetString(kBlockDefinitionField, block.definition);
+        }
         m_builder.AddElementSet(name, block.number, elements);
         if (!block.attributes.empty()) {
             WriteAttributes(number, position);
@@ -273,6 +279,9 @@ class Writer {
         WriteLayup(*layup, m_builder.Document());
         for (const Layup::Material& material : layup->materials) {
             m_report.Keep("material", material.name, 1);
+        }
+        for (const Layup::Orientation& orientation : layup->orientations) {
+            m_report.Keep("orientation", orientation.name, 1);
         }
         for (const Layup::Section& section : layup->sections) {
             m_report.Keep("section", section.name,

@@ -100,6 +100,7 @@ void ModelReader::ReadBlocks() {
             }
         }
         block.properties = PropertiesOf(position);
+        block.definition = Text(position.DataRecord().ReturnString(kBlockDefinitionField));
         m_blocks.push_back(std::move(block));
     }
 }

@@ -12,6 +12,9 @@
 
 namespace orqmodel {
 
+/// The field of a block's record that holds its definition. Stored, do not change.
+inline constexpr int kBlockDefinitionField = 3;
+
 /// A model database as a mesh, for what exports, draws or looks up. Reads the names and sets of
 /// blocks and regions at once, bulk data when it is asked for.
 ///
@@ -28,6 +31,7 @@ class ModelReader {
         ORQSimCSet elements;
         std::vector<std::string> attributes;
         Properties properties;
+        std::string definition;  ///< as in MeshSource::Block
         ORQSimPosition position;
     };
     struct Set {

@@ -1,0 +1,173 @@
+#include "import/BulkDataCoordinates.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace orqmodel {
+namespace {
+
+using Point = BulkDataCoordinates::Point;
+
+Point Difference(const Point& a, const Point& b) {
+    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
+}
+
+Point Cross(const Point& a, const Point& b) {
+    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
+}
+
+/// All 0 when the vector has no direction.
+Point Unit(const Point& a) {
+    const double length = std::hypot(a[0], a[1], a[2]);
+    return length > 0 ? Point{a[0] / length, a[1] / length, a[2] / length} : Point{};
+}
+
+}  // namespace
+
+bool BulkDataCoordinates::Add(const BulkCard& card) {
+    const std::string_view name = card.Name();
+    if (name.size() != 6 || !name.starts_with("CORD") || (name[4] != '1' && name[4] != '2') ||
+        std::string_view("RCS").find(name[5]) == std::string_view::npos) {
+        return false;
+    }
+    if (name[4] == '2') {
+        Definition definition{std::string(name), card.Place(), card.Int(2).value_or(0), {}, {}};
+        for (int field = 3; field <= 9; field += 3) {
+            definition.points.push_back(
+                {card.RealOr(field, 0), card.RealOr(field + 1, 0), card.RealOr(field + 2, 0)});
+        }
+        Insert(card, 1, std::move(definition));
+        return true;
+    }
+    for (int first = 1; first <= 5 && !card.IsBlank(first); first += 4) {
+        Definition definition{std::string(name), card.Place(), 0, {}, {}};
+        for (int field = first + 1; field <= first + 3; ++field) {
+            definition.nodes.push_back(card.NeededLabel(field).value_or(0));
+        }
+        Insert(card, first, std::move(definition));
+    }
+    return true;
+}
+
+void BulkDataCoordinates::Insert(const BulkCard& card, int numberField, Definition definition) {
+    const auto number = card.NeededLabel(numberField);
+    if (!number) {
+        return;
+    }
+    const auto [at, isNew] = m_definitions.try_emplace(*number, std::move(definition));
+    if (!isNew) {
+        card.Complain(numberField, fmt::format("coordinate system {} is given before, in {}",
+                                               *number, m_problems.NameOf(at->second.place)));
+    }
+}
+
+std::vector<int> BulkDataCoordinates::Numbers() const {
+    std::vector<int> numbers;
+    for (const auto& [number, definition] : m_definitions) {
+        numbers.push_back(number);
+    }
+    return numbers;
+}
+
+std::string BulkDataCoordinates::NameOf(int number) const {
+    return number == 0 ? "basic" : fmt::format("{} {}", m_definitions.at(number).card, number);
+}
+
+const BulkDataCoordinates::System* BulkDataCoordinates::Find(int number) {
+    if (number == 0) {
+        return &m_basic;
+    }
+    const auto found = m_definitions.find(number);
+    return found != m_definitions.end() && Resolve(number, found->second) ? &found->second.system
+                                                                          : nullptr;
+}
+
+bool BulkDataCoordinates::Resolve(int number, Definition& definition) {
+    const auto complain = [&](const std::string& message) {
+        m_problems.Add(definition.place,
+                       fmt::format("{} {}: {}", definition.card, number, message));
+        definition.state = State::Bad;
+    };
+    if (definition.state == State::InWork) {
+        std::string chain;
+        for (const int one : m_inWork) {
+            chain += fmt::format("{} -> ", one);
+        }
+        complain(fmt::format("the coordinate systems refer to each other in a circle: {}{}", chain,
+                             number));
+    }
+    if (definition.state != State::Raw) {
+        return definition.state == State::Done;
+    }
+    definition.state = State::InWork;
+    m_inWork.push_back(number);
+    const auto points = BasicPoints(definition);
+    m_inWork.pop_back();
+    if (definition.state != State::InWork || !points) {
+        if (definition.state == State::InWork) {
+            complain(definition.nodes.empty()
+                         ? fmt::format("field 3: coordinate system {} is missing or wrong",
+                                       definition.reference)
+                         : "a node that it names is missing or has no position");
+        }
+        return false;
+    }
+    const auto& [a, b, c] = *points;
+    const Point z = Unit(Difference(b, a));
+    const Point y = Unit(Cross(z, Difference(c, a)));
+    if (y == Point{}) {
+        complain("its three points lie on one line");
+        return false;
+    }
+    definition.system.kind = definition.card.ends_with('R')   ? Kind::Rectangular
+                             : definition.card.ends_with('C') ? Kind::Cylindrical
+                                                              : Kind::Spherical;
+    definition.system.origin = a;
+    definition.system.axes = {Cross(y, z), y, z};
+    definition.state = State::Done;
+    return true;
+}
+
+std::optional<std::array<Point, 3>> BulkDataCoordinates::BasicPoints(const Definition& definition) {
+    std::array<Point, 3> points;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        if (definition.nodes.empty()) {
+            const System* reference = Find(definition.reference);
+            if (reference == nullptr) {
+                return std::nullopt;
+            }
+            points[i] = Basic(*reference, definition.points[i]);
+        } else {
+            const auto position = m_nodePosition(definition.nodes[i]);
+            if (!position) {
+                return std::nullopt;
+            }
+            points[i] = *position;
+        }
+    }
+    return points;
+}
+
+Point BulkDataCoordinates::Basic(const System& system, const Point& point) {
+    constexpr double kRadians = std::numbers::pi / 180;
+    Point local = point;
+    if (system.kind == Kind::Cylindrical) {
+        local = {point[0] * std::cos(point[1] * kRadians), point[0] * std::sin(point[1] * kRadians),
+                 point[2]};
+    } else if (system.kind == Kind::Spherical) {
+        const double inPlane = point[0] * std::sin(point[1] * kRadians);
+        local = {inPlane * std::cos(point[2] * kRadians), inPlane * std::sin(point[2] * kRadians),
+                 point[0] * std::cos(point[1] * kRadians)};
+    }
+    Point basic = system.origin;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            basic[k] += local[axis] * system.axes[axis][k];
+        }
+    }
+    return basic;
+}
+
+}  // namespace orqmodel

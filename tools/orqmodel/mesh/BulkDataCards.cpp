@@ -1,0 +1,172 @@
+#include "mesh/BulkDataCards.h"
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <utility>
+
+namespace orqmodel {
+namespace {
+
+using Fields = std::vector<BulkElementField>;
+using Nodes = std::vector<int>;
+
+std::vector<const ElementShape*> Shapes(std::initializer_list<const char*> names) {
+    std::vector<const ElementShape*> shapes;
+    for (const char* name : names) {
+        shapes.push_back(FindShapeByName(name));
+    }
+    return shapes;
+}
+
+/// Fields `first`, ..., `last`.
+Nodes Range(int first, int last) {
+    Nodes fields;
+    for (int field = first; field <= last; ++field) {
+        fields.push_back(field);
+    }
+    return fields;
+}
+
+/// Material direction, offset, and the thicknesses at the corners.
+Fields ShellFields(int direction, int flag, int thickness, int nCorners) {
+    Fields fields = {{direction, "THETA", "MCID"}, {direction + 1, "ZOFFS"}};
+    static constexpr std::array<const char*, 4> kNames = {"T1", "T2", "T3", "T4"};
+    for (int i = 0; i < nCorners; ++i) {
+        fields.push_back({thickness + i, kNames[static_cast<std::size_t>(i)]});
+    }
+    fields.push_back({flag, nullptr, "TFLAG"});
+    return fields;
+}
+
+const std::vector<BulkElementCard>& ElementCards() {
+    static const Fields barFields = {{5, "X1", "G0"},    {6, "X2"},           {7, "X3"},
+                                     {9, nullptr, "PA"}, {10, nullptr, "PB"}, {11, "W1A"},
+                                     {12, "W2A"},        {13, "W3A"},         {14, "W1B"},
+                                     {15, "W2B"},        {16, "W3B"}};
+    static const Fields components = {{4, nullptr, "C1"}, {6, nullptr, "C2"}};
+    static const auto with = [](Fields fields, const Fields& more) {
+        fields.insert(fields.end(), more.begin(), more.end());
+        return fields;
+    };
+    static const std::vector<BulkElementCard> cards = {
+        {"CQUAD4", "shell", Range(3, 6), Shapes({"SHELL4"}), ShellFields(7, 10, 11, 4)},
+        {"CQUADR", "shell", Range(3, 6), Shapes({"SHELL4"}), ShellFields(7, 10, 11, 4)},
+        {"CQUAD8", "shell", Range(3, 10), Shapes({"SHELL4", "SHELL8"}), ShellFields(15, 17, 11, 4)},
+        {"CTRIA3", "shell", Range(3, 5), Shapes({"SHELL3"}), ShellFields(6, 10, 11, 3)},
+        {"CTRIAR", "shell", Range(3, 5), Shapes({"SHELL3"}), ShellFields(6, 10, 11, 3)},
+        {"CTRIA6", "shell", Range(3, 8), Shapes({"SHELL3", "SHELL6"}), ShellFields(9, 14, 11, 3)},
+        {"CTETRA", "solid", Range(3, 12), Shapes({"TET4", "TET10"}), {}},
+        {"CPYRAM", "solid", Range(3, 15), Shapes({"PYRAMID5", "PYRAMID13"}), {}},
+        {"CPENTA", "solid", Range(3, 17), Shapes({"WEDGE6", "WEDGE15"}), {}},
+        {"CHEXA", "solid", Range(3, 22), Shapes({"HEX8", "HEX20"}), {}},
+        {"CROD", "rod", {3, 4}, Shapes({"BAR2"}), {}},
+        {"CTUBE", "tube", {3, 4}, Shapes({"BAR2"}), {}},
+        {"CONROD",
+         nullptr,
+         {2, 3},
+         Shapes({"BAR2"}),
+         {{4, nullptr, "MID"}, {5, "A"}, {6, "J"}, {7, "C"}, {8, "NSM"}}},
+        {"CBAR", "bar", {3, 4}, Shapes({"BAR2"}), barFields},
+        {"CBEAM",
+         "bar",
+         {3, 4},
+         Shapes({"BAR2"}),
+         with(barFields, {{17, nullptr, "SA"}, {18, nullptr, "SB"}})},
+        {"CELAS1", "spring", {3, 5}, Shapes({"SPHERE", "BAR2"}), components},
+        {"CELAS2",
+         nullptr,
+         {3, 5},
+         Shapes({"SPHERE", "BAR2"}),
+         with(components, {{2, "K"}, {7, "GE"}, {8, "S"}})},
+        {"CBUSH",
+         "bush",
+         {3, 4},
+         Shapes({"SPHERE", "BAR2"}),
+         {{5, "X1", "G0"},
+          {6, "X2"},
+          {7, "X3"},
+          {8, nullptr, "CID"},
+          {9, "S"},
+          {10, nullptr, "OCID"},
+          {11, "S1"},
+          {12, "S2"},
+          {13, "S3"}}},
+        {"CONM2",
+         nullptr,
+         {2},
+         Shapes({"SPHERE"}),
+         {{3, nullptr, "CID"},
+          {4, "M"},
+          {5, "X1"},
+          {6, "X2"},
+          {7, "X3"},
+          {9, "I11"},
+          {10, "I21"},
+          {11, "I22"},
+          {12, "I31"},
+          {13, "I32"},
+          {14, "I33"}}},
+        {"CMASS1", "mass", {3, 5}, Shapes({"SPHERE", "BAR2"}), components},
+        {"CMASS2", nullptr, {3, 5}, Shapes({"SPHERE", "BAR2"}), with(components, {{2, "M"}})},
+    };
+    return cards;
+}
+
+}  // namespace
+
+const BulkElementCard* FindBulkElementCard(std::string_view name) {
+    static const auto byName = [] {
+        std::map<std::string_view, const BulkElementCard*> map;
+        for (const BulkElementCard& card : ElementCards()) {
+            map[card.name] = &card;
+        }
+        return map;
+    }();
+    const auto found = byName.find(name);
+    return found == byName.end() ? nullptr : found->second;
+}
+
+const BulkElementCard* FindBulkElementCardFor(const ElementShape& shape) {
+    // A point has a mass by its card alone, and a plane shape is a shell in bulk data.
+    for (const BulkElementCard& card : ElementCards()) {
+        const auto fits = [&](const ElementShape* candidate) {
+            return shape.dimension > 0 && candidate->dimension == shape.dimension &&
+                   candidate->nCorners == shape.nCorners && candidate->nNodes == shape.nNodes;
+        };
+        if (std::ranges::any_of(card.shapes, fits)) {
+            return &card;
+        }
+    }
+    return nullptr;
+}
+
+std::string_view BulkPropertyFamily(std::string_view card) {
+    static const std::map<std::string_view, std::string_view> families = {
+        {"PSHELL", "shell"}, {"PCOMP", "shell"},   {"PCOMPG", "shell"}, {"PLPLANE", "shell"},
+        {"PSOLID", "solid"}, {"PLSOLID", "solid"}, {"PCOMPS", "solid"}, {"PROD", "rod"},
+        {"PTUBE", "tube"},   {"PBAR", "bar"},      {"PBARL", "bar"},    {"PBEAM", "bar"},
+        {"PBEAML", "bar"},   {"PBCOMP", "bar"},    {"PELAS", "spring"}, {"PBUSH", "bush"},
+        {"PMASS", "mass"},
+    };
+    const auto found = families.find(card);
+    return found == families.end() ? std::string_view{} : found->second;
+}
+
+const BulkMaterialCard* FindBulkMaterialCard(std::string_view card) {
+    static const std::map<std::string_view, BulkMaterialCard> cards = {
+        {"MAT1", {11, 12}}, {"MAT2", {16, 17}}, {"MAT3", {15}},  {"MAT8", {18}},
+        {"MAT9", {30}},     {"MAT10", {5}},     {"MAT11", {15}},
+    };
+    const auto found = cards.find(card);
+    return found == cards.end() ? nullptr : &found->second;
+}
+
+std::span<const std::string_view> BulkWords() {
+    static constexpr std::array<std::string_view, 11> words = {"HILL",  "HOFF",  "TSAI",  "STRN",
+                                                               "HFAIL", "HTAPE", "HFABR", "MEM",
+                                                               "BEND",  "SMEAR", "SMCORE"};
+    return words;
+}
+
+}  // namespace orqmodel

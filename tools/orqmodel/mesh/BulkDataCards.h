@@ -1,0 +1,71 @@
+#pragma once
+
+#include <array>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "mesh/ElementShapes.h"
+
+namespace orqmodel {
+
+/// What import and export know of the cards of bulk data. Fields count from 1 behind the card's
+/// name, eight to a line.
+
+/// A number of an element that is neither label, property nor node; an attribute of its block.
+struct BulkElementField {
+    int field;
+    const char* real = nullptr;     ///< its name, where it is spelt as a real number
+    const char* integer = nullptr;  ///< its name, where it is spelt as an integer
+};
+
+/// Nodes stand in the order of ElementShape.
+struct BulkElementCard {
+    const char* name;
+    const char* family;  ///< of its properties; null: it has none
+    std::vector<int> nodeFields;
+    std::vector<const ElementShape*> shapes;  ///< the smallest first
+    std::vector<BulkElementField> fields;
+
+    bool IsShell() const { return shapes[0]->dimension == 2; }
+};
+
+/// Null when the card is none of an element.
+const BulkElementCard* FindBulkElementCard(std::string_view name);
+/// The card by which a shape is written whose own card is not known; null when there is none.
+const BulkElementCard* FindBulkElementCardFor(const ElementShape& shape);
+/// The number of a property stands in this field of an element card that has one.
+inline constexpr int kBulkPropertyField = 2;
+
+/// The kinds of element that a property card is for, such as "shell"; empty when the card is none
+/// of a property.
+std::string_view BulkPropertyFamily(std::string_view card);
+
+/// The constants of a material card are its fields 2, 3, ...
+struct BulkMaterialCard {
+    int nConstants;
+    int integerField = 0;  ///< one of them that is spelt as an integer; 0: none
+};
+
+/// Null when the card is none of a material with constants.
+const BulkMaterialCard* FindBulkMaterialCard(std::string_view card);
+
+/// The constants of a section, in its Layup::Section: those of "PSHELL" are the fields 4 to 11,
+/// those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by BulkWord numbers;
+/// the angle of each ply follows where the layers' own angles are turned by those of elements.
+inline constexpr int kFirstShellConstant = 4;
+inline constexpr int kNumShellConstants = 8;
+inline constexpr int kFirstLaminateConstant = 2;
+inline constexpr int kNumLaminateConstants = 7;
+inline constexpr int kFailureField = 5;  ///< of a laminate; a word, as is the next
+inline constexpr int kOptionsField = 8;
+inline constexpr int kFirstPlyField = 9;
+inline constexpr int kPlyFields = 4;
+inline constexpr int kGlobalPlyFields = 8;  ///< of PCOMPG: the number of the ply comes first
+/// Fields of PSHELL, beside that of its layer, that name materials.
+inline constexpr std::array<int, 3> kOtherMaterialFields = {4, 6, 11};
+
+/// Words of laminate cards, counted from 1.
+std::span<const std::string_view> BulkWords();
+
+}  // namespace orqmodel

@@ -97,8 +97,8 @@ class CommandLine {
     }
 
     void AddExport() {
-        CLI::App* command =
-            app_.add_subcommand("export", "Write a model to a file (Exodus II, NASTRAN bulk data, VTU)");
+        CLI::App* command = app_.add_subcommand(
+            "export", "Write a model to a file (Exodus II, NASTRAN bulk data, VTU)");
         command->add_option("DATABASE", export_.database, "The model database")->required();
         command
             ->add_option("-o,--output", export_.output,

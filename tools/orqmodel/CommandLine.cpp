@@ -8,6 +8,7 @@
 #include <new>
 
 #include "AdjacencyCommand.h"
+#include "DrawCommand.h"
 #include "ExportCommand.h"
 #include "ImportCommand.h"
 #include "InfoCommand.h"
@@ -31,6 +32,7 @@ class CommandLine {
         AddVerify();
         AddExport();
         AddAdjacency();
+        AddDraw();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -49,6 +51,8 @@ class CommandLine {
             return RunExport(export_, console);
         if (app_.got_subcommand("adjacency"))
             return RunAdjacency(adjacency_, console);
+        if (app_.got_subcommand("draw"))
+            return RunDraw(draw_, console);
         return RunVerify(verify_, console);
     }
 
@@ -106,6 +110,42 @@ class CommandLine {
         AddJson(command, adjacency_.json);
     }
 
+    void AddDraw() {
+        CLI::App* command =
+            app_.add_subcommand("draw", "Draw the mesh of a model as a picture (PNG, SVG)");
+        command->add_option("DATABASE", draw_.database, "The model database")->required();
+        command
+            ->add_option("-o,--output", draw_.output,
+                         "The file to write; its ending, .png or .svg, names the format")
+            ->required();
+        command->add_option("--view", draw_.view,
+                            "From where: iso, +x, -x, +y, -y, +z, -z or a direction X,Y,Z; "
+                            "without it, from the front of a plane model, else iso");
+        command
+            ->add_option("--colour-by,--color-by", draw_.colour_by,
+                         "What has a colour of its own; block, unless there is --set")
+            ->check(CLI::IsMember({"block", "set"}));
+        command
+            ->add_option("--set", draw_.sets,
+                         "Colour only the element set, surface or node set of that name; "
+                         "may be repeated")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        command
+            ->add_option("--block", draw_.blocks,
+                         "Draw only the block of that name; may be repeated")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        command
+            ->add_option("--edges", draw_.edges,
+                         "Which edges of elements are drawn; mesh, all of them, unless they are "
+                         "too dense")
+            ->check(CLI::IsMember({"none", "feature", "mesh"}));
+        command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
+        command->add_flag("--force", draw_.force, "Replace a file of that name");
+        AddJson(command, draw_.json);
+    }
+
     static void AddJson(CLI::App* command, bool& is_set) {
         command->add_flag("--json", is_set, "Report as one JSON object");
     }
@@ -120,6 +160,7 @@ class CommandLine {
     VerifyOptions verify_;
     ExportOptions export_;
     AdjacencyOptions adjacency_;
+    DrawOptions draw_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

@@ -1,8 +1,5 @@
 #include "ExportCommand.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
@@ -12,7 +9,7 @@
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
 #include "export/ExodusExport.h"
-#include "export/ExportError.h"
+#include "export/StagedFile.h"
 #include "export/VtuExport.h"
 #include "mesh/ModelReader.h"
 
@@ -46,40 +43,6 @@ const OutputFormat& FormatOf(const std::filesystem::path& file) {
     throw ORQBasFailure(ORQBasFailureKind::Usage,
                         file.string() + ": is of no format that can be written; endings:" + known);
 }
-
-/// A file beside the output's place that is removed unless it is put into that place.
-class StagedFile {
-  public:
-    StagedFile(const std::filesystem::path& output, bool force) : output_(output) {
-        if (!force && std::filesystem::exists(std::filesystem::symlink_status(output)))
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                output.string() + ": exists already; --force replaces it");
-        staged_ = output;
-        staged_ += ".export-" + std::to_string(getpid());
-    }
-    ~StagedFile() {
-        std::error_code ignored;
-        std::filesystem::remove(staged_, ignored);
-    }
-    StagedFile(const StagedFile&) = delete;
-    StagedFile& operator=(const StagedFile&) = delete;
-
-    const std::filesystem::path& Path() const { return staged_; }
-
-    void PutIntoPlace() {
-        const int file = open(staged_.c_str(), O_RDONLY | O_CLOEXEC);
-        const bool is_safe = file >= 0 && fsync(file) == 0;
-        if (file >= 0)
-            close(file);
-        if (!is_safe)
-            throw ExportError(output_.string() + ": cannot be synced");
-        std::filesystem::rename(staged_, output_);
-    }
-
-  private:
-    std::filesystem::path output_;
-    std::filesystem::path staged_;
-};
 
 }  // namespace
 

@@ -12,32 +12,12 @@
 #include <vector>
 
 #include "export/ExportError.h"
+#include "export/XmlText.h"
 
 namespace orqmodel {
 namespace {
 
 constexpr int kSlice = 1 << 16;  // points or cells at a time
-
-std::string XmlEscaped(std::string_view text) {
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            default:
-                // Control characters have no place in XML.
-                escaped += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
-        }
-    }
-    return escaped;
-}
 
 class VtuFile {
   public:

@@ -1,12 +1,12 @@
 #include "mesh/ElementShapes.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cmath>
 #include <map>
 #include <string>
 #include <utility>
+
+#include "mesh/Point.h"
 
 namespace orqmodel {
 namespace {
@@ -152,24 +152,6 @@ const std::vector<ElementShape>& Table() {
                 14, 15, 16, 18, 19, 17, 26, 20, 25, 22, 23, 21, 24}),
     };
     return table;
-}
-
-using Point = std::array<double, 3>;
-
-Point operator-(const Point& a, const Point& b) {
-    return {a[0] - b[0], a[1] - b[1], a[2] - b[2]};
-}
-
-Point Cross(const Point& a, const Point& b) {
-    return {a[1] * b[2] - a[2] * b[1], a[2] * b[0] - a[0] * b[2], a[0] * b[1] - a[1] * b[0]};
-}
-
-double Dot(const Point& a, const Point& b) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-}
-
-double Length(const Point& a) {
-    return std::sqrt(Dot(a, a));
 }
 
 Point PointAt(std::span<const double> coordinates, int node) {

@@ -1,0 +1,110 @@
+#include "DrawCommand.h"
+
+#include <array>
+#include <charconv>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "ORQBasFailure.h"
+#include "ORQObjDocument.h"
+#include "ORQSimDatabase.h"
+#include "draw/MeshPicture.h"
+#include "export/StagedFile.h"
+#include "mesh/ModelReader.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr int kLeastSide = 32;
+constexpr int kLargestSide = 10000;
+
+[[noreturn]] void FailUsage(const std::string& text) {
+    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
+}
+
+bool IsSvg(const std::filesystem::path& file) {
+    const std::string ending = file.extension().string();
+    if (ending != ".svg" && ending != ".png") {
+        FailUsage(file.string() + ": is of no format that can be drawn; endings: .png .svg");
+    }
+    return ending == ".svg";
+}
+
+PictureSize SizeFrom(const std::string& text) {
+    PictureSize size{};
+    const char* const end = text.data() + text.size();
+    const auto width = std::from_chars(text.data(), end, size.width);
+    const bool has_height = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
+    const auto height = std::from_chars(has_height ? width.ptr + 1 : end, end, size.height);
+    const auto is_right = [](int side) { return side >= kLeastSide && side <= kLargestSide; };
+    if (height.ec != std::errc() || height.ptr != end || !is_right(size.width) ||
+        !is_right(size.height)) {
+        FailUsage("--size " + text + ": is not WIDTHxHEIGHT in pixels, each from " +
+                  std::to_string(kLeastSide) + " to " + std::to_string(kLargestSide));
+    }
+    return size;
+}
+
+MeshPictureOptions PictureOptions(const DrawOptions& options) {
+    MeshPictureOptions picture;
+    if (options.colour_by == "block" && !options.sets.empty())
+        FailUsage("--set and --colour-by block exclude each other");
+    if (!options.view.empty())
+        picture.view = options.view;
+    picture.isBySet = options.colour_by == "set" || !options.sets.empty();
+    picture.sets = options.sets;
+    picture.blocks = options.blocks;
+    if (!options.edges.empty()) {
+        picture.edges = options.edges == "none"      ? EdgeKind::None
+                        : options.edges == "feature" ? EdgeKind::Feature
+                                                     : EdgeKind::Mesh;
+    }
+    picture.size = SizeFrom(options.size);
+    return picture;
+}
+
+/// Draws, and counts the facets, lines and dots of the skin.
+std::array<std::size_t, 3> Draw(const DrawOptions& options, bool is_svg,
+                                const std::filesystem::path& output) {
+    const MeshPictureOptions picture_options = PictureOptions(options);
+    const ModelReader model{
+        ORQObjDocument(ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly))};
+    const MeshPicture picture(model, std::filesystem::path(options.database).stem().string(),
+                              picture_options);
+    if (is_svg) {
+        picture.WriteSvg(output);
+    } else {
+        picture.WritePng(output);
+    }
+    std::array<std::size_t, 3> counts{};
+    const Skin& skin = picture.Contents().skin;
+    for (std::size_t part = 0; part < skin.NumParts(); ++part)
+        ++counts[static_cast<std::size_t>(skin.KindOf(part))];
+    return counts;
+}
+
+}  // namespace
+
+ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
+    const bool is_svg = IsSvg(options.output);
+    StagedFile file(options.output, options.force);
+    const auto [dots, lines, facets] = Draw(options, is_svg, file.Path());
+    file.PutIntoPlace();
+    const char* const format = is_svg ? "SVG" : "PNG";
+    if (options.json) {
+        PrintJson(console.out, {{"schema_version", 1},
+                                {"command", "draw"},
+                                {"input", options.database},
+                                {"format", format},
+                                {"output", options.output.string()},
+                                {"facets", facets},
+                                {"lines", lines},
+                                {"dots", dots}});
+    } else {
+        console.out << Printable(options.database) << " -> " << Printable(options.output.string())
+                    << " (" << format << ")\n";
+    }
+    return ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

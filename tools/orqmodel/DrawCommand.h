@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "Console.h"
+
+namespace orqmodel {
+
+struct DrawOptions {
+    std::string database;
+    std::filesystem::path output;  // Its ending names the format: .png or .svg.
+    std::string view;              // As View::FromText takes it; empty for what suits the model.
+    std::string colour_by;         // "block", "set", or empty: "set" when sets are named.
+    std::vector<std::string> sets;
+    std::vector<std::string> blocks;
+    std::string edges;  // "none", "feature", "mesh", or empty for what suits the size.
+    std::string size = "1200x900";
+    bool force = false;  // Replace a file that has the name.
+    bool json = false;
+};
+
+/// Draws the mesh of a model database to a file. On any failure the output's name is as it was
+/// before. Throws ExportError and ORQBasFailure.
+ExitStatus RunDraw(const DrawOptions& options, const Console& console);
+
+}  // namespace orqmodel

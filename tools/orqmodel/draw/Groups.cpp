@@ -1,0 +1,227 @@
+#include "draw/Groups.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+#include "ORQBasFailure.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr Skin::Part kMark = {-1, -1, -1};
+
+std::size_t EditDistance(std::string_view a, std::string_view b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        std::size_t diagonal = row[0]++;
+        for (std::size_t j = 0; j < b.size(); ++j) {
+            const std::size_t changed = diagonal + (a[i] == b[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({changed, row[j] + 1, diagonal + 1});
+        }
+    }
+    return row.back();
+}
+
+/// Throws Usage unless one of the names known is the wanted one.
+void CheckName(const char* option, const std::string& wanted,
+               const std::vector<std::string>& known) {
+    constexpr std::size_t kMostNear = 5;
+    if (std::ranges::find(known, wanted) != known.end()) {
+        return;
+    }
+    std::vector<std::pair<std::size_t, std::string>> near;
+    for (const std::string& name : known) {
+        near.emplace_back(EditDistance(wanted, name), name);
+    }
+    std::ranges::sort(near);
+    std::string text = std::string(option) + " \"" + wanted + "\": there is none";
+    for (std::size_t i = 0; i < std::min(near.size(), kMostNear); ++i) {
+        text += (i == 0 ? "; near are \"" : ", \"") + near[i].second + "\"";
+    }
+    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
+}
+
+/// Which of a skin's parts, and of its nodes, are in the sets that are picked out.
+class SetGroups {
+  public:
+    SetGroups(Skin& skin, const ModelReader& model, std::span<const int> blocks)
+        : m_skin(skin),
+          m_model(model),
+          m_blockOf(static_cast<std::size_t>(model.NumElements()), -1),
+          m_ofElement(m_blockOf.size(), -1),
+          m_ofNode(skin.Points().size(), -1) {
+        for (const int block : blocks) {
+            for (ORQSimCSetIterator i(Block(block).elements); !i.IsDone(); i.Next()) {
+                m_blockOf[static_cast<std::size_t>(i.CurrentValue())] = block;
+            }
+        }
+    }
+
+    void AddElements(const ModelReader::Set& set) {
+        Mark(set.members, m_ofElement);
+        m_groups.groups.push_back({set.name, false});
+    }
+
+    void AddNodes(const ModelReader::Set& set) {
+        Mark(set.members, m_ofNode);
+        m_groups.groups.push_back({set.name, true});
+    }
+
+    void AddSurface(const ModelReader::Surface& surface) {
+        std::vector<ModelReader::Face> edges;
+        for (const ModelReader::Face& face : surface.faces) {
+            const int block = m_blockOf[static_cast<std::size_t>(face.element)];
+            if (block < 0) {
+                continue;
+            }
+            const ElementShape& shape = *Block(block).shape;
+            if (shape.sides[static_cast<std::size_t>(face.side)].IsEdge()) {
+                edges.push_back(face);
+            } else {
+                m_ofFace.push_back({{face.element, shape.dimension == 3 ? face.side : -1}, Next()});
+            }
+        }
+        for (const ModelReader::FaceNodes& nodes : m_model.NodesOf(edges)) {
+            m_edges.emplace_back(nodes, Next());
+        }
+        m_groups.groups.push_back({surface.name, false});
+    }
+
+    Groups Finish() {
+        std::ranges::sort(m_ofFace);
+        for (std::size_t part = 0; part < m_skin.NumParts(); ++part) {
+            m_groups.ofPart.push_back(GroupOf(part));
+        }
+        for (const auto& [nodes, group] : m_edges) {
+            m_skin.AddLine(kMark, nodes);
+            m_groups.ofPart.push_back(group);
+        }
+        AddDots();
+        return std::move(m_groups);
+    }
+
+  private:
+    const ModelReader::Block& Block(int place) const {
+        return m_model.Blocks()[static_cast<std::size_t>(place)];
+    }
+    int Next() const { return static_cast<int>(m_groups.groups.size()); }
+
+    void Mark(const ORQSimCSet& members, std::vector<int>& groupOf) const {
+        for (ORQSimCSetIterator i(members); !i.IsDone(); i.Next()) {
+            groupOf[static_cast<std::size_t>(i.CurrentValue())] = Next();
+        }
+    }
+
+    int GroupOf(std::size_t part) {
+        if (m_skin.KindOf(part) == Skin::Kind::Dot) {
+            return std::exchange(m_ofNode[static_cast<std::size_t>(m_skin.Nodes(part)[0])], -1);
+        }
+        const auto [block, element, side] = m_skin.At(part);
+        const std::pair<int, int> face{element, side};
+        const auto after = std::ranges::upper_bound(m_ofFace, face, {}, &FaceGroup::first);
+        const int ofElement = m_ofElement[static_cast<std::size_t>(element)];
+        return after != m_ofFace.begin() && std::prev(after)->first == face
+                   ? std::max(std::prev(after)->second, ofElement)
+                   : ofElement;
+    }
+
+    void AddDots() {
+        const std::size_t nParts = m_skin.NumParts();
+        for (std::size_t part = 0; part < nParts; ++part) {
+            for (std::size_t i = 0; i < m_skin.Nodes(part).size(); ++i) {
+                const int node = m_skin.Nodes(part)[i];
+                const int group = std::exchange(m_ofNode[static_cast<std::size_t>(node)], -1);
+                if (group >= 0) {
+                    m_skin.AddDot(kMark, node);
+                    m_groups.ofPart.push_back(group);
+                }
+            }
+        }
+    }
+
+    using FaceGroup = std::pair<std::pair<int, int>, int>;  // element and side of the part, group
+
+    Skin& m_skin;
+    const ModelReader& m_model;
+    Groups m_groups;
+    std::vector<int> m_blockOf;    // by element; -1 when it is not drawn
+    std::vector<int> m_ofElement;  // groups; -1 for none
+    std::vector<int> m_ofNode;
+    std::vector<FaceGroup> m_ofFace;
+    std::vector<std::pair<ModelReader::FaceNodes, int>> m_edges;
+};
+
+}  // namespace
+
+std::vector<int> BlocksNamed(const ModelReader& model, std::span<const std::string> names) {
+    std::vector<std::string> known;
+    for (const ModelReader::Block& block : model.Blocks()) {
+        known.push_back(block.name);
+    }
+    for (const std::string& name : names) {
+        CheckName("--block", name, known);
+    }
+    std::vector<int> places;
+    for (std::size_t i = 0; i < known.size(); ++i) {
+        if (names.empty() || std::ranges::find(names, known[i]) != names.end()) {
+            places.push_back(static_cast<int>(i));
+        }
+    }
+    return places;
+}
+
+Groups GroupsByBlock(const Skin& skin, const ModelReader& model, std::span<const int> blocks) {
+    Groups groups;
+    std::vector<int> groupOf(model.Blocks().size(), -1);
+    for (const int block : blocks) {
+        groupOf[static_cast<std::size_t>(block)] = static_cast<int>(groups.groups.size());
+        groups.groups.push_back({model.Blocks()[static_cast<std::size_t>(block)].name, false});
+    }
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        const int block = skin.At(part).block;
+        groups.ofPart.push_back(block < 0 ? -1 : groupOf[static_cast<std::size_t>(block)]);
+    }
+    return groups;
+}
+
+Groups GroupsBySet(Skin& skin, const ModelReader& model, std::span<const int> blocks,
+                   std::span<const std::string> names) {
+    const std::vector<ModelReader::Surface> surfaces = model.Surfaces();
+    std::vector<std::string> known;
+    const auto know = [&](const auto& set) { known.push_back(set.name); };
+    std::ranges::for_each(model.ElementSets(), know);
+    std::ranges::for_each(surfaces, know);
+    std::ranges::for_each(model.NodeSets(), know);
+    for (const std::string& name : names) {
+        CheckName("--set", name, known);
+    }
+    if (known.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "--colour-by set: the model has no element set, surface or node set");
+    }
+    const auto isWanted = [&](const auto& set) {
+        return names.empty() || std::ranges::find(names, set.name) != names.end();
+    };
+    SetGroups groups(skin, model, blocks);
+    for (const ModelReader::Set& set : model.ElementSets()) {
+        if (isWanted(set)) {
+            groups.AddElements(set);
+        }
+    }
+    for (const ModelReader::Surface& surface : surfaces) {
+        if (isWanted(surface)) {
+            groups.AddSurface(surface);
+        }
+    }
+    for (const ModelReader::Set& set : model.NodeSets()) {
+        if (isWanted(set)) {
+            groups.AddNodes(set);
+        }
+    }
+    return groups.Finish();
+}
+
+}  // namespace orqmodel

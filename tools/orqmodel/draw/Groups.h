@@ -1,0 +1,37 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "draw/Skin.h"
+#include "mesh/ModelReader.h"
+
+namespace orqmodel {
+
+/// What the parts of a skin have in common: their block, or a set they are in. Each group has a
+/// colour and a line in the legend.
+struct Groups {
+    struct Group {
+        std::string name;
+        bool isNodes;  ///< of dots
+    };
+    std::vector<Group> groups;
+    std::vector<int> ofPart;  ///< places in `groups`; -1 of a part in none
+};
+
+/// Places in ModelReader::Blocks of the blocks of these names, all of them for none. Throws Usage,
+/// naming what is near, when there is none of a name.
+std::vector<int> BlocksNamed(const ModelReader& model, std::span<const std::string> names);
+
+/// A group for each of the blocks.
+Groups GroupsByBlock(const Skin& skin, const ModelReader& model, std::span<const int> blocks);
+
+/// A group for each element set, surface and node set of these names, or for all of them; of groups
+/// that share something the last is seen. Adds to the skin the nodes of sets that it has, as dots,
+/// and the edges of surfaces, as lines. Either face of a shell colours the shell.
+/// Throws Usage, naming what is near, when there is none of a name, or none at all.
+Groups GroupsBySet(Skin& skin, const ModelReader& model, std::span<const int> blocks,
+                   std::span<const std::string> names);
+
+}  // namespace orqmodel

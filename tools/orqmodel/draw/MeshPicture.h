@@ -1,0 +1,63 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "draw/Groups.h"
+#include "draw/Scene.h"
+#include "draw/View.h"
+
+namespace orqmodel {
+
+struct MeshPictureOptions {
+    std::optional<std::string> view;  ///< as View::FromText takes it
+    bool isBySet = false;             ///< else coloured by block
+    std::vector<std::string> sets;    ///< that are coloured; all for none
+    std::vector<std::string> blocks;  ///< that are drawn; all for none
+    /// Which edges of elements are drawn; without an answer, all when they are not too dense.
+    std::optional<EdgeKind> edges;
+    PictureSize size{1200, 900};
+};
+
+/// A mesh as a picture: its skin, shaded and in the colours of blocks or sets, under a title,
+/// beside a legend and the directions of the axes. The same model and options give the same bytes.
+class MeshPicture {
+  public:
+    /// `name` is the model's where it has no title. Throws as SkinOf, View::FromText and Groups do.
+    MeshPicture(const ModelReader& model, const std::string& name,
+                const MeshPictureOptions& options);
+
+    const Scene& Contents() const { return m_scene; }
+
+    /// Throw ExportError.
+    void WritePng(const std::filesystem::path& path) const;
+    void WriteSvg(const std::filesystem::path& path) const;
+
+  private:
+    struct Entry {
+        std::string name;
+        Colour colour;
+        bool isDots;
+    };
+
+    void PlanLayout();
+    void ColourParts(const Groups& groups);
+    void PaintTexts(Canvas& canvas) const;
+    void PaintLegend(Canvas& canvas) const;
+    void PaintAxes(Canvas& canvas) const;
+
+    PictureSize m_size;
+    double m_textSize = 0;
+    double m_columnWidth =
+        0;            // of legend and axes, at the right; 0 where there is no room for texts
+    Frame m_frame{};  // of the mesh
+    std::optional<View> m_view;
+    std::string m_title;
+    std::string m_counts;
+    std::vector<Entry> m_legend;
+    Scene m_scene;
+};
+
+}  // namespace orqmodel

@@ -1,0 +1,222 @@
+#include "draw/Skin.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "ORQBasFailure.h"
+#include "draw/SharedNodes.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr int kSlice = 1 << 16;  // nodes at a time
+
+std::vector<Point> ReadPoints(const ModelReader& model) {
+    const auto dimension = static_cast<std::size_t>(model.Dimension());
+    std::vector<Point> points(static_cast<std::size_t>(model.NumNodes()), Point{});
+    std::vector<double> slice(kSlice * dimension);
+    for (int begin = 0; dimension > 0 && begin < model.NumNodes(); begin += kSlice) {
+        const int end = std::min(model.NumNodes(), begin + kSlice);
+        const auto count = static_cast<std::size_t>(end - begin);
+        model.ReadCoordinates(begin, end, std::span(slice).first(count * dimension));
+        for (std::size_t i = 0; i < count; ++i) {
+            for (std::size_t axis = 0; axis < dimension; ++axis) {
+                points[static_cast<std::size_t>(begin) + i][axis] = slice[i * dimension + axis];
+            }
+        }
+    }
+    return points;
+}
+
+/// The elements of a block that is drawn.
+struct Elements {
+    int block;
+    const ElementShape* shape;
+    ORQSimCSet ordinals;
+    std::vector<int> nodes;  // [elements][nodes of the shape]
+
+    std::span<const int> NodesOf(std::size_t element) const {
+        const auto nNodes = static_cast<std::size_t>(shape->nNodes);
+        return std::span(nodes).subspan(element * nNodes, nNodes);
+    }
+    std::size_t Count() const { return static_cast<std::size_t>(ordinals.Size()); }
+};
+
+Elements ReadElements(const ModelReader& model, int place) {
+    const ModelReader::Block& block = model.Blocks()[static_cast<std::size_t>(place)];
+    Elements elements{place, block.shape, block.elements, {}};
+    elements.nodes.resize(elements.Count() * static_cast<std::size_t>(block.shape->nNodes));
+    model.ReadConnectivity(block, 0, block.elements.Size(), elements.nodes);
+    const auto wrong = std::ranges::find_if(
+        elements.nodes, [&](int node) { return node < 0 || node >= model.NumNodes(); });
+    if (wrong != elements.nodes.end()) {
+        const auto row = (wrong - elements.nodes.begin()) / block.shape->nNodes;
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            fmt::format("block \"{}\": element {} has the node {} of {}",
+                                        block.name, row, *wrong, model.NumNodes()));
+    }
+    return elements;
+}
+
+/// A face of a solid by its number among those of all blocks.
+class SolidFaces {
+  public:
+    explicit SolidFaces(const std::vector<Elements>& blocks) : m_blocks(blocks) {
+        for (const Elements& block : blocks) {
+            const std::size_t nSides = block.shape->dimension == 3 ? block.shape->sides.size() : 0;
+            m_begin.push_back(m_begin.back() + static_cast<std::int64_t>(block.Count() * nSides));
+        }
+    }
+
+    std::int64_t Count() const { return m_begin.back(); }
+    std::int64_t Begin(std::size_t block) const { return m_begin[block]; }
+
+    NodeKey<4> Key(std::int64_t face) const {
+        const auto block =
+            static_cast<std::size_t>(std::ranges::upper_bound(m_begin, face) - m_begin.begin() - 1);
+        const Elements& elements = m_blocks[block];
+        const std::size_t nSides = elements.shape->sides.size();
+        const auto place = static_cast<std::size_t>(face - m_begin[block]);
+        const ElementShape::Side& side = elements.shape->sides[place % nSides];
+        const std::span<const int> nodes = elements.NodesOf(place / nSides);
+        NodeKey<4> corners{};
+        for (std::size_t i = 0; i < static_cast<std::size_t>(side.nCorners); ++i) {
+            corners[i] = nodes[static_cast<std::size_t>(side.nodes[i])];
+        }
+        return KeyOf(corners, static_cast<std::size_t>(side.nCorners));
+    }
+
+    /// Those that only one element has, ascending. Faces of collapsed elements that have become
+    /// lines do not count.
+    std::vector<std::int64_t> Outer(int nNodes) const {
+        std::vector<std::int64_t> outer;
+        ForEachWithSameNodes(
+            Count(), nNodes, [this](std::int64_t face) { return Key(face); },
+            [&](std::span<const std::int64_t> same) {
+                if (same.size() == 1 && Key(same[0])[2] >= 0) {
+                    outer.push_back(same[0]);
+                }
+            });
+        std::ranges::sort(outer);
+        return outer;
+    }
+
+  private:
+    const std::vector<Elements>& m_blocks;
+    std::vector<std::int64_t> m_begin{0};
+};
+
+void AddOuterFaces(Skin& skin, const Elements& elements, const std::vector<int>& ordinals,
+                   std::int64_t begin, std::span<const std::int64_t> faces) {
+    std::vector<int> nodes;
+    for (const std::int64_t face : faces) {
+        const auto nSides = static_cast<std::int64_t>(elements.shape->sides.size());
+        const auto element = static_cast<std::size_t>((face - begin) / nSides);
+        const auto side = static_cast<int>((face - begin) % nSides);
+        const ElementShape::Side& local = elements.shape->sides[static_cast<std::size_t>(side)];
+        nodes.clear();
+        for (const int node : local.nodes) {
+            nodes.push_back(elements.NodesOf(element)[static_cast<std::size_t>(node)]);
+        }
+        skin.AddFacet({elements.block, ordinals[element], side}, nodes, local.nCorners);
+    }
+}
+
+void AddElements(Skin& skin, const Elements& elements, const std::vector<int>& ordinals) {
+    for (std::size_t i = 0; i < elements.Count(); ++i) {
+        const Skin::Part part{elements.block, ordinals[i], -1};
+        const std::span<const int> nodes = elements.NodesOf(i);
+        if (elements.shape->dimension == 2) {
+            skin.AddFacet(part, nodes, elements.shape->nCorners);
+        } else if (elements.shape->dimension == 1) {
+            skin.AddLine(part, nodes);
+        } else {
+            skin.AddDot(part, nodes[0]);
+        }
+    }
+}
+
+void CheckPoints(const Skin& skin, const ModelReader& model) {
+    constexpr double kFarthest = 1e100;  // Squares and sums of such numbers are finite.
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        for (const int node : skin.Nodes(part)) {
+            for (const double value : skin.Points()[static_cast<std::size_t>(node)]) {
+                if (!(std::abs(value) <= kFarthest)) {
+                    throw ORQBasFailure(
+                        ORQBasFailureKind::Damaged,
+                        fmt::format("node {} has the coordinate {}, which cannot be drawn",
+                                    model.NodeLabels()[static_cast<std::size_t>(node)], value));
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+
+void Skin::EndPart(const Part& part, Kind kind) {
+    m_parts.push_back(part);
+    m_kinds.push_back(kind);
+    m_begin.push_back(m_nodes.size());
+}
+
+void Skin::AddDot(const Part& part, int node) {
+    m_nodes.push_back(node);
+    EndPart(part, Kind::Dot);
+}
+
+void Skin::AddLine(const Part& part, std::span<const int> nodes) {
+    m_nodes.push_back(nodes[0]);
+    if (nodes.size() > 2) {
+        m_nodes.push_back(nodes[2]);
+    }
+    m_nodes.push_back(nodes[1]);
+    EndPart(part, Kind::Line);
+}
+
+void Skin::AddFacet(const Part& part, std::span<const int> nodes, int nCorners) {
+    const auto count = static_cast<std::size_t>(nCorners);
+    const bool hasMiddles = nodes.size() >= 2 * count;
+    for (std::size_t i = 0; i < count; ++i) {
+        m_nodes.push_back(nodes[i]);
+        if (hasMiddles) {
+            m_nodes.push_back(nodes[count + i]);
+        }
+    }
+    EndPart(part, Kind::Facet);
+}
+
+Skin SkinOf(const ModelReader& model, std::span<const int> blocks) {
+    Skin skin(ReadPoints(model));
+    std::vector<Elements> drawn;
+    for (const int place : blocks) {
+        drawn.push_back(ReadElements(model, place));
+    }
+    const SolidFaces faces(drawn);
+    const std::vector<std::int64_t> outer = faces.Outer(model.NumNodes());
+    for (std::size_t i = 0; i < drawn.size(); ++i) {
+        std::vector<int> ordinals(drawn[i].Count());
+        drawn[i].ordinals.Members(ordinals.data());
+        if (drawn[i].shape->dimension == 3) {
+            const auto begin = std::ranges::lower_bound(outer, faces.Begin(i));
+            const auto end = std::ranges::lower_bound(outer, faces.Begin(i + 1));
+            AddOuterFaces(skin, drawn[i], ordinals, faces.Begin(i), std::span(begin, end));
+        } else {
+            AddElements(skin, drawn[i], ordinals);
+        }
+    }
+    if (model.NumElements() == 0) {
+        for (int node = 0; node < model.NumNodes(); ++node) {
+            skin.AddDot({-1, -1, -1}, node);
+        }
+    }
+    if (skin.NumParts() == 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Refused, "there is nothing to draw");
+    }
+    CheckPoints(skin, model);
+    return skin;
+}
+
+}  // namespace orqmodel

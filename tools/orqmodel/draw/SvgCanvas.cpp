@@ -1,0 +1,112 @@
+#include "draw/SvgCanvas.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <fstream>
+#include <iterator>
+
+#include "export/ExportError.h"
+#include "export/XmlText.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr double kUnitsPerPixel = 10;
+
+long Units(double pixels) {
+    return std::lround(kUnitsPerPixel * pixels);
+}
+
+std::string Code(Colour colour) {
+    return fmt::format("#{:02x}{:02x}{:02x}", colour.red, colour.green, colour.blue);
+}
+
+std::string StyleOf(const Stroke& stroke) {
+    return stroke.width > 0
+               ? fmt::format("stroke:{};stroke-width:{}", Code(stroke.colour), Units(stroke.width))
+               : "stroke:none";
+}
+
+}  // namespace
+
+const std::string& SvgCanvas::ClassOf(std::string style) {
+    const auto name = fmt::format("c{}", m_classes.size());
+    return m_classes.try_emplace(std::move(style), name).first->second;
+}
+
+void SvgCanvas::EndPath() {
+    if (!m_openStyle.empty()) {
+        m_body += "\"/>\n";
+        m_openStyle.clear();
+    }
+}
+
+void SvgCanvas::AppendPath(std::string style, std::span<const Spot> spots, bool isClosed) {
+    if (style != m_openStyle) {
+        EndPath();
+        m_body += fmt::format("<path class=\"{}\" d=\"", ClassOf(style));
+        m_openStyle = std::move(style);
+    }
+    auto out = std::back_inserter(m_body);
+    long x = Units(spots[0].x);
+    long y = Units(spots[0].y);
+    fmt::format_to(out, "M{} {}", x, y);
+    for (std::size_t i = 1; i < spots.size(); ++i) {
+        const long nextX = Units(spots[i].x);
+        const long nextY = Units(spots[i].y);
+        fmt::format_to(out, "{}{} {}", i == 1 ? "l" : " ", nextX - x, nextY - y);
+        x = nextX;
+        y = nextY;
+    }
+    if (isClosed) {
+        m_body += 'z';
+    }
+}
+
+void SvgCanvas::Polygon(std::span<const Spot> corners, Colour fill, const Stroke& border) {
+    AppendPath(fmt::format("fill:{};{}", Code(fill), StyleOf(border)), corners, true);
+}
+
+void SvgCanvas::Line(std::span<const Spot> spots, const Stroke& stroke) {
+    AppendPath("fill:none;" + StyleOf(stroke), spots, false);
+}
+
+void SvgCanvas::Disc(Spot centre, double radius, Colour fill, const Stroke& border) {
+    EndPath();
+    m_body += fmt::format("<circle class=\"{}\" cx=\"{}\" cy=\"{}\" r=\"{}\"/>\n",
+                          ClassOf(fmt::format("fill:{};{}", Code(fill), StyleOf(border))),
+                          Units(centre.x), Units(centre.y), Units(radius));
+}
+
+void SvgCanvas::Text(Spot at, Align align, double size, Colour colour, std::string_view text) {
+    EndPath();
+    // The width is given, since the fonts of viewers differ a little.
+    m_body += fmt::format(
+        "<text class=\"{}\" x=\"{}\" y=\"{}\" textLength=\"{}\" xml:space=\"preserve\">{}</text>\n",
+        ClassOf(fmt::format("fill:{};stroke:none;font:{}px monospace", Code(colour), Units(size))),
+        Units(TextStart(text, size, at.x, align)), Units(at.y), Units(TextWidth(text, size)),
+        XmlEscaped(text));
+}
+
+void SvgCanvas::Write(const std::filesystem::path& path) {
+    EndPath();
+    std::ofstream out(path, std::ios::binary);
+    out << fmt::format(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{0}\" height=\"{1}\" "
+        "viewBox=\"0 0 {2} {3}\">\n<style>path,circle{{stroke-linejoin:round;"
+        "stroke-linecap:round}}\n",
+        m_size.width, m_size.height, Units(m_size.width), Units(m_size.height));
+    for (const auto& [style, name] : m_classes) {
+        out << '.' << name << '{' << style << "}\n";
+    }
+    out << "</style>\n<rect width=\"100%\" height=\"100%\" fill=\"" << Code(kWhite) << "\"/>\n"
+        << m_body << "</svg>\n";
+    out.flush();
+    if (!out) {
+        throw ExportError(path.string() + ": cannot be written");
+    }
+}
+
+}  // namespace orqmodel

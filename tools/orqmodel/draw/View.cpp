@@ -1,0 +1,125 @@
+#include "draw/View.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+
+#include "ORQBasFailure.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr double kFlat = 1e-9;  // as a part of the largest extent
+
+struct Box {
+    Point low{};
+    Point high{};
+    Point Extent() const { return high - low; }
+};
+
+/// Around all points that parts have.
+Box BoxOf(const Skin& skin) {
+    constexpr double kFar = std::numeric_limits<double>::infinity();
+    Box box{{kFar, kFar, kFar}, {-kFar, -kFar, -kFar}};
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        for (const int node : skin.Nodes(part)) {
+            const Point& point = skin.Points()[static_cast<std::size_t>(node)];
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                box.low[axis] = std::min(box.low[axis], point[axis]);
+                box.high[axis] = std::max(box.high[axis], point[axis]);
+            }
+        }
+    }
+    return box;
+}
+
+/// False unless the text is three numbers with commas between them.
+bool ReadDirection(const std::string& text, Point& direction) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const auto [next, error] = std::from_chars(at, end, direction[axis]);
+        const bool isLast = axis == 2;
+        if (error != std::errc() || (isLast ? next != end : next == end || *next != ',')) {
+            return false;
+        }
+        at = next + 1;
+    }
+    return true;
+}
+
+}  // namespace
+
+View::View(std::string name, const Point& toEye) : m_name(std::move(name)) {
+    constexpr double kAlongAxis = 1e-9;
+    m_toEye = Normalized(toEye);
+    const bool isAlongZ = std::abs(m_toEye[0]) + std::abs(m_toEye[1]) < kAlongAxis;
+    m_right = Normalized(Cross(isAlongZ ? Point{0, 1, 0} : Point{0, 0, 1}, m_toEye));
+    m_up = Cross(m_toEye, m_right);
+}
+
+View View::FromText(const std::string& text) {
+    static const std::array<std::pair<const char*, Point>, 7> names = {{{"iso", {1, -1, 1}},
+                                                                        {"+x", {1, 0, 0}},
+                                                                        {"-x", {-1, 0, 0}},
+                                                                        {"+y", {0, 1, 0}},
+                                                                        {"-y", {0, -1, 0}},
+                                                                        {"+z", {0, 0, 1}},
+                                                                        {"-z", {0, 0, -1}}}};
+    for (const auto& [name, toEye] : names) {
+        if (text == name) {
+            return {name, toEye};
+        }
+    }
+    Point toEye{};
+    if (!ReadDirection(text, toEye)) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Usage,
+            "--view " + text + ": is none of iso, +x, -x, +y, -y, +z, -z and X,Y,Z");
+    }
+    const double largest = std::max({std::abs(toEye[0]), std::abs(toEye[1]), std::abs(toEye[2])});
+    if (!(largest > 0 && largest < std::numeric_limits<double>::infinity())) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "--view " + text + ": is no direction");
+    }
+    return {text, {toEye[0] / largest, toEye[1] / largest, toEye[2] / largest}};
+}
+
+View View::BestFor(const Skin& skin) {
+    const Point extent = BoxOf(skin).Extent();
+    const double flat = kFlat * std::max({extent[0], extent[1], extent[2]});
+    if (extent[2] <= flat) {
+        return FromText("+z");
+    }
+    if (extent[1] <= flat) {
+        return FromText("-y");
+    }
+    return FromText(extent[0] <= flat ? "+x" : "iso");
+}
+
+Point View::Turned(const Point& point) const {
+    return {Dot(point, m_right), -Dot(point, m_up), Dot(point, m_toEye)};
+}
+
+void Project(Skin& skin, const View& view, const Frame& frame) {
+    for (Point& point : skin.Points()) {
+        point = view.Turned(point);
+    }
+    const Box box = BoxOf(skin);
+    const Point extent = box.Extent();
+    // A line seen from its end is a dot, whatever rounding makes of it.
+    const double least = kFlat * std::max({extent[0], extent[1], extent[2]});
+    const auto scaleFor = [least](double room, double needed) {
+        return needed > least ? room / needed : std::numeric_limits<double>::infinity();
+    };
+    const double fitting = std::min(scaleFor(frame.high.x - frame.low.x, extent[0]),
+                                    scaleFor(frame.high.y - frame.low.y, extent[1]));
+    const double scale = fitting < std::numeric_limits<double>::infinity() ? fitting : 1;
+    const Point centre = box.low + 0.5 * extent;
+    const Point middle = {(frame.low.x + frame.high.x) / 2, (frame.low.y + frame.high.y) / 2, 0};
+    for (Point& point : skin.Points()) {
+        point = middle + scale * (point - centre);
+    }
+}
+
+}  // namespace orqmodel

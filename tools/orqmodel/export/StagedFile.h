@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+
+namespace orqmodel {
+
+/// A file beside the output's place that is removed unless it is put into that place.
+class StagedFile {
+  public:
+    /// Throws Usage when something has the output's name already, unless `force`.
+    StagedFile(const std::filesystem::path& output, bool force);
+    ~StagedFile();
+    StagedFile(const StagedFile&) = delete;
+    StagedFile& operator=(const StagedFile&) = delete;
+
+    const std::filesystem::path& Path() const { return m_staged; }
+
+    /// Syncs the file and gives it the output's name; throws ExportError.
+    void PutIntoPlace();
+
+  private:
+    std::filesystem::path m_output;
+    std::filesystem::path m_staged;
+};
+
+}  // namespace orqmodel

@@ -13,6 +13,7 @@
 #include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "InterruptGuard.h"
+#include "LayersCommand.h"
 #include "ORQBasFailure.h"
 #include "VerifyCommand.h"
 #include "export/ExportError.h"
@@ -33,6 +34,7 @@ class CommandLine {
         AddExport();
         AddAdjacency();
         AddDraw();
+        AddLayers();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -53,6 +55,8 @@ class CommandLine {
             return RunAdjacency(adjacency_, console);
         if (app_.got_subcommand("draw"))
             return RunDraw(draw_, console);
+        if (app_.got_subcommand("layers"))
+            return RunLayers(layers_, console);
         return RunVerify(verify_, console);
     }
 
@@ -63,6 +67,8 @@ class CommandLine {
         command->add_option("FILE", import_.input, "The mesh file")->required();
         command->add_option("-o,--output", import_.output, "The model database to make, NAME.orq")
             ->required();
+        command->add_option("--layup", import_.layup,
+                            "A layup file (JSON) that puts layered sections on the mesh");
         command
             ->add_option("--chunk-nodes", import_.chunk_nodes,
                          "The most nodes whose coordinates are stored as one piece")
@@ -146,6 +152,23 @@ class CommandLine {
         AddJson(command, draw_.json);
     }
 
+    void AddLayers() {
+        CLI::App* command =
+            app_.add_subcommand("layers", "Show the layered sections of a model, or one's layers");
+        command->add_option("DATABASE", layers_.database, "The model database")->required();
+        CLI::Option* section =
+            command->add_option("SECTION", layers_.section, "The name of the section");
+        CLI::Option* element = command
+                                   ->add_option("--element", layers_.element,
+                                                "The label of an element, whose section is shown")
+                                   ->excludes(section);
+        command
+            ->add_option("--instance", layers_.instance,
+                         "The instance, where several have an element of that label")
+            ->needs(element);
+        AddJson(command, layers_.json);
+    }
+
     static void AddJson(CLI::App* command, bool& is_set) {
         command->add_flag("--json", is_set, "Report as one JSON object");
     }
@@ -161,6 +184,7 @@ class CommandLine {
     ExportOptions export_;
     AdjacencyOptions adjacency_;
     DrawOptions draw_;
+    LayersOptions layers_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {
@@ -186,6 +210,10 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& con
                     std::string(error.what()) + "; orqmodel --help says more");
     } catch (const ImportError& error) {
         return Fail(console, ExitStatus::kUnreadable, error.what());
+    } catch (const ImportErrors& several) {
+        for (const ImportError& error : several.Errors())
+            Fail(console, ExitStatus::kUnreadable, error.what());
+        return static_cast<int>(ExitStatus::kUnreadable);
     } catch (const ExportError& error) {
         return Fail(console, ExitStatus::kUnreadable, error.what());
     } catch (const std::filesystem::filesystem_error& error) {

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <exception>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace orqmodel {
 
@@ -16,6 +19,17 @@ class ImportError : public std::runtime_error {
                 std::string_view message)
         : std::runtime_error(
               file.string().append(": ").append(section).append(": ").append(message)) {}
+};
+
+/// Everything that is wrong in an input file, at least one.
+class ImportErrors : public std::exception {
+  public:
+    explicit ImportErrors(std::vector<ImportError> errors) : m_errors(std::move(errors)) {}
+    const std::vector<ImportError>& Errors() const { return m_errors; }
+    const char* what() const noexcept override { return m_errors.front().what(); }
+
+  private:
+    std::vector<ImportError> m_errors;
 };
 
 }  // namespace orqmodel

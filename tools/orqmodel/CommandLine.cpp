@@ -117,8 +117,8 @@ class CommandLine {
     }
 
     void AddDraw() {
-        CLI::App* command =
-            app_.add_subcommand("draw", "Draw the mesh of a model as a picture (PNG, SVG)");
+        CLI::App* command = app_.add_subcommand(
+            "draw", "Draw the mesh of a model, or a section, as a picture (PNG, SVG)");
         command->add_option("DATABASE", draw_.database, "The model database")->required();
         command
             ->add_option("-o,--output", draw_.output,
@@ -127,6 +127,9 @@ class CommandLine {
         command->add_option("--view", draw_.view,
                             "From where: iso, +x, -x, +y, -y, +z, -z or a direction X,Y,Z; "
                             "without it, from the front of a plane model, else iso");
+        CLI::Option* section =
+            command->add_option("--section", draw_.section,
+                                "Draw the layers of the section of that name instead of the mesh");
         command
             ->add_option("--colour-by,--color-by", draw_.colour_by,
                          "What has a colour of its own; block, unless there is --set")
@@ -147,6 +150,8 @@ class CommandLine {
                          "Which edges of elements are drawn; mesh, all of them, unless they are "
                          "too dense")
             ->check(CLI::IsMember({"none", "feature", "mesh"}));
+        for (const char* of_meshes : {"--view", "--colour-by", "--set", "--block", "--edges"})
+            section->excludes(command->get_option(of_meshes));
         command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
         command->add_flag("--force", draw_.force, "Replace a file of that name");
         AddJson(command, draw_.json);

@@ -56,7 +56,8 @@ class Builder : public nlohmann::json_sax<json> {
         const std::size_t from = text.find(place == std::string::npos ? "] " : ": ",
                                            place == std::string::npos ? 0 : place);
         throw ImportError(m_file,
-                          fmt::format("line {}, column {}", nLines + 1, end - lineStart.base()),
+                          fmt::format("line {}, column {}", nLines + 1,
+                                      std::max<std::ptrdiff_t>(1, end - lineStart.base())),
                           from == std::string::npos ? text : text.substr(from + 2));
     }
 
@@ -90,7 +91,7 @@ class Builder : public nlohmann::json_sax<json> {
         if (frame.value->is_array()) {
             return &frame.value->emplace_back(std::move(value));
         }
-        return &(*frame.value)[frame.key].operator=(std::move(value));
+        return &((*frame.value)[frame.key] = std::move(value));
     }
     bool Put(json value) {
         Place(std::move(value));

@@ -237,7 +237,8 @@ class Resolver {
                 object.number = static_cast<int>(objects.size()) + 1;
                 With(item, at, "name", [&](const json& name, const Pointer& nameAt) {
                     object.name = Text(name, nameAt);
-                    if (!places.try_emplace(object.name, object.number - 1).second) {
+                    if (!object.name.empty() &&
+                        !places.try_emplace(object.name, object.number - 1).second) {
                         ReportValue(nameAt, name, "a name that no other of the list has");
                     }
                 });

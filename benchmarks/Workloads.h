@@ -20,5 +20,7 @@ std::vector<Workload> BulkWorkloads();
 std::vector<Workload> RecordWorkloads();
 // A structured mesh of hexahedra: its connectivity, what is derived from it, and its import.
 std::vector<Workload> MeshWorkloads();
+// Layers of shell sections, as many sections as a tenth of the records.
+std::vector<Workload> LayerWorkloads();
 
 }  // namespace storage_benchmark

@@ -24,5 +24,7 @@ std::vector<Workload> MeshWorkloads();
 std::vector<Workload> DeckWorkloads();
 // Labels of two models joined, and names looked up.
 std::vector<Workload> LabelWorkloads();
+// Layers of shell sections, as many sections as a tenth of the records.
+std::vector<Workload> LayerWorkloads();
 
 }  // namespace storage_benchmark

@@ -18,6 +18,7 @@ std::vector<Workload> AllWorkloads() {
     std::ranges::move(MeshWorkloads(), std::back_inserter(all));
     std::ranges::move(LabelWorkloads(), std::back_inserter(all));
     std::ranges::move(DeckWorkloads(), std::back_inserter(all));
+    std::ranges::move(LayerWorkloads(), std::back_inserter(all));
     return all;
 }
 

@@ -82,4 +82,8 @@ Mesh Build();
 /// only. Throws std::runtime_error with the file and the failed step.
 void Write(const Mesh& mesh, const std::filesystem::path& file);
 
+/// Writes the layup file of the mesh, JSON: its layered sections, with the thickness of the upper
+/// skin varying from element to element. Throws likewise.
+void WriteLayup(const Mesh& mesh, const std::filesystem::path& file);
+
 }  // namespace wing_box

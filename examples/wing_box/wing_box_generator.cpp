@@ -1,6 +1,6 @@
-// Writes the sample mesh:
+// Writes the sample mesh and its layup:
 //
-//     wing_box_generator examples/wing_box/wing_box.e
+//     wing_box_generator examples/wing_box/wing_box.e examples/wing_box/wing_box_layup.json
 
 #include <exception>
 #include <iostream>
@@ -8,12 +8,14 @@
 #include "WingBox.h"
 
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::cerr << "usage: wing_box_generator OUTPUT.e\n";
+    if (argc != 3) {
+        std::cerr << "usage: wing_box_generator OUTPUT.e LAYUP.json\n";
         return 2;
     }
     try {
-        wing_box::Write(wing_box::Build(), argv[1]);
+        const wing_box::Mesh mesh = wing_box::Build();
+        wing_box::Write(mesh, argv[1]);
+        wing_box::WriteLayup(mesh, argv[2]);
     } catch (const std::exception& error) {
         std::cerr << "wing_box_generator: " << error.what() << '\n';
         return 3;

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "ExodusFile.h"
+#include "Files.h"
 #include "WingBox.h"
 
 namespace {
@@ -60,7 +61,7 @@ void ForEachElement(const Visit& visit) {
             visit(block, element);
 }
 
-TEST(WingBox, TheGeneratorMakesTheShippedFile) {
+TEST(WingBox, TheGeneratorMakesTheShippedFiles) {
     const exodus_file::ScratchFolder folder;
     wing_box::Write(wing_box::Build(), folder / "made.e");
     const auto made = exodus_file::Read(folder / "made.e");
@@ -74,6 +75,8 @@ TEST(WingBox, TheGeneratorMakesTheShippedFile) {
     for (std::size_t node = 0; node < made.positions.size(); ++node)
         for (std::size_t axis = 0; axis < 3; ++axis)
             ASSERT_NEAR(made.positions[node][axis], shipped.positions[node][axis], 1e-14);
+    wing_box::WriteLayup(wing_box::Build(), folder / "made.json");
+    EXPECT_EQ(Bytes(folder / "made.json"), Bytes(ORQ_WING_BOX_LAYUP));
 }
 
 TEST(WingBox, EveryNodeIsUsedAndLiesAlone) {

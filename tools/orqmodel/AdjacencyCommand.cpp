@@ -3,9 +3,10 @@
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <vector>
 
-#include "ORQBasFailure.h"
+#include "LabelLookup.h"
 #include "ORQObjLabeler.h"
 #include "ORQSimDatabase.h"
 #include "mesh/ModelReader.h"
@@ -20,26 +21,6 @@ struct Place {
     std::string block;
     int place;  // From 1.
 };
-
-struct Node {
-    std::string instance;
-    int ordinal;
-};
-
-/// All nodes of the label, of one instance or of all.
-std::vector<Node> FindNodes(const ORQObjDocument& document, const AdjacencyOptions& options) {
-    ORQObjLabeler labeler(document, ORQObjLabelerType::Node);
-    labeler.Read();
-    std::vector<Node> nodes;
-    for (const ORQString& instance : labeler.Occurrences()) {
-        if (!options.instance.empty() && instance.UTF8() != options.instance)
-            continue;
-        const int ordinal = labeler.GetInstanceOrdinal(instance, options.node);
-        if (ordinal >= 0)
-            nodes.push_back({instance.UTF8(), ordinal});
-    }
-    return nodes;
-}
 
 std::vector<Place> PlacesOf(const ORQObjDocument& document, int node) {
     const ModelReader model(document);
@@ -64,8 +45,8 @@ std::vector<Place> PlacesOf(const ORQObjDocument& document, int node) {
     return places;
 }
 
-void PrintText(const Node& node, const AdjacencyOptions& options, const std::vector<Place>& places,
-               std::ostream& out) {
+void PrintText(const LabelledMember& node, const AdjacencyOptions& options,
+               const std::vector<Place>& places, std::ostream& out) {
     out << fmt::format("node {} of {}: {} element{}\n", options.node, Printable(node.instance),
                        places.size(), places.size() == 1 ? "" : "s");
     for (const Place& place : places) {
@@ -74,7 +55,7 @@ void PrintText(const Node& node, const AdjacencyOptions& options, const std::vec
     }
 }
 
-nlohmann::json ToJson(const Node& node, const AdjacencyOptions& options,
+nlohmann::json ToJson(const LabelledMember& node, const AdjacencyOptions& options,
                       const std::vector<Place>& places) {
     nlohmann::json elements = nlohmann::json::array();
     for (const Place& place : places) {
@@ -96,22 +77,18 @@ nlohmann::json ToJson(const Node& node, const AdjacencyOptions& options,
 ExitStatus RunAdjacency(const AdjacencyOptions& options, const Console& console) {
     const ORQObjDocument document(
         ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
-    const std::vector<Node> nodes = FindNodes(document, options);
-    if (nodes.empty()) {
+    const std::optional<LabelledMember> node =
+        FindLabelled(document, ORQObjLabelerType::Node, options.node, options.instance);
+    if (!node) {
         console.err << "orqmodel: " << Printable(options.database) << ": no node has label "
                     << options.node << '\n';
         return ExitStatus::kFindings;
     }
-    if (nodes.size() > 1) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            fmt::format("{} instances have a node {}; name one with --instance",
-                                        nodes.size(), options.node));
-    }
-    const std::vector<Place> places = PlacesOf(document, nodes.front().ordinal);
+    const std::vector<Place> places = PlacesOf(document, node->ordinal);
     if (options.json)
-        PrintJson(console.out, ToJson(nodes.front(), options, places));
+        PrintJson(console.out, ToJson(*node, options, places));
     else
-        PrintText(nodes.front(), options, places, console.out);
+        PrintText(*node, options, places, console.out);
     return ExitStatus::kDone;
 }
 

@@ -14,6 +14,7 @@
 #include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "InterruptGuard.h"
+#include "LayersCommand.h"
 #include "MapCommand.h"
 #include "ORQBasFailure.h"
 #include "VerifyCommand.h"
@@ -37,6 +38,7 @@ class CommandLine {
         AddDraw();
         AddFind();
         AddMap();
+        AddLayers();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -61,6 +63,8 @@ class CommandLine {
             return RunFind(find_, console);
         if (app_.got_subcommand("map"))
             return RunMap(map_, console);
+        if (app_.got_subcommand("layers"))
+            return RunLayers(layers_, console);
         return RunVerify(verify_, console);
     }
 
@@ -72,6 +76,8 @@ class CommandLine {
         command->add_option("FILE", import_.input, "The mesh file")->required();
         command->add_option("-o,--output", import_.output, "The model database to make, NAME.orq")
             ->required();
+        command->add_option("--layup", import_.layup,
+                            "A layup file (JSON) that puts layered sections on the mesh");
         command
             ->add_option("--chunk-nodes", import_.chunk_nodes,
                          "The most nodes whose coordinates are stored as one piece")
@@ -120,8 +126,8 @@ class CommandLine {
     }
 
     void AddDraw() {
-        CLI::App* command =
-            app_.add_subcommand("draw", "Draw the mesh of a model as a picture (PNG, SVG)");
+        CLI::App* command = app_.add_subcommand(
+            "draw", "Draw the mesh of a model, or a section, as a picture (PNG, SVG)");
         command->add_option("DATABASE", draw_.database, "The model database")->required();
         command
             ->add_option("-o,--output", draw_.output,
@@ -130,6 +136,9 @@ class CommandLine {
         command->add_option("--view", draw_.view,
                             "From where: iso, +x, -x, +y, -y, +z, -z or a direction X,Y,Z; "
                             "without it, from the front of a plane model, else iso");
+        CLI::Option* section =
+            command->add_option("--section", draw_.section,
+                                "Draw the layers of the section of that name instead of the mesh");
         command
             ->add_option("--colour-by,--color-by", draw_.colour_by,
                          "What has a colour of its own; block, unless there is --set")
@@ -150,6 +159,8 @@ class CommandLine {
                          "Which edges of elements are drawn; mesh, all of them, unless they are "
                          "too dense")
             ->check(CLI::IsMember({"none", "feature", "mesh"}));
+        for (const char* of_meshes : {"--view", "--colour-by", "--set", "--block", "--edges"})
+            section->excludes(command->get_option(of_meshes));
         command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
         command->add_flag("--force", draw_.force, "Replace a file of that name");
         AddJson(command, draw_.json);
@@ -191,6 +202,23 @@ class CommandLine {
             ->capture_default_str();
     }
 
+    void AddLayers() {
+        CLI::App* command =
+            app_.add_subcommand("layers", "Show the layered sections of a model, or one's layers");
+        command->add_option("DATABASE", layers_.database, "The model database")->required();
+        CLI::Option* section =
+            command->add_option("SECTION", layers_.section, "The name of the section");
+        CLI::Option* element = command
+                                   ->add_option("--element", layers_.element,
+                                                "The label of an element, whose section is shown")
+                                   ->excludes(section);
+        command
+            ->add_option("--instance", layers_.instance,
+                         "The instance, where several have an element of that label")
+            ->needs(element);
+        AddJson(command, layers_.json);
+    }
+
     static void AddJson(CLI::App* command, bool& is_set) {
         command->add_flag("--json", is_set, "Report as one JSON object");
     }
@@ -208,6 +236,7 @@ class CommandLine {
     DrawOptions draw_;
     FindOptions find_;
     MapOptions map_;
+    LayersOptions layers_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

@@ -8,9 +8,11 @@
 #include "ORQBasFailure.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
+#include "draw/LayupPicture.h"
 #include "draw/MeshPicture.h"
 #include "export/StagedFile.h"
 #include "mesh/ModelReader.h"
+#include "mesh/SectionReader.h"
 
 namespace orqmodel {
 namespace {
@@ -63,24 +65,38 @@ MeshPictureOptions PictureOptions(const DrawOptions& options) {
     return picture;
 }
 
-/// Draws, and counts the facets, lines and dots of the skin.
-std::array<std::size_t, 3> Draw(const DrawOptions& options, bool is_svg,
-                                const std::filesystem::path& output) {
+template <class Picture>
+void Write(const Picture& picture, const std::filesystem::path& file, bool is_svg) {
+    if (is_svg)
+        picture.WriteSvg(file);
+    else
+        picture.WritePng(file);
+}
+
+/// Draws the mesh; answers how many facets, lines and dots its skin has.
+nlohmann::json DrawMesh(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+                        const std::filesystem::path& file) {
     const MeshPictureOptions picture_options = PictureOptions(options);
-    const ModelReader model{
-        ORQObjDocument(ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly))};
+    const ModelReader model{document};
     const MeshPicture picture(model, std::filesystem::path(options.database).stem().string(),
                               picture_options);
-    if (is_svg) {
-        picture.WriteSvg(output);
-    } else {
-        picture.WritePng(output);
-    }
+    Write(picture, file, is_svg);
     std::array<std::size_t, 3> counts{};
     const Skin& skin = picture.Contents().skin;
     for (std::size_t part = 0; part < skin.NumParts(); ++part)
         ++counts[static_cast<std::size_t>(skin.KindOf(part))];
-    return counts;
+    const auto [dots, lines, facets] = counts;
+    return {{"facets", facets}, {"lines", lines}, {"dots", dots}};
+}
+
+/// Draws a section; answers its name and how many layers it has.
+nlohmann::json DrawSection(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+                           const std::filesystem::path& file) {
+    const SectionReader sections(document);
+    const SectionReader::Section& section = sections.Named(options.section);
+    const SectionReader::Layup layup = sections.Read(section);
+    Write(LayupPicture(section, layup, SizeFrom(options.size)), file, is_svg);
+    return {{"section", section.name}, {"layers", layup.layers.size()}};
 }
 
 }  // namespace
@@ -88,18 +104,19 @@ std::array<std::size_t, 3> Draw(const DrawOptions& options, bool is_svg,
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     const bool is_svg = IsSvg(options.output);
     StagedFile file(options.output, options.force);
-    const auto [dots, lines, facets] = Draw(options, is_svg, file.Path());
+    const ORQObjDocument document(
+        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
+    nlohmann::json contents =
+        (options.section.empty() ? DrawMesh : DrawSection)(document, options, is_svg, file.Path());
     file.PutIntoPlace();
     const char* const format = is_svg ? "SVG" : "PNG";
     if (options.json) {
-        PrintJson(console.out, {{"schema_version", 1},
-                                {"command", "draw"},
-                                {"input", options.database},
-                                {"format", format},
-                                {"output", options.output.string()},
-                                {"facets", facets},
-                                {"lines", lines},
-                                {"dots", dots}});
+        contents.update({{"schema_version", 1},
+                         {"command", "draw"},
+                         {"input", options.database},
+                         {"format", format},
+                         {"output", options.output.string()}});
+        PrintJson(console.out, contents);
     } else {
         console.out << Printable(options.database) << " -> " << Printable(options.output.string())
                     << " (" << format << ")\n";

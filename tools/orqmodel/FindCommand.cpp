@@ -87,22 +87,6 @@ void AddMembers(const Kind& kind, const ORQObjDocument& document, const ORQSimPo
     }
 }
 
-/// The number of changes of one character that lead from one text to the other.
-int EditDistance(std::string_view a, std::string_view b) {
-    std::vector<int> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), 0);
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        int diagonal = row[0];
-        row[0] = static_cast<int>(i) + 1;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const int changed = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
-        }
-    }
-    return row.back();
-}
-
 std::string WithoutCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
@@ -115,14 +99,14 @@ std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
     const std::string wanted = WithoutCase(options.name.instance.empty()
                                                ? options.name.name
                                                : options.name.instance + "_" + options.name.name);
-    std::vector<std::pair<int, std::string>> like;
+    std::vector<std::pair<std::size_t, std::string>> like;
     for (const int map : kind.maps) {
         for (auto entry = model.GetMap(map).Begin(); entry.NotDone(); ++entry) {
             const std::string key = entry.Key().UTF8();
             const std::string plain = WithoutCase(key);
             const bool isPart = plain.find(WithoutCase(options.name.name)) != std::string::npos;
-            const int distance = EditDistance(wanted, plain);
-            if (isPart || distance <= static_cast<int>(std::max<std::size_t>(2, wanted.size() / 3)))
+            const std::size_t distance = EditDistance(wanted, plain);
+            if (isPart || distance <= std::max<std::size_t>(2, wanted.size() / 3))
                 like.emplace_back(distance, key);
         }
     }

@@ -1,21 +1,23 @@
 #include "ImportCommand.h"
 
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "InterruptGuard.h"
 #include "LossReport.h"
 #include "ORQSimDatabase.h"
 #include "ProgressBar.h"
 #include "import/Importer.h"
+#include "import/LayupFile.h"
 #include "import/StagedTarget.h"
 
 namespace orqmodel {
 namespace {
 
-LossReport Build(const Importer& importer, const std::string& directory, int chunk_nodes,
-                 const std::function<void(double)>& progress) {
+LossReport Build(const Importer& importer, const std::string& directory,
+                 const ImportSettings& settings) {
     ORQSimDatabase database = ORQSimDatabase::Create(directory);
-    LossReport report = importer.Write(database, {chunk_nodes, progress});
+    LossReport report = importer.Write(database, settings);
     database.Close();
     return report;
 }
@@ -42,14 +44,19 @@ void Print(const ImportOptions& options, const Importer& importer, const LossRep
 ExitStatus RunImport(const ImportOptions& options, const Console& console) {
     StagedTarget target(options.output, options.force);
     const auto importer = OpenImporter(options.input);
+    std::optional<LayupFile> layup;
+    if (!options.layup.empty())
+        layup.emplace(options.layup);
     const InterruptGuard interrupts;
     LossReport report;
     {
         ProgressBar bar(console, "importing");
-        report = Build(*importer, target.Begin(), options.chunk_nodes, [&](double done) {
+        const auto show = [&](double done) {
             interrupts.Check();
             bar.Show(done);
-        });
+        };
+        report = Build(*importer, target.Begin(),
+                       {options.chunk_nodes, show, layup ? &*layup : nullptr});
     }
     interrupts.Check();
     const bool is_refused = options.strict && report.HasDrops();

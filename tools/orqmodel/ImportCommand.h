@@ -9,9 +9,10 @@ namespace orqmodel {
 struct ImportOptions {
     std::filesystem::path input;
     std::filesystem::path output;
-    int chunk_nodes = 100'000;  // At least 1.
-    bool force = false;         // Replace a model database that has the name.
-    bool strict = false;        // Import nothing when something would be dropped.
+    std::filesystem::path layup;  // Puts sections on the mesh; empty for none.
+    int chunk_nodes = 100'000;    // At least 1.
+    bool force = false;           // Replace a model database that has the name.
+    bool strict = false;          // Import nothing when something would be dropped.
     bool json = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <map>
 
 #include "ORQObjDocument.h"
 #include "ORQObjMeshedField.h"
@@ -31,9 +32,9 @@ ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
         model.GetPosition(ads_CoreFragmentTypeIndex(55, 37)).GetCollection());
     const ORQSimCollection sections(
         model.GetPosition(ads_CoreFragmentTypeIndex(55, 35)).GetCollection());
-    m_layers = layers.CreateTempCSetStrided(0, m_layerCount, 1, 1);
+    m_layers = layers.CreateVolatileCSetStrided(0, m_layerCount, 1, 1);
     const int member = sections.MemberIndex(m_section);
-    m_sectionSet = sections.CreateTempCSet(&member, 1, true);
+    m_sectionSet = sections.CreateVolatileCSet(&member, 1, true);
     UpdateThicknesses();
     UpdateRotationAngles();
 }
@@ -86,10 +87,16 @@ void ORQSrvShellSection::ReadReferences(int slot, const ORQSimPosition& collecti
     ORQBasVector<unsigned> indices;
     indices.Init(m_layerCount, kNoReference);
     ReadLayers(slot, indices);
+    // Layers often refer to the same few records, which are looked up once.
     const ORQSimCollection records(collection.GetCollection());
+    std::map<unsigned, ORQSimPosition> found;
     for (std::size_t layer = 0; layer < indices.size(); ++layer) {
         if (indices[layer] < kNoReference) {
-            cache.values[layer] = records.GetMember(static_cast<int>(indices[layer]));
+            const auto [record, isNew] = found.try_emplace(indices[layer]);
+            if (isNew) {
+                record->second = records.GetMember(static_cast<int>(indices[layer]));
+            }
+            cache.values[layer] = record->second;
         }
     }
 }

@@ -1,9 +1,9 @@
 #include "draw/Groups.h"
 
 #include <algorithm>
-#include <numeric>
 #include <utility>
 
+#include "NearNames.h"
 #include "ORQBasFailure.h"
 
 namespace orqmodel {
@@ -11,37 +11,14 @@ namespace {
 
 constexpr Skin::Part kMark = {-1, -1, -1};
 
-std::size_t EditDistance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        std::size_t diagonal = row[0]++;
-        for (std::size_t j = 0; j < b.size(); ++j) {
-            const std::size_t changed = diagonal + (a[i] == b[j] ? 0 : 1);
-            diagonal = row[j + 1];
-            row[j + 1] = std::min({changed, row[j] + 1, diagonal + 1});
-        }
-    }
-    return row.back();
-}
-
 /// Throws Usage unless one of the names known is the wanted one.
 void CheckName(const char* option, const std::string& wanted,
                const std::vector<std::string>& known) {
-    constexpr std::size_t kMostNear = 5;
-    if (std::ranges::find(known, wanted) != known.end()) {
-        return;
+    if (std::ranges::find(known, wanted) == known.end()) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Usage,
+            std::string(option) + " \"" + wanted + "\": there is none" + NearNames(wanted, known));
     }
-    std::vector<std::pair<std::size_t, std::string>> near;
-    for (const std::string& name : known) {
-        near.emplace_back(EditDistance(wanted, name), name);
-    }
-    std::ranges::sort(near);
-    std::string text = std::string(option) + " \"" + wanted + "\": there is none";
-    for (std::size_t i = 0; i < std::min(near.size(), kMostNear); ++i) {
-        text += (i == 0 ? "; near are \"" : ", \"") + near[i].second + "\"";
-    }
-    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
 }
 
 /// Which of a skin's parts, and of its nodes, are in the sets that are picked out.

@@ -1,7 +1,6 @@
 #include "draw/MeshPicture.h"
 
 #include <fmt/format.h>
-#include <utf8.h>
 
 #include <algorithm>
 #include <array>
@@ -9,6 +8,7 @@
 
 #include "Console.h"
 #include "ORQBasFailure.h"
+#include "draw/Captions.h"
 #include "draw/RasterCanvas.h"
 #include "draw/SvgCanvas.h"
 #include "draw/VisibleSamples.h"
@@ -16,23 +16,7 @@
 namespace orqmodel {
 namespace {
 
-constexpr double kLine = 1.6;    // heights of lines of text, by the size of the text
-constexpr double kSwatch = 0.9;  // sides of the legend's colours, likewise
-constexpr double kAxesRoom = 8;  // side of the square for the axes, likewise
-constexpr double kMargin = 1;    // around everything, likewise
-
-/// A text that is at most so wide, its middle left out when need be.
-std::string Shortened(const std::string& text, double size, double width) {
-    constexpr std::string_view kGap = "...";
-    const std::u32string letters = utf8::utf8to32(text);
-    const auto most = static_cast<std::size_t>(std::max(1.0, width / TextWidth("x", size)));
-    if (letters.size() <= most) {
-        return text;
-    }
-    const std::size_t kept = most > kGap.size() ? most - kGap.size() : 0;
-    return utf8::utf32to8(letters.substr(0, kept - kept / 2)) + std::string(kGap) +
-           utf8::utf32to8(letters.substr(letters.size() - kept / 2));
-}
+constexpr double kAxesRoom = 8;  // side of the square for the axes, by the size of the text
 
 std::string Counted(std::size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
@@ -89,21 +73,15 @@ MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
 }
 
 void MeshPicture::PlanLayout() {
-    constexpr int kLeastForTexts = 240;
-    const int shorter = std::min(m_size.width, m_size.height);
-    m_textSize = std::clamp(shorter / 55.0, 10.0, 40.0);
-    const double margin = kMargin * m_textSize;
+    m_textSize = TextSizeFor(m_size);
+    const double margin = kPageMargin * m_textSize;
     m_frame = {{margin, margin}, {m_size.width - margin, m_size.height - margin}};
-    if (shorter < kLeastForTexts) {
+    if (!HasRoomForTexts(m_size)) {
         return;
     }
-    double widest = 0;
-    for (const Entry& entry : m_legend) {
-        widest = std::max(widest, TextWidth(entry.name, m_textSize));
-    }
-    m_columnWidth = std::clamp(widest + (kLine + kMargin) * m_textSize, kAxesRoom * m_textSize,
-                               0.33 * m_size.width);
-    m_frame.low.y += 2 * kLine * m_textSize;
+    m_columnWidth =
+        std::clamp(LegendWidth(m_legend, m_textSize), kAxesRoom * m_textSize, 0.33 * m_size.width);
+    m_frame.low.y += 2 * kLineHeight * m_textSize;
     m_frame.high.x -= m_columnWidth + margin;
 }
 
@@ -129,47 +107,13 @@ void MeshPicture::PaintTexts(Canvas& canvas) const {
     if (m_columnWidth == 0) {
         return;
     }
-    const double x = kMargin * m_textSize;
-    const double room = m_size.width - 2 * x;
-    canvas.Text({x, 2 * m_textSize}, Align::Left, m_textSize, kInk,
-                Shortened(m_title, m_textSize, room));
-    canvas.Text({x, (2 + kLine) * m_textSize}, Align::Left, 0.85 * m_textSize, kInk,
-                Shortened(m_counts, 0.85 * m_textSize, room));
-    PaintLegend(canvas);
+    PaintHeading(canvas, m_textSize, m_title, m_counts);
+    PaintLegend(
+        canvas, m_textSize,
+        {m_size.width - kPageMargin * m_textSize - m_columnWidth, (3.5 + kLineHeight) * m_textSize},
+        {m_size.width - kPageMargin * m_textSize, m_size.height - kAxesRoom * m_textSize},
+        m_legend);
     PaintAxes(canvas);
-}
-
-void MeshPicture::PaintLegend(Canvas& canvas) const {
-    const double left = m_size.width - kMargin * m_textSize - m_columnWidth;
-    const double textLeft = left + kLine * m_textSize;
-    const double top = (3.5 + kLine) * m_textSize;
-    const double height = m_size.height - kAxesRoom * m_textSize - top;
-    const auto fitting = static_cast<std::size_t>(std::max(1.0, height / (kLine * m_textSize)));
-    // The last line says how many have no line of their own.
-    const std::size_t shown = m_legend.size() <= fitting ? m_legend.size() : fitting - 1;
-    const double room = m_size.width - kMargin * m_textSize - textLeft;
-    double y = top;
-    for (std::size_t i = 0; i < shown; ++i, y += kLine * m_textSize) {
-        const Entry& entry = m_legend[i];
-        const double side = kSwatch * m_textSize;
-        const Spot middle{left + side / 2, y - 0.35 * m_textSize};
-        const Stroke border{EdgeColour(entry.colour, EdgeKind::Mesh), 1};
-        if (entry.isDots) {
-            canvas.Disc(middle, side / 2, entry.colour, border);
-        } else {
-            const std::array<Spot, 4> corners = {{{middle.x - side / 2, middle.y - side / 2},
-                                                  {middle.x + side / 2, middle.y - side / 2},
-                                                  {middle.x + side / 2, middle.y + side / 2},
-                                                  {middle.x - side / 2, middle.y + side / 2}}};
-            canvas.Polygon(corners, entry.colour, border);
-        }
-        canvas.Text({textLeft, y}, Align::Left, m_textSize, kInk,
-                    Shortened(entry.name, m_textSize, room));
-    }
-    if (shown < m_legend.size()) {
-        canvas.Text({textLeft, y}, Align::Left, m_textSize, kInk,
-                    fmt::format("and {} more", m_legend.size() - shown));
-    }
 }
 
 void MeshPicture::PaintAxes(Canvas& canvas) const {
@@ -183,7 +127,7 @@ void MeshPicture::PaintAxes(Canvas& canvas) const {
                                  {"z", m_view->Turned({0, 0, 1}), {30, 80, 200}}}};
     std::ranges::sort(axes, {}, [](const Axis& axis) { return axis.direction[2]; });
     const double length = 0.27 * kAxesRoom * m_textSize;
-    const Spot origin{m_size.width - (kMargin + kAxesRoom / 2) * m_textSize,
+    const Spot origin{m_size.width - (kPageMargin + kAxesRoom / 2) * m_textSize,
                       m_size.height - (kAxesRoom / 2) * m_textSize};
     for (const Axis& axis : axes) {
         const auto at = [&](double distance) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "draw/Captions.h"
 #include "draw/Groups.h"
 #include "draw/Scene.h"
 #include "draw/View.h"
@@ -36,16 +37,9 @@ class MeshPicture {
     void WriteSvg(const std::filesystem::path& path) const;
 
   private:
-    struct Entry {
-        std::string name;
-        Colour colour;
-        bool isDots;
-    };
-
     void PlanLayout();
     void ColourParts(const Groups& groups);
     void PaintTexts(Canvas& canvas) const;
-    void PaintLegend(Canvas& canvas) const;
     void PaintAxes(Canvas& canvas) const;
 
     PictureSize m_size;
@@ -56,7 +50,7 @@ class MeshPicture {
     std::optional<View> m_view;
     std::string m_title;
     std::string m_counts;
-    std::vector<Entry> m_legend;
+    std::vector<LegendEntry> m_legend;
     Scene m_scene;
 };
 

@@ -11,9 +11,13 @@ class ORQSimDatabase;
 
 namespace orqmodel {
 
+class LayupFile;
+
 struct ImportSettings {
     int chunk_nodes;  // At least 1: the most nodes whose coordinates are stored as one piece.
     std::function<void(double)> progress;  // Called with 0 to 1; may throw to give up.
+    /// Puts sections on a mesh that has none; null for none. The caller keeps it.
+    const LayupFile* layup = nullptr;
 };
 
 /// An input file, opened and checked as far as that goes without reading all of it.
@@ -25,7 +29,8 @@ class Importer {
     virtual std::string_view Format() const = 0;
 
     /// Writes the model into an empty database, in one transaction, and answers what became of each
-    /// object. Throws ImportError about the file and ORQBasFailure about the database.
+    /// object. Throws ImportError about the file or the layup, and ORQBasFailure
+    /// about the database and (Usage) about a layup for a file that has sections itself.
     virtual LossReport Write(const ORQSimDatabase& database,
                              const ImportSettings& settings) const = 0;
 };

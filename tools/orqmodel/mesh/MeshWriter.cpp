@@ -74,7 +74,9 @@ class Writer {
         WriteElements(instance);
         WriteSets();
         WriteSurfaces();
-        WriteSections();
+        if (m_source.Sections() != nullptr) {
+            WriteSections(*m_source.Sections(), m_builder.Document(), m_report);
+        }
         for (const ContentCount& content : m_source.Unread()) {
             m_report.Drop(content.kind, content.name, content.count, "the mesh alone is imported");
         }
@@ -269,26 +271,6 @@ class Writer {
             .CreateTempOrderedCSet(members.data(), static_cast<int>(members.size()));
     }
 
-    // --- Sections --------------------------------------------------------------------------------
-
-    void WriteSections() {
-        const Layup* const layup = m_source.Sections();
-        if (layup == nullptr) {
-            return;
-        }
-        WriteLayup(*layup, m_builder.Document());
-        for (const Layup::Material& material : layup->materials) {
-            m_report.Keep("material", material.name, 1);
-        }
-        for (const Layup::Orientation& orientation : layup->orientations) {
-            m_report.Keep("orientation", orientation.name, 1);
-        }
-        for (const Layup::Section& section : layup->sections) {
-            m_report.Keep("section", section.name,
-                          static_cast<std::int64_t>(section.layers.size()));
-        }
-    }
-
     // --- Surfaces --------------------------------------------------------------------------------
 
     void WriteSurfaces() {
@@ -416,6 +398,19 @@ class Writer {
 void WriteMesh(MeshSource& source, const ORQSimDatabase& database, ORQSimTransaction& transaction,
                const MeshWriterOptions& options, LossReport& report) {
     Writer(source, database, transaction, options, report).Write();
+}
+
+void WriteSections(const Layup& layup, const ORQObjDocument& document, LossReport& report) {
+    WriteLayup(layup, document);
+    for (const Layup::Material& material : layup.materials) {
+        report.Keep("material", material.name, 1);
+    }
+    for (const Layup::Orientation& orientation : layup.orientations) {
+        report.Keep("orientation", orientation.name, 1);
+    }
+    for (const Layup::Section& section : layup.sections) {
+        report.Keep("section", section.name, static_cast<std::int64_t>(section.layers.size()));
+    }
 }
 
 }  // namespace orqmodel

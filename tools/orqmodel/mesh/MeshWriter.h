@@ -28,4 +28,8 @@ struct MeshWriterOptions {
 void WriteMesh(MeshSource& source, const ORQSimDatabase& database, ORQSimTransaction& transaction,
                const MeshWriterOptions& options, LossReport& report);
 
+/// Adds a layup to a mesh that was written without one, and enters what it holds into the report.
+/// REQUIRES and throws as WriteLayup does.
+void WriteSections(const Layup& layup, const ORQObjDocument& document, LossReport& report);
+
 }  // namespace orqmodel

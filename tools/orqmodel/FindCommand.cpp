@@ -9,6 +9,7 @@
 #include <numeric>
 #include <span>
 
+#include "NearNames.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimLinks.h"

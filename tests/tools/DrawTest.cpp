@@ -411,13 +411,13 @@ TEST_F(DrawTest, TwoRunsGiveTheSameBytesInAnyLocale) {
     const std::array outputs = {png_, svg_};
     std::array<std::string, 2> first;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
-        EXPECT_EQ(Draw(outputs[i], {"--colour-by", "set"}).status, 0);
+        EXPECT_EQ(Draw(outputs[i], {"--colour-by", "set", "--size", "360x270"}).status, 0);
         first[i] = Bytes(outputs[i]);
         EXPECT_GT(first[i].size(), 1000U);
     }
     const std::locale before = std::locale::global(std::locale(std::locale(), new OddNumbers));
     for (std::size_t i = 0; i < outputs.size(); ++i) {
-        EXPECT_EQ(Draw(outputs[i], {"--color-by", "set"}).status, 0);
+        EXPECT_EQ(Draw(outputs[i], {"--color-by", "set", "--size", "360x270"}).status, 0);
         EXPECT_TRUE(Bytes(outputs[i]) == first[i]) << outputs[i];
     }
     std::locale::global(before);
@@ -431,12 +431,12 @@ TEST_F(DrawTest, DrawingsAreWellFormedWhateverTheNames) {
              "\"a]]><b & \x01\xff \xc3\xa4\"\n$EndPhysicalNames\n" +
                  mesh.Text().substr(mesh.Text().find("$Nodes")));
     Import((folder_ / "mesh.msh").string());
-    ASSERT_EQ(Draw(svg_, {"--colour-by", "set"}).status, 0);
+    ASSERT_EQ(Draw(svg_, {"--colour-by", "set", "--size", "360x270"}).status, 0);
     EXPECT_THAT(Bytes(svg_), HasSubstr("a]]&gt;&lt;b &amp; \xEF\xBF\xBD"));
     const std::string parse =
         "python3 -c 'import sys, xml.dom.minidom as m; m.parse(sys.argv[1])' '" + svg_ + "'";
     EXPECT_EQ(std::system(parse.c_str()), 0);
-    EXPECT_EQ(Draw(png_, {"--colour-by", "set"}).status, 0);
+    EXPECT_EQ(Draw(png_, {"--colour-by", "set", "--size", "360x270"}).status, 0);
 }
 
 TEST_F(DrawTest, LongLegendsEndInTheirNumber) {
@@ -576,7 +576,8 @@ TEST_F(DrawTest, WrongUseIsRefusedAndLeavesNoFile) {
     EXPECT_EQ(RunHere({"draw", model_, "-o", png_}).status, 2);
     EXPECT_EQ(Bytes(png_), "mine");
     for (const char* name : {"none/picture.png", "none/picture.svg"}) {
-        const CommandResult result = RunHere({"draw", model_, "-o", folder_ / name});
+        const CommandResult result =
+            RunHere({"draw", model_, "-o", folder_ / name, "--size", "64x64"});
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, HasSubstr(name));
     }

@@ -14,7 +14,8 @@ struct Settings {
     int nRuns = 7;
     int nNodes = 8000000;
     int nRecords = 100000;
-    int nSide = 150;  // elements along each edge of the mesh
+    int nSide = 150;        // elements along each edge of the mesh
+    int nLabels = 5000000;  // nodes of each of two labelled models
     // Scratch files go here and are gone at the end.
     std::filesystem::path directory;
 };
@@ -26,6 +27,8 @@ struct Contender {
     std::function<void()> run;
     // Throws when what was read or written is not what it should be.
     std::function<void()> check = [] {};
+    // Milliseconds of the last run that do not count.
+    std::function<double()> aside = [] { return 0.0; };
 };
 
 // Over all runs; what is measured once has one value.

@@ -1,5 +1,3 @@
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <memory>
@@ -16,6 +14,7 @@
 #include "ORQSimPosition.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
+#include "SqlitePeer.h"
 #include "Workloads.h"
 
 namespace storage_benchmark {
@@ -29,104 +28,6 @@ constexpr int kChild = ORQSimSchema::Model_mesh;
 std::string NameOf(int record) {
     return "Record-" + std::to_string(record);
 }
-
-// --- The same rows, straight into SQLite ---------------------------------------------------------
-
-class Sqlite {
-  public:
-    Sqlite(const std::filesystem::path& path, int flags) {
-        Check(sqlite3_open_v2(path.c_str(), &m_handle, flags, nullptr));
-    }
-    ~Sqlite() { sqlite3_close(m_handle); }
-    Sqlite(const Sqlite&) = delete;
-    Sqlite& operator=(const Sqlite&) = delete;
-
-    void Execute(const std::string& sql) {
-        Check(sqlite3_exec(m_handle, sql.c_str(), nullptr, nullptr, nullptr));
-    }
-    sqlite3* Handle() { return m_handle; }
-    void Check(int code) {
-        Require(code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW,
-                std::string("SQLite: ") + sqlite3_errmsg(m_handle));
-    }
-
-  private:
-    sqlite3* m_handle = nullptr;
-};
-
-class Statement {
-  public:
-    Statement(Sqlite& sqlite, const char* sql) : m_sqlite(sqlite) {
-        sqlite.Check(sqlite3_prepare_v3(sqlite.Handle(), sql, -1, SQLITE_PREPARE_PERSISTENT,
-                                        &m_statement, nullptr));
-    }
-    ~Statement() { sqlite3_finalize(m_statement); }
-    Statement(const Statement&) = delete;
-    Statement& operator=(const Statement&) = delete;
-
-    // Binds, steps once and calls f() for the row, if there is one.
-    template <class F, class... Values>
-    void Ask(F&& f, const Values&... values) {
-        int index = 0;
-        (Bind(++index, values), ...);
-        const int code = sqlite3_step(m_statement);
-        m_sqlite.Check(code);
-        if (code == SQLITE_ROW) {
-            f();
-        }
-        sqlite3_reset(m_statement);
-    }
-    template <class... Values>
-    void Run(const Values&... values) {
-        Ask([] {}, values...);
-    }
-    std::int64_t Int(int column) const { return sqlite3_column_int64(m_statement, column); }
-    std::string Text(int column) const {
-        const auto* text = sqlite3_column_text(m_statement, column);
-        return text == nullptr ? "" : reinterpret_cast<const char*>(text);
-    }
-    bool Step() {
-        const int code = sqlite3_step(m_statement);
-        m_sqlite.Check(code);
-        return code == SQLITE_ROW;
-    }
-
-  private:
-    void Bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
-    void Bind(int index, std::string_view text) {
-        sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_STATIC,
-                            SQLITE_UTF8);
-    }
-    void Bind(int index, const double* value) {
-        sqlite3_bind_blob64(m_statement, index, value, sizeof *value, SQLITE_STATIC);
-    }
-
-    Sqlite& m_sqlite;
-    sqlite3_stmt* m_statement = nullptr;
-};
-
-// An empty SQLite database with the tables, indices and settings of a catalogue of ours.
-std::unique_ptr<Sqlite> LikeCatalogue(const Settings& settings) {
-    const std::filesystem::path model = settings.directory / "shape.orq";
-    std::filesystem::remove_all(model);
-    ORQSimDatabase::Create(model.string()).Close();
-    const std::filesystem::path path = settings.directory / "peer.sqlite";
-    for (const char* suffix : {"", "-wal", "-shm"}) {
-        std::filesystem::remove(path.string() + suffix);
-    }
-    auto peer = std::make_unique<Sqlite>(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-    peer->Execute(
-        "PRAGMA page_size = 2048; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
-        "PRAGMA cache_size = -8192; PRAGMA temp_store = MEMORY");
-    Sqlite catalogue(model / "catalogue.sqlite", SQLITE_OPEN_READONLY);
-    Statement shapes(catalogue, "SELECT sql FROM sqlite_master WHERE sql IS NOT NULL");
-    while (shapes.Step()) {
-        peer->Execute(shapes.Text(0));
-    }
-    return peer;
-}
-
-// --- Workloads -----------------------------------------------------------------------------------
 
 ORQSimDatabase CreateEmpty(const Settings& settings) {
     const std::filesystem::path path = settings.directory / "records.orq";

@@ -20,5 +20,7 @@ std::vector<Workload> BulkWorkloads();
 std::vector<Workload> RecordWorkloads();
 // A structured mesh of hexahedra: its connectivity, what is derived from it, and its import.
 std::vector<Workload> MeshWorkloads();
+// Labels of two models joined, and names looked up.
+std::vector<Workload> LabelWorkloads();
 
 }  // namespace storage_benchmark

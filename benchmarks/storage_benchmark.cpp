@@ -16,6 +16,7 @@ std::vector<Workload> AllWorkloads() {
     std::vector<Workload> all = BulkWorkloads();
     std::ranges::move(RecordWorkloads(), std::back_inserter(all));
     std::ranges::move(MeshWorkloads(), std::back_inserter(all));
+    std::ranges::move(LabelWorkloads(), std::back_inserter(all));
     return all;
 }
 
@@ -62,6 +63,9 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--side", settings.nSide, "Elements along each edge of the mesh")
         ->check(CLI::Range(2, 300))
+        ->capture_default_str();
+    app.add_option("--labels", settings.nLabels, "Nodes of each labelled model")
+        ->check(CLI::Range(1000, 50000000))
         ->capture_default_str();
     app.add_option("--directory", parent, "Where scratch files are written and removed")
         ->check(CLI::ExistingDirectory)

@@ -214,6 +214,27 @@ TEST(ComponentSet, OrderedMembersMayNotRepeat) {
         ComponentSet::FromOrdered({3, 2})->SameSequence(*ComponentSet::FromOrdered({2, 3})));
 }
 
+// Members close together and far apart, in any order and repeated.
+TEST(ComponentSet, UnsortedMembersCountOnce) {
+    std::mt19937 random(11);
+    for (const int spread : {0, 70, 5000, 1'000'000, INT_MAX}) {
+        Ints members(1000);
+        for (int& member : members) {
+            member = std::uniform_int_distribution(-spread / 3, spread)(random);
+        }
+        members.push_back(members.front());
+        const std::set<int> plain(members.begin(), members.end());
+        ExpectIs(ComponentSet::FromMembers(members), plain);
+        EXPECT_THROW(ComponentSet::FromOrdered(members), ORQBasFailure);
+        Ints once(plain.begin(), plain.end());
+        std::ranges::shuffle(once, random);
+        const ComponentSetPtr ordered = ComponentSet::FromOrdered(once);
+        EXPECT_EQ(InOrder(ordered), once);
+        ExpectIs(ComponentSet::Ascending(ordered), plain);
+        ExpectIs(ComponentSet::Intersection(ordered, ComponentSet::FromMembers(members)), plain);
+    }
+}
+
 // Two hundred thousand operations on ten million members: impossible if any were walked.
 TEST(ComponentSet, RunsCombineInConstantTime) {
     const auto begin = std::chrono::steady_clock::now();

@@ -62,6 +62,38 @@ TEST_P(LinkTest, AChildIsOneLinkForEachSlotAndMember) {
     EXPECT_EQ(a.Follow(Slot(31), 7), b);
 }
 
+TEST_P(LinkTest, AChildThatWasFollowedIsTheOldOneAgainAfterAnUndo) {
+    a.SetPosition(slot, b);
+    EXPECT_EQ(a.GetPosition(slot), b);
+    {
+        const ORQSimTransaction inner(Database().ContextID());
+        a.SetPosition(slot, c);
+        a.Associate(slot, 1, c);
+        EXPECT_EQ(a.GetPosition(slot), c);
+        EXPECT_EQ(a.Follow(slot, 1), c);
+    }
+    EXPECT_EQ(a.GetPosition(slot), b);
+    EXPECT_TRUE(a.Follow(slot, 1).IsNull());
+    m_transaction.reset();
+    EXPECT_TRUE(a.GetPosition(slot).IsNull());
+}
+
+// Far more than are remembered, so that some share a place.
+TEST_P(LinkTest, ManyChildrenAreFollowedInTurns) {
+    const std::vector<ORQSimPosition> targets = {a, b, c, {}};
+    constexpr int kCount = 1000;
+    const auto targetOf = [&](int member) { return targets[static_cast<std::size_t>(member % 4)]; };
+    for (int member = 0; member < kCount; ++member) {
+        a.Associate(slot, member, targetOf(member));
+        b.Associate(slot, member, targetOf(member + 1));
+    }
+    for (int member = 0; member < kCount; ++member) {
+        ASSERT_EQ(a.Follow(slot, member), targetOf(member));
+        ASSERT_EQ(b.Follow(slot, member), targetOf(member + 1));
+        ASSERT_TRUE(a.Follow(Slot(31), member).IsNull());
+    }
+}
+
 TEST_P(LinkTest, MapsHaveUniqueExactKeysInOrderOfTheirBytes) {
     const ORQSimMap map = a.GetMap(slot);
     for (const char* key : {"b", "B", "\xC3\xA4", "a", "", "aa", " a"}) {

@@ -137,6 +137,16 @@ TEST_F(ProcessTest, AReaderOfTheSameProcessSeesCommitsAfterRefreshing) {
     EXPECT_EQ(ValueOf(reader), "2");
 }
 
+TEST_F(ProcessTest, AReaderFollowsNewLinksAfterRefreshing) {
+    const ORQSimDatabase writer = OpenToWrite(m_path);
+    ORQSimDatabase reader = OpenToRead(m_path);
+    EXPECT_TRUE(At(reader, 40).IsNull());
+    InTransaction(writer, [&] { writer.Focus().SetPosition(Slot(40), At(writer, 1)); });
+    EXPECT_TRUE(At(reader, 40).IsNull());
+    EXPECT_TRUE(reader.Refresh());
+    EXPECT_EQ(At(reader, 40), At(reader, 1));
+}
+
 // Locks of the operating system on a file end for a whole process when it closes any of its own
 // descriptors of that file; verifying and opening a second handle must not do that.
 TEST_F(ProcessTest, CommitsLastThoughOtherHandlesComeAndGo) {

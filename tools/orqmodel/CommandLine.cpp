@@ -10,10 +10,13 @@
 #include "AdjacencyCommand.h"
 #include "DrawCommand.h"
 #include "ExportCommand.h"
+#include "FindCommand.h"
 #include "ImportCommand.h"
 #include "InfoCommand.h"
 #include "InterruptGuard.h"
+#include "MapCommand.h"
 #include "ORQBasFailure.h"
+#include "VariablesCommand.h"
 #include "VerifyCommand.h"
 #include "export/ExportError.h"
 #include "import/ImportError.h"
@@ -33,6 +36,9 @@ class CommandLine {
         AddExport();
         AddAdjacency();
         AddDraw();
+        AddFind();
+        AddMap();
+        AddVariables();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -53,6 +59,12 @@ class CommandLine {
             return RunAdjacency(adjacency_, console);
         if (app_.got_subcommand("draw"))
             return RunDraw(draw_, console);
+        if (app_.got_subcommand("find"))
+            return RunFind(find_, console);
+        if (app_.got_subcommand("map"))
+            return RunMap(map_, console);
+        if (app_.got_subcommand("variables"))
+            return RunVariables(variables_, console);
         return RunVerify(verify_, console);
     }
 
@@ -146,6 +158,50 @@ class CommandLine {
         AddJson(command, draw_.json);
     }
 
+    void AddFind() {
+        CLI::App* command =
+            app_.add_subcommand("find", "Show a set, surface or orientation by its name");
+        command->add_option("DATABASE", find_.database, "The model database")->required();
+        command->add_option("KIND", find_.kind, "What it is")
+            ->required()
+            ->check(CLI::IsMember(FindKinds()));
+        command->add_option("NAME", find_.name.name, "The name; parts of it may be quoted")
+            ->required();
+        AddScope(command, find_.name);
+        AddJson(command, find_.json);
+    }
+
+    void AddVariables() {
+        CLI::App* command = app_.add_subcommand(
+            "variables", "Say what the label of an output variable means, or list labels");
+        command->add_option("LABEL", variables_.label,
+                            "The label, or a pattern with *, ? and [...]; all labels without one");
+        AddJson(command, variables_.json);
+    }
+
+    void AddMap() {
+        CLI::App* command = app_.add_subcommand(
+            "map", "Match the nodes and elements of two models by instance and label");
+        command->add_option("PRIMARY", map_.primary, "The model to start from")->required();
+        command->add_option("SECONDARY", map_.secondary, "The model to lead to")->required();
+        command->add_option("--nodeset", map_.nodeset.name,
+                            "A node set of the primary model, to be found in the secondary one");
+        AddScope(command, map_.nodeset);
+        command
+            ->add_option("--tolerance", map_.tolerance, "List matched nodes that are further apart")
+            ->check(CLI::NonNegativeNumber)
+            ->capture_default_str();
+        AddJson(command, map_.json);
+    }
+
+    static void AddScope(CLI::App* command, ScopedName& name) {
+        command->add_option("--instance", name.instance, "The instance that the name belongs to");
+        command
+            ->add_option("--separator", name.separator,
+                         "What stands between instance and name in a name")
+            ->capture_default_str();
+    }
+
     static void AddJson(CLI::App* command, bool& is_set) {
         command->add_flag("--json", is_set, "Report as one JSON object");
     }
@@ -161,6 +217,9 @@ class CommandLine {
     ExportOptions export_;
     AdjacencyOptions adjacency_;
     DrawOptions draw_;
+    FindOptions find_;
+    MapOptions map_;
+    VariablesOptions variables_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

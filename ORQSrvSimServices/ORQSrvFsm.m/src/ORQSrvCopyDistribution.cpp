@@ -12,7 +12,7 @@
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvAssert.h"
-#include "ORQSrvBuffer.h"
+#include "ORQSrvOwnedArray.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ namespace {
 using Sets = std::vector<ORQSimCSet>;
 
 struct Block {
-    ORQSrvBuffer<std::byte> buffer;
+    ORQSrvOwnedArray<std::byte> buffer;
     std::int64_t bufferSize;
 };
 
@@ -102,7 +102,7 @@ Block Read(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer,
     SetDims(readTrans, sets);
     Block block;
     block.bufferSize = readTrans.RequiredBufferSize(ORQSimbufMain);
-    block.buffer = ORQSrvNewBuffer<std::byte>(static_cast<std::size_t>(block.bufferSize));
+    block.buffer = ORQSrvAllocateArray<std::byte>(block.bufferSize);
     readTrans.SetBuffer(ORQSimbufMain, block.buffer.get(), block.bufferSize);
     const int dim = readTrans.ExecRead().NumDimensions();
     ORQSrvAssertReported(dim == readDistDims, "dim == readDistDims");

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-#include "ORQBasAlloc.h"
 #include "ORQSimFTable.h"
+#include "ORQSrvOwnedArray.h"
 
 namespace {
 
@@ -121,8 +121,8 @@ void ORQSrvFsmFTable::FillPointer(double**& data, int& rows, int& columns,
     temperatureDependent = HasColumn(kTemperature);
     fieldVariables = NumberFieldVariables();
     const int count = rows * columns;
-    data = static_cast<double**>(mem_OperatorNewTinyThrow(sizeof(double*)));
-    data[0] = static_cast<double*>(
-        mem_OperatorNewThrowBuiltin(static_cast<std::size_t>(count) * sizeof(double)));
-    table.GetData(data[0], count);
+    auto values = ORQSrvAllocateArray<double>(count);
+    table.GetData(values.get(), count);
+    data = ORQSrvAllocateArray<double*>(1).release();
+    data[0] = values.release();
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvAssert.h"
-#include "ORQSrvBuffer.h"
+#include "ORQSrvOwnedArray.h"
 
 namespace {
 
@@ -78,7 +79,7 @@ void AppendRows(const ORQSimPosition& distribution, const ORQSimCSetID& rows,
     Write(write, sets, values);
 }
 
-ORQSrvBuffer<double> ReadAll(const ORQSimPersistentDrawerDesc& drawer) {
+ORQSrvOwnedArray<double> ReadAll(const ORQSimPersistentDrawerDesc& drawer) {
     const Sets sets = SetsOf(drawer);
     ORQSimTransfer read{ORQSimDistribution(drawer.DrawerID().DistributionID())};
     read.SetRead().SetBufferPadding(true).SetDrawer(drawer.DrawerID());
@@ -87,7 +88,7 @@ ORQSrvBuffer<double> ReadAll(const ORQSimPersistentDrawerDesc& drawer) {
     }
     read.CheckView();
     const std::int64_t size = read.RequiredBufferSize(ORQSimbufMain);
-    auto values = ORQSrvNewBuffer<double>(static_cast<std::size_t>(size) / sizeof(double));
+    auto values = ORQSrvAllocateArray<double>(size / static_cast<int>(sizeof(double)));
     read.SetBuffer(ORQSimbufMain, values.get(), size);
     read.ExecRead();
     return values;
@@ -222,7 +223,7 @@ ORQSimCSetID ORQSrvFsmMaterialTable::Append(ORQSimTransaction&, const ORQSimPosi
 void ORQSrvFsmMaterialTable::FillPointer(const ORQSimPosition& owner, double**& data, int& rows,
                                          int& columns, bool& hasTemperatures,
                                          int& fieldVariables) const {
-    std::vector<ORQSrvBuffer<double>> values(static_cast<std::size_t>(m_numberOfDependent) + 2);
+    std::vector<ORQSrvOwnedArray<double>> values(static_cast<std::size_t>(m_numberOfDependent) + 2);
     rows = 0;
     columns = 0;
     for (int i = 0; i < m_numberOfDependent; ++i) {
@@ -248,7 +249,7 @@ void ORQSrvFsmMaterialTable::FillPointer(const ORQSimPosition& owner, double**& 
     if (fieldVariables > 0) {
         values.back() = ReadAll(OnlyDrawer(FieldVariables(owner)));
     }
-    auto pointers = ORQSrvNewBuffer<double*>(values.size());
+    auto pointers = ORQSrvAllocateArray<double*>(std::ssize(values));
     for (std::size_t i = 0; i < values.size(); ++i) {
         pointers[i] = values[i].release();
     }

@@ -2,12 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <limits>
-#include <memory>
-#include <new>
 #include <vector>
 
-#include "ORQBasAlloc.h"
 #include "ORQObjMesh.h"
 #include "ORQSimCSet.h"
 #include "ORQSimCollection.h"
@@ -16,29 +12,12 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvAssert.h"
+#include "ORQSrvOwnedArray.h"
 
 namespace {
 
 constexpr unsigned kElementMask = 0x1FFFFFF;
 constexpr int kPlaceShift = 25;
-
-template <class T>
-T* AllocateArray(std::int64_t count) {
-    constexpr auto most = std::numeric_limits<std::size_t>::max();
-    const auto n = static_cast<std::size_t>(std::max<std::int64_t>(count, 1));
-    void* memory = mem_Malloc(n > most / sizeof(T) ? most : n * sizeof(T));
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return static_cast<T*>(memory);
-}
-
-struct Free {
-    void operator()(void* memory) const { mem_Free(memory); }
-};
-
-template <class T>
-using Owned = std::unique_ptr<T[], Free>;
 
 }  // namespace
 
@@ -46,7 +25,7 @@ using Owned = std::unique_ptr<T[], Free>;
 struct ORQSrvInverseConnectivity::Block {
     ORQSimCSetID rows;
     ORQSimCSetID cols;
-    Owned<int> nodes;
+    ORQSrvOwnedArray<int> nodes;
 };
 
 ORQSrvInverseConnectivity::ORQSrvInverseConnectivity(const ORQSimPosition& position)
@@ -83,7 +62,7 @@ int ORQSrvInverseConnectivity::NumberNodes() const {
 void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
     Clear();
     const int n = NumberNodes();
-    m_offsets = AllocateArray<int>(std::int64_t{n} + 1);
+    m_offsets = ORQSrvAllocateArray<int>(std::int64_t{n} + 1).release();
     std::fill_n(m_offsets, std::int64_t{n} + 1, 0);
 
     std::vector<Block> blocks;
@@ -105,8 +84,8 @@ void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
     if (m_total == 0) {
         return;
     }
-    m_entries = AllocateArray<unsigned>(m_total);
-    const Owned<int> cursor(AllocateArray<int>(n));
+    m_entries = ORQSrvAllocateArray<unsigned>(m_total).release();
+    const ORQSrvOwnedArray<int> cursor = ORQSrvAllocateArray<int>(n);
     std::copy_n(m_offsets, n, cursor.get());
     for (Block& block : blocks) {
         ProcessConnectivityBlock(block.nodes.get(), block.rows, block.cols, cursor.get());
@@ -119,7 +98,7 @@ int* ORQSrvInverseConnectivity::ReadConnectivityBlockAndCount(ORQSimDistribution
                                                               const ORQSimCSetID& cols) {
     const std::int64_t ndata =
         static_cast<std::int64_t>(ORQSimCSet(rows).Size()) * ORQSimCSet(cols).Size();
-    Owned<int> nodes(AllocateArray<int>(ndata));
+    ORQSrvOwnedArray<int> nodes = ORQSrvAllocateArray<int>(ndata);
     ORQSimTransfer read(dist);
     read.SetRead().SetDim(0, rows).SetDim(1, cols);
     read.CheckView();

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <numeric>
 #include <string>
 #include <utility>
@@ -29,6 +30,42 @@ bool IsStrictlyAscending(const std::vector<int>& members) {
     return std::ranges::adjacent_find(members, std::greater_equal<>()) == members.end();
 }
 
+// The members in ascending order, each once.
+std::vector<int> SortedOnce(std::vector<int> members) {
+    if (members.empty()) {
+        return members;
+    }
+    int low = members.front();
+    int high = low;
+    for (const int member : members) {
+        low = std::min(low, member);
+        high = std::max(high, member);
+    }
+    const std::int64_t span = static_cast<std::int64_t>(high) - low + 1;
+    constexpr std::int64_t kWordBits = 64;
+    if (span > 32 * static_cast<std::int64_t>(members.size())) {
+        std::ranges::sort(members);
+        members.erase(std::unique(members.begin(), members.end()), members.end());
+        return members;
+    }
+    // They lie close together: a bit for each number of the span takes no more room than they do.
+    std::vector<std::uint64_t> bits(static_cast<std::size_t>((span + kWordBits - 1) / kWordBits));
+    for (const int member : members) {
+        const std::int64_t offset = static_cast<std::int64_t>(member) - low;
+        bits[static_cast<std::size_t>(offset / kWordBits)] |= std::uint64_t{1}
+                                                              << (offset % kWordBits);
+    }
+    auto end = members.begin();
+    for (std::int64_t first = low; std::uint64_t word : bits) {
+        for (; word != 0; word &= word - 1) {
+            *end++ = static_cast<int>(first + std::countr_zero(word));
+        }
+        first += kWordBits;
+    }
+    members.erase(end, members.end());
+    return members;
+}
+
 // The members as an ascending array, written out into `scratch` where they are not yet.
 std::span<const int> AsSorted(const ComponentSet& set, std::vector<int>& scratch) {
     if (set.GetForm() == ComponentSet::Form::Sorted) {
@@ -37,7 +74,7 @@ std::span<const int> AsSorted(const ComponentSet& set, std::vector<int>& scratch
     scratch.resize(static_cast<std::size_t>(set.Size()));
     set.CopyMembers(scratch.data());
     if (!set.IsAscending()) {
-        std::ranges::sort(scratch);
+        scratch = SortedOnce(std::move(scratch));
     }
     return scratch;
 }
@@ -171,20 +208,17 @@ ComponentSetPtr ComponentSet::FromAscending(std::vector<int> members) {
 }
 
 ComponentSetPtr ComponentSet::FromMembers(std::vector<int> members) {
-    if (!IsStrictlyAscending(members)) {
-        std::ranges::sort(members);
-        members.erase(std::unique(members.begin(), members.end()), members.end());
-    }
-    return FromAscending(std::move(members));
+    return FromAscending(IsStrictlyAscending(members) ? std::move(members)
+                                                      : SortedOnce(std::move(members)));
 }
 
 ComponentSetPtr ComponentSet::FromOrdered(std::vector<int> members) {
     if (IsStrictlyAscending(members)) {
         return FromAscending(std::move(members));
     }
-    std::vector<int> sorted = members;
-    std::ranges::sort(sorted);
-    if (const auto twice = std::ranges::adjacent_find(sorted); twice != sorted.end()) {
+    if (SortedOnce(members).size() < members.size()) {
+        std::ranges::sort(members);
+        const auto twice = std::ranges::adjacent_find(members);
         throw ORQBasFailure(
             ORQBasFailureKind::Usage,
             "an ordered set names member " + std::to_string(*twice) + " more than once");
@@ -285,9 +319,7 @@ ComponentSetPtr ComponentSet::Ascending(const ComponentSetPtr& self) {
     if (self->IsAscending()) {
         return self;
     }
-    std::vector<int> members = self->m_members;
-    std::ranges::sort(members);
-    return FromAscending(std::move(members));
+    return FromAscending(SortedOnce(self->m_members));
 }
 
 void ComponentSet::CopyMembers(int* out) const {

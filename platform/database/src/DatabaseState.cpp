@@ -145,8 +145,36 @@ bool DatabaseState::Refresh() {
 }
 
 void DatabaseState::ForgetCaches() {
+    m_children.fill({});
     m_sets.clear();
     m_distributions.clear();
+}
+
+DatabaseState::KnownChild& DatabaseState::PlaceOfChild(std::int64_t object, int slot, int member) {
+    const std::uint64_t hash =
+        (static_cast<std::uint64_t>(object) * 31 + static_cast<std::uint64_t>(slot)) * 31 +
+        static_cast<std::uint64_t>(member);
+    return m_children[hash % m_children.size()];
+}
+
+ORQSimDynamicID DatabaseState::Child(std::int64_t object, int slot, int member) {
+    KnownChild& known = PlaceOfChild(object, slot, member);
+    if (known.object != object || known.slot != slot || known.member != member) {
+        Cursor row = Rows().Find(Table::Child, object, slot, member);
+        known = {object, slot, member, row.Next() ? Target(row, 3) : ORQSimDynamicID()};
+    }
+    return known.target;
+}
+
+void DatabaseState::SetChild(std::int64_t object, int slot, int member,
+                             const ORQSimDynamicID& target) {
+    PlaceOfChild(object, slot, member) = {};
+    if (target.IsNull()) {
+        Rows().Erase(Table::Child, object, slot, member);
+    } else {
+        Rows().Put(Table::Child, object, slot, member, target.MinorID(), target.Category(),
+                   target.TypeID().Index(), target.Index());
+    }
 }
 
 ORQSimDynamicID DatabaseState::NewObject(int type, int category) {

@@ -1,6 +1,7 @@
 // What an open database is to the classes of the interface: the engine, and what is known of it.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -99,6 +100,12 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     }
     int Space(const ORQSimCollectionID& collection);
 
+    // The child under a slot; null when there is none. Services follow a few links again and again,
+    // above all from the focus to the mesh, so the last ones are known.
+    ORQSimDynamicID Child(std::int64_t object, int slot, int member);
+    // A null target removes the link.
+    void SetChild(std::int64_t object, int slot, int member, const ORQSimDynamicID& target);
+
     // Sets. A set's index is above 0 when it is stored, 0 for the empty set, below -1 when it is
     // temporary.
     ComponentSetPtr Members(const ORQSimCSetID& id);
@@ -130,7 +137,15 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
         ComponentSetPtr members;
     };
 
+    struct KnownChild {
+        std::int64_t object = 0;  // 0 for none
+        int slot = 0;
+        int member = 0;
+        ORQSimDynamicID target;
+    };
+
     void ForgetCaches();
+    KnownChild& PlaceOfChild(std::int64_t object, int slot, int member);
     void PutSegment(const DrawerState& drawer, const DrawerSegment& segment);
     void PutDrawerRow(const DrawerState& drawer);
     std::unique_ptr<DrawerState> LoadDrawer(const DistributionState& distribution,
@@ -139,6 +154,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     std::unique_ptr<storage::Engine> m_engine;
     std::string m_path;
     ORQSimContextID m_context;
+    std::array<KnownChild, 64> m_children;
     std::unordered_map<int, ComponentSetPtr> m_sets;
     std::unordered_map<std::int64_t, DistributionState> m_distributions;
     std::vector<TempSetEntry> m_tempSets;                      // index -2 - place

@@ -51,22 +51,13 @@ ORQSimPosition ORQSimPosition::Parent(int slot) const {
 
 ORQSimPosition ORQSimPosition::Follow(int slot, int member) const {
     DatabaseState* state = ReadingLinks(*this);
-    if (state == nullptr) {
-        return {};
-    }
-    Cursor row = state->Rows().Find(Table::Child, m_id.MinorID(), slot, member);
-    return row.Next() ? ORQSimPosition(state->Target(row, 3)) : ORQSimPosition();
+    return state == nullptr ? ORQSimPosition() : state->Child(m_id.MinorID(), slot, member);
 }
 
 void ORQSimPosition::Associate(int slot, int member, const ORQSimPosition& target) const {
     DatabaseState& state = WritingLinks(*this);
-    if (target.IsNull()) {
-        state.Rows().Erase(Table::Child, m_id.MinorID(), slot, member);
-        return;
-    }
-    const ORQSimDynamicID id = StorableTarget(state, target);
-    state.Rows().Put(Table::Child, m_id.MinorID(), slot, member, id.MinorID(), id.Category(),
-                     id.TypeID().Index(), id.Index());
+    state.SetChild(m_id.MinorID(), slot, member,
+                   target.IsNull() ? ORQSimDynamicID() : StorableTarget(state, target));
 }
 
 ORQSimMap ORQSimPosition::GetMap(int slot) const {

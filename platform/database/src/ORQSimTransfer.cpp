@@ -13,6 +13,7 @@
 #include "DatabaseState.h"
 #include "ORQBasFailure.h"
 #include "ORQSimDistribution.h"
+#include "RowReader.h"
 #include "SparseRows.h"
 #include "TransferView.h"
 
@@ -24,6 +25,7 @@ using orq::database::DrawerSegment;
 using orq::database::DrawerState;
 using orq::database::ItemMover;
 using orq::database::MoverBetween;
+using orq::database::RowReader;
 using orq::database::RowRun;
 using orq::database::SparseRows;
 using orq::database::ViewOnDrawer;
@@ -68,128 +70,6 @@ ComponentSetPtr Missing(const ComponentSetPtr& view, const ComponentSetPtr& pres
     }
     return members.empty() ? ComponentSet::Empty() : ComponentSet::FromOrdered(std::move(members));
 }
-
-// Moves rows of one drawer to a buffer, chunk by chunk.
-class RowReader {
-  public:
-    RowReader(ChunkStore& store, const DrawerState& drawer, const ViewOnDrawer& geometry,
-              const ItemMover& mover, std::byte* buffer)
-        : m_store(store),
-          m_drawer(drawer),
-          m_geometry(geometry),
-          m_mover(mover),
-          m_buffer(buffer),
-          m_rowBytes(geometry.rowItems * mover.storeSize),
-          m_bufferRowBytes(geometry.bufferRowStride * mover.bufferSize),
-          m_rowsPerChunk(drawer.RowsPerChunk(mover.storeSize)) {}
-
-    // The rows of a segment that the view asks for.
-    void Read(const ComponentSet& view, const DrawerSegment& segment) {
-        const bool areScattered = view.GetForm() == ComponentSet::Form::Sorted &&
-                                  segment.members->GetForm() == ComponentSet::Form::Contiguous &&
-                                  m_geometry.MovesWholeRows() && m_mover.isPlain;
-        if (areScattered) {
-            ReadScattered(view.Written(), segment);
-        } else {
-            ComponentSet::ForEachCommonRun(
-                view, *segment.members, [&](int inView, int inSegment, int count) {
-                    ReadRun({segment.firstRow + inSegment, inView, count});
-                });
-        }
-    }
-    std::int64_t NumRows() const { return m_nRows; }
-
-  private:
-    // What is compared and moved at once: so little that the second finds it in the processor's
-    // cache, so much that copying it goes past the cache.
-    static constexpr std::int64_t kVerifyStep = 2 << 20;
-
-    void OpenChunkOf(std::int64_t row) {
-        if (row >= m_chunkBegin && row < m_chunkEnd) {
-            return;
-        }
-        const std::int64_t number = row / m_rowsPerChunk;
-        m_chunk = m_store.Open(m_drawer.store, 0, number);
-        m_chunkBegin = number * m_rowsPerChunk;
-        m_chunkEnd = m_chunkBegin + m_rowsPerChunk;
-        m_storedEnd = m_chunkBegin + m_chunk.Length() / m_rowBytes;
-    }
-
-    std::byte* BufferAt(int viewLocation) const {
-        return m_buffer + viewLocation * m_bufferRowBytes;
-    }
-
-    void ReadRun(RowRun run) {
-        m_nRows += run.count;
-        while (run.count > 0) {
-            OpenChunkOf(run.row);
-            const bool isStored = run.row < m_storedEnd;
-            std::int64_t most = (isStored ? m_storedEnd : m_chunkEnd) - run.row;
-            if (isStored && !m_chunk.IsVerified()) {
-                most = std::min(most, std::max<std::int64_t>(1, kVerifyStep / m_rowBytes));
-            }
-            const auto count = static_cast<int>(std::min<std::int64_t>(run.count, most));
-            if (isStored) {
-                const std::int64_t begin = (run.row - m_chunkBegin) * m_rowBytes;
-                RowsToBuffer(m_geometry, m_mover, m_chunk.Bytes(begin, begin + count * m_rowBytes),
-                             count, BufferAt(run.viewLocation));
-            } else {
-                ZeroInBuffer(m_geometry, m_mover, count, BufferAt(run.viewLocation));
-            }
-            run.row += count;
-            run.viewLocation += count;
-            run.count -= count;
-        }
-    }
-
-    // Ascending members, most of them alone; those that the segment lacks are passed over.
-    void ReadScattered(std::span<const int> members, const DrawerSegment& segment) {
-        const std::int64_t rowOfZero = segment.firstRow - segment.members->First();
-        const auto firstFrom = [&](std::int64_t row) {
-            return std::ranges::lower_bound(members, row - rowOfZero) - members.begin();
-        };
-        const auto end = firstFrom(segment.firstRow + segment.members->Size());
-        for (auto next = firstFrom(segment.firstRow); next < end;) {
-            const auto at = static_cast<std::size_t>(next);
-            OpenChunkOf(members[at] + rowOfZero);
-            const auto chunkEnd = std::min(end, firstFrom(m_chunkEnd));
-            const auto storedEnd = std::min(chunkEnd, firstFrom(m_storedEnd));
-            if (next < storedEnd) {
-                GatherInChunk(members.subspan(at, static_cast<std::size_t>(storedEnd - next)),
-                              rowOfZero - m_chunkBegin, BufferAt(static_cast<int>(next)));
-            }
-            ZeroInBuffer(m_geometry, m_mover, static_cast<int>(chunkEnd - storedEnd),
-                         BufferAt(static_cast<int>(storedEnd)));
-            m_nRows += chunkEnd - next;
-            next = chunkEnd;
-        }
-    }
-
-    void GatherInChunk(std::span<const int> members, std::int64_t rowOfZero, std::byte* buffer) {
-        if (!m_chunk.IsVerified()) {
-            for (const int member : members) {
-                const std::int64_t begin = (member + rowOfZero) * m_rowBytes;
-                m_chunk.Bytes(begin, begin + m_rowBytes);
-            }
-        }
-        const std::int64_t begin = (members.front() + rowOfZero) * m_rowBytes;
-        GatherRows(m_geometry, m_mover, m_chunk.Bytes(begin, begin + m_rowBytes), members, buffer);
-    }
-
-    ChunkStore& m_store;
-    const DrawerState& m_drawer;
-    const ViewOnDrawer& m_geometry;
-    const ItemMover m_mover;
-    std::byte* const m_buffer;
-    const std::int64_t m_rowBytes;
-    const std::int64_t m_bufferRowBytes;
-    const std::int64_t m_rowsPerChunk;
-    ChunkStore::Reader m_chunk;
-    std::int64_t m_chunkBegin = 0;
-    std::int64_t m_chunkEnd = 0;  // rows [m_chunkBegin, m_chunkEnd) lie in m_chunk
-    std::int64_t m_storedEnd = 0;
-    std::int64_t m_nRows = 0;
-};
 
 }  // namespace
 

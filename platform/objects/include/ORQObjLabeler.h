@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <map>
 #include <vector>
 
 #include "ORQBasExport.h"
@@ -52,4 +54,5 @@ class ORQ_EXPORT ORQObjLabeler {
     ORQObjDocument m_document;
     ORQObjLabelerType m_type;
     std::vector<Instance> m_instances;
+    std::map<ORQString, std::size_t> m_places;  // of the instances, by name
 };

@@ -21,6 +21,11 @@ class ORQ_EXPORT ORQObjMesh {
     ORQSimPosition GetConnectivity() const;
     /// The set of nodes that carry a label of the user's.
     ORQSimPosition GetUserNodes() const;
+    /// The instances of the assembly, and the distributions of labels, by instance and node or
+    /// element; see ORQObjLabeler.
+    ORQSimPosition GetInstanceCollection() const;
+    ORQSimPosition GetNodeLabels() const;
+    ORQSimPosition GetElementLabels() const;
     ORQSimPosition GetElementClassification() const;
     ORQSimPosition GetElementClassCollection() const;
     /// The data set that says which spec each element has.

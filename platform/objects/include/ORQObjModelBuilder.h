@@ -65,6 +65,8 @@ class ORQ_EXPORT ORQObjModelBuilder {
     ORQSimCSetID NodePlaces(int count) const;
     /// The element spec (element type) of that name, made when there is none.
     ORQSimPosition AddElementSpec(const ORQString& name) const;
+    /// Makes points at which values of a spec's elements are given, in place of those it had.
+    ORQSimCSetID AddElementSpecPoints(const ORQSimPosition& spec, int count) const;
     /// Says which elements have which spec, once for the whole mesh.
     void AssignElementSpecs(
         const std::vector<std::pair<ORQSimPosition, ORQSimCSetID>>& assignment) const;

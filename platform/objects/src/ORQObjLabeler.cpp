@@ -5,7 +5,6 @@
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDistribution.h"
-#include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 
 ORQObjLabeler::ORQObjLabeler(const ORQObjDocument& document, ORQObjLabelerType type)
@@ -16,16 +15,17 @@ ORQObjLabeler::ORQObjLabeler(const ORQSimPosition& position, ORQObjLabelerType t
 
 void ORQObjLabeler::Read() {
     m_instances.clear();
-    const ORQSimPosition mesh = m_document.GetMesh();
-    const ORQSimCollection instances(
-        mesh.GetPosition(ORQSimSchema::Mesh_instances).GetCollection());
+    m_places.clear();
+    const ORQObjMesh mesh(m_document.GetMesh());
+    const ORQSimCollection instances(mesh.GetInstanceCollection().GetCollection());
     for (int i = 0; i < instances.Space(); ++i) {
-        m_instances.push_back({instances.GetMember(i).Name(), {}, {}});
+        const ORQString name = instances.GetMember(i).Name();
+        m_places.emplace(name, m_instances.size());
+        m_instances.push_back({name, {}, {}});
     }
-    const ORQSimDistribution labels(mesh.GetPosition(m_type == ORQObjLabelerType::Node
-                                                         ? ORQSimSchema::Mesh_nodeLabels
-                                                         : ORQSimSchema::Mesh_elementLabels)
-                                        .GetDistribution());
+    const ORQSimDistribution labels(
+        (m_type == ORQObjLabelerType::Node ? mesh.GetNodeLabels() : mesh.GetElementLabels())
+            .GetDistribution());
     for (const ORQSimDrawerDescription& drawer : labels.QueryDrawers()) {
         const ORQSimCSet of(drawer.CSet(0));
         const auto place = static_cast<std::size_t>(of[0]);
@@ -47,8 +47,8 @@ void ORQObjLabeler::Read() {
 }
 
 const ORQObjLabeler::Instance* ORQObjLabeler::Find(const ORQString& name) const {
-    const auto found = std::ranges::find(m_instances, name, &Instance::name);
-    return found == m_instances.end() ? nullptr : &*found;
+    const auto found = m_places.find(name);
+    return found == m_places.end() ? nullptr : &m_instances[found->second];
 }
 
 ORQSimArray<ORQString> ORQObjLabeler::Occurrences() const {

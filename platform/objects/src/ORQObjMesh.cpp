@@ -17,6 +17,15 @@ ORQSimPosition ORQObjMesh::GetConnectivity() const {
 ORQSimPosition ORQObjMesh::GetUserNodes() const {
     return m_position.GetPosition(ORQSimSchema::Mesh_userNodes);
 }
+ORQSimPosition ORQObjMesh::GetInstanceCollection() const {
+    return m_position.GetPosition(ORQSimSchema::Mesh_instances);
+}
+ORQSimPosition ORQObjMesh::GetNodeLabels() const {
+    return m_position.GetPosition(ORQSimSchema::Mesh_nodeLabels);
+}
+ORQSimPosition ORQObjMesh::GetElementLabels() const {
+    return m_position.GetPosition(ORQSimSchema::Mesh_elementLabels);
+}
 ORQSimPosition ORQObjMesh::GetElementClassification() const {
     return m_position.GetPosition(ORQSimSchema::Mesh_elementClassification);
 }

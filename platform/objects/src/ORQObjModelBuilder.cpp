@@ -40,7 +40,37 @@ constexpr std::array<SymbolRow, 6> kDofs = {{{2, "DISPLACEMENT_1"},
                                              {15, "ROTATION_ANGLE_1"},
                                              {16, "ROTATION_ANGLE_2"},
                                              {17, "ROTATION_ANGLE_3"}}};
-constexpr std::array<SymbolRow, 3> kComponents = {{{0, "C_1"}, {12, "C_2"}, {20, "C_3"}}};
+// The places are the codes by which output variables name their components. Some tensor
+// components have two codes.
+constexpr std::array<SymbolRow, 29> kComponents = {{{0, "C_1"},
+                                                    {12, "C_2"},
+                                                    {20, "C_3"},
+                                                    {1, "C_11"},
+                                                    {5, "C_12"},
+                                                    {9, "C_12_SECOND"},
+                                                    {10, "C_13"},
+                                                    {11, "C_13_SECOND"},
+                                                    {13, "C_21"},
+                                                    {14, "C_22"},
+                                                    {18, "C_23"},
+                                                    {19, "C_23_SECOND"},
+                                                    {21, "C_31"},
+                                                    {22, "C_32"},
+                                                    {23, "C_33"},
+                                                    {24, "PRINCIPAL_VALUE_1"},
+                                                    {25, "PRINCIPAL_VALUE_2"},
+                                                    {26, "PRINCIPAL_VALUE_3"},
+                                                    {27, "ORIENTATION_0"},
+                                                    {28, "ORIENTATION_1"},
+                                                    {29, "ORIENTATION_2"},
+                                                    {30, "ORIENTATION_3"},
+                                                    {31, "ROTATION_1"},
+                                                    {32, "ROTATION_2"},
+                                                    {33, "ROTATION_3"},
+                                                    {35, "PRINCIPAL_1"},
+                                                    {36, "PRINCIPAL_2"},
+                                                    {37, "PRINCIPAL_3"},
+                                                    {38, "WHOLE"}}};
 constexpr int kComponentSpace = 39;  // as many as there are component codes
 
 template <class Rows>
@@ -203,7 +233,7 @@ ORQSimCSetID ORQObjModelBuilder::AddNodes(int count) const {
 }
 
 ORQSimPosition ORQObjModelBuilder::AddInstance(const ORQString& name) const {
-    ORQSimCollection instances(Mesh().GetPosition(ORQSimSchema::Mesh_instances).GetCollection());
+    ORQSimCollection instances(ORQObjMesh(Mesh()).GetInstanceCollection().GetCollection());
     for (int i = 0; i < instances.Space(); ++i) {
         if (const ORQSimPosition instance = instances.GetMember(i); instance.Name() == name) {
             return instance;
@@ -218,10 +248,9 @@ ORQSimPosition ORQObjModelBuilder::AddInstance(const ORQString& name) const {
 void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition& instance,
                                    const ORQSimCSetID& memberSet, const int* labels) const {
     const bool isNode = type == ORQObjLabelerType::Node;
+    const ORQObjMesh mesh(Mesh());
     const ORQSimDistribution distribution(
-        Mesh()
-            .GetPosition(isNode ? ORQSimSchema::Mesh_nodeLabels : ORQSimSchema::Mesh_elementLabels)
-            .GetDistribution());
+        (isNode ? mesh.GetNodeLabels() : mesh.GetElementLabels()).GetDistribution());
     const ORQSimCollection instances(distribution.Grid().Collection(0));
     const ORQSimCollection labelled(distribution.Grid().Collection(1));
     const int instanceMember = instances.MemberIndex(instance);
@@ -259,7 +288,7 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
                     ascendingLabels.data());
     }
     if (isNode) {
-        const ORQSimCSet userNodes = ORQObjMesh(Mesh()).GetUserNodes().CSet().Union(members);
+        const ORQSimCSet userNodes = mesh.GetUserNodes().CSet().Union(members);
         Mesh().SetPosition(ORQSimSchema::Mesh_userNodes, userNodes.RegisterWithCollection());
     }
 }
@@ -292,6 +321,12 @@ ORQSimPosition ORQObjModelBuilder::AddElementSpec(const ORQString& name) const {
     spec.SetName(ORQSimSchema::Record_name, name);
     spec.SetPosition(ORQSimSchema::ElementSpec_definition, spec);
     return spec;
+}
+
+ORQSimCSetID ORQObjModelBuilder::AddElementSpecPoints(const ORQSimPosition& spec, int count) const {
+    const ORQSimCSetID points = AddMembers(m_document.GetPointCollection(), count);
+    spec.SetPosition(ORQSimSchema::ElementSpec_points, points);
+    return points;
 }
 
 void ORQObjModelBuilder::AssignElementSpecs(

@@ -32,7 +32,7 @@ ORQBasFailureKind KindOf(int code) {
 
 Connection::Connection(const std::string& name, int flags, const char* vfs, std::string shownPath)
     : m_path(std::move(shownPath)) {
-    const int code = sqlite3_open_v2(name.c_str(), &m_handle, flags, vfs);
+    const int code = sqlite3_open_v2(name.c_str(), &m_handle, flags | SQLITE_OPEN_NOMUTEX, vfs);
     if (code != SQLITE_OK) {
         std::string why = m_handle != nullptr ? sqlite3_errmsg(m_handle) : sqlite3_errstr(code);
         Close();

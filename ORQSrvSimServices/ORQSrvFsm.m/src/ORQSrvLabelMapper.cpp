@@ -1,0 +1,339 @@
+#include "ORQSrvLabelMapper.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <utility>
+#include <vector>
+
+#include "ORQObjModel.h"
+#include "ORQSimCollection.h"
+#include "ORQSimSchema.h"
+#include "ORQSrvAssert.h"
+#include "ORQSrvOwnedArray.h"
+#include "omi_BlkBitVect.h"
+
+namespace {
+
+using Quad = ORQSrvLabelMapperQuad;
+
+// Finds quads by primary ordinals that are asked for in ascending order.
+class ForwardSearch {
+  public:
+    ForwardSearch(const Quad* quads, int count)
+        : m_cursor(quads), m_end(quads + count), m_next(count > 0 ? quads->primaryOrdinal : 0) {}
+
+    // Null when no quad has the ordinal.
+    const Quad* Find(int ordinal) {
+        if (m_cursor == m_end || ordinal < m_next) {
+            return nullptr;
+        }
+        // Ordinals mostly follow one another, so the quad mostly lies as far ahead as its ordinal;
+        // where some are missing it lies before that. Guessing by the last ordinal and not by the
+        // one at the cursor lets a processor look for several quads at once.
+        const std::int64_t ahead = std::int64_t{ordinal} - m_next;
+        const Quad* found = m_cursor + std::min<std::int64_t>(ahead, m_end - m_cursor - 1);
+        if (found->primaryOrdinal < ordinal) {
+            found = LowerBound(found + 1, m_end, ordinal);
+        } else if (found->primaryOrdinal > ordinal) {
+            found = LowerBound(m_cursor, found, ordinal);
+        }
+        m_next = std::int64_t{ordinal} + 1;
+        const bool isThere = found != m_end && found->primaryOrdinal == ordinal;
+        m_cursor = isThere ? found + 1 : found;
+        return isThere ? found : nullptr;
+    }
+
+  private:
+    static const Quad* LowerBound(const Quad* begin, const Quad* end, int ordinal) {
+        return std::ranges::lower_bound(begin, end, ordinal, {}, &Quad::primaryOrdinal);
+    }
+
+    const Quad* m_cursor;
+    const Quad* m_end;
+    std::int64_t m_next;  // no quad from the cursor on has a lower ordinal
+};
+
+ORQSrvOwnedArray<int> AscendingMembers(const ORQSimCSet& set) {
+    ORQSrvOwnedArray<int> members = ORQSrvAllocateArray<int>(set.Size());
+    set.Members(members.get());
+    return members;
+}
+
+// The set of one field of all quads.
+ORQSimCSet Column(const Quad* quads, int count, int Quad::*field,
+                  const ORQSimCollectionID& collection, bool isAscending) {
+    const ORQSrvOwnedArray<int> members = ORQSrvAllocateArray<int>(count);
+    std::ranges::transform(quads, quads + count, members.get(), field);
+    return ORQSimCollection(collection).CreateVolatileCSet(members.get(), count, isAscending);
+}
+
+}  // namespace
+
+ORQSrvLabelMapper::ORQSrvLabelMapper(const ORQSimPosition& primary, const ORQSimPosition& secondary)
+    : m_primary(primary), m_secondary(secondary) {}
+
+ORQSrvLabelMapper::~ORQSrvLabelMapper() {
+    mem_Free(m_nodes);
+    mem_Free(m_elements);
+}
+
+// --- Building the tables -------------------------------------------------------------------------
+
+int ORQSrvLabelMapper::IntQuadCompare(const void* itemA, const void* itemB) {
+    ORQSrvAssertReported(itemA != nullptr, "itemA != NULL");
+    ORQSrvAssertReported(itemB != nullptr, "itemB != NULL");
+    const int a = static_cast<const Quad*>(itemA)->primaryOrdinal;
+    const int b = static_cast<const Quad*>(itemB)->primaryOrdinal;
+    return a < b ? -1 : static_cast<int>(a > b);
+}
+
+// While lists are merged, the first field of a quad holds the label and the second the ordinal in
+// the list's own model.
+Quad* ORQSrvLabelMapper::ReadLabels(const ORQObjLabeler& labeler, const ORQString& instance,
+                                    int& count) {
+    ORQSimArray<int> labels;
+    ORQSimArray<int> ordinals;
+    if (labeler.IsInstanceValid(instance)) {
+        labeler.GetInstanceLabelsAndOrdinals(instance, labels, ordinals);
+    }
+    count = labels.Size();
+    if (count == 0) {
+        return nullptr;
+    }
+    ORQSrvOwnedArray<Quad> quads = ORQSrvAllocateArray<Quad>(count);
+    std::transform(labels.begin(), labels.end(), ordinals.begin(), quads.get(),
+                   [](int label, int ordinal) {
+                       return Quad{label, ordinal, -1, label};
+                   });
+    return quads.release();
+}
+
+Quad* ORQSrvLabelMapper::RemapInstanceBasedOnUserLabels(const ORQObjLabeler& primary,
+                                                        const ORQObjLabeler& secondary,
+                                                        const ORQString& instance,
+                                                        int instanceIndex, int& count) {
+    int nA = 0;
+    int nB = 0;
+    ORQSrvOwnedArray<Quad> a(ReadLabels(primary, instance, nA));
+    const ORQSrvOwnedArray<Quad> b(ReadLabels(secondary, instance, nB));
+    // The matches are written over the front of `a`, never ahead of what was read of it.
+    count = 0;
+    for (int i = 0, j = 0; i < nA && j < nB;) {
+        const Quad inA = a[static_cast<std::size_t>(i)];
+        const Quad& inB = b[static_cast<std::size_t>(j)];
+        const int label = inA.primaryOrdinal;
+        const int other = inB.primaryOrdinal;
+        if (label == other) {
+            a[static_cast<std::size_t>(count)] = {inA.secondaryOrdinal, inB.secondaryOrdinal,
+                                                  instanceIndex, label};
+            ++count;
+        }
+        i += static_cast<int>(label <= other);
+        j += static_cast<int>(other <= label);
+    }
+    return count == 0 ? nullptr : a.release();
+}
+
+Quad* ORQSrvLabelMapper::RemapBasedOnUserLabels(ORQObjLabelerType type, int& count) {
+    ORQObjLabeler primary(m_primary, type);
+    ORQObjLabeler secondary(m_secondary, type);
+    primary.Read();
+    secondary.Read();
+    m_instances = primary.Occurrences();
+
+    struct Partial {
+        ORQSrvOwnedArray<Quad> quads;
+        int count;
+    };
+    std::vector<Partial> partials;
+    int ntotal = 0;
+    for (int index = 0; index < m_instances.Size(); ++index) {
+        int nMatches = 0;
+        ORQSrvOwnedArray<Quad> matches(RemapInstanceBasedOnUserLabels(
+            primary, secondary, m_instances.ConstGet(index), index, nMatches));
+        partials.push_back({std::move(matches), nMatches});
+        ntotal += nMatches;
+    }
+
+    ORQSrvOwnedArray<Quad> all = ORQSrvAllocateArray<Quad>(ntotal);
+    int n = 0;
+    for (Partial& partial : partials) {
+        std::copy_n(partial.quads.get(), partial.count, all.get() + n);
+        n += partial.count;
+        partial.quads.reset();
+    }
+    ORQSrvAssertReported(n == ntotal, "n == ntotal");
+    std::qsort(all.get(), static_cast<std::size_t>(ntotal), sizeof(Quad), IntQuadCompare);
+    count = ntotal;
+    return all.release();
+}
+
+void ORQSrvLabelMapper::NeedNodes() {
+    if (m_nodes == nullptr) {
+        m_nodes = RemapBasedOnUserLabels(ORQObjLabelerType::Node, m_nnodes);
+    }
+}
+
+void ORQSrvLabelMapper::NeedElements() {
+    if (m_elements == nullptr) {
+        m_elements = RemapBasedOnUserLabels(ORQObjLabelerType::Element, m_nelements);
+    }
+}
+
+// --- Mapping by a table --------------------------------------------------------------------------
+
+ORQSimCollectionID ORQSrvLabelMapper::GetCollection(const ORQSimPosition& position, int fragment) {
+    return ORQObjModel(position.GetPosition(ads_CoreFragmentTypeIndex(28, 29)))
+        .GetMesh()
+        .GetPosition(fragment)
+        .GetCollection();
+}
+
+ORQSimCSet ORQSrvLabelMapper::GetCommonPrimarySet(const Quad* quads, int count,
+                                                  const ORQSimCollectionID& collection) {
+    return Column(quads, count, &Quad::primaryOrdinal, collection, true);
+}
+
+ORQSimCSet ORQSrvLabelMapper::GetCommonSecondarySet(const Quad* quads, int count,
+                                                    const ORQSimCollectionID& collection) {
+    return Column(quads, count, &Quad::secondaryOrdinal, collection, false);
+}
+
+ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimarySet(const Quad* quads, int count,
+                                                             const ORQSimCSet& set) {
+    ORQSimArray<int> images(set.Size());
+    std::ranges::fill(images, -1);
+    const ORQSrvOwnedArray<int> members = AscendingMembers(set);
+    const bool isAscending = set.IsAscending();
+    ForwardSearch search(quads, count);
+    for (int rank = 0; rank < images.Size(); ++rank) {
+        const int member = members[static_cast<std::size_t>(rank)];
+        if (const Quad* quad = search.Find(member); quad != nullptr) {
+            images.Get(isAscending ? rank : set.SeekMember(member)) = quad->secondaryOrdinal;
+        }
+    }
+    return images;
+}
+
+ORQSimCSet ORQSrvLabelMapper::MapSet(const Quad* quads, int count, const ORQSimCSet& set,
+                                     const ORQSimCollectionID& collection, bool isAscending) {
+    // The images take the place of the members.
+    const ORQSrvOwnedArray<int> members = AscendingMembers(set);
+    const int* const end = members.get() + set.Size();
+    int* image = members.get();
+    ForwardSearch search(quads, count);
+    for (const int* member = members.get(); member != end; ++member) {
+        if (const Quad* quad = search.Find(*member); quad != nullptr) {
+            *image++ = quad->secondaryOrdinal;
+        }
+    }
+    return ORQSimCollection(collection)
+        .CreateVolatileCSet(members.get(), static_cast<int>(image - members.get()), isAscending);
+}
+
+void ORQSrvLabelMapper::MapSet(const Quad* quads, int count, const omi_BlkBitVect& in,
+                               omi_BlkBitVect& out) {
+    out.Clear();
+    ForwardSearch search(quads, count);
+    omi_BlkBitVectTrav bits(in);
+    for (int bit = bits.First(); bit >= 0; bit = bits.Next()) {
+        if (const Quad* quad = search.Find(bit); quad != nullptr) {
+            out.SetBit(quad->secondaryOrdinal);
+        }
+    }
+}
+
+// --- Nodes ---------------------------------------------------------------------------------------
+
+ORQSimCSet ORQSrvLabelMapper::GetCommonPrimaryNodeSet() {
+    NeedNodes();
+    return GetCommonPrimarySet(m_nodes, m_nnodes,
+                               GetCollection(m_primary, ads_CoreFragmentTypeIndex(26, 97)));
+}
+
+ORQSimCSet ORQSrvLabelMapper::GetCommonSecondaryNodeSet() {
+    NeedNodes();
+    return GetCommonSecondarySet(m_nodes, m_nnodes,
+                                 GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 97)));
+}
+
+ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryNodeSet(ORQSimCSetID set) {
+    NeedNodes();
+    return GetMappingFromPrimarySet(m_nodes, m_nnodes, set);
+}
+
+ORQSimCSet ORQSrvLabelMapper::GetSecondaryNodeSet(const ORQSimCSetID& set, bool isAscending) {
+    NeedNodes();
+    const ORQSimCollectionID nodeCol =
+        GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 97));
+    ORQSrvAssertReported(set.CollectionID() != nodeCol, "primaryNodeSet.CollectionID() != nodeCol");
+    return MapSet(m_nodes, m_nnodes, set, nodeCol, isAscending);
+}
+
+void ORQSrvLabelMapper::GetSecondaryNodesBitVector(const omi_BlkBitVect& in, omi_BlkBitVect& out) {
+    NeedNodes();
+    MapSet(m_nodes, m_nnodes, in, out);
+}
+
+const Quad& ORQSrvLabelMapper::NodeAt(int mappingOrdinal) const {
+    ORQSrvAssertReported(m_nodes != nullptr, "m_nodes != 0");
+    ORQSrvAssertReported(mappingOrdinal < m_nnodes, "mappingOrdinal < m_nnodes");
+    return m_nodes[mappingOrdinal];
+}
+
+const ORQString& ORQSrvLabelMapper::GetNodeMappingOrdinalInstanceName(int mappingOrdinal) const {
+    return m_instances.ConstGet(NodeAt(mappingOrdinal).instanceIndex);
+}
+
+int ORQSrvLabelMapper::GetNodeMappingOrdinalUserLabel(int mappingOrdinal) const {
+    return NodeAt(mappingOrdinal).userLabel;
+}
+
+// --- Elements ------------------------------------------------------------------------------------
+
+ORQSimCSet ORQSrvLabelMapper::GetCommonPrimaryElementSet() {
+    NeedElements();
+    return GetCommonPrimarySet(m_elements, m_nelements,
+                               GetCollection(m_primary, ads_CoreFragmentTypeIndex(26, 81)));
+}
+
+ORQSimCSet ORQSrvLabelMapper::GetCommonSecondaryElementSet() {
+    NeedElements();
+    return GetCommonSecondarySet(m_elements, m_nelements,
+                                 GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 81)));
+}
+
+ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryElementSet(ORQSimCSetID set) {
+    NeedElements();
+    return GetMappingFromPrimarySet(m_elements, m_nelements, set);
+}
+
+ORQSimCSet ORQSrvLabelMapper::GetSecondaryElementSet(const ORQSimCSetID& set, bool isAscending) {
+    NeedElements();
+    const ORQSimCollectionID elementCol =
+        GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 81));
+    ORQSrvAssertReported(set.CollectionID() != elementCol,
+                         "primaryElementSet.CollectionID() != elementCol");
+    return MapSet(m_elements, m_nelements, set, elementCol, isAscending);
+}
+
+void ORQSrvLabelMapper::GetSecondaryElementsBitVector(const omi_BlkBitVect& in,
+                                                      omi_BlkBitVect& out) {
+    NeedElements();
+    MapSet(m_elements, m_nelements, in, out);
+}
+
+const Quad& ORQSrvLabelMapper::ElementAt(int mappingOrdinal) const {
+    ORQSrvAssertReported(m_elements != nullptr, "m_elements != 0");
+    ORQSrvAssertReported(mappingOrdinal < m_nelements, "mappingOrdinal < m_nelements");
+    return m_elements[mappingOrdinal];
+}
+
+const ORQString& ORQSrvLabelMapper::GetElementMappingOrdinalInstanceName(int mappingOrdinal) const {
+    return m_instances.ConstGet(ElementAt(mappingOrdinal).instanceIndex);
+}
+
+int ORQSrvLabelMapper::GetElementMappingOrdinalUserLabel(int mappingOrdinal) const {
+    return ElementAt(mappingOrdinal).userLabel;
+}

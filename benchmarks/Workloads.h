@@ -22,5 +22,7 @@ std::vector<Workload> RecordWorkloads();
 std::vector<Workload> MeshWorkloads();
 // Labels of two models joined, and names looked up.
 std::vector<Workload> LabelWorkloads();
+// Fields, property tables and output variables.
+std::vector<Workload> FieldWorkloads();
 
 }  // namespace storage_benchmark

@@ -26,5 +26,7 @@ std::vector<Workload> DeckWorkloads();
 std::vector<Workload> LabelWorkloads();
 // Layers of shell sections, as many sections as a tenth of the records.
 std::vector<Workload> LayerWorkloads();
+// Fields, property tables and output variables.
+std::vector<Workload> FieldWorkloads();
 
 }  // namespace storage_benchmark

@@ -17,6 +17,7 @@
 #include "LayersCommand.h"
 #include "MapCommand.h"
 #include "ORQBasFailure.h"
+#include "VariablesCommand.h"
 #include "VerifyCommand.h"
 #include "export/ExportError.h"
 #include "import/ImportError.h"
@@ -39,6 +40,7 @@ class CommandLine {
         AddFind();
         AddMap();
         AddLayers();
+        AddVariables();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -65,6 +67,8 @@ class CommandLine {
             return RunMap(map_, console);
         if (app_.got_subcommand("layers"))
             return RunLayers(layers_, console);
+        if (app_.got_subcommand("variables"))
+            return RunVariables(variables_, console);
         return RunVerify(verify_, console);
     }
 
@@ -179,6 +183,14 @@ class CommandLine {
         AddJson(command, find_.json);
     }
 
+    void AddVariables() {
+        CLI::App* command = app_.add_subcommand(
+            "variables", "Say what the label of an output variable means, or list labels");
+        command->add_option("LABEL", variables_.label,
+                            "The label, or a pattern with *, ? and [...]; all labels without one");
+        AddJson(command, variables_.json);
+    }
+
     void AddMap() {
         CLI::App* command = app_.add_subcommand(
             "map", "Match the nodes and elements of two models by instance and label");
@@ -237,6 +249,7 @@ class CommandLine {
     FindOptions find_;
     MapOptions map_;
     LayersOptions layers_;
+    VariablesOptions variables_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

@@ -88,35 +88,18 @@ void AddMembers(const Kind& kind, const ORQObjDocument& document, const ORQSimPo
     }
 }
 
-std::string WithoutCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
-    return text;
-}
-
-/// The keys of a kind that are spelt most like a name, at most five, the best first.
+/// The keys of a kind that are spelt most like a name.
 std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
                                   const FindOptions& options) {
-    const std::string wanted = WithoutCase(options.name.instance.empty()
-                                               ? options.name.name
-                                               : options.name.instance + "_" + options.name.name);
-    std::vector<std::pair<std::size_t, std::string>> like;
-    for (const int map : kind.maps) {
-        for (auto entry = model.GetMap(map).Begin(); entry.NotDone(); ++entry) {
-            const std::string key = entry.Key().UTF8();
-            const std::string plain = WithoutCase(key);
-            const bool isPart = plain.find(WithoutCase(options.name.name)) != std::string::npos;
-            const std::size_t distance = EditDistance(wanted, plain);
-            if (isPart || distance <= std::max<std::size_t>(2, wanted.size() / 3))
-                like.emplace_back(distance, key);
-        }
-    }
-    std::sort(like.begin(), like.end());
-    like.resize(std::min<std::size_t>(like.size(), 5));
     std::vector<std::string> keys;
-    for (const auto& [distance, key] : like)
-        keys.push_back(key);
-    return keys;
+    for (const int map : kind.maps) {
+        for (auto entry = model.GetMap(map).Begin(); entry.NotDone(); ++entry)
+            keys.push_back(entry.Key().UTF8());
+    }
+    return SpeltAlike(options.name.instance.empty()
+                          ? options.name.name
+                          : options.name.instance + "_" + options.name.name,
+                      options.name.name, keys);
 }
 
 /// Members from `first` on of which each label follows the one before it.
@@ -212,9 +195,7 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
         console.err << fmt::format("orqmodel: {}: no {} has the name {}",
                                    Printable(options.database), kind.title,
                                    Printable(options.name.name));
-        for (const std::string& other : alike)
-            console.err << (&other == &alike.front() ? "; is it " : ", ") << Printable(other);
-        console.err << (alike.empty() ? "\n" : "?\n");
+        console.err << IsIt(alike) << '\n';
         return ExitStatus::kFindings;
     }
     Found found{key, {}};

@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <numeric>
 #include <utility>
-#include <vector>
+
+#include "Console.h"
 
 namespace orqmodel {
 
+namespace {
+
+/// The number of changes of one character that lead from one text to the other.
 std::size_t EditDistance(std::string_view a, std::string_view b) {
     std::vector<std::size_t> row(b.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
@@ -21,6 +25,14 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
     return row.back();
 }
 
+std::string WithoutCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+    return text;
+}
+
+}  // namespace
+
 std::string NearNames(std::string_view wanted, std::span<const std::string> known) {
     constexpr std::size_t kMostNear = 5;
     std::vector<std::pair<std::size_t, std::string_view>> near;
@@ -33,6 +45,33 @@ std::string NearNames(std::string_view wanted, std::span<const std::string> know
         text.append(i == 0 ? "; near are \"" : ", \"").append(near[i].second).append("\"");
     }
     return text;
+}
+
+std::vector<std::string> SpeltAlike(const std::string& wanted, const std::string& part,
+                                    std::span<const std::string> names) {
+    const std::string plain_wanted = WithoutCase(wanted);
+    const std::string plain_part = WithoutCase(part);
+    const std::size_t most = std::max<std::size_t>(2, wanted.size() / 3);
+    std::vector<std::pair<std::size_t, std::string>> like;
+    for (const std::string& name : names) {
+        const std::string plain = WithoutCase(name);
+        const std::size_t distance = EditDistance(plain_wanted, plain);
+        if (plain.find(plain_part) != std::string::npos || distance <= most)
+            like.emplace_back(distance, name);
+    }
+    std::sort(like.begin(), like.end());
+    like.resize(std::min<std::size_t>(like.size(), 5));
+    std::vector<std::string> alike;
+    for (const auto& [distance, name] : like)
+        alike.push_back(name);
+    return alike;
+}
+
+std::string IsIt(std::span<const std::string> alike) {
+    std::string text;
+    for (const std::string& name : alike)
+        text += (text.empty() ? "; is it " : ", ") + Printable(name);
+    return text.empty() ? text : text + "?";
 }
 
 }  // namespace orqmodel

@@ -1,17 +1,22 @@
 #pragma once
 
-#include <cstddef>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace orqmodel {
-
-/// The number of changes of one character that lead from one text to the other.
-std::size_t EditDistance(std::string_view a, std::string_view b);
 
 /// The names that are most like the wanted one, as the end of a message: `; near are "a", "b"`.
 /// Empty when there is none at all.
 std::string NearNames(std::string_view wanted, std::span<const std::string> known);
+
+/// The names that are spelt most like the wanted one, whatever their case, or have `part` in them;
+/// at most five, the best first.
+std::vector<std::string> SpeltAlike(const std::string& wanted, const std::string& part,
+                                    std::span<const std::string> names);
+
+/// They as the end of a message: "; is it A, B?". Empty when there are none.
+std::string IsIt(std::span<const std::string> alike);
 
 }  // namespace orqmodel

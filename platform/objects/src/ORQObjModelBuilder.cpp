@@ -94,6 +94,7 @@ void BuildLibraries(const ORQSimPosition& focus) {
     NeedCollection(libraries, Libraries_elementSpecs, ElementSpecCollection);
     NeedCollection(libraries, Libraries_materials, MaterialCollection);
     NeedCollection(libraries, Libraries_points, PointCollection);
+    NeedCollection(libraries, Libraries_tableRows, MapperCollection_other);
 }
 
 void NeedConnectivity(const ORQSimPosition& mesh, const ORQSimPosition& nodes,

@@ -1,0 +1,191 @@
+#include "ORQSrvCopyDistribution.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "ORQBasFailure.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimTransaction.h"
+#include "ORQSimTransfer.h"
+#include "ORQSrvAssert.h"
+#include "ORQSrvOwnedArray.h"
+
+namespace {
+
+// One for each dimension.
+using Sets = std::vector<ORQSimCSet>;
+
+struct Block {
+    ORQSrvOwnedArray<std::byte> buffer;
+    std::int64_t bufferSize;
+};
+
+// The domain of one dimension; null when nothing restricts it.
+ORQSimCSetID Domain(const ORQSimArray<ORQSimCSetID>& domains, int dimension) {
+    return dimension < domains.Size() ? domains.ConstGet(dimension) : ORQSimCSetID();
+}
+
+// The members of a drawer's set that are in the domain; all of them keep their order.
+ORQSimCSet Restricted(const ORQSimCSet& stored, const ORQSimCSetID& domain) {
+    if (domain.IsNull()) {
+        return stored;
+    }
+    const ORQSimCSet both = stored.Intersection(ORQSimCSet(domain));
+    return both.Size() == stored.Size() ? stored : both;
+}
+
+ORQSimCSet SetOf(const ORQSimCollectionID& collection, const std::vector<int>& members) {
+    const ORQSimCollection owner(collection);
+    const int count = static_cast<int>(members.size());
+    return std::is_sorted(members.begin(), members.end())
+               ? owner.CreateVolatileCSet(members.data(), count, true)
+               : owner.CreateVolatileOrderedCSet(members.data(), count);
+}
+
+// The members of a target's collection that belong to those of the source.
+class Pairing {
+  public:
+    Pairing(const ORQSimCollectionID& sourceCollection, const ORQSimCSetID& sourceDomain,
+            const ORQSimCollectionID& targetCollection, const ORQSimCSetID& targetDomain)
+        : m_targetCollection(targetCollection), m_isSame(targetDomain.IsNull()) {
+        if (m_isSame) {
+            return;
+        }
+        m_source = sourceDomain.IsNull() ? ORQSimCSet(sourceCollection) : ORQSimCSet(sourceDomain);
+        m_target = ORQSimCSet(targetDomain);
+        if (m_source.Size() != m_target.Size()) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                "a domain of " + std::to_string(m_source.Size()) +
+                                    " members cannot be copied to one of " +
+                                    std::to_string(m_target.Size()));
+        }
+        m_isSame = m_source.CollectionID() == m_target.CollectionID() && m_source.IsAscending() &&
+                   m_target.IsAscending() && m_source.SameMembers(m_target);
+    }
+
+    ORQSimCSet TargetOf(const ORQSimCSet& source) const {
+        if (m_isSame && source.CollectionID() == m_targetCollection) {
+            return source;
+        }
+        std::vector<int> members(static_cast<std::size_t>(source.Size()));
+        source.OrderedMembers(members.data());
+        if (!m_isSame) {
+            for (int& member : members) {
+                member = m_target[m_source.SeekMember(member)];
+            }
+        }
+        return SetOf(m_targetCollection, members);
+    }
+
+  private:
+    ORQSimCollectionID m_targetCollection;
+    bool m_isSame;  // the member numbers are those of the source
+    ORQSimCSet m_source;
+    ORQSimCSet m_target;
+};
+
+void SetDims(ORQSimTransfer& transfer, const Sets& sets) {
+    for (std::size_t dimension = 0; dimension < sets.size(); ++dimension) {
+        transfer.SetDim(static_cast<int>(dimension), sets[dimension]);
+    }
+    transfer.CheckView();
+}
+
+Block Read(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer, const Sets& sets) {
+    const int readDistDims = distribution.NumDimensions();
+    ORQSimTransfer readTrans(distribution);
+    readTrans.SetRead().SetBufferPadding(true).SetDrawer(drawer);
+    SetDims(readTrans, sets);
+    Block block;
+    block.bufferSize = readTrans.RequiredBufferSize(ORQSimbufMain);
+    block.buffer = ORQSrvAllocateArray<std::byte>(block.bufferSize);
+    readTrans.SetBuffer(ORQSimbufMain, block.buffer.get(), block.bufferSize);
+    const int dim = readTrans.ExecRead().NumDimensions();
+    ORQSrvAssertReported(dim == readDistDims, "dim == readDistDims");
+    return block;
+}
+
+// Where a block goes: into a drawer that grows, where the source's does, or into a new one.
+void ChooseDrawer(ORQSimTransfer& writeTrans, const ORQSimDistribution& target,
+                  const ORQSimPersistentDrawerDesc& sourceDrawer) {
+    if (sourceDrawer.ExtendableDim() < 0) {
+        writeTrans.SetMakeNewDrawer();
+        return;
+    }
+    ORQSrvAssertReported(sourceDrawer.IsChunked(), "only chunked drawers are extendable");
+    const auto drawers = target.DrawerIDArray();
+    ORQSrvAssertReported(drawers.Size() < 2,
+                         "Extendable dimension in distribution being read, however >1 drawers "
+                         "exist in distributino being updated");
+    if (drawers.Size() == 0) {
+        ORQSimArray<int> chunks;
+        sourceDrawer.ChunkSizes(chunks);
+        writeTrans.SetMakeNewDrawerChunked(chunks).SetExtendableDim(sourceDrawer.ExtendableDim());
+    } else {
+        writeTrans.SetAutoExtend().SetDrawer(drawers.ConstGet(0));
+    }
+}
+
+void Write(ORQSimTransfer& writeTrans, const Sets& sets, const Block& block) {
+    writeTrans.SetWrite().SetBufferPadding(true);
+    SetDims(writeTrans, sets);
+    ORQSrvAssertReported(block.bufferSize == writeTrans.RequiredBufferSize(ORQSimbufMain),
+                         "bufferSize == writeTrans.RequiredBufferSize()");
+    writeTrans.SetBuffer(ORQSimbufMain, block.buffer.get(), block.bufferSize);
+    writeTrans.ExecWrite();
+    writeTrans.RelinquishBuffers();
+}
+
+}  // namespace
+
+void ORQSrvCopyDistribution(const ORQSimDistributionID& source, const ORQSimDistributionID& target,
+                            const ORQSimArray<ORQSimCSetID>& sourceDomains,
+                            const ORQSimArray<ORQSimCSetID>& targetDomains,
+                            const ORQSrvDistributionTransform& transform) {
+    const ORQSimDistribution readDist(source);
+    const ORQSimDistribution writeDist(target);
+    const int dimensions = readDist.NumDimensions();
+    ORQSrvAssertReported(dimensions == writeDist.NumDimensions(),
+                         "The dimensions of the two distributions must match");
+    ORQSrvAssertReported(sourceDomains.Size() != 0,
+                         "CSets missing for all domains of distribution being read");
+    ORQSrvAssertReported(targetDomains.Size() != 0,
+                         "CSets missing for all domains of distribution being written");
+    const auto writeDrwDescArray = writeDist.QueryDrawers();
+    ORQSrvAssertReported(writeDrwDescArray.Size() == 0 || writeDrwDescArray.Size() == 1,
+                         "writeDrwDescArray.Size() == 0 || writeDrwDescArray.Size() == 1");
+
+    std::vector<Pairing> pairings;
+    for (int i = 0; i < dimensions; ++i) {
+        pairings.emplace_back(readDist.Grid().Collection(i), Domain(sourceDomains, i),
+                              writeDist.Grid().Collection(i), Domain(targetDomains, i));
+    }
+    ORQSimTransaction transaction(target.ContextID());
+    for (const ORQSimPersistentDrawerDesc& drawer : readDist.QueryDrawers()) {
+        Sets sourceSets;
+        for (int i = 0; i < dimensions; ++i) {
+            sourceSets.push_back(Restricted(drawer.CSet(i), Domain(sourceDomains, i)));
+        }
+        if (std::ranges::any_of(sourceSets, &ORQSimCSet::IsEmpty)) {
+            continue;
+        }
+        Sets targetSets;
+        ORQSimArray<ORQSimCSetID> domains(dimensions);
+        for (int i = 0; i < dimensions; ++i) {
+            const auto place = static_cast<std::size_t>(i);
+            const ORQSimCSet& set = sourceSets[place];
+            domains.Get(i) = set.ID().IsNull() ? set.RegisterWithTempCollection() : set.ID();
+            targetSets.emplace_back(pairings[place].TargetOf(set).RegisterWithCollection());
+        }
+        const Block block = Read(readDist, drawer.DrawerID(), sourceSets);
+        transform.Update(block.buffer.get(), domains);
+        ORQSimTransfer writeTrans(writeDist);
+        ChooseDrawer(writeTrans, writeDist, drawer);
+        Write(writeTrans, targetSets, block);
+    }
+    transaction.Commit();
+}

@@ -1,0 +1,128 @@
+#include "ORQSrvFsmFTable.h"
+
+#include <cstddef>
+
+#include "ORQSimFTable.h"
+#include "ORQSrvOwnedArray.h"
+
+namespace {
+
+constexpr const char* kTemperature = "Temperature";
+constexpr const char* kFieldPrefix = "Field_";
+
+void AppendDependencies(ORQBasVector<ORQString>& labels, int fieldVariables,
+                        bool temperatureDependent) {
+    if (temperatureDependent) {
+        labels.PushBack(kTemperature);
+    }
+    for (int i = 0; i < fieldVariables; ++i) {
+        labels.PushBack(ORQString(kFieldPrefix).Append(i));
+    }
+}
+
+// -1 when no column has the label.
+int ColumnOf(const ORQSimFTable& table, const ORQString& label) {
+    for (int column = 0; column < table.ColumnCount(); ++column) {
+        if (table.ColumnLabel(column) == label) {
+            return column;
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
+// --- Making --------------------------------------------------------------------------------------
+
+void ORQSrvFsmFTable::CreateTable(ORQSimPosition& owner, int tableType, int rows, int valuesPerRow,
+                                  int linkType, const double* data, int fieldVariables,
+                                  bool temperatureDependent) {
+    CreateTable(owner, tableType, rows, valuesPerRow, {}, {}, linkType, data, fieldVariables,
+                temperatureDependent);
+}
+
+void ORQSrvFsmFTable::CreateTable(ORQSimPosition& owner, int tableType, int rows, int valuesPerRow,
+                                  const ORQBasVector<ORQString>& rowLabels,
+                                  const ORQBasVector<ORQString>& columnLabels, int linkType,
+                                  const double* data, int fieldVariables,
+                                  bool temperatureDependent) {
+    ORQBasVector<ORQString> labels = columnLabels;
+    AppendDependencies(labels, fieldVariables, temperatureDependent);
+    const int count = rows * valuesPerRow;
+    if (count != 0) {
+        LinkFrom(owner, linkType,
+                 owner.CreateFTable(tableType, rows, rowLabels, labels, data, count));
+    }
+}
+
+void ORQSrvFsmFTable::CreateSimpleTable(ORQSimPosition& owner, int rows, int valuesPerRow,
+                                        int linkType, const double* data) {
+    CreateSimpleTable(owner, rows, valuesPerRow, {}, {}, linkType, data);
+}
+
+void ORQSrvFsmFTable::CreateSimpleTable(ORQSimPosition& owner, int rows, int valuesPerRow,
+                                        const ORQBasVector<ORQString>& rowLabels,
+                                        const ORQBasVector<ORQString>& columnLabels, int linkType,
+                                        const double* data) {
+    const int count = rows * valuesPerRow;
+    if (count != 0) {
+        LinkFrom(owner, linkType,
+                 owner.CreateSimpleFTable(rows, rowLabels, columnLabels, data, count));
+    }
+}
+
+void ORQSrvFsmFTable::LinkFrom(ORQSimPosition& owner, int linkType, const ORQSimPosition& table) {
+    m_table = table;
+    owner.SetPosition(linkType, table);
+}
+
+// --- Reading -------------------------------------------------------------------------------------
+
+int ORQSrvFsmFTable::NumOfRows() const {
+    return ORQSimFTable(m_table.GetFTable()).RowCount();
+}
+
+int ORQSrvFsmFTable::NumOfCols() const {
+    return ORQSimFTable(m_table.GetFTable()).ColumnCount();
+}
+
+bool ORQSrvFsmFTable::HasColumn(const ORQString& label) const {
+    return ColumnOf(ORQSimFTable(m_table.GetFTable()), label) >= 0;
+}
+
+bool ORQSrvFsmFTable::GetColumnData(int row, const ORQString& label, double& value) const {
+    const ORQSimFTable table(m_table.GetFTable());
+    const int column = ColumnOf(table, label);
+    if (row < 0 || row >= table.RowCount() || column < 0) {
+        return false;
+    }
+    const int place = row * table.ColumnCount() + column;
+    ORQBasVector<double> values(static_cast<std::size_t>(place) + 1);
+    table.GetData(values.data(), place + 1);
+    value = values.back();
+    return true;
+}
+
+int ORQSrvFsmFTable::NumberFieldVariables() const {
+    const ORQSimFTable table(m_table.GetFTable());
+    const int prefixLength = ORQString(kFieldPrefix).Length();
+    int number = 0;
+    for (int column = 0; column < table.ColumnCount(); ++column) {
+        number += table.ColumnLabel(column).SubString(0, prefixLength) == kFieldPrefix ? 1 : 0;
+    }
+    return number;
+}
+
+void ORQSrvFsmFTable::FillPointer(double**& data, int& rows, int& columns,
+                                  bool& temperatureDependent, int& fieldVariables) const {
+    const ORQSimFTable table(m_table.GetFTable());
+    rows = table.RowCount();
+    columns = table.ColumnCount();
+    temperatureDependent = HasColumn(kTemperature);
+    fieldVariables = NumberFieldVariables();
+    const int count = rows * columns;
+    auto values = ORQSrvAllocateArray<double>(count);
+    table.GetData(values.get(), count);
+    data = ORQSrvAllocateArray<double*>(1).release();
+    data[0] = values.release();
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "ORQBasExport.h"
+#include "ORQSimArray.h"
+#include "ORQSimIDs.h"
+#include "ORQSrvDistributionTransform.h"
+
+/// Copies values from one distribution to another, drawer by drawer, in one transaction on the
+/// target's database. Drawers that can grow are put together in one drawer of the target, the
+/// others become new drawers.
+///
+/// The domains say what is copied and where to: source domain i, which restricts dimension i, is
+/// paired with target domain i, member by member in the order of the sets. A null domain, or one
+/// that is missing at the end of its array, restricts nothing; as a target domain it stands for the
+/// members of the source.
+///
+///   source domains {nodes {2, 5, 9}}, target domains {nodes {100, 101, 102}}:
+///   the values of node 5 go to node 101
+///
+/// Each drawer is moved in one piece through memory of its size, at most 2^31 - 1 bytes.
+///
+/// Failed checks are reported by their text and end the process with exit status 1:
+/// "The dimensions of the two distributions must match", "CSets missing for all domains of
+/// distribution being read" (no source domains at all), "... being written", a target that has more
+/// than one drawer already ("writeDrwDescArray.Size() == 0 || writeDrwDescArray.Size() == 1") or
+/// has got several before one that can grow is to be added ("Extendable dimension in distribution
+/// being read, however >1 drawers exist in distributino being updated"), and values of another size
+/// ("bufferSize == writeTrans.RequiredBufferSize()"). Throws ORQBasFailure (Usage) when two paired
+/// domains differ in size, and when drawers that can grow differ in their other dimensions. That
+/// and failures of the database copy nothing.
+ORQ_EXPORT void ORQSrvCopyDistribution(const ORQSimDistributionID& source,
+                                       const ORQSimDistributionID& target,
+                                       const ORQSimArray<ORQSimCSetID>& sourceDomains,
+                                       const ORQSimArray<ORQSimCSetID>& targetDomains,
+                                       const ORQSrvDistributionTransform& transform);

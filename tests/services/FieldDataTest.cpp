@@ -1,0 +1,338 @@
+// Values of fields: extrapolated from points to points, and copied between distributions.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <numeric>
+#include <random>
+#include <tuple>
+#include <vector>
+
+#include "ORQBasFailure.h"
+#include "ORQSimCSet.h"
+#include "ORQSimCollection.h"
+#include "ORQSimContext.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimPosition.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransaction.h"
+#include "ORQSimTransfer.h"
+#include "ORQSrvCopyDistribution.h"
+#include "ORQSrvExtrapolation.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+// --- Extrapolation -------------------------------------------------------------------------------
+
+void Extrapolate(int in, int out, int components, int items, const double* input, double* output,
+                 const float* matrix) {
+    ORQSrvExtrapolation::ExtrapolateDoublePrecision(in, out, components, items, input, output,
+                                                    matrix);
+}
+void Extrapolate(int in, int out, int components, int items, const float* input, float* output,
+                 const float* matrix) {
+    ORQSrvExtrapolation::ExtrapolateSinglePrecision(in, out, components, items, input, output,
+                                                    matrix);
+}
+
+template <class T>
+void PlainLoops(int in, int out, int components, int items, const T* input, T* output,
+                const float* matrix) {
+    for (int k = 0; k < items; ++k) {
+        for (int m = 0; m < components; ++m) {
+            for (int j = 0; j < out; ++j) {
+                T& value = output[(k * out + j) * components + m];
+                value = 0;
+                for (int i = 0; i < in; ++i) {
+                    value +=
+                        static_cast<T>(matrix[j * in + i]) * input[(k * in + i) * components + m];
+                }
+            }
+        }
+    }
+}
+
+template <class T>
+class Extrapolation : public testing::Test {};
+using Precisions = testing::Types<double, float>;
+TYPED_TEST_SUITE(Extrapolation, Precisions);
+
+TYPED_TEST(Extrapolation, EqualsThePlainLoopsBitForBit) {
+    std::mt19937 random(11);
+    // Numbers of all sizes, so that every other order of a sum rounds in another way; and those
+    // whose signs, overflow and underflow tell.
+    const TypeParam special[] = {
+        TypeParam(0), -TypeParam(0), std::numeric_limits<TypeParam>::denorm_min(),
+        -std::numeric_limits<TypeParam>::min(), std::numeric_limits<TypeParam>::max()};
+    const auto number = [&]() -> TypeParam {
+        if (random() % 8 == 0) {
+            return special[random() % std::size(special)];
+        }
+        const double mantissa = static_cast<double>(random()) / 4294967296.0 - 0.5;
+        return static_cast<TypeParam>(std::ldexp(mantissa, static_cast<int>(random() % 40) - 20));
+    };
+    const int sizes[] = {0, 1, 2, 3, 4, 5, 8, 9};
+    for (const int in : sizes) {
+        for (const int out : sizes) {
+            for (const int components : {1, 2, 3, 4, 6, 7, 9}) {
+                constexpr int kItems = 3;
+                std::vector<TypeParam> input(static_cast<std::size_t>(kItems * in * components));
+                std::vector<float> matrix(static_cast<std::size_t>(in * out));
+                std::ranges::generate(input, number);
+                std::ranges::generate(matrix, [&] {
+                    return static_cast<float>(random() % 9 == 0 ? 0.0 : number() / 3);
+                });
+                std::vector<TypeParam> expected(static_cast<std::size_t>(kItems * out * components),
+                                                TypeParam(77));
+                std::vector<TypeParam> actual = expected;
+                PlainLoops(in, out, components, kItems, input.data(), expected.data(),
+                           matrix.data());
+                Extrapolate(in, out, components, kItems, input.data(), actual.data(),
+                            matrix.data());
+                for (std::size_t i = 0; i < expected.size(); ++i) {
+                    // Which of two NaNs a sum answers is left to the machine.
+                    ASSERT_TRUE((expected[i] != expected[i] && actual[i] != actual[i]) ||
+                                std::memcmp(&actual[i], &expected[i], sizeof expected[i]) == 0)
+                        << in << " to " << out << ", " << components << " components, value " << i
+                        << ": " << actual[i] << " instead of " << expected[i];
+                }
+            }
+        }
+    }
+}
+
+TYPED_TEST(Extrapolation, SumsBeginAtPositiveZero) {
+    const TypeParam input[] = {-TypeParam(0), -TypeParam(0), -TypeParam(0), -TypeParam(0)};
+    TypeParam output[4] = {1, 1, 1, 1};
+    const float one = 1;
+    Extrapolate(1, 1, 4, 1, input, output, &one);
+    for (const TypeParam value : output) {
+        EXPECT_EQ(value, 0);
+        EXPECT_FALSE(std::signbit(value));
+    }
+}
+
+TYPED_TEST(Extrapolation, WithoutItemsNothingIsTouched) {
+    const TypeParam input[] = {1, 2};
+    const float matrix[] = {1, 1};
+    TypeParam output[] = {5, 5};
+    for (const int items : {0, -1, std::numeric_limits<int>::min()}) {
+        Extrapolate(1, 1, 1, items, input, output, matrix);
+    }
+    Extrapolate(1, 0, 1, 2, input, output, matrix);
+    Extrapolate(1, 1, 0, 2, input, output, matrix);
+    EXPECT_THAT(output, ElementsAre(5, 5));
+    Extrapolate(0, 1, 1, 2, static_cast<const TypeParam*>(nullptr), output, matrix);
+    EXPECT_THAT(output, ElementsAre(0, 0));
+    Extrapolate(1, 1, 1, 2, input, output, matrix);
+    EXPECT_THAT(output, ElementsAre(1, 2));
+}
+
+// --- Copies --------------------------------------------------------------------------------------
+
+ORQSimArray<ORQSimCSetID> Ids(std::initializer_list<ORQSimCSetID> ids) {
+    ORQSimArray<ORQSimCSetID> array;
+    for (const ORQSimCSetID& id : ids) {
+        array.SetSize(array.Size() + 1);
+        array.Get(array.Size() - 1) = id;
+    }
+    return array;
+}
+
+// A database with rows and columns, and distributions over them.
+class Store {
+  public:
+    Store() : rows(NewCollection(20)), columns(NewCollection(4)) {}
+
+    ORQSimCollectionID NewCollection(int space) const {
+        return database.Focus()
+            .CreateTypedCollection(ORQSimSchema::MapperCollection_other, space)
+            .GetCollection();
+    }
+    ORQSimCSetID Set(const ORQSimCollectionID& of, const std::vector<int>& members) const {
+        return ORQSimCollection(of).CreateTempOrderedCSet(members.data(),
+                                                          static_cast<int>(members.size()));
+    }
+    ORQSimCSetID Rows(const std::vector<int>& members) const { return Set(rows, members); }
+    ORQSimCSetID Columns(const std::vector<int>& members) const { return Set(columns, members); }
+
+    ORQSimDistributionID New(int dimensions = 2, int scalar = ORQSimScalarDouble) const {
+        std::vector<ORQSimCollectionID> grid = {rows, columns};
+        grid.resize(static_cast<std::size_t>(dimensions));
+        return ORQSimContext(database.ContextID())
+            .CreateDistribution(ORQSimGrid(grid), ORQSimRangeType(scalar),
+                                ORQSimTypeID(ORQSimSchema::DistributionRecord));
+    }
+    // A drawer of which each value is 100 row + column; extendable along rows when it is chunked.
+    void AddDrawer(const ORQSimDistributionID& to, const std::vector<int>& rowMembers,
+                   const std::vector<int>& columnMembers, bool isChunked) const {
+        std::vector<double> values;
+        for (const int row : rowMembers) {
+            for (const int column : columnMembers) {
+                values.push_back(100 * row + column);
+            }
+        }
+        ORQSimTransfer write{ORQSimDistribution(to)};
+        if (isChunked) {
+            ORQSimArray<int> chunks(2);
+            chunks.Get(0) = 3;
+            chunks.Get(1) = 2;
+            write.SetMakeNewDrawerChunked(chunks).SetExtendableDim(0);
+        } else {
+            write.SetMakeNewDrawer();
+        }
+        write.SetWrite()
+            .SetDim(0, Rows(rowMembers))
+            .SetDim(1, Columns(columnMembers))
+            .SetBuffer(ORQSimbufMain, values.data(),
+                       static_cast<std::int64_t>(values.size() * sizeof(double)))
+            .ExecWrite();
+    }
+    // All 20 x 4 values; -1 where there is none.
+    std::vector<double> Read(const ORQSimDistributionID& from) const {
+        std::vector<double> values(80, -1);
+        ORQSimTransfer(ORQSimDistribution(from))
+            .SetRead()
+            .SetDim(0, ORQSimCSet(rows))
+            .SetDim(1, ORQSimCSet(columns))
+            .SetBuffer(ORQSimbufMain, values.data(), 640)
+            .ExecRead();
+        return values;
+    }
+
+    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimTransaction transaction{database.ContextID()};
+    ORQSimCollectionID rows;
+    ORQSimCollectionID columns;
+};
+
+class CopyDistribution : public testing::Test {
+  protected:
+    void Copy(const ORQSimArray<ORQSimCSetID>& from, const ORQSimArray<ORQSimCSetID>& to) const {
+        ORQSrvCopyDistribution(source, target, from, to, ORQSrvDistributionTransform());
+    }
+    void CopyAll() const { Copy(Ids({{}, {}}), Ids({{}, {}})); }
+
+    Store store;
+    ORQSimDistributionID source = store.New();
+    ORQSimDistributionID target = store.New();
+};
+
+TEST_F(CopyDistribution, DrawersOfAllKindsComeOver) {
+    store.AddDrawer(source, {7, 0, 3}, {0, 1}, true);
+    store.AddDrawer(source, {9, 12, 5}, {1, 0}, true);
+    CopyAll();
+    EXPECT_EQ(store.Read(target), store.Read(source));
+    const auto drawers = ORQSimDistribution(target).QueryDrawers();
+    ASSERT_EQ(drawers.Size(), 1);  // the second one was put to the first
+    EXPECT_EQ(drawers.ConstGet(0).ExtendableDim(), 0);
+    ORQSimArray<int> chunks;
+    drawers.ConstGet(0).ChunkSizes(chunks);
+    EXPECT_THAT(std::vector<int>(chunks.begin(), chunks.end()), ElementsAre(3, 2));
+
+    store.AddDrawer(source, {15}, {3, 1}, false);
+    target = store.New();
+    CopyAll();
+    EXPECT_EQ(store.Read(target), store.Read(source));
+    EXPECT_EQ(ORQSimDistribution(target).NumDrawers(), 2);
+}
+
+TEST_F(CopyDistribution, DomainsAreRestrictedAndPairedByTheirOrder) {
+    store.AddDrawer(source, {4, 5, 6, 7}, {0, 1, 2}, false);
+    store.AddDrawer(source, {18}, {0}, false);
+    Copy(Ids({store.Rows({7, 5, 1}), store.Columns({0, 2})}),
+         Ids({store.Rows({2, 11, 3}), store.Columns({3, 1})}));
+    std::vector<double> expected(80, -1);
+    expected[2 * 4 + 3] = 700;
+    expected[2 * 4 + 1] = 702;
+    expected[11 * 4 + 3] = 500;
+    expected[11 * 4 + 1] = 502;
+    EXPECT_EQ(store.Read(target), expected);
+    EXPECT_EQ(ORQSimDistribution(target).NumDrawers(), 1);  // the other drawer met nothing
+
+    EXPECT_THROW(Copy(Ids({store.Rows({7, 5})}), Ids({store.Rows({1})})), ORQBasFailure);
+    EXPECT_EQ(store.Read(target), expected);
+}
+
+TEST_F(CopyDistribution, WhatCannotJoinOneDrawerIsNotCopiedAtAll) {
+    store.AddDrawer(source, {0, 1}, {0, 1}, true);
+    store.AddDrawer(source, {2, 3}, {2, 3}, true);
+    EXPECT_THROW(CopyAll(), ORQBasFailure);
+    EXPECT_EQ(ORQSimDistribution(target).NumDrawers(), 0);
+}
+
+TEST_F(CopyDistribution, AnotherDatabaseIsATargetToo) {
+    store.AddDrawer(source, {3, 2}, {0, 1, 2, 3}, false);
+    const Store other;
+    target = other.New();
+    Copy(Ids({store.Rows({2, 3})}), Ids({other.Rows({19, 0})}));
+    std::vector<double> expected(80, -1);
+    for (int column = 0; column < 4; ++column) {
+        expected[static_cast<std::size_t>(19 * 4 + column)] = 200 + column;
+        expected[static_cast<std::size_t>(column)] = 300 + column;
+    }
+    EXPECT_EQ(other.Read(target), expected);
+}
+
+TEST_F(CopyDistribution, TheTransformChangesEachBlock) {
+    class Negate : public ORQSrvDistributionTransform {
+      public:
+        void Update(void* data, const ORQSimArray<ORQSimCSetID>& domains) const override {
+            const ORQSimCSet rows(domains.ConstGet(0));
+            const ORQSimCSet columns(domains.ConstGet(1));
+            double* value = static_cast<double*>(data);
+            for (ORQSimCSetIterator row(rows); !row.IsDone(); row.Next()) {
+                for (ORQSimCSetIterator column(columns); !column.IsDone(); column.Next()) {
+                    EXPECT_EQ(*value, 100 * row.CurrentValue() + column.CurrentValue());
+                    *value = -*value;
+                    ++value;
+                }
+            }
+        }
+    };
+    store.AddDrawer(source, {8, 6, 4}, {2, 1}, true);
+    store.AddDrawer(source, {1, 2}, {1, 2}, true);
+    ORQSrvCopyDistribution(source, target, Ids({store.Rows({8, 4, 1})}), Ids({{}}), Negate());
+    std::vector<double> expected(80, -1);
+    for (const int row : {8, 4, 1}) {
+        for (const int column : {2, 1}) {
+            expected[static_cast<std::size_t>(row * 4 + column)] = -(100 * row + column);
+        }
+    }
+    EXPECT_EQ(store.Read(target), expected);
+}
+
+TEST_F(CopyDistribution, InconsistenciesEndTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const testing::ExitedWithCode status(1);
+    const auto all = Ids({{}, {}});
+    const auto expectEnd = [&](const ORQSimDistributionID& to,
+                               const ORQSimArray<ORQSimCSetID>& from,
+                               const ORQSimArray<ORQSimCSetID>& onto, const char* text) {
+        EXPECT_EXIT(ORQSrvCopyDistribution(source, to, from, onto, ORQSrvDistributionTransform()),
+                    status, testing::HasSubstr(text));
+    };
+    store.AddDrawer(source, {1, 2}, {0}, false);
+    expectEnd(store.New(1), all, all, "The dimensions of the two distributions must match");
+    expectEnd(target, Ids({}), all, "CSets missing for all domains of distribution being read");
+    expectEnd(target, all, Ids({}), "CSets missing for all domains of distribution being written");
+    expectEnd(store.New(2, ORQSimScalarFloat), all, all,
+              "bufferSize == writeTrans.RequiredBufferSize()");
+    store.AddDrawer(target, {0}, {0}, false);
+    store.AddDrawer(source, {3}, {0}, true);
+    expectEnd(target, all, all,
+              "Extendable dimension in distribution being read, however >1 drawers exist in "
+              "distributino being updated");
+    store.AddDrawer(target, {5}, {0}, false);
+    expectEnd(target, all, all, "writeDrwDescArray.Size() == 0 || writeDrwDescArray.Size() == 1");
+}
+
+}  // namespace

@@ -437,6 +437,28 @@ TEST_F(LayupTest, PicturesNameEachLayerOrWhatRepeats) {
               2);
 }
 
+TEST(WriteLayup, ValuesThatVaryAreWrittenOnce) {
+    const ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    const ORQSimTransaction transaction(database.ContextID());
+    const ORQObjModelBuilder builder(database);
+    builder.AddElementSet("skin", 1, builder.AddElements(2));
+    orqmodel::Layup layup;
+    orqmodel::Layup::Layer layer;
+    layer.thicknesses = {{"skin", {1, 2}}};
+    layup.sections = {{"first", 1, {layer}}};
+    WriteLayup(layup, builder.Document());
+    layup.sections[0].name = "second";
+    try {
+        WriteLayup(layup, builder.Document());
+        FAIL() << "no error";
+    } catch (const ORQBasFailure& failure) {
+        EXPECT_EQ(failure.Text(), "the model has thicknesses that vary over the elements already");
+    }
+    layup.sections[0].layers[0].angles = std::move(layup.sections[0].layers[0].thicknesses);
+    layup.sections[0].layers[0].thicknesses = {};
+    EXPECT_NO_THROW(WriteLayup(layup, builder.Document()));
+}
+
 // --- Crashes -------------------------------------------------------------------------------------
 
 class LayersAfterACrash : public testing::Test {

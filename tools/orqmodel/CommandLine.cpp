@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <new>
 
@@ -51,25 +52,7 @@ class CommandLine {
             app_.exit(answer, console.out, console.err);
             return ExitStatus::kDone;
         }
-        if (app_.got_subcommand("import"))
-            return RunImport(import_, console);
-        if (app_.got_subcommand("info"))
-            return RunInfo(info_, console);
-        if (app_.got_subcommand("export"))
-            return RunExport(export_, console);
-        if (app_.got_subcommand("adjacency"))
-            return RunAdjacency(adjacency_, console);
-        if (app_.got_subcommand("draw"))
-            return RunDraw(draw_, console);
-        if (app_.got_subcommand("find"))
-            return RunFind(find_, console);
-        if (app_.got_subcommand("map"))
-            return RunMap(map_, console);
-        if (app_.got_subcommand("layers"))
-            return RunLayers(layers_, console);
-        if (app_.got_subcommand("variables"))
-            return RunVariables(variables_, console);
-        return RunVerify(verify_, console);
+        return run_(console);
     }
 
   private:
@@ -91,12 +74,14 @@ class CommandLine {
         command->add_flag("--strict", import_.strict,
                           "Import nothing, and exit with status 1, when content would be dropped");
         AddJson(command, import_.json);
+        OnParsed(command, import_, RunImport);
     }
 
     void AddInfo() {
         CLI::App* command = app_.add_subcommand("info", "Show what a model database holds");
         command->add_option("DATABASE", info_.database, "The model database")->required();
         AddJson(command, info_.json);
+        OnParsed(command, info_, RunInfo);
     }
 
     void AddVerify() {
@@ -104,6 +89,7 @@ class CommandLine {
             "verify", "Compare all checksums and follow all references of a model database");
         command->add_option("DATABASE", verify_.database, "The model database")->required();
         AddJson(command, verify_.json);
+        OnParsed(command, verify_, RunVerify);
     }
 
     void AddExport() {
@@ -118,6 +104,7 @@ class CommandLine {
         command->add_flag("--strict", export_.strict,
                           "Write nothing, and exit with status 1, when content would be dropped");
         AddJson(command, export_.json);
+        OnParsed(command, export_, RunExport);
     }
 
     void AddAdjacency() {
@@ -127,6 +114,7 @@ class CommandLine {
         command->add_option("--instance", adjacency_.instance,
                             "The instance, where several have a node of that label");
         AddJson(command, adjacency_.json);
+        OnParsed(command, adjacency_, RunAdjacency);
     }
 
     void AddDraw() {
@@ -168,6 +156,7 @@ class CommandLine {
         command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
         command->add_flag("--force", draw_.force, "Replace a file of that name");
         AddJson(command, draw_.json);
+        OnParsed(command, draw_, RunDraw);
     }
 
     void AddFind() {
@@ -181,6 +170,7 @@ class CommandLine {
             ->required();
         AddScope(command, find_.name);
         AddJson(command, find_.json);
+        OnParsed(command, find_, RunFind);
     }
 
     void AddVariables() {
@@ -189,6 +179,7 @@ class CommandLine {
         command->add_option("LABEL", variables_.label,
                             "The label, or a pattern with *, ? and [...]; all labels without one");
         AddJson(command, variables_.json);
+        OnParsed(command, variables_, RunVariables);
     }
 
     void AddMap() {
@@ -204,6 +195,7 @@ class CommandLine {
             ->check(CLI::NonNegativeNumber)
             ->capture_default_str();
         AddJson(command, map_.json);
+        OnParsed(command, map_, RunMap);
     }
 
     static void AddScope(CLI::App* command, ScopedName& name) {
@@ -229,6 +221,16 @@ class CommandLine {
                          "The instance, where several have an element of that label")
             ->needs(element);
         AddJson(command, layers_.json);
+        OnParsed(command, layers_, RunLayers);
+    }
+
+    /// What is run when the subcommand was asked for.
+    template <class Options>
+    void OnParsed(CLI::App* command, const Options& options,
+                  ExitStatus (*run)(const Options&, const Console&)) {
+        command->callback([this, &options, run] {
+            run_ = [&options, run](const Console& console) { return run(options, console); };
+        });
     }
 
     static void AddJson(CLI::App* command, bool& is_set) {
@@ -240,6 +242,7 @@ class CommandLine {
         "Exit status: 0 done, 1 done with findings, 2 wrong use, 3 cannot be read or "
         "written, or damaged,\n70 a fault of the program",
         "orqmodel"};
+    std::function<ExitStatus(const Console&)> run_;
     ImportOptions import_;
     InfoOptions info_;
     VerifyOptions verify_;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -41,6 +42,7 @@ class Writer {
         : m_layup(layup), m_document(document), m_builder(document) {}
 
     void Write() {
+        CheckFieldsAreNew();
         for (const Layup::Material& material : m_layup.materials) {
             const ORQSimPosition position = m_builder.AddMaterial(material.name, material.number);
             PutConstants(position, material, kMaterialConstants);
@@ -68,6 +70,29 @@ class Writer {
     }
 
   private:
+    /// A field that varies over the elements is written once and not edited.
+    void CheckFieldsAreNew() const {
+        const auto varies = [&](auto fields) {
+            return std::ranges::any_of(m_layup.sections, [&](const Layup::Section& section) {
+                return std::ranges::any_of(section.layers, [&](const Layup::Layer& layer) {
+                    return !(layer.*fields).empty();
+                });
+            });
+        };
+        const ORQSimPosition data =
+            m_document.GetModel().GetPosition(ORQSimSchema::Model_sectionData);
+        const auto check = [&](auto fields, int slot, const char* what) {
+            if (varies(fields) && !data.GetPosition(slot).IsNull()) {
+                throw ORQBasFailure(
+                    ORQBasFailureKind::Usage,
+                    fmt::format("the model has {} that vary over the elements already", what));
+            }
+        };
+        check(&Layup::Layer::thicknesses, ORQSimSchema::SectionData_distributedThicknesses,
+              "thicknesses");
+        check(&Layup::Layer::angles, ORQSimSchema::SectionData_distributedAngles, "angles");
+    }
+
     int Member(const ORQSimPosition& object) const { return m_document.GetCMemberIndex(object); }
 
     template <class Object>

@@ -72,7 +72,8 @@ struct Layup {
 };
 
 /// Adds the layup to a model that has the element sets it names and no layers yet. REQUIRES: an
-/// open transaction. Throws ORQBasFailure (Usage) for a set that the model lacks.
+/// open transaction. Throws ORQBasFailure (Usage) for a set that the model lacks, and
+/// for values that vary over the elements where it has such values already.
 void WriteLayup(const Layup& layup, const ORQObjDocument& document);
 
 /// The layup of a model, empty when it has none. Thicknesses and angles that vary over elements are

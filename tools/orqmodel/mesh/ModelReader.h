@@ -9,6 +9,7 @@
 #include "ORQObjLabeler.h"
 #include "ORQSimCSet.h"
 #include "mesh/ElementShapes.h"
+#include "mesh/MeshSource.h"
 
 namespace orqmodel {
 
@@ -22,7 +23,7 @@ inline constexpr int kBlockDefinitionField = 3;
 /// without a mesh, or without coordinates, reads as an empty one.
 class ModelReader {
   public:
-    using Properties = std::vector<std::pair<std::string, int>>;  ///< by name
+    using Properties = MeshSource::Properties;
     struct Block {
         std::string name;
         int number;

@@ -4,13 +4,13 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <numeric>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "AddMembers.h"
 #include "FindOrMake.h"
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
@@ -126,17 +126,6 @@ void BuildModel(const ORQObjDocument& document) {
                      ORQSimRangeType(ORQSimScalarInt));
     NeedDistribution(mesh, Mesh_elementLabels, UserLabels, {instances, elements},
                      ORQSimRangeType(ORQSimScalarInt));
-}
-
-ORQSimCSetID AddMembers(const ORQSimPosition& position, int count) {
-    ORQSimCollection collection(position.GetCollection());
-    const int first = collection.Space();
-    if (count < 0 || count > std::numeric_limits<int>::max() - first) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot add " + std::to_string(count) +
-                                                          " members to " + std::to_string(first));
-    }
-    collection.ExtendSpace(first + count);
-    return collection.CreateTempCSetStrided(first, count, 1, 1);
 }
 
 // Members 0 to `count` - 1 of a collection that grows as they are asked for.

@@ -3,11 +3,13 @@
 #include <string>
 
 #include "FindOrMake.h"
+#include "InsertNamed.h"
 #include "ORQBasFailure.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
+#include "UserFieldType.h"
 
 namespace {
 
@@ -17,14 +19,6 @@ constexpr int kLayersField = 0;
 constexpr int kSectionNumberField = 1;
 constexpr int kAxis1Field = 1;
 constexpr int kAxis2Field = 2;
-
-void InsertNamed(const ORQSimMap& map, const ORQString& name, const ORQSimPosition& object,
-                 const char* kind) {
-    if (name.IsEmpty() || !map.Insert(name, object)) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, std::string(kind) + " \"" + name.UTF8() +
-                                                          "\": the name is empty or taken already");
-    }
-}
 
 }  // namespace
 
@@ -37,13 +31,8 @@ ORQObjSectionBuilder::ORQObjSectionBuilder(const ORQObjDocument& document)
     NeedCollection(m_model, Model_sectionLayers, SectionLayerCollection);
     NeedCollection(document.Focus().GetPosition(Focus_libraries), Libraries_sectionLayers,
                    SectionLayerCollection);
-    const ORQSimMap fields = m_model.GetMap(Model_userFields);
     for (const char* name : {"STH", "ANGLE"}) {
-        if (fields.Find(name).IsNull()) {
-            const ORQSimPosition field = m_model.CreateDataRecord(FieldType_user).Pos();
-            field.SetName(Record_name, name);
-            fields.Insert(name, field);
-        }
+        NeedUserFieldType(m_model, name);
     }
 }
 

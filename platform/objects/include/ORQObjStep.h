@@ -1,0 +1,29 @@
+#pragma once
+
+#include <vector>
+
+#include "ORQBasExport.h"
+#include "ORQObjMeshedField.h"
+#include "ORQSimCSet.h"
+#include "ORQSimPosition.h"
+#include "ORQString.h"
+
+/// A step of an analysis, as a view of its record.
+class ORQ_EXPORT ORQObjStep {
+  public:
+    ORQObjStep() = default;
+    ORQObjStep(const ORQSimPosition& position) : m_position(position) {}
+
+    const ORQSimPosition& Position() const { return m_position; }
+    ORQString GetName() const { return m_position.Name(); }
+    /// Members of the step's collection of times that have results, in their order.
+    ORQSimCSet GetTimes() const;
+    /// The values of those times, in the model's unit of time.
+    std::vector<double> ReadTimes() const;
+    /// In the order in which they were added.
+    std::vector<ORQObjMeshedField> GetFieldResults() const;
+    std::vector<ORQObjMeshedField> GetHistoryFields() const;
+
+  private:
+    ORQSimPosition m_position;
+};

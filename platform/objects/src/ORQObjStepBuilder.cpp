@@ -1,0 +1,169 @@
+#include "ORQObjStepBuilder.h"
+
+#include <string>
+
+#include "AddMembers.h"
+#include "FindOrMake.h"
+#include "InsertNamed.h"
+#include "ORQBasFailure.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransfer.h"
+#include "UserFieldType.h"
+
+namespace {
+
+constexpr int kTimesPerChunk = 512;
+
+ORQSimPosition TimeDescriptionOf(const ORQSimPosition& step) {
+    return step.GetPosition(ORQSimSchema::Task_timeDescription);
+}
+
+ORQSimPosition TimeCollectionOf(const ORQSimPosition& step) {
+    return TimeDescriptionOf(step).GetPosition(ORQSimSchema::TimeDescription_timeCollection);
+}
+
+void WriteTimes(const ORQSimDistribution& distribution, const ORQSimCSetID& times,
+                std::span<const double> values) {
+    ORQSimTransfer transfer(distribution);
+    transfer.SetWrite();
+    if (distribution.NumDrawers() == 0) {
+        ORQSimArray<int> chunks(1);
+        chunks.Get(0) = kTimesPerChunk;
+        transfer.SetMakeNewDrawerChunked(chunks).SetExtendableDim(0);
+    } else {
+        transfer.SetDrawer(distribution.DrawerIDArray().Get(0)).SetAutoExtend();
+    }
+    transfer.SetDim(0, times)
+        .SetBuffer(ORQSimbufMain, values.data(), static_cast<std::int64_t>(values.size_bytes()))
+        .ExecWrite();
+}
+
+}  // namespace
+
+ORQSimPosition ORQObjStepBuilder::AddStep(const ORQString& name, int type) const {
+    using namespace ORQSimSchema;
+    const ORQSimPosition model = m_document.GetModel();
+    const ORQSimPosition step = model.CreateDataRecord(type).Pos();
+    InsertNamed(model.GetMap(Model_steps), name, step, "step");
+    step.SetName(Record_name, name);
+    model.GetVector(Model_stepSequence).PushBack(step);
+    m_document.Focus().GetSet(Focus_externalTaskIds).Insert(step);
+
+    const ORQSimPosition description = NeedRecord(step, Task_timeDescription, TimeDescription);
+    const ORQSimPosition times =
+        NeedCollection(description, TimeDescription_timeCollection, TimeCollection);
+    NeedDistribution(description, TimeDescription_distribution, TimeData, {times},
+                     ORQSimRangeType(ORQSimScalarDouble));
+    step.SetPosition(Task_times, ORQSimCollection(times.GetCollection()).EmptyCSetID());
+    return step;
+}
+
+ORQSimCSetID ORQObjStepBuilder::AddTimes(const ORQSimPosition& step,
+                                         std::span<const double> values) const {
+    const ORQSimPosition collection = TimeCollectionOf(step);
+    const ORQSimCSetID added = AddMembers(collection, static_cast<int>(values.size()));
+    if (!values.empty()) {
+        WriteTimes(TimeDescriptionOf(step)
+                       .GetPosition(ORQSimSchema::TimeDescription_distribution)
+                       .GetDistribution(),
+                   added, values);
+        const ORQSimCollection times(collection.GetCollection());
+        step.SetPosition(ORQSimSchema::Task_times,
+                         times.CreateTempCSetStrided(0, times.Space(), 1, 1));
+    }
+    return added;
+}
+
+ORQSimPosition ORQObjStepBuilder::StandardFieldType(const ORQString& identifier) const {
+    using namespace ORQSimSchema;
+    const ORQSimMap types =
+        m_document.Focus().GetPosition(Focus_libraries).GetMap(Libraries_fieldTypes);
+    ORQSimPosition type = types.Find(identifier);
+    if (type.IsNull()) {
+        const ORQSimDataRecord record = m_document.CreateDataRecord(FieldType_standard);
+        record.SetString(0, identifier);
+        type = record.Pos();
+        InsertNamed(types, identifier, type, "field type");
+    }
+    return type;
+}
+
+ORQSimPosition ORQObjStepBuilder::UserFieldType(const ORQString& name) const {
+    return NeedUserFieldType(m_document.GetModel(), name);
+}
+
+ORQObjMeshedField ORQObjStepBuilder::MakeField(const ORQSimPosition& step,
+                                               const ORQObjFieldDefinition& definition) const {
+    using namespace ORQSimSchema;
+    if (definition.name.IsEmpty() || definition.components.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "field \"" + definition.name.UTF8() +
+                                                          "\" of step \"" + step.Name().UTF8() +
+                                                          "\": it has no name or no components");
+    }
+    const ORQSimPosition position = step.CreateDataRecord(MeshedField).Pos();
+    position.SetName(Record_name, definition.name);
+    position.SetPosition(MeshedField_type, definition.type);
+
+    const ORQObjMeshedField field(position);
+    field.SetGridType(definition.gridType);
+    std::vector<int> codes;
+    for (const ORQObjFieldDefinition::Component& component : definition.components) {
+        field.SetComponentLabel(static_cast<int>(codes.size()), component.label);
+        codes.push_back(component.code);
+    }
+    const ORQSimPosition components = m_document.GetComponentCollection();
+    field.SetComponents(ORQSimCollection(components.GetCollection())
+                            .CreateTempOrderedCSet(codes.data(), static_cast<int>(codes.size())));
+
+    std::vector<ORQSimPosition> grid = {TimeCollectionOf(step), components};
+    if (!definition.members.IsNull()) {
+        grid.insert(grid.begin() + 1, definition.members);
+    }
+    NeedDistribution(position, Field_distribution, FieldData, grid,
+                     ORQSimRangeType(ORQSimScalarDouble));
+    return field;
+}
+
+ORQObjMeshedField ORQObjStepBuilder::AddFieldResult(const ORQSimPosition& step,
+                                                    const ORQObjFieldDefinition& definition) const {
+    const ORQObjMeshedField field = MakeField(step, definition);
+    step.GetSet(ORQSimSchema::Task_fieldResults).Insert(field.Position());
+    return field;
+}
+
+ORQObjMeshedField ORQObjStepBuilder::AddHistoryField(
+    const ORQSimPosition& step, const ORQObjFieldDefinition& definition) const {
+    const ORQObjMeshedField field = MakeField(step, definition);
+    step.GetSet(ORQSimSchema::Task_historyFields).Insert(field.Position());
+    return field;
+}
+
+ORQSimPosition ORQObjStepBuilder::AddUserOutputRequest(
+    const ORQString& name, std::span<const ORQSimPosition> regions) const {
+    using namespace ORQSimSchema;
+    const ORQSimPosition model = m_document.GetModel();
+    const ORQSimPosition request = model.CreateDataRecord(UserOutputRequest).Pos();
+    InsertNamed(model.GetMap(Model_userOutputRequests), name, request, "output request");
+    request.SetName(Record_name, name);
+    for (const ORQSimPosition& region : regions) {
+        request.GetSet(UserOutputRequest_outputRegions).Insert(region);
+    }
+    return request;
+}
+
+ORQSimPosition ORQObjStepBuilder::AddOutputRequest(
+    const ORQSimPosition& userRequest, std::span<const ORQObjMeshedField> fields) const {
+    using namespace ORQSimSchema;
+    const ORQSimPosition model = m_document.GetModel();
+    const ORQSimPosition request = model.CreateDataRecord(OutputRequest).Pos();
+    model.GetVector(Model_outputRequests).PushBack(request);
+    userRequest.GetVector(OutputRequest_elaboratedRequest).PushBack(request);
+    for (const ORQObjMeshedField& field : fields) {
+        request.GetVector(OutputRequest_field).PushBack(field.Position());
+    }
+    return request;
+}

@@ -151,11 +151,11 @@ TEST_F(CommandLineTest, StrictImportsNothingWhenSomethingWouldBeDropped) {
     const fs::path mesh = folder_ / "results.msh";
     std::ofstream(mesh) << "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n"
                            "$Nodes\n1\n5 1 2 3\n$EndNodes\n"
-                           "$NodeData\n0\n$EndNodeData\n";
+                           "$Periodic\n0\n$EndPeriodic\n";
     const CommandResult result = Import(mesh, {"--strict"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("--strict"));
-    EXPECT_THAT(result.out, HasSubstr("$NodeData sections: 1"));
+    EXPECT_THAT(result.out, HasSubstr("$Periodic sections: 1"));
     EXPECT_FALSE(fs::exists(target_));
     EXPECT_EQ(Import(Written(), {"--strict"}).status, 0);
 }

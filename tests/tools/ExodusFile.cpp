@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <bit>
 #include <cstring>
 #include <stdexcept>
 #include <string>
@@ -159,6 +160,78 @@ Mesh Read(const std::filesystem::path& path) {
     mesh.side_sets = ReadSets(file, EX_SIDE_SET, sizes.num_side_sets);
     Checked(ex_close(file));
     return mesh;
+}
+
+namespace {
+
+std::vector<std::string> ReadNames(int file, ex_entity_type kind) {
+    int count = 0;
+    Checked(ex_get_variable_param(file, kind, &count));
+    std::vector<std::string> names;
+    for (int i = 1; i <= count; ++i) {
+        std::array<char, 256> name{};
+        Checked(ex_get_variable_name(file, kind, i, name.data()));
+        names.emplace_back(name.data());
+    }
+    return names;
+}
+
+}  // namespace
+
+Results ReadResults(const std::filesystem::path& path) {
+    ex_opts(0);
+    int caller_bytes = sizeof(double);
+    int stored_bytes = 0;
+    float version = 0;
+    const int file =
+        Checked(ex_open(path.c_str(), EX_READ, &caller_bytes, &stored_bytes, &version));
+    ex_set_max_name_length(file, 255);
+    ex_init_params sizes{};
+    Checked(ex_get_init_ext(file, &sizes));
+    Results results{{},
+                    ReadNames(file, EX_GLOBAL),
+                    ReadNames(file, EX_NODAL),
+                    ReadNames(file, EX_ELEM_BLOCK),
+                    {},
+                    {}};
+    results.times.resize(static_cast<std::size_t>(ex_inquire_int(file, EX_INQ_TIME)));
+    if (!results.times.empty())
+        Checked(ex_get_all_times(file, results.times.data()));
+    std::vector<int> blocks(static_cast<std::size_t>(sizes.num_elem_blk));
+    if (!blocks.empty())
+        Checked(ex_get_ids(file, EX_ELEM_BLOCK, blocks.data()));
+    const auto n_elemental = results.elemental.size();
+    results.truth.resize(blocks.size() * n_elemental);
+    if (!results.truth.empty())
+        Checked(ex_get_truth_table(file, EX_ELEM_BLOCK, static_cast<int>(blocks.size()),
+                                   static_cast<int>(n_elemental), results.truth.data()));
+    const auto read = [&](int step, ex_entity_type kind, std::size_t variable, std::int64_t id,
+                          std::int64_t count, const std::string& name) {
+        std::vector<double> values(static_cast<std::size_t>(count));
+        Checked(
+            ex_get_var(file, step, kind, static_cast<int>(variable) + 1, id, count, values.data()));
+        auto& bits = results.values[name + " " + std::to_string(step)];
+        for (const double value : values)
+            bits.push_back(std::bit_cast<std::uint64_t>(value));
+    };
+    for (int step = 1; step <= std::ssize(results.times); ++step) {
+        if (!results.global.empty())
+            read(step, EX_GLOBAL, 0, 1, std::ssize(results.global), "global");
+        for (std::size_t i = 0; i < results.nodal.size(); ++i)
+            read(step, EX_NODAL, i, 1, sizes.num_nodes, results.nodal[i]);
+        for (std::size_t block = 0; block < blocks.size(); ++block) {
+            ex_block in_file{};
+            in_file.id = blocks[block];
+            in_file.type = EX_ELEM_BLOCK;
+            Checked(ex_get_block_param(file, &in_file));
+            for (std::size_t i = 0; i < n_elemental; ++i)
+                if (results.truth[block * n_elemental + i] != 0)
+                    read(step, EX_ELEM_BLOCK, i, blocks[block], in_file.num_entry,
+                         results.elemental[i] + " " + std::to_string(blocks[block]));
+        }
+    }
+    Checked(ex_close(file));
+    return results;
 }
 
 ScratchFolder::ScratchFolder() {

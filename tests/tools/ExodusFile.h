@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -81,6 +82,19 @@ struct Mesh {
 
 /// Reads a whole file with whole-array calls, independently of the reader under test.
 Mesh Read(const std::filesystem::path& file);
+
+/// The results of a file as the Exodus library itself gives them, values as their bits.
+struct Results {
+    std::vector<double> times;
+    std::vector<std::string> global;
+    std::vector<std::string> nodal;
+    std::vector<std::string> elemental;
+    std::vector<int> truth;
+    /// By variable, block (for elements) and time step from 1, for example "stress_xx 2 11".
+    std::map<std::string, std::vector<std::uint64_t>> values;
+    bool operator==(const Results&) const = default;
+};
+Results ReadResults(const std::filesystem::path& file);
 
 /// A folder of its own for one test, removed with everything in it at the end.
 class ScratchFolder {

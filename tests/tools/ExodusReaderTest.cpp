@@ -244,13 +244,6 @@ nlohmann::json Facts() {
     return stream ? nlohmann::json::parse(stream) : nlohmann::json::object();
 }
 
-std::int64_t UnreadCount(ExodusReader& reader, const std::string& kind) {
-    for (const auto& [found, count, name] : reader.Unread())
-        if (found == kind)
-            return count;
-    return 0;
-}
-
 class RealModels : public testing::TestWithParam<const char*> {
   protected:
     void SetUp() override {
@@ -299,17 +292,6 @@ TEST_P(RealModels, LabelsAgreeWithAnIndependentReader) {
     std::vector<int> counted(labels.size());
     std::iota(counted.begin(), counted.end(), 1);
     EXPECT_EQ(labels == counted, facts_["node_label"]["is_1_to_n"].get<bool>());
-}
-
-TEST_P(RealModels, WhatIsLeftUnreadIsCounted) {
-    ExodusReader reader(File());
-    const auto results = [&](const char* kind) {
-        return facts_["results"].value(kind, nlohmann::json::array()).size();
-    };
-    EXPECT_EQ(UnreadCount(reader, "time steps"), facts_["time_steps"]);
-    EXPECT_EQ(UnreadCount(reader, "nodal variables"), results("nodal"));
-    EXPECT_EQ(UnreadCount(reader, "element variables"), results("element"));
-    EXPECT_EQ(UnreadCount(reader, "global variables"), results("global"));
 }
 
 TEST_P(RealModels, ACutCopyIsAnError) {

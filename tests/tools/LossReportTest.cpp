@@ -14,6 +14,7 @@ TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
     report.Drop("node set", "clamp", 20, "sets are not imported");
     report.Keep("nodes", "", 60);
     report.Keep("title", "a box", 1);
+    report.Note("time", "2", 1, "does not rise");
     EXPECT_TRUE(report.HasDrops());
 
     std::ostringstream text;
@@ -22,6 +23,8 @@ TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
               "kept\n"
               "  nodes: 60\n"
               "  title \"a box\": 1\n"
+              "noted\n"
+              "  time \"2\": 1 (does not rise)\n"
               "dropped\n"
               "  node set \"clamp\": 20 (sets are not imported)\n");
 
@@ -29,6 +32,7 @@ TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
     EXPECT_EQ(json, nlohmann::json::parse(R"({
         "kept": [{"kind": "nodes", "name": "", "count": 60},
                  {"kind": "title", "name": "a box", "count": 1}],
+        "noted": [{"kind": "time", "name": "2", "count": 1, "reason": "does not rise"}],
         "changed": [],
         "dropped": [{"kind": "node set", "name": "clamp", "count": 20,
                      "reason": "sets are not imported"}]})"));

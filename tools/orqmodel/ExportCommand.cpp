@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "LossReport.h"
 #include "ORQBasFailure.h"
@@ -13,6 +14,7 @@
 #include "export/StagedFile.h"
 #include "export/VtuExport.h"
 #include "mesh/ModelReader.h"
+#include "mesh/ResultReader.h"
 
 namespace orqmodel {
 namespace {
@@ -20,14 +22,25 @@ namespace {
 struct OutputFormat {
     const char* name;
     std::vector<std::string_view> endings;
-    void (*write)(const ModelReader&, const std::filesystem::path&, LossReport&);
+    void (*write)(const ModelReader&, const ResultReader&, const std::filesystem::path&,
+                  LossReport&);
+    bool hasFolder = false;  // of files, that the one with the output's name lists
 };
 
-const std::array<OutputFormat, 3>& OutputFormats() {
-    static const std::array<OutputFormat, 3> formats = {{
+void WriteMeshAsBulkData(const ModelReader& model, const ResultReader& results,
+                         const std::filesystem::path& file, LossReport& report) {
+    WriteBulkData(model, file, report);
+    if (!results.Frames().empty())
+        report.Drop("times", "", static_cast<std::int64_t>(results.Frames().size()),
+                    "bulk data has no results");
+}
+
+const std::array<OutputFormat, 4>& OutputFormats() {
+    static const std::array<OutputFormat, 4> formats = {{
         {"Exodus II", {".e", ".ex2", ".exo", ".exodus", ".g", ".gen"}, WriteExodus},
-        {"NASTRAN bulk data", {".bdf", ".dat", ".nas"}, WriteBulkData},
+        {"NASTRAN bulk data", {".bdf", ".dat", ".nas"}, WriteMeshAsBulkData},
         {"VTK unstructured grid", {".vtu"}, WriteVtu},
+        {"VTK unstructured grids by time", {".pvd"}, nullptr, true},
     }};
     return formats;
 }
@@ -53,11 +66,25 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
     StagedFile file(options.output, options.force);
     const ModelReader model{
         ORQObjDocument(ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly))};
+    const ResultReader results(model.Document());
     LossReport report;
-    format.write(model, file.Path(), report);
+    std::optional<StagedFile> folder;
+    if (format.hasFolder) {
+        std::filesystem::path place = options.output;
+        place.replace_extension(".times");
+        folder.emplace(place, options.force);
+        folder->MakeFolder();
+        WriteVtuCollection(model, results, file.Path(), folder->Path(), place.filename().string(),
+                           report);
+    } else {
+        format.write(model, results, file.Path(), report);
+    }
     const bool is_refused = options.strict && report.HasDrops();
-    if (!is_refused)
+    if (!is_refused) {
+        if (folder)
+            folder->PutIntoPlace();
         file.PutIntoPlace();
+    }
     if (options.json) {
         PrintJson(console.out, {{"schema_version", 1},
                                 {"command", "export"},

@@ -13,8 +13,9 @@
 namespace orqmodel {
 namespace {
 
-constexpr std::array<std::pair<Outcome, const char*>, 3> kHeadings = {{
+constexpr std::array<std::pair<Outcome, const char*>, 4> kHeadings = {{
     {Outcome::kKept, "kept"},
+    {Outcome::kNoted, "noted"},
     {Outcome::kChanged, "changed"},
     {Outcome::kDropped, "dropped"},
 }};
@@ -33,6 +34,11 @@ std::string Line(const LossEntry& entry) {
 
 void LossReport::Keep(std::string_view kind, std::string_view name, std::int64_t count) {
     Add(Outcome::kKept, kind, name, count, "");
+}
+
+void LossReport::Note(std::string_view kind, std::string_view name, std::int64_t count,
+                      std::string_view reason) {
+    Add(Outcome::kNoted, kind, name, count, reason);
 }
 
 void LossReport::Change(std::string_view kind, std::string_view name, std::int64_t count,

@@ -10,7 +10,7 @@
 namespace orqmodel {
 
 /// What became of one object, or of a group of like objects, on the way in or out.
-enum class Outcome { kKept, kChanged, kDropped };
+enum class Outcome { kKept, kNoted, kChanged, kDropped };
 
 struct LossEntry {
     Outcome outcome;
@@ -28,6 +28,9 @@ struct LossEntry {
 class LossReport {
   public:
     void Keep(std::string_view kind, std::string_view name, std::int64_t count);
+    /// It is kept as the file has it, and looks wrong.
+    void Note(std::string_view kind, std::string_view name, std::int64_t count,
+              std::string_view reason);
     void Change(std::string_view kind, std::string_view name, std::int64_t count,
                 std::string_view reason);
     void Drop(std::string_view kind, std::string_view name, std::int64_t count,
@@ -37,8 +40,8 @@ class LossReport {
     bool HasDrops() const;
     const std::vector<LossEntry>& Entries() const { return entries_; }
 
-    /// One line per entry under the headings "kept", "changed" and "dropped"; a heading without
-    /// entries is left out. For example
+    /// One line per entry under the headings "kept", "noted", "changed" and "dropped"; a heading
+    /// without entries is left out. For example
     ///
     ///     kept
     ///       nodes: 60
@@ -46,8 +49,9 @@ class LossReport {
     ///       node set "clamp": 20 (sets are not imported)
     void Print(std::ostream& out) const;
 
-    /// {"kept": [...], "changed": [...], "dropped": [...]}, always with all three. An entry is
-    /// {"kind", "name", "count"}, and "reason" where it was changed or dropped.
+    /// {"kept": [...], "noted": [...], "changed": [...], "dropped": [...]}, always with all four.
+    /// An entry is
+    /// {"kind", "name", "count"}, and "reason" where it was not just kept.
     nlohmann::json ToJson() const;
 
   private:

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "export/ExodusNames.h"
+#include "export/ExodusResultExport.h"
 #include "export/ExportError.h"
 #include "export/Numbering.h"
 
@@ -17,12 +19,13 @@ namespace orqmodel {
 namespace {
 
 constexpr int kSlice = 1 << 16;  // nodes at a time
-constexpr std::size_t kLongestName = 255;
 
 class ExodusFile {
   public:
-    ExodusFile(const ModelReader& model, const std::filesystem::path& path, LossReport& report)
+    ExodusFile(const ModelReader& model, const ResultReader& results,
+               const std::filesystem::path& path, LossReport& report)
         : m_model(model),
+          m_results(results),
           m_path(path),
           m_report(report),
           m_elementSets(model.ElementSetsBesideBlocks()),
@@ -50,6 +53,7 @@ class ExodusFile {
         WriteProperties(EX_ELEM_BLOCK, m_model.Blocks());
         WriteProperties(EX_NODE_SET, m_model.NodeSets());
         WriteProperties(EX_SIDE_SET, m_surfaces);
+        WriteExodusResults(m_id, m_path, m_model, m_blockNumbers, m_results, m_report);
         const int id = std::exchange(m_id, -1);
         Check(ex_close(id), "close the file");
     }
@@ -73,7 +77,12 @@ class ExodusFile {
         measure(m_model.NodeSets());
         measure(m_model.ElementSets());
         measure(m_surfaces);
-        ex_set_max_name_length(m_id, static_cast<int>(std::min(longest, kLongestName)));
+        for (const ResultReader::Field& field : m_results.Fields()) {
+            for (const ResultReader::Component& component : field.components) {
+                longest = std::max(longest, component.label.size());
+            }
+        }
+        ex_set_max_name_length(m_id, static_cast<int>(std::min(longest, kLongestExodusName)));
 
         ex_init_params sizes{};
         const std::string title = m_model.Title().substr(0, MAX_LINE_LENGTH);
@@ -124,16 +133,9 @@ class ExodusFile {
         Check(ex_put_id_map(m_id, kind, labels.data()), "write labels");
     }
 
-    std::string FittingName(std::string_view kind, const std::string& name) {
-        if (name.size() <= kLongestName) {
-            return name;
-        }
-        m_report.Change(kind, name, 1, "its name is cut to 255 bytes");
-        return name.substr(0, kLongestName);
-    }
-
     void PutName(ex_entity_type kind, int number, std::string_view what, const std::string& name) {
-        Check(ex_put_name(m_id, kind, number, FittingName(what, name).c_str()), "write a name");
+        Check(ex_put_name(m_id, kind, number, FittingName(what, name, m_report).c_str()),
+              "write a name");
     }
 
     /// The file has each property for all objects of a kind; 0 where an object has none.
@@ -163,6 +165,7 @@ class ExodusFile {
         Numbers numbers;
         for (const ModelReader::Block& block : m_model.Blocks()) {
             const int number = numbers.Unique(block.number);
+            m_blockNumbers.push_back(number);
             const int nElements = block.elements.Size();
             Check(ex_put_block(m_id, EX_ELEM_BLOCK, number, block.shapeName.c_str(), nElements,
                                block.shape->nNodes, 0, 0,
@@ -276,18 +279,21 @@ class ExodusFile {
     }
 
     const ModelReader& m_model;
+    const ResultReader& m_results;
     std::filesystem::path m_path;
     LossReport& m_report;
     std::vector<const ModelReader::Set*> m_elementSets;
     std::vector<ModelReader::Surface> m_surfaces;
-    std::vector<int> m_placeOf;  // in the file, from 1, by ordinal
+    std::vector<int> m_blockNumbers;  // in the file, by block
+    std::vector<int> m_placeOf;       // in the file, from 1, by ordinal
     int m_id = -1;
 };
 
 }  // namespace
 
-void WriteExodus(const ModelReader& model, const std::filesystem::path& file, LossReport& report) {
-    ExodusFile(model, file, report).Write();
+void WriteExodus(const ModelReader& model, const ResultReader& results,
+                 const std::filesystem::path& file, LossReport& report) {
+    ExodusFile(model, results, file, report).Write();
 }
 
 }  // namespace orqmodel

@@ -21,11 +21,15 @@ StagedFile::StagedFile(const std::filesystem::path& output, bool force) : m_outp
 
 StagedFile::~StagedFile() {
     std::error_code ignored;
-    std::filesystem::remove(m_staged, ignored);
+    std::filesystem::remove_all(m_staged, ignored);
 }
 
-void StagedFile::PutIntoPlace() {
-    const int file = open(m_staged.c_str(), O_RDONLY | O_CLOEXEC);
+void StagedFile::MakeFolder() const {
+    std::filesystem::create_directory(m_staged);
+}
+
+void StagedFile::Sync(const std::filesystem::path& path) const {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const bool isSafe = file >= 0 && fsync(file) == 0;
     if (file >= 0) {
         close(file);
@@ -33,7 +37,26 @@ void StagedFile::PutIntoPlace() {
     if (!isSafe) {
         throw ExportError(m_output.string() + ": cannot be synced");
     }
+}
+
+void StagedFile::PutIntoPlace() {
+    if (!std::filesystem::is_directory(m_staged)) {
+        Sync(m_staged);
+        std::filesystem::rename(m_staged, m_output);
+        return;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(m_staged)) {
+        Sync(entry.path());
+    }
+    Sync(m_staged);
+    // A folder cannot take the place of one that is not empty.
+    std::filesystem::path former = m_staged;
+    former += ".former";
+    if (std::filesystem::exists(std::filesystem::symlink_status(m_output))) {
+        std::filesystem::rename(m_output, former);
+    }
     std::filesystem::rename(m_staged, m_output);
+    std::filesystem::remove_all(former);
 }
 
 }  // namespace orqmodel

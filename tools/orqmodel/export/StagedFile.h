@@ -4,7 +4,8 @@
 
 namespace orqmodel {
 
-/// A file beside the output's place that is removed unless it is put into that place.
+/// A file, or a folder of files, beside the output's place that is removed unless it is put into
+/// that place.
 class StagedFile {
   public:
     /// Throws Usage when something has the output's name already, unless `force`.
@@ -15,10 +16,15 @@ class StagedFile {
 
     const std::filesystem::path& Path() const { return m_staged; }
 
-    /// Syncs the file and gives it the output's name; throws ExportError.
+    /// Makes the place that is staged a folder.
+    void MakeFolder() const;
+    /// Syncs what is staged and gives it the output's name, in place of what had it; throws
+    /// ExportError.
     void PutIntoPlace();
 
   private:
+    void Sync(const std::filesystem::path& path) const;
+
     std::filesystem::path m_output;
     std::filesystem::path m_staged;
 };

@@ -21,8 +21,14 @@ constexpr int kSlice = 1 << 16;  // points or cells at a time
 
 class VtuFile {
   public:
-    VtuFile(const ModelReader& model, const std::filesystem::path& path)
-        : m_model(model), m_path(path), m_out(path, std::ios::binary) {
+    /// `frame` is -1 for a mesh without results.
+    VtuFile(const ModelReader& model, const ResultReader& results, int frame,
+            const std::filesystem::path& path)
+        : m_model(model),
+          m_results(results),
+          m_frame(frame),
+          m_path(path),
+          m_out(path, std::ios::binary) {
         for (const ModelReader::Block& block : model.Blocks()) {
             m_nCells += block.elements.Size();
             m_nCorners += std::int64_t{block.elements.Size()} * block.shape->nNodes;
@@ -50,7 +56,7 @@ class VtuFile {
     }
 
   private:
-    enum class Place { Points, Cells, PointData, CellData };
+    enum class Place { FieldData, Points, Cells, PointData, CellData };
 
     struct Array {
         Place place;
@@ -59,6 +65,7 @@ class VtuFile {
         int components;
         std::int64_t bytes;
         std::function<void()> write;
+        std::vector<std::string> componentNames = {};
     };
 
     void Put(std::span<const std::byte> bytes) {
@@ -100,31 +107,88 @@ class VtuFile {
             Add(Place::CellData, "element set " + set->name, "UInt8", 1, m_nCells,
                 [this, set] { PutAll(ByCell(Marks(set->members, m_model.NumElements()))); });
         }
+        if (m_frame >= 0) {
+            Add(Place::FieldData, "TimeValue", "Float64", 1, 8, [this] {
+                PutAll(std::vector{m_results.Frames()[static_cast<std::size_t>(m_frame)].time});
+            });
+            for (const ResultReader::Field& field : m_results.Fields()) {
+                AddField(field);
+            }
+        }
+    }
+
+    void AddField(const ResultReader::Field& field) {
+        using From = ResultArray::Place;
+        const bool isGlobal = field.place == From::Model;
+        const std::int64_t nMembers = isGlobal                    ? 1
+                                      : field.place == From::Node ? m_model.NumNodes()
+                                                                  : m_nCells;
+        const auto nComponents = static_cast<int>(field.components.size());
+        Add(isGlobal                    ? Place::FieldData
+            : field.place == From::Node ? Place::PointData
+                                        : Place::CellData,
+            field.name, "Float64", nComponents, nMembers * nComponents * 8,
+            [this, &field] { PutField(field); });
+        for (const ResultReader::Component& component : field.components) {
+            m_arrays.back().componentNames.push_back(component.label);
+        }
+    }
+
+    void PutField(const ResultReader::Field& field) {
+        const auto put = [&](const ORQSimCSet& members, int count) {
+            std::vector<double> values(static_cast<std::size_t>(count) * field.components.size());
+            m_results.Read(field, m_frame, members, values);
+            PutAll(values);
+        };
+        if (field.place == ResultArray::Place::Element) {
+            for (const ModelReader::Block& block : m_model.Blocks()) {
+                put(block.elements, block.elements.Size());
+            }
+        } else if (field.place == ResultArray::Place::Node) {
+            put(m_model.Nodes(), m_model.NumNodes());
+        } else {
+            put({}, 1);
+        }
     }
 
     void WriteHeader() {
         m_out << "<?xml version=\"1.0\"?>\n"
                  "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" "
                  "header_type=\"UInt64\">\n  <UnstructuredGrid>\n";
+        if (m_frame >= 0) {
+            WriteArrays(Place::FieldData, "FieldData");
+        }
         m_out << fmt::format("    <Piece NumberOfPoints=\"{}\" NumberOfCells=\"{}\">\n",
                              m_model.NumNodes(), m_nCells);
-        for (const auto& [place, tag] :
-             {std::pair{Place::PointData, "PointData"}, std::pair{Place::CellData, "CellData"},
-              std::pair{Place::Points, "Points"}, std::pair{Place::Cells, "Cells"}}) {
-            m_out << fmt::format("      <{}>\n", tag);
-            std::int64_t offset = 0;
-            for (const Array& array : m_arrays) {
-                if (array.place == place) {
-                    m_out << fmt::format(
-                        "        <DataArray type=\"{}\" Name=\"{}\" NumberOfComponents=\"{}\" "
-                        "format=\"appended\" offset=\"{}\"/>\n",
-                        array.type, XmlEscaped(array.name), array.components, offset);
-                }
-                offset += array.bytes + 8;
-            }
-            m_out << fmt::format("      </{}>\n", tag);
-        }
+        WriteArrays(Place::PointData, "PointData");
+        WriteArrays(Place::CellData, "CellData");
+        WriteArrays(Place::Points, "Points");
+        WriteArrays(Place::Cells, "Cells");
         m_out << "    </Piece>\n  </UnstructuredGrid>\n  <AppendedData encoding=\"raw\">\n   _";
+    }
+
+    void WriteArrays(Place place, const char* tag) {
+        m_out << fmt::format("      <{}>\n", tag);
+        std::int64_t offset = 0;
+        for (const Array& array : m_arrays) {
+            if (array.place == place) {
+                m_out << fmt::format(
+                    "        <DataArray type=\"{}\" Name=\"{}\" NumberOfComponents=\"{}\"{} "
+                    "format=\"appended\" offset=\"{}\"/>\n",
+                    array.type, XmlEscaped(array.name), array.components, Attributes(array),
+                    offset);
+            }
+            offset += array.bytes + 8;
+        }
+        m_out << fmt::format("      </{}>\n", tag);
+    }
+
+    static std::string Attributes(const Array& array) {
+        std::string text = array.place == Place::FieldData ? " NumberOfTuples=\"1\"" : "";
+        for (std::size_t i = 0; i < array.componentNames.size(); ++i) {
+            text += fmt::format(" ComponentName{}=\"{}\"", i, XmlEscaped(array.componentNames[i]));
+        }
+        return text;
     }
 
     void PutPoints() {
@@ -232,6 +296,8 @@ class VtuFile {
     }
 
     const ModelReader& m_model;
+    const ResultReader& m_results;
+    int m_frame;
     std::filesystem::path m_path;
     std::ofstream m_out;
     std::vector<Array> m_arrays;
@@ -240,10 +306,7 @@ class VtuFile {
     std::int64_t m_written = 0;
 };
 
-}  // namespace
-
-void WriteVtu(const ModelReader& model, const std::filesystem::path& file, LossReport& report) {
-    VtuFile(model, file).Write();
+void ReportMesh(const ModelReader& model, LossReport& report) {
     report.Keep("nodes", "", model.NumNodes());
     for (const ModelReader::Block& block : model.Blocks()) {
         report.Keep("element block", block.name, block.elements.Size());
@@ -263,6 +326,56 @@ void WriteVtu(const ModelReader& model, const std::filesystem::path& file, LossR
         report.Change("surface", surface.name, static_cast<std::int64_t>(surface.faces.size()),
                       "written as a mark on its nodes");
     }
+}
+
+void ReportResults(const ResultReader& results, LossReport& report) {
+    report.Keep("times", "", static_cast<std::int64_t>(results.Frames().size()));
+    for (const ResultReader::Field& field : results.Fields()) {
+        report.Keep(FieldKind(field.place), field.name,
+                    static_cast<std::int64_t>(field.components.size()));
+    }
+}
+
+}  // namespace
+
+void WriteVtu(const ModelReader& model, const ResultReader& results,
+              const std::filesystem::path& file, LossReport& report) {
+    const std::size_t nTimes = results.Frames().size();
+    VtuFile(model, results, nTimes == 1 ? 0 : -1, file).Write();
+    ReportMesh(model, report);
+    if (nTimes == 1) {
+        ReportResults(results, report);
+    } else if (nTimes > 1) {
+        report.Drop("times", "", static_cast<std::int64_t>(nTimes),
+                    "the file has room for one; a collection, .pvd, takes all");
+    }
+}
+
+void WriteVtuCollection(const ModelReader& model, const ResultReader& results,
+                        const std::filesystem::path& collection,
+                        const std::filesystem::path& folder, const std::string& folderName,
+                        LossReport& report) {
+    std::ofstream out(collection, std::ios::binary);
+    out << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"1.0\" "
+           "byte_order=\"LittleEndian\">\n  <Collection>\n";
+    for (std::size_t frame = 0; frame < results.Frames().size(); ++frame) {
+        const std::string name = fmt::format("time_{:04}.vtu", frame + 1);
+        VtuFile(model, results, static_cast<int>(frame), folder / name).Write();
+        out << fmt::format("    <DataSet timestep=\"{}\" part=\"0\" file=\"{}/{}\"/>\n",
+                           results.Frames()[frame].time, XmlEscaped(folderName), name);
+    }
+    if (results.Frames().empty()) {
+        VtuFile(model, results, -1, folder / "mesh.vtu").Write();
+        out << fmt::format("    <DataSet timestep=\"0\" part=\"0\" file=\"{}/mesh.vtu\"/>\n",
+                           XmlEscaped(folderName));
+    }
+    out << "  </Collection>\n</VTKFile>\n";
+    out.flush();
+    if (!out) {
+        throw ExportError(fmt::format("{}: cannot be written", collection.string()));
+    }
+    ReportMesh(model, report);
+    ReportResults(results, report);
 }
 
 }  // namespace orqmodel

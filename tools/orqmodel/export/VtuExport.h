@@ -1,9 +1,11 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "LossReport.h"
 #include "mesh/ModelReader.h"
+#include "mesh/ResultReader.h"
 
 namespace orqmodel {
 
@@ -12,8 +14,21 @@ namespace orqmodel {
 ///   points  "label" (0 for an unlabelled node); "node set NAME" and "surface NAME", 1 on members
 ///   cells   "label"; "block", the block's number; "element set NAME", 1 on members
 ///
-/// Cells stand block by block. Planar meshes get a third coordinate of 0. Bulk data passes in
-/// blocks. Throws ExportError; the file may then be incomplete.
-void WriteVtu(const ModelReader& model, const std::filesystem::path& file, LossReport& report);
+/// and of results at one time the fields of nodes and elements under their names, those of the
+/// whole model as field data, and the time as TimeValue; what has no value is not a number.
+///
+/// Cells stand block by block. Planar meshes get a third coordinate of 0. Meshes pass in blocks,
+/// values field by field. All throw ExportError; files may then be incomplete.
+
+/// With the results, where they have one time only.
+void WriteVtu(const ModelReader& model, const ResultReader& results,
+              const std::filesystem::path& file, LossReport& report);
+
+/// Writes a .vtu file for each time into an existing folder, and a collection file (.pvd) that
+/// names them by time. `folderName` is the folder's name beside the collection file.
+void WriteVtuCollection(const ModelReader& model, const ResultReader& results,
+                        const std::filesystem::path& collection,
+                        const std::filesystem::path& folder, const std::string& folderName,
+                        LossReport& report);
 
 }  // namespace orqmodel

@@ -29,7 +29,7 @@ constexpr std::int64_t kDensestPacking = 1032;
 constexpr std::string_view kClassicMagic = "CDF";
 constexpr std::string_view kHdf5Magic = "\x89HDF\r\n\x1a\n";
 
-constexpr std::array<std::pair<ex_inquiry, const char*>, 13> kUnreadObjects = {{
+constexpr std::array<std::pair<ex_inquiry, const char*>, 12> kUnreadObjects = {{
     {EX_INQ_EDGE_BLK, "edge blocks"},
     {EX_INQ_FACE_BLK, "face blocks"},
     {EX_INQ_EDGE_SETS, "edge sets"},
@@ -40,15 +40,11 @@ constexpr std::array<std::pair<ex_inquiry, const char*>, 13> kUnreadObjects = {{
     {EX_INQ_ELEM_MAP, "extra element maps"},
     {EX_INQ_COORD_FRAMES, "coordinate frames"},
     {EX_INQ_NUM_CHILD_GROUPS, "child groups"},
-    {EX_INQ_TIME, "time steps"},
     {EX_INQ_QA, "QA records"},
     {EX_INQ_INFO, "information records"},
 }};
 
-constexpr std::array<std::pair<ex_entity_type, const char*>, 5> kUnreadVariables = {{
-    {EX_GLOBAL, "global variables"},
-    {EX_NODAL, "nodal variables"},
-    {EX_ELEM_BLOCK, "element variables"},
+constexpr std::array<std::pair<ex_entity_type, const char*>, 2> kUnreadVariables = {{
     {EX_NODE_SET, "node set variables"},
     {EX_SIDE_SET, "side set variables"},
 }};
@@ -161,6 +157,11 @@ ExodusReader::ExodusReader(const std::filesystem::path& file) : path_(file), han
     ReadProperties(EX_ELEM_BLOCK, EX_INQ_EB_PROP, blocks_);
     ReadProperties(EX_NODE_SET, EX_INQ_NS_PROP, node_sets_);
     ReadProperties(EX_SIDE_SET, EX_INQ_SS_PROP, side_sets_);
+    std::vector<ExodusResults::Block> blocks;
+    for (std::size_t i = 0; i < blocks_.size(); ++i)
+        blocks.push_back(
+            {block_ids_[i], block_ends_[i] - blocks_[i].nElements, blocks_[i].nElements});
+    results_.emplace(path_, handle_.Id(), node_count_, std::move(blocks));
 }
 
 void ExodusReader::Fail(std::string_view section, std::string_view message) const {

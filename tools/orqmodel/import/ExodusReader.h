@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "import/ExodusResults.h"
 #include "mesh/MeshSource.h"
 
 namespace orqmodel {
@@ -62,6 +64,7 @@ class ExodusReader : public MeshSource {
     std::vector<int> ReadNodeSet(int set) override;
     std::vector<int> ReadElementSet(int set) override;
     std::vector<Side> ReadSideSet(int set) override;
+    ResultSource* Results() override { return &*results_; }
 
   private:
     // The open file of the Exodus library.
@@ -123,6 +126,7 @@ class ExodusReader : public MeshSource {
     std::vector<SetInFile> element_sets_in_file_;
     std::vector<SetInFile> side_sets_in_file_;
     std::int64_t distribution_factors_ = 0;
+    std::optional<ExodusResults> results_;
 };
 
 }  // namespace orqmodel

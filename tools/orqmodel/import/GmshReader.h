@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "import/GmshResults.h"
 #include "mesh/MeshSource.h"
 
 namespace orqmodel {
@@ -14,9 +15,9 @@ namespace orqmodel {
 /// sections in any order.
 ///
 /// Elements of one entity and shape form a block, in the order in which they first appear;
-/// physical groups become element sets, of which an element may be in several. The mesh is held in
-/// memory, with no more room than the file's bytes can fill. Errors name file, section and line (in
-/// binary files the byte).
+/// physical groups become element sets, of which an element may be in several. Mesh and data are
+/// held in memory, with no more room than the file's bytes can fill. Errors name file, section and
+/// line (in binary files the byte).
 class GmshReader : public MeshSource {
   public:
     /// Reads the whole file.
@@ -45,6 +46,7 @@ class GmshReader : public MeshSource {
         return m_groupMembers[static_cast<std::size_t>(set)];
     }
     std::vector<Side> ReadSideSet(int) override { return {}; }
+    ResultSource* Results() override { return &m_results; }
 
   private:
     class Parser;
@@ -58,6 +60,7 @@ class GmshReader : public MeshSource {
     std::vector<std::vector<int>> m_groupMembers;
     std::vector<Set> m_none;
     std::vector<ContentCount> m_unread;
+    GmshResults m_results;
 };
 
 }  // namespace orqmodel

@@ -10,6 +10,7 @@
 #include "LossReport.h"
 #include "mesh/ElementShapes.h"
 #include "mesh/Layup.h"
+#include "mesh/ResultSource.h"
 
 namespace orqmodel {
 
@@ -88,6 +89,9 @@ class MeshSource {
     /// The shell sections of the file, over its blocks and element sets; null when the format has
     /// none. The source keeps it.
     virtual const Layup* Sections() const { return nullptr; }
+
+    /// The results of the file; null when the format has none. The source keeps it.
+    virtual ResultSource* Results() { return nullptr; }
 
     /// What is delivered otherwise than the file has it, and what is left out for reasons of its
     /// own.

@@ -20,6 +20,7 @@
 #include "ORQSrvNodalCoordinates.h"
 #include "ORQSrvSurfaceNodalAreas.h"
 #include "mesh/ModelReader.h"
+#include "mesh/ResultWriter.h"
 
 namespace orqmodel {
 namespace {
@@ -67,6 +68,9 @@ class Writer {
         for (const MeshSource::Block& block : m_source.Blocks()) {
             m_nElements += block.nElements;
         }
+        ResultSource* const results = m_source.Results();
+        m_total = std::int64_t{m_source.NumNodes()} + m_nElements +
+                  (results == nullptr ? 0 : results->NumValues()) + 1;
         WriteTitle();
         m_builder.SetModelPrefix("");
         const ORQSimPosition instance = m_builder.AddInstance(kInstance);
@@ -77,8 +81,13 @@ class Writer {
         if (m_source.Sections() != nullptr) {
             WriteSections(*m_source.Sections(), m_builder.Document(), m_report);
         }
+        if (results != nullptr) {
+            WriteResults(
+                *results, m_builder.Document(), [this](std::int64_t done) { Advance(done); },
+                m_report);
+        }
         for (const ContentCount& content : m_source.Unread()) {
-            m_report.Drop(content.kind, content.name, content.count, "the mesh alone is imported");
+            m_report.Drop(content.kind, content.name, content.count, "not imported");
         }
         m_report.Append(m_source.Losses());
         m_options.progress(1.0);
@@ -87,8 +96,7 @@ class Writer {
   private:
     void Advance(std::int64_t done) {
         m_done += done;
-        m_options.progress(static_cast<double>(m_done) /
-                           static_cast<double>(m_source.NumNodes() + m_nElements + 1));
+        m_options.progress(static_cast<double>(m_done) / static_cast<double>(m_total));
     }
 
     ORQSimCSet Range(const ORQSimPosition& collection, int begin, int end) const {
@@ -391,6 +399,7 @@ class Writer {
     Names m_elementSetNames{m_report};
     int m_nElements = 0;
     std::int64_t m_done = 0;
+    std::int64_t m_total = 1;
 };
 
 }  // namespace

@@ -21,7 +21,8 @@ struct MeshWriterOptions {
 /// Writes a whole mesh into an empty database, as the standard objects that readers expect: one
 /// instance PART-1 with the labels, coordinates, one connectivity drawer for each element shape,
 /// blocks and their element sets, element classes, node sets, element sets, surfaces and the
-/// tributary areas of their nodes. Bulk data passes in blocks through the services.
+/// tributary areas of their nodes, sections and results. Bulk data passes in blocks through the
+/// services.
 ///
 /// What was kept, renamed or dropped is entered into the report. REQUIRES: an open transaction,
 /// which can only be undone when this throws.

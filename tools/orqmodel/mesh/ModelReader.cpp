@@ -69,6 +69,10 @@ ModelReader::ModelReader(const ORQObjDocument& document) : m_document(document) 
     m_elementSets = ReadSets(ORQSimSchema::Model_elementSets, ORQSimSchema::Region_elementsCluster);
 }
 
+ORQSimCSet ModelReader::Nodes() const {
+    return ORQObjMesh(m_document.GetMesh()).GetNodeCollection().CSet();
+}
+
 std::string ModelReader::Title() const {
     return Text(m_document.Focus().Name(ORQSimSchema::Document_title));
 }

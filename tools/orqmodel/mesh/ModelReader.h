@@ -66,6 +66,7 @@ class ModelReader {
     int Dimension() const { return m_dimension; }  ///< 2 or 3; 0 without coordinates
     int NumNodes() const { return m_nNodes; }
     int NumElements() const { return m_nElements; }
+    ORQSimCSet Nodes() const;
     const std::vector<Block>& Blocks() const { return m_blocks; }
     const std::vector<Set>& NodeSets() const { return m_nodeSets; }
     const std::vector<Set>& ElementSets() const { return m_elementSets; }

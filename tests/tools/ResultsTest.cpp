@@ -108,6 +108,15 @@ TEST_P(RealResults, ComeBackEqual) {
     const exodus_file::Results expected = exodus_file::ReadResults(file);
     EXPECT_EQ(exodus_file::ReadResults(folder / "out.e"), expected);
 
+    const json info = json::parse(RunHere({"info", folder / "m.orq", "--json"}).out);
+    std::map<std::string, std::size_t> labels;
+    for (const json& field : info["fields"]) {
+        labels[field["place"]] += field["components"].size();
+    }
+    EXPECT_EQ(labels["model"], expected.global.size());
+    EXPECT_EQ(labels["nodes"], expected.nodal.size());
+    EXPECT_EQ(labels["elements"], expected.elemental.size());
+
     std::ifstream facts(fs::path(ORQ_SHARED_MODELS) / "facts.json");
     const json known = json::parse(facts)[GetParam()];
     ASSERT_EQ(std::ssize(expected.times), known.value("time_steps", 0));

@@ -128,6 +128,15 @@ class CommandLine {
         command->add_option("--view", draw_.view,
                             "From where: iso, +x, -x, +y, -y, +z, -z or a direction X,Y,Z; "
                             "without it, from the front of a plane model, else iso");
+        CLI::Option* field = command->add_option(
+            "--field", draw_.field,
+            "Colour by the values of the results of that name: a field or one of its components");
+        command
+            ->add_option("--step", draw_.step,
+                         "The time of the field, counted from 1; without it, the last that has "
+                         "values")
+            ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+            ->needs(field);
         CLI::Option* section =
             command->add_option("--section", draw_.section,
                                 "Draw the layers of the section of that name instead of the mesh");
@@ -151,8 +160,11 @@ class CommandLine {
                          "Which edges of elements are drawn; mesh, all of them, unless they are "
                          "too dense")
             ->check(CLI::IsMember({"none", "feature", "mesh"}));
-        for (const char* of_meshes : {"--view", "--colour-by", "--set", "--block", "--edges"})
+        for (const char* of_meshes :
+             {"--view", "--colour-by", "--set", "--block", "--edges", "--field"})
             section->excludes(command->get_option(of_meshes));
+        for (const char* of_groups : {"--colour-by", "--set"})
+            field->excludes(command->get_option(of_groups));
         command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
         command->add_flag("--force", draw_.force, "Replace a file of that name");
         AddJson(command, draw_.json);

@@ -76,8 +76,11 @@ void Write(const Picture& picture, const std::filesystem::path& file, bool is_sv
 /// Draws the mesh; answers how many facets, lines and dots its skin has.
 nlohmann::json DrawMesh(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
                         const std::filesystem::path& file) {
-    const MeshPictureOptions picture_options = PictureOptions(options);
+    MeshPictureOptions picture_options = PictureOptions(options);
     const ModelReader model{document};
+    if (!options.field.empty())
+        picture_options.field =
+            FieldValuesAt(model, ResultReader(document), options.field, options.step);
     const MeshPicture picture(model, std::filesystem::path(options.database).stem().string(),
                               picture_options);
     Write(picture, file, is_svg);

@@ -11,6 +11,8 @@ namespace orqmodel {
 struct DrawOptions {
     std::string database;
     std::filesystem::path output;  // Its ending names the format: .png or .svg.
+    std::string field;             // Whose values colour the mesh; empty for none.
+    int step = 0;                  // The time of the field, from 1; 0 for the last with values.
     std::string section;           // Drawn instead of the mesh; empty for none.
     std::string view;              // As View::FromText takes it; empty for what suits the model.
     std::string colour_by;         // "block", "set", or empty: "set" when sets are named.

@@ -68,6 +68,20 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
                                  {"grid", distribution.grid},
                                  {"drawers", drawers}});
     }
+    json steps = json::array();
+    for (const StepSummary& step : summary.steps)
+        steps.push_back({{"name", step.name},
+                         {"times", step.times},
+                         {"first_time", step.times == 0 ? json() : json(step.first)},
+                         {"last_time", step.times == 0 ? json() : json(step.last)}});
+    json fields = json::array();
+    for (const FieldSummary& field : summary.fields)
+        fields.push_back({{"name", field.name},
+                          {"place", field.place},
+                          {"identifier", field.identifier},
+                          {"components", field.components},
+                          {"members", field.members},
+                          {"times", field.times}});
     json box = nullptr;
     if (summary.box)
         box = {{"lowest", summary.box->lowest}, {"highest", summary.box->highest}};
@@ -85,6 +99,8 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
             {"instances", instances},
             {"collections", collections},
             {"distributions", distributions},
+            {"steps", steps},
+            {"fields", fields},
             {"bytes",
              {{"catalogue", use.parts.catalogue},
               {"bulk", use.parts.bulk},
@@ -187,6 +203,28 @@ void PrintContents(const ModelSummary& summary, std::ostream& out) {
         distributions.Print(out);
 }
 
+void PrintResults(const ModelSummary& summary, std::ostream& out) {
+    TextTable steps({"step", "times", "from", "to"});
+    for (const StepSummary& step : summary.steps)
+        steps.Add({Printable(step.name), fmt::to_string(step.times),
+                   step.times == 0 ? "-" : fmt::format("{:g}", step.first),
+                   step.times == 0 ? "-" : fmt::format("{:g}", step.last)});
+    out << "\nsteps: " << summary.steps.size() << '\n';
+    if (!summary.steps.empty())
+        steps.Print(out);
+
+    TextTable fields({"field", "of", "members", "times", "type", "components"});
+    for (const FieldSummary& field : summary.fields)
+        fields.Add({Printable(field.name), field.place,
+                    field.place == "model" ? "-" : fmt::to_string(field.members),
+                    fmt::to_string(field.times),
+                    field.identifier.empty() ? "-" : Printable(field.identifier),
+                    Printable(fmt::format("{}", fmt::join(field.components, " ")))});
+    out << "\nfields: " << summary.fields.size() << '\n';
+    if (!summary.fields.empty())
+        fields.Print(out);
+}
+
 }  // namespace
 
 ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
@@ -204,6 +242,7 @@ ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
     console.out << Printable(options.database) << '\n';
     PrintModel(summary, console.out);
     PrintContents(summary, console.out);
+    PrintResults(summary, console.out);
     console.out << fmt::format("\non disk: {} (catalogue {}, bulk data {}, of which {} free)\n",
                                Bytes(use.directory), Bytes(use.parts.catalogue),
                                Bytes(use.parts.bulk), Bytes(use.parts.freeBulk));

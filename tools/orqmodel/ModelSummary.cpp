@@ -18,6 +18,7 @@
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvNodalCoordinates.h"
+#include "mesh/ResultReader.h"
 
 namespace orqmodel {
 namespace {
@@ -91,7 +92,7 @@ class Linked {
         std::vector<DistributionSummary> summaries;
         for (const auto& [position, slot] : found_) {
             const ORQSimDistribution distribution(position.GetDistribution());
-            if (distribution.IsNull())
+            if (distribution.IsNull() || position.ID().TypeID().Index() == ORQSimSchema::FieldData)
                 continue;
             DistributionSummary summary{distribution.ID().MinorID(),
                                         ORQSimSchema::NameOf(slot),
@@ -251,6 +252,37 @@ std::vector<InstanceSummary> Instances(const ORQObjDocument& document) {
     return instances;
 }
 
+const char* PlaceName(ResultArray::Place place) {
+    switch (place) {
+        case ResultArray::Place::Node:
+            return "nodes";
+        case ResultArray::Place::Element:
+            return "elements";
+        case ResultArray::Place::Model:
+            break;
+    }
+    return "model";
+}
+
+void SummarizeResults(const ORQObjDocument& document, ModelSummary& summary) {
+    const ResultReader results(document);
+    for (const std::string& step : results.Steps())
+        summary.steps.push_back({step, 0, 0, 0});
+    for (const ResultReader::Frame& frame : results.Frames()) {
+        StepSummary& step = summary.steps[static_cast<std::size_t>(frame.step)];
+        if (step.times++ == 0)
+            step.first = frame.time;
+        step.last = frame.time;
+    }
+    for (const ResultReader::Field& field : results.Fields()) {
+        FieldSummary shown{field.name, PlaceName(field.place),          field.identifier,
+                           {},         results.MembersOf(field).Size(), results.NumTimes(field)};
+        for (const ResultReader::Component& component : field.components)
+            shown.components.push_back(component.label);
+        summary.fields.push_back(std::move(shown));
+    }
+}
+
 }  // namespace
 
 ModelSummary Summarize(const ORQSimDatabase& database,
@@ -268,6 +300,7 @@ ModelSummary Summarize(const ORQSimDatabase& database,
     const Linked linked(document.Focus());
     summary.collections = linked.Collections();
     summary.distributions = linked.Distributions();
+    SummarizeResults(document, summary);
     progress(1.0);
     return summary;
 }

@@ -52,6 +52,23 @@ struct DistributionSummary {
     std::vector<DrawerSummary> drawers;
 };
 
+struct StepSummary {
+    std::string name;
+    int times;
+    double first;  // 0 without times.
+    double last;
+};
+
+/// A field of results, over all steps that have it.
+struct FieldSummary {
+    std::string name;
+    std::string place;       // "model", "nodes" or "elements".
+    std::string identifier;  // In the table of output variables; empty when it lacks the variable.
+    std::vector<std::string> components;
+    int members;  // That have values at some time; 0 for the whole model.
+    int times;    // At which it has drawers.
+};
+
 /// What a model database holds.
 struct ModelSummary {
     std::string title;
@@ -64,7 +81,9 @@ struct ModelSummary {
     std::optional<BoundingBox> box;  // Empty without finite coordinates.
     std::vector<InstanceSummary> instances;
     std::vector<CollectionSummary> collections;      // In the order of their numbers.
-    std::vector<DistributionSummary> distributions;  // The same.
+    std::vector<DistributionSummary> distributions;  // The same; those of fields are left out.
+    std::vector<StepSummary> steps;                  // In their sequence.
+    std::vector<FieldSummary> fields;
 };
 
 /// Reads the database through: all coordinates, in blocks of about 3 MB, and all labels, some

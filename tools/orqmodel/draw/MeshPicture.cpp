@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <utility>
 
 #include "Console.h"
 #include "ORQBasFailure.h"
 #include "draw/Captions.h"
+#include "draw/Contours.h"
 #include "draw/RasterCanvas.h"
 #include "draw/SvgCanvas.h"
 #include "draw/VisibleSamples.h"
@@ -16,7 +18,8 @@
 namespace orqmodel {
 namespace {
 
-constexpr double kAxesRoom = 8;  // side of the square for the axes, by the size of the text
+constexpr double kFieldShade = 0.3;  // little, so that colours are those of the bar
+constexpr double kAxesRoom = 8;      // side of the square for the axes, by the size of the text
 
 std::string Counted(std::size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
@@ -44,10 +47,15 @@ MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
     if (!m_view) {
         m_view = View::BestFor(skin);
     }
-    for (std::size_t i = 0; i < groups.groups.size(); ++i) {
-        const Groups::Group& group = groups.groups[i];
-        m_legend.push_back(
-            {Printable(group.name), PaletteColour(static_cast<int>(i)), group.isNodes});
+    if (options.field) {
+        m_bands.emplace(options.field->values);
+        m_fieldName = Printable(options.field->name);
+    } else {
+        for (std::size_t i = 0; i < groups.groups.size(); ++i) {
+            const Groups::Group& group = groups.groups[i];
+            m_legend.push_back(
+                {Printable(group.name), PaletteColour(static_cast<int>(i)), group.isNodes});
+        }
     }
     m_title = Printable(model.Title().empty() ? name : model.Title());
     m_counts = fmt::format(
@@ -57,9 +65,11 @@ MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
         m_counts +=
             fmt::format(", {} of {}", blocks.size(), Counted(model.Blocks().size(), "block"));
     }
+    if (options.field) {
+        m_counts = fmt::format("{}, {}, view {}", m_fieldName, options.field->time, m_view->Name());
+    }
     PlanLayout();
     Project(skin, *m_view, m_frame);
-    ColourParts(groups);
 
     constexpr double kDenseEdges = 6;  // pixels from one to the next
     const EdgeKind edges = options.edges.value_or(
@@ -70,6 +80,12 @@ MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
         m_scene.edges = FindEdges(skin, groups.ofPart,
                                   edges == EdgeKind::Mesh ? EdgeKind::Mesh : EdgeKind::None);
     }
+    PlanDots();
+    if (options.field) {
+        ColourByValue(*options.field);
+    } else {
+        ColourByGroup(groups);
+    }
 }
 
 void MeshPicture::PlanLayout() {
@@ -79,25 +95,56 @@ void MeshPicture::PlanLayout() {
     if (!HasRoomForTexts(m_size)) {
         return;
     }
-    m_columnWidth =
-        std::clamp(LegendWidth(m_legend, m_textSize), kAxesRoom * m_textSize, 0.33 * m_size.width);
+    const double wanted = m_bands ? std::max(ColourBarWidth(*m_bands, m_textSize),
+                                             TextWidth(m_fieldName, m_textSize) + 1)
+                                  : LegendWidth(m_legend, m_textSize);
+    m_columnWidth = std::clamp(wanted, kAxesRoom * m_textSize, 0.33 * m_size.width);
     m_frame.low.y += 2 * kLineHeight * m_textSize;
     m_frame.high.x -= m_columnWidth + margin;
 }
 
-void MeshPicture::ColourParts(const Groups& groups) {
+Colour MeshPicture::Shaded(Colour colour, const Skin& skin, std::size_t part, double strength) {
     constexpr double kShades = 64;  // few, so that drawings have few styles
-    const Skin& skin = m_scene.skin;
-    std::size_t nDots = 0;
-    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+    const double brightness =
+        std::round(kShades * (1 + strength * (Brightness(skin, part) - 1))) / kShades;
+    return brightness <= 1 ? Mixed(kBlack, colour, brightness)
+                           : Mixed(colour, kWhite, brightness - 1);
+}
+
+void MeshPicture::ColourByGroup(const Groups& groups) {
+    for (std::size_t part = 0; part < m_scene.skin.NumParts(); ++part) {
         const int group = groups.ofPart[part];
         const Colour colour = group < 0 ? kPlain : m_legend[static_cast<std::size_t>(group)].colour;
-        const double brightness = std::round(kShades * Brightness(skin, part)) / kShades;
-        m_scene.colours.push_back(brightness <= 1 ? Mixed(kBlack, colour, brightness)
-                                                  : Mixed(colour, kWhite, brightness - 1));
-        nDots += skin.KindOf(part) == Skin::Kind::Dot ? 1 : 0;
+        m_scene.colours.push_back(Shaded(colour, m_scene.skin, part, 1));
     }
-    // Smaller where they are many.
+}
+
+void MeshPicture::ColourByValue(const FieldValues& field) {
+    Skin& skin = m_scene.skin;
+    if (!field.isNodal) {
+        for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+            const int element = skin.At(part).element;
+            const int band =
+                element < 0 ? -1 : m_bands->BandOf(field.values[static_cast<std::size_t>(element)]);
+            m_scene.colours.push_back(Shaded(m_bands->ColourOf(band), skin, part, kFieldShade));
+        }
+        return;
+    }
+    Contours contours = CutAtBands(skin, m_scene.edges, field.values, *m_bands);
+    for (std::size_t part = 0; part < contours.skin.NumParts(); ++part) {
+        m_scene.colours.push_back(Shaded(m_bands->ColourOf(contours.bands[part]), skin,
+                                         contours.origin[part], kFieldShade));
+    }
+    skin = std::move(contours.skin);
+    m_scene.edges = std::move(contours.edges);
+}
+
+/// Smaller where they are many.
+void MeshPicture::PlanDots() {
+    std::size_t nDots = 0;
+    for (std::size_t part = 0; part < m_scene.skin.NumParts(); ++part) {
+        nDots += m_scene.skin.KindOf(part) == Skin::Kind::Dot ? 1 : 0;
+    }
     const double room = (m_frame.high.x - m_frame.low.x) * (m_frame.high.y - m_frame.low.y);
     m_scene.dotRadius =
         std::clamp(0.25 * std::sqrt(room / static_cast<double>(nDots + 1)), 1.5, 4.0);
@@ -108,11 +155,15 @@ void MeshPicture::PaintTexts(Canvas& canvas) const {
         return;
     }
     PaintHeading(canvas, m_textSize, m_title, m_counts);
-    PaintLegend(
-        canvas, m_textSize,
-        {m_size.width - kPageMargin * m_textSize - m_columnWidth, (3.5 + kLineHeight) * m_textSize},
-        {m_size.width - kPageMargin * m_textSize, m_size.height - kAxesRoom * m_textSize},
-        m_legend);
+    const Spot upperLeft{m_size.width - kPageMargin * m_textSize - m_columnWidth,
+                         (3.5 + kLineHeight) * m_textSize};
+    const Spot lowerRight{m_size.width - kPageMargin * m_textSize,
+                          m_size.height - kAxesRoom * m_textSize};
+    if (m_bands) {
+        PaintColourBar(canvas, m_textSize, upperLeft, lowerRight, m_fieldName, *m_bands);
+    } else {
+        PaintLegend(canvas, m_textSize, upperLeft, lowerRight, m_legend);
+    }
     PaintAxes(canvas);
 }
 

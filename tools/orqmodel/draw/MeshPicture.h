@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "draw/Captions.h"
+#include "draw/ColourBands.h"
+#include "draw/FieldValues.h"
 #include "draw/Groups.h"
 #include "draw/Scene.h"
 #include "draw/View.h"
@@ -19,11 +21,14 @@ struct MeshPictureOptions {
     std::vector<std::string> blocks;  ///< that are drawn; all for none
     /// Which edges of elements are drawn; without an answer, all when they are not too dense.
     std::optional<EdgeKind> edges;
+    /// Colours by values instead of blocks or sets.
+    std::optional<FieldValues> field;
     PictureSize size{1200, 900};
 };
 
-/// A mesh as a picture: its skin, shaded and in the colours of blocks or sets, under a title,
-/// beside a legend and the directions of the axes. The same model and options give the same bytes.
+/// A mesh as a picture: its skin, shaded and in the colours of blocks, of sets or of a field's
+/// values, under a title, beside a legend and the directions of the axes. The same model and
+/// options give the same bytes.
 class MeshPicture {
   public:
     /// `name` is the model's where it has no title. Throws as SkinOf, View::FromText and Groups do.
@@ -38,7 +43,11 @@ class MeshPicture {
 
   private:
     void PlanLayout();
-    void ColourParts(const Groups& groups);
+    void ColourByGroup(const Groups& groups);
+    void ColourByValue(const FieldValues& field);
+    /// A colour in the light on a part of a skin, of which `strength`, from 0 to 1, is taken.
+    static Colour Shaded(Colour colour, const Skin& skin, std::size_t part, double strength);
+    void PlanDots();
     void PaintTexts(Canvas& canvas) const;
     void PaintAxes(Canvas& canvas) const;
 
@@ -51,6 +60,8 @@ class MeshPicture {
     std::string m_title;
     std::string m_counts;
     std::vector<LegendEntry> m_legend;
+    std::optional<ColourBands> m_bands;
+    std::string m_fieldName;
     Scene m_scene;
 };
 

@@ -162,9 +162,13 @@ void Skin::EndPart(const Part& part, Kind kind) {
     m_begin.push_back(m_nodes.size());
 }
 
+void Skin::Add(const Part& part, Kind kind, std::span<const int> nodes) {
+    m_nodes.insert(m_nodes.end(), nodes.begin(), nodes.end());
+    EndPart(part, kind);
+}
+
 void Skin::AddDot(const Part& part, int node) {
-    m_nodes.push_back(node);
-    EndPart(part, Kind::Dot);
+    Add(part, Kind::Dot, {&node, 1});
 }
 
 void Skin::AddLine(const Part& part, std::span<const int> nodes) {

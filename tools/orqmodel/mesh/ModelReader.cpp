@@ -73,6 +73,10 @@ ORQSimCSet ModelReader::Nodes() const {
     return ORQObjMesh(m_document.GetMesh()).GetNodeCollection().CSet();
 }
 
+ORQSimCSet ModelReader::Elements() const {
+    return ORQObjMesh(m_document.GetMesh()).GetElementCollection().CSet();
+}
+
 std::string ModelReader::Title() const {
     return Text(m_document.Focus().Name(ORQSimSchema::Document_title));
 }

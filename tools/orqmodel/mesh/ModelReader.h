@@ -67,6 +67,7 @@ class ModelReader {
     int NumNodes() const { return m_nNodes; }
     int NumElements() const { return m_nElements; }
     ORQSimCSet Nodes() const;
+    ORQSimCSet Elements() const;
     const std::vector<Block>& Blocks() const { return m_blocks; }
     const std::vector<Set>& NodeSets() const { return m_nodeSets; }
     const std::vector<Set>& ElementSets() const { return m_elementSets; }

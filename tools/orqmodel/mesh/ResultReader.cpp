@@ -92,6 +92,18 @@ ORQSimCSet ResultReader::MembersOf(const Field& field) const {
     return members;
 }
 
+int ResultReader::NumTimes(const Field& field) const {
+    int count = 0;
+    for (const ORQObjMeshedField& stored : field.ofStep) {
+        ORQSimCSet times;
+        for (const auto& drawer : ORQSimDistribution(stored.GetDistribution()).QueryDrawers()) {
+            times = times.Union(drawer.CSet(0));
+        }
+        count += times.Size();
+    }
+    return count;
+}
+
 std::int64_t ResultReader::Read(const Field& field, int frame, const ORQSimCSet& members,
                                 std::span<double> values) const {
     const Frame& at = m_frames[static_cast<std::size_t>(frame)];

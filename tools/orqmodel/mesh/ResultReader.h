@@ -42,6 +42,8 @@ class ResultReader {
 
     /// The members that have values at some time; empty for the whole model.
     ORQSimCSet MembersOf(const Field& field) const;
+    /// Times, of all steps, at which some member has values.
+    int NumTimes(const Field& field) const;
     /// Values [members][components] of a frame; not a number where there is none. Answers how many
     /// there are. The members take no part in a field of the whole model.
     std::int64_t Read(const Field& field, int frame, const ORQSimCSet& members,

@@ -1,0 +1,145 @@
+#include "draw/FieldValues.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+
+#include "NearNames.h"
+#include "ORQBasFailure.h"
+
+namespace orqmodel {
+namespace {
+
+using Field = ResultReader::Field;
+using Place = ResultArray::Place;
+
+// The codes of components, and the places of a symmetric tensor's in its invariants.
+constexpr int kVectorCodes[] = {0, 12, 20};
+constexpr int kTensorCodes[] = {1, 14, 23, 5, 10, 18};  // 11, 22, 33, 12, 13, 23
+
+[[noreturn]] void FailUsage(const std::string& text) {
+    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
+}
+
+/// What is made of the components of a member.
+struct Quantity {
+    std::string name;
+    std::function<double(std::span<const double>)> of;
+};
+
+bool AreAllIn(const Field& field, std::span<const int> codes) {
+    return std::ranges::all_of(field.components, [&](const ResultReader::Component& component) {
+        return std::ranges::find(codes, component.code) != codes.end();
+    });
+}
+
+double Magnitude(std::span<const double> components) {
+    double sum = 0;
+    for (const double component : components) {
+        sum += component * component;
+    }
+    return std::sqrt(sum);
+}
+
+/// The equivalent stress of von Mises from 11, 22, 33, 12, 13, 23.
+double VonMises(const std::array<double, 6>& s) {
+    const auto square = [](double value) { return value * value; };
+    return std::sqrt(0.5 * (square(s[0] - s[1]) + square(s[1] - s[2]) + square(s[2] - s[0])) +
+                     3 * (square(s[3]) + square(s[4]) + square(s[5])));
+}
+
+Quantity QuantityOf(const Field& field, const std::string& label) {
+    const auto component =
+        std::ranges::find(field.components, label, &ResultReader::Component::label);
+    if (component != field.components.end()) {
+        const auto place = static_cast<std::size_t>(component - field.components.begin());
+        return {label, [place](std::span<const double> values) { return values[place]; }};
+    }
+    if (field.components.size() == 1) {
+        return {field.name, [](std::span<const double> values) { return values[0]; }};
+    }
+    if (AreAllIn(field, kVectorCodes)) {
+        return {field.name + " magnitude", Magnitude};
+    }
+    if (AreAllIn(field, kTensorCodes)) {
+        std::vector<std::size_t> places;
+        for (const ResultReader::Component& each : field.components) {
+            places.push_back(static_cast<std::size_t>(std::ranges::find(kTensorCodes, each.code) -
+                                                      std::begin(kTensorCodes)));
+        }
+        return {field.name + " von Mises", [places](std::span<const double> values) {
+                    std::array<double, 6> tensor{};
+                    for (std::size_t i = 0; i < places.size(); ++i) {
+                        tensor.at(places[i]) = values[i];
+                    }
+                    return VonMises(tensor);
+                }};
+    }
+    std::string components;
+    for (const ResultReader::Component& each : field.components) {
+        components += (components.empty() ? "" : ", ") + each.label;
+    }
+    FailUsage(
+        fmt::format("--field {}: it has several components; name one of {}", label, components));
+}
+
+const Field& FindField(const ResultReader& results, const std::string& label) {
+    std::vector<std::string> known;
+    for (const Field& field : results.Fields()) {
+        const bool isIt =
+            field.name == label ||
+            std::ranges::count(field.components, label, &ResultReader::Component::label) != 0;
+        if (isIt && field.place == Place::Model) {
+            FailUsage(fmt::format(
+                "--field {}: is of the whole model; nothing can be coloured by it", label));
+        }
+        if (isIt) {
+            return field;
+        }
+        if (field.place != Place::Model) {
+            known.push_back(field.name);
+        }
+    }
+    FailUsage(
+        fmt::format("--field {}: the model has no such results{}", label, NearNames(label, known)));
+}
+
+}  // namespace
+
+FieldValues FieldValuesAt(const ModelReader& model, const ResultReader& results,
+                          const std::string& label, int number) {
+    const Field& field = FindField(results, label);
+    const Quantity quantity = QuantityOf(field, label);
+    const int nFrames = static_cast<int>(results.Frames().size());
+    if (number > nFrames) {
+        FailUsage(fmt::format("--step {}: the model has {} times", number, nFrames));
+    }
+    const bool isNodal = field.place == Place::Node;
+    const ORQSimCSet members = isNodal ? model.Nodes() : model.Elements();
+    const std::size_t nComponents = field.components.size();
+    std::vector<double> values(static_cast<std::size_t>(members.Size()) * nComponents);
+    int frame = number > 0 ? number - 1 : nFrames - 1;
+    while (frame >= 0 && results.Read(field, frame, members, values) == 0) {
+        frame = number > 0 ? -1 : frame - 1;
+    }
+    if (frame < 0) {
+        FailUsage(fmt::format("--field {}: it has no values{}", label,
+                              number > 0 ? fmt::format(" at step {}", number) : ""));
+    }
+    FieldValues shown{isNodal, {}, quantity.name, ""};
+    for (std::size_t i = 0; i < values.size(); i += nComponents) {
+        shown.values.push_back(quantity.of(std::span(values).subspan(i, nComponents)));
+    }
+    const ResultReader::Frame& at = results.Frames()[static_cast<std::size_t>(frame)];
+    shown.time = fmt::format("time {:.6g}, {} of {}", at.time, frame + 1, nFrames);
+    if (results.Steps().size() > 1) {
+        shown.time =
+            fmt::format("{}, {}", results.Steps()[static_cast<std::size_t>(at.step)], shown.time);
+    }
+    return shown;
+}
+
+}  // namespace orqmodel

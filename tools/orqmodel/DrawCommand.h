@@ -12,6 +12,7 @@ struct DrawOptions {
     std::string database;
     std::filesystem::path output;  // Its ending names the format: .png or .svg.
     std::string section;           // Drawn instead of the mesh; empty for none.
+    std::string material;          // As well.
     std::string view;              // As View::FromText takes it; empty for what suits the model.
     std::string colour_by;         // "block", "set", or empty: "set" when sets are named.
     std::vector<std::string> sets;
@@ -22,8 +23,8 @@ struct DrawOptions {
     bool json = false;
 };
 
-/// Draws the mesh of a model database, or one of its layered sections, to a file. On any failure
-/// the output's name is as it was before. Throws ExportError and ORQBasFailure.
+/// Draws the mesh of a model database, one of its layered sections or materials, to a file. On any
+/// failure the output's name is as it was before. Throws ExportError and ORQBasFailure.
 ExitStatus RunDraw(const DrawOptions& options, const Console& console);
 
 }  // namespace orqmodel

@@ -31,8 +31,9 @@ std::string Line(const LossEntry& entry) {
 
 }  // namespace
 
-void LossReport::Keep(std::string_view kind, std::string_view name, std::int64_t count) {
-    Add(Outcome::kKept, kind, name, count, "");
+void LossReport::Keep(std::string_view kind, std::string_view name, std::int64_t count,
+                      std::string_view oddity) {
+    Add(Outcome::kKept, kind, name, count, oddity);
 }
 
 void LossReport::Change(std::string_view kind, std::string_view name, std::int64_t count,

@@ -17,7 +17,7 @@ struct LossEntry {
     std::string kind;    // "nodes", "element block", ...
     std::string name;    // Empty for a group without a name.
     std::int64_t count;  // Members: nodes of a set, elements of a block, values of a group.
-    std::string reason;  // Empty when kept.
+    std::string reason;  // Of a kept object: what is odd about it, mostly empty.
 };
 
 /// The account that an import or export gives of every object it met.
@@ -27,7 +27,8 @@ struct LossEntry {
 /// the report can be printed and parsed.
 class LossReport {
   public:
-    void Keep(std::string_view kind, std::string_view name, std::int64_t count);
+    void Keep(std::string_view kind, std::string_view name, std::int64_t count,
+              std::string_view oddity = {});
     void Change(std::string_view kind, std::string_view name, std::int64_t count,
                 std::string_view reason);
     void Drop(std::string_view kind, std::string_view name, std::int64_t count,
@@ -47,7 +48,7 @@ class LossReport {
     void Print(std::ostream& out) const;
 
     /// {"kept": [...], "changed": [...], "dropped": [...]}, always with all three. An entry is
-    /// {"kind", "name", "count"}, and "reason" where it was changed or dropped.
+    /// {"kind", "name", "count"}, and "reason" where it was changed, dropped or is odd.
     nlohmann::json ToJson() const;
 
   private:

@@ -119,8 +119,26 @@ void WriteLayup(const Mesh& mesh, const std::filesystem::path& file) {
         R"({{
   "version": 1,
   "materials": [
-    {{"name": "UD tape", "constants": {{"E1": 1.35e11, "E2": 8.5e9, "nu12": 0.32, "G12": 4.8e9, "G13": 4.8e9, "G23": 3.1e9, "density": 1580}}}},
-    {{"name": "fabric", "constants": {{"E1": 6.2e10, "E2": 6.2e10, "nu12": 0.05, "G12": 4.2e9, "G13": 3.5e9, "G23": 3.5e9, "density": 1560}}}},
+    {{"name": "UD tape",
+     "constants": {{"E1": 1.35e11, "E2": 8.5e9, "nu12": 0.32, "G12": 4.8e9, "G13": 4.8e9, "G23": 3.1e9, "density": 1580}},
+     "units": {{"E1": "Pa", "E2": "Pa", "G12": "Pa", "G13": "Pa", "G23": "Pa", "density": "kg/m3",
+               "alpha1": "1/K", "alpha2": "1/K", "temperature": "deg C", "field_1": "% moisture"}},
+     "properties": [
+       {{"property": "elastic", "columns": ["temperature", "field_1", "E1", "E2", "G12"], "rows": [
+         [-55, 0, 1.36e11, 9.4e9, 5.4e9], [23, 0, 1.35e11, 8.5e9, 4.8e9],
+         [82, 0, 1.34e11, 7.9e9, 4.2e9], [121, 0, 1.32e11, 7.2e9, 3.5e9],
+         [-55, 1, 1.36e11, 9.3e9, 5.3e9], [23, 1, 1.35e11, 8.2e9, 4.5e9],
+         [82, 1, 1.33e11, 7.1e9, 3.4e9], [121, 1, 1.30e11, 5.6e9, 2.1e9]]}},
+       {{"property": "expansion", "columns": ["temperature", "alpha1", "alpha2"], "rows": [
+         [-55, -0.4e-6, 26e-6], [23, 0.1e-6, 28e-6], [121, 0.5e-6, 34e-6]]}}
+     ]}},
+    {{"name": "fabric",
+     "constants": {{"E1": 6.2e10, "E2": 6.2e10, "nu12": 0.05, "G12": 4.2e9, "G13": 3.5e9, "G23": 3.5e9, "density": 1560}},
+     "units": {{"temperature": "deg C", "Xt": "Pa", "Xc": "Pa"}},
+     "properties": [
+       {{"property": "strength", "columns": ["temperature", "Xt", "Xc"], "rows": [
+         [-55, 7.9e8, 7.6e8], [23, 8.2e8, 7.0e8], [82, 8.0e8, 5.8e8], [121, 7.7e8, 4.3e8]]}}
+     ]}},
     {{"name": "foam", "constants": {{"E1": 1.05e8, "E2": 1.05e8, "nu12": 0.32, "G12": 4.0e7, "G13": 4.0e7, "G23": 4.0e7, "density": 75}}}}
   ],
   "orientations": [

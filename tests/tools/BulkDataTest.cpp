@@ -329,7 +329,7 @@ TEST_F(Deck, LaminatesAreExpandedAndPliesRepeatTheOneBefore) {
     EXPECT_EQ(global.constants[0], -.05);
     EXPECT_TRUE(std::isnan(global.constants[1]));
     EXPECT_EQ(layup.plies[static_cast<std::size_t>(global.layers[1].ply)].number, 205);
-    EXPECT_EQ(layup.materials[1].constants[0], 7e10);
+    EXPECT_EQ(layup.materials[1].tables[0].values[0], 7e10);
 }
 
 TEST_F(Deck, MaterialDirectionsBecomeOrientationsAndAngles) {

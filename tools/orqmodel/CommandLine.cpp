@@ -17,6 +17,7 @@
 #include "InterruptGuard.h"
 #include "LayersCommand.h"
 #include "MapCommand.h"
+#include "MaterialsCommand.h"
 #include "ORQBasFailure.h"
 #include "VariablesCommand.h"
 #include "VerifyCommand.h"
@@ -41,6 +42,7 @@ class CommandLine {
         AddFind();
         AddMap();
         AddLayers();
+        AddMaterials();
         AddVariables();
     }
 
@@ -119,7 +121,7 @@ class CommandLine {
 
     void AddDraw() {
         CLI::App* command = app_.add_subcommand(
-            "draw", "Draw the mesh of a model, or a section, as a picture (PNG, SVG)");
+            "draw", "Draw the mesh of a model, a section or a material, as a picture (PNG, SVG)");
         command->add_option("DATABASE", draw_.database, "The model database")->required();
         command
             ->add_option("-o,--output", draw_.output,
@@ -140,6 +142,11 @@ class CommandLine {
         CLI::Option* section =
             command->add_option("--section", draw_.section,
                                 "Draw the layers of the section of that name instead of the mesh");
+        CLI::Option* material =
+            command
+                ->add_option("--material", draw_.material,
+                             "Draw the properties of the material of that name, over temperature")
+                ->excludes(section);
         command
             ->add_option("--colour-by,--color-by", draw_.colour_by,
                          "What has a colour of its own; block, unless there is --set")
@@ -161,8 +168,10 @@ class CommandLine {
                          "too dense")
             ->check(CLI::IsMember({"none", "feature", "mesh"}));
         for (const char* of_meshes :
-             {"--view", "--colour-by", "--set", "--block", "--edges", "--field"})
+             {"--view", "--colour-by", "--set", "--block", "--edges", "--field"}) {
             section->excludes(command->get_option(of_meshes));
+            material->excludes(command->get_option(of_meshes));
+        }
         for (const char* of_groups : {"--colour-by", "--set"})
             field->excludes(command->get_option(of_groups));
         command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
@@ -236,6 +245,15 @@ class CommandLine {
         OnParsed(command, layers_, RunLayers);
     }
 
+    void AddMaterials() {
+        CLI::App* command = app_.add_subcommand(
+            "materials", "Show the materials of a model, or the properties of one as tables");
+        command->add_option("DATABASE", materials_.database, "The model database")->required();
+        command->add_option("MATERIAL", materials_.material, "The name of the material");
+        AddJson(command, materials_.json);
+        OnParsed(command, materials_, RunMaterials);
+    }
+
     /// What is run when the subcommand was asked for.
     template <class Options>
     void OnParsed(CLI::App* command, const Options& options,
@@ -264,6 +282,7 @@ class CommandLine {
     FindOptions find_;
     MapOptions map_;
     LayersOptions layers_;
+    MaterialsOptions materials_;
     VariablesOptions variables_;
 };
 

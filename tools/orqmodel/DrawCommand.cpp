@@ -9,8 +9,10 @@
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
 #include "draw/LayupPicture.h"
+#include "draw/MaterialPicture.h"
 #include "draw/MeshPicture.h"
 #include "export/StagedFile.h"
+#include "mesh/MaterialReader.h"
 #include "mesh/ModelReader.h"
 #include "mesh/SectionReader.h"
 
@@ -102,6 +104,17 @@ nlohmann::json DrawSection(const ORQObjDocument& document, const DrawOptions& op
     return {{"section", section.name}, {"layers", layup.layers.size()}};
 }
 
+/// Draws a material; answers its name and how many graphs there are.
+nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+                            const std::filesystem::path& file) {
+    const MaterialReader materials(document);
+    const MaterialReader::Material& material = materials.Named(options.material);
+    const MaterialPicture picture(material, ReadMaterialTables(material.position),
+                                  SizeFrom(options.size));
+    Write(picture, file, is_svg);
+    return {{"material", material.name}, {"graphs", picture.NumGraphs()}};
+}
+
 }  // namespace
 
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
@@ -109,8 +122,10 @@ ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     StagedFile file(options.output, options.force);
     const ORQObjDocument document(
         ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
-    nlohmann::json contents =
-        (options.section.empty() ? DrawMesh : DrawSection)(document, options, is_svg, file.Path());
+    const auto draw = !options.section.empty()    ? DrawSection
+                      : !options.material.empty() ? DrawMaterial
+                                                  : DrawMesh;
+    nlohmann::json contents = draw(document, options, is_svg, file.Path());
     file.PutIntoPlace();
     const char* const format = is_svg ? "SVG" : "PNG";
     if (options.json) {

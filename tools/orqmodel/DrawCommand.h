@@ -14,6 +14,7 @@ struct DrawOptions {
     std::string field;             // Whose values colour the mesh; empty for none.
     int step = 0;                  // The time of the field, from 1; 0 for the last with values.
     std::string section;           // Drawn instead of the mesh; empty for none.
+    std::string material;          // As well.
     std::string view;              // As View::FromText takes it; empty for what suits the model.
     std::string colour_by;         // "block", "set", or empty: "set" when sets are named.
     std::vector<std::string> sets;
@@ -24,8 +25,8 @@ struct DrawOptions {
     bool json = false;
 };
 
-/// Draws the mesh of a model database, or one of its layered sections, to a file. On any failure
-/// the output's name is as it was before. Throws ExportError and ORQBasFailure.
+/// Draws the mesh of a model database, one of its layered sections or materials, to a file. On any
+/// failure the output's name is as it was before. Throws ExportError and ORQBasFailure.
 ExitStatus RunDraw(const DrawOptions& options, const Console& console);
 
 }  // namespace orqmodel

@@ -11,6 +11,7 @@
 #include "ModelSummary.h"
 #include "ORQSimDatabase.h"
 #include "ProgressBar.h"
+#include "TextTable.h"
 
 namespace orqmodel {
 namespace {
@@ -108,31 +109,6 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
               {"directory", use.directory}}}};
 }
 
-/// Rows of cells, printed in columns that are as wide as their widest cell.
-class TextTable {
-  public:
-    explicit TextTable(std::vector<std::string> headings) : rows_{std::move(headings)} {}
-    void Add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
-
-    void Print(std::ostream& out) const {
-        std::vector<std::size_t> widths(rows_.front().size(), 0);
-        for (const auto& row : rows_) {
-            for (std::size_t i = 0; i < row.size(); ++i)
-                widths[i] = std::max(widths[i], row[i].size());
-        }
-        for (const auto& row : rows_) {
-            std::string line;
-            for (std::size_t i = 0; i < row.size(); ++i)
-                line += fmt::format("  {:{}}", row[i], widths[i]);
-            line.erase(line.find_last_not_of(' ') + 1);
-            out << line << '\n';
-        }
-    }
-
-  private:
-    std::vector<std::vector<std::string>> rows_;
-};
-
 std::string Text(const std::optional<LabelRange>& range) {
     return range ? fmt::format("{} ({} to {})", range->count, range->lowest, range->highest)
                  : "none";
@@ -171,58 +147,62 @@ void PrintModel(const ModelSummary& summary, std::ostream& out) {
                          summary.box->lowest[axis], summary.box->highest[axis]));
 }
 
+using Rows = std::vector<std::vector<std::string>>;
+
+/// A list under its name and the number of its objects; the first row is the heading.
+void PrintList(const char* name, std::size_t count, const Rows& rows,
+               const std::vector<bool>& is_number, std::ostream& out) {
+    out << '\n' << name << ": " << count << '\n';
+    if (count > 0)
+        PrintTable(rows, is_number, out);
+}
+
 void PrintContents(const ModelSummary& summary, std::ostream& out) {
-    TextTable instances({"instance", "node labels", "element labels"});
+    Rows instances = {{"instance", "node labels", "element labels"}};
     for (const InstanceSummary& instance : summary.instances)
-        instances.Add({Printable(instance.name), Text(instance.nodes), Text(instance.elements)});
-    out << "\ninstances: " << summary.instances.size() << '\n';
-    if (!summary.instances.empty())
-        instances.Print(out);
+        instances.push_back(
+            {Printable(instance.name), Text(instance.nodes), Text(instance.elements)});
+    PrintList("instances", summary.instances.size(), instances, {false, false, false}, out);
 
-    TextTable collections({"link", "type", "members"});
+    Rows collections = {{"link", "type", "members"}};
     for (const CollectionSummary& collection : summary.collections)
-        collections.Add({collection.link, collection.type, fmt::to_string(collection.space)});
-    out << "\ncollections: " << summary.collections.size() << '\n';
-    if (!summary.collections.empty())
-        collections.Print(out);
+        collections.push_back({collection.link, collection.type, fmt::to_string(collection.space)});
+    PrintList("collections", summary.collections.size(), collections, {false, false, true}, out);
 
-    TextTable distributions({"link", "values", "drawer", "members", "chunks", "grows along"});
+    Rows distributions = {{"link", "values", "drawer", "members", "chunks", "grows along"}};
     for (const DistributionSummary& distribution : summary.distributions) {
         if (distribution.drawers.empty())
-            distributions.Add({distribution.link, distribution.scalar, "no data", "", "", ""});
+            distributions.push_back(
+                {distribution.link, distribution.scalar, "no data", "", "", ""});
         for (const DrawerSummary& drawer : distribution.drawers) {
             const auto dimension = static_cast<std::size_t>(drawer.extendable_dimension);
-            distributions.Add(
+            distributions.push_back(
                 {distribution.link, distribution.scalar, drawer.layout, Sizes(drawer.sizes),
                  Sizes(drawer.chunk_sizes),
                  dimension < distribution.grid.size() ? distribution.grid[dimension] : "-"});
         }
     }
-    out << "\ndistributions: " << summary.distributions.size() << '\n';
-    if (!summary.distributions.empty())
-        distributions.Print(out);
+    PrintList("distributions", summary.distributions.size(), distributions,
+              {false, false, false, false, false, false}, out);
 }
 
 void PrintResults(const ModelSummary& summary, std::ostream& out) {
-    TextTable steps({"step", "times", "from", "to"});
+    Rows steps = {{"step", "times", "from", "to"}};
     for (const StepSummary& step : summary.steps)
-        steps.Add({Printable(step.name), fmt::to_string(step.times),
-                   step.times == 0 ? "-" : fmt::format("{:g}", step.first),
-                   step.times == 0 ? "-" : fmt::format("{:g}", step.last)});
-    out << "\nsteps: " << summary.steps.size() << '\n';
-    if (!summary.steps.empty())
-        steps.Print(out);
+        steps.push_back({Printable(step.name), fmt::to_string(step.times),
+                         step.times == 0 ? "-" : fmt::format("{:g}", step.first),
+                         step.times == 0 ? "-" : fmt::format("{:g}", step.last)});
+    PrintList("steps", summary.steps.size(), steps, {false, true, true, true}, out);
 
-    TextTable fields({"field", "of", "members", "times", "type", "components"});
+    Rows fields = {{"field", "of", "members", "times", "type", "components"}};
     for (const FieldSummary& field : summary.fields)
-        fields.Add({Printable(field.name), field.place,
-                    field.place == "model" ? "-" : fmt::to_string(field.members),
-                    fmt::to_string(field.times),
-                    field.identifier.empty() ? "-" : Printable(field.identifier),
-                    Printable(fmt::format("{}", fmt::join(field.components, " ")))});
-    out << "\nfields: " << summary.fields.size() << '\n';
-    if (!summary.fields.empty())
-        fields.Print(out);
+        fields.push_back({Printable(field.name), field.place,
+                          field.place == "model" ? "-" : fmt::to_string(field.members),
+                          fmt::to_string(field.times),
+                          field.identifier.empty() ? "-" : Printable(field.identifier),
+                          Printable(fmt::format("{}", fmt::join(field.components, " ")))});
+    PrintList("fields", summary.fields.size(), fields, {false, false, true, true, false, false},
+              out);
 }
 
 }  // namespace

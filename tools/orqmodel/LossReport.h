@@ -17,7 +17,7 @@ struct LossEntry {
     std::string kind;    // "nodes", "element block", ...
     std::string name;    // Empty for a group without a name.
     std::int64_t count;  // Members: nodes of a set, elements of a block, values of a group.
-    std::string reason;  // Empty when kept.
+    std::string reason;  // Of a kept object: what is odd about it, mostly empty.
 };
 
 /// The account that an import or export gives of every object it met.
@@ -50,8 +50,7 @@ class LossReport {
     void Print(std::ostream& out) const;
 
     /// {"kept": [...], "noted": [...], "changed": [...], "dropped": [...]}, always with all four.
-    /// An entry is
-    /// {"kind", "name", "count"}, and "reason" where it was not just kept.
+    /// An entry is {"kind", "name", "count"}, and "reason" where it was not just kept.
     nlohmann::json ToJson() const;
 
   private:

@@ -19,9 +19,21 @@ namespace {
 // One for each dimension.
 using Sets = std::vector<ORQSimCSet>;
 
+// The values of one drawer at a time, in memory that grows to the largest.
 struct Block {
     ORQSrvOwnedArray<std::byte> buffer;
-    std::int64_t bufferSize;
+    std::int64_t bufferSize = 0;
+    std::int64_t allocatedSize = 0;
+
+    void Resize(std::int64_t size) {
+        bufferSize = size;
+        if (size <= allocatedSize) {
+            return;
+        }
+        buffer.reset();
+        buffer = ORQSrvAllocateArray<std::byte>(size);
+        allocatedSize = size;
+    }
 };
 
 // The domain of one dimension; null when nothing restricts it.
@@ -95,18 +107,16 @@ void SetDims(ORQSimTransfer& transfer, const Sets& sets) {
     transfer.CheckView();
 }
 
-Block Read(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer, const Sets& sets) {
+void Read(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer, const Sets& sets,
+          Block& block) {
     const int readDistDims = distribution.NumDimensions();
     ORQSimTransfer readTrans(distribution);
     readTrans.SetRead().SetBufferPadding(true).SetDrawer(drawer);
     SetDims(readTrans, sets);
-    Block block;
-    block.bufferSize = readTrans.RequiredBufferSize(ORQSimbufMain);
-    block.buffer = ORQSrvAllocateArray<std::byte>(block.bufferSize);
+    block.Resize(readTrans.RequiredBufferSize(ORQSimbufMain));
     readTrans.SetBuffer(ORQSimbufMain, block.buffer.get(), block.bufferSize);
     const int dim = readTrans.ExecRead().NumDimensions();
     ORQSrvAssertReported(dim == readDistDims, "dim == readDistDims");
-    return block;
 }
 
 // Where a block goes: into a drawer that grows, where the source's does, or into a new one.
@@ -164,6 +174,7 @@ void ORQSrvCopyDistribution(const ORQSimDistributionID& source, const ORQSimDist
         pairings.emplace_back(readDist.Grid().Collection(i), Domain(sourceDomains, i),
                               writeDist.Grid().Collection(i), Domain(targetDomains, i));
     }
+    Block block;
     ORQSimTransaction transaction(target.ContextID());
     for (const ORQSimPersistentDrawerDesc& drawer : readDist.QueryDrawers()) {
         Sets sourceSets;
@@ -181,7 +192,7 @@ void ORQSrvCopyDistribution(const ORQSimDistributionID& source, const ORQSimDist
             domains.Get(i) = set.ID().IsNull() ? set.RegisterWithTempCollection() : set.ID();
             targetSets.emplace_back(pairings[place].TargetOf(set).RegisterWithCollection());
         }
-        const Block block = Read(readDist, drawer.DrawerID(), sourceSets);
+        Read(readDist, drawer.DrawerID(), sourceSets, block);
         transform.Update(block.buffer.get(), domains);
         ORQSimTransfer writeTrans(writeDist);
         ChooseDrawer(writeTrans, writeDist, drawer);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -20,19 +21,20 @@ struct Shape {
     std::size_t components;
 };
 
-constexpr std::size_t kSums = 4;
+constexpr std::size_t kGroup = 4;
 
-// The matrix as it is read: for each group of kSums output points, input point by input point; then
-// the remaining output points. Each entry stands once for each lane.
+// The matrix as it is read: for each group of kGroup output points, input point by input point;
+// then the remaining output points. Each entry stands once for each lane.
 template <class T>
 std::vector<T> Spread(const Shape& shape, const float* matrix, std::size_t lanes) {
     const std::size_t points = shape.inputPoints;
-    const std::size_t grouped = shape.outputPoints / kSums * kSums;
+    const std::size_t grouped = shape.outputPoints / kGroup * kGroup;
     std::vector<T> spread(shape.outputPoints * points * lanes);
     for (std::size_t j = 0; j < shape.outputPoints; ++j) {
         for (std::size_t i = 0; i < points; ++i) {
-            const std::size_t place =
-                j < grouped ? j / kSums * kSums * points + i * kSums + j % kSums : j * points + i;
+            const std::size_t place = j < grouped
+                                          ? j / kGroup * kGroup * points + i * kGroup + j % kGroup
+                                          : j * points + i;
             std::fill_n(spread.data() + place * lanes, lanes,
                         static_cast<T>(matrix[j * points + i]));
         }
@@ -40,67 +42,137 @@ std::vector<T> Spread(const Shape& shape, const float* matrix, std::size_t lanes
     return spread;
 }
 
-// The outputs of one item at all output points, for the components that a Value holds. Sums stay in
-// registers; four run at a time, since each must wait for its own last addition.
+// Components of one item that are computed together: those of one register, or of two.
+template <class Register, class T>
+struct One {
+    using Value = Register;
+    Register first;
+
+    [[gnu::always_inline]] void Load(const T* from, std::size_t) {
+        std::memcpy(&first, from, sizeof first);
+    }
+    [[gnu::always_inline]] void Store(T* to, std::size_t) const {
+        std::memcpy(to, &first, sizeof first);
+    }
+    [[gnu::always_inline]] void Add(const Register& factor, const One& value) {
+        first += factor * value.first;
+    }
+};
+template <class Register, class T>
+struct Two {
+    using Value = Register;
+    Register first;
+    Register second;
+
+    // The second register lies `apart` behind the first.
+    [[gnu::always_inline]] void Load(const T* from, std::size_t apart) {
+        std::memcpy(&first, from, sizeof first);
+        std::memcpy(&second, from + apart, sizeof second);
+    }
+    [[gnu::always_inline]] void Store(T* to, std::size_t apart) const {
+        std::memcpy(to, &first, sizeof first);
+        std::memcpy(to + apart, &second, sizeof second);
+    }
+    [[gnu::always_inline]] void Add(const Register& factor, const Two& value) {
+        first += factor * value.first;
+        second += factor * value.second;
+    }
+};
+
+// GCC would load a factor anew for each product; loads are what the loops wait for.
 template <class Value, class T>
-[[gnu::always_inline]] inline void ExtrapolateItem(const Shape& shape, const T* input, T* output,
-                                                   const T* matrix) {
+[[gnu::always_inline]] inline void LoadFactor(Value& factor, const T* from) {
+    std::memcpy(&factor, from, sizeof factor);
+#if defined(__x86_64__) && !defined(__clang__)
+    asm("" : "+x"(factor));
+#endif
+}
+
+// Asks for the memory a few items ahead, which may lie behind the end, before it is waited for.
+template <class T, int kIsWritten>
+[[gnu::always_inline]] inline void Prefetch(const T* items, std::size_t length) {
+    constexpr std::size_t kAhead = 2048;  // bytes
+    constexpr std::size_t kLine = 64;
+    const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(items) + kAhead;
+    for (std::size_t at = 0; at < length * sizeof(T); at += kLine) {
+        __builtin_prefetch(reinterpret_cast<const void*>(begin + at), kIsWritten);
+    }
+}
+
+// The outputs of one item at all output points, for the components that Values hold. Sums stay in
+// registers; four run at a time, since each must wait for its own last addition.
+template <class Values, class T>
+[[gnu::always_inline]] inline void ExtrapolateItem(const Shape& shape, std::size_t apart,
+                                                   const T* input, T* output, const T* matrix) {
+    using Value = typename Values::Value;
     constexpr std::size_t kLanes = sizeof(Value) / sizeof(T);
     const std::size_t step = shape.components;
-    Value value, factor0, factor1, factor2, factor3;
+    Values value;
+    Value factor0, factor1, factor2, factor3;
     std::size_t j = 0;
-    for (; j + kSums <= shape.outputPoints; j += kSums) {
-        Value sum0{}, sum1{}, sum2{}, sum3{};
+    for (; j + kGroup <= shape.outputPoints; j += kGroup) {
+        Values sum0{}, sum1{}, sum2{}, sum3{};
         for (std::size_t i = 0; i < shape.inputPoints; ++i) {
-            std::memcpy(&value, input + i * step, sizeof value);
-            std::memcpy(&factor0, matrix, sizeof value);
-            std::memcpy(&factor1, matrix + kLanes, sizeof value);
-            std::memcpy(&factor2, matrix + 2 * kLanes, sizeof value);
-            std::memcpy(&factor3, matrix + 3 * kLanes, sizeof value);
-            sum0 += factor0 * value;
-            sum1 += factor1 * value;
-            sum2 += factor2 * value;
-            sum3 += factor3 * value;
-            matrix += kSums * kLanes;
+            value.Load(input + i * step, apart);
+            LoadFactor(factor0, matrix);
+            LoadFactor(factor1, matrix + kLanes);
+            LoadFactor(factor2, matrix + 2 * kLanes);
+            LoadFactor(factor3, matrix + 3 * kLanes);
+            sum0.Add(factor0, value);
+            sum1.Add(factor1, value);
+            sum2.Add(factor2, value);
+            sum3.Add(factor3, value);
+            matrix += kGroup * kLanes;
         }
         T* const to = output + j * step;
-        std::memcpy(to, &sum0, sizeof value);
-        std::memcpy(to + step, &sum1, sizeof value);
-        std::memcpy(to + 2 * step, &sum2, sizeof value);
-        std::memcpy(to + 3 * step, &sum3, sizeof value);
+        sum0.Store(to, apart);
+        sum1.Store(to + step, apart);
+        sum2.Store(to + 2 * step, apart);
+        sum3.Store(to + 3 * step, apart);
     }
     for (; j < shape.outputPoints; ++j) {
-        Value sum{};
+        Values sum{};
         for (std::size_t i = 0; i < shape.inputPoints; ++i) {
-            std::memcpy(&value, input + i * step, sizeof value);
-            std::memcpy(&factor0, matrix, sizeof value);
-            sum += factor0 * value;
+            value.Load(input + i * step, apart);
+            LoadFactor(factor0, matrix);
+            sum.Add(factor0, value);
             matrix += kLanes;
         }
-        std::memcpy(output + j * step, &sum, sizeof value);
+        sum.Store(output + j * step, apart);
     }
 }
 
 template <class Value, class T>
-[[gnu::always_inline]] inline void ExtrapolateItems(const Shape& shape, int items, const T* input,
-                                                    T* output, const float* matrix) {
+[[gnu::always_inline]] inline void ExtrapolateItems(const Shape& shape, std::size_t items,
+                                                    const T* input, T* output,
+                                                    const float* matrix) {
     constexpr std::size_t kLanes = sizeof(Value) / sizeof(T);
     const std::vector<T> spread = Spread<T>(shape, matrix, kLanes);
-    for (int k = 0; k < items; ++k) {
-        for (std::size_t m = 0; m < shape.components; m += kLanes) {
-            // The last components may be computed twice, with the same result.
-            const std::size_t at = std::min(m, shape.components - kLanes);
-            ExtrapolateItem<Value>(shape, input + at, output + at, spread.data());
+    const std::size_t inputLength = shape.inputPoints * shape.components;
+    const std::size_t outputLength = shape.outputPoints * shape.components;
+    // The last components may be computed twice, with the same result.
+    const std::size_t last = shape.components - kLanes;
+    for (std::size_t k = 0; k < items; ++k) {
+        Prefetch<T, 0>(input, inputLength);
+        Prefetch<T, 1>(output, outputLength);
+        std::size_t m = 0;
+        for (; m + kLanes < shape.components; m += 2 * kLanes) {
+            ExtrapolateItem<Two<Value, T>>(shape, std::min(kLanes, last - m), input + m, output + m,
+                                           spread.data());
         }
-        input += shape.inputPoints * shape.components;
-        output += shape.outputPoints * shape.components;
+        if (m < shape.components) {
+            const std::size_t at = std::min(m, last);
+            ExtrapolateItem<One<Value, T>>(shape, 0, input + at, output + at, spread.data());
+        }
+        input += inputLength;
+        output += outputLength;
     }
 }
 
 template <class T>
-[[gnu::always_inline]] inline void ExtrapolateByLanes(const Shape& shape, int items, const T* input,
-                                                      T* output, const float* matrix,
-                                                      bool mayBeWide) {
+[[gnu::always_inline]] inline void ExtrapolateByLanes(const Shape& shape, std::size_t items,
+                                                      const T* input, T* output,
+                                                      const float* matrix, bool mayBeWide) {
     if (mayBeWide && shape.components >= Lanes<T, 32>::kCount) {
         ExtrapolateItems<typename Lanes<T, 32>::Type>(shape, items, input, output, matrix);
     } else if (shape.components >= Lanes<T, 16>::kCount) {
@@ -113,7 +185,7 @@ template <class T>
 // The same operations in the instructions of machines that have registers of twice the size.
 #if defined(__x86_64__)
 template <class T>
-[[gnu::target("avx")]] void ExtrapolateWide(const Shape& shape, int items, const T* input,
+[[gnu::target("avx")]] void ExtrapolateWide(const Shape& shape, std::size_t items, const T* input,
                                             T* output, const float* matrix) {
     ExtrapolateByLanes(shape, items, input, output, matrix, true);
 }
@@ -122,7 +194,7 @@ bool HasWideRegisters() {
 }
 #else
 template <class T>
-void ExtrapolateWide(const Shape&, int, const T*, T*, const float*) {}
+void ExtrapolateWide(const Shape&, std::size_t, const T*, T*, const float*) {}
 constexpr bool HasWideRegisters() {
     return false;
 }
@@ -136,10 +208,11 @@ void Extrapolate(int inputPoints, int outputPoints, int components, int items, c
     }
     const Shape shape{static_cast<std::size_t>(std::max(inputPoints, 0)),
                       static_cast<std::size_t>(outputPoints), static_cast<std::size_t>(components)};
+    const auto count = static_cast<std::size_t>(items);
     if (HasWideRegisters()) {
-        ExtrapolateWide(shape, items, input, output, matrix);
+        ExtrapolateWide(shape, count, input, output, matrix);
     } else {
-        ExtrapolateByLanes(shape, items, input, output, matrix, false);
+        ExtrapolateByLanes(shape, count, input, output, matrix, false);
     }
 }
 

@@ -29,8 +29,11 @@ ORQObjSectionBuilder::ORQObjSectionBuilder(const ORQObjDocument& document)
     NeedCollection(m_model, Model_plyCollection, PlyCollection);
     NeedCollection(m_model, Model_sections, SectionCollection);
     NeedCollection(m_model, Model_sectionLayers, SectionLayerCollection);
-    NeedCollection(document.Focus().GetPosition(Focus_libraries), Libraries_sectionLayers,
-                   SectionLayerCollection);
+    const ORQSimPosition libraries = document.Focus().GetPosition(Focus_libraries);
+    NeedCollection(libraries, Libraries_sectionLayers, SectionLayerCollection);
+    NeedCollection(libraries, Libraries_materialRows, MaterialRowCollection);
+    NeedCollection(libraries, Libraries_materialComponents, MaterialComponentCollection);
+    NeedCollection(libraries, Libraries_materialFieldVariables, MaterialFieldVariableCollection);
     for (const char* name : {"STH", "ANGLE"}) {
         NeedUserFieldType(m_model, name);
     }

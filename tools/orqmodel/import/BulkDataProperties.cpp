@@ -13,9 +13,6 @@ namespace {
 
 constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
 
-/// Materials of which no more than the name is kept.
-constexpr std::array<std::string_view, 5> kNamedMaterials = {"MATG", "MATHE", "MATHP", "MATORT",
-                                                             "MATVE"};
 /// Properties of which a field names a material.
 constexpr std::array<std::string_view, 7> kOfOneMaterial = {"PBAR", "PBARL",  "PBEAM", "PBEAML",
                                                             "PROD", "PSOLID", "PTUBE"};
@@ -27,76 +24,6 @@ std::string BulkProperty::Name() const {
 }
 
 bool BulkDataProperties::Add(const BulkCard& card) {
-    return (card.Name().starts_with('P') && AddProperty(card)) ||
-           (card.Name().starts_with("MAT") && AddMaterial(card));
-}
-
-// --- Materials -----------------------------------------------------------------------------------
-
-bool BulkDataProperties::AddMaterial(const BulkCard& card) {
-    const std::string kind(card.Name());
-    const BulkMaterialCard* const known = FindBulkMaterialCard(kind);
-    if (known == nullptr && std::ranges::find(kNamedMaterials, kind) == kNamedMaterials.end()) {
-        return false;
-    }
-    const auto number = card.NeededLabel(1);
-    if (!number) {
-        return true;
-    }
-    const auto [at, isNew] = m_placesOfMaterials.try_emplace(
-        *number, std::pair{static_cast<int>(m_materials.size()), card.Place()});
-    if (!isNew) {
-        card.Complain(1, fmt::format("material {} is given before, in {}", *number,
-                                     m_problems.NameOf(at->second.second)));
-        return true;
-    }
-    Layup::Material material{fmt::format("{} {}", kind, *number), *number};
-    if (known == nullptr) {
-        m_losses.Change("material", material.name, 1, "its constants are not kept");
-    } else {
-        material.kind = kind;
-        for (int field = 2; field < 2 + known->nConstants; ++field) {
-            material.constants.push_back(card.RealOr(field, kBlank));
-        }
-        if (card.NumFields() > 1 + known->nConstants) {
-            m_losses.Change("material", material.name, 1,
-                            fmt::format("what stands behind its first {} constants is not kept",
-                                        known->nConstants));
-        }
-    }
-    m_materials.push_back(std::move(material));
-    return true;
-}
-
-int BulkDataProperties::ReadMaterial(const BulkCard& card, int field) {
-    const auto number = card.Int(field);
-    if (!number || *number == 0) {
-        return 0;
-    }
-    m_references.push_back(
-        {card.Place(), std::string(card.Name()), card.Int(1).value_or(0), field, *number});
-    return *number;
-}
-
-void BulkDataProperties::CheckMaterials() const {
-    for (const Reference& reference : m_references) {
-        if (!m_placesOfMaterials.contains(reference.material)) {
-            m_problems.Add(
-                reference.place,
-                fmt::format("{} {}: {}: material {} is missing", reference.card, reference.number,
-                            BulkFieldName(reference.field), reference.material));
-        }
-    }
-}
-
-int BulkDataProperties::PlaceOfMaterial(int number) const {
-    const auto found = m_placesOfMaterials.find(number);
-    return found == m_placesOfMaterials.end() ? Layup::kNone : found->second.first;
-}
-
-// --- Properties ----------------------------------------------------------------------------------
-
-bool BulkDataProperties::AddProperty(const BulkCard& card) {
     const std::string_view family = BulkPropertyFamily(card.Name());
     if (family.empty()) {
         return false;
@@ -113,7 +40,7 @@ bool BulkDataProperties::AddProperty(const BulkCard& card) {
     } else {
         property.definition = TextOf(card);
         if (std::ranges::find(kOfOneMaterial, property.card) != kOfOneMaterial.end()) {
-            property.material = ReadMaterial(card, 2);
+            property.material = m_materials.Refer(card, 2);
         }
     }
     const auto [at, isNew] = m_properties.try_emplace({family, *number}, std::move(property));
@@ -129,13 +56,13 @@ void BulkDataProperties::ReadPlate(const BulkCard& card, BulkProperty& property)
     if (thickness && *thickness <= 0) {
         card.Complain(3, fmt::format("the thickness {} is not above 0", *thickness));
     }
-    property.plies.push_back({ReadMaterial(card, 2), thickness, 0, 0});
+    property.plies.push_back({m_materials.Refer(card, 2), thickness, 0, 0});
     for (int i = 0; i < kNumShellConstants; ++i) {
         property.constants.push_back(card.RealOr(kFirstShellConstant + i, kBlank));
     }
     for (const int field : kOtherMaterialFields) {
         if (card.IsInt(field) && *card.Int(field) != -1) {  // -1: plane strain
-            ReadMaterial(card, field);
+            m_materials.Refer(card, field);
         }
     }
 }
@@ -165,7 +92,7 @@ void BulkDataProperties::ReadPlies(const BulkCard& card, BulkProperty& property)
             card.IsBlank(field + 3)) {
             continue;
         }
-        BulkProperty::Ply ply{ReadMaterial(card, field), card.Real(field + 1),
+        BulkProperty::Ply ply{m_materials.Refer(card, field), card.Real(field + 1),
                               card.RealOr(field + 2, 0),
                               isGlobal ? card.NeededLabel(first).value_or(0) : 0};
         const bool hasPreceding = !property.plies.empty();

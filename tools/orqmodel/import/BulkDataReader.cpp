@@ -9,6 +9,7 @@
 
 #include "import/BulkDataCoordinates.h"
 #include "import/BulkDataDeck.h"
+#include "import/BulkDataMaterials.h"
 #include "import/BulkDataProperties.h"
 #include "import/ImportError.h"
 
@@ -16,15 +17,16 @@ namespace orqmodel {
 
 BulkDataReader::BulkDataReader(const std::filesystem::path& file) {
     BulkDataCoordinates coordinates(m_problems);
-    BulkDataProperties properties(m_problems, m_losses);
+    BulkDataMaterials materials(m_problems, m_losses);
+    BulkDataProperties properties(materials, m_problems, m_losses);
     BulkDataSets sets(m_problems, m_losses);
     std::map<std::string, std::int64_t, std::less<>> others;
     {
         BulkDataDeck deck(file, m_problems);
         BulkCard card;
         while (deck.Next(card)) {
-            if (!m_nodes.Add(card) && !m_elements.Add(card) && !properties.Add(card) &&
-                !sets.Add(card) && !coordinates.Add(card)) {
+            if (!m_nodes.Add(card) && !m_elements.Add(card) && !materials.Add(card) &&
+                !properties.Add(card) && !sets.Add(card) && !coordinates.Add(card)) {
                 ++others[std::string(card.Name())];
             }
         }
@@ -42,14 +44,14 @@ BulkDataReader::BulkDataReader(const std::filesystem::path& file) {
     }
     m_nodes.Resolve(coordinates, m_losses);
     m_elements.Resolve(m_nodes, properties);
-    properties.CheckMaterials();
+    materials.Resolve();
     std::set<const BulkProperty*> used;
     for (const BulkDataElements::Block& block : m_elements.Blocks()) {
         used.insert(block.property);
     }
     properties.ReportLosses(used);
     sets.Resolve(m_nodes, m_elements);
-    BulkDataSections sections(properties, m_elements, coordinates, m_losses);
+    BulkDataSections sections(materials, properties, m_elements, coordinates, m_losses);
     m_problems.Check();
     if (NumNodes() == 0) {
         throw ImportError(file, "bulk data", "the deck has no GRID card");

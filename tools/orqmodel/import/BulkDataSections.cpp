@@ -16,11 +16,12 @@ bool AllEqual(const std::vector<double>& values) {
 
 }  // namespace
 
-BulkDataSections::BulkDataSections(const BulkDataProperties& properties,
+BulkDataSections::BulkDataSections(const BulkDataMaterials& materials,
+                                   const BulkDataProperties& properties,
                                    const BulkDataElements& elements,
                                    BulkDataCoordinates& coordinates, LossReport& losses)
-    : m_properties(properties), m_elements(elements), m_coordinates(coordinates), m_losses(losses) {
-    m_layup.materials = properties.Materials();
+    : m_materials(materials), m_elements(elements), m_coordinates(coordinates), m_losses(losses) {
+    m_layup.materials = materials.Materials();
     AddOrientations();
     int first = 0;
     for (const BulkDataElements::Block& block : elements.Blocks()) {
@@ -137,7 +138,7 @@ void BulkDataSections::AddSection(const BulkProperty& property, const std::strin
 Layup::Layer BulkDataSections::LayerOf(const BulkProperty::Ply& ply, int direction,
                                        const std::vector<Region>& regions) {
     Layup::Layer layer;
-    layer.material = m_properties.PlaceOfMaterial(ply.material);
+    layer.material = m_materials.PlaceOf(ply.material);
     layer.ply = PlaceOfPly(ply.globalNumber);
     layer.thickness = ply.thickness;
     if (direction == 0 && !m_placesOfOrientations.contains(0)) {

@@ -28,8 +28,9 @@ class BulkDataSections {
         std::vector<int> elements;  ///< ordinals
     };
 
-    BulkDataSections(const BulkDataProperties& properties, const BulkDataElements& elements,
-                     BulkDataCoordinates& coordinates, LossReport& losses);
+    BulkDataSections(const BulkDataMaterials& materials, const BulkDataProperties& properties,
+                     const BulkDataElements& elements, BulkDataCoordinates& coordinates,
+                     LossReport& losses);
 
     Layup TakeLayup() { return std::move(m_layup); }
     std::vector<DirectionSet> TakeSets() { return std::move(m_sets); }
@@ -52,7 +53,7 @@ class BulkDataSections {
                          const std::vector<Region>& regions);
     int PlaceOfPly(int globalNumber);
 
-    const BulkDataProperties& m_properties;
+    const BulkDataMaterials& m_materials;
     const BulkDataElements& m_elements;
     BulkDataCoordinates& m_coordinates;
     LossReport& m_losses;

@@ -9,12 +9,14 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "NearNames.h"
 #include "import/ImportError.h"
+#include "mesh/BulkDataCards.h"
 #include "mesh/Point.h"
 
 namespace orqmodel {
@@ -26,17 +28,24 @@ using Pointer = json::json_pointer;
 constexpr std::size_t kMostErrors = 20;
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
-/// The constants of a material in the order in which they are kept, which is that of the fields of
-/// the orthotropic card of bulk data; the card has one more.
+/// The card of bulk data whose properties and components a material may have.
 constexpr const char* kMaterialKind = "MAT8";
-constexpr std::size_t kNumMaterialConstants = 18;
-constexpr std::array kMaterialConstants = {
-    "E1",          "E2", "nu12", "G12", "G13", "G23", "density", "alpha1", "alpha2",
-    "temperature", "Xt", "Xc",   "Yt",  "Yc",  "S",   "damping", "F12"};
+constexpr const char* kTemperature = "temperature";
+constexpr std::string_view kFieldPrefix = "field_";
+
+/// Of the column of a field variable: "field_1", "field_2", ...
+bool IsFieldVariable(std::string_view name) {
+    if (!name.starts_with(kFieldPrefix)) {
+        return false;
+    }
+    name.remove_prefix(kFieldPrefix.size());
+    return !name.empty() && name.size() <= 6 && name.front() != '0' &&
+           name.find_first_not_of("0123456789") == std::string_view::npos;
+}
 
 /// A member that an object may have.
 struct Key {
-    const char* name;
+    std::string name;
     bool isNeeded = false;
 };
 
@@ -137,7 +146,7 @@ class Resolver {
         }
         std::vector<std::string> names;
         for (const Key& key : keys) {
-            names.emplace_back(key.name);
+            names.push_back(key.name);
             if (key.isNeeded && !value.contains(key.name)) {
                 Report(at, fmt::format("\"{}\" is missing", key.name));
             }
@@ -189,12 +198,10 @@ class Resolver {
                 ReportValue(at, value, "1");
             }
         });
-        ReadNamed(root, "materials", {{"constants"}}, m_layup.materials, m_materials,
+        ReadNamed(root, "materials", {{"constants"}, {"properties"}, {"units"}}, m_layup.materials,
+                  m_materials,
                   [&](const json& value, const Pointer& at, Layup::Material& material) {
-                      With(value, at, "constants",
-                           [&](const json& constants, const Pointer& constantsAt) {
-                               ReadConstants(constants, constantsAt, material);
-                           });
+                      ReadMaterial(value, at, material);
                   });
         ReadNamed(root, "orientations", {{"axis1", true}, {"axis2", true}}, m_layup.orientations,
                   m_orientations,
@@ -250,22 +257,180 @@ class Resolver {
         });
     }
 
-    void ReadConstants(const json& value, const Pointer& at, Layup::Material& material) {
+    // --- Materials -------------------------------------------------------------------------------
+
+    static const std::vector<BulkMaterialCard::Constant>& Components() {
+        return FindBulkMaterialCard(kMaterialKind)->constants;
+    }
+    static std::vector<Key> ComponentKeys() {
         std::vector<Key> keys;
-        for (const char* const name : kMaterialConstants) {
-            keys.push_back({name});
+        for (const BulkMaterialCard::Constant& component : Components()) {
+            keys.push_back({component.name});
+        }
+        return keys;
+    }
+
+    void ReadMaterial(const json& value, const Pointer& at, Layup::Material& material) {
+        With(value, at, "constants", [&](const json& constants, const Pointer& constantsAt) {
+            ReadConstants(constants, constantsAt, material.tables);
+        });
+        std::set<std::string> varying;  // columns of the tables but the temperature
+        With(value, at, "properties", [&](const json& properties, const Pointer& propertiesAt) {
+            ForEach(properties, propertiesAt, [&](const json& property, const Pointer& propertyAt) {
+                if (auto table = ReadProperty(property, propertyAt, varying)) {
+                    material.tables.push_back(std::move(*table));
+                }
+            });
+        });
+        material.kind = material.tables.empty() ? "" : kMaterialKind;
+        With(value, at, "units", [&](const json& units, const Pointer& unitsAt) {
+            ReadUnits(units, unitsAt, varying, material.tables);
+        });
+    }
+
+    void ReadConstants(const json& value, const Pointer& at, std::vector<MaterialTable>& tables) {
+        if (!IsObject(value, at, ComponentKeys())) {
+            return;
+        }
+        for (const BulkMaterialCard::Constant& constant : Components()) {
+            With(value, at, constant.name.c_str(), [&](const json& number, const Pointer& place) {
+                auto table = std::ranges::find(tables, constant.property, &MaterialTable::property);
+                if (table == tables.end()) {
+                    table = tables.insert(table, MaterialTable{constant.property, {}});
+                }
+                table->components.push_back({constant.name});
+                table->values.push_back(Number(number, place, kAnyNumber).value_or(kNoValue));
+            });
+        }
+    }
+
+    /// A property as rows over temperature and field variables. Nothing when its columns are wrong.
+    std::optional<MaterialTable> ReadProperty(const json& value, const Pointer& at,
+                                              std::set<std::string>& varying) {
+        if (!IsObject(value, at, {{"property", true}, {"columns", true}, {"rows", true}})) {
+            return std::nullopt;
+        }
+        const std::size_t nBefore = m_nErrors;
+        MaterialTable table;
+        With(value, at, "property", [&](const json& name, const Pointer& nameAt) {
+            table.property = Text(name, nameAt);
+            std::vector<std::string> known;
+            for (const BulkMaterialCard::Constant& component : Components()) {
+                known.push_back(component.property);
+            }
+            if (!table.property.empty() &&
+                std::ranges::find(known, table.property) == known.end()) {
+                ReportUnknown(nameAt, table.property, "property", known);
+            }
+        });
+        std::vector<std::string> columns;
+        With(value, at, "columns", [&](const json& names, const Pointer& namesAt) {
+            columns = ReadColumns(names, namesAt, table, varying);
+        });
+        if (m_nErrors != nBefore || columns.empty()) {
+            return std::nullopt;
+        }
+        With(value, at, "rows", [&](const json& rows, const Pointer& rowsAt) {
+            if (!rows.is_array() || rows.empty()) {
+                return ReportValue(rowsAt, rows, "an array of rows, at least one");
+            }
+            ForEach(rows, rowsAt, [&](const json& row, const Pointer& rowAt) {
+                ReadRow(row, rowAt, columns, table);
+            });
+        });
+        return table;
+    }
+
+    std::vector<std::string> ReadColumns(const json& names, const Pointer& at, MaterialTable& table,
+                                         std::set<std::string>& varying) {
+        std::vector<std::string> known = {kTemperature, std::string(kFieldPrefix) + "1"};
+        for (const BulkMaterialCard::Constant& component : Components()) {
+            if (component.property == table.property) {
+                known.push_back(component.name);
+            }
+        }
+        std::vector<std::string> columns;
+        ForEach(names, at, [&](const json& value, const Pointer& nameAt) {
+            const std::string name = Text(value, nameAt);
+            const bool isKnown = std::ranges::find(known, name) != known.end();
+            if (name.empty()) {
+                return;
+            }
+            if (!isKnown && !IsFieldVariable(name)) {
+                return ReportUnknown(nameAt, name, "column", known);
+            }
+            if (std::ranges::find(columns, name) != columns.end()) {
+                return ReportValue(nameAt, value, "a column that no other of the table is");
+            }
+            columns.push_back(name);
+            if (name == kTemperature) {
+                return;
+            }
+            const bool isNew = varying.insert(name).second;
+            if (IsFieldVariable(name)) {
+                table.fieldVariables.push_back({name});
+            } else {
+                table.components.push_back({name});
+                if (!isNew) {
+                    ReportValue(nameAt, value, "a component that no other table of it has");
+                }
+            }
+        });
+        if (names.is_array() && table.components.empty()) {
+            Report(at, fmt::format("names no component of \"{}\"", table.property));
+        } else if (columns.size() == table.components.size()) {
+            Report(at, "names neither the temperature nor a field variable");
+        }
+        return columns;
+    }
+
+    void ReadRow(const json& row, const Pointer& at, const std::vector<std::string>& columns,
+                 MaterialTable& table) {
+        if (!row.is_array() || row.size() != columns.size()) {
+            return ReportValue(
+                at, row, fmt::format("an array of {}, a number for each column", columns.size()));
+        }
+        for (std::size_t i = 0; i < columns.size(); ++i) {
+            const bool isTemperature = columns[i] == kTemperature;
+            const bool isVariable = IsFieldVariable(columns[i]);
+            std::vector<double>& column = isTemperature ? table.temperatures
+                                          : isVariable  ? table.variables
+                                                        : table.values;
+            const bool isGap = row[i].is_null() && !isTemperature && !isVariable;
+            column.push_back(isGap ? kNoValue
+                                   : Number(row[i], at / i, kAnyNumber).value_or(kNoValue));
+        }
+    }
+
+    /// Texts by the names of columns, which all tables of the material take.
+    void ReadUnits(const json& value, const Pointer& at, const std::set<std::string>& varying,
+                   std::vector<MaterialTable>& tables) {
+        std::vector<Key> keys = ComponentKeys();
+        keys.push_back({kTemperature});
+        for (const std::string& name : varying) {
+            if (IsFieldVariable(name)) {
+                keys.push_back({name});
+            }
         }
         if (!IsObject(value, at, keys)) {
             return;
         }
-        material.kind = kMaterialKind;
-        material.constants.assign(kNumMaterialConstants, kNoValue);
-        for (std::size_t i = 0; i < kMaterialConstants.size(); ++i) {
-            With(value, at, kMaterialConstants[i], [&](const json& number, const Pointer& place) {
-                material.constants[i] = Number(number, place, kAnyNumber).value_or(kNoValue);
-            });
+        for (const auto& [name, text] : value.items()) {
+            const std::string units = Text(text, at / name);
+            for (MaterialTable& table : tables) {
+                if (name == kTemperature && table.HasTemperatures()) {
+                    table.temperatureUnits = units;
+                }
+                for (auto* const columns : {&table.components, &table.fieldVariables}) {
+                    for (MaterialTable::Column& column : *columns) {
+                        column.units = column.name == name ? units : column.units;
+                    }
+                }
+            }
         }
     }
+
+    // --- Orientations and assignments ------------------------------------------------------------
 
     void ReadAxes(const json& value, const Pointer& at, Layup::Orientation& orientation) {
         const auto readAxis = [&](const char* key, Point& axis) {

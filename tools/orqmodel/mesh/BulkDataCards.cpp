@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <map>
+#include <sstream>
 #include <utility>
 
 namespace orqmodel {
@@ -113,6 +115,19 @@ const std::vector<BulkElementCard>& ElementCards() {
     return cards;
 }
 
+/// In the order of the fields: properties, each with the names of its components.
+std::vector<BulkMaterialCard::Constant> Constants(
+    std::initializer_list<std::pair<const char*, const char*>> properties) {
+    std::vector<BulkMaterialCard::Constant> constants;
+    for (const auto& [property, names] : properties) {
+        std::istringstream words(names);
+        for (std::string name; words >> name;) {
+            constants.push_back({property, name});
+        }
+    }
+    return constants;
+}
+
 }  // namespace
 
 const BulkElementCard* FindBulkElementCard(std::string_view name) {
@@ -155,11 +170,69 @@ std::string_view BulkPropertyFamily(std::string_view card) {
 
 const BulkMaterialCard* FindBulkMaterialCard(std::string_view card) {
     static const std::map<std::string_view, BulkMaterialCard> cards = {
-        {"MAT1", {11, 12}}, {"MAT2", {16, 17}}, {"MAT3", {15}},  {"MAT8", {18}},
-        {"MAT9", {30}},     {"MAT10", {5}},     {"MAT11", {15}},
+        {"MAT1",
+         {Constants({{"elastic", "E G nu"},
+                     {"density", "density"},
+                     {"expansion", "alpha Tref"},
+                     {"damping", "damping"},
+                     {"strength", "St Sc Ss"},
+                     {"axes", "system"}}),
+          true, 12}},
+        {"MAT2",
+         {Constants({{"elastic", "G11 G12 G13 G22 G23 G33"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
+                     {"damping", "damping"},
+                     {"strength", "St Sc Ss"},
+                     {"axes", "system"}}),
+          true, 17}},
+        {"MAT3",
+         {Constants({{"elastic", "Ex Eth Ez nuxth nuthz nuzx"},
+                     {"density", "density"},
+                     {"unnamed", "field_12 field_13"},
+                     {"elastic", "Gzx"},
+                     {"expansion", "alphax alphath alphaz Tref"},
+                     {"damping", "damping"}})}},
+        {"MAT8",
+         {Constants({{"elastic", "E1 E2 nu12 G12 G13 G23"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 Tref"},
+                     {"strength", "Xt Xc Yt Yc S"},
+                     {"damping", "damping"},
+                     {"strength", "F12 strain"}})}},
+        {"MAT9",
+         {Constants({{"elastic",
+                      "G11 G12 G13 G14 G15 G16 G22 G23 G24 G25 G26 G33 G34 G35 G36 G44 G45 G46 "
+                      "G55 G56 G66"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 alpha3 alpha4 alpha5 alpha6 Tref"},
+                     {"damping", "damping"}})}},
+        {"MAT10",
+         {Constants({{"acoustic", "bulk"},
+                     {"density", "density"},
+                     {"acoustic", "speed"},
+                     {"damping", "damping"},
+                     {"acoustic", "admittance"}}),
+          false}},
+        {"MAT11",
+         {Constants({{"elastic", "E1 E2 E3 nu12 nu13 nu23 G12 G13 G23"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
+                     {"damping", "damping"}})}},
     };
     const auto found = cards.find(card);
     return found == cards.end() ? nullptr : &found->second;
+}
+
+int BulkMaterialCard::FieldOf(std::string_view component) const {
+    const auto found = std::ranges::find(constants, component, &Constant::name);
+    return found == constants.end()
+               ? 0
+               : kFirstMaterialConstant + static_cast<int>(found - constants.begin());
+}
+
+std::string BulkTemperatureCard(std::string_view materialCard) {
+    return std::string("MATT").append(materialCard.substr(std::string_view("MAT").size()));
 }
 
 std::span<const std::string_view> BulkWords() {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -41,14 +42,29 @@ inline constexpr int kBulkPropertyField = 2;
 /// of a property.
 std::string_view BulkPropertyFamily(std::string_view card);
 
-/// The constants of a material card are its fields 2, 3, ...
+/// What a material card says: its constants are the fields 2, 3, ... The same fields of its
+/// temperature card ("MATT1" for "MAT1") name the tables by which they depend on temperature.
 struct BulkMaterialCard {
-    int nConstants;
-    int integerField = 0;  ///< one of them that is spelt as an integer; 0: none
+    struct Constant {
+        std::string property;  ///< of the material, for example "elastic"
+        std::string name;      ///< of the component, for example "E1"; unique in the card
+    };
+    std::vector<Constant> constants;
+    bool hasTemperatureCard = true;
+    int integerField = 0;  ///< one of the constants that is spelt as an integer; 0: none
+
+    /// The field of a component, 0 for what the card does not have.
+    int FieldOf(std::string_view component) const;
 };
+inline constexpr int kFirstMaterialConstant = 2;
+
+/// The pairs of a table begin in its second line.
+inline constexpr int kFirstTableField = 9;
 
 /// Null when the card is none of a material with constants.
 const BulkMaterialCard* FindBulkMaterialCard(std::string_view card);
+/// "MATT1" for "MAT1".
+std::string BulkTemperatureCard(std::string_view materialCard);
 
 /// The constants of a section, in its Layup::Section: those of "PSHELL" are the fields 4 to 11,
 /// those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by BulkWord numbers;

@@ -27,14 +27,9 @@ constexpr int kSectionNumberField = 1;
 constexpr int kAxis1Field = 1;
 constexpr int kAxis2Field = 2;
 
-/// Where a record keeps the kind of its constants, their count and themselves.
-struct ConstantsFields {
-    int kind;
-    int count;
-    int values;
-};
-constexpr ConstantsFields kMaterialConstants{1, 2, 3};
-constexpr ConstantsFields kSectionConstants{2, 3, 4};
+constexpr int kSectionKindField = 2;
+constexpr int kNumConstantsField = 3;
+constexpr int kConstantsField = 4;
 
 class Writer {
   public:
@@ -45,7 +40,8 @@ class Writer {
         CheckFieldsAreNew();
         for (const Layup::Material& material : m_layup.materials) {
             const ORQSimPosition position = m_builder.AddMaterial(material.name, material.number);
-            PutConstants(position, material, kMaterialConstants);
+            position.DataRecord().SetString(kMaterialKindField, material.kind);
+            WriteMaterialTables(m_document, position, material.tables);
             m_materials.push_back(Member(position));
         }
         for (const Layup::Orientation& orientation : m_layup.orientations) {
@@ -58,7 +54,7 @@ class Writer {
         for (const Layup::Section& section : m_layup.sections) {
             const ORQSimPosition position = m_builder.AddShellSection(
                 section.name, section.number, static_cast<int>(section.layers.size()));
-            PutConstants(position, section, kSectionConstants);
+            PutConstants(position, section);
             m_sections.push_back(position);
         }
         for (const Layup::Assignment& assignment : m_layup.assignments) {
@@ -95,15 +91,13 @@ class Writer {
 
     int Member(const ORQSimPosition& object) const { return m_document.GetCMemberIndex(object); }
 
-    template <class Object>
-    static void PutConstants(const ORQSimPosition& position, const Object& object,
-                             const ConstantsFields& fields) {
+    static void PutConstants(const ORQSimPosition& position, const Layup::Section& section) {
         const ORQSimDataRecord record = position.DataRecord();
-        if (!object.kind.empty()) {
-            const int count = static_cast<int>(object.constants.size());
-            record.SetString(fields.kind, object.kind);
-            record.SetInt(fields.count, count);
-            record.SetDouble(fields.values, count, object.constants.data());
+        if (!section.kind.empty()) {
+            const int count = static_cast<int>(section.constants.size());
+            record.SetString(kSectionKindField, section.kind);
+            record.SetInt(kNumConstantsField, count);
+            record.SetDouble(kConstantsField, count, section.constants.data());
         }
     }
 
@@ -182,7 +176,8 @@ class Reader {
         using namespace ORQSimSchema;
         ReadNamed(m_document.GetMaterialCollection(), m_layup.materials, m_materials,
                   [](const ORQSimPosition& position, Layup::Material& material) {
-                      GetConstants(position, material, kMaterialConstants);
+                      material.kind = position.DataRecord().ReturnString(kMaterialKindField).UTF8();
+                      material.tables = ReadMaterialTables(position);
                   });
         ReadNamed(m_model.GetPosition(Model_orientationCollection), m_layup.orientations,
                   m_orientations,
@@ -195,7 +190,7 @@ class Reader {
         ReadNamed(m_model.GetPosition(Model_sections), m_layup.sections, m_sections,
                   [this](const ORQSimPosition& position, Layup::Section& section) {
                       section.number = position.DataRecord().GetInt(kSectionNumberField);
-                      GetConstants(position, section, kSectionConstants);
+                      GetConstants(position, section);
                       ReadLayers(position, section);
                   });
         ReadAssignments();
@@ -226,14 +221,13 @@ class Reader {
         }
     }
 
-    template <class Object>
-    static void GetConstants(const ORQSimPosition& position, Object& object,
-                             const ConstantsFields& fields) {
+    static void GetConstants(const ORQSimPosition& position, Layup::Section& section) {
         const ORQSimDataRecord record = position.DataRecord();
-        object.kind = record.ReturnString(fields.kind).UTF8();
-        if (!object.kind.empty()) {
-            object.constants.resize(static_cast<std::size_t>(record.GetInt(fields.count)));
-            record.GetDouble(fields.values, record.GetInt(fields.count), object.constants.data());
+        section.kind = record.ReturnString(kSectionKindField).UTF8();
+        if (!section.kind.empty()) {
+            section.constants.resize(static_cast<std::size_t>(record.GetInt(kNumConstantsField)));
+            record.GetDouble(kConstantsField, record.GetInt(kNumConstantsField),
+                             section.constants.data());
         }
     }
 

@@ -6,8 +6,13 @@
 #include <vector>
 
 #include "ORQObjDocument.h"
+#include "mesh/MaterialTable.h"
 
 namespace orqmodel {
+
+/// Fields of a material's record. Stored, do not change.
+inline constexpr int kMaterialNumberField = 0;  ///< ORQObjSectionBuilder writes it
+inline constexpr int kMaterialKindField = 1;
 
 /// The layered shell sections of a model as an importer delivers them: lists of named objects that
 /// refer to each other by their places in the lists, and to elements by the names of element sets.
@@ -20,10 +25,10 @@ struct Layup {
     struct Material {
         std::string name;
         int number;  ///< in its file
-        /// What the constants are, in their order: the name of the card that they come from, for
-        /// example "MAT1", or empty for a material that is only a name.
+        /// The bulk data card that has such properties, for example "MAT1", or empty for a
+        /// material that is only a name.
         std::string kind = {};
-        std::vector<double> constants = {};  ///< NaN where none is given
+        std::vector<MaterialTable> tables = {};
     };
     /// A rectangular system in the model's coordinates; axis 3 is normal to both.
     struct Orientation {
@@ -55,8 +60,9 @@ struct Layup {
         std::string name;
         int number;
         std::vector<Layer> layers;  ///< from the bottom
-        std::string kind = {};      ///< of the constants, as for a material
-        std::vector<double> constants = {};
+        /// What the constants are, in their order: the name of the card that they come from.
+        std::string kind = {};
+        std::vector<double> constants = {};  ///< NaN where none is given
     };
     /// Elements have the section, unless an earlier assignment has them.
     struct Assignment {

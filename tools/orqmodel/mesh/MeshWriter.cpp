@@ -263,7 +263,7 @@ class Writer {
                               const std::string& name) {
         std::vector<int> sorted = members;
         std::ranges::sort(sorted);
-        const auto nRepeated = static_cast<std::int64_t>(std::ranges::unique(sorted).size());
+        const std::int64_t nRepeated = sorted.end() - std::unique(sorted.begin(), sorted.end());
         if (nRepeated > 0) {
             std::set<int> seen;
             std::erase_if(members, [&](int member) { return !seen.insert(member).second; });
@@ -413,6 +413,12 @@ void WriteSections(const Layup& layup, const ORQObjDocument& document, LossRepor
     WriteLayup(layup, document);
     for (const Layup::Material& material : layup.materials) {
         report.Keep("material", material.name, 1);
+        for (const MaterialTable& table : material.tables) {
+            for (const std::string& oddity : OdditiesOf(table)) {
+                report.Note("material table", fmt::format("{}: {}", material.name, table.property),
+                            static_cast<std::int64_t>(table.NumRows()), oddity);
+            }
+        }
     }
     for (const Layup::Orientation& orientation : layup.orientations) {
         report.Keep("orientation", orientation.name, 1);

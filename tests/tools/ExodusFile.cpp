@@ -19,6 +19,14 @@ int Checked(int status) {
     return status;
 }
 
+int Open(const std::filesystem::path& path) {
+    ex_opts(0);
+    int caller_bytes = sizeof(double);
+    int stored_bytes = 0;
+    float version = 0;
+    return Checked(ex_open(path.c_str(), EX_READ, &caller_bytes, &stored_bytes, &version));
+}
+
 std::string NameOf(int file, ex_entity_type type, std::int64_t id) {
     std::array<char, MAX_NAME_LENGTH + 1> name{};
     Checked(ex_get_name(file, type, id, name.data()));
@@ -138,12 +146,7 @@ void Write(const Content& content, const std::filesystem::path& file) {
 }
 
 Mesh Read(const std::filesystem::path& path) {
-    ex_opts(0);
-    int caller_bytes = sizeof(double);
-    int stored_bytes = 0;
-    float version = 0;
-    const int file =
-        Checked(ex_open(path.c_str(), EX_READ, &caller_bytes, &stored_bytes, &version));
+    const int file = Open(path);
     ex_init_params sizes{};
     Checked(ex_get_init_ext(file, &sizes));
     const auto nodes = static_cast<std::size_t>(sizes.num_nodes);
@@ -179,12 +182,7 @@ std::vector<std::string> ReadNames(int file, ex_entity_type kind) {
 }  // namespace
 
 Results ReadResults(const std::filesystem::path& path) {
-    ex_opts(0);
-    int caller_bytes = sizeof(double);
-    int stored_bytes = 0;
-    float version = 0;
-    const int file =
-        Checked(ex_open(path.c_str(), EX_READ, &caller_bytes, &stored_bytes, &version));
+    const int file = Open(path);
     ex_set_max_name_length(file, 255);
     ex_init_params sizes{};
     Checked(ex_get_init_ext(file, &sizes));

@@ -11,6 +11,7 @@
 #include "draw/LayupPicture.h"
 #include "draw/MaterialPicture.h"
 #include "draw/MeshPicture.h"
+#include "draw/Picture.h"
 #include "export/StagedFile.h"
 #include "mesh/MaterialReader.h"
 #include "mesh/ModelReader.h"
@@ -67,7 +68,6 @@ MeshPictureOptions PictureOptions(const DrawOptions& options) {
     return picture;
 }
 
-template <class Picture>
 void Write(const Picture& picture, const std::filesystem::path& file, bool is_svg) {
     if (is_svg)
         picture.WriteSvg(file);

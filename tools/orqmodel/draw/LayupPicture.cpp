@@ -10,8 +10,6 @@
 #include <numeric>
 
 #include "Console.h"
-#include "draw/RasterCanvas.h"
-#include "draw/SvgCanvas.h"
 
 namespace orqmodel {
 namespace {
@@ -66,7 +64,7 @@ std::array<Spot, 2> Clipped(Spot spot, double angle, Spot low, Spot high) {
 
 LayupPicture::LayupPicture(const SectionReader::Section& section, const SectionReader::Layup& layup,
                            PictureSize size)
-    : m_size(size), m_textSize(TextSizeFor(size)), m_layers(layup.layers) {
+    : Picture(size), m_textSize(TextSizeFor(size)), m_layers(layup.layers) {
     m_title = fmt::format("section {}", Printable(section.name));
     const auto total = layup.Total();
     m_details = fmt::format(
@@ -307,19 +305,6 @@ void LayupPicture::Paint(Canvas& canvas) const {
     PaintLabels(canvas);
     PaintLegend(canvas, m_textSize, {m_labelsRight + kPageMargin * m_textSize, top + m_textSize},
                 {m_size.width - kPageMargin * m_textSize, bottom}, m_legend);
-}
-
-void LayupPicture::WritePng(const std::filesystem::path& path) const {
-    Image image(m_size);
-    RasterCanvas canvas(image);
-    Paint(canvas);
-    orqmodel::WritePng(image, path);
-}
-
-void LayupPicture::WriteSvg(const std::filesystem::path& path) const {
-    SvgCanvas canvas(m_size);
-    Paint(canvas);
-    canvas.Write(path);
 }
 
 }  // namespace orqmodel

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "draw/Captions.h"
+#include "draw/Picture.h"
 #include "mesh/SectionReader.h"
 
 namespace orqmodel {
@@ -15,14 +15,10 @@ namespace orqmodel {
 /// Heights are to scale, but for layers so thin that they would not be seen; values that vary over
 /// the elements count with their mean. Where there is no room for a line for each layer, layers
 /// that repeat share one.
-class LayupPicture {
+class LayupPicture : public Picture {
   public:
     LayupPicture(const SectionReader::Section& section, const SectionReader::Layup& layup,
                  PictureSize size);
-
-    /// Throw ExportError.
-    void WritePng(const std::filesystem::path& path) const;
-    void WriteSvg(const std::filesystem::path& path) const;
 
   private:
     /// Layers [begin, end) that a line of text is for: `period` of them, over and over.
@@ -33,7 +29,7 @@ class LayupPicture {
     };
 
     void PlanStack(const SectionReader::Layup& layup);
-    void Paint(Canvas& canvas) const;
+    void Paint(Canvas& canvas) const override;
     void PaintLayer(Canvas& canvas, std::size_t layer) const;
     void PaintLabels(Canvas& canvas) const;
     std::vector<Run> RunsThatFit(std::size_t most) const;
@@ -43,7 +39,6 @@ class LayupPicture {
     double Top(std::size_t layer) const { return m_bounds[layer + 1]; }
     double Bottom(std::size_t layer) const { return m_bounds[layer]; }
 
-    PictureSize m_size;
     double m_textSize;
     std::vector<SectionReader::Layer> m_layers;
     std::vector<double> m_bounds;  // heights in the picture, from the bottom of layer 0

@@ -10,8 +10,6 @@
 
 #include "Console.h"
 #include "draw/Captions.h"
-#include "draw/RasterCanvas.h"
-#include "draw/SvgCanvas.h"
 
 namespace orqmodel {
 namespace {
@@ -66,7 +64,7 @@ MaterialPicture::Component MaterialPicture::ComponentOf(const MaterialTable& tab
 
 MaterialPicture::MaterialPicture(const MaterialReader::Material& material,
                                  const std::vector<MaterialTable>& tables, PictureSize size)
-    : m_size(size), m_title(fmt::format("material {}", Printable(material.name))) {
+    : Picture(size), m_title(fmt::format("material {}", Printable(material.name))) {
     std::vector<Component> components;
     std::set<std::string> varying;
     for (const MaterialTable& table : tables) {
@@ -197,19 +195,6 @@ void MaterialPicture::Paint(Canvas& canvas) const {
         PaintGraph(canvas, textSize, corner,
                    {corner.x + width - margin, corner.y + height - margin}, m_graphs[i]);
     }
-}
-
-void MaterialPicture::WritePng(const std::filesystem::path& path) const {
-    Image image(m_size);
-    RasterCanvas canvas(image);
-    Paint(canvas);
-    orqmodel::WritePng(image, path);
-}
-
-void MaterialPicture::WriteSvg(const std::filesystem::path& path) const {
-    SvgCanvas canvas(m_size);
-    Paint(canvas);
-    canvas.Write(path);
 }
 
 }  // namespace orqmodel

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "draw/Graph.h"
+#include "draw/Picture.h"
 #include "mesh/MaterialReader.h"
 
 namespace orqmodel {
@@ -13,15 +13,12 @@ namespace orqmodel {
 /// not depend on temperature; rows of other field variables are curves of their own. Components
 /// share a graph where their values are of one property, of the same units and alike in size.
 /// Components that do not vary are listed below or, when nothing varies, drawn as level lines.
-class MaterialPicture {
+class MaterialPicture : public Picture {
   public:
     MaterialPicture(const MaterialReader::Material& material,
                     const std::vector<MaterialTable>& tables, PictureSize size);
 
     std::size_t NumGraphs() const { return m_graphs.size(); }
-    /// Throw ExportError.
-    void WritePng(const std::filesystem::path& path) const;
-    void WriteSvg(const std::filesystem::path& path) const;
 
   private:
     /// A component of a table with what is needed to find its graph.
@@ -36,10 +33,9 @@ class MaterialPicture {
 
     static Component ComponentOf(const MaterialTable& table, std::size_t component);
     void AddGraph(const std::vector<Component>& components);
-    void Paint(Canvas& canvas) const;
+    void Paint(Canvas& canvas) const override;
     double PaintConstants(Canvas& canvas, double textSize) const;
 
-    PictureSize m_size;
     std::string m_title;
     std::string m_details;
     std::vector<Graph> m_graphs;

@@ -11,8 +11,6 @@
 #include "ORQBasFailure.h"
 #include "draw/Captions.h"
 #include "draw/Contours.h"
-#include "draw/RasterCanvas.h"
-#include "draw/SvgCanvas.h"
 #include "draw/VisibleSamples.h"
 
 namespace orqmodel {
@@ -29,7 +27,7 @@ std::string Counted(std::size_t count, const char* what) {
 
 MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
                          const MeshPictureOptions& options)
-    : m_size(options.size), m_scene{Skin({}), {}, {}, 0} {
+    : Picture(options.size), m_scene{Skin({}), {}, {}, 0} {
     const std::vector<int> blocks = BlocksNamed(model, options.blocks);
     if (options.view) {
         m_view = View::FromText(*options.view);
@@ -150,7 +148,7 @@ void MeshPicture::PlanDots() {
         std::clamp(0.25 * std::sqrt(room / static_cast<double>(nDots + 1)), 1.5, 4.0);
 }
 
-void MeshPicture::PaintTexts(Canvas& canvas) const {
+void MeshPicture::Paint(Canvas& canvas) const {
     if (m_columnWidth == 0) {
         return;
     }
@@ -194,21 +192,6 @@ void MeshPicture::PaintAxes(Canvas& canvas) const {
                         axis.colour, axis.name);
         }
     }
-}
-
-void MeshPicture::WritePng(const std::filesystem::path& path) const {
-    Image image(m_size);
-    PaintPixels(m_scene, image);
-    RasterCanvas canvas(image);
-    PaintTexts(canvas);
-    orqmodel::WritePng(image, path);
-}
-
-void MeshPicture::WriteSvg(const std::filesystem::path& path) const {
-    SvgCanvas canvas(m_size);
-    PaintShapes(m_scene, canvas);
-    PaintTexts(canvas);
-    canvas.Write(path);
 }
 
 }  // namespace orqmodel

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "draw/ColourBands.h"
 #include "draw/FieldValues.h"
 #include "draw/Groups.h"
+#include "draw/Picture.h"
 #include "draw/Scene.h"
 #include "draw/View.h"
 
@@ -29,17 +29,13 @@ struct MeshPictureOptions {
 /// A mesh as a picture: its skin, shaded and in the colours of blocks, of sets or of a field's
 /// values, under a title, beside a legend and the directions of the axes. The same model and
 /// options give the same bytes.
-class MeshPicture {
+class MeshPicture : public Picture {
   public:
     /// `name` is the model's where it has no title. Throws as SkinOf, View::FromText and Groups do.
     MeshPicture(const ModelReader& model, const std::string& name,
                 const MeshPictureOptions& options);
 
     const Scene& Contents() const { return m_scene; }
-
-    /// Throw ExportError.
-    void WritePng(const std::filesystem::path& path) const;
-    void WriteSvg(const std::filesystem::path& path) const;
 
   private:
     void PlanLayout();
@@ -48,10 +44,11 @@ class MeshPicture {
     /// A colour in the light on a part of a skin, of which `strength`, from 0 to 1, is taken.
     static Colour Shaded(Colour colour, const Skin& skin, std::size_t part, double strength);
     void PlanDots();
-    void PaintTexts(Canvas& canvas) const;
+    void Paint(Canvas& canvas) const override;
+    void PaintBelow(Image& image) const override { PaintPixels(m_scene, image); }
+    void PaintBelow(Canvas& canvas) const override { PaintShapes(m_scene, canvas); }
     void PaintAxes(Canvas& canvas) const;
 
-    PictureSize m_size;
     double m_textSize = 0;
     double m_columnWidth =
         0;            // of legend and axes, at the right; 0 where there is no room for texts

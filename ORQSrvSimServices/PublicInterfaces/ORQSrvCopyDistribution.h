@@ -17,7 +17,9 @@
 ///   source domains {nodes {2, 5, 9}}, target domains {nodes {100, 101, 102}}:
 ///   the values of node 5 go to node 101
 ///
-/// Each drawer is moved in one piece through memory of its size, at most 2^31 - 1 bytes.
+/// A transform sees each drawer once and in one piece, in memory of its size, at most 2^31 - 1
+/// bytes. Through the base transform itself, which changes nothing, it is moved a few megabytes at
+/// a time.
 ///
 /// Failed checks are reported by their text and end the process with exit status 1:
 /// "The dimensions of the two distributions must match", "CSets missing for all domains of

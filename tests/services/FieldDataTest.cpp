@@ -150,7 +150,7 @@ ORQSimArray<ORQSimCSetID> Ids(std::initializer_list<ORQSimCSetID> ids) {
 // A database with rows and columns, and distributions over them.
 class Store {
   public:
-    Store() : rows(NewCollection(20)), columns(NewCollection(4)) {}
+    explicit Store(int nRows = 20) : rows(NewCollection(nRows)), columns(NewCollection(4)) {}
 
     ORQSimCollectionID NewCollection(int space) const {
         return database.Focus()
@@ -196,14 +196,15 @@ class Store {
                        static_cast<std::int64_t>(values.size() * sizeof(double)))
             .ExecWrite();
     }
-    // All 20 x 4 values; -1 where there is none.
+    // All values of the four columns; -1 where there is none.
     std::vector<double> Read(const ORQSimDistributionID& from) const {
-        std::vector<double> values(80, -1);
+        std::vector<double> values(4 * static_cast<std::size_t>(ORQSimCSet(rows).Size()), -1);
         ORQSimTransfer(ORQSimDistribution(from))
             .SetRead()
             .SetDim(0, ORQSimCSet(rows))
             .SetDim(1, ORQSimCSet(columns))
-            .SetBuffer(ORQSimbufMain, values.data(), 640)
+            .SetBuffer(ORQSimbufMain, values.data(),
+                       static_cast<std::int64_t>(values.size() * sizeof(double)))
             .ExecRead();
         return values;
     }
@@ -280,6 +281,32 @@ TEST_F(CopyDistribution, AnotherDatabaseIsATargetToo) {
         expected[static_cast<std::size_t>(column)] = 300 + column;
     }
     EXPECT_EQ(other.Read(target), expected);
+}
+
+TEST(LargeCopyDistribution, PiecesMakeUpTheWhole) {
+    const Store large(600000);  // 19 MB
+    std::vector<int> all(600000);
+    std::iota(all.begin(), all.end(), 0);
+    const ORQSimDistributionID source = large.New();
+    large.AddDrawer(source, all, {0, 1, 2, 3}, false);
+    const ORQSimDistributionID whole = large.New();
+    ORQSrvCopyDistribution(source, whole, Ids({{}}), Ids({{}}), ORQSrvDistributionTransform());
+    EXPECT_EQ(large.Read(whole), large.Read(source));
+    EXPECT_EQ(ORQSimDistribution(whole).NumDrawers(), 1);
+
+    // Scattered rows, turned round.
+    std::erase_if(all, [](int row) { return row % 3 == 0; });
+    const ORQSimCSetID some = large.Rows(all);
+    std::ranges::reverse(all);
+    const ORQSimCSetID turned = large.Rows(all);
+    const ORQSimDistributionID part = large.New();
+    ORQSrvCopyDistribution(source, part, Ids({some}), Ids({turned}), ORQSrvDistributionTransform());
+    const std::vector<double> values = large.Read(part);
+    for (std::size_t row = 0; row < 600000; ++row) {
+        // Row 1 goes to 599,999, row 2 to 599,998, and so on.
+        const double expected = row % 3 == 0 ? -1 : 100.0 * static_cast<double>(600000 - row) + 2;
+        ASSERT_EQ(values[4 * row + 2], expected) << row;
+    }
 }
 
 TEST_F(CopyDistribution, TheTransformChangesEachBlock) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "ORQBasFailure.h"
@@ -19,7 +20,7 @@ namespace {
 // One for each dimension.
 using Sets = std::vector<ORQSimCSet>;
 
-// The values of one drawer at a time, in memory that grows to the largest.
+// Values on their way, in memory that grows to the largest piece.
 struct Block {
     ORQSrvOwnedArray<std::byte> buffer;
     std::int64_t bufferSize = 0;
@@ -107,6 +108,48 @@ void SetDims(ORQSimTransfer& transfer, const Sets& sets) {
     transfer.CheckView();
 }
 
+// `count` members of a set from a location on, in its order.
+ORQSimCSet Slice(const ORQSimCSet& set, int begin, int count) {
+    if (count == set.Size()) {
+        return set;
+    }
+    const ORQSimIntRange bounds = set.Bounds();
+    if (set.IsAscending() && bounds.Last() - bounds.First() + 1 == set.Size()) {
+        return ORQSimCollection(set.CollectionID())
+            .CreateVolatileCSetStrided(bounds.First() + begin, count, 1, 1);
+    }
+    std::vector<int> members(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        members[static_cast<std::size_t>(i)] = set[begin + i];
+    }
+    return SetOf(set.CollectionID(), members);
+}
+
+Sets SliceOf(const Sets& sets, int begin, int count) {
+    Sets slice = sets;
+    slice[0] = Slice(sets[0], begin, count);
+    return slice;
+}
+
+// How many members of dimension 0 are moved at a time when nobody needs to see a drawer whole.
+int RowsAtOnce(const ORQSimDistribution& source, const ORQSimPersistentDrawerDesc& drawer,
+               const Sets& sets) {
+    constexpr std::int64_t kBytes = 8 << 20;
+    std::int64_t rowBytes = ORQSimScalarSize(source.RangeType().ScalarType());
+    for (std::size_t i = 1; i < sets.size(); ++i) {
+        rowBytes *= sets[i].Size();
+    }
+    // Whole chunks, and of others whole blocks of what is stored.
+    std::int64_t unit = 1 << 14;
+    if (drawer.IsChunked()) {
+        ORQSimArray<int> chunks;
+        drawer.ChunkSizes(chunks);
+        unit = chunks.ConstGet(0);
+    }
+    const std::int64_t units = std::max<std::int64_t>(1, kBytes / (rowBytes * unit));
+    return static_cast<int>(std::min<std::int64_t>(sets[0].Size(), units * unit));
+}
+
 void Read(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer, const Sets& sets,
           Block& block) {
     const int readDistDims = distribution.NumDimensions();
@@ -120,28 +163,37 @@ void Read(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer, 
 }
 
 // Where a block goes: into a drawer that grows, where the source's does, or into a new one.
-void ChooseDrawer(ORQSimTransfer& writeTrans, const ORQSimDistribution& target,
-                  const ORQSimPersistentDrawerDesc& sourceDrawer) {
+ORQSimDrawerID ChooseDrawer(const ORQSimDistribution& target,
+                            const ORQSimPersistentDrawerDesc& sourceDrawer, const Sets& sets) {
+    ORQSimTransfer make(target);
     if (sourceDrawer.ExtendableDim() < 0) {
-        writeTrans.SetMakeNewDrawer();
-        return;
-    }
-    ORQSrvAssertReported(sourceDrawer.IsChunked(), "only chunked drawers are extendable");
-    const auto drawers = target.DrawerIDArray();
-    ORQSrvAssertReported(drawers.Size() < 2,
-                         "Extendable dimension in distribution being read, however >1 drawers "
-                         "exist in distributino being updated");
-    if (drawers.Size() == 0) {
+        make.SetMakeNewDrawer();
+    } else {
+        ORQSrvAssertReported(sourceDrawer.IsChunked(), "only chunked drawers are extendable");
+        const auto drawers = target.DrawerIDArray();
+        ORQSrvAssertReported(drawers.Size() < 2,
+                             "Extendable dimension in distribution being read, however >1 drawers "
+                             "exist in distributino being updated");
+        if (drawers.Size() > 0) {
+            return drawers.ConstGet(0);
+        }
         ORQSimArray<int> chunks;
         sourceDrawer.ChunkSizes(chunks);
-        writeTrans.SetMakeNewDrawerChunked(chunks).SetExtendableDim(sourceDrawer.ExtendableDim());
-    } else {
-        writeTrans.SetAutoExtend().SetDrawer(drawers.ConstGet(0));
+        make.SetMakeNewDrawerChunked(chunks).SetExtendableDim(sourceDrawer.ExtendableDim());
     }
+    make.SetWrite();
+    SetDims(make, sets);
+    make.ExecMake();
+    return make.DrawerID();
 }
 
-void Write(ORQSimTransfer& writeTrans, const Sets& sets, const Block& block) {
-    writeTrans.SetWrite().SetBufferPadding(true);
+void Write(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer, bool grows,
+           const Sets& sets, const Block& block) {
+    ORQSimTransfer writeTrans(distribution);
+    writeTrans.SetWrite().SetBufferPadding(true).SetDrawer(drawer);
+    if (grows) {
+        writeTrans.SetAutoExtend();
+    }
     SetDims(writeTrans, sets);
     ORQSrvAssertReported(block.bufferSize == writeTrans.RequiredBufferSize(ORQSimbufMain),
                          "bufferSize == writeTrans.RequiredBufferSize()");
@@ -174,6 +226,8 @@ void ORQSrvCopyDistribution(const ORQSimDistributionID& source, const ORQSimDist
         pairings.emplace_back(readDist.Grid().Collection(i), Domain(sourceDomains, i),
                               writeDist.Grid().Collection(i), Domain(targetDomains, i));
     }
+    // A transform that changes nothing need not see a drawer whole, so it goes piece by piece.
+    const bool isVerbatim = typeid(transform) == typeid(ORQSrvDistributionTransform);
     Block block;
     ORQSimTransaction transaction(target.ContextID());
     for (const ORQSimPersistentDrawerDesc& drawer : readDist.QueryDrawers()) {
@@ -192,11 +246,18 @@ void ORQSrvCopyDistribution(const ORQSimDistributionID& source, const ORQSimDist
             domains.Get(i) = set.ID().IsNull() ? set.RegisterWithTempCollection() : set.ID();
             targetSets.emplace_back(pairings[place].TargetOf(set).RegisterWithCollection());
         }
-        Read(readDist, drawer.DrawerID(), sourceSets, block);
-        transform.Update(block.buffer.get(), domains);
-        ORQSimTransfer writeTrans(writeDist);
-        ChooseDrawer(writeTrans, writeDist, drawer);
-        Write(writeTrans, targetSets, block);
+        const ORQSimDrawerID targetDrawer = ChooseDrawer(writeDist, drawer, targetSets);
+        const int nRows = sourceSets[0].Size();
+        const int atOnce = isVerbatim ? RowsAtOnce(readDist, drawer, sourceSets) : nRows;
+        for (int begin = 0; begin < nRows; begin += atOnce) {
+            const int count = std::min(atOnce, nRows - begin);
+            Read(readDist, drawer.DrawerID(), SliceOf(sourceSets, begin, count), block);
+            if (!isVerbatim) {
+                transform.Update(block.buffer.get(), domains);
+            }
+            Write(writeDist, targetDrawer, drawer.ExtendableDim() >= 0,
+                  SliceOf(targetSets, begin, count), block);
+        }
     }
     transaction.Commit();
 }

@@ -2,10 +2,15 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <numeric>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "ORQBasAlloc.h"
@@ -375,10 +380,34 @@ TEST_F(MaterialTables, InconsistentTablesEndTheProcess) {
     EXPECT_EXIT(Append(owner, data, true, 0), status, testing::HasSubstr("ddesc.Size() == 1"));
 }
 
-TEST(MaterialTableFile, IsReadAfterReopening) {
-    const std::filesystem::path path =
-        std::filesystem::path(testing::TempDir()) / "material_table.orq";
-    std::filesystem::remove_all(path);
+// Written by a child process and read by this one.
+class TablesOfAnotherProcess : public testing::Test {
+  protected:
+    TablesOfAnotherProcess() { std::filesystem::remove_all(path); }
+    ~TablesOfAnotherProcess() override { std::filesystem::remove_all(path); }
+
+    template <class Write>
+    void WriteElsewhere(Write&& write) const {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            const ORQSimDatabase database = ORQSimDatabase::Create(path.string());
+            write(database);
+            _exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        ASSERT_EQ(status, 0);
+    }
+    ORQSimDatabase Open() const {
+        return ORQSimDatabase::Open(path.string(), ORQSimDatabase::Mode::ReadOnly);
+    }
+
+    std::filesystem::path path =
+        std::filesystem::path(testing::TempDir()) / ("tables_" + std::to_string(getpid()) + ".orq");
+};
+
+TEST_F(TablesOfAnotherProcess, AMaterialTableIsRead) {
     const int types[] = {kSlot, -1};
     const int members[] = {0};
     const int lengths[] = {2};
@@ -386,8 +415,7 @@ TEST(MaterialTableFile, IsReadAfterReopening) {
     const std::vector<double> values = Counting(40000, 0.5);
     const std::vector<double> temperatures = Counting(20000, 300);
     const double* data[] = {values.data(), temperatures.data()};
-    {
-        const ORQSimDatabase database = ORQSimDatabase::Create(path.string());
+    WriteElsewhere([&](const ORQSimDatabase& database) {
         ORQSimTransaction transaction(database.ContextID());
         const ORQSimPosition owner = database.Focus();
         const ORQSimCollectionID rows = NewCollection(owner, 0);
@@ -395,14 +423,54 @@ TEST(MaterialTableFile, IsReadAfterReopening) {
         table.Save(transaction, owner, rows, components, {}, data, 20000, true, 0, {});
         table.Append(transaction, owner, rows, components, {}, data, 20000, true, 0);
         transaction.Commit();
-    }
-    const auto database = ORQSimDatabase::Open(path.string(), ORQSimDatabase::Mode::ReadOnly);
+    });
+    const ORQSimDatabase database = Open();
     const Contents read(table, database.Focus());
     ASSERT_EQ(read.rows, 40000);
     EXPECT_EQ(std::memcmp(read.arrays[0].data(), values.data(), values.size() * 8), 0);
     EXPECT_EQ(std::memcmp(read.arrays[0].data() + 40000, values.data(), values.size() * 8), 0);
     EXPECT_EQ(read.arrays[1][39999], 20299);
-    std::filesystem::remove_all(path);
+}
+
+TEST_F(TablesOfAnotherProcess, AFieldTableIsRead) {
+    std::vector<double> data = Counting(30000, 0.25);
+    WriteElsewhere([&](const ORQSimDatabase& database) {
+        std::optional<ORQObjModelBuilder> builder;
+        ORQSimCSetID nodes;
+        {
+            ORQSimTransaction transaction(database.ContextID());
+            builder.emplace(database);
+            nodes = builder->AddNodes(10000);
+            transaction.Commit();
+        }
+        ORQSimArray<ORQString> columns(3);
+        columns.Get(1) = "Temperature";
+        const ORQSimPosition field = ORQSrvFieldServices::CreateFieldFTable(
+            builder->Document(), columns, data.data(), 10000, ORQSimCSet(nodes),
+            ORQSimCSet(builder->SpatialDirections(3)), 0);
+        ORQSimTransaction transaction(database.ContextID());
+        database.Focus().SetPosition(kSlot, field);
+        transaction.Commit();
+    });
+    const ORQSimDatabase database = Open();
+    const ORQSimPosition field = database.Focus().GetPosition(kSlot);
+    const ORQSimFTable table(field.GetPosition(ORQSimSchema::Field_fTable).GetFTable());
+    ASSERT_EQ(table.RowCount(), 10000);
+    EXPECT_EQ(table.ColumnLabel(1), "Temperature");
+    std::vector<double> read(30000);
+    table.GetData(read.data(), 30000);
+    EXPECT_EQ(read, data);
+    const ORQSimDistribution distribution(
+        field.GetPosition(ORQSimSchema::Field_distribution).GetDistribution());
+    const ORQSimDrawerDescription drawer = distribution.QueryDrawers().ConstGet(0);
+    std::ranges::fill(read, -1);
+    ORQSimTransfer(distribution)
+        .SetRead()
+        .SetDim(0, drawer.CSet(0))
+        .SetDim(1, drawer.CSet(1))
+        .SetBuffer(ORQSimbufMain, read.data(), 240000)
+        .ExecRead();
+    EXPECT_EQ(read, data);
 }
 
 }  // namespace

@@ -20,6 +20,10 @@ if(ORQ_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+if(ORQ_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # orq_add_library(NAME SOURCES... [PUBLIC libs...] [PRIVATE libs...])
 # A shared library whose public headers lie in ./include. Only what ORQ_EXPORT marks is visible.
 function(orq_add_library name)

@@ -59,12 +59,17 @@ TEST_F(ProcessTest, ASecondWriterIsRefusedByTheNameOfTheFirst) {
                },
                [&] { return OpenToWrite(m_path).IsWritable() ? "open" : ""; }});
     EXPECT_EQ(peer.Run(), "open");
+    const ORQSimDatabase reader = OpenToRead(m_path);
+    EXPECT_EQ(reader.Writer().rfind("process " + std::to_string(peer.Process()), 0), 0U);
     EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(peer.Process())},
                       [&] { OpenToWrite(m_path); }));
     EXPECT_EQ(ValueOf(OpenToRead(m_path)), "1");
     EXPECT_EQ(peer.Run(), "closed");
+    EXPECT_EQ(reader.Writer(), "");
     {
         const ORQSimDatabase first = OpenToWrite(m_path);
+        EXPECT_EQ(reader.Writer(), first.Writer());
+        EXPECT_NE(first.Writer(), "");
         EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(getpid())},
                           [&] { OpenToWrite(m_path); }));
         const std::string refusal = peer.Run();

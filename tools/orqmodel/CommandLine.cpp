@@ -18,6 +18,7 @@
 #include "LayersCommand.h"
 #include "MapCommand.h"
 #include "ORQBasFailure.h"
+#include "StatusCommand.h"
 #include "VariablesCommand.h"
 #include "VerifyCommand.h"
 #include "export/ExportError.h"
@@ -42,6 +43,7 @@ class CommandLine {
         AddMap();
         AddLayers();
         AddVariables();
+        AddStatus();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -224,6 +226,16 @@ class CommandLine {
         OnParsed(command, layers_, RunLayers);
     }
 
+    void AddStatus() {
+        CLI::App* command = app_.add_subcommand(
+            "status", "Show how an analysis stands: its job, steps, warnings and errors");
+        command->add_option("DATABASE", status_.database, "The model database")->required();
+        command->add_flag("--watch", status_.watch,
+                          "Go on with what is new, until the job ends or its process does");
+        AddJson(command, status_.json);
+        OnParsed(command, status_, RunStatus);
+    }
+
     /// What is run when the subcommand was asked for.
     template <class Options>
     void OnParsed(CLI::App* command, const Options& options,
@@ -253,6 +265,7 @@ class CommandLine {
     MapOptions map_;
     LayersOptions layers_;
     VariablesOptions variables_;
+    StatusOptions status_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <thread>
 
 #include "HeatModel.h"
@@ -37,8 +38,8 @@ void CheckOptions(const ORQObjDocument& document, const HeatOptions& options) {
                                       {"time step", options.timeStep},
                                       {"smallest time step", options.smallestTimeStep},
                                       {"tolerance", options.tolerance}}) {
-        if (!(value > 0.0)) {
-            throw HeatError(std::string("the ") + name + " is not above 0");
+        if (!(value > 0.0) || !std::isfinite(value)) {
+            throw HeatError(std::string("the ") + name + " is no number above 0");
         }
     }
     if (!ORQObjModel(document.GetModel()).GetStep(options.step).IsNull()) {

@@ -38,8 +38,9 @@ struct HeatOptions {
 /// database; reports conditions and the status of the job through the diagnostics handler. Answers
 /// whether the end was reached; if not, an error is among the conditions.
 ///
-/// Options and models that make no analysis throw HeatError, or ORQBasFailure (Usage) for a step
-/// that is there already, before anything is written.
+/// Options and models that make no analysis, and a step that is there already, throw HeatError
+/// before anything is written. Failures of the database pass through as ORQBasFailure; the job is
+/// then left as running, and who asks finds that its process has ended.
 bool RunHeatAnalysis(ORQObjDocument document, const HeatOptions& options);
 
 }  // namespace heat

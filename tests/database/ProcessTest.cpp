@@ -165,6 +165,26 @@ TEST_F(ProcessTest, CommitsLastThoughOtherHandlesComeAndGo) {
     EXPECT_EQ(other.Run(), "2");
 }
 
+// The last one out folds the log in, for which it locks all others out for a moment.
+TEST_F(ProcessTest, ReadersOpenWhileAWriterComesAndGoes) {
+    constexpr int kLast = 60;
+    Peer writer({[&] {
+        for (int value = 2; value <= kLast; ++value) {
+            WriteAll(OpenToWrite(m_path), value);
+        }
+        return "done";
+    }});
+    writer.Go();
+    int seen = 1;
+    for (int opened = 0; seen < kLast && opened < 100'000; ++opened) {
+        const int value = std::stoi(ValueOf(OpenToRead(m_path)));
+        ASSERT_GE(value, seen);
+        seen = value;
+    }
+    EXPECT_EQ(writer.Answer(), "done");
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), std::to_string(kLast));
+}
+
 TEST_F(ProcessTest, AProcessThatEndsWithoutClosingLeavesTheLastCommit) {
     {
         Peer peer({[&] {

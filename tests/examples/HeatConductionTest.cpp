@@ -120,7 +120,8 @@ TEST_P(HeatConductionIn, TheStateAtRestIsThatOfTheTransformedTemperature) {
     ASSERT_EQ(fields[0].Read(last, model.Nodes(), temperatures.data()), temperatures.size());
     ASSERT_EQ(fields[1].Read(last, model.Nodes(), fluxes.data()), fluxes.size());
     // Cells of HEX8 are as good as elements of one dimension, whose nodes are exact.
-    const double tolerance = GetParam() == std::string_view("HEX8") ? 1e-6 : 0.02;
+    const bool isHexahedron = GetParam() == std::string_view("HEX8");
+    const double tolerance = isHexahedron ? 1e-6 : 0.05;
     for (int node = 0; node < model.NumNodes(); ++node) {
         const double x = model.Coordinates()(0, node);
         const double transformed = 200 * (1 - x / 2);
@@ -128,8 +129,8 @@ TEST_P(HeatConductionIn, TheStateAtRestIsThatOfTheTransformedTemperature) {
         // At the ends all elements lie on one side of the node, and of cells that are split more
         // on one side than on the other.
         const bool isAtEnd = x == 0 || x == 2;
-        ASSERT_NEAR(fluxes(0, node), 100, isAtEnd ? 10 : 4);
-        ASSERT_NEAR(fluxes.col(node).tail<2>().norm(), 0, 4);
+        ASSERT_NEAR(fluxes(0, node), 100, isAtEnd ? 10 : isHexahedron ? 1.5 : 6);
+        ASSERT_NEAR(fluxes.col(node).tail<2>().norm(), 0, 6);
     }
     EXPECT_EQ(ORQObjReadJobStatus(document), ORQObjJobStatus::Completed);
     EXPECT_EQ(document.Database().Verify(), Texts());

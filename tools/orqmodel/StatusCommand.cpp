@@ -144,16 +144,17 @@ ExitStatus RunStatus(const StatusOptions& options, const Console& console) {
     AnalysisFollower follower(options.database);
     const InterruptGuard interrupts;
     std::optional<AnalysisNews> latest;
-    do {
+    while (true) {
         if (auto news = follower.Look()) {
             const bool is_job_news = !latest || latest->State() != news->State();
             Print(*news, is_job_news, options, console.out);
             latest = std::move(news);
-        } else {
-            poll(nullptr, 0, kMillisecondsBetweenLooks);  // Ends early at a signal.
         }
         interrupts.Check();
-    } while (options.watch && latest->IsGoingOn());
+        if (!options.watch || !latest->IsGoingOn())
+            break;
+        poll(nullptr, 0, kMillisecondsBetweenLooks);  // Ends early at a signal.
+    }
     const std::string state = latest->State();
     return state == "failed" || state == "died" ? ExitStatus::kFindings : ExitStatus::kDone;
 }

@@ -18,6 +18,8 @@ struct Workload {
 std::vector<Workload> BulkWorkloads();
 // Many small linked records.
 std::vector<Workload> RecordWorkloads();
+// Conditions that a running analysis reports, as many as a tenth of the records.
+std::vector<Workload> DiagnosticsWorkloads();
 // A structured mesh of hexahedra: its connectivity, what is derived from it, and its import.
 std::vector<Workload> MeshWorkloads();
 // Import of a bulk data deck.

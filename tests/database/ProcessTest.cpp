@@ -59,12 +59,17 @@ TEST_F(ProcessTest, ASecondWriterIsRefusedByTheNameOfTheFirst) {
                },
                [&] { return OpenToWrite(m_path).IsWritable() ? "open" : ""; }});
     EXPECT_EQ(peer.Run(), "open");
+    const ORQSimDatabase reader = OpenToRead(m_path);
+    EXPECT_EQ(reader.Writer().rfind("process " + std::to_string(peer.Process()), 0), 0U);
     EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(peer.Process())},
                       [&] { OpenToWrite(m_path); }));
     EXPECT_EQ(ValueOf(OpenToRead(m_path)), "1");
     EXPECT_EQ(peer.Run(), "closed");
+    EXPECT_EQ(reader.Writer(), "");
     {
         const ORQSimDatabase first = OpenToWrite(m_path);
+        EXPECT_EQ(reader.Writer(), first.Writer());
+        EXPECT_NE(first.Writer(), "");
         EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(getpid())},
                           [&] { OpenToWrite(m_path); }));
         const std::string refusal = peer.Run();
@@ -158,6 +163,26 @@ TEST_F(ProcessTest, CommitsLastThoughOtherHandlesComeAndGo) {
     EXPECT_EQ(other.Run(), "1");
     WriteAll(writer, 2);
     EXPECT_EQ(other.Run(), "2");
+}
+
+// The last one out folds the log in, for which it locks all others out for a moment.
+TEST_F(ProcessTest, ReadersOpenWhileAWriterComesAndGoes) {
+    constexpr int kLast = 60;
+    Peer writer({[&] {
+        for (int value = 2; value <= kLast; ++value) {
+            WriteAll(OpenToWrite(m_path), value);
+        }
+        return "done";
+    }});
+    writer.Go();
+    int seen = 1;
+    for (int opened = 0; seen < kLast && opened < 100'000; ++opened) {
+        const int value = std::stoi(ValueOf(OpenToRead(m_path)));
+        ASSERT_GE(value, seen);
+        seen = value;
+    }
+    EXPECT_EQ(writer.Answer(), "done");
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), std::to_string(kLast));
 }
 
 TEST_F(ProcessTest, AProcessThatEndsWithoutClosingLeavesTheLastCommit) {

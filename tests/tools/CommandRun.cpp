@@ -18,11 +18,11 @@ CommandResult RunHere(const Arguments& arguments) {
     return {status, out.str(), err.str()};
 }
 
-pid_t Start(const Arguments& arguments, const std::filesystem::path& out,
-            const std::filesystem::path& err, const std::function<void()>& prepare) {
+pid_t StartProgram(const std::filesystem::path& program, const Arguments& arguments,
+                   const std::filesystem::path& out, const std::filesystem::path& err,
+                   const std::function<void()>& prepare) {
     std::vector<char*> words;
-    static std::string program = ORQ_PROGRAM;
-    words.push_back(program.data());
+    words.push_back(const_cast<char*>(program.c_str()));
     for (const auto& argument : arguments)
         words.push_back(const_cast<char*>(argument.c_str()));
     words.push_back(nullptr);
@@ -37,6 +37,11 @@ pid_t Start(const Arguments& arguments, const std::filesystem::path& out,
         _exit(127);
     }
     return process;
+}
+
+pid_t Start(const Arguments& arguments, const std::filesystem::path& out,
+            const std::filesystem::path& err, const std::function<void()>& prepare) {
+    return StartProgram(ORQ_PROGRAM, arguments, out, err, prepare);
 }
 
 int StatusOf(pid_t process) {

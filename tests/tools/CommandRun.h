@@ -19,6 +19,11 @@ using Arguments = std::vector<std::string>;
 /// Runs a command in this process.
 CommandResult RunHere(const Arguments& arguments);
 
+/// Starts a program.
+pid_t StartProgram(
+    const std::filesystem::path& program, const Arguments& arguments,
+    const std::filesystem::path& out, const std::filesystem::path& err,
+    const std::function<void()>& prepare = [] {});
 /// Starts the built program. `prepare` is called in the new process first.
 pid_t Start(
     const Arguments& arguments, const std::filesystem::path& out, const std::filesystem::path& err,

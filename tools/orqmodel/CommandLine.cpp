@@ -19,6 +19,7 @@
 #include "MapCommand.h"
 #include "MaterialsCommand.h"
 #include "ORQBasFailure.h"
+#include "StatusCommand.h"
 #include "VariablesCommand.h"
 #include "VerifyCommand.h"
 #include "export/ExportError.h"
@@ -44,6 +45,7 @@ class CommandLine {
         AddLayers();
         AddMaterials();
         AddVariables();
+        AddStatus();
     }
 
     ExitStatus Run(std::vector<std::string> arguments, const Console& console) {
@@ -254,6 +256,16 @@ class CommandLine {
         OnParsed(command, materials_, RunMaterials);
     }
 
+    void AddStatus() {
+        CLI::App* command = app_.add_subcommand(
+            "status", "Show how an analysis stands: its job, steps, warnings and errors");
+        command->add_option("DATABASE", status_.database, "The model database")->required();
+        command->add_flag("--watch", status_.watch,
+                          "Go on with what is new, until the job ends or its process does");
+        AddJson(command, status_.json);
+        OnParsed(command, status_, RunStatus);
+    }
+
     /// What is run when the subcommand was asked for.
     template <class Options>
     void OnParsed(CLI::App* command, const Options& options,
@@ -284,6 +296,7 @@ class CommandLine {
     LayersOptions layers_;
     MaterialsOptions materials_;
     VariablesOptions variables_;
+    StatusOptions status_;
 };
 
 int Fail(const Console& console, ExitStatus status, const std::string& text) {

@@ -20,8 +20,18 @@ std::string Printable(std::string_view text) {
     return printable;
 }
 
+namespace {
+
+constexpr auto kReplaceInvalid = nlohmann::json::error_handler_t::replace;
+
+}  // namespace
+
 void PrintJson(std::ostream& out, const nlohmann::json& object) {
-    out << object.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) << '\n';
+    out << object.dump(2, ' ', false, kReplaceInvalid) << '\n';
+}
+
+void PrintJsonLine(std::ostream& out, const nlohmann::json& object) {
+    out << object.dump(-1, ' ', false, kReplaceInvalid) << '\n';
 }
 
 }  // namespace orqmodel

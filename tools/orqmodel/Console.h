@@ -30,5 +30,7 @@ std::string Printable(std::string_view text);
 
 /// Writes an indented object and a line break; strings that are not UTF-8 are made so.
 void PrintJson(std::ostream& out, const nlohmann::json& object);
+/// The same on one line.
+void PrintJsonLine(std::ostream& out, const nlohmann::json& object);
 
 }  // namespace orqmodel

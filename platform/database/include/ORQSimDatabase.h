@@ -59,6 +59,11 @@ class ORQ_EXPORT ORQSimDatabase {
     /// Counts the commits that changed anything.
     std::int64_t Generation() const;
 
+    /// Who has the database open for writing, for example "process 812 on host"; empty when nobody
+    /// has, and in memory. A writer that was killed is gone from the moment on which its process
+    /// ended. What it committed is there after a Refresh() that follows the question.
+    std::string Writer() const;
+
     struct DiskSizes {
         std::int64_t catalogue;
         std::int64_t bulk;

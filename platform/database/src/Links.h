@@ -18,8 +18,9 @@ std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& sta
 std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, storage::Index index,
                                           const ORQSimDynamicID& target, int slot);
 
-// Where links of a position hang: throws Usage for a set or a drawer, which have none.
-DatabaseState& WritingLinks(const ORQSimPosition& object);
+// Where links of a position hang: throws Usage for a set or a drawer, which have none, and for a
+// null position, with the name of the link that was to be written.
+DatabaseState& WritingLinks(const ORQSimPosition& object, int slot);
 // Null for a position that has no links.
 DatabaseState* ReadingLinks(const ORQSimPosition& object);
 // The identity to be stored for a link's target: of the same database, and lasting.

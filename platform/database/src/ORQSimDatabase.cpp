@@ -97,6 +97,10 @@ std::int64_t ORQSimDatabase::Generation() const {
     return Opened(m_state)->Engine().Generation();
 }
 
+std::string ORQSimDatabase::Writer() const {
+    return Opened(m_state)->Engine().Writer();
+}
+
 ORQSimDatabase::DiskSizes ORQSimDatabase::Sizes() const {
     const orq::storage::Sizes sizes = Opened(m_state)->Engine().GetSizes();
     return {sizes.catalogueBytes, sizes.bulkBytes, sizes.freeBulkBytes};

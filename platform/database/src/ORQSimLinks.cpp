@@ -4,6 +4,7 @@
 
 #include "Links.h"
 #include "ORQBasFailure.h"
+#include "ORQSimSchema.h"
 
 using orq::database::DatabaseState;
 using orq::database::ReadingLinks;
@@ -56,7 +57,11 @@ DatabaseState* ReadingLinks(const ORQSimPosition& object) {
     return HasLinks(object.ID()) ? DatabaseState::Reading(object.ID()) : nullptr;
 }
 
-DatabaseState& WritingLinks(const ORQSimPosition& object) {
+DatabaseState& WritingLinks(const ORQSimPosition& object, int slot) {
+    if (object.IsNull()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a null object cannot hold the link " + ORQSimSchema::NameOf(slot));
+    }
     DatabaseState& state = DatabaseState::Writing(object.ID());
     if (!HasLinks(object.ID())) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "sets, drawers and types hold no links");
@@ -106,7 +111,7 @@ ORQSimLinkIterator ORQSimMap::Begin() const {
 }
 
 bool ORQSimMap::Insert(const ORQString& name, const ORQSimPosition& target) const {
-    DatabaseState& state = WritingLinks(m_object);
+    DatabaseState& state = WritingLinks(m_object, m_slot);
     const ORQSimDynamicID id = StorableTarget(state, target);
     return state.Rows().InsertNew(Table::MapEntry, m_object.ID().MinorID(), m_slot,
                                   std::string_view(name.UTF8()), id.MinorID(), id.Category(),
@@ -114,8 +119,10 @@ bool ORQSimMap::Insert(const ORQString& name, const ORQSimPosition& target) cons
 }
 
 bool ORQSimMap::Remove(const ORQString& name) const {
-    return WritingLinks(m_object).Rows().Erase(Table::MapEntry, m_object.ID().MinorID(), m_slot,
-                                               std::string_view(name.UTF8())) > 0;
+    return WritingLinks(m_object, m_slot)
+               .Rows()
+               .Erase(Table::MapEntry, m_object.ID().MinorID(), m_slot,
+                      std::string_view(name.UTF8())) > 0;
 }
 
 // --- Vector --------------------------------------------------------------------------------------
@@ -146,14 +153,14 @@ ORQSimLinkIterator ORQSimVector::Begin() const {
 }
 
 void ORQSimVector::PushBack(const ORQSimPosition& target) const {
-    DatabaseState& state = WritingLinks(m_object);
+    DatabaseState& state = WritingLinks(m_object, m_slot);
     const ORQSimDynamicID id = StorableTarget(state, target);
     state.Rows().Insert(Table::VectorEntry, m_object.ID().MinorID(), m_slot, Size(), id.MinorID(),
                         id.Category(), id.TypeID().Index(), id.Index());
 }
 
 void ORQSimVector::Truncate(int size) const {
-    DatabaseState& state = WritingLinks(m_object);
+    DatabaseState& state = WritingLinks(m_object, m_slot);
     for (int place = Size() - 1; place >= size && place >= 0; --place) {
         state.Rows().Erase(Table::VectorEntry, m_object.ID().MinorID(), m_slot, place);
     }
@@ -200,7 +207,7 @@ ORQSimLinkIterator ORQSimSet::Begin() const {
 
 void ORQSimSet::Insert(const ORQSimPosition& target) {
     if (IsStored()) {
-        DatabaseState& state = WritingLinks(m_object);
+        DatabaseState& state = WritingLinks(m_object, m_slot);
         const ORQSimDynamicID id = StorableTarget(state, target);
         state.Rows().InsertNew(Table::SetEntry, m_object.ID().MinorID(), m_slot, id.MinorID(),
                                id.Category(), id.TypeID().Index(), id.Index());
@@ -218,9 +225,10 @@ void ORQSimSet::Insert(const ORQSimPosition& target) {
 void ORQSimSet::Remove(const ORQSimPosition& target) {
     if (IsStored()) {
         const ORQSimDynamicID& id = target.ID();
-        WritingLinks(m_object).Rows().Erase(Table::SetEntry, m_object.ID().MinorID(), m_slot,
-                                            id.MinorID(), id.Category(), id.TypeID().Index(),
-                                            id.Index());
+        WritingLinks(m_object, m_slot)
+            .Rows()
+            .Erase(Table::SetEntry, m_object.ID().MinorID(), m_slot, id.MinorID(), id.Category(),
+                   id.TypeID().Index(), id.Index());
     } else {
         std::erase(m_own, target);
     }

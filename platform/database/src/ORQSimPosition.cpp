@@ -55,7 +55,7 @@ ORQSimPosition ORQSimPosition::Follow(int slot, int member) const {
 }
 
 void ORQSimPosition::Associate(int slot, int member, const ORQSimPosition& target) const {
-    DatabaseState& state = WritingLinks(*this);
+    DatabaseState& state = WritingLinks(*this, slot);
     state.SetChild(m_id.MinorID(), slot, member,
                    target.IsNull() ? ORQSimDynamicID() : StorableTarget(state, target));
 }
@@ -125,8 +125,9 @@ ORQString ORQSimPosition::Name() const {
 }
 
 void ORQSimPosition::SetName(int slot, const ORQString& name) const {
-    WritingLinks(*this).Rows().Put(Table::Name, m_id.MinorID(), slot,
-                                   std::string_view(name.UTF8()));
+    WritingLinks(*this, slot)
+        .Rows()
+        .Put(Table::Name, m_id.MinorID(), slot, std::string_view(name.UTF8()));
 }
 
 ORQString ORQSimPosition::GetReferenceKey(int slot) const {

@@ -33,6 +33,8 @@ class ORQ_EXPORT ORQObjMeshedField {
     ORQSimCSet GetComponents() const;
     /// The label of the component at a place of that order, as its file or program spells it.
     ORQString GetComponentLabel(int place) const;
+    /// Members of the step's collection of times at which some member has values.
+    ORQSimCSet GetTimes() const;
     /// Whether values belong to nodes or elements; those of the whole model do not.
     bool HasMembers() const;
 

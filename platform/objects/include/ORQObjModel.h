@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ORQBasExport.h"
+#include "ORQSimLinks.h"
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
@@ -15,6 +16,8 @@ class ORQ_EXPORT ORQObjModel {
     ORQSimPosition GetRegionCollection() const;
     /// The step of a name, null when there is none.
     ORQSimPosition GetStep(const ORQString& name) const;
+    /// The steps (ORQObjStep) in the order of the analysis.
+    ORQSimVector GetStepSequence() const;
 
   private:
     ORQSimPosition m_position;

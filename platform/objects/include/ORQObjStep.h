@@ -5,6 +5,7 @@
 #include "ORQBasExport.h"
 #include "ORQObjMeshedField.h"
 #include "ORQSimCSet.h"
+#include "ORQSimLinks.h"
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
@@ -23,6 +24,8 @@ class ORQ_EXPORT ORQObjStep {
     /// In the order in which they were added.
     std::vector<ORQObjMeshedField> GetFieldResults() const;
     std::vector<ORQObjMeshedField> GetHistoryFields() const;
+    /// What the analysis reported in it (ORQObjCondition), in order.
+    ORQSimVector GetConditions() const;
 
   private:
     ORQSimPosition m_position;

@@ -73,6 +73,16 @@ ORQString ORQObjMeshedField::GetComponentLabel(int place) const {
     return label;
 }
 
+ORQSimCSet ORQObjMeshedField::GetTimes() const {
+    ORQSimCSet times;
+    for (const ORQSimDrawerDescription& drawer :
+         ORQSimDistribution(GetDistribution()).QueryDrawers()) {
+        const ORQSimCSet its(drawer.CSet(0));
+        times = times.IsEmpty() ? its : times.Union(its);
+    }
+    return times;
+}
+
 bool ORQObjMeshedField::HasMembers() const {
     return ORQSimDistribution(GetDistribution()).NumDimensions() == 3;
 }

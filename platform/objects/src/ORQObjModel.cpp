@@ -1,6 +1,5 @@
 #include "ORQObjModel.h"
 
-#include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 
 ORQSimPosition ORQObjModel::GetMesh() const {
@@ -13,4 +12,8 @@ ORQSimPosition ORQObjModel::GetRegionCollection() const {
 
 ORQSimPosition ORQObjModel::GetStep(const ORQString& name) const {
     return m_position.GetMap(ORQSimSchema::Model_steps).Find(name);
+}
+
+ORQSimVector ORQObjModel::GetStepSequence() const {
+    return m_position.GetVector(ORQSimSchema::Model_stepSequence);
 }

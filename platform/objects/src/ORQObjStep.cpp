@@ -1,7 +1,6 @@
 #include "ORQObjStep.h"
 
 #include "ORQSimDistribution.h"
-#include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 
@@ -45,4 +44,8 @@ std::vector<ORQObjMeshedField> ORQObjStep::GetFieldResults() const {
 
 std::vector<ORQObjMeshedField> ORQObjStep::GetHistoryFields() const {
     return FieldsIn(m_position.GetSet(ORQSimSchema::Task_historyFields));
+}
+
+ORQSimVector ORQObjStep::GetConditions() const {
+    return m_position.GetVector(ORQSimSchema::Task_conditions);
 }

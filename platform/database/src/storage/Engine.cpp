@@ -267,10 +267,11 @@ void Engine::PrepareNewFile() {
 }
 
 void Engine::OpenCatalogue() {
+    // Whoever opens or closes last locks all others out for a moment.
+    sqlite3_busy_timeout(m_connection->Handle(), 10000);
     m_connection->Execute(
         "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -8192;"
         "PRAGMA temp_store = MEMORY");
-    sqlite3_busy_timeout(m_connection->Handle(), 10000);
     m_catalogue = std::make_unique<Catalogue>(*m_connection);
     m_space = std::make_unique<FreeSpace>(*m_catalogue, m_lock);
     m_chunks = std::make_unique<ChunkStore>(*m_catalogue, m_file, *m_space);

@@ -65,6 +65,9 @@ class Engine {
     // A read-only handle moves to the last committed state; answers whether it is another one.
     bool Refresh();
 
+    // Who has the database open for writing, this handle included; empty when nobody has.
+    std::string Writer() const { return m_lock.Writer(); }
+
     Sizes GetSizes();
     // Compares every page and every block with its checksum, and accounts for every byte of the
     // bulk file; answers what is wrong, empty when nothing is. Progress goes from 0 to 1.

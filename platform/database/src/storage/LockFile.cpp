@@ -72,6 +72,7 @@ void LockFile::OpenAsWriter(const std::string& path) {
         pwrite(m_file, name.data(), name.size(), 0) != static_cast<ssize_t>(name.size())) {
         FailSystem(path, "write the lock file");
     }
+    m_isWriter = true;
 }
 
 bool LockFile::OpenAsReader(const std::string& path) {
@@ -92,6 +93,18 @@ void LockFile::Close() {
         m_file = -1;
     }
     m_marked = 0;
+    m_isWriter = false;
+}
+
+std::string LockFile::Writer() const {
+    if (m_isWriter) {
+        return WriterName();
+    }
+    struct flock range = Range(F_RDLCK, kWriterByte, 1);
+    if (m_file < 0 || fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type == F_UNLCK) {
+        return "";
+    }
+    return ReadHolder(m_file);
 }
 
 void LockFile::Lock(short type, std::int64_t byte) {

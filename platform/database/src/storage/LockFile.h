@@ -39,6 +39,9 @@ class LockFile {
     // Ends the choosing; the mark of an earlier snapshot is taken away.
     void MarkSnapshot(std::int64_t generation);
 
+    // Who holds the writer's lock, in words; empty when nobody does.
+    std::string Writer() const;
+
     // The lowest generation that some other handle reads, or `current` when there is none below it.
     // Readers that are about to choose count as generation 0.
     std::int64_t OldestSnapshot(std::int64_t current) const;
@@ -47,6 +50,7 @@ class LockFile {
     void Lock(short type, std::int64_t byte);
 
     int m_file = -1;
+    bool m_isWriter = false;
     std::string m_path;
     std::int64_t m_marked = 0;
 };

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ORQObjDiagnostics.h"
+#include "ORQObjStep.h"
+#include "ORQSimDatabase.h"
+
+namespace orqmodel {
+
+/// What an analysis has stored since somebody looked last.
+struct AnalysisNews {
+    /// Equal conditions, as often as they were reported.
+    struct Condition {
+        int code;
+        ORQObjSeverity severity;
+        std::vector<ORQObjConditionArgument> arguments;
+        int count;
+    };
+    /// A field that has values at more times than before.
+    struct Field {
+        std::string name;
+        int new_times;
+    };
+    struct Step {
+        std::string name;
+        std::vector<double> times;
+        std::vector<Field> fields;
+        std::vector<Condition> conditions;  // By their first appearance.
+    };
+
+    std::int64_t generation = 0;
+    std::optional<ORQObjJobStatus> job;
+    std::string writer;       // Who has the database open for writing; empty for nobody.
+    std::vector<Step> steps;  // That have news; in the order of the analysis.
+
+    /// "none", "running", "completed", "failed", "other" for a host's own, or "died": running,
+    /// says the host, but it has gone.
+    std::string State() const;
+    /// Whether more may come from the job.
+    bool IsGoingOn() const;
+};
+
+/// Follows an analysis that another process may be running, by short looks at its database: between
+/// them it holds nothing open, so that it keeps the writer from nothing.
+class AnalysisFollower {
+  public:
+    explicit AnalysisFollower(std::string path) : path_(std::move(path)) {}
+
+    /// What is new since the last look; at the first, everything. Empty when nothing is, in the
+    /// steps or in the state of the job.
+    std::optional<AnalysisNews> Look();
+
+  private:
+    struct Seen {
+        bool step = false;
+        int times = 0;
+        int conditions = 0;
+        std::vector<int> field_times;  // In the order of the step's fields.
+    };
+
+    void ReadSteps(const ORQSimDatabase& database, AnalysisNews& news);
+    static bool ReadStep(const ORQObjStep& step, Seen& seen, AnalysisNews::Step& news);
+
+    std::string path_;
+    std::int64_t generation_ = 0;
+    std::string state_;
+    std::map<std::string, Seen> seen_;
+};
+
+}  // namespace orqmodel

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <numeric>
 #include <optional>
 #include <random>
 #include <string>
@@ -32,14 +33,17 @@ constexpr int kClasses = 500;
 constexpr int kChunk = 100000;
 constexpr double kMostMemory = 200;  // MiB
 
-// The elements of each class: runs, or picked at random.
+// The elements of each class, as many in each: runs, or picked at random.
 std::vector<std::vector<int>> Divide(int nElements, bool isScattered) {
+    std::vector<int> places(static_cast<std::size_t>(nElements));
+    std::iota(places.begin(), places.end(), 0);
+    if (isScattered) {
+        std::ranges::shuffle(places, std::mt19937(11));
+    }
     std::vector<std::vector<int>> classes(kClasses);
-    std::mt19937 random(11);
-    std::uniform_int_distribution<std::size_t> any(0, kClasses - 1);
     for (int element = 0; element < nElements; ++element) {
-        const auto run = static_cast<std::size_t>(std::int64_t{element} * kClasses / nElements);
-        classes[isScattered ? any(random) : run].push_back(element);
+        const std::int64_t place = places[static_cast<std::size_t>(element)];
+        classes[static_cast<std::size_t>(place * kClasses / nElements)].push_back(element);
     }
     return classes;
 }

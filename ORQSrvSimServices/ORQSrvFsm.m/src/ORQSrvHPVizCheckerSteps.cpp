@@ -12,11 +12,6 @@ using namespace orq::checker;
 
 namespace {
 
-// The record that describes the members of a set's collection.
-ORQSimPosition DescriptionOf(const ORQSimCSet& set, int collectionSlot) {
-    return ORQSimPosition(set.CollectionID()).Parent(collectionSlot);
-}
-
 // Whether the drawers of a distribution cover every member of a set.
 bool Covers(const ORQSimPosition& distribution, const ORQSimCSet& set) {
     const ORQSimCSet stored = Union(DrawerSets(distribution.GetDistribution(), set.CollectionID()));
@@ -49,62 +44,65 @@ void CheckModes(const ORQSimPosition& step, const ORQString& name,
     }
 }
 
-void CheckTimes(const ORQSimPosition& step, const ORQString& name,
-                ORQBasVector<ORQString>& messages) {
-    using namespace ORQSimSchema;
-    const ORQSimCSet times = step.GetPosition(Task_times).CSet();
-    const ORQSimPosition description = DescriptionOf(times, TimeDescription_timeCollection);
-    const ORQSimPosition distribution = description.GetPosition(TimeDescription_distribution);
+// A set of a step whose members have values: where set, description and values hang, and what is
+// said of each defect.
+struct ValuedSet {
+    int setSlot;
+    int collectionSlot;
+    int distributionSlot;
+    ORQString withoutDescription;
+    ORQString withoutValues;
+    ORQString withGaps;
+};
+
+void CheckValues(const ORQSimPosition& step, const ValuedSet& what,
+                 ORQBasVector<ORQString>& messages) {
+    const ORQSimCSet set = step.GetPosition(what.setSlot).CSet();
+    const ORQSimPosition description =
+        ORQSimPosition(set.CollectionID()).Parent(what.collectionSlot);
+    const ORQSimPosition distribution = description.GetPosition(what.distributionSlot);
     if (description.IsNull()) {
-        messages.push_back(
+        messages.push_back(what.withoutDescription);
+    } else if (distribution.IsNull()) {
+        messages.push_back(what.withoutValues);
+    } else if (!Covers(distribution, set)) {
+        messages.push_back(what.withGaps);
+    }
+}
+
+ValuedSet Times(const ORQString& step) {
+    return {ORQSimSchema::Task_times,
+            ORQSimSchema::TimeDescription_timeCollection,
+            ORQSimSchema::TimeDescription_distribution,
             "Task_times CSet's TimeCollection has no parent link to TimeDescription "
             "(TimeDescription_timeCollection)for Step " +
-            name + ".");
-    } else if (distribution.IsNull()) {
-        messages.push_back("TimeDescription has no data distribution for Step " + name + ".");
-    } else if (!Covers(distribution, times)) {
-        messages.push_back(
+                step + ".",
+            "TimeDescription has no data distribution for Step " + step + ".",
             "TimeDescription data distribution must have all members from times CSet for Step " +
-            name + ".");
-    }
+                step + "."};
 }
 
-void CheckArcLengths(const ORQSimPosition& step, const ORQString& name,
-                     ORQBasVector<ORQString>& messages) {
-    using namespace ORQSimSchema;
-    const ORQSimCSet arcLengths = step.GetPosition(Step_Riks_arcLengths).CSet();
-    const ORQSimPosition description = DescriptionOf(arcLengths, ArcLengthDescription_collection);
-    const ORQSimPosition distribution = description.GetPosition(ArcLengthDescription_distribution);
-    if (description.IsNull()) {
-        messages.push_back("ArcLengthDescription record does not exist.");
-    } else if (distribution.IsNull()) {
-        messages.push_back("ArcLengthDescription record does not exist for Step " + name + ".");
-    } else if (!Covers(distribution, arcLengths)) {
-        messages.push_back(
+ValuedSet ArcLengths(const ORQString& step) {
+    return {ORQSimSchema::Step_Riks_arcLengths,
+            ORQSimSchema::ArcLengthDescription_collection,
+            ORQSimSchema::ArcLengthDescription_distribution,
+            "ArcLengthDescription record does not exist.",
+            "ArcLengthDescription record does not exist for Step " + step + ".",
             "This ArcLengthDescription data distribution has no all members from times CSet for "
             "Step " +
-            name + ".");
-    }
+                step + "."};
 }
 
-// Most steps have no frequencies.
-void CheckFrequencies(const ORQSimPosition& step, const ORQString& name,
-                      ORQBasVector<ORQString>& messages) {
-    using namespace ORQSimSchema;
-    if (!Has(step, Step_frequencies)) {
-        return;
-    }
-    const ORQSimCSet frequencies = step.GetPosition(Step_frequencies).CSet();
-    const ORQSimPosition distribution = DescriptionOf(frequencies, FrequencyDescription_collection)
-                                            .GetPosition(FrequencyDescription_distribution);
-    if (distribution.IsNull()) {
-        messages.push_back("FrequencyDescription record does not exist for Step " + name + ".");
-    } else if (!Covers(distribution, frequencies)) {
-        messages.push_back(
+ValuedSet Frequencies(const ORQString& step) {
+    const ORQString missing = "FrequencyDescription record does not exist for Step " + step + ".";
+    return {ORQSimSchema::Step_frequencies,
+            ORQSimSchema::FrequencyDescription_collection,
+            ORQSimSchema::FrequencyDescription_distribution,
+            missing,
+            missing,
             "This FrequencyDescription data distribution has no all members from frequency CSet "
             "for Step " +
-            name + ".");
-    }
+                step + "."};
 }
 
 }  // namespace
@@ -134,11 +132,13 @@ void ORQSrvHPVizChecker::Check_Steps() {
                 "TimeIncrementation record does not exist for Step_Gen_StaticRiks " + name +
                 " (Step_Gen_timeIncrementation).");
         }
-        CheckTimes(step, name, m_messages);
+        CheckValues(step, Times(name), m_messages);
         if (isRiks) {
-            CheckArcLengths(step, name, m_messages);
+            CheckValues(step, ArcLengths(name), m_messages);
         }
-        CheckFrequencies(step, name, m_messages);
+        if (Has(step, Step_frequencies)) {  // most steps have none
+            CheckValues(step, Frequencies(name), m_messages);
+        }
     }
 }
 

@@ -2,24 +2,40 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
+#include <utility>
 
-ORQSrvSetIndex::ORQSrvSetIndex(const std::vector<ORQSimCSet>& sets) {
-    for (std::size_t place = 0; place < sets.size(); ++place) {
-        const ORQSimIntRange bounds = sets[place].Bounds();
-        if (!bounds.IsEmpty() && IsRun(sets[place])) {
-            m_runs.push_back({bounds.First(), bounds.Last(), static_cast<int>(place)});
-        } else if (!bounds.IsEmpty()) {
-            m_runs.clear();
-            FillTable(sets);
-            return;
+ORQSrvSetIndex::ORQSrvSetIndex(const std::vector<ORQSimCSet>& sets) : m_sets(sets) {
+    std::vector<Run> spans;
+    for (std::size_t place = 0; place < m_sets.size(); ++place) {
+        const ORQSimIntRange bounds = m_sets[place].Bounds();
+        if (!bounds.IsEmpty()) {
+            spans.push_back({bounds.First(), bounds.Last(), static_cast<int>(place)});
+            m_highest = std::max(m_highest, bounds.Last());
         }
     }
-    std::ranges::sort(m_runs, {}, &Run::first);
+    std::ranges::sort(spans, {}, &Run::first);
     const auto meets = [](const Run& run, const Run& next) { return next.first <= run.last; };
-    if (std::ranges::adjacent_find(m_runs, meets) != m_runs.end()) {
-        m_runs.clear();
-        FillTable(sets);
+    m_isOfRuns = std::ranges::all_of(m_sets, IsRun) &&
+                 std::ranges::adjacent_find(spans, meets) == spans.end();
+    if (m_isOfRuns) {
+        m_runs = std::move(spans);
+    } else if (AreApart()) {
+        m_spans = std::move(spans);
     }
+}
+
+bool ORQSrvSetIndex::AreApart() const {
+    std::vector<bool> isHeld(static_cast<std::size_t>(m_highest + 1), false);
+    for (const ORQSimCSet& set : m_sets) {
+        for (const int member : Ascending(set)) {
+            if (isHeld[static_cast<std::size_t>(member)]) {
+                return false;
+            }
+            isHeld[static_cast<std::size_t>(member)] = true;
+        }
+    }
+    return true;
 }
 
 bool ORQSrvSetIndex::IsRun(const ORQSimCSet& set) {
@@ -28,21 +44,17 @@ bool ORQSrvSetIndex::IsRun(const ORQSimCSet& set) {
 }
 
 // Without the negative members that ordered sets may have: they number nothing.
-std::vector<int> ORQSrvSetIndex::Ascending(const ORQSimCSet& set) {
-    std::vector<int> members(static_cast<std::size_t>(set.Size()));
-    set.Members(members.data());
-    members.erase(members.begin(), std::ranges::lower_bound(members, 0));
-    return members;
+const std::vector<int>& ORQSrvSetIndex::Ascending(const ORQSimCSet& set) const {
+    m_members.resize(static_cast<std::size_t>(set.Size()));
+    set.Members(m_members.data());
+    m_members.erase(m_members.begin(), std::ranges::lower_bound(m_members, 0));
+    return m_members;
 }
 
-void ORQSrvSetIndex::FillTable(const std::vector<ORQSimCSet>& sets) {
-    int highest = -1;
-    for (const ORQSimCSet& set : sets) {
-        highest = std::max(highest, set.Bounds().Last());
-    }
-    m_holder.assign(static_cast<std::size_t>(highest + 1), -1);
-    for (std::size_t place = 0; place < sets.size(); ++place) {
-        for (const int member : Ascending(sets[place])) {
+void ORQSrvSetIndex::FillTable() const {
+    m_holder.assign(static_cast<std::size_t>(m_highest + 1), -1);
+    for (std::size_t place = 0; place < m_sets.size(); ++place) {
+        for (const int member : Ascending(m_sets[place])) {
             int& holder = m_holder[static_cast<std::size_t>(member)];
             if (holder < 0) {
                 holder = static_cast<int>(place);
@@ -56,29 +68,43 @@ void ORQSrvSetIndex::FillTable(const std::vector<ORQSimCSet>& sets) {
 
 ORQSrvSetIndex::Answer ORQSrvSetIndex::Find(const ORQSimCSet& members) const {
     Answer answer;
-    if (!members.IsEmpty()) {
-        if (m_holder.empty()) {
-            FindInRuns(members, answer);
-        } else {
-            FindInTable(members, answer);
-        }
-        std::ranges::sort(answer.places);
-        const auto repeated = std::unique(answer.places.begin(), answer.places.end());
-        answer.places.erase(repeated, answer.places.end());
+    if (members.IsEmpty() || m_highest < 0) {
+        return answer;
     }
+    if (m_isOfRuns) {
+        FindInRuns(members, answer);
+    } else if (!FindSame(members, answer)) {
+        FindInTable(members, answer);
+    }
+    std::ranges::sort(answer.places);
+    const auto repeated = std::unique(answer.places.begin(), answer.places.end());
+    answer.places.erase(repeated, answer.places.end());
     return answer;
+}
+
+// Where no two sets meet, the only one that can be the same begins with the same member.
+bool ORQSrvSetIndex::FindSame(const ORQSimCSet& members, Answer& answer) const {
+    const int lowest = members.Bounds().First();
+    const auto span = std::ranges::lower_bound(m_spans, lowest, {}, &Run::first);
+    if (span == m_spans.end() || span->first != lowest ||
+        !m_sets[static_cast<std::size_t>(span->place)].SameMembers(members)) {
+        return false;
+    }
+    answer = {members.Size(), {span->place}};
+    return true;
 }
 
 void ORQSrvSetIndex::FindInRuns(const ORQSimCSet& members, Answer& answer) const {
     const ORQSimIntRange bounds = members.Bounds();
-    const std::vector<int> written = IsRun(members) ? std::vector<int>() : Ascending(members);
+    const bool isRun = IsRun(members);
+    const std::span<const int> written =
+        isRun ? std::span<const int>() : std::span<const int>(Ascending(members));
     auto run = std::ranges::lower_bound(m_runs, bounds.First(), {}, &Run::last);
     for (; run != m_runs.end() && run->first <= bounds.Last(); ++run) {
         const auto nCommon =
-            written.empty()
-                ? std::min(run->last, bounds.Last()) - std::max(run->first, bounds.First()) + 1
-                : static_cast<int>(std::ranges::upper_bound(written, run->last) -
-                                   std::ranges::lower_bound(written, run->first));
+            isRun ? std::min(run->last, bounds.Last()) - std::max(run->first, bounds.First()) + 1
+                  : static_cast<int>(std::ranges::upper_bound(written, run->last) -
+                                     std::ranges::lower_bound(written, run->first));
         if (nCommon > 0) {
             answer.nCovered += nCommon;
             answer.places.push_back(run->place);
@@ -87,6 +113,9 @@ void ORQSrvSetIndex::FindInRuns(const ORQSimCSet& members, Answer& answer) const
 }
 
 void ORQSrvSetIndex::FindInTable(const ORQSimCSet& members, Answer& answer) const {
+    if (m_holder.empty()) {
+        FillTable();
+    }
     const auto nHeld = static_cast<int>(m_holder.size());
     int last = -1;
     for (const int member : Ascending(members)) {

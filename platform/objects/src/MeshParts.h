@@ -23,8 +23,6 @@ inline MeshParts NeedMeshParts(const ORQSimPosition& mesh, const ORQSimPosition&
         NeedCollection(mesh, Mesh_nodes, NodeCollection),
         NeedCollection(mesh, Mesh_elements, ElementCollection),
         NeedCollection(mesh, Mesh_elementNodePlaces, ElementNodePlaceCollection)};
-    NeedDistribution(mesh, Mesh_coordinates, NodalCoordinates, {parts.nodes, components},
-                     ORQSimRangeType(ORQSimScalarDouble));
     FindOrMake(mesh, Mesh_connectivity, [&]() -> ORQSimPosition {
         const ORQSimDistributionID rows = mesh.Context().CreateDistribution(
             ORQSimGrid(std::vector{parts.elements.GetCollection(), parts.places.GetCollection()}),
@@ -32,5 +30,7 @@ inline MeshParts NeedMeshParts(const ORQSimPosition& mesh, const ORQSimPosition&
             ORQSimTypeID(ConnectivityRows));
         return mesh.Context().CreateDSet(rows, ORQSimTypeID(Connectivity));
     });
+    NeedDistribution(mesh, Mesh_coordinates, NodalCoordinates, {parts.nodes, components},
+                     ORQSimRangeType(ORQSimScalarDouble));
     return parts;
 }

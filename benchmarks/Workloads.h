@@ -28,6 +28,8 @@ std::vector<Workload> DeckWorkloads();
 std::vector<Workload> LabelWorkloads();
 // Layers of shell sections, as many sections as a tenth of the records.
 std::vector<Workload> LayerWorkloads();
+// The model checker over elements in many classes, as many elements as the mesh has.
+std::vector<Workload> CheckWorkloads();
 // Fields, property tables and output variables.
 std::vector<Workload> FieldWorkloads();
 

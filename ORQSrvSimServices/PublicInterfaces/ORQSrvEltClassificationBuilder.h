@@ -39,6 +39,12 @@ class ORQ_EXPORT ORQSrvEltClassificationBuilder {
     /// assignment of specs. REQUIRES: an open transaction.
     ORQSimPosition BuildEltClassification(ORQSrvEltClassificationType type) const;
 
+    /// Refers each class of the mesh's classifications to the sections assigned to any of its
+    /// elements; again changes nothing. To be called after sections were assigned; a classification
+    /// that is built later does so itself. Looks at each element at most a few times, however many
+    /// assignments there are. REQUIRES: an open transaction.
+    void LinkSections() const;
+
   private:
     ORQSimPosition m_position;
 };

@@ -9,6 +9,7 @@
 #include <new>
 
 #include "AdjacencyCommand.h"
+#include "CheckCommand.h"
 #include "DrawCommand.h"
 #include "ExportCommand.h"
 #include "FindCommand.h"
@@ -37,6 +38,7 @@ class CommandLine {
         AddImport();
         AddInfo();
         AddVerify();
+        AddCheck();
         AddExport();
         AddAdjacency();
         AddDraw();
@@ -94,6 +96,16 @@ class CommandLine {
         command->add_option("DATABASE", verify_.database, "The model database")->required();
         AddJson(command, verify_.json);
         OnParsed(command, verify_, RunVerify);
+    }
+
+    void AddCheck() {
+        CLI::App* command = app_.add_subcommand(
+            "check", "Say what keeps a model from being displayed or post-processed");
+        command->add_option("DATABASE", check_.database, "The model database")->required();
+        command->add_flag("--explain", check_.explain,
+                          "Group the findings and say what each means, breaks and needs");
+        AddJson(command, check_.json);
+        OnParsed(command, check_, RunCheck);
     }
 
     void AddExport() {
@@ -288,6 +300,7 @@ class CommandLine {
     ImportOptions import_;
     InfoOptions info_;
     VerifyOptions verify_;
+    CheckOptions check_;
     ExportOptions export_;
     AdjacencyOptions adjacency_;
     DrawOptions draw_;

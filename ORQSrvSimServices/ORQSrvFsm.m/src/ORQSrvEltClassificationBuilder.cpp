@@ -11,8 +11,10 @@
 #include "ORQSimContext.h"
 #include "ORQSimDSet.h"
 #include "ORQSimDataRecord.h"
+#include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvAssert.h"
+#include "ORQSrvSetIndex.h"
 
 namespace {
 
@@ -39,13 +41,54 @@ ORQSimCSetID RegisterClass(const ORQObjMesh& mesh,
     return classes.CreateCSet(&member, 1, false);
 }
 
+// Refers the classes of one classification to the sections of their elements.
+void LinkClasses(const ORQObjElementClassification& classification, const ORQSrvSetIndex& regions,
+                 const std::vector<ORQSimPosition>& sections) {
+    const ORQSimCollection classes(
+        classification.GetMesh().GetElementClassCollection().GetCollection());
+    for (const auto& [member, elements] : classification.GetElementCSets()) {
+        ORQSimSet linked = classes.GetMember(member).GetSet(ads_CoreFragmentTypeIndex(26, 10));
+        for (const int place : regions.Find(elements).places) {
+            linked.Insert(sections[static_cast<std::size_t>(place)]);
+        }
+    }
+}
+
 }  // namespace
 
 ORQSimPosition ORQSrvEltClassificationBuilder::BuildEltClassification(
     ORQSrvEltClassificationType type) const {
     ORQSrvAssertReported(type == ORQSrvEltClassificationType::Shape,
                          "!\"Element Classification elaboration not yet implemented.\"");
-    return ORQSrvEltClassBuilderImplShape().BuildEltClassification(m_position);
+    const ORQSimPosition classification =
+        ORQSrvEltClassBuilderImplShape().BuildEltClassification(m_position);
+    LinkSections();
+    return classification;
+}
+
+void ORQSrvEltClassificationBuilder::LinkSections() const {
+    const ORQObjModel model(m_position.GetPosition(ads_CoreFragmentTypeIndex(28, 29)));
+    const ORQSimVector assignments = model.Position().GetVector(ads_CoreFragmentTypeIndex(28, 94));
+    std::vector<ORQSimCSet> regions;
+    std::vector<ORQSimPosition> sections;
+    for (auto assignment = assignments.Begin(); assignment.NotDone(); ++assignment) {
+        regions.push_back((*assignment)
+                              .GetPosition(ads_CoreFragmentTypeIndex(55, 58))
+                              .GetPosition(ads_CoreFragmentTypeIndex(53, 26))
+                              .CSet());
+        sections.push_back((*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 59)));
+    }
+    if (regions.empty()) {
+        return;
+    }
+    const ORQSrvSetIndex index(regions);
+    const ORQObjMesh mesh(model.GetMesh());
+    const ORQSimPosition built = mesh.GetElementClassification();
+    const ORQSimPosition logical = mesh.GetShapeFormulationLogicalSectionClassification();
+    LinkClasses(built, index, sections);
+    if (logical != built) {
+        LinkClasses(logical, index, sections);
+    }
 }
 
 ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosition position) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
 
 #include "ComponentSet.h"
 #include "DatabaseState.h"
@@ -94,10 +95,15 @@ std::vector<ORQSimDSet::Block> ORQSimDSet::Blocks() const {
         return m_selected;
     }
     std::vector<Block> blocks;
+    std::map<std::int64_t, ORQSimCollectionID> collections;  // by object
     for (Cursor row = state->Rows().Find(Table::Compartment, m_id.MinorID()); row.Next();) {
         // Places without rows are compartments without sets.
         blocks.resize(static_cast<std::size_t>(row.Int(1)) + 1);
-        const ORQSimCollectionID collection = state->CollectionID(row.Int(4));
+        const auto [known, isNew] = collections.try_emplace(row.Int(4));
+        if (isNew) {
+            known->second = state->CollectionID(row.Int(4));
+        }
+        const ORQSimCollectionID& collection = known->second;
         blocks.back().emplace_back(ORQSimCSetID(collection.ContextID(), collection.MinorID(),
                                                 collection.TypeID(), row.Int32(3)));
     }

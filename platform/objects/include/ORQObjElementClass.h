@@ -1,10 +1,11 @@
 #pragma once
 
+#include <map>
+
 #include "ORQBasExport.h"
+#include "ORQObjMesh.h"
 #include "ORQSimCSet.h"
 #include "ORQSimPosition.h"
-
-class ORQObjMesh;
 
 /// One class of a classification of elements, as a view of its record.
 class ORQ_EXPORT ORQObjElementClass {
@@ -30,6 +31,11 @@ class ORQ_EXPORT ORQObjElementClassification {
     ORQObjElementClassification(const ORQSimPosition& position) : m_position(position) {}
 
     const ORQSimPosition& Position() const { return m_position; }
+    /// The mesh that it divides; a view of nothing when none refers to it.
+    ORQObjMesh GetMesh() const;
+    /// The elements of every class that has any, by the class's member number: what
+    /// ORQObjElementClass::GetElementCSet answers for each of them, read at once.
+    std::map<int, ORQSimCSet> GetElementCSets() const;
     /// Both REQUIRE an open transaction.
     void AppendElementClass(const ORQObjElementClass& elementClass) const;
     /// The data set of (class, elements) compartments.

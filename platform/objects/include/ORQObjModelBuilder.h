@@ -100,7 +100,6 @@ class ORQ_EXPORT ORQObjModelBuilder {
                               const std::map<int, ORQSimCSetID>& elementsByFace) const;
 
   private:
-    ORQSimPosition AddRegion(const ORQString& name, int number, int mapSlot) const;
     ORQSimPosition AddSet(const ORQString& name, int number, const ORQSimCSetID& members,
                           int mapSlot, int clusterSlot) const;
 

@@ -30,7 +30,13 @@ class ORQ_EXPORT ORQObjSectionBuilder {
 
     /// A shell section of so many layers.
     ORQSimPosition AddShellSection(const ORQString& name, int number, int layers) const;
+    /// A layer with a record of its own, behind those that the section has: of a type
+    /// (Layer_General, Layer_Beam_Arbitrary), with a ply unless that is null. For what the layers'
+    /// distributions do not hold.
+    ORQSimPosition AddLayer(const ORQSimPosition& section, int type,
+                            const ORQSimPosition& ply) const;
     /// The elements of the region have the section, unless an earlier assignment has them.
+    /// ORQSrvEltClassificationBuilder::LinkSections tells the element classes so.
     ORQSimPosition AddSectionAssignment(const ORQSimPosition& region,
                                         const ORQSimPosition& section) const;
 

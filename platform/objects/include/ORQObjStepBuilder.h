@@ -46,6 +46,18 @@ class ORQ_EXPORT ORQObjStepBuilder {
     /// Adds times behind those that the step has, and answers the new ones.
     ORQSimCSetID AddTimes(const ORQSimPosition& step, std::span<const double> values) const;
 
+    /// The modes of a step (Step_Lin_Buckle, Step_Lin_Frequency), an eigenvalue for each: load
+    /// factors of a buckling step, squared angular frequencies of the other. REQUIRES, of this and
+    /// the next two: the step has none yet.
+    ORQSimCSetID SetModes(const ORQSimPosition& step, std::span<const double> eigenvalues) const;
+    /// Frequencies of a step in cycles for each unit of time, and arc lengths of a
+    /// Step_Gen_StaticRiks as parts of the load.
+    ORQSimCSetID SetFrequencies(const ORQSimPosition& step, std::span<const double> values) const;
+    ORQSimCSetID SetArcLengths(const ORQSimPosition& step, std::span<const double> values) const;
+    /// How a general step advances: its first increment and its length, in the unit of time.
+    void SetTimeIncrementation(const ORQSimPosition& step, double firstIncrement,
+                               double length) const;
+
     /// The type of fields of an identifier of the table of output variables, made when there is
     /// none.
     ORQSimPosition StandardFieldType(const ORQString& identifier) const;

@@ -1,8 +1,8 @@
 #include "ORQObjElementClass.h"
 
 #include "ORQBasFailure.h"
-#include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
+#include "ORQSimCompartment.h"
 #include "ORQSimDSet.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
@@ -13,16 +13,12 @@ ORQSimCSet ORQObjElementClass::GetElementCSet() const {
     for (auto owner = owners.Begin(); owner.NotDone(); ++owner) {
         const ORQSimDSet membership =
             (*owner).GetPosition(ORQSimSchema::ElementClassification_dataSet).DSet();
-        const ORQSimPosition mesh =
-            (*owner).Parent(ORQSimSchema::Mesh_elementClassification).IsNull()
-                ? (*owner).Parent(ORQSimSchema::Mesh_shapeFormulationLogicalSection)
-                : (*owner).Parent(ORQSimSchema::Mesh_elementClassification);
-        const ORQSimCollection classes(
-            ORQObjMesh(mesh).GetElementClassCollection().GetCollection());
+        const ORQObjMesh mesh = ORQObjElementClassification(*owner).GetMesh();
+        const ORQSimCollection classes(mesh.GetElementClassCollection().GetCollection());
         const int member = classes.MemberIndex(m_position);
         if (!membership.IsNull() && member >= 0) {
             return membership.Select(classes.CreateVolatileCSet(&member, 1, true))
-                .Collect(ORQObjMesh(mesh).GetElementCollection().GetCollection());
+                .Collect(mesh.GetElementCollection().GetCollection());
         }
     }
     return {};
@@ -38,6 +34,32 @@ void ORQObjElementClass::Register(const ORQObjMesh& mesh, const ORQSimPosition& 
     m_position.SetPosition(ORQSimSchema::ElementClass_elementSpec, elementSpec);
     m_position.SetName(ORQSimSchema::Record_name, elementSpec.Name());
     classes.AddMember(m_position);
+}
+
+ORQObjMesh ORQObjElementClassification::GetMesh() const {
+    const ORQSimPosition mesh = m_position.Parent(ORQSimSchema::Mesh_elementClassification);
+    return mesh.IsNull() ? m_position.Parent(ORQSimSchema::Mesh_shapeFormulationLogicalSection)
+                         : mesh;
+}
+
+std::map<int, ORQSimCSet> ORQObjElementClassification::GetElementCSets() const {
+    const ORQObjMesh mesh = GetMesh();
+    const ORQSimCollectionID classes = mesh.GetElementClassCollection().GetCollection();
+    const ORQSimCollectionID elements = mesh.GetElementCollection().GetCollection();
+    std::map<int, ORQSimCSet> sets;
+    const ORQSimCtation ctation =
+        m_position.GetPosition(ORQSimSchema::ElementClassification_dataSet).DSet().GetCtation();
+    for (const ORQSimCompartment& compartment : ctation.Compartments()) {
+        const ORQSimCSet members(compartment.CSet(compartment.Position(classes)));
+        const ORQSimCSet own(compartment.CSet(compartment.Position(elements)));
+        for (ORQSimCSetIterator i(members); !i.IsDone(); i.Next()) {
+            const auto [set, isFirst] = sets.try_emplace(i.CurrentValue(), own);
+            if (!isFirst) {
+                set->second = set->second.Union(own);
+            }
+        }
+    }
+    return sets;
 }
 
 void ORQObjElementClassification::AppendElementClass(const ORQObjElementClass& elementClass) const {

@@ -12,6 +12,8 @@
 
 #include "AddMembers.h"
 #include "FindOrMake.h"
+#include "MakeRegion.h"
+#include "MeshParts.h"
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
@@ -97,31 +99,14 @@ void BuildLibraries(const ORQSimPosition& focus) {
     NeedCollection(libraries, Libraries_tableRows, MapperCollection_other);
 }
 
-void NeedConnectivity(const ORQSimPosition& mesh, const ORQSimPosition& nodes,
-                      const ORQSimPosition& elements, const ORQSimPosition& places) {
-    FindOrMake(mesh, ORQSimSchema::Mesh_connectivity, [&]() -> ORQSimPosition {
-        const ORQSimDistributionID rows = mesh.Context().CreateDistribution(
-            ORQSimGrid(std::vector{elements.GetCollection(), places.GetCollection()}),
-            ORQSimRangeType(ORQSimScalarInt, nodes.GetCollection()),
-            ORQSimTypeID(ORQSimSchema::ConnectivityRows));
-        return mesh.Context().CreateDSet(rows, ORQSimTypeID(ORQSimSchema::Connectivity));
-    });
-}
-
 void BuildModel(const ORQObjDocument& document) {
     using namespace ORQSimSchema;
     const ORQSimPosition model = NeedRecord(document.Focus(), Focus_model, Model);
     const ORQSimPosition mesh = NeedRecord(model, Model_mesh, Mesh);
-    const ORQSimPosition nodes = NeedCollection(mesh, Mesh_nodes, NodeCollection);
-    const ORQSimPosition elements = NeedCollection(mesh, Mesh_elements, ElementCollection);
+    const auto [nodes, elements, places] = NeedMeshParts(mesh, document.GetComponentCollection());
     const ORQSimPosition instances = NeedCollection(mesh, Mesh_instances, InstanceCollection);
     NeedCollection(model, Model_regions, RegionCollection);
     NeedCollection(mesh, Mesh_faces, FaceCollection);
-    NeedConnectivity(mesh, nodes, elements,
-                     NeedCollection(mesh, Mesh_elementNodePlaces, ElementNodePlaceCollection));
-    NeedDistribution(mesh, Mesh_coordinates, NodalCoordinates,
-                     {nodes, document.GetComponentCollection()},
-                     ORQSimRangeType(ORQSimScalarDouble));
     NeedDistribution(mesh, Mesh_nodeLabels, UserLabels, {instances, nodes},
                      ORQSimRangeType(ORQSimScalarInt));
     NeedDistribution(mesh, Mesh_elementLabels, UserLabels, {instances, elements},
@@ -373,24 +358,10 @@ void ORQObjModelBuilder::AddProperty(const ORQSimPosition& object, const ORQStri
 
 // --- Sets and surfaces ---------------------------------------------------------------------------
 
-ORQSimPosition ORQObjModelBuilder::AddRegion(const ORQString& name, int number, int mapSlot) const {
-    if (name.IsEmpty() || !Model().GetMap(mapSlot).Find(name).IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "the name \"" + name.UTF8() +
-                                                          "\" is empty or taken already (" +
-                                                          ORQSimSchema::NameOf(mapSlot) + ")");
-    }
-    const ORQSimDataRecord record = Model().CreateDataRecord(ORQSimSchema::Region);
-    record.SetInt(0, number);
-    record.Pos().SetName(ORQSimSchema::Record_name, name);
-    ORQSimCollection(Model().GetPosition(ORQSimSchema::Model_regions).GetCollection())
-        .AddMember(record.Pos());
-    return record.Pos();
-}
-
 ORQSimPosition ORQObjModelBuilder::AddSet(const ORQString& name, int number,
                                           const ORQSimCSetID& members, int mapSlot,
                                           int clusterSlot) const {
-    const ORQSimPosition region = AddRegion(name, number, mapSlot);
+    const ORQSimPosition region = MakeRegion(Model(), ORQSimSchema::Region, name, number, mapSlot);
     const ORQSimCSetID set = StoreApart(members);
     region.SetPosition(clusterSlot, set);
     Model().GetMap(mapSlot).Insert(name, set);
@@ -411,7 +382,8 @@ ORQSimPosition ORQObjModelBuilder::AddElementSet(const ORQString& name, int numb
 
 ORQSimPosition ORQObjModelBuilder::AddSurface(
     const ORQString& name, int number, const std::map<int, ORQSimCSetID>& elementsByFace) const {
-    const ORQSimPosition region = AddRegion(name, number, ORQSimSchema::Model_surfaces);
+    const ORQSimPosition region =
+        MakeRegion(Model(), ORQSimSchema::Region, name, number, ORQSimSchema::Model_surfaces);
     ORQSimCollection faces(Mesh().GetPosition(ORQSimSchema::Mesh_faces).GetCollection());
     std::vector<ORQSimCompartment> compartments;
     for (const auto& [face, elements] : elementsByFace) {

@@ -95,6 +95,14 @@ ORQSimPosition ORQObjSectionBuilder::AddShellSection(const ORQString& name, int 
     return section;
 }
 
+ORQSimPosition ORQObjSectionBuilder::AddLayer(const ORQSimPosition& section, int type,
+                                              const ORQSimPosition& ply) const {
+    const ORQSimPosition layer = section.CreateDataRecord(type).Pos();
+    layer.SetPosition(ORQSimSchema::Layer_ply, ply);
+    section.GetVector(ORQSimSchema::Section_layers).PushBack(layer);
+    return layer;
+}
+
 ORQSimPosition ORQObjSectionBuilder::AddSectionAssignment(const ORQSimPosition& region,
                                                           const ORQSimPosition& section) const {
     const ORQSimPosition assignment =

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr int kTimesPerChunk = 512;
+constexpr int kValuesPerChunk = 512;
 
 ORQSimPosition TimeDescriptionOf(const ORQSimPosition& step) {
     return step.GetPosition(ORQSimSchema::Task_timeDescription);
@@ -26,20 +26,55 @@ ORQSimPosition TimeCollectionOf(const ORQSimPosition& step) {
     return TimeDescriptionOf(step).GetPosition(ORQSimSchema::TimeDescription_timeCollection);
 }
 
-void WriteTimes(const ORQSimDistribution& distribution, const ORQSimCSetID& times,
-                std::span<const double> values) {
+// Writes one value for each member behind those that there are.
+void AppendValues(const ORQSimDistribution& distribution, const ORQSimCSetID& members,
+                  std::span<const double> values) {
     ORQSimTransfer transfer(distribution);
     transfer.SetWrite();
     if (distribution.NumDrawers() == 0) {
         ORQSimArray<int> chunks(1);
-        chunks.Get(0) = kTimesPerChunk;
+        chunks.Get(0) = kValuesPerChunk;
         transfer.SetMakeNewDrawerChunked(chunks).SetExtendableDim(0);
     } else {
         transfer.SetDrawer(distribution.DrawerIDArray().Get(0)).SetAutoExtend();
     }
-    transfer.SetDim(0, times)
+    transfer.SetDim(0, members)
         .SetBuffer(ORQSimbufMain, values.data(), static_cast<std::int64_t>(values.size_bytes()))
         .ExecWrite();
+}
+
+// Where a description keeps a collection and the values of its members.
+struct Description {
+    int type;
+    int collectionSlot;
+    int collectionType;
+    int distributionSlot;
+    int distributionType;
+};
+constexpr Description kFrequencies = {
+    ORQSimSchema::FrequencyDescription, ORQSimSchema::FrequencyDescription_collection,
+    ORQSimSchema::FrequencyCollection, ORQSimSchema::FrequencyDescription_distribution,
+    ORQSimSchema::FrequencyData};
+constexpr Description kArcLengths = {
+    ORQSimSchema::ArcLengthDescription, ORQSimSchema::ArcLengthDescription_collection,
+    ORQSimSchema::ArcLengthCollection, ORQSimSchema::ArcLengthDescription_distribution,
+    ORQSimSchema::ArcLengthData};
+
+// Makes a description with its values, and the step's set of all of them under a slot.
+ORQSimCSetID Describe(const ORQSimPosition& step, int slot, const Description& description,
+                      std::span<const double> values) {
+    const ORQSimPosition record = step.CreateDataRecord(description.type).Pos();
+    const ORQSimPosition collection =
+        NeedCollection(record, description.collectionSlot, description.collectionType);
+    const ORQSimPosition data =
+        NeedDistribution(record, description.distributionSlot, description.distributionType,
+                         {collection}, ORQSimRangeType(ORQSimScalarDouble));
+    const ORQSimCSetID members = AddMembers(collection, static_cast<int>(values.size()));
+    if (!values.empty()) {
+        AppendValues(data.GetDistribution(), members, values);
+    }
+    step.SetPosition(slot, members);
+    return members;
 }
 
 }  // namespace
@@ -67,15 +102,49 @@ ORQSimCSetID ORQObjStepBuilder::AddTimes(const ORQSimPosition& step,
     const ORQSimPosition collection = TimeCollectionOf(step);
     const ORQSimCSetID added = AddMembers(collection, static_cast<int>(values.size()));
     if (!values.empty()) {
-        WriteTimes(TimeDescriptionOf(step)
-                       .GetPosition(ORQSimSchema::TimeDescription_distribution)
-                       .GetDistribution(),
-                   added, values);
+        AppendValues(TimeDescriptionOf(step)
+                         .GetPosition(ORQSimSchema::TimeDescription_distribution)
+                         .GetDistribution(),
+                     added, values);
         const ORQSimCollection times(collection.GetCollection());
         step.SetPosition(ORQSimSchema::Task_times,
                          times.CreateTempCSetStrided(0, times.Space(), 1, 1));
     }
     return added;
+}
+
+ORQSimCSetID ORQObjStepBuilder::SetModes(const ORQSimPosition& step,
+                                         std::span<const double> eigenvalues) const {
+    using namespace ORQSimSchema;
+    const ORQSimPosition modes = step.CreateTypedCollection(ModeCollection, 0);
+    const ORQSimCSetID members = AddMembers(modes, static_cast<int>(eigenvalues.size()));
+    const ORQSimPosition data =
+        NeedDistribution(NeedRecord(step, Task_feSystem, ModalSystem), ModalSystem_eigenvalues,
+                         Eigenvalues, {modes}, ORQSimRangeType(ORQSimScalarDouble));
+    if (!eigenvalues.empty()) {
+        AppendValues(data.GetDistribution(), members, eigenvalues);
+    }
+    step.SetPosition(Task_modes, members);
+    return members;
+}
+
+ORQSimCSetID ORQObjStepBuilder::SetFrequencies(const ORQSimPosition& step,
+                                               std::span<const double> values) const {
+    return Describe(step, ORQSimSchema::Step_frequencies, kFrequencies, values);
+}
+
+ORQSimCSetID ORQObjStepBuilder::SetArcLengths(const ORQSimPosition& step,
+                                              std::span<const double> values) const {
+    return Describe(step, ORQSimSchema::Step_Riks_arcLengths, kArcLengths, values);
+}
+
+void ORQObjStepBuilder::SetTimeIncrementation(const ORQSimPosition& step, double firstIncrement,
+                                              double length) const {
+    const ORQSimDataRecord record = NeedRecord(step, ORQSimSchema::Step_Gen_timeIncrementation,
+                                               ORQSimSchema::TimeIncrementation)
+                                        .DataRecord();
+    record.SetDouble(0, firstIncrement);
+    record.SetDouble(1, length);
 }
 
 ORQSimPosition ORQObjStepBuilder::StandardFieldType(const ORQString& identifier) const {

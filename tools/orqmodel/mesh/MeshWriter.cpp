@@ -411,6 +411,7 @@ void WriteMesh(MeshSource& source, const ORQSimDatabase& database, ORQSimTransac
 
 void WriteSections(const Layup& layup, const ORQObjDocument& document, LossReport& report) {
     WriteLayup(layup, document);
+    ORQSrvEltClassificationBuilder(document.Focus()).LinkSections();
     for (const Layup::Material& material : layup.materials) {
         report.Keep("material", material.name, 1);
         for (const MaterialTable& table : material.tables) {

@@ -1,0 +1,91 @@
+// The checker's look at section assignments and the sections' layers.
+#include "ORQSimDataRecord.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSrvCheckerCommon.h"
+#include "ORQSrvHPVizChecker.h"
+#include "ORQSrvShellSection.h"
+
+using namespace orq::checker;
+
+namespace {
+
+// Fields of a section's record. Stored, do not change.
+constexpr int kLayersField = 0;
+constexpr int kDefinitionField = 9;  // a symbol
+constexpr int kWithoutLayers = 2;    // its value for a section that needs no layers
+
+ORQString Description(const ORQSimPosition& layer, int number) {
+    const ORQSimPosition ply = layer.GetPosition(ORQSimSchema::Layer_ply);
+    const ORQString text = ORQString("layer ") + number;
+    return ply.IsNull() ? text : text + ", ply " + Quoted(ply.Name());
+}
+
+void CheckLayer(const ORQSimPosition& layer, const ORQString& place,
+                ORQBasVector<ORQString>& messages) {
+    using namespace ORQSimSchema;
+    const ORQSimPosition ply = layer.GetPosition(Layer_ply);
+    if (!ply.IsNull() && ply.Parent(Model_plies).IsNull()) {
+        messages.push_back("Ply is not linked to Model, " + place + ".");
+    }
+    const ORQSimPosition segments = layer.GetPosition(Layer_Beam_Arbitrary_segments);
+    if (!layer.IsA(Layer_Beam_Arbitrary) || segments.IsNull()) {
+        return;
+    }
+    if (!segments.IsA(Field_FTable)) {
+        messages.push_back("Layer_Beam_Arbitrary_segments is not of type Field_FTable, " + place +
+                           ".");
+    } else if (!Has(segments, Field_fTable)) {
+        messages.push_back("Layer_Beam_Arbitrary_segments has no an FTable, " + place + ".");
+    }
+}
+
+void CheckSection(const ORQSimPosition& section, ORQBasVector<ORQString>& messages) {
+    using namespace ORQSimSchema;
+    const ORQString name = QuotedName(section);
+    if (!IsReferredTo(section, Focus_externalSectionIds)) {
+        messages.push_back("Section " + name +
+                           " is not linked to Focus (Focus_externalSectionIds).");
+    }
+    const bool isShell = section.IsA(Section_Shell);
+    const ORQSimDataRecord record = section.DataRecord();
+    if (isShell && record.GetSymb(kDefinitionField) != kWithoutLayers &&
+        record.GetInt(kLayersField) == 0) {
+        messages.push_back("Shell section " + name + " has no Layers (Section_layers).");
+    }
+    const ORQSimVector layers = section.GetVector(Section_layers);
+    int number = 0;
+    for (auto layer = layers.Begin(); layer.NotDone(); ++layer) {
+        CheckLayer(*layer, name + ", " + Description(*layer, ++number), messages);
+    }
+    if (isShell) {
+        const ORQSrvShellSection readable(section);
+        readable.GetConstThicknesses();
+        readable.GetPlies();
+    }
+}
+
+}  // namespace
+
+void ORQSrvHPVizChecker::Check_sectionAssignments() {
+    using namespace ORQSimSchema;
+    const ORQSimVector assignments = m_model.GetVector(Model_sectionAssignments);
+    int number = 0;
+    for (auto assignment = assignments.Begin(); assignment.NotDone(); ++assignment, ++number) {
+        const ORQSimPosition section = (*assignment).GetPosition(SectionAssignment_section);
+        const ORQSimPosition region = (*assignment).GetPosition(SectionAssignment_region);
+        if (section.IsNull()) {
+            m_messages.push_back(ORQString("SectionAssignment  #") + number +
+                                 " has no Section link.");
+        }
+        if (region.IsNull()) {
+            m_messages.push_back(ORQString("SectionAssignment  #") + number +
+                                 " has no Region link.");
+        }
+        if (!Has(region, Region_elementsCluster)) {
+            m_messages.push_back(ORQString("Region referred by SectionAssignemt #") + number +
+                                 " has no elementsCluster CSet.");
+        }
+        CheckSection(section, m_messages);
+    }
+}

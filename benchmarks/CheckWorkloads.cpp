@@ -1,0 +1,152 @@
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <numeric>
+#include <optional>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "AllocationPeak.h"
+#include "Harness.h"
+#include "ORQObjDocument.h"
+#include "ORQObjMesh.h"
+#include "ORQObjModelBuilder.h"
+#include "ORQSimCSet.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimTransaction.h"
+#include "ORQSrvElementConnectivity.h"
+#include "ORQSrvEltClassificationBuilder.h"
+#include "ORQSrvHPVizChecker.h"
+#include "ORQSrvNodalCoordinates.h"
+#include "Workloads.h"
+
+namespace storage_benchmark {
+
+namespace {
+
+constexpr int kClasses = 500;
+constexpr int kChunk = 100000;
+constexpr double kMostMemory = 200;  // MiB
+
+// The elements of each class, as many in each: runs, or picked at random.
+std::vector<std::vector<int>> Divide(int nElements, bool isScattered) {
+    std::vector<int> places(static_cast<std::size_t>(nElements));
+    std::iota(places.begin(), places.end(), 0);
+    if (isScattered) {
+        std::ranges::shuffle(places, std::mt19937(11));
+    }
+    std::vector<std::vector<int>> classes(kClasses);
+    for (int element = 0; element < nElements; ++element) {
+        const std::int64_t place = places[static_cast<std::size_t>(element)];
+        classes[static_cast<std::size_t>(place * kClasses / nElements)].push_back(element);
+    }
+    return classes;
+}
+
+// A mesh of elements of one node each, in many classes, none of which has a section.
+struct ClassifiedMesh {
+    ClassifiedMesh(const Settings& settings, bool isScattered)
+        : path((settings.directory / "checked.orq").string()) {
+        std::filesystem::remove_all(path);
+        const ORQSimDatabase database = ORQSimDatabase::Create(path);
+        ORQSimTransaction transaction(database.ContextID());
+        const ORQObjModelBuilder builder(database);
+        const ORQSimCSetID node = builder.AddNodes(1);
+        const std::vector<double> origin(3, 0.0);
+        ORQSrvNodalCoordinates(builder.Coordinates(), kChunk)
+            .Append(transaction, node, builder.SpatialDirections(3), origin.data());
+        const int label = 1;
+        builder.SetLabels(ORQObjLabelerType::Node, builder.AddInstance("PART-1"), node, &label);
+
+        const int nElements = settings.nSide * settings.nSide * settings.nSide;
+        builder.AddElements(nElements);
+        const ORQSimCollection elements(
+            ORQObjMesh(builder.Mesh()).GetElementCollection().GetCollection());
+        ORQSrvElementConnectivity connectivity(builder.Connectivity(), kChunk);
+        std::vector<std::pair<ORQSimPosition, ORQSimCSetID>> assignment;
+        for (const std::vector<int>& members : Divide(nElements, isScattered)) {
+            const int count = static_cast<int>(members.size());
+            const ORQSimPosition spec =
+                builder.AddElementSpec(ORQString("SHELL-") + static_cast<int>(assignment.size()));
+            const ORQSimCSetID set = elements.CreateTempCSet(members.data(), count, true);
+            const std::vector<int> nodes(members.size(), 0);
+            connectivity.Append(transaction, spec.ID(), set, builder.NodePlaces(1), nodes.data());
+            assignment.emplace_back(spec, set);
+        }
+        builder.AssignElementSpecs(assignment);
+        builder.SetLogicalSectionClassification(
+            ORQSrvEltClassificationBuilder(database.Focus())
+                .BuildEltClassification(ORQSrvEltClassificationType::Shape));
+        transaction.Commit();
+    }
+    ~ClassifiedMesh() { std::filesystem::remove_all(path); }
+    ClassifiedMesh(const ClassifiedMesh&) = delete;
+    ClassifiedMesh& operator=(const ClassifiedMesh&) = delete;
+
+    ORQObjDocument Open() const {
+        return ORQObjDocument(ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly));
+    }
+
+    std::string path;
+};
+
+// The elements of the assignment and of the drawers of connectivity, added up.
+std::int64_t ReadSets(const ORQObjDocument& document) {
+    const ORQObjMesh mesh(document.GetMesh());
+    std::int64_t nElements = 0;
+    const ORQSimCtation assignment = mesh.GetElementSpecAssignment().DSet().GetCtation();
+    for (const ORQSimCompartment& compartment : assignment.Compartments()) {
+        nElements += ORQSimCSet(compartment.CSet(1)).Size();
+    }
+    const ORQSimDistribution rows(mesh.GetConnectivity().DSet().GetRelationalDistributionID());
+    for (const ORQSimDrawerDescription& drawer : rows.QueryDrawers()) {
+        nElements += ORQSimCSet(drawer.CSet(0)).Size();
+    }
+    return nElements;
+}
+
+int NumFindings(const ORQObjDocument& document) {
+    ORQSrvHPVizChecker checker(document);
+    checker.Check_HPViz();
+    return static_cast<int>(checker.Messages().size());
+}
+
+std::vector<Row> Check(const Settings& settings, const std::string& name, bool isScattered,
+                       double wanted) {
+    const ClassifiedMesh mesh(settings, isScattered);
+    const int nElements = settings.nSide * settings.nSide * settings.nSide;
+    int nFindings = 0;
+    std::int64_t nRead = 0;
+    const Contender ours = {.name = "ours",
+                            .run = [&] { nFindings = NumFindings(mesh.Open()); },
+                            .check =
+                                [&] {
+                                    // One a class, and that there are no steps.
+                                    Require(nFindings == kClasses + 1, "a class was not found");
+                                }};
+    const Contender limit = {
+        .name = "reading the sets",
+        .run = [&] { nRead = ReadSets(mesh.Open()); },
+        .check = [&] { Require(nRead == 2 * std::int64_t{nElements}, "sets are not whole"); }};
+    std::vector<Row> rows = {Measure(settings, name, wanted, {ours, limit})};
+    const double peak = PeakMebibytes([&] { NumFindings(mesh.Open()); });
+    rows.push_back({name + "-memory", "MiB", {peak}, "most allowed", {kMostMemory}, 1.0, {}});
+    return rows;
+}
+
+}  // namespace
+
+std::vector<Workload> CheckWorkloads() {
+    return {{"check-runs",
+             [](const Settings& settings) { return Check(settings, "check-runs", false, 1.5); }},
+            {"check-scattered", [](const Settings& settings) {
+                 return Check(settings, "check-scattered", true, 3.0);
+             }}};
+}
+
+}  // namespace storage_benchmark

@@ -235,7 +235,7 @@ TEST_F(ProcessTest, KilledAtAnyMomentItLeavesTheLastCommit) {
         });
     }
     std::mt19937 random(20240608);
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 20 * Thoroughness(); ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
         int reported = 0;
         {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -35,6 +36,13 @@ using Doubles = std::vector<double>;
 using Texts = std::vector<std::string>;
 using Kind = ORQBasFailureKind;
 using Mode = ORQSimDatabase::Mode;
+
+// By how much to multiply what a test tries that could go on for ever: the environment variable
+// ORQ_TEST_THOROUGHNESS, 1 when it is not set.
+inline int Thoroughness() {
+    const char* text = std::getenv("ORQ_TEST_THOROUGHNESS");
+    return text == nullptr ? 1 : std::max(1, std::atoi(text));
+}
 
 // A folder of the test's own, removed with all that is in it.
 class Folder {

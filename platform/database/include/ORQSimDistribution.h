@@ -110,7 +110,7 @@ class ORQ_EXPORT ORQSimDistribution {
     ORQSimArray<ORQSimPersistentDrawerDesc> QueryDrawers() const;
     /// Throws Usage for a drawer that is not this distribution's.
     ORQSimDrawerDescription DrawerDescription(const ORQSimDrawerID& drawer) const;
-    /// Removes a drawer and its data. Needs an open transaction.
+    /// Removes a drawer and its data, also from data sets. Needs an open transaction.
     void DeleteDrawer(const ORQSimDrawerID& drawer) const;
 
   private:

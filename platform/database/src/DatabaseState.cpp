@@ -492,6 +492,23 @@ ORQSimCSetID DatabaseState::DimensionSet(const DistributionState& distribution,
                                           : drawer.setIds[place];
 }
 
+void DatabaseState::ForgetInDataSets(std::int64_t distribution, int drawer) {
+    std::vector<std::pair<std::int64_t, int>> places;
+    for (Cursor set = Rows().Find(Table::DataSet); set.Next();) {
+        if (set.Int(1) != distribution) {
+            continue;
+        }
+        for (Cursor row = Rows().Find(Table::DataSetDrawer, set.Int(0)); row.Next();) {
+            if (row.Int32(2) == drawer) {
+                places.emplace_back(set.Int(0), row.Int32(1));
+            }
+        }
+    }
+    for (const auto& [dataSet, place] : places) {
+        Rows().Erase(Table::DataSetDrawer, dataSet, place);
+    }
+}
+
 void DatabaseState::DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id) {
     const std::int64_t object = distribution.id.MinorID();
     const DrawerState* drawer = distribution.Find(id);
@@ -509,6 +526,7 @@ void DatabaseState::DeleteDrawer(DistributionState& distribution, const ORQSimDr
     Rows().Erase(Table::DrawerSegment, object, id.Index());
     Rows().Erase(Table::DrawerDimension, object, id.Index());
     Rows().Erase(Table::Drawer, object, id.Index());
+    ForgetInDataSets(object, id.Index());
     std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });
 }
 

@@ -132,6 +132,9 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     std::vector<std::string> VerifyReferences();
 
   private:
+    // Takes a drawer out of the data sets that stand on its distribution.
+    void ForgetInDataSets(std::int64_t distribution, int drawer);
+
     struct TempSetEntry {
         ORQSimCollectionID collection;
         ComponentSetPtr members;

@@ -15,12 +15,9 @@ namespace {
 // The focus is the first object of every database; stored, do not change.
 constexpr std::int64_t kFocus = 1;
 
-std::shared_ptr<DatabaseState> WithFocus(std::unique_ptr<Engine> engine) {
-    auto state = std::make_shared<DatabaseState>(std::move(engine));
-    state->Begin();
-    state->NewObject(ORQSimSchema::Focus, ORQSimCategoryRecord);
-    state->Commit();
-    return state;
+void AddFocus(Engine& engine) {
+    engine.Rows().Insert(orq::storage::Table::Object, engine.NewObject(), ORQSimSchema::Focus,
+                         ORQSimCategoryRecord);
 }
 
 const std::shared_ptr<DatabaseState>& Opened(const std::shared_ptr<DatabaseState>& state) {
@@ -48,11 +45,11 @@ ORQSimDatabase::ORQSimDatabase(const ORQSimPosition& position)
     : ORQSimDatabase(position.ID().ContextID()) {}
 
 ORQSimDatabase ORQSimDatabase::Create(const std::string& directory) {
-    return ORQSimDatabase(WithFocus(Engine::Create(directory)));
+    return ORQSimDatabase(std::make_shared<DatabaseState>(Engine::Create(directory, AddFocus)));
 }
 
 ORQSimDatabase ORQSimDatabase::CreateInMemory() {
-    return ORQSimDatabase(WithFocus(Engine::CreateInMemory()));
+    return ORQSimDatabase(std::make_shared<DatabaseState>(Engine::CreateInMemory(AddFocus)));
 }
 
 ORQSimDatabase ORQSimDatabase::Open(const std::string& directory, Mode mode) {

@@ -146,13 +146,14 @@ std::string BulkPath(const std::string& directory) {
     return directory + "/bulk.bin";
 }
 
-std::unique_ptr<Engine> Engine::Create(const std::string& givenDirectory) {
+std::unique_ptr<Engine> Engine::Create(const std::string& givenDirectory, FirstContent content) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
     if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
     }
     // Made beside its place and moved into it whole, so that a crash leaves no half database.
     const std::string beside = directory + ".new-" + std::to_string(getpid());
+    std::string made = beside;
     std::filesystem::remove_all(beside);
     if (mkdir(beside.c_str(), 0777) != 0) {
         FailSystem(beside, "create the directory");
@@ -169,30 +170,31 @@ std::unique_ptr<Engine> Engine::Create(const std::string& givenDirectory) {
                             PageChecksumVfsName());
             engine->PrepareNewFile();
             engine->OpenCatalogue();
-            engine->WriteFirstState(identity);
+            engine->WriteFirstState(identity, content);
         }
         SyncDirectory(beside);
         if (renameat2(AT_FDCWD, beside.c_str(), AT_FDCWD, directory.c_str(), RENAME_NOREPLACE) !=
             0) {
             FailSystem(directory, "move the new database into its place");
         }
+        made = directory;
         const auto parent = std::filesystem::path(directory).parent_path();
         SyncDirectory(parent.empty() ? "." : parent.string());
     } catch (...) {
         std::error_code ignored;
-        std::filesystem::remove_all(beside, ignored);
+        std::filesystem::remove_all(made, ignored);
         throw;
     }
     return Open(directory, true);
 }
 
-std::unique_ptr<Engine> Engine::CreateInMemory() {
+std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_writable = true;
     engine->m_file.CreateInMemory();
     engine->Connect(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     engine->OpenCatalogue();
-    engine->WriteFirstState(NewIdentity());
+    engine->WriteFirstState(NewIdentity(), content);
     engine->BeginSnapshot();
     engine->m_isOpen = true;
     return engine;
@@ -277,11 +279,12 @@ void Engine::OpenCatalogue() {
     m_chunks = std::make_unique<ChunkStore>(*m_catalogue, m_file, *m_space);
 }
 
-void Engine::WriteFirstState(const Identity& identity) {
+void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_identity = identity;
     m_generation = 1;
     m_connection->Execute("BEGIN IMMEDIATE");
     m_catalogue->CreateTables();
+    content(*this);
     m_catalogue->Insert(Table::State, 0, kFormatVersion, std::span<const std::byte>(identity),
                         m_generation, m_nextObject, m_nextSet, m_chunks->BulkEnd());
     m_connection->Execute("COMMIT");
@@ -380,7 +383,13 @@ void Engine::Commit() {
         throw;
     }
     m_bulkEnds.pop_back();
-    BeginSnapshot();
+    // The changes are durable now; if they cannot be looked at, the next use of the handle fails.
+    m_refused = true;
+    try {
+        BeginSnapshot();
+        m_refused = false;
+    } catch (const ORQBasException&) {
+    }
 }
 
 void Engine::Rollback() {

@@ -29,10 +29,12 @@ struct Sizes {
 
 class Engine {
   public:
-    // Makes a directory with an empty database and opens it for writing. Throws when the name is
-    // taken; whatever fails, nothing is left behind under the name.
-    static std::unique_ptr<Engine> Create(const std::string& directory);
-    static std::unique_ptr<Engine> CreateInMemory();
+    // Writes what every database has from its beginning.
+    using FirstContent = void (*)(Engine&);
+    // Makes a directory with a database and opens it for writing. Throws when the name is taken;
+    // whatever fails, nothing is left behind under the name.
+    static std::unique_ptr<Engine> Create(const std::string& directory, FirstContent content);
+    static std::unique_ptr<Engine> CreateInMemory(FirstContent content);
     static std::unique_ptr<Engine> Open(const std::string& directory, bool writable);
     ~Engine();
     Engine(const Engine&) = delete;
@@ -78,7 +80,7 @@ class Engine {
     void Connect(const std::string& name, int flags, const char* vfs);
     void PrepareNewFile();
     void OpenCatalogue();
-    void WriteFirstState(const Identity& identity);
+    void WriteFirstState(const Identity& identity, FirstContent content);
     void BeginSnapshot();
     void EndSnapshot();
     void ReadState();

@@ -1,6 +1,9 @@
 #include "Sqlite.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
+#include <vector>
 
 #include "ORQBasFailure.h"
 #include "PageChecksumVfs.h"
@@ -27,6 +30,45 @@ ORQBasFailureKind KindOf(int code) {
                        : ORQBasFailureKind::Io;
     }
 }
+
+int ReadAt(sqlite3_file* file, std::int64_t offset, std::span<std::byte> bytes) {
+    return file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), offset);
+}
+
+std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (const std::byte digit : bytes.subspan(at, 4)) {
+        value = value << 8 | std::to_integer<std::uint32_t>(digit);
+    }
+    return value;
+}
+
+// SQLite's running checksum over a log.
+class LogChecksum {
+  public:
+    explicit LogChecksum(bool isBigEndian) : m_isBigEndian(isBigEndian) {}
+
+    // REQUIRES: a multiple of 8 bytes.
+    void Add(std::span<const std::byte> bytes) {
+        for (std::size_t at = 0; at < bytes.size(); at += 8) {
+            m_first += Word(bytes, at) + m_second;
+            m_second += Word(bytes, at + 4) + m_first;
+        }
+    }
+    bool Equals(std::uint32_t first, std::uint32_t second) const {
+        return m_first == first && m_second == second;
+    }
+
+  private:
+    std::uint32_t Word(std::span<const std::byte> bytes, std::size_t at) const {
+        const std::uint32_t word = BigEndian(bytes, at);
+        return m_isBigEndian ? word : __builtin_bswap32(word);
+    }
+
+    bool m_isBigEndian;
+    std::uint32_t m_first = 0;
+    std::uint32_t m_second = 0;
+};
 
 }  // namespace
 
@@ -62,23 +104,56 @@ sqlite3_stmt* Connection::Prepare(const std::string& sql) {
     return statement;
 }
 
-sqlite3_file* Connection::File() const {
+sqlite3_file* Connection::File(int which) const {
     sqlite3_file* file = nullptr;
-    Check(sqlite3_file_control(m_handle, "main", SQLITE_FCNTL_FILE_POINTER, &file),
-          "find the catalogue's file");
+    Check(sqlite3_file_control(m_handle, "main", which, &file), "find the catalogue's file");
     return file;
 }
 
 std::int64_t Connection::FileSize() const {
-    sqlite3_file* file = File();
+    sqlite3_file* file = File(SQLITE_FCNTL_FILE_POINTER);
     sqlite3_int64 size = 0;
     Check(file->pMethods->xFileSize(file, &size), "ask for the catalogue's size");
     return size;
 }
 
 int Connection::ReadFile(std::int64_t offset, std::span<std::byte> bytes) const {
-    sqlite3_file* file = File();
-    return file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), offset);
+    return ReadAt(File(SQLITE_FCNTL_FILE_POINTER), offset, bytes);
+}
+
+// The log is a header of 32 bytes and frames: 24 bytes and a page. A frame counts when its salts
+// are the header's, its checksum, which goes on from the frame before it, is right, and the
+// transaction that it belongs to was committed. See "WAL-mode File Format" of SQLite.
+std::set<std::int64_t> Connection::PagesInLog() const {
+    constexpr std::size_t kHeader = 32;
+    constexpr std::size_t kFrameHeader = 24;
+    constexpr std::uint32_t kMagic = 0x377f0682;  // plus 1 where checksums go by big-endian words
+    std::set<std::int64_t> pages;
+    sqlite3_file* log = File(SQLITE_FCNTL_JOURNAL_POINTER);
+    std::array<std::byte, kHeader> header;
+    if (log->pMethods == nullptr || ReadAt(log, 0, header) != SQLITE_OK ||
+        (BigEndian(header, 0) | 1) != (kMagic | 1)) {
+        return pages;
+    }
+    LogChecksum sum(BigEndian(header, 0) != kMagic);
+    sum.Add(std::span(header).first(24));
+    std::vector<std::int64_t> ofTransaction;
+    std::array<std::byte, kFrameHeader + kCataloguePageSize> frame;
+    for (std::int64_t at = kHeader; ReadAt(log, at, frame) == SQLITE_OK;
+         at += static_cast<std::int64_t>(frame.size())) {
+        sum.Add(std::span(frame).first(8));
+        sum.Add(std::span(frame).subspan(kFrameHeader));
+        if (!std::ranges::equal(std::span(frame).subspan(8, 8), std::span(header).subspan(16, 8)) ||
+            !sum.Equals(BigEndian(frame, 16), BigEndian(frame, 20))) {
+            break;
+        }
+        ofTransaction.push_back(BigEndian(frame, 0));
+        if (BigEndian(frame, 4) != 0) {  // the last of a transaction
+            pages.insert(ofTransaction.begin(), ofTransaction.end());
+            ofTransaction.clear();
+        }
+    }
+    return pages;
 }
 
 void Connection::Fail(int code, std::string_view doing) const {

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -37,13 +38,17 @@ class Connection {
     std::int64_t FileSize() const;
     // Answers SQLite's result code.
     int ReadFile(std::int64_t offset, std::span<std::byte> bytes) const;
+    // The numbers (from 1) of the pages that the log holds, committed and intact: what the main
+    // file has in their places does not count.
+    std::set<std::int64_t> PagesInLog() const;
 
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no
     // loss (the log stays and is read at the next opening), so nothing is thrown.
     void Close() noexcept;
 
   private:
-    sqlite3_file* File() const;
+    // The file that SQLITE_FCNTL_FILE_POINTER or SQLITE_FCNTL_JOURNAL_POINTER asks for.
+    sqlite3_file* File(int which) const;
 
     sqlite3* m_handle = nullptr;
     std::string m_path;

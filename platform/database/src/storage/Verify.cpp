@@ -23,11 +23,23 @@ bool IsIntactOnDisk(const Connection& connection, std::int64_t number) {
     return false;
 }
 
+// A page that the log holds is written again, whatever became of it when power failed while the
+// log was folded in.
 void VerifyPages(const Connection& connection, const std::string& path,
                  std::vector<std::string>& problems) {
     const std::int64_t nPages = connection.FileSize() / kCataloguePageSize;
+    std::vector<std::int64_t> damaged;
     for (std::int64_t number = 1; number <= nPages; ++number) {
         if (!IsIntactOnDisk(connection, number)) {
+            damaged.push_back(number);
+        }
+    }
+    if (damaged.empty()) {
+        return;
+    }
+    const std::set<std::int64_t> inLog = connection.PagesInLog();
+    for (const std::int64_t number : damaged) {
+        if (!inLog.contains(number)) {
             problems.push_back(path + ": page " + std::to_string(number) +
                                " is damaged (checksum differs)");
         }

@@ -1,0 +1,287 @@
+#include "DiskCalls.h"
+
+#include <fcntl.h>
+#include <linux/limits.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <span>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Kind = DiskCall::Kind;
+
+DiskWatch* g_watch = nullptr;
+
+// The watched file that a descriptor stands for.
+std::optional<std::string> WatchedFile(int descriptor) {
+    if (g_watch == nullptr || descriptor < 0) {
+        return {};
+    }
+    std::array<char, PATH_MAX> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const ssize_t n = readlink(link.c_str(), path.data(), path.size());
+    const std::string name(path.data(), n > 0 ? static_cast<std::size_t>(n) : 0);
+    return g_watch->Watches(name) ? std::optional(g_watch->Relative(name)) : std::nullopt;
+}
+
+// Whether the call has to fail; errno says how.
+bool Fails(DiskCall call) {
+    const int error = g_watch->Enter(std::move(call));
+    errno = error != 0 ? error : errno;
+    return error != 0;
+}
+
+ssize_t Write(int file, const void* bytes, std::size_t size, off_t offset) {
+    if (const auto name = WatchedFile(file)) {
+        size = g_watch->ShortensNext() ? (size + 1) / 2 : size;
+        if (Fails({Kind::Write, *name, offset, {static_cast<const char*>(bytes), size}})) {
+            return -1;
+        }
+    }
+    return syscall(SYS_pwrite64, file, bytes, size, offset);
+}
+
+int Truncate(int file, off_t size) {
+    const auto name = WatchedFile(file);
+    return name && Fails({Kind::Truncate, *name, size, {}})
+               ? -1
+               : static_cast<int>(syscall(SYS_ftruncate, file, size));
+}
+
+// What was written is in the system's memory, which no test here outlives: nobody waits for a disk.
+int Sync(int file) {
+    const auto name = WatchedFile(file);
+    return name && Fails({Kind::Sync, *name, 0, {}}) ? -1 : 0;
+}
+
+void* Map(void* at, std::size_t size, int protection, int flags, int file, off_t offset) {
+    if (const auto name = WatchedFile(file); name && Fails({Kind::Map, *name, offset, {}})) {
+        return MAP_FAILED;
+    }
+    return reinterpret_cast<void*>(syscall(SYS_mmap, at, size, protection, flags, file, offset));
+}
+
+void Put(std::string& file, std::int64_t offset, std::string_view bytes) {
+    file.resize(std::max(file.size(), static_cast<std::size_t>(offset) + bytes.size()));
+    file.replace(static_cast<std::size_t>(offset), bytes.size(), bytes);
+}
+
+void PutSomeSectors(std::string& file, const DiskCall& write, std::mt19937& random) {
+    constexpr std::int64_t kSector = 512;
+    const auto end = write.offset + static_cast<std::int64_t>(write.bytes.size());
+    for (std::int64_t begin = write.offset; begin < end;) {
+        const std::int64_t next = std::min(end, (begin / kSector + 1) * kSector);
+        if (random() % 2 == 0) {
+            Put(file, begin,
+                std::string_view(write.bytes)
+                    .substr(static_cast<std::size_t>(begin - write.offset),
+                            static_cast<std::size_t>(next - begin)));
+        }
+        begin = next;
+    }
+}
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+ssize_t pwrite(int file, const void* bytes, std::size_t size, off_t offset) {
+    return Write(file, bytes, size, offset);
+}
+ssize_t pwrite64(int file, const void* bytes, std::size_t size, off64_t offset) {
+    return Write(file, bytes, size, offset);
+}
+int ftruncate(int file, off_t size) noexcept {
+    return Truncate(file, size);
+}
+int ftruncate64(int file, off64_t size) noexcept {
+    return Truncate(file, size);
+}
+int fdatasync(int file) {
+    return Sync(file);
+}
+int fsync(int file) {
+    return Sync(file);
+}
+void* mmap(void* at, std::size_t size, int protection, int flags, int file, off_t offset) noexcept {
+    return Map(at, size, protection, flags, file, offset);
+}
+void* mmap64(void* at, std::size_t size, int protection, int flags, int file,
+             off64_t offset) noexcept {
+    return Map(at, size, protection, flags, file, offset);
+}
+int unlink(const char* path) noexcept {
+    const bool fails = g_watch != nullptr && g_watch->Watches(path) &&
+                       Fails({Kind::Remove, g_watch->Relative(path), 0, {}});
+    return fails ? -1 : static_cast<int>(syscall(SYS_unlink, path));
+}
+int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
+              unsigned flags) noexcept {
+    const bool fails = g_watch != nullptr && g_watch->Watches(from) &&
+                       Fails({Kind::Rename, g_watch->Relative(from), 0, g_watch->Relative(to)});
+    return fails ? -1
+                 : static_cast<int>(syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
+}
+}
+#pragma GCC visibility pop
+
+DiskWatch::DiskWatch(const std::string& folder) : m_folder(fs::canonical(folder).string()) {
+    g_watch = this;
+}
+
+DiskWatch::~DiskWatch() {
+    g_watch = nullptr;
+}
+
+void DiskWatch::Fail(std::size_t first, std::size_t last, How how) {
+    m_failFirst = first;
+    m_failLast = last;
+    m_how = how;
+}
+
+bool DiskWatch::Watches(const std::string& path) const {
+    return path.starts_with(m_folder) && !path.ends_with("-shm") && !path.ends_with("/lock");
+}
+
+std::string DiskWatch::Relative(const std::string& path) const {
+    return path.size() <= m_folder.size() ? "" : path.substr(m_folder.size() + 1);
+}
+
+bool DiskWatch::ShortensNext() const {
+    return m_how == How::Shorten && m_calls.size() >= m_failFirst && m_calls.size() < m_failLast;
+}
+
+int DiskWatch::Enter(DiskCall call) {
+    const bool fails = m_calls.size() >= m_failFirst && m_calls.size() < m_failLast &&
+                       !(m_how == How::Shorten && call.kind == Kind::Write);
+    const Kind kind = call.kind;
+    m_calls.push_back(std::move(call));
+    if (!fails) {
+        return 0;
+    }
+    switch (kind) {
+        case Kind::Write:
+        case Kind::Truncate:
+            return ENOSPC;
+        case Kind::Map:
+            return ENOMEM;
+        default:
+            return EIO;
+    }
+}
+
+Files ReadFiles(const std::string& folder) {
+    Files files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+        if (entry.is_regular_file()) {
+            std::ifstream stream(entry.path(), std::ios::binary);
+            files[fs::relative(entry.path(), folder).string()] = {
+                std::istreambuf_iterator<char>(stream), {}};
+        }
+    }
+    return files;
+}
+
+void WriteFiles(const std::string& folder, const Files& files) {
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        fs::remove_all(entry.path());
+    }
+    for (const auto& [name, bytes] : files) {
+        const fs::path path = fs::path(folder) / name;
+        fs::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << bytes;
+    }
+}
+
+ReplayedDisk::ReplayedDisk(const Files& files) {
+    for (const auto& [name, bytes] : files) {
+        m_files[name] = {true, bytes, {}};
+    }
+}
+
+void ReplayedDisk::Carry(const DiskCall& call) {
+    switch (call.kind) {
+        case Kind::Sync:
+            KeepNames(call.file);
+            if (const auto file = m_files.find(call.file); file != m_files.end()) {
+                std::mt19937 unused;
+                Files now = After(Loss::None, unused);
+                file->second = {true, std::move(now[call.file]), {}};
+            }
+            break;
+        case Kind::Rename: {
+            std::map<std::string, File> moved;
+            for (auto& [name, file] : m_files) {
+                const bool moves = name.starts_with(call.file + "/");
+                moved[moves ? call.bytes + name.substr(call.file.size()) : name] = std::move(file);
+            }
+            m_files = std::move(moved);
+            m_renamedFrom = call.file;
+            m_renamedTo = call.bytes;
+            break;
+        }
+        case Kind::Map:
+            break;
+        default:
+            m_files[call.file].waiting.push_back(call);
+    }
+}
+
+void ReplayedDisk::KeepNames(const std::string& folder) {
+    if (fs::path(m_renamedTo).parent_path() == folder) {
+        m_renamedTo.clear();
+    }
+    for (auto& [name, file] : m_files) {
+        const auto isRemoval = [](const DiskCall& call) { return call.kind == Kind::Remove; };
+        const auto last = std::find_if(file.waiting.rbegin(), file.waiting.rend(), isRemoval);
+        if (fs::path(name).parent_path() == folder && last != file.waiting.rend()) {
+            file.waiting.erase(file.waiting.begin(), last.base());
+            file.isDurable = false;
+            file.durable.clear();
+        }
+    }
+}
+
+Files ReplayedDisk::After(Loss loss, std::mt19937& random) const {
+    const bool losesName = !m_renamedTo.empty() && loss != Loss::None && random() % 2 == 0;
+    Files files;
+    for (const auto& [name, file] : m_files) {
+        bool exists = file.isDurable;
+        std::string bytes = file.durable;
+        const auto waiting = loss == Loss::All ? std::span<const DiskCall>() : file.waiting;
+        for (const DiskCall& change : waiting) {
+            if (change.kind == Kind::Write && loss == Loss::SomeSectors) {
+                PutSomeSectors(bytes, change, random);
+                exists = true;
+            } else if (loss != Loss::None && random() % 2 == 0) {
+                if (change.kind == Kind::Remove) {
+                    break;  // what comes later went to another file of that name
+                }
+            } else if (change.kind == Kind::Write) {
+                Put(bytes, change.offset, change.bytes);
+                exists = true;
+            } else {
+                bytes.resize(change.kind == Kind::Remove ? 0
+                                                         : static_cast<std::size_t>(change.offset));
+                exists = change.kind != Kind::Remove;
+            }
+        }
+        if (exists) {
+            const bool moves = losesName && name.starts_with(m_renamedTo + "/");
+            files[moves ? m_renamedFrom + name.substr(m_renamedTo.size()) : name] =
+                std::move(bytes);
+        }
+    }
+    return files;
+}

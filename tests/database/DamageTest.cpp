@@ -42,6 +42,16 @@ std::string ReadAll(const ORQSimDatabase& database) {
     return all;
 }
 
+// Through the program's own VFS, which is registered, so that pages keep their checksums.
+void ChangeRows(const std::string& path, const char* sql) {
+    sqlite3* catalogue = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(Catalogue(path).c_str(), &catalogue, SQLITE_OPEN_READWRITE,
+                              "orq-page-checksum"),
+              SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(catalogue, sql, nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(catalogue);
+}
+
 // A closed database with some hundred records, long texts that fill pages of their own, sets and
 // bulk data. Its files are kept, so that each case begins with intact ones.
 class DamageTest : public testing::Test {
@@ -293,15 +303,30 @@ TEST_F(DamageTest, DatabasesOfOtherProgramsAreForeignAndLeftAlone) {
 }
 
 TEST_F(DamageTest, ANewerFormatIsRefusedByBothNumbers) {
-    // Through the program's own VFS, which is registered now, so that the page keeps its checksum.
-    sqlite3* catalogue = nullptr;
-    ASSERT_EQ(sqlite3_open_v2(Catalogue(m_path).c_str(), &catalogue, SQLITE_OPEN_READWRITE,
-                              "orq-page-checksum"),
-              SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(catalogue, "UPDATE state SET format = 12", nullptr, nullptr, nullptr),
-              SQLITE_OK);
-    sqlite3_close(catalogue);
+    ChangeRows(m_path, "UPDATE state SET format = 12");
     EXPECT_TRUE(OpeningFails(Kind::Foreign, {m_path, "version 12", "version 1"}));
+}
+
+TEST_F(DamageTest, ASetWithOtherMembersThanStoredIsDamaged) {
+    {
+        const ORQSimDatabase database = Open(Mode::ReadWrite);
+        Ints members;
+        for (int i = 0; i < 5000; ++i) {
+            members.push_back(i * 5 + i % 2);
+        }
+        InTransaction(database, [&] {
+            database.Focus().GetVector(Slot(11)).PushBack(
+                SetOf(Nodes(database), members).RegisterWithCollection());
+        });
+    }
+    for (const int count : {4999, 5001}) {
+        ChangeRows(m_path, ("UPDATE component_set SET count = " + std::to_string(count) +
+                            " WHERE store > 0")
+                               .c_str());
+        const ORQSimDatabase database = Open();
+        EXPECT_TRUE(Fails(Kind::Damaged, {m_path, "members"}, [&] { ReadAll(database); }));
+        EXPECT_NE(database.Verify(), Texts());
+    }
 }
 
 TEST_F(DamageTest, AClosedDatabaseOpensFromADirectoryThatCannotBeWritten) {

@@ -1,6 +1,9 @@
 // Several handles and processes on one database, and processes that die.
+#include <array>
 #include <chrono>
 #include <cmath>
+#include <iostream>
+#include <memory>
 #include <numeric>
 #include <thread>
 
@@ -268,4 +271,62 @@ TEST_F(ProcessTest, KilledAtAnyMomentItLeavesTheLastCommit) {
     const ORQSimDatabase database = OpenToWrite(m_path);
     EXPECT_GT(batches(database), 40);
     EXPECT_LT(database.Sizes().bulk, 5 * batches(database) * kBatch * 8 + 100'000);
+}
+
+TEST_F(ProcessTest, ReadersSeeWholeStatesAndTheLastOneWhileAnotherWrites) {
+    using Clock = std::chrono::steady_clock;
+    constexpr long kLast = 1'000'000;
+    const auto end = Clock::now() + std::chrono::seconds(2 * Thoroughness());
+    const auto follow = [&]() -> std::string {
+        ORQSimDatabase reader = OpenToRead(m_path);
+        long value = 0;
+        int nStates = 0;
+        while (value != kLast) {
+            if (Clock::now() > end + std::chrono::seconds(20)) {
+                return "the last state was not seen";
+            }
+            reader.Refresh();
+            const std::string seen = ValueOf(reader);
+            if (seen == "mixed" || std::stol(seen) < value) {
+                return seen + " after " + std::to_string(value);
+            }
+            if (const Texts problems = reader.Verify(); !problems.empty()) {
+                return problems.front();
+            }
+            nStates += std::stol(seen) != value ? 1 : 0;
+            value = std::stol(seen);
+        }
+        return nStates > 2 ? "followed" : "saw " + std::to_string(nStates) + " states";
+    };
+    std::array<std::unique_ptr<Peer>, 4> readers;
+    for (auto& reader : readers) {
+        reader = std::make_unique<Peer>(std::vector<Peer::Step>{follow});
+    }
+    for (const auto& reader : readers) {
+        reader->Go();
+    }
+    Clock::duration slowest{};
+    ORQSimDatabase::DiskSizes most{};
+    {
+        const ORQSimDatabase writer = OpenToWrite(m_path);
+        long value = 2;
+        for (; Clock::now() < end; ++value) {
+            const auto begin = Clock::now();
+            WriteAll(writer, static_cast<double>(value));
+            slowest = std::max(slowest, Clock::now() - begin);
+            most.bulk = std::max(most.bulk, writer.Sizes().bulk);
+            most.catalogue = std::max(most.catalogue, writer.Sizes().catalogue);
+        }
+        std::cout << value << " commits, the slowest "
+                  << std::chrono::duration<double>(slowest).count() << " s, bulk " << most.bulk
+                  << ", catalogue with log " << most.catalogue << " bytes\n";
+        WriteAll(writer, kLast);
+        for (const auto& reader : readers) {
+            EXPECT_EQ(reader->Answer(), "followed");
+        }
+    }
+    // However long it goes on; on a busy machine readers move on late.
+    EXPECT_LT(most.bulk, 30'000'000);
+    EXPECT_LT(most.catalogue, 30'000'000);
+    EXPECT_LT(slowest, std::chrono::seconds(5));
 }

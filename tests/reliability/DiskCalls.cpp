@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <linux/limits.h>
+#include <linux/magic.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -23,15 +25,19 @@ using Kind = DiskCall::Kind;
 
 DiskWatch* g_watch = nullptr;
 
+std::string PathOf(int descriptor) {
+    std::array<char, PATH_MAX> path{};
+    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const ssize_t n = readlink(link.c_str(), path.data(), path.size());
+    return {path.data(), n > 0 ? static_cast<std::size_t>(n) : 0};
+}
+
 // The watched file that a descriptor stands for.
 std::optional<std::string> WatchedFile(int descriptor) {
     if (g_watch == nullptr || descriptor < 0) {
         return {};
     }
-    std::array<char, PATH_MAX> path{};
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
-    const ssize_t n = readlink(link.c_str(), path.data(), path.size());
-    const std::string name(path.data(), n > 0 ? static_cast<std::size_t>(n) : 0);
+    const std::string name = PathOf(descriptor);
     return g_watch->Watches(name) ? std::optional(g_watch->Relative(name)) : std::nullopt;
 }
 
@@ -66,6 +72,12 @@ int Sync(int file) {
 }
 
 void* Map(void* at, std::size_t size, int protection, int flags, int file, off_t offset) {
+    if (g_watch != nullptr && file >= 0 &&
+        g_watch->FileSystem() == DiskWatch::Kind::WithoutSharedMemory &&
+        PathOf(file).ends_with("-shm")) {
+        errno = ENODEV;
+        return MAP_FAILED;
+    }
     if (const auto name = WatchedFile(file); name && Fails({Kind::Map, *name, offset, {}})) {
         return MAP_FAILED;
     }
@@ -126,6 +138,13 @@ int unlink(const char* path) noexcept {
                        Fails({Kind::Remove, g_watch->Relative(path), 0, {}});
     return fails ? -1 : static_cast<int>(syscall(SYS_unlink, path));
 }
+int statfs(const char* path, struct statfs* status) noexcept {
+    const auto result = static_cast<int>(syscall(SYS_statfs, path, status));
+    if (g_watch != nullptr && g_watch->FileSystem() == DiskWatch::Kind::Network) {
+        status->f_type = NFS_SUPER_MAGIC;
+    }
+    return result;
+}
 int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
               unsigned flags) noexcept {
     const bool fails = g_watch != nullptr && g_watch->Watches(from) &&
@@ -136,7 +155,8 @@ int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
 }
 #pragma GCC visibility pop
 
-DiskWatch::DiskWatch(const std::string& folder) : m_folder(fs::canonical(folder).string()) {
+DiskWatch::DiskWatch(const std::string& folder, Kind kind)
+    : m_folder(fs::canonical(folder).string()), m_kind(kind) {
     g_watch = this;
 }
 
@@ -164,17 +184,17 @@ bool DiskWatch::ShortensNext() const {
 
 int DiskWatch::Enter(DiskCall call) {
     const bool fails = m_calls.size() >= m_failFirst && m_calls.size() < m_failLast &&
-                       !(m_how == How::Shorten && call.kind == Kind::Write);
-    const Kind kind = call.kind;
+                       !(m_how == How::Shorten && call.kind == DiskCall::Kind::Write);
+    const DiskCall::Kind kind = call.kind;
     m_calls.push_back(std::move(call));
     if (!fails) {
         return 0;
     }
     switch (kind) {
-        case Kind::Write:
-        case Kind::Truncate:
+        case DiskCall::Kind::Write:
+        case DiskCall::Kind::Truncate:
             return ENOSPC;
-        case Kind::Map:
+        case DiskCall::Kind::Map:
             return ENOMEM;
         default:
             return EIO;

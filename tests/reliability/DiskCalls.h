@@ -30,7 +30,10 @@ class DiskWatch {
         Shorten,  // of a write, the first half is done and said to be done
     };
 
-    explicit DiskWatch(const std::string& folder);
+    // What the folder's file system passes for.
+    enum class Kind { Local, Network, WithoutSharedMemory };
+
+    explicit DiskWatch(const std::string& folder, Kind kind = Kind::Local);
     ~DiskWatch();
     DiskWatch(const DiskWatch&) = delete;
     DiskWatch& operator=(const DiskWatch&) = delete;
@@ -45,9 +48,11 @@ class DiskWatch {
     bool Watches(const std::string& path) const;
     std::string Relative(const std::string& path) const;
     bool ShortensNext() const;
+    Kind FileSystem() const { return m_kind; }
 
   private:
     std::string m_folder;
+    Kind m_kind;
     std::vector<DiskCall> m_calls;
     std::size_t m_failFirst = 0;
     std::size_t m_failLast = 0;

@@ -232,37 +232,34 @@ const History& ModelHistory() {
     return history;
 }
 
-std::string ContentsOf(const std::string& database) {
+std::string AskCatalogue(const std::string& database, const std::string& sql) {
     sqlite3* opened = nullptr;
-    // By the way that compares the checksums of pages.
     const int code = sqlite3_open_v2((database + "/catalogue.sqlite").c_str(), &opened,
                                      SQLITE_OPEN_READONLY, "orq-page-checksum");
     const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> catalogue(opened, sqlite3_close);
-    const auto check = [&](int result) {
-        if (result != SQLITE_OK) {
-            throw std::runtime_error(std::string("catalogue: ") + sqlite3_errmsg(opened));
+    const auto addRow = [](void* text, int n, char** values, char**) {
+        auto& all = *static_cast<std::string*>(text);
+        for (int i = 0; i < n; ++i) {
+            all += values[i] != nullptr ? values[i] : "NULL";
+            all += i + 1 < n ? '|' : '\n';
         }
+        return 0;
     };
-    check(code);
-    struct Row {
-        static int Add(void* text, int n, char** values, char**) {
-            auto& all = *static_cast<std::string*>(text);
-            for (int i = 0; i < n; ++i) {
-                all += values[i] != nullptr ? values[i] : "NULL";
-                all += i + 1 < n ? '|' : '\n';
-            }
-            return 0;
-        }
-    };
-    std::string queries;
-    check(sqlite3_exec(opened,
-                       "SELECT 'SELECT ''' || m.name || ''', ' || group_concat('quote(' || "
-                       "t.name || ')') || ' FROM ' || m.name || ';' "
-                       "FROM sqlite_schema m, pragma_table_info(m.name) t "
-                       "WHERE m.type = 'table' AND m.name <> 'free_extent' AND t.name NOT IN "
-                       "('offset', 'capacity', 'bulk_end') GROUP BY m.name",
-                       Row::Add, &queries, nullptr));
-    std::string all;
-    check(sqlite3_exec(opened, queries.c_str(), Row::Add, &all, nullptr));
-    return all;
+    std::string rows;
+    if (code != SQLITE_OK ||
+        sqlite3_exec(opened, sql.c_str(), addRow, &rows, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(std::string("catalogue: ") + sqlite3_errmsg(opened));
+    }
+    return rows;
+}
+
+std::string ContentsOf(const std::string& database) {
+    return AskCatalogue(
+        database,
+        AskCatalogue(database,
+                     "SELECT 'SELECT ''' || m.name || ''', ' || group_concat('quote(' || t.name || "
+                     "')') || ' FROM ' || m.name || ';' "
+                     "FROM sqlite_schema m, pragma_table_info(m.name) t "
+                     "WHERE m.type = 'table' AND m.name <> 'free_extent' AND t.name NOT IN "
+                     "('offset', 'capacity', 'bulk_end') GROUP BY m.name"));
 }

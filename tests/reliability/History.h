@@ -11,7 +11,10 @@
 using History = std::vector<std::function<void(const ORQSimDatabase&)>>;
 const History& ModelHistory();
 
+// The rows that a database's catalogue answers, one a line. REQUIRES: the database is open in this
+// process, or was: pages are compared with their checksums.
+std::string AskCatalogue(const std::string& database, const std::string& sql);
+
 // Everything that a database has committed, as one text that is equal for equal contents wherever
-// they lie in the files. REQUIRES: the database is open in this process, and verified: bulk data is
-// told by its checksums.
+// they lie in the files; bulk data is told by its checksums. REQUIRES: as AskCatalogue.
 std::string ContentsOf(const std::string& database);

@@ -225,9 +225,11 @@ ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int colu
     std::vector<int> members(static_cast<std::size_t>(count));
     const std::span<std::byte> out = std::as_writable_bytes(std::span(members));
     if (const std::int64_t store = row.Int(column + 5); store != 0) {
-        if (!storage::GetFlatArray(engine.Chunks(), store, 0, 0, out)) {
+        if (!storage::GetWholeFlatArray(engine.Chunks(), store, 0, out)) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                engine.Path() + ": the members of a set are missing (store " +
+                                engine.Path() +
+                                    ": the members of a set are not as many as stored "
+                                    "(store " +
                                     std::to_string(store) + ")");
         }
     } else {

@@ -1,7 +1,9 @@
 #include "Engine.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -123,6 +125,17 @@ bool IsFrozen(const std::string& directory) {
     return !MayAccess(directory, W_OK) && !hasLog;
 }
 
+bool IsOnNetwork(const std::string& directory) {
+    struct statfs status {};
+    if (statfs(directory.c_str(), &status) != 0) {
+        FailSystem(directory, "ask for the kind of file system");
+    }
+    constexpr std::int64_t kNetworkKinds[] = {NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC, CIFS_SUPER_MAGIC,
+                                              SMB2_SUPER_MAGIC, AFS_SUPER_MAGIC, CODA_SUPER_MAGIC,
+                                              CEPH_SUPER_MAGIC, V9FS_MAGIC};
+    return std::ranges::find(kNetworkKinds, status.f_type & 0xFFFFFFFF) != std::end(kNetworkKinds);
+}
+
 std::string UriOf(const std::string& path) {
     std::string uri = "file:";
     for (const char c : path) {
@@ -163,7 +176,7 @@ std::unique_ptr<Engine> Engine::Create(const std::string& givenDirectory, FirstC
             std::unique_ptr<Engine> engine(new Engine);
             engine->m_directory = beside;
             engine->m_writable = true;
-            engine->m_lock.OpenAsWriter(LockPath(beside));
+            engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
             const Identity identity = NewIdentity();
             engine->m_file.Create(BulkPath(beside), identity);
             engine->Connect(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
@@ -216,9 +229,14 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
                     : canWrite ? SQLITE_OPEN_READWRITE
                                : SQLITE_OPEN_READONLY,
                     PageChecksumVfsName());
+    // What is refused stays as it is, its log too.
+    engine->m_connection->FoldLogAtClose(false);
     CheckHeader(*engine->m_connection, catalogue);
     if (writable) {
-        engine->m_lock.OpenAsWriter(LockPath(directory));
+        engine->m_connection->CheckWritable();
+        engine->m_lock.OpenAsWriter(LockPath(directory), IsOnNetwork(directory)
+                                                             ? LockFile::Sharing::Alone
+                                                             : LockFile::Sharing::WithReaders);
     } else {
         engine->m_lock.OpenAsReader(LockPath(directory));
     }
@@ -229,6 +247,7 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     engine->BeginSnapshot();
     engine->m_file.Open(BulkPath(directory), writable, engine->m_identity,
                         engine->m_chunks->BulkEnd());
+    engine->m_connection->FoldLogAtClose(true);
     engine->m_isOpen = true;
     return engine;
 }
@@ -269,8 +288,6 @@ void Engine::PrepareNewFile() {
 }
 
 void Engine::OpenCatalogue() {
-    // Whoever opens or closes last locks all others out for a moment.
-    sqlite3_busy_timeout(m_connection->Handle(), 10000);
     m_connection->Execute(
         "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -8192;"
         "PRAGMA temp_store = MEMORY");
@@ -384,6 +401,7 @@ void Engine::Commit() {
     }
     m_bulkEnds.pop_back();
     // The changes are durable now; if they cannot be looked at, the next use of the handle fails.
+    m_connection->FoldLongLog();
     m_refused = true;
     try {
         BeginSnapshot();

@@ -37,4 +37,10 @@ bool GetFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::int64_t
     return true;
 }
 
+bool GetWholeFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::span<std::byte> out) {
+    const auto size = static_cast<std::int64_t>(out.size());
+    return GetFlatArray(chunks, store, part, 0, out) &&
+           chunks.Length(store, part, size / kPiece) == size % kPiece;
+}
+
 }  // namespace orq::storage

@@ -18,4 +18,8 @@ void PutFlatArray(ChunkStore& chunks, std::int64_t store, int part,
 [[nodiscard]] bool GetFlatArray(ChunkStore& chunks, std::int64_t store, int part,
                                 std::int64_t begin, std::span<std::byte> out);
 
+// Copies the whole array; false when it is not exactly as long as `out`.
+[[nodiscard]] bool GetWholeFlatArray(ChunkStore& chunks, std::int64_t store, int part,
+                                     std::span<std::byte> out);
+
 }  // namespace orq::storage

@@ -31,6 +31,10 @@ struct flock Range(short type, std::int64_t first, std::int64_t count) {
                         path + ": cannot " + doing + ": " + std::strerror(error));
 }
 
+bool IsHeldByOther(int error) {
+    return error == EAGAIN || error == EACCES;
+}
+
 std::string WriterName() {
     std::array<char, 256> host{};
     if (gethostname(host.data(), host.size() - 1) != 0) {
@@ -51,21 +55,19 @@ LockFile::~LockFile() {
     Close();
 }
 
-void LockFile::OpenAsWriter(const std::string& path) {
+void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
     m_path = path;
     m_file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (m_file < 0) {
         FailSystem(path, "open the lock file for writing");
     }
-    struct flock range = Range(F_WRLCK, kWriterByte, 1);
+    struct flock range = sharing == Sharing::Alone ? Range(F_WRLCK, 0, kWriterByte + 1)
+                                                   : Range(F_WRLCK, kWriterByte, 1);
     if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
-        if (errno != EAGAIN && errno != EACCES) {
+        if (!IsHeldByOther(errno)) {
             FailSystem(path, "lock");
         }
-        const std::string holder = ReadHolder(m_file);
-        Close();
-        throw ORQBasFailure(ORQBasFailureKind::Busy,
-                            path.substr(0, path.rfind('/')) + ": open for writing by " + holder);
+        RefuseBusy();
     }
     const std::string name = WriterName();
     if (ftruncate(m_file, 0) != 0 ||
@@ -107,12 +109,29 @@ std::string LockFile::Writer() const {
     return ReadHolder(m_file);
 }
 
+bool LockFile::IsLocked(std::int64_t byte) const {
+    struct flock range = Range(F_WRLCK, byte, 1);
+    return fcntl(m_file, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+}
+
+void LockFile::RefuseBusy() {
+    const std::string why =
+        IsLocked(kWriterByte)
+            ? "open for writing by " + ReadHolder(m_file)
+            : "is being read; on a network file system nobody may read while somebody writes";
+    Close();
+    throw ORQBasFailure(ORQBasFailureKind::Busy, m_path.substr(0, m_path.rfind('/')) + ": " + why);
+}
+
 void LockFile::Lock(short type, std::int64_t byte) {
     if (m_file < 0) {
         return;
     }
     struct flock range = Range(type, byte, 1);
     if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
+        if (IsHeldByOther(errno)) {
+            RefuseBusy();
+        }
         FailSystem(m_path, "mark the state that is read");
     }
 }

@@ -11,6 +11,10 @@
 // A reader takes byte 0 before its snapshot and releases it after locking byte g, so there is no
 // moment at which it sees a state without being seen.
 //
+// On a network file system the index of SQLite's log, which lies in shared memory, is not shared
+// among hosts. There the writer locks all bytes: it waits for nobody, but is refused while anybody
+// reads, and readers are refused while it writes.
+//
 // The text in the file says who the writer is; it is for error messages only.
 #pragma once
 
@@ -28,13 +32,16 @@ class LockFile {
     LockFile(const LockFile&) = delete;
     LockFile& operator=(const LockFile&) = delete;
 
+    enum class Sharing { WithReaders, Alone };
+
     // Opens, and takes the writer's lock. Throws Busy with the holder's name when it is taken.
-    void OpenAsWriter(const std::string& path);
+    void OpenAsWriter(const std::string& path, Sharing sharing);
     // Opens for marking snapshots. A missing file is made when the directory allows it; answers
     // false when it neither exists nor can be made.
     bool OpenAsReader(const std::string& path);
     void Close();
 
+    // Throws Busy with the holder's name while a writer is alone.
     void BeginChoosingSnapshot();
     // Ends the choosing; the mark of an earlier snapshot is taken away.
     void MarkSnapshot(std::int64_t generation);
@@ -48,6 +55,8 @@ class LockFile {
 
   private:
     void Lock(short type, std::int64_t byte);
+    bool IsLocked(std::int64_t byte) const;
+    [[noreturn]] void RefuseBusy();
 
     int m_file = -1;
     bool m_isWriter = false;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -29,6 +31,25 @@ ORQBasFailureKind KindOf(int code) {
                        ? ORQBasFailureKind::Damaged
                        : ORQBasFailureKind::Io;
     }
+}
+
+std::string ErrorText(sqlite3* handle, int code) {
+    switch (code) {
+        case SQLITE_IOERR_SHMOPEN:
+        case SQLITE_IOERR_SHMSIZE:
+        case SQLITE_IOERR_SHMMAP:
+        case SQLITE_IOERR_SHMLOCK:
+            return "the file system does not give the shared memory that a database in use needs; "
+                   "it has to be copied to a local disk";
+        default:
+            break;
+    }
+    std::string text = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
+    if (const int system = handle != nullptr ? sqlite3_system_errno(handle) : 0;
+        system != 0 && KindOf(code) == ORQBasFailureKind::Io) {
+        text += std::string(" (") + std::strerror(system) + ")";
+    }
+    return text;
 }
 
 int ReadAt(sqlite3_file* file, std::int64_t offset, std::span<std::byte> bytes) {
@@ -76,15 +97,46 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
     : m_path(std::move(shownPath)) {
     const int code = sqlite3_open_v2(name.c_str(), &m_handle, flags | SQLITE_OPEN_NOMUTEX, vfs);
     if (code != SQLITE_OK) {
-        std::string why = m_handle != nullptr ? sqlite3_errmsg(m_handle) : sqlite3_errstr(code);
+        const std::string why = ErrorText(m_handle, code);
         Close();
         throw ORQBasFailure(KindOf(code), m_path + ": cannot open the catalogue: " + why);
     }
     sqlite3_extended_result_codes(m_handle, 1);
+    // Whoever opens or closes last locks all others out for a moment.
+    sqlite3_busy_timeout(m_handle, kLockPatience);
+    const auto noteLength = [](void* self, sqlite3*, const char*, int nFrames) {
+        static_cast<Connection*>(self)->m_nLogFrames = nFrames;
+        return SQLITE_OK;
+    };
+    sqlite3_wal_hook(m_handle, noteLength, this);
 }
 
 Connection::~Connection() {
     Close();
+}
+
+void Connection::FoldLongLog() noexcept {
+    constexpr int kLong = 1000;  // frames, of some 2 KB
+    constexpr int kVeryLong = 4 * kLong;
+    constexpr int kPatience = 100;  // milliseconds
+    if (m_nLogFrames < kLong) {
+        m_restartLogAt = kVeryLong;
+        return;
+    }
+    const bool restarts = m_nLogFrames >= m_restartLogAt;
+    sqlite3_busy_timeout(m_handle, kPatience);
+    sqlite3_wal_checkpoint_v2(m_handle, nullptr,
+                              restarts ? SQLITE_CHECKPOINT_RESTART : SQLITE_CHECKPOINT_PASSIVE,
+                              nullptr, nullptr);
+    sqlite3_busy_timeout(m_handle, kLockPatience);
+    if (restarts) {
+        m_restartLogAt = m_nLogFrames + kLong;
+    }
+}
+
+void Connection::FoldLogAtClose(bool folds) {
+    Check(sqlite3_db_config(m_handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, folds ? 0 : 1, nullptr),
+          "say what closing does");
 }
 
 void Connection::Close() noexcept {
@@ -94,6 +146,13 @@ void Connection::Close() noexcept {
 
 void Connection::Execute(const char* sql) {
     Check(sqlite3_exec(m_handle, sql, nullptr, nullptr, nullptr), sql);
+}
+
+void Connection::CheckWritable() const {
+    if (sqlite3_db_readonly(m_handle, "main") != 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Io,
+                            m_path + ": cannot open for writing: " + std::strerror(EACCES));
+    }
 }
 
 sqlite3_stmt* Connection::Prepare(const std::string& sql) {
@@ -162,11 +221,7 @@ void Connection::Fail(int code, std::string_view doing) const {
         text += "page " + std::to_string(LastDamagedPage()) +
                 " of the catalogue is damaged (checksum differs)";
     } else {
-        text += sqlite3_errmsg(m_handle);
-        if (const int system = sqlite3_system_errno(m_handle);
-            system != 0 && KindOf(code) == ORQBasFailureKind::Io) {
-            text += " (system error " + std::to_string(system) + ")";
-        }
+        text += ErrorText(m_handle, code);
         text += ", in: ";
         text += doing.substr(0, 80);
     }

@@ -15,6 +15,8 @@ namespace orq::storage {
 
 class Connection {
   public:
+    static constexpr int kLockPatience = 10'000;  // milliseconds
+
     // `flags` are those of sqlite3_open_v2; `vfs` names a registered VFS, null for the default one.
     Connection(const std::string& name, int flags, const char* vfs, std::string shownPath);
     ~Connection();
@@ -31,6 +33,8 @@ class Connection {
         }
     }
     sqlite3* Handle() const { return m_handle; }
+    // SQLite opens for reading what it may not write.
+    void CheckWritable() const;
 
     // The database's main file as it lies on the disk, without what is still in the log. There is
     // no other way to look at it: closing a descriptor of ours would end, for the whole process,
@@ -42,6 +46,13 @@ class Connection {
     // file has in their places does not count.
     std::set<std::int64_t> PagesInLog() const;
 
+    // Folds the log into the main file when it has become long, as far as readers let it. Only
+    // where no reader is on it does the log begin anew instead of growing; so while it is long,
+    // readers get a short while to move on now and then. Failing is no loss. REQUIRES: no
+    // transaction.
+    void FoldLongLog() noexcept;
+    // Whether the last close folds the log into the main file; at first it does.
+    void FoldLogAtClose(bool folds);
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no
     // loss (the log stays and is read at the next opening), so nothing is thrown.
     void Close() noexcept;
@@ -52,6 +63,8 @@ class Connection {
 
     sqlite3* m_handle = nullptr;
     std::string m_path;
+    int m_nLogFrames = 0;    // as of the last commit
+    int m_restartLogAt = 0;  // from so many frames on it is tried to begin the log anew
 };
 
 // Binding by type; text and blobs are not copied, so they must live until the statement is reset.

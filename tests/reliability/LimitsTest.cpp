@@ -1,0 +1,149 @@
+// What the system refuses: files beyond a number or a size, permissions, shared memory.
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "DiskCalls.h"
+#include "History.h"
+#include "Vocabulary.h"
+
+namespace {
+
+// A limit of this process while it lives.
+class Limit {
+  public:
+    Limit(__rlimit_resource what, rlim_t value) : m_what(what) {
+        getrlimit(what, &m_before);
+        const rlimit limit{value, m_before.rlim_max};
+        setrlimit(what, &limit);
+    }
+    ~Limit() { setrlimit(m_what, &m_before); }
+    Limit(const Limit&) = delete;
+    Limit& operator=(const Limit&) = delete;
+
+  private:
+    __rlimit_resource m_what;
+    rlimit m_before{};
+};
+
+class LimitsTest : public testing::Test {
+  protected:
+    LimitsTest() {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        MakeModel(database, 50'000);
+        Fill(database, 1000, 1);
+    }
+    static void Fill(const ORQSimDatabase& database, int count, double value) {
+        InTransaction(database, [&] {
+            Append(database, RunOf(Nodes(database), 0, count), RunOf(Components(database), 0, 1),
+                   Filled(count, value));
+        });
+    }
+    static double Value(const ORQSimDatabase& database) { return FirstComponent(database).front(); }
+    ORQSimDatabase Open(Mode mode = Mode::ReadWrite) const {
+        return ORQSimDatabase::Open(m_path, mode);
+    }
+
+    Folder m_folder;
+    const std::string m_path = m_folder / "model.orq";
+};
+
+}  // namespace
+
+TEST_F(LimitsTest, TooManyOpenFilesAreAnErrorAndNoHarm) {
+    // The descriptors that the process has, and one more each time until it is enough.
+    const int free = dup(0);
+    close(free);
+    int nRefused = 0;
+    for (int more = 0; more < 20; ++more) {
+        SCOPED_TRACE(more);
+        std::optional<ORQSimDatabase> database;
+        {
+            const Limit files(RLIMIT_NOFILE, static_cast<rlim_t>(free + more));
+            try {
+                database = Open();
+                Fill(*database, 1000, more);
+            } catch (const ORQBasFailure& failure) {
+                EXPECT_EQ(failure.Kind(), Kind::Io) << failure.Text();
+                EXPECT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
+                EXPECT_NE(failure.Text().find("Too many open files"), std::string::npos)
+                    << failure.Text();
+                ++nRefused;
+            }
+        }
+        if (!database) {
+            database = Open();
+        }
+        EXPECT_EQ(database->Verify(), Texts());
+        Fill(*database, 1000, -1);
+    }
+    EXPECT_GT(nRefused, 2);
+    EXPECT_LT(nRefused, 19);
+}
+
+TEST_F(LimitsTest, AFileThatMayNotGrowUndoesTheTransaction) {
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    const ORQSimDatabase database = Open();
+    for (const rlim_t size : {0U, 5000U, 20'000U, 100'000U, 300'000U}) {
+        SCOPED_TRACE(size);
+        {
+            const Limit sizes(RLIMIT_FSIZE, size);
+            EXPECT_TRUE(Fails(Kind::Io, {m_path}, [&] { Fill(database, 50'000, 7); }));
+            EXPECT_EQ(Value(database), 1);
+        }
+        EXPECT_EQ(database.Verify(), Texts());
+    }
+    Fill(database, 50'000, 8);
+    EXPECT_EQ(Value(database), 8);
+    std::signal(SIGXFSZ, before);
+}
+
+TEST_F(LimitsTest, AFileThatMayNotBeWrittenIsNamedWhenItIsOpenedForWriting) {
+    namespace fs = std::filesystem;
+    fs::permissions(m_folder / ".", fs::perms::all);
+    for (const char* file : {"catalogue.sqlite", "bulk.bin", "lock"}) {
+        SCOPED_TRACE(file);
+        for (const char* each : {"catalogue.sqlite", "bulk.bin", "lock", "."}) {
+            fs::permissions(fs::path(m_path) / each, fs::perms::all);
+        }
+        fs::permissions(fs::path(m_path) / file, static_cast<fs::perms>(0444));
+        // Nothing is forbidden to the superuser.
+        const bool isRoot = geteuid() == 0;
+        ASSERT_TRUE(!isRoot || seteuid(65534) == 0);
+        EXPECT_TRUE(Fails(Kind::Io, {m_path, file, "Permission denied"}, [&] { Open(); }));
+        EXPECT_EQ(Value(Open(Mode::ReadOnly)), 1);
+        ASSERT_TRUE(!isRoot || seteuid(0) == 0);
+    }
+}
+
+TEST_F(LimitsTest, AFileSystemWithoutSharedMemoryIsNamedAsTheReason) {
+    const std::string other = m_folder / "other.orq";
+    const DiskWatch watch(m_folder / ".", DiskWatch::Kind::WithoutSharedMemory);
+    for (const Mode mode : {Mode::ReadOnly, Mode::ReadWrite}) {
+        EXPECT_TRUE(Fails(Kind::Io, {m_path, "shared memory"}, [&] { Open(mode); }));
+    }
+    EXPECT_TRUE(
+        Fails(Kind::Io, {"other.orq", "shared memory"}, [&] { ORQSimDatabase::Create(other); }));
+    EXPECT_FALSE(std::filesystem::exists(other));
+}
+
+// The index of the log is not shared among hosts, so a writer has to be alone.
+TEST_F(LimitsTest, OnANetworkFileSystemNobodyReadsWhileSomebodyWrites) {
+    const DiskWatch watch(m_folder / ".", DiskWatch::Kind::Network);
+    const std::string self = "process " + std::to_string(getpid());
+    {
+        const ORQSimDatabase reader = Open(Mode::ReadOnly);
+        EXPECT_EQ(Value(Open(Mode::ReadOnly)), 1);
+        EXPECT_TRUE(Fails(Kind::Busy, {m_path, "is being read"}, [&] { Open(); }));
+    }
+    {
+        const ORQSimDatabase writer = Open();
+        Fill(writer, 1000, 2);
+        Fill(writer, 1000, 3);
+        EXPECT_LT(writer.Sizes().bulk, 40'000);
+        EXPECT_TRUE(Fails(Kind::Busy, {m_path, self}, [&] { Open(Mode::ReadOnly); }));
+        EXPECT_TRUE(Fails(Kind::Busy, {m_path, self}, [&] { Open(); }));
+    }
+    EXPECT_EQ(Value(Open(Mode::ReadOnly)), 3);
+}

@@ -419,9 +419,10 @@ TEST_F(Deck, EachKindOfElementAndSetComesBack) {
 TEST_F(Deck, ErrorsNameFileLineCardAndField) {
     struct Case {
         const char* from;
-        const char* to;
+        std::string to;
         std::vector<std::string> errors;
     };
+    const std::string longName(300, 'a');
     const Case cases[] = {
         {"GRID,3,,1.,1.",
          "GRID,3,,1.,x",
@@ -485,6 +486,10 @@ TEST_F(Deck, ErrorsNameFileLineCardAndField) {
         {"GRID,1,",
          "INCLUDE 'none.bdf'\nGRID,1,",
          {"deck.bdf: line 2: INCLUDE: none.bdf: file: does not exist or is not a regular file"}},
+        {"GRID,1,",
+         "INCLUDE '" + longName + "'\nGRID,1,",
+         {"deck.bdf: line 2: INCLUDE: " + longName +
+          ": file: does not exist or is not a regular file"}},
         {"GRID,1,",
          "INCLUDE 'deck.bdf'\nGRID,1,",
          {"deck.bdf: line 2: INCLUDE: the file includes itself: deck.bdf -> deck.bdf"}},

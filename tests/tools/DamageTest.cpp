@@ -4,11 +4,22 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQObjDocument.h"
+#include "ORQObjMesh.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransaction.h"
+#include "ORQSimTransfer.h"
 
 namespace {
 
@@ -129,6 +140,60 @@ TEST_F(DamageTest, MissingAndForeignFilesAreNamed) {
         result = RunHere({command, ORQ_WING_BOX});
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, HasSubstr("is not a model database"));
+    }
+}
+
+/// Whole files whose contents do not fit together, as another writer may have left them.
+TEST_F(DamageTest, WhatAModelNamesMustExist) {
+    using namespace ORQSimSchema;
+    const auto first_block = [](const ORQObjMesh& mesh) {
+        return mesh.Position().GetVector(Mesh_blocks)[0];
+    };
+    const struct {
+        const char* error;
+        std::function<void(const ORQObjMesh&)> change;
+    } cases[] = {
+        {"coordinates: are not of nodes and components",
+         [](const ORQObjMesh& mesh) {
+             mesh.Position().SetPosition(Mesh_nodes, mesh.GetElementCollection());
+         }},
+        {"has the node 99999 of",
+         [](const ORQObjMesh& mesh) {
+             const ORQSimDistribution nodes(
+                 mesh.GetConnectivity().DSet().GetRelationalDistributionID());
+             const ORQSimDrawerDescription drawer = nodes.QueryDrawers().ConstGet(0);
+             const ORQSimCSet rows(drawer.CSet(0));
+             const int wrong = 99999;
+             ORQSimTransfer(nodes)
+                 .SetWrite()
+                 .SetDrawer(drawer.DrawerID())
+                 .SetDim(0, ORQSimCollection(rows.CollectionID())
+                                .CreateVolatileCSetStrided(rows[0], 1, 1, 1))
+                 .SetDim(1, ORQSimCollection(ORQSimCSet(drawer.CSet(1)).CollectionID())
+                                .CreateVolatileCSetStrided(0, 1, 1, 1))
+                 .SetBuffer(ORQSimbufMain, &wrong, sizeof wrong)
+                 .ExecWrite();
+         }},
+        {"block \"skin_upper\": has members of another",
+         [&](const ORQObjMesh& mesh) {
+             first_block(mesh).SetPosition(Block_elements, mesh.GetUserNodes());
+         }},
+        {"the element shape \"HEX9\" is not known",
+         [&](const ORQObjMesh& mesh) { first_block(mesh).DataRecord().SetString(2, "HEX9"); }},
+    };
+    for (const auto& [error, change] : cases) {
+        Restore();
+        {
+            const ORQObjDocument document =
+                ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimTransaction transaction(document.ContextID());
+            change(ORQObjMesh(document.GetMesh()));
+            transaction.Commit();
+        }
+        const CommandResult result = RunHere({"export", target_, "-o", folder_ / "out.e"});
+        EXPECT_EQ(result.status, 3) << error;
+        EXPECT_THAT(result.err, HasSubstr(error));
+        EXPECT_FALSE(fs::exists(folder_ / "out.e"));
     }
 }
 

@@ -247,6 +247,9 @@ TEST_F(LayupTest, TextThatIsNoJsonIsRefusedWithItsLine) {
         {"{\"version\": NaN}", ": line 1, column 13: "},
         {"{\"version\": 1, \"plies\": [], \"sections\": [], \"assignments\": [], \"plies\": [1]}",
          ": /plies: stands here for the second time"},
+        {R"({"version": 1, "plies": [], "sections": [], "assignments": [],
+             "plies": {"a": 1, "a": 2, "a": {}}})",
+         ": /plies: stands here for the second time"},
     };
     for (const auto& [text, error] : cases) {
         const CommandResult result = Import(text);

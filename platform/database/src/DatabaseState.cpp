@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <limits>
 
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
@@ -213,35 +215,48 @@ void PutMembers(storage::Engine& engine, Table table, std::int64_t key0, std::in
 }
 
 ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int column) {
+    const auto require = [&](bool holds, const char* otherwise) {
+        if (!holds) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                engine.Path() + ": the members of a set " + otherwise);
+        }
+    };
     const auto form = static_cast<ComponentSet::Form>(row.Int32(column));
     const int first = row.Int32(column + 1);
     const int count = row.Int32(column + 2);
+    require(count >= 0, "are fewer than none");
+    const auto requireRange = [&](std::int64_t last) {
+        require(last <= std::numeric_limits<int>::max(), "are numbers out of range");
+    };
     if (form == ComponentSet::Form::Contiguous) {
+        requireRange(first + std::int64_t{count} - 1);
         return ComponentSet::Contiguous(first, count);
     }
     if (form == ComponentSet::Form::Strided) {
-        return ComponentSet::Strided(first, count, row.Int32(column + 3), row.Int32(column + 4));
+        const int stride = row.Int32(column + 3);
+        const int block = row.Int32(column + 4);
+        require(block > 0 && stride >= block, "overlap");
+        requireRange(first + (std::int64_t{count} - 1) * stride + block - 1);
+        return ComponentSet::Strided(first, count, stride, block);
     }
+    const std::int64_t size = std::int64_t{count} * static_cast<std::int64_t>(sizeof(int));
+    const std::int64_t store = row.Int(column + 5);
+    require(store != 0 ? storage::HasFlatArray(engine.Chunks(), store, 0, size)
+                       : std::ssize(row.Blob(column + 6)) == size,
+            "are not as many as stored");
     std::vector<int> members(static_cast<std::size_t>(count));
     const std::span<std::byte> out = std::as_writable_bytes(std::span(members));
-    if (const std::int64_t store = row.Int(column + 5); store != 0) {
-        if (!storage::GetWholeFlatArray(engine.Chunks(), store, 0, out)) {
-            throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                engine.Path() +
-                                    ": the members of a set are not as many as stored "
-                                    "(store " +
-                                    std::to_string(store) + ")");
-        }
+    if (store == 0) {
+        std::ranges::copy(row.Blob(column + 6), out.begin());
     } else {
-        const std::span<const std::byte> bytes = row.Blob(column + 6);
-        if (bytes.size() != out.size()) {
-            throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                engine.Path() + ": the members of a set are incomplete");
-        }
-        std::ranges::copy(bytes, out.begin());
+        require(storage::GetFlatArray(engine.Chunks(), store, 0, 0, out), "are missing");
     }
-    return form == ComponentSet::Form::Sorted ? ComponentSet::FromAscending(std::move(members))
-                                              : ComponentSet::FromOrdered(std::move(members));
+    if (form == ComponentSet::Form::Sorted) {
+        require(std::ranges::adjacent_find(members, std::greater_equal<>()) == members.end(),
+                "are not ascending");
+        return ComponentSet::FromAscending(std::move(members));
+    }
+    return ComponentSet::FromOrdered(std::move(members));
 }
 
 ComponentSetPtr DatabaseState::Members(const ORQSimCSetID& id) {

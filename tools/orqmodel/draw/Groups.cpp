@@ -55,7 +55,7 @@ class SetGroups {
                 continue;
             }
             const ElementShape& shape = *Block(block).shape;
-            if (shape.sides[static_cast<std::size_t>(face.side)].IsEdge()) {
+            if (shape.SideAt(face.side).IsEdge()) {
                 edges.push_back(face);
             } else {
                 m_ofFace.push_back({{face.element, shape.dimension == 3 ? face.side : -1}, Next()});

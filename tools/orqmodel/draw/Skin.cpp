@@ -49,14 +49,6 @@ Elements ReadElements(const ModelReader& model, int place) {
     Elements elements{place, block.shape, block.elements, {}};
     elements.nodes.resize(elements.Count() * static_cast<std::size_t>(block.shape->nNodes));
     model.ReadConnectivity(block, 0, block.elements.Size(), elements.nodes);
-    const auto wrong = std::ranges::find_if(
-        elements.nodes, [&](int node) { return node < 0 || node >= model.NumNodes(); });
-    if (wrong != elements.nodes.end()) {
-        const auto row = (wrong - elements.nodes.begin()) / block.shape->nNodes;
-        throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            fmt::format("block \"{}\": element {} has the node {} of {}",
-                                        block.name, row, *wrong, model.NumNodes()));
-    }
     return elements;
 }
 

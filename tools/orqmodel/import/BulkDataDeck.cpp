@@ -211,8 +211,8 @@ void BulkDataDeck::Open(const std::filesystem::path& path,
     std::string chain;
     bool isOpen = false;
     for (const Source& source : m_sources) {
-        isOpen = isOpen || std::filesystem::weakly_canonical(source.path) ==
-                               std::filesystem::weakly_canonical(path);
+        std::error_code unknown;  // A file that cannot be found is reported when it is read.
+        isOpen = isOpen || std::filesystem::equivalent(source.path, path, unknown);
         chain += source.path.string() + " -> ";
     }
     if (isOpen) {

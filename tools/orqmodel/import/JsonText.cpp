@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <deque>
 #include <string>
 #include <utility>
 
@@ -85,8 +86,7 @@ class Builder : public nlohmann::json_sax<json> {
         }
         Frame& frame = m_frames.back();
         if (frame.isRepeated) {
-            m_notKept = std::move(value);
-            return &m_notKept;
+            return &m_notKept.emplace_back(std::move(value));
         }
         if (frame.value->is_array()) {
             return &frame.value->emplace_back(std::move(value));
@@ -111,7 +111,7 @@ class Builder : public nlohmann::json_sax<json> {
     const std::string& m_text;
     JsonText m_result;
     std::vector<Frame> m_frames;
-    json m_notKept;
+    std::deque<json> m_notKept;  // frames point into it
 };
 
 }  // namespace

@@ -1,11 +1,14 @@
 #include "mesh/ElementShapes.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
 #include <map>
 #include <string>
 #include <utility>
 
+#include "ORQBasFailure.h"
 #include "mesh/Point.h"
 
 namespace orqmodel {
@@ -212,6 +215,15 @@ std::string UpperLetters(std::string_view name) {
 }
 
 }  // namespace
+
+const ElementShape::Side& ElementShape::SideAt(int number) const {
+    if (number < 0 || number >= std::ssize(sides)) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            fmt::format("an element of shape {} has the side {} of {}", name,
+                                        number + 1, sides.size()));
+    }
+    return sides[static_cast<std::size_t>(number)];
+}
 
 std::span<const ElementShape> ElementShapes() {
     return Table();

@@ -28,6 +28,8 @@ struct ElementShape {
     /// its upper and lower face and then its edges.
     std::vector<Side> sides;
     std::vector<Side> edges;
+    /// A side whose number a database gives. Throws ORQBasFailure, Damaged, when there is none.
+    const Side& SideAt(int number) const;
 
     int vtkType;
     int gmshType;  ///< 0: none

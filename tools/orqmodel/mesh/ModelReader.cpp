@@ -1,5 +1,7 @@
 #include "mesh/ModelReader.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <set>
@@ -52,21 +54,68 @@ ORQSimCSet Part(const ORQSimCSet& set, int begin, int end) {
     return collection.CreateVolatileOrderedCSet(members.data(), end - begin);
 }
 
+/// Readers rely on what a database written by others may not keep.
+[[noreturn]] void FailDamaged(const std::string& text) {
+    throw ORQBasFailure(ORQBasFailureKind::Damaged, text);
+}
+
+/// A set of members that the collection has.
+void RequireMembers(const ORQSimCSet& set, const ORQSimPosition& collection,
+                    const std::string& name) {
+    if (set.IsEmpty()) {
+        return;
+    }
+    if (set.CollectionID() != collection.GetCollection()) {
+        FailDamaged(name + ": has members of another collection");
+    }
+    const int space = ORQSimCollection(collection.GetCollection()).Space();
+    const auto require = [&](int member) {
+        if (member < 0 || member >= space) {
+            FailDamaged(fmt::format("{}: has the member {} of {}", name, member, space));
+        }
+    };
+    if (set.IsAscending()) {
+        require(set[0]);
+        require(set[set.Size() - 1]);
+        return;
+    }
+    for (ORQSimCSetIterator member{set}; !member.IsDone(); member.Next()) {
+        require(member.CurrentValue());
+    }
+}
+
+/// The components of the coordinates, 2 or 3.
+ORQSimCSet ComponentsOf(const ORQObjMesh& mesh) {
+    const ORQSimDistribution coordinates(mesh.GetCoordinates().GetDistribution());
+    const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
+    for (const ORQSimDrawerDescription& drawer : coordinates.QueryDrawers()) {
+        if (drawer.Compartment().Size() != 2 || drawer.Compartment().Position(nodes) != 0) {
+            FailDamaged("coordinates: are not of nodes and components");
+        }
+    }
+    ORQSimCSet components = ORQSrvNodalCoordinates(mesh.GetCoordinates(), kChunk).Components();
+    if (components.Size() < 2 || components.Size() > 3) {
+        FailDamaged(fmt::format("coordinates: have {} components", components.Size()));
+    }
+    return components;
+}
+
 }  // namespace
 
 ModelReader::ModelReader(const ORQObjDocument& document) : m_document(document) {
     const ORQObjMesh mesh(document.GetMesh());
     m_nNodes = ORQSimCollection(mesh.GetNodeCollection().GetCollection()).Space();
     m_nElements = ORQSimCollection(mesh.GetElementCollection().GetCollection()).Space();
-    const ORQSimPosition coordinates = mesh.GetCoordinates();
     // Without a drawer the service has no answer to give.
-    if (ORQSimDistribution(coordinates.GetDistribution()).NumDrawers() > 0) {
-        m_components = ORQSrvNodalCoordinates(coordinates, kChunk).Components();
+    if (ORQSimDistribution(mesh.GetCoordinates().GetDistribution()).NumDrawers() > 0) {
+        m_components = ComponentsOf(mesh);
         m_dimension = m_components.Size();
     }
     ReadBlocks();
-    m_nodeSets = ReadSets(ORQSimSchema::Model_nodeSets, ORQSimSchema::Region_nodesCluster);
-    m_elementSets = ReadSets(ORQSimSchema::Model_elementSets, ORQSimSchema::Region_elementsCluster);
+    m_nodeSets = ReadSets(ORQSimSchema::Model_nodeSets, ORQSimSchema::Region_nodesCluster,
+                          mesh.GetNodeCollection());
+    m_elementSets = ReadSets(ORQSimSchema::Model_elementSets, ORQSimSchema::Region_elementsCluster,
+                             mesh.GetElementCollection());
 }
 
 ORQSimCSet ModelReader::Nodes() const {
@@ -92,12 +141,12 @@ void ModelReader::ReadBlocks() {
         block.shapeName = Text(position.DataRecord().ReturnString(1));
         block.shape = FindShapeByName(Text(position.DataRecord().ReturnString(2)));
         if (block.shape == nullptr) {
-            throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                "block \"" + block.name + "\": the element shape \"" +
-                                    Text(position.DataRecord().ReturnString(2)) +
-                                    "\" is not known");
+            FailDamaged(fmt::format("block \"{}\": the element shape \"{}\" is not known",
+                                    block.name, Text(position.DataRecord().ReturnString(2))));
         }
         block.elements = position.GetPosition(ORQSimSchema::Block_elements).CSet();
+        RequireMembers(block.elements, ORQObjMesh(m_document.GetMesh()).GetElementCollection(),
+                       fmt::format("block \"{}\"", block.name));
         const ORQSimDistribution attributes(
             position.GetPosition(ORQSimSchema::Block_attributes).GetDistribution());
         if (!attributes.IsNull()) {
@@ -113,7 +162,8 @@ void ModelReader::ReadBlocks() {
     }
 }
 
-std::vector<ModelReader::Set> ModelReader::ReadSets(int mapSlot, int clusterSlot) const {
+std::vector<ModelReader::Set> ModelReader::ReadSets(int mapSlot, int clusterSlot,
+                                                    const ORQSimPosition& collection) const {
     std::vector<Set> sets;
     const ORQSimMap map = m_document.GetModel().GetMap(mapSlot);
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
@@ -121,6 +171,8 @@ std::vector<ModelReader::Set> ModelReader::ReadSets(int mapSlot, int clusterSlot
         const ORQSimPosition region = (*entry).Parent(clusterSlot);
         sets.push_back({Text(entry.Key()), region.DataRecord().GetInt(0), (*entry).CSet(),
                         PropertiesOf(region)});
+        RequireMembers(sets.back().members, collection,
+                       fmt::format("set \"{}\"", sets.back().name));
     }
     std::ranges::stable_sort(sets, {}, &Set::number);
     return sets;
@@ -149,10 +201,16 @@ std::vector<ModelReader::Surface> ModelReader::Surfaces() const {
         const ORQSimCtation faces =
             region.GetPosition(ORQSimSchema::Region_elementsFacesCluster).DSet().GetCtation();
         for (const ORQSimCompartment& compartment : faces.Compartments()) {
-            const int side = ORQSimCSet(compartment.CSet(1))[0];
-            for (ORQSimCSetIterator element{ORQSimCSet(compartment.CSet(0))}; !element.IsDone();
-                 element.Next()) {
-                surface.faces.push_back({element.CurrentValue(), side});
+            const ORQSimCSet sides(compartment.CSet(1));
+            if (sides.Size() != 1) {
+                FailDamaged(fmt::format("surface \"{}\": has {} sides at once", surface.name,
+                                        sides.Size()));
+            }
+            const ORQSimCSet elements(compartment.CSet(0));
+            RequireMembers(elements, ORQObjMesh(m_document.GetMesh()).GetElementCollection(),
+                           fmt::format("surface \"{}\"", surface.name));
+            for (ORQSimCSetIterator element{elements}; !element.IsDone(); element.Next()) {
+                surface.faces.push_back({element.CurrentValue(), sides[0]});
             }
         }
         surfaces.push_back(std::move(surface));
@@ -181,6 +239,13 @@ void ModelReader::ReadRows(const Block& block, const ORQSimCSet& elements,
     ORQSrvElementConnectivity(ORQObjMesh(m_document.GetMesh()).GetConnectivity(), kChunk)
         .Read(elements, places.CreateVolatileCSetStrided(0, block.shape->nNodes, 1, 1),
               nodes.data());
+    const auto wrong =
+        std::ranges::find_if(nodes, [&](int node) { return node < 0 || node >= m_nNodes; });
+    if (wrong != nodes.end()) {
+        const int row = static_cast<int>((wrong - nodes.begin()) / block.shape->nNodes);
+        FailDamaged(fmt::format("block \"{}\": element {} has the node {} of {}", block.name,
+                                elements[row], *wrong, m_nNodes));
+    }
 }
 
 std::vector<ModelReader::FaceNodes> ModelReader::NodesOf(const std::vector<Face>& faces) const {
@@ -205,8 +270,7 @@ std::vector<ModelReader::FaceNodes> ModelReader::NodesOf(const std::vector<Face>
         for (const std::size_t place : places) {
             const auto row = static_cast<std::size_t>(
                 std::ranges::lower_bound(elements, faces[place].element) - elements.begin());
-            for (const int local :
-                 block.shape->sides[static_cast<std::size_t>(faces[place].side)].nodes) {
+            for (const int local : block.shape->SideAt(faces[place].side).nodes) {
                 nodesOf[place].push_back(nodes[row * nNodes + static_cast<std::size_t>(local)]);
             }
         }
@@ -267,7 +331,12 @@ std::vector<int> ModelReader::Labels(ORQObjLabelerType type, int count) const {
         ORQSimArray<int> ordinals;
         labeler.GetInstanceLabelsAndOrdinals(instance, labels, ordinals);
         for (int i = 0; i < labels.Size(); ++i) {
-            byOrdinal[static_cast<std::size_t>(ordinals.ConstGet(i))] = labels.ConstGet(i);
+            const int ordinal = ordinals.ConstGet(i);
+            if (ordinal < 0 || ordinal >= count) {
+                FailDamaged(fmt::format("instance \"{}\": labels the member {} of {}",
+                                        Text(instance), ordinal, count));
+            }
+            byOrdinal[static_cast<std::size_t>(ordinal)] = labels.ConstGet(i);
         }
     }
     return byOrdinal;

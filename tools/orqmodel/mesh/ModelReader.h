@@ -20,7 +20,8 @@ inline constexpr int kBlockDefinitionField = 3;
 /// blocks and regions at once, bulk data when it is asked for.
 ///
 /// Ordinals are member numbers of the node and element collections; ranges are half-open. A model
-/// without a mesh, or without coordinates, reads as an empty one.
+/// without a mesh, or without coordinates, reads as an empty one. What names nodes, elements or
+/// sides that do not exist is an ORQBasFailure of kind Damaged.
 class ModelReader {
   public:
     using Properties = MeshSource::Properties;
@@ -94,7 +95,7 @@ class ModelReader {
 
   private:
     std::vector<int> Labels(ORQObjLabelerType type, int count) const;
-    std::vector<Set> ReadSets(int mapSlot, int clusterSlot) const;
+    std::vector<Set> ReadSets(int mapSlot, int clusterSlot, const ORQSimPosition& collection) const;
     void ReadBlocks();
     void ReadRows(const Block& block, const ORQSimCSet& elements, std::span<int> nodes) const;
 

@@ -37,10 +37,14 @@ bool GetFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::int64_t
     return true;
 }
 
-bool GetWholeFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::span<std::byte> out) {
-    const auto size = static_cast<std::int64_t>(out.size());
-    return GetFlatArray(chunks, store, part, 0, out) &&
-           chunks.Length(store, part, size / kPiece) == size % kPiece;
+bool HasFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::int64_t size) {
+    std::int64_t chunk = 0;
+    for (; size >= kPiece; size -= kPiece, ++chunk) {
+        if (chunks.Length(store, part, chunk) != kPiece) {
+            return false;
+        }
+    }
+    return chunks.Length(store, part, chunk) == size;
 }
 
 }  // namespace orq::storage

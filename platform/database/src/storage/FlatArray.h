@@ -18,8 +18,8 @@ void PutFlatArray(ChunkStore& chunks, std::int64_t store, int part,
 [[nodiscard]] bool GetFlatArray(ChunkStore& chunks, std::int64_t store, int part,
                                 std::int64_t begin, std::span<std::byte> out);
 
-// Copies the whole array; false when it is not exactly as long as `out`.
-[[nodiscard]] bool GetWholeFlatArray(ChunkStore& chunks, std::int64_t store, int part,
-                                     std::span<std::byte> out);
+// Whether the array is exactly so many bytes long. Asked before memory is taken for it.
+[[nodiscard]] bool HasFlatArray(ChunkStore& chunks, std::int64_t store, int part,
+                                std::int64_t size);
 
 }  // namespace orq::storage

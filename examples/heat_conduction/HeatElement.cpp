@@ -98,7 +98,7 @@ IntegrationPoint WedgeAt(const Vector3d& at) {
     const Vector3d triangle(1.0 - at[0] - at[1], at[0], at[1]);
     Eigen::Matrix<double, 2, 3> slopes;
     slopes << -1, 1, 0, -1, 0, 1;
-    for (int end = 0; end < 2; ++end) {
+    for (Eigen::Index end = 0; end < 2; ++end) {
         const double sign = end == 0 ? -1.0 : 1.0;
         const double along = 0.5 * (1.0 + sign * at[2]);
         point.shapes.segment<3>(3 * end) = along * triangle;

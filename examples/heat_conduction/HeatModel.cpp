@@ -59,7 +59,7 @@ void HeatModel::ReadBlocks() {
         const std::string shape = (*i).DataRecord().ReturnString(2).UTF8();
         const Element* element = FindElement(shape);
         if (element == nullptr) {
-            m_leftOut.push_back(name + " (" + shape + ")");
+            m_leftOut.emplace_back(name).append(" (").append(shape).append(")");
             continue;
         }
         const ORQSimCSet elements = (*i).GetPosition(ORQSimSchema::Block_elements).CSet();

@@ -25,7 +25,7 @@ HeatSolver::HeatSolver(const HeatModel& model, Conductivity conductivity, double
     m_capacities *= capacity;
     // Nodes of no solid element keep the temperature they have.
     for (int node = 0; node < model.NumNodes(); ++node) {
-        m_isHeld[static_cast<std::size_t>(node)] = m_capacities[node] == 0.0;
+        m_isHeld[static_cast<std::size_t>(node)] = m_capacities[node] == 0.0 ? 1 : 0;
     }
     Number();
 }

@@ -105,7 +105,7 @@ template <class Values, class T>
 [[gnu::always_inline]] inline void ExtrapolateItem(const Shape& shape, std::size_t apart,
                                                    const T* input, T* output, const T* matrix) {
     using Value = typename Values::Value;
-    constexpr std::size_t kLanes = sizeof(Value) / sizeof(T);
+    constexpr std::size_t kLanes = sizeof(Value) / sizeof(T);  // NOLINT(bugprone-sizeof-expression)
     const std::size_t step = shape.components;
     Values value;
     Value factor0, factor1, factor2, factor3;
@@ -146,7 +146,7 @@ template <class Value, class T>
 [[gnu::always_inline]] inline void ExtrapolateItems(const Shape& shape, std::size_t items,
                                                     const T* input, T* output,
                                                     const float* matrix) {
-    constexpr std::size_t kLanes = sizeof(Value) / sizeof(T);
+    constexpr std::size_t kLanes = sizeof(Value) / sizeof(T);  // NOLINT(bugprone-sizeof-expression)
     const std::vector<T> spread = Spread<T>(shape, matrix, kLanes);
     const std::size_t inputLength = shape.inputPoints * shape.components;
     const std::size_t outputLength = shape.outputPoints * shape.components;

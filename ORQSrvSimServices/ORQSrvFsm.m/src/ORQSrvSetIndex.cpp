@@ -26,7 +26,7 @@ ORQSrvSetIndex::ORQSrvSetIndex(const std::vector<ORQSimCSet>& sets) : m_sets(set
 }
 
 bool ORQSrvSetIndex::AreApart() const {
-    std::vector<bool> isHeld(static_cast<std::size_t>(m_highest + 1), false);
+    std::vector<bool> isHeld(static_cast<std::size_t>(m_highest) + 1, false);
     for (const ORQSimCSet& set : m_sets) {
         for (const int member : Ascending(set)) {
             if (isHeld[static_cast<std::size_t>(member)]) {
@@ -52,7 +52,7 @@ const std::vector<int>& ORQSrvSetIndex::Ascending(const ORQSimCSet& set) const {
 }
 
 void ORQSrvSetIndex::FillTable() const {
-    m_holder.assign(static_cast<std::size_t>(m_highest + 1), -1);
+    m_holder.assign(static_cast<std::size_t>(m_highest) + 1, -1);
     for (std::size_t place = 0; place < m_sets.size(); ++place) {
         for (const int member : Ascending(m_sets[place])) {
             int& holder = m_holder[static_cast<std::size_t>(member)];

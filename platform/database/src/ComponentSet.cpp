@@ -419,7 +419,7 @@ ComponentSetPtr ComponentSet::Difference(const ComponentSetPtr& a, const Compone
     }
     if (IsContiguous(*b)) {
         const ComponentSetPtr ascending = Ascending(a);
-        const ComponentSetPtr below = Clip(ascending, ascending->Lowest(), b->m_first);
+        ComponentSetPtr below = Clip(ascending, ascending->Lowest(), b->m_first);
         const std::int64_t end = EndOf(*b);
         if (end > ascending->Highest()) {
             return below;

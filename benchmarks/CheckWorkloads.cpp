@@ -95,17 +95,37 @@ struct ClassifiedMesh {
     std::string path;
 };
 
-// The elements of the assignment and of the drawers of connectivity, added up.
+// A set as whoever only wants to know it reads it: the ends of a run, else its members. Answers how
+// many there are.
+int ReadSet(const ORQSimCSet& set, std::vector<int>& members) {
+    const ORQSimIntRange bounds = set.Bounds();
+    if (bounds.Last() - bounds.First() + 1 != set.Size()) {
+        members.resize(static_cast<std::size_t>(set.Size()));
+        set.OrderedMembers(members.data());
+    }
+    return set.Size();
+}
+
+// The limit: both sets of each compartment of the assignment, which spec and which elements, and
+// the elements of each drawer of connectivity, each read once; answers how many elements these are
+// together. A run costs the limit nothing for its elements, so what it takes where classes are runs
+// is the reading of rows alone.
 std::int64_t ReadSets(const ORQObjDocument& document) {
     const ORQObjMesh mesh(document.GetMesh());
+    const ORQSimCollectionID collection = mesh.GetElementCollection().GetCollection();
+    std::vector<int> members;
     std::int64_t nElements = 0;
     const ORQSimCtation assignment = mesh.GetElementSpecAssignment().DSet().GetCtation();
     for (const ORQSimCompartment& compartment : assignment.Compartments()) {
-        nElements += ORQSimCSet(compartment.CSet(1)).Size();
+        for (const ORQSimCSetID& id : compartment.CSetIDs()) {
+            const int size = ReadSet(ORQSimCSet(id), members);
+            nElements += id.CollectionID() == collection ? size : 0;
+        }
     }
     const ORQSimDistribution rows(mesh.GetConnectivity().DSet().GetRelationalDistributionID());
     for (const ORQSimDrawerDescription& drawer : rows.QueryDrawers()) {
-        nElements += ORQSimCSet(drawer.CSet(0)).Size();
+        const int place = drawer.Compartment().Position(collection);
+        nElements += ReadSet(ORQSimCSet(drawer.CSet(place)), members);
     }
     return nElements;
 }

@@ -81,7 +81,7 @@ class ORQ_EXPORT ORQSimSet {
     ORQSimSet(const ORQSimPosition& object, int slot) : m_object(object), m_slot(slot) {}
 
     int Size() const;
-    bool Empty() const { return Size() == 0; }
+    bool Empty() const;
     bool IsMember(const ORQSimPosition& target) const;
     ORQSimLinkIterator Begin() const;
     /// Inserting what is there already changes nothing.

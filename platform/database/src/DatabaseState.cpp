@@ -35,9 +35,9 @@ ORQBasFailure ClosedFailure() {
 }  // namespace
 
 DrawerState* DistributionState::Find(const ORQSimDrawerID& drawer) const {
-    const auto found =
-        std::ranges::find(drawers, drawer, [](const auto& state) { return state->id; });
-    return found == drawers.end() ? nullptr : found->get();
+    const auto number = [](const auto& state) { return state->id.Index(); };  // ascends
+    const auto found = std::ranges::lower_bound(drawers, drawer.Index(), {}, number);
+    return found == drawers.end() || (*found)->id != drawer ? nullptr : found->get();
 }
 
 std::int64_t DrawerState::ItemsPerRow() const {

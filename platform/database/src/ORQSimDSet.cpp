@@ -1,8 +1,10 @@
 #include "ORQSimDSet.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <map>
+#include <utility>
 
 #include "ComponentSet.h"
 #include "DatabaseState.h"
@@ -63,6 +65,24 @@ ORQSimCSet ReferencedMembers(const ORQSimDistributionID& id, const std::vector<O
     return result;
 }
 
+// The compartments of a data set apart from its drawers.
+std::vector<ORQSimCompartment> StoredCompartments(DatabaseState& state, const ORQSimDSetID& id) {
+    std::vector<std::vector<ORQSimCSetID>> sets;             // by place
+    std::map<std::int64_t, ORQSimCollectionID> collections;  // by object
+    for (Cursor row = state.Rows().Find(Table::Compartment, id.MinorID()); row.Next();) {
+        // Places without rows are compartments without sets.
+        sets.resize(static_cast<std::size_t>(row.Int(1)) + 1);
+        const auto [known, isNew] = collections.try_emplace(row.Int(4));
+        if (isNew) {
+            known->second = state.CollectionID(row.Int(4));
+        }
+        const ORQSimCollectionID& collection = known->second;
+        sets.back().emplace_back(collection.ContextID(), collection.MinorID(), collection.TypeID(),
+                                 row.Int32(3));
+    }
+    return {std::make_move_iterator(sets.begin()), std::make_move_iterator(sets.end())};
+}
+
 }  // namespace
 
 ORQSimDSet::ORQSimDSet(const ORQSimDSetID& id) : m_id(id) {}
@@ -90,41 +110,31 @@ ORQSimDistributionID ORQSimDSet::GetRelationalDistributionID() const {
 }
 
 std::vector<ORQSimDSet::Block> ORQSimDSet::Blocks() const {
-    DatabaseState* state = DatabaseState::Reading(m_id);
-    if (state == nullptr) {
+    if (DatabaseState::Reading(m_id) == nullptr) {
         return m_selected;
     }
     std::vector<Block> blocks;
-    std::map<std::int64_t, ORQSimCollectionID> collections;  // by object
-    for (Cursor row = state->Rows().Find(Table::Compartment, m_id.MinorID()); row.Next();) {
-        // Places without rows are compartments without sets.
-        blocks.resize(static_cast<std::size_t>(row.Int(1)) + 1);
-        const auto [known, isNew] = collections.try_emplace(row.Int(4));
-        if (isNew) {
-            known->second = state->CollectionID(row.Int(4));
-        }
-        const ORQSimCollectionID& collection = known->second;
-        blocks.back().emplace_back(ORQSimCSetID(collection.ContextID(), collection.MinorID(),
-                                                collection.TypeID(), row.Int32(3)));
-    }
-    const ORQSimDistributionID distribution = GetRelationalDistributionID();
-    for (Cursor row = state->Rows().Find(Table::DataSetDrawer, m_id.MinorID()); row.Next();) {
-        const ORQSimDrawerDescription drawer =
-            ORQSimDistribution(distribution)
-                .DrawerDescription(ORQSimDrawerID(distribution.ContextID(), distribution.MinorID(),
-                                                  distribution.TypeID(), row.Int32(2)));
-        Block block;
-        for (const ORQSimCSetID& set : drawer.Compartment().CSetIDs()) {
-            block.emplace_back(set);
-        }
-        blocks.push_back(std::move(block));
+    const ORQSimCtation ctation = GetCtation();
+    for (const ORQSimCompartment& compartment : ctation.Compartments()) {
+        blocks.emplace_back(compartment.CSetIDs().begin(), compartment.CSetIDs().end());
     }
     return blocks;
 }
 
 ORQSimCtation ORQSimDSet::GetCtation() const {
     std::vector<ORQSimCompartment> compartments;
-    for (const Block& block : Blocks()) {
+    if (DatabaseState* state = DatabaseState::Reading(m_id); state != nullptr) {
+        compartments = StoredCompartments(*state, m_id);
+        const ORQSimDistributionID distribution = GetRelationalDistributionID();
+        for (Cursor row = state->Rows().Find(Table::DataSetDrawer, m_id.MinorID()); row.Next();) {
+            const ORQSimDrawerID drawer(distribution.ContextID(), distribution.MinorID(),
+                                        distribution.TypeID(), row.Int32(2));
+            compartments.push_back(
+                ORQSimDistribution(distribution).DrawerDescription(drawer).Compartment());
+        }
+        return ORQSimCtation(std::move(compartments));
+    }
+    for (const Block& block : m_selected) {
         std::vector<ORQSimCSetID> sets;
         for (const ORQSimCSet& set : block) {
             sets.push_back(set.ID().IsNull() ? set.RegisterWithTempCollection() : set.ID());

@@ -178,6 +178,15 @@ int ORQSimSet::Size() const {
                                   Table::SetEntry, m_object.ID().MinorID(), m_slot));
 }
 
+bool ORQSimSet::Empty() const {
+    if (!IsStored()) {
+        return m_own.empty();
+    }
+    DatabaseState* state = ReadingLinks(m_object);
+    return state == nullptr ||
+           !state->Rows().Find(Table::SetEntry, m_object.ID().MinorID(), m_slot).Next();
+}
+
 bool ORQSimSet::IsMember(const ORQSimPosition& target) const {
     if (!IsStored()) {
         return std::ranges::binary_search(m_own, target);

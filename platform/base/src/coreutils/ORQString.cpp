@@ -24,6 +24,12 @@ bool IsContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
+// How many bytes at the beginning are ASCII: of most texts, all.
+std::size_t AsciiLength(std::string_view text) {
+    const auto isOther = [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; };
+    return static_cast<std::size_t>(std::ranges::find_if(text, isOther) - text.begin());
+}
+
 // The number of bytes of a character by its first byte; 0 for one that begins no character.
 int SequenceLength(unsigned char first) {
     if (first < 0x80) {
@@ -76,6 +82,12 @@ Checked Check(std::string_view bytes) {
     Checked checked;
     checked.utf8.reserve(bytes.size());
     while (!bytes.empty()) {
+        if (const std::size_t nAscii = AsciiLength(bytes); nAscii > 0) {
+            checked.utf8 += bytes.substr(0, nAscii);
+            checked.length += static_cast<int>(nAscii);
+            bytes.remove_prefix(nAscii);
+            continue;
+        }
         const int length = WellFormedLength(bytes);
         checked.utf8 +=
             length != 0 ? bytes.substr(0, static_cast<std::size_t>(length)) : s_replacement;
@@ -192,7 +204,13 @@ ORQString& ORQString::Append(const ORQString& text) {
 }
 
 ORQString& ORQString::Append(const char* text) {
-    return Append(ORQString(text));
+    const std::string_view bytes = View(text);
+    if (AsciiLength(bytes) != bytes.size()) {
+        return Append(ORQString(bytes));
+    }
+    m_utf8 += bytes;
+    m_length += static_cast<int>(bytes.size());
+    return *this;
 }
 
 ORQString& ORQString::Append(int number) {

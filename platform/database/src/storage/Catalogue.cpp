@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <utility>
 
 #include "ORQBasFailure.h"
 
@@ -125,21 +126,60 @@ std::string Placeholders(std::size_t n) {
     return text;
 }
 
+// A way to the rows of a table: by its key or by an index.
+struct Way {
+    const TableShape& table;
+    std::initializer_list<const char*> columns;
+    std::size_t nOrder;  // of the columns, by which the rows come
+};
+
+Way WayOf(bool isIndex, int what) {
+    const auto number = static_cast<std::size_t>(what);
+    if (isIndex) {
+        const IndexShape& index = kIndices[number];
+        return {Shape(index.table), index.columns, index.columns.size()};
+    }
+    const TableShape& table = kTables[number];
+    return {table, table.columns, static_cast<std::size_t>(table.nKeys)};
+}
+
+// Where the first `n` columns of a way stand in a row of the table.
+std::vector<int> PlacesOf(const Way& way, std::size_t n) {
+    std::vector<int> places;
+    for (const char* column : std::span(way.columns.begin(), n)) {
+        const auto isThis = [&](const char* declared) {
+            return ColumnName(declared) == ColumnName(column);
+        };
+        const auto found = std::ranges::find_if(way.table.columns, isThis);
+        places.push_back(static_cast<int>(found - way.table.columns.begin()));
+    }
+    return places;
+}
+
 }  // namespace
 
 Cursor::Cursor(Cursor&& other) noexcept
     : m_catalogue(other.m_catalogue),
       m_home(other.m_home),
+      m_walk(other.m_walk),
       m_statement(std::exchange(other.m_statement, nullptr)) {}
 
 Cursor::~Cursor() {
-    if (m_statement != nullptr) {
+    if (m_statement == nullptr) {
+        return;
+    }
+    if (m_walk != nullptr) {
+        m_walk->End();
+    } else {
         sqlite3_reset(m_statement);
-        m_home.push_back(m_statement);
+        m_home->push_back(m_statement);
     }
 }
 
 bool Cursor::Next() {
+    if (m_walk != nullptr) {
+        return m_walk->Next();
+    }
     const int code = sqlite3_step(m_statement);
     if (code == SQLITE_ROW) {
         return true;
@@ -229,20 +269,16 @@ void Catalogue::RunWrite(sqlite3_stmt* statement, Table table) {
 }
 
 Cursor Catalogue::Take(Question question, int what, std::size_t nKeys) {
-    const auto way = static_cast<std::size_t>(what);
-    Pool& pool = m_pools[static_cast<std::size_t>(question)][way][nKeys];
+    Pool& pool = m_pools[static_cast<std::size_t>(question)][static_cast<std::size_t>(what)][nKeys];
     if (!pool.empty()) {
         sqlite3_stmt* statement = pool.back();
         pool.pop_back();
         return {*this, pool, statement};
     }
-    const bool byIndex = question == Question::FindBy;
-    const TableShape& table = byIndex ? Shape(kIndices[way].table) : kTables[way];
-    const auto& columns = byIndex ? kIndices[way].columns : table.columns;
-    const auto nOrder = byIndex ? columns.size() : static_cast<std::size_t>(table.nKeys);
+    const Way way = WayOf(question == Question::FindBy, what);
     std::string sql = std::string(question == Question::Count ? "SELECT count(*)" : "SELECT *") +
-                      " FROM " + table.name;
-    sql += Where(columns, nKeys);
+                      " FROM " + way.table.name;
+    sql += Where(way.columns, nKeys);
     if (question == Question::FindFrom) {
         sql.replace(sql.rfind('='), 1, ">=");
     }
@@ -250,12 +286,32 @@ Cursor Catalogue::Take(Question question, int what, std::size_t nKeys) {
         case Question::Count:
             break;
         case Question::FindLast:
-            sql += " ORDER BY " + List(columns, nOrder, ", ", " DESC") + " LIMIT 1";
+            sql += " ORDER BY " + List(way.columns, way.nOrder, ", ", " DESC") + " LIMIT 1";
             break;
         default:
-            sql += " ORDER BY " + List(columns, nOrder, ", ");
+            sql += " ORDER BY " + List(way.columns, way.nOrder, ", ");
     }
     return {*this, pool, m_connection.Prepare(sql)};
+}
+
+RowWalks& Catalogue::WalksOf(Question question, int what, std::size_t nKeys) {
+    RowWalks*& walks =
+        m_walksOf[static_cast<std::size_t>(question)][static_cast<std::size_t>(what)][nKeys];
+    if (walks == nullptr) {
+        const Way way = WayOf(question == Question::FindBy, what);
+        const std::string sql = std::string("SELECT * FROM ") + way.table.name + " WHERE (" +
+                                List(way.columns, nKeys, ", ") + ") >= (" + Placeholders(nKeys) +
+                                ") ORDER BY " + List(way.columns, way.nOrder, ", ");
+        m_walks.push_back(std::make_unique<RowWalks>(m_connection, sql, PlacesOf(way, nKeys)));
+        walks = m_walks.back().get();
+    }
+    return *walks;
+}
+
+void Catalogue::LeaveRows() {
+    for (const auto& walks : m_walks) {
+        walks->Forget();
+    }
 }
 
 }  // namespace orq::storage

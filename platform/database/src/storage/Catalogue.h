@@ -9,10 +9,14 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
+#include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
+#include "RowWalk.h"
 #include "Sqlite.h"
 
 namespace orq::storage {
@@ -80,10 +84,14 @@ class Cursor {
   private:
     friend class Catalogue;
     Cursor(Catalogue& catalogue, std::vector<sqlite3_stmt*>& home, sqlite3_stmt* statement)
-        : m_catalogue(catalogue), m_home(home), m_statement(statement) {}
+        : m_catalogue(catalogue), m_home(&home), m_statement(statement) {}
+    Cursor(Catalogue& catalogue, RowWalk& walk)
+        : m_catalogue(catalogue), m_walk(&walk), m_statement(walk.Statement()) {}
 
     Catalogue& m_catalogue;
-    std::vector<sqlite3_stmt*>& m_home;
+    // Where the statement comes from: one of the two.
+    std::vector<sqlite3_stmt*>* m_home = nullptr;
+    RowWalk* m_walk = nullptr;
     sqlite3_stmt* m_statement;
 };
 
@@ -146,6 +154,9 @@ class Catalogue {
         return cursor.Next() ? cursor.Int(0) : 0;
     }
 
+    // To be called before a transaction or a snapshot ends: leaves the rows that walks stand on.
+    void LeaveRows();
+
     static const char* NameOf(Table table);
 
   private:
@@ -156,7 +167,7 @@ class Catalogue {
 
     enum class Write : int { Insert, InsertNew, Put, EraseByNone };  // then EraseByOne, ...
     enum class Question : int { Find, FindLast, FindFrom, Count, FindBy, Kinds };
-    static constexpr std::size_t kMostKeys = 7;
+    static constexpr std::size_t kMostKeys = RowQuestion::kMostKeys;
     static constexpr std::size_t kMostWays =
         std::max(static_cast<std::size_t>(Table::Count), static_cast<std::size_t>(Index::Count));
 
@@ -166,9 +177,11 @@ class Catalogue {
     sqlite3_stmt* WriteStatement(Table table, Write kind);
     void RunWrite(sqlite3_stmt* statement, Table table);
     Cursor Take(Question question, int what, std::size_t nKeys);
+    RowWalks& WalksOf(Question question, int what, std::size_t nKeys);
 
     template <class... Values>
     void Run(Table table, Write kind, const Values&... values) {
+        LeaveRows();
         sqlite3_stmt* statement = WriteStatement(table, kind);
         int index = 0;
         (m_connection.Check(BindValue(statement, ++index, values), "bind a value"), ...);
@@ -178,6 +191,13 @@ class Catalogue {
     template <class... Keys>
     Cursor Ask(Question question, int what, const Keys&... keys) {
         static_assert(sizeof...(Keys) < kMostKeys);
+        if constexpr (sizeof...(Keys) > 0 && (std::is_integral_v<Keys> && ...)) {
+            if (question == Question::Find || question == Question::FindBy) {
+                if (RowWalk* walk = WalksOf(question, what, sizeof...(Keys)).Begin({keys...})) {
+                    return {*this, *walk};
+                }
+            }
+        }
         Cursor cursor = Take(question, what, sizeof...(Keys));
         int index = 0;
         (m_connection.Check(BindKey(cursor.m_statement, ++index, keys), "bind a key"), ...);
@@ -187,9 +207,13 @@ class Catalogue {
     Connection& m_connection;
     std::array<std::array<sqlite3_stmt*, 3 + kMostKeys>, static_cast<std::size_t>(Table::Count)>
         m_writes{};
-    std::array<std::array<std::array<Pool, kMostKeys>, kMostWays>,
-               static_cast<std::size_t>(Question::Kinds)>
-        m_pools;
+    // By question, table or index, and number of keys.
+    template <class T>
+    using ForEachQuestion = std::array<std::array<std::array<T, kMostKeys>, kMostWays>,
+                                       static_cast<std::size_t>(Question::Kinds)>;
+    ForEachQuestion<Pool> m_pools;
+    ForEachQuestion<RowWalks*> m_walksOf{};
+    std::vector<std::unique_ptr<RowWalks>> m_walks;
 };
 
 }  // namespace orq::storage

@@ -319,6 +319,7 @@ void Engine::BeginSnapshot() {
 }
 
 void Engine::EndSnapshot() {
+    m_catalogue->LeaveRows();
     if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
         m_connection->Execute("COMMIT");
     }
@@ -392,6 +393,7 @@ void Engine::Commit() {
                              std::span<const std::byte>(m_identity), m_generation + 1, m_nextObject,
                              m_nextSet, m_chunks->BulkEnd());
         }
+        m_catalogue->LeaveRows();
         m_connection->Execute("COMMIT");
     } catch (const ORQBasException&) {
         const int code = sqlite3_extended_errcode(m_connection->Handle());
@@ -420,6 +422,7 @@ void Engine::Rollback() {
     m_chunks->BeginLevel();
     const bool wasRefused = m_refused;
     m_refused = true;  // unless all of this returns
+    m_catalogue->LeaveRows();
     if (level > 0) {
         const std::string name = "level" + std::to_string(level);
         m_connection->Execute(("ROLLBACK TO " + name + "; RELEASE " + name).c_str());

@@ -131,13 +131,19 @@ class ClassCheck {
         const ORQSimCSet elements = found == m_elementSets.end() ? ORQSimCSet() : found->second;
         const ORQSrvSetIndex::Answer assigned = m_assignment->Find(elements);
         std::vector<ORQString> specs;
+        ORQSimPosition firstSpec;
         for (const int spec : SpecsAt(assigned.places)) {
-            specs.push_back(NameOrMissing(m_context.GetRecord(m_specs, spec)));
+            const ORQSimPosition position = m_context.GetRecord(m_specs, spec);
+            firstSpec = specs.empty() ? position : firstSpec;
+            specs.push_back(NameOrMissing(position));
         }
         const ORQString spec = specs.empty() ? kMissing : specs.front();
         if (IsExempt(spec.UTF8())) {
             return;
         }
+        const ORQSimPosition ownSpec =
+            elementClass.GetPosition(ORQSimSchema::ElementClass_elementSpec);
+        const ORQString ownName = ownSpec == firstSpec ? spec : NameOrMissing(ownSpec);
         const ORQString head = ORQString(" Element Class :#") + number;
         if (specs.size() != 1) {
             ORQString list;
@@ -149,9 +155,7 @@ class ClassCheck {
         }
         m_messages.push_back(
             head + "; has no reference to Section; #elements:" + elements.Size() +
-            "; elClass->elSpec: " +
-            QuotedUnlessMissing(
-                NameOrMissing(elementClass.GetPosition(ORQSimSchema::ElementClass_elementSpec))) +
+            "; elClass->elSpec: " + QuotedUnlessMissing(ownName) +
             "; elSpecAssign->elSpec: " + QuotedUnlessMissing(spec) +
             "; elements in elementSpecAssign: " + Coverage(elements, assigned.nCovered) +
             "; elements in connectivity: " +

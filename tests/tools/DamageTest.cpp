@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <random>
 
 #include "CommandRun.h"
@@ -130,6 +131,46 @@ TEST_F(DamageTest, MissingAndForeignFilesAreNamed) {
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, HasSubstr("is not a model database"));
     }
+}
+
+TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
+    const std::string made = folder_ / "recovered.orq";
+    const auto recover = [&] {
+        fs::remove_all(made);
+        const CommandResult result = RunHere({"recover", target_, "-o", made, "--json"});
+        EXPECT_EQ(RunHere({"verify", made}).status, 0) << result.err;
+        return std::pair(result.status, nlohmann::json::parse(result.out));
+    };
+    const auto flip = [](const std::string& file, std::size_t place) {
+        std::string bytes = Bytes(file);
+        bytes[place] = static_cast<char>(bytes[place] ^ 1);
+        PutBytes(file, bytes);
+    };
+    // Whole, and with the page that describes the file damaged: all is there.
+    for (const bool is_damaged : {false, true}) {
+        if (is_damaged)
+            flip(CataloguePath(), 50);
+        const auto [status, answer] = recover();
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(answer["damage"].empty(), !is_damaged);
+        EXPECT_THAT(answer["lost"], testing::IsEmpty());
+        EXPECT_EQ(
+            RunHere({"export", made, "-o", folder_ / (is_damaged ? "b.vtu" : "a.vtu")}).status, 0);
+    }
+    EXPECT_EQ(Bytes(folder_ / "a.vtu"), Bytes(folder_ / "b.vtu"));
+
+    // The first array is the coordinates of the nodes; what is left says so and can be looked at.
+    Restore();
+    flip(BulkPath(), 4096 + 100);
+    const auto [status, answer] = recover();
+    EXPECT_EQ(status, 1);
+    ASSERT_FALSE(answer["lost"].empty());
+    EXPECT_THAT(answer["lost"][0].get<std::string>(), HasSubstr("model / mesh / "));
+    EXPECT_LT(answer["recovered"]["bulk_bytes"], bulk_.size());
+    EXPECT_EQ(RunHere({"info", made}).status, 0);
+    EXPECT_EQ(RunHere({"recover", target_, "-o", made}).status, 2);
+    EXPECT_EQ(RunHere({"recover", ORQ_WING_BOX, "-o", folder_ / "none.orq"}).status, 3);
+    EXPECT_FALSE(fs::exists(folder_ / "none.orq"));
 }
 
 }  // namespace

@@ -60,6 +60,12 @@ std::string PathFromFocus(DatabaseState& state, std::int64_t object, int index) 
                 ways.push_back({owner, std::move(rest)});
             }
         }
+        // A distribution is often known by the data set that stands on it alone.
+        for (Cursor set = state.Rows().Find(storage::Table::DataSet); set.Next();) {
+            if (set.Int(1) == way.object && seen.insert(set.Int(0)).second) {
+                ways.push_back({set.Int(0), way.rest});
+            }
+        }
     }
     return "";
 }

@@ -79,7 +79,8 @@ class Recoverer {
     storage::Catalogue& Rows() { return m_state.Rows(); }
     void Lose(std::string text) { m_recovery.lost.push_back(std::move(text)); }
 
-    // A link says of its target's object all that the object's own row does.
+    // A link says of its target's object all that the object's own row does; a symbol, of its
+    // record.
     void MakeObjectsOfLinks() {
         if (!m_salvage.MayHaveLost(Table::Object)) {
             return;
@@ -91,6 +92,9 @@ class Recoverer {
                 const ORQSimDynamicID target = m_state.Target(row, TargetColumn(table));
                 objects[target.MinorID()] = {target.TypeID().Index(), ObjectCategory(target)};
             }
+        }
+        for (Cursor row = Rows().Find(Table::Symbol); row.Next();) {
+            objects[row.Int(4)] = {row.Int32(1), ORQSimCategoryRecord};
         }
         for (const auto& [object, kind] : objects) {
             if (m_salvage.MayHaveLost(Table::Object, object)) {

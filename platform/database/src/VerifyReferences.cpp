@@ -74,6 +74,18 @@ class ReferenceCheck {
 
     std::string Show(std::int64_t object) { return NameInMessage(m_state, object); }
 
+    std::string ShowTarget(const ORQSimDynamicID& id) {
+        switch (id.Category()) {
+            case ORQSimCategoryCSet:
+                return "set " + std::to_string(id.Index()) + " of " + Show(id.MinorID());
+            case ORQSimCategoryDrawer:
+                return "drawer " + std::to_string(id.Index()) + " of " + Show(id.MinorID());
+            default:
+                return "object " + std::to_string(id.MinorID()) + " (category " +
+                       std::to_string(id.Category()) + ")";
+        }
+    }
+
     bool Exists(const ORQSimDynamicID& id) {
         if (id.Category() == ORQSimCategoryCSet) {
             if (id.Index() == 0) {
@@ -159,9 +171,7 @@ class ReferenceCheck {
             }
             link += " of " + Show(row.Int(0));
             Report(!hasOwner ? link + ": the object does not exist"
-                             : link + ": leads to object " + std::to_string(target.MinorID()) +
-                                   " (category " + std::to_string(target.Category()) + ", index " +
-                                   std::to_string(target.Index()) + "), which does not exist",
+                             : link + ": leads to " + ShowTarget(target) + ", which does not exist",
                    RemoveLink(table, row));
         }
     }

@@ -72,7 +72,7 @@ void Salvage::FindRoots() {
 void Salvage::OpenBulk() {
     std::error_code error;
     if (!std::filesystem::exists(BulkPath(m_directory), error)) {
-        m_damage.push_back("bulk.bin: is missing");
+        m_damage.emplace_back("bulk.bin: is missing");
         return;
     }
     m_bulk.OpenUnchecked(BulkPath(m_directory), false);
@@ -83,12 +83,13 @@ void Salvage::OpenBulk() {
         if (failure.Kind() != ORQBasFailureKind::Damaged) {
             throw;
         }
-        m_damage.push_back("bulk.bin: the header is damaged");
+        m_damage.emplace_back("bulk.bin: the header is damaged");
     }
 }
 
 void Salvage::ReadState() {
     std::optional<Identity> identity;
+    std::int64_t bulkEnd = 0;
     const auto take = [&](const PageRow& row) {
         if (row.Int(1) != kFormatVersion) {
             throw ORQBasFailure(ORQBasFailureKind::Foreign, m_directory + ": has format version " +
@@ -100,6 +101,7 @@ void Salvage::ReadState() {
             std::ranges::copy(row.Blob(2), identity.emplace().begin());
         }
         m_target.ReserveNumbers(row.Int(4), row.Int(5));
+        bulkEnd = row.Int(6);
     };
     const auto isOther = [&] { return m_identity && identity && *m_identity != *identity; };
     ReadRows(Table::State, take);
@@ -113,6 +115,10 @@ void Salvage::ReadState() {
         throw ORQBasFailure(
             ORQBasFailureKind::Foreign,
             BulkPath(m_directory) + ": belongs to another database than the catalogue beside it");
+    }
+    if (m_bulkSize > 0 && m_bulkSize < bulkEnd) {
+        m_damage.push_back("bulk.bin: is truncated: " + std::to_string(m_bulkSize) +
+                           " bytes long, the catalogue needs " + std::to_string(bulkEnd));
     }
     CloseGaps(Table::State);  // the new database has a state of its own
 }

@@ -1,5 +1,9 @@
 // Copies of a database of every kind of content, damaged everywhere: each is told or harmless.
+#include <algorithm>
+#include <iterator>
+#include <map>
 #include <random>
+#include <set>
 #include <sstream>
 
 #include "DiskCalls.h"
@@ -132,4 +136,290 @@ TEST_F(DamagedCopiesTest, ALogThatDoesNotBelongIsNoData) {
         << "what was refused has been changed";
     std::filesystem::remove(log);
     EXPECT_FALSE(IsFound());
+}
+
+namespace {
+
+// Recovering copies of the database, each damaged in another way.
+class RecoverTest : public DamagedCopiesTest {
+  protected:
+    using Lines = std::set<std::string>;
+    using Tables = std::set<std::string>;
+
+    RecoverTest() {
+        {
+            // A drawer over cells of an earlier one, whose values must not come back.
+            const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+            InTransaction(database, [&] {
+                ORQSimTransfer(Field(database))
+                    .SetWrite()
+                    .SetMakeNewDrawer()
+                    .SetDim(0, RunOf(Nodes(database), 0, 600))
+                    .SetDim(1, RunOf(Components(database), 0, 2))
+                    .SetBuffer(ORQSimbufMain, Filled(1200, -9).data(), 1200 * 8)
+                    .ExecWrite();
+            });
+            m_values = FieldValues(database);
+        }
+        m_lines = LinesOf(ContentsOf(m_path));
+        m_files = ReadFiles(m_folder / ".");
+    }
+
+    static Doubles FieldValues(const ORQSimDatabase& database) {
+        return At(database, 3).IsNull() || Field(database).NumDrawers() == 0
+                   ? Doubles()
+                   : Read(Field(database), ORQSimCSet(Nodes(database).ID()),
+                          RunOf(Components(database), 0, 8));
+    }
+
+    // Contents but for what a new database has of its own.
+    static Lines LinesOf(const std::string& contents) {
+        Lines lines;
+        std::istringstream stream(contents);
+        for (std::string line; std::getline(stream, line);) {
+            if (!line.starts_with("state|")) {
+                lines.insert(line);
+            }
+        }
+        return lines;
+    }
+    static std::string TableOf(const std::string& line) { return line.substr(0, line.find('|')); }
+
+    // The tables of which rows are missing in what is recovered from the damaged files. All else is
+    // as it was, it verifies, and what is missing is told.
+    Tables Recover() {
+        std::filesystem::remove_all(m_new);
+        const Files before = ReadFiles(m_path);
+        m_recovery = ORQSimDatabase::Recover(m_path, m_new);
+        EXPECT_TRUE(ReadFiles(m_path) == before) << "the damaged database was changed";
+        {
+            const ORQSimDatabase recovered = ORQSimDatabase::Open(m_new, Mode::ReadWrite);
+            EXPECT_EQ(recovered.Verify(), Texts());
+            const Doubles values = FieldValues(recovered);
+            std::size_t nWrong = 0;
+            for (std::size_t i = 0; i < values.size(); ++i) {
+                nWrong += values[i] != m_values[i] && values[i] != kUntouched ? 1 : 0;
+            }
+            EXPECT_EQ(nWrong, 0U) << "values of the field";
+        }
+        const Lines found = LinesOf(ContentsOf(m_new));
+        Lines invented;
+        std::ranges::set_difference(found, m_lines, std::inserter(invented, invented.end()));
+        EXPECT_EQ(invented, Lines());
+        Tables missing;
+        for (const std::string& line : m_lines) {
+            if (!found.contains(line)) {
+                missing.insert(TableOf(line));
+            }
+        }
+        EXPECT_TRUE(missing.empty() || !m_recovery.lost.empty());
+        return missing;
+    }
+    std::string Told() const {
+        std::string told;
+        for (const std::string& text : m_recovery.lost) {
+            told += text + '\n';
+        }
+        return told;
+    }
+    void Flip(const char* file, std::size_t byte) {
+        std::string bytes = ReadBytes(m_path + "/" + file);
+        bytes[byte] = static_cast<char>(bytes[byte] ^ 4);
+        WriteBytes(m_path + "/" + file, bytes);
+    }
+
+    static std::string Joined(const Tables& tables) {
+        std::string text;
+        for (const std::string& table : tables) {
+            text += table + ' ';
+        }
+        return text;
+    }
+
+    Lines m_lines;
+    Doubles m_values;
+    const std::string m_new = m_folder / "new.orq";
+    ORQSimDatabase::Recovery m_recovery;
+};
+
+}  // namespace
+
+TEST_F(RecoverTest, OfAWholeDatabaseNothingIsLost) {
+    EXPECT_EQ(Recover(), Tables());
+    EXPECT_EQ(m_recovery.damage, Texts());
+    EXPECT_EQ(m_recovery.lost, Texts());
+    EXPECT_EQ(m_recovery.bulkBytes,
+              std::stoll(AskCatalogue(m_path, "SELECT sum(length) FROM extent")));
+}
+
+// What each table takes along when a page of it is lost; the rest of the database is kept.
+TEST_F(RecoverTest, ADamagedPageOfTheCatalogueLosesWhatLayInIt) {
+    const Tables drawers = {"drawer",          "drawer_dimension", "drawer_segment", "extent",
+                            "data_set_drawer", "data_set",         "object",         "child",
+                            "compartment"};
+    const auto with = [](Tables tables, const Tables& more) {
+        tables.insert(more.begin(), more.end());
+        return tables;
+    };
+    const Tables sets = with(drawers, {"component_set", "map_entry", "f_table"});
+    const std::map<std::string, Tables> taken = {
+        {"name", {"name"}},
+        {"field", {"field"}},
+        {"f_table_label", {"f_table_label"}},
+        {"object", with(drawers, {"f_table", "distribution", "field", "member", "name", "symbol"})},
+        {"collection", with(sets, {"collection", "distribution", "member", "symbol"})},
+        {"component_set", sets},
+        {"distribution", with(drawers, {"distribution"})},
+        {"drawer", drawers},
+        {"drawer_dimension", drawers},
+        {"drawer_segment", drawers},
+        {"data_set", {"data_set", "compartment", "data_set_drawer", "object", "child"}},
+        {"compartment", {"data_set", "compartment", "data_set_drawer", "object", "child"}},
+        {"data_set_drawer", {"data_set", "compartment", "data_set_drawer", "object", "child"}},
+        {"f_table", {"f_table", "object", "extent", "child"}},
+        {"extent", sets},
+    };
+    std::istringstream pages(AskCatalogue(
+        m_path,
+        "SELECT pageno || ' ' || iif(pagetype = 'overflow', 'overflow_', '') || name FROM dbstat"));
+    std::set<std::string> harmless;
+    std::int64_t page = 0;
+    for (std::string owner; pages >> page >> owner;) {
+        SCOPED_TRACE(owner + ", page " + std::to_string(page));
+        Flip("catalogue.sqlite", static_cast<std::size_t>(page - 1) * 2048 + 1000);
+        const Tables missing = Recover();
+        EXPECT_EQ(m_recovery.damage.size(), 1U);
+        const auto allowed = taken.find(owner.substr(owner.starts_with("overflow_") ? 9 : 0));
+        const Tables most = allowed == taken.end() ? Tables() : allowed->second;
+        EXPECT_TRUE(std::ranges::includes(most, missing)) << Joined(missing) << Told();
+        if (m_recovery.lost.empty()) {
+            harmless.insert(owner);
+        }
+        PutBack("catalogue.sqlite");
+    }
+    // These are made again from indices, or are not needed.
+    for (const char* owner : {"sqlite_schema", "state", "member", "symbol", "child", "map_entry",
+                              "vector_entry", "set_entry", "free_extent", "child_by_target"}) {
+        EXPECT_TRUE(harmless.contains(owner)) << owner;
+    }
+}
+
+TEST_F(RecoverTest, ADamagedBlockLosesTheDrawerSetOrTableThatItIsPartOf) {
+    std::istringstream extents(AskCatalogue(
+        m_path, "SELECT store || ' ' || offset || ' ' || length FROM extent ORDER BY store"));
+    std::mt19937 random(20240614);
+    std::int64_t store = 0;
+    std::int64_t offset = 0;
+    for (std::int64_t length = 0; extents >> store >> offset >> length;) {
+        SCOPED_TRACE(store);
+        Flip("bulk.bin",
+             static_cast<std::size_t>(offset + static_cast<std::int64_t>(random()) % length));
+        const Tables missing = Recover();
+        EXPECT_TRUE(missing.contains("extent"));
+        EXPECT_FALSE(missing.contains("collection") || missing.contains("distribution") ||
+                     missing.contains("name"))
+            << Joined(missing);
+        EXPECT_NE(Told().find("of bulk.bin is damaged"), std::string::npos) << Told();
+        EXPECT_EQ(AskCatalogue(
+                      m_new, "SELECT count(*) FROM extent WHERE store = " + std::to_string(store)),
+                  "0\n");
+        PutBack("bulk.bin");
+    }
+    EXPECT_GT(offset, 0);
+}
+
+TEST_F(RecoverTest, FilesThatAreCutMissingOrDamagedInManyPlaces) {
+    std::mt19937 random(20240615);
+    for (int round = 0; round < 12 * Thoroughness(); ++round) {
+        SCOPED_TRACE(round);
+        const std::size_t catalogueBytes = Bytes("catalogue.sqlite").size();
+        for (int flips = round % 6; flips > 0; --flips) {
+            Flip("catalogue.sqlite", random() % catalogueBytes);
+            Flip("bulk.bin", random() % Bytes("bulk.bin").size());
+        }
+        switch (round % 4) {
+            case 0:
+                WriteBytes(m_path + "/bulk.bin",
+                           Bytes("bulk.bin").substr(0, random() % Bytes("bulk.bin").size()));
+                break;
+            case 1:
+                std::filesystem::remove(m_path + "/bulk.bin");
+                break;
+            case 2:
+                WriteBytes(m_path + "/catalogue.sqlite",
+                           Bytes("catalogue.sqlite")
+                               .substr(0, catalogueBytes / 2 + random() % catalogueBytes / 2));
+                break;
+            default:
+                break;
+        }
+        try {
+            Recover();
+            EXPECT_FALSE(m_recovery.damage.empty());
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_EQ(failure.Kind(), Kind::Damaged) << failure.Text();
+            EXPECT_FALSE(std::filesystem::exists(m_new));
+        }
+        PutBack("catalogue.sqlite");
+        PutBack("bulk.bin");
+    }
+}
+
+// A process that was killed leaves its log, which has what the main file has not, or is repaired
+// by.
+TEST_F(RecoverTest, ALogIsReadWhereItBelongsAndIsWhole) {
+    const std::string log = m_path + "/catalogue.sqlite-wal";
+    const std::string other = m_folder / "other.orq";
+    const Lines before = m_lines;
+    Files killed;
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        InTransaction(database, [&] { database.Focus().DataRecord().SetInt(0, 43); });
+        m_lines = LinesOf(ContentsOf(m_path));
+        killed = ReadFiles(m_folder / ".");
+        MakeModel(ORQSimDatabase::Create(other), 3);
+    }
+    std::filesystem::remove_all(other);
+    const auto put = [&] { WriteFiles(m_folder / ".", killed); };
+    const std::string& logged = killed.at("model.orq/catalogue.sqlite-wal");
+    ASSERT_GT(logged.size(), 2000U);
+
+    put();
+    EXPECT_EQ(Recover(), Tables());
+    // A page that the log holds too.
+    const auto page = static_cast<std::size_t>(static_cast<unsigned char>(logged[34])) << 8 |
+                      static_cast<std::size_t>(static_cast<unsigned char>(logged[35]));
+    Flip("catalogue.sqlite", (page - 1) * 2048 + 9);
+    EXPECT_EQ(Recover(), Tables());
+    EXPECT_EQ(m_recovery.damage, Texts());
+
+    put();
+    std::filesystem::remove(log);
+    m_lines = before;
+    EXPECT_EQ(Recover(), Tables());
+}
+
+TEST_F(RecoverTest, WhatIsNoDamagedDatabaseIsRefused) {
+    const auto refuses = [&](Kind kind, std::initializer_list<std::string> parts) {
+        const auto refused = Fails(kind, parts, [&] { ORQSimDatabase::Recover(m_path, m_new); });
+        EXPECT_FALSE(std::filesystem::exists(m_new));
+        return refused;
+    };
+    {
+        const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        EXPECT_TRUE(refuses(Kind::Busy, {m_path, std::to_string(getpid())}));
+    }
+    const std::string other = m_folder / "other.orq";
+    MakeModel(ORQSimDatabase::Create(other), 3);
+    WriteBytes(m_path + "/bulk.bin", ReadBytes(other + "/bulk.bin"));
+    EXPECT_TRUE(refuses(Kind::Foreign, {"bulk.bin", "another database"}));
+    PutBack("bulk.bin");
+    WriteBytes(m_path + "/catalogue.sqlite", std::string(20'000, 'x'));
+    EXPECT_TRUE(refuses(Kind::Damaged, {m_path, "nothing can be read"}));
+    std::filesystem::remove(m_path + "/catalogue.sqlite");
+    EXPECT_TRUE(refuses(Kind::Damaged, {m_path, "catalogue.sqlite is missing"}));
+    std::filesystem::remove_all(m_path);
+    EXPECT_TRUE(refuses(Kind::Io, {m_path, "does not exist"}));
+    EXPECT_TRUE(Fails(Kind::Usage, {other, "exists already"},
+                      [&] { ORQSimDatabase::Recover(m_path, other); }));
 }

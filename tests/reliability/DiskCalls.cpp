@@ -193,7 +193,7 @@ int DiskWatch::Enter(DiskCall call) {
     switch (kind) {
         case DiskCall::Kind::Write:
         case DiskCall::Kind::Truncate:
-            return ENOSPC;
+            return m_how == How::Quota ? EDQUOT : ENOSPC;
         case DiskCall::Kind::Map:
             return ENOMEM;
         default:

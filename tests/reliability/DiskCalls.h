@@ -27,6 +27,7 @@ class DiskWatch {
   public:
     enum class How {
         Refuse,   // nothing is done
+        Quota,    // the same; what fails for want of space does so for want of a user's share
         Shorten,  // of a write, the first half is done and said to be done
     };
 

@@ -1,5 +1,6 @@
 // A process that stops, or a power that fails, at every call to the disk; and disks that refuse.
 #include <algorithm>
+#include <limits>
 
 #include "DiskCalls.h"
 #include "History.h"
@@ -223,6 +224,7 @@ TEST_F(StopTest, ACallThatFailsUndoesItsTransactionAndNoMore) {
     };
     constexpr Way kWays[] = {{"refused", How::Refuse, 1},
                              {"refused, and all that follow", How::Refuse, 1'000'000},
+                             {"refused by a quota", How::Quota, 1},
                              {"shortened", How::Shorten, 1}};
     const std::size_t nWays = Thoroughness() > 1 ? std::size(kWays) : 1;
     const std::size_t step = Thoroughness() > 1 ? 1 : 2;
@@ -246,6 +248,29 @@ TEST_F(StopTest, ACallThatFailsUndoesItsTransactionAndNoMore) {
             }
         }
     }
+}
+
+TEST_F(StopTest, WhatAKilledProcessLeftOfADatabaseGoesWhenTheNextOneOfItsNameIsMade) {
+    namespace fs = std::filesystem;
+    const std::string path = m_folder / "next.orq";
+    const std::string noProcess = std::to_string(std::numeric_limits<int>::max());
+    const std::string left = path + ".new-" + noProcess;
+    const Texts kept = {path + ".new-" + std::to_string(getppid()), path + ".new-x",
+                        path + ".old-" + noProcess, m_folder / "b.orq.new-" + noProcess};
+    for (const std::string& each : kept) {
+        ORQSimDatabase::Create(each);
+    }
+    {
+        // On another host, whose processes are not known here, it is still being made.
+        const ORQSimDatabase made = ORQSimDatabase::Create(left);
+        ORQSimDatabase::Create(path);
+        EXPECT_TRUE(fs::exists(left));
+    }
+    fs::remove_all(path);
+    ORQSimDatabase::Create(path);
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_TRUE(
+        std::ranges::all_of(kept, [](const std::string& each) { return fs::exists(each); }));
 }
 
 // Space that stopped transactions took is found again.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <random>
 
 #include "CommandRun.h"
@@ -157,6 +158,14 @@ TEST_F(DamageTest, WhatAModelNamesMustExist) {
          [](const ORQObjMesh& mesh) {
              mesh.Position().SetPosition(Mesh_nodes, mesh.GetElementCollection());
          }},
+        {"the elements have no connectivity",
+         [](const ORQObjMesh& mesh) { mesh.Position().SetPosition(Mesh_connectivity, {}); }},
+        {"element 0 lacks nodes",
+         [](const ORQObjMesh& mesh) {
+             const ORQSimDSet connectivity = mesh.GetConnectivity().DSet();
+             const ORQSimDistribution nodes(connectivity.GetRelationalDistributionID());
+             nodes.DeleteDrawer(nodes.DrawerIDArray().Get(0));
+         }},
         {"has the node 99999 of",
          [](const ORQObjMesh& mesh) {
              const ORQSimDistribution nodes(
@@ -190,11 +199,51 @@ TEST_F(DamageTest, WhatAModelNamesMustExist) {
             change(ORQObjMesh(document.GetMesh()));
             transaction.Commit();
         }
-        const CommandResult result = RunHere({"export", target_, "-o", folder_ / "out.e"});
+        const CommandResult result = RunHere({"export", target_, "-o", folder_ / "out.vtu"});
         EXPECT_EQ(result.status, 3) << error;
         EXPECT_THAT(result.err, HasSubstr(error));
-        EXPECT_FALSE(fs::exists(folder_ / "out.e"));
+        EXPECT_FALSE(fs::exists(folder_ / "out.vtu"));
     }
+}
+
+TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
+    const std::string made = folder_ / "recovered.orq";
+    const auto recover = [&] {
+        fs::remove_all(made);
+        const CommandResult result = RunHere({"recover", target_, "-o", made, "--json"});
+        EXPECT_EQ(RunHere({"verify", made}).status, 0) << result.err;
+        return std::pair(result.status, nlohmann::json::parse(result.out));
+    };
+    const auto flip = [](const std::string& file, std::size_t place) {
+        std::string bytes = Bytes(file);
+        bytes[place] = static_cast<char>(bytes[place] ^ 1);
+        PutBytes(file, bytes);
+    };
+    // Whole, and with the page that describes the file damaged: all is there.
+    for (const bool is_damaged : {false, true}) {
+        if (is_damaged)
+            flip(CataloguePath(), 50);
+        const auto [status, answer] = recover();
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(answer["damage"].empty(), !is_damaged);
+        EXPECT_THAT(answer["lost"], testing::IsEmpty());
+        EXPECT_EQ(
+            RunHere({"export", made, "-o", folder_ / (is_damaged ? "b.vtu" : "a.vtu")}).status, 0);
+    }
+    EXPECT_EQ(Bytes(folder_ / "a.vtu"), Bytes(folder_ / "b.vtu"));
+
+    // The first array is the coordinates of the nodes; what is left says so and can be looked at.
+    Restore();
+    flip(BulkPath(), 4096 + 100);
+    const auto [status, answer] = recover();
+    EXPECT_EQ(status, 1);
+    ASSERT_FALSE(answer["lost"].empty());
+    EXPECT_THAT(answer["lost"][0].get<std::string>(), HasSubstr("model / mesh / "));
+    EXPECT_LT(answer["recovered"]["bulk_bytes"], bulk_.size());
+    EXPECT_EQ(RunHere({"info", made}).status, 0);
+    EXPECT_EQ(RunHere({"recover", target_, "-o", made}).status, 2);
+    EXPECT_EQ(RunHere({"recover", ORQ_WING_BOX, "-o", folder_ / "none.orq"}).status, 3);
+    EXPECT_FALSE(fs::exists(folder_ / "none.orq"));
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include "MapCommand.h"
 #include "MaterialsCommand.h"
 #include "ORQBasFailure.h"
+#include "RecoverCommand.h"
 #include "StatusCommand.h"
 #include "VariablesCommand.h"
 #include "VerifyCommand.h"
@@ -38,6 +39,7 @@ class CommandLine {
         AddImport();
         AddInfo();
         AddVerify();
+        AddRecover();
         AddCheck();
         AddExport();
         AddAdjacency();
@@ -96,6 +98,21 @@ class CommandLine {
         command->add_option("DATABASE", verify_.database, "The model database")->required();
         AddJson(command, verify_.json);
         OnParsed(command, verify_, RunVerify);
+    }
+
+    void AddRecover() {
+        CLI::App* command = app_.add_subcommand(
+            "recover",
+            "Make a new model database of what is whole in a damaged one, which stays as it is.\n"
+            "Sets, drawers of values, tables and data sets that are damaged in part are left out\n"
+            "whole, and links to them; objects to which no link leads any more are kept.\n"
+            "Exit status 1 when anything is lost");
+        command->add_option("DATABASE", recover_.database, "The damaged model database")
+            ->required();
+        command->add_option("-o,--output", recover_.output, "The model database to make, NAME.orq")
+            ->required();
+        AddJson(command, recover_.json);
+        OnParsed(command, recover_, RunRecover);
     }
 
     void AddCheck() {
@@ -300,6 +317,7 @@ class CommandLine {
     ImportOptions import_;
     InfoOptions info_;
     VerifyOptions verify_;
+    RecoverOptions recover_;
     CheckOptions check_;
     ExportOptions export_;
     AdjacencyOptions adjacency_;

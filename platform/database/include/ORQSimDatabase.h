@@ -42,6 +42,36 @@ class ORQ_EXPORT ORQSimDatabase {
     /// A database that lives in memory and ends with its last handle.
     static ORQSimDatabase CreateInMemory();
 
+    /// What Recover found and made.
+    struct Recovery {
+        /// What is wrong with the damaged files; empty when nothing is.
+        std::vector<std::string> damage;
+        /// What was in the database and is not in the new one, or may have been; a text each.
+        std::vector<std::string> lost;
+        // What is in the new one.
+        std::int64_t objects = 0;
+        std::int64_t links = 0;
+        std::int64_t sets = 0;
+        std::int64_t drawers = 0;
+        std::int64_t tables = 0;
+        std::int64_t bulkBytes = 0;
+        /// Objects that are kept although no way leads to them from the focus; counted where
+        /// anything was lost.
+        std::int64_t unreachable = 0;
+    };
+    /// Makes a new database, `into`, of what is whole in a damaged one, which is only read. All in
+    /// it is as it was: a set, drawer, table or data set of which a part is damaged is left out,
+    /// and so are links to it. The new one keeps the numbers of objects and sets, and verifies
+    /// clean. Memory does not grow with bulk data. `progress` is called with numbers from 0 to 1;
+    /// what it throws ends the recovery.
+    ///
+    /// Throws Usage when the name is taken, Busy while somebody writes to the damaged database,
+    /// Foreign when its two files belong to different databases or are no database, Damaged when
+    /// nothing can be read; then nothing is left under the name.
+    static Recovery Recover(
+        const std::string& damaged, const std::string& into,
+        const std::function<void(double)>& progress = [](double) {});
+
     /// Closes for all handles; an open transaction is undone. Later use of positions throws.
     void Close();
     bool IsClosed() const;

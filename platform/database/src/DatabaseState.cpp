@@ -526,23 +526,59 @@ void DatabaseState::ForgetInDataSets(std::int64_t distribution, int drawer) {
     }
 }
 
+void DatabaseState::EraseDrawerRows(std::int64_t distribution, int drawer) {
+    for (Cursor part = Rows().Find(Table::DrawerSegment, distribution, drawer); part.Next();) {
+        EraseStore(part.Int(8));
+    }
+    for (Cursor row = Rows().Find(Table::Drawer, distribution, drawer); row.Next();) {
+        EraseStore(row.Int(5));
+    }
+    Rows().Erase(Table::DrawerSegment, distribution, drawer);
+    Rows().Erase(Table::DrawerDimension, distribution, drawer);
+    Rows().Erase(Table::Drawer, distribution, drawer);
+}
+
+void DatabaseState::EraseSet(int set) {
+    for (Cursor row = Rows().Find(Table::ComponentSet, set); row.Next();) {
+        EraseStore(row.Int(8));
+    }
+    Rows().Erase(Table::ComponentSet, set);
+}
+
+void DatabaseState::EraseObject(std::int64_t object) {
+    std::vector<int> drawers;
+    for (Cursor row = Rows().Find(Table::Drawer, object); row.Next();) {
+        drawers.push_back(row.Int32(1));
+    }
+    for (const int drawer : drawers) {
+        EraseDrawerRows(object, drawer);
+    }
+    for (Cursor row = Rows().Find(Table::FTable, object); row.Next();) {
+        EraseStore(row.Int(3));
+    }
+    for (const Table table :
+         {Table::Object, Table::Collection, Table::Member, Table::Symbol, Table::Name, Table::Child,
+          Table::MapEntry, Table::VectorEntry, Table::SetEntry, Table::Field, Table::Distribution,
+          Table::DataSet, Table::Compartment, Table::DataSetDrawer, Table::FTable,
+          Table::FTableLabel}) {
+        Rows().Erase(table, object);
+    }
+}
+
+void DatabaseState::EraseStore(std::int64_t store) {
+    if (store != 0) {
+        m_engine->Chunks().Erase(store);
+    }
+}
+
 void DatabaseState::DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id) {
     const std::int64_t object = distribution.id.MinorID();
-    const DrawerState* drawer = distribution.Find(id);
-    if (drawer == nullptr) {
+    if (distribution.Find(id) == nullptr) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             ShownPath() + ": drawer " + std::to_string(id.Index()) +
                                 " is not one of distribution " + std::to_string(object));
     }
-    for (Cursor part = Rows().Find(Table::DrawerSegment, object, id.Index()); part.Next();) {
-        if (part.Int(8) != 0) {
-            m_engine->Chunks().Erase(part.Int(8));
-        }
-    }
-    m_engine->Chunks().Erase(drawer->store);
-    Rows().Erase(Table::DrawerSegment, object, id.Index());
-    Rows().Erase(Table::DrawerDimension, object, id.Index());
-    Rows().Erase(Table::Drawer, object, id.Index());
+    EraseDrawerRows(object, id.Index());
     ForgetInDataSets(object, id.Index());
     std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });
 }

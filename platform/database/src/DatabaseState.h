@@ -15,6 +15,9 @@
 
 namespace orq::database {
 
+// The focus is the first object of every database; stored, do not change.
+inline constexpr std::int64_t kFocus = 1;
+
 // Part of the rows of a drawer: `members` in the order of rows from `firstRow` on.
 struct DrawerSegment {
     std::int64_t firstRow;
@@ -129,9 +132,17 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
                               int dimension);
     void DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id);
 
-    std::vector<std::string> VerifyReferences();
+    // Takes rows away and their bulk data, whatever refers to them.
+    void EraseDrawerRows(std::int64_t distribution, int drawer);
+    void EraseSet(int set);
+    // Whatever the object is: with its links, names, fields and contents.
+    void EraseObject(std::int64_t object);
+
+    // What is known of rows is read again; REQUIRES: nobody holds a state of a distribution.
+    void ForgetCaches();
 
   private:
+    void EraseStore(std::int64_t store);
     // Takes a drawer out of the data sets that stand on its distribution.
     void ForgetInDataSets(std::int64_t distribution, int drawer);
 
@@ -147,7 +158,6 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
         ORQSimDynamicID target;
     };
 
-    void ForgetCaches();
     KnownChild& PlaceOfChild(std::int64_t object, int slot, int member);
     void PutSegment(const DrawerState& drawer, const DrawerSegment& segment);
     void PutDrawerRow(const DrawerState& drawer);

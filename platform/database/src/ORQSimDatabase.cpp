@@ -6,14 +6,14 @@
 #include "ORQBasFailure.h"
 #include "ORQSimPosition.h"
 #include "ORQSimSchema.h"
+#include "Recovery.h"
+#include "VerifyReferences.h"
 
 using orq::database::DatabaseState;
+using orq::database::kFocus;
 using orq::storage::Engine;
 
 namespace {
-
-// The focus is the first object of every database; stored, do not change.
-constexpr std::int64_t kFocus = 1;
 
 void AddFocus(Engine& engine) {
     engine.Rows().Insert(orq::storage::Table::Object, engine.NewObject(), ORQSimSchema::Focus,
@@ -55,6 +55,19 @@ ORQSimDatabase ORQSimDatabase::CreateInMemory() {
 ORQSimDatabase ORQSimDatabase::Open(const std::string& directory, Mode mode) {
     return ORQSimDatabase(
         std::make_shared<DatabaseState>(Engine::Open(directory, mode == Mode::ReadWrite)));
+}
+
+ORQSimDatabase::Recovery ORQSimDatabase::Recover(const std::string& damaged,
+                                                 const std::string& into,
+                                                 const std::function<void(double)>& progress) {
+    Recovery recovery;
+    Engine::Build(
+        into, [](Engine&) {},
+        [&](std::unique_ptr<Engine> engine) {
+            DatabaseState state(std::move(engine));
+            recovery = orq::database::RecoverInto(state, damaged, progress);
+        });
+    return recovery;
 }
 
 void ORQSimDatabase::Close() {
@@ -106,8 +119,9 @@ ORQSimDatabase::DiskSizes ORQSimDatabase::Sizes() const {
 std::vector<std::string> ORQSimDatabase::Verify(const std::function<void(double)>& progress) const {
     std::vector<std::string> problems = Opened(m_state)->Engine().Verify(progress);
     try {
-        std::vector<std::string> references = m_state->VerifyReferences();
-        problems.insert(problems.end(), references.begin(), references.end());
+        for (const orq::database::Flaw& flaw : orq::database::FindFlaws(*m_state, nullptr)) {
+            problems.push_back(flaw.text);
+        }
     } catch (const ORQBasFailure& failure) {
         problems.push_back(failure.Text());
     }

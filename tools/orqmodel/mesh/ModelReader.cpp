@@ -236,15 +236,22 @@ void ModelReader::ReadRows(const Block& block, const ORQSimCSet& elements,
                            std::span<int> nodes) const {
     const ORQSimCollection places(
         m_document.GetMesh().GetPosition(ORQSimSchema::Mesh_elementNodePlaces).GetCollection());
-    ORQSrvElementConnectivity(ORQObjMesh(m_document.GetMesh()).GetConnectivity(), kChunk)
+    const ORQSimPosition connectivity = ORQObjMesh(m_document.GetMesh()).GetConnectivity();
+    if (places.IsNull() || connectivity.DSet().GetRelationalDistributionID().IsNull()) {
+        FailDamaged("the elements have no connectivity");
+    }
+    std::ranges::fill(nodes, -1);  // What no drawer holds is left as it is.
+    ORQSrvElementConnectivity(connectivity, kChunk)
         .Read(elements, places.CreateVolatileCSetStrided(0, block.shape->nNodes, 1, 1),
               nodes.data());
     const auto wrong =
         std::ranges::find_if(nodes, [&](int node) { return node < 0 || node >= m_nNodes; });
     if (wrong != nodes.end()) {
         const int row = static_cast<int>((wrong - nodes.begin()) / block.shape->nNodes);
-        FailDamaged(fmt::format("block \"{}\": element {} has the node {} of {}", block.name,
-                                elements[row], *wrong, m_nNodes));
+        FailDamaged(*wrong == -1 ? fmt::format("block \"{}\": element {} lacks nodes", block.name,
+                                               elements[row])
+                                 : fmt::format("block \"{}\": element {} has the node {} of {}",
+                                               block.name, elements[row], *wrong, m_nNodes));
     }
 }
 

@@ -94,28 +94,36 @@ void BulkFile::CreateInMemory() {
     }
 }
 
-void BulkFile::Open(const std::string& path, bool writable, const Identity& identity,
-                    std::int64_t committedEnd) {
+void BulkFile::OpenUnchecked(const std::string& path, bool writable) {
     m_path = path;
     m_file = open(path.c_str(), (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC);
     if (m_file < 0) {
         FailSystem(path, "open");
     }
+}
+
+Identity BulkFile::ReadIdentity() const {
     Header header{};
     const ssize_t n = pread(m_file, &header, sizeof header, 0);
     if (n != static_cast<ssize_t>(sizeof header) || header.magic != kMagic) {
-        throw ORQBasFailure(ORQBasFailureKind::Damaged, path + ": is not a bulk file");
+        throw ORQBasFailure(ORQBasFailureKind::Damaged, m_path + ": is not a bulk file");
     }
     if (header.checksum != XXH3_64bits(&header, offsetof(Header, checksum))) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            path + ": the header is damaged (checksum differs)");
+                            m_path + ": the header is damaged (checksum differs)");
     }
     if (header.version > kHeaderVersion) {
         throw ORQBasFailure(ORQBasFailureKind::Foreign,
-                            path + ": has format version " + std::to_string(header.version) +
+                            m_path + ": has format version " + std::to_string(header.version) +
                                 ", this program knows up to " + std::to_string(kHeaderVersion));
     }
-    if (header.identity != identity) {
+    return header.identity;
+}
+
+void BulkFile::Open(const std::string& path, bool writable, const Identity& identity,
+                    std::int64_t committedEnd) {
+    OpenUnchecked(path, writable);
+    if (ReadIdentity() != identity) {
         throw ORQBasFailure(ORQBasFailureKind::Foreign,
                             path + ": belongs to another database than the catalogue beside it");
     }
@@ -190,8 +198,12 @@ void BulkFile::CutOff(std::int64_t end) noexcept {
     }
 }
 
+std::int64_t BulkFile::Size() const {
+    return SizeOf(m_file, m_path);
+}
+
 void BulkFile::CheckReaches(std::int64_t end) const {
-    const std::int64_t size = SizeOf(m_file, m_path);
+    const std::int64_t size = Size();
     if (size < end) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             m_path + ": is truncated: " + std::to_string(size) +

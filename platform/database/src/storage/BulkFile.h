@@ -27,6 +27,10 @@ class BulkFile {
 
     void Create(const std::string& path, const Identity& identity);
     void CreateInMemory();
+    // Opens whatever is there.
+    void OpenUnchecked(const std::string& path, bool writable);
+    // The identity in the header; throws when that is damaged, or of a newer format.
+    Identity ReadIdentity() const;
     // Checks the header against `identity` and that the file reaches to `committedEnd`.
     void Open(const std::string& path, bool writable, const Identity& identity,
               std::int64_t committedEnd);
@@ -44,6 +48,7 @@ class BulkFile {
     // Gives bytes from `end` on back to the file system, if it can: they have no meaning.
     void CutOff(std::int64_t end) noexcept;
 
+    std::int64_t Size() const;
     // Throws Damaged when the file is shorter than `end`.
     void CheckReaches(std::int64_t end) const;
     // The mapped bytes from `offset`; the map reaches at least to offset + size. Valid until the

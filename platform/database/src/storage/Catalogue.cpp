@@ -80,13 +80,17 @@ struct IndexShape {
     std::initializer_list<const char*> columns;
 };
 
+// With the category, though no question needs it: the index then holds all of a row but the
+// target's type, from which Salvage makes rows again that were lost with their page.
+#define ORQ_TARGET_COLUMNS "target_object", "target_index", "slot", "target_category"
+
 const IndexShape kIndices[] = {
     {"member_by_object", Table::Member, {"object", "collection"}},
     {"symbol_by_name", Table::Symbol, {"collection", "type", "name"}},
     {"symbol_by_object", Table::Symbol, {"object"}},
-    {"child_by_target", Table::Child, {"target_object", "target_index", "slot"}},
-    {"map_entry_by_target", Table::MapEntry, {"target_object", "target_index", "slot"}},
-    {"vector_entry_by_target", Table::VectorEntry, {"target_object", "target_index", "slot"}},
+    {"child_by_target", Table::Child, {ORQ_TARGET_COLUMNS}},
+    {"map_entry_by_target", Table::MapEntry, {ORQ_TARGET_COLUMNS}},
+    {"vector_entry_by_target", Table::VectorEntry, {ORQ_TARGET_COLUMNS}},
     {"set_entry_by_target", Table::SetEntry, {"target_object", "target_index", "slot"}},
     {"component_set_by_hash", Table::ComponentSet, {"collection", "hash"}},
 };
@@ -219,6 +223,23 @@ Catalogue::~Catalogue() {
 
 const char* Catalogue::NameOf(Table table) {
     return Shape(table).name;
+}
+
+const char* Catalogue::NameOf(Index index) {
+    return kIndices[static_cast<std::size_t>(index)].name;
+}
+
+std::size_t Catalogue::NumColumns(Table table) {
+    return Shape(table).columns.size();
+}
+
+bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
+    sqlite3_stmt* statement = WriteStatement(table, Write::InsertNew);
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        m_connection.Check(BindValue(statement, static_cast<int>(i) + 1, row[i]), "bind a value");
+    }
+    RunWrite(statement, table);
+    return sqlite3_changes(m_connection.Handle()) > 0;
 }
 
 void Catalogue::CreateTables() {

@@ -54,7 +54,7 @@ enum class Index : int {
     MemberByObject,       // Member: object, collection
     SymbolByName,         // Symbol: collection, type, name
     SymbolByObject,       // Symbol: object
-    ChildByTarget,        // Child: target object, target index, slot
+    ChildByTarget,        // Child: target object, target index, slot, target category
     MapEntryByTarget,     // MapEntry: the same
     VectorEntryByTarget,  // VectorEntry: the same
     SetEntryByTarget,     // SetEntry: the same
@@ -120,6 +120,8 @@ class Catalogue {
     void Put(Table table, const Values&... values) {
         Run(table, Write::Put, values...);
     }
+    // InsertNew of a row whose values are all there, in order. REQUIRES: as many as NumColumns.
+    bool InsertNewRow(Table table, std::span<const Value> row);
     // Removes every row whose key begins with these values; answers how many.
     template <class... Keys>
     int Erase(Table table, const Keys&... keys) {
@@ -158,6 +160,8 @@ class Catalogue {
     void LeaveRows();
 
     static const char* NameOf(Table table);
+    static const char* NameOf(Index index);
+    static std::size_t NumColumns(Table table);
 
   private:
     friend class Cursor;

@@ -36,18 +36,19 @@ std::int64_t BlockEnd(std::size_t block, std::int64_t length) {
 
 }  // namespace
 
-Extent ChunkStore::ExtentFromRow(const Cursor& row) {
+Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
+                  std::int64_t capacity, std::int64_t length,
+                  std::span<const std::byte> checksums) {
     Extent extent;
-    extent.offset = row.Int(3);
-    extent.capacity = row.Int(4);
-    extent.length = row.Int(5);
-    const std::span<const std::byte> checksums = row.Blob(6);
+    extent.offset = offset;
+    extent.capacity = capacity;
+    extent.length = length;
     const std::size_t nBlocks = NumBlocks(extent.length);
     if (extent.offset < kBulkPage || extent.offset % kBulkPage != 0 || extent.length <= 0 ||
         extent.length > extent.capacity || checksums.size() != nBlocks * sizeof(std::uint64_t)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            "the catalogue's row of chunk " + std::to_string(row.Int(2)) +
-                                " of store " + std::to_string(row.Int(0)) + " is inconsistent");
+                            "the catalogue's row of chunk " + std::to_string(chunk) + " of store " +
+                                std::to_string(store) + " is inconsistent");
     }
     extent.checksums.resize(nBlocks);
     std::memcpy(extent.checksums.data(), checksums.data(), checksums.size());
@@ -280,9 +281,9 @@ bool ChunkStore::TakeWroteBytes() {
     return std::exchange(m_wroteBytes, false);
 }
 
-std::vector<std::int64_t> ChunkStore::FindDamage(const Extent& extent) {
+std::vector<std::int64_t> FindDamage(BulkFile& file, const Extent& extent) {
     std::vector<std::int64_t> damaged;
-    const std::byte* bytes = Map(extent);
+    const std::byte* bytes = file.Map(extent.offset, extent.length);
     for (std::size_t block = 0; block < extent.checksums.size(); ++block) {
         const std::int64_t from = BlockBegin(block);
         const std::int64_t length = BlockEnd(block, extent.length) - from;

@@ -38,6 +38,19 @@ struct Extent {
     bool IsAbsent() const { return offset == 0; }
 };
 
+// The extent of a row of the extent table, read by Int and Blob; throws Damaged when it contradicts
+// itself.
+Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
+                  std::int64_t capacity, std::int64_t length, std::span<const std::byte> checksums);
+template <class Row>
+Extent ExtentFromRow(const Row& row) {
+    return MakeExtent(row.Int(0), row.Int(2), row.Int(3), row.Int(4), row.Int(5), row.Blob(6));
+}
+
+// Compares every block of an extent; answers the first byte of each that differs. REQUIRES: the
+// file reaches to its end.
+std::vector<std::int64_t> FindDamage(BulkFile& file, const Extent& extent);
+
 class ChunkStore {
   public:
     ChunkStore(Catalogue& catalogue, BulkFile& file, FreeSpace& space)
@@ -91,11 +104,6 @@ class ChunkStore {
     std::int64_t& BulkEnd() { return m_bulkEnd; }
     // Whether bytes were written since the last call of this.
     bool TakeWroteBytes();
-
-    // Compares every block of an extent; answers the first byte of each that differs.
-    std::vector<std::int64_t> FindDamage(const Extent& extent);
-
-    static Extent ExtentFromRow(const Cursor& row);
 
   private:
     using Chunks = std::vector<Extent>;  // by chunk number, with gaps

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -26,10 +28,6 @@ constexpr std::size_t kHeaderBytes = 100;
 // Asks for the user that the process acts as, who is the one that opens files.
 bool MayAccess(const std::string& path, int how) {
     return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
-}
-
-std::string LockPath(const std::string& directory) {
-    return directory + "/lock";
 }
 
 [[noreturn]] void FailSystem(const std::string& path, const std::string& doing) {
@@ -62,35 +60,35 @@ std::string WithoutTrailingSlash(std::string directory) {
     return directory;
 }
 
-// Says what a path is instead of a database, before SQLite sees it.
-void CheckLooksLikeDatabase(const std::string& directory) {
+std::string ParentOf(const std::string& directory) {
+    const auto parent = std::filesystem::path(directory).parent_path();
+    return parent.empty() ? "." : parent.string();
+}
+
+// What stands between the name of a database and the number of the process that is making it.
+constexpr const char* kBeside = ".new-";
+
+// A database that is being made belongs to a process that lives, or somebody holds its lock: hosts
+// do not know of each other's processes.
+bool IsBeingMade(const std::string& beside, int process) {
+    return kill(process, 0) == 0 || errno != ESRCH || !LockFile::WriterOf(LockPath(beside)).empty();
+}
+
+// Removes what killed processes left of databases that were to have this name.
+void RemoveLeftovers(const std::string& directory) {
+    const std::string prefix = std::filesystem::path(directory).filename().string() + kBeside;
     std::error_code error;
-    const auto status = std::filesystem::status(directory, error);
-    if (status.type() == std::filesystem::file_type::not_found) {
-        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": does not exist");
-    }
-    if (error) {
-        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": cannot open: " + error.message());
-    }
-    if (!std::filesystem::is_directory(status)) {
-        throw ORQBasFailure(ORQBasFailureKind::Foreign,
-                            directory + ": is not a model database (not a directory)");
-    }
-    const std::string catalogue = CataloguePath(directory);
-    const std::string bulk = BulkPath(directory);
-    const bool hasCatalogue = std::filesystem::exists(catalogue, error);
-    const bool hasBulk = std::filesystem::exists(bulk, error);
-    if (!hasCatalogue && !hasBulk) {
-        throw ORQBasFailure(ORQBasFailureKind::Foreign,
-                            directory + ": is not a model database (no catalogue.sqlite in it)");
-    }
-    if (!hasCatalogue || !hasBulk) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Damaged,
-            directory + ": " + (hasCatalogue ? "bulk.bin" : "catalogue.sqlite") + " is missing");
-    }
-    if (!MayAccess(catalogue, R_OK)) {
-        FailSystem(catalogue, "read");
+    for (const auto& entry : std::filesystem::directory_iterator(ParentOf(directory), error)) {
+        const std::string name = entry.path().filename().string();
+        if (!name.starts_with(prefix) || !entry.is_directory(error)) {
+            continue;
+        }
+        int process = 0;
+        const char* end = name.data() + name.size();
+        const auto number = std::from_chars(name.data() + prefix.size(), end, process);
+        if (number.ptr == end && process > 0 && !IsBeingMade(entry.path().string(), process)) {
+            std::filesystem::remove_all(entry.path(), error);
+        }
     }
 }
 
@@ -158,46 +156,85 @@ std::string CataloguePath(const std::string& directory) {
 std::string BulkPath(const std::string& directory) {
     return directory + "/bulk.bin";
 }
+std::string LockPath(const std::string& directory) {
+    return directory + "/lock";
+}
 
-std::unique_ptr<Engine> Engine::Create(const std::string& givenDirectory, FirstContent content) {
+void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk) {
+    std::error_code error;
+    const auto status = std::filesystem::status(directory, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": does not exist");
+    }
+    if (error) {
+        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": cannot open: " + error.message());
+    }
+    if (!std::filesystem::is_directory(status)) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            directory + ": is not a model database (not a directory)");
+    }
+    const std::string catalogue = CataloguePath(directory);
+    const std::string bulk = BulkPath(directory);
+    const bool hasCatalogue = std::filesystem::exists(catalogue, error);
+    const bool hasBulk = std::filesystem::exists(bulk, error);
+    if (!hasCatalogue && !hasBulk) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            directory + ": is not a model database (no catalogue.sqlite in it)");
+    }
+    if (!hasCatalogue || (needsBulk && !hasBulk)) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Damaged,
+            directory + ": " + (hasCatalogue ? "bulk.bin" : "catalogue.sqlite") + " is missing");
+    }
+    if (!MayAccess(catalogue, R_OK)) {
+        FailSystem(catalogue, "read");
+    }
+}
+
+void Engine::Build(const std::string& givenDirectory, FirstContent content, const Filling& fill) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
     if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
     }
+    RemoveLeftovers(directory);
     // Made beside its place and moved into it whole, so that a crash leaves no half database.
-    const std::string beside = directory + ".new-" + std::to_string(getpid());
+    const std::string beside = directory + kBeside + std::to_string(getpid());
     std::string made = beside;
     std::filesystem::remove_all(beside);
     if (mkdir(beside.c_str(), 0777) != 0) {
         FailSystem(beside, "create the directory");
     }
     try {
-        {
-            std::unique_ptr<Engine> engine(new Engine);
-            engine->m_directory = beside;
-            engine->m_writable = true;
-            engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
-            const Identity identity = NewIdentity();
-            engine->m_file.Create(BulkPath(beside), identity);
-            engine->Connect(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                            PageChecksumVfsName());
-            engine->PrepareNewFile();
-            engine->OpenCatalogue();
-            engine->WriteFirstState(identity, content);
-        }
+        std::unique_ptr<Engine> engine(new Engine);
+        engine->m_directory = beside;
+        engine->m_writable = true;
+        engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
+        const Identity identity = NewIdentity();
+        engine->m_file.Create(BulkPath(beside), identity);
+        engine->Connect(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                        PageChecksumVfsName());
+        engine->PrepareNewFile();
+        engine->OpenCatalogue();
+        engine->WriteFirstState(identity, content);
+        engine->BeginSnapshot();
+        engine->m_isOpen = true;
+        fill(std::move(engine));
         SyncDirectory(beside);
         if (renameat2(AT_FDCWD, beside.c_str(), AT_FDCWD, directory.c_str(), RENAME_NOREPLACE) !=
             0) {
             FailSystem(directory, "move the new database into its place");
         }
         made = directory;
-        const auto parent = std::filesystem::path(directory).parent_path();
-        SyncDirectory(parent.empty() ? "." : parent.string());
+        SyncDirectory(ParentOf(directory));
     } catch (...) {
         std::error_code ignored;
         std::filesystem::remove_all(made, ignored);
         throw;
     }
+}
+
+std::unique_ptr<Engine> Engine::Create(const std::string& directory, FirstContent content) {
+    Build(directory, content, [](std::unique_ptr<Engine> engine) { engine.reset(); });
     return Open(directory, true);
 }
 
@@ -215,7 +252,7 @@ std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
 
 std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
-    CheckLooksLikeDatabase(directory);
+    CheckLooksLikeDatabase(directory, true);
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_directory = directory;
     engine->m_writable = writable;
@@ -305,6 +342,22 @@ void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_catalogue->Insert(Table::State, 0, kFormatVersion, std::span<const std::byte>(identity),
                         m_generation, m_nextObject, m_nextSet, m_chunks->BulkEnd());
     m_connection->Execute("COMMIT");
+}
+
+std::map<std::string, std::int64_t> Engine::Roots() {
+    std::map<std::string, std::int64_t> roots;
+    sqlite3_stmt* question = m_connection->Prepare("SELECT name, rootpage FROM sqlite_schema");
+    while (sqlite3_step(question) == SQLITE_ROW) {
+        roots[reinterpret_cast<const char*>(sqlite3_column_text(question, 0))] =
+            sqlite3_column_int64(question, 1);
+    }
+    sqlite3_finalize(question);
+    return roots;
+}
+
+void Engine::ReserveNumbers(std::int64_t nextObject, std::int64_t nextSet) {
+    m_nextObject = std::max(m_nextObject, nextObject);
+    m_nextSet = std::max(m_nextSet, static_cast<int>(nextSet));
 }
 
 void Engine::BeginSnapshot() {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,8 +32,13 @@ class Engine {
   public:
     // Writes what every database has from its beginning.
     using FirstContent = void (*)(Engine&);
-    // Makes a directory with a database and opens it for writing. Throws when the name is taken;
-    // whatever fails, nothing is left behind under the name.
+    // Fills and closes a database that was just made.
+    using Filling = std::function<void(std::unique_ptr<Engine>)>;
+    // Makes a directory with a database out of sight, lets it be filled, and gives it its name.
+    // Throws when the name is taken; whatever fails, nothing is left behind under the name. What
+    // killed processes left when they made one of the same name is removed.
+    static void Build(const std::string& directory, FirstContent content, const Filling& fill);
+    // Builds and opens for writing.
     static std::unique_ptr<Engine> Create(const std::string& directory, FirstContent content);
     static std::unique_ptr<Engine> CreateInMemory(FirstContent content);
     static std::unique_ptr<Engine> Open(const std::string& directory, bool writable);
@@ -44,11 +50,15 @@ class Engine {
     bool IsWritable() const { return m_writable; }
     bool IsInMemory() const { return m_directory.empty(); }
 
+    // The first page of each table and index, by name.
+    std::map<std::string, std::int64_t> Roots();
     Catalogue& Rows() { return *m_catalogue; }
     ChunkStore& Chunks() { return *m_chunks; }
 
     // Numbers that this handle has not given before, and no committed row holds.
     std::int64_t NewObject() { return m_nextObject++; }
+    // From here on only numbers from these on are given.
+    void ReserveNumbers(std::int64_t nextObject, std::int64_t nextSet);
     int NewSet() { return m_nextSet++; }
 
     // Transactions nest; the inner ones are savepoints. Depth is 0 outside of any.
@@ -107,5 +117,9 @@ class Engine {
 // The names of the files in a database directory.
 std::string CataloguePath(const std::string& directory);
 std::string BulkPath(const std::string& directory);
+std::string LockPath(const std::string& directory);
+
+// Says what a path is instead of a database, before SQLite sees it: throws Io, Foreign or Damaged.
+void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk);
 
 }  // namespace orq::storage

@@ -109,6 +109,12 @@ std::string LockFile::Writer() const {
     return ReadHolder(m_file);
 }
 
+std::string LockFile::WriterOf(const std::string& path) {
+    LockFile lock;
+    lock.m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    return lock.Writer();
+}
+
 bool LockFile::IsLocked(std::int64_t byte) const {
     struct flock range = Range(F_WRLCK, byte, 1);
     return fcntl(m_file, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;

@@ -48,6 +48,8 @@ class LockFile {
 
     // Who holds the writer's lock, in words; empty when nobody does.
     std::string Writer() const;
+    // The same of a file that may not be there, which nobody holds. Makes nothing.
+    static std::string WriterOf(const std::string& path);
 
     // The lowest generation that some other handle reads, or `current` when there is none below it.
     // Readers that are about to choose count as generation 0.

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstring>
 #include <utility>
-#include <vector>
 
 #include "ORQBasFailure.h"
 #include "PageChecksumVfs.h"
@@ -56,14 +55,6 @@ int ReadAt(sqlite3_file* file, std::int64_t offset, std::span<std::byte> bytes) 
     return file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), offset);
 }
 
-std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at) {
-    std::uint32_t value = 0;
-    for (const std::byte digit : bytes.subspan(at, 4)) {
-        value = value << 8 | std::to_integer<std::uint32_t>(digit);
-    }
-    return value;
-}
-
 // SQLite's running checksum over a log.
 class LogChecksum {
   public:
@@ -92,6 +83,48 @@ class LogChecksum {
 };
 
 }  // namespace
+
+std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (const std::byte digit : bytes.subspan(at, 4)) {
+        value = value << 8 | std::to_integer<std::uint32_t>(digit);
+    }
+    return value;
+}
+
+// The log is a header of 32 bytes and frames: 24 bytes and a page. A frame counts when its salts
+// are the header's, its checksum, which goes on from the frame before it, is right, and the
+// transaction that it belongs to was committed. See "WAL-mode File Format" of SQLite.
+PlacesInLog FindPagesInLog(
+    const std::function<bool(std::int64_t offset, std::span<std::byte>)>& read) {
+    constexpr std::size_t kHeader = 32;
+    constexpr std::size_t kFrameHeader = 24;
+    constexpr std::uint32_t kMagic = 0x377f0682;  // plus 1 where checksums go by big-endian words
+    PlacesInLog places;
+    std::array<std::byte, kHeader> header;
+    if (!read(0, header) || (BigEndian(header, 0) | 1) != (kMagic | 1)) {
+        return places;
+    }
+    LogChecksum sum(BigEndian(header, 0) != kMagic);
+    sum.Add(std::span(header).first(24));
+    PlacesInLog ofTransaction;
+    std::array<std::byte, kFrameHeader + kCataloguePageSize> frame;
+    for (std::int64_t at = kHeader; read(at, frame);
+         at += static_cast<std::int64_t>(frame.size())) {
+        sum.Add(std::span(frame).first(8));
+        sum.Add(std::span(frame).subspan(kFrameHeader));
+        if (!std::ranges::equal(std::span(frame).subspan(8, 8), std::span(header).subspan(16, 8)) ||
+            !sum.Equals(BigEndian(frame, 16), BigEndian(frame, 20))) {
+            break;
+        }
+        ofTransaction[BigEndian(frame, 0)] = at + static_cast<std::int64_t>(kFrameHeader);
+        if (BigEndian(frame, 4) != 0) {  // the last of a transaction
+            ofTransaction.merge(places);
+            places = std::exchange(ofTransaction, {});
+        }
+    }
+    return places;
+}
 
 Connection::Connection(const std::string& name, int flags, const char* vfs, std::string shownPath)
     : m_path(std::move(shownPath)) {
@@ -180,39 +213,11 @@ int Connection::ReadFile(std::int64_t offset, std::span<std::byte> bytes) const 
     return ReadAt(File(SQLITE_FCNTL_FILE_POINTER), offset, bytes);
 }
 
-// The log is a header of 32 bytes and frames: 24 bytes and a page. A frame counts when its salts
-// are the header's, its checksum, which goes on from the frame before it, is right, and the
-// transaction that it belongs to was committed. See "WAL-mode File Format" of SQLite.
-std::set<std::int64_t> Connection::PagesInLog() const {
-    constexpr std::size_t kHeader = 32;
-    constexpr std::size_t kFrameHeader = 24;
-    constexpr std::uint32_t kMagic = 0x377f0682;  // plus 1 where checksums go by big-endian words
-    std::set<std::int64_t> pages;
+PlacesInLog Connection::PagesInLog() const {
     sqlite3_file* log = File(SQLITE_FCNTL_JOURNAL_POINTER);
-    std::array<std::byte, kHeader> header;
-    if (log->pMethods == nullptr || ReadAt(log, 0, header) != SQLITE_OK ||
-        (BigEndian(header, 0) | 1) != (kMagic | 1)) {
-        return pages;
-    }
-    LogChecksum sum(BigEndian(header, 0) != kMagic);
-    sum.Add(std::span(header).first(24));
-    std::vector<std::int64_t> ofTransaction;
-    std::array<std::byte, kFrameHeader + kCataloguePageSize> frame;
-    for (std::int64_t at = kHeader; ReadAt(log, at, frame) == SQLITE_OK;
-         at += static_cast<std::int64_t>(frame.size())) {
-        sum.Add(std::span(frame).first(8));
-        sum.Add(std::span(frame).subspan(kFrameHeader));
-        if (!std::ranges::equal(std::span(frame).subspan(8, 8), std::span(header).subspan(16, 8)) ||
-            !sum.Equals(BigEndian(frame, 16), BigEndian(frame, 20))) {
-            break;
-        }
-        ofTransaction.push_back(BigEndian(frame, 0));
-        if (BigEndian(frame, 4) != 0) {  // the last of a transaction
-            pages.insert(ofTransaction.begin(), ofTransaction.end());
-            ofTransaction.clear();
-        }
-    }
-    return pages;
+    return FindPagesInLog([&](std::int64_t offset, std::span<std::byte> bytes) {
+        return log->pMethods != nullptr && ReadAt(log, offset, bytes) == SQLITE_OK;
+    });
 }
 
 void Connection::Fail(int code, std::string_view doing) const {
@@ -255,6 +260,10 @@ int BindValue(sqlite3_stmt* statement, int index, std::span<const std::byte> blo
 
 int BindValue(sqlite3_stmt* statement, int index, std::nullptr_t) {
     return sqlite3_bind_null(statement, index);
+}
+
+int BindValue(sqlite3_stmt* statement, int index, const Value& value) {
+    return std::visit([&](const auto& held) { return BindValue(statement, index, held); }, value);
 }
 
 }  // namespace orq::storage

@@ -6,12 +6,23 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <set>
+#include <functional>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
 
 namespace orq::storage {
+
+// Four bytes as SQLite stores numbers. REQUIRES: they are in the span.
+std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at);
+
+// Where in a log the last committed content of each page (from 1) lies: what the main file has in
+// their places does not count. `read` fills a span from an offset; false where the log ends.
+using PlacesInLog = std::map<std::int64_t, std::int64_t>;
+PlacesInLog FindPagesInLog(
+    const std::function<bool(std::int64_t offset, std::span<std::byte>)>& read);
 
 class Connection {
   public:
@@ -42,9 +53,8 @@ class Connection {
     std::int64_t FileSize() const;
     // Answers SQLite's result code.
     int ReadFile(std::int64_t offset, std::span<std::byte> bytes) const;
-    // The numbers (from 1) of the pages that the log holds, committed and intact: what the main
-    // file has in their places does not count.
-    std::set<std::int64_t> PagesInLog() const;
+    // FindPagesInLog of the log that is open.
+    PlacesInLog PagesInLog() const;
 
     // Folds the log into the main file when it has become long, as far as readers let it. Only
     // where no reader is on it does the log begin anew instead of growing; so while it is long,
@@ -74,6 +84,11 @@ int BindValue(sqlite3_stmt* statement, int index, double value);
 int BindValue(sqlite3_stmt* statement, int index, std::string_view text);
 int BindValue(sqlite3_stmt* statement, int index, std::span<const std::byte> blob);
 int BindValue(sqlite3_stmt* statement, int index, std::nullptr_t);
+
+// A value of any type.
+using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_view,
+                           std::span<const std::byte>>;
+int BindValue(sqlite3_stmt* statement, int index, const Value& value);
 
 // The same for the keys of a question, whose rows are read later: text is copied.
 inline int BindKey(sqlite3_stmt* statement, int index, std::int64_t value) {

@@ -37,7 +37,7 @@ void VerifyPages(const Connection& connection, const std::string& path,
     if (damaged.empty()) {
         return;
     }
-    const std::set<std::int64_t> inLog = connection.PagesInLog();
+    const PlacesInLog inLog = connection.PagesInLog();
     for (const std::int64_t number : damaged) {
         if (!inLog.contains(number)) {
             problems.push_back(path + ": page " + std::to_string(number) +
@@ -105,13 +105,13 @@ std::vector<std::string> Engine::Verify(const std::function<void(double)>& progr
                                   std::to_string(row.Int(0)) + " part " +
                                   std::to_string(row.Int(1));
         try {
-            const Extent extent = ChunkStore::ExtentFromRow(row);
+            const Extent extent = ExtentFromRow(row);
             pieces.push_back({extent.offset, extent.capacity, owner});
             if (extent.offset + extent.capacity > bulkEnd) {
                 problems.push_back("bulk.bin: " + owner + " reaches beyond the end");
                 continue;
             }
-            for (const std::int64_t damaged : m_chunks->FindDamage(extent)) {
+            for (const std::int64_t damaged : FindDamage(m_file, extent)) {
                 problems.push_back("bulk.bin: the block at byte " + std::to_string(damaged) + " (" +
                                    owner + ") is damaged (checksum differs)");
             }

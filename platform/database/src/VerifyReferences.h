@@ -1,0 +1,29 @@
+// The rules that rows keep together: whatever a row names must be there.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "DatabaseState.h"
+#include "storage/Salvage.h"
+
+namespace orq::database {
+
+// Something that breaks a rule.
+struct Flaw {
+    std::string text;
+    // Takes it away, alone; that may leave flaws in what refers to it. Does nothing where it is
+    // gone already or goes with another flaw.
+    std::function<void()> remove;
+    // Where it is a drawer: its distribution and number.
+    std::int64_t distribution = 0;
+    int drawer = 0;
+};
+
+// With a salvage from which the rows came, what it has lost a part of is a flaw too, also where the
+// rest would pass for a whole.
+std::vector<Flaw> FindFlaws(DatabaseState& state, const storage::Salvage* salvage);
+
+}  // namespace orq::database

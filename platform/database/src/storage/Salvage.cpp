@@ -1,0 +1,309 @@
+#include "Salvage.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <tuple>
+#include <utility>
+
+#include "ORQBasFailure.h"
+
+namespace orq::storage {
+
+namespace {
+
+RowKey KeyOf(const PageRow& row) {
+    RowKey key{};
+    for (std::size_t i = 0; i < std::min(key.size(), row.Size()); ++i) {
+        key[i] = row.Int(i);
+    }
+    return key;
+}
+
+// The directory, if there is something in it that can be looked at.
+const std::string& Checked(const std::string& directory) {
+    CheckLooksLikeDatabase(directory, false);
+    if (const std::string writer = LockFile::WriterOf(LockPath(directory)); !writer.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Busy, directory + ": open for writing by " + writer);
+    }
+    return directory;
+}
+
+}  // namespace
+
+bool RowGap::MayHold(std::int64_t key) const {
+    return (!after || (*after)[0] <= key) && (!before || key <= (*before)[0]);
+}
+
+bool RowGap::MayHold(std::int64_t key0, std::int64_t key1) const {
+    const auto firstTwo = [](const RowKey& key) { return std::pair(key[0], key[1]); };
+    const std::pair key(key0, key1);
+    return (!after || firstTwo(*after) <= key) && (!before || key <= firstTwo(*before));
+}
+
+Salvage::Salvage(Engine& target, const std::string& directory)
+    : m_target(target), m_directory(Checked(directory)), m_pages(CataloguePath(directory)) {
+    NoteDamagedPages();
+    FindRoots();
+    OpenBulk();
+    ReadState();
+}
+
+void Salvage::NoteDamagedPages() {
+    for (const std::int64_t page : m_pages.FindDamage()) {
+        m_damage.push_back("catalogue.sqlite: page " + std::to_string(page) +
+                           " is damaged (checksum differs)");
+    }
+}
+
+// Every database has its tables in the same pages, for they are made in the same order. So where a
+// part of the schema cannot be read, a new database tells, unless the rest says otherwise.
+void Salvage::FindRoots() {
+    m_roots = m_pages.ReadRoots();
+    const std::map<std::string, std::int64_t> usual = m_target.Roots();
+    const bool isUsual = std::ranges::all_of(m_roots, [&](const auto& root) {
+        const auto found = usual.find(root.first);
+        return found != usual.end() && found->second == root.second;
+    });
+    if (isUsual) {
+        m_roots = usual;
+    }
+}
+
+void Salvage::OpenBulk() {
+    std::error_code error;
+    if (!std::filesystem::exists(BulkPath(m_directory), error)) {
+        m_damage.emplace_back("bulk.bin: is missing");
+        return;
+    }
+    m_bulk.OpenUnchecked(BulkPath(m_directory), false);
+    m_bulkSize = m_bulk.Size();
+    try {
+        m_identity = m_bulk.ReadIdentity();
+    } catch (const ORQBasFailure& failure) {
+        if (failure.Kind() != ORQBasFailureKind::Damaged) {
+            throw;
+        }
+        m_damage.emplace_back("bulk.bin: the header is damaged");
+    }
+}
+
+void Salvage::ReadState() {
+    std::optional<Identity> identity;
+    std::int64_t bulkEnd = 0;
+    const auto take = [&](const PageRow& row) {
+        if (row.Int(1) != kFormatVersion) {
+            throw ORQBasFailure(ORQBasFailureKind::Foreign, m_directory + ": has format version " +
+                                                                std::to_string(row.Int(1)) +
+                                                                ", this program knows version " +
+                                                                std::to_string(kFormatVersion));
+        }
+        if (row.Blob(2).size() == Identity().size()) {
+            std::ranges::copy(row.Blob(2), identity.emplace().begin());
+        }
+        m_target.ReserveNumbers(row.Int(4), row.Int(5));
+        bulkEnd = row.Int(6);
+    };
+    const auto isOther = [&] { return m_identity && identity && *m_identity != *identity; };
+    ReadRows(Table::State, take);
+    if (isOther() && m_pages.HasLog()) {
+        m_pages.LeaveLogOut();
+        FindRoots();
+        ReadRows(Table::State, take);
+        m_damage.emplace_back("catalogue.sqlite-wal: belongs to another database, and is left out");
+    }
+    if (isOther()) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Foreign,
+            BulkPath(m_directory) + ": belongs to another database than the catalogue beside it");
+    }
+    if (m_bulkSize > 0 && m_bulkSize < bulkEnd) {
+        m_damage.push_back("bulk.bin: is truncated: " + std::to_string(m_bulkSize) +
+                           " bytes long, the catalogue needs " + std::to_string(bulkEnd));
+    }
+    CloseGaps(Table::State);  // the new database has a state of its own
+}
+
+void Salvage::ReadRows(Table table, const CataloguePages::OnRow& take) {
+    std::optional<RowKey> last;
+    bool isInGap = false;
+    const auto takeAndNote = [&](const PageRow& row) {
+        last = KeyOf(row);
+        if (std::exchange(isInGap, false)) {
+            m_gaps.back().before = last;
+        }
+        take(row);
+    };
+    const auto note = [&] {
+        if (!std::exchange(isInGap, true)) {
+            m_gaps.push_back({table, last, {}});
+        }
+    };
+    m_pages.ReadTree(m_roots[Catalogue::NameOf(table)], Catalogue::NumColumns(table), takeAndNote,
+                     note);
+}
+
+bool Salvage::ReadIndex(Index index, std::size_t nColumns, const CataloguePages::OnRow& take) {
+    bool isWhole = true;
+    m_pages.ReadTree(m_roots[Catalogue::NameOf(index)], nColumns, take, [&] { isWhole = false; });
+    return isWhole;
+}
+
+void Salvage::CloseGaps(Table table) {
+    std::erase_if(m_gaps, [&](const RowGap& gap) { return gap.table == table; });
+}
+
+void Salvage::TakeRows() {
+    std::int64_t nRows = 0;
+    for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
+        const auto table = static_cast<Table>(number);
+        if (table == Table::State || table == Table::Extent || table == Table::FreeExtent) {
+            continue;
+        }
+        ReadRows(table, [&](const PageRow& row) {
+            m_target.Rows().InsertNewRow(table, row.Values());
+            ++nRows;
+        });
+    }
+    if (nRows == 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            m_directory + ": nothing can be read of its catalogue");
+    }
+    for (Cursor row = m_target.Rows().FindLast(Table::Object); row.Next();) {
+        m_target.ReserveNumbers(row.Int(0) + 1, 0);
+    }
+    for (Cursor row = m_target.Rows().FindLast(Table::ComponentSet); row.Next();) {
+        m_target.ReserveNumbers(0, row.Int(0) + 1);
+    }
+    for (Cursor row = m_target.Rows().Find(Table::Drawer); row.Next();) {
+        m_target.ReserveNumbers(row.Int(5) + 1, row.Int(1) + 1);
+    }
+}
+
+void Salvage::TakeRowsFromIndices() {
+    TakeMembers();
+    TakeSymbols();
+    TakeLinks(Table::Child, Index::ChildByTarget);
+    TakeLinks(Table::MapEntry, Index::MapEntryByTarget);
+    TakeLinks(Table::VectorEntry, Index::VectorEntryByTarget);
+    TakeSetEntries();
+}
+
+void Salvage::TakeMembers() {
+    const auto take = [&](const PageRow& row) {  // object, collection, member
+        m_target.Rows().InsertNew(Table::Member, row.Int(1), row.Int(2), row.Int(0));
+    };
+    if (MayHaveLost(Table::Member) && ReadIndex(Index::MemberByObject, 3, take)) {
+        CloseGaps(Table::Member);
+    }
+}
+
+// One index knows the names, the other one the objects.
+void Salvage::TakeSymbols() {
+    if (!MayHaveLost(Table::Symbol)) {
+        return;
+    }
+    using Place = std::tuple<std::int64_t, std::int64_t, std::int64_t>;  // collection, type, place
+    std::map<Place, std::int64_t> objects;
+    const bool knowsObjects = ReadIndex(Index::SymbolByObject, 4, [&](const PageRow& row) {
+        objects[{row.Int(1), row.Int(2), row.Int(3)}] = row.Int(0);
+    });
+    const bool knowsNames = ReadIndex(Index::SymbolByName, 4, [&](const PageRow& row) {
+        const auto found = objects.find({row.Int(0), row.Int(1), row.Int(3)});
+        if (found != objects.end()) {
+            m_target.Rows().InsertNew(Table::Symbol, row.Int(0), row.Int(1), row.Int(3),
+                                      row.Text(2), found->second);
+        }
+    });
+    if (knowsObjects && knowsNames) {
+        CloseGaps(Table::Symbol);
+    }
+}
+
+// The index has all of a link but the type of its target, which is that of the target's object.
+void Salvage::TakeLinks(Table table, Index index) {
+    if (!MayHaveLost(table)) {
+        return;
+    }
+    // Target object, target index, slot, target category, object, and the last part of the key.
+    const bool isWhole = ReadIndex(index, 6, [&](const PageRow& row) {
+        Cursor target = m_target.Rows().Find(Table::Object, row.Int(0));
+        if (target.Next()) {
+            m_target.Rows().InsertNewRow(
+                table, std::array<Value, 7>{row.Values()[4], row.Values()[2], row.Values()[5],
+                                            row.Values()[0], row.Values()[3], target.Int(1),
+                                            row.Values()[1]});
+        } else if (MayHaveLost(table, row.Int(4), row.Int(2))) {
+            m_halfLinks.push_back({table, row.Int(4), static_cast<int>(row.Int(2)), row.Int(0)});
+        }
+    });
+    if (isWhole) {
+        CloseGaps(table);
+    }
+}
+
+void Salvage::TakeSetEntries() {
+    const auto take = [&](const PageRow& row) {
+        // Target object, target index, slot, object, target category, target type.
+        m_target.Rows().InsertNew(Table::SetEntry, row.Int(3), row.Int(2), row.Int(0), row.Int(4),
+                                  row.Int(5), row.Int(1));
+    };
+    if (MayHaveLost(Table::SetEntry) && ReadIndex(Index::SetEntryByTarget, 6, take)) {
+        CloseGaps(Table::SetEntry);
+    }
+}
+
+void Salvage::TakeChunks(const std::function<void(double)>& progress) {
+    std::int64_t store = 0;
+    std::vector<Chunk> chunks;
+    std::int64_t seen = 0;
+    ReadRows(Table::Extent, [&](const PageRow& row) {
+        if (row.Int(0) != store) {
+            TakeStore(store, chunks);
+            chunks.clear();
+            store = row.Int(0);
+        }
+        try {
+            chunks.push_back({static_cast<int>(row.Int(1)), row.Int(2), ExtentFromRow(row)});
+        } catch (const ORQBasFailure& failure) {
+            m_damagedStores[store] = failure.Text();
+        }
+        seen += row.Int(4);
+        progress(std::min(1.0, static_cast<double>(seen) /
+                                   static_cast<double>(std::max<std::int64_t>(1, m_bulkSize))));
+    });
+    TakeStore(store, chunks);
+    m_target.ReserveNumbers(store + 1, 0);
+    progress(1.0);
+}
+
+void Salvage::TakeStore(std::int64_t store, const std::vector<Chunk>& chunks) {
+    for (std::size_t i = 0; i < chunks.size() && !m_damagedStores.contains(store); ++i) {
+        if (const std::string damage = DamageOf(chunks[i].extent); !damage.empty()) {
+            m_damagedStores[store] = "piece " + std::to_string(i + 1) + " of " +
+                                     std::to_string(chunks.size()) + ": " + damage;
+        }
+    }
+    if (m_damagedStores.contains(store)) {
+        return;
+    }
+    for (const auto& [part, number, extent] : chunks) {
+        const std::byte* bytes = m_bulk.Map(extent.offset, extent.length);
+        m_target.Chunks().Write(store, part, number, 0,
+                                {bytes, static_cast<std::size_t>(extent.length)});
+    }
+}
+
+// In words; empty where every block is right.
+std::string Salvage::DamageOf(const Extent& extent) {
+    if (extent.offset + extent.length > m_bulkSize) {
+        return m_bulkSize == 0 ? "bulk.bin is missing or empty"
+                               : "bulk.bin ends at byte " + std::to_string(m_bulkSize) +
+                                     ", before its bytes do";
+    }
+    const std::vector<std::int64_t> damaged = FindDamage(m_bulk, extent);
+    return damaged.empty()
+               ? ""
+               : "the block at byte " + std::to_string(damaged.front()) + " of bulk.bin is damaged";
+}
+
+}  // namespace orq::storage

@@ -23,13 +23,22 @@ std::string SlotName(int slot) {
     return name.substr(name.find('_') + 1);
 }
 
-std::string StepName(Index index, const Cursor& link) {
+std::string OwnName(DatabaseState& state, std::int64_t object) {
+    Cursor name = state.Rows().Find(storage::Table::Name, object);
+    return name.Next() ? "\"" + std::string(name.Text(2)) + "\"" : "";
+}
+
+// Of a link by the slot, and what tells it from others of that: its key, its place, or the name of
+// what it leads to.
+std::string StepName(DatabaseState& state, std::int64_t target, Index index, const Cursor& link) {
     std::string name = SlotName(link.Int32(1));
     if (index == Index::MapEntryByTarget) {
         name += " \"" + std::string(link.Text(2)) + "\"";
     } else if (index == Index::VectorEntryByTarget ||
                (index == Index::ChildByTarget && link.Int(2) != 0)) {
         name += "[" + std::to_string(link.Int(2)) + "]";
+    } else if (const std::string own = OwnName(state, target); !own.empty()) {
+        name += " " + own;
     }
     return name;
 }
@@ -50,7 +59,8 @@ std::string PathFromFocus(DatabaseState& state, std::int64_t object, int index) 
             for (Cursor link = state.Rows().FindBy(by, way.object, next == 0 ? index : 0);
                  link.Next();) {
                 const std::int64_t owner = link.Int(0);
-                std::string rest = StepName(by, link) + (way.rest.empty() ? "" : " / " + way.rest);
+                std::string rest = StepName(state, way.object, by, link) +
+                                   (way.rest.empty() ? "" : " / " + way.rest);
                 if (owner == kFocus) {
                     return rest;
                 }
@@ -68,11 +78,6 @@ std::string PathFromFocus(DatabaseState& state, std::int64_t object, int index) 
         }
     }
     return "";
-}
-
-std::string OwnName(DatabaseState& state, std::int64_t object) {
-    Cursor name = state.Rows().Find(storage::Table::Name, object);
-    return name.Next() ? "\"" + std::string(name.Text(2)) + "\"" : "";
 }
 
 }  // namespace

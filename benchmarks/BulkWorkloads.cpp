@@ -2,10 +2,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <optional>
 #include <random>
 #include <span>
+#include <vector>
 
 #include "AllocationPeak.h"
 #include "BulkData.h"
@@ -217,6 +219,42 @@ std::vector<Row> GatherFirstTouch(const Settings& settings) {
                      })})};
 }
 
+// What checksums take of a durable write, those of the catalogue's pages too; and what a read of
+// blocks that are verified takes beyond copying them, their bookkeeping and all else.
+std::vector<Row> Checksums(const Settings& settings) {
+    Bulk bulk(settings);
+    bulk.StoreAll(kPlainChunks);
+    std::vector<char> catalogue(std::filesystem::file_size(bulk.database / "catalogue.sqlite"));
+    std::ifstream(bulk.database / "catalogue.sqlite", std::ios::binary)
+        .read(catalogue.data(), std::ssize(catalogue));
+    const auto hash = [&] {
+        return HashBlocks(bulk.Bytes()) ^ HashBlocks(std::as_bytes(std::span(catalogue)));
+    };
+    const std::uint64_t expected = hash();
+    std::uint64_t found = 0;
+    std::optional<CoordinateDatabase> database;
+    std::vector<Row> rows = {
+        Measure(settings, "checksums-write", 0.25,
+                {{.name = "hash of blocks and pages",
+                  .run = [&] { found = hash(); },
+                  .check = [&] { Require(found == expected, "the hash differs"); }},
+                 bulk.Writing(
+                     "durable write", [&] { database = CoordinateDatabase::Create(bulk.database); },
+                     [&] { database->Append(bulk.values); },
+                     [&] {
+                         database.reset();
+                         bulk.CheckStored<CoordinateDatabase>(bulk.database);
+                     })})};
+    const MappedFile mapped(bulk.plain);
+    database.emplace(bulk.database);
+    database->Read(bulk.target);
+    bulk.CopyFrom(mapped);
+    rows.push_back(Measure(settings, "checksums-read-again", 1.02,
+                           {bulk.Reading("ours", [&] { database->Read(bulk.target); }),
+                            bulk.Reading("touched map", [&] { bulk.CopyFrom(mapped); })}));
+    return rows;
+}
+
 std::vector<Row> OpenAndCount(const Settings& settings) {
     constexpr int kFewNodes = 1000;
     Bulk bulk(settings);
@@ -269,6 +307,7 @@ std::vector<Workload> BulkWorkloads() {
              }},
             {"gather-1%-first-touch", GatherFirstTouch},
             {"appends", Appends},
+            {"checksums", Checksums},
             {"open", OpenAndCount},
             {"memory", Memory}};
 }

@@ -77,6 +77,17 @@ void MappedFile::Gather(std::span<const int> picks, double* values) const {
     }
 }
 
+std::uint64_t HashBlocks(std::span<const std::byte> bytes) {
+    constexpr std::size_t kBlock = 64 << 10;
+    std::uint64_t all = 0;
+    while (!bytes.empty()) {
+        const auto block = bytes.first(std::min(kBlock, bytes.size()));
+        all ^= XXH3_64bits(block.data(), block.size());
+        bytes = bytes.subspan(block.size());
+    }
+    return all;
+}
+
 std::uint64_t MappedFile::HashTouched(std::span<const int> picks) const {
     constexpr std::int64_t kPiece = 64 << 10;
     constexpr std::int64_t kNode = 3 * sizeof(double);

@@ -34,6 +34,9 @@ class PlainFile {
 // virtual machine. A file that is written and removed leaves enough for the next one.
 void LeaveRoomToWrite(const std::filesystem::path& directory, std::size_t nBytes);
 
+// The checksum of each block of 64 KiB, put together.
+std::uint64_t HashBlocks(std::span<const std::byte> bytes);
+
 // A memory map of a whole file, for reading.
 class MappedFile {
   public:

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Console.h"
+#include "ORQBasFailure.h"
 #include "export/BulkDataMaterialCards.h"
 #include "export/BulkDataText.h"
 #include "export/ExportError.h"
@@ -188,6 +189,11 @@ class Deck {
             if (!fields.IsBlank(field)) {
                 const double word =
                     section.constants[static_cast<std::size_t>(field - kFirstLaminateConstant)];
+                if (!(word >= 1 && word <= static_cast<double>(BulkWords().size()))) {
+                    throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                        fmt::format("section \"{}\": field {} is no word: {}",
+                                                    section.name, field, word));
+                }
                 fields.Set(field, std::string(BulkWords()[static_cast<std::size_t>(word) - 1]));
             }
         }

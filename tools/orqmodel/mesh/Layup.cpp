@@ -29,6 +29,7 @@ constexpr int kAxis2Field = 2;
 
 constexpr int kSectionKindField = 2;
 constexpr int kNumConstantsField = 3;
+constexpr int kMostConstants = 1 << 20;  // far more than any card has
 constexpr int kConstantsField = 4;
 
 class Writer {
@@ -224,15 +225,31 @@ class Reader {
     static void GetConstants(const ORQSimPosition& position, Layup::Section& section) {
         const ORQSimDataRecord record = position.DataRecord();
         section.kind = record.ReturnString(kSectionKindField).UTF8();
-        if (!section.kind.empty()) {
-            section.constants.resize(static_cast<std::size_t>(record.GetInt(kNumConstantsField)));
-            record.GetDouble(kConstantsField, record.GetInt(kNumConstantsField),
-                             section.constants.data());
+        if (section.kind.empty()) {
+            return;
         }
+        const int count = record.GetInt(kNumConstantsField);
+        if (count < 0 || count > kMostConstants) {
+            throw ORQBasFailure(
+                ORQBasFailureKind::Damaged,
+                fmt::format("section \"{}\": has {} constants", section.name, count));
+        }
+        section.constants.resize(static_cast<std::size_t>(count));
+        record.GetDouble(kConstantsField, count, section.constants.data());
     }
 
     int PlaceOf(const ORQSimPosition& object, const Places& places) const {
-        return object.IsNull() ? Layup::kNone : places.at(m_document.GetCMemberIndex(object));
+        if (object.IsNull()) {
+            return Layup::kNone;
+        }
+        const auto found = places.find(m_document.GetCMemberIndex(object));
+        if (found == places.end()) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                fmt::format("\"{}\": is used by a section and is no member of its "
+                                            "collection",
+                                            object.Name(ORQSimSchema::Record_name).UTF8()));
+        }
+        return found->second;
     }
 
     void ReadLayers(const ORQSimPosition& position, Layup::Section& section) const {

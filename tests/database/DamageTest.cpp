@@ -2,7 +2,6 @@
 #include <sqlite3.h>
 
 #include <cstring>
-#include <random>
 
 #include "ORQSimLinks.h"
 #include "Peer.h"
@@ -124,22 +123,6 @@ class DamageTest : public testing::Test {
 };
 
 }  // namespace
-
-TEST_F(DamageTest, AnyFlippedBitOfTheCatalogueIsFound) {
-    std::mt19937 random(20240609);
-    for (int round = 0; round < 150; ++round) {
-        const auto byte = round < 30 ? static_cast<std::size_t>(random() % 120)
-                                     : static_cast<std::size_t>(random() % m_catalogue.size());
-        const auto bit = static_cast<char>(1 << random() % 8);
-        SCOPED_TRACE("bit " + std::to_string(bit) + " of byte " + std::to_string(byte));
-        std::string damaged = m_catalogue;
-        damaged[byte] = static_cast<char>(damaged[byte] ^ bit);
-        WriteBytes(Catalogue(m_path), damaged);
-        ASSERT_NO_FATAL_FAILURE(ExpectFoundAndNeverWrong());
-    }
-    Restore();
-    EXPECT_EQ(Open().Verify(), Texts());
-}
 
 TEST_F(DamageTest, AnyLostOrMisplacedPageOfTheCatalogueIsFound) {
     constexpr std::size_t kPage = 2048;

@@ -84,12 +84,12 @@ TEST_F(DamageTest, AChangedByteIsFoundOrMeansNothing) {
     for (const bool in_catalogue : {true, false}) {
         const std::string& whole = in_catalogue ? catalogue_ : bulk_;
         int n_found = 0;
-        constexpr int kRounds = 250;
+        constexpr int kRounds = 40;
         for (int round = 0; round < kRounds; ++round) {
             Restore();
             std::string bytes = whole;
             const std::size_t place =
-                round < 100 ? static_cast<std::size_t>(round) : random() % whole.size();
+                round < 15 ? static_cast<std::size_t>(round) : random() % whole.size();
             bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
             PutBytes(in_catalogue ? CataloguePath() : BulkPath(), bytes);
             SCOPED_TRACE(testing::Message() << "catalogue " << in_catalogue << " byte " << place);
@@ -100,19 +100,6 @@ TEST_F(DamageTest, AChangedByteIsFoundOrMeansNothing) {
     }
     Restore();
     EXPECT_FALSE(IsFound());
-}
-
-TEST_F(DamageTest, ACutFileIsFound) {
-    for (const bool in_catalogue : {true, false}) {
-        const std::string& whole = in_catalogue ? catalogue_ : bulk_;
-        for (std::size_t length = 0; length < whole.size(); length += 4999) {
-            Restore();
-            PutBytes(in_catalogue ? CataloguePath() : BulkPath(), whole.substr(0, length));
-            SCOPED_TRACE(testing::Message()
-                         << "catalogue " << in_catalogue << " cut at " << length);
-            EXPECT_TRUE(IsFound());
-        }
-    }
 }
 
 TEST_F(DamageTest, MissingAndForeignFilesAreNamed) {

@@ -148,7 +148,8 @@ TEST(FieldPicture, ShowsTheComponentOrSaysWhatIsWrong) {
     const std::string database = (folder / "m.orq").string();
     ASSERT_EQ(RunHere({"import", file, "-o", database}).status, 0);
     const auto draw = [&](const Arguments& more) {
-        Arguments arguments = {"draw", database, "-o", folder / "m.svg", "--force"};
+        Arguments arguments = {"draw",    database, "-o",     folder / "m.svg",
+                               "--force", "--size", "480x360"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return RunHere(arguments);
     };

@@ -83,7 +83,7 @@ std::string PathFromFocus(DatabaseState& state, std::int64_t object, int index) 
 }  // namespace
 
 std::string NameInMessage(DatabaseState& state, std::int64_t object) {
-    const std::string number = "object " + std::to_string(object);
+    std::string number = "object " + std::to_string(object);
     if (object == kFocus) {
         return number + " (the focus)";
     }
@@ -97,7 +97,7 @@ std::string NameInMessage(DatabaseState& state, std::int64_t object) {
 }
 
 std::string NameInMessage(DatabaseState& state, std::int64_t collection, int set) {
-    const std::string number = "set " + std::to_string(set);
+    std::string number = "set " + std::to_string(set);
     try {
         const std::string name = PathFromFocus(state, collection, set);
         return name.empty() ? number + " of " + NameInMessage(state, collection)

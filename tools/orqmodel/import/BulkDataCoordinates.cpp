@@ -51,7 +51,8 @@ bool BulkDataCoordinates::Add(const BulkCard& card) {
     return true;
 }
 
-void BulkDataCoordinates::Insert(const BulkCard& card, int numberField, Definition definition) {
+void BulkDataCoordinates::Insert(const BulkCard& card, int numberField,
+                                 const Definition& definition) {
     const auto number = card.NeededLabel(numberField);
     if (!number) {
         return;

@@ -52,7 +52,7 @@ class BulkDataCoordinates {
         System system = {};
     };
 
-    void Insert(const BulkCard& card, int numberField, Definition definition);
+    void Insert(const BulkCard& card, int numberField, const Definition& definition);
     bool Resolve(int number, Definition& definition);
     std::optional<std::array<Point, 3>> BasicPoints(const Definition& definition);
 

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The tests of storage and recovery that could go on for ever, for a quarter of an hour or more
 # instead of a minute: processes killed 500 times, readers beside a writer for 50 s, every call to
-# the disk stopped or failed in many ways, every byte of the bulk file and of the catalogue's first
+# the disk stopped or failed in many ways, 10,000 bytes of the bulk file and each of the catalogue's first
 # pages damaged.
 #
 #   scripts/long_tests.sh [THOROUGHNESS]    how often as much as usual; 25 when it is left out

@@ -116,14 +116,21 @@ TEST(Contours, LinesAreCutAndPartsInOneBandStayWhole) {
     EXPECT_EQ(cut.skin.Nodes(11).size(), 3);
 }
 
-TEST(FieldValues, VonMisesIsWhatTheSolverWrote) {
-    const fs::path file = fs::path(ORQ_SHARED_MODELS) / "block_crush_1.ex2";
-    if (!fs::exists(file)) {
-        GTEST_SKIP() << "no real models on this machine";
+class CrushedBlock : public testing::Test {
+  protected:
+    void SetUp() override {
+        const fs::path file = fs::path(ORQ_SHARED_MODELS) / "block_crush_1.ex2";
+        if (!fs::exists(file)) {
+            GTEST_SKIP() << "no real models on this machine";
+        }
+        ASSERT_EQ(RunHere({"import", file, "-o", database}).status, 0);
     }
+
     const ScratchFolder folder;
     const std::string database = (folder / "m.orq").string();
-    ASSERT_EQ(RunHere({"import", file, "-o", database}).status, 0);
+};
+
+TEST_F(CrushedBlock, VonMisesIsWhatTheSolverWrote) {
     const ORQObjDocument document(ORQSimDatabase::Open(database, ORQSimDatabase::Mode::ReadOnly));
     const ModelReader model(document);
     const ResultReader results(document);
@@ -139,14 +146,7 @@ TEST(FieldValues, VonMisesIsWhatTheSolverWrote) {
     EXPECT_GT(nCompared, 100);
 }
 
-TEST(FieldPicture, ShowsTheComponentOrSaysWhatIsWrong) {
-    const fs::path file = fs::path(ORQ_SHARED_MODELS) / "block_crush_1.ex2";
-    if (!fs::exists(file)) {
-        GTEST_SKIP() << "no real models on this machine";
-    }
-    const ScratchFolder folder;
-    const std::string database = (folder / "m.orq").string();
-    ASSERT_EQ(RunHere({"import", file, "-o", database}).status, 0);
+TEST_F(CrushedBlock, ShowsTheComponentOrSaysWhatIsWrong) {
     const auto draw = [&](const Arguments& more) {
         Arguments arguments = {"draw",    database, "-o",     folder / "m.svg",
                                "--force", "--size", "480x360"};

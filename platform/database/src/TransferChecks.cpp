@@ -1,0 +1,224 @@
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "ORQSimDistribution.h"
+#include "TransferJob.h"
+
+using orq::database::ComponentSet;
+using orq::database::ComponentSetPtr;
+using orq::database::DatabaseState;
+using orq::database::DistributionState;
+using orq::database::DrawerState;
+using orq::database::InDimension;
+using orq::database::Refuse;
+
+namespace {
+
+constexpr std::int64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+constexpr int kIndexSize = sizeof(std::int32_t);  // of an entry of the sparse buffers
+
+// The first member (in the set's order) that lies outside [0, space).
+int FirstOutside(const ComponentSet& set, int space) {
+    std::optional<int> outside;
+    set.ForEachRun([&](int, int first, int count) {
+        if (!outside && first < 0) {
+            outside = first;
+        } else if (!outside && std::int64_t{first} + count > space) {
+            outside = std::max(first, space);
+        }
+    });
+    return outside.value_or(-1);
+}
+
+}  // namespace
+
+ComponentSetPtr orq::database::Missing(const ComponentSetPtr& view,
+                                       const ComponentSetPtr& present) {
+    if (view->IsAscending()) {
+        return ComponentSet::Difference(view, present);
+    }
+    std::vector<int> members;
+    for (const int member : view->Written()) {
+        if (present->Seek(member) < 0) {
+            members.push_back(member);
+        }
+    }
+    return members.empty() ? ComponentSet::Empty() : ComponentSet::FromOrdered(std::move(members));
+}
+
+DatabaseState& ORQSimTransfer::Job::State() const {
+    DatabaseState* state = DatabaseState::Reading(distributionID);
+    if (state == nullptr) {
+        Refuse("a transfer needs a distribution; this one is null");
+    }
+    return *state;
+}
+
+std::vector<ComponentSetPtr> ORQSimTransfer::Job::View() const {
+    std::vector<ComponentSetPtr> view;
+    for (const auto& dim : dims) {
+        view.push_back(dim ? dim->Payload() : ComponentSet::Empty());
+    }
+    return view;
+}
+
+DrawerState& ORQSimTransfer::Job::Drawer(DistributionState& distribution) const {
+    DrawerState* drawer = distribution.Find(drawerID);
+    if (drawer == nullptr) {
+        Refuse("the drawer of the transfer is not one of its distribution");
+    }
+    return *drawer;
+}
+
+void ORQSimTransfer::Job::CheckView() {
+    DistributionState& distribution = Distribution();
+    CheckAgainstSpaces(distribution);
+    if (making != Making::None) {
+        CheckMaking(distribution);
+    } else if (direction == Direction::Write) {
+        CheckAgainstDrawer(distribution);
+    } else if (!drawerID.IsNull()) {
+        Drawer(distribution);
+    }
+    const int valueSize = MoverFor(distribution).bufferSize;
+    const std::int64_t items = isSparse ? nNonzero : ViewItems();
+    if (items > kMostBytes / (isSparse ? std::max(valueSize, kIndexSize) : valueSize)) {
+        Refuse("the view has " + std::to_string(items) +
+               " items; one transfer moves at most 2147483647 bytes, split it");
+    }
+}
+
+void ORQSimTransfer::Job::CheckAgainstSpaces(const DistributionState& distribution) const {
+    const std::size_t nDims = distribution.grid.size();
+    const auto nSet = std::ranges::count_if(dims, [](const auto& dim) { return dim.has_value(); });
+    if (dims.size() != nDims || static_cast<std::size_t>(nSet) != nDims) {
+        Refuse("the view has " + std::to_string(nSet) + " dimensions, the distribution " +
+               std::to_string(nDims));
+    }
+    for (std::size_t i = 0; i < nDims; ++i) {
+        CheckMembers(static_cast<int>(i), *dims[i], distribution.grid[i]);
+    }
+}
+
+void ORQSimTransfer::Job::CheckMembers(int dimension, const ORQSimCSet& set,
+                                       const ORQSimCollectionID& collection) const {
+    if (set.CollectionID().IsNull() && set.IsEmpty()) {
+        return;
+    }
+    if (set.CollectionID() != collection) {
+        Refuse(InDimension(dimension) + ": the set belongs to collection " +
+               std::to_string(set.CollectionID().MinorID()) + ", the grid has collection " +
+               std::to_string(collection.MinorID()));
+    }
+    const ComponentSet& members = *set.Payload();
+    const int space = State().Space(collection);
+    if (!members.IsEmpty() && (members.Lowest() < 0 || members.Highest() >= space)) {
+        Refuse(InDimension(dimension) + ": member " + std::to_string(FirstOutside(members, space)) +
+               " is outside the space of " + std::to_string(space) + " members");
+    }
+}
+
+void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) const {
+    const DrawerState& drawer = Drawer(distribution);
+    if (isSparse || drawer.layout == ORQSimDrawerLayout::Sparse) {
+        Refuse("a sparse drawer is written when it is made and cannot be changed");
+    }
+    if ((autoExtend || !extension.IsNull()) && drawer.extendable < 0) {
+        Refuse(
+            "only chunked drawers are extendable; this drawer was made without an extendable "
+            "dimension");
+    }
+    if (!extension.IsNull()) {
+        CheckMembers(drawer.extendable, ORQSimCSet(extension),
+                     distribution.grid[static_cast<std::size_t>(drawer.extendable)]);
+    }
+    for (std::size_t i = 0; i < dims.size(); ++i) {
+        const int dimension = static_cast<int>(i);
+        ComponentSetPtr present = drawer.sets[i];
+        if (dimension == drawer.extendable) {
+            if (autoExtend) {
+                continue;
+            }
+            if (!extension.IsNull()) {
+                present = ComponentSet::Union(present, ORQSimCSet(extension).Payload());
+            }
+        }
+        const ComponentSetPtr missing = Missing(dims[i]->Payload(), present);
+        if (!missing->IsEmpty()) {
+            Refuse(InDimension(dimension) + ": the drawer does not hold member " +
+                   std::to_string(missing->At(0)) + " and may not be extended by it");
+        }
+    }
+}
+
+void ORQSimTransfer::Job::CheckMaking(const DistributionState& distribution) const {
+    if (making == Making::Plain) {
+        if (extendable >= 0) {
+            Refuse("only chunked drawers are extendable");
+        }
+        if (isSparse && distribution.grid.size() != 2) {
+            Refuse("a sparse drawer needs two dimensions, the distribution has " +
+                   std::to_string(distribution.grid.size()));
+        }
+        return;
+    }
+    if (isSparse) {
+        Refuse("a sparse drawer cannot be chunked");
+    }
+    if (chunks.size() != distribution.grid.size()) {
+        Refuse(std::to_string(chunks.size()) + " chunk sizes are given for " +
+               std::to_string(distribution.grid.size()) + " dimensions");
+    }
+    for (std::size_t i = 0; i < chunks.size(); ++i) {
+        if (chunks[i] < 1) {
+            Refuse(InDimension(static_cast<int>(i)) + ": the chunk size " +
+                   std::to_string(chunks[i]) + " is below 1");
+        }
+    }
+    if (extendable >= static_cast<int>(distribution.grid.size())) {
+        Refuse("the extendable " + InDimension(extendable) + " does not exist");
+    }
+}
+
+std::int64_t ORQSimTransfer::Job::ViewItems() const {
+    std::int64_t items = 1;
+    for (const auto& dim : dims) {
+        const std::int64_t size = dim ? dim->Size() : 0;
+        // Anything beyond what a transfer moves is as good as any other.
+        items = size == 0 ? 0 : std::min(items * size, kMostBytes * 2);
+    }
+    return items;
+}
+
+std::int64_t ORQSimTransfer::Job::RequiredSize(int buffer) {
+    DistributionState& distribution = Distribution();
+    std::int64_t bytes = 0;
+    if (isSparse) {
+        std::int64_t nValues = nNonzero;
+        const std::int64_t nRows = dims.empty() || !dims[0] ? 0 : dims[0]->Size();
+        if (direction == Direction::Read) {
+            nValues = SparseView(State(), distribution).NumValues();
+        }
+        bytes = buffer == ORQSimbufMain        ? nValues * MoverFor(distribution).bufferSize
+                : buffer == ORQSimbufIndicesNZ ? nValues * kIndexSize
+                                               : (nRows + 1) * kIndexSize;
+    } else {
+        bytes = buffer == ORQSimbufMain ? ViewItems() * MoverFor(distribution).bufferSize : 0;
+    }
+    return isPadded ? (bytes + 7) / 8 * 8 : bytes;
+}
+
+std::byte* ORQSimTransfer::Job::BufferFor(int buffer) {
+    const std::int64_t required = RequiredSize(buffer);
+    const Buffer& given = buffers[static_cast<std::size_t>(buffer)];
+    if (required > 0 && given.data == nullptr) {
+        Refuse("buffer " + std::to_string(buffer) + " of " + std::to_string(required) +
+               " bytes is missing");
+    }
+    if (given.size < required) {
+        Refuse("buffer " + std::to_string(buffer) + " has " + std::to_string(given.size) +
+               " bytes, the view needs " + std::to_string(required));
+    }
+    return static_cast<std::byte*>(given.data);
+}

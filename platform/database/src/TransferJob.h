@@ -1,0 +1,103 @@
+// What a transfer was told to do, and doing it: ORQSimTransfer.cpp moves values, TransferChecks.cpp
+// refuses beforehand what cannot be moved.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ComponentSet.h"
+#include "DatabaseState.h"
+#include "ORQBasFailure.h"
+#include "ORQSimCSet.h"
+#include "ORQSimTransfer.h"
+#include "RowReader.h"
+#include "SparseRows.h"
+#include "TransferView.h"
+
+namespace orq::database {
+
+[[noreturn]] inline void Refuse(const std::string& text) {
+    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
+}
+
+inline std::string InDimension(int dimension) {
+    return "dimension " + std::to_string(dimension);
+}
+
+// The members of a view that a set lacks, in the order of the view.
+ComponentSetPtr Missing(const ComponentSetPtr& view, const ComponentSetPtr& present);
+
+}  // namespace orq::database
+
+class ORQSimTransfer::Job {
+  public:
+    enum class Direction { None, Read, Write };
+    enum class Making { None, Plain, Chunked };
+
+    struct Buffer {
+        void* data = nullptr;
+        std::int64_t size = 0;
+    };
+
+    explicit Job(const ORQSimDistributionID& id) : distributionID(id) {}
+
+    void CheckView();
+    std::int64_t RequiredSize(int buffer);
+    ORQSimTransientDrawer Read();
+    void Write();
+    void Make();
+
+    ORQSimDistributionID distributionID;
+    Direction direction = Direction::None;
+    Making making = Making::None;
+    ORQSimDrawerID drawerID;
+    std::vector<int> chunks;
+    int extendable = -1;
+    std::vector<std::optional<ORQSimCSet>> dims;
+    bool autoExtend = false;
+    ORQSimCSetID extension;
+    std::array<Buffer, 3> buffers;
+    int bufferType = 0;
+    bool isPadded = false;
+    bool isSparse = false;
+    int nNonzero = 0;
+
+  private:
+    orq::database::DatabaseState& State() const;
+    orq::database::DistributionState& Distribution() const {
+        return State().Distribution(distributionID);
+    }
+    std::vector<orq::database::ComponentSetPtr> View() const;
+    orq::database::DrawerState& Drawer(orq::database::DistributionState& distribution) const;
+    void CheckAgainstSpaces(const orq::database::DistributionState& distribution) const;
+    void CheckMembers(int dimension, const ORQSimCSet& set,
+                      const ORQSimCollectionID& collection) const;
+    void CheckAgainstDrawer(orq::database::DistributionState& distribution) const;
+    void CheckMaking(const orq::database::DistributionState& distribution) const;
+    std::int64_t ViewItems() const;
+    std::byte* BufferFor(int buffer);
+    orq::database::ItemMover MoverFor(const orq::database::DistributionState& distribution) const {
+        return orq::database::MoverBetween(distribution.scalar,
+                                           bufferType != 0 ? bufferType : distribution.scalar);
+    }
+    std::vector<orq::database::DrawerState*> DrawersToRead(
+        orq::database::DistributionState& distribution) const;
+    std::int64_t ReadDense(orq::database::DatabaseState& state,
+                           const orq::database::DistributionState& distribution,
+                           const orq::database::DrawerState& drawer, std::byte* buffer);
+    orq::database::SparseRows SparseView(orq::database::DatabaseState& state,
+                                         orq::database::DistributionState& distribution);
+    std::int64_t ReadAsSparse(orq::database::DatabaseState& state,
+                              orq::database::DistributionState& distribution);
+    void AddDrawer();
+    void Extend(orq::database::DatabaseState& state, orq::database::DistributionState& distribution,
+                orq::database::DrawerState& drawer);
+    void WriteDense(orq::database::DatabaseState& state,
+                    const orq::database::DistributionState& distribution,
+                    const orq::database::DrawerState& drawer, const std::byte* buffer);
+    void WriteSparse(orq::database::DatabaseState& state,
+                     const orq::database::DistributionState& distribution);
+};

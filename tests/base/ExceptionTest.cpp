@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <memory>
 #include <string>
 
 #include "ORQBasAssertException.h"
+#include "ORQBasFailure.h"
 #include "atr_translate.h"
 
 namespace {
@@ -59,6 +61,15 @@ TEST(Exception, BaseOffersNoCloneAndReportsAnUnknownPlace) {
     const PlainException plain;
     EXPECT_EQ(plain.Clone(), nullptr);
     EXPECT_STREQ(plain.DeveloperReport(s_unicode).c_str(), "plain (unknown file:0)");
+}
+
+TEST(Failure, IsAStandardExceptionWithItsText) {
+    try {
+        throw ORQBasFailure(ORQBasFailureKind::Io, "wing.orq: disk full");
+    } catch (const std::exception& exception) {
+        EXPECT_STREQ(exception.what(), "wing.orq: disk full");
+    }
+    EXPECT_THROW(ORQBasFailure(ORQBasFailureKind::Io, "x").Propagate(), ORQBasException);
 }
 
 TEST(IndexOutOfRange, NamesIndexAndRange) {

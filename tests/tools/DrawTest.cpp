@@ -527,7 +527,7 @@ TEST_F(DrawTest, WhatCannotBeDrawnIsSaid) {
         return Draw(png_);
     };
     CommandResult result = make(0);
-    EXPECT_EQ(result.status, 3);
+    EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, HasSubstr("there is nothing to draw"));
     result = make(std::numeric_limits<double>::quiet_NaN());
     EXPECT_EQ(result.status, 3);

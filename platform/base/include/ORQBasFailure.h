@@ -3,19 +3,23 @@
 /// invariant is an assertion.
 #pragma once
 
+#include <exception>
 #include <string>
 
 #include "ORQBasException.h"
 #include "ORQBasExport.h"
 
 /// Which kind to throw:
-///   Usage    the caller broke a rule of the interface: no transaction, a member outside the space,
-///            a closed database. Calling again in the same way fails again.
-///   Io       the operating system refused: missing file, permission, disk full.
-///   Damaged  stored bytes are not those that were written.
-///   Foreign  intact, but not ours to read: another format, a newer version, another database's
-///   file. Busy     another process holds what is needed; later may work. Refused  an earlier
-///   failure left this handle in doubt; open the database again.
+/// - Usage: the caller broke a rule of the interface: no transaction, a member outside the space, a
+///   closed database, a picture of nothing. Calling again in the same way fails again.
+/// - Io: the operating system refused: missing file, permission, disk full.
+/// - Damaged: stored bytes are not those that were written.
+/// - Foreign: intact, but not ours to read: another format, a newer version, the file of another
+///   database.
+/// - Busy: another process holds what is needed; a later call may work.
+/// - Refused: an earlier failure left this handle in doubt; open the database again. Nothing else
+/// is
+///   of this kind, so a host may reopen whenever it sees it.
 enum class ORQBasFailureKind : int {
     Usage = 1,
     Io = 2,
@@ -25,7 +29,8 @@ enum class ORQBasFailureKind : int {
     Refused = 6
 };
 
-class ORQ_EXPORT ORQBasFailure : public ORQBasException {
+/// Also a std::exception, so that a host's last resort reports its text.
+class ORQ_EXPORT ORQBasFailure : public ORQBasException, public std::exception {
   public:
     /// The place is the caller's.
     ORQBasFailure(ORQBasFailureKind kind, std::string text, const char* file = __builtin_FILE(),
@@ -35,6 +40,8 @@ class ORQ_EXPORT ORQBasFailure : public ORQBasException {
     /// The whole message, with the values and the place in the model or file; UTF-8, no line break
     /// at the end. Lives as long as the exception.
     [[nodiscard]] const std::string& Text() const { return m_text; }
+    /// The bytes of Text().
+    [[nodiscard]] const char* what() const noexcept override { return m_text.c_str(); }
 
     atr_String AsString(ORQBasStringMode mode) const override;
     [[noreturn]] void Propagate() const override;

@@ -1,18 +1,19 @@
 /// Fragment types: the pairs of small numbers that name record types and link slots.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 
 #include "ORQBasExport.h"
+#include "ORQBasFailure.h"
 
 /// The type index of a pair: above 0, different for different pairs, and the same in every process
 /// and release (it is stored in databases). Total for 0 <= b < 4096 and 0 <= a < 262144; usable
-/// during static initialization. Throws std::out_of_range for other numbers.
+/// during static initialization. Throws ORQBasFailure (Usage) for other numbers.
 constexpr int ads_CoreFragmentTypeIndex(int a, int b) {
     if (a < 0 || a >= 262144 || b < 0 || b >= 4096) {
-        throw std::out_of_range("fragment type (" + std::to_string(a) + ", " + std::to_string(b) +
-                                ") is outside the schema's range");
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "fragment type (" + std::to_string(a) + ", " +
+                                                          std::to_string(b) +
+                                                          ") is outside the schema's range");
     }
     return ((a << 12) | b) + 1;
 }

@@ -37,7 +37,7 @@ MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
     const Groups groups = options.isBySet ? GroupsBySet(skin, model, blocks, options.sets)
                                           : GroupsByBlock(skin, model, blocks);
     if (skin.NumParts() > kMostParts) {
-        throw ORQBasFailure(ORQBasFailureKind::Refused,
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
                             fmt::format("has {} facets, lines and points on its outside; at most "
                                         "{} can be drawn",
                                         skin.NumParts(), kMostParts));

@@ -209,7 +209,7 @@ Skin SkinOf(const ModelReader& model, std::span<const int> blocks) {
         }
     }
     if (skin.NumParts() == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Refused, "there is nothing to draw");
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "there is nothing to draw");
     }
     CheckPoints(skin, model);
     return skin;

@@ -16,6 +16,8 @@ struct Workload {
 
 // Coordinates of many nodes in one piece.
 std::vector<Workload> BulkWorkloads();
+// Coordinates of nodes that come a few at a time, in any order.
+std::vector<Workload> AppendWorkloads();
 // Many small linked records.
 std::vector<Workload> RecordWorkloads();
 // Conditions that a running analysis reports, as many as a tenth of the records.

@@ -191,6 +191,31 @@ TEST_P(ContentTest, MembersAreNumberedAndFoundBothWays) {
     EXPECT_EQ(collection.AddMember(Record()), 8);
 }
 
+TEST_P(ContentTest, PartsOfObjectsAndForeignObjectsAreNoMembers) {
+    ORQSimCollection collection(Focus().CreateTypedCollection(Slot(21), 0).GetCollection());
+    const ORQSimPosition inside = Focus().CreateTypedCollection(Slot(22), 5);
+    collection.AddMember(inside);
+    // Each names the object that it is a part of, and is not that object.
+    const ORQSimPosition set =
+        ORQSimCollection(inside.GetCollection()).CreateCSetStrided(0, 3, 1, 1);
+    const ORQSimPosition drawer = ORQSimPosition(
+        ORQSimDrawerID(set.ID().ContextID(), inside.ID().MinorID(), inside.ID().TypeID(), 7));
+    const ORQSimContext context(Database().ContextID());
+    for (const ORQSimPosition& part : {set, drawer, inside.TypePosition()}) {
+        EXPECT_TRUE(Fails(Kind::Usage, {"cannot be members"}, [&] { collection.AddMember(part); }));
+        EXPECT_EQ(collection.MemberIndex(part), -1);
+        EXPECT_EQ(context.GetCMemberIndex(part.ID()), -1);
+    }
+    EXPECT_TRUE(Fails(Kind::Usage, {"null"}, [&] { collection.AddMember({}); }));
+    const ORQSimDatabase other = ORQSimDatabase::CreateInMemory();
+    const ORQSimPosition twin = ORQSimDynamicID(inside.ID().Category(), other.ContextID(),
+                                                inside.ID().MinorID(), inside.ID().TypeID(), 0);
+    EXPECT_TRUE(Fails(Kind::Usage, {"another database"}, [&] { collection.AddMember(twin); }));
+    EXPECT_EQ(collection.MemberIndex(twin), -1);
+    EXPECT_EQ(collection.Space(), 1);
+    EXPECT_EQ(collection.MemberIndex(inside), 0);
+}
+
 TEST_P(ContentTest, SymbolsAreFoundByPlaceNameAndObject) {
     const ORQSimCollectionID collection =
         Focus().CreateTypedCollection(Slot(22), 30).GetCollection();
@@ -279,6 +304,36 @@ TEST_P(ContentTest, TemporarySetsNeedNoTransactionAndShareTheirIdentity) {
     EXPECT_TRUE(
         Fails(Kind::Usage, {"transaction"}, [&] { ORQSimCSet(one).RegisterWithCollection(); }));
     EXPECT_EQ(nodes.CreateTempCSetStrided(0, 0, 1, 1), nodes.EmptyCSetID());
+}
+
+TEST_P(ContentTest, ADrawerIsDescribedByOneSetThatFollowsItsGrowth) {
+    const ORQSimCollection nodes = Nodes(Database());
+    const ORQSimCSet one = RunOf(Components(Database()), 0, 1);
+    const auto described = [&] { return Field(Database()).QueryDrawers().ConstGet(0).CSet(0); };
+    Append(Database(), SetOf(nodes, {1, 5}), one, {1, 5});
+    const ORQSimCSetID first = described();
+    const ORQSimCSet before(first);
+    EXPECT_EQ(described(), first);
+    Append(Database(), SetOf(nodes, {3, 9}), one, {3, 9});
+    EXPECT_EQ(described(), first);
+    EXPECT_EQ(Members(ORQSimCSet(first)), (Ints{1, 3, 5, 9}));
+    EXPECT_EQ(Members(before), (Ints{1, 5}));
+    // Somebody else has it now, so that it stays as it is.
+    const int members[] = {1, 3, 5, 9};
+    EXPECT_EQ(nodes.CreateTempCSet(members, 4, true), first);
+    Append(Database(), SetOf(nodes, {0}), one, {0});
+    const ORQSimCSetID second = described();
+    EXPECT_NE(second, first);
+    EXPECT_EQ(Members(ORQSimCSet(second)), (Ints{0, 1, 3, 5, 9}));
+    EXPECT_EQ(Members(ORQSimCSet(first)), (Ints{1, 3, 5, 9}));
+    // One that was made before the drawer had just these members describes it too.
+    const int later[] = {0, 1, 2, 3, 5, 9};
+    const ORQSimCSetID third = nodes.CreateTempCSet(later, 6, true);
+    Append(Database(), SetOf(nodes, {2}), one, {2});
+    EXPECT_EQ(described(), third);
+    Append(Database(), SetOf(nodes, {7}), one, {7});
+    EXPECT_EQ(Members(ORQSimCSet(third)), (Ints{0, 1, 2, 3, 5, 9}));
+    EXPECT_EQ(Members(ORQSimCSet(described())), (Ints{0, 1, 2, 3, 5, 7, 9}));
 }
 
 TEST_P(ContentTest, SetsAnswerForTheirMembers) {
@@ -416,6 +471,9 @@ TEST_P(ContentTest, DistributionsNeedAGridOfTheirDatabaseAndAScalarType) {
     EXPECT_TRUE(Fails(Kind::Usage, {"type 7"}, [&] { create({nodes}, 7); }));
     const ORQSimDistribution none;
     EXPECT_EQ(none.NumDrawers() + none.NumDimensions() + none.QueryDrawers().Size(), 0);
+    EXPECT_TRUE(none.Grid().Collection(0).IsNull());
+    EXPECT_EQ(none.DrawerDescription({}).NumDimensions(), 0);
+    EXPECT_EQ(ORQSimCtation().Compartment(0).Size(), 0);
     EXPECT_TRUE(Fails(Kind::Usage, {"no distribution"}, [&] {
         (void)ORQSimDistribution(
             ORQSimDistributionID(nodes.ContextID(), nodes.MinorID(), nodes.TypeID()))

@@ -168,6 +168,12 @@ TEST_P(TransactionTest, ClosingUndoesTheOpenOneAndEndsAllUse) {
     EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)nodes.Space(); }));
     EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { focus.DataRecord().GetInt(0); }));
     EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { ORQSimTransaction late(focus); }));
+    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)focus.Focus(); }));
+    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)focus.IsA(ORQSimSchema::Focus); }));
+    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)focus.GetMap(Slot(1)).Size(); }));
+    EXPECT_TRUE(focus.Doc().IsClosed());
+    EXPECT_FALSE(focus.TypePosition().IsNull());
+    EXPECT_EQ(nodes.ID(), ORQSimPosition(nodes.ID()).GetCollection());
     EXPECT_TRUE(Fails(Kind::Usage, {"not open"}, [&] { (void)Database().Verify(); }));
     if (m_store.IsOnDisk()) {
         m_store.Reopen();

@@ -223,6 +223,41 @@ TEST_P(TransferTest, ForeignDrawersMissingAndShortBuffersAreRefused) {
     EXPECT_TRUE(Fails(Kind::Usage, {"drawer"}, [&] { Write(write, {}, {2}, {0}).CheckView(); }));
 }
 
+TEST_P(TransferTest, ReferencesToMembersThatDoNotExistAreRefusedByPlace) {
+    ORQSimTransaction transaction(Database().ContextID());
+    const ORQSimCollection nodes = Nodes(Database());
+    const int space = nodes.Space();
+    for (const int scalar : {ORQSimScalarInt, ORQSimScalarUint}) {
+        const ORQSimDistribution rows(
+            Focus()
+                .CreateTypedDistribution(ORQSimGrid({nodes.ID(), Components(Database()).ID()}),
+                                         Slot(40), ORQSimRangeType(scalar, nodes.ID()))
+                .GetDistribution());
+        const auto write = [&](int second) {
+            const int values[] = {0, -1, space - 1, second};
+            ORQSimTransfer(rows)
+                .SetWrite()
+                .SetMakeNewDrawer()
+                .SetDim(0, SetOf(nodes, {4, 7}))
+                .SetDim(1, RunOf(Components(Database()), 1, 2))
+                .SetBuffer(ORQSimbufMain, values, sizeof values)
+                .ExecWrite();
+        };
+        for (const int wrong : {space, -2, INT_MIN, INT_MAX}) {
+            EXPECT_TRUE(Fails(Kind::Usage,
+                              {"dimension 0 member 7, dimension 1 member 2",
+                               "member " + std::to_string(wrong) + " of a collection of " +
+                                   std::to_string(space)},
+                              [&] { write(wrong); }));
+        }
+        EXPECT_EQ(rows.NumDrawers(), 0);
+        write(5);
+        EXPECT_EQ(rows.NumDrawers(), 1);
+    }
+    transaction.Commit();
+    EXPECT_EQ(Database().Verify(), Texts());
+}
+
 TEST_P(TransferTest, MoreThanTwoGigabytesAreToBeSplit) {
     const ORQSimPosition many = Focus().CreateTypedCollection(Slot(9), INT_MAX);
     const ORQSimDistribution field(

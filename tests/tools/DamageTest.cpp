@@ -14,6 +14,7 @@
 #include "ORQObjDocument.h"
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
+#include "ORQSimContext.h"
 #include "ORQSimDSet.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimDistribution.h"
@@ -158,17 +159,19 @@ TEST_F(DamageTest, WhatAModelNamesMustExist) {
              const ORQSimDistribution nodes(
                  mesh.GetConnectivity().DSet().GetRelationalDistributionID());
              const ORQSimDrawerDescription drawer = nodes.QueryDrawers().ConstGet(0);
-             const ORQSimCSet rows(drawer.CSet(0));
-             const int wrong = 99999;
-             ORQSimTransfer(nodes)
+             // Plain numbers, which nothing compares with the nodes.
+             const ORQSimContext context = mesh.Position().Context();
+             const ORQSimDistribution unchecked(context.CreateDistribution(
+                 nodes.Grid(), ORQSimRangeType(ORQSimScalarInt), ORQSimTypeID(ConnectivityRows)));
+             const std::vector<int> wrong(static_cast<std::size_t>(drawer.DataSizeItems()), 99999);
+             ORQSimTransfer(unchecked)
                  .SetWrite()
-                 .SetDrawer(drawer.DrawerID())
-                 .SetDim(0, ORQSimCollection(rows.CollectionID())
-                                .CreateVolatileCSetStrided(rows[0], 1, 1, 1))
-                 .SetDim(1, ORQSimCollection(ORQSimCSet(drawer.CSet(1)).CollectionID())
-                                .CreateVolatileCSetStrided(0, 1, 1, 1))
-                 .SetBuffer(ORQSimbufMain, &wrong, sizeof wrong)
+                 .SetMakeNewDrawer()
+                 .SetDim(0, drawer.CSet(0))
+                 .SetDim(1, drawer.CSet(1))
+                 .SetBuffer(ORQSimbufMain, wrong.data(), std::ssize(wrong) * 4)
                  .ExecWrite();
+             context.UpdateDSet(mesh.GetConnectivity().GetDSet(), unchecked.ID());
          }},
         {"block \"skin_upper\": has members of another",
          [&](const ORQObjMesh& mesh) {

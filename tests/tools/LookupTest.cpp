@@ -31,6 +31,7 @@ class LookupTest : public testing::Test {
         builder.SetModelPrefix("M1");
         Label(builder, "LEFT", {30, 10, 20});
         Label(builder, "RIGHT", {10, 5});
+        builder.AddNodes(1);  // without a label
         const ORQSimCSetID nodes = Nodes(builder, {3, 0, 1, 5});
         builder.AddNodeSet("M1_LEFT_ENDS", 1, nodes);
         builder.AddNodeSet("TIPS A", 2, Nodes(builder, {4}));
@@ -40,7 +41,6 @@ class LookupTest : public testing::Test {
             .GetMap(ORQSimSchema::Model_orientations)
             .Insert("ORI-1", builder.Model().CreateDataRecord(ORQSimSchema::Orientation).Pos());
         builder.Model().GetMap(ORQSimSchema::Model_nodeSets).Insert("WRONG", builder.Mesh());
-        builder.AddNodes(1);
         transaction.Commit();
     }
 

@@ -50,7 +50,7 @@ int ORQSrvNodalCoordinates::Append(ORQSimTransaction&, const ORQSimCSetID& nodes
     ORQSrvAssertReported(numDrawers < 2, "numDrawers < 2");
     const ORQSimDrawerID drawer = numDrawers == 0
                                       ? MakeDrawer(distribution, nodeSet, componentSet, m_chunkSize)
-                                      : distribution.QueryDrawers().ConstGet(0).DrawerID();
+                                      : distribution.DrawerIDArray().ConstGet(0);
 
     ORQSimTransfer write(distribution);
     write.SetWrite()

@@ -51,8 +51,10 @@ class ORQSimCtation {
         : m_compartments(std::move(compartments)) {}
 
     int Size() const { return static_cast<int>(m_compartments.size()); }
-    const ORQSimCompartment& Compartment(int place) const {
-        return m_compartments.at(static_cast<std::size_t>(place));
+    /// Without sets outside [0, Size()).
+    ORQSimCompartment Compartment(int place) const {
+        return place >= 0 && place < Size() ? m_compartments[static_cast<std::size_t>(place)]
+                                            : ORQSimCompartment();
     }
     const std::vector<ORQSimCompartment>& Compartments() const { return m_compartments; }
 

@@ -25,8 +25,8 @@ class ORQ_EXPORT ORQSimContext {
     ORQSimContextID ID() const { return m_id; }
     ORQSimTypeSchemaSnapshot Schema() const { return {}; }
 
-    /// REQUIRES: an open transaction. Throws Usage when a grid collection is null or of another
-    /// database, or when the scalar type is none.
+    /// REQUIRES: an open transaction. Throws Usage when a grid collection is null or not storable,
+    /// naming the dimension, or when the scalar type is none.
     ORQSimDistributionID CreateDistribution(const ORQSimGrid& grid, const ORQSimRangeType& range,
                                             ORQSimTypeID type) const;
     ORQSimDSetID CreateDSet(const ORQSimDistributionID& distribution, ORQSimTypeID type) const;
@@ -34,6 +34,11 @@ class ORQ_EXPORT ORQSimContext {
     void UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDistributionID& distribution) const;
     /// The data set has this drawer too; saying so again changes nothing.
     void UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDrawerID& drawer) const;
+
+    /// Throws Usage, naming it, for an object, set or drawer of another database and for one that
+    /// an undone transaction gave out; null passes. Whatever stores an identity checks it so by
+    /// itself; callers check beforehand what they only read to copy it.
+    void CheckStorable(const ORQSimDynamicID& id) const;
 
     /// The object at a member number, null when there is none.
     ORQSimPosition GetRecord(const ORQSimCollectionID& collection, int member) const;

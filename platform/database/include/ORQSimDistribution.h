@@ -33,8 +33,11 @@ class ORQSimGrid {
         : m_collections(std::move(collections)) {}
 
     int NumDimensions() const { return static_cast<int>(m_collections.size()); }
-    const ORQSimCollectionID& Collection(int dimension) const {
-        return m_collections.at(static_cast<std::size_t>(dimension));
+    /// Null outside [0, NumDimensions()).
+    ORQSimCollectionID Collection(int dimension) const {
+        return dimension >= 0 && dimension < NumDimensions()
+                   ? m_collections[static_cast<std::size_t>(dimension)]
+                   : ORQSimCollectionID();
     }
     const std::vector<ORQSimCollectionID>& Collections() const { return m_collections; }
 
@@ -108,7 +111,8 @@ class ORQ_EXPORT ORQSimDistribution {
     int NumDrawers() const;
     ORQSimArray<ORQSimDrawerID> DrawerIDArray() const;
     ORQSimArray<ORQSimPersistentDrawerDesc> QueryDrawers() const;
-    /// Throws Usage for a drawer that is not this distribution's.
+    /// Empty for a null drawer or distribution. Throws Usage for a drawer that is not this
+    /// distribution's.
     ORQSimDrawerDescription DrawerDescription(const ORQSimDrawerID& drawer) const;
     /// Removes a drawer and its data, also from data sets. Needs an open transaction.
     void DeleteDrawer(const ORQSimDrawerID& drawer) const;

@@ -20,9 +20,16 @@ class ORQSimVector;
 
 /// A handle to one object of an open database, or to nothing. A small value, ordered by ID.
 ///
-/// Slots and types are type indices (ads_CoreFragmentTypeIndex). Reading through a null position
-/// answers null, zero or empty. Writing through one throws ORQBasFailure (Usage), and so does any
-/// writing without an open transaction; any use of a position whose database is closed throws too.
+/// Slots and types are type indices (ads_CoreFragmentTypeIndex).
+///
+/// An identity that an undone transaction gave out is never given out again: reading through it, as
+/// through a null position, answers null, zero or empty; writing through either, linking to it and
+/// storing it throws ORQBasFailure (Usage), which names it. So does any writing without an open
+/// transaction.
+///
+/// Once the database is closed, everything throws (Usage) but what the identity itself tells: ID,
+/// IsNull, comparison, TypePosition, Context, Doc (a closed one), and the typed IDs that
+/// GetCollection, GetDSet, GetDistribution, GetDrawer and GetFTable make of it.
 class ORQ_EXPORT ORQSimPosition {
   public:
     constexpr ORQSimPosition() = default;

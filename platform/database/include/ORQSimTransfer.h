@@ -56,9 +56,10 @@ class ORQSimTransientDrawer {
 /// is; cells of a drawer that were never written read as zero.
 ///
 /// Failures are ORQBasFailure. Usage: a view that does not fit the grid or, in writing, the drawer
-/// (naming dimension and member), a buffer that is missing or too small, more than 2^31 - 1 bytes
-/// at once, no open transaction. Damaged: the bytes on the disk are not those that were written.
-/// After a failure in writing the transaction can only be undone.
+/// (naming dimension and member), a buffer that is missing or too small, a reference to a member
+/// that the range collection lacks (-1 is none), more than 2^31 - 1 bytes at once, no open
+/// transaction. Damaged: the bytes on the disk are not those that were written. After a failure in
+/// writing the transaction can only be undone.
 class ORQ_EXPORT ORQSimTransfer {
   public:
     explicit ORQSimTransfer(const ORQSimDistribution& distribution);

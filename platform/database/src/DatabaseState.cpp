@@ -4,6 +4,7 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <utility>
 
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
@@ -71,6 +72,7 @@ void DatabaseState::Close() {
     ForgetCaches();
     m_tempSets.clear();
     m_tempByHash.clear();
+    m_describedRows.clear();
     m_engine.reset();
 }
 
@@ -92,25 +94,66 @@ DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
     if (state == nullptr) {
         throw ClosedFailure();
     }
-    return state;
+    return state->WasUndone(id) ? nullptr : state;
 }
 
-DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
-    DatabaseState* state = Reading(id);
-    if (state == nullptr) {
+DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
+    if (id.IsNull()) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot write through a null object");
     }
-    if (state->m_engine->Depth() == 0) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            state->ShownPath() + ": no transaction is open, nothing can be changed");
+    DatabaseState* state = Find(id.ContextID());
+    if (state == nullptr) {
+        throw ClosedFailure();
     }
+    state->CheckStorable(id);
     return *state;
 }
 
+DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
+    DatabaseState& state = Existing(id);
+    if (state.m_engine->Depth() == 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            state.ShownPath() + ": no transaction is open, nothing can be changed");
+    }
+    return state;
+}
+
+bool DatabaseState::WasUndone(const ORQSimDynamicID& id) const {
+    const bool isPart =
+        id.Category() == ORQSimCategoryCSet || id.Category() == ORQSimCategoryDrawer;
+    return m_undoneObjects.Contains(id.MinorID()) ||
+           (isPart && id.Index() > 0 && m_undoneSets.Contains(id.Index()));
+}
+
+void DatabaseState::CheckStorable(const ORQSimDynamicID& id) const {
+    if (id.IsNull() || (id.ContextID() == m_context && !WasUndone(id))) {
+        return;
+    }
+    std::string name = "object " + std::to_string(id.MinorID());
+    if (id.Category() == ORQSimCategoryCSet) {
+        name = "set " + std::to_string(id.Index()) + " of " + name;
+    } else if (id.Category() == ORQSimCategoryDrawer) {
+        name = "drawer " + std::to_string(id.Index()) + " of " + name;
+    }
+    throw ORQBasFailure(ORQBasFailureKind::Usage,
+                        ShownPath() + ": " + name + " (" +
+                            ORQSimSchema::NameOf(id.TypeID().Index()) + ") " +
+                            (id.ContextID() != m_context
+                                 ? "belongs to another database"
+                                 : "is no longer there: the transaction that made it was undone"));
+}
+
 int DatabaseState::Begin() {
+    m_levelStarts.reserve(m_levelStarts.size() + 1);
     m_engine->Begin();
+    m_levelStarts.push_back({m_engine->NextObject(), m_engine->NextSet()});
     return m_engine->Depth();
+}
+
+void DatabaseState::ForgetInnermostLevel() {
+    m_undoneObjects.Add(m_levelStarts.back().object, m_engine->NextObject());
+    m_undoneSets.Add(m_levelStarts.back().set, m_engine->NextSet());
+    m_levelStarts.pop_back();
 }
 
 void DatabaseState::CheckInnermost(int level) const {
@@ -127,13 +170,16 @@ void DatabaseState::Commit() {
         m_engine->Commit();
     } catch (...) {
         ForgetCaches();
+        ForgetInnermostLevel();
         throw;
     }
+    m_levelStarts.pop_back();
 }
 
 void DatabaseState::Rollback(int level) {
     ForgetCaches();
     while (m_engine->Depth() >= level) {
+        ForgetInnermostLevel();
         m_engine->Rollback();
     }
 }
@@ -308,17 +354,48 @@ ORQSimCSetID DatabaseState::FindStoredSet(const ORQSimCollectionID& collection,
     return {};
 }
 
-ORQSimCSetID DatabaseState::FindTempSet(const ORQSimCollectionID& collection,
-                                        const ComponentSetPtr& members) {
+ORQSimCSetID DatabaseState::TempSetID(int place) const {
+    const ORQSimCollectionID& collection = m_tempSets[static_cast<std::size_t>(place)].collection;
+    return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), -2 - place);
+}
+
+int DatabaseState::PlaceOfTempSet(const ORQSimCollectionID& collection,
+                                  const ComponentSetPtr& members) const {
     const auto [begin, end] = m_tempByHash.equal_range(members->Hash());
     for (auto entry = begin; entry != end; ++entry) {
         const TempSetEntry& temp = m_tempSets[static_cast<std::size_t>(entry->second)];
         if (temp.collection == collection && temp.members->SameSequence(*members)) {
-            return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(),
-                                -2 - entry->second);
+            return entry->second;
         }
     }
-    return {};
+    return -1;
+}
+
+int DatabaseState::AddTempSet(const ORQSimCollectionID& collection,
+                              const ComponentSetPtr& members) {
+    const int place = static_cast<int>(m_tempSets.size());
+    m_tempSets.push_back({collection, members});
+    m_tempByHash.emplace(members->Hash(), place);
+    return place;
+}
+
+void DatabaseState::ReplaceTempSet(int place, const ComponentSetPtr& members) {
+    TempSetEntry& temp = m_tempSets[static_cast<std::size_t>(place)];
+    m_tempByHash.emplace(members->Hash(), place);
+    const auto [begin, end] = m_tempByHash.equal_range(temp.members->Hash());
+    m_tempByHash.erase(
+        std::find_if(begin, end, [&](const auto& entry) { return entry.second == place; }));
+    temp.members = members;
+}
+
+ORQSimCSetID DatabaseState::FindTempSet(const ORQSimCollectionID& collection,
+                                        const ComponentSetPtr& members) {
+    const int place = PlaceOfTempSet(collection, members);
+    if (place < 0) {
+        return {};
+    }
+    m_tempSets[static_cast<std::size_t>(place)].isReplaceable = false;
+    return TempSetID(place);
 }
 
 ORQSimCSetID DatabaseState::TempSet(const ORQSimCollectionID& collection,
@@ -327,16 +404,11 @@ ORQSimCSetID DatabaseState::TempSet(const ORQSimCollectionID& collection,
         return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), 0);
     }
     const ORQSimCSetID known = FindTempSet(collection, members);
-    if (!known.IsNull()) {
-        return known;
-    }
-    const int place = static_cast<int>(m_tempSets.size());
-    m_tempSets.push_back({collection, members});
-    m_tempByHash.emplace(members->Hash(), place);
-    return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), -2 - place);
+    return known.IsNull() ? TempSetID(AddTempSet(collection, members)) : known;
 }
 
 ORQSimCSetID DatabaseState::Persistent(const ORQSimCSetID& id) {
+    CheckStorable(id);
     if (id.Index() >= 0) {
         return id;
     }
@@ -383,13 +455,14 @@ std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& 
     drawer->extendable = row.Int32(3);
     drawer->nRows = row.Int(4);
     drawer->store = row.Int(5);
+    bool isOrdered = false;  // along the row dimension of an extendable drawer
     for (Cursor dim = Rows().Find(Table::DrawerDimension, distribution.id.MinorID(), number);
          dim.Next();) {
         const auto place = drawer->sets.size();
         const bool isRowDim = static_cast<int>(place) == drawer->extendable;
         ORQSimCSetID set;
         if (isRowDim) {
-            drawer->isOrdered = dim.Int32(3) != 0;
+            isOrdered = dim.Int32(3) != 0;
         } else if (place < distribution.grid.size()) {
             const ORQSimCollectionID& collection = distribution.grid[place];
             set = ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), dim.Int32(3));
@@ -404,26 +477,16 @@ std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& 
                                 " of distribution " + std::to_string(distribution.id.MinorID()) +
                                 " does not have the dimensions of its grid");
     }
-    const auto rowDim = static_cast<std::size_t>(drawer->RowDim());
     if (drawer->extendable < 0) {
-        drawer->segments.push_back({0, drawer->sets[rowDim]});
+        const ComponentSetPtr rows = std::exchange(drawer->sets[0], ComponentSet::Empty());
+        drawer->rows = DrawerRows(!rows->IsAscending());
+        drawer->rows.Load({0, rows});
         return drawer;
     }
-    std::vector<int> ordered;
+    drawer->rows = DrawerRows(isOrdered);
     for (Cursor part = Rows().Find(Table::DrawerSegment, distribution.id.MinorID(), number);
          part.Next();) {
-        DrawerSegment segment{part.Int(2), ReadMembers(*m_engine, part, 3)};
-        if (drawer->isOrdered) {
-            const std::size_t at = ordered.size();
-            ordered.resize(at + static_cast<std::size_t>(segment.members->Size()));
-            segment.members->CopyMembers(ordered.data() + at);
-        } else {
-            drawer->sets[rowDim] = ComponentSet::Union(drawer->sets[rowDim], segment.members);
-        }
-        drawer->segments.push_back(std::move(segment));
-    }
-    if (drawer->isOrdered) {
-        drawer->sets[rowDim] = ComponentSet::FromOrdered(std::move(ordered));
+        drawer->rows.Load({part.Int(2), ReadMembers(*m_engine, part, 3)});
     }
     return drawer;
 }
@@ -446,13 +509,13 @@ DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
         ORQSimDrawerID(m_context, distribution.id.MinorID(), distribution.id.TypeID(), number);
     drawer->store = m_engine->NewObject();
     drawer->sets = sets;
-    const auto rowDim = static_cast<std::size_t>(drawer->RowDim());
-    const ComponentSetPtr& rows = sets[rowDim];
-    drawer->isOrdered = drawer->extendable >= 0 && !rows->IsAscending();
+    const ComponentSetPtr rows = std::exchange(
+        drawer->sets[static_cast<std::size_t>(drawer->RowDim())], ComponentSet::Empty());
+    drawer->rows = DrawerRows(!rows->IsAscending());
     drawer->nRows = rows->Size();
     for (std::size_t dim = 0; dim < sets.size(); ++dim) {
         ORQSimCSetID set;
-        int stored = drawer->isOrdered ? 1 : 0;
+        int stored = drawer->rows.IsOrdered() ? 1 : 0;
         if (static_cast<int>(dim) != drawer->extendable) {
             set = FindStoredSet(distribution.grid[dim], sets[dim]);
             set = set.IsNull() ? StoreSet(distribution.grid[dim], sets[dim]) : set;
@@ -463,41 +526,19 @@ DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
                       static_cast<int>(dim), stored, drawer->chunks[dim]);
     }
     PutDrawerRow(*drawer);
-    if (drawer->extendable < 0 || drawer->nRows > 0) {
-        drawer->segments.push_back({0, rows});
-    }
-    if (drawer->extendable >= 0 && drawer->nRows > 0) {
-        PutSegment(*drawer, drawer->segments.back());
+    if (drawer->extendable < 0) {
+        drawer->rows.Load({0, rows});
+    } else if (drawer->nRows > 0) {
+        PutSegment(*drawer, drawer->rows.Append(rows));
     }
     distribution.drawers.push_back(std::move(drawer));
     return *distribution.drawers.back();
 }
 
-std::int64_t DatabaseState::AddRows(DistributionState&, DrawerState& drawer,
-                                    const ComponentSetPtr& members) {
+std::int64_t DatabaseState::AddRows(DrawerState& drawer, const ComponentSetPtr& members) {
     const std::int64_t firstNew = drawer.nRows;
-    const auto rowDim = static_cast<std::size_t>(drawer.RowDim());
-    ComponentSetPtr& seen = drawer.sets[rowDim];
-    if (drawer.isOrdered) {
-        std::vector<int> ordered(static_cast<std::size_t>(seen->Size() + members->Size()));
-        seen->CopyMembers(ordered.data());
-        members->CopyMembers(ordered.data() + seen->Size());
-        seen = ComponentSet::FromOrdered(std::move(ordered));
-    } else {
-        seen = ComponentSet::Union(seen, members);
-    }
-    using Form = ComponentSet::Form;
-    DrawerSegment* last = drawer.segments.empty() ? nullptr : &drawer.segments.back();
-    if (last != nullptr && last->members->GetForm() == Form::Contiguous &&
-        members->GetForm() == Form::Contiguous &&
-        last->members->First() + last->members->Size() == members->First()) {
-        last->members = ComponentSet::Contiguous(last->members->First(),
-                                                 last->members->Size() + members->Size());
-    } else {
-        drawer.segments.push_back({firstNew, members});
-    }
     drawer.nRows += members->Size();
-    PutSegment(drawer, drawer.segments.back());
+    PutSegment(drawer, drawer.rows.Append(members));
     PutDrawerRow(drawer);
     return firstNew;
 }
@@ -505,8 +546,31 @@ std::int64_t DatabaseState::AddRows(DistributionState&, DrawerState& drawer,
 ORQSimCSetID DatabaseState::DimensionSet(const DistributionState& distribution,
                                          const DrawerState& drawer, int dimension) {
     const auto place = static_cast<std::size_t>(dimension);
-    return dimension == drawer.extendable ? TempSet(distribution.grid[place], drawer.sets[place])
+    return dimension == drawer.extendable ? DescribedRows(distribution.grid[place], drawer)
                                           : drawer.setIds[place];
+}
+
+ORQSimCSetID DatabaseState::DescribedRows(const ORQSimCollectionID& collection,
+                                          const DrawerState& drawer) {
+    const ComponentSetPtr& members = drawer.rows.Members();
+    if (members->IsEmpty()) {
+        return TempSet(collection, members);
+    }
+    int& place = m_describedRows.try_emplace(drawer.id.Index(), -1).first->second;
+    if (place >= 0 && m_tempSets[static_cast<std::size_t>(place)].members == members) {
+        return TempSetID(place);
+    }
+    const int same = PlaceOfTempSet(collection, members);
+    if (same >= 0) {
+        m_tempSets[static_cast<std::size_t>(same)].isReplaceable = false;
+        place = same;
+    } else if (place >= 0 && m_tempSets[static_cast<std::size_t>(place)].isReplaceable) {
+        ReplaceTempSet(place, members);
+    } else {
+        place = AddTempSet(collection, members);
+        m_tempSets[static_cast<std::size_t>(place)].isReplaceable = true;
+    }
+    return TempSetID(place);
 }
 
 void DatabaseState::ForgetInDataSets(std::int64_t distribution, int drawer) {

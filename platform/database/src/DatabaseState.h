@@ -9,20 +9,17 @@
 #include <vector>
 
 #include "ComponentSet.h"
+#include "DrawerRows.h"
+#include "NumberRanges.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimIDs.h"
+#include "ORQSimSchema.h"
 #include "storage/Engine.h"
 
 namespace orq::database {
 
 // The focus is the first object of every database; stored, do not change.
 inline constexpr std::int64_t kFocus = 1;
-
-// Part of the rows of a drawer: `members` in the order of rows from `firstRow` on.
-struct DrawerSegment {
-    std::int64_t firstRow;
-    ComponentSetPtr members;
-};
 
 // One drawer. Its cells are rows of equal size: one row for each member along the row dimension
 // (the extendable one, else dimension 0), holding the cells of all other dimensions in order of
@@ -35,11 +32,15 @@ struct DrawerState {
     std::int64_t nRows = 0;  // of a sparse drawer too
     std::vector<int> chunks;
     std::vector<ORQSimCSetID> setIds;   // null along the row dimension of an extendable drawer
-    std::vector<ComponentSetPtr> sets;  // along the row dimension: what callers see
-    std::vector<DrawerSegment> segments;
-    bool isOrdered = false;  // whether callers see the row dimension in order of its rows
+    std::vector<ComponentSetPtr> sets;  // empty along the row dimension
+    DrawerRows rows;
 
+    std::size_t NumDims() const { return sets.size(); }
     int RowDim() const { return extendable < 0 ? 0 : extendable; }
+    // The members along a dimension as callers see them.
+    const ComponentSetPtr& Members(std::size_t dim) const {
+        return static_cast<int>(dim) == RowDim() ? rows.Members() : sets[dim];
+    }
     std::int64_t ItemsPerRow() const;
     std::int64_t RowsPerChunk(int scalarSize) const;
 };
@@ -63,11 +64,17 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     DatabaseState& operator=(const DatabaseState&) = delete;
 
     // The database of an identity. Find answers null for a null or closed one; Reading answers null
-    // for a null identity and throws for a closed one; Writing throws for both, and without an open
-    // transaction.
+    // for a null identity and for one that an undone transaction gave out, and throws for a closed
+    // database; Writing throws for all of them, and without an open transaction.
     static DatabaseState* Find(ORQSimContextID context);
     static DatabaseState* Reading(const ORQSimDynamicID& id);
     static DatabaseState& Writing(const ORQSimDynamicID& id);
+    // Throws Usage for a null or closed one, and for one that an undone transaction gave out.
+    static DatabaseState& Existing(const ORQSimDynamicID& id);
+
+    // Throws Usage, naming it, for an identity of another database and for one that an undone
+    // transaction gave out; null passes. Every identity that goes into a row passes here.
+    void CheckStorable(const ORQSimDynamicID& id) const;
 
     ORQSimContextID Context() const { return m_context; }
     bool IsClosed() const { return m_engine == nullptr; }
@@ -94,6 +101,9 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     ORQSimDynamicID ObjectID(std::int64_t object);
     ORQSimDynamicID Identity(int category, std::int64_t object, int type, int index) const {
         return {category, m_context, object, ORQSimTypeID(type), index};
+    }
+    ORQSimDynamicID FocusID() const {
+        return Identity(ORQSimCategoryRecord, kFocus, ORQSimSchema::Focus, 0);
     }
     ORQSimCollectionID CollectionID(std::int64_t object);
     // The target columns of a link row, from `column` on.
@@ -125,9 +135,10 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     DrawerState& NewDrawer(DistributionState& distribution, std::unique_ptr<DrawerState> drawer,
                            const std::vector<ComponentSetPtr>& sets);
     // Adds rows for members that the drawer does not have; answers the first new row.
-    std::int64_t AddRows(DistributionState& distribution, DrawerState& drawer,
-                         const ComponentSetPtr& members);
-    // The set that callers see along a dimension, as an ID.
+    std::int64_t AddRows(DrawerState& drawer, const ComponentSetPtr& members);
+    // The set that callers see along a dimension, as an ID. Along the extendable dimension of a
+    // drawer it is one and the same temporary set, whose members are replaced when the drawer has
+    // grown, so that describing a growing drawer does not keep every state of it.
     ORQSimCSetID DimensionSet(const DistributionState& distribution, const DrawerState& drawer,
                               int dimension);
     void DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id);
@@ -142,6 +153,16 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void ForgetCaches();
 
   private:
+    // The numbers that the next object and the next set or drawer get.
+    struct NextNumbers {
+        std::int64_t object = 0;
+        int set = 0;
+    };
+
+    bool WasUndone(const ORQSimDynamicID& id) const;
+    // What the innermost level gave out since it began is gone.
+    void ForgetInnermostLevel();
+
     void EraseStore(std::int64_t store);
     // Takes a drawer out of the data sets that stand on its distribution.
     void ForgetInDataSets(std::int64_t distribution, int drawer);
@@ -149,6 +170,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     struct TempSetEntry {
         ORQSimCollectionID collection;
         ComponentSetPtr members;
+        bool isReplaceable = false;  // made to describe a drawer, and nobody else was given it
     };
 
     struct KnownChild {
@@ -157,6 +179,13 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
         int member = 0;
         ORQSimDynamicID target;
     };
+
+    // The place of an equal temporary set, -1 when there is none.
+    int PlaceOfTempSet(const ORQSimCollectionID& collection, const ComponentSetPtr& members) const;
+    int AddTempSet(const ORQSimCollectionID& collection, const ComponentSetPtr& members);
+    void ReplaceTempSet(int place, const ComponentSetPtr& members);
+    ORQSimCSetID TempSetID(int place) const;
+    ORQSimCSetID DescribedRows(const ORQSimCollectionID& collection, const DrawerState& drawer);
 
     KnownChild& PlaceOfChild(std::int64_t object, int slot, int member);
     void PutSegment(const DrawerState& drawer, const DrawerSegment& segment);
@@ -167,11 +196,15 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     std::unique_ptr<storage::Engine> m_engine;
     std::string m_path;
     ORQSimContextID m_context;
+    std::vector<NextNumbers> m_levelStarts;  // one per open transaction level
+    NumberRanges m_undoneObjects;
+    NumberRanges m_undoneSets;  // of drawers too
     std::array<KnownChild, 64> m_children;
     std::unordered_map<int, ComponentSetPtr> m_sets;
     std::unordered_map<std::int64_t, DistributionState> m_distributions;
     std::vector<TempSetEntry> m_tempSets;                      // index -2 - place
     std::unordered_multimap<std::uint64_t, int> m_tempByHash;  // to the place
+    std::unordered_map<int, int> m_describedRows;  // by number of the drawer, to the place
 };
 
 // How the members of a set are written to a row and read back. Many members go to the bulk file.

@@ -18,6 +18,9 @@ std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& sta
 std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, storage::Index index,
                                           const ORQSimDynamicID& target, int slot);
 
+// Whether an identity denotes a whole object: sets, drawers and types are told by the number of
+// the object that they belong to, and have no links, names or members of their own.
+bool IsObject(const ORQSimDynamicID& id);
 // Where links of a position hang: throws Usage for a set or a drawer, which have none, and for a
 // null position, with the name of the link that was to be written.
 DatabaseState& WritingLinks(const ORQSimPosition& object, int slot);

@@ -137,11 +137,15 @@ ORQSimCSet ORQSimCSet::operator-(const ORQSimCSet& other) const {
 }
 
 ORQSimCSetID ORQSimCSet::RegisterWithCollection() const {
-    DatabaseState* state = DatabaseState::Reading(m_collection);
-    if (state == nullptr || m_id.Index() >= 0) {
+    if (m_collection.IsNull()) {
         return m_id;
     }
-    const ORQSimCSetID known = state->FindStoredSet(m_collection, m_members);
+    DatabaseState& state = DatabaseState::Existing(m_collection);
+    state.CheckStorable(m_id);
+    if (m_id.Index() >= 0) {
+        return m_id;
+    }
+    const ORQSimCSetID known = state.FindStoredSet(m_collection, m_members);
     return known.IsNull() ? DatabaseState::Writing(m_collection).StoreSet(m_collection, m_members)
                           : known;
 }

@@ -6,12 +6,14 @@
 
 #include "ComponentSet.h"
 #include "DatabaseState.h"
+#include "Links.h"
 #include "ORQBasFailure.h"
 #include "ORQSimPosition.h"
 
 using orq::database::ComponentSet;
 using orq::database::ComponentSetPtr;
 using orq::database::DatabaseState;
+using orq::database::IsObject;
 using orq::storage::Cursor;
 using orq::storage::Index;
 using orq::storage::Table;
@@ -58,6 +60,23 @@ ORQSimCSetID KeepForNow(const ORQSimCollectionID& id, const ComponentSetPtr& mem
         throw ORQBasFailure(ORQBasFailureKind::Usage, "a set needs a collection");
     }
     return state->TempSet(id, members);
+}
+
+// A set names the object of its collection, and a drawer that of its distribution: as a member it
+// would stand for the wrong object.
+void CheckCanBeMember(const DatabaseState& state, const ORQSimPosition& object) {
+    if (object.IsNull()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a member must be an object; this one is null");
+    }
+    if (!IsObject(object.ID())) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Usage,
+            "sets, drawers and types are no objects and cannot be members; given was "
+            "one of object " +
+                std::to_string(object.ID().MinorID()));
+    }
+    state.CheckStorable(object.ID());
 }
 
 }  // namespace
@@ -125,6 +144,7 @@ ORQSimCSetID ORQSimCollection::EmptyCSetID() const {
 }
 
 int ORQSimCollection::AddMember(const ORQSimPosition& object) {
+    CheckCanBeMember(DatabaseState::Writing(m_id), object);
     const int member = Space();
     ExtendSpace(member + 1);
     SetMember(member, object);
@@ -138,10 +158,7 @@ void ORQSimCollection::SetMember(int member, const ORQSimPosition& object) {
                                                           " is outside the space of " +
                                                           std::to_string(Space()) + " members");
     }
-    if (object.IsNull() || object.ID().ContextID() != m_id.ContextID()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a member must be an object of the collection's database");
-    }
+    CheckCanBeMember(state, object);
     if (!state.Rows().InsertNew(Table::Member, m_id.MinorID(), member, object.ID().MinorID())) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "member " + std::to_string(member) + " is another object already");
@@ -159,7 +176,8 @@ ORQSimPosition ORQSimCollection::GetMember(int member) const {
 
 int ORQSimCollection::MemberIndex(const ORQSimPosition& object) const {
     DatabaseState* state = DatabaseState::Reading(m_id);
-    if (state == nullptr || object.IsNull()) {
+    if (state == nullptr || object.IsNull() || !IsObject(object.ID()) ||
+        object.ID().ContextID() != m_id.ContextID()) {
         return -1;
     }
     Cursor row = state->Rows().FindBy(Index::MemberByObject, object.ID().MinorID(), m_id.MinorID());

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "DatabaseState.h"
+#include "Links.h"
 #include "ORQBasFailure.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDistribution.h"
@@ -12,6 +13,7 @@
 #include "ORQSimSchema.h"
 
 using orq::database::DatabaseState;
+using orq::database::ReadingLinks;
 using orq::storage::Cursor;
 using orq::storage::Index;
 using orq::storage::Table;
@@ -40,8 +42,10 @@ ORQSimDistributionID ORQSimContext::CreateDistribution(const ORQSimGrid& grid,
                                 "dimension " + std::to_string(collections.size()) +
                                     " of the grid: the collection is null or of another database");
         }
+        state.CheckStorable(collection);
         collections.push_back(collection.MinorID());
     }
+    state.CheckStorable(range.Collection());
     if (collections.empty() || ORQSimScalarSize(range.ScalarType()) == 0) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "a distribution needs a grid and a scalar type; it was given " +
@@ -59,6 +63,7 @@ ORQSimDistributionID ORQSimContext::CreateDistribution(const ORQSimGrid& grid,
 ORQSimDSetID ORQSimContext::CreateDSet(const ORQSimDistributionID& distribution,
                                        ORQSimTypeID type) const {
     DatabaseState& state = DatabaseState::Writing(Root(m_id));
+    state.CheckStorable(distribution);
     const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryDSet);
     state.Rows().Insert(Table::DataSet, id.MinorID(),
                         distribution.IsNull() ? std::int64_t{0} : distribution.MinorID());
@@ -72,6 +77,7 @@ ORQSimDSetID ORQSimContext::CreateDSet(const ORQSimDistributionID& distribution,
 void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet,
                                const ORQSimDistributionID& distribution) const {
     DatabaseState& state = DatabaseState::Writing(dataSet);
+    state.CheckStorable(distribution);
     state.Rows().Put(Table::DataSet, dataSet.MinorID(),
                      distribution.IsNull() ? std::int64_t{0} : distribution.MinorID());
     state.Rows().Erase(Table::DataSetDrawer, dataSet.MinorID());
@@ -82,6 +88,7 @@ void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet,
 
 void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDrawerID& drawer) const {
     DatabaseState& state = DatabaseState::Writing(dataSet);
+    state.CheckStorable(drawer);
     int place = 0;
     for (Cursor row = state.Rows().Find(Table::DataSetDrawer, dataSet.MinorID()); row.Next();) {
         if (row.Int32(2) == drawer.Index()) {
@@ -92,12 +99,16 @@ void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDrawerID
     state.Rows().Insert(Table::DataSetDrawer, dataSet.MinorID(), place, drawer.Index());
 }
 
+void ORQSimContext::CheckStorable(const ORQSimDynamicID& id) const {
+    DatabaseState::Existing(Root(m_id)).CheckStorable(id);
+}
+
 ORQSimPosition ORQSimContext::GetRecord(const ORQSimCollectionID& collection, int member) const {
     return ORQSimCollection(collection).GetMember(member);
 }
 
 int ORQSimContext::GetCMemberIndex(const ORQSimDynamicID& object) const {
-    DatabaseState* state = DatabaseState::Reading(object);
+    DatabaseState* state = ReadingLinks(object);
     if (state == nullptr) {
         return -1;
     }

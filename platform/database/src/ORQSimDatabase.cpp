@@ -10,7 +10,6 @@
 #include "VerifyReferences.h"
 
 using orq::database::DatabaseState;
-using orq::database::kFocus;
 using orq::storage::Engine;
 
 namespace {
@@ -94,9 +93,7 @@ const std::string& ORQSimDatabase::Path() const {
 }
 
 ORQSimPosition ORQSimDatabase::Focus() const {
-    return IsClosed() ? ORQSimPosition()
-                      : ORQSimPosition(m_state->Identity(ORQSimCategoryRecord, kFocus,
-                                                         ORQSimSchema::Focus, 0));
+    return IsClosed() ? ORQSimPosition() : ORQSimPosition(m_state->FocusID());
 }
 
 bool ORQSimDatabase::Refresh() {

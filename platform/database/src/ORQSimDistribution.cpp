@@ -81,7 +81,10 @@ ORQSimArray<ORQSimPersistentDrawerDesc> ORQSimDistribution::QueryDrawers() const
 
 ORQSimDrawerDescription ORQSimDistribution::DrawerDescription(const ORQSimDrawerID& id) const {
     const DistributionState* state = StateOf(m_id);
-    const DrawerState* drawer = state == nullptr ? nullptr : state->Find(id);
+    if (state == nullptr || DatabaseState::Reading(id) == nullptr) {
+        return {};
+    }
+    const DrawerState* drawer = state->Find(id);
     if (drawer == nullptr) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "drawer " + std::to_string(id.Index()) +
                                                           " is not one of distribution " +
@@ -92,9 +95,9 @@ ORQSimDrawerDescription ORQSimDistribution::DrawerDescription(const ORQSimDrawer
     description.m_id = id;
     std::vector<ORQSimCSetID> sets;
     std::int64_t nItems = 1;
-    for (std::size_t dim = 0; dim < drawer->sets.size(); ++dim) {
+    for (std::size_t dim = 0; dim < drawer->NumDims(); ++dim) {
         sets.push_back(database.DimensionSet(*state, *drawer, static_cast<int>(dim)));
-        nItems *= drawer->sets[dim]->Size();
+        nItems *= drawer->Members(dim)->Size();
     }
     description.m_compartment = ORQSimOCompartment(std::move(sets));
     description.m_nItems = drawer->layout == ORQSimDrawerLayout::Sparse

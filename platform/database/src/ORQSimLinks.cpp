@@ -44,17 +44,13 @@ std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, Index index,
     return referrers;
 }
 
-namespace {
-
-bool HasLinks(const ORQSimDynamicID& id) {
+bool IsObject(const ORQSimDynamicID& id) {
     return id.Category() != ORQSimCategoryCSet && id.Category() != ORQSimCategoryDrawer &&
            id.Category() != ORQSimCategoryType;
 }
 
-}  // namespace
-
 DatabaseState* ReadingLinks(const ORQSimPosition& object) {
-    return HasLinks(object.ID()) ? DatabaseState::Reading(object.ID()) : nullptr;
+    return IsObject(object.ID()) ? DatabaseState::Reading(object.ID()) : nullptr;
 }
 
 DatabaseState& WritingLinks(const ORQSimPosition& object, int slot) {
@@ -63,7 +59,7 @@ DatabaseState& WritingLinks(const ORQSimPosition& object, int slot) {
                             "a null object cannot hold the link " + ORQSimSchema::NameOf(slot));
     }
     DatabaseState& state = DatabaseState::Writing(object.ID());
-    if (!HasLinks(object.ID())) {
+    if (!IsObject(object.ID())) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "sets, drawers and types hold no links");
     }
     return state;
@@ -73,10 +69,7 @@ ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& targe
     if (target.IsNull() || target.ID().Category() == ORQSimCategoryType) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "a link needs an object to lead to");
     }
-    if (target.ID().ContextID() != state.Context()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a link cannot lead to an object of another database");
-    }
+    state.CheckStorable(target.ID());
     return target.ID().Category() == ORQSimCategoryCSet
                ? ORQSimDynamicID(state.Persistent(ORQSimCSetID(target.ID())))
                : target.ID();

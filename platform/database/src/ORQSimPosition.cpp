@@ -19,6 +19,7 @@
 
 using orq::database::ComponentSet;
 using orq::database::DatabaseState;
+using orq::database::IsObject;
 using orq::database::ReadingLinks;
 using orq::database::ReadReferrers;
 using orq::database::StorableTarget;
@@ -30,7 +31,8 @@ using orq::storage::Table;
 // --- Links ---------------------------------------------------------------------------------------
 
 ORQSimPosition ORQSimPosition::Focus() const {
-    return ORQSimDatabase(*this).Focus();
+    const DatabaseState* state = DatabaseState::Reading(m_id);
+    return state == nullptr ? ORQSimPosition() : ORQSimPosition(state->FocusID());
 }
 
 ORQSimPosition ORQSimPosition::Parent(int slot) const {
@@ -86,7 +88,8 @@ ORQSimSet ORQSimPosition::ReferrersSet(int slot) const {
 // --- Type and names ------------------------------------------------------------------------------
 
 bool ORQSimPosition::IsA(int type) const {
-    return !IsNull() && ORQSimSchema::IsA(m_id.TypeID().Index(), type);
+    return DatabaseState::Reading(m_id) != nullptr &&
+           ORQSimSchema::IsA(m_id.TypeID().Index(), type);
 }
 
 ORQSimPosition ORQSimPosition::TypePosition() const {
@@ -204,7 +207,7 @@ ORQSimDataRecord ORQSimPosition::DataRecord() const {
 }
 
 ORQSimDynamicID ORQSimPosition::GetDataRecord() const {
-    return ReadingLinks(*this) == nullptr ? ORQSimDynamicID() : m_id;
+    return IsObject(m_id) ? m_id : ORQSimDynamicID();
 }
 
 ORQSimDataRecord ORQSimPosition::CreateDataRecord(int type) const {
@@ -230,11 +233,10 @@ ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int
     for (const ORQSimCompartment& compartment : ctation.Compartments()) {
         int dimension = 0;
         for (const ORQSimCSetID& set : compartment.CSetIDs()) {
-            if (set.CollectionID().IsNull() || set.ContextID() != state.Context()) {
+            if (set.CollectionID().IsNull()) {
                 throw ORQBasFailure(ORQBasFailureKind::Usage,
                                     "compartment " + std::to_string(place) + ", dimension " +
-                                        std::to_string(dimension) +
-                                        ": the set is null or of another database");
+                                        std::to_string(dimension) + ": the set is null");
             }
             state.Rows().Insert(Table::Compartment, id.MinorID(), place, dimension,
                                 state.Persistent(set).Index(), set.CollectionID().MinorID());

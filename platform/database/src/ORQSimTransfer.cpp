@@ -23,7 +23,6 @@ using orq::database::DrawerSegment;
 using orq::database::DrawerState;
 using orq::database::InDimension;
 using orq::database::ItemMover;
-using orq::database::Missing;
 using orq::database::Refuse;
 using orq::database::RowReader;
 using orq::database::RowRun;
@@ -75,7 +74,7 @@ std::int64_t ORQSimTransfer::Job::ReadDense(DatabaseState& state,
     }
     RowReader reader(state.Engine().Chunks(), drawer, geometry, MoverFor(distribution), buffer);
     const ComponentSet& rows = *view[static_cast<std::size_t>(drawer.RowDim())];
-    for (const DrawerSegment& segment : drawer.segments) {
+    for (const DrawerSegment& segment : drawer.rows.Segments()) {
         reader.Read(rows, segment);
     }
     std::int64_t itemsPerRow = 0;
@@ -143,37 +142,43 @@ void ORQSimTransfer::Job::Write() {
         return;
     }
     const std::byte* buffer = BufferFor(ORQSimbufMain);
+    CheckReferences(distribution, buffer, ViewItems());
+    std::int64_t firstRow = 0;
     if (making != Making::None) {
         AddDrawer();
     } else {
-        Extend(state, distribution, Drawer(distribution));
+        firstRow = Extend(state, Drawer(distribution));
     }
-    WriteDense(state, distribution, Drawer(distribution), buffer);
+    WriteDense(state, distribution, Drawer(distribution), firstRow, buffer);
 }
 
-void ORQSimTransfer::Job::Extend(DatabaseState& state, DistributionState& distribution,
-                                 DrawerState& drawer) {
+std::int64_t ORQSimTransfer::Job::Extend(DatabaseState& state, DrawerState& drawer) {
     if (drawer.extendable < 0) {
-        return;
+        return 0;
     }
-    const auto dim = static_cast<std::size_t>(drawer.extendable);
-    const auto add = [&](const ComponentSetPtr& members) {
-        const ComponentSetPtr missing = Missing(members, drawer.sets[dim]);
+    const ComponentSetPtr& view = dims[static_cast<std::size_t>(drawer.extendable)]->Payload();
+    const std::int64_t firstNew = drawer.nRows;
+    const auto add = [&](const ComponentSetPtr& missing) {
         if (!missing->IsEmpty()) {
-            state.AddRows(distribution, drawer,
-                          drawer.isOrdered ? missing : ComponentSet::Ascending(missing));
+            state.AddRows(drawer,
+                          drawer.rows.IsOrdered() ? missing : ComponentSet::Ascending(missing));
         }
     };
+    ComponentSetPtr missing = drawer.rows.Missing(view);
+    const bool isAllNew = missing->Size() == view->Size();
     if (!extension.IsNull()) {
-        add(ORQSimCSet(extension).Payload());
+        add(drawer.rows.Missing(ORQSimCSet(extension).Payload()));
+        missing = drawer.rows.Missing(view);
     }
     if (autoExtend) {
-        add(dims[dim]->Payload());
+        add(missing);
     }
+    return isAllNew ? firstNew : 0;
 }
 
 void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionState& distribution,
-                                     const DrawerState& drawer, const std::byte* buffer) {
+                                     const DrawerState& drawer, std::int64_t firstRow,
+                                     const std::byte* buffer) {
     const std::vector<ComponentSetPtr> view = View();
     const ViewOnDrawer geometry = Meet(view, drawer);
     const ItemMover mover = MoverFor(distribution);
@@ -183,7 +188,7 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     ChunkStore& chunkStore = state.Engine().Chunks();
 
     std::vector<RowRun> runs;
-    ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer,
+    ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer, firstRow,
                   [&](const RowRun& run) { runs.push_back(run); });
     if (!std::ranges::is_sorted(runs, {}, &RowRun::row)) {
         std::ranges::sort(runs, {}, &RowRun::row);
@@ -251,6 +256,7 @@ void ORQSimTransfer::Job::WriteSparse(DatabaseState& state, const DistributionSt
     const std::span map(reinterpret_cast<const std::int32_t*>(BufferFor(ORQSimbufSparseMap)),
                         static_cast<std::size_t>(dims[0]->Size()) + 1);
     SparseRows::Check(indices, map, dims[1]->Size());
+    CheckReferences(distribution, values, nNonzero);
     AddDrawer();
     SparseRows::Write(state, distribution, *distribution.Find(drawerID), MoverFor(distribution),
                       values, indices, map);

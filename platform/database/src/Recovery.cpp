@@ -207,10 +207,10 @@ class Recoverer {
             if (one == nullptr || other == nullptr) {
                 return true;
             }
-            for (std::size_t dim = 0; dim < one->sets.size(); ++dim) {
+            for (std::size_t dim = 0; dim < one->NumDims(); ++dim) {
                 if (KnowsMembers(*one, dim) && KnowsMembers(*other, dim) &&
-                    ComponentSet::Intersection(ComponentSet::Ascending(one->sets[dim]),
-                                               ComponentSet::Ascending(other->sets[dim]))
+                    ComponentSet::Intersection(ComponentSet::Ascending(one->Members(dim)),
+                                               ComponentSet::Ascending(other->Members(dim)))
                         ->IsEmpty()) {
                     return false;
                 }
@@ -224,8 +224,8 @@ class Recoverer {
     // A set that is lost reads as empty.
     static bool KnowsMembers(const DrawerState& drawer, std::size_t dim) {
         return static_cast<int>(dim) == drawer.extendable
-                   ? drawer.sets[dim]->Size() == drawer.nRows
-                   : !drawer.sets[dim]->IsEmpty() || drawer.setIds[dim].Index() == 0;
+                   ? drawer.Members(dim)->Size() == drawer.nRows
+                   : !drawer.Members(dim)->IsEmpty() || drawer.setIds[dim].Index() == 0;
     }
 
     void Count() {

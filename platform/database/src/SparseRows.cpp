@@ -102,7 +102,7 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
             result.m_map[filled + 1] = static_cast<std::int32_t>(result.m_columns.size());
         }
     };
-    ForEachRowRun(*view[0], drawer, [&](const RowRun& run) {
+    ForEachRowRun(*view[0], drawer, 0, [&](const RowRun& run) {
         const auto map = GetArray<std::int32_t>(state, drawer.store, kMap, run.row, run.count + 1);
         const std::int64_t first = map.front();
         const auto indices =

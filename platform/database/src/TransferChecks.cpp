@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <utility>
 
@@ -11,6 +12,7 @@ using orq::database::DatabaseState;
 using orq::database::DistributionState;
 using orq::database::DrawerState;
 using orq::database::InDimension;
+using orq::database::Missing;
 using orq::database::Refuse;
 
 namespace {
@@ -33,26 +35,11 @@ int FirstOutside(const ComponentSet& set, int space) {
 
 }  // namespace
 
-ComponentSetPtr orq::database::Missing(const ComponentSetPtr& view,
-                                       const ComponentSetPtr& present) {
-    if (view->IsAscending()) {
-        return ComponentSet::Difference(view, present);
-    }
-    std::vector<int> members;
-    for (const int member : view->Written()) {
-        if (present->Seek(member) < 0) {
-            members.push_back(member);
-        }
-    }
-    return members.empty() ? ComponentSet::Empty() : ComponentSet::FromOrdered(std::move(members));
-}
-
 DatabaseState& ORQSimTransfer::Job::State() const {
-    DatabaseState* state = DatabaseState::Reading(distributionID);
-    if (state == nullptr) {
+    if (distributionID.IsNull()) {
         Refuse("a transfer needs a distribution; this one is null");
     }
-    return *state;
+    return DatabaseState::Existing(distributionID);
 }
 
 std::vector<ComponentSetPtr> ORQSimTransfer::Job::View() const {
@@ -66,6 +53,7 @@ std::vector<ComponentSetPtr> ORQSimTransfer::Job::View() const {
 DrawerState& ORQSimTransfer::Job::Drawer(DistributionState& distribution) const {
     DrawerState* drawer = distribution.Find(drawerID);
     if (drawer == nullptr) {
+        State().CheckStorable(drawerID);
         Refuse("the drawer of the transfer is not one of its distribution");
     }
     return *drawer;
@@ -103,6 +91,9 @@ void ORQSimTransfer::Job::CheckAgainstSpaces(const DistributionState& distributi
 
 void ORQSimTransfer::Job::CheckMembers(int dimension, const ORQSimCSet& set,
                                        const ORQSimCollectionID& collection) const {
+    if (direction == Direction::Write || making != Making::None) {
+        State().CheckStorable(set.ID());
+    }
     if (set.CollectionID().IsNull() && set.IsEmpty()) {
         return;
     }
@@ -130,21 +121,21 @@ void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) co
             "dimension");
     }
     if (!extension.IsNull()) {
+        State().CheckStorable(extension);
         CheckMembers(drawer.extendable, ORQSimCSet(extension),
                      distribution.grid[static_cast<std::size_t>(drawer.extendable)]);
     }
     for (std::size_t i = 0; i < dims.size(); ++i) {
         const int dimension = static_cast<int>(i);
-        ComponentSetPtr present = drawer.sets[i];
-        if (dimension == drawer.extendable) {
-            if (autoExtend) {
-                continue;
-            }
-            if (!extension.IsNull()) {
-                present = ComponentSet::Union(present, ORQSimCSet(extension).Payload());
-            }
+        if (dimension == drawer.extendable && autoExtend) {
+            continue;
         }
-        const ComponentSetPtr missing = Missing(dims[i]->Payload(), present);
+        const ComponentSetPtr& view = dims[i]->Payload();
+        ComponentSetPtr missing = dimension == drawer.RowDim() ? drawer.rows.Missing(view)
+                                                               : Missing(view, drawer.sets[i]);
+        if (dimension == drawer.extendable && !extension.IsNull()) {
+            missing = Missing(missing, ORQSimCSet(extension).Payload());
+        }
         if (!missing->IsEmpty()) {
             Refuse(InDimension(dimension) + ": the drawer does not hold member " +
                    std::to_string(missing->At(0)) + " and may not be extended by it");
@@ -179,6 +170,54 @@ void ORQSimTransfer::Job::CheckMaking(const DistributionState& distribution) con
     if (extendable >= static_cast<int>(distribution.grid.size())) {
         Refuse("the extendable " + InDimension(extendable) + " does not exist");
     }
+}
+
+void ORQSimTransfer::Job::CheckReferences(const DistributionState& distribution,
+                                          const std::byte* values, std::int64_t count) const {
+    const bool refers =
+        !distribution.rangeCollection.IsNull() &&
+        (distribution.scalar == ORQSimScalarInt || distribution.scalar == ORQSimScalarUint);
+    if (!refers) {
+        return;
+    }
+    const auto space = static_cast<std::uint32_t>(State().Space(distribution.rangeCollection));
+    const orq::database::ItemMover mover = MoverFor(distribution);
+    std::array<std::uint32_t, 4096> block{};
+    for (std::int64_t first = 0; first < count; first += std::ssize(block)) {
+        const std::int64_t size = std::min<std::int64_t>(std::ssize(block), count - first);
+        mover.toStore(reinterpret_cast<std::byte*>(block.data()), values + first * mover.bufferSize,
+                      1, size);
+        // No reference is the highest number, which 1 makes the lowest.
+        std::uint32_t highest = 0;
+        for (std::int64_t i = 0; i < size; ++i) {
+            highest = std::max(highest, block[static_cast<std::size_t>(i)] + 1);
+        }
+        if (highest > space) {
+            RefuseReference(first, std::span(block).first(static_cast<std::size_t>(size)), space);
+        }
+    }
+}
+
+void ORQSimTransfer::Job::RefuseReference(std::int64_t first, std::span<const std::uint32_t> values,
+                                          std::uint32_t space) const {
+    const auto wrong =
+        std::ranges::find_if(values, [&](std::uint32_t value) { return value + 1 > space; });
+    std::int64_t item = first + (wrong - values.begin());
+    std::string place;
+    if (!isSparse) {
+        for (std::size_t dim = dims.size(); dim-- > 0;) {
+            const int size = dims[dim]->Size();
+            place = InDimension(static_cast<int>(dim)) + " member " +
+                    std::to_string((*dims[dim])[static_cast<int>(item % size)]) +
+                    (place.empty() ? "" : ", " + place);
+            item /= size;
+        }
+    } else {
+        place = "value " + std::to_string(item);
+    }
+    Refuse("the value for " + place + " refers to member " +
+           std::to_string(static_cast<std::int32_t>(*wrong)) + " of a collection of " +
+           std::to_string(space));
 }
 
 std::int64_t ORQSimTransfer::Job::ViewItems() const {

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,9 +27,6 @@ namespace orq::database {
 inline std::string InDimension(int dimension) {
     return "dimension " + std::to_string(dimension);
 }
-
-// The members of a view that a set lacks, in the order of the view.
-ComponentSetPtr Missing(const ComponentSetPtr& view, const ComponentSetPtr& present);
 
 }  // namespace orq::database
 
@@ -77,6 +75,12 @@ class ORQSimTransfer::Job {
                       const ORQSimCollectionID& collection) const;
     void CheckAgainstDrawer(orq::database::DistributionState& distribution) const;
     void CheckMaking(const orq::database::DistributionState& distribution) const;
+    // Refuses references to members that the range collection does not have, naming the first one's
+    // place in the view.
+    void CheckReferences(const orq::database::DistributionState& distribution,
+                         const std::byte* values, std::int64_t count) const;
+    [[noreturn]] void RefuseReference(std::int64_t first, std::span<const std::uint32_t> values,
+                                      std::uint32_t space) const;
     std::int64_t ViewItems() const;
     std::byte* BufferFor(int buffer);
     orq::database::ItemMover MoverFor(const orq::database::DistributionState& distribution) const {
@@ -93,11 +97,12 @@ class ORQSimTransfer::Job {
     std::int64_t ReadAsSparse(orq::database::DatabaseState& state,
                               orq::database::DistributionState& distribution);
     void AddDrawer();
-    void Extend(orq::database::DatabaseState& state, orq::database::DistributionState& distribution,
-                orq::database::DrawerState& drawer);
+    // Adds rows where the transfer asks for them. Answers a row before which none of the view lies.
+    std::int64_t Extend(orq::database::DatabaseState& state, orq::database::DrawerState& drawer);
     void WriteDense(orq::database::DatabaseState& state,
                     const orq::database::DistributionState& distribution,
-                    const orq::database::DrawerState& drawer, const std::byte* buffer);
+                    const orq::database::DrawerState& drawer, std::int64_t firstRow,
+                    const std::byte* buffer);
     void WriteSparse(orq::database::DatabaseState& state,
                      const orq::database::DistributionState& distribution);
 };

@@ -44,9 +44,11 @@ struct ViewOnDrawer {
 ViewOnDrawer Meet(const std::vector<ComponentSetPtr>& view, const DrawerState& drawer);
 
 // Calls f(RowRun) for the rows that the view asks for, in order of the view within each segment.
+// REQUIRES: none of them lies before `firstRow`.
 template <class F>
-void ForEachRowRun(const ComponentSet& view, const DrawerState& drawer, F&& f) {
-    for (const DrawerSegment& segment : drawer.segments) {
+void ForEachRowRun(const ComponentSet& view, const DrawerState& drawer, std::int64_t firstRow,
+                   F&& f) {
+    for (const DrawerSegment& segment : drawer.rows.SegmentsFrom(firstRow)) {
         ComponentSet::ForEachCommonRun(view, *segment.members,
                                        [&](int inView, int inSegment, int count) {
                                            f(RowRun{segment.firstRow + inSegment, inView, count});

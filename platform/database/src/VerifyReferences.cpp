@@ -350,8 +350,8 @@ class ReferenceCheck {
              row.Next();) {
             OwnStore(row.Int(8));
         }
-        for (std::size_t dim = 0; dim < drawer.sets.size(); ++dim) {
-            const ComponentSet& set = *drawer.sets[dim];
+        for (std::size_t dim = 0; dim < drawer.NumDims(); ++dim) {
+            const ComponentSet& set = *drawer.Members(dim);
             const int space = m_state.Space(distribution.grid[dim]);
             if (!set.IsEmpty() && (set.Lowest() < 0 || set.Highest() >= space)) {
                 report("dimension " + std::to_string(dim) +
@@ -362,14 +362,13 @@ class ReferenceCheck {
             }
         }
         std::int64_t nRows = 0;
-        for (const DrawerSegment& segment : drawer.segments) {
+        for (const DrawerSegment& segment : drawer.rows.Segments()) {
             if (segment.firstRow != nRows) {
                 report("its rows have a gap at row " + std::to_string(nRows));
             }
             nRows += segment.members->Size();
         }
-        if (nRows != drawer.nRows ||
-            nRows != drawer.sets[static_cast<std::size_t>(drawer.RowDim())]->Size()) {
+        if (nRows != drawer.nRows || nRows != drawer.rows.Members()->Size()) {
             report("has " + std::to_string(drawer.nRows) + " rows, its members are " +
                    std::to_string(nRows));
         }

@@ -60,6 +60,9 @@ class Engine {
     // From here on only numbers from these on are given.
     void ReserveNumbers(std::int64_t nextObject, std::int64_t nextSet);
     int NewSet() { return m_nextSet++; }
+    // The numbers that are given next.
+    std::int64_t NextObject() const { return m_nextObject; }
+    int NextSet() const { return m_nextSet; }
 
     // Transactions nest; the inner ones are savepoints. Depth is 0 outside of any.
     int Depth() const { return static_cast<int>(m_bulkEnds.size()); }

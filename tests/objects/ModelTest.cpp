@@ -1,6 +1,7 @@
 // The builder of standard models, the document and the labels.
 #include <algorithm>
 #include <climits>
+#include <functional>
 #include <numeric>
 
 #include "ORQObjDocument.h"
@@ -108,6 +109,53 @@ TEST_P(ModelTest, ImpossibleRequestsAreRefused) {
     EXPECT_TRUE(Fails(Kind::Usage, {"to 7"}, [&] { builder.AddNodes(INT_MAX - 6); }));
     m_transaction.reset();
     EXPECT_TRUE(Fails(Kind::Usage, {"transaction"}, [&] { Builder(); }));
+}
+
+TEST_P(ModelTest, SetsOfTheWrongCollectionAreRefusedBeforeAnythingIsMade) {
+    const ORQObjModelBuilder builder = Builder();
+    const ORQSimCSetID nodes = builder.AddNodes(4);
+    const ORQSimCSetID elements = builder.AddElements(2);
+    const ORQSimPosition part = builder.AddInstance("PART-1");
+    const ORQSimPosition spec = builder.AddElementSpec("S4");
+    const int far[] = {1, 2};
+    const ORQSimCSetID beyond =
+        ORQSimCollection(elements.CollectionID()).CreateTempCSet(far, 2, true);
+    ORQSimCSetID undone;
+    {
+        const ORQSimTransaction inner(Database().ContextID());
+        undone = ORQSimCollection(elements.CollectionID()).CreateCSetStrided(0, 1, 1, 1);
+    }
+    const int labels[] = {9, 5, 7, 3};
+    const auto refuses = [&](const ORQSimCSetID& set, std::initializer_list<std::string> parts) {
+        const auto expect = [&](const char* what, const std::function<void()>& call) {
+            EXPECT_TRUE(Fails(Kind::Usage, {set == undone ? "set " : what}, call));
+            EXPECT_TRUE(Fails(Kind::Usage, parts, call)) << what;
+        };
+        expect("element set \"E\"", [&] { builder.AddElementSet("E", 1, set); });
+        expect("block \"E\"", [&] { builder.AddBlock("E", 1, "S4", "S4", set); });
+        expect("surface \"E\", face 2", [&] { builder.AddSurface("E", 1, {{2, set}}); });
+        expect("assignment 1, of element spec \"S4\"", [&] {
+            builder.AssignElementSpecs({{spec, elements}, {spec, set}});
+        });
+        expect("labels of instance \"PART-1\"",
+               [&] { builder.SetLabels(kElement, part, set, labels); });
+    };
+    refuses(nodes, {"NodeCollection", "ElementCollection"});
+    refuses(beyond, {"member 2", "2 members"});
+    refuses(undone, {"undone"});
+    refuses({}, {"null"});
+    EXPECT_TRUE(Fails(Kind::Usage, {"node set \"N\"", "ElementCollection"},
+                      [&] { builder.AddNodeSet("N", 1, elements); }));
+    EXPECT_TRUE(Fails(Kind::Usage, {"assignment 0", "no element spec"}, [&] {
+        builder.AssignElementSpecs({{part, elements}});
+    }));
+    EXPECT_TRUE(Fails(Kind::Usage, {"surface \"E\", face -1"}, [&] {
+        builder.AddSurface("E", 1, {{-1, elements}});
+    }));
+    builder.AddElementSet("E", 1, elements);
+    builder.AddSurface("E", 1, {{0, elements}});
+    CommitAndReopen();
+    EXPECT_EQ(Database().Verify(), Texts());
 }
 
 TEST_P(ModelTest, LabelsComeInTheirOwnOrderWithTheirOrdinals) {

@@ -79,6 +79,11 @@ TEST_F(RegionTest, EachRigidBodyHasItsReferenceNode) {
         EXPECT_EQ(found[0], node);
     }
     EXPECT_EQ(plate.ReferrersSet(Constraint_RigidBody_analyticSurface).Size(), 2);
+    for (const int node : {-1, 9}) {
+        EXPECT_TRUE(Fails(ORQBasFailureKind::Usage, {std::to_string(node)},
+                          [&] { m_regions.AddRigidBody("BODY", node, plate); }));
+    }
+    EXPECT_EQ(bodies.Space(), 2);
 }
 
 TEST_F(RegionTest, OutputRegionsCountOnce) {

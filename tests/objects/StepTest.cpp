@@ -139,3 +139,24 @@ TEST_P(StepTest, NamesOfStepsAreUnique) {
                                {"U", builder.UserFieldType("U"), 1, Nodes(), {}});
     }));
 }
+
+TEST_P(StepTest, FieldsThatCannotBeAreRefusedByNameAndMakeNothing) {
+    using namespace ORQSimSchema;
+    const ORQObjStepBuilder builder(Document());
+    const ORQSimPosition step = builder.AddStep("Load", Step_General);
+    const ORQSimPosition type = builder.StandardFieldType("S");
+    const auto add = [&](const ORQSimPosition& fieldType, int gridType) {
+        builder.AddFieldResult(step, {"S", fieldType, gridType, Nodes(), {{1, "s11"}}});
+    };
+    EXPECT_TRUE(Fails(::Kind::Usage,
+                      {"field \"S\" of step \"Load\"", "Step_General is no field type"},
+                      [&] { add(step, Field_Nodal); }));
+    EXPECT_TRUE(Fails(::Kind::Usage, {"no field type"}, [&] { add({}, Field_Nodal); }));
+    EXPECT_TRUE(Fails(::Kind::Usage, {"Region is no grid type"}, [&] { add(type, Region); }));
+    for (const int gridType :
+         {Field_IntegrationPoint, Field_ElementNodal, Field_ElementFace, Field_WholeElementFace}) {
+        EXPECT_TRUE(
+            Fails(::Kind::Usage, {NameOf(gridType), "several points"}, [&] { add(type, gridType); }));
+    }
+    EXPECT_EQ(step.GetSet(Task_fieldResults).Size(), 0);
+}

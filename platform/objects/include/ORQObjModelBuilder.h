@@ -18,6 +18,9 @@
 /// REQUIRES, of every operation: a transaction that the caller opened on the database. What exists
 /// already is found again, so a builder can go on with a model that another one began.
 ///
+/// A set of another collection than the operation needs, or with members outside it, throws
+/// ORQBasFailure (Usage) that names the object and the member, before anything is made.
+///
 ///   ORQSimTransaction transaction(database.ContextID());
 ///   ORQObjModelBuilder builder(database);
 ///   const ORQSimPosition part = builder.AddInstance("PART-1");

@@ -64,7 +64,9 @@ class ORQ_EXPORT ORQObjStepBuilder {
     /// The type of fields that the model defines under a name, made when there is none.
     ORQSimPosition UserFieldType(const ORQString& name) const;
 
-    /// An empty field of a step.
+    /// An empty field of a step. Throws Usage for a type that is no field type, and for a grid type
+    /// that has several points in each member (Field_IntegrationPoint, Field_ElementNodal,
+    /// Field_ElementFace, Field_WholeElementFace): a value for each member would be a wrong one.
     ORQObjMeshedField AddFieldResult(const ORQSimPosition& step,
                                      const ORQObjFieldDefinition& definition) const;
     ORQObjMeshedField AddHistoryField(const ORQSimPosition& step,

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "AddMembers.h"
+#include "CheckSet.h"
 #include "FindOrMake.h"
 #include "MakeRegion.h"
 #include "MeshParts.h"
@@ -232,6 +233,7 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "labels are given to an object that is no instance of the mesh");
     }
+    CheckSet(memberSet, labelled.ID(), "labels of instance \"" + instance.Name().UTF8() + "\"");
     for (const ORQSimDrawerDescription& drawer : distribution.QueryDrawers()) {
         if (ORQSimCSet(drawer.CSet(0)).SeekMember(instanceMember) >= 0) {
             throw ORQBasFailure(ORQBasFailureKind::Usage,
@@ -309,6 +311,13 @@ void ORQObjModelBuilder::AssignElementSpecs(
     std::vector<ORQSimCompartment> compartments;
     for (const auto& [spec, elements] : assignment) {
         const int member = specs.MemberIndex(spec);
+        const std::string place = "assignment " + std::to_string(compartments.size());
+        if (member < 0) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                place + " of element specs: the object is no element spec");
+        }
+        CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(),
+                 place + ", of element spec \"" + spec.Name().UTF8() + "\"");
         compartments.emplace_back(std::vector{specs.CreateTempCSet(&member, 1, true), elements});
     }
     Mesh().SetPosition(ORQSimSchema::Mesh_elementSpecAssignment,
@@ -324,6 +333,7 @@ void ORQObjModelBuilder::SetLogicalSectionClassification(
 ORQSimPosition ORQObjModelBuilder::AddBlock(const ORQString& name, int number,
                                             const ORQString& shapeInFile, const ORQString& shape,
                                             const ORQSimCSetID& elements) const {
+    CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(), "block \"" + name.UTF8() + "\"");
     const ORQSimDataRecord record = Mesh().CreateDataRecord(ORQSimSchema::Block);
     record.SetInt(0, number);
     record.SetString(1, shapeInFile);
@@ -370,18 +380,28 @@ ORQSimPosition ORQObjModelBuilder::AddSet(const ORQString& name, int number,
 
 ORQSimPosition ORQObjModelBuilder::AddNodeSet(const ORQString& name, int number,
                                               const ORQSimCSetID& nodes) const {
+    CheckSet(nodes, ORQObjMesh(Mesh()).GetNodeCollection(), "node set \"" + name.UTF8() + "\"");
     return AddSet(name, number, nodes, ORQSimSchema::Model_nodeSets,
                   ORQSimSchema::Region_nodesCluster);
 }
 
 ORQSimPosition ORQObjModelBuilder::AddElementSet(const ORQString& name, int number,
                                                  const ORQSimCSetID& elements) const {
+    CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(),
+             "element set \"" + name.UTF8() + "\"");
     return AddSet(name, number, elements, ORQSimSchema::Model_elementSets,
                   ORQSimSchema::Region_elementsCluster);
 }
 
 ORQSimPosition ORQObjModelBuilder::AddSurface(
     const ORQString& name, int number, const std::map<int, ORQSimCSetID>& elementsByFace) const {
+    for (const auto& [face, elements] : elementsByFace) {
+        const std::string place = "surface \"" + name.UTF8() + "\", face " + std::to_string(face);
+        if (face < 0) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage, place + ": faces are counted from 0");
+        }
+        CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(), place);
+    }
     const ORQSimPosition region =
         MakeRegion(Model(), ORQSimSchema::Region, name, number, ORQSimSchema::Model_surfaces);
     ORQSimCollection faces(Mesh().GetPosition(ORQSimSchema::Mesh_faces).GetCollection());

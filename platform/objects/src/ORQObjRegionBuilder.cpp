@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "AddMembers.h"
+#include "CheckSet.h"
 #include "FindOrMake.h"
 #include "MakeRegion.h"
 #include "MeshParts.h"
@@ -121,13 +122,14 @@ ORQSimPosition ORQObjRegionBuilder::AddRigidBody(const ORQString& name, int refe
     using namespace ORQSimSchema;
     const ORQSimPosition model = m_document.GetModel();
     const ORQSimPosition mesh = m_document.GetMesh();
+    const ORQSimCSetID node = OneMember(mesh.GetPosition(Mesh_nodes), referenceNode);
+    CheckSet(node, mesh.GetPosition(Mesh_nodes), "rigid body \"" + name.UTF8() + "\"");
     const ORQSimPosition bodies = NeedCollection(mesh, Mesh_rigidBodies, RigidBodyCollection);
     const ORQSimPosition body = model.CreateDataRecord(RigidBody).Pos();
     body.SetName(Record_name, name);
     const int member = ORQSimCollection(bodies.GetCollection()).AddMember(body);
-    AppendCompartment(
-        mesh, Mesh_rigidBodyReferenceNode, RigidBodyReferenceNodes,
-        {OneMember(bodies, member), OneMember(mesh.GetPosition(Mesh_nodes), referenceNode)});
+    AppendCompartment(mesh, Mesh_rigidBodyReferenceNode, RigidBodyReferenceNodes,
+                      {OneMember(bodies, member), node});
 
     const ORQSimPosition constraint = model.CreateDataRecord(Constraint_RigidBody).Pos();
     constraint.SetPosition(Constraint_RigidBody_body, body);

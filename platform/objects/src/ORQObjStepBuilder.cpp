@@ -1,5 +1,7 @@
 #include "ORQObjStepBuilder.h"
 
+#include <algorithm>
+#include <array>
 #include <string>
 
 #include "AddMembers.h"
@@ -75,6 +77,37 @@ ORQSimCSetID Describe(const ORQSimPosition& step, int slot, const Description& d
     }
     step.SetPosition(slot, members);
     return members;
+}
+
+// Several values in each member: a field of one value a member cannot hold them.
+constexpr std::array<int, 4> kGridTypesWithPoints = {
+    ORQSimSchema::Field_IntegrationPoint, ORQSimSchema::Field_ElementNodal,
+    ORQSimSchema::Field_ElementFace, ORQSimSchema::Field_WholeElementFace};
+
+void CheckDefinition(const ORQObjFieldDefinition& definition, const ORQSimPosition& step) {
+    using namespace ORQSimSchema;
+    const auto refuse = [&](const std::string& text) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, "field \"" + definition.name.UTF8() +
+                                                          "\" of step \"" + step.Name().UTF8() +
+                                                          "\": " + text);
+    };
+    if (definition.name.IsEmpty() || definition.components.empty()) {
+        refuse("it has no name or no components");
+    }
+    if (!definition.type.IsA(FieldType_standard) && !definition.type.IsA(FieldType_user)) {
+        refuse(definition.type.IsNull()
+                   ? "it has no field type"
+                   : NameOf(definition.type.ID().TypeID().Index()) + " is no field type");
+    }
+    const Entry* gridType = Find(definition.gridType);
+    if (gridType == nullptr || gridType->kind != Kind::Field) {
+        refuse(NameOf(definition.gridType) + " is no grid type");
+    }
+    if (std::ranges::find(kGridTypesWithPoints, definition.gridType) !=
+        kGridTypesWithPoints.end()) {
+        refuse(std::string(gridType->name) +
+               " has several points in each member, the field holds one value for each");
+    }
 }
 
 }  // namespace
@@ -168,11 +201,7 @@ ORQSimPosition ORQObjStepBuilder::UserFieldType(const ORQString& name) const {
 ORQObjMeshedField ORQObjStepBuilder::MakeField(const ORQSimPosition& step,
                                                const ORQObjFieldDefinition& definition) const {
     using namespace ORQSimSchema;
-    if (definition.name.IsEmpty() || definition.components.empty()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "field \"" + definition.name.UTF8() +
-                                                          "\" of step \"" + step.Name().UTF8() +
-                                                          "\": it has no name or no components");
-    }
+    CheckDefinition(definition, step);
     const ORQSimPosition position = step.CreateDataRecord(MeshedField).Pos();
     position.SetName(Record_name, definition.name);
     position.SetPosition(MeshedField_type, definition.type);

@@ -27,6 +27,7 @@
 #include "ORQSrvFieldServices.h"
 #include "ORQSrvFsmFTable.h"
 #include "ORQSrvFsmMaterialTable.h"
+#include "SoundAtEnd.h"
 
 namespace {
 
@@ -54,6 +55,7 @@ class Tables : public testing::Test {
     ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
+    SoundAtEnd sound{database};
 };
 
 // --- Fields --------------------------------------------------------------------------------------

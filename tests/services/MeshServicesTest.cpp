@@ -26,6 +26,7 @@
 #include "ORQSrvInverseConnectivity.h"
 #include "ORQSrvSetMapperFactory.h"
 #include "ORQSrvSurfaceNodalAreas.h"
+#include "SoundAtEnd.h"
 
 namespace {
 
@@ -61,6 +62,7 @@ class MeshServices : public testing::Test {
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     ORQSrvElementConnectivity connectivity{builder.Connectivity(), 2};
+    SoundAtEnd sound{database};
 };
 
 // --- Connectivity --------------------------------------------------------------------------------

@@ -26,6 +26,7 @@
 #include "ORQSrvSectionServices.h"
 #include "ORQSrvShellSection.h"
 #include "ORQSrvShellSectionPoints.h"
+#include "SoundAtEnd.h"
 
 namespace {
 
@@ -125,6 +126,7 @@ class Sections : public testing::Test {
     ORQObjModelBuilder builder{database};
     ORQObjSectionBuilder sections{builder.Document()};
     ORQSrvBulkShellLayers& layers = omi_Singleton<ORQSrvBulkShellLayers>::Instance();
+    SoundAtEnd sound{database};
 };
 
 // --- Layers --------------------------------------------------------------------------------------

@@ -3,8 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <iterator>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -407,28 +411,47 @@ TEST_F(Sections, ADanglingAssignmentIsFatal) {
 
 // --- Properties of elements and layers -----------------------------------------------------------
 
-TEST_F(Sections, APropertyOfElementsAndLayersIsFoundAgain) {
-    const ORQSimPosition model = builder.Model();
-    ORQSimCollection layerCollection(
-        model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection());
-    layerCollection.ExtendSpace(6);
-    const auto layerSet = [&](const std::vector<int>& members) {
-        return Set(layerCollection.ID(), members);
-    };
-    const ORQSimPosition steel = sections.AddMaterial("steel", 1);
-    const ORQSimPosition glass = sections.AddMaterial("glass", 2);
-    const auto open = [&] {
-        return ORQSrvElementLayerProperty(model, layerCollection.ID(), 55, 250, 55, 251);
-    };
-    ORQSrvElementLayerProperty property = open();
+class Properties : public Sections {
+  protected:
+    Properties() { ORQSimCollection(layerCollection).ExtendSpace(6); }
+
+    ORQSimCSetID Layers(const std::vector<int>& members) const {
+        return Set(layerCollection, members);
+    }
+    ORQSrvElementLayerProperty Open() const {
+        return ORQSrvElementLayerProperty(model, layerCollection, 55, 250, 55, 251);
+    }
+    std::vector<int> Values(const ORQSrvElementLayerProperty& property,
+                            const std::vector<int>& elements,
+                            const std::vector<int>& layerMembers) const {
+        std::vector<int> values(elements.size() * layerMembers.size(), -9);
+        EXPECT_EQ(property.Lookup(ORQSimCSet(Elements(elements)), ORQSimCSet(Layers(layerMembers)),
+                                  values.data()),
+                  std::ssize(values));
+        return values;
+    }
+
+    ORQSimPosition model = builder.Model();
+    ORQSimCollectionID layerCollection =
+        model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection();
+    ORQSimPosition steel = sections.AddMaterial("steel", 1);
+    ORQSimPosition glass = sections.AddMaterial("glass", 2);
+    int s = Member(steel);
+    int g = Member(glass);
+};
+
+TEST_F(Properties, AreFoundAgain) {
+    ORQSrvElementLayerProperty property = Open();
     int none[1] = {-9};
-    EXPECT_EQ(property.Lookup(ORQSimCSet(Elements({1})), ORQSimCSet(layerSet({})), none), 0);
-    property.Add(Elements({0, 1}), layerSet({0, 2}), steel.ID());
-    property.Add(Elements({1, 2, 7}), layerSet({0, 2}), glass.ID());
-    property.Add(Elements({7}), layerSet({5}), glass.ID());
+    EXPECT_EQ(property.Lookup(ORQSimCSet(Elements({1})), ORQSimCSet(Layers({})), none), 0);
+    EXPECT_EQ(none[0], -9);
+    EXPECT_THAT(Values(property, {1, 2}, {0}), ElementsAre(-1, -1));  // nothing is stored yet
+    property.Add(Elements({0, 1}), Layers({0, 2}), steel.ID());
+    property.Add(Elements({1, 2, 7}), Layers({0, 2}), glass.ID());
+    property.Add(Elements({7}), Layers({5}), glass.ID());
     testing::internal::CaptureStderr();
-    property.Add(Elements({3, 2}), layerSet({1}), steel.ID());
-    property.Add(Elements({2}), layerSet({1, 0}), steel.ID());
+    property.Add(Elements({3, 2}), Layers({1}), steel.ID());
+    property.Add(Elements({2}), Layers({1, 0}), steel.ID());
     const std::string reported = testing::internal::GetCapturedStderr();
     EXPECT_THAT(reported, testing::HasSubstr("ORQSimCSet(elsetID).IsAscending()"));
     EXPECT_THAT(reported, testing::HasSubstr("ORQSimCSet(layersID).IsAscending()"));
@@ -438,23 +461,95 @@ TEST_F(Sections, APropertyOfElementsAndLayersIsFoundAgain) {
     EXPECT_TRUE(link.IsA(ads_CoreFragmentTypeIndex(55, 251)));
     EXPECT_EQ(ORQSimDistribution(link.DSet().GetRelationalDistributionID()).NumDrawers(), 2);
 
-    ORQSrvElementLayerProperty again = open();
-    again.Add(Elements({9}), layerSet({0, 2}), steel.ID());
-    again.Add(Elements({9}), layerSet({3}), glass.ID());
+    ORQSrvElementLayerProperty again = Open();
+    again.Add(Elements({9}), Layers({0, 2}), steel.ID());
+    again.Add(Elements({9}), Layers({3}), glass.ID());
     again.Save(transaction);
     EXPECT_EQ(ORQSimDSet(link).GetCtation().Size(), 3);
-    std::vector<int> values(3 * 3, -9);
-    EXPECT_EQ(again.Lookup(ORQSimCSet(Elements({7, 0, 9})), ORQSimCSet(layerSet({2, 3, 5})),
-                           values.data()),
-              9);
-    const int s = Member(steel);
-    const int g = Member(glass);
-    EXPECT_THAT(values, ElementsAre(g, -9, g, s, -9, -9, s, g, -9));
+    EXPECT_THAT(Values(again, {7, 0, 9}, {2, 3, 5}), ElementsAre(g, -1, g, s, -1, -1, s, g, -1));
     EXPECT_EQ(Members(again.GetElementLayers(Elements({7, 4}))), (std::vector<int>{0, 2, 5}));
     EXPECT_TRUE(again.GetElementLayers(Elements({15})).IsEmpty());
     EXPECT_EQ(again.GetElementCollection(),
               ORQObjMesh(builder.Mesh()).GetElementCollection().GetCollection());
-    EXPECT_FALSE(again.GetSectionLayerCollection().IsNull());
+    EXPECT_EQ(again.GetSectionLayerCollection(), layerCollection);
+}
+
+// Blocks of elements and layers in any order, held against the pairs that they name.
+TEST_F(Properties, TheLastAddOfAPairWins) {
+    std::mt19937 random(5);
+    std::vector<int> allElements(8);
+    std::vector<int> allLayers(6);
+    std::iota(allElements.begin(), allElements.end(), 0);
+    std::iota(allLayers.begin(), allLayers.end(), 0);
+    const auto some = [&](const std::vector<int>& all) {
+        std::vector<int> picked;
+        std::ranges::copy_if(all, std::back_inserter(picked),
+                             [&](int) { return random() % 2 == 0; });
+        return picked;
+    };
+    std::vector<ORQSimPosition> materials;
+    for (int i = 0; i < 10; ++i) {
+        materials.push_back(sections.AddMaterial("M" + std::to_string(i), 3 + i));
+    }
+    std::vector<int> expected(48, -1);
+    std::array properties = {Open(), Open(), Open()};
+    for (int round = 0; round < 60; ++round) {
+        ORQSrvElementLayerProperty& property = properties[round < 20 ? 0 : random() % 3];
+        const std::vector<int> elements = some(allElements);
+        const std::vector<int> layerMembers = some(allLayers);
+        const ORQSimPosition& material = materials[random() % materials.size()];
+        property.Add(Elements(elements), Layers(layerMembers), material.ID());
+        for (const int element : elements) {
+            for (const int layer : layerMembers) {
+                expected[static_cast<std::size_t>(element * 6 + layer)] = Member(material);
+            }
+        }
+        property.Save(transaction);
+        ASSERT_EQ(Values(Open(), allElements, allLayers), expected) << round;
+    }
+}
+
+TEST_F(Properties, WithoutPairsNothingIsRecordedAndSavingDetachesNothing) {
+    ORQSrvElementLayerProperty empty = Open();
+    empty.Add(Elements({1}), Layers({}), steel.ID());
+    empty.Add(Elements({}), Layers({1}), steel.ID());
+    empty.Add(Elements({1}), {}, steel.ID());
+    empty.Save(transaction);
+    EXPECT_TRUE(model.GetPosition(ads_CoreFragmentTypeIndex(55, 250)).IsNull());
+
+    // Three of one time: what the first two save stays.
+    ORQSrvElementLayerProperty first = Open();
+    ORQSrvElementLayerProperty second = Open();
+    first.Add(Elements({1, 2}), Layers({0, 1}), steel.ID());
+    second.Add(Elements({2, 3}), Layers({0, 1}), glass.ID());
+    first.Save(transaction);
+    empty.Save(transaction);
+    EXPECT_THAT(Values(Open(), {1, 2, 3}, {1}), ElementsAre(s, s, -1));
+    second.Save(transaction);
+    EXPECT_THAT(Values(Open(), {1, 2, 3}, {1}), ElementsAre(s, g, g));
+    EXPECT_THAT(Values(second, {1, 2, 3}, {1}), ElementsAre(s, g, g));
+    second.Add(Elements({1}), Layers({0}), glass.ID());
+    first.Add(Elements({4}), Layers({1}), glass.ID());
+    first.Save(transaction);
+    second.Save(transaction);
+    EXPECT_THAT(Values(Open(), {1, 4}, {0, 1}), ElementsAre(g, s, -1, g));
+}
+
+TEST_F(Properties, AllLinksLeadToOneCollectionOfLayers) {
+    const ORQSimPosition libraries =
+        builder.Document().Focus().GetPosition(ORQSimSchema::Focus_libraries);
+    EXPECT_EQ(libraries.GetPosition(ORQSimSchema::Libraries_sectionLayers).GetCollection(),
+              layerCollection);
+    // A database that was made with two of them.
+    libraries.SetPosition(ORQSimSchema::Libraries_sectionLayers,
+                          model.CreateTypedCollection(ORQSimSchema::SectionLayerCollection, 11));
+    EXPECT_NE(Open().GetSectionLayerCollection(), layerCollection);
+    const ORQObjSectionBuilder opened(builder.Document());
+    EXPECT_EQ(Open().GetSectionLayerCollection(), layerCollection);
+    EXPECT_EQ(ORQSimCollection(layerCollection).Space(), 11);
+    ORQSrvElementLayerProperty property = Open();
+    property.Add(Elements({0}), Set(property.GetSectionLayerCollection(), {10}), steel.ID());
+    EXPECT_THAT(Values(property, {0}, {10}), ElementsAre(s));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <limits>
 #include <numeric>
@@ -13,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "ORQBasAssertException.h"
+#include "Assertions.h"
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -117,12 +118,55 @@ class Sections : public testing::Test {
                                       .GetDistribution());
     }
     std::string ErrorOfWriting() {
-        try {
-            layers.WriteBulkDistributions(builder.Model());
-        } catch (const ORQBasAssertException& error) {
-            return error.AsString(ORQBasStringMode::Unicode).c_str();
-        }
-        return "no error";
+        return ThrownBy([&] { layers.WriteBulkDistributions(builder.Model()); });
+    }
+    ORQSimCollectionID Collection(int slot) const {
+        return builder.Model().GetPosition(slot).GetCollection();
+    }
+    /// A distribution over two collections under a slot of the section data.
+    ORQSimDistribution NewAttribute(int slot, const ORQSimCollectionID& rows,
+                                    const ORQSimCollectionID& columns, int scalar) const {
+        const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+        const ORQSimPosition made =
+            data.CreateTypedDistribution(ORQSimGrid(std::vector{rows, columns}),
+                                         ORQSimSchema::DistributionRecord, ORQSimRangeType(scalar));
+        data.SetPosition(slot, made);
+        return ORQSimDistribution(made.GetDistribution());
+    }
+    /// A drawer over some rows and columns of a distribution.
+    template <class T>
+    static void AddDrawer(const ORQSimDistribution& to, const std::vector<int>& rows,
+                          const std::vector<int>& columns, const std::vector<T>& values) {
+        ORQSimTransfer(to)
+            .SetWrite()
+            .SetMakeNewDrawer()
+            .SetDim(0, Set(to.Grid().Collection(0), rows))
+            .SetDim(1, Set(to.Grid().Collection(1), columns))
+            .SetBuffer(ORQSimbufMain, values.data(),
+                       static_cast<std::int64_t>(values.size() * sizeof(T)))
+            .ExecWrite();
+    }
+    /// The field's own distribution.
+    static ORQSimDistribution ValuesOf(const ORQSimPosition& field) {
+        return ORQSimDistribution(
+            field.GetPosition(ORQSimSchema::Field_distribution).GetDistribution());
+    }
+    /// What was written for the elements of one layer of the distributed thickness; -7 for those
+    /// without a value.
+    std::vector<double> DistributedThicknesses(int layer, const std::vector<int>& elements) const {
+        const ORQSimDistribution values =
+            ValuesOf(builder.Model()
+                         .GetPosition(ORQSimSchema::Model_sectionData)
+                         .GetPosition(ORQSimSchema::SectionData_distributedThicknesses));
+        std::vector<double> read(elements.size(), -7);
+        ORQSimTransfer(values)
+            .SetRead()
+            .SetDim(0, Set(values.Grid().Collection(0), {layer}))
+            .SetDim(1, Elements(elements))
+            .SetBuffer(ORQSimbufMain, read.data(),
+                       static_cast<std::int64_t>(read.size() * sizeof(double)))
+            .ExecRead();
+        return read;
     }
 
     ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
@@ -294,79 +338,256 @@ TEST_F(Sections, WritingNothingMakesSectionDataOnlyForLayeredSections) {
     EXPECT_EQ(ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(0), 0), 0);
 }
 
-TEST_F(Sections, ChecksNameTheirExpressionAndLeaveTheLayersAsTheyWere) {
+TEST_F(Sections, ChecksAreKnownByTextFileAndLineAndLeaveTheLayersAsTheyWere) {
     const int section = NewSection("S", 2);
     Assign("all", {0, 1}, section);
     layers.AppendConstThickness(0, section, 1);
     layers.AppendDistThickness(1, Region("r", {0, 1}), Table({2}));
     Write();
 
+    const ORQSimPosition region = Region("s", {0, 1});
+    const ORQSimPosition flat = builder.Model().CreateDataRecord(1).Pos();
+    flat.SetPosition(ORQSimSchema::Field_distribution,
+                     flat.CreateTypedDistribution(
+                         ORQSimGrid(std::vector{ORQSimCSet(Elements({0})).CollectionID()}),
+                         ORQSimSchema::DistributionRecord, ORQSimRangeType(ORQSimScalarDouble)));
+    const ORQSimPosition twoColumns = Table({1});
+    const double two[] = {1, 2};
+    twoColumns.SetPosition(ORQSimSchema::Field_fTable,
+                           twoColumns.CreateSimpleFTable(1, {}, {}, two, 2));
     struct Case {
-        std::string error;
+        const char* text;
+        int line;
         std::function<void()> append;
     };
-    const ORQSimPosition region = Region("s", {0, 1});
     const Case cases[] = {
         {"distField.IsNull() && \"Distributed thickness field already exists and editing it is "
          "NYI\"",
-         [&] { layers.AppendDistThickness(0, region, Table({2})); }},
-        {"dids.Size() == 1",
+         948, [&] { layers.AppendDistThickness(0, region, Table({2})); }},
+        {"dids.Size() == 1", 1149,
          [&] { layers.AppendDistAngle(0, region, builder.Model().CreateDataRecord(1).Pos()); }},
-        {"numDim == 2",
+        {"numDim == 2", 1155, [&] { layers.AppendDistAngle(0, region, flat); }},
+        {"ncols == 1", 1186, [&] { layers.AppendDistAngle(0, region, twoColumns); }},
+        {"layerposition != -1", 729,
          [&] {
-             const ORQSimPosition field = builder.Model().CreateDataRecord(1).Pos();
-             field.SetPosition(
-                 ORQSimSchema::Field_distribution,
-                 field.CreateTypedDistribution(
-                     ORQSimGrid(std::vector{ORQSimCSet(Elements({0})).CollectionID()}),
-                     ORQSimSchema::DistributionRecord, ORQSimRangeType(ORQSimScalarDouble)));
-             layers.AppendDistAngle(0, region, field);
+             const auto overElements =
+                 NewAttribute(ORQSimSchema::SectionData_constantThicknesses,
+                              ORQSimCSet(Elements({0})).CollectionID(),
+                              Collection(ORQSimSchema::Model_sections), ORQSimScalarDouble);
+             AddDrawer<double>(overElements, {0}, {0}, {1});
          }},
-        {"ncols == 1",
+        {"layerSet.Size() == 1", 731,
          [&] {
-             const ORQSimPosition field = Table({1});
-             const double two[] = {1, 2};
-             field.SetPosition(ORQSimSchema::Field_fTable,
-                               field.CreateSimpleFTable(1, {}, {}, two, 2));
-             layers.AppendDistAngle(0, region, field);
-         }},
-        {"serFields.Size() == 1",
-         [&] {
-             builder.Model().GetMap(ORQSimSchema::Model_userFields).Remove("ANGLE");
-             layers.AppendConstAngle(0, section, 1);
+             const auto twoLayers =
+                 NewAttribute(ORQSimSchema::SectionData_constantThicknesses,
+                              Collection(ORQSimSchema::Model_sectionLayers),
+                              Collection(ORQSimSchema::Model_sections), ORQSimScalarDouble);
+             AddDrawer<double>(twoLayers, {0, 1}, {0}, {1, 1});
          }},
     };
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    const ORQSimPosition thicknesses =
+        data.GetPosition(ORQSimSchema::SectionData_constantThicknesses);
     for (const Case& c : cases) {
         layers.AppendConstThickness(0, section, 77);
         c.append();
-        EXPECT_EQ(ErrorOfWriting(), c.error);
+        EXPECT_EQ(ErrorOfWriting(), Thrown({c.text, "ORQSrvBulkShellLayers", c.line}));
         layers.Clean();
-        EXPECT_EQ(Section(SectionAt(section)).GetConstThicknesses()[0], 1) << c.error;
+        data.SetPosition(ORQSimSchema::SectionData_constantThicknesses, thicknesses);
+        EXPECT_EQ(Section(SectionAt(section)).GetConstThicknesses()[0], 1) << c.text;
     }
-    // A number outside its collection is an error of the platform.
-    layers.AppendMaterial(2, section + 1, 0);
-    EXPECT_THROW(layers.WriteBulkDistributions(builder.Model()), ORQBasFailure);
-    layers.Clean();
-    EXPECT_EQ(ErrorOfWriting(), "no error");
 }
 
-TEST_F(Sections, ADrawerOfSeveralLayersIsRefused) {
+TEST_F(Sections, ValuesAreTypedByTheirUserFields) {
+    const int section = NewSection("S", 1);
+    const auto error = [&](const char* userField, const std::function<void()>& append) {
+        ORQSimMap userFields = builder.Model().GetMap(ORQSimSchema::Model_userFields);
+        const ORQSimPosition field = userFields.Find(userField);
+        userFields.Remove(userField);
+        append();
+        const std::string said = ErrorOfWriting();
+        layers.Clean();
+        userFields.Insert(userField, field);
+        return said;
+    };
+    const auto missing = [](int line) {
+        return Thrown({"serFields.Size() == 1", "ORQSrvBulkShellLayers", line});
+    };
+    EXPECT_EQ(error("STH", [&] { layers.AppendConstThickness(0, section, 1); }), missing(737));
+    EXPECT_EQ(error("ANGLE", [&] { layers.AppendConstAngle(0, section, 1); }), missing(847));
+    const auto appendField = [&] { layers.AppendDistAngle(0, Region("r", {0}), Table({1})); };
+    EXPECT_EQ(error("ANGLE", appendField), missing(1050));
+
+    layers.AppendConstThickness(0, section, 1);
+    layers.AppendConstAngle(0, section, 1);
+    layers.AppendMaterial(0, section, NewMaterial("steel"));
+    layers.AppendNumSectionPoints(0, section, 5);
+    Write();
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    const auto typeName = [&](int slot) {
+        return data.GetPosition(slot).GetPosition(ORQSimSchema::MeshedField_type).Name();
+    };
+    EXPECT_EQ(typeName(ORQSimSchema::SectionData_constantThicknesses), "STH");
+    EXPECT_EQ(typeName(ORQSimSchema::SectionData_constantAngles), "ANGLE");
+    // References know what they refer to, counts refer to nothing.
+    EXPECT_EQ(Attribute(ORQSimSchema::SectionData_materials).RangeType().Collection(),
+              builder.Document().GetMaterialCollection().GetCollection());
+    EXPECT_TRUE(
+        Attribute(ORQSimSchema::SectionData_sectionPoints).RangeType().Collection().IsNull());
+}
+
+TEST_F(Sections, WhatIsCollectedStaysUntilClean) {
+    const int section = NewSection("S", 1);
+    layers.AppendConstThickness(0, section, 1.5);
+    layers.WriteBulkDistributions(builder.Model());
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    data.SetPosition(ORQSimSchema::SectionData_constantThicknesses, {});
+    layers.WriteBulkDistributions(builder.Model());
+    EXPECT_THAT(Section(SectionAt(section)).GetConstThicknesses(), ElementsAre(1.5));
+    layers.Clean();
+    data.SetPosition(ORQSimSchema::SectionData_constantThicknesses, {});
+    layers.WriteBulkDistributions(builder.Model());
+    EXPECT_THAT(Section(SectionAt(section)).GetConstThicknesses(), ElementsAre(kNone));
+}
+
+// Each is refused with what is wrong in the text, and nothing is written.
+TEST_F(Sections, WhatCannotBeWrittenIsNamed) {
+    const int section = NewSection("S", 2);
+    NewMaterial("steel");
+    sections.AddPly("P", 1);
+    const ORQSimPosition noElements = builder.AddNodeSet("PINS", 1, builder.AddNodes(2));
+    const ORQSimPosition region = Region("SKIN", {0, 1, 2});
+    const ORQSimPosition ofNodes =
+        builder.Model().CreateDataRecord(ORQSimSchema::MeshedField).Pos();
+    ofNodes.SetName(ORQSimSchema::Record_name, "T");
+    ofNodes.SetPosition(
+        ORQSimSchema::Field_distribution,
+        ofNodes.CreateTypedDistribution(
+            ORQSimGrid(std::vector{ORQObjMesh(builder.Mesh()).GetNodeCollection().GetCollection(),
+                                   builder.Document().GetComponentCollection().GetCollection()}),
+            ORQSimSchema::DistributionRecord, ORQSimRangeType(ORQSimScalarDouble)));
+    const ORQSimPosition twoValues = Distributed({0, 1}, {1, 2});
+    AddDrawer<double>(ValuesOf(twoValues), {1}, {2}, {3});
+    struct Case {
+        std::vector<std::string> parts;
+        std::function<void()> append;
+    };
+    const Case cases[] = {
+        {{"layer 1 of section 0", "material 99", "has 1 "},
+         [&] { layers.AppendMaterial(1, section, 99); }},
+        {{"layer 0 of section 0", "material -2"}, [&] { layers.AppendMaterial(0, section, -2); }},
+        {{"orientation 0", "has 0 "}, [&] { layers.AppendOrientation(0, section, 0); }},
+        {{"ply 1", "has 1 "}, [&] { layers.AppendPly(0, section, 1); }},
+        {{"member 1 is outside"}, [&] { layers.AppendPly(0, section + 1, 0); }},
+        {{"-1"}, [&] { layers.AppendConstThickness(-1, section, 0); }},
+        {{"layer 2147483647"}, [&] { layers.AppendConstAngle(2147483647, section, 0); }},
+        {{"region \"PINS\"", "no elements"},
+         [&] { layers.AppendDistThickness(0, noElements, Table({1})); }},
+        {{"a null region", "no elements"}, [&] { layers.AppendDistAngle(0, {}, Table({1})); }},
+        {{"field \"T\"", "no values for elements"},
+         [&] { layers.AppendDistThickness(0, region, ofNodes); }},
+        {{"2 values for an element"}, [&] { layers.AppendDistThickness(0, region, twoValues); }},
+        {{"2 rows", "region \"SKIN\" of 3 elements"},
+         [&] {
+             layers.AppendDistThickness(0, region, Table({1, 2}));
+         }},
+    };
+    for (const Case& c : cases) {
+        layers.AppendNumSectionPoints(0, section, 7);
+        c.append();
+        try {
+            layers.WriteBulkDistributions(builder.Model());
+            ADD_FAILURE() << "written: " << c.parts.front();
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_EQ(failure.Kind(), ORQBasFailureKind::Usage);
+            for (const std::string& part : c.parts) {
+                EXPECT_THAT(failure.Text(), testing::HasSubstr(part));
+            }
+        }
+        layers.Clean();
+        EXPECT_TRUE(builder.Model().GetPosition(ORQSimSchema::Model_sectionData).IsNull());
+    }
+}
+
+TEST_F(Sections, LayersThatNoSectionHasGetRoomAndAreNotRead) {
+    const int section = NewSection("S", 2);
+    Assign("all", {0, 1}, section);
+    const ORQSimCollection all(Collection(ORQSimSchema::Model_sectionLayers));
+    layers.AppendConstAngle(4, section, 45);
+    Write();
+    EXPECT_EQ(all.Space(), 5);
+    layers.AppendDistThickness(2, Region("r", {0, 1}), Table({2}));
+    layers.AppendDistThickness(7, Region("s", {0, 1}), Table({3}));
+    Write();
+    EXPECT_EQ(all.Space(), 8);
+    const Section read(SectionAt(section));
+    EXPECT_THAT(read.GetThicknessVariations(),
+                ElementsAre(Section::VariationUndefined, Section::VariationUndefined));
+    EXPECT_THAT(read.GetConstRotationAngles(), ElementsAre(kNone, kNone));
+}
+
+TEST_F(Sections, ValuesOfAnyTypeAreReadAndOfOverlappingDrawersTheLaterOnes) {
+    const int section = NewSection("S", 2);
+    const ORQSimPosition region = Region("r", {4, 0, 1, 2, 3});
+    const auto field = [&](int scalar) {
+        const ORQSimPosition made =
+            builder.Model().CreateDataRecord(ORQSimSchema::MeshedField).Pos();
+        made.SetPosition(
+            ORQSimSchema::Field_distribution,
+            made.CreateTypedDistribution(
+                ORQSimGrid(std::vector{builder.Document().GetComponentCollection().GetCollection(),
+                                       ORQSimCSet(Elements({0})).CollectionID()}),
+                ORQSimSchema::DistributionRecord, ORQSimRangeType(scalar)));
+        return made;
+    };
+    const ORQSimPosition floats = field(ORQSimScalarFloat);
+    AddDrawer<float>(ValuesOf(floats), {0}, {0, 2, 1}, {0.5F, 2.5F, 1.5F});
+    AddDrawer<float>(ValuesOf(floats), {0}, {4, 2}, {4.25F, 2.25F});
+    const ORQSimPosition integers = field(ORQSimScalarInt);
+    AddDrawer<int>(ValuesOf(integers), {0}, {0, 1, 2, 3, 4, 5}, {10, 11, 12, 13, 14, 15});
+    layers.AppendDistThickness(0, region, floats);
+    layers.AppendDistThickness(1, region, integers);
+    layers.AppendConstAngle(0, section, 1);
+    Write();
+    EXPECT_THAT(DistributedThicknesses(0, {0, 1, 2, 3, 4}), ElementsAre(0.5, 1.5, 2.25, -7, 4.25));
+    EXPECT_THAT(DistributedThicknesses(1, {0, 1, 2, 3, 4, 5}), ElementsAre(10, 11, 12, 13, 14, -7));
+
+    const auto constants = NewAttribute(
+        ORQSimSchema::SectionData_constantAngles, Collection(ORQSimSchema::Model_sectionLayers),
+        Collection(ORQSimSchema::Model_sections), ORQSimScalarFloat);
+    AddDrawer<float>(constants, {1}, {section}, {22.5F});
+    EXPECT_THAT(Section(SectionAt(section)).GetConstRotationAngles(), ElementsAre(kNone, 22.5));
+}
+
+TEST_F(Sections, DrawersOfSeveralLayersAreRefused) {
     const int section = NewSection("S", 2);
     layers.AppendNumSectionPoints(0, section, 3);
+    layers.AppendDistThickness(0, Region("r", {0}), Table({1}));
+    layers.AppendDistAngle(0, Region("s", {0}), Table({1}));
     Write();
-    const ORQSimDistribution counts = Attribute(ORQSimSchema::SectionData_sectionPoints);
-    const std::vector<int> two = {1, 2};
-    ORQSimTransfer(counts)
-        .SetWrite()
-        .SetMakeNewDrawer()
-        .SetDim(0, Set(counts.Grid().Collection(0), {0, 1}))
-        .SetDim(1, Set(counts.Grid().Collection(1), {section}))
-        .SetBuffer(ORQSimbufMain, two.data(), 8)
-        .ExecWrite();
-    EXPECT_THROW(ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(0), 0),
-                 ORQBasAssertException);
-    layers.AppendNumSectionPoints(0, section, 4);
-    EXPECT_EQ(ErrorOfWriting(), "layerSet.Size() == 1");
+    const auto read = [&] { Section{SectionAt(section)}; };
+    const auto points = [&] {
+        ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(section), 0);
+    };
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    const auto addBoth = [&](int slot) {
+        AddDrawer<double>(ValuesOf(data.GetPosition(slot)), {0, 1}, {0}, {1, 2});
+    };
+    addBoth(ORQSimSchema::SectionData_distributedAngles);
+    EXPECT_EQ(ThrownBy(read), Thrown({"layer.Size() == 1", "ORQSrvShellSection", 400}));
+    addBoth(ORQSimSchema::SectionData_distributedThicknesses);
+    EXPECT_EQ(ThrownBy(read), Thrown({"layer.Size() == 1", "ORQSrvShellSection", 331}));
+    AddDrawer<int>(Attribute(ORQSimSchema::SectionData_sectionPoints), {0, 1}, {section}, {1, 2});
+    EXPECT_EQ(ThrownBy(points), Thrown({"layer.Size() == 1", "ORQSrvShellSectionPoints", 71}));
+}
+
+TEST_F(Sections, OfTwoCountsOfAPairTheFirstIsKept) {
+    const int section = NewSection("S", 1);
+    layers.AppendNumSectionPoints(0, section, 3);
+    Write();
+    AddDrawer<int>(Attribute(ORQSimSchema::SectionData_sectionPoints), {0}, {section}, {9});
+    EXPECT_EQ(
+        ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(section), 0), 3);
 }
 
 // --- Assignments ---------------------------------------------------------------------------------
@@ -399,14 +620,14 @@ TEST_F(Sections, ADanglingAssignmentIsFatal) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const ORQSimPosition dangling =
         sections.AddSectionAssignment({}, SectionAt(NewSection("S", 1)));
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignment(Elements({0})),
-                 "AssertionFailed:!region.IsNull\\(\\).*36");
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignments(Elements({0})), "77");
+    const auto one = [&] { ORQSrvSectionServices::GetSectionAssignment(Elements({0})); };
+    const auto all = [&] { ORQSrvSectionServices::GetSectionAssignments(Elements({0})); };
+    EXPECT_FATAL(one(), {"!region.IsNull()", "ORQSrvSectionServices", 36});
+    EXPECT_FATAL(all(), {"!region.IsNull()", "ORQSrvSectionServices", 77});
     dangling.SetPosition(ORQSimSchema::SectionAssignment_region,
                          builder.AddNodeSet("n", 1, builder.AddNodes(1)));
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignment(Elements({0})),
-                 "AssertionFailed:!elsetPos.IsNull\\(\\).*40");
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignments(Elements({0})), "82");
+    EXPECT_FATAL(one(), {"!elsetPos.IsNull()", "ORQSrvSectionServices", 40});
+    EXPECT_FATAL(all(), {"!elsetPos.IsNull()", "ORQSrvSectionServices", 82});
 }
 
 // --- Properties of elements and layers -----------------------------------------------------------

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <type_traits>
 
 #include "ORQObjDocument.h"
 #include "ORQObjMeshedField.h"
@@ -64,6 +65,9 @@ void ORQSrvShellSection::ReadLayers(int slot, ORQBasVector<T>& values) const {
         return;
     }
     ORQSimTransfer read(distribution);
+    if constexpr (std::is_same_v<T, double>) {
+        read.SetBufferType(ORQSimScalarDouble);
+    }
     read.SetRead()
         .SetBufferPadding(false)
         .SetDim(0, m_layers)

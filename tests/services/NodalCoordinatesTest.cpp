@@ -77,6 +77,26 @@ TEST_P(NodalCoordinatesTest, WhatIsNotStoredReadsAsZero) {
     EXPECT_EQ(Read({2}, {}), Doubles());
 }
 
+TEST_P(NodalCoordinatesTest, CellsThatASparseDrawerLacksReadAsZero) {
+    InTransaction(Database(), [&] {
+        const Doubles values = {20.5, 41.5};
+        const Ints indices = {0, 1};
+        const Ints map = {0, 1, 2};
+        ORQSimTransfer(ORQSimDistribution(Coordinates().GetDistribution()))
+            .SetWrite()
+            .SetMakeNewDrawer()
+            .SetSerialization(ORQSimSerializationType().SetSparse())
+            .SetSparseNNonzero(2)
+            .SetDim(0, NodeSet({2, 4}))
+            .SetDim(1, DirectionSet({1, 2}))
+            .SetBuffer(ORQSimbufMain, values.data(), 16)
+            .SetBuffer(ORQSimbufIndicesNZ, indices.data(), 8)
+            .SetBuffer(ORQSimbufSparseMap, map.data(), 12)
+            .ExecWrite();
+    });
+    EXPECT_EQ(Read({2, 4}, {1, 2}), (Doubles{20.5, 0, 0, 41.5}));
+}
+
 TEST_P(NodalCoordinatesTest, WithoutADrawerAllReadsAsZero) {
     EXPECT_EQ(Read({5, 4}, {1, 3}), Filled(4, 0));
 }

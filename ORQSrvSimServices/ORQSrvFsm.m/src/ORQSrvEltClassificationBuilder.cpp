@@ -25,7 +25,7 @@ int Membership(const ORQSimContext& context, const ORQSimPosition& object,
     objects.Get(0) = object.ID();
     ORQSimArray<int> CMembers;
     context.GetCMembership(objects, collection, CMembers);
-    ORQSrvAssertReported(CMembers.Size() == 1, "CMembers.Size() == 1");
+    ORQSrvAssertReported(CMembers.Size() == 1 && CMembers.ConstGet(0) >= 0, "CMembers.Size() == 1");
     return CMembers.ConstGet(0);
 }
 
@@ -62,7 +62,9 @@ ORQSimPosition ORQSrvEltClassificationBuilder::BuildEltClassification(
                          "!\"Element Classification elaboration not yet implemented.\"");
     const ORQSimPosition classification =
         ORQSrvEltClassBuilderImplShape().BuildEltClassification(m_position);
-    LinkSections();
+    if (!classification.IsNull()) {
+        LinkSections();
+    }
     return classification;
 }
 
@@ -72,11 +74,15 @@ void ORQSrvEltClassificationBuilder::LinkSections() const {
     std::vector<ORQSimCSet> regions;
     std::vector<ORQSimPosition> sections;
     for (auto assignment = assignments.Begin(); assignment.NotDone(); ++assignment) {
+        const ORQSimPosition section = (*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 59));
+        if (section.IsNull()) {
+            continue;
+        }
         regions.push_back((*assignment)
                               .GetPosition(ads_CoreFragmentTypeIndex(55, 58))
                               .GetPosition(ads_CoreFragmentTypeIndex(53, 26))
                               .CSet());
-        sections.push_back((*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 59)));
+        sections.push_back(section);
     }
     if (regions.empty()) {
         return;

@@ -21,8 +21,8 @@
 ///
 /// A transform sees each drawer once and in one piece, in memory of its size, at most 2^31 - 1
 /// bytes; of a sparse one it sees all cells, zeros where nothing is stored, and only what it makes
-/// of the stored ones is kept. Through the base transform itself, which changes nothing, it is moved a few megabytes at
-/// a time.
+/// of the stored ones is kept. Through the base transform itself, which changes nothing, it is
+/// moved a few megabytes at a time.
 ///
 /// Failed checks are reported by their text and end the process with exit status 1:
 /// "The dimensions of the two distributions must match", "CSets missing for all domains of

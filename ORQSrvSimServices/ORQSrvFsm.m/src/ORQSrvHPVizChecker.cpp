@@ -106,8 +106,10 @@ void ORQSrvHPVizChecker::Check_Regions() {
                                  " is not referred to by any rigid body constraint "
                                  "(Constraint_RigidBody_analyticSurface).");
         }
-        CheckRigidBodies(m_document, m_messages);
-        CheckSurface(*region, m_messages);
+        CheckObject("Analytical surface " + QuotedName(*region), m_messages, [&] {
+            CheckRigidBodies(m_document, m_messages);
+            CheckSurface(*region, m_messages);
+        });
     }
 }
 

@@ -74,7 +74,11 @@ void CheckNodes(const ORQObjMesh& mesh, ORQBasVector<ORQString>& messages) {
     if (wanted.IsEmpty()) {
         messages.push_back("userNodes CSet is not present");
     }
-    if (!wanted.Intersection(NodesWithCoordinates(coordinates, nodes)).SameMembers(wanted)) {
+    // User nodes of another collection have none.
+    const ORQSimCSet stored = wanted.CollectionID() == nodes.GetCollection()
+                                  ? NodesWithCoordinates(coordinates, nodes)
+                                  : ORQSimCSet();
+    if (!wanted.Intersection(stored).SameMembers(wanted)) {
         messages.push_back(
             "Some nodes from user node set are not present in coordinates distribution");
     }
@@ -207,7 +211,7 @@ void ORQSrvHPVizChecker::Check_Mesh() {
         m_messages.push_back("Mesh is not present in this Model.");
         return;
     }
-    CheckCoordinates(mesh.GetCoordinates(), m_messages);
+    CheckObject("Mesh", m_messages, [&] { CheckCoordinates(mesh.GetCoordinates(), m_messages); });
 
     const ORQSimPosition assignment = mesh.GetElementSpecAssignment();
     const bool isDataSet = assignment.ID().Category() == ORQSimCategoryDSet;
@@ -219,7 +223,7 @@ void ORQSrvHPVizChecker::Check_Mesh() {
             assignment.ID().Category() + " instead of a DSet.");
     }
 
-    CheckNodes(mesh, m_messages);
+    CheckObject("Mesh", m_messages, [&] { CheckNodes(mesh, m_messages); });
 
     if (mesh.GetElementClassification().IsNull()) {
         m_messages.push_back("elementClassCollection is not present");
@@ -234,6 +238,7 @@ void ORQSrvHPVizChecker::Check_Mesh() {
         m_messages.push_back("ElementClassification has no ElementClasses.");
     }
     if (isDataSet) {
-        CheckClasses(m_document, mesh, classification, classes, m_messages);
+        CheckObject("ElementClassification", m_messages,
+                    [&] { CheckClasses(m_document, mesh, classification, classes, m_messages); });
     }
 }

@@ -150,7 +150,9 @@ void ORQSrvBulkShellLayers::WriteBulkDistributions(const ORQSimPosition& model) 
 bool ORQSrvBulkShellLayers::HasLayeredSection() const {
     const ORQSimCollection sections(SectionCollection());
     for (int member = 0; member < sections.Space(); ++member) {
-        if (sections.GetMember(member).IsA(ads_CoreFragmentTypeIndex(55, 19))) {
+        if (m_model.Context()
+                .GetRecord(sections.ID(), member)
+                .IsA(ads_CoreFragmentTypeIndex(55, 19))) {
             return true;
         }
     }

@@ -36,12 +36,12 @@ bool IsAscending(bool isAscending, const char* expression) {
 }
 
 bool Meet(const omi_BlkBitVect& bits, const ORQSimCSet& set) {
-    for (ORQSimCSetIterator member(set); !member.IsDone(); member.Next()) {
-        if (bits.IsSet(member.CurrentValue())) {
-            return true;
-        }
+    omi_BlkBitVectTrav members(bits);
+    int member = members.First();
+    while (member >= 0 && set.SeekMember(member) < 0) {
+        member = members.Next();
     }
-    return false;
+    return member >= 0;
 }
 
 std::size_t NumberOfPairs(const ORQSimCSet& elements, const ORQSimCSet& layers) {

@@ -289,7 +289,7 @@ void ORQSrvHPVizChecker::Check_Field(const ORQSimPosition& field, const ORQStrin
     } else if (isOverMesh) {
         CheckPlace(head, field, gridType);
     }
-    ORQSimCSet components = ORQObjMeshedField(field).GetComponents();
+    ORQSimCSet components = field.GetPosition(MeshedField_component).CSet();
     const bool areForeign =
         !components.IsEmpty() &&
         components.CollectionID() != m_document.GetComponentCollection().GetCollection();

@@ -18,6 +18,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvCheckerCommon.h"
 #include "ORQSrvHPVizChecker.h"
+#include "ORQSrvMemberNumber.h"
 #include "ORQSrvNodalCoordinates.h"
 #include "ORQSrvSetIndex.h"
 
@@ -114,7 +115,9 @@ class ClassCheck {
                const ORQSimPosition& classification, ORQBasVector<ORQString>& messages)
         : m_context(document.ContextID()),
           m_specs(document.GetElementSpecCollection().GetCollection()),
-          m_classes(mesh.GetElementClassCollection().GetCollection()),
+          m_classes(mesh.Position()
+                        .GetPosition(ORQSimSchema::Mesh_elementClassCollection)
+                        .GetCollection()),
           m_elementSets(ORQObjElementClassification(classification).GetElementCSets()),
           m_messages(messages) {
         std::vector<ORQSimCSet> assigned;
@@ -131,7 +134,7 @@ class ClassCheck {
     }
 
     void Examine(const ORQSimPosition& elementClass, int number) const {
-        const auto found = m_elementSets.find(m_classes.MemberIndex(elementClass));
+        const auto found = m_elementSets.find(ORQSrvMemberNumber(elementClass, m_classes));
         const ORQSimCSet elements = found == m_elementSets.end() ? ORQSimCSet() : found->second;
         const ORQSrvSetIndex::Answer assigned = m_assignment->Find(elements);
         std::vector<ORQString> specs;
@@ -180,7 +183,7 @@ class ClassCheck {
 
     ORQSimContext m_context;
     ORQSimCollectionID m_specs;
-    ORQSimCollection m_classes;
+    ORQSimCollectionID m_classes;
     std::map<int, ORQSimCSet> m_elementSets;  // by member number of their class
     std::vector<ORQSimCSet> m_assignedSpecs;  // by compartment of the assignment
     std::optional<ORQSrvSetIndex> m_assignment;

@@ -33,7 +33,7 @@ std::string Shown(const char* kind, const ORQSimPosition& object) {
 }
 
 ORQSimCSet ElementsOf(const ORQSimPosition& region) {
-    const ORQSimCSet elements(region.GetPosition(ads_CoreFragmentTypeIndex(53, 26)).GetCSet());
+    ORQSimCSet elements(region.GetPosition(ads_CoreFragmentTypeIndex(53, 26)).GetCSet());
     if (elements.IsEmpty()) {
         Refuse(Shown("region", region) + " of a distributed value has no elements");
     }

@@ -536,6 +536,7 @@ TEST_F(TablesOfAnotherProcess, AMaterialTableIsRead) {
         transaction.Commit();
     });
     const ORQSimDatabase database = Open();
+    const SoundAtEnd sound(database);
     const Contents read(table, database.Focus());
     ASSERT_EQ(read.rows, 40000);
     EXPECT_EQ(std::memcmp(read.arrays[0].data(), values.data(), values.size() * 8), 0);
@@ -564,6 +565,7 @@ TEST_F(TablesOfAnotherProcess, AFieldTableIsRead) {
         transaction.Commit();
     });
     const ORQSimDatabase database = Open();
+    const SoundAtEnd sound(database);
     const ORQSimPosition field = database.Focus().GetPosition(kSlot);
     const ORQSimFTable table(field.GetPosition(ORQSimSchema::Field_fTable).GetFTable());
     ASSERT_EQ(table.RowCount(), 10000);

@@ -12,6 +12,7 @@ class NodalCoordinatesTest : public DatabaseTest {
     void SetUp() override {
         InTransaction(Database(), [&] { ORQObjModelBuilder(Database()).AddNodes(20); });
     }
+    void TearDown() override { EXPECT_EQ(Database().Verify(), Texts()); }
 
     ORQSimPosition Coordinates() const {
         return ORQObjMesh(ORQObjDocument(Database()).GetMesh()).GetCoordinates();
@@ -67,7 +68,6 @@ TEST_P(NodalCoordinatesTest, TheFirstAppendMakesTheDrawerAndLaterOnesExtendIt) {
     EXPECT_EQ(Service().NumberNodes(), 4);
     EXPECT_EQ(Service().NumberComponents(), 2);
     EXPECT_EQ(Read({3, 12, 7}, {2, 1}), (Doubles{34, 33, 121, 120, 71, 70}));
-    EXPECT_EQ(Database().Verify(), Texts());
 }
 
 TEST_P(NodalCoordinatesTest, WhatIsNotStoredReadsAsZero) {

@@ -242,8 +242,10 @@ std::vector<Row> CopyDistribution(const Settings& settings) {
                  transaction.Commit();
              },
              [&] {
+                 ORQSimTransaction transaction(target->ContextID());
                  ORQSrvCopyDistribution(from->distribution, to->distribution, all, all,
                                         ORQSrvDistributionTransform());
+                 transaction.Commit();
              },
              [&] {
                  bulk.ClearTarget();

@@ -228,7 +228,7 @@ void WritePlainAreas(const SurfaceAreas& surfaces, PlainFile& file) {
 
 std::vector<Row> Areas(const Settings& settings) {
     const int nNodes = StructuredMesh(settings.nSide).nNodes;
-    const SurfaceAreas surfaces = MakeSurfaces(nNodes);
+    SurfaceAreas surfaces = MakeSurfaces(nNodes);
     const std::filesystem::path path = settings.directory / "areas.orq";
     auto& service = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
     std::optional<MeshDatabase> database;

@@ -36,18 +36,30 @@ class ORQ_EXPORT ORQSrvBulkShellLayers : public omi_SingletonBase<ORQSrvBulkShel
     void AppendConstAngle(int layer, int section, double angle);
     /// The field's value for each element of the region. The field holds its values in an F-table
     /// of one column, with one row for all elements or one for each in the order of the region's
-    /// set, or in a distribution over elements and one component.
+    /// set, or in a distribution over elements and one component, of any scalar type; elements for
+    /// which that stores nothing get no value.
     void AppendDistThickness(int layer, const ORQSimPosition& region, const ORQSimPosition& field);
     void AppendDistAngle(int layer, const ORQSimPosition& region, const ORQSimPosition& field);
 
     /// Writes everything collected in one transaction of its own, and keeps it until Clean().
-    /// Values of a layer that the model has already are added to the layer's drawer. Nothing is
-    /// written when nothing was collected and the model has no layered section.
+    /// Values of a layer that the model has already are added to the layer's drawer; room is made
+    /// for layers that no section has had so far. Nothing is written when nothing was collected and
+    /// the model has no layered section.
     ///
-    /// Throws ORQBasAssertException, and leaves the model as it was, when the model's user field
-    /// "STH" (thickness) or "ANGLE" is missing, when a distributed field exists already (editing
-    /// one is not supported), or when a field's values have another shape; ORQBasFailure when a
-    /// number is outside its collection.
+    /// What throws leaves the model as it was. ORQBasAssertException, with the text, file and line
+    /// of the check:
+    ///   - the user field "STH" (thickness) or "ANGLE" is missing: "serFields.Size() == 1";
+    ///   - a distributed field exists already; editing one is not supported;
+    ///   - the values of a field are in neither place ("dids.Size() == 1"), in a table of several
+    ///     columns ("ncols == 1") or in a distribution of other than two dimensions
+    ///     ("numDim == 2");
+    ///   - a drawer that the model has holds several layers: "layerSet.Size() == 1".
+    /// ORQBasFailure (Usage), naming the object or number:
+    ///   - a reference to a material, orientation or ply is neither -1 nor a member of its
+    ///     collection; found before anything is written;
+    ///   - a section does not exist, or a layer is below 0;
+    ///   - a region has no elements; a field has no values for elements, several for one element,
+    ///     or a table of neither one row nor as many as the region has elements.
     void WriteBulkDistributions(const ORQSimPosition& model);
     /// Forgets what was collected.
     void Clean();
@@ -96,6 +108,11 @@ class ORQ_EXPORT ORQSrvBulkShellLayers : public omi_SingletonBase<ORQSrvBulkShel
     ORQSimPosition UserField(const char* name, int line) const;
     void ReadFieldData(const ORQSimPosition& region, const ORQSimPosition& field,
                        Column<double>& values) const;
+    void CheckReferences(const Columns<int>& columns, const char* kind,
+                         const ORQSimCollectionID& collection) const;
+    ORQSimCollectionID MaterialCollection() const;
+    ORQSimCollectionID OrientationCollection() const;
+    ORQSimCollectionID PlyCollection() const;
     ORQSimCollectionID LayerCollection() const;
     ORQSimCollectionID SectionCollection() const;
 

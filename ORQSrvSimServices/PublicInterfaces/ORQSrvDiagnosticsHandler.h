@@ -10,8 +10,10 @@
 #include "omi_Singleton.h"
 
 /// The process-wide place to which a running analysis reports: conditions (warnings and errors) of
-/// the current step and the status of the job, each stored durably before the call returns. What
-/// readers see of it is in ORQObjDiagnostics.h.
+/// the current step and the status of the job. Each is stored durably before the call returns,
+/// unless the host has a transaction open on the document's database: then a report is part of it,
+/// becomes durable with its commit and goes when it is undone. What readers see of it is in
+/// ORQObjDiagnostics.h.
 ///
 ///   auto& handler = omi_Singleton<ORQSrvDiagnosticsHandler>::Instance();
 ///   handler.SetDocument(document);
@@ -25,7 +27,7 @@
 ///
 /// Without a document, or with one that has been closed, nothing happens. Failures of the database
 /// pass through as exceptions derived from ORQBasException; nothing of the report is stored then,
-/// and the next one works.
+/// and the next one works. Within a transaction of the host's, what the host wrote before stays.
 ///
 /// Increments, attempts and iterations are counted and stored nowhere: what others see of progress
 /// is what the host commits.

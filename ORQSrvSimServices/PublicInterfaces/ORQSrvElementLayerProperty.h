@@ -16,7 +16,10 @@
 ///   property.Add(elements, layers, material);
 ///   property.Save(transaction);
 ///
-/// REQUIRES, of Add and Save: an open transaction.
+/// Whatever is recorded later replaces what a pair had, also where two sets of layers share some.
+///
+/// REQUIRES, of Add and Save: an open transaction. An object that an undone transaction made use of
+/// may be used on only if it was saved before.
 class ORQ_EXPORT ORQSrvElementLayerProperty {
   public:
     /// The pair (slotA, slotB) is the model's link to the property's data set, (typeA, typeB) the
@@ -26,23 +29,31 @@ class ORQ_EXPORT ORQSrvElementLayerProperty {
                                int typeA, int typeB);
     virtual ~ORQSrvElementLayerProperty();
 
-    /// Records the object for every pair of the block. Sets that are not ascending are reported as
-    /// a failed assertion, and nothing is written.
+    /// Records the object for every pair of the block; a block without elements or layers has no
+    /// pairs, and nothing is recorded. Sets that are not ascending are reported as a failed
+    /// assertion, and nothing is written.
     virtual void Add(const ORQSimCSetID& elsetID, const ORQSimCSetID& layersID,
                      const ORQSimDynamicID& value);
     virtual ORQSimCollectionID GetElementCollection();
     virtual ORQSimCollectionID GetSectionLayerCollection();
     /// All layers of the drawers that have some of the elements.
     virtual ORQSimCSet GetElementLayers(const ORQSimCSetID& elements);
-    /// Fills values[elements][layers] with member numbers and answers how many; pairs without a
-    /// value keep what stands there.
+    /// Fills values[elements][layers] with member numbers, -1 for pairs without a value, and
+    /// answers how many there are.
     virtual int Lookup(const ORQSimCSet& elements, const ORQSimCSet& layers, int* values) const;
-    /// Makes the data set of the model, or brings it up to date. Commits nothing.
+    /// Makes the data set of the model, or brings it up to date; does nothing while nothing was
+    /// recorded. What another object saved since this one was made stays: the values of this one
+    /// join it as the later ones. Commits nothing.
     virtual void Save(ORQSimTransaction& transaction);
 
   private:
+    ORQSimDSetID SavedSet() const;
+    void NoteDrawers();
     void CreateDistribution(const ORQSimCollectionID& elements, const ORQSimCollectionID& layers);
     ORQSimDynamicID CreateDrawer(const ORQSimCSetID& elements, const ORQSimCSetID& layers);
+    void WriteToLaterDrawers(const ORQSimDynamicID& drawer, const ORQSimCSet& elements,
+                             const ORQSimCSet& layers, int value) const;
+    void Join(const ORQSimDistributionID& saved);
 
     ORQSimPosition m_model;
     ORQSimCollectionID m_layerCollection;
@@ -51,5 +62,6 @@ class ORQ_EXPORT ORQSrvElementLayerProperty {
     int m_typeA;
     int m_typeB;
     ORQSimDistributionID m_distribution;
-    omi_Btree<omi_BlkBitVect, ORQSimDynamicID> m_drawers;  // by layers
+    omi_Btree<omi_BlkBitVect, ORQSimDynamicID> m_drawers;  // by layers, of several the last one
+    omi_Btree<ORQSimDynamicID, omi_BlkBitVect> m_layers;   // of all drawers, in order of creation
 };

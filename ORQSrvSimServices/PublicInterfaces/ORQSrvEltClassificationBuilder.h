@@ -28,7 +28,8 @@ class ORQ_EXPORT ORQSrvEltClassBuilderImplShape : public ORQSrvEltClassBuilderIm
 ///   membership, by spec:  0: (class 1, {10..14})   1: empty   2: (class 0, {0..9, 15..19})
 ///
 /// A failed check is reported by its expression and ends the process with exit status 1: an
-/// assignment that does not pair one spec with elements, and any type but Shape.
+/// assignment that does not pair one spec with elements, a spec that is no member of its
+/// collection, and any type but Shape.
 class ORQ_EXPORT ORQSrvEltClassificationBuilder {
   public:
     /// `position` is the focus of the document.
@@ -40,9 +41,10 @@ class ORQ_EXPORT ORQSrvEltClassificationBuilder {
     ORQSimPosition BuildEltClassification(ORQSrvEltClassificationType type) const;
 
     /// Refers each class of the mesh's classifications to the sections assigned to any of its
-    /// elements; again changes nothing. To be called after sections were assigned; a classification
-    /// that is built later does so itself. Looks at each element at most a few times, however many
-    /// assignments there are. REQUIRES: an open transaction.
+    /// elements; again changes nothing. Assignments without a section take no part. To be called
+    /// after sections were assigned; a classification that is built later does so itself. Looks at
+    /// each element at most a few times, however many assignments there are. REQUIRES: an open
+    /// transaction.
     void LinkSections() const;
 
   private:

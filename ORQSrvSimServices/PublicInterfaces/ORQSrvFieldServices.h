@@ -12,7 +12,8 @@
 /// Output variables and fields. The lookups search the table of ORQSrvVariableMap from its
 /// beginning, and the first match counts; texts match exactly. A grid type is the type index of the
 /// field that holds a variable (ads_CoreFragmentTypeIndex). What is not found is answered by a
-/// fixed value and never an error.
+/// fixed value and never an error; so is what a closed database held, and a record whose field
+/// holds another kind of value.
 class ORQ_EXPORT ORQSrvFieldServices {
   public:
     ORQSrvFieldServices() = delete;

@@ -2,6 +2,7 @@
 
 #include "ORQBasExport.h"
 #include "ORQBasVector.h"
+#include "ORQSimFTable.h"
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
@@ -11,11 +12,12 @@
 ///   the property's own columns | "Temperature" | "Field_0" | "Field_1" ...
 ///
 /// Data stand row after row, rows x values per row. Making needs an open transaction. Failures of
-/// the database pass through, among them those of labels that are more than the columns.
+/// the database pass through, among them those of labels that are more than the columns; a table of
+/// more than 2^31 - 1 values throws ORQBasFailure (Usage).
 class ORQ_EXPORT ORQSrvFsmFTable {
   public:
     ORQSrvFsmFTable() = default;
-    /// `table` is the position of an F-table.
+    /// `table` is the position of an F-table, or of a field that owns one under Field_fTable.
     explicit ORQSrvFsmFTable(const ORQSimPosition& table) : m_table(table) {}
     ~ORQSrvFsmFTable() = default;
 
@@ -47,7 +49,7 @@ class ORQ_EXPORT ORQSrvFsmFTable {
     int NumOfCols() const;
     bool HasColumn(const ORQString& label) const;
     /// False, and `value` as it was, when there is no such row or column. The first of several
-    /// columns with one label counts. Costs as much as reading all rows up to that one.
+    /// columns with one label counts. Costs the same in every row.
     bool GetColumnData(int row, const ORQString& label, double& value) const;
     /// The number of columns whose label begins with "Field_".
     int NumberFieldVariables() const;
@@ -57,6 +59,7 @@ class ORQ_EXPORT ORQSrvFsmFTable {
                      int& fieldVariables) const;
 
   private:
+    ORQSimFTable Table() const;
     void LinkFrom(ORQSimPosition& owner, int linkType, const ORQSimPosition& table);
 
     ORQSimPosition m_table;

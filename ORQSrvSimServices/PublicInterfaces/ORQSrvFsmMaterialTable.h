@@ -50,7 +50,8 @@ class ORQ_EXPORT ORQSrvFsmMaterialTable {
     /// `componentCollection`, or of `scalarCollection` for dependents of one value per row unless
     /// that is null; field variables become new members of `fieldVariableCollection`. Temperatures
     /// are written when the table may have them and `hasTemperatures` says that this one does.
-    /// Throws ORQBasFailure (Usage) unless `rows` is above 0.
+    /// Throws ORQBasFailure (Usage), and writes nothing, unless `rows` is above 0 and all that the
+    /// object describes hangs under links of its own.
     ORQSimCSetID Save(ORQSimTransaction& transaction, const ORQSimPosition& owner,
                       const ORQSimCollectionID& rowCollection,
                       const ORQSimCollectionID& componentCollection,
@@ -76,6 +77,7 @@ class ORQ_EXPORT ORQSrvFsmMaterialTable {
                      bool& hasTemperatures, int& fieldVariables) const;
 
   private:
+    void CheckLinks() const;
     static ORQSimCSetID ExtendCollection(const ORQSimCollectionID& collection, int count);
     ORQSimPosition Dependent(const ORQSimPosition& owner, int dependent) const;
     ORQSimPosition FieldVariables(const ORQSimPosition& owner) const;

@@ -14,8 +14,10 @@
 ///   checker.Check_HPViz();
 ///   for (const ORQString& finding : checker.Messages()) ...
 ///
-/// Errors of the database, and of ORQSrvShellSection for a section that it cannot read, leave the
-/// check; what was found until then stays in Messages().
+/// An object that is not what a check needs, such as a record whose field holds another kind of
+/// value, is a finding, too: `OBJECT cannot be checked: WHY.` Damage and failures of the disk, and
+/// errors of ORQSrvShellSection for a section that it cannot read, leave the check; what was found
+/// until then stays in Messages().
 class ORQ_EXPORT ORQSrvHPVizChecker {
   public:
     explicit ORQSrvHPVizChecker(const ORQObjDocument& document);
@@ -44,9 +46,12 @@ class ORQ_EXPORT ORQSrvHPVizChecker {
     /// viewer to it. The field type is the identifier of a standard type, the name of the model's
     /// own, -MISSING- without any.
     ///
-    /// Fields with values at nodes or elements are also checked one by one (Check_Field), each
-    /// once: history fields of the steps under `Step "NAME"` by their number, the fields of output
-    /// requests under `OutputRequest #N`, and the other results of the steps under `Step "NAME"`.
+    /// Results of the steps, and other fields with values at nodes or elements, are also checked one
+    /// by one (Check_Field), each once: history fields of the steps under `Step "NAME"` by their
+    /// number, the fields of output requests under `OutputRequest #N`, and the other results of the
+    /// steps under `Step "NAME"`. A member of the results that is no field:
+    ///
+    ///   "Step "Load", Result field #1 is not a MeshedField."
     void Check_History();
     void Check_FocusResults();
     /// A layer is described as `layer N`, counted from 1 at the bottom as all layers are shown, and
@@ -55,26 +60,36 @@ class ORQ_EXPORT ORQSrvHPVizChecker {
     /// with it: without a region there are no elements, without a section the focus refers to none.
     void Check_sectionAssignments();
 
-    /// A field with values at nodes or elements. `owner` says whose it is, `number` its number
-    /// there. A finding is `SerFld: #NUMBER; OWNER; fieldtype: TYPE` and one of
+    /// A result, or another field with values at nodes or elements. `owner` says whose it is,
+    /// `number` its number there. A finding is `SerFld: #NUMBER; OWNER; fieldtype: TYPE` and one of
     ///
-    ///   " has no field type."
-    ///   " has no grid type."  the record names no type of field
-    ///   " has the grid type GRID, on which its field type does not occur."  the table of output
-    ///       variables has no row of that identifier and grid type
-    ///   " has the grid type GRID, but values at nodes."  and "... at elements."  the grid of the
-    ///       distribution runs over another collection than values of that grid type need
+    ///   " has no grid type."                          the record names no type of field
+    ///   " has the grid type GRID, but values at nodes."  and  "... at elements."
+    ///                                                 the grid of the distribution runs over
+    ///                                                 another collection than that type needs
+    ///   " has components of another collection."
     ///   " has no components."
+    ///   " has no field type."
+    ///   " has the grid type GRID, on which its field type does not occur."
+    ///                                                 the table of output variables has no row of
+    ///                                                 that identifier and grid type
     ///   (components: see Check_Component)
-    ///   " has values for N nodes that do not exist (the first: M)."  and "... elements ...":
-    ///   drawers
-    ///       cover members without coordinates, or without connectivity; M is a member number. Not
-    ///       looked for while no node, or no element, has any.
-    ///   " has values at N times that its step does not have."  the drawers cover members that
-    ///       Task_times lacks
-    ///   " has values for N components that it does not have."  the drawers cover members that its
-    ///       own set of components lacks
+    ///   " has values for N nodes that do not exist (the first: M)."  and  "... elements ..."
+    ///                                                 drawers cover members without coordinates, or
+    ///                                                 without connectivity; M is a member number.
+    ///                                                 Not looked for while none has any
+    ///   " has values at N times that its step does not have."
+    ///   " has values for N components that it does not have."
+    ///
+    /// and of a result, which should have values for all that it declares,
+    ///
+    ///   " has no distribution."
+    ///   " has no values."
+    ///   " has no values at N of the times of its step."
+    ///   " has no values for N of its components."
+    ///   " has only values that are not finite."       looks no further than the first finite one
     void Check_Field(const ORQSimPosition& field, const ORQString& owner, const ORQString& number);
+    void CheckPlace(const ORQString& head, const ORQSimPosition& field, int gridType);
     /// Holds the component codes of a field against those of its field type on the grid type: for
     /// a standard type those of its identifier in the table of output variables, for the model's
     /// own the symbols of the collection of components. `head` begins the finding, that ends

@@ -20,7 +20,8 @@ class ORQ_EXPORT ORQSrvSetMapperFactory {
     static ORQBasSharedPtr<ORQSimCMemberMap> NodeMapper(ORQSimPosition position);
     /// Stores the mapper between two sets, given by their positions, in place of an earlier one of
     /// its kind. Sets of different sizes are stored as they are. REQUIRES: an open transaction. A
-    /// collection of another kind than nodes, elements and other members is reported ("0") and ends
-    /// the process with exit status 1.
+    /// null position throws ORQBasFailure (Usage), and nothing is stored. A collection of another
+    /// kind than nodes, elements and other members is reported ("0") and ends the process with exit
+    /// status 1.
     static void PersistMapper(const ORQSimPosition& source, const ORQSimPosition& target);
 };

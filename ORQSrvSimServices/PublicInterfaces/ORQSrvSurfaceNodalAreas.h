@@ -10,7 +10,8 @@
 /// surface and writes all in one sparse distribution (surfaces x nodes) on the mesh.
 ///
 ///   auto& areas = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
-///   areas.AppendSurfaceIdNodeArea(surface, {{12, 0.25}, {13, 0.5}});
+///   ORQBasMap<int, double> ofNodes = {{12, 0.25}, {13, 0.5}};
+///   areas.AppendSurfaceIdNodeArea(surface, ofNodes);
 ///   areas.WriteSurfaceNodalAreas(model);
 ///
 /// Surfaces are member numbers of the model's region collection, nodes those of the mesh's node
@@ -18,7 +19,8 @@
 class ORQ_EXPORT ORQSrvSurfaceNodalAreas : public omi_SingletonBase<ORQSrvSurfaceNodalAreas> {
   public:
     /// Keeps a copy of the areas of one surface. A surface that is there already keeps its first.
-    void AppendSurfaceIdNodeArea(const int& surfaceId, const ORQBasMap<int, double>& nodeAreas);
+    /// Both arguments stay as they are.
+    void AppendSurfaceIdNodeArea(int& surfaceId, ORQBasMap<int, double>& nodeAreas);
     /// Drops everything that was appended.
     void Clean();
     /// Writes everything in a transaction of its own, records the distribution on the mesh in place
@@ -26,7 +28,7 @@ class ORQ_EXPORT ORQSrvSurfaceNodalAreas : public omi_SingletonBase<ORQSrvSurfac
     /// any object of the database. Areas below 1.0e-8 are stored as 1.0e-7, so that every stored
     /// one is a true non-zero. When this throws, the database is unchanged and what was appended is
     /// kept.
-    void WriteSurfaceNodalAreas(const ORQSimPosition& position);
+    void WriteSurfaceNodalAreas(ORQSimPosition position);
 
   private:
     friend class omi_Singleton<ORQSrvSurfaceNodalAreas>;

@@ -16,8 +16,8 @@ struct ORQSrvVariableStruct {
 /// The records stand side by side. A label has one record for each field type of its variable; the
 /// record of a whole variable comes before those of its components and invariants. For example:
 ///
-///   {"MISES", 38, "S", (16, 9)} {"MISES", 38, "S", (16, 11)} ... {"S12", 5, "S", (16, 9)} {"S12",
-///   9, "S", (16, 9)} ...
+///   {"MISES", 38, "S", (16, 9)}  {"MISES", 38, "S", (16, 11)}  ...
+///   {"S12", 5, "S", (16, 9)}     {"S12", 9, "S", (16, 9)}      ...
 class ORQ_EXPORT ORQSrvVariableMap {
   public:
     ORQSrvVariableMap() = delete;

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,9 @@ inline const std::vector<Defect>& MeshDefects() {
         {"empty user nodes",
          [](auto& m) { m.Mesh().SetPosition(Mesh_userNodes, m.Nodes({})); },
          {"userNodes CSet is not present"}},
+        {"user nodes that are elements",
+         [](auto& m) { m.Mesh().SetPosition(Mesh_userNodes, m.Elements({0})); },
+         {"Some nodes from user node set are not present in coordinates distribution"}},
         {"a user node without coordinates",
          [](auto& m) {
              m.builder.AddNodes(1);
@@ -248,6 +252,9 @@ inline const std::vector<Defect>& StepDefects() {
          [](auto& m) { m.AddMember(m.Step("Riks"), Step_Riks_arcLengths); },
          {"This ArcLengthDescription data distribution has no all members from times CSet for "
           "Step \"Riks\"."}},
+        {"no frequencies",
+         [](auto& m) { m.Unlink(m.Step("Modes"), Step_frequencies); },
+         {"FrequencyDescription record does not exist for Step \"Modes\"."}},
         {"frequencies without values",
          [](auto& m) {
              m.Unlink(
@@ -315,7 +322,8 @@ inline const std::vector<Defect>& HistoryDefects() {
         {"a component of a tensor in a vector",
          [](auto& m) { m.steps.AddFieldResult(m.Step("Load"), m.Displacement(ads_Component11)); },
          {"SerFld: #2; Step \"Load\"; fieldtype: U_D has the component 1 (C_11), which its field "
-          "type does not have."}},
+          "type does not have.",
+          "SerFld: #2; Step \"Load\"; fieldtype: U_D has no values."}},
         {"a component that is no symbol in a field of the model's own",
          [](auto& m) {
              m.steps.AddFieldResult(m.Step("Load"), {"X",
@@ -325,7 +333,8 @@ inline const std::vector<Defect>& HistoryDefects() {
                                                      {{34, "x"}}});
          },
          {"SerFld: #2; Step \"Load\"; fieldtype: X has the component 34, which its field type does "
-          "not have."}},
+          "not have.",
+          "SerFld: #2; Step \"Load\"; fieldtype: X has no values."}},
         {"values at nodes without coordinates",
          [](auto& m) {
              m.builder.AddNodes(3);
@@ -361,7 +370,49 @@ inline const std::vector<Defect>& HistoryDefects() {
                  m.Set(m.Document().GetComponentCollection().GetCollection(), {ads_Component2}));
          },
          {"SerFld: #0; OutputRequest #1; fieldtype: U_D has values for 1 components that it does "
-          "not have."}},
+          "not have.",
+          "SerFld: #0; OutputRequest #1; fieldtype: U_D has no values for 1 of its components."}},
+        {"components that are nodes",
+         [](auto& m) { m.displacement.SetComponents(m.Nodes({0})); },
+         {"SerFld: #0; OutputRequest #1; fieldtype: U_D has components of another collection."}},
+        {"a result that is no field",
+         [](auto& m) { m.Step("Load").GetSet(Task_fieldResults).Insert(m.Record()); },
+         {"Step \"Load\", Result field #2 is not a MeshedField."}},
+        {"a result without a distribution",
+         [](auto& m) { m.Unlink(m.damage.Position(), Field_distribution); },
+         {"SerFld: #1; Step \"Load\"; fieldtype: DAMAGE has no distribution."}},
+        {"results without values, one of them in two requests",
+         [](auto& m) {
+             for (const auto& field : {m.damage, m.displacement}) {
+                 const ORQSimDistribution distribution(field.GetDistribution());
+                 distribution.DeleteDrawer(distribution.DrawerIDArray().Get(0));
+             }
+             m.Request(0).GetVector(OutputRequest_field).PushBack(m.displacement.Position());
+         },
+         {"SerFld: #1; OutputRequest #0; fieldtype: U_D has no values.",
+          "SerFld: #1; Step \"Load\"; fieldtype: DAMAGE has no values."}},
+        {"results at fewer times than their step has",
+         [](auto& m) {
+             m.AddMember(m.Step("Load"), Task_times);
+             m.AddMember(m.Step("Load"), Task_times);
+         },
+         {"TimeDescription data distribution must have all members from times CSet for Step "
+          "\"Load\".",
+          "SerFld: #0; OutputRequest #1; fieldtype: U_D has no values at 2 of the times of its "
+          "step.",
+          "SerFld: #1; Step \"Load\"; fieldtype: DAMAGE has no values at 2 of the times of its "
+          "step."}},
+        {"a result of no number, and one of a single number",
+         [](auto& m) {
+             const double none = std::numeric_limits<double>::quiet_NaN();
+             std::vector<double> values(12, none);
+             const auto times = m.Step("Load").GetPosition(Task_times).GetCSet();
+             values[3] = -std::numeric_limits<double>::infinity();
+             m.damage.Write(times, ORQSimCSet(m.Elements({0, 1, 2, 3})), values.data());
+             values[11] = 0;
+             m.displacement.Write(times, ORQSimCSet(m.Nodes({0, 1, 2, 3, 4, 5})), values.data());
+         },
+         {"SerFld: #1; Step \"Load\"; fieldtype: DAMAGE has only values that are not finite."}},
     };
     return defects;
 }

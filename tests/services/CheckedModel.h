@@ -23,6 +23,7 @@
 #include "ORQSrvEltClassificationBuilder.h"
 #include "ORQSrvHPVizChecker.h"
 #include "ORQSrvNodalCoordinates.h"
+#include "SoundAtEnd.h"
 #include "ads_ComponentSymbolsEnm.h"
 
 using Texts = std::vector<std::string>;
@@ -135,6 +136,7 @@ class CheckedModel {
     ORQObjMeshedField history;
     ORQObjMeshedField displacement;
     ORQObjMeshedField damage;
+    SoundAtEnd sound{database};
 
   private:
     void BuildMesh() {

@@ -1,6 +1,7 @@
 // Conditions and the status of a job: reported, kept, and read back as another process would.
 #include <gmock/gmock.h>
 
+#include <iterator>
 #include <limits>
 
 #include "ORQObjDiagnostics.h"
@@ -11,6 +12,15 @@
 #include "ORQSimLinks.h"
 #include "ORQSrvDiagnosticsHandler.h"
 #include "Vocabulary.h"
+
+// Nothing of the handler's interface turns the trace on. An explicit instantiation may name private
+// members.
+bool& IsTracing(ORQSrvDiagnosticsHandler& handler);
+template <bool ORQSrvDiagnosticsHandler::*kMember>
+struct Tracing {
+    friend bool& IsTracing(ORQSrvDiagnosticsHandler& handler) { return handler.*kMember; }
+};
+template struct Tracing<&ORQSrvDiagnosticsHandler::m_isTracing>;
 
 namespace {
 
@@ -38,7 +48,12 @@ class Diagnostics : public testing::Test {
         });
         Handler().SetDocument(m_document);
     }
-    ~Diagnostics() override { omi_SingletonBase<ORQSrvDiagnosticsHandler>::Finalize(); }
+    ~Diagnostics() override {
+        omi_SingletonBase<ORQSrvDiagnosticsHandler>::Finalize();
+        if (!m_document.IsClosed()) {
+            EXPECT_THAT(m_document.Database().Verify(), IsEmpty());
+        }
+    }
 
     ORQSimVector Conditions(const char* step) const {
         return ORQObjStep(ORQObjModel(m_document.GetModel()).GetStep(step)).GetConditions();
@@ -73,6 +88,16 @@ TEST_F(Diagnostics, ConditionsComeBackInAnotherHandleWithTheirArgumentsInOrder) 
     EXPECT_EQ(error.GetCode(), 12);
     EXPECT_EQ(error.GetSeverity(), ORQObjSeverity::Error);
     EXPECT_EQ(error.Position().DataRecord().GetSymb(0), 3);
+    // What other programs find: a condition with a record of its own type for each argument.
+    EXPECT_TRUE(heating[0].IsA(ads_CoreFragmentTypeIndex(3, 0)));
+    const ORQSimVector arguments = heating[0].GetVector(ads_CoreFragmentTypeIndex(3, 9));
+    const Ints types = {5, 5, 4, 4, 8, 8, 8};
+    ASSERT_EQ(arguments.Size(), std::ssize(types));
+    for (int i = 0; i < arguments.Size(); ++i) {
+        EXPECT_TRUE(
+            arguments[i].IsA(ads_CoreFragmentTypeIndex(3, types[static_cast<std::size_t>(i)])))
+            << i;
+    }
     EXPECT_THAT(error.ReadArguments(),
                 ElementsAre(Argument(7), Argument(ints[1]), Argument(0.1), Argument(doubles[1]),
                             Argument(ORQString(text)), Argument(ORQString("a\uFFFD\uFFFDz")),
@@ -121,8 +146,8 @@ TEST_F(Diagnostics, TheJobHasOneStatus) {
     EXPECT_EQ(ORQObjReadJobStatus(m_document), ORQObjJobStatus::Running);
     const ORQSimPosition results = m_document.GetResults();
     const ORQSimPosition status = m_document.Focus().GetPosition(ORQSimSchema::Focus_jobStatus);
-    EXPECT_TRUE(results.IsA(ORQSimSchema::Results));
-    EXPECT_TRUE(status.IsA(ORQSimSchema::JobStatus));
+    EXPECT_TRUE(results.IsA(ads_CoreFragmentTypeIndex(18, 16)));
+    EXPECT_TRUE(status.IsA(ads_CoreFragmentTypeIndex(11, 17)));
     Handler().SetJobStatus(2);
     EXPECT_EQ(ORQObjReadJobStatus(m_document), ORQObjJobStatus::Failed);
     EXPECT_EQ(m_document.GetResults(), results);
@@ -176,4 +201,32 @@ TEST_F(Diagnostics, ProgressIsSilentAndStoresNothing) {
     Handler().EndIncrement(0.5);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(m_document.Database().Generation(), before);
+}
+
+TEST_F(Diagnostics, AttemptsAreCountedWithinAnIncrementAndIterationsWithinAnAttempt) {
+    for (const bool isTraced : {false, true}) {  // counted in either case
+        IsTracing(Handler()) = isTraced;
+        testing::internal::CaptureStdout();
+        Handler().BeginIncrement(7, 0.5);
+        Handler().BeginAttempt(0.5);
+        Handler().BeginIteration();
+        Handler().EndIteration();
+        Handler().BeginIteration();
+        Handler().EndAttempt();
+        Handler().BeginAttempt(0.5);
+        Handler().BeginIteration();
+        Handler().BeginContactIteration();
+        Handler().EndContactIteration();
+        Handler().EndIncrement(0.5);
+        Handler().BeginIncrement(8, 0.5);
+        Handler().BeginAttempt(0.5);
+        Handler().BeginIteration();
+        Handler().EndAttempt();
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                  isTraced ? "BeginIncrement 7\nBeginAttempt 2\nBeginIteration 1\nEndIteration\n"
+                             "BeginIteration 2\nEndAttempt\nBeginAttempt 3\nBeginIteration 1\n"
+                             "EndIncrement\nBeginIncrement 8\nBeginAttempt 1\nBeginIteration 2\n"
+                             "EndAttempt\n"
+                           : "");
+    }
 }

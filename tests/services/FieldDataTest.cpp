@@ -10,6 +10,7 @@
 #include <limits>
 #include <numeric>
 #include <random>
+#include <span>
 #include <tuple>
 #include <vector>
 
@@ -25,6 +26,7 @@
 #include "ORQSimTransfer.h"
 #include "ORQSrvCopyDistribution.h"
 #include "ORQSrvExtrapolation.h"
+#include "SoundAtEnd.h"
 
 namespace {
 
@@ -171,9 +173,10 @@ class Store {
             .CreateDistribution(ORQSimGrid(grid), ORQSimRangeType(scalar),
                                 ORQSimTypeID(ORQSimSchema::DistributionRecord));
     }
-    // A drawer of which each value is 100 row + column; extendable along rows when it is chunked.
+    // A drawer of which each value is 100 row + column; extendable when it is chunked.
     void AddDrawer(const ORQSimDistributionID& to, const std::vector<int>& rowMembers,
-                   const std::vector<int>& columnMembers, bool isChunked) const {
+                   const std::vector<int>& columnMembers, bool isChunked,
+                   int extendable = 0) const {
         std::vector<double> values;
         for (const int row : rowMembers) {
             for (const int column : columnMembers) {
@@ -185,7 +188,7 @@ class Store {
             ORQSimArray<int> chunks(2);
             chunks.Get(0) = 3;
             chunks.Get(1) = 2;
-            write.SetMakeNewDrawerChunked(chunks).SetExtendableDim(0);
+            write.SetMakeNewDrawerChunked(chunks).SetExtendableDim(extendable);
         } else {
             write.SetMakeNewDrawer();
         }
@@ -194,6 +197,34 @@ class Store {
             .SetDim(1, Columns(columnMembers))
             .SetBuffer(ORQSimbufMain, values.data(),
                        static_cast<std::int64_t>(values.size() * sizeof(double)))
+            .ExecWrite();
+    }
+    // A sparse drawer of 100 row + column in every other cell.
+    void AddSparseDrawer(const ORQSimDistributionID& to, const std::vector<int>& rowMembers,
+                         const std::vector<int>& columnMembers) const {
+        std::vector<double> values;
+        std::vector<int> indices;
+        std::vector<int> map = {0};
+        for (const int row : rowMembers) {
+            for (int i = row % 2; i < std::ssize(columnMembers); i += 2) {
+                indices.push_back(i);
+                values.push_back(100 * row + columnMembers[static_cast<std::size_t>(i)]);
+            }
+            map.push_back(static_cast<int>(values.size()));
+        }
+        const auto size = [](const auto& items) {
+            return static_cast<std::int64_t>(items.size() * sizeof items[0]);
+        };
+        ORQSimTransfer(ORQSimDistribution(to))
+            .SetWrite()
+            .SetMakeNewDrawer()
+            .SetSerialization(ORQSimSerializationType().SetSparse())
+            .SetSparseNNonzero(static_cast<int>(values.size()))
+            .SetDim(0, Rows(rowMembers))
+            .SetDim(1, Columns(columnMembers))
+            .SetBuffer(ORQSimbufMain, values.data(), size(values))
+            .SetBuffer(ORQSimbufIndicesNZ, indices.data(), size(indices))
+            .SetBuffer(ORQSimbufSparseMap, map.data(), size(map))
             .ExecWrite();
     }
     // All values of the four columns; -1 where there is none.
@@ -213,6 +244,7 @@ class Store {
     ORQSimTransaction transaction{database.ContextID()};
     ORQSimCollectionID rows;
     ORQSimCollectionID columns;
+    SoundAtEnd sound{database};
 };
 
 class CopyDistribution : public testing::Test {
@@ -246,6 +278,126 @@ TEST_F(CopyDistribution, DrawersOfAllKindsComeOver) {
     EXPECT_EQ(ORQSimDistribution(target).NumDrawers(), 2);
 }
 
+TEST_F(CopyDistribution, DrawersGrowOnAlongTheDimensionThatTheyHad) {
+    for (const int dimension : {-1, 0, 1}) {
+        const ORQSimDistributionID from = store.New();
+        const ORQSimDistributionID to = store.New();
+        store.AddDrawer(from, {5, 2, 3}, {3, 1}, true, dimension);
+        ORQSrvCopyDistribution(from, to, Ids({{}}), Ids({{}}), ORQSrvDistributionTransform());
+        ASSERT_EQ(ORQSimDistribution(to).NumDrawers(), 1);
+        const auto drawer = ORQSimDistribution(to).QueryDrawers().ConstGet(0);
+        EXPECT_EQ(drawer.ExtendableDim(), dimension);
+        EXPECT_EQ(drawer.IsChunked(), dimension >= 0);
+        EXPECT_EQ(store.Read(to), store.Read(from));
+        if (dimension < 0) {
+            continue;
+        }
+        // More of the same comes to the same drawer.
+        const ORQSimDistributionID more = store.New();
+        store.AddDrawer(more, dimension == 0 ? std::vector{9} : std::vector{5, 2, 3},
+                        dimension == 0 ? std::vector{3, 1} : std::vector{0}, true, dimension);
+        ORQSrvCopyDistribution(more, to, Ids({{}}), Ids({{}}), ORQSrvDistributionTransform());
+        EXPECT_EQ(ORQSimDistribution(to).NumDrawers(), 1);
+        EXPECT_EQ(store.Read(to)[dimension == 0 ? 4 * 9 + 3 : 4 * 5], dimension == 0 ? 903 : 500);
+    }
+}
+
+// What a sparse drawer stores comes over, and nothing else.
+TEST_F(CopyDistribution, SparseDrawersStaySparse) {
+    store.AddSparseDrawer(source, {7, 0, 3}, {2, 0, 3, 1});
+    store.AddDrawer(source, {12}, {0}, false);
+    CopyAll();
+    EXPECT_EQ(store.Read(target), store.Read(source));
+    const auto drawers = ORQSimDistribution(target).QueryDrawers();
+    ASSERT_EQ(drawers.Size(), 2);
+    EXPECT_EQ(drawers.ConstGet(0).Layout(), ORQSimDrawerLayout::Sparse);
+    EXPECT_EQ(drawers.ConstGet(0).DataSizeItems(), 6);
+
+    // Restricted, and to other members.
+    target = store.New();
+    Copy(Ids({store.Rows({3, 0, 1}), store.Columns({0, 1, 2})}),
+         Ids({store.Rows({10, 11, 12}), store.Columns({3, 2, 0})}));
+    std::vector<double> expected(80, -1);
+    expected[10 * 4 + 3] = 300;  // of row 3 the columns 0 and 1
+    expected[10 * 4 + 2] = 301;
+    expected[11 * 4 + 0] = 2;  // of row 0 the columns 2 and 3
+    EXPECT_EQ(store.Read(target), expected);
+    EXPECT_EQ(ORQSimDistribution(target).QueryDrawers().ConstGet(0).DataSizeItems(), 3);
+}
+
+TEST_F(CopyDistribution, ATransformSeesASparseDrawerWhole) {
+    class Raise : public ORQSrvDistributionTransform {
+      public:
+        void Update(void* data, const ORQSimArray<ORQSimCSetID>& domains) const override {
+            const int count =
+                ORQSimCSet(domains.ConstGet(0)).Size() * ORQSimCSet(domains.ConstGet(1)).Size();
+            std::span values(static_cast<double*>(data), static_cast<std::size_t>(count));
+            EXPECT_THAT(values, ElementsAre(200, 0, 0, 702));
+            for (double& value : values) {
+                value += 0.5;
+            }
+        }
+    };
+    store.AddSparseDrawer(source, {7, 1, 2}, {0, 2});
+    ORQSrvCopyDistribution(source, target, Ids({store.Rows({7, 2}), store.Columns({2, 0})}),
+                           Ids({{}, {}}), Raise());
+    std::vector<double> expected(80, -1);
+    expected[7 * 4 + 2] = 702.5;
+    expected[2 * 4 + 0] = 200.5;
+    EXPECT_EQ(store.Read(target), expected);
+}
+
+TEST_F(CopyDistribution, ValuesOfAnotherTypeOfTheSameSizeAreRefused) {
+    store.AddDrawer(source, {1}, {0}, false);
+    for (const int scalar : {ORQSimScalarInt64, ORQSimScalarDouble}) {
+        target = store.New(2, scalar);
+        if (scalar == ORQSimScalarDouble) {
+            CopyAll();
+            EXPECT_EQ(store.Read(target), store.Read(source));
+        } else {
+            EXPECT_THROW(CopyAll(), ORQBasFailure);
+            EXPECT_EQ(ORQSimDistribution(target).NumDrawers(), 0);
+        }
+    }
+}
+
+TEST_F(CopyDistribution, WorksInTheCallersTransaction) {
+    const Store other;
+    for (const bool isSparse : {false, true}) {
+        const ORQSimDistributionID from = other.New();
+        if (isSparse) {
+            other.AddSparseDrawer(from, {3, 2}, {0, 1});
+        } else {
+            other.AddDrawer(from, {3, 2}, {0, 1}, false);
+        }
+        const ORQSimDatabase plain = ORQSimDatabase::CreateInMemory();
+        const SoundAtEnd sound(plain);
+        ORQSimDistributionID to;
+        {
+            ORQSimTransaction making(plain.ContextID());
+            const auto collection = [&](int space) {
+                return plain.Focus().CreateTypedCollection(1, space).GetCollection();
+            };
+            to =
+                plain.Focus()
+                    .CreateTypedDistribution(ORQSimGrid(std::vector{collection(20), collection(4)}),
+                                             1, ORQSimRangeType(ORQSimScalarDouble))
+                    .GetDistribution();
+            making.Commit();
+        }
+        const auto copy = [&] {
+            ORQSrvCopyDistribution(from, to, Ids({{}}), Ids({{}}), ORQSrvDistributionTransform());
+        };
+        EXPECT_THROW(copy(), ORQBasFailure);
+        {
+            const ORQSimTransaction undone(plain.ContextID());
+            copy();
+            EXPECT_EQ(ORQSimDistribution(to).NumDrawers(), 1);
+        }
+        EXPECT_EQ(ORQSimDistribution(to).NumDrawers(), 0);
+    }
+}
+
 TEST_F(CopyDistribution, DomainsAreRestrictedAndPairedByTheirOrder) {
     store.AddDrawer(source, {4, 5, 6, 7}, {0, 1, 2}, false);
     store.AddDrawer(source, {18}, {0}, false);
@@ -263,11 +415,10 @@ TEST_F(CopyDistribution, DomainsAreRestrictedAndPairedByTheirOrder) {
     EXPECT_EQ(store.Read(target), expected);
 }
 
-TEST_F(CopyDistribution, WhatCannotJoinOneDrawerIsNotCopiedAtAll) {
+TEST_F(CopyDistribution, WhatCannotJoinOneDrawerIsRefused) {
     store.AddDrawer(source, {0, 1}, {0, 1}, true);
     store.AddDrawer(source, {2, 3}, {2, 3}, true);
     EXPECT_THROW(CopyAll(), ORQBasFailure);
-    EXPECT_EQ(ORQSimDistribution(target).NumDrawers(), 0);
 }
 
 TEST_F(CopyDistribution, AnotherDatabaseIsATargetToo) {

@@ -27,6 +27,7 @@
 #include "ORQSrvFieldServices.h"
 #include "ORQSrvFsmFTable.h"
 #include "ORQSrvFsmMaterialTable.h"
+#include "SoundAtEnd.h"
 
 namespace {
 
@@ -54,6 +55,7 @@ class Tables : public testing::Test {
     ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
+    SoundAtEnd sound{database};
 };
 
 // --- Fields --------------------------------------------------------------------------------------
@@ -79,6 +81,41 @@ TEST_F(Fields, UniformValuesAreRead) {
     EXPECT_FALSE(read(39, 6));
     EXPECT_THAT(values, testing::Each(-1.0));
     EXPECT_FALSE(ORQSrvFieldServices::GetUniformFieldValue({}, values, 6));
+}
+
+// Whatever stands where a field or an assignment should, lookups answer.
+TEST_F(Fields, NoLookupThrows) {
+    double values[] = {-1, -1, -1};
+    const auto field = [&](int b) {
+        return builder.Model().CreateDataRecord(ads_CoreFragmentTypeIndex(16, b)).Pos();
+    };
+    for (const int b : {44, 45, 46}) {
+        const ORQSimPosition text = field(b);
+        text.DataRecord().SetString(0, "one");
+        EXPECT_FALSE(ORQSrvFieldServices::GetUniformFieldValue(text, values, 3));
+    }
+    EXPECT_TRUE(ORQSrvFieldServices::GetUniformFieldValue(field(45), values, 0));
+    EXPECT_TRUE(ORQSrvFieldServices::GetUniformFieldValue(field(45), values, -2));
+    EXPECT_THAT(values, ElementsAre(-1, -1, -1));
+
+    // The assignment of another sort comes first and hides nothing.
+    ORQSimSet assignments;
+    const ORQSimPosition numbered = NewOwner();
+    numbered.DataRecord().SetDouble(0, 3);
+    const ORQSimPosition named = NewOwner();
+    named.DataRecord().SetString(0, "STH");
+    named.SetPosition(ads_CoreFragmentTypeIndex(55, 11), field(44));
+    assignments.Insert(numbered);
+    assignments.Insert(named);
+    const auto find = [&] {
+        return ORQSrvFieldServices::GetFieldPosition(assignments, {}, 0, "STH");
+    };
+    EXPECT_EQ(find(), named.GetPosition(ads_CoreFragmentTypeIndex(55, 11)));
+
+    const ORQSimPosition uniform = field(44);
+    database.Close();
+    EXPECT_FALSE(ORQSrvFieldServices::GetUniformFieldValue(uniform, values, 3));
+    EXPECT_TRUE(find().IsNull());
 }
 
 TEST_F(Fields, AreFoundByNameAndOwner) {
@@ -177,6 +214,42 @@ TEST_F(FTables, DependenciesAreTheLastColumns) {
     EXPECT_EQ(made.NumOfRows(), 2);
 }
 
+TEST_F(FTables, AreFoundThroughTheFieldThatOwnsThem) {
+    const ORQSimPosition field = builder.Model().CreateDataRecord(ORQSimSchema::Field_FTable).Pos();
+    EXPECT_EQ(ORQSrvFsmFTable(field).NumOfRows(), 0);
+    ORQSimPosition owner = field;
+    const std::vector<double> data = Counting(6, 1);
+    ORQSrvFsmFTable().CreateTable(owner, ORQSimSchema::FTable_general, 3, 2,
+                                  ORQSimSchema::Field_fTable, data.data(), 1, true);
+    const ORQSrvFsmFTable table(field);
+    EXPECT_EQ(table.NumOfRows(), 3);
+    EXPECT_EQ(table.NumberFieldVariables(), 1);
+    for (int row = 0; row < 3; ++row) {
+        double value = 0;
+        EXPECT_TRUE(table.GetColumnData(row, "Field_0", value));
+        EXPECT_EQ(value, 2 * row + 2);
+    }
+}
+
+TEST_F(FTables, OfMoreValuesThanAnIntCountsAreRefused) {
+    ORQSimPosition owner = NewOwner();
+    const double one = 1;
+    ORQSrvFsmFTable table;
+    // 2^32, 2^31 + 1 x 1 more, and what would wrap to a small number.
+    for (const auto& [rows, columns] : {std::pair(65536, 65536), {46341, 46341}, {858993460, 5}}) {
+        EXPECT_THROW(table.CreateTable(owner, ORQSimSchema::FTable_general, rows, columns, kSlot,
+                                       &one, 0, false),
+                     ORQBasFailure);
+        EXPECT_THROW(table.CreateSimpleTable(owner, rows, columns, kSlot, &one), ORQBasFailure);
+    }
+    ORQSimArray<ORQString> columns(65536);
+    double value = 1;
+    EXPECT_THROW(ORQSrvFieldServices::CreateFieldFTable(builder.Document(), columns, &value, 65536,
+                                                        {}, {}, 0),
+                 ORQBasFailure);
+    EXPECT_TRUE(owner.GetPosition(kSlot).IsNull());
+}
+
 TEST_F(FTables, AreReadAsAWhole) {
     ORQSimPosition owner = NewOwner();
     ORQSrvFsmFTable table;
@@ -196,6 +269,12 @@ TEST_F(FTables, AreReadAsAWhole) {
     EXPECT_EQ(std::vector<double>(read[0], read[0] + 12), data);
     mem_Free(read[0]);
     mem_Free(read);
+    const ORQSimFTable stored(owner.GetPosition(kSlot).GetFTable());
+    for (int row = 0; row < 3; ++row) {
+        EXPECT_EQ(stored.RowLabel(row), std::string(1, static_cast<char>('a' + row)));
+    }
+    EXPECT_EQ(stored.ColumnLabel(0), "Field_");
+    EXPECT_EQ(stored.ColumnLabel(2), "Temperature");
 
     table.CreateSimpleTable(owner, 4, 3, kOtherSlot, data.data());
     EXPECT_EQ(table.NumOfCols(), 3);
@@ -336,6 +415,38 @@ TEST_F(MaterialTables, TemperaturesAndFieldVariablesMayBeMissing) {
     EXPECT_FALSE(Contents(plain, owner).hasTemperatures);
 }
 
+// What other programs find: the distributions by their type, and under which links.
+TEST_F(MaterialTables, DistributionsAreTypedByWhatTheyHold) {
+    Rows data(2, 0);
+    Save(owner, data, true, 3);
+    EXPECT_TRUE(owner.Follow(kSlot, 4).IsA(ads_CoreFragmentTypeIndex(48, 9)));
+    EXPECT_TRUE(owner.Follow(kOtherSlot, 4).IsA(ads_CoreFragmentTypeIndex(48, 9)));
+    EXPECT_TRUE(owner.Follow(kSlot, 1).IsA(ads_CoreFragmentTypeIndex(48, 10)));
+    EXPECT_TRUE(owner.Follow(kSlot, 2).IsA(ads_CoreFragmentTypeIndex(48, 11)));
+}
+
+TEST_F(MaterialTables, WhatWouldHangUnderOneLinkIsRefused) {
+    Rows data(2, 0);
+    struct Case {
+        int otherMember;
+        int temperature;
+        int variables;
+    };
+    for (const Case& c : {Case{4, 1, 2}, Case{5, 4, 2}, Case{5, 1, 4}, Case{5, 1, 1}}) {
+        const int sameTypes[] = {kSlot, kSlot, -1};
+        const int theirMembers[] = {4, c.otherMember};
+        const ORQSrvFsmMaterialTable same(sameTypes, theirMembers, lengths, true, kSlot,
+                                          c.temperature, kSlot, c.variables);
+        for (const int count : {0, 3}) {
+            EXPECT_THROW(same.Save(transaction, owner, rows, components, scalars,
+                                   data.pointers.data(), 2, true, count, variableCollection),
+                         ORQBasFailure);
+            EXPECT_TRUE(owner.Follow(kSlot, 4).IsNull());
+            EXPECT_EQ(ORQSimCollection(rows).Space(), 0);
+        }
+    }
+}
+
 TEST_F(MaterialTables, RowsOfAnotherShapeAreRefused) {
     Rows data(3, 0);
     Save(owner, data, true, 3);
@@ -425,6 +536,7 @@ TEST_F(TablesOfAnotherProcess, AMaterialTableIsRead) {
         transaction.Commit();
     });
     const ORQSimDatabase database = Open();
+    const SoundAtEnd sound(database);
     const Contents read(table, database.Focus());
     ASSERT_EQ(read.rows, 40000);
     EXPECT_EQ(std::memcmp(read.arrays[0].data(), values.data(), values.size() * 8), 0);
@@ -453,6 +565,7 @@ TEST_F(TablesOfAnotherProcess, AFieldTableIsRead) {
         transaction.Commit();
     });
     const ORQSimDatabase database = Open();
+    const SoundAtEnd sound(database);
     const ORQSimPosition field = database.Focus().GetPosition(kSlot);
     const ORQSimFTable table(field.GetPosition(ORQSimSchema::Field_fTable).GetFTable());
     ASSERT_EQ(table.RowCount(), 10000);

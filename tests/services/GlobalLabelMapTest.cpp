@@ -1,7 +1,7 @@
 // Labels and instances of a whole assembly.
 #include <algorithm>
-#include <csignal>
 
+#include "Assertions.h"
 #include "LabelModel.h"
 #include "ORQSrvFunctions.h"
 #include "ORQSrvGlobalLabelMap.h"
@@ -76,8 +76,8 @@ TEST(GlobalLabelMap, LeadsFromLabelsToMembersAndBack) {
 }
 
 TEST(GlobalLabelMapDeathTest, NeedsADocument) {
-    EXPECT_EXIT(ORQSrvGlobalLabelMap{ORQSimPosition()}, testing::KilledBySignal(SIGABRT),
-                "AssertionFailed:m_focus.IsNull\\(\\) == false\n.*ORQSrvGlobalLabelMap.cpp:75");
+    EXPECT_FATAL(ORQSrvGlobalLabelMap{ORQSimPosition()},
+                 {"m_focus.IsNull() == false", "ORQSrvGlobalLabelMap", 75});
 }
 
 TEST(InstanceInfo, SaysWhatAnInstanceLabels) {

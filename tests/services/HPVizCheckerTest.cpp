@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -96,6 +97,82 @@ TEST(HPVizChecker, WhatTheMeshLacksIsSaidForEachAnalyticalSurface) {
     EXPECT_THAT(Findings(model.Document()),
                 ElementsAre(" Mesh has no rigidBodyReferenceNode DSet.",
                             " Mesh has no rigidBodyReferenceNode DSet."));
+}
+
+// What hangs where another kind of thing should is a finding, and the check goes on to the end.
+TEST(HPVizChecker, ObjectsOfAnotherKindAreFindings) {
+    struct Case {
+        std::string begin;
+        std::string end;
+        std::function<void(CheckedModel&)> seed;
+    };
+    const Case cases[] = {
+        {"Shell section \"skin\" cannot be checked: field 0 of object ",
+         " holds a string and cannot be read as an int.",
+         [](auto& m) { m.section.DataRecord().SetString(0, "two"); }},
+        {"Shell section \"skin\" cannot be checked: field 9 of object ",
+         " holds doubles and cannot be read as a symbol.",
+         [](auto& m) { m.section.DataRecord().SetDouble(9, 2); }},
+        {"SerFld: #0; OutputRequest #1 cannot be checked: field 0 of object ",
+         " holds a string and cannot be read as a type ID.",
+         [](auto& m) { m.displacement.Position().DataRecord().SetString(0, "nodal"); }},
+        {"SerFld: #0; OutputRequest #1 cannot be checked: field 0 of object ",
+         " holds an int and cannot be read as a string.",
+         [](auto& m) {
+             m.displacement.Position().GetPosition(MeshedField_type).DataRecord().SetInt(0, 1);
+             m.history.Position().SetPosition(MeshedField_type, m.steps.StandardFieldType("V_D"));
+         }},
+    };
+    for (const Case& c : cases) {
+        CheckedModel model;
+        c.seed(model);
+        const Defect& last = Named(SectionDefects(), "a ply of no model");
+        last.seed(model);
+        EXPECT_THAT(
+            Findings(model.Document()),
+            ElementsAre(testing::AllOf(testing::StartsWith(c.begin), testing::EndsWith(c.end)),
+                        last.findings.front()));
+    }
+}
+
+TEST(HPVizChecker, EveryKindOfAnalyticalSurfaceIsExamined) {
+    for (const int b : {4, 5, 8, 10}) {
+        CheckedModel model;
+        model.regions.AddAnalyticalSurface("PLATE", 3, ads_CoreFragmentTypeIndex(61, b));
+        EXPECT_THAT(Findings(model.Document()),
+                    testing::Contains("Analytical surface \"PLATE\" has no a mesh."))
+            << b;
+    }
+}
+
+TEST(HPVizChecker, RegionsOfOutputAreExemptByTypeOrMembers) {
+    const auto isFound = [](int type, int slot) {
+        CheckedModel model;
+        const ORQSimPosition region = model.Model().CreateDataRecord(type).Pos();
+        ORQSimCollection(model.Model().GetPosition(Model_regions).GetCollection())
+            .AddMember(region);
+        region.SetPosition(slot, model.Record());
+        model.regions.AddOutputRegion(region);
+        return !Findings(model.Document()).empty();
+    };
+    const int plain = ads_CoreFragmentTypeIndex(53, 201);
+    const int elements = ads_CoreFragmentTypeIndex(53, 26);
+    EXPECT_TRUE(isFound(plain, elements));
+    EXPECT_FALSE(isFound(ads_CoreFragmentTypeIndex(61, 3), elements));
+    EXPECT_FALSE(isFound(ads_CoreFragmentTypeIndex(53, 22), elements));
+    for (const int cluster : {28, 27, 29}) {
+        EXPECT_FALSE(isFound(plain, ads_CoreFragmentTypeIndex(53, cluster))) << cluster;
+    }
+}
+
+TEST(HPVizChecker, AnyClusterMakesARegionOfHistory) {
+    for (const int cluster : {28, 27, 29, 26, 25}) {
+        CheckedModel model;
+        const ORQSimPosition region = model.Record();
+        region.SetPosition(ads_CoreFragmentTypeIndex(53, cluster), model.Record());
+        model.userRequest.GetSet(UserOutputRequest_outputRegions).Insert(region);
+        EXPECT_EQ(Findings(model.Document()).empty(), cluster != 25) << cluster;
+    }
 }
 
 TEST(HPVizChecker, SpecsThatNeedNoSectionAreExempt) {

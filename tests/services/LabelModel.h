@@ -10,6 +10,7 @@
 #include "ORQObjLabeler.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
+#include "SoundAtEnd.h"
 #include "Vocabulary.h"
 
 // Which member of the mesh carries which label of which instance.
@@ -36,6 +37,7 @@ struct LabelModel {
     ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
+    SoundAtEnd sound{database};
 
   private:
     void Label(ORQObjLabelerType type, const ORQSimCollection& collection,

@@ -2,17 +2,20 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <map>
 #include <random>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "ORQBasAssertException.h"
+#include "Assertions.h"
 #include "ORQBasFailure.h"
 #include "ORQObjElementClass.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
+#include "ORQObjSectionBuilder.h"
 #include "ORQSimCollection.h"
 #include "ORQSimCompartment.h"
 #include "ORQSimDSet.h"
@@ -26,6 +29,7 @@
 #include "ORQSrvInverseConnectivity.h"
 #include "ORQSrvSetMapperFactory.h"
 #include "ORQSrvSurfaceNodalAreas.h"
+#include "SoundAtEnd.h"
 
 namespace {
 
@@ -53,14 +57,24 @@ class MeshServices : public testing::Test {
     }
     void Append(const char* kind, int nColumns, const std::vector<int>& elements,
                 const std::vector<int>& nodes) {
-        connectivity.Append(transaction, Kind(kind), Elements(elements),
-                            builder.NodePlaces(nColumns), nodes.data());
+        EXPECT_EQ(connectivity.Append(transaction, Kind(kind), Elements(elements),
+                                      builder.NodePlaces(nColumns), nodes.data()),
+                  std::ssize(nodes) * static_cast<int>(sizeof(int)));
+    }
+    std::vector<int> ChunksOfConnectivity(int drawer) const {
+        ORQSimArray<int> chunks;
+        ORQSimDistribution(builder.Connectivity().DSet().GetRelationalDistributionID())
+            .QueryDrawers()
+            .ConstGet(drawer)
+            .ChunkSizes(chunks);
+        return {chunks.begin(), chunks.end()};
     }
 
     ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     ORQSrvElementConnectivity connectivity{builder.Connectivity(), 2};
+    SoundAtEnd sound{database};
 };
 
 // --- Connectivity --------------------------------------------------------------------------------
@@ -72,6 +86,8 @@ TEST_F(MeshServices, ConnectivityKeepsADrawerForEachKindAndExtendsIt) {
     Append("TRI3", 3, {2}, {6, 7, 8});
     Append("QUAD4", 4, {5, 4, 3}, {9, 8, 7, 6, 5, 4, 3, 2, 1, 0, 9, 8});
     EXPECT_EQ(NumDrawers(), 2);
+    EXPECT_EQ(ChunksOfConnectivity(0), (std::vector<int>{2, 4}));
+    EXPECT_EQ(ChunksOfConnectivity(1), (std::vector<int>{2, 3}));
     EXPECT_EQ(builder.Connectivity().DSet().GetCtation().Size(), 2);
 
     std::vector<int> nodes(12, -7);
@@ -103,20 +119,14 @@ TEST_F(MeshServices, ChunkSizesByKindRefuseAKindWithoutOne) {
     ORQSrvElementConnectivity byKind(builder.Connectivity(), sizes);
     const std::vector<int> nodes = {0, 1, 2, 3};
     byKind.Append(transaction, Kind("QUAD4"), Elements({0}), builder.NodePlaces(4), nodes.data());
-    ORQSimArray<int> chunks;
-    ORQSimDistribution(builder.Connectivity().DSet().GetRelationalDistributionID())
-        .QueryDrawers()
-        .ConstGet(0)
-        .ChunkSizes(chunks);
-    EXPECT_EQ(chunks.ConstGet(0), 7);
-    EXPECT_EQ(chunks.ConstGet(1), 4);
-    EXPECT_DEATH(byKind.Append(transaction, Kind("BAR2"), Elements({1}), builder.NodePlaces(2),
-                               nodes.data()),
-                 "AssertionFailed:m_chunkSize != 0");
+    EXPECT_EQ(ChunksOfConnectivity(0), (std::vector<int>{7, 4}));
+    const auto append = [&](ORQSrvElementConnectivity& to) {
+        to.Append(transaction, Kind("BAR2"), Elements({1}), builder.NodePlaces(2), nodes.data());
+    };
+    EXPECT_FATAL(append(byKind), {"m_chunkSize != 0", "ORQSrvElementConnectivity", 52});
     ORQSrvElementConnectivity none;
-    EXPECT_DEATH(
-        none.Append(transaction, Kind("BAR2"), Elements({1}), builder.NodePlaces(2), nodes.data()),
-        "AssertionFailed:rdistribution.IsNull\\(\\) == false");
+    EXPECT_FATAL(append(none),
+                 {"rdistribution.IsNull() == false", "ORQSrvElementConnectivity", 39});
 }
 
 // --- Adjacency -----------------------------------------------------------------------------------
@@ -213,31 +223,37 @@ TEST_F(MeshServices, SurfaceAreasAreWrittenSparselyAndFloored) {
     first.InsertUnique(7, 0.5);
     first.InsertUnique(3, 0.0);
     first.InsertUnique(9, 1.0e-8);
+    first.InsertUnique(10, 0.999e-8);
     ORQBasMap<int, double> second;
     second.InsertUnique(7, -3.0);
     second.InsertUnique(12, 2.0);
-    areas.AppendSurfaceIdNodeArea(2, second);
-    areas.AppendSurfaceIdNodeArea(0, first);
-    areas.AppendSurfaceIdNodeArea(1, {});
+    ORQBasMap<int, double> none;
+    int surface = 2;
+    areas.AppendSurfaceIdNodeArea(surface, second);
+    areas.AppendSurfaceIdNodeArea(surface = 0, first);
+    areas.AppendSurfaceIdNodeArea(surface = 1, none);
     areas.WriteSurfaceNodalAreas(builder.Model());
-    areas.WriteSurfaceNodalAreas(builder.Model());  // nothing is left to write
 
-    const ORQSimDistribution distribution(
-        ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas().GetDistribution());
+    const ORQSimPosition written = ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas();
+    const ORQSimDistribution distribution(written.GetDistribution());
+    areas.WriteSurfaceNodalAreas(builder.Model());  // nothing is left to write
+    EXPECT_EQ(ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas(), written);
     ASSERT_EQ(distribution.NumDrawers(), 1);
     const ORQSimDrawerDescription drawer = distribution.QueryDrawers().ConstGet(0);
     EXPECT_EQ(Members(drawer.CSet(0)), (std::vector<int>{0, 1, 2}));
-    EXPECT_EQ(Members(drawer.CSet(1)), (std::vector<int>{3, 7, 9, 12}));
-    EXPECT_EQ(drawer.DataSizeItems(), 5);
-    std::vector<double> cells(12, -1.0);
+    EXPECT_EQ(Members(drawer.CSet(1)), (std::vector<int>{3, 7, 9, 10, 12}));
+    EXPECT_EQ(drawer.DataSizeItems(), 6);
+    EXPECT_EQ(drawer.Layout(), ORQSimDrawerLayout::Sparse);
+    std::vector<double> cells(15, -1.0);
     ORQSimTransfer(distribution)
         .SetRead()
         .SetDim(0, drawer.CSet(0))
         .SetDim(1, drawer.CSet(1))
-        .SetBuffer(ORQSimbufMain, cells.data(), 96)
+        .SetBuffer(ORQSimbufMain, cells.data(), 120)
         .ExecRead();
-    EXPECT_EQ(cells,
-              (std::vector<double>{1.0e-7, 0.5, 1.0e-8, -1, -1, -1, -1, -1, -1, 1.0e-7, -1, 2.0}));
+    EXPECT_EQ(cells, (std::vector<double>{1.0e-7, 0.5, 1.0e-8, 1.0e-7, -1,  //
+                                          -1, -1, -1, -1, -1,               //
+                                          -1, 1.0e-7, -1, -1, 2.0}));
     omi_SingletonBase<ORQSrvSurfaceNodalAreas>::Finalize();
 }
 
@@ -246,7 +262,8 @@ TEST_F(MeshServices, AFailedWriteOfSurfaceAreasKeepsWhatWasCollected) {
     auto& areas = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
     ORQBasMap<int, double> outside;
     outside.InsertUnique(5, 1.0);
-    areas.AppendSurfaceIdNodeArea(0, outside);
+    int surface = 0;
+    areas.AppendSurfaceIdNodeArea(surface, outside);
     EXPECT_THROW(areas.WriteSurfaceNodalAreas(builder.Model()), ORQBasFailure);
     EXPECT_TRUE(ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas().IsNull());
     builder.AddNodes(10);
@@ -255,6 +272,12 @@ TEST_F(MeshServices, AFailedWriteOfSurfaceAreasKeepsWhatWasCollected) {
     EXPECT_FALSE(ORQObjMesh(builder.Mesh()).GetSurfaceNodalAreas().IsNull());
     omi_SingletonBase<ORQSrvSurfaceNodalAreas>::Finalize();
 }
+
+// The operations are called through these types by hosts that were built long ago.
+static_assert(std::is_same_v<decltype(&ORQSrvSurfaceNodalAreas::AppendSurfaceIdNodeArea),
+                             void (ORQSrvSurfaceNodalAreas::*)(int&, ORQBasMap<int, double>&)>);
+static_assert(std::is_same_v<decltype(&ORQSrvSurfaceNodalAreas::WriteSurfaceNodalAreas),
+                             void (ORQSrvSurfaceNodalAreas::*)(ORQSimPosition)>);
 
 // --- Classes -------------------------------------------------------------------------------------
 
@@ -303,6 +326,45 @@ TEST_F(MeshServices, AnAssignmentThatNamesElementsFirstIsRefused) {
                 testing::ExitedWithCode(1), "eltColIndex != -1 && eltSpecColIndex != 1");
 }
 
+TEST_F(MeshServices, WithoutSpecsNothingIsBuiltAndNothingIsChanged) {
+    builder.AddElements(4);
+    const ORQObjSectionBuilder sections(builder.Document());
+    const ORQSimPosition hex = builder.AddElementSpec("HEX8");
+    builder.AssignElementSpecs({{hex, Elements({0, 1})}});
+    const ORQSrvEltClassificationBuilder classes(database.Focus());
+    const ORQSimPosition built = classes.BuildEltClassification(ORQSrvEltClassificationType::Shape);
+    const ORQSimPosition elementClass =
+        (*built.GetSet(ORQSimSchema::ElementClassification_classes).Begin());
+    const ORQSimSet linked = elementClass.GetSet(ORQSimSchema::ElementClass_sections);
+    sections.AddSectionAssignment(builder.AddElementSet("E", 1, Elements({0})),
+                                  sections.AddShellSection("S", 1, 0));
+    sections.AddSectionAssignment(builder.AddElementSet("F", 2, Elements({1})), {});
+    builder.Mesh().SetPosition(ORQSimSchema::Mesh_elementSpecAssignment, {});
+    EXPECT_TRUE(classes.BuildEltClassification(ORQSrvEltClassificationType::Shape).IsNull());
+    EXPECT_EQ(ORQObjMesh(builder.Mesh()).GetElementClassification(), built);
+    EXPECT_EQ(linked.Size(), 0);
+
+    // An assignment without a section takes no part.
+    builder.AssignElementSpecs({{hex, Elements({0, 1})}});
+    const ORQSimPosition again = classes.BuildEltClassification(ORQSrvEltClassificationType::Shape);
+    EXPECT_EQ((*again.GetSet(ORQSimSchema::ElementClassification_classes).Begin())
+                  .GetSet(ORQSimSchema::ElementClass_sections)
+                  .Size(),
+              1);
+}
+
+TEST_F(MeshServices, ASpecThatIsNoMemberIsReported) {
+    builder.AddElements(2);
+    const ORQSimPosition hex = builder.AddElementSpec("HEX8");
+    builder.AssignElementSpecs({{hex, Elements({0})}});
+    for (const ORQSimPosition& definition : {ORQSimPosition(), builder.Model()}) {
+        hex.SetPosition(ORQSimSchema::ElementSpec_definition, definition);
+        EXPECT_EXIT(ORQSrvEltClassificationBuilder(database.Focus())
+                        .BuildEltClassification(ORQSrvEltClassificationType::Shape),
+                    testing::ExitedWithCode(1), "CMembers.Size\\(\\) == 1");
+    }
+}
+
 // --- Mappers -------------------------------------------------------------------------------------
 
 TEST_F(MeshServices, ANodeMapperLeadsFromItsSourceToItsTarget) {
@@ -323,7 +385,42 @@ TEST_F(MeshServices, ANodeMapperLeadsFromItsSourceToItsTarget) {
     EXPECT_EQ(Members(Factory::GetPermutationNodes(database.Focus())), (std::vector<int>{4, 2}));
     EXPECT_EQ(Members(Factory::GetPermutationElements(database.Focus())), (std::vector<int>{2, 0}));
     const ORQSimCSetID regions = Set(builder.Model().GetPosition(ORQSimSchema::Model_regions), {});
-    EXPECT_EXIT(Factory::PersistMapper(regions, regions), testing::ExitedWithCode(1), "0");
+    EXPECT_EXIT(Factory::PersistMapper(regions, regions), testing::ExitedWithCode(1),
+                "Assertion failed: 0\n$");
+}
+
+// What other programs find under the model.
+TEST_F(MeshServices, AMapperIsStoredByItsKindSourceAndTarget) {
+    builder.AddNodes(3);
+    builder.AddElements(3);
+    const ORQSimPosition others =
+        database.Focus().CreateTypedCollection(ORQSimSchema::MapperCollection_other, 3);
+    const std::tuple<int, ORQSimCSetID, ORQSimCSetID> kinds[] = {
+        {82, Nodes({0, 1}), Nodes({2})},
+        {66, Elements({0}), Elements({2, 1})},
+        {64, Set(others, {2}), Set(others, {1, 0})}};
+    for (const auto& [kind, source, target] : kinds) {
+        ORQSrvSetMapperFactory::PersistMapper(source, target);
+        const ORQSimPosition record =
+            builder.Model().GetPosition(ads_CoreFragmentTypeIndex(28, kind));
+        EXPECT_TRUE(record.IsA(ads_CoreFragmentTypeIndex(19, 0))) << kind;
+        EXPECT_EQ(Members(record.GetPosition(ads_CoreFragmentTypeIndex(19, 1)).CSet()),
+                  Members(ORQSimCSet(target)));
+        EXPECT_EQ(Members(record.GetPosition(ads_CoreFragmentTypeIndex(19, 2)).CSet()),
+                  Members(ORQSimCSet(source)));
+    }
+}
+
+TEST_F(MeshServices, AMapperOfNothingIsRefusedBeforeAnythingIsStored) {
+    builder.AddNodes(3);
+    const ORQSimPosition set = Nodes({0});
+    const ORQSimPosition last = database.Focus().CreateDataRecord(1).Pos();
+    for (const auto& [source, target] : {std::pair(set, ORQSimPosition()), {{}, set}, {{}, {}}}) {
+        EXPECT_THROW(ORQSrvSetMapperFactory::PersistMapper(source, target), ORQBasFailure);
+    }
+    EXPECT_TRUE(builder.Model().GetPosition(ads_CoreFragmentTypeIndex(28, 82)).IsNull());
+    // No record was made: the next one follows the last.
+    EXPECT_EQ(database.Focus().CreateDataRecord(1).Pos().ID().MinorID(), last.ID().MinorID() + 1);
 }
 
 TEST_F(MeshServices, ActiveMembersAreThoseOfTheMesh) {

@@ -6,6 +6,8 @@
 #include "ORQObjSimObjectsModModule.h"
 #include "ORQSrvBasicModule.h"
 #include "ORQSrvBulkShellLayers.h"
+#include "ORQSrvDiagnosticsHandler.h"
+#include "ORQSrvSurfaceNodalAreas.h"
 
 namespace {
 
@@ -28,8 +30,12 @@ bool DependenciesAreDead() {
            IsDead(ORQObjSimObjectsMod_initialize, ORQObjSimObjectsMod_finalize);
 }
 
+template <class Singleton>
+void* Registered() {
+    return omi_SingletonRegistry::Instance()->Find(typeid(Singleton).name());
+}
 void* RegisteredLayers() {
-    return omi_SingletonRegistry::Instance()->Find(typeid(ORQSrvBulkShellLayers).name());
+    return Registered<ORQSrvBulkShellLayers>();
 }
 
 // Lets go of the loader's own reference, so that every counter begins at 0.
@@ -160,4 +166,20 @@ TEST_F(Module, LayersEndWithTheLastUserOfTheirSubModule) {
     omi_SingletonBase<ORQSrvBulkShellLayers>::Finalize();
     omi_SingletonBase<ORQSrvBulkShellLayers>::Finalize();
     EXPECT_EQ(RegisteredLayers(), nullptr);
+}
+
+// The others are the host's to end.
+TEST_F(Module, OnlyLayersEndWithTheModule) {
+    ORQSrvBasic_initialize(m_tally);
+    omi_Singleton<ORQSrvBulkShellLayers>::Instance();
+    auto& diagnostics = omi_Singleton<ORQSrvDiagnosticsHandler>::Instance();
+    auto& areas = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
+    ORQSrvBasic_finalize(m_tally);
+    EXPECT_EQ(RegisteredLayers(), nullptr);
+    EXPECT_EQ(Registered<ORQSrvDiagnosticsHandler>(), &diagnostics);
+    EXPECT_EQ(Registered<ORQSrvSurfaceNodalAreas>(), &areas);
+    EXPECT_EQ(&omi_Singleton<ORQSrvDiagnosticsHandler>::Instance(), &diagnostics);
+    omi_SingletonBase<ORQSrvDiagnosticsHandler>::Finalize();
+    omi_SingletonBase<ORQSrvSurfaceNodalAreas>::Finalize();
+    EXPECT_EQ(Registered<ORQSrvDiagnosticsHandler>(), nullptr);
 }

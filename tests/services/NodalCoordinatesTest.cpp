@@ -12,6 +12,7 @@ class NodalCoordinatesTest : public DatabaseTest {
     void SetUp() override {
         InTransaction(Database(), [&] { ORQObjModelBuilder(Database()).AddNodes(20); });
     }
+    void TearDown() override { EXPECT_EQ(Database().Verify(), Texts()); }
 
     ORQSimPosition Coordinates() const {
         return ORQObjMesh(ORQObjDocument(Database()).GetMesh()).GetCoordinates();
@@ -67,7 +68,6 @@ TEST_P(NodalCoordinatesTest, TheFirstAppendMakesTheDrawerAndLaterOnesExtendIt) {
     EXPECT_EQ(Service().NumberNodes(), 4);
     EXPECT_EQ(Service().NumberComponents(), 2);
     EXPECT_EQ(Read({3, 12, 7}, {2, 1}), (Doubles{34, 33, 121, 120, 71, 70}));
-    EXPECT_EQ(Database().Verify(), Texts());
 }
 
 TEST_P(NodalCoordinatesTest, WhatIsNotStoredReadsAsZero) {
@@ -75,6 +75,26 @@ TEST_P(NodalCoordinatesTest, WhatIsNotStoredReadsAsZero) {
     EXPECT_EQ(Read({5, 4, 1}, {1, 3, 2}), (Doubles{0, 0, 0, 3, 0, 4, 0, 0, 0}));
     EXPECT_EQ(Read({}, {1, 2}), Doubles());
     EXPECT_EQ(Read({2}, {}), Doubles());
+}
+
+TEST_P(NodalCoordinatesTest, CellsThatASparseDrawerLacksReadAsZero) {
+    InTransaction(Database(), [&] {
+        const Doubles values = {20.5, 41.5};
+        const Ints indices = {0, 1};
+        const Ints map = {0, 1, 2};
+        ORQSimTransfer(ORQSimDistribution(Coordinates().GetDistribution()))
+            .SetWrite()
+            .SetMakeNewDrawer()
+            .SetSerialization(ORQSimSerializationType().SetSparse())
+            .SetSparseNNonzero(2)
+            .SetDim(0, NodeSet({2, 4}))
+            .SetDim(1, DirectionSet({1, 2}))
+            .SetBuffer(ORQSimbufMain, values.data(), 16)
+            .SetBuffer(ORQSimbufIndicesNZ, indices.data(), 8)
+            .SetBuffer(ORQSimbufSparseMap, map.data(), 12)
+            .ExecWrite();
+    });
+    EXPECT_EQ(Read({2, 4}, {1, 2}), (Doubles{20.5, 0, 0, 41.5}));
 }
 
 TEST_P(NodalCoordinatesTest, WithoutADrawerAllReadsAsZero) {

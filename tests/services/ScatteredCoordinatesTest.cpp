@@ -44,6 +44,7 @@ class ScatteredCoordinates : public testing::TestWithParam<bool> {
         }
     }
     void TearDown() override {
+        EXPECT_TRUE(m_database.Verify().empty());
         m_database.Close();
         std::filesystem::remove_all(m_path);
     }

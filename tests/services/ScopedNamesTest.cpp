@@ -5,6 +5,7 @@
 #include "ORQObjModelBuilder.h"
 #include "ORQSimLinks.h"
 #include "ORQSrvFunctions.h"
+#include "SoundAtEnd.h"
 #include "Vocabulary.h"
 
 namespace {
@@ -129,6 +130,8 @@ const std::vector<Case> kCases = {
 
 class ScopedNames : public testing::Test {
   protected:
+    ScopedNames() { builder.AddNodes(1); }
+
     ORQSimPosition NewSet() const {
         const int member = 0;
         return ORQSimCollection(builder.Document()
@@ -147,6 +150,7 @@ class ScopedNames : public testing::Test {
     ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
+    SoundAtEnd sound{database};
 };
 
 class ScopedNameCase : public ScopedNames, public testing::WithParamInterface<Case> {};

@@ -3,13 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <functional>
+#include <iterator>
 #include <limits>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "ORQBasAssertException.h"
+#include "Assertions.h"
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -26,6 +31,7 @@
 #include "ORQSrvSectionServices.h"
 #include "ORQSrvShellSection.h"
 #include "ORQSrvShellSectionPoints.h"
+#include "SoundAtEnd.h"
 
 namespace {
 
@@ -112,12 +118,55 @@ class Sections : public testing::Test {
                                       .GetDistribution());
     }
     std::string ErrorOfWriting() {
-        try {
-            layers.WriteBulkDistributions(builder.Model());
-        } catch (const ORQBasAssertException& error) {
-            return error.AsString(ORQBasStringMode::Unicode).c_str();
-        }
-        return "no error";
+        return ThrownBy([&] { layers.WriteBulkDistributions(builder.Model()); });
+    }
+    ORQSimCollectionID Collection(int slot) const {
+        return builder.Model().GetPosition(slot).GetCollection();
+    }
+    /// A distribution over two collections under a slot of the section data.
+    ORQSimDistribution NewAttribute(int slot, const ORQSimCollectionID& rows,
+                                    const ORQSimCollectionID& columns, int scalar) const {
+        const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+        const ORQSimPosition made =
+            data.CreateTypedDistribution(ORQSimGrid(std::vector{rows, columns}),
+                                         ORQSimSchema::DistributionRecord, ORQSimRangeType(scalar));
+        data.SetPosition(slot, made);
+        return ORQSimDistribution(made.GetDistribution());
+    }
+    /// A drawer over some rows and columns of a distribution.
+    template <class T>
+    static void AddDrawer(const ORQSimDistribution& to, const std::vector<int>& rows,
+                          const std::vector<int>& columns, const std::vector<T>& values) {
+        ORQSimTransfer(to)
+            .SetWrite()
+            .SetMakeNewDrawer()
+            .SetDim(0, Set(to.Grid().Collection(0), rows))
+            .SetDim(1, Set(to.Grid().Collection(1), columns))
+            .SetBuffer(ORQSimbufMain, values.data(),
+                       static_cast<std::int64_t>(values.size() * sizeof(T)))
+            .ExecWrite();
+    }
+    /// The field's own distribution.
+    static ORQSimDistribution ValuesOf(const ORQSimPosition& field) {
+        return ORQSimDistribution(
+            field.GetPosition(ORQSimSchema::Field_distribution).GetDistribution());
+    }
+    /// What was written for the elements of one layer of the distributed thickness; -7 for those
+    /// without a value.
+    std::vector<double> DistributedThicknesses(int layer, const std::vector<int>& elements) const {
+        const ORQSimDistribution values =
+            ValuesOf(builder.Model()
+                         .GetPosition(ORQSimSchema::Model_sectionData)
+                         .GetPosition(ORQSimSchema::SectionData_distributedThicknesses));
+        std::vector<double> read(elements.size(), -7);
+        ORQSimTransfer(values)
+            .SetRead()
+            .SetDim(0, Set(values.Grid().Collection(0), {layer}))
+            .SetDim(1, Elements(elements))
+            .SetBuffer(ORQSimbufMain, read.data(),
+                       static_cast<std::int64_t>(read.size() * sizeof(double)))
+            .ExecRead();
+        return read;
     }
 
     ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
@@ -125,6 +174,7 @@ class Sections : public testing::Test {
     ORQObjModelBuilder builder{database};
     ORQObjSectionBuilder sections{builder.Document()};
     ORQSrvBulkShellLayers& layers = omi_Singleton<ORQSrvBulkShellLayers>::Instance();
+    SoundAtEnd sound{database};
 };
 
 // --- Layers --------------------------------------------------------------------------------------
@@ -288,79 +338,256 @@ TEST_F(Sections, WritingNothingMakesSectionDataOnlyForLayeredSections) {
     EXPECT_EQ(ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(0), 0), 0);
 }
 
-TEST_F(Sections, ChecksNameTheirExpressionAndLeaveTheLayersAsTheyWere) {
+TEST_F(Sections, ChecksAreKnownByTextFileAndLineAndLeaveTheLayersAsTheyWere) {
     const int section = NewSection("S", 2);
     Assign("all", {0, 1}, section);
     layers.AppendConstThickness(0, section, 1);
     layers.AppendDistThickness(1, Region("r", {0, 1}), Table({2}));
     Write();
 
+    const ORQSimPosition region = Region("s", {0, 1});
+    const ORQSimPosition flat = builder.Model().CreateDataRecord(1).Pos();
+    flat.SetPosition(ORQSimSchema::Field_distribution,
+                     flat.CreateTypedDistribution(
+                         ORQSimGrid(std::vector{ORQSimCSet(Elements({0})).CollectionID()}),
+                         ORQSimSchema::DistributionRecord, ORQSimRangeType(ORQSimScalarDouble)));
+    const ORQSimPosition twoColumns = Table({1});
+    const double two[] = {1, 2};
+    twoColumns.SetPosition(ORQSimSchema::Field_fTable,
+                           twoColumns.CreateSimpleFTable(1, {}, {}, two, 2));
     struct Case {
-        std::string error;
+        const char* text;
+        int line;
         std::function<void()> append;
     };
-    const ORQSimPosition region = Region("s", {0, 1});
     const Case cases[] = {
         {"distField.IsNull() && \"Distributed thickness field already exists and editing it is "
          "NYI\"",
-         [&] { layers.AppendDistThickness(0, region, Table({2})); }},
-        {"dids.Size() == 1",
+         948, [&] { layers.AppendDistThickness(0, region, Table({2})); }},
+        {"dids.Size() == 1", 1149,
          [&] { layers.AppendDistAngle(0, region, builder.Model().CreateDataRecord(1).Pos()); }},
-        {"numDim == 2",
+        {"numDim == 2", 1155, [&] { layers.AppendDistAngle(0, region, flat); }},
+        {"ncols == 1", 1186, [&] { layers.AppendDistAngle(0, region, twoColumns); }},
+        {"layerposition != -1", 729,
          [&] {
-             const ORQSimPosition field = builder.Model().CreateDataRecord(1).Pos();
-             field.SetPosition(
-                 ORQSimSchema::Field_distribution,
-                 field.CreateTypedDistribution(
-                     ORQSimGrid(std::vector{ORQSimCSet(Elements({0})).CollectionID()}),
-                     ORQSimSchema::DistributionRecord, ORQSimRangeType(ORQSimScalarDouble)));
-             layers.AppendDistAngle(0, region, field);
+             const auto overElements =
+                 NewAttribute(ORQSimSchema::SectionData_constantThicknesses,
+                              ORQSimCSet(Elements({0})).CollectionID(),
+                              Collection(ORQSimSchema::Model_sections), ORQSimScalarDouble);
+             AddDrawer<double>(overElements, {0}, {0}, {1});
          }},
-        {"ncols == 1",
+        {"layerSet.Size() == 1", 731,
          [&] {
-             const ORQSimPosition field = Table({1});
-             const double two[] = {1, 2};
-             field.SetPosition(ORQSimSchema::Field_fTable,
-                               field.CreateSimpleFTable(1, {}, {}, two, 2));
-             layers.AppendDistAngle(0, region, field);
-         }},
-        {"serFields.Size() == 1",
-         [&] {
-             builder.Model().GetMap(ORQSimSchema::Model_userFields).Remove("ANGLE");
-             layers.AppendConstAngle(0, section, 1);
+             const auto twoLayers =
+                 NewAttribute(ORQSimSchema::SectionData_constantThicknesses,
+                              Collection(ORQSimSchema::Model_sectionLayers),
+                              Collection(ORQSimSchema::Model_sections), ORQSimScalarDouble);
+             AddDrawer<double>(twoLayers, {0, 1}, {0}, {1, 1});
          }},
     };
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    const ORQSimPosition thicknesses =
+        data.GetPosition(ORQSimSchema::SectionData_constantThicknesses);
     for (const Case& c : cases) {
         layers.AppendConstThickness(0, section, 77);
         c.append();
-        EXPECT_EQ(ErrorOfWriting(), c.error);
+        EXPECT_EQ(ErrorOfWriting(), Thrown({c.text, "ORQSrvBulkShellLayers", c.line}));
         layers.Clean();
-        EXPECT_EQ(Section(SectionAt(section)).GetConstThicknesses()[0], 1) << c.error;
+        data.SetPosition(ORQSimSchema::SectionData_constantThicknesses, thicknesses);
+        EXPECT_EQ(Section(SectionAt(section)).GetConstThicknesses()[0], 1) << c.text;
     }
-    // A number outside its collection is an error of the platform.
-    layers.AppendMaterial(2, section + 1, 0);
-    EXPECT_THROW(layers.WriteBulkDistributions(builder.Model()), ORQBasFailure);
-    layers.Clean();
-    EXPECT_EQ(ErrorOfWriting(), "no error");
 }
 
-TEST_F(Sections, ADrawerOfSeveralLayersIsRefused) {
+TEST_F(Sections, ValuesAreTypedByTheirUserFields) {
+    const int section = NewSection("S", 1);
+    const auto error = [&](const char* userField, const std::function<void()>& append) {
+        ORQSimMap userFields = builder.Model().GetMap(ORQSimSchema::Model_userFields);
+        const ORQSimPosition field = userFields.Find(userField);
+        userFields.Remove(userField);
+        append();
+        const std::string said = ErrorOfWriting();
+        layers.Clean();
+        userFields.Insert(userField, field);
+        return said;
+    };
+    const auto missing = [](int line) {
+        return Thrown({"serFields.Size() == 1", "ORQSrvBulkShellLayers", line});
+    };
+    EXPECT_EQ(error("STH", [&] { layers.AppendConstThickness(0, section, 1); }), missing(737));
+    EXPECT_EQ(error("ANGLE", [&] { layers.AppendConstAngle(0, section, 1); }), missing(847));
+    const auto appendField = [&] { layers.AppendDistAngle(0, Region("r", {0}), Table({1})); };
+    EXPECT_EQ(error("ANGLE", appendField), missing(1050));
+
+    layers.AppendConstThickness(0, section, 1);
+    layers.AppendConstAngle(0, section, 1);
+    layers.AppendMaterial(0, section, NewMaterial("steel"));
+    layers.AppendNumSectionPoints(0, section, 5);
+    Write();
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    const auto typeName = [&](int slot) {
+        return data.GetPosition(slot).GetPosition(ORQSimSchema::MeshedField_type).Name();
+    };
+    EXPECT_EQ(typeName(ORQSimSchema::SectionData_constantThicknesses), "STH");
+    EXPECT_EQ(typeName(ORQSimSchema::SectionData_constantAngles), "ANGLE");
+    // References know what they refer to, counts refer to nothing.
+    EXPECT_EQ(Attribute(ORQSimSchema::SectionData_materials).RangeType().Collection(),
+              builder.Document().GetMaterialCollection().GetCollection());
+    EXPECT_TRUE(
+        Attribute(ORQSimSchema::SectionData_sectionPoints).RangeType().Collection().IsNull());
+}
+
+TEST_F(Sections, WhatIsCollectedStaysUntilClean) {
+    const int section = NewSection("S", 1);
+    layers.AppendConstThickness(0, section, 1.5);
+    layers.WriteBulkDistributions(builder.Model());
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    data.SetPosition(ORQSimSchema::SectionData_constantThicknesses, {});
+    layers.WriteBulkDistributions(builder.Model());
+    EXPECT_THAT(Section(SectionAt(section)).GetConstThicknesses(), ElementsAre(1.5));
+    layers.Clean();
+    data.SetPosition(ORQSimSchema::SectionData_constantThicknesses, {});
+    layers.WriteBulkDistributions(builder.Model());
+    EXPECT_THAT(Section(SectionAt(section)).GetConstThicknesses(), ElementsAre(kNone));
+}
+
+// Each is refused with what is wrong in the text, and nothing is written.
+TEST_F(Sections, WhatCannotBeWrittenIsNamed) {
+    const int section = NewSection("S", 2);
+    NewMaterial("steel");
+    sections.AddPly("P", 1);
+    const ORQSimPosition noElements = builder.AddNodeSet("PINS", 1, builder.AddNodes(2));
+    const ORQSimPosition region = Region("SKIN", {0, 1, 2});
+    const ORQSimPosition ofNodes =
+        builder.Model().CreateDataRecord(ORQSimSchema::MeshedField).Pos();
+    ofNodes.SetName(ORQSimSchema::Record_name, "T");
+    ofNodes.SetPosition(
+        ORQSimSchema::Field_distribution,
+        ofNodes.CreateTypedDistribution(
+            ORQSimGrid(std::vector{ORQObjMesh(builder.Mesh()).GetNodeCollection().GetCollection(),
+                                   builder.Document().GetComponentCollection().GetCollection()}),
+            ORQSimSchema::DistributionRecord, ORQSimRangeType(ORQSimScalarDouble)));
+    const ORQSimPosition twoValues = Distributed({0, 1}, {1, 2});
+    AddDrawer<double>(ValuesOf(twoValues), {1}, {2}, {3});
+    struct Case {
+        std::vector<std::string> parts;
+        std::function<void()> append;
+    };
+    const Case cases[] = {
+        {{"layer 1 of section 0", "material 99", "has 1 "},
+         [&] { layers.AppendMaterial(1, section, 99); }},
+        {{"layer 0 of section 0", "material -2"}, [&] { layers.AppendMaterial(0, section, -2); }},
+        {{"orientation 0", "has 0 "}, [&] { layers.AppendOrientation(0, section, 0); }},
+        {{"ply 1", "has 1 "}, [&] { layers.AppendPly(0, section, 1); }},
+        {{"member 1 is outside"}, [&] { layers.AppendPly(0, section + 1, 0); }},
+        {{"-1"}, [&] { layers.AppendConstThickness(-1, section, 0); }},
+        {{"layer 2147483647"}, [&] { layers.AppendConstAngle(2147483647, section, 0); }},
+        {{"region \"PINS\"", "no elements"},
+         [&] { layers.AppendDistThickness(0, noElements, Table({1})); }},
+        {{"a null region", "no elements"}, [&] { layers.AppendDistAngle(0, {}, Table({1})); }},
+        {{"field \"T\"", "no values for elements"},
+         [&] { layers.AppendDistThickness(0, region, ofNodes); }},
+        {{"2 values for an element"}, [&] { layers.AppendDistThickness(0, region, twoValues); }},
+        {{"2 rows", "region \"SKIN\" of 3 elements"},
+         [&] {
+             layers.AppendDistThickness(0, region, Table({1, 2}));
+         }},
+    };
+    for (const Case& c : cases) {
+        layers.AppendNumSectionPoints(0, section, 7);
+        c.append();
+        try {
+            layers.WriteBulkDistributions(builder.Model());
+            ADD_FAILURE() << "written: " << c.parts.front();
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_EQ(failure.Kind(), ORQBasFailureKind::Usage);
+            for (const std::string& part : c.parts) {
+                EXPECT_THAT(failure.Text(), testing::HasSubstr(part));
+            }
+        }
+        layers.Clean();
+        EXPECT_TRUE(builder.Model().GetPosition(ORQSimSchema::Model_sectionData).IsNull());
+    }
+}
+
+TEST_F(Sections, LayersThatNoSectionHasGetRoomAndAreNotRead) {
+    const int section = NewSection("S", 2);
+    Assign("all", {0, 1}, section);
+    const ORQSimCollection all(Collection(ORQSimSchema::Model_sectionLayers));
+    layers.AppendConstAngle(4, section, 45);
+    Write();
+    EXPECT_EQ(all.Space(), 5);
+    layers.AppendDistThickness(2, Region("r", {0, 1}), Table({2}));
+    layers.AppendDistThickness(7, Region("s", {0, 1}), Table({3}));
+    Write();
+    EXPECT_EQ(all.Space(), 8);
+    const Section read(SectionAt(section));
+    EXPECT_THAT(read.GetThicknessVariations(),
+                ElementsAre(Section::VariationUndefined, Section::VariationUndefined));
+    EXPECT_THAT(read.GetConstRotationAngles(), ElementsAre(kNone, kNone));
+}
+
+TEST_F(Sections, ValuesOfAnyTypeAreReadAndOfOverlappingDrawersTheLaterOnes) {
+    const int section = NewSection("S", 2);
+    const ORQSimPosition region = Region("r", {4, 0, 1, 2, 3});
+    const auto field = [&](int scalar) {
+        const ORQSimPosition made =
+            builder.Model().CreateDataRecord(ORQSimSchema::MeshedField).Pos();
+        made.SetPosition(
+            ORQSimSchema::Field_distribution,
+            made.CreateTypedDistribution(
+                ORQSimGrid(std::vector{builder.Document().GetComponentCollection().GetCollection(),
+                                       ORQSimCSet(Elements({0})).CollectionID()}),
+                ORQSimSchema::DistributionRecord, ORQSimRangeType(scalar)));
+        return made;
+    };
+    const ORQSimPosition floats = field(ORQSimScalarFloat);
+    AddDrawer<float>(ValuesOf(floats), {0}, {0, 2, 1}, {0.5F, 2.5F, 1.5F});
+    AddDrawer<float>(ValuesOf(floats), {0}, {4, 2}, {4.25F, 2.25F});
+    const ORQSimPosition integers = field(ORQSimScalarInt);
+    AddDrawer<int>(ValuesOf(integers), {0}, {0, 1, 2, 3, 4, 5}, {10, 11, 12, 13, 14, 15});
+    layers.AppendDistThickness(0, region, floats);
+    layers.AppendDistThickness(1, region, integers);
+    layers.AppendConstAngle(0, section, 1);
+    Write();
+    EXPECT_THAT(DistributedThicknesses(0, {0, 1, 2, 3, 4}), ElementsAre(0.5, 1.5, 2.25, -7, 4.25));
+    EXPECT_THAT(DistributedThicknesses(1, {0, 1, 2, 3, 4, 5}), ElementsAre(10, 11, 12, 13, 14, -7));
+
+    const auto constants = NewAttribute(
+        ORQSimSchema::SectionData_constantAngles, Collection(ORQSimSchema::Model_sectionLayers),
+        Collection(ORQSimSchema::Model_sections), ORQSimScalarFloat);
+    AddDrawer<float>(constants, {1}, {section}, {22.5F});
+    EXPECT_THAT(Section(SectionAt(section)).GetConstRotationAngles(), ElementsAre(kNone, 22.5));
+}
+
+TEST_F(Sections, DrawersOfSeveralLayersAreRefused) {
     const int section = NewSection("S", 2);
     layers.AppendNumSectionPoints(0, section, 3);
+    layers.AppendDistThickness(0, Region("r", {0}), Table({1}));
+    layers.AppendDistAngle(0, Region("s", {0}), Table({1}));
     Write();
-    const ORQSimDistribution counts = Attribute(ORQSimSchema::SectionData_sectionPoints);
-    const std::vector<int> two = {1, 2};
-    ORQSimTransfer(counts)
-        .SetWrite()
-        .SetMakeNewDrawer()
-        .SetDim(0, Set(counts.Grid().Collection(0), {0, 1}))
-        .SetDim(1, Set(counts.Grid().Collection(1), {section}))
-        .SetBuffer(ORQSimbufMain, two.data(), 8)
-        .ExecWrite();
-    EXPECT_THROW(ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(0), 0),
-                 ORQBasAssertException);
-    layers.AppendNumSectionPoints(0, section, 4);
-    EXPECT_EQ(ErrorOfWriting(), "layerSet.Size() == 1");
+    const auto read = [&] { Section{SectionAt(section)}; };
+    const auto points = [&] {
+        ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(section), 0);
+    };
+    const ORQSimPosition data = builder.Model().GetPosition(ORQSimSchema::Model_sectionData);
+    const auto addBoth = [&](int slot) {
+        AddDrawer<double>(ValuesOf(data.GetPosition(slot)), {0, 1}, {0}, {1, 2});
+    };
+    addBoth(ORQSimSchema::SectionData_distributedAngles);
+    EXPECT_EQ(ThrownBy(read), Thrown({"layer.Size() == 1", "ORQSrvShellSection", 400}));
+    addBoth(ORQSimSchema::SectionData_distributedThicknesses);
+    EXPECT_EQ(ThrownBy(read), Thrown({"layer.Size() == 1", "ORQSrvShellSection", 331}));
+    AddDrawer<int>(Attribute(ORQSimSchema::SectionData_sectionPoints), {0, 1}, {section}, {1, 2});
+    EXPECT_EQ(ThrownBy(points), Thrown({"layer.Size() == 1", "ORQSrvShellSectionPoints", 71}));
+}
+
+TEST_F(Sections, OfTwoCountsOfAPairTheFirstIsKept) {
+    const int section = NewSection("S", 1);
+    layers.AppendNumSectionPoints(0, section, 3);
+    Write();
+    AddDrawer<int>(Attribute(ORQSimSchema::SectionData_sectionPoints), {0}, {section}, {9});
+    EXPECT_EQ(
+        ORQSrvShellSectionPoints(builder.Document()).GetNumSectionPoints(SectionAt(section), 0), 3);
 }
 
 // --- Assignments ---------------------------------------------------------------------------------
@@ -393,40 +620,59 @@ TEST_F(Sections, ADanglingAssignmentIsFatal) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const ORQSimPosition dangling =
         sections.AddSectionAssignment({}, SectionAt(NewSection("S", 1)));
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignment(Elements({0})),
-                 "AssertionFailed:!region.IsNull\\(\\).*36");
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignments(Elements({0})), "77");
+    const auto one = [&] { ORQSrvSectionServices::GetSectionAssignment(Elements({0})); };
+    const auto all = [&] { ORQSrvSectionServices::GetSectionAssignments(Elements({0})); };
+    EXPECT_FATAL(one(), {"!region.IsNull()", "ORQSrvSectionServices", 36});
+    EXPECT_FATAL(all(), {"!region.IsNull()", "ORQSrvSectionServices", 77});
     dangling.SetPosition(ORQSimSchema::SectionAssignment_region,
                          builder.AddNodeSet("n", 1, builder.AddNodes(1)));
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignment(Elements({0})),
-                 "AssertionFailed:!elsetPos.IsNull\\(\\).*40");
-    EXPECT_DEATH(ORQSrvSectionServices::GetSectionAssignments(Elements({0})), "82");
+    EXPECT_FATAL(one(), {"!elsetPos.IsNull()", "ORQSrvSectionServices", 40});
+    EXPECT_FATAL(all(), {"!elsetPos.IsNull()", "ORQSrvSectionServices", 82});
 }
 
 // --- Properties of elements and layers -----------------------------------------------------------
 
-TEST_F(Sections, APropertyOfElementsAndLayersIsFoundAgain) {
-    const ORQSimPosition model = builder.Model();
-    ORQSimCollection layerCollection(
-        model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection());
-    layerCollection.ExtendSpace(6);
-    const auto layerSet = [&](const std::vector<int>& members) {
-        return Set(layerCollection.ID(), members);
-    };
-    const ORQSimPosition steel = sections.AddMaterial("steel", 1);
-    const ORQSimPosition glass = sections.AddMaterial("glass", 2);
-    const auto open = [&] {
-        return ORQSrvElementLayerProperty(model, layerCollection.ID(), 55, 250, 55, 251);
-    };
-    ORQSrvElementLayerProperty property = open();
+class Properties : public Sections {
+  protected:
+    Properties() { ORQSimCollection(layerCollection).ExtendSpace(6); }
+
+    ORQSimCSetID Layers(const std::vector<int>& members) const {
+        return Set(layerCollection, members);
+    }
+    ORQSrvElementLayerProperty Open() const {
+        return ORQSrvElementLayerProperty(model, layerCollection, 55, 250, 55, 251);
+    }
+    std::vector<int> Values(const ORQSrvElementLayerProperty& property,
+                            const std::vector<int>& elements,
+                            const std::vector<int>& layerMembers) const {
+        std::vector<int> values(elements.size() * layerMembers.size(), -9);
+        EXPECT_EQ(property.Lookup(ORQSimCSet(Elements(elements)), ORQSimCSet(Layers(layerMembers)),
+                                  values.data()),
+                  std::ssize(values));
+        return values;
+    }
+
+    ORQSimPosition model = builder.Model();
+    ORQSimCollectionID layerCollection =
+        model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection();
+    ORQSimPosition steel = sections.AddMaterial("steel", 1);
+    ORQSimPosition glass = sections.AddMaterial("glass", 2);
+    int s = Member(steel);
+    int g = Member(glass);
+};
+
+TEST_F(Properties, AreFoundAgain) {
+    ORQSrvElementLayerProperty property = Open();
     int none[1] = {-9};
-    EXPECT_EQ(property.Lookup(ORQSimCSet(Elements({1})), ORQSimCSet(layerSet({})), none), 0);
-    property.Add(Elements({0, 1}), layerSet({0, 2}), steel.ID());
-    property.Add(Elements({1, 2, 7}), layerSet({0, 2}), glass.ID());
-    property.Add(Elements({7}), layerSet({5}), glass.ID());
+    EXPECT_EQ(property.Lookup(ORQSimCSet(Elements({1})), ORQSimCSet(Layers({})), none), 0);
+    EXPECT_EQ(none[0], -9);
+    EXPECT_THAT(Values(property, {1, 2}, {0}), ElementsAre(-1, -1));  // nothing is stored yet
+    property.Add(Elements({0, 1}), Layers({0, 2}), steel.ID());
+    property.Add(Elements({1, 2, 7}), Layers({0, 2}), glass.ID());
+    property.Add(Elements({7}), Layers({5}), glass.ID());
     testing::internal::CaptureStderr();
-    property.Add(Elements({3, 2}), layerSet({1}), steel.ID());
-    property.Add(Elements({2}), layerSet({1, 0}), steel.ID());
+    property.Add(Elements({3, 2}), Layers({1}), steel.ID());
+    property.Add(Elements({2}), Layers({1, 0}), steel.ID());
     const std::string reported = testing::internal::GetCapturedStderr();
     EXPECT_THAT(reported, testing::HasSubstr("ORQSimCSet(elsetID).IsAscending()"));
     EXPECT_THAT(reported, testing::HasSubstr("ORQSimCSet(layersID).IsAscending()"));
@@ -436,23 +682,95 @@ TEST_F(Sections, APropertyOfElementsAndLayersIsFoundAgain) {
     EXPECT_TRUE(link.IsA(ads_CoreFragmentTypeIndex(55, 251)));
     EXPECT_EQ(ORQSimDistribution(link.DSet().GetRelationalDistributionID()).NumDrawers(), 2);
 
-    ORQSrvElementLayerProperty again = open();
-    again.Add(Elements({9}), layerSet({0, 2}), steel.ID());
-    again.Add(Elements({9}), layerSet({3}), glass.ID());
+    ORQSrvElementLayerProperty again = Open();
+    again.Add(Elements({9}), Layers({0, 2}), steel.ID());
+    again.Add(Elements({9}), Layers({3}), glass.ID());
     again.Save(transaction);
     EXPECT_EQ(ORQSimDSet(link).GetCtation().Size(), 3);
-    std::vector<int> values(3 * 3, -9);
-    EXPECT_EQ(again.Lookup(ORQSimCSet(Elements({7, 0, 9})), ORQSimCSet(layerSet({2, 3, 5})),
-                           values.data()),
-              9);
-    const int s = Member(steel);
-    const int g = Member(glass);
-    EXPECT_THAT(values, ElementsAre(g, -9, g, s, -9, -9, s, g, -9));
+    EXPECT_THAT(Values(again, {7, 0, 9}, {2, 3, 5}), ElementsAre(g, -1, g, s, -1, -1, s, g, -1));
     EXPECT_EQ(Members(again.GetElementLayers(Elements({7, 4}))), (std::vector<int>{0, 2, 5}));
     EXPECT_TRUE(again.GetElementLayers(Elements({15})).IsEmpty());
     EXPECT_EQ(again.GetElementCollection(),
               ORQObjMesh(builder.Mesh()).GetElementCollection().GetCollection());
-    EXPECT_FALSE(again.GetSectionLayerCollection().IsNull());
+    EXPECT_EQ(again.GetSectionLayerCollection(), layerCollection);
+}
+
+// Blocks of elements and layers in any order, held against the pairs that they name.
+TEST_F(Properties, TheLastAddOfAPairWins) {
+    std::mt19937 random(5);
+    std::vector<int> allElements(8);
+    std::vector<int> allLayers(6);
+    std::iota(allElements.begin(), allElements.end(), 0);
+    std::iota(allLayers.begin(), allLayers.end(), 0);
+    const auto some = [&](const std::vector<int>& all) {
+        std::vector<int> picked;
+        std::ranges::copy_if(all, std::back_inserter(picked),
+                             [&](int) { return random() % 2 == 0; });
+        return picked;
+    };
+    std::vector<ORQSimPosition> materials;
+    for (int i = 0; i < 10; ++i) {
+        materials.push_back(sections.AddMaterial("M" + std::to_string(i), 3 + i));
+    }
+    std::vector<int> expected(48, -1);
+    std::array properties = {Open(), Open(), Open()};
+    for (int round = 0; round < 60; ++round) {
+        ORQSrvElementLayerProperty& property = properties[round < 20 ? 0 : random() % 3];
+        const std::vector<int> elements = some(allElements);
+        const std::vector<int> layerMembers = some(allLayers);
+        const ORQSimPosition& material = materials[random() % materials.size()];
+        property.Add(Elements(elements), Layers(layerMembers), material.ID());
+        for (const int element : elements) {
+            for (const int layer : layerMembers) {
+                expected[static_cast<std::size_t>(element * 6 + layer)] = Member(material);
+            }
+        }
+        property.Save(transaction);
+        ASSERT_EQ(Values(Open(), allElements, allLayers), expected) << round;
+    }
+}
+
+TEST_F(Properties, WithoutPairsNothingIsRecordedAndSavingDetachesNothing) {
+    ORQSrvElementLayerProperty empty = Open();
+    empty.Add(Elements({1}), Layers({}), steel.ID());
+    empty.Add(Elements({}), Layers({1}), steel.ID());
+    empty.Add(Elements({1}), {}, steel.ID());
+    empty.Save(transaction);
+    EXPECT_TRUE(model.GetPosition(ads_CoreFragmentTypeIndex(55, 250)).IsNull());
+
+    // Three of one time: what the first two save stays.
+    ORQSrvElementLayerProperty first = Open();
+    ORQSrvElementLayerProperty second = Open();
+    first.Add(Elements({1, 2}), Layers({0, 1}), steel.ID());
+    second.Add(Elements({2, 3}), Layers({0, 1}), glass.ID());
+    first.Save(transaction);
+    empty.Save(transaction);
+    EXPECT_THAT(Values(Open(), {1, 2, 3}, {1}), ElementsAre(s, s, -1));
+    second.Save(transaction);
+    EXPECT_THAT(Values(Open(), {1, 2, 3}, {1}), ElementsAre(s, g, g));
+    EXPECT_THAT(Values(second, {1, 2, 3}, {1}), ElementsAre(s, g, g));
+    second.Add(Elements({1}), Layers({0}), glass.ID());
+    first.Add(Elements({4}), Layers({1}), glass.ID());
+    first.Save(transaction);
+    second.Save(transaction);
+    EXPECT_THAT(Values(Open(), {1, 4}, {0, 1}), ElementsAre(g, s, -1, g));
+}
+
+TEST_F(Properties, AllLinksLeadToOneCollectionOfLayers) {
+    const ORQSimPosition libraries =
+        builder.Document().Focus().GetPosition(ORQSimSchema::Focus_libraries);
+    EXPECT_EQ(libraries.GetPosition(ORQSimSchema::Libraries_sectionLayers).GetCollection(),
+              layerCollection);
+    // A database that was made with two of them.
+    libraries.SetPosition(ORQSimSchema::Libraries_sectionLayers,
+                          model.CreateTypedCollection(ORQSimSchema::SectionLayerCollection, 11));
+    EXPECT_NE(Open().GetSectionLayerCollection(), layerCollection);
+    const ORQObjSectionBuilder opened(builder.Document());
+    EXPECT_EQ(Open().GetSectionLayerCollection(), layerCollection);
+    EXPECT_EQ(ORQSimCollection(layerCollection).Space(), 11);
+    ORQSrvElementLayerProperty property = Open();
+    property.Add(Elements({0}), Set(property.GetSectionLayerCollection(), {10}), steel.ID());
+    EXPECT_THAT(Values(property, {0}, {10}), ElementsAre(s));
 }
 
 }  // namespace

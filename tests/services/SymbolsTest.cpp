@@ -65,6 +65,16 @@ TEST_F(Symbols, ComponentsLeadFromNumberToRecordAndBack) {
     EXPECT_EQ(DirectionsOf(tensor), (Ints{-1}));
 }
 
+TEST_F(Symbols, AnEmptyDocumentHasNone) {
+    const ORQSimDatabase bare = ORQSimDatabase::CreateInMemory();
+    const ORQSimPosition record = ORQSrvGetComponentRecordFromDofNumber(document, 1);
+    for (const ORQObjDocument& empty : {ORQObjDocument(), ORQObjDocument(bare)}) {
+        EXPECT_TRUE(ORQSrvGetDofRecordFromDofNumber(empty, 1).IsNull());
+        EXPECT_TRUE(ORQSrvGetComponentRecordFromDofNumber(empty, 1).IsNull());
+        EXPECT_TRUE(ORQSrvGetComponentCSetFromComponentRecord(empty, record).IsNull());
+    }
+}
+
 TEST_F(Symbols, ACollectionShowsItsSymbolsByPlaceAndName) {
     const ORQSrvSymbolCollection symbols(components, ORQSimSchema::ComponentSymbol);
     const ORQSimArray<ORQString> names = symbols.GetNames();

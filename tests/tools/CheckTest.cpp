@@ -119,7 +119,30 @@ TEST_F(CheckTest, ASectionThatCannotBeReadIsNamedAfterTheFindings) {
                                   HasSubstr("layer.Size() == 1")));
     const CommandResult json_result = RunHere({"check", database_, "--json"});
     EXPECT_EQ(json_result.status, 3);
-    EXPECT_FALSE(json::parse(json_result.out)["complete"]);
+    const json object = json::parse(json_result.out);
+    EXPECT_FALSE(object["complete"]);
+    EXPECT_THAT(object["reason"].get<std::string>(),
+                AllOf(HasSubstr("section \"skin upper\""), HasSubstr("layer.Size() == 1")));
+}
+
+// What the reader of sections calls wrong use is not the user's.
+TEST_F(CheckTest, ValuesThatTheDatabaseRefusesEndTheCheckAsUnreadable) {
+    ImportWingBox();
+    Edit([](const ORQObjDocument& document) {
+        const ORQSimPosition data =
+            document.GetModel().GetPosition(ORQSimSchema::Model_sectionData);
+        data.SetPosition(ORQSimSchema::SectionData_constantThicknesses,
+                         ORQObjMesh(document.GetMesh()).GetCoordinates());
+    });
+    const CommandResult result = RunHere({"check", database_, "--json"});
+    EXPECT_EQ(result.status, 3);
+    const json object = json::parse(result.out);
+    EXPECT_FALSE(object["complete"]);
+    EXPECT_EQ(object["findings"], json::array({"Model has no Steps."}));
+    EXPECT_THAT(
+        object["reason"].get<std::string>(),
+        AllOf(HasSubstr(database_), HasSubstr("section \"skin upper\""), HasSubstr("collection")));
+    EXPECT_THAT(result.err, HasSubstr("section \"skin upper\""));
 }
 
 TEST_F(CheckTest, NoDatabaseIsAnError) {
@@ -141,6 +164,9 @@ TEST(FindingGuideTest, EveryFindingOfTheCheckerHasItsExplanation) {
         }
     }
     met.insert(&FindingKinds().front());  // a model without a mesh
+    for (const auto& group :
+         Explain({"Shell section \"S\" cannot be checked: field 0 holds a string."}))
+        met.insert(group.kind);
     for (const FindingKind& kind : FindingKinds().first(FindingKinds().size() - 1))
         EXPECT_TRUE(met.contains(&kind)) << kind.pattern;
     EXPECT_EQ(Explain({"Mesh is not present in this Model.", "what nobody knows"}).back().kind,

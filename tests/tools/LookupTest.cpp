@@ -114,6 +114,38 @@ TEST_F(LookupTest, FindShowsTheKeyAndTheMembersByInstanceAndLabel) {
               "element set skin_upper: 824 elements\n  PART-1: 10001-10640, 10665-10848\n");
 }
 
+TEST_F(LookupTest, FindTakesKeysWithQuotesAndEitherCaseOfLetters) {
+    const std::string path = folder_ / "quotes.orq";
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Create(path);
+        ORQSimTransaction transaction(database.ContextID());
+        const ORQObjModelBuilder builder(database);
+        Label(builder, "P", {1, 2, 3, 4, 5, 6, 7});
+        int number = 0;
+        for (const char* key : {"5\"PIPE", "A_\"B", "\"C", "TOP", "Top", "P_Ends", "x"})
+            builder.AddNodeSet(key, 1, Nodes(builder, {number++}));
+        builder.Model()
+            .GetMap(ORQSimSchema::Model_internalNodeSets)
+            .Insert("X", ORQSimPosition(Nodes(builder, {6})));
+        transaction.Commit();
+    }
+    // As a program of its own: the lookup would end the process.
+    const auto key = [&](const Arguments& name) {
+        Arguments arguments = {"find", path, "nodeset", "--json"};
+        arguments.insert(arguments.end(), name.begin(), name.end());
+        const CommandResult result = RunProgram(arguments);
+        return result.out.empty() ? json(result.status) : json::parse(result.out)["key"];
+    };
+    for (const char* exact : {"5\"PIPE", "A_\"B", "\"C", "TOP", "Top", "P_Ends", "x", "X"})
+        EXPECT_EQ(key({exact}), exact);
+    EXPECT_EQ(key({"5\"pipe"}), "5\"PIPE");
+    EXPECT_EQ(key({"a.\"b"}), "A_\"B");
+    EXPECT_EQ(key({"p.ends"}), "P_Ends");
+    EXPECT_EQ(key({"ends", "--instance", "p"}), "P_Ends");
+    EXPECT_EQ(key({"top"}), nullptr);  // which of the two is meant?
+    EXPECT_EQ(key({"\"D"}), 2);
+}
+
 TEST_F(LookupTest, FindOffersNamesThatAreSpeltAlike) {
     const CommandResult text = Find({"nodeset", "tips_b"});
     EXPECT_EQ(text.status, 1);

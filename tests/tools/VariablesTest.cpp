@@ -41,6 +41,10 @@ TEST(VariablesTest, AnUnknownLabelIsAFindingWithLikeOnes) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
     EXPECT_THAT(result.err, HasSubstr("misses; is it MISES"));
+    // Those that begin with what was asked for come first.
+    EXPECT_THAT(RunHere({"variables", "U"}).err, HasSubstr("is it UT, U1, U2, U3, UR?"));
+    EXPECT_THAT(RunHere({"variables", "RF"}).err, HasSubstr("is it RF1, RF2, RF3, "));
+    EXPECT_THAT(RunHere({"variables", "u"}).err, HasSubstr("is it UT, U1, "));
     const CommandResult pattern = RunHere({"variables", "no*such", "--json"});
     EXPECT_EQ(pattern.status, 1);
     EXPECT_EQ(json::parse(pattern.out)["labels"], json::array());

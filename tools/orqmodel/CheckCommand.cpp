@@ -1,8 +1,7 @@
 #include "CheckCommand.h"
 
-#include <exception>
 #include <nlohmann/json.hpp>
-#include <utility>
+#include <string>
 #include <vector>
 
 #include "FindingGuide.h"
@@ -21,10 +20,17 @@ using nlohmann::json;
 
 struct Outcome {
     std::vector<std::string> findings;
-    std::exception_ptr error;  // What ended the check early.
+    ExitStatus status = ExitStatus::kDone;
+    std::string reason;  // What ended the check early; empty when nothing did.
 };
 
-/// Names the section that fails its reader's assertion.
+std::string TextOf(const ORQBasException& exception) {
+    const auto* failure = dynamic_cast<const ORQBasFailure*>(&exception);
+    return failure != nullptr ? failure->Text()
+                              : exception.DeveloperReport(ORQBasStringMode::Unicode).c_str();
+}
+
+/// Names the section that its reader refuses.
 [[noreturn]] void ThrowUnreadableSection(const std::string& path, const ORQObjDocument& document) {
     using namespace ORQSimSchema;
     const ORQSimVector assignments = document.GetModel().GetVector(Model_sectionAssignments);
@@ -33,14 +39,28 @@ struct Outcome {
         try {
             if (section.IsA(Section_Shell))
                 const ORQSrvShellSection readable(section);
-        } catch (const ORQBasAssertException& exception) {
+        } catch (const ORQBasException& exception) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
                                 path + ": the layers of shell section \"" +
-                                    section.Name(Record_name).UTF8() + "\" cannot be read: " +
-                                    exception.DeveloperReport(ORQBasStringMode::Unicode).c_str());
+                                    section.Name(Record_name).UTF8() +
+                                    "\" cannot be read: " + TextOf(exception));
         }
     }
     throw;
+}
+
+/// Runs the checker; an exception that concerns a section's layers says which section.
+void RunChecker(ORQSrvHPVizChecker& checker, const std::string& path,
+                const ORQObjDocument& document) {
+    try {
+        checker.Check_HPViz();
+    } catch (const ORQBasAssertException&) {
+        ThrowUnreadableSection(path, document);
+    } catch (const ORQBasFailure& failure) {
+        if (failure.Kind() != ORQBasFailureKind::Usage)
+            throw;
+        ThrowUnreadableSection(path, document);
+    }
 }
 
 Outcome Check(const std::string& path) {
@@ -48,16 +68,19 @@ Outcome Check(const std::string& path) {
     Outcome outcome;
     ORQSrvHPVizChecker checker(document);
     try {
-        try {
-            checker.Check_HPViz();
-        } catch (const ORQBasAssertException&) {
-            ThrowUnreadableSection(path, document);
-        }
-    } catch (const ORQBasException&) {
-        outcome.error = std::current_exception();
+        RunChecker(checker, path, document);
+    } catch (const ORQBasFailure& failure) {
+        // Whatever it is called, it is not the user's: what the model holds cannot be read.
+        outcome.status = ExitStatus::kUnreadable;
+        outcome.reason = failure.Text();
+    } catch (const ORQBasException& exception) {
+        outcome.status = ExitStatus::kBrokenInvariant;
+        outcome.reason = TextOf(exception);
     }
     for (const ORQString& finding : checker.Messages())
         outcome.findings.push_back(finding.UTF8());
+    if (outcome.reason.empty() && !outcome.findings.empty())
+        outcome.status = ExitStatus::kFindings;
     return outcome;
 }
 
@@ -92,8 +115,10 @@ void Print(const Outcome& outcome, const CheckOptions& options, std::ostream& ou
         json object = {{"schema_version", 1},
                        {"command", "check"},
                        {"path", options.database},
-                       {"complete", outcome.error == nullptr},
+                       {"complete", outcome.reason.empty()},
                        {"findings", outcome.findings}};
+        if (!outcome.reason.empty())
+            object["reason"] = outcome.reason;
         if (options.explain) {
             object["explanations"] = json::array();
             for (const ExplainedFindings& group : Explain(outcome.findings))
@@ -112,11 +137,11 @@ void Print(const Outcome& outcome, const CheckOptions& options, std::ostream& ou
 ExitStatus RunCheck(const CheckOptions& options, const Console& console) {
     const Outcome outcome = Check(options.database);
     Print(outcome, options, console.out);
-    if (outcome.error != nullptr) {
+    if (!outcome.reason.empty()) {
         console.out.flush();
-        std::rethrow_exception(outcome.error);
+        console.err << "orqmodel: " << Printable(outcome.reason) << '\n';
     }
-    return outcome.findings.empty() ? ExitStatus::kDone : ExitStatus::kFindings;
+    return outcome.status;
 }
 
 }  // namespace orqmodel

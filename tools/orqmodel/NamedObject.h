@@ -22,8 +22,10 @@ struct NamedObject {
 };
 
 /// Looks a name up in maps of the model, one after the other; what would end the process inside the
-/// lookup is tested beforehand. Throws ORQBasFailure: Usage for quotes that are not closed, Damaged
-/// for an entry that is no set where sets are wanted.
+/// lookup is tested beforehand. A name that the lookup does not find, or would end at, may still be
+/// a key as it stands, or one of which only the case of letters differs, if there is only one of
+/// these. Throws ORQBasFailure: Usage for quotes that are not closed in a name that is no key,
+/// Damaged for an entry that is no set where sets are wanted.
 NamedObject FindNamedObject(const ORQObjDocument& document, std::span<const int> maps,
                             bool wants_set, const ScopedName& name);
 

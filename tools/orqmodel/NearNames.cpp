@@ -25,13 +25,13 @@ std::size_t EditDistance(std::string_view a, std::string_view b) {
     return row.back();
 }
 
+}  // namespace
+
 std::string WithoutCase(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
     return text;
 }
-
-}  // namespace
 
 std::string NearNames(std::string_view wanted, std::span<const std::string> known) {
     constexpr std::size_t kMostNear = 5;
@@ -52,18 +52,26 @@ std::vector<std::string> SpeltAlike(const std::string& wanted, const std::string
     const std::string plain_wanted = WithoutCase(wanted);
     const std::string plain_part = WithoutCase(part);
     const std::size_t most = std::max<std::size_t>(2, wanted.size() / 3);
-    std::vector<std::pair<std::size_t, std::string>> like;
+    struct Like {
+        bool is_other_beginning;
+        std::size_t distance;
+        const std::string* name;
+    };
+    std::vector<Like> like;
     for (const std::string& name : names) {
         const std::string plain = WithoutCase(name);
         const std::size_t distance = EditDistance(plain_wanted, plain);
         if (plain.find(plain_part) != std::string::npos || distance <= most)
-            like.emplace_back(distance, name);
+            like.push_back({!plain.starts_with(plain_wanted), distance, &name});
     }
-    std::sort(like.begin(), like.end());
+    std::ranges::stable_sort(like, [](const Like& a, const Like& b) {
+        return std::pair(a.is_other_beginning, a.distance) <
+               std::pair(b.is_other_beginning, b.distance);
+    });
     like.resize(std::min<std::size_t>(like.size(), 5));
     std::vector<std::string> alike;
-    for (const auto& [distance, name] : like)
-        alike.push_back(name);
+    for (const Like& one : like)
+        alike.push_back(*one.name);
     return alike;
 }
 

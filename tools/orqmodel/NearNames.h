@@ -11,8 +11,11 @@ namespace orqmodel {
 /// Empty when there is none at all.
 std::string NearNames(std::string_view wanted, std::span<const std::string> known);
 
+/// The text in small letters, as far as they are ASCII.
+std::string WithoutCase(std::string text);
+
 /// The names that are spelt most like the wanted one, whatever their case, or have `part` in them;
-/// at most five, the best first.
+/// at most five, those that begin with it first, then the nearest; of equals in the given order.
 std::vector<std::string> SpeltAlike(const std::string& wanted, const std::string& part,
                                     std::span<const std::string> names);
 

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <limits>
 #include <string>
 #include <typeinfo>
 #include <vector>
@@ -10,7 +13,6 @@
 #include "ORQBasFailure.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDistribution.h"
-#include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvAssert.h"
 #include "ORQSrvOwnedArray.h"
@@ -36,6 +38,13 @@ struct Block {
         allocatedSize = size;
     }
 };
+
+constexpr std::size_t kMostBytes = std::numeric_limits<std::int32_t>::max();
+
+// Whether a transform leaves the values as they are.
+bool IsVerbatim(const ORQSrvDistributionTransform& transform) {
+    return typeid(transform) == typeid(ORQSrvDistributionTransform);
+}
 
 // The domain of one dimension; null when nothing restricts it.
 ORQSimCSetID Domain(const ORQSimArray<ORQSimCSetID>& domains, int dimension) {
@@ -131,6 +140,23 @@ Sets SliceOf(const Sets& sets, int begin, int count) {
     return slice;
 }
 
+void CheckDimensions(const ORQSimTransientDrawer& read, const ORQSimDistribution& distribution) {
+    ORQSrvAssertReported(read.NumDimensions() == distribution.NumDimensions(),
+                         "dim == readDistDims");
+}
+
+// A drawer on its way: what of it is copied and where to.
+struct Copied {
+    ORQSimDistribution from;
+    ORQSimPersistentDrawerDesc drawer;
+    Sets sets;
+    ORQSimDistribution to;
+    Sets targetSets;
+    ORQSimArray<ORQSimCSetID> domains;  // as the transform sees them
+};
+
+// --- Dense drawers -------------------------------------------------------------------------------
+
 // How many members of dimension 0 are moved at a time when nobody needs to see a drawer whole.
 int RowsAtOnce(const ORQSimDistribution& source, const ORQSimPersistentDrawerDesc& drawer,
                const Sets& sets) {
@@ -152,14 +178,12 @@ int RowsAtOnce(const ORQSimDistribution& source, const ORQSimPersistentDrawerDes
 
 void Read(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer, const Sets& sets,
           Block& block) {
-    const int readDistDims = distribution.NumDimensions();
     ORQSimTransfer readTrans(distribution);
     readTrans.SetRead().SetBufferPadding(true).SetDrawer(drawer);
     SetDims(readTrans, sets);
     block.Resize(readTrans.RequiredBufferSize(ORQSimbufMain));
     readTrans.SetBuffer(ORQSimbufMain, block.buffer.get(), block.bufferSize);
-    const int dim = readTrans.ExecRead().NumDimensions();
-    ORQSrvAssertReported(dim == readDistDims, "dim == readDistDims");
+    CheckDimensions(readTrans.ExecRead(), distribution);
 }
 
 // Where a block goes: into a drawer that grows, where the source's does, or into a new one.
@@ -202,6 +226,119 @@ void Write(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer,
     writeTrans.RelinquishBuffers();
 }
 
+void CopyDense(const Copied& copied, const ORQSrvDistributionTransform& transform, Block& block) {
+    // A transform that changes nothing need not see a drawer whole, so it goes piece by piece.
+    const bool isVerbatim = IsVerbatim(transform);
+    const ORQSimDrawerID targetDrawer = ChooseDrawer(copied.to, copied.drawer, copied.targetSets);
+    const int nRows = copied.sets[0].Size();
+    const int atOnce = isVerbatim ? RowsAtOnce(copied.from, copied.drawer, copied.sets) : nRows;
+    for (int begin = 0; begin < nRows; begin += atOnce) {
+        const int count = std::min(atOnce, nRows - begin);
+        Read(copied.from, copied.drawer.DrawerID(), SliceOf(copied.sets, begin, count), block);
+        if (!isVerbatim) {
+            transform.Update(block.buffer.get(), copied.domains);
+        }
+        Write(copied.to, targetDrawer, copied.drawer.ExtendableDim() >= 0,
+              SliceOf(copied.targetSets, begin, count), block);
+    }
+}
+
+// --- Sparse drawers ------------------------------------------------------------------------------
+
+// The three buffers of a sparse transfer.
+struct SparseBlock {
+    std::vector<std::byte> values;
+    std::vector<int> indices;  // into the set of dimension 1, one for each value
+    std::vector<int> map;      // row k has the values [map[k], map[k + 1])
+
+    void SetBuffers(ORQSimTransfer& transfer) {
+        const auto set = [&](int buffer, auto& items) {
+            transfer.SetBuffer(buffer, static_cast<void*>(items.data()),
+                               std::ssize(items) * static_cast<std::int64_t>(sizeof(items[0])));
+        };
+        set(ORQSimbufMain, values);
+        set(ORQSimbufIndicesNZ, indices);
+        set(ORQSimbufSparseMap, map);
+    }
+};
+
+SparseBlock ReadSparse(const Copied& copied) {
+    ORQSimTransfer readTrans(copied.from);
+    readTrans.SetRead()
+        .SetSerialization(ORQSimSerializationType().SetSparse())
+        .SetDrawer(copied.drawer.DrawerID());
+    SetDims(readTrans, copied.sets);
+    const std::int64_t nBytes = readTrans.RequiredBufferSize(ORQSimbufMain);
+    const std::int64_t nValues = nBytes / ORQSimScalarSize(copied.from.RangeType().ScalarType());
+    SparseBlock block{std::vector<std::byte>(static_cast<std::size_t>(nBytes)),
+                      std::vector<int>(static_cast<std::size_t>(nValues)),
+                      std::vector<int>(static_cast<std::size_t>(copied.sets[0].Size()) + 1)};
+    block.SetBuffers(readTrans);
+    CheckDimensions(readTrans.ExecRead(), copied.from);
+    return block;
+}
+
+// Shows the transform all cells of the block, zeros where nothing is stored, and keeps what it
+// makes of the stored ones.
+void UpdateStored(const Copied& copied, const ORQSrvDistributionTransform& transform,
+                  SparseBlock& block) {
+    const auto nColumns = static_cast<std::size_t>(copied.sets[1].Size());
+    const auto nRows = block.map.size() - 1;
+    const auto size =
+        static_cast<std::size_t>(ORQSimScalarSize(copied.from.RangeType().ScalarType()));
+    if (nRows * nColumns > kMostBytes / size) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "a transform cannot see a sparse drawer of " + std::to_string(nRows) +
+                                " x " + std::to_string(nColumns) +
+                                " cells whole: it has more than 2147483647 bytes");
+    }
+    std::vector<std::byte> cells(nRows * nColumns * size);
+    const auto forEachStored = [&](auto&& move) {
+        for (std::size_t row = 0; row < nRows; ++row) {
+            for (auto k = static_cast<std::size_t>(block.map[row]);
+                 k < static_cast<std::size_t>(block.map[row + 1]); ++k) {
+                const auto column = static_cast<std::size_t>(block.indices[k]);
+                move(cells.data() + (row * nColumns + column) * size,
+                     block.values.data() + k * size);
+            }
+        }
+    };
+    forEachStored([&](std::byte* cell, const std::byte* value) { std::memcpy(cell, value, size); });
+    transform.Update(cells.data(), copied.domains);
+    forEachStored([&](const std::byte* cell, std::byte* value) { std::memcpy(value, cell, size); });
+}
+
+void CopySparse(const Copied& copied, const ORQSrvDistributionTransform& transform) {
+    SparseBlock block = ReadSparse(copied);
+    if (!IsVerbatim(transform)) {
+        UpdateStored(copied, transform, block);
+    }
+    ORQSimTransfer writeTrans(copied.to);
+    writeTrans.SetWrite()
+        .SetMakeNewDrawer()
+        .SetSerialization(ORQSimSerializationType().SetSparse())
+        .SetSparseNNonzero(static_cast<int>(block.indices.size()));
+    SetDims(writeTrans, copied.targetSets);
+    ORQSrvAssertReported(std::ssize(block.values) == writeTrans.RequiredBufferSize(ORQSimbufMain),
+                         "bufferSize == writeTrans.RequiredBufferSize()");
+    block.SetBuffers(writeTrans);
+    writeTrans.ExecWrite();
+}
+
+// --- All drawers ---------------------------------------------------------------------------------
+
+// Bytes of a type of the same size mean something else.
+void CheckTypes(const ORQSimDistribution& from, const ORQSimDistribution& to) {
+    const int source = from.RangeType().ScalarType();
+    const int target = to.RangeType().ScalarType();
+    if (source != target && ORQSimScalarSize(source) == ORQSimScalarSize(target)) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "values of scalar type " + std::to_string(source) +
+                                " cannot be copied to a distribution of type " +
+                                std::to_string(target));
+    }
+}
+
 }  // namespace
 
 void ORQSrvCopyDistribution(const ORQSimDistributionID& source, const ORQSimDistributionID& target,
@@ -220,44 +357,32 @@ void ORQSrvCopyDistribution(const ORQSimDistributionID& source, const ORQSimDist
     const auto writeDrwDescArray = writeDist.QueryDrawers();
     ORQSrvAssertReported(writeDrwDescArray.Size() == 0 || writeDrwDescArray.Size() == 1,
                          "writeDrwDescArray.Size() == 0 || writeDrwDescArray.Size() == 1");
+    CheckTypes(readDist, writeDist);
 
     std::vector<Pairing> pairings;
     for (int i = 0; i < dimensions; ++i) {
         pairings.emplace_back(readDist.Grid().Collection(i), Domain(sourceDomains, i),
                               writeDist.Grid().Collection(i), Domain(targetDomains, i));
     }
-    // A transform that changes nothing need not see a drawer whole, so it goes piece by piece.
-    const bool isVerbatim = typeid(transform) == typeid(ORQSrvDistributionTransform);
     Block block;
-    ORQSimTransaction transaction(target.ContextID());
     for (const ORQSimPersistentDrawerDesc& drawer : readDist.QueryDrawers()) {
-        Sets sourceSets;
+        Copied copied{readDist, drawer, {}, writeDist, {}, ORQSimArray<ORQSimCSetID>(dimensions)};
         for (int i = 0; i < dimensions; ++i) {
-            sourceSets.push_back(Restricted(drawer.CSet(i), Domain(sourceDomains, i)));
+            copied.sets.push_back(Restricted(drawer.CSet(i), Domain(sourceDomains, i)));
         }
-        if (std::ranges::any_of(sourceSets, &ORQSimCSet::IsEmpty)) {
+        if (std::ranges::any_of(copied.sets, &ORQSimCSet::IsEmpty)) {
             continue;
         }
-        Sets targetSets;
-        ORQSimArray<ORQSimCSetID> domains(dimensions);
         for (int i = 0; i < dimensions; ++i) {
             const auto place = static_cast<std::size_t>(i);
-            const ORQSimCSet& set = sourceSets[place];
-            domains.Get(i) = set.ID().IsNull() ? set.RegisterWithTempCollection() : set.ID();
-            targetSets.emplace_back(pairings[place].TargetOf(set).RegisterWithCollection());
+            const ORQSimCSet& set = copied.sets[place];
+            copied.domains.Get(i) = set.ID().IsNull() ? set.RegisterWithTempCollection() : set.ID();
+            copied.targetSets.emplace_back(pairings[place].TargetOf(set).RegisterWithCollection());
         }
-        const ORQSimDrawerID targetDrawer = ChooseDrawer(writeDist, drawer, targetSets);
-        const int nRows = sourceSets[0].Size();
-        const int atOnce = isVerbatim ? RowsAtOnce(readDist, drawer, sourceSets) : nRows;
-        for (int begin = 0; begin < nRows; begin += atOnce) {
-            const int count = std::min(atOnce, nRows - begin);
-            Read(readDist, drawer.DrawerID(), SliceOf(sourceSets, begin, count), block);
-            if (!isVerbatim) {
-                transform.Update(block.buffer.get(), domains);
-            }
-            Write(writeDist, targetDrawer, drawer.ExtendableDim() >= 0,
-                  SliceOf(targetSets, begin, count), block);
+        if (drawer.Layout() == ORQSimDrawerLayout::Sparse) {
+            CopySparse(copied, transform);
+        } else {
+            CopyDense(copied, transform, block);
         }
     }
-    transaction.Commit();
 }

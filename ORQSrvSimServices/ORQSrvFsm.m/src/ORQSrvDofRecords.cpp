@@ -55,6 +55,10 @@ int ORQSrvGetComponentNumberFromComponentRecord(const ORQSimPosition& record) {
 
 ORQSimPosition ORQSrvGetComponentCSetFromComponentRecord(const ORQObjDocument& document,
                                                          const ORQSimPosition& record) {
+    const ORQSimPosition components = document.GetComponentCollection();
+    if (components.IsNull()) {
+        return {};
+    }
     int member = -1;
     switch (record.GetSymbolPosition()) {
         case 0:
@@ -69,6 +73,5 @@ ORQSimPosition ORQSrvGetComponentCSetFromComponentRecord(const ORQObjDocument& d
         default:
             break;
     }
-    return ORQSimCollection(document.GetComponentCollection().GetCollection())
-        .CreateTempOrderedCSet(&member, 1);
+    return ORQSimCollection(components.GetCollection()).CreateTempOrderedCSet(&member, 1);
 }

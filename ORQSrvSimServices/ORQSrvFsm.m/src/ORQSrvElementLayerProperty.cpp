@@ -1,5 +1,7 @@
 #include "ORQSrvElementLayerProperty.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -15,6 +17,9 @@
 namespace {
 
 constexpr int kElementsPerChunk = 65536;
+constexpr int kElements = 0;  // dimensions of the distribution
+constexpr int kLayers = 1;
+constexpr int kNone = -1;  // for a pair without a value
 
 omi_BlkBitVect BitsOf(const ORQSimCSet& set) {
     omi_BlkBitVect bits;
@@ -30,6 +35,49 @@ bool IsAscending(bool isAscending, const char* expression) {
     return isAscending;
 }
 
+bool Meet(const omi_BlkBitVect& bits, const ORQSimCSet& set) {
+    omi_BlkBitVectTrav members(bits);
+    int member = members.First();
+    while (member >= 0 && set.SeekMember(member) < 0) {
+        member = members.Next();
+    }
+    return member >= 0;
+}
+
+std::size_t NumberOfPairs(const ORQSimCSet& elements, const ORQSimCSet& layers) {
+    return static_cast<std::size_t>(elements.Size()) * static_cast<std::size_t>(layers.Size());
+}
+
+void WriteBlock(const ORQSimDynamicID& drawer, const ORQSimCSet& elements, const ORQSimCSet& layers,
+                const std::vector<int>& values) {
+    const ORQSimDrawerID id(drawer);
+    ORQSimTransfer write{ORQSimDistribution(id.DistributionID())};
+    write.SetWrite()
+        .SetDrawer(id)
+        .SetAutoExtend()
+        .SetBufferPadding(false)
+        .SetDim(0, elements)
+        .SetDim(1, layers);
+    const std::int64_t len = write.RequiredBufferSize(ORQSimbufMain);
+    ORQSrvAssertReported(values.size() * sizeof(int) == static_cast<std::size_t>(len),
+                         "n*sizeof(int) == len");
+    write.SetBuffer(ORQSimbufMain, values.data(), len);
+    write.ExecWrite();
+    write.RelinquishBuffers();
+}
+
+void ReadBlock(ORQSimTransfer& read, const ORQSimCSet& elements, const ORQSimCSet& layers,
+               int* values) {
+    read.SetRead().SetBufferPadding(false).SetDim(0, elements).SetDim(1, layers);
+    const std::int64_t len = read.RequiredBufferSize(ORQSimbufMain);
+    ORQSrvAssertReported(
+        NumberOfPairs(elements, layers) * sizeof(int) == static_cast<std::size_t>(len),
+        "n*sizeof(int) == len");
+    read.SetBuffer(ORQSimbufMain, values, len);
+    read.ExecRead();
+    read.RelinquishBuffers();
+}
+
 }  // namespace
 
 ORQSrvElementLayerProperty::ORQSrvElementLayerProperty(const ORQSimPosition& model,
@@ -41,15 +89,8 @@ ORQSrvElementLayerProperty::ORQSrvElementLayerProperty(const ORQSimPosition& mod
       m_slotB(slotB),
       m_typeA(typeA),
       m_typeB(typeB) {
-    const ORQSimDSetID known =
-        m_model.GetPosition(ads_CoreFragmentTypeIndex(m_slotA, m_slotB)).GetDSet();
-    if (!known.IsNull()) {
-        m_distribution = ORQSimDSet(known).GetRelationalDistributionID();
-        for (const ORQSimPersistentDrawerDesc& drawer :
-             ORQSimDistribution(m_distribution).QueryDrawers()) {
-            m_drawers.InsertUnique(BitsOf(ORQSimCSet(drawer.CSet(1))), drawer.DrawerID());
-        }
-    }
+    m_distribution = ORQSimDSet(SavedSet()).GetRelationalDistributionID();
+    NoteDrawers();
 }
 
 ORQSrvElementLayerProperty::~ORQSrvElementLayerProperty() = default;
@@ -73,28 +114,70 @@ void ORQSrvElementLayerProperty::Add(const ORQSimCSetID& elsetID, const ORQSimCS
         !IsAscending(layers.IsAscending(), "ORQSimCSet(layersID).IsAscending()")) {
         return;
     }
+    const std::size_t n = NumberOfPairs(elements, layers);
+    if (n == 0) {
+        return;
+    }
+    if (m_distribution.IsNull()) {
+        m_distribution = ORQSimDSet(SavedSet()).GetRelationalDistributionID();
+    }
     if (m_distribution.IsNull()) {
         CreateDistribution(GetElementCollection(), m_layerCollection);
     }
+    NoteDrawers();
     const omi_BlkBitVect bits = BitsOf(layers);
     if (!m_drawers.contains(bits)) {
-        m_drawers.InsertUnique(bits, CreateDrawer(elsetID, layersID));
+        const ORQSimDynamicID made = CreateDrawer(elsetID, layersID);
+        m_drawers.InsertUnique(bits, made);
+        m_layers.InsertUnique(made, bits);
     }
-    const auto n =
-        static_cast<std::size_t>(elements.Size()) * static_cast<std::size_t>(layers.Size());
-    const std::vector<int> values(n, m_model.Context().GetCMemberIndex(value));
-    ORQSimTransfer write{ORQSimDistribution(m_distribution)};
-    write.SetWrite()
-        .SetDrawer(ORQSimDrawerID(*m_drawers.Find(bits)))
-        .SetAutoExtend()
-        .SetBufferPadding(false)
-        .SetDim(0, elements)
-        .SetDim(1, layers);
-    const std::int64_t len = write.RequiredBufferSize(ORQSimbufMain);
-    ORQSrvAssertReported(n * sizeof(int) == static_cast<std::size_t>(len), "n*sizeof(int) == len");
-    write.SetBuffer(ORQSimbufMain, values.data(), len);
-    write.ExecWrite();
-    write.RelinquishBuffers();
+    const ORQSimDynamicID drawer = *m_drawers.Find(bits);
+    const int index = m_model.Context().GetCMemberIndex(value);
+    WriteBlock(drawer, elements, layers, std::vector<int>(n, index));
+    WriteToLaterDrawers(drawer, elements, layers, index);
+}
+
+// Where drawers overlap, the later one is read.
+void ORQSrvElementLayerProperty::WriteToLaterDrawers(const ORQSimDynamicID& drawer,
+                                                     const ORQSimCSet& elements,
+                                                     const ORQSimCSet& layers, int value) const {
+    for (auto later = m_layers.upper_bound(drawer); later != m_layers.end(); ++later) {
+        if (!Meet(later->second, layers)) {
+            continue;
+        }
+        const auto description =
+            ORQSimDistribution(m_distribution).DrawerDescription(ORQSimDrawerID(later->first));
+        const ORQSimCSet sharedElements =
+            elements.Intersection(ORQSimCSet(description.CSet(kElements)));
+        const ORQSimCSet sharedLayers = layers.Intersection(ORQSimCSet(description.CSet(kLayers)));
+        if (const std::size_t n = NumberOfPairs(sharedElements, sharedLayers); n > 0) {
+            WriteBlock(later->first, sharedElements, sharedLayers, std::vector<int>(n, value));
+        }
+    }
+}
+
+// --- The distribution and its drawers ------------------------------------------------------------
+
+ORQSimDSetID ORQSrvElementLayerProperty::SavedSet() const {
+    return m_model.GetPosition(ads_CoreFragmentTypeIndex(m_slotA, m_slotB)).GetDSet();
+}
+
+// Another object may have made drawers, and an undone transaction has taken some away.
+void ORQSrvElementLayerProperty::NoteDrawers() {
+    const auto ids = ORQSimDistribution(m_distribution).DrawerIDArray();
+    if (std::ranges::equal(
+            ids, m_layers, {}, [](const ORQSimDrawerID& id) { return ORQSimDynamicID(id); },
+            [](const auto& entry) { return entry.first; })) {
+        return;
+    }
+    m_drawers.Clear();
+    m_layers.Clear();
+    for (const ORQSimPersistentDrawerDesc& drawer :
+         ORQSimDistribution(m_distribution).QueryDrawers()) {
+        const omi_BlkBitVect bits = BitsOf(ORQSimCSet(drawer.CSet(kLayers)));
+        m_drawers[bits] = drawer.DrawerID();
+        m_layers.InsertUnique(drawer.DrawerID(), bits);
+    }
 }
 
 void ORQSrvElementLayerProperty::CreateDistribution(const ORQSimCollectionID& elements,
@@ -125,8 +208,8 @@ ORQSimCSet ORQSrvElementLayerProperty::GetElementLayers(const ORQSimCSetID& elem
     ORQSimCSet layers;
     for (const ORQSimPersistentDrawerDesc& drawer :
          ORQSimDistribution(m_distribution).QueryDrawers()) {
-        if (!ORQSimCSet(drawer.CSet(0)).Intersection(elements).IsEmpty()) {
-            layers = layers.Union(drawer.CSet(1));
+        if (!ORQSimCSet(drawer.CSet(kElements)).Intersection(elements).IsEmpty()) {
+            layers = layers.Union(drawer.CSet(kLayers));
         }
     }
     return layers;
@@ -134,32 +217,50 @@ ORQSimCSet ORQSrvElementLayerProperty::GetElementLayers(const ORQSimCSetID& elem
 
 int ORQSrvElementLayerProperty::Lookup(const ORQSimCSet& elements, const ORQSimCSet& layers,
                                        int* values) const {
-    const auto n =
-        static_cast<std::size_t>(elements.Size()) * static_cast<std::size_t>(layers.Size());
-    if (n == 0 || m_distribution.IsNull()) {
-        return 0;
+    const std::size_t n = NumberOfPairs(elements, layers);
+    std::fill_n(values, n, kNone);
+    if (n > 0 && !m_distribution.IsNull()) {
+        ORQSimTransfer read{ORQSimDistribution(m_distribution)};
+        ReadBlock(read, elements, layers, values);
     }
-    ORQSimTransfer read{ORQSimDistribution(m_distribution)};
-    read.SetRead().SetBufferPadding(false).SetDim(0, elements).SetDim(1, layers);
-    const std::int64_t len = read.RequiredBufferSize(ORQSimbufMain);
-    ORQSrvAssertReported(n * sizeof(int) == static_cast<std::size_t>(len), "n*sizeof(int) == len");
-    read.SetBuffer(ORQSimbufMain, values, len);
-    read.ExecRead();
-    read.RelinquishBuffers();
     return static_cast<int>(n);
 }
 
+// --- Saving --------------------------------------------------------------------------------------
+
 void ORQSrvElementLayerProperty::Save(ORQSimTransaction& transaction) {
-    const ORQSimContext context(transaction.ContextID());
-    const int slot = ads_CoreFragmentTypeIndex(m_slotA, m_slotB);
-    const ORQSimDSetID known = m_model.GetPosition(slot).GetDSet();
-    if (!known.IsNull()) {
-        context.UpdateDSet(known, m_distribution);
+    if (m_distribution.IsNull()) {
         return;
     }
-    if (!m_distribution.IsNull()) {
-        m_model.Associate(slot, 0,
+    const ORQSimContext context(transaction.ContextID());
+    const ORQSimDSetID saved = SavedSet();
+    if (saved.IsNull()) {
+        m_model.Associate(ads_CoreFragmentTypeIndex(m_slotA, m_slotB), 0,
                           context.CreateDSet(m_distribution, ORQSimTypeID(ads_CoreFragmentTypeIndex(
                                                                  m_typeA, m_typeB))));
+        return;
     }
+    const ORQSimDistributionID stored = ORQSimDSet(saved).GetRelationalDistributionID();
+    if (!stored.IsNull() && stored != m_distribution) {
+        Join(stored);
+    }
+    context.UpdateDSet(saved, m_distribution);
+}
+
+// Moves the drawers behind those of another distribution and goes on with that.
+void ORQSrvElementLayerProperty::Join(const ORQSimDistributionID& saved) {
+    const ORQSimDistribution own(m_distribution);
+    m_distribution = saved;
+    for (const ORQSimPersistentDrawerDesc& drawer : own.QueryDrawers()) {
+        const ORQSimCSet elements(drawer.CSet(kElements));
+        const ORQSimCSet layers(drawer.CSet(kLayers));
+        std::vector<int> values(NumberOfPairs(elements, layers));
+        ORQSimTransfer read{own};
+        read.SetDrawer(drawer.DrawerID());
+        ReadBlock(read, elements, layers, values.data());
+        WriteBlock(CreateDrawer(drawer.CSet(kElements), drawer.CSet(kLayers)), elements, layers,
+                   values);
+        own.DeleteDrawer(drawer.DrawerID());
+    }
+    NoteDrawers();
 }

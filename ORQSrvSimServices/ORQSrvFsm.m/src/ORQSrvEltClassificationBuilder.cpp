@@ -14,19 +14,21 @@
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvAssert.h"
+#include "ORQSrvMemberNumber.h"
 #include "ORQSrvSetIndex.h"
 
 namespace {
 
-// The member number of one object in a collection.
-int Membership(const ORQSimContext& context, const ORQSimPosition& object,
-               const ORQSimCollectionID& collection) {
-    ORQSimArray<ORQSimDynamicID> objects(1);
-    objects.Get(0) = object.ID();
-    ORQSimArray<int> CMembers;
-    context.GetCMembership(objects, collection, CMembers);
-    ORQSrvAssertReported(CMembers.Size() == 1, "CMembers.Size() == 1");
-    return CMembers.ConstGet(0);
+// The member number of an object that is a member.
+int Membership(const ORQSimPosition& object, const ORQSimCollectionID& collection) {
+    const int member = ORQSrvMemberNumber(object, collection);
+    ORQSrvAssertReported(member >= 0, "CMembers.Size() == 1");
+    return member;
+}
+
+ORQSimCollection ClassesOf(const ORQObjMesh& mesh) {
+    return ORQSimCollection(
+        mesh.Position().GetPosition(ORQSimSchema::Mesh_elementClassCollection).GetCollection());
 }
 
 // Makes the class of a spec and answers the set in the class collection that holds it alone.
@@ -36,18 +38,19 @@ ORQSimCSetID RegisterClass(const ORQObjMesh& mesh,
     ORQObjElementClass elementClass;
     elementClass.Register(mesh, spec);
     classification.AppendElementClass(elementClass);
-    ORQSimCollection classes(mesh.GetElementClassCollection().GetCollection());
-    const int member = Membership(spec.Context(), elementClass.Position(), classes.ID());
+    ORQSimCollection classes = ClassesOf(mesh);
+    const int member = Membership(elementClass.Position(), classes.ID());
     return classes.CreateCSet(&member, 1, false);
 }
 
 // Refers the classes of one classification to the sections of their elements.
-void LinkClasses(const ORQObjElementClassification& classification, const ORQSrvSetIndex& regions,
-                 const std::vector<ORQSimPosition>& sections) {
-    const ORQSimCollection classes(
-        classification.GetMesh().GetElementClassCollection().GetCollection());
+void LinkClasses(const ORQObjMesh& mesh, const ORQObjElementClassification& classification,
+                 const ORQSrvSetIndex& regions, const std::vector<ORQSimPosition>& sections) {
+    const ORQSimCollectionID classes = ClassesOf(mesh).ID();
+    const ORQSimContext context = mesh.Position().Context();
     for (const auto& [member, elements] : classification.GetElementCSets()) {
-        ORQSimSet linked = classes.GetMember(member).GetSet(ads_CoreFragmentTypeIndex(26, 10));
+        ORQSimSet linked =
+            context.GetRecord(classes, member).GetSet(ads_CoreFragmentTypeIndex(26, 10));
         for (const int place : regions.Find(elements).places) {
             linked.Insert(sections[static_cast<std::size_t>(place)]);
         }
@@ -62,7 +65,9 @@ ORQSimPosition ORQSrvEltClassificationBuilder::BuildEltClassification(
                          "!\"Element Classification elaboration not yet implemented.\"");
     const ORQSimPosition classification =
         ORQSrvEltClassBuilderImplShape().BuildEltClassification(m_position);
-    LinkSections();
+    if (!classification.IsNull()) {
+        LinkSections();
+    }
     return classification;
 }
 
@@ -72,11 +77,15 @@ void ORQSrvEltClassificationBuilder::LinkSections() const {
     std::vector<ORQSimCSet> regions;
     std::vector<ORQSimPosition> sections;
     for (auto assignment = assignments.Begin(); assignment.NotDone(); ++assignment) {
+        const ORQSimPosition section = (*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 59));
+        if (section.IsNull()) {
+            continue;
+        }
         regions.push_back((*assignment)
                               .GetPosition(ads_CoreFragmentTypeIndex(55, 58))
                               .GetPosition(ads_CoreFragmentTypeIndex(53, 26))
                               .CSet());
-        sections.push_back((*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 59)));
+        sections.push_back(section);
     }
     if (regions.empty()) {
         return;
@@ -85,9 +94,9 @@ void ORQSrvEltClassificationBuilder::LinkSections() const {
     const ORQObjMesh mesh(model.GetMesh());
     const ORQSimPosition built = mesh.GetElementClassification();
     const ORQSimPosition logical = mesh.GetShapeFormulationLogicalSectionClassification();
-    LinkClasses(built, index, sections);
+    LinkClasses(mesh, built, index, sections);
     if (logical != built) {
-        LinkClasses(logical, index, sections);
+        LinkClasses(mesh, logical, index, sections);
     }
 }
 
@@ -126,7 +135,7 @@ ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosi
         specCSet.Members(&member);
         const ORQSimPosition record = context.GetRecord(specs, member);
         const ORQSimPosition spec = record.GetPosition(ads_CoreFragmentTypeIndex(26, 35));
-        const auto index = static_cast<std::size_t>(Membership(context, spec, specs));
+        const auto index = static_cast<std::size_t>(Membership(spec, specs));
         if (index >= compartments.size()) {
             compartments.resize(index + 1);
         }

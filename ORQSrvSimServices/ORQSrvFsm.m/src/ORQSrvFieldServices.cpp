@@ -1,8 +1,10 @@
 #include "ORQSrvFieldServices.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "ORQBasFailure.h"
 #include "ORQBasVector.h"
@@ -13,6 +15,8 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
+#include "ORQSrvAnswerOr.h"
+#include "ORQSrvTableSize.h"
 #include "ORQSrvVariableMap.h"
 
 namespace {
@@ -37,6 +41,18 @@ const Record& Find(const ORQString& label, const Record* record = &ORQSrvVariabl
 
 bool IsGiven(const ORQString& text) {
     return !text.IsEmpty() && text != "NULL";
+}
+
+// Touches `values` only when the field of the record can be read.
+bool ReadDoubles(const ORQSimPosition& field, double* values, int count) {
+    std::vector<double> read(static_cast<std::size_t>(std::max(count, 0)));
+    field.DataRecord().GetDouble(0, count, read.data());
+    std::ranges::copy(read, values);
+    return true;
+}
+
+bool IsCalled(const ORQSimPosition& assignment, const ORQString& name) {
+    return ORQSrvAnswerOr(false, [&] { return assignment.DataRecord().ReturnString(0) == name; });
 }
 
 ORQSimCSetID AddTableRows(const ORQObjDocument& document, int rows) {
@@ -145,32 +161,29 @@ int ORQSrvFieldServices::GetGridTypeFromVariableLabel(const ORQString& label, bo
 
 bool ORQSrvFieldServices::GetUniformFieldValue(const ORQSimPosition& field, double* values,
                                                int count) {
-    if (field.IsNull()) {
-        return false;
-    }
-    if (field.IsA(ads_CoreFragmentTypeIndex(16, 44))) {
-        values[0] = field.DataRecord().GetDouble(0);
-        return true;
-    }
-    if (field.IsA(ads_CoreFragmentTypeIndex(16, 46)) ||
-        field.IsA(ads_CoreFragmentTypeIndex(16, 45))) {
-        field.DataRecord().GetDouble(0, count, values);
-        return true;
-    }
-    return false;
+    return ORQSrvAnswerOr(false, [&] {
+        if (field.IsA(ads_CoreFragmentTypeIndex(16, 44))) {
+            return ReadDoubles(field, values, 1);
+        }
+        return (field.IsA(ads_CoreFragmentTypeIndex(16, 46)) ||
+                field.IsA(ads_CoreFragmentTypeIndex(16, 45))) &&
+               ReadDoubles(field, values, count);
+    });
 }
 
 ORQSimPosition ORQSrvFieldServices::GetFieldPosition(const ORQSimSet& assignments,
                                                      const ORQSimPosition& owner, int,
                                                      const ORQString& name) {
-    for (auto i = assignments.Begin(); i.NotDone(); ++i) {
-        const ORQSimPosition& assignment = *i;
-        if (assignment.DataRecord().ReturnString(0) == name &&
-            assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 12)) == owner) {
-            return assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 11));
+    return ORQSrvAnswerOr(ORQSimPosition(), [&] {
+        for (auto i = assignments.Begin(); i.NotDone(); ++i) {
+            const ORQSimPosition& assignment = *i;
+            if (IsCalled(assignment, name) &&
+                assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 12)) == owner) {
+                return assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 11));
+            }
         }
-    }
-    return {};
+        return ORQSimPosition();
+    });
 }
 
 ORQSimPosition ORQSrvFieldServices::CreateFieldFTable(const ORQObjDocument& document,
@@ -178,7 +191,7 @@ ORQSimPosition ORQSrvFieldServices::CreateFieldFTable(const ORQObjDocument& docu
                                                       double* data, int rows,
                                                       const ORQSimCSet& first,
                                                       const ORQSimCSet& second, int padding) {
-    const int count = rows * columns.Size();
+    const int count = ORQSrvTableSize(rows, columns.Size());
     if (rows < 1 || columns.Size() == 0) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "a field cannot have a table of " + std::to_string(rows) +

@@ -1,9 +1,8 @@
 #include "ORQSrvFsmFTable.h"
 
-#include <cstddef>
-
-#include "ORQSimFTable.h"
+#include "ORQSimSchema.h"
 #include "ORQSrvOwnedArray.h"
+#include "ORQSrvTableSize.h"
 
 namespace {
 
@@ -48,7 +47,7 @@ void ORQSrvFsmFTable::CreateTable(ORQSimPosition& owner, int tableType, int rows
                                   bool temperatureDependent) {
     ORQBasVector<ORQString> labels = columnLabels;
     AppendDependencies(labels, fieldVariables, temperatureDependent);
-    const int count = rows * valuesPerRow;
+    const int count = ORQSrvTableSize(rows, valuesPerRow);
     if (count != 0) {
         LinkFrom(owner, linkType,
                  owner.CreateFTable(tableType, rows, rowLabels, labels, data, count));
@@ -64,7 +63,7 @@ void ORQSrvFsmFTable::CreateSimpleTable(ORQSimPosition& owner, int rows, int val
                                         const ORQBasVector<ORQString>& rowLabels,
                                         const ORQBasVector<ORQString>& columnLabels, int linkType,
                                         const double* data) {
-    const int count = rows * valuesPerRow;
+    const int count = ORQSrvTableSize(rows, valuesPerRow);
     if (count != 0) {
         LinkFrom(owner, linkType,
                  owner.CreateSimpleFTable(rows, rowLabels, columnLabels, data, count));
@@ -78,33 +77,36 @@ void ORQSrvFsmFTable::LinkFrom(ORQSimPosition& owner, int linkType, const ORQSim
 
 // --- Reading -------------------------------------------------------------------------------------
 
+ORQSimFTable ORQSrvFsmFTable::Table() const {
+    const ORQSimFTableID own = m_table.GetFTable();
+    return ORQSimFTable(
+        own.IsNull() ? m_table.GetPosition(ads_CoreFragmentTypeIndex(16, 42)).GetFTable() : own);
+}
+
 int ORQSrvFsmFTable::NumOfRows() const {
-    return ORQSimFTable(m_table.GetFTable()).RowCount();
+    return Table().RowCount();
 }
 
 int ORQSrvFsmFTable::NumOfCols() const {
-    return ORQSimFTable(m_table.GetFTable()).ColumnCount();
+    return Table().ColumnCount();
 }
 
 bool ORQSrvFsmFTable::HasColumn(const ORQString& label) const {
-    return ColumnOf(ORQSimFTable(m_table.GetFTable()), label) >= 0;
+    return ColumnOf(Table(), label) >= 0;
 }
 
 bool ORQSrvFsmFTable::GetColumnData(int row, const ORQString& label, double& value) const {
-    const ORQSimFTable table(m_table.GetFTable());
+    const ORQSimFTable table = Table();
     const int column = ColumnOf(table, label);
     if (row < 0 || row >= table.RowCount() || column < 0) {
         return false;
     }
-    const int place = row * table.ColumnCount() + column;
-    ORQBasVector<double> values(static_cast<std::size_t>(place) + 1);
-    table.GetData(values.data(), place + 1);
-    value = values.back();
+    table.GetData(&value, ORQSrvTableSize(row, table.ColumnCount()) + column, 1);
     return true;
 }
 
 int ORQSrvFsmFTable::NumberFieldVariables() const {
-    const ORQSimFTable table(m_table.GetFTable());
+    const ORQSimFTable table = Table();
     const int prefixLength = ORQString(kFieldPrefix).Length();
     int number = 0;
     for (int column = 0; column < table.ColumnCount(); ++column) {
@@ -115,12 +117,12 @@ int ORQSrvFsmFTable::NumberFieldVariables() const {
 
 void ORQSrvFsmFTable::FillPointer(double**& data, int& rows, int& columns,
                                   bool& temperatureDependent, int& fieldVariables) const {
-    const ORQSimFTable table(m_table.GetFTable());
+    const ORQSimFTable table = Table();
     rows = table.RowCount();
     columns = table.ColumnCount();
     temperatureDependent = HasColumn(kTemperature);
     fieldVariables = NumberFieldVariables();
-    const int count = rows * columns;
+    const int count = ORQSrvTableSize(rows, columns);
     auto values = ORQSrvAllocateArray<double>(count);
     table.GetData(values.get(), count);
     data = ORQSrvAllocateArray<double*>(1).release();

@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ORQBasFailure.h"
@@ -142,6 +144,26 @@ int ORQSrvFsmMaterialTable::NumberFieldVariables(const ORQSimPosition& owner) co
 
 // --- Writing -------------------------------------------------------------------------------------
 
+// Of two that hang under one link, the later would take the place of the earlier.
+void ORQSrvFsmMaterialTable::CheckLinks() const {
+    std::set<std::pair<int, int>> taken;
+    const auto take = [&](const std::string& what, int type, int member) {
+        if (!taken.emplace(type, member).second) {
+            throw ORQBasFailure(ORQBasFailureKind::Usage,
+                                "the " + what + " of a material table cannot hang under member " +
+                                    std::to_string(member) + " of " + ORQSimSchema::NameOf(type) +
+                                    ", which others of it have");
+        }
+    };
+    for (int i = 0; i < m_numberOfDependent; ++i) {
+        take("dependent " + std::to_string(i), m_dependentTypes[i], m_dependentMembers[i]);
+    }
+    if (m_temperatureDependency) {
+        take("temperatures", m_temperatureType, m_temperatureMember);
+    }
+    take("field variables", m_fieldVariableType, m_fieldVariableMember);
+}
+
 ORQSimCSetID ORQSrvFsmMaterialTable::ExtendCollection(const ORQSimCollectionID& collection,
                                                       int count) {
     ORQSimCollection members(collection);
@@ -156,6 +178,7 @@ ORQSimCSetID ORQSrvFsmMaterialTable::Save(
     const ORQSimCollectionID& scalarCollection, const double** data, int rows, bool hasTemperatures,
     int fieldVariables, const ORQSimCollectionID& fieldVariableCollection) const {
     CheckRows(rows);
+    CheckLinks();
     const ORQSimContext context(transaction.ContextID());
     const ORQSimCSetID rowSet = ExtendCollection(rowCollection, rows);
     for (int i = 0; i < m_numberOfDependent; ++i) {

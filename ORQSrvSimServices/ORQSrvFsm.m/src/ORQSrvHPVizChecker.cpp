@@ -5,6 +5,7 @@
 
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
+#include "ORQSimContext.h"
 #include "ORQSimDSet.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
@@ -50,9 +51,10 @@ void CheckRigidBodies(const ORQObjDocument& document, ORQBasVector<ORQString>& m
         return;
     }
     const ORQSimCollection collection(bodies.GetCollection());
+    const ORQSimContext context(document.ContextID());
     const ORQSimDSet dataSet = referenceNodes.DSet();
     for (int i = 0; i < collection.Space(); ++i) {
-        const ORQSimPosition body = collection.GetMember(i);
+        const ORQSimPosition body = context.GetRecord(collection.ID(), i);
         const int member = document.GetCMemberIndex(body);
         if (!body.IsNull() &&
             dataSet.Select(collection.CreateVolatileCSet(&member, 1, true)).IsNull()) {
@@ -106,8 +108,10 @@ void ORQSrvHPVizChecker::Check_Regions() {
                                  " is not referred to by any rigid body constraint "
                                  "(Constraint_RigidBody_analyticSurface).");
         }
-        CheckRigidBodies(m_document, m_messages);
-        CheckSurface(*region, m_messages);
+        CheckObject("Analytical surface " + QuotedName(*region), m_messages, [&] {
+            CheckRigidBodies(m_document, m_messages);
+            CheckSurface(*region, m_messages);
+        });
     }
 }
 

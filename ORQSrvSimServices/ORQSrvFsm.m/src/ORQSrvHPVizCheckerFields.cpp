@@ -1,16 +1,21 @@
-// The checker's look at history, output requests and the fields that they fill.
+// The checker's look at single fields.
 #include <algorithm>
 #include <array>
-#include <string_view>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <limits>
 #include <vector>
 
 #include "ORQObjMesh.h"
 #include "ORQObjMeshedField.h"
 #include "ORQSimCSet.h"
+#include "ORQSimCollection.h"
 #include "ORQSimDSet.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
+#include "ORQSimTransfer.h"
 #include "ORQSrvCheckerCommon.h"
 #include "ORQSrvHPVizChecker.h"
 #include "ORQSrvSetIndex.h"
@@ -20,60 +25,6 @@
 using namespace orq::checker;
 
 namespace {
-
-// --- Output requests -----------------------------------------------------------------------------
-
-void CheckUserRequest(const ORQSimPosition& userRequest, const ORQString& field,
-                      ORQBasVector<ORQString>& messages) {
-    using namespace ORQSimSchema;
-    const ORQString head = field + ", UserOutputRequest " + QuotedName(userRequest);
-    const ORQSimSet regions = userRequest.GetSet(UserOutputRequest_outputRegions);
-    if (regions.Empty()) {
-        messages.push_back(head + " has no Region link (UserOutputRequest_outputRegions).");
-    }
-    for (auto region = regions.Begin(); region.NotDone(); ++region) {
-        constexpr std::array<int, 4> clusters = {Region_elementsFacesCluster,
-                                                 Region_elementsEdgesCluster, Region_nodesCluster,
-                                                 Region_elementsCluster};
-        if (std::ranges::none_of(clusters, [&](int slot) { return Has(*region, slot); })) {
-            messages.push_back(head + " has no cluster link.");
-        }
-    }
-}
-
-// Who asked for a history field; `field` is the field with its step.
-void CheckRequests(const ORQSimPosition& position, const ORQString& field,
-                   ORQBasVector<ORQString>& messages) {
-    using namespace ORQSimSchema;
-    const ORQSimSet requests = position.ReferrersSet(OutputRequest_field);
-    if (requests.Empty()) {
-        messages.push_back(field +
-                           " is not referred to by an OutputRequest (OutputRequest_field).");
-    }
-    for (auto request = requests.Begin(); request.NotDone(); ++request) {
-        const ORQSimSet userRequests = (*request).ReferrersSet(OutputRequest_elaboratedRequest);
-        if (userRequests.Empty()) {
-            messages.push_back("OutputRequest for " + field +
-                               " is not referred to by UserOutputRequest "
-                               "(OutputRequest_elaboratedRequest).");
-        }
-        for (auto user = userRequests.Begin(); user.NotDone(); ++user) {
-            CheckUserRequest(*user, field, messages);
-        }
-    }
-}
-
-// --- Fields --------------------------------------------------------------------------------------
-
-ORQString FieldTypeName(const ORQSimPosition& field) {
-    const ORQString identifier = ORQObjMeshedField(field).GetIdentifier();
-    return identifier.IsEmpty() ? NameOrMissing(field.GetPosition(ORQSimSchema::MeshedField_type))
-                                : identifier;
-}
-
-bool HasContent(const ORQSimPosition& field) {
-    return ORQSimDistribution(ORQObjMeshedField(field).GetDistribution()).NumDrawers() > 0;
-}
 
 bool IsFieldType(int gridType) {
     const ORQSimSchema::Entry* entry = ORQSimSchema::Find(gridType);
@@ -160,6 +111,132 @@ ORQSimPosition StepOf(const ORQSimPosition& field) {
     return {};
 }
 
+bool RunsOver(const ORQSimPosition& field, const ORQSimPosition& collection) {
+    const std::vector<ORQSimCollectionID> grid =
+        ORQSimDistribution(ORQObjMeshedField(field).GetDistribution()).Grid().Collections();
+    return std::ranges::find(grid, collection.GetCollection()) != grid.end();
+}
+
+// The members of a collection for which a field has values.
+ORQSimCSet Covered(const ORQSimPosition& field, const ORQSimCollectionID& collection) {
+    return Union(DrawerSets(ORQObjMeshedField(field).GetDistribution(), collection));
+}
+
+// Values stand at nodes or elements that there are.
+void CheckMeshMembers(const ORQString& head, const ORQSimPosition& field, const ORQObjMesh& mesh,
+                      ORQBasVector<ORQString>& messages) {
+    if (RunsOver(field, mesh.GetNodeCollection())) {
+        const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
+        CheckMembers(head, Covered(field, nodes),
+                     DrawerSets(mesh.GetCoordinates().GetDistribution(), nodes), "nodes", messages);
+    } else {
+        const ORQSimCollectionID elements = mesh.GetElementCollection().GetCollection();
+        CheckMembers(
+            head, Covered(field, elements),
+            DrawerSets(mesh.GetConnectivity().DSet().GetRelationalDistributionID(), elements),
+            "elements", messages);
+    }
+}
+
+// --- Values --------------------------------------------------------------------------------------
+
+// What a field should have values for.
+struct Declared {
+    ORQSimCSet times;  // of its step
+    ORQSimCSet components;
+    ORQSimCollectionID componentCollection;  // null when it cannot be compared
+};
+
+void CheckForeignValues(const ORQString& head, const ORQSimPosition& field,
+                        const Declared& declared, ORQBasVector<ORQString>& messages) {
+    const int nTimes = (Covered(field, declared.times.CollectionID()) - declared.times).Size();
+    if (nTimes > 0) {
+        messages.push_back(head + " has values at " + nTimes +
+                           " times that its step does not have.");
+    }
+    const int nComponents =
+        (Covered(field, declared.componentCollection) - declared.components).Size();
+    if (nComponents > 0) {
+        messages.push_back(head + " has values for " + nComponents +
+                           " components that it does not have.");
+    }
+}
+
+// Whether a drawer holds values and none of them is a number. Looks no further than the first
+// number, and reads a few hundred kilobytes at a time.
+bool HasOnlyNonFinite(const ORQSimDistribution& distribution,
+                      const ORQSimPersistentDrawerDesc& drawer) {
+    constexpr int kValues = 1 << 15;
+    std::vector<ORQSimCSet> sets;
+    int nRest = 1;  // values for one member of the first two dimensions
+    for (int i = 0; i < drawer.NumDimensions(); ++i) {
+        sets.emplace_back(drawer.CSet(i));
+        nRest *= i < 2 ? 1 : sets.back().Size();
+    }
+    const auto slice = [](const ORQSimCSet& set, int begin, int count) {
+        std::vector<int> members(static_cast<std::size_t>(count));
+        for (int i = 0; i < count; ++i) {
+            members[static_cast<std::size_t>(i)] = set[begin + i];
+        }
+        return ORQSimCollection(set.CollectionID())
+            .CreateVolatileOrderedCSet(members.data(), count);
+    };
+    const int nAlong = sets.size() > 1 ? sets[1].Size() : 1;
+    const int atOnce = std::clamp(kValues / std::max(nRest, 1), 1, std::max(nAlong, 1));
+    std::vector<double> values;
+    for (int row = 0; row < sets[0].Size(); ++row) {
+        for (int begin = 0; begin < nAlong; begin += atOnce) {
+            const int count = std::min(atOnce, nAlong - begin);
+            // What a sparse drawer does not store is no number.
+            values.assign(static_cast<std::size_t>(count) * static_cast<std::size_t>(nRest),
+                          std::numeric_limits<double>::quiet_NaN());
+            ORQSimTransfer read(distribution);
+            read.SetRead()
+                .SetDrawer(drawer.DrawerID())
+                .SetBufferType(ORQSimScalarDouble)
+                .SetDim(0, slice(sets[0], row, 1));
+            for (int i = 1; i < drawer.NumDimensions(); ++i) {
+                const ORQSimCSet& set = sets[static_cast<std::size_t>(i)];
+                read.SetDim(i, i == 1 ? slice(set, begin, count) : set);
+            }
+            read.SetBuffer(ORQSimbufMain, values.data(),
+                           std::ssize(values) * std::int64_t{sizeof(double)})
+                .ExecRead();
+            if (std::ranges::any_of(values, [](double value) { return std::isfinite(value); })) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+// A result has values, numbers among them, for all that it declares.
+void CheckMissingValues(const ORQString& head, const ORQSimPosition& field,
+                        const Declared& declared, ORQBasVector<ORQString>& messages) {
+    const ORQSimDistribution distribution(ORQObjMeshedField(field).GetDistribution());
+    const auto drawers = distribution.QueryDrawers();
+    if (distribution.IsNull() || drawers.Size() == 0) {
+        messages.push_back(head +
+                           (distribution.IsNull() ? " has no distribution." : " has no values."));
+        return;
+    }
+    const auto nMissing = [&](const ORQSimCSet& set) {
+        return RunsOver(field, set.CollectionID())
+                   ? (set - Covered(field, set.CollectionID())).Size()
+                   : 0;
+    };
+    if (const int nTimes = nMissing(declared.times); nTimes > 0) {
+        messages.push_back(head + " has no values at " + nTimes + " of the times of its step.");
+    }
+    if (const int nComponents = nMissing(declared.components); nComponents > 0) {
+        messages.push_back(head + " has no values for " + nComponents + " of its components.");
+    }
+    if (std::all_of(drawers.begin(), drawers.end(),
+                    [&](const auto& drawer) { return HasOnlyNonFinite(distribution, drawer); })) {
+        messages.push_back(head + " has only values that are not finite.");
+    }
+}
+
 }  // namespace
 
 bool ORQSrvHPVizChecker::HasNodeOrElementDim(const ORQSimPosition& field) const {
@@ -203,111 +280,47 @@ void ORQSrvHPVizChecker::Check_Component(const ORQString& head, int gridType,
 void ORQSrvHPVizChecker::Check_Field(const ORQSimPosition& field, const ORQString& owner,
                                      const ORQString& number) {
     using namespace ORQSimSchema;
-    const ORQObjMesh mesh(m_document.GetMesh());
     const ORQString head =
         "SerFld: #" + number + "; " + owner + "; fieldtype: " + FieldTypeName(field);
-    const ORQSimDistributionID distribution = ORQObjMeshedField(field).GetDistribution();
-    const std::vector<ORQSimCollectionID> grid =
-        ORQSimDistribution(distribution).Grid().Collections();
-    const auto runsOver = [&](const ORQSimPosition& collection) {
-        return std::ranges::find(grid, collection.GetCollection()) != grid.end();
-    };
-    const bool isAtNodes = runsOver(mesh.GetNodeCollection());
-
+    const bool isOverMesh = HasNodeOrElementDim(field);
     const int gridType = ORQObjMeshedField(field).GetGridType();
     if (!IsFieldType(gridType)) {
         m_messages.push_back(head + " has no grid type.");
-    } else if (isAtNodes ? !MayStandAtNodes(gridType) : !MayStandAtElements(gridType)) {
-        m_messages.push_back(head + " has the grid type " + NameOf(gridType) + ", but values at " +
-                             (isAtNodes ? "nodes." : "elements."));
+    } else if (isOverMesh) {
+        CheckPlace(head, field, gridType);
     }
-    const ORQSimCSet components = ORQObjMeshedField(field).GetComponents();
-    if (components.IsEmpty()) {
+    ORQSimCSet components = field.GetPosition(MeshedField_component).CSet();
+    const bool areForeign =
+        !components.IsEmpty() &&
+        components.CollectionID() != m_document.GetComponentCollection().GetCollection();
+    if (areForeign) {
+        m_messages.push_back(head + " has components of another collection.");
+    } else if (components.IsEmpty()) {
         m_messages.push_back(head + " has no components.");
     }
     if (!Has(field, MeshedField_type)) {
         m_messages.push_back(head + " has no field type.");
-    } else if (IsFieldType(gridType)) {
+    } else if (IsFieldType(gridType) && !areForeign) {
         Check_Component(head, gridType, ToArray(components), field);
     }
-
-    const auto covered = [&](const ORQSimCollectionID& collection) {
-        return Union(DrawerSets(distribution, collection));
-    };
-    if (isAtNodes) {
-        const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
-        CheckMembers(head, covered(nodes),
-                     DrawerSets(mesh.GetCoordinates().GetDistribution(), nodes), "nodes",
-                     m_messages);
-    } else {
-        const ORQSimCollectionID elements = mesh.GetElementCollection().GetCollection();
-        CheckMembers(
-            head, covered(elements),
-            DrawerSets(mesh.GetConnectivity().DSet().GetRelationalDistributionID(), elements),
-            "elements", m_messages);
+    if (isOverMesh) {
+        CheckMeshMembers(head, field, ORQObjMesh(m_document.GetMesh()), m_messages);
     }
-    const ORQSimCSet times = StepOf(field).GetPosition(Task_times).CSet();
-    const int nForeignTimes = (covered(times.CollectionID()) - times).Size();
-    if (nForeignTimes > 0) {
-        m_messages.push_back(head + " has values at " + nForeignTimes +
-                             " times that its step does not have.");
-    }
-    const int nForeignComponents =
-        (covered(m_document.GetComponentCollection().GetCollection()) - components).Size();
-    if (nForeignComponents > 0) {
-        m_messages.push_back(head + " has values for " + nForeignComponents +
-                             " components that it does not have.");
+    const Declared declared = {
+        StepOf(field).GetPosition(Task_times).CSet(), areForeign ? ORQSimCSet() : components,
+        areForeign ? ORQSimCollectionID() : m_document.GetComponentCollection().GetCollection()};
+    CheckForeignValues(head, field, declared, m_messages);
+    if (IsReferredTo(field, Task_fieldResults)) {
+        CheckMissingValues(head, field, declared, m_messages);
     }
 }
 
-void ORQSrvHPVizChecker::Check_History() {
-    using namespace ORQSimSchema;
-    const ORQSimVector steps = m_model.GetVector(Model_stepSequence);
-    for (auto step = steps.Begin(); step.NotDone(); ++step) {
-        const ORQString stepName = "Step " + QuotedName(*step);
-        const ORQSimSet fields = (*step).GetSet(Task_historyFields);
-        int number = 0;
-        for (auto field = fields.Begin(); field.NotDone(); ++field, ++number) {
-            const ORQString fieldName = stepName + ", History field #" + number;
-            if (!(*field).IsA(MeshedField)) {
-                m_messages.push_back(fieldName + " is not a MeshedField.");
-                continue;
-            }
-            if (HasNodeOrElementDim(*field)) {
-                Check_Field(*field, stepName, ORQString() + number);
-            }
-            CheckRequests(*field, fieldName, m_messages);
-        }
-    }
-
-    const ORQSimVector requests = m_model.GetVector(Model_outputRequests);
-    int requestNumber = 0;
-    for (auto request = requests.Begin(); request.NotDone(); ++request, ++requestNumber) {
-        const ORQString requestName = ORQString("OutputRequest #") + requestNumber;
-        const ORQSimVector fields = (*request).GetVector(OutputRequest_field);
-        int number = 0;
-        for (auto field = fields.Begin(); field.NotDone(); ++field, ++number) {
-            if (IsReferredTo(*field, Task_historyFields)) {
-                continue;
-            }
-            if (HasNodeOrElementDim(*field)) {
-                Check_Field(*field, requestName, ORQString() + number);
-            }
-            if (HasContent(*field) && !IsReferredTo(*field, Task_fieldResults)) {
-                m_messages.push_back("For " + requestName + "; Field #" + number +
-                                     "; fieldtype: " + FieldTypeName(*field) +
-                                     " has content but has no Task_fieldResults parent link.");
-            }
-        }
-    }
-
-    for (auto step = steps.Begin(); step.NotDone(); ++step) {
-        const ORQSimSet results = (*step).GetSet(Task_fieldResults);
-        int number = 0;
-        for (auto field = results.Begin(); field.NotDone(); ++field, ++number) {
-            if (HasNodeOrElementDim(*field) && !IsReferredTo(*field, OutputRequest_field)) {
-                Check_Field(*field, "Step " + QuotedName(*step), ORQString() + number);
-            }
-        }
+// Whether the grid type is one for the nodes or elements over which the field runs.
+void ORQSrvHPVizChecker::CheckPlace(const ORQString& head, const ORQSimPosition& field,
+                                    int gridType) {
+    const bool isAtNodes = RunsOver(field, ORQObjMesh(m_document.GetMesh()).GetNodeCollection());
+    if (isAtNodes ? !MayStandAtNodes(gridType) : !MayStandAtElements(gridType)) {
+        m_messages.push_back(head + " has the grid type " + ORQSimSchema::NameOf(gridType) +
+                             ", but values at " + (isAtNodes ? "nodes." : "elements."));
     }
 }

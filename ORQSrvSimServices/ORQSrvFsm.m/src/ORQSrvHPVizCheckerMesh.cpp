@@ -18,6 +18,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvCheckerCommon.h"
 #include "ORQSrvHPVizChecker.h"
+#include "ORQSrvMemberNumber.h"
 #include "ORQSrvNodalCoordinates.h"
 #include "ORQSrvSetIndex.h"
 
@@ -74,7 +75,11 @@ void CheckNodes(const ORQObjMesh& mesh, ORQBasVector<ORQString>& messages) {
     if (wanted.IsEmpty()) {
         messages.push_back("userNodes CSet is not present");
     }
-    if (!wanted.Intersection(NodesWithCoordinates(coordinates, nodes)).SameMembers(wanted)) {
+    // User nodes of another collection have none.
+    const ORQSimCSet stored = wanted.CollectionID() == nodes.GetCollection()
+                                  ? NodesWithCoordinates(coordinates, nodes)
+                                  : ORQSimCSet();
+    if (!wanted.Intersection(stored).SameMembers(wanted)) {
         messages.push_back(
             "Some nodes from user node set are not present in coordinates distribution");
     }
@@ -110,7 +115,9 @@ class ClassCheck {
                const ORQSimPosition& classification, ORQBasVector<ORQString>& messages)
         : m_context(document.ContextID()),
           m_specs(document.GetElementSpecCollection().GetCollection()),
-          m_classes(mesh.GetElementClassCollection().GetCollection()),
+          m_classes(mesh.Position()
+                        .GetPosition(ORQSimSchema::Mesh_elementClassCollection)
+                        .GetCollection()),
           m_elementSets(ORQObjElementClassification(classification).GetElementCSets()),
           m_messages(messages) {
         std::vector<ORQSimCSet> assigned;
@@ -127,7 +134,7 @@ class ClassCheck {
     }
 
     void Examine(const ORQSimPosition& elementClass, int number) const {
-        const auto found = m_elementSets.find(m_classes.MemberIndex(elementClass));
+        const auto found = m_elementSets.find(ORQSrvMemberNumber(elementClass, m_classes));
         const ORQSimCSet elements = found == m_elementSets.end() ? ORQSimCSet() : found->second;
         const ORQSrvSetIndex::Answer assigned = m_assignment->Find(elements);
         std::vector<ORQString> specs;
@@ -176,7 +183,7 @@ class ClassCheck {
 
     ORQSimContext m_context;
     ORQSimCollectionID m_specs;
-    ORQSimCollection m_classes;
+    ORQSimCollectionID m_classes;
     std::map<int, ORQSimCSet> m_elementSets;  // by member number of their class
     std::vector<ORQSimCSet> m_assignedSpecs;  // by compartment of the assignment
     std::optional<ORQSrvSetIndex> m_assignment;
@@ -207,7 +214,7 @@ void ORQSrvHPVizChecker::Check_Mesh() {
         m_messages.push_back("Mesh is not present in this Model.");
         return;
     }
-    CheckCoordinates(mesh.GetCoordinates(), m_messages);
+    CheckObject("Mesh", m_messages, [&] { CheckCoordinates(mesh.GetCoordinates(), m_messages); });
 
     const ORQSimPosition assignment = mesh.GetElementSpecAssignment();
     const bool isDataSet = assignment.ID().Category() == ORQSimCategoryDSet;
@@ -219,7 +226,7 @@ void ORQSrvHPVizChecker::Check_Mesh() {
             assignment.ID().Category() + " instead of a DSet.");
     }
 
-    CheckNodes(mesh, m_messages);
+    CheckObject("Mesh", m_messages, [&] { CheckNodes(mesh, m_messages); });
 
     if (mesh.GetElementClassification().IsNull()) {
         m_messages.push_back("elementClassCollection is not present");
@@ -234,6 +241,7 @@ void ORQSrvHPVizChecker::Check_Mesh() {
         m_messages.push_back("ElementClassification has no ElementClasses.");
     }
     if (isDataSet) {
-        CheckClasses(m_document, mesh, classification, classes, m_messages);
+        CheckObject("ElementClassification", m_messages,
+                    [&] { CheckClasses(m_document, mesh, classification, classes, m_messages); });
     }
 }

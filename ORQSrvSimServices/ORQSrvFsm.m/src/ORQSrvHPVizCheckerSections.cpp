@@ -40,6 +40,21 @@ void CheckLayer(const ORQSimPosition& layer, const ORQString& place,
     }
 }
 
+// Whether the record of a shell section can be read.
+bool CheckShellRecord(const ORQSimPosition& section, const ORQString& name,
+                      ORQBasVector<ORQString>& messages) {
+    const ORQSimDataRecord record = section.DataRecord();
+    bool isReadable = false;
+    CheckObject("Shell section " + name, messages, [&] {
+        const int nLayers = record.GetInt(kLayersField);
+        if (record.GetSymb(kDefinitionField) != kWithoutLayers && nLayers == 0) {
+            messages.push_back("Shell section " + name + " has no Layers (Section_layers).");
+        }
+        isReadable = true;
+    });
+    return isReadable;
+}
+
 void CheckSection(const ORQSimPosition& section, ORQBasVector<ORQString>& messages) {
     using namespace ORQSimSchema;
     const ORQString name = QuotedName(section);
@@ -47,18 +62,13 @@ void CheckSection(const ORQSimPosition& section, ORQBasVector<ORQString>& messag
         messages.push_back("Section " + name +
                            " is not linked to Focus (Focus_externalSectionIds).");
     }
-    const bool isShell = section.IsA(Section_Shell);
-    const ORQSimDataRecord record = section.DataRecord();
-    if (isShell && record.GetSymb(kDefinitionField) != kWithoutLayers &&
-        record.GetInt(kLayersField) == 0) {
-        messages.push_back("Shell section " + name + " has no Layers (Section_layers).");
-    }
+    const bool isReadable = section.IsA(Section_Shell) && CheckShellRecord(section, name, messages);
     const ORQSimVector layers = section.GetVector(Section_layers);
     int number = 0;
     for (auto layer = layers.Begin(); layer.NotDone(); ++layer) {
         CheckLayer(*layer, name + ", " + Description(*layer, ++number), messages);
     }
-    if (isShell) {
+    if (isReadable) {
         const ORQSrvShellSection readable(section);
         readable.GetConstThicknesses();
         readable.GetPlies();

@@ -105,6 +105,29 @@ ValuedSet Frequencies(const ORQString& step) {
                 step + "."};
 }
 
+void CheckStep(const ORQSimPosition& step, const ORQString& name,
+               ORQBasVector<ORQString>& messages) {
+    using namespace ORQSimSchema;
+    if (!IsReferredTo(step, Focus_externalTaskIds)) {
+        messages.push_back("Step " + name +
+                           " is not referred to by Focus (Focus_externalTaskIds).");
+    }
+    CheckModes(step, name, messages);
+    const bool isRiks = step.IsA(Step_Gen_StaticRiks);
+    if (isRiks && !Has(step, Step_Gen_timeIncrementation)) {
+        messages.push_back("TimeIncrementation record does not exist for Step_Gen_StaticRiks " +
+                           name + " (Step_Gen_timeIncrementation).");
+    }
+    CheckValues(step, Times(name), messages);
+    if (isRiks) {
+        CheckValues(step, ArcLengths(name), messages);
+    }
+    // Most steps have no frequencies; this kind is for them.
+    if (step.IsA(Step_Lin_Frequency) || Has(step, Step_frequencies)) {
+        CheckValues(step, Frequencies(name), messages);
+    }
+}
+
 }  // namespace
 
 void ORQSrvHPVizChecker::Check_Steps() {
@@ -121,24 +144,7 @@ void ORQSrvHPVizChecker::Check_Steps() {
     for (auto i = sequence.Begin(); i.NotDone(); ++i) {
         const ORQSimPosition step = *i;
         const ORQString name = QuotedName(step);
-        if (!IsReferredTo(step, Focus_externalTaskIds)) {
-            m_messages.push_back("Step " + name +
-                                 " is not referred to by Focus (Focus_externalTaskIds).");
-        }
-        CheckModes(step, name, m_messages);
-        const bool isRiks = step.IsA(Step_Gen_StaticRiks);
-        if (isRiks && !Has(step, Step_Gen_timeIncrementation)) {
-            m_messages.push_back(
-                "TimeIncrementation record does not exist for Step_Gen_StaticRiks " + name +
-                " (Step_Gen_timeIncrementation).");
-        }
-        CheckValues(step, Times(name), m_messages);
-        if (isRiks) {
-            CheckValues(step, ArcLengths(name), m_messages);
-        }
-        if (Has(step, Step_frequencies)) {  // most steps have none
-            CheckValues(step, Frequencies(name), m_messages);
-        }
+        CheckObject("Step " + name, m_messages, [&] { CheckStep(step, name, m_messages); });
     }
 }
 

@@ -1,16 +1,20 @@
-#include "ORQObjMesh.h"
 #include "ORQObjModel.h"
 #include "ORQSimArray.h"
 #include "ORQSimCSet.h"
 #include "ORQSimCollection.h"
+#include "ORQSimContext.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvFunctions.h"
 
 namespace {
 
-ORQObjMesh MeshOf(const ORQSimPosition& root) {
+ORQSimPosition MeshOf(const ORQSimPosition& root) {
     return ORQObjModel(root.GetPosition(ads_CoreFragmentTypeIndex(28, 29))).GetMesh();
+}
+
+ORQSimCollectionID InstancesOf(const ORQSimPosition& mesh) {
+    return mesh.GetPosition(ORQSimSchema::Mesh_instances).GetCollection();
 }
 
 ORQSimCSetID MembersLabelledBy(int instance, const ORQSimPosition& labels) {
@@ -26,9 +30,9 @@ ORQSimCSetID MembersLabelledBy(int instance, const ORQSimPosition& labels) {
 }  // namespace
 
 ORQSrvInstanceInfo ORQSrvGetInstanceInfo(const ORQSimPosition& root, const ORQString& name) {
-    const ORQSimCollection instances(MeshOf(root).GetInstanceCollection().GetCollection());
+    const ORQSimCollection instances(InstancesOf(MeshOf(root)));
     for (int index = 0; index < instances.Space(); ++index) {
-        if (instances.GetMember(index).Name() == name) {
+        if (root.Context().GetRecord(instances.ID(), index).Name() == name) {
             return ORQSrvGetInstanceInfo(root, index);
         }
     }
@@ -36,14 +40,14 @@ ORQSrvInstanceInfo ORQSrvGetInstanceInfo(const ORQSimPosition& root, const ORQSt
 }
 
 ORQSrvInstanceInfo ORQSrvGetInstanceInfo(const ORQSimPosition& root, int index) {
-    const ORQObjMesh mesh = MeshOf(root);
-    const ORQSimPosition instance =
-        ORQSimCollection(mesh.GetInstanceCollection().GetCollection()).GetMember(index);
+    const ORQSimPosition mesh = MeshOf(root);
+    const ORQSimPosition instance = root.Context().GetRecord(InstancesOf(mesh), index);
     if (instance.IsNull()) {
         return {};
     }
-    return {instance, instance.Name(), index, MembersLabelledBy(index, mesh.GetNodeLabels()),
-            MembersLabelledBy(index, mesh.GetElementLabels())};
+    return {instance, instance.Name(), index,
+            MembersLabelledBy(index, mesh.GetPosition(ORQSimSchema::Mesh_nodeLabels)),
+            MembersLabelledBy(index, mesh.GetPosition(ORQSimSchema::Mesh_elementLabels))};
 }
 
 ORQSimCSetID ORQSrvGetPointSetFromElementSpec(const ORQSimPosition& elementSpec) {

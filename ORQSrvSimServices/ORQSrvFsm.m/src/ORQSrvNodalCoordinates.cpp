@@ -99,7 +99,8 @@ bool ORQSrvNodalCoordinates::IsStored(const ORQSimCSet& nodes, const ORQSimCSet&
         const ORQSimCSet stored(drawers.ConstGet(0).CSet(dimension));
         return set.Intersection(stored).Size() == set.Size();
     };
-    return drawers.Size() == 1 && holds(0, nodes) && holds(1, components);
+    return drawers.Size() == 1 && drawers.ConstGet(0).Layout() != ORQSimDrawerLayout::Sparse &&
+           holds(0, nodes) && holds(1, components);
 }
 
 ORQSimCSet ORQSrvNodalCoordinates::Nodes() const {

@@ -1,5 +1,8 @@
 #include "ORQSrvSetMapperFactory.h"
 
+#include <string>
+
+#include "ORQBasFailure.h"
 #include "ORQObjDocument.h"
 #include "ORQSimCSet.h"
 #include "ORQSimDataRecord.h"
@@ -71,6 +74,10 @@ ORQBasSharedPtr<ORQSimCMemberMap> ORQSrvSetMapperFactory::NodeMapper(ORQSimPosit
 
 void ORQSrvSetMapperFactory::PersistMapper(const ORQSimPosition& source,
                                            const ORQSimPosition& target) {
+    if (source.IsNull() || target.IsNull()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, std::string("a mapper cannot have a null ") +
+                                                          (source.IsNull() ? "source" : "target"));
+    }
     const int kind = KindOf(target.GetCSet());
     const ORQSimPosition record = target.CreateDataRecord(ads_CoreFragmentTypeIndex(19, 0)).Pos();
     record.SetPosition(ads_CoreFragmentTypeIndex(19, 1), target);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <type_traits>
 
 #include "ORQObjDocument.h"
 #include "ORQObjMeshedField.h"
@@ -13,6 +14,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvAssert.h"
+#include "ORQSrvMemberNumber.h"
 
 namespace {
 
@@ -33,7 +35,7 @@ ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
     const ORQSimCollection sections(
         model.GetPosition(ads_CoreFragmentTypeIndex(55, 35)).GetCollection());
     m_layers = layers.CreateVolatileCSetStrided(0, m_layerCount, 1, 1);
-    const int member = sections.MemberIndex(m_section);
+    const int member = ORQSrvMemberNumber(m_section, sections.ID());
     m_sectionSet = sections.CreateVolatileCSet(&member, 1, true);
     UpdateThicknesses();
     UpdateRotationAngles();
@@ -64,6 +66,9 @@ void ORQSrvShellSection::ReadLayers(int slot, ORQBasVector<T>& values) const {
         return;
     }
     ORQSimTransfer read(distribution);
+    if constexpr (std::is_same_v<T, double>) {
+        read.SetBufferType(ORQSimScalarDouble);
+    }
     read.SetRead()
         .SetBufferPadding(false)
         .SetDim(0, m_layers)
@@ -88,13 +93,14 @@ void ORQSrvShellSection::ReadReferences(int slot, const ORQSimPosition& collecti
     indices.Init(m_layerCount, kNoReference);
     ReadLayers(slot, indices);
     // Layers often refer to the same few records, which are looked up once.
-    const ORQSimCollection records(collection.GetCollection());
+    const ORQObjDocument document(m_database);
+    const ORQSimCollectionID records = collection.GetCollection();
     std::map<unsigned, ORQSimPosition> found;
     for (std::size_t layer = 0; layer < indices.size(); ++layer) {
         if (indices[layer] < kNoReference) {
             const auto [record, isNew] = found.try_emplace(indices[layer]);
             if (isNew) {
-                record->second = records.GetMember(static_cast<int>(indices[layer]));
+                record->second = document.GetRecord(records, static_cast<int>(indices[layer]));
             }
             cache.values[layer] = record->second;
         }

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "ORQSimCSet.h"
-#include "ORQSimCollection.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
@@ -61,10 +60,9 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
         read.CheckView();
         read.ExecRead();
         read.RelinquishBuffers();
-        const ORQSimCollection records(sections.CollectionID());
         for (ORQSimCSetIterator section(sections); !section.IsDone(); section.Next()) {
-            AddPoints(records.GetMember(section.CurrentValue()), layer[0],
-                      counts[static_cast<std::size_t>(section.CurrentLocation())]);
+            AddPoints(m_document.GetRecord(sections.CollectionID(), section.CurrentValue()),
+                      layer[0], counts[static_cast<std::size_t>(section.CurrentLocation())]);
         }
     }
     m_mapFilled = true;

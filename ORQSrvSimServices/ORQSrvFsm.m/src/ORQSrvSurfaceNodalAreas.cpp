@@ -69,8 +69,8 @@ void ORQSrvSurfaceNodalAreas::Initialize() {
     Clean();
 }
 
-void ORQSrvSurfaceNodalAreas::AppendSurfaceIdNodeArea(const int& surfaceId,
-                                                      const ORQBasMap<int, double>& nodeAreas) {
+void ORQSrvSurfaceNodalAreas::AppendSurfaceIdNodeArea(int& surfaceId,
+                                                      ORQBasMap<int, double>& nodeAreas) {
     m_areas.InsertUnique(surfaceId, nodeAreas);
 }
 
@@ -78,7 +78,7 @@ void ORQSrvSurfaceNodalAreas::Clean() {
     m_areas.Clear();
 }
 
-void ORQSrvSurfaceNodalAreas::WriteSurfaceNodalAreas(const ORQSimPosition& position) {
+void ORQSrvSurfaceNodalAreas::WriteSurfaceNodalAreas(ORQSimPosition position) {
     if (m_areas.empty()) {
         return;
     }

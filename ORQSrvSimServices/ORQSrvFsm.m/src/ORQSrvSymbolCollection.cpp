@@ -1,5 +1,6 @@
 #include "ORQSrvSymbolCollection.h"
 
+#include "ORQObjDocument.h"
 #include "ORQSimCollection.h"
 #include "ORQSimSymbols.h"
 
@@ -15,7 +16,8 @@ ORQSimPosition ORQSrvSymbolCollection::GetSymbol(int place) const {
 }
 
 ORQSimPosition ORQSrvSymbolCollection::GetSymbol(const ORQString& name) const {
-    return ORQSimSymbols(m_collection.ContextID()).Find(m_type, name, m_collection);
+    return ORQObjDocument(ORQSimPosition(m_collection))
+        .GetSymbol(m_type.Index(), name, m_collection);
 }
 
 ORQString ORQSrvSymbolCollection::GetName(int place) const {

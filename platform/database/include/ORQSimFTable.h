@@ -20,6 +20,8 @@ class ORQ_EXPORT ORQSimFTable {
     /// The first `count` doubles, row after row: value (row, column) at row * ColumnCount() +
     /// column. Throws Usage when the table holds fewer.
     void GetData(double* values, int count) const;
+    /// `count` doubles from place `first` on, at the cost of what is asked for.
+    void GetData(double* values, int first, int count) const;
 
   private:
     ORQSimFTableID m_id;

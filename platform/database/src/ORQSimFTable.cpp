@@ -90,18 +90,24 @@ ORQString ORQSimFTable::RowLabel(int row) const {
 }
 
 void ORQSimFTable::GetData(double* values, int count) const {
+    GetData(values, 0, count);
+}
+
+void ORQSimFTable::GetData(double* values, int first, int count) const {
     const std::int64_t present = static_cast<std::int64_t>(RowCount()) * ColumnCount();
-    if (count < 0 || count > present) {
+    if (first < 0 || count < 0 || std::int64_t{first} + count > present) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "a table of " + std::to_string(present) +
                                                           " values was asked for " +
-                                                          std::to_string(count));
+                                                          std::to_string(count) + " from place " +
+                                                          std::to_string(first) + " on");
     }
     if (count == 0) {
         return;
     }
     DatabaseState& state = *DatabaseState::Reading(m_id);
     if (!orq::storage::GetFlatArray(
-            state.Engine().Chunks(), m_id.MinorID(), 0, 0,
+            state.Engine().Chunks(), m_id.MinorID(), 0,
+            first * static_cast<std::int64_t>(sizeof(double)),
             std::as_writable_bytes(std::span(values, static_cast<std::size_t>(count))))) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             state.ShownPath() + ": the values of table " +

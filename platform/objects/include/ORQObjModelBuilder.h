@@ -57,8 +57,7 @@ class ORQ_EXPORT ORQObjModelBuilder {
     void SetLabels(ORQObjLabelerType type, const ORQSimPosition& instance,
                    const ORQSimCSetID& members, const int* labels) const;
 
-    // --- Elements
-    // ---------------------------------------------------------------------------------
+    // --- Elements --------------------------------------------------------------------------------
 
     /// Makes room for more elements behind those that there are, and answers the new ones.
     ORQSimCSetID AddElements(int count) const;
@@ -88,10 +87,9 @@ class ORQ_EXPORT ORQObjModelBuilder {
     /// Gives a block or region a number under a name; the name must be new to it.
     void AddProperty(const ORQSimPosition& object, const ORQString& name, int value) const;
 
-    // --- Sets and surfaces
-    // ------------------------------------------------------------------------ Each makes a region
-    // with the name and number, a member of the region collection, and holds the members under the
-    // name as key. They throw Usage when the name is taken or empty.
+    // --- Sets and surfaces -----------------------------------------------------------------------
+    /// Each makes a region with the name and number, a member of the region collection, and holds
+    /// the members under the name as key. They throw Usage when the name is taken or empty.
 
     /// Keeps the order of the members.
     ORQSimPosition AddNodeSet(const ORQString& name, int number, const ORQSimCSetID& nodes) const;

@@ -20,6 +20,20 @@ constexpr int kSectionNumberField = 1;
 constexpr int kAxis1Field = 1;
 constexpr int kAxis2Field = 2;
 
+// Model and libraries lead to one collection. Where they lead to two, as they once did, what counts
+// layers of the libraries' one counts the same layers of the model's.
+void NeedSectionLayers(const ORQSimPosition& model, const ORQSimPosition& libraries) {
+    using namespace ORQSimSchema;
+    const ORQSimPosition layers =
+        NeedCollection(model, Model_sectionLayers, SectionLayerCollection);
+    const ORQSimPosition others = libraries.GetPosition(Libraries_sectionLayers);
+    if (others != layers) {
+        ORQSimCollection(layers.GetCollection())
+            .ExtendSpace(ORQSimCollection(others.GetCollection()).Space());
+        libraries.SetPosition(Libraries_sectionLayers, layers);
+    }
+}
+
 }  // namespace
 
 ORQObjSectionBuilder::ORQObjSectionBuilder(const ORQObjDocument& document)
@@ -28,9 +42,8 @@ ORQObjSectionBuilder::ORQObjSectionBuilder(const ORQObjDocument& document)
     NeedCollection(m_model, Model_orientationCollection, OrientationCollection);
     NeedCollection(m_model, Model_plyCollection, PlyCollection);
     NeedCollection(m_model, Model_sections, SectionCollection);
-    NeedCollection(m_model, Model_sectionLayers, SectionLayerCollection);
     const ORQSimPosition libraries = document.Focus().GetPosition(Focus_libraries);
-    NeedCollection(libraries, Libraries_sectionLayers, SectionLayerCollection);
+    NeedSectionLayers(m_model, libraries);
     NeedCollection(libraries, Libraries_materialRows, MaterialRowCollection);
     NeedCollection(libraries, Libraries_materialComponents, MaterialComponentCollection);
     NeedCollection(libraries, Libraries_materialFieldVariables, MaterialFieldVariableCollection);

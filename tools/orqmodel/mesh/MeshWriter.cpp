@@ -298,7 +298,9 @@ class Writer {
             }
             const ORQSimPosition region = m_builder.AddSurface(name, set.number, setsBySide);
             AddProperties(region, set.properties);
-            areas.AppendSurfaceIdNodeArea(regions.MemberIndex(region), NodalAreas(elementsBySide));
+            int surface = regions.MemberIndex(region);
+            ORQBasMap<int, double> nodal_areas = NodalAreas(elementsBySide);
+            areas.AppendSurfaceIdNodeArea(surface, nodal_areas);
             m_report.Keep("side set", name, static_cast<std::int64_t>(sides.size()));
         }
         areas.WriteSurfaceNodalAreas(m_builder.Model());

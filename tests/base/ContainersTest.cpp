@@ -83,7 +83,7 @@ TEST(Array, ChecksEveryIndexAndNamesIt) {
     try {
         array.ConstGet(3);
         FAIL() << "index 3 of 3 was accepted";
-    } catch (const ORQBasException& caught) {
+    } catch (ORQBasException& caught) {
         EXPECT_STREQ(caught.AsString(ORQBasStringMode::Unicode).c_str(),
                      "index 3 is outside [0, 3)");
     }

@@ -30,7 +30,7 @@ TEST(Assert, ThrownFormCarriesBareExpressionFileAndLine) {
     try {
         ORQSrvAssertThrown(false, "distField.IsNull()", s_source, 948);
         FAIL() << "nothing was thrown";
-    } catch (const ORQBasAssertException& caught) {
+    } catch (ORQBasAssertException& caught) {
         EXPECT_STREQ(caught.AsString(ORQBasStringMode::Unicode).c_str(), "distField.IsNull()");
         EXPECT_STREQ(caught.GetFile(),
                      "ORQSrvSimServices\\ORQSrvFsm.m\\src\\ORQSrvShellSection.cpp");

@@ -24,7 +24,7 @@ template <class Action>
 std::string ThrownBy(Action&& action) {
     try {
         action();
-    } catch (const ORQBasAssertException& error) {
+    } catch (ORQBasAssertException& error) {
         return error.AsString(ORQBasStringMode::Unicode).c_str() + std::string(", ") +
                error.GetFile() + ":" + std::to_string(error.GetLine());
     }

@@ -24,7 +24,7 @@ struct Outcome {
     std::string reason;  // What ended the check early; empty when nothing did.
 };
 
-std::string TextOf(const ORQBasException& exception) {
+std::string TextOf(ORQBasException& exception) {
     const auto* failure = dynamic_cast<const ORQBasFailure*>(&exception);
     return failure != nullptr ? failure->Text()
                               : exception.DeveloperReport(ORQBasStringMode::Unicode).c_str();
@@ -39,7 +39,7 @@ std::string TextOf(const ORQBasException& exception) {
         try {
             if (section.IsA(Section_Shell))
                 const ORQSrvShellSection readable(section);
-        } catch (const ORQBasException& exception) {
+        } catch (ORQBasException& exception) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
                                 path + ": the layers of shell section \"" +
                                     section.Name(Record_name).UTF8() +
@@ -73,7 +73,7 @@ Outcome Check(const std::string& path) {
         // Whatever it is called, it is not the user's: what the model holds cannot be read.
         outcome.status = ExitStatus::kUnreadable;
         outcome.reason = failure.Text();
-    } catch (const ORQBasException& exception) {
+    } catch (ORQBasException& exception) {
         outcome.status = ExitStatus::kBrokenInvariant;
         outcome.reason = TextOf(exception);
     }

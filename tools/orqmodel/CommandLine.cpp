@@ -364,7 +364,7 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& con
     } catch (const Interrupted& interrupted) {
         Fail(console, ExitStatus::kInterrupted, "interrupted; nothing was changed");
         return static_cast<int>(ExitStatus::kInterrupted) + interrupted.signal;
-    } catch (const ORQBasException& exception) {
+    } catch (ORQBasException& exception) {
         return Fail(console, ExitStatus::kBrokenInvariant,
                     exception.DeveloperReport(ORQBasStringMode::Unicode).c_str());
     } catch (const std::exception& exception) {

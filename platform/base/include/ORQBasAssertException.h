@@ -19,7 +19,7 @@ class ORQ_EXPORT ORQBasAssertException : public ORQBasException {
           m_message(expression) {}
     ~ORQBasAssertException() override;
 
-    atr_String AsString(ORQBasStringMode mode) const override;
+    atr_String AsString(ORQBasStringMode mode) override;
     [[noreturn]] void Propagate() const override;
     ORQBasAssertException* Clone() const override;
     int GetCode() const override;

@@ -15,12 +15,13 @@ class ORQ_EXPORT ORQBasException {
   public:
     virtual ~ORQBasException();
 
-    /// What happened and where in the source.
-    virtual atr_String DeveloperReport(ORQBasStringMode mode) const;
+    /// What happened and where in the source. The three reports are not const, as the slots of the
+    /// platform are; they change nothing that another report shows. So catch by plain reference.
+    virtual atr_String DeveloperReport(ORQBasStringMode mode);
     /// What happened, without the place.
-    virtual atr_String UserReport(ORQBasStringMode mode) const;
+    virtual atr_String UserReport(ORQBasStringMode mode);
     /// The message alone.
-    virtual atr_String AsString(ORQBasStringMode mode) const = 0;
+    virtual atr_String AsString(ORQBasStringMode mode) = 0;
     /// Throws a copy of the object, of its dynamic type.
     [[noreturn]] virtual void Propagate() const = 0;
     /// A copy that the caller deletes; null when the class offers none.

@@ -43,7 +43,7 @@ class ORQ_EXPORT ORQBasFailure : public ORQBasException, public std::exception {
     /// The bytes of Text().
     [[nodiscard]] const char* what() const noexcept override { return m_text.c_str(); }
 
-    atr_String AsString(ORQBasStringMode mode) const override;
+    atr_String AsString(ORQBasStringMode mode) override;
     [[noreturn]] void Propagate() const override;
     ORQBasException* Clone() const override;
     /// The number of Kind().

@@ -20,8 +20,8 @@ class ORQSimArray {
     /// Keeps the elements that fit; new ones are value-initialized.
     void SetSize(int size) { m_elements.resize(static_cast<std::size_t>(size)); }
 
-    /// Both throw ORQBasAssertException, naming index and size, when the index is not in [0,
-    /// Size()).
+    /// Both throw ORQBasAssertException, naming index and size, when the index is outside
+    /// [0, Size()).
     T& Get(int index) { return m_elements[Checked(index)]; }
     const T& ConstGet(int index) const { return m_elements[Checked(index)]; }
 

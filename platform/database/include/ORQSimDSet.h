@@ -13,10 +13,10 @@ class ORQSimPosition;
 /// A selection of a distribution, or of nothing but members, divided into compartments. For example
 /// the assignment of specs to elements, with grid (specs, elements):
 ///
-///   compartment 0: specs {0}, elements {0..99}        compartment 1: specs {1}, elements
-///   {100..149} Select({90..110} of elements)  ->  specs {0}, elements {90..99}; specs {1},
-///   elements {100..110}
-///   ... .Collect(specs)            ->  {0, 1}
+///   compartment 0                     specs {0}, elements {0..99}
+///   compartment 1                     specs {1}, elements {100..149}
+///   Select({90..110} of elements)     specs {0}, elements {90..99}; specs {1}, elements {100..110}
+///   ... .Collect(specs)               {0, 1}
 ///
 /// A compartment may be empty of sets; it keeps its place and covers nothing.
 ///

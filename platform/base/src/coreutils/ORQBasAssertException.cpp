@@ -4,7 +4,7 @@
 
 ORQBasAssertException::~ORQBasAssertException() = default;
 
-atr_String ORQBasAssertException::AsString(ORQBasStringMode mode) const {
+atr_String ORQBasAssertException::AsString(ORQBasStringMode mode) {
     return atr_translate("%1", mode).atr_SubstituteFormat({m_message.UTF8()}).Result();
 }
 

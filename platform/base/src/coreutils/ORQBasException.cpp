@@ -7,14 +7,14 @@
 
 ORQBasException::~ORQBasException() = default;
 
-atr_String ORQBasException::DeveloperReport(ORQBasStringMode mode) const {
+atr_String ORQBasException::DeveloperReport(ORQBasStringMode mode) {
     return atr_translate("%1 (%2:%3)", mode)
         .atr_SubstituteFormat({AsString(mode).c_str(), m_file != nullptr ? m_file : "unknown file",
                                std::to_string(m_line)})
         .Result();
 }
 
-atr_String ORQBasException::UserReport(ORQBasStringMode mode) const {
+atr_String ORQBasException::UserReport(ORQBasStringMode mode) {
     return AsString(mode);
 }
 

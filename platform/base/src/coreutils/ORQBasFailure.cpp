@@ -5,7 +5,7 @@
 ORQBasFailure::ORQBasFailure(ORQBasFailureKind kind, std::string text, const char* file, int line)
     : ORQBasException(file, line), m_kind(kind), m_text(std::move(text)) {}
 
-atr_String ORQBasFailure::AsString(ORQBasStringMode) const {
+atr_String ORQBasFailure::AsString(ORQBasStringMode) {
     return atr_String(m_text.c_str());
 }
 

@@ -105,6 +105,7 @@ DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
             ORQBasFailureKind::Usage,
             state->ShownPath() + ": no transaction is open, nothing can be changed");
     }
+    state->m_engine->CheckUsable();
     return *state;
 }
 
@@ -131,7 +132,7 @@ void DatabaseState::Commit() {
     }
 }
 
-void DatabaseState::Rollback(int level) {
+void DatabaseState::Rollback(int level) noexcept {
     ForgetCaches();
     while (m_engine->Depth() >= level) {
         m_engine->Rollback();
@@ -146,7 +147,7 @@ bool DatabaseState::Refresh() {
     return hasChanged;
 }
 
-void DatabaseState::ForgetCaches() {
+void DatabaseState::ForgetCaches() noexcept {
     m_children.fill({});
     m_sets.clear();
     m_distributions.clear();
@@ -441,6 +442,7 @@ void DatabaseState::PutDrawerRow(const DrawerState& drawer) {
 DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
                                       std::unique_ptr<DrawerState> drawer,
                                       const std::vector<ComponentSetPtr>& sets) {
+    storage::Change change(Rows().Unfinished());
     const int number = m_engine->NewSet();  // ascending and never given twice, as sets' numbers are
     drawer->id =
         ORQSimDrawerID(m_context, distribution.id.MinorID(), distribution.id.TypeID(), number);
@@ -470,11 +472,13 @@ DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
         PutSegment(*drawer, drawer->segments.back());
     }
     distribution.drawers.push_back(std::move(drawer));
+    change.Finish();
     return *distribution.drawers.back();
 }
 
 std::int64_t DatabaseState::AddRows(DistributionState&, DrawerState& drawer,
                                     const ComponentSetPtr& members) {
+    storage::Change change(Rows().Unfinished());
     const std::int64_t firstNew = drawer.nRows;
     const auto rowDim = static_cast<std::size_t>(drawer.RowDim());
     ComponentSetPtr& seen = drawer.sets[rowDim];
@@ -499,6 +503,7 @@ std::int64_t DatabaseState::AddRows(DistributionState&, DrawerState& drawer,
     drawer.nRows += members->Size();
     PutSegment(drawer, drawer.segments.back());
     PutDrawerRow(drawer);
+    change.Finish();
     return firstNew;
 }
 
@@ -578,9 +583,11 @@ void DatabaseState::DeleteDrawer(DistributionState& distribution, const ORQSimDr
                             ShownPath() + ": drawer " + std::to_string(id.Index()) +
                                 " is not one of distribution " + std::to_string(object));
     }
+    storage::Change change(Rows().Unfinished());
     EraseDrawerRows(object, id.Index());
     ForgetInDataSets(object, id.Index());
     std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });
+    change.Finish();
 }
 
 }  // namespace orq::database

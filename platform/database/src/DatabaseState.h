@@ -84,8 +84,8 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void CheckInnermost(int level) const;
     // Commits the innermost level; when that throws, the level has been undone.
     void Commit();
-    // Undoes this level and all inside it.
-    void Rollback(int level);
+    // Undoes this level and all inside it. Where that fails, the handle refuses from then on.
+    void Rollback(int level) noexcept;
     bool Refresh();
 
     // Makes an object and answers its identity.
@@ -139,7 +139,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void EraseObject(std::int64_t object);
 
     // What is known of rows is read again; REQUIRES: nobody holds a state of a distribution.
-    void ForgetCaches();
+    void ForgetCaches() noexcept;
 
   private:
     void EraseStore(std::int64_t store);

@@ -20,6 +20,8 @@
 
 namespace orq::storage {
 
+using Bound = Connection::Bound;
+
 namespace {
 
 constexpr std::uint32_t kApplicationId = 0x4F525131;  // "ORQ1"; stored, do not change
@@ -216,7 +218,7 @@ void Engine::Build(const std::string& givenDirectory, FirstContent content, cons
         engine->PrepareNewFile();
         engine->OpenCatalogue();
         engine->WriteFirstState(identity, content);
-        engine->BeginSnapshot();
+        engine->See(engine->TakeSnapshot());
         engine->m_isOpen = true;
         fill(std::move(engine));
         SyncDirectory(beside);
@@ -245,7 +247,7 @@ std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
     engine->Connect(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     engine->OpenCatalogue();
     engine->WriteFirstState(NewIdentity(), content);
-    engine->BeginSnapshot();
+    engine->See(engine->TakeSnapshot());
     engine->m_isOpen = true;
     return engine;
 }
@@ -281,10 +283,17 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     if (!writable) {
         engine->m_connection->Execute("PRAGMA query_only = 1");
     }
-    engine->BeginSnapshot();
+    if (!writable) {
+        engine->m_lock.BeginChoosingSnapshot();
+    }
+    engine->See(engine->TakeSnapshot());
+    if (!writable) {
+        engine->m_lock.MarkSnapshot(engine->m_generation);
+    }
     engine->m_file.Open(BulkPath(directory), writable, engine->m_identity,
                         engine->m_chunks->BulkEnd());
     engine->m_connection->FoldLogAtClose(true);
+    engine->m_connection->PrepareBounds();
     engine->m_isOpen = true;
     return engine;
 }
@@ -304,7 +313,7 @@ Engine::~Engine() {
 void Engine::DropConnection() {
     m_catalogue.reset();
     if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
-        sqlite3_exec(m_connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
+        m_connection->Try(Bound::Rollback);
     }
     m_connection.reset();
 }
@@ -312,6 +321,7 @@ void Engine::DropConnection() {
 void Engine::Connect(const std::string& name, int flags, const char* vfs) {
     m_connection = std::make_unique<Connection>(name, flags, vfs,
                                                 IsInMemory() ? name : CataloguePath(m_directory));
+    m_connection->WhenTransactionIsLost([this] { ReplaceLostSnapshot(); });
 }
 
 void Engine::PrepareNewFile() {
@@ -336,22 +346,27 @@ void Engine::OpenCatalogue() {
 void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_identity = identity;
     m_generation = 1;
-    m_connection->Execute("BEGIN IMMEDIATE");
+    m_connection->Do(Bound::BeginToWrite);
     m_catalogue->CreateTables();
     content(*this);
     m_catalogue->Insert(Table::State, 0, kFormatVersion, std::span<const std::byte>(identity),
                         m_generation, m_nextObject, m_nextSet, m_chunks->BulkEnd());
-    m_connection->Execute("COMMIT");
+    m_connection->Do(Bound::Commit);
 }
 
 std::map<std::string, std::int64_t> Engine::Roots() {
     std::map<std::string, std::int64_t> roots;
-    sqlite3_stmt* question = m_connection->Prepare("SELECT name, rootpage FROM sqlite_schema");
-    while (sqlite3_step(question) == SQLITE_ROW) {
-        roots[reinterpret_cast<const char*>(sqlite3_column_text(question, 0))] =
-            sqlite3_column_int64(question, 1);
+    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> question(
+        m_connection->Prepare("SELECT rootpage, name FROM sqlite_schema"), sqlite3_finalize);
+    int code = SQLITE_ROW;
+    while ((code = sqlite3_step(question.get())) == SQLITE_ROW) {
+        const auto* name = static_cast<const char*>(sqlite3_column_blob(question.get(), 1));
+        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(question.get(), 1));
+        roots[std::string(name, size)] = sqlite3_column_int64(question.get(), 0);
     }
-    sqlite3_finalize(question);
+    if (code != SQLITE_DONE) {
+        m_connection->Fail(code, "read the schema");
+    }
     return roots;
 }
 
@@ -360,27 +375,51 @@ void Engine::ReserveNumbers(std::int64_t nextObject, std::int64_t nextSet) {
     m_nextSet = std::max(m_nextSet, static_cast<int>(nextSet));
 }
 
-void Engine::BeginSnapshot() {
-    if (!m_writable) {
-        m_lock.BeginChoosingSnapshot();
-    }
-    m_connection->Execute("BEGIN");
-    ReadState();
-    if (!m_writable) {
-        m_lock.MarkSnapshot(m_generation);
+Engine::State Engine::TakeSnapshot() {
+    m_connection->Do(Bound::Begin);
+    try {
+        return ReadState();
+    } catch (...) {
+        EndSnapshot();
+        throw;
     }
 }
 
-void Engine::EndSnapshot() {
+void Engine::See(const State& state) noexcept {
+    m_identity = state.identity;
+    m_generation = state.generation;
+    m_nextObject = std::max(m_nextObject, state.nextObject);
+    m_nextSet = std::max(m_nextSet, state.nextSet);
+    m_chunks->BulkEnd() = state.bulkEnd;
+}
+
+// Undone, not committed: SQLite refuses to commit after it met damage, though nothing was changed.
+void Engine::EndSnapshot() noexcept {
     m_catalogue->LeaveRows();
-    if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
-        m_connection->Execute("COMMIT");
+    if (!IsLost()) {
+        m_connection->Try(Bound::Rollback);
+        m_refused = m_refused || !IsLost();
     }
 }
 
-void Engine::ReadState() {
+// Nothing was changed, so what the handle knows is right as long as the state is the same one. A
+// reader's mark still holds back the space of its own.
+void Engine::ReplaceLostSnapshot() {
+    CheckSound();
+    const State state = TakeSnapshot();
+    if (state.generation != m_generation) {
+        EndSnapshot();
+        throw ORQBasFailure(ORQBasFailureKind::Refused,
+                            m_directory + ": an earlier failure ended the reading of state " +
+                                std::to_string(m_generation) + ", and the last one is " +
+                                std::to_string(state.generation) + "; refresh the handle");
+    }
+}
+
+Engine::State Engine::ReadState() {
     Cursor row = m_catalogue->Find(Table::State, 0);
-    if (!row.Next() || row.Blob(2).size() != m_identity.size()) {
+    State state;
+    if (!row.Next() || row.Blob(2).size() != state.identity.size()) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             CataloguePath(m_directory) + ": has no state row");
     }
@@ -389,31 +428,49 @@ void Engine::ReadState() {
                             m_directory + ": has format version " + std::to_string(format) +
                                 ", this program knows version " + std::to_string(kFormatVersion));
     }
-    std::ranges::copy(row.Blob(2), m_identity.begin());
-    m_generation = row.Int(3);
-    m_nextObject = std::max(m_nextObject, row.Int(4));
-    m_nextSet = std::max(m_nextSet, row.Int32(5));
-    m_chunks->BulkEnd() = row.Int(6);
+    std::ranges::copy(row.Blob(2), state.identity.begin());
+    state.generation = row.Int(3);
+    state.nextObject = row.Int(4);
+    state.nextSet = row.Int32(5);
+    state.bulkEnd = row.Int(6);
+    return state;
 }
 
-void Engine::CheckUsable() const {
+bool Engine::IsLost() const {
+    return sqlite3_get_autocommit(m_connection->Handle()) != 0;
+}
+
+void Engine::CheckSound() const {
     if (m_refused) {
         throw ORQBasFailure(ORQBasFailureKind::Refused,
                             m_directory +
                                 ": an earlier failure left this handle in doubt; open the "
                                 "database again");
     }
+    if (Depth() > 0 && (IsLost() || m_connection->Unfinished() > 0)) {
+        throw ORQBasFailure(ORQBasFailureKind::Refused,
+                            m_directory +
+                                ": an earlier failure left the transaction that is open half "
+                                "done; it can only be undone");
+    }
+}
+
+void Engine::CheckUsable() {
+    CheckSound();
+    m_connection->NeedTransaction();
 }
 
 void Engine::Begin() {
-    CheckUsable();
+    CheckSound();
     if (!m_writable) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             m_directory + ": is open for reading only, nothing can be changed");
     }
+    m_bulkEnds.reserve(m_bulkEnds.size() + 1);  // what has begun is noted, whatever happens
     if (Depth() == 0) {
         EndSnapshot();
-        m_connection->Execute("BEGIN IMMEDIATE");
+        m_connection->Do(Bound::BeginToWrite);
+        m_chunks->TakeWroteBytes();  // those of a transaction that was undone do not count
         m_space->BeginTransaction(m_generation);
         m_changesBefore = sqlite3_total_changes(m_connection->Handle());
     } else {
@@ -424,86 +481,93 @@ void Engine::Begin() {
 }
 
 void Engine::Commit() {
-    CheckUsable();
-    if (Depth() > 1) {
-        m_connection->Execute(("RELEASE level" + std::to_string(Depth() - 1)).c_str());
-        m_bulkEnds.pop_back();
-        return;
-    }
-    const bool wroteBytes = m_chunks->TakeWroteBytes();
-    const bool hasChanges =
-        wroteBytes || sqlite3_total_changes(m_connection->Handle()) != m_changesBefore;
     try {
-        if (hasChanges) {
-            if (wroteBytes) {
-                m_space->TrimEnd(m_chunks->BulkEnd());
-                m_file.Flush();
-                m_refused = true;  // unless the sync returns
-                m_file.Sync(m_chunks->BulkEnd());
-                m_refused = false;
-            }
-            m_catalogue->Put(Table::State, 0, kFormatVersion,
-                             std::span<const std::byte>(m_identity), m_generation + 1, m_nextObject,
-                             m_nextSet, m_chunks->BulkEnd());
+        CheckSound();
+        if (Depth() == 1) {
+            CommitOutermost();
+        } else {
+            m_connection->Execute(("RELEASE level" + std::to_string(Depth() - 1)).c_str());
         }
-        m_catalogue->LeaveRows();
-        m_connection->Execute("COMMIT");
-    } catch (const ORQBasException&) {
+    } catch (...) {
         const int code = sqlite3_extended_errcode(m_connection->Handle());
         m_refused = m_refused || code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC;
         Rollback();
         throw;
     }
     m_bulkEnds.pop_back();
-    // The changes are durable now; if they cannot be looked at, the next use of the handle fails.
-    m_connection->FoldLongLog();
-    m_refused = true;
-    try {
-        BeginSnapshot();
-        m_refused = false;
-    } catch (const ORQBasException&) {
+    if (Depth() == 0) {
+        // The changes are durable, and what follows fails in silence: a log that was not folded is
+        // folded later, a snapshot that was not taken is taken when it is needed.
+        m_connection->FoldLongLog();
+        m_connection->Try(Bound::Begin);
     }
 }
 
-void Engine::Rollback() {
-    const std::int64_t bulkEnd = m_bulkEnds.back();
-    const int level = Depth() - 1;
+void Engine::CommitOutermost() {
+    const bool wroteBytes = m_chunks->TakeWroteBytes();
+    const bool hasChanges =
+        wroteBytes || sqlite3_total_changes(m_connection->Handle()) != m_changesBefore;
+    if (hasChanges) {
+        if (wroteBytes) {
+            m_space->TrimEnd(m_chunks->BulkEnd());
+            m_file.Flush();
+            m_refused = true;  // unless the sync returns
+            m_file.Sync(m_chunks->BulkEnd());
+            m_refused = false;
+        }
+        m_catalogue->Put(Table::State, 0, kFormatVersion, std::span<const std::byte>(m_identity),
+                         m_generation + 1, m_nextObject, m_nextSet, m_chunks->BulkEnd());
+    }
+    m_catalogue->LeaveRows();
+    m_connection->Do(Bound::Commit);
+    m_generation += hasChanges ? 1 : 0;
+}
+
+void Engine::Rollback() noexcept {
+    m_chunks->BulkEnd() = m_bulkEnds.back();
     m_bulkEnds.pop_back();
     m_chunks->Forget();
     m_space->Reload();
-    m_chunks->BulkEnd() = bulkEnd;
     m_chunks->BeginLevel();
-    const bool wasRefused = m_refused;
-    m_refused = true;  // unless all of this returns
     m_catalogue->LeaveRows();
-    if (level > 0) {
-        const std::string name = "level" + std::to_string(level);
-        m_connection->Execute(("ROLLBACK TO " + name + "; RELEASE " + name).c_str());
-    } else {
-        // SQLite has rolled back by itself after some failures.
-        if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
-            m_connection->Execute("ROLLBACK");
-        }
-        BeginSnapshot();
+    m_connection->Unfinished() = 0;
+    if (Depth() == 0) {
+        EndSnapshot();
+        m_connection->Try(Bound::Begin);
+    } else if (!IsLost()) {
+        std::array<char, 64> sql{};
+        std::snprintf(sql.data(), sql.size(), "ROLLBACK TO level%d; RELEASE level%d", Depth(),
+                      Depth());
+        const int code =
+            sqlite3_exec(m_connection->Handle(), sql.data(), nullptr, nullptr, nullptr);
+        // A transaction that was lost meanwhile is refused level by level.
+        m_refused = m_refused || (code != SQLITE_OK && !IsLost());
     }
-    m_refused = wasRefused;
 }
 
 bool Engine::Refresh() {
-    CheckUsable();
+    CheckSound();
     if (m_writable) {
         return false;  // the only writer sees the last state always
     }
-    const std::int64_t before = m_generation;
     m_lock.BeginChoosingSnapshot();
     EndSnapshot();
-    BeginSnapshot();
-    if (m_generation == before) {
-        return false;
+    State state;
+    try {
+        state = TakeSnapshot();
+        m_file.CheckReaches(state.bulkEnd);
+        m_lock.MarkSnapshot(state.generation);
+    } catch (...) {
+        EndSnapshot();  // rows of another state are never taken for those of this one
+        m_lock.EndChoosing();
+        throw;
     }
-    m_chunks->Forget();
-    m_file.CheckReaches(m_chunks->BulkEnd());
-    return true;
+    const bool isOther = state.generation != m_generation;
+    See(state);
+    if (isOther) {
+        m_chunks->Forget();
+    }
+    return isOther;
 }
 
 Sizes Engine::GetSizes() {

@@ -64,17 +64,20 @@ class Engine {
     // Transactions nest; the inner ones are savepoints. Depth is 0 outside of any.
     int Depth() const { return static_cast<int>(m_bulkEnds.size()); }
     void Begin();
-    // The outermost commit is durable when it returns. When it throws, the transaction has been
-    // rolled back; after a failed sync the handle refuses further work, since what the disk holds
-    // is then unknown.
+    // The outermost commit is durable when it returns. Whatever it throws, the level has been
+    // rolled back; the changes are lost, unless the handle refuses from then on because a sync
+    // failed: what the disk holds is then unknown. Throws Refused where a change of this level was
+    // left half done, or a failure has made SQLite undo the transaction.
     void Commit();
-    void Rollback();
-    // Throws Refused after a failure that leaves the handle in doubt.
-    void CheckUsable() const;
+    // Where it fails, the handle refuses from then on.
+    void Rollback() noexcept;
+    // Throws Refused after a failure that leaves the handle or its transaction in doubt.
+    void CheckUsable();
 
     // The number of the state that this handle sees; every commit that changes anything adds 1.
     std::int64_t Generation() const { return m_generation; }
     // A read-only handle moves to the last committed state; answers whether it is another one.
+    // When it throws, the handle shows the old state still, or refuses until a Refresh succeeds.
     bool Refresh();
 
     // Who has the database open for writing, this handle included; empty when nobody has.
@@ -91,9 +94,25 @@ class Engine {
     void PrepareNewFile();
     void OpenCatalogue();
     void WriteFirstState(const Identity& identity, FirstContent content);
-    void BeginSnapshot();
-    void EndSnapshot();
-    void ReadState();
+    // What the state row holds.
+    struct State {
+        Identity identity{};
+        std::int64_t generation = 0;
+        std::int64_t nextObject = 0;
+        int nextSet = 0;
+        std::int64_t bulkEnd = 0;
+    };
+    // Begins to read the state that was committed last, and answers which it is; when it throws,
+    // nothing has begun. From See on, the handle is in that state.
+    State TakeSnapshot();
+    void See(const State& state) noexcept;
+    // Undoes a transaction too.
+    void EndSnapshot() noexcept;
+    void ReplaceLostSnapshot();
+    void CheckSound() const;
+    bool IsLost() const;
+    State ReadState();
+    void CommitOutermost();
     void DropConnection();
 
     std::string m_directory;

@@ -125,15 +125,14 @@ void LockFile::RefuseBusy() {
         IsLocked(kWriterByte)
             ? "open for writing by " + ReadHolder(m_file)
             : "is being read; on a network file system nobody may read while somebody writes";
-    Close();
     throw ORQBasFailure(ORQBasFailureKind::Busy, m_path.substr(0, m_path.rfind('/')) + ": " + why);
 }
 
-void LockFile::Lock(short type, std::int64_t byte) {
+void LockFile::Lock(std::int64_t byte) {
     if (m_file < 0) {
         return;
     }
-    struct flock range = Range(type, byte, 1);
+    struct flock range = Range(F_RDLCK, byte, 1);
     if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
         if (IsHeldByOther(errno)) {
             RefuseBusy();
@@ -142,19 +141,24 @@ void LockFile::Lock(short type, std::int64_t byte) {
     }
 }
 
+void LockFile::Unlock(std::int64_t byte) noexcept {
+    struct flock range = Range(F_UNLCK, byte, 1);
+    fcntl(m_file, F_OFD_SETLK, &range);
+}
+
 void LockFile::BeginChoosingSnapshot() {
-    Lock(F_RDLCK, 0);
+    Lock(0);
 }
 
 void LockFile::MarkSnapshot(std::int64_t generation) {
     if (generation != m_marked) {
-        Lock(F_RDLCK, generation);
+        Lock(generation);
         if (m_marked != 0) {
-            Lock(F_UNLCK, m_marked);
+            Unlock(m_marked);
         }
         m_marked = generation;
     }
-    Lock(F_UNLCK, 0);
+    EndChoosing();
 }
 
 std::int64_t LockFile::OldestSnapshot(std::int64_t current) const {

@@ -43,8 +43,11 @@ class LockFile {
 
     // Throws Busy with the holder's name while a writer is alone.
     void BeginChoosingSnapshot();
-    // Ends the choosing; the mark of an earlier snapshot is taken away.
+    // Ends the choosing; the mark of an earlier snapshot is taken away. When it throws, that mark
+    // stays and the choosing goes on.
     void MarkSnapshot(std::int64_t generation);
+    // Ends the choosing without a choice.
+    void EndChoosing() noexcept { Unlock(0); }
 
     // Who holds the writer's lock, in words; empty when nobody does.
     std::string Writer() const;
@@ -56,7 +59,9 @@ class LockFile {
     std::int64_t OldestSnapshot(std::int64_t current) const;
 
   private:
-    void Lock(short type, std::int64_t byte);
+    void Lock(std::int64_t byte);
+    // Failing only holds back what could be used again.
+    void Unlock(std::int64_t byte) noexcept;
     bool IsLocked(std::int64_t byte) const;
     [[noreturn]] void RefuseBusy();
 

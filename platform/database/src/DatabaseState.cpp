@@ -140,7 +140,14 @@ void DatabaseState::Rollback(int level) noexcept {
 }
 
 bool DatabaseState::Refresh() {
-    const bool hasChanged = m_engine->Refresh();
+    bool hasChanged = false;
+    if (m_engine->MustReopen()) {
+        auto fresh = storage::Engine::Open(m_path, false);
+        hasChanged = fresh->Generation() != m_engine->Generation();
+        m_engine = std::move(fresh);
+    } else {
+        hasChanged = m_engine->Refresh();
+    }
     if (hasChanged) {
         ForgetCaches();
     }

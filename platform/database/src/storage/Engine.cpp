@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -117,12 +118,19 @@ void CheckHeader(const Connection& connection, const std::string& catalogue) {
     }
 }
 
-// Whether nobody can write here, so that the files cannot change while they are read.
-bool IsFrozen(const std::string& directory) {
+bool HasLog(const std::string& directory) {
     struct stat log {};
-    const std::string logPath = CataloguePath(directory) + "-wal";
-    const bool hasLog = stat(logPath.c_str(), &log) == 0 && log.st_size > 0;
-    return !MayAccess(directory, W_OK) && !hasLog;
+    return stat((CataloguePath(directory) + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+}
+
+// Whether this user can write the catalogue, and make the log and its index beside it.
+bool MayTakePart(const std::string& directory) {
+    return MayAccess(CataloguePath(directory), W_OK) && MayAccess(directory, W_OK);
+}
+
+bool IsOnReadOnlyFileSystem(const std::string& directory) {
+    struct statvfs status {};
+    return statvfs(directory.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
 }
 
 bool IsOnNetwork(const std::string& directory) {
@@ -147,7 +155,7 @@ std::string UriOf(const std::string& path) {
             uri += c;
         }
     }
-    return uri + "?immutable=1";
+    return uri;
 }
 
 }  // namespace
@@ -258,44 +266,114 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_directory = directory;
     engine->m_writable = writable;
-    // Readers too are opened for writing where that is allowed, so that the last one out, whoever
-    // it is, folds the log in and leaves two files; a reader itself never writes.
-    const std::string catalogue = CataloguePath(directory);
-    const bool isFrozen = !writable && IsFrozen(directory);
-    const bool canWrite = writable || MayAccess(catalogue, W_OK);
-    engine->Connect(isFrozen ? UriOf(catalogue) : catalogue,
-                    isFrozen   ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI
-                    : canWrite ? SQLITE_OPEN_READWRITE
-                               : SQLITE_OPEN_READONLY,
-                    PageChecksumVfsName());
-    // What is refused stays as it is, its log too.
-    engine->m_connection->FoldLogAtClose(false);
-    CheckHeader(*engine->m_connection, catalogue);
-    if (writable) {
-        engine->m_connection->CheckWritable();
-        engine->m_lock.OpenAsWriter(LockPath(directory), IsOnNetwork(directory)
-                                                             ? LockFile::Sharing::Alone
-                                                             : LockFile::Sharing::WithReaders);
+    if (writable || MayTakePart(directory)) {
+        engine->OpenWithOthers();
     } else {
-        engine->m_lock.OpenAsReader(LockPath(directory));
+        engine->OpenAsOnlooker();
     }
-    engine->OpenCatalogue();
-    if (!writable) {
-        engine->m_connection->Execute("PRAGMA query_only = 1");
-    }
-    if (!writable) {
-        engine->m_lock.BeginChoosingSnapshot();
-    }
-    engine->See(engine->TakeSnapshot());
-    if (!writable) {
-        engine->m_lock.MarkSnapshot(engine->m_generation);
-    }
-    engine->m_file.Open(BulkPath(directory), writable, engine->m_identity,
-                        engine->m_chunks->BulkEnd());
     engine->m_connection->FoldLogAtClose(true);
     engine->m_connection->PrepareBounds();
     engine->m_isOpen = true;
     return engine;
+}
+
+void Engine::ConnectToExisting(const std::string& name, int flags) {
+    Connect(name, flags, PageChecksumVfsName());
+    // What is refused stays as it is, its log too.
+    m_connection->FoldLogAtClose(false);
+    CheckHeader(*m_connection, CataloguePath(m_directory));
+}
+
+// Readers too are opened for writing, so that the last one out, whoever it is, folds the log in and
+// leaves two files; a reader itself never writes.
+void Engine::OpenWithOthers() {
+    ConnectToExisting(CataloguePath(m_directory), SQLITE_OPEN_READWRITE);
+    if (m_writable) {
+        m_connection->CheckWritable();
+        m_lock.OpenAsWriter(LockPath(m_directory), IsOnNetwork(m_directory)
+                                                       ? LockFile::Sharing::Alone
+                                                       : LockFile::Sharing::WithReaders);
+    } else {
+        m_lock.OpenAsReader(LockPath(m_directory), true);
+    }
+    Start();
+}
+
+// A user who may not write reads a log that is there, as others do. Where there is none, the
+// catalogue's file is whole, and stays as it is while the files are held: only who folds a log in
+// changes it, and looks for holders when there is a log. Likewise no space is used again that its
+// state needs once a choice is announced. So hold and announce first, then look for a log. Logs
+// come and go meanwhile, then it is tried again.
+void Engine::OpenAsOnlooker() {
+    constexpr int kAttempts = 100;
+    const bool hasLock = m_lock.OpenAsReader(LockPath(m_directory), false);
+    for (int attempt = 1;; ++attempt) {
+        m_lock.HoldFiles();
+        m_lock.BeginChoosingSnapshot();
+        if (!HasLog(m_directory)) {
+            return ReadWithoutLog(hasLock);
+        }
+        m_lock.LetFilesGo();
+        try {
+            return ReadFromLog();
+        } catch (const ORQBasFailure& failure) {
+            const bool mayPass = failure.Kind() == ORQBasFailureKind::Io ||
+                                 failure.Kind() == ORQBasFailureKind::Busy;
+            if (!mayPass) {
+                throw;
+            }
+            if (attempt == kAttempts) {
+                throw ORQBasFailure(failure.Kind(),
+                                    failure.Text() +
+                                        "; this user may not write here and has to be able to "
+                                        "read the log that was found, catalogue.sqlite-wal, and "
+                                        "its index, catalogue.sqlite-shm");
+            }
+        }
+        Reset();
+        usleep(static_cast<useconds_t>(100 * attempt));
+    }
+}
+
+void Engine::ReadFromLog() {
+    ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?readonly_shm=1",
+                      SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    Start();
+}
+
+void Engine::ReadWithoutLog(bool holdsFiles) {
+    if (!holdsFiles && !IsOnReadOnlyFileSystem(m_directory)) {
+        throw ORQBasFailure(ORQBasFailureKind::Io,
+                            LockPath(m_directory) +
+                                ": is missing or cannot be read; this user may not write here, and "
+                                "without it would not see that somebody else does");
+    }
+    m_isWithoutLog = true;
+    ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?immutable=1",
+                      SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    Start();
+}
+
+void Engine::Start() {
+    OpenCatalogue();
+    if (!m_writable) {
+        m_connection->Execute("PRAGMA query_only = 1");
+        m_lock.BeginChoosingSnapshot();
+    }
+    See(TakeSnapshot());
+    if (!m_writable) {
+        m_lock.MarkSnapshot(m_generation);
+    }
+    m_file.Open(BulkPath(m_directory), m_writable, m_identity, m_chunks->BulkEnd());
+}
+
+// As before Start.
+void Engine::Reset() {
+    m_chunks.reset();
+    m_space.reset();
+    m_catalogue.reset();
+    m_connection.reset();
+    m_file.Close();
 }
 
 Engine::~Engine() {
@@ -304,6 +382,7 @@ Engine::~Engine() {
     }
     const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
     const std::int64_t bulkEnd = m_chunks->BulkEnd();
+    m_connection->FoldLogAtClose(!m_lock.AreFilesHeld());
     DropConnection();
     if (isClean && m_lock.OldestSnapshot(m_generation) == m_generation) {
         m_file.CutOff(bulkEnd);
@@ -498,7 +577,9 @@ void Engine::Commit() {
     if (Depth() == 0) {
         // The changes are durable, and what follows fails in silence: a log that was not folded is
         // folded later, a snapshot that was not taken is taken when it is needed.
-        m_connection->FoldLongLog();
+        if (!m_lock.AreFilesHeld()) {
+            m_connection->FoldLongLog();
+        }
         m_connection->Try(Bound::Begin);
     }
 }
@@ -568,6 +649,10 @@ bool Engine::Refresh() {
         m_chunks->Forget();
     }
     return isOther;
+}
+
+bool Engine::MustReopen() const {
+    return m_isWithoutLog && HasLog(m_directory);
 }
 
 Sizes Engine::GetSizes() {

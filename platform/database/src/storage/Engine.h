@@ -80,6 +80,10 @@ class Engine {
     // When it throws, the handle shows the old state still, or refuses until a Refresh succeeds.
     bool Refresh();
 
+    // Whether there is something newer that only another handle can see: this one reads the
+    // catalogue without its log.
+    bool MustReopen() const;
+
     // Who has the database open for writing, this handle included; empty when nobody has.
     std::string Writer() const { return m_lock.Writer(); }
 
@@ -91,6 +95,13 @@ class Engine {
   private:
     Engine() = default;
     void Connect(const std::string& name, int flags, const char* vfs);
+    void ConnectToExisting(const std::string& name, int flags);
+    void OpenWithOthers();
+    void OpenAsOnlooker();
+    void ReadFromLog();
+    void ReadWithoutLog(bool holdsFiles);
+    void Start();
+    void Reset();
     void PrepareNewFile();
     void OpenCatalogue();
     void WriteFirstState(const Identity& identity, FirstContent content);
@@ -117,8 +128,9 @@ class Engine {
 
     std::string m_directory;
     bool m_writable = false;
-    bool m_isOpen = false;   // wholly: all was found to be in order
-    bool m_refused = false;  // an earlier failure left this handle in doubt
+    bool m_isWithoutLog = false;  // reads the catalogue's file as it lies
+    bool m_isOpen = false;        // wholly: all was found to be in order
+    bool m_refused = false;       // an earlier failure left this handle in doubt
     LockFile m_lock;
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<Catalogue> m_catalogue;

@@ -6,15 +6,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 
 #include "ORQBasFailure.h"
 
 namespace orq::storage {
 
 namespace {
-
-constexpr std::int64_t kWriterByte = std::numeric_limits<std::int64_t>::max() - 1;
 
 struct flock Range(short type, std::int64_t first, std::int64_t count) {
     struct flock range {};
@@ -77,10 +74,10 @@ void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
     m_isWriter = true;
 }
 
-bool LockFile::OpenAsReader(const std::string& path) {
+bool LockFile::OpenAsReader(const std::string& path, bool makes) {
     m_path = path;
     m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (m_file < 0 && errno == ENOENT) {
+    if (m_file < 0 && errno == ENOENT && makes) {
         m_file = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
     }
     if (m_file < 0 && errno != EROFS && errno != EACCES && errno != ENOENT && errno != EPERM) {
@@ -118,6 +115,11 @@ std::string LockFile::WriterOf(const std::string& path) {
 bool LockFile::IsLocked(std::int64_t byte) const {
     struct flock range = Range(F_WRLCK, byte, 1);
     return fcntl(m_file, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+}
+
+bool LockFile::AreFilesHeld() const {
+    struct flock range = Range(F_WRLCK, kFilesByte, 1);
+    return m_file < 0 || fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK;
 }
 
 void LockFile::RefuseBusy() {

@@ -85,7 +85,7 @@ class Connection {
     // transaction.
     void FoldLongLog() noexcept;
     // Whether the last close folds the log into the main file; at first it does.
-    void FoldLogAtClose(bool folds);
+    void FoldLogAtClose(bool folds) noexcept;
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no
     // loss (the log stays and is read at the next opening), so nothing is thrown.
     void Close() noexcept;

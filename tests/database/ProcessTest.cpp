@@ -2,6 +2,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <numeric>
@@ -205,6 +206,68 @@ TEST_F(ProcessTest, AProcessThatEndsWithoutClosingLeavesTheLastCommit) {
     EXPECT_EQ(database.Verify(), Texts());
     WriteAll(database, 4);
     EXPECT_EQ(ValueOf(database), "4");
+}
+
+// A child of fork() has copies of all handles. Their ends change nothing, and their use is refused
+// by the name of the process that opened them.
+TEST_F(ProcessTest, AForkedChildLeavesItsParentsDatabaseAlone) {
+    std::optional<ORQSimDatabase> database = OpenToWrite(m_path);
+    std::optional<ORQSimDatabase> inMemory = ORQSimDatabase::CreateInMemory();
+    MakeModel(*inMemory, kNodes);
+    WriteAll(*inMemory, 1);
+    std::optional<ORQSimTransaction> transaction(database->ContextID());
+    database->Focus().SetName(Slot(5), "in the parent only");
+    std::vector<std::function<void()>> uses = {
+        [&] { ValueOf(*database); },
+        [&] { database->Focus().Name(Slot(5)); },
+        [&] { database->Focus().SetName(Slot(5), "of the child"); },
+        [&] { ORQSimTransaction inner(database->ContextID()); },
+        [&] { transaction->Commit(); },
+        [&] { database->Refresh(); },
+        [&] { database->Verify(); },
+        [&] { database->Writer(); },
+        [&] { ValueOf(*inMemory); },
+        [&] { WriteAll(*inMemory, 2); },
+        [&] { OpenToRead(m_path); },
+        [&] { OpenToWrite(m_path); },
+    };
+    const std::string self = "process " + std::to_string(getpid());
+    Peer child(
+        {[&]() -> std::string {
+             for (std::size_t i = 0; i < uses.size(); ++i) {
+                 if (const auto fails = Fails(Kind::Refused, {self, "fork"}, uses[i]); !fails) {
+                     return "use " + std::to_string(i) + ": " + fails.message();
+                 }
+             }
+             return "refused";
+         },
+         [&]() -> std::string {
+             transaction.reset();
+             database.reset();
+             inMemory.reset();
+             return Fails(Kind::Refused, {self, "fork"}, uses.back()) ? "ended" : "open";
+         }});
+    transaction->Commit();
+    EXPECT_EQ(child.Run(), "refused");
+    for (int value = 2; value <= 120; ++value) {
+        InTransaction(*database, [&] {
+            ORQSimCollection(Nodes(*database)).ExtendSpace(kNodes + value);
+            Append(*database, RunOf(Nodes(*database), kNodes, value - 1),
+                   RunOf(Components(*database), 0, 1), Filled(value - 1, value));
+        });
+        WriteAll(*database, value);
+    }
+    EXPECT_EQ(child.Run(), "ended");
+    EXPECT_EQ(database->Verify(), Texts());
+    EXPECT_EQ(ValueOf(*inMemory), "1");
+    WriteAll(*database, 121);
+    database.reset();
+    database = OpenToWrite(m_path);
+    EXPECT_EQ(database->Verify(), Texts());
+    EXPECT_EQ(database->Focus().Name(Slot(5)).UTF8(), "in the parent only");
+    const Doubles values = FirstComponent(*database);
+    EXPECT_EQ(values.front(), 121);
+    EXPECT_EQ(values[kNodes + 118], 120);
 }
 
 // Batches of 50 rows whose values are their node numbers; the focus counts the batches. Now and

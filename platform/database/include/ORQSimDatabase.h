@@ -21,8 +21,15 @@ class DatabaseState;
 /// at a time may write to it, any number may read, also in other processes; a reader keeps seeing
 /// the state that was committed last when it was opened or refreshed.
 ///
+/// A child of fork() cannot use its parent's databases: every use throws Refused and names the
+/// process that opened them, opening them there again does so too, and what ends with the child
+/// changes nothing. Start programs by posix_spawn, which is safe at any time, or fork before
+/// databases are opened.
+///
 /// Failures are ORQBasFailure: Io, Damaged, Foreign (not a database, or of a newer format), Busy
-/// (another writer, which the text names), Refused (after a failed sync or rollback).
+/// (another writer, which the text names), Refused (after a failed sync or rollback, in a forked
+/// process). std::bad_alloc is what C++ says where memory has run out; it leaves what a failure
+/// leaves: a transaction that can be undone, nothing half read.
 class ORQ_EXPORT ORQSimDatabase {
   public:
     enum class Mode { ReadOnly, ReadWrite };

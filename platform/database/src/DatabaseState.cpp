@@ -21,10 +21,16 @@ constexpr std::size_t kMostInRow = 1024;
 // Drawers that are not chunked are still stored in pieces, so that changing a cell copies little.
 constexpr std::int64_t kPlainChunk = 4 << 20;
 
+struct OpenDatabase {
+    DatabaseState* state = nullptr;
+    // Of another process, from which this one came by fork(): to end it would change the files.
+    std::unique_ptr<storage::Engine> abandoned = nullptr;
+};
+
 // Open databases by context number; numbers are never given twice. Never destroyed: handles may be
 // held by objects that end later than this library's own.
-std::vector<DatabaseState*>& OpenDatabases() {
-    static auto& databases = *new std::vector<DatabaseState*>(1, nullptr);
+std::vector<OpenDatabase>& OpenDatabases() {
+    static auto& databases = *new std::vector<OpenDatabase>(1);
     return databases;
 }
 
@@ -59,7 +65,7 @@ DatabaseState::DatabaseState(std::unique_ptr<storage::Engine> engine)
     : m_engine(std::move(engine)),
       m_path(m_engine->Path()),
       m_context(static_cast<int>(OpenDatabases().size())) {
-    OpenDatabases().push_back(this);
+    OpenDatabases().push_back({this});
 }
 
 DatabaseState::~DatabaseState() {
@@ -67,10 +73,14 @@ DatabaseState::~DatabaseState() {
 }
 
 void DatabaseState::Close() {
-    OpenDatabases()[static_cast<std::size_t>(m_context.Value())] = nullptr;
+    OpenDatabase& database = OpenDatabases()[static_cast<std::size_t>(m_context.Value())];
+    database.state = nullptr;
     ForgetCaches();
     m_tempSets.clear();
     m_tempByHash.clear();
+    if (m_engine != nullptr && m_engine->IsOfOtherProcess()) {
+        database.abandoned = std::move(m_engine);
+    }
     m_engine.reset();
 }
 
@@ -81,7 +91,7 @@ std::string DatabaseState::ShownPath() const {
 DatabaseState* DatabaseState::Find(ORQSimContextID context) {
     const auto& databases = OpenDatabases();
     const auto number = static_cast<std::size_t>(context.Value());
-    return !context.IsNull() && number < databases.size() ? databases[number] : nullptr;
+    return !context.IsNull() && number < databases.size() ? databases[number].state : nullptr;
 }
 
 DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
@@ -92,6 +102,7 @@ DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
     if (state == nullptr) {
         throw ClosedFailure();
     }
+    state->m_engine->CheckProcess();
     return state;
 }
 
@@ -133,6 +144,9 @@ void DatabaseState::Commit() {
 }
 
 void DatabaseState::Rollback(int level) noexcept {
+    if (m_engine->IsOfOtherProcess()) {
+        return;
+    }
     ForgetCaches();
     while (m_engine->Depth() >= level) {
         m_engine->Rollback();

@@ -84,7 +84,8 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void CheckInnermost(int level) const;
     // Commits the innermost level; when that throws, the level has been undone.
     void Commit();
-    // Undoes this level and all inside it. Where that fails, the handle refuses from then on.
+    // Undoes this level and all inside it. Where that fails, the handle refuses from then on. Does
+    // nothing in another process than the one that began.
     void Rollback(int level) noexcept;
     bool Refresh();
 

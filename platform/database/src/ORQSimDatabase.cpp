@@ -24,6 +24,7 @@ const std::shared_ptr<DatabaseState>& Opened(const std::shared_ptr<DatabaseState
     if (state == nullptr || state->IsClosed()) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "the database is not open");
     }
+    state->Engine().CheckProcess();
     return state;
 }
 

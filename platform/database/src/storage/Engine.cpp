@@ -158,6 +158,12 @@ std::string UriOf(const std::string& path) {
     return uri;
 }
 
+// Never destroyed, as the list of databases; those of a process that forked stay in the child's.
+std::vector<const Engine*>& AllEngines() {
+    static auto& engines = *new std::vector<const Engine*>;
+    return engines;
+}
+
 }  // namespace
 
 std::string CataloguePath(const std::string& directory) {
@@ -198,6 +204,31 @@ void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk) {
     }
     if (!MayAccess(catalogue, R_OK)) {
         FailSystem(catalogue, "read");
+    }
+}
+
+Engine::Engine() {
+    AllEngines().push_back(this);
+}
+
+void Engine::RefuseProcess() const {
+    throw ORQBasFailure(
+        ORQBasFailureKind::Refused,
+        (IsInMemory() ? "database in memory" : m_directory) + ": was opened by process " +
+            std::to_string(m_process.Number()) + "; process " + std::to_string(getpid()) +
+            " came of it by fork() and cannot use it (start processes by posix_spawn, or open "
+            "databases after fork)");
+}
+
+// SQLite takes the locks that it has noted in memory for this process's own, also where they are
+// those of the process from which the memory was copied.
+void Engine::RefuseInherited(const std::string& directory) {
+    for (const Engine* engine : AllEngines()) {
+        std::error_code ignored;
+        if (engine->IsOfOtherProcess() && !engine->IsInMemory() &&
+            std::filesystem::equivalent(engine->m_directory, directory, ignored)) {
+            engine->RefuseProcess();
+        }
     }
 }
 
@@ -263,6 +294,7 @@ std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
 std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
     CheckLooksLikeDatabase(directory, true);
+    RefuseInherited(directory);
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_directory = directory;
     engine->m_writable = writable;
@@ -377,6 +409,7 @@ void Engine::Reset() {
 }
 
 Engine::~Engine() {
+    std::erase(AllEngines(), this);
     if (!m_isOpen) {
         return;  // what was found may be anything; it stays as it is
     }
@@ -520,6 +553,9 @@ bool Engine::IsLost() const {
 }
 
 void Engine::CheckSound() const {
+    if (m_process.IsOther()) {
+        RefuseProcess();
+    }
     if (m_refused) {
         throw ORQBasFailure(ORQBasFailureKind::Refused,
                             m_directory +
@@ -560,6 +596,7 @@ void Engine::Begin() {
 }
 
 void Engine::Commit() {
+    CheckProcess();
     try {
         CheckSound();
         if (Depth() == 1) {

@@ -17,6 +17,7 @@
 #include "ChunkStore.h"
 #include "FreeSpace.h"
 #include "LockFile.h"
+#include "ProcessMark.h"
 
 namespace orq::storage {
 
@@ -45,6 +46,15 @@ class Engine {
     ~Engine();
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
+
+    // A child of fork() has no part in the files, and must neither use nor destroy an engine of its
+    // parent's. Throws Refused with the number of the process that opened it.
+    void CheckProcess() const {
+        if (m_process.IsForked()) {
+            RefuseProcess();
+        }
+    }
+    bool IsOfOtherProcess() const { return m_process.IsOther(); }
 
     const std::string& Path() const { return m_directory; }
     bool IsWritable() const { return m_writable; }
@@ -93,7 +103,9 @@ class Engine {
     std::vector<std::string> Verify(const std::function<void(double)>& progress);
 
   private:
-    Engine() = default;
+    Engine();
+    [[noreturn]] void RefuseProcess() const;
+    static void RefuseInherited(const std::string& directory);
     void Connect(const std::string& name, int flags, const char* vfs);
     void ConnectToExisting(const std::string& name, int flags);
     void OpenWithOthers();
@@ -126,6 +138,7 @@ class Engine {
     void CommitOutermost();
     void DropConnection();
 
+    const ProcessMark m_process;
     std::string m_directory;
     bool m_writable = false;
     bool m_isWithoutLog = false;  // reads the catalogue's file as it lies

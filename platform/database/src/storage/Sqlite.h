@@ -15,6 +15,8 @@
 #include <utility>
 #include <variant>
 
+#include "ProcessMark.h"
+
 namespace orq::storage {
 
 // Four bytes as SQLite stores numbers. REQUIRES: they are in the span.
@@ -39,9 +41,9 @@ class Connection {
     // SQLite ends a transaction by itself when memory or the disk fails it, and statements that
     // follow would each be one of their own, on whatever state is the last. So rows are only asked
     // for and changed behind this, which calls what was given to take up a lost transaction again,
-    // or to refuse.
+    // or to refuse; also where this is another process than the one that connected.
     void NeedTransaction() {
-        if (sqlite3_get_autocommit(m_handle) != 0) {
+        if (sqlite3_get_autocommit(m_handle) != 0 || m_process.IsForked()) {
             m_onLoss();
         }
     }
@@ -94,6 +96,7 @@ class Connection {
     // The file that SQLITE_FCNTL_FILE_POINTER or SQLITE_FCNTL_JOURNAL_POINTER asks for.
     sqlite3_file* File(int which) const;
 
+    const ProcessMark m_process;
     sqlite3* m_handle = nullptr;
     std::string m_path;
     int m_nLogFrames = 0;    // as of the last commit

@@ -129,6 +129,46 @@ TEST_F(ProcessTest, AReaderKeepsItsStateWhileAnotherProcessOverwritesManyTimes) 
     EXPECT_EQ(database.Verify(), Texts());
 }
 
+// What a reader held back lies at the end of the file; it goes when a later commit finds it free,
+// also one that writes no bulk data.
+TEST_F(ProcessTest, SpaceThatALongHeldStateKeptIsGivenBack) {
+    const auto sizeOnDisk = [&] {
+        return static_cast<std::int64_t>(std::filesystem::file_size(m_path + "/bulk.bin"));
+    };
+    const ORQSimDatabase writer = OpenToWrite(m_path);
+    const auto touch = [&](const char* name) {
+        InTransaction(writer, [&] { writer.Focus().SetName(Slot(5), name); });
+    };
+    touch("a");
+    const std::int64_t least = sizeOnDisk();
+    std::int64_t most = 0;
+    {
+        std::optional<ORQSimDatabase> reader = OpenToRead(m_path);
+        for (int value = 2; value <= 60; ++value) {
+            WriteAll(writer, value);
+        }
+        most = writer.Sizes().bulk;
+        EXPECT_GT(most, 20 * least);
+        touch("b");
+        EXPECT_EQ(writer.Sizes().bulk, most);
+        EXPECT_EQ(ValueOf(*reader), "1");
+        reader->Refresh();
+        EXPECT_EQ(ValueOf(*reader), "60");
+        // Now only the last state is read, whose data lie at the end.
+        touch("c");
+        EXPECT_EQ(ValueOf(*reader), "60");
+        reader.reset();
+    }
+    WriteAll(writer, 61);
+    touch("d");
+    EXPECT_LT(writer.Sizes().bulk, 3 * least);
+    EXPECT_EQ(sizeOnDisk(), writer.Sizes().bulk);
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), "61");
+    WriteAll(writer, 62);
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), "62");
+    EXPECT_EQ(writer.Verify(), Texts());
+}
+
 TEST_F(ProcessTest, AReaderOfTheSameProcessSeesCommitsAfterRefreshing) {
     const ORQSimDatabase writer = OpenToWrite(m_path);
     ORQSimDatabase reader = OpenToRead(m_path);

@@ -414,11 +414,10 @@ Engine::~Engine() {
         return;  // what was found may be anything; it stays as it is
     }
     const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
-    const std::int64_t bulkEnd = m_chunks->BulkEnd();
     m_connection->FoldLogAtClose(!m_lock.AreFilesHeld());
     DropConnection();
-    if (isClean && m_lock.OldestSnapshot(m_generation) == m_generation) {
-        m_file.CutOff(bulkEnd);
+    if (isClean) {
+        CutOffBulk();
     }
 }
 
@@ -612,12 +611,23 @@ void Engine::Commit() {
     }
     m_bulkEnds.pop_back();
     if (Depth() == 0) {
-        // The changes are durable, and what follows fails in silence: a log that was not folded is
-        // folded later, a snapshot that was not taken is taken when it is needed.
+        // The changes are durable, and what follows fails in silence: space that was not given back
+        // is given back later, a log that was not folded is folded later, a snapshot that was not
+        // taken is taken when it is needed.
+        CutOffBulk();
         if (!m_lock.AreFilesHeld()) {
             m_connection->FoldLongLog();
         }
         m_connection->Try(Bound::Begin);
+    }
+}
+
+// A reader of an older state compares the file's length with the end that its state says; so it is
+// cut only while there is none.
+void Engine::CutOffBulk() noexcept {
+    const std::int64_t end = m_chunks->BulkEnd();
+    if (m_file.Reaches(end + 1) && m_lock.OldestSnapshot(m_generation) == m_generation) {
+        m_file.CutOff(end);
     }
 }
 
@@ -626,8 +636,8 @@ void Engine::CommitOutermost() {
     const bool hasChanges =
         wroteBytes || sqlite3_total_changes(m_connection->Handle()) != m_changesBefore;
     if (hasChanges) {
+        m_space->TrimEnd(m_chunks->BulkEnd());
         if (wroteBytes) {
-            m_space->TrimEnd(m_chunks->BulkEnd());
             m_file.Flush();
             m_refused = true;  // unless the sync returns
             m_file.Sync(m_chunks->BulkEnd());

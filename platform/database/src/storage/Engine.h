@@ -136,6 +136,7 @@ class Engine {
     bool IsLost() const;
     State ReadState();
     void CommitOutermost();
+    void CutOffBulk() noexcept;
     void DropConnection();
 
     const ProcessMark m_process;

@@ -186,6 +186,20 @@ TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
     EXPECT_EQ(database.Verify().size(), 1u);
 }
 
+TEST_F(DamageTest, ADamagedDatabaseIsNotCopied) {
+    const std::string copy = m_folder / "copy.orq";
+    Open().CopyTo(copy);
+    EXPECT_EQ(ReadAll(ORQSimDatabase::Open(copy, Mode::ReadOnly)), m_contents);
+    std::filesystem::remove_all(copy);
+    std::string damaged = m_bulk;
+    const double value = ValueAt(20'000);
+    damaged[damaged.find(std::string(reinterpret_cast<const char*>(&value), sizeof value))] ^= 1;
+    WriteBytes(Bulk(m_path), damaged);
+    EXPECT_TRUE(
+        Fails(Kind::Damaged, {Bulk(m_path), "block at byte"}, [&] { Open().CopyTo(copy); }));
+    EXPECT_FALSE(std::filesystem::exists(copy));
+}
+
 TEST_F(DamageTest, AppendingToADamagedBlockDoesNotHideTheDamage) {
     const double value = ValueAt(kNodes - 50);
     std::string damaged = m_bulk;

@@ -129,6 +129,44 @@ TEST_F(ProcessTest, AReaderKeepsItsStateWhileAnotherProcessOverwritesManyTimes) 
     EXPECT_EQ(database.Verify(), Texts());
 }
 
+TEST_F(ProcessTest, ACopyMadeWhileAnotherWritesIsOneState) {
+    const std::string copy = m_folder / "copy.orq";
+    Peer writer({[&]() -> std::string {
+        const ORQSimDatabase database = OpenToWrite(m_path);
+        while (!std::filesystem::exists(m_folder / "enough")) {
+            WriteAll(database, static_cast<double>(database.Generation()));
+        }
+        return "done";
+    }});
+    writer.Go();
+    int last = 0;
+    int nStates = 0;
+    for (int i = 0; i < 20 * Thoroughness(); ++i) {
+        OpenToRead(m_path).CopyTo(copy);
+        {
+            const ORQSimDatabase database = OpenToWrite(copy);
+            EXPECT_EQ(database.Verify(), Texts());
+            const int seen = std::stoi(ValueOf(database));
+            ASSERT_GE(seen, last);
+            nStates += seen > last ? 1 : 0;
+            last = seen;
+            WriteAll(database, -1);
+        }
+        EXPECT_TRUE(Fails(Kind::Usage, {copy, "exists"}, [&] { OpenToRead(m_path).CopyTo(copy); }));
+        std::filesystem::remove_all(copy);
+    }
+    EXPECT_GT(nStates, 3);
+    WriteBytes(m_folder / "enough", "");
+    EXPECT_EQ(writer.Answer(), "done");
+    EXPECT_EQ(OpenToWrite(m_path).Verify(), Texts());
+
+    // Its files are not those of the other one.
+    OpenToWrite(m_path).CopyTo(copy);
+    std::filesystem::copy_file(m_path + "/bulk.bin", copy + "/bulk.bin",
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_TRUE(Fails(Kind::Foreign, {copy, "another database"}, [&] { OpenToRead(copy); }));
+}
+
 // What a reader held back lies at the end of the file; it goes when a later commit finds it free,
 // also one that writes no bulk data.
 TEST_F(ProcessTest, SpaceThatALongHeldStateKeptIsGivenBack) {

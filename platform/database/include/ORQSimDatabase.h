@@ -96,6 +96,16 @@ class ORQ_EXPORT ORQSimDatabase {
     /// Counts the commits that changed anything.
     std::int64_t Generation() const;
 
+    /// Makes a database of the state that this handle sees, under a name that is free; a writer may
+    /// go on meanwhile. Every block of bulk data is compared with its checksum on the way. The copy
+    /// has an identity of its own. `progress` is called with numbers from 0 to 1; what it throws
+    /// ends the copying. On any failure nothing is left under the name.
+    ///
+    /// Throws Usage when the name is taken, in memory, and while a transaction is open; Damaged.
+    void CopyTo(
+        const std::string& directory,
+        const std::function<void(double)>& progress = [](double) {}) const;
+
     /// Who has the database open for writing, for example "process 812 on host"; empty when nobody
     /// has, and in memory. A writer that was killed is gone from the moment on which its process
     /// ended. What it committed is there after a Refresh() that follows the question.

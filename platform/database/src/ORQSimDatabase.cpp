@@ -108,6 +108,11 @@ std::int64_t ORQSimDatabase::Generation() const {
     return Opened(m_state)->Engine().Generation();
 }
 
+void ORQSimDatabase::CopyTo(const std::string& directory,
+                            const std::function<void(double)>& progress) const {
+    Opened(m_state)->Engine().CopyTo(directory, progress);
+}
+
 std::string ORQSimDatabase::Writer() const {
     return Opened(m_state)->Engine().Writer();
 }

@@ -47,15 +47,6 @@ void SyncDirectory(const std::string& path) {
     close(file);
 }
 
-Identity NewIdentity() {
-    Identity identity;
-    std::random_device random;
-    for (std::byte& byte : identity) {
-        byte = static_cast<std::byte>(random());
-    }
-    return identity;
-}
-
 std::string WithoutTrailingSlash(std::string directory) {
     while (directory.size() > 1 && directory.back() == '/') {
         directory.pop_back();
@@ -176,6 +167,15 @@ std::string LockPath(const std::string& directory) {
     return directory + "/lock";
 }
 
+Identity NewIdentity() {
+    Identity identity;
+    std::random_device random;
+    for (std::byte& byte : identity) {
+        byte = static_cast<std::byte>(random());
+    }
+    return identity;
+}
+
 void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk) {
     std::error_code error;
     const auto status = std::filesystem::status(directory, error);
@@ -232,7 +232,8 @@ void Engine::RefuseInherited(const std::string& directory) {
     }
 }
 
-void Engine::Build(const std::string& givenDirectory, FirstContent content, const Filling& fill) {
+void Engine::MakeOutOfSight(const std::string& givenDirectory,
+                            const std::function<void(const std::string&)>& make) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
     if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
@@ -246,20 +247,7 @@ void Engine::Build(const std::string& givenDirectory, FirstContent content, cons
         FailSystem(beside, "create the directory");
     }
     try {
-        std::unique_ptr<Engine> engine(new Engine);
-        engine->m_directory = beside;
-        engine->m_writable = true;
-        engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
-        const Identity identity = NewIdentity();
-        engine->m_file.Create(BulkPath(beside), identity);
-        engine->Connect(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                        PageChecksumVfsName());
-        engine->PrepareNewFile();
-        engine->OpenCatalogue();
-        engine->WriteFirstState(identity, content);
-        engine->See(engine->TakeSnapshot());
-        engine->m_isOpen = true;
-        fill(std::move(engine));
+        make(beside);
         SyncDirectory(beside);
         if (renameat2(AT_FDCWD, beside.c_str(), AT_FDCWD, directory.c_str(), RENAME_NOREPLACE) !=
             0) {
@@ -272,6 +260,25 @@ void Engine::Build(const std::string& givenDirectory, FirstContent content, cons
         std::filesystem::remove_all(made, ignored);
         throw;
     }
+}
+
+void Engine::Build(const std::string& directory, FirstContent content, const Filling& fill) {
+    MakeOutOfSight(directory, [&](const std::string& beside) {
+        std::unique_ptr<Engine> engine(new Engine);
+        engine->m_directory = beside;
+        engine->m_writable = true;
+        engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
+        const Identity identity = NewIdentity();
+        engine->m_file.Create(BulkPath(beside), identity);
+        engine->Connect(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                        PageChecksumVfsName());
+        PrepareNewFile(*engine->m_connection);
+        engine->OpenCatalogue();
+        engine->WriteFirstState(identity, content);
+        engine->See(engine->TakeSnapshot());
+        engine->m_isOpen = true;
+        fill(std::move(engine));
+    });
 }
 
 std::unique_ptr<Engine> Engine::Create(const std::string& directory, FirstContent content) {
@@ -435,14 +442,14 @@ void Engine::Connect(const std::string& name, int flags, const char* vfs) {
     m_connection->WhenTransactionIsLost([this] { ReplaceLostSnapshot(); });
 }
 
-void Engine::PrepareNewFile() {
+void Engine::PrepareNewFile(Connection& catalogue) {
     int reserved = kPageReservedBytes;
-    m_connection->Check(
-        sqlite3_file_control(m_connection->Handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved),
+    catalogue.Check(
+        sqlite3_file_control(catalogue.Handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved),
         "reserve room for page checksums");
-    m_connection->Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
-    m_connection->Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
-    m_connection->Execute("PRAGMA journal_mode = WAL");
+    catalogue.Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
+    catalogue.Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+    catalogue.Execute("PRAGMA journal_mode = WAL");
 }
 
 void Engine::OpenCatalogue() {

@@ -97,6 +97,11 @@ class Engine {
     // Who has the database open for writing, this handle included; empty when nobody has.
     std::string Writer() const { return m_lock.Writer(); }
 
+    // Makes a database of the state that this handle sees, out of sight, and gives it its name.
+    // Throws Usage when the name is taken or a transaction is open, Damaged when a block of bulk
+    // data is; then nothing is left under the name. Progress goes from 0 to 1.
+    void CopyTo(const std::string& directory, const std::function<void(double)>& progress);
+
     Sizes GetSizes();
     // Compares every page and every block with its checksum, and accounts for every byte of the
     // bulk file; answers what is wrong, empty when nothing is. Progress goes from 0 to 1.
@@ -114,7 +119,10 @@ class Engine {
     void ReadWithoutLog(bool holdsFiles);
     void Start();
     void Reset();
-    void PrepareNewFile();
+    static void PrepareNewFile(Connection& catalogue);
+    static void MakeOutOfSight(const std::string& directory,
+                               const std::function<void(const std::string&)>& make);
+    void CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& progress);
     void OpenCatalogue();
     void WriteFirstState(const Identity& identity, FirstContent content);
     // What the state row holds.
@@ -163,6 +171,8 @@ class Engine {
 std::string CataloguePath(const std::string& directory);
 std::string BulkPath(const std::string& directory);
 std::string LockPath(const std::string& directory);
+
+Identity NewIdentity();
 
 // Says what a path is instead of a database, before SQLite sees it: throws Io, Foreign or Damaged.
 void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk);

@@ -558,10 +558,14 @@ bool Engine::IsLost() const {
     return sqlite3_get_autocommit(m_connection->Handle()) != 0;
 }
 
-void Engine::CheckSound() const {
+void Engine::CheckOwner() const {
     if (m_process.IsOther()) {
         RefuseProcess();
     }
+}
+
+void Engine::CheckSound() const {
+    CheckProcess();
     if (m_refused) {
         throw ORQBasFailure(ORQBasFailureKind::Refused,
                             m_directory +
@@ -582,6 +586,7 @@ void Engine::CheckUsable() {
 }
 
 void Engine::Begin() {
+    CheckOwner();
     CheckSound();
     if (!m_writable) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
@@ -602,7 +607,7 @@ void Engine::Begin() {
 }
 
 void Engine::Commit() {
-    CheckProcess();
+    CheckOwner();
     try {
         CheckSound();
         if (Depth() == 1) {
@@ -681,6 +686,7 @@ void Engine::Rollback() noexcept {
 }
 
 bool Engine::Refresh() {
+    CheckOwner();
     CheckSound();
     if (m_writable) {
         return false;  // the only writer sees the last state always

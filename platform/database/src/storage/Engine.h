@@ -140,6 +140,8 @@ class Engine {
     // Undoes a transaction too.
     void EndSnapshot() noexcept;
     void ReplaceLostSnapshot();
+    // As CheckProcess, by asking the system.
+    void CheckOwner() const;
     void CheckSound() const;
     bool IsLost() const;
     State ReadState();

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # The tests of storage and recovery that could go on for ever, for a quarter of an hour or more
 # instead of a minute: processes killed 500 times, readers beside a writer for 50 s, every call to
-# the disk stopped or failed in many ways, 10,000 bytes of the bulk file and each of the catalogue's first
-# pages damaged.
+# the disk stopped or failed in many ways, each read failing, memory running out, 10,000 openings of a user
+# who may not write, 10,000 bytes of the bulk file and each of the catalogue's first pages damaged.
 #
 #   scripts/long_tests.sh [THOROUGHNESS]    how often as much as usual; 25 when it is left out
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"

@@ -2,6 +2,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <numeric>
@@ -128,6 +129,84 @@ TEST_F(ProcessTest, AReaderKeepsItsStateWhileAnotherProcessOverwritesManyTimes) 
     EXPECT_EQ(database.Verify(), Texts());
 }
 
+TEST_F(ProcessTest, ACopyMadeWhileAnotherWritesIsOneState) {
+    const std::string copy = m_folder / "copy.orq";
+    Peer writer({[&]() -> std::string {
+        const ORQSimDatabase database = OpenToWrite(m_path);
+        while (!std::filesystem::exists(m_folder / "enough")) {
+            WriteAll(database, static_cast<double>(database.Generation()));
+        }
+        return "done";
+    }});
+    writer.Go();
+    int last = 0;
+    int nStates = 0;
+    for (int i = 0; i < 20 * Thoroughness(); ++i) {
+        OpenToRead(m_path).CopyTo(copy);
+        {
+            const ORQSimDatabase database = OpenToWrite(copy);
+            EXPECT_EQ(database.Verify(), Texts());
+            const int seen = std::stoi(ValueOf(database));
+            ASSERT_GE(seen, last);
+            nStates += seen > last ? 1 : 0;
+            last = seen;
+            WriteAll(database, -1);
+        }
+        EXPECT_TRUE(Fails(Kind::Usage, {copy, "exists"}, [&] { OpenToRead(m_path).CopyTo(copy); }));
+        std::filesystem::remove_all(copy);
+    }
+    EXPECT_GT(nStates, 3);
+    WriteBytes(m_folder / "enough", "");
+    EXPECT_EQ(writer.Answer(), "done");
+    EXPECT_EQ(OpenToWrite(m_path).Verify(), Texts());
+
+    // Its files are not those of the other one.
+    OpenToWrite(m_path).CopyTo(copy);
+    std::filesystem::copy_file(m_path + "/bulk.bin", copy + "/bulk.bin",
+                               std::filesystem::copy_options::overwrite_existing);
+    EXPECT_TRUE(Fails(Kind::Foreign, {copy, "another database"}, [&] { OpenToRead(copy); }));
+}
+
+// What a reader held back lies at the end of the file; it goes when a later commit finds it free,
+// also one that writes no bulk data.
+TEST_F(ProcessTest, SpaceThatALongHeldStateKeptIsGivenBack) {
+    const auto sizeOnDisk = [&] {
+        return static_cast<std::int64_t>(std::filesystem::file_size(m_path + "/bulk.bin"));
+    };
+    const ORQSimDatabase writer = OpenToWrite(m_path);
+    const auto touch = [&](const char* name) {
+        InTransaction(writer, [&] { writer.Focus().SetName(Slot(5), name); });
+    };
+    touch("a");
+    const std::int64_t least = sizeOnDisk();
+    std::int64_t most = 0;
+    {
+        std::optional<ORQSimDatabase> reader = OpenToRead(m_path);
+        for (int value = 2; value <= 60; ++value) {
+            WriteAll(writer, value);
+        }
+        most = writer.Sizes().bulk;
+        EXPECT_GT(most, 20 * least);
+        touch("b");
+        EXPECT_EQ(writer.Sizes().bulk, most);
+        EXPECT_EQ(ValueOf(*reader), "1");
+        reader->Refresh();
+        EXPECT_EQ(ValueOf(*reader), "60");
+        // Now only the last state is read, whose data lie at the end.
+        touch("c");
+        EXPECT_EQ(ValueOf(*reader), "60");
+        reader.reset();
+    }
+    WriteAll(writer, 61);
+    touch("d");
+    EXPECT_LT(writer.Sizes().bulk, 3 * least);
+    EXPECT_EQ(sizeOnDisk(), writer.Sizes().bulk);
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), "61");
+    WriteAll(writer, 62);
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), "62");
+    EXPECT_EQ(writer.Verify(), Texts());
+}
+
 TEST_F(ProcessTest, AReaderOfTheSameProcessSeesCommitsAfterRefreshing) {
     const ORQSimDatabase writer = OpenToWrite(m_path);
     ORQSimDatabase reader = OpenToRead(m_path);
@@ -205,6 +284,68 @@ TEST_F(ProcessTest, AProcessThatEndsWithoutClosingLeavesTheLastCommit) {
     EXPECT_EQ(database.Verify(), Texts());
     WriteAll(database, 4);
     EXPECT_EQ(ValueOf(database), "4");
+}
+
+// A child of fork() has copies of all handles. Their ends change nothing, and their use is refused
+// by the name of the process that opened them.
+TEST_F(ProcessTest, AForkedChildLeavesItsParentsDatabaseAlone) {
+    std::optional<ORQSimDatabase> database = OpenToWrite(m_path);
+    std::optional<ORQSimDatabase> inMemory = ORQSimDatabase::CreateInMemory();
+    MakeModel(*inMemory, kNodes);
+    WriteAll(*inMemory, 1);
+    std::optional<ORQSimTransaction> transaction(database->ContextID());
+    database->Focus().SetName(Slot(5), "in the parent only");
+    std::vector<std::function<void()>> uses = {
+        [&] { ValueOf(*database); },
+        [&] { database->Focus().Name(Slot(5)); },
+        [&] { database->Focus().SetName(Slot(5), "of the child"); },
+        [&] { ORQSimTransaction inner(database->ContextID()); },
+        [&] { transaction->Commit(); },
+        [&] { database->Refresh(); },
+        [&] { database->Verify(); },
+        [&] { database->Writer(); },
+        [&] { ValueOf(*inMemory); },
+        [&] { WriteAll(*inMemory, 2); },
+        [&] { OpenToRead(m_path); },
+        [&] { OpenToWrite(m_path); },
+    };
+    const std::string self = "process " + std::to_string(getpid());
+    Peer child(
+        {[&]() -> std::string {
+             for (std::size_t i = 0; i < uses.size(); ++i) {
+                 if (const auto fails = Fails(Kind::Refused, {self, "fork"}, uses[i]); !fails) {
+                     return "use " + std::to_string(i) + ": " + fails.message();
+                 }
+             }
+             return "refused";
+         },
+         [&]() -> std::string {
+             transaction.reset();
+             database.reset();
+             inMemory.reset();
+             return Fails(Kind::Refused, {self, "fork"}, uses.back()) ? "ended" : "open";
+         }});
+    transaction->Commit();
+    EXPECT_EQ(child.Run(), "refused");
+    for (int value = 2; value <= 120; ++value) {
+        InTransaction(*database, [&] {
+            ORQSimCollection(Nodes(*database)).ExtendSpace(kNodes + value);
+            Append(*database, RunOf(Nodes(*database), kNodes, value - 1),
+                   RunOf(Components(*database), 0, 1), Filled(value - 1, value));
+        });
+        WriteAll(*database, value);
+    }
+    EXPECT_EQ(child.Run(), "ended");
+    EXPECT_EQ(database->Verify(), Texts());
+    EXPECT_EQ(ValueOf(*inMemory), "1");
+    WriteAll(*database, 121);
+    database.reset();
+    database = OpenToWrite(m_path);
+    EXPECT_EQ(database->Verify(), Texts());
+    EXPECT_EQ(database->Focus().Name(Slot(5)).UTF8(), "in the parent only");
+    const Doubles values = FirstComponent(*database);
+    EXPECT_EQ(values.front(), 121);
+    EXPECT_EQ(values[kNodes + 118], 120);
 }
 
 // Batches of 50 rows whose values are their node numbers; the focus counts the batches. Now and

@@ -4,6 +4,7 @@
 #include <linux/limits.h>
 #include <linux/magic.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/vfs.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -84,6 +86,23 @@ void* Map(void* at, std::size_t size, int protection, int flags, int file, off_t
     return reinterpret_cast<void*>(syscall(SYS_mmap, at, size, protection, flags, file, offset));
 }
 
+// Whether a call that changes nothing has to fail.
+bool FailsToAnswer(int descriptor) {
+    if (g_watch == nullptr || descriptor < 0 || !g_watch->IsBelow(PathOf(descriptor)) ||
+        !g_watch->FailsQuestion()) {
+        return false;
+    }
+    errno = EIO;
+    return true;
+}
+
+// Giving a lock back does not fail.
+bool TakesLock(int command, const void* argument) {
+    return command == F_OFD_GETLK ||
+           ((command == F_SETLK || command == F_OFD_SETLK) &&
+            static_cast<const struct flock*>(argument)->l_type != F_UNLCK);
+}
+
 void Put(std::string& file, std::int64_t offset, std::string_view bytes) {
     file.resize(std::max(file.size(), static_cast<std::size_t>(offset) + bytes.size()));
     file.replace(static_cast<std::size_t>(offset), bytes.size(), bytes);
@@ -113,6 +132,37 @@ ssize_t pwrite(int file, const void* bytes, std::size_t size, off_t offset) {
 }
 ssize_t pwrite64(int file, const void* bytes, std::size_t size, off64_t offset) {
     return Write(file, bytes, size, offset);
+}
+ssize_t pread(int file, void* bytes, std::size_t size, off_t offset) {
+    return FailsToAnswer(file) ? -1 : syscall(SYS_pread64, file, bytes, size, offset);
+}
+ssize_t pread64(int file, void* bytes, std::size_t size, off64_t offset) {
+    return FailsToAnswer(file) ? -1 : syscall(SYS_pread64, file, bytes, size, offset);
+}
+ssize_t read(int file, void* bytes, std::size_t size) {
+    return FailsToAnswer(file) ? -1 : syscall(SYS_read, file, bytes, size);
+}
+int fstat(int file, struct stat* status) noexcept {
+    return FailsToAnswer(file) ? -1 : static_cast<int>(syscall(SYS_fstat, file, status));
+}
+int fstat64(int file, struct stat64* status) noexcept {
+    return FailsToAnswer(file) ? -1 : static_cast<int>(syscall(SYS_fstat, file, status));
+}
+int fcntl(int file, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return TakesLock(command, argument) && FailsToAnswer(file)
+               ? -1
+               : static_cast<int>(syscall(SYS_fcntl, file, command, argument));
+}
+int fcntl64(int file, int command, ...) {
+    va_list arguments;
+    va_start(arguments, command);
+    void* argument = va_arg(arguments, void*);
+    va_end(arguments);
+    return fcntl(file, command, argument);
 }
 int ftruncate(int file, off_t size) noexcept {
     return Truncate(file, size);
@@ -168,6 +218,16 @@ void DiskWatch::Fail(std::size_t first, std::size_t last, How how) {
     m_failFirst = first;
     m_failLast = last;
     m_how = how;
+}
+
+void DiskWatch::FailQuestions(std::size_t first, std::size_t count) {
+    m_questionsFail = first;
+    m_nFailing = count;
+}
+
+bool DiskWatch::FailsQuestion() {
+    const std::size_t number = m_nQuestions++;
+    return number >= m_questionsFail && number < m_questionsFail + m_nFailing;
 }
 
 bool DiskWatch::Watches(const std::string& path) const {

@@ -2,7 +2,8 @@
 // without what the disk had not been told to keep.
 //
 // The program that links DiskCalls.cpp has the system's calls pwrite, ftruncate, fdatasync, fsync,
-// unlink, renameat2 and mmap replaced by ones that record. That holds for every library in it,
+// unlink, renameat2 and mmap replaced by ones that record, and pread, read, fstat and fcntl, which
+// change nothing on a disk, by ones that only count. That holds for every library in it,
 // SQLite included, so what is tested is what ships, without a seam in it.
 #pragma once
 
@@ -44,6 +45,14 @@ class DiskWatch {
     // for want of memory, the others by a fault of the disk.
     void Fail(std::size_t first, std::size_t last, How how);
 
+    // Reads, questions for sizes, and locks, also on the index of the log and on the lock file:
+    // from question `first` on `count` of them fail by a fault of the disk.
+    std::size_t Questions() const { return m_nQuestions; }
+    void FailQuestions(std::size_t first, std::size_t count);
+    // For the replaced calls: whether the question has to fail.
+    bool FailsQuestion();
+    bool IsBelow(const std::string& path) const { return path.starts_with(m_folder); }
+
     // For the replaced calls: adds the call; answers the error that it has to end with, or 0.
     int Enter(DiskCall call);
     bool Watches(const std::string& path) const;
@@ -58,6 +67,9 @@ class DiskWatch {
     std::size_t m_failFirst = 0;
     std::size_t m_failLast = 0;
     How m_how = How::Refuse;
+    std::size_t m_nQuestions = 0;
+    std::size_t m_questionsFail = 0;
+    std::size_t m_nFailing = 0;
 };
 
 // The files below a folder, by their relative names.

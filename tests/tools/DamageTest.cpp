@@ -196,6 +196,27 @@ TEST_F(DamageTest, WhatAModelNamesMustExist) {
     }
 }
 
+TEST_F(DamageTest, CopyMakesAnEqualDatabaseOrNone) {
+    const std::string made = folder_ / "copy.orq";
+    const CommandResult copied = RunHere({"copy", target_, made, "--json"});
+    EXPECT_EQ(copied.status, 0) << copied.err;
+    EXPECT_EQ(nlohmann::json::parse(copied.out)["output"], made);
+    EXPECT_EQ(RunHere({"verify", made}).status, 0);
+    for (const auto& [database, picture] : {std::pair(target_, "a.vtu"), std::pair(made, "b.vtu")})
+        EXPECT_EQ(RunHere({"export", database, "-o", folder_ / picture}).status, 0);
+    EXPECT_EQ(Bytes(folder_ / "a.vtu"), Bytes(folder_ / "b.vtu"));
+
+    EXPECT_EQ(RunHere({"copy", target_, made}).status, 2);
+    EXPECT_EQ(RunHere({"copy", target_, made, "--force"}).status, 0);
+    std::string bytes = Bytes(BulkPath());
+    bytes[4096 + 100] = static_cast<char>(bytes[4096 + 100] ^ 1);
+    PutBytes(BulkPath(), bytes);
+    EXPECT_EQ(RunHere({"copy", target_, made, "--force"}).status, 3);
+    EXPECT_EQ(RunHere({"copy", target_, folder_ / "none.orq"}).status, 3);
+    EXPECT_FALSE(fs::exists(folder_ / "none.orq"));
+    EXPECT_EQ(RunHere({"verify", made}).status, 0);
+}
+
 TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
     const std::string made = folder_ / "recovered.orq";
     const auto recover = [&] {

@@ -10,6 +10,7 @@
 
 #include "AdjacencyCommand.h"
 #include "CheckCommand.h"
+#include "CopyCommand.h"
 #include "DrawCommand.h"
 #include "ExportCommand.h"
 #include "FindCommand.h"
@@ -40,6 +41,7 @@ class CommandLine {
         AddInfo();
         AddVerify();
         AddRecover();
+        AddCopy();
         AddCheck();
         AddExport();
         AddAdjacency();
@@ -98,6 +100,17 @@ class CommandLine {
         command->add_option("DATABASE", verify_.database, "The model database")->required();
         AddJson(command, verify_.json);
         OnParsed(command, verify_, RunVerify);
+    }
+
+    void AddCopy() {
+        CLI::App* command = app_.add_subcommand(
+            "copy", "Copy the last state of a model database, also while somebody writes to it");
+        command->add_option("DATABASE", copy_.database, "The model database")->required();
+        command->add_option("COPY", copy_.output, "The model database to make, NAME.orq")
+            ->required();
+        command->add_flag("--force", copy_.force, "Replace a model database of that name");
+        AddJson(command, copy_.json);
+        OnParsed(command, copy_, RunCopy);
     }
 
     void AddRecover() {
@@ -318,6 +331,7 @@ class CommandLine {
     InfoOptions info_;
     VerifyOptions verify_;
     RecoverOptions recover_;
+    CopyOptions copy_;
     CheckOptions check_;
     ExportOptions export_;
     AdjacencyOptions adjacency_;

@@ -21,8 +21,15 @@ class DatabaseState;
 /// at a time may write to it, any number may read, also in other processes; a reader keeps seeing
 /// the state that was committed last when it was opened or refreshed.
 ///
+/// A child of fork() cannot use its parent's databases: every use throws Refused and names the
+/// process that opened them, opening them there again does so too, and what ends with the child
+/// changes nothing. Start programs by posix_spawn, which is safe at any time, or fork before
+/// databases are opened.
+///
 /// Failures are ORQBasFailure: Io, Damaged, Foreign (not a database, or of a newer format), Busy
-/// (another writer, which the text names), Refused (after a failed sync or rollback).
+/// (another writer, which the text names), Refused (after a failed sync or rollback, in a forked
+/// process). std::bad_alloc is what C++ says where memory has run out; it leaves what a failure
+/// leaves: a transaction that can be undone, nothing half read.
 class ORQ_EXPORT ORQSimDatabase {
   public:
     enum class Mode { ReadOnly, ReadWrite };
@@ -88,6 +95,16 @@ class ORQ_EXPORT ORQSimDatabase {
     bool Refresh();
     /// Counts the commits that changed anything.
     std::int64_t Generation() const;
+
+    /// Makes a database of the state that this handle sees, under a name that is free; a writer may
+    /// go on meanwhile. Every block of bulk data is compared with its checksum on the way. The copy
+    /// has an identity of its own. `progress` is called with numbers from 0 to 1; what it throws
+    /// ends the copying. On any failure nothing is left under the name.
+    ///
+    /// Throws Usage when the name is taken, in memory, and while a transaction is open; Damaged.
+    void CopyTo(
+        const std::string& directory,
+        const std::function<void(double)>& progress = [](double) {}) const;
 
     /// Who has the database open for writing, for example "process 812 on host"; empty when nobody
     /// has, and in memory. A writer that was killed is gone from the moment on which its process

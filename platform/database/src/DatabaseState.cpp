@@ -22,10 +22,16 @@ constexpr std::size_t kMostInRow = 1024;
 // Drawers that are not chunked are still stored in pieces, so that changing a cell copies little.
 constexpr std::int64_t kPlainChunk = 4 << 20;
 
+struct OpenDatabase {
+    DatabaseState* state = nullptr;
+    // Of another process, from which this one came by fork(): to end it would change the files.
+    std::unique_ptr<storage::Engine> abandoned = nullptr;
+};
+
 // Open databases by context number; numbers are never given twice. Never destroyed: handles may be
 // held by objects that end later than this library's own.
-std::vector<DatabaseState*>& OpenDatabases() {
-    static auto& databases = *new std::vector<DatabaseState*>(1, nullptr);
+std::vector<OpenDatabase>& OpenDatabases() {
+    static auto& databases = *new std::vector<OpenDatabase>(1);
     return databases;
 }
 
@@ -60,7 +66,7 @@ DatabaseState::DatabaseState(std::unique_ptr<storage::Engine> engine)
     : m_engine(std::move(engine)),
       m_path(m_engine->Path()),
       m_context(static_cast<int>(OpenDatabases().size())) {
-    OpenDatabases().push_back(this);
+    OpenDatabases().push_back({this});
 }
 
 DatabaseState::~DatabaseState() {
@@ -68,11 +74,15 @@ DatabaseState::~DatabaseState() {
 }
 
 void DatabaseState::Close() {
-    OpenDatabases()[static_cast<std::size_t>(m_context.Value())] = nullptr;
+    OpenDatabase& database = OpenDatabases()[static_cast<std::size_t>(m_context.Value())];
+    database.state = nullptr;
     ForgetCaches();
     m_tempSets.clear();
     m_tempByHash.clear();
     m_describedRows.clear();
+    if (m_engine != nullptr && m_engine->IsOfOtherProcess()) {
+        database.abandoned = std::move(m_engine);
+    }
     m_engine.reset();
 }
 
@@ -83,7 +93,7 @@ std::string DatabaseState::ShownPath() const {
 DatabaseState* DatabaseState::Find(ORQSimContextID context) {
     const auto& databases = OpenDatabases();
     const auto number = static_cast<std::size_t>(context.Value());
-    return !context.IsNull() && number < databases.size() ? databases[number] : nullptr;
+    return !context.IsNull() && number < databases.size() ? databases[number].state : nullptr;
 }
 
 DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
@@ -94,6 +104,7 @@ DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
     if (state == nullptr) {
         throw ClosedFailure();
     }
+    state->m_engine->CheckProcess();
     return state->WasUndone(id) ? nullptr : state;
 }
 
@@ -105,6 +116,7 @@ DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
     if (state == nullptr) {
         throw ClosedFailure();
     }
+    state->m_engine->CheckProcess();
     state->CheckStorable(id);
     return *state;
 }
@@ -115,6 +127,7 @@ DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             state.ShownPath() + ": no transaction is open, nothing can be changed");
     }
+    state.m_engine->CheckUsable();
     return state;
 }
 
@@ -144,16 +157,21 @@ void DatabaseState::CheckStorable(const ORQSimDynamicID& id) const {
 }
 
 int DatabaseState::Begin() {
+    // Undoing takes no memory, so what it needs is there before.
     m_levelStarts.reserve(m_levelStarts.size() + 1);
+    m_undoneObjects.ReserveFor(m_levelStarts.size() + 1);
+    m_undoneSets.ReserveFor(m_levelStarts.size() + 1);
     m_engine->Begin();
     m_levelStarts.push_back({m_engine->NextObject(), m_engine->NextSet()});
     return m_engine->Depth();
 }
 
-void DatabaseState::ForgetInnermostLevel() {
-    m_undoneObjects.Add(m_levelStarts.back().object, m_engine->NextObject());
-    m_undoneSets.Add(m_levelStarts.back().set, m_engine->NextSet());
-    m_levelStarts.pop_back();
+void DatabaseState::ForgetUndoneLevels() noexcept {
+    while (static_cast<int>(m_levelStarts.size()) > m_engine->Depth()) {
+        m_undoneObjects.Add(m_levelStarts.back().object, m_engine->NextObject());
+        m_undoneSets.Add(m_levelStarts.back().set, m_engine->NextSet());
+        m_levelStarts.pop_back();
+    }
 }
 
 void DatabaseState::CheckInnermost(int level) const {
@@ -170,29 +188,39 @@ void DatabaseState::Commit() {
         m_engine->Commit();
     } catch (...) {
         ForgetCaches();
-        ForgetInnermostLevel();
+        ForgetUndoneLevels();
         throw;
     }
     m_levelStarts.pop_back();
 }
 
-void DatabaseState::Rollback(int level) {
+void DatabaseState::Rollback(int level) noexcept {
+    if (m_engine->IsOfOtherProcess()) {
+        return;
+    }
     ForgetCaches();
     while (m_engine->Depth() >= level) {
-        ForgetInnermostLevel();
         m_engine->Rollback();
     }
+    ForgetUndoneLevels();
 }
 
 bool DatabaseState::Refresh() {
-    const bool hasChanged = m_engine->Refresh();
+    bool hasChanged = false;
+    if (m_engine->MustReopen()) {
+        auto fresh = storage::Engine::Open(m_path, false);
+        hasChanged = fresh->Generation() != m_engine->Generation();
+        m_engine = std::move(fresh);
+    } else {
+        hasChanged = m_engine->Refresh();
+    }
     if (hasChanged) {
         ForgetCaches();
     }
     return hasChanged;
 }
 
-void DatabaseState::ForgetCaches() {
+void DatabaseState::ForgetCaches() noexcept {
     m_children.fill({});
     m_sets.clear();
     m_distributions.clear();
@@ -504,6 +532,7 @@ void DatabaseState::PutDrawerRow(const DrawerState& drawer) {
 DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
                                       std::unique_ptr<DrawerState> drawer,
                                       const std::vector<ComponentSetPtr>& sets) {
+    storage::Change change(Rows().Unfinished());
     const int number = m_engine->NewSet();  // ascending and never given twice, as sets' numbers are
     drawer->id =
         ORQSimDrawerID(m_context, distribution.id.MinorID(), distribution.id.TypeID(), number);
@@ -532,14 +561,17 @@ DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
         PutSegment(*drawer, drawer->rows.Append(rows));
     }
     distribution.drawers.push_back(std::move(drawer));
+    change.Finish();
     return *distribution.drawers.back();
 }
 
 std::int64_t DatabaseState::AddRows(DrawerState& drawer, const ComponentSetPtr& members) {
+    storage::Change change(Rows().Unfinished());
     const std::int64_t firstNew = drawer.nRows;
     drawer.nRows += members->Size();
     PutSegment(drawer, drawer.rows.Append(members));
     PutDrawerRow(drawer);
+    change.Finish();
     return firstNew;
 }
 
@@ -642,9 +674,11 @@ void DatabaseState::DeleteDrawer(DistributionState& distribution, const ORQSimDr
                             ShownPath() + ": drawer " + std::to_string(id.Index()) +
                                 " is not one of distribution " + std::to_string(object));
     }
+    storage::Change change(Rows().Unfinished());
     EraseDrawerRows(object, id.Index());
     ForgetInDataSets(object, id.Index());
     std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });
+    change.Finish();
 }
 
 }  // namespace orq::database

@@ -91,8 +91,9 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void CheckInnermost(int level) const;
     // Commits the innermost level; when that throws, the level has been undone.
     void Commit();
-    // Undoes this level and all inside it.
-    void Rollback(int level);
+    // Undoes this level and all inside it. Where that fails, the handle refuses from then on. Does
+    // nothing in another process than the one that began.
+    void Rollback(int level) noexcept;
     bool Refresh();
 
     // Makes an object and answers its identity.
@@ -150,7 +151,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void EraseObject(std::int64_t object);
 
     // What is known of rows is read again; REQUIRES: nobody holds a state of a distribution.
-    void ForgetCaches();
+    void ForgetCaches() noexcept;
 
   private:
     // The numbers that the next object and the next set or drawer get.
@@ -160,8 +161,8 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     };
 
     bool WasUndone(const ORQSimDynamicID& id) const;
-    // What the innermost level gave out since it began is gone.
-    void ForgetInnermostLevel();
+    // What the levels gave out that the engine has undone is gone.
+    void ForgetUndoneLevels() noexcept;
 
     void EraseStore(std::int64_t store);
     // Takes a drawer out of the data sets that stand on its distribution.

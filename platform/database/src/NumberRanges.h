@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <vector>
@@ -12,6 +13,13 @@ namespace orq::database {
 /// around the last ones.
 class NumberRanges {
   public:
+    /// From here on that many calls of Add take no memory.
+    void ReserveFor(std::size_t count) {
+        if (m_ranges.capacity() - m_ranges.size() < count) {
+            m_ranges.reserve(2 * m_ranges.size() + count);
+        }
+    }
+
     /// Adds [begin, end). REQUIRES: `end` is at least that of every range added before.
     void Add(std::int64_t begin, std::int64_t end) {
         // An outer level takes in what its inner ones gave out.

@@ -23,6 +23,7 @@ const std::shared_ptr<DatabaseState>& Opened(const std::shared_ptr<DatabaseState
     if (state == nullptr || state->IsClosed()) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "the database is not open");
     }
+    state->Engine().CheckProcess();
     return state;
 }
 
@@ -102,6 +103,11 @@ bool ORQSimDatabase::Refresh() {
 
 std::int64_t ORQSimDatabase::Generation() const {
     return Opened(m_state)->Engine().Generation();
+}
+
+void ORQSimDatabase::CopyTo(const std::string& directory,
+                            const std::function<void(double)>& progress) const {
+    Opened(m_state)->Engine().CopyTo(directory, progress);
 }
 
 std::string ORQSimDatabase::Writer() const {

@@ -19,14 +19,8 @@ ORQSimTransaction::ORQSimTransaction(const ORQSimPosition& position)
     : ORQSimTransaction(position.ID().ContextID()) {}
 
 ORQSimTransaction::~ORQSimTransaction() {
-    DatabaseState* state = m_level > 0 ? DatabaseState::Find(m_context) : nullptr;
-    if (state == nullptr) {
-        return;
-    }
-    try {
+    if (DatabaseState* state = m_level > 0 ? DatabaseState::Find(m_context) : nullptr) {
         state->Rollback(m_level);
-    } catch (const ORQBasException&) {
-        // The handle now refuses all further work and says why when it is next used.
     }
 }
 

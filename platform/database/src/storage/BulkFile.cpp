@@ -191,11 +191,13 @@ void BulkFile::Sync(std::int64_t end) {
 }
 
 void BulkFile::CutOff(std::int64_t end) noexcept {
+    // Failing costs nothing but space.
+    [[maybe_unused]] const int result = ftruncate(m_file, end);
+}
+
+bool BulkFile::Reaches(std::int64_t size) const noexcept {
     struct stat status {};
-    if (fstat(m_file, &status) == 0 && status.st_size > end) {
-        // Failing costs nothing but space.
-        [[maybe_unused]] const int result = ftruncate(m_file, end);
-    }
+    return fstat(m_file, &status) == 0 && status.st_size >= size;
 }
 
 std::int64_t BulkFile::Size() const {

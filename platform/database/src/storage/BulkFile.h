@@ -47,6 +47,8 @@ class BulkFile {
     void Sync(std::int64_t end);
     // Gives bytes from `end` on back to the file system, if it can: they have no meaning.
     void CutOff(std::int64_t end) noexcept;
+    // Whether the file has this many bytes; false where that cannot be told.
+    bool Reaches(std::int64_t size) const noexcept;
 
     std::int64_t Size() const;
     // Throws Damaged when the file is shorter than `end`.

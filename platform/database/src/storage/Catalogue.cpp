@@ -195,7 +195,9 @@ bool Cursor::Next() {
 }
 
 std::string_view Cursor::Text(int column) const {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(m_statement, column));
+    // As it lies there: to end it with a zero byte SQLite takes memory, and answers nothing where
+    // there is none.
+    const auto* text = static_cast<const char*>(sqlite3_column_blob(m_statement, column));
     return {text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))};
 }
 
@@ -234,11 +236,14 @@ std::size_t Catalogue::NumColumns(Table table) {
 }
 
 bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
+    m_connection.NeedTransaction();
+    Change change(Unfinished());
     sqlite3_stmt* statement = WriteStatement(table, Write::InsertNew);
     for (std::size_t i = 0; i < row.size(); ++i) {
         m_connection.Check(BindValue(statement, static_cast<int>(i) + 1, row[i]), "bind a value");
     }
     RunWrite(statement, table);
+    change.Finish();
     return sqlite3_changes(m_connection.Handle()) > 0;
 }
 
@@ -296,6 +301,8 @@ Cursor Catalogue::Take(Question question, int what, std::size_t nKeys) {
         pool.pop_back();
         return {*this, pool, statement};
     }
+    // Room for every statement that was ever made, so that bringing one back takes no memory.
+    pool.reserve(pool.capacity() + 1);
     const Way way = WayOf(question == Question::FindBy, what);
     std::string sql = std::string(question == Question::Count ? "SELECT count(*)" : "SELECT *") +
                       " FROM " + way.table.name;

@@ -16,6 +16,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "Change.h"
 #include "RowWalk.h"
 #include "Sqlite.h"
 
@@ -158,6 +159,8 @@ class Catalogue {
 
     // To be called before a transaction or a snapshot ends: leaves the rows that walks stand on.
     void LeaveRows();
+    // For Change.
+    int& Unfinished() { return m_connection.Unfinished(); }
 
     static const char* NameOf(Table table);
     static const char* NameOf(Index index);
@@ -185,16 +188,20 @@ class Catalogue {
 
     template <class... Values>
     void Run(Table table, Write kind, const Values&... values) {
+        m_connection.NeedTransaction();
+        Change change(Unfinished());
         LeaveRows();
         sqlite3_stmt* statement = WriteStatement(table, kind);
         int index = 0;
         (m_connection.Check(BindValue(statement, ++index, values), "bind a value"), ...);
         RunWrite(statement, table);
+        change.Finish();
     }
 
     template <class... Keys>
     Cursor Ask(Question question, int what, const Keys&... keys) {
         static_assert(sizeof...(Keys) < kMostKeys);
+        m_connection.NeedTransaction();
         if constexpr (sizeof...(Keys) > 0 && (std::is_integral_v<Keys> && ...)) {
             if (question == Question::Find || question == Question::FindBy) {
                 if (RowWalk* walk = WalksOf(question, what, sizeof...(Keys)).Begin({keys...})) {

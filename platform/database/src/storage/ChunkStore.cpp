@@ -62,30 +62,41 @@ ChunkStore::Chunks& ChunkStore::Load(std::int64_t store, int part) {
     if (const auto known = m_chunks.find(key); known != m_chunks.end()) {
         return known->second;
     }
-    Chunks& chunks = m_chunks[key];
-    for (Cursor row = m_catalogue.Find(Table::Extent, store, part); row.Next();) {
+    // A chunk without a row reads as zeros, so rows count only when all of them have been read.
+    Chunks chunks = ReadRows(key);
+    NoteVerified(key, chunks);
+    Chunks& kept = m_chunks.try_emplace(key, std::move(chunks)).first->second;
+    m_before.erase(key);
+    return kept;
+}
+
+ChunkStore::Chunks ChunkStore::ReadRows(const Key& key) {
+    Chunks chunks;
+    for (Cursor row = m_catalogue.Find(Table::Extent, key.first, key.second); row.Next();) {
         const auto chunk = static_cast<std::size_t>(row.Int(2));
         chunks.resize(chunk + 1);
         chunks[chunk] = ExtentFromRow(row);
     }
-    if (const auto before = m_before.find(key); before != m_before.end()) {
-        const std::size_t nCommon = std::min(chunks.size(), before->second.size());
-        for (std::size_t i = 0; i < nCommon; ++i) {
-            Extent& now = chunks[i];
-            const Extent& then = before->second[i];
-            const std::size_t nBlocks = now.offset == then.offset
-                                            ? std::min(now.checksums.size(), then.checksums.size())
-                                            : 0;
-            for (std::size_t block = 0; block < nBlocks; ++block) {
-                if (then.verified[block] && then.checksums[block] == now.checksums[block]) {
-                    now.verified[block] = true;
-                    --now.nUnverified;
-                }
+    return chunks;
+}
+
+// What was compared before the last Forget, and is the same.
+void ChunkStore::NoteVerified(const Key& key, Chunks& chunks) const {
+    const auto before = m_before.find(key);
+    const std::size_t nCommon =
+        before == m_before.end() ? 0 : std::min(chunks.size(), before->second.size());
+    for (std::size_t i = 0; i < nCommon; ++i) {
+        Extent& now = chunks[i];
+        const Extent& then = before->second[i];
+        const std::size_t nBlocks =
+            now.offset == then.offset ? std::min(now.checksums.size(), then.checksums.size()) : 0;
+        for (std::size_t block = 0; block < nBlocks; ++block) {
+            if (then.verified[block] && then.checksums[block] == now.checksums[block]) {
+                now.verified[block] = true;
+                --now.nUnverified;
             }
         }
-        m_before.erase(before);
     }
-    return chunks;
 }
 
 Extent& ChunkStore::Find(std::int64_t store, int part, std::int64_t chunk) {
@@ -157,6 +168,7 @@ void ChunkStore::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     if (bytes.empty()) {
         return;
     }
+    Change change(m_catalogue.Unfinished());
     Extent& extent = Find(store, part, chunk);
     if (extent.level != m_level) {
         extent.level = m_level;
@@ -178,6 +190,7 @@ void ChunkStore::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     m_wroteBytes = true;
     m_catalogue.Put(Table::Extent, store, part, chunk, extent.offset, extent.capacity,
                     extent.length, std::as_bytes(std::span(extent.checksums)));
+    change.Finish();
 }
 
 bool ChunkStore::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t end) {
@@ -263,17 +276,19 @@ void ChunkStore::Replace(Extent& extent, std::int64_t begin, std::span<const std
 }
 
 void ChunkStore::Erase(std::int64_t store) {
+    Change change(m_catalogue.Unfinished());
     for (Cursor row = m_catalogue.Find(Table::Extent, store); row.Next();) {
         m_space.Free(row.Int(3), row.Int(4));
     }
     m_catalogue.Erase(Table::Extent, store);
     m_chunks.erase(m_chunks.lower_bound({store, 0}), m_chunks.lower_bound({store + 1, 0}));
+    change.Finish();
 }
 
-void ChunkStore::Forget() {
-    for (auto& [key, chunks] : m_chunks) {
-        m_before[key] = std::move(chunks);
-    }
+void ChunkStore::Forget() noexcept {
+    // Where a part is in both, what was known last counts.
+    m_chunks.merge(m_before);
+    m_before.swap(m_chunks);
     m_chunks.clear();
 }
 

@@ -99,7 +99,7 @@ class ChunkStore {
     void BeginLevel() { ++m_level; }
     // The catalogue's rows may have changed: reads them again when they are needed. Blocks that
     // were compared stay so where place and checksum are still the same.
-    void Forget();
+    void Forget() noexcept;
     // Where the last extent ends; kept in the catalogue by the engine.
     std::int64_t& BulkEnd() { return m_bulkEnd; }
     // Whether bytes were written since the last call of this.
@@ -110,6 +110,8 @@ class ChunkStore {
     using Key = std::pair<std::int64_t, int>;
 
     Chunks& Load(std::int64_t store, int part);
+    Chunks ReadRows(const Key& key);
+    void NoteVerified(const Key& key, Chunks& chunks) const;
     Extent& Find(std::int64_t store, int part, std::int64_t chunk);
     const std::byte* Map(const Extent& extent) { return m_file.Map(extent.offset, extent.length); }
     void Verify(Extent& extent, std::int64_t begin, std::int64_t end);
@@ -124,7 +126,7 @@ class ChunkStore {
     std::int64_t m_bulkEnd = kBulkPage;
     std::int64_t m_level = 1;
     bool m_wroteBytes = false;
-    std::map<Key, Chunks> m_chunks;
+    std::map<Key, Chunks> m_chunks;  // all rows of a part, or nothing of it
     std::map<Key, Chunks> m_before;  // as of the last Forget
 };
 

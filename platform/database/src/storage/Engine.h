@@ -17,6 +17,7 @@
 #include "ChunkStore.h"
 #include "FreeSpace.h"
 #include "LockFile.h"
+#include "ProcessMark.h"
 
 namespace orq::storage {
 
@@ -46,6 +47,15 @@ class Engine {
     Engine(const Engine&) = delete;
     Engine& operator=(const Engine&) = delete;
 
+    // A child of fork() has no part in the files, and must neither use nor destroy an engine of its
+    // parent's. Throws Refused with the number of the process that opened it.
+    void CheckProcess() const {
+        if (m_process.IsForked()) {
+            RefuseProcess();
+        }
+    }
+    bool IsOfOtherProcess() const { return m_process.IsOther(); }
+
     const std::string& Path() const { return m_directory; }
     bool IsWritable() const { return m_writable; }
     bool IsInMemory() const { return m_directory.empty(); }
@@ -67,21 +77,33 @@ class Engine {
     // Transactions nest; the inner ones are savepoints. Depth is 0 outside of any.
     int Depth() const { return static_cast<int>(m_bulkEnds.size()); }
     void Begin();
-    // The outermost commit is durable when it returns. When it throws, the transaction has been
-    // rolled back; after a failed sync the handle refuses further work, since what the disk holds
-    // is then unknown.
+    // The outermost commit is durable when it returns. Whatever it throws, the level has been
+    // rolled back; the changes are lost, unless the handle refuses from then on because a sync
+    // failed: what the disk holds is then unknown. Throws Refused where a change of this level was
+    // left half done, or a failure has made SQLite undo the transaction.
     void Commit();
-    void Rollback();
-    // Throws Refused after a failure that leaves the handle in doubt.
-    void CheckUsable() const;
+    // Where it fails, the handle refuses from then on.
+    void Rollback() noexcept;
+    // Throws Refused after a failure that leaves the handle or its transaction in doubt.
+    void CheckUsable();
 
     // The number of the state that this handle sees; every commit that changes anything adds 1.
     std::int64_t Generation() const { return m_generation; }
     // A read-only handle moves to the last committed state; answers whether it is another one.
+    // When it throws, the handle shows the old state still, or refuses until a Refresh succeeds.
     bool Refresh();
+
+    // Whether there is something newer that only another handle can see: this one reads the
+    // catalogue without its log.
+    bool MustReopen() const;
 
     // Who has the database open for writing, this handle included; empty when nobody has.
     std::string Writer() const { return m_lock.Writer(); }
+
+    // Makes a database of the state that this handle sees, out of sight, and gives it its name.
+    // Throws Usage when the name is taken or a transaction is open, Damaged when a block of bulk
+    // data is; then nothing is left under the name. Progress goes from 0 to 1.
+    void CopyTo(const std::string& directory, const std::function<void(double)>& progress);
 
     Sizes GetSizes();
     // Compares every page and every block with its checksum, and accounts for every byte of the
@@ -89,20 +111,53 @@ class Engine {
     std::vector<std::string> Verify(const std::function<void(double)>& progress);
 
   private:
-    Engine() = default;
+    Engine();
+    [[noreturn]] void RefuseProcess() const;
+    static void RefuseInherited(const std::string& directory);
     void Connect(const std::string& name, int flags, const char* vfs);
-    void PrepareNewFile();
+    void ConnectToExisting(const std::string& name, int flags);
+    void OpenWithOthers();
+    void OpenAsOnlooker();
+    void ReadFromLog();
+    void ReadWithoutLog(bool holdsFiles);
+    void Start();
+    void Reset();
+    static void PrepareNewFile(Connection& catalogue);
+    static void MakeOutOfSight(const std::string& directory,
+                               const std::function<void(const std::string&)>& make);
+    void CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& progress);
     void OpenCatalogue();
     void WriteFirstState(const Identity& identity, FirstContent content);
-    void BeginSnapshot();
-    void EndSnapshot();
-    void ReadState();
+    // What the state row holds.
+    struct State {
+        Identity identity{};
+        std::int64_t generation = 0;
+        std::int64_t nextObject = 0;
+        int nextSet = 0;
+        std::int64_t bulkEnd = 0;
+    };
+    // Begins to read the state that was committed last, and answers which it is; when it throws,
+    // nothing has begun. From See on, the handle is in that state.
+    State TakeSnapshot();
+    void See(const State& state) noexcept;
+    // Undoes a transaction too.
+    void EndSnapshot() noexcept;
+    void ReplaceLostSnapshot();
+    // As CheckProcess, by asking the system.
+    void CheckOwner() const;
+    void CheckSound() const;
+    bool IsLost() const;
+    State ReadState();
+    void CommitOutermost();
+    void CutOffBulk() noexcept;
     void DropConnection();
 
+    const ProcessMark m_process;
     std::string m_directory;
     bool m_writable = false;
-    bool m_isOpen = false;   // wholly: all was found to be in order
-    bool m_refused = false;  // an earlier failure left this handle in doubt
+    bool m_isWithoutLog = false;  // reads the catalogue's file as it lies
+    bool m_isOpen = false;        // wholly: all was found to be in order
+    bool m_refused = false;       // an earlier failure left this handle in doubt
     LockFile m_lock;
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<Catalogue> m_catalogue;
@@ -121,6 +176,8 @@ class Engine {
 std::string CataloguePath(const std::string& directory);
 std::string BulkPath(const std::string& directory);
 std::string LockPath(const std::string& directory);
+
+Identity NewIdentity();
 
 // Says what a path is instead of a database, before SQLite sees it: throws Io, Foreign or Damaged.
 void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk);

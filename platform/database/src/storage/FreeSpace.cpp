@@ -74,7 +74,15 @@ void FreeSpace::Free(std::int64_t offset, std::int64_t capacity) {
     Put(offset, {capacity, m_current + 1});
 }
 
+bool FreeSpace::ReachesEnd(std::int64_t bulkEnd) {
+    Cursor last = m_catalogue.FindLast(Table::FreeExtent);
+    return last.Next() && last.Int(0) + last.Int(1) == bulkEnd;
+}
+
 void FreeSpace::TrimEnd(std::int64_t& bulkEnd) {
+    if (!ReachesEnd(bulkEnd)) {
+        return;
+    }
     Load();
     while (!m_holes.empty()) {
         const auto last = std::prev(m_holes.end());

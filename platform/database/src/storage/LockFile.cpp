@@ -6,15 +6,12 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <limits>
 
 #include "ORQBasFailure.h"
 
 namespace orq::storage {
 
 namespace {
-
-constexpr std::int64_t kWriterByte = std::numeric_limits<std::int64_t>::max() - 1;
 
 struct flock Range(short type, std::int64_t first, std::int64_t count) {
     struct flock range {};
@@ -77,10 +74,10 @@ void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
     m_isWriter = true;
 }
 
-bool LockFile::OpenAsReader(const std::string& path) {
+bool LockFile::OpenAsReader(const std::string& path, bool makes) {
     m_path = path;
     m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (m_file < 0 && errno == ENOENT) {
+    if (m_file < 0 && errno == ENOENT && makes) {
         m_file = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
     }
     if (m_file < 0 && errno != EROFS && errno != EACCES && errno != ENOENT && errno != EPERM) {
@@ -120,20 +117,24 @@ bool LockFile::IsLocked(std::int64_t byte) const {
     return fcntl(m_file, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
 }
 
+bool LockFile::AreFilesHeld() const {
+    struct flock range = Range(F_WRLCK, kFilesByte, 1);
+    return m_file < 0 || fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK;
+}
+
 void LockFile::RefuseBusy() {
     const std::string why =
         IsLocked(kWriterByte)
             ? "open for writing by " + ReadHolder(m_file)
             : "is being read; on a network file system nobody may read while somebody writes";
-    Close();
     throw ORQBasFailure(ORQBasFailureKind::Busy, m_path.substr(0, m_path.rfind('/')) + ": " + why);
 }
 
-void LockFile::Lock(short type, std::int64_t byte) {
+void LockFile::Lock(std::int64_t byte) {
     if (m_file < 0) {
         return;
     }
-    struct flock range = Range(type, byte, 1);
+    struct flock range = Range(F_RDLCK, byte, 1);
     if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
         if (IsHeldByOther(errno)) {
             RefuseBusy();
@@ -142,19 +143,24 @@ void LockFile::Lock(short type, std::int64_t byte) {
     }
 }
 
+void LockFile::Unlock(std::int64_t byte) noexcept {
+    struct flock range = Range(F_UNLCK, byte, 1);
+    fcntl(m_file, F_OFD_SETLK, &range);
+}
+
 void LockFile::BeginChoosingSnapshot() {
-    Lock(F_RDLCK, 0);
+    Lock(0);
 }
 
 void LockFile::MarkSnapshot(std::int64_t generation) {
     if (generation != m_marked) {
-        Lock(F_RDLCK, generation);
+        Lock(generation);
         if (m_marked != 0) {
-            Lock(F_UNLCK, m_marked);
+            Unlock(m_marked);
         }
         m_marked = generation;
     }
-    Lock(F_UNLCK, 0);
+    EndChoosing();
 }
 
 std::int64_t LockFile::OldestSnapshot(std::int64_t current) const {

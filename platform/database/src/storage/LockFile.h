@@ -6,6 +6,8 @@
 //   byte kWriterByte     exclusive, held by the one writer from opening to closing
 //   byte 0               shared, held by a reader while it chooses its snapshot
 //   byte g >= 1          shared, held by a reader whose snapshot is generation g
+//   byte kFilesByte      shared, held by a reader that reads the catalogue's file without its log,
+//                        because it may not make one; as long, nobody folds a log into the file
 //
 // The writer may reuse space that was freed by generation f only when no byte below f is locked.
 // A reader takes byte 0 before its snapshot and releases it after locking byte g, so there is no
@@ -19,6 +21,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <string>
 
 namespace orq::storage {
@@ -36,15 +39,25 @@ class LockFile {
 
     // Opens, and takes the writer's lock. Throws Busy with the holder's name when it is taken.
     void OpenAsWriter(const std::string& path, Sharing sharing);
-    // Opens for marking snapshots. A missing file is made when the directory allows it; answers
-    // false when it neither exists nor can be made.
-    bool OpenAsReader(const std::string& path);
+    // Opens for marking snapshots. A missing file is made where that is asked for and the directory
+    // allows it; answers false when there is none that can be read.
+    bool OpenAsReader(const std::string& path, bool makes);
     void Close();
 
     // Throws Busy with the holder's name while a writer is alone.
     void BeginChoosingSnapshot();
-    // Ends the choosing; the mark of an earlier snapshot is taken away.
+    // Ends the choosing; the mark of an earlier snapshot is taken away. When it throws, that mark
+    // stays and the choosing goes on.
     void MarkSnapshot(std::int64_t generation);
+    // Ends the choosing without a choice.
+    void EndChoosing() noexcept { Unlock(0); }
+
+    // While it holds the files, a reader may read the catalogue's without its log. Throws Busy with
+    // the holder's name while a writer is alone.
+    void HoldFiles() { Lock(kFilesByte); }
+    void LetFilesGo() noexcept { Unlock(kFilesByte); }
+    // Whether another handle holds them, or may do so.
+    bool AreFilesHeld() const;
 
     // Who holds the writer's lock, in words; empty when nobody does.
     std::string Writer() const;
@@ -56,7 +69,12 @@ class LockFile {
     std::int64_t OldestSnapshot(std::int64_t current) const;
 
   private:
-    void Lock(short type, std::int64_t byte);
+    static constexpr std::int64_t kWriterByte = std::numeric_limits<std::int64_t>::max() - 1;
+    static constexpr std::int64_t kFilesByte = kWriterByte - 1;
+
+    void Lock(std::int64_t byte);
+    // Failing only holds back what could be used again.
+    void Unlock(std::int64_t byte) noexcept;
     bool IsLocked(std::int64_t byte) const;
     [[noreturn]] void RefuseBusy();
 

@@ -155,6 +155,10 @@ constexpr sqlite3_io_methods kMethods = {2,
 
 int Open(sqlite3_vfs* vfs, sqlite3_filename name, sqlite3_file* file, int flags, int* outFlags) {
     sqlite3_vfs* below = BelowVfs(vfs);
+    // Who may not write the database makes no log that others could not write then.
+    if ((flags & SQLITE_OPEN_WAL) != 0 && sqlite3_uri_boolean(name, "readonly_shm", 0) != 0) {
+        flags = (flags & ~(SQLITE_OPEN_CREATE | SQLITE_OPEN_READWRITE)) | SQLITE_OPEN_READONLY;
+    }
     if ((flags & SQLITE_OPEN_MAIN_DB) == 0) {
         return below->xOpen(below, name, file, flags, outFlags);
     }

@@ -51,6 +51,8 @@ std::string ErrorText(sqlite3* handle, int code) {
     return text;
 }
 
+constexpr const char* kBounds[] = {"BEGIN", "BEGIN IMMEDIATE", "COMMIT", "ROLLBACK"};
+
 int ReadAt(sqlite3_file* file, std::int64_t offset, std::span<std::byte> bytes) {
     return file->pMethods->xRead(file, bytes.data(), static_cast<int>(bytes.size()), offset);
 }
@@ -142,6 +144,12 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
         return SQLITE_OK;
     };
     sqlite3_wal_hook(m_handle, noteLength, this);
+    try {
+        PrepareBounds();
+    } catch (...) {
+        Close();
+        throw;
+    }
 }
 
 Connection::~Connection() {
@@ -167,14 +175,34 @@ void Connection::FoldLongLog() noexcept {
     }
 }
 
-void Connection::FoldLogAtClose(bool folds) {
-    Check(sqlite3_db_config(m_handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, folds ? 0 : 1, nullptr),
-          "say what closing does");
+void Connection::FoldLogAtClose(bool folds) noexcept {
+    sqlite3_db_config(m_handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, folds ? 0 : 1, nullptr);
 }
 
 void Connection::Close() noexcept {
+    for (sqlite3_stmt*& statement : m_bounds) {
+        sqlite3_finalize(std::exchange(statement, nullptr));
+    }
     sqlite3_close_v2(m_handle);
     m_handle = nullptr;
+}
+
+void Connection::PrepareBounds() {
+    for (std::size_t i = 0; i < m_bounds.size(); ++i) {
+        sqlite3_finalize(std::exchange(m_bounds[i], nullptr));
+        m_bounds[i] = Prepare(kBounds[i]);
+    }
+}
+
+int Connection::Try(Bound bound) noexcept {
+    sqlite3_stmt* statement = m_bounds[static_cast<std::size_t>(bound)];
+    const int code = sqlite3_step(statement);
+    sqlite3_reset(statement);
+    return code == SQLITE_DONE ? SQLITE_OK : code;
+}
+
+void Connection::Do(Bound bound) {
+    Check(Try(bound), kBounds[static_cast<std::size_t>(bound)]);
 }
 
 void Connection::Execute(const char* sql) {
@@ -225,6 +253,8 @@ void Connection::Fail(int code, std::string_view doing) const {
     if (code == SQLITE_IOERR_DATA) {
         text += "page " + std::to_string(LastDamagedPage()) +
                 " of the catalogue is damaged (checksum differs)";
+    } else if ((code & 0xff) == SQLITE_NOMEM) {
+        text += "memory has run out";  // SQLite would take some to say so
     } else {
         text += ErrorText(m_handle, code);
         text += ", in: ";

@@ -4,6 +4,7 @@
 
 #include <sqlite3.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -11,7 +12,10 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
+
+#include "ProcessMark.h"
 
 namespace orq::storage {
 
@@ -33,6 +37,27 @@ class Connection {
     ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
+
+    // SQLite ends a transaction by itself when memory or the disk fails it, and statements that
+    // follow would each be one of their own, on whatever state is the last. So rows are only asked
+    // for and changed behind this, which calls what was given to take up a lost transaction again,
+    // or to refuse; also where this is another process than the one that connected.
+    void NeedTransaction() {
+        if (sqlite3_get_autocommit(m_handle) != 0 || m_process.IsForked()) {
+            m_onLoss();
+        }
+    }
+    void WhenTransactionIsLost(std::function<void()> action) { m_onLoss = std::move(action); }
+    // How many changes of the open transaction have begun and are not whole; see Change.
+    int& Unfinished() { return m_nUnfinished; }
+
+    // The statements that begin and end transactions are made beforehand, so that one can be ended
+    // when memory has run out; again when the connection has been configured, which outdates them.
+    enum class Bound { Begin, BeginToWrite, Commit, Rollback, Count };
+    void PrepareBounds();
+    // Answers SQLite's result code.
+    int Try(Bound bound) noexcept;
+    void Do(Bound bound);
 
     // Runs one or more statements that answer no rows (rows are dropped).
     void Execute(const char* sql);
@@ -62,7 +87,7 @@ class Connection {
     // transaction.
     void FoldLongLog() noexcept;
     // Whether the last close folds the log into the main file; at first it does.
-    void FoldLogAtClose(bool folds);
+    void FoldLogAtClose(bool folds) noexcept;
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no
     // loss (the log stays and is read at the next opening), so nothing is thrown.
     void Close() noexcept;
@@ -71,10 +96,14 @@ class Connection {
     // The file that SQLITE_FCNTL_FILE_POINTER or SQLITE_FCNTL_JOURNAL_POINTER asks for.
     sqlite3_file* File(int which) const;
 
+    const ProcessMark m_process;
     sqlite3* m_handle = nullptr;
     std::string m_path;
     int m_nLogFrames = 0;    // as of the last commit
     int m_restartLogAt = 0;  // from so many frames on it is tried to begin the log anew
+    int m_nUnfinished = 0;
+    std::array<sqlite3_stmt*, static_cast<std::size_t>(Bound::Count)> m_bounds{};
+    std::function<void()> m_onLoss;
 };
 
 // Binding by type; text and blobs are not copied, so they must live until the statement is reset.

@@ -1,0 +1,455 @@
+// Engine: making databases, opening them for those who may write and for those who may not, and
+// closing.
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+#include <span>
+
+#include "Engine.h"
+#include "ORQBasFailure.h"
+#include "PageChecksumVfs.h"
+
+namespace orq::storage {
+
+namespace {
+
+constexpr std::uint32_t kApplicationId = 0x4F525131;  // "ORQ1"; stored, do not change
+constexpr std::size_t kHeaderBytes = 100;
+
+// Asks for the user that the process acts as, who is the one that opens files.
+bool MayAccess(const std::string& path, int how) {
+    return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
+}
+
+[[noreturn]] void FailSystem(const std::string& path, const std::string& doing) {
+    const int error = errno;
+    throw ORQBasFailure(ORQBasFailureKind::Io,
+                        path + ": cannot " + doing + ": " + std::strerror(error));
+}
+
+void SyncDirectory(const std::string& path) {
+    const int file = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (file < 0 || fsync(file) != 0) {
+        FailSystem(path, "sync the directory");
+    }
+    close(file);
+}
+
+std::string WithoutTrailingSlash(std::string directory) {
+    while (directory.size() > 1 && directory.back() == '/') {
+        directory.pop_back();
+    }
+    return directory;
+}
+
+std::string ParentOf(const std::string& directory) {
+    const auto parent = std::filesystem::path(directory).parent_path();
+    return parent.empty() ? "." : parent.string();
+}
+
+// What stands between the name of a database and the number of the process that is making it.
+constexpr const char* kBeside = ".new-";
+
+// A database that is being made belongs to a process that lives, or somebody holds its lock: hosts
+// do not know of each other's processes.
+bool IsBeingMade(const std::string& beside, int process) {
+    return kill(process, 0) == 0 || errno != ESRCH || !LockFile::WriterOf(LockPath(beside)).empty();
+}
+
+// Removes what killed processes left of databases that were to have this name.
+void RemoveLeftovers(const std::string& directory) {
+    const std::string prefix = std::filesystem::path(directory).filename().string() + kBeside;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(ParentOf(directory), error)) {
+        const std::string name = entry.path().filename().string();
+        if (!name.starts_with(prefix) || !entry.is_directory(error)) {
+            continue;
+        }
+        int process = 0;
+        const char* end = name.data() + name.size();
+        const auto number = std::from_chars(name.data() + prefix.size(), end, process);
+        if (number.ptr == end && process > 0 && !IsBeingMade(entry.path().string(), process)) {
+            std::filesystem::remove_all(entry.path(), error);
+        }
+    }
+}
+
+// Says whether a catalogue is ours, before SQLite goes by its contents.
+void CheckHeader(const Connection& connection, const std::string& catalogue) {
+    std::array<std::byte, kHeaderBytes> header{};
+    if (connection.ReadFile(0, header) != SQLITE_OK) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            catalogue + ": is truncated: shorter than its header");
+    }
+    if (std::memcmp(header.data(), "SQLite format 3", 16) != 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged, catalogue + ": is not a catalogue");
+    }
+    // Pages of another size would pass the checksums unseen.
+    const int pageSize = std::to_integer<int>(header[16]) << 8 | std::to_integer<int>(header[17]);
+    std::uint32_t application = 0;
+    for (const std::byte digit : std::span(header).subspan(68, 4)) {
+        application = application << 8 | std::to_integer<std::uint32_t>(digit);
+    }
+    if (application != kApplicationId || pageSize != kCataloguePageSize ||
+        header[20] != std::byte{kPageReservedBytes}) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            catalogue + ": is a database of another program, or damaged");
+    }
+}
+
+bool HasLog(const std::string& directory) {
+    struct stat log {};
+    return stat((CataloguePath(directory) + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+}
+
+// Whether this user can write the catalogue, and make the log and its index beside it.
+bool MayTakePart(const std::string& directory) {
+    return MayAccess(CataloguePath(directory), W_OK) && MayAccess(directory, W_OK);
+}
+
+bool IsOnReadOnlyFileSystem(const std::string& directory) {
+    struct statvfs status {};
+    return statvfs(directory.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
+}
+
+bool IsOnNetwork(const std::string& directory) {
+    struct statfs status {};
+    if (statfs(directory.c_str(), &status) != 0) {
+        FailSystem(directory, "ask for the kind of file system");
+    }
+    constexpr std::int64_t kNetworkKinds[] = {NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC, CIFS_SUPER_MAGIC,
+                                              SMB2_SUPER_MAGIC, AFS_SUPER_MAGIC, CODA_SUPER_MAGIC,
+                                              CEPH_SUPER_MAGIC, V9FS_MAGIC};
+    return std::ranges::find(kNetworkKinds, status.f_type & 0xFFFFFFFF) != std::end(kNetworkKinds);
+}
+
+std::string UriOf(const std::string& path) {
+    std::string uri = "file:";
+    for (const char c : path) {
+        if (c == '?' || c == '#' || c == '%') {
+            std::array<char, 4> hex{};
+            std::snprintf(hex.data(), hex.size(), "%%%02X", static_cast<unsigned char>(c));
+            uri += hex.data();
+        } else {
+            uri += c;
+        }
+    }
+    return uri;
+}
+
+// Never destroyed, as the list of databases; those of a process that forked stay in the child's.
+std::vector<const Engine*>& AllEngines() {
+    static auto& engines = *new std::vector<const Engine*>;
+    return engines;
+}
+
+}  // namespace
+
+std::string CataloguePath(const std::string& directory) {
+    return directory + "/catalogue.sqlite";
+}
+std::string BulkPath(const std::string& directory) {
+    return directory + "/bulk.bin";
+}
+std::string LockPath(const std::string& directory) {
+    return directory + "/lock";
+}
+
+Identity NewIdentity() {
+    Identity identity;
+    std::random_device random;
+    for (std::byte& byte : identity) {
+        byte = static_cast<std::byte>(random());
+    }
+    return identity;
+}
+
+void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk) {
+    std::error_code error;
+    const auto status = std::filesystem::status(directory, error);
+    if (status.type() == std::filesystem::file_type::not_found) {
+        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": does not exist");
+    }
+    if (error) {
+        throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": cannot open: " + error.message());
+    }
+    if (!std::filesystem::is_directory(status)) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            directory + ": is not a model database (not a directory)");
+    }
+    const std::string catalogue = CataloguePath(directory);
+    const std::string bulk = BulkPath(directory);
+    const bool hasCatalogue = std::filesystem::exists(catalogue, error);
+    const bool hasBulk = std::filesystem::exists(bulk, error);
+    if (!hasCatalogue && !hasBulk) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            directory + ": is not a model database (no catalogue.sqlite in it)");
+    }
+    if (!hasCatalogue || (needsBulk && !hasBulk)) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Damaged,
+            directory + ": " + (hasCatalogue ? "bulk.bin" : "catalogue.sqlite") + " is missing");
+    }
+    if (!MayAccess(catalogue, R_OK)) {
+        FailSystem(catalogue, "read");
+    }
+}
+
+Engine::Engine() {
+    AllEngines().push_back(this);
+}
+
+void Engine::RefuseProcess() const {
+    throw ORQBasFailure(
+        ORQBasFailureKind::Refused,
+        (IsInMemory() ? "database in memory" : m_directory) + ": was opened by process " +
+            std::to_string(m_process.Number()) + "; process " + std::to_string(getpid()) +
+            " came of it by fork() and cannot use it (start processes by posix_spawn, or open "
+            "databases after fork)");
+}
+
+// SQLite takes the locks that it has noted in memory for this process's own, also where they are
+// those of the process from which the memory was copied.
+void Engine::RefuseInherited(const std::string& directory) {
+    for (const Engine* engine : AllEngines()) {
+        std::error_code ignored;
+        if (engine->IsOfOtherProcess() && !engine->IsInMemory() &&
+            std::filesystem::equivalent(engine->m_directory, directory, ignored)) {
+            engine->RefuseProcess();
+        }
+    }
+}
+
+void Engine::MakeOutOfSight(const std::string& givenDirectory,
+                            const std::function<void(const std::string&)>& make) {
+    const std::string directory = WithoutTrailingSlash(givenDirectory);
+    if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
+    }
+    RemoveLeftovers(directory);
+    // Made beside its place and moved into it whole, so that a crash leaves no half database.
+    const std::string beside = directory + kBeside + std::to_string(getpid());
+    std::string made = beside;
+    std::filesystem::remove_all(beside);
+    if (mkdir(beside.c_str(), 0777) != 0) {
+        FailSystem(beside, "create the directory");
+    }
+    try {
+        make(beside);
+        SyncDirectory(beside);
+        if (renameat2(AT_FDCWD, beside.c_str(), AT_FDCWD, directory.c_str(), RENAME_NOREPLACE) !=
+            0) {
+            FailSystem(directory, "move the new database into its place");
+        }
+        made = directory;
+        SyncDirectory(ParentOf(directory));
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove_all(made, ignored);
+        throw;
+    }
+}
+
+void Engine::Build(const std::string& directory, FirstContent content, const Filling& fill) {
+    MakeOutOfSight(directory, [&](const std::string& beside) {
+        std::unique_ptr<Engine> engine(new Engine);
+        engine->m_directory = beside;
+        engine->m_writable = true;
+        engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
+        const Identity identity = NewIdentity();
+        engine->m_file.Create(BulkPath(beside), identity);
+        engine->Connect(CataloguePath(beside), SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
+                        PageChecksumVfsName());
+        PrepareNewFile(*engine->m_connection);
+        engine->OpenCatalogue();
+        engine->WriteFirstState(identity, content);
+        engine->See(engine->TakeSnapshot());
+        engine->m_isOpen = true;
+        fill(std::move(engine));
+    });
+}
+
+std::unique_ptr<Engine> Engine::Create(const std::string& directory, FirstContent content) {
+    Build(directory, content, [](std::unique_ptr<Engine> engine) { engine.reset(); });
+    return Open(directory, true);
+}
+
+std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
+    std::unique_ptr<Engine> engine(new Engine);
+    engine->m_writable = true;
+    engine->m_file.CreateInMemory();
+    engine->Connect(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    engine->OpenCatalogue();
+    engine->WriteFirstState(NewIdentity(), content);
+    engine->See(engine->TakeSnapshot());
+    engine->m_isOpen = true;
+    return engine;
+}
+
+std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable) {
+    const std::string directory = WithoutTrailingSlash(givenDirectory);
+    CheckLooksLikeDatabase(directory, true);
+    RefuseInherited(directory);
+    std::unique_ptr<Engine> engine(new Engine);
+    engine->m_directory = directory;
+    engine->m_writable = writable;
+    if (writable || MayTakePart(directory)) {
+        engine->OpenWithOthers();
+    } else {
+        engine->OpenAsOnlooker();
+    }
+    engine->m_connection->FoldLogAtClose(true);
+    engine->m_connection->PrepareBounds();
+    engine->m_isOpen = true;
+    return engine;
+}
+
+void Engine::ConnectToExisting(const std::string& name, int flags) {
+    Connect(name, flags, PageChecksumVfsName());
+    // What is refused stays as it is, its log too.
+    m_connection->FoldLogAtClose(false);
+    CheckHeader(*m_connection, CataloguePath(m_directory));
+}
+
+// Readers too are opened for writing, so that the last one out, whoever it is, folds the log in and
+// leaves two files; a reader itself never writes.
+void Engine::OpenWithOthers() {
+    ConnectToExisting(CataloguePath(m_directory), SQLITE_OPEN_READWRITE);
+    if (m_writable) {
+        m_connection->CheckWritable();
+        m_lock.OpenAsWriter(LockPath(m_directory), IsOnNetwork(m_directory)
+                                                       ? LockFile::Sharing::Alone
+                                                       : LockFile::Sharing::WithReaders);
+    } else {
+        m_lock.OpenAsReader(LockPath(m_directory), true);
+    }
+    Start();
+}
+
+// A user who may not write reads a log that is there, as others do. Where there is none, the
+// catalogue's file is whole, and stays as it is while the files are held: only who folds a log in
+// changes it, and looks for holders when there is a log. Likewise no space is used again that its
+// state needs once a choice is announced. So hold and announce first, then look for a log. Logs
+// come and go meanwhile, then it is tried again.
+void Engine::OpenAsOnlooker() {
+    constexpr int kAttempts = 100;
+    const bool hasLock = m_lock.OpenAsReader(LockPath(m_directory), false);
+    for (int attempt = 1;; ++attempt) {
+        m_lock.HoldFiles();
+        m_lock.BeginChoosingSnapshot();
+        if (!HasLog(m_directory)) {
+            return ReadWithoutLog(hasLock);
+        }
+        m_lock.LetFilesGo();
+        try {
+            return ReadFromLog();
+        } catch (const ORQBasFailure& failure) {
+            const bool mayPass = failure.Kind() == ORQBasFailureKind::Io ||
+                                 failure.Kind() == ORQBasFailureKind::Busy;
+            if (!mayPass) {
+                throw;
+            }
+            if (attempt == kAttempts) {
+                throw ORQBasFailure(failure.Kind(),
+                                    failure.Text() +
+                                        "; this user may not write here and has to be able to "
+                                        "read the log that was found, catalogue.sqlite-wal, and "
+                                        "its index, catalogue.sqlite-shm");
+            }
+        }
+        Reset();
+        usleep(static_cast<useconds_t>(100 * attempt));
+    }
+}
+
+void Engine::ReadFromLog() {
+    ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?readonly_shm=1",
+                      SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    Start();
+}
+
+void Engine::ReadWithoutLog(bool holdsFiles) {
+    if (!holdsFiles && !IsOnReadOnlyFileSystem(m_directory)) {
+        throw ORQBasFailure(ORQBasFailureKind::Io,
+                            LockPath(m_directory) +
+                                ": is missing or cannot be read; this user may not write here, and "
+                                "without it would not see that somebody else does");
+    }
+    m_isWithoutLog = true;
+    ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?immutable=1",
+                      SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    Start();
+}
+
+void Engine::Start() {
+    OpenCatalogue();
+    if (!m_writable) {
+        m_connection->Execute("PRAGMA query_only = 1");
+        m_lock.BeginChoosingSnapshot();
+    }
+    See(TakeSnapshot());
+    if (!m_writable) {
+        m_lock.MarkSnapshot(m_generation);
+    }
+    m_file.Open(BulkPath(m_directory), m_writable, m_identity, m_chunks->BulkEnd());
+}
+
+// As before Start.
+void Engine::Reset() {
+    m_chunks.reset();
+    m_space.reset();
+    m_catalogue.reset();
+    m_connection.reset();
+    m_file.Close();
+}
+
+Engine::~Engine() {
+    std::erase(AllEngines(), this);
+    if (!m_isOpen) {
+        return;  // what was found may be anything; it stays as it is
+    }
+    const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
+    m_connection->FoldLogAtClose(!m_lock.AreFilesHeld());
+    DropConnection();
+    if (isClean) {
+        CutOffBulk();
+    }
+}
+
+void Engine::DropConnection() {
+    m_catalogue.reset();
+    if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
+        m_connection->Try(Connection::Bound::Rollback);
+    }
+    m_connection.reset();
+}
+
+void Engine::PrepareNewFile(Connection& catalogue) {
+    int reserved = kPageReservedBytes;
+    catalogue.Check(
+        sqlite3_file_control(catalogue.Handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved),
+        "reserve room for page checksums");
+    catalogue.Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
+    catalogue.Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+    catalogue.Execute("PRAGMA journal_mode = WAL");
+}
+
+bool Engine::MustReopen() const {
+    return m_isWithoutLog && HasLog(m_directory);
+}
+
+}  // namespace orq::storage

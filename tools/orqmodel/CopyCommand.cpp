@@ -1,0 +1,43 @@
+#include "CopyCommand.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "InterruptGuard.h"
+#include "ORQSimDatabase.h"
+#include "ProgressBar.h"
+#include "import/StagedTarget.h"
+
+namespace orqmodel {
+
+ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
+    StagedTarget target(options.output, options.force);
+    const auto database = ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly);
+    const InterruptGuard interrupts;
+    {
+        ProgressBar bar(console, "copying");
+        database.CopyTo(target.Begin(), [&](double done) {
+            interrupts.Check();
+            bar.Show(done);
+        });
+    }
+    interrupts.Check();
+    target.PutIntoPlace();
+    const std::int64_t state = database.Generation();
+    const std::int64_t bulk = database.Sizes().bulk;
+    if (options.json)
+        PrintJson(console.out, {{"schema_version", 1},
+                                {"command", "copy"},
+                                {"path", options.database},
+                                {"output", options.output.string()},
+                                {"generation", state},
+                                {"bulk_bytes", bulk}});
+    else
+        console.out << Printable(options.database) << " -> " << Printable(options.output.string())
+                    << '\n'
+                    << fmt::format("copied: state {}, {} bytes of bulk data\n", state, bulk);
+    return ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

@@ -278,6 +278,7 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
         engine->m_lock.OpenAsReader(LockPath(directory));
     }
     engine->OpenCatalogue();
+    CheckSchema(*engine->m_connection);
     if (!writable) {
         engine->m_connection->Execute("PRAGMA query_only = 1");
     }
@@ -337,7 +338,7 @@ void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_identity = identity;
     m_generation = 1;
     m_connection->Execute("BEGIN IMMEDIATE");
-    m_catalogue->CreateTables();
+    CreateSchema(*m_connection);
     content(*this);
     m_catalogue->Insert(Table::State, 0, kFormatVersion, std::span<const std::byte>(identity),
                         m_generation, m_nextObject, m_nextSet, m_chunks->BulkEnd());

@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "ORQBasFailure.h"
@@ -135,6 +136,7 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
         throw ORQBasFailure(KindOf(code), m_path + ": cannot open the catalogue: " + why);
     }
     sqlite3_extended_result_codes(m_handle, 1);
+    DistrustSchema();
     // Whoever opens or closes last locks all others out for a moment.
     sqlite3_busy_timeout(m_handle, kLockPatience);
     const auto noteLength = [](void* self, sqlite3*, const char*, int nFrames) {
@@ -142,6 +144,27 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
         return SQLITE_OK;
     };
     sqlite3_wal_hook(m_handle, noteLength, this);
+}
+
+// What a file's schema says is run with our statements; what it may do is kept small, also while
+// it is not yet known to be ours.
+void Connection::DistrustSchema() {
+    constexpr std::pair<int, int> kSwitches[] = {{SQLITE_DBCONFIG_DEFENSIVE, 1},
+                                                 {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+                                                 {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+                                                 {SQLITE_DBCONFIG_ENABLE_VIEW, 0}};
+    for (const auto& [what, state] : kSwitches) {
+        Check(sqlite3_db_config(m_handle, what, state, nullptr), "keep the schema from acting");
+    }
+    constexpr std::pair<int, int> kLimits[] = {
+        {SQLITE_LIMIT_SQL_LENGTH, 20'000},      {SQLITE_LIMIT_COLUMN, 50},
+        {SQLITE_LIMIT_EXPR_DEPTH, 20},          {SQLITE_LIMIT_COMPOUND_SELECT, 2},
+        {SQLITE_LIMIT_FUNCTION_ARG, 8},         {SQLITE_LIMIT_ATTACHED, 0},
+        {SQLITE_LIMIT_TRIGGER_DEPTH, 1},        {SQLITE_LIMIT_WORKER_THREADS, 0},
+        {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}};
+    for (const auto& [what, most] : kLimits) {
+        sqlite3_limit(m_handle, what, most);
+    }
 }
 
 Connection::~Connection() {
@@ -196,6 +219,19 @@ sqlite3_stmt* Connection::Prepare(const std::string& sql) {
     return statement;
 }
 
+void Connection::ForEachRow(const char* sql,
+                            const std::function<void(const std::vector<Value>&)>& onRow) {
+    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> question(Prepare(sql),
+                                                                         sqlite3_finalize);
+    int code = SQLITE_ROW;
+    while ((code = sqlite3_step(question.get())) == SQLITE_ROW) {
+        onRow(ValuesOf(question.get()));
+    }
+    if (code != SQLITE_DONE) {
+        Fail(code, sql);
+    }
+}
+
 sqlite3_file* Connection::File(int which) const {
     sqlite3_file* file = nullptr;
     Check(sqlite3_file_control(m_handle, "main", which, &file), "find the catalogue's file");
@@ -231,6 +267,38 @@ void Connection::Fail(int code, std::string_view doing) const {
         text += doing.substr(0, 80);
     }
     throw ORQBasFailure(KindOf(code), std::move(text));
+}
+
+void Connection::FailDamaged(std::string_view text) const {
+    throw ORQBasFailure(ORQBasFailureKind::Damaged, m_path + ": " + std::string(text));
+}
+
+std::vector<Value> ValuesOf(sqlite3_stmt* statement) {
+    std::vector<Value> values;
+    const int nColumns = sqlite3_data_count(statement);
+    for (int i = 0; i < nColumns; ++i) {
+        switch (sqlite3_column_type(statement, i)) {
+            case SQLITE_INTEGER:
+                values.emplace_back(std::int64_t{sqlite3_column_int64(statement, i)});
+                break;
+            case SQLITE_FLOAT:
+                values.emplace_back(sqlite3_column_double(statement, i));
+                break;
+            case SQLITE_TEXT:
+                values.emplace_back(std::string_view(
+                    reinterpret_cast<const char*>(sqlite3_column_text(statement, i)),
+                    static_cast<std::size_t>(sqlite3_column_bytes(statement, i))));
+                break;
+            case SQLITE_BLOB:
+                values.emplace_back(
+                    std::span(static_cast<const std::byte*>(sqlite3_column_blob(statement, i)),
+                              static_cast<std::size_t>(sqlite3_column_bytes(statement, i))));
+                break;
+            default:
+                values.emplace_back(nullptr);
+        }
+    }
+    return values;
 }
 
 int BindValue(sqlite3_stmt* statement, int index, std::int64_t value) {

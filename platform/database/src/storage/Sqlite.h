@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
 namespace orq::storage {
 
@@ -23,6 +24,12 @@ std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at);
 using PlacesInLog = std::map<std::int64_t, std::int64_t>;
 PlacesInLog FindPagesInLog(
     const std::function<bool(std::int64_t offset, std::span<std::byte>)>& read);
+
+// A value of any type, as the columns of a row hold them; text and blobs lie with the row.
+using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_view,
+                           std::span<const std::byte>>;
+// All columns of the row that a statement stands on, valid until its next step.
+std::vector<Value> ValuesOf(sqlite3_stmt* statement);
 
 class Connection {
   public:
@@ -36,8 +43,12 @@ class Connection {
 
     // Runs one or more statements that answer no rows (rows are dropped).
     void Execute(const char* sql);
+    // Asks once; calls `onRow` with each row that is answered.
+    void ForEachRow(const char* sql, const std::function<void(const std::vector<Value>&)>& onRow);
     sqlite3_stmt* Prepare(const std::string& sql);
     [[noreturn]] void Fail(int code, std::string_view doing) const;
+    // Throws Damaged with the file's name in front of the text.
+    [[noreturn]] void FailDamaged(std::string_view text) const;
     void Check(int code, std::string_view doing) const {
         if (code != SQLITE_OK) {
             Fail(code, doing);
@@ -68,6 +79,7 @@ class Connection {
     void Close() noexcept;
 
   private:
+    void DistrustSchema();
     // The file that SQLITE_FCNTL_FILE_POINTER or SQLITE_FCNTL_JOURNAL_POINTER asks for.
     sqlite3_file* File(int which) const;
 
@@ -85,9 +97,6 @@ int BindValue(sqlite3_stmt* statement, int index, std::string_view text);
 int BindValue(sqlite3_stmt* statement, int index, std::span<const std::byte> blob);
 int BindValue(sqlite3_stmt* statement, int index, std::nullptr_t);
 
-// A value of any type.
-using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_view,
-                           std::span<const std::byte>>;
 int BindValue(sqlite3_stmt* statement, int index, const Value& value);
 
 // The same for the keys of a question, whose rows are read later: text is copied.

@@ -142,6 +142,9 @@ class Catalogue {
         return cursor.Next() ? sqlite3_column_int64(cursor.m_statement, 0) : 0;
     }
 
+    // How many rows were written and erased so far.
+    std::int64_t NumChanges() const { return sqlite3_total_changes64(m_connection.Handle()); }
+
     // To be called before a transaction or a snapshot ends: leaves the rows that walks stand on.
     void LeaveRows();
 

@@ -34,6 +34,30 @@ std::int64_t BlockEnd(std::size_t block, std::int64_t length) {
     return std::min(BlockBegin(block + 1), length);
 }
 
+// The file reaches to the end that the catalogue says, and perhaps no further.
+void CheckLiesBelow(std::int64_t bulkEnd, std::int64_t store, std::int64_t chunk,
+                    const Extent& extent) {
+    if (extent.offset + extent.capacity > bulkEnd) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            "the catalogue's row of chunk " + std::to_string(chunk) + " of store " +
+                                std::to_string(store) + " ends at byte " +
+                                std::to_string(extent.offset + extent.capacity) +
+                                " of bulk.bin, which ends at byte " + std::to_string(bulkEnd));
+    }
+}
+
+// Blocks that were compared stay so where place and checksum are still the same.
+void TakeVerified(const Extent& then, Extent& now) {
+    const std::size_t nBlocks =
+        now.offset == then.offset ? std::min(now.checksums.size(), then.checksums.size()) : 0;
+    for (std::size_t block = 0; block < nBlocks; ++block) {
+        if (then.verified[block] && then.checksums[block] == now.checksums[block]) {
+            now.verified[block] = true;
+            --now.nUnverified;
+        }
+    }
+}
+
 }  // namespace
 
 Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
@@ -44,8 +68,9 @@ Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
     extent.capacity = capacity;
     extent.length = length;
     const std::size_t nBlocks = NumBlocks(extent.length);
-    if (extent.offset < kBulkPage || extent.offset % kBulkPage != 0 || extent.length <= 0 ||
-        extent.length > extent.capacity || checksums.size() != nBlocks * sizeof(std::uint64_t)) {
+    if (extent.offset < kBulkPage || extent.offset % kBulkPage != 0 ||
+        extent.capacity % kBulkPage != 0 || extent.length <= 0 || extent.length > extent.capacity ||
+        checksums.size() != nBlocks * sizeof(std::uint64_t)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             "the catalogue's row of chunk " + std::to_string(chunk) + " of store " +
                                 std::to_string(store) + " is inconsistent");
@@ -62,45 +87,31 @@ ChunkStore::Chunks& ChunkStore::Load(std::int64_t store, int part) {
     if (const auto known = m_chunks.find(key); known != m_chunks.end()) {
         return known->second;
     }
-    Chunks& chunks = m_chunks[key];
+    Chunks chunks;
     for (Cursor row = m_catalogue.Find(Table::Extent, store, part); row.Next();) {
-        const auto chunk = static_cast<std::size_t>(row.Int(2));
-        chunks.resize(chunk + 1);
-        chunks[chunk] = ExtentFromRow(row);
+        Extent extent = ExtentFromRow(row);
+        CheckLiesBelow(m_bulkEnd, store, row.Int(2), extent);
+        chunks.emplace_hint(chunks.end(), row.Int(2), std::move(extent));
     }
     if (const auto before = m_before.find(key); before != m_before.end()) {
-        const std::size_t nCommon = std::min(chunks.size(), before->second.size());
-        for (std::size_t i = 0; i < nCommon; ++i) {
-            Extent& now = chunks[i];
-            const Extent& then = before->second[i];
-            const std::size_t nBlocks = now.offset == then.offset
-                                            ? std::min(now.checksums.size(), then.checksums.size())
-                                            : 0;
-            for (std::size_t block = 0; block < nBlocks; ++block) {
-                if (then.verified[block] && then.checksums[block] == now.checksums[block]) {
-                    now.verified[block] = true;
-                    --now.nUnverified;
-                }
+        for (auto& [number, now] : chunks) {
+            if (const auto then = before->second.find(number); then != before->second.end()) {
+                TakeVerified(then->second, now);
             }
         }
         m_before.erase(before);
     }
-    return chunks;
+    return m_chunks[key] = std::move(chunks);
 }
 
 Extent& ChunkStore::Find(std::int64_t store, int part, std::int64_t chunk) {
-    Chunks& chunks = Load(store, part);
-    const auto number = static_cast<std::size_t>(chunk);
-    if (number >= chunks.size()) {
-        chunks.resize(number + 1);
-    }
-    return chunks[number];
+    return Load(store, part)[chunk];
 }
 
 std::int64_t ChunkStore::Length(std::int64_t store, int part, std::int64_t chunk) {
     const Chunks& chunks = Load(store, part);
-    const auto number = static_cast<std::size_t>(chunk);
-    return number < chunks.size() ? chunks[number].length : 0;
+    const auto found = chunks.find(chunk);
+    return found != chunks.end() ? found->second.length : 0;
 }
 
 const std::byte* ChunkStore::Read(std::int64_t store, int part, std::int64_t chunk,

@@ -81,9 +81,13 @@ class Engine {
     std::string Writer() const { return m_lock.Writer(); }
 
     Sizes GetSizes();
-    // Compares every page and every block with its checksum, and accounts for every byte of the
-    // bulk file; answers what is wrong, empty when nothing is. Progress goes from 0 to 1.
-    std::vector<std::string> Verify(const std::function<void(double)>& progress);
+    // Compares every page with its checksum and every value with its column, and adds what is
+    // wrong. False where the rows cannot be relied on, not even to come to an end.
+    [[nodiscard]] bool VerifyCatalogue(std::vector<std::string>& problems);
+    // The same of every block with its checksum, and accounts for every byte of the bulk file.
+    // Progress goes from 0 to 1. REQUIRES: rows that can be relied on.
+    void VerifyBulk(std::vector<std::string>& problems,
+                    const std::function<void(double)>& progress);
 
   private:
     Engine() = default;

@@ -13,8 +13,11 @@ namespace orq::storage {
 namespace {
 
 constexpr std::int64_t kMostInt = std::numeric_limits<int>::max();
-// Of numbers of objects and of bytes: sums of some of them still fit 64 bits.
+// Of numbers of objects and of bytes: sums of some of them still fit 64 bits. No database comes near.
 constexpr std::int64_t kMostNumber = std::int64_t{1} << 60;
+
+// Those of a data set without any sets have no rows, and take memory all the same.
+constexpr std::int64_t kMostCompartments = 1 << 20;
 
 constexpr Column Integer(const char* name, std::int64_t least, std::int64_t most) {
     return {name, Column::Type::Integer, least, most};
@@ -60,7 +63,8 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"state",
      1,
      {Integer("id", 0, 0), Count("format"), Blob("identity"), Number("generation"),
-      Number("next_object"), Integer("next_set", 1, kMostInt), Number("bulk_end")}},
+      Integer("next_object", 1, 2 * kMostNumber), Integer("next_set", 1, kMostInt),
+      Number("bulk_end")}},
     {"object", 1, {Number("id"), Int32("type"), Integer("category", 1, 7)}},
     {"collection", 1, {Number("object"), Count("space")}},
     {"member", 2, {Number("collection"), Place("member"), Number("object")}},
@@ -98,8 +102,8 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"data_set", 1, {Number("object"), NumberOrNone("distribution")}},
     {"compartment",
      3,
-     {Number("data_set"), Place("place"), Place("dimension"), Count("set_id"),
-      Number("set_collection")}},
+     {Number("data_set"), Integer("place", 0, kMostCompartments), Place("dimension"),
+      Count("set_id"), Number("set_collection")}},
     {"data_set_drawer", 2, {Number("data_set"), Place("place"), Integer("drawer", 1, kMostInt)}},
     {"f_table", 1, {Number("object"), Count("n_rows"), Count("n_columns"), NumberOrNone("store")}},
     {"f_table_label", 3, {Number("object"), Integer("axis", 0, 1), Place("place"), Text("text")}},

@@ -19,11 +19,16 @@ namespace orq::storage {
 // Four bytes as SQLite stores numbers. REQUIRES: they are in the span.
 std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at);
 
+// Fills a span from an offset of a log; false where it ends.
+using ReadLog = std::function<bool(std::int64_t offset, std::span<std::byte>)>;
+
 // Where in a log the last committed content of each page (from 1) lies: what the main file has in
-// their places does not count. `read` fills a span from an offset; false where the log ends.
+// their places does not count.
 using PlacesInLog = std::map<std::int64_t, std::int64_t>;
-PlacesInLog FindPagesInLog(
-    const std::function<bool(std::int64_t offset, std::span<std::byte>)>& read);
+PlacesInLog FindPagesInLog(const ReadLog& read);
+// How many commits, at least, follow the first frame of a log that is damaged, and so are lost.
+// Damage in the last commit looks like power that failed before it returned, and does not count.
+int CountCommitsLostInLog(const ReadLog& read);
 
 // A value of any type, as the columns of a row hold them; text and blobs lie with the row.
 using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_view,
@@ -64,8 +69,8 @@ class Connection {
     std::int64_t FileSize() const;
     // Answers SQLite's result code.
     int ReadFile(std::int64_t offset, std::span<std::byte> bytes) const;
-    // FindPagesInLog of the log that is open.
-    PlacesInLog PagesInLog() const;
+    // Reads the log that is open, while it is.
+    ReadLog LogReader() const;
 
     // Folds the log into the main file when it has become long, as far as readers let it. Only
     // where no reader is on it does the log begin anew instead of growing; so while it is long,

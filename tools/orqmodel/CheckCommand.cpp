@@ -13,6 +13,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvHPVizChecker.h"
 #include "ORQSrvShellSection.h"
+#include "OpenModel.h"
 
 namespace orqmodel {
 namespace {
@@ -44,7 +45,7 @@ struct Outcome {
 }
 
 Outcome Check(const std::string& path) {
-    const ORQObjDocument document(ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(OpenModel(path));
     Outcome outcome;
     ORQSrvHPVizChecker checker(document);
     try {

@@ -250,7 +250,19 @@ std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
     return engine;
 }
 
-std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable) {
+std::unique_ptr<Engine> Engine::Open(const std::string& directory, bool writable) {
+    try {
+        return Open(directory, writable, false);
+    } catch (const NoSpaceForLogIndex&) {
+        if (writable) {
+            throw;
+        }
+        return Open(directory, false, true);  // a full disk keeps nobody from reading
+    }
+}
+
+std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable,
+                                     bool isAlone) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
     CheckLooksLikeDatabase(directory, true);
     std::unique_ptr<Engine> engine(new Engine);
@@ -268,6 +280,9 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
                     PageChecksumVfsName());
     // What is refused stays as it is, its log too.
     engine->m_connection->FoldLogAtClose(false);
+    if (isAlone) {
+        engine->m_connection->UseAlone();
+    }
     CheckHeader(*engine->m_connection, catalogue);
     if (writable) {
         engine->m_connection->CheckWritable();
@@ -510,7 +525,7 @@ bool Engine::Refresh() {
 Sizes Engine::GetSizes() {
     Sizes sizes;
     for (Cursor row = m_catalogue->Find(Table::FreeExtent); row.Next();) {
-        sizes.freeBulkBytes += row.Int(1);
+        sizes.freeBulkBytes = std::min(sizes.freeBulkBytes + row.Int(1), m_chunks->BulkEnd());
     }
     sizes.bulkBytes = m_chunks->BulkEnd();
     if (!IsInMemory()) {

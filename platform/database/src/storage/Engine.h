@@ -91,6 +91,7 @@ class Engine {
 
   private:
     Engine() = default;
+    static std::unique_ptr<Engine> Open(const std::string& directory, bool writable, bool isAlone);
     void Connect(const std::string& name, int flags, const char* vfs);
     void PrepareNewFile();
     void OpenCatalogue();

@@ -295,7 +295,7 @@ void Salvage::TakeChunks(const std::function<void(double)>& progress) {
         } catch (const ORQBasFailure& failure) {
             m_damagedStores[store] = failure.Text();
         }
-        seen += row.Int(4);
+        seen = std::min(seen + row.Int(4), m_bulkSize);
         progress(std::min(1.0, static_cast<double>(seen) /
                                    static_cast<double>(std::max<std::int64_t>(1, m_bulkSize))));
     });

@@ -333,6 +333,11 @@ void Connection::Fail(int code, std::string_view doing) const {
         text += ", in: ";
         text += doing.substr(0, 80);
     }
+    const int error = sqlite3_system_errno(m_handle);
+    if ((IsOfSharedMemory(code) || (code & 0xff) == SQLITE_CANTOPEN) &&
+        (error == ENOSPC || error == EDQUOT)) {
+        throw NoSpaceForLogIndex(ORQBasFailureKind::Io, std::move(text));
+    }
     throw ORQBasFailure(KindOf(code), std::move(text));
 }
 

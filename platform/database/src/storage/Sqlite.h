@@ -14,6 +14,8 @@
 #include <variant>
 #include <vector>
 
+#include "ORQBasFailure.h"
+
 namespace orq::storage {
 
 // Four bytes as SQLite stores numbers. REQUIRES: they are in the span.
@@ -35,6 +37,13 @@ using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_vie
                            std::span<const std::byte>>;
 // All columns of the row that a statement stands on, valid until its next step.
 std::vector<Value> ValuesOf(sqlite3_stmt* statement);
+
+// There is no space for the index of the log, which all who use a database share. Whoever is alone
+// can do without; see Connection::UseAlone.
+class NoSpaceForLogIndex : public ORQBasFailure {
+  public:
+    using ORQBasFailure::ORQBasFailure;
+};
 
 class Connection {
   public:
@@ -77,6 +86,8 @@ class Connection {
     // readers get a short while to move on now and then. Failing is no loss. REQUIRES: no
     // transaction.
     void FoldLongLog() noexcept;
+    // Keeps all others out and makes no index beside the files. REQUIRES: nothing was read yet.
+    void UseAlone() { Execute("PRAGMA locking_mode = EXCLUSIVE"); }
     // Whether the last close folds the log into the main file; at first it does.
     void FoldLogAtClose(bool folds);
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no

@@ -129,6 +129,8 @@ const Case kCases[] = {
     {"UPDATE extent SET checksums = x''", "is inconsistent"},
     {"UPDATE extent SET length = 0", "column length is 0"},
     {"UPDATE object SET category = 9 WHERE id = 2", "column category is 9"},
+    {"UPDATE object SET id = 1152921504606846976 WHERE id = (SELECT max(id) FROM object)",
+     "does not exist"},
     {"UPDATE collection SET space = -1", "column space is -1"},
     {"UPDATE collection SET space = 9223372036854775807", "column space is 9223372036854775807"},
     {"UPDATE collection SET space = 1 WHERE space > 1000", "outside the space"},

@@ -13,7 +13,8 @@ namespace orq::storage {
 namespace {
 
 constexpr std::int64_t kMostInt = std::numeric_limits<int>::max();
-// Of numbers of objects and of bytes: sums of some of them still fit 64 bits. No database comes near.
+// Of numbers of objects and of bytes: sums of some of them still fit 64 bits. No database comes
+// near.
 constexpr std::int64_t kMostNumber = std::int64_t{1} << 60;
 
 // Those of a data set without any sets have no rows, and take memory all the same.

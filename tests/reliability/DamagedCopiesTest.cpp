@@ -137,6 +137,48 @@ TEST_F(DamagedCopiesTest, ALogThatDoesNotBelongIsNoData) {
     EXPECT_FALSE(IsFound());
 }
 
+// The states behind a damaged place of a log cannot be had; that there were some is told, unless
+// it is the last commit, which looks as if power had failed in it.
+TEST_F(DamagedCopiesTest, ADamagedLogThatDropsCommitsIsTold) {
+    const std::string copy = m_folder / "copy.orq";
+    // Space at the end of the bulk file goes back with the first commit, not with those that are lost.
+    ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+    InTransaction(database, [&] { database.Focus().DataRecord().SetInt(9, 1); });
+    database.Close();
+    database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+    std::vector<std::uintmax_t> ends;
+    for (int i = 0; i < 4; ++i) {
+        InTransaction(database, [&] { database.Focus().CreateDataRecord(Slot(20)).SetInt(0, i); });
+        ends.push_back(std::filesystem::file_size(m_path + "/catalogue.sqlite-wal"));
+    }
+    const std::string log = ReadBytes(m_path + "/catalogue.sqlite-wal");
+    for (std::size_t commit = 0; commit < ends.size(); ++commit) {
+        for (const std::size_t inPage : {0, 900, 2047}) {
+            SCOPED_TRACE("commit " + std::to_string(commit) + ", byte " + std::to_string(inPage));
+            std::filesystem::remove_all(copy);
+            std::filesystem::create_directory(copy);
+            for (const char* file : {"/catalogue.sqlite", "/bulk.bin", "/lock"}) {
+                std::filesystem::copy_file(m_path + file, copy + file);
+            }
+            std::string damaged = log;
+            const std::size_t at = ends[commit] - 2048 + inPage;  // of its last frame
+            damaged[at] = static_cast<char>(damaged[at] ^ 16);
+            WriteBytes(copy + "/catalogue.sqlite-wal", damaged);
+            for (int time = 0; time < 2; ++time) {
+                const Texts problems = ORQSimDatabase::Open(copy, Mode::ReadOnly).Verify();
+                const std::size_t nLost = ends.size() - 1 - commit;
+                ASSERT_EQ(problems.size(), nLost > 0 ? 1U : 0U);
+                if (nLost > 0) {
+                    EXPECT_NE(problems[0].find("catalogue.sqlite-wal: is damaged: " +
+                                               std::to_string(nLost) + " or more commits"),
+                              std::string::npos)
+                        << problems[0];
+                }
+            }
+        }
+    }
+}
+
 namespace {
 
 // Recovering copies of the database, each damaged in another way.

@@ -1,8 +1,13 @@
 // What the system refuses: files beyond a number or a size, permissions, shared memory.
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
+#include <limits>
+#include <string>
 
 #include "DiskCalls.h"
 #include "History.h"
@@ -149,4 +154,40 @@ TEST_F(LimitsTest, OnANetworkFileSystemNobodyReadsWhileSomebodyWrites) {
         EXPECT_TRUE(Fails(Kind::Busy, {m_path, self}, [&] { Open(); }));
     }
     EXPECT_EQ(Value(Open(Mode::ReadOnly)), 3);
+}
+
+// Whoever has just taken the lock has its name still to write; the one in the file is of a process
+// that is gone.
+TEST_F(LimitsTest, TheWinnerOfARaceIsNamedThoughItHasJustWon) {
+    std::array<char, 256> host{};
+    ASSERT_EQ(gethostname(host.data(), host.size() - 1), 0);
+    const pid_t gone = fork();
+    if (gone == 0) {
+        _exit(0);
+    }
+    ASSERT_EQ(waitpid(gone, nullptr, 0), gone);
+    const std::string lock = m_path + "/lock";
+    WriteBytes(lock, "process " + std::to_string(gone) + " on " + host.data());
+    const int file = open(lock.c_str(), O_RDWR | O_CLOEXEC);
+    struct flock range {};
+    range.l_type = F_WRLCK;
+    range.l_start = std::numeric_limits<std::int64_t>::max() - 1;
+    range.l_len = 1;
+    ASSERT_EQ(fcntl(file, F_OFD_SETLK, &range), 0);
+    const std::string winner =
+        "process " + std::to_string(getpid()) + " on " + std::string(host.data());
+    const pid_t writer = fork();
+    if (writer == 0) {
+        usleep(100'000);
+        _exit(pwrite(file, winner.data(), winner.size(), 0) > 0 &&
+                      ftruncate(file, static_cast<off_t>(winner.size())) == 0
+                  ? 0
+                  : 1);
+    }
+    EXPECT_TRUE(Fails(Kind::Busy, {m_path, winner}, [&] { Open(); }));
+    int status = 0;
+    ASSERT_EQ(waitpid(writer, &status, 0), writer);
+    EXPECT_EQ(status, 0);
+    close(file);
+    EXPECT_EQ(Value(Open()), 1);
 }

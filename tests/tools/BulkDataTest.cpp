@@ -524,6 +524,74 @@ TEST_F(Deck, ManyErrorsAreCountedAndShownEachOnItsLine) {
     EXPECT_FALSE(fs::exists(folder_ / "m.orq"));
 }
 
+TEST_F(Deck, AChainOfCoordinateSystemsMayBeLong) {
+    constexpr int kLength = 50'000;
+    // Each stands one further along z than the one that it refers to; nodes begin and end chains.
+    std::string text =
+        "GRID,1,1,1.,2.,3.\nGRID,2,0,0.,0.,0.\nGRID,3,0,0.,0.,1.\nGRID,4,0,1.,0.,0.\n";
+    for (int number = 1; number < kLength; ++number) {
+        text += "CORD2R," + std::to_string(number) + "," + std::to_string(number + 1) +
+                ",0.,0.,1.,0.,0.,2.\n,1.,0.,1.\n";
+    }
+    text += "CORD1R," + std::to_string(kLength) +
+            ",2,3,4\nCTRIA3,11,8,1,2,3\nPSHELL,8,5,.2\nMAT1,5,7.+10,,.3\n";
+    EXPECT_THAT(ErrorsOf(text), testing::IsEmpty());
+    BulkDataReader reader = Read(text);
+    EXPECT_EQ(Coordinates(reader)[2], 3.0 + kLength - 1);
+
+    text.replace(text.find("CORD1R,50000,2,3,4"), 18, "CORD2R,50000,1\n,1.");
+    const std::vector<std::string> errors = ErrorsOf(text);
+    ASSERT_FALSE(errors.empty());
+    EXPECT_THAT(errors.front(),
+                AllOf(HasSubstr("in a circle: 1 -> 2 -> 3"), HasSubstr("... -> 1")));
+    EXPECT_LT(errors.front().size(), 500);
+}
+
+TEST_F(Deck, FilesThatIncludeOthersAgainAndAgainEnd) {
+    constexpr int kLevels = 41;
+    for (int level = 1; level <= kLevels; ++level) {
+        const std::string next = "INCLUDE 'level" + std::to_string(level + 1) + ".bdf'\n";
+        PutBytes(folder_ / ("level" + std::to_string(level) + ".bdf"),
+                 level < kLevels ? next + next : "$ the last one\n");
+    }
+    const std::vector<std::string> errors = ErrorsOf("BEGIN BULK\nINCLUDE 'level1.bdf'\n");
+    EXPECT_THAT(errors,
+                Contains(AllOf(HasSubstr(".bdf: line "),
+                               HasSubstr("INCLUDE: this would be file 10001 of the deck"))));
+    EXPECT_LT(errors.size(), 5U);
+    // Hundreds of files are nothing.
+    std::string many = kDeck;
+    std::string includes;
+    for (int i = 0; i < 800; ++i) {
+        const std::string name = "part" + std::to_string(i) + ".bdf";
+        PutBytes(folder_ / name, "GRID," + std::to_string(1000 + i) + ",,0.,0.,0.\n");
+        includes += "INCLUDE '" + name + "'\n";
+    }
+    many.insert(many.find("GRID,1,"), includes);
+    EXPECT_EQ(Read(many).NumNodes(), Read(kDeck).NumNodes() + 800);
+}
+
+TEST_F(Deck, HasAMostOfLines) {
+    const std::string file = folder_ / "deck.bdf";
+    PutBytes(file, "BEGIN BULK\nGRID,1\nINCLUDE 'more.bdf'\nGRID,4\n");
+    PutBytes(folder_ / "more.bdf", "GRID,2\nGRID,3\n");
+    for (const std::int64_t most : {6, 5}) {
+        BulkDataProblems problems;
+        BulkDataDeck deck(file, problems, {.files = 2, .lines = most});
+        BulkCard card;
+        int nCards = 0;
+        while (deck.Next(card)) {
+            ++nCards;
+        }
+        EXPECT_EQ(nCards, most == 6 ? 4 : 3);
+        if (most == 6) {
+            EXPECT_NO_THROW(problems.Check());
+        } else {
+            EXPECT_THROW(problems.Check(), ImportError);
+        }
+    }
+}
+
 TEST_F(Deck, IsKnownByItsContents) {
     EXPECT_EQ(
         RunHere({"import", Written(std::string("SOL 101\nCEND\nBEGIN BULK\n") + kDeck, "deck"),

@@ -254,6 +254,43 @@ TEST_F(CommandLineTest, TheProgressBarLeavesAnEmptyLine) {
     EXPECT_THAT(out.str(), Not(HasSubstr("\r")));
 }
 
+// Names and texts of files reach the terminal as what they are, never as what it obeys.
+TEST_F(CommandLineTest, NothingThatATerminalObeysIsPrinted) {
+    constexpr const char* kObeyed[] = {"\x1B[2J", "\x9B",   "\u009B", "\u0085", "\u202E", "\u2066",
+                                       "\u200F",  "\u061C", "\u2028", "\x7F",   "\r"};
+    std::string name = "Lid ";
+    for (const char* one : kObeyed) {
+        name += one;
+    }
+    const std::string mesh = folder_ / "named.msh";
+    PutBytes(mesh, "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$PhysicalNames\n1\n2 1 \"" + name +
+                       "\"\n$EndPhysicalNames\n$Nodes\n3\n1 0 0 0\n2 1 0 0\n3 0 1 0\n$EndNodes\n"
+                       "$Elements\n1\n1 2 2 1 1 1 2 3\n$EndElements\n");
+    ASSERT_EQ(RunHere({"import", mesh, "-o", target_}).status, 0);
+    const std::vector<Arguments> commands = {{"import", mesh, "-o", folder_ / "other.orq"},
+                                             {"info", target_},
+                                             {"info", target_, "--json"},
+                                             {"find", target_, "elementset", name},
+                                             {"find", target_, "elementset", name + "?"},
+                                             {"find", target_, "elementset", name, "--json"},
+                                             {"export", target_, "-o", folder_ / "m.bdf"},
+                                             {"export", target_, "-o", folder_ / "m.e", "--json"},
+                                             {"verify", target_ + name},
+                                             {"no" + name}};
+    for (const Arguments& command : commands) {
+        const CommandResult result = RunHere(command);
+        const std::string all = result.out + result.err;
+        for (const char* one : kObeyed) {
+            EXPECT_THAT(all, Not(HasSubstr(one))) << command[0];
+        }
+        if (command.back() == "--json" && result.status == 0) {
+            EXPECT_NO_THROW((void)json::parse(result.out).dump()) << result.out;
+        }
+    }
+    const CommandResult shown = RunHere({"export", target_, "-o", folder_ / "m.vtu"});
+    EXPECT_THAT(shown.out, HasSubstr("Lid \uFFFD[2J")) << shown.err;
+}
+
 // --- Wrong use and bad input ---------------------------------------------------------------------
 
 TEST_F(CommandLineTest, WrongArgumentsExitWith2) {

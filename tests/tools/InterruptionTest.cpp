@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <random>
 
@@ -153,6 +154,28 @@ TEST_F(InterruptionTest, AFullDiskIsAnErrorAndKeepsTheOldModel) {
             GTEST_SKIP() << "mounting is not permitted here";
         EXPECT_EQ(result.status, 3) << size << result.err;
         EXPECT_THAT(result.err, HasSubstr(target_)) << size;
+    }
+}
+
+TEST_F(InterruptionTest, AFullDiskKeepsNobodyFromReading) {
+    constexpr int kCannotMount = 99;
+    const std::string made = folder_ / "made.orq";
+    ASSERT_EQ(RunHere({"import", small_, "-o", made}).status, 0);
+    for (const char* command : {"info", "verify", "check"}) {
+        const CommandResult result = RunProgram({command, target_}, [&] {
+            if (unshare(CLONE_NEWNS) != 0 ||
+                mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+                mount("none", targets_.c_str(), "tmpfs", 0, "size=2m") != 0)
+                _exit(kCannotMount);
+            fs::copy(made, target_, fs::copy_options::recursive);
+            std::ofstream filler(targets_ + "/filler");
+            while (filler << std::string(4096, ' ') << std::flush) {
+            }
+        });
+        if (result.status == kCannotMount)
+            GTEST_SKIP() << "mounting is not permitted here";
+        EXPECT_EQ(result.status, RunHere({command, made}).status) << result.err;
+        EXPECT_EQ(result.err, "");
     }
 }
 

@@ -9,6 +9,11 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQObjDocument.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimTransaction.h"
+#include "mesh/MaterialReader.h"
+#include "mesh/MaterialTable.h"
 
 namespace orqmodel {
 namespace {
@@ -271,6 +276,31 @@ TEST_F(LayupMaterials, AreReadBackByAnotherProcess) {
                              HasSubstr("\nTABLEM11\n+300.5.400.4.ENDT\n"),
                              HasSubstr("\nTABLEM12\n+300..3400.ENDT\n")))
         << cards;
+}
+
+TEST_F(Materials, AComponentThatTheCardDoesNotHaveIsDroppedAndReported) {
+    Import("");
+    {
+        const ORQSimDatabase database =
+            ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadWrite);
+        const ORQObjDocument document(database);
+        ORQSimTransaction transaction(database.ContextID());
+        WriteMaterialTables(document, MaterialReader(document).Named("MAT1 5").position,
+                            {{.property = "swelling", .components = {{"swell"}}, .values = {0.5}},
+                             {.property = "creep",
+                              .components = {{"rate"}, {"E"}},
+                              .values = {1, 6e10, 2, 5e10},
+                              .temperatures = {20, 100}}});
+        transaction.Commit();
+    }
+    const CommandResult result = RunHere({"export", model_, "-o", deck_, "--force"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(
+        result.out,
+        AllOf(HasSubstr("\"MAT1 5: swelling swell\": 1 (the card MAT1 has no field for it)"),
+              HasSubstr("\"MAT1 5: creep rate\": 2 (the card MAT1 has no field for it)")));
+    EXPECT_THAT(Bytes(deck_), HasSubstr("TABLEM1"));
+    EXPECT_EQ(RunHere({"export", model_, "-o", deck_, "--force", "--strict"}).status, 1);
 }
 
 TEST_F(LayupMaterials, ErrorsAreNamedTogether) {

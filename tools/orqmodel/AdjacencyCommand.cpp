@@ -9,6 +9,7 @@
 #include "LabelLookup.h"
 #include "ORQObjLabeler.h"
 #include "ORQSimDatabase.h"
+#include "OpenModel.h"
 #include "mesh/ModelReader.h"
 
 namespace orqmodel {
@@ -75,8 +76,7 @@ nlohmann::json ToJson(const LabelledMember& node, const AdjacencyOptions& option
 }  // namespace
 
 ExitStatus RunAdjacency(const AdjacencyOptions& options, const Console& console) {
-    const ORQObjDocument document(
-        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(OpenModel(options.database));
     const std::optional<LabelledMember> node =
         FindLabelled(document, ORQObjLabelerType::Node, options.node, options.instance);
     if (!node) {

@@ -10,6 +10,7 @@
 
 #include "ORQObjModel.h"
 #include "ORQSimLinks.h"
+#include "OpenModel.h"
 
 namespace orqmodel {
 namespace {
@@ -73,7 +74,7 @@ bool AnalysisNews::IsGoingOn() const {
 }
 
 std::optional<AnalysisNews> AnalysisFollower::Look() {
-    auto database = ORQSimDatabase::Open(path_, ORQSimDatabase::Mode::ReadOnly);
+    auto database = OpenModel(path_);
     AnalysisNews news;
     news.writer = database.Writer();
     if (news.writer.empty())

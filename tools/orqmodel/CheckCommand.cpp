@@ -12,6 +12,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvHPVizChecker.h"
 #include "ORQSrvShellSection.h"
+#include "OpenModel.h"
 
 namespace orqmodel {
 namespace {
@@ -64,7 +65,7 @@ void RunChecker(ORQSrvHPVizChecker& checker, const std::string& path,
 }
 
 Outcome Check(const std::string& path) {
-    const ORQObjDocument document(ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(OpenModel(path));
     Outcome outcome;
     ORQSrvHPVizChecker checker(document);
     try {

@@ -23,6 +23,7 @@
 #include "ORQBasFailure.h"
 #include "RecoverCommand.h"
 #include "StatusCommand.h"
+#include "ToldDamage.h"
 #include "VariablesCommand.h"
 #include "VerifyCommand.h"
 #include "export/ExportError.h"
@@ -91,7 +92,7 @@ class CommandLine {
         CLI::App* command = app_.add_subcommand("info", "Show what a model database holds");
         command->add_option("DATABASE", info_.database, "The model database")->required();
         AddJson(command, info_.json);
-        OnParsed(command, info_, RunInfo);
+        OnReading(command, info_, RunInfo, info_.database);
     }
 
     void AddVerify() {
@@ -135,7 +136,7 @@ class CommandLine {
         command->add_flag("--explain", check_.explain,
                           "Group the findings and say what each means, breaks and needs");
         AddJson(command, check_.json);
-        OnParsed(command, check_, RunCheck);
+        OnReading(command, check_, RunCheck, check_.database);
     }
 
     void AddExport() {
@@ -150,7 +151,7 @@ class CommandLine {
         command->add_flag("--strict", export_.strict,
                           "Write nothing, and exit with status 1, when content would be dropped");
         AddJson(command, export_.json);
-        OnParsed(command, export_, RunExport);
+        OnReading(command, export_, RunExport, export_.database);
     }
 
     void AddAdjacency() {
@@ -160,7 +161,7 @@ class CommandLine {
         command->add_option("--instance", adjacency_.instance,
                             "The instance, where several have a node of that label");
         AddJson(command, adjacency_.json);
-        OnParsed(command, adjacency_, RunAdjacency);
+        OnReading(command, adjacency_, RunAdjacency, adjacency_.database);
     }
 
     void AddDraw() {
@@ -221,7 +222,7 @@ class CommandLine {
         command->add_option("--size", draw_.size, "WIDTHxHEIGHT in pixels")->capture_default_str();
         command->add_flag("--force", draw_.force, "Replace a file of that name");
         AddJson(command, draw_.json);
-        OnParsed(command, draw_, RunDraw);
+        OnReading(command, draw_, RunDraw, draw_.database);
     }
 
     void AddFind() {
@@ -235,7 +236,7 @@ class CommandLine {
             ->required();
         AddScope(command, find_.name);
         AddJson(command, find_.json);
-        OnParsed(command, find_, RunFind);
+        OnReading(command, find_, RunFind, find_.database);
     }
 
     void AddVariables() {
@@ -260,7 +261,7 @@ class CommandLine {
             ->check(CLI::NonNegativeNumber)
             ->capture_default_str();
         AddJson(command, map_.json);
-        OnParsed(command, map_, RunMap);
+        OnReading(command, map_, RunMap, map_.primary, map_.secondary);
     }
 
     static void AddScope(CLI::App* command, ScopedName& name) {
@@ -286,7 +287,7 @@ class CommandLine {
                          "The instance, where several have an element of that label")
             ->needs(element);
         AddJson(command, layers_.json);
-        OnParsed(command, layers_, RunLayers);
+        OnReading(command, layers_, RunLayers, layers_.database);
     }
 
     void AddMaterials() {
@@ -295,7 +296,7 @@ class CommandLine {
         command->add_option("DATABASE", materials_.database, "The model database")->required();
         command->add_option("MATERIAL", materials_.material, "The name of the material");
         AddJson(command, materials_.json);
-        OnParsed(command, materials_, RunMaterials);
+        OnReading(command, materials_, RunMaterials, materials_.database);
     }
 
     void AddStatus() {
@@ -305,7 +306,7 @@ class CommandLine {
         command->add_flag("--watch", status_.watch,
                           "Go on with what is new, until the job ends or its process does");
         AddJson(command, status_.json);
-        OnParsed(command, status_, RunStatus);
+        OnReading(command, status_, RunStatus, status_.database);
     }
 
     /// What is run when the subcommand was asked for.
@@ -314,6 +315,19 @@ class CommandLine {
                   ExitStatus (*run)(const Options&, const Console&)) {
         command->callback([this, &options, run] {
             run_ = [&options, run](const Console& console) { return run(options, console); };
+        });
+    }
+
+    /// The same of what only reads the databases of `names`.
+    template <class Options, class... Names>
+    void OnReading(CLI::App* command, const Options& options,
+                   ExitStatus (*run)(const Options&, const Console&), const Names&... names) {
+        command->callback([this, &options, run, &names...] {
+            run_ = [&options, run, &names...](const Console& console) {
+                ExitStatus status = ExitStatus::kDone;
+                RunTellingDamage({names...}, [&] { status = run(options, console); });
+                return status;
+            };
         });
     }
 
@@ -351,7 +365,12 @@ int Fail(const Console& console, ExitStatus status, const std::string& text) {
 
 }  // namespace
 
-int RunCommandLine(const std::vector<std::string>& arguments, const Console& console) {
+int RunCommandLine(const std::vector<std::string>& arguments, const Console& given) {
+    PrintableBuffer out_buffer(given.out);
+    PrintableBuffer err_buffer(given.err);
+    std::ostream out(&out_buffer);
+    std::ostream err(&err_buffer);
+    const Console console{out, err, given.shows_progress, &given.err};
     try {
         const ExitStatus status = CommandLine().Run(arguments, console);
         if (!console.out.flush())

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <ostream>
+#include <streambuf>
 #include <string>
 #include <string_view>
 
@@ -12,6 +13,8 @@ struct Console {
     std::ostream& out;
     std::ostream& err;
     bool shows_progress;  // Whether someone is watching `err`.
+    /// Where a bar is drawn; `err` lets nothing through that moves the cursor.
+    std::ostream* terminal = nullptr;
 };
 
 /// How a command ended; the values are the program's exit statuses.
@@ -24,11 +27,33 @@ enum class ExitStatus : int {
     kInterrupted = 128  // Plus the number of the signal.
 };
 
-/// Text of foreign origin as it can be shown: bytes that are not UTF-8, and control characters,
-/// become U+FFFD.
+/// Text of foreign origin as it can be shown on one line: bytes that are not UTF-8, control
+/// characters, and characters that turn the direction of text, become U+FFFD.
 std::string Printable(std::string_view text);
 
-/// Writes an indented object and a line break; strings that are not UTF-8 are made so.
+/// Passes lines on to another stream, Printable but for tabs; so what a command forgets to make
+/// printable reaches no terminal either. Writes a part of a line when it is flushed or ends.
+class PrintableBuffer : public std::streambuf {
+  public:
+    explicit PrintableBuffer(std::ostream& out) : out_(out) {}
+    ~PrintableBuffer() override;
+    PrintableBuffer(const PrintableBuffer&) = delete;
+    PrintableBuffer& operator=(const PrintableBuffer&) = delete;
+
+  protected:
+    int_type overflow(int_type character) override;
+    std::streamsize xsputn(const char* text, std::streamsize size) override;
+    int sync() override;
+
+  private:
+    void WriteLine();
+
+    std::ostream& out_;
+    std::string line_;
+};
+
+/// Writes an indented object and a line break; strings that are not UTF-8 are made so, and what
+/// Printable replaces is escaped.
 void PrintJson(std::ostream& out, const nlohmann::json& object);
 /// The same on one line.
 void PrintJsonLine(std::ostream& out, const nlohmann::json& object);

@@ -8,6 +8,7 @@
 #include "ORQBasFailure.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
+#include "OpenModel.h"
 #include "draw/LayupPicture.h"
 #include "draw/MaterialPicture.h"
 #include "draw/MeshPicture.h"
@@ -120,8 +121,7 @@ nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& o
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     const bool is_svg = IsSvg(options.output);
     StagedFile file(options.output, options.force);
-    const ORQObjDocument document(
-        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(OpenModel(options.database));
     const auto draw = !options.section.empty()    ? DrawSection
                       : !options.material.empty() ? DrawMaterial
                                                   : DrawMesh;

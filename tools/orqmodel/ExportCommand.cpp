@@ -9,6 +9,7 @@
 #include "ORQBasFailure.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
+#include "OpenModel.h"
 #include "export/BulkDataExport.h"
 #include "export/ExodusExport.h"
 #include "export/StagedFile.h"
@@ -64,8 +65,7 @@ const OutputFormat& FormatOf(const std::filesystem::path& file) {
 ExitStatus RunExport(const ExportOptions& options, const Console& console) {
     const OutputFormat& format = FormatOf(options.output);
     StagedFile file(options.output, options.force);
-    const ModelReader model{
-        ORQObjDocument(ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly))};
+    const ModelReader model{ORQObjDocument(OpenModel(options.database))};
     const ResultReader results(model.Document());
     LossReport report;
     std::optional<StagedFile> folder;

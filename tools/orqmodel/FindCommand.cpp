@@ -16,6 +16,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvFunctions.h"
 #include "ORQSrvGlobalLabelMap.h"
+#include "OpenModel.h"
 #include "mesh/ModelReader.h"
 
 namespace orqmodel {
@@ -184,8 +185,7 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
     const Kind& kind = *std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& candidate) {
         return candidate.name == options.kind;
     });
-    const ORQObjDocument document(
-        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(OpenModel(options.database));
     const bool wants_set = kind.members == Members::kNodes || kind.members == Members::kElements;
     const auto [object, key] = FindNamedObject(document, kind.maps, wants_set, options.name);
     if (object.IsNull()) {

@@ -10,6 +10,7 @@
 
 #include "ModelSummary.h"
 #include "ORQSimDatabase.h"
+#include "OpenModel.h"
 #include "ProgressBar.h"
 #include "TextTable.h"
 
@@ -209,7 +210,7 @@ void PrintResults(const ModelSummary& summary, std::ostream& out) {
 
 ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
     DiskUse use{{}, DirectoryBytes(options.database)};
-    const auto database = ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly);
+    const auto database = OpenModel(options.database);
     use.parts = database.Sizes();
     const ModelSummary summary = [&] {
         ProgressBar bar(console, "reading");

@@ -11,7 +11,8 @@ struct Interrupted {
 };
 
 /// While it lives, the first SIGINT, SIGTERM or SIGHUP is only noted, so that unfinished work can
-/// be cleared away; a second one ends the process. One at a time.
+/// be cleared away; a second one ends the process, and so do some seconds in which nobody checks.
+/// One at a time.
 class InterruptGuard {
   public:
     InterruptGuard();
@@ -24,6 +25,7 @@ class InterruptGuard {
 
   private:
     std::array<struct sigaction, 3> before_;
+    struct sigaction alarm_before_;
 };
 
 }  // namespace orqmodel

@@ -8,6 +8,7 @@
 
 #include "LabelLookup.h"
 #include "ORQSimDatabase.h"
+#include "OpenModel.h"
 #include "TextTable.h"
 #include "mesh/SectionReader.h"
 
@@ -172,8 +173,7 @@ ExitStatus ShowSectionOfElement(const ORQObjDocument& document, const LayersOpti
 }  // namespace
 
 ExitStatus RunLayers(const LayersOptions& options, const Console& console) {
-    const ORQObjDocument document(
-        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(OpenModel(options.database));
     if (options.element)
         return ShowSectionOfElement(document, options, console);
     const SectionReader reader(document);

@@ -17,6 +17,7 @@
 #include "ORQSrvFunctions.h"
 #include "ORQSrvGlobalLabelMap.h"
 #include "ORQSrvLabelMapper.h"
+#include "OpenModel.h"
 #include "mesh/ModelReader.h"
 
 namespace orqmodel {
@@ -231,9 +232,8 @@ nlohmann::json ToJson(const MapOptions& options, const Result& result) {
 }  // namespace
 
 ExitStatus RunMap(const MapOptions& options, const Console& console) {
-    using Mode = ORQSimDatabase::Mode;
-    const ORQObjDocument primary(ORQSimDatabase::Open(options.primary, Mode::ReadOnly));
-    const ORQObjDocument secondary(ORQSimDatabase::Open(options.secondary, Mode::ReadOnly));
+    const ORQObjDocument primary(OpenModel(options.primary));
+    const ORQObjDocument secondary(OpenModel(options.secondary));
     ORQSrvLabelMapper mapper(primary.Focus(), secondary.Focus());
     ORQSrvGlobalLabelMap labels(primary.Focus());
     Result result;

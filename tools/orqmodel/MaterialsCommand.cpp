@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "ORQSimDatabase.h"
+#include "OpenModel.h"
 #include "TextTable.h"
 #include "mesh/MaterialReader.h"
 
@@ -134,8 +135,7 @@ json ToJson(const MaterialTable& table) {
 }  // namespace
 
 ExitStatus RunMaterials(const MaterialsOptions& options, const Console& console) {
-    const ORQObjDocument document(
-        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(OpenModel(options.database));
     const MaterialReader reader(document);
     json object = {{"schema_version", 1}, {"command", "materials"}, {"database", options.database}};
     if (options.material.empty()) {

@@ -17,8 +17,7 @@ class ProgressBar {
     void Show(double done);
 
   private:
-    std::ostream& err_;
-    bool is_shown_;
+    std::ostream* terminal_;  // null where nobody watches
     std::string label_;
     int percent_ = -1;
 };

@@ -5,6 +5,7 @@
 
 #include "ORQBasFailure.h"
 #include "ORQSimDatabase.h"
+#include "OpenModel.h"
 #include "ProgressBar.h"
 
 namespace orqmodel {
@@ -14,9 +15,7 @@ namespace {
 std::vector<std::string> FindDamage(const std::string& path, const Console& console) {
     try {
         ProgressBar bar(console, "verifying");
-        return ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly).Verify([&](double done) {
-            bar.Show(done);
-        });
+        return OpenModel(path).Verify([&](double done) { bar.Show(done); });
     } catch (const ORQBasFailure& failure) {
         if (failure.Kind() != ORQBasFailureKind::Damaged)
             throw;

@@ -117,6 +117,8 @@ class ORQ_EXPORT ORQSimDatabase {
         std::int64_t freeBulk;  // part of bulk
     };
     DiskSizes Sizes() const;
+    /// The largest number of members that one of its collections has. Cost: of a row for each.
+    std::int64_t LargestSpace() const;
 
     /// Compares every checksum and follows every reference; answers what is wrong, one text each.
     /// `progress` is called with numbers from 0 to 1.

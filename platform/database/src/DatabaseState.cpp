@@ -8,6 +8,7 @@
 
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
+#include "StoredDrawer.h"
 #include "storage/FlatArray.h"
 
 namespace orq::database {
@@ -288,7 +289,9 @@ void PutMembers(storage::Engine& engine, Table table, std::int64_t key0, std::in
                       store == 0 ? bytes : std::span<const std::byte>());
 }
 
-ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int column) {
+namespace {
+
+ComponentSetPtr MembersFromRow(storage::Engine& engine, const Cursor& row, int column) {
     const auto require = [&](bool holds, const char* otherwise) {
         if (!holds) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
@@ -298,7 +301,6 @@ ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int colu
     const auto form = static_cast<ComponentSet::Form>(row.Int32(column));
     const int first = row.Int32(column + 1);
     const int count = row.Int32(column + 2);
-    require(count >= 0, "are fewer than none");
     const auto requireRange = [&](std::int64_t last) {
         require(last <= std::numeric_limits<int>::max(), "are numbers out of range");
     };
@@ -333,6 +335,21 @@ ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int colu
     return ComponentSet::FromOrdered(std::move(members));
 }
 
+}  // namespace
+
+ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int column) {
+    try {
+        return MembersFromRow(engine, row, column);
+    } catch (const ORQBasFailure& failure) {
+        if (failure.Kind() != ORQBasFailureKind::Usage) {
+            throw;
+        }
+        // What nobody could have given is not what was stored.
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            engine.Path() + ": stored members: " + failure.Text());
+    }
+}
+
 ComponentSetPtr DatabaseState::Members(const ORQSimCSetID& id) {
     const int index = id.Index();
     if (index == 0) {
@@ -349,7 +366,15 @@ ComponentSetPtr DatabaseState::Members(const ORQSimCSetID& id) {
     if (!row.Next()) {
         return ComponentSet::Empty();
     }
-    return m_sets[index] = ReadMembers(*m_engine, row, 3);
+    ComponentSetPtr members = ReadMembers(*m_engine, row, 3);
+    if (row.Int(1) != id.MinorID() ||
+        (!members->IsEmpty() && members->Highest() >= Space(id.CollectionID()))) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            ShownPath() + ": set " + std::to_string(index) +
+                                " has members that are not of collection " +
+                                std::to_string(id.MinorID()));
+    }
+    return m_sets[index] = std::move(members);
 }
 
 ORQSimCSetID DatabaseState::StoreSet(const ORQSimCollectionID& collection,
@@ -451,6 +476,19 @@ DistributionState& DatabaseState::Distribution(const ORQSimDistributionID& id) {
     if (const auto known = m_distributions.find(id.MinorID()); known != m_distributions.end()) {
         return known->second;
     }
+    DistributionState state = LoadDistribution(id);
+    for (const auto& drawer : state.drawers) {
+        if (const std::string problem = ProblemOfDrawer(*this, state, *drawer); !problem.empty()) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                ShownPath() + ": drawer " + std::to_string(drawer->id.Index()) +
+                                    " of distribution " + std::to_string(id.MinorID()) + ": " +
+                                    problem);
+        }
+    }
+    return m_distributions[id.MinorID()] = std::move(state);
+}
+
+DistributionState DatabaseState::LoadDistribution(const ORQSimDistributionID& id) {
     Cursor row = Rows().Find(Table::Distribution, id.MinorID());
     if (!row.Next()) {
         throw ORQBasFailure(
@@ -462,7 +500,12 @@ DistributionState& DatabaseState::Distribution(const ORQSimDistributionID& id) {
     state.scalar = row.Int32(1);
     state.rangeCollection = CollectionID(row.Int(2));
     const std::span<const std::byte> grid = row.Blob(3);
-    for (std::size_t at = 0; at + sizeof(std::int64_t) <= grid.size(); at += sizeof(std::int64_t)) {
+    if (grid.empty() || grid.size() % sizeof(std::int64_t) != 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            ShownPath() + ": the grid of distribution " +
+                                std::to_string(id.MinorID()) + " is no list of collections");
+    }
+    for (std::size_t at = 0; at < grid.size(); at += sizeof(std::int64_t)) {
         std::int64_t collection = 0;
         std::memcpy(&collection, grid.data() + at, sizeof collection);
         state.grid.push_back(CollectionID(collection));
@@ -470,7 +513,7 @@ DistributionState& DatabaseState::Distribution(const ORQSimDistributionID& id) {
     for (Cursor drawer = Rows().Find(Table::Drawer, id.MinorID()); drawer.Next();) {
         state.drawers.push_back(LoadDrawer(state, drawer));
     }
-    return m_distributions[id.MinorID()] = std::move(state);
+    return state;
 }
 
 std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& distribution,
@@ -487,6 +530,9 @@ std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& 
     for (Cursor dim = Rows().Find(Table::DrawerDimension, distribution.id.MinorID(), number);
          dim.Next();) {
         const auto place = drawer->sets.size();
+        if (dim.Int(2) != static_cast<std::int64_t>(place)) {
+            break;
+        }
         const bool isRowDim = static_cast<int>(place) == drawer->extendable;
         ORQSimCSetID set;
         if (isRowDim) {
@@ -499,7 +545,8 @@ std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& 
         drawer->sets.push_back(isRowDim ? ComponentSet::Empty() : Members(set));
         drawer->chunks.push_back(dim.Int32(4));
     }
-    if (drawer->sets.size() != distribution.grid.size()) {
+    if (drawer->sets.empty() || drawer->sets.size() != distribution.grid.size() ||
+        drawer->extendable >= std::ssize(drawer->sets)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             ShownPath() + ": drawer " + std::to_string(number) +
                                 " of distribution " + std::to_string(distribution.id.MinorID()) +

@@ -133,6 +133,8 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
 
     // Distributions. The state stays valid until the transaction is undone or the reader refreshed.
     DistributionState& Distribution(const ORQSimDistributionID& id);
+    // The same as its rows say, whether they agree with one another or not.
+    DistributionState LoadDistribution(const ORQSimDistributionID& id);
     DrawerState& NewDrawer(DistributionState& distribution, std::unique_ptr<DrawerState> drawer,
                            const std::vector<ComponentSetPtr>& sets);
     // Adds rows for members that the drawer does not have; answers the first new row.

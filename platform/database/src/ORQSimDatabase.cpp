@@ -1,5 +1,6 @@
 #include "ORQSimDatabase.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "DatabaseState.h"
@@ -119,10 +120,24 @@ ORQSimDatabase::DiskSizes ORQSimDatabase::Sizes() const {
     return {sizes.catalogueBytes, sizes.bulkBytes, sizes.freeBulkBytes};
 }
 
+std::int64_t ORQSimDatabase::LargestSpace() const {
+    std::int64_t largest = 0;
+    for (auto row = Opened(m_state)->Rows().Find(orq::storage::Table::Collection); row.Next();) {
+        largest = std::max(largest, row.Int(1));
+    }
+    return largest;
+}
+
 std::vector<std::string> ORQSimDatabase::Verify(const std::function<void(double)>& progress) const {
-    std::vector<std::string> problems = Opened(m_state)->Engine().Verify(progress);
+    std::vector<std::string> problems;
+    Engine& engine = Opened(m_state)->Engine();
+    if (!engine.VerifyCatalogue(problems)) {
+        return problems;
+    }
+    engine.VerifyBulk(problems, progress);
     try {
-        for (const orq::database::Flaw& flaw : orq::database::FindFlaws(*m_state, nullptr)) {
+        for (const orq::database::Flaw& flaw :
+             orq::database::FindFlaws(*m_state, nullptr, [&] { progress(1.0); })) {
             problems.push_back(flaw.text);
         }
     } catch (const ORQBasFailure& failure) {

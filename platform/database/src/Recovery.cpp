@@ -59,14 +59,19 @@ constexpr Words kWords[] = {
 
 class Recoverer {
   public:
-    Recoverer(DatabaseState& state, const std::string& damaged)
-        : m_state(state), m_damaged(damaged), m_salvage(state.Engine(), damaged) {}
+    Recoverer(DatabaseState& state, const std::string& damaged,
+              const std::function<void(double)>& progress)
+        : m_state(state),
+          m_damaged(damaged),
+          m_progress(progress),
+          m_salvage(state.Engine(), damaged, m_goOn) {}
 
-    ORQSimDatabase::Recovery Run(const std::function<void(double)>& progress) {
+    ORQSimDatabase::Recovery Run() {
         m_salvage.TakeRows();
         MakeObjectsOfLinks();
         m_salvage.TakeRowsFromIndices();
-        m_salvage.TakeChunks(progress);
+        m_salvage.TakeChunks(m_progress);
+        m_done = 1.0;
         m_recovery.damage = m_salvage.Damage();
         TellGaps();
         TellHalfLinks();
@@ -124,7 +129,7 @@ class Recoverer {
             text += gap.after ? " from " + name((*gap.after)[0]) : "";
             text += gap.before ? " up to " + name((*gap.before)[0]) : "";
             text += gap.after || gap.before ? "" : " of the whole database";
-            Lose(text + ": lost, some or all of them (their page of the catalogue is damaged)");
+            Lose(text + ": lost, some or all of them (the catalogue is damaged there)");
         }
     }
 
@@ -139,25 +144,31 @@ class Recoverer {
     // What a flaw takes along has flaws in turn, until nothing is left that refers to it.
     void RemoveFlaws() {
         for (;;) {
-            std::vector<Flaw> flaws = FindFlaws(m_state, &m_salvage);
+            std::vector<Flaw> flaws = FindFlaws(m_state, &m_salvage, m_goOn);
             if (flaws.empty()) {
                 return;
             }
-            if (std::ranges::none_of(flaws,
-                                     [](const Flaw& flaw) { return flaw.remove != nullptr; })) {
-                throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                    m_damaged + ": cannot be recovered: " + flaws.front().text);
+            if (std::ranges::any_of(flaws, [](const Flaw& flaw) { return !flaw.isLastResort; })) {
+                std::erase_if(flaws, [](const Flaw& flaw) { return flaw.isLastResort; });
             }
             AddCoveredDrawers(flaws);
             m_state.ForgetCaches();
-            std::set<std::string> told;
-            for (Flaw& flaw : flaws) {
-                if (flaw.remove != nullptr) {
-                    flaw.remove();
-                    if (told.insert(flaw.text).second) {
-                        Lose(std::move(flaw.text));
-                    }
-                }
+            const std::int64_t nBefore = Rows().NumChanges();
+            Remove(flaws);
+            if (Rows().NumChanges() == nBefore) {
+                throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                    m_damaged + ": cannot be recovered: " + flaws.front().text);
+            }
+        }
+    }
+
+    void Remove(std::vector<Flaw>& flaws) {
+        std::set<std::string> told;
+        for (Flaw& flaw : flaws) {
+            m_goOn();
+            flaw.remove();
+            if (told.insert(flaw.text).second) {
+                Lose(std::move(flaw.text));
             }
         }
     }
@@ -189,7 +200,7 @@ class Recoverer {
                                  [state = &m_state, object = distribution, earlier] {
                                      state->EraseDrawerRows(object, earlier);
                                  },
-                                 distribution, earlier});
+                                 distribution, earlier, false});
             }
         }
     }
@@ -197,7 +208,7 @@ class Recoverer {
     bool MayMeet(std::int64_t distribution, int earlier, int later) {
         try {
             const ORQSimDistributionID id(m_state.ObjectID(distribution));
-            const DistributionState& state = m_state.Distribution(id);
+            const DistributionState state = m_state.LoadDistribution(id);
             const auto find = [&](int number) {
                 return state.Find(
                     ORQSimDrawerID(id.ContextID(), id.MinorID(), id.TypeID(), number));
@@ -281,6 +292,10 @@ class Recoverer {
 
     DatabaseState& m_state;
     std::string m_damaged;
+    const std::function<void(double)>& m_progress;
+    double m_done = 0.0;
+    // Called again and again, so that a host can give up: says how far the recovery was before.
+    const std::function<void()> m_goOn = [this] { m_progress(m_done); };
     storage::Salvage m_salvage;
     ORQSimDatabase::Recovery m_recovery;
 };
@@ -290,7 +305,7 @@ class Recoverer {
 ORQSimDatabase::Recovery RecoverInto(DatabaseState& state, const std::string& damaged,
                                      const std::function<void(double)>& progress) {
     state.Begin();
-    ORQSimDatabase::Recovery recovery = Recoverer(state, damaged).Run(progress);
+    ORQSimDatabase::Recovery recovery = Recoverer(state, damaged, progress).Run();
     state.Commit();
     return recovery;
 }

@@ -39,6 +39,22 @@ std::vector<T> GetArray(DatabaseState& state, std::int64_t store, int part, std:
     return values;
 }
 
+[[noreturn]] void FailDamaged(const DatabaseState& state, const DrawerState& drawer) {
+    throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                        state.ShownPath() + ": the sparse data of store " +
+                            std::to_string(drawer.store) + " is incomplete or contradicts itself");
+}
+
+// The numbers of values of some rows: entries `begin` to `begin + count` of the map.
+std::vector<std::int32_t> GetMap(DatabaseState& state, const DrawerState& drawer,
+                                 std::int64_t begin, std::int64_t count, std::int64_t nStored) {
+    auto map = GetArray<std::int32_t>(state, drawer.store, kMap, begin, count + 1);
+    if (map.front() < 0 || map.back() > nStored || !std::ranges::is_sorted(map)) {
+        FailDamaged(state, drawer);
+    }
+    return map;
+}
+
 }  // namespace
 
 void SparseRows::Check(std::span<const std::int32_t> indices, std::span<const std::int32_t> map,
@@ -102,8 +118,13 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
             result.m_map[filled + 1] = static_cast<std::int32_t>(result.m_columns.size());
         }
     };
+    const std::int64_t nStored = NumStored(state, drawer);
+    if (!storage::HasFlatArray(state.Engine().Chunks(), drawer.store, kValues,
+                               nStored * distribution.ScalarSize())) {
+        FailDamaged(state, drawer);
+    }
     ForEachRowRun(*view[0], drawer, 0, [&](const RowRun& run) {
-        const auto map = GetArray<std::int32_t>(state, drawer.store, kMap, run.row, run.count + 1);
+        const auto map = GetMap(state, drawer, run.row, run.count, nStored);
         const std::int64_t first = map.front();
         const auto indices =
             GetArray<std::int32_t>(state, drawer.store, kIndices, first, map.back() - first);
@@ -127,7 +148,17 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
 }
 
 std::int64_t SparseRows::NumStored(DatabaseState& state, const DrawerState& drawer) {
-    return GetArray<std::int32_t>(state, drawer.store, kMap, drawer.nRows, 1).front();
+    storage::ChunkStore& chunks = state.Engine().Chunks();
+    constexpr std::int64_t kSize = sizeof(std::int32_t);
+    if (!storage::HasFlatArray(chunks, drawer.store, kMap, (drawer.nRows + 1) * kSize)) {
+        FailDamaged(state, drawer);
+    }
+    const std::int64_t nStored =
+        GetArray<std::int32_t>(state, drawer.store, kMap, drawer.nRows, 1).front();
+    if (nStored < 0 || !storage::HasFlatArray(chunks, drawer.store, kIndices, nStored * kSize)) {
+        FailDamaged(state, drawer);
+    }
+    return nStored;
 }
 
 std::int64_t SparseRows::Scatter(const ItemMover& mover, std::byte* buffer) const {

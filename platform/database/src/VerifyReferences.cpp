@@ -9,6 +9,8 @@
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
 #include "ObjectPath.h"
+#include "SparseRows.h"
+#include "StoredDrawer.h"
 
 namespace orq::database {
 
@@ -19,8 +21,9 @@ namespace {
 
 class ReferenceCheck {
   public:
-    ReferenceCheck(DatabaseState& state, const storage::Salvage* salvage)
-        : m_state(state), m_salvage(salvage) {}
+    ReferenceCheck(DatabaseState& state, const storage::Salvage* salvage,
+                   const std::function<void()>& goOn)
+        : m_state(state), m_salvage(salvage), m_goOn(goOn) {}
 
     std::vector<Flaw> Run() {
         CheckKinds();
@@ -47,10 +50,14 @@ class ReferenceCheck {
     using Remove = std::function<void()>;
     static constexpr std::int64_t kUnknown = std::numeric_limits<std::int64_t>::max();
 
-    storage::Catalogue& Rows() { return m_state.Rows(); }
+    // There is no loop without a look-up.
+    storage::Catalogue& Rows() {
+        m_goOn();
+        return m_state.Rows();
+    }
 
     void Report(std::string text, Remove remove) {
-        m_flaws.push_back({std::move(text), std::move(remove), 0, 0});
+        m_flaws.push_back({std::move(text), std::move(remove), 0, 0, false});
     }
     template <class... Keys>
     Remove RemoveRow(Table table, Keys... keys) {
@@ -69,10 +76,15 @@ class ReferenceCheck {
                            [state = &m_state, distribution, drawer] {
                                state->EraseDrawerRows(distribution, drawer);
                            },
-                           distribution, drawer});
+                           distribution, drawer, false});
     }
 
-    std::string Show(std::int64_t object) { return NameInMessage(m_state, object); }
+    // Looking for a name costs as much as some thousand look-ups.
+    std::string Show(std::int64_t object) {
+        constexpr std::size_t kMostNamed = 1000;
+        return m_flaws.size() < kMostNamed ? NameInMessage(m_state, object)
+                                           : "object " + std::to_string(object);
+    }
 
     std::string ShowTarget(const ORQSimDynamicID& id) {
         switch (id.Category()) {
@@ -213,7 +225,7 @@ class ReferenceCheck {
 
     void CheckSets() {
         for (Cursor row = Rows().Find(Table::ComponentSet); row.Next();) {
-            OwnStore(row.Int(8));
+            OwnStore(row.Int(8), [state = &m_state, set = row.Int32(0)] { state->EraseSet(set); });
             const std::string problem = ProblemOfSet(row);
             if (!problem.empty()) {
                 ReportSet(row.Int(1), row.Int32(0), problem);
@@ -247,9 +259,13 @@ class ReferenceCheck {
 
     void CheckTables() {
         for (Cursor row = Rows().Find(Table::FTable); row.Next();) {
-            OwnStore(row.Int(3));
-            const std::int64_t wanted =
-                row.Int(1) * row.Int(2) * static_cast<std::int64_t>(sizeof(double));
+            OwnStore(row.Int(3),
+                     [state = &m_state, object = row.Int(0)] { state->EraseObject(object); });
+            std::int64_t wanted = 0;
+            if (__builtin_mul_overflow(row.Int(1) * row.Int(2),
+                                       static_cast<std::int64_t>(sizeof(double)), &wanted)) {
+                wanted = kUnknown;
+            }
             const std::string loss = Loss(row.Int(3), wanted);
             if (!loss.empty()) {
                 ReportObject(row.Int(0), "a table of " + std::to_string(row.Int(1)) + " by " +
@@ -266,7 +282,7 @@ class ReferenceCheck {
     std::int64_t StoredBytes(std::int64_t store) {
         std::int64_t bytes = 0;
         for (Cursor row = Rows().Find(Table::Extent, store); row.Next();) {
-            bytes += row.Int(5);
+            bytes = std::min(bytes + row.Int(5), kUnknown / 2);  // no sum of lengths that are none
         }
         return bytes;
     }
@@ -325,7 +341,7 @@ class ReferenceCheck {
 
     void CheckDistribution(std::int64_t object, const ORQSimDistributionID& id) {
         try {
-            const DistributionState& distribution = m_state.Distribution(id);
+            const DistributionState distribution = m_state.LoadDistribution(id);
             if (std::ranges::any_of(distribution.grid,
                                     [](const auto& collection) { return collection.IsNull(); })) {
                 ReportObject(object, "a collection of its grid does not exist");
@@ -335,42 +351,24 @@ class ReferenceCheck {
                 CheckDrawer(distribution, *drawer);
             }
         } catch (const ORQBasFailure& failure) {
-            // One of its sets; that is told by CheckSets, and goes first.
-            Report(Show(object) + ": cannot be read: " + failure.Text(), nullptr);
+            // One of its sets, mostly; that is told by CheckSets, and goes first.
+            ReportObject(object, "cannot be read: " + failure.Text());
+            m_flaws.back().isLastResort = true;
         }
     }
 
     void CheckDrawer(const DistributionState& distribution, const DrawerState& drawer) {
-        const std::size_t nBefore = m_flaws.size();
-        const auto report = [&](const std::string& text) {
-            ReportDrawer(drawer.id.MinorID(), drawer.id.Index(), text);
-        };
-        OwnStore(drawer.store);
-        for (Cursor row = Rows().Find(Table::DrawerSegment, drawer.id.MinorID(), drawer.id.Index());
-             row.Next();) {
-            OwnStore(row.Int(8));
+        const std::int64_t object = drawer.id.MinorID();
+        const int number = drawer.id.Index();
+        const auto report = [&](const std::string& text) { ReportDrawer(object, number, text); };
+        OwnDrawersStore(drawer.store, object, number);
+        for (Cursor row = Rows().Find(Table::DrawerSegment, object, number); row.Next();) {
+            OwnDrawersStore(row.Int(8), object, number);
         }
-        for (std::size_t dim = 0; dim < drawer.NumDims(); ++dim) {
-            const ComponentSet& set = *drawer.Members(dim);
-            const int space = m_state.Space(distribution.grid[dim]);
-            if (!set.IsEmpty() && (set.Lowest() < 0 || set.Highest() >= space)) {
-                report("dimension " + std::to_string(dim) +
-                       " covers members outside the space of " + std::to_string(space));
-            }
-            if (static_cast<int>(dim) != drawer.extendable && !Exists(drawer.setIds[dim])) {
-                report("the set of dimension " + std::to_string(dim) + " does not exist");
-            }
-        }
-        std::int64_t nRows = 0;
-        for (const DrawerSegment& segment : drawer.rows.Segments()) {
-            if (segment.firstRow != nRows) {
-                report("its rows have a gap at row " + std::to_string(nRows));
-            }
-            nRows += segment.members->Size();
-        }
-        if (nRows != drawer.nRows || nRows != drawer.rows.Members()->Size()) {
-            report("has " + std::to_string(drawer.nRows) + " rows, its members are " +
-                   std::to_string(nRows));
+        if (const std::string problem = ProblemOfDrawer(m_state, distribution, drawer);
+            !problem.empty()) {
+            report(problem);
+            return;
         }
         const bool isSparse = drawer.layout == ORQSimDrawerLayout::Sparse;
         const std::int64_t nValues = drawer.nRows * drawer.ItemsPerRow();
@@ -379,8 +377,18 @@ class ReferenceCheck {
         if (!loss.empty()) {
             report(std::to_string(nValues) + " values in " + std::to_string(drawer.nRows) +
                    " rows are lost (" + loss + ")");
-        } else if (!isSparse && m_flaws.size() == nBefore) {
+        } else if (isSparse) {
+            CheckSparse(distribution, drawer);
+        } else {
             CheckCells(distribution, drawer);
+        }
+    }
+
+    void CheckSparse(const DistributionState& distribution, const DrawerState& drawer) {
+        try {
+            SparseRows::Read(m_state, distribution, drawer, drawer.sets);
+        } catch (const ORQBasFailure& failure) {
+            ReportDrawer(drawer.id.MinorID(), drawer.id.Index(), failure.Text());
         }
     }
 
@@ -480,10 +488,16 @@ class ReferenceCheck {
         }
     }
 
-    void OwnStore(std::int64_t store) {
+    // `remove` takes the owner away.
+    void OwnStore(std::int64_t store, Remove remove) {
         if (store != 0 && !m_stores.insert(store).second) {
-            Report("store " + std::to_string(store) + " is used twice", nullptr);
+            Report("store " + std::to_string(store) + " is used twice", std::move(remove));
         }
+    }
+    void OwnDrawersStore(std::int64_t store, std::int64_t distribution, int drawer) {
+        OwnStore(store, [state = &m_state, distribution, drawer] {
+            state->EraseDrawerRows(distribution, drawer);
+        });
     }
 
     void CheckStores() {
@@ -503,14 +517,16 @@ class ReferenceCheck {
 
     DatabaseState& m_state;
     const storage::Salvage* m_salvage;
+    const std::function<void()>& m_goOn;
     std::vector<Flaw> m_flaws;
     std::set<std::int64_t> m_stores;
 };
 
 }  // namespace
 
-std::vector<Flaw> FindFlaws(DatabaseState& state, const storage::Salvage* salvage) {
-    return ReferenceCheck(state, salvage).Run();
+std::vector<Flaw> FindFlaws(DatabaseState& state, const storage::Salvage* salvage,
+                            const std::function<void()>& goOn) {
+    return ReferenceCheck(state, salvage, goOn).Run();
 }
 
 }  // namespace orq::database

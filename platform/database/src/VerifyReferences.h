@@ -20,10 +20,13 @@ struct Flaw {
     // Where it is a drawer: its distribution and number.
     std::int64_t distribution = 0;
     int drawer = 0;
+    // Whether it mostly follows from another flaw, and goes with that.
+    bool isLastResort = false;
 };
 
 // With a salvage from which the rows came, what it has lost a part of is a flaw too, also where the
-// rest would pass for a whole.
-std::vector<Flaw> FindFlaws(DatabaseState& state, const storage::Salvage* salvage);
+// rest would pass for a whole. `goOn` is called all along; what it throws ends the search.
+std::vector<Flaw> FindFlaws(DatabaseState& state, const storage::Salvage* salvage,
+                            const std::function<void()>& goOn);
 
 }  // namespace orq::database

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <string>
@@ -38,16 +39,44 @@ class MaterialCards {
     }
 
   private:
+    static constexpr int kNoField = 0;  ///< as BulkMaterialCard::FieldOf answers
+
+    static std::string NameOf(const Layup::Material& material, const MaterialTable& table,
+                              std::size_t component) {
+        return fmt::format("{}: {} {}", material.name, table.property,
+                           table.components[component].name);
+    }
+
+    /// The field of a component on the card; where it has none, the component is reported.
+    int FieldOf(const Layup::Material& material, const BulkMaterialCard& card,
+                const MaterialTable& table, std::size_t component) {
+        const int field = card.FieldOf(table.components[component].name);
+        if (field == kNoField) {
+            m_report.Drop("material component", NameOf(material, table, component),
+                          static_cast<std::int64_t>(table.NumRows()),
+                          fmt::format("the card {} has no field for it", material.kind));
+        }
+        return field;
+    }
+
     void WriteConstants(const Layup::Material& material, const BulkMaterialCard& card, int number) {
         BulkFields fields;
         fields.Set(1, number);
         for (const MaterialTable& table : material.tables) {
             for (std::size_t i = 0; table.IsConstant() && i < table.components.size(); ++i) {
-                const int field = card.FieldOf(table.components[i].name);
-                if (field == card.integerField && !std::isnan(table.values[i])) {
-                    fields.Set(field, static_cast<int>(table.values[i]));
-                } else if (!std::isnan(table.values[i])) {
-                    fields.Set(field, table.values[i]);
+                const double value = table.values[i];
+                const int field = FieldOf(material, card, table, i);
+                if (field == kNoField || std::isnan(value)) {
+                    continue;
+                }
+                if (field != card.integerField) {
+                    fields.Set(field, value);
+                } else if (value == static_cast<int>(std::clamp(value, -1e9, 1e9))) {
+                    fields.Set(field, static_cast<int>(value));
+                } else {
+                    m_report.Drop("material component", NameOf(material, table, i), 1,
+                                  fmt::format("{} is no integer, as the card {} has it", value,
+                                              material.kind));
                 }
             }
         }
@@ -67,7 +96,9 @@ class MaterialCards {
                 continue;
             }
             for (std::size_t i = 0; table.HasTemperatures() && i < table.components.size(); ++i) {
-                fields.Set(card.FieldOf(table.components[i].name), WriteTable(table, i));
+                if (const int field = FieldOf(material, card, table, i); field != kNoField) {
+                    fields.Set(field, WriteTable(table, i));
+                }
             }
         }
         if (!fields.Texts().empty()) {

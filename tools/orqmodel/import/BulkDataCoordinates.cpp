@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -81,46 +82,99 @@ const BulkDataCoordinates::System* BulkDataCoordinates::Find(int number) {
         return &m_basic;
     }
     const auto found = m_definitions.find(number);
-    return found != m_definitions.end() && Resolve(number, found->second) ? &found->second.system
-                                                                          : nullptr;
+    if (found == m_definitions.end()) {
+        return nullptr;
+    }
+    if (found->second.state == State::Raw) {
+        Resolve(number);
+    }
+    return found->second.state == State::Done ? &found->second.system : nullptr;
 }
 
-bool BulkDataCoordinates::Resolve(int number, Definition& definition) {
-    const auto complain = [&](const std::string& message) {
-        m_problems.Add(definition.place,
-                       fmt::format("{} {}: {}", definition.card, number, message));
-        definition.state = State::Bad;
-    };
-    if (definition.state == State::InWork) {
-        std::string chain;
-        for (const int one : m_inWork) {
-            chain += fmt::format("{} -> ", one);
+void BulkDataCoordinates::Complain(int number, Definition& definition, const std::string& message) {
+    m_problems.Add(definition.place, fmt::format("{} {}: {}", definition.card, number, message));
+    definition.state = State::Bad;
+}
+
+/// Those that a system stands on come first; a deck may have long chains of them.
+void BulkDataCoordinates::Resolve(int number) {
+    std::vector<int> inWork = {number};
+    while (!inWork.empty()) {
+        const int top = inWork.back();
+        Definition& definition = m_definitions.at(top);
+        int next = 0;
+        Definition* const open =
+            definition.state == State::Bad ? nullptr : FirstOpen(definition, next);
+        if (open == nullptr) {
+            if (definition.state != State::Bad) {
+                Finish(top, definition);
+            }
+            inWork.pop_back();
+            continue;
         }
-        complain(fmt::format("the coordinate systems refer to each other in a circle: {}{}", chain,
-                             number));
+        definition.state = State::InWork;
+        if (open->state == State::InWork) {
+            ComplainOfCircle(inWork, next);
+        } else {
+            inWork.push_back(next);
+        }
     }
-    if (definition.state != State::Raw) {
-        return definition.state == State::Done;
+}
+
+/// The first system that the definition stands on and that is neither done nor bad; null when there
+/// is none.
+BulkDataCoordinates::Definition* BulkDataCoordinates::FirstOpen(const Definition& definition,
+                                                                int& number) {
+    const auto points = GivenPoints(definition);
+    if (!points) {
+        return nullptr;
     }
-    definition.state = State::InWork;
-    m_inWork.push_back(number);
-    const auto points = BasicPoints(definition);
-    m_inWork.pop_back();
-    if (definition.state != State::InWork || !points) {
-        if (definition.state == State::InWork) {
-            complain(definition.nodes.empty()
+    for (const GivenPoint& given : *points) {
+        const auto found = m_definitions.find(given.system);
+        if (found != m_definitions.end() &&
+            (found->second.state == State::Raw || found->second.state == State::InWork)) {
+            number = found->first;
+            return &found->second;
+        }
+    }
+    return nullptr;
+}
+
+void BulkDataCoordinates::ComplainOfCircle(const std::vector<int>& inWork, int number) {
+    constexpr std::ptrdiff_t kMostTold = 20;
+    const auto first = std::ranges::find(inWork, number);
+    std::string chain;
+    for (auto at = first; at != inWork.end() && at - first < kMostTold; ++at) {
+        chain += fmt::format("{} -> ", *at);
+    }
+    chain += inWork.end() - first > kMostTold ? "... -> " : "";
+    Complain(
+        number, m_definitions.at(number),
+        fmt::format("the coordinate systems refer to each other in a circle: {}{}", chain, number));
+}
+
+/// REQUIRES: what it stands on is done or bad.
+void BulkDataCoordinates::Finish(int number, Definition& definition) {
+    const auto given = GivenPoints(definition);
+    std::array<Point, 3> points;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const System* const system = given ? Find((*given)[i].system) : nullptr;
+        if (system == nullptr) {
+            Complain(number, definition,
+                     definition.nodes.empty()
                          ? fmt::format("field 3: coordinate system {} is missing or wrong",
                                        definition.reference)
                          : "a node that it names is missing or has no position");
+            return;
         }
-        return false;
+        points[i] = Basic(*system, (*given)[i].point);
     }
-    const auto& [a, b, c] = *points;
+    const auto& [a, b, c] = points;
     const Point z = Unit(Difference(b, a));
     const Point y = Unit(Cross(z, Difference(c, a)));
     if (y == Point{}) {
-        complain("its three points lie on one line");
-        return false;
+        Complain(number, definition, "its three points lie on one line");
+        return;
     }
     definition.system.kind = definition.card.ends_with('R')   ? Kind::Rectangular
                              : definition.card.ends_with('C') ? Kind::Cylindrical
@@ -128,25 +182,21 @@ bool BulkDataCoordinates::Resolve(int number, Definition& definition) {
     definition.system.origin = a;
     definition.system.axes = {Cross(y, z), y, z};
     definition.state = State::Done;
-    return true;
 }
 
-std::optional<std::array<Point, 3>> BulkDataCoordinates::BasicPoints(const Definition& definition) {
-    std::array<Point, 3> points;
+std::optional<std::array<BulkDataCoordinates::GivenPoint, 3>> BulkDataCoordinates::GivenPoints(
+    const Definition& definition) const {
+    std::array<GivenPoint, 3> points{};
     for (std::size_t i = 0; i < points.size(); ++i) {
         if (definition.nodes.empty()) {
-            const System* reference = Find(definition.reference);
-            if (reference == nullptr) {
-                return std::nullopt;
-            }
-            points[i] = Basic(*reference, definition.points[i]);
-        } else {
-            const auto position = m_nodePosition(definition.nodes[i]);
-            if (!position) {
-                return std::nullopt;
-            }
-            points[i] = *position;
+            points[i] = {definition.reference, definition.points[i]};
+            continue;
         }
+        const auto node = m_givenNode(definition.nodes[i]);
+        if (!node) {
+            return std::nullopt;
+        }
+        points[i] = *node;
     }
     return points;
 }

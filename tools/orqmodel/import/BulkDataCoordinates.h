@@ -20,14 +20,18 @@ class BulkDataCoordinates {
         Point origin{};  ///< this and the axes in the basic system
         std::array<Point, 3> axes = {{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}};
     };
-    /// Where a node is, in the basic system; nothing when the deck has no such node. May call Find.
-    using NodePosition = std::function<std::optional<Point>(int label)>;
+    /// A node as it is given: a point in a system. Nothing when the deck has no such node.
+    struct GivenPoint {
+        int system;
+        Point point;
+    };
+    using GivenNode = std::function<std::optional<GivenPoint>(int label)>;
 
     explicit BulkDataCoordinates(BulkDataProblems& problems) : m_problems(problems) {}
 
     /// Takes the card, and answers true, if it is one of these.
     bool Add(const BulkCard& card);
-    void SetNodePosition(NodePosition position) { m_nodePosition = std::move(position); }
+    void SetNodes(GivenNode nodes) { m_givenNode = std::move(nodes); }
 
     /// Null when there is none, or when what is wrong with it has been reported. The system stays
     /// where it is.
@@ -53,13 +57,16 @@ class BulkDataCoordinates {
     };
 
     void Insert(const BulkCard& card, int numberField, const Definition& definition);
-    bool Resolve(int number, Definition& definition);
-    std::optional<std::array<Point, 3>> BasicPoints(const Definition& definition);
+    void Complain(int number, Definition& definition, const std::string& message);
+    void Resolve(int number);
+    Definition* FirstOpen(const Definition& definition, int& number);
+    void ComplainOfCircle(const std::vector<int>& inWork, int number);
+    void Finish(int number, Definition& definition);
+    std::optional<std::array<GivenPoint, 3>> GivenPoints(const Definition& definition) const;
 
     BulkDataProblems& m_problems;
-    NodePosition m_nodePosition;
+    GivenNode m_givenNode;
     std::map<int, Definition> m_definitions;
-    std::vector<int> m_inWork;
     System m_basic;
 };
 

@@ -199,8 +199,9 @@ void BulkCard::Complain(std::string_view message) const {
 
 // --- Lines ---------------------------------------------------------------------------------------
 
-BulkDataDeck::BulkDataDeck(const std::filesystem::path& file, BulkDataProblems& problems)
-    : m_problems(problems) {
+BulkDataDeck::BulkDataDeck(const std::filesystem::path& file, BulkDataProblems& problems,
+                           Bounds bounds)
+    : m_problems(problems), m_bounds(bounds) {
     Open(file, std::nullopt);
     m_isControl = HasControl(m_sources.back().rest);
     m_hasLine = NextLine();
@@ -208,27 +209,51 @@ BulkDataDeck::BulkDataDeck(const std::filesystem::path& file, BulkDataProblems& 
 
 void BulkDataDeck::Open(const std::filesystem::path& path,
                         const std::optional<BulkPlace>& includedAt) {
-    std::string chain;
-    bool isOpen = false;
-    for (const Source& source : m_sources) {
-        std::error_code unknown;  // A file that cannot be found is reported when it is read.
-        isOpen = isOpen || std::filesystem::equivalent(source.path, path, unknown);
-        chain += source.path.string() + " -> ";
+    std::error_code unknown;  // A file that cannot be found is reported when it is read.
+    std::filesystem::path found = std::filesystem::weakly_canonical(path, unknown);
+    found = unknown ? path : found;
+    if (std::ranges::find(m_sources, found, &Source::found) != m_sources.end()) {
+        m_problems.Add(*includedAt, "INCLUDE: the file includes itself: " + ChainTo(path));
+        return;
     }
-    if (isOpen) {
-        m_problems.Add(*includedAt, "INCLUDE: the file includes itself: " + chain + path.string());
+    if (++m_nOpened > m_bounds.files) {
+        End(*includedAt, fmt::format("INCLUDE: this would be file {} of the deck; at most {} are "
+                                     "opened, each time that one is included",
+                                     m_nOpened, m_bounds.files));
         return;
     }
     try {
-        m_contents.push_back(ReadWholeFile(path));
+        const std::string& content = ContentOf(path, found);
+        m_sources.push_back({path, found, m_problems.AddFile(path), content});
     } catch (const ImportError& error) {
         if (!includedAt) {
             throw;
         }
         m_problems.Add(*includedAt, fmt::format("INCLUDE: {}", error.what()));
-        return;
     }
-    m_sources.push_back({path, m_problems.AddFile(path), m_contents.back()});
+}
+
+const std::string& BulkDataDeck::ContentOf(const std::filesystem::path& path,
+                                           const std::filesystem::path& found) {
+    const auto known = m_contents.find(found);
+    return known != m_contents.end() ? known->second : m_contents[found] = ReadWholeFile(path);
+}
+
+/// The files that include one another down to this one, the innermost few of them.
+std::string BulkDataDeck::ChainTo(const std::filesystem::path& path) const {
+    constexpr std::size_t kMostTold = 20;
+    const std::size_t first = m_sources.size() - std::min(m_sources.size(), kMostTold);
+    std::string chain = first > 0 ? "... -> " : "";
+    for (const Source& source : std::span(m_sources).subspan(first)) {
+        chain += source.path.string() + " -> ";
+    }
+    return chain + path.string();
+}
+
+/// Nothing more is read.
+void BulkDataDeck::End(const BulkPlace& place, std::string_view problem) {
+    m_problems.Add(place, problem);
+    m_sources.clear();
 }
 
 /// The next line that is more than a comment, without the comment at its end.
@@ -241,6 +266,12 @@ std::optional<std::string_view> BulkDataDeck::NextText(BulkPlace& place) {
         }
         std::string_view text = TakeLine(source.rest);
         place = {source.number, ++source.line};
+        if (++m_nLines > m_bounds.lines) {
+            End(place, fmt::format("the deck has more than {} lines, those of included files "
+                                   "counted each time",
+                                   m_bounds.lines));
+            break;
+        }
         text = text.substr(0, text.find('$'));
         if (!Trimmed(text).empty()) {
             return text;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -85,8 +86,18 @@ std::optional<int> BulkInt(std::string_view text);
 /// included files. What is wrong is added to the problems, and reading goes on behind it.
 class BulkDataDeck {
   public:
-    /// Throws ImportError when the file cannot be read.
-    BulkDataDeck(const std::filesystem::path& file, BulkDataProblems& problems);
+    /// How much a deck may have. Decks of millions of nodes in hundreds of files have less; files
+    /// that include others again and again have no end.
+    struct Bounds {
+        int files = 10'000;  ///< opened, each time that one is
+        std::int64_t lines = 1'000'000'000;
+    };
+
+    /// Throws ImportError when the file cannot be read. What is beyond the bounds is a problem, and
+    /// ends the deck.
+    BulkDataDeck(const std::filesystem::path& file, BulkDataProblems& problems)
+        : BulkDataDeck(file, problems, Bounds()) {}
+    BulkDataDeck(const std::filesystem::path& file, BulkDataProblems& problems, Bounds bounds);
 
     /// Answers false at the end of the deck.
     bool Next(BulkCard& card);
@@ -98,7 +109,8 @@ class BulkDataDeck {
 
   private:
     struct Source {
-        std::filesystem::path path;
+        std::filesystem::path path;   // as it is named
+        std::filesystem::path found;  // without links, to tell whether two are the same
         int number;
         std::string_view rest;
         int line = 0;  // the last one taken
@@ -117,6 +129,10 @@ class BulkDataDeck {
     };
 
     void Open(const std::filesystem::path& path, const std::optional<BulkPlace>& includedAt);
+    const std::string& ContentOf(const std::filesystem::path& path,
+                                 const std::filesystem::path& found);
+    std::string ChainTo(const std::filesystem::path& path) const;
+    void End(const BulkPlace& place, std::string_view problem);
     std::optional<std::string_view> NextText(BulkPlace& place);
     bool NextLine();
     bool IsControl(std::string_view text);
@@ -128,8 +144,11 @@ class BulkDataDeck {
     void CheckContinued(const BulkCard& card, std::string_view tail);
 
     BulkDataProblems& m_problems;
-    std::deque<std::string> m_contents;
-    std::vector<Source> m_sources;  // the innermost last
+    const Bounds m_bounds;
+    int m_nOpened = 0;
+    std::int64_t m_nLines = 0;
+    std::map<std::filesystem::path, std::string> m_contents;  // a file is read once
+    std::vector<Source> m_sources;                            // the innermost last
     std::deque<std::string> m_expanded;
     Line m_line;
     bool m_hasLine = false;

@@ -71,12 +71,13 @@ int BulkDataNodes::SystemOf(std::size_t ordinal) const {
 
 void BulkDataNodes::Resolve(BulkDataCoordinates& coordinates, LossReport& losses) {
     SortLabels();
-    coordinates.SetNodePosition([&](int label) -> std::optional<BulkDataCoordinates::Point> {
+    coordinates.SetNodes([&](int label) -> std::optional<BulkDataCoordinates::GivenPoint> {
         const auto ordinal = m_index.Find(label);
-        const auto place = static_cast<std::size_t>(ordinal.value_or(0));
-        const auto* system = ordinal ? coordinates.Find(SystemOf(place)) : nullptr;
-        return system == nullptr ? std::nullopt
-                                 : std::optional(BulkDataCoordinates::Basic(*system, Given(place)));
+        if (!ordinal) {
+            return std::nullopt;
+        }
+        const auto place = static_cast<std::size_t>(*ordinal);
+        return BulkDataCoordinates::GivenPoint{SystemOf(place), Given(place)};
     });
     for (const int number : coordinates.Numbers()) {
         coordinates.Find(number);  // while the nodes stand as they were given
@@ -98,7 +99,7 @@ void BulkDataNodes::Resolve(BulkDataCoordinates& coordinates, LossReport& losses
         std::ranges::copy(basic, m_coordinates.begin() + static_cast<std::ptrdiff_t>(3 * i));
         ++nMoved;
     }
-    coordinates.SetNodePosition(nullptr);
+    coordinates.SetNodes(nullptr);
     m_systems = {};
     m_places = {};
     if (nMoved > 0) {

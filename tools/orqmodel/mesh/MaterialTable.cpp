@@ -63,6 +63,11 @@ std::vector<MaterialTable::Column> ReadColumns(const ORQSimDataRecord& record, i
     for (int i = 0; i < count; ++i, field += kFieldsOfColumn) {
         columns.push_back({record.ReturnString(field).UTF8(), record.ReturnString(field + 1).UTF8(),
                            record.GetInt(field + 2)});
+        if (columns.back().name.empty()) {
+            throw ORQBasFailure(
+                ORQBasFailureKind::Damaged,
+                fmt::format("column {} of {} of a material table has no name", i + 1, count));
+        }
     }
     return columns;
 }
@@ -75,13 +80,18 @@ MaterialTable ReadTable(const ORQSimPosition& position) {
     int field = kFirstColumnField;
     table.components = ReadColumns(record, field, record.GetInt(kNumComponentsField));
     table.fieldVariables = ReadColumns(record, field, record.GetInt(kNumVariablesField));
+    if (table.components.empty()) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Damaged,
+            fmt::format("a material table \"{}\" has no components", table.property));
+    }
 
     double** data = nullptr;
     int nRows = 0;
     int nColumns = 0;
     bool hasTemperatures = false;
     int nVariables = 0;
-    Service(record.GetInt(kNumComponentsField))
+    Service(static_cast<int>(table.components.size()))
         ->FillPointer(position, data, nRows, nColumns, hasTemperatures, nVariables);
     const auto take = [&](int array, int columns) {
         const std::unique_ptr<double, void (*)(void*)> buffer(data[array], mem_Free);

@@ -18,50 +18,10 @@
 
 #include "Change.h"
 #include "RowWalk.h"
+#include "Schema.h"
 #include "Sqlite.h"
 
 namespace orq::storage {
-
-// The columns stand in Catalogue.cpp, in the order in which Insert and Put take them.
-enum class Table : int {
-    State,
-    Object,
-    Collection,
-    Member,
-    Symbol,
-    Name,
-    Child,
-    MapEntry,
-    VectorEntry,
-    SetEntry,
-    Field,
-    ComponentSet,
-    Distribution,
-    Drawer,
-    DrawerDimension,
-    DrawerSegment,
-    DataSet,
-    Compartment,
-    DataSetDrawer,
-    FTable,
-    FTableLabel,
-    Extent,
-    FreeExtent,
-    Count
-};
-
-// Second ways into a table; each names its table and its columns.
-enum class Index : int {
-    MemberByObject,       // Member: object, collection
-    SymbolByName,         // Symbol: collection, type, name
-    SymbolByObject,       // Symbol: object
-    ChildByTarget,        // Child: target object, target index, slot, target category
-    MapEntryByTarget,     // MapEntry: the same
-    VectorEntryByTarget,  // VectorEntry: the same
-    SetEntryByTarget,     // SetEntry: the same
-    ComponentSetByHash,   // ComponentSet: collection, hash
-    Count
-};
 
 class Catalogue;
 
@@ -76,24 +36,53 @@ class Cursor {
     // Moves to the next (at first, the first) row; false when there is none.
     [[nodiscard]] bool Next();
 
-    std::int64_t Int(int column) const { return sqlite3_column_int64(m_statement, column); }
-    int Int32(int column) const { return sqlite3_column_int(m_statement, column); }
-    double Double(int column) const { return sqlite3_column_double(m_statement, column); }
+    // These throw Damaged where the value is of another type than is asked for, or none that its
+    // column may have.
+    std::int64_t Int(int column) const {
+        const std::int64_t value = sqlite3_column_int64(m_statement, column);
+        if (sqlite3_column_type(m_statement, column) != SQLITE_INTEGER ||
+            !m_columns[column].MayBe(value)) {
+            Refuse();
+        }
+        return value;
+    }
+    int Int32(int column) const {
+        const std::int64_t value = Int(column);
+        if (value != static_cast<int>(value)) {
+            Refuse();
+        }
+        return static_cast<int>(value);
+    }
+    double Double(int column) const;
     std::string_view Text(int column) const;
     std::span<const std::byte> Blob(int column) const;
+    // ProblemOfRow of all its columns.
+    std::string Problem() const;
 
   private:
     friend class Catalogue;
-    Cursor(Catalogue& catalogue, std::vector<sqlite3_stmt*>& home, sqlite3_stmt* statement)
-        : m_catalogue(catalogue), m_home(&home), m_statement(statement) {}
-    Cursor(Catalogue& catalogue, RowWalk& walk)
-        : m_catalogue(catalogue), m_walk(&walk), m_statement(walk.Statement()) {}
+    Cursor(Catalogue& catalogue, std::vector<sqlite3_stmt*>& home, sqlite3_stmt* statement,
+           Table table)
+        : m_catalogue(catalogue),
+          m_home(&home),
+          m_statement(statement),
+          m_table(table),
+          m_columns(Shape(table).columns.begin()) {}
+    Cursor(Catalogue& catalogue, RowWalk& walk, Table table)
+        : m_catalogue(catalogue),
+          m_walk(&walk),
+          m_statement(walk.Statement()),
+          m_table(table),
+          m_columns(Shape(table).columns.begin()) {}
+    [[noreturn]] void Refuse() const;
 
     Catalogue& m_catalogue;
     // Where the statement comes from: one of the two.
     std::vector<sqlite3_stmt*>* m_home = nullptr;
     RowWalk* m_walk = nullptr;
     sqlite3_stmt* m_statement;
+    Table m_table;
+    const Column* m_columns;
 };
 
 class Catalogue {
@@ -102,9 +91,6 @@ class Catalogue {
     ~Catalogue();
     Catalogue(const Catalogue&) = delete;
     Catalogue& operator=(const Catalogue&) = delete;
-
-    // Makes all tables and indices in an empty catalogue.
-    void CreateTables();
 
     // One row, all columns in order. Where the key is taken, Insert throws, InsertNew changes
     // nothing and answers false, and Put replaces.
@@ -154,17 +140,20 @@ class Catalogue {
     template <class... Keys>
     std::int64_t CountRows(Table table, const Keys&... keys) {
         Cursor cursor = Ask(Question::Count, static_cast<int>(table), keys...);
-        return cursor.Next() ? cursor.Int(0) : 0;
+        return cursor.Next() ? sqlite3_column_int64(cursor.m_statement, 0) : 0;
     }
+
+    // How many rows were written and erased so far.
+    std::int64_t NumChanges() const { return sqlite3_total_changes64(m_connection.Handle()); }
 
     // To be called before a transaction or a snapshot ends: leaves the rows that walks stand on.
     void LeaveRows();
     // For Change.
     int& Unfinished() { return m_connection.Unfinished(); }
 
-    static const char* NameOf(Table table);
-    static const char* NameOf(Index index);
-    static std::size_t NumColumns(Table table);
+    static const char* NameOf(Table table) { return Shape(table).name; }
+    static const char* NameOf(Index index) { return Shape(index).name; }
+    static std::size_t NumColumns(Table table) { return Shape(table).columns.size(); }
 
   private:
     friend class Cursor;
@@ -180,6 +169,10 @@ class Catalogue {
 
     static Write EraseBy(std::size_t nKeys) {
         return static_cast<Write>(static_cast<std::size_t>(Write::EraseByNone) + nKeys);
+    }
+    static Table TableOf(Question question, int what) {
+        return question == Question::FindBy ? Shape(static_cast<Index>(what)).table
+                                            : static_cast<Table>(what);
     }
     sqlite3_stmt* WriteStatement(Table table, Write kind);
     void RunWrite(sqlite3_stmt* statement, Table table);
@@ -205,7 +198,7 @@ class Catalogue {
         if constexpr (sizeof...(Keys) > 0 && (std::is_integral_v<Keys> && ...)) {
             if (question == Question::Find || question == Question::FindBy) {
                 if (RowWalk* walk = WalksOf(question, what, sizeof...(Keys)).Begin({keys...})) {
-                    return {*this, *walk};
+                    return {*this, *walk, TableOf(question, what)};
                 }
             }
         }

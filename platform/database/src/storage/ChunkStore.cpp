@@ -34,6 +34,30 @@ std::int64_t BlockEnd(std::size_t block, std::int64_t length) {
     return std::min(BlockBegin(block + 1), length);
 }
 
+// The file reaches to the end that the catalogue says, and perhaps no further.
+void CheckLiesBelow(std::int64_t bulkEnd, std::int64_t store, std::int64_t chunk,
+                    const Extent& extent) {
+    if (extent.offset + extent.capacity > bulkEnd) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            "the catalogue's row of chunk " + std::to_string(chunk) + " of store " +
+                                std::to_string(store) + " ends at byte " +
+                                std::to_string(extent.offset + extent.capacity) +
+                                " of bulk.bin, which ends at byte " + std::to_string(bulkEnd));
+    }
+}
+
+// Blocks that were compared stay so where place and checksum are still the same.
+void TakeVerified(const Extent& then, Extent& now) {
+    const std::size_t nBlocks =
+        now.offset == then.offset ? std::min(now.checksums.size(), then.checksums.size()) : 0;
+    for (std::size_t block = 0; block < nBlocks; ++block) {
+        if (then.verified[block] && then.checksums[block] == now.checksums[block]) {
+            now.verified[block] = true;
+            --now.nUnverified;
+        }
+    }
+}
+
 }  // namespace
 
 Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
@@ -44,8 +68,9 @@ Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
     extent.capacity = capacity;
     extent.length = length;
     const std::size_t nBlocks = NumBlocks(extent.length);
-    if (extent.offset < kBulkPage || extent.offset % kBulkPage != 0 || extent.length <= 0 ||
-        extent.length > extent.capacity || checksums.size() != nBlocks * sizeof(std::uint64_t)) {
+    if (extent.offset < kBulkPage || extent.offset % kBulkPage != 0 ||
+        extent.capacity % kBulkPage != 0 || extent.length <= 0 || extent.length > extent.capacity ||
+        checksums.size() != nBlocks * sizeof(std::uint64_t)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             "the catalogue's row of chunk " + std::to_string(chunk) + " of store " +
                                 std::to_string(store) + " is inconsistent");
@@ -73,9 +98,9 @@ ChunkStore::Chunks& ChunkStore::Load(std::int64_t store, int part) {
 ChunkStore::Chunks ChunkStore::ReadRows(const Key& key) {
     Chunks chunks;
     for (Cursor row = m_catalogue.Find(Table::Extent, key.first, key.second); row.Next();) {
-        const auto chunk = static_cast<std::size_t>(row.Int(2));
-        chunks.resize(chunk + 1);
-        chunks[chunk] = ExtentFromRow(row);
+        Extent extent = ExtentFromRow(row);
+        CheckLiesBelow(m_bulkEnd, key.first, row.Int(2), extent);
+        chunks.emplace_hint(chunks.end(), row.Int(2), std::move(extent));
     }
     return chunks;
 }
@@ -83,35 +108,24 @@ ChunkStore::Chunks ChunkStore::ReadRows(const Key& key) {
 // What was compared before the last Forget, and is the same.
 void ChunkStore::NoteVerified(const Key& key, Chunks& chunks) const {
     const auto before = m_before.find(key);
-    const std::size_t nCommon =
-        before == m_before.end() ? 0 : std::min(chunks.size(), before->second.size());
-    for (std::size_t i = 0; i < nCommon; ++i) {
-        Extent& now = chunks[i];
-        const Extent& then = before->second[i];
-        const std::size_t nBlocks =
-            now.offset == then.offset ? std::min(now.checksums.size(), then.checksums.size()) : 0;
-        for (std::size_t block = 0; block < nBlocks; ++block) {
-            if (then.verified[block] && then.checksums[block] == now.checksums[block]) {
-                now.verified[block] = true;
-                --now.nUnverified;
-            }
+    if (before == m_before.end()) {
+        return;
+    }
+    for (auto& [number, now] : chunks) {
+        if (const auto then = before->second.find(number); then != before->second.end()) {
+            TakeVerified(then->second, now);
         }
     }
 }
 
 Extent& ChunkStore::Find(std::int64_t store, int part, std::int64_t chunk) {
-    Chunks& chunks = Load(store, part);
-    const auto number = static_cast<std::size_t>(chunk);
-    if (number >= chunks.size()) {
-        chunks.resize(number + 1);
-    }
-    return chunks[number];
+    return Load(store, part)[chunk];
 }
 
 std::int64_t ChunkStore::Length(std::int64_t store, int part, std::int64_t chunk) {
     const Chunks& chunks = Load(store, part);
-    const auto number = static_cast<std::size_t>(chunk);
-    return number < chunks.size() ? chunks[number].length : 0;
+    const auto found = chunks.find(chunk);
+    return found != chunks.end() ? found->second.length : 0;
 }
 
 const std::byte* ChunkStore::Read(std::int64_t store, int part, std::int64_t chunk,

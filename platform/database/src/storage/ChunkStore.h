@@ -106,7 +106,7 @@ class ChunkStore {
     bool TakeWroteBytes();
 
   private:
-    using Chunks = std::vector<Extent>;  // by chunk number, with gaps
+    using Chunks = std::map<std::int64_t, Extent>;  // by chunk number; memory follows the rows
     using Key = std::pair<std::int64_t, int>;
 
     Chunks& Load(std::int64_t store, int part);

@@ -32,7 +32,7 @@ void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_identity = identity;
     m_generation = 1;
     m_connection->Do(Bound::BeginToWrite);
-    m_catalogue->CreateTables();
+    CreateSchema(*m_connection);
     content(*this);
     m_catalogue->Insert(Table::State, 0, kFormatVersion, std::span<const std::byte>(identity),
                         m_generation, m_nextObject, m_nextSet, m_chunks->BulkEnd());
@@ -281,7 +281,7 @@ bool Engine::Refresh() {
 Sizes Engine::GetSizes() {
     Sizes sizes;
     for (Cursor row = m_catalogue->Find(Table::FreeExtent); row.Next();) {
-        sizes.freeBulkBytes += row.Int(1);
+        sizes.freeBulkBytes = std::min(sizes.freeBulkBytes + row.Int(1), m_chunks->BulkEnd());
     }
     sizes.bulkBytes = m_chunks->BulkEnd();
     if (!IsInMemory()) {

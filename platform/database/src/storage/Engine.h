@@ -106,17 +106,22 @@ class Engine {
     void CopyTo(const std::string& directory, const std::function<void(double)>& progress);
 
     Sizes GetSizes();
-    // Compares every page and every block with its checksum, and accounts for every byte of the
-    // bulk file; answers what is wrong, empty when nothing is. Progress goes from 0 to 1.
-    std::vector<std::string> Verify(const std::function<void(double)>& progress);
+    // Compares every page with its checksum and every value with its column, and adds what is
+    // wrong. False where the rows cannot be relied on, not even to come to an end.
+    [[nodiscard]] bool VerifyCatalogue(std::vector<std::string>& problems);
+    // The same of every block with its checksum, and accounts for every byte of the bulk file.
+    // Progress goes from 0 to 1. REQUIRES: rows that can be relied on.
+    void VerifyBulk(std::vector<std::string>& problems,
+                    const std::function<void(double)>& progress);
 
   private:
     Engine();
     [[noreturn]] void RefuseProcess() const;
     static void RefuseInherited(const std::string& directory);
+    static std::unique_ptr<Engine> Open(const std::string& directory, bool writable, bool isAlone);
     void Connect(const std::string& name, int flags, const char* vfs);
     void ConnectToExisting(const std::string& name, int flags);
-    void OpenWithOthers();
+    void OpenWithOthers(bool isAlone);
     void OpenAsOnlooker();
     void ReadFromLog();
     void ReadWithoutLog(bool holdsFiles);
@@ -156,6 +161,7 @@ class Engine {
     std::string m_directory;
     bool m_writable = false;
     bool m_isWithoutLog = false;  // reads the catalogue's file as it lies
+    bool m_keepsLog = false;      // damage was found in it, which the next one is to find too
     bool m_isOpen = false;        // wholly: all was found to be in order
     bool m_refused = false;       // an earlier failure left this handle in doubt
     LockFile m_lock;

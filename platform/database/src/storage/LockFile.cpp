@@ -3,8 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
+#include <cstdio>
 #include <cstring>
 
 #include "ORQBasFailure.h"
@@ -40,10 +43,33 @@ std::string WriterName() {
     return "process " + std::to_string(getpid()) + " on " + host.data();
 }
 
+// The last text may be of a process that is gone: whoever has just taken the lock has still to
+// write its own.
+bool IsOfLivingProcess(const std::string& holder) {
+    int process = 0;
+    std::array<char, 256> host{};
+    std::array<char, 256> thisHost{};
+    if (std::sscanf(holder.c_str(), "process %d on %255s", &process, host.data()) != 2) {
+        return !holder.empty();
+    }
+    const bool isHere = gethostname(thisHost.data(), thisHost.size() - 1) == 0 &&
+                        std::strcmp(host.data(), thisHost.data()) == 0;
+    return !isHere || kill(process, 0) == 0 || errno != ESRCH;
+}
+
 std::string ReadHolder(int file) {
-    std::array<char, 512> text{};
-    const ssize_t n = pread(file, text.data(), text.size(), 0);
-    return n > 0 ? std::string(text.data(), static_cast<std::size_t>(n)) : "another process";
+    constexpr int kAttempts = 100;
+    constexpr useconds_t kPause = 5'000;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        std::array<char, 512> text{};
+        const ssize_t n = pread(file, text.data(), text.size(), 0);
+        const std::string holder(text.data(), static_cast<std::size_t>(std::max<ssize_t>(n, 0)));
+        if (IsOfLivingProcess(holder)) {
+            return holder;
+        }
+        usleep(kPause);
+    }
+    return "another process";
 }
 
 }  // namespace
@@ -100,21 +126,25 @@ std::string LockFile::Writer() const {
         return WriterName();
     }
     struct flock range = Range(F_RDLCK, kWriterByte, 1);
-    if (m_file < 0 || fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type == F_UNLCK) {
-        return "";
+    if (m_file >= 0 && fcntl(m_file, F_OFD_GETLK, &range) != 0) {
+        FailSystem(m_path, "ask who holds the lock");
     }
-    return ReadHolder(m_file);
+    return m_file < 0 || range.l_type == F_UNLCK ? "" : ReadHolder(m_file);
 }
 
 std::string LockFile::WriterOf(const std::string& path) {
     LockFile lock;
+    lock.m_path = path;
     lock.m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     return lock.Writer();
 }
 
 bool LockFile::IsLocked(std::int64_t byte) const {
     struct flock range = Range(F_WRLCK, byte, 1);
-    return fcntl(m_file, F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
+    if (fcntl(m_file, F_OFD_GETLK, &range) != 0) {
+        FailSystem(m_path, "ask who holds the lock");
+    }
+    return range.l_type != F_UNLCK;
 }
 
 bool LockFile::AreFilesHeld() const {
@@ -171,7 +201,10 @@ std::int64_t LockFile::OldestSnapshot(std::int64_t current) const {
     std::int64_t oldest = current;
     while (oldest > 0) {
         struct flock range = Range(F_WRLCK, 0, oldest);
-        if (fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type == F_UNLCK) {
+        if (fcntl(m_file, F_OFD_GETLK, &range) != 0) {
+            return 0;  // somebody may read anything
+        }
+        if (range.l_type == F_UNLCK) {
             break;
         }
         oldest = range.l_start;

@@ -300,7 +300,19 @@ std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
     return engine;
 }
 
-std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable) {
+std::unique_ptr<Engine> Engine::Open(const std::string& directory, bool writable) {
+    try {
+        return Open(directory, writable, false);
+    } catch (const NoSpaceForLogIndex&) {
+        if (writable) {
+            throw;
+        }
+        return Open(directory, false, true);  // a full disk keeps nobody from reading
+    }
+}
+
+std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable,
+                                     bool isAlone) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
     CheckLooksLikeDatabase(directory, true);
     RefuseInherited(directory);
@@ -308,7 +320,7 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     engine->m_directory = directory;
     engine->m_writable = writable;
     if (writable || MayTakePart(directory)) {
-        engine->OpenWithOthers();
+        engine->OpenWithOthers(isAlone);
     } else {
         engine->OpenAsOnlooker();
     }
@@ -327,8 +339,11 @@ void Engine::ConnectToExisting(const std::string& name, int flags) {
 
 // Readers too are opened for writing, so that the last one out, whoever it is, folds the log in and
 // leaves two files; a reader itself never writes.
-void Engine::OpenWithOthers() {
+void Engine::OpenWithOthers(bool isAlone) {
     ConnectToExisting(CataloguePath(m_directory), SQLITE_OPEN_READWRITE);
+    if (isAlone) {
+        m_connection->UseAlone();
+    }
     if (m_writable) {
         m_connection->CheckWritable();
         m_lock.OpenAsWriter(LockPath(m_directory), IsOnNetwork(m_directory)
@@ -397,6 +412,7 @@ void Engine::ReadWithoutLog(bool holdsFiles) {
 
 void Engine::Start() {
     OpenCatalogue();
+    CheckSchema(*m_connection);
     if (!m_writable) {
         m_connection->Execute("PRAGMA query_only = 1");
         m_lock.BeginChoosingSnapshot();
@@ -423,7 +439,7 @@ Engine::~Engine() {
         return;  // what was found may be anything; it stays as it is
     }
     const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
-    m_connection->FoldLogAtClose(!m_lock.AreFilesHeld());
+    m_connection->FoldLogAtClose(!m_keepsLog && !m_lock.AreFilesHeld());
     DropConnection();
     if (isClean) {
         CutOffBulk();

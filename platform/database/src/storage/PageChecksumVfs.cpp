@@ -44,8 +44,14 @@ bool IsPage(int amount, sqlite3_int64 offset) {
     return amount == kCataloguePageSize && offset % kCataloguePageSize == 0;
 }
 
-int Read(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
+// SQLite takes a disk that fails to read for a file that is malformed.
+int ReadBytes(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
     const int code = Below(file)->pMethods->xRead(Below(file), buffer, amount, offset);
+    return code == SQLITE_IOERR_CORRUPTFS ? SQLITE_IOERR_READ : code;
+}
+
+int Read(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
+    const int code = ReadBytes(file, buffer, amount, offset);
     if (code != SQLITE_OK || !IsPage(amount, offset)) {
         return code;
     }
@@ -78,17 +84,25 @@ int FillUpTo(sqlite3_file* file, sqlite3_int64 end) {
     return code;
 }
 
+int WriteBytes(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
+    return Below(file)->pMethods->xWrite(Below(file), buffer, amount, offset);
+}
+
 int Write(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
     if (!IsPage(amount, offset)) {
-        return Below(file)->pMethods->xWrite(Below(file), buffer, amount, offset);
+        return WriteBytes(file, buffer, amount, offset);
     }
     const int code = FillUpTo(file, offset);
     return code == SQLITE_OK ? WritePage(file, buffer, offset) : code;
 }
 
+int TruncateBytes(sqlite3_file* file, sqlite3_int64 size) {
+    return Below(file)->pMethods->xTruncate(Below(file), size);
+}
+
 int Truncate(sqlite3_file* file, sqlite3_int64 size) {
     const int code = FillUpTo(file, size);
-    return code == SQLITE_OK ? Below(file)->pMethods->xTruncate(Below(file), size) : code;
+    return code == SQLITE_OK ? TruncateBytes(file, size) : code;
 }
 
 // Everything else goes to the file below unchanged.
@@ -153,19 +167,28 @@ constexpr sqlite3_io_methods kMethods = {2,
                                          nullptr,
                                          nullptr};
 
+// A log has frames in place of pages.
+constexpr sqlite3_io_methods kLogMethods = [] {
+    sqlite3_io_methods methods = kMethods;
+    methods.xRead = ReadBytes;
+    methods.xWrite = WriteBytes;
+    methods.xTruncate = TruncateBytes;
+    return methods;
+}();
+
 int Open(sqlite3_vfs* vfs, sqlite3_filename name, sqlite3_file* file, int flags, int* outFlags) {
     sqlite3_vfs* below = BelowVfs(vfs);
     // Who may not write the database makes no log that others could not write then.
     if ((flags & SQLITE_OPEN_WAL) != 0 && sqlite3_uri_boolean(name, "readonly_shm", 0) != 0) {
         flags = (flags & ~(SQLITE_OPEN_CREATE | SQLITE_OPEN_READWRITE)) | SQLITE_OPEN_READONLY;
     }
-    if ((flags & SQLITE_OPEN_MAIN_DB) == 0) {
+    if ((flags & (SQLITE_OPEN_MAIN_DB | SQLITE_OPEN_WAL)) == 0) {
         return below->xOpen(below, name, file, flags, outFlags);
     }
     file->pMethods = nullptr;
     const int code = below->xOpen(below, name, Below(file), flags, outFlags);
     if (code == SQLITE_OK) {
-        file->pMethods = &kMethods;
+        file->pMethods = (flags & SQLITE_OPEN_WAL) != 0 ? &kLogMethods : &kMethods;
     }
     return code;
 }

@@ -40,8 +40,11 @@ bool RowGap::MayHold(std::int64_t key0, std::int64_t key1) const {
     return (!after || firstTwo(*after) <= key) && (!before || key <= firstTwo(*before));
 }
 
-Salvage::Salvage(Engine& target, const std::string& directory)
-    : m_target(target), m_directory(Checked(directory)), m_pages(CataloguePath(directory)) {
+Salvage::Salvage(Engine& target, const std::string& directory, const std::function<void()>& goOn)
+    : m_target(target),
+      m_goOn(goOn),
+      m_directory(Checked(directory)),
+      m_pages(CataloguePath(directory)) {
     NoteDamagedPages();
     FindRoots();
     OpenBulk();
@@ -126,17 +129,23 @@ void Salvage::ReadState() {
 void Salvage::ReadRows(Table table, const CataloguePages::OnRow& take) {
     std::optional<RowKey> last;
     bool isInGap = false;
+    const auto note = [&] {
+        if (!std::exchange(isInGap, true)) {
+            m_gaps.push_back({table, last, {}});
+        }
+    };
     const auto takeAndNote = [&](const PageRow& row) {
+        m_goOn();
+        if (const std::string problem = ProblemOfRow(table, row.Values()); !problem.empty()) {
+            m_damage.push_back("catalogue.sqlite: " + problem);
+            note();
+            return;
+        }
         last = KeyOf(row);
         if (std::exchange(isInGap, false)) {
             m_gaps.back().before = last;
         }
         take(row);
-    };
-    const auto note = [&] {
-        if (!std::exchange(isInGap, true)) {
-            m_gaps.push_back({table, last, {}});
-        }
     };
     m_pages.ReadTree(m_roots[Catalogue::NameOf(table)], Catalogue::NumColumns(table), takeAndNote,
                      note);
@@ -144,8 +153,21 @@ void Salvage::ReadRows(Table table, const CataloguePages::OnRow& take) {
 
 bool Salvage::ReadIndex(Index index, std::size_t nColumns, const CataloguePages::OnRow& take) {
     bool isWhole = true;
-    m_pages.ReadTree(m_roots[Catalogue::NameOf(index)], nColumns, take, [&] { isWhole = false; });
+    const auto takeAndGoOn = [&](const PageRow& row) {
+        m_goOn();
+        take(row);
+    };
+    m_pages.ReadTree(m_roots[Catalogue::NameOf(index)], nColumns, takeAndGoOn,
+                     [&] { isWhole = false; });
     return isWhole;
+}
+
+bool Salvage::Insert(Table table, std::span<const Value> row) {
+    const bool isSound = ProblemOfRow(table, row).empty();
+    if (isSound) {
+        m_target.Rows().InsertNewRow(table, row);
+    }
+    return isSound;
 }
 
 void Salvage::CloseGaps(Table table) {
@@ -189,10 +211,12 @@ void Salvage::TakeRowsFromIndices() {
 }
 
 void Salvage::TakeMembers() {
+    bool isWhole = true;
     const auto take = [&](const PageRow& row) {  // object, collection, member
-        m_target.Rows().InsertNew(Table::Member, row.Int(1), row.Int(2), row.Int(0));
+        const auto& values = row.Values();
+        isWhole &= Insert(Table::Member, std::array{values[1], values[2], values[0]});
     };
-    if (MayHaveLost(Table::Member) && ReadIndex(Index::MemberByObject, 3, take)) {
+    if (MayHaveLost(Table::Member) && ReadIndex(Index::MemberByObject, 3, take) && isWhole) {
         CloseGaps(Table::Member);
     }
 }
@@ -207,14 +231,15 @@ void Salvage::TakeSymbols() {
     const bool knowsObjects = ReadIndex(Index::SymbolByObject, 4, [&](const PageRow& row) {
         objects[{row.Int(1), row.Int(2), row.Int(3)}] = row.Int(0);
     });
+    bool isWhole = true;
     const bool knowsNames = ReadIndex(Index::SymbolByName, 4, [&](const PageRow& row) {
+        const auto& values = row.Values();
         const auto found = objects.find({row.Int(0), row.Int(1), row.Int(3)});
-        if (found != objects.end()) {
-            m_target.Rows().InsertNew(Table::Symbol, row.Int(0), row.Int(1), row.Int(3),
-                                      row.Text(2), found->second);
-        }
+        isWhole &= found != objects.end() &&
+                   Insert(Table::Symbol, std::array<Value, 5>{values[0], values[1], values[3],
+                                                              values[2], found->second});
     });
-    if (knowsObjects && knowsNames) {
+    if (knowsObjects && knowsNames && isWhole) {
         CloseGaps(Table::Symbol);
     }
 }
@@ -224,30 +249,33 @@ void Salvage::TakeLinks(Table table, Index index) {
     if (!MayHaveLost(table)) {
         return;
     }
+    bool areSound = true;
     // Target object, target index, slot, target category, object, and the last part of the key.
     const bool isWhole = ReadIndex(index, 6, [&](const PageRow& row) {
         Cursor target = m_target.Rows().Find(Table::Object, row.Int(0));
         if (target.Next()) {
-            m_target.Rows().InsertNewRow(
-                table, std::array<Value, 7>{row.Values()[4], row.Values()[2], row.Values()[5],
-                                            row.Values()[0], row.Values()[3], target.Int(1),
-                                            row.Values()[1]});
+            const auto& values = row.Values();
+            areSound &=
+                Insert(table, std::array<Value, 7>{values[4], values[2], values[5], values[0],
+                                                   values[3], target.Int(1), values[1]});
         } else if (MayHaveLost(table, row.Int(4), row.Int(2))) {
             m_halfLinks.push_back({table, row.Int(4), static_cast<int>(row.Int(2)), row.Int(0)});
         }
     });
-    if (isWhole) {
+    if (isWhole && areSound) {
         CloseGaps(table);
     }
 }
 
 void Salvage::TakeSetEntries() {
+    bool isWhole = true;
     const auto take = [&](const PageRow& row) {
         // Target object, target index, slot, object, target category, target type.
-        m_target.Rows().InsertNew(Table::SetEntry, row.Int(3), row.Int(2), row.Int(0), row.Int(4),
-                                  row.Int(5), row.Int(1));
+        const auto& values = row.Values();
+        isWhole &= Insert(Table::SetEntry, std::array{values[3], values[2], values[0], values[4],
+                                                      values[5], values[1]});
     };
-    if (MayHaveLost(Table::SetEntry) && ReadIndex(Index::SetEntryByTarget, 6, take)) {
+    if (MayHaveLost(Table::SetEntry) && ReadIndex(Index::SetEntryByTarget, 6, take) && isWhole) {
         CloseGaps(Table::SetEntry);
     }
 }
@@ -267,7 +295,7 @@ void Salvage::TakeChunks(const std::function<void(double)>& progress) {
         } catch (const ORQBasFailure& failure) {
             m_damagedStores[store] = failure.Text();
         }
-        seen += row.Int(4);
+        seen = std::min(seen + row.Int(4), m_bulkSize);
         progress(std::min(1.0, static_cast<double>(seen) /
                                    static_cast<double>(std::max<std::int64_t>(1, m_bulkSize))));
     });
@@ -288,6 +316,7 @@ void Salvage::TakeStore(std::int64_t store, const std::vector<Chunk>& chunks) {
     }
     for (const auto& [part, number, extent] : chunks) {
         const std::byte* bytes = m_bulk.Map(extent.offset, extent.length);
+        m_taken[extent.offset] = extent.offset + extent.length;
         m_target.Chunks().Write(store, part, number, 0,
                                 {bytes, static_cast<std::size_t>(extent.length)});
     }
@@ -300,10 +329,20 @@ std::string Salvage::DamageOf(const Extent& extent) {
                                : "bulk.bin ends at byte " + std::to_string(m_bulkSize) +
                                      ", before its bytes do";
     }
+    if (IsTaken(extent)) {
+        return "the bytes from byte " + std::to_string(extent.offset) +
+               " of bulk.bin on belong to another array";
+    }
     const std::vector<std::int64_t> damaged = FindDamage(m_bulk, extent);
     return damaged.empty()
                ? ""
                : "the block at byte " + std::to_string(damaged.front()) + " of bulk.bin is damaged";
+}
+
+// Bytes belong to one array: else a file of some pages could ask for any number of copies of them.
+bool Salvage::IsTaken(const Extent& extent) const {
+    const auto behind = m_taken.lower_bound(extent.offset + extent.length);
+    return behind != m_taken.begin() && std::prev(behind)->second > extent.offset;
 }
 
 }  // namespace orq::storage

@@ -39,8 +39,9 @@ class Salvage {
     // Reads from a directory, which stays as it is, into a database that has no rows but its
     // state's; a transaction must be open on that. Throws Foreign where the two files belong to
     // different databases or to a newer format, Damaged where nothing can be read, Busy while
-    // somebody writes to the directory's database.
-    Salvage(Engine& target, const std::string& directory);
+    // somebody writes to the directory's database. `goOn` must outlive this, and is called with
+    // every row; what it throws ends the work.
+    Salvage(Engine& target, const std::string& directory, const std::function<void()>& goOn);
 
     // To be called in this order. Every table but those that say where chunks lie,
     void TakeRows();
@@ -94,10 +95,14 @@ class Salvage {
     void TakeMembers();
     void TakeSymbols();
     void CloseGaps(Table table);
+    // False where the values are none that the table may have.
+    bool Insert(Table table, std::span<const Value> row);
     void TakeStore(std::int64_t store, const std::vector<Chunk>& chunks);
     std::string DamageOf(const Extent& extent);
+    bool IsTaken(const Extent& extent) const;
 
     Engine& m_target;
+    const std::function<void()>& m_goOn;
     std::string m_directory;
     CataloguePages m_pages;
     std::map<std::string, std::int64_t> m_roots;
@@ -108,6 +113,7 @@ class Salvage {
     std::vector<RowGap> m_gaps;
     std::map<std::int64_t, std::string> m_damagedStores;
     std::vector<HalfLink> m_halfLinks;
+    std::map<std::int64_t, std::int64_t> m_taken;  // bulk data: from each of these to its end
 };
 
 }  // namespace orq::storage

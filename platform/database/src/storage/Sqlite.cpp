@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <utility>
 
 #include "ORQBasFailure.h"
@@ -32,23 +33,37 @@ ORQBasFailureKind KindOf(int code) {
     }
 }
 
+// What the system said of the call that failed; empty where SQLite does not keep it. A write for
+// which there is no space has a code of its own instead.
+std::string SystemText(sqlite3* handle, int code) {
+    if ((code & 0xff) == SQLITE_FULL) {
+        return std::string(" (") + std::strerror(ENOSPC) + ")";
+    }
+    const int system = handle != nullptr ? sqlite3_system_errno(handle) : 0;
+    return system != 0 && KindOf(code) == ORQBasFailureKind::Io
+               ? std::string(" (") + std::strerror(system) + ")"
+               : "";
+}
+
+bool IsOfSharedMemory(int code) {
+    return code == SQLITE_IOERR_SHMOPEN || code == SQLITE_IOERR_SHMSIZE ||
+           code == SQLITE_IOERR_SHMMAP || code == SQLITE_IOERR_SHMLOCK;
+}
+
 std::string ErrorText(sqlite3* handle, int code) {
-    switch (code) {
-        case SQLITE_IOERR_SHMOPEN:
-        case SQLITE_IOERR_SHMSIZE:
-        case SQLITE_IOERR_SHMMAP:
-        case SQLITE_IOERR_SHMLOCK:
-            return "the file system does not give the shared memory that a database in use needs; "
-                   "it has to be copied to a local disk";
-        default:
-            break;
+    const std::string system = SystemText(handle, code);
+    if (IsOfSharedMemory(code)) {
+        const int error = handle != nullptr ? sqlite3_system_errno(handle) : 0;
+        const bool isForNow = error == ENOSPC || error == EDQUOT || error == EIO ||
+                              error == EMFILE || error == ENFILE || error == ENOMEM;
+        return isForNow
+                   ? "the shared memory that a database in use needs cannot be made beside it" +
+                         system
+                   : "the file system does not give the shared memory that a database in use "
+                     "needs; it has to be copied to a local disk" +
+                         system;
     }
-    std::string text = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
-    if (const int system = handle != nullptr ? sqlite3_system_errno(handle) : 0;
-        system != 0 && KindOf(code) == ORQBasFailureKind::Io) {
-        text += std::string(" (") + std::strerror(system) + ")";
-    }
-    return text;
+    return (handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code)) + system;
 }
 
 constexpr const char* kBounds[] = {"BEGIN", "BEGIN IMMEDIATE", "COMMIT", "ROLLBACK"};
@@ -72,6 +87,10 @@ class LogChecksum {
     bool Equals(std::uint32_t first, std::uint32_t second) const {
         return m_first == first && m_second == second;
     }
+    void Set(std::uint32_t first, std::uint32_t second) {
+        m_first = first;
+        m_second = second;
+    }
 
   private:
     std::uint32_t Word(std::span<const std::byte> bytes, std::size_t at) const {
@@ -94,38 +113,87 @@ std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at) {
     return value;
 }
 
+namespace {
+
 // The log is a header of 32 bytes and frames: 24 bytes and a page. A frame counts when its salts
 // are the header's, its checksum, which goes on from the frame before it, is right, and the
 // transaction that it belongs to was committed. See "WAL-mode File Format" of SQLite.
-PlacesInLog FindPagesInLog(
-    const std::function<bool(std::int64_t offset, std::span<std::byte>)>& read) {
-    constexpr std::size_t kHeader = 32;
-    constexpr std::size_t kFrameHeader = 24;
-    constexpr std::uint32_t kMagic = 0x377f0682;  // plus 1 where checksums go by big-endian words
-    PlacesInLog places;
-    std::array<std::byte, kHeader> header;
-    if (!read(0, header) || (BigEndian(header, 0) | 1) != (kMagic | 1)) {
-        return places;
+class LogFrames {
+  public:
+    explicit LogFrames(const ReadLog& read) : m_read(read) {
+        constexpr std::uint32_t kMagic = 0x377f0682;  // plus 1 for checksums by big-endian words
+        m_isLog = m_read(0, m_header) && (BigEndian(m_header, 0) | 1) == (kMagic | 1);
+        m_sum = LogChecksum(BigEndian(m_header, 0) != kMagic);
+        m_sum.Add(std::span(m_header).first(24));
     }
-    LogChecksum sum(BigEndian(header, 0) != kMagic);
-    sum.Add(std::span(header).first(24));
-    PlacesInLog ofTransaction;
-    std::array<std::byte, kFrameHeader + kCataloguePageSize> frame;
-    for (std::int64_t at = kHeader; read(at, frame);
-         at += static_cast<std::int64_t>(frame.size())) {
-        sum.Add(std::span(frame).first(8));
-        sum.Add(std::span(frame).subspan(kFrameHeader));
-        if (!std::ranges::equal(std::span(frame).subspan(8, 8), std::span(header).subspan(16, 8)) ||
-            !sum.Equals(BigEndian(frame, 16), BigEndian(frame, 20))) {
-            break;
+
+    // Moves to the next (at first, the first) frame; false where the log ends.
+    bool Next() {
+        m_at += std::exchange(m_step, static_cast<std::int64_t>(m_frame.size()));
+        if (!m_isLog || !m_read(m_at, m_frame)) {
+            return false;
         }
-        ofTransaction[BigEndian(frame, 0)] = at + static_cast<std::int64_t>(kFrameHeader);
-        if (BigEndian(frame, 4) != 0) {  // the last of a transaction
+        m_sum.Add(std::span(m_frame).first(8));
+        m_sum.Add(std::span(m_frame).subspan(kFrameHeader));
+        return true;
+    }
+    bool HasSalts() const {
+        return std::ranges::equal(std::span(m_frame).subspan(8, 8),
+                                  std::span(m_header).subspan(16, 8));
+    }
+    bool IsValid() const {
+        return HasSalts() && m_sum.Equals(BigEndian(m_frame, 16), BigEndian(m_frame, 20));
+    }
+    bool IsCommit() const { return BigEndian(m_frame, 4) != 0; }
+    std::int64_t Page() const { return BigEndian(m_frame, 0); }
+    std::int64_t PagePlace() const { return m_at + static_cast<std::int64_t>(kFrameHeader); }
+    // What follows is compared as if this frame were right.
+    void Trust() { m_sum.Set(BigEndian(m_frame, 16), BigEndian(m_frame, 20)); }
+
+  private:
+    static constexpr std::size_t kHeader = 32;
+    static constexpr std::size_t kFrameHeader = 24;
+
+    const ReadLog& m_read;
+    bool m_isLog = false;
+    std::array<std::byte, kHeader> m_header{};
+    std::array<std::byte, kFrameHeader + kCataloguePageSize> m_frame{};
+    LogChecksum m_sum{false};
+    std::int64_t m_at = 0;
+    std::int64_t m_step = kHeader;
+};
+
+}  // namespace
+
+PlacesInLog FindPagesInLog(const ReadLog& read) {
+    PlacesInLog places;
+    PlacesInLog ofTransaction;
+    for (LogFrames frames(read); frames.Next() && frames.IsValid();) {
+        ofTransaction[frames.Page()] = frames.PagePlace();
+        if (frames.IsCommit()) {
             ofTransaction.merge(places);
             places = std::exchange(ofTransaction, {});
         }
     }
     return places;
+}
+
+// Behind a frame that is not right the log may go on, each frame with the right checksum from the
+// one before. Power that fails in a commit leaves the rest of that one; a second one was begun when
+// the first had returned.
+int CountCommitsLostInLog(const ReadLog& read) {
+    LogFrames frames(read);
+    bool isFrame = false;
+    while ((isFrame = frames.Next()) && frames.IsValid()) {
+    }
+    int nCommits = 0;
+    if (isFrame && frames.HasSalts()) {
+        do {
+            nCommits += frames.IsCommit() ? 1 : 0;
+            frames.Trust();
+        } while (frames.Next() && frames.IsValid());
+    }
+    return std::max(0, nCommits - 1);
 }
 
 Connection::Connection(const std::string& name, int flags, const char* vfs, std::string shownPath)
@@ -137,6 +205,7 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
         throw ORQBasFailure(KindOf(code), m_path + ": cannot open the catalogue: " + why);
     }
     sqlite3_extended_result_codes(m_handle, 1);
+    DistrustSchema();
     // Whoever opens or closes last locks all others out for a moment.
     sqlite3_busy_timeout(m_handle, kLockPatience);
     const auto noteLength = [](void* self, sqlite3*, const char*, int nFrames) {
@@ -149,6 +218,27 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
     } catch (...) {
         Close();
         throw;
+    }
+}
+
+// What a file's schema says is run with our statements; what it may do is kept small, also while
+// it is not yet known to be ours.
+void Connection::DistrustSchema() {
+    constexpr std::pair<int, int> kSwitches[] = {{SQLITE_DBCONFIG_DEFENSIVE, 1},
+                                                 {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+                                                 {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+                                                 {SQLITE_DBCONFIG_ENABLE_VIEW, 0}};
+    for (const auto& [what, state] : kSwitches) {
+        Check(sqlite3_db_config(m_handle, what, state, nullptr), "keep the schema from acting");
+    }
+    constexpr std::pair<int, int> kLimits[] = {
+        {SQLITE_LIMIT_SQL_LENGTH, 20'000},      {SQLITE_LIMIT_COLUMN, 50},
+        {SQLITE_LIMIT_EXPR_DEPTH, 20},          {SQLITE_LIMIT_COMPOUND_SELECT, 2},
+        {SQLITE_LIMIT_FUNCTION_ARG, 8},         {SQLITE_LIMIT_ATTACHED, 0},
+        {SQLITE_LIMIT_TRIGGER_DEPTH, 1},        {SQLITE_LIMIT_WORKER_THREADS, 0},
+        {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, 100}};
+    for (const auto& [what, most] : kLimits) {
+        sqlite3_limit(m_handle, what, most);
     }
 }
 
@@ -224,6 +314,19 @@ sqlite3_stmt* Connection::Prepare(const std::string& sql) {
     return statement;
 }
 
+void Connection::ForEachRow(const char* sql,
+                            const std::function<void(const std::vector<Value>&)>& onRow) {
+    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> question(Prepare(sql),
+                                                                         sqlite3_finalize);
+    int code = SQLITE_ROW;
+    while ((code = sqlite3_step(question.get())) == SQLITE_ROW) {
+        onRow(ValuesOf(question.get()));
+    }
+    if (code != SQLITE_DONE) {
+        Fail(code, sql);
+    }
+}
+
 sqlite3_file* Connection::File(int which) const {
     sqlite3_file* file = nullptr;
     Check(sqlite3_file_control(m_handle, "main", which, &file), "find the catalogue's file");
@@ -241,11 +344,11 @@ int Connection::ReadFile(std::int64_t offset, std::span<std::byte> bytes) const 
     return ReadAt(File(SQLITE_FCNTL_FILE_POINTER), offset, bytes);
 }
 
-PlacesInLog Connection::PagesInLog() const {
-    sqlite3_file* log = File(SQLITE_FCNTL_JOURNAL_POINTER);
-    return FindPagesInLog([&](std::int64_t offset, std::span<std::byte> bytes) {
+ReadLog Connection::LogReader() const {
+    return [log = File(SQLITE_FCNTL_JOURNAL_POINTER)](std::int64_t offset,
+                                                      std::span<std::byte> bytes) {
         return log->pMethods != nullptr && ReadAt(log, offset, bytes) == SQLITE_OK;
-    });
+    };
 }
 
 void Connection::Fail(int code, std::string_view doing) const {
@@ -260,7 +363,44 @@ void Connection::Fail(int code, std::string_view doing) const {
         text += ", in: ";
         text += doing.substr(0, 80);
     }
+    const int error = sqlite3_system_errno(m_handle);
+    if ((IsOfSharedMemory(code) || (code & 0xff) == SQLITE_CANTOPEN) &&
+        (error == ENOSPC || error == EDQUOT)) {
+        throw NoSpaceForLogIndex(ORQBasFailureKind::Io, std::move(text));
+    }
     throw ORQBasFailure(KindOf(code), std::move(text));
+}
+
+void Connection::FailDamaged(std::string_view text) const {
+    throw ORQBasFailure(ORQBasFailureKind::Damaged, m_path + ": " + std::string(text));
+}
+
+std::vector<Value> ValuesOf(sqlite3_stmt* statement) {
+    std::vector<Value> values;
+    const int nColumns = sqlite3_data_count(statement);
+    for (int i = 0; i < nColumns; ++i) {
+        switch (sqlite3_column_type(statement, i)) {
+            case SQLITE_INTEGER:
+                values.emplace_back(std::int64_t{sqlite3_column_int64(statement, i)});
+                break;
+            case SQLITE_FLOAT:
+                values.emplace_back(sqlite3_column_double(statement, i));
+                break;
+            case SQLITE_TEXT:
+                values.emplace_back(std::string_view(
+                    reinterpret_cast<const char*>(sqlite3_column_text(statement, i)),
+                    static_cast<std::size_t>(sqlite3_column_bytes(statement, i))));
+                break;
+            case SQLITE_BLOB:
+                values.emplace_back(
+                    std::span(static_cast<const std::byte*>(sqlite3_column_blob(statement, i)),
+                              static_cast<std::size_t>(sqlite3_column_bytes(statement, i))));
+                break;
+            default:
+                values.emplace_back(nullptr);
+        }
+    }
+    return values;
 }
 
 int BindValue(sqlite3_stmt* statement, int index, std::int64_t value) {

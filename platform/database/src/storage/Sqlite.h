@@ -14,7 +14,9 @@
 #include <string_view>
 #include <utility>
 #include <variant>
+#include <vector>
 
+#include "ORQBasFailure.h"
 #include "ProcessMark.h"
 
 namespace orq::storage {
@@ -22,11 +24,29 @@ namespace orq::storage {
 // Four bytes as SQLite stores numbers. REQUIRES: they are in the span.
 std::uint32_t BigEndian(std::span<const std::byte> bytes, std::size_t at);
 
+// Fills a span from an offset of a log; false where it ends.
+using ReadLog = std::function<bool(std::int64_t offset, std::span<std::byte>)>;
+
 // Where in a log the last committed content of each page (from 1) lies: what the main file has in
-// their places does not count. `read` fills a span from an offset; false where the log ends.
+// their places does not count.
 using PlacesInLog = std::map<std::int64_t, std::int64_t>;
-PlacesInLog FindPagesInLog(
-    const std::function<bool(std::int64_t offset, std::span<std::byte>)>& read);
+PlacesInLog FindPagesInLog(const ReadLog& read);
+// How many commits, at least, follow the first frame of a log that is damaged, and so are lost.
+// Damage in the last commit looks like power that failed before it returned, and does not count.
+int CountCommitsLostInLog(const ReadLog& read);
+
+// A value of any type, as the columns of a row hold them; text and blobs lie with the row.
+using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_view,
+                           std::span<const std::byte>>;
+// All columns of the row that a statement stands on, valid until its next step.
+std::vector<Value> ValuesOf(sqlite3_stmt* statement);
+
+// There is no space for the index of the log, which all who use a database share. Whoever is alone
+// can do without; see Connection::UseAlone.
+class NoSpaceForLogIndex : public ORQBasFailure {
+  public:
+    using ORQBasFailure::ORQBasFailure;
+};
 
 class Connection {
   public:
@@ -61,8 +81,12 @@ class Connection {
 
     // Runs one or more statements that answer no rows (rows are dropped).
     void Execute(const char* sql);
+    // Asks once; calls `onRow` with each row that is answered.
+    void ForEachRow(const char* sql, const std::function<void(const std::vector<Value>&)>& onRow);
     sqlite3_stmt* Prepare(const std::string& sql);
     [[noreturn]] void Fail(int code, std::string_view doing) const;
+    // Throws Damaged with the file's name in front of the text.
+    [[noreturn]] void FailDamaged(std::string_view text) const;
     void Check(int code, std::string_view doing) const {
         if (code != SQLITE_OK) {
             Fail(code, doing);
@@ -78,14 +102,16 @@ class Connection {
     std::int64_t FileSize() const;
     // Answers SQLite's result code.
     int ReadFile(std::int64_t offset, std::span<std::byte> bytes) const;
-    // FindPagesInLog of the log that is open.
-    PlacesInLog PagesInLog() const;
+    // Reads the log that is open, while it is.
+    ReadLog LogReader() const;
 
     // Folds the log into the main file when it has become long, as far as readers let it. Only
     // where no reader is on it does the log begin anew instead of growing; so while it is long,
     // readers get a short while to move on now and then. Failing is no loss. REQUIRES: no
     // transaction.
     void FoldLongLog() noexcept;
+    // Keeps all others out and makes no index beside the files. REQUIRES: nothing was read yet.
+    void UseAlone() { Execute("PRAGMA locking_mode = EXCLUSIVE"); }
     // Whether the last close folds the log into the main file; at first it does.
     void FoldLogAtClose(bool folds) noexcept;
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no
@@ -93,6 +119,7 @@ class Connection {
     void Close() noexcept;
 
   private:
+    void DistrustSchema();
     // The file that SQLITE_FCNTL_FILE_POINTER or SQLITE_FCNTL_JOURNAL_POINTER asks for.
     sqlite3_file* File(int which) const;
 
@@ -114,9 +141,6 @@ int BindValue(sqlite3_stmt* statement, int index, std::string_view text);
 int BindValue(sqlite3_stmt* statement, int index, std::span<const std::byte> blob);
 int BindValue(sqlite3_stmt* statement, int index, std::nullptr_t);
 
-// A value of any type.
-using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_view,
-                           std::span<const std::byte>>;
 int BindValue(sqlite3_stmt* statement, int index, const Value& value);
 
 // The same for the keys of a question, whose rows are read later: text is copied.

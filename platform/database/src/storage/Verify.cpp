@@ -1,4 +1,5 @@
-// Engine::Verify: every byte that the catalogue answers for, and every byte of the bulk file.
+// Engine::VerifyCatalogue and VerifyBulk: every byte that the catalogue answers for, and every byte
+// of the bulk file.
 
 #include <algorithm>
 #include <array>
@@ -37,11 +38,21 @@ void VerifyPages(const Connection& connection, const std::string& path,
     if (damaged.empty()) {
         return;
     }
-    const PlacesInLog inLog = connection.PagesInLog();
+    const PlacesInLog inLog = FindPagesInLog(connection.LogReader());
     for (const std::int64_t number : damaged) {
         if (!inLog.contains(number)) {
             problems.push_back(path + ": page " + std::to_string(number) +
                                " is damaged (checksum differs)");
+        }
+    }
+}
+
+// Values as such; what rows mean together is not looked at here.
+void VerifyRows(Catalogue& catalogue, Table table, std::vector<std::string>& problems) {
+    constexpr std::size_t kMostTold = 1000;
+    for (Cursor row = catalogue.Find(table); problems.size() < kMostTold && row.Next();) {
+        if (const std::string problem = row.Problem(); !problem.empty()) {
+            problems.push_back("catalogue.sqlite: " + problem);
         }
     }
 }
@@ -77,26 +88,36 @@ void CheckCoverage(std::vector<Piece> pieces, std::int64_t bulkEnd,
 
 }  // namespace
 
-std::vector<std::string> Engine::Verify(const std::function<void(double)>& progress) {
-    std::vector<std::string> problems;
+bool Engine::VerifyCatalogue(std::vector<std::string>& problems) {
     if (!IsInMemory()) {
         VerifyPages(*m_connection, CataloguePath(m_directory), problems);
-    }
-    sqlite3_stmt* check = m_connection->Prepare("PRAGMA integrity_check");
-    int code = SQLITE_ROW;
-    while ((code = sqlite3_step(check)) == SQLITE_ROW) {
-        const std::string line = reinterpret_cast<const char*>(sqlite3_column_text(check, 0));
-        if (line != "ok") {
-            problems.push_back("catalogue.sqlite: " + line);
+        if (const int nLost = CountCommitsLostInLog(m_connection->LogReader()); nLost > 0) {
+            problems.push_back(CataloguePath(m_directory) + "-wal: is damaged: " +
+                               std::to_string(nLost) + " or more commits behind it are lost");
+            m_keepsLog = true;
         }
     }
-    sqlite3_finalize(check);
-    if (code != SQLITE_DONE) {
-        problems.push_back("catalogue.sqlite: cannot be read through: " +
-                           std::string(sqlite3_errmsg(m_connection->Handle())));
-        return problems;
+    const std::size_t nBefore = problems.size();
+    try {
+        m_connection->ForEachRow("PRAGMA integrity_check", [&](const std::vector<Value>& row) {
+            const auto line = std::get<std::string_view>(row[0]);
+            if (line != "ok") {
+                problems.push_back("catalogue.sqlite: " + std::string(line));
+            }
+        });
+        for (int table = 0; table < static_cast<int>(Table::Count); ++table) {
+            if (problems.size() == nBefore) {
+                VerifyRows(*m_catalogue, static_cast<Table>(table), problems);
+            }
+        }
+    } catch (const ORQBasFailure& failure) {
+        problems.push_back("catalogue.sqlite: cannot be read through: " + failure.Text());
     }
+    return problems.size() == nBefore;
+}
 
+void Engine::VerifyBulk(std::vector<std::string>& problems,
+                        const std::function<void(double)>& progress) {
     std::vector<Piece> pieces;
     const auto bulkEnd = m_chunks->BulkEnd();
     std::int64_t seen = 0;
@@ -126,7 +147,6 @@ std::vector<std::string> Engine::Verify(const std::function<void(double)>& progr
     }
     CheckCoverage(std::move(pieces), bulkEnd, problems);
     progress(1.0);
-    return problems;
 }
 
 }  // namespace orq::storage

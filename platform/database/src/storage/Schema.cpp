@@ -1,0 +1,325 @@
+#include "Schema.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "ORQBasFailure.h"
+
+namespace orq::storage {
+
+namespace {
+
+constexpr std::int64_t kMostInt = std::numeric_limits<int>::max();
+// Of numbers of objects and of bytes: sums of some of them still fit 64 bits. No database comes
+// near.
+constexpr std::int64_t kMostNumber = std::int64_t{1} << 60;
+
+// Those of a data set without any sets have no rows, and take memory all the same.
+constexpr std::int64_t kMostCompartments = 1 << 20;
+
+constexpr Column Integer(const char* name, std::int64_t least, std::int64_t most) {
+    return {name, Column::Type::Integer, least, most};
+}
+// The number of an object, a set or a store.
+constexpr Column Number(const char* name) {
+    return Integer(name, 1, kMostNumber);
+}
+constexpr Column NumberOrNone(const char* name) {
+    return Integer(name, 0, kMostNumber);
+}
+constexpr Column Count(const char* name) {
+    return Integer(name, 0, kMostInt);
+}
+// A place in a list; there is always one behind it.
+constexpr Column Place(const char* name) {
+    return Integer(name, 0, kMostInt - 1);
+}
+constexpr Column Int32(const char* name) {
+    return Integer(name, std::numeric_limits<int>::min(), kMostInt);
+}
+constexpr Column Bits(const char* name) {
+    return Integer(name, std::numeric_limits<std::int64_t>::min(),
+                   std::numeric_limits<std::int64_t>::max());
+}
+constexpr Column Text(const char* name) {
+    return {name, Column::Type::Text};
+}
+constexpr Column Blob(const char* name) {
+    return {name, Column::Type::Blob};
+}
+
+#define ORQ_TARGET                                                                   \
+    Number("target_object"), Integer("target_category", 1, 7), Int32("target_type"), \
+        Count("target_index")
+// How a set of member numbers is written down, see ComponentSet.
+#define ORQ_MEMBERS                                                                         \
+    Integer("form", 0, 3), Int32("first"), Count("count"), Int32("stride"), Int32("block"), \
+        NumberOrNone("store"), Blob("members")
+
+// Names and order are stored, do not change.
+const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {{
+    {"state",
+     1,
+     {Integer("id", 0, 0), Count("format"), Blob("identity"), Number("generation"),
+      Integer("next_object", 1, 2 * kMostNumber), Integer("next_set", 1, kMostInt),
+      Number("bulk_end")}},
+    {"object", 1, {Number("id"), Int32("type"), Integer("category", 1, 7)}},
+    {"collection", 1, {Number("object"), Count("space")}},
+    {"member", 2, {Number("collection"), Place("member"), Number("object")}},
+    {"symbol",
+     3,
+     {Number("collection"), Int32("type"), Place("place"), Text("name"), Number("object")}},
+    {"name", 2, {Number("object"), Int32("slot"), Text("text")}},
+    {"child", 3, {Number("object"), Int32("slot"), Int32("member"), ORQ_TARGET}},
+    {"map_entry", 3, {Number("object"), Int32("slot"), Text("name"), ORQ_TARGET}},
+    {"vector_entry", 3, {Number("object"), Int32("slot"), Place("place"), ORQ_TARGET}},
+    {"set_entry", 6, {Number("object"), Int32("slot"), ORQ_TARGET}},
+    {"field",
+     2,
+     {Number("object"),
+      Count("number"),
+      Integer("kind", 1, 5),
+      {"value", Column::Type::Any, std::numeric_limits<int>::min(), kMostInt}}},
+    {"component_set",
+     1,
+     {Integer("id", 1, kMostInt), Number("collection"), Bits("hash"), ORQ_MEMBERS}},
+    {"distribution",
+     1,
+     {Number("object"), Integer("scalar", 1, 6), NumberOrNone("range_collection"), Blob("grid")}},
+    {"drawer",
+     2,
+     {Number("distribution"), Integer("number", 1, kMostInt), Integer("layout", 0, 2),
+      Integer("extendable", -1, kMostInt), Count("n_rows"), Number("store")}},
+    {"drawer_dimension",
+     3,
+     {Number("distribution"), Integer("drawer", 1, kMostInt), Place("dimension"), Count("set_id"),
+      Count("chunk")}},
+    {"drawer_segment",
+     3,
+     {Number("distribution"), Integer("drawer", 1, kMostInt), Count("first_row"), ORQ_MEMBERS}},
+    {"data_set", 1, {Number("object"), NumberOrNone("distribution")}},
+    {"compartment",
+     3,
+     {Number("data_set"), Integer("place", 0, kMostCompartments), Place("dimension"),
+      Count("set_id"), Number("set_collection")}},
+    {"data_set_drawer", 2, {Number("data_set"), Place("place"), Integer("drawer", 1, kMostInt)}},
+    {"f_table", 1, {Number("object"), Count("n_rows"), Count("n_columns"), NumberOrNone("store")}},
+    {"f_table_label", 3, {Number("object"), Integer("axis", 0, 1), Place("place"), Text("text")}},
+    {"extent",
+     3,
+     {Number("store"), Integer("part", 0, 2), Place("chunk"), Number("offset"), Number("capacity"),
+      Number("length"), Blob("checksums")}},
+    {"free_extent", 1, {Number("offset"), Number("length"), NumberOrNone("generation")}},
+}};
+
+// With the category, though no question needs it: the index then holds all of a row but the
+// target's type, from which Salvage makes rows again that were lost with their page.
+#define ORQ_TARGET_COLUMNS "target_object", "target_index", "slot", "target_category"
+
+const std::array<IndexShape, static_cast<std::size_t>(Index::Count)> kIndices = {{
+    {"member_by_object", Table::Member, {"object", "collection"}},
+    {"symbol_by_name", Table::Symbol, {"collection", "type", "name"}},
+    {"symbol_by_object", Table::Symbol, {"object"}},
+    {"child_by_target", Table::Child, {ORQ_TARGET_COLUMNS}},
+    {"map_entry_by_target", Table::MapEntry, {ORQ_TARGET_COLUMNS}},
+    {"vector_entry_by_target", Table::VectorEntry, {ORQ_TARGET_COLUMNS}},
+    {"set_entry_by_target", Table::SetEntry, {"target_object", "target_index", "slot"}},
+    {"component_set_by_hash", Table::ComponentSet, {"collection", "hash"}},
+}};
+
+std::string_view Declared(Column::Type type) {
+    constexpr std::array<std::string_view, 4> kWords = {" INTEGER", " TEXT", " BLOB", ""};
+    return kWords[static_cast<std::size_t>(type)];
+}
+
+std::string SqlOf(const TableShape& table) {
+    std::string sql = std::string("CREATE TABLE ") + table.name + "(";
+    for (const Column& column : table.columns) {
+        sql += std::string(column.name) + std::string(Declared(column.type)) + ", ";
+    }
+    return sql + "PRIMARY KEY(" +
+           ListColumns({table.columns.begin(), static_cast<std::size_t>(table.nKeys)}, ", ") +
+           ")) WITHOUT ROWID";
+}
+
+std::string SqlOf(const IndexShape& index, std::span<const char* const> columns) {
+    std::string sql =
+        std::string("CREATE INDEX ") + index.name + " ON " + Shape(index.table).name + "(";
+    for (const char* column : columns) {
+        sql += std::string(column == columns.front() ? "" : ", ") + column;
+    }
+    return sql + ")";
+}
+
+std::string SqlOf(const IndexShape& index) {
+    return SqlOf(index, index.columns);
+}
+
+// As early versions made it, which is the same but for indices of links.
+std::string EarlySqlOf(const IndexShape& index) {
+    std::span<const char* const> columns = index.columns;
+    const bool hasCategory = std::string_view(columns.back()) == "target_category";
+    return SqlOf(index, hasCategory ? columns.first(columns.size() - 1) : columns);
+}
+
+using Names = std::set<std::string, std::less<>>;
+
+// What a catalogue of ours may have of a name: either of the texts.
+struct Expected {
+    std::string type;
+    std::string name;
+    std::string table;
+    std::string sql;
+    std::string earlySql;
+};
+
+const std::vector<Expected>& ExpectedSchema() {
+    static const auto& expected = *new const std::vector<Expected>([] {
+        std::vector<Expected> all;
+        for (const TableShape& table : kTables) {
+            all.push_back({"table", table.name, table.name, SqlOf(table), SqlOf(table)});
+        }
+        for (const IndexShape& index : kIndices) {
+            all.push_back(
+                {"index", index.name, Shape(index.table).name, SqlOf(index), EarlySqlOf(index)});
+        }
+        return all;
+    }());
+    return expected;
+}
+
+std::string Shortened(std::string_view text) {
+    constexpr std::size_t kMost = 40;
+    return std::string(text.substr(0, kMost)) + (text.size() > kMost ? "..." : "");
+}
+
+std::string Show(const Value& value) {
+    struct Words {
+        std::string operator()(std::nullptr_t) const { return "no value"; }
+        std::string operator()(std::int64_t number) const { return std::to_string(number); }
+        std::string operator()(double number) const {
+            return "the real number " + std::to_string(number);
+        }
+        std::string operator()(std::string_view text) const {
+            return "the text \"" + Shortened(text) + "\"";
+        }
+        std::string operator()(std::span<const std::byte> bytes) const {
+            return std::to_string(bytes.size()) + " bytes";
+        }
+    };
+    return std::visit(Words(), value);
+}
+
+// What a column takes, in words; empty where it takes the value.
+std::string Wanted(const Column& column, const Value& value) {
+    switch (column.type) {
+        case Column::Type::Integer:
+            if (const auto* number = std::get_if<std::int64_t>(&value);
+                number == nullptr || !column.MayBe(*number)) {
+                return "a whole number from " + std::to_string(column.least) + " to " +
+                       std::to_string(column.most);
+            }
+            return "";
+        case Column::Type::Text:
+            return std::holds_alternative<std::string_view>(value) ? "" : "a text";
+        case Column::Type::Blob:
+            return std::holds_alternative<std::span<const std::byte>>(value) ? "" : "bytes";
+        default:
+            return std::holds_alternative<std::nullptr_t>(value) ? "a value" : "";
+    }
+}
+
+// Of the field table: the value is of the kind that the row says, see ORQSimDataRecord.
+Column ColumnOfKind(std::int64_t kind) {
+    switch (kind) {
+        case 2:
+            return Blob("value");
+        case 3:
+            return Text("value");
+        default:
+            return Int32("value");
+    }
+}
+
+}  // namespace
+
+const TableShape& Shape(Table table) {
+    return kTables[static_cast<std::size_t>(table)];
+}
+
+const IndexShape& Shape(Index index) {
+    return kIndices[static_cast<std::size_t>(index)];
+}
+
+std::string ListColumns(std::span<const Column> columns, std::string_view between,
+                        std::string_view suffix) {
+    std::string text;
+    for (const Column& column : columns) {
+        text.append(text.empty() ? "" : between).append(column.name).append(suffix);
+    }
+    return text;
+}
+
+void CreateSchema(Connection& connection) {
+    for (const Expected& made : ExpectedSchema()) {
+        connection.Execute(made.sql.c_str());
+    }
+}
+
+void CheckSchema(Connection& connection) {
+    Names left;
+    for (const Expected& expected : ExpectedSchema()) {
+        left.insert(expected.name);
+    }
+    std::set<std::int64_t> roots;
+    connection.ForEachRow(
+        "SELECT type, name, tbl_name, rootpage, sql FROM sqlite_schema",
+        [&](const std::vector<Value>& row) {
+            const auto text = [&](std::size_t column) {
+                const auto* held = std::get_if<std::string_view>(&row[column]);
+                return held == nullptr ? std::string_view() : *held;
+            };
+            const auto known = std::ranges::find(ExpectedSchema(), text(1), &Expected::name);
+            const bool isOurs = known != ExpectedSchema().end() && text(0) == known->type &&
+                                text(2) == known->table &&
+                                (text(4) == known->sql || text(4) == known->earlySql);
+            const auto* root = std::get_if<std::int64_t>(&row[3]);
+            if (!isOurs || root == nullptr || !roots.insert(*root).second ||
+                left.erase(known->name) == 0) {
+                connection.FailDamaged(
+                    "its schema is not that of a model database: " + Shortened(text(0)) + " " +
+                    Shortened(text(1)) +
+                    (known == ExpectedSchema().end() ? " is none of a model's"
+                                                     : " is not as it was made"));
+            }
+        });
+    if (!left.empty()) {
+        connection.FailDamaged("its schema is not that of a model database: " + *left.begin() +
+                               " is missing");
+    }
+}
+
+std::string ProblemOfRow(Table table, std::span<const Value> row) {
+    const TableShape& shape = Shape(table);
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        Column column = *(shape.columns.begin() + i);
+        if (table == Table::Field && column.type == Column::Type::Any) {
+            column = ColumnOfKind(std::get<std::int64_t>(row[i - 1]));
+        }
+        const std::string wanted = Wanted(column, row[i]);
+        if (wanted.empty()) {
+            continue;
+        }
+        std::string text = std::string("table ") + shape.name + ", row (";
+        for (std::size_t key = 0; key < static_cast<std::size_t>(shape.nKeys); ++key) {
+            text += (key == 0 ? "" : ", ") + Show(row[key]);
+        }
+        return text + "): column " + column.name + " is " + Show(row[i]) + ", not " + wanted;
+    }
+    return "";
+}
+
+}  // namespace orq::storage

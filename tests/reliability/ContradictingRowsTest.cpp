@@ -1,0 +1,245 @@
+// Catalogues whose pages and checksums are right and whose rows make no sense: told by whoever
+// reads them, with the table, the row, the column and the value; and never the end of a process, a
+// wait without end or a wrong value.
+#include <sqlite3.h>
+
+#include <memory>
+
+#include "History.h"
+#include "ORQSimFTable.h"
+#include "Vocabulary.h"
+
+namespace {
+
+class ContradictingRows : public testing::Test {
+  protected:
+    ContradictingRows() {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        for (const auto& transaction : ModelHistory()) {
+            transaction(database);
+        }
+    }
+    void SetUp() override {
+        m_catalogue = ReadBytes(m_path + "/catalogue.sqlite");
+        m_bulk = ReadBytes(m_path + "/bulk.bin");
+    }
+    void Restore() const {
+        std::filesystem::remove_all(m_new);
+        WriteBytes(m_path + "/catalogue.sqlite", m_catalogue);
+        WriteBytes(m_path + "/bulk.bin", m_bulk);
+    }
+    // Through SQLite and the program's own VFS, so that pages, indices and checksums are right.
+    void Change(const std::string& sql) const {
+        sqlite3* opened = nullptr;
+        ASSERT_EQ(sqlite3_open_v2((m_path + "/catalogue.sqlite").c_str(), &opened,
+                                  SQLITE_OPEN_READWRITE, "orq-page-checksum"),
+                  SQLITE_OK);
+        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> catalogue(opened, sqlite3_close);
+        ASSERT_EQ(sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(opened);
+        const bool isOfRows = sql.starts_with("UPDATE") || sql.starts_with("DELETE");
+        ASSERT_TRUE(!isOfRows || sqlite3_total_changes(opened) > 0) << "changes nothing";
+    }
+
+    // Everything that a database answers is asked for; what is damaged may be told.
+    static void ReadAll(const ORQSimDatabase& database) {
+        const int objects =
+            1 + std::stoi(AskCatalogue(database.Path(), "SELECT count(*) FROM object"));
+        for (int object = 1; object < objects; ++object) {
+            for (int category = 1; category < 8; ++category) {
+                try {
+                    ReadObject({category, database.ContextID(), object, ORQSimTypeID(1), 0});
+                } catch (const ORQBasFailure&) {
+                }
+            }
+        }
+    }
+    static void ReadObject(const ORQSimDynamicID& id) {
+        if (id.Category() == ORQSimCategoryDistribution) {
+            const ORQSimDistribution distribution{ORQSimDistributionID(id)};
+            (void)distribution.QueryDrawers();
+        } else if (id.Category() == ORQSimCategoryFTable) {
+            const ORQSimFTable table{ORQSimFTableID(id)};
+            Doubles values(100);
+            table.GetData(values.data(), 100);
+        } else if (id.Category() == ORQSimCategoryRecord) {
+            (void)ORQSimDataRecord(id).GetDouble(0);
+            (void)ORQSimDataRecord(id).ReturnString(0);
+        }
+    }
+
+    // What opening or verifying says, one text a line.
+    std::string Told() const {
+        try {
+            const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+            ReadAll(database);
+            std::string told;
+            for (const std::string& problem : database.Verify()) {
+                told += problem + '\n';
+            }
+            return told;
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_TRUE(failure.Kind() == Kind::Damaged) << failure.Text();
+            EXPECT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
+            return failure.Text();
+        }
+    }
+
+    // What is recovered verifies; else nothing is left behind.
+    void ExpectRecoveryEnds() const {
+        try {
+            ORQSimDatabase::Recover(m_path, m_new);
+            EXPECT_EQ(ORQSimDatabase::Open(m_new, Mode::ReadWrite).Verify(), Texts());
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_TRUE(failure.Kind() == Kind::Damaged) << failure.Text();
+            EXPECT_FALSE(std::filesystem::exists(m_new));
+        }
+    }
+
+    Folder m_folder;
+    const std::string m_path = m_folder / "model.orq";
+    const std::string m_new = m_folder / "new.orq";
+    std::string m_catalogue;
+    std::string m_bulk;
+};
+
+struct Case {
+    const char* change;
+    const char* told;
+};
+
+const Case kCases[] = {
+    // Values that their column cannot have.
+    {"UPDATE drawer SET extendable = 3", "does not have the dimensions of its grid"},
+    {"UPDATE drawer SET extendable = -2",
+     "column extendable is -2, not a whole number from -1 to 2147483647"},
+    {"UPDATE drawer SET layout = 3", "table drawer, row ("},
+    {"UPDATE drawer SET n_rows = 1099511627776", "column n_rows is 1099511627776"},
+    {"UPDATE drawer SET n_rows = n_rows + 1", "rows, its members are"},
+    {"UPDATE OR REPLACE extent SET part = 9223372036854775806",
+     "column part is 9223372036854775806, not a whole number from 0 to 2"},
+    {"UPDATE OR REPLACE extent SET chunk = -1", "column chunk is -1"},
+    {"UPDATE OR REPLACE extent SET chunk = 1099511627776", "column chunk is 1099511627776"},
+    {"UPDATE OR REPLACE extent SET chunk = 2147483646", "store"},
+    {"UPDATE extent SET offset = 1152921504606846976", "beyond the end"},
+    {"UPDATE extent SET offset = offset + 1", "is inconsistent"},
+    {"UPDATE extent SET capacity = capacity + 8", "is inconsistent"},
+    {"UPDATE extent SET capacity = 1152921504606842880", "beyond the end"},
+    {"UPDATE extent SET length = length + 65536", "is inconsistent"},
+    {"UPDATE extent SET checksums = x''", "is inconsistent"},
+    {"UPDATE extent SET length = 0", "column length is 0"},
+    {"UPDATE object SET category = 9 WHERE id = 2", "column category is 9"},
+    {"UPDATE object SET id = 1152921504606846976 WHERE id = (SELECT max(id) FROM object)",
+     "does not exist"},
+    {"UPDATE collection SET space = -1", "column space is -1"},
+    {"UPDATE collection SET space = 9223372036854775807", "column space is 9223372036854775807"},
+    {"UPDATE collection SET space = 1 WHERE space > 1000", "outside the space"},
+    {"UPDATE component_set SET form = 4", "column form is 4"},
+    {"UPDATE component_set SET form = 1, count = 2, stride = 0, block = 1 WHERE form = 0",
+     "overlap"},
+    {"UPDATE component_set SET form = 0, first = 2147483647, count = 5 WHERE form = 0",
+     "out of range"},
+    {"UPDATE component_set SET members = x'00' WHERE form > 1 AND store = 0",
+     "are not as many as stored"},
+    {"UPDATE component_set SET count = 2147483647 WHERE form > 1", "are not as many as stored"},
+    {"UPDATE drawer_segment SET first_row = first_row + 1", "its rows have a gap"},
+    {"UPDATE drawer_dimension SET chunk = 0", "a chunk size is below 1"},
+    {"UPDATE drawer_dimension SET set_id = 2147483647", "does not exist"},
+    {"UPDATE OR REPLACE drawer_dimension SET dimension = 2 WHERE dimension = 1",
+     "does not have the dimensions of its grid"},
+    {"DELETE FROM drawer_dimension", "does not have the dimensions of its grid"},
+    {"DELETE FROM component_set", "does not exist"},
+    {"UPDATE distribution SET scalar = 7", "column scalar is 7"},
+    {"UPDATE distribution SET scalar = 6 WHERE scalar = 4", "does not fit its rows"},
+    {"UPDATE distribution SET grid = x'010203'", "grid"},
+    {"UPDATE distribution SET grid = zeroblob(800)", "dimensions of its grid"},
+    {"UPDATE f_table SET n_rows = 2147483647, n_columns = 2147483647", "a table that holds"},
+    {"UPDATE OR REPLACE compartment SET place = 2147483646", "column place is 2147483646"},
+    {"UPDATE state SET bulk_end = 1152921504606846976", "is truncated"},
+    {"UPDATE state SET generation = -1", "column generation is -1"},
+    {"UPDATE state SET identity = 'x'", "column identity is the text"},
+    {"DELETE FROM state", "has no state row"},
+    // Values of another type.
+    {"UPDATE object SET id = 'abc' WHERE id = (SELECT max(id) FROM object)",
+     "row (the text \"abc\"): column id is the text \"abc\", not a whole number"},
+    {"UPDATE OR REPLACE child SET object = 'abc'", "column object is the text \"abc\""},
+    {"UPDATE OR REPLACE extent SET store = 'abc'", "column store is the text \"abc\""},
+    {"UPDATE OR REPLACE extent SET store = 1.5", "column store is the real number 1.5"},
+    {"UPDATE name SET text = x'00'", "column text is 1 bytes, not a text"},
+    {"UPDATE field SET value = NULL", "column value is no value"},
+    {"UPDATE field SET value = 'text' WHERE kind = 1", "column value is the text \"text\""},
+    {"UPDATE field SET value = 4294967296 WHERE kind = 1", "column value is 4294967296"},
+    {"UPDATE field SET value = 7 WHERE kind = 3", "column value is 7, not a text"},
+    {"UPDATE component_set SET members = 'abc'", "column members is the text"},
+    // What runs with our statements, or changes what they mean.
+    {"CREATE TRIGGER taken AFTER INSERT ON state BEGIN DELETE FROM object; END",
+     "trigger taken is none of a model's"},
+    {"CREATE VIEW endless AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i FROM n) "
+     "SELECT i FROM n",
+     "view endless is none"},
+    {"DROP TABLE free_extent; CREATE VIEW free_extent AS WITH RECURSIVE n(i) AS (SELECT 1 UNION "
+     "ALL SELECT i FROM n) SELECT i AS offset, i AS length, i AS generation FROM n",
+     "view free_extent is not as it was made"},
+    {"CREATE TABLE more(a INTEGER)", "table more is none"},
+    {"CREATE UNIQUE INDEX one ON name(slot, text, object)", "index one is none"},
+    {"DROP INDEX child_by_target", "child_by_target is missing"},
+    {"ALTER TABLE object ADD COLUMN more", "table object is not as it was made"},
+};
+
+}  // namespace
+
+TEST_F(ContradictingRows, AreToldAndRecoveredFrom) {
+    for (const auto& [change, told] : kCases) {
+        SCOPED_TRACE(change);
+        Change(change);
+        EXPECT_NE(Told().find(told), std::string::npos) << Told();
+        ExpectRecoveryEnds();
+        Restore();
+    }
+    EXPECT_EQ(Told(), "");
+}
+
+TEST_F(ContradictingRows, AWriterRefusesThemToo) {
+    for (const char* change :
+         {"CREATE TRIGGER taken AFTER UPDATE ON state BEGIN DELETE FROM object; END",
+          "CREATE TRIGGER taken AFTER INSERT ON state BEGIN DELETE FROM object; END"}) {
+        Change(change);
+        EXPECT_TRUE(Fails(Kind::Damaged, {m_path, "trigger taken"},
+                          [&] { ORQSimDatabase::Open(m_path, Mode::ReadWrite); }));
+        Restore();
+    }
+}
+
+// Early versions made indices of links without the category of what they lead to.
+TEST_F(ContradictingRows, ADatabaseOfAnEarlyVersionOpens) {
+    for (const char* table : {"child", "map_entry", "vector_entry"}) {
+        const std::string name = std::string(table) + "_by_target";
+        Change("DROP INDEX " + name + "; CREATE INDEX " + name + " ON " + table +
+               "(target_object, target_index, slot)");
+    }
+    EXPECT_EQ(Told(), "");
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+    InTransaction(database, [&] { database.Focus().CreateDataRecord(Slot(20)).SetInt(0, 1); });
+    EXPECT_EQ(database.Verify(), Texts());
+}
+
+// A host gives up by throwing out of the progress; wherever that is, nothing stays.
+TEST_F(ContradictingRows, RecoveringThemCanBeGivenUpAtAnyTime) {
+    struct GivenUp {};
+    Change("DELETE FROM component_set; UPDATE OR REPLACE child SET target_object = 99999");
+    int nCalls = 0;
+    ORQSimDatabase::Recover(m_path, m_new, [&](double) { ++nCalls; });
+    EXPECT_GT(nCalls, 1000);
+    for (int call = 1; call < nCalls; call += nCalls / 20) {
+        std::filesystem::remove_all(m_new);
+        int left = call;
+        EXPECT_THROW(ORQSimDatabase::Recover(m_path, m_new,
+                                             [&](double) {
+                                                 if (--left == 0) {
+                                                     throw GivenUp();
+                                                 }
+                                             }),
+                     GivenUp);
+        EXPECT_FALSE(std::filesystem::exists(m_new));
+    }
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "ORQSimDatabase.h"
+
+namespace orqmodel {
+
+/// Opens a database for reading. Throws ORQBasFailure: what opening throws, and Damaged when a
+/// collection claims far more members than the files could say anything about: what walks over all
+/// of them would take time and memory without end.
+ORQSimDatabase OpenModel(const std::string& path);
+
+}  // namespace orqmodel

@@ -1,7 +1,7 @@
 #include "ImportBytes.h"
-#include "import/BulkDataReader.h"
+#include "formats/nastran/NastranReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    ImportBytes<orqmodel::BulkDataReader>(bytes, size);
+    ImportBytes<orq::exchange::NastranReader>(bytes, size);
     return 0;
 }

@@ -1,7 +1,7 @@
 #include "ImportBytes.h"
-#include "import/ExodusReader.h"
+#include "formats/exodus/ExodusReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    ImportBytes<orqmodel::ExodusReader>(bytes, size);
+    ImportBytes<orq::exchange::ExodusReader>(bytes, size);
     return 0;
 }

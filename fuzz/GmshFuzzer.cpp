@@ -1,7 +1,7 @@
 #include "ImportBytes.h"
-#include "import/GmshReader.h"
+#include "formats/gmsh/GmshReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
-    ImportBytes<orqmodel::GmshReader>(bytes, size);
+    ImportBytes<orq::exchange::GmshReader>(bytes, size);
     return 0;
 }

@@ -4,9 +4,9 @@
 
 #include "MemoryFile.h"
 #include "ORQBasFailure.h"
+#include "ORQExcImportError.h"
 #include "ORQSimDatabase.h"
-#include "import/ImportError.h"
-#include "import/MeshImporter.h"
+#include "formats/MeshImporter.h"
 
 /// Imports the bytes as a file of a format. What is wrong with them may be told by the two kinds of
 /// error that an importer has, and by nothing else.
@@ -14,9 +14,9 @@ template <class Reader>
 void ImportBytes(const std::uint8_t* bytes, std::size_t size) {
     const MemoryFile file(bytes, size);
     try {
-        const orqmodel::MeshImporter importer(std::make_unique<Reader>(file.Path()));
+        const orq::exchange::MeshImporter importer(std::make_unique<Reader>(file.Path()));
         importer.Write(ORQSimDatabase::CreateInMemory(), {100000, [](double) {}});
-    } catch (const orqmodel::ImportError&) {
+    } catch (const ORQExcImportError&) {
     } catch (const ORQBasFailure&) {
     }
 }

@@ -1,17 +1,18 @@
 #include "ImportBytes.h"
+#include "ORQExcLayupFile.h"
 #include "SmallMesh.h"
-#include "import/GmshReader.h"
-#include "import/LayupFile.h"
+#include "formats/gmsh/GmshReader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
     const MemoryFile mesh(reinterpret_cast<const std::uint8_t*>(kSmallMesh.data()),
                           kSmallMesh.size());
     const MemoryFile layup(bytes, size);
     try {
-        const orqmodel::LayupFile file(layup.Path());
-        const orqmodel::MeshImporter importer(std::make_unique<orqmodel::GmshReader>(mesh.Path()));
+        const ORQExcLayupFile file(layup.Path());
+        const orq::exchange::MeshImporter importer(
+            std::make_unique<orq::exchange::GmshReader>(mesh.Path()));
         importer.Write(ORQSimDatabase::CreateInMemory(), {100000, [](double) {}, &file});
-    } catch (const orqmodel::ImportError&) {
+    } catch (const ORQExcImportError&) {
     } catch (const ORQBasFailure&) {
     }
     return 0;

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "CommandLine.h"
 #include "SmallMesh.h"
 #include "SmallModels.h"
+#include "commands/CommandLine.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "CommandLine.h"
+#include "commands/CommandLine.h"
 
 /// Where this process keeps its files: in memory.
 inline const std::filesystem::path& FuzzFolder() {

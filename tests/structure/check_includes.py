@@ -6,7 +6,8 @@ check_includes.py --self-check checks the check against planted faults
 The rules, for every include of a file of the house:
   1. it does not point to a higher floor;
   2. a private file, which lies outside the public directories, is included from its own part only;
-  3. a public header includes only public headers.
+  3. a public header includes only public headers;
+  4. of two rooms of a part, at most one includes files of the other.
 """
 
 import pathlib
@@ -22,10 +23,13 @@ PLACES = [
     ("platform/database", 2, "database"),
     ("platform/objects", 3, "objects"),
     ("ORQSrvSimServices", 4, "services"),
-    ("tools", 5, "tools"),
+    ("exchange", 5, "exchange"),
+    ("tools", 6, "tools"),
 ]
 PUBLIC = ["platform/base/include", "platform/database/include", "platform/objects/include",
-          "ORQSrvSimServices/PublicInterfaces"]
+          "ORQSrvSimServices/PublicInterfaces", "exchange/include"]
+# Rooms of a part are its folders; below these directories the folder itself is a room of its own.
+HALLS = ["exchange/formats", "exchange", "tools/orqmodel"]
 INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
 SUFFIXES = {".h", ".hpp", ".cpp", ".inl"}
 
@@ -54,8 +58,30 @@ def target_of(path, text, files):
     return min(matches, key=lambda name: place(name)[1] != place(path)[1], default=None)
 
 
+def room(path):
+    """The folder below a hall that a file lies in, None for what lies in no hall or in one itself."""
+    for hall in HALLS:
+        if lies_in(path, hall) and "/" in path[len(hall) + 1:]:
+            return hall + "/" + path[len(hall) + 1:].split("/")[0]
+    return None
+
+
+def mutual_rooms(files):
+    """Pairs of rooms that include each other, with an include of each direction."""
+    examples = {}
+    for path, text in sorted(files.items()):
+        for included in INCLUDE.findall(text):
+            target = target_of(path, included, files)
+            if target is not None and room(path) and room(target) and room(path) != room(target):
+                examples.setdefault((room(path), room(target)), f"{path}: includes {target}")
+    for (a, b), example in sorted(examples.items()):
+        if a < b and (b, a) in examples:
+            yield f"{a} and {b} include each other: {example}; {examples[b, a]}"
+
+
 def faults(files):
     """`files` holds the texts by path from the root."""
+    yield from mutual_rooms(files)
     for path, text in sorted(files.items()):
         floor, part = place(path)
         for included in INCLUDE.findall(text):
@@ -88,7 +114,11 @@ def self_check():
         "ORQSrvSimServices/PublicInterfaces/Areas.h": '#include "Mesh.h"\n',
         "ORQSrvSimServices/Fsm/src/Areas.cpp": '#include "Areas.h"\n#include "Assert.h"\n',
         "ORQSrvSimServices/Fsm/src/Assert.h": "",
-        "tools/model/main.cpp": '#include "Areas.h"\n',
+        "exchange/include/Wing.h": '#include "Areas.h"\n',
+        "exchange/model/Blocks.h": '#include "Wing.h"\n',
+        "exchange/formats/gmsh/Mesh4.h": '#include "model/Blocks.h"\n',
+        "exchange/formats/vtk/Grid.h": '#include "formats/gmsh/Mesh4.h"\n',
+        "tools/model/main.cpp": '#include "Areas.h"\n#include "Wing.h"\n',
     }
     planted = [
         ("platform/base/include/Text.h", '#include "Position.h"', "floors up"),
@@ -100,6 +130,8 @@ def self_check():
          '#include "../../../platform/database/src/storage/Extent.h"', "private"),
         ("platform/database/include/Position.h", '#include "Extent.h"', "is public"),
         ("tools/model/main.cpp", '#include "Assert.h"', "private"),
+        ("tools/model/main.cpp", '#include "model/Blocks.h"', "private"),
+        ("exchange/formats/gmsh/Mesh4.h", '#include "formats/vtk/Grid.h"', "include each other"),
     ]
     with tempfile.TemporaryDirectory() as directory:
         root = pathlib.Path(directory)

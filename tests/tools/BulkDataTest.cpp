@@ -14,16 +14,18 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQExcImportError.h"
+#include "ORQExcModel.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvShellSection.h"
-#include "export/BulkDataText.h"
-#include "import/BulkDataDeck.h"
-#include "import/BulkDataReader.h"
-#include "import/ImportError.h"
-#include "mesh/ModelReader.h"
+#include "formats/nastran/NastranDeck.h"
+#include "formats/nastran/NastranReader.h"
+#include "formats/nastran/NastranText.h"
+
+using namespace orq::exchange;
 
 namespace orqmodel {
 namespace {
@@ -55,8 +57,8 @@ class RealDeck : public testing::TestWithParam<const char*> {
         ASSERT_EQ(RunHere({"import", deck_.string(), "-o", folder_ / "m.orq"}).status, 0);
         said_ = ReadJson(deck_, folder_ / "said.json");
     }
-    static ModelReader Model(const std::string& name) {
-        return ModelReader(
+    static ORQExcModel Model(const std::string& name) {
+        return ORQExcModel(
             ORQObjDocument(ORQSimDatabase::Open(name, ORQSimDatabase::Mode::ReadOnly)));
     }
 
@@ -66,7 +68,7 @@ class RealDeck : public testing::TestWithParam<const char*> {
 };
 
 TEST_P(RealDeck, HoldsTheNodesAndElementsOfTheDeck) {
-    const ModelReader model = Model(folder_ / "m.orq");
+    const ORQExcModel model = Model(folder_ / "m.orq");
     const std::vector<int> labels = model.NodeLabels();
     std::vector<double> positions(3 * labels.size());
     model.ReadCoordinates(0, model.NumNodes(), positions);
@@ -79,7 +81,7 @@ TEST_P(RealDeck, HoldsTheNodesAndElementsOfTheDeck) {
 
     const std::vector<int> elementLabels = model.ElementLabels();
     json elements;
-    for (const ModelReader::Block& block : model.Blocks()) {
+    for (const ORQExcModel::Block& block : model.Blocks()) {
         const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> rows(static_cast<std::size_t>(block.elements.Size()) * nNodes);
         model.ReadConnectivity(block, 0, block.elements.Size(), rows);
@@ -98,11 +100,11 @@ TEST_P(RealDeck, HoldsTheNodesAndElementsOfTheDeck) {
 
 TEST_P(RealDeck, HoldsWhatTheFactsSay) {
     const json facts = json::parse(Bytes(fs::path(ORQ_SHARED_MODELS) / "facts.json"))[GetParam()];
-    const ModelReader model = Model(folder_ / "m.orq");
+    const ORQExcModel model = Model(folder_ / "m.orq");
     EXPECT_EQ(model.NumNodes(), facts["nodes"]);
     json byType = json::object();
     json byProperty = json::object();
-    for (const ModelReader::Block& block : model.Blocks()) {
+    for (const ORQExcModel::Block& block : model.Blocks()) {
         if (!block.definition.empty() || block.number != 0) {
             byType[block.shapeName] = byType.value(block.shapeName, 0) + block.elements.Size();
             const std::string number = std::to_string(block.number);
@@ -113,7 +115,7 @@ TEST_P(RealDeck, HoldsWhatTheFactsSay) {
     EXPECT_EQ(byProperty, facts["elements_per_property"]);
     json sets;
     json rigid = json::object();
-    for (const ModelReader::Set& set : model.NodeSets()) {
+    for (const ORQExcModel::Set& set : model.NodeSets()) {
         if (set.name.starts_with("RBE2")) {
             rigid["RBE2"] = rigid.value("RBE2", 0) + 1;
         } else {
@@ -127,7 +129,7 @@ TEST_P(RealDeck, HoldsWhatTheFactsSay) {
 }
 
 TEST_P(RealDeck, LayersAreThePliesOfTheDeck) {
-    const ModelReader model = Model(folder_ / "m.orq");
+    const ORQExcModel model = Model(folder_ / "m.orq");
     const ORQSimCollection sections(
         model.Document().GetModel().GetPosition(ORQSimSchema::Model_sections).GetCollection());
     json plies;
@@ -197,13 +199,13 @@ class Deck : public testing::Test {
         PutBytes(folder_ / name, text);
         return folder_ / name;
     }
-    BulkDataReader Read(std::string_view text) const { return BulkDataReader(Written(text)); }
+    NastranReader Read(std::string_view text) const { return NastranReader(Written(text)); }
     /// With the folder's name left out.
     std::vector<std::string> ErrorsOf(std::string_view text) const {
         std::vector<std::string> errors;
         try {
             Read(text);
-        } catch (const ImportError& error) {
+        } catch (const ORQExcImportError& error) {
             const std::string prefix = folder_ / "";
             for (std::string one : error.Errors()) {
                 for (auto at = one.find(prefix); at != std::string::npos; at = one.find(prefix)) {
@@ -214,15 +216,15 @@ class Deck : public testing::Test {
         }
         return errors;
     }
-    static std::vector<double> Coordinates(MeshSource& source) {
+    static std::vector<double> Coordinates(ORQExcMeshSource& source) {
         std::vector<double> values(3 * static_cast<std::size_t>(source.NumNodes()));
         source.ReadCoordinates(0, source.NumNodes(), values);
         return values;
     }
-    static std::vector<std::string> LossesOf(const MeshSource& source) {
+    static std::vector<std::string> LossesOf(const ORQExcMeshSource& source) {
         std::vector<std::string> losses;
-        const LossReport report = source.Losses();
-        for (const LossEntry& entry : report.Entries()) {
+        const ORQExcReport report = source.Losses();
+        for (const ORQExcReportEntry& entry : report.Entries()) {
             losses.push_back(entry.kind + " " + entry.name + " " + std::to_string(entry.count));
         }
         return losses;
@@ -272,7 +274,7 @@ TEST(BulkNumbers, AreWrittenShortAndExact) {
 TEST_F(Deck, FieldsMayBeSmallLargeOrFree) {
     Written("GRID\t4\t\t.25\t0.\t0.\nCQUAD4  10              1       2       3       4\n",
             "part.inc");
-    BulkDataReader reader = Read(
+    NastranReader reader = Read(
         "SOL 101\nCEND\nSPC = 1\nBEGIN BULK\n"
         "GRID           1              1.      2.      3.$ comment\n"
         "GRID*                  2                             1.0       1234567.5*ABC\n"
@@ -288,7 +290,7 @@ TEST_F(Deck, FieldsMayBeSmallLargeOrFree) {
 TEST_F(Deck, NodesStandInTheBasicSystem) {
     // System 1 has its origin at (1, 2, 3) and its axes along y, z, x; 2 and 3 are cylindrical and
     // spherical, given in 1; 4 is spanned by nodes, of which one is given in 2.
-    BulkDataReader reader = Read(
+    NastranReader reader = Read(
         "CORD2C,2,1,0.,0.,0.,0.,0.,1.\n,1.,0.,0.\n"
         "CORD2R,1,,1.,2.,3.,2.,2.,3.\n,1.,5.,3.\n"
         "CORD2S,3,1,0.,0.,0.,0.,0.,1.\n,1.,0.,0.\n"
@@ -311,20 +313,20 @@ TEST_F(Deck, NodesStandInTheBasicSystem) {
 
 TEST_F(Deck, LaminatesAreExpandedAndPliesRepeatTheOneBefore) {
     std::string text = kDeck;
-    const BulkDataReader reader = Read(text.insert(
+    const NastranReader reader = Read(text.insert(
         0, "PCOMPG,9,-.05,,,HILL\n+,101,5,.1,30.\n+,205,5,.2,-30.\nMAT8,6,1.+9,1.+9,.3,1.+9\n"));
-    const Layup& layup = *reader.Sections();
+    const ORQExcLayup& layup = *reader.Sections();
     ASSERT_EQ(layup.sections.size(), 3);
-    const Layup::Section& symmetric = layup.sections[0];
+    const ORQExcLayup::Section& symmetric = layup.sections[0];
     EXPECT_EQ(symmetric.name, "PCOMP 7");
     std::vector<double> angles;
-    for (const Layup::Layer& layer : symmetric.layers) {
+    for (const ORQExcLayup::Layer& layer : symmetric.layers) {
         angles.push_back(layer.angle.value());
         EXPECT_EQ(layup.materials[static_cast<std::size_t>(layer.material)].name, "MAT1 5");
         EXPECT_EQ(layer.thickness, .1);
     }
     EXPECT_THAT(angles, ElementsAre(0, 45, 45, 0));
-    const Layup::Section& global = layup.sections[2];
+    const ORQExcLayup::Section& global = layup.sections[2];
     EXPECT_EQ(global.kind, "PCOMPG");
     EXPECT_EQ(global.constants[0], -.05);
     EXPECT_TRUE(std::isnan(global.constants[1]));
@@ -333,20 +335,20 @@ TEST_F(Deck, LaminatesAreExpandedAndPliesRepeatTheOneBefore) {
 }
 
 TEST_F(Deck, MaterialDirectionsBecomeOrientationsAndAngles) {
-    const BulkDataReader reader = Read(
+    const NastranReader reader = Read(
         "CORD2R,3,,0.,0.,0.,0.,0.,1.\n,0.,1.,0.\n"
         "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\n"
         "CTRIA3,1,7,1,2,3,3\nCTRIA3,2,7,1,2,3,10.\nCTRIA3,3,7,1,2,3\nCTRIA3,4,8,1,2,3,20.\n"
         "PCOMP,7\n,5,.1,45.\nPCOMP,8\n,5,.1,45.\nMAT1,5,7.+10,,.3\n");
-    const Layup& layup = *reader.Sections();
+    const ORQExcLayup& layup = *reader.Sections();
     ASSERT_EQ(layup.sections.size(), 3);
     EXPECT_EQ(layup.sections[0].name, "PCOMP 7");
-    const Layup::Layer& varying = layup.sections[0].layers[0];
+    const ORQExcLayup::Layer& varying = layup.sections[0].layers[0];
     EXPECT_FALSE(varying.angle);
     EXPECT_EQ(varying.angles[0].elementSet, "PCOMP 7 THETA");
     EXPECT_THAT(varying.angles[0].values, ElementsAre(55, 45));
     EXPECT_EQ(layup.sections[1].name, "PCOMP 7 MCID 3");
-    const Layup::Layer& oriented = layup.sections[1].layers[0];
+    const ORQExcLayup::Layer& oriented = layup.sections[1].layers[0];
     EXPECT_EQ(oriented.angle, 45);
     EXPECT_THAT(layup.orientations[static_cast<std::size_t>(oriented.orientation)].axis1,
                 ElementsAre(0, 1, 0));
@@ -376,18 +378,18 @@ TEST_F(Deck, EachKindOfElementAndSetComesBack) {
     ASSERT_EQ(RunHere({"import", Written(text).string(), "-o", folder_ / "m.orq"}).status, 0);
     const std::string once = folder_ / "once.bdf";
     ASSERT_EQ(RunHere({"export", folder_ / "m.orq", "-o", once, "--strict"}).status, 0);
-    BulkDataReader first = Read(text);
-    BulkDataReader second{fs::path(once)};
+    NastranReader first = Read(text);
+    NastranReader second{fs::path(once)};
     EXPECT_EQ(Coordinates(first), Coordinates(second));
     ASSERT_EQ(first.Blocks().size(), second.Blocks().size());
     for (std::size_t i = 0; i < first.Blocks().size(); ++i) {
-        const MeshSource::Block& a = first.Blocks()[i];
-        const MeshSource::Block& b = second.Blocks()[i];
+        const ORQExcMeshSource::Block& a = first.Blocks()[i];
+        const ORQExcMeshSource::Block& b = second.Blocks()[i];
         EXPECT_EQ(std::tie(a.name, a.number, a.shape, a.shapeName, a.nElements, a.attributes,
                            a.properties, a.definition),
                   std::tie(b.name, b.number, b.shape, b.shapeName, b.nElements, b.attributes,
                            b.properties, b.definition));
-        const auto read = [&](BulkDataReader& reader) {
+        const auto read = [&](NastranReader& reader) {
             std::vector<int> nodes(static_cast<std::size_t>(a.nElements * a.shape->nNodes));
             reader.ReadConnectivity(static_cast<int>(i), 0, a.nElements, nodes);
             std::vector<double> values(static_cast<std::size_t>(a.nElements) * a.attributes.size());
@@ -399,10 +401,10 @@ TEST_F(Deck, EachKindOfElementAndSetComesBack) {
         };
         EXPECT_EQ(read(first), read(second)) << a.name;
     }
-    const auto sets = [](BulkDataReader& reader) {
-        std::map<std::string, std::pair<MeshSource::Properties, std::vector<int>>> members;
+    const auto sets = [](NastranReader& reader) {
+        std::map<std::string, std::pair<ORQExcMeshSource::Properties, std::vector<int>>> members;
         for (std::size_t i = 0; i < reader.NodeSets().size(); ++i) {
-            MeshSource::Properties properties = reader.NodeSets()[i].properties;
+            ORQExcMeshSource::Properties properties = reader.NodeSets()[i].properties;
             std::ranges::sort(properties);
             members[reader.NodeSets()[i].name] = {properties,
                                                   reader.ReadNodeSet(static_cast<int>(i))};
@@ -536,7 +538,7 @@ TEST_F(Deck, AChainOfCoordinateSystemsMayBeLong) {
     text += "CORD1R," + std::to_string(kLength) +
             ",2,3,4\nCTRIA3,11,8,1,2,3\nPSHELL,8,5,.2\nMAT1,5,7.+10,,.3\n";
     EXPECT_THAT(ErrorsOf(text), testing::IsEmpty());
-    BulkDataReader reader = Read(text);
+    NastranReader reader = Read(text);
     EXPECT_EQ(Coordinates(reader)[2], 3.0 + kLength - 1);
 
     text.replace(text.find("CORD1R,50000,2,3,4"), 18, "CORD2R,50000,1\n,1.");
@@ -576,8 +578,8 @@ TEST_F(Deck, HasAMostOfLines) {
     PutBytes(file, "BEGIN BULK\nGRID,1\nINCLUDE 'more.bdf'\nGRID,4\n");
     PutBytes(folder_ / "more.bdf", "GRID,2\nGRID,3\n");
     for (const std::int64_t most : {6, 5}) {
-        BulkDataProblems problems;
-        BulkDataDeck deck(file, problems, {.files = 2, .lines = most});
+        NastranProblems problems;
+        NastranDeck deck(file, problems, {.files = 2, .lines = most});
         BulkCard card;
         int nCards = 0;
         while (deck.Next(card)) {
@@ -587,7 +589,7 @@ TEST_F(Deck, HasAMostOfLines) {
         if (most == 6) {
             EXPECT_NO_THROW(problems.Check());
         } else {
-            EXPECT_THROW(problems.Check(), ImportError);
+            EXPECT_THROW(problems.Check(), ORQExcImportError);
         }
     }
 }
@@ -607,7 +609,7 @@ TEST_F(Deck, BytesAtRandomAreNoDeckOrAnError) {
             text[at] = other;
             try {
                 EXPECT_GT(Read(text).NumNodes(), 0);
-            } catch (const ImportError& error) {
+            } catch (const ORQExcImportError& error) {
                 EXPECT_THAT(error.what(), HasSubstr("deck.bdf: "));
             }
         }

@@ -11,11 +11,11 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
-#include "FindingGuide.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
 #include "WingBoxAnalysis.h"
+#include "queries/FindingGuide.h"
 
 namespace orqmodel {
 namespace {

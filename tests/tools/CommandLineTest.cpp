@@ -11,11 +11,10 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "CommandLine.h"
 #include "CommandRun.h"
-#include "ExitWatch.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQExcStagedTarget.h"
 #include "ORQObjLabeler.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -23,7 +22,8 @@
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 #include "ORQSrvNodalCoordinates.h"
-#include "import/StagedTarget.h"
+#include "commands/CommandLine.h"
+#include "terminal/ExitWatch.h"
 
 namespace {
 
@@ -421,7 +421,7 @@ TEST_F(CommandLineTest, LeftoversOfKilledImportsGoAndThoseOfLivingOnesStay) {
     fs::create_directories(leftover + "/model.orq");
     const std::string other = folder_ / "other.orq.import-aB3dE9";
     fs::create_directory(other);
-    orqmodel::StagedTarget living(target_, false);
+    ORQExcStagedTarget living(target_, false);
     const fs::path built = living.Begin();
     EXPECT_FALSE(fs::exists(leftover));
     EXPECT_EQ(Import(Written()).status, 0);
@@ -439,7 +439,7 @@ TEST_F(CommandLineTest, ReplacesInTwoStepsWhereThereIsNoExchange) {
     make("aside");
     const auto before = Tree(fs::path(target_).parent_path());
     const auto replace = [&](const std::string& built) {
-        orqmodel::ReplaceInTwoSteps(folder_ / built, folder_ / "old", folder_ / "aside");
+        ReplaceInTwoSteps(folder_ / built, folder_ / "old", folder_ / "aside");
     };
     EXPECT_THROW(replace("built"), ORQBasException);
     EXPECT_EQ(Tree(fs::path(target_).parent_path()), before);

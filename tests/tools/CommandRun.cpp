@@ -7,9 +7,9 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "CommandLine.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "commands/CommandLine.h"
 
 CommandResult RunHere(const Arguments& arguments) {
     std::ostringstream out;

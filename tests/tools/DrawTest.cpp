@@ -123,12 +123,12 @@ class DrawTest : public testing::Test {
         const CommandResult result = RunHere({"import", file, "-o", model_, "--force"});
         ASSERT_EQ(result.status, 0) << result.err;
     }
-    ModelReader Reader() const {
-        return ModelReader(
+    ORQExcModel Reader() const {
+        return ORQExcModel(
             ORQObjDocument(ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadOnly)));
     }
     Skin SkinOfAll() const {
-        const ModelReader model = Reader();
+        const ORQExcModel model = Reader();
         return SkinOf(model, BlocksNamed(model, {}));
     }
     CommandResult Draw(const std::string& output, Arguments more = {}) const {
@@ -166,7 +166,7 @@ TEST_F(DrawTest, FacesThatTwoElementsShareAreNotOnTheSkin) {
     mesh.Element(kHexahedron, 2, high);
     Import(mesh);
     EXPECT_EQ(SkinOfAll().NumParts(), 10U);
-    const ModelReader model = Reader();
+    const ORQExcModel model = Reader();
     EXPECT_EQ(SkinOf(model, std::array{1}).NumParts(), 6U);
 
     // On top a pyramid, beside a wedge and at its end a tetrahedron; a shell over a face.
@@ -184,7 +184,7 @@ TEST_F(DrawTest, FacesThatTwoElementsShareAreNotOnTheSkin) {
         ++facets[skin.At(part).block];
     }
     std::map<std::string, int> byShape;
-    const ModelReader whole = Reader();
+    const ORQExcModel whole = Reader();
     for (const auto& [block, count] : facets) {
         byShape[whole.Blocks()[static_cast<std::size_t>(block)].shape->name] += count;
     }

@@ -9,8 +9,8 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQExcModel.h"
 #include "ORQSimDatabase.h"
-#include "mesh/ModelReader.h"
 
 namespace orqmodel {
 namespace {
@@ -48,8 +48,8 @@ class ExodusElements : public testing::Test {
         EXPECT_EQ(result.status, 0) << result.err;
         return json::parse(result.out)["report"];
     }
-    ModelReader Model() const {
-        return ModelReader(
+    ORQExcModel Model() const {
+        return ORQExcModel(
             ORQObjDocument(ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadOnly)));
     }
 
@@ -136,7 +136,7 @@ TEST_F(ExodusElements, EmptySetsStayAndEmptyBlocksAreNamed) {
     ASSERT_EQ(dropped.size(), 1);
     EXPECT_EQ(dropped[0]["kind"], "empty element block without a shape");
     EXPECT_EQ(dropped[0]["name"], "none");
-    const ModelReader model = Model();
+    const ORQExcModel model = Model();
     EXPECT_EQ(model.Blocks().size(), 2);
     ASSERT_EQ(model.NodeSets().size(), 2);
     EXPECT_EQ(model.NodeSets()[1].members.Size(), 0);
@@ -158,9 +158,9 @@ TEST_F(ExodusElements, NamesThatAreEmptyRepeatedLongOrNoTextAreReported) {
     EXPECT_THAT(kinds_and_names,
                 ElementsAre("node set: node set 1", "node set: same (3)",
                             "node set: caf\xEF\xBF\xBD", "node set: " + long_name));
-    const ModelReader model = Model();
+    const ORQExcModel model = Model();
     std::vector<std::string> names;
-    for (const ModelReader::Set& set : model.NodeSets())
+    for (const ORQExcModel::Set& set : model.NodeSets())
         names.push_back(set.name);
     EXPECT_THAT(
         names, ElementsAre("node set 1", "same", "same (3)", "caf\xEF\xBF\xBD", long_name, "Same"));

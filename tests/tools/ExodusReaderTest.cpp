@@ -12,15 +12,14 @@
 
 #include "ExodusFile.h"
 #include "Files.h"
-#include "import/ExodusReader.h"
-#include "import/ImportError.h"
+#include "ORQExcImportError.h"
+#include "formats/exodus/ExodusReader.h"
 
 namespace {
 
 using exodus_file::Content;
 using exodus_file::ScratchFolder;
-using orqmodel::ExodusReader;
-using orqmodel::ImportError;
+using orq::exchange::ExodusReader;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -54,7 +53,7 @@ Nodes ReadAll(const std::filesystem::path& file) {
     reader.Unread();
     int nElements = 0;
     for (std::size_t block = 0; block < reader.Blocks().size(); ++block) {
-        const orqmodel::MeshSource::Block& one = reader.Blocks()[block];
+        const ORQExcMeshSource::Block& one = reader.Blocks()[block];
         std::vector<int> nodes(static_cast<std::size_t>(one.nElements) *
                                static_cast<std::size_t>(one.shape->nNodes));
         reader.ReadConnectivity(static_cast<int>(block), 0, one.nElements, nodes);
@@ -72,7 +71,7 @@ Nodes ReadAll(const std::filesystem::path& file) {
 std::string ErrorOf(const std::filesystem::path& file) {
     try {
         ReadAll(file);
-    } catch (const ImportError& error) {
+    } catch (const ORQExcImportError& error) {
         return error.what();
     }
     return "no error";
@@ -174,7 +173,7 @@ TEST_F(ExodusReaderTest, ACutFileIsAnErrorAtEveryLength) {
         const std::size_t step = is_hdf5 ? 97 : 1;
         for (std::size_t length = 0; length < whole.size(); length += step) {
             PutBytes(file_, std::string_view(whole).substr(0, length));
-            EXPECT_THROW(ReadAll(file_), ImportError) << length << " of " << whole.size();
+            EXPECT_THROW(ReadAll(file_), ORQExcImportError) << length << " of " << whole.size();
         }
     }
 }
@@ -196,7 +195,7 @@ TEST_F(ExodusReaderTest, ADamagedHeaderNeverCrashesNorReadsBeyondTheFile) {
             PutBytes(file_, damaged);
             try {
                 EXPECT_LE(ReadAll(file_).coordinates.size(), expected_size) << "byte " << at;
-            } catch (const ImportError&) {
+            } catch (const ORQExcImportError&) {
                 ++errors;
             }
         }
@@ -300,10 +299,10 @@ TEST_P(RealModels, ACutCopyIsAnError) {
     const auto cut = folder / "cut.e";
     for (std::size_t part = 0; part < 64; ++part) {
         PutBytes(cut, std::string_view(whole).substr(0, whole.size() * part / 64));
-        EXPECT_THROW(ReadAll(cut), ImportError) << "part " << part << " of 64";
+        EXPECT_THROW(ReadAll(cut), ORQExcImportError) << "part " << part << " of 64";
     }
     PutBytes(cut, std::string_view(whole).substr(0, whole.size() - 4));
-    EXPECT_THROW(ReadAll(cut), ImportError);
+    EXPECT_THROW(ReadAll(cut), ORQExcImportError);
 }
 
 INSTANTIATE_TEST_SUITE_P(Exodus, RealModels,

@@ -132,8 +132,8 @@ class CrushedBlock : public testing::Test {
 
 TEST_F(CrushedBlock, VonMisesIsWhatTheSolverWrote) {
     const ORQObjDocument document(ORQSimDatabase::Open(database, ORQSimDatabase::Mode::ReadOnly));
-    const ModelReader model(document);
-    const ResultReader results(document);
+    const ORQExcModel model(document);
+    const ORQExcResults results(document);
     const std::vector<double> ours = FieldValuesAt(model, results, "stress", 11).values;
     const std::vector<double> theirs = FieldValuesAt(model, results, "vonmises", 11).values;
     int nCompared = 0;

@@ -15,6 +15,8 @@
 #include "ExodusFile.h"
 #include "Files.h"
 #include "ORQBasFailure.h"
+#include "ORQExcLayupFile.h"
+#include "ORQExcSections.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQObjSectionBuilder.h"
 #include "ORQSimCollection.h"
@@ -23,10 +25,10 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSrvBulkShellLayers.h"
-#include "import/ExodusReader.h"
-#include "import/LayupFile.h"
-#include "import/MeshImporter.h"
-#include "mesh/SectionReader.h"
+#include "formats/MeshImporter.h"
+#include "formats/exodus/ExodusReader.h"
+
+using namespace orq::exchange;
 
 namespace orqmodel {
 namespace {
@@ -37,10 +39,10 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
-using Layup = SectionReader::Layup;
+using Stack = ORQExcSections::Stack;
 
-SectionReader Sections(const std::string& database) {
-    return SectionReader(
+ORQExcSections Sections(const std::string& database) {
+    return ORQExcSections(
         ORQObjDocument(ORQSimDatabase::Open(database, ORQSimDatabase::Mode::ReadOnly)));
 }
 
@@ -87,13 +89,13 @@ class LayupTest : public testing::Test {
     std::string target_ = folder_ / "model.orq";
 };
 
-// --- Layup files ---------------------------------------------------------------------------------
+// --- Stack files ---------------------------------------------------------------------------------
 
 TEST_F(LayupTest, TheWingBoxComesBackAsItsFileSays) {
     ASSERT_EQ(
         RunHere({"import", ORQ_WING_BOX, "-o", target_, "--layup", ORQ_WING_BOX_LAYUP}).status, 0);
     const json file = json::parse(Bytes(ORQ_WING_BOX_LAYUP));
-    const SectionReader reader = Sections(target_);
+    const ORQExcSections reader = Sections(target_);
     ASSERT_EQ(reader.Sections().size(), file["sections"].size());
     std::size_t nVarying = 0;
     for (std::size_t i = 0; i < reader.Sections().size(); ++i) {
@@ -104,10 +106,10 @@ TEST_F(LayupTest, TheWingBoxComesBackAsItsFileSays) {
             const std::vector<json> lower = expected;
             expected.insert(expected.end(), lower.rbegin(), lower.rend());
         }
-        const Layup layup = reader.Read(reader.Sections()[i]);
+        const Stack layup = reader.Read(reader.Sections()[i]);
         ASSERT_EQ(layup.layers.size(), expected.size());
         for (std::size_t k = 0; k < expected.size(); ++k) {
-            const SectionReader::Layer& layer = layup.layers[k];
+            const ORQExcSections::Layer& layer = layup.layers[k];
             EXPECT_EQ(layer.material, expected[k]["material"]);
             EXPECT_EQ(layer.orientation, expected[k]["orientation"]);
             EXPECT_EQ(layer.ply, expected[k]["ply"]);
@@ -133,11 +135,11 @@ TEST_F(LayupTest, TheWingBoxComesBackAsItsFileSays) {
 TEST_F(LayupTest, ConstantsGoBeforeWhatVariesAndTheFirstAssignmentDecides) {
     const CommandResult imported = Import(Valid().dump());
     ASSERT_EQ(imported.status, 0) << imported.err;
-    const SectionReader reader = Sections(target_);
+    const ORQExcSections reader = Sections(target_);
     // The numbers of the plain section cover the patch too.
-    const SectionReader::Section& patched = reader.Named("patched");
+    const ORQExcSections::Section& patched = reader.Named("patched");
     EXPECT_EQ(patched.elements.Size(), 2);
-    const Layup patch = reader.Read(patched);
+    const Stack patch = reader.Read(patched);
     ASSERT_EQ(patch.layers.size(), 1U);
     EXPECT_EQ(patch.layers[0].thickness.variation, ORQSrvShellSection::VariationConstant);
     EXPECT_THAT(patch.layers[0].thickness.numbers, ElementsAre(9));
@@ -145,7 +147,7 @@ TEST_F(LayupTest, ConstantsGoBeforeWhatVariesAndTheFirstAssignmentDecides) {
     EXPECT_EQ(patch.layers[0].sectionPoints, 3);
     EXPECT_EQ(patch.layers[0].ply, "");
 
-    const Layup plain = reader.Read(reader.Named("plain"));
+    const Stack plain = reader.Read(reader.Named("plain"));
     ASSERT_EQ(plain.layers.size(), 4U);
     for (const std::size_t layer : {0U, 3U}) {
         EXPECT_THAT(plain.layers[layer].thickness.numbers, ElementsAre(1, 3, 5));  // 11, 13, 25
@@ -275,15 +277,15 @@ class LayeredReader : public ExodusReader {
     explicit LayeredReader(const std::filesystem::path& file) : ExodusReader(file) {
         m_layup.sections.push_back({"own", 1, {}});
     }
-    const orqmodel::Layup* Sections() const override { return &m_layup; }
+    const ORQExcLayup* Sections() const override { return &m_layup; }
 
   private:
-    orqmodel::Layup m_layup;
+    ORQExcLayup m_layup;
 };
 
 TEST_F(LayupTest, AMeshWithSectionsOfItsOwnTakesNoOthers) {
     PutBytes(layup_, Valid().dump());
-    const LayupFile layup(layup_);
+    const ORQExcLayupFile layup(layup_);
     const MeshImporter importer(std::make_unique<LayeredReader>(mesh_));
     try {
         importer.Write(ORQSimDatabase::CreateInMemory(), {1000, [](double) {}, &layup});
@@ -328,7 +330,7 @@ TEST(Layups, AreSymmetricAndBalancedAtEveryElementOrNot) {
         {{{{1}, {45}}, {{1 + 1e-12}, {-45 + 1e-9}}}, false, true},
     };
     for (const Case& one : cases) {
-        Layup layup;
+        Stack layup;
         for (const Row& row : one.rows) {
             layup.layers.push_back(
                 {row.material,
@@ -445,21 +447,21 @@ TEST(WriteLayup, ValuesThatVaryAreWrittenOnce) {
     const ORQSimTransaction transaction(database.ContextID());
     const ORQObjModelBuilder builder(database);
     builder.AddElementSet("skin", 1, builder.AddElements(2));
-    orqmodel::Layup layup;
-    orqmodel::Layup::Layer layer;
+    ORQExcLayup layup;
+    ORQExcLayup::Layer layer;
     layer.thicknesses = {{"skin", {1, 2}}};
     layup.sections = {{"first", 1, {layer}}};
-    WriteLayup(layup, builder.Document());
+    ORQExcWriteLayup(layup, builder.Document());
     layup.sections[0].name = "second";
     try {
-        WriteLayup(layup, builder.Document());
+        ORQExcWriteLayup(layup, builder.Document());
         FAIL() << "no error";
     } catch (const ORQBasFailure& failure) {
         EXPECT_EQ(failure.Text(), "the model has thicknesses that vary over the elements already");
     }
     layup.sections[0].layers[0].angles = std::move(layup.sections[0].layers[0].thicknesses);
     layup.sections[0].layers[0].thicknesses = {};
-    EXPECT_NO_THROW(WriteLayup(layup, builder.Document()));
+    EXPECT_NO_THROW(ORQExcWriteLayup(layup, builder.Document()));
 }
 
 // --- Crashes -------------------------------------------------------------------------------------

@@ -3,14 +3,13 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "LossReport.h"
+#include "ORQExcReport.h"
+#include "terminal/ReportJson.h"
 
 namespace {
 
-using orqmodel::LossReport;
-
 TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
-    LossReport report;
+    ORQExcReport report;
     report.Drop("node set", "clamp", 20, "sets are not imported");
     report.Keep("nodes", "", 60);
     report.Keep("title", "a box", 1);
@@ -28,7 +27,7 @@ TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
               "dropped\n"
               "  node set \"clamp\": 20 (sets are not imported)\n");
 
-    const auto json = nlohmann::json::parse(report.ToJson().dump());
+    const auto json = nlohmann::json::parse(orqmodel::ToJson(report).dump());
     EXPECT_EQ(json, nlohmann::json::parse(R"({
         "kept": [{"kind": "nodes", "name": "", "count": 60},
                  {"kind": "title", "name": "a box", "count": 1}],
@@ -39,18 +38,18 @@ TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
 }
 
 TEST(LossReport, AChangeIsNoDrop) {
-    LossReport report;
+    ORQExcReport report;
     EXPECT_FALSE(report.HasDrops());
     report.Change("block", "skin", 4, "renamed");
     EXPECT_FALSE(report.HasDrops());
-    EXPECT_EQ(report.ToJson()["changed"][0]["reason"], "renamed");
+    EXPECT_EQ(orqmodel::ToJson(report)["changed"][0]["reason"], "renamed");
 }
 
 TEST(LossReport, ForeignNamesStayPrintable) {
-    LossReport report;
+    ORQExcReport report;
     report.Keep("block", "caf\xC3\xA9 \xE9\n\x1B[2J\xC2\x9B", 1);
     EXPECT_EQ(report.Entries()[0].name, "caf\xC3\xA9 \uFFFD\uFFFD\uFFFD[2J\uFFFD");
-    EXPECT_NO_THROW(report.ToJson().dump());
+    EXPECT_NO_THROW(orqmodel::ToJson(report).dump());
 }
 
 }  // namespace

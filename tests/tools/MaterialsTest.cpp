@@ -9,11 +9,11 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQExcMaterialTable.h"
+#include "ORQExcMaterials.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
-#include "mesh/MaterialReader.h"
-#include "mesh/MaterialTable.h"
 
 namespace orqmodel {
 namespace {
@@ -208,7 +208,7 @@ TEST_F(Materials, OfARealDeckAreListed) {
     EXPECT_EQ(elastic["rows"], json::parse("[[1.425e11, 8.7e9, 0.28, 5.1e9, 5.1e9, 5.1e9]]"));
 }
 
-// --- Layup files ---------------------------------------------------------------------------------
+// --- ORQExcLayup files ---------------------------------------------------------------------------------
 
 class LayupMaterials : public Materials {
   protected:
@@ -285,12 +285,13 @@ TEST_F(Materials, AComponentThatTheCardDoesNotHaveIsDroppedAndReported) {
             ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadWrite);
         const ORQObjDocument document(database);
         ORQSimTransaction transaction(database.ContextID());
-        WriteMaterialTables(document, MaterialReader(document).Named("MAT1 5").position,
-                            {{.property = "swelling", .components = {{"swell"}}, .values = {0.5}},
-                             {.property = "creep",
-                              .components = {{"rate"}, {"E"}},
-                              .values = {1, 6e10, 2, 5e10},
-                              .temperatures = {20, 100}}});
+        ORQExcWriteMaterialTables(
+            document, ORQExcMaterials(document).Named("MAT1 5").position,
+            {{.property = "swelling", .components = {{"swell"}}, .values = {0.5}},
+             {.property = "creep",
+              .components = {{"rate"}, {"E"}},
+              .values = {1, 6e10, 2, 5e10},
+              .temperatures = {20, 100}}});
         transaction.Commit();
     }
     const CommandResult result = RunHere({"export", model_, "-o", deck_, "--force"});

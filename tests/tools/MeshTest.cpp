@@ -18,6 +18,9 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQExcImportError.h"
+#include "ORQExcModel.h"
+#include "ORQExcShapes.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimCollection.h"
@@ -27,10 +30,9 @@
 #include "ORQSimTransfer.h"
 #include "ORQSrvElementConnectivity.h"
 #include "ORQSrvInverseConnectivity.h"
-#include "import/GmshReader.h"
-#include "import/ImportError.h"
-#include "mesh/ElementShapes.h"
-#include "mesh/ModelReader.h"
+#include "formats/gmsh/GmshReader.h"
+
+using namespace orq::exchange;
 
 namespace orqmodel {
 namespace {
@@ -44,7 +46,7 @@ using testing::HasSubstr;
 // --- Element shapes ------------------------------------------------------------------------------
 
 TEST(ElementShapes, FacesOfAVolumeCloseItAndPointOutward) {
-    for (const ElementShape& shape : ElementShapes()) {
+    for (const ORQExcShape& shape : ORQExcShapes()) {
         if (shape.dimension != 3) {
             continue;
         }
@@ -68,7 +70,7 @@ TEST(ElementShapes, FacesOfAVolumeCloseItAndPointOutward) {
 }
 
 TEST(ElementShapes, MiddlesOfSidesAreMiddlesOfTheirEdges) {
-    for (const ElementShape& shape : ElementShapes()) {
+    for (const ORQExcShape& shape : ORQExcShapes()) {
         std::map<std::set<int>, int> middles;
         for (const auto& edge : shape.edges) {
             if (edge.nodes.size() == 3) {
@@ -96,17 +98,17 @@ TEST(ElementShapes, MiddlesOfSidesAreMiddlesOfTheirEdges) {
 TEST(ElementShapes, SizesAndSharesOfKnownBodies) {
     const std::vector<double> box = {0, 0, 0, 2, 0, 0, 2, 3, 0, 0, 3, 0,
                                      0, 0, 4, 2, 0, 4, 2, 3, 4, 0, 3, 4};
-    const Measure hex = MeasureOf(*FindShapeByName("HEX8"), box);
+    const ORQExcMeasure hex = ORQExcMeasureOf(*ORQExcFindShapeByName("HEX8"), box);
     EXPECT_DOUBLE_EQ(hex.size, 24);
     EXPECT_THAT(hex.centroid, ElementsAre(1, 1.5, 2));
     const std::vector<double> wedge = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 2, 1, 0, 2, 0, 1, 2};
-    EXPECT_NEAR(MeasureOf(*FindShapeByName("WEDGE6"), wedge).size, 1, 1e-15);
+    EXPECT_NEAR(ORQExcMeasureOf(*ORQExcFindShapeByName("WEDGE6"), wedge).size, 1, 1e-15);
     const std::vector<double> pyramid = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0.5, 0.5, 3};
-    EXPECT_NEAR(MeasureOf(*FindShapeByName("PYRAMID5"), pyramid).size, 1, 1e-15);
+    EXPECT_NEAR(ORQExcMeasureOf(*ORQExcFindShapeByName("PYRAMID5"), pyramid).size, 1, 1e-15);
 
     const auto shares = [&](const char* name, std::size_t side, std::vector<double> nodes) {
         std::vector<double> result(nodes.size() / 3);
-        TributaryShares(FindShapeByName(name)->sides[side], nodes, result);
+        ORQExcTributaryShares(ORQExcFindShapeByName(name)->sides[side], nodes, result);
         return result;
     };
     EXPECT_THAT(shares("SHELL4", 0, {0, 0, 0, 2, 0, 0, 2, 2, 0, 0, 2, 0}), ElementsAre(1, 1, 1, 1));
@@ -156,7 +158,7 @@ exodus_file::Content OneOfEachShape() {
     exodus_file::Content content;
     content.labels = {};
     content.x = content.y = content.z = {};
-    for (const ElementShape& shape : ElementShapes()) {
+    for (const ORQExcShape& shape : ORQExcShapes()) {
         // The corners that each node is the middle of.
         std::vector<std::vector<int>> origins(static_cast<std::size_t>(shape.nNodes));
         std::vector<int> all;
@@ -285,7 +287,7 @@ class Gmsh : public testing::Test {
     std::string ErrorOf(const std::string& text) const {
         try {
             GmshReader reader(Written(text));
-        } catch (const ImportError& error) {
+        } catch (const ORQExcImportError& error) {
             return error.what();
         }
         return "no error";
@@ -353,7 +355,7 @@ TEST_F(Gmsh, RealMeshesAgreeWithAnIndependentReader) {
         const fs::path file = fs::path(ORQ_SHARED_MODELS) / name;
         const std::string model = folder_ / (std::string(name) + ".orq");
         ASSERT_EQ(RunHere({"import", file.string(), "-o", model}).status, 0);
-        const ModelReader reader{
+        const ORQExcModel reader{
             ORQObjDocument(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly))};
         EXPECT_EQ(reader.NumNodes(), all[name]["nodes"]);
         EXPECT_EQ(reader.NumElements(), all[name]["elements"]);
@@ -371,7 +373,7 @@ TEST_F(Gmsh, RealMeshesAgreeWithAnIndependentReader) {
         for (const auto& [key, count] : all[name]["physical_groups"].items()) {
             groups[key.substr(key.find(':', key.find(':') + 1) + 1)] = count;
         }
-        for (const ModelReader::Set& set : reader.ElementSets()) {
+        for (const ORQExcModel::Set& set : reader.ElementSets()) {
             if (groups.contains(set.name)) {
                 EXPECT_EQ(set.members.Size(), groups[set.name]) << set.name;
                 groups.erase(set.name);
@@ -470,9 +472,9 @@ TEST(Adjacency, UsesOfANodeAreThoseOfTheInverseConnectivity) {
     }
     ORQSrvInverseConnectivity inverse(builder.Mesh());
     inverse.Invert();
-    const ModelReader reader(builder.Document());
+    const ORQExcModel reader(builder.Document());
     for (const int node : {0, 1, 500, kNodes - 2, kNodes - 1}) {
-        std::vector<ModelReader::Use> expected;
+        std::vector<ORQExcModel::Use> expected;
         for (int i = inverse.m_offsets[node]; i < inverse.m_offsets[node + 1]; ++i) {
             expected.push_back({static_cast<int>(inverse.m_entries[i] & 0x1FFFFFF),
                                 static_cast<int>(inverse.m_entries[i] >> 25)});
@@ -516,7 +518,7 @@ TEST_F(Vtu, HoldsPointsCellsLabelsBlocksAndSets) {
 TEST_F(Vtu, NodesOfEachShapeStandInTheOrderOfVtk) {
     exodus_file::Write(OneOfEachShape(), folder_ / "mesh.e");
     const json grid = Exported(folder_ / "mesh.e");
-    EXPECT_EQ(grid["cells"].size(), ElementShapes().size());
+    EXPECT_EQ(grid["cells"].size(), ORQExcShapes().size());
     EXPECT_LT(grid["off_middle"], 1e-14);
     // A tetrahedron, a pyramid, a wedge, a hexahedron; the filter has no volume of others.
     EXPECT_NEAR(grid["size"]["Volume"], 4 + 8 + 12 + 24, 1e-9);

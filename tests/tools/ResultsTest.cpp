@@ -14,18 +14,18 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQExcResults.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimSchema.h"
-#include "mesh/FieldPlan.h"
-#include "mesh/ResultReader.h"
+#include "model/FieldPlan.h"
 
 namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
-using namespace orqmodel;
+using namespace orq::exchange;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using Place = ResultArray::Place;
+using Place = ORQExcResultArray::Place;
 
 namespace {
 
@@ -71,7 +71,7 @@ TEST(FieldPlan, NamesSayWhichArraysAreOneField) {
         {{"S11"}, Place::Model, "S11/: 38; "},
     };
     for (const Case& c : cases) {
-        std::vector<ResultArray> arrays;
+        std::vector<ORQExcResultArray> arrays;
         for (const std::string& name : c.names) {
             arrays.push_back({c.place, name, {name}, {{{0}, 0, 4}}});
         }
@@ -89,8 +89,8 @@ TEST(FieldPlan, NamesSayWhichArraysAreOneField) {
         EXPECT_EQ(used.size(), arrays.size());
     }
     // Values in other places part what the names join.
-    const std::vector<ResultArray> apart = {{Place::Element, "q_x", {"q_x"}, {{{0}, 0, 4}}},
-                                            {Place::Element, "q_y", {"q_y"}, {{{0}, 0, 3}}}};
+    const std::vector<ORQExcResultArray> apart = {{Place::Element, "q_x", {"q_x"}, {{{0}, 0, 4}}},
+                                                  {Place::Element, "q_y", {"q_y"}, {{{0}, 0, 3}}}};
     EXPECT_EQ(PlanFields(apart).size(), 2);
 }
 
@@ -120,13 +120,13 @@ TEST_P(RealResults, ComeBackEqual) {
     std::ifstream facts(fs::path(ORQ_SHARED_MODELS) / "facts.json");
     const json known = json::parse(facts)[GetParam()];
     ASSERT_EQ(std::ssize(expected.times), known.value("time_steps", 0));
-    const ResultReader results{ORQObjDocument(
+    const ORQExcResults results{ORQObjDocument(
         ORQSimDatabase::Open((folder / "m.orq").string(), ORQSimDatabase::Mode::ReadOnly))};
     for (const char* kind : {"nodal_result_sum_last_step", "element_result_sum_last_step"}) {
         const json sums = known.value(kind, json::object());
         for (const auto& [name, sum] : sums.items()) {
             double found = 0;
-            for (const ResultReader::Field& field : results.Fields()) {
+            for (const ORQExcResults::Field& field : results.Fields()) {
                 const auto members = results.MembersOf(field);
                 const std::size_t n = field.components.size();
                 std::vector<double> values(static_cast<std::size_t>(members.Size()) * n);
@@ -212,7 +212,7 @@ TEST_F(ExodusResultsOf, OddValuesComeBackToTheBit) {
     const json report = Imported();
     EXPECT_EQ(Out(), In());
     EXPECT_EQ(Lines(report, "noted") + Lines(report, "dropped"), "");
-    const ResultReader results{ORQObjDocument(
+    const ORQExcResults results{ORQObjDocument(
         ORQSimDatabase::Open((m_folder / "m.orq").string(), ORQSimDatabase::Mode::ReadOnly))};
     EXPECT_THAT(results.Steps(), ElementsAre("Step-1"));
     ASSERT_EQ(results.Fields().size(), 3);

@@ -5,8 +5,8 @@
 #include <csignal>
 #include <iostream>
 
-#include "CommandLine.h"
-#include "ExitWatch.h"
+#include "commands/CommandLine.h"
+#include "terminal/ExitWatch.h"
 
 namespace {
 

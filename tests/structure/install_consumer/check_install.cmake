@@ -9,13 +9,14 @@ function(run)
 endfunction()
 
 set(sources ${CMAKE_CURRENT_LIST_DIR}/host)
+set(examples ${CMAKE_CURRENT_LIST_DIR}/../../../examples)
 set(prefix ${SCRATCH}/moved)
 file(REMOVE_RECURSE ${SCRATCH})
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${SCRATCH}/installed)
 file(RENAME ${SCRATCH}/installed ${prefix})
 
 run(${CMAKE_COMMAND} -S ${sources} -B ${SCRATCH}/build -D CMAKE_PREFIX_PATH=${prefix}
-    -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_CXX_FLAGS=${CXX_FLAGS})
+    -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_CXX_FLAGS=${CXX_FLAGS} -D EXAMPLES=${examples})
 run(${CMAKE_COMMAND} --build ${SCRATCH}/build)
 run(${SCRATCH}/build/consumer)
 
@@ -31,4 +32,16 @@ run(${SCRATCH}/consumer)
 
 if(EXISTS ${prefix}/bin/orqmodel)
     run(${prefix}/bin/orqmodel --version)
+    # What the program wrote, the host reads.
+    run(${prefix}/bin/orqmodel import ${examples}/wing_box/wing_box.e -o ${SCRATCH}/wing_box.orq
+        --layup ${examples}/wing_box/wing_box_layup.json OUTPUT_QUIET)
+    execute_process(COMMAND ${SCRATCH}/build/list_model ${SCRATCH}/wing_box.orq OUTPUT_VARIABLE listed
+                    COMMAND_ERROR_IS_FATAL ANY)
+    message("${listed}")
+    foreach(line "block skin_upper: [0-9]+ SHELL4" "section skin upper: [0-9]+ elements"
+                 "  layer of [^\n]+, ply [^\n]+" "material [^\n]+")
+        if(NOT listed MATCHES "${line}")
+            message(FATAL_ERROR "list_model does not print: ${line}")
+        endif()
+    endforeach()
 endif()

@@ -7,14 +7,14 @@
 #include <cmath>
 #include <functional>
 
-#include "NearNames.h"
 #include "ORQBasFailure.h"
+#include "ORQExcNearNames.h"
 
 namespace orqmodel {
 namespace {
 
-using Field = ResultReader::Field;
-using Place = ResultArray::Place;
+using Field = ORQExcResults::Field;
+using Place = ORQExcResultArray::Place;
 
 // The codes of components, and the places of a symmetric tensor's in its invariants.
 constexpr int kVectorCodes[] = {0, 12, 20};
@@ -31,7 +31,7 @@ struct Quantity {
 };
 
 bool AreAllIn(const Field& field, std::span<const int> codes) {
-    return std::ranges::all_of(field.components, [&](const ResultReader::Component& component) {
+    return std::ranges::all_of(field.components, [&](const ORQExcResults::Component& component) {
         return std::ranges::find(codes, component.code) != codes.end();
     });
 }
@@ -53,7 +53,7 @@ double VonMises(const std::array<double, 6>& s) {
 
 Quantity QuantityOf(const Field& field, const std::string& label) {
     const auto component =
-        std::ranges::find(field.components, label, &ResultReader::Component::label);
+        std::ranges::find(field.components, label, &ORQExcResults::Component::label);
     if (component != field.components.end()) {
         const auto place = static_cast<std::size_t>(component - field.components.begin());
         return {label, [place](std::span<const double> values) { return values[place]; }};
@@ -66,7 +66,7 @@ Quantity QuantityOf(const Field& field, const std::string& label) {
     }
     if (AreAllIn(field, kTensorCodes)) {
         std::vector<std::size_t> places;
-        for (const ResultReader::Component& each : field.components) {
+        for (const ORQExcResults::Component& each : field.components) {
             places.push_back(static_cast<std::size_t>(std::ranges::find(kTensorCodes, each.code) -
                                                       std::begin(kTensorCodes)));
         }
@@ -79,19 +79,19 @@ Quantity QuantityOf(const Field& field, const std::string& label) {
                 }};
     }
     std::string components;
-    for (const ResultReader::Component& each : field.components) {
+    for (const ORQExcResults::Component& each : field.components) {
         components += (components.empty() ? "" : ", ") + each.label;
     }
     FailUsage(
         fmt::format("--field {}: it has several components; name one of {}", label, components));
 }
 
-const Field& FindField(const ResultReader& results, const std::string& label) {
+const Field& FindField(const ORQExcResults& results, const std::string& label) {
     std::vector<std::string> known;
     for (const Field& field : results.Fields()) {
         const bool isIt =
             field.name == label ||
-            std::ranges::count(field.components, label, &ResultReader::Component::label) != 0;
+            std::ranges::count(field.components, label, &ORQExcResults::Component::label) != 0;
         if (isIt && field.place == Place::Model) {
             FailUsage(fmt::format(
                 "--field {}: is of the whole model; nothing can be coloured by it", label));
@@ -103,13 +103,13 @@ const Field& FindField(const ResultReader& results, const std::string& label) {
             known.push_back(field.name);
         }
     }
-    FailUsage(
-        fmt::format("--field {}: the model has no such results{}", label, NearNames(label, known)));
+    FailUsage(fmt::format("--field {}: the model has no such results{}", label,
+                          ORQExcNearNames(label, known)));
 }
 
 }  // namespace
 
-FieldValues FieldValuesAt(const ModelReader& model, const ResultReader& results,
+FieldValues FieldValuesAt(const ORQExcModel& model, const ORQExcResults& results,
                           const std::string& label, int number) {
     const Field& field = FindField(results, label);
     const Quantity quantity = QuantityOf(field, label);
@@ -133,7 +133,7 @@ FieldValues FieldValuesAt(const ModelReader& model, const ResultReader& results,
     for (std::size_t i = 0; i < values.size(); i += nComponents) {
         shown.values.push_back(quantity.of(std::span(values).subspan(i, nComponents)));
     }
-    const ResultReader::Frame& at = results.Frames()[static_cast<std::size_t>(frame)];
+    const ORQExcResults::Frame& at = results.Frames()[static_cast<std::size_t>(frame)];
     shown.time = fmt::format("time {:.6g}, {} of {}", at.time, frame + 1, nFrames);
     if (results.Steps().size() > 1) {
         shown.time =

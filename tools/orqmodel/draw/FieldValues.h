@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "mesh/ModelReader.h"
-#include "mesh/ResultReader.h"
+#include "ORQExcModel.h"
+#include "ORQExcResults.h"
 
 namespace orqmodel {
 
@@ -23,7 +23,7 @@ struct FieldValues {
 /// Throws ORQBasFailure (Usage), naming what there is, for a label or time that the model lacks,
 /// for fields of the whole model, for tensors that are not symmetric, and for a time without
 /// values.
-FieldValues FieldValuesAt(const ModelReader& model, const ResultReader& results,
+FieldValues FieldValuesAt(const ORQExcModel& model, const ORQExcResults& results,
                           const std::string& label, int number);
 
 }  // namespace orqmodel

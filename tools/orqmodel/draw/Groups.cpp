@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "NearNames.h"
 #include "ORQBasFailure.h"
+#include "ORQExcNearNames.h"
 
 namespace orqmodel {
 namespace {
@@ -15,16 +15,16 @@ constexpr Skin::Part kMark = {-1, -1, -1};
 void CheckName(const char* option, const std::string& wanted,
                const std::vector<std::string>& known) {
     if (std::ranges::find(known, wanted) == known.end()) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            std::string(option) + " \"" + wanted + "\": there is none" + NearNames(wanted, known));
+        throw ORQBasFailure(ORQBasFailureKind::Usage, std::string(option) + " \"" + wanted +
+                                                          "\": there is none" +
+                                                          ORQExcNearNames(wanted, known));
     }
 }
 
 /// Which of a skin's parts, and of its nodes, are in the sets that are picked out.
 class SetGroups {
   public:
-    SetGroups(Skin& skin, const ModelReader& model, std::span<const int> blocks)
+    SetGroups(Skin& skin, const ORQExcModel& model, std::span<const int> blocks)
         : m_skin(skin),
           m_model(model),
           m_blockOf(static_cast<std::size_t>(model.NumElements()), -1),
@@ -37,31 +37,31 @@ class SetGroups {
         }
     }
 
-    void AddElements(const ModelReader::Set& set) {
+    void AddElements(const ORQExcModel::Set& set) {
         Mark(set.members, m_ofElement);
         m_groups.groups.push_back({set.name, false});
     }
 
-    void AddNodes(const ModelReader::Set& set) {
+    void AddNodes(const ORQExcModel::Set& set) {
         Mark(set.members, m_ofNode);
         m_groups.groups.push_back({set.name, true});
     }
 
-    void AddSurface(const ModelReader::Surface& surface) {
-        std::vector<ModelReader::Face> edges;
-        for (const ModelReader::Face& face : surface.faces) {
+    void AddSurface(const ORQExcModel::Surface& surface) {
+        std::vector<ORQExcModel::Face> edges;
+        for (const ORQExcModel::Face& face : surface.faces) {
             const int block = m_blockOf[static_cast<std::size_t>(face.element)];
             if (block < 0) {
                 continue;
             }
-            const ElementShape& shape = *Block(block).shape;
+            const ORQExcShape& shape = *Block(block).shape;
             if (shape.SideAt(face.side).IsEdge()) {
                 edges.push_back(face);
             } else {
                 m_ofFace.push_back({{face.element, shape.dimension == 3 ? face.side : -1}, Next()});
             }
         }
-        for (const ModelReader::FaceNodes& nodes : m_model.NodesOf(edges)) {
+        for (const ORQExcModel::FaceNodes& nodes : m_model.NodesOf(edges)) {
             m_edges.emplace_back(nodes, Next());
         }
         m_groups.groups.push_back({surface.name, false});
@@ -81,7 +81,7 @@ class SetGroups {
     }
 
   private:
-    const ModelReader::Block& Block(int place) const {
+    const ORQExcModel::Block& Block(int place) const {
         return m_model.Blocks()[static_cast<std::size_t>(place)];
     }
     int Next() const { return static_cast<int>(m_groups.groups.size()); }
@@ -122,20 +122,20 @@ class SetGroups {
     using FaceGroup = std::pair<std::pair<int, int>, int>;  // element and side of the part, group
 
     Skin& m_skin;
-    const ModelReader& m_model;
+    const ORQExcModel& m_model;
     Groups m_groups;
     std::vector<int> m_blockOf;    // by element; -1 when it is not drawn
     std::vector<int> m_ofElement;  // groups; -1 for none
     std::vector<int> m_ofNode;
     std::vector<FaceGroup> m_ofFace;
-    std::vector<std::pair<ModelReader::FaceNodes, int>> m_edges;
+    std::vector<std::pair<ORQExcModel::FaceNodes, int>> m_edges;
 };
 
 }  // namespace
 
-std::vector<int> BlocksNamed(const ModelReader& model, std::span<const std::string> names) {
+std::vector<int> BlocksNamed(const ORQExcModel& model, std::span<const std::string> names) {
     std::vector<std::string> known;
-    for (const ModelReader::Block& block : model.Blocks()) {
+    for (const ORQExcModel::Block& block : model.Blocks()) {
         known.push_back(block.name);
     }
     for (const std::string& name : names) {
@@ -150,7 +150,7 @@ std::vector<int> BlocksNamed(const ModelReader& model, std::span<const std::stri
     return places;
 }
 
-Groups GroupsByBlock(const Skin& skin, const ModelReader& model, std::span<const int> blocks) {
+Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const int> blocks) {
     Groups groups;
     std::vector<int> groupOf(model.Blocks().size(), -1);
     for (const int block : blocks) {
@@ -164,9 +164,9 @@ Groups GroupsByBlock(const Skin& skin, const ModelReader& model, std::span<const
     return groups;
 }
 
-Groups GroupsBySet(Skin& skin, const ModelReader& model, std::span<const int> blocks,
+Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,
                    std::span<const std::string> names) {
-    const std::vector<ModelReader::Surface> surfaces = model.Surfaces();
+    const std::vector<ORQExcModel::Surface> surfaces = model.Surfaces();
     std::vector<std::string> known;
     const auto know = [&](const auto& set) { known.push_back(set.name); };
     std::ranges::for_each(model.ElementSets(), know);
@@ -183,17 +183,17 @@ Groups GroupsBySet(Skin& skin, const ModelReader& model, std::span<const int> bl
         return names.empty() || std::ranges::find(names, set.name) != names.end();
     };
     SetGroups groups(skin, model, blocks);
-    for (const ModelReader::Set& set : model.ElementSets()) {
+    for (const ORQExcModel::Set& set : model.ElementSets()) {
         if (isWanted(set)) {
             groups.AddElements(set);
         }
     }
-    for (const ModelReader::Surface& surface : surfaces) {
+    for (const ORQExcModel::Surface& surface : surfaces) {
         if (isWanted(surface)) {
             groups.AddSurface(surface);
         }
     }
-    for (const ModelReader::Set& set : model.NodeSets()) {
+    for (const ORQExcModel::Set& set : model.NodeSets()) {
         if (isWanted(set)) {
             groups.AddNodes(set);
         }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "ORQExcModel.h"
 #include "draw/Skin.h"
-#include "mesh/ModelReader.h"
 
 namespace orqmodel {
 
@@ -20,18 +20,18 @@ struct Groups {
     std::vector<int> ofPart;  ///< places in `groups`; -1 of a part in none
 };
 
-/// Places in ModelReader::Blocks of the blocks of these names, all of them for none. Throws Usage,
+/// Places in ORQExcModel::Blocks of the blocks of these names, all of them for none. Throws Usage,
 /// naming what is near, when there is none of a name.
-std::vector<int> BlocksNamed(const ModelReader& model, std::span<const std::string> names);
+std::vector<int> BlocksNamed(const ORQExcModel& model, std::span<const std::string> names);
 
 /// A group for each of the blocks.
-Groups GroupsByBlock(const Skin& skin, const ModelReader& model, std::span<const int> blocks);
+Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const int> blocks);
 
 /// A group for each element set, surface and node set of these names, or for all of them; of groups
 /// that share something the last is seen. Adds to the skin the nodes of sets that it has, as dots,
 /// and the edges of surfaces, as lines. Either face of a shell colours the shell.
 /// Throws Usage, naming what is near, when there is none of a name, or none at all.
-Groups GroupsBySet(Skin& skin, const ModelReader& model, std::span<const int> blocks,
+Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,
                    std::span<const std::string> names);
 
 }  // namespace orqmodel

@@ -2,7 +2,7 @@
 
 #include <png.h>
 
-#include "export/ExportError.h"
+#include "ORQExcExportError.h"
 
 namespace orqmodel {
 
@@ -14,7 +14,7 @@ void WritePng(const Image& image, const std::filesystem::path& path) {
     file.height = static_cast<png_uint_32>(image.size.height);
     file.format = PNG_FORMAT_RGB;
     if (png_image_write_to_file(&file, path.c_str(), 0, image.pixels.data(), 0, nullptr) == 0) {
-        throw ExportError(path.string() + ": cannot be written: " + file.message);
+        throw ORQExcExportError(path.string() + ": cannot be written: " + file.message);
     }
 }
 

@@ -27,7 +27,7 @@ struct Image {
 /// Each pixel is judged at this many places to the right and as many down, which smooths edges.
 constexpr int kSamplesPerPixel = 3;
 
-/// Writes a PNG file; throws ExportError.
+/// Writes a PNG file; throws ORQExcExportError.
 void WritePng(const Image& image, const std::filesystem::path& path);
 
 }  // namespace orqmodel

@@ -9,12 +9,12 @@
 #include <numbers>
 #include <numeric>
 
-#include "Console.h"
+#include "terminal/Console.h"
 
 namespace orqmodel {
 namespace {
 
-using Value = SectionReader::Value;
+using Value = ORQExcSections::Value;
 
 double Mean(const Value& value) {
     return value.numbers.empty()
@@ -62,10 +62,10 @@ std::array<Spot, 2> Clipped(Spot spot, double angle, Spot low, Spot high) {
 
 }  // namespace
 
-LayupPicture::LayupPicture(const SectionReader::Section& section, const SectionReader::Layup& layup,
-                           PictureSize size)
+LayupPicture::LayupPicture(const ORQExcSections::Section& section,
+                           const ORQExcSections::Stack& layup, PictureSize size)
     : Picture(size), m_textSize(TextSizeFor(size)), m_layers(layup.layers) {
-    m_title = fmt::format("section {}", Printable(section.name));
+    m_title = fmt::format("section {}", ORQExcPrintable(section.name));
     const auto total = layup.Total();
     m_details = fmt::format(
         "{} layers, total thickness {}, {} elements{}{}", m_layers.size(),
@@ -74,8 +74,9 @@ LayupPicture::LayupPicture(const SectionReader::Section& section, const SectionR
                                     : fmt::format("{:.6g}..{:.6g}", total->low, total->high),
         section.elements.Size(), Text(layup.IsSymmetric(), ", symmetric", ", not symmetric"),
         Text(layup.IsBalanced(), ", balanced", ", not balanced"));
-    for (const SectionReader::Layer& layer : m_layers) {
-        const std::string name = layer.material.empty() ? "no material" : Printable(layer.material);
+    for (const ORQExcSections::Layer& layer : m_layers) {
+        const std::string name =
+            layer.material.empty() ? "no material" : ORQExcPrintable(layer.material);
         auto entry = std::ranges::find(m_legend, name, &LegendEntry::name);
         if (entry == m_legend.end()) {
             const Colour colour =
@@ -96,7 +97,7 @@ LayupPicture::LayupPicture(const SectionReader::Section& section, const SectionR
     PlanStack(layup);
 }
 
-void LayupPicture::PlanStack(const SectionReader::Layup& layup) {
+void LayupPicture::PlanStack(const ORQExcSections::Stack& layup) {
     const bool hasTexts = HasRoomForTexts(m_size);
     const double top = hasTexts ? (3 + kLineHeight) * m_textSize : kPageMargin * m_textSize;
     const double bottom = m_size.height - (hasTexts ? 1 + kLineHeight : kPageMargin) * m_textSize;
@@ -105,7 +106,7 @@ void LayupPicture::PlanStack(const SectionReader::Layup& layup) {
     constexpr double kLeastHeight = 3;
     const double least = std::min(kLeastHeight, room / std::max(1.0, nLayers));
     std::vector<double> thicknesses;
-    for (const SectionReader::Layer& layer : layup.layers) {
+    for (const ORQExcSections::Layer& layer : layup.layers) {
         thicknesses.push_back(Mean(layer.thickness));
     }
     // The thin ones take their least height, the others share the rest; as what they share
@@ -141,8 +142,8 @@ void LayupPicture::PlanStack(const SectionReader::Layup& layup) {
 // --- Labels --------------------------------------------------------------------------------------
 
 bool LayupPicture::IsSame(std::size_t a, std::size_t b) const {
-    const SectionReader::Layer& first = m_layers[a];
-    const SectionReader::Layer& second = m_layers[b];
+    const ORQExcSections::Layer& first = m_layers[a];
+    const ORQExcSections::Layer& second = m_layers[b];
     return first.material == second.material && first.orientation == second.orientation &&
            first.sectionPoints == second.sectionPoints &&
            first.thickness.numbers == second.thickness.numbers &&
@@ -192,7 +193,7 @@ std::vector<LayupPicture::Run> LayupPicture::RunsThatFit(std::size_t most) const
 }
 
 std::string LayupPicture::TextOf(const Run& run) const {
-    const SectionReader::Layer& first = m_layers[run.begin];
+    const ORQExcSections::Layer& first = m_layers[run.begin];
     if (run.period == 1) {
         const std::string numbers = run.end == run.begin + 1
                                         ? std::to_string(run.begin + 1)
@@ -200,7 +201,7 @@ std::string LayupPicture::TextOf(const Run& run) const {
         return fmt::format("{:>7}  {:>{}} deg  t {:<{}}  {} pts  {}", numbers, Text(first.angle),
                            m_angleWidth, Text(first.thickness), m_thicknessWidth,
                            first.sectionPoints,
-                           run.end == run.begin + 1 ? Printable(first.ply) : "");
+                           run.end == run.begin + 1 ? ORQExcPrintable(first.ply) : "");
     }
     std::string angles;
     for (std::size_t i = run.begin; i < run.begin + run.period; ++i) {

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "ORQExcSections.h"
 #include "draw/Captions.h"
 #include "draw/Picture.h"
-#include "mesh/SectionReader.h"
 
 namespace orqmodel {
 
@@ -17,7 +17,7 @@ namespace orqmodel {
 /// that repeat share one.
 class LayupPicture : public Picture {
   public:
-    LayupPicture(const SectionReader::Section& section, const SectionReader::Layup& layup,
+    LayupPicture(const ORQExcSections::Section& section, const ORQExcSections::Stack& layup,
                  PictureSize size);
 
   private:
@@ -28,7 +28,7 @@ class LayupPicture : public Picture {
         std::size_t period;
     };
 
-    void PlanStack(const SectionReader::Layup& layup);
+    void PlanStack(const ORQExcSections::Stack& layup);
     void Paint(Canvas& canvas) const override;
     void PaintLayer(Canvas& canvas, std::size_t layer) const;
     void PaintLabels(Canvas& canvas) const;
@@ -40,7 +40,7 @@ class LayupPicture : public Picture {
     double Bottom(std::size_t layer) const { return m_bounds[layer]; }
 
     double m_textSize;
-    std::vector<SectionReader::Layer> m_layers;
+    std::vector<ORQExcSections::Layer> m_layers;
     std::vector<double> m_bounds;  // heights in the picture, from the bottom of layer 0
     std::vector<Colour> m_colours;
     std::vector<LegendEntry> m_legend;

@@ -8,8 +8,8 @@
 #include <set>
 #include <utility>
 
-#include "Console.h"
 #include "draw/Captions.h"
+#include "terminal/Console.h"
 
 namespace orqmodel {
 namespace {
@@ -17,14 +17,14 @@ namespace {
 constexpr double kMostApart = 8;  // the sizes of components that share a graph
 
 std::string WithUnits(const std::string& name, const std::string& units) {
-    return Printable(units.empty() ? name : fmt::format("{} [{}]", name, units));
+    return ORQExcPrintable(units.empty() ? name : fmt::format("{} [{}]", name, units));
 }
 
 }  // namespace
 
-MaterialPicture::Component MaterialPicture::ComponentOf(const MaterialTable& table,
+MaterialPicture::Component MaterialPicture::ComponentOf(const ORQExcMaterialTable& table,
                                                         std::size_t component) {
-    const MaterialTable::Column& column = table.components[component];
+    const ORQExcMaterialTable::Column& column = table.components[component];
     Component found{table.property, column.name, column.units, {}, 0, {}};
     if (table.HasTemperatures()) {
         found.xLabel = WithUnits("temperature", table.temperatureUnits);
@@ -42,13 +42,13 @@ MaterialPicture::Component MaterialPicture::ComponentOf(const MaterialTable& tab
                                                           std::ssize(others)));
         const auto [at, isNew] = curveOf.try_emplace(others, found.curves.size());
         if (isNew) {
-            Curve& curve = found.curves.emplace_back(Curve{Printable(column.name), {}, {}});
+            Curve& curve = found.curves.emplace_back(Curve{ORQExcPrintable(column.name), {}, {}});
             for (std::size_t i = 0; i < others.size(); ++i) {
-                const MaterialTable::Column& variable = table.fieldVariables[firstOther + i];
+                const ORQExcMaterialTable::Column& variable = table.fieldVariables[firstOther + i];
                 curve.name +=
-                    Printable(variable.units.empty()
-                                  ? fmt::format(", {} = {:.6g}", variable.name, others[i])
-                                  : fmt::format(" at {:.6g} {}", others[i], variable.units));
+                    ORQExcPrintable(variable.units.empty()
+                                        ? fmt::format(", {} = {:.6g}", variable.name, others[i])
+                                        : fmt::format(" at {:.6g} {}", others[i], variable.units));
             }
         }
         Curve& curve = found.curves[at->second];
@@ -62,12 +62,12 @@ MaterialPicture::Component MaterialPicture::ComponentOf(const MaterialTable& tab
     return found;
 }
 
-MaterialPicture::MaterialPicture(const MaterialReader::Material& material,
-                                 const std::vector<MaterialTable>& tables, PictureSize size)
-    : Picture(size), m_title(fmt::format("material {}", Printable(material.name))) {
+MaterialPicture::MaterialPicture(const ORQExcMaterials::Material& material,
+                                 const std::vector<ORQExcMaterialTable>& tables, PictureSize size)
+    : Picture(size), m_title(fmt::format("material {}", ORQExcPrintable(material.name))) {
     std::vector<Component> components;
     std::set<std::string> varying;
-    for (const MaterialTable& table : tables) {
+    for (const ORQExcMaterialTable& table : tables) {
         for (std::size_t i = 0; i < table.components.size(); ++i) {
             if (table.IsConstant() && std::isnan(table.values[i])) {
                 continue;
@@ -81,9 +81,9 @@ MaterialPicture::MaterialPicture(const MaterialReader::Material& material,
     std::erase_if(components, [&](const Component& component) {
         const bool isListed = !varying.empty() && !varying.contains(component.name);
         if (isListed) {
-            m_constants.push_back(
-                Printable(fmt::format("{} {:.6g}{}{}", component.name, component.curves[0].y[0],
-                                      component.units.empty() ? "" : " ", component.units)));
+            m_constants.push_back(ORQExcPrintable(
+                fmt::format("{} {:.6g}{}{}", component.name, component.curves[0].y[0],
+                            component.units.empty() ? "" : " ", component.units)));
         }
         return isListed;
     });
@@ -119,7 +119,7 @@ MaterialPicture::MaterialPicture(const MaterialReader::Material& material,
 void MaterialPicture::AddGraph(const std::vector<Component>& components) {
     const Component& first = components.front();
     std::set<std::string> names;
-    Graph graph{{}, Printable(first.units), first.xLabel, {}};
+    Graph graph{{}, ORQExcPrintable(first.units), first.xLabel, {}};
     for (const Component& component : components) {
         names.insert(component.name);
         for (const Curve& curve : component.curves) {
@@ -136,9 +136,9 @@ void MaterialPicture::AddGraph(const std::vector<Component>& components) {
     }
     std::stable_partition(graph.curves.begin(), graph.curves.end(),
                           [](const Curve& curve) { return !curve.IsLevel(); });
-    graph.title = Printable(names.size() > 1 || first.name == first.property
-                                ? first.property
-                                : fmt::format("{}: {}", first.property, first.name));
+    graph.title = ORQExcPrintable(names.size() > 1 || first.name == first.property
+                                      ? first.property
+                                      : fmt::format("{}: {}", first.property, first.name));
     m_graphs.push_back(std::move(graph));
 }
 

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "ORQExcMaterials.h"
 #include "draw/Graph.h"
 #include "draw/Picture.h"
-#include "mesh/MaterialReader.h"
 
 namespace orqmodel {
 
@@ -15,8 +15,8 @@ namespace orqmodel {
 /// Components that do not vary are listed below or, when nothing varies, drawn as level lines.
 class MaterialPicture : public Picture {
   public:
-    MaterialPicture(const MaterialReader::Material& material,
-                    const std::vector<MaterialTable>& tables, PictureSize size);
+    MaterialPicture(const ORQExcMaterials::Material& material,
+                    const std::vector<ORQExcMaterialTable>& tables, PictureSize size);
 
     std::size_t NumGraphs() const { return m_graphs.size(); }
 
@@ -31,7 +31,7 @@ class MaterialPicture : public Picture {
         std::vector<Curve> curves;
     };
 
-    static Component ComponentOf(const MaterialTable& table, std::size_t component);
+    static Component ComponentOf(const ORQExcMaterialTable& table, std::size_t component);
     void AddGraph(const std::vector<Component>& components);
     void Paint(Canvas& canvas) const override;
     double PaintConstants(Canvas& canvas, double textSize) const;

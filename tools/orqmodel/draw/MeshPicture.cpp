@@ -7,11 +7,11 @@
 #include <cmath>
 #include <utility>
 
-#include "Console.h"
 #include "ORQBasFailure.h"
 #include "draw/Captions.h"
 #include "draw/Contours.h"
 #include "draw/VisibleSamples.h"
+#include "terminal/Console.h"
 
 namespace orqmodel {
 namespace {
@@ -25,7 +25,7 @@ std::string Counted(std::size_t count, const char* what) {
 
 }  // namespace
 
-MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
+MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
                          const MeshPictureOptions& options)
     : Picture(options.size), m_scene{Skin({}), {}, {}, 0} {
     const std::vector<int> blocks = BlocksNamed(model, options.blocks);
@@ -47,15 +47,15 @@ MeshPicture::MeshPicture(const ModelReader& model, const std::string& name,
     }
     if (options.field) {
         m_bands.emplace(options.field->values);
-        m_fieldName = Printable(options.field->name);
+        m_fieldName = ORQExcPrintable(options.field->name);
     } else {
         for (std::size_t i = 0; i < groups.groups.size(); ++i) {
             const Groups::Group& group = groups.groups[i];
             m_legend.push_back(
-                {Printable(group.name), PaletteColour(static_cast<int>(i)), group.isNodes});
+                {ORQExcPrintable(group.name), PaletteColour(static_cast<int>(i)), group.isNodes});
         }
     }
-    m_title = Printable(model.Title().empty() ? name : model.Title());
+    m_title = ORQExcPrintable(model.Title().empty() ? name : model.Title());
     m_counts = fmt::format(
         "{}, {}, view {}", Counted(static_cast<std::size_t>(model.NumNodes()), "node"),
         Counted(static_cast<std::size_t>(model.NumElements()), "element"), m_view->Name());

@@ -32,7 +32,7 @@ struct MeshPictureOptions {
 class MeshPicture : public Picture {
   public:
     /// `name` is the model's where it has no title. Throws as SkinOf, View::FromText and Groups do.
-    MeshPicture(const ModelReader& model, const std::string& name,
+    MeshPicture(const ORQExcModel& model, const std::string& name,
                 const MeshPictureOptions& options);
 
     const Scene& Contents() const { return m_scene; }

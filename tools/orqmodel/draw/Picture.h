@@ -12,7 +12,7 @@ class Picture {
   public:
     virtual ~Picture() = default;
 
-    /// Throw ExportError.
+    /// Throw ORQExcExportError.
     void WritePng(const std::filesystem::path& path) const;
     void WriteSvg(const std::filesystem::path& path) const;
 

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int kSlice = 1 << 16;  // nodes at a time
 
-std::vector<Point> ReadPoints(const ModelReader& model) {
+std::vector<Point> ReadPoints(const ORQExcModel& model) {
     const auto dimension = static_cast<std::size_t>(model.Dimension());
     std::vector<Point> points(static_cast<std::size_t>(model.NumNodes()), Point{});
     std::vector<double> slice(kSlice * dimension);
@@ -33,7 +33,7 @@ std::vector<Point> ReadPoints(const ModelReader& model) {
 /// The elements of a block that is drawn.
 struct Elements {
     int block;
-    const ElementShape* shape;
+    const ORQExcShape* shape;
     ORQSimCSet ordinals;
     std::vector<int> nodes;  // [elements][nodes of the shape]
 
@@ -44,8 +44,8 @@ struct Elements {
     std::size_t Count() const { return static_cast<std::size_t>(ordinals.Size()); }
 };
 
-Elements ReadElements(const ModelReader& model, int place) {
-    const ModelReader::Block& block = model.Blocks()[static_cast<std::size_t>(place)];
+Elements ReadElements(const ORQExcModel& model, int place) {
+    const ORQExcModel::Block& block = model.Blocks()[static_cast<std::size_t>(place)];
     Elements elements{place, block.shape, block.elements, {}};
     elements.nodes.resize(elements.Count() * static_cast<std::size_t>(block.shape->nNodes));
     model.ReadConnectivity(block, 0, block.elements.Size(), elements.nodes);
@@ -71,7 +71,7 @@ class SolidFaces {
         const Elements& elements = m_blocks[block];
         const std::size_t nSides = elements.shape->sides.size();
         const auto place = static_cast<std::size_t>(face - m_begin[block]);
-        const ElementShape::Side& side = elements.shape->sides[place % nSides];
+        const ORQExcShape::Side& side = elements.shape->sides[place % nSides];
         const std::span<const int> nodes = elements.NodesOf(place / nSides);
         NodeKey<4> corners{};
         for (std::size_t i = 0; i < static_cast<std::size_t>(side.nCorners); ++i) {
@@ -107,7 +107,7 @@ void AddOuterFaces(Skin& skin, const Elements& elements, const std::vector<int>&
         const auto nSides = static_cast<std::int64_t>(elements.shape->sides.size());
         const auto element = static_cast<std::size_t>((face - begin) / nSides);
         const auto side = static_cast<int>((face - begin) % nSides);
-        const ElementShape::Side& local = elements.shape->sides[static_cast<std::size_t>(side)];
+        const ORQExcShape::Side& local = elements.shape->sides[static_cast<std::size_t>(side)];
         nodes.clear();
         for (const int node : local.nodes) {
             nodes.push_back(elements.NodesOf(element)[static_cast<std::size_t>(node)]);
@@ -130,7 +130,7 @@ void AddElements(Skin& skin, const Elements& elements, const std::vector<int>& o
     }
 }
 
-void CheckPoints(const Skin& skin, const ModelReader& model) {
+void CheckPoints(const Skin& skin, const ORQExcModel& model) {
     constexpr double kFarthest = 1e100;  // Squares and sums of such numbers are finite.
     for (std::size_t part = 0; part < skin.NumParts(); ++part) {
         for (const int node : skin.Nodes(part)) {
@@ -184,7 +184,7 @@ void Skin::AddFacet(const Part& part, std::span<const int> nodes, int nCorners) 
     EndPart(part, Kind::Facet);
 }
 
-Skin SkinOf(const ModelReader& model, std::span<const int> blocks) {
+Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks) {
     Skin skin(ReadPoints(model));
     std::vector<Elements> drawn;
     for (const int place : blocks) {

@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "mesh/ModelReader.h"
-#include "mesh/Point.h"
+#include "ORQExcModel.h"
+#include "draw/Space.h"
 
 namespace orqmodel {
 
@@ -19,7 +19,7 @@ class Skin {
   public:
     enum class Kind : std::uint8_t { Dot, Line, Facet };
     struct Part {
-        int block;    ///< place in ModelReader::Blocks; -1 for none
+        int block;    ///< place in ORQExcModel::Blocks; -1 for none
         int element;  ///< ordinal; -1 for none
         int side;     ///< of a solid, place in its shape's sides; else -1
     };
@@ -44,9 +44,9 @@ class Skin {
     /// `nodes` in the order in which Nodes() answers them.
     void Add(const Part& part, Kind kind, std::span<const int> nodes);
     void AddDot(const Part& part, int node);
-    /// `nodes` as an edge in ElementShape: the ends, then the middle when there is one.
+    /// `nodes` as an edge in ORQExcShape: the ends, then the middle when there is one.
     void AddLine(const Part& part, std::span<const int> nodes);
-    /// `nodes` as a face in ElementShape: the corners, then the middles of the edges.
+    /// `nodes` as a face in ORQExcShape: the corners, then the middles of the edges.
     void AddFacet(const Part& part, std::span<const int> nodes, int nCorners);
 
   private:
@@ -63,6 +63,6 @@ class Skin {
 /// element and side. A model without elements is the dots of its nodes.
 /// Throws Refused when there is nothing to draw, and Damaged, naming the node, when one that is
 /// drawn has a coordinate that is not finite.
-Skin SkinOf(const ModelReader& model, std::span<const int> blocks);
+Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks);
 
 }  // namespace orqmodel

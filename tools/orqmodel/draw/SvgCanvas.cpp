@@ -6,8 +6,8 @@
 #include <fstream>
 #include <iterator>
 
-#include "export/ExportError.h"
-#include "export/XmlText.h"
+#include "ORQExcExportError.h"
+#include "ORQExcXmlText.h"
 
 namespace orqmodel {
 namespace {
@@ -86,7 +86,7 @@ void SvgCanvas::Text(Spot at, Align align, double size, Colour colour, std::stri
         "<text class=\"{}\" x=\"{}\" y=\"{}\" textLength=\"{}\" xml:space=\"preserve\">{}</text>\n",
         ClassOf(fmt::format("fill:{};stroke:none;font:{}px monospace", Code(colour), Units(size))),
         Units(TextStart(text, size, at.x, align)), Units(at.y), Units(TextWidth(text, size)),
-        XmlEscaped(text));
+        ORQExcXmlEscaped(text));
 }
 
 void SvgCanvas::Write(const std::filesystem::path& path) {
@@ -105,7 +105,7 @@ void SvgCanvas::Write(const std::filesystem::path& path) {
         << m_body << "</svg>\n";
     out.flush();
     if (!out) {
-        throw ExportError(path.string() + ": cannot be written");
+        throw ORQExcExportError(path.string() + ": cannot be written");
     }
 }
 

@@ -20,7 +20,7 @@ class SvgCanvas final : public Canvas {
     void Disc(Spot centre, double radius, Colour fill, const Stroke& border) override;
     void Text(Spot at, Align align, double size, Colour colour, std::string_view text) override;
 
-    /// Writes what was drawn; throws ExportError.
+    /// Writes what was drawn; throws ORQExcExportError.
     void Write(const std::filesystem::path& path);
 
   private:

@@ -6,7 +6,7 @@
 
 #include "draw/Canvas.h"
 #include "draw/Skin.h"
-#include "mesh/Point.h"
+#include "draw/Space.h"
 
 namespace orqmodel {
 

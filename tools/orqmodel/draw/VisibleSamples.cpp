@@ -6,7 +6,7 @@
 #include <limits>
 #include <vector>
 
-#include "mesh/Point.h"
+#include "draw/Space.h"
 
 namespace orqmodel {
 namespace {

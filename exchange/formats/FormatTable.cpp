@@ -1,0 +1,54 @@
+#include "formats/FormatTable.h"
+
+#include <array>
+
+#include "formats/MeshImporter.h"
+#include "formats/exodus/ExodusExport.h"
+#include "formats/exodus/ExodusReader.h"
+#include "formats/gmsh/GmshReader.h"
+#include "formats/nastran/NastranExport.h"
+#include "formats/nastran/NastranReader.h"
+#include "formats/vtk/VtuExport.h"
+
+namespace orq::exchange {
+
+namespace {
+
+template <class Reader>
+std::unique_ptr<ORQExcImporter> OpenMesh(const std::filesystem::path& file) {
+    return std::make_unique<MeshImporter>(std::make_unique<Reader>(file));
+}
+
+template <auto kWrite>
+void WriteFile(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+               ORQExcReport& report) {
+    kWrite(model, results, output.file, report);
+}
+
+void WriteTimes(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+                ORQExcReport& report) {
+    WriteVtuCollection(model, results, output.file, output.folder, output.folderName, report);
+}
+
+}  // namespace
+
+std::span<const FormatRow> FormatTable() {
+    static const std::array<FormatRow, 5> rows = {{
+        {"Exodus II",
+         {".e", ".ex2", ".exo", ".exodus", ".g", ".gen"},
+         {"CDF", "\x89HDF\r\n\x1a\n"},
+         OpenMesh<ExodusReader>,
+         WriteFile<WriteExodus>},
+        {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, nullptr},
+        {"NASTRAN bulk data",
+         {".bdf", ".dat", ".nas"},
+         {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID", "$ "},
+         OpenMesh<NastranReader>,
+         WriteFile<WriteNastran>},
+        {"VTK unstructured grid", {".vtu"}, {}, nullptr, WriteFile<WriteVtu>},
+        {"VTK unstructured grids by time", {".pvd"}, {}, nullptr, WriteTimes, true},
+    }};
+    return rows;
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,39 @@
+#include "formats/MeshImporter.h"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "ORQBasFailure.h"
+#include "ORQExcLayupFile.h"
+#include "ORQExcMeshWriter.h"
+#include "ORQExcModel.h"
+#include "ORQSimTransaction.h"
+
+namespace orq::exchange {
+
+MeshImporter::MeshImporter(std::unique_ptr<ORQExcMeshSource> source) : m_source(std::move(source)) {
+    m_source->CheckLabels();
+}
+
+ORQExcReport MeshImporter::Write(const ORQSimDatabase& database,
+                                 const ORQExcImportSettings& settings) const {
+    const ORQExcLayup* const own = m_source->Sections();
+    if (settings.layup != nullptr && own != nullptr && !own->sections.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            fmt::format("--layup {}: the mesh has sections of its own, {} of them",
+                                        settings.layup->Path().string(), own->sections.size()));
+    }
+    ORQExcReport report;
+    ORQSimTransaction transaction(database.ContextID());
+    ORQExcWriteMesh(*m_source, database, transaction,
+                    {settings.chunk_nodes, kElementsPerChunk, settings.progress}, report);
+    if (settings.layup != nullptr) {
+        const ORQObjDocument document(database);
+        ORQExcWriteSections(settings.layup->Over(ORQExcModel(document)), document, report);
+    }
+    transaction.Commit();
+    return report;
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,299 @@
+#include "formats/exodus/ExodusExport.h"
+
+#include <exodusII.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ORQExcExportError.h"
+#include "formats/exodus/ExodusNames.h"
+#include "formats/exodus/ExodusResultExport.h"
+#include "model/Numbering.h"
+
+namespace orq::exchange {
+namespace {
+
+constexpr int kSlice = 1 << 16;  // nodes at a time
+
+class ExodusFile {
+  public:
+    ExodusFile(const ORQExcModel& model, const ORQExcResults& results,
+               const std::filesystem::path& path, ORQExcReport& report)
+        : m_model(model),
+          m_results(results),
+          m_path(path),
+          m_report(report),
+          m_elementSets(model.ElementSetsBesideBlocks()),
+          m_surfaces(model.Surfaces()) {
+        int realSize = sizeof(double);
+        ex_opts(0);
+        m_id = ex_create(path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &realSize, &realSize);
+        Check(m_id, "create the file");
+    }
+    ~ExodusFile() {
+        if (m_id >= 0) {
+            ex_close(m_id);
+        }
+    }
+    ExodusFile(const ExodusFile&) = delete;
+    ExodusFile& operator=(const ExodusFile&) = delete;
+
+    void Write() {
+        WriteSizes();
+        WriteNodes();
+        WriteBlocks();
+        WriteNodeSets();
+        WriteElementSets();
+        WriteSurfaces();
+        WriteProperties(EX_ELEM_BLOCK, m_model.Blocks());
+        WriteProperties(EX_NODE_SET, m_model.NodeSets());
+        WriteProperties(EX_SIDE_SET, m_surfaces);
+        WriteExodusResults(m_id, m_path, m_model, m_blockNumbers, m_results, m_report);
+        const int id = std::exchange(m_id, -1);
+        Check(ex_close(id), "close the file");
+    }
+
+  private:
+    void Check(int status, std::string_view doing) const {
+        if (status < 0) {
+            throw ORQExcExportError(
+                fmt::format("{}: cannot {} (Exodus status {})", m_path.string(), doing, status));
+        }
+    }
+
+    void WriteSizes() {
+        std::size_t longest = 32;
+        const auto measure = [&](const auto& objects) {
+            for (const auto& object : objects) {
+                longest = std::max(longest, object.name.size());
+            }
+        };
+        measure(m_model.Blocks());
+        measure(m_model.NodeSets());
+        measure(m_model.ElementSets());
+        measure(m_surfaces);
+        for (const ORQExcResults::Field& field : m_results.Fields()) {
+            for (const ORQExcResults::Component& component : field.components) {
+                longest = std::max(longest, component.label.size());
+            }
+        }
+        ex_set_max_name_length(m_id, static_cast<int>(std::min(longest, kLongestExodusName)));
+
+        ex_init_params sizes{};
+        const std::string title = m_model.Title().substr(0, MAX_LINE_LENGTH);
+        std::copy(title.begin(), title.end(), sizes.title);
+        sizes.num_dim = std::max(m_model.Dimension(), 1);
+        sizes.num_nodes = m_model.NumNodes();
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            sizes.num_elem += block.elements.Size();
+        }
+        if (const auto missing = m_model.NumElements() - sizes.num_elem; missing > 0) {
+            m_report.Drop("elements", "", missing, "they are in no block");
+        }
+        sizes.num_elem_blk = static_cast<std::int64_t>(m_model.Blocks().size());
+        sizes.num_node_sets = static_cast<std::int64_t>(m_model.NodeSets().size());
+        sizes.num_elem_sets = static_cast<std::int64_t>(m_elementSets.size());
+        sizes.num_side_sets = static_cast<std::int64_t>(m_surfaces.size());
+        Check(ex_put_init_ext(m_id, &sizes), "write the sizes");
+    }
+
+    void WriteNodes() {
+        const int nNodes = m_model.NumNodes();
+        const auto dimension = static_cast<std::size_t>(m_model.Dimension());
+        for (int begin = 0; begin < nNodes && dimension > 0; begin += kSlice) {
+            const int end = std::min(begin + kSlice, nNodes);
+            const auto n = static_cast<std::size_t>(end - begin);
+            std::vector<double> values(n * dimension);
+            m_model.ReadCoordinates(begin, end, values);
+            std::array<std::vector<double>, 3> axes;
+            for (std::size_t axis = 0; axis < dimension; ++axis) {
+                for (std::size_t i = 0; i < n; ++i) {
+                    axes[axis].push_back(values[i * dimension + axis]);
+                }
+            }
+            Check(ex_put_partial_coord(m_id, begin + 1, end - begin, axes[0].data(), axes[1].data(),
+                                       axes[2].data()),
+                  "write coordinates");
+        }
+        WriteLabels(EX_NODE_MAP, m_model.NodeLabels(), "node");
+        m_report.Keep("nodes", "", nNodes);
+    }
+
+    /// Labels in file order; what has none gets one above all others.
+    void WriteLabels(ex_entity_type kind, std::vector<int> labels, std::string_view what) {
+        if (labels.empty()) {
+            return;
+        }
+        CompleteLabels(labels, what, m_report);
+        Check(ex_put_id_map(m_id, kind, labels.data()), "write labels");
+    }
+
+    void PutName(ex_entity_type kind, int number, std::string_view what, const std::string& name) {
+        Check(ex_put_name(m_id, kind, number, FittingName(what, name, m_report).c_str()),
+              "write a name");
+    }
+
+    /// The file has each property for all objects of a kind; 0 where an object has none.
+    template <class Objects>
+    void WriteProperties(ex_entity_type kind, const Objects& objects) {
+        std::set<std::string> names;
+        for (const auto& object : objects) {
+            for (const auto& [name, value] : object.properties) {
+                names.insert(name);
+            }
+        }
+        for (const std::string& name : names) {
+            std::vector<int> values;
+            for (const auto& object : objects) {
+                const auto found = std::ranges::find(
+                    object.properties, name, [](const auto& property) { return property.first; });
+                values.push_back(found == object.properties.end() ? 0 : found->second);
+            }
+            Check(ex_put_prop_array(m_id, kind, name.c_str(), values.data()), "write a property");
+        }
+    }
+
+    void WriteBlocks() {
+        const std::vector<int> labels = m_model.ElementLabels();
+        std::vector<int> labelsInFile;
+        m_placeOf.assign(static_cast<std::size_t>(m_model.NumElements()), 0);
+        Numbers numbers;
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            const int number = numbers.Unique(block.number);
+            m_blockNumbers.push_back(number);
+            const int nElements = block.elements.Size();
+            Check(ex_put_block(m_id, EX_ELEM_BLOCK, number, block.shapeName.c_str(), nElements,
+                               block.shape->nNodes, 0, 0,
+                               static_cast<std::int64_t>(block.attributes.size())),
+                  "write an element block");
+            PutName(EX_ELEM_BLOCK, number, "element block", block.name);
+            for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {
+                const auto ordinal = static_cast<std::size_t>(element.CurrentValue());
+                labelsInFile.push_back(labels[ordinal]);
+                m_placeOf[ordinal] = static_cast<int>(labelsInFile.size());
+            }
+            WriteConnectivity(block, number);
+            WriteAttributes(block, number);
+            m_report.Keep("element block", block.name, nElements);
+        }
+        WriteLabels(EX_ELEM_MAP, std::move(labelsInFile), "element");
+    }
+
+    void WriteConnectivity(const ORQExcModel::Block& block, int number) const {
+        // The Exodus library takes the rows of a block at once only.
+        const int nElements = block.elements.Size();
+        std::vector<int> nodes(static_cast<std::size_t>(nElements) *
+                               static_cast<std::size_t>(block.shape->nNodes));
+        m_model.ReadConnectivity(block, 0, nElements, nodes);
+        for (int& node : nodes) {
+            ++node;  // the file counts from 1
+        }
+        if (!nodes.empty()) {
+            Check(ex_put_conn(m_id, EX_ELEM_BLOCK, number, nodes.data(), nullptr, nullptr),
+                  "write connectivity");
+        }
+    }
+
+    void WriteAttributes(const ORQExcModel::Block& block, int number) const {
+        if (block.attributes.empty() || block.elements.IsEmpty()) {
+            return;
+        }
+        std::vector<double> values(static_cast<std::size_t>(block.elements.Size()) *
+                                   block.attributes.size());
+        m_model.ReadAttributes(block, 0, block.elements.Size(), values);
+        Check(ex_put_attr(m_id, EX_ELEM_BLOCK, number, values.data()), "write attributes");
+        std::vector<std::string> names = block.attributes;
+        std::vector<char*> pointers;
+        for (std::string& name : names) {
+            pointers.push_back(name.data());
+        }
+        Check(ex_put_attr_names(m_id, EX_ELEM_BLOCK, number, pointers.data()),
+              "write attribute names");
+    }
+
+    /// The places (from 1) of members in the file; members that the file lacks are left out.
+    std::vector<int> InFile(const ORQSimCSet& elements) const {
+        std::vector<int> places;
+        for (ORQSimCSetIterator element(elements); !element.IsDone(); element.Next()) {
+            const int place = m_placeOf[static_cast<std::size_t>(element.CurrentValue())];
+            if (place > 0) {
+                places.push_back(place);
+            }
+        }
+        return places;
+    }
+
+    void WriteSet(ex_entity_type kind, int number, const std::string& name, std::string_view what,
+                  const std::vector<int>& members, const std::vector<int>& sides = {}) {
+        Check(ex_put_set_param(m_id, kind, number, static_cast<std::int64_t>(members.size()), 0),
+              "write a set");
+        if (!members.empty()) {
+            Check(ex_put_set(m_id, kind, number, members.data(),
+                             sides.empty() ? nullptr : sides.data()),
+                  "write the members of a set");
+        }
+        PutName(kind, number, what, name);
+        m_report.Keep(what, name, static_cast<std::int64_t>(members.size()));
+    }
+
+    void WriteNodeSets() {
+        Numbers numbers;
+        for (const ORQExcModel::Set& set : m_model.NodeSets()) {
+            std::vector<int> nodes(static_cast<std::size_t>(set.members.Size()));
+            set.members.OrderedMembers(nodes.data());
+            for (int& node : nodes) {
+                ++node;
+            }
+            WriteSet(EX_NODE_SET, numbers.Unique(set.number), set.name, "node set", nodes);
+        }
+    }
+
+    void WriteElementSets() {
+        Numbers numbers;
+        for (const ORQExcModel::Set* set : m_elementSets) {
+            WriteSet(EX_ELEM_SET, numbers.Unique(set->number), set->name, "element set",
+                     InFile(set->members));
+        }
+    }
+
+    void WriteSurfaces() {
+        Numbers numbers;
+        for (const ORQExcModel::Surface& surface : m_surfaces) {
+            std::vector<int> elements;
+            std::vector<int> sides;
+            for (const ORQExcModel::Face& face : surface.faces) {
+                const int place = m_placeOf[static_cast<std::size_t>(face.element)];
+                if (place > 0) {
+                    elements.push_back(place);
+                    sides.push_back(face.side + 1);
+                }
+            }
+            WriteSet(EX_SIDE_SET, numbers.Unique(surface.number), surface.name, "side set",
+                     elements, sides);
+        }
+    }
+
+    const ORQExcModel& m_model;
+    const ORQExcResults& m_results;
+    std::filesystem::path m_path;
+    ORQExcReport& m_report;
+    std::vector<const ORQExcModel::Set*> m_elementSets;
+    std::vector<ORQExcModel::Surface> m_surfaces;
+    std::vector<int> m_blockNumbers;  // in the file, by block
+    std::vector<int> m_placeOf;       // in the file, from 1, by ordinal
+    int m_id = -1;
+};
+
+}  // namespace
+
+void WriteExodus(const ORQExcModel& model, const ORQExcResults& results,
+                 const std::filesystem::path& file, ORQExcReport& report) {
+    ExodusFile(model, results, file, report).Write();
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,515 @@
+#include "formats/exodus/ExodusReader.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cassert>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <limits>
+#include <utility>
+
+#include "ORQExcImportError.h"
+#include "formats/exodus/NetcdfClassicFile.h"
+
+namespace orq::exchange {
+namespace {
+
+constexpr int kSlice = 65536;
+
+// Deflate, the densest encoding that the format uses, packs at most this many bytes into one.
+constexpr std::int64_t kDensestPacking = 1032;
+
+constexpr std::string_view kClassicMagic = "CDF";
+constexpr std::string_view kHdf5Magic = "\x89HDF\r\n\x1a\n";
+
+constexpr std::array<std::pair<ex_inquiry, const char*>, 12> kUnreadObjects = {{
+    {EX_INQ_EDGE_BLK, "edge blocks"},
+    {EX_INQ_FACE_BLK, "face blocks"},
+    {EX_INQ_EDGE_SETS, "edge sets"},
+    {EX_INQ_FACE_SETS, "face sets"},
+    {EX_INQ_NODE_MAP, "extra node maps"},
+    {EX_INQ_EDGE_MAP, "extra edge maps"},
+    {EX_INQ_FACE_MAP, "extra face maps"},
+    {EX_INQ_ELEM_MAP, "extra element maps"},
+    {EX_INQ_COORD_FRAMES, "coordinate frames"},
+    {EX_INQ_NUM_CHILD_GROUPS, "child groups"},
+    {EX_INQ_QA, "QA records"},
+    {EX_INQ_INFO, "information records"},
+}};
+
+constexpr std::array<std::pair<ex_entity_type, const char*>, 2> kUnreadVariables = {{
+    {EX_NODE_SET, "node set variables"},
+    {EX_SIDE_SET, "side set variables"},
+}};
+
+std::string FirstBytes(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream)
+        throw ORQExcImportError(file, "file",
+                                fmt::format("cannot be read: {}", std::strerror(errno)));
+    std::string bytes(kHdf5Magic.size(), '\0');
+    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(stream.gcount()));
+    return bytes;
+}
+
+void CheckContainer(const std::filesystem::path& file) {
+    std::error_code failure;
+    const auto status = std::filesystem::status(file, failure);
+    if (status.type() == std::filesystem::file_type::not_found)
+        throw ORQExcImportError(file, "file", "does not exist");
+    if (failure)
+        throw ORQExcImportError(file, "file", fmt::format("cannot be read: {}", failure.message()));
+    if (std::filesystem::is_directory(status))
+        throw ORQExcImportError(file, "file", "is a directory");
+    if (!std::filesystem::is_regular_file(status))
+        throw ORQExcImportError(file, "file", "is not a regular file");
+    const auto magic = FirstBytes(file);
+    if (magic.empty())
+        throw ORQExcImportError(file, "file", "is empty");
+    if (magic.starts_with(kClassicMagic))
+        CheckNetcdfClassicFileIsWhole(file);
+    else if (magic != kHdf5Magic)
+        throw ORQExcImportError(
+            file, "file", "is not an Exodus II file: it begins neither as netCDF nor as HDF5");
+}
+
+/// Turns standard error off while it lives. The Exodus library prints a wrong guess about every
+/// HDF5 file that it cannot open, whatever its options say; the error that follows tells more.
+class QuietStandardError {
+  public:
+    QuietStandardError() : saved_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (saved_ >= 0 && nowhere >= 0)
+            dup2(nowhere, STDERR_FILENO);
+        if (nowhere >= 0)
+            close(nowhere);
+    }
+    ~QuietStandardError() {
+        if (saved_ >= 0) {
+            dup2(saved_, STDERR_FILENO);
+            close(saved_);
+        }
+    }
+    QuietStandardError(const QuietStandardError&) = delete;
+    QuietStandardError& operator=(const QuietStandardError&) = delete;
+
+  private:
+    int saved_;
+};
+
+/// Calls read(slice_begin, slice_end) for consecutive pieces of [begin, end), each of at most a
+/// slice of values.
+template <typename Read>
+void ForEachSlice(int begin, int end, int values_each, const Read& read) {
+    while (begin < end) {
+        const int slice_end = begin + std::min(end - begin, std::max(1, kSlice / values_each));
+        read(begin, slice_end);
+        begin = slice_end;
+    }
+}
+
+}  // namespace
+
+ExodusReader::Handle::Handle(const std::filesystem::path& file) {
+    CheckContainer(file);
+    ex_opts(0);  // The library's own messages would name neither file nor section.
+    int bytes_per_caller_real = sizeof(double);
+    float version = 0;
+    const QuietStandardError quiet;
+    // The absolute path keeps a name such as "http://x" from being taken for a remote address.
+    id_ = ex_open(std::filesystem::absolute(file).c_str(), EX_READ | EX_ALL_INT64_API,
+                  &bytes_per_caller_real, &bytes_per_real_, &version);
+    if (id_ < 0)
+        throw ORQExcImportError(
+            file, "file",
+            "is not an Exodus II file, or is damaged: the Exodus library cannot "
+            "open it");
+}
+
+ExodusReader::Handle::~Handle() {
+    ex_close(id_);
+}
+
+ExodusReader::ExodusReader(const std::filesystem::path& file) : path_(file), handle_(file) {
+    ex_init_params sizes{};
+    Check(ex_get_init_ext(handle_.Id(), &sizes), "sizes");
+    title_.assign(sizes.title, strnlen(sizes.title, sizeof sizes.title));
+    if (sizes.num_dim < 1 || sizes.num_dim > 3)
+        Fail("sizes", fmt::format("{} dimensions; 1, 2 or 3 are supported", sizes.num_dim));
+    dimension_ = static_cast<int>(sizes.num_dim);
+    node_count_ = CheckedCount(sizes.num_nodes, "nodes");
+    element_count_ = CheckedCount(sizes.num_elem, "elements");
+    CheckFits(node_count_, std::int64_t{dimension_} * handle_.BytesPerReal(), "nodes");
+    ex_set_max_name_length(handle_.Id(),
+                           std::max(32, static_cast<int>(ex_inquire_int(
+                                            handle_.Id(), EX_INQ_DB_MAX_USED_NAME_LENGTH))));
+    ReadBlocks(sizes.num_elem_blk);
+    ReadSets(EX_NODE_SET, sizes.num_node_sets, "node sets", node_sets_, node_sets_in_file_);
+    ReadSets(EX_ELEM_SET, sizes.num_elem_sets, "element sets", element_sets_,
+             element_sets_in_file_);
+    ReadSets(EX_SIDE_SET, sizes.num_side_sets, "side sets", side_sets_, side_sets_in_file_);
+    ReadProperties(EX_ELEM_BLOCK, EX_INQ_EB_PROP, blocks_);
+    ReadProperties(EX_NODE_SET, EX_INQ_NS_PROP, node_sets_);
+    ReadProperties(EX_SIDE_SET, EX_INQ_SS_PROP, side_sets_);
+    std::vector<ExodusResults::Block> blocks;
+    for (std::size_t i = 0; i < blocks_.size(); ++i)
+        blocks.push_back(
+            {block_ids_[i], block_ends_[i] - blocks_[i].nElements, blocks_[i].nElements});
+    results_.emplace(path_, handle_.Id(), node_count_, std::move(blocks));
+}
+
+void ExodusReader::Fail(std::string_view section, std::string_view message) const {
+    throw ORQExcImportError(path_, section, message);
+}
+
+void ExodusReader::Check(int status, std::string_view section) const {
+    if (status < 0)
+        Fail(section,
+             fmt::format("cannot be read: the file is damaged (Exodus status {})", status));
+}
+
+int ExodusReader::CheckedCount(std::int64_t count, std::string_view kind) const {
+    if (count < 0 || count > std::numeric_limits<int>::max())
+        Fail("sizes", fmt::format("{} {}; at most {} are supported", count, kind,
+                                  std::numeric_limits<int>::max()));
+    return static_cast<int>(count);
+}
+
+void ExodusReader::CheckFits(int count, std::int64_t bytes_each, std::string_view kind) const {
+    const auto file_bytes = static_cast<std::int64_t>(std::filesystem::file_size(path_));
+    if (count / kDensestPacking * bytes_each > file_bytes)
+        Fail("sizes",
+             fmt::format("{} {} cannot fit into a file of {} bytes", count, kind, file_bytes));
+}
+
+void ExodusReader::ReadCoordinates(int begin, int end, std::span<double> coordinates) {
+    assert(0 <= begin && begin <= end && end <= node_count_);
+    const auto dimension = static_cast<std::size_t>(Dimension());
+    assert(coordinates.size() == static_cast<std::size_t>(end - begin) * dimension);
+    ForEachSlice(begin, end, 1, [&](int slice_begin, int slice_end) {
+        ReadCoordinateSlice(
+            slice_begin, slice_end,
+            coordinates.subspan(static_cast<std::size_t>(slice_begin - begin) * dimension));
+    });
+}
+
+void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coordinates) const {
+    const auto count = static_cast<std::size_t>(end - begin);
+    const auto dimension = static_cast<std::size_t>(Dimension());
+    // The library leaves the buffer alone when the file has no coordinates.
+    std::array<std::vector<double>, 3> axes;
+    for (std::size_t axis = 0; axis < dimension; ++axis)
+        axes[axis].assign(count, static_cast<int>(axis) < dimension_
+                                     ? std::numeric_limits<double>::quiet_NaN()
+                                     : 0.0);
+    Check(ex_get_partial_coord(handle_.Id(), std::int64_t{begin} + 1, end - begin, axes[0].data(),
+                               dimension_ > 1 ? axes[1].data() : nullptr, axes[2].data()),
+          "coordinates");
+    for (std::size_t node = 0; node < count; ++node) {
+        for (std::size_t axis = 0; axis < dimension; ++axis) {
+            const double value = axes[axis][node];
+            if (!std::isfinite(value)) {
+                const int ordinal = begin + static_cast<int>(node);
+                int label = 0;
+                ReadLabels(EX_NODE_MAP, ordinal, ordinal + 1, {&label, 1});
+                Fail("coordinates", fmt::format("node {} in file order (label {}): {} is {}",
+                                                ordinal + 1, label, "xyz"[axis], value));
+            }
+            coordinates[node * dimension + axis] = value;
+        }
+    }
+}
+
+void ExodusReader::ReadNodeLabels(int begin, int end, std::span<int> labels) {
+    ReadLabels(EX_NODE_MAP, begin, end, labels);
+}
+
+void ExodusReader::ReadElementLabels(int begin, int end, std::span<int> labels) {
+    ReadLabels(EX_ELEM_MAP, begin, end, labels);
+}
+
+void ExodusReader::ReadLabels(ex_entity_type map, int begin, int end, std::span<int> labels) const {
+    assert(labels.size() == static_cast<std::size_t>(end - begin));
+    const std::string_view kind = map == EX_NODE_MAP ? "node" : "element";
+    std::vector<std::int64_t> slice;
+    ForEachSlice(begin, end, 1, [&](int slice_begin, int slice_end) {
+        slice.resize(static_cast<std::size_t>(slice_end - slice_begin));
+        Check(ex_get_partial_id_map(handle_.Id(), map, std::int64_t{slice_begin} + 1,
+                                    slice_end - slice_begin, slice.data()),
+              fmt::format("{} labels", kind));
+        for (int place = slice_begin; place < slice_end; ++place) {
+            const auto label = slice[static_cast<std::size_t>(place - slice_begin)];
+            if (label < 1 || label > std::numeric_limits<int>::max())
+                Fail(fmt::format("{} labels", kind),
+                     fmt::format("{} {} in file order has label {}; labels are 1 to {}", kind,
+                                 place + 1, label, std::numeric_limits<int>::max()));
+            labels[static_cast<std::size_t>(place - begin)] = static_cast<int>(label);
+        }
+    });
+}
+
+void ExodusReader::CheckLabelsAreUnique(ex_entity_type map) const {
+    const std::string_view kind = map == EX_NODE_MAP ? "node" : "element";
+    const int count = map == EX_NODE_MAP ? node_count_ : element_count_;
+    std::vector<int> labels(static_cast<std::size_t>(count));
+    ReadLabels(map, 0, count, labels);
+    if (std::adjacent_find(labels.begin(), labels.end(), std::greater_equal<>()) == labels.end())
+        return;  // As they are in most files: each above the one before.
+    std::sort(labels.begin(), labels.end());
+    const auto repeated = std::adjacent_find(labels.begin(), labels.end());
+    if (repeated == labels.end())
+        return;
+    const int label = *repeated;
+    ReadLabels(map, 0, count, labels);
+    const auto first = std::find(labels.begin(), labels.end(), label);
+    const auto second = std::find(first + 1, labels.end(), label);
+    Fail(fmt::format("{} labels", kind),
+         fmt::format("{}s {} and {} in file order both have label {}", kind,
+                     first - labels.begin() + 1, second - labels.begin() + 1, label));
+}
+
+// --- Blocks --------------------------------------------------------------------------------------
+
+std::vector<std::int64_t> ExodusReader::ReadIds(ex_entity_type kind, std::int64_t count,
+                                                std::string_view section) const {
+    std::vector<std::int64_t> ids(static_cast<std::size_t>(CheckedCount(count, section)));
+    CheckFits(static_cast<int>(count), 4, section);
+    if (!ids.empty())
+        Check(ex_get_ids(handle_.Id(), kind, ids.data()), section);
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        if (ids[i] > std::numeric_limits<int>::max() || ids[i] < std::numeric_limits<int>::min())
+            Fail(section, fmt::format("number {} of place {} is too large", ids[i], i + 1));
+    }
+    return ids;
+}
+
+std::string ExodusReader::ReadName(ex_entity_type kind, std::int64_t id,
+                                   std::string_view section) const {
+    const auto longest =
+        static_cast<std::size_t>(ex_inquire_int(handle_.Id(), EX_INQ_MAX_READ_NAME_LENGTH));
+    std::string name(longest + 1, '\0');
+    Check(ex_get_name(handle_.Id(), kind, id, name.data()), section);
+    name.resize(std::strlen(name.c_str()));
+    return name;
+}
+
+void ExodusReader::ReadBlocks(std::int64_t count) {
+    std::int64_t end = 0;
+    for (const std::int64_t id : ReadIds(EX_ELEM_BLOCK, count, "element blocks")) {
+        Block block = ReadBlock(id);
+        if (block.shape == nullptr) {
+            skipped_blocks_.push_back(std::move(block.name));
+            continue;
+        }
+        end += block.nElements;
+        if (end > element_count_)
+            Fail("element blocks", fmt::format("block {} ends at element {}, the file has {}", id,
+                                               end, element_count_));
+        blocks_.push_back(std::move(block));
+        block_ids_.push_back(id);
+        block_ends_.push_back(static_cast<int>(end));
+    }
+    if (end != element_count_)
+        Fail("element blocks",
+             fmt::format("the blocks have {} elements, the file {}", end, element_count_));
+}
+
+/// A block without elements and of no known shape has no shape.
+ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) const {
+    const std::string section = fmt::format("element block {}", id);
+    ex_block in_file{};
+    in_file.id = id;
+    in_file.type = EX_ELEM_BLOCK;
+    Check(ex_get_block_param(handle_.Id(), &in_file), section);
+    const int n_elements = CheckedCount(in_file.num_entry, section);
+    const int n_attributes = CheckedCount(in_file.num_attribute, section);
+    const ORQExcShape* shape = ORQExcFindShapeByExodusName(
+        in_file.topology, CheckedCount(in_file.num_nodes_per_entry, section));
+    if (shape == nullptr && n_elements > 0)
+        Fail(section, fmt::format("element type \"{}\" with {} nodes is not supported",
+                                  in_file.topology, in_file.num_nodes_per_entry));
+    if (shape != nullptr)
+        CheckFits(n_elements, std::int64_t{4} * shape->nNodes, section);
+    Block block{ReadName(EX_ELEM_BLOCK, id, section),
+                static_cast<int>(id),
+                shape,
+                in_file.topology,
+                n_elements,
+                {}};
+    const auto longest =
+        static_cast<std::size_t>(ex_inquire_int(handle_.Id(), EX_INQ_MAX_READ_NAME_LENGTH));
+    std::vector<std::string> names(static_cast<std::size_t>(n_attributes),
+                                   std::string(longest + 1, '\0'));
+    std::vector<char*> pointers;
+    for (std::string& name : names)
+        pointers.push_back(name.data());
+    if (n_attributes > 0 && n_elements > 0)
+        Check(ex_get_attr_names(handle_.Id(), EX_ELEM_BLOCK, id, pointers.data()), section);
+    for (const std::string& name : names)
+        block.attributes.emplace_back(name.c_str());
+    return block;
+}
+
+void ExodusReader::ReadConnectivity(int number, int begin, int end, std::span<int> nodes) {
+    const auto place = static_cast<std::size_t>(number);
+    const Block& block = blocks_[place];
+    const auto n_nodes = static_cast<std::size_t>(block.shape->nNodes);
+    assert(nodes.size() == static_cast<std::size_t>(end - begin) * n_nodes);
+    const std::string section = fmt::format("element block {}", block_ids_[place]);
+    std::vector<std::int64_t> slice;
+    ForEachSlice(begin, end, block.shape->nNodes, [&](int slice_begin, int slice_end) {
+        slice.assign(static_cast<std::size_t>(slice_end - slice_begin) * n_nodes, 0);
+        Check(ex_get_partial_conn(handle_.Id(), EX_ELEM_BLOCK, block_ids_[place],
+                                  std::int64_t{slice_begin} + 1, slice_end - slice_begin,
+                                  slice.data(), nullptr, nullptr),
+              section);
+        const std::size_t first = static_cast<std::size_t>(slice_begin - begin) * n_nodes;
+        for (std::size_t i = 0; i < slice.size(); ++i) {
+            if (slice[i] < 1 || slice[i] > node_count_)
+                Fail(section, fmt::format("element {} of the block, node {}: names node {} of {}",
+                                          slice_begin + static_cast<int>(i / n_nodes) + 1,
+                                          i % n_nodes + 1, slice[i], node_count_));
+            nodes[first + i] = static_cast<int>(slice[i] - 1);
+        }
+    });
+}
+
+void ExodusReader::ReadAttributes(int number, int begin, int end, std::span<double> values) {
+    const auto place = static_cast<std::size_t>(number);
+    const auto n_attributes = blocks_[place].attributes.size();
+    const std::string section = fmt::format("attributes of block {}", block_ids_[place]);
+    std::vector<double> column(static_cast<std::size_t>(end - begin));
+    for (std::size_t attribute = 0; attribute < n_attributes && begin < end; ++attribute) {
+        Check(ex_get_partial_one_attr(handle_.Id(), EX_ELEM_BLOCK, block_ids_[place],
+                                      std::int64_t{begin} + 1, end - begin,
+                                      static_cast<int>(attribute) + 1, column.data()),
+              section);
+        for (std::size_t i = 0; i < column.size(); ++i)
+            values[i * n_attributes + attribute] = column[i];
+    }
+}
+
+// --- Sets ----------------------------------------------------------------------------------------
+
+void ExodusReader::ReadSets(ex_entity_type kind, std::int64_t count, std::string_view section,
+                            std::vector<Set>& sets, std::vector<SetInFile>& in_file) {
+    for (const std::int64_t id : ReadIds(kind, count, section)) {
+        std::int64_t n_members = 0;
+        std::int64_t n_factors = 0;
+        Check(ex_get_set_param(handle_.Id(), kind, id, &n_members, &n_factors), section);
+        distribution_factors_ += n_factors;
+        in_file.push_back({id, CheckedCount(n_members, section)});
+        CheckFits(in_file.back().count, 4, section);
+        sets.push_back({ReadName(kind, id, section), static_cast<int>(id)});
+    }
+}
+
+template <class Objects>
+void ExodusReader::ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objects& objects) {
+    const auto count = CheckedCount(ex_inquire_int(handle_.Id(), inquiry), "properties");
+    const auto longest = static_cast<std::size_t>(std::max<std::int64_t>(
+        MAX_STR_LENGTH, ex_inquire_int(handle_.Id(), EX_INQ_MAX_READ_NAME_LENGTH)));
+    std::vector<std::string> names(static_cast<std::size_t>(count), std::string(longest + 1, '\0'));
+    std::vector<char*> pointers;
+    for (std::string& name : names)
+        pointers.push_back(name.data());
+    // Blocks that were skipped have values too, so the values would not fit the others.
+    if (count == 0 || objects.empty() || (kind == EX_ELEM_BLOCK && !skipped_blocks_.empty()))
+        return;
+    Check(ex_get_prop_names(handle_.Id(), kind, pointers.data()), "properties");
+    std::vector<std::int64_t> values(objects.size());
+    for (const char* name : pointers) {
+        if (std::string_view(name) == "ID")
+            continue;  // the number itself
+        Check(ex_get_prop_array(handle_.Id(), kind, name, values.data()), "properties");
+        for (std::size_t i = 0; i < objects.size(); ++i)
+            objects[i].properties.emplace_back(name, static_cast<int>(values[i]));
+    }
+}
+
+std::vector<int> ExodusReader::ReadMembers(ex_entity_type kind, const SetInFile& set,
+                                           const std::string& section, int most) const {
+    std::vector<std::int64_t> raw(static_cast<std::size_t>(set.count));
+    if (set.count > 0)
+        Check(ex_get_set(handle_.Id(), kind, set.id, raw.data(), nullptr), section);
+    std::vector<int> members;
+    for (const std::int64_t member : raw) {
+        if (member < 1 || member > most)
+            Fail(section,
+                 fmt::format("member {} is {}, there are {}", members.size() + 1, member, most));
+        members.push_back(static_cast<int>(member - 1));
+    }
+    return members;
+}
+
+std::vector<int> ExodusReader::ReadNodeSet(int set) {
+    const SetInFile& in_file = node_sets_in_file_[static_cast<std::size_t>(set)];
+    return ReadMembers(EX_NODE_SET, in_file, fmt::format("node set {}", in_file.id), node_count_);
+}
+
+std::vector<int> ExodusReader::ReadElementSet(int set) {
+    const SetInFile& in_file = element_sets_in_file_[static_cast<std::size_t>(set)];
+    return ReadMembers(EX_ELEM_SET, in_file, fmt::format("element set {}", in_file.id),
+                       element_count_);
+}
+
+std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
+    const SetInFile& in_file = side_sets_in_file_[static_cast<std::size_t>(set)];
+    const std::string section = fmt::format("side set {}", in_file.id);
+    std::vector<std::int64_t> elements(static_cast<std::size_t>(in_file.count));
+    std::vector<std::int64_t> numbers(elements.size());
+    if (in_file.count > 0)
+        Check(ex_get_set(handle_.Id(), EX_SIDE_SET, in_file.id, elements.data(), numbers.data()),
+              section);
+    std::vector<Side> sides;
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        if (elements[i] < 1 || elements[i] > element_count_)
+            Fail(section, fmt::format("side {} is on element {}, there are {}", i + 1, elements[i],
+                                      element_count_));
+        const int element = static_cast<int>(elements[i] - 1);
+        const ORQExcShape& shape = ShapeOf(element);
+        if (numbers[i] < 1 || numbers[i] > static_cast<std::int64_t>(shape.sides.size()))
+            Fail(section, fmt::format("side {} is side {} of element {}, a {} with {} sides", i + 1,
+                                      numbers[i], elements[i], shape.name, shape.sides.size()));
+        sides.push_back({element, static_cast<int>(numbers[i] - 1)});
+    }
+    return sides;
+}
+
+const ORQExcShape& ExodusReader::ShapeOf(int element) const {
+    const auto block = std::upper_bound(block_ends_.begin(), block_ends_.end(), element);
+    return *blocks_[static_cast<std::size_t>(block - block_ends_.begin())].shape;
+}
+
+std::vector<ORQExcContentCount> ExodusReader::Unread() const {
+    std::vector<ORQExcContentCount> unread;
+    const auto add = [&](const char* kind, std::int64_t count) {
+        if (count > 0)
+            unread.push_back({kind, count});
+    };
+    for (const std::string& name : skipped_blocks_)
+        unread.push_back({"empty element block without a shape", 1, name});
+    add("distribution factors", distribution_factors_);
+    for (const auto& [inquiry, kind] : kUnreadObjects) {
+        const auto count = ex_inquire_int(handle_.Id(), inquiry);
+        if (count < 0)
+            Fail(kind, "cannot be counted: the file is damaged");
+        add(kind, count);
+    }
+    for (const auto& [entity, kind] : kUnreadVariables) {
+        int count = 0;
+        Check(ex_get_variable_param(handle_.Id(), entity, &count), kind);
+        add(kind, count);
+    }
+    return unread;
+}
+
+}  // namespace orq::exchange

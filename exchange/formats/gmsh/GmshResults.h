@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "ORQExcResultSource.h"
+#include "formats/gmsh/GmshCursor.h"
+
+namespace orq::exchange {
+
+/// The $NodeData and $ElementData sections of a Gmsh file. Sections of one name, place and number
+/// of components are an array over the times of those sections; the times of the file are all times
+/// that a section names, ascending.
+///
+/// A section that cannot be understood is left out; what does not fit the mesh, or the section's
+/// own counts, is named among the losses.
+class GmshResults : public ORQExcResultSource {
+  public:
+    /// Reads on behind the section's name, and over its end mark. Throws ORQExcImportError when there is
+    /// no end mark.
+    void ReadSection(GmshCursor& in, const std::string& section);
+    /// Finds nodes and elements by their numbers in the file; -1 says that there is none.
+    using Find = std::function<int(int tag)>;
+    void Resolve(const Find& node, const Find& element);
+
+    const std::vector<double>& Times() const override { return m_times; }
+    const std::vector<ORQExcResultArray>& Arrays() const override { return m_arrays; }
+    void ReadResult(int array, int part, int begin, int end, std::span<double> values) override;
+    ORQExcReport ResultLosses() const override { return m_losses; }
+
+  private:
+    struct Section {
+        ORQExcResultArray::Place place;
+        std::string name;
+        double time;
+        int timeStep;
+        int nComponents;
+        std::vector<int> members;    // numbers in the file, then ascending ordinals
+        std::vector<double> values;  // [members][nComponents]
+    };
+    /// What stands beside the array of the same place.
+    struct Contents {
+        std::vector<std::map<int, std::size_t>> sectionAt;  // by part and time
+        std::size_t last;                                   // section that was added
+    };
+
+    Section ParseSection(GmshCursor& in, const std::string& section);
+    void FindMembers(Section& section, const Find& find);
+    void AddToArray(std::size_t number);
+    bool HasValues(std::size_t array, int time, const std::vector<int>& members) const;
+    std::size_t NewArray(const Section& section);
+
+    std::vector<Section> m_sections;
+    std::vector<double> m_times;
+    std::vector<ORQExcResultArray> m_arrays;
+    std::vector<Contents> m_contents;
+    ORQExcReport m_losses;
+};
+
+}  // namespace orq::exchange

@@ -1,0 +1,245 @@
+#include "formats/nastran/NastranCards.h"
+
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+#include <map>
+#include <sstream>
+#include <utility>
+
+namespace orq::exchange {
+namespace {
+
+using Fields = std::vector<NastranElementField>;
+using Nodes = std::vector<int>;
+
+std::vector<const ORQExcShape*> Shapes(std::initializer_list<const char*> names) {
+    std::vector<const ORQExcShape*> shapes;
+    for (const char* name : names) {
+        shapes.push_back(ORQExcFindShapeByName(name));
+    }
+    return shapes;
+}
+
+/// Fields `first`, ..., `last`.
+Nodes Range(int first, int last) {
+    Nodes fields;
+    for (int field = first; field <= last; ++field) {
+        fields.push_back(field);
+    }
+    return fields;
+}
+
+/// Material direction, offset, and the thicknesses at the corners.
+Fields ShellFields(int direction, int flag, int thickness, int nCorners) {
+    Fields fields = {{direction, "THETA", "MCID"}, {direction + 1, "ZOFFS"}};
+    static constexpr std::array<const char*, 4> kNames = {"T1", "T2", "T3", "T4"};
+    for (int i = 0; i < nCorners; ++i) {
+        fields.push_back({thickness + i, kNames[static_cast<std::size_t>(i)]});
+    }
+    fields.push_back({flag, nullptr, "TFLAG"});
+    return fields;
+}
+
+const std::vector<NastranElementCard>& ElementCards() {
+    static const Fields barFields = {{5, "X1", "G0"},    {6, "X2"},           {7, "X3"},
+                                     {9, nullptr, "PA"}, {10, nullptr, "PB"}, {11, "W1A"},
+                                     {12, "W2A"},        {13, "W3A"},         {14, "W1B"},
+                                     {15, "W2B"},        {16, "W3B"}};
+    static const Fields components = {{4, nullptr, "C1"}, {6, nullptr, "C2"}};
+    static const auto with = [](Fields fields, const Fields& more) {
+        fields.insert(fields.end(), more.begin(), more.end());
+        return fields;
+    };
+    static const std::vector<NastranElementCard> cards = {
+        {"CQUAD4", "shell", Range(3, 6), Shapes({"SHELL4"}), ShellFields(7, 10, 11, 4)},
+        {"CQUADR", "shell", Range(3, 6), Shapes({"SHELL4"}), ShellFields(7, 10, 11, 4)},
+        {"CQUAD8", "shell", Range(3, 10), Shapes({"SHELL4", "SHELL8"}), ShellFields(15, 17, 11, 4)},
+        {"CTRIA3", "shell", Range(3, 5), Shapes({"SHELL3"}), ShellFields(6, 10, 11, 3)},
+        {"CTRIAR", "shell", Range(3, 5), Shapes({"SHELL3"}), ShellFields(6, 10, 11, 3)},
+        {"CTRIA6", "shell", Range(3, 8), Shapes({"SHELL3", "SHELL6"}), ShellFields(9, 14, 11, 3)},
+        {"CTETRA", "solid", Range(3, 12), Shapes({"TET4", "TET10"}), {}},
+        {"CPYRAM", "solid", Range(3, 15), Shapes({"PYRAMID5", "PYRAMID13"}), {}},
+        {"CPENTA", "solid", Range(3, 17), Shapes({"WEDGE6", "WEDGE15"}), {}},
+        {"CHEXA", "solid", Range(3, 22), Shapes({"HEX8", "HEX20"}), {}},
+        {"CROD", "rod", {3, 4}, Shapes({"BAR2"}), {}},
+        {"CTUBE", "tube", {3, 4}, Shapes({"BAR2"}), {}},
+        {"CONROD",
+         nullptr,
+         {2, 3},
+         Shapes({"BAR2"}),
+         {{4, nullptr, "MID"}, {5, "A"}, {6, "J"}, {7, "C"}, {8, "NSM"}}},
+        {"CBAR", "bar", {3, 4}, Shapes({"BAR2"}), barFields},
+        {"CBEAM",
+         "bar",
+         {3, 4},
+         Shapes({"BAR2"}),
+         with(barFields, {{17, nullptr, "SA"}, {18, nullptr, "SB"}})},
+        {"CELAS1", "spring", {3, 5}, Shapes({"SPHERE", "BAR2"}), components},
+        {"CELAS2",
+         nullptr,
+         {3, 5},
+         Shapes({"SPHERE", "BAR2"}),
+         with(components, {{2, "K"}, {7, "GE"}, {8, "S"}})},
+        {"CBUSH",
+         "bush",
+         {3, 4},
+         Shapes({"SPHERE", "BAR2"}),
+         {{5, "X1", "G0"},
+          {6, "X2"},
+          {7, "X3"},
+          {8, nullptr, "CID"},
+          {9, "S"},
+          {10, nullptr, "OCID"},
+          {11, "S1"},
+          {12, "S2"},
+          {13, "S3"}}},
+        {"CONM2",
+         nullptr,
+         {2},
+         Shapes({"SPHERE"}),
+         {{3, nullptr, "CID"},
+          {4, "M"},
+          {5, "X1"},
+          {6, "X2"},
+          {7, "X3"},
+          {9, "I11"},
+          {10, "I21"},
+          {11, "I22"},
+          {12, "I31"},
+          {13, "I32"},
+          {14, "I33"}}},
+        {"CMASS1", "mass", {3, 5}, Shapes({"SPHERE", "BAR2"}), components},
+        {"CMASS2", nullptr, {3, 5}, Shapes({"SPHERE", "BAR2"}), with(components, {{2, "M"}})},
+    };
+    return cards;
+}
+
+/// In the order of the fields: properties, each with the names of its components.
+std::vector<NastranMaterialCard::Constant> Constants(
+    std::initializer_list<std::pair<const char*, const char*>> properties) {
+    std::vector<NastranMaterialCard::Constant> constants;
+    for (const auto& [property, names] : properties) {
+        std::istringstream words(names);
+        for (std::string name; words >> name;) {
+            constants.push_back({property, name});
+        }
+    }
+    return constants;
+}
+
+}  // namespace
+
+const NastranElementCard* FindNastranElementCard(std::string_view name) {
+    static const auto byName = [] {
+        std::map<std::string_view, const NastranElementCard*> map;
+        for (const NastranElementCard& card : ElementCards()) {
+            map[card.name] = &card;
+        }
+        return map;
+    }();
+    const auto found = byName.find(name);
+    return found == byName.end() ? nullptr : found->second;
+}
+
+const NastranElementCard* FindNastranElementCardFor(const ORQExcShape& shape) {
+    // A point has a mass by its card alone, and a plane shape is a shell in bulk data.
+    for (const NastranElementCard& card : ElementCards()) {
+        const auto fits = [&](const ORQExcShape* candidate) {
+            return shape.dimension > 0 && candidate->dimension == shape.dimension &&
+                   candidate->nCorners == shape.nCorners && candidate->nNodes == shape.nNodes;
+        };
+        if (std::ranges::any_of(card.shapes, fits)) {
+            return &card;
+        }
+    }
+    return nullptr;
+}
+
+std::string_view NastranPropertyFamily(std::string_view card) {
+    static const std::map<std::string_view, std::string_view> families = {
+        {"PSHELL", "shell"}, {"PCOMP", "shell"},   {"PCOMPG", "shell"}, {"PLPLANE", "shell"},
+        {"PSOLID", "solid"}, {"PLSOLID", "solid"}, {"PCOMPS", "solid"}, {"PROD", "rod"},
+        {"PTUBE", "tube"},   {"PBAR", "bar"},      {"PBARL", "bar"},    {"PBEAM", "bar"},
+        {"PBEAML", "bar"},   {"PBCOMP", "bar"},    {"PELAS", "spring"}, {"PBUSH", "bush"},
+        {"PMASS", "mass"},
+    };
+    const auto found = families.find(card);
+    return found == families.end() ? std::string_view{} : found->second;
+}
+
+const NastranMaterialCard* FindNastranMaterialCard(std::string_view card) {
+    static const std::map<std::string_view, NastranMaterialCard> cards = {
+        {"MAT1",
+         {Constants({{"elastic", "E G nu"},
+                     {"density", "density"},
+                     {"expansion", "alpha Tref"},
+                     {"damping", "damping"},
+                     {"strength", "St Sc Ss"},
+                     {"axes", "system"}}),
+          true, 12}},
+        {"MAT2",
+         {Constants({{"elastic", "G11 G12 G13 G22 G23 G33"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
+                     {"damping", "damping"},
+                     {"strength", "St Sc Ss"},
+                     {"axes", "system"}}),
+          true, 17}},
+        {"MAT3",
+         {Constants({{"elastic", "Ex Eth Ez nuxth nuthz nuzx"},
+                     {"density", "density"},
+                     {"unnamed", "field_12 field_13"},
+                     {"elastic", "Gzx"},
+                     {"expansion", "alphax alphath alphaz Tref"},
+                     {"damping", "damping"}})}},
+        {"MAT8",
+         {Constants({{"elastic", "E1 E2 nu12 G12 G13 G23"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 Tref"},
+                     {"strength", "Xt Xc Yt Yc S"},
+                     {"damping", "damping"},
+                     {"strength", "F12 strain"}})}},
+        {"MAT9",
+         {Constants({{"elastic",
+                      "G11 G12 G13 G14 G15 G16 G22 G23 G24 G25 G26 G33 G34 G35 G36 G44 G45 G46 "
+                      "G55 G56 G66"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 alpha3 alpha4 alpha5 alpha6 Tref"},
+                     {"damping", "damping"}})}},
+        {"MAT10",
+         {Constants({{"acoustic", "bulk"},
+                     {"density", "density"},
+                     {"acoustic", "speed"},
+                     {"damping", "damping"},
+                     {"acoustic", "admittance"}}),
+          false}},
+        {"MAT11",
+         {Constants({{"elastic", "E1 E2 E3 nu12 nu13 nu23 G12 G13 G23"},
+                     {"density", "density"},
+                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
+                     {"damping", "damping"}})}},
+    };
+    const auto found = cards.find(card);
+    return found == cards.end() ? nullptr : &found->second;
+}
+
+int NastranMaterialCard::FieldOf(std::string_view component) const {
+    const auto found = std::ranges::find(constants, component, &Constant::name);
+    return found == constants.end()
+               ? 0
+               : kFirstMaterialConstant + static_cast<int>(found - constants.begin());
+}
+
+std::string NastranTemperatureCard(std::string_view materialCard) {
+    return std::string("MATT").append(materialCard.substr(std::string_view("MAT").size()));
+}
+
+std::span<const std::string_view> NastranWords() {
+    static constexpr std::array<std::string_view, 11> words = {"HILL",  "HOFF",  "TSAI",  "STRN",
+                                                               "HFAIL", "HTAPE", "HFABR", "MEM",
+                                                               "BEND",  "SMEAR", "SMCORE"};
+    return words;
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <array>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ORQExcShapes.h"
+
+namespace orq::exchange {
+
+/// What import and export know of the cards of bulk data. Fields count from 1 behind the card's
+/// name, eight to a line.
+
+/// A number of an element that is neither label, property nor node; an attribute of its block.
+struct NastranElementField {
+    int field;
+    const char* real = nullptr;     ///< its name, where it is spelt as a real number
+    const char* integer = nullptr;  ///< its name, where it is spelt as an integer
+};
+
+/// Nodes stand in the order of ORQExcShape.
+struct NastranElementCard {
+    const char* name;
+    const char* family;  ///< of its properties; null: it has none
+    std::vector<int> nodeFields;
+    std::vector<const ORQExcShape*> shapes;  ///< the smallest first
+    std::vector<NastranElementField> fields;
+
+    bool IsShell() const { return shapes[0]->dimension == 2; }
+};
+
+/// Null when the card is none of an element.
+const NastranElementCard* FindNastranElementCard(std::string_view name);
+/// The card by which a shape is written whose own card is not known; null when there is none.
+const NastranElementCard* FindNastranElementCardFor(const ORQExcShape& shape);
+/// The number of a property stands in this field of an element card that has one.
+inline constexpr int kNastranPropertyField = 2;
+
+/// The kinds of element that a property card is for, such as "shell"; empty when the card is none
+/// of a property.
+std::string_view NastranPropertyFamily(std::string_view card);
+
+/// What a material card says: its constants are the fields 2, 3, ... The same fields of its
+/// temperature card ("MATT1" for "MAT1") name the tables by which they depend on temperature.
+struct NastranMaterialCard {
+    struct Constant {
+        std::string property;  ///< of the material, for example "elastic"
+        std::string name;      ///< of the component, for example "E1"; unique in the card
+    };
+    std::vector<Constant> constants;
+    bool hasTemperatureCard = true;
+    int integerField = 0;  ///< one of the constants that is spelt as an integer; 0: none
+
+    /// The field of a component, 0 for what the card does not have.
+    int FieldOf(std::string_view component) const;
+};
+inline constexpr int kFirstMaterialConstant = 2;
+
+/// The pairs of a table begin in its second line.
+inline constexpr int kFirstTableField = 9;
+
+/// Null when the card is none of a material with constants.
+const NastranMaterialCard* FindNastranMaterialCard(std::string_view card);
+/// "MATT1" for "MAT1".
+std::string NastranTemperatureCard(std::string_view materialCard);
+
+/// The constants of a section, in its ORQExcLayup::Section: those of "PSHELL" are the fields 4 to 11,
+/// those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by NastranWord numbers;
+/// the angle of each ply follows where the layers' own angles are turned by those of elements.
+inline constexpr int kFirstShellConstant = 4;
+inline constexpr int kNumShellConstants = 8;
+inline constexpr int kFirstLaminateConstant = 2;
+inline constexpr int kNumLaminateConstants = 7;
+inline constexpr int kFailureField = 5;  ///< of a laminate; a word, as is the next
+inline constexpr int kOptionsField = 8;
+inline constexpr int kFirstPlyField = 9;
+inline constexpr int kPlyFields = 4;
+inline constexpr int kGlobalPlyFields = 8;  ///< of PCOMPG: the number of the ply comes first
+/// Fields of PSHELL, beside that of its layer, that name materials.
+inline constexpr std::array<int, 3> kOtherMaterialFields = {4, 6, 11};
+
+/// Words of laminate cards, counted from 1.
+std::span<const std::string_view> NastranWords();
+
+}  // namespace orq::exchange

@@ -1,0 +1,166 @@
+#include "formats/nastran/NastranProperties.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+
+#include "formats/nastran/NastranCards.h"
+
+namespace orq::exchange {
+namespace {
+
+constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
+
+/// Properties of which a field names a material.
+constexpr std::array<std::string_view, 7> kOfOneMaterial = {"PBAR", "PBARL",  "PBEAM", "PBEAML",
+                                                            "PROD", "PSOLID", "PTUBE"};
+
+}  // namespace
+
+std::string BulkProperty::Name() const {
+    return fmt::format("{} {}", card, number);
+}
+
+bool NastranProperties::Add(const BulkCard& card) {
+    const std::string_view family = NastranPropertyFamily(card.Name());
+    if (family.empty()) {
+        return false;
+    }
+    const auto number = card.NeededLabel(1);
+    if (!number) {
+        return true;
+    }
+    BulkProperty property{std::string(card.Name()), *number, card.Place(), {}, {}};
+    if (property.card == "PSHELL") {
+        ReadPlate(card, property);
+    } else if (property.card == "PCOMP" || property.card == "PCOMPG") {
+        ReadLaminate(card, property);
+    } else {
+        property.definition = TextOf(card);
+        if (std::ranges::find(kOfOneMaterial, property.card) != kOfOneMaterial.end()) {
+            property.material = m_materials.Refer(card, 2);
+        }
+    }
+    const auto [at, isNew] = m_properties.try_emplace({family, *number}, std::move(property));
+    if (!isNew) {
+        card.Complain(1, fmt::format("property {} is given before, in {}", *number,
+                                     m_problems.NameOf(at->second.place)));
+    }
+    return true;
+}
+
+void NastranProperties::ReadPlate(const BulkCard& card, BulkProperty& property) {
+    const auto thickness = card.Real(3);
+    if (thickness && *thickness <= 0) {
+        card.Complain(3, fmt::format("the thickness {} is not above 0", *thickness));
+    }
+    property.plies.push_back({m_materials.Refer(card, 2), thickness, 0, 0});
+    for (int i = 0; i < kNumShellConstants; ++i) {
+        property.constants.push_back(card.RealOr(kFirstShellConstant + i, kBlank));
+    }
+    for (const int field : kOtherMaterialFields) {
+        if (card.IsInt(field) && *card.Int(field) != -1) {  // -1: plane strain
+            m_materials.Refer(card, field);
+        }
+    }
+}
+
+void NastranProperties::ReadLaminate(const BulkCard& card, BulkProperty& property) {
+    for (int field = kFirstLaminateConstant; field < kFirstLaminateConstant + kNumLaminateConstants;
+         ++field) {
+        const bool isWord = field == kFailureField || field == kOptionsField;
+        property.constants.push_back(isWord ? ReadWord(card, field) : card.RealOr(field, kBlank));
+    }
+    ReadPlies(card, property);
+    if (card.Is(kOptionsField, "SYM")) {
+        const std::vector<BulkProperty::Ply> half = property.plies;
+        property.plies.insert(property.plies.end(), half.rbegin(), half.rend());
+    }
+    if (property.plies.empty()) {
+        card.Complain("it has no plies");
+    }
+}
+
+void NastranProperties::ReadPlies(const BulkCard& card, BulkProperty& property) {
+    const bool isGlobal = property.card == "PCOMPG";
+    const int nFields = isGlobal ? kGlobalPlyFields : kPlyFields;
+    for (int first = kFirstPlyField; first <= card.NumFields(); first += nFields) {
+        const int field = isGlobal ? first + 1 : first;  // of the material
+        if (card.IsBlank(field) && card.IsBlank(field + 1) && card.IsBlank(field + 2) &&
+            card.IsBlank(field + 3)) {
+            continue;
+        }
+        BulkProperty::Ply ply{m_materials.Refer(card, field), card.Real(field + 1),
+                              card.RealOr(field + 2, 0),
+                              isGlobal ? card.NeededLabel(first).value_or(0) : 0};
+        const bool hasPreceding = !property.plies.empty();
+        if (card.IsBlank(field) && hasPreceding) {
+            ply.material = property.plies.back().material;
+        } else if (ply.material == 0) {
+            card.Complain(field, "the ply has no material");
+        }
+        if (card.IsBlank(field + 1) && hasPreceding) {
+            ply.thickness = property.plies.back().thickness;
+        } else if (card.IsBlank(field + 1)) {
+            card.Complain(field + 1, "the ply has no thickness");
+        } else if (ply.thickness && *ply.thickness <= 0) {
+            card.Complain(field + 1,
+                          fmt::format("the ply's thickness {} is not above 0", *ply.thickness));
+        }
+        m_nOutputRequests += card.IsBlank(field + 3) || card.Is(field + 3, "NO") ? 0 : 1;
+        property.plies.push_back(ply);
+    }
+}
+
+double NastranProperties::ReadWord(const BulkCard& card, int field) {
+    const auto words = NastranWords();
+    const auto found =
+        std::ranges::find_if(words, [&](std::string_view word) { return card.Is(field, word); });
+    if (found != words.end()) {
+        return static_cast<double>(found - words.begin() + 1);
+    }
+    if (!card.IsBlank(field) && !card.Is(field, "SYM")) {
+        m_losses.Change("property", fmt::format("{} {}", card.Name(), card.Text(1)), 1,
+                        fmt::format("the word \"{}\" is not kept", card.Text(field)));
+    }
+    return kBlank;
+}
+
+std::string NastranProperties::TextOf(const BulkCard& card) {
+    std::string text(card.Name());
+    for (int field = 1; field <= card.NumFields(); ++field) {
+        text.append(",").append(card.Text(field));
+    }
+    return text;
+}
+
+const BulkProperty* NastranProperties::Find(std::string_view family, int number) const {
+    const auto found = m_properties.find({family, number});
+    return found == m_properties.end() ? nullptr : &found->second;
+}
+
+std::vector<const BulkProperty*> NastranProperties::Sections() const {
+    std::vector<const BulkProperty*> sections;
+    for (const auto& [key, property] : m_properties) {
+        if (property.IsSection()) {
+            sections.push_back(&property);
+        }
+    }
+    return sections;
+}
+
+void NastranProperties::ReportLosses(const std::set<const BulkProperty*>& used) const {
+    for (const auto& [key, property] : m_properties) {
+        if (!property.IsSection() && !used.contains(&property)) {
+            m_losses.Drop("property", property.Name(), 1, "no element has it");
+        }
+    }
+    if (m_nOutputRequests > 0) {
+        m_losses.Drop("output requests of plies", "", m_nOutputRequests,
+                      "the layers of sections have no place for them");
+    }
+}
+
+}  // namespace orq::exchange

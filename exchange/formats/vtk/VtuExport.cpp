@@ -1,0 +1,383 @@
+#include "formats/vtk/VtuExport.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ORQExcExportError.h"
+#include "ORQExcXmlText.h"
+
+namespace orq::exchange {
+namespace {
+
+constexpr int kSlice = 1 << 16;  // points or cells at a time
+
+class VtuFile {
+  public:
+    /// `frame` is -1 for a mesh without results.
+    VtuFile(const ORQExcModel& model, const ORQExcResults& results, int frame,
+            const std::filesystem::path& path)
+        : m_model(model),
+          m_results(results),
+          m_frame(frame),
+          m_path(path),
+          m_out(path, std::ios::binary) {
+        for (const ORQExcModel::Block& block : model.Blocks()) {
+            m_nCells += block.elements.Size();
+            m_nCorners += std::int64_t{block.elements.Size()} * block.shape->nNodes;
+        }
+    }
+
+    void Write() {
+        Collect();
+        WriteHeader();
+        for (const Array& array : m_arrays) {
+            const auto size = static_cast<std::uint64_t>(array.bytes);
+            Put(std::as_bytes(std::span(&size, 1)));
+            m_written = 0;
+            array.write();
+            if (m_written != array.bytes) {
+                throw ORQExcExportError(fmt::format("{}: array \"{}\" came out as {} bytes of {}",
+                                                    m_path.string(), array.name, m_written,
+                                                    array.bytes));
+            }
+        }
+        m_out << "\n  </AppendedData>\n</VTKFile>\n";
+        m_out.flush();
+        if (!m_out) {
+            throw ORQExcExportError(fmt::format("{}: cannot be written", m_path.string()));
+        }
+    }
+
+  private:
+    enum class Place { FieldData, Points, Cells, PointData, CellData };
+
+    struct Array {
+        Place place;
+        std::string name;
+        const char* type;
+        int components;
+        std::int64_t bytes;
+        std::function<void()> write;
+        std::vector<std::string> componentNames = {};
+    };
+
+    void Put(std::span<const std::byte> bytes) {
+        m_out.write(reinterpret_cast<const char*>(bytes.data()),
+                    static_cast<std::streamsize>(bytes.size()));
+        m_written += static_cast<std::int64_t>(bytes.size());
+    }
+    template <class T>
+    void PutAll(const std::vector<T>& values) {
+        Put(std::as_bytes(std::span(values)));
+    }
+
+    void Add(Place place, std::string name, const char* type, int components, std::int64_t bytes,
+             std::function<void()> write) {
+        m_arrays.push_back({place, std::move(name), type, components, bytes, std::move(write)});
+    }
+
+    void Collect() {
+        const std::int64_t nPoints = m_model.NumNodes();
+        Add(Place::Points, "Points", "Float64", 3, nPoints * 24, [this] { PutPoints(); });
+        Add(Place::Cells, "connectivity", "Int64", 1, m_nCorners * 8,
+            [this] { PutConnectivity(); });
+        Add(Place::Cells, "offsets", "Int64", 1, m_nCells * 8, [this] { PutOffsets(); });
+        Add(Place::Cells, "types", "UInt8", 1, m_nCells, [this] { PutTypes(); });
+        Add(Place::PointData, "label", "Int32", 1, nPoints * 4,
+            [this] { PutAll(m_model.NodeLabels()); });
+        for (const ORQExcModel::Set& set : m_model.NodeSets()) {
+            Add(Place::PointData, "node set " + set.name, "UInt8", 1, nPoints,
+                [this, &set] { PutAll(Marks(set.members, m_model.NumNodes())); });
+        }
+        for (const ORQExcModel::Surface& surface : m_model.Surfaces()) {
+            Add(Place::PointData, "surface " + surface.name, "UInt8", 1, nPoints,
+                [this, surface] { PutAll(SurfaceMarks(surface)); });
+        }
+        Add(Place::CellData, "label", "Int32", 1, m_nCells * 4,
+            [this] { PutAll(ByCell(m_model.ElementLabels())); });
+        Add(Place::CellData, "block", "Int32", 1, m_nCells * 4, [this] { PutBlockNumbers(); });
+        for (const ORQExcModel::Set* set : m_model.ElementSetsBesideBlocks()) {
+            Add(Place::CellData, "element set " + set->name, "UInt8", 1, m_nCells,
+                [this, set] { PutAll(ByCell(Marks(set->members, m_model.NumElements()))); });
+        }
+        if (m_frame >= 0) {
+            Add(Place::FieldData, "TimeValue", "Float64", 1, 8, [this] {
+                PutAll(std::vector{m_results.Frames()[static_cast<std::size_t>(m_frame)].time});
+            });
+            for (const ORQExcResults::Field& field : m_results.Fields()) {
+                AddField(field);
+            }
+        }
+    }
+
+    void AddField(const ORQExcResults::Field& field) {
+        using From = ORQExcResultArray::Place;
+        const bool isGlobal = field.place == From::Model;
+        const std::int64_t nMembers = isGlobal                    ? 1
+                                      : field.place == From::Node ? m_model.NumNodes()
+                                                                  : m_nCells;
+        const auto nComponents = static_cast<int>(field.components.size());
+        Add(isGlobal                    ? Place::FieldData
+            : field.place == From::Node ? Place::PointData
+                                        : Place::CellData,
+            field.name, "Float64", nComponents, nMembers * nComponents * 8,
+            [this, &field] { PutField(field); });
+        for (const ORQExcResults::Component& component : field.components) {
+            m_arrays.back().componentNames.push_back(component.label);
+        }
+    }
+
+    void PutField(const ORQExcResults::Field& field) {
+        const auto put = [&](const ORQSimCSet& members, int count) {
+            std::vector<double> values(static_cast<std::size_t>(count) * field.components.size());
+            m_results.Read(field, m_frame, members, values);
+            PutAll(values);
+        };
+        if (field.place == ORQExcResultArray::Place::Element) {
+            for (const ORQExcModel::Block& block : m_model.Blocks()) {
+                put(block.elements, block.elements.Size());
+            }
+        } else if (field.place == ORQExcResultArray::Place::Node) {
+            put(m_model.Nodes(), m_model.NumNodes());
+        } else {
+            put({}, 1);
+        }
+    }
+
+    void WriteHeader() {
+        m_out << "<?xml version=\"1.0\"?>\n"
+                 "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" "
+                 "header_type=\"UInt64\">\n  <UnstructuredGrid>\n";
+        if (m_frame >= 0) {
+            WriteArrays(Place::FieldData, "FieldData");
+        }
+        m_out << fmt::format("    <Piece NumberOfPoints=\"{}\" NumberOfCells=\"{}\">\n",
+                             m_model.NumNodes(), m_nCells);
+        WriteArrays(Place::PointData, "PointData");
+        WriteArrays(Place::CellData, "CellData");
+        WriteArrays(Place::Points, "Points");
+        WriteArrays(Place::Cells, "Cells");
+        m_out << "    </Piece>\n  </UnstructuredGrid>\n  <AppendedData encoding=\"raw\">\n   _";
+    }
+
+    void WriteArrays(Place place, const char* tag) {
+        m_out << fmt::format("      <{}>\n", tag);
+        std::int64_t offset = 0;
+        for (const Array& array : m_arrays) {
+            if (array.place == place) {
+                m_out << fmt::format(
+                    "        <DataArray type=\"{}\" Name=\"{}\" NumberOfComponents=\"{}\"{} "
+                    "format=\"appended\" offset=\"{}\"/>\n",
+                    array.type, ORQExcXmlEscaped(array.name), array.components, Attributes(array),
+                    offset);
+            }
+            offset += array.bytes + 8;
+        }
+        m_out << fmt::format("      </{}>\n", tag);
+    }
+
+    static std::string Attributes(const Array& array) {
+        std::string text = array.place == Place::FieldData ? " NumberOfTuples=\"1\"" : "";
+        for (std::size_t i = 0; i < array.componentNames.size(); ++i) {
+            text += fmt::format(" ComponentName{}=\"{}\"", i,
+                                ORQExcXmlEscaped(array.componentNames[i]));
+        }
+        return text;
+    }
+
+    void PutPoints() {
+        const auto dimension = static_cast<std::size_t>(m_model.Dimension());
+        for (int begin = 0; begin < m_model.NumNodes(); begin += kSlice) {
+            const int end = std::min(begin + kSlice, m_model.NumNodes());
+            const auto n = static_cast<std::size_t>(end - begin);
+            std::vector<double> values(n * dimension);
+            std::vector<double> points(n * 3, 0.0);
+            if (dimension > 0) {
+                m_model.ReadCoordinates(begin, end, values);
+            }
+            for (std::size_t i = 0; i < n; ++i) {
+                std::copy_n(values.begin() + static_cast<std::ptrdiff_t>(i * dimension), dimension,
+                            points.begin() + static_cast<std::ptrdiff_t>(3 * i));
+            }
+            PutAll(points);
+        }
+    }
+
+    /// Calls f(nodes of the slice) for slices of every block, in our node order.
+    template <class F>
+    void ForEachSlice(F&& f) const {
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            for (int begin = 0; begin < block.elements.Size(); begin += kSlice) {
+                const int end = std::min(begin + kSlice, block.elements.Size());
+                std::vector<int> nodes(static_cast<std::size_t>(end - begin) *
+                                       static_cast<std::size_t>(block.shape->nNodes));
+                m_model.ReadConnectivity(block, begin, end, nodes);
+                f(block, begin, nodes);
+            }
+        }
+    }
+
+    void PutConnectivity() {
+        ForEachSlice([this](const ORQExcModel::Block& block, int, const std::vector<int>& nodes) {
+            const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
+            std::vector<std::int64_t> corners(nodes.size());
+            for (std::size_t i = 0; i < nodes.size(); ++i) {
+                const std::size_t place = i % nNodes;
+                const std::size_t to = block.shape->vtkOrder.empty()
+                                           ? place
+                                           : static_cast<std::size_t>(block.shape->vtkOrder[place]);
+                corners[i - place + to] = nodes[i];
+            }
+            PutAll(corners);
+        });
+    }
+
+    void PutOffsets() {
+        std::int64_t offset = 0;
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            std::vector<std::int64_t> offsets;
+            for (int i = 0; i < block.elements.Size(); ++i) {
+                offsets.push_back(offset += block.shape->nNodes);
+            }
+            PutAll(offsets);
+        }
+    }
+
+    void PutTypes() {
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            PutAll(std::vector<std::uint8_t>(static_cast<std::size_t>(block.elements.Size()),
+                                             static_cast<std::uint8_t>(block.shape->vtkType)));
+        }
+    }
+
+    void PutBlockNumbers() {
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            PutAll(std::vector<std::int32_t>(static_cast<std::size_t>(block.elements.Size()),
+                                             block.number));
+        }
+    }
+
+    static std::vector<std::uint8_t> Marks(const ORQSimCSet& members, int count) {
+        std::vector<std::uint8_t> marks(static_cast<std::size_t>(count), 0);
+        for (ORQSimCSetIterator member(members); !member.IsDone(); member.Next()) {
+            marks[static_cast<std::size_t>(member.CurrentValue())] = 1;
+        }
+        return marks;
+    }
+
+    std::vector<std::uint8_t> SurfaceMarks(const ORQExcModel::Surface& surface) const {
+        std::vector<std::uint8_t> marks(static_cast<std::size_t>(m_model.NumNodes()), 0);
+        const std::vector<ORQExcModel::FaceNodes> faces = m_model.NodesOf(surface.faces);
+        for (const ORQExcModel::FaceNodes& face : faces) {
+            for (const int node : face) {
+                marks[static_cast<std::size_t>(node)] = 1;
+            }
+        }
+        return marks;
+    }
+
+    /// Values by element ordinal, in the order of the cells.
+    template <class T>
+    std::vector<T> ByCell(const std::vector<T>& byElement) const {
+        std::vector<T> byCell;
+        byCell.reserve(static_cast<std::size_t>(m_nCells));
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {
+                byCell.push_back(byElement[static_cast<std::size_t>(element.CurrentValue())]);
+            }
+        }
+        return byCell;
+    }
+
+    const ORQExcModel& m_model;
+    const ORQExcResults& m_results;
+    int m_frame;
+    std::filesystem::path m_path;
+    std::ofstream m_out;
+    std::vector<Array> m_arrays;
+    std::int64_t m_nCells = 0;
+    std::int64_t m_nCorners = 0;
+    std::int64_t m_written = 0;
+};
+
+void ReportMesh(const ORQExcModel& model, ORQExcReport& report) {
+    report.Keep("nodes", "", model.NumNodes());
+    for (const ORQExcModel::Block& block : model.Blocks()) {
+        report.Keep("element block", block.name, block.elements.Size());
+        if (!block.attributes.empty()) {
+            report.Drop("attributes of block", block.name,
+                        static_cast<std::int64_t>(block.attributes.size()),
+                        "the file has arrays over all cells only");
+        }
+    }
+    for (const ORQExcModel::Set& set : model.NodeSets()) {
+        report.Keep("node set", set.name, set.members.Size());
+    }
+    for (const ORQExcModel::Set* set : model.ElementSetsBesideBlocks()) {
+        report.Keep("element set", set->name, set->members.Size());
+    }
+    for (const ORQExcModel::Surface& surface : model.Surfaces()) {
+        report.Change("surface", surface.name, static_cast<std::int64_t>(surface.faces.size()),
+                      "written as a mark on its nodes");
+    }
+}
+
+void ReportResults(const ORQExcResults& results, ORQExcReport& report) {
+    report.Keep("times", "", static_cast<std::int64_t>(results.Frames().size()));
+    for (const ORQExcResults::Field& field : results.Fields()) {
+        report.Keep(ORQExcFieldKind(field.place), field.name,
+                    static_cast<std::int64_t>(field.components.size()));
+    }
+}
+
+}  // namespace
+
+void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
+              const std::filesystem::path& file, ORQExcReport& report) {
+    const std::size_t nTimes = results.Frames().size();
+    VtuFile(model, results, nTimes == 1 ? 0 : -1, file).Write();
+    ReportMesh(model, report);
+    if (nTimes == 1) {
+        ReportResults(results, report);
+    } else if (nTimes > 1) {
+        report.Drop("times", "", static_cast<std::int64_t>(nTimes),
+                    "the file has room for one; a collection, .pvd, takes all");
+    }
+}
+
+void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
+                        const std::filesystem::path& collection,
+                        const std::filesystem::path& folder, const std::string& folderName,
+                        ORQExcReport& report) {
+    std::ofstream out(collection, std::ios::binary);
+    out << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"1.0\" "
+           "byte_order=\"LittleEndian\">\n  <Collection>\n";
+    for (std::size_t frame = 0; frame < results.Frames().size(); ++frame) {
+        const std::string name = fmt::format("time_{:04}.vtu", frame + 1);
+        VtuFile(model, results, static_cast<int>(frame), folder / name).Write();
+        out << fmt::format("    <DataSet timestep=\"{}\" part=\"0\" file=\"{}/{}\"/>\n",
+                           results.Frames()[frame].time, ORQExcXmlEscaped(folderName), name);
+    }
+    if (results.Frames().empty()) {
+        VtuFile(model, results, -1, folder / "mesh.vtu").Write();
+        out << fmt::format("    <DataSet timestep=\"0\" part=\"0\" file=\"{}/mesh.vtu\"/>\n",
+                           ORQExcXmlEscaped(folderName));
+    }
+    out << "  </Collection>\n</VTKFile>\n";
+    out.flush();
+    if (!out) {
+        throw ORQExcExportError(fmt::format("{}: cannot be written", collection.string()));
+    }
+    ReportMesh(model, report);
+    ReportResults(results, report);
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "ORQExcModel.h"
+#include "ORQExcReport.h"
+#include "ORQExcResults.h"
+
+namespace orq::exchange {
+
+/// Writes a mesh as a VTK unstructured grid (.vtu), binary in an appended section:
+///
+///   points  "label" (0 for an unlabelled node); "node set NAME" and "surface NAME", 1 on members
+///   cells   "label"; "block", the block's number; "element set NAME", 1 on members
+///
+/// and of results at one time the fields of nodes and elements under their names, those of the
+/// whole model as field data, and the time as TimeValue; what has no value is not a number.
+///
+/// Cells stand block by block. Planar meshes get a third coordinate of 0. Meshes pass in blocks,
+/// values field by field. All throw ORQExcExportError; files may then be incomplete.
+
+/// With the results, where they have one time only.
+void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
+              const std::filesystem::path& file, ORQExcReport& report);
+
+/// Writes a .vtu file for each time into an existing folder, and a collection file (.pvd) that
+/// names them by time. `folderName` is the folder's name beside the collection file.
+void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
+                        const std::filesystem::path& collection,
+                        const std::filesystem::path& folder, const std::string& folderName,
+                        ORQExcReport& report);
+
+}  // namespace orq::exchange

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ORQBasExport.h"
+
+/// What became of one object, or of a group of like objects, on the way in or out.
+enum class ORQExcOutcome { kKept, kNoted, kChanged, kDropped };
+
+struct ORQExcReportEntry {
+    ORQExcOutcome outcome;
+    std::string kind;    // "nodes", "element block", ...
+    std::string name;    // Empty for a group without a name.
+    std::int64_t count;  // Members: nodes of a set, elements of a block, values of a group.
+    std::string reason;  // Of a kept object: what is odd about it, mostly empty.
+};
+
+/// The account that an import or export gives of every object it met.
+///
+/// Entries keep the order in which they were added. Names and reasons may come from foreign files:
+/// bytes that are not UTF-8, and control characters, become U+FFFD when an entry is added, so that
+/// the report can be printed and parsed.
+class ORQ_EXPORT ORQExcReport {
+  public:
+    void Keep(std::string_view kind, std::string_view name, std::int64_t count);
+    /// It is kept as the file has it, and looks wrong.
+    void Note(std::string_view kind, std::string_view name, std::int64_t count,
+              std::string_view reason);
+    void Change(std::string_view kind, std::string_view name, std::int64_t count,
+                std::string_view reason);
+    void Drop(std::string_view kind, std::string_view name, std::int64_t count,
+              std::string_view reason);
+    void Append(const ORQExcReport& other);
+
+    bool HasDrops() const;
+    const std::vector<ORQExcReportEntry>& Entries() const { return entries_; }
+
+    /// One line per entry under the headings "kept", "noted", "changed" and "dropped"; a heading
+    /// without entries is left out. For example
+    ///
+    ///     kept
+    ///       nodes: 60
+    ///     dropped
+    ///       node set "clamp": 20 (sets are not imported)
+    void Print(std::ostream& out) const;
+
+  private:
+    void Add(ORQExcOutcome outcome, std::string_view kind, std::string_view name,
+             std::int64_t count, std::string_view reason);
+
+    std::vector<ORQExcReportEntry> entries_;
+};

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ORQBasExport.h"
+#include "ORQExcResultSource.h"
+#include "ORQObjDocument.h"
+#include "ORQObjMeshedField.h"
+#include "ORQSimCSet.h"
+
+/// The results of a model database: all times of all steps in a row, and the fields over them.
+/// Reads names and times at once, values when they are asked for.
+class ORQ_EXPORT ORQExcResults {
+  public:
+    struct Frame {
+        int step;    ///< place in Steps()
+        int member;  ///< of the step's collection of times
+        double time;
+    };
+    struct Component {
+        int code;  ///< ads_ComponentSymbolsEnm
+        std::string label;
+    };
+    struct Field {
+        ORQExcResultArray::Place place;
+        std::string name;
+        std::string identifier;  ///< empty when the table of output variables lacks the variable
+        int gridType;
+        std::vector<Component> components;
+        std::vector<ORQObjMeshedField> ofStep;  ///< by step; with a null position where it lacks it
+    };
+
+    explicit ORQExcResults(const ORQObjDocument& document);
+
+    const std::vector<std::string>& Steps() const { return m_steps; }
+    const std::vector<Frame>& Frames() const { return m_frames; }
+    /// Of the whole model, of nodes, then of elements; each in the order in which they were added.
+    const std::vector<Field>& Fields() const { return m_fields; }
+
+    /// The members that have values at some time; empty for the whole model.
+    ORQSimCSet MembersOf(const Field& field) const;
+    /// Times, of all steps, at which some member has values.
+    int NumTimes(const Field& field) const;
+    /// Values [members][components] of a frame; not a number where there is none. Answers how many
+    /// there are. The members take no part in a field of the whole model.
+    std::int64_t Read(const Field& field, int frame, const ORQSimCSet& members,
+                      std::span<double> values) const;
+
+  private:
+    void AddField(std::size_t step, const ORQObjMeshedField& field, const ORQSimPosition& nodes);
+
+    ORQObjDocument m_document;
+    std::vector<std::string> m_steps;
+    std::vector<Frame> m_frames;
+    std::vector<Field> m_fields;
+};

@@ -1,0 +1,235 @@
+#include "model/FieldPlan.h"
+
+#include <algorithm>
+#include <array>
+#include <numeric>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "ORQSimSchema.h"
+#include "ORQSrvVariableMap.h"
+#include "ads_ComponentSymbolsEnm.h"
+
+namespace orq::exchange {
+namespace {
+
+using Place = ORQExcResultArray::Place;
+
+struct Suffix {
+    std::string_view text;
+    int code;  // ads_ComponentSymbolsEnm
+};
+
+// The codes of the table of output variables; a symmetric tensor has the first of its two.
+constexpr std::array<Suffix, 3> kVector = {{{"x", 0}, {"y", 12}, {"z", 20}}};
+constexpr std::array<Suffix, 9> kTensor = {{{"xx", 1},
+                                            {"xy", 5},
+                                            {"xz", 10},
+                                            {"yx", 13},
+                                            {"yy", 14},
+                                            {"yz", 18},
+                                            {"zx", 21},
+                                            {"zy", 22},
+                                            {"zz", 23}}};
+
+/// The field types that suit a place, the best first; the first one is also for variables that the
+/// table lacks.
+std::span<const int> GridTypes(Place place) {
+    using namespace ORQSimSchema;
+    static const std::array<int, 1> node = {Field_Nodal};
+    static const std::array<int, 4> element = {Field_WholeElement, Field_WholeElementEnergy,
+                                               Field_ElementCentroid, Field_ElementAverage};
+    static const std::array<int, 4> model = {Field_WholeModel, Field_WholeModelEnergy,
+                                             Field_WholeModelMass, Field_GlobalHistory};
+    switch (place) {
+        case Place::Node:
+            return node;
+        case Place::Element:
+            return element;
+        case Place::Model:
+            break;
+    }
+    return model;
+}
+
+/// The record of a label on the best of the field types that suit a place; null when there is none.
+const ORQSrvVariableStruct* FindVariable(const std::string& label, Place place) {
+    for (const int gridType : GridTypes(place)) {
+        for (int i = 0; ORQSrvVariableMap::GetEntry(i).label != nullptr; ++i) {
+            const ORQSrvVariableStruct& entry = ORQSrvVariableMap::GetEntry(i);
+            if (entry.fragmentType == gridType && label == entry.label) {
+                return &entry;
+            }
+        }
+    }
+    return nullptr;
+}
+
+/// The label of a whole variable.
+std::string VariableLabel(const ORQSrvVariableStruct& component) {
+    for (int i = 0; ORQSrvVariableMap::GetEntry(i).label != nullptr; ++i) {
+        const ORQSrvVariableStruct& entry = ORQSrvVariableMap::GetEntry(i);
+        if (entry.fragmentType == component.fragmentType && entry.component == ads_ComponentNone &&
+            std::string_view(entry.identifier) == component.identifier) {
+            return entry.label;
+        }
+    }
+    return component.identifier;
+}
+
+/// A name that ends in the name of a component.
+struct ComponentName {
+    std::string base;
+    bool isTensor;
+    std::string suffix;  // in small letters
+};
+
+std::optional<ComponentName> SplitName(const std::string& name) {
+    const std::size_t bar = name.rfind('_');
+    if (bar == std::string::npos || bar == 0) {
+        return {};
+    }
+    std::string suffix = name.substr(bar + 1);
+    std::ranges::transform(suffix, suffix.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    const bool isTensor = std::ranges::count(kTensor, suffix, &Suffix::text) != 0;
+    if (!isTensor && std::ranges::count(kVector, suffix, &Suffix::text) == 0) {
+        return {};
+    }
+    return ComponentName{name.substr(0, bar), isTensor, suffix};
+}
+
+class Planner {
+  public:
+    explicit Planner(std::span<const ORQExcResultArray> arrays) : m_arrays(arrays) {}
+
+    std::vector<FieldPlan> Plan() {
+        std::vector<FieldPlan> plans;
+        for (std::size_t i = 0; i < m_arrays.size();) {
+            FieldPlan plan = PlanAt(i);
+            const bool isWhole = m_arrays[i].components.size() == plan.components.size();
+            plan.arrays.resize(isWhole ? 1 : plan.components.size());
+            std::iota(plan.arrays.begin(), plan.arrays.end(), static_cast<int>(i));
+            i += plan.arrays.size();
+            plans.push_back(std::move(plan));
+        }
+        return plans;
+    }
+
+  private:
+    FieldPlan PlanAt(std::size_t first) const {
+        const ORQExcResultArray& array = m_arrays[first];
+        if (array.components.size() > 1) {
+            return Several(array);
+        }
+        if (const ORQSrvVariableStruct* variable = FindVariable(array.name, array.place)) {
+            return Standard(first, *variable);
+        }
+        return BySuffix(first);
+    }
+
+    /// Whether an array goes on with the field that the first one began.
+    bool Continues(std::size_t first, std::size_t next) const {
+        return next < m_arrays.size() && m_arrays[next].components.size() == 1 &&
+               m_arrays[next].place == m_arrays[first].place &&
+               m_arrays[next].parts == m_arrays[first].parts;
+    }
+
+    FieldPlan Standard(std::size_t first, const ORQSrvVariableStruct& variable) const {
+        FieldPlan plan{m_arrays[first].place,
+                       variable.component == ads_ComponentNone ? m_arrays[first].name
+                                                               : VariableLabel(variable),
+                       variable.identifier,
+                       variable.fragmentType,
+                       {{variable.component, m_arrays[first].name}},
+                       {}};
+        for (std::size_t i = first + 1;
+             variable.component != ads_ComponentNone && Continues(first, i); ++i) {
+            const ORQSrvVariableStruct* next = FindVariable(m_arrays[i].name, plan.place);
+            if (next == nullptr || plan.identifier != next->identifier ||
+                next->fragmentType != plan.gridType || next->component == ads_ComponentNone ||
+                HasCode(plan, next->component)) {
+                break;
+            }
+            plan.components.push_back({next->component, m_arrays[i].name});
+        }
+        return plan;
+    }
+
+    static bool HasCode(const FieldPlan& plan, int code) {
+        return std::ranges::count(plan.components, code, &ORQObjFieldDefinition::Component::code) !=
+               0;
+    }
+
+    FieldPlan BySuffix(std::size_t first) const {
+        const ORQExcResultArray& array = m_arrays[first];
+        std::vector<std::string> suffixes;
+        std::string base;
+        for (std::size_t i = first; i == first || Continues(first, i); ++i) {
+            const auto name = SplitName(m_arrays[i].name);
+            const bool goesOn =
+                name && (suffixes.empty() ? name->suffix.front() == 'x' : name->base == base) &&
+                (suffixes.empty() || name->suffix.size() == suffixes[0].size()) &&
+                std::ranges::count(suffixes, name->suffix) == 0;
+            if (!goesOn) {
+                break;
+            }
+            base = name->base;
+            suffixes.push_back(name->suffix);
+        }
+        if (suffixes.size() < 2) {
+            return Plain(array.place, array.name, {{ads_ComponentNone, array.name}});
+        }
+        std::vector<ORQObjFieldDefinition::Component> components;
+        for (std::size_t k = 0; k < suffixes.size(); ++k) {
+            components.push_back({CodeOf(suffixes[k], suffixes), m_arrays[first + k].name});
+        }
+        return Plain(array.place, base, std::move(components));
+    }
+
+    /// One of a symmetric pair stands for both, whichever it is.
+    static int CodeOf(const std::string& suffix, const std::vector<std::string>& all) {
+        if (suffix.size() == 1) {
+            return std::ranges::find(kVector, suffix, &Suffix::text)->code;
+        }
+        const std::string turned(suffix.rbegin(), suffix.rend());
+        const std::string& upper =
+            turned < suffix && std::ranges::count(all, turned) == 0 ? turned : suffix;
+        return std::ranges::find(kTensor, upper, &Suffix::text)->code;
+    }
+
+    /// Three components are a vector, nine a tensor row by row.
+    static FieldPlan Several(const ORQExcResultArray& array) {
+        std::vector<ORQObjFieldDefinition::Component> components;
+        for (std::size_t k = 0; k < array.components.size(); ++k) {
+            const bool isTensor = array.components.size() == kTensor.size();
+            components.push_back(
+                {isTensor ? kTensor.at(k).code : kVector.at(k).code, array.components[k]});
+        }
+        return Plain(array.place, array.name, std::move(components));
+    }
+
+    static FieldPlan Plain(Place place, const std::string& name,
+                           std::vector<ORQObjFieldDefinition::Component> components) {
+        const ORQSrvVariableStruct* variable = FindVariable(name, place);
+        const bool isStandard = variable != nullptr && variable->component == ads_ComponentNone;
+        return {place,
+                name,
+                isStandard ? variable->identifier : "",
+                isStandard ? variable->fragmentType : GridTypes(place).front(),
+                std::move(components),
+                {}};
+    }
+
+    std::span<const ORQExcResultArray> m_arrays;
+};
+
+}  // namespace
+
+std::vector<FieldPlan> PlanFields(std::span<const ORQExcResultArray> arrays) {
+    return Planner(arrays).Plan();
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "ORQExcResultSource.h"
+#include "ORQObjStepBuilder.h"
+
+namespace orq::exchange {
+
+/// A field to be made of one or more arrays of a file.
+struct FieldPlan {
+    ORQExcResultArray::Place place;
+    std::string name;
+    /// In the table of output variables; empty for a variable that the table lacks.
+    std::string identifier;
+    int gridType;
+    std::vector<ORQObjFieldDefinition::Component> components;
+    std::vector<int> arrays;  ///< whose components follow each other
+};
+
+/// Which fields the arrays make, in their order. An array whose name is a label of the table of
+/// output variables, on a field type of its place, gets that type and component. Else the name says
+/// what it can: arrays that follow each other, have values in the same places and are called
+/// NAME_x, NAME_y, NAME_z (or NAME_xx, NAME_yy, ...) are one vector (or tensor) NAME.
+std::vector<FieldPlan> PlanFields(std::span<const ORQExcResultArray> arrays);
+
+}  // namespace orq::exchange

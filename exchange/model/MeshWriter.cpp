@@ -1,0 +1,436 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "ORQExcMeshWriter.h"
+#include "ORQExcModel.h"
+#include "ORQObjMesh.h"
+#include "ORQObjModelBuilder.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransfer.h"
+#include "ORQSrvElementConnectivity.h"
+#include "ORQSrvEltClassificationBuilder.h"
+#include "ORQSrvNodalCoordinates.h"
+#include "ORQSrvSurfaceNodalAreas.h"
+#include "model/ResultWriter.h"
+
+using namespace orq::exchange;
+
+namespace {
+
+constexpr const char* kInstance = "PART-1";
+
+/// Names within one map: never empty, never twice.
+class Names {
+  public:
+    explicit Names(ORQExcReport& report) : m_report(report) {}
+
+    std::string Unique(std::string_view kind, const std::string& name, int number) {
+        // Malformed UTF-8 becomes U+FFFD here, as it would in the database.
+        std::string unique =
+            name.empty() ? fmt::format("{} {}", kind, number) : ORQString(name).UTF8();
+        while (m_taken.contains(unique)) {
+            unique += fmt::format(" ({})", number);
+        }
+        m_taken.insert(unique);
+        if (unique != name) {
+            m_report.Change(
+                kind, unique, 1,
+                name.empty() ? "it had no name" : fmt::format("the name \"{}\" was taken", name));
+        }
+        return unique;
+    }
+
+  private:
+    ORQExcReport& m_report;
+    std::set<std::string> m_taken;
+};
+
+class Writer {
+  public:
+    Writer(ORQExcMeshSource& source, const ORQSimDatabase& database, ORQSimTransaction& transaction,
+           const ORQExcMeshWriterOptions& options, ORQExcReport& report)
+        : m_source(source),
+          m_transaction(transaction),
+          m_options(options),
+          m_report(report),
+          m_builder(database),
+          m_connectivity(m_builder.Connectivity(), options.elementsPerChunk) {}
+
+    void Write() {
+        for (const ORQExcMeshSource::Block& block : m_source.Blocks()) {
+            m_nElements += block.nElements;
+        }
+        ORQExcResultSource* const results = m_source.Results();
+        m_total = std::int64_t{m_source.NumNodes()} + m_nElements +
+                  (results == nullptr ? 0 : results->NumValues()) + 1;
+        WriteTitle();
+        m_builder.SetModelPrefix("");
+        const ORQSimPosition instance = m_builder.AddInstance(kInstance);
+        WriteNodes(instance);
+        WriteElements(instance);
+        WriteSets();
+        WriteSurfaces();
+        if (m_source.Sections() != nullptr) {
+            ORQExcWriteSections(*m_source.Sections(), m_builder.Document(), m_report);
+        }
+        if (results != nullptr) {
+            WriteResults(
+                *results, m_builder.Document(), [this](std::int64_t done) { Advance(done); },
+                m_report);
+        }
+        for (const ORQExcContentCount& content : m_source.Unread()) {
+            m_report.Drop(content.kind, content.name, content.count, "not imported");
+        }
+        m_report.Append(m_source.Losses());
+        m_options.progress(1.0);
+    }
+
+  private:
+    void Advance(std::int64_t done) {
+        m_done += done;
+        m_options.progress(static_cast<double>(m_done) / static_cast<double>(m_total));
+    }
+
+    ORQSimCSet Range(const ORQSimPosition& collection, int begin, int end) const {
+        return ORQSimCollection(collection.GetCollection())
+            .CreateTempCSetStrided(begin, end - begin, 1, 1);
+    }
+    ORQSimPosition NodeCollection() const {
+        return ORQObjMesh(m_builder.Mesh()).GetNodeCollection();
+    }
+    ORQSimPosition ElementCollection() const {
+        return ORQObjMesh(m_builder.Mesh()).GetElementCollection();
+    }
+
+    void WriteTitle() {
+        const std::string title = m_source.Title();
+        const ORQString text(title);
+        if (text.UTF8() != title) {
+            m_report.Change("title", text.UTF8(), 1, "bytes that are not UTF-8 were replaced");
+        } else if (!title.empty()) {
+            m_report.Keep("title", title, 1);
+        }
+        m_builder.SetTitle(text);
+    }
+
+    // --- Nodes -----------------------------------------------------------------------------------
+
+    void WriteNodes(const ORQSimPosition& instance) {
+        const int nNodes = m_source.NumNodes();
+        const int dimension = m_source.Dimension();
+        const ORQSimCSetID all = m_builder.AddNodes(nNodes);
+        const ORQSimCSetID directions = m_builder.SpatialDirections(dimension);
+        ORQSrvNodalCoordinates coordinates(m_builder.Coordinates(), m_options.nodesPerChunk);
+        std::vector<double> values;
+        for (int begin = 0; begin < nNodes; begin += m_options.nodesPerChunk) {
+            const int end = begin + std::min(nNodes - begin, m_options.nodesPerChunk);
+            values.resize(static_cast<std::size_t>(end - begin) *
+                          static_cast<std::size_t>(dimension));
+            m_source.ReadCoordinates(begin, end, values);
+            coordinates.Append(m_transaction, Range(NodeCollection(), begin, end).ID(), directions,
+                               values.data());
+            Advance(end - begin);
+        }
+        std::vector<int> labels(static_cast<std::size_t>(nNodes));
+        m_source.ReadNodeLabels(0, nNodes, labels);
+        m_builder.SetLabels(ORQObjLabelerType::Node, instance, all, labels.data());
+        m_report.Keep("nodes", "", nNodes);
+        if (m_source.FileDimension() == 1) {
+            m_report.Change("node coordinates", "", nNodes,
+                            "one dimension became two; the second coordinate is 0");
+        }
+    }
+
+    // --- Elements --------------------------------------------------------------------------------
+
+    void WriteElements(const ORQSimPosition& instance) {
+        const ORQSimCSetID all = m_builder.AddElements(m_nElements);
+        std::vector<std::pair<ORQSimPosition, ORQSimCSetID>> assignment;
+        int first = 0;
+        for (std::size_t i = 0; i < m_source.Blocks().size(); ++i) {
+            const ORQExcMeshSource::Block& block = m_source.Blocks()[i];
+            const ORQSimCSetID elements =
+                Range(ElementCollection(), first, first + block.nElements).ID();
+            const ORQSimPosition spec = m_builder.AddElementSpec(block.shape->name);
+            WriteConnectivity(static_cast<int>(i), first, spec);
+            if (block.nElements > 0) {
+                assignment.emplace_back(spec, elements);
+            }
+            WriteBlock(static_cast<int>(i), elements);
+            first += block.nElements;
+        }
+        std::vector<int> labels(static_cast<std::size_t>(m_nElements));
+        m_source.ReadElementLabels(0, m_nElements, labels);
+        m_builder.SetLabels(ORQObjLabelerType::Element, instance, all, labels.data());
+        m_builder.AssignElementSpecs(assignment);
+        m_builder.SetLogicalSectionClassification(
+            ORQSrvEltClassificationBuilder(m_builder.Document().Focus())
+                .BuildEltClassification(ORQSrvEltClassificationType::Shape));
+    }
+
+    void WriteConnectivity(int number, int first, const ORQSimPosition& spec) {
+        const ORQExcMeshSource::Block& block = m_source.Blocks()[static_cast<std::size_t>(number)];
+        const ORQSimCSetID columns = m_builder.NodePlaces(block.shape->nNodes);
+        std::vector<int> nodes;
+        for (int begin = 0; begin < block.nElements; begin += m_options.elementsPerChunk) {
+            const int end = begin + std::min(block.nElements - begin, m_options.elementsPerChunk);
+            nodes.resize(static_cast<std::size_t>(end - begin) *
+                         static_cast<std::size_t>(block.shape->nNodes));
+            m_source.ReadConnectivity(number, begin, end, nodes);
+            m_connectivity.Append(m_transaction, spec.ID(),
+                                  Range(ElementCollection(), first + begin, first + end).ID(),
+                                  columns, nodes.data());
+            Advance(end - begin);
+        }
+    }
+
+    void WriteBlock(int number, const ORQSimCSetID& elements) {
+        const ORQExcMeshSource::Block& block = m_source.Blocks()[static_cast<std::size_t>(number)];
+        const std::string name =
+            m_elementSetNames.Unique("element block", block.name, block.number);
+        const ORQSimPosition position =
+            m_builder.AddBlock(name, block.number, block.shapeName, block.shape->name, elements);
+        AddProperties(position, block.properties);
+        if (!block.definition.empty()) {
+            position.DataRecord().SetString(kBlockDefinitionField, block.definition);
+        }
+        m_builder.AddElementSet(name, block.number, elements);
+        if (!block.attributes.empty()) {
+            WriteAttributes(number, position);
+        }
+        m_report.Keep("element block", name, block.nElements);
+    }
+
+    void WriteAttributes(int number, const ORQSimPosition& position) {
+        const ORQExcMeshSource::Block& block = m_source.Blocks()[static_cast<std::size_t>(number)];
+        const ORQSimDistribution attributes(
+            m_builder
+                .AddBlockAttributes(position, {block.attributes.begin(), block.attributes.end()})
+                .GetDistribution());
+        std::vector<double> values(static_cast<std::size_t>(block.nElements) *
+                                   block.attributes.size());
+        m_source.ReadAttributes(number, 0, block.nElements, values);
+        ORQSimTransfer(attributes)
+            .SetWrite()
+            .SetMakeNewDrawer()
+            .SetDim(0, position.GetPosition(ORQSimSchema::Block_elements).CSet())
+            .SetDim(1, ORQSimCSet(attributes.Grid().Collection(1)))
+            .SetBuffer(ORQSimbufMain, std::as_const(values).data(),
+                       static_cast<std::int64_t>(values.size() * sizeof(double)))
+            .ExecWrite();
+    }
+
+    // --- Sets ------------------------------------------------------------------------------------
+
+    void AddProperties(const ORQSimPosition& object,
+                       const ORQExcMeshSource::Properties& properties) {
+        for (const auto& [name, value] : properties) {
+            m_builder.AddProperty(object, name, value);
+        }
+    }
+
+    void WriteSets() {
+        Names nodeSetNames(m_report);
+        for (std::size_t i = 0; i < m_source.NodeSets().size(); ++i) {
+            const ORQExcMeshSource::Set& set = m_source.NodeSets()[i];
+            const std::string name = nodeSetNames.Unique("node set", set.name, set.number);
+            const std::vector<int> members =
+                EachOnce(m_source.ReadNodeSet(static_cast<int>(i)), "node set", name);
+            AddProperties(
+                m_builder.AddNodeSet(name, set.number, OrderedSet(NodeCollection(), members)),
+                set.properties);
+        }
+        for (std::size_t i = 0; i < m_source.ElementSets().size(); ++i) {
+            const ORQExcMeshSource::Set& set = m_source.ElementSets()[i];
+            const std::string name = m_elementSetNames.Unique("element set", set.name, set.number);
+            const std::vector<int> members =
+                EachOnce(m_source.ReadElementSet(static_cast<int>(i)), "element set", name);
+            AddProperties(
+                m_builder.AddElementSet(name, set.number, OrderedSet(ElementCollection(), members)),
+                set.properties);
+        }
+    }
+
+    /// The members in their order, without those that stand there already.
+    std::vector<int> EachOnce(std::vector<int> members, std::string_view kind,
+                              const std::string& name) {
+        std::vector<int> sorted = members;
+        std::ranges::sort(sorted);
+        const std::int64_t nRepeated = sorted.end() - std::unique(sorted.begin(), sorted.end());
+        if (nRepeated > 0) {
+            std::set<int> seen;
+            std::erase_if(members, [&](int member) { return !seen.insert(member).second; });
+            m_report.Change(kind, name, nRepeated, "members that it names twice count once");
+        }
+        m_report.Keep(kind, name, static_cast<std::int64_t>(members.size()));
+        return members;
+    }
+
+    static ORQSimCSetID OrderedSet(const ORQSimPosition& collection,
+                                   const std::vector<int>& members) {
+        return ORQSimCollection(collection.GetCollection())
+            .CreateTempOrderedCSet(members.data(), static_cast<int>(members.size()));
+    }
+
+    // --- Surfaces --------------------------------------------------------------------------------
+
+    void WriteSurfaces() {
+        Names names(m_report);
+        const ORQSimCollection regions(
+            m_builder.Model().GetPosition(ORQSimSchema::Model_regions).GetCollection());
+        auto& areas = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
+        areas.Clean();
+        for (std::size_t i = 0; i < m_source.SideSets().size(); ++i) {
+            const ORQExcMeshSource::Set& set = m_source.SideSets()[i];
+            const std::vector<ORQExcMeshSource::Side> sides =
+                m_source.ReadSideSet(static_cast<int>(i));
+            const std::string name = names.Unique("side set", set.name, set.number);
+            const std::map<int, std::vector<int>> elementsBySide = Grouped(sides, name);
+            std::map<int, ORQSimCSetID> setsBySide;
+            for (const auto& [side, elements] : elementsBySide) {
+                setsBySide[side] = OrderedSet(ElementCollection(), elements);
+            }
+            const ORQSimPosition region = m_builder.AddSurface(name, set.number, setsBySide);
+            AddProperties(region, set.properties);
+            int surface = regions.MemberIndex(region);
+            ORQBasMap<int, double> nodal_areas = NodalAreas(elementsBySide);
+            areas.AppendSurfaceIdNodeArea(surface, nodal_areas);
+            m_report.Keep("side set", name, static_cast<std::int64_t>(sides.size()));
+        }
+        areas.WriteSurfaceNodalAreas(m_builder.Model());
+    }
+
+    /// The elements of each side, ascending; a side that is named twice counts once.
+    std::map<int, std::vector<int>> Grouped(const std::vector<ORQExcMeshSource::Side>& sides,
+                                            const std::string& name) {
+        std::map<int, std::vector<int>> elementsBySide;
+        for (const ORQExcMeshSource::Side& side : sides) {
+            elementsBySide[side.side].push_back(side.element);
+        }
+        std::int64_t nRepeated = 0;
+        for (auto& [side, elements] : elementsBySide) {
+            std::ranges::sort(elements);
+            const auto repeated = std::unique(elements.begin(), elements.end());
+            nRepeated += elements.end() - repeated;
+            elements.erase(repeated, elements.end());
+        }
+        if (nRepeated > 0) {
+            m_report.Change("side set", name, nRepeated, "sides that it names twice count once");
+        }
+        return elementsBySide;
+    }
+
+    ORQBasMap<int, double> NodalAreas(const std::map<int, std::vector<int>>& elementsBySide) const {
+        ORQBasMap<int, double> areas;
+        for (const auto& [side, elements] : elementsBySide) {
+            // Elements of one block at a time: they share a shape.
+            auto begin = elements.begin();
+            int first = 0;
+            for (const ORQExcMeshSource::Block& block : m_source.Blocks()) {
+                first += block.nElements;
+                const auto end = std::lower_bound(begin, elements.end(), first);
+                if (begin != end) {
+                    AddAreas(*block.shape, side, {begin, end}, areas);
+                }
+                begin = end;
+            }
+        }
+        return areas;
+    }
+
+    void AddAreas(const ORQExcShape& shape, int sideNumber, const std::vector<int>& elements,
+                  ORQBasMap<int, double>& areas) const {
+        const auto nNodes = static_cast<std::size_t>(shape.nNodes);
+        std::vector<int> connectivity(elements.size() * nNodes);
+        m_connectivity.Read(ORQSimCSet(OrderedSet(ElementCollection(), elements)),
+                            ORQSimCSet(m_builder.NodePlaces(shape.nNodes)), connectivity.data());
+        const ORQExcShape::Side& side = shape.sides[static_cast<std::size_t>(sideNumber)];
+        std::vector<int> used;
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            for (const int place : side.nodes) {
+                used.push_back(connectivity[i * nNodes + static_cast<std::size_t>(place)]);
+            }
+        }
+        const std::vector<int> sideNodes = used;
+        std::ranges::sort(used);
+        used.erase(std::unique(used.begin(), used.end()), used.end());
+        const std::vector<double> points = Points(used);
+
+        std::vector<double> corners(3 * side.nodes.size());
+        std::vector<double> shares(side.nodes.size());
+        for (std::size_t i = 0; i < sideNodes.size(); i += side.nodes.size()) {
+            for (std::size_t k = 0; k < side.nodes.size(); ++k) {
+                const auto at = std::ranges::lower_bound(used, sideNodes[i + k]) - used.begin();
+                std::copy_n(points.begin() + 3 * at, 3,
+                            corners.begin() + static_cast<std::ptrdiff_t>(3 * k));
+            }
+            ORQExcTributaryShares(side, corners, shares);
+            for (std::size_t k = 0; k < side.nodes.size(); ++k) {
+                areas[sideNodes[i + k]] += shares[k];
+            }
+        }
+    }
+
+    /// Three coordinates of each node, ascending members.
+    std::vector<double> Points(const std::vector<int>& nodes) const {
+        const auto dimension = static_cast<std::size_t>(m_source.Dimension());
+        std::vector<double> values(nodes.size() * dimension);
+        ORQSrvNodalCoordinates(m_builder.Coordinates(), m_options.nodesPerChunk)
+            .Read(ORQSimCSet(OrderedSet(NodeCollection(), nodes)),
+                  ORQSimCSet(m_builder.SpatialDirections(m_source.Dimension())), values.data());
+        std::vector<double> points(nodes.size() * 3, 0.0);
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            std::copy_n(values.begin() + static_cast<std::ptrdiff_t>(i * dimension), dimension,
+                        points.begin() + static_cast<std::ptrdiff_t>(3 * i));
+        }
+        return points;
+    }
+
+    ORQExcMeshSource& m_source;
+    ORQSimTransaction& m_transaction;
+    const ORQExcMeshWriterOptions& m_options;
+    ORQExcReport& m_report;
+    ORQObjModelBuilder m_builder;
+    ORQSrvElementConnectivity m_connectivity;
+    Names m_elementSetNames{m_report};
+    int m_nElements = 0;
+    std::int64_t m_done = 0;
+    std::int64_t m_total = 1;
+};
+
+}  // namespace
+
+void ORQExcWriteMesh(ORQExcMeshSource& source, const ORQSimDatabase& database,
+                     ORQSimTransaction& transaction, const ORQExcMeshWriterOptions& options,
+                     ORQExcReport& report) {
+    Writer(source, database, transaction, options, report).Write();
+}
+
+void ORQExcWriteSections(const ORQExcLayup& layup, const ORQObjDocument& document,
+                         ORQExcReport& report) {
+    ORQExcWriteLayup(layup, document);
+    ORQSrvEltClassificationBuilder(document.Focus()).LinkSections();
+    for (const ORQExcLayup::Material& material : layup.materials) {
+        report.Keep("material", material.name, 1);
+        for (const ORQExcMaterialTable& table : material.tables) {
+            for (const std::string& oddity : ORQExcOdditiesOf(table)) {
+                report.Note("material table", fmt::format("{}: {}", material.name, table.property),
+                            static_cast<std::int64_t>(table.NumRows()), oddity);
+            }
+        }
+    }
+    for (const ORQExcLayup::Orientation& orientation : layup.orientations) {
+        report.Keep("orientation", orientation.name, 1);
+    }
+    for (const ORQExcLayup::Section& section : layup.sections) {
+        report.Keep("section", section.name, static_cast<std::int64_t>(section.layers.size()));
+    }
+}

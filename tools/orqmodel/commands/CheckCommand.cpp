@@ -1,0 +1,148 @@
+#include "commands/CheckCommand.h"
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "ORQBasAssertException.h"
+#include "ORQBasFailure.h"
+#include "ORQObjDocument.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSrvHPVizChecker.h"
+#include "ORQSrvShellSection.h"
+#include "queries/FindingGuide.h"
+#include "queries/OpenModel.h"
+
+namespace orqmodel {
+namespace {
+
+using nlohmann::json;
+
+struct ORQExcOutcome {
+    std::vector<std::string> findings;
+    ExitStatus status = ExitStatus::kDone;
+    std::string reason;  // What ended the check early; empty when nothing did.
+};
+
+std::string TextOf(ORQBasException& exception) {
+    const auto* failure = dynamic_cast<const ORQBasFailure*>(&exception);
+    return failure != nullptr ? failure->Text()
+                              : exception.DeveloperReport(ORQBasStringMode::Unicode).c_str();
+}
+
+/// Names the section that its reader refuses.
+[[noreturn]] void ThrowUnreadableSection(const std::string& path, const ORQObjDocument& document) {
+    using namespace ORQSimSchema;
+    const ORQSimVector assignments = document.GetModel().GetVector(Model_sectionAssignments);
+    for (auto i = assignments.Begin(); i.NotDone(); ++i) {
+        const ORQSimPosition section = (*i).GetPosition(SectionAssignment_section);
+        try {
+            if (section.IsA(Section_Shell))
+                const ORQSrvShellSection readable(section);
+        } catch (ORQBasException& exception) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                path + ": the layers of shell section \"" +
+                                    section.Name(Record_name).UTF8() +
+                                    "\" cannot be read: " + TextOf(exception));
+        }
+    }
+    throw;
+}
+
+/// Runs the checker; an exception that concerns a section's layers says which section.
+void RunChecker(ORQSrvHPVizChecker& checker, const std::string& path,
+                const ORQObjDocument& document) {
+    try {
+        checker.Check_HPViz();
+    } catch (const ORQBasAssertException&) {
+        ThrowUnreadableSection(path, document);
+    } catch (const ORQBasFailure& failure) {
+        if (failure.Kind() != ORQBasFailureKind::Usage)
+            throw;
+        ThrowUnreadableSection(path, document);
+    }
+}
+
+ORQExcOutcome Check(const std::string& path) {
+    const ORQObjDocument document(OpenModel(path));
+    ORQExcOutcome outcome;
+    ORQSrvHPVizChecker checker(document);
+    try {
+        RunChecker(checker, path, document);
+    } catch (const ORQBasFailure& failure) {
+        // Whatever it is called, it is not the user's: what the model holds cannot be read.
+        outcome.status = ExitStatus::kUnreadable;
+        outcome.reason = failure.Text();
+    } catch (ORQBasException& exception) {
+        outcome.status = ExitStatus::kBrokenInvariant;
+        outcome.reason = TextOf(exception);
+    }
+    for (const ORQString& finding : checker.Messages())
+        outcome.findings.push_back(finding.UTF8());
+    if (outcome.reason.empty() && !outcome.findings.empty())
+        outcome.status = ExitStatus::kFindings;
+    return outcome;
+}
+
+void PrintList(const ORQExcOutcome& outcome, std::ostream& out) {
+    for (const std::string& finding : outcome.findings)
+        out << ORQExcPrintable(finding) << '\n';
+}
+
+void PrintExplained(const ORQExcOutcome& outcome, std::ostream& out) {
+    std::string_view check;
+    for (const ExplainedFindings& group : Explain(outcome.findings)) {
+        if (check != group.kind->check) {
+            check = group.kind->check;
+            out << check << '\n';
+        }
+        for (const std::size_t place : group.places)
+            out << "  " << ORQExcPrintable(outcome.findings[place]) << '\n';
+        out << "    It means: " << group.kind->meaning << '\n'
+            << "    It breaks: " << group.kind->breaks << '\n'
+            << "    To mend it: " << group.kind->mending << "\n\n";
+    }
+}
+
+json ToJson(const ExplainedFindings& group) {
+    return {{"check", group.kind->check},   {"pattern", group.kind->pattern},
+            {"findings", group.places},     {"meaning", group.kind->meaning},
+            {"breaks", group.kind->breaks}, {"mending", group.kind->mending}};
+}
+
+void Print(const ORQExcOutcome& outcome, const CheckOptions& options, std::ostream& out) {
+    if (options.json) {
+        json object = {{"schema_version", 1},
+                       {"command", "check"},
+                       {"path", options.database},
+                       {"complete", outcome.reason.empty()},
+                       {"findings", outcome.findings}};
+        if (!outcome.reason.empty())
+            object["reason"] = outcome.reason;
+        if (options.explain) {
+            object["explanations"] = json::array();
+            for (const ExplainedFindings& group : Explain(outcome.findings))
+                object["explanations"].push_back(ToJson(group));
+        }
+        PrintJson(out, object);
+    } else if (options.explain) {
+        PrintExplained(outcome, out);
+    } else {
+        PrintList(outcome, out);
+    }
+}
+
+}  // namespace
+
+ExitStatus RunCheck(const CheckOptions& options, const Console& console) {
+    const ORQExcOutcome outcome = Check(options.database);
+    Print(outcome, options, console.out);
+    if (!outcome.reason.empty()) {
+        console.out.flush();
+        console.err << "orqmodel: " << ORQExcPrintable(outcome.reason) << '\n';
+    }
+    return outcome.status;
+}
+
+}  // namespace orqmodel

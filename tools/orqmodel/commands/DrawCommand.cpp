@@ -1,0 +1,145 @@
+#include "commands/DrawCommand.h"
+
+#include <array>
+#include <charconv>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "ORQBasFailure.h"
+#include "ORQExcMaterials.h"
+#include "ORQExcModel.h"
+#include "ORQExcSections.h"
+#include "ORQExcStagedFile.h"
+#include "ORQObjDocument.h"
+#include "ORQSimDatabase.h"
+#include "draw/LayupPicture.h"
+#include "draw/MaterialPicture.h"
+#include "draw/MeshPicture.h"
+#include "draw/Picture.h"
+#include "queries/OpenModel.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr int kLeastSide = 32;
+constexpr int kLargestSide = 10000;
+
+[[noreturn]] void FailUsage(const std::string& text) {
+    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
+}
+
+bool IsSvg(const std::filesystem::path& file) {
+    const std::string ending = file.extension().string();
+    if (ending != ".svg" && ending != ".png") {
+        FailUsage(file.string() + ": is of no format that can be drawn; endings: .png .svg");
+    }
+    return ending == ".svg";
+}
+
+PictureSize SizeFrom(const std::string& text) {
+    PictureSize size{};
+    const char* const end = text.data() + text.size();
+    const auto width = std::from_chars(text.data(), end, size.width);
+    const bool has_height = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
+    const auto height = std::from_chars(has_height ? width.ptr + 1 : end, end, size.height);
+    const auto is_right = [](int side) { return side >= kLeastSide && side <= kLargestSide; };
+    if (height.ec != std::errc() || height.ptr != end || !is_right(size.width) ||
+        !is_right(size.height)) {
+        FailUsage("--size " + text + ": is not WIDTHxHEIGHT in pixels, each from " +
+                  std::to_string(kLeastSide) + " to " + std::to_string(kLargestSide));
+    }
+    return size;
+}
+
+MeshPictureOptions PictureOptions(const DrawOptions& options) {
+    MeshPictureOptions picture;
+    if (options.colour_by == "block" && !options.sets.empty())
+        FailUsage("--set and --colour-by block exclude each other");
+    if (!options.view.empty())
+        picture.view = options.view;
+    picture.isBySet = options.colour_by == "set" || !options.sets.empty();
+    picture.sets = options.sets;
+    picture.blocks = options.blocks;
+    if (!options.edges.empty()) {
+        picture.edges = options.edges == "none"      ? EdgeKind::None
+                        : options.edges == "feature" ? EdgeKind::Feature
+                                                     : EdgeKind::Mesh;
+    }
+    picture.size = SizeFrom(options.size);
+    return picture;
+}
+
+void Write(const Picture& picture, const std::filesystem::path& file, bool is_svg) {
+    if (is_svg)
+        picture.WriteSvg(file);
+    else
+        picture.WritePng(file);
+}
+
+/// Draws the mesh; answers how many facets, lines and dots its skin has.
+nlohmann::json DrawMesh(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+                        const std::filesystem::path& file) {
+    MeshPictureOptions picture_options = PictureOptions(options);
+    const ORQExcModel model{document};
+    if (!options.field.empty())
+        picture_options.field =
+            FieldValuesAt(model, ORQExcResults(document), options.field, options.step);
+    const MeshPicture picture(model, std::filesystem::path(options.database).stem().string(),
+                              picture_options);
+    Write(picture, file, is_svg);
+    std::array<std::size_t, 3> counts{};
+    const Skin& skin = picture.Contents().skin;
+    for (std::size_t part = 0; part < skin.NumParts(); ++part)
+        ++counts[static_cast<std::size_t>(skin.KindOf(part))];
+    const auto [dots, lines, facets] = counts;
+    return {{"facets", facets}, {"lines", lines}, {"dots", dots}};
+}
+
+/// Draws a section; answers its name and how many layers it has.
+nlohmann::json DrawSection(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+                           const std::filesystem::path& file) {
+    const ORQExcSections sections(document);
+    const ORQExcSections::Section& section = sections.Named(options.section);
+    const ORQExcSections::Stack layup = sections.Read(section);
+    Write(LayupPicture(section, layup, SizeFrom(options.size)), file, is_svg);
+    return {{"section", section.name}, {"layers", layup.layers.size()}};
+}
+
+/// Draws a material; answers its name and how many graphs there are.
+nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+                            const std::filesystem::path& file) {
+    const ORQExcMaterials materials(document);
+    const ORQExcMaterials::Material& material = materials.Named(options.material);
+    const MaterialPicture picture(material, ORQExcReadMaterialTables(material.position),
+                                  SizeFrom(options.size));
+    Write(picture, file, is_svg);
+    return {{"material", material.name}, {"graphs", picture.NumGraphs()}};
+}
+
+}  // namespace
+
+ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
+    const bool is_svg = IsSvg(options.output);
+    ORQExcStagedFile file(options.output, options.force);
+    const ORQObjDocument document(OpenModel(options.database));
+    const auto draw = !options.section.empty()    ? DrawSection
+                      : !options.material.empty() ? DrawMaterial
+                                                  : DrawMesh;
+    nlohmann::json contents = draw(document, options, is_svg, file.Path());
+    file.PutIntoPlace();
+    const char* const format = is_svg ? "SVG" : "PNG";
+    if (options.json) {
+        contents.update({{"schema_version", 1},
+                         {"command", "draw"},
+                         {"input", options.database},
+                         {"format", format},
+                         {"output", options.output.string()}});
+        PrintJson(console.out, contents);
+    } else {
+        console.out << ORQExcPrintable(options.database) << " -> "
+                    << ORQExcPrintable(options.output.string()) << " (" << format << ")\n";
+    }
+    return ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

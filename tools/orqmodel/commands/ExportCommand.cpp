@@ -1,0 +1,39 @@
+#include "commands/ExportCommand.h"
+
+#include <nlohmann/json.hpp>
+
+#include "ORQExcFormats.h"
+#include "ORQObjDocument.h"
+#include "queries/OpenModel.h"
+#include "terminal/ReportJson.h"
+
+namespace orqmodel {
+
+ExitStatus RunExport(const ExportOptions& options, const Console& console) {
+    ORQExcExporter exporter(options.output, options.force);
+    const ORQExcModel model{ORQObjDocument(OpenModel(options.database))};
+    const ORQExcReport report = exporter.Write(model, ORQExcResults(model.Document()));
+    const bool is_refused = options.strict && report.HasDrops();
+    if (!is_refused)
+        exporter.PutIntoPlace();
+    if (options.json) {
+        PrintJson(console.out, {{"schema_version", 1},
+                                {"command", "export"},
+                                {"input", options.database},
+                                {"format", exporter.Format()},
+                                {"output", options.output.string()},
+                                {"exported", !is_refused},
+                                {"report", ToJson(report)}});
+    } else {
+        console.out << ORQExcPrintable(options.database) << " -> "
+                    << ORQExcPrintable(options.output.string()) << " (" << exporter.Format()
+                    << ")\n";
+        report.Print(console.out);
+    }
+    if (is_refused)
+        console.err << "orqmodel: nothing was exported: --strict, and some content would be "
+                       "dropped\n";
+    return is_refused ? ExitStatus::kFindings : ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,210 @@
+#include "commands/FindCommand.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <span>
+
+#include "ORQExcModel.h"
+#include "ORQExcNearNames.h"
+#include "ORQObjDocument.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSrvFunctions.h"
+#include "ORQSrvGlobalLabelMap.h"
+#include "queries/OpenModel.h"
+
+namespace orqmodel {
+namespace {
+
+enum class Members { kNodes, kElements, kFaces, kNone };
+
+struct Kind {
+    std::string_view name;
+    std::string_view title;
+    std::string_view member;
+    Members members;
+    std::span<const int> maps;  // Of the model, in the order of lookup.
+};
+
+constexpr std::array kNodeSets = {ORQSimSchema::Model_nodeSets,
+                                  ORQSimSchema::Model_internalNodeSets};
+constexpr std::array kElementSets = {ORQSimSchema::Model_elementSets,
+                                     ORQSimSchema::Model_internalElementSets};
+constexpr std::array kSurfaces = {ORQSimSchema::Model_surfaces};
+constexpr std::array kOrientations = {ORQSimSchema::Model_orientations};
+
+constexpr std::array<Kind, 4> kKinds = {
+    {{"nodeset", "node set", "node", Members::kNodes, kNodeSets},
+     {"elset", "element set", "element", Members::kElements, kElementSets},
+     {"surface", "surface", "face", Members::kFaces, kSurfaces},
+     {"orientation", "orientation", "member", Members::kNone, kOrientations}}};
+
+/// A member as the user knows it.
+struct Member {
+    int label;     // -1 when it has none.
+    int ordinal;   // Of the node or element.
+    int side = 0;  // Of a face, from 1.
+};
+
+struct Found {
+    std::string key;
+    std::map<std::string, std::vector<Member>> members;  // By instance, in the set's own order.
+
+    std::size_t NumMembers() const {
+        return std::accumulate(
+            members.begin(), members.end(), std::size_t{0},
+            [](std::size_t sum, const auto& entry) { return sum + entry.second.size(); });
+    }
+};
+
+void AddMembers(const Kind& kind, const ORQObjDocument& document, const ORQSimPosition& object,
+                Found& found) {
+    ORQSrvGlobalLabelMap labels(document.Focus());
+    const auto addElement = [&](int ordinal, int side) {
+        found.members[labels.GetElementInstanceName(ordinal).UTF8()].push_back(
+            {labels.GetElementLabel(ordinal), ordinal, side});
+    };
+    if (kind.members == Members::kNodes) {
+        for (ORQSimCSetIterator node(object.CSet()); !node.IsDone(); node.Next()) {
+            const int ordinal = node.CurrentValue();
+            found.members[labels.GetNodeInstanceName(ordinal).UTF8()].push_back(
+                {labels.GetNodeLabel(ordinal), ordinal});
+        }
+    } else if (kind.members == Members::kElements) {
+        for (ORQSimCSetIterator element(object.CSet()); !element.IsDone(); element.Next())
+            addElement(element.CurrentValue(), 0);
+    } else if (kind.members == Members::kFaces) {
+        for (const ORQExcModel::Surface& surface : ORQExcModel(document).Surfaces()) {
+            if (surface.name != found.key)
+                continue;
+            for (const ORQExcModel::Face& face : surface.faces)
+                addElement(face.element, face.side + 1);
+        }
+    }
+}
+
+/// The keys of a kind that are spelt most like a name.
+std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
+                                  const FindOptions& options) {
+    std::vector<std::string> keys;
+    for (const int map : kind.maps) {
+        for (auto entry = model.GetMap(map).Begin(); entry.NotDone(); ++entry)
+            keys.push_back(entry.Key().UTF8());
+    }
+    return ORQExcSpeltAlike(options.name.instance.empty()
+                                ? options.name.name
+                                : options.name.instance + "_" + options.name.name,
+                            options.name.name, keys);
+}
+
+/// Members from `first` on of which each label follows the one before it.
+std::size_t RunLength(const std::vector<Member>& members, std::size_t first) {
+    std::size_t end = first + 1;
+    while (end < members.size() && members[first].label >= 0 &&
+           members[end].label == members[end - 1].label + 1 &&
+           members[end].side == members[first].side)
+        ++end;
+    return end - first;
+}
+
+/// "3, 7-12, 9 side 2": runs of three and more labels by their ends.
+std::string TextOf(const std::vector<Member>& members) {
+    std::string text;
+    for (std::size_t i = 0; i < members.size();) {
+        const Member& member = members[i];
+        const std::size_t run = RunLength(members, i);
+        const std::size_t folded = run < 3 ? 1 : run;
+        text += i == 0 ? "" : ", ";
+        text += member.label < 0 ? fmt::format("(ordinal {})", member.ordinal)
+                                 : std::to_string(member.label);
+        if (folded > 1)
+            text += fmt::format("-{}", members[i + folded - 1].label);
+        if (member.side != 0)
+            text += fmt::format(" side {}", member.side);
+        i += folded;
+    }
+    return text;
+}
+
+void PrintText(const Kind& kind, const Found& found, std::ostream& out) {
+    out << fmt::format("{} {}", kind.title, ORQExcPrintable(found.key));
+    if (kind.members != Members::kNone) {
+        const std::size_t count = found.NumMembers();
+        out << fmt::format(": {} {}{}", count, kind.member, count == 1 ? "" : "s");
+    }
+    out << '\n';
+    for (const auto& [instance, members] : found.members) {
+        out << "  " << (instance.empty() ? "without a label" : ORQExcPrintable(instance)) << ": "
+            << TextOf(members) << '\n';
+    }
+}
+
+nlohmann::json ToJson(const FindOptions& options, const Found* found,
+                      const std::vector<std::string>& alike) {
+    nlohmann::json instances = nlohmann::json::array();
+    if (found != nullptr) {
+        for (const auto& [instance, members] : found->members) {
+            nlohmann::json list = nlohmann::json::array();
+            for (const Member& member : members) {
+                nlohmann::json entry = {{"label", member.label < 0 ? nlohmann::json(nullptr)
+                                                                   : nlohmann::json(member.label)},
+                                        {"ordinal", member.ordinal}};
+                if (member.side != 0)
+                    entry["side"] = member.side;
+                list.push_back(std::move(entry));
+            }
+            instances.push_back({{"instance", instance}, {"members", std::move(list)}});
+        }
+    }
+    return {{"schema_version", 1},
+            {"command", "find"},
+            {"database", options.database},
+            {"kind", options.kind},
+            {"name", options.name.name},
+            {"key", found == nullptr ? nlohmann::json(nullptr) : nlohmann::json(found->key)},
+            {"instances", instances},
+            {"alike", alike}};
+}
+
+}  // namespace
+
+std::vector<std::string> FindKinds() {
+    std::vector<std::string> names;
+    for (const Kind& kind : kKinds)
+        names.emplace_back(kind.name);
+    return names;
+}
+
+ExitStatus RunFind(const FindOptions& options, const Console& console) {
+    const Kind& kind = *std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& candidate) {
+        return candidate.name == options.kind;
+    });
+    const ORQObjDocument document(OpenModel(options.database));
+    const bool wants_set = kind.members == Members::kNodes || kind.members == Members::kElements;
+    const auto [object, key] = FindNamedObject(document, kind.maps, wants_set, options.name);
+    if (object.IsNull()) {
+        const std::vector<std::string> alike = KeysLike(document.GetModel(), kind, options);
+        if (options.json)
+            PrintJson(console.out, ToJson(options, nullptr, alike));
+        console.err << fmt::format("orqmodel: {}: no {} has the name {}",
+                                   ORQExcPrintable(options.database), kind.title,
+                                   ORQExcPrintable(options.name.name));
+        console.err << ORQExcIsIt(alike) << '\n';
+        return ExitStatus::kFindings;
+    }
+    Found found{key, {}};
+    AddMembers(kind, document, object, found);
+    if (options.json)
+        PrintJson(console.out, ToJson(options, &found, {}));
+    else
+        PrintText(kind, found, console.out);
+    return ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,73 @@
+#include "commands/ImportCommand.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "ORQExcImporter.h"
+#include "ORQExcLayupFile.h"
+#include "ORQExcReport.h"
+#include "ORQExcStagedTarget.h"
+#include "ORQSimDatabase.h"
+#include "terminal/InterruptGuard.h"
+#include "terminal/ProgressBar.h"
+#include "terminal/ReportJson.h"
+
+namespace orqmodel {
+namespace {
+
+ORQExcReport Build(const ORQExcImporter& importer, const std::string& directory,
+                   const ORQExcImportSettings& settings) {
+    ORQSimDatabase database = ORQSimDatabase::Create(directory);
+    ORQExcReport report = importer.Write(database, settings);
+    database.Close();
+    return report;
+}
+
+void Print(const ImportOptions& options, const ORQExcImporter& importer, const ORQExcReport& report,
+           bool is_imported, std::ostream& out) {
+    if (options.json) {
+        PrintJson(out, {{"schema_version", 1},
+                        {"command", "import"},
+                        {"input", options.input.string()},
+                        {"format", importer.Format()},
+                        {"output", options.output.string()},
+                        {"imported", is_imported},
+                        {"report", ToJson(report)}});
+        return;
+    }
+    out << ORQExcPrintable(options.input.string()) << " (" << importer.Format() << ") -> "
+        << ORQExcPrintable(options.output.string()) << '\n';
+    report.Print(out);
+}
+
+}  // namespace
+
+ExitStatus RunImport(const ImportOptions& options, const Console& console) {
+    ORQExcStagedTarget target(options.output, options.force);
+    const auto importer = ORQExcOpenImporter(options.input);
+    std::optional<ORQExcLayupFile> layup;
+    if (!options.layup.empty())
+        layup.emplace(options.layup);
+    const InterruptGuard interrupts;
+    ORQExcReport report;
+    {
+        ProgressBar bar(console, "importing");
+        const auto show = [&](double done) {
+            interrupts.Check();
+            bar.Show(done);
+        };
+        report = Build(*importer, target.Begin(),
+                       {options.chunk_nodes, show, layup ? &*layup : nullptr});
+    }
+    interrupts.Check();
+    const bool is_refused = options.strict && report.HasDrops();
+    if (!is_refused)
+        target.PutIntoPlace();
+    Print(options, *importer, report, !is_refused, console.out);
+    if (is_refused)
+        console.err << "orqmodel: nothing was imported: --strict, and some content would be "
+                       "dropped\n";
+    return is_refused ? ExitStatus::kFindings : ExitStatus::kDone;
+}
+
+}  // namespace orqmodel

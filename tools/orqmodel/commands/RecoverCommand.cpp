@@ -1,0 +1,72 @@
+#include "commands/RecoverCommand.h"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "ORQSimDatabase.h"
+#include "terminal/InterruptGuard.h"
+#include "terminal/ProgressBar.h"
+
+namespace orqmodel {
+namespace {
+
+void Print(const RecoverOptions& options, const ORQSimDatabase::Recovery& recovery,
+           std::ostream& out) {
+    for (const std::string& text : recovery.damage)
+        out << "damaged: " << ORQExcPrintable(text) << '\n';
+    for (const std::string& text : recovery.lost)
+        out << "lost: " << ORQExcPrintable(text) << '\n';
+    out << ORQExcPrintable(options.database) << " -> " << ORQExcPrintable(options.output.string())
+        << '\n'
+        << fmt::format(
+               "recovered: {} objects with {} links, {} sets, {} drawers of values and {} tables, "
+               "{} bytes of bulk data\n",
+               recovery.objects, recovery.links, recovery.sets, recovery.drawers, recovery.tables,
+               recovery.bulkBytes);
+    if (recovery.unreachable > 0)
+        out << fmt::format("of the objects, {} are kept though no link leads to them\n",
+                           recovery.unreachable);
+    if (recovery.lost.empty())
+        out << "nothing is lost\n";
+}
+
+void PrintAsJson(const RecoverOptions& options, const ORQSimDatabase::Recovery& recovery,
+                 std::ostream& out) {
+    PrintJson(out, {{"schema_version", 1},
+                    {"command", "recover"},
+                    {"path", options.database},
+                    {"output", options.output.string()},
+                    {"damage", recovery.damage},
+                    {"lost", recovery.lost},
+                    {"recovered",
+                     {{"objects", recovery.objects},
+                      {"unreachable", recovery.unreachable},
+                      {"links", recovery.links},
+                      {"sets", recovery.sets},
+                      {"drawers", recovery.drawers},
+                      {"tables", recovery.tables},
+                      {"bulk_bytes", recovery.bulkBytes}}}});
+}
+
+}  // namespace
+
+ExitStatus RunRecover(const RecoverOptions& options, const Console& console) {
+    const InterruptGuard interrupts;
+    ORQSimDatabase::Recovery recovery;
+    {
+        ProgressBar bar(console, "recovering");
+        recovery =
+            ORQSimDatabase::Recover(options.database, options.output.string(), [&](double done) {
+                interrupts.Check();
+                bar.Show(done);
+            });
+    }
+    if (options.json)
+        PrintAsJson(options, recovery, console.out);
+    else
+        Print(options, recovery, console.out);
+    return recovery.lost.empty() ? ExitStatus::kDone : ExitStatus::kFindings;
+}
+
+}  // namespace orqmodel

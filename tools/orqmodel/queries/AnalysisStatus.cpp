@@ -1,0 +1,128 @@
+#include "queries/AnalysisStatus.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <iterator>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+
+#include "ORQObjModel.h"
+#include "ORQSimLinks.h"
+#include "queries/OpenModel.h"
+
+namespace orqmodel {
+namespace {
+
+/// Gathers conditions, equal ones as one.
+class Folding {
+  public:
+    explicit Folding(std::vector<AnalysisNews::Condition>& conditions) : conditions_(conditions) {}
+
+    void Add(const ORQObjCondition& condition) {
+        AnalysisNews::Condition found{condition.GetCode(), condition.GetSeverity(),
+                                      condition.ReadArguments(), 1};
+        const auto [place, is_new] = places_.emplace(KeyOf(found), conditions_.size());
+        if (is_new)
+            conditions_.push_back(std::move(found));
+        else
+            ++conditions_[place->second].count;
+    }
+
+  private:
+    static std::string KeyOf(const AnalysisNews::Condition& condition) {
+        std::string key =
+            fmt::format("{} {}", condition.code, static_cast<int>(condition.severity));
+        for (const ORQObjConditionArgument& argument : condition.arguments) {
+            const std::string value = std::visit(
+                [](const auto& number) {
+                    if constexpr (std::is_same_v<std::decay_t<decltype(number)>, ORQString>)
+                        return number.UTF8();
+                    else
+                        return fmt::to_string(number);
+                },
+                argument);
+            key += fmt::format(" {} {} {}", argument.index(), value.size(), value);
+        }
+        return key;
+    }
+
+    std::vector<AnalysisNews::Condition>& conditions_;
+    std::unordered_map<std::string, std::size_t> places_;
+};
+
+}  // namespace
+
+std::string AnalysisNews::State() const {
+    if (!job)
+        return "none";
+    switch (*job) {
+        case ORQObjJobStatus::Running:
+            return writer.empty() ? "died" : "running";
+        case ORQObjJobStatus::Completed:
+            return "completed";
+        case ORQObjJobStatus::Failed:
+            return "failed";
+    }
+    return "other";
+}
+
+bool AnalysisNews::IsGoingOn() const {
+    const bool has_ended = job == ORQObjJobStatus::Completed || job == ORQObjJobStatus::Failed;
+    return !has_ended && !writer.empty();
+}
+
+std::optional<AnalysisNews> AnalysisFollower::Look() {
+    auto database = OpenModel(path_);
+    AnalysisNews news;
+    news.writer = database.Writer();
+    if (news.writer.empty())
+        database.Refresh();  // What it committed between opening and asking is there, too.
+    news.generation = database.Generation();
+    const bool has_changed = generation_ != news.generation;
+    news.job = ORQObjReadJobStatus(ORQObjDocument(database));
+    if (has_changed)
+        ReadSteps(database, news);
+    generation_ = news.generation;
+    if (news.steps.empty() && state_ == news.State())
+        return std::nullopt;
+    state_ = news.State();
+    return news;
+}
+
+void AnalysisFollower::ReadSteps(const ORQSimDatabase& database, AnalysisNews& news) {
+    const ORQObjModel model(ORQObjDocument(database).GetModel());
+    const ORQSimVector sequence = model.GetStepSequence();
+    for (auto i = sequence.Begin(); i.NotDone(); ++i) {
+        const ORQObjStep step(*i);
+        AnalysisNews::Step step_news{step.GetName().UTF8(), {}, {}, {}};
+        if (ReadStep(step, seen_[step_news.name], step_news))
+            news.steps.push_back(std::move(step_news));
+    }
+}
+
+bool AnalysisFollower::ReadStep(const ORQObjStep& step, Seen& seen, AnalysisNews::Step& news) {
+    const bool is_new = !std::exchange(seen.step, true);
+    if (step.GetTimes().Size() > seen.times) {
+        news.times = step.ReadTimes();
+        news.times.erase(news.times.begin(), news.times.begin() + seen.times);
+        seen.times += static_cast<int>(news.times.size());
+    }
+    std::vector<ORQObjMeshedField> fields = step.GetFieldResults();
+    std::ranges::copy(step.GetHistoryFields(), std::back_inserter(fields));
+    seen.field_times.resize(fields.size());
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        const int times = fields[i].GetTimes().Size();
+        const int new_times = times - std::exchange(seen.field_times[i], times);
+        if (is_new || new_times > 0)
+            news.fields.push_back({fields[i].GetName().UTF8(), new_times});
+    }
+    const ORQSimVector conditions = step.GetConditions();
+    Folding folding(news.conditions);
+    for (const int size = conditions.Size(); seen.conditions < size; ++seen.conditions)
+        folding.Add(ORQObjCondition(conditions[seen.conditions]));
+    return is_new || !news.times.empty() || !news.fields.empty() || !news.conditions.empty();
+}
+
+}  // namespace orqmodel

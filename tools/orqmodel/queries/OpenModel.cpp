@@ -1,0 +1,25 @@
+#include "queries/OpenModel.h"
+
+#include <fmt/format.h>
+
+#include <cstdint>
+
+#include "ORQBasFailure.h"
+
+namespace orqmodel {
+
+ORQSimDatabase OpenModel(const std::string& path) {
+    ORQSimDatabase database = ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly);
+    constexpr std::int64_t kMostMembersPerByte = 16;
+    const ORQSimDatabase::DiskSizes sizes = database.Sizes();
+    const std::int64_t bytes = sizes.catalogue + sizes.bulk;
+    if (const std::int64_t space = database.LargestSpace(); space > kMostMembersPerByte * bytes) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Damaged,
+            fmt::format("{}: a collection has a space of {} members, in files of {} bytes", path,
+                        space, bytes));
+    }
+    return database;
+}
+
+}  // namespace orqmodel

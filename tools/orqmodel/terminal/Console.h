@@ -1,0 +1,59 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <string_view>
+
+#include "ORQExcTexts.h"
+
+namespace orqmodel {
+
+/// Where a command writes: results to `out`, the rest to `err`.
+struct Console {
+    std::ostream& out;
+    std::ostream& err;
+    bool shows_progress;  // Whether someone is watching `err`.
+    /// Where a bar is drawn; `err` lets nothing through that moves the cursor.
+    std::ostream* terminal = nullptr;
+};
+
+/// How a command ended; the values are the program's exit statuses.
+enum class ExitStatus : int {
+    kDone = 0,
+    kFindings = 1,
+    kWrongUse = 2,
+    kUnreadable = 3,  // Cannot be read, cannot be written, or is damaged.
+    kBrokenInvariant = 70,
+    kInterrupted = 128  // Plus the number of the signal.
+};
+
+/// Passes lines on to another stream, ORQExcPrintable but for tabs; so what a command forgets to make
+/// printable reaches no terminal either. Writes a part of a line when it is flushed or ends.
+class PrintableBuffer : public std::streambuf {
+  public:
+    explicit PrintableBuffer(std::ostream& out) : out_(out) {}
+    ~PrintableBuffer() override;
+    PrintableBuffer(const PrintableBuffer&) = delete;
+    PrintableBuffer& operator=(const PrintableBuffer&) = delete;
+
+  protected:
+    int_type overflow(int_type character) override;
+    std::streamsize xsputn(const char* text, std::streamsize size) override;
+    int sync() override;
+
+  private:
+    void WriteLine();
+
+    std::ostream& out_;
+    std::string line_;
+};
+
+/// Writes an indented object and a line break; strings that are not UTF-8 are made so, and what
+/// ORQExcPrintable replaces is escaped.
+void PrintJson(std::ostream& out, const nlohmann::json& object);
+/// The same on one line.
+void PrintJsonLine(std::ostream& out, const nlohmann::json& object);
+
+}  // namespace orqmodel

@@ -1,0 +1,55 @@
+#include "terminal/InterruptGuard.h"
+
+#include <unistd.h>
+
+namespace orqmodel {
+namespace {
+
+constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
+constexpr unsigned kPatience = 2;  // seconds
+
+volatile std::sig_atomic_t noted_signal = 0;
+
+void Note(int signal) {
+    noted_signal = signal;
+    alarm(kPatience);
+}
+
+/// Work that asks for signals seldom is ended as a second signal would end it.
+void GiveUp(int) {
+    std::signal(noted_signal, SIG_DFL);
+    std::raise(noted_signal);
+}
+
+}  // namespace
+
+InterruptGuard::InterruptGuard() {
+    noted_signal = 0;
+    struct sigaction give_up {};
+    give_up.sa_handler = GiveUp;
+    sigaction(SIGALRM, &give_up, &alarm_before_);
+    struct sigaction action {};
+    action.sa_handler = Note;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        sigaction(kSignals[i], &action, &before_[i]);
+        if (before_[i].sa_handler == SIG_IGN)  // As under nohup.
+            sigaction(kSignals[i], &before_[i], nullptr);
+    }
+}
+
+InterruptGuard::~InterruptGuard() {
+    for (std::size_t i = 0; i < kSignals.size(); ++i)
+        sigaction(kSignals[i], &before_[i], nullptr);
+    alarm(0);
+    sigaction(SIGALRM, &alarm_before_, nullptr);
+}
+
+void InterruptGuard::Check() const {
+    if (noted_signal == 0)
+        return;
+    alarm(0);  // What clears the work away takes its time.
+    throw Interrupted{noted_signal};
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,29 @@
+#include "terminal/ReportJson.h"
+
+#include <array>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace orqmodel {
+
+nlohmann::json ToJson(const ORQExcReport& report) {
+    nlohmann::json object;
+    for (const auto& [outcome, heading] :
+         {std::pair{ORQExcOutcome::kKept, "kept"}, std::pair{ORQExcOutcome::kNoted, "noted"},
+          std::pair{ORQExcOutcome::kChanged, "changed"},
+          std::pair{ORQExcOutcome::kDropped, "dropped"}}) {
+        nlohmann::json& list = object[heading] = nlohmann::json::array();
+        for (const ORQExcReportEntry& entry : report.Entries()) {
+            if (entry.outcome != outcome) {
+                continue;
+            }
+            list.push_back({{"kind", entry.kind}, {"name", entry.name}, {"count", entry.count}});
+            if (!entry.reason.empty()) {
+                list.back()["reason"] = entry.reason;
+            }
+        }
+    }
+    return object;
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "ORQExcReport.h"
+
+namespace orqmodel {
+
+/// {"kept": [...], "noted": [...], "changed": [...], "dropped": [...]}, always with all four.
+/// An entry is {"kind", "name", "count"}, and "reason" where it was not just kept.
+nlohmann::json ToJson(const ORQExcReport& report);
+
+}  // namespace orqmodel

@@ -328,8 +328,11 @@ TEST_P(TransferTest, ValuesThatTheOtherTypeCannotHoldAreRefusedAndNamed) {
         {ORQSimScalarFloat, 1e300},
     };
     for (const auto& item : refused) {
+        // The drawer is made before its values move, so the level can only be undone.
+        ORQSimTransaction level(Focus());
         EXPECT_TRUE(Fails(Kind::Usage, {"cannot be held"}, [&] { write(item.first, item.second); }))
             << item.first << ' ' << item.second;
+        EXPECT_TRUE(Fails(Kind::Refused, {"only be undone"}, [&] { level.Commit(); }));
     }
     const std::vector<std::pair<int, double>> held = {
         {ORQSimScalarInt, -2147483648.0}, {ORQSimScalarUint, 4294967295.0},

@@ -58,8 +58,9 @@ class ORQSimTransientDrawer {
 /// Failures are ORQBasFailure. Usage: a view that does not fit the grid or, in writing, the drawer
 /// (naming dimension and member), a buffer that is missing or too small, a reference to a member
 /// that the range collection lacks (-1 is none), more than 2^31 - 1 bytes at once, no open
-/// transaction. Damaged: the bytes on the disk are not those that were written. After a failure in
-/// writing the transaction can only be undone.
+/// transaction. Damaged: the bytes on the disk are not those that were written. After a failure
+/// while values move, one that cannot be held among them, the transaction can only be undone and
+/// refuses all else; what is refused beforehand leaves it as it was.
 class ORQ_EXPORT ORQSimTransfer {
   public:
     explicit ORQSimTransfer(const ORQSimDistribution& distribution);

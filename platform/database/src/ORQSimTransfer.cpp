@@ -138,18 +138,32 @@ void ORQSimTransfer::Job::Write() {
     DatabaseState& state = DatabaseState::Writing(distributionID);
     DistributionState& distribution = Distribution();
     if (isSparse) {
-        WriteSparse(state, distribution);
-        return;
+        CheckSparse(distribution);
+    } else {
+        CheckReferences(distribution, BufferFor(ORQSimbufMain), ViewItems());
     }
-    const std::byte* buffer = BufferFor(ORQSimbufMain);
-    CheckReferences(distribution, buffer, ViewItems());
+    try {
+        if (isSparse) {
+            WriteSparse(state, distribution);
+        } else {
+            WriteAll(state, distribution);
+        }
+    } catch (...) {
+        // One that ends between two chunks has written the first: the host may go on as if nothing had
+        // happened, so the transaction is marked as half done.
+        ++state.Rows().Unfinished();
+        throw;
+    }
+}
+
+void ORQSimTransfer::Job::WriteAll(DatabaseState& state, DistributionState& distribution) {
     std::int64_t firstRow = 0;
     if (making != Making::None) {
         AddDrawer();
     } else {
         firstRow = Extend(state, Drawer(distribution));
     }
-    WriteDense(state, distribution, Drawer(distribution), firstRow, buffer);
+    WriteDense(state, distribution, Drawer(distribution), firstRow, BufferFor(ORQSimbufMain));
 }
 
 std::int64_t ORQSimTransfer::Job::Extend(DatabaseState& state, DrawerState& drawer) {
@@ -249,17 +263,25 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     }
 }
 
+void ORQSimTransfer::Job::CheckSparse(const DistributionState& distribution) {
+    SparseRows::Check(SparseIndices(), SparseMap(), dims[1]->Size());
+    CheckReferences(distribution, BufferFor(ORQSimbufMain), nNonzero);
+}
+
+std::span<const std::int32_t> ORQSimTransfer::Job::SparseIndices() {
+    return {reinterpret_cast<const std::int32_t*>(BufferFor(ORQSimbufIndicesNZ)),
+            static_cast<std::size_t>(nNonzero)};
+}
+
+std::span<const std::int32_t> ORQSimTransfer::Job::SparseMap() {
+    return {reinterpret_cast<const std::int32_t*>(BufferFor(ORQSimbufSparseMap)),
+            static_cast<std::size_t>(dims[0]->Size()) + 1};
+}
+
 void ORQSimTransfer::Job::WriteSparse(DatabaseState& state, const DistributionState& distribution) {
-    const std::byte* values = BufferFor(ORQSimbufMain);
-    const std::span indices(reinterpret_cast<const std::int32_t*>(BufferFor(ORQSimbufIndicesNZ)),
-                            static_cast<std::size_t>(nNonzero));
-    const std::span map(reinterpret_cast<const std::int32_t*>(BufferFor(ORQSimbufSparseMap)),
-                        static_cast<std::size_t>(dims[0]->Size()) + 1);
-    SparseRows::Check(indices, map, dims[1]->Size());
-    CheckReferences(distribution, values, nNonzero);
     AddDrawer();
     SparseRows::Write(state, distribution, *distribution.Find(drawerID), MoverFor(distribution),
-                      values, indices, map);
+                      BufferFor(ORQSimbufMain), SparseIndices(), SparseMap());
 }
 
 // --- The chained calls ---------------------------------------------------------------------------

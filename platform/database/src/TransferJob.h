@@ -103,6 +103,11 @@ class ORQSimTransfer::Job {
                     const orq::database::DistributionState& distribution,
                     const orq::database::DrawerState& drawer, std::int64_t firstRow,
                     const std::byte* buffer);
+    void WriteAll(orq::database::DatabaseState& state,
+                  orq::database::DistributionState& distribution);
+    void CheckSparse(const orq::database::DistributionState& distribution);
+    std::span<const std::int32_t> SparseIndices();
+    std::span<const std::int32_t> SparseMap();
     void WriteSparse(orq::database::DatabaseState& state,
                      const orq::database::DistributionState& distribution);
 };

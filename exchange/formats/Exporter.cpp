@@ -21,13 +21,22 @@ const FormatRow& FormatOf(const std::filesystem::path& output) {
     return *row;
 }
 
+// The path itself; throws Usage when something has the name, unless it may be replaced.
+const std::filesystem::path& Free(const std::filesystem::path& path, bool mayReplace) {
+    if (!mayReplace && std::filesystem::exists(std::filesystem::symlink_status(path))) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            path.string() + ": exists already; --force replaces it");
+    }
+    return path;
+}
+
 }  // namespace
 
 ORQExcExporter::ORQExcExporter(const std::filesystem::path& output, bool mayReplace)
     : m_output(output),
       m_format(FormatOf(output)),
       m_mayReplace(mayReplace),
-      m_file(output, mayReplace) {}
+      m_file(Free(output, mayReplace), "export") {}
 
 std::string_view ORQExcExporter::Format() const {
     return m_format.name;
@@ -38,8 +47,8 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
     if (m_format.hasFolder) {
         std::filesystem::path place = m_output;
         place.replace_extension(".times");
-        m_folder.emplace(place, m_mayReplace);
-        m_folder->MakeFolder();
+        m_folder.emplace(Free(place, m_mayReplace), "export");
+        std::filesystem::create_directory(m_folder->Path());
         output.folder = m_folder->Path();
         output.folderName = place.filename().string();
     }
@@ -51,7 +60,7 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
 void ORQExcExporter::PutIntoPlace() {
     // The file names what is in the folder, so the folder comes first.
     if (m_folder) {
-        m_folder->PutIntoPlace();
+        m_folder->PutIntoPlace(m_mayReplace);
     }
-    m_file.PutIntoPlace();
+    m_file.PutIntoPlace(m_mayReplace);
 }

@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "ORQBasExport.h"
+#include "ORQBasStaged.h"
 #include "ORQExcImporter.h"
 #include "ORQExcModel.h"
 #include "ORQExcReport.h"
 #include "ORQExcResults.h"
-#include "ORQExcStagedFile.h"
 
 struct ORQExcFormat {
     std::string_view name;                  ///< for example "Exodus II"
@@ -44,14 +44,14 @@ class ORQ_EXPORT ORQExcExporter {
     /// Writes beside the output's place and answers what became of each object. Throws
     /// ORQExcExportError.
     ORQExcReport Write(const ORQExcModel& model, const ORQExcResults& results);
-    /// Gives what was written the output's name. Without this nothing is left. Throws
-    /// ORQExcExportError; what had the name is then still there.
+    /// Gives what was written the output's name. Without this nothing is left. Throws ORQBasFailure
+    /// (Io); what had the name is then still there.
     void PutIntoPlace();
 
   private:
     std::filesystem::path m_output;
     const orq::exchange::FormatRow& m_format;
     bool m_mayReplace;
-    ORQExcStagedFile m_file;
-    std::optional<ORQExcStagedFile> m_folder;  // of the formats with a file for each time
+    ORQBasStaged m_file;
+    std::optional<ORQBasStaged> m_folder;  // of the formats with a file for each time
 };

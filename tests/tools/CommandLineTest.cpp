@@ -14,6 +14,7 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQBasStaged.h"
 #include "ORQExcStagedTarget.h"
 #include "ORQObjLabeler.h"
 #include "ORQObjMesh.h"
@@ -439,7 +440,7 @@ TEST_F(CommandLineTest, ReplacesInTwoStepsWhereThereIsNoExchange) {
     make("aside");
     const auto before = Tree(fs::path(target_).parent_path());
     const auto replace = [&](const std::string& built) {
-        ReplaceInTwoSteps(folder_ / built, folder_ / "old", folder_ / "aside");
+        ORQBasReplaceInTwoSteps(folder_ / built, folder_ / "old", folder_ / "aside");
     };
     EXPECT_THROW(replace("built"), ORQBasException);
     EXPECT_EQ(Tree(fs::path(target_).parent_path()), before);
@@ -450,6 +451,30 @@ TEST_F(CommandLineTest, ReplacesInTwoStepsWhereThereIsNoExchange) {
     replace("built");
     EXPECT_TRUE(fs::exists(folder_ / "old" / "built"));
     EXPECT_TRUE(fs::exists(folder_ / "aside" / "old"));
+}
+
+TEST_F(CommandLineTest, WhatKilledExportsLeftGoesWithTheNextOne) {
+    ASSERT_EQ(Import(Written()).status, 0);
+    const std::string output = folder_ / "out.VTU";  // an ending in any case
+    const std::string left = output + ".export-aB3dE9";
+    const std::string other = folder_ / "other.vtu.export-aB3dE9";
+    for (const std::string& path : {left, other})
+        fs::create_directory(path);
+    const auto exported = [&](const std::string& name) {
+        return RunHere({"export", target_, "-o", name, "--force"}).status;
+    };
+    EXPECT_EQ(exported(output), 0);
+    EXPECT_FALSE(fs::exists(left));
+    EXPECT_TRUE(fs::exists(other));
+    // A file takes the place of one that is there, a folder that of one with files in it.
+    const std::string times = folder_ / "out.times";
+    fs::create_directory(times);
+    PutBytes(times + "/old", "old");
+    EXPECT_EQ(exported(folder_ / "out.pvd"), 0);
+    EXPECT_EQ(exported(folder_ / "out.pvd"), 0);
+    EXPECT_FALSE(fs::exists(times + "/old"));
+    for (const auto& entry : fs::directory_iterator(fs::path(output).parent_path()))
+        EXPECT_THAT(entry.path().string(), testing::AnyOf(other, Not(HasSubstr(".export-"))));
 }
 
 TEST_F(CommandLineTest, AReadOnlyFolderIsAnErrorForImportAndNoneForReading) {

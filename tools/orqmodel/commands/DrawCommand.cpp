@@ -6,10 +6,10 @@
 #include <optional>
 
 #include "ORQBasFailure.h"
+#include "ORQBasStaged.h"
 #include "ORQExcMaterials.h"
 #include "ORQExcModel.h"
 #include "ORQExcSections.h"
-#include "ORQExcStagedFile.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
 #include "draw/LayupPicture.h"
@@ -120,13 +120,15 @@ nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& o
 
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     const bool is_svg = IsSvg(options.output);
-    ORQExcStagedFile file(options.output, options.force);
+    if (!options.force && std::filesystem::exists(std::filesystem::symlink_status(options.output)))
+        FailUsage(options.output.string() + ": exists already; --force replaces it");
+    ORQBasStaged file(options.output, "draw");
     const ORQObjDocument document(OpenModel(options.database));
     const auto draw = !options.section.empty()    ? DrawSection
                       : !options.material.empty() ? DrawMaterial
                                                   : DrawMesh;
     nlohmann::json contents = draw(document, options, is_svg, file.Path());
-    file.PutIntoPlace();
+    file.PutIntoPlace(options.force);
     const char* const format = is_svg ? "SVG" : "PNG";
     if (options.json) {
         contents.update({{"schema_version", 1},

@@ -1,5 +1,7 @@
 #include "ORQBasFailure.h"
 
+#include <cerrno>
+#include <cstring>
 #include <utility>
 
 ORQBasFailure::ORQBasFailure(ORQBasFailureKind kind, std::string text, const char* file, int line)
@@ -19,4 +21,11 @@ ORQBasException* ORQBasFailure::Clone() const {
 
 int ORQBasFailure::GetCode() const {
     return static_cast<int>(m_kind);
+}
+
+void ORQBasThrowSystemFailure(const std::string& path, const std::string& doing, const char* file,
+                              int line) {
+    const int error = errno;
+    throw ORQBasFailure(ORQBasFailureKind::Io,
+                        path + ": cannot " + doing + ": " + std::strerror(error), file, line);
 }

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+#include "ORQBasExport.h"
+
+/// A file or folder that is made out of sight and put under its name in one step.
+///
+/// It is made in a folder of its own beside its place, NAME.PURPOSE-XXXXXX, which is locked while its
+/// process lives and removed, with all in it, at the end of this object. What killed processes left
+/// for the same name and purpose is removed by the next one.
+///
+///   ORQBasStaged staged("wing.vtu", "export");
+///   Write(staged.Path());
+///   staged.PutIntoPlace(true);
+///
+/// Failures are ORQBasFailure: Usage where the name is taken and may not be replaced, Io for what the
+/// system refuses. Until PutIntoPlace returns, what stood under the name is as it was.
+class ORQ_EXPORT ORQBasStaged {
+  public:
+    /// Makes the folder. `purpose` is a word that tells what is going on.
+    ORQBasStaged(const std::filesystem::path& place, std::string_view purpose);
+    ~ORQBasStaged();
+    ORQBasStaged(const ORQBasStaged&) = delete;
+    ORQBasStaged& operator=(const ORQBasStaged&) = delete;
+
+    /// Where to make the file or folder; nothing is there yet. Its last part is that of the place.
+    const std::filesystem::path& Path() const { return m_made; }
+
+    /// REQUIRES: what was made is closed. Makes it durable, files in a folder too, and gives it its
+    /// name; what it replaces is removed. A file system that cannot exchange two folders gets the
+    /// former one moved to NAME.replaced first, where a crash in between leaves it.
+    void PutIntoPlace(bool mayReplace);
+
+  private:
+    void RemoveLeftovers(std::string_view purpose) const;
+    void Exchange() const;
+
+    std::filesystem::path m_place;
+    std::filesystem::path m_folder;
+    std::filesystem::path m_made;
+    int m_lock = -1;  // descriptor of the folder
+};
+
+/// Replaces `old` by `made` where the file system cannot exchange them: moves it to `aside` first. A
+/// crash in between leaves it there. Throws, with all in its former place, when a step fails or `aside`
+/// is taken.
+ORQ_EXPORT void ORQBasReplaceInTwoSteps(const std::filesystem::path& made,
+                                        const std::filesystem::path& old,
+                                        const std::filesystem::path& aside);

@@ -1,9 +1,13 @@
 // Copies of a database's files, made one file after the other as cp does, while it is written.
 #include <array>
 #include <chrono>
+#include <cstring>
 #include <iostream>
 #include <map>
 #include <thread>
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
 
 #include "DiskCalls.h"
 #include "Peer.h"
@@ -240,4 +244,25 @@ TEST_F(CopyTest, FilesOfDifferentTimesAreRefusedUnlessTheyGoTogether) {
     const std::string recovered = m_folder / "recovered.orq";
     EXPECT_FALSE(ORQSimDatabase::Recover(m_copy, recovered).damage.empty());
     EXPECT_EQ(valueOf(recovered), values[Folded]);
+}
+
+// Early versions numbered no folds.
+TEST_F(CopyTest, ADatabaseOfAnEarlyVersionIsReadAndWrittenOn) {
+    std::string catalogue = ReadBytes(m_path + "/catalogue.sqlite");
+    catalogue.replace(72, 20, 20, '\0');
+    for (std::size_t page = 0; page < catalogue.size() / 2048; ++page) {
+        char* const begin = catalogue.data() + page * 2048;
+        const std::uint64_t checksum = XXH3_64bits_withSeed(begin, 2040, page + 1);
+        std::memcpy(begin + 2040, &checksum, 8);
+    }
+    WriteBytes(m_path + "/catalogue.sqlite", catalogue);
+    for (int value = 1; value < 60; value += 20) {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        EXPECT_EQ(database.Focus().DataRecord().GetInt(0), value);
+        EXPECT_TRUE(IsOneState(database));
+        EXPECT_EQ(database.Verify(), Texts());
+        for (int next = value + 1; next <= value + 20; ++next) {
+            WriteNames(database, next);
+        }
+    }
 }

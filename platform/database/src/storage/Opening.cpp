@@ -91,7 +91,11 @@ void RemoveLeftovers(const std::string& directory) {
 // Says whether a catalogue is ours, before SQLite goes by its contents.
 void CheckHeader(const Connection& connection, const std::string& catalogue) {
     std::array<std::byte, kHeaderBytes> header{};
-    if (connection.ReadFile(0, header) != SQLITE_OK) {
+    const int code = connection.ReadFile(0, header);
+    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) {
+        FailSystem(catalogue, "read");
+    }
+    if (code != SQLITE_OK) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             catalogue + ": is truncated: shorter than its header");
     }

@@ -361,7 +361,10 @@ int Connection::ReadFile(std::int64_t offset, std::span<std::byte> bytes) const 
 
 FoldStamp Connection::ReadFoldStamp() const {
     FoldStamp::Bytes bytes{};
-    Check(ReadFile(FoldStamp::kOffset, bytes), "read the stamp of the last fold");
+    if (ReadFile(FoldStamp::kOffset, bytes) != SQLITE_OK) {
+        throw ORQBasFailure(ORQBasFailureKind::Io,
+                            m_path + ": cannot read: " + std::strerror(errno));
+    }
     const auto stamp = FoldStamp::Decode(bytes);
     if (!stamp) {
         FailDamaged("page 1 of the catalogue is damaged (checksum of its stamp differs)");

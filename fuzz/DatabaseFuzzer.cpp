@@ -12,8 +12,14 @@ namespace {
 
 constexpr std::size_t kPage = 2048;
 constexpr std::size_t kChecksum = 8;
+constexpr std::size_t kStamp = 72;  // of the last fold
+constexpr std::size_t kStampBytes = 20;
 
+// As of pages that no fold of a log has written.
 void RenewChecksums(std::string& catalogue) {
+    if (catalogue.size() >= kPage) {
+        catalogue.replace(kStamp, kStampBytes, kStampBytes, '\0');
+    }
     for (std::size_t page = 0; (page + 1) * kPage <= catalogue.size(); ++page) {
         char* const begin = catalogue.data() + page * kPage;
         const std::uint64_t checksum = XXH3_64bits_withSeed(begin, kPage - kChecksum, page + 1);

@@ -248,3 +248,40 @@ TEST_F(FaultTest, WhatFollowsAFailureInsideATransactionIsNotCommittedWithoutWhat
     }
     EXPECT_GT(nUndone, 5);
 }
+
+// Also beside a writer, so that rows come from the log.
+TEST_F(FaultTest, ADiskThatFailsIsNamedAndNotTakenForDamage) {
+    for (const bool hasLog : {false, true}) {
+        std::optional<ORQSimDatabase> writer;
+        if (hasLog) {
+            writer = Open(Mode::ReadWrite);
+            InTransaction(*writer, [&] { Overwrite(*writer, 100, Numbers(300, 7)); });
+        }
+        std::size_t nFailures = 0;
+        bool hasFailed = true;
+        for (std::size_t first = 0; hasFailed; ++first) {
+            const Failing failing(m_folder / ".", kFaults[0], first);
+            try {
+                Everything(Open(Mode::ReadOnly));
+            } catch (const ORQBasFailure& failure) {
+                ++nFailures;
+                EXPECT_EQ(failure.Kind(), Kind::Io) << first << ": " << failure.Text();
+                EXPECT_NE(failure.Text().find("Input/output error"), std::string::npos)
+                    << first << ": " << failure.Text();
+            }
+            hasFailed = failing.HasFailed();
+        }
+        EXPECT_GT(nFailures, 10U);
+    }
+}
+
+TEST_F(FaultTest, AQuestionForTheWriterThatFailsIsAnError) {
+    const ORQSimDatabase writer = Open(Mode::ReadWrite);
+    const ORQSimDatabase reader = Open(Mode::ReadOnly);
+    {
+        const Failing failing(m_folder / ".", kFaults[0], 0);
+        EXPECT_TRUE(Fails(Kind::Io, {"ask who holds the lock", "Input/output error"},
+                          [&] { reader.Writer(); }));
+    }
+    EXPECT_NE(reader.Writer(), "");
+}

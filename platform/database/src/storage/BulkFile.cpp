@@ -105,6 +105,9 @@ void BulkFile::OpenUnchecked(const std::string& path, bool writable) {
 Identity BulkFile::ReadIdentity() const {
     Header header{};
     const ssize_t n = pread(m_file, &header, sizeof header, 0);
+    if (n < 0) {
+        FailSystem(m_path, "read");
+    }
     if (n != static_cast<ssize_t>(sizeof header) || header.magic != kMagic) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged, m_path + ": is not a bulk file");
     }

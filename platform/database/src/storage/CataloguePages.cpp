@@ -121,13 +121,34 @@ struct CataloguePages::Walk {
 CataloguePages::CataloguePages(const std::string& path)
     : m_file(path, SQLITE_OPEN_READONLY, PageChecksumVfsName(), path),
       m_logFile(path + "-wal", std::ios::binary) {
-    m_log = FindPagesInLog([&](std::int64_t offset, std::span<std::byte> bytes) {
+    const ReadLog read = [&](std::int64_t offset, std::span<std::byte> bytes) {
         m_logFile.clear();
         m_logFile.seekg(offset);
         m_logFile.read(reinterpret_cast<char*>(bytes.data()),
                        static_cast<std::streamsize>(bytes.size()));
         return m_logFile.good();
-    });
+    };
+    m_log = FindPagesInLog(read);
+    m_logExtent = MeasureLog(read);
+}
+
+std::optional<FoldStamp> CataloguePages::ReadStamp() const {
+    FoldStamp::Bytes bytes{};
+    return m_file.ReadFile(FoldStamp::kOffset, bytes) == SQLITE_OK ? FoldStamp::Decode(bytes)
+                                                                   : std::nullopt;
+}
+
+bool CataloguePages::GoTogether() {
+    constexpr std::size_t kNotedAt = 60;  // SQLite's user_version
+    Page first;
+    const auto stamp = ReadStamp();
+    return !stamp || !ReadPage(1, first) ||
+           stamp->IsContinuedBy(m_logExtent, BigEndian(first, kNotedAt));
+}
+
+bool CataloguePages::IsWholeWithoutLog() const {
+    const auto stamp = ReadStamp();
+    return !stamp || stamp->isWhole;
 }
 
 bool CataloguePages::ReadPage(std::int64_t number, Page& page) {

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -54,6 +55,10 @@ class CataloguePages {
     explicit CataloguePages(const std::string& path);
 
     bool HasLog() const { return !m_log.empty(); }
+    // Whether main file and log are of one time; see FoldStamp. True where that cannot be read.
+    bool GoTogether();
+    // Whether the main file is one state without the log.
+    bool IsWholeWithoutLog() const;
     // From here on, only the main file counts.
     void LeaveLogOut() { m_log.clear(); }
 
@@ -70,6 +75,7 @@ class CataloguePages {
     using Page = std::array<std::byte, kCataloguePageSize>;
     struct Walk;
 
+    std::optional<FoldStamp> ReadStamp() const;
     bool ReadPage(std::int64_t number, Page& page);
     void WalkPage(std::int64_t number, int depth, Walk& walk);
     void TakeCell(const Page& page, std::size_t at, Walk& walk);
@@ -78,6 +84,7 @@ class CataloguePages {
 
     Connection m_file;
     std::ifstream m_logFile;
+    LogExtent m_logExtent;
     PlacesInLog m_log;
 };
 

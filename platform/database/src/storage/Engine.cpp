@@ -226,8 +226,22 @@ void Engine::CommitOutermost() {
                          m_generation + 1, m_nextObject, m_nextSet, m_chunks->BulkEnd());
     }
     m_catalogue->LeaveRows();
+    const std::int64_t fold = hasChanges && !IsInMemory() ? NoteFold() : m_foldNoted;
     m_connection->Do(Bound::Commit);
+    m_foldNoted = fold;
     m_generation += hasChanges ? 1 : 0;
+}
+
+// A log begins anew only after a whole fold, so its first commit says which main file it goes on
+// from. Answers what is noted then.
+std::int64_t Engine::NoteFold() {
+    const FoldStamp stamp = m_connection->ReadFoldStamp();
+    if (!stamp.isWhole || stamp.fold == m_foldNoted) {
+        return m_foldNoted;
+    }
+    const auto number = static_cast<std::int32_t>(stamp.fold);
+    m_connection->Execute(("PRAGMA user_version = " + std::to_string(number)).c_str());
+    return stamp.fold;
 }
 
 void Engine::Rollback() noexcept {

@@ -154,6 +154,9 @@ class Engine {
     bool IsLost() const;
     State ReadState();
     void CommitOutermost();
+    std::int64_t NoteFold();
+    State TakeFirstSnapshot();
+    bool IsOneState();
     void CutOffBulk() noexcept;
     void DropConnection();
 
@@ -172,6 +175,7 @@ class Engine {
     std::unique_ptr<ChunkStore> m_chunks;
     Identity m_identity{};
     std::int64_t m_generation = 0;
+    std::int64_t m_foldNoted = -1;  // by this handle; see FoldStamp
     std::int64_t m_nextObject = 1;
     int m_nextSet = 1;
     std::vector<std::int64_t> m_bulkEnds;  // where the bulk data ended when each level began

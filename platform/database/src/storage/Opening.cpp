@@ -91,7 +91,11 @@ void RemoveLeftovers(const std::string& directory) {
 // Says whether a catalogue is ours, before SQLite goes by its contents.
 void CheckHeader(const Connection& connection, const std::string& catalogue) {
     std::array<std::byte, kHeaderBytes> header{};
-    if (connection.ReadFile(0, header) != SQLITE_OK) {
+    const int code = connection.ReadFile(0, header);
+    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) {
+        FailSystem(catalogue, "read");
+    }
+    if (code != SQLITE_OK) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             catalogue + ": is truncated: shorter than its header");
     }
@@ -343,6 +347,7 @@ void Engine::OpenWithOthers(bool isAlone) {
     ConnectToExisting(CataloguePath(m_directory), SQLITE_OPEN_READWRITE);
     if (isAlone) {
         m_connection->UseAlone();
+        m_keepsLog = true;  // a fold needs the index, which says how far the log goes
     }
     if (m_writable) {
         m_connection->CheckWritable();
@@ -417,11 +422,40 @@ void Engine::Start() {
         m_connection->Execute("PRAGMA query_only = 1");
         m_lock.BeginChoosingSnapshot();
     }
-    See(TakeSnapshot());
+    See(TakeFirstSnapshot());
     if (!m_writable) {
         m_lock.MarkSnapshot(m_generation);
     }
     m_file.Open(BulkPath(m_directory), m_writable, m_identity, m_chunks->BulkEnd());
+}
+
+// Whether the main file and the log are of one time; see FoldStamp. The log is only walked through
+// after a crash, or beside a writer that has just folded it.
+bool Engine::IsOneState() {
+    const FoldStamp stamp = m_connection->ReadFoldStamp();
+    std::uint32_t noted = 0;
+    m_connection->ForEachRow("PRAGMA user_version", [&](const std::vector<Value>& row) {
+        noted = static_cast<std::uint32_t>(std::get<std::int64_t>(row[0]));
+    });
+    return (stamp.isWhole && noted == stamp.fold) ||
+           stamp.IsContinuedBy(MeasureLog(m_connection->LogReader()), noted);
+}
+
+// Beside a writer the log may begin anew between two looks, where the snapshot needs nothing of it;
+// the next snapshot sees the new one.
+Engine::State Engine::TakeFirstSnapshot() {
+    constexpr int kAttempts = 10;
+    for (int attempt = 1;; ++attempt) {
+        const State state = TakeSnapshot();
+        if (IsOneState()) {
+            return state;
+        }
+        EndSnapshot();
+        if (attempt == kAttempts) {
+            m_connection->FailDamaged(kIsMixedCopy);
+        }
+        usleep(static_cast<useconds_t>(500 * attempt));
+    }
 }
 
 // As before Start.

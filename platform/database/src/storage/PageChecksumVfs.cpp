@@ -4,21 +4,35 @@
 #define XXH_INLINE_ALL
 #include <xxhash.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <limits>
+#include <optional>
 #include <span>
+
+#include "FoldStamp.h"
 
 namespace orq::storage {
 
 namespace {
 
 constexpr int kCheckedBytes = kCataloguePageSize - kPageReservedBytes;
-std::int64_t g_lastDamagedPage = 0;
+PageDamage g_lastDamage;
+
+// What is known of the folds into a main file.
+struct Folds {
+    FoldStamp stamp;                       // as last read or written
+    bool isFolding = false;                // and nothing has failed in it
+    bool isUnstamped = false;              // no page may be written
+    const volatile void* index = nullptr;  // of the log, its first part
+};
 
 // The shim's file object, followed in memory by the file object of the VFS below.
 struct CheckedFile {
     sqlite3_file base;
+    Folds folds;
     sqlite3_file* Below() { return reinterpret_cast<sqlite3_file*>(this + 1); }
 };
 
@@ -30,14 +44,34 @@ sqlite3_vfs* BelowVfs(sqlite3_vfs* vfs) {
     return static_cast<sqlite3_vfs*>(vfs->pAppData);
 }
 
-std::uint64_t PageChecksum(const void* page, std::int64_t pageNumber) {
-    return XXH3_64bits_withSeed(page, kCheckedBytes, static_cast<XXH64_hash_t>(pageNumber));
+Folds& FoldsOf(sqlite3_file* file) {
+    return reinterpret_cast<CheckedFile*>(file)->folds;
 }
 
-bool IsIntact(std::span<const std::byte> page, std::int64_t pageNumber) {
+// Without the stamp, which has a checksum of its own: it changes alone, and a disk whose power
+// fails writes either all or nothing of its sector.
+std::uint64_t PageChecksum(const std::byte* page, std::int64_t pageNumber) {
+    const auto seed = static_cast<XXH64_hash_t>(pageNumber);
+    if (pageNumber != 1) {
+        return XXH3_64bits_withSeed(page, kCheckedBytes, seed);
+    }
+    std::array<std::byte, kCheckedBytes> first;
+    std::copy_n(page, kCheckedBytes, first.begin());
+    std::fill_n(first.begin() + FoldStamp::kOffset, FoldStamp::kBytes, std::byte{0});
+    return XXH3_64bits_withSeed(first.data(), kCheckedBytes, seed);
+}
+
+// The number of a fold, spread over all bits of the checksum, so that no flipped bit of that makes
+// another low number. Stored, do not change.
+constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15;
+constexpr std::uint64_t kGather = 0xF1DE83E19937733D;
+static_assert(kSpread * kGather == 1);
+
+// The fold that wrote a page; beyond all numbers of folds where the page is damaged.
+std::uint64_t FoldOf(const std::byte* page, std::int64_t pageNumber) {
     std::uint64_t stored = 0;
-    std::memcpy(&stored, page.data() + kCheckedBytes, sizeof stored);
-    return stored == PageChecksum(page.data(), pageNumber);
+    std::memcpy(&stored, page + kCheckedBytes, sizeof stored);
+    return (stored ^ PageChecksum(page, pageNumber)) * kGather;
 }
 
 bool IsPage(int amount, sqlite3_int64 offset) {
@@ -50,36 +84,69 @@ int ReadBytes(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset
     return code == SQLITE_IOERR_CORRUPTFS ? SQLITE_IOERR_READ : code;
 }
 
+// The stamp that lies in the file; nothing where it is damaged.
+std::optional<FoldStamp> ReadStamp(sqlite3_file* file) {
+    FoldStamp::Bytes bytes{};
+    const int code = ReadBytes(file, bytes.data(), FoldStamp::kBytes, FoldStamp::kOffset);
+    return code == SQLITE_OK || code == SQLITE_IOERR_SHORT_READ ? FoldStamp::Decode(bytes)
+                                                                : std::nullopt;
+}
+
+// A stamp is written before the pages of its fold, so one that was read earlier is read again for a
+// page that seems newer. Where the stamp is damaged, page 1 is, and no other.
+bool IsNewerThanStamp(sqlite3_file* file, std::uint64_t fold) {
+    FoldStamp& known = FoldsOf(file).stamp;
+    if (fold > known.fold) {
+        const auto stamp = ReadStamp(file);
+        if (!stamp) {
+            return false;
+        }
+        known = *stamp;
+    }
+    return fold > known.fold;
+}
+
 int Read(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
     const int code = ReadBytes(file, buffer, amount, offset);
     if (code != SQLITE_OK || !IsPage(amount, offset)) {
         return code;
     }
-    const std::int64_t page = offset / kCataloguePageSize + 1;
-    if (!IsIntact({static_cast<const std::byte*>(buffer), kCataloguePageSize}, page)) {
-        g_lastDamagedPage = page;
+    const auto* page = static_cast<const std::byte*>(buffer);
+    const std::int64_t number = offset / kCataloguePageSize + 1;
+    const std::uint64_t fold = FoldOf(page, number);
+    const bool isDamaged =
+        fold > std::numeric_limits<std::uint32_t>::max() ||
+        (number == 1 && !FoldStamp::Decode(std::span<const std::byte, FoldStamp::kBytes>(
+                            page + FoldStamp::kOffset, FoldStamp::kBytes)));
+    if (isDamaged || IsNewerThanStamp(file, fold)) {
+        g_lastDamage = {number, !isDamaged};
         return SQLITE_IOERR_DATA;
     }
     return SQLITE_OK;
 }
 
-int WritePage(sqlite3_file* file, const void* content, sqlite3_int64 offset) {
+int WritePage(sqlite3_file* file, const void* content, sqlite3_int64 offset, std::uint32_t fold) {
     std::array<std::byte, kCataloguePageSize> page;
     std::memcpy(page.data(), content, kCheckedBytes);
-    const std::uint64_t sum = PageChecksum(page.data(), offset / kCataloguePageSize + 1);
+    if (offset == 0) {  // SQLite's is as old as the page in its memory
+        std::ranges::copy(FoldsOf(file).stamp.Encode(), page.begin() + FoldStamp::kOffset);
+    }
+    const std::uint64_t sum =
+        PageChecksum(page.data(), offset / kCataloguePageSize + 1) ^ fold * kSpread;
     std::memcpy(page.data() + kCheckedBytes, &sum, sizeof sum);
     return Below(file)->pMethods->xWrite(Below(file), page.data(), kCataloguePageSize, offset);
 }
 
 // Writes empty pages from the end of the file to `end`. What SQLite leaves out would else be zeros
-// without a checksum, like a page that the disk has lost.
+// without a checksum, like a page that the disk has lost. They belong to no fold: the log has them
+// not, so they must be right also where the stamp of this one is lost with the power.
 int FillUpTo(sqlite3_file* file, sqlite3_int64 end) {
     constexpr std::array<std::byte, kCheckedBytes> kEmpty{};
     sqlite3_int64 size = 0;
     int code = Below(file)->pMethods->xFileSize(Below(file), &size);
     for (sqlite3_int64 at = size / kCataloguePageSize * kCataloguePageSize;
          code == SQLITE_OK && at < end; at += kCataloguePageSize) {
-        code = WritePage(file, kEmpty.data(), at);
+        code = WritePage(file, kEmpty.data(), at, 0);
     }
     return code;
 }
@@ -92,20 +159,60 @@ int Write(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offs
     if (!IsPage(amount, offset)) {
         return WriteBytes(file, buffer, amount, offset);
     }
+    if (FoldsOf(file).isUnstamped) {
+        return SQLITE_IOERR_WRITE;
+    }
     const int code = FillUpTo(file, offset);
-    return code == SQLITE_OK ? WritePage(file, buffer, offset) : code;
+    return code == SQLITE_OK ? WritePage(file, buffer, offset, FoldsOf(file).stamp.fold) : code;
 }
 
 int TruncateBytes(sqlite3_file* file, sqlite3_int64 size) {
     return Below(file)->pMethods->xTruncate(Below(file), size);
 }
 
-int Truncate(sqlite3_file* file, sqlite3_int64 size) {
-    const int code = FillUpTo(file, size);
-    return code == SQLITE_OK ? TruncateBytes(file, size) : code;
+int WriteStamp(sqlite3_file* file) {
+    const FoldStamp::Bytes bytes = FoldsOf(file).stamp.Encode();
+    return WriteBytes(file, bytes.data(), FoldStamp::kBytes, FoldStamp::kOffset);
 }
 
-// Everything else goes to the file below unchanged.
+// The committed frames as the log's index has them; see "WAL-Index File Format" of SQLite.
+LogExtent ExtentInIndex(const volatile void* index) {
+    constexpr std::size_t kFramesAt = 16;
+    constexpr std::size_t kSaltsAt = 32;
+    LogExtent log;
+    const auto* bytes = static_cast<const std::byte*>(const_cast<const void*>(index));
+    std::memcpy(&log.nFrames, bytes + kFramesAt, sizeof log.nFrames);
+    std::memcpy(log.salts.data(), bytes + kSaltsAt, log.salts.size());
+    return log;
+}
+
+// SQLite has put the log on the disk and is about to write its pages here. It cannot be stopped
+// here, but at the first page.
+void BeginFold(sqlite3_file* file) {
+    Folds& folds = FoldsOf(file);
+    const auto last = ReadStamp(file);
+    folds.isUnstamped = !last || folds.index == nullptr;
+    if (!folds.isUnstamped) {
+        folds.stamp = {last->fold + 1, false, ExtentInIndex(folds.index)};
+        folds.isUnstamped = WriteStamp(file) != SQLITE_OK;
+    }
+    folds.isFolding = !folds.isUnstamped;
+}
+
+// SQLite cuts the file when it has folded all of a log in, and syncs it then.
+int Truncate(sqlite3_file* file, sqlite3_int64 size) {
+    Folds& folds = FoldsOf(file);
+    int code = FillUpTo(file, size);
+    code = code == SQLITE_OK ? TruncateBytes(file, size) : code;
+    if (code == SQLITE_OK && folds.isFolding) {
+        folds.isFolding = false;
+        folds.stamp.isWhole = true;
+        code = WriteStamp(file);
+    }
+    return code;
+}
+
+// Everything else goes to the file below unchanged; the index of the log is looked at.
 int Close(sqlite3_file* f) {
     return Below(f)->pMethods->xClose(Below(f));
 }
@@ -125,6 +232,9 @@ int CheckReservedLock(sqlite3_file* f, int* held) {
     return Below(f)->pMethods->xCheckReservedLock(Below(f), held);
 }
 int FileControl(sqlite3_file* f, int op, void* argument) {
+    if (op == SQLITE_FCNTL_CKPT_START && f->pMethods->xRead == Read) {
+        BeginFold(f);
+    }
     return Below(f)->pMethods->xFileControl(Below(f), op, argument);
 }
 int SectorSize(sqlite3_file* f) {
@@ -134,7 +244,11 @@ int DeviceCharacteristics(sqlite3_file* f) {
     return Below(f)->pMethods->xDeviceCharacteristics(Below(f));
 }
 int ShmMap(sqlite3_file* f, int page, int size, int extend, void volatile** address) {
-    return Below(f)->pMethods->xShmMap(Below(f), page, size, extend, address);
+    const int code = Below(f)->pMethods->xShmMap(Below(f), page, size, extend, address);
+    if (page == 0) {
+        FoldsOf(f).index = code == SQLITE_OK ? *address : nullptr;
+    }
+    return code;
 }
 int ShmLock(sqlite3_file* f, int offset, int n, int flags) {
     return Below(f)->pMethods->xShmLock(Below(f), offset, n, flags);
@@ -143,6 +257,7 @@ void ShmBarrier(sqlite3_file* f) {
     Below(f)->pMethods->xShmBarrier(Below(f));
 }
 int ShmUnmap(sqlite3_file* f, int remove) {
+    FoldsOf(f).index = nullptr;
     return Below(f)->pMethods->xShmUnmap(Below(f), remove);
 }
 
@@ -188,6 +303,7 @@ int Open(sqlite3_vfs* vfs, sqlite3_filename name, sqlite3_file* file, int flags,
     file->pMethods = nullptr;
     const int code = below->xOpen(below, name, Below(file), flags, outFlags);
     if (code == SQLITE_OK) {
+        FoldsOf(file) = {};
         file->pMethods = (flags & SQLITE_OPEN_WAL) != 0 ? &kLogMethods : &kMethods;
     }
     return code;
@@ -220,8 +336,8 @@ const char* PageChecksumVfsName() {
     return registered->zName;
 }
 
-std::int64_t LastDamagedPage() {
-    return g_lastDamagedPage;
+PageDamage LastPageDamage() {
+    return g_lastDamage;
 }
 
 }  // namespace orq::storage

@@ -4,6 +4,9 @@
 // The checksum is XXH3-64 over the page without those bytes, seeded with the page number, so that a
 // page that was written to the wrong place is found too. Other programs read the file as usual; a
 // program that writes to it leaves pages without their checksum, which then read as damaged.
+//
+// The number of the fold that wrote the page is mixed into its checksum; see FoldStamp.h. A page
+// that is newer than the stamp of its file reads as damaged too.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +19,16 @@ inline constexpr int kPageReservedBytes = 8;  // stored in the file's header, do
 // Registers the shim on first use and answers its name.
 const char* PageChecksumVfsName();
 
-// The number (from 1) of the page that was last found damaged in this process, 0 when none was.
-std::int64_t LastDamagedPage();
+struct PageDamage {
+    std::int64_t page = 0;          // from 1; 0 for none
+    bool isNewerThanStamp = false;  // else its checksum differs
+};
+// What was last found in this process.
+PageDamage LastPageDamage();
+
+// What a catalogue does whose parts are not of one time.
+inline constexpr const char* kIsMixedCopy =
+    "mixes different states: it was copied while the database was written (orqmodel copy makes a "
+    "right copy), or its log was damaged or removed";
 
 }  // namespace orq::storage

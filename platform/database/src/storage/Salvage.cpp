@@ -45,10 +45,27 @@ Salvage::Salvage(Engine& target, const std::string& directory, const std::functi
       m_goOn(goOn),
       m_directory(Checked(directory)),
       m_pages(CataloguePath(directory)) {
+    LeaveForeignLogOut();
     NoteDamagedPages();
     FindRoots();
     OpenBulk();
     ReadState();
+}
+
+// Files of a copy that was made while the database was written. A main file that got a part of a
+// fold holds rows of two states, and nothing tells which.
+void Salvage::LeaveForeignLogOut() {
+    if (m_pages.GoTogether()) {
+        return;
+    }
+    if (!m_pages.IsWholeWithoutLog()) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            CataloguePath(m_directory) + ": " + kIsMixedCopy);
+    }
+    m_pages.LeaveLogOut();
+    m_damage.emplace_back(
+        "catalogue.sqlite-wal: is not of the same time as catalogue.sqlite, and "
+        "is left out");
 }
 
 void Salvage::NoteDamagedPages() {

@@ -86,6 +86,7 @@ class Salvage {
     void FindRoots();
     void OpenBulk();
     void ReadState();
+    void LeaveForeignLogOut();
     void NoteDamagedPages();
     void ReadRows(Table table, const CataloguePages::OnRow& take);
     // Answers whether nothing of the index is lost.

@@ -144,6 +144,11 @@ class LogFrames {
     bool IsValid() const {
         return HasSalts() && m_sum.Equals(BigEndian(m_frame, 16), BigEndian(m_frame, 20));
     }
+    LogSalts Salts() const {
+        LogSalts salts{};
+        std::copy_n(m_header.begin() + 16, salts.size(), salts.begin());
+        return salts;
+    }
     bool IsCommit() const { return BigEndian(m_frame, 4) != 0; }
     std::int64_t Page() const { return BigEndian(m_frame, 0); }
     std::int64_t PagePlace() const { return m_at + static_cast<std::int64_t>(kFrameHeader); }
@@ -176,6 +181,16 @@ PlacesInLog FindPagesInLog(const ReadLog& read) {
         }
     }
     return places;
+}
+
+LogExtent MeasureLog(const ReadLog& read) {
+    LogExtent log;
+    LogFrames frames(read);
+    for (std::uint32_t n = 1; frames.Next() && frames.IsValid(); ++n) {
+        log.nFrames = frames.IsCommit() ? n : log.nFrames;
+    }
+    log.salts = frames.Salts();
+    return log;
 }
 
 // Behind a frame that is not right the log may go on, each frame with the right checksum from the
@@ -344,6 +359,19 @@ int Connection::ReadFile(std::int64_t offset, std::span<std::byte> bytes) const 
     return ReadAt(File(SQLITE_FCNTL_FILE_POINTER), offset, bytes);
 }
 
+FoldStamp Connection::ReadFoldStamp() const {
+    FoldStamp::Bytes bytes{};
+    if (ReadFile(FoldStamp::kOffset, bytes) != SQLITE_OK) {
+        throw ORQBasFailure(ORQBasFailureKind::Io,
+                            m_path + ": cannot read: " + std::strerror(errno));
+    }
+    const auto stamp = FoldStamp::Decode(bytes);
+    if (!stamp) {
+        FailDamaged("page 1 of the catalogue is damaged (checksum of its stamp differs)");
+    }
+    return *stamp;
+}
+
 ReadLog Connection::LogReader() const {
     return [log = File(SQLITE_FCNTL_JOURNAL_POINTER)](std::int64_t offset,
                                                       std::span<std::byte> bytes) {
@@ -354,8 +382,10 @@ ReadLog Connection::LogReader() const {
 void Connection::Fail(int code, std::string_view doing) const {
     std::string text = m_path + ": ";
     if (code == SQLITE_IOERR_DATA) {
-        text += "page " + std::to_string(LastDamagedPage()) +
-                " of the catalogue is damaged (checksum differs)";
+        const PageDamage damage = LastPageDamage();
+        text += damage.isNewerThanStamp ? kIsMixedCopy
+                                        : "page " + std::to_string(damage.page) +
+                                              " of the catalogue is damaged (checksum differs)";
     } else if ((code & 0xff) == SQLITE_NOMEM) {
         text += "memory has run out";  // SQLite would take some to say so
     } else {

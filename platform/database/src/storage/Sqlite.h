@@ -16,6 +16,7 @@
 #include <variant>
 #include <vector>
 
+#include "FoldStamp.h"
 #include "ORQBasFailure.h"
 #include "ProcessMark.h"
 
@@ -31,6 +32,8 @@ using ReadLog = std::function<bool(std::int64_t offset, std::span<std::byte>)>;
 // their places does not count.
 using PlacesInLog = std::map<std::int64_t, std::int64_t>;
 PlacesInLog FindPagesInLog(const ReadLog& read);
+// How far a log is committed.
+LogExtent MeasureLog(const ReadLog& read);
 // How many commits, at least, follow the first frame of a log that is damaged, and so are lost.
 // Damage in the last commit looks like power that failed before it returned, and does not count.
 int CountCommitsLostInLog(const ReadLog& read);
@@ -102,6 +105,8 @@ class Connection {
     std::int64_t FileSize() const;
     // Answers SQLite's result code.
     int ReadFile(std::int64_t offset, std::span<std::byte> bytes) const;
+    // That of the main file, as it lies there. Throws Damaged.
+    FoldStamp ReadFoldStamp() const;
     // Reads the log that is open, while it is.
     ReadLog LogReader() const;
 

@@ -241,9 +241,16 @@ class Store {
     ORQSimDatabase m_database;
 };
 
-// A suite whose cases run on a database on disk and on one in memory.
+// A suite whose cases run on a database on disk and on one in memory. Whatever a test did, what it
+// committed verifies clean at the end.
 class DatabaseTest : public testing::TestWithParam<bool> {
   protected:
+    void TearDown() override {
+        if (!Database().IsClosed()) {
+            EXPECT_EQ(Database().Verify(), Texts());
+        }
+    }
+
     Store m_store{GetParam()};
     const ORQSimDatabase& Database() const { return *m_store; }
     ORQSimPosition Focus() const { return Database().Focus(); }

@@ -1,5 +1,5 @@
-// Death tests run the test again from its beginning in a process of its own: a child that goes on with
-// what its parent opened is refused by the database.
+// Death tests run the test again from its beginning in a process of its own: a child that goes on
+// with what its parent opened is refused by the database.
 #include <gtest/gtest.h>
 
 namespace {

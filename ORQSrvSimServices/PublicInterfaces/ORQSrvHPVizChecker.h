@@ -46,10 +46,10 @@ class ORQ_EXPORT ORQSrvHPVizChecker {
     /// viewer to it. The field type is the identifier of a standard type, the name of the model's
     /// own, -MISSING- without any.
     ///
-    /// Results of the steps, and other fields with values at nodes or elements, are also checked one
-    /// by one (Check_Field), each once: history fields of the steps under `Step "NAME"` by their
-    /// number, the fields of output requests under `OutputRequest #N`, and the other results of the
-    /// steps under `Step "NAME"`. A member of the results that is no field:
+    /// Results of the steps, and other fields with values at nodes or elements, are also checked
+    /// one by one (Check_Field), each once: history fields of the steps under `Step "NAME"` by
+    /// their number, the fields of output requests under `OutputRequest #N`, and the other results
+    /// of the steps under `Step "NAME"`. A member of the results that is no field:
     ///
     ///   "Step "Load", Result field #1 is not a MeshedField."
     void Check_History();

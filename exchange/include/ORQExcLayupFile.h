@@ -18,8 +18,8 @@ class ORQ_EXPORT ORQExcLayupFile {
     explicit ORQExcLayupFile(std::filesystem::path file);
 
     const std::filesystem::path& Path() const { return m_file; }
-    /// The layup over the sets of a mesh. Throws ORQExcImportError with all that is wrong in the file,
-    /// each with its JSON pointer; from the 21st on only their number.
+    /// The layup over the sets of a mesh. Throws ORQExcImportError with all that is wrong in the
+    /// file, each with its JSON pointer; from the 21st on only their number.
     ORQExcLayup Over(const ORQExcModel& mesh) const;
 
   private:

@@ -24,8 +24,8 @@ struct ORQExcContentCount {
 /// holds it whole. Ordinals count from 0 in file order; ranges are half-open.
 ///
 /// A source has validated what it delivers: nodes and elements that are named exist, labels are at
-/// least 1 and unique, coordinates are finite. What is wrong throws ORQExcImportError, with file, section
-/// and line or index, from the constructor or from the reading call.
+/// least 1 and unique, coordinates are finite. What is wrong throws ORQExcImportError, with file,
+/// section and line or index, from the constructor or from the reading call.
 class ORQ_EXPORT ORQExcMeshSource {
   public:
     using Properties = std::vector<std::pair<std::string, int>>;  ///< by name

@@ -10,7 +10,7 @@
 /// characters, and characters that turn the direction of text, become U+FFFD.
 ORQ_EXPORT std::string ORQExcPrintable(std::string_view text);
 
-/// Valid UTF-8, in which `show` appends what stands for each character that a terminal obeys instead
-/// of showing it; bytes that are not UTF-8 become U+FFFD.
+/// Valid UTF-8, in which `show` appends what stands for each character that a terminal obeys
+/// instead of showing it; bytes that are not UTF-8 become U+FFFD.
 ORQ_EXPORT std::string ORQExcWithoutControls(std::string_view text,
                                              void (*show)(char32_t character, std::string& shown));

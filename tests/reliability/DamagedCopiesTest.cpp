@@ -141,7 +141,8 @@ TEST_F(DamagedCopiesTest, ALogThatDoesNotBelongIsNoData) {
 // it is the last commit, which looks as if power had failed in it.
 TEST_F(DamagedCopiesTest, ADamagedLogThatDropsCommitsIsTold) {
     const std::string copy = m_folder / "copy.orq";
-    // Space at the end of the bulk file goes back with the first commit, not with those that are lost.
+    // Space at the end of the bulk file goes back with the first commit, not with those that are
+    // lost.
     ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
     InTransaction(database, [&] { database.Focus().DataRecord().SetInt(9, 1); });
     database.Close();

@@ -208,7 +208,8 @@ TEST_F(Materials, OfARealDeckAreListed) {
     EXPECT_EQ(elastic["rows"], json::parse("[[1.425e11, 8.7e9, 0.28, 5.1e9, 5.1e9, 5.1e9]]"));
 }
 
-// --- ORQExcLayup files ---------------------------------------------------------------------------------
+// --- ORQExcLayup files
+// ---------------------------------------------------------------------------------
 
 class LayupMaterials : public Materials {
   protected:

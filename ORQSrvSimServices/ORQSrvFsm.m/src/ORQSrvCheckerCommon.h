@@ -27,10 +27,10 @@ inline ORQString QuotedName(const ORQSimPosition& record) {
     return Quoted(record.Name(ORQSimSchema::Record_name));
 }
 
-/// Makes the check of one object. Where the object, or what hangs on it, is not what the check needs
-/// (a record field of another kind, a set of another collection), the check of this object ends with
-/// a finding, `OBJECT cannot be checked: WHY.`, and the next is checked. Damage and failures of the
-/// disk pass.
+/// Makes the check of one object. Where the object, or what hangs on it, is not what the check
+/// needs (a record field of another kind, a set of another collection), the check of this object
+/// ends with a finding, `OBJECT cannot be checked: WHY.`, and the next is checked. Damage and
+/// failures of the disk pass.
 template <class Check>
 void CheckObject(const ORQString& object, ORQBasVector<ORQString>& messages, Check&& check) {
     try {

@@ -14,8 +14,8 @@ namespace orq::exchange {
 /// from such a file comes back equal, except that the sides of a set stand by side and element.
 ///
 /// Elements stand block by block; those of no block are dropped. Numbers that a kind of object uses
-/// twice, or that are below 1, are given anew. Replaces an existing file. Throws ORQExcExportError; the
-/// file may then be incomplete.
+/// twice, or that are below 1, are given anew. Replaces an existing file. Throws ORQExcExportError;
+/// the file may then be incomplete.
 void WriteExodus(const ORQExcModel& model, const ORQExcResults& results,
                  const std::filesystem::path& file, ORQExcReport& report);
 

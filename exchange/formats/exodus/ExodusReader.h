@@ -21,10 +21,10 @@ namespace orq::exchange {
 /// The reader itself holds the names and sizes of blocks and sets and no more than a few slices of
 /// 65,536 values, whatever the size of the file.
 ///
-/// Every failure is an ORQExcImportError that names the file, the section, and the index and value where
-/// there is one. After a failed read the reader can be used further; the buffer's contents are then
-/// undefined. What the file claims is checked before anyone can size a buffer by it: a count is at
-/// most 2^31 - 1 and no larger than the file's bytes can hold.
+/// Every failure is an ORQExcImportError that names the file, the section, and the index and value
+/// where there is one. After a failed read the reader can be used further; the buffer's contents
+/// are then undefined. What the file claims is checked before anyone can size a buffer by it: a
+/// count is at most 2^31 - 1 and no larger than the file's bytes can hold.
 class ExodusReader : public ORQExcMeshSource {
   public:
     /// Opens the file, which must be a regular one, and reads its title, sizes, blocks and sets.

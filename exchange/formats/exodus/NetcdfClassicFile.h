@@ -9,7 +9,8 @@ namespace orq::exchange {
 /// error, so a file that was cut short has to be found out beforehand. Reads the header only.
 ///
 /// REQUIRES: the file begins with "CDF".
-/// Throws ORQExcImportError that names the variable (or the part of the header) that is not all there.
+/// Throws ORQExcImportError that names the variable (or the part of the header) that is not all
+/// there.
 /// Missing padding after the last value is no error.
 void CheckNetcdfClassicFileIsWhole(const std::filesystem::path& file);
 

@@ -18,8 +18,8 @@ namespace orq::exchange {
 /// own counts, is named among the losses.
 class GmshResults : public ORQExcResultSource {
   public:
-    /// Reads on behind the section's name, and over its end mark. Throws ORQExcImportError when there is
-    /// no end mark.
+    /// Reads on behind the section's name, and over its end mark. Throws ORQExcImportError when
+    /// there is no end mark.
     void ReadSection(GmshCursor& in, const std::string& section);
     /// Finds nodes and elements by their numbers in the file; -1 says that there is none.
     using Find = std::function<int(int tag)>;

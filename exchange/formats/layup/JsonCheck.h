@@ -46,7 +46,8 @@ class JsonCheck {
     void ReportUnknown(const Pointer& at, const std::string& name, const char* kind,
                        const std::vector<std::string>& known);
     std::size_t NumErrors() const { return m_nErrors; }
-    /// Throws ORQExcImportError with the first 20 errors and the number of the others, if there are any.
+    /// Throws ORQExcImportError with the first 20 errors and the number of the others, if there are
+    /// any.
     void ThrowErrors();
 
     /// Reports what is no object, members that are missing and members that are not known.

@@ -12,8 +12,8 @@ struct JsonText {
     std::vector<nlohmann::json::json_pointer> repeated;
 };
 
-/// Reads a JSON file. Throws ORQExcImportError when it cannot be read and, with line and column, when it
-/// is not JSON or holds a number that no double can.
+/// Reads a JSON file. Throws ORQExcImportError when it cannot be read and, with line and column,
+/// when it is not JSON or holds a number that no double can.
 JsonText ReadJsonText(const std::filesystem::path& file);
 
 }  // namespace orq::exchange

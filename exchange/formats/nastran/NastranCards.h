@@ -66,9 +66,10 @@ const NastranMaterialCard* FindNastranMaterialCard(std::string_view card);
 /// "MATT1" for "MAT1".
 std::string NastranTemperatureCard(std::string_view materialCard);
 
-/// The constants of a section, in its ORQExcLayup::Section: those of "PSHELL" are the fields 4 to 11,
-/// those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by NastranWord numbers;
-/// the angle of each ply follows where the layers' own angles are turned by those of elements.
+/// The constants of a section, in its ORQExcLayup::Section: those of "PSHELL" are the fields 4 to
+/// 11, those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by NastranWord
+/// numbers; the angle of each ply follows where the layers' own angles are turned by those of
+/// elements.
 inline constexpr int kFirstShellConstant = 4;
 inline constexpr int kNumShellConstants = 8;
 inline constexpr int kFirstLaminateConstant = 2;

@@ -93,8 +93,8 @@ class NastranDeck {
         std::int64_t lines = 1'000'000'000;
     };
 
-    /// Throws ORQExcImportError when the file cannot be read. What is beyond the bounds is a problem, and
-    /// ends the deck.
+    /// Throws ORQExcImportError when the file cannot be read. What is beyond the bounds is a
+    /// problem, and ends the deck.
     NastranDeck(const std::filesystem::path& file, NastranProblems& problems)
         : NastranDeck(file, problems, Bounds()) {}
     NastranDeck(const std::filesystem::path& file, NastranProblems& problems, Bounds bounds);

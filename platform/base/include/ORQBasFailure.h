@@ -54,7 +54,8 @@ class ORQ_EXPORT ORQBasFailure : public ORQBasException, public std::exception {
     std::string m_text;
 };
 
-/// Throws what the system said last (errno): "PATH: cannot DOING: No space left on device", of kind Io.
+/// Throws what the system said last (errno): "PATH: cannot DOING: No space left on device", of kind
+/// Io.
 [[noreturn]] ORQ_EXPORT void ORQBasThrowSystemFailure(const std::string& path,
                                                       const std::string& doing,
                                                       const char* file = __builtin_FILE(),

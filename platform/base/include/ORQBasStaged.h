@@ -7,16 +7,16 @@
 
 /// A file or folder that is made out of sight and put under its name in one step.
 ///
-/// It is made in a folder of its own beside its place, NAME.PURPOSE-XXXXXX, which is locked while its
-/// process lives and removed, with all in it, at the end of this object. What killed processes left
-/// for the same name and purpose is removed by the next one.
+/// It is made in a folder of its own beside its place, NAME.PURPOSE-XXXXXX, which is locked while
+/// its process lives and removed, with all in it, at the end of this object. What killed processes
+/// left for the same name and purpose is removed by the next one.
 ///
 ///   ORQBasStaged staged("wing.vtu", "export");
 ///   Write(staged.Path());
 ///   staged.PutIntoPlace(true);
 ///
-/// Failures are ORQBasFailure: Usage where the name is taken and may not be replaced, Io for what the
-/// system refuses. Until PutIntoPlace returns, what stood under the name is as it was.
+/// Failures are ORQBasFailure: Usage where the name is taken and may not be replaced, Io for what
+/// the system refuses. Until PutIntoPlace returns, what stood under the name is as it was.
 class ORQ_EXPORT ORQBasStaged {
   public:
     /// Makes the folder. `purpose` is a word that tells what is going on.
@@ -43,9 +43,9 @@ class ORQ_EXPORT ORQBasStaged {
     int m_lock = -1;  // descriptor of the folder
 };
 
-/// Replaces `old` by `made` where the file system cannot exchange them: moves it to `aside` first. A
-/// crash in between leaves it there. Throws, with all in its former place, when a step fails or `aside`
-/// is taken.
+/// Replaces `old` by `made` where the file system cannot exchange them: moves it to `aside` first.
+/// A crash in between leaves it there. Throws, with all in its former place, when a step fails or
+/// `aside` is taken.
 ORQ_EXPORT void ORQBasReplaceInTwoSteps(const std::filesystem::path& made,
                                         const std::filesystem::path& old,
                                         const std::filesystem::path& aside);

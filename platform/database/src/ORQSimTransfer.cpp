@@ -149,8 +149,8 @@ void ORQSimTransfer::Job::Write() {
             WriteAll(state, distribution);
         }
     } catch (...) {
-        // One that ends between two chunks has written the first: the host may go on as if nothing had
-        // happened, so the transaction is marked as half done.
+        // One that ends between two chunks has written the first: the host may go on as if nothing
+        // had happened, so the transaction is marked as half done.
         ++state.Rows().Unfinished();
         throw;
     }

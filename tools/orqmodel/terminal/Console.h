@@ -29,8 +29,8 @@ enum class ExitStatus : int {
     kInterrupted = 128  // Plus the number of the signal.
 };
 
-/// Passes lines on to another stream, ORQExcPrintable but for tabs; so what a command forgets to make
-/// printable reaches no terminal either. Writes a part of a line when it is flushed or ends.
+/// Passes lines on to another stream, ORQExcPrintable but for tabs; so what a command forgets to
+/// make printable reaches no terminal either. Writes a part of a line when it is flushed or ends.
 class PrintableBuffer : public std::streambuf {
   public:
     explicit PrintableBuffer(std::ostream& out) : out_(out) {}

@@ -45,8 +45,8 @@ int Rename(const fs::path& from, const fs::path& to, unsigned flags) {
     return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags);
 }
 
-// Without replacing anything; EEXIST when the name is taken. Where the file system cannot promise that,
-// somebody who takes the name in between is replaced.
+// Without replacing anything; EEXIST when the name is taken. Where the file system cannot promise
+// that, somebody who takes the name in between is replaced.
 int RenameToFree(const fs::path& from, const fs::path& to) {
     if (Rename(from, to, RENAME_NOREPLACE) == 0) {
         return 0;
@@ -98,8 +98,8 @@ void ORQBasStaged::RemoveLeftovers(std::string_view purpose) const {
             continue;
         }
         const int lock = open(entry.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        // A folder without a lock is one between mkdtemp and flock of another process; there nothing
-        // is lost, as that process then finds its folder gone and says so.
+        // A folder without a lock is one between mkdtemp and flock of another process; there
+        // nothing is lost, as that process then finds its folder gone and says so.
         if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) == 0) {
             fs::remove_all(entry.path(), failure);
         }

@@ -2,6 +2,8 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -284,6 +286,43 @@ TEST_F(ProcessTest, AProcessThatEndsWithoutClosingLeavesTheLastCommit) {
     EXPECT_EQ(database.Verify(), Texts());
     WriteAll(database, 4);
     EXPECT_EQ(ValueOf(database), "4");
+}
+
+// As one does that returns from main: what lives as long as the program ends there, after its parent
+// has gone on.
+TEST_F(ProcessTest, AForkedChildThatReturnsLosesNoCommitOfItsParent) {
+    constexpr int kLast = 120;
+    static std::optional<ORQSimDatabase> s_database;
+    s_database = OpenToWrite(m_path);
+    int ends[2] = {};
+    ASSERT_EQ(pipe(ends), 0);
+    std::fflush(nullptr);  // else both write what is there
+    const pid_t child = fork();
+    if (child == 0) {
+        close(ends[1]);
+        char none = 0;
+        std::exit(read(ends[0], &none, 1) == 0 ? 0 : 1);  // when the parent closes its end
+    }
+    ASSERT_GT(child, 0);
+    for (int value = 2; value <= kLast; ++value) {
+        InTransaction(*s_database, [&] {
+            ORQSimCollection(Nodes(*s_database)).ExtendSpace(kNodes + value);
+            Append(*s_database, RunOf(Nodes(*s_database), kNodes, value - 1),
+                   RunOf(Components(*s_database), 0, 1), Filled(value - 1, value));
+        });
+        WriteAll(*s_database, value);
+    }
+    close(ends[0]);
+    close(ends[1]);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(s_database->Verify(), Texts());
+    WriteAll(*s_database, kLast + 1);
+    s_database.reset();
+    const ORQSimDatabase after = OpenToRead(m_path);
+    EXPECT_EQ(ORQSimCollection(Nodes(after)).Space(), kNodes + kLast);
+    EXPECT_EQ(after.Verify(), Texts());
 }
 
 // A child of fork() has copies of all handles. Their ends change nothing, and their use is refused

@@ -140,6 +140,18 @@ TEST_F(Diagnostics, AReportJoinsTheHostsTransaction) {
     EXPECT_EQ(Conditions("Cooling").Size(), 0);
 }
 
+TEST_F(Diagnostics, AReportUnderAStepThatWasUndoneIsRefusedByName) {
+    {
+        const ORQSimTransaction undone(m_document.ContextID());
+        ORQObjStepBuilder(m_document).AddStep("Lost", ORQSimSchema::Step_General);
+        Handler().BeginStep("Lost");
+    }
+    EXPECT_TRUE(Fails(ORQBasFailureKind::Usage, {"Step_General", "was undone"}, [] { Warn(1); }));
+    Handler().BeginStep("Cooling");
+    Warn(2);
+    EXPECT_EQ(Conditions("Cooling").Size(), 1);
+}
+
 TEST_F(Diagnostics, TheJobHasOneStatus) {
     EXPECT_FALSE(ORQObjReadJobStatus(m_document).has_value());
     Handler().SetJobStatus(0);

@@ -167,7 +167,7 @@ void ORQSimTransfer::Job::WriteAll(DatabaseState& state, DistributionState& dist
 }
 
 std::int64_t ORQSimTransfer::Job::Extend(DatabaseState& state, DrawerState& drawer) {
-    if (drawer.extendable < 0) {
+    if (!autoExtend && extension.IsNull()) {
         return 0;
     }
     const ComponentSetPtr& view = dims[static_cast<std::size_t>(drawer.extendable)]->Payload();

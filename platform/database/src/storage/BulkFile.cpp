@@ -38,12 +38,6 @@ Header MakeHeader(const Identity& identity) {
     return header;
 }
 
-[[noreturn]] void FailSystem(const std::string& path, const std::string& doing) {
-    const int error = errno;
-    throw ORQBasFailure(ORQBasFailureKind::Io,
-                        path + ": cannot " + doing + ": " + std::strerror(error));
-}
-
 void WriteAll(int file, const std::string& path, std::int64_t offset,
               std::span<const std::byte> bytes) {
     while (!bytes.empty()) {
@@ -52,8 +46,8 @@ void WriteAll(int file, const std::string& path, std::int64_t offset,
             continue;
         }
         if (n <= 0) {
-            FailSystem(path, "write " + std::to_string(bytes.size()) + " bytes at " +
-                                 std::to_string(offset));
+            ORQBasThrowSystemFailure(path, "write " + std::to_string(bytes.size()) + " bytes at " +
+                                               std::to_string(offset));
         }
         bytes = bytes.subspan(static_cast<std::size_t>(n));
         offset += n;
@@ -63,7 +57,7 @@ void WriteAll(int file, const std::string& path, std::int64_t offset,
 std::int64_t SizeOf(int file, const std::string& path) {
     struct stat status {};
     if (fstat(file, &status) != 0) {
-        FailSystem(path, "ask for the size");
+        ORQBasThrowSystemFailure(path, "ask for the size");
     }
     return status.st_size;
 }
@@ -78,7 +72,7 @@ void BulkFile::Create(const std::string& path, const Identity& identity) {
     m_path = path;
     m_file = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (m_file < 0) {
-        FailSystem(path, "create");
+        ORQBasThrowSystemFailure(path, "create");
     }
     const Header header = MakeHeader(identity);
     WriteAll(m_file, path, 0, std::as_bytes(std::span(&header, 1)));
@@ -90,7 +84,7 @@ void BulkFile::CreateInMemory() {
     m_inMemory = true;
     m_file = memfd_create("orq-bulk", MFD_CLOEXEC);
     if (m_file < 0) {
-        FailSystem(m_path, "create");
+        ORQBasThrowSystemFailure(m_path, "create");
     }
 }
 
@@ -98,7 +92,7 @@ void BulkFile::OpenUnchecked(const std::string& path, bool writable) {
     m_path = path;
     m_file = open(path.c_str(), (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC);
     if (m_file < 0) {
-        FailSystem(path, "open");
+        ORQBasThrowSystemFailure(path, "open");
     }
 }
 
@@ -106,7 +100,7 @@ Identity BulkFile::ReadIdentity() const {
     Header header{};
     const ssize_t n = pread(m_file, &header, sizeof header, 0);
     if (n < 0) {
-        FailSystem(m_path, "read");
+        ORQBasThrowSystemFailure(m_path, "read");
     }
     if (n != static_cast<ssize_t>(sizeof header) || header.magic != kMagic) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged, m_path + ": is not a bulk file");
@@ -186,10 +180,10 @@ void BulkFile::Sync(std::int64_t end) {
     Flush();
     m_waiting.shrink_to_fit();
     if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
-        FailSystem(m_path, "extend");
+        ORQBasThrowSystemFailure(m_path, "extend");
     }
     if (!m_inMemory && fdatasync(m_file) != 0) {
-        FailSystem(m_path, "sync");
+        ORQBasThrowSystemFailure(m_path, "sync");
     }
 }
 
@@ -229,7 +223,7 @@ const std::byte* BulkFile::Map(std::int64_t offset, std::int64_t size) {
         void* map =
             mmap(nullptr, static_cast<std::size_t>(wanted), PROT_READ, MAP_SHARED, m_file, 0);
         if (map == MAP_FAILED) {
-            FailSystem(m_path, "map " + std::to_string(wanted) + " bytes");
+            ORQBasThrowSystemFailure(m_path, "map " + std::to_string(wanted) + " bytes");
         }
         m_map = static_cast<const std::byte*>(map);
         m_mapped = wanted;

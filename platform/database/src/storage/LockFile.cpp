@@ -25,12 +25,6 @@ struct flock Range(short type, std::int64_t first, std::int64_t count) {
     return range;
 }
 
-[[noreturn]] void FailSystem(const std::string& path, const char* doing) {
-    const int error = errno;
-    throw ORQBasFailure(ORQBasFailureKind::Io,
-                        path + ": cannot " + doing + ": " + std::strerror(error));
-}
-
 bool IsHeldByOther(int error) {
     return error == EAGAIN || error == EACCES;
 }
@@ -82,20 +76,20 @@ void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
     m_path = path;
     m_file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (m_file < 0) {
-        FailSystem(path, "open the lock file for writing");
+        ORQBasThrowSystemFailure(path, "open the lock file for writing");
     }
     struct flock range = sharing == Sharing::Alone ? Range(F_WRLCK, 0, kWriterByte + 1)
                                                    : Range(F_WRLCK, kWriterByte, 1);
     if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
         if (!IsHeldByOther(errno)) {
-            FailSystem(path, "lock");
+            ORQBasThrowSystemFailure(path, "lock");
         }
         RefuseBusy();
     }
     const std::string name = WriterName();
     if (ftruncate(m_file, 0) != 0 ||
         pwrite(m_file, name.data(), name.size(), 0) != static_cast<ssize_t>(name.size())) {
-        FailSystem(path, "write the lock file");
+        ORQBasThrowSystemFailure(path, "write the lock file");
     }
     m_isWriter = true;
 }
@@ -107,7 +101,7 @@ bool LockFile::OpenAsReader(const std::string& path, bool makes) {
         m_file = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
     }
     if (m_file < 0 && errno != EROFS && errno != EACCES && errno != ENOENT && errno != EPERM) {
-        FailSystem(path, "open the lock file");
+        ORQBasThrowSystemFailure(path, "open the lock file");
     }
     return m_file >= 0;
 }
@@ -127,7 +121,7 @@ std::string LockFile::Writer() const {
     }
     struct flock range = Range(F_RDLCK, kWriterByte, 1);
     if (m_file >= 0 && fcntl(m_file, F_OFD_GETLK, &range) != 0) {
-        FailSystem(m_path, "ask who holds the lock");
+        ORQBasThrowSystemFailure(m_path, "ask who holds the lock");
     }
     return m_file < 0 || range.l_type == F_UNLCK ? "" : ReadHolder(m_file);
 }
@@ -142,7 +136,7 @@ std::string LockFile::WriterOf(const std::string& path) {
 bool LockFile::IsLocked(std::int64_t byte) const {
     struct flock range = Range(F_WRLCK, byte, 1);
     if (fcntl(m_file, F_OFD_GETLK, &range) != 0) {
-        FailSystem(m_path, "ask who holds the lock");
+        ORQBasThrowSystemFailure(m_path, "ask who holds the lock");
     }
     return range.l_type != F_UNLCK;
 }
@@ -169,7 +163,7 @@ void LockFile::Lock(std::int64_t byte) {
         if (IsHeldByOther(errno)) {
             RefuseBusy();
         }
-        FailSystem(m_path, "mark the state that is read");
+        ORQBasThrowSystemFailure(m_path, "mark the state that is read");
     }
 }
 

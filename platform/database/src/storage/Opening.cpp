@@ -35,16 +35,10 @@ bool MayAccess(const std::string& path, int how) {
     return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
 }
 
-[[noreturn]] void FailSystem(const std::string& path, const std::string& doing) {
-    const int error = errno;
-    throw ORQBasFailure(ORQBasFailureKind::Io,
-                        path + ": cannot " + doing + ": " + std::strerror(error));
-}
-
 void SyncDirectory(const std::string& path) {
     const int file = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (file < 0 || fsync(file) != 0) {
-        FailSystem(path, "sync the directory");
+        ORQBasThrowSystemFailure(path, "sync the directory");
     }
     close(file);
 }
@@ -93,7 +87,7 @@ void CheckHeader(const Connection& connection, const std::string& catalogue) {
     std::array<std::byte, kHeaderBytes> header{};
     const int code = connection.ReadFile(0, header);
     if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) {
-        FailSystem(catalogue, "read");
+        ORQBasThrowSystemFailure(catalogue, "read");
     }
     if (code != SQLITE_OK) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
@@ -133,7 +127,7 @@ bool IsOnReadOnlyFileSystem(const std::string& directory) {
 bool IsOnNetwork(const std::string& directory) {
     struct statfs status {};
     if (statfs(directory.c_str(), &status) != 0) {
-        FailSystem(directory, "ask for the kind of file system");
+        ORQBasThrowSystemFailure(directory, "ask for the kind of file system");
     }
     constexpr std::int64_t kNetworkKinds[] = {NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC, CIFS_SUPER_MAGIC,
                                               SMB2_SUPER_MAGIC, AFS_SUPER_MAGIC, CODA_SUPER_MAGIC,
@@ -209,7 +203,7 @@ void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk) {
             directory + ": " + (hasCatalogue ? "bulk.bin" : "catalogue.sqlite") + " is missing");
     }
     if (!MayAccess(catalogue, R_OK)) {
-        FailSystem(catalogue, "read");
+        ORQBasThrowSystemFailure(catalogue, "read");
     }
 }
 
@@ -250,14 +244,14 @@ void Engine::MakeOutOfSight(const std::string& givenDirectory,
     std::string made = beside;
     std::filesystem::remove_all(beside);
     if (mkdir(beside.c_str(), 0777) != 0) {
-        FailSystem(beside, "create the directory");
+        ORQBasThrowSystemFailure(beside, "create the directory");
     }
     try {
         make(beside);
         SyncDirectory(beside);
         if (renameat2(AT_FDCWD, beside.c_str(), AT_FDCWD, directory.c_str(), RENAME_NOREPLACE) !=
             0) {
-            FailSystem(directory, "move the new database into its place");
+            ORQBasThrowSystemFailure(directory, "move the new database into its place");
         }
         made = directory;
         SyncDirectory(ParentOf(directory));

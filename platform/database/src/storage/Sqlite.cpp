@@ -362,8 +362,7 @@ int Connection::ReadFile(std::int64_t offset, std::span<std::byte> bytes) const 
 FoldStamp Connection::ReadFoldStamp() const {
     FoldStamp::Bytes bytes{};
     if (ReadFile(FoldStamp::kOffset, bytes) != SQLITE_OK) {
-        throw ORQBasFailure(ORQBasFailureKind::Io,
-                            m_path + ": cannot read: " + std::strerror(errno));
+        ORQBasThrowSystemFailure(m_path, "read");
     }
     const auto stamp = FoldStamp::Decode(bytes);
     if (!stamp) {

@@ -38,6 +38,7 @@ using testing::StartsWith;
 class DamageTest : public testing::Test {
   protected:
     DamageTest() {
+        folder_.HoldsDamage();
         EXPECT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", target_}).status, 0);
         catalogue_ = Bytes(CataloguePath());
         bulk_ = Bytes(BulkPath());

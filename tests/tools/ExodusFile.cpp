@@ -1,6 +1,7 @@
 #include "ExodusFile.h"
 
 #include <exodusII.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <array>
@@ -8,6 +9,8 @@
 #include <cstring>
 #include <stdexcept>
 #include <string>
+
+#include "ORQSimDatabase.h"
 
 namespace exodus_file {
 namespace {
@@ -232,6 +235,20 @@ Results ReadResults(const std::filesystem::path& path) {
     return results;
 }
 
+namespace {
+
+void VerifyModel(const std::string& path) {
+    try {
+        const auto database = ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly);
+        for (const std::string& flaw : database.Verify())
+            ADD_FAILURE() << path << ": " << flaw;
+    } catch (const std::exception& error) {
+        ADD_FAILURE() << error.what();
+    }
+}
+
+}  // namespace
+
 ScratchFolder::ScratchFolder() {
     auto pattern = (std::filesystem::temp_directory_path() / "orqmodel_test_XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr)
@@ -240,6 +257,11 @@ ScratchFolder::ScratchFolder() {
 }
 
 ScratchFolder::~ScratchFolder() {
+    for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+        const bool is_model = std::filesystem::exists(entry.path() / "catalogue.sqlite");
+        if (is_model && !holds_damage_)
+            VerifyModel(entry.path().string());
+    }
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
 }

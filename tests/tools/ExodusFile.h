@@ -97,10 +97,12 @@ struct Results {
 Results ReadResults(const std::filesystem::path& file);
 
 /// A folder of its own for one test, removed with everything in it at the end.
+/// Model databases that a test leaves in it verify clean, unless it says that it damages them.
 class ScratchFolder {
   public:
     ScratchFolder();
     ~ScratchFolder();
+    void HoldsDamage() { holds_damage_ = true; }
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
@@ -108,6 +110,7 @@ class ScratchFolder {
 
   private:
     std::filesystem::path path_;
+    bool holds_damage_ = false;
 };
 
 }  // namespace exodus_file

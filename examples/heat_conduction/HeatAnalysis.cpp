@@ -67,7 +67,7 @@ class Increments {
                 std::this_thread::sleep_for(std::chrono::duration<double>(m_options.pause));
             }
         } catch (const HeatError& error) {
-            Report(kUnsolvable, ORQObjSeverity::Error, {m_increment}, {m_time}, error.what());
+            Report(Unsolvable, ORQObjSeverity::Error, {m_increment}, {m_time}, error.what());
             return false;
         }
         return true;
@@ -80,13 +80,13 @@ class Increments {
         for (int attempt = 1; !Converges(timeStep); ++attempt) {
             m_solver.Reject();
             if (timeStep / 2 < m_options.smallestTimeStep) {
-                Report(kNoConvergence, ORQObjSeverity::Error, {m_increment}, {m_time, timeStep},
+                Report(NoConvergence, ORQObjSeverity::Error, {m_increment}, {m_time, timeStep},
                        "no convergence with the smallest time step");
                 return false;
             }
             timeStep /= 2;
             m_timeStep = timeStep;
-            Report(kCutBack, ORQObjSeverity::Warning, {m_increment, attempt}, {m_time, timeStep},
+            Report(CutBack, ORQObjSeverity::Warning, {m_increment, attempt}, {m_time, timeStep},
                    "no convergence; the increment is cut back");
         }
         m_solver.Accept();
@@ -143,7 +143,7 @@ bool RunHeatAnalysis(ORQObjDocument document, const HeatOptions& options) {
     const HeatResults results(document, options.step, model.Nodes());
     Handler().BeginStep(options.step.c_str());
     for (const std::string& block : model.LeftOut()) {
-        Report(kLeftOut, ORQObjSeverity::Warning, {}, {}, block);
+        Report(LeftOut, ORQObjSeverity::Warning, {}, {}, block);
     }
     const bool hasEnded = Increments(options, solver, results).Run();
     Handler().EndStep();

@@ -11,10 +11,10 @@ namespace heat {
 
 /// Codes of the conditions that the analysis reports. Their arguments:
 enum HeatCondition : int {
-    kLeftOut = 1,        ///< warning; string: the block that takes no part
-    kCutBack = 2,        ///< warning; ints: increment, attempt; doubles: time, new time step
-    kNoConvergence = 3,  ///< error; int: increment; doubles: time, last time step
-    kUnsolvable = 4      ///< error; int: increment; double: time; string: why
+    LeftOut = 1,        ///< warning; string: the block that takes no part
+    CutBack = 2,        ///< warning; ints: increment, attempt; doubles: time, new time step
+    NoConvergence = 3,  ///< error; int: increment; doubles: time, last time step
+    Unsolvable = 4      ///< error; int: increment; double: time; string: why
 };
 
 /// Numbers are in the model's units.

@@ -47,32 +47,34 @@ int ColumnStep(int station) {
 /// made.
 class Part {
   public:
-    Part(int id, const std::string& name, int first_label)
-        : quadrilaterals_{id, name, {}},
-          triangles_{id + 1, name + "_tri", {}},
-          next_label_(first_label) {}
+    Part(int id, const std::string& name, int firstLabel)
+        : m_quadrilaterals{id, name, {}},
+          m_triangles{id + 1, name + "_tri", {}},
+          m_nextLabel(firstLabel) {}
 
     void Add(std::vector<int> nodes) {
-        auto& block = nodes.size() == 4 ? quadrilaterals_ : triangles_;
-        block.elements.push_back({next_label_++, std::move(nodes)});
+        auto& block = nodes.size() == 4 ? m_quadrilaterals : m_triangles;
+        block.elements.push_back({m_nextLabel++, std::move(nodes)});
     }
 
     void MoveBlocksTo(std::vector<Block>& blocks) {
-        for (auto* block : {&quadrilaterals_, &triangles_})
-            if (!block->elements.empty())
+        for (auto* block : {&m_quadrilaterals, &m_triangles}) {
+            if (!block->elements.empty()) {
                 blocks.push_back(std::move(*block));
+            }
+        }
     }
 
   private:
-    Block quadrilaterals_;
-    Block triangles_;
-    int next_label_;
+    Block m_quadrilaterals;
+    Block m_triangles;
+    int m_nextLabel;
 };
 
 class Builder {
   public:
     Mesh Build() {
-        mesh_.title = "Composite wing box, lengths in metres";
+        m_mesh.title = "Composite wing box, lengths in metres";
         AddSkin({10, "skin_upper", 10001}, kRows);
         AddSkin({20, "skin_lower", 20001}, 0);
         AddSpar({30, "spar_front", 40001}, 0);
@@ -81,47 +83,51 @@ class Builder {
         AddStringers({60, "stringers", 50001});
         AddNodeSets();
         AddSideSets();
-        return std::move(mesh_);
+        return std::move(m_mesh);
     }
 
   private:
     int NodeAt(const LatticePoint& place) {
         const auto [found, is_new] =
-            ordinals_.try_emplace(place, static_cast<int>(mesh_.nodes.size()));
-        if (is_new)
-            mesh_.nodes.push_back({place, PositionOf(place), LabelOf(place)});
+            m_ordinals.try_emplace(place, static_cast<int>(m_mesh.nodes.size()));
+        if (is_new) {
+            m_mesh.nodes.push_back({place, PositionOf(place), LabelOf(place)});
+        }
         return found->second;
     }
 
     void AddElement(Part& part, std::initializer_list<LatticePoint> corners) {
         std::vector<int> nodes;
-        for (const auto& corner : corners)
+        for (const auto& corner : corners) {
             nodes.push_back(NodeAt(corner));
+        }
         part.Add(std::move(nodes));
     }
 
     /// Both skins point out of the box: up at the upper row, down at the lower.
     void AddSkin(Part part, int row) {
         for (int station = 0; station < kStations; ++station) {
-            if (station == kTransition)
+            if (station == kTransition) {
                 AddTransitionStrip(part, row);
-            else
+            } else {
                 AddSkinStrip(part, row, station);
+            }
         }
-        part.MoveBlocksTo(mesh_.blocks);
+        part.MoveBlocksTo(m_mesh.blocks);
     }
 
     void AddSkinStrip(Part& part, int row, int station) {
         const int step = ColumnStep(station);
         for (int column = 0; column < kColumns; column += step) {
-            const LatticePoint inboard_front{column, station, row};
-            const LatticePoint inboard_rear{column + step, station, row};
-            const LatticePoint outboard_rear{column + step, station + 1, row};
-            const LatticePoint outboard_front{column, station + 1, row};
-            if (row == kRows)
-                AddElement(part, {inboard_front, inboard_rear, outboard_rear, outboard_front});
-            else
-                AddElement(part, {inboard_front, outboard_front, outboard_rear, inboard_rear});
+            const LatticePoint inboardFront{column, station, row};
+            const LatticePoint inboardRear{column + step, station, row};
+            const LatticePoint outboardRear{column + step, station + 1, row};
+            const LatticePoint outboardFront{column, station + 1, row};
+            if (row == kRows) {
+                AddElement(part, {inboardFront, inboardRear, outboardRear, outboardFront});
+            } else {
+                AddElement(part, {inboardFront, outboardFront, outboardRear, inboardRear});
+            }
         }
     }
 
@@ -131,99 +137,111 @@ class Builder {
             const LatticePoint front{column, kTransition, row};
             const LatticePoint middle{column + 1, kTransition, row};
             const LatticePoint rear{column + kCoarseStep, kTransition, row};
-            const LatticePoint outboard_front{column, kTransition + 1, row};
-            const LatticePoint outboard_rear{column + kCoarseStep, kTransition + 1, row};
+            const LatticePoint outboardFront{column, kTransition + 1, row};
+            const LatticePoint outboardRear{column + kCoarseStep, kTransition + 1, row};
             if (row == kRows) {
-                AddElement(part, {front, middle, outboard_front});
-                AddElement(part, {middle, outboard_rear, outboard_front});
-                AddElement(part, {middle, rear, outboard_rear});
+                AddElement(part, {front, middle, outboardFront});
+                AddElement(part, {middle, outboardRear, outboardFront});
+                AddElement(part, {middle, rear, outboardRear});
             } else {
-                AddElement(part, {front, outboard_front, middle});
-                AddElement(part, {middle, outboard_front, outboard_rear});
-                AddElement(part, {middle, outboard_rear, rear});
+                AddElement(part, {front, outboardFront, middle});
+                AddElement(part, {middle, outboardFront, outboardRear});
+                AddElement(part, {middle, outboardRear, rear});
             }
         }
     }
 
     /// The front spar points forward, the rear spar aft.
     void AddSpar(Part part, int column) {
-        for (int station = 0; station < kStations; ++station)
-            for (int row = 0; row < kRows; ++row)
+        for (int station = 0; station < kStations; ++station) {
+            for (int row = 0; row < kRows; ++row) {
                 AddUpright(part, column, station, row, column != 0);
-        part.MoveBlocksTo(mesh_.blocks);
+            }
+        }
+        part.MoveBlocksTo(m_mesh.blocks);
     }
 
     /// A cell along the span; its normal points aft or forward.
-    void AddUpright(Part& part, int column, int station, int row, bool points_aft) {
-        const LatticePoint inboard_low{column, station, row};
-        const LatticePoint outboard_low{column, station + 1, row};
-        const LatticePoint outboard_high{column, station + 1, row + 1};
-        const LatticePoint inboard_high{column, station, row + 1};
-        if (points_aft)
-            AddElement(part, {inboard_low, outboard_low, outboard_high, inboard_high});
-        else
-            AddElement(part, {inboard_low, inboard_high, outboard_high, outboard_low});
+    void AddUpright(Part& part, int column, int station, int row, bool pointsAft) {
+        const LatticePoint inboardLow{column, station, row};
+        const LatticePoint outboardLow{column, station + 1, row};
+        const LatticePoint outboardHigh{column, station + 1, row + 1};
+        const LatticePoint inboardHigh{column, station, row + 1};
+        if (pointsAft) {
+            AddElement(part, {inboardLow, outboardLow, outboardHigh, inboardHigh});
+        } else {
+            AddElement(part, {inboardLow, inboardHigh, outboardHigh, outboardLow});
+        }
     }
 
     /// Ribs point outboard. All but the root and tip rib have two lightening holes.
     void AddRibs(Part part) {
         for (int station = 0; station <= kStations; station += kRibPitch) {
-            const bool has_holes = station != 0 && station != kStations;
+            const bool hasHoles = station != 0 && station != kStations;
             const int step = ColumnStep(station);
-            for (int column = 0; column < kColumns; column += step)
-                for (int row = 0; row < kRows; ++row)
-                    AddRibCell(part, {column, station, row}, step, has_holes);
+            for (int column = 0; column < kColumns; column += step) {
+                for (int row = 0; row < kRows; ++row) {
+                    AddRibCell(part, {column, station, row}, step, hasHoles);
+                }
+            }
         }
-        part.MoveBlocksTo(mesh_.blocks);
+        part.MoveBlocksTo(m_mesh.blocks);
     }
 
     /// A hole covers four columns and four rows. Its corner cells keep the half away from the
     /// middle.
-    void AddRibCell(Part& part, const LatticePoint& front_low, int step, bool has_holes) {
+    void AddRibCell(Part& part, const LatticePoint& frontLow, int step, bool hasHoles) {
         constexpr int kHoleWidth = 4;
-        const auto [column, station, row] = front_low;
-        const LatticePoint front_high{column, station, row + 1};
-        const LatticePoint rear_high{column + step, station, row + 1};
-        const LatticePoint rear_low{column + step, station, row};
+        const auto [column, station, row] = frontLow;
+        const LatticePoint frontHigh{column, station, row + 1};
+        const LatticePoint rearHigh{column + step, station, row + 1};
+        const LatticePoint rearLow{column + step, station, row};
 
-        const bool is_front_hole = column >= 2 && column < 2 + kHoleWidth;
-        const bool is_rear_hole = column >= 10 && column < 10 + kHoleWidth;
-        const bool is_in_hole =
-            has_holes && (is_front_hole || is_rear_hole) && row >= 1 && row < kRows - 1;
-        if (!is_in_hole)
-            return AddElement(part, {front_low, front_high, rear_high, rear_low});
+        const bool isFrontHole = column >= 2 && column < 2 + kHoleWidth;
+        const bool isRearHole = column >= 10 && column < 10 + kHoleWidth;
+        const bool isInHole =
+            hasHoles && (isFrontHole || isRearHole) && row >= 1 && row < kRows - 1;
+        if (!isInHole) {
+            return AddElement(part, {frontLow, frontHigh, rearHigh, rearLow});
+        }
 
-        const int hole_column = column - (is_front_hole ? 2 : 10);
-        const bool is_front = hole_column == 0;
-        const bool is_rear = hole_column + step == kHoleWidth;
-        const bool is_low = row == 1;
-        const bool is_high = row == kRows - 2;
-        if (is_front && is_low)
-            AddElement(part, {front_low, front_high, rear_low});
-        else if (is_front && is_high)
-            AddElement(part, {front_low, front_high, rear_high});
-        else if (is_rear && is_high)
-            AddElement(part, {front_high, rear_high, rear_low});
-        else if (is_rear && is_low)
-            AddElement(part, {front_low, rear_high, rear_low});
+        const int holeColumn = column - (isFrontHole ? 2 : 10);
+        const bool isFront = holeColumn == 0;
+        const bool isRear = holeColumn + step == kHoleWidth;
+        const bool isLow = row == 1;
+        const bool isHigh = row == kRows - 2;
+        if (isFront && isLow) {
+            AddElement(part, {frontLow, frontHigh, rearLow});
+        } else if (isFront && isHigh) {
+            AddElement(part, {frontLow, frontHigh, rearHigh});
+        } else if (isRear && isHigh) {
+            AddElement(part, {frontHigh, rearHigh, rearLow});
+        } else if (isRear && isLow) {
+            AddElement(part, {frontLow, rearHigh, rearLow});
+        }
     }
 
     /// Blades one row high along the inside of both skins, pointing aft.
     void AddStringers(Part part) {
-        for (const int row : {kRows - 1, 0})
-            for (int column = kStringerPitch; column < kColumns; column += kStringerPitch)
-                for (int station = 0; station < kStations; ++station)
+        for (const int row : {kRows - 1, 0}) {
+            for (int column = kStringerPitch; column < kColumns; column += kStringerPitch) {
+                for (int station = 0; station < kStations; ++station) {
                     AddUpright(part, column, station, row, true);
-        part.MoveBlocksTo(mesh_.blocks);
+                }
+            }
+        }
+        part.MoveBlocksTo(m_mesh.blocks);
     }
 
     template <typename Accept>
     void AddNodeSet(int id, const std::string& name, const Accept& accept) {
         NodeSet set{id, name, {}};
-        for (std::size_t node = 0; node < mesh_.nodes.size(); ++node)
-            if (accept(mesh_.nodes[node].place))
+        for (std::size_t node = 0; node < m_mesh.nodes.size(); ++node) {
+            if (accept(m_mesh.nodes[node].place)) {
                 set.nodes.push_back(static_cast<int>(node));
-        mesh_.node_sets.push_back(std::move(set));
+            }
+        }
+        m_mesh.nodeSets.push_back(std::move(set));
     }
 
     void AddNodeSets() {
@@ -237,45 +255,49 @@ class Builder {
 
     template <typename AddSides>
     void AddSideSet(int id, const std::string& name, std::initializer_list<std::string> parts,
-                    const AddSides& add_sides) {
+                    const AddSides& addSides) {
         SideSet set{id, name, {}};
         int ordinal = 0;
-        for (const auto& block : mesh_.blocks) {
-            bool is_wanted = false;
-            for (const auto& part : parts)
-                is_wanted = is_wanted || block.name == part || block.name == part + "_tri";
+        for (const auto& block : m_mesh.blocks) {
+            bool isWanted = false;
+            for (const auto& part : parts) {
+                isWanted = isWanted || block.name == part || block.name == part + "_tri";
+            }
             for (const auto& element : block.elements) {
-                if (is_wanted)
-                    add_sides(element, ordinal, set.sides);
+                if (isWanted) {
+                    addSides(element, ordinal, set.sides);
+                }
                 ++ordinal;
             }
         }
-        mesh_.side_sets.push_back(std::move(set));
+        m_mesh.sideSets.push_back(std::move(set));
     }
 
     void AddSideSets() {
-        const auto outer_face = [](const Element&, int ordinal, std::vector<Side>& sides) {
+        const auto outerFace = [](const Element&, int ordinal, std::vector<Side>& sides) {
             sides.push_back({ordinal, 1});
         };
-        const auto root_edges = [this](const Element& element, int ordinal,
-                                       std::vector<Side>& sides) {
+        const auto rootEdges = [this](const Element& element, int ordinal,
+                                      std::vector<Side>& sides) {
             const auto count = element.nodes.size();
-            for (std::size_t from = 0; from < count; ++from)
-                if (IsAtRoot(element.nodes[from]) && IsAtRoot(element.nodes[(from + 1) % count]))
+            for (std::size_t from = 0; from < count; ++from) {
+                if (IsAtRoot(element.nodes[from]) && IsAtRoot(element.nodes[(from + 1) % count])) {
                     sides.push_back({ordinal, 3 + static_cast<int>(from)});
+                }
+            }
         };
-        AddSideSet(15, "upper_skin_outer", {"skin_upper"}, outer_face);
-        AddSideSet(25, "lower_skin_outer", {"skin_lower"}, outer_face);
+        AddSideSet(15, "upper_skin_outer", {"skin_upper"}, outerFace);
+        AddSideSet(25, "lower_skin_outer", {"skin_lower"}, outerFace);
         AddSideSet(100, "root_edge", {"skin_upper", "skin_lower", "spar_front", "spar_rear"},
-                   root_edges);
+                   rootEdges);
     }
 
     bool IsAtRoot(int node) const {
-        return mesh_.nodes[static_cast<std::size_t>(node)].place.station == 0;
+        return m_mesh.nodes[static_cast<std::size_t>(node)].place.station == 0;
     }
 
-    Mesh mesh_;
-    std::map<LatticePoint, int> ordinals_;
+    Mesh m_mesh;
+    std::map<LatticePoint, int> m_ordinals;
 };
 
 }  // namespace

@@ -72,8 +72,8 @@ struct Mesh {
     std::string title;
     std::vector<Node> nodes;
     std::vector<Block> blocks;
-    std::vector<NodeSet> node_sets;
-    std::vector<SideSet> side_sets;
+    std::vector<NodeSet> nodeSets;
+    std::vector<SideSet> sideSets;
 };
 
 Mesh Build();

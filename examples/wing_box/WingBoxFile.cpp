@@ -12,39 +12,42 @@ namespace {
 /// An Exodus file being written. Its text attributes hold no date, user or host.
 class Output {
   public:
-    explicit Output(const std::filesystem::path& file) : file_(file) {
+    explicit Output(const std::filesystem::path& file) : m_file(file) {
         ex_opts(0);
-        int bytes_per_real = sizeof(double);
-        int stored_bytes_per_real = sizeof(double);
-        id_ = ex_create(file.c_str(), EX_CLOBBER | EX_NORMAL_MODEL, &bytes_per_real,
-                        &stored_bytes_per_real);
-        Check(id_, "create");
+        int bytesPerReal = sizeof(double);
+        int storedBytesPerReal = sizeof(double);
+        m_id = ex_create(file.c_str(), EX_CLOBBER | EX_NORMAL_MODEL, &bytesPerReal,
+                         &storedBytesPerReal);
+        Check(m_id, "create");
     }
     Output(const Output&) = delete;
     Output& operator=(const Output&) = delete;
     ~Output() {
-        if (id_ >= 0)
-            ex_close(id_);
+        if (m_id >= 0) {
+            ex_close(m_id);
+        }
     }
 
-    int Id() const { return id_; }
+    int Id() const { return m_id; }
 
     void Check(int status, const char* step) const {
-        if (status < 0)
-            throw std::runtime_error(fmt::format("{}: {} failed", file_.string(), step));
+        if (status < 0) {
+            throw std::runtime_error(fmt::format("{}: {} failed", m_file.string(), step));
+        }
     }
 
-    void Close() { Check(ex_close(std::exchange(id_, -1)), "close"); }
+    void Close() { Check(ex_close(std::exchange(m_id, -1)), "close"); }
 
   private:
-    std::filesystem::path file_;
-    int id_ = -1;
+    std::filesystem::path m_file;
+    int m_id = -1;
 };
 
 std::size_t CountElements(const Mesh& mesh) {
     std::size_t count = 0;
-    for (const auto& block : mesh.blocks)
+    for (const auto& block : mesh.blocks) {
         count += block.elements.size();
+    }
     return count;
 }
 
@@ -52,8 +55,9 @@ void WriteNodes(const Output& output, const Mesh& mesh) {
     std::array<std::vector<double>, 3> axes;
     std::vector<int> labels;
     for (const auto& node : mesh.nodes) {
-        for (std::size_t axis = 0; axis < axes.size(); ++axis)
+        for (std::size_t axis = 0; axis < axes.size(); ++axis) {
             axes[axis].push_back(node.position[axis]);
+        }
         labels.push_back(node.label);
     }
     output.Check(ex_put_coord(output.Id(), axes[0].data(), axes[1].data(), axes[2].data()),
@@ -64,16 +68,18 @@ void WriteNodes(const Output& output, const Mesh& mesh) {
 }
 
 void WriteBlock(const Output& output, const Block& block) {
-    const auto nodes_per_element = block.elements.front().nodes.size();
+    const auto nodesPerElement = block.elements.front().nodes.size();
     std::vector<int> connectivity;
-    for (const auto& element : block.elements)
-        for (const int node : element.nodes)
+    for (const auto& element : block.elements) {
+        for (const int node : element.nodes) {
             connectivity.push_back(node + 1);
-    output.Check(ex_put_block(output.Id(), EX_ELEM_BLOCK, block.id,
-                              nodes_per_element == 4 ? "SHELL4" : "TRI3",
-                              static_cast<int64_t>(block.elements.size()),
-                              static_cast<int64_t>(nodes_per_element), 0, 0, 0),
-                 "block");
+        }
+    }
+    output.Check(
+        ex_put_block(output.Id(), EX_ELEM_BLOCK, block.id, nodesPerElement == 4 ? "SHELL4" : "TRI3",
+                     static_cast<int64_t>(block.elements.size()),
+                     static_cast<int64_t>(nodesPerElement), 0, 0, 0),
+        "block");
     output.Check(
         ex_put_conn(output.Id(), EX_ELEM_BLOCK, block.id, connectivity.data(), nullptr, nullptr),
         "connectivity");
@@ -85,8 +91,9 @@ void WriteElements(const Output& output, const Mesh& mesh) {
     std::vector<int> labels;
     for (const auto& block : mesh.blocks) {
         WriteBlock(output, block);
-        for (const auto& element : block.elements)
+        for (const auto& element : block.elements) {
             labels.push_back(element.label);
+        }
     }
     output.Check(ex_put_id_map(output.Id(), EX_ELEM_MAP, labels.data()), "element labels");
 }
@@ -100,13 +107,14 @@ void WriteSet(const Output& output, ex_entity_type type, int id, const std::stri
 }
 
 void WriteSets(const Output& output, const Mesh& mesh) {
-    for (const auto& set : mesh.node_sets) {
+    for (const auto& set : mesh.nodeSets) {
         std::vector<int> members;
-        for (const int node : set.nodes)
+        for (const int node : set.nodes) {
             members.push_back(node + 1);
+        }
         WriteSet(output, EX_NODE_SET, set.id, set.name, members, {});
     }
-    for (const auto& set : mesh.side_sets) {
+    for (const auto& set : mesh.sideSets) {
         std::vector<int> elements;
         std::vector<int> sides;
         for (const auto& side : set.sides) {
@@ -122,11 +130,10 @@ void WriteSets(const Output& output, const Mesh& mesh) {
 void Write(const Mesh& mesh, const std::filesystem::path& file) {
     Output output(file);
     output.Check(
-        ex_put_init(output.Id(), mesh.title.c_str(), 3, static_cast<int64_t>(mesh.nodes.size()),
-                    static_cast<int64_t>(CountElements(mesh)),
-                    static_cast<int64_t>(mesh.blocks.size()),
-                    static_cast<int64_t>(mesh.node_sets.size()),
-                    static_cast<int64_t>(mesh.side_sets.size())),
+        ex_put_init(
+            output.Id(), mesh.title.c_str(), 3, static_cast<int64_t>(mesh.nodes.size()),
+            static_cast<int64_t>(CountElements(mesh)), static_cast<int64_t>(mesh.blocks.size()),
+            static_cast<int64_t>(mesh.nodeSets.size()), static_cast<int64_t>(mesh.sideSets.size())),
         "sizes");
     WriteNodes(output, mesh);
     WriteElements(output, mesh);

@@ -24,8 +24,8 @@ double PackThickness(double station, double column) {
     constexpr double kPly = 0.000125;
     const double outboard =
         std::max(0.0, station - kFittingStation) / (kStations - kFittingStation);
-    const double from_middle = std::abs(2 * column / kColumns - 1);
-    const double plies = std::round(24 - 18 * outboard - 4 * from_middle * (1 - outboard));
+    const double fromMiddle = std::abs(2 * column / kColumns - 1);
+    const double plies = std::round(24 - 18 * outboard - 4 * fromMiddle * (1 - outboard));
     return plies * kPly;
 }
 
@@ -33,8 +33,9 @@ std::string PackThicknesses(const Mesh& mesh, const std::string& part) {
     constexpr int kPerLine = 10;
     std::string sets;
     for (const Block& block : mesh.blocks) {
-        if (block.name != part && block.name != part + "_tri")
+        if (block.name != part && block.name != part + "_tri") {
             continue;
+        }
         std::string numbers;
         for (std::size_t i = 0; i < block.elements.size(); ++i) {
             double station = 0;
@@ -58,10 +59,10 @@ std::string PackThicknesses(const Mesh& mesh, const std::string& part) {
     return "{\"sets\": {" + sets + "}}";
 }
 
-std::string Section(const std::string& name, const std::string& orientation, bool is_symmetric,
+std::string Section(const std::string& name, const std::string& orientation, bool isSymmetric,
                     const std::vector<Layer>& layers) {
     std::string text =
-        fmt::format("    {{\"name\": \"{}\", \"symmetric\": {}, \"layers\": [", name, is_symmetric);
+        fmt::format("    {{\"name\": \"{}\", \"symmetric\": {}, \"layers\": [", name, isSymmetric);
     for (std::size_t i = 0; i < layers.size(); ++i) {
         const Layer& layer = layers[i];
         text += fmt::format(
@@ -86,12 +87,12 @@ std::string Joined(const std::vector<std::string>& items) {
 void WriteLayup(const Mesh& mesh, const std::filesystem::path& file) {
     const std::string tape = "UD tape";
     const std::string fabric = "fabric";
-    const std::vector<Layer> skin_lower = {{fabric, "lower outside", "0.0002", 45},
-                                           {tape, "lower ply 1", "0.00025", 45},
-                                           {tape, "lower ply 2", "0.00025", -45},
-                                           {tape, "lower pack", "0.002", 0},
-                                           {tape, "lower ply 3", "0.00025", 90}};
-    const std::vector<Layer> skin_upper = {
+    const std::vector<Layer> skinLower = {{fabric, "lower outside", "0.0002", 45},
+                                          {tape, "lower ply 1", "0.00025", 45},
+                                          {tape, "lower ply 2", "0.00025", -45},
+                                          {tape, "lower pack", "0.002", 0},
+                                          {tape, "lower ply 3", "0.00025", 90}};
+    const std::vector<Layer> skinUpper = {
         {tape, "upper ply 1", "0.00025", 45},
         {tape, "upper ply 2", "0.00025", -45},
         {tape, "upper pack", PackThicknesses(mesh, "skin_upper"), 0},
@@ -110,9 +111,11 @@ void WriteLayup(const Mesh& mesh, const std::filesystem::path& file) {
                                          {tape, "stringer ply 5", "0.0005", 0}};
 
     std::vector<std::string> plies;
-    for (const auto* layers : {&skin_lower, &skin_upper, &spar, &rib, &stringer})
-        for (const Layer& layer : *layers)
+    for (const auto* layers : {&skinLower, &skinUpper, &spar, &rib, &stringer}) {
+        for (const Layer& layer : *layers) {
             plies.push_back(fmt::format("    {{\"name\": \"{}\"}}", layer.ply));
+        }
+    }
 
     std::ofstream stream(file, std::ios::binary);
     stream << fmt::format(
@@ -157,8 +160,8 @@ void WriteLayup(const Mesh& mesh, const std::filesystem::path& file) {
 }}
 )",
         Joined(plies),
-        Joined({Section("skin upper", "along the span", true, skin_upper),
-                Section("skin lower", "along the span", true, skin_lower),
+        Joined({Section("skin upper", "along the span", true, skinUpper),
+                Section("skin lower", "along the span", true, skinLower),
                 Section("spar", "along the span", true, spar),
                 Section("rib", "along the chord", false, rib),
                 Section("stringer", "along the span", true, stringer)}),
@@ -167,8 +170,9 @@ void WriteLayup(const Mesh& mesh, const std::filesystem::path& file) {
                 Assignment("spar", R"("spar_front", "spar_rear")"),
                 Assignment("rib", R"("ribs", "ribs_tri")"),
                 Assignment("stringer", R"("stringers")")}));
-    if (!stream.flush())
+    if (!stream.flush()) {
         throw std::runtime_error(file.string() + ": cannot be written");
+    }
 }
 
 }  // namespace wing_box

@@ -27,7 +27,7 @@ ORQExcReport MeshImporter::Write(const ORQSimDatabase& database,
     ORQExcReport report;
     ORQSimTransaction transaction(database.ContextID());
     ORQExcWriteMesh(*m_source, database, transaction,
-                    {settings.chunk_nodes, kElementsPerChunk, settings.progress}, report);
+                    {settings.chunkNodes, kElementsPerChunk, settings.progress}, report);
     if (settings.layup != nullptr) {
         const ORQObjDocument document(database);
         ORQExcWriteSections(settings.layup->Over(ORQExcModel(document)), document, report);

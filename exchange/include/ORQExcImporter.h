@@ -13,7 +13,7 @@ class ORQSimDatabase;
 class ORQExcLayupFile;
 
 struct ORQExcImportSettings {
-    int chunk_nodes;  // At least 1: the most nodes whose coordinates are stored as one piece.
+    int chunkNodes;  // At least 1: the most nodes whose coordinates are stored as one piece.
     std::function<void(double)> progress;  // Called with 0 to 1; may throw to give up.
     /// Puts sections on a mesh that has none; null for none. The caller keeps it.
     const ORQExcLayupFile* layup = nullptr;

@@ -9,7 +9,7 @@
 #include "ORQBasExport.h"
 
 /// What became of one object, or of a group of like objects, on the way in or out.
-enum class ORQExcOutcome { kKept, kNoted, kChanged, kDropped };
+enum class ORQExcOutcome { Kept, Noted, Changed, Dropped };
 
 struct ORQExcReportEntry {
     ORQExcOutcome outcome;
@@ -37,7 +37,7 @@ class ORQ_EXPORT ORQExcReport {
     void Append(const ORQExcReport& other);
 
     bool HasDrops() const;
-    const std::vector<ORQExcReportEntry>& Entries() const { return entries_; }
+    const std::vector<ORQExcReportEntry>& Entries() const { return m_entries; }
 
     /// One line per entry under the headings "kept", "noted", "changed" and "dropped"; a heading
     /// without entries is left out. For example
@@ -52,5 +52,5 @@ class ORQ_EXPORT ORQExcReport {
     void Add(ORQExcOutcome outcome, std::string_view kind, std::string_view name,
              std::int64_t count, std::string_view reason);
 
-    std::vector<ORQExcReportEntry> entries_;
+    std::vector<ORQExcReportEntry> m_entries;
 };

@@ -301,8 +301,8 @@ class Writer {
             const ORQSimPosition region = m_builder.AddSurface(name, set.number, setsBySide);
             AddProperties(region, set.properties);
             int surface = regions.MemberIndex(region);
-            ORQBasMap<int, double> nodal_areas = NodalAreas(elementsBySide);
-            areas.AppendSurfaceIdNodeArea(surface, nodal_areas);
+            ORQBasMap<int, double> nodalAreas = NodalAreas(elementsBySide);
+            areas.AppendSurfaceIdNodeArea(surface, nodalAreas);
             m_report.Keep("side set", name, static_cast<std::int64_t>(sides.size()));
         }
         areas.WriteSurfaceNodalAreas(m_builder.Model());

@@ -46,35 +46,38 @@ std::string ORQExcNearNames(std::string_view wanted, std::span<const std::string
 
 std::vector<std::string> ORQExcSpeltAlike(const std::string& wanted, const std::string& part,
                                           std::span<const std::string> names) {
-    const std::string plain_wanted = WithoutCase(wanted);
-    const std::string plain_part = WithoutCase(part);
+    const std::string plainWanted = WithoutCase(wanted);
+    const std::string plainPart = WithoutCase(part);
     const std::size_t most = std::max<std::size_t>(2, wanted.size() / 3);
     struct Like {
-        bool is_other_beginning;
+        bool isOtherBeginning;
         std::size_t distance;
         const std::string* name;
     };
     std::vector<Like> like;
     for (const std::string& name : names) {
         const std::string plain = WithoutCase(name);
-        const std::size_t distance = EditDistance(plain_wanted, plain);
-        if (plain.find(plain_part) != std::string::npos || distance <= most)
-            like.push_back({!plain.starts_with(plain_wanted), distance, &name});
+        const std::size_t distance = EditDistance(plainWanted, plain);
+        if (plain.find(plainPart) != std::string::npos || distance <= most) {
+            like.push_back({!plain.starts_with(plainWanted), distance, &name});
+        }
     }
     std::ranges::stable_sort(like, [](const Like& a, const Like& b) {
-        return std::pair(a.is_other_beginning, a.distance) <
-               std::pair(b.is_other_beginning, b.distance);
+        return std::pair(a.isOtherBeginning, a.distance) <
+               std::pair(b.isOtherBeginning, b.distance);
     });
     like.resize(std::min<std::size_t>(like.size(), 5));
     std::vector<std::string> alike;
-    for (const Like& one : like)
+    for (const Like& one : like) {
         alike.push_back(*one.name);
+    }
     return alike;
 }
 
 std::string ORQExcIsIt(std::span<const std::string> alike) {
     std::string text;
-    for (const std::string& name : alike)
+    for (const std::string& name : alike) {
         text += (text.empty() ? "; is it " : ", ") + ORQExcPrintable(name);
+    }
     return text.empty() ? text : text + "?";
 }

@@ -158,7 +158,7 @@ TEST_F(HeatConduction, AnIncrementThatDoesNotConvergeIsCutBackUntilItDoes) {
     ASSERT_FALSE(conditions.empty());
     double timeStep = options.timeStep / 2;
     for (const ORQObjCondition& condition : conditions) {
-        EXPECT_EQ(condition.GetCode(), heat::kCutBack);
+        EXPECT_EQ(condition.GetCode(), heat::CutBack);
         EXPECT_EQ(condition.GetSeverity(), ORQObjSeverity::Warning);
     }
     const auto arguments = conditions.front().ReadArguments();
@@ -173,7 +173,7 @@ TEST_F(HeatConduction, AnIncrementThatDoesNotConvergeIsCutBackUntilItDoes) {
     EXPECT_FALSE(heat::RunHeatAnalysis(document, options));
     const auto again = ConditionsOf(document, "Again");
     ASSERT_FALSE(again.empty());
-    EXPECT_EQ(again.back().GetCode(), heat::kNoConvergence);
+    EXPECT_EQ(again.back().GetCode(), heat::NoConvergence);
     EXPECT_EQ(again.back().GetSeverity(), ORQObjSeverity::Error);
     EXPECT_EQ(ORQObjReadJobStatus(document), ORQObjJobStatus::Failed);
 }

@@ -50,25 +50,25 @@ json ReadJson(const fs::path& deck, const fs::path& out) {
 class RealDeck : public testing::TestWithParam<const char*> {
   protected:
     void SetUp() override {
-        deck_ = fs::path(ORQ_SHARED_MODELS) / GetParam();
-        if (!fs::exists(deck_)) {
+        m_deck = fs::path(ORQ_SHARED_MODELS) / GetParam();
+        if (!fs::exists(m_deck)) {
             GTEST_SKIP() << "no real models on this machine";
         }
-        ASSERT_EQ(RunHere({"import", deck_.string(), "-o", folder_ / "m.orq"}).status, 0);
-        said_ = ReadJson(deck_, folder_ / "said.json");
+        ASSERT_EQ(RunHere({"import", m_deck.string(), "-o", m_folder / "m.orq"}).status, 0);
+        m_said = ReadJson(m_deck, m_folder / "said.json");
     }
     static ORQExcModel Model(const std::string& name) {
         return ORQExcModel(
             ORQObjDocument(ORQSimDatabase::Open(name, ORQSimDatabase::Mode::ReadOnly)));
     }
 
-    ScratchFolder folder_;
-    fs::path deck_;
-    json said_;
+    ScratchFolder m_folder;
+    fs::path m_deck;
+    json m_said;
 };
 
 TEST_P(RealDeck, HoldsTheNodesAndElementsOfTheDeck) {
-    const ORQExcModel model = Model(folder_ / "m.orq");
+    const ORQExcModel model = Model(m_folder / "m.orq");
     const std::vector<int> labels = model.NodeLabels();
     std::vector<double> positions(3 * labels.size());
     model.ReadCoordinates(0, model.NumNodes(), positions);
@@ -77,7 +77,7 @@ TEST_P(RealDeck, HoldsTheNodesAndElementsOfTheDeck) {
         nodes[std::to_string(labels[i])] =
             std::vector<double>(&positions[3 * i], &positions[3 * i] + 3);
     }
-    EXPECT_TRUE(nodes == said_["nodes"]);
+    EXPECT_TRUE(nodes == m_said["nodes"]);
 
     const std::vector<int> elementLabels = model.ElementLabels();
     json elements;
@@ -95,12 +95,12 @@ TEST_P(RealDeck, HoldsTheNodesAndElementsOfTheDeck) {
                 block.shapeName, block.number, named};
         }
     }
-    EXPECT_TRUE(elements == said_["elements"]);
+    EXPECT_TRUE(elements == m_said["elements"]);
 }
 
 TEST_P(RealDeck, HoldsWhatTheFactsSay) {
     const json facts = json::parse(Bytes(fs::path(ORQ_SHARED_MODELS) / "facts.json"))[GetParam()];
-    const ORQExcModel model = Model(folder_ / "m.orq");
+    const ORQExcModel model = Model(m_folder / "m.orq");
     EXPECT_EQ(model.NumNodes(), facts["nodes"]);
     json byType = json::object();
     json byProperty = json::object();
@@ -129,7 +129,7 @@ TEST_P(RealDeck, HoldsWhatTheFactsSay) {
 }
 
 TEST_P(RealDeck, LayersAreThePliesOfTheDeck) {
-    const ORQExcModel model = Model(folder_ / "m.orq");
+    const ORQExcModel model = Model(m_folder / "m.orq");
     const ORQSimCollection sections(
         model.Document().GetModel().GetPosition(ORQSimSchema::Model_sections).GetCollection());
     json plies;
@@ -147,31 +147,31 @@ TEST_P(RealDeck, LayersAreThePliesOfTheDeck) {
             const std::string number = std::to_string(position.DataRecord().GetInt(1));
             layers.push_back({section.GetMaterials()[i].DataRecord().GetInt(0),
                               section.GetConstThicknesses()[i],
-                              isTurned ? said_["plies"][number][i][2]
+                              isTurned ? m_said["plies"][number][i][2]
                                        : json(section.GetConstRotationAngles()[i])});
         }
         const std::string number = std::to_string(position.DataRecord().GetInt(1));
-        EXPECT_EQ(layers, said_["plies"][number]) << number;
+        EXPECT_EQ(layers, m_said["plies"][number]) << number;
         plies[number] = layers;
     }
-    EXPECT_EQ(plies.size(), said_["plies"].size());
+    EXPECT_EQ(plies.size(), m_said["plies"].size());
 }
 
 TEST_P(RealDeck, ComesBackEqual) {
-    const std::string once = folder_ / "once.bdf";
-    const std::string twice = folder_ / "twice.bdf";
-    ASSERT_EQ(RunHere({"export", folder_ / "m.orq", "-o", once, "--strict"}).status, 0);
-    json back = ReadJson(once, folder_ / "back.json");
+    const std::string once = m_folder / "once.bdf";
+    const std::string twice = m_folder / "twice.bdf";
+    ASSERT_EQ(RunHere({"export", m_folder / "m.orq", "-o", once, "--strict"}).status, 0);
+    json back = ReadJson(once, m_folder / "back.json");
     for (const char* content : {"nodes", "elements", "plies", "materials"}) {
-        EXPECT_TRUE(back[content] == said_[content]) << content;
+        EXPECT_TRUE(back[content] == m_said[content]) << content;
     }
     for (const char* card : {"CONM2", "RBE2", "SET1", "PBARL"}) {
-        EXPECT_EQ(back["cards"][card], said_["cards"][card]) << card;
+        EXPECT_EQ(back["cards"][card], m_said["cards"][card]) << card;
     }
-    ASSERT_EQ(RunHere({"import", once, "-o", folder_ / "n.orq"}).status, 0);
-    ASSERT_EQ(RunHere({"export", folder_ / "n.orq", "-o", twice}).status, 0);
+    ASSERT_EQ(RunHere({"import", once, "-o", m_folder / "n.orq"}).status, 0);
+    ASSERT_EQ(RunHere({"export", m_folder / "n.orq", "-o", twice}).status, 0);
     EXPECT_TRUE(Bytes(once) == Bytes(twice));
-    EXPECT_EQ(RunHere({"verify", folder_ / "n.orq"}).status, 0);
+    EXPECT_EQ(RunHere({"verify", m_folder / "n.orq"}).status, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, RealDeck,
@@ -196,8 +196,8 @@ ENDDATA
 class Deck : public testing::Test {
   protected:
     fs::path Written(std::string_view text, const char* name = "deck.bdf") const {
-        PutBytes(folder_ / name, text);
-        return folder_ / name;
+        PutBytes(m_folder / name, text);
+        return m_folder / name;
     }
     NastranReader Read(std::string_view text) const { return NastranReader(Written(text)); }
     /// With the folder's name left out.
@@ -206,7 +206,7 @@ class Deck : public testing::Test {
         try {
             Read(text);
         } catch (const ORQExcImportError& error) {
-            const std::string prefix = folder_ / "";
+            const std::string prefix = m_folder / "";
             for (std::string one : error.Errors()) {
                 for (auto at = one.find(prefix); at != std::string::npos; at = one.find(prefix)) {
                     one.erase(at, prefix.size());
@@ -230,7 +230,7 @@ class Deck : public testing::Test {
         return losses;
     }
 
-    ScratchFolder folder_;
+    ScratchFolder m_folder;
 };
 
 TEST(BulkNumbers, AreReadInEverySpelling) {
@@ -375,9 +375,9 @@ TEST_F(Deck, EachKindOfElementAndSetComesBack) {
         "MAT1,5,7.+10,,.3\n"
         "RBE2,20,5,123,1,2\nRBE3,21,,6,123456,1.,123,1,2\n,3\nRBAR,22,1,2,123456\n"
         "SET1,1,1,THRU,7\nSET1,2,11,12,3,10\nSET1,3,101\nSPC1,9,12,2,THRU,30\n";
-    ASSERT_EQ(RunHere({"import", Written(text).string(), "-o", folder_ / "m.orq"}).status, 0);
-    const std::string once = folder_ / "once.bdf";
-    ASSERT_EQ(RunHere({"export", folder_ / "m.orq", "-o", once, "--strict"}).status, 0);
+    ASSERT_EQ(RunHere({"import", Written(text).string(), "-o", m_folder / "m.orq"}).status, 0);
+    const std::string once = m_folder / "once.bdf";
+    ASSERT_EQ(RunHere({"export", m_folder / "m.orq", "-o", once, "--strict"}).status, 0);
     NastranReader first = Read(text);
     NastranReader second{fs::path(once)};
     EXPECT_EQ(Coordinates(first), Coordinates(second));
@@ -520,10 +520,10 @@ TEST_F(Deck, ManyErrorsAreCountedAndShownEachOnItsLine) {
     ASSERT_EQ(errors.size(), 21);
     EXPECT_EQ(errors.back(), "deck.bdf: and 5 more errors");
     const CommandResult result =
-        RunHere({"import", Written(text).string(), "-o", folder_ / "m.orq"});
+        RunHere({"import", Written(text).string(), "-o", m_folder / "m.orq"});
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(std::ranges::count(result.err, '\n'), 21);
-    EXPECT_FALSE(fs::exists(folder_ / "m.orq"));
+    EXPECT_FALSE(fs::exists(m_folder / "m.orq"));
 }
 
 TEST_F(Deck, AChainOfCoordinateSystemsMayBeLong) {
@@ -553,7 +553,7 @@ TEST_F(Deck, FilesThatIncludeOthersAgainAndAgainEnd) {
     constexpr int kLevels = 41;
     for (int level = 1; level <= kLevels; ++level) {
         const std::string next = "INCLUDE 'level" + std::to_string(level + 1) + ".bdf'\n";
-        PutBytes(folder_ / ("level" + std::to_string(level) + ".bdf"),
+        PutBytes(m_folder / ("level" + std::to_string(level) + ".bdf"),
                  level < kLevels ? next + next : "$ the last one\n");
     }
     const std::vector<std::string> errors = ErrorsOf("BEGIN BULK\nINCLUDE 'level1.bdf'\n");
@@ -566,7 +566,7 @@ TEST_F(Deck, FilesThatIncludeOthersAgainAndAgainEnd) {
     std::string includes;
     for (int i = 0; i < 800; ++i) {
         const std::string name = "part" + std::to_string(i) + ".bdf";
-        PutBytes(folder_ / name, "GRID," + std::to_string(1000 + i) + ",,0.,0.,0.\n");
+        PutBytes(m_folder / name, "GRID," + std::to_string(1000 + i) + ",,0.,0.,0.\n");
         includes += "INCLUDE '" + name + "'\n";
     }
     many.insert(many.find("GRID,1,"), includes);
@@ -574,9 +574,9 @@ TEST_F(Deck, FilesThatIncludeOthersAgainAndAgainEnd) {
 }
 
 TEST_F(Deck, HasAMostOfLines) {
-    const std::string file = folder_ / "deck.bdf";
+    const std::string file = m_folder / "deck.bdf";
     PutBytes(file, "BEGIN BULK\nGRID,1\nINCLUDE 'more.bdf'\nGRID,4\n");
-    PutBytes(folder_ / "more.bdf", "GRID,2\nGRID,3\n");
+    PutBytes(m_folder / "more.bdf", "GRID,2\nGRID,3\n");
     for (const std::int64_t most : {6, 5}) {
         NastranProblems problems;
         NastranDeck deck(file, problems, {.files = 2, .lines = most});
@@ -597,7 +597,7 @@ TEST_F(Deck, HasAMostOfLines) {
 TEST_F(Deck, IsKnownByItsContents) {
     EXPECT_EQ(
         RunHere({"import", Written(std::string("SOL 101\nCEND\nBEGIN BULK\n") + kDeck, "deck"),
-                 "-o", folder_ / "m.orq"})
+                 "-o", m_folder / "m.orq"})
             .status,
         0);
 }
@@ -617,13 +617,13 @@ TEST_F(Deck, BytesAtRandomAreNoDeckOrAnError) {
 }
 
 TEST_F(Deck, MeshesOfOtherFormatsAreWritten) {
-    const std::string model = folder_ / "m.orq";
-    const std::string deck = folder_ / "wing.bdf";
+    const std::string model = m_folder / "m.orq";
+    const std::string deck = m_folder / "wing.bdf";
     ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", model}).status, 0);
     const CommandResult result = RunHere({"export", model, "-o", deck});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.out, HasSubstr("the model does not hold property"));
-    const json written = ReadJson(deck, folder_ / "wing.json");
+    const json written = ReadJson(deck, m_folder / "wing.json");
     const exodus_file::Mesh mesh = exodus_file::Read(ORQ_WING_BOX);
     ASSERT_EQ(written["nodes"].size(), mesh.positions.size());
     for (std::size_t i = 0; i < mesh.positions.size(); ++i) {

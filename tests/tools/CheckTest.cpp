@@ -30,35 +30,35 @@ class CheckTest : public testing::Test {
   protected:
     /// The wing box with its layers.
     void ImportWingBox() const {
-        ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", database_, "--layup", ORQ_WING_BOX_LAYUP})
+        ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", m_database, "--layup", ORQ_WING_BOX_LAYUP})
                       .status,
                   0);
     }
     template <class Change>
     void Edit(const Change& change) const {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(database_, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimDatabase::Open(m_database, ORQSimDatabase::Mode::ReadWrite);
         ORQSimTransaction transaction(database.ContextID());
         change(ORQObjDocument(database));
         transaction.Commit();
     }
 
-    ScratchFolder folder_;
-    std::string database_ = (folder_ / "model.orq").string();
+    ScratchFolder m_folder;
+    std::string m_database = (m_folder / "model.orq").string();
 };
 
 TEST_F(CheckTest, TheWingBoxWithItsAnalysisHasNoFindings) {
     ImportWingBox();
-    const CommandResult bare = RunHere({"check", database_});
+    const CommandResult bare = RunHere({"check", m_database});
     EXPECT_EQ(bare.status, 1);
     EXPECT_EQ(bare.out, "Model has no Steps.\n");
 
     Edit(wing_box::AddAnalysis);
-    const CommandResult whole = RunHere({"check", database_});
+    const CommandResult whole = RunHere({"check", m_database});
     EXPECT_EQ(whole.status, 0);
     EXPECT_EQ(whole.out, "");
     EXPECT_EQ(whole.err, "");
-    EXPECT_EQ(RunHere({"verify", database_}).status, 0);
+    EXPECT_EQ(RunHere({"verify", m_database}).status, 0);
 }
 
 TEST_F(CheckTest, FindingsAreExplainedInGroups) {
@@ -66,25 +66,27 @@ TEST_F(CheckTest, FindingsAreExplainedInGroups) {
     Edit([](const ORQObjDocument& document) {
         const ORQSimSet inUse = document.Focus().GetSet(ORQSimSchema::Focus_externalPlyIds);
         std::vector<ORQSimPosition> plies;
-        for (auto ply = inUse.Begin(); ply.NotDone(); ++ply)
+        for (auto ply = inUse.Begin(); ply.NotDone(); ++ply) {
             plies.push_back(*ply);
-        for (const ORQSimPosition& ply : plies)
+        }
+        for (const ORQSimPosition& ply : plies) {
             document.Focus().GetSet(ORQSimSchema::Focus_externalPlyIds).Remove(ply);
+        }
     });
-    const json listed = json::parse(RunHere({"check", database_, "--json"}).out);
+    const json listed = json::parse(RunHere({"check", m_database, "--json"}).out);
     EXPECT_TRUE(listed["complete"]);
     EXPECT_FALSE(listed.contains("explanations"));
-    const std::size_t n_findings = listed["findings"].size();
-    ASSERT_GT(n_findings, 2U);
+    const std::size_t nFindings = listed["findings"].size();
+    ASSERT_GT(nFindings, 2U);
     EXPECT_EQ(listed["findings"].back(), "Model has no Steps.");
 
-    const json explained = json::parse(RunHere({"check", database_, "--json", "--explain"}).out);
+    const json explained = json::parse(RunHere({"check", m_database, "--json", "--explain"}).out);
     ASSERT_EQ(explained["explanations"].size(), 2U);
     EXPECT_EQ(explained["explanations"][0]["check"], "Plies");
-    EXPECT_EQ(explained["explanations"][0]["findings"].size(), n_findings - 1);
-    EXPECT_EQ(explained["explanations"][1]["findings"], json::array({n_findings - 1}));
+    EXPECT_EQ(explained["explanations"][0]["findings"].size(), nFindings - 1);
+    EXPECT_EQ(explained["explanations"][1]["findings"], json::array({nFindings - 1}));
 
-    const CommandResult text = RunHere({"check", database_, "--explain"});
+    const CommandResult text = RunHere({"check", m_database, "--explain"});
     EXPECT_EQ(text.status, 1);
     EXPECT_THAT(text.out, AllOf(HasSubstr("Plies\n  Ply \""),
                                 HasSubstr("Steps\n  Model has no Steps.\n    It means: "),
@@ -112,14 +114,14 @@ TEST_F(CheckTest, ASectionThatCannotBeReadIsNamedAfterTheFindings) {
             .SetBuffer(ORQSimbufMain, values.data(), sizeof values)
             .ExecWrite();
     });
-    const CommandResult result = RunHere({"check", database_});
+    const CommandResult result = RunHere({"check", m_database});
     EXPECT_EQ(result.status, 3);
     EXPECT_EQ(result.out, "Model has no Steps.\n");
-    EXPECT_THAT(result.err, AllOf(HasSubstr(database_), HasSubstr("section \"skin upper\""),
+    EXPECT_THAT(result.err, AllOf(HasSubstr(m_database), HasSubstr("section \"skin upper\""),
                                   HasSubstr("layer.Size() == 1")));
-    const CommandResult json_result = RunHere({"check", database_, "--json"});
-    EXPECT_EQ(json_result.status, 3);
-    const json object = json::parse(json_result.out);
+    const CommandResult jsonResult = RunHere({"check", m_database, "--json"});
+    EXPECT_EQ(jsonResult.status, 3);
+    const json object = json::parse(jsonResult.out);
     EXPECT_FALSE(object["complete"]);
     EXPECT_THAT(object["reason"].get<std::string>(),
                 AllOf(HasSubstr("section \"skin upper\""), HasSubstr("layer.Size() == 1")));
@@ -134,19 +136,19 @@ TEST_F(CheckTest, ValuesThatTheDatabaseRefusesEndTheCheckAsUnreadable) {
         data.SetPosition(ORQSimSchema::SectionData_constantThicknesses,
                          ORQObjMesh(document.GetMesh()).GetCoordinates());
     });
-    const CommandResult result = RunHere({"check", database_, "--json"});
+    const CommandResult result = RunHere({"check", m_database, "--json"});
     EXPECT_EQ(result.status, 3);
     const json object = json::parse(result.out);
     EXPECT_FALSE(object["complete"]);
     EXPECT_EQ(object["findings"], json::array({"Model has no Steps."}));
     EXPECT_THAT(
         object["reason"].get<std::string>(),
-        AllOf(HasSubstr(database_), HasSubstr("section \"skin upper\""), HasSubstr("collection")));
+        AllOf(HasSubstr(m_database), HasSubstr("section \"skin upper\""), HasSubstr("collection")));
     EXPECT_THAT(result.err, HasSubstr("section \"skin upper\""));
 }
 
 TEST_F(CheckTest, NoDatabaseIsAnError) {
-    const CommandResult result = RunHere({"check", (folder_ / "none.orq").string()});
+    const CommandResult result = RunHere({"check", (m_folder / "none.orq").string()});
     EXPECT_EQ(result.status, 3);
     EXPECT_THAT(result.err, HasSubstr("none.orq"));
 }
@@ -165,10 +167,12 @@ TEST(FindingGuideTest, EveryFindingOfTheCheckerHasItsExplanation) {
     }
     met.insert(&FindingKinds().front());  // a model without a mesh
     for (const auto& group :
-         Explain({"Shell section \"S\" cannot be checked: field 0 holds a string."}))
+         Explain({"Shell section \"S\" cannot be checked: field 0 holds a string."})) {
         met.insert(group.kind);
-    for (const FindingKind& kind : FindingKinds().first(FindingKinds().size() - 1))
+    }
+    for (const FindingKind& kind : FindingKinds().first(FindingKinds().size() - 1)) {
         EXPECT_TRUE(met.contains(&kind)) << kind.pattern;
+    }
     EXPECT_EQ(Explain({"Mesh is not present in this Model.", "what nobody knows"}).back().kind,
               &FindingKinds().back());
 }

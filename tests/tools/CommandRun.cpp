@@ -23,12 +23,14 @@ pid_t StartProgram(const std::filesystem::path& program, const Arguments& argume
                    const std::function<void()>& prepare) {
     std::vector<char*> words;
     words.push_back(const_cast<char*>(program.c_str()));
-    for (const auto& argument : arguments)
+    for (const auto& argument : arguments) {
         words.push_back(const_cast<char*>(argument.c_str()));
+    }
     words.push_back(nullptr);
     const pid_t process = fork();
-    if (process < 0)
+    if (process < 0) {
         throw std::runtime_error("cannot fork");
+    }
     if (process == 0) {
         dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDOUT_FILENO);
         dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDERR_FILENO);
@@ -46,8 +48,9 @@ pid_t Start(const Arguments& arguments, const std::filesystem::path& out,
 
 int StatusOf(pid_t process) {
     int status = 0;
-    if (waitpid(process, &status, 0) != process)
+    if (waitpid(process, &status, 0) != process) {
         throw std::runtime_error("cannot wait");
+    }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 

@@ -38,22 +38,22 @@ using testing::StartsWith;
 class DamageTest : public testing::Test {
   protected:
     DamageTest() {
-        folder_.HoldsDamage();
-        EXPECT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", target_}).status, 0);
-        catalogue_ = Bytes(CataloguePath());
-        bulk_ = Bytes(BulkPath());
-        lock_ = Bytes(target_ + "/lock");
-        info_ = RunHere({"info", target_, "--json"}).out;
+        m_folder.HoldsDamage();
+        EXPECT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", m_target}).status, 0);
+        m_catalogue = Bytes(CataloguePath());
+        m_bulk = Bytes(BulkPath());
+        m_lock = Bytes(m_target + "/lock");
+        m_info = RunHere({"info", m_target, "--json"}).out;
     }
-    std::string CataloguePath() const { return target_ + "/catalogue.sqlite"; }
-    std::string BulkPath() const { return target_ + "/bulk.bin"; }
+    std::string CataloguePath() const { return m_target + "/catalogue.sqlite"; }
+    std::string BulkPath() const { return m_target + "/bulk.bin"; }
 
     void Restore() const {
-        fs::remove_all(target_);
-        fs::create_directory(target_);
-        PutBytes(CataloguePath(), catalogue_);
-        PutBytes(BulkPath(), bulk_);
-        PutBytes(target_ + "/lock", lock_);
+        fs::remove_all(m_target);
+        fs::create_directory(m_target);
+        PutBytes(CataloguePath(), m_catalogue);
+        PutBytes(BulkPath(), m_bulk);
+        PutBytes(m_target + "/lock", m_lock);
     }
 
     /// Through the program's own VFS, so that pages keep their checksums.
@@ -69,11 +69,11 @@ class DamageTest : public testing::Test {
 
     /// Answers whether verify finds the damage; what info prints is right in any case.
     bool IsFound() const {
-        const CommandResult verified = RunHere({"verify", target_});
+        const CommandResult verified = RunHere({"verify", m_target});
         EXPECT_THAT(verified.status, testing::AnyOf(0, 3)) << verified.err;
-        const CommandResult info = RunHere({"info", target_, "--json"});
+        const CommandResult info = RunHere({"info", m_target, "--json"});
         if (info.status == 0) {
-            EXPECT_EQ(info.out, info_);
+            EXPECT_EQ(info.out, m_info);
         } else {
             EXPECT_EQ(info.status, 3) << info.err;
         }
@@ -83,25 +83,25 @@ class DamageTest : public testing::Test {
 
     void ExpectRefused(const std::string& file, const std::string& text) const {
         for (const char* command : {"info", "verify"}) {
-            const CommandResult result = RunHere({command, target_});
+            const CommandResult result = RunHere({command, m_target});
             EXPECT_EQ(result.status, 3) << command;
             EXPECT_THAT(result.out + result.err, AllOf(HasSubstr(file), HasSubstr(text)));
         }
     }
 
-    exodus_file::ScratchFolder folder_;
-    std::string target_ = folder_ / "model.orq";
-    std::string catalogue_;
-    std::string bulk_;
-    std::string lock_;
-    std::string info_;
+    exodus_file::ScratchFolder m_folder;
+    std::string m_target = m_folder / "model.orq";
+    std::string m_catalogue;
+    std::string m_bulk;
+    std::string m_lock;
+    std::string m_info;
 };
 
 TEST_F(DamageTest, AChangedByteIsFoundOrMeansNothing) {
     std::mt19937 random(20);
-    for (const bool in_catalogue : {true, false}) {
-        const std::string& whole = in_catalogue ? catalogue_ : bulk_;
-        int n_found = 0;
+    for (const bool inCatalogue : {true, false}) {
+        const std::string& whole = inCatalogue ? m_catalogue : m_bulk;
+        int nFound = 0;
         constexpr int kRounds = 40;
         for (int round = 0; round < kRounds; ++round) {
             Restore();
@@ -109,12 +109,12 @@ TEST_F(DamageTest, AChangedByteIsFoundOrMeansNothing) {
             const std::size_t place =
                 round < 15 ? static_cast<std::size_t>(round) : random() % whole.size();
             bytes[place] = static_cast<char>(bytes[place] ^ (1 << random() % 8));
-            PutBytes(in_catalogue ? CataloguePath() : BulkPath(), bytes);
-            SCOPED_TRACE(testing::Message() << "catalogue " << in_catalogue << " byte " << place);
-            n_found += IsFound() ? 1 : 0;
+            PutBytes(inCatalogue ? CataloguePath() : BulkPath(), bytes);
+            SCOPED_TRACE(testing::Message() << "catalogue " << inCatalogue << " byte " << place);
+            nFound += IsFound() ? 1 : 0;
         }
         // Bulk data ends somewhere in its last page; a catalogue has no slack.
-        EXPECT_GE(n_found, in_catalogue ? kRounds : kRounds / 2);
+        EXPECT_GE(nFound, inCatalogue ? kRounds : kRounds / 2);
     }
     Restore();
     EXPECT_FALSE(IsFound());
@@ -122,12 +122,12 @@ TEST_F(DamageTest, AChangedByteIsFoundOrMeansNothing) {
 
 TEST_F(DamageTest, MissingAndForeignFilesAreNamed) {
     fs::remove(BulkPath());
-    ExpectRefused(target_, "bulk.bin is missing");
+    ExpectRefused(m_target, "bulk.bin is missing");
     Restore();
     fs::remove(CataloguePath());
-    ExpectRefused(target_, "catalogue.sqlite is missing");
+    ExpectRefused(m_target, "catalogue.sqlite is missing");
     Restore();
-    const std::string other = folder_ / "other.orq";
+    const std::string other = m_folder / "other.orq";
     ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", other}).status, 0);
     PutBytes(BulkPath(), Bytes(other + "/bulk.bin"));
     ExpectRefused(BulkPath(), "another");
@@ -136,11 +136,11 @@ TEST_F(DamageTest, MissingAndForeignFilesAreNamed) {
     ExpectRefused(CataloguePath(), "");
 
     for (const char* command : {"info", "verify"}) {
-        CommandResult result = RunHere({command, folder_ / "missing.orq"});
+        CommandResult result = RunHere({command, m_folder / "missing.orq"});
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, AllOf(StartsWith("orqmodel: "), HasSubstr("missing.orq")));
-        fs::create_directory(folder_ / "empty");
-        result = RunHere({command, folder_ / "empty"});
+        fs::create_directory(m_folder / "empty");
+        result = RunHere({command, m_folder / "empty"});
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, HasSubstr("is not a model database"));
         result = RunHere({command, ORQ_WING_BOX});
@@ -152,7 +152,7 @@ TEST_F(DamageTest, MissingAndForeignFilesAreNamed) {
 /// Whole files whose contents do not fit together, as another writer may have left them.
 TEST_F(DamageTest, WhatAModelNamesMustExist) {
     using namespace ORQSimSchema;
-    const auto first_block = [](const ORQObjMesh& mesh) {
+    const auto firstBlock = [](const ORQObjMesh& mesh) {
         return mesh.Position().GetVector(Mesh_blocks)[0];
     };
     const struct {
@@ -192,53 +192,57 @@ TEST_F(DamageTest, WhatAModelNamesMustExist) {
          }},
         {"block \"skin_upper\": has members of another",
          [&](const ORQObjMesh& mesh) {
-             first_block(mesh).SetPosition(Block_elements, mesh.GetUserNodes());
+             firstBlock(mesh).SetPosition(Block_elements, mesh.GetUserNodes());
          }},
         {"the element shape \"HEX9\" is not known",
-         [&](const ORQObjMesh& mesh) { first_block(mesh).DataRecord().SetString(2, "HEX9"); }},
+         [&](const ORQObjMesh& mesh) {
+             firstBlock(mesh).DataRecord().SetString(2, "HEX9");
+         }},
     };
     for (const auto& [error, change] : cases) {
         Restore();
         {
             const ORQObjDocument document =
-                ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadWrite);
+                ORQSimDatabase::Open(m_target, ORQSimDatabase::Mode::ReadWrite);
             ORQSimTransaction transaction(document.ContextID());
             change(ORQObjMesh(document.GetMesh()));
             transaction.Commit();
         }
-        const CommandResult result = RunHere({"export", target_, "-o", folder_ / "out.vtu"});
+        const CommandResult result = RunHere({"export", m_target, "-o", m_folder / "out.vtu"});
         EXPECT_EQ(result.status, 3) << error;
         EXPECT_THAT(result.err, HasSubstr(error));
-        EXPECT_FALSE(fs::exists(folder_ / "out.vtu"));
+        EXPECT_FALSE(fs::exists(m_folder / "out.vtu"));
     }
 }
 
 TEST_F(DamageTest, CopyMakesAnEqualDatabaseOrNone) {
-    const std::string made = folder_ / "copy.orq";
-    const CommandResult copied = RunHere({"copy", target_, made, "--json"});
+    const std::string made = m_folder / "copy.orq";
+    const CommandResult copied = RunHere({"copy", m_target, made, "--json"});
     EXPECT_EQ(copied.status, 0) << copied.err;
     EXPECT_EQ(nlohmann::json::parse(copied.out)["output"], made);
     EXPECT_EQ(RunHere({"verify", made}).status, 0);
-    for (const auto& [database, picture] : {std::pair(target_, "a.vtu"), std::pair(made, "b.vtu")})
-        EXPECT_EQ(RunHere({"export", database, "-o", folder_ / picture}).status, 0);
-    EXPECT_EQ(Bytes(folder_ / "a.vtu"), Bytes(folder_ / "b.vtu"));
+    for (const auto& [database, picture] :
+         {std::pair(m_target, "a.vtu"), std::pair(made, "b.vtu")}) {
+        EXPECT_EQ(RunHere({"export", database, "-o", m_folder / picture}).status, 0);
+    }
+    EXPECT_EQ(Bytes(m_folder / "a.vtu"), Bytes(m_folder / "b.vtu"));
 
-    EXPECT_EQ(RunHere({"copy", target_, made}).status, 2);
-    EXPECT_EQ(RunHere({"copy", target_, made, "--force"}).status, 0);
+    EXPECT_EQ(RunHere({"copy", m_target, made}).status, 2);
+    EXPECT_EQ(RunHere({"copy", m_target, made, "--force"}).status, 0);
     std::string bytes = Bytes(BulkPath());
     bytes[4096 + 100] = static_cast<char>(bytes[4096 + 100] ^ 1);
     PutBytes(BulkPath(), bytes);
-    EXPECT_EQ(RunHere({"copy", target_, made, "--force"}).status, 3);
-    EXPECT_EQ(RunHere({"copy", target_, folder_ / "none.orq"}).status, 3);
-    EXPECT_FALSE(fs::exists(folder_ / "none.orq"));
+    EXPECT_EQ(RunHere({"copy", m_target, made, "--force"}).status, 3);
+    EXPECT_EQ(RunHere({"copy", m_target, m_folder / "none.orq"}).status, 3);
+    EXPECT_FALSE(fs::exists(m_folder / "none.orq"));
     EXPECT_EQ(RunHere({"verify", made}).status, 0);
 }
 
 TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
-    const std::string made = folder_ / "recovered.orq";
+    const std::string made = m_folder / "recovered.orq";
     const auto recover = [&] {
         fs::remove_all(made);
-        const CommandResult result = RunHere({"recover", target_, "-o", made, "--json"});
+        const CommandResult result = RunHere({"recover", m_target, "-o", made, "--json"});
         EXPECT_EQ(RunHere({"verify", made}).status, 0) << result.err;
         return std::pair(result.status, nlohmann::json::parse(result.out));
     };
@@ -248,17 +252,18 @@ TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
         PutBytes(file, bytes);
     };
     // Whole, and with the page that describes the file damaged: all is there.
-    for (const bool is_damaged : {false, true}) {
-        if (is_damaged)
+    for (const bool isDamaged : {false, true}) {
+        if (isDamaged) {
             flip(CataloguePath(), 50);
+        }
         const auto [status, answer] = recover();
         EXPECT_EQ(status, 0);
-        EXPECT_EQ(answer["damage"].empty(), !is_damaged);
+        EXPECT_EQ(answer["damage"].empty(), !isDamaged);
         EXPECT_THAT(answer["lost"], testing::IsEmpty());
         EXPECT_EQ(
-            RunHere({"export", made, "-o", folder_ / (is_damaged ? "b.vtu" : "a.vtu")}).status, 0);
+            RunHere({"export", made, "-o", m_folder / (isDamaged ? "b.vtu" : "a.vtu")}).status, 0);
     }
-    EXPECT_EQ(Bytes(folder_ / "a.vtu"), Bytes(folder_ / "b.vtu"));
+    EXPECT_EQ(Bytes(m_folder / "a.vtu"), Bytes(m_folder / "b.vtu"));
 
     // The first array is the coordinates of the nodes; what is left says so and can be looked at.
     Restore();
@@ -267,11 +272,11 @@ TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
     EXPECT_EQ(status, 1);
     ASSERT_FALSE(answer["lost"].empty());
     EXPECT_THAT(answer["lost"][0].get<std::string>(), HasSubstr("model / mesh / "));
-    EXPECT_LT(answer["recovered"]["bulk_bytes"], bulk_.size());
+    EXPECT_LT(answer["recovered"]["bulk_bytes"], m_bulk.size());
     EXPECT_EQ(RunHere({"info", made}).status, 0);
-    EXPECT_EQ(RunHere({"recover", target_, "-o", made}).status, 2);
-    EXPECT_EQ(RunHere({"recover", ORQ_WING_BOX, "-o", folder_ / "none.orq"}).status, 3);
-    EXPECT_FALSE(fs::exists(folder_ / "none.orq"));
+    EXPECT_EQ(RunHere({"recover", m_target, "-o", made}).status, 2);
+    EXPECT_EQ(RunHere({"recover", ORQ_WING_BOX, "-o", m_folder / "none.orq"}).status, 3);
+    EXPECT_FALSE(fs::exists(m_folder / "none.orq"));
 }
 
 // Pages and checksums are right, and rows make no sense: every command ends, and with status 3
@@ -282,13 +287,13 @@ TEST_F(DamageTest, RowsThatMakeNoSenseEndEveryCommandWith3) {
                                   {"check"},
                                   {"layers"},
                                   {"materials"},
-                                  {"map", target_},
+                                  {"map", m_target},
                                   {"adjacency", "--node", "1"},
                                   {"find", "nodeset", "tip"},
-                                  {"export", "-o", folder_ / "m.e", "--force"},
-                                  {"export", "-o", folder_ / "m.bdf", "--force"},
-                                  {"export", "-o", folder_ / "m.vtu", "--force"},
-                                  {"draw", "-o", folder_ / "m.png", "--size", "64x64", "--force"}};
+                                  {"export", "-o", m_folder / "m.e", "--force"},
+                                  {"export", "-o", m_folder / "m.bdf", "--force"},
+                                  {"export", "-o", m_folder / "m.vtu", "--force"},
+                                  {"draw", "-o", m_folder / "m.png", "--size", "64x64", "--force"}};
     struct Case {
         const char* change;
         bool isMetByAll;
@@ -308,7 +313,7 @@ TEST_F(DamageTest, RowsThatMakeNoSenseEndEveryCommandWith3) {
         ChangeRows(change);
         for (const Arguments& command : commands) {
             Arguments arguments = command;
-            arguments.insert(arguments.begin() + 1, target_);
+            arguments.insert(arguments.begin() + 1, m_target);
             const CommandResult result = RunProgram(arguments);
             if (isMetByAll || command[0] == "verify") {
                 EXPECT_EQ(result.status, 3) << change << ": " << command[0] << result.err;
@@ -325,15 +330,15 @@ TEST_F(DamageTest, RecoveringEndsAtOnceWhenItIsAskedTo) {
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300000) "
         "INSERT OR REPLACE INTO child SELECT 1, 5, i, 1000000 + i, 1, 3, 0 FROM n");
     for (const int signal : {SIGINT, SIGTERM}) {
-        const pid_t recover = Start({"recover", target_, "-o", folder_ / "new.orq"},
-                                    folder_ / "out", folder_ / "err");
+        const pid_t recover = Start({"recover", m_target, "-o", m_folder / "new.orq"},
+                                    m_folder / "out", m_folder / "err");
         usleep(700'000);
         const auto begin = std::chrono::steady_clock::now();
         kill(recover, signal);
         EXPECT_EQ(StatusOf(recover), 128 + signal);
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
-        EXPECT_FALSE(fs::exists(folder_ / "new.orq"));
-        for (const auto& entry : fs::directory_iterator(folder_ / ".")) {
+        EXPECT_FALSE(fs::exists(m_folder / "new.orq"));
+        for (const auto& entry : fs::directory_iterator(m_folder / ".")) {
             EXPECT_THAT(entry.path().filename().string(), testing::Not(HasSubstr(".new-")));
         }
     }

@@ -116,23 +116,23 @@ std::size_t Count(const Image& image, Colour colour) {
 class DrawTest : public testing::Test {
   protected:
     void Import(const MeshText& mesh) const {
-        PutBytes(folder_ / "mesh.msh", mesh.Text());
-        Import((folder_ / "mesh.msh").string());
+        PutBytes(m_folder / "mesh.msh", mesh.Text());
+        Import((m_folder / "mesh.msh").string());
     }
     void Import(const std::string& file) const {
-        const CommandResult result = RunHere({"import", file, "-o", model_, "--force"});
+        const CommandResult result = RunHere({"import", file, "-o", m_model, "--force"});
         ASSERT_EQ(result.status, 0) << result.err;
     }
     ORQExcModel Reader() const {
         return ORQExcModel(
-            ORQObjDocument(ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadOnly)));
+            ORQObjDocument(ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadOnly)));
     }
     Skin SkinOfAll() const {
         const ORQExcModel model = Reader();
         return SkinOf(model, BlocksNamed(model, {}));
     }
     CommandResult Draw(const std::string& output, Arguments more = {}) const {
-        more.insert(more.begin(), {"draw", model_, "-o", output, "--force"});
+        more.insert(more.begin(), {"draw", m_model, "-o", output, "--force"});
         return RunHere(more);
     }
     /// Without legend and edges, unless they are asked for.
@@ -143,15 +143,15 @@ class DrawTest : public testing::Test {
                 more.insert(more.end(), {option, value});
             }
         }
-        const CommandResult result = Draw(png_, more);
+        const CommandResult result = Draw(m_png, more);
         EXPECT_EQ(result.status, 0) << result.err;
-        return Decoded(png_);
+        return Decoded(m_png);
     }
 
-    ScratchFolder folder_;
-    std::string model_ = folder_ / "model.orq";
-    std::string png_ = folder_ / "picture.png";
-    std::string svg_ = folder_ / "picture.svg";
+    ScratchFolder m_folder;
+    std::string m_model = m_folder / "model.orq";
+    std::string m_png = m_folder / "picture.png";
+    std::string m_svg = m_folder / "picture.svg";
 };
 
 // --- The skin ------------------------------------------------------------------------------------
@@ -288,8 +288,8 @@ TEST_F(DrawTest, WhatIsBehindAnotherBodyIsNotDrawn) {
     EXPECT_GT(Count(Drawn({"--view", "-x"}), small), 100U);
 
     const auto paths = [&](const std::string& view) {
-        EXPECT_EQ(Draw(svg_, {"--view=" + view, "--size", "200x200"}).status, 0);
-        return std::ranges::count(Bytes(svg_), 'z');
+        EXPECT_EQ(Draw(m_svg, {"--view=" + view, "--size", "200x200"}).status, 0);
+        return std::ranges::count(Bytes(m_svg), 'z');
     };
     EXPECT_EQ(paths("+x"), 1);
     EXPECT_EQ(paths("-x"), 2);
@@ -408,7 +408,7 @@ class OddNumbers : public std::numpunct<char> {
 
 TEST_F(DrawTest, TwoRunsGiveTheSameBytesInAnyLocale) {
     Import(ORQ_WING_BOX);
-    const std::array outputs = {png_, svg_};
+    const std::array outputs = {m_png, m_svg};
     std::array<std::string, 2> first;
     for (std::size_t i = 0; i < outputs.size(); ++i) {
         EXPECT_EQ(Draw(outputs[i], {"--colour-by", "set", "--size", "360x270"}).status, 0);
@@ -426,17 +426,17 @@ TEST_F(DrawTest, TwoRunsGiveTheSameBytesInAnyLocale) {
 TEST_F(DrawTest, DrawingsAreWellFormedWhateverTheNames) {
     MeshText mesh;
     mesh.Rectangle(1, 0, 1);
-    PutBytes(folder_ / "mesh.msh",
+    PutBytes(m_folder / "mesh.msh",
              "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$PhysicalNames\n1\n2 1 "
              "\"a]]><b & \x01\xff \xc3\xa4\"\n$EndPhysicalNames\n" +
                  mesh.Text().substr(mesh.Text().find("$Nodes")));
-    Import((folder_ / "mesh.msh").string());
-    ASSERT_EQ(Draw(svg_, {"--colour-by", "set", "--size", "360x270"}).status, 0);
-    EXPECT_THAT(Bytes(svg_), HasSubstr("a]]&gt;&lt;b &amp; \xEF\xBF\xBD"));
+    Import((m_folder / "mesh.msh").string());
+    ASSERT_EQ(Draw(m_svg, {"--colour-by", "set", "--size", "360x270"}).status, 0);
+    EXPECT_THAT(Bytes(m_svg), HasSubstr("a]]&gt;&lt;b &amp; \xEF\xBF\xBD"));
     const std::string parse =
-        "python3 -c 'import sys, xml.dom.minidom as m; m.parse(sys.argv[1])' '" + svg_ + "'";
+        "python3 -c 'import sys, xml.dom.minidom as m; m.parse(sys.argv[1])' '" + m_svg + "'";
     EXPECT_EQ(std::system(parse.c_str()), 0);
-    EXPECT_EQ(Draw(png_, {"--colour-by", "set", "--size", "360x270"}).status, 0);
+    EXPECT_EQ(Draw(m_png, {"--colour-by", "set", "--size", "360x270"}).status, 0);
 }
 
 TEST_F(DrawTest, LongLegendsEndInTheirNumber) {
@@ -445,8 +445,8 @@ TEST_F(DrawTest, LongLegendsEndInTheirNumber) {
         mesh.Rectangle(i + 1, i, i + 1);
     }
     Import(mesh);
-    ASSERT_EQ(Draw(svg_, {"--size", "400x300"}).status, 0);
-    const std::string drawing = Bytes(svg_);
+    ASSERT_EQ(Draw(m_svg, {"--size", "400x300"}).status, 0);
+    const std::string drawing = Bytes(m_svg);
     const auto more = drawing.find(">and ");
     ASSERT_NE(more, std::string::npos);
     std::size_t shown = 0;
@@ -482,11 +482,11 @@ TEST(StrokeFont, LettersAreDistinctAndStayInTheirCells) {
 // --- Models with little in them, and wrong use ---------------------------------------------------
 
 TEST_F(DrawTest, NodesWithoutElementsAreDots) {
-    exodus_file::Write({}, folder_ / "nodes.e");
-    Import((folder_ / "nodes.e").string());
-    EXPECT_EQ(json::parse(Draw(svg_, {"--json"}).out)["dots"], 4);
+    exodus_file::Write({}, m_folder / "nodes.e");
+    Import((m_folder / "nodes.e").string());
+    EXPECT_EQ(json::parse(Draw(m_svg, {"--json"}).out)["dots"], 4);
     EXPECT_GT(Count(Drawn(), kPlain), 20U);
-    const CommandResult result = Draw(png_, {"--colour-by", "set"});
+    const CommandResult result = Draw(m_png, {"--colour-by", "set"});
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, HasSubstr("the model has no element set, surface or node set"));
 }
@@ -510,8 +510,8 @@ TEST_F(DrawTest, BodiesWithoutExtentAreDrawnInTheMiddle) {
 
 TEST_F(DrawTest, WhatCannotBeDrawnIsSaid) {
     const auto make = [&](double x) {
-        fs::remove_all(model_);
-        const auto database = ORQSimDatabase::Create(model_);
+        fs::remove_all(m_model);
+        const auto database = ORQSimDatabase::Create(m_model);
         ORQSimTransaction transaction(database.ContextID());
         const ORQObjModelBuilder builder(database);
         if (x != 0) {
@@ -524,7 +524,7 @@ TEST_F(DrawTest, WhatCannotBeDrawnIsSaid) {
                 .Append(transaction, nodes, builder.SpatialDirections(2), values.data());
         }
         transaction.Commit();
-        return Draw(png_);
+        return Draw(m_png);
     };
     CommandResult result = make(0);
     EXPECT_EQ(result.status, 2);
@@ -533,7 +533,7 @@ TEST_F(DrawTest, WhatCannotBeDrawnIsSaid) {
     EXPECT_EQ(result.status, 3);
     EXPECT_THAT(result.err, HasSubstr("node 80 has the coordinate nan"));
     EXPECT_THAT(make(-1e200).err, HasSubstr("node 80 has the coordinate -1e+200"));
-    EXPECT_FALSE(fs::exists(png_));
+    EXPECT_FALSE(fs::exists(m_png));
     EXPECT_EQ(make(1e90).status, 0);
 }
 
@@ -566,18 +566,18 @@ TEST_F(DrawTest, WrongUseIsRefusedAndLeavesNoFile) {
          "--block \"surface1\": there is none; near are \"surface 1 QUAD4\""},
     };
     for (const Case& c : cases) {
-        const CommandResult result = Draw(png_, c.arguments);
+        const CommandResult result = Draw(m_png, c.arguments);
         EXPECT_EQ(result.status, 2) << c.arguments[1];
         EXPECT_THAT(result.err, HasSubstr(c.error));
-        EXPECT_FALSE(fs::exists(png_));
+        EXPECT_FALSE(fs::exists(m_png));
     }
-    EXPECT_EQ(RunHere({"draw", model_, "-o", folder_ / "picture.jpg"}).status, 2);
-    PutBytes(png_, "mine");
-    EXPECT_EQ(RunHere({"draw", model_, "-o", png_}).status, 2);
-    EXPECT_EQ(Bytes(png_), "mine");
+    EXPECT_EQ(RunHere({"draw", m_model, "-o", m_folder / "picture.jpg"}).status, 2);
+    PutBytes(m_png, "mine");
+    EXPECT_EQ(RunHere({"draw", m_model, "-o", m_png}).status, 2);
+    EXPECT_EQ(Bytes(m_png), "mine");
     for (const char* name : {"none/picture.png", "none/picture.svg"}) {
         const CommandResult result =
-            RunHere({"draw", model_, "-o", folder_ / name, "--size", "64x64"});
+            RunHere({"draw", m_model, "-o", m_folder / name, "--size", "64x64"});
         EXPECT_EQ(result.status, 3);
         EXPECT_THAT(result.err, HasSubstr(name));
     }

@@ -25,21 +25,21 @@ using testing::HasSubstr;
 /// Four nodes, two triangles, a quadrilateral, and a set of each kind.
 Content SoundMesh() {
     Content content;
-    content.is_hdf5 = true;  // Keeps 64-bit numbers.
+    content.isHdf5 = true;  // Keeps 64-bit numbers.
     content.blocks = {{10, "left", "TRI3", 3, {1, 2, 3, 2, 4, 3}, {}},
                       {20, "right", "QUAD4", 4, {1, 2, 4, 3}, {}}};
-    content.element_labels = {7, 9, 8};
-    content.node_sets = {{1, "nodes", {1, 4}, {}}};
-    content.element_sets = {{1, "elements", {3, 1}, {}}};
-    content.side_sets = {{1, "sides", {1, 3}, {2, 4}}};
+    content.elementLabels = {7, 9, 8};
+    content.nodeSets = {{1, "nodes", {1, 4}, {}}};
+    content.elementSets = {{1, "elements", {3, 1}, {}}};
+    content.sideSets = {{1, "sides", {1, 3}, {2, 4}}};
     return content;
 }
 
 class ExodusElements : public testing::Test {
   protected:
     CommandResult Import(const Content& content, Arguments more = {}) {
-        exodus_file::Write(content, file_);
-        Arguments arguments = {"import", file_.string(), "-o", model_, "--force"};
+        exodus_file::Write(content, m_file);
+        Arguments arguments = {"import", m_file.string(), "-o", m_model, "--force"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return RunHere(arguments);
     }
@@ -50,12 +50,12 @@ class ExodusElements : public testing::Test {
     }
     ORQExcModel Model() const {
         return ORQExcModel(
-            ORQObjDocument(ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadOnly)));
+            ORQObjDocument(ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadOnly)));
     }
 
-    exodus_file::ScratchFolder folder_;
-    std::filesystem::path file_ = folder_ / "mesh.e";
-    std::string model_ = folder_ / "mesh.orq";
+    exodus_file::ScratchFolder m_folder;
+    std::filesystem::path m_file = m_folder / "mesh.e";
+    std::string m_model = m_folder / "mesh.orq";
 };
 
 TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
@@ -76,40 +76,40 @@ TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
          [](Content& c) { c.blocks[1].shape = "HEX"; }},
         {"element labels: elements 1 and 3 in file order both have label 7",
          [](Content& c) {
-             c.element_labels = {7, 9, 7};
+             c.elementLabels = {7, 9, 7};
          }},
         {"element labels: element 2 in file order has label 0",
          [](Content& c) {
-             c.element_labels = {7, 0, 8};
+             c.elementLabels = {7, 0, 8};
          }},
         {"node set 1: member 2 is 5, there are 4",
          [](Content& c) {
-             c.node_sets[0].members = {1, 5};
+             c.nodeSets[0].members = {1, 5};
          }},
         {"element set 1: member 1 is 8, there are 3",
          [](Content& c) {
-             c.element_sets[0].members = {8, 1};
+             c.elementSets[0].members = {8, 1};
          }},
         {"side set 1: side 2 is on element 4, there are 3",
          [](Content& c) {
-             c.side_sets[0].members = {1, 4};
+             c.sideSets[0].members = {1, 4};
          }},
         {"side set 1: side 1 is side 4 of element 1, a TRI3 with 3 sides",
          [](Content& c) {
-             c.side_sets[0].sides = {4, 4};
+             c.sideSets[0].sides = {4, 4};
          }},
         {"side set 1: side 2 is side 0 of element 3",
          [](Content& c) {
-             c.side_sets[0].sides = {2, 0};
+             c.sideSets[0].sides = {2, 0};
          }},
         {"element blocks: the blocks have 3 elements, the file 4",
-         [](Content& c) { c.claimed_elements = 4, c.element_labels = {}; }},
+         [](Content& c) { c.claimedElements = 4, c.elementLabels = {}; }},
         {"element block 10: element 1 of the block, node 1: names node 0 of 4",
-         [](Content& c) { c.blocks[0].nodes = {}, c.blocks[0].claimed_elements = 2; }},
+         [](Content& c) { c.blocks[0].nodes = {}, c.blocks[0].claimedElements = 2; }},
         {"2000000000 element block 10 cannot fit into a file of",
          [](Content& c) {
-             c.blocks[0].nodes = {}, c.blocks[0].claimed_elements = 2'000'000'000;
-             c.element_labels = {};
+             c.blocks[0].nodes = {}, c.blocks[0].claimedElements = 2'000'000'000;
+             c.elementLabels = {};
          }},
     };
     for (const Case& c : cases) {
@@ -119,9 +119,9 @@ TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
 
         const CommandResult result = Import(content);
         EXPECT_EQ(result.status, 3) << c.error;
-        EXPECT_THAT(result.err, HasSubstr(file_.string() + ": "));
+        EXPECT_THAT(result.err, HasSubstr(m_file.string() + ": "));
         EXPECT_THAT(result.err, HasSubstr(c.error));
-        EXPECT_FALSE(std::filesystem::exists(model_)) << c.error;
+        EXPECT_FALSE(std::filesystem::exists(m_model)) << c.error;
     }
     EXPECT_EQ(Import(SoundMesh()).status, 0);
 }
@@ -130,8 +130,8 @@ TEST_F(ExodusElements, EmptySetsStayAndEmptyBlocksAreNamed) {
     Content content = SoundMesh();
     // The format keeps no shape for a block without elements.
     content.blocks.push_back({30, "none", "HEX8", 8, {}, {}});
-    content.node_sets.push_back({2, "no nodes", {}, {}});
-    content.side_sets.push_back({2, "no sides", {}, {}});
+    content.nodeSets.push_back({2, "no nodes", {}, {}});
+    content.sideSets.push_back({2, "no sides", {}, {}});
     const json dropped = ReportOf(content)["dropped"];
     ASSERT_EQ(dropped.size(), 1);
     EXPECT_EQ(dropped[0]["kind"], "empty element block without a shape");
@@ -144,26 +144,27 @@ TEST_F(ExodusElements, EmptySetsStayAndEmptyBlocksAreNamed) {
 }
 
 TEST_F(ExodusElements, NamesThatAreEmptyRepeatedLongOrNoTextAreReported) {
-    const std::string long_name(200, 'n');
+    const std::string longName(200, 'n');
     Content content = SoundMesh();
-    content.longest_name = 255;
-    content.node_sets = {
-        {1, "", {1}, {}},        {2, "same", {2}, {}},          {3, "same", {3}, {}},
-        {4, "caf\xE9", {4}, {}}, {5, long_name, {1, 1, 2}, {}}, {6, "Same", {4}, {}}};
+    content.longestName = 255;
+    content.nodeSets = {
+        {1, "", {1}, {}},        {2, "same", {2}, {}},         {3, "same", {3}, {}},
+        {4, "caf\xE9", {4}, {}}, {5, longName, {1, 1, 2}, {}}, {6, "Same", {4}, {}}};
     const json changed = ReportOf(content)["changed"];
-    std::vector<std::string> kinds_and_names;
-    for (const json& entry : changed)
-        kinds_and_names.push_back(entry["kind"].get<std::string>() + ": " +
-                                  entry["name"].get<std::string>());
-    EXPECT_THAT(kinds_and_names,
-                ElementsAre("node set: node set 1", "node set: same (3)",
-                            "node set: caf\xEF\xBF\xBD", "node set: " + long_name));
+    std::vector<std::string> kindsAndNames;
+    for (const json& entry : changed) {
+        kindsAndNames.push_back(entry["kind"].get<std::string>() + ": " +
+                                entry["name"].get<std::string>());
+    }
+    EXPECT_THAT(kindsAndNames, ElementsAre("node set: node set 1", "node set: same (3)",
+                                           "node set: caf\xEF\xBF\xBD", "node set: " + longName));
     const ORQExcModel model = Model();
     std::vector<std::string> names;
-    for (const ORQExcModel::Set& set : model.NodeSets())
+    for (const ORQExcModel::Set& set : model.NodeSets()) {
         names.push_back(set.name);
-    EXPECT_THAT(
-        names, ElementsAre("node set 1", "same", "same (3)", "caf\xEF\xBF\xBD", long_name, "Same"));
+    }
+    EXPECT_THAT(names,
+                ElementsAre("node set 1", "same", "same (3)", "caf\xEF\xBF\xBD", longName, "Same"));
     EXPECT_EQ(model.NodeSets()[4].members.Size(), 2);
 }
 

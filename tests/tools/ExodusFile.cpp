@@ -16,18 +16,19 @@ namespace exodus_file {
 namespace {
 
 int Checked(int status) {
-    if (status < 0)
+    if (status < 0) {
         throw std::runtime_error(std::string("the Exodus library failed in a test: status ") +
                                  std::to_string(status));
+    }
     return status;
 }
 
 int Open(const std::filesystem::path& path) {
     ex_opts(0);
-    int caller_bytes = sizeof(double);
-    int stored_bytes = 0;
+    int callerBytes = sizeof(double);
+    int storedBytes = 0;
     float version = 0;
-    return Checked(ex_open(path.c_str(), EX_READ, &caller_bytes, &stored_bytes, &version));
+    return Checked(ex_open(path.c_str(), EX_READ, &callerBytes, &storedBytes, &version));
 }
 
 std::string NameOf(int file, ex_entity_type type, std::int64_t id) {
@@ -38,8 +39,9 @@ std::string NameOf(int file, ex_entity_type type, std::int64_t id) {
 
 std::vector<int> Ids(int file, ex_entity_type type, std::int64_t count) {
     std::vector<int> ids(static_cast<std::size_t>(count));
-    if (count > 0)
+    if (count > 0) {
         Checked(ex_get_ids(file, type, ids.data()));
+    }
     return ids;
 }
 
@@ -59,8 +61,9 @@ std::vector<Block> ReadBlocks(int file, const ex_init_params& sizes) {
         Block block{id, NameOf(file, EX_ELEM_BLOCK, id), stored.topology, {}, {}};
         for (std::size_t at = 0; at < connectivity.size(); at += width) {
             auto& element = block.elements.emplace_back();
-            for (std::size_t node = 0; node < width; ++node)
+            for (std::size_t node = 0; node < width; ++node) {
                 element.push_back(connectivity[at + node] - 1);
+            }
             block.labels.push_back(*label++);
         }
         blocks.push_back(block);
@@ -78,36 +81,41 @@ std::vector<Set> ReadSets(int file, ex_entity_type type, std::int64_t count) {
         set.members.resize(static_cast<std::size_t>(members));
         set.sides.resize(type == EX_SIDE_SET ? set.members.size() : 0);
         Checked(ex_get_set(file, type, id, set.members.data(), set.sides.data()));
-        for (int& member : set.members)
+        for (int& member : set.members) {
             --member;
+        }
         sets.push_back(set);
     }
     return sets;
 }
 
 std::int64_t SizeOf(const BlockContent& block) {
-    return block.claimed_elements.value_or(block.width > 0 ? std::ssize(block.nodes) / block.width
-                                                           : 0);
+    return block.claimedElements.value_or(block.width > 0 ? std::ssize(block.nodes) / block.width
+                                                          : 0);
 }
 
 void WriteBlock(int file, const BlockContent& content) {
     Checked(ex_put_block(file, EX_ELEM_BLOCK, content.id, content.shape.c_str(), SizeOf(content),
                          content.width, 0, 0, 0));
-    if (!content.name.empty())
+    if (!content.name.empty()) {
         Checked(ex_put_name(file, EX_ELEM_BLOCK, content.id, content.name.c_str()));
-    if (!content.nodes.empty())
+    }
+    if (!content.nodes.empty()) {
         Checked(
             ex_put_conn(file, EX_ELEM_BLOCK, content.id, content.nodes.data(), nullptr, nullptr));
+    }
 }
 
 void WriteSets(int file, ex_entity_type type, const std::vector<SetContent>& sets) {
     for (const SetContent& set : sets) {
         Checked(ex_put_set_param(file, type, set.id, std::ssize(set.members), 0));
-        if (!set.name.empty())
+        if (!set.name.empty()) {
             Checked(ex_put_name(file, type, set.id, set.name.c_str()));
-        if (!set.members.empty())
+        }
+        if (!set.members.empty()) {
             Checked(ex_put_set(file, type, set.id, set.members.data(),
                                set.sides.empty() ? nullptr : set.sides.data()));
+        }
     }
 }
 
@@ -115,36 +123,41 @@ void WriteSets(int file, ex_entity_type type, const std::vector<SetContent>& set
 
 void Write(const Content& content, const std::filesystem::path& file) {
     ex_opts(0);
-    int caller_bytes = sizeof(double);
-    int stored_bytes = content.is_single_precision ? sizeof(float) : sizeof(double);
-    const int container = content.is_hdf5 ? EX_NETCDF4 : EX_NORMAL_MODEL;
+    int callerBytes = sizeof(double);
+    int storedBytes = content.isSinglePrecision ? sizeof(float) : sizeof(double);
+    const int container = content.isHdf5 ? EX_NETCDF4 : EX_NORMAL_MODEL;
     const int id = Checked(ex_create(
-        file.c_str(), EX_CLOBBER | container | EX_ALL_INT64_API | EX_ALL_INT64_DB * content.is_hdf5,
-        &caller_bytes, &stored_bytes));
-    ex_set_max_name_length(id, content.longest_name);
+        file.c_str(), EX_CLOBBER | container | EX_ALL_INT64_API | EX_ALL_INT64_DB * content.isHdf5,
+        &callerBytes, &storedBytes));
+    ex_set_max_name_length(id, content.longestName);
     ex_init_params sizes{};
     std::strncpy(sizes.title, content.title.c_str(), MAX_LINE_LENGTH);
     sizes.num_dim = content.dimension;
-    sizes.num_nodes = content.claimed_nodes.value_or(static_cast<std::int64_t>(content.x.size()));
-    for (const BlockContent& block : content.blocks)
+    sizes.num_nodes = content.claimedNodes.value_or(static_cast<std::int64_t>(content.x.size()));
+    for (const BlockContent& block : content.blocks) {
         sizes.num_elem += SizeOf(block);
-    sizes.num_elem = content.claimed_elements.value_or(sizes.num_elem);
+    }
+    sizes.num_elem = content.claimedElements.value_or(sizes.num_elem);
     sizes.num_elem_blk = std::ssize(content.blocks);
-    sizes.num_node_sets = std::ssize(content.node_sets);
-    sizes.num_elem_sets = std::ssize(content.element_sets);
-    sizes.num_side_sets = std::ssize(content.side_sets);
+    sizes.num_node_sets = std::ssize(content.nodeSets);
+    sizes.num_elem_sets = std::ssize(content.elementSets);
+    sizes.num_side_sets = std::ssize(content.sideSets);
     Checked(ex_put_init_ext(id, &sizes));
-    if (content.has_coordinates)
+    if (content.hasCoordinates) {
         Checked(ex_put_coord(id, content.x.data(), content.y.data(), content.z.data()));
-    if (!content.labels.empty())
+    }
+    if (!content.labels.empty()) {
         Checked(ex_put_id_map(id, EX_NODE_MAP, content.labels.data()));
-    for (const BlockContent& block : content.blocks)
+    }
+    for (const BlockContent& block : content.blocks) {
         WriteBlock(id, block);
-    if (!content.element_labels.empty())
-        Checked(ex_put_id_map(id, EX_ELEM_MAP, content.element_labels.data()));
-    WriteSets(id, EX_NODE_SET, content.node_sets);
-    WriteSets(id, EX_ELEM_SET, content.element_sets);
-    WriteSets(id, EX_SIDE_SET, content.side_sets);
+    }
+    if (!content.elementLabels.empty()) {
+        Checked(ex_put_id_map(id, EX_ELEM_MAP, content.elementLabels.data()));
+    }
+    WriteSets(id, EX_NODE_SET, content.nodeSets);
+    WriteSets(id, EX_ELEM_SET, content.elementSets);
+    WriteSets(id, EX_SIDE_SET, content.sideSets);
     Checked(ex_close(id));
 }
 
@@ -157,13 +170,14 @@ Mesh Read(const std::filesystem::path& path) {
     Checked(ex_get_coord(file, x.data(), y.data(), z.data()));
     Mesh mesh{
         static_cast<int>(sizes.num_dim), sizes.title, {}, std::vector<int>(nodes), {}, {}, {}, {}};
-    for (std::size_t node = 0; node < nodes; ++node)
+    for (std::size_t node = 0; node < nodes; ++node) {
         mesh.positions.push_back({x[node], y[node], z[node]});
+    }
     Checked(ex_get_id_map(file, EX_NODE_MAP, mesh.labels.data()));
     mesh.blocks = ReadBlocks(file, sizes);
-    mesh.node_sets = ReadSets(file, EX_NODE_SET, sizes.num_node_sets);
-    mesh.element_sets = ReadSets(file, EX_ELEM_SET, sizes.num_elem_sets);
-    mesh.side_sets = ReadSets(file, EX_SIDE_SET, sizes.num_side_sets);
+    mesh.nodeSets = ReadSets(file, EX_NODE_SET, sizes.num_node_sets);
+    mesh.elementSets = ReadSets(file, EX_ELEM_SET, sizes.num_elem_sets);
+    mesh.sideSets = ReadSets(file, EX_SIDE_SET, sizes.num_side_sets);
     Checked(ex_close(file));
     return mesh;
 }
@@ -196,39 +210,47 @@ Results ReadResults(const std::filesystem::path& path) {
                     {},
                     {}};
     results.times.resize(static_cast<std::size_t>(ex_inquire_int(file, EX_INQ_TIME)));
-    if (!results.times.empty())
+    if (!results.times.empty()) {
         Checked(ex_get_all_times(file, results.times.data()));
+    }
     std::vector<int> blocks(static_cast<std::size_t>(sizes.num_elem_blk));
-    if (!blocks.empty())
+    if (!blocks.empty()) {
         Checked(ex_get_ids(file, EX_ELEM_BLOCK, blocks.data()));
-    const auto n_elemental = results.elemental.size();
-    results.truth.resize(blocks.size() * n_elemental);
-    if (!results.truth.empty())
+    }
+    const auto nElemental = results.elemental.size();
+    results.truth.resize(blocks.size() * nElemental);
+    if (!results.truth.empty()) {
         Checked(ex_get_truth_table(file, EX_ELEM_BLOCK, static_cast<int>(blocks.size()),
-                                   static_cast<int>(n_elemental), results.truth.data()));
+                                   static_cast<int>(nElemental), results.truth.data()));
+    }
     const auto read = [&](int step, ex_entity_type kind, std::size_t variable, std::int64_t id,
                           std::int64_t count, const std::string& name) {
         std::vector<double> values(static_cast<std::size_t>(count));
         Checked(
             ex_get_var(file, step, kind, static_cast<int>(variable) + 1, id, count, values.data()));
         auto& bits = results.values[name + " " + std::to_string(step)];
-        for (const double value : values)
+        for (const double value : values) {
             bits.push_back(std::bit_cast<std::uint64_t>(value));
+        }
     };
     for (int step = 1; step <= std::ssize(results.times); ++step) {
-        if (!results.global.empty())
+        if (!results.global.empty()) {
             read(step, EX_GLOBAL, 0, 1, std::ssize(results.global), "global");
-        for (std::size_t i = 0; i < results.nodal.size(); ++i)
+        }
+        for (std::size_t i = 0; i < results.nodal.size(); ++i) {
             read(step, EX_NODAL, i, 1, sizes.num_nodes, results.nodal[i]);
+        }
         for (std::size_t block = 0; block < blocks.size(); ++block) {
-            ex_block in_file{};
-            in_file.id = blocks[block];
-            in_file.type = EX_ELEM_BLOCK;
-            Checked(ex_get_block_param(file, &in_file));
-            for (std::size_t i = 0; i < n_elemental; ++i)
-                if (results.truth[block * n_elemental + i] != 0)
-                    read(step, EX_ELEM_BLOCK, i, blocks[block], in_file.num_entry,
+            ex_block inFile{};
+            inFile.id = blocks[block];
+            inFile.type = EX_ELEM_BLOCK;
+            Checked(ex_get_block_param(file, &inFile));
+            for (std::size_t i = 0; i < nElemental; ++i) {
+                if (results.truth[block * nElemental + i] != 0) {
+                    read(step, EX_ELEM_BLOCK, i, blocks[block], inFile.num_entry,
                          results.elemental[i] + " " + std::to_string(blocks[block]));
+                }
+            }
         }
     }
     Checked(ex_close(file));
@@ -240,8 +262,9 @@ namespace {
 void VerifyModel(const std::string& path) {
     try {
         const auto database = ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly);
-        for (const std::string& flaw : database.Verify())
+        for (const std::string& flaw : database.Verify()) {
             ADD_FAILURE() << path << ": " << flaw;
+        }
     } catch (const std::exception& error) {
         ADD_FAILURE() << error.what();
     }
@@ -251,19 +274,21 @@ void VerifyModel(const std::string& path) {
 
 ScratchFolder::ScratchFolder() {
     auto pattern = (std::filesystem::temp_directory_path() / "orqmodel_test_XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr)
+    if (mkdtemp(pattern.data()) == nullptr) {
         throw std::runtime_error("cannot make a scratch folder");
-    path_ = pattern;
+    }
+    m_path = pattern;
 }
 
 ScratchFolder::~ScratchFolder() {
-    for (const auto& entry : std::filesystem::directory_iterator(path_)) {
-        const bool is_model = std::filesystem::exists(entry.path() / "catalogue.sqlite");
-        if (is_model && !holds_damage_)
+    for (const auto& entry : std::filesystem::directory_iterator(m_path)) {
+        const bool isModel = std::filesystem::exists(entry.path() / "catalogue.sqlite");
+        if (isModel && !m_holdsDamage) {
             VerifyModel(entry.path().string());
+        }
     }
     std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
+    std::filesystem::remove_all(m_path, ignored);
 }
 
 }  // namespace exodus_file

@@ -16,7 +16,7 @@ struct BlockContent {
     std::string shape = "QUAD4";
     std::int64_t width = 4;           // Nodes of an element.
     std::vector<std::int64_t> nodes;  // From 1, [elements][width].
-    std::optional<std::int64_t> claimed_elements;
+    std::optional<std::int64_t> claimedElements;
 };
 
 struct SetContent {
@@ -35,18 +35,18 @@ struct Content {
     std::vector<double> y = {-0.25, -1.25, -2.25, -3.25};
     std::vector<double> z = {10, 11, 12, 13};
     // Also the node count, which may differ from the coordinates that are written.
-    std::optional<std::int64_t> claimed_nodes;
+    std::optional<std::int64_t> claimedNodes;
     std::vector<std::int64_t> labels = {40, 10, 30, 20};  // None when empty.
     std::vector<BlockContent> blocks;
-    std::optional<std::int64_t> claimed_elements;  // In all; else the sum of the blocks.
-    std::vector<std::int64_t> element_labels;      // None when empty.
-    std::vector<SetContent> node_sets;
-    std::vector<SetContent> element_sets;
-    std::vector<SetContent> side_sets;
-    int longest_name = 32;
-    bool is_hdf5 = false;
-    bool is_single_precision = false;
-    bool has_coordinates = true;
+    std::optional<std::int64_t> claimedElements;  // In all; else the sum of the blocks.
+    std::vector<std::int64_t> elementLabels;      // None when empty.
+    std::vector<SetContent> nodeSets;
+    std::vector<SetContent> elementSets;
+    std::vector<SetContent> sideSets;
+    int longestName = 32;
+    bool isHdf5 = false;
+    bool isSinglePrecision = false;
+    bool hasCoordinates = true;
 };
 
 void Write(const Content& content, const std::filesystem::path& file);
@@ -75,9 +75,9 @@ struct Mesh {
     std::vector<std::vector<double>> positions;
     std::vector<int> labels;
     std::vector<Block> blocks;
-    std::vector<Set> node_sets;
-    std::vector<Set> element_sets;
-    std::vector<Set> side_sets;
+    std::vector<Set> nodeSets;
+    std::vector<Set> elementSets;
+    std::vector<Set> sideSets;
 };
 
 /// Reads a whole file with whole-array calls, independently of the reader under test.
@@ -102,15 +102,15 @@ class ScratchFolder {
   public:
     ScratchFolder();
     ~ScratchFolder();
-    void HoldsDamage() { holds_damage_ = true; }
+    void HoldsDamage() { m_holdsDamage = true; }
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
-    std::filesystem::path operator/(const std::string& name) const { return path_ / name; }
+    std::filesystem::path operator/(const std::string& name) const { return m_path / name; }
 
   private:
-    std::filesystem::path path_;
-    bool holds_damage_ = false;
+    std::filesystem::path m_path;
+    bool m_holdsDamage = false;
 };
 
 }  // namespace exodus_file

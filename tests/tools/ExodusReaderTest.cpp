@@ -61,10 +61,12 @@ Nodes ReadAll(const std::filesystem::path& file) {
     }
     std::vector<int> labels(static_cast<std::size_t>(nElements));
     reader.ReadElementLabels(0, nElements, labels);
-    for (int set = 0; set < std::ssize(reader.NodeSets()); ++set)
+    for (int set = 0; set < std::ssize(reader.NodeSets()); ++set) {
         reader.ReadNodeSet(set);
-    for (int set = 0; set < std::ssize(reader.SideSets()); ++set)
+    }
+    for (int set = 0; set < std::ssize(reader.SideSets()); ++set) {
         reader.ReadSideSet(set);
+    }
     return ReadInBlocks(reader, std::max(1, reader.NumNodes()));
 }
 
@@ -80,20 +82,20 @@ std::string ErrorOf(const std::filesystem::path& file) {
 class ExodusReaderTest : public testing::Test {
   protected:
     std::filesystem::path Written(const Content& content) {
-        exodus_file::Write(content, file_);
-        return file_;
+        exodus_file::Write(content, m_file);
+        return m_file;
     }
 
-    ScratchFolder folder_;
-    std::filesystem::path file_ = folder_ / "model.e";
+    ScratchFolder m_folder;
+    std::filesystem::path m_file = m_folder / "model.e";
 };
 
 TEST_F(ExodusReaderTest, InterleavesCoordinatesWhateverTheContainerAndPrecision) {
-    for (const bool is_hdf5 : {false, true}) {
-        for (const bool is_single : {false, true}) {
+    for (const bool isHdf5 : {false, true}) {
+        for (const bool isSingle : {false, true}) {
             Content content;
-            content.is_hdf5 = is_hdf5;
-            content.is_single_precision = is_single;
+            content.isHdf5 = isHdf5;
+            content.isSinglePrecision = isSingle;
             ExodusReader reader(Written(content));
             EXPECT_EQ(reader.Title(), content.title);
             const Nodes expected = {
@@ -133,8 +135,8 @@ TEST_F(ExodusReaderTest, BlocksMayBeLargerThanTheInternalSlices) {
 }
 
 TEST_F(ExodusReaderTest, SaysWhatIsNoExodusFile) {
-    EXPECT_THAT(ErrorOf(file_), AllOf(StartsWith(file_.string()), HasSubstr("does not exist")));
-    EXPECT_THAT(ErrorOf(file_.parent_path()), HasSubstr("is a directory"));
+    EXPECT_THAT(ErrorOf(m_file), AllOf(StartsWith(m_file.string()), HasSubstr("does not exist")));
+    EXPECT_THAT(ErrorOf(m_file.parent_path()), HasSubstr("is a directory"));
     EXPECT_THAT(ErrorOf("http://localhost/model.e"), HasSubstr("does not exist"));
     const struct {
         std::string_view bytes;
@@ -151,29 +153,29 @@ TEST_F(ExodusReaderTest, SaysWhatIsNoExodusFile) {
     };
     testing::internal::CaptureStderr();
     for (const auto& [bytes, message] : cases) {
-        PutBytes(file_, bytes);
-        EXPECT_THAT(ErrorOf(file_), AllOf(StartsWith(file_.string()), HasSubstr(message)));
+        PutBytes(m_file, bytes);
+        EXPECT_THAT(ErrorOf(m_file), AllOf(StartsWith(m_file.string()), HasSubstr(message)));
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(ExodusReaderTest, SaysWhenAFileMayNotBeRead) {
     Written({});
-    ASSERT_EQ(chmod(file_.parent_path().c_str(), 0755), 0);
-    ASSERT_EQ(chmod(file_.c_str(), 0), 0);
+    ASSERT_EQ(chmod(m_file.parent_path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(m_file.c_str(), 0), 0);
     const WithoutPrivileges meanwhile;
-    EXPECT_THAT(ErrorOf(file_), HasSubstr("cannot be read: Permission denied"));
+    EXPECT_THAT(ErrorOf(m_file), HasSubstr("cannot be read: Permission denied"));
 }
 
 TEST_F(ExodusReaderTest, ACutFileIsAnErrorAtEveryLength) {
-    for (const bool is_hdf5 : {false, true}) {
+    for (const bool isHdf5 : {false, true}) {
         Content content;
-        content.is_hdf5 = is_hdf5;
+        content.isHdf5 = isHdf5;
         const auto whole = Bytes(Written(content));
-        const std::size_t step = is_hdf5 ? 97 : 1;
+        const std::size_t step = isHdf5 ? 97 : 1;
         for (std::size_t length = 0; length < whole.size(); length += step) {
-            PutBytes(file_, std::string_view(whole).substr(0, length));
-            EXPECT_THROW(ReadAll(file_), ORQExcImportError) << length << " of " << whole.size();
+            PutBytes(m_file, std::string_view(whole).substr(0, length));
+            EXPECT_THROW(ReadAll(m_file), ORQExcImportError) << length << " of " << whole.size();
         }
     }
 }
@@ -182,19 +184,19 @@ TEST_F(ExodusReaderTest, ADamagedHeaderNeverCrashesNorReadsBeyondTheFile) {
     Content content;
     content.blocks = {{10, "left", "TRI3", 3, {1, 2, 3, 2, 4, 3}, {}},
                       {20, "right", "QUAD4", 4, {1, 2, 4, 3}, {}}};
-    content.element_labels = {7, 9, 8};
-    content.node_sets = {{1, "nodes", {1, 4}, {}}};
-    content.side_sets = {{1, "sides", {1, 3}, {2, 4}}};
+    content.elementLabels = {7, 9, 8};
+    content.nodeSets = {{1, "nodes", {1, 4}, {}}};
+    content.sideSets = {{1, "sides", {1, 3}, {2, 4}}};
     const auto whole = Bytes(Written(content));
-    const auto expected_size = ReadAll(file_).coordinates.size();
+    const auto expectedSize = ReadAll(m_file).coordinates.size();
     int errors = 0;
     for (std::size_t at = 0; at < whole.size(); ++at) {
         for (const int value : {0x00, 0x7F, 0xFF}) {
             auto damaged = whole;
             damaged[at] = static_cast<char>(value);
-            PutBytes(file_, damaged);
+            PutBytes(m_file, damaged);
             try {
-                EXPECT_LE(ReadAll(file_).coordinates.size(), expected_size) << "byte " << at;
+                EXPECT_LE(ReadAll(m_file).coordinates.size(), expectedSize) << "byte " << at;
             } catch (const ORQExcImportError&) {
                 ++errors;
             }
@@ -205,7 +207,7 @@ TEST_F(ExodusReaderTest, ADamagedHeaderNeverCrashesNorReadsBeyondTheFile) {
 
 TEST_F(ExodusReaderTest, NamesTheNodeOfABadLabel) {
     Content content;
-    content.is_hdf5 = true;  // Keeps 64-bit labels.
+    content.isHdf5 = true;  // Keeps 64-bit labels.
     content.labels = {40, 10, 30, 10};
     EXPECT_THAT(ErrorOf(Written(content)),
                 HasSubstr("node labels: nodes 2 and 4 in file order both have label 10"));
@@ -229,12 +231,12 @@ TEST_F(ExodusReaderTest, NamesTheNodeOfACoordinateThatIsNotFinite) {
 
 TEST_F(ExodusReaderTest, ACountThatTheFileCannotHoldIsRefusedBeforeReading) {
     Content content;
-    content.is_hdf5 = true;
-    content.has_coordinates = false;
+    content.isHdf5 = true;
+    content.hasCoordinates = false;
     content.labels = {};
-    content.claimed_nodes = 2'000'000'000;
+    content.claimedNodes = 2'000'000'000;
     EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("2000000000 nodes cannot fit into a file"));
-    content.claimed_nodes = 3'000'000'000;
+    content.claimedNodes = 3'000'000'000;
     EXPECT_THAT(ErrorOf(Written(content)), HasSubstr("3000000000 nodes; at most 2147483647"));
 }
 
@@ -247,38 +249,39 @@ class RealModels : public testing::TestWithParam<const char*> {
   protected:
     void SetUp() override {
         const auto all = Facts();
-        if (!all.contains(GetParam()))
+        if (!all.contains(GetParam())) {
             GTEST_SKIP() << "no real models on this machine";
-        facts_ = all[GetParam()];
+        }
+        m_facts = all[GetParam()];
     }
 
     std::filesystem::path File() const {
         return std::filesystem::path(ORQ_SHARED_MODELS) / GetParam();
     }
 
-    nlohmann::json facts_;
+    nlohmann::json m_facts;
 };
 
 TEST_P(RealModels, NodesAgreeWithAnIndependentReader) {
     ExodusReader reader(File());
-    ASSERT_EQ(reader.Dimension(), facts_["dimension"]);
-    ASSERT_EQ(reader.NumNodes(), facts_["nodes"]);
+    ASSERT_EQ(reader.Dimension(), m_facts["dimension"]);
+    ASSERT_EQ(reader.NumNodes(), m_facts["nodes"]);
     const auto nodes = ReadInBlocks(reader, 100);
     const auto dimension = static_cast<std::size_t>(reader.Dimension());
     for (std::size_t axis = 0; axis < dimension; ++axis) {
         double low = std::numeric_limits<double>::infinity();
         double high = -low;
         double sum = 0;
-        double sum_of_sizes = 0;
+        double sumOfSizes = 0;
         for (std::size_t at = axis; at < nodes.coordinates.size(); at += dimension) {
             low = std::min(low, nodes.coordinates[at]);
             high = std::max(high, nodes.coordinates[at]);
             sum += nodes.coordinates[at];
-            sum_of_sizes += std::abs(nodes.coordinates[at]);
+            sumOfSizes += std::abs(nodes.coordinates[at]);
         }
-        EXPECT_EQ(low, facts_["bbox"]["min"][axis]);
-        EXPECT_EQ(high, facts_["bbox"]["max"][axis]);
-        EXPECT_NEAR(sum, facts_["sum_xyz"][axis].get<double>(), 1e-12 * sum_of_sizes);
+        EXPECT_EQ(low, m_facts["bbox"]["min"][axis]);
+        EXPECT_EQ(high, m_facts["bbox"]["max"][axis]);
+        EXPECT_NEAR(sum, m_facts["sum_xyz"][axis].get<double>(), 1e-12 * sumOfSizes);
     }
 }
 
@@ -286,11 +289,11 @@ TEST_P(RealModels, LabelsAgreeWithAnIndependentReader) {
     ExodusReader reader(File());
     EXPECT_NO_THROW(reader.CheckLabels());
     const auto labels = ReadInBlocks(reader, 100).labels;
-    EXPECT_EQ(*std::min_element(labels.begin(), labels.end()), facts_["node_label"]["min"]);
-    EXPECT_EQ(*std::max_element(labels.begin(), labels.end()), facts_["node_label"]["max"]);
+    EXPECT_EQ(*std::min_element(labels.begin(), labels.end()), m_facts["node_label"]["min"]);
+    EXPECT_EQ(*std::max_element(labels.begin(), labels.end()), m_facts["node_label"]["max"]);
     std::vector<int> counted(labels.size());
     std::iota(counted.begin(), counted.end(), 1);
-    EXPECT_EQ(labels == counted, facts_["node_label"]["is_1_to_n"].get<bool>());
+    EXPECT_EQ(labels == counted, m_facts["node_label"]["is_1_to_n"].get<bool>());
 }
 
 TEST_P(RealModels, ACutCopyIsAnError) {

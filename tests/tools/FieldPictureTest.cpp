@@ -123,15 +123,15 @@ class CrushedBlock : public testing::Test {
         if (!fs::exists(file)) {
             GTEST_SKIP() << "no real models on this machine";
         }
-        ASSERT_EQ(RunHere({"import", file, "-o", database}).status, 0);
+        ASSERT_EQ(RunHere({"import", file, "-o", m_database}).status, 0);
     }
 
-    const ScratchFolder folder;
-    const std::string database = (folder / "m.orq").string();
+    const ScratchFolder m_folder;
+    const std::string m_database = (m_folder / "m.orq").string();
 };
 
 TEST_F(CrushedBlock, VonMisesIsWhatTheSolverWrote) {
-    const ORQObjDocument document(ORQSimDatabase::Open(database, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(ORQSimDatabase::Open(m_database, ORQSimDatabase::Mode::ReadOnly));
     const ORQExcModel model(document);
     const ORQExcResults results(document);
     const std::vector<double> ours = FieldValuesAt(model, results, "stress", 11).values;
@@ -148,8 +148,8 @@ TEST_F(CrushedBlock, VonMisesIsWhatTheSolverWrote) {
 
 TEST_F(CrushedBlock, ShowsTheComponentOrSaysWhatIsWrong) {
     const auto draw = [&](const Arguments& more) {
-        Arguments arguments = {"draw",    database, "-o",     folder / "m.svg",
-                               "--force", "--size", "480x360"};
+        Arguments arguments = {"draw",    m_database, "-o",     m_folder / "m.svg",
+                               "--force", "--size",   "480x360"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return RunHere(arguments);
     };
@@ -166,7 +166,7 @@ TEST_F(CrushedBlock, ShowsTheComponentOrSaysWhatIsWrong) {
     for (const Case& c : pictures) {
         const CommandResult result = draw(c.options);
         EXPECT_EQ(result.status, 0) << result.err;
-        EXPECT_THAT(Bytes(folder / "m.svg"), HasSubstr(c.picture));
+        EXPECT_THAT(Bytes(m_folder / "m.svg"), HasSubstr(c.picture));
     }
     const Case errors[] = {
         {{"--field", "dipsl"}, "near are \"displ\""},

@@ -25,25 +25,28 @@ inline void PutBytes(const std::filesystem::path& file, std::string_view bytes) 
 /// Everything below a folder: contents by path, "" for folders.
 inline std::map<std::string, std::string> Tree(const std::filesystem::path& folder) {
     std::map<std::string, std::string> tree;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         tree[entry.path().string()] = entry.is_regular_file() ? Bytes(entry.path()) : "";
+    }
     return tree;
 }
 
 /// Root may do everything; while it lives, this process is somebody else.
 class WithoutPrivileges {
   public:
-    WithoutPrivileges() : is_root_(geteuid() == 0) {
-        if (is_root_ && seteuid(65534) != 0)
+    WithoutPrivileges() : m_isRoot(geteuid() == 0) {
+        if (m_isRoot && seteuid(65534) != 0) {
             throw std::runtime_error("cannot give up privileges");
+        }
     }
     ~WithoutPrivileges() {
-        if (is_root_ && seteuid(0) != 0)
+        if (m_isRoot && seteuid(0) != 0) {
             std::abort();
+        }
     }
     WithoutPrivileges(const WithoutPrivileges&) = delete;
     WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
 
   private:
-    bool is_root_;
+    bool m_isRoot;
 };

@@ -33,20 +33,22 @@ class InterruptionTest : public testing::Test {
     static constexpr int kNodes = 300'000;
 
     InterruptionTest() {
-        fs::create_directory(targets_);
+        fs::create_directory(m_targets);
         Content content;
-        exodus_file::Write(content, small_);
+        exodus_file::Write(content, m_small);
         content.labels.resize(kNodes);
-        for (auto* axis : {&content.x, &content.y, &content.z})
+        for (auto* axis : {&content.x, &content.y, &content.z}) {
             axis->assign(kNodes, 0.5);
-        for (int node = 0; node < kNodes; ++node)
+        }
+        for (int node = 0; node < kNodes; ++node) {
             content.labels[static_cast<std::size_t>(node)] = kNodes - node;
-        exodus_file::Write(content, large_);
+        }
+        exodus_file::Write(content, m_large);
     }
 
     pid_t StartImport() const {
-        return Start({"import", large_, "-o", target_, "--force"}, folder_ / "out",
-                     folder_ / "err");
+        return Start({"import", m_large, "-o", m_target, "--force"}, m_folder / "out",
+                     m_folder / "err");
     }
     static bool HasEnded(pid_t process) {
         siginfo_t end{};
@@ -54,18 +56,18 @@ class InterruptionTest : public testing::Test {
         return end.si_pid != 0;
     }
     int NodeCount() const {
-        return nlohmann::json::parse(RunHere({"info", target_, "--json"}).out)["nodes"];
+        return nlohmann::json::parse(RunHere({"info", m_target, "--json"}).out)["nodes"];
     }
     std::size_t NumTargets() const {
-        const fs::directory_iterator entries(targets_);
+        const fs::directory_iterator entries(m_targets);
         return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
     }
 
-    exodus_file::ScratchFolder folder_;
-    std::string small_ = folder_ / "small.e";
-    std::string large_ = folder_ / "large.e";
-    std::string targets_ = folder_ / "targets";
-    std::string target_ = targets_ + "/model.orq";
+    exodus_file::ScratchFolder m_folder;
+    std::string m_small = m_folder / "small.e";
+    std::string m_large = m_folder / "large.e";
+    std::string m_targets = m_folder / "targets";
+    std::string m_target = m_targets + "/model.orq";
 };
 
 TEST_F(InterruptionTest, AKilledImportLeavesTheOldModelOrTheNewOne) {
@@ -74,24 +76,24 @@ TEST_F(InterruptionTest, AKilledImportLeavesTheOldModelOrTheNewOne) {
     const auto whole = std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin);
     std::mt19937 random(7);
     for (int round = 0; round < 12; ++round) {
-        const bool had_model = round % 2 == 0;
-        fs::remove_all(target_);
-        if (had_model) {
-            ASSERT_EQ(RunHere({"import", small_, "-o", target_}).status, 0);
+        const bool hadModel = round % 2 == 0;
+        fs::remove_all(m_target);
+        if (hadModel) {
+            ASSERT_EQ(RunHere({"import", m_small, "-o", m_target}).status, 0);
         }
         const pid_t import = StartImport();
         usleep(static_cast<useconds_t>(random() % static_cast<unsigned long>(whole.count())));
         kill(import, SIGKILL);
         StatusOf(import);
-        if (!fs::exists(target_)) {
-            EXPECT_FALSE(had_model);
+        if (!fs::exists(m_target)) {
+            EXPECT_FALSE(hadModel);
             continue;
         }
-        EXPECT_THAT(NodeCount(), testing::AnyOf(had_model ? 4 : kNodes, kNodes));
-        const CommandResult verified = RunHere({"verify", target_});
+        EXPECT_THAT(NodeCount(), testing::AnyOf(hadModel ? 4 : kNodes, kNodes));
+        const CommandResult verified = RunHere({"verify", m_target});
         EXPECT_EQ(verified.status, 0) << verified.out;
     }
-    EXPECT_EQ(RunHere({"import", small_, "-o", target_, "--force"}).status, 0);
+    EXPECT_EQ(RunHere({"import", m_small, "-o", m_target, "--force"}).status, 0);
     EXPECT_EQ(NumTargets(), 1U) << "what the killed ones left is not removed";
 }
 
@@ -100,15 +102,16 @@ TEST_F(InterruptionTest, AnImportThatIsAskedToStopClearsUp) {
         int status = 0;
         // On a busy machine the import may be done before the signal reaches it.
         for (int attempt = 0; attempt < 20 && status == 0; ++attempt) {
-            ASSERT_EQ(RunHere({"import", small_, "-o", target_, "--force"}).status, 0);
+            ASSERT_EQ(RunHere({"import", m_small, "-o", m_target, "--force"}).status, 0);
             const pid_t import = StartImport();
-            while (NumTargets() < 2 && !HasEnded(import))
+            while (NumTargets() < 2 && !HasEnded(import)) {
                 usleep(100);
+            }
             kill(import, signal);
             status = StatusOf(import);
         }
         EXPECT_EQ(status, 128 + signal);
-        EXPECT_THAT(Bytes(folder_ / "err"), HasSubstr("interrupted; nothing was changed"));
+        EXPECT_THAT(Bytes(m_folder / "err"), HasSubstr("interrupted; nothing was changed"));
         EXPECT_EQ(NumTargets(), 1U);
         EXPECT_EQ(NodeCount(), 4);
     }
@@ -116,12 +119,12 @@ TEST_F(InterruptionTest, AnImportThatIsAskedToStopClearsUp) {
 
 TEST_F(InterruptionTest, ALimitOnFileSizesIsAnError) {
     for (const rlim_t limit : {rlim_t{1000}, rlim_t{50'000}, rlim_t{200'000}, rlim_t{3'000'000}}) {
-        const CommandResult result = RunProgram({"import", large_, "-o", target_}, [&] {
+        const CommandResult result = RunProgram({"import", m_large, "-o", m_target}, [&] {
             const rlimit sizes = {limit, limit};
             setrlimit(RLIMIT_FSIZE, &sizes);
         });
         EXPECT_EQ(result.status, 3) << limit << result.err;
-        EXPECT_THAT(result.err, AllOf(HasSubstr("orqmodel: "), HasSubstr(target_))) << limit;
+        EXPECT_THAT(result.err, AllOf(HasSubstr("orqmodel: "), HasSubstr(m_target))) << limit;
         EXPECT_EQ(NumTargets(), 0U) << limit;
     }
 }
@@ -129,51 +132,56 @@ TEST_F(InterruptionTest, ALimitOnFileSizesIsAnError) {
 TEST_F(InterruptionTest, AFullDiskIsAnErrorAndKeepsTheOldModel) {
     constexpr int kCannotMount = 99;
     // The disk is seen by the started process only, which sees to what is on it itself.
-    const auto on_small_disk = [&](const char* size) {
-        return RunProgram({"import", large_, "-o", target_}, [&] {
+    const auto onSmallDisk = [&](const char* size) {
+        return RunProgram({"import", m_large, "-o", m_target}, [&] {
             if (unshare(CLONE_NEWNS) != 0 ||
                 mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                mount("none", targets_.c_str(), "tmpfs", 0, size) != 0)
+                mount("none", m_targets.c_str(), "tmpfs", 0, size) != 0) {
                 _exit(kCannotMount);
-            const pid_t import = Start({"import", small_, "-o", target_}, "/dev/null", "/dev/null");
-            const int small_status = StatusOf(import);
-            const auto without_lock = [&] {
-                auto tree = Tree(targets_);
-                tree.erase(target_ + "/lock");  // Says who wrote last.
+            }
+            const pid_t import =
+                Start({"import", m_small, "-o", m_target}, "/dev/null", "/dev/null");
+            const int smallStatus = StatusOf(import);
+            const auto withoutLock = [&] {
+                auto tree = Tree(m_targets);
+                tree.erase(m_target + "/lock");  // Says who wrote last.
                 return tree;
             };
-            const auto before = without_lock();
+            const auto before = withoutLock();
             const int status = StatusOf(
-                Start({"import", large_, "-o", target_, "--force"}, "/dev/null", "/dev/stderr"));
-            _exit(small_status == 0 && without_lock() == before ? status : 98);
+                Start({"import", m_large, "-o", m_target, "--force"}, "/dev/null", "/dev/stderr"));
+            _exit(smallStatus == 0 && withoutLock() == before ? status : 98);
         });
     };
     for (const char* size : {"size=400k", "size=1m", "size=4m"}) {
-        const CommandResult result = on_small_disk(size);
-        if (result.status == kCannotMount)
+        const CommandResult result = onSmallDisk(size);
+        if (result.status == kCannotMount) {
             GTEST_SKIP() << "mounting is not permitted here";
+        }
         EXPECT_EQ(result.status, 3) << size << result.err;
-        EXPECT_THAT(result.err, HasSubstr(target_)) << size;
+        EXPECT_THAT(result.err, HasSubstr(m_target)) << size;
     }
 }
 
 TEST_F(InterruptionTest, AFullDiskKeepsNobodyFromReading) {
     constexpr int kCannotMount = 99;
-    const std::string made = folder_ / "made.orq";
-    ASSERT_EQ(RunHere({"import", small_, "-o", made}).status, 0);
+    const std::string made = m_folder / "made.orq";
+    ASSERT_EQ(RunHere({"import", m_small, "-o", made}).status, 0);
     for (const char* command : {"info", "verify", "check"}) {
-        const CommandResult result = RunProgram({command, target_}, [&] {
+        const CommandResult result = RunProgram({command, m_target}, [&] {
             if (unshare(CLONE_NEWNS) != 0 ||
                 mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-                mount("none", targets_.c_str(), "tmpfs", 0, "size=2m") != 0)
+                mount("none", m_targets.c_str(), "tmpfs", 0, "size=2m") != 0) {
                 _exit(kCannotMount);
-            fs::copy(made, target_, fs::copy_options::recursive);
-            std::ofstream filler(targets_ + "/filler");
+            }
+            fs::copy(made, m_target, fs::copy_options::recursive);
+            std::ofstream filler(m_targets + "/filler");
             while (filler << std::string(4096, ' ') << std::flush) {
             }
         });
-        if (result.status == kCannotMount)
+        if (result.status == kCannotMount) {
             GTEST_SKIP() << "mounting is not permitted here";
+        }
         EXPECT_EQ(result.status, RunHere({command, made}).status) << result.err;
         EXPECT_EQ(result.err, "");
     }

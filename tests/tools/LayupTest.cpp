@@ -54,14 +54,14 @@ class LayupTest : public testing::Test {
         exodus_file::Content content;
         content.blocks = {{1, "skin", "SHELL4", 4, {1, 2, 3, 4, 1, 2, 3, 4, 1, 2, 3, 4}, {}},
                           {2, "web", "SHELL4", 4, {1, 2, 3, 4, 1, 2, 3, 4}, {}}};
-        content.element_labels = {11, 12, 13, 24, 25};
-        content.element_sets = {{7, "patch", {4, 2}, {}}};
-        exodus_file::Write(content, mesh_);
+        content.elementLabels = {11, 12, 13, 24, 25};
+        content.elementSets = {{7, "patch", {4, 2}, {}}};
+        exodus_file::Write(content, m_mesh);
     }
 
     CommandResult Import(const std::string& text) const {
-        PutBytes(layup_, text);
-        return RunHere({"import", mesh_, "-o", target_, "--force", "--layup", layup_});
+        PutBytes(m_layup, text);
+        return RunHere({"import", m_mesh, "-o", m_target, "--force", "--layup", m_layup});
     }
 
     /// The patch comes first; the numbers of the skin count where it is not.
@@ -83,19 +83,19 @@ class LayupTest : public testing::Test {
                           {"section": "plain", "elements": ["web", "skin"]}]})");
     }
 
-    ScratchFolder folder_;
-    std::string mesh_ = folder_ / "mesh.e";
-    std::string layup_ = folder_ / "layup.json";
-    std::string target_ = folder_ / "model.orq";
+    ScratchFolder m_folder;
+    std::string m_mesh = m_folder / "mesh.e";
+    std::string m_layup = m_folder / "layup.json";
+    std::string m_target = m_folder / "model.orq";
 };
 
 // --- Stack files ---------------------------------------------------------------------------------
 
 TEST_F(LayupTest, TheWingBoxComesBackAsItsFileSays) {
     ASSERT_EQ(
-        RunHere({"import", ORQ_WING_BOX, "-o", target_, "--layup", ORQ_WING_BOX_LAYUP}).status, 0);
+        RunHere({"import", ORQ_WING_BOX, "-o", m_target, "--layup", ORQ_WING_BOX_LAYUP}).status, 0);
     const json file = json::parse(Bytes(ORQ_WING_BOX_LAYUP));
-    const ORQExcSections reader = Sections(target_);
+    const ORQExcSections reader = Sections(m_target);
     ASSERT_EQ(reader.Sections().size(), file["sections"].size());
     std::size_t nVarying = 0;
     for (std::size_t i = 0; i < reader.Sections().size(); ++i) {
@@ -129,13 +129,13 @@ TEST_F(LayupTest, TheWingBoxComesBackAsItsFileSays) {
         }
     }
     EXPECT_EQ(nVarying, 2U);
-    EXPECT_EQ(RunHere({"verify", target_}).status, 0);
+    EXPECT_EQ(RunHere({"verify", m_target}).status, 0);
 }
 
 TEST_F(LayupTest, ConstantsGoBeforeWhatVariesAndTheFirstAssignmentDecides) {
     const CommandResult imported = Import(Valid().dump());
     ASSERT_EQ(imported.status, 0) << imported.err;
-    const ORQExcSections reader = Sections(target_);
+    const ORQExcSections reader = Sections(m_target);
     // The numbers of the plain section cover the patch too.
     const ORQExcSections::Section& patched = reader.Named("patched");
     EXPECT_EQ(patched.elements.Size(), 2);
@@ -233,10 +233,10 @@ TEST_F(LayupTest, EveryMistakeIsNamedWithItsPlaceAndValue) {
             Import(Valid().patch(json::array({json::parse(one.change)})).dump());
         EXPECT_EQ(result.status, 3) << one.change;
         for (const char* error : one.errors) {
-            EXPECT_THAT(result.err, AllOf(HasSubstr(error), HasSubstr(layup_))) << one.change;
+            EXPECT_THAT(result.err, AllOf(HasSubstr(error), HasSubstr(m_layup))) << one.change;
         }
         EXPECT_EQ(std::ranges::count(result.err, '\n'), std::ssize(one.errors)) << result.err;
-        EXPECT_FALSE(std::filesystem::exists(target_)) << one.change;
+        EXPECT_FALSE(std::filesystem::exists(m_target)) << one.change;
     }
     EXPECT_EQ(Import(Valid().dump()).status, 0);
 }
@@ -256,9 +256,9 @@ TEST_F(LayupTest, TextThatIsNoJsonIsRefusedWithItsLine) {
     for (const auto& [text, error] : cases) {
         const CommandResult result = Import(text);
         EXPECT_EQ(result.status, 3);
-        EXPECT_THAT(result.err, HasSubstr(layup_ + error)) << text;
+        EXPECT_THAT(result.err, HasSubstr(m_layup + error)) << text;
     }
-    EXPECT_THAT(RunHere({"import", mesh_, "-o", target_, "--layup", folder_ / "none"}).err,
+    EXPECT_THAT(RunHere({"import", m_mesh, "-o", m_target, "--layup", m_folder / "none"}).err,
                 HasSubstr("none: file: does not exist"));
 
     json many = Valid();
@@ -284,9 +284,9 @@ class LayeredReader : public ExodusReader {
 };
 
 TEST_F(LayupTest, AMeshWithSectionsOfItsOwnTakesNoOthers) {
-    PutBytes(layup_, Valid().dump());
-    const ORQExcLayupFile layup(layup_);
-    const MeshImporter importer(std::make_unique<LayeredReader>(mesh_));
+    PutBytes(m_layup, Valid().dump());
+    const ORQExcLayupFile layup(m_layup);
+    const MeshImporter importer(std::make_unique<LayeredReader>(m_mesh));
     try {
         importer.Write(ORQSimDatabase::CreateInMemory(), {1000, [](double) {}, &layup});
         ADD_FAILURE() << "it was imported";
@@ -348,21 +348,21 @@ TEST(Layups, AreSymmetricAndBalancedAtEveryElementOrNot) {
 
 TEST_F(LayupTest, SectionsAndLayersAreListed) {
     ASSERT_EQ(Import(Valid().dump()).status, 0);
-    const CommandResult table = RunHere({"layers", target_});
+    const CommandResult table = RunHere({"layers", m_target});
     EXPECT_EQ(table.status, 0);
     EXPECT_THAT(table.out, AllOf(HasSubstr("patched       1       1          9         2  yes"),
                                  HasSubstr("plain         2       4      3..11         3  yes")));
-    const CommandResult layers = RunHere({"layers", target_, "plain"});
+    const CommandResult layers = RunHere({"layers", m_target, "plain"});
     EXPECT_THAT(layers.out,
                 AllOf(HasSubstr("1  tape      span         P1        5     1..5 *       30"),
                       HasSubstr("2  foam      -            -         3        0.5  0..30 *"),
                       HasSubstr("total thickness 3..11, symmetric: yes, balanced: no")));
 
-    const json all = json::parse(RunHere({"layers", target_, "--json"}).out);
+    const json all = json::parse(RunHere({"layers", m_target, "--json"}).out);
     EXPECT_EQ(all["sections"][1], json::parse(R"({"name": "plain", "number": 2, "layer_count": 4,
         "total_thickness": {"lowest": 3.0, "highest": 11.0}, "element_count": 3,
         "symmetric": true, "balanced": false})"));
-    const json one = json::parse(RunHere({"layers", target_, "--element", "13", "--json"}).out);
+    const json one = json::parse(RunHere({"layers", m_target, "--element", "13", "--json"}).out);
     EXPECT_EQ(one["element"]["label"], 13);
     EXPECT_EQ(one["section"]["name"], "plain");
     EXPECT_EQ(one["section"]["layers"][0], json::parse(R"({"material": "tape",
@@ -370,7 +370,7 @@ TEST_F(LayupTest, SectionsAndLayersAreListed) {
         "thickness": {"variation": "distributed", "range": {"lowest": 3.0, "highest": 3.0}},
         "angle": {"variation": "constant", "range": {"lowest": 30.0, "highest": 30.0}}})"));
     EXPECT_EQ(one["section"]["layers"][1]["ply"], nullptr);
-    EXPECT_THAT(RunHere({"layers", target_, "--element", "12"}).out,
+    EXPECT_THAT(RunHere({"layers", m_target, "--element", "12"}).out,
                 HasSubstr("element 12 has section patched"));
 }
 
@@ -380,7 +380,7 @@ TEST_F(LayupTest, WhatIsNotThereToListIsSaid) {
     layup["sections"].erase(1);
     ASSERT_EQ(Import(layup.dump()).status, 0);
     const auto expect = [&](const Arguments& arguments, int status, const char* text) {
-        Arguments all = {"layers", target_};
+        Arguments all = {"layers", m_target};
         all.insert(all.end(), arguments.begin(), arguments.end());
         const CommandResult result = RunHere(all);
         EXPECT_EQ(result.status, status) << text;
@@ -393,7 +393,7 @@ TEST_F(LayupTest, WhatIsNotThereToListIsSaid) {
     expect({"--instance", "PART-1"}, 2, "requires");
 
     // An assignment that leads nowhere would end the process inside the section services.
-    ORQSimDatabase database = ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadWrite);
+    ORQSimDatabase database = ORQSimDatabase::Open(m_target, ORQSimDatabase::Mode::ReadWrite);
     const ORQSimPosition model = ORQObjDocument(database).GetModel();
     const ORQSimPosition assignment =
         *model.GetVector(ORQSimSchema::Model_sectionAssignments).Begin();
@@ -422,10 +422,10 @@ TEST_F(LayupTest, PicturesNameEachLayerOrWhatRepeats) {
     }
     layup["sections"][0]["layers"] = layers;
     ASSERT_EQ(Import(layup.dump()).status, 0);
-    const std::string picture = folder_ / "layup.svg";
+    const std::string picture = m_folder / "layup.svg";
     const auto drawn = [&](const char* section) {
-        EXPECT_EQ(RunHere({"draw", target_, "--section", section, "-o", picture, "--force"}).status,
-                  0);
+        EXPECT_EQ(
+            RunHere({"draw", m_target, "--section", section, "-o", picture, "--force"}).status, 0);
         return Bytes(picture);
     };
     EXPECT_THAT(drawn("plain"), AllOf(HasSubstr("30 deg  t 1..5  5 pts  P1"),
@@ -433,11 +433,11 @@ TEST_F(LayupTest, PicturesNameEachLayerOrWhatRepeats) {
     EXPECT_THAT(drawn("patched"),
                 AllOf(HasSubstr("28 x [45/-45]"), HasSubstr("59-115"),
                       HasSubstr("114 too thin for the scale"), HasSubstr("115 layers")));
-    const CommandResult json_result = RunHere({"draw", target_, "--section", "plain", "-o",
-                                               folder_ / "layup.png", "--size", "64x64", "--json"});
-    EXPECT_EQ(json::parse(json_result.out)["layers"], 4);
-    EXPECT_EQ(RunHere({"draw", target_, "--section", "plain", "--view", "+x", "-o",
-                       folder_ / "layup.png", "--force"})
+    const CommandResult jsonResult = RunHere({"draw", m_target, "--section", "plain", "-o",
+                                              m_folder / "layup.png", "--size", "64x64", "--json"});
+    EXPECT_EQ(json::parse(jsonResult.out)["layers"], 4);
+    EXPECT_EQ(RunHere({"draw", m_target, "--section", "plain", "--view", "+x", "-o",
+                       m_folder / "layup.png", "--force"})
                   .status,
               2);
 }
@@ -472,7 +472,7 @@ class LayersAfterACrash : public testing::Test {
     static constexpr int kLayers = 6;
 
     LayersAfterACrash() {
-        ORQSimDatabase database = ORQSimDatabase::Create(target_);
+        ORQSimDatabase database = ORQSimDatabase::Create(m_target);
         ORQSimTransaction transaction(database.ContextID());
         const ORQObjModelBuilder builder(database);
         const ORQObjSectionBuilder sections(builder.Document());
@@ -501,7 +501,7 @@ class LayersAfterACrash : public testing::Test {
         const pid_t child = fork();
         if (child == 0) {
             ORQSimDatabase database =
-                ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadWrite);
+                ORQSimDatabase::Open(m_target, ORQSimDatabase::Mode::ReadWrite);
             Write(database, value);
             database.Close();
             _exit(0);
@@ -512,7 +512,7 @@ class LayersAfterACrash : public testing::Test {
     /// The one value of all layers of some sections.
     int Value() const {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(target_, ORQSimDatabase::Mode::ReadOnly);
+            ORQSimDatabase::Open(m_target, ORQSimDatabase::Mode::ReadOnly);
         const ORQSimCollection sections(ORQObjDocument(database)
                                             .GetModel()
                                             .GetPosition(ORQSimSchema::Model_sections)
@@ -530,8 +530,8 @@ class LayersAfterACrash : public testing::Test {
         return static_cast<int>(*values.begin());
     }
 
-    ScratchFolder folder_;
-    std::string target_ = folder_ / "model.orq";
+    ScratchFolder m_folder;
+    std::string m_target = m_folder / "model.orq";
 };
 
 TEST_F(LayersAfterACrash, AreThoseBeforeOrThoseWritten) {
@@ -554,7 +554,7 @@ TEST_F(LayersAfterACrash, AreThoseBeforeOrThoseWritten) {
         old = value;
     }
     EXPECT_GT(nKept, 0) << "no write was interrupted";
-    EXPECT_EQ(RunHere({"verify", target_}).status, 0);
+    EXPECT_EQ(RunHere({"verify", m_target}).status, 0);
 }
 
 }  // namespace

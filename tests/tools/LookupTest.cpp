@@ -25,7 +25,7 @@ using nlohmann::json;
 class LookupTest : public testing::Test {
   protected:
     LookupTest() {
-        const ORQSimDatabase database = ORQSimDatabase::Create(model_);
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_model);
         ORQSimTransaction transaction(database.ContextID());
         const ORQObjModelBuilder builder(database);
         builder.SetModelPrefix("M1");
@@ -56,14 +56,15 @@ class LookupTest : public testing::Test {
     // A model of one instance in which node i has label labels[i] and lies at x[i].
     std::string MakeOther(const char* name, const std::vector<int>& labels,
                           const std::vector<double>& x) const {
-        const std::string path = folder_ / name;
+        const std::string path = m_folder / name;
         const ORQSimDatabase database = ORQSimDatabase::Create(path);
         ORQSimTransaction transaction(database.ContextID());
         const ORQObjModelBuilder builder(database);
         Label(builder, "PART-1", labels);
         std::vector<double> coordinates;
-        for (const double value : x)
+        for (const double value : x) {
             coordinates.insert(coordinates.end(), {value, 1.0, 0.0});
+        }
         ORQSrvNodalCoordinates(builder.Coordinates(), 10)
             .Append(transaction, ORQObjMesh(builder.Mesh()).GetNodeCollection().GetCSet(),
                     builder.SpatialDirections(3), coordinates.data());
@@ -72,12 +73,12 @@ class LookupTest : public testing::Test {
         return path;
     }
     CommandResult Find(Arguments arguments) const {
-        arguments.insert(arguments.begin(), {"find", model_});
+        arguments.insert(arguments.begin(), {"find", m_model});
         return RunHere(arguments);
     }
 
-    exodus_file::ScratchFolder folder_;
-    const std::string model_ = folder_ / "model.orq";
+    exodus_file::ScratchFolder m_folder;
+    const std::string m_model = m_folder / "model.orq";
 };
 
 }  // namespace
@@ -109,21 +110,22 @@ TEST_F(LookupTest, FindShowsTheKeyAndTheMembersByInstanceAndLabel) {
               "surface INP2SIM_ELSET_SKIN: 2 faces\n"
               "  without a label: (ordinal 1) side 1, (ordinal 2) side 1\n");
     EXPECT_EQ(Find({"orientation", "ORI-1"}).out, "orientation ORI-1\n");
-    ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", folder_ / "box.orq"}).status, 0);
-    EXPECT_EQ(RunHere({"find", folder_ / "box.orq", "elset", "skin_upper"}).out,
+    ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", m_folder / "box.orq"}).status, 0);
+    EXPECT_EQ(RunHere({"find", m_folder / "box.orq", "elset", "skin_upper"}).out,
               "element set skin_upper: 824 elements\n  PART-1: 10001-10640, 10665-10848\n");
 }
 
 TEST_F(LookupTest, FindTakesKeysWithQuotesAndEitherCaseOfLetters) {
-    const std::string path = folder_ / "quotes.orq";
+    const std::string path = m_folder / "quotes.orq";
     {
         const ORQSimDatabase database = ORQSimDatabase::Create(path);
         ORQSimTransaction transaction(database.ContextID());
         const ORQObjModelBuilder builder(database);
         Label(builder, "P", {1, 2, 3, 4, 5, 6, 7});
         int number = 0;
-        for (const char* key : {"5\"PIPE", "A_\"B", "\"C", "TOP", "Top", "P_Ends", "x"})
+        for (const char* key : {"5\"PIPE", "A_\"B", "\"C", "TOP", "Top", "P_Ends", "x"}) {
             builder.AddNodeSet(key, 1, Nodes(builder, {number++}));
+        }
         builder.Model()
             .GetMap(ORQSimSchema::Model_internalNodeSets)
             .Insert("X", ORQSimPosition(Nodes(builder, {6})));
@@ -136,8 +138,9 @@ TEST_F(LookupTest, FindTakesKeysWithQuotesAndEitherCaseOfLetters) {
         const CommandResult result = RunProgram(arguments);
         return result.out.empty() ? json(result.status) : json::parse(result.out)["key"];
     };
-    for (const char* exact : {"5\"PIPE", "A_\"B", "\"C", "TOP", "Top", "P_Ends", "x", "X"})
+    for (const char* exact : {"5\"PIPE", "A_\"B", "\"C", "TOP", "Top", "P_Ends", "x", "X"}) {
         EXPECT_EQ(key({exact}), exact);
+    }
     EXPECT_EQ(key({"5\"pipe"}), "5\"PIPE");
     EXPECT_EQ(key({"a.\"b"}), "A_\"B");
     EXPECT_EQ(key({"p.ends"}), "P_Ends");
@@ -161,14 +164,15 @@ TEST_F(LookupTest, FindOffersNamesThatAreSpeltAlike) {
 }
 
 TEST_F(LookupTest, EverySetOfEveryRealModelIsFoundByItsName) {
-    const std::string model = folder_ / "real.orq";
+    const std::string model = m_folder / "real.orq";
     for (const char* name : {"wing_box.e", "box_solid_shell_results.g", "basemat_isolators.e",
                              "block_crush_1.ex2", "subduction_tri.exo"}) {
         const std::filesystem::path file = std::string(name) == "wing_box.e"
                                                ? std::filesystem::path(ORQ_WING_BOX)
                                                : std::filesystem::path(ORQ_SHARED_MODELS) / name;
-        if (!std::filesystem::exists(file))
+        if (!std::filesystem::exists(file)) {
             continue;
+        }
         ASSERT_EQ(RunHere({"import", file.string(), "-o", model, "--force"}).status, 0);
         const exodus_file::Mesh mesh = exodus_file::Read(file);
         const auto count = [&](const char* kind, const std::string& set) {
@@ -178,12 +182,15 @@ TEST_F(LookupTest, EverySetOfEveryRealModelIsFoundByItsName) {
             EXPECT_EQ(found["key"], set);
             return found["instances"][0]["members"].size();
         };
-        for (const auto& block : mesh.blocks)
+        for (const auto& block : mesh.blocks) {
             EXPECT_EQ(count("elset", block.name), block.elements.size()) << block.name;
-        for (const auto& set : mesh.node_sets)
+        }
+        for (const auto& set : mesh.nodeSets) {
             EXPECT_EQ(count("nodeset", set.name), set.members.size()) << set.name;
-        for (const auto& set : mesh.side_sets)
+        }
+        for (const auto& set : mesh.sideSets) {
             EXPECT_EQ(count("surface", set.name), set.members.size()) << set.name;
+        }
     }
     const CommandResult text =
         RunHere({"find", model, "nodeset", "no such", "--instance", "PART-1"});
@@ -193,7 +200,7 @@ TEST_F(LookupTest, EverySetOfEveryRealModelIsFoundByItsName) {
 // As a program of its own: what a service does to its process would show.
 TEST_F(LookupTest, FindSurvivesWhatWouldEndTheProcess) {
     const auto find = [&](const std::string& name, const std::string& instance) {
-        return RunProgram({"find", model_, "nodeset", name, "--instance", instance});
+        return RunProgram({"find", m_model, "nodeset", name, "--instance", instance});
     };
     for (const auto& [name, instance] :
          {std::pair("\"ENDS", ""), {"A_\"B", ""}, {"ENDS", "\"LEFT"}}) {
@@ -265,29 +272,33 @@ TEST_F(LookupTest, MapMatchesAModelAndItsRemeshedCopyAsAPlainJoinDoes) {
         exodus_file::BlockContent content{
             block.id, block.name, block.shape, std::ssize(block.elements[0]), {}, {}};
         for (std::size_t i = 0; i < block.elements.size(); ++i, ++nElements) {
-            if (random() % 5 == 0)
+            if (random() % 5 == 0) {
                 continue;
-            for (const int node : block.elements[i])
+            }
+            for (const int node : block.elements[i]) {
                 content.nodes.push_back(placeOf[static_cast<std::size_t>(node)]);
-            copy.element_labels.push_back(block.labels[i]);
+            }
+            copy.elementLabels.push_back(block.labels[i]);
             elementsInBoth.insert(block.labels[i]);
         }
         copy.blocks.push_back(content);
     }
     exodus_file::BlockContent patch{99, "patch", "SHELL3", 3, {}, {}};
     constexpr int kNewNodes = 60;
-    for (int i = 0; i < kNewNodes; ++i)
+    for (int i = 0; i < kNewNodes; ++i) {
         patch.nodes.push_back(add({i * 0.1, 0.5, 0.25}, 5'000'000 + i));
-    for (int i = 0; i < kNewNodes / 3; ++i)
-        copy.element_labels.push_back(6'000'000 + i);
+    }
+    for (int i = 0; i < kNewNodes / 3; ++i) {
+        copy.elementLabels.push_back(6'000'000 + i);
+    }
     copy.blocks.push_back(patch);
-    exodus_file::Write(copy, folder_ / "copy.e");
+    exodus_file::Write(copy, m_folder / "copy.e");
 
-    const std::string first = folder_ / "first.orq";
-    const std::string second = folder_ / "second.orq";
+    const std::string first = m_folder / "first.orq";
+    const std::string second = m_folder / "second.orq";
     ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", first}).status, 0);
-    ASSERT_EQ(RunHere({"import", folder_ / "copy.e", "-o", second}).status, 0);
-    const auto& set = mesh.node_sets.front();
+    ASSERT_EQ(RunHere({"import", m_folder / "copy.e", "-o", second}).status, 0);
+    const auto& set = mesh.nodeSets.front();
     const json map =
         json::parse(RunHere({"map", first, second, "--nodeset", set.name, "--json"}).out);
     EXPECT_EQ(map["nodes"], (json{{{"instance", "PART-1"},
@@ -301,17 +312,19 @@ TEST_F(LookupTest, MapMatchesAModelAndItsRemeshedCopyAsAPlainJoinDoes) {
     EXPECT_EQ(map["moved"], json::array());
     std::vector<std::int64_t> mapped;
     std::vector<std::int64_t> expected;
-    for (const json& member : map["nodeset"]["members"])
+    for (const json& member : map["nodeset"]["members"]) {
         mapped.push_back(member["secondary_ordinal"].get<std::int64_t>() + 1);
-    for (const int node : set.members)
+    }
+    for (const int node : set.members) {
         expected.push_back(placeOf[static_cast<std::size_t>(node)]);
+    }
     EXPECT_EQ(mapped, expected);
 }
 
 TEST_F(LookupTest, MapFindsNothingBetweenAModelAndItself) {
-    EXPECT_EQ(RunHere({"map", model_, model_}).status, 0);
+    EXPECT_EQ(RunHere({"map", m_model, m_model}).status, 0);
     const CommandResult strangers =
-        RunHere({"map", model_, MakeOther("other.orq", {1, 2, 3}, {0, 0, 0})});
+        RunHere({"map", m_model, MakeOther("other.orq", {1, 2, 3}, {0, 0, 0})});
     EXPECT_EQ(strangers.status, 1);
     EXPECT_EQ(strangers.out,
               "nodes\n"
@@ -323,8 +336,8 @@ TEST_F(LookupTest, MapFindsNothingBetweenAModelAndItself) {
               "  RIGHT: 0 matched, 0 primary only, 0 secondary only\n"
               "  PART-1: 0 matched, 0 primary only, 0 secondary only\n"
               "0 moved by more than 0\n");
-    EXPECT_EQ(RunHere({"map", model_, model_, "--nodeset", "none"}).status, 1);
-    EXPECT_EQ(RunProgram({"map", model_, model_, "--nodeset", "\"ENDS"}).status, 2);
-    EXPECT_EQ(RunHere({"map", model_, folder_ / "absent.orq"}).status, 3);
-    EXPECT_EQ(RunHere({"map", model_, model_, "--tolerance", "-1"}).status, 2);
+    EXPECT_EQ(RunHere({"map", m_model, m_model, "--nodeset", "none"}).status, 1);
+    EXPECT_EQ(RunProgram({"map", m_model, m_model, "--nodeset", "\"ENDS"}).status, 2);
+    EXPECT_EQ(RunHere({"map", m_model, m_folder / "absent.orq"}).status, 3);
+    EXPECT_EQ(RunHere({"map", m_model, m_model, "--tolerance", "-1"}).status, 2);
 }

@@ -33,17 +33,17 @@ class Materials : public testing::Test {
   protected:
     /// Imports in a process of its own; answers what became of materials and tables.
     std::vector<std::string> Import(const std::string& cards) const {
-        PutBytes(deck_, kMesh + cards);
+        PutBytes(m_deck, kMesh + cards);
         const CommandResult result =
-            RunProgram({"import", deck_, "-o", model_, "--force", "--json"});
+            RunProgram({"import", m_deck, "-o", m_model, "--force", "--json"});
         EXPECT_EQ(result.status, 0) << result.err;
         std::vector<std::string> lines;
         const json report = json::parse(result.out)["report"];
         for (const char* outcome : {"kept", "noted", "changed", "dropped"}) {
             for (const json& entry : report[outcome]) {
                 std::string reason = entry.value("reason", "");
-                if (const std::size_t at = reason.find(deck_); at != std::string::npos) {
-                    reason.replace(at, deck_.size(), "deck");
+                if (const std::size_t at = reason.find(m_deck); at != std::string::npos) {
+                    reason.replace(at, m_deck.size(), "deck");
                 }
                 if (entry["kind"] != "material table" && !reason.empty()) {
                     lines.push_back(entry["name"].get<std::string>() + " " + outcome + " " +
@@ -54,7 +54,7 @@ class Materials : public testing::Test {
         return lines;
     }
     json Tables(const std::string& material) const {
-        const CommandResult result = RunProgram({"materials", model_, material, "--json"});
+        const CommandResult result = RunProgram({"materials", m_model, material, "--json"});
         EXPECT_EQ(result.status, 0) << result.err;
         return json::parse(result.out)["material"]["tables"];
     }
@@ -73,9 +73,9 @@ class Materials : public testing::Test {
         return found;
     }
 
-    ScratchFolder folder_;
-    std::string deck_ = folder_ / "deck.bdf";
-    std::string model_ = folder_ / "model.orq";
+    ScratchFolder m_folder;
+    std::string m_deck = m_folder / "deck.bdf";
+    std::string m_model = m_folder / "model.orq";
 };
 
 // --- Decks ---------------------------------------------------------------------------------------
@@ -98,12 +98,12 @@ TEST_F(Materials, ComponentsShareATableWhereTheirTemperaturesAreEqual) {
     EXPECT_EQ(Tables("MAT1 5")[0]["rows"], json::parse("[[7e10, null, 0.3]]"));
 
     // Out and in again: the same tables under the same numbers, each card once.
-    const std::string once = folder_ / "once.bdf";
+    const std::string once = m_folder / "once.bdf";
     const json before = {Tables("MAT1 5"), Tables("MAT9 9")};
-    ASSERT_EQ(RunProgram({"export", model_, "-o", once, "--strict"}).status, 0);
-    EXPECT_EQ(RunProgram({"import", once, "-o", model_, "--force"}).status, 0);
+    ASSERT_EQ(RunProgram({"export", m_model, "-o", once, "--strict"}).status, 0);
+    EXPECT_EQ(RunProgram({"import", once, "-o", m_model, "--force"}).status, 0);
     EXPECT_EQ(json({Tables("MAT1 5"), Tables("MAT9 9")}), before);
-    EXPECT_EQ(RunProgram({"verify", model_}).status, 0);
+    EXPECT_EQ(RunProgram({"verify", m_model}).status, 0);
 }
 
 TEST_F(Materials, WhatIsOddInTablesIsNamedAndNothingElseChanges) {
@@ -175,10 +175,10 @@ TEST_F(Materials, WhatIsOddInTablesIsNamedAndNothingElseChanges) {
 }
 
 TEST_F(Materials, WhatIsNoTableIsAnErrorWithItsPlace) {
-    PutBytes(deck_, std::string(kMesh) +
-                        "MATT1,5,x\nMATT1,5,1\nTABLEM1,1\n,1.,5.,ENDT\nTABLEM1,1\n,1.,ENDT\n"
-                        "TABLEM1,,\nTABLEM1,2\n,1.,abc,1.+999,1.,ENDT\n");
-    const CommandResult result = RunHere({"import", deck_, "-o", model_});
+    PutBytes(m_deck, std::string(kMesh) +
+                         "MATT1,5,x\nMATT1,5,1\nTABLEM1,1\n,1.,5.,ENDT\nTABLEM1,1\n,1.,ENDT\n"
+                         "TABLEM1,,\nTABLEM1,2\n,1.,abc,1.+999,1.,ENDT\n");
+    const CommandResult result = RunHere({"import", m_deck, "-o", m_model});
     EXPECT_EQ(result.status, 3);
     for (const char* error :
          {"line 7: MATT1 5: field 3: \"x\" is not an integer",
@@ -198,9 +198,9 @@ TEST_F(Materials, OfARealDeckAreListed) {
     if (!exists(deck)) {
         GTEST_SKIP() << "no real models on this machine";
     }
-    ASSERT_EQ(RunProgram({"import", deck.string(), "-o", model_}).status, 0);
+    ASSERT_EQ(RunProgram({"import", deck.string(), "-o", m_model}).status, 0);
     const json materials =
-        json::parse(RunProgram({"materials", model_, "--json"}).out)["materials"];
+        json::parse(RunProgram({"materials", m_model, "--json"}).out)["materials"];
     ASSERT_EQ(materials.size(), 1);
     EXPECT_EQ(materials[0]["card"], "MAT8");
     const json elastic = Tables(materials[0]["name"])[0];
@@ -214,8 +214,8 @@ TEST_F(Materials, OfARealDeckAreListed) {
 class LayupMaterials : public Materials {
   protected:
     CommandResult ImportLayup(const json& file) const {
-        PutBytes(layup_, file.dump());
-        return RunProgram({"import", ORQ_WING_BOX, "-o", model_, "--force", "--layup", layup_});
+        PutBytes(m_layup, file.dump());
+        return RunProgram({"import", ORQ_WING_BOX, "-o", m_model, "--force", "--layup", m_layup});
     }
     static json Valid() {
         return json::parse(R"({
@@ -230,7 +230,7 @@ class LayupMaterials : public Materials {
                "rows": [[0.1, 9], [0.2, 8]]}]}],
           "sections": [], "assignments": []})");
     }
-    std::string layup_ = folder_ / "layup.json";
+    std::string m_layup = m_folder / "layup.json";
 };
 
 TEST_F(LayupMaterials, AreReadBackByAnotherProcess) {
@@ -253,11 +253,11 @@ TEST_F(LayupMaterials, AreReadBackByAnotherProcess) {
         "temperature": "K", "field_2": "% water", "nu12": null, "field_1": null,
         "damping": null})"));
 
-    const CommandResult text = RunHere({"materials", model_, "tape"});
+    const CommandResult text = RunHere({"materials", m_model, "tape"});
     EXPECT_THAT(text.out, AllOf(HasSubstr("temperature [K]  field_2 [% water]  E1 [GPa]  nu12\n"),
                                 HasSubstr("400                  0         4     -\n")));
-    EXPECT_THAT(RunHere({"materials", model_}).out, HasSubstr("field_1, field_2, temperature\n"));
-    const CommandResult none = RunHere({"materials", model_, "tap"});
+    EXPECT_THAT(RunHere({"materials", m_model}).out, HasSubstr("field_1, field_2, temperature\n"));
+    const CommandResult none = RunHere({"materials", m_model, "tap"});
     EXPECT_EQ(none.status, 2);
     EXPECT_THAT(none.err, HasSubstr("no material \"tap\"; near are \"tape\""));
 
@@ -268,9 +268,9 @@ TEST_F(LayupMaterials, AreReadBackByAnotherProcess) {
                                              {"columns", {"temperature", "E1", "nu12"}},
                                              {"rows", {{300, 5, 0.3}, {400, 4, nullptr}}}};
     ASSERT_EQ(ImportLayup(file).err, "");
-    EXPECT_THAT(RunHere({"export", model_, "-o", deck_}).out,
+    EXPECT_THAT(RunHere({"export", m_model, "-o", m_deck}).out,
                 HasSubstr("\"tape: damping\": 2 (bulk data have no field variables)"));
-    std::string cards = Bytes(deck_);
+    std::string cards = Bytes(m_deck);
     cards = cards.substr(0, cards.find("GRID"));
     std::erase(cards, ' ');
     EXPECT_THAT(cards, AllOf(HasSubstr("\nMAT815.2.\n+20.\n"), HasSubstr("\nMATT8112\n"),
@@ -283,7 +283,7 @@ TEST_F(Materials, AComponentThatTheCardDoesNotHaveIsDroppedAndReported) {
     Import("");
     {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(model_, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
         const ORQObjDocument document(database);
         ORQSimTransaction transaction(database.ContextID());
         ORQExcWriteMaterialTables(
@@ -295,14 +295,14 @@ TEST_F(Materials, AComponentThatTheCardDoesNotHaveIsDroppedAndReported) {
               .temperatures = {20, 100}}});
         transaction.Commit();
     }
-    const CommandResult result = RunHere({"export", model_, "-o", deck_, "--force"});
+    const CommandResult result = RunHere({"export", m_model, "-o", m_deck, "--force"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(
         result.out,
         AllOf(HasSubstr("\"MAT1 5: swelling swell\": 1 (the card MAT1 has no field for it)"),
               HasSubstr("\"MAT1 5: creep rate\": 2 (the card MAT1 has no field for it)")));
-    EXPECT_THAT(Bytes(deck_), HasSubstr("TABLEM1"));
-    EXPECT_EQ(RunHere({"export", model_, "-o", deck_, "--force", "--strict"}).status, 1);
+    EXPECT_THAT(Bytes(m_deck), HasSubstr("TABLEM1"));
+    EXPECT_EQ(RunHere({"export", m_model, "-o", m_deck, "--force", "--strict"}).status, 1);
 }
 
 TEST_F(LayupMaterials, ErrorsAreNamedTogether) {
@@ -338,7 +338,7 @@ TEST_F(LayupMaterials, ErrorsAreNamedTogether) {
         const CommandResult result = ImportLayup(file);
         EXPECT_EQ(result.status, 3) << change;
         for (const char* error : errors) {
-            EXPECT_THAT(result.err, HasSubstr(layup_ + ": /materials/0/properties/0" + error))
+            EXPECT_THAT(result.err, HasSubstr(m_layup + ": /materials/0/properties/0" + error))
                 << change;
         }
         EXPECT_EQ(std::ranges::count(result.err, '\n'), std::ssize(errors)) << result.err;
@@ -365,9 +365,9 @@ TEST_F(LayupMaterials, AreDrawnOverTemperature) {
          "rows": [[-1.7e308, -1.7e308, 0], [0, 1e-320, 0], [1.7e308, 1.7e308, 0]]}]})"));
     ASSERT_EQ(ImportLayup(file).status, 0);
     const auto svg = [&](const char* material, const char* size) {
-        const std::string picture = folder_ / "picture.svg";
-        const CommandResult result = RunHere({"draw", model_, "--material", material, "-o", picture,
-                                              "--force", "--size", size, "--json"});
+        const std::string picture = m_folder / "picture.svg";
+        const CommandResult result = RunHere({"draw", m_model, "--material", material, "-o",
+                                              picture, "--force", "--size", size, "--json"});
         EXPECT_EQ(result.status, 0) << result.err;
         return std::pair(json::parse(result.out)["graphs"].get<int>(), Bytes(picture));
     };
@@ -384,15 +384,16 @@ TEST_F(LayupMaterials, AreDrawnOverTemperature) {
         for (const char* material : {"tape", "name only", "vast"}) {
             const std::string drawn = svg(material, size).second;
             EXPECT_THAT(drawn, testing::Not(testing::ContainsRegex("nan|inf|-92233720"))) << size;
-            const std::string png = folder_ / "picture.png";
-            EXPECT_EQ(RunHere({"draw", model_, "--material", material, "-o", png, "--force",
+            const std::string png = m_folder / "picture.png";
+            EXPECT_EQ(RunHere({"draw", m_model, "--material", material, "-o", png, "--force",
                                "--size", size})
                           .status,
                       0);
         }
     }
     EXPECT_EQ(
-        RunHere({"draw", model_, "--material", "tape", "--section", "x", "-o", "x.png"}).status, 2);
+        RunHere({"draw", m_model, "--material", "tape", "--section", "x", "-o", "x.png"}).status,
+        2);
 }
 
 }  // namespace

@@ -127,7 +127,7 @@ TEST(ElementShapes, SizesAndSharesOfKnownBodies) {
 // --- Exodus II out and in again ------------------------------------------------------------------
 
 void SortSides(exodus_file::Mesh& mesh) {
-    for (auto& set : mesh.side_sets) {
+    for (auto& set : mesh.sideSets) {
         std::vector<std::pair<int, int>> sides;
         for (std::size_t i = 0; i < set.members.size(); ++i) {
             sides.emplace_back(set.sides[i], set.members[i]);
@@ -203,7 +203,7 @@ class RoundTrip : public testing::Test, public testing::WithParamInterface<const
   protected:
     /// Imports the mesh and exports it again.
     void ImportAndExport(const fs::path& input, const std::string& output) const {
-        const std::string model = folder_ / "m.orq";
+        const std::string model = m_folder / "m.orq";
         ASSERT_EQ(RunHere({"import", input.string(), "-o", model, "--force"}).status, 0);
         ASSERT_EQ(RunHere({"export", model, "-o", output, "--strict"}).status, 0);
         EXPECT_EQ(RunHere({"export", model, "-o", output}).status, 2);  // it stands there already
@@ -217,12 +217,12 @@ class RoundTrip : public testing::Test, public testing::WithParamInterface<const
         EXPECT_EQ(written.positions, expected.positions);
         EXPECT_EQ(written.labels, expected.labels);
         EXPECT_EQ(written.blocks, expected.blocks);
-        EXPECT_EQ(written.node_sets, expected.node_sets);
-        EXPECT_EQ(written.element_sets, expected.element_sets);
-        EXPECT_EQ(written.side_sets, expected.side_sets);
+        EXPECT_EQ(written.nodeSets, expected.nodeSets);
+        EXPECT_EQ(written.elementSets, expected.elementSets);
+        EXPECT_EQ(written.sideSets, expected.sideSets);
     }
 
-    ScratchFolder folder_;
+    ScratchFolder m_folder;
 };
 
 TEST_P(RoundTrip, AMeshComesBackEqual) {
@@ -230,8 +230,8 @@ TEST_P(RoundTrip, AMeshComesBackEqual) {
     if (!fs::exists(input)) {
         GTEST_SKIP() << "no real models on this machine";
     }
-    const std::string once = folder_ / "once.e";
-    const std::string twice = folder_ / "twice.e";
+    const std::string once = m_folder / "once.e";
+    const std::string twice = m_folder / "twice.e";
     ImportAndExport(input, once);
     ImportAndExport(once, twice);
     ExpectEqual(exodus_file::Read(twice), exodus_file::Read(once));
@@ -247,9 +247,9 @@ INSTANTIATE_TEST_SUITE_P(All, RoundTrip,
                                          "strikeslip_tet.msh"));
 
 TEST_F(RoundTrip, EachShapeComesBackEqual) {
-    exodus_file::Write(OneOfEachShape(), folder_ / "in.e");
-    ImportAndExport(folder_ / "in.e", folder_ / "out.e");
-    ExpectEqual(exodus_file::Read(folder_ / "out.e"), exodus_file::Read(folder_ / "in.e"));
+    exodus_file::Write(OneOfEachShape(), m_folder / "in.e");
+    ImportAndExport(m_folder / "in.e", m_folder / "out.e");
+    ExpectEqual(exodus_file::Read(m_folder / "out.e"), exodus_file::Read(m_folder / "in.e"));
 }
 
 // --- Gmsh ----------------------------------------------------------------------------------------
@@ -281,8 +281,8 @@ $EndNodes
 class Gmsh : public testing::Test {
   protected:
     fs::path Written(std::string_view text) const {
-        PutBytes(folder_ / "mesh.msh", text);
-        return folder_ / "mesh.msh";
+        PutBytes(m_folder / "mesh.msh", text);
+        return m_folder / "mesh.msh";
     }
     std::string ErrorOf(const std::string& text) const {
         try {
@@ -292,7 +292,7 @@ class Gmsh : public testing::Test {
         }
         return "no error";
     }
-    ScratchFolder folder_;
+    ScratchFolder m_folder;
 };
 
 TEST_F(Gmsh, SectionsMayStandInAnyOrderAndElementsInSeveralGroups) {
@@ -353,7 +353,7 @@ TEST_F(Gmsh, RealMeshesAgreeWithAnIndependentReader) {
     const auto all = json::parse(Bytes(facts));
     for (const char* name : {"shelf_modes.msh", "strikeslip_tet.msh"}) {
         const fs::path file = fs::path(ORQ_SHARED_MODELS) / name;
-        const std::string model = folder_ / (std::string(name) + ".orq");
+        const std::string model = m_folder / (std::string(name) + ".orq");
         ASSERT_EQ(RunHere({"import", file.string(), "-o", model}).status, 0);
         const ORQExcModel reader{
             ORQObjDocument(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly))};
@@ -405,7 +405,7 @@ TEST(SurfaceAreas, AreSharedAmongTheNodesOfAFace) {
     boxes.shape = "HEX8";
     boxes.width = 8;
     boxes.nodes = {1, 2, 5, 4, 7, 8, 11, 10, 2, 3, 6, 5, 8, 9, 12, 11};
-    content.side_sets = {{1, "LIDS", {1, 2}, {6, 6}}, {2, "WALL", {1}, {4}}};
+    content.sideSets = {{1, "LIDS", {1, 2}, {6, 6}}, {2, "WALL", {1}, {4}}};
     exodus_file::Write(content, folder / "boxes.e");
     ASSERT_EQ(RunHere({"import", folder / "boxes.e", "-o", folder / "boxes.orq"}).status, 0);
 
@@ -494,19 +494,19 @@ class Vtu : public testing::Test {
         }
     }
     json Exported(const fs::path& mesh) const {
-        const std::string file = folder_ / "m.vtu";
-        EXPECT_EQ(RunHere({"import", mesh.string(), "-o", folder_ / "m.orq"}).status, 0);
-        EXPECT_EQ(RunHere({"export", folder_ / "m.orq", "-o", file}).status, 0);
+        const std::string file = m_folder / "m.vtu";
+        EXPECT_EQ(RunHere({"import", mesh.string(), "-o", m_folder / "m.orq"}).status, 0);
+        EXPECT_EQ(RunHere({"export", m_folder / "m.orq", "-o", file}).status, 0);
         const std::string command = ORQ_PYTHON " " ORQ_READ_VTU " " + file + " > " + file + ".json";
         EXPECT_EQ(std::system(command.c_str()), 0);
         return json::parse(Bytes(file + ".json"));
     }
-    ScratchFolder folder_;
+    ScratchFolder m_folder;
 };
 
 TEST_F(Vtu, HoldsPointsCellsLabelsBlocksAndSets) {
-    PutBytes(folder_ / "mesh.msh", kTwoTriangles);
-    const json grid = Exported(folder_ / "mesh.msh");
+    PutBytes(m_folder / "mesh.msh", kTwoTriangles);
+    const json grid = Exported(m_folder / "mesh.msh");
     EXPECT_EQ(grid["points"], json::parse("[[0,1,0],[0,0,0],[1,1,0],[1,0,0]]"));
     EXPECT_EQ(grid["cells"], json::parse("[[1,3,0],[3,2,0],[1,3]]"));
     EXPECT_EQ(grid["types"], json::parse("[5,5,3]"));
@@ -516,8 +516,8 @@ TEST_F(Vtu, HoldsPointsCellsLabelsBlocksAndSets) {
 }
 
 TEST_F(Vtu, NodesOfEachShapeStandInTheOrderOfVtk) {
-    exodus_file::Write(OneOfEachShape(), folder_ / "mesh.e");
-    const json grid = Exported(folder_ / "mesh.e");
+    exodus_file::Write(OneOfEachShape(), m_folder / "mesh.e");
+    const json grid = Exported(m_folder / "mesh.e");
     EXPECT_EQ(grid["cells"].size(), ORQExcShapes().size());
     EXPECT_LT(grid["off_middle"], 1e-14);
     // A tetrahedron, a pyramid, a wedge, a hexahedron; the filter has no volume of others.
@@ -542,8 +542,8 @@ TEST_F(Vtu, HoldsWhatTheShippedModelHolds) {
     EXPECT_EQ(grid["cells"], cells);
     EXPECT_EQ(grid["cell_data"]["label"], labels);
     EXPECT_EQ(grid["cell_data"]["block"], blocks);
-    ASSERT_FALSE(mesh.node_sets.empty());
-    for (const exodus_file::Set& set : mesh.node_sets) {
+    ASSERT_FALSE(mesh.nodeSets.empty());
+    for (const exodus_file::Set& set : mesh.nodeSets) {
         std::vector<int> marks(mesh.positions.size());
         for (const int node : set.members) {
             marks[static_cast<std::size_t>(node)] = 1;

@@ -179,10 +179,10 @@ class ExodusResultsOf : public testing::Test {
 
   private:
     static void WriteVariables(const fs::path& file) {
-        int caller_bytes = sizeof(double);
-        int stored_bytes = 0;
+        int callerBytes = sizeof(double);
+        int storedBytes = 0;
         float version = 0;
-        const int id = ex_open(file.c_str(), EX_WRITE, &caller_bytes, &stored_bytes, &version);
+        const int id = ex_open(file.c_str(), EX_WRITE, &callerBytes, &storedBytes, &version);
         ASSERT_GE(id, 0);
         char temperature[] = "NT";
         char energy[] = "energy";

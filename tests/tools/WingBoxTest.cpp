@@ -56,9 +56,11 @@ std::vector<Vector> CornerNormals(const Mesh& mesh, const std::vector<int>& elem
 /// Calls visit(block, element) for every element of the shipped mesh.
 template <typename Visit>
 void ForEachElement(const Visit& visit) {
-    for (const auto& block : Shipped().blocks)
-        for (const auto& element : block.elements)
+    for (const auto& block : Shipped().blocks) {
+        for (const auto& element : block.elements) {
             visit(block, element);
+        }
+    }
 }
 
 TEST(WingBox, TheGeneratorMakesTheShippedFiles) {
@@ -69,12 +71,14 @@ TEST(WingBox, TheGeneratorMakesTheShippedFiles) {
     EXPECT_EQ(made.title, shipped.title);
     EXPECT_EQ(made.labels, shipped.labels);
     EXPECT_TRUE(made.blocks == shipped.blocks);
-    EXPECT_TRUE(made.node_sets == shipped.node_sets);
-    EXPECT_TRUE(made.side_sets == shipped.side_sets);
+    EXPECT_TRUE(made.nodeSets == shipped.nodeSets);
+    EXPECT_TRUE(made.sideSets == shipped.sideSets);
     ASSERT_EQ(made.positions.size(), shipped.positions.size());
-    for (std::size_t node = 0; node < made.positions.size(); ++node)
-        for (std::size_t axis = 0; axis < 3; ++axis)
+    for (std::size_t node = 0; node < made.positions.size(); ++node) {
+        for (std::size_t axis = 0; axis < 3; ++axis) {
             ASSERT_NEAR(made.positions[node][axis], shipped.positions[node][axis], 1e-14);
+        }
+    }
     wing_box::WriteLayup(wing_box::Build(), folder / "made.json");
     EXPECT_EQ(Bytes(folder / "made.json"), Bytes(ORQ_WING_BOX_LAYUP));
 }
@@ -89,9 +93,11 @@ TEST(WingBox, EveryNodeIsUsedAndLiesAlone) {
     auto sorted = mesh.positions;
     std::sort(sorted.begin(), sorted.end());
     constexpr double kClose = 1e-3;
-    for (auto a = sorted.begin(); a != sorted.end(); ++a)
-        for (auto b = a + 1; b != sorted.end() && (*b)[0] - (*a)[0] < kClose; ++b)
+    for (auto a = sorted.begin(); a != sorted.end(); ++a) {
+        for (auto b = a + 1; b != sorted.end() && (*b)[0] - (*a)[0] < kClose; ++b) {
             EXPECT_GT(std::hypot((*b)[0] - (*a)[0], (*b)[1] - (*a)[1], (*b)[2] - (*a)[2]), kClose);
+        }
+    }
 }
 
 TEST(WingBox, ElementsAreConvexAndOfReasonableSize) {
@@ -127,7 +133,7 @@ TEST(WingBox, NormalsPointWhereTheirPartSays) {
 TEST(WingBox, PartsAreSewnTogether) {
     struct Use {
         std::string part;
-        bool is_forward;
+        bool isForward;
     };
     std::map<std::pair<int, int>, std::vector<Use>> uses;
     ForEachElement([&](const Block& block, const auto& element) {
@@ -140,12 +146,13 @@ TEST(WingBox, PartsAreSewnTogether) {
     for (const auto& [edge, users] : uses) {
         EXPECT_LE(users.size(), 4U) << edge.first << ' ' << edge.second;
         std::map<std::string, std::vector<bool>> directions;
-        for (const auto& user : users)
-            directions[user.part].push_back(user.is_forward);
+        for (const auto& user : users) {
+            directions[user.part].push_back(user.isForward);
+        }
         for (const auto& [part, ways] : directions) {
             // The closed box of skins and spars has no free edge.
-            const bool is_of_the_box = part.starts_with("skin") || part.starts_with("spar");
-            EXPECT_FALSE(is_of_the_box && users.size() < 2) << part << ' ' << edge.first;
+            const bool isOfTheBox = part.starts_with("skin") || part.starts_with("spar");
+            EXPECT_FALSE(isOfTheBox && users.size() < 2) << part << ' ' << edge.first;
             // Neighbours within a part agree on the direction of their normals.
             EXPECT_LE(ways.size(), 2U) << part;
             EXPECT_FALSE(ways.size() == 2 && ways[0] == ways[1]) << part << ' ' << edge.first;
@@ -161,8 +168,9 @@ TEST(WingBox, LabelsAreUniqueAndFollowNoSimpleOrder) {
     EXPECT_GT(labels.back() - labels.front(), static_cast<int>(labels.size()));
 
     std::vector<int> elements;
-    for (const auto& block : Shipped().blocks)
+    for (const auto& block : Shipped().blocks) {
         elements.insert(elements.end(), block.labels.begin(), block.labels.end());
+    }
     EXPECT_FALSE(std::is_sorted(elements.begin(), elements.end()));
     std::sort(elements.begin(), elements.end());
     EXPECT_EQ(std::adjacent_find(elements.begin(), elements.end()), elements.end());
@@ -171,17 +179,19 @@ TEST(WingBox, LabelsAreUniqueAndFollowNoSimpleOrder) {
 TEST(WingBox, SetsLieWhereTheirNamesSay) {
     const auto& mesh = Shipped();
     std::map<std::string, std::vector<int>> sets;
-    for (const auto& set : mesh.node_sets)
+    for (const auto& set : mesh.nodeSets) {
         sets[set.name] = set.members;
-    const auto count_at = [&](double y) {
+    }
+    const auto countAt = [&](double y) {
         return std::count_if(mesh.positions.begin(), mesh.positions.end(),
                              [&](const auto& position) { return position[1] == y; });
     };
-    EXPECT_EQ(std::ssize(sets.at("root_clamp")), count_at(0));
-    EXPECT_EQ(std::ssize(sets.at("tip_rib")), count_at(7.2));
+    EXPECT_EQ(std::ssize(sets.at("root_clamp")), countAt(0));
+    EXPECT_EQ(std::ssize(sets.at("tip_rib")), countAt(7.2));
     EXPECT_EQ(sets.at("pylon_fitting").size(), 21U);
-    for (const int node : sets.at("root_clamp"))
+    for (const int node : sets.at("root_clamp")) {
         EXPECT_EQ(mesh.positions[static_cast<std::size_t>(node)][1], 0);
+    }
 
     std::vector<const std::vector<int>*> elements;
     std::vector<std::string> parts;
@@ -189,7 +199,7 @@ TEST(WingBox, SetsLieWhereTheirNamesSay) {
         elements.push_back(&element);
         parts.push_back(PartOf(block));
     });
-    for (const auto& set : mesh.side_sets) {
+    for (const auto& set : mesh.sideSets) {
         std::map<std::string, int> members;
         for (std::size_t at = 0; at < set.members.size(); ++at) {
             const auto element = static_cast<std::size_t>(set.members[at]);
@@ -201,23 +211,25 @@ TEST(WingBox, SetsLieWhereTheirNamesSay) {
             const auto& nodes = *elements[element];
             const auto from = static_cast<std::size_t>(set.sides[at] - 3);
             ASSERT_LT(from, nodes.size());
-            for (const int node : {nodes[from], nodes[(from + 1) % nodes.size()]})
+            for (const int node : {nodes[from], nodes[(from + 1) % nodes.size()]}) {
                 EXPECT_EQ(mesh.positions[static_cast<std::size_t>(node)][1], 0);
+            }
         }
         const auto whole = [&](const char* part) {
             return std::count(parts.begin(), parts.end(), part);
         };
-        if (set.name == "upper_skin_outer")
+        if (set.name == "upper_skin_outer") {
             EXPECT_EQ(members, (std::map<std::string, int>{{"skin_upper", whole("skin_upper")}}));
-        else if (set.name == "lower_skin_outer")
+        } else if (set.name == "lower_skin_outer") {
             EXPECT_EQ(members, (std::map<std::string, int>{{"skin_lower", whole("skin_lower")}}));
-        else
+        } else {
             EXPECT_EQ(
                 members,
                 (std::map<std::string, int>{
                     {"skin_upper", 16}, {"skin_lower", 16}, {"spar_front", 6}, {"spar_rear", 6}}));
+        }
     }
-    EXPECT_EQ(mesh.side_sets.size(), 3U);
+    EXPECT_EQ(mesh.sideSets.size(), 3U);
 }
 
 }  // namespace

@@ -16,8 +16,9 @@ void KeepToMemory() {
 #ifndef ORQMODEL_SANITIZED  // which take memory far beyond what there is
     struct sysinfo system {};
     struct rlimit limit {};
-    if (sysinfo(&system) != 0 || getrlimit(RLIMIT_DATA, &limit) != 0)
+    if (sysinfo(&system) != 0 || getrlimit(RLIMIT_DATA, &limit) != 0) {
         return;
+    }
     const rlim_t memory = (rlim_t{system.totalram} + system.totalswap) * system.mem_unit;
     if (limit.rlim_cur > memory) {
         limit.rlim_cur = memory;

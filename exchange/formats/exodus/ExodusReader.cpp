@@ -51,9 +51,10 @@ constexpr std::array<std::pair<ex_entity_type, const char*>, 2> kUnreadVariables
 
 std::string FirstBytes(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
-    if (!stream)
+    if (!stream) {
         throw ORQExcImportError(file, "file",
                                 fmt::format("cannot be read: {}", std::strerror(errno)));
+    }
     std::string bytes(kHdf5Magic.size(), '\0');
     stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<std::size_t>(stream.gcount()));
@@ -63,56 +64,64 @@ std::string FirstBytes(const std::filesystem::path& file) {
 void CheckContainer(const std::filesystem::path& file) {
     std::error_code failure;
     const auto status = std::filesystem::status(file, failure);
-    if (status.type() == std::filesystem::file_type::not_found)
+    if (status.type() == std::filesystem::file_type::not_found) {
         throw ORQExcImportError(file, "file", "does not exist");
-    if (failure)
+    }
+    if (failure) {
         throw ORQExcImportError(file, "file", fmt::format("cannot be read: {}", failure.message()));
-    if (std::filesystem::is_directory(status))
+    }
+    if (std::filesystem::is_directory(status)) {
         throw ORQExcImportError(file, "file", "is a directory");
-    if (!std::filesystem::is_regular_file(status))
+    }
+    if (!std::filesystem::is_regular_file(status)) {
         throw ORQExcImportError(file, "file", "is not a regular file");
+    }
     const auto magic = FirstBytes(file);
-    if (magic.empty())
+    if (magic.empty()) {
         throw ORQExcImportError(file, "file", "is empty");
-    if (magic.starts_with(kClassicMagic))
+    }
+    if (magic.starts_with(kClassicMagic)) {
         CheckNetcdfClassicFileIsWhole(file);
-    else if (magic != kHdf5Magic)
+    } else if (magic != kHdf5Magic) {
         throw ORQExcImportError(
             file, "file", "is not an Exodus II file: it begins neither as netCDF nor as HDF5");
+    }
 }
 
 /// Turns standard error off while it lives. The Exodus library prints a wrong guess about every
 /// HDF5 file that it cannot open, whatever its options say; the error that follows tells more.
 class QuietStandardError {
   public:
-    QuietStandardError() : saved_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
+    QuietStandardError() : m_saved(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
         const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (saved_ >= 0 && nowhere >= 0)
+        if (m_saved >= 0 && nowhere >= 0) {
             dup2(nowhere, STDERR_FILENO);
-        if (nowhere >= 0)
+        }
+        if (nowhere >= 0) {
             close(nowhere);
+        }
     }
     ~QuietStandardError() {
-        if (saved_ >= 0) {
-            dup2(saved_, STDERR_FILENO);
-            close(saved_);
+        if (m_saved >= 0) {
+            dup2(m_saved, STDERR_FILENO);
+            close(m_saved);
         }
     }
     QuietStandardError(const QuietStandardError&) = delete;
     QuietStandardError& operator=(const QuietStandardError&) = delete;
 
   private:
-    int saved_;
+    int m_saved;
 };
 
-/// Calls read(slice_begin, slice_end) for consecutive pieces of [begin, end), each of at most a
+/// Calls read(sliceBegin, sliceEnd) for consecutive pieces of [begin, end), each of at most a
 /// slice of values.
 template <typename Read>
-void ForEachSlice(int begin, int end, int values_each, const Read& read) {
+void ForEachSlice(int begin, int end, int valuesEach, const Read& read) {
     while (begin < end) {
-        const int slice_end = begin + std::min(end - begin, std::max(1, kSlice / values_each));
-        read(begin, slice_end);
-        begin = slice_end;
+        const int sliceEnd = begin + std::min(end - begin, std::max(1, kSlice / valuesEach));
+        read(begin, sliceEnd);
+        begin = sliceEnd;
     }
 }
 
@@ -121,83 +130,88 @@ void ForEachSlice(int begin, int end, int values_each, const Read& read) {
 ExodusReader::Handle::Handle(const std::filesystem::path& file) {
     CheckContainer(file);
     ex_opts(0);  // The library's own messages would name neither file nor section.
-    int bytes_per_caller_real = sizeof(double);
+    int bytesPerCallerReal = sizeof(double);
     float version = 0;
     const QuietStandardError quiet;
     // The absolute path keeps a name such as "http://x" from being taken for a remote address.
-    id_ = ex_open(std::filesystem::absolute(file).c_str(), EX_READ | EX_ALL_INT64_API,
-                  &bytes_per_caller_real, &bytes_per_real_, &version);
-    if (id_ < 0)
+    m_id = ex_open(std::filesystem::absolute(file).c_str(), EX_READ | EX_ALL_INT64_API,
+                   &bytesPerCallerReal, &m_bytesPerReal, &version);
+    if (m_id < 0) {
         throw ORQExcImportError(
             file, "file",
             "is not an Exodus II file, or is damaged: the Exodus library cannot "
             "open it");
+    }
 }
 
 ExodusReader::Handle::~Handle() {
-    ex_close(id_);
+    ex_close(m_id);
 }
 
-ExodusReader::ExodusReader(const std::filesystem::path& file) : path_(file), handle_(file) {
+ExodusReader::ExodusReader(const std::filesystem::path& file) : m_path(file), m_handle(file) {
     ex_init_params sizes{};
-    Check(ex_get_init_ext(handle_.Id(), &sizes), "sizes");
-    title_.assign(sizes.title, strnlen(sizes.title, sizeof sizes.title));
-    if (sizes.num_dim < 1 || sizes.num_dim > 3)
+    Check(ex_get_init_ext(m_handle.Id(), &sizes), "sizes");
+    m_title.assign(sizes.title, strnlen(sizes.title, sizeof sizes.title));
+    if (sizes.num_dim < 1 || sizes.num_dim > 3) {
         Fail("sizes", fmt::format("{} dimensions; 1, 2 or 3 are supported", sizes.num_dim));
-    dimension_ = static_cast<int>(sizes.num_dim);
-    node_count_ = CheckedCount(sizes.num_nodes, "nodes");
-    element_count_ = CheckedCount(sizes.num_elem, "elements");
-    CheckFits(node_count_, std::int64_t{dimension_} * handle_.BytesPerReal(), "nodes");
-    ex_set_max_name_length(handle_.Id(),
+    }
+    m_dimension = static_cast<int>(sizes.num_dim);
+    m_nodeCount = CheckedCount(sizes.num_nodes, "nodes");
+    m_elementCount = CheckedCount(sizes.num_elem, "elements");
+    CheckFits(m_nodeCount, std::int64_t{m_dimension} * m_handle.BytesPerReal(), "nodes");
+    ex_set_max_name_length(m_handle.Id(),
                            std::max(32, static_cast<int>(ex_inquire_int(
-                                            handle_.Id(), EX_INQ_DB_MAX_USED_NAME_LENGTH))));
+                                            m_handle.Id(), EX_INQ_DB_MAX_USED_NAME_LENGTH))));
     ReadBlocks(sizes.num_elem_blk);
-    ReadSets(EX_NODE_SET, sizes.num_node_sets, "node sets", node_sets_, node_sets_in_file_);
-    ReadSets(EX_ELEM_SET, sizes.num_elem_sets, "element sets", element_sets_,
-             element_sets_in_file_);
-    ReadSets(EX_SIDE_SET, sizes.num_side_sets, "side sets", side_sets_, side_sets_in_file_);
-    ReadProperties(EX_ELEM_BLOCK, EX_INQ_EB_PROP, blocks_);
-    ReadProperties(EX_NODE_SET, EX_INQ_NS_PROP, node_sets_);
-    ReadProperties(EX_SIDE_SET, EX_INQ_SS_PROP, side_sets_);
+    ReadSets(EX_NODE_SET, sizes.num_node_sets, "node sets", m_nodeSets, m_nodeSetsInFile);
+    ReadSets(EX_ELEM_SET, sizes.num_elem_sets, "element sets", m_elementSets, m_elementSetsInFile);
+    ReadSets(EX_SIDE_SET, sizes.num_side_sets, "side sets", m_sideSets, m_sideSetsInFile);
+    ReadProperties(EX_ELEM_BLOCK, EX_INQ_EB_PROP, m_blocks);
+    ReadProperties(EX_NODE_SET, EX_INQ_NS_PROP, m_nodeSets);
+    ReadProperties(EX_SIDE_SET, EX_INQ_SS_PROP, m_sideSets);
     std::vector<ExodusResults::Block> blocks;
-    for (std::size_t i = 0; i < blocks_.size(); ++i)
+    for (std::size_t i = 0; i < m_blocks.size(); ++i) {
         blocks.push_back(
-            {block_ids_[i], block_ends_[i] - blocks_[i].nElements, blocks_[i].nElements});
-    results_.emplace(path_, handle_.Id(), node_count_, std::move(blocks));
+            {m_blockIds[i], m_blockEnds[i] - m_blocks[i].nElements, m_blocks[i].nElements});
+    }
+    m_results.emplace(m_path, m_handle.Id(), m_nodeCount, std::move(blocks));
 }
 
 void ExodusReader::Fail(std::string_view section, std::string_view message) const {
-    throw ORQExcImportError(path_, section, message);
+    throw ORQExcImportError(m_path, section, message);
 }
 
 void ExodusReader::Check(int status, std::string_view section) const {
-    if (status < 0)
+    if (status < 0) {
         Fail(section,
              fmt::format("cannot be read: the file is damaged (Exodus status {})", status));
+    }
 }
 
 int ExodusReader::CheckedCount(std::int64_t count, std::string_view kind) const {
-    if (count < 0 || count > std::numeric_limits<int>::max())
+    if (count < 0 || count > std::numeric_limits<int>::max()) {
         Fail("sizes", fmt::format("{} {}; at most {} are supported", count, kind,
                                   std::numeric_limits<int>::max()));
+    }
     return static_cast<int>(count);
 }
 
-void ExodusReader::CheckFits(int count, std::int64_t bytes_each, std::string_view kind) const {
-    const auto file_bytes = static_cast<std::int64_t>(std::filesystem::file_size(path_));
-    if (count / kDensestPacking * bytes_each > file_bytes)
+void ExodusReader::CheckFits(int count, std::int64_t bytesEach, std::string_view kind) const {
+    const auto fileBytes = static_cast<std::int64_t>(std::filesystem::file_size(m_path));
+    if (count / kDensestPacking * bytesEach > fileBytes) {
         Fail("sizes",
-             fmt::format("{} {} cannot fit into a file of {} bytes", count, kind, file_bytes));
+             fmt::format("{} {} cannot fit into a file of {} bytes", count, kind, fileBytes));
+    }
 }
 
 void ExodusReader::ReadCoordinates(int begin, int end, std::span<double> coordinates) {
-    assert(0 <= begin && begin <= end && end <= node_count_);
+    assert(0 <= begin && begin <= end && end <= m_nodeCount);
     const auto dimension = static_cast<std::size_t>(Dimension());
     assert(coordinates.size() == static_cast<std::size_t>(end - begin) * dimension);
-    ForEachSlice(begin, end, 1, [&](int slice_begin, int slice_end) {
+    ForEachSlice(begin, end, 1, [&](int sliceBegin, int sliceEnd) {
         ReadCoordinateSlice(
-            slice_begin, slice_end,
-            coordinates.subspan(static_cast<std::size_t>(slice_begin - begin) * dimension));
+            sliceBegin, sliceEnd,
+            coordinates.subspan(static_cast<std::size_t>(sliceBegin - begin) * dimension));
     });
 }
 
@@ -206,12 +220,13 @@ void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coo
     const auto dimension = static_cast<std::size_t>(Dimension());
     // The library leaves the buffer alone when the file has no coordinates.
     std::array<std::vector<double>, 3> axes;
-    for (std::size_t axis = 0; axis < dimension; ++axis)
-        axes[axis].assign(count, static_cast<int>(axis) < dimension_
+    for (std::size_t axis = 0; axis < dimension; ++axis) {
+        axes[axis].assign(count, static_cast<int>(axis) < m_dimension
                                      ? std::numeric_limits<double>::quiet_NaN()
                                      : 0.0);
-    Check(ex_get_partial_coord(handle_.Id(), std::int64_t{begin} + 1, end - begin, axes[0].data(),
-                               dimension_ > 1 ? axes[1].data() : nullptr, axes[2].data()),
+    }
+    Check(ex_get_partial_coord(m_handle.Id(), std::int64_t{begin} + 1, end - begin, axes[0].data(),
+                               m_dimension > 1 ? axes[1].data() : nullptr, axes[2].data()),
           "coordinates");
     for (std::size_t node = 0; node < count; ++node) {
         for (std::size_t axis = 0; axis < dimension; ++axis) {
@@ -240,17 +255,18 @@ void ExodusReader::ReadLabels(ex_entity_type map, int begin, int end, std::span<
     assert(labels.size() == static_cast<std::size_t>(end - begin));
     const std::string_view kind = map == EX_NODE_MAP ? "node" : "element";
     std::vector<std::int64_t> slice;
-    ForEachSlice(begin, end, 1, [&](int slice_begin, int slice_end) {
-        slice.resize(static_cast<std::size_t>(slice_end - slice_begin));
-        Check(ex_get_partial_id_map(handle_.Id(), map, std::int64_t{slice_begin} + 1,
-                                    slice_end - slice_begin, slice.data()),
+    ForEachSlice(begin, end, 1, [&](int sliceBegin, int sliceEnd) {
+        slice.resize(static_cast<std::size_t>(sliceEnd - sliceBegin));
+        Check(ex_get_partial_id_map(m_handle.Id(), map, std::int64_t{sliceBegin} + 1,
+                                    sliceEnd - sliceBegin, slice.data()),
               fmt::format("{} labels", kind));
-        for (int place = slice_begin; place < slice_end; ++place) {
-            const auto label = slice[static_cast<std::size_t>(place - slice_begin)];
-            if (label < 1 || label > std::numeric_limits<int>::max())
+        for (int place = sliceBegin; place < sliceEnd; ++place) {
+            const auto label = slice[static_cast<std::size_t>(place - sliceBegin)];
+            if (label < 1 || label > std::numeric_limits<int>::max()) {
                 Fail(fmt::format("{} labels", kind),
                      fmt::format("{} {} in file order has label {}; labels are 1 to {}", kind,
                                  place + 1, label, std::numeric_limits<int>::max()));
+            }
             labels[static_cast<std::size_t>(place - begin)] = static_cast<int>(label);
         }
     });
@@ -258,15 +274,17 @@ void ExodusReader::ReadLabels(ex_entity_type map, int begin, int end, std::span<
 
 void ExodusReader::CheckLabelsAreUnique(ex_entity_type map) const {
     const std::string_view kind = map == EX_NODE_MAP ? "node" : "element";
-    const int count = map == EX_NODE_MAP ? node_count_ : element_count_;
+    const int count = map == EX_NODE_MAP ? m_nodeCount : m_elementCount;
     std::vector<int> labels(static_cast<std::size_t>(count));
     ReadLabels(map, 0, count, labels);
-    if (std::adjacent_find(labels.begin(), labels.end(), std::greater_equal<>()) == labels.end())
+    if (std::adjacent_find(labels.begin(), labels.end(), std::greater_equal<>()) == labels.end()) {
         return;  // As they are in most files: each above the one before.
+    }
     std::sort(labels.begin(), labels.end());
     const auto repeated = std::adjacent_find(labels.begin(), labels.end());
-    if (repeated == labels.end())
+    if (repeated == labels.end()) {
         return;
+    }
     const int label = *repeated;
     ReadLabels(map, 0, count, labels);
     const auto first = std::find(labels.begin(), labels.end(), label);
@@ -282,11 +300,13 @@ std::vector<std::int64_t> ExodusReader::ReadIds(ex_entity_type kind, std::int64_
                                                 std::string_view section) const {
     std::vector<std::int64_t> ids(static_cast<std::size_t>(CheckedCount(count, section)));
     CheckFits(static_cast<int>(count), 4, section);
-    if (!ids.empty())
-        Check(ex_get_ids(handle_.Id(), kind, ids.data()), section);
+    if (!ids.empty()) {
+        Check(ex_get_ids(m_handle.Id(), kind, ids.data()), section);
+    }
     for (std::size_t i = 0; i < ids.size(); ++i) {
-        if (ids[i] > std::numeric_limits<int>::max() || ids[i] < std::numeric_limits<int>::min())
+        if (ids[i] > std::numeric_limits<int>::max() || ids[i] < std::numeric_limits<int>::min()) {
             Fail(section, fmt::format("number {} of place {} is too large", ids[i], i + 1));
+        }
     }
     return ids;
 }
@@ -294,9 +314,9 @@ std::vector<std::int64_t> ExodusReader::ReadIds(ex_entity_type kind, std::int64_
 std::string ExodusReader::ReadName(ex_entity_type kind, std::int64_t id,
                                    std::string_view section) const {
     const auto longest =
-        static_cast<std::size_t>(ex_inquire_int(handle_.Id(), EX_INQ_MAX_READ_NAME_LENGTH));
+        static_cast<std::size_t>(ex_inquire_int(m_handle.Id(), EX_INQ_MAX_READ_NAME_LENGTH));
     std::string name(longest + 1, '\0');
-    Check(ex_get_name(handle_.Id(), kind, id, name.data()), section);
+    Check(ex_get_name(m_handle.Id(), kind, id, name.data()), section);
     name.resize(std::strlen(name.c_str()));
     return name;
 }
@@ -306,77 +326,85 @@ void ExodusReader::ReadBlocks(std::int64_t count) {
     for (const std::int64_t id : ReadIds(EX_ELEM_BLOCK, count, "element blocks")) {
         Block block = ReadBlock(id);
         if (block.shape == nullptr) {
-            skipped_blocks_.push_back(std::move(block.name));
+            m_skippedBlocks.push_back(std::move(block.name));
             continue;
         }
         end += block.nElements;
-        if (end > element_count_)
+        if (end > m_elementCount) {
             Fail("element blocks", fmt::format("block {} ends at element {}, the file has {}", id,
-                                               end, element_count_));
-        blocks_.push_back(std::move(block));
-        block_ids_.push_back(id);
-        block_ends_.push_back(static_cast<int>(end));
+                                               end, m_elementCount));
+        }
+        m_blocks.push_back(std::move(block));
+        m_blockIds.push_back(id);
+        m_blockEnds.push_back(static_cast<int>(end));
     }
-    if (end != element_count_)
+    if (end != m_elementCount) {
         Fail("element blocks",
-             fmt::format("the blocks have {} elements, the file {}", end, element_count_));
+             fmt::format("the blocks have {} elements, the file {}", end, m_elementCount));
+    }
 }
 
 /// A block without elements and of no known shape has no shape.
 ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) const {
     const std::string section = fmt::format("element block {}", id);
-    ex_block in_file{};
-    in_file.id = id;
-    in_file.type = EX_ELEM_BLOCK;
-    Check(ex_get_block_param(handle_.Id(), &in_file), section);
-    const int n_elements = CheckedCount(in_file.num_entry, section);
-    const int n_attributes = CheckedCount(in_file.num_attribute, section);
+    ex_block inFile{};
+    inFile.id = id;
+    inFile.type = EX_ELEM_BLOCK;
+    Check(ex_get_block_param(m_handle.Id(), &inFile), section);
+    const int nElements = CheckedCount(inFile.num_entry, section);
+    const int nAttributes = CheckedCount(inFile.num_attribute, section);
     const ORQExcShape* shape = ORQExcFindShapeByExodusName(
-        in_file.topology, CheckedCount(in_file.num_nodes_per_entry, section));
-    if (shape == nullptr && n_elements > 0)
+        inFile.topology, CheckedCount(inFile.num_nodes_per_entry, section));
+    if (shape == nullptr && nElements > 0) {
         Fail(section, fmt::format("element type \"{}\" with {} nodes is not supported",
-                                  in_file.topology, in_file.num_nodes_per_entry));
-    if (shape != nullptr)
-        CheckFits(n_elements, std::int64_t{4} * shape->nNodes, section);
+                                  inFile.topology, inFile.num_nodes_per_entry));
+    }
+    if (shape != nullptr) {
+        CheckFits(nElements, std::int64_t{4} * shape->nNodes, section);
+    }
     Block block{ReadName(EX_ELEM_BLOCK, id, section),
                 static_cast<int>(id),
                 shape,
-                in_file.topology,
-                n_elements,
+                inFile.topology,
+                nElements,
                 {}};
     const auto longest =
-        static_cast<std::size_t>(ex_inquire_int(handle_.Id(), EX_INQ_MAX_READ_NAME_LENGTH));
-    std::vector<std::string> names(static_cast<std::size_t>(n_attributes),
+        static_cast<std::size_t>(ex_inquire_int(m_handle.Id(), EX_INQ_MAX_READ_NAME_LENGTH));
+    std::vector<std::string> names(static_cast<std::size_t>(nAttributes),
                                    std::string(longest + 1, '\0'));
     std::vector<char*> pointers;
-    for (std::string& name : names)
+    for (std::string& name : names) {
         pointers.push_back(name.data());
-    if (n_attributes > 0 && n_elements > 0)
-        Check(ex_get_attr_names(handle_.Id(), EX_ELEM_BLOCK, id, pointers.data()), section);
-    for (const std::string& name : names)
+    }
+    if (nAttributes > 0 && nElements > 0) {
+        Check(ex_get_attr_names(m_handle.Id(), EX_ELEM_BLOCK, id, pointers.data()), section);
+    }
+    for (const std::string& name : names) {
         block.attributes.emplace_back(name.c_str());
+    }
     return block;
 }
 
 void ExodusReader::ReadConnectivity(int number, int begin, int end, std::span<int> nodes) {
     const auto place = static_cast<std::size_t>(number);
-    const Block& block = blocks_[place];
-    const auto n_nodes = static_cast<std::size_t>(block.shape->nNodes);
-    assert(nodes.size() == static_cast<std::size_t>(end - begin) * n_nodes);
-    const std::string section = fmt::format("element block {}", block_ids_[place]);
+    const Block& block = m_blocks[place];
+    const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
+    assert(nodes.size() == static_cast<std::size_t>(end - begin) * nNodes);
+    const std::string section = fmt::format("element block {}", m_blockIds[place]);
     std::vector<std::int64_t> slice;
-    ForEachSlice(begin, end, block.shape->nNodes, [&](int slice_begin, int slice_end) {
-        slice.assign(static_cast<std::size_t>(slice_end - slice_begin) * n_nodes, 0);
-        Check(ex_get_partial_conn(handle_.Id(), EX_ELEM_BLOCK, block_ids_[place],
-                                  std::int64_t{slice_begin} + 1, slice_end - slice_begin,
-                                  slice.data(), nullptr, nullptr),
+    ForEachSlice(begin, end, block.shape->nNodes, [&](int sliceBegin, int sliceEnd) {
+        slice.assign(static_cast<std::size_t>(sliceEnd - sliceBegin) * nNodes, 0);
+        Check(ex_get_partial_conn(m_handle.Id(), EX_ELEM_BLOCK, m_blockIds[place],
+                                  std::int64_t{sliceBegin} + 1, sliceEnd - sliceBegin, slice.data(),
+                                  nullptr, nullptr),
               section);
-        const std::size_t first = static_cast<std::size_t>(slice_begin - begin) * n_nodes;
+        const std::size_t first = static_cast<std::size_t>(sliceBegin - begin) * nNodes;
         for (std::size_t i = 0; i < slice.size(); ++i) {
-            if (slice[i] < 1 || slice[i] > node_count_)
+            if (slice[i] < 1 || slice[i] > m_nodeCount) {
                 Fail(section, fmt::format("element {} of the block, node {}: names node {} of {}",
-                                          slice_begin + static_cast<int>(i / n_nodes) + 1,
-                                          i % n_nodes + 1, slice[i], node_count_));
+                                          sliceBegin + static_cast<int>(i / nNodes) + 1,
+                                          i % nNodes + 1, slice[i], m_nodeCount));
+            }
             nodes[first + i] = static_cast<int>(slice[i] - 1);
         }
     });
@@ -384,129 +412,142 @@ void ExodusReader::ReadConnectivity(int number, int begin, int end, std::span<in
 
 void ExodusReader::ReadAttributes(int number, int begin, int end, std::span<double> values) {
     const auto place = static_cast<std::size_t>(number);
-    const auto n_attributes = blocks_[place].attributes.size();
-    const std::string section = fmt::format("attributes of block {}", block_ids_[place]);
+    const auto nAttributes = m_blocks[place].attributes.size();
+    const std::string section = fmt::format("attributes of block {}", m_blockIds[place]);
     std::vector<double> column(static_cast<std::size_t>(end - begin));
-    for (std::size_t attribute = 0; attribute < n_attributes && begin < end; ++attribute) {
-        Check(ex_get_partial_one_attr(handle_.Id(), EX_ELEM_BLOCK, block_ids_[place],
+    for (std::size_t attribute = 0; attribute < nAttributes && begin < end; ++attribute) {
+        Check(ex_get_partial_one_attr(m_handle.Id(), EX_ELEM_BLOCK, m_blockIds[place],
                                       std::int64_t{begin} + 1, end - begin,
                                       static_cast<int>(attribute) + 1, column.data()),
               section);
-        for (std::size_t i = 0; i < column.size(); ++i)
-            values[i * n_attributes + attribute] = column[i];
+        for (std::size_t i = 0; i < column.size(); ++i) {
+            values[i * nAttributes + attribute] = column[i];
+        }
     }
 }
 
 // --- Sets ----------------------------------------------------------------------------------------
 
 void ExodusReader::ReadSets(ex_entity_type kind, std::int64_t count, std::string_view section,
-                            std::vector<Set>& sets, std::vector<SetInFile>& in_file) {
+                            std::vector<Set>& sets, std::vector<SetInFile>& inFile) {
     for (const std::int64_t id : ReadIds(kind, count, section)) {
-        std::int64_t n_members = 0;
-        std::int64_t n_factors = 0;
-        Check(ex_get_set_param(handle_.Id(), kind, id, &n_members, &n_factors), section);
-        distribution_factors_ += n_factors;
-        in_file.push_back({id, CheckedCount(n_members, section)});
-        CheckFits(in_file.back().count, 4, section);
+        std::int64_t nMembers = 0;
+        std::int64_t nFactors = 0;
+        Check(ex_get_set_param(m_handle.Id(), kind, id, &nMembers, &nFactors), section);
+        m_distributionFactors += nFactors;
+        inFile.push_back({id, CheckedCount(nMembers, section)});
+        CheckFits(inFile.back().count, 4, section);
         sets.push_back({ReadName(kind, id, section), static_cast<int>(id)});
     }
 }
 
 template <class Objects>
 void ExodusReader::ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objects& objects) {
-    const auto count = CheckedCount(ex_inquire_int(handle_.Id(), inquiry), "properties");
+    const auto count = CheckedCount(ex_inquire_int(m_handle.Id(), inquiry), "properties");
     const auto longest = static_cast<std::size_t>(std::max<std::int64_t>(
-        MAX_STR_LENGTH, ex_inquire_int(handle_.Id(), EX_INQ_MAX_READ_NAME_LENGTH)));
+        MAX_STR_LENGTH, ex_inquire_int(m_handle.Id(), EX_INQ_MAX_READ_NAME_LENGTH)));
     std::vector<std::string> names(static_cast<std::size_t>(count), std::string(longest + 1, '\0'));
     std::vector<char*> pointers;
-    for (std::string& name : names)
+    for (std::string& name : names) {
         pointers.push_back(name.data());
+    }
     // Blocks that were skipped have values too, so the values would not fit the others.
-    if (count == 0 || objects.empty() || (kind == EX_ELEM_BLOCK && !skipped_blocks_.empty()))
+    if (count == 0 || objects.empty() || (kind == EX_ELEM_BLOCK && !m_skippedBlocks.empty())) {
         return;
-    Check(ex_get_prop_names(handle_.Id(), kind, pointers.data()), "properties");
+    }
+    Check(ex_get_prop_names(m_handle.Id(), kind, pointers.data()), "properties");
     std::vector<std::int64_t> values(objects.size());
     for (const char* name : pointers) {
-        if (std::string_view(name) == "ID")
+        if (std::string_view(name) == "ID") {
             continue;  // the number itself
-        Check(ex_get_prop_array(handle_.Id(), kind, name, values.data()), "properties");
-        for (std::size_t i = 0; i < objects.size(); ++i)
+        }
+        Check(ex_get_prop_array(m_handle.Id(), kind, name, values.data()), "properties");
+        for (std::size_t i = 0; i < objects.size(); ++i) {
             objects[i].properties.emplace_back(name, static_cast<int>(values[i]));
+        }
     }
 }
 
 std::vector<int> ExodusReader::ReadMembers(ex_entity_type kind, const SetInFile& set,
                                            const std::string& section, int most) const {
     std::vector<std::int64_t> raw(static_cast<std::size_t>(set.count));
-    if (set.count > 0)
-        Check(ex_get_set(handle_.Id(), kind, set.id, raw.data(), nullptr), section);
+    if (set.count > 0) {
+        Check(ex_get_set(m_handle.Id(), kind, set.id, raw.data(), nullptr), section);
+    }
     std::vector<int> members;
     for (const std::int64_t member : raw) {
-        if (member < 1 || member > most)
+        if (member < 1 || member > most) {
             Fail(section,
                  fmt::format("member {} is {}, there are {}", members.size() + 1, member, most));
+        }
         members.push_back(static_cast<int>(member - 1));
     }
     return members;
 }
 
 std::vector<int> ExodusReader::ReadNodeSet(int set) {
-    const SetInFile& in_file = node_sets_in_file_[static_cast<std::size_t>(set)];
-    return ReadMembers(EX_NODE_SET, in_file, fmt::format("node set {}", in_file.id), node_count_);
+    const SetInFile& inFile = m_nodeSetsInFile[static_cast<std::size_t>(set)];
+    return ReadMembers(EX_NODE_SET, inFile, fmt::format("node set {}", inFile.id), m_nodeCount);
 }
 
 std::vector<int> ExodusReader::ReadElementSet(int set) {
-    const SetInFile& in_file = element_sets_in_file_[static_cast<std::size_t>(set)];
-    return ReadMembers(EX_ELEM_SET, in_file, fmt::format("element set {}", in_file.id),
-                       element_count_);
+    const SetInFile& inFile = m_elementSetsInFile[static_cast<std::size_t>(set)];
+    return ReadMembers(EX_ELEM_SET, inFile, fmt::format("element set {}", inFile.id),
+                       m_elementCount);
 }
 
 std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
-    const SetInFile& in_file = side_sets_in_file_[static_cast<std::size_t>(set)];
-    const std::string section = fmt::format("side set {}", in_file.id);
-    std::vector<std::int64_t> elements(static_cast<std::size_t>(in_file.count));
+    const SetInFile& inFile = m_sideSetsInFile[static_cast<std::size_t>(set)];
+    const std::string section = fmt::format("side set {}", inFile.id);
+    std::vector<std::int64_t> elements(static_cast<std::size_t>(inFile.count));
     std::vector<std::int64_t> numbers(elements.size());
-    if (in_file.count > 0)
-        Check(ex_get_set(handle_.Id(), EX_SIDE_SET, in_file.id, elements.data(), numbers.data()),
+    if (inFile.count > 0) {
+        Check(ex_get_set(m_handle.Id(), EX_SIDE_SET, inFile.id, elements.data(), numbers.data()),
               section);
+    }
     std::vector<Side> sides;
     for (std::size_t i = 0; i < elements.size(); ++i) {
-        if (elements[i] < 1 || elements[i] > element_count_)
+        if (elements[i] < 1 || elements[i] > m_elementCount) {
             Fail(section, fmt::format("side {} is on element {}, there are {}", i + 1, elements[i],
-                                      element_count_));
+                                      m_elementCount));
+        }
         const int element = static_cast<int>(elements[i] - 1);
         const ORQExcShape& shape = ShapeOf(element);
-        if (numbers[i] < 1 || numbers[i] > static_cast<std::int64_t>(shape.sides.size()))
+        if (numbers[i] < 1 || numbers[i] > static_cast<std::int64_t>(shape.sides.size())) {
             Fail(section, fmt::format("side {} is side {} of element {}, a {} with {} sides", i + 1,
                                       numbers[i], elements[i], shape.name, shape.sides.size()));
+        }
         sides.push_back({element, static_cast<int>(numbers[i] - 1)});
     }
     return sides;
 }
 
 const ORQExcShape& ExodusReader::ShapeOf(int element) const {
-    const auto block = std::upper_bound(block_ends_.begin(), block_ends_.end(), element);
-    return *blocks_[static_cast<std::size_t>(block - block_ends_.begin())].shape;
+    const auto block = std::upper_bound(m_blockEnds.begin(), m_blockEnds.end(), element);
+    return *m_blocks[static_cast<std::size_t>(block - m_blockEnds.begin())].shape;
 }
 
 std::vector<ORQExcContentCount> ExodusReader::Unread() const {
     std::vector<ORQExcContentCount> unread;
     const auto add = [&](const char* kind, std::int64_t count) {
-        if (count > 0)
+        if (count > 0) {
             unread.push_back({kind, count});
+        }
     };
-    for (const std::string& name : skipped_blocks_)
+    for (const std::string& name : m_skippedBlocks) {
         unread.push_back({"empty element block without a shape", 1, name});
-    add("distribution factors", distribution_factors_);
+    }
+    add("distribution factors", m_distributionFactors);
     for (const auto& [inquiry, kind] : kUnreadObjects) {
-        const auto count = ex_inquire_int(handle_.Id(), inquiry);
-        if (count < 0)
+        const auto count = ex_inquire_int(m_handle.Id(), inquiry);
+        if (count < 0) {
             Fail(kind, "cannot be counted: the file is damaged");
+        }
         add(kind, count);
     }
     for (const auto& [entity, kind] : kUnreadVariables) {
         int count = 0;
-        Check(ex_get_variable_param(handle_.Id(), entity, &count), kind);
+        Check(ex_get_variable_param(m_handle.Id(), entity, &count), kind);
         add(kind, count);
     }
     return unread;

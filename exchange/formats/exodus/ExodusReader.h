@@ -30,12 +30,12 @@ class ExodusReader : public ORQExcMeshSource {
     /// Opens the file, which must be a regular one, and reads its title, sizes, blocks and sets.
     explicit ExodusReader(const std::filesystem::path& file);
 
-    const std::filesystem::path& File() const { return path_; }
+    const std::filesystem::path& File() const { return m_path; }
 
     /// Coordinates that the file has per node: 1, 2 or 3. Those of a line are delivered with a
     /// second one of 0.
-    int FileDimension() const override { return dimension_; }
-    int NumElements() const { return element_count_; }
+    int FileDimension() const override { return m_dimension; }
+    int NumElements() const { return m_elementCount; }
 
     std::string_view Format() const override { return "Exodus II"; }
     /// Takes 4 bytes for each node or element meanwhile.
@@ -47,13 +47,13 @@ class ExodusReader : public ORQExcMeshSource {
     std::vector<ORQExcContentCount> Unread() const override;
 
     /// As in the file, in whatever encoding; at most 80 bytes.
-    std::string Title() const override { return title_; }
-    int Dimension() const override { return std::max(2, dimension_); }
-    int NumNodes() const override { return node_count_; }
-    const std::vector<Block>& Blocks() const override { return blocks_; }
-    const std::vector<Set>& NodeSets() const override { return node_sets_; }
-    const std::vector<Set>& ElementSets() const override { return element_sets_; }
-    const std::vector<Set>& SideSets() const override { return side_sets_; }
+    std::string Title() const override { return m_title; }
+    int Dimension() const override { return std::max(2, m_dimension); }
+    int NumNodes() const override { return m_nodeCount; }
+    const std::vector<Block>& Blocks() const override { return m_blocks; }
+    const std::vector<Set>& NodeSets() const override { return m_nodeSets; }
+    const std::vector<Set>& ElementSets() const override { return m_elementSets; }
+    const std::vector<Set>& SideSets() const override { return m_sideSets; }
 
     /// Single-precision files are widened exactly.
     void ReadCoordinates(int begin, int end, std::span<double> coordinates) override;
@@ -64,7 +64,7 @@ class ExodusReader : public ORQExcMeshSource {
     std::vector<int> ReadNodeSet(int set) override;
     std::vector<int> ReadElementSet(int set) override;
     std::vector<Side> ReadSideSet(int set) override;
-    ORQExcResultSource* Results() override { return &*results_; }
+    ORQExcResultSource* Results() override { return &*m_results; }
 
   private:
     // The open file of the Exodus library.
@@ -75,12 +75,12 @@ class ExodusReader : public ORQExcMeshSource {
         Handle(const Handle&) = delete;
         Handle& operator=(const Handle&) = delete;
 
-        int Id() const { return id_; }
-        int BytesPerReal() const { return bytes_per_real_; }
+        int Id() const { return m_id; }
+        int BytesPerReal() const { return m_bytesPerReal; }
 
       private:
-        int id_;
-        int bytes_per_real_ = 0;
+        int m_id;
+        int m_bytesPerReal = 0;
     };
 
     // What the library calls a set, and how many members it has.
@@ -92,7 +92,7 @@ class ExodusReader : public ORQExcMeshSource {
     [[noreturn]] void Fail(std::string_view section, std::string_view message) const;
     void Check(int status, std::string_view section) const;
     int CheckedCount(std::int64_t count, std::string_view kind) const;
-    void CheckFits(int count, std::int64_t bytes_each, std::string_view kind) const;
+    void CheckFits(int count, std::int64_t bytesEach, std::string_view kind) const;
     void ReadCoordinateSlice(int begin, int end, std::span<double> coordinates) const;
     void ReadLabels(ex_entity_type map, int begin, int end, std::span<int> labels) const;
     void CheckLabelsAreUnique(ex_entity_type map) const;
@@ -102,31 +102,31 @@ class ExodusReader : public ORQExcMeshSource {
     void ReadBlocks(std::int64_t count);
     Block ReadBlock(std::int64_t id) const;
     void ReadSets(ex_entity_type kind, std::int64_t count, std::string_view section,
-                  std::vector<Set>& sets, std::vector<SetInFile>& in_file);
+                  std::vector<Set>& sets, std::vector<SetInFile>& inFile);
     template <class Objects>
     void ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objects& objects);
     std::vector<int> ReadMembers(ex_entity_type kind, const SetInFile& set,
                                  const std::string& section, int most) const;
     const ORQExcShape& ShapeOf(int element) const;
 
-    std::filesystem::path path_;
-    Handle handle_;
-    std::string title_;
-    int dimension_ = 0;
-    int node_count_ = 0;
-    int element_count_ = 0;
-    std::vector<Block> blocks_;
-    std::vector<std::int64_t> block_ids_;
-    std::vector<int> block_ends_;              // the element behind the last of each block
-    std::vector<std::string> skipped_blocks_;  // By name.
-    std::vector<Set> node_sets_;
-    std::vector<Set> element_sets_;
-    std::vector<Set> side_sets_;
-    std::vector<SetInFile> node_sets_in_file_;
-    std::vector<SetInFile> element_sets_in_file_;
-    std::vector<SetInFile> side_sets_in_file_;
-    std::int64_t distribution_factors_ = 0;
-    std::optional<ExodusResults> results_;
+    std::filesystem::path m_path;
+    Handle m_handle;
+    std::string m_title;
+    int m_dimension = 0;
+    int m_nodeCount = 0;
+    int m_elementCount = 0;
+    std::vector<Block> m_blocks;
+    std::vector<std::int64_t> m_blockIds;
+    std::vector<int> m_blockEnds;              // the element behind the last of each block
+    std::vector<std::string> m_skippedBlocks;  // By name.
+    std::vector<Set> m_nodeSets;
+    std::vector<Set> m_elementSets;
+    std::vector<Set> m_sideSets;
+    std::vector<SetInFile> m_nodeSetsInFile;
+    std::vector<SetInFile> m_elementSetsInFile;
+    std::vector<SetInFile> m_sideSetsInFile;
+    std::int64_t m_distributionFactors = 0;
+    std::optional<ExodusResults> m_results;
 };
 
 }  // namespace orq::exchange

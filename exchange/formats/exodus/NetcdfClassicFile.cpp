@@ -38,75 +38,81 @@ struct Variable {
     std::uint64_t begin;
     // Of the whole variable, or of one record when it grows along the record dimension.
     std::uint64_t bytes;
-    bool has_records;
+    bool hasRecords;
 };
 
 class Header {
   public:
     explicit Header(const std::filesystem::path& file)
-        : file_(file), size_(std::filesystem::file_size(file)), stream_(file, std::ios::binary) {
+        : m_file(file), m_size(std::filesystem::file_size(file)), m_stream(file, std::ios::binary) {
         Skip(3, "magic number");
         const auto version = Number(1, "version");
-        if (version != 1 && version != 2 && version != 5)
+        if (version != 1 && version != 2 && version != 5) {
             Fail("version", fmt::format("{} is not a netCDF classic version", version));
-        count_bytes_ = version == 5 ? 8 : 4;
-        offset_bytes_ = version == 1 ? 4 : 8;
-        records_ = Count("number of records");
+        }
+        m_countBytes = version == 5 ? 8 : 4;
+        m_offsetBytes = version == 1 ? 4 : 8;
+        m_records = Count("number of records");
         ReadDimensions();
         SkipAttributes("global attributes");
         ReadVariables();
     }
 
     void CheckExtents() const {
-        const auto record_bytes = RecordBytes();
-        for (const auto& variable : variables_) {
-            const auto last_record =
-                variable.has_records && records_ > 0 ? Times(records_ - 1, record_bytes) : 0;
-            const bool is_empty = variable.has_records && records_ == 0;
-            if (is_empty || variable.bytes == 0)
+        const auto recordBytes = RecordBytes();
+        for (const auto& variable : m_variables) {
+            const auto lastRecord =
+                variable.hasRecords && m_records > 0 ? Times(m_records - 1, recordBytes) : 0;
+            const bool isEmpty = variable.hasRecords && m_records == 0;
+            if (isEmpty || variable.bytes == 0) {
                 continue;
-            if (!last_record || variable.begin > size_ || *last_record > size_ - variable.begin ||
-                variable.bytes > size_ - variable.begin - *last_record)
+            }
+            if (!lastRecord || variable.begin > m_size || *lastRecord > m_size - variable.begin ||
+                variable.bytes > m_size - variable.begin - *lastRecord) {
                 Fail(fmt::format("variable '{}'", variable.name),
                      fmt::format("its values lie beyond the end of the file at byte {}: the file "
                                  "was cut short or its header is damaged",
-                                 size_));
+                                 m_size));
+            }
         }
     }
 
   private:
     [[noreturn]] void Fail(std::string_view section, std::string_view message) const {
-        throw ORQExcImportError(file_, fmt::format("netCDF header, {}", section), message);
+        throw ORQExcImportError(m_file, fmt::format("netCDF header, {}", section), message);
     }
 
     void Take(std::uint64_t bytes, std::string_view section) {
-        if (bytes > size_ - position_)
+        if (bytes > m_size - m_position) {
             Fail(section, fmt::format("needs {} bytes at byte {}, but the file ends at byte {}",
-                                      bytes, position_, size_));
-        position_ += bytes;
+                                      bytes, m_position, m_size));
+        }
+        m_position += bytes;
     }
 
     void Skip(std::uint64_t bytes, std::string_view section) {
         Take(bytes, section);
-        stream_.seekg(static_cast<std::streamoff>(position_));
+        m_stream.seekg(static_cast<std::streamoff>(m_position));
     }
 
     std::string Bytes(std::uint64_t count, std::string_view section) {
         Take(count, section);
         std::string bytes(count, '\0');
-        if (!stream_.read(bytes.data(), static_cast<std::streamsize>(count)))
-            Fail(section, fmt::format("cannot be read before byte {}", position_));
+        if (!m_stream.read(bytes.data(), static_cast<std::streamsize>(count))) {
+            Fail(section, fmt::format("cannot be read before byte {}", m_position));
+        }
         return bytes;
     }
 
     std::uint64_t Number(std::uint64_t bytes, std::string_view section) {
         std::uint64_t number = 0;
-        for (const char byte : Bytes(bytes, section))
+        for (const char byte : Bytes(bytes, section)) {
             number = number << 8U | static_cast<unsigned char>(byte);
+        }
         return number;
     }
 
-    std::uint64_t Count(std::string_view section) { return Number(count_bytes_, section); }
+    std::uint64_t Count(std::string_view section) { return Number(m_countBytes, section); }
 
     std::string Name(std::string_view section) {
         const auto length = Count(section);
@@ -117,23 +123,26 @@ class Header {
 
     std::uint64_t BytesOfType(std::string_view section) {
         const auto type = Number(4, section);
-        if (type == 0 || type >= kBytesOfType.size())
+        if (type == 0 || type >= kBytesOfType.size()) {
             Fail(section, fmt::format("unknown value type {}", type));
+        }
         return kBytesOfType[type];
     }
 
     std::uint64_t ListLength(std::uint64_t tag, std::string_view section) {
         const auto found = Number(4, section);
         const auto length = Count(section);
-        if (found != tag && (found != 0 || length != 0))
+        if (found != tag && (found != 0 || length != 0)) {
             Fail(section, fmt::format("list tag {} where {} was expected", found, tag));
+        }
         return length;
     }
 
     /// The product, or nothing when it is larger than the file: no such extent can be there.
     std::optional<std::uint64_t> Times(std::uint64_t a, std::uint64_t b) const {
-        if (a != 0 && b > size_ / a)
+        if (a != 0 && b > m_size / a) {
             return std::nullopt;
+        }
         return a * b;
     }
 
@@ -141,7 +150,7 @@ class Header {
         const auto count = ListLength(kDimensionTag, "dimensions");
         for (std::uint64_t i = 0; i < count; ++i) {
             Name("dimensions");
-            dimensions_.push_back(Count("dimensions"));
+            m_dimensions.push_back(Count("dimensions"));
         }
     }
 
@@ -149,46 +158,51 @@ class Header {
         const auto count = ListLength(kAttributeTag, section);
         for (std::uint64_t i = 0; i < count; ++i) {
             const auto name = Name(section);
-            const auto value_bytes = BytesOfType(section);
-            const auto bytes = Times(Count(section), value_bytes);
-            if (!bytes)
+            const auto valueBytes = BytesOfType(section);
+            const auto bytes = Times(Count(section), valueBytes);
+            if (!bytes) {
                 Fail(section, fmt::format("attribute '{}' is larger than the file", name));
+            }
             Skip(Padded(*bytes), section);
         }
     }
 
     void ReadVariables() {
         const auto count = ListLength(kVariableTag, "variables");
-        for (std::uint64_t i = 0; i < count; ++i)
+        for (std::uint64_t i = 0; i < count; ++i) {
             ReadVariable();
+        }
     }
 
     void ReadVariable() {
-        Variable variable{.name = Name("variables"), .begin = 0, .bytes = 0, .has_records = false};
+        Variable variable{.name = Name("variables"), .begin = 0, .bytes = 0, .hasRecords = false};
         const auto section = fmt::format("variable '{}'", variable.name);
         std::optional<std::uint64_t> values = 1;
         const auto rank = Count(section);
         for (std::uint64_t i = 0; i < rank; ++i) {
             const auto dimension = Count(section);
-            if (dimension >= dimensions_.size())
+            if (dimension >= m_dimensions.size()) {
                 Fail(section, fmt::format("names dimension {}, but the file has {}", dimension,
-                                          dimensions_.size()));
+                                          m_dimensions.size()));
+            }
             // The record dimension has length 0 in the list of dimensions.
-            if (i == 0 && dimensions_[dimension] == 0)
-                variable.has_records = true;
-            else if (values)
-                values = Times(*values, dimensions_[dimension]);
+            if (i == 0 && m_dimensions[dimension] == 0) {
+                variable.hasRecords = true;
+            } else if (values) {
+                values = Times(*values, m_dimensions[dimension]);
+            }
         }
         SkipAttributes(section);
-        const auto value_bytes = BytesOfType(section);
+        const auto valueBytes = BytesOfType(section);
         Count(section);  // The stored size saturates for large variables; the dimensions are exact.
-        variable.begin = Number(offset_bytes_, section);
-        const auto bytes = values ? Times(*values, value_bytes) : std::nullopt;
-        if (!bytes)
+        variable.begin = Number(m_offsetBytes, section);
+        const auto bytes = values ? Times(*values, valueBytes) : std::nullopt;
+        if (!bytes) {
             Fail(section,
-                 fmt::format("its values cannot fit into the {} bytes of the file", size_));
+                 fmt::format("its values cannot fit into the {} bytes of the file", m_size));
+        }
         variable.bytes = *bytes;
-        variables_.push_back(std::move(variable));
+        m_variables.push_back(std::move(variable));
     }
 
     /// Distance between two records: every record variable padded, but a lone one is packed.
@@ -196,9 +210,10 @@ class Header {
         std::uint64_t padded = 0;
         std::uint64_t packed = 0;
         int count = 0;
-        for (const auto& variable : variables_) {
-            if (!variable.has_records)
+        for (const auto& variable : m_variables) {
+            if (!variable.hasRecords) {
                 continue;
+            }
             padded += Padded(variable.bytes);
             packed = variable.bytes;
             ++count;
@@ -206,15 +221,15 @@ class Header {
         return count == 1 ? packed : padded;
     }
 
-    std::filesystem::path file_;
-    std::uint64_t size_;
-    std::ifstream stream_;
-    std::uint64_t position_ = 0;
-    std::uint64_t count_bytes_ = 4;
-    std::uint64_t offset_bytes_ = 4;
-    std::uint64_t records_ = 0;
-    std::vector<std::uint64_t> dimensions_;
-    std::vector<Variable> variables_;
+    std::filesystem::path m_file;
+    std::uint64_t m_size;
+    std::ifstream m_stream;
+    std::uint64_t m_position = 0;
+    std::uint64_t m_countBytes = 4;
+    std::uint64_t m_offsetBytes = 4;
+    std::uint64_t m_records = 0;
+    std::vector<std::uint64_t> m_dimensions;
+    std::vector<Variable> m_variables;
 };
 
 }  // namespace

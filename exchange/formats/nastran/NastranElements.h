@@ -24,7 +24,7 @@ class NastranElements {
         const ORQExcShape* shape;
         int propertyNumber;  // 0: none
         std::vector<int> labels;
-        std::vector<int> nodes;  // [n_elements][n_nodes]; labels until they are resolved
+        std::vector<int> nodes;  // [elements][nodes]; labels until they are resolved
         std::vector<BulkPlace> places;
         /// By twice the number of the card's field, plus 1 for an integer; NaN where blank. Empty
         /// when no element has the field.

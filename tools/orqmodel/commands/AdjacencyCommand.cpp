@@ -16,8 +16,8 @@ namespace orqmodel {
 namespace {
 
 struct Place {
-    int element_label;
-    std::string element_instance;
+    int elementLabel;
+    std::string elementInstance;
     std::string type;
     std::string block;
     int place;  // From 1.
@@ -32,8 +32,8 @@ std::vector<Place> PlacesOf(const ORQObjDocument& document, int node) {
         Place place{0, "", "", "", place_in_element + 1};
         ORQString instance;
         if (labeler.GetOccurrenceForFlatMeshOrdinal(element, instance)) {
-            place.element_instance = instance.UTF8();
-            place.element_label = labeler.GetInstanceLabel(instance, element);
+            place.elementInstance = instance.UTF8();
+            place.elementLabel = labeler.GetInstanceLabel(instance, element);
         }
         for (const ORQExcModel::Block& block : model.Blocks()) {
             if (block.elements.SeekMember(element) >= 0) {
@@ -52,7 +52,7 @@ void PrintText(const LabelledMember& node, const AdjacencyOptions& options,
                        ORQExcPrintable(node.instance), places.size(),
                        places.size() == 1 ? "" : "s");
     for (const Place& place : places) {
-        out << fmt::format("  element {:>8}  place {:>3}  {:<10} {}\n", place.element_label,
+        out << fmt::format("  element {:>8}  place {:>3}  {:<10} {}\n", place.elementLabel,
                            place.place, ORQExcPrintable(place.type), ORQExcPrintable(place.block));
     }
 }
@@ -61,8 +61,8 @@ nlohmann::json ToJson(const LabelledMember& node, const AdjacencyOptions& option
                       const std::vector<Place>& places) {
     nlohmann::json elements = nlohmann::json::array();
     for (const Place& place : places) {
-        elements.push_back({{"label", place.element_label},
-                            {"instance", place.element_instance},
+        elements.push_back({{"label", place.elementLabel},
+                            {"instance", place.elementInstance},
                             {"place", place.place},
                             {"type", place.type},
                             {"block", place.block}});
@@ -83,14 +83,15 @@ ExitStatus RunAdjacency(const AdjacencyOptions& options, const Console& console)
     if (!node) {
         console.err << "orqmodel: " << ORQExcPrintable(options.database) << ": no node has label "
                     << options.node << '\n';
-        return ExitStatus::kFindings;
+        return ExitStatus::Findings;
     }
     const std::vector<Place> places = PlacesOf(document, node->ordinal);
-    if (options.json)
+    if (options.json) {
         PrintJson(console.out, ToJson(*node, options, places));
-    else
+    } else {
         PrintText(*node, options, places, console.out);
-    return ExitStatus::kDone;
+    }
+    return ExitStatus::Done;
 }
 
 }  // namespace orqmodel

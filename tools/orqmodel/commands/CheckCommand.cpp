@@ -21,7 +21,7 @@ using nlohmann::json;
 
 struct ORQExcOutcome {
     std::vector<std::string> findings;
-    ExitStatus status = ExitStatus::kDone;
+    ExitStatus status = ExitStatus::Done;
     std::string reason;  // What ended the check early; empty when nothing did.
 };
 
@@ -38,8 +38,9 @@ std::string TextOf(ORQBasException& exception) {
     for (auto i = assignments.Begin(); i.NotDone(); ++i) {
         const ORQSimPosition section = (*i).GetPosition(SectionAssignment_section);
         try {
-            if (section.IsA(Section_Shell))
+            if (section.IsA(Section_Shell)) {
                 const ORQSrvShellSection readable(section);
+            }
         } catch (ORQBasException& exception) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
                                 path + ": the layers of shell section \"" +
@@ -58,8 +59,9 @@ void RunChecker(ORQSrvHPVizChecker& checker, const std::string& path,
     } catch (const ORQBasAssertException&) {
         ThrowUnreadableSection(path, document);
     } catch (const ORQBasFailure& failure) {
-        if (failure.Kind() != ORQBasFailureKind::Usage)
+        if (failure.Kind() != ORQBasFailureKind::Usage) {
             throw;
+        }
         ThrowUnreadableSection(path, document);
     }
 }
@@ -72,22 +74,25 @@ ORQExcOutcome Check(const std::string& path) {
         RunChecker(checker, path, document);
     } catch (const ORQBasFailure& failure) {
         // Whatever it is called, it is not the user's: what the model holds cannot be read.
-        outcome.status = ExitStatus::kUnreadable;
+        outcome.status = ExitStatus::Unreadable;
         outcome.reason = failure.Text();
     } catch (ORQBasException& exception) {
-        outcome.status = ExitStatus::kBrokenInvariant;
+        outcome.status = ExitStatus::BrokenInvariant;
         outcome.reason = TextOf(exception);
     }
-    for (const ORQString& finding : checker.Messages())
+    for (const ORQString& finding : checker.Messages()) {
         outcome.findings.push_back(finding.UTF8());
-    if (outcome.reason.empty() && !outcome.findings.empty())
-        outcome.status = ExitStatus::kFindings;
+    }
+    if (outcome.reason.empty() && !outcome.findings.empty()) {
+        outcome.status = ExitStatus::Findings;
+    }
     return outcome;
 }
 
 void PrintList(const ORQExcOutcome& outcome, std::ostream& out) {
-    for (const std::string& finding : outcome.findings)
+    for (const std::string& finding : outcome.findings) {
         out << ORQExcPrintable(finding) << '\n';
+    }
 }
 
 void PrintExplained(const ORQExcOutcome& outcome, std::ostream& out) {
@@ -97,8 +102,9 @@ void PrintExplained(const ORQExcOutcome& outcome, std::ostream& out) {
             check = group.kind->check;
             out << check << '\n';
         }
-        for (const std::size_t place : group.places)
+        for (const std::size_t place : group.places) {
             out << "  " << ORQExcPrintable(outcome.findings[place]) << '\n';
+        }
         out << "    It means: " << group.kind->meaning << '\n'
             << "    It breaks: " << group.kind->breaks << '\n'
             << "    To mend it: " << group.kind->mending << "\n\n";
@@ -118,12 +124,14 @@ void Print(const ORQExcOutcome& outcome, const CheckOptions& options, std::ostre
                        {"path", options.database},
                        {"complete", outcome.reason.empty()},
                        {"findings", outcome.findings}};
-        if (!outcome.reason.empty())
+        if (!outcome.reason.empty()) {
             object["reason"] = outcome.reason;
+        }
         if (options.explain) {
             object["explanations"] = json::array();
-            for (const ExplainedFindings& group : Explain(outcome.findings))
+            for (const ExplainedFindings& group : Explain(outcome.findings)) {
                 object["explanations"].push_back(ToJson(group));
+            }
         }
         PrintJson(out, object);
     } else if (options.explain) {

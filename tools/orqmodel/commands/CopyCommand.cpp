@@ -26,18 +26,19 @@ ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
     target.PutIntoPlace();
     const std::int64_t state = database.Generation();
     const std::int64_t bulk = database.Sizes().bulk;
-    if (options.json)
+    if (options.json) {
         PrintJson(console.out, {{"schema_version", 1},
                                 {"command", "copy"},
                                 {"path", options.database},
                                 {"output", options.output.string()},
                                 {"generation", state},
                                 {"bulk_bytes", bulk}});
-    else
+    } else {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << '\n'
                     << fmt::format("copied: state {}, {} bytes of bulk data\n", state, bulk);
-    return ExitStatus::kDone;
+    }
+    return ExitStatus::Done;
 }
 
 }  // namespace orqmodel

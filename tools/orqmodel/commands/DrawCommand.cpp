@@ -40,11 +40,11 @@ PictureSize SizeFrom(const std::string& text) {
     PictureSize size{};
     const char* const end = text.data() + text.size();
     const auto width = std::from_chars(text.data(), end, size.width);
-    const bool has_height = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
-    const auto height = std::from_chars(has_height ? width.ptr + 1 : end, end, size.height);
-    const auto is_right = [](int side) { return side >= kLeastSide && side <= kLargestSide; };
-    if (height.ec != std::errc() || height.ptr != end || !is_right(size.width) ||
-        !is_right(size.height)) {
+    const bool hasHeight = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
+    const auto height = std::from_chars(hasHeight ? width.ptr + 1 : end, end, size.height);
+    const auto isRight = [](int side) { return side >= kLeastSide && side <= kLargestSide; };
+    if (height.ec != std::errc() || height.ptr != end || !isRight(size.width) ||
+        !isRight(size.height)) {
         FailUsage("--size " + text + ": is not WIDTHxHEIGHT in pixels, each from " +
                   std::to_string(kLeastSide) + " to " + std::to_string(kLargestSide));
     }
@@ -53,11 +53,13 @@ PictureSize SizeFrom(const std::string& text) {
 
 MeshPictureOptions PictureOptions(const DrawOptions& options) {
     MeshPictureOptions picture;
-    if (options.colour_by == "block" && !options.sets.empty())
+    if (options.colourBy == "block" && !options.sets.empty()) {
         FailUsage("--set and --colour-by block exclude each other");
-    if (!options.view.empty())
+    }
+    if (!options.view.empty()) {
         picture.view = options.view;
-    picture.isBySet = options.colour_by == "set" || !options.sets.empty();
+    }
+    picture.isBySet = options.colourBy == "set" || !options.sets.empty();
     picture.sets = options.sets;
     picture.blocks = options.blocks;
     if (!options.edges.empty()) {
@@ -69,67 +71,72 @@ MeshPictureOptions PictureOptions(const DrawOptions& options) {
     return picture;
 }
 
-void Write(const Picture& picture, const std::filesystem::path& file, bool is_svg) {
-    if (is_svg)
+void Write(const Picture& picture, const std::filesystem::path& file, bool isSvg) {
+    if (isSvg) {
         picture.WriteSvg(file);
-    else
+    } else {
         picture.WritePng(file);
+    }
 }
 
 /// Draws the mesh; answers how many facets, lines and dots its skin has.
-nlohmann::json DrawMesh(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+nlohmann::json DrawMesh(const ORQObjDocument& document, const DrawOptions& options, bool isSvg,
                         const std::filesystem::path& file) {
-    MeshPictureOptions picture_options = PictureOptions(options);
+    MeshPictureOptions pictureOptions = PictureOptions(options);
     const ORQExcModel model{document};
-    if (!options.field.empty())
-        picture_options.field =
+    if (!options.field.empty()) {
+        pictureOptions.field =
             FieldValuesAt(model, ORQExcResults(document), options.field, options.step);
+    }
     const MeshPicture picture(model, std::filesystem::path(options.database).stem().string(),
-                              picture_options);
-    Write(picture, file, is_svg);
+                              pictureOptions);
+    Write(picture, file, isSvg);
     std::array<std::size_t, 3> counts{};
     const Skin& skin = picture.Contents().skin;
-    for (std::size_t part = 0; part < skin.NumParts(); ++part)
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
         ++counts[static_cast<std::size_t>(skin.KindOf(part))];
+    }
     const auto [dots, lines, facets] = counts;
     return {{"facets", facets}, {"lines", lines}, {"dots", dots}};
 }
 
 /// Draws a section; answers its name and how many layers it has.
-nlohmann::json DrawSection(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+nlohmann::json DrawSection(const ORQObjDocument& document, const DrawOptions& options, bool isSvg,
                            const std::filesystem::path& file) {
     const ORQExcSections sections(document);
     const ORQExcSections::Section& section = sections.Named(options.section);
     const ORQExcSections::Stack layup = sections.Read(section);
-    Write(LayupPicture(section, layup, SizeFrom(options.size)), file, is_svg);
+    Write(LayupPicture(section, layup, SizeFrom(options.size)), file, isSvg);
     return {{"section", section.name}, {"layers", layup.layers.size()}};
 }
 
 /// Draws a material; answers its name and how many graphs there are.
-nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& options, bool is_svg,
+nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& options, bool isSvg,
                             const std::filesystem::path& file) {
     const ORQExcMaterials materials(document);
     const ORQExcMaterials::Material& material = materials.Named(options.material);
     const MaterialPicture picture(material, ORQExcReadMaterialTables(material.position),
                                   SizeFrom(options.size));
-    Write(picture, file, is_svg);
+    Write(picture, file, isSvg);
     return {{"material", material.name}, {"graphs", picture.NumGraphs()}};
 }
 
 }  // namespace
 
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
-    const bool is_svg = IsSvg(options.output);
-    if (!options.force && std::filesystem::exists(std::filesystem::symlink_status(options.output)))
+    const bool isSvg = IsSvg(options.output);
+    if (!options.force &&
+        std::filesystem::exists(std::filesystem::symlink_status(options.output))) {
         FailUsage(options.output.string() + ": exists already; --force replaces it");
+    }
     ORQBasStaged file(options.output, "draw");
     const ORQObjDocument document(OpenModel(options.database));
     const auto draw = !options.section.empty()    ? DrawSection
                       : !options.material.empty() ? DrawMaterial
                                                   : DrawMesh;
-    nlohmann::json contents = draw(document, options, is_svg, file.Path());
+    nlohmann::json contents = draw(document, options, isSvg, file.Path());
     file.PutIntoPlace(options.force);
-    const char* const format = is_svg ? "SVG" : "PNG";
+    const char* const format = isSvg ? "SVG" : "PNG";
     if (options.json) {
         contents.update({{"schema_version", 1},
                          {"command", "draw"},
@@ -141,7 +148,7 @@ ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << " (" << format << ")\n";
     }
-    return ExitStatus::kDone;
+    return ExitStatus::Done;
 }
 
 }  // namespace orqmodel

@@ -16,7 +16,7 @@ struct DrawOptions {
     std::string section;           // Drawn instead of the mesh; empty for none.
     std::string material;          // As well.
     std::string view;              // As View::FromText takes it; empty for what suits the model.
-    std::string colour_by;         // "block", "set", or empty: "set" when sets are named.
+    std::string colourBy;          // "block", "set", or empty: "set" when sets are named.
     std::vector<std::string> sets;
     std::vector<std::string> blocks;
     std::string edges;  // "none", "feature", "mesh", or empty for what suits the size.

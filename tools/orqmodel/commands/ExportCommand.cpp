@@ -13,16 +13,17 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
     ORQExcExporter exporter(options.output, options.force);
     const ORQExcModel model{ORQObjDocument(OpenModel(options.database))};
     const ORQExcReport report = exporter.Write(model, ORQExcResults(model.Document()));
-    const bool is_refused = options.strict && report.HasDrops();
-    if (!is_refused)
+    const bool isRefused = options.strict && report.HasDrops();
+    if (!isRefused) {
         exporter.PutIntoPlace();
+    }
     if (options.json) {
         PrintJson(console.out, {{"schema_version", 1},
                                 {"command", "export"},
                                 {"input", options.database},
                                 {"format", exporter.Format()},
                                 {"output", options.output.string()},
-                                {"exported", !is_refused},
+                                {"exported", !isRefused},
                                 {"report", ToJson(report)}});
     } else {
         console.out << ORQExcPrintable(options.database) << " -> "
@@ -30,10 +31,11 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
                     << ")\n";
         report.Print(console.out);
     }
-    if (is_refused)
+    if (isRefused) {
         console.err << "orqmodel: nothing was exported: --strict, and some content would be "
                        "dropped\n";
-    return is_refused ? ExitStatus::kFindings : ExitStatus::kDone;
+    }
+    return isRefused ? ExitStatus::Findings : ExitStatus::Done;
 }
 
 }  // namespace orqmodel

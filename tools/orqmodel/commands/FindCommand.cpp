@@ -22,7 +22,7 @@
 namespace orqmodel {
 namespace {
 
-enum class Members { kNodes, kElements, kFaces, kNone };
+enum class Members { Nodes, Elements, Faces, None };
 
 struct Kind {
     std::string_view name;
@@ -40,10 +40,10 @@ constexpr std::array kSurfaces = {ORQSimSchema::Model_surfaces};
 constexpr std::array kOrientations = {ORQSimSchema::Model_orientations};
 
 constexpr std::array<Kind, 4> kKinds = {
-    {{"nodeset", "node set", "node", Members::kNodes, kNodeSets},
-     {"elset", "element set", "element", Members::kElements, kElementSets},
-     {"surface", "surface", "face", Members::kFaces, kSurfaces},
-     {"orientation", "orientation", "member", Members::kNone, kOrientations}}};
+    {{"nodeset", "node set", "node", Members::Nodes, kNodeSets},
+     {"elset", "element set", "element", Members::Elements, kElementSets},
+     {"surface", "surface", "face", Members::Faces, kSurfaces},
+     {"orientation", "orientation", "member", Members::None, kOrientations}}};
 
 /// A member as the user knows it.
 struct Member {
@@ -70,21 +70,24 @@ void AddMembers(const Kind& kind, const ORQObjDocument& document, const ORQSimPo
         found.members[labels.GetElementInstanceName(ordinal).UTF8()].push_back(
             {labels.GetElementLabel(ordinal), ordinal, side});
     };
-    if (kind.members == Members::kNodes) {
+    if (kind.members == Members::Nodes) {
         for (ORQSimCSetIterator node(object.CSet()); !node.IsDone(); node.Next()) {
             const int ordinal = node.CurrentValue();
             found.members[labels.GetNodeInstanceName(ordinal).UTF8()].push_back(
                 {labels.GetNodeLabel(ordinal), ordinal});
         }
-    } else if (kind.members == Members::kElements) {
-        for (ORQSimCSetIterator element(object.CSet()); !element.IsDone(); element.Next())
+    } else if (kind.members == Members::Elements) {
+        for (ORQSimCSetIterator element(object.CSet()); !element.IsDone(); element.Next()) {
             addElement(element.CurrentValue(), 0);
-    } else if (kind.members == Members::kFaces) {
+        }
+    } else if (kind.members == Members::Faces) {
         for (const ORQExcModel::Surface& surface : ORQExcModel(document).Surfaces()) {
-            if (surface.name != found.key)
+            if (surface.name != found.key) {
                 continue;
-            for (const ORQExcModel::Face& face : surface.faces)
+            }
+            for (const ORQExcModel::Face& face : surface.faces) {
                 addElement(face.element, face.side + 1);
+            }
         }
     }
 }
@@ -94,8 +97,9 @@ std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
                                   const FindOptions& options) {
     std::vector<std::string> keys;
     for (const int map : kind.maps) {
-        for (auto entry = model.GetMap(map).Begin(); entry.NotDone(); ++entry)
+        for (auto entry = model.GetMap(map).Begin(); entry.NotDone(); ++entry) {
             keys.push_back(entry.Key().UTF8());
+        }
     }
     return ORQExcSpeltAlike(options.name.instance.empty()
                                 ? options.name.name
@@ -108,8 +112,9 @@ std::size_t RunLength(const std::vector<Member>& members, std::size_t first) {
     std::size_t end = first + 1;
     while (end < members.size() && members[first].label >= 0 &&
            members[end].label == members[end - 1].label + 1 &&
-           members[end].side == members[first].side)
+           members[end].side == members[first].side) {
         ++end;
+    }
     return end - first;
 }
 
@@ -123,10 +128,12 @@ std::string TextOf(const std::vector<Member>& members) {
         text += i == 0 ? "" : ", ";
         text += member.label < 0 ? fmt::format("(ordinal {})", member.ordinal)
                                  : std::to_string(member.label);
-        if (folded > 1)
+        if (folded > 1) {
             text += fmt::format("-{}", members[i + folded - 1].label);
-        if (member.side != 0)
+        }
+        if (member.side != 0) {
             text += fmt::format(" side {}", member.side);
+        }
         i += folded;
     }
     return text;
@@ -134,7 +141,7 @@ std::string TextOf(const std::vector<Member>& members) {
 
 void PrintText(const Kind& kind, const Found& found, std::ostream& out) {
     out << fmt::format("{} {}", kind.title, ORQExcPrintable(found.key));
-    if (kind.members != Members::kNone) {
+    if (kind.members != Members::None) {
         const std::size_t count = found.NumMembers();
         out << fmt::format(": {} {}{}", count, kind.member, count == 1 ? "" : "s");
     }
@@ -155,8 +162,9 @@ nlohmann::json ToJson(const FindOptions& options, const Found* found,
                 nlohmann::json entry = {{"label", member.label < 0 ? nlohmann::json(nullptr)
                                                                    : nlohmann::json(member.label)},
                                         {"ordinal", member.ordinal}};
-                if (member.side != 0)
+                if (member.side != 0) {
                     entry["side"] = member.side;
+                }
                 list.push_back(std::move(entry));
             }
             instances.push_back({{"instance", instance}, {"members", std::move(list)}});
@@ -176,8 +184,9 @@ nlohmann::json ToJson(const FindOptions& options, const Found* found,
 
 std::vector<std::string> FindKinds() {
     std::vector<std::string> names;
-    for (const Kind& kind : kKinds)
+    for (const Kind& kind : kKinds) {
         names.emplace_back(kind.name);
+    }
     return names;
 }
 
@@ -186,25 +195,27 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
         return candidate.name == options.kind;
     });
     const ORQObjDocument document(OpenModel(options.database));
-    const bool wants_set = kind.members == Members::kNodes || kind.members == Members::kElements;
-    const auto [object, key] = FindNamedObject(document, kind.maps, wants_set, options.name);
+    const bool wantsSet = kind.members == Members::Nodes || kind.members == Members::Elements;
+    const auto [object, key] = FindNamedObject(document, kind.maps, wantsSet, options.name);
     if (object.IsNull()) {
         const std::vector<std::string> alike = KeysLike(document.GetModel(), kind, options);
-        if (options.json)
+        if (options.json) {
             PrintJson(console.out, ToJson(options, nullptr, alike));
+        }
         console.err << fmt::format("orqmodel: {}: no {} has the name {}",
                                    ORQExcPrintable(options.database), kind.title,
                                    ORQExcPrintable(options.name.name));
         console.err << ORQExcIsIt(alike) << '\n';
-        return ExitStatus::kFindings;
+        return ExitStatus::Findings;
     }
     Found found{key, {}};
     AddMembers(kind, document, object, found);
-    if (options.json)
+    if (options.json) {
         PrintJson(console.out, ToJson(options, &found, {}));
-    else
+    } else {
         PrintText(kind, found, console.out);
-    return ExitStatus::kDone;
+    }
+    return ExitStatus::Done;
 }
 
 }  // namespace orqmodel

@@ -24,14 +24,14 @@ ORQExcReport Build(const ORQExcImporter& importer, const std::string& directory,
 }
 
 void Print(const ImportOptions& options, const ORQExcImporter& importer, const ORQExcReport& report,
-           bool is_imported, std::ostream& out) {
+           bool isImported, std::ostream& out) {
     if (options.json) {
         PrintJson(out, {{"schema_version", 1},
                         {"command", "import"},
                         {"input", options.input.string()},
                         {"format", importer.Format()},
                         {"output", options.output.string()},
-                        {"imported", is_imported},
+                        {"imported", isImported},
                         {"report", ToJson(report)}});
         return;
     }
@@ -46,8 +46,9 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
     ORQExcStagedTarget target(options.output, options.force);
     const auto importer = ORQExcOpenImporter(options.input);
     std::optional<ORQExcLayupFile> layup;
-    if (!options.layup.empty())
+    if (!options.layup.empty()) {
         layup.emplace(options.layup);
+    }
     const InterruptGuard interrupts;
     ORQExcReport report;
     {
@@ -56,18 +57,20 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
             interrupts.Check();
             bar.Show(done);
         };
-        report = Build(*importer, target.Begin(),
-                       {options.chunk_nodes, show, layup ? &*layup : nullptr});
+        report =
+            Build(*importer, target.Begin(), {options.chunkNodes, show, layup ? &*layup : nullptr});
     }
     interrupts.Check();
-    const bool is_refused = options.strict && report.HasDrops();
-    if (!is_refused)
+    const bool isRefused = options.strict && report.HasDrops();
+    if (!isRefused) {
         target.PutIntoPlace();
-    Print(options, *importer, report, !is_refused, console.out);
-    if (is_refused)
+    }
+    Print(options, *importer, report, !isRefused, console.out);
+    if (isRefused) {
         console.err << "orqmodel: nothing was imported: --strict, and some content would be "
                        "dropped\n";
-    return is_refused ? ExitStatus::kFindings : ExitStatus::kDone;
+    }
+    return isRefused ? ExitStatus::Findings : ExitStatus::Done;
 }
 
 }  // namespace orqmodel

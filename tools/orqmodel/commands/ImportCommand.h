@@ -10,7 +10,7 @@ struct ImportOptions {
     std::filesystem::path input;
     std::filesystem::path output;
     std::filesystem::path layup;  // Puts sections on the mesh; empty for none.
-    int chunk_nodes = 100'000;    // At least 1.
+    int chunkNodes = 100'000;     // At least 1.
     bool force = false;           // Replace a model database that has the name.
     bool strict = false;          // Import nothing when something would be dropped.
     bool json = false;

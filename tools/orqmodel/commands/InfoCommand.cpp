@@ -36,33 +36,37 @@ std::int64_t DirectoryBytes(const std::string& directory) {
 }
 
 json ToJson(const std::optional<LabelRange>& range) {
-    if (!range)
+    if (!range) {
         return nullptr;
+    }
     return {{"count", range->count}, {"lowest", range->lowest}, {"highest", range->highest}};
 }
 
 json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& path) {
     json instances = json::array();
-    for (const InstanceSummary& instance : summary.instances)
+    for (const InstanceSummary& instance : summary.instances) {
         instances.push_back({{"name", instance.name},
                              {"node_labels", ToJson(instance.nodes)},
                              {"element_labels", ToJson(instance.elements)}});
+    }
     json collections = json::array();
-    for (const CollectionSummary& collection : summary.collections)
+    for (const CollectionSummary& collection : summary.collections) {
         collections.push_back({{"object", collection.object},
                                {"link", collection.link},
                                {"type", collection.type},
                                {"space", collection.space}});
+    }
     json distributions = json::array();
     for (const DistributionSummary& distribution : summary.distributions) {
         json drawers = json::array();
-        for (const DrawerSummary& drawer : distribution.drawers)
+        for (const DrawerSummary& drawer : distribution.drawers) {
             drawers.push_back(
                 {{"layout", drawer.layout},
                  {"sizes", drawer.sizes},
-                 {"chunk_sizes", drawer.chunk_sizes},
+                 {"chunk_sizes", drawer.chunkSizes},
                  {"extendable_dimension",
-                  drawer.extendable_dimension < 0 ? json() : json(drawer.extendable_dimension)}});
+                  drawer.extendableDimension < 0 ? json() : json(drawer.extendableDimension)}});
+        }
         distributions.push_back({{"object", distribution.object},
                                  {"link", distribution.link},
                                  {"type", distribution.type},
@@ -71,22 +75,25 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
                                  {"drawers", drawers}});
     }
     json steps = json::array();
-    for (const StepSummary& step : summary.steps)
+    for (const StepSummary& step : summary.steps) {
         steps.push_back({{"name", step.name},
                          {"times", step.times},
                          {"first_time", step.times == 0 ? json() : json(step.first)},
                          {"last_time", step.times == 0 ? json() : json(step.last)}});
+    }
     json fields = json::array();
-    for (const FieldSummary& field : summary.fields)
+    for (const FieldSummary& field : summary.fields) {
         fields.push_back({{"name", field.name},
                           {"place", field.place},
                           {"identifier", field.identifier},
                           {"components", field.components},
                           {"members", field.members},
                           {"times", field.times}});
+    }
     json box = nullptr;
-    if (summary.box)
+    if (summary.box) {
         box = {{"lowest", summary.box->lowest}, {"highest", summary.box->highest}};
+    }
     return {{"schema_version", 1},
             {"command", "info"},
             {"path", path},
@@ -95,8 +102,8 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
             {"nodes", summary.nodes},
             {"elements", summary.elements},
             {"dimension", summary.dimension},
-            {"nodes_with_coordinates", summary.nodes_with_coordinates},
-            {"coordinates_not_finite", summary.coordinates_not_finite},
+            {"nodes_with_coordinates", summary.nodesWithCoordinates},
+            {"coordinates_not_finite", summary.coordinatesNotFinite},
             {"bounding_box", box},
             {"instances", instances},
             {"collections", collections},
@@ -121,10 +128,12 @@ std::string Sizes(const std::vector<int>& sizes) {
 
 std::string Bytes(std::int64_t bytes) {
     constexpr std::int64_t kKibi = 1024;
-    if (bytes < kKibi)
+    if (bytes < kKibi) {
         return fmt::format("{} bytes", bytes);
-    if (bytes < kKibi * kKibi)
+    }
+    if (bytes < kKibi * kKibi) {
         return fmt::format("{:.1f} KiB", static_cast<double>(bytes) / kKibi);
+    }
     return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / (kKibi * kKibi));
 }
 
@@ -138,48 +147,55 @@ void PrintModel(const ModelSummary& summary, std::ostream& out) {
     line("elements", fmt::to_string(summary.elements));
     line("dimension",
          summary.dimension == 0 ? "no coordinates" : fmt::to_string(summary.dimension));
-    if (summary.dimension != 0 && summary.nodes_with_coordinates != summary.nodes)
-        line("", fmt::format("only {} nodes have coordinates", summary.nodes_with_coordinates));
-    if (summary.coordinates_not_finite != 0)
-        line("", fmt::format("{} coordinates are not finite", summary.coordinates_not_finite));
-    for (std::size_t axis = 0; summary.box && axis < summary.box->lowest.size(); ++axis)
+    if (summary.dimension != 0 && summary.nodesWithCoordinates != summary.nodes) {
+        line("", fmt::format("only {} nodes have coordinates", summary.nodesWithCoordinates));
+    }
+    if (summary.coordinatesNotFinite != 0) {
+        line("", fmt::format("{} coordinates are not finite", summary.coordinatesNotFinite));
+    }
+    for (std::size_t axis = 0; summary.box && axis < summary.box->lowest.size(); ++axis) {
         line(axis == 0 ? "extent" : "",
              fmt::format("{} from {:g} to {:g}", "xyz"[std::min<std::size_t>(axis, 2)],
                          summary.box->lowest[axis], summary.box->highest[axis]));
+    }
 }
 
 using Rows = std::vector<std::vector<std::string>>;
 
 /// A list under its name and the number of its objects; the first row is the heading.
 void PrintList(const char* name, std::size_t count, const Rows& rows,
-               const std::vector<bool>& is_number, std::ostream& out) {
+               const std::vector<bool>& isNumber, std::ostream& out) {
     out << '\n' << name << ": " << count << '\n';
-    if (count > 0)
-        PrintTable(rows, is_number, out);
+    if (count > 0) {
+        PrintTable(rows, isNumber, out);
+    }
 }
 
 void PrintContents(const ModelSummary& summary, std::ostream& out) {
     Rows instances = {{"instance", "node labels", "element labels"}};
-    for (const InstanceSummary& instance : summary.instances)
+    for (const InstanceSummary& instance : summary.instances) {
         instances.push_back(
             {ORQExcPrintable(instance.name), Text(instance.nodes), Text(instance.elements)});
+    }
     PrintList("instances", summary.instances.size(), instances, {false, false, false}, out);
 
     Rows collections = {{"link", "type", "members"}};
-    for (const CollectionSummary& collection : summary.collections)
+    for (const CollectionSummary& collection : summary.collections) {
         collections.push_back({collection.link, collection.type, fmt::to_string(collection.space)});
+    }
     PrintList("collections", summary.collections.size(), collections, {false, false, true}, out);
 
     Rows distributions = {{"link", "values", "drawer", "members", "chunks", "grows along"}};
     for (const DistributionSummary& distribution : summary.distributions) {
-        if (distribution.drawers.empty())
+        if (distribution.drawers.empty()) {
             distributions.push_back(
                 {distribution.link, distribution.scalar, "no data", "", "", ""});
+        }
         for (const DrawerSummary& drawer : distribution.drawers) {
-            const auto dimension = static_cast<std::size_t>(drawer.extendable_dimension);
+            const auto dimension = static_cast<std::size_t>(drawer.extendableDimension);
             distributions.push_back(
                 {distribution.link, distribution.scalar, drawer.layout, Sizes(drawer.sizes),
-                 Sizes(drawer.chunk_sizes),
+                 Sizes(drawer.chunkSizes),
                  dimension < distribution.grid.size() ? distribution.grid[dimension] : "-"});
         }
     }
@@ -189,19 +205,21 @@ void PrintContents(const ModelSummary& summary, std::ostream& out) {
 
 void PrintResults(const ModelSummary& summary, std::ostream& out) {
     Rows steps = {{"step", "times", "from", "to"}};
-    for (const StepSummary& step : summary.steps)
+    for (const StepSummary& step : summary.steps) {
         steps.push_back({ORQExcPrintable(step.name), fmt::to_string(step.times),
                          step.times == 0 ? "-" : fmt::format("{:g}", step.first),
                          step.times == 0 ? "-" : fmt::format("{:g}", step.last)});
+    }
     PrintList("steps", summary.steps.size(), steps, {false, true, true, true}, out);
 
     Rows fields = {{"field", "of", "members", "times", "type", "components"}};
-    for (const FieldSummary& field : summary.fields)
+    for (const FieldSummary& field : summary.fields) {
         fields.push_back({ORQExcPrintable(field.name), field.place,
                           field.place == "model" ? "-" : fmt::to_string(field.members),
                           fmt::to_string(field.times),
                           field.identifier.empty() ? "-" : ORQExcPrintable(field.identifier),
                           ORQExcPrintable(fmt::format("{}", fmt::join(field.components, " ")))});
+    }
     PrintList("fields", summary.fields.size(), fields, {false, false, true, true, false, false},
               out);
 }
@@ -218,7 +236,7 @@ ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
     }();
     if (options.json) {
         PrintJson(console.out, ToJson(summary, use, options.database));
-        return ExitStatus::kDone;
+        return ExitStatus::Done;
     }
     console.out << ORQExcPrintable(options.database) << '\n';
     PrintModel(summary, console.out);
@@ -227,7 +245,7 @@ ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
     console.out << fmt::format("\non disk: {} (catalogue {}, bulk data {}, of which {} free)\n",
                                Bytes(use.directory), Bytes(use.parts.catalogue),
                                Bytes(use.parts.bulk), Bytes(use.parts.freeBulk));
-    return ExitStatus::kDone;
+    return ExitStatus::Done;
 }
 
 }  // namespace orqmodel

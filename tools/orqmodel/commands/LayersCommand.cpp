@@ -22,8 +22,9 @@ using Range = ORQExcSections::Range;
 // --- Text ----------------------------------------------------------------------------------------
 
 std::string Text(const std::optional<Range>& range) {
-    if (!range)
+    if (!range) {
         return "-";
+    }
     return range->low == range->high ? fmt::format("{:.6g}", range->low)
                                      : fmt::format("{:.6g}..{:.6g}", range->low, range->high);
 }
@@ -56,26 +57,28 @@ void PrintSections(const ORQExcSections& reader, std::ostream& out) {
 
 void PrintLayers(const ORQExcSections::Section& section, const Stack& layup,
                  const LayersOptions& options, std::ostream& out) {
-    if (options.element)
+    if (options.element) {
         out << fmt::format("element {} has section {}\n", *options.element, NameText(section.name));
+    }
     out << fmt::format("section {} ({}): {} layers from the bottom, {} elements\n",
                        NameText(section.name), section.number, layup.layers.size(),
                        section.elements.Size());
     std::vector<std::vector<std::string>> rows = {
         {"layer", "material", "orientation", "ply", "points", "thickness", "angle"}};
-    bool has_varying = false;
+    bool hasVarying = false;
     for (const ORQExcSections::Layer& layer : layup.layers) {
-        for (const auto* value : {&layer.thickness, &layer.angle})
-            has_varying =
-                has_varying || value->variation == ORQSrvShellSection::VariationDistributed;
+        for (const auto* value : {&layer.thickness, &layer.angle}) {
+            hasVarying = hasVarying || value->variation == ORQSrvShellSection::VariationDistributed;
+        }
         rows.push_back({std::to_string(rows.size()), NameText(layer.material),
                         NameText(layer.orientation), NameText(layer.ply),
                         std::to_string(layer.sectionPoints), Text(layer.thickness),
                         Text(layer.angle)});
     }
     PrintTable(rows, {true, false, false, false, true, true, true}, out);
-    if (has_varying)
+    if (hasVarying) {
         out << "  * varies over the elements" << (options.element ? "; here of this one\n" : "\n");
+    }
     out << fmt::format("total thickness {}, symmetric: {}, balanced: {}\n", Text(layup.Total()),
                        Text(layup.IsSymmetric()), Text(layup.IsBalanced()));
 }
@@ -129,12 +132,14 @@ json Heading(const LayersOptions& options) {
 // --- Sections ------------------------------------------------------------------------------------
 
 void ShowSections(const ORQExcSections& reader, const LayersOptions& options, std::ostream& out) {
-    if (!options.json)
+    if (!options.json) {
         return PrintSections(reader, out);
+    }
     json object = Heading(options);
     object["sections"] = json::array();
-    for (const ORQExcSections::Section& section : reader.Sections())
+    for (const ORQExcSections::Section& section : reader.Sections()) {
         object["sections"].push_back(ToJson(section, reader.Read(section)));
+    }
     PrintJson(out, object);
 }
 
@@ -142,11 +147,13 @@ void ShowSections(const ORQExcSections& reader, const LayersOptions& options, st
 void ShowSection(const ORQExcSections& reader, const ORQExcSections::Section& section,
                  std::optional<int> element, const LayersOptions& options, std::ostream& out) {
     const Stack layup = element ? reader.ReadAt(section, *element) : reader.Read(section);
-    if (!options.json)
+    if (!options.json) {
         return PrintLayers(section, layup, options, out);
+    }
     json object = Heading(options);
-    if (element)
+    if (element) {
         object["element"] = {{"label", *options.element}};
+    }
     object["section"] = ToJson(section, layup);
     object["section"]["layers"] = ToJson(layup);
     PrintJson(out, object);
@@ -156,32 +163,36 @@ ExitStatus ShowSectionOfElement(const ORQObjDocument& document, const LayersOpti
                                 const Console& console) {
     const auto finding = [&](const std::string& text) {
         console.err << fmt::format("orqmodel: {}: {}\n", ORQExcPrintable(options.database), text);
-        return ExitStatus::kFindings;
+        return ExitStatus::Findings;
     };
     const std::optional<LabelledMember> element =
         FindLabelled(document, ORQObjLabelerType::Element, *options.element, options.instance);
-    if (!element)
+    if (!element) {
         return finding(fmt::format("no element has label {}", *options.element));
+    }
     const ORQExcSections reader(document);
     const ORQExcSections::Section* const section = reader.GoverningSection(element->ordinal);
-    if (section == nullptr)
+    if (section == nullptr) {
         return finding(fmt::format("element {} has no section", *options.element));
+    }
     ShowSection(reader, *section, element->ordinal, options, console.out);
-    return ExitStatus::kDone;
+    return ExitStatus::Done;
 }
 
 }  // namespace
 
 ExitStatus RunLayers(const LayersOptions& options, const Console& console) {
     const ORQObjDocument document(OpenModel(options.database));
-    if (options.element)
+    if (options.element) {
         return ShowSectionOfElement(document, options, console);
+    }
     const ORQExcSections reader(document);
-    if (options.section.empty())
+    if (options.section.empty()) {
         ShowSections(reader, options, console.out);
-    else
+    } else {
         ShowSection(reader, reader.Named(options.section), std::nullopt, options, console.out);
-    return ExitStatus::kDone;
+    }
+    return ExitStatus::Done;
 }
 
 }  // namespace orqmodel

@@ -29,10 +29,10 @@ constexpr std::size_t kMostListed = 20;
 struct Counts {
     std::string instance;
     int matched;
-    int primary_only;
-    int secondary_only;
+    int primaryOnly;
+    int secondaryOnly;
 
-    bool IsComplete() const { return primary_only == 0 && secondary_only == 0; }
+    bool IsComplete() const { return primaryOnly == 0 && secondaryOnly == 0; }
 };
 
 struct MappedNode {
@@ -63,35 +63,36 @@ std::vector<ORQString> InstancesOf(const ORQObjDocument& primary, const ORQObjDo
     for (const ORQObjDocument& document : {primary, secondary}) {
         for (int i = 0;; ++i) {
             const ORQSrvInstanceInfo info = ORQSrvGetInstanceInfo(document.Focus(), i);
-            if (info.position.IsNull())
+            if (info.position.IsNull()) {
                 break;
-            if (std::find(names.begin(), names.end(), info.name) == names.end())
+            }
+            if (std::find(names.begin(), names.end(), info.name) == names.end()) {
                 names.push_back(info.name);
+            }
         }
     }
     return names;
 }
 
 Counts CountsOf(const ORQString& instance, const ORQSimCSet& primary, const ORQSimCSet& secondary,
-                const ORQSimCSet& common_primary, const ORQSimCSet& common_secondary) {
-    const int matched = primary.Intersection(common_primary).Size();
+                const ORQSimCSet& commonPrimary, const ORQSimCSet& commonSecondary) {
+    const int matched = primary.Intersection(commonPrimary).Size();
     return {instance.UTF8(), matched, primary.Size() - matched,
-            secondary.Size() - secondary.Intersection(common_secondary).Size()};
+            secondary.Size() - secondary.Intersection(commonSecondary).Size()};
 }
 
 void CountMatches(const ORQObjDocument& primary, const ORQObjDocument& secondary,
                   ORQSrvLabelMapper& mapper, Result& result) {
-    const ORQSimCSet primary_nodes = mapper.GetCommonPrimaryNodeSet();
-    const ORQSimCSet secondary_nodes = mapper.GetCommonSecondaryNodeSet();
-    const ORQSimCSet primary_elements = mapper.GetCommonPrimaryElementSet();
-    const ORQSimCSet secondary_elements = mapper.GetCommonSecondaryElementSet();
+    const ORQSimCSet primaryNodes = mapper.GetCommonPrimaryNodeSet();
+    const ORQSimCSet secondaryNodes = mapper.GetCommonSecondaryNodeSet();
+    const ORQSimCSet primaryElements = mapper.GetCommonPrimaryElementSet();
+    const ORQSimCSet secondaryElements = mapper.GetCommonSecondaryElementSet();
     for (const ORQString& instance : InstancesOf(primary, secondary)) {
         const ORQSrvInstanceInfo a = ORQSrvGetInstanceInfo(primary.Focus(), instance);
         const ORQSrvInstanceInfo b = ORQSrvGetInstanceInfo(secondary.Focus(), instance);
-        result.nodes.push_back(
-            CountsOf(instance, a.nodes, b.nodes, primary_nodes, secondary_nodes));
+        result.nodes.push_back(CountsOf(instance, a.nodes, b.nodes, primaryNodes, secondaryNodes));
         result.elements.push_back(
-            CountsOf(instance, a.elements, b.elements, primary_elements, secondary_elements));
+            CountsOf(instance, a.elements, b.elements, primaryElements, secondaryElements));
     }
 }
 
@@ -124,8 +125,9 @@ std::vector<MappedNode> MovedNodes(const ORQObjDocument& primary, const ORQObjDo
     const ORQExcModel a(primary);
     const ORQExcModel b(secondary);
     std::vector<MappedNode> moved;
-    if (a.Dimension() == 0 || b.Dimension() == 0)
+    if (a.Dimension() == 0 || b.Dimension() == 0) {
         return moved;
+    }
     const std::vector<double> from = CoordinatesOf(a);
     const std::vector<double> to = CoordinatesOf(b);
     const auto coordinate = [](const ORQExcModel& model, const std::vector<double>& values,
@@ -142,32 +144,37 @@ std::vector<MappedNode> MovedNodes(const ORQObjDocument& primary, const ORQObjDo
         const int ordinal = node.CurrentValue();
         const int image = images.ConstGet(node.CurrentLocation());
         std::array<double, 3> offset{};
-        for (int axis = 0; axis < 3; ++axis)
+        for (int axis = 0; axis < 3; ++axis) {
             offset[static_cast<std::size_t>(axis)] =
                 coordinate(b, to, image, axis) - coordinate(a, from, ordinal, axis);
+        }
         const double distance = std::hypot(offset[0], offset[1], offset[2]);
-        if (!(distance <= tolerance))
+        if (!(distance <= tolerance)) {
             moved.push_back({labels.GetNodeInstanceName(ordinal).UTF8(),
                              labels.GetNodeLabel(ordinal), ordinal, image, distance});
+        }
     }
     return moved;
 }
 
 void PrintCounts(const char* what, const std::vector<Counts>& counts, std::ostream& out) {
     out << what << '\n';
-    for (const Counts& of : counts)
+    for (const Counts& of : counts) {
         out << fmt::format("  {}: {} matched, {} primary only, {} secondary only\n",
-                           ORQExcPrintable(of.instance), of.matched, of.primary_only,
-                           of.secondary_only);
+                           ORQExcPrintable(of.instance), of.matched, of.primaryOnly,
+                           of.secondaryOnly);
+    }
 }
 
 template <class Line>
 void PrintNodes(const std::vector<MappedNode>& nodes, std::ostream& out, Line line) {
-    for (std::size_t i = 0; i < std::min(nodes.size(), kMostListed); ++i)
+    for (std::size_t i = 0; i < std::min(nodes.size(), kMostListed); ++i) {
         out << fmt::format("  {} {}: {}\n", ORQExcPrintable(nodes[i].instance), nodes[i].label,
                            line(nodes[i]));
-    if (nodes.size() > kMostListed)
+    }
+    if (nodes.size() > kMostListed) {
         out << fmt::format("  and {} more; --json lists all\n", nodes.size() - kMostListed);
+    }
 }
 
 void PrintText(const MapOptions& options, const Result& result, std::ostream& out) {
@@ -192,11 +199,12 @@ void PrintText(const MapOptions& options, const Result& result, std::ostream& ou
 
 nlohmann::json ToJson(const std::vector<Counts>& counts) {
     nlohmann::json list = nlohmann::json::array();
-    for (const Counts& of : counts)
+    for (const Counts& of : counts) {
         list.push_back({{"instance", of.instance},
                         {"matched", of.matched},
-                        {"primary_only", of.primary_only},
-                        {"secondary_only", of.secondary_only}});
+                        {"primary_only", of.primaryOnly},
+                        {"secondary_only", of.secondaryOnly}});
+    }
     return list;
 }
 
@@ -210,8 +218,9 @@ nlohmann::json ToJson(const MappedNode& node) {
 
 nlohmann::json ToJson(const MapOptions& options, const Result& result) {
     nlohmann::json members = nlohmann::json::array();
-    for (const MappedNode& node : result.members)
+    for (const MappedNode& node : result.members) {
         members.push_back(ToJson(node));
+    }
     nlohmann::json moved = nlohmann::json::array();
     for (const MappedNode& node : result.moved) {
         moved.push_back(ToJson(node));
@@ -253,11 +262,12 @@ ExitStatus RunMap(const MapOptions& options, const Console& console) {
         }
     }
     result.moved = MovedNodes(primary, secondary, labels, mapper, options.tolerance);
-    if (options.json)
+    if (options.json) {
         PrintJson(console.out, ToJson(options, result));
-    else
+    } else {
         PrintText(options, result, console.out);
-    return result.HasFindings(options) ? ExitStatus::kFindings : ExitStatus::kDone;
+    }
+    return result.HasFindings(options) ? ExitStatus::Findings : ExitStatus::Done;
 }
 
 }  // namespace orqmodel

@@ -35,20 +35,26 @@ struct Columns {
 
 Columns ColumnsOf(const ORQExcMaterialTable& table) {
     Columns all;
-    if (table.HasTemperatures())
+    if (table.HasTemperatures()) {
         all.columns.push_back({"temperature", table.temperatureUnits, "temperature", 0});
-    for (const ORQExcMaterialTable::Column& variable : table.fieldVariables)
+    }
+    for (const ORQExcMaterialTable::Column& variable : table.fieldVariables) {
         all.columns.push_back({variable.name, variable.units, "field_variable", 0});
-    for (const ORQExcMaterialTable::Column& component : table.components)
+    }
+    for (const ORQExcMaterialTable::Column& component : table.components) {
         all.columns.push_back({component.name, component.units, "component", component.number});
+    }
     for (std::size_t row = 0; row < table.NumRows(); ++row) {
         std::vector<double> numbers;
-        if (table.HasTemperatures())
+        if (table.HasTemperatures()) {
             numbers.push_back(table.temperatures[row]);
-        for (const double variable : table.Variables(row))
+        }
+        for (const double variable : table.Variables(row)) {
             numbers.push_back(variable);
-        for (std::size_t i = 0; i < table.components.size(); ++i)
+        }
+        for (std::size_t i = 0; i < table.components.size(); ++i) {
             numbers.push_back(table.Value(row, i));
+        }
         all.rows.push_back(std::move(numbers));
     }
     return all;
@@ -58,8 +64,9 @@ Columns ColumnsOf(const ORQExcMaterialTable& table) {
 std::vector<std::string> PropertiesOf(const std::vector<ORQExcMaterialTable>& tables) {
     std::vector<std::string> names;
     for (const ORQExcMaterialTable& table : tables) {
-        if (std::ranges::find(names, table.property) == names.end())
+        if (std::ranges::find(names, table.property) == names.end()) {
             names.push_back(table.property);
+        }
     }
     return names;
 }
@@ -68,10 +75,12 @@ std::vector<std::string> PropertiesOf(const std::vector<ORQExcMaterialTable>& ta
 std::set<std::string> DependencesOf(const std::vector<ORQExcMaterialTable>& tables) {
     std::set<std::string> names;
     for (const ORQExcMaterialTable& table : tables) {
-        if (table.HasTemperatures())
+        if (table.HasTemperatures()) {
             names.insert("temperature");
-        for (const ORQExcMaterialTable::Column& variable : table.fieldVariables)
+        }
+        for (const ORQExcMaterialTable::Column& variable : table.fieldVariables) {
             names.insert(variable.name);
+        }
     }
     return names;
 }
@@ -105,8 +114,9 @@ void PrintOne(const ORQExcMaterialTable& table, std::ostream& out) {
     }
     for (const std::vector<double>& row : all.rows) {
         auto& cells = rows.emplace_back();
-        for (const double number : row)
+        for (const double number : row) {
             cells.push_back(std::isnan(number) ? "-" : fmt::format("{}", number));
+        }
     }
     PrintTable(rows, std::vector<bool>(all.columns.size(), true), out);
 }
@@ -141,31 +151,34 @@ ExitStatus RunMaterials(const MaterialsOptions& options, const Console& console)
     if (options.material.empty()) {
         if (!options.json) {
             PrintAll(reader.Materials(), console.out);
-            return ExitStatus::kDone;
+            return ExitStatus::Done;
         }
         object["materials"] = json::array();
-        for (const Material& material : reader.Materials())
+        for (const Material& material : reader.Materials()) {
             object["materials"].push_back(
                 ToJson(material, ORQExcReadMaterialTables(material.position)));
+        }
         PrintJson(console.out, object);
-        return ExitStatus::kDone;
+        return ExitStatus::Done;
     }
     const Material& material = reader.Named(options.material);
     const std::vector<ORQExcMaterialTable> tables = ORQExcReadMaterialTables(material.position);
     if (options.json) {
         object["material"] = ToJson(material, tables);
         object["material"]["tables"] = json::array();
-        for (const ORQExcMaterialTable& table : tables)
+        for (const ORQExcMaterialTable& table : tables) {
             object["material"]["tables"].push_back(ToJson(table));
+        }
         PrintJson(console.out, object);
-        return ExitStatus::kDone;
+        return ExitStatus::Done;
     }
     console.out << fmt::format(
         "material {} ({}){}\n", OrDash(material.name), material.number,
         material.kind.empty() ? ", a name without properties" : ", properties of " + material.kind);
-    for (const ORQExcMaterialTable& table : tables)
+    for (const ORQExcMaterialTable& table : tables) {
         PrintOne(table, console.out);
-    return ExitStatus::kDone;
+    }
+    return ExitStatus::Done;
 }
 
 }  // namespace orqmodel

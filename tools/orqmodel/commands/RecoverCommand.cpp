@@ -13,10 +13,12 @@ namespace {
 
 void Print(const RecoverOptions& options, const ORQSimDatabase::Recovery& recovery,
            std::ostream& out) {
-    for (const std::string& text : recovery.damage)
+    for (const std::string& text : recovery.damage) {
         out << "damaged: " << ORQExcPrintable(text) << '\n';
-    for (const std::string& text : recovery.lost)
+    }
+    for (const std::string& text : recovery.lost) {
         out << "lost: " << ORQExcPrintable(text) << '\n';
+    }
     out << ORQExcPrintable(options.database) << " -> " << ORQExcPrintable(options.output.string())
         << '\n'
         << fmt::format(
@@ -24,11 +26,13 @@ void Print(const RecoverOptions& options, const ORQSimDatabase::Recovery& recove
                "{} bytes of bulk data\n",
                recovery.objects, recovery.links, recovery.sets, recovery.drawers, recovery.tables,
                recovery.bulkBytes);
-    if (recovery.unreachable > 0)
+    if (recovery.unreachable > 0) {
         out << fmt::format("of the objects, {} are kept though no link leads to them\n",
                            recovery.unreachable);
-    if (recovery.lost.empty())
+    }
+    if (recovery.lost.empty()) {
         out << "nothing is lost\n";
+    }
 }
 
 void PrintAsJson(const RecoverOptions& options, const ORQSimDatabase::Recovery& recovery,
@@ -62,11 +66,12 @@ ExitStatus RunRecover(const RecoverOptions& options, const Console& console) {
                 bar.Show(done);
             });
     }
-    if (options.json)
+    if (options.json) {
         PrintAsJson(options, recovery, console.out);
-    else
+    } else {
         Print(options, recovery, console.out);
-    return recovery.lost.empty() ? ExitStatus::kDone : ExitStatus::kFindings;
+    }
+    return recovery.lost.empty() ? ExitStatus::Done : ExitStatus::Findings;
 }
 
 }  // namespace orqmodel

@@ -36,8 +36,9 @@ struct ArgumentText {
 
 std::string Text(const AnalysisNews::Condition& condition) {
     std::vector<std::string> arguments;
-    for (const ORQObjConditionArgument& argument : condition.arguments)
+    for (const ORQObjConditionArgument& argument : condition.arguments) {
         arguments.push_back(std::visit(ArgumentText(), argument));
+    }
     const std::string times = condition.count > 1 ? fmt::format(" x{}", condition.count) : "";
     return fmt::format("{} {}{}{}{}", NameOf(condition.severity), condition.code, times,
                        arguments.empty() ? "" : ": ", fmt::join(arguments, ", "));
@@ -52,26 +53,33 @@ std::string Times(const std::vector<double>& times) {
 void PrintSteps(const AnalysisNews& news, std::ostream& out) {
     for (const AnalysisNews::Step& step : news.steps) {
         out << fmt::format("step {}\n", ORQExcPrintable(step.name));
-        if (!step.times.empty())
+        if (!step.times.empty()) {
             out << fmt::format("  {}\n", Times(step.times));
+        }
         std::vector<std::string> fields;
-        for (const AnalysisNews::Field& field : step.fields)
-            fields.push_back(fmt::format("{} ({})", ORQExcPrintable(field.name), field.new_times));
-        if (!fields.empty())
+        for (const AnalysisNews::Field& field : step.fields) {
+            fields.push_back(fmt::format("{} ({})", ORQExcPrintable(field.name), field.newTimes));
+        }
+        if (!fields.empty()) {
             out << fmt::format("  results {}\n", fmt::join(fields, ", "));
-        for (const AnalysisNews::Condition& condition : step.conditions)
+        }
+        for (const AnalysisNews::Condition& condition : step.conditions) {
             out << fmt::format("  {}\n", Text(condition));
+        }
     }
 }
 
 void PrintJob(const AnalysisNews& news, std::ostream& out) {
     out << "job " << news.State();
-    if (news.State() == "other")
+    if (news.State() == "other") {
         out << ' ' << static_cast<int>(*news.job);
-    if (!news.writer.empty())
+    }
+    if (!news.writer.empty()) {
         out << ", open for writing by " << ORQExcPrintable(news.writer);
-    if (news.State() == "died")
+    }
+    if (news.State() == "died") {
         out << ": it did not end, and nobody has the database open for writing any more";
+    }
     out << '\n';
 }
 
@@ -87,13 +95,15 @@ struct ArgumentJson {
 
 nlohmann::json ToJson(const AnalysisNews::Step& step) {
     nlohmann::json fields = nlohmann::json::array();
-    for (const AnalysisNews::Field& field : step.fields)
-        fields.push_back({{"name", field.name}, {"new_times", field.new_times}});
+    for (const AnalysisNews::Field& field : step.fields) {
+        fields.push_back({{"name", field.name}, {"new_times", field.newTimes}});
+    }
     nlohmann::json conditions = nlohmann::json::array();
     for (const AnalysisNews::Condition& condition : step.conditions) {
         nlohmann::json arguments = nlohmann::json::array();
-        for (const ORQObjConditionArgument& argument : condition.arguments)
+        for (const ORQObjConditionArgument& argument : condition.arguments) {
             arguments.push_back(std::visit(ArgumentJson(), argument));
+        }
         conditions.push_back({{"code", condition.code},
                               {"severity", NameOf(condition.severity)},
                               {"symbol", static_cast<int>(condition.severity)},
@@ -108,8 +118,9 @@ nlohmann::json ToJson(const AnalysisNews::Step& step) {
 
 nlohmann::json ToJson(const AnalysisNews& news, const std::string& database) {
     nlohmann::json steps = nlohmann::json::array();
-    for (const AnalysisNews::Step& step : news.steps)
+    for (const AnalysisNews::Step& step : news.steps) {
         steps.push_back(ToJson(step));
+    }
     const auto null = nlohmann::json();
     return {{"schema_version", 1},
             {"command", "status"},
@@ -124,7 +135,7 @@ nlohmann::json ToJson(const AnalysisNews& news, const std::string& database) {
 
 // --- Running -------------------------------------------------------------------------------------
 
-void Print(const AnalysisNews& news, bool is_job_news, const StatusOptions& options,
+void Print(const AnalysisNews& news, bool isJobNews, const StatusOptions& options,
            std::ostream& out) {
     if (options.json && options.watch) {
         PrintJsonLine(out, ToJson(news, options.database));
@@ -132,8 +143,9 @@ void Print(const AnalysisNews& news, bool is_job_news, const StatusOptions& opti
         PrintJson(out, ToJson(news, options.database));
     } else {
         PrintSteps(news, out);
-        if (is_job_news)
+        if (isJobNews) {
             PrintJob(news, out);
+        }
     }
     out.flush();
 }
@@ -146,17 +158,18 @@ ExitStatus RunStatus(const StatusOptions& options, const Console& console) {
     std::optional<AnalysisNews> latest;
     while (true) {
         if (auto news = follower.Look()) {
-            const bool is_job_news = !latest || latest->State() != news->State();
-            Print(*news, is_job_news, options, console.out);
+            const bool isJobNews = !latest || latest->State() != news->State();
+            Print(*news, isJobNews, options, console.out);
             latest = std::move(news);
         }
         interrupts.Check();
-        if (!options.watch || !latest->IsGoingOn())
+        if (!options.watch || !latest->IsGoingOn()) {
             break;
+        }
         poll(nullptr, 0, kMillisecondsBetweenLooks);  // Ends early at a signal.
     }
     const std::string state = latest->State();
-    return state == "failed" || state == "died" ? ExitStatus::kFindings : ExitStatus::kDone;
+    return state == "failed" || state == "died" ? ExitStatus::Findings : ExitStatus::Done;
 }
 
 }  // namespace orqmodel

@@ -26,11 +26,12 @@ std::string DamageOf(const std::string& database) {
 
 void ThrowIfDamaged(const std::vector<std::string>& databases, const std::string& what) {
     for (const std::string& database : databases) {
-        if (const std::string damage = DamageOf(database); !damage.empty())
+        if (const std::string damage = DamageOf(database); !damage.empty()) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
                                 fmt::format("{}: is damaged: {} (orqmodel verify tells all of it; "
                                             "what was met: {})",
                                             database, damage, what));
+        }
     }
 }
 
@@ -46,8 +47,9 @@ void RunTellingDamage(const std::vector<std::string>& databases, const std::func
     try {
         run();
     } catch (const ORQBasFailure& failure) {
-        if (failure.Kind() == ORQBasFailureKind::Usage && !IsOfProgram(failure))
+        if (failure.Kind() == ORQBasFailureKind::Usage && !IsOfProgram(failure)) {
             ThrowIfDamaged(databases, failure.Text());
+        }
         throw;
     } catch (ORQBasException& exception) {
         ThrowIfDamaged(databases, exception.DeveloperReport(ORQBasStringMode::Unicode).c_str());

@@ -75,8 +75,9 @@ struct Label {
 };
 
 void AddOnce(std::vector<int>& values, int value) {
-    if (std::ranges::find(values, value) == values.end())
+    if (std::ranges::find(values, value) == values.end()) {
         values.push_back(value);
+    }
 }
 
 /// All labels in the order of the table.
@@ -85,8 +86,9 @@ std::vector<Label> AllLabels() {
     for (int i = 0; ORQSrvVariableMap::GetEntry(i).label != nullptr; ++i) {
         const ORQSrvVariableStruct& record = ORQSrvVariableMap::GetEntry(i);
         // The records of a label stand together.
-        if (labels.empty() || labels.back().text != record.label)
+        if (labels.empty() || labels.back().text != record.label) {
             labels.push_back({record.label, record.identifier, {}, {}});
+        }
         AddOnce(labels.back().components, record.component);
         AddOnce(labels.back().types, record.fragmentType);
     }
@@ -96,9 +98,10 @@ std::vector<Label> AllLabels() {
 std::string ComponentsText(const Label& label) {
     std::string text;
     for (const int component : label.components) {
-        if (component != ads_ComponentNone)
+        if (component != ads_ComponentNone) {
             text += fmt::format("{}{} (symbol {})", text.empty() ? "" : ", ",
                                 ComponentName(component), component);
+        }
     }
     return text.empty() ? "the whole variable, or a value of all its components" : text;
 }
@@ -111,8 +114,9 @@ std::string_view TypeText(int type) {
 std::vector<std::string> SiblingsOf(const Label& label, const std::vector<Label>& all) {
     std::vector<std::string> siblings;
     for (const Label& other : all) {
-        if (other.identifier == label.identifier && other.text != label.text)
+        if (other.identifier == label.identifier && other.text != label.text) {
             siblings.push_back(other.text);
+        }
     }
     return siblings;
 }
@@ -127,14 +131,16 @@ void PrintLabel(const Label& label, const std::vector<Label>& all, std::ostream&
         out << fmt::format("  {:<12}{:<10}{}\n", std::exchange(heading, ""),
                            fmt::format("({}, {})", pair.a, pair.b), TypeText(type));
     }
-    if (const auto siblings = SiblingsOf(label, all); !siblings.empty())
+    if (const auto siblings = SiblingsOf(label, all); !siblings.empty()) {
         out << fmt::format("  siblings    {}\n", fmt::join(siblings, ", "));
+    }
 }
 
 void PrintList(const std::vector<Label>& labels, std::ostream& out) {
     std::size_t width = 0;
-    for (const Label& label : labels)
+    for (const Label& label : labels) {
         width = std::max(width, label.text.size());
+    }
     for (const Label& label : labels) {
         const std::string_view component = ComponentName(label.components.front());
         out << fmt::format("{:{}}  {}{}{}\n", label.text, width, DescriptionOf(label.identifier),
@@ -145,8 +151,9 @@ void PrintList(const std::vector<Label>& labels, std::ostream& out) {
 json ToJson(const Label& label, const std::vector<Label>& all) {
     json components = json::array();
     for (const int component : label.components) {
-        if (component != ads_ComponentNone)
+        if (component != ads_ComponentNone) {
             components.push_back({{"symbol", component}, {"name", ComponentName(component)}});
+        }
     }
     json fields = json::array();
     for (const int type : label.types) {
@@ -193,8 +200,9 @@ ExitStatus RunVariables(const VariablesOptions& options, const Console& console)
         matching.empty() ? LabelsLike(options.label, all) : std::vector<std::string>();
     if (options.json) {
         json labels = json::array();
-        for (const Label& label : matching)
+        for (const Label& label : matching) {
             labels.push_back(ToJson(label, all));
+        }
         PrintJson(console.out, {{"schema_version", 1},
                                 {"command", "variables"},
                                 {"label", options.label},
@@ -208,7 +216,7 @@ ExitStatus RunVariables(const VariablesOptions& options, const Console& console)
     } else {
         PrintLabel(matching.front(), all, console.out);
     }
-    return matching.empty() ? ExitStatus::kFindings : ExitStatus::kDone;
+    return matching.empty() ? ExitStatus::Findings : ExitStatus::Done;
 }
 
 }  // namespace orqmodel

@@ -17,8 +17,9 @@ std::vector<std::string> FindDamage(const std::string& path, const Console& cons
         ProgressBar bar(console, "verifying");
         return OpenModel(path).Verify([&](double done) { bar.Show(done); });
     } catch (const ORQBasFailure& failure) {
-        if (failure.Kind() != ORQBasFailureKind::Damaged)
+        if (failure.Kind() != ORQBasFailureKind::Damaged) {
             throw;
+        }
         return {failure.Text()};
     }
 }
@@ -34,15 +35,17 @@ ExitStatus RunVerify(const VerifyOptions& options, const Console& console) {
                                 {"intact", findings.empty()},
                                 {"findings", findings}});
     } else {
-        for (const std::string& finding : findings)
+        for (const std::string& finding : findings) {
             console.out << ORQExcPrintable(finding) << '\n';
+        }
         console.out << ORQExcPrintable(options.database) << ": ";
-        if (findings.empty())
+        if (findings.empty()) {
             console.out << "intact\n";
-        else
+        } else {
             console.out << findings.size() << (findings.size() == 1 ? " finding\n" : " findings\n");
+        }
     }
-    return findings.empty() ? ExitStatus::kDone : ExitStatus::kUnreadable;
+    return findings.empty() ? ExitStatus::Done : ExitStatus::Unreadable;
 }
 
 }  // namespace orqmodel

@@ -18,16 +18,17 @@ namespace {
 /// Gathers conditions, equal ones as one.
 class Folding {
   public:
-    explicit Folding(std::vector<AnalysisNews::Condition>& conditions) : conditions_(conditions) {}
+    explicit Folding(std::vector<AnalysisNews::Condition>& conditions) : m_conditions(conditions) {}
 
     void Add(const ORQObjCondition& condition) {
         AnalysisNews::Condition found{condition.GetCode(), condition.GetSeverity(),
                                       condition.ReadArguments(), 1};
-        const auto [place, is_new] = places_.emplace(KeyOf(found), conditions_.size());
-        if (is_new)
-            conditions_.push_back(std::move(found));
-        else
-            ++conditions_[place->second].count;
+        const auto [place, is_new] = m_places.emplace(KeyOf(found), m_conditions.size());
+        if (is_new) {
+            m_conditions.push_back(std::move(found));
+        } else {
+            ++m_conditions[place->second].count;
+        }
     }
 
   private:
@@ -37,10 +38,11 @@ class Folding {
         for (const ORQObjConditionArgument& argument : condition.arguments) {
             const std::string value = std::visit(
                 [](const auto& number) {
-                    if constexpr (std::is_same_v<std::decay_t<decltype(number)>, ORQString>)
+                    if constexpr (std::is_same_v<std::decay_t<decltype(number)>, ORQString>) {
                         return number.UTF8();
-                    else
+                    } else {
                         return fmt::to_string(number);
+                    }
                 },
                 argument);
             key += fmt::format(" {} {} {}", argument.index(), value.size(), value);
@@ -48,15 +50,16 @@ class Folding {
         return key;
     }
 
-    std::vector<AnalysisNews::Condition>& conditions_;
-    std::unordered_map<std::string, std::size_t> places_;
+    std::vector<AnalysisNews::Condition>& m_conditions;
+    std::unordered_map<std::string, std::size_t> m_places;
 };
 
 }  // namespace
 
 std::string AnalysisNews::State() const {
-    if (!job)
+    if (!job) {
         return "none";
+    }
     switch (*job) {
         case ORQObjJobStatus::Running:
             return writer.empty() ? "died" : "running";
@@ -69,25 +72,28 @@ std::string AnalysisNews::State() const {
 }
 
 bool AnalysisNews::IsGoingOn() const {
-    const bool has_ended = job == ORQObjJobStatus::Completed || job == ORQObjJobStatus::Failed;
-    return !has_ended && !writer.empty();
+    const bool hasEnded = job == ORQObjJobStatus::Completed || job == ORQObjJobStatus::Failed;
+    return !hasEnded && !writer.empty();
 }
 
 std::optional<AnalysisNews> AnalysisFollower::Look() {
-    auto database = OpenModel(path_);
+    auto database = OpenModel(m_path);
     AnalysisNews news;
     news.writer = database.Writer();
-    if (news.writer.empty())
+    if (news.writer.empty()) {
         database.Refresh();  // What it committed between opening and asking is there, too.
+    }
     news.generation = database.Generation();
-    const bool has_changed = generation_ != news.generation;
+    const bool hasChanged = m_generation != news.generation;
     news.job = ORQObjReadJobStatus(ORQObjDocument(database));
-    if (has_changed)
+    if (hasChanged) {
         ReadSteps(database, news);
-    generation_ = news.generation;
-    if (news.steps.empty() && state_ == news.State())
+    }
+    m_generation = news.generation;
+    if (news.steps.empty() && m_state == news.State()) {
         return std::nullopt;
-    state_ = news.State();
+    }
+    m_state = news.State();
     return news;
 }
 
@@ -96,14 +102,15 @@ void AnalysisFollower::ReadSteps(const ORQSimDatabase& database, AnalysisNews& n
     const ORQSimVector sequence = model.GetStepSequence();
     for (auto i = sequence.Begin(); i.NotDone(); ++i) {
         const ORQObjStep step(*i);
-        AnalysisNews::Step step_news{step.GetName().UTF8(), {}, {}, {}};
-        if (ReadStep(step, seen_[step_news.name], step_news))
-            news.steps.push_back(std::move(step_news));
+        AnalysisNews::Step stepNews{step.GetName().UTF8(), {}, {}, {}};
+        if (ReadStep(step, m_seen[stepNews.name], stepNews)) {
+            news.steps.push_back(std::move(stepNews));
+        }
     }
 }
 
 bool AnalysisFollower::ReadStep(const ORQObjStep& step, Seen& seen, AnalysisNews::Step& news) {
-    const bool is_new = !std::exchange(seen.step, true);
+    const bool isNew = !std::exchange(seen.step, true);
     if (step.GetTimes().Size() > seen.times) {
         news.times = step.ReadTimes();
         news.times.erase(news.times.begin(), news.times.begin() + seen.times);
@@ -111,18 +118,20 @@ bool AnalysisFollower::ReadStep(const ORQObjStep& step, Seen& seen, AnalysisNews
     }
     std::vector<ORQObjMeshedField> fields = step.GetFieldResults();
     std::ranges::copy(step.GetHistoryFields(), std::back_inserter(fields));
-    seen.field_times.resize(fields.size());
+    seen.fieldTimes.resize(fields.size());
     for (std::size_t i = 0; i < fields.size(); ++i) {
         const int times = fields[i].GetTimes().Size();
-        const int new_times = times - std::exchange(seen.field_times[i], times);
-        if (is_new || new_times > 0)
-            news.fields.push_back({fields[i].GetName().UTF8(), new_times});
+        const int newTimes = times - std::exchange(seen.fieldTimes[i], times);
+        if (isNew || newTimes > 0) {
+            news.fields.push_back({fields[i].GetName().UTF8(), newTimes});
+        }
     }
     const ORQSimVector conditions = step.GetConditions();
     Folding folding(news.conditions);
-    for (const int size = conditions.Size(); seen.conditions < size; ++seen.conditions)
+    for (const int size = conditions.Size(); seen.conditions < size; ++seen.conditions) {
         folding.Add(ORQObjCondition(conditions[seen.conditions]));
-    return is_new || !news.times.empty() || !news.fields.empty() || !news.conditions.empty();
+    }
+    return isNew || !news.times.empty() || !news.fields.empty() || !news.conditions.empty();
 }
 
 }  // namespace orqmodel

@@ -25,7 +25,7 @@ struct AnalysisNews {
     /// A field that has values at more times than before.
     struct Field {
         std::string name;
-        int new_times;
+        int newTimes;
     };
     struct Step {
         std::string name;
@@ -50,7 +50,7 @@ struct AnalysisNews {
 /// them it holds nothing open, so that it keeps the writer from nothing.
 class AnalysisFollower {
   public:
-    explicit AnalysisFollower(std::string path) : path_(std::move(path)) {}
+    explicit AnalysisFollower(std::string path) : m_path(std::move(path)) {}
 
     /// What is new since the last look; at the first, everything. Empty when nothing is, in the
     /// steps or in the state of the job.
@@ -61,16 +61,16 @@ class AnalysisFollower {
         bool step = false;
         int times = 0;
         int conditions = 0;
-        std::vector<int> field_times;  // In the order of the step's fields.
+        std::vector<int> fieldTimes;  // In the order of the step's fields.
     };
 
     void ReadSteps(const ORQSimDatabase& database, AnalysisNews& news);
     static bool ReadStep(const ORQObjStep& step, Seen& seen, AnalysisNews::Step& news);
 
-    std::string path_;
-    std::int64_t generation_ = 0;
-    std::string state_;
-    std::map<std::string, Seen> seen_;
+    std::string m_path;
+    std::int64_t m_generation = 0;
+    std::string m_state;
+    std::map<std::string, Seen> m_seen;
 };
 
 }  // namespace orqmodel

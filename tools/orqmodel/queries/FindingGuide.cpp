@@ -251,8 +251,9 @@ std::span<const FindingKind> FindingKinds() {
 
 std::vector<ExplainedFindings> Explain(const std::vector<std::string>& findings) {
     std::vector<ExplainedFindings> groups;
-    for (const FindingKind& kind : kKinds)
+    for (const FindingKind& kind : kKinds) {
         groups.push_back({&kind, {}});
+    }
     for (std::size_t place = 0; place < findings.size(); ++place) {
         const auto group = std::ranges::find_if(groups, [&](const ExplainedFindings& candidate) {
             return Matches(findings[place], candidate.kind->pattern);

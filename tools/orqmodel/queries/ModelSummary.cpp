@@ -26,16 +26,17 @@ namespace {
 using ORQSimSchema::Kind;
 
 struct Slot {
-    int type_index;
+    int typeIndex;
     Kind kind;
 };
 
 /// Every pair of the schema that may lead from one object to another.
 std::vector<Slot> SlotsOfSchema() {
     std::vector<Slot> slots;
-    const auto add = [&](int type_index, Kind kind) {
-        if (kind == Kind::Child || kind == Kind::Map || kind == Kind::Vector || kind == Kind::Set)
-            slots.push_back({type_index, kind});
+    const auto add = [&](int typeIndex, Kind kind) {
+        if (kind == Kind::Child || kind == Kind::Map || kind == Kind::Vector || kind == Kind::Set) {
+            slots.push_back({typeIndex, kind});
+        }
     };
 #define ORQ_FRAGMENT(name, a, b, kind, base, text) add(ads_CoreFragmentTypeIndex(a, b), Kind::kind);
 #include "ORQSimSchemaTable.inc"
@@ -45,18 +46,20 @@ std::vector<Slot> SlotsOfSchema() {
 
 std::vector<ORQSimPosition> Targets(const ORQSimPosition& object, const Slot& slot) {
     std::vector<ORQSimPosition> targets;
-    const auto add_all = [&](ORQSimLinkIterator link) {
-        for (; link.NotDone(); ++link)
+    const auto addAll = [&](ORQSimLinkIterator link) {
+        for (; link.NotDone(); ++link) {
             targets.push_back(*link);
+        }
     };
-    if (slot.kind == Kind::Map)
-        add_all(object.GetMap(slot.type_index).Begin());
-    else if (slot.kind == Kind::Vector)
-        add_all(object.GetVector(slot.type_index).Begin());
-    else if (slot.kind == Kind::Set)
-        add_all(object.GetSet(slot.type_index).Begin());
-    else if (const auto child = object.GetPosition(slot.type_index); !child.IsNull())
+    if (slot.kind == Kind::Map) {
+        addAll(object.GetMap(slot.typeIndex).Begin());
+    } else if (slot.kind == Kind::Vector) {
+        addAll(object.GetVector(slot.typeIndex).Begin());
+    } else if (slot.kind == Kind::Set) {
+        addAll(object.GetSet(slot.typeIndex).Begin());
+    } else if (const auto child = object.GetPosition(slot.typeIndex); !child.IsNull()) {
         targets.push_back(child);
+    }
     return targets;
 }
 
@@ -69,31 +72,37 @@ class Linked {
         for (; !open.empty(); open.pop_front()) {
             for (const Slot& slot : slots) {
                 for (const ORQSimPosition& target : Targets(open.front(), slot)) {
-                    if (Add(target, slot.type_index))
+                    if (Add(target, slot.typeIndex)) {
                         open.push_back(target);
+                    }
                 }
             }
-            if (const auto rows = open.front().DSet().GetRelationalDistributionID(); !rows.IsNull())
-                Add(ORQSimPosition(rows), found_[open.front()]);
+            if (const auto rows = open.front().DSet().GetRelationalDistributionID();
+                !rows.IsNull()) {
+                Add(ORQSimPosition(rows), m_found[open.front()]);
+            }
         }
     }
 
     std::vector<CollectionSummary> Collections() const {
         std::vector<CollectionSummary> summaries;
-        for (const auto& [position, slot] : found_) {
-            if (const auto id = position.GetCollection(); !id.IsNull())
+        for (const auto& [position, slot] : m_found) {
+            if (const auto id = position.GetCollection(); !id.IsNull()) {
                 summaries.push_back({id.MinorID(), ORQSimSchema::NameOf(slot), TypeName(id),
                                      ORQSimCollection(id).Space()});
+            }
         }
         return summaries;
     }
 
     std::vector<DistributionSummary> Distributions() const {
         std::vector<DistributionSummary> summaries;
-        for (const auto& [position, slot] : found_) {
+        for (const auto& [position, slot] : m_found) {
             const ORQSimDistribution distribution(position.GetDistribution());
-            if (distribution.IsNull() || position.ID().TypeID().Index() == ORQSimSchema::FieldData)
+            if (distribution.IsNull() ||
+                position.ID().TypeID().Index() == ORQSimSchema::FieldData) {
                 continue;
+            }
             DistributionSummary summary{distribution.ID().MinorID(),
                                         ORQSimSchema::NameOf(slot),
                                         TypeName(distribution.ID()),
@@ -101,10 +110,12 @@ class Linked {
                                         {},
                                         {}};
             const ORQSimGrid grid = distribution.Grid();
-            for (const auto& collection : grid.Collections())
+            for (const auto& collection : grid.Collections()) {
                 summary.grid.push_back(LinkOf(collection));
-            for (const auto& drawer : distribution.QueryDrawers())
+            }
+            for (const auto& drawer : distribution.QueryDrawers()) {
                 summary.drawers.push_back(SummaryOf(drawer));
+            }
             summaries.push_back(summary);
         }
         return summaries;
@@ -114,12 +125,12 @@ class Linked {
     bool Add(const ORQSimPosition& position, int slot) {
         // A set's position names its collection's object, of which there are many.
         return position.ID().Category() != ORQSimCategoryCSet &&
-               found_.emplace(position, slot).second;
+               m_found.emplace(position, slot).second;
     }
 
     std::string LinkOf(const ORQSimCollectionID& collection) const {
-        const auto found = found_.find(ORQSimPosition(collection));
-        return found == found_.end() ? TypeName(collection) : ORQSimSchema::NameOf(found->second);
+        const auto found = m_found.find(ORQSimPosition(collection));
+        return found == m_found.end() ? TypeName(collection) : ORQSimSchema::NameOf(found->second);
     }
 
     static std::string TypeName(const ORQSimDynamicID& id) {
@@ -159,17 +170,18 @@ class Linked {
 
     static DrawerSummary SummaryOf(const ORQSimDrawerDescription& drawer) {
         DrawerSummary summary{LayoutName(drawer.Layout()), {}, {}, drawer.ExtendableDim()};
-        for (int dimension = 0; dimension < drawer.NumDimensions(); ++dimension)
+        for (int dimension = 0; dimension < drawer.NumDimensions(); ++dimension) {
             summary.sizes.push_back(ORQSimCSet(drawer.CSet(dimension)).Size());
+        }
         if (drawer.IsChunked()) {
             ORQSimArray<int> sizes;
             drawer.ChunkSizes(sizes);
-            summary.chunk_sizes.assign(sizes.begin(), sizes.end());
+            summary.chunkSizes.assign(sizes.begin(), sizes.end());
         }
         return summary;
     }
 
-    std::map<ORQSimPosition, int> found_;
+    std::map<ORQSimPosition, int> m_found;
 };
 
 /// Whether the coordinates are such that their service can be asked: it ends the process on others.
@@ -177,8 +189,9 @@ bool HasCoordinates(const ORQObjMesh& mesh) {
     const ORQSimDistribution distribution(mesh.GetCoordinates().GetDistribution());
     const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
     if (distribution.IsNull() || nodes.IsNull() || distribution.NumDimensions() != 2 ||
-        distribution.NumDrawers() == 0)
+        distribution.NumDrawers() == 0) {
         return false;
+    }
     const auto drawers = distribution.QueryDrawers();
     return std::all_of(drawers.begin(), drawers.end(), [&](const auto& drawer) {
         return drawer.Compartment().Position(nodes) == 0;
@@ -190,7 +203,7 @@ void Extend(ModelSummary& summary, const std::vector<double>& values) {
     const auto dimension = static_cast<std::size_t>(summary.dimension);
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (!std::isfinite(values[i])) {
-            ++summary.coordinates_not_finite;
+            ++summary.coordinatesNotFinite;
             continue;
         }
         if (!summary.box) {
@@ -213,7 +226,7 @@ void ReadCoordinates(const ORQObjMesh& mesh, ModelSummary& summary,
     const ORQSimCSet components = coordinates.Components();
     const ORQSimCollection collection(nodes.CollectionID());
     summary.dimension = components.Size();
-    summary.nodes_with_coordinates = nodes.Size();
+    summary.nodesWithCoordinates = nodes.Size();
     std::vector<double> values;
     const int last = nodes.Bounds().Last();
     for (int begin = std::max(0, nodes.Bounds().First()); begin <= last;) {
@@ -225,15 +238,17 @@ void ReadCoordinates(const ORQObjMesh& mesh, ModelSummary& summary,
                       static_cast<std::size_t>(components.Size()));
         coordinates.Read(block, components, values.data());
         Extend(summary, values);
-        if (last - begin < kBlockNodes)
+        if (last - begin < kBlockNodes) {
             break;
+        }
         begin += kBlockNodes;
     }
 }
 
 std::optional<LabelRange> RangeOfLabels(const ORQObjLabeler& labeler, const ORQString& instance) {
-    if (!labeler.IsInstanceValid(instance))
+    if (!labeler.IsInstanceValid(instance)) {
         return std::nullopt;
+    }
     ORQSimArray<int> labels;
     ORQSimArray<int> ordinals;
     labeler.GetInstanceLabelsAndOrdinals(instance, labels, ordinals);
@@ -246,9 +261,10 @@ std::vector<InstanceSummary> Instances(const ORQObjDocument& document) {
     nodes.Read();
     elements.Read();
     std::vector<InstanceSummary> instances;
-    for (const ORQString& name : nodes.Occurrences())
+    for (const ORQString& name : nodes.Occurrences()) {
         instances.push_back(
             {name.UTF8(), RangeOfLabels(nodes, name), RangeOfLabels(elements, name)});
+    }
     return instances;
 }
 
@@ -266,19 +282,22 @@ const char* PlaceName(ORQExcResultArray::Place place) {
 
 void SummarizeResults(const ORQObjDocument& document, ModelSummary& summary) {
     const ORQExcResults results(document);
-    for (const std::string& step : results.Steps())
+    for (const std::string& step : results.Steps()) {
         summary.steps.push_back({step, 0, 0, 0});
+    }
     for (const ORQExcResults::Frame& frame : results.Frames()) {
         StepSummary& step = summary.steps[static_cast<std::size_t>(frame.step)];
-        if (step.times++ == 0)
+        if (step.times++ == 0) {
             step.first = frame.time;
+        }
         step.last = frame.time;
     }
     for (const ORQExcResults::Field& field : results.Fields()) {
         FieldSummary shown{field.name, PlaceName(field.place),          field.identifier,
                            {},         results.MembersOf(field).Size(), results.NumTimes(field)};
-        for (const ORQExcResults::Component& component : field.components)
+        for (const ORQExcResults::Component& component : field.components) {
             shown.components.push_back(component.label);
+        }
         summary.fields.push_back(std::move(shown));
     }
 }
@@ -294,8 +313,9 @@ ModelSummary Summarize(const ORQSimDatabase& database,
     summary.generation = database.Generation();
     summary.nodes = ORQSimCollection(mesh.GetNodeCollection().GetCollection()).Space();
     summary.elements = ORQSimCollection(mesh.GetElementCollection().GetCollection()).Space();
-    if (HasCoordinates(mesh))
+    if (HasCoordinates(mesh)) {
         ReadCoordinates(mesh, summary, progress);
+    }
     summary.instances = Instances(document);
     const Linked linked(document.Focus());
     summary.collections = linked.Collections();

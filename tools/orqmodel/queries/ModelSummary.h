@@ -37,10 +37,10 @@ struct CollectionSummary {
 };
 
 struct DrawerSummary {
-    std::string layout;            // "plain", "chunked" or "sparse".
-    std::vector<int> sizes;        // Members along each dimension.
-    std::vector<int> chunk_sizes;  // Empty when not chunked.
-    int extendable_dimension;      // -1 for none.
+    std::string layout;           // "plain", "chunked" or "sparse".
+    std::vector<int> sizes;       // Members along each dimension.
+    std::vector<int> chunkSizes;  // Empty when not chunked.
+    int extendableDimension;      // -1 for none.
 };
 
 struct DistributionSummary {
@@ -76,8 +76,8 @@ struct ModelSummary {
     int nodes;
     int elements;
     int dimension;  // Components of the coordinates, 0 without coordinates.
-    std::int64_t nodes_with_coordinates;
-    std::int64_t coordinates_not_finite;
+    std::int64_t nodesWithCoordinates;
+    std::int64_t coordinatesNotFinite;
     std::optional<BoundingBox> box;  // Empty without finite coordinates.
     std::vector<InstanceSummary> instances;
     std::vector<CollectionSummary> collections;      // In the order of their numbers.

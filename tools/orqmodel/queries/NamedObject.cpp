@@ -23,23 +23,26 @@ bool OpensQuote(const std::string& text) {
 
 /// The object, when the name is one that the lookup takes.
 ORQSimPosition LookUp(const ORQObjDocument& document, int map, const ScopedName& name) {
-    if (OpensQuote(name.name) || OpensQuote(name.instance))
+    if (OpensQuote(name.name) || OpensQuote(name.instance)) {
         return {};
+    }
     const char* separator = name.separator.c_str();
     const char* instance = name.instance.c_str();
     // Its second try reads the quotes within the name, too.
-    const bool may_retry = ORQSrvHasMatchedQuotes(name.name, separator, instance);
+    const bool mayRetry = ORQSrvHasMatchedQuotes(name.name, separator, instance);
     return ORQSrvGetIDFromScopedName(document.Focus(), name.name, map, separator, instance,
-                                     may_retry);
+                                     mayRetry);
 }
 
 /// The keys that a name can stand for as it is spelt.
 std::set<std::string> KeysOf(const ORQObjDocument& document, const ScopedName& name) {
     ORQString lead = document.GetModel().DataRecord().ReturnString(0);
-    if (!lead.IsEmpty())
+    if (!lead.IsEmpty()) {
         lead.Append("_");
-    if (!name.instance.empty())
+    }
+    if (!name.instance.empty()) {
         return {lead.Append(name.instance.c_str()).Append("_").Append(name.name.c_str()).UTF8()};
+    }
     ORQString joined(name.name);
     joined.ReplaceAll(name.separator.c_str(), "_");
     return {name.name, joined.UTF8(), lead.Append(joined).UTF8()};
@@ -51,54 +54,60 @@ ORQSimPosition FindByKey(const ORQObjDocument& document, std::span<const int> ma
     const std::set<std::string> keys = KeysOf(document, name);
     for (const std::string& key : keys) {
         if (const ORQSimPosition object = document.GetModel().GetMap(map).Find(key);
-            !object.IsNull())
+            !object.IsNull()) {
             return object;
+        }
     }
     std::set<std::string> folded;
-    for (const std::string& key : keys)
+    for (const std::string& key : keys) {
         folded.insert(WithoutCase(key));
+    }
     ORQSimPosition found;
-    int n_found = 0;
+    int nFound = 0;
     for (const int any : maps) {
         const ORQSimMap entries = document.GetModel().GetMap(any);
         for (auto entry = entries.Begin(); entry.NotDone(); ++entry) {
             if (folded.contains(WithoutCase(entry.Key().UTF8()))) {
-                ++n_found;
+                ++nFound;
                 found = any == map ? *entry : found;
             }
         }
     }
-    return n_found == 1 ? found : ORQSimPosition();
+    return nFound == 1 ? found : ORQSimPosition();
 }
 
 /// Throws when the object is not what was wanted.
 NamedObject Checked(const ORQObjDocument& document, const ORQSimPosition& object, int map,
-                    bool wants_set) {
+                    bool wantsSet) {
     const std::string key = object.GetReferenceKey(map).UTF8();
-    if (wants_set && object.ID().Category() != ORQSimCategoryCSet)
+    if (wantsSet && object.ID().Category() != ORQSimCategoryCSet) {
         throw ORQBasFailure(
             ORQBasFailureKind::Damaged,
             fmt::format("{}: {} stands for no set", document.Database().Path(), key));
+    }
     return {object, key};
 }
 
 }  // namespace
 
 NamedObject FindNamedObject(const ORQObjDocument& document, std::span<const int> maps,
-                            bool wants_set, const ScopedName& name) {
+                            bool wantsSet, const ScopedName& name) {
     for (const int map : maps) {
-        if (const ORQSimPosition object = LookUp(document, map, name); !object.IsNull())
-            return Checked(document, object, map, wants_set);
+        if (const ORQSimPosition object = LookUp(document, map, name); !object.IsNull()) {
+            return Checked(document, object, map, wantsSet);
+        }
     }
     for (const int map : maps) {
-        if (const ORQSimPosition object = FindByKey(document, maps, map, name); !object.IsNull())
-            return Checked(document, object, map, wants_set);
+        if (const ORQSimPosition object = FindByKey(document, maps, map, name); !object.IsNull()) {
+            return Checked(document, object, map, wantsSet);
+        }
     }
-    if (!ORQSrvHasMatchedQuotes(name.name, name.separator.c_str(), name.instance.c_str()))
+    if (!ORQSrvHasMatchedQuotes(name.name, name.separator.c_str(), name.instance.c_str())) {
         throw ORQBasFailure(
             ORQBasFailureKind::Usage,
             fmt::format("a quote is opened and not closed in name {} or instance {}", name.name,
                         name.instance));
+    }
     return {};
 }
 

@@ -27,6 +27,6 @@ struct NamedObject {
 /// these. Throws ORQBasFailure: Usage for quotes that are not closed in a name that is no key,
 /// Damaged for an entry that is no set where sets are wanted.
 NamedObject FindNamedObject(const ORQObjDocument& document, std::span<const int> maps,
-                            bool wants_set, const ScopedName& name);
+                            bool wantsSet, const ScopedName& name);
 
 }  // namespace orqmodel

@@ -10,10 +10,11 @@ namespace {
 /// Outside of strings JSON has no control characters but line breaks, inside none below 0x20.
 void PrintDumped(std::ostream& out, const std::string& dumped) {
     out << ORQExcWithoutControls(dumped, [](char32_t character, std::string& shown) {
-        if (character == '\n')
+        if (character == '\n') {
             shown += '\n';
-        else
+        } else {
             shown += fmt::format("\\u{:04x}", static_cast<unsigned>(character));
+        }
     }) << '\n';
 }
 
@@ -30,34 +31,35 @@ PrintableBuffer::int_type PrintableBuffer::overflow(int_type character) {
         const char one = traits_type::to_char_type(character);
         xsputn(&one, 1);
     }
-    return out_ ? traits_type::not_eof(character) : traits_type::eof();
+    return m_out ? traits_type::not_eof(character) : traits_type::eof();
 }
 
 std::streamsize PrintableBuffer::xsputn(const char* text, std::streamsize size) {
     std::string_view rest(text, static_cast<std::size_t>(size));
     for (std::size_t end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
-        line_ += rest.substr(0, end);
+        m_line += rest.substr(0, end);
         rest.remove_prefix(end + 1);
         WriteLine();
-        out_ << '\n';
+        m_out << '\n';
     }
-    line_ += rest;
-    return out_ ? size : 0;
+    m_line += rest;
+    return m_out ? size : 0;
 }
 
 int PrintableBuffer::sync() {
     WriteLine();
-    return out_.flush() ? 0 : -1;
+    return m_out.flush() ? 0 : -1;
 }
 
 void PrintableBuffer::WriteLine() {
-    out_ << ORQExcWithoutControls(line_, [](char32_t character, std::string& shown) {
-        if (character == '\t')
+    m_out << ORQExcWithoutControls(m_line, [](char32_t character, std::string& shown) {
+        if (character == '\t') {
             shown += '\t';
-        else
+        } else {
             shown += "\uFFFD";
+        }
     });
-    line_.clear();
+    m_line.clear();
 }
 
 void PrintJson(std::ostream& out, const nlohmann::json& object) {

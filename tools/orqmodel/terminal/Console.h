@@ -14,26 +14,26 @@ namespace orqmodel {
 struct Console {
     std::ostream& out;
     std::ostream& err;
-    bool shows_progress;  // Whether someone is watching `err`.
+    bool showsProgress;  // Whether someone is watching `err`.
     /// Where a bar is drawn; `err` lets nothing through that moves the cursor.
     std::ostream* terminal = nullptr;
 };
 
 /// How a command ended; the values are the program's exit statuses.
 enum class ExitStatus : int {
-    kDone = 0,
-    kFindings = 1,
-    kWrongUse = 2,
-    kUnreadable = 3,  // Cannot be read, cannot be written, or is damaged.
-    kBrokenInvariant = 70,
-    kInterrupted = 128  // Plus the number of the signal.
+    Done = 0,
+    Findings = 1,
+    WrongUse = 2,
+    Unreadable = 3,  // Cannot be read, cannot be written, or is damaged.
+    BrokenInvariant = 70,
+    Interrupted = 128  // Plus the number of the signal.
 };
 
 /// Passes lines on to another stream, ORQExcPrintable but for tabs; so what a command forgets to
 /// make printable reaches no terminal either. Writes a part of a line when it is flushed or ends.
 class PrintableBuffer : public std::streambuf {
   public:
-    explicit PrintableBuffer(std::ostream& out) : out_(out) {}
+    explicit PrintableBuffer(std::ostream& out) : m_out(out) {}
     ~PrintableBuffer() override;
     PrintableBuffer(const PrintableBuffer&) = delete;
     PrintableBuffer& operator=(const PrintableBuffer&) = delete;
@@ -46,8 +46,8 @@ class PrintableBuffer : public std::streambuf {
   private:
     void WriteLine();
 
-    std::ostream& out_;
-    std::string line_;
+    std::ostream& m_out;
+    std::string m_line;
 };
 
 /// Writes an indented object and a line break; strings that are not UTF-8 are made so, and what

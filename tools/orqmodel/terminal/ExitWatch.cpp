@@ -17,12 +17,13 @@ bool is_watching = false;
     constexpr std::string_view kText =
         "orqmodel: ended before its work was done: an invariant inside the program is broken\n";
     [[maybe_unused]] const auto written = write(STDERR_FILENO, kText.data(), kText.size());
-    _exit(static_cast<int>(ExitStatus::kBrokenInvariant));
+    _exit(static_cast<int>(ExitStatus::BrokenInvariant));
 }
 
 void OnExit() {
-    if (is_watching)
+    if (is_watching) {
         EndBroken();
+    }
 }
 
 void OnAbort(int) {

@@ -25,29 +25,32 @@ void GiveUp(int) {
 
 InterruptGuard::InterruptGuard() {
     noted_signal = 0;
-    struct sigaction give_up {};
-    give_up.sa_handler = GiveUp;
-    sigaction(SIGALRM, &give_up, &alarm_before_);
+    struct sigaction giveUp {};
+    giveUp.sa_handler = GiveUp;
+    sigaction(SIGALRM, &giveUp, &m_alarmBefore);
     struct sigaction action {};
     action.sa_handler = Note;
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        sigaction(kSignals[i], &action, &before_[i]);
-        if (before_[i].sa_handler == SIG_IGN)  // As under nohup.
-            sigaction(kSignals[i], &before_[i], nullptr);
+        sigaction(kSignals[i], &action, &m_before[i]);
+        if (m_before[i].sa_handler == SIG_IGN) {  // As under nohup.
+            sigaction(kSignals[i], &m_before[i], nullptr);
+        }
     }
 }
 
 InterruptGuard::~InterruptGuard() {
-    for (std::size_t i = 0; i < kSignals.size(); ++i)
-        sigaction(kSignals[i], &before_[i], nullptr);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+        sigaction(kSignals[i], &m_before[i], nullptr);
+    }
     alarm(0);
-    sigaction(SIGALRM, &alarm_before_, nullptr);
+    sigaction(SIGALRM, &m_alarmBefore, nullptr);
 }
 
 void InterruptGuard::Check() const {
-    if (noted_signal == 0)
+    if (noted_signal == 0) {
         return;
+    }
     alarm(0);  // What clears the work away takes its time.
     throw Interrupted{noted_signal};
 }

@@ -24,8 +24,8 @@ class InterruptGuard {
     void Check() const;
 
   private:
-    std::array<struct sigaction, 3> before_;
-    struct sigaction alarm_before_;
+    std::array<struct sigaction, 3> m_before;
+    struct sigaction m_alarmBefore;
 };
 
 }  // namespace orqmodel

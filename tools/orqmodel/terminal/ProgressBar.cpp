@@ -7,26 +7,29 @@
 namespace orqmodel {
 
 ProgressBar::ProgressBar(const Console& console, std::string_view label)
-    : terminal_(console.terminal), label_(label) {
-    if (!console.shows_progress)
-        terminal_ = nullptr;
+    : m_terminal(console.terminal), m_label(label) {
+    if (!console.showsProgress) {
+        m_terminal = nullptr;
+    }
 }
 
 ProgressBar::~ProgressBar() {
-    if (percent_ >= 0)
-        *terminal_ << "\r\033[K" << std::flush;
+    if (m_percent >= 0) {
+        *m_terminal << "\r\033[K" << std::flush;
+    }
 }
 
 void ProgressBar::Show(double done) {
     const int percent = static_cast<int>(100 * std::clamp(done, 0.0, 1.0));
-    if (terminal_ == nullptr || percent == percent_)
+    if (m_terminal == nullptr || percent == m_percent) {
         return;
-    percent_ = percent;
+    }
+    m_percent = percent;
     constexpr int kWidth = 40;
     const int filled = percent * kWidth / 100;
-    *terminal_ << fmt::format("\r{} [{:#<{}}{:.<{}}] {:3} %", label_, "", filled, "",
-                              kWidth - filled, percent)
-               << std::flush;
+    *m_terminal << fmt::format("\r{} [{:#<{}}{:.<{}}] {:3} %", m_label, "", filled, "",
+                               kWidth - filled, percent)
+                << std::flush;
 }
 
 }  // namespace orqmodel

@@ -17,9 +17,9 @@ class ProgressBar {
     void Show(double done);
 
   private:
-    std::ostream* terminal_;  // null where nobody watches
-    std::string label_;
-    int percent_ = -1;
+    std::ostream* m_terminal;  // null where nobody watches
+    std::string m_label;
+    int m_percent = -1;
 };
 
 }  // namespace orqmodel

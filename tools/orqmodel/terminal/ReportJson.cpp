@@ -9,9 +9,9 @@ namespace orqmodel {
 nlohmann::json ToJson(const ORQExcReport& report) {
     nlohmann::json object;
     for (const auto& [outcome, heading] :
-         {std::pair{ORQExcOutcome::kKept, "kept"}, std::pair{ORQExcOutcome::kNoted, "noted"},
-          std::pair{ORQExcOutcome::kChanged, "changed"},
-          std::pair{ORQExcOutcome::kDropped, "dropped"}}) {
+         {std::pair{ORQExcOutcome::Kept, "kept"}, std::pair{ORQExcOutcome::Noted, "noted"},
+          std::pair{ORQExcOutcome::Changed, "changed"},
+          std::pair{ORQExcOutcome::Dropped, "dropped"}}) {
         nlohmann::json& list = object[heading] = nlohmann::json::array();
         for (const ORQExcReportEntry& entry : report.Entries()) {
             if (entry.outcome != outcome) {

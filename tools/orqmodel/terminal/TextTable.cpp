@@ -7,17 +7,19 @@
 namespace orqmodel {
 
 void PrintTable(const std::vector<std::vector<std::string>>& rows,
-                const std::vector<bool>& is_number, std::ostream& out) {
-    std::vector<std::size_t> widths(is_number.size(), 0);
+                const std::vector<bool>& isNumber, std::ostream& out) {
+    std::vector<std::size_t> widths(isNumber.size(), 0);
     for (const auto& row : rows) {
-        for (std::size_t i = 0; i < row.size(); ++i)
+        for (std::size_t i = 0; i < row.size(); ++i) {
             widths[i] = std::max(widths[i], fmt::formatted_size("{}", row[i]));
+        }
     }
     for (const auto& row : rows) {
         std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i)
-            line += is_number[i] ? fmt::format("  {:>{}}", row[i], widths[i])
-                                 : fmt::format("  {:<{}}", row[i], widths[i]);
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            line += isNumber[i] ? fmt::format("  {:>{}}", row[i], widths[i])
+                                : fmt::format("  {:<{}}", row[i], widths[i]);
+        }
         line.erase(line.find_last_not_of(' ') + 1);
         out << line << '\n';
     }

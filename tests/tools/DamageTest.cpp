@@ -195,9 +195,7 @@ TEST_F(DamageTest, WhatAModelNamesMustExist) {
              firstBlock(mesh).SetPosition(Block_elements, mesh.GetUserNodes());
          }},
         {"the element shape \"HEX9\" is not known",
-         [&](const ORQObjMesh& mesh) {
-             firstBlock(mesh).DataRecord().SetString(2, "HEX9");
-         }},
+         [&](const ORQObjMesh& mesh) { firstBlock(mesh).DataRecord().SetString(2, "HEX9"); }},
     };
     for (const auto& [error, change] : cases) {
         Restore();

@@ -9,6 +9,7 @@
 #include "formats/nastran/NastranExport.h"
 #include "formats/nastran/NastranReader.h"
 #include "formats/vtk/VtuExport.h"
+#include "formats/vtk/VtuReader.h"
 
 namespace orq::exchange {
 
@@ -16,7 +17,7 @@ namespace {
 
 template <class Reader>
 std::unique_ptr<ORQExcImporter> OpenMesh(const std::filesystem::path& file) {
-    return std::make_unique<MeshImporter>(std::make_unique<Reader>(file));
+    return std::make_unique<MeshImporter>(std::make_unique<Reader>(file), file);
 }
 
 template <auto kWrite>
@@ -45,8 +46,12 @@ std::span<const FormatRow> FormatTable() {
          {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID", "$ "},
          OpenMesh<NastranReader>,
          WriteFile<WriteNastran>},
-        {"VTK unstructured grid", {".vtu"}, {}, nullptr, WriteFile<WriteVtu>},
-        {"VTK unstructured grids by time", {".pvd"}, {}, nullptr, WriteTimes, true},
+        {"VTK unstructured grid",
+         {".vtu"},
+         {"<VTKFile", "<?xml"},
+         OpenMesh<VtuReader>,
+         WriteFile<WriteVtu>},
+        {"VTK unstructured grids by time", {".pvd"}, {}, OpenMesh<VtuReader>, WriteTimes, true},
     }};
     return rows;
 }

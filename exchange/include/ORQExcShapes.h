@@ -48,6 +48,8 @@ ORQ_EXPORT std::span<const ORQExcShape> ORQExcShapes();
 /// when they are called so.
 ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByExodusName(std::string_view name, int nNodes);
 ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByGmshType(int type);
+/// The plane element, where a shell has the type too.
+ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByVtkType(int type);
 ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByName(std::string_view name);
 
 /// Centroid of the corners, and length, area or volume by the corners (0 for a point); a face of

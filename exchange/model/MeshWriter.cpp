@@ -86,9 +86,6 @@ class Writer {
                 *results, m_builder.Document(), [this](std::int64_t done) { Advance(done); },
                 m_report);
         }
-        for (const ORQExcContentCount& content : m_source.Unread()) {
-            m_report.Drop(content.kind, content.name, content.count, "not imported");
-        }
         m_report.Append(m_source.Losses());
         m_options.progress(1.0);
     }
@@ -140,7 +137,7 @@ class Writer {
             Advance(end - begin);
         }
         std::vector<int> labels(static_cast<std::size_t>(nNodes));
-        m_source.ReadNodeLabels(0, nNodes, labels);
+        m_source.ReadLabels(ORQObjLabelerType::Node, 0, nNodes, labels);
         m_builder.SetLabels(ORQObjLabelerType::Node, instance, all, labels.data());
         m_report.Keep("nodes", "", nNodes);
         if (m_source.FileDimension() == 1) {
@@ -168,7 +165,7 @@ class Writer {
             first += block.nElements;
         }
         std::vector<int> labels(static_cast<std::size_t>(m_nElements));
-        m_source.ReadElementLabels(0, m_nElements, labels);
+        m_source.ReadLabels(ORQObjLabelerType::Element, 0, m_nElements, labels);
         m_builder.SetLabels(ORQObjLabelerType::Element, instance, all, labels.data());
         m_builder.AssignElementSpecs(assignment);
         m_builder.SetLogicalSectionClassification(
@@ -242,8 +239,8 @@ class Writer {
         for (std::size_t i = 0; i < m_source.NodeSets().size(); ++i) {
             const ORQExcMeshSource::Set& set = m_source.NodeSets()[i];
             const std::string name = nodeSetNames.Unique("node set", set.name, set.number);
-            const std::vector<int> members =
-                EachOnce(m_source.ReadNodeSet(static_cast<int>(i)), "node set", name);
+            const std::vector<int> members = EachOnce(
+                m_source.ReadSet(ORQObjLabelerType::Node, static_cast<int>(i)), "node set", name);
             AddProperties(
                 m_builder.AddNodeSet(name, set.number, OrderedSet(NodeCollection(), members)),
                 set.properties);
@@ -252,7 +249,8 @@ class Writer {
             const ORQExcMeshSource::Set& set = m_source.ElementSets()[i];
             const std::string name = m_elementSetNames.Unique("element set", set.name, set.number);
             const std::vector<int> members =
-                EachOnce(m_source.ReadElementSet(static_cast<int>(i)), "element set", name);
+                EachOnce(m_source.ReadSet(ORQObjLabelerType::Element, static_cast<int>(i)),
+                         "element set", name);
             AddProperties(
                 m_builder.AddElementSet(name, set.number, OrderedSet(ElementCollection(), members)),
                 set.properties);

@@ -303,12 +303,12 @@ TEST_F(Gmsh, SectionsMayStandInAnyOrderAndElementsInSeveralGroups) {
     reader.ReadConnectivity(0, 0, 2, nodes);
     EXPECT_THAT(nodes, ElementsAre(1, 3, 0, 3, 2, 0));
     std::vector<int> labels(3);
-    reader.ReadElementLabels(0, 3, labels);
+    reader.ReadLabels(ORQObjLabelerType::Element, 0, 3, labels);
     EXPECT_THAT(labels, ElementsAre(7, 9, 3));
     ASSERT_EQ(reader.ElementSets().size(), 2);
     EXPECT_EQ(reader.ElementSets()[1].name, "half: #2");
-    EXPECT_THAT(reader.ReadElementSet(0), ElementsAre(0, 1));
-    EXPECT_THAT(reader.ReadElementSet(1), ElementsAre(1));
+    EXPECT_THAT(reader.ReadSet(ORQObjLabelerType::Element, 0), ElementsAre(0, 1));
+    EXPECT_THAT(reader.ReadSet(ORQObjLabelerType::Element, 1), ElementsAre(1));
 }
 
 TEST_F(Gmsh, ErrorsNameSectionLineAndValue) {
@@ -520,7 +520,7 @@ TEST_F(Vtu, NodesOfEachShapeStandInTheOrderOfVtk) {
     const json grid = Exported(m_folder / "mesh.e");
     EXPECT_EQ(grid["cells"].size(), ORQExcShapes().size());
     EXPECT_LT(grid["off_middle"], 1e-14);
-    // A tetrahedron, a pyramid, a wedge, a hexahedron; the filter has no volume of others.
+    // A tetrahedron, a pyramid, a wedge, a hexahedron.
     EXPECT_NEAR(grid["size"]["Volume"], 4 + 8 + 12 + 24, 1e-9);
 }
 

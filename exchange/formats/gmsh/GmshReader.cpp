@@ -47,9 +47,10 @@ class GmshReader::Parser {
             m_in.EnterSection("$Nodes");
             m_in.Fail("the file has no nodes");
         }
+        m_reader.m_contents.nNodes = static_cast<int>(m_reader.m_nodeLabels.size());
         Resolve();
         for (const auto& [kind, count] : m_unread) {
-            m_reader.m_unread.push_back({kind, count});
+            m_reader.m_losses.Drop(kind, "", count, "not imported");
         }
     }
 
@@ -223,8 +224,9 @@ class GmshReader::Parser {
                 }
             }
         }
-        if (m_reader.NumNodes() != total) {
-            m_in.Fail(fmt::format("{} nodes are announced, {} follow", total, m_reader.NumNodes()));
+        if (std::ssize(m_reader.m_nodeLabels) != total) {
+            m_in.Fail(fmt::format("{} nodes are announced, {} follow", total,
+                                  m_reader.m_nodeLabels.size()));
         }
     }
 
@@ -357,13 +359,14 @@ class GmshReader::Parser {
     void AddBlock(const RawBlock& block, const std::unordered_map<int, int>& ordinals) {
         const ORQExcShape& shape = *block.shape;
         const auto nNodes = static_cast<std::size_t>(shape.nNodes);
-        m_reader.m_blocks.push_back({fmt::format("{} {} {}", kEntityNames[block.entity.dimension],
-                                                 block.entity.tag, shape.name),
-                                     static_cast<int>(m_reader.m_blocks.size()) + 1,
-                                     &shape,
-                                     shape.name,
-                                     static_cast<int>(block.labels.size()),
-                                     {}});
+        m_reader.m_contents.blocks.push_back(
+            {fmt::format("{} {} {}", kEntityNames[block.entity.dimension], block.entity.tag,
+                         shape.name),
+             static_cast<int>(m_reader.m_contents.blocks.size()) + 1,
+             &shape,
+             shape.name,
+             static_cast<int>(block.labels.size()),
+             {}});
         std::vector<int> connectivity(block.nodes.size());
         for (std::size_t i = 0; i < block.nodes.size(); ++i) {
             const std::size_t place = i % nNodes;
@@ -411,12 +414,12 @@ class GmshReader::Parser {
             std::ranges::sort(elements);
             elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
             const auto name = m_names.find(key);
-            m_reader.m_groups.push_back(
+            m_reader.m_contents.elementSets.push_back(
                 {name != m_names.end()
                      ? name->second
                      : fmt::format("physical {} {}", kEntityNames[key.dimension], key.tag),
                  key.tag});
-            m_reader.m_groupMembers.push_back(std::move(elements));
+            m_reader.m_elementSetMembers.push_back(std::move(elements));
         }
     }
 
@@ -435,26 +438,6 @@ class GmshReader::Parser {
 
 GmshReader::GmshReader(const std::filesystem::path& file) {
     Parser(*this, file).Run();
-}
-
-void GmshReader::ReadCoordinates(int begin, int end, std::span<double> coordinates) {
-    std::copy(m_coordinates.begin() + 3 * std::ptrdiff_t{begin},
-              m_coordinates.begin() + 3 * std::ptrdiff_t{end}, coordinates.begin());
-}
-
-void GmshReader::ReadNodeLabels(int begin, int end, std::span<int> labels) {
-    std::copy(m_nodeLabels.begin() + begin, m_nodeLabels.begin() + end, labels.begin());
-}
-
-void GmshReader::ReadConnectivity(int block, int begin, int end, std::span<int> nodes) {
-    const auto place = static_cast<std::size_t>(block);
-    const std::ptrdiff_t nNodes = m_blocks[place].shape->nNodes;
-    std::copy(m_connectivity[place].begin() + begin * nNodes,
-              m_connectivity[place].begin() + end * nNodes, nodes.begin());
-}
-
-void GmshReader::ReadElementLabels(int begin, int end, std::span<int> labels) {
-    std::copy(m_elementLabels.begin() + begin, m_elementLabels.begin() + end, labels.begin());
 }
 
 }  // namespace orq::exchange

@@ -53,17 +53,18 @@ NastranReader::NastranReader(const std::filesystem::path& file) {
     sets.Resolve(m_nodes, m_elements);
     NastranSections sections(materials, properties, m_elements, coordinates, m_losses);
     m_problems.Check();
+    m_contents.nNodes = static_cast<int>(m_nodes.Labels().size());
     if (NumNodes() == 0) {
         throw ORQExcImportError(file, "bulk data", "the deck has no GRID card");
     }
     m_layup = sections.TakeLayup();
     for (const NastranElements::Block& block : m_elements.Blocks()) {
-        m_blocks.push_back(m_elements.Described(block));
+        m_contents.blocks.push_back(m_elements.Described(block));
     }
-    Describe(sets.TakeNodeSets(), m_nodeSets, m_nodeSetMembers);
-    Describe(sets.TakeElementSets(), m_elementSets, m_elementSetMembers);
+    Describe(sets.TakeNodeSets(), m_contents.nodeSets, m_nodeSetMembers);
+    Describe(sets.TakeElementSets(), m_contents.elementSets, m_elementSetMembers);
     for (NastranSections::DirectionSet& set : sections.TakeSets()) {
-        m_elementSets.push_back({set.name, set.number});
+        m_contents.elementSets.push_back({set.name, set.number});
         m_elementSetMembers.push_back(std::move(set.elements));
     }
     m_elements.Settle();
@@ -82,7 +83,11 @@ void NastranReader::ReadCoordinates(int begin, int end, std::span<double> coordi
               m_nodes.Coordinates().begin() + 3 * std::ptrdiff_t{end}, coordinates.begin());
 }
 
-void NastranReader::ReadNodeLabels(int begin, int end, std::span<int> labels) {
+void NastranReader::ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) {
+    if (type == ORQObjLabelerType::Element) {
+        ReadElementLabels(begin, end, labels);
+        return;
+    }
     std::copy(m_nodes.Labels().begin() + begin, m_nodes.Labels().begin() + end, labels.begin());
 }
 
@@ -93,7 +98,7 @@ void NastranReader::ReadConnectivity(int block, int begin, int end, std::span<in
               nodes.begin());
 }
 
-void NastranReader::ReadElementLabels(int begin, int end, std::span<int> labels) {
+void NastranReader::ReadElementLabels(int begin, int end, std::span<int> labels) const {
     int first = 0;
     for (const NastranElements::Block& block : m_elements.Blocks()) {
         const int from = std::max(begin, first);
@@ -108,7 +113,7 @@ void NastranReader::ReadElementLabels(int begin, int end, std::span<int> labels)
 
 void NastranReader::ReadAttributes(int block, int begin, int end, std::span<double> values) {
     const auto place = static_cast<std::size_t>(block);
-    const std::vector<std::string>& names = m_blocks[place].attributes;
+    const std::vector<std::string>& names = m_contents.blocks[place].attributes;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const auto& column = *m_elements.Blocks()[place].Column(names[i]);
         for (int row = begin; row < end; ++row) {
@@ -116,6 +121,11 @@ void NastranReader::ReadAttributes(int block, int begin, int end, std::span<doub
                 column[static_cast<std::size_t>(row)];
         }
     }
+}
+
+std::vector<int> NastranReader::ReadSet(ORQObjLabelerType type, int set) {
+    return (type == ORQObjLabelerType::Node ? m_nodeSetMembers
+                                            : m_elementSetMembers)[static_cast<std::size_t>(set)];
 }
 
 }  // namespace orq::exchange

@@ -25,36 +25,20 @@ class NastranReader : public ORQExcMeshSource {
     explicit NastranReader(const std::filesystem::path& file);
 
     std::string_view Format() const override { return "NASTRAN bulk data"; }
-    /// Cards of kinds that are not read are among the losses.
-    std::vector<ORQExcContentCount> Unread() const override { return {}; }
-    void CheckLabels() override {}  // done in reading
-
-    std::string Title() const override { return {}; }
-    int Dimension() const override { return 3; }
-    int NumNodes() const override { return static_cast<int>(m_nodes.Labels().size()); }
-    const std::vector<Block>& Blocks() const override { return m_blocks; }
-    const std::vector<Set>& NodeSets() const override { return m_nodeSets; }
-    const std::vector<Set>& ElementSets() const override { return m_elementSets; }
-    const std::vector<Set>& SideSets() const override { return m_sideSets; }
 
     void ReadCoordinates(int begin, int end, std::span<double> coordinates) override;
-    void ReadNodeLabels(int begin, int end, std::span<int> labels) override;
+    void ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) override;
     void ReadConnectivity(int block, int begin, int end, std::span<int> nodes) override;
-    void ReadElementLabels(int begin, int end, std::span<int> labels) override;
     /// NaN where a field is blank.
     void ReadAttributes(int block, int begin, int end, std::span<double> values) override;
-    std::vector<int> ReadNodeSet(int set) override {
-        return m_nodeSetMembers[static_cast<std::size_t>(set)];
-    }
-    std::vector<int> ReadElementSet(int set) override {
-        return m_elementSetMembers[static_cast<std::size_t>(set)];
-    }
-    std::vector<Side> ReadSideSet(int) override { return {}; }
+    std::vector<int> ReadSet(ORQObjLabelerType type, int set) override;
 
     const ORQExcLayup* Sections() const override { return &m_layup; }
+    /// Cards of kinds that are not read are among them.
     ORQExcReport Losses() const override { return m_losses; }
 
   private:
+    void ReadElementLabels(int begin, int end, std::span<int> labels) const;
     void Describe(std::vector<NastranSets::Set> sets, std::vector<Set>& described,
                   std::vector<std::vector<int>>& members);
 
@@ -62,10 +46,6 @@ class NastranReader : public ORQExcMeshSource {
     ORQExcReport m_losses;
     NastranNodes m_nodes{m_problems};
     NastranElements m_elements{m_problems, m_losses};
-    std::vector<Block> m_blocks;
-    std::vector<Set> m_nodeSets;
-    std::vector<Set> m_elementSets;
-    std::vector<Set> m_sideSets;  // none
     std::vector<std::vector<int>> m_nodeSetMembers;
     std::vector<std::vector<int>> m_elementSetMembers;
     ORQExcLayup m_layup;

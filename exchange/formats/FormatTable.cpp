@@ -5,6 +5,7 @@
 #include "formats/MeshImporter.h"
 #include "formats/exodus/ExodusExport.h"
 #include "formats/exodus/ExodusReader.h"
+#include "formats/gmsh/GmshExport.h"
 #include "formats/gmsh/GmshReader.h"
 #include "formats/nastran/NastranExport.h"
 #include "formats/nastran/NastranReader.h"
@@ -40,7 +41,7 @@ std::span<const FormatRow> FormatTable() {
          {"CDF", "\x89HDF\r\n\x1a\n"},
          OpenMesh<ExodusReader>,
          WriteFile<WriteExodus>},
-        {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, nullptr},
+        {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, WriteFile<WriteGmsh>},
         {"NASTRAN bulk data",
          {".bdf", ".dat", ".nas"},
          {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID", "$ "},

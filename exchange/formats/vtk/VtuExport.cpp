@@ -16,7 +16,7 @@
 
 #include "ORQExcExportError.h"
 #include "ORQExcXmlText.h"
-#include "formats/vtk/VtuNames.h"
+#include "model/ArrayNames.h"
 
 namespace orq::exchange {
 namespace {
@@ -97,25 +97,26 @@ class VtuFile {
             [this] { PutConnectivity(); });
         Add(Place::Cells, "offsets", "Int64", 1, m_nCells * 8, [this] { PutOffsets(); });
         Add(Place::Cells, "types", "UInt8", 1, m_nCells, [this] { PutTypes(); });
-        Add(Place::PointData, std::string(vtu::kLabels), "Int32", 1, nPoints * 4,
+        Add(Place::PointData, std::string(array_names::kLabels), "Int32", 1, nPoints * 4,
             [this] { PutAll(m_model.NodeLabels()); });
         for (const ORQExcModel::Set& set : m_model.NodeSets()) {
-            Add(Place::PointData, std::string(vtu::kNodeSet) + set.name, "UInt8", 1, nPoints,
-                [this, &set] { PutAll(Marks(set.members, m_model.NumNodes())); });
+            Add(Place::PointData, std::string(array_names::kNodeSet) + set.name, "UInt8", 1,
+                nPoints, [this, &set] { PutAll(Marks(set.members, m_model.NumNodes())); });
         }
-        Add(Place::CellData, std::string(vtu::kLabels), "Int32", 1, m_nCells * 4,
+        Add(Place::CellData, std::string(array_names::kLabels), "Int32", 1, m_nCells * 4,
             [this] { PutAll(ByCell(m_model.ElementLabels())); });
-        Add(Place::CellData, std::string(vtu::kBlocks), "Int32", 1, m_nCells * 4,
+        Add(Place::CellData, std::string(array_names::kBlocks), "Int32", 1, m_nCells * 4,
             [this] { PutBlockNumbers(); });
         for (const ORQExcModel::Set* set : m_model.ElementSetsBesideBlocks()) {
-            Add(Place::CellData, std::string(vtu::kElementSet) + set->name, "UInt8", 1, m_nCells,
+            Add(Place::CellData, std::string(array_names::kElementSet) + set->name, "UInt8", 1,
+                m_nCells,
                 [this, set] { PutAll(ByCell(Marks(set->members, m_model.NumElements()))); });
         }
         AddAttributes();
-        AddBlockNames();
+        AddTexts();
         AddSurfaces();
         if (m_frame >= 0) {
-            Add(Place::FieldData, std::string(vtu::kTime), "Float64", 1, 8, [this] {
+            Add(Place::FieldData, std::string(array_names::kTime), "Float64", 1, 8, [this] {
                 PutAll(std::vector{m_results.Frames()[static_cast<std::size_t>(m_frame)].time});
             });
             for (const ORQExcResults::Field& field : m_results.Fields()) {
@@ -135,8 +136,8 @@ class VtuFile {
             }
         }
         for (const std::string& name : names) {
-            Add(Place::CellData, std::string(vtu::kAttribute) + name, "Float64", 1, m_nCells * 8,
-                [this, name] { PutAttribute(name); });
+            Add(Place::CellData, std::string(array_names::kAttribute) + name, "Float64", 1,
+                m_nCells * 8, [this, name] { PutAttribute(name); });
         }
     }
 
@@ -158,7 +159,7 @@ class VtuFile {
         }
     }
 
-    void AddBlockNames() {
+    void AddTexts() {
         std::vector<std::int32_t> numbers;
         std::string names;
         std::string shapes;
@@ -168,11 +169,15 @@ class VtuFile {
             shapes.append(block.shape->name).push_back('\0');
         }
         const auto nBlocks = std::ssize(numbers);
-        Add(Place::FieldData, std::string(vtu::kBlockNumbers), "Int32", 1, nBlocks * 4,
+        Add(Place::FieldData, std::string(array_names::kBlockNumbers), "Int32", 1, nBlocks * 4,
             [this, numbers] { PutAll(numbers); });
         m_arrays.back().nTuples = nBlocks;
-        for (const auto& [name, texts] :
-             {std::pair(vtu::kBlockNames, names), std::pair(vtu::kBlockShapes, shapes)}) {
+        if (const std::string title = m_model.Title(); !title.empty()) {
+            Add(Place::FieldData, std::string(array_names::kTitle), kText, 1, std::ssize(title) + 1,
+                [this, title] { Put(std::as_bytes(std::span(title.c_str(), title.size() + 1))); });
+        }
+        for (const auto& [name, texts] : {std::pair(array_names::kBlockNames, names),
+                                          std::pair(array_names::kBlockShapes, shapes)}) {
             Add(Place::FieldData, std::string(name), kText, 1, std::ssize(texts),
                 [this, texts = texts] { Put(std::as_bytes(std::span(texts))); });
             m_arrays.back().nTuples = nBlocks;
@@ -190,7 +195,7 @@ class VtuFile {
                 pairs.push_back(cells[static_cast<std::size_t>(face.element)]);
                 pairs.push_back(face.side);
             }
-            Add(Place::FieldData, std::string(vtu::kSurface) + surface.name, "Int32", 2,
+            Add(Place::FieldData, std::string(array_names::kSurface) + surface.name, "Int32", 2,
                 std::ssize(pairs) * 4, [this, pairs] { PutAll(pairs); });
             m_arrays.back().nTuples = std::ssize(surface.faces);
         }
@@ -388,6 +393,9 @@ class VtuFile {
 };
 
 void ReportMesh(const ORQExcModel& model, ORQExcReport& report) {
+    if (const std::string title = model.Title(); !title.empty()) {
+        report.Keep("title", title, 1);
+    }
     report.Keep("nodes", "", model.NumNodes());
     for (const ORQExcModel::Block& block : model.Blocks()) {
         report.Keep("element block", block.name, block.elements.Size());

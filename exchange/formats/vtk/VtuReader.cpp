@@ -16,7 +16,7 @@
 #include "ORQExcImportError.h"
 #include "formats/vtk/VtkXml.h"
 #include "formats/vtk/VtuGrid.h"
-#include "formats/vtk/VtuNames.h"
+#include "model/ArrayNames.h"
 
 namespace orq::exchange {
 namespace {
@@ -76,15 +76,18 @@ bool IsResult(const VtuGrid::Array& array) {
     const std::string_view name = array.name;
     switch (array.place) {
         case Place::Points:
-            return !(IsMark(array) && (name == vtu::kLabels || name.starts_with(vtu::kNodeSet)));
+            return !(IsMark(array) &&
+                     (name == array_names::kLabels || name.starts_with(array_names::kNodeSet)));
         case Place::Cells:
-            return !(IsMark(array) && (name == vtu::kLabels || name == vtu::kBlocks ||
-                                       name.starts_with(vtu::kElementSet))) &&
-                   !name.starts_with(vtu::kAttribute);
+            return !(IsMark(array) &&
+                     (name == array_names::kLabels || name == array_names::kBlocks ||
+                      name.starts_with(array_names::kElementSet))) &&
+                   !name.starts_with(array_names::kAttribute);
         case Place::Grid:
             break;
     }
-    return name != vtu::kTime && name != vtu::kBlockNumbers && !name.starts_with(vtu::kSurface);
+    return name != array_names::kTime && name != array_names::kBlockNumbers &&
+           !name.starts_with(array_names::kSurface);
 }
 
 std::optional<double> ParsedReal(std::string_view text) {
@@ -138,12 +141,13 @@ class VtuReader::Parser {
         ReadPoints();
         ReadCells();
         ReadElementLabels();
-        ReadSets(Place::Points, vtu::kNodeSet, m_reader.m_contents.nodeSets,
+        ReadSets(Place::Points, array_names::kNodeSet, m_reader.m_contents.nodeSets,
                  m_reader.m_nodeSetMembers);
-        ReadSets(Place::Cells, vtu::kElementSet, m_reader.m_contents.elementSets,
+        ReadSets(Place::Cells, array_names::kElementSet, m_reader.m_contents.elementSets,
                  m_reader.m_elementSetMembers);
         ReadSurfaces();
         ReadAttributes();
+        ReadTitle();
         ReadTime();
         m_reader.m_results.Open(std::move(m_frames), m_grid, std::move(m_cellOfElement), IsResult);
     }
@@ -177,7 +181,7 @@ class VtuReader::Parser {
     /// The file's labels, or 1, 2, ... when it has none.
     std::vector<int> Labels(Place place, std::int64_t count) const {
         std::vector<int> labels(static_cast<std::size_t>(count));
-        const VtuGrid::Array* const array = m_grid.Find(place, vtu::kLabels);
+        const VtuGrid::Array* const array = m_grid.Find(place, array_names::kLabels);
         if (array == nullptr || !IsMark(*array)) {
             std::iota(labels.begin(), labels.end(), 1);
             return labels;
@@ -207,7 +211,7 @@ class VtuReader::Parser {
         const VtuGrid::Cells cells = m_grid.ReadCells();
         const std::map<std::int64_t, Said> said = ReadSaid();
         std::vector<std::int64_t> numbers;
-        const VtuGrid::Array* const array = m_grid.Find(Place::Cells, vtu::kBlocks);
+        const VtuGrid::Array* const array = m_grid.Find(Place::Cells, array_names::kBlocks);
         if (array != nullptr && IsMark(*array)) {
             numbers = m_grid.Integers(*array);
         }
@@ -273,9 +277,9 @@ class VtuReader::Parser {
 
     /// The blocks' own numbers, names and shapes, as our export writes them.
     std::map<std::int64_t, Said> ReadSaid() const {
-        const VtuGrid::Array* const numbers = m_grid.Find(Place::Grid, vtu::kBlockNumbers);
-        const VtuGrid::Array* const names = m_grid.Find(Place::Grid, vtu::kBlockNames);
-        const VtuGrid::Array* const shapes = m_grid.Find(Place::Grid, vtu::kBlockShapes);
+        const VtuGrid::Array* const numbers = m_grid.Find(Place::Grid, array_names::kBlockNumbers);
+        const VtuGrid::Array* const names = m_grid.Find(Place::Grid, array_names::kBlockNames);
+        const VtuGrid::Array* const shapes = m_grid.Find(Place::Grid, array_names::kBlockShapes);
         std::map<std::int64_t, Said> said;
         if (numbers == nullptr || names == nullptr || shapes == nullptr || !names->isText ||
             !shapes->isText) {
@@ -344,7 +348,7 @@ class VtuReader::Parser {
     void ReadSurfaces() {
         for (const VtuGrid::Array& array : m_grid.Arrays()) {
             if (array.place != Place::Grid || !array.isWhole || array.nComponents != 2 ||
-                !array.name.starts_with(vtu::kSurface)) {
+                !array.name.starts_with(array_names::kSurface)) {
                 continue;
             }
             std::vector<Side> sides;
@@ -354,7 +358,7 @@ class VtuReader::Parser {
             }
             std::erase_if(sides, [](const Side& side) { return side.element < 0; });
             m_reader.m_contents.sideSets.push_back(
-                {array.name.substr(vtu::kSurface.size()),
+                {array.name.substr(array_names::kSurface.size()),
                  static_cast<int>(m_reader.m_contents.sideSets.size()) + 1});
             m_reader.m_sides.push_back(std::move(sides));
         }
@@ -382,7 +386,7 @@ class VtuReader::Parser {
         std::vector<std::vector<std::vector<double>>> columns(m_reader.Blocks().size());
         for (const VtuGrid::Array& array : m_grid.Arrays()) {
             if (array.place != Place::Cells || array.nComponents != 1 ||
-                !array.name.starts_with(vtu::kAttribute)) {
+                !array.name.starts_with(array_names::kAttribute)) {
                 continue;
             }
             const std::vector<double> values = m_grid.Reals(array);
@@ -394,7 +398,7 @@ class VtuReader::Parser {
                     column.push_back(values[m_cellOfElement[element++]]);
                 }
                 if (!std::ranges::all_of(column, [](double v) { return std::isnan(v); })) {
-                    block.attributes.push_back(array.name.substr(vtu::kAttribute.size()));
+                    block.attributes.push_back(array.name.substr(array_names::kAttribute.size()));
                     columns[i].push_back(std::move(column));
                 }
             }
@@ -409,9 +413,17 @@ class VtuReader::Parser {
         }
     }
 
+    void ReadTitle() {
+        const VtuGrid::Array* const array = m_grid.Find(Place::Grid, array_names::kTitle);
+        if (array != nullptr && array->isText) {
+            const std::vector<std::string> texts = m_grid.Texts(*array);
+            m_reader.m_contents.title = texts.empty() ? "" : texts.front();
+        }
+    }
+
     /// A grid that is no part of a collection may say its time itself.
     void ReadTime() {
-        const VtuGrid::Array* const array = m_grid.Find(Place::Grid, vtu::kTime);
+        const VtuGrid::Array* const array = m_grid.Find(Place::Grid, array_names::kTime);
         if (m_frames.size() == 1 && array != nullptr && !array->isText) {
             const std::vector<double> times = m_grid.Reals(*array);
             if (!times.empty() && std::isfinite(times.front())) {

@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "ORQExcReport.h"
-#include "model/HeldMesh.h"
 #include "formats/vtk/VtuResults.h"
+#include "model/HeldMesh.h"
 
 namespace orq::exchange {
 

@@ -2,8 +2,9 @@
 
 #include <string_view>
 
-/// How our export spells, in VTK's arrays, what VTK has no place for, and the reader finds it again.
-namespace orq::exchange::vtu {
+/// How exports spell, in the named arrays of formats that have no better place for it, what a mesh
+/// has beside nodes and elements. The readers of those formats find it again.
+namespace orq::exchange::array_names {
 
 inline constexpr std::string_view kLabels = "label";       ///< over points and over cells
 inline constexpr std::string_view kBlocks = "block";       ///< over cells: the number of the block
@@ -17,6 +18,8 @@ inline constexpr std::string_view kSurface = "surface ";
 inline constexpr std::string_view kBlockNumbers = "block number";
 inline constexpr std::string_view kBlockNames = "block name";
 inline constexpr std::string_view kBlockShapes = "block shape";
+inline constexpr std::string_view kShells = "shell";  ///< over cells: 1 for one of a shell
+inline constexpr std::string_view kTitle = "title";  ///< a text of the whole grid
 inline constexpr std::string_view kTime = "TimeValue";  ///< VTK's own name for a grid's time
 
-}  // namespace orq::exchange::vtu
+}  // namespace orq::exchange::array_names

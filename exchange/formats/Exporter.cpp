@@ -1,7 +1,10 @@
+#include <fmt/format.h>
+
 #include "ORQBasFailure.h"
 #include "ORQExcFormats.h"
 #include "formats/FormatTable.h"
 #include "formats/Formats.h"
+#include "model/KeptArrays.h"
 
 using namespace orq::exchange;
 
@@ -54,6 +57,12 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
     }
     ORQExcReport report;
     m_format.write(model, results, output, report);
+    for (const KeptArray& kept : KeptArrays(model.Document())) {
+        if (kept.format != m_format.name && !kept.array.kind.empty()) {
+            report.Drop(kept.array.kind, kept.array.name, kept.array.count,
+                        fmt::format("kept for {} only", kept.format));
+        }
+    }
     return report;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <span>
 #include <string>
@@ -45,6 +46,23 @@ class ORQ_EXPORT ORQExcMeshSource {
         int element;
         int side;  ///< place in the shape's sides
     };
+    /// An array that a model has no place for, kept for exports of the same format.
+    struct Array {
+        struct Dimension {
+            std::string name;
+            std::int64_t length = 0;  ///< at most 2^31 - 1
+        };
+        std::string name;
+        int scalarType = 0;                 ///< ORQSimScalarType
+        std::vector<Dimension> dimensions;  ///< none for a single value
+        /// What reports call it, and how many there are; an array without a kind is not reported.
+        std::string kind;
+        std::int64_t count = 0;
+
+        std::int64_t NumRows() const { return dimensions.empty() ? 1 : dimensions[0].length; }
+        /// Values in a row.
+        std::int64_t RowSize() const;
+    };
     /// What a file holds, by name and size.
     struct Contents {
         std::string title;
@@ -55,6 +73,7 @@ class ORQ_EXPORT ORQExcMeshSource {
         std::vector<Set> nodeSets;
         std::vector<Set> elementSets;
         std::vector<Set> sideSets;
+        std::vector<Array> arrays;
     };
 
     virtual ~ORQExcMeshSource() = default;
@@ -72,6 +91,7 @@ class ORQ_EXPORT ORQExcMeshSource {
     const std::vector<Set>& NodeSets() const { return m_contents.nodeSets; }
     const std::vector<Set>& ElementSets() const { return m_contents.elementSets; }
     const std::vector<Set>& SideSets() const { return m_contents.sideSets; }
+    const std::vector<Array>& Arrays() const { return m_contents.arrays; }
 
     /// [end - begin][Dimension()]
     virtual void ReadCoordinates(int begin, int end, std::span<double> coordinates) = 0;
@@ -85,6 +105,9 @@ class ORQ_EXPORT ORQExcMeshSource {
     /// a set more than once.
     virtual std::vector<int> ReadSet(ORQObjLabelerType type, int set);
     virtual std::vector<Side> ReadSideSet(int set);
+
+    /// Rows [begin, end) of one of Contents::arrays.
+    virtual void ReadArray(int array, int begin, int end, void* values);
 
     /// The shell sections of the file, over its blocks and element sets; null when the format has
     /// none. The source keeps it.

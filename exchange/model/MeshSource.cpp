@@ -43,6 +43,16 @@ int ORQExcMeshSource::NumElements() const {
     return count;
 }
 
+std::int64_t ORQExcMeshSource::Array::RowSize() const {
+    std::int64_t size = 1;
+    for (std::size_t i = 1; i < dimensions.size(); ++i) {
+        size *= dimensions[i].length;
+    }
+    return size;
+}
+
+void ORQExcMeshSource::ReadArray(int, int, int, void*) {}
+
 void ORQExcMeshSource::ReadAttributes(int, int, int, std::span<double>) {}
 
 std::vector<int> ORQExcMeshSource::ReadSet(ORQObjLabelerType, int) {

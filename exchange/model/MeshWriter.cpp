@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
 #include <set>
 #include <string>
@@ -19,6 +20,7 @@
 #include "ORQSrvEltClassificationBuilder.h"
 #include "ORQSrvNodalCoordinates.h"
 #include "ORQSrvSurfaceNodalAreas.h"
+#include "model/KeptArrays.h"
 #include "model/ResultWriter.h"
 
 using namespace orq::exchange;
@@ -78,6 +80,7 @@ class Writer {
         WriteElements(instance);
         WriteSets();
         WriteSurfaces();
+        WriteArrays();
         if (m_source.Sections() != nullptr) {
             ORQExcWriteSections(*m_source.Sections(), m_builder.Document(), m_report);
         }
@@ -304,6 +307,30 @@ class Writer {
             m_report.Keep("side set", name, static_cast<std::int64_t>(sides.size()));
         }
         areas.WriteSurfaceNodalAreas(m_builder.Model());
+    }
+
+    // --- Arrays without a place ------------------------------------------------------------------
+
+    void WriteArrays() {
+        constexpr std::int64_t kBytesAtOnce = 4 << 20;
+        std::vector<std::byte> values;
+        for (std::size_t i = 0; i < m_source.Arrays().size(); ++i) {
+            const ORQExcMeshSource::Array& array = m_source.Arrays()[i];
+            const KeptArray kept = AddKeptArray(m_builder.Document(), m_source.Format(), array);
+            const std::int64_t rowBytes = array.RowSize() * ORQSimScalarSize(array.scalarType);
+            const auto nRows = static_cast<int>(rowBytes == 0 ? 0 : array.NumRows());
+            const int nAtOnce = static_cast<int>(
+                std::max<std::int64_t>(1, kBytesAtOnce / std::max<std::int64_t>(1, rowBytes)));
+            for (int begin = 0; begin < nRows; begin += nAtOnce) {
+                const int end = begin + std::min(nAtOnce, nRows - begin);
+                values.resize(static_cast<std::size_t>((end - begin) * rowBytes));
+                m_source.ReadArray(static_cast<int>(i), begin, end, values.data());
+                WriteKeptRows(kept, begin, end, values.data());
+            }
+            if (!array.kind.empty()) {
+                m_report.Keep(array.kind, array.name, array.count);
+            }
+        }
     }
 
     /// The elements of each side, ascending; a side that is named twice counts once.

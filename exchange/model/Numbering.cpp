@@ -10,8 +10,8 @@
 namespace orq::exchange {
 
 int Numbers::Unique(int number) {
-    if (number < 1 || m_taken.contains(number)) {
-        number = m_taken.empty() ? 1 : *m_taken.rbegin() + 1;
+    if (number < m_least || m_taken.contains(number)) {
+        number = m_taken.empty() ? m_least : *m_taken.rbegin() + 1;
     }
     m_taken.insert(number);
     return number;

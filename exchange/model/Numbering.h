@@ -8,12 +8,15 @@
 
 namespace orq::exchange {
 
-/// Numbers of one kind of object: from 1, each once.
+/// Numbers of one kind of object: each once, and none below a least one.
 class Numbers {
   public:
+    explicit Numbers(int least = 1) : m_least(least) {}
+
     int Unique(int number);
 
   private:
+    int m_least;
     std::set<int> m_taken;
 };
 

@@ -27,7 +27,8 @@ struct Family {
 };
 
 const Family kPoint = {0, 1, {}, {}};
-const Family kBar = {1, 2, {{2, {0, 1, 2}}}, {{0, 1, 2}}};
+// The line there and back: files of one dimension call the ends of a bar its sides 1 and 2.
+const Family kBar = {1, 2, {{2, {0, 1, 2}}, {2, {1, 0, 2}}}, {{0, 1, 2}}};
 const Family kTriangle = {
     2, 3, {{2, {0, 1, 3}}, {2, {1, 2, 4}}, {2, {2, 0, 5}}}, {{0, 1, 3}, {1, 2, 4}, {2, 0, 5}}};
 const Family kQuadrilateral = {2,

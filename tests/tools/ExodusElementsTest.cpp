@@ -70,10 +70,6 @@ TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
          [](Content& c) { c.blocks[1].nodes[0] = 0; }},
         {"element block 20: element 1 of the block, node 4: names node 4294967297 of 4",
          [](Content& c) { c.blocks[1].nodes[3] = 4294967297; }},
-        {"element block 10: element type \"SUPER\" with 3 nodes is not supported",
-         [](Content& c) { c.blocks[0].shape = "SUPER"; }},
-        {"element block 20: element type \"HEX\" with 4 nodes is not supported",
-         [](Content& c) { c.blocks[1].shape = "HEX"; }},
         {"element labels: elements 1 and 3 in file order both have label 7",
          [](Content& c) {
              c.elementLabels = {7, 9, 7};
@@ -134,13 +130,34 @@ TEST_F(ExodusElements, EmptySetsStayAndEmptyBlocksAreNamed) {
     content.sideSets.push_back({2, "no sides", {}, {}});
     const json dropped = ReportOf(content)["dropped"];
     ASSERT_EQ(dropped.size(), 1);
-    EXPECT_EQ(dropped[0]["kind"], "empty element block without a shape");
+    EXPECT_EQ(dropped[0]["kind"], "element block");
     EXPECT_EQ(dropped[0]["name"], "none");
     const ORQExcModel model = Model();
     EXPECT_EQ(model.Blocks().size(), 2);
     ASSERT_EQ(model.NodeSets().size(), 2);
     EXPECT_EQ(model.NodeSets()[1].members.Size(), 0);
     EXPECT_EQ(model.Surfaces().size(), 2);
+}
+
+// The first block of two elements is left out; what names its elements goes with it.
+TEST_F(ExodusElements, BlocksOfOtherShapesAreLeftOutWithTheirElements) {
+    Content content = SoundMesh();
+    content.blocks[0].shape = "SUPER";
+    content.elementLabels = {7, 9, 8};
+    content.elementSets[0].members = {1, 3};
+    content.sideSets[0].members = {1, 3};
+    content.sideSets[0].sides = {1, 4};
+    const json dropped = ReportOf(content)["dropped"];
+    ASSERT_EQ(dropped.size(), 1);
+    EXPECT_EQ(dropped[0]["count"], 2);
+    EXPECT_EQ(dropped[0]["reason"], "a model has no shape \"SUPER\" with 3 nodes");
+    const ORQExcModel model = Model();
+    ASSERT_EQ(model.Blocks().size(), 1);
+    EXPECT_THAT(model.ElementLabels(), ElementsAre(8));
+    ASSERT_EQ(model.ElementSetsBesideBlocks().size(), 1);
+    EXPECT_EQ(model.ElementSetsBesideBlocks()[0]->members.Size(), 1);
+    ASSERT_EQ(model.Surfaces()[0].faces.size(), 1);
+    EXPECT_EQ(model.Surfaces()[0].faces[0].element, 0);
 }
 
 TEST_F(ExodusElements, NamesThatAreEmptyRepeatedLongOrNoTextAreReported) {

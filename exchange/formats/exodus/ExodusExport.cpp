@@ -8,17 +8,22 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ORQExcExportError.h"
+#include "ORQSimDistribution.h"
+#include "formats/exodus/ExodusArrays.h"
 #include "formats/exodus/ExodusNames.h"
 #include "formats/exodus/ExodusResultExport.h"
+#include "model/KeptArrays.h"
 #include "model/Numbering.h"
 
 namespace orq::exchange {
 namespace {
 
 constexpr int kSlice = 1 << 16;  // nodes at a time
+constexpr int kLeastNumber = 0;  // of blocks and sets; some programs begin at 0
 
 class ExodusFile {
   public:
@@ -28,8 +33,22 @@ class ExodusFile {
           m_results(results),
           m_path(path),
           m_report(report),
-          m_elementSets(model.ElementSetsBesideBlocks()),
           m_surfaces(model.Surfaces()) {
+        for (const KeptArray& kept : KeptArrays(model.Document())) {
+            if (kept.format == "Exodus II") {
+                m_kept.push_back(kept);
+            }
+        }
+        m_elementSets = InOrder(model.ElementSetsBesideBlocks(), "els_prop1");
+        for (const ORQExcModel::Set& set : model.NodeSets()) {
+            m_nodeSets.push_back(&set);
+        }
+        m_nodeSets = InOrder(std::move(m_nodeSets), "ns_prop1");
+        std::vector<const ORQExcModel::Surface*> surfaces;
+        for (const ORQExcModel::Surface& surface : m_surfaces) {
+            surfaces.push_back(&surface);
+        }
+        m_orderedSurfaces = InOrder(std::move(surfaces), "ss_prop1");
         int realSize = sizeof(double);
         ex_opts(0);
         m_id = ex_create(path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &realSize, &realSize);
@@ -51,8 +70,9 @@ class ExodusFile {
         WriteElementSets();
         WriteSurfaces();
         WriteProperties(EX_ELEM_BLOCK, m_model.Blocks());
-        WriteProperties(EX_NODE_SET, m_model.NodeSets());
-        WriteProperties(EX_SIDE_SET, m_surfaces);
+        WriteProperties(EX_NODE_SET, m_nodeSets);
+        WriteProperties(EX_SIDE_SET, m_orderedSurfaces);
+        WriteExodusArrays(m_id, m_path, m_kept, std::ssize(m_results.Frames()), m_report);
         WriteExodusResults(m_id, m_path, m_model, m_blockNumbers, m_results, m_report);
         const int id = std::exchange(m_id, -1);
         Check(ex_close(id), "close the file");
@@ -133,9 +153,46 @@ class ExodusFile {
         Check(ex_put_id_map(m_id, kind, labels.data()), "write labels");
     }
 
+    /// An object has no name in the file when the import made it up; the next import will again.
     void PutName(ex_entity_type kind, int number, std::string_view what, const std::string& name) {
+        if (name == fmt::format("{} {}", what, number)) {
+            return;
+        }
         Check(ex_put_name(m_id, kind, number, FittingName(what, name, m_report).c_str()),
               "write a name");
+    }
+
+    static const ORQExcModel::Properties& PropertiesOf(const ORQExcModel::Block& block) {
+        return block.properties;
+    }
+    template <class Object>
+    static const ORQExcModel::Properties& PropertiesOf(const Object* object) {
+        return object->properties;
+    }
+
+    /// The values of a kept array of integers, which is no longer kept apart; empty without one.
+    std::vector<int> TakeIntegers(const std::string& name) {
+        std::vector<int> values;
+        const auto found = std::ranges::find_if(
+            m_kept, [&](const KeptArray& kept) { return kept.array.name == name; });
+        if (found != m_kept.end()) {
+            if (found->array.scalarType == ORQSimScalarInt && found->array.dimensions.size() == 1) {
+                values.resize(static_cast<std::size_t>(found->array.NumRows()));
+                ReadKeptRows(*found, 0, static_cast<int>(values.size()), values.data());
+            }
+            m_kept.erase(found);
+        }
+        return values;
+    }
+
+    /// Sets in the order that the kept numbers have, those without one at the end.
+    template <class Set>
+    std::vector<const Set*> InOrder(std::vector<const Set*> sets, const std::string& numbersName) {
+        const std::vector<int> numbers = TakeIntegers(numbersName);
+        std::ranges::stable_sort(sets, {}, [&](const Set* set) {
+            return std::ranges::find(numbers, set->number) - numbers.begin();
+        });
+        return sets;
     }
 
     /// The file has each property for all objects of a kind; 0 where an object has none.
@@ -143,16 +200,17 @@ class ExodusFile {
     void WriteProperties(ex_entity_type kind, const Objects& objects) {
         std::set<std::string> names;
         for (const auto& object : objects) {
-            for (const auto& [name, value] : object.properties) {
+            for (const auto& [name, value] : PropertiesOf(object)) {
                 names.insert(name);
             }
         }
         for (const std::string& name : names) {
             std::vector<int> values;
             for (const auto& object : objects) {
+                const ORQExcModel::Properties& properties = PropertiesOf(object);
                 const auto found = std::ranges::find(
-                    object.properties, name, [](const auto& property) { return property.first; });
-                values.push_back(found == object.properties.end() ? 0 : found->second);
+                    properties, name, [](const auto& property) { return property.first; });
+                values.push_back(found == properties.end() ? 0 : found->second);
             }
             Check(ex_put_prop_array(m_id, kind, name.c_str(), values.data()), "write a property");
         }
@@ -169,7 +227,7 @@ class ExodusFile {
         const std::vector<int> labels = m_model.ElementLabels();
         std::vector<int> labelsInFile;
         m_placeOf.assign(static_cast<std::size_t>(m_model.NumElements()), 0);
-        Numbers numbers;
+        Numbers numbers(kLeastNumber);
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
             const int number = numbers.Unique(block.number);
             m_blockNumbers.push_back(number);
@@ -248,20 +306,32 @@ class ExodusFile {
         m_report.Keep(what, name, static_cast<std::int64_t>(members.size()));
     }
 
+    static std::vector<int> EachOnce(std::vector<int> members) {
+        std::ranges::sort(members);
+        members.erase(std::unique(members.begin(), members.end()), members.end());
+        return members;
+    }
+
     void WriteNodeSets() {
-        Numbers numbers;
-        for (const ORQExcModel::Set& set : m_model.NodeSets()) {
+        Numbers numbers(kLeastNumber);
+        for (std::size_t i = 0; i < m_nodeSets.size(); ++i) {
+            const ORQExcModel::Set& set = *m_nodeSets[i];
             std::vector<int> nodes(static_cast<std::size_t>(set.members.Size()));
             set.members.OrderedMembers(nodes.data());
             for (int& node : nodes) {
                 ++node;
+            }
+            // The list that the file had says more, as long as the members are the same.
+            if (std::vector<int> kept = TakeIntegers(fmt::format("node_ns{}", i + 1));
+                EachOnce(kept) == EachOnce(nodes)) {
+                nodes = std::move(kept);
             }
             WriteSet(EX_NODE_SET, numbers.Unique(set.number), set.name, "node set", nodes);
         }
     }
 
     void WriteElementSets() {
-        Numbers numbers;
+        Numbers numbers(kLeastNumber);
         for (const ORQExcModel::Set* set : m_elementSets) {
             WriteSet(EX_ELEM_SET, numbers.Unique(set->number), set->name, "element set",
                      InFile(set->members));
@@ -269,28 +339,51 @@ class ExodusFile {
     }
 
     void WriteSurfaces() {
-        Numbers numbers;
-        for (const ORQExcModel::Surface& surface : m_surfaces) {
-            std::vector<int> elements;
-            std::vector<int> sides;
+        Numbers numbers(kLeastNumber);
+        for (std::size_t i = 0; i < m_orderedSurfaces.size(); ++i) {
+            const ORQExcModel::Surface& surface = *m_orderedSurfaces[i];
+            Sides sides;
             for (const ORQExcModel::Face& face : surface.faces) {
                 const int place = m_placeOf[static_cast<std::size_t>(face.element)];
                 if (place > 0) {
-                    elements.push_back(place);
-                    sides.push_back(face.side + 1);
+                    sides.elements.push_back(place);
+                    sides.numbers.push_back(face.side + 1);
                 }
             }
+            if (Sides kept = {TakeIntegers(fmt::format("elem_ss{}", i + 1)),
+                              TakeIntegers(fmt::format("side_ss{}", i + 1))};
+                kept.IsSameAs(sides)) {
+                sides = std::move(kept);
+            }
             WriteSet(EX_SIDE_SET, numbers.Unique(surface.number), surface.name, "side set",
-                     elements, sides);
+                     sides.elements, sides.numbers);
         }
     }
+
+    struct Sides {
+        std::vector<int> elements;
+        std::vector<int> numbers;
+
+        /// Whether the sides are the same, in whatever order and however often.
+        bool IsSameAs(const Sides& other) const { return AsSet() == other.AsSet(); }
+        std::set<std::pair<int, int>> AsSet() const {
+            std::set<std::pair<int, int>> sides;
+            for (std::size_t i = 0; i < std::min(elements.size(), numbers.size()); ++i) {
+                sides.emplace(elements[i], numbers[i]);
+            }
+            return sides;
+        }
+    };
 
     const ORQExcModel& m_model;
     const ORQExcResults& m_results;
     std::filesystem::path m_path;
     ORQExcReport& m_report;
+    std::vector<KeptArray> m_kept;
+    std::vector<const ORQExcModel::Set*> m_nodeSets;  // in the order of the file
     std::vector<const ORQExcModel::Set*> m_elementSets;
     std::vector<ORQExcModel::Surface> m_surfaces;
+    std::vector<const ORQExcModel::Surface*> m_orderedSurfaces;
     std::vector<int> m_blockNumbers;  // in the file, by block
     std::vector<int> m_placeOf;       // in the file, from 1, by ordinal
     int m_id = -1;

@@ -29,26 +29,6 @@ constexpr std::int64_t kDensestPacking = 1032;
 constexpr std::string_view kClassicMagic = "CDF";
 constexpr std::string_view kHdf5Magic = "\x89HDF\r\n\x1a\n";
 
-constexpr std::array<std::pair<ex_inquiry, const char*>, 12> kUnreadObjects = {{
-    {EX_INQ_EDGE_BLK, "edge blocks"},
-    {EX_INQ_FACE_BLK, "face blocks"},
-    {EX_INQ_EDGE_SETS, "edge sets"},
-    {EX_INQ_FACE_SETS, "face sets"},
-    {EX_INQ_NODE_MAP, "extra node maps"},
-    {EX_INQ_EDGE_MAP, "extra edge maps"},
-    {EX_INQ_FACE_MAP, "extra face maps"},
-    {EX_INQ_ELEM_MAP, "extra element maps"},
-    {EX_INQ_COORD_FRAMES, "coordinate frames"},
-    {EX_INQ_NUM_CHILD_GROUPS, "child groups"},
-    {EX_INQ_QA, "QA records"},
-    {EX_INQ_INFO, "information records"},
-}};
-
-constexpr std::array<std::pair<ex_entity_type, const char*>, 2> kUnreadVariables = {{
-    {EX_NODE_SET, "node set variables"},
-    {EX_SIDE_SET, "side set variables"},
-}};
-
 std::string FirstBytes(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream) {
@@ -176,6 +156,9 @@ ExodusReader::ExodusReader(const std::filesystem::path& file) : m_path(file), m_
         blocks.push_back({m_blockIds[i], m_blockEnds[i] - m_contents.blocks[i].nElements,
                           m_contents.blocks[i].nElements});
     }
+    m_arrays.emplace(m_path, m_handle.Id());
+    KeepOrders();
+    m_contents.arrays = m_arrays->Arrays();
     m_results.emplace(m_path, m_handle.Id(), m_contents.nNodes, std::move(blocks));
 }
 
@@ -247,9 +230,25 @@ void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coo
 
 void ExodusReader::ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) {
     assert(labels.size() == static_cast<std::size_t>(end - begin));
-    const bool ofNodes = type == ORQObjLabelerType::Node;
-    const ex_entity_type map = ofNodes ? EX_NODE_MAP : EX_ELEM_MAP;
-    const std::string_view kind = ofNodes ? "node" : "element";
+    if (type == ORQObjLabelerType::Node) {
+        ReadLabelsInFile(EX_NODE_MAP, begin, end, labels);
+        return;
+    }
+    for (const ElementRange& range : m_ranges) {
+        const int from = std::max(begin, range.ordinal);
+        const int to = std::min(end, range.ordinal + (range.end - range.first));
+        if (range.ordinal >= 0 && from < to) {
+            const int shift = range.first - range.ordinal;
+            ReadLabelsInFile(EX_ELEM_MAP, from + shift, to + shift,
+                             labels.subspan(static_cast<std::size_t>(from - begin),
+                                            static_cast<std::size_t>(to - from)));
+        }
+    }
+}
+
+void ExodusReader::ReadLabelsInFile(ex_entity_type map, int begin, int end,
+                                    std::span<int> labels) const {
+    const std::string_view kind = map == EX_NODE_MAP ? "node" : "element";
     std::vector<std::int64_t> slice;
     ForEachSlice(begin, end, 1, [&](int sliceBegin, int sliceEnd) {
         slice.resize(static_cast<std::size_t>(sliceEnd - sliceBegin));
@@ -297,20 +296,23 @@ std::string ExodusReader::ReadName(ex_entity_type kind, std::int64_t id,
 
 void ExodusReader::ReadBlocks(std::int64_t count) {
     std::int64_t end = 0;
+    int ordinal = 0;
     for (const std::int64_t id : ReadIds(EX_ELEM_BLOCK, count, "element blocks")) {
         Block block = ReadBlock(id);
-        if (block.shape == nullptr) {
-            m_skippedBlocks.push_back(std::move(block.name));
-            continue;
-        }
+        const auto first = static_cast<int>(end);
         end += block.nElements;
         if (end > m_elementCount) {
             Fail("element blocks", fmt::format("block {} ends at element {}, the file has {}", id,
                                                end, m_elementCount));
         }
-        m_contents.blocks.push_back(std::move(block));
-        m_blockIds.push_back(id);
-        m_blockEnds.push_back(static_cast<int>(end));
+        const bool isRead = block.shape != nullptr;
+        m_ranges.push_back({first, static_cast<int>(end), isRead ? ordinal : -1});
+        if (isRead) {
+            ordinal += block.nElements;
+            m_contents.blocks.push_back(std::move(block));
+            m_blockIds.push_back(id);
+            m_blockEnds.push_back(ordinal);
+        }
     }
     if (end != m_elementCount) {
         Fail("element blocks",
@@ -318,8 +320,14 @@ void ExodusReader::ReadBlocks(std::int64_t count) {
     }
 }
 
-/// A block without elements and of no known shape has no shape.
-ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) const {
+int ExodusReader::OrdinalOf(std::int64_t elementInFile) const {
+    const auto range = std::ranges::upper_bound(m_ranges, elementInFile, {}, &ElementRange::end);
+    return range->ordinal < 0 ? -1
+                              : range->ordinal + static_cast<int>(elementInFile - range->first);
+}
+
+/// A block of no known shape has no shape, and is among the losses.
+ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) {
     const std::string section = fmt::format("element block {}", id);
     ex_block inFile{};
     inFile.id = id;
@@ -329,9 +337,10 @@ ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) const {
     const int nAttributes = CheckedCount(inFile.num_attribute, section);
     const ORQExcShape* shape = ORQExcFindShapeByExodusName(
         inFile.topology, CheckedCount(inFile.num_nodes_per_entry, section));
-    if (shape == nullptr && nElements > 0) {
-        Fail(section, fmt::format("element type \"{}\" with {} nodes is not supported",
-                                  inFile.topology, inFile.num_nodes_per_entry));
+    if (shape == nullptr) {
+        m_skippedBlocks.Drop("element block", ReadName(EX_ELEM_BLOCK, id, section), nElements,
+                             fmt::format("a model has no shape \"{}\" with {} nodes",
+                                         inFile.topology, inFile.num_nodes_per_entry));
     }
     if (shape != nullptr) {
         CheckFits(nElements, std::int64_t{4} * shape->nNodes, section);
@@ -406,9 +415,8 @@ void ExodusReader::ReadSets(ex_entity_type kind, std::int64_t count, std::string
                             std::vector<Set>& sets, std::vector<SetInFile>& inFile) {
     for (const std::int64_t id : ReadIds(kind, count, section)) {
         std::int64_t nMembers = 0;
-        std::int64_t nFactors = 0;
+        std::int64_t nFactors = 0;  // They are among the arrays without a place.
         Check(ex_get_set_param(m_handle.Id(), kind, id, &nMembers, &nFactors), section);
-        m_distributionFactors += nFactors;
         inFile.push_back({id, CheckedCount(nMembers, section)});
         CheckFits(inFile.back().count, 4, section);
         sets.push_back({ReadName(kind, id, section), static_cast<int>(id)});
@@ -426,7 +434,8 @@ void ExodusReader::ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objec
         pointers.push_back(name.data());
     }
     // Blocks that were skipped have values too, so the values would not fit the others.
-    if (count == 0 || objects.empty() || (kind == EX_ELEM_BLOCK && !m_skippedBlocks.empty())) {
+    if (count == 0 || objects.empty() ||
+        (kind == EX_ELEM_BLOCK && !m_skippedBlocks.Entries().empty())) {
         return;
     }
     Check(ex_get_prop_names(m_handle.Id(), kind, pointers.data()), "properties");
@@ -460,12 +469,18 @@ std::vector<int> ExodusReader::ReadMembers(ex_entity_type kind, const SetInFile&
 }
 
 std::vector<int> ExodusReader::ReadSet(ORQObjLabelerType type, int set) {
-    const bool ofNodes = type == ORQObjLabelerType::Node;
-    const SetInFile& inFile =
-        (ofNodes ? m_nodeSetsInFile : m_elementSetsInFile)[static_cast<std::size_t>(set)];
-    return ReadMembers(ofNodes ? EX_NODE_SET : EX_ELEM_SET, inFile,
-                       fmt::format("{} set {}", ofNodes ? "node" : "element", inFile.id),
-                       ofNodes ? NumNodes() : m_elementCount);
+    const auto place = static_cast<std::size_t>(set);
+    if (type == ORQObjLabelerType::Node) {
+        const SetInFile& inFile = m_nodeSetsInFile[place];
+        return ReadMembers(EX_NODE_SET, inFile, fmt::format("node set {}", inFile.id), NumNodes());
+    }
+    const SetInFile& inFile = m_elementSetsInFile[place];
+    std::vector<int> elements =
+        ReadMembers(EX_ELEM_SET, inFile, fmt::format("element set {}", inFile.id), m_elementCount);
+    std::ranges::transform(elements, elements.begin(),
+                           [this](int element) { return OrdinalOf(element); });
+    std::erase(elements, -1);
+    return elements;
 }
 
 std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
@@ -483,7 +498,10 @@ std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
             Fail(section, fmt::format("side {} is on element {}, there are {}", i + 1, elements[i],
                                       m_elementCount));
         }
-        const int element = static_cast<int>(elements[i] - 1);
+        const int element = OrdinalOf(elements[i] - 1);
+        if (element < 0) {
+            continue;
+        }
         const ORQExcShape& shape = ShapeOf(element);
         if (numbers[i] < 1 || numbers[i] > static_cast<std::int64_t>(shape.sides.size())) {
             Fail(section, fmt::format("side {} is side {} of element {}, a {} with {} sides", i + 1,
@@ -499,28 +517,48 @@ const ORQExcShape& ExodusReader::ShapeOf(int element) const {
     return *m_contents.blocks[static_cast<std::size_t>(block - m_blockEnds.begin())].shape;
 }
 
-ORQExcReport ExodusReader::Losses() const {
-    ORQExcReport losses;
-    const auto add = [&](const char* kind, const std::string& name, std::int64_t count) {
-        if (count > 0) {
-            losses.Drop(kind, name, count, "not imported");
+/// A model has sets by number, each member once, and the sides of a surface by number and element. A
+/// file that has them in another order, or twice, keeps its own lists beside that.
+void ExodusReader::KeepOrders() {
+    m_arrays->AddAlso("coor_names");
+    const auto keepNumbers = [this](const std::vector<Set>& sets, const char* variable) {
+        if (!std::ranges::is_sorted(sets, {}, &Set::number)) {
+            m_arrays->AddAlso(variable);
         }
     };
-    for (const std::string& name : m_skippedBlocks) {
-        add("empty element block without a shape", name, 1);
-    }
-    add("distribution factors", "", m_distributionFactors);
-    for (const auto& [inquiry, kind] : kUnreadObjects) {
-        const auto count = ex_inquire_int(m_handle.Id(), inquiry);
-        if (count < 0) {
-            Fail(kind, "cannot be counted: the file is damaged");
+    keepNumbers(NodeSets(), "ns_prop1");
+    keepNumbers(ElementSets(), "els_prop1");
+    keepNumbers(SideSets(), "ss_prop1");
+    for (int set = 0; set < std::ssize(NodeSets()); ++set) {
+        std::vector<int> nodes = ReadSet(ORQObjLabelerType::Node, set);
+        std::ranges::sort(nodes);
+        if (std::ranges::adjacent_find(nodes) != nodes.end()) {
+            m_arrays->AddAlso(fmt::format("node_ns{}", set + 1));
         }
-        add(kind, "", count);
     }
-    for (const auto& [entity, kind] : kUnreadVariables) {
-        int count = 0;
-        Check(ex_get_variable_param(m_handle.Id(), entity, &count), kind);
-        add(kind, "", count);
+    for (int set = 0; set < std::ssize(SideSets()); ++set) {
+        const auto isBefore = [](const Side& a, const Side& b) {
+            return std::pair(a.side, a.element) < std::pair(b.side, b.element);
+        };
+        const std::vector<Side> sides = ReadSideSet(set);
+        const auto isNotBefore = [&](const Side& a, const Side& b) { return !isBefore(a, b); };
+        if (std::ranges::adjacent_find(sides, isNotBefore) != sides.end()) {
+            m_arrays->AddAlso(fmt::format("elem_ss{}", set + 1));
+            m_arrays->AddAlso(fmt::format("side_ss{}", set + 1));
+        }
+    }
+}
+
+void ExodusReader::ReadArray(int array, int begin, int end, void* values) {
+    m_arrays->Read(Arrays()[static_cast<std::size_t>(array)], begin, end, values);
+}
+
+ORQExcReport ExodusReader::Losses() const {
+    ORQExcReport losses = m_skippedBlocks;
+    losses.Append(m_arrays->Losses());
+    const auto nGroups = ex_inquire_int(m_handle.Id(), EX_INQ_NUM_CHILD_GROUPS);
+    if (nGroups > 0) {
+        losses.Drop("child groups", "", nGroups, "not imported");
     }
     return losses;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ORQExcMeshSource.h"
+#include "formats/exodus/ExodusArrays.h"
 #include "formats/exodus/ExodusResults.h"
 
 namespace orq::exchange {
@@ -41,8 +42,9 @@ class ExodusReader : public ORQExcMeshSource {
     void ReadAttributes(int block, int begin, int end, std::span<double> values) override;
     std::vector<int> ReadSet(ORQObjLabelerType type, int set) override;
     std::vector<Side> ReadSideSet(int set) override;
+    void ReadArray(int array, int begin, int end, void* values) override;
     ORQExcResultSource* Results() override { return &*m_results; }
-    /// What no call here delivers; kinds without objects are left out.
+    /// What no call here delivers.
     ORQExcReport Losses() const override;
 
   private:
@@ -62,6 +64,14 @@ class ExodusReader : public ORQExcMeshSource {
         int m_bytesPerReal = 0;
     };
 
+    // Elements [first, end) of the file, as many from an ordinal on; -1 for those of a block without a
+    // shape of ours, which are left out.
+    struct ElementRange {
+        int first;
+        int end;
+        int ordinal;
+    };
+
     // What the library calls a set, and how many members it has.
     struct SetInFile {
         std::int64_t id;
@@ -77,26 +87,30 @@ class ExodusReader : public ORQExcMeshSource {
                                       std::string_view section) const;
     std::string ReadName(ex_entity_type kind, std::int64_t id, std::string_view section) const;
     void ReadBlocks(std::int64_t count);
-    Block ReadBlock(std::int64_t id) const;
+    Block ReadBlock(std::int64_t id);
     void ReadSets(ex_entity_type kind, std::int64_t count, std::string_view section,
                   std::vector<Set>& sets, std::vector<SetInFile>& inFile);
     template <class Objects>
     void ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objects& objects);
     std::vector<int> ReadMembers(ex_entity_type kind, const SetInFile& set,
                                  const std::string& section, int most) const;
+    void KeepOrders();
+    int OrdinalOf(std::int64_t elementInFile) const;
+    void ReadLabelsInFile(ex_entity_type map, int begin, int end, std::span<int> labels) const;
     const ORQExcShape& ShapeOf(int element) const;
 
     std::filesystem::path m_path;
     Handle m_handle;
     int m_elementCount = 0;
     std::vector<std::int64_t> m_blockIds;
-    std::vector<int> m_blockEnds;              // the element behind the last of each block
-    std::vector<std::string> m_skippedBlocks;  // By name.
+    std::vector<int> m_blockEnds;        // the element behind the last of each block
+    std::vector<ElementRange> m_ranges;  // in file order, of all blocks
+    ORQExcReport m_skippedBlocks;
     std::vector<SetInFile> m_nodeSetsInFile;
     std::vector<SetInFile> m_elementSetsInFile;
     std::vector<SetInFile> m_sideSetsInFile;
-    std::int64_t m_distributionFactors = 0;
     std::optional<ExodusResults> m_results;
+    std::optional<ExodusArrays> m_arrays;
 };
 
 }  // namespace orq::exchange

@@ -184,6 +184,13 @@ const Case kCases[] = {
     {"CREATE UNIQUE INDEX one ON name(slot, text, object)", "index one is none"},
     {"DROP INDEX child_by_target", "child_by_target is missing"},
     {"ALTER TABLE object ADD COLUMN more", "table object is not as it was made"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET tbl_name = 'object' WHERE name = 'name'",
+     "malformed database schema (name)"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET type = 'index' WHERE name = 'name'",
+     "malformed database schema (name)"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM "
+     "sqlite_schema WHERE name = 'object') WHERE name = 'collection'",
+     "table collection is not as it was made"},
 };
 
 }  // namespace

@@ -217,6 +217,36 @@ TEST_F(ContradictingRows, AWriterRefusesThemToo) {
     }
 }
 
+// A writer that believed such rows would write over data, or cut it off when it closes or commits.
+TEST_F(ContradictingRows, AWriterLosesNothingToPlacesThatOverlapOrLieBehindTheEnd) {
+    const auto write = [](const ORQSimDatabase& database) {
+        InTransaction(database, [&] {
+            Append(database, RunOf(Nodes(database), 0, 5), RunOf(Components(database), 0, 1),
+                   Filled(5, 1));
+        });
+    };
+    for (const char* change :
+         {"UPDATE state SET bulk_end = 4096", "UPDATE state SET bulk_end = bulk_end - 4096",
+          "INSERT OR REPLACE INTO free_extent VALUES(4096, 4096, 0)",
+          "INSERT OR REPLACE INTO free_extent SELECT 4096, bulk_end - 4096, 0 FROM state"}) {
+        SCOPED_TRACE(change);
+        Change(change);
+        { const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite); }
+        {
+            const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+            EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] { write(writer); }));
+            try {
+                InTransaction(writer, [&] { writer.Focus().SetName(Slot(21), "no bulk data"); });
+            } catch (const ORQBasFailure& failure) {
+                EXPECT_EQ(failure.Kind(), Kind::Damaged) << failure.Text();
+            }
+        }
+        EXPECT_TRUE(ReadBytes(m_path + "/bulk.bin") == m_bulk);
+        Restore();
+    }
+    write(ORQSimDatabase::Open(m_path, Mode::ReadWrite));
+}
+
 // Early versions made indices of links without the category of what they lead to.
 TEST_F(ContradictingRows, ADatabaseOfAnEarlyVersionOpens) {
     for (const char* table : {"child", "map_entry", "vector_entry"}) {

@@ -80,7 +80,6 @@ void ORQSrvShellSection::ReadLayers(int slot, ORQBasVector<T>& values) const {
         .SetDim(1, m_sectionSet)
         .SetBuffer(ORQSimbufMain, values.data(),
                    static_cast<std::int64_t>(values.size() * sizeof(T)));
-    read.CheckView();
     read.ExecRead();
     read.RelinquishBuffers();
 }

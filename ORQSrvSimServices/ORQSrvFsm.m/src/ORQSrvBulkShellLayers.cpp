@@ -173,10 +173,10 @@ void ORQSrvBulkShellLayers::CheckReferences(const Columns<int>& columns, const c
         for (std::size_t i = 0; i < column.values.size(); ++i) {
             const int value = column.values[i];
             if (value < kNoReference || value >= space) {
-                Refuse("layer " + std::to_string(layer) + " of section " +
-                       std::to_string(column.members[i]) + " refers to " + kind + " " +
-                       std::to_string(value) + ", the model has " + std::to_string(space) +
-                       " (numbered from 0)");
+                ORQBasThrowUsage("layer " + std::to_string(layer) + " of section " +
+                                 std::to_string(column.members[i]) + " refers to " + kind + " " +
+                                 std::to_string(value) + ", the model has " +
+                                 std::to_string(space) + " (numbered from 0)");
             }
         }
     }

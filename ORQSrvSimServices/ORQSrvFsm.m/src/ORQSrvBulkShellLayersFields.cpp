@@ -36,7 +36,7 @@ std::string Shown(const char* kind, const ORQSimPosition& object) {
 ORQSimCSet ElementsOf(const ORQSimPosition& region) {
     ORQSimCSet elements(region.GetPosition(ORQSimSchema::Region_elementsCluster).GetCSet());
     if (elements.IsEmpty()) {
-        Refuse(Shown("region", region) + " of a distributed value has no elements");
+        ORQBasThrowUsage(Shown("region", region) + " of a distributed value has no elements");
     }
     return elements;
 }
@@ -52,8 +52,9 @@ ORQSimCSet ComponentOf(const ORQSimDistribution& distribution, const ORQSimPosit
         }
     }
     if (components.Size() > 1) {
-        Refuse(Shown("field", field) + " of a distributed value has " +
-               std::to_string(components.Size()) + " values for an element instead of one");
+        ORQBasThrowUsage(Shown("field", field) + " of a distributed value has " +
+                         std::to_string(components.Size()) +
+                         " values for an element instead of one");
     }
     return components;
 }
@@ -137,9 +138,9 @@ void ORQSrvBulkShellLayers::ReadFieldData(const ORQSimPosition& region, const OR
         ORQSrvAssertThrown(ncols == 1, "ncols == 1", s_source, 1186);
         const int nrows = table.RowCount();
         if (nrows != 1 && nrows != elements.Size()) {
-            Refuse("the table of " + Shown("field", field) + " has " + std::to_string(nrows) +
-                   " rows for " + Shown("region", region) + " of " +
-                   std::to_string(elements.Size()) + " elements");
+            ORQBasThrowUsage("the table of " + Shown("field", field) + " has " +
+                             std::to_string(nrows) + " rows for " + Shown("region", region) +
+                             " of " + std::to_string(elements.Size()) + " elements");
         }
         std::vector<double> rows(static_cast<std::size_t>(nrows));
         table.GetData(rows.data(), nrows);
@@ -162,7 +163,8 @@ void ORQSrvBulkShellLayers::ReadFieldData(const ORQSimPosition& region, const OR
     const auto elementDim =
         static_cast<int>(std::ranges::find(grid, elements.CollectionID()) - grid.begin());
     if (elementDim == numDim) {
-        Refuse(Shown("field", field) + " of a distributed value has no values for elements");
+        ORQBasThrowUsage(Shown("field", field) +
+                         " of a distributed value has no values for elements");
     }
     const ORQSimCSet component = ComponentOf(distribution, field, elements, elementDim);
     if (component.IsEmpty()) {

@@ -84,11 +84,10 @@ ORQSimPosition WriteDistribution(const ORQObjDocument& document, const double* d
     write.CheckView();
     const std::int64_t required = write.RequiredBufferSize(ORQSimbufMain);
     if (required > size) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a field of " + std::to_string(first.Size()) + " x " +
-                                std::to_string(second.Size()) + " members needs " +
-                                std::to_string(required) + " bytes; its table has " +
-                                std::to_string(size));
+        ORQBasThrowUsage("a field of " + std::to_string(first.Size()) + " x " +
+                         std::to_string(second.Size()) + " members needs " +
+                         std::to_string(required) + " bytes; its table has " +
+                         std::to_string(size));
     }
     write.SetBuffer(ORQSimbufMain, data, required);
     write.ExecWrite();
@@ -200,9 +199,8 @@ ORQSimPosition ORQSrvFieldServices::CreateFieldFTable(const ORQObjDocument& docu
                                                       const ORQSimCSet& second, int padding) {
     const int count = ORQSrvTableSize(rows, columns.Size());
     if (rows < 1 || columns.Size() == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a field cannot have a table of " + std::to_string(rows) +
-                                " rows and " + std::to_string(columns.Size()) + " columns");
+        ORQBasThrowUsage("a field cannot have a table of " + std::to_string(rows) + " rows and " +
+                         std::to_string(columns.Size()) + " columns");
     }
     ORQSimTransaction transaction(document.ContextID());
     const ORQSimPosition field =

@@ -69,8 +69,8 @@ ORQBasSharedPtr<ORQSimCMemberMap> ORQSrvSetMapperFactory::NodeMapper(ORQSimPosit
 void ORQSrvSetMapperFactory::PersistMapper(const ORQSimPosition& source,
                                            const ORQSimPosition& target) {
     if (source.IsNull() || target.IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, std::string("a mapper cannot have a null ") +
-                                                          (source.IsNull() ? "source" : "target"));
+        ORQBasThrowUsage(std::string("a mapper cannot have a null ") +
+                         (source.IsNull() ? "source" : "target"));
     }
     const int slot = SlotOf(target.GetCSet());
     const ORQSimPosition record = target.CreateDataRecord(ORQSimSchema::SetMapper).Pos();

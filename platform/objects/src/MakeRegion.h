@@ -15,9 +15,8 @@
 inline ORQSimPosition MakeRegion(const ORQSimPosition& model, int type, const ORQString& name,
                                  int number, int mapSlot) {
     if (name.IsEmpty() || !model.GetMap(mapSlot).Find(name).IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "the name \"" + name.UTF8() +
-                                                          "\" is empty or taken already (" +
-                                                          ORQSimSchema::NameOf(mapSlot) + ")");
+        ORQBasThrowUsage("the name \"" + name.UTF8() + "\" is empty or taken already (" +
+                         ORQSimSchema::NameOf(mapSlot) + ")");
     }
     const ORQSimDataRecord record = model.CreateDataRecord(type);
     record.SetInt(ORQSimRecordField::Region_number, number);

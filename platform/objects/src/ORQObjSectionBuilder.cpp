@@ -87,8 +87,8 @@ ORQSimPosition ORQObjSectionBuilder::AddOrientation(const ORQString& name, int n
 ORQSimPosition ORQObjSectionBuilder::AddShellSection(const ORQString& name, int number,
                                                      int layers) const {
     if (layers < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "section \"" + name.UTF8() + "\" has " +
-                                                          std::to_string(layers) + " layers");
+        ORQBasThrowUsage("section \"" + name.UTF8() + "\" has " + std::to_string(layers) +
+                         " layers");
     }
     const ORQSimDataRecord record = m_model.CreateDataRecord(ORQSimSchema::Section_Shell);
     record.SetInt(ORQSimRecordField::Section_layered_numLayers, layers);

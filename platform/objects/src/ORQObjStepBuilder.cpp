@@ -88,9 +88,8 @@ constexpr std::array<int, 4> kGridTypesWithPoints = {
 void CheckDefinition(const ORQObjFieldDefinition& definition, const ORQSimPosition& step) {
     using namespace ORQSimSchema;
     const auto refuse = [&](const std::string& text) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "field \"" + definition.name.UTF8() +
-                                                          "\" of step \"" + step.Name().UTF8() +
-                                                          "\": " + text);
+        ORQBasThrowUsage("field \"" + definition.name.UTF8() + "\" of step \"" +
+                         step.Name().UTF8() + "\": " + text);
     };
     if (definition.name.IsEmpty() || definition.components.empty()) {
         refuse("it has no name or no components");

@@ -16,14 +16,10 @@ namespace orq::layers {
 
 inline constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvBulkShellLayers");
 
-[[noreturn]] inline void Refuse(const std::string& text) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
-}
-
 /// Makes room for the layers up to one.
 inline void MakeRoom(ORQSimCollection& layers, int highest) {
     if (highest == std::numeric_limits<int>::max()) {
-        Refuse("there can be no layer " + std::to_string(highest));
+        ORQBasThrowUsage("there can be no layer " + std::to_string(highest));
     }
     layers.ExtendSpace(highest + 1);
 }

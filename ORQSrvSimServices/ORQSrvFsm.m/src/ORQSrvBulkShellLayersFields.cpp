@@ -12,6 +12,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimFTable.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvBulkShellLayers.h"
@@ -33,9 +34,9 @@ std::string Shown(const char* kind, const ORQSimPosition& object) {
 }
 
 ORQSimCSet ElementsOf(const ORQSimPosition& region) {
-    ORQSimCSet elements(region.GetPosition(ads_CoreFragmentTypeIndex(53, 26)).GetCSet());
+    ORQSimCSet elements(region.GetPosition(ORQSimSchema::Region_elementsCluster).GetCSet());
     if (elements.IsEmpty()) {
-        Refuse(Shown("region", region) + " of a distributed value has no elements");
+        ORQBasThrowUsage(Shown("region", region) + " of a distributed value has no elements");
     }
     return elements;
 }
@@ -51,8 +52,9 @@ ORQSimCSet ComponentOf(const ORQSimDistribution& distribution, const ORQSimPosit
         }
     }
     if (components.Size() > 1) {
-        Refuse(Shown("field", field) + " of a distributed value has " +
-               std::to_string(components.Size()) + " values for an element instead of one");
+        ORQBasThrowUsage(Shown("field", field) + " of a distributed value has " +
+                         std::to_string(components.Size()) +
+                         " values for an element instead of one");
     }
     return components;
 }
@@ -72,7 +74,7 @@ struct ORQSrvBulkShellLayers::FieldAttribute {
 
 void ORQSrvBulkShellLayers::WriteDistThicknessDistribution() {
     WriteFields(m_distThicknesses,
-                {ads_CoreFragmentTypeIndex(55, 149), "STH",
+                {ORQSimSchema::SectionData_distributedThicknesses, "STH",
                  "distField.IsNull() && \"Distributed thickness field already exists and editing "
                  "it is NYI\"",
                  "len == thicknesses.size()*sizeof(double)", 948, 957, 1020});
@@ -80,7 +82,7 @@ void ORQSrvBulkShellLayers::WriteDistThicknessDistribution() {
 
 void ORQSrvBulkShellLayers::WriteDistAngleDistribution() {
     WriteFields(m_distAngles,
-                {ads_CoreFragmentTypeIndex(55, 148), "ANGLE",
+                {ORQSimSchema::SectionData_distributedAngles, "ANGLE",
                  "distField.IsNull() && \"Distributed angle field already exists and editing it is "
                  "NYI\"",
                  "len == angles.size()*sizeof(double)", 1041, 1050, 1113});
@@ -97,15 +99,16 @@ void ORQSrvBulkShellLayers::WriteFields(const Fields& fields, const FieldAttribu
     const ORQSimCollection elements(
         ORQObjMesh(ORQObjDocument(m_model).GetMesh()).GetElementCollection().GetCollection());
 
-    const ORQSimDataRecord record = m_model.CreateDataRecord(ads_CoreFragmentTypeIndex(16, 68));
-    record.SetTypeID(0, ORQSimTypeID(ads_CoreFragmentTypeIndex(26, 19)));
+    const ORQSimDataRecord record = m_model.CreateDataRecord(ORQSimSchema::MeshedField);
+    record.SetTypeID(ORQSimRecordField::MeshedField_gridType,
+                     ORQSimTypeID(ORQSimSchema::Field_WholeElement));
     const ORQSimPosition field = record.Pos();
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 72),
+    field.SetPosition(ORQSimSchema::MeshedField_type,
                       UserField(attribute.userField, attribute.userFieldLine));
     const ORQSimPosition position = field.CreateTypedDistribution(
-        ORQSimGrid(std::vector{layers.ID(), elements.ID()}), ads_CoreFragmentTypeIndex(16, 28),
+        ORQSimGrid(std::vector{layers.ID(), elements.ID()}), ORQSimSchema::DistributionRecord,
         ORQSimRangeType(ORQSimScalarDouble));
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 41), position);
+    field.SetPosition(ORQSimSchema::Field_distribution, position);
 
     const ORQSimDistribution distribution(position.GetDistribution());
     for (const auto& [layer, regions] : fields) {
@@ -129,15 +132,15 @@ void ORQSrvBulkShellLayers::WriteFields(const Fields& fields, const FieldAttribu
 void ORQSrvBulkShellLayers::ReadFieldData(const ORQSimPosition& region, const ORQSimPosition& field,
                                           Column<double>& values) const {
     const ORQSimCSet elements = ElementsOf(region);
-    const ORQSimFTable table(field.GetPosition(ads_CoreFragmentTypeIndex(16, 42)).GetFTable());
+    const ORQSimFTable table(field.GetPosition(ORQSimSchema::Field_fTable).GetFTable());
     if (!table.IsNull()) {
         const int ncols = table.ColumnCount();
         ORQSrvAssertThrown(ncols == 1, "ncols == 1", s_source, 1186);
         const int nrows = table.RowCount();
         if (nrows != 1 && nrows != elements.Size()) {
-            Refuse("the table of " + Shown("field", field) + " has " + std::to_string(nrows) +
-                   " rows for " + Shown("region", region) + " of " +
-                   std::to_string(elements.Size()) + " elements");
+            ORQBasThrowUsage("the table of " + Shown("field", field) + " has " +
+                             std::to_string(nrows) + " rows for " + Shown("region", region) +
+                             " of " + std::to_string(elements.Size()) + " elements");
         }
         std::vector<double> rows(static_cast<std::size_t>(nrows));
         table.GetData(rows.data(), nrows);
@@ -148,7 +151,7 @@ void ORQSrvBulkShellLayers::ReadFieldData(const ORQSimPosition& region, const OR
         return;
     }
     std::vector<ORQSimDistributionID> dids;
-    const ORQSimPosition data = field.GetPosition(ads_CoreFragmentTypeIndex(16, 41));
+    const ORQSimPosition data = field.GetPosition(ORQSimSchema::Field_distribution);
     if (!data.GetDistribution().IsNull()) {
         dids.push_back(data.GetDistribution());
     }
@@ -160,7 +163,8 @@ void ORQSrvBulkShellLayers::ReadFieldData(const ORQSimPosition& region, const OR
     const auto elementDim =
         static_cast<int>(std::ranges::find(grid, elements.CollectionID()) - grid.begin());
     if (elementDim == numDim) {
-        Refuse(Shown("field", field) + " of a distributed value has no values for elements");
+        ORQBasThrowUsage(Shown("field", field) +
+                         " of a distributed value has no values for elements");
     }
     const ORQSimCSet component = ComponentOf(distribution, field, elements, elementDim);
     if (component.IsEmpty()) {

@@ -22,7 +22,7 @@ namespace {
 // One for each dimension.
 using Sets = std::vector<ORQSimCSet>;
 
-// Values on their way, in memory that grows to the largest piece.
+// Buffers of a copy, reused from piece to piece, so they grow to the largest one.
 struct Block {
     ORQSrvOwnedArray<std::byte> buffer;
     std::int64_t bufferSize = 0;
@@ -80,10 +80,9 @@ class Pairing {
         m_source = sourceDomain.IsNull() ? ORQSimCSet(sourceCollection) : ORQSimCSet(sourceDomain);
         m_target = ORQSimCSet(targetDomain);
         if (m_source.Size() != m_target.Size()) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                "a domain of " + std::to_string(m_source.Size()) +
-                                    " members cannot be copied to one of " +
-                                    std::to_string(m_target.Size()));
+            ORQBasThrowUsage("a domain of " + std::to_string(m_source.Size()) +
+                             " members cannot be copied to one of " +
+                             std::to_string(m_target.Size()));
         }
         m_isSame = m_source.CollectionID() == m_target.CollectionID() && m_source.IsAscending() &&
                    m_target.IsAscending() && m_source.SameMembers(m_target);
@@ -145,7 +144,7 @@ void CheckDimensions(const ORQSimTransientDrawer& read, const ORQSimDistribution
                          "dim == readDistDims");
 }
 
-// A drawer on its way: what of it is copied and where to.
+// The copy of one drawer: its source and target sets.
 struct Copied {
     ORQSimDistribution from;
     ORQSimPersistentDrawerDesc drawer;
@@ -287,10 +286,9 @@ void UpdateStored(const Copied& copied, const ORQSrvDistributionTransform& trans
     const auto size =
         static_cast<std::size_t>(ORQSimScalarSize(copied.from.RangeType().ScalarType()));
     if (nRows * nColumns > kMostBytes / size) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a transform cannot see a sparse drawer of " + std::to_string(nRows) +
-                                " x " + std::to_string(nColumns) +
-                                " cells whole: it has more than 2147483647 bytes");
+        ORQBasThrowUsage("a transform cannot see a sparse drawer of " + std::to_string(nRows) +
+                         " x " + std::to_string(nColumns) +
+                         " cells whole: it has more than 2147483647 bytes");
     }
     std::vector<std::byte> cells(nRows * nColumns * size);
     const auto forEachStored = [&](auto&& move) {
@@ -332,10 +330,8 @@ void CheckTypes(const ORQSimDistribution& from, const ORQSimDistribution& to) {
     const int source = from.RangeType().ScalarType();
     const int target = to.RangeType().ScalarType();
     if (source != target && ORQSimScalarSize(source) == ORQSimScalarSize(target)) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "values of scalar type " + std::to_string(source) +
-                                " cannot be copied to a distribution of type " +
-                                std::to_string(target));
+        ORQBasThrowUsage("values of scalar type " + std::to_string(source) +
+                         " cannot be copied to a distribution of type " + std::to_string(target));
     }
 }
 

@@ -12,6 +12,7 @@
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
@@ -43,22 +44,28 @@ bool IsGiven(const ORQString& text) {
     return !text.IsEmpty() && text != "NULL";
 }
 
-// Touches `values` only when the field of the record can be read.
+// Of a uniform field of any kind. Touches `values` only when the field of the record can be read.
 bool ReadDoubles(const ORQSimPosition& field, double* values, int count) {
     std::vector<double> read(static_cast<std::size_t>(std::max(count, 0)));
-    field.DataRecord().GetDouble(0, count, read.data());
+    using namespace ORQSimRecordField;
+    static_assert(Field_UniformScalar_values == Field_UniformVector_values &&
+                  Field_UniformScalar_values == Field_UniformTensor_values);
+    field.DataRecord().GetDouble(Field_UniformScalar_values, count, read.data());
     std::ranges::copy(read, values);
     return true;
 }
 
 bool IsCalled(const ORQSimPosition& assignment, const ORQString& name) {
-    return ORQSrvAnswerOr(false, [&] { return assignment.DataRecord().ReturnString(0) == name; });
+    return ORQSrvAnswerOr(false, [&] {
+        return assignment.DataRecord().ReturnString(ORQSimRecordField::FieldAssignment_name) ==
+               name;
+    });
 }
 
 ORQSimCSetID AddTableRows(const ORQObjDocument& document, int rows) {
     ORQSimCollection members(document.Focus()
-                                 .GetPosition(ads_CoreFragmentTypeIndex(18, 11))
-                                 .GetPosition(ads_CoreFragmentTypeIndex(19, 6))
+                                 .GetPosition(ORQSimSchema::Focus_libraries)
+                                 .GetPosition(ORQSimSchema::Libraries_tableRows)
                                  .GetCollection());
     const int first = members.Space();
     members.ExtendSpace(first + rows);
@@ -70,18 +77,17 @@ ORQSimPosition WriteDistribution(const ORQObjDocument& document, const double* d
                                  const ORQSimCSet& second, bool isPadded) {
     const ORQSimDistributionID distribution = document.CreateDistribution(
         ORQSimGrid({first.CollectionID(), second.CollectionID()}),
-        ORQSimRangeType(ORQSimScalarDouble), ORQSimTypeID(ads_CoreFragmentTypeIndex(16, 28)));
+        ORQSimRangeType(ORQSimScalarDouble), ORQSimTypeID(ORQSimSchema::DistributionRecord));
     ORQSimTransfer write{ORQSimDistribution(distribution)};
     write.SetWrite().SetMakeNewDrawer().SetBufferPadding(isPadded).SetDim(0, first).SetDim(1,
                                                                                            second);
     write.CheckView();
     const std::int64_t required = write.RequiredBufferSize(ORQSimbufMain);
     if (required > size) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a field of " + std::to_string(first.Size()) + " x " +
-                                std::to_string(second.Size()) + " members needs " +
-                                std::to_string(required) + " bytes; its table has " +
-                                std::to_string(size));
+        ORQBasThrowUsage("a field of " + std::to_string(first.Size()) + " x " +
+                         std::to_string(second.Size()) + " members needs " +
+                         std::to_string(required) + " bytes; its table has " +
+                         std::to_string(size));
     }
     write.SetBuffer(ORQSimbufMain, data, required);
     write.ExecWrite();
@@ -162,11 +168,11 @@ int ORQSrvFieldServices::GetGridTypeFromVariableLabel(const ORQString& label, bo
 bool ORQSrvFieldServices::GetUniformFieldValue(const ORQSimPosition& field, double* values,
                                                int count) {
     return ORQSrvAnswerOr(false, [&] {
-        if (field.IsA(ads_CoreFragmentTypeIndex(16, 44))) {
+        if (field.IsA(ORQSimSchema::Field_UniformScalar)) {
             return ReadDoubles(field, values, 1);
         }
-        return (field.IsA(ads_CoreFragmentTypeIndex(16, 46)) ||
-                field.IsA(ads_CoreFragmentTypeIndex(16, 45))) &&
+        return (field.IsA(ORQSimSchema::Field_UniformVector) ||
+                field.IsA(ORQSimSchema::Field_UniformTensor)) &&
                ReadDoubles(field, values, count);
     });
 }
@@ -178,8 +184,8 @@ ORQSimPosition ORQSrvFieldServices::GetFieldPosition(const ORQSimSet& assignment
         for (auto i = assignments.Begin(); i.NotDone(); ++i) {
             const ORQSimPosition& assignment = *i;
             if (IsCalled(assignment, name) &&
-                assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 12)) == owner) {
-                return assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 11));
+                assignment.GetPosition(ORQSimSchema::FieldAssignment_owner) == owner) {
+                return assignment.GetPosition(ORQSimSchema::FieldAssignment_field);
             }
         }
         return ORQSimPosition();
@@ -193,19 +199,19 @@ ORQSimPosition ORQSrvFieldServices::CreateFieldFTable(const ORQObjDocument& docu
                                                       const ORQSimCSet& second, int padding) {
     const int count = ORQSrvTableSize(rows, columns.Size());
     if (rows < 1 || columns.Size() == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a field cannot have a table of " + std::to_string(rows) +
-                                " rows and " + std::to_string(columns.Size()) + " columns");
+        ORQBasThrowUsage("a field cannot have a table of " + std::to_string(rows) + " rows and " +
+                         std::to_string(columns.Size()) + " columns");
     }
     ORQSimTransaction transaction(document.ContextID());
-    const ORQSimPosition field = document.CreateDataRecord(ads_CoreFragmentTypeIndex(22, 39)).Pos();
+    const ORQSimPosition field =
+        document.CreateDataRecord(ORQSimSchema::Field_FTable_created).Pos();
     const ORQBasVector<ORQString> columnLabels(columns.begin(), columns.end());
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 42),
-                      document.GetModel().CreateFTable(ads_CoreFragmentTypeIndex(16, 18), rows, {},
+    field.SetPosition(ORQSimSchema::Field_fTable,
+                      document.GetModel().CreateFTable(ORQSimSchema::FTable_general, rows, {},
                                                        columnLabels, data, count));
     AddTableRows(document, rows);
     const auto size = static_cast<std::int64_t>(count) * static_cast<int>(sizeof(double));
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 41),
+    field.SetPosition(ORQSimSchema::Field_distribution,
                       WriteDistribution(document, data, size, first, second, padding != 0));
     transaction.Commit();
     return field;

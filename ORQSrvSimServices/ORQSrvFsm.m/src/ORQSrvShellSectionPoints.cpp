@@ -37,8 +37,8 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
         return;
     }
     const ORQSimDistribution distribution(m_document.GetModel()
-                                              .GetPosition(ads_CoreFragmentTypeIndex(28, 96))
-                                              .GetPosition(ads_CoreFragmentTypeIndex(55, 151))
+                                              .GetPosition(ORQSimSchema::Model_sectionData)
+                                              .GetPosition(ORQSimSchema::SectionData_sectionPoints)
                                               .GetDistribution());
     const auto drawers = distribution.QueryDrawers();
     if (drawers.Size() == 0) {
@@ -57,7 +57,6 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
             .SetDim(1, sections)
             .SetBuffer(ORQSimbufMain, counts.data(),
                        static_cast<std::int64_t>(counts.size() * sizeof(int)));
-        read.CheckView();
         read.ExecRead();
         read.RelinquishBuffers();
         for (ORQSimCSetIterator section(sections); !section.IsDone(); section.Next()) {

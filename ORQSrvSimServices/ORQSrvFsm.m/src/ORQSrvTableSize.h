@@ -10,10 +10,8 @@
 inline int ORQSrvTableSize(int rows, int columns) {
     const std::int64_t count = std::int64_t{rows} * columns;
     if (count > std::numeric_limits<int>::max() || count < std::numeric_limits<int>::min()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a table of " + std::to_string(rows) + " rows and " +
-                                std::to_string(columns) +
-                                " columns has more than 2147483647 values");
+        ORQBasThrowUsage("a table of " + std::to_string(rows) + " rows and " +
+                         std::to_string(columns) + " columns has more than 2147483647 values");
     }
     return static_cast<int>(count);
 }

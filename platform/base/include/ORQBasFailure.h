@@ -1,6 +1,6 @@
-/// The exception of everything that can go wrong outside the program: files, disks, damaged data,
-/// input that breaks a rule of an interface. "Not there" is an answer and never thrown; a broken
-/// invariant is an assertion.
+/// The exception for what goes wrong outside the program: files, disks, damaged data, input that
+/// breaks a rule of an interface. "Not there" is an answer and never thrown; a broken invariant is
+/// an assertion. docs/failures.md says which to choose when.
 #pragma once
 
 #include <exception>
@@ -9,17 +9,17 @@
 #include "ORQBasException.h"
 #include "ORQBasExport.h"
 
-/// Which kind to throw:
+/// What a host can do about a failure. The numbers are given to hosts, do not change.
 /// - Usage: the caller broke a rule of the interface: no transaction, a member outside the space, a
-///   closed database, a picture of nothing. Calling again in the same way fails again.
+///   closed database. The same call fails again.
 /// - Io: the operating system refused: missing file, permission, disk full.
-/// - Damaged: stored bytes are not those that were written.
+/// - Damaged: stored bytes or rows are not what was written.
 /// - Foreign: intact, but not ours to read: another format, a newer version, the file of another
 ///   database.
-/// - Busy: another process holds what is needed; a later call may work.
-/// - Refused: an earlier failure left this handle in doubt; open the database again. Nothing else
-/// is
-///   of this kind, so a host may reopen whenever it sees it.
+/// - Busy: another process or handle holds what is needed; the same call may work later.
+/// - Refused: this handle cannot go on: an earlier failure left it in doubt, or this process was
+///   forked from the one that opened it. The text says what helps: undo the transaction, refresh
+///   the handle, or open the database again.
 enum class ORQBasFailureKind : int {
     Usage = 1,
     Io = 2,
@@ -29,18 +29,25 @@ enum class ORQBasFailureKind : int {
     Refused = 6
 };
 
-/// Also a std::exception, so that a host's last resort reports its text.
+/// One failure: its kind and its text. Also a std::exception, so that a host's last resort reports
+/// the text.
+///
+/// A value that owns its text; copies are independent. Making or copying one allocates, so where
+/// memory has run out std::bad_alloc takes its place. What a failed call leaves behind is said
+/// where the call is declared: mostly nothing was changed, or the open transaction can only be
+/// undone. Catch by plain reference: the reports of the base class are not const.
 class ORQ_EXPORT ORQBasFailure : public ORQBasException, public std::exception {
   public:
-    /// The place is the caller's.
+    /// The text is one sentence without a line break: the path of the database or file, the place in
+    /// it, the offending value. The place in the source is the caller's; `file` must outlive every
+    /// copy, as __FILE__ does.
     ORQBasFailure(ORQBasFailureKind kind, std::string text, const char* file = __builtin_FILE(),
                   int line = __builtin_LINE());
 
     [[nodiscard]] ORQBasFailureKind Kind() const { return m_kind; }
-    /// The whole message, with the values and the place in the model or file; UTF-8, no line break
-    /// at the end. Lives as long as the exception.
+    /// The whole message, UTF-8. Valid as long as this exception.
     [[nodiscard]] const std::string& Text() const { return m_text; }
-    /// The bytes of Text().
+    /// The bytes of Text(), valid as long.
     [[nodiscard]] const char* what() const noexcept override { return m_text.c_str(); }
 
     atr_String AsString(ORQBasStringMode mode) override;
@@ -53,6 +60,11 @@ class ORQ_EXPORT ORQBasFailure : public ORQBasException, public std::exception {
     ORQBasFailureKind m_kind;
     std::string m_text;
 };
+
+/// Throws a failure of kind Usage.
+[[noreturn]] ORQ_EXPORT void ORQBasThrowUsage(const std::string& text,
+                                              const char* file = __builtin_FILE(),
+                                              int line = __builtin_LINE());
 
 /// Throws what the system said last (errno): "PATH: cannot DOING: No space left on device", of kind
 /// Io.

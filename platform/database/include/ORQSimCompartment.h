@@ -7,6 +7,11 @@
 #include "ORQSimArray.h"
 #include "ORQSimIDs.h"
 
+/// One set for each dimension of a grid, for example elements {0..99} x places {0, 1, 2, 3}.
+///
+/// A value that owns its list of IDs, not the sets: an ID stays valid as its set does. Nothing here
+/// reads a database or throws anything but std::bad_alloc; cost grows with the number of
+/// dimensions.
 class ORQSimCompartment {
   public:
     ORQSimCompartment() = default;
@@ -29,19 +34,22 @@ class ORQSimCompartment {
         return dimension >= 0 && dimension < Size() ? m_sets[static_cast<std::size_t>(dimension)]
                                                     : ORQSimCSetID();
     }
+    /// All of them, by dimension. Valid until the compartment is assigned to or ends.
     const std::vector<ORQSimCSetID>& CSetIDs() const { return m_sets; }
 
   private:
     std::vector<ORQSimCSetID> m_sets;
 };
 
-/// The compartment that a drawer occupies.
+/// The compartment that a drawer occupies: a description as of when it was queried, which does not
+/// follow a drawer that grows.
 class ORQSimOCompartment : public ORQSimCompartment {
   public:
     using ORQSimCompartment::ORQSimCompartment;
 };
 
-/// A list of compartments; describes how a data set is divided.
+/// A list of compartments: how a data set is divided. A value that owns its compartments; may be
+/// empty, and its compartments may overlap.
 class ORQSimCtation {
   public:
     ORQSimCtation() = default;
@@ -56,6 +64,7 @@ class ORQSimCtation {
         return place >= 0 && place < Size() ? m_compartments[static_cast<std::size_t>(place)]
                                             : ORQSimCompartment();
     }
+    /// All of them, by place. Valid until the list is assigned to or ends.
     const std::vector<ORQSimCompartment>& Compartments() const { return m_compartments; }
 
   private:

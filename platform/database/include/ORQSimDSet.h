@@ -22,26 +22,43 @@ class ORQSimPosition;
 ///
 /// A data set over a distribution has its drawers as compartments. Collecting into the collection
 /// that the distribution's values name (for example connectivity into nodes) reads the values.
+///
+/// A value: a handle to a stored data set, whose rows every call reads anew, or a selection, which
+/// owns its sets and does not follow later changes. Copies are independent; copying a selection
+/// copies handles of sets, not members. Nothing here changes the database.
+///
+/// A null one covers nothing, and answers null or empty. Calls on a stored one throw ORQBasFailure:
+/// Usage when its database is closed, Damaged or Io when rows or values cannot be read. A failed
+/// call changes nothing.
 class ORQ_EXPORT ORQSimDSet {
   public:
     ORQSimDSet() = default;
+    /// A handle; reads nothing.
     ORQSimDSet(const ORQSimDSetID& id);
-    /// The data set that the position denotes; of a collection, all its members.
+    /// The data set that the position denotes; of a collection, all its members as a selection.
+    /// Null for a position of neither.
     ORQSimDSet(const ORQSimPosition& position);
 
     /// True for a data set made from nothing and for a selection that met nothing.
     bool IsNull() const { return m_id.IsNull() && m_selected.empty(); }
-    /// True when it covers no member at all.
+    /// True when it covers no member at all. Cost: as GetCtation().
     bool IsEmpty() const;
     const ORQSimDSetID& ID() const { return m_id; }
     /// Null when it stands on no distribution.
     ORQSimDistributionID GetRelationalDistributionID() const;
+    /// Its compartments, those of drawers behind the stored ones, in order of creation. Sets of a
+    /// selection that have no ID get a temporary one, see
+    /// ORQSimCSet::RegisterWithTempCollection. Cost: a row for each compartment and dimension, and
+    /// the description of each drawer.
     ORQSimCtation GetCtation() const;
 
-    /// The part in which the dimensions over the set's collection are restricted to the set.
-    /// Lives in this process; compartments that meet nothing are left out.
+    /// The part in which the dimensions over the set's collection are restricted to the set, as a
+    /// selection; compartments that meet nothing are left out. Cost: as GetCtation(), and an
+    /// intersection for each dimension over the collection.
     ORQSimDSet Select(const ORQSimCSet& set) const;
-    /// All members of a collection that the compartments cover, ascending and volatile.
+    /// All members of a collection that the compartments cover, ascending and volatile. Cost: a
+    /// union for each compartment; where the values name the members, all values of the
+    /// compartments are read, some 8 MB of them at a time.
     ORQSimCSet Collect(const ORQSimCollectionID& collection) const;
 
   private:

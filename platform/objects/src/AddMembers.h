@@ -14,8 +14,8 @@ inline ORQSimCSetID AddMembers(const ORQSimPosition& position, int count) {
     ORQSimCollection collection(position.GetCollection());
     const int first = collection.Space();
     if (count < 0 || count > std::numeric_limits<int>::max() - first) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot add " + std::to_string(count) +
-                                                          " members to " + std::to_string(first));
+        ORQBasThrowUsage("cannot add " + std::to_string(count) + " members to " +
+                         std::to_string(first));
     }
     collection.ExtendSpace(first + count);
     return collection.CreateTempCSetStrided(first, count, 1, 1);

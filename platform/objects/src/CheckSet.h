@@ -14,9 +14,7 @@
 /// for example `element set "WING"`.
 inline void CheckSet(const ORQSimCSetID& id, const ORQSimPosition& collection,
                      const std::string& what) {
-    const auto refuse = [&](const std::string& text) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, what + ": " + text);
-    };
+    const auto refuse = [&](const std::string& text) { ORQBasThrowUsage(what + ": " + text); };
     const ORQSimCollectionID wanted = collection.GetCollection();
     const std::string name = ORQSimSchema::NameOf(wanted.TypeID().Index());
     if (id.CollectionID().IsNull()) {

@@ -13,7 +13,7 @@
 inline void InsertNamed(const ORQSimMap& map, const ORQString& name, const ORQSimPosition& object,
                         const char* kind) {
     if (name.IsEmpty() || !map.Insert(name, object)) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, std::string(kind) + " \"" + name.UTF8() +
-                                                          "\": the name is empty or taken already");
+        ORQBasThrowUsage(std::string(kind) + " \"" + name.UTF8() +
+                         "\": the name is empty or taken already");
     }
 }

@@ -6,6 +6,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
 #include "ORQSimPosition.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQString.h"
 
@@ -14,12 +15,11 @@
 inline ORQSimPosition MakeRegion(const ORQSimPosition& model, int type, const ORQString& name,
                                  int number, int mapSlot) {
     if (name.IsEmpty() || !model.GetMap(mapSlot).Find(name).IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "the name \"" + name.UTF8() +
-                                                          "\" is empty or taken already (" +
-                                                          ORQSimSchema::NameOf(mapSlot) + ")");
+        ORQBasThrowUsage("the name \"" + name.UTF8() + "\" is empty or taken already (" +
+                         ORQSimSchema::NameOf(mapSlot) + ")");
     }
     const ORQSimDataRecord record = model.CreateDataRecord(type);
-    record.SetInt(0, number);
+    record.SetInt(ORQSimRecordField::Region_number, number);
     record.Pos().SetName(ORQSimSchema::Record_name, name);
     ORQSimCollection(model.GetPosition(ORQSimSchema::Model_regions).GetCollection())
         .AddMember(record.Pos());

@@ -27,8 +27,7 @@ ORQSimCSet ORQObjElementClass::GetElementCSet() const {
 void ORQObjElementClass::Register(const ORQObjMesh& mesh, const ORQSimPosition& elementSpec) {
     ORQSimCollection classes(mesh.GetElementClassCollection().GetCollection());
     if (classes.IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "an element class needs a mesh with a collection of element classes");
+        ORQBasThrowUsage("an element class needs a mesh with a collection of element classes");
     }
     m_position = mesh.Position().CreateDataRecord(ORQSimSchema::ElementClass).Pos();
     m_position.SetPosition(ORQSimSchema::ElementClass_elementSpec, elementSpec);

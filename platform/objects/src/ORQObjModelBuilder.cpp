@@ -23,6 +23,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimSymbols.h"
 #include "ORQSimTransfer.h"
@@ -114,7 +115,7 @@ void BuildModel(const ORQObjDocument& document) {
                      ORQSimRangeType(ORQSimScalarInt));
 }
 
-// Members 0 to `count` - 1 of a collection that grows as they are asked for.
+// Members 0 to `count` - 1 of a collection, which grows where it has fewer.
 ORQSimCSetID FirstMembers(const ORQSimPosition& position, int count) {
     ORQSimCollection collection(position.GetCollection());
     collection.ExtendSpace(count);
@@ -143,18 +144,16 @@ std::vector<int> AscendingPlaces(const std::vector<int>& members, const int* lab
     std::ranges::sort(places, {}, label);
     const std::string where = " in instance \"" + instance.UTF8() + "\"";
     if (!places.empty() && label(places.front()) < 1) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
+        ORQBasThrowUsage(
             "member " + std::to_string(members[static_cast<std::size_t>(places.front())]) + where +
-                " has label " + std::to_string(label(places.front())) + "; labels begin at 1");
+            " has label " + std::to_string(label(places.front())) + "; labels begin at 1");
     }
     const auto twice = std::ranges::adjacent_find(places, {}, label);
     if (twice != places.end()) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            "label " + std::to_string(label(*twice)) + where + " is given to members " +
-                std::to_string(members[static_cast<std::size_t>(*twice)]) + " and " +
-                std::to_string(members[static_cast<std::size_t>(*(twice + 1))]));
+        ORQBasThrowUsage("label " + std::to_string(label(*twice)) + where +
+                         " is given to members " +
+                         std::to_string(members[static_cast<std::size_t>(*twice)]) + " and " +
+                         std::to_string(members[static_cast<std::size_t>(*(twice + 1))]));
     }
     return places;
 }
@@ -191,13 +190,12 @@ void ORQObjModelBuilder::SetTitle(const ORQString& title) const {
 }
 
 void ORQObjModelBuilder::SetModelPrefix(const ORQString& prefix) const {
-    Model().DataRecord().SetString(0, prefix);
+    Model().DataRecord().SetString(ORQSimRecordField::Model_namePrefix, prefix);
 }
 
 ORQSimCSetID ORQObjModelBuilder::SpatialDirections(int dimension) const {
     if (dimension < 2 || dimension > 3) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "a mesh has 2 or 3 spatial directions, not " +
-                                                          std::to_string(dimension));
+        ORQBasThrowUsage("a mesh has 2 or 3 spatial directions, not " + std::to_string(dimension));
     }
     return ORQSimCollection(m_document.GetComponentCollection().GetCollection())
         .CreateTempCSetStrided(1, dimension, 1, 1);
@@ -230,14 +228,12 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
     const ORQSimCollection labelled(distribution.Grid().Collection(1));
     const int instanceMember = instances.MemberIndex(instance);
     if (instanceMember < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "labels are given to an object that is no instance of the mesh");
+        ORQBasThrowUsage("labels are given to an object that is no instance of the mesh");
     }
     CheckSet(memberSet, labelled.ID(), "labels of instance \"" + instance.Name().UTF8() + "\"");
     for (const ORQSimDrawerDescription& drawer : distribution.QueryDrawers()) {
         if (ORQSimCSet(drawer.CSet(0)).SeekMember(instanceMember) >= 0) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                "instance \"" + instance.Name().UTF8() + "\" has labels already");
+            ORQBasThrowUsage("instance \"" + instance.Name().UTF8() + "\" has labels already");
         }
     }
 
@@ -313,8 +309,7 @@ void ORQObjModelBuilder::AssignElementSpecs(
         const int member = specs.MemberIndex(spec);
         const std::string place = "assignment " + std::to_string(compartments.size());
         if (member < 0) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                place + " of element specs: the object is no element spec");
+            ORQBasThrowUsage(place + " of element specs: the object is no element spec");
         }
         CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(),
                  place + ", of element spec \"" + spec.Name().UTF8() + "\"");
@@ -335,9 +330,9 @@ ORQSimPosition ORQObjModelBuilder::AddBlock(const ORQString& name, int number,
                                             const ORQSimCSetID& elements) const {
     CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(), "block \"" + name.UTF8() + "\"");
     const ORQSimDataRecord record = Mesh().CreateDataRecord(ORQSimSchema::Block);
-    record.SetInt(0, number);
-    record.SetString(1, shapeInFile);
-    record.SetString(2, shape);
+    record.SetInt(ORQSimRecordField::Block_number, number);
+    record.SetString(ORQSimRecordField::Block_shapeInFile, shapeInFile);
+    record.SetString(ORQSimRecordField::Block_shape, shape);
     const ORQSimPosition block = record.Pos();
     block.SetName(ORQSimSchema::Record_name, name);
     block.SetPosition(ORQSimSchema::Block_elements, StoreApart(elements));
@@ -362,7 +357,7 @@ ORQSimPosition ORQObjModelBuilder::AddBlockAttributes(const ORQSimPosition& bloc
 void ORQObjModelBuilder::AddProperty(const ORQSimPosition& object, const ORQString& name,
                                      int value) const {
     const ORQSimDataRecord record = object.CreateDataRecord(ORQSimSchema::Property);
-    record.SetInt(0, value);
+    record.SetInt(ORQSimRecordField::Property_value, value);
     object.GetMap(ORQSimSchema::Object_properties).Insert(name, record.Pos());
 }
 
@@ -398,7 +393,7 @@ ORQSimPosition ORQObjModelBuilder::AddSurface(
     for (const auto& [face, elements] : elementsByFace) {
         const std::string place = "surface \"" + name.UTF8() + "\", face " + std::to_string(face);
         if (face < 0) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage, place + ": faces are counted from 0");
+            ORQBasThrowUsage(place + ": faces are counted from 0");
         }
         CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(), place);
     }

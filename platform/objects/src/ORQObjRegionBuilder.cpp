@@ -19,6 +19,7 @@
 #include "ORQSimDSet.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimTransfer.h"
 
 namespace {
@@ -27,9 +28,8 @@ constexpr int kDimension = 3;
 
 void CheckRows(std::size_t nValues, int perRow, const char* what) {
     if (perRow < 1 || nValues % static_cast<std::size_t>(perRow) != 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, std::to_string(nValues) + " " + what +
-                                                          " of a surface are no rows of " +
-                                                          std::to_string(perRow));
+        ORQBasThrowUsage(std::to_string(nValues) + " " + what + " of a surface are no rows of " +
+                         std::to_string(perRow));
     }
 }
 
@@ -82,7 +82,7 @@ ORQSimPosition ORQObjRegionBuilder::AddSurfaceOfRevolution(const ORQString& name
          {std::pair{Orientation_axisPointA, &axisA}, std::pair{Orientation_axisPointB, &axisB}}) {
         NeedRecord(orientation, slot, AxisPoint)
             .DataRecord()
-            .SetDouble(0, kDimension, point->data());
+            .SetDouble(ORQSimRecordField::AxisPoint_coordinates, kDimension, point->data());
     }
     return surface;
 }
@@ -98,9 +98,8 @@ ORQSimPosition ORQObjRegionBuilder::SetSurfaceMesh(const ORQSimPosition& surface
     const auto isNone = [nNodes](int node) { return node < 0 || node >= nNodes; };
     if (const auto wrong = std::ranges::find_if(connectivity, isNone);
         wrong != connectivity.end()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "node " + std::to_string(*wrong) +
-                                                          " of a surface is none of its " +
-                                                          std::to_string(nNodes) + " nodes");
+        ORQBasThrowUsage("node " + std::to_string(*wrong) + " of a surface is none of its " +
+                         std::to_string(nNodes) + " nodes");
     }
     const ORQSimPosition mesh = surface.CreateDataRecord(Mesh).Pos();
     surface.SetPosition(AnalyticalSurface_mesh, mesh);
@@ -143,8 +142,7 @@ void ORQObjRegionBuilder::AddOutputRegion(const ORQSimPosition& region) const {
     const ORQSimPosition regions = m_document.GetModel().GetPosition(Model_regions);
     const int member = ORQSimCollection(regions.GetCollection()).MemberIndex(region);
     if (member < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "an object that is no region of the model cannot have output");
+        ORQBasThrowUsage("an object that is no region of the model cannot have output");
     }
     const ORQSimPosition output = NeedRecord(m_document.Focus(), Focus_output, Output);
     const ORQSimCSet known =

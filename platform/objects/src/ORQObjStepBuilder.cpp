@@ -12,6 +12,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "UserFieldType.h"
@@ -87,9 +88,8 @@ constexpr std::array<int, 4> kGridTypesWithPoints = {
 void CheckDefinition(const ORQObjFieldDefinition& definition, const ORQSimPosition& step) {
     using namespace ORQSimSchema;
     const auto refuse = [&](const std::string& text) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "field \"" + definition.name.UTF8() +
-                                                          "\" of step \"" + step.Name().UTF8() +
-                                                          "\": " + text);
+        ORQBasThrowUsage("field \"" + definition.name.UTF8() + "\" of step \"" +
+                         step.Name().UTF8() + "\": " + text);
     };
     if (definition.name.IsEmpty() || definition.components.empty()) {
         refuse("it has no name or no components");
@@ -176,8 +176,8 @@ void ORQObjStepBuilder::SetTimeIncrementation(const ORQSimPosition& step, double
     const ORQSimDataRecord record = NeedRecord(step, ORQSimSchema::Step_Gen_timeIncrementation,
                                                ORQSimSchema::TimeIncrementation)
                                         .DataRecord();
-    record.SetDouble(0, firstIncrement);
-    record.SetDouble(1, length);
+    record.SetDouble(ORQSimRecordField::TimeIncrementation_firstIncrement, firstIncrement);
+    record.SetDouble(ORQSimRecordField::TimeIncrementation_length, length);
 }
 
 ORQSimPosition ORQObjStepBuilder::StandardFieldType(const ORQString& identifier) const {
@@ -187,7 +187,7 @@ ORQSimPosition ORQObjStepBuilder::StandardFieldType(const ORQString& identifier)
     ORQSimPosition type = types.Find(identifier);
     if (type.IsNull()) {
         const ORQSimDataRecord record = m_document.CreateDataRecord(FieldType_standard);
-        record.SetString(0, identifier);
+        record.SetString(ORQSimRecordField::FieldType_standard_identifier, identifier);
         type = record.Pos();
         InsertNamed(types, identifier, type, "field type");
     }

@@ -24,14 +24,10 @@ namespace {
 constexpr int kLeastSide = 32;
 constexpr int kLargestSide = 10000;
 
-[[noreturn]] void FailUsage(const std::string& text) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
-}
-
 bool IsSvg(const std::filesystem::path& file) {
     const std::string ending = file.extension().string();
     if (ending != ".svg" && ending != ".png") {
-        FailUsage(file.string() + ": is of no format that can be drawn; endings: .png .svg");
+        ORQBasThrowUsage(file.string() + ": is of no format that can be drawn; endings: .png .svg");
     }
     return ending == ".svg";
 }
@@ -45,8 +41,8 @@ PictureSize SizeFrom(const std::string& text) {
     const auto isRight = [](int side) { return side >= kLeastSide && side <= kLargestSide; };
     if (height.ec != std::errc() || height.ptr != end || !isRight(size.width) ||
         !isRight(size.height)) {
-        FailUsage("--size " + text + ": is not WIDTHxHEIGHT in pixels, each from " +
-                  std::to_string(kLeastSide) + " to " + std::to_string(kLargestSide));
+        ORQBasThrowUsage("--size " + text + ": is not WIDTHxHEIGHT in pixels, each from " +
+                         std::to_string(kLeastSide) + " to " + std::to_string(kLargestSide));
     }
     return size;
 }
@@ -54,7 +50,7 @@ PictureSize SizeFrom(const std::string& text) {
 MeshPictureOptions PictureOptions(const DrawOptions& options) {
     MeshPictureOptions picture;
     if (options.colourBy == "block" && !options.sets.empty()) {
-        FailUsage("--set and --colour-by block exclude each other");
+        ORQBasThrowUsage("--set and --colour-by block exclude each other");
     }
     if (!options.view.empty()) {
         picture.view = options.view;
@@ -127,7 +123,7 @@ ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     const bool isSvg = IsSvg(options.output);
     if (!options.force &&
         std::filesystem::exists(std::filesystem::symlink_status(options.output))) {
-        FailUsage(options.output.string() + ": exists already; --force replaces it");
+        ORQBasThrowUsage(options.output.string() + ": exists already; --force replaces it");
     }
     ORQBasStaged file(options.output, "draw");
     const ORQObjDocument document(OpenModel(options.database));

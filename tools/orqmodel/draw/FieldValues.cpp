@@ -20,10 +20,6 @@ using Place = ORQExcResultArray::Place;
 constexpr int kVectorCodes[] = {0, 12, 20};
 constexpr int kTensorCodes[] = {1, 14, 23, 5, 10, 18};  // 11, 22, 33, 12, 13, 23
 
-[[noreturn]] void FailUsage(const std::string& text) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
-}
-
 /// What is made of the components of a member.
 struct Quantity {
     std::string name;
@@ -82,7 +78,7 @@ Quantity QuantityOf(const Field& field, const std::string& label) {
     for (const ORQExcResults::Component& each : field.components) {
         components += (components.empty() ? "" : ", ") + each.label;
     }
-    FailUsage(
+    ORQBasThrowUsage(
         fmt::format("--field {}: it has several components; name one of {}", label, components));
 }
 
@@ -93,7 +89,7 @@ const Field& FindField(const ORQExcResults& results, const std::string& label) {
             field.name == label ||
             std::ranges::count(field.components, label, &ORQExcResults::Component::label) != 0;
         if (isIt && field.place == Place::Model) {
-            FailUsage(fmt::format(
+            ORQBasThrowUsage(fmt::format(
                 "--field {}: is of the whole model; nothing can be coloured by it", label));
         }
         if (isIt) {
@@ -103,8 +99,8 @@ const Field& FindField(const ORQExcResults& results, const std::string& label) {
             known.push_back(field.name);
         }
     }
-    FailUsage(fmt::format("--field {}: the model has no such results{}", label,
-                          ORQExcNearNames(label, known)));
+    ORQBasThrowUsage(fmt::format("--field {}: the model has no such results{}", label,
+                                 ORQExcNearNames(label, known)));
 }
 
 }  // namespace
@@ -115,7 +111,7 @@ FieldValues FieldValuesAt(const ORQExcModel& model, const ORQExcResults& results
     const Quantity quantity = QuantityOf(field, label);
     const int nFrames = static_cast<int>(results.Frames().size());
     if (number > nFrames) {
-        FailUsage(fmt::format("--step {}: the model has {} times", number, nFrames));
+        ORQBasThrowUsage(fmt::format("--step {}: the model has {} times", number, nFrames));
     }
     const bool isNodal = field.place == Place::Node;
     const ORQSimCSet members = isNodal ? model.Nodes() : model.Elements();
@@ -126,8 +122,8 @@ FieldValues FieldValuesAt(const ORQExcModel& model, const ORQExcResults& results
         frame = number > 0 ? -1 : frame - 1;
     }
     if (frame < 0) {
-        FailUsage(fmt::format("--field {}: it has no values{}", label,
-                              number > 0 ? fmt::format(" at step {}", number) : ""));
+        ORQBasThrowUsage(fmt::format("--field {}: it has no values{}", label,
+                                     number > 0 ? fmt::format(" at step {}", number) : ""));
     }
     FieldValues shown{isNodal, {}, quantity.name, ""};
     for (std::size_t i = 0; i < values.size(); i += nComponents) {

@@ -23,6 +23,10 @@ int ORQBasFailure::GetCode() const {
     return static_cast<int>(m_kind);
 }
 
+void ORQBasThrowUsage(const std::string& text, const char* file, int line) {
+    throw ORQBasFailure(ORQBasFailureKind::Usage, text, file, line);
+}
+
 void ORQBasThrowSystemFailure(const std::string& path, const std::string& doing, const char* file,
                               int line) {
     const int error = errno;

@@ -116,7 +116,7 @@ void ORQBasStaged::PutIntoPlace(bool mayReplace) {
             ORQBasThrowSystemFailure(m_place.string(), "give it its name");
         }
         if (!mayReplace) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage, m_place.string() + ": exists already");
+            ORQBasThrowUsage(m_place.string() + ": exists already");
         }
         Exchange();
     }

@@ -182,6 +182,7 @@ void ChunkStore::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     if (bytes.empty()) {
         return;
     }
+    CheckPlaces();
     Change change(m_catalogue.Unfinished());
     Extent& extent = Find(store, part, chunk);
     if (extent.level != m_level) {
@@ -290,6 +291,7 @@ void ChunkStore::Replace(Extent& extent, std::int64_t begin, std::span<const std
 }
 
 void ChunkStore::Erase(std::int64_t store) {
+    CheckPlaces();
     Change change(m_catalogue.Unfinished());
     for (Cursor row = m_catalogue.Find(Table::Extent, store); row.Next();) {
         m_space.Free(row.Int(3), row.Int(4));
@@ -297,6 +299,40 @@ void ChunkStore::Erase(std::int64_t store) {
     m_catalogue.Erase(Table::Extent, store);
     m_chunks.erase(m_chunks.lower_bound({store, 0}), m_chunks.lower_bound({store + 1, 0}));
     change.Finish();
+}
+
+void ChunkStore::TrimEnd() {
+    if (m_space.ReachesEnd(m_bulkEnd)) {
+        CheckPlaces();
+        m_space.TrimEnd(m_bulkEnd);
+    }
+}
+
+void ChunkStore::CheckPlaces() {
+    if (m_arePlacesChecked) {
+        return;
+    }
+    std::vector<std::pair<std::int64_t, std::int64_t>> places;  // [begin, end)
+    for (Cursor row = m_catalogue.Find(Table::Extent); row.Next();) {
+        places.emplace_back(row.Int(3), row.Int(3) + row.Int(4));
+    }
+    for (Cursor row = m_catalogue.Find(Table::FreeExtent); row.Next();) {
+        places.emplace_back(row.Int(0), row.Int(0) + row.Int(1));
+    }
+    std::ranges::sort(places);
+    std::int64_t end = kBulkPage;
+    for (const auto& [begin, placeEnd] : places) {
+        if (begin < end || placeEnd > m_bulkEnd) {
+            throw ORQBasFailure(
+                ORQBasFailureKind::Damaged,
+                "bulk.bin: rows of the catalogue own bytes " + std::to_string(begin) + " to " +
+                    std::to_string(placeEnd) + ", which " +
+                    (begin < end ? "others own too" : "lie behind the end that it says") +
+                    "; nothing is written");
+        }
+        end = placeEnd;
+    }
+    m_arePlacesChecked = true;
 }
 
 void ChunkStore::Forget() noexcept {

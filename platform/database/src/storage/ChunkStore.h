@@ -95,6 +95,14 @@ class ChunkStore {
                std::span<const std::byte> bytes, std::int64_t reserve = 0);
     void Erase(std::int64_t store);
 
+    // Gives free space at the end back, see FreeSpace::TrimEnd.
+    void TrimEnd();
+    // Throws Damaged where two rows own the same bytes of the bulk file, or one owns bytes behind
+    // its end: whoever trusted them would write over data of others, or cut it off. So they are
+    // compared once, before this handle first writes, frees or cuts; costs a look at each row.
+    void CheckPlaces();
+    bool ArePlacesChecked() const { return m_arePlacesChecked; }
+
     // From here on, what was written so far may not be written again where it lies.
     void BeginLevel() { ++m_level; }
     // The catalogue's rows may have changed: reads them again when they are needed. Blocks that
@@ -126,6 +134,7 @@ class ChunkStore {
     std::int64_t m_bulkEnd = kBulkPage;
     std::int64_t m_level = 1;
     bool m_wroteBytes = false;
+    bool m_arePlacesChecked = false;
     std::map<Key, Chunks> m_chunks;  // all rows of a part, or nothing of it
     std::map<Key, Chunks> m_before;  // as of the last Forget
 };

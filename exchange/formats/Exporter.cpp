@@ -1,5 +1,8 @@
+#include <fmt/format.h>
+
 #include "ORQBasFailure.h"
 #include "ORQExcFormats.h"
+#include "ORQExcKeptTexts.h"
 #include "formats/FormatTable.h"
 #include "formats/Formats.h"
 
@@ -30,6 +33,19 @@ const std::filesystem::path& Free(const std::filesystem::path& path, bool mayRep
     return path;
 }
 
+void DropTextsOfOtherFormats(const ORQExcModel& model, std::string_view format,
+                             ORQExcReport& report) {
+    for (const ORQExcKeptText& text : ORQExcReadKeptTexts(model.Document())) {
+        for (const auto& [name, count] : text.contents) {
+            if (text.format != format && !text.isAlsoInModel) {
+                report.Drop(
+                    text.section, name, count,
+                    fmt::format("it is text of {}, for exports of that format", text.format));
+            }
+        }
+    }
+}
+
 }  // namespace
 
 ORQExcExporter::ORQExcExporter(const std::filesystem::path& output, bool mayReplace)
@@ -54,6 +70,7 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
     }
     ORQExcReport report;
     m_format.write(model, results, output, report);
+    DropTextsOfOtherFormats(model, m_format.name, report);
     return report;
 }
 

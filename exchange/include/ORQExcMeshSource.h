@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ORQBasExport.h"
+#include "ORQExcKeptTexts.h"
 #include "ORQExcLayup.h"
 #include "ORQExcReport.h"
 #include "ORQExcResultSource.h"
@@ -41,6 +42,13 @@ class ORQ_EXPORT ORQExcMeshSource {
         /// same format; empty when there is none.
         std::string definition = {};
     };
+    /// Nodes and elements that are labelled together; instances follow each other.
+    struct Instance {
+        std::string name;
+        int nNodes;
+        int nElements;
+    };
+    static constexpr const char* kMainInstance = "PART-1";
     struct Set {
         std::string name;
         int number;
@@ -68,6 +76,8 @@ class ORQ_EXPORT ORQExcMeshSource {
     virtual int Dimension() const = 0;
     virtual int NumNodes() const = 0;
     virtual const std::vector<Block>& Blocks() const = 0;
+    /// Of all nodes and elements; empty: one, kMainInstance. Blocks lie within instances.
+    virtual std::vector<Instance> Instances() const { return {}; }
     virtual const std::vector<Set>& NodeSets() const = 0;
     virtual const std::vector<Set>& ElementSets() const = 0;
     virtual const std::vector<Set>& SideSets() const = 0;
@@ -91,6 +101,9 @@ class ORQ_EXPORT ORQExcMeshSource {
 
     /// The results of the file; null when the format has none. The source keeps it.
     virtual ORQExcResultSource* Results() { return nullptr; }
+
+    /// What the model has no place for, or not for all of it.
+    virtual std::vector<ORQExcKeptText> KeptTexts() const { return {}; }
 
     /// What is delivered otherwise than the file has it, and what is left out for reasons of its
     /// own.

@@ -33,14 +33,28 @@ struct NastranElementCard {
 
 /// Null when the card is none of an element.
 const NastranElementCard* FindNastranElementCard(std::string_view name);
-/// The card by which a shape is written whose own card is not known; null when there is none.
-const NastranElementCard* FindNastranElementCardFor(const ORQExcShape& shape);
+/// A card, and the largest of its shapes whose nodes begin those of a shape.
+struct NastranElementCardFor {
+    const NastranElementCard* card = nullptr;
+    const ORQExcShape* shape = nullptr;
+};
+/// The card by which a shape is written: that of the name if it has the shape, else one of a shape
+/// with as many nodes or, where there is none, fewer. A point becomes a mass, and a plane shape a
+/// shell. No card when there is none.
+NastranElementCardFor FindNastranElementCardFor(const ORQExcShape& shape, std::string_view name);
+/// The property card that stands for one that a model does not have, of elements of a family.
+std::string_view NastranPlaceholderCard(std::string_view family);
 /// The number of a property stands in this field of an element card that has one.
 inline constexpr int kNastranPropertyField = 2;
 
 /// The kinds of element that a property card is for, such as "shell"; empty when the card is none
 /// of a property.
 std::string_view NastranPropertyFamily(std::string_view card);
+
+/// Cards of some properties hold several: the number of each stands this many fields behind that of
+/// the one before. kNoStride: there is one.
+inline constexpr int kNoStride = 8;
+int NastranPropertyStride(std::string_view card);
 
 /// What a material card says: its constants are the fields 2, 3, ... The same fields of its
 /// temperature card ("MATT1" for "MAT1") name the tables by which they depend on temperature.

@@ -18,24 +18,17 @@ class MaterialCards {
   public:
     MaterialCards(NastranText& text, ORQExcReport& report) : m_text(text), m_report(report) {}
 
-    std::vector<int> Write(const std::vector<ORQExcLayup::Material>& materials) {
-        std::vector<int> given;
-        Numbers numbers;
-        for (const ORQExcLayup::Material& material : materials) {
-            given.push_back(numbers.Unique(material.number));
-            const NastranMaterialCard* const card = FindNastranMaterialCard(material.kind);
-            if (card == nullptr) {
-                m_report.Drop(
-                    "material", material.name, 1,
-                    fmt::format("the model has no constants of it; sections name it as {}",
-                                given.back()));
-                continue;
-            }
-            WriteConstants(material, *card, given.back());
-            WriteDependence(material, *card, given.back());
-            m_report.Keep("material", material.name, 1);
+    void Write(const ORQExcLayup::Material& material, int number) {
+        const NastranMaterialCard* const card = FindNastranMaterialCard(material.kind);
+        if (card == nullptr) {
+            m_report.Drop(
+                "material", material.name, 1,
+                fmt::format("the model has no constants of it; sections name it as {}", number));
+            return;
         }
-        return given;
+        WriteConstants(material, *card, number);
+        WriteDependence(material, *card, number);
+        m_report.Keep("material", material.name, 1);
     }
 
   private:
@@ -140,9 +133,29 @@ class MaterialCards {
 
 }  // namespace
 
-std::vector<int> WriteMaterialCards(const std::vector<ORQExcLayup::Material>& materials,
-                                    NastranText& text, ORQExcReport& report) {
-    return MaterialCards(text, report).Write(materials);
+std::vector<int> MaterialNumbers(const std::vector<ORQExcLayup::Material>& materials) {
+    // Instances have numberings of their own: their materials are told apart by their names.
+    std::vector<int> numbers;
+    std::map<std::string, Numbers> taken;
+    for (const ORQExcLayup::Material& material : materials) {
+        const std::string own = fmt::format("{} {}", material.kind, material.number);
+        const bool isOfDeck = !material.kind.empty() && material.name.starts_with(own);
+        numbers.push_back(
+            taken[isOfDeck ? material.name.substr(own.size()) : ""].Unique(material.number));
+    }
+    return numbers;
+}
+
+void WriteMaterialCards(const std::vector<ORQExcLayup::Material>& materials,
+                        const std::vector<int>& numbers,
+                        const std::function<bool(const ORQExcLayup::Material&)>& isWritten,
+                        NastranText& text, ORQExcReport& report) {
+    MaterialCards cards(text, report);
+    for (std::size_t i = 0; i < materials.size(); ++i) {
+        if (!isWritten(materials[i])) {
+            cards.Write(materials[i], numbers[i]);
+        }
+    }
 }
 
 }  // namespace orq::exchange

@@ -4,7 +4,6 @@
 #include <array>
 #include <initializer_list>
 #include <map>
-#include <sstream>
 #include <utility>
 
 namespace orq::exchange {
@@ -128,19 +127,6 @@ const std::vector<NastranElementCard>& ElementCards() {
     return cards;
 }
 
-/// In the order of the fields: properties, each with the names of its components.
-std::vector<NastranMaterialCard::Constant> Constants(
-    std::initializer_list<std::pair<const char*, const char*>> properties) {
-    std::vector<NastranMaterialCard::Constant> constants;
-    for (const auto& [property, names] : properties) {
-        std::istringstream words(names);
-        for (std::string name; words >> name;) {
-            constants.push_back({property, name});
-        }
-    }
-    return constants;
-}
-
 }  // namespace
 
 const NastranElementCard* FindNastranElementCard(std::string_view name) {
@@ -215,67 +201,11 @@ int NastranPropertyStride(std::string_view card) {
     return card == "PDAMP" || card == "PMASS" ? 2 : kNoStride;
 }
 
-const NastranMaterialCard* FindNastranMaterialCard(std::string_view card) {
-    static const std::map<std::string_view, NastranMaterialCard> cards = {
-        {"MAT1",
-         {Constants({{"elastic", "E G nu"},
-                     {"density", "density"},
-                     {"expansion", "alpha Tref"},
-                     {"damping", "damping"},
-                     {"strength", "St Sc Ss"},
-                     {"axes", "system"}}),
-          true, 12}},
-        {"MAT2",
-         {Constants({{"elastic", "G11 G12 G13 G22 G23 G33"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
-                     {"damping", "damping"},
-                     {"strength", "St Sc Ss"},
-                     {"axes", "system"}}),
-          true, 17}},
-        {"MAT3",
-         {Constants({{"elastic", "Ex Eth Ez nuxth nuthz nuzx"},
-                     {"density", "density"},
-                     {"unnamed", "field_12 field_13"},
-                     {"elastic", "Gzx"},
-                     {"expansion", "alphax alphath alphaz Tref"},
-                     {"damping", "damping"}})}},
-        {"MAT8",
-         {Constants({{"elastic", "E1 E2 nu12 G12 G13 G23"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 Tref"},
-                     {"strength", "Xt Xc Yt Yc S"},
-                     {"damping", "damping"},
-                     {"strength", "F12 strain"}})}},
-        {"MAT9",
-         {Constants({{"elastic",
-                      "G11 G12 G13 G14 G15 G16 G22 G23 G24 G25 G26 G33 G34 G35 G36 G44 G45 G46 "
-                      "G55 G56 G66"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 alpha3 alpha4 alpha5 alpha6 Tref"},
-                     {"damping", "damping"}})}},
-        {"MAT10",
-         {Constants({{"acoustic", "bulk"},
-                     {"density", "density"},
-                     {"acoustic", "speed"},
-                     {"damping", "damping"},
-                     {"acoustic", "admittance"}}),
-          false}},
-        {"MAT11",
-         {Constants({{"elastic", "E1 E2 E3 nu12 nu13 nu23 G12 G13 G23"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
-                     {"damping", "damping"}})}},
-    };
-    const auto found = cards.find(card);
-    return found == cards.end() ? nullptr : &found->second;
-}
-
-int NastranMaterialCard::FieldOf(std::string_view component) const {
-    const auto found = std::ranges::find(constants, component, &Constant::name);
-    return found == constants.end()
+int NastranFieldOf(const MaterialKind& kind, std::string_view component) {
+    const auto found = std::ranges::find(kind.constants, component, &MaterialKind::Constant::name);
+    return found == kind.constants.end()
                ? 0
-               : kFirstMaterialConstant + static_cast<int>(found - constants.begin());
+               : kFirstMaterialConstant + static_cast<int>(found - kind.constants.begin());
 }
 
 std::string NastranTemperatureCard(std::string_view materialCard) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ORQExcShapes.h"
+#include "model/MaterialKinds.h"
 
 namespace orq::exchange {
 
@@ -56,34 +57,21 @@ std::string_view NastranPropertyFamily(std::string_view card);
 inline constexpr int kNoStride = 8;
 int NastranPropertyStride(std::string_view card);
 
-/// What a material card says: its constants are the fields 2, 3, ... The same fields of its
-/// temperature card ("MATT1" for "MAT1") name the tables by which they depend on temperature.
-struct NastranMaterialCard {
-    struct Constant {
-        std::string property;  ///< of the material, for example "elastic"
-        std::string name;      ///< of the component, for example "E1"; unique in the card
-    };
-    std::vector<Constant> constants;
-    bool hasTemperatureCard = true;
-    int integerField = 0;  ///< one of the constants that is spelt as an integer; 0: none
-
-    /// The field of a component, 0 for what the card does not have.
-    int FieldOf(std::string_view component) const;
-};
+/// A material card's constants, in the order of its kind, are the fields 2, 3, ... The same fields
+/// of its temperature card ("MATT1" for "MAT1") name the tables by which they depend on temperature.
 inline constexpr int kFirstMaterialConstant = 2;
 
 /// The pairs of a table begin in its second line.
 inline constexpr int kFirstTableField = 9;
 
-/// Null when the card is none of a material with constants.
-const NastranMaterialCard* FindNastranMaterialCard(std::string_view card);
+/// The field of a component, 0 for what the card does not have.
+int NastranFieldOf(const MaterialKind& kind, std::string_view component);
 /// "MATT1" for "MAT1".
 std::string NastranTemperatureCard(std::string_view materialCard);
 
 /// The constants of a section, in its ORQExcLayup::Section: those of "PSHELL" are the fields 4 to
 /// 11, those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by NastranWord
-/// numbers; the angle of each ply follows where the layers' own angles are turned by those of
-/// elements.
+/// numbers.
 inline constexpr int kFirstShellConstant = 4;
 inline constexpr int kNumShellConstants = 8;
 inline constexpr int kFirstLaminateConstant = 2;

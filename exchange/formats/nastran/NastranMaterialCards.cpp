@@ -19,7 +19,7 @@ class MaterialCards {
     MaterialCards(NastranText& text, ORQExcReport& report) : m_text(text), m_report(report) {}
 
     void Write(const ORQExcLayup::Material& material, int number) {
-        const NastranMaterialCard* const card = FindNastranMaterialCard(material.kind);
+        const MaterialKind* const card = FindMaterialKind(material.kind);
         if (card == nullptr) {
             m_report.Drop(
                 "material", material.name, 1,
@@ -32,7 +32,7 @@ class MaterialCards {
     }
 
   private:
-    static constexpr int kNoField = 0;  ///< as NastranMaterialCard::FieldOf answers
+    static constexpr int kNoField = 0;  ///< as NastranFieldOf answers
 
     static std::string NameOf(const ORQExcLayup::Material& material,
                               const ORQExcMaterialTable& table, std::size_t component) {
@@ -41,9 +41,9 @@ class MaterialCards {
     }
 
     /// The field of a component on the card; where it has none, the component is reported.
-    int FieldOf(const ORQExcLayup::Material& material, const NastranMaterialCard& card,
+    int FieldOf(const ORQExcLayup::Material& material, const MaterialKind& card,
                 const ORQExcMaterialTable& table, std::size_t component) {
-        const int field = card.FieldOf(table.components[component].name);
+        const int field = NastranFieldOf(card, table.components[component].name);
         if (field == kNoField) {
             m_report.Drop("material component", NameOf(material, table, component),
                           static_cast<std::int64_t>(table.NumRows()),
@@ -52,7 +52,7 @@ class MaterialCards {
         return field;
     }
 
-    void WriteConstants(const ORQExcLayup::Material& material, const NastranMaterialCard& card,
+    void WriteConstants(const ORQExcLayup::Material& material, const MaterialKind& card,
                         int number) {
         BulkFields fields;
         fields.Set(1, number);
@@ -63,7 +63,7 @@ class MaterialCards {
                 if (field == kNoField || std::isnan(value)) {
                     continue;
                 }
-                if (field != card.integerField) {
+                if (table.components[i].name != card.integer) {
                     fields.Set(field, value);
                 } else if (value == static_cast<int>(std::clamp(value, -1e9, 1e9))) {
                     fields.Set(field, static_cast<int>(value));
@@ -78,7 +78,7 @@ class MaterialCards {
     }
 
     /// The card that names the tables of the material, and those tables that are new.
-    void WriteDependence(const ORQExcLayup::Material& material, const NastranMaterialCard& card,
+    void WriteDependence(const ORQExcLayup::Material& material, const MaterialKind& card,
                          int number) {
         BulkFields fields;
         for (const ORQExcMaterialTable& table : material.tables) {

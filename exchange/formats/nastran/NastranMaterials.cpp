@@ -58,7 +58,7 @@ BulkTaken NastranMaterials::Add(const BulkCard& card) {
 
 BulkTaken NastranMaterials::AddMaterial(const BulkCard& card) {
     const std::string kind(card.Name());
-    const NastranMaterialCard* const known = FindNastranMaterialCard(kind);
+    const MaterialKind* const known = FindMaterialKind(kind);
     const auto number = card.IsInt(1) || known != nullptr ? card.NeededLabel(1) : std::nullopt;
     if (!number) {
         return BulkTaken::No;
@@ -70,7 +70,7 @@ BulkTaken NastranMaterials::AddMaterial(const BulkCard& card) {
     ORQExcLayup::Material material{fmt::format("{} {}", kind, *number), *number};
     material.kind = kind;
     int field = kFirstMaterialConstant;
-    for (const NastranMaterialCard::Constant& constant : known->constants) {
+    for (const MaterialKind::Constant& constant : known->constants) {
         AddColumn(TableOver({}, constant.property, material.tables), {constant.name},
                   {card.RealOr(field++, kBlank)});
     }
@@ -112,8 +112,8 @@ int NastranMaterials::PlaceOf(int number) const {
 BulkTaken NastranMaterials::AddDependence(const BulkCard& card) {
     constexpr std::string_view kBegin = "MATT";
     const std::string materialCard = std::string("MAT").append(card.Name().substr(kBegin.size()));
-    const NastranMaterialCard* const known = FindNastranMaterialCard(materialCard);
-    if (known == nullptr || !known->hasTemperatureCard) {
+    const MaterialKind* const known = FindMaterialKind(materialCard);
+    if (known == nullptr || !known->dependsOnTemperature) {
         return BulkTaken::No;
     }
     const auto number = card.NeededLabel(1);
@@ -248,7 +248,7 @@ void NastranMaterials::Apply(const Dependence& dependence) {
         return drop(std::ssize(dependence.tables),
                     fmt::format("there is no {} {}", dependence.card, dependence.material));
     }
-    const auto& constants = FindNastranMaterialCard(dependence.card)->constants;
+    const auto& constants = FindMaterialKind(dependence.card)->constants;
     std::vector<ORQExcMaterialTable> tables;
     for (const auto& [field, number] : dependence.tables) {
         const auto constant = static_cast<std::size_t>(field - kFirstMaterialConstant);

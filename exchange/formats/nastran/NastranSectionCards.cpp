@@ -37,18 +37,18 @@ bool IsOfDeck(const ORQExcLayup::Section& section) {
     return section.kind == "PSHELL" || section.kind == "PCOMP" || section.kind == "PCOMPG";
 }
 
-/// A layer's angle without those that elements add to it.
-std::optional<double> OwnAngle(const ORQExcLayup::Section& section, std::size_t layer) {
-    const std::size_t place =
-        (section.kind == "PSHELL" ? kNumShellConstants : kNumLaminateConstants) + layer;
-    return IsOfDeck(section) && place < section.constants.size() ? section.constants[place]
-                                                                 : section.layers[layer].angle;
-}
-
+/// The angles of layers without those that elements add to them. Databases of earlier releases have
+/// such behind the constants of the card.
 std::vector<std::optional<double>> OwnAngles(const ORQExcLayup::Section& section) {
+    const std::size_t nConstants =
+        section.kind == "PSHELL" ? kNumShellConstants : kNumLaminateConstants;
     std::vector<std::optional<double>> angles;
     for (std::size_t i = 0; i < section.layers.size(); ++i) {
-        angles.push_back(OwnAngle(section, i));
+        const ORQExcLayup::Layer& layer = section.layers[i];
+        angles.push_back(layer.nominalAngle ? layer.nominalAngle : layer.angle);
+        if (IsOfDeck(section) && nConstants + i < section.constants.size()) {
+            angles.back() = section.constants[nConstants + i];
+        }
     }
     return angles;
 }
@@ -212,19 +212,19 @@ void NastranSectionCards::WriteLaminate(const ORQExcLayup::Section& section,
     const bool isGlobal = card == "PCOMPG";
     int field = kFirstPlyField;
     std::int64_t nIncomplete = 0;
+    const std::vector<std::optional<double>> angles = OwnAngles(section);
     for (std::size_t i = 0; i < section.layers.size(); ++i) {
         const ORQExcLayup::Layer& layer = section.layers[i];
         if (isGlobal && layer.ply != ORQExcLayup::kNone) {
             fields.Set(field, m_scope.layup.plies[static_cast<std::size_t>(layer.ply)].number);
         }
         const int first = isGlobal ? field + 1 : field;
-        const std::optional<double> angle = OwnAngle(section, i);
         SetMaterial(fields, first, layer.material);
         if (layer.thickness) {
             fields.Set(first + 1, *layer.thickness);
         }
-        fields.Set(first + 2, angle.value_or(0));
-        nIncomplete += layer.thickness && angle ? 0 : 1;
+        fields.Set(first + 2, angles[i].value_or(0));
+        nIncomplete += layer.thickness && angles[i] ? 0 : 1;
         field += isGlobal ? kGlobalPlyFields : kPlyFields;
     }
     m_scope.text.Card(card, fields);

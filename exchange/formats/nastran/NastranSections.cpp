@@ -108,7 +108,7 @@ void NastranSections::AddSection(const BulkProperty& property, const std::string
     for (const BulkProperty::Ply& ply : property.plies) {
         section.layers.push_back(LayerOf(ply, direction, regions));
         if (nTurned > 0) {
-            section.constants.push_back(ply.angle);
+            section.layers.back().nominalAngle = ply.angle;
         }
     }
     if (nTurned > 0) {

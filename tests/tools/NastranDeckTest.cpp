@@ -265,6 +265,54 @@ TEST_F(NastranDeckTest, SuperelementsAreInstances) {
     EXPECT_EQ(model.NodeLabels(), (std::vector<int>{1, 2, 4, 1, 2, 3}));
 }
 
+TEST_F(NastranDeckTest, NominalAnglesStandBesideThoseOfElements) {
+    const std::string model = m_folder / "m.orq";
+    ASSERT_EQ(RunHere({"import",
+                       Written("GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\n"
+                               "CTRIA3,1,7,1,2,3,-5.1655\nCTRIA3,2,7,1,2,3\n"
+                               "PCOMP,7\n,5,.1,45.,,5,.1,0.\nMAT1,5,7.+10,,.3\n"),
+                       "-o", model})
+                  .status,
+              0);
+    const json section =
+        json::parse(RunHere({"layers", model, "PCOMP 7", "--json"}).out)["section"];
+    const json& layer = section["layers"][0];
+    EXPECT_EQ(layer["nominal_angle"], 45);
+    EXPECT_NEAR(layer["angle"]["range"]["lowest"].get<double>(), 39.8345, 1e-12);
+    EXPECT_EQ(layer["angle"]["range"]["highest"], 45);
+    EXPECT_EQ(section["layers"][1]["nominal_angle"], 0);
+}
+
+TEST_F(NastranDeckTest, ModelsOfOtherFormatsAreReadAgain) {
+    std::string mesh = "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$Nodes\n27\n";
+    std::string nodes;
+    for (int node = 1; node <= 27; ++node) {
+        mesh += std::to_string(node) + " " + std::to_string(node % 3) + " " +
+                std::to_string(node / 3 % 3) + " " + std::to_string(node / 9) + "\n";
+        nodes += " " + std::to_string(node);
+    }
+    mesh += "$EndNodes\n$Elements\n4\n1 12 2 1 1" + nodes +
+            "\n2 1 2 2 2 1 2\n3 15 2 3 3 5\n4 3 2 4 4 1 2 3 4\n$EndElements\n";
+    const std::string model = m_folder / "m.orq";
+    const std::string deck = m_folder / "back.bdf";
+    ASSERT_EQ(RunHere({"import", Written(mesh, "a.msh"), "-o", model}).status, 0);
+    const CommandResult exported = RunHere({"export", model, "-o", deck});
+    ASSERT_EQ(exported.status, 0) << exported.err;
+    EXPECT_THAT(exported.out, HasSubstr("became CHEXA of 20 nodes"));
+    std::multiset<std::string> names;
+    for (const std::string& card : CardsOf(Bytes(deck))) {
+        names.insert(card.substr(0, card.find(' ')));
+    }
+    for (const char* name : {"CHEXA", "CROD", "CONM2", "CQUAD4", "PSOLID", "PROD", "PSHELL"}) {
+        EXPECT_EQ(names.count(name), 1U) << name;
+    }
+    const CommandResult again = RunHere({"import", deck, "-o", m_folder / "n.orq"});
+    EXPECT_EQ(again.status, 0) << again.out;
+    const json info = json::parse(RunHere({"info", m_folder / "n.orq", "--json"}).out);
+    EXPECT_EQ(info["nodes"], 27);
+    EXPECT_EQ(info["elements"], 4);
+}
+
 /// All decks of the collections that are on this machine.
 std::vector<std::string> Corpus() {
     std::vector<std::string> decks;

@@ -28,6 +28,7 @@ struct NastranElementCard {
     std::vector<int> nodeFields;
     std::vector<const ORQExcShape*> shapes;  ///< the smallest first
     std::vector<NastranElementField> fields;
+    int secondLabelField = 0;  ///< where the card may hold a second element; 0: it may not
 
     bool IsShell() const { return shapes[0]->dimension == 2; }
 };

@@ -148,7 +148,15 @@ void NastranDeck::Open(const std::filesystem::path& path,
 const std::string& NastranDeck::ContentOf(const std::filesystem::path& path,
                                           const std::filesystem::path& found) {
     const auto known = m_contents.find(found);
-    return known != m_contents.end() ? known->second : m_contents[found] = ReadWholeFile(path);
+    if (known != m_contents.end()) {
+        return known->second;
+    }
+    std::string& content = m_contents[found];
+    content = ReadWholeFile(path);
+    if (constexpr std::string_view kMark = "\xEF\xBB\xBF"; content.starts_with(kMark)) {
+        content.erase(0, kMark.size());  // that of UTF-8
+    }
+    return content;
 }
 
 /// The files that include one another down to this one, the innermost few of them.

@@ -51,6 +51,10 @@ BulkTaken NastranElements::Add(const BulkCard& card) {
         }
         return BulkTaken::No;
     }
+    if (kind->secondLabelField != 0 && !card.IsBlank(kind->secondLabelField)) {
+        ++m_nTwofold[kind->name];
+        return BulkTaken::No;
+    }
     const auto label = card.NeededLabel(1);
     const int property = PropertyOf(card, *kind);
     const ORQExcShape* const shape = ReadNodes(card, *kind);
@@ -175,6 +179,9 @@ void NastranElements::Resolve(const NastranNodes& nodes, const NastranProperties
     for (const auto& [card, count] : m_nIncomplete) {
         m_losses.Change("elements", card, count,
                         "they lack some middle nodes and are taken by their corners");
+    }
+    for (const auto& [card, count] : m_nTwofold) {
+        m_losses.Note("cards of two elements", card, count, "the elements are kept as cards");
     }
     for (const auto& [card, count] : m_nScalar) {
         m_losses.Note("elements at scalar points", card, count,

@@ -83,6 +83,7 @@ class NastranElements {
     int m_barProperty = 0;  // of bars that name none
     int m_beamProperty = 0;
     std::map<std::string, int> m_nIncomplete;  // elements that lack some nodes, by card
+    std::map<std::string, int> m_nTwofold;     // cards of two elements, by card
     std::map<std::string, int> m_nScalar;      // elements at scalar points, by card
 };
 

@@ -169,7 +169,7 @@ class Deck {
     void WritePart(const std::string& instance, const std::string& suffix,
                    const std::vector<std::string>& others, const std::vector<char>& hasNode,
                    const std::vector<char>& hasElement) {
-        const ORQExcKeptText* const begin = Find(kNastranBegin, instance, false);
+        const ORQExcKeptText* const begin = Find(kNastranBegin, instance, true);
         m_text.Lines(begin == nullptr ? "BEGIN BULK" : begin->text);
         const ORQExcKeptText* const also = Find(kNastranCards, instance, true);
         const NastranKeptCards kept(

@@ -91,6 +91,7 @@ void NastranReader::Deliver(NastranPart& part, const std::string& name, const st
     DeliverLayup(sections.TakeLayup(), suffix);
     // There is always one, by which an export knows what came from a deck.
     PutControl(begin.empty() ? "BEGIN BULK" : begin, kNastranBegin, instance, m_keptTexts);
+    m_keptTexts.back().isAlsoInModel = true;  // as the instance
     std::move(part.kept).Put(instance, m_keptTexts);
     part.elements.Settle();
 }

@@ -2,6 +2,7 @@
 
 #include "ORQBasFailure.h"
 #include "ORQExcFormats.h"
+#include "ORQExcKeptTexts.h"
 #include "formats/FormatTable.h"
 #include "formats/Formats.h"
 #include "model/KeptArrays.h"
@@ -31,6 +32,19 @@ const std::filesystem::path& Free(const std::filesystem::path& path, bool mayRep
                             path.string() + ": exists already; --force replaces it");
     }
     return path;
+}
+
+void DropTextsOfOtherFormats(const ORQExcModel& model, std::string_view format,
+                             ORQExcReport& report) {
+    for (const ORQExcKeptText& text : ORQExcReadKeptTexts(model.Document())) {
+        for (const auto& [name, count] : text.contents) {
+            if (text.format != format && !text.isAlsoInModel) {
+                report.Drop(
+                    text.section, name, count,
+                    fmt::format("it is text of {}, for exports of that format", text.format));
+            }
+        }
+    }
 }
 
 }  // namespace
@@ -63,6 +77,7 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
                         fmt::format("kept for {} only", kept.format));
         }
     }
+    DropTextsOfOtherFormats(model, m_format.name, report);
     return report;
 }
 

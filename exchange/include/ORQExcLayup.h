@@ -12,6 +12,9 @@
 /// Fields of a material's record. Stored, do not change.
 inline constexpr int kMaterialNumberField = 0;  ///< ORQObjSectionBuilder writes it
 inline constexpr int kMaterialKindField = 1;
+/// Of a section's: how many nominal angles there are, 0 or one for each layer, and these.
+inline constexpr int kNumNominalAnglesField = 5;
+inline constexpr int kNominalAnglesField = 6;
 
 /// The layered shell sections of a model as an importer delivers them: lists of named objects that
 /// refer to each other by their places in the lists, and to elements by the names of element sets.
@@ -52,6 +55,8 @@ struct ORQExcLayup {
         int sectionPoints = 3;
         std::optional<double> thickness = {};  ///< in the model's length unit
         std::optional<double> angle = {};      ///< in degrees, about the shell's normal
+        /// What the ply has of its own, where angles are those turned by the directions of elements.
+        std::optional<double> nominalAngle = {};
         std::vector<Field> thicknesses = {};
         std::vector<Field> angles = {};
     };

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ORQBasExport.h"
+#include "ORQExcKeptTexts.h"
 #include "ORQExcLayup.h"
 #include "ORQExcReport.h"
 #include "ORQExcResultSource.h"
@@ -37,6 +38,13 @@ class ORQ_EXPORT ORQExcMeshSource {
         /// same format; empty when there is none.
         std::string definition = {};
     };
+    /// Nodes and elements that are labelled together; instances follow each other.
+    struct Instance {
+        std::string name;
+        int nNodes;
+        int nElements;
+    };
+    static constexpr const char* kMainInstance = "PART-1";
     struct Set {
         std::string name;
         int number;
@@ -70,6 +78,8 @@ class ORQ_EXPORT ORQExcMeshSource {
         int fileDimension = 3;  ///< that the file has; a line is delivered in the plane
         int nNodes = 0;
         std::vector<Block> blocks;
+        /// Of all nodes and elements; none: one, kMainInstance. Blocks lie within instances.
+        std::vector<Instance> instances;
         std::vector<Set> nodeSets;
         std::vector<Set> elementSets;
         std::vector<Set> sideSets;
@@ -88,6 +98,7 @@ class ORQ_EXPORT ORQExcMeshSource {
     /// Costs a pass over the blocks.
     int NumElements() const;
     const std::vector<Block>& Blocks() const { return m_contents.blocks; }
+    const std::vector<Instance>& Instances() const { return m_contents.instances; }
     const std::vector<Set>& NodeSets() const { return m_contents.nodeSets; }
     const std::vector<Set>& ElementSets() const { return m_contents.elementSets; }
     const std::vector<Set>& SideSets() const { return m_contents.sideSets; }
@@ -116,10 +127,13 @@ class ORQ_EXPORT ORQExcMeshSource {
     /// The results of the file; null when the format has none. The source keeps it.
     virtual ORQExcResultSource* Results() { return nullptr; }
 
+    /// What the model has no place for, or not for all of it.
+    virtual std::vector<ORQExcKeptText> KeptTexts() const { return {}; }
+
     /// What is delivered otherwise than the file has it, and what is left out.
     virtual ORQExcReport Losses() const { return {}; }
 
-    /// Throws when two nodes, or two elements, have the same label, naming both. Takes 4 bytes for
+    /// Throws when two nodes, or two elements, of an instance have the same label, naming both. Takes 4 bytes for
     /// each meanwhile. `file` is for the error's text.
     void CheckLabels(const std::filesystem::path& file);
 

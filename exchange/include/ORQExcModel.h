@@ -51,6 +51,11 @@ class ORQ_EXPORT ORQExcModel {
         int place;  ///< of the node in the element, from 0
         bool operator==(const Use&) const = default;
     };
+    struct Instance {
+        std::string name;
+        std::vector<int> nodes;     ///< ordinals
+        std::vector<int> elements;  ///< the same
+    };
     using FaceNodes = std::vector<int>;  ///< in the order of ORQExcShape::Side::nodes
     struct Surface {
         std::string name;
@@ -88,6 +93,8 @@ class ORQ_EXPORT ORQExcModel {
     std::vector<Use> UsesOf(int node) const;
     /// [end - begin][attributes], elements counted within the block.
     void ReadAttributes(const Block& block, int begin, int end, std::span<double> values) const;
+    /// Those that label nodes or elements.
+    std::vector<Instance> Instances() const;
     /// By ordinal; 0 for what no instance labels. Labels of several instances may repeat.
     std::vector<int> NodeLabels() const;
     std::vector<int> ElementLabels() const;

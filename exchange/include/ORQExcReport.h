@@ -9,7 +9,7 @@
 #include "ORQBasExport.h"
 
 /// What became of one object, or of a group of like objects, on the way in or out.
-enum class ORQExcOutcome { Kept, Noted, Changed, Dropped };
+enum class ORQExcOutcome { Kept, Noted, Found, Changed, Dropped };
 
 struct ORQExcReportEntry {
     ORQExcOutcome outcome;
@@ -30,16 +30,20 @@ class ORQ_EXPORT ORQExcReport {
     /// It is kept as the file has it, and looks wrong.
     void Note(std::string_view kind, std::string_view name, std::int64_t count,
               std::string_view reason);
+    /// It is wrong in the file, and kept as far as it can be.
+    void Find(std::string_view kind, std::string_view name, std::int64_t count,
+              std::string_view reason);
     void Change(std::string_view kind, std::string_view name, std::int64_t count,
                 std::string_view reason);
     void Drop(std::string_view kind, std::string_view name, std::int64_t count,
               std::string_view reason);
     void Append(const ORQExcReport& other);
 
-    bool HasDrops() const;
+    bool HasDrops() const { return Has(ORQExcOutcome::Dropped); }
+    bool HasFindings() const { return Has(ORQExcOutcome::Found); }
     const std::vector<ORQExcReportEntry>& Entries() const { return m_entries; }
 
-    /// One line per entry under the headings "kept", "noted", "changed" and "dropped"; a heading
+    /// One line per entry under the headings "kept", "noted", "findings", "changed" and "dropped"; a heading
     /// without entries is left out. For example
     ///
     ///     kept
@@ -49,6 +53,7 @@ class ORQ_EXPORT ORQExcReport {
     void Print(std::ostream& out) const;
 
   private:
+    bool Has(ORQExcOutcome outcome) const;
     void Add(ORQExcOutcome outcome, std::string_view kind, std::string_view name,
              std::int64_t count, std::string_view reason);
 

@@ -45,6 +45,8 @@ class ORQ_EXPORT ORQExcSections {
         int sectionPoints;
         Value thickness;
         Value angle;
+        /// Of the ply alone, in degrees, where `angle` contains the directions of elements.
+        std::optional<double> nominalAngle = {};
     };
     struct Stack {
         std::vector<Layer> layers;  ///< from the bottom

@@ -18,8 +18,8 @@ inline constexpr std::string_view kSurface = "surface ";
 inline constexpr std::string_view kBlockNumbers = "block number";
 inline constexpr std::string_view kBlockNames = "block name";
 inline constexpr std::string_view kBlockShapes = "block shape";
-inline constexpr std::string_view kShells = "shell";  ///< over cells: 1 for one of a shell
-inline constexpr std::string_view kTitle = "title";  ///< a text of the whole grid
+inline constexpr std::string_view kShells = "shell";    ///< over cells: 1 for one of a shell
+inline constexpr std::string_view kTitle = "title";     ///< a text of the whole grid
 inline constexpr std::string_view kTime = "TimeValue";  ///< VTK's own name for a grid's time
 
 }  // namespace orq::exchange::array_names

@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -30,6 +32,8 @@ constexpr int kNumConstantsField = 3;
 constexpr int kMostConstants = 1 << 20;  // far more than any card has
 constexpr int kConstantsField = 4;
 
+constexpr double kNoAngle = std::numeric_limits<double>::quiet_NaN();
+
 class Writer {
   public:
     Writer(const ORQExcLayup& layup, const ORQObjDocument& document)
@@ -54,6 +58,7 @@ class Writer {
             const ORQSimPosition position = m_builder.AddShellSection(
                 section.name, section.number, static_cast<int>(section.layers.size()));
             PutConstants(position, section);
+            PutNominalAngles(position, section);
             m_sections.push_back(position);
         }
         for (const ORQExcLayup::Assignment& assignment : m_layup.assignments) {
@@ -98,6 +103,20 @@ class Writer {
             record.SetInt(kNumConstantsField, count);
             record.SetDouble(kConstantsField, count, section.constants.data());
         }
+    }
+
+    static void PutNominalAngles(const ORQSimPosition& position,
+                                 const ORQExcLayup::Section& section) {
+        std::vector<double> angles;
+        for (const ORQExcLayup::Layer& layer : section.layers) {
+            angles.push_back(layer.nominalAngle.value_or(kNoAngle));
+        }
+        if (std::ranges::all_of(angles, [](double angle) { return std::isnan(angle); })) {
+            return;
+        }
+        const int count = static_cast<int>(angles.size());
+        position.DataRecord().SetInt(kNumNominalAnglesField, count);
+        position.DataRecord().SetDouble(kNominalAnglesField, count, angles.data());
     }
 
     ORQSimPosition Region(const std::string& elementSet) const {
@@ -267,6 +286,15 @@ class Reader {
             layer.angle = constant(layers.GetRotationAngleVariations()[i],
                                    layers.GetConstRotationAngles()[i]);
             section.layers.push_back(std::move(layer));
+        }
+        const ORQSimDataRecord record = position.DataRecord();
+        if (record.GetInt(kNumNominalAnglesField) == static_cast<int>(section.layers.size())) {
+            std::vector<double> angles(section.layers.size());
+            record.GetDouble(kNominalAnglesField, static_cast<int>(angles.size()), angles.data());
+            for (std::size_t i = 0; i < angles.size(); ++i) {
+                section.layers[i].nominalAngle =
+                    std::isnan(angles[i]) ? std::nullopt : std::optional(angles[i]);
+            }
         }
     }
 

@@ -9,11 +9,11 @@
 
 namespace {
 
-/// Throws when two of `count` labels are equal.
-void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int count,
+/// Throws when two of the labels [begin, end) are equal.
+void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int begin, int end,
                  const std::filesystem::path& file) {
-    std::vector<int> labels(static_cast<std::size_t>(count));
-    source.ReadLabels(type, 0, count, labels);
+    std::vector<int> labels(static_cast<std::size_t>(end - begin));
+    source.ReadLabels(type, begin, end, labels);
     if (std::ranges::adjacent_find(labels, std::greater_equal<>()) == labels.end()) {
         return;  // As they are in most files: each above the one before.
     }
@@ -23,14 +23,14 @@ void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int count,
         return;
     }
     const int label = *repeated;
-    source.ReadLabels(type, 0, count, labels);
+    source.ReadLabels(type, begin, end, labels);
     const auto first = std::ranges::find(labels, label);
     const auto second = std::find(first + 1, labels.end(), label);
     const std::string_view kind = type == ORQObjLabelerType::Node ? "node" : "element";
-    throw ORQExcImportError(
-        file, fmt::format("{} labels", kind),
-        fmt::format("{}s {} and {} in file order both have label {}", kind,
-                    first - labels.begin() + 1, second - labels.begin() + 1, label));
+    throw ORQExcImportError(file, fmt::format("{} labels", kind),
+                            fmt::format("{}s {} and {} in file order both have label {}", kind,
+                                        begin + (first - labels.begin()) + 1,
+                                        begin + (second - labels.begin()) + 1, label));
 }
 
 }  // namespace
@@ -64,6 +64,17 @@ std::vector<ORQExcMeshSource::Side> ORQExcMeshSource::ReadSideSet(int) {
 }
 
 void ORQExcMeshSource::CheckLabels(const std::filesystem::path& file) {
-    CheckUnique(*this, ORQObjLabelerType::Node, NumNodes(), file);
-    CheckUnique(*this, ORQObjLabelerType::Element, NumElements(), file);
+    if (Instances().empty()) {
+        CheckUnique(*this, ORQObjLabelerType::Node, 0, NumNodes(), file);
+        CheckUnique(*this, ORQObjLabelerType::Element, 0, NumElements(), file);
+        return;
+    }
+    int node = 0;
+    int element = 0;
+    for (const Instance& instance : Instances()) {
+        CheckUnique(*this, ORQObjLabelerType::Node, node, node + instance.nNodes, file);
+        CheckUnique(*this, ORQObjLabelerType::Element, element, element + instance.nElements, file);
+        node += instance.nNodes;
+        element += instance.nElements;
+    }
 }

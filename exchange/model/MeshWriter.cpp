@@ -27,8 +27,6 @@ using namespace orq::exchange;
 
 namespace {
 
-constexpr const char* kInstance = "PART-1";
-
 /// Names within one map: never empty, never twice.
 class Names {
   public:
@@ -75,9 +73,9 @@ class Writer {
                   (results == nullptr ? 0 : results->NumValues()) + 1;
         WriteTitle();
         m_builder.SetModelPrefix("");
-        const ORQSimPosition instance = m_builder.AddInstance(kInstance);
-        WriteNodes(instance);
-        WriteElements(instance);
+        WriteNodes();
+        WriteElements();
+        WriteLabels();
         WriteSets();
         WriteSurfaces();
         WriteArrays();
@@ -89,6 +87,7 @@ class Writer {
                 *results, m_builder.Document(), [this](std::int64_t done) { Advance(done); },
                 m_report);
         }
+        WriteKeptTexts();
         m_report.Append(m_source.Losses());
         m_options.progress(1.0);
     }
@@ -121,12 +120,24 @@ class Writer {
         m_builder.SetTitle(text);
     }
 
+    void WriteKeptTexts() {
+        const std::vector<ORQExcKeptText> texts = m_source.KeptTexts();
+        ORQExcWriteKeptTexts(texts, m_builder.Document());
+        for (const ORQExcKeptText& text : texts) {
+            for (const auto& [name, count] : text.contents) {
+                if (!text.isAlsoInModel) {
+                    m_report.Keep(text.section + " as text", name, count);
+                }
+            }
+        }
+    }
+
     // --- Nodes -----------------------------------------------------------------------------------
 
-    void WriteNodes(const ORQSimPosition& instance) {
+    void WriteNodes() {
         const int nNodes = m_source.NumNodes();
         const int dimension = m_source.Dimension();
-        const ORQSimCSetID all = m_builder.AddNodes(nNodes);
+        m_builder.AddNodes(nNodes);
         const ORQSimCSetID directions = m_builder.SpatialDirections(dimension);
         ORQSrvNodalCoordinates coordinates(m_builder.Coordinates(), m_options.nodesPerChunk);
         std::vector<double> values;
@@ -139,9 +150,6 @@ class Writer {
                                values.data());
             Advance(end - begin);
         }
-        std::vector<int> labels(static_cast<std::size_t>(nNodes));
-        m_source.ReadLabels(ORQObjLabelerType::Node, 0, nNodes, labels);
-        m_builder.SetLabels(ORQObjLabelerType::Node, instance, all, labels.data());
         m_report.Keep("nodes", "", nNodes);
         if (m_source.FileDimension() == 1) {
             m_report.Change("node coordinates", "", nNodes,
@@ -151,8 +159,8 @@ class Writer {
 
     // --- Elements --------------------------------------------------------------------------------
 
-    void WriteElements(const ORQSimPosition& instance) {
-        const ORQSimCSetID all = m_builder.AddElements(m_nElements);
+    void WriteElements() {
+        m_builder.AddElements(m_nElements);
         std::vector<std::pair<ORQSimPosition, ORQSimCSetID>> assignment;
         int first = 0;
         for (std::size_t i = 0; i < m_source.Blocks().size(); ++i) {
@@ -167,13 +175,39 @@ class Writer {
             WriteBlock(static_cast<int>(i), elements);
             first += block.nElements;
         }
-        std::vector<int> labels(static_cast<std::size_t>(m_nElements));
-        m_source.ReadLabels(ORQObjLabelerType::Element, 0, m_nElements, labels);
-        m_builder.SetLabels(ORQObjLabelerType::Element, instance, all, labels.data());
         m_builder.AssignElementSpecs(assignment);
         m_builder.SetLogicalSectionClassification(
             ORQSrvEltClassificationBuilder(m_builder.Document().Focus())
                 .BuildEltClassification(ORQSrvEltClassificationType::Shape));
+    }
+
+    void WriteLabels() {
+        std::vector<ORQExcMeshSource::Instance> instances = m_source.Instances();
+        if (instances.empty()) {
+            instances = {{ORQExcMeshSource::kMainInstance, m_source.NumNodes(), m_nElements}};
+        }
+        int firstNode = 0;
+        int firstElement = 0;
+        std::vector<int> labels;
+        for (const auto& [name, nNodes, nElements] : instances) {
+            const ORQSimPosition instance = m_builder.AddInstance(name);
+            labels.resize(static_cast<std::size_t>(std::max(nNodes, nElements)));
+            m_source.ReadLabels(ORQObjLabelerType::Node, firstNode, firstNode + nNodes, labels);
+            m_builder.SetLabels(ORQObjLabelerType::Node, instance,
+                                Range(NodeCollection(), firstNode, firstNode + nNodes).ID(),
+                                labels.data());
+            m_source.ReadLabels(ORQObjLabelerType::Element, firstElement, firstElement + nElements,
+                                labels);
+            m_builder.SetLabels(
+                ORQObjLabelerType::Element, instance,
+                Range(ElementCollection(), firstElement, firstElement + nElements).ID(),
+                labels.data());
+            firstNode += nNodes;
+            firstElement += nElements;
+        }
+        if (instances.size() > 1) {
+            m_report.Keep("instances", "", std::ssize(instances));
+        }
     }
 
     void WriteConnectivity(int number, int first, const ORQSimPosition& spec) {

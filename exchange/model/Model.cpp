@@ -350,6 +350,29 @@ std::vector<int> ORQExcModel::Labels(ORQObjLabelerType type, int count) const {
     return byOrdinal;
 }
 
+std::vector<ORQExcModel::Instance> ORQExcModel::Instances() const {
+    std::vector<Instance> instances;
+    for (const auto& [type, ordinalsOf] :
+         {std::pair(ORQObjLabelerType::Node, &Instance::nodes),
+          std::pair(ORQObjLabelerType::Element, &Instance::elements)}) {
+        ORQObjLabeler labeler(m_document, type);
+        labeler.Read();
+        for (const ORQString& name : labeler.Occurrences()) {
+            ORQSimArray<int> labels;
+            ORQSimArray<int> ordinals;
+            labeler.GetInstanceLabelsAndOrdinals(name, labels, ordinals);
+            auto at = std::ranges::find(instances, Text(name), &Instance::name);
+            if (at == instances.end()) {
+                at = instances.insert(at, {Text(name), {}, {}});
+            }
+            for (int i = 0; i < ordinals.Size(); ++i) {
+                ((*at).*ordinalsOf).push_back(ordinals.ConstGet(i));
+            }
+        }
+    }
+    return instances;
+}
+
 std::vector<int> ORQExcModel::NodeLabels() const {
     return Labels(ORQObjLabelerType::Node, m_nNodes);
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "ORQBasFailure.h"
+#include "ORQExcLayup.h"
 #include "ORQExcNearNames.h"
 #include "ORQExcSections.h"
 #include "ORQObjMesh.h"
@@ -26,6 +27,20 @@ constexpr int kSectionNumberField = 1;
 
 std::string NameOf(const ORQSimPosition& object) {
     return object.IsNull() ? std::string() : object.Name(ORQSimSchema::Record_name).UTF8();
+}
+
+void ReadNominalAngles(const ORQSimPosition& section, std::vector<ORQExcSections::Layer>& layers) {
+    const ORQSimDataRecord record = section.DataRecord();
+    if (record.GetInt(kNumNominalAnglesField) != static_cast<int>(layers.size())) {
+        return;
+    }
+    std::vector<double> angles(layers.size());
+    record.GetDouble(kNominalAnglesField, static_cast<int>(angles.size()), angles.data());
+    for (std::size_t i = 0; i < angles.size(); ++i) {
+        if (!std::isnan(angles[i])) {
+            layers[i].nominalAngle = angles[i];
+        }
+    }
 }
 
 /// The section services end the process for an assignment that leads nowhere.
@@ -253,6 +268,7 @@ ORQExcSections::Stack ORQExcSections::ReadOver(const Section& section,
              ReadValue(stored.GetRotationAngleVariations()[i], stored.GetConstRotationAngles()[i],
                        number, ORQSimSchema::SectionData_distributedAngles, elements)});
     }
+    ReadNominalAngles(section.position, layup.layers);
     return layup;
 }
 

@@ -10,9 +10,10 @@
 
 namespace {
 
-constexpr std::array<std::pair<ORQExcOutcome, const char*>, 4> kHeadings = {{
+constexpr std::array<std::pair<ORQExcOutcome, const char*>, 5> kHeadings = {{
     {ORQExcOutcome::Kept, "kept"},
     {ORQExcOutcome::Noted, "noted"},
+    {ORQExcOutcome::Found, "findings"},
     {ORQExcOutcome::Changed, "changed"},
     {ORQExcOutcome::Dropped, "dropped"},
 }};
@@ -40,6 +41,11 @@ void ORQExcReport::Note(std::string_view kind, std::string_view name, std::int64
     Add(ORQExcOutcome::Noted, kind, name, count, reason);
 }
 
+void ORQExcReport::Find(std::string_view kind, std::string_view name, std::int64_t count,
+                        std::string_view reason) {
+    Add(ORQExcOutcome::Found, kind, name, count, reason);
+}
+
 void ORQExcReport::Change(std::string_view kind, std::string_view name, std::int64_t count,
                           std::string_view reason) {
     Add(ORQExcOutcome::Changed, kind, name, count, reason);
@@ -60,9 +66,9 @@ void ORQExcReport::Add(ORQExcOutcome outcome, std::string_view kind, std::string
         {outcome, ORQExcPrintable(kind), ORQExcPrintable(name), count, ORQExcPrintable(reason)});
 }
 
-bool ORQExcReport::HasDrops() const {
-    return std::any_of(m_entries.begin(), m_entries.end(),
-                       [](const auto& entry) { return entry.outcome == ORQExcOutcome::Dropped; });
+bool ORQExcReport::Has(ORQExcOutcome outcome) const {
+    return std::ranges::any_of(
+        m_entries, [&](const ORQExcReportEntry& entry) { return entry.outcome == outcome; });
 }
 
 void ORQExcReport::Print(std::ostream& out) const {

@@ -82,10 +82,12 @@ TEST_P(RealDeck, HoldsTheNodesAndElementsOfTheDeck) {
     const std::vector<int> elementLabels = model.ElementLabels();
     json elements;
     for (const ORQExcModel::Block& block : model.Blocks()) {
+        // The other reader knows shells and bars.
+        const bool isCompared = block.shapeName != "CONM2" && block.shapeName != "PLOTEL";
         const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> rows(static_cast<std::size_t>(block.elements.Size()) * nNodes);
         model.ReadConnectivity(block, 0, block.elements.Size(), rows);
-        for (std::size_t i = 0; i < rows.size() && block.shapeName != "CONM2"; i += nNodes) {
+        for (std::size_t i = 0; i < rows.size() && isCompared; i += nNodes) {
             std::vector<int> named;
             for (std::size_t k = 0; k < nNodes; ++k) {
                 named.push_back(labels[static_cast<std::size_t>(rows[i + k])]);
@@ -200,18 +202,23 @@ class Deck : public testing::Test {
         return m_folder / name;
     }
     NastranReader Read(std::string_view text) const { return NastranReader(Written(text)); }
-    /// With the folder's name left out.
+    /// Errors, or findings where there are none, with the folder's name left out.
     std::vector<std::string> ErrorsOf(std::string_view text) const {
         std::vector<std::string> errors;
         try {
-            Read(text);
-        } catch (const ORQExcImportError& error) {
-            const std::string prefix = m_folder / "";
-            for (std::string one : error.Errors()) {
-                for (auto at = one.find(prefix); at != std::string::npos; at = one.find(prefix)) {
-                    one.erase(at, prefix.size());
+            const ORQExcReport losses = Read(text).Losses();
+            for (const ORQExcReportEntry& entry : losses.Entries()) {
+                if (entry.outcome == ORQExcOutcome::Found) {
+                    errors.push_back(entry.reason);
                 }
-                errors.push_back(one);
+            }
+        } catch (const ORQExcImportError& error) {
+            errors = error.Errors();
+        }
+        const std::string prefix = m_folder / "";
+        for (std::string& one : errors) {
+            for (auto at = one.find(prefix); at != std::string::npos; at = one.find(prefix)) {
+                one.erase(at, prefix.size());
             }
         }
         return errors;
@@ -284,7 +291,9 @@ TEST_F(Deck, FieldsMayBeSmallLargeOrFree) {
         "INCLUDE 'part.inc'\r\n"
         "PSHELL,10,1,.1\nMAT1,1,\n,\nENDDATA\nnothing");
     EXPECT_THAT(Coordinates(reader), ElementsAre(1, 2, 3, 1, 1234567.5, -.5, 4, 5, 6, .25, 0, 0));
-    EXPECT_THAT(LossesOf(reader), Contains("control lines  4"));
+    const std::vector<ORQExcKeptText> kept = reader.KeptTexts();
+    EXPECT_EQ(kept.at(0).text, "SOL 101\nCEND\n");
+    EXPECT_EQ(kept.at(1).text, "SPC = 1\n");
 }
 
 TEST_F(Deck, NodesStandInTheBasicSystem) {
@@ -429,29 +438,24 @@ TEST_F(Deck, ErrorsNameFileLineCardAndField) {
         {"GRID,3,,1.,1.",
          "GRID,3,,1.,x",
          {"deck.bdf: line 4: GRID 3: field 5: \"x\" is not a number that fits"}},
-        {"GRID,3,",
-         "GRID,0,",
-         {"deck.bdf: line 4: GRID 0: field 2: 0 is below 1",
-          "deck.bdf: line 6: CQUAD4 10: field 6: node 3 is missing",
-          "deck.bdf: line 7: CTRIA3 11: field 6: node 3 is missing"}},
+        {"GRID,3,", "GRID,0,", {"deck.bdf: line 4: GRID 0: field 2: 0 is below 1"}},
         {"GRID,3,",
          "GRID,2,",
          {"deck.bdf: line 4: GRID 2: field 2: the label is given before, in deck.bdf: line 3",
-          "deck.bdf: line 6: CQUAD4 10: field 6: node 3 is missing",
-          "deck.bdf: line 7: CTRIA3 11: field 6: node 3 is missing"}},
+          "deck.bdf: line 6: CQUAD4 10: field 6: node 3 is missing; the element is left out",
+          "deck.bdf: line 7: CTRIA3 11: field 6: node 3 is missing; the element is left out"}},
         {"GRID,4,,",
          "GRID,4,6,",
-         {"deck.bdf: line 5: GRID 4: field 3: coordinate system 6 is missing or wrong"}},
+         {"deck.bdf: line 5: GRID 4: field 3: coordinate system 6 is missing or wrong; the node "
+          "stands as if its numbers were of the basic system"}},
         {"CTRIA3,11,8",
          "CTRIA3,10,8",
-         {"deck.bdf: line 7: element 10: field 2: the label is given before, in deck.bdf: line 6"}},
+         {"deck.bdf: line 7: CTRIA3 10: field 2: the label is given before, in deck.bdf: line 6; "
+          "the element is left out"}},
         {"CTRIA3,11,8",
          "CTRIA3,11,9",
-         {"deck.bdf: line 7: CTRIA3 11: field 3: property 9 is missing"}},
+         {"deck.bdf: line 7: CTRIA3 11: field 3: property 9 is missing; elements that name it: 1"}},
         {"1,2,3,4", "1,2,,4", {"deck.bdf: line 6: CQUAD4 10: field 6: is blank; a node is needed"}},
-        {"1,2,3,4",
-         "1,2,3,4,1.,2.,3.",
-         {"deck.bdf: line 6: CQUAD4: the line has more than 8 fields"}},
         {"+,5,.1,0.", "+,6,.1,0.", {"deck.bdf: line 8: PCOMP 7: field 12: material 6 is missing"}},
         {"+,5,.1,0.",
          "+,5,0.,0.",
@@ -466,14 +470,13 @@ TEST_F(Deck, ErrorsNameFileLineCardAndField) {
         {"PSHELL,8,5,.2",
          "PSHELL,7,5,.2",
          {"deck.bdf: line 10: PSHELL 7: field 2: property 7 is given before, in deck.bdf: line 8",
-          "deck.bdf: line 7: CTRIA3 11: field 3: property 8 is missing"}},
+          "deck.bdf: line 7: CTRIA3 11: field 3: property 8 is missing; elements that name it: 1"}},
         {"PSHELL,8,5,.2",
          "PSHELL,8,5,.2,4",
          {"deck.bdf: line 10: PSHELL 8: field 5: material 4 is missing"}},
         {"MAT1,5,",
          "MAT8,5,,,,,,,,+A\nMAT1,5,",
-         {"deck.bdf: line 11: MAT8 5: its continuation \"+A\" never comes",
-          "deck.bdf: line 12: MAT1 5: field 2: material 5 is given before, in deck.bdf: line 11"}},
+         {"deck.bdf: line 12: MAT1 5: field 2: material 5 is given before, in deck.bdf: line 11"}},
         {"GRID,1,",
          "+,1.,2.\nGRID,1,",
          {"deck.bdf: line 2: the continuation \"+\" has no card before it"}},
@@ -622,7 +625,7 @@ TEST_F(Deck, MeshesOfOtherFormatsAreWritten) {
     ASSERT_EQ(RunHere({"import", ORQ_WING_BOX, "-o", model}).status, 0);
     const CommandResult result = RunHere({"export", model, "-o", deck});
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, HasSubstr("the model does not hold property"));
+    EXPECT_THAT(result.out, HasSubstr("a placeholder without a material"));
     const json written = ReadJson(deck, m_folder / "wing.json");
     const exodus_file::Mesh mesh = exodus_file::Read(ORQ_WING_BOX);
     ASSERT_EQ(written["nodes"].size(), mesh.positions.size());

@@ -7,7 +7,7 @@
 #include <set>
 #include <utility>
 
-#include "formats/nastran/NastranCards.h"
+#include "model/MaterialKinds.h"
 
 namespace orq::exchange {
 namespace {
@@ -32,13 +32,13 @@ bool IsFieldVariable(std::string_view name) {
            name.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-const std::vector<NastranMaterialCard::Constant>& Components() {
-    return FindNastranMaterialCard(kMaterialKind)->constants;
+const std::vector<MaterialKind::Constant>& Components() {
+    return FindMaterialKind(kMaterialKind)->constants;
 }
 
 std::vector<JsonKey> ComponentKeys() {
     std::vector<JsonKey> keys;
-    for (const NastranMaterialCard::Constant& component : Components()) {
+    for (const MaterialKind::Constant& component : Components()) {
         keys.push_back({component.name});
     }
     return keys;
@@ -75,7 +75,7 @@ class MaterialOfLayup {
         if (!m_check.IsObject(value, at, ComponentKeys())) {
             return;
         }
-        for (const NastranMaterialCard::Constant& constant : Components()) {
+        for (const MaterialKind::Constant& constant : Components()) {
             JsonCheck::With(
                 value, at, constant.name.c_str(), [&](const json& number, const Pointer& place) {
                     auto table = std::ranges::find(tables, constant.property,
@@ -101,7 +101,7 @@ class MaterialOfLayup {
         JsonCheck::With(value, at, "property", [&](const json& name, const Pointer& nameAt) {
             table.property = m_check.Text(name, nameAt);
             std::vector<std::string> known;
-            for (const NastranMaterialCard::Constant& component : Components()) {
+            for (const MaterialKind::Constant& component : Components()) {
                 known.push_back(component.property);
             }
             if (!table.property.empty() &&
@@ -131,7 +131,7 @@ class MaterialOfLayup {
                                          ORQExcMaterialTable& table,
                                          std::set<std::string>& varying) {
         std::vector<std::string> known = {kTemperature, std::string(kFieldPrefix) + "1"};
-        for (const NastranMaterialCard::Constant& component : Components()) {
+        for (const MaterialKind::Constant& component : Components()) {
             if (component.property == table.property) {
                 known.push_back(component.name);
             }

@@ -4,7 +4,6 @@
 #include <array>
 #include <initializer_list>
 #include <map>
-#include <sstream>
 #include <utility>
 
 namespace orq::exchange {
@@ -58,6 +57,8 @@ const std::vector<NastranElementCard>& ElementCards() {
         {"CTRIA3", "shell", Range(3, 5), Shapes({"SHELL3"}), ShellFields(6, 10, 11, 3)},
         {"CTRIAR", "shell", Range(3, 5), Shapes({"SHELL3"}), ShellFields(6, 10, 11, 3)},
         {"CTRIA6", "shell", Range(3, 8), Shapes({"SHELL3", "SHELL6"}), ShellFields(9, 14, 11, 3)},
+        {"CQUAD", "shell", Range(3, 11), Shapes({"SHELL4", "SHELL9"}), {{12, "THETA", "MCID"}}},
+        {"CSHEAR", "shear", Range(3, 6), Shapes({"SHELL4"}), {}},
         {"CTETRA", "solid", Range(3, 12), Shapes({"TET4", "TET10"}), {}},
         {"CPYRAM", "solid", Range(3, 15), Shapes({"PYRAMID5", "PYRAMID13"}), {}},
         {"CPENTA", "solid", Range(3, 17), Shapes({"WEDGE6", "WEDGE15"}), {}},
@@ -75,6 +76,17 @@ const std::vector<NastranElementCard>& ElementCards() {
          {3, 4},
          Shapes({"BAR2"}),
          with(barFields, {{17, nullptr, "SA"}, {18, nullptr, "SB"}})},
+        {"CBEAM3", "beam3", {3, 4, 5}, Shapes({"BAR2", "BAR3"}), {}},
+        {"CBEND", "bend", {3, 4}, Shapes({"BAR2"}), {}},
+        {"CVISC", "visc", {3, 4}, Shapes({"BAR2"}), {}, 5},
+        {"CBUSH1D", "bush1d", {3, 4}, Shapes({"SPHERE", "BAR2"}), {{5, nullptr, "CID"}}},
+        {"CBUSH2D", "bush2d", {3, 4}, Shapes({"BAR2"}), {{5, nullptr, "CID"}}},
+        {"CGAP", "gap", {3, 4}, Shapes({"SPHERE", "BAR2"}), {}},
+        {"PLOTEL", nullptr, {2, 3}, Shapes({"BAR2"}), {}, 5},
+        {"CDAMP1", "damper", {3, 5}, Shapes({"SPHERE", "BAR2"}), components},
+        {"CDAMP2", nullptr, {3, 5}, Shapes({"SPHERE", "BAR2"}), with(components, {{2, "B"}})},
+        {"CDAMP5", "damper5", {3, 4}, Shapes({"SPHERE", "BAR2"}), {}},
+        {"CONM1", nullptr, {2}, Shapes({"SPHERE"}), {{3, nullptr, "CID"}}},
         {"CELAS1", "spring", {3, 5}, Shapes({"SPHERE", "BAR2"}), components},
         {"CELAS2",
          nullptr,
@@ -115,19 +127,6 @@ const std::vector<NastranElementCard>& ElementCards() {
     return cards;
 }
 
-/// In the order of the fields: properties, each with the names of its components.
-std::vector<NastranMaterialCard::Constant> Constants(
-    std::initializer_list<std::pair<const char*, const char*>> properties) {
-    std::vector<NastranMaterialCard::Constant> constants;
-    for (const auto& [property, names] : properties) {
-        std::istringstream words(names);
-        for (std::string name; words >> name;) {
-            constants.push_back({property, name});
-        }
-    }
-    return constants;
-}
-
 }  // namespace
 
 const NastranElementCard* FindNastranElementCard(std::string_view name) {
@@ -142,93 +141,71 @@ const NastranElementCard* FindNastranElementCard(std::string_view name) {
     return found == byName.end() ? nullptr : found->second;
 }
 
-const NastranElementCard* FindNastranElementCardFor(const ORQExcShape& shape) {
-    // A point has a mass by its card alone, and a plane shape is a shell in bulk data.
+NastranElementCardFor FindNastranElementCardFor(const ORQExcShape& shape, std::string_view name) {
+    const NastranElementCard* const own = FindNastranElementCard(name);
+    if (own != nullptr && std::ranges::find(own->shapes, &shape) != own->shapes.end()) {
+        return {own, &shape};
+    }
+    if (shape.dimension == 0) {
+        const NastranElementCard* const mass = FindNastranElementCard("CONM2");
+        return {mass, mass->shapes.front()};
+    }
+    const auto sameEdge = [](const ORQExcShape::Side& a, const ORQExcShape::Side& b) {
+        return a.nodes == b.nodes;
+    };
+    NastranElementCardFor best;
     for (const NastranElementCard& card : ElementCards()) {
-        const auto fits = [&](const ORQExcShape* candidate) {
-            return shape.dimension > 0 && candidate->dimension == shape.dimension &&
-                   candidate->nCorners == shape.nCorners && candidate->nNodes == shape.nNodes;
-        };
-        if (std::ranges::any_of(card.shapes, fits)) {
-            return &card;
+        for (const ORQExcShape* const candidate : card.shapes) {
+            const bool begins =
+                candidate->dimension == shape.dimension && candidate->nCorners == shape.nCorners &&
+                candidate->nNodes <= shape.nNodes &&
+                (candidate->nNodes == candidate->nCorners || candidate->nNodes == shape.nNodes ||
+                 std::ranges::equal(candidate->edges, shape.edges, sameEdge));
+            if (begins && (best.shape == nullptr || candidate->nNodes > best.shape->nNodes)) {
+                best = {&card, candidate};
+            }
         }
     }
-    return nullptr;
+    return best;
+}
+
+std::string_view NastranPlaceholderCard(std::string_view family) {
+    static const std::map<std::string_view, std::string_view> cards = {
+        {"shell", "PSHELL"},   {"shear", "PSHEAR"},   {"solid", "PSOLID"}, {"rod", "PROD"},
+        {"tube", "PTUBE"},     {"bar", "PBAR"},       {"beam3", "PBEAM3"}, {"bend", "PBEND"},
+        {"visc", "PVISC"},     {"bush1d", "PBUSH1D"}, {"gap", "PGAP"},     {"bush2d", "PBUSH2D"},
+        {"damper", "PDAMP"},   {"spring", "PELAS"},   {"bush", "PBUSH"},   {"mass", "PMASS"},
+        {"damper5", "PDAMP5"},
+    };
+    return cards.at(family);
 }
 
 std::string_view NastranPropertyFamily(std::string_view card) {
     static const std::map<std::string_view, std::string_view> families = {
-        {"PSHELL", "shell"}, {"PCOMP", "shell"},   {"PCOMPG", "shell"}, {"PLPLANE", "shell"},
-        {"PSOLID", "solid"}, {"PLSOLID", "solid"}, {"PCOMPS", "solid"}, {"PROD", "rod"},
-        {"PTUBE", "tube"},   {"PBAR", "bar"},      {"PBARL", "bar"},    {"PBEAM", "bar"},
-        {"PBEAML", "bar"},   {"PBCOMP", "bar"},    {"PELAS", "spring"}, {"PBUSH", "bush"},
-        {"PMASS", "mass"},
+        {"PSHELL", "shell"}, {"PCOMP", "shell"},    {"PCOMPG", "shell"},   {"PLPLANE", "shell"},
+        {"PSOLID", "solid"}, {"PLSOLID", "solid"},  {"PCOMPS", "solid"},   {"PROD", "rod"},
+        {"PTUBE", "tube"},   {"PBAR", "bar"},       {"PBARL", "bar"},      {"PBEAM", "bar"},
+        {"PBEAML", "bar"},   {"PBCOMP", "bar"},     {"PELAS", "spring"},   {"PBUSH", "bush"},
+        {"PMASS", "mass"},   {"PSHEAR", "shear"},   {"PBEAM3", "beam3"},   {"PBEND", "bend"},
+        {"PVISC", "visc"},   {"PBUSH1D", "bush1d"}, {"PBUSH2D", "bush2d"}, {"PGAP", "gap"},
+        {"PDAMP", "damper"}, {"PDAMP5", "damper5"},
     };
     const auto found = families.find(card);
     return found == families.end() ? std::string_view{} : found->second;
 }
 
-const NastranMaterialCard* FindNastranMaterialCard(std::string_view card) {
-    static const std::map<std::string_view, NastranMaterialCard> cards = {
-        {"MAT1",
-         {Constants({{"elastic", "E G nu"},
-                     {"density", "density"},
-                     {"expansion", "alpha Tref"},
-                     {"damping", "damping"},
-                     {"strength", "St Sc Ss"},
-                     {"axes", "system"}}),
-          true, 12}},
-        {"MAT2",
-         {Constants({{"elastic", "G11 G12 G13 G22 G23 G33"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
-                     {"damping", "damping"},
-                     {"strength", "St Sc Ss"},
-                     {"axes", "system"}}),
-          true, 17}},
-        {"MAT3",
-         {Constants({{"elastic", "Ex Eth Ez nuxth nuthz nuzx"},
-                     {"density", "density"},
-                     {"unnamed", "field_12 field_13"},
-                     {"elastic", "Gzx"},
-                     {"expansion", "alphax alphath alphaz Tref"},
-                     {"damping", "damping"}})}},
-        {"MAT8",
-         {Constants({{"elastic", "E1 E2 nu12 G12 G13 G23"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 Tref"},
-                     {"strength", "Xt Xc Yt Yc S"},
-                     {"damping", "damping"},
-                     {"strength", "F12 strain"}})}},
-        {"MAT9",
-         {Constants({{"elastic",
-                      "G11 G12 G13 G14 G15 G16 G22 G23 G24 G25 G26 G33 G34 G35 G36 G44 G45 G46 "
-                      "G55 G56 G66"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 alpha3 alpha4 alpha5 alpha6 Tref"},
-                     {"damping", "damping"}})}},
-        {"MAT10",
-         {Constants({{"acoustic", "bulk"},
-                     {"density", "density"},
-                     {"acoustic", "speed"},
-                     {"damping", "damping"},
-                     {"acoustic", "admittance"}}),
-          false}},
-        {"MAT11",
-         {Constants({{"elastic", "E1 E2 E3 nu12 nu13 nu23 G12 G13 G23"},
-                     {"density", "density"},
-                     {"expansion", "alpha1 alpha2 alpha3 Tref"},
-                     {"damping", "damping"}})}},
-    };
-    const auto found = cards.find(card);
-    return found == cards.end() ? nullptr : &found->second;
+int NastranPropertyStride(std::string_view card) {
+    if (card == "PELAS" || card == "PVISC") {
+        return 4;
+    }
+    return card == "PDAMP" || card == "PMASS" ? 2 : kNoStride;
 }
 
-int NastranMaterialCard::FieldOf(std::string_view component) const {
-    const auto found = std::ranges::find(constants, component, &Constant::name);
-    return found == constants.end()
+int NastranFieldOf(const MaterialKind& kind, std::string_view component) {
+    const auto found = std::ranges::find(kind.constants, component, &MaterialKind::Constant::name);
+    return found == kind.constants.end()
                ? 0
-               : kFirstMaterialConstant + static_cast<int>(found - constants.begin());
+               : kFirstMaterialConstant + static_cast<int>(found - kind.constants.begin());
 }
 
 std::string NastranTemperatureCard(std::string_view materialCard) {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ORQExcShapes.h"
+#include "model/MaterialKinds.h"
 
 namespace orq::exchange {
 
@@ -27,14 +28,24 @@ struct NastranElementCard {
     std::vector<int> nodeFields;
     std::vector<const ORQExcShape*> shapes;  ///< the smallest first
     std::vector<NastranElementField> fields;
+    int secondLabelField = 0;  ///< where the card may hold a second element; 0: it may not
 
     bool IsShell() const { return shapes[0]->dimension == 2; }
 };
 
 /// Null when the card is none of an element.
 const NastranElementCard* FindNastranElementCard(std::string_view name);
-/// The card by which a shape is written whose own card is not known; null when there is none.
-const NastranElementCard* FindNastranElementCardFor(const ORQExcShape& shape);
+/// A card, and the largest of its shapes whose nodes begin those of a shape.
+struct NastranElementCardFor {
+    const NastranElementCard* card = nullptr;
+    const ORQExcShape* shape = nullptr;
+};
+/// The card by which a shape is written: that of the name if it has the shape, else one of a shape
+/// with as many nodes or, where there is none, fewer. A point becomes a mass, and a plane shape a
+/// shell. No card when there is none.
+NastranElementCardFor FindNastranElementCardFor(const ORQExcShape& shape, std::string_view name);
+/// The property card that stands for one that a model does not have, of elements of a family.
+std::string_view NastranPlaceholderCard(std::string_view family);
 /// The number of a property stands in this field of an element card that has one.
 inline constexpr int kNastranPropertyField = 2;
 
@@ -42,34 +53,26 @@ inline constexpr int kNastranPropertyField = 2;
 /// of a property.
 std::string_view NastranPropertyFamily(std::string_view card);
 
-/// What a material card says: its constants are the fields 2, 3, ... The same fields of its
-/// temperature card ("MATT1" for "MAT1") name the tables by which they depend on temperature.
-struct NastranMaterialCard {
-    struct Constant {
-        std::string property;  ///< of the material, for example "elastic"
-        std::string name;      ///< of the component, for example "E1"; unique in the card
-    };
-    std::vector<Constant> constants;
-    bool hasTemperatureCard = true;
-    int integerField = 0;  ///< one of the constants that is spelt as an integer; 0: none
+/// Cards of some properties hold several: the number of each stands this many fields behind that of
+/// the one before. kNoStride: there is one.
+inline constexpr int kNoStride = 8;
+int NastranPropertyStride(std::string_view card);
 
-    /// The field of a component, 0 for what the card does not have.
-    int FieldOf(std::string_view component) const;
-};
+/// A material card's constants, in the order of its kind, are the fields 2, 3, ... The same fields
+/// of its temperature card ("MATT1" for "MAT1") name the tables by which they depend on temperature.
 inline constexpr int kFirstMaterialConstant = 2;
 
 /// The pairs of a table begin in its second line.
 inline constexpr int kFirstTableField = 9;
 
-/// Null when the card is none of a material with constants.
-const NastranMaterialCard* FindNastranMaterialCard(std::string_view card);
+/// The field of a component, 0 for what the card does not have.
+int NastranFieldOf(const MaterialKind& kind, std::string_view component);
 /// "MATT1" for "MAT1".
 std::string NastranTemperatureCard(std::string_view materialCard);
 
 /// The constants of a section, in its ORQExcLayup::Section: those of "PSHELL" are the fields 4 to
 /// 11, those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by NastranWord
-/// numbers; the angle of each ply follows where the layers' own angles are turned by those of
-/// elements.
+/// numbers.
 inline constexpr int kFirstShellConstant = 4;
 inline constexpr int kNumShellConstants = 8;
 inline constexpr int kFirstLaminateConstant = 2;

@@ -27,11 +27,11 @@ Point Unit(const Point& a) {
 
 }  // namespace
 
-bool NastranCoordinates::Add(const BulkCard& card) {
+BulkTaken NastranCoordinates::Add(const BulkCard& card) {
     const std::string_view name = card.Name();
     if (name.size() != 6 || !name.starts_with("CORD") || (name[4] != '1' && name[4] != '2') ||
         std::string_view("RCS").find(name[5]) == std::string_view::npos) {
-        return false;
+        return BulkTaken::No;
     }
     if (name[4] == '2') {
         Definition definition{std::string(name), card.Place(), card.Int(2).value_or(0), {}, {}};
@@ -39,30 +39,32 @@ bool NastranCoordinates::Add(const BulkCard& card) {
             definition.points.push_back(
                 {card.RealOr(field, 0), card.RealOr(field + 1, 0), card.RealOr(field + 2, 0)});
         }
-        Insert(card, 1, std::move(definition));
-        return true;
+        return Insert(card, 1, std::move(definition));
     }
+    BulkTaken taken = BulkTaken::No;
     for (int first = 1; first <= 5 && !card.IsBlank(first); first += 4) {
         Definition definition{std::string(name), card.Place(), 0, {}, {}};
         for (int field = first + 1; field <= first + 3; ++field) {
             definition.nodes.push_back(card.NeededLabel(field).value_or(0));
         }
-        Insert(card, first, std::move(definition));
+        const BulkTaken one = Insert(card, first, std::move(definition));
+        taken = one == BulkTaken::No ? taken : one;
     }
-    return true;
+    return taken;
 }
 
-void NastranCoordinates::Insert(const BulkCard& card, int numberField,
-                                const Definition& definition) {
+BulkTaken NastranCoordinates::Insert(const BulkCard& card, int numberField, Definition definition) {
     const auto number = card.NeededLabel(numberField);
-    if (!number) {
-        return;
+    if (!number || card.IsBroken()) {
+        return BulkTaken::No;
     }
     const auto [at, isNew] = m_definitions.try_emplace(*number, std::move(definition));
     if (!isNew) {
         card.Complain(numberField, fmt::format("coordinate system {} is given before, in {}",
                                                *number, m_problems.NameOf(at->second.place)));
+        return BulkTaken::No;
     }
+    return BulkTaken::Partly;
 }
 
 std::vector<int> NastranCoordinates::Numbers() const {
@@ -91,8 +93,17 @@ const NastranCoordinates::System* NastranCoordinates::Find(int number) {
     return found->second.state == State::Done ? &found->second.system : nullptr;
 }
 
+const NastranCoordinates::System* NastranCoordinates::Found(int number) const {
+    const auto found = m_definitions.find(number);
+    return found != m_definitions.end() && found->second.state == State::Done
+               ? &found->second.system
+               : nullptr;
+}
+
 void NastranCoordinates::Complain(int number, Definition& definition, const std::string& message) {
-    m_problems.Add(definition.place, fmt::format("{} {}: {}", definition.card, number, message));
+    const std::string name = fmt::format("{} {}", definition.card, number);
+    m_problems.Find(definition.place, "coordinate system", name,
+                    fmt::format("{}: {}", name, message));
     definition.state = State::Bad;
 }
 

@@ -3,9 +3,11 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <optional>
+#include <string>
 #include <vector>
 
-#include "formats/nastran/NastranDeck.h"
+#include "formats/nastran/NastranCard.h"
 
 namespace orq::exchange {
 
@@ -29,10 +31,12 @@ class NastranCoordinates {
 
     explicit NastranCoordinates(NastranProblems& problems) : m_problems(problems) {}
 
-    /// Takes the card, and answers true, if it is one of these.
-    bool Add(const BulkCard& card);
+    /// Takes the card if it is one of these.
+    BulkTaken Add(const BulkCard& card);
     void SetNodes(GivenNode nodes) { m_givenNode = std::move(nodes); }
 
+    /// A system that was found before; null when there is none.
+    const System* Found(int number) const;
     /// Null when there is none, or when what is wrong with it has been reported. The system stays
     /// where it is.
     const System* Find(int number);
@@ -56,7 +60,7 @@ class NastranCoordinates {
         System system = {};
     };
 
-    void Insert(const BulkCard& card, int numberField, const Definition& definition);
+    BulkTaken Insert(const BulkCard& card, int numberField, Definition definition);
     void Complain(int number, Definition& definition, const std::string& message);
     void Resolve(int number);
     Definition* FirstOpen(const Definition& definition, int& number);

@@ -5,39 +5,20 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <charconv>
+#include <cstdlib>
 #include <span>
+#include <utility>
 
 #include "ORQExcImportError.h"
 #include "files/WholeFile.h"
+#include "formats/nastran/NastranReplication.h"
 
 namespace orq::exchange {
 namespace {
 
-constexpr std::size_t kFieldsInLine = 8;
-constexpr std::size_t kNameWidth = 8;
-constexpr std::size_t kSmallWidth = 8;
-constexpr std::size_t kLargeWidth = 16;
-
-std::string_view Trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
-std::string Upper(std::string_view text) {
-    std::string upper(text);
-    for (char& c : upper) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    return upper;
-}
-
 std::string FirstWord(std::string_view text) {
-    text = Trimmed(text);
-    return Upper(text.substr(0, text.find_first_of(" \t,=('\"")));
+    text = BulkTrimmed(text);
+    return BulkUpper(text.substr(0, text.find_first_of(" \t,=('\"$")));
 }
 
 std::string_view TakeLine(std::string_view& rest) {
@@ -47,163 +28,101 @@ std::string_view TakeLine(std::string_view& rest) {
     return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
 }
 
+std::string_view WithoutComment(std::string_view line) {
+    return line.substr(0, line.find('$'));
+}
+
 /// Whether a file begins with control statements rather than with bulk data.
-bool HasControl(std::string_view contents) {
+bool BeginsWithControl(std::string_view contents) {
+    static constexpr std::array<std::string_view, 9> kFirstOnes = {
+        "SOL", "ID", "NASTRAN", "INIT", "ASSIGN", "TIME", "DIAG", "RESTART", "ACQUIRE"};
+    bool isFirst = true;
     while (!contents.empty()) {
-        const std::string word = FirstWord(TakeLine(contents));
-        if (word == "CEND" || word == "BEGIN") {
+        const std::string_view text = WithoutComment(TakeLine(contents));
+        if (BulkTrimmed(text).empty()) {
+            continue;
+        }
+        const std::string word = FirstWord(text);
+        if (word == "CEND" || word == "BEGIN" ||
+            (std::exchange(isFirst, false) &&
+             std::ranges::find(kFirstOnes, word) != kFirstOnes.end())) {
             return true;
         }
     }
     return false;
 }
 
-/// The name that marks of a continuation share.
-std::string_view MarkName(std::string_view mark) {
-    mark.remove_prefix(std::min(mark.find_first_not_of("+*"), mark.size()));
-    return mark;
+/// "SUPER=2" of a line "BEGIN BULK SUPER = 2"; empty for the main bulk data.
+std::string NameOfPart(std::string_view begin) {
+    std::string name;
+    std::string_view rest = BulkTrimmed(WithoutComment(begin));
+    rest.remove_prefix(std::string_view("BEGIN").size());
+    for (const char c : BulkUpper(rest)) {
+        const bool isBlank = c == ' ' || c == '\t' || c == ',';
+        const bool isNeeded = !name.empty() && name.back() != ' ' && name.back() != '=';
+        if (c == '=' && name.ends_with(' ')) {
+            name.pop_back();
+        }
+        if (!isBlank || isNeeded) {
+            name += isBlank ? ' ' : c;
+        }
+    }
+    name = BulkTrimmed(name);
+    if (name == "BULK") {
+        return {};
+    }
+    return name.starts_with("BULK ") ? name.substr(5) : name;
 }
 
-template <class T>
-std::optional<T> Parsed(std::string_view text) {
-    if (text.starts_with('+')) {
-        text.remove_prefix(1);
+/// `text` with the values of environment variables for "$NAME", "${NAME}", "%NAME%" and, as its
+/// beginning, "NAME:".
+std::string WithEnvironment(std::string text) {
+    const auto nameAt = [&](std::size_t at) {
+        std::size_t end = at;
+        while (end < text.size() &&
+               (std::isalnum(static_cast<unsigned char>(text[end])) != 0 || text[end] == '_')) {
+            ++end;
+        }
+        return text.substr(at, end - at);
+    };
+    const auto replace = [&](std::size_t at, std::size_t count, const std::string& name) {
+        const char* const value = std::getenv(name.c_str());
+        if (value != nullptr) {
+            text.replace(at, count, value);
+        }
+    };
+    if (const std::string prefix = nameAt(0); prefix.size() > 1 && text[prefix.size()] == ':') {
+        if (const char* const value = std::getenv(prefix.c_str()); value != nullptr) {
+            text.replace(0, prefix.size() + 1, std::string(value) + "/");
+        }
     }
-    // What from_chars knows beyond digits ("inf", "nan", another sign) is no number here.
-    const std::size_t first = text.starts_with('-') ? 1 : 0;
-    if (first >= text.size() ||
-        (text[first] != '.' && std::isdigit(static_cast<unsigned char>(text[first])) == 0)) {
-        return std::nullopt;
+    if (const std::size_t at = text.find('$'); at != std::string::npos) {
+        const bool isBraced = at + 1 < text.size() && text[at + 1] == '{';
+        const std::string name = nameAt(at + (isBraced ? 2 : 1));
+        replace(at, name.size() + (isBraced ? 3 : 1), name);
+    } else if (text.starts_with('%')) {
+        const std::string name = nameAt(1);
+        replace(0, name.size() + 2, name);
     }
-    T value{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() ? std::optional(value)
-                                                                    : std::nullopt;
+    return text;
 }
 
 }  // namespace
 
-std::optional<int> BulkInt(std::string_view text) {
-    return Parsed<int>(text);
-}
-
-std::optional<double> BulkReal(std::string_view text) {
-    if (const auto value = Parsed<double>(text)) {
-        return value;
-    }
-    // An exponent may be marked by D, or by its sign alone.
-    const std::size_t mark = text.find_first_of("dD");
-    const std::size_t exponent =
-        mark != std::string_view::npos ? mark : text.find_first_of("+-", 1);
-    if (exponent == std::string_view::npos || exponent == 0 ||
-        text.find_first_of("eE") != std::string_view::npos) {
-        return std::nullopt;
-    }
-    std::string spelt(text.substr(0, exponent));
-    spelt.append("e").append(text.substr(exponent + (mark == exponent ? 1 : 0)));
-    return Parsed<double>(spelt);
-}
-
-std::string BulkFieldName(int field) {
-    return fmt::format("field {}", (field - 1) / 8 * 10 + (field - 1) % 8 + 2);
-}
-
-// --- Problems ------------------------------------------------------------------------------------
-
-int NastranProblems::AddFile(const std::filesystem::path& file) {
-    m_files.push_back(file.string());
-    return static_cast<int>(m_files.size()) - 1;
-}
-
-std::string NastranProblems::NameOf(const BulkPlace& place) const {
-    return fmt::format("{}: line {}", m_files[static_cast<std::size_t>(place.file)], place.line);
-}
-
-void NastranProblems::Add(const BulkPlace& place, std::string_view message) {
-    if (++m_nProblems <= kMost) {
-        m_told.push_back(fmt::format("{}: {}", NameOf(place), message));
-    }
-}
-
-void NastranProblems::Check() const {
-    if (m_nProblems == 0) {
-        return;
-    }
-    std::vector<std::string> errors = m_told;
-    if (m_nProblems > kMost) {
-        errors.push_back(fmt::format("{}: and {} more errors", m_files[0], m_nProblems - kMost));
-    }
-    throw ORQExcImportError(std::move(errors));
-}
-
-// --- Cards ---------------------------------------------------------------------------------------
-
-std::string_view BulkCard::Text(int field) const {
-    return field > NumFields() ? std::string_view{}
-                               : Trimmed(m_fields[static_cast<std::size_t>(field - 1)]);
-}
-
-bool BulkCard::IsInt(int field) const {
-    return BulkInt(Text(field)).has_value();
-}
-
-bool BulkCard::Is(int field, std::string_view word) const {
-    return std::ranges::equal(Text(field), word, [](char a, char b) {
-        return std::toupper(static_cast<unsigned char>(a)) == b;
-    });
-}
-
-std::optional<int> BulkCard::Int(int field) const {
-    const std::string_view text = Text(field);
-    const auto value = BulkInt(text);
-    if (!value && !text.empty()) {
-        Complain(field, fmt::format("\"{}\" is not an integer that fits", text));
-    }
-    return value;
-}
-
-std::optional<int> BulkCard::Label(int field) const {
-    const auto label = Int(field);
-    if (label && *label < 1) {
-        Complain(field, fmt::format("{} is below 1", *label));
-        return std::nullopt;
-    }
-    return label;
-}
-
-std::optional<int> BulkCard::NeededLabel(int field) const {
-    if (IsBlank(field)) {
-        Complain(field, "is blank; a number is needed");
-    }
-    return Label(field);
-}
-
-std::optional<double> BulkCard::Real(int field) const {
-    const std::string_view text = Text(field);
-    const auto value = BulkReal(text);
-    if (!value && !text.empty()) {
-        Complain(field, fmt::format("\"{}\" is not a number that fits", text));
-    }
-    return value;
-}
-
-void BulkCard::Complain(int field, std::string_view message) const {
-    Complain(fmt::format("{}: {}", BulkFieldName(field), message));
-}
-
-void BulkCard::Complain(std::string_view message) const {
-    const std::string_view label = Text(1);
-    m_problems->Add(m_place, BulkInt(label) ? fmt::format("{} {}: {}", m_name, label, message)
-                                            : fmt::format("{}: {}", m_name, message));
-}
-
-// --- Lines ---------------------------------------------------------------------------------------
+// --- Files ---------------------------------------------------------------------------------------
 
 NastranDeck::NastranDeck(const std::filesystem::path& file, NastranProblems& problems,
                          Bounds bounds)
     : m_problems(problems), m_bounds(bounds) {
     Open(file, std::nullopt);
-    m_isControl = HasControl(m_sources.back().rest);
+    m_hasControl = BeginsWithControl(m_sources.back().rest);
+    m_state = m_hasControl ? State::Executive : State::Bulk;
+    m_hasLine = NextLine();
+}
+
+NastranDeck::NastranDeck(std::string_view cards, NastranProblems& problems)
+    : m_problems(problems), m_bounds() {
+    m_sources.push_back({{}, {}, m_problems.AddFile("kept cards"), cards});
     m_hasLine = NextLine();
 }
 
@@ -222,21 +141,22 @@ void NastranDeck::Open(const std::filesystem::path& path,
                                      m_nOpened, m_bounds.files));
         return;
     }
-    try {
-        const std::string& content = ContentOf(path, found);
-        m_sources.push_back({path, found, m_problems.AddFile(path), content});
-    } catch (const ORQExcImportError& error) {
-        if (!includedAt) {
-            throw;
-        }
-        m_problems.Add(*includedAt, fmt::format("INCLUDE: {}", error.what()));
-    }
+    const std::string& content = ContentOf(path, found);
+    m_sources.push_back({path, found, m_problems.AddFile(path), content});
 }
 
 const std::string& NastranDeck::ContentOf(const std::filesystem::path& path,
                                           const std::filesystem::path& found) {
     const auto known = m_contents.find(found);
-    return known != m_contents.end() ? known->second : m_contents[found] = ReadWholeFile(path);
+    if (known != m_contents.end()) {
+        return known->second;
+    }
+    std::string& content = m_contents[found];
+    content = ReadWholeFile(path);
+    if (constexpr std::string_view kMark = "\xEF\xBB\xBF"; content.starts_with(kMark)) {
+        content.erase(0, kMark.size());  // that of UTF-8
+    }
+    return content;
 }
 
 /// The files that include one another down to this one, the innermost few of them.
@@ -256,15 +176,90 @@ void NastranDeck::End(const BulkPlace& place, std::string_view problem) {
     m_sources.clear();
 }
 
-/// The next line that is more than a comment, without the comment at its end.
-std::optional<std::string_view> NastranDeck::NextText(BulkPlace& place) {
+/// The file that an INCLUDE names in one of its lines; more lines are taken while a quote is open.
+std::optional<std::string> NastranDeck::IncludedName(std::string_view raw, const BulkPlace& place) {
+    std::string_view rest =
+        BulkTrimmed(BulkTrimmed(raw).substr(std::string_view("INCLUDE").size()));
+    if (rest.starts_with('=')) {
+        rest = BulkTrimmed(rest.substr(1));
+    }
+    const char quote = rest.empty() ? ' ' : rest.front();
+    std::string name;
+    if (quote != '\'' && quote != '"') {
+        name = BulkTrimmed(rest.substr(0, rest.find_first_of(" \t")));
+    } else {
+        constexpr int kMostLines = 20;
+        rest.remove_prefix(1);
+        for (int i = 0; rest.find(quote) == std::string_view::npos; ++i) {
+            BulkPlace next{};
+            const auto more = i < kMostLines ? NextRaw(next) : std::nullopt;
+            name += BulkTrimmed(rest);
+            if (!more) {
+                m_problems.Add(place, "INCLUDE: the name of the file has no closing quote");
+                return std::nullopt;
+            }
+            rest = BulkTrimmed(*more);
+        }
+        name += rest.substr(0, rest.find(quote));
+    }
+    if (BulkTrimmed(name).empty()) {
+        m_problems.Add(place, "INCLUDE: names no file");
+        return std::nullopt;
+    }
+    return std::string(BulkTrimmed(name));
+}
+
+/// Beside the including file, those that include it, or the main file, whichever has it first.
+std::filesystem::path NastranDeck::PlaceOfIncluded(const std::string& name) const {
+    std::string path = WithEnvironment(name);
+    std::filesystem::path found;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        for (auto source = m_sources.rbegin(); source != m_sources.rend(); ++source) {
+            std::error_code unknown;
+            found = source->path.parent_path() / path;
+            if (std::filesystem::exists(found, unknown)) {
+                return found;
+            }
+        }
+        std::ranges::replace(path, '\\', '/');  // as other systems part folders
+    }
+    return m_sources.back().path.parent_path() / name;
+}
+
+/// Answers false for what is no INCLUDE, or one whose file cannot be read; that one stays in the
+/// deck as it stands.
+bool NastranDeck::Include(std::string_view raw, const BulkPlace& place) {
+    if (m_sources.back().path.empty() || FirstWord(raw) != "INCLUDE") {
+        return false;
+    }
+    const auto name = IncludedName(raw, place);
+    if (!name) {
+        return true;
+    }
+    const std::filesystem::path path = PlaceOfIncluded(*name);
+    try {
+        Open(path, place);
+    } catch (const ORQExcImportError& error) {
+        m_problems.Find(place, "included file", *name, fmt::format("INCLUDE: {}", error.what()));
+        m_made.push_back("INCLUDE '" + *name + "'");
+        m_line.raw = m_made.back();
+        m_line.isInFile = false;
+        return false;
+    }
+    return true;
+}
+
+// --- Lines ---------------------------------------------------------------------------------------
+
+/// The next line, with comment; nothing behind the last.
+std::optional<std::string_view> NastranDeck::NextRaw(BulkPlace& place) {
     while (!m_sources.empty()) {
         Source& source = m_sources.back();
         if (source.rest.empty()) {
             m_sources.pop_back();
             continue;
         }
-        std::string_view text = TakeLine(source.rest);
+        const std::string_view raw = TakeLine(source.rest);
         place = {source.number, ++source.line};
         if (++m_nLines > m_bounds.lines) {
             End(place, fmt::format("the deck has more than {} lines, those of included files "
@@ -272,179 +267,206 @@ std::optional<std::string_view> NastranDeck::NextText(BulkPlace& place) {
                                    m_bounds.lines));
             break;
         }
-        text = text.substr(0, text.find('$'));
-        if (!Trimmed(text).empty()) {
-            return text;
-        }
+        return raw;
     }
     return std::nullopt;
 }
 
-bool NastranDeck::IsControl(std::string_view text) {
-    if (!m_isControl) {
-        return false;
-    }
-    m_isControl = FirstWord(text) != "BEGIN";
-    ++m_nControlLines;
-    return true;
-}
-
-bool NastranDeck::Include(std::string_view text, const BulkPlace& place) {
-    if (FirstWord(text) != "INCLUDE") {
-        return false;
-    }
-    std::string_view name = Trimmed(text);
-    name = Trimmed(name.substr(std::string_view("INCLUDE").size()));
-    const char quote = name.empty() ? ' ' : name.front();
-    if (quote == '\'' || quote == '"') {
-        if (name.size() < 2 || name.back() != quote) {
-            m_problems.Add(place, "INCLUDE: the name of the file has no closing quote");
-            return true;
-        }
-        name = name.substr(1, name.size() - 2);
-    }
-    if (name.empty()) {
-        m_problems.Add(place, "INCLUDE: names no file");
-        return true;
-    }
-    Open(m_sources.back().path.parent_path() / name, place);
-    return true;
-}
-
 bool NastranDeck::NextLine() {
     BulkPlace place{};
-    while (const auto text = NextText(place)) {
-        if (m_isEnded) {
-            ++m_nLinesBehindEnd;
-        } else if (Include(*text, place) || IsControl(*text)) {
+    while (const auto raw = NextRaw(place)) {
+        const std::string_view text = WithoutComment(*raw);
+        const std::size_t first = text.find_first_not_of(" \t");
+        if (first == std::string_view::npos) {
             continue;
-        } else if (FirstWord(*text) == "ENDDATA") {
-            m_isEnded = true;
+        }
+        m_line.raw = *raw;
+        m_line.isInFile = true;
+        // Few lines begin with the letters of a statement.
+        const char letter =
+            static_cast<char>(std::toupper(static_cast<unsigned char>(text[first])));
+        if (m_state == State::Bulk && letter != 'I' && letter != 'B' && letter != 'E') {
+            m_line.place = place;
+            m_line.part = m_part;
+            m_line.Split(text, m_expanded);
+            return true;
+        }
+        const std::string word = FirstWord(text);
+        if (m_state == State::Ended) {
+            ++m_nLinesBehindEnd;
+        } else if (Include(*raw, place) || TakeControl(m_line.raw, word)) {
+            continue;
+        } else if (word == "ENDDATA") {
+            m_state = State::Ended;
+        } else if (word == "BEGIN") {
+            Begin(*raw);
         } else {
-            m_line = {place, {}, {}, {}, false};
-            text->find(',') != std::string_view::npos ? SplitFree(*text) : SplitFixed(*text);
+            m_line.place = place;
+            m_line.part = m_part;
+            m_line.Split(m_line.isInFile ? text : m_line.raw, m_expanded);
             return true;
         }
     }
     return false;
 }
 
-void NastranDeck::SplitFree(std::string_view text) {
-    std::array<std::string_view, kFieldsInLine + 2> parts;
-    std::size_t nParts = 0;
-    bool isTooLong = false;
-    for (std::size_t begin = 0; begin <= text.size();) {
-        const std::size_t end = std::min(text.find(',', begin), text.size());
-        const std::string_view part = Trimmed(text.substr(begin, end - begin));
-        begin = end + 1;
-        if (nParts < parts.size()) {
-            parts[nParts++] = part;
-        } else {
-            isTooLong = isTooLong || !part.empty();
-        }
+bool NastranDeck::TakeControl(std::string_view raw, const std::string& word) {
+    if (m_state == State::Bulk) {
+        return false;
     }
-    m_line.name = parts[0];
-    m_line.isLarge = m_line.name.ends_with('*') || m_line.name.starts_with('*');
-    const std::size_t nFields = m_line.isLarge ? kFieldsInLine / 2 : kFieldsInLine;
-    m_line.fields.assign(parts.begin() + 1,
-                         parts.begin() + 1 + static_cast<std::ptrdiff_t>(nFields));
-    m_line.tail = parts[nFields + 1];
-    const bool isMark =
-        m_line.tail.empty() || m_line.tail.front() == '+' || m_line.tail.front() == '*';
-    const auto behind = std::span(parts).subspan(nFields + 2);
-    if (isTooLong || !isMark ||
-        std::ranges::any_of(behind, [](std::string_view part) { return !part.empty(); })) {
-        m_problems.Add(m_line.place, fmt::format("{}: the line has more than {} fields",
-                                                 Upper(m_line.name), nFields));
+    if (word == "BEGIN") {
+        Begin(raw);
+        return true;
     }
+    std::string& text = m_state == State::Executive ? m_executive : m_case;
+    text.append(raw.substr(0, raw.find_last_not_of(" \t") + 1)).append("\n");
+    if (word == "CEND") {
+        m_state = State::Case;
+    }
+    return true;
 }
 
-void NastranDeck::SplitFixed(std::string_view text) {
-    text = WithoutTabs(text);
-    m_line.name = Trimmed(text.substr(0, kNameWidth));
-    m_line.isLarge = m_line.name.ends_with('*') || m_line.name.starts_with('*');
-    const std::size_t width = m_line.isLarge ? kLargeWidth : kSmallWidth;
-    const std::size_t tail = kNameWidth + kFieldsInLine * kSmallWidth;
-    for (std::size_t at = kNameWidth; at < std::min(text.size(), tail); at += width) {
-        m_line.fields.push_back(text.substr(at, std::min(width, tail - at)));
+void NastranDeck::Begin(std::string_view raw) {
+    m_state = State::Bulk;
+    const std::string name = NameOfPart(raw);
+    const auto found = std::ranges::find(m_parts, name, &Part::name);
+    m_part = static_cast<std::size_t>(found - m_parts.begin());
+    if (found == m_parts.end()) {
+        m_parts.push_back({name, {}});
     }
-    m_line.fields.resize(m_line.isLarge ? kFieldsInLine / 2 : kFieldsInLine);
-    if (text.size() > tail) {
-        m_line.tail = Trimmed(text.substr(tail, kNameWidth));
-    }
-}
-
-/// A tab leads to the next column that a small field begins at.
-std::string_view NastranDeck::WithoutTabs(std::string_view text) {
-    if (text.find('\t') == std::string_view::npos) {
-        return text;
-    }
-    std::string& expanded = m_expanded.emplace_back();
-    for (const char c : text) {
-        if (c == '\t') {
-            expanded.resize((expanded.size() / kSmallWidth + 1) * kSmallWidth, ' ');
-        } else {
-            expanded += c;
-        }
-    }
-    return expanded;
+    m_parts[m_part].begin = BulkTrimmed(WithoutComment(raw));
 }
 
 // --- From lines to cards -------------------------------------------------------------------------
 
 bool NastranDeck::Next(BulkCard& card) {
-    while (m_expanded.size() > 1) {  // the last may be of the line at hand
-        m_expanded.pop_front();
-    }
-    for (; m_hasLine && m_line.IsContinuation(); m_hasLine = NextLine()) {
-        m_problems.Add(m_line.place,
-                       fmt::format("the continuation \"{}\" has no card before it", m_line.name));
-    }
-    if (!m_hasLine) {
-        return false;
-    }
     card.m_problems = &m_problems;
+    while (true) {
+        card.m_isBroken = false;
+        card.m_isNeeded = false;
+        if (Repeat(card)) {
+            return true;
+        }
+        while (m_expanded.size() > 1) {  // the last may be of the line at hand
+            m_expanded.pop_front();
+        }
+        if (!m_hasLine) {
+            return false;
+        }
+        const bool isRule = m_line.IsReplication();
+        Assemble(card);
+        if (!isRule || !BeginReplication(card)) {
+            if (m_hasLine && m_line.IsReplication()) {
+                Remember(card);
+            }
+            return true;
+        }
+    }
+}
+
+void NastranDeck::Assemble(BulkCard& card) {
     card.m_place = m_line.place;
-    card.m_name = Upper(m_line.name);
-    if (m_line.isLarge) {
+    m_partOfCard = m_line.part;
+    card.m_name = m_line.name;
+    if (card.m_name.ends_with('*')) {
         card.m_name.pop_back();
+        card.m_name = BulkTrimmed(std::string(card.m_name));
+    }
+    for (char& c : card.m_name) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
     card.m_fields.clear();
+    card.m_source = m_line.raw;
+    const bool isLost = m_line.IsContinuation();
+    const bool isInFile = m_line.isInFile;
     bool isHalfLine = false;
-    std::string_view tail;
+    std::string joined;  // of lines that do not stand together
     do {
+        const char* const end = m_line.raw.data() + m_line.raw.size();
+        if (isInFile && joined.empty() && m_line.place.file == card.m_place.file) {
+            card.m_source = {card.m_source.data(),
+                             static_cast<std::size_t>(end - card.m_source.data())};
+        } else if (m_line.raw.data() != card.m_source.data()) {
+            joined = (joined.empty() ? std::string(card.m_source) : joined) + "\n" +
+                     std::string(m_line.raw);
+        }
         Append(card, isHalfLine);
-        tail = m_line.tail;
         m_hasLine = NextLine();
-        CheckContinued(card, tail);
-    } while (m_hasLine && m_line.IsContinuation());
-    while (card.m_fields.size() > 1 && Trimmed(card.m_fields.back()).empty()) {
+    } while (m_hasLine && m_line.IsContinuation() && m_line.part == m_partOfCard);
+    if (!joined.empty()) {
+        card.m_source = m_made.emplace_back(std::move(joined));
+    }
+    while (card.m_fields.size() > 1 && BulkTrimmed(card.m_fields.back()).empty()) {
         card.m_fields.pop_back();
     }
-    return true;
+    if (isLost) {
+        const std::string mark = std::exchange(card.m_name, "continuation");
+        m_problems.Find(card.m_place, "card", mark,
+                        fmt::format("the continuation \"{}\" has no card before it", mark));
+    }
 }
 
 /// Two lines of large fields make up one of small ones.
-void NastranDeck::Append(BulkCard& card, bool& isHalfLine) {
+void NastranDeck::Append(BulkCard& card, bool& isHalfLine) const {
     if (isHalfLine && !m_line.isLarge) {
-        card.m_fields.resize(card.m_fields.size() + kFieldsInLine / 2);
+        card.m_fields.resize(card.m_fields.size() + kBulkFieldsInLine / 2);
     }
     isHalfLine = m_line.isLarge && !isHalfLine;
     card.m_fields.insert(card.m_fields.end(), m_line.fields.begin(), m_line.fields.end());
 }
 
-void NastranDeck::CheckContinued(const BulkCard& card, std::string_view tail) {
-    const std::string_view wanted =
-        tail.starts_with('+') || tail.starts_with('*') ? MarkName(tail) : std::string_view{};
-    if (wanted.empty()) {
-        return;
+// --- Replication ---------------------------------------------------------------------------------
+
+void NastranDeck::Remember(const BulkCard& card) {
+    m_replication = {card.m_name, {}, {}, 0};
+    for (int field = 1; field <= card.NumFields(); ++field) {
+        m_replication.fields.emplace_back(card.Text(field));
     }
-    if (!m_hasLine || !m_line.IsContinuation()) {
-        card.Complain(fmt::format("its continuation \"{}\" never comes", tail));
-    } else if (const auto found = MarkName(m_line.name); !found.empty() && found != wanted) {
+}
+
+/// Takes a card "=" or "=(4)". Answers false when it cannot be followed.
+bool NastranDeck::BeginReplication(const BulkCard& card) {
+    const auto count = RepetitionsOf(card.Name());
+    std::vector<std::string> rule;
+    for (int field = 1; field <= card.NumFields(); ++field) {
+        rule.emplace_back(card.Text(field));
+    }
+    const bool isRule = std::ranges::any_of(rule, [](const auto& one) { return !one.empty(); });
+    if (isRule) {
+        m_replication.rule = std::move(rule);
+    }
+    if (!count || *count > m_bounds.repetitions || m_replication.name.empty() ||
+        m_replication.rule.empty()) {
+        card.Complain("the repetition of the card before it is not understood");
+        return false;
+    }
+    m_replication.nLeft = *count;
+    return true;
+}
+
+/// Makes the next card of a replication, if there is one.
+bool NastranDeck::Repeat(BulkCard& card) {
+    if (m_replication.nLeft == 0) {
+        return false;
+    }
+    --m_replication.nLeft;
+    auto next = RepeatedFields(m_replication.fields, m_replication.rule);
+    if (!next) {
         card.Complain(
-            fmt::format("continuation \"{}\" follows where \"{}\" should", m_line.name, tail));
+            fmt::format("{}: a field that is to be raised is no number", m_replication.name));
+        m_replication.nLeft = 0;
+        return false;
     }
+    m_replication.fields = std::move(*next);
+    std::string text = m_replication.name;
+    for (std::size_t i = 0; i < m_replication.fields.size(); ++i) {
+        text.append(i > 0 && i % kBulkFieldsInLine == 0 ? "\n+," : ",");
+        text.append(m_replication.fields[i]);
+    }
+    card.m_source = m_made.emplace_back(std::move(text));
+    card.m_name = m_replication.name;
+    card.m_fields.assign(m_replication.fields.begin(), m_replication.fields.end());
+    return true;
 }
 
 }  // namespace orq::exchange

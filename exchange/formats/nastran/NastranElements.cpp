@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace orq::exchange {
 namespace {
@@ -40,24 +42,45 @@ const std::vector<double>* NastranElements::Block::Column(std::string_view name)
     return nullptr;
 }
 
-bool NastranElements::Add(const BulkCard& card) {
+BulkTaken NastranElements::Add(const BulkCard& card) {
     const NastranElementCard* const kind = FindNastranElementCard(card.Name());
     if (kind == nullptr) {
-        return false;
+        if (card.Name() == "BAROR" || card.Name() == "BEAMOR") {
+            (card.Name() == "BAROR" ? m_barProperty : m_beamProperty) =
+                card.Int(kNastranPropertyField).value_or(0);
+        }
+        return BulkTaken::No;
+    }
+    if (kind->secondLabelField != 0 && !card.IsBlank(kind->secondLabelField)) {
+        ++m_nTwofold[kind->name];
+        return BulkTaken::No;
     }
     const auto label = card.NeededLabel(1);
-    const int property =
-        kind->family == nullptr ? 0 : card.Label(kNastranPropertyField).value_or(label.value_or(0));
+    const int property = PropertyOf(card, *kind);
     const ORQExcShape* const shape = ReadNodes(card, *kind);
-    if (!label || shape == nullptr) {
-        return true;
+    if (card.IsBroken() || shape == nullptr) {
+        return BulkTaken::No;
     }
     Block& block = BlockFor({kind, shape, property});
     block.labels.push_back(*label);
     block.places.push_back(card.Place());
+    block.sources.push_back(card.Source());
+    block.saysMore.push_back(m_isIncomplete ? 1 : 0);
     block.nodes.insert(block.nodes.end(), m_nodes.begin(), m_nodes.begin() + shape->nNodes);
     ReadFields(card, block);
-    return true;
+    return BulkTaken::Wholly;
+}
+
+/// A blank one is that of the default card, or has the element's label as its number.
+int NastranElements::PropertyOf(const BulkCard& card, const NastranElementCard& kind) const {
+    if (kind.family == nullptr) {
+        return 0;
+    }
+    const int byDefault = card.Name() == "CBAR"    ? m_barProperty
+                          : card.Name() == "CBEAM" ? m_beamProperty
+                                                   : 0;
+    const int label = card.IsInt(1) ? *card.Int(1) : 0;
+    return card.Label(kNastranPropertyField).value_or(byDefault != 0 ? byDefault : label);
 }
 
 /// Answers the shape by the nodes that are given; null when some are needed and missing.
@@ -66,13 +89,16 @@ const ORQExcShape* NastranElements::ReadNodes(const BulkCard& card,
     m_nodes.clear();
     const auto nNeeded = static_cast<std::size_t>(kind.shapes.front()->nNodes);
     std::size_t nGiven = 0;
+    bool hasGround = false;
     for (const int field : kind.nodeFields) {
         // 0 is the ground that a spring or a mass may stand on.
+        hasGround = hasGround || card.Text(field) == "0";
         const bool isGiven = !card.IsBlank(field) && card.Text(field) != "0";
         const int node = isGiven ? card.Label(field).value_or(0) : 0;
         nGiven += isGiven ? 1 : 0;
         m_nodes.push_back(node);
     }
+    m_isIncomplete = hasGround || (nGiven > nNeeded && nGiven < kind.nodeFields.size());
     if (nNeeded == 1) {  // the ground comes last
         std::stable_partition(m_nodes.begin(), m_nodes.end(), [](int node) { return node != 0; });
     }
@@ -97,7 +123,7 @@ NastranElements::Block& NastranElements::BlockFor(const BlockKey& key) {
     const auto [at, isNew] = m_placeOfBlock.try_emplace(key, m_blocks.size());
     if (isNew) {
         const auto& [card, shape, property] = key;
-        m_blocks.push_back({card, shape, property, {}, {}, {}, {}, KnownFields(*card)});
+        m_blocks.push_back({card, shape, property, {}, {}, {}, {}, {}, {}, KnownFields(*card)});
         m_blocks.back().columns.resize(2 * card->fields.size());
     }
     return m_blocks[at->second];
@@ -105,6 +131,14 @@ NastranElements::Block& NastranElements::BlockFor(const BlockKey& key) {
 
 void NastranElements::ReadFields(const BulkCard& card, Block& block) {
     const auto nBefore = block.labels.size() - 1;
+    const bool namesProperty =
+        block.card->family == nullptr || !card.IsBlank(kNastranPropertyField);
+    block.saysMore.back() |= namesProperty ? 0 : 1;
+    for (int field = 1; field <= card.NumFields(); ++field) {
+        if ((field > 63 || (block.knownFields >> field & 1) == 0) && !card.IsBlank(field)) {
+            block.saysMore.back() = 1;
+        }
+    }
     for (std::size_t i = 0; i < block.card->fields.size(); ++i) {
         const auto& [field, real, integer] = block.card->fields[i];
         if (card.IsBlank(field)) {
@@ -112,51 +146,138 @@ void NastranElements::ReadFields(const BulkCard& card, Block& block) {
         }
         const bool isInteger = real == nullptr || (integer != nullptr && card.IsInt(field));
         const auto value = isInteger ? std::optional<double>(card.Int(field)) : card.Real(field);
+        if (!value) {
+            block.saysMore.back() = 1;
+            continue;
+        }
         std::vector<double>& column = block.columns[2 * i + (isInteger ? 1 : 0)];
         column.resize(nBefore, kBlank);
-        column.push_back(value.value_or(kBlank));
-    }
-    for (int field = 1; field <= card.NumFields(); ++field) {
-        if ((field > 63 || (block.knownFields >> field & 1) == 0) && !card.IsBlank(field)) {
-            ++m_nUnknown[block.card->name];
-        }
+        column.push_back(*value);
     }
 }
 
-void NastranElements::Resolve(const NastranNodes& nodes, const NastranProperties& properties) {
+// --- What the cards name -------------------------------------------------------------------------
+
+void NastranElements::Resolve(const NastranNodes& nodes, const NastranProperties& properties,
+                              NastranKept& kept) {
     for (Block& block : m_blocks) {
         for (std::vector<double>& column : block.columns) {
             column.resize(column.empty() ? 0 : block.labels.size(), kBlank);
         }
-        ResolveNodes(nodes, block);
-        ResolveProperty(properties, block);
+        ResolveNodes(nodes, block, kept);
     }
-    SortLabels();
+    LeaveOutRepeated(kept);
+    std::erase_if(m_blocks, [](const Block& block) { return block.labels.empty(); });
+    for (Block& block : m_blocks) {
+        ResolveProperty(properties, block);
+        for (std::size_t row = 0; row < block.labels.size(); ++row) {
+            if (block.saysMore[row] != 0) {
+                kept.Add(block.card->name, block.sources[row], BulkTaken::Partly);
+            }
+        }
+    }
     for (const auto& [card, count] : m_nIncomplete) {
         m_losses.Change("elements", card, count,
                         "they lack some middle nodes and are taken by their corners");
     }
-    for (const auto& [card, count] : m_nUnknown) {
-        m_losses.Drop("element fields", card, count, "blocks have no place for them");
+    for (const auto& [card, count] : m_nTwofold) {
+        m_losses.Note("cards of two elements", card, count, "the elements are kept as cards");
+    }
+    for (const auto& [card, count] : m_nScalar) {
+        m_losses.Note("elements at scalar points", card, count,
+                      "such points have no place in space; the elements are kept as cards");
     }
 }
 
 void NastranElements::Complain(const Block& block, std::size_t row, int field,
                                std::string_view message) const {
-    m_problems.Add(block.places[row],
-                   fmt::format("{} {}: {}: {}", block.card->name, block.labels[row],
-                               BulkFieldName(field), message));
+    const std::string name = fmt::format("{} {}", block.card->name, block.labels[row]);
+    m_problems.Find(block.places[row], "element", name,
+                    fmt::format("{}: {}: {}", name, BulkFieldName(field), message));
 }
 
-void NastranElements::ResolveNodes(const NastranNodes& nodes, Block& block) const {
+void NastranElements::ResolveNodes(const NastranNodes& nodes, Block& block, NastranKept& kept) {
+    const std::string_view card = block.card->name;
+    // What scalar elements stand on is a scalar point where it is no node.
+    const bool mayBeScalar =
+        card.starts_with("CELAS") || card.starts_with("CDAMP") || card.starts_with("CMASS");
     const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
-    for (std::size_t i = 0; i < block.nodes.size(); ++i) {
-        const auto ordinal = nodes.Index().Find(block.nodes[i]);
-        if (!ordinal) {
-            Complain(block, i / nNodes, block.card->nodeFields[i % nNodes],
-                     fmt::format("node {} is missing", block.nodes[i]));
+    std::vector<char> isOut;
+    for (std::size_t row = 0; row < block.labels.size(); ++row) {
+        bool isWhole = true;
+        std::vector<std::size_t> missing;  // places
+        for (std::size_t place = 0; place < nNodes; ++place) {
+            int& node = block.nodes[row * nNodes + place];
+            if (const auto ordinal = nodes.Index().Find(node)) {
+                node = *ordinal;
+                continue;
+            }
+            isWhole = false;
+            if (!mayBeScalar && !nodes.IsScalar(node)) {
+                missing.push_back(place);
+            }
         }
-        block.nodes[i] = ordinal.value_or(0);
+        if (isWhole) {
+            continue;
+        }
+        isOut.resize(block.labels.size());
+        isOut[row] = 1;
+        if (missing.empty()) {
+            ++m_nScalar[block.card->name];
+        } else {
+            ComplainOfNodes(block, row, missing);
+        }
+    }
+    if (!isOut.empty()) {
+        LeaveOut(block, isOut, kept);
+    }
+}
+
+void NastranElements::ComplainOfNodes(const Block& block, std::size_t row,
+                                      const std::vector<std::size_t>& missing) const {
+    std::string labels;
+    for (const std::size_t place : missing) {
+        labels +=
+            fmt::format("{}{}", labels.empty() ? "" : ", ",
+                        block.nodes[row * static_cast<std::size_t>(block.shape->nNodes) + place]);
+    }
+    Complain(block, row, block.card->nodeFields[missing[0]],
+             missing.size() == 1
+                 ? fmt::format("node {} is missing; the element is left out", labels)
+                 : fmt::format("nodes {} are missing; the element is left out", labels));
+}
+
+/// Keeps the cards of these elements instead of them.
+void NastranElements::LeaveOut(Block& block, const std::vector<char>& isOut, NastranKept& kept) {
+    const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
+    std::size_t n = 0;
+    for (std::size_t row = 0; row < isOut.size(); ++row) {
+        if (isOut[row] != 0) {
+            kept.Add(block.card->name, block.sources[row], BulkTaken::No);
+            continue;
+        }
+        block.labels[n] = block.labels[row];
+        block.places[n] = block.places[row];
+        block.sources[n] = block.sources[row];
+        block.saysMore[n] = block.saysMore[row];
+        std::copy_n(&block.nodes[row * nNodes], nNodes, &block.nodes[n * nNodes]);
+        for (std::vector<double>& column : block.columns) {
+            if (!column.empty()) {
+                column[n] = column[row];
+            }
+        }
+        ++n;
+    }
+    block.labels.resize(n);
+    block.places.resize(n);
+    block.sources.resize(n);
+    block.saysMore.resize(n);
+    block.nodes.resize(n * nNodes);
+    for (std::vector<double>& column : block.columns) {
+        column.resize(column.empty() ? 0 : n);
+        if (std::ranges::all_of(column, [](double value) { return std::isnan(value); })) {
+            column.clear();
+        }
     }
 }
 
@@ -165,44 +286,66 @@ void NastranElements::ResolveProperty(const NastranProperties& properties, Block
         return;
     }
     block.property = properties.Find(block.card->family, block.propertyNumber);
-    for (std::size_t row = 0; block.property == nullptr && row < block.labels.size(); ++row) {
-        Complain(block, row, kNastranPropertyField,
-                 fmt::format("property {} is missing", block.propertyNumber));
+    if (block.property == nullptr && !properties.IsKnown(block.propertyNumber)) {
+        const std::string name = fmt::format("{} {}", block.card->name, block.labels[0]);
+        m_problems.Find(block.places[0], "property", fmt::format("{}", block.propertyNumber),
+                        fmt::format("{}: {}: property {} is missing; elements that name it: {}",
+                                    name, BulkFieldName(kNastranPropertyField),
+                                    block.propertyNumber, block.labels.size()));
     }
 }
 
-void NastranElements::SortLabels() {
+/// Of elements with the same label the first in the deck stays.
+void NastranElements::LeaveOutRepeated(NastranKept& kept) {
     struct Labelled {
         int label;
         BulkPlace place;
-        int ordinal;
+        int block;
+        int row;
     };
     std::vector<Labelled> all;
-    int ordinal = 0;
-    for (const Block& block : m_blocks) {
-        for (std::size_t row = 0; row < block.labels.size(); ++row) {
-            all.push_back({block.labels[row], block.places[row], ordinal++});
+    for (std::size_t i = 0; i < m_blocks.size(); ++i) {
+        for (std::size_t row = 0; row < m_blocks[i].labels.size(); ++row) {
+            all.push_back({m_blocks[i].labels[row], m_blocks[i].places[row], static_cast<int>(i),
+                           static_cast<int>(row)});
         }
+    }
+    std::ranges::sort(all, {}, [](const Labelled& one) {
+        return std::tuple(one.label, one.place.file, one.place.line, one.row);
+    });
+    std::map<int, std::vector<char>> isOut;  // by block
+    for (std::size_t i = 1, first = 0; i < all.size(); ++i) {
+        if (all[i].label != all[first].label) {
+            first = i;
+            continue;
+        }
+        const Block& block = m_blocks[static_cast<std::size_t>(all[i].block)];
+        const auto row = static_cast<std::size_t>(all[i].row);
+        isOut[all[i].block].resize(block.labels.size());
+        isOut[all[i].block][row] = 1;
+        Complain(block, row, 1,
+                 fmt::format("the label is given before, in {}; the element is left out",
+                             m_problems.NameOf(all[first].place)));
+    }
+    for (const auto& [block, rows] : isOut) {
+        LeaveOut(m_blocks[static_cast<std::size_t>(block)], rows, kept);
     }
     std::vector<std::pair<int, int>> sorted;
-    std::ranges::sort(all, {}, [](const Labelled& one) {
-        return std::tuple(one.label, one.place.file, one.place.line);
-    });
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        if (i > 0 && all[i].label == all[i - 1].label) {
-            m_problems.Add(
-                all[i].place,
-                fmt::format("element {}: {}: the label is given before, in {}", all[i].label,
-                            BulkFieldName(1), m_problems.NameOf(all[i - 1].place)));
+    int ordinal = 0;
+    for (const Block& block : m_blocks) {
+        for (const int label : block.labels) {
+            sorted.emplace_back(label, ordinal++);
         }
-        sorted.emplace_back(all[i].label, all[i].ordinal);
     }
+    std::ranges::sort(sorted);
     m_index = LabelIndex(std::move(sorted));
 }
 
 void NastranElements::Settle() {
     for (Block& block : m_blocks) {
         block.places = {};
+        block.sources = {};
+        block.saysMore = {};
         block.property = nullptr;
     }
 }
@@ -231,7 +374,6 @@ ORQExcMeshSource::Block NastranElements::Described(const Block& block) const {
     ORQExcMeshSource::Block described{NameOf(block),    block.propertyNumber, block.shape,
                                       block.card->name, block.NumElements(),  {}};
     if (block.property != nullptr) {
-        described.definition = block.property->definition;
         if (block.property->material != 0) {
             described.properties.emplace_back("MID", block.property->material);
         }

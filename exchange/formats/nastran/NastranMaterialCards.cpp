@@ -18,28 +18,21 @@ class MaterialCards {
   public:
     MaterialCards(NastranText& text, ORQExcReport& report) : m_text(text), m_report(report) {}
 
-    std::vector<int> Write(const std::vector<ORQExcLayup::Material>& materials) {
-        std::vector<int> given;
-        Numbers numbers;
-        for (const ORQExcLayup::Material& material : materials) {
-            given.push_back(numbers.Unique(material.number));
-            const NastranMaterialCard* const card = FindNastranMaterialCard(material.kind);
-            if (card == nullptr) {
-                m_report.Drop(
-                    "material", material.name, 1,
-                    fmt::format("the model has no constants of it; sections name it as {}",
-                                given.back()));
-                continue;
-            }
-            WriteConstants(material, *card, given.back());
-            WriteDependence(material, *card, given.back());
-            m_report.Keep("material", material.name, 1);
+    void Write(const ORQExcLayup::Material& material, int number) {
+        const MaterialKind* const card = FindMaterialKind(material.kind);
+        if (card == nullptr) {
+            m_report.Drop(
+                "material", material.name, 1,
+                fmt::format("the model has no constants of it; sections name it as {}", number));
+            return;
         }
-        return given;
+        WriteConstants(material, *card, number);
+        WriteDependence(material, *card, number);
+        m_report.Keep("material", material.name, 1);
     }
 
   private:
-    static constexpr int kNoField = 0;  ///< as NastranMaterialCard::FieldOf answers
+    static constexpr int kNoField = 0;  ///< as NastranFieldOf answers
 
     static std::string NameOf(const ORQExcLayup::Material& material,
                               const ORQExcMaterialTable& table, std::size_t component) {
@@ -48,9 +41,9 @@ class MaterialCards {
     }
 
     /// The field of a component on the card; where it has none, the component is reported.
-    int FieldOf(const ORQExcLayup::Material& material, const NastranMaterialCard& card,
+    int FieldOf(const ORQExcLayup::Material& material, const MaterialKind& card,
                 const ORQExcMaterialTable& table, std::size_t component) {
-        const int field = card.FieldOf(table.components[component].name);
+        const int field = NastranFieldOf(card, table.components[component].name);
         if (field == kNoField) {
             m_report.Drop("material component", NameOf(material, table, component),
                           static_cast<std::int64_t>(table.NumRows()),
@@ -59,7 +52,7 @@ class MaterialCards {
         return field;
     }
 
-    void WriteConstants(const ORQExcLayup::Material& material, const NastranMaterialCard& card,
+    void WriteConstants(const ORQExcLayup::Material& material, const MaterialKind& card,
                         int number) {
         BulkFields fields;
         fields.Set(1, number);
@@ -70,7 +63,7 @@ class MaterialCards {
                 if (field == kNoField || std::isnan(value)) {
                     continue;
                 }
-                if (field != card.integerField) {
+                if (table.components[i].name != card.integer) {
                     fields.Set(field, value);
                 } else if (value == static_cast<int>(std::clamp(value, -1e9, 1e9))) {
                     fields.Set(field, static_cast<int>(value));
@@ -85,7 +78,7 @@ class MaterialCards {
     }
 
     /// The card that names the tables of the material, and those tables that are new.
-    void WriteDependence(const ORQExcLayup::Material& material, const NastranMaterialCard& card,
+    void WriteDependence(const ORQExcLayup::Material& material, const MaterialKind& card,
                          int number) {
         BulkFields fields;
         for (const ORQExcMaterialTable& table : material.tables) {
@@ -140,9 +133,29 @@ class MaterialCards {
 
 }  // namespace
 
-std::vector<int> WriteMaterialCards(const std::vector<ORQExcLayup::Material>& materials,
-                                    NastranText& text, ORQExcReport& report) {
-    return MaterialCards(text, report).Write(materials);
+std::vector<int> MaterialNumbers(const std::vector<ORQExcLayup::Material>& materials) {
+    // Instances have numberings of their own: their materials are told apart by their names.
+    std::vector<int> numbers;
+    std::map<std::string, Numbers> taken;
+    for (const ORQExcLayup::Material& material : materials) {
+        const std::string own = fmt::format("{} {}", material.kind, material.number);
+        const bool isOfDeck = !material.kind.empty() && material.name.starts_with(own);
+        numbers.push_back(
+            taken[isOfDeck ? material.name.substr(own.size()) : ""].Unique(material.number));
+    }
+    return numbers;
+}
+
+void WriteMaterialCards(const std::vector<ORQExcLayup::Material>& materials,
+                        const std::vector<int>& numbers,
+                        const std::function<bool(const ORQExcLayup::Material&)>& isWritten,
+                        NastranText& text, ORQExcReport& report) {
+    MaterialCards cards(text, report);
+    for (std::size_t i = 0; i < materials.size(); ++i) {
+        if (!isWritten(materials[i])) {
+            cards.Write(materials[i], numbers[i]);
+        }
+    }
 }
 
 }  // namespace orq::exchange

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "ORQExcLayup.h"
@@ -8,9 +9,15 @@
 
 namespace orq::exchange {
 
-/// Writes the cards of materials, with the tables of what depends on temperature. Answers the
-/// number of each material; one without a card has a number too, by which sections name it.
-std::vector<int> WriteMaterialCards(const std::vector<ORQExcLayup::Material>& materials,
-                                    NastranText& text, ORQExcReport& report);
+/// The number of each material in the file; one without a card has a number too, by which sections
+/// name it.
+std::vector<int> MaterialNumbers(const std::vector<ORQExcLayup::Material>& materials);
+
+/// Writes the cards of materials, but of those that are written, with the tables of what depends on
+/// temperature.
+void WriteMaterialCards(const std::vector<ORQExcLayup::Material>& materials,
+                        const std::vector<int>& numbers,
+                        const std::function<bool(const ORQExcLayup::Material&)>& isWritten,
+                        NastranText& text, ORQExcReport& report);
 
 }  // namespace orq::exchange

@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
 
@@ -13,10 +12,6 @@ namespace orq::exchange {
 namespace {
 
 constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
-
-/// Materials of which no more than the name is kept.
-constexpr std::array<std::string_view, 5> kNamedMaterials = {"MATG", "MATHE", "MATHP", "MATORT",
-                                                             "MATVE"};
 
 /// The table of a property over these temperatures, a new one behind the others if need be.
 ORQExcMaterialTable& TableOver(const std::vector<double>& temperatures, const std::string& property,
@@ -49,51 +44,52 @@ void AddColumn(ORQExcMaterialTable& table, const ORQExcMaterialTable::Column& co
 
 }  // namespace
 
-bool NastranMaterials::Add(const BulkCard& card) {
-    return AddMaterial(card) || AddDependence(card) || AddTable(card);
+BulkTaken NastranMaterials::Add(const BulkCard& card) {
+    if (card.Name() == "TABLEM1") {
+        return AddTable(card);
+    }
+    if (!card.Name().starts_with("MAT")) {
+        return BulkTaken::No;
+    }
+    return card.Name().starts_with("MATT") ? AddDependence(card) : AddMaterial(card);
 }
 
 // --- Materials -----------------------------------------------------------------------------------
 
-bool NastranMaterials::AddMaterial(const BulkCard& card) {
+BulkTaken NastranMaterials::AddMaterial(const BulkCard& card) {
     const std::string kind(card.Name());
-    const NastranMaterialCard* const known = FindNastranMaterialCard(kind);
-    if (known == nullptr && std::ranges::find(kNamedMaterials, kind) == kNamedMaterials.end()) {
-        return false;
-    }
-    const auto number = card.NeededLabel(1);
+    const MaterialKind* const known = FindMaterialKind(kind);
+    const auto number = card.IsInt(1) || known != nullptr ? card.NeededLabel(1) : std::nullopt;
     if (!number) {
-        return true;
+        return BulkTaken::No;
     }
+    if (known == nullptr) {
+        m_unread.try_emplace(*number, kind);
+        return BulkTaken::No;
+    }
+    ORQExcLayup::Material material{fmt::format("{} {}", kind, *number), *number};
+    material.kind = kind;
+    int field = kFirstMaterialConstant;
+    for (const MaterialKind::Constant& constant : known->constants) {
+        AddColumn(TableOver({}, constant.property, material.tables), {constant.name},
+                  {card.RealOr(field++, kBlank)});
+    }
+    if (card.IsBroken()) {
+        m_unread.try_emplace(*number, kind);
+        return BulkTaken::No;
+    }
+    std::erase_if(material.tables, [](const ORQExcMaterialTable& table) {
+        return std::ranges::all_of(table.values, [](double value) { return std::isnan(value); });
+    });
     const auto [at, isNew] = m_places.try_emplace(
         *number, std::pair{static_cast<int>(m_materials.size()), card.Place()});
     if (!isNew) {
         card.Complain(1, fmt::format("material {} is given before, in {}", *number,
                                      m_problems.NameOf(at->second.second)));
-        return true;
-    }
-    ORQExcLayup::Material material{fmt::format("{} {}", kind, *number), *number};
-    if (known == nullptr) {
-        m_losses.Change("material", material.name, 1, "its constants are not kept");
-        m_materials.push_back(std::move(material));
-        return true;
-    }
-    material.kind = kind;
-    int field = kFirstMaterialConstant;
-    for (const NastranMaterialCard::Constant& constant : known->constants) {
-        AddColumn(TableOver({}, constant.property, material.tables), {constant.name},
-                  {card.RealOr(field++, kBlank)});
-    }
-    std::erase_if(material.tables, [](const ORQExcMaterialTable& table) {
-        return std::ranges::all_of(table.values, [](double value) { return std::isnan(value); });
-    });
-    if (card.NumFields() >= field) {
-        m_losses.Change("material", material.name, 1,
-                        fmt::format("what stands behind its first {} constants is not kept",
-                                    known->constants.size()));
+        return BulkTaken::No;
     }
     m_materials.push_back(std::move(material));
-    return true;
+    return BulkTaken::Partly;
 }
 
 int NastranMaterials::Refer(const BulkCard& card, int field) {
@@ -113,25 +109,22 @@ int NastranMaterials::PlaceOf(int number) const {
 
 // --- Dependence on temperature -------------------------------------------------------------------
 
-bool NastranMaterials::AddDependence(const BulkCard& card) {
+BulkTaken NastranMaterials::AddDependence(const BulkCard& card) {
     constexpr std::string_view kBegin = "MATT";
-    if (!card.Name().starts_with(kBegin)) {
-        return false;
-    }
     const std::string materialCard = std::string("MAT").append(card.Name().substr(kBegin.size()));
-    const NastranMaterialCard* const known = FindNastranMaterialCard(materialCard);
-    if (known == nullptr || !known->hasTemperatureCard) {
-        return false;
+    const MaterialKind* const known = FindMaterialKind(materialCard);
+    if (known == nullptr || !known->dependsOnTemperature) {
+        return BulkTaken::No;
     }
     const auto number = card.NeededLabel(1);
-    if (!number) {
-        return true;
-    }
-    Dependence dependence{card.Place(), materialCard, *number, {}};
+    Dependence dependence{card.Place(), materialCard, number.value_or(0), {}};
     for (int field = kFirstMaterialConstant; field <= card.NumFields(); ++field) {
         if (const auto table = card.Int(field); table && *table != 0) {
             dependence.tables.emplace_back(field, *table);
         }
+    }
+    if (card.IsBroken()) {
+        return BulkTaken::No;
     }
     const auto [at, isNew] =
         m_dependences.try_emplace({materialCard, *number}, std::move(dependence));
@@ -139,26 +132,28 @@ bool NastranMaterials::AddDependence(const BulkCard& card) {
         card.Complain(1, fmt::format("the temperature dependence of material {} is given before, "
                                      "in {}",
                                      *number, m_problems.NameOf(at->second.place)));
+        return BulkTaken::No;
     }
-    return true;
+    return BulkTaken::Partly;
 }
 
-bool NastranMaterials::AddTable(const BulkCard& card) {
-    if (card.Name() != "TABLEM1") {
-        return false;
-    }
+BulkTaken NastranMaterials::AddTable(const BulkCard& card) {
     const auto number = card.NeededLabel(1);
     if (!number) {
-        return true;
+        return BulkTaken::No;
     }
-    const auto [at, isNew] = m_tables.try_emplace(*number, Table{card.Place(), {{}, {{"y"}}}});
+    Table table{card.Place(), {{}, {{"y"}}}};
+    ReadPoints(card, table);
+    if (card.IsBroken()) {
+        return BulkTaken::No;
+    }
+    const auto [at, isNew] = m_tables.try_emplace(*number, std::move(table));
     if (!isNew) {
         card.Complain(1, fmt::format("table {} is given before, in {}", *number,
                                      m_problems.NameOf(at->second.place)));
-        return true;
+        return BulkTaken::No;
     }
-    ReadPoints(card, at->second);
-    return true;
+    return BulkTaken::Partly;
 }
 
 /// Pairs of temperature and value, to ENDT.
@@ -166,11 +161,11 @@ void NastranMaterials::ReadPoints(const BulkCard& card, Table& table) {
     const std::string name = fmt::format("TABLEM1 {}", card.Text(1));
     const std::string place = m_problems.NameOf(card.Place());
     const auto change = [&](int field, const std::string& what) {
-        m_losses.Change("table", name, 1,
-                        fmt::format("{}: {}: {}", place, BulkFieldName(field), what));
+        m_losses.Note("table", name, 1,
+                      fmt::format("{}: {}: {}", place, BulkFieldName(field), what));
     };
     const auto drop = [&](int field, const char* kind, const std::string& why) {
-        m_losses.Drop(kind, name, 1, fmt::format("{}: {}: {}", place, BulkFieldName(field), why));
+        m_losses.Note(kind, name, 1, fmt::format("{}: {}: {}", place, BulkFieldName(field), why));
     };
     for (const int field : {2, 3, 4}) {
         if (!card.IsBlank(field) && !card.Is(field, "LINEAR")) {
@@ -203,12 +198,13 @@ void NastranMaterials::ReadPoints(const BulkCard& card, Table& table) {
 }
 
 void NastranMaterials::Resolve() {
+    AddNamed();
     for (const Reference& reference : m_references) {
         if (!m_places.contains(reference.material)) {
-            m_problems.Add(
-                reference.place,
-                fmt::format("{} {}: {}: material {} is missing", reference.card, reference.number,
-                            BulkFieldName(reference.field), reference.material));
+            const std::string name = fmt::format("{} {}", reference.card, reference.number);
+            m_problems.Find(reference.place, "material", fmt::format("{}", reference.material),
+                            fmt::format("{}: {}: material {} is missing", name,
+                                        BulkFieldName(reference.field), reference.material));
         }
     }
     for (const auto& [key, dependence] : m_dependences) {
@@ -217,7 +213,7 @@ void NastranMaterials::Resolve() {
     for (const auto& [number, table] : m_tables) {
         const std::string name = fmt::format("TABLEM1 {}", number);
         if (!table.isUsed) {
-            m_losses.Drop("table", name, 1,
+            m_losses.Note("table", name, 1,
                           m_problems.NameOf(table.place) + ": no material depends on it");
             continue;
         }
@@ -228,11 +224,22 @@ void NastranMaterials::Resolve() {
     }
 }
 
+/// Materials of which the model has no constants, where there is no other of the number.
+void NastranMaterials::AddNamed() {
+    for (const auto& [number, kind] : m_unread) {
+        if (m_places
+                .try_emplace(number, std::pair{static_cast<int>(m_materials.size()), BulkPlace{}})
+                .second) {
+            m_materials.push_back({fmt::format("{} {}", kind, number), number});
+        }
+    }
+}
+
 void NastranMaterials::Apply(const Dependence& dependence) {
     const std::string name =
         fmt::format("{} {}", NastranTemperatureCard(dependence.card), dependence.material);
     const auto drop = [&](std::int64_t count, const std::string& reason) {
-        m_losses.Drop("temperature dependence", name, count,
+        m_losses.Note("temperature dependence", name, count,
                       fmt::format("{}: {}", m_problems.NameOf(dependence.place), reason));
     };
     const int place = PlaceOf(dependence.material);
@@ -241,7 +248,7 @@ void NastranMaterials::Apply(const Dependence& dependence) {
         return drop(std::ssize(dependence.tables),
                     fmt::format("there is no {} {}", dependence.card, dependence.material));
     }
-    const auto& constants = FindNastranMaterialCard(dependence.card)->constants;
+    const auto& constants = FindMaterialKind(dependence.card)->constants;
     std::vector<ORQExcMaterialTable> tables;
     for (const auto& [field, number] : dependence.tables) {
         const auto constant = static_cast<std::size_t>(field - kFirstMaterialConstant);

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ORQExcLayup.h"
 #include "ORQExcReport.h"
-#include "formats/nastran/NastranDeck.h"
+#include "formats/nastran/NastranCard.h"
 
 namespace orq::exchange {
 
@@ -18,8 +19,8 @@ class NastranMaterials {
     NastranMaterials(NastranProblems& problems, ORQExcReport& losses)
         : m_problems(problems), m_losses(losses) {}
 
-    /// Takes the card, and answers true, if it is one of these.
-    bool Add(const BulkCard& card);
+    /// Takes the card if it is one of these and can be read.
+    BulkTaken Add(const BulkCard& card);
     /// The number of the material that a field of another card names, 0 for none.
     int Refer(const BulkCard& card, int field);
     /// Reports materials that are named but missing, and puts the tables into their materials. To
@@ -52,10 +53,11 @@ class NastranMaterials {
         bool isUsed = false;
     };
 
-    bool AddMaterial(const BulkCard& card);
-    bool AddDependence(const BulkCard& card);
-    bool AddTable(const BulkCard& card);
+    BulkTaken AddMaterial(const BulkCard& card);
+    BulkTaken AddDependence(const BulkCard& card);
+    BulkTaken AddTable(const BulkCard& card);
     void ReadPoints(const BulkCard& card, Table& table);
+    void AddNamed();
     void Apply(const Dependence& dependence);
 
     NastranProblems& m_problems;
@@ -64,6 +66,7 @@ class NastranMaterials {
     std::map<int, std::pair<int, BulkPlace>> m_places;                // of materials, by number
     std::map<std::pair<std::string, int>, Dependence> m_dependences;  // by card and number
     std::map<int, Table> m_tables;
+    std::map<int, std::string> m_unread;  // cards of other kinds, and broken ones, by number
     std::vector<Reference> m_references;
 };
 

@@ -3,61 +3,129 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string>
 
 namespace orq::exchange {
+namespace {
 
-bool NastranNodes::Add(const BulkCard& card) {
+constexpr int kFirstCoordinate = 3;
+constexpr int kLastCoordinate = 5;
+constexpr int kConstraintsField = 7;
+constexpr std::size_t kDigitsOfLargeLabels = 10;
+
+}  // namespace
+
+BulkTaken NastranNodes::Add(const BulkCard& card) {
     if (card.Name() == "GRID") {
-        AddNode(card);
-        return true;
+        return AddNode(card);
     }
     if (card.Name() == "GRDSET") {
         m_defaultSystem = card.Int(2).value_or(0);
-        m_nDefaultsLost += card.IsBlank(6) && card.IsBlank(7) && card.IsBlank(8) ? 0 : 1;
-        return true;
+        m_defaultConstraints = card.Int(kConstraintsField).value_or(0);
+        return BulkTaken::Partly;
     }
-    return false;
+    if (card.Name() == "SPOINT" || card.Name() == "EPOINT") {
+        AddScalars(card);
+    }
+    return BulkTaken::No;
 }
 
-void NastranNodes::AddNode(const BulkCard& card) {
+BulkTaken NastranNodes::AddNode(const BulkCard& card) {
+    const bool hasMore = card.NumFields() > kLastCoordinate;
+    const int constraints = hasMore ? card.Int(kConstraintsField).value_or(0) : 0;
+    if (card.Text(1).find_first_not_of("0123456789") != std::string_view::npos ||
+        card.Text(1).size() < kDigitsOfLargeLabels) {
+        card.Need();
+    }
     const auto label = card.NeededLabel(1);
     if (!label) {
-        return;
+        return BulkTaken::No;  // a label that is too large for the model
     }
-    const int ordinal = static_cast<int>(m_labels.size());
+    card.Need();
     m_labels.push_back(*label);
     m_places.push_back(card.Place());
-    m_systems.push_back(card.Int(2).value_or(kBlank));
-    for (int field = 3; field <= 5; ++field) {
+    m_sources.push_back(card.Source());
+    m_systems.push_back(card.IsBlank(2) ? kBlank : card.Int(2).value_or(kBlank));
+    for (int field = kFirstCoordinate; field <= kLastCoordinate; ++field) {
         m_coordinates.push_back(card.RealOr(field, 0));
     }
-    if (card.NumFields() > 5) {
-        if (const int system = card.Int(6).value_or(0); system != 0) {
-            ++m_displacementSystems[system];
-        }
-        if (const int constraints = card.Int(7).value_or(0); constraints != 0) {
-            m_constraints[constraints].push_back(ordinal);
+    m_constraints.push_back(constraints);
+    const bool lacksNumber = card.IsBlank(3) || card.IsBlank(4) || card.IsBlank(5);
+    m_saysMore.push_back(hasMore || lacksNumber || !card.IsBlank(2) ? 1 : 0);
+    return BulkTaken::Wholly;
+}
+
+/// Labels, and ranges with THRU.
+void NastranNodes::AddScalars(const BulkCard& card) {
+    for (int field = 1; field <= card.NumFields(); ++field) {
+        if (card.Is(field, "THRU") && !m_scalars.empty()) {
+            m_scalars.back().second = card.NeededLabel(++field).value_or(0);
+        } else if (const auto label = card.Label(field)) {
+            m_scalars.emplace_back(*label, *label);
         }
     }
 }
 
-void NastranNodes::SortLabels() {
+bool NastranNodes::IsScalar(int label) const {
+    return std::ranges::any_of(m_scalars, [&](const auto& range) {
+        return range.first <= label && label <= range.second;
+    });
+}
+
+void NastranNodes::LeaveOutRepeated(NastranKept& kept) {
     std::vector<std::pair<int, int>> sorted;
     sorted.reserve(m_labels.size());
     for (std::size_t i = 0; i < m_labels.size(); ++i) {
         sorted.emplace_back(m_labels[i], static_cast<int>(i));
     }
-    std::ranges::sort(sorted);
-    for (std::size_t i = 1; i < sorted.size(); ++i) {
-        const auto& [label, ordinal] = sorted[i];
-        if (sorted[i - 1].first == label) {
-            const auto before = static_cast<std::size_t>(sorted[i - 1].second);
-            m_problems.Add(m_places[static_cast<std::size_t>(ordinal)],
-                           fmt::format("GRID {}: {}: the label is given before, in {}", label,
-                                       BulkFieldName(1), m_problems.NameOf(m_places[before])));
-        }
+    if (!std::ranges::is_sorted(sorted)) {
+        std::ranges::sort(sorted);
     }
-    m_index = LabelIndex(std::move(sorted));
+    std::vector<std::size_t> repeated;
+    for (std::size_t i = 1, first = 0; i < sorted.size(); ++i) {
+        if (sorted[i].first != sorted[first].first) {
+            first = i;
+            continue;
+        }
+        const auto place = static_cast<std::size_t>(sorted[i].second);
+        repeated.push_back(place);
+        const std::string name = fmt::format("GRID {}", sorted[i].first);
+        m_problems.Find(
+            m_places[place], "node", name,
+            fmt::format(
+                "{}: {}: the label is given before, in {}", name, BulkFieldName(1),
+                m_problems.NameOf(m_places[static_cast<std::size_t>(sorted[first].second)])));
+    }
+    if (repeated.empty()) {
+        m_index = LabelIndex(std::move(sorted));
+        return;
+    }
+    std::ranges::sort(repeated);
+    std::size_t next = 0;
+    std::size_t n = 0;
+    for (std::size_t i = 0; i < m_labels.size(); ++i) {
+        if (next < repeated.size() && repeated[next] == i) {
+            ++next;
+            kept.Add("GRID", m_sources[i], BulkTaken::No);
+            continue;
+        }
+        m_labels[n] = m_labels[i];
+        std::copy_n(&m_coordinates[3 * i], 3, &m_coordinates[3 * n]);
+        m_systems[n] = m_systems[i];
+        m_constraints[n] = m_constraints[i];
+        m_places[n] = m_places[i];
+        m_sources[n] = m_sources[i];
+        m_saysMore[n] = m_saysMore[i];
+        ++n;
+    }
+    m_labels.resize(n);
+    m_coordinates.resize(3 * n);
+    m_systems.resize(n);
+    m_constraints.resize(n);
+    m_places.resize(n);
+    m_sources.resize(n);
+    m_saysMore.resize(n);
+    LeaveOutRepeated(kept);  // now there are none
 }
 
 NastranCoordinates::Point NastranNodes::Given(std::size_t ordinal) const {
@@ -69,12 +137,13 @@ int NastranNodes::SystemOf(std::size_t ordinal) const {
     return m_systems[ordinal] == kBlank ? m_defaultSystem : m_systems[ordinal];
 }
 
-void NastranNodes::Resolve(NastranCoordinates& coordinates, ORQExcReport& losses) {
-    SortLabels();
+void NastranNodes::Resolve(NastranCoordinates& coordinates, NastranKept& kept,
+                           ORQExcReport& losses) {
+    LeaveOutRepeated(kept);
     coordinates.SetNodes([&](int label) -> std::optional<NastranCoordinates::GivenPoint> {
         const auto ordinal = m_index.Find(label);
         if (!ordinal) {
-            return std::nullopt;
+            return m_others ? m_others(label) : std::nullopt;
         }
         const auto place = static_cast<std::size_t>(*ordinal);
         return NastranCoordinates::GivenPoint{SystemOf(place), Given(place)};
@@ -85,14 +154,24 @@ void NastranNodes::Resolve(NastranCoordinates& coordinates, ORQExcReport& losses
     int nMoved = 0;
     for (std::size_t i = 0; i < m_labels.size(); ++i) {
         const int number = SystemOf(i);
+        if (m_constraints[i] == 0) {
+            m_constraints[i] = m_defaultConstraints;
+        }
+        const bool saysMore = m_saysMore[i] != 0 || number != 0 || m_constraints[i] != 0;
+        if (saysMore) {
+            kept.Add("GRID", m_sources[i], BulkTaken::Partly);
+        }
         if (number == 0) {
             continue;
         }
         const auto* const system = coordinates.Find(number);
         if (system == nullptr) {
-            m_problems.Add(m_places[i],
-                           fmt::format("GRID {}: {}: coordinate system {} is missing or wrong",
-                                       m_labels[i], BulkFieldName(2), number));
+            const std::string name = fmt::format("GRID {}", m_labels[i]);
+            m_problems.Find(
+                m_places[i], "node", name,
+                fmt::format("{}: {}: coordinate system {} is missing or wrong; the node stands as "
+                            "if its numbers were of the basic system",
+                            name, BulkFieldName(2), number));
             continue;
         }
         const auto basic = NastranCoordinates::Basic(*system, Given(i));
@@ -102,16 +181,10 @@ void NastranNodes::Resolve(NastranCoordinates& coordinates, ORQExcReport& losses
     coordinates.SetNodes(nullptr);
     m_systems = {};
     m_places = {};
+    m_saysMore = {};
     if (nMoved > 0) {
         losses.Change("node coordinates", "", nMoved,
                       "they were given in other systems and stand in the model's");
-    }
-    for (const auto& [number, count] : m_displacementSystems) {
-        losses.Drop("displacement system", fmt::format("{}", number), count,
-                    "nodes have no place for it");
-    }
-    if (m_nDefaultsLost > 0) {
-        losses.Drop("bulk data card", "GRDSET", m_nDefaultsLost, "only its field CP is taken");
     }
 }
 

@@ -23,38 +23,50 @@ std::string BulkProperty::Name() const {
     return fmt::format("{} {}", card, number);
 }
 
-bool NastranProperties::Add(const BulkCard& card) {
+BulkTaken NastranProperties::Add(const BulkCard& card) {
     const std::string_view family = NastranPropertyFamily(card.Name());
     if (family.empty()) {
+        if (card.Name().starts_with('P') && card.IsInt(1)) {
+            m_unread.insert(*card.Int(1));
+        }
+        return BulkTaken::No;
+    }
+    BulkTaken taken = BulkTaken::No;
+    const int stride = NastranPropertyStride(card.Name());
+    for (int field = 1; field <= kNoStride && (field == 1 || !card.IsBlank(field));
+         field += stride) {
+        const auto number = card.NeededLabel(field);
+        taken = number && AddOne(card, family, *number) ? BulkTaken::Partly : taken;
+    }
+    return taken;
+}
+
+bool NastranProperties::AddOne(const BulkCard& card, std::string_view family, int number) {
+    BulkProperty property{std::string(card.Name()), number, card.Place(), {}, {}};
+    const bool isPlaceholder = card.NumFields() == 1;
+    if (property.card == "PSHELL" && !isPlaceholder) {
+        ReadPlate(card, property);
+    } else if ((property.card == "PCOMP" || property.card == "PCOMPG") && !isPlaceholder) {
+        ReadLaminate(card, property);
+    } else if (std::ranges::find(kOfOneMaterial, property.card) != kOfOneMaterial.end()) {
+        property.material = m_materials.Refer(card, 2);
+    }
+    if (card.IsBroken()) {
+        m_unread.insert(number);
         return false;
     }
-    const auto number = card.NeededLabel(1);
-    if (!number) {
-        return true;
-    }
-    BulkProperty property{std::string(card.Name()), *number, card.Place(), {}, {}};
-    if (property.card == "PSHELL") {
-        ReadPlate(card, property);
-    } else if (property.card == "PCOMP" || property.card == "PCOMPG") {
-        ReadLaminate(card, property);
-    } else {
-        property.definition = TextOf(card);
-        if (std::ranges::find(kOfOneMaterial, property.card) != kOfOneMaterial.end()) {
-            property.material = m_materials.Refer(card, 2);
-        }
-    }
-    const auto [at, isNew] = m_properties.try_emplace({family, *number}, std::move(property));
+    const auto [at, isNew] = m_properties.try_emplace({family, number}, std::move(property));
     if (!isNew) {
-        card.Complain(1, fmt::format("property {} is given before, in {}", *number,
+        card.Complain(1, fmt::format("property {} is given before, in {}", number,
                                      m_problems.NameOf(at->second.place)));
     }
-    return true;
+    return isNew;
 }
 
 void NastranProperties::ReadPlate(const BulkCard& card, BulkProperty& property) {
     const auto thickness = card.Real(3);
     if (thickness && *thickness <= 0) {
-        card.Complain(3, fmt::format("the thickness {} is not above 0", *thickness));
+        card.Remark(3, fmt::format("the thickness {} is not above 0", *thickness));
     }
     property.plies.push_back({m_materials.Refer(card, 2), thickness, 0, 0});
     for (int i = 0; i < kNumShellConstants; ++i) {
@@ -79,7 +91,7 @@ void NastranProperties::ReadLaminate(const BulkCard& card, BulkProperty& propert
         property.plies.insert(property.plies.end(), half.rbegin(), half.rend());
     }
     if (property.plies.empty()) {
-        card.Complain("it has no plies");
+        card.Remark(kFirstPlyField, "it has no plies");
     }
 }
 
@@ -99,17 +111,16 @@ void NastranProperties::ReadPlies(const BulkCard& card, BulkProperty& property) 
         if (card.IsBlank(field) && hasPreceding) {
             ply.material = property.plies.back().material;
         } else if (ply.material == 0) {
-            card.Complain(field, "the ply has no material");
+            card.Remark(field, "the ply has no material");
         }
         if (card.IsBlank(field + 1) && hasPreceding) {
             ply.thickness = property.plies.back().thickness;
         } else if (card.IsBlank(field + 1)) {
-            card.Complain(field + 1, "the ply has no thickness");
+            card.Remark(field + 1, "the ply has no thickness");
         } else if (ply.thickness && *ply.thickness <= 0) {
-            card.Complain(field + 1,
-                          fmt::format("the ply's thickness {} is not above 0", *ply.thickness));
+            card.Remark(field + 1,
+                        fmt::format("the ply's thickness {} is not above 0", *ply.thickness));
         }
-        m_nOutputRequests += card.IsBlank(field + 3) || card.Is(field + 3, "NO") ? 0 : 1;
         property.plies.push_back(ply);
     }
 }
@@ -121,19 +132,7 @@ double NastranProperties::ReadWord(const BulkCard& card, int field) {
     if (found != words.end()) {
         return static_cast<double>(found - words.begin() + 1);
     }
-    if (!card.IsBlank(field) && !card.Is(field, "SYM")) {
-        m_losses.Change("property", fmt::format("{} {}", card.Name(), card.Text(1)), 1,
-                        fmt::format("the word \"{}\" is not kept", card.Text(field)));
-    }
     return kBlank;
-}
-
-std::string NastranProperties::TextOf(const BulkCard& card) {
-    std::string text(card.Name());
-    for (int field = 1; field <= card.NumFields(); ++field) {
-        text.append(",").append(card.Text(field));
-    }
-    return text;
 }
 
 const BulkProperty* NastranProperties::Find(std::string_view family, int number) const {
@@ -149,18 +148,6 @@ std::vector<const BulkProperty*> NastranProperties::Sections() const {
         }
     }
     return sections;
-}
-
-void NastranProperties::ReportLosses(const std::set<const BulkProperty*>& used) const {
-    for (const auto& [key, property] : m_properties) {
-        if (!property.IsSection() && !used.contains(&property)) {
-            m_losses.Drop("property", property.Name(), 1, "no element has it");
-        }
-    }
-    if (m_nOutputRequests > 0) {
-        m_losses.Drop("output requests of plies", "", m_nOutputRequests,
-                      "the layers of sections have no place for them");
-    }
 }
 
 }  // namespace orq::exchange

@@ -8,13 +8,13 @@
 #include <utility>
 #include <vector>
 
-#include "ORQExcReport.h"
-#include "formats/nastran/NastranDeck.h"
+#include "formats/nastran/NastranCard.h"
 #include "formats/nastran/NastranMaterials.h"
 
 namespace orq::exchange {
 
-/// A property card. That of a shell is read as a section, any other is kept as text.
+/// A property card. That of a shell is read as a section, unless it is a placeholder, which says
+/// nothing but its number.
 struct BulkProperty {
     struct Ply {
         int material;  // 0: none
@@ -29,7 +29,6 @@ struct BulkProperty {
     std::vector<Ply> plies;         ///< from the bottom; a plate is one
     std::vector<double> constants;  ///< as in ORQExcLayup::Section
     int material = 0;               ///< of what is no shell; 0: none, or several
-    std::string definition = {};    ///< of what is no section: name and fields, with commas between
 
     std::string Name() const;  ///< "PCOMP 3"
     bool IsSection() const { return !constants.empty(); }
@@ -39,31 +38,30 @@ struct BulkProperty {
 class NastranProperties {
   public:
     /// The materials are told which of them properties name.
-    NastranProperties(NastranMaterials& materials, NastranProblems& problems, ORQExcReport& losses)
-        : m_materials(materials), m_problems(problems), m_losses(losses) {}
+    NastranProperties(NastranMaterials& materials, NastranProblems& problems)
+        : m_materials(materials), m_problems(problems) {}
 
-    /// Takes the card, and answers true, if it is one of these.
-    bool Add(const BulkCard& card);
-    /// Enters into the report what is not kept; `used` are those that elements have.
-    void ReportLosses(const std::set<const BulkProperty*>& used) const;
+    /// Takes the card if it is one of these and can be read.
+    BulkTaken Add(const BulkCard& card);
 
     /// Null when there is none. `family` is a NastranElementCard's.
     const BulkProperty* Find(std::string_view family, int number) const;
+    /// Whether a card that is not read may be the property.
+    bool IsKnown(int number) const { return m_unread.contains(number); }
     /// By number.
     std::vector<const BulkProperty*> Sections() const;
 
   private:
+    bool AddOne(const BulkCard& card, std::string_view family, int number);
     void ReadPlate(const BulkCard& card, BulkProperty& property);
     void ReadLaminate(const BulkCard& card, BulkProperty& property);
     void ReadPlies(const BulkCard& card, BulkProperty& property);
-    static std::string TextOf(const BulkCard& card);
-    double ReadWord(const BulkCard& card, int field);
+    static double ReadWord(const BulkCard& card, int field);
 
     NastranMaterials& m_materials;
     NastranProblems& m_problems;
-    ORQExcReport& m_losses;
     std::map<std::pair<std::string_view, int>, BulkProperty> m_properties;  // family, number
-    int m_nOutputRequests = 0;
+    std::set<int> m_unread;                                                 // numbers
 };
 
 }  // namespace orq::exchange

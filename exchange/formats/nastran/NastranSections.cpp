@@ -43,12 +43,7 @@ void NastranSections::AddOrientations() {
             continue;  // it has been reported
         }
         if (system->kind != NastranCoordinates::Kind::Rectangular) {
-            m_losses.Drop("coordinate system", name, 1, "an orientation is rectangular");
-            continue;
-        }
-        if (system->origin != NastranCoordinates::Point{}) {
-            m_losses.Change("coordinate system", name, 1,
-                            "its axes are kept as an orientation, not its origin");
+            continue;  // an orientation is rectangular; the card is kept
         }
         m_placesOfOrientations[number] = static_cast<int>(m_layup.orientations.size());
         m_layup.orientations.push_back({name, number, system->axes[0], system->axes[1]});
@@ -66,7 +61,6 @@ void NastranSections::AddBlock(const NastranElements::Block& block, int first) {
         if (hasSystem && m_coordinates.Find(direction) == nullptr) {
             m_elements.Complain(block, row, block.card->fields[0].field,
                                 fmt::format("coordinate system {} is missing or wrong", direction));
-            continue;
         }
         auto& [elements, angles] = byDirection[direction];
         elements.push_back(first + static_cast<int>(row));
@@ -114,7 +108,7 @@ void NastranSections::AddSection(const BulkProperty& property, const std::string
     for (const BulkProperty::Ply& ply : property.plies) {
         section.layers.push_back(LayerOf(ply, direction, regions));
         if (nTurned > 0) {
-            section.constants.push_back(ply.angle);
+            section.layers.back().nominalAngle = ply.angle;
         }
     }
     if (nTurned > 0) {

@@ -4,128 +4,165 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 namespace orq::exchange {
 
-bool NastranSets::Add(const BulkCard& card) {
+BulkTaken NastranSets::Add(const BulkCard& card) {
     const std::string_view name = card.Name();
+    bool isTaken = false;
     if (name == "SET1") {
         const int number = card.NeededLabel(1).value_or(0);
-        AddList(card, 2, {{fmt::format("SET1 {}", number), number}, {}, true});
+        isTaken = AddList(card, 2, {{fmt::format("SET1 {}", number), number}, {}, true});
     } else if (name == "SPC1") {
         const int number = card.NeededLabel(1).value_or(0);
         const int components = card.Int(2).value_or(0);
-        AddList(card, 3,
-                {{fmt::format("SPC1 {} {}", number, components), number, {{"C", components}}},
-                 {},
-                 false});
+        isTaken =
+            AddList(card, 3,
+                    {{fmt::format("SPC1 {} {}", number, components), number, {{"C", components}}},
+                     {},
+                     false});
     } else if (name == "RBE2" || name == "RBE3" || name == "RBAR") {
-        AddRigid(card);
-    } else {
+        isTaken = AddRigid(card);
+    }
+    return isTaken ? BulkTaken::Partly : BulkTaken::No;
+}
+
+bool NastranSets::AddList(const BulkCard& card, int firstField, Listed list) {
+    ReadRanges(card, firstField, list);
+    if (card.IsBroken()) {
         return false;
     }
+    m_nameOfLast = list.described.name;
+    const auto [at, isNew] = m_placesOfLists.try_emplace(m_nameOfLast, m_lists.size());
+    if (isNew) {
+        m_lists.push_back(std::move(list));
+        return true;
+    }
+    Listed& all = m_lists[at->second];
+    all.ranges.insert(all.ranges.end(), list.ranges.begin(), list.ranges.end());
+    all.excluded.insert(list.excluded.begin(), list.excluded.end());
     return true;
 }
 
-void NastranSets::AddList(const BulkCard& card, int firstField, Listed list) {
-    const auto [at, isNew] = m_placesOfLists.try_emplace(list.described.name, m_lists.size());
-    if (isNew) {
-        m_lists.push_back(std::move(list));
-    }
-    const std::vector<Range> ranges = ReadRanges(card, firstField);
-    auto& all = m_lists[at->second].ranges;
-    all.insert(all.end(), ranges.begin(), ranges.end());
-}
-
-std::vector<NastranSets::Range> NastranSets::ReadRanges(const BulkCard& card, int field) const {
-    std::vector<Range> ranges;
+/// Labels, ranges with THRU and BY, and what is left out of them: labels behind EXCEPT, as far as
+/// they lie in the range, and negative ones.
+void NastranSets::ReadRanges(const BulkCard& card, int field, Listed& list) {
+    bool isExcept = false;
     for (; field <= card.NumFields(); ++field) {
         if (card.IsBlank(field)) {
             continue;
         }
-        if (card.Is(field, "THRU") && !ranges.empty()) {
-            Range& range = ranges.back();
+        if (card.Is(field, "THRU") && !list.ranges.empty()) {
+            Range& range = list.ranges.back();
             range.last = card.NeededLabel(++field).value_or(range.first);
             if (range.last < range.first) {
-                card.Complain(
-                    field, fmt::format("the range {} THRU {} is empty", range.first, range.last));
+                card.Remark(field,
+                            fmt::format("the range {} THRU {} is empty", range.first, range.last));
             }
-        } else if (card.Is(field, "BY") && !ranges.empty()) {
-            ranges.back().step = card.NeededLabel(++field).value_or(1);
-        } else if (const auto label = card.Label(field)) {
-            ranges.push_back({*label, *label, 1, card.Place(), field});
+        } else if (card.Is(field, "BY") && !list.ranges.empty()) {
+            list.ranges.back().step = card.NeededLabel(++field).value_or(1);
+        } else if (card.Is(field, "EXCEPT") && !list.ranges.empty()) {
+            isExcept = true;
+        } else if (const auto label = card.Int(field)) {
+            isExcept = isExcept && *label <= list.ranges.back().last;
+            if (isExcept || *label < 0) {
+                list.excluded.insert(std::abs(*label));
+            } else if (*label == 0) {
+                card.Label(field);
+            } else {
+                list.ranges.push_back({*label, *label, 1, card.Place(), field});
+            }
         }
     }
-    return ranges;
 }
 
 // --- Rigid elements ------------------------------------------------------------------------------
 
-void NastranSets::AddRigid(const BulkCard& card) {
+bool NastranSets::AddRigid(const BulkCard& card) {
     const auto number = card.NeededLabel(1);
     if (!number) {
-        return;
+        return false;
+    }
+    Listed list = card.Name() == "RBE2"   ? ReadStar(card, *number)
+                  : card.Name() == "RBAR" ? ReadBar(card, *number)
+                                          : ReadSpider(card, *number);
+    if (card.IsBroken()) {
+        return false;
     }
     const auto [at, isNew] = m_placesOfRigid.try_emplace(*number, card.Place());
     if (!isNew) {
         card.Complain(1, fmt::format("rigid element {} is given before, in {}", *number,
                                      m_problems.NameOf(at->second)));
+        return false;
     }
     ++m_nRigid[std::string(card.Name())];
-    Listed list{{fmt::format("{} {}", card.Name(), *number), *number}, {}, false};
-    const auto add = [&](int field) {
-        const int node = card.NeededLabel(field).value_or(0);
-        list.ranges.push_back({node, node, 1, card.Place(), field});
-    };
-    const auto keep = [&](int field, const char* name) {
-        if (!card.IsBlank(field)) {
-            list.described.properties.emplace_back(name, card.Int(field).value_or(0));
-        }
-    };
-    if (card.Name() == "RBE2") {
-        add(2);
-        keep(3, "CM");
-        int last = card.NumFields();
-        for (; last > 4 && !card.IsInt(last); --last) {  // its expansion
-            m_losses.Drop("rigid element", list.described.name, 1, "its expansion is not kept");
-        }
-        for (int field = 4; field <= last; ++field) {
-            if (!card.IsBlank(field)) {
-                add(field);
-            }
-        }
-    } else if (card.Name() == "RBAR") {
-        add(2);
-        add(3);
-        keep(4, "CNA");
-        keep(5, "CNB");
-        keep(6, "CMA");
-        keep(7, "CMB");
-        if (card.NumFields() > 7) {
-            m_losses.Drop("rigid element", list.described.name, 1, "its expansion is not kept");
-        }
-    } else {
-        add(3);
-        keep(4, "REFC");
-        ReadSpider(card, list);
-    }
+    m_nameOfLast = list.described.name;
     m_lists.push_back(std::move(list));
+    return true;
+}
+
+void NastranSets::AddNode(const BulkCard& card, int field, Listed& list) {
+    const int node = card.NeededLabel(field).value_or(0);
+    list.ranges.push_back({node, node, 1, card.Place(), field});
+}
+
+void NastranSets::AddProperty(const BulkCard& card, int field, const char* name, Listed& list) {
+    if (!card.IsBlank(field)) {
+        list.described.properties.emplace_back(name, card.Int(field).value_or(0));
+    }
+}
+
+NastranSets::Listed NastranSets::NewRigid(const BulkCard& card, int number) {
+    return {{fmt::format("{} {}", card.Name(), number), number}, {}, false};
+}
+
+NastranSets::Listed NastranSets::ReadStar(const BulkCard& card, int number) {
+    Listed list = NewRigid(card, number);
+    AddNode(card, 2, list);
+    AddProperty(card, 3, "CM", list);
+    int last = card.NumFields();
+    while (last > 4 && !card.IsInt(last)) {  // its expansion
+        --last;
+    }
+    for (int field = 4; field <= last; ++field) {
+        if (card.Is(field, "THRU") && field < last) {
+            list.ranges.back().last = card.NeededLabel(++field).value_or(0);
+        } else if (!card.IsBlank(field)) {
+            AddNode(card, field, list);
+        }
+    }
+    return list;
+}
+
+NastranSets::Listed NastranSets::ReadBar(const BulkCard& card, int number) {
+    Listed list = NewRigid(card, number);
+    AddNode(card, 2, list);
+    AddNode(card, 3, list);
+    AddProperty(card, 4, "CNA", list);
+    AddProperty(card, 5, "CNB", list);
+    AddProperty(card, 6, "CMA", list);
+    AddProperty(card, 7, "CMB", list);
+    return list;
 }
 
 /// Groups of a weight, components and nodes, up to a word that begins something else. The weight
 /// and the components have a place where all nodes share them.
-void NastranSets::ReadSpider(const BulkCard& card, Listed& list) {
+NastranSets::Listed NastranSets::ReadSpider(const BulkCard& card, int number) {
+    Listed list = NewRigid(card, number);
+    AddNode(card, 3, list);
+    AddProperty(card, 4, "REFC", list);
     int nGroups = 0;
     double weight = 0;
     int components = 0;
-    int field = 5;
-    for (; field <= card.NumFields(); ++field) {
+    for (int field = 5; field <= card.NumFields(); ++field) {
         if (card.IsBlank(field)) {
             continue;
         }
         if (card.IsInt(field)) {
-            const int node = card.Label(field).value_or(0);
-            list.ranges.push_back({node, node, 1, card.Place(), field});
+            AddNode(card, field, list);
+        } else if (card.Is(field, "THRU") && field < card.NumFields()) {
+            list.ranges.back().last = card.NeededLabel(++field).value_or(0);
         } else if (BulkReal(card.Text(field))) {
             ++nGroups;
             weight = card.RealOr(field, 0);
@@ -134,16 +171,11 @@ void NastranSets::ReadSpider(const BulkCard& card, Listed& list) {
             break;
         }
     }
-    const bool isKept = nGroups == 1 && weight == std::round(weight) && weight > 0 && weight < 1e9;
-    if (isKept) {
+    if (nGroups == 1 && weight == std::round(weight) && weight > 0 && weight < 1e9) {
         list.described.properties.emplace_back("WT", static_cast<int>(weight));
         list.described.properties.emplace_back("C", components);
     }
-    if (!isKept || field <= card.NumFields()) {
-        m_losses.Drop("rigid element", list.described.name, 1,
-                      isKept ? "what stands behind its nodes is not kept"
-                             : "its weights and components are not kept");
-    }
+    return list;
 }
 
 // --- Members -------------------------------------------------------------------------------------
@@ -154,42 +186,44 @@ bool NastranSets::Has(const LabelIndex& index, const Listed& list) {
     });
 }
 
-std::vector<int> NastranSets::Members(const LabelIndex& index, const Listed& list) const {
+std::vector<int> NastranSets::Members(const LabelIndex& index, const Listed& list,
+                                      const std::function<bool(int)>& isScalar) const {
     std::vector<int> members;
     for (const Range& range : list.ranges) {
         const std::vector<int> part = index.FindRange(range.first, range.last, range.step);
-        if (part.empty() && range.first == range.last) {
-            m_problems.Add(range.place,
-                           fmt::format("{}: {}: node {} is missing", list.described.name,
-                                       BulkFieldName(range.field), range.first));
+        if (part.empty() && range.first == range.last && !isScalar(range.first)) {
+            m_problems.Find(range.place, "set", list.described.name,
+                            fmt::format("{}: {}: node {} is missing", list.described.name,
+                                        BulkFieldName(range.field), range.first));
         }
         members.insert(members.end(), part.begin(), part.end());
+    }
+    for (const int label : list.excluded) {
+        if (const auto ordinal = index.Find(label)) {
+            std::erase(members, *ordinal);
+        }
     }
     return members;
 }
 
-void NastranSets::Resolve(const NastranNodes& nodes, const NastranElements& elements) {
+void NastranSets::Resolve(const LabelIndex& nodes, const LabelIndex& elements,
+                          const std::function<bool(int)>& isScalar) {
     for (Listed& list : m_lists) {
-        const bool isOfElements =
-            list.mayBeElements && !Has(nodes.Index(), list) && Has(elements.Index(), list);
-        if (isOfElements) {
-            std::vector<int> members = Members(elements.Index(), list);
+        if (list.mayBeElements && !Has(nodes, list) && Has(elements, list)) {
+            std::vector<int> members = Members(elements, list, isScalar);
             m_elementSets.push_back({std::move(list.described), std::move(members)});
-        } else if (!list.mayBeElements || Has(nodes.Index(), list)) {
-            std::vector<int> members = Members(nodes.Index(), list);
+        } else if (!list.mayBeElements || Has(nodes, list)) {
+            std::vector<int> members = Members(nodes, list, isScalar);
             m_nodeSets.push_back({std::move(list.described), std::move(members)});
         } else {
-            m_losses.Drop("set", list.described.name, 1,
-                          "its members are neither all nodes nor all elements");
+            m_losses.Note("set", list.described.name, 1,
+                          "its members are neither all nodes nor all elements; it is kept as a "
+                          "card");
         }
     }
-    for (const auto& [components, members] : nodes.Constraints()) {
-        m_nodeSets.push_back(
-            {{fmt::format("PS {}", components), components, {{"C", components}}}, members});
-    }
     for (const auto& [card, count] : m_nRigid) {
-        m_losses.Change("rigid elements", card, count,
-                        "each stands as a node set, its reference node first");
+        m_losses.Note("rigid elements", card, count,
+                      "each stands as a node set too, its reference node first");
     }
 }
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "ORQExcExportError.h"
+#include "ORQExcTexts.h"
 
 namespace orq::exchange {
 
@@ -60,6 +61,10 @@ NastranText::NastranText(const std::filesystem::path& file) : m_file(file), m_st
     if (!m_stream) {
         throw ORQExcExportError(file.string() + ": cannot be created");
     }
+}
+
+void NastranText::Comment(std::string_view text) {
+    Line("$ " + ORQExcPrintable(text));
 }
 
 void NastranText::Card(std::string_view name, const BulkFields& fields) {

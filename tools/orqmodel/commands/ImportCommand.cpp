@@ -61,16 +61,16 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
             Build(*importer, target.Begin(), {options.chunkNodes, show, layup ? &*layup : nullptr});
     }
     interrupts.Check();
-    const bool isRefused = options.strict && report.HasDrops();
+    const bool isRefused = options.strict && (report.HasDrops() || report.HasFindings());
     if (!isRefused) {
         target.PutIntoPlace();
     }
     Print(options, *importer, report, !isRefused, console.out);
     if (isRefused) {
-        console.err << "orqmodel: nothing was imported: --strict, and some content would be "
-                       "dropped\n";
+        console.err << "orqmodel: nothing was imported: --strict, and some content "
+                    << (report.HasDrops() ? "would be dropped" : "is wrong in the file") << '\n';
     }
-    return isRefused ? ExitStatus::Findings : ExitStatus::Done;
+    return isRefused || report.HasFindings() ? ExitStatus::Findings : ExitStatus::Done;
 }
 
 }  // namespace orqmodel

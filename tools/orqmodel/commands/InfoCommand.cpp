@@ -90,6 +90,18 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
                           {"members", field.members},
                           {"times", field.times}});
     }
+    json keptTexts = json::array();
+    for (const KeptTextSummary& text : summary.keptTexts) {
+        json contents = json::array();
+        for (const auto& [name, count] : text.contents) {
+            contents.push_back({{"name", name}, {"count", count}});
+        }
+        keptTexts.push_back({{"format", text.format},
+                             {"section", text.section},
+                             {"instance", text.instance.empty() ? json() : json(text.instance)},
+                             {"also_in_model", text.isAlsoInModel},
+                             {"contents", contents}});
+    }
     json box = nullptr;
     if (summary.box) {
         box = {{"lowest", summary.box->lowest}, {"highest", summary.box->highest}};
@@ -110,6 +122,7 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
             {"distributions", distributions},
             {"steps", steps},
             {"fields", fields},
+            {"kept_texts", keptTexts},
             {"bytes",
              {{"catalogue", use.parts.catalogue},
               {"bulk", use.parts.bulk},
@@ -224,6 +237,25 @@ void PrintResults(const ModelSummary& summary, std::ostream& out) {
               out);
 }
 
+/// What stays text of the model's file; nothing for models without.
+void PrintKeptTexts(const ModelSummary& summary, std::ostream& out) {
+    if (summary.keptTexts.empty()) {
+        return;
+    }
+    Rows texts = {{"kept text of", "section", "instance", "also in the model", "what"}};
+    for (const KeptTextSummary& text : summary.keptTexts) {
+        std::string contents;
+        for (const auto& [name, count] : text.contents) {
+            contents += fmt::format("{}{} {}", contents.empty() ? "" : ", ", count, name);
+        }
+        texts.push_back({ORQExcPrintable(text.format), ORQExcPrintable(text.section),
+                         text.instance.empty() ? "-" : ORQExcPrintable(text.instance),
+                         text.isAlsoInModel ? "yes" : "no", ORQExcPrintable(contents)});
+    }
+    PrintList("kept texts", summary.keptTexts.size(), texts, {false, false, false, false, false},
+              out);
+}
+
 }  // namespace
 
 ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
@@ -242,6 +274,7 @@ ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
     PrintModel(summary, console.out);
     PrintContents(summary, console.out);
     PrintResults(summary, console.out);
+    PrintKeptTexts(summary, console.out);
     console.out << fmt::format("\non disk: {} (catalogue {}, bulk data {}, of which {} free)\n",
                                Bytes(use.directory), Bytes(use.parts.catalogue),
                                Bytes(use.parts.bulk), Bytes(use.parts.freeBulk));

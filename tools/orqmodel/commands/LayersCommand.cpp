@@ -65,6 +65,11 @@ void PrintLayers(const ORQExcSections::Section& section, const Stack& layup,
                        section.elements.Size());
     std::vector<std::vector<std::string>> rows = {
         {"layer", "material", "orientation", "ply", "points", "thickness", "angle"}};
+    const bool hasNominal = std::ranges::any_of(
+        layup.layers, [](const auto& layer) { return layer.nominalAngle.has_value(); });
+    if (hasNominal) {
+        rows[0].push_back("nominal angle");
+    }
     bool hasVarying = false;
     for (const ORQExcSections::Layer& layer : layup.layers) {
         for (const auto* value : {&layer.thickness, &layer.angle}) {
@@ -74,8 +79,15 @@ void PrintLayers(const ORQExcSections::Section& section, const Stack& layup,
                         NameText(layer.orientation), NameText(layer.ply),
                         std::to_string(layer.sectionPoints), Text(layer.thickness),
                         Text(layer.angle)});
+        if (hasNominal) {
+            rows.back().push_back(layer.nominalAngle ? fmt::format("{:.6g}", *layer.nominalAngle)
+                                                     : "-");
+        }
     }
-    PrintTable(rows, {true, false, false, false, true, true, true}, out);
+    PrintTable(rows, {true, false, false, false, true, true, true, true}, out);
+    if (hasNominal) {
+        out << "  angles contain the directions of the elements, nominal angles do not\n";
+    }
     if (hasVarying) {
         out << "  * varies over the elements" << (options.element ? "; here of this one\n" : "\n");
     }
@@ -121,6 +133,9 @@ json ToJson(const Stack& layup) {
                           {"section_points", layer.sectionPoints},
                           {"thickness", ToJson(layer.thickness)},
                           {"angle", ToJson(layer.angle)}});
+        if (layer.nominalAngle) {
+            layers.back()["nominal_angle"] = *layer.nominalAngle;
+        }
     }
     return layers;
 }

@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 
+#include "ORQExcKeptTexts.h"
 #include "ORQExcResults.h"
 #include "ORQObjDocument.h"
 #include "ORQObjLabeler.h"
@@ -322,6 +323,10 @@ ModelSummary Summarize(const ORQSimDatabase& database,
     summary.collections = linked.Collections();
     summary.distributions = linked.Distributions();
     SummarizeResults(document, summary);
+    for (const ORQExcKeptText& text : ORQExcReadKeptTexts(document)) {
+        summary.keptTexts.push_back(
+            {text.format, text.section, text.instance, text.isAlsoInModel, text.contents});
+    }
     progress(1.0);
     return summary;
 }

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 class ORQSimDatabase;
@@ -69,6 +70,15 @@ struct FieldSummary {
     int times;    // At which it has drawers.
 };
 
+/// Text of the model's file, see ORQExcKeptText.
+struct KeptTextSummary {
+    std::string format;
+    std::string section;
+    std::string instance;  // Empty for the whole file.
+    bool isAlsoInModel;
+    std::vector<std::pair<std::string, std::int64_t>> contents;  // How many of what.
+};
+
 /// What a model database holds.
 struct ModelSummary {
     std::string title;
@@ -84,6 +94,7 @@ struct ModelSummary {
     std::vector<DistributionSummary> distributions;  // The same; those of fields are left out.
     std::vector<StepSummary> steps;                  // In their sequence.
     std::vector<FieldSummary> fields;
+    std::vector<KeptTextSummary> keptTexts;
 };
 
 /// Reads the database through: all coordinates, in blocks of about 3 MB, and all labels, some

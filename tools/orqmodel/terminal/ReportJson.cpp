@@ -10,7 +10,7 @@ nlohmann::json ToJson(const ORQExcReport& report) {
     nlohmann::json object;
     for (const auto& [outcome, heading] :
          {std::pair{ORQExcOutcome::Kept, "kept"}, std::pair{ORQExcOutcome::Noted, "noted"},
-          std::pair{ORQExcOutcome::Changed, "changed"},
+          std::pair{ORQExcOutcome::Found, "findings"}, std::pair{ORQExcOutcome::Changed, "changed"},
           std::pair{ORQExcOutcome::Dropped, "dropped"}}) {
         nlohmann::json& list = object[heading] = nlohmann::json::array();
         for (const ORQExcReportEntry& entry : report.Entries()) {
@@ -22,6 +22,9 @@ nlohmann::json ToJson(const ORQExcReport& report) {
                 list.back()["reason"] = entry.reason;
             }
         }
+    }
+    if (!report.HasFindings()) {
+        object.erase("findings");
     }
     return object;
 }

@@ -6,7 +6,8 @@
 
 namespace orqmodel {
 
-/// {"kept": [...], "noted": [...], "changed": [...], "dropped": [...]}, always with all four.
+/// {"kept": [...], "noted": [...], "changed": [...], "dropped": [...]}, always with all four;
+/// and "findings" where there are any.
 /// An entry is {"kind", "name", "count"}, and "reason" where it was not just kept.
 nlohmann::json ToJson(const ORQExcReport& report);
 

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "formats/nastran/NastranCards.h"
+#include "formats/nastran/NastranScope.h"
+#include "formats/nastran/NastranSectionCards.h"
+
+namespace orq::exchange {
+
+/// Writes the cards of nodes and elements.
+class NastranMeshCards {
+  public:
+    NastranMeshCards(const NastranScope& scope, NastranSectionCards& sections)
+        : m_scope(scope), m_sections(sections) {}
+
+    void WriteNodes();
+    void WriteElements();
+
+  private:
+    /// How the elements of a block are written.
+    struct BlockPlan {
+        const NastranElementCard* card;
+        int nNodes;    // of the card
+        int property;  // of elements that have no section; 0: the card names none
+        std::map<std::size_t, NastranElementField> fieldsOfAttributes;
+    };
+
+    std::map<int, int> Constraints() const;
+    void WriteBlock(const ORQExcModel::Block& block, const BlockPlan& plan);
+    BlockPlan PlanFor(const ORQExcModel::Block& block, const NastranElementCardFor& card);
+    int PropertyFor(const ORQExcModel::Block& block, const NastranElementCard& card);
+    void WritePlaceholder(const ORQExcModel::Block& block, const NastranElementCard& card,
+                          int number);
+    void WriteDefinition(std::string_view definition);
+    std::map<std::size_t, NastranElementField> FieldsOfAttributes(
+        const ORQExcModel::Block& block, const NastranElementCard& card) const;
+    BulkFields FieldsOf(const BlockPlan& plan, int element, std::span<const int> nodes,
+                        std::span<const double> attributes) const;
+    void SetProperty(BulkFields& fields, const BlockPlan& plan, int element) const;
+    void SetNodes(BulkFields& fields, const NastranElementCard& card,
+                  std::span<const int> nodes) const;
+    bool WriteKept(const BulkFields& fields, const BlockPlan& plan, int element,
+                   std::span<const int> nodes);
+
+    const NastranScope& m_scope;
+    NastranSectionCards& m_sections;
+    std::set<std::string> m_definitions;  // that are written
+};
+
+}  // namespace orq::exchange

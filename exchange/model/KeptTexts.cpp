@@ -1,0 +1,113 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include "ORQBasFailure.h"
+#include "ORQExcKeptTexts.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimLinks.h"
+#include "ORQSimPosition.h"
+#include "ORQSimSchema.h"
+
+namespace {
+
+// Fields of the record. Stored, do not change.
+constexpr int kFormatField = 0;
+constexpr int kSectionField = 1;
+constexpr int kInstanceField = 2;
+constexpr int kIsAlsoInModelField = 3;
+constexpr int kContentsField = 4;  ///< a line for each: count, blank, name
+constexpr int kNumPiecesField = 5;
+constexpr int kFirstPieceField = 6;
+
+constexpr std::size_t kPieceBytes = 1 << 20;
+constexpr int kMostPieces = 1 << 16;
+
+/// Where the piece that begins here ends: no character is cut.
+std::size_t EndOfPiece(std::string_view text, std::size_t begin) {
+    std::size_t end = std::min(begin + kPieceBytes, text.size());
+    const auto isInside = [&](std::size_t at) {
+        return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+    };
+    while (isInside(end)) {
+        --end;
+    }
+    return end;
+}
+
+void Write(const ORQExcKeptText& text, const ORQSimDataRecord& record) {
+    std::string contents;
+    for (const auto& [name, count] : text.contents) {
+        contents += fmt::format("{} {}\n", count, name);
+    }
+    record.SetString(kFormatField, text.format);
+    record.SetString(kSectionField, text.section);
+    record.SetString(kInstanceField, text.instance);
+    record.SetInt(kIsAlsoInModelField, text.isAlsoInModel ? 1 : 0);
+    record.SetString(kContentsField, contents);
+    int nPieces = 0;
+    for (std::size_t begin = 0; begin < text.text.size(); ++nPieces) {
+        const std::size_t end = EndOfPiece(text.text, begin);
+        record.SetString(kFirstPieceField + nPieces, text.text.substr(begin, end - begin));
+        begin = end;
+    }
+    record.SetInt(kNumPiecesField, nPieces);
+}
+
+std::vector<std::pair<std::string, std::int64_t>> ReadContents(std::string_view lines) {
+    std::vector<std::pair<std::string, std::int64_t>> contents;
+    while (!lines.empty()) {
+        const std::string_view line = lines.substr(0, lines.find('\n'));
+        lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+        std::int64_t count = 0;
+        const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), count);
+        const auto nDigits = static_cast<std::size_t>(end - line.data());
+        if (error != std::errc() || count < 0 || nDigits >= line.size()) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                fmt::format("a kept text: its contents say \"{}\"", line));
+        }
+        contents.emplace_back(line.substr(nDigits + 1), count);
+    }
+    return contents;
+}
+
+ORQExcKeptText Read(const ORQSimDataRecord& record) {
+    ORQExcKeptText text;
+    text.format = record.ReturnString(kFormatField).UTF8();
+    text.section = record.ReturnString(kSectionField).UTF8();
+    text.instance = record.ReturnString(kInstanceField).UTF8();
+    text.isAlsoInModel = record.GetInt(kIsAlsoInModelField) != 0;
+    text.contents = ReadContents(record.ReturnString(kContentsField).UTF8());
+    const int nPieces = record.GetInt(kNumPiecesField);
+    if (nPieces < 0 || nPieces > kMostPieces) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            fmt::format("a kept text: has {} pieces", nPieces));
+    }
+    for (int piece = 0; piece < nPieces; ++piece) {
+        text.text += record.ReturnString(kFirstPieceField + piece).UTF8();
+    }
+    return text;
+}
+
+}  // namespace
+
+void ORQExcWriteKeptTexts(const std::vector<ORQExcKeptText>& texts,
+                          const ORQObjDocument& document) {
+    const ORQSimPosition model = document.GetModel();
+    for (const ORQExcKeptText& text : texts) {
+        const ORQSimDataRecord record = model.CreateDataRecord(ORQSimSchema::KeptText);
+        Write(text, record);
+        model.GetVector(ORQSimSchema::Model_keptTexts).PushBack(record.Pos());
+    }
+}
+
+std::vector<ORQExcKeptText> ORQExcReadKeptTexts(const ORQObjDocument& document) {
+    std::vector<ORQExcKeptText> texts;
+    const ORQSimVector kept = document.GetModel().GetVector(ORQSimSchema::Model_keptTexts);
+    for (auto i = kept.Begin(); i.NotDone(); ++i) {
+        texts.push_back(Read((*i).DataRecord()));
+    }
+    return texts;
+}

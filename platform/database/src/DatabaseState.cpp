@@ -6,14 +6,20 @@
 #include <limits>
 #include <utility>
 
+#include "FlatArray.h"
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
 #include "StoredDrawer.h"
-#include "storage/FlatArray.h"
 
 namespace orq::database {
 
-using storage::Cursor;
+using storage::ComponentSetRow;
+using storage::DataSetDrawerRow;
+using storage::DataSetRow;
+using storage::DrawerDimensionRow;
+using storage::DrawerRow;
+using storage::DrawerSegmentRow;
+using storage::Index;
 using storage::Table;
 
 namespace {
@@ -26,7 +32,7 @@ constexpr std::int64_t kPlainChunk = 4 << 20;
 struct OpenDatabase {
     DatabaseState* state = nullptr;
     // Of another process, from which this one came by fork(): to end it would change the files.
-    std::unique_ptr<storage::Engine> abandoned = nullptr;
+    std::unique_ptr<storage::Store> abandoned = nullptr;
 };
 
 // Open databases by context number; numbers are never given twice. Never destroyed: handles may be
@@ -63,9 +69,9 @@ std::int64_t DrawerState::RowsPerChunk(int scalarSize) const {
                : std::max<std::int64_t>(1, kPlainChunk / rowBytes);
 }
 
-DatabaseState::DatabaseState(std::unique_ptr<storage::Engine> engine)
-    : m_engine(std::move(engine)),
-      m_path(m_engine->Path()),
+DatabaseState::DatabaseState(std::unique_ptr<storage::Store> store)
+    : m_store(std::move(store)),
+      m_path(m_store->Path()),
       m_context(static_cast<int>(OpenDatabases().size())) {
     OpenDatabases().push_back({this});
 }
@@ -81,10 +87,10 @@ void DatabaseState::Close() {
     m_tempSets.clear();
     m_tempByHash.clear();
     m_describedRows.clear();
-    if (m_engine != nullptr && m_engine->IsOfOtherProcess()) {
-        database.abandoned = std::move(m_engine);
+    if (m_store != nullptr && m_store->IsOfOtherProcess()) {
+        database.abandoned = std::move(m_store);
     }
-    m_engine.reset();
+    m_store.reset();
 }
 
 std::string DatabaseState::ShownPath() const {
@@ -105,7 +111,7 @@ DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
     if (state == nullptr) {
         throw ClosedFailure();
     }
-    state->m_engine->CheckProcess();
+    state->m_store->CheckProcess();
     return state->WasUndone(id) ? nullptr : state;
 }
 
@@ -117,18 +123,18 @@ DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
     if (state == nullptr) {
         throw ClosedFailure();
     }
-    state->m_engine->CheckProcess();
+    state->m_store->CheckProcess();
     state->CheckStorable(id);
     return *state;
 }
 
 DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
     DatabaseState& state = Existing(id);
-    if (state.m_engine->Depth() == 0) {
+    if (state.m_store->Depth() == 0) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             state.ShownPath() + ": no transaction is open, nothing can be changed");
     }
-    state.m_engine->CheckUsable();
+    state.m_store->CheckUsable();
     return state;
 }
 
@@ -162,21 +168,22 @@ int DatabaseState::Begin() {
     m_levelStarts.reserve(m_levelStarts.size() + 1);
     m_undoneObjects.ReserveFor(m_levelStarts.size() + 1);
     m_undoneSets.ReserveFor(m_levelStarts.size() + 1);
-    m_engine->Begin();
-    m_levelStarts.push_back({m_engine->NextObject(), m_engine->NextSet()});
-    return m_engine->Depth();
+    m_store->Begin();
+    m_levelStarts.push_back(m_store->NextNumbers());
+    return m_store->Depth();
 }
 
 void DatabaseState::ForgetUndoneLevels() noexcept {
-    while (static_cast<int>(m_levelStarts.size()) > m_engine->Depth()) {
-        m_undoneObjects.Add(m_levelStarts.back().object, m_engine->NextObject());
-        m_undoneSets.Add(m_levelStarts.back().set, m_engine->NextSet());
+    while (static_cast<int>(m_levelStarts.size()) > m_store->Depth()) {
+        const storage::Numbers next = m_store->NextNumbers();
+        m_undoneObjects.Add(m_levelStarts.back().object, next.object);
+        m_undoneSets.Add(m_levelStarts.back().set, next.set);
         m_levelStarts.pop_back();
     }
 }
 
 void DatabaseState::CheckInnermost(int level) const {
-    if (level != m_engine->Depth()) {
+    if (level != m_store->Depth()) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             ShownPath() +
                                 ": a transaction was committed while one that was opened "
@@ -186,7 +193,7 @@ void DatabaseState::CheckInnermost(int level) const {
 
 void DatabaseState::Commit() {
     try {
-        m_engine->Commit();
+        m_store->Commit();
     } catch (...) {
         ForgetCaches();
         ForgetUndoneLevels();
@@ -196,24 +203,24 @@ void DatabaseState::Commit() {
 }
 
 void DatabaseState::Rollback(int level) noexcept {
-    if (m_engine->IsOfOtherProcess()) {
+    if (m_store->IsOfOtherProcess()) {
         return;
     }
     ForgetCaches();
-    while (m_engine->Depth() >= level) {
-        m_engine->Rollback();
+    while (m_store->Depth() >= level) {
+        m_store->Rollback();
     }
     ForgetUndoneLevels();
 }
 
 bool DatabaseState::Refresh() {
     bool hasChanged = false;
-    if (m_engine->MustReopen()) {
-        auto fresh = storage::Engine::Open(m_path, false);
-        hasChanged = fresh->Generation() != m_engine->Generation();
-        m_engine = std::move(fresh);
+    if (m_store->MustReopen()) {
+        auto fresh = storage::Store::Open(m_path, false);
+        hasChanged = fresh->Generation() != m_store->Generation();
+        m_store = std::move(fresh);
     } else {
-        hasChanged = m_engine->Refresh();
+        hasChanged = m_store->Refresh();
     }
     if (hasChanged) {
         ForgetCaches();
@@ -237,8 +244,8 @@ DatabaseState::KnownChild& DatabaseState::PlaceOfChild(std::int64_t object, int 
 ORQSimDynamicID DatabaseState::Child(std::int64_t object, int slot, int member) {
     KnownChild& known = PlaceOfChild(object, slot, member);
     if (known.object != object || known.slot != slot || known.member != member) {
-        Cursor row = Rows().Find(Table::Child, object, slot, member);
-        known = {object, slot, member, row.Next() ? Target(row, 3) : ORQSimDynamicID()};
+        auto row = Rows().Find<storage::ChildRow>(object, slot, member);
+        known = {object, slot, member, row.Next() ? IdentityOf(row->target) : ORQSimDynamicID()};
     }
     return known.target;
 }
@@ -249,20 +256,19 @@ void DatabaseState::SetChild(std::int64_t object, int slot, int member,
     if (target.IsNull()) {
         Rows().Erase(Table::Child, object, slot, member);
     } else {
-        Rows().Put(Table::Child, object, slot, member, target.MinorID(), target.Category(),
-                   target.TypeID().Index(), target.Index());
+        Rows().Put(storage::ChildRow{object, slot, member, TargetOf(target)});
     }
 }
 
 ORQSimDynamicID DatabaseState::NewObject(int type, int category) {
-    const std::int64_t object = m_engine->NewObject();
-    Rows().Insert(Table::Object, object, type, category);
+    const std::int64_t object = m_store->NewObject();
+    Rows().Insert(storage::ObjectRow{object, type, category});
     return Identity(category, object, type, 0);
 }
 
 ORQSimDynamicID DatabaseState::ObjectID(std::int64_t object) {
-    Cursor row = Rows().Find(Table::Object, object);
-    return row.Next() ? Identity(row.Int32(2), object, row.Int32(1), 0) : ORQSimDynamicID();
+    auto row = Rows().Find<storage::ObjectRow>(object);
+    return row.Next() ? Identity(row->category, object, row->type, 0) : ORQSimDynamicID();
 }
 
 ORQSimCollectionID DatabaseState::CollectionID(std::int64_t object) {
@@ -270,62 +276,64 @@ ORQSimCollectionID DatabaseState::CollectionID(std::int64_t object) {
 }
 
 int DatabaseState::Space(const ORQSimCollectionID& collection) {
-    Cursor row = Rows().Find(Table::Collection, collection.MinorID());
-    return row.Next() ? row.Int32(1) : 0;
+    auto row = Rows().Find<storage::CollectionRow>(collection.MinorID());
+    return row.Next() ? row->space : 0;
 }
 
 // --- Sets ----------------------------------------------------------------------------------------
 
-void PutMembers(storage::Engine& engine, Table table, std::int64_t key0, std::int64_t key1,
-                std::int64_t key2, const ComponentSet& members) {
-    const std::span<const std::byte> bytes = std::as_bytes(members.Written());
-    std::int64_t store = 0;
+storage::StoredMembers WriteMembers(storage::Store& store, const ComponentSet& members) {
+    storage::StoredMembers stored{static_cast<int>(members.GetForm()),
+                                  members.First(),
+                                  members.Count(),
+                                  members.Stride(),
+                                  members.Block(),
+                                  0,
+                                  {}};
+    const storage::Bytes bytes = std::as_bytes(members.Written());
     if (members.Written().size() > kMostInRow) {
-        store = engine.NewObject();
-        storage::PutFlatArray(engine.Chunks(), store, 0, bytes);
+        stored.store = store.NewObject();
+        PutFlatArray(store.Chunks(), stored.store, 0, bytes);
+    } else {
+        stored.written = bytes;
     }
-    engine.Rows().Put(table, key0, key1, key2, static_cast<int>(members.GetForm()), members.First(),
-                      members.Count(), members.Stride(), members.Block(), store,
-                      store == 0 ? bytes : std::span<const std::byte>());
+    return stored;
 }
 
 namespace {
 
-ComponentSetPtr MembersFromRow(storage::Engine& engine, const Cursor& row, int column) {
+ComponentSetPtr MembersOf(storage::Store& store, const storage::StoredMembers& stored) {
     const auto require = [&](bool holds, const char* otherwise) {
         if (!holds) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                engine.Path() + ": the members of a set " + otherwise);
+                                store.Path() + ": the members of a set " + otherwise);
         }
     };
-    const auto form = static_cast<ComponentSet::Form>(row.Int32(column));
-    const int first = row.Int32(column + 1);
-    const int count = row.Int32(column + 2);
     const auto requireRange = [&](std::int64_t last) {
         require(last <= std::numeric_limits<int>::max(), "are numbers out of range");
     };
+    const auto form = static_cast<ComponentSet::Form>(stored.form);
+    const std::int64_t count = stored.count;
     if (form == ComponentSet::Form::Contiguous) {
-        requireRange(first + std::int64_t{count} - 1);
-        return ComponentSet::Contiguous(first, count);
+        requireRange(stored.first + count - 1);
+        return ComponentSet::Contiguous(stored.first, stored.count);
     }
     if (form == ComponentSet::Form::Strided) {
-        const int stride = row.Int32(column + 3);
-        const int block = row.Int32(column + 4);
-        require(block > 0 && stride >= block, "overlap");
-        requireRange(first + (std::int64_t{count} - 1) * stride + block - 1);
-        return ComponentSet::Strided(first, count, stride, block);
+        require(stored.block > 0 && stored.stride >= stored.block, "overlap");
+        requireRange(stored.first + (count - 1) * stored.stride + stored.block - 1);
+        return ComponentSet::Strided(stored.first, stored.count, stored.stride, stored.block);
     }
-    const std::int64_t size = std::int64_t{count} * static_cast<std::int64_t>(sizeof(int));
-    const std::int64_t store = row.Int(column + 5);
-    require(store != 0 ? storage::HasFlatArray(engine.Chunks(), store, 0, size)
-                       : std::ssize(row.Blob(column + 6)) == size,
+    // Compared before memory is taken for them: a row may say any number.
+    const std::int64_t size = count * static_cast<std::int64_t>(sizeof(int));
+    require(stored.store != 0 ? HasFlatArray(store.Chunks(), stored.store, 0, size)
+                              : std::ssize(stored.written) == size,
             "are not as many as stored");
     std::vector<int> members(static_cast<std::size_t>(count));
     const std::span<std::byte> out = std::as_writable_bytes(std::span(members));
-    if (store == 0) {
-        std::ranges::copy(row.Blob(column + 6), out.begin());
+    if (stored.store == 0) {
+        std::ranges::copy(stored.written, out.begin());
     } else {
-        require(storage::GetFlatArray(engine.Chunks(), store, 0, 0, out), "are missing");
+        require(GetFlatArray(store.Chunks(), stored.store, 0, 0, out), "are missing");
     }
     if (form == ComponentSet::Form::Sorted) {
         require(std::ranges::adjacent_find(members, std::greater_equal<>()) == members.end(),
@@ -337,16 +345,16 @@ ComponentSetPtr MembersFromRow(storage::Engine& engine, const Cursor& row, int c
 
 }  // namespace
 
-ComponentSetPtr ReadMembers(storage::Engine& engine, const Cursor& row, int column) {
+ComponentSetPtr ReadMembers(storage::Store& store, const storage::StoredMembers& stored) {
     try {
-        return MembersFromRow(engine, row, column);
+        return MembersOf(store, stored);
     } catch (const ORQBasFailure& failure) {
         if (failure.Kind() != ORQBasFailureKind::Usage) {
             throw;
         }
         // What nobody could have given is not what was stored.
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            engine.Path() + ": stored members: " + failure.Text());
+                            store.Path() + ": stored members: " + failure.Text());
     }
 }
 
@@ -362,12 +370,12 @@ ComponentSetPtr DatabaseState::Members(const ORQSimCSetID& id) {
     if (const auto known = m_sets.find(index); known != m_sets.end()) {
         return known->second;
     }
-    Cursor row = Rows().Find(Table::ComponentSet, index);
+    auto row = Rows().Find<ComponentSetRow>(index);
     if (!row.Next()) {
         return ComponentSet::Empty();
     }
-    ComponentSetPtr members = ReadMembers(*m_engine, row, 3);
-    if (row.Int(1) != id.MinorID() ||
+    ComponentSetPtr members = ReadMembers(*m_store, row->members);
+    if (row->collection != id.MinorID() ||
         (!members->IsEmpty() && members->Highest() >= Space(id.CollectionID()))) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             ShownPath() + ": set " + std::to_string(index) +
@@ -381,9 +389,10 @@ ORQSimCSetID DatabaseState::StoreSet(const ORQSimCollectionID& collection,
                                      const ComponentSetPtr& members) {
     int index = 0;
     if (!members->IsEmpty()) {
-        index = m_engine->NewSet();
-        PutMembers(*m_engine, Table::ComponentSet, index, collection.MinorID(),
-                   static_cast<std::int64_t>(members->Hash()), *members);
+        index = m_store->NewSet();
+        Rows().Put(ComponentSetRow{index, collection.MinorID(),
+                                   static_cast<std::int64_t>(members->Hash()),
+                                   WriteMembers(*m_store, *members)});
         m_sets[index] = members;
     }
     return ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), index);
@@ -397,11 +406,10 @@ ORQSimCSetID DatabaseState::FindStoredSet(const ORQSimCollectionID& collection,
     if (members->IsEmpty()) {
         return id(0);
     }
-    for (Cursor row = Rows().FindBy(storage::Index::ComponentSetByHash, collection.MinorID(),
-                                    static_cast<std::int64_t>(members->Hash()));
-         row.Next();) {
-        if (Members(id(row.Int32(0)))->SameSequence(*members)) {
-            return id(row.Int32(0));
+    for (const ComponentSetRow& row : Rows().FindBy<Index::ComponentSetByHash>(
+             collection.MinorID(), static_cast<std::int64_t>(members->Hash()))) {
+        if (Members(id(row.id))->SameSequence(*members)) {
+            return id(row.id);
         }
     }
     return {};
@@ -489,7 +497,7 @@ DistributionState& DatabaseState::Distribution(const ORQSimDistributionID& id) {
 }
 
 DistributionState DatabaseState::LoadDistribution(const ORQSimDistributionID& id) {
-    Cursor row = Rows().Find(Table::Distribution, id.MinorID());
+    auto row = Rows().Find<storage::DistributionRow>(id.MinorID());
     if (!row.Next()) {
         throw ORQBasFailure(
             ORQBasFailureKind::Usage,
@@ -497,9 +505,9 @@ DistributionState DatabaseState::LoadDistribution(const ORQSimDistributionID& id
     }
     DistributionState state;
     state.id = id;
-    state.scalar = row.Int32(1);
-    state.rangeCollection = CollectionID(row.Int(2));
-    const std::span<const std::byte> grid = row.Blob(3);
+    state.scalar = row->scalar;
+    state.rangeCollection = CollectionID(row->rangeCollection);
+    const storage::Bytes grid = row->grid;
     if (grid.empty() || grid.size() % sizeof(std::int64_t) != 0) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             ShownPath() + ": the grid of distribution " +
@@ -510,40 +518,40 @@ DistributionState DatabaseState::LoadDistribution(const ORQSimDistributionID& id
         std::memcpy(&collection, grid.data() + at, sizeof collection);
         state.grid.push_back(CollectionID(collection));
     }
-    for (Cursor drawer = Rows().Find(Table::Drawer, id.MinorID()); drawer.Next();) {
+    for (const DrawerRow& drawer : Rows().Find<DrawerRow>(id.MinorID())) {
         state.drawers.push_back(LoadDrawer(state, drawer));
     }
     return state;
 }
 
 std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& distribution,
-                                                       const Cursor& row) {
+                                                       const DrawerRow& row) {
     auto drawer = std::make_unique<DrawerState>();
-    const int number = row.Int32(1);
+    const int number = row.number;
     drawer->id =
         ORQSimDrawerID(m_context, distribution.id.MinorID(), distribution.id.TypeID(), number);
-    drawer->layout = static_cast<ORQSimDrawerLayout>(row.Int32(2));
-    drawer->extendable = row.Int32(3);
-    drawer->nRows = row.Int(4);
-    drawer->store = row.Int(5);
+    drawer->layout = static_cast<ORQSimDrawerLayout>(row.layout);
+    drawer->extendable = row.extendable;
+    drawer->nRows = row.nRows;
+    drawer->store = row.store;
     bool isOrdered = false;  // along the row dimension of an extendable drawer
-    for (Cursor dim = Rows().Find(Table::DrawerDimension, distribution.id.MinorID(), number);
-         dim.Next();) {
+    for (const DrawerDimensionRow& dim :
+         Rows().Find<DrawerDimensionRow>(distribution.id.MinorID(), number)) {
         const auto place = drawer->sets.size();
-        if (dim.Int(2) != static_cast<std::int64_t>(place)) {
+        if (dim.dimension != static_cast<int>(place)) {
             break;
         }
         const bool isRowDim = static_cast<int>(place) == drawer->extendable;
         ORQSimCSetID set;
         if (isRowDim) {
-            isOrdered = dim.Int32(3) != 0;
+            isOrdered = dim.set != 0;
         } else if (place < distribution.grid.size()) {
             const ORQSimCollectionID& collection = distribution.grid[place];
-            set = ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), dim.Int32(3));
+            set = ORQSimCSetID(m_context, collection.MinorID(), collection.TypeID(), dim.set);
         }
         drawer->setIds.push_back(set);
         drawer->sets.push_back(isRowDim ? ComponentSet::Empty() : Members(set));
-        drawer->chunks.push_back(dim.Int32(4));
+        drawer->chunks.push_back(dim.chunk);
     }
     if (drawer->sets.empty() || drawer->sets.size() != distribution.grid.size() ||
         drawer->extendable >= std::ssize(drawer->sets)) {
@@ -559,31 +567,31 @@ std::unique_ptr<DrawerState> DatabaseState::LoadDrawer(const DistributionState& 
         return drawer;
     }
     drawer->rows = DrawerRows(isOrdered);
-    for (Cursor part = Rows().Find(Table::DrawerSegment, distribution.id.MinorID(), number);
-         part.Next();) {
-        drawer->rows.Load({part.Int(2), ReadMembers(*m_engine, part, 3)});
+    for (const DrawerSegmentRow& segment :
+         Rows().Find<DrawerSegmentRow>(distribution.id.MinorID(), number)) {
+        drawer->rows.Load({segment.firstRow, ReadMembers(*m_store, segment.members)});
     }
     return drawer;
 }
 
 void DatabaseState::PutSegment(const DrawerState& drawer, const DrawerSegment& segment) {
-    PutMembers(*m_engine, Table::DrawerSegment, drawer.id.MinorID(), drawer.id.Index(),
-               segment.firstRow, *segment.members);
+    Rows().Put(DrawerSegmentRow{drawer.id.MinorID(), drawer.id.Index(), segment.firstRow,
+                                WriteMembers(*m_store, *segment.members)});
 }
 
 void DatabaseState::PutDrawerRow(const DrawerState& drawer) {
-    Rows().Put(Table::Drawer, drawer.id.MinorID(), drawer.id.Index(),
-               static_cast<int>(drawer.layout), drawer.extendable, drawer.nRows, drawer.store);
+    Rows().Put(DrawerRow{drawer.id.MinorID(), drawer.id.Index(), static_cast<int>(drawer.layout),
+                         drawer.extendable, drawer.nRows, drawer.store});
 }
 
 DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
                                       std::unique_ptr<DrawerState> drawer,
                                       const std::vector<ComponentSetPtr>& sets) {
-    storage::Change change(Rows().Unfinished());
-    const int number = m_engine->NewSet();  // ascending and never given twice, as sets' numbers are
+    storage::Change change(Rows());
+    const int number = m_store->NewSet();  // ascending and never given twice, as sets' numbers are
     drawer->id =
         ORQSimDrawerID(m_context, distribution.id.MinorID(), distribution.id.TypeID(), number);
-    drawer->store = m_engine->NewObject();
+    drawer->store = m_store->NewObject();
     drawer->sets = sets;
     const ComponentSetPtr rows = std::exchange(
         drawer->sets[static_cast<std::size_t>(drawer->RowDim())], ComponentSet::Empty());
@@ -598,8 +606,8 @@ DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
             stored = set.Index();
         }
         drawer->setIds.push_back(set);
-        Rows().Insert(Table::DrawerDimension, distribution.id.MinorID(), number,
-                      static_cast<int>(dim), stored, drawer->chunks[dim]);
+        Rows().Insert(DrawerDimensionRow{distribution.id.MinorID(), number, static_cast<int>(dim),
+                                         stored, drawer->chunks[dim]});
     }
     PutDrawerRow(*drawer);
     if (drawer->extendable < 0) {
@@ -613,7 +621,7 @@ DrawerState& DatabaseState::NewDrawer(DistributionState& distribution,
 }
 
 std::int64_t DatabaseState::AddRows(DrawerState& drawer, const ComponentSetPtr& members) {
-    storage::Change change(Rows().Unfinished());
+    storage::Change change(Rows());
     const std::int64_t firstNew = drawer.nRows;
     drawer.nRows += members->Size();
     PutSegment(drawer, drawer.rows.Append(members));
@@ -654,13 +662,13 @@ ORQSimCSetID DatabaseState::DescribedRows(const ORQSimCollectionID& collection,
 
 void DatabaseState::ForgetInDataSets(std::int64_t distribution, int drawer) {
     std::vector<std::pair<std::int64_t, int>> places;
-    for (Cursor set = Rows().Find(Table::DataSet); set.Next();) {
-        if (set.Int(1) != distribution) {
+    for (const DataSetRow& set : Rows().Find<DataSetRow>()) {
+        if (set.distribution != distribution) {
             continue;
         }
-        for (Cursor row = Rows().Find(Table::DataSetDrawer, set.Int(0)); row.Next();) {
-            if (row.Int32(2) == drawer) {
-                places.emplace_back(set.Int(0), row.Int32(1));
+        for (const DataSetDrawerRow& row : Rows().Find<DataSetDrawerRow>(set.object)) {
+            if (row.drawer == drawer) {
+                places.emplace_back(set.object, row.place);
             }
         }
     }
@@ -670,11 +678,11 @@ void DatabaseState::ForgetInDataSets(std::int64_t distribution, int drawer) {
 }
 
 void DatabaseState::EraseDrawerRows(std::int64_t distribution, int drawer) {
-    for (Cursor part = Rows().Find(Table::DrawerSegment, distribution, drawer); part.Next();) {
-        EraseStore(part.Int(8));
+    for (const DrawerSegmentRow& row : Rows().Find<DrawerSegmentRow>(distribution, drawer)) {
+        EraseStore(row.members.store);
     }
-    for (Cursor row = Rows().Find(Table::Drawer, distribution, drawer); row.Next();) {
-        EraseStore(row.Int(5));
+    for (const DrawerRow& row : Rows().Find<DrawerRow>(distribution, drawer)) {
+        EraseStore(row.store);
     }
     Rows().Erase(Table::DrawerSegment, distribution, drawer);
     Rows().Erase(Table::DrawerDimension, distribution, drawer);
@@ -682,22 +690,22 @@ void DatabaseState::EraseDrawerRows(std::int64_t distribution, int drawer) {
 }
 
 void DatabaseState::EraseSet(int set) {
-    for (Cursor row = Rows().Find(Table::ComponentSet, set); row.Next();) {
-        EraseStore(row.Int(8));
+    for (const ComponentSetRow& row : Rows().Find<ComponentSetRow>(set)) {
+        EraseStore(row.members.store);
     }
     Rows().Erase(Table::ComponentSet, set);
 }
 
 void DatabaseState::EraseObject(std::int64_t object) {
     std::vector<int> drawers;
-    for (Cursor row = Rows().Find(Table::Drawer, object); row.Next();) {
-        drawers.push_back(row.Int32(1));
+    for (const DrawerRow& row : Rows().Find<DrawerRow>(object)) {
+        drawers.push_back(row.number);
     }
     for (const int drawer : drawers) {
         EraseDrawerRows(object, drawer);
     }
-    for (Cursor row = Rows().Find(Table::FTable, object); row.Next();) {
-        EraseStore(row.Int(3));
+    for (const storage::FTableRow& row : Rows().Find<storage::FTableRow>(object)) {
+        EraseStore(row.store);
     }
     for (const Table table :
          {Table::Object, Table::Collection, Table::Member, Table::Symbol, Table::Name, Table::Child,
@@ -710,7 +718,7 @@ void DatabaseState::EraseObject(std::int64_t object) {
 
 void DatabaseState::EraseStore(std::int64_t store) {
     if (store != 0) {
-        m_engine->Chunks().Erase(store);
+        Chunks().Erase(store);
     }
 }
 
@@ -721,7 +729,7 @@ void DatabaseState::DeleteDrawer(DistributionState& distribution, const ORQSimDr
                             ShownPath() + ": drawer " + std::to_string(id.Index()) +
                                 " is not one of distribution " + std::to_string(object));
     }
-    storage::Change change(Rows().Unfinished());
+    storage::Change change(Rows());
     EraseDrawerRows(object, id.Index());
     ForgetInDataSets(object, id.Index());
     std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });

@@ -14,7 +14,7 @@
 #include "ORQSimDistribution.h"
 #include "ORQSimIDs.h"
 #include "ORQSimSchema.h"
-#include "storage/Engine.h"
+#include "storage/Store.h"
 
 namespace orq::database {
 
@@ -58,7 +58,7 @@ struct DistributionState {
 
 class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
   public:
-    explicit DatabaseState(std::unique_ptr<storage::Engine> engine);
+    explicit DatabaseState(std::unique_ptr<storage::Store> store);
     ~DatabaseState();
     DatabaseState(const DatabaseState&) = delete;
     DatabaseState& operator=(const DatabaseState&) = delete;
@@ -77,10 +77,11 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void CheckStorable(const ORQSimDynamicID& id) const;
 
     ORQSimContextID Context() const { return m_context; }
-    bool IsClosed() const { return m_engine == nullptr; }
+    bool IsClosed() const { return m_store == nullptr; }
     void Close();
-    storage::Engine& Engine() { return *m_engine; }
-    storage::Catalogue& Rows() { return m_engine->Rows(); }
+    storage::Store& Store() { return *m_store; }
+    storage::RowStore& Rows() { return m_store->Rows(); }
+    storage::ChunkStore& Chunks() { return m_store->Chunks(); }
     const std::string& Path() const { return m_path; }
     // For messages: the path, or that there is none.
     std::string ShownPath() const;
@@ -107,10 +108,12 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
         return Identity(ORQSimCategoryRecord, kFocus, ORQSimSchema::Focus, 0);
     }
     ORQSimCollectionID CollectionID(std::int64_t object);
-    // The target columns of a link row, from `column` on.
-    ORQSimDynamicID Target(const storage::Cursor& row, int column) const {
-        return Identity(row.Int32(column + 1), row.Int(column), row.Int32(column + 2),
-                        row.Int32(column + 3));
+    // What a link leads to, as an identity and as it is stored.
+    ORQSimDynamicID IdentityOf(const storage::Target& target) const {
+        return Identity(target.category, target.object, target.type, target.index);
+    }
+    static storage::Target TargetOf(const ORQSimDynamicID& id) {
+        return {id.MinorID(), id.Category(), id.TypeID().Index(), id.Index()};
     }
     int Space(const ORQSimCollectionID& collection);
 
@@ -156,12 +159,6 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void ForgetCaches() noexcept;
 
   private:
-    // The numbers that the next object and the next set or drawer get.
-    struct NextNumbers {
-        std::int64_t object = 0;
-        int set = 0;
-    };
-
     bool WasUndone(const ORQSimDynamicID& id) const;
     // What the levels gave out that the engine has undone is gone.
     void ForgetUndoneLevels() noexcept;
@@ -194,12 +191,12 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void PutSegment(const DrawerState& drawer, const DrawerSegment& segment);
     void PutDrawerRow(const DrawerState& drawer);
     std::unique_ptr<DrawerState> LoadDrawer(const DistributionState& distribution,
-                                            const storage::Cursor& row);
+                                            const storage::DrawerRow& row);
 
-    std::unique_ptr<storage::Engine> m_engine;
+    std::unique_ptr<storage::Store> m_store;
     std::string m_path;
     ORQSimContextID m_context;
-    std::vector<NextNumbers> m_levelStarts;  // one per open transaction level
+    std::vector<storage::Numbers> m_levelStarts;  // one per open transaction level
     NumberRanges m_undoneObjects;
     NumberRanges m_undoneSets;  // of drawers too
     std::array<KnownChild, 64> m_children;
@@ -210,9 +207,9 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     std::unordered_map<int, int> m_describedRows;  // by number of the drawer, to the place
 };
 
-// How the members of a set are written to a row and read back. Many members go to the bulk file.
-void PutMembers(storage::Engine& engine, storage::Table table, std::int64_t key0, std::int64_t key1,
-                std::int64_t key2, const ComponentSet& members);
-ComponentSetPtr ReadMembers(storage::Engine& engine, const storage::Cursor& row, int column);
+// How the members of a set are written down and read back. Many members go to bulk data of their
+// own.
+storage::StoredMembers WriteMembers(storage::Store& store, const ComponentSet& members);
+ComponentSetPtr ReadMembers(storage::Store& store, const storage::StoredMembers& stored);
 
 }  // namespace orq::database

@@ -14,9 +14,9 @@ using orq::database::ComponentSet;
 using orq::database::ComponentSetPtr;
 using orq::database::DatabaseState;
 using orq::database::IsObject;
-using orq::storage::Cursor;
+using orq::storage::CollectionRow;
 using orq::storage::Index;
-using orq::storage::Table;
+using orq::storage::MemberRow;
 
 namespace {
 
@@ -89,7 +89,7 @@ int ORQSimCollection::Space() const {
 void ORQSimCollection::ExtendSpace(int space) {
     DatabaseState& state = DatabaseState::Writing(m_id);
     if (space > state.Space(m_id)) {
-        state.Rows().Put(Table::Collection, m_id.MinorID(), space);
+        state.Rows().Put(CollectionRow{m_id.MinorID(), space});
     }
 }
 
@@ -159,7 +159,7 @@ void ORQSimCollection::SetMember(int member, const ORQSimPosition& object) {
                                                           std::to_string(Space()) + " members");
     }
     CheckCanBeMember(state, object);
-    if (!state.Rows().InsertNew(Table::Member, m_id.MinorID(), member, object.ID().MinorID())) {
+    if (!state.Rows().InsertNew(MemberRow{m_id.MinorID(), member, object.ID().MinorID()})) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "member " + std::to_string(member) + " is another object already");
     }
@@ -170,8 +170,8 @@ ORQSimPosition ORQSimCollection::GetMember(int member) const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::Member, m_id.MinorID(), member);
-    return row.Next() ? ORQSimPosition(state->ObjectID(row.Int(2))) : ORQSimPosition();
+    auto row = state->Rows().Find<MemberRow>(m_id.MinorID(), member);
+    return row.Next() ? ORQSimPosition(state->ObjectID(row->object)) : ORQSimPosition();
 }
 
 int ORQSimCollection::MemberIndex(const ORQSimPosition& object) const {
@@ -180,6 +180,6 @@ int ORQSimCollection::MemberIndex(const ORQSimPosition& object) const {
         object.ID().ContextID() != m_id.ContextID()) {
         return -1;
     }
-    Cursor row = state->Rows().FindBy(Index::MemberByObject, object.ID().MinorID(), m_id.MinorID());
-    return row.Next() ? row.Int32(1) : -1;
+    auto row = state->Rows().FindBy<Index::MemberByObject>(object.ID().MinorID(), m_id.MinorID());
+    return row.Next() ? row->member : -1;
 }

@@ -17,16 +17,22 @@
 #include "ORQSimSchema.h"
 #include "ORQSimSymbols.h"
 
+using orq::database::AddReferrers;
 using orq::database::ComponentSet;
 using orq::database::DatabaseState;
 using orq::database::IsObject;
 using orq::database::ReadingLinks;
-using orq::database::ReadReferrers;
 using orq::database::StorableTarget;
 using orq::database::WritingLinks;
-using orq::storage::Cursor;
+using orq::storage::ChildRow;
+using orq::storage::CollectionRow;
+using orq::storage::CompartmentRow;
+using orq::storage::DataSetRow;
 using orq::storage::Index;
-using orq::storage::Table;
+using orq::storage::MapEntryRow;
+using orq::storage::NameRow;
+using orq::storage::SetEntryRow;
+using orq::storage::VectorEntryRow;
 
 // --- Links ---------------------------------------------------------------------------------------
 
@@ -40,15 +46,11 @@ ORQSimPosition ORQSimPosition::Parent(int slot) const {
     if (state == nullptr) {
         return {};
     }
-    ORQSimPosition lowest;
-    for (const Index index :
-         {Index::ChildByTarget, Index::MapEntryByTarget, Index::VectorEntryByTarget}) {
-        const std::vector<ORQSimPosition> found = ReadReferrers(*state, index, m_id, slot);
-        if (!found.empty() && (lowest.IsNull() || found.front() < lowest)) {
-            lowest = found.front();
-        }
-    }
-    return lowest;
+    std::vector<ORQSimPosition> parents;
+    AddReferrers<ChildRow>(*state, m_id, slot, parents);
+    AddReferrers<MapEntryRow>(*state, m_id, slot, parents);
+    AddReferrers<VectorEntryRow>(*state, m_id, slot, parents);
+    return parents.empty() ? ORQSimPosition() : std::ranges::min(parents);
 }
 
 ORQSimPosition ORQSimPosition::Follow(int slot, int member) const {
@@ -75,11 +77,14 @@ ORQSimSet ORQSimPosition::GetSet(int slot) const {
 ORQSimSet ORQSimPosition::ReferrersSet(int slot) const {
     ORQSimSet referrers;
     if (DatabaseState* state = DatabaseState::Reading(m_id); state != nullptr) {
-        for (const Index index : {Index::ChildByTarget, Index::MapEntryByTarget,
-                                  Index::VectorEntryByTarget, Index::SetEntryByTarget}) {
-            for (const ORQSimPosition& position : ReadReferrers(*state, index, m_id, slot)) {
-                referrers.Insert(position);
-            }
+        std::vector<ORQSimPosition> found;
+        AddReferrers<ChildRow>(*state, m_id, slot, found);
+        AddReferrers<MapEntryRow>(*state, m_id, slot, found);
+        AddReferrers<VectorEntryRow>(*state, m_id, slot, found);
+        AddReferrers<SetEntryRow>(*state, m_id, slot, found);
+        std::ranges::sort(found);  // each goes behind the ones before it
+        for (const ORQSimPosition& position : found) {
+            referrers.Insert(position);
         }
     }
     return referrers;
@@ -103,8 +108,8 @@ ORQString ORQSimPosition::Name(int slot) const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::Name, m_id.MinorID(), slot);
-    return row.Next() ? ORQString(row.Text(2)) : ORQString();
+    auto row = state->Rows().Find<NameRow>(m_id.MinorID(), slot);
+    return row.Next() ? ORQString(row->text) : ORQString();
 }
 
 ORQString ORQSimPosition::Name() const {
@@ -118,19 +123,17 @@ ORQString ORQSimPosition::Name() const {
     if (ORQString name = Name(ORQSimSchema::Record_name); !name.IsEmpty()) {
         return name;
     }
-    for (Cursor row = state->Rows().FindBy(Index::MapEntryByTarget, m_id.MinorID(), m_id.Index());
-         row.Next();) {
-        if (state->Target(row, 3) == m_id) {
-            return ORQString(row.Text(2));
+    for (const MapEntryRow& row :
+         state->Rows().FindBy<Index::MapEntryByTarget>(m_id.MinorID(), m_id.Index())) {
+        if (state->IdentityOf(row.target) == m_id) {
+            return ORQString(row.key);
         }
     }
     return GetSymbolName();
 }
 
 void ORQSimPosition::SetName(int slot, const ORQString& name) const {
-    WritingLinks(*this, slot)
-        .Rows()
-        .Put(Table::Name, m_id.MinorID(), slot, std::string_view(name.UTF8()));
+    WritingLinks(*this, slot).Rows().Put(NameRow{m_id.MinorID(), slot, name.UTF8()});
 }
 
 ORQString ORQSimPosition::GetReferenceKey(int slot) const {
@@ -138,11 +141,10 @@ ORQString ORQSimPosition::GetReferenceKey(int slot) const {
     if (state == nullptr) {
         return {};
     }
-    for (Cursor row =
-             state->Rows().FindBy(Index::MapEntryByTarget, m_id.MinorID(), m_id.Index(), slot);
-         row.Next();) {
-        if (state->Target(row, 3) == m_id) {
-            return ORQString(row.Text(2));
+    for (const MapEntryRow& row :
+         state->Rows().FindBy<Index::MapEntryByTarget>(m_id.MinorID(), m_id.Index(), slot)) {
+        if (state->IdentityOf(row.target) == m_id) {
+            return ORQString(row.key);
         }
     }
     return {};
@@ -153,8 +155,8 @@ ORQString ORQSimPosition::GetSymbolName() const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().FindBy(Index::SymbolByObject, m_id.MinorID());
-    return row.Next() ? ORQString(row.Text(3)) : ORQString();
+    auto row = state->Rows().FindBy<Index::SymbolByObject>(m_id.MinorID());
+    return row.Next() ? ORQString(row->name) : ORQString();
 }
 
 int ORQSimPosition::GetSymbolPosition() const {
@@ -221,14 +223,14 @@ ORQSimPosition ORQSimPosition::CreateTypedCollection(int type, int space) const 
                             "a collection cannot have a space of " + std::to_string(space));
     }
     const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryCollection);
-    state.Rows().Insert(Table::Collection, id.MinorID(), space);
+    state.Rows().Insert(CollectionRow{id.MinorID(), space});
     return id;
 }
 
 ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int type) const {
     DatabaseState& state = DatabaseState::Writing(m_id);
     const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryDSet);
-    state.Rows().Insert(Table::DataSet, id.MinorID(), 0);
+    state.Rows().Insert(DataSetRow{id.MinorID(), 0});
     int place = 0;
     for (const ORQSimCompartment& compartment : ctation.Compartments()) {
         int dimension = 0;
@@ -238,8 +240,9 @@ ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int
                                     "compartment " + std::to_string(place) + ", dimension " +
                                         std::to_string(dimension) + ": the set is null");
             }
-            state.Rows().Insert(Table::Compartment, id.MinorID(), place, dimension,
-                                state.Persistent(set).Index(), set.CollectionID().MinorID());
+            state.Rows().Insert(CompartmentRow{id.MinorID(), place, dimension,
+                                               state.Persistent(set).Index(),
+                                               set.CollectionID().MinorID()});
             ++dimension;
         }
         ++place;

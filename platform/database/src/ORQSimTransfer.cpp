@@ -47,7 +47,7 @@ std::vector<DrawerState*> ORQSimTransfer::Job::DrawersToRead(
 ORQSimTransientDrawer ORQSimTransfer::Job::Read() {
     CheckView();
     DatabaseState& state = State();
-    state.Engine().CheckUsable();
+    state.Store().CheckUsable();
     DistributionState& distribution = Distribution();
     const int nDims = static_cast<int>(distribution.grid.size());
     if (isSparse) {
@@ -72,7 +72,7 @@ std::int64_t ORQSimTransfer::Job::ReadDense(DatabaseState& state,
     if (geometry.pieces.empty()) {
         return 0;
     }
-    RowReader reader(state.Engine().Chunks(), drawer, geometry, MoverFor(distribution), buffer);
+    RowReader reader(state.Chunks(), drawer, geometry, MoverFor(distribution), buffer);
     const ComponentSet& rows = *view[static_cast<std::size_t>(drawer.RowDim())];
     for (const DrawerSegment& segment : drawer.rows.Segments()) {
         reader.Read(rows, segment);
@@ -199,7 +199,7 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     const std::int64_t rowBytes = geometry.rowItems * mover.storeSize;
     const std::int64_t bufferRowBytes = geometry.bufferRowStride * mover.bufferSize;
     const std::int64_t rowsPerChunk = drawer.RowsPerChunk(mover.storeSize);
-    ChunkStore& chunkStore = state.Engine().Chunks();
+    ChunkStore& chunkStore = state.Chunks();
 
     std::vector<RowRun> runs;
     ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer, firstRow,

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <optional>
 #include <set>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "ORQBasFailure.h"
@@ -14,8 +17,28 @@
 
 namespace orq::database {
 
-using storage::Cursor;
+using storage::ChildRow;
+using storage::CollectionRow;
+using storage::CompartmentRow;
+using storage::ComponentSetRow;
+using storage::DataSetDrawerRow;
+using storage::DataSetRow;
+using storage::DistributionRow;
+using storage::DrawerDimensionRow;
+using storage::DrawerRow;
+using storage::DrawerSegmentRow;
+using storage::ExtentRow;
+using storage::FieldRow;
+using storage::FTableLabelRow;
+using storage::FTableRow;
+using storage::MapEntryRow;
+using storage::MemberRow;
+using storage::NameRow;
+using storage::ObjectRow;
+using storage::SetEntryRow;
+using storage::SymbolRow;
 using storage::Table;
+using storage::VectorEntryRow;
 
 namespace {
 
@@ -27,19 +50,19 @@ class ReferenceCheck {
 
     std::vector<Flaw> Run() {
         CheckKinds();
-        CheckLinks(Table::Child, 3);
-        CheckLinks(Table::MapEntry, 3);
-        CheckLinks(Table::VectorEntry, 3);
-        CheckLinks(Table::SetEntry, 2);
-        CheckOwners(Table::Name);
-        CheckOwners(Table::Field);
+        CheckLinks<ChildRow>();
+        CheckLinks<MapEntryRow>();
+        CheckLinks<VectorEntryRow>();
+        CheckLinks<SetEntryRow>();
+        CheckOwners<NameRow>([](const NameRow& row) { return row.slot; });
+        CheckOwners<FieldRow>([](const FieldRow& row) { return row.number; });
         CheckMembers();
         CheckSymbols();
         CheckSets();
         CheckTables();
         CheckDistributions();
-        for (Cursor row = Rows().Find(Table::DataSet); row.Next();) {
-            CheckDataSet(row.Int(0), row.Int(1));
+        for (const DataSetRow& row : Rows().Find<DataSetRow>()) {
+            CheckDataSet(row.object, row.distribution);
         }
         CheckParts();
         CheckStores();
@@ -51,7 +74,7 @@ class ReferenceCheck {
     static constexpr std::int64_t kUnknown = std::numeric_limits<std::int64_t>::max();
 
     // There is no loop without a look-up.
-    storage::Catalogue& Rows() {
+    storage::RowStore& Rows() {
         m_goOn();
         return m_state.Rows();
     }
@@ -103,11 +126,11 @@ class ReferenceCheck {
             if (id.Index() == 0) {
                 return !m_state.CollectionID(id.MinorID()).IsNull();
             }
-            Cursor row = Rows().Find(Table::ComponentSet, id.Index());
-            return row.Next() && row.Int(1) == id.MinorID();
+            auto row = Rows().Find<ComponentSetRow>(id.Index());
+            return row.Next() && row->collection == id.MinorID();
         }
         if (id.Category() == ORQSimCategoryDrawer) {
-            return Rows().Find(Table::Drawer, id.MinorID(), id.Index()).Next();
+            return Rows().Has<DrawerRow>(id.MinorID(), id.Index());
         }
         return m_state.ObjectID(id.MinorID()) == id;
     }
@@ -129,127 +152,148 @@ class ReferenceCheck {
 
     // Objects that are more than records have a row that says what they are, and the other way.
     void CheckKinds() {
-        constexpr std::pair<int, Table> kKinds[] = {
-            {ORQSimCategoryCollection, Table::Collection},
-            {ORQSimCategoryDSet, Table::DataSet},
-            {ORQSimCategoryDistribution, Table::Distribution},
-            {ORQSimCategoryFTable, Table::FTable}};
-        for (Cursor row = Rows().Find(Table::Object); row.Next();) {
-            const auto* kind =
-                std::ranges::find(kKinds, row.Int32(2), &std::pair<int, Table>::first);
-            if (kind != std::end(kKinds) && !Rows().Find(kind->second, row.Int(0)).Next()) {
-                ReportObject(row.Int(0), std::string("has no row in table ") +
-                                             storage::Catalogue::NameOf(kind->second));
+        for (const ObjectRow& row : Rows().Find<ObjectRow>()) {
+            const std::optional<Table> kind = TableOfKind(row.category);
+            if (kind && Rows().Count(*kind, row.id) == 0) {
+                ReportObject(row.id, std::string("has no row in table ") + NameOf(*kind));
             }
         }
-        for (const auto& [category, table] : kKinds) {
-            for (Cursor row = Rows().Find(table); row.Next();) {
-                if (m_state.ObjectID(row.Int(0)).Category() != category) {
-                    ReportObject(row.Int(0), std::string("a row of table ") +
-                                                 storage::Catalogue::NameOf(table) +
-                                                 " belongs to it, and it does not exist as such");
-                }
+        CheckKind<CollectionRow>(ORQSimCategoryCollection);
+        CheckKind<DataSetRow>(ORQSimCategoryDSet);
+        CheckKind<DistributionRow>(ORQSimCategoryDistribution);
+        CheckKind<FTableRow>(ORQSimCategoryFTable);
+    }
+
+    static std::optional<Table> TableOfKind(int category) {
+        switch (category) {
+            case ORQSimCategoryCollection:
+                return Table::Collection;
+            case ORQSimCategoryDSet:
+                return Table::DataSet;
+            case ORQSimCategoryDistribution:
+                return Table::Distribution;
+            case ORQSimCategoryFTable:
+                return Table::FTable;
+            default:
+                return {};
+        }
+    }
+
+    template <class Row>
+    void CheckKind(int category) {
+        for (const Row& row : Rows().Find<Row>()) {
+            if (m_state.ObjectID(row.object).Category() != category) {
+                ReportObject(row.object, std::string("a row of table ") + NameOf(Row::kTable) +
+                                             " belongs to it, and it does not exist as such");
             }
         }
     }
 
     // Takes away the link that a row is.
-    Remove RemoveLink(Table table, const Cursor& row) {
-        switch (table) {
-            case Table::MapEntry:
-                return [state = &m_state, object = row.Int(0), slot = row.Int(1),
-                        name = std::string(row.Text(2))] {
-                    state->Rows().Erase(Table::MapEntry, object, slot, std::string_view(name));
-                };
-            case Table::SetEntry:
-                return RemoveRow(table, row.Int(0), row.Int(1), row.Int(2), row.Int(3), row.Int(4),
-                                 row.Int(5));
-            default:
-                return RemoveRow(table, row.Int(0), row.Int(1), row.Int(2));
-        }
+    Remove RemoveLink(const ChildRow& row) {
+        return RemoveRow(Table::Child, row.object, row.slot, row.key);
+    }
+    Remove RemoveLink(const MapEntryRow& row) {
+        return
+            [state = &m_state, object = row.object, slot = row.slot, name = std::string(row.key)] {
+                state->Rows().Erase(Table::MapEntry, object, slot, std::string_view(name));
+            };
+    }
+    Remove RemoveLink(const VectorEntryRow& row) {
+        return RemoveRow(Table::VectorEntry, row.object, row.slot, row.key);
+    }
+    Remove RemoveLink(const SetEntryRow& row) {
+        return RemoveRow(Table::SetEntry, row.object, row.slot, row.target.object,
+                         row.target.category, row.target.type, row.target.index);
     }
 
-    void CheckLinks(Table table, int targetColumn) {
-        for (Cursor row = Rows().Find(table); row.Next();) {
-            const ORQSimDynamicID target = m_state.Target(row, targetColumn);
-            const bool hasOwner = !m_state.ObjectID(row.Int(0)).IsNull();
+    template <class Link>
+    void CheckLinks() {
+        for (const Link& row : Rows().Find<Link>()) {
+            const ORQSimDynamicID target = m_state.IdentityOf(row.target);
+            const bool hasOwner = !m_state.ObjectID(row.object).IsNull();
             if (hasOwner && Exists(target)) {
                 continue;
             }
-            std::string link = std::string(storage::Catalogue::NameOf(table)) + " " +
-                               ORQSimSchema::NameOf(row.Int32(1));
-            if (table == Table::MapEntry) {
-                link += " \"" + std::string(row.Text(2)) + "\"";
+            std::string link =
+                std::string(NameOf(Link::kTable)) + " " + ORQSimSchema::NameOf(row.slot);
+            if constexpr (std::is_same_v<Link, MapEntryRow>) {
+                link += " \"" + std::string(row.key) + "\"";
             }
-            link += " of " + Show(row.Int(0));
+            link += " of " + Show(row.object);
             Report(!hasOwner ? link + ": the object does not exist"
                              : link + ": leads to " + ShowTarget(target) + ", which does not exist",
-                   RemoveLink(table, row));
+                   RemoveLink(row));
         }
     }
 
-    void CheckOwners(Table table) {
-        for (Cursor row = Rows().Find(table); row.Next();) {
-            if (m_state.ObjectID(row.Int(0)).IsNull()) {
-                Report(std::string("a row of table ") + storage::Catalogue::NameOf(table) +
-                           " belongs to " + Show(row.Int(0)) + ", which does not exist",
-                       RemoveRow(table, row.Int(0), row.Int(1)));
+    // `second` answers the second number of a row's key.
+    template <class Row, class Second>
+    void CheckOwners(Second second) {
+        for (const Row& row : Rows().Find<Row>()) {
+            if (m_state.ObjectID(row.object).IsNull()) {
+                ReportPart(Row::kTable, row.object, second(row));
             }
         }
+    }
+    void ReportPart(Table table, std::int64_t owner, int second) {
+        Report(std::string("a row of table ") + NameOf(table) + " belongs to " + Show(owner) +
+                   ", which does not exist",
+               RemoveRow(table, owner, second));
     }
 
     void CheckMembers() {
-        for (Cursor row = Rows().Find(Table::Member); row.Next();) {
-            const ORQSimCollectionID collection = m_state.CollectionID(row.Int(0));
-            const bool isOutside = collection.IsNull() || row.Int(1) >= m_state.Space(collection);
-            if (isOutside || m_state.ObjectID(row.Int(2)).IsNull()) {
-                const std::string member =
-                    "member " + std::to_string(row.Int(1)) + " of collection " + Show(row.Int(0));
+        for (const MemberRow& row : Rows().Find<MemberRow>()) {
+            const ORQSimCollectionID collection = m_state.CollectionID(row.collection);
+            const bool isOutside = collection.IsNull() || row.member >= m_state.Space(collection);
+            if (isOutside || m_state.ObjectID(row.object).IsNull()) {
+                const std::string member = "member " + std::to_string(row.member) +
+                                           " of collection " + Show(row.collection);
                 Report(isOutside ? member + ": the collection has no such member"
-                                 : member + ": is " + Show(row.Int(2)) + ", which does not exist",
-                       RemoveRow(Table::Member, row.Int(0), row.Int(1)));
+                                 : member + ": is " + Show(row.object) + ", which does not exist",
+                       RemoveRow(Table::Member, row.collection, row.member));
             }
         }
     }
 
     void CheckSymbols() {
-        for (Cursor row = Rows().Find(Table::Symbol); row.Next();) {
-            if (m_state.ObjectID(row.Int(4)).IsNull() ||
-                m_state.CollectionID(row.Int(0)).IsNull()) {
-                Report("symbol \"" + std::string(row.Text(3)) +
+        for (const SymbolRow& row : Rows().Find<SymbolRow>()) {
+            if (m_state.ObjectID(row.object).IsNull() ||
+                m_state.CollectionID(row.collection).IsNull()) {
+                Report("symbol \"" + std::string(row.name) +
                            "\": its record or its collection does not exist",
-                       RemoveRow(Table::Symbol, row.Int(0), row.Int(1), row.Int(2)));
+                       RemoveRow(Table::Symbol, row.collection, row.type, row.place));
             }
         }
     }
 
     void CheckSets() {
-        for (Cursor row = Rows().Find(Table::ComponentSet); row.Next();) {
-            OwnStore(row.Int(8), [state = &m_state, set = row.Int32(0)] { state->EraseSet(set); });
+        for (const ComponentSetRow& row : Rows().Find<ComponentSetRow>()) {
+            OwnStore(row.members.store, [state = &m_state, set = row.id] { state->EraseSet(set); });
             const std::string problem = ProblemOfSet(row);
             if (!problem.empty()) {
-                ReportSet(row.Int(1), row.Int32(0), problem);
+                ReportSet(row.collection, row.id, problem);
             }
         }
     }
 
-    std::string ProblemOfSet(const Cursor& row) {
-        const ORQSimCollectionID collection = m_state.CollectionID(row.Int(1));
+    std::string ProblemOfSet(const ComponentSetRow& row) {
+        const ORQSimCollectionID collection = m_state.CollectionID(row.collection);
         if (collection.IsNull()) {
-            return "its collection, " + Show(row.Int(1)) + ", does not exist";
+            return "its collection, " + Show(row.collection) + ", does not exist";
         }
-        const std::string loss = Loss(row.Int(8), row.Int(5) * 4);
+        const std::string loss = LossOfMembers(row.members);
         if (!loss.empty()) {
-            return std::to_string(row.Int(5)) + " members are lost (" + loss + ")";
+            return std::to_string(row.members.count) + " members are lost (" + loss + ")";
         }
         try {
-            const ComponentSetPtr members = ReadMembers(m_state.Engine(), row, 3);
-            if (static_cast<std::int64_t>(members->Hash()) != row.Int(2)) {
+            const ComponentSetPtr members = ReadMembers(m_state.Store(), row.members);
+            if (static_cast<std::int64_t>(members->Hash()) != row.hash) {
                 return "its members are not those that were stored";
             }
             if (!members->IsEmpty() && members->Highest() >= m_state.Space(collection)) {
                 return "member " + std::to_string(members->Highest()) +
-                       " is outside the space of its collection, " + Show(row.Int(1));
+                       " is outside the space of its collection, " + Show(row.collection);
             }
         } catch (const ORQBasFailure& failure) {
             return failure.Text();
@@ -257,49 +301,51 @@ class ReferenceCheck {
         return "";
     }
 
+    std::string LossOfMembers(const storage::StoredMembers& members) {
+        return Loss(members.store, std::int64_t{members.count} * 4);
+    }
+
     void CheckTables() {
-        for (Cursor row = Rows().Find(Table::FTable); row.Next();) {
-            OwnStore(row.Int(3),
-                     [state = &m_state, object = row.Int(0)] { state->EraseObject(object); });
+        for (const FTableRow& row : Rows().Find<FTableRow>()) {
+            OwnStore(row.store,
+                     [state = &m_state, object = row.object] { state->EraseObject(object); });
             std::int64_t wanted = 0;
-            if (__builtin_mul_overflow(row.Int(1) * row.Int(2),
+            if (__builtin_mul_overflow(std::int64_t{row.nRows} * row.nColumns,
                                        static_cast<std::int64_t>(sizeof(double)), &wanted)) {
                 wanted = kUnknown;
             }
-            const std::string loss = Loss(row.Int(3), wanted);
+            const std::string loss = Loss(row.store, wanted);
             if (!loss.empty()) {
-                ReportObject(row.Int(0), "a table of " + std::to_string(row.Int(1)) + " by " +
-                                             std::to_string(row.Int(2)) + " values is lost (" +
+                ReportObject(row.object, "a table of " + std::to_string(row.nRows) + " by " +
+                                             std::to_string(row.nColumns) + " values is lost (" +
                                              loss + ")");
-            } else if (StoredBytes(row.Int(3)) != wanted) {
-                ReportObject(row.Int(0), "a table that holds " +
-                                             std::to_string(StoredBytes(row.Int(3))) +
-                                             " bytes of " + std::to_string(wanted));
+            } else if (StoredBytes(row.store) != wanted) {
+                ReportObject(row.object, "a table that holds " +
+                                             std::to_string(StoredBytes(row.store)) + " bytes of " +
+                                             std::to_string(wanted));
             }
         }
     }
 
     std::int64_t StoredBytes(std::int64_t store) {
         std::int64_t bytes = 0;
-        for (Cursor row = Rows().Find(Table::Extent, store); row.Next();) {
-            bytes = std::min(bytes + row.Int(5), kUnknown / 2);  // no sum of lengths that are none
+        for (const ExtentRow& row : Rows().Find<ExtentRow>(store)) {
+            bytes = std::min(bytes + row.length, kUnknown / 2);  // no sum of lengths that are none
         }
         return bytes;
     }
 
     void CheckDistributions() {
-        for (Cursor row = Rows().Find(Table::Distribution); row.Next();) {
-            const std::int64_t object = row.Int(0);
-            const ORQSimDistributionID id(m_state.ObjectID(object));
+        for (const DistributionRow& row : Rows().Find<DistributionRow>()) {
+            const ORQSimDistributionID id(m_state.ObjectID(row.object));
             if (id.IsNull()) {
                 continue;  // told by CheckKinds
             }
-            if (const std::int64_t range = row.Int(2);
-                range != 0 && m_state.CollectionID(range).IsNull()) {
-                ReportObject(object, "the collection that its values refer to, " + Show(range) +
-                                         ", does not exist");
-            } else if (HasWholeDrawers(object, row.Blob(3).size() / sizeof(std::int64_t))) {
-                CheckDistribution(object, id);
+            if (row.rangeCollection != 0 && m_state.CollectionID(row.rangeCollection).IsNull()) {
+                ReportObject(row.object, "the collection that its values refer to, " +
+                                             Show(row.rangeCollection) + ", does not exist");
+            } else if (HasWholeDrawers(row.object, row.grid.size() / sizeof(std::int64_t))) {
+                CheckDistribution(row.object, id);
             }
         }
     }
@@ -307,31 +353,30 @@ class ReferenceCheck {
     // Whether the rows of all drawers are there, so that a distribution can be read.
     bool HasWholeDrawers(std::int64_t object, std::size_t nDimensions) {
         const std::size_t nBefore = m_flaws.size();
-        for (Cursor row = Rows().Find(Table::Drawer, object); row.Next();) {
-            const int number = row.Int32(1);
+        for (const DrawerRow& row : Rows().Find<DrawerRow>(object)) {
             if (m_salvage != nullptr && m_salvage->MayHaveLost(Table::Drawer, object) &&
                 m_salvage->MayHaveLost(Table::DrawerDimension, object)) {
-                ReportDrawer(object, number,
+                ReportDrawer(object, row.number,
                              "another one that was lost may have held later values of its cells");
-            } else if (Rows().CountRows(Table::DrawerDimension, object, number) !=
+            } else if (Rows().Count(Table::DrawerDimension, object, row.number) !=
                        static_cast<std::int64_t>(nDimensions)) {
-                ReportDrawer(object, number, "does not have the dimensions of its grid");
-            } else if (const std::string problem = ProblemOfSegments(object, number);
+                ReportDrawer(object, row.number, "does not have the dimensions of its grid");
+            } else if (const std::string problem = ProblemOfSegments(object, row.number);
                        !problem.empty()) {
-                ReportDrawer(object, number, problem);
+                ReportDrawer(object, row.number, problem);
             }
         }
         return m_flaws.size() == nBefore;
     }
 
     std::string ProblemOfSegments(std::int64_t object, int drawer) {
-        for (Cursor row = Rows().Find(Table::DrawerSegment, object, drawer); row.Next();) {
-            const std::string loss = Loss(row.Int(8), row.Int(5) * 4);
+        for (const DrawerSegmentRow& row : Rows().Find<DrawerSegmentRow>(object, drawer)) {
+            const std::string loss = LossOfMembers(row.members);
             if (!loss.empty()) {
                 return "what its rows stand for is lost (" + loss + ")";
             }
             try {
-                ReadMembers(m_state.Engine(), row, 3);
+                ReadMembers(m_state.Store(), row.members);
             } catch (const ORQBasFailure& failure) {
                 return failure.Text();
             }
@@ -362,8 +407,8 @@ class ReferenceCheck {
         const int number = drawer.id.Index();
         const auto report = [&](const std::string& text) { ReportDrawer(object, number, text); };
         OwnDrawersStore(drawer.store, object, number);
-        for (Cursor row = Rows().Find(Table::DrawerSegment, object, number); row.Next();) {
-            OwnDrawersStore(row.Int(8), object, number);
+        for (const DrawerSegmentRow& row : Rows().Find<DrawerSegmentRow>(object, number)) {
+            OwnDrawersStore(row.members.store, object, number);
         }
         if (const std::string problem = ProblemOfDrawer(m_state, distribution, drawer);
             !problem.empty()) {
@@ -399,30 +444,29 @@ class ReferenceCheck {
         const bool refers =
             !distribution.rangeCollection.IsNull() &&
             (distribution.scalar == ORQSimScalarInt || distribution.scalar == ORQSimScalarUint);
-        for (Cursor row = Rows().Find(Table::Extent, drawer.store); row.Next();) {
-            const std::int64_t chunk = row.Int(2);
-            const std::int64_t length = row.Int(5);
+        for (const ExtentRow& row : Rows().Find<ExtentRow>(drawer.store)) {
             std::string problem;
-            if (rowBytes == 0 || length % rowBytes != 0 || length / rowBytes > rowsPerChunk ||
-                chunk * rowsPerChunk + length / rowBytes > drawer.nRows) {
-                problem = "of " + std::to_string(length) + " bytes does not fit its rows";
+            if (rowBytes == 0 || row.length % rowBytes != 0 ||
+                row.length / rowBytes > rowsPerChunk ||
+                row.chunk * rowsPerChunk + row.length / rowBytes > drawer.nRows) {
+                problem = "of " + std::to_string(row.length) + " bytes does not fit its rows";
             } else if (refers) {
-                problem = WrongReference(distribution, drawer.store, chunk, length);
+                problem = WrongReference(distribution, row);
             }
             if (!problem.empty()) {
                 ReportDrawer(drawer.id.MinorID(), drawer.id.Index(),
-                             "chunk " + std::to_string(chunk) + " " + problem);
+                             "chunk " + std::to_string(row.chunk) + " " + problem);
             }
         }
     }
 
     // The first one of a chunk; one finding a chunk says enough.
-    std::string WrongReference(const DistributionState& distribution, std::int64_t store,
-                               std::int64_t chunk, std::int64_t length) {
+    std::string WrongReference(const DistributionState& distribution, const ExtentRow& chunk) {
         constexpr std::uint32_t kNoReference = 0xFFFFFFFF;
         const auto space = static_cast<std::uint32_t>(m_state.Space(distribution.rangeCollection));
-        const std::byte* bytes = m_state.Engine().Chunks().Read(store, 0, chunk, 0, length);
-        for (std::int64_t at = 0; at < length; at += 4) {
+        const std::byte* bytes =
+            m_state.Chunks().Read(chunk.store, 0, chunk.chunk, 0, chunk.length);
+        for (std::int64_t at = 0; at < chunk.length; at += 4) {
             std::uint32_t value = 0;
             std::memcpy(&value, bytes + at, sizeof value);
             if (value >= space && value != kNoReference) {
@@ -444,46 +488,53 @@ class ReferenceCheck {
                                      m_salvage->MayHaveLost(Table::DataSetDrawer, object))) {
             report("parts of it may be lost");
         }
-        for (Cursor row = Rows().Find(Table::DataSetDrawer, object); row.Next();) {
-            if (!Rows().Find(Table::Drawer, distribution, row.Int(2)).Next()) {
-                report("drawer " + std::to_string(row.Int(2)) + " does not exist");
+        for (const DataSetDrawerRow& row : Rows().Find<DataSetDrawerRow>(object)) {
+            if (!Rows().Has<DrawerRow>(distribution, row.drawer)) {
+                report("drawer " + std::to_string(row.drawer) + " does not exist");
             }
         }
-        for (Cursor row = Rows().Find(Table::Compartment, object); row.Next();) {
-            const ORQSimCollectionID collection = m_state.CollectionID(row.Int(4));
+        for (const CompartmentRow& row : Rows().Find<CompartmentRow>(object)) {
+            const ORQSimCollectionID collection = m_state.CollectionID(row.setCollection);
             if (collection.IsNull() ||
                 !Exists(ORQSimCSetID(collection.ContextID(), collection.MinorID(),
-                                     collection.TypeID(), row.Int32(3)))) {
-                report("compartment " + std::to_string(row.Int(1)) + ", dimension " +
-                       std::to_string(row.Int(2)) + " names a set that does not exist");
+                                     collection.TypeID(), row.set))) {
+                report("compartment " + std::to_string(row.place) + ", dimension " +
+                       std::to_string(row.dimension) + " names a set that does not exist");
             }
         }
     }
 
     // Rows that are part of what another row tells.
     void CheckParts() {
-        for (Cursor row = Rows().Find(Table::Drawer); row.Next();) {
-            if (!Rows().Find(Table::Distribution, row.Int(0)).Next()) {
-                ReportDrawer(row.Int(0), row.Int32(1), "the distribution does not exist");
+        for (const DrawerRow& row : Rows().Find<DrawerRow>()) {
+            if (!Rows().Has<DistributionRow>(row.distribution)) {
+                ReportDrawer(row.distribution, row.number, "the distribution does not exist");
             }
         }
-        for (const Table part : {Table::DrawerDimension, Table::DrawerSegment}) {
-            for (Cursor row = Rows().Find(part); row.Next();) {
-                if (!Rows().Find(Table::Drawer, row.Int(0), row.Int(1)).Next()) {
-                    ReportDrawer(row.Int(0), row.Int32(1), "does not exist but in part");
-                }
+        CheckPartsOfDrawers<DrawerDimensionRow>();
+        CheckPartsOfDrawers<DrawerSegmentRow>();
+        for (const CompartmentRow& row : Rows().Find<CompartmentRow>()) {
+            if (!Rows().Has<DataSetRow>(row.dataSet)) {
+                ReportPart(Table::Compartment, row.dataSet, row.place);
             }
         }
-        constexpr std::pair<Table, Table> kParts[] = {{Table::Compartment, Table::DataSet},
-                                                      {Table::DataSetDrawer, Table::DataSet},
-                                                      {Table::FTableLabel, Table::FTable}};
-        for (const auto& [part, whole] : kParts) {
-            for (Cursor row = Rows().Find(part); row.Next();) {
-                if (!Rows().Find(whole, row.Int(0)).Next()) {
-                    Report(std::string("a row of table ") + storage::Catalogue::NameOf(part) +
-                               " belongs to " + Show(row.Int(0)) + ", which does not exist",
-                           RemoveRow(part, row.Int(0), row.Int(1)));
-                }
+        for (const DataSetDrawerRow& row : Rows().Find<DataSetDrawerRow>()) {
+            if (!Rows().Has<DataSetRow>(row.dataSet)) {
+                ReportPart(Table::DataSetDrawer, row.dataSet, row.place);
+            }
+        }
+        for (const FTableLabelRow& row : Rows().Find<FTableLabelRow>()) {
+            if (!Rows().Has<FTableRow>(row.object)) {
+                ReportPart(Table::FTableLabel, row.object, row.axis);
+            }
+        }
+    }
+
+    template <class Part>
+    void CheckPartsOfDrawers() {
+        for (const Part& row : Rows().Find<Part>()) {
+            if (!Rows().Has<DrawerRow>(row.distribution, row.drawer)) {
+                ReportDrawer(row.distribution, row.drawer, "does not exist but in part");
             }
         }
     }
@@ -505,13 +556,12 @@ class ReferenceCheck {
             return;  // whose data it is may not have been seen
         }
         std::int64_t last = 0;
-        for (Cursor row = Rows().Find(Table::Extent); row.Next();) {
-            const std::int64_t store = row.Int(0);
-            if (store != last && !m_stores.contains(store)) {
-                Report("store " + std::to_string(store) + " has data that nothing uses",
-                       [state = &m_state, store] { state->Engine().Chunks().Erase(store); });
+        for (const ExtentRow& row : Rows().Find<ExtentRow>()) {
+            if (row.store != last && !m_stores.contains(row.store)) {
+                Report("store " + std::to_string(row.store) + " has data that nothing uses",
+                       [state = &m_state, store = row.store] { state->Chunks().Erase(store); });
             }
-            last = store;
+            last = row.store;
         }
     }
 

@@ -225,11 +225,6 @@ void Engine::Build(const std::string& directory, FirstContent content, const Fil
     });
 }
 
-std::unique_ptr<Engine> Engine::Create(const std::string& directory, FirstContent content) {
-    Build(directory, content, [](std::unique_ptr<Engine> engine) { engine.reset(); });
-    return Open(directory, true);
-}
-
 std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_writable = true;

@@ -31,16 +31,20 @@ bool RowWalk::Begin(const Keys& keys) {
     return true;
 }
 
-bool RowWalk::Next() {
+bool RowWalk::Next(void* row) {
     if (m_hasAnswered && IsOnAnswer()) {
         m_isAtFirst = false;
         Step();
     }
     m_hasAnswered = true;
-    return IsOnAnswer();
+    const bool hasRow = IsOnAnswer();
+    if (hasRow) {
+        m_question.codec.read(m_question.connection, m_statement, row);
+    }
+    return hasRow;
 }
 
-void RowWalk::End() {
+void RowWalk::Close() noexcept {
     m_isAsked = false;
     if (m_isOutdated) {
         Forget();

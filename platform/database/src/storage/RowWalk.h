@@ -11,38 +11,37 @@
 #include <utility>
 #include <vector>
 
+#include "RowCodec.h"
 #include "Sqlite.h"
+#include "Store.h"
 
 namespace orq::storage {
 
 // One kind of question: the rows whose first columns in some order are equal to given keys.
 struct RowQuestion {
-    static constexpr std::size_t kMostKeys = 7;
-    using Keys = std::array<std::int64_t, kMostKeys>;  // behind those that count there are zeros
+    using Keys = decltype(RowKey::numbers);
 
     Connection& connection;
     std::string sql;           // answers whole rows in order, from given keys on
     std::vector<int> columns;  // where the keys stand in a row
+    const RowCodec& codec;
 };
 
-class RowWalk {
+class RowWalk final : public RowSource {
   public:
     using Keys = RowQuestion::Keys;
 
     explicit RowWalk(const RowQuestion& question) : m_question(question) {}
     ~RowWalk() { sqlite3_finalize(m_statement); }
-    RowWalk(const RowWalk&) = delete;
-    RowWalk& operator=(const RowWalk&) = delete;
 
     // Whether the keys are those of the last question or a little behind them, and it has ended.
     bool Follows(const Keys& keys) const;
-    // Begins a question, which lasts up to End(). Answers false and begins nothing where few have
+    // Begins a question, which lasts up to Close(). Answers false and begins nothing where few have
     // followed one another so far, or where the first row that is not before the keys turns out to
     // be far. REQUIRES: the keys follow.
     bool Begin(const Keys& keys);
-    // As Cursor::Next() does.
-    bool Next();
-    void End();
+    bool Next(void* row) override;
+    void Close() noexcept override;
     // Another statement answers this question; the next one may follow it. REQUIRES: the last
     // question has ended.
     void Leave(const Keys& keys);
@@ -50,7 +49,6 @@ class RowWalk {
     void Forget();
 
     bool IsAsked() const { return m_isAsked; }
-    sqlite3_stmt* Statement() const { return m_statement; }
 
   private:
     enum class Place { Nowhere, OnRow, BehindAll };
@@ -81,8 +79,7 @@ class RowWalk {
 // The walks for one kind of question: some, since what is gone through may be in turns.
 class RowWalks {
   public:
-    RowWalks(Connection& connection, std::string sql, std::vector<int> columns)
-        : m_question{connection, std::move(sql), std::move(columns)} {}
+    explicit RowWalks(RowQuestion question) : m_question(std::move(question)) {}
 
     // The walk on which the question has begun; null where it follows none.
     RowWalk* Begin(const RowWalk::Keys& keys);

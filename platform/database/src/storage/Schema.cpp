@@ -232,12 +232,12 @@ std::string Wanted(const Column& column, const Value& value) {
     }
 }
 
-// Of the field table: the value is of the kind that the row says, see ORQSimDataRecord.
+// Of the field table: the value is of the kind that the row says.
 Column ColumnOfKind(std::int64_t kind) {
-    switch (kind) {
-        case 2:
+    switch (static_cast<FieldKind>(kind)) {
+        case FieldKind::Doubles:
             return Blob("value");
-        case 3:
+        case FieldKind::String:
             return Text("value");
         default:
             return Int32("value");
@@ -245,6 +245,10 @@ Column ColumnOfKind(std::int64_t kind) {
 }
 
 }  // namespace
+
+const char* NameOf(Table table) {
+    return Shape(table).name;
+}
 
 const TableShape& Shape(Table table) {
     return kTables[static_cast<std::size_t>(table)];

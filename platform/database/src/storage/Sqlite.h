@@ -71,8 +71,6 @@ class Connection {
         }
     }
     void WhenTransactionIsLost(std::function<void()> action) { m_onLoss = std::move(action); }
-    // How many changes of the open transaction have begun and are not whole; see Change.
-    int& Unfinished() { return m_nUnfinished; }
 
     // The statements that begin and end transactions are made beforehand, so that one can be ended
     // when memory has run out; again when the connection has been configured, which outdates them.
@@ -133,7 +131,6 @@ class Connection {
     std::string m_path;
     int m_nLogFrames = 0;    // as of the last commit
     int m_restartLogAt = 0;  // from so many frames on it is tried to begin the log anew
-    int m_nUnfinished = 0;
     std::array<sqlite3_stmt*, static_cast<std::size_t>(Bound::Count)> m_bounds{};
     std::function<void()> m_onLoss;
 };

@@ -1,7 +1,8 @@
-#include "Salvage.h"
+#include "DirectorySalvage.h"
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <tuple>
 #include <utility>
 
@@ -11,12 +12,23 @@ namespace orq::storage {
 
 namespace {
 
-RowKey KeyOf(const PageRow& row) {
-    RowKey key{};
+RowGap::Key KeyOf(const PageRow& row) {
+    RowGap::Key key{};
     for (std::size_t i = 0; i < std::min(key.size(), row.Size()); ++i) {
         key[i] = row.Int(i);
     }
     return key;
+}
+
+// The highest number has none behind it; who asks for one finds it taken.
+int Behind(int number) {
+    return number < std::numeric_limits<int>::max() ? number + 1 : number;
+}
+
+ExtentRow ExtentOf(const PageRow& row) {
+    return {
+        row.Int(0), static_cast<int>(row.Int(1)), row.Int(2), row.Int(3), row.Int(4), row.Int(5),
+        row.Blob(6)};
 }
 
 // The directory, if there is something in it that can be looked at.
@@ -35,12 +47,13 @@ bool RowGap::MayHold(std::int64_t key) const {
 }
 
 bool RowGap::MayHold(std::int64_t key0, std::int64_t key1) const {
-    const auto firstTwo = [](const RowKey& key) { return std::pair(key[0], key[1]); };
+    const auto firstTwo = [](const RowGap::Key& key) { return std::pair(key[0], key[1]); };
     const std::pair key(key0, key1);
     return (!after || firstTwo(*after) <= key) && (!before || key <= firstTwo(*before));
 }
 
-Salvage::Salvage(Engine& target, const std::string& directory, const std::function<void()>& goOn)
+DirectorySalvage::DirectorySalvage(Engine& target, const std::string& directory,
+                                   const std::function<void()>& goOn)
     : m_target(target),
       m_goOn(goOn),
       m_directory(Checked(directory)),
@@ -52,9 +65,14 @@ Salvage::Salvage(Engine& target, const std::string& directory, const std::functi
     ReadState();
 }
 
+std::unique_ptr<Salvage> Engine::SalvageFrom(const std::string& directory,
+                                             const std::function<void()>& goOn) {
+    return std::make_unique<DirectorySalvage>(*this, directory, goOn);
+}
+
 // Files of a copy that was made while the database was written. A main file that got a part of a
 // fold holds rows of two states, and nothing tells which.
-void Salvage::LeaveForeignLogOut() {
+void DirectorySalvage::LeaveForeignLogOut() {
     if (m_pages.GoTogether()) {
         return;
     }
@@ -68,7 +86,7 @@ void Salvage::LeaveForeignLogOut() {
         "is left out");
 }
 
-void Salvage::NoteDamagedPages() {
+void DirectorySalvage::NoteDamagedPages() {
     for (const std::int64_t page : m_pages.FindDamage()) {
         m_damage.push_back("catalogue.sqlite: page " + std::to_string(page) +
                            " is damaged (checksum differs)");
@@ -77,7 +95,7 @@ void Salvage::NoteDamagedPages() {
 
 // Every database has its tables in the same pages, for they are made in the same order. So where a
 // part of the schema cannot be read, a new database tells, unless the rest says otherwise.
-void Salvage::FindRoots() {
+void DirectorySalvage::FindRoots() {
     m_roots = m_pages.ReadRoots();
     const std::map<std::string, std::int64_t> usual = m_target.Roots();
     const bool isUsual = std::ranges::all_of(m_roots, [&](const auto& root) {
@@ -89,7 +107,7 @@ void Salvage::FindRoots() {
     }
 }
 
-void Salvage::OpenBulk() {
+void DirectorySalvage::OpenBulk() {
     std::error_code error;
     if (!std::filesystem::exists(BulkPath(m_directory), error)) {
         m_damage.emplace_back("bulk.bin: is missing");
@@ -107,7 +125,7 @@ void Salvage::OpenBulk() {
     }
 }
 
-void Salvage::ReadState() {
+void DirectorySalvage::ReadState() {
     std::optional<Identity> identity;
     std::int64_t bulkEnd = 0;
     const auto take = [&](const PageRow& row) {
@@ -120,7 +138,7 @@ void Salvage::ReadState() {
         if (row.Blob(2).size() == Identity().size()) {
             std::ranges::copy(row.Blob(2), identity.emplace().begin());
         }
-        m_target.ReserveNumbers(row.Int(4), row.Int(5));
+        m_target.ReserveNumbers({row.Int(4), static_cast<int>(row.Int(5))});
         bulkEnd = row.Int(6);
     };
     const auto isOther = [&] { return m_identity && identity && *m_identity != *identity; };
@@ -143,8 +161,8 @@ void Salvage::ReadState() {
     CloseGaps(Table::State);  // the new database has a state of its own
 }
 
-void Salvage::ReadRows(Table table, const CataloguePages::OnRow& take) {
-    std::optional<RowKey> last;
+void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) {
+    std::optional<RowGap::Key> last;
     bool isInGap = false;
     const auto note = [&] {
         if (!std::exchange(isInGap, true)) {
@@ -164,22 +182,21 @@ void Salvage::ReadRows(Table table, const CataloguePages::OnRow& take) {
         }
         take(row);
     };
-    m_pages.ReadTree(m_roots[Catalogue::NameOf(table)], Catalogue::NumColumns(table), takeAndNote,
-                     note);
+    m_pages.ReadTree(m_roots[NameOf(table)], Shape(table).columns.size(), takeAndNote, note);
 }
 
-bool Salvage::ReadIndex(Index index, std::size_t nColumns, const CataloguePages::OnRow& take) {
+bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
+                                 const CataloguePages::OnRow& take) {
     bool isWhole = true;
     const auto takeAndGoOn = [&](const PageRow& row) {
         m_goOn();
         take(row);
     };
-    m_pages.ReadTree(m_roots[Catalogue::NameOf(index)], nColumns, takeAndGoOn,
-                     [&] { isWhole = false; });
+    m_pages.ReadTree(m_roots[Shape(index).name], nColumns, takeAndGoOn, [&] { isWhole = false; });
     return isWhole;
 }
 
-bool Salvage::Insert(Table table, std::span<const Value> row) {
+bool DirectorySalvage::Insert(Table table, std::span<const Value> row) {
     const bool isSound = ProblemOfRow(table, row).empty();
     if (isSound) {
         m_target.Rows().InsertNewRow(table, row);
@@ -187,11 +204,11 @@ bool Salvage::Insert(Table table, std::span<const Value> row) {
     return isSound;
 }
 
-void Salvage::CloseGaps(Table table) {
+void DirectorySalvage::CloseGaps(Table table) {
     std::erase_if(m_gaps, [&](const RowGap& gap) { return gap.table == table; });
 }
 
-void Salvage::TakeRows() {
+void DirectorySalvage::TakeRows() {
     std::int64_t nRows = 0;
     for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
         const auto table = static_cast<Table>(number);
@@ -207,18 +224,18 @@ void Salvage::TakeRows() {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             m_directory + ": nothing can be read of its catalogue");
     }
-    for (Cursor row = m_target.Rows().FindLast(Table::Object); row.Next();) {
-        m_target.ReserveNumbers(row.Int(0) + 1, 0);
+    for (const ObjectRow& row : m_target.Rows().FindLast<ObjectRow>()) {
+        m_target.ReserveNumbers({row.id + 1, 0});
     }
-    for (Cursor row = m_target.Rows().FindLast(Table::ComponentSet); row.Next();) {
-        m_target.ReserveNumbers(0, row.Int(0) + 1);
+    for (const ComponentSetRow& row : m_target.Rows().FindLast<ComponentSetRow>()) {
+        m_target.ReserveNumbers({0, Behind(row.id)});
     }
-    for (Cursor row = m_target.Rows().Find(Table::Drawer); row.Next();) {
-        m_target.ReserveNumbers(row.Int(5) + 1, row.Int(1) + 1);
+    for (const DrawerRow& row : m_target.Rows().Find<DrawerRow>()) {
+        m_target.ReserveNumbers({row.store + 1, Behind(row.number)});
     }
 }
 
-void Salvage::TakeRowsFromIndices() {
+void DirectorySalvage::TakeRowsFromIndices() {
     TakeMembers();
     TakeSymbols();
     TakeLinks(Table::Child, Index::ChildByTarget);
@@ -227,7 +244,7 @@ void Salvage::TakeRowsFromIndices() {
     TakeSetEntries();
 }
 
-void Salvage::TakeMembers() {
+void DirectorySalvage::TakeMembers() {
     bool isWhole = true;
     const auto take = [&](const PageRow& row) {  // object, collection, member
         const auto& values = row.Values();
@@ -239,7 +256,7 @@ void Salvage::TakeMembers() {
 }
 
 // One index knows the names, the other one the objects.
-void Salvage::TakeSymbols() {
+void DirectorySalvage::TakeSymbols() {
     if (!MayHaveLost(Table::Symbol)) {
         return;
     }
@@ -262,19 +279,19 @@ void Salvage::TakeSymbols() {
 }
 
 // The index has all of a link but the type of its target, which is that of the target's object.
-void Salvage::TakeLinks(Table table, Index index) {
+void DirectorySalvage::TakeLinks(Table table, Index index) {
     if (!MayHaveLost(table)) {
         return;
     }
     bool areSound = true;
     // Target object, target index, slot, target category, object, and the last part of the key.
     const bool isWhole = ReadIndex(index, 6, [&](const PageRow& row) {
-        Cursor target = m_target.Rows().Find(Table::Object, row.Int(0));
+        auto target = m_target.Rows().Find<ObjectRow>(row.Int(0));
         if (target.Next()) {
             const auto& values = row.Values();
-            areSound &=
-                Insert(table, std::array<Value, 7>{values[4], values[2], values[5], values[0],
-                                                   values[3], target.Int(1), values[1]});
+            areSound &= Insert(
+                table, std::array<Value, 7>{values[4], values[2], values[5], values[0], values[3],
+                                            std::int64_t{target->type}, values[1]});
         } else if (MayHaveLost(table, row.Int(4), row.Int(2))) {
             m_halfLinks.push_back({table, row.Int(4), static_cast<int>(row.Int(2)), row.Int(0)});
         }
@@ -284,7 +301,7 @@ void Salvage::TakeLinks(Table table, Index index) {
     }
 }
 
-void Salvage::TakeSetEntries() {
+void DirectorySalvage::TakeSetEntries() {
     bool isWhole = true;
     const auto take = [&](const PageRow& row) {
         // Target object, target index, slot, object, target category, target type.
@@ -297,7 +314,7 @@ void Salvage::TakeSetEntries() {
     }
 }
 
-void Salvage::TakeChunks(const std::function<void(double)>& progress) {
+void DirectorySalvage::TakeChunks(const std::function<void(double)>& progress) {
     std::int64_t store = 0;
     std::vector<Chunk> chunks;
     std::int64_t seen = 0;
@@ -308,7 +325,7 @@ void Salvage::TakeChunks(const std::function<void(double)>& progress) {
             store = row.Int(0);
         }
         try {
-            chunks.push_back({static_cast<int>(row.Int(1)), row.Int(2), ExtentFromRow(row)});
+            chunks.push_back({static_cast<int>(row.Int(1)), row.Int(2), MakeExtent(ExtentOf(row))});
         } catch (const ORQBasFailure& failure) {
             m_damagedStores[store] = failure.Text();
         }
@@ -317,11 +334,11 @@ void Salvage::TakeChunks(const std::function<void(double)>& progress) {
                                    static_cast<double>(std::max<std::int64_t>(1, m_bulkSize))));
     });
     TakeStore(store, chunks);
-    m_target.ReserveNumbers(store + 1, 0);
+    m_target.ReserveNumbers({store + 1, 0});
     progress(1.0);
 }
 
-void Salvage::TakeStore(std::int64_t store, const std::vector<Chunk>& chunks) {
+void DirectorySalvage::TakeStore(std::int64_t store, const std::vector<Chunk>& chunks) {
     for (std::size_t i = 0; i < chunks.size() && !m_damagedStores.contains(store); ++i) {
         if (const std::string damage = DamageOf(chunks[i].extent); !damage.empty()) {
             m_damagedStores[store] = "piece " + std::to_string(i + 1) + " of " +
@@ -335,12 +352,12 @@ void Salvage::TakeStore(std::int64_t store, const std::vector<Chunk>& chunks) {
         const std::byte* bytes = m_bulk.Map(extent.offset, extent.length);
         m_taken[extent.offset] = extent.offset + extent.length;
         m_target.Chunks().Write(store, part, number, 0,
-                                {bytes, static_cast<std::size_t>(extent.length)});
+                                {bytes, static_cast<std::size_t>(extent.length)}, 0);
     }
 }
 
 // In words; empty where every block is right.
-std::string Salvage::DamageOf(const Extent& extent) {
+std::string DirectorySalvage::DamageOf(const Extent& extent) {
     if (extent.offset + extent.length > m_bulkSize) {
         return m_bulkSize == 0 ? "bulk.bin is missing or empty"
                                : "bulk.bin ends at byte " + std::to_string(m_bulkSize) +
@@ -357,7 +374,7 @@ std::string Salvage::DamageOf(const Extent& extent) {
 }
 
 // Bytes belong to one array: else a file of some pages could ask for any number of copies of them.
-bool Salvage::IsTaken(const Extent& extent) const {
+bool DirectorySalvage::IsTaken(const Extent& extent) const {
     const auto behind = m_taken.lower_bound(extent.offset + extent.length);
     return behind != m_taken.begin() && std::prev(behind)->second > extent.offset;
 }

@@ -86,6 +86,9 @@ void RequireMembers(const ORQSimCSet& set, const ORQSimPosition& collection,
 ORQSimCSet ComponentsOf(const ORQObjMesh& mesh) {
     const ORQSimDistribution coordinates(mesh.GetCoordinates().GetDistribution());
     const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
+    if (coordinates.RangeType().ScalarType() != ORQSimScalarDouble) {
+        FailDamaged("coordinates: are not stored as doubles");
+    }
     for (const ORQSimDrawerDescription& drawer : coordinates.QueryDrawers()) {
         if (drawer.Compartment().Size() != 2 || drawer.Compartment().Position(nodes) != 0) {
             FailDamaged("coordinates: are not of nodes and components");

@@ -184,6 +184,13 @@ const Case kCases[] = {
     {"CREATE UNIQUE INDEX one ON name(slot, text, object)", "index one is none"},
     {"DROP INDEX child_by_target", "child_by_target is missing"},
     {"ALTER TABLE object ADD COLUMN more", "table object is not as it was made"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET tbl_name = 'object' WHERE name = 'name'",
+     "malformed database schema (name)"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET type = 'index' WHERE name = 'name'",
+     "malformed database schema (name)"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM "
+     "sqlite_schema WHERE name = 'object') WHERE name = 'collection'",
+     "table collection is not as it was made"},
 };
 
 }  // namespace
@@ -208,6 +215,36 @@ TEST_F(ContradictingRows, AWriterRefusesThemToo) {
                           [&] { ORQSimDatabase::Open(m_path, Mode::ReadWrite); }));
         Restore();
     }
+}
+
+// A writer that believed such rows would write over data, or cut it off when it closes or commits.
+TEST_F(ContradictingRows, AWriterLosesNothingToPlacesThatOverlapOrLieBehindTheEnd) {
+    const auto write = [](const ORQSimDatabase& database) {
+        InTransaction(database, [&] {
+            Append(database, RunOf(Nodes(database), 0, 5), RunOf(Components(database), 0, 1),
+                   Filled(5, 1));
+        });
+    };
+    for (const char* change :
+         {"UPDATE state SET bulk_end = 4096", "UPDATE state SET bulk_end = bulk_end - 4096",
+          "INSERT OR REPLACE INTO free_extent VALUES(4096, 4096, 0)",
+          "INSERT OR REPLACE INTO free_extent SELECT 4096, bulk_end - 4096, 0 FROM state"}) {
+        SCOPED_TRACE(change);
+        Change(change);
+        { const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite); }
+        {
+            const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+            EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] { write(writer); }));
+            try {
+                InTransaction(writer, [&] { writer.Focus().SetName(Slot(21), "no bulk data"); });
+            } catch (const ORQBasFailure& failure) {
+                EXPECT_EQ(failure.Kind(), Kind::Damaged) << failure.Text();
+            }
+        }
+        EXPECT_TRUE(ReadBytes(m_path + "/bulk.bin") == m_bulk);
+        Restore();
+    }
+    write(ORQSimDatabase::Open(m_path, Mode::ReadWrite));
 }
 
 // Early versions made indices of links without the category of what they lead to.

@@ -96,6 +96,15 @@ bool FailsToAnswer(int descriptor) {
     return true;
 }
 
+bool FailsLockQuery(int descriptor, int command) {
+    if (command != F_OFD_GETLK || g_watch == nullptr || !g_watch->FailsLockQueries() ||
+        !g_watch->IsBelow(PathOf(descriptor))) {
+        return false;
+    }
+    errno = EIO;
+    return true;
+}
+
 // Giving a lock back does not fail.
 bool TakesLock(int command, const void* argument) {
     return command == F_OFD_GETLK ||
@@ -153,7 +162,7 @@ int fcntl(int file, int command, ...) {
     va_start(arguments, command);
     void* argument = va_arg(arguments, void*);
     va_end(arguments);
-    return TakesLock(command, argument) && FailsToAnswer(file)
+    return FailsLockQuery(file, command) || (TakesLock(command, argument) && FailsToAnswer(file))
                ? -1
                : static_cast<int>(syscall(SYS_fcntl, file, command, argument));
 }

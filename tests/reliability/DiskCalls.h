@@ -49,8 +49,11 @@ class DiskWatch {
     // from question `first` on `count` of them fail by a fault of the disk.
     std::size_t Questions() const { return m_nQuestions; }
     void FailQuestions(std::size_t first, std::size_t count);
+    // Queries of who holds a lock; taking one still works.
+    void FailLockQueries(bool fails) { m_failLockQueries = fails; }
     // For the replaced calls: whether the question has to fail.
     bool FailsQuestion();
+    bool FailsLockQueries() const { return m_failLockQueries; }
     bool IsBelow(const std::string& path) const { return path.starts_with(m_folder); }
 
     // For the replaced calls: adds the call; answers the error that it has to end with, or 0.
@@ -70,6 +73,7 @@ class DiskWatch {
     std::size_t m_nQuestions = 0;
     std::size_t m_questionsFail = 0;
     std::size_t m_nFailing = 0;
+    bool m_failLockQueries = false;
 };
 
 // The files below a folder, by their relative names.

@@ -7,7 +7,9 @@
 #include <array>
 #include <csignal>
 #include <limits>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "DiskCalls.h"
 #include "History.h"
@@ -154,6 +156,51 @@ TEST_F(LimitsTest, OnANetworkFileSystemNobodyReadsWhileSomebodyWrites) {
         EXPECT_TRUE(Fails(Kind::Busy, {m_path, self}, [&] { Open(); }));
     }
     EXPECT_EQ(Value(Open(Mode::ReadOnly)), 3);
+}
+
+// Whoever cannot learn which states are still read takes all of them to be: nothing of theirs is used
+// again or cut off, and nothing else fails. Once the system answers again, the space is given back.
+TEST_F(LimitsTest, AFailingLockQueryCountsAsAReaderWhereSpaceIsFreed) {
+    const ORQSimDatabase writer = Open();
+    std::optional<ORQSimDatabase> reader = Open(Mode::ReadOnly);
+    const auto values = [](const ORQSimDatabase& database, int count) {
+        return Read(Field(database), RunOf(Nodes(database), 0, count),
+                    RunOf(Components(database), 0, 1));
+    };
+    DiskWatch watch(m_folder / ".");
+    watch.FailLockQueries(true);
+    std::int64_t size = writer.Sizes().bulk;
+    for (int value = 2; value < 8; ++value) {
+        Fill(writer, 1000, value);
+        EXPECT_GT(writer.Sizes().bulk, std::exchange(size, writer.Sizes().bulk));
+    }
+    InTransaction(writer,
+                  [&] { Field(writer).DeleteDrawer(Field(writer).DrawerIDArray().ConstGet(0)); });
+    Fill(writer, 10, 8);
+    EXPECT_EQ(values(*reader, 1000), Filled(1000, 1));
+    EXPECT_EQ(reader->Verify(), Texts());
+    EXPECT_EQ(values(writer, 10), Filled(10, 8));
+    EXPECT_EQ(writer.Verify(), Texts());
+    EXPECT_GT(writer.Sizes().bulk, size);
+
+    reader.reset();
+    watch.FailLockQueries(false);
+    Fill(writer, 10, 9);   // into the space of an earlier state
+    Fill(writer, 10, 10);  // the space that the one before has left ends the file
+    EXPECT_LT(writer.Sizes().bulk, size / 2);
+    EXPECT_EQ(writer.Verify(), Texts());
+}
+
+// Elsewhere the failure is reported: nobody is named who may not be there.
+TEST_F(LimitsTest, AFailingLockQueryIsAnErrorWhereAHolderIsWanted) {
+    const ORQSimDatabase writer = Open();
+    const ORQSimDatabase reader = Open(Mode::ReadOnly);
+    DiskWatch watch(m_folder / ".");
+    watch.FailLockQueries(true);
+    const std::initializer_list<std::string> told = {m_path + "/lock", "who holds the lock",
+                                                     "Input/output error"};
+    EXPECT_TRUE(Fails(Kind::Io, told, [&] { Open(); }));
+    EXPECT_TRUE(Fails(Kind::Io, told, [&] { (void)reader.Writer(); }));
 }
 
 // Whoever has just taken the lock has its name still to write; the one in the file is of a process

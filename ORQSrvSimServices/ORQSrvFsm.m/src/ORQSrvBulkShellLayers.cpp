@@ -150,9 +150,7 @@ void ORQSrvBulkShellLayers::WriteBulkDistributions(const ORQSimPosition& model) 
 bool ORQSrvBulkShellLayers::HasLayeredSection() const {
     const ORQSimCollection sections(SectionCollection());
     for (int member = 0; member < sections.Space(); ++member) {
-        if (m_model.Context()
-                .GetRecord(sections.ID(), member)
-                .IsA(ads_CoreFragmentTypeIndex(55, 19))) {
+        if (m_model.Context().GetRecord(sections.ID(), member).IsA(ORQSimSchema::Section_layered)) {
             return true;
         }
     }
@@ -161,11 +159,10 @@ bool ORQSrvBulkShellLayers::HasLayeredSection() const {
 
 void ORQSrvBulkShellLayers::Initialize() {
     // The attributes hang on the collection itself, which is also the record of the section data.
-    const int slot = ads_CoreFragmentTypeIndex(28, 96);
-    m_sectionData = m_model.GetPosition(slot);
+    m_sectionData = m_model.GetPosition(ORQSimSchema::Model_sectionData);
     if (m_sectionData.IsNull()) {
         m_sectionData = m_model.CreateTypedCollection(ORQSimSchema::SectionData, 0);
-        m_model.SetPosition(slot, m_sectionData);
+        m_model.SetPosition(ORQSimSchema::Model_sectionData, m_sectionData);
     }
 }
 
@@ -190,56 +187,57 @@ ORQSimCollectionID ORQSrvBulkShellLayers::MaterialCollection() const {
 }
 
 ORQSimCollectionID ORQSrvBulkShellLayers::OrientationCollection() const {
-    return m_model.GetPosition(ads_CoreFragmentTypeIndex(30, 7)).GetCollection();
+    return m_model.GetPosition(ORQSimSchema::Model_orientationCollection).GetCollection();
 }
 
 ORQSimCollectionID ORQSrvBulkShellLayers::PlyCollection() const {
-    return m_model.GetPosition(ads_CoreFragmentTypeIndex(55, 36)).GetCollection();
+    return m_model.GetPosition(ORQSimSchema::Model_plyCollection).GetCollection();
 }
 
 ORQSimCollectionID ORQSrvBulkShellLayers::LayerCollection() const {
-    return m_model.GetPosition(ads_CoreFragmentTypeIndex(55, 37)).GetCollection();
+    return m_model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection();
 }
 
 ORQSimCollectionID ORQSrvBulkShellLayers::SectionCollection() const {
-    return m_model.GetPosition(ads_CoreFragmentTypeIndex(55, 35)).GetCollection();
+    return m_model.GetPosition(ORQSimSchema::Model_sections).GetCollection();
 }
 
 void ORQSrvBulkShellLayers::WriteMaterialDistribution() {
-    WriteColumns(m_materials, {ads_CoreFragmentTypeIndex(55, 150),
+    WriteColumns(m_materials, {ORQSimSchema::SectionData_materials,
                                ORQSimRangeType(ORQSimScalarInt, MaterialCollection()), nullptr,
                                "len == buffer.size() * sizeof(int)", 229, 231, 0, 269, 293});
 }
 
 void ORQSrvBulkShellLayers::WriteOrientationDistribution() {
     WriteColumns(m_orientations,
-                 {ads_CoreFragmentTypeIndex(55, 152),
+                 {ORQSimSchema::SectionData_orientations,
                   ORQSimRangeType(ORQSimScalarInt, OrientationCollection()), nullptr,
                   "len == buffer.size() * sizeof(int)", 329, 331, 0, 369, 393});
 }
 
 void ORQSrvBulkShellLayers::WritePlyDistribution() {
-    WriteColumns(m_plies, {ads_CoreFragmentTypeIndex(55, 153),
+    WriteColumns(m_plies, {ORQSimSchema::SectionData_plies,
                            ORQSimRangeType(ORQSimScalarInt, PlyCollection()), nullptr,
                            "len == buffer.size() * sizeof(int)", 429, 431, 0, 469, 493});
 }
 
 void ORQSrvBulkShellLayers::WriteSectionPointDistribution() {
     WriteColumns(m_sectionPoints,
-                 {ads_CoreFragmentTypeIndex(55, 151), ORQSimRangeType(ORQSimScalarInt), nullptr,
-                  "len == buffer.size() * sizeof(int)", 529, 531, 0, 569, 593});
+                 {ORQSimSchema::SectionData_sectionPoints, ORQSimRangeType(ORQSimScalarInt),
+                  nullptr, "len == buffer.size() * sizeof(int)", 529, 531, 0, 569, 593});
 }
 
 void ORQSrvBulkShellLayers::WriteConstThicknessDistribution() {
-    WriteColumns(m_constThicknesses,
-                 {ads_CoreFragmentTypeIndex(55, 147), ORQSimRangeType(ORQSimScalarDouble), "STH",
-                  "len == buffer.size() * sizeof(double)", 729, 731, 737, 769, 793});
+    WriteColumns(
+        m_constThicknesses,
+        {ORQSimSchema::SectionData_constantThicknesses, ORQSimRangeType(ORQSimScalarDouble), "STH",
+         "len == buffer.size() * sizeof(double)", 729, 731, 737, 769, 793});
 }
 
 void ORQSrvBulkShellLayers::WriteConstAngleDistribution() {
     WriteColumns(m_constAngles,
-                 {ads_CoreFragmentTypeIndex(55, 146), ORQSimRangeType(ORQSimScalarDouble), "ANGLE",
-                  "len == buffer.size() * sizeof(double)", 839, 841, 847, 879, 903});
+                 {ORQSimSchema::SectionData_constantAngles, ORQSimRangeType(ORQSimScalarDouble),
+                  "ANGLE", "len == buffer.size() * sizeof(double)", 839, 841, 847, 879, 903});
 }
 
 template <class T>
@@ -294,15 +292,15 @@ ORQSimPosition ORQSrvBulkShellLayers::CreateDistribution(const Attribute& attrib
     }
     const ORQSimPosition distribution = m_sectionData.CreateTypedDistribution(
         ORQSimGrid(std::vector{LayerCollection(), SectionCollection()}),
-        ads_CoreFragmentTypeIndex(16, 28), attribute.range);
+        ORQSimSchema::DistributionRecord, attribute.range);
     if (!type.IsNull()) {
-        distribution.SetPosition(ads_CoreFragmentTypeIndex(16, 72), type);
+        distribution.SetPosition(ORQSimSchema::MeshedField_type, type);
     }
     return distribution;
 }
 
 ORQSimPosition ORQSrvBulkShellLayers::UserField(const char* name, int line) const {
-    const ORQSimPosition field = m_model.GetMap(ads_CoreFragmentTypeIndex(16, 81)).Find(name);
+    const ORQSimPosition field = m_model.GetMap(ORQSimSchema::Model_userFields).Find(name);
     // Names are unique in a map: one field of the name, or none.
     ORQSrvAssertThrown(!field.IsNull(), "serFields.Size() == 1", s_source, line);
     return field;

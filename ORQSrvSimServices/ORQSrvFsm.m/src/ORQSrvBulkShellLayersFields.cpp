@@ -33,7 +33,7 @@ std::string Shown(const char* kind, const ORQSimPosition& object) {
 }
 
 ORQSimCSet ElementsOf(const ORQSimPosition& region) {
-    ORQSimCSet elements(region.GetPosition(ads_CoreFragmentTypeIndex(53, 26)).GetCSet());
+    ORQSimCSet elements(region.GetPosition(ORQSimSchema::Region_elementsCluster).GetCSet());
     if (elements.IsEmpty()) {
         Refuse(Shown("region", region) + " of a distributed value has no elements");
     }
@@ -72,7 +72,7 @@ struct ORQSrvBulkShellLayers::FieldAttribute {
 
 void ORQSrvBulkShellLayers::WriteDistThicknessDistribution() {
     WriteFields(m_distThicknesses,
-                {ads_CoreFragmentTypeIndex(55, 149), "STH",
+                {ORQSimSchema::SectionData_distributedThicknesses, "STH",
                  "distField.IsNull() && \"Distributed thickness field already exists and editing "
                  "it is NYI\"",
                  "len == thicknesses.size()*sizeof(double)", 948, 957, 1020});
@@ -80,7 +80,7 @@ void ORQSrvBulkShellLayers::WriteDistThicknessDistribution() {
 
 void ORQSrvBulkShellLayers::WriteDistAngleDistribution() {
     WriteFields(m_distAngles,
-                {ads_CoreFragmentTypeIndex(55, 148), "ANGLE",
+                {ORQSimSchema::SectionData_distributedAngles, "ANGLE",
                  "distField.IsNull() && \"Distributed angle field already exists and editing it is "
                  "NYI\"",
                  "len == angles.size()*sizeof(double)", 1041, 1050, 1113});
@@ -97,15 +97,15 @@ void ORQSrvBulkShellLayers::WriteFields(const Fields& fields, const FieldAttribu
     const ORQSimCollection elements(
         ORQObjMesh(ORQObjDocument(m_model).GetMesh()).GetElementCollection().GetCollection());
 
-    const ORQSimDataRecord record = m_model.CreateDataRecord(ads_CoreFragmentTypeIndex(16, 68));
-    record.SetTypeID(0, ORQSimTypeID(ads_CoreFragmentTypeIndex(26, 19)));
+    const ORQSimDataRecord record = m_model.CreateDataRecord(ORQSimSchema::MeshedField);
+    record.SetTypeID(0, ORQSimTypeID(ORQSimSchema::Field_WholeElement));
     const ORQSimPosition field = record.Pos();
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 72),
+    field.SetPosition(ORQSimSchema::MeshedField_type,
                       UserField(attribute.userField, attribute.userFieldLine));
     const ORQSimPosition position = field.CreateTypedDistribution(
-        ORQSimGrid(std::vector{layers.ID(), elements.ID()}), ads_CoreFragmentTypeIndex(16, 28),
+        ORQSimGrid(std::vector{layers.ID(), elements.ID()}), ORQSimSchema::DistributionRecord,
         ORQSimRangeType(ORQSimScalarDouble));
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 41), position);
+    field.SetPosition(ORQSimSchema::Field_distribution, position);
 
     const ORQSimDistribution distribution(position.GetDistribution());
     for (const auto& [layer, regions] : fields) {
@@ -129,7 +129,7 @@ void ORQSrvBulkShellLayers::WriteFields(const Fields& fields, const FieldAttribu
 void ORQSrvBulkShellLayers::ReadFieldData(const ORQSimPosition& region, const ORQSimPosition& field,
                                           Column<double>& values) const {
     const ORQSimCSet elements = ElementsOf(region);
-    const ORQSimFTable table(field.GetPosition(ads_CoreFragmentTypeIndex(16, 42)).GetFTable());
+    const ORQSimFTable table(field.GetPosition(ORQSimSchema::Field_fTable).GetFTable());
     if (!table.IsNull()) {
         const int ncols = table.ColumnCount();
         ORQSrvAssertThrown(ncols == 1, "ncols == 1", s_source, 1186);
@@ -148,7 +148,7 @@ void ORQSrvBulkShellLayers::ReadFieldData(const ORQSimPosition& region, const OR
         return;
     }
     std::vector<ORQSimDistributionID> dids;
-    const ORQSimPosition data = field.GetPosition(ads_CoreFragmentTypeIndex(16, 41));
+    const ORQSimPosition data = field.GetPosition(ORQSimSchema::Field_distribution);
     if (!data.GetDistribution().IsNull()) {
         dids.push_back(data.GetDistribution());
     }

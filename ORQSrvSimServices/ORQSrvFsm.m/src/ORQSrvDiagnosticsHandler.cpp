@@ -103,14 +103,14 @@ void ORQSrvDiagnosticsHandler::AddWarningError(int code, bool isError, int* ints
         return;
     }
     ORQSimTransaction transaction(m_document.ContextID());
-    const ORQSimDataRecord condition = m_document.CreateDataRecord(ads_CoreFragmentTypeIndex(3, 0));
+    const ORQSimDataRecord condition = m_document.CreateDataRecord(ORQSimSchema::Condition);
     condition.SetInt(kCodeField, code);
     condition.SetSymb(kOriginField, kOriginAnalysis);
     condition.SetSymb(kSeverityField,
                       static_cast<int>(isError ? ORQObjSeverity::Error : ORQObjSeverity::Warning));
-    m_step.GetVector(ads_CoreFragmentTypeIndex(11, 33)).PushBack(condition.Pos());
+    m_step.GetVector(ORQSimSchema::Task_conditions).PushBack(condition.Pos());
 
-    ORQSimVector arguments = condition.Pos().GetVector(ads_CoreFragmentTypeIndex(3, 9));
+    ORQSimVector arguments = condition.Pos().GetVector(ORQSimSchema::Condition_arguments);
     AddConditionIntArgs(arguments, ints, nInts);
     AddConditionDoubleArgs(arguments, doubles, nDoubles);
     AddConditionStringArgs(arguments, strings, nStrings);
@@ -121,19 +121,19 @@ void ORQSrvDiagnosticsHandler::AddWarningError(int code, bool isError, int* ints
 
 void ORQSrvDiagnosticsHandler::AddConditionIntArgs(ORQSimVector& arguments, const int* values,
                                                    int count) {
-    AddArguments(m_document, arguments, ads_CoreFragmentTypeIndex(3, 5), values, count,
+    AddArguments(m_document, arguments, ORQSimSchema::Condition_intArgument, values, count,
                  [](const ORQSimDataRecord& record, int value) { record.SetInt(0, value); });
 }
 
 void ORQSrvDiagnosticsHandler::AddConditionDoubleArgs(ORQSimVector& arguments, const double* values,
                                                       int count) {
-    AddArguments(m_document, arguments, ads_CoreFragmentTypeIndex(3, 4), values, count,
+    AddArguments(m_document, arguments, ORQSimSchema::Condition_doubleArgument, values, count,
                  [](const ORQSimDataRecord& record, double value) { record.SetDouble(0, value); });
 }
 
 void ORQSrvDiagnosticsHandler::AddConditionStringArgs(ORQSimVector& arguments, char** values,
                                                       int count) {
-    AddArguments(m_document, arguments, ads_CoreFragmentTypeIndex(3, 8), values, count,
+    AddArguments(m_document, arguments, ORQSimSchema::Condition_stringArgument, values, count,
                  [](const ORQSimDataRecord& record, const char* value) {
                      record.SetString(0, ORQString(value));
                  });
@@ -151,14 +151,13 @@ void ORQSrvDiagnosticsHandler::SetJobStatus(int status) {
     }
     ORQSimTransaction transaction(m_document.ContextID());
     if (m_document.GetResults().IsNull()) {
-        m_document.SetResults(m_document.CreateDataRecord(ads_CoreFragmentTypeIndex(18, 16)).Pos());
+        m_document.SetResults(m_document.CreateDataRecord(ORQSimSchema::Results).Pos());
     }
     const ORQSimPosition focus = m_document.Focus();
-    constexpr int kJobStatus = ads_CoreFragmentTypeIndex(18, 12);
-    if (focus.GetPosition(kJobStatus).IsNull()) {
-        focus.SetPosition(kJobStatus,
-                          m_document.CreateDataRecord(ads_CoreFragmentTypeIndex(11, 17)).Pos());
+    if (focus.GetPosition(ORQSimSchema::Focus_jobStatus).IsNull()) {
+        focus.SetPosition(ORQSimSchema::Focus_jobStatus,
+                          m_document.CreateDataRecord(ORQSimSchema::JobStatus).Pos());
     }
-    focus.GetPosition(kJobStatus).DataRecord().SetInt(0, status);
+    focus.GetPosition(ORQSimSchema::Focus_jobStatus).DataRecord().SetInt(0, status);
     transaction.Commit();
 }

@@ -23,7 +23,7 @@ ORQString NameAt(const std::array<const char*, kCount>& names, int number) {
 }  // namespace
 
 ORQSimPosition ORQSrvGetDofRecordFromDofNumber(const ORQObjDocument& document, int number) {
-    return document.GetSymbol(ads_CoreFragmentTypeIndex(27, 4), NameAt(kDofNames, number),
+    return document.GetSymbol(ORQSimSchema::DofSymbol, NameAt(kDofNames, number),
                               document.GetDofTypeCollection().GetCollection());
 }
 
@@ -39,7 +39,7 @@ ORQSimPosition ORQSrvGetComponentRecordFromDofNumber(const ORQObjDocument& docum
     const ORQString name = NameAt(kComponentNames, number);
     return name.IsEmpty() ? ORQSimPosition()
                           : ORQSimPosition(document.GetSymbol(
-                                ads_CoreFragmentTypeIndex(16, 5), name,
+                                ORQSimSchema::ComponentSymbol, name,
                                 document.GetComponentCollection().GetCollection()));
 }
 

@@ -101,8 +101,8 @@ ORQSimCollectionID ORQSrvElementLayerProperty::GetElementCollection() {
 
 ORQSimCollectionID ORQSrvElementLayerProperty::GetSectionLayerCollection() {
     return m_model.Focus()
-        .GetPosition(ads_CoreFragmentTypeIndex(18, 11))
-        .GetPosition(ads_CoreFragmentTypeIndex(55, 15))
+        .GetPosition(ORQSimSchema::Focus_libraries)
+        .GetPosition(ORQSimSchema::Libraries_sectionLayers)
         .GetCollection();
 }
 
@@ -184,7 +184,7 @@ void ORQSrvElementLayerProperty::CreateDistribution(const ORQSimCollectionID& el
                                                     const ORQSimCollectionID& layers) {
     m_distribution = m_model
                          .CreateTypedDistribution(ORQSimGrid(std::vector{elements, layers}),
-                                                  ads_CoreFragmentTypeIndex(16, 28),
+                                                  ORQSimSchema::DistributionRecord,
                                                   ORQSimRangeType(ORQSimScalarInt))
                          .GetDistribution();
 }

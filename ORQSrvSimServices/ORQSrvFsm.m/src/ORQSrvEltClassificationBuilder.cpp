@@ -50,7 +50,7 @@ void LinkClasses(const ORQObjMesh& mesh, const ORQObjElementClassification& clas
     const ORQSimContext context = mesh.Position().Context();
     for (const auto& [member, elements] : classification.GetElementCSets()) {
         ORQSimSet linked =
-            context.GetRecord(classes, member).GetSet(ads_CoreFragmentTypeIndex(26, 10));
+            context.GetRecord(classes, member).GetSet(ORQSimSchema::ElementClass_sections);
         for (const int place : regions.Find(elements).places) {
             linked.Insert(sections[static_cast<std::size_t>(place)]);
         }
@@ -72,18 +72,20 @@ ORQSimPosition ORQSrvEltClassificationBuilder::BuildEltClassification(
 }
 
 void ORQSrvEltClassificationBuilder::LinkSections() const {
-    const ORQObjModel model(m_position.GetPosition(ads_CoreFragmentTypeIndex(28, 29)));
-    const ORQSimVector assignments = model.Position().GetVector(ads_CoreFragmentTypeIndex(28, 94));
+    const ORQObjModel model(m_position.GetPosition(ORQSimSchema::Focus_model));
+    const ORQSimVector assignments =
+        model.Position().GetVector(ORQSimSchema::Model_sectionAssignments);
     std::vector<ORQSimCSet> regions;
     std::vector<ORQSimPosition> sections;
     for (auto assignment = assignments.Begin(); assignment.NotDone(); ++assignment) {
-        const ORQSimPosition section = (*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 59));
+        const ORQSimPosition section =
+            (*assignment).GetPosition(ORQSimSchema::SectionAssignment_section);
         if (section.IsNull()) {
             continue;
         }
         regions.push_back((*assignment)
-                              .GetPosition(ads_CoreFragmentTypeIndex(55, 58))
-                              .GetPosition(ads_CoreFragmentTypeIndex(53, 26))
+                              .GetPosition(ORQSimSchema::SectionAssignment_region)
+                              .GetPosition(ORQSimSchema::Region_elementsCluster)
                               .CSet());
         sections.push_back(section);
     }
@@ -101,11 +103,10 @@ void ORQSrvEltClassificationBuilder::LinkSections() const {
 }
 
 ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosition position) {
-    const ORQObjMesh mesh(
-        ORQObjModel(position.GetPosition(ads_CoreFragmentTypeIndex(28, 29))).GetMesh());
+    const ORQObjMesh mesh(ORQObjModel(position.GetPosition(ORQSimSchema::Focus_model)).GetMesh());
     const ORQSimCollectionID elements = mesh.GetElementCollection().GetCollection();
-    const ORQSimCollectionID specs = position.GetPosition(ads_CoreFragmentTypeIndex(18, 11))
-                                         .GetPosition(ads_CoreFragmentTypeIndex(26, 53))
+    const ORQSimCollectionID specs = position.GetPosition(ORQSimSchema::Focus_libraries)
+                                         .GetPosition(ORQSimSchema::Libraries_elementSpecs)
                                          .GetCollection();
     const ORQSimPosition assignment = mesh.GetElementSpecAssignment();
     if (assignment.IsNull()) {
@@ -113,10 +114,10 @@ ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosi
     }
     const ORQSimContext context = position.Context();
     const ORQObjElementClassification classification(
-        position.CreateDataRecord(ads_CoreFragmentTypeIndex(26, 11)).Pos());
+        position.CreateDataRecord(ORQSimSchema::ElementClassification).Pos());
     mesh.SetElementClassification(classification.Position());
     mesh.SetElementClassCollection(
-        position.CreateTypedCollection(ads_CoreFragmentTypeIndex(26, 7), 0));
+        position.CreateTypedCollection(ORQSimSchema::ElementClassCollection, 0));
 
     std::vector<ORQSimCompartment> compartments;  // by member number of their spec
     const ORQSimCtation assigned = assignment.DSet().GetCtation();
@@ -134,7 +135,7 @@ ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosi
         int member = 0;
         specCSet.Members(&member);
         const ORQSimPosition record = context.GetRecord(specs, member);
-        const ORQSimPosition spec = record.GetPosition(ads_CoreFragmentTypeIndex(26, 35));
+        const ORQSimPosition spec = record.GetPosition(ORQSimSchema::ElementSpec_definition);
         const auto index = static_cast<std::size_t>(Membership(spec, specs));
         if (index >= compartments.size()) {
             compartments.resize(index + 1);
@@ -147,7 +148,7 @@ ORQSimPosition ORQSrvEltClassBuilderImplShape::BuildEltClassification(ORQSimPosi
                                                     .Union(ORQSimCSet(elementSet))
                                                     .RegisterWithCollection()});
     }
-    classification.SetMembership(position.CreateTypedDSet(ORQSimCtation(std::move(compartments)),
-                                                          ads_CoreFragmentTypeIndex(26, 8)));
+    classification.SetMembership(position.CreateTypedDSet(
+        ORQSimCtation(std::move(compartments)), ORQSimSchema::ElementClassification_membership));
     return classification.Position();
 }

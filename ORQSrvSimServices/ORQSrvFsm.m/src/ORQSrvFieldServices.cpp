@@ -57,8 +57,8 @@ bool IsCalled(const ORQSimPosition& assignment, const ORQString& name) {
 
 ORQSimCSetID AddTableRows(const ORQObjDocument& document, int rows) {
     ORQSimCollection members(document.Focus()
-                                 .GetPosition(ads_CoreFragmentTypeIndex(18, 11))
-                                 .GetPosition(ads_CoreFragmentTypeIndex(19, 6))
+                                 .GetPosition(ORQSimSchema::Focus_libraries)
+                                 .GetPosition(ORQSimSchema::Libraries_tableRows)
                                  .GetCollection());
     const int first = members.Space();
     members.ExtendSpace(first + rows);
@@ -70,7 +70,7 @@ ORQSimPosition WriteDistribution(const ORQObjDocument& document, const double* d
                                  const ORQSimCSet& second, bool isPadded) {
     const ORQSimDistributionID distribution = document.CreateDistribution(
         ORQSimGrid({first.CollectionID(), second.CollectionID()}),
-        ORQSimRangeType(ORQSimScalarDouble), ORQSimTypeID(ads_CoreFragmentTypeIndex(16, 28)));
+        ORQSimRangeType(ORQSimScalarDouble), ORQSimTypeID(ORQSimSchema::DistributionRecord));
     ORQSimTransfer write{ORQSimDistribution(distribution)};
     write.SetWrite().SetMakeNewDrawer().SetBufferPadding(isPadded).SetDim(0, first).SetDim(1,
                                                                                            second);
@@ -162,11 +162,11 @@ int ORQSrvFieldServices::GetGridTypeFromVariableLabel(const ORQString& label, bo
 bool ORQSrvFieldServices::GetUniformFieldValue(const ORQSimPosition& field, double* values,
                                                int count) {
     return ORQSrvAnswerOr(false, [&] {
-        if (field.IsA(ads_CoreFragmentTypeIndex(16, 44))) {
+        if (field.IsA(ORQSimSchema::Field_UniformScalar)) {
             return ReadDoubles(field, values, 1);
         }
-        return (field.IsA(ads_CoreFragmentTypeIndex(16, 46)) ||
-                field.IsA(ads_CoreFragmentTypeIndex(16, 45))) &&
+        return (field.IsA(ORQSimSchema::Field_UniformVector) ||
+                field.IsA(ORQSimSchema::Field_UniformTensor)) &&
                ReadDoubles(field, values, count);
     });
 }
@@ -178,8 +178,8 @@ ORQSimPosition ORQSrvFieldServices::GetFieldPosition(const ORQSimSet& assignment
         for (auto i = assignments.Begin(); i.NotDone(); ++i) {
             const ORQSimPosition& assignment = *i;
             if (IsCalled(assignment, name) &&
-                assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 12)) == owner) {
-                return assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 11));
+                assignment.GetPosition(ORQSimSchema::FieldAssignment_owner) == owner) {
+                return assignment.GetPosition(ORQSimSchema::FieldAssignment_field);
             }
         }
         return ORQSimPosition();
@@ -198,14 +198,15 @@ ORQSimPosition ORQSrvFieldServices::CreateFieldFTable(const ORQObjDocument& docu
                                 " rows and " + std::to_string(columns.Size()) + " columns");
     }
     ORQSimTransaction transaction(document.ContextID());
-    const ORQSimPosition field = document.CreateDataRecord(ads_CoreFragmentTypeIndex(22, 39)).Pos();
+    const ORQSimPosition field =
+        document.CreateDataRecord(ORQSimSchema::Field_FTable_created).Pos();
     const ORQBasVector<ORQString> columnLabels(columns.begin(), columns.end());
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 42),
-                      document.GetModel().CreateFTable(ads_CoreFragmentTypeIndex(16, 18), rows, {},
+    field.SetPosition(ORQSimSchema::Field_fTable,
+                      document.GetModel().CreateFTable(ORQSimSchema::FTable_general, rows, {},
                                                        columnLabels, data, count));
     AddTableRows(document, rows);
     const auto size = static_cast<std::int64_t>(count) * static_cast<int>(sizeof(double));
-    field.SetPosition(ads_CoreFragmentTypeIndex(16, 41),
+    field.SetPosition(ORQSimSchema::Field_distribution,
                       WriteDistribution(document, data, size, first, second, padding != 0));
     transaction.Commit();
     return field;

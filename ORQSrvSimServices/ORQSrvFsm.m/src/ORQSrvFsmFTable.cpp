@@ -79,8 +79,8 @@ void ORQSrvFsmFTable::LinkFrom(ORQSimPosition& owner, int linkType, const ORQSim
 
 ORQSimFTable ORQSrvFsmFTable::Table() const {
     const ORQSimFTableID own = m_table.GetFTable();
-    return ORQSimFTable(
-        own.IsNull() ? m_table.GetPosition(ads_CoreFragmentTypeIndex(16, 42)).GetFTable() : own);
+    return ORQSimFTable(own.IsNull() ? m_table.GetPosition(ORQSimSchema::Field_fTable).GetFTable()
+                                     : own);
 }
 
 int ORQSrvFsmFTable::NumOfRows() const {

@@ -189,11 +189,11 @@ ORQSimCSetID ORQSrvFsmMaterialTable::Save(
         const ORQSimCSetID componentSet = components.CreateCSetStrided(0, length, 1, 1);
         owner.Associate(
             m_dependentTypes[i], m_dependentMembers[i],
-            WriteNew(context, ads_CoreFragmentTypeIndex(48, 9), {rowSet, componentSet}, data[i]));
+            WriteNew(context, ORQSimSchema::Material_dependents, {rowSet, componentSet}, data[i]));
     }
     ORQSimPosition temperatures;
     if (m_temperatureDependency && hasTemperatures) {
-        temperatures = WriteNew(context, ads_CoreFragmentTypeIndex(48, 10), {rowSet},
+        temperatures = WriteNew(context, ORQSimSchema::Material_temperatures, {rowSet},
                                 data[m_numberOfDependent]);
     }
     if (m_temperatureDependency) {
@@ -202,7 +202,7 @@ ORQSimCSetID ORQSrvFsmMaterialTable::Save(
     ORQSimPosition variables;
     if (fieldVariables > 0) {
         const ORQSimCSetID variableSet = ExtendCollection(fieldVariableCollection, fieldVariables);
-        variables = WriteNew(context, ads_CoreFragmentTypeIndex(48, 11), {rowSet, variableSet},
+        variables = WriteNew(context, ORQSimSchema::Material_fieldVariables, {rowSet, variableSet},
                              data[m_numberOfDependent + 1]);
     }
     owner.Associate(m_fieldVariableType, m_fieldVariableMember, variables);

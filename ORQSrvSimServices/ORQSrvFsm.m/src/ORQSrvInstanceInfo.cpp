@@ -10,7 +10,7 @@
 namespace {
 
 ORQSimPosition MeshOf(const ORQSimPosition& root) {
-    return ORQObjModel(root.GetPosition(ads_CoreFragmentTypeIndex(28, 29))).GetMesh();
+    return ORQObjModel(root.GetPosition(ORQSimSchema::Focus_model)).GetMesh();
 }
 
 ORQSimCollectionID InstancesOf(const ORQSimPosition& mesh) {

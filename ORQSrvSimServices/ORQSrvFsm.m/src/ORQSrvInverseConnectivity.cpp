@@ -55,7 +55,7 @@ void ORQSrvInverseConnectivity::Invert(const ORQSimCSetID& elsetID) {
 }
 
 int ORQSrvInverseConnectivity::NumberNodes() const {
-    const ORQSimPosition nodes = m_position.GetPosition(ads_CoreFragmentTypeIndex(26, 97));
+    const ORQSimPosition nodes = m_position.GetPosition(ORQSimSchema::Mesh_nodes);
     return ORQSimDrawer(nodes.GetDrawer()).Space();
 }
 
@@ -66,7 +66,7 @@ void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
     std::fill_n(m_offsets, std::int64_t{n} + 1, 0);
 
     std::vector<Block> blocks;
-    const ORQSimDSet dataSet = m_position.GetPosition(ads_CoreFragmentTypeIndex(26, 75)).DSet();
+    const ORQSimDSet dataSet = m_position.GetPosition(ORQSimSchema::Mesh_connectivity).DSet();
     if (!dataSet.IsEmpty()) {
         ORQSimDistribution distribution(dataSet.GetRelationalDistributionID());
         for (const ORQSimPersistentDrawerDesc& drawer : distribution.QueryDrawers()) {

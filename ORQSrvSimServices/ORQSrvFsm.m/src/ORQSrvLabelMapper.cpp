@@ -184,7 +184,7 @@ void ORQSrvLabelMapper::NeedElements() {
 // --- Mapping by a table --------------------------------------------------------------------------
 
 ORQSimCollectionID ORQSrvLabelMapper::GetCollection(const ORQSimPosition& position, int fragment) {
-    return ORQObjModel(position.GetPosition(ads_CoreFragmentTypeIndex(28, 29)))
+    return ORQObjModel(position.GetPosition(ORQSimSchema::Focus_model))
         .GetMesh()
         .GetPosition(fragment)
         .GetCollection();
@@ -249,13 +249,13 @@ void ORQSrvLabelMapper::MapSet(const Quad* quads, int count, const omi_BlkBitVec
 ORQSimCSet ORQSrvLabelMapper::GetCommonPrimaryNodeSet() {
     NeedNodes();
     return GetCommonPrimarySet(m_nodes, m_nnodes,
-                               GetCollection(m_primary, ads_CoreFragmentTypeIndex(26, 97)));
+                               GetCollection(m_primary, ORQSimSchema::Mesh_nodes));
 }
 
 ORQSimCSet ORQSrvLabelMapper::GetCommonSecondaryNodeSet() {
     NeedNodes();
     return GetCommonSecondarySet(m_nodes, m_nnodes,
-                                 GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 97)));
+                                 GetCollection(m_secondary, ORQSimSchema::Mesh_nodes));
 }
 
 ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryNodeSet(ORQSimCSetID set) {
@@ -265,8 +265,7 @@ ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryNodeSet(ORQSimCSetID se
 
 ORQSimCSet ORQSrvLabelMapper::GetSecondaryNodeSet(const ORQSimCSetID& set, bool isAscending) {
     NeedNodes();
-    const ORQSimCollectionID nodeCol =
-        GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 97));
+    const ORQSimCollectionID nodeCol = GetCollection(m_secondary, ORQSimSchema::Mesh_nodes);
     ORQSrvAssertReported(set.CollectionID() != nodeCol, "primaryNodeSet.CollectionID() != nodeCol");
     return MapSet(m_nodes, m_nnodes, set, nodeCol, isAscending);
 }
@@ -295,13 +294,13 @@ int ORQSrvLabelMapper::GetNodeMappingOrdinalUserLabel(int mappingOrdinal) const 
 ORQSimCSet ORQSrvLabelMapper::GetCommonPrimaryElementSet() {
     NeedElements();
     return GetCommonPrimarySet(m_elements, m_nelements,
-                               GetCollection(m_primary, ads_CoreFragmentTypeIndex(26, 81)));
+                               GetCollection(m_primary, ORQSimSchema::Mesh_elements));
 }
 
 ORQSimCSet ORQSrvLabelMapper::GetCommonSecondaryElementSet() {
     NeedElements();
     return GetCommonSecondarySet(m_elements, m_nelements,
-                                 GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 81)));
+                                 GetCollection(m_secondary, ORQSimSchema::Mesh_elements));
 }
 
 ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryElementSet(ORQSimCSetID set) {
@@ -311,8 +310,7 @@ ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryElementSet(ORQSimCSetID
 
 ORQSimCSet ORQSrvLabelMapper::GetSecondaryElementSet(const ORQSimCSetID& set, bool isAscending) {
     NeedElements();
-    const ORQSimCollectionID elementCol =
-        GetCollection(m_secondary, ads_CoreFragmentTypeIndex(26, 81));
+    const ORQSimCollectionID elementCol = GetCollection(m_secondary, ORQSimSchema::Mesh_elements);
     ORQSrvAssertReported(set.CollectionID() != elementCol,
                          "primaryElementSet.CollectionID() != elementCol");
     return MapSet(m_elements, m_nelements, set, elementCol, isAscending);

@@ -15,12 +15,12 @@ namespace {
 constexpr const char* kJoiner = "_";
 constexpr const char* kQuote = "\"";
 
-constexpr std::array kElementSetKinds = {ads_CoreFragmentTypeIndex(53, 2),
-                                         ads_CoreFragmentTypeIndex(53, 4)};
-constexpr std::array kNodeSetKinds = {ads_CoreFragmentTypeIndex(53, 6),
-                                      ads_CoreFragmentTypeIndex(53, 8)};
-constexpr std::array kOrientationKinds = {ads_CoreFragmentTypeIndex(28, 86)};
-constexpr std::array kSurfaceKinds = {ads_CoreFragmentTypeIndex(53, 9)};
+constexpr std::array kElementSetKinds = {ORQSimSchema::Model_elementSets,
+                                         ORQSimSchema::Model_internalElementSets};
+constexpr std::array kNodeSetKinds = {ORQSimSchema::Model_nodeSets,
+                                      ORQSimSchema::Model_internalNodeSets};
+constexpr std::array kOrientationKinds = {ORQSimSchema::Model_orientations};
+constexpr std::array kSurfaceKinds = {ORQSimSchema::Model_surfaces};
 
 bool BeginsWith(const ORQString& text, std::string_view beginning) {
     return text.UTF8().starts_with(beginning);
@@ -125,7 +125,7 @@ ORQSimPosition ORQSrvGetIDFromScopedName(const ORQSimPosition& root, const ORQSt
         return {};
     }
     ORQString plain = Unquote(name);
-    const ORQSimPosition model = root.GetPosition(ads_CoreFragmentTypeIndex(28, 29));
+    const ORQSimPosition model = root.GetPosition(ORQSimSchema::Focus_model);
     const ORQSimMap map = model.GetMap(kind);
     if (const ORQString scope = Unquote(instance); !scope.IsEmpty()) {
         return map.Find(LeadOf(model) + scope + kJoiner + plain);
@@ -150,7 +150,7 @@ ORQSimPosition ORQSrvGetIDFromScopedName(const ORQSimPosition& root, const ORQSt
         if (const ORQSimPosition found = map.Find(local); !found.IsNull()) {
             return found;
         }
-        if (kind == ads_CoreFragmentTypeIndex(53, 9)) {
+        if (kind == ORQSimSchema::Model_surfaces) {
             for (const char* origin : {"INP2SIM_ELSET_", "INP2SIM_NSET_"}) {
                 if (const ORQSimPosition found = map.Find(origin + local); !found.IsNull()) {
                     return found;

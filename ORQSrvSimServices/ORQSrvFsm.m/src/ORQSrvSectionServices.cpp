@@ -13,14 +13,14 @@ constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvSectionServices");
 ORQSimLinkIterator Assignments(const ORQSimPosition& elementSet) {
     return ORQObjDocument(elementSet)
         .GetModel()
-        .GetVector(ads_CoreFragmentTypeIndex(28, 94))
+        .GetVector(ORQSimSchema::Model_sectionAssignments)
         .Begin();
 }
 
 ORQSimPosition RegionElements(const ORQSimPosition& assignment, int regionLine, int elsetLine) {
-    const ORQSimPosition region = assignment.GetPosition(ads_CoreFragmentTypeIndex(55, 58));
+    const ORQSimPosition region = assignment.GetPosition(ORQSimSchema::SectionAssignment_region);
     ORQSrvAssertFatal(!region.IsNull(), "!region.IsNull()", s_source, regionLine);
-    const ORQSimPosition elsetPos = region.GetPosition(ads_CoreFragmentTypeIndex(53, 26));
+    const ORQSimPosition elsetPos = region.GetPosition(ORQSimSchema::Region_elementsCluster);
     ORQSrvAssertFatal(!elsetPos.IsNull(), "!elsetPos.IsNull()", s_source, elsetLine);
     return elsetPos;
 }

@@ -11,63 +11,57 @@
 
 namespace {
 
-// The last numbers of the slots (28, kind) under which a model holds its mappers.
-constexpr int kNodes = 82;
-constexpr int kElements = 66;
-constexpr int kOthers = 64;
-
-ORQSimPosition Mapper(const ORQSimPosition& position, int kind) {
-    return ORQObjDocument(position.Focus().Doc())
-        .GetModel()
-        .GetPosition(ads_CoreFragmentTypeIndex(28, kind));
+ORQSimPosition Mapper(const ORQSimPosition& position, int slot) {
+    return ORQObjDocument(position.Focus().Doc()).GetModel().GetPosition(slot);
 }
 
 ORQSimPosition Source(const ORQSimPosition& mapper) {
-    return mapper.GetPosition(ads_CoreFragmentTypeIndex(19, 2));
+    return mapper.GetPosition(ORQSimSchema::SetMapper_source);
 }
 
 ORQSimPosition Target(const ORQSimPosition& mapper) {
-    return mapper.GetPosition(ads_CoreFragmentTypeIndex(19, 1));
+    return mapper.GetPosition(ORQSimSchema::SetMapper_target);
 }
 
 ORQSimPosition Mesh(const ORQSimPosition& position) {
     return position.Focus()
-        .GetPosition(ads_CoreFragmentTypeIndex(28, 29))
-        .GetPosition(ads_CoreFragmentTypeIndex(23, 0));
+        .GetPosition(ORQSimSchema::Focus_model)
+        .GetPosition(ORQSimSchema::Model_mesh);
 }
 
-int KindOf(const ORQSimCSetID& set) {
+// Where a model holds the mapper of a set's collection.
+int SlotOf(const ORQSimCSetID& set) {
     const ORQSimPosition type = ORQSimPosition(set.CollectionID()).TypePosition();
-    if (type.IsA(ads_CoreFragmentTypeIndex(26, 110))) {
-        return kNodes;
+    if (type.IsA(ORQSimSchema::NodeCollection)) {
+        return ORQSimSchema::Model_nodeMapper;
     }
-    if (type.IsA(ads_CoreFragmentTypeIndex(26, 14))) {
-        return kElements;
+    if (type.IsA(ORQSimSchema::ElementCollection)) {
+        return ORQSimSchema::Model_elementMapper;
     }
-    ORQSrvAssertReported(type.IsA(ads_CoreFragmentTypeIndex(26, 2)), "0");
-    return kOthers;
+    ORQSrvAssertReported(type.IsA(ORQSimSchema::MapperCollection_other), "0");
+    return ORQSimSchema::Model_otherMapper;
 }
 
 }  // namespace
 
 ORQSimCSetID ORQSrvSetMapperFactory::GetActiveElementOrdinals(ORQSimPosition position) {
-    return Mesh(position).GetPosition(ads_CoreFragmentTypeIndex(26, 84)).GetCSet();
+    return Mesh(position).GetPosition(ORQSimSchema::Mesh_activeElements).GetCSet();
 }
 
 ORQSimCSetID ORQSrvSetMapperFactory::GetActiveNodalOrdinals(ORQSimPosition position) {
-    return Mesh(position).GetPosition(ads_CoreFragmentTypeIndex(26, 100)).GetCSet();
+    return Mesh(position).GetPosition(ORQSimSchema::Mesh_activeNodes).GetCSet();
 }
 
 ORQSimCSetID ORQSrvSetMapperFactory::GetPermutationElements(ORQSimPosition position) {
-    return Source(Mapper(position, kElements)).GetCSet();
+    return Source(Mapper(position, ORQSimSchema::Model_elementMapper)).GetCSet();
 }
 
 ORQSimCSetID ORQSrvSetMapperFactory::GetPermutationNodes(ORQSimPosition position) {
-    return Source(Mapper(position, kNodes)).GetCSet();
+    return Source(Mapper(position, ORQSimSchema::Model_nodeMapper)).GetCSet();
 }
 
 ORQBasSharedPtr<ORQSimCMemberMap> ORQSrvSetMapperFactory::NodeMapper(ORQSimPosition position) {
-    const ORQSimPosition mapper = Mapper(position, kNodes);
+    const ORQSimPosition mapper = Mapper(position, ORQSimSchema::Model_nodeMapper);
     return ORQSimCMemberMap::Create(ORQSimCSet(Source(mapper).GetCSet()),
                                     ORQSimCSet(Target(mapper).GetCSet()));
 }
@@ -78,11 +72,9 @@ void ORQSrvSetMapperFactory::PersistMapper(const ORQSimPosition& source,
         throw ORQBasFailure(ORQBasFailureKind::Usage, std::string("a mapper cannot have a null ") +
                                                           (source.IsNull() ? "source" : "target"));
     }
-    const int kind = KindOf(target.GetCSet());
-    const ORQSimPosition record = target.CreateDataRecord(ads_CoreFragmentTypeIndex(19, 0)).Pos();
-    record.SetPosition(ads_CoreFragmentTypeIndex(19, 1), target);
-    record.SetPosition(ads_CoreFragmentTypeIndex(19, 2), source);
-    ORQObjDocument(target.Doc())
-        .GetModel()
-        .SetPosition(ads_CoreFragmentTypeIndex(28, kind), record);
+    const int slot = SlotOf(target.GetCSet());
+    const ORQSimPosition record = target.CreateDataRecord(ORQSimSchema::SetMapper).Pos();
+    record.SetPosition(ORQSimSchema::SetMapper_target, target);
+    record.SetPosition(ORQSimSchema::SetMapper_source, source);
+    ORQObjDocument(target.Doc()).GetModel().SetPosition(slot, record);
 }

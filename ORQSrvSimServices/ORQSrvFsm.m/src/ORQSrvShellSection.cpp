@@ -31,9 +31,9 @@ ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
     }
     const ORQSimPosition model = ORQObjDocument(m_database).GetModel();
     const ORQSimCollection layers(
-        model.GetPosition(ads_CoreFragmentTypeIndex(55, 37)).GetCollection());
+        model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection());
     const ORQSimCollection sections(
-        model.GetPosition(ads_CoreFragmentTypeIndex(55, 35)).GetCollection());
+        model.GetPosition(ORQSimSchema::Model_sections).GetCollection());
     m_layers = layers.CreateVolatileCSetStrided(0, m_layerCount, 1, 1);
     const int member = ORQSrvMemberNumber(m_section, sections.ID());
     m_sectionSet = sections.CreateVolatileCSet(&member, 1, true);
@@ -44,16 +44,18 @@ ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
 ORQSrvShellSection::~ORQSrvShellSection() = default;
 
 ORQSimPosition ORQSrvShellSection::SectionData() const {
-    return ORQObjDocument(m_database).GetModel().GetPosition(ads_CoreFragmentTypeIndex(28, 96));
+    return ORQObjDocument(m_database).GetModel().GetPosition(ORQSimSchema::Model_sectionData);
 }
 
 /// The elements to which the section is assigned.
 ORQSimCSet ORQSrvShellSection::SectionElements() const {
     ORQSimCSet elements;
-    const ORQSimSet assignments = m_section.ReferrersSet(ads_CoreFragmentTypeIndex(55, 59));
+    const ORQSimSet assignments = m_section.ReferrersSet(ORQSimSchema::SectionAssignment_section);
     for (auto assignment = assignments.Begin(); assignment.NotDone(); ++assignment) {
-        const ORQSimPosition region = (*assignment).GetPosition(ads_CoreFragmentTypeIndex(55, 58));
-        elements = elements.Union(region.GetPosition(ads_CoreFragmentTypeIndex(53, 26)).GetCSet());
+        const ORQSimPosition region =
+            (*assignment).GetPosition(ORQSimSchema::SectionAssignment_region);
+        elements =
+            elements.Union(region.GetPosition(ORQSimSchema::Region_elementsCluster).GetCSet());
     }
     return elements;
 }
@@ -109,7 +111,7 @@ void ORQSrvShellSection::ReadReferences(int slot, const ORQSimPosition& collecti
 
 const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetMaterials() const {
     if (!m_materials.isFilled) {
-        ReadReferences(ads_CoreFragmentTypeIndex(55, 150),
+        ReadReferences(ORQSimSchema::SectionData_materials,
                        ORQObjDocument(m_database).GetMaterialCollection(), m_materials);
     }
     return m_materials.values;
@@ -117,10 +119,11 @@ const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetMaterials() const {
 
 const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetOrientations() const {
     if (!m_orientations.isFilled) {
-        ReadReferences(
-            ads_CoreFragmentTypeIndex(55, 152),
-            ORQObjDocument(m_database).GetModel().GetPosition(ads_CoreFragmentTypeIndex(30, 7)),
-            m_orientations);
+        ReadReferences(ORQSimSchema::SectionData_orientations,
+                       ORQObjDocument(m_database)
+                           .GetModel()
+                           .GetPosition(ORQSimSchema::Model_orientationCollection),
+                       m_orientations);
     }
     return m_orientations.values;
 }
@@ -128,8 +131,8 @@ const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetOrientations() const 
 const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetPlies() const {
     if (!m_plies.isFilled) {
         ReadReferences(
-            ads_CoreFragmentTypeIndex(55, 153),
-            ORQObjDocument(m_database).GetModel().GetPosition(ads_CoreFragmentTypeIndex(55, 36)),
+            ORQSimSchema::SectionData_plies,
+            ORQObjDocument(m_database).GetModel().GetPosition(ORQSimSchema::Model_plyCollection),
             m_plies);
     }
     return m_plies.values;
@@ -140,7 +143,7 @@ const ORQBasVector<int>& ORQSrvShellSection::GetSectionPoints() const {
         m_sectionPoints.values.Init(m_layerCount, 0);
         m_sectionPoints.isFilled = true;
         if (m_layerCount > 0) {
-            ReadLayers(ads_CoreFragmentTypeIndex(55, 151), m_sectionPoints.values);
+            ReadLayers(ORQSimSchema::SectionData_sectionPoints, m_sectionPoints.values);
         }
     }
     return m_sectionPoints.values;
@@ -149,13 +152,15 @@ const ORQBasVector<int>& ORQSrvShellSection::GetSectionPoints() const {
 // --- Thicknesses and angles ----------------------------------------------------------------------
 
 void ORQSrvShellSection::UpdateThicknesses() {
-    UpdateValues(ads_CoreFragmentTypeIndex(55, 149), ads_CoreFragmentTypeIndex(55, 147), 331,
-                 m_thicknesses, m_thicknessVariations);
+    UpdateValues(ORQSimSchema::SectionData_distributedThicknesses,
+                 ORQSimSchema::SectionData_constantThicknesses, 331, m_thicknesses,
+                 m_thicknessVariations);
 }
 
 void ORQSrvShellSection::UpdateRotationAngles() {
-    UpdateValues(ads_CoreFragmentTypeIndex(55, 148), ads_CoreFragmentTypeIndex(55, 146), 400,
-                 m_rotationAngles, m_rotationAngleVariations);
+    UpdateValues(ORQSimSchema::SectionData_distributedAngles,
+                 ORQSimSchema::SectionData_constantAngles, 400, m_rotationAngles,
+                 m_rotationAngleVariations);
 }
 
 void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,

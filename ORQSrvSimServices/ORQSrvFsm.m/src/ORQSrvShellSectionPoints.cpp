@@ -37,8 +37,8 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
         return;
     }
     const ORQSimDistribution distribution(m_document.GetModel()
-                                              .GetPosition(ads_CoreFragmentTypeIndex(28, 96))
-                                              .GetPosition(ads_CoreFragmentTypeIndex(55, 151))
+                                              .GetPosition(ORQSimSchema::Model_sectionData)
+                                              .GetPosition(ORQSimSchema::SectionData_sectionPoints)
                                               .GetDistribution());
     const auto drawers = distribution.QueryDrawers();
     if (drawers.Size() == 0) {

@@ -87,8 +87,7 @@ void ORQSrvSurfaceNodalAreas::WriteSurfaceNodalAreas(ORQSimPosition position) {
     const ORQObjMesh mesh(document.GetMesh());
     ORQSimCollection regions(
         ORQObjModel(document.GetModel()).GetRegionCollection().GetCollection());
-    ORQSimCollection nodes(
-        mesh.Position().GetPosition(ads_CoreFragmentTypeIndex(26, 97)).GetCollection());
+    ORQSimCollection nodes(mesh.Position().GetPosition(ORQSimSchema::Mesh_nodes).GetCollection());
 
     const SparseAreas sparse = LayOut(m_areas);
     const auto numTotalNodes = sparse.areas.size();
@@ -100,7 +99,7 @@ void ORQSrvSurfaceNodalAreas::WriteSurfaceNodalAreas(ORQSimPosition position) {
 
     const ORQSimGrid grid({regions.ID(), nodes.ID()});
     const ORQSimPosition distribution = document.CreateTypedDistribution(
-        grid, ads_CoreFragmentTypeIndex(61, 1), ORQSimRangeType(ORQSimScalarDouble));
+        grid, ORQSimSchema::SurfaceNodalAreas, ORQSimRangeType(ORQSimScalarDouble));
     ORQSimTransfer twrite{ORQSimDistribution(distribution.GetDistribution())};
     twrite.SetWrite()
         .SetMakeNewDrawer()

@@ -177,6 +177,7 @@ bool HasCoordinates(const ORQObjMesh& mesh) {
     const ORQSimDistribution distribution(mesh.GetCoordinates().GetDistribution());
     const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
     if (distribution.IsNull() || nodes.IsNull() || distribution.NumDimensions() != 2 ||
+        distribution.RangeType().ScalarType() != ORQSimScalarDouble ||
         distribution.NumDrawers() == 0)
         return false;
     const auto drawers = distribution.QueryDrawers();

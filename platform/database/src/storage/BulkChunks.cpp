@@ -174,6 +174,7 @@ void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     if (bytes.empty()) {
         return;
     }
+    CheckPlaces();
     Change change(m_catalogue);
     Extent& extent = Find(store, part, chunk);
     if (extent.level != m_level) {
@@ -282,6 +283,7 @@ void BulkChunks::Replace(Extent& extent, std::int64_t begin, std::span<const std
 }
 
 void BulkChunks::Erase(std::int64_t store) {
+    CheckPlaces();
     Change change(m_catalogue);
     for (const ExtentRow& row : m_catalogue.Find<ExtentRow>(store)) {
         m_space.Free(row.offset, row.capacity);
@@ -289,6 +291,40 @@ void BulkChunks::Erase(std::int64_t store) {
     m_catalogue.Erase(Table::Extent, store);
     m_parts.erase(m_parts.lower_bound({store, 0}), m_parts.lower_bound({store + 1, 0}));
     change.Finish();
+}
+
+void BulkChunks::TrimEnd() {
+    if (m_space.ReachesEnd(m_bulkEnd)) {
+        CheckPlaces();
+        m_space.TrimEnd(m_bulkEnd);
+    }
+}
+
+void BulkChunks::CheckPlaces() {
+    if (m_arePlacesChecked) {
+        return;
+    }
+    std::vector<std::pair<std::int64_t, std::int64_t>> places;  // [begin, end)
+    for (const ExtentRow& row : m_catalogue.Find<ExtentRow>()) {
+        places.emplace_back(row.offset, row.offset + row.capacity);
+    }
+    for (const FreeExtentRow& row : m_catalogue.Find<FreeExtentRow>()) {
+        places.emplace_back(row.offset, row.offset + row.length);
+    }
+    std::ranges::sort(places);
+    std::int64_t end = kBulkPage;
+    for (const auto& [begin, placeEnd] : places) {
+        if (begin < end || placeEnd > m_bulkEnd) {
+            throw ORQBasFailure(
+                ORQBasFailureKind::Damaged,
+                "bulk.bin: rows of the catalogue own bytes " + std::to_string(begin) + " to " +
+                    std::to_string(placeEnd) + ", which " +
+                    (begin < end ? "others own too" : "lie behind the end that it says") +
+                    "; nothing is written");
+        }
+        end = placeEnd;
+    }
+    m_arePlacesChecked = true;
 }
 
 void BulkChunks::Forget() noexcept {

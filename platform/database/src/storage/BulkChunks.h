@@ -56,6 +56,14 @@ class BulkChunks final : public ChunkStore {
                std::span<const std::byte> bytes, std::int64_t reserve) override;
     void Erase(std::int64_t store) override;
 
+    // Gives free space at the end back, see FreeSpace::TrimEnd.
+    void TrimEnd();
+    // Throws Damaged where two rows own the same bytes of the bulk file, or one owns bytes behind
+    // its end: whoever trusted them would write over data of others, or cut it off. So they are
+    // compared once, before this handle first writes, frees or cuts; costs a look at each row.
+    void CheckPlaces();
+    bool ArePlacesChecked() const { return m_arePlacesChecked; }
+
     // From here on, what was written so far may not be written again where it lies.
     void BeginLevel() { ++m_level; }
     // The catalogue's rows may have changed: reads them again when they are needed. Blocks that
@@ -88,6 +96,7 @@ class BulkChunks final : public ChunkStore {
     std::int64_t m_bulkEnd = kBulkPage;
     std::int64_t m_level = 1;
     bool m_wroteBytes = false;
+    bool m_arePlacesChecked = false;
     std::map<Key, Extents> m_parts;   // all rows of a part, or nothing of it
     std::map<Key, Extents> m_before;  // as of the last Forget
 };

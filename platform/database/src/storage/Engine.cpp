@@ -204,10 +204,11 @@ void Engine::Commit() {
 }
 
 // A reader of an older state compares the file's length with the end that its state says; so it is
-// cut only while there is none.
+// cut only while there is none, and only at an end that no chunk reaches beyond.
 void Engine::CutOffBulk() noexcept {
     const std::int64_t end = m_chunks->BulkEnd();
-    if (m_file.Reaches(end + 1) && m_lock.OldestSnapshot(m_generation) == m_generation) {
+    if (m_chunks->ArePlacesChecked() && m_file.Reaches(end + 1) &&
+        m_lock.OldestSnapshot(m_generation) == m_generation) {
         m_file.CutOff(end);
     }
 }
@@ -216,7 +217,7 @@ void Engine::CommitOutermost() {
     const bool wroteBytes = m_chunks->TakeWroteBytes();
     const bool hasChanges = wroteBytes || m_catalogue->NumChanges() != m_changesBefore;
     if (hasChanges) {
-        m_space->TrimEnd(m_chunks->BulkEnd());
+        m_chunks->TrimEnd();
         if (wroteBytes) {
             m_file.Flush();
             m_refused = true;  // unless the sync returns

@@ -80,9 +80,6 @@ bool FreeSpace::ReachesEnd(std::int64_t bulkEnd) {
 }
 
 void FreeSpace::TrimEnd(std::int64_t& bulkEnd) {
-    if (!ReachesEnd(bulkEnd)) {
-        return;
-    }
     Load();
     while (!m_holes.empty()) {
         const auto last = std::prev(m_holes.end());

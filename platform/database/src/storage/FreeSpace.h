@@ -28,8 +28,9 @@ class FreeSpace {
     // Frees by the transaction that is open.
     void Free(std::int64_t offset, std::int64_t capacity);
     // Free space that ends at bulkEnd and that no reader can see is given back: bulkEnd moves down.
-    // Where nothing ends there, it costs one look at the last row.
+    // Whether any ends there costs one look at the last row.
     void TrimEnd(std::int64_t& bulkEnd);
+    bool ReachesEnd(std::int64_t bulkEnd);
 
   private:
     struct Hole {
@@ -39,7 +40,6 @@ class FreeSpace {
     using Holes = std::map<std::int64_t, Hole>;
 
     void Load();
-    bool ReachesEnd(std::int64_t bulkEnd);
     bool IsReusable(const Hole& hole) const { return hole.generation <= m_oldestSnapshot; }
     void Put(std::int64_t offset, const Hole& hole);
     void Remove(Holes::iterator hole);

@@ -406,6 +406,13 @@ Engine::~Engine() {
         return;  // what was found may be anything; it stays as it is
     }
     const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
+    if (isClean && m_file.Reaches(m_chunks->BulkEnd() + 1)) {
+        try {
+            m_chunks->CheckPlaces();
+        } catch (...) {
+            // Then it is not cut.
+        }
+    }
     m_connection->FoldLogAtClose(!m_keepsLog && !m_lock.AreFilesHeld());
     DropConnection();
     if (isClean) {

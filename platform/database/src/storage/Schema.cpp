@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <array>
-#include <set>
+#include <bitset>
 #include <utility>
 #include <vector>
 
@@ -165,8 +165,6 @@ std::string EarlySqlOf(const IndexShape& index) {
     return SqlOf(index, hasCategory ? columns.first(columns.size() - 1) : columns);
 }
 
-using Names = std::set<std::string, std::less<>>;
-
 // What a catalogue of ours may have of a name: either of the texts.
 struct Expected {
     std::string type;
@@ -189,6 +187,22 @@ const std::vector<Expected>& ExpectedSchema() {
         return all;
     }());
     return expected;
+}
+
+// The place of a name in the expected schema; behind its end where it is none of ours. Rows come in
+// the order in which they were made, so row `nth` is mostly the nth expected one.
+std::size_t FindExpected(std::string_view name, std::size_t nth) {
+    const std::vector<Expected>& all = ExpectedSchema();
+    if (nth < all.size() && all[nth].name == name) {
+        return nth;
+    }
+    return static_cast<std::size_t>(std::ranges::find(all, name, &Expected::name) - all.begin());
+}
+
+bool IsAsMade(const Expected& expected, std::string_view type, std::string_view table,
+              std::string_view sql) {
+    return type == expected.type && table == expected.table &&
+           (sql == expected.sql || sql == expected.earlySql);
 }
 
 std::string Shortened(std::string_view text) {
@@ -274,11 +288,10 @@ void CreateSchema(Connection& connection) {
 }
 
 void CheckSchema(Connection& connection) {
-    Names left;
-    for (const Expected& expected : ExpectedSchema()) {
-        left.insert(expected.name);
-    }
-    std::set<std::int64_t> roots;
+    constexpr std::size_t kMost = kTables.size() + kIndices.size();
+    std::array<std::int64_t, kMost> roots{};
+    std::size_t nRows = 0;
+    std::bitset<kMost> found;
     connection.ForEachRow(
         "SELECT type, name, tbl_name, rootpage, sql FROM sqlite_schema",
         [&](const std::vector<Value>& row) {
@@ -286,23 +299,27 @@ void CheckSchema(Connection& connection) {
                 const auto* held = std::get_if<std::string_view>(&row[column]);
                 return held == nullptr ? std::string_view() : *held;
             };
-            const auto known = std::ranges::find(ExpectedSchema(), text(1), &Expected::name);
-            const bool isOurs = known != ExpectedSchema().end() && text(0) == known->type &&
-                                text(2) == known->table &&
-                                (text(4) == known->sql || text(4) == known->earlySql);
+            const std::size_t place = FindExpected(text(1), nRows);
+            const bool isKnown = place < kMost && !found[place];
             const auto* root = std::get_if<std::int64_t>(&row[3]);
-            if (!isOurs || root == nullptr || !roots.insert(*root).second ||
-                left.erase(known->name) == 0) {
+            if (!isKnown || !IsAsMade(ExpectedSchema()[place], text(0), text(2), text(4)) ||
+                root == nullptr || std::ranges::count(roots, *root) > 0) {
                 connection.FailDamaged(
                     "its schema is not that of a model database: " + Shortened(text(0)) + " " +
                     Shortened(text(1)) +
-                    (known == ExpectedSchema().end() ? " is none of a model's"
-                                                     : " is not as it was made"));
+                    (place == kMost ? " is none of a model's" : " is not as it was made"));
             }
+            found.set(place);
+            roots[nRows] = *root;
+            ++nRows;
         });
-    if (!left.empty()) {
-        connection.FailDamaged("its schema is not that of a model database: " + *left.begin() +
-                               " is missing");
+    if (!found.all()) {
+        std::size_t missing = 0;
+        while (found[missing]) {
+            ++missing;
+        }
+        connection.FailDamaged("its schema is not that of a model database: " +
+                               ExpectedSchema()[missing].name + " is missing");
     }
 }
 

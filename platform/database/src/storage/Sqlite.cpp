@@ -405,8 +405,9 @@ void Connection::FailDamaged(std::string_view text) const {
 }
 
 std::vector<Value> ValuesOf(sqlite3_stmt* statement) {
-    std::vector<Value> values;
     const int nColumns = sqlite3_data_count(statement);
+    std::vector<Value> values;
+    values.reserve(static_cast<std::size_t>(nColumns));
     for (int i = 0; i < nColumns; ++i) {
         switch (sqlite3_column_type(statement, i)) {
             case SQLITE_INTEGER:
@@ -416,9 +417,11 @@ std::vector<Value> ValuesOf(sqlite3_stmt* statement) {
                 values.emplace_back(sqlite3_column_double(statement, i));
                 break;
             case SQLITE_TEXT:
-                values.emplace_back(std::string_view(
-                    reinterpret_cast<const char*>(sqlite3_column_text(statement, i)),
-                    static_cast<std::size_t>(sqlite3_column_bytes(statement, i))));
+                // Not column_text, which copies the text to end it with a zero byte, and answers
+                // null where there is no memory for that.
+                values.emplace_back(
+                    std::string_view(static_cast<const char*>(sqlite3_column_blob(statement, i)),
+                                     static_cast<std::size_t>(sqlite3_column_bytes(statement, i))));
                 break;
             case SQLITE_BLOB:
                 values.emplace_back(

@@ -21,7 +21,7 @@ std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& sta
         if constexpr (std::is_same_v<Link, storage::MapEntryRow>) {
             name = row.key;
         }
-        links.emplace_back(std::move(name), state.IdentityOf(row.target));
+        links.emplace_back(std::move(name), state.Objects().IdentityOf(row.target));
     }
     return links;
 }
@@ -33,8 +33,8 @@ void AddReferrers(DatabaseState& state, const ORQSimDynamicID& target, int slot,
     for (const Link& row :
          state.Rows().FindBy<Link::kByTarget>(target.MinorID(), target.Index(), slot)) {
         // A set and its collection share object and, where empty, index; the category differs.
-        if (state.IdentityOf(row.target) == target) {
-            referrers.emplace_back(state.ObjectID(row.object));
+        if (state.Objects().IdentityOf(row.target) == target) {
+            referrers.emplace_back(state.Objects().Find(row.object));
         }
     }
 }

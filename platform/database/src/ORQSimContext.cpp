@@ -54,7 +54,7 @@ ORQSimDistributionID ORQSimContext::CreateDistribution(const ORQSimGrid& grid,
                                 std::to_string(collections.size()) + " dimensions and type " +
                                 std::to_string(range.ScalarType()));
     }
-    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryDistribution);
+    const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryDistribution);
     const std::int64_t rangeCollection =
         range.Collection().IsNull() ? 0 : range.Collection().MinorID();
     state.Rows().Insert(DistributionRow{id.MinorID(), range.ScalarType(), rangeCollection,
@@ -66,7 +66,7 @@ ORQSimDSetID ORQSimContext::CreateDSet(const ORQSimDistributionID& distribution,
                                        ORQSimTypeID type) const {
     DatabaseState& state = DatabaseState::Writing(Root(m_id));
     state.CheckStorable(distribution);
-    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryDSet);
+    const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryDSet);
     state.Rows().Insert(
         DataSetRow{id.MinorID(), distribution.IsNull() ? 0 : distribution.MinorID()});
     const ORQSimDSetID dataSet(id);

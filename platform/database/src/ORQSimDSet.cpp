@@ -75,7 +75,7 @@ std::vector<ORQSimCompartment> StoredCompartments(DatabaseState& state, const OR
         sets.resize(static_cast<std::size_t>(row.place) + 1);
         const auto [known, isNew] = collections.try_emplace(row.setCollection);
         if (isNew) {
-            known->second = state.CollectionID(row.setCollection);
+            known->second = state.Objects().FindCollection(row.setCollection);
         }
         const ORQSimCollectionID& collection = known->second;
         sets.back().emplace_back(collection.ContextID(), collection.MinorID(), collection.TypeID(),
@@ -107,7 +107,7 @@ ORQSimDistributionID ORQSimDSet::GetRelationalDistributionID() const {
         return m_distribution;
     }
     auto row = state->Rows().Find<DataSetRow>(m_id.MinorID());
-    return row.Next() ? ORQSimDistributionID(state->ObjectID(row->distribution))
+    return row.Next() ? ORQSimDistributionID(state->Objects().Find(row->distribution))
                       : ORQSimDistributionID();
 }
 

@@ -96,7 +96,7 @@ const std::string& ORQSimDatabase::Path() const {
 }
 
 ORQSimPosition ORQSimDatabase::Focus() const {
-    return IsClosed() ? ORQSimPosition() : ORQSimPosition(m_state->FocusID());
+    return IsClosed() ? ORQSimPosition() : ORQSimPosition(m_state->Objects().Focus());
 }
 
 bool ORQSimDatabase::Refresh() {

@@ -64,7 +64,7 @@ ORQSimDynamicID CreateFTable(DatabaseState& state, int type, int rows,
                                 std::to_string(rowLabels.Size()) + " row labels and " +
                                 std::to_string(columnLabels.Size()) + " column labels");
     }
-    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryFTable);
+    const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryFTable);
     state.Rows().Insert(FTableRow{id.MinorID(), rows, columns, id.MinorID()});
     PutLabels(state, id.MinorID(), kRowAxis, 0, rowLabels);
     PutLabels(state, id.MinorID(), kColumnAxis, columns - columnLabels.Size(), columnLabels);

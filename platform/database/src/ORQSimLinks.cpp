@@ -7,6 +7,7 @@
 #include "ORQSimSchema.h"
 
 using orq::database::DatabaseState;
+using orq::database::ObjectTable;
 using orq::database::ReadingLinks;
 using orq::database::ReadLinks;
 using orq::database::StorableTarget;
@@ -45,7 +46,7 @@ ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& targe
     }
     state.CheckStorable(target.ID());
     return target.ID().Category() == ORQSimCategoryCSet
-               ? ORQSimDynamicID(state.Persistent(ORQSimCSetID(target.ID())))
+               ? ORQSimDynamicID(state.Sets().Persistent(ORQSimCSetID(target.ID())))
                : target.ID();
 }
 
@@ -67,7 +68,7 @@ ORQSimPosition ORQSimMap::Find(const ORQString& name) const {
     }
     auto row = state->Rows().Find<MapEntryRow>(m_object.ID().MinorID(), m_slot,
                                                std::string_view(name.UTF8()));
-    return row.Next() ? ORQSimPosition(state->IdentityOf(row->target)) : ORQSimPosition();
+    return row.Next() ? ORQSimPosition(state->Objects().IdentityOf(row->target)) : ORQSimPosition();
 }
 
 ORQSimLinkIterator ORQSimMap::Begin() const {
@@ -81,7 +82,7 @@ bool ORQSimMap::Insert(const ORQString& name, const ORQSimPosition& target) cons
     DatabaseState& state = WritingLinks(m_object, m_slot);
     const ORQSimDynamicID id = StorableTarget(state, target);
     return state.Rows().InsertNew(
-        MapEntryRow{m_object.ID().MinorID(), m_slot, name.UTF8(), DatabaseState::TargetOf(id)});
+        MapEntryRow{m_object.ID().MinorID(), m_slot, name.UTF8(), ObjectTable::TargetOf(id)});
 }
 
 bool ORQSimMap::Remove(const ORQString& name) const {
@@ -108,7 +109,7 @@ ORQSimPosition ORQSimVector::operator[](int place) const {
         return {};
     }
     auto row = state->Rows().Find<VectorEntryRow>(m_object.ID().MinorID(), m_slot, place);
-    return row.Next() ? ORQSimPosition(state->IdentityOf(row->target)) : ORQSimPosition();
+    return row.Next() ? ORQSimPosition(state->Objects().IdentityOf(row->target)) : ORQSimPosition();
 }
 
 ORQSimLinkIterator ORQSimVector::Begin() const {
@@ -122,7 +123,7 @@ void ORQSimVector::PushBack(const ORQSimPosition& target) const {
     DatabaseState& state = WritingLinks(m_object, m_slot);
     const ORQSimDynamicID id = StorableTarget(state, target);
     state.Rows().Insert(
-        VectorEntryRow{m_object.ID().MinorID(), m_slot, Size(), DatabaseState::TargetOf(id)});
+        VectorEntryRow{m_object.ID().MinorID(), m_slot, Size(), ObjectTable::TargetOf(id)});
 }
 
 void ORQSimVector::Truncate(int size) const {
@@ -182,7 +183,7 @@ void ORQSimSet::Insert(const ORQSimPosition& target) {
         DatabaseState& state = WritingLinks(m_object, m_slot);
         const ORQSimDynamicID id = StorableTarget(state, target);
         state.Rows().InsertNew(
-            SetEntryRow{m_object.ID().MinorID(), m_slot, DatabaseState::TargetOf(id)});
+            SetEntryRow{m_object.ID().MinorID(), m_slot, ObjectTable::TargetOf(id)});
         return;
     }
     if (target.IsNull() && !m_allowsNull) {

@@ -37,8 +37,8 @@ using orq::storage::VectorEntryRow;
 // --- Links ---------------------------------------------------------------------------------------
 
 ORQSimPosition ORQSimPosition::Focus() const {
-    const DatabaseState* state = DatabaseState::Reading(m_id);
-    return state == nullptr ? ORQSimPosition() : ORQSimPosition(state->FocusID());
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    return state == nullptr ? ORQSimPosition() : ORQSimPosition(state->Objects().Focus());
 }
 
 ORQSimPosition ORQSimPosition::Parent(int slot) const {
@@ -55,13 +55,14 @@ ORQSimPosition ORQSimPosition::Parent(int slot) const {
 
 ORQSimPosition ORQSimPosition::Follow(int slot, int member) const {
     DatabaseState* state = ReadingLinks(*this);
-    return state == nullptr ? ORQSimPosition() : state->Child(m_id.MinorID(), slot, member);
+    return state == nullptr ? ORQSimPosition()
+                            : state->Objects().Child(m_id.MinorID(), slot, member);
 }
 
 void ORQSimPosition::Associate(int slot, int member, const ORQSimPosition& target) const {
     DatabaseState& state = WritingLinks(*this, slot);
-    state.SetChild(m_id.MinorID(), slot, member,
-                   target.IsNull() ? ORQSimDynamicID() : StorableTarget(state, target));
+    state.Objects().SetChild(m_id.MinorID(), slot, member,
+                             target.IsNull() ? ORQSimDynamicID() : StorableTarget(state, target));
 }
 
 ORQSimMap ORQSimPosition::GetMap(int slot) const {
@@ -125,7 +126,7 @@ ORQString ORQSimPosition::Name() const {
     }
     for (const MapEntryRow& row :
          state->Rows().FindBy<Index::MapEntryByTarget>(m_id.MinorID(), m_id.Index())) {
-        if (state->IdentityOf(row.target) == m_id) {
+        if (state->Objects().IdentityOf(row.target) == m_id) {
             return ORQString(row.key);
         }
     }
@@ -143,7 +144,7 @@ ORQString ORQSimPosition::GetReferenceKey(int slot) const {
     }
     for (const MapEntryRow& row :
          state->Rows().FindBy<Index::MapEntryByTarget>(m_id.MinorID(), m_id.Index(), slot)) {
-        if (state->IdentityOf(row.target) == m_id) {
+        if (state->Objects().IdentityOf(row.target) == m_id) {
             return ORQString(row.key);
         }
     }
@@ -175,7 +176,8 @@ ORQSimCSetID ORQSimPosition::GetCSet() const {
     if (state == nullptr || collection.IsNull()) {
         return ORQSimCSetID(m_id);
     }
-    return state->TempSet(collection, ComponentSet::Contiguous(0, state->Space(collection)));
+    return state->Sets().Temps().FindOrAdd(
+        collection, ComponentSet::Contiguous(0, state->Objects().Space(collection)));
 }
 
 ORQSimCollectionID ORQSimPosition::GetCollection() const {
@@ -213,7 +215,7 @@ ORQSimDynamicID ORQSimPosition::GetDataRecord() const {
 }
 
 ORQSimDataRecord ORQSimPosition::CreateDataRecord(int type) const {
-    return ORQSimDataRecord(DatabaseState::Writing(m_id).NewObject(type, ORQSimCategoryRecord));
+    return ORQSimDataRecord(DatabaseState::Writing(m_id).Objects().New(type, ORQSimCategoryRecord));
 }
 
 ORQSimPosition ORQSimPosition::CreateTypedCollection(int type, int space) const {
@@ -222,14 +224,14 @@ ORQSimPosition ORQSimPosition::CreateTypedCollection(int type, int space) const 
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "a collection cannot have a space of " + std::to_string(space));
     }
-    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryCollection);
+    const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryCollection);
     state.Rows().Insert(CollectionRow{id.MinorID(), space});
     return id;
 }
 
 ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int type) const {
     DatabaseState& state = DatabaseState::Writing(m_id);
-    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryDSet);
+    const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryDSet);
     state.Rows().Insert(DataSetRow{id.MinorID(), 0});
     int place = 0;
     for (const ORQSimCompartment& compartment : ctation.Compartments()) {
@@ -241,7 +243,7 @@ ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int
                                         std::to_string(dimension) + ": the set is null");
             }
             state.Rows().Insert(CompartmentRow{id.MinorID(), place, dimension,
-                                               state.Persistent(set).Index(),
+                                               state.Sets().Persistent(set).Index(),
                                                set.CollectionID().MinorID()});
             ++dimension;
         }

@@ -16,7 +16,7 @@ ORQSimDynamicID ORQSimSymbols::Get(ORQSimTypeID type, int place,
         return {};
     }
     auto row = state->Rows().Find<SymbolRow>(collection.MinorID(), type.Index(), place);
-    return row.Next() ? state->ObjectID(row->object) : ORQSimDynamicID();
+    return row.Next() ? state->Objects().Find(row->object) : ORQSimDynamicID();
 }
 
 ORQSimDynamicID ORQSimSymbols::Find(ORQSimTypeID type, const ORQString& name,
@@ -27,7 +27,7 @@ ORQSimDynamicID ORQSimSymbols::Find(ORQSimTypeID type, const ORQString& name,
     }
     auto row = state->Rows().FindBy<Index::SymbolByName>(collection.MinorID(), type.Index(),
                                                          std::string_view(name.UTF8()));
-    return row.Next() ? state->ObjectID(row->object) : ORQSimDynamicID();
+    return row.Next() ? state->Objects().Find(row->object) : ORQSimDynamicID();
 }
 
 int ORQSimSymbols::Get(const ORQSimDynamicID& symbol) const {
@@ -52,7 +52,7 @@ ORQSimDynamicID ORQSimSymbols::Create(ORQSimTypeID type, int place, const ORQStr
                                                           " or name \"" + name.UTF8() +
                                                           "\" of a symbol is taken or below 0");
     }
-    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryRecord);
+    const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryRecord);
     state.Rows().Insert(
         SymbolRow{collection.MinorID(), type.Index(), place, name.UTF8(), id.MinorID()});
     return id;

@@ -127,7 +127,7 @@ void ORQSimTransfer::Job::AddDrawer() {
                                                  : ORQSimDrawerLayout::Plain;
     drawer->extendable = extendable;
     drawer->chunks = making == Making::Chunked ? chunks : std::vector<int>(dims.size(), 0);
-    drawerID = state.NewDrawer(Distribution(), std::move(drawer), View()).id;
+    drawerID = state.Distributions().NewDrawer(Distribution(), std::move(drawer), View()).id;
 }
 
 void ORQSimTransfer::Job::Write() {
@@ -174,8 +174,8 @@ std::int64_t ORQSimTransfer::Job::Extend(DatabaseState& state, DrawerState& draw
     const std::int64_t firstNew = drawer.nRows;
     const auto add = [&](const ComponentSetPtr& missing) {
         if (!missing->IsEmpty()) {
-            state.AddRows(drawer,
-                          drawer.rows.IsOrdered() ? missing : ComponentSet::Ascending(missing));
+            state.Distributions().AddRows(
+                drawer, drawer.rows.IsOrdered() ? missing : ComponentSet::Ascending(missing));
         }
     };
     ComponentSetPtr missing = drawer.rows.Missing(view);

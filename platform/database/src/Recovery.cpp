@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "Erasure.h"
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
 #include "ObjectPath.h"
@@ -210,7 +211,7 @@ class Recoverer {
                                      std::to_string(earlier) + ": drawer " + std::to_string(later) +
                                      ", which is lost, replaced some of its values",
                                  [state = &m_state, object = distribution, earlier] {
-                                     state->EraseDrawerRows(object, earlier);
+                                     EraseDrawer(state->Store(), object, earlier);
                                  },
                                  distribution, earlier, false});
             }
@@ -219,8 +220,8 @@ class Recoverer {
 
     bool MayMeet(std::int64_t distribution, int earlier, int later) {
         try {
-            const ORQSimDistributionID id(m_state.ObjectID(distribution));
-            const DistributionState state = m_state.LoadDistribution(id);
+            const ORQSimDistributionID id(m_state.Objects().Find(distribution));
+            const DistributionState state = m_state.Distributions().Load(id);
             const auto find = [&](int number) {
                 return state.Find(
                     ORQSimDrawerID(id.ContextID(), id.MinorID(), id.TypeID(), number));

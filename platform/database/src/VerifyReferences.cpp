@@ -9,11 +9,13 @@
 #include <type_traits>
 #include <utility>
 
+#include "Erasure.h"
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
 #include "ObjectPath.h"
 #include "SparseRows.h"
 #include "StoredDrawer.h"
+#include "StoredMembers.h"
 
 namespace orq::database {
 
@@ -88,16 +90,16 @@ class ReferenceCheck {
     }
     void ReportObject(std::int64_t object, const std::string& text) {
         Report(Show(object) + ": " + text,
-               [state = &m_state, object] { state->EraseObject(object); });
+               [state = &m_state, object] { EraseObject(state->Store(), object); });
     }
     void ReportSet(std::int64_t collection, int set, const std::string& text) {
         Report(NameInMessage(m_state, collection, set) + ": " + text,
-               [state = &m_state, set] { state->EraseSet(set); });
+               [state = &m_state, set] { EraseSet(state->Store(), set); });
     }
     void ReportDrawer(std::int64_t distribution, int drawer, const std::string& text) {
         m_flaws.push_back({Show(distribution) + ", drawer " + std::to_string(drawer) + ": " + text,
                            [state = &m_state, distribution, drawer] {
-                               state->EraseDrawerRows(distribution, drawer);
+                               EraseDrawer(state->Store(), distribution, drawer);
                            },
                            distribution, drawer, false});
     }
@@ -124,7 +126,7 @@ class ReferenceCheck {
     bool Exists(const ORQSimDynamicID& id) {
         if (id.Category() == ORQSimCategoryCSet) {
             if (id.Index() == 0) {
-                return !m_state.CollectionID(id.MinorID()).IsNull();
+                return !m_state.Objects().FindCollection(id.MinorID()).IsNull();
             }
             auto row = Rows().Find<ComponentSetRow>(id.Index());
             return row.Next() && row->collection == id.MinorID();
@@ -132,7 +134,7 @@ class ReferenceCheck {
         if (id.Category() == ORQSimCategoryDrawer) {
             return Rows().Has<DrawerRow>(id.MinorID(), id.Index());
         }
-        return m_state.ObjectID(id.MinorID()) == id;
+        return m_state.Objects().Find(id.MinorID()) == id;
     }
 
     // What a store's data has lost, in words; empty where it is whole, as far as a salvage knows.
@@ -182,7 +184,7 @@ class ReferenceCheck {
     template <class Row>
     void CheckKind(int category) {
         for (const Row& row : Rows().Find<Row>()) {
-            if (m_state.ObjectID(row.object).Category() != category) {
+            if (m_state.Objects().Find(row.object).Category() != category) {
                 ReportObject(row.object, std::string("a row of table ") + NameOf(Row::kTable) +
                                              " belongs to it, and it does not exist as such");
             }
@@ -210,8 +212,8 @@ class ReferenceCheck {
     template <class Link>
     void CheckLinks() {
         for (const Link& row : Rows().Find<Link>()) {
-            const ORQSimDynamicID target = m_state.IdentityOf(row.target);
-            const bool hasOwner = !m_state.ObjectID(row.object).IsNull();
+            const ORQSimDynamicID target = m_state.Objects().IdentityOf(row.target);
+            const bool hasOwner = !m_state.Objects().Find(row.object).IsNull();
             if (hasOwner && Exists(target)) {
                 continue;
             }
@@ -231,7 +233,7 @@ class ReferenceCheck {
     template <class Row, class Second>
     void CheckOwners(Second second) {
         for (const Row& row : Rows().Find<Row>()) {
-            if (m_state.ObjectID(row.object).IsNull()) {
+            if (m_state.Objects().Find(row.object).IsNull()) {
                 ReportPart(Row::kTable, row.object, second(row));
             }
         }
@@ -244,9 +246,10 @@ class ReferenceCheck {
 
     void CheckMembers() {
         for (const MemberRow& row : Rows().Find<MemberRow>()) {
-            const ORQSimCollectionID collection = m_state.CollectionID(row.collection);
-            const bool isOutside = collection.IsNull() || row.member >= m_state.Space(collection);
-            if (isOutside || m_state.ObjectID(row.object).IsNull()) {
+            const ORQSimCollectionID collection = m_state.Objects().FindCollection(row.collection);
+            const bool isOutside =
+                collection.IsNull() || row.member >= m_state.Objects().Space(collection);
+            if (isOutside || m_state.Objects().Find(row.object).IsNull()) {
                 const std::string member = "member " + std::to_string(row.member) +
                                            " of collection " + Show(row.collection);
                 Report(isOutside ? member + ": the collection has no such member"
@@ -258,8 +261,8 @@ class ReferenceCheck {
 
     void CheckSymbols() {
         for (const SymbolRow& row : Rows().Find<SymbolRow>()) {
-            if (m_state.ObjectID(row.object).IsNull() ||
-                m_state.CollectionID(row.collection).IsNull()) {
+            if (m_state.Objects().Find(row.object).IsNull() ||
+                m_state.Objects().FindCollection(row.collection).IsNull()) {
                 Report("symbol \"" + std::string(row.name) +
                            "\": its record or its collection does not exist",
                        RemoveRow(Table::Symbol, row.collection, row.type, row.place));
@@ -269,7 +272,8 @@ class ReferenceCheck {
 
     void CheckSets() {
         for (const ComponentSetRow& row : Rows().Find<ComponentSetRow>()) {
-            OwnStore(row.members.store, [state = &m_state, set = row.id] { state->EraseSet(set); });
+            OwnStore(row.members.store,
+                     [state = &m_state, set = row.id] { EraseSet(state->Store(), set); });
             const std::string problem = ProblemOfSet(row);
             if (!problem.empty()) {
                 ReportSet(row.collection, row.id, problem);
@@ -278,7 +282,7 @@ class ReferenceCheck {
     }
 
     std::string ProblemOfSet(const ComponentSetRow& row) {
-        const ORQSimCollectionID collection = m_state.CollectionID(row.collection);
+        const ORQSimCollectionID collection = m_state.Objects().FindCollection(row.collection);
         if (collection.IsNull()) {
             return "its collection, " + Show(row.collection) + ", does not exist";
         }
@@ -291,7 +295,7 @@ class ReferenceCheck {
             if (static_cast<std::int64_t>(members->Hash()) != row.hash) {
                 return "its members are not those that were stored";
             }
-            if (!members->IsEmpty() && members->Highest() >= m_state.Space(collection)) {
+            if (!members->IsEmpty() && members->Highest() >= m_state.Objects().Space(collection)) {
                 return "member " + std::to_string(members->Highest()) +
                        " is outside the space of its collection, " + Show(row.collection);
             }
@@ -307,8 +311,9 @@ class ReferenceCheck {
 
     void CheckTables() {
         for (const FTableRow& row : Rows().Find<FTableRow>()) {
-            OwnStore(row.store,
-                     [state = &m_state, object = row.object] { state->EraseObject(object); });
+            OwnStore(row.store, [state = &m_state, object = row.object] {
+                EraseObject(state->Store(), object);
+            });
             std::int64_t wanted = 0;
             if (__builtin_mul_overflow(std::int64_t{row.nRows} * row.nColumns,
                                        static_cast<std::int64_t>(sizeof(double)), &wanted)) {
@@ -337,11 +342,12 @@ class ReferenceCheck {
 
     void CheckDistributions() {
         for (const DistributionRow& row : Rows().Find<DistributionRow>()) {
-            const ORQSimDistributionID id(m_state.ObjectID(row.object));
+            const ORQSimDistributionID id(m_state.Objects().Find(row.object));
             if (id.IsNull()) {
                 continue;  // told by CheckKinds
             }
-            if (row.rangeCollection != 0 && m_state.CollectionID(row.rangeCollection).IsNull()) {
+            if (row.rangeCollection != 0 &&
+                m_state.Objects().FindCollection(row.rangeCollection).IsNull()) {
                 ReportObject(row.object, "the collection that its values refer to, " +
                                              Show(row.rangeCollection) + ", does not exist");
             } else if (HasWholeDrawers(row.object, row.grid.size() / sizeof(std::int64_t))) {
@@ -386,7 +392,7 @@ class ReferenceCheck {
 
     void CheckDistribution(std::int64_t object, const ORQSimDistributionID& id) {
         try {
-            const DistributionState distribution = m_state.LoadDistribution(id);
+            const DistributionState distribution = m_state.Distributions().Load(id);
             if (std::ranges::any_of(distribution.grid,
                                     [](const auto& collection) { return collection.IsNull(); })) {
                 ReportObject(object, "a collection of its grid does not exist");
@@ -463,7 +469,8 @@ class ReferenceCheck {
     // The first one of a chunk; one finding a chunk says enough.
     std::string WrongReference(const DistributionState& distribution, const ExtentRow& chunk) {
         constexpr std::uint32_t kNoReference = 0xFFFFFFFF;
-        const auto space = static_cast<std::uint32_t>(m_state.Space(distribution.rangeCollection));
+        const auto space =
+            static_cast<std::uint32_t>(m_state.Objects().Space(distribution.rangeCollection));
         const std::byte* bytes =
             m_state.Chunks().Read(chunk.store, 0, chunk.chunk, 0, chunk.length);
         for (std::int64_t at = 0; at < chunk.length; at += 4) {
@@ -481,7 +488,8 @@ class ReferenceCheck {
         const auto report = [&](const std::string& text) {
             ReportObject(object, "a data set: " + text);
         };
-        if (distribution != 0 && ORQSimDistributionID(m_state.ObjectID(distribution)).IsNull()) {
+        if (distribution != 0 &&
+            ORQSimDistributionID(m_state.Objects().Find(distribution)).IsNull()) {
             report("stands on " + Show(distribution) + ", which is no distribution");
         }
         if (m_salvage != nullptr && (m_salvage->MayHaveLost(Table::Compartment, object) ||
@@ -494,7 +502,8 @@ class ReferenceCheck {
             }
         }
         for (const CompartmentRow& row : Rows().Find<CompartmentRow>(object)) {
-            const ORQSimCollectionID collection = m_state.CollectionID(row.setCollection);
+            const ORQSimCollectionID collection =
+                m_state.Objects().FindCollection(row.setCollection);
             if (collection.IsNull() ||
                 !Exists(ORQSimCSetID(collection.ContextID(), collection.MinorID(),
                                      collection.TypeID(), row.set))) {
@@ -547,7 +556,7 @@ class ReferenceCheck {
     }
     void OwnDrawersStore(std::int64_t store, std::int64_t distribution, int drawer) {
         OwnStore(store, [state = &m_state, distribution, drawer] {
-            state->EraseDrawerRows(distribution, drawer);
+            EraseDrawer(state->Store(), distribution, drawer);
         });
     }
 

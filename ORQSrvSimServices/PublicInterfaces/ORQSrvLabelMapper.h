@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "ORQBasExport.h"
 #include "ORQObjLabeler.h"
 #include "ORQSimArray.h"
@@ -78,21 +80,21 @@ class ORQ_EXPORT ORQSrvLabelMapper {
                                                 const ORQString& instance, int instanceIndex,
                                                 int& count);
     Quad* RemapBasedOnUserLabels(ORQObjLabelerType type, int& count);
-    void NeedNodes();
-    void NeedElements();
-    const Quad& NodeAt(int mappingOrdinal) const;
-    const Quad& ElementAt(int mappingOrdinal) const;
+
+    // What nodes and elements differ in: members, places in the models, texts.
+    struct Kind;
+    static const Kind s_node;
+    static const Kind s_element;
+
+    std::span<const Quad> Table(const Kind& kind);
+    const Quad& At(const Kind& kind, int mappingOrdinal) const;
 
     static ORQSimCollectionID GetCollection(const ORQSimPosition& position, int fragment);
-    static ORQSimCSet GetCommonPrimarySet(const Quad* quads, int count,
-                                          const ORQSimCollectionID& collection);
-    static ORQSimCSet GetCommonSecondarySet(const Quad* quads, int count,
-                                            const ORQSimCollectionID& collection);
-    static ORQSimArray<int> GetMappingFromPrimarySet(const Quad* quads, int count,
-                                                     const ORQSimCSet& set);
-    static ORQSimCSet MapSet(const Quad* quads, int count, const ORQSimCSet& set,
-                             const ORQSimCollectionID& collection, bool isAscending);
-    static void MapSet(const Quad* quads, int count, const omi_BlkBitVect& in, omi_BlkBitVect& out);
+    ORQSimCSet GetCommonPrimarySet(const Kind& kind);
+    ORQSimCSet GetCommonSecondarySet(const Kind& kind);
+    ORQSimArray<int> GetMappingFromPrimarySet(const Kind& kind, const ORQSimCSet& set);
+    ORQSimCSet MapSet(const Kind& kind, const ORQSimCSet& set, bool isAscending);
+    void MapSet(const Kind& kind, const omi_BlkBitVect& in, omi_BlkBitVect& out);
 
     ORQSimPosition m_primary;
     ORQSimPosition m_secondary;

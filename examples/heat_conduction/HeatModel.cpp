@@ -6,6 +6,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvElementConnectivity.h"
 #include "ORQSrvFunctions.h"
@@ -56,7 +57,8 @@ void HeatModel::ReadBlocks() {
     const ORQSimVector blocks = mesh.Position().GetVector(ORQSimSchema::Mesh_blocks);
     for (auto i = blocks.Begin(); i.NotDone(); ++i) {
         const std::string name = (*i).Name(ORQSimSchema::Record_name).UTF8();
-        const std::string shape = (*i).DataRecord().ReturnString(2).UTF8();
+        const std::string shape =
+            (*i).DataRecord().ReturnString(ORQSimRecordField::Block_shape).UTF8();
         const Element* element = FindElement(shape);
         if (element == nullptr) {
             m_leftOut.emplace_back(name).append(" (").append(shape).append(")");

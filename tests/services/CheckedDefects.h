@@ -9,6 +9,7 @@
 
 #include "CheckedModel.h"
 #include "ORQSimDistribution.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 
 namespace checked_defects {
@@ -434,12 +435,14 @@ inline const std::vector<Defect>& SectionDefects() {
          [](auto& m) { m.Focus().GetSet(Focus_externalSectionIds).Remove(m.section); },
          {"Section \"skin\" is not linked to Focus (Focus_externalSectionIds)."}},
         {"a section without layers",
-         [](auto& m) { m.section.DataRecord().SetInt(0, 0); },
+         [](auto& m) {
+             m.section.DataRecord().SetInt(ORQSimRecordField::Section_layered_numLayers, 0);
+         },
          {"Shell section \"skin\" has no Layers (Section_layers)."}},
         {"a section that needs no layers",
          [](auto& m) {
-             m.section.DataRecord().SetInt(0, 0);
-             m.section.DataRecord().SetSymb(9, 2);
+             m.section.DataRecord().SetInt(ORQSimRecordField::Section_layered_numLayers, 0);
+             m.section.DataRecord().SetSymb(ORQSimRecordField::Section_layered_definition, 2);
          },
          {}},
         {"a ply of no model",

@@ -12,6 +12,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimFTable.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvBulkShellLayers.h"
@@ -98,7 +99,8 @@ void ORQSrvBulkShellLayers::WriteFields(const Fields& fields, const FieldAttribu
         ORQObjMesh(ORQObjDocument(m_model).GetMesh()).GetElementCollection().GetCollection());
 
     const ORQSimDataRecord record = m_model.CreateDataRecord(ORQSimSchema::MeshedField);
-    record.SetTypeID(0, ORQSimTypeID(ORQSimSchema::Field_WholeElement));
+    record.SetTypeID(ORQSimRecordField::MeshedField_gridType,
+                     ORQSimTypeID(ORQSimSchema::Field_WholeElement));
     const ORQSimPosition field = record.Pos();
     field.SetPosition(ORQSimSchema::MeshedField_type,
                       UserField(attribute.userField, attribute.userFieldLine));

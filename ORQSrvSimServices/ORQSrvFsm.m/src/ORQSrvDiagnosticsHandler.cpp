@@ -3,6 +3,7 @@
 #include "ORQObjDiagnostics.h"
 #include "ORQObjModel.h"
 #include "ORQSimDataRecord.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQString.h"
@@ -13,10 +14,7 @@ template class omi_Singleton<ORQSrvDiagnosticsHandler>;
 
 namespace {
 
-// Fields of a condition's record, and the one origin that there is. Stored, do not change.
-constexpr int kOriginField = 0;
-constexpr int kSeverityField = 1;
-constexpr int kCodeField = 2;
+// The one origin of conditions that there is. Stored, do not change.
 constexpr int kOriginAnalysis = 3;
 
 // Adds a record for each value, which `set` stores in it.
@@ -104,9 +102,9 @@ void ORQSrvDiagnosticsHandler::AddWarningError(int code, bool isError, int* ints
     }
     ORQSimTransaction transaction(m_document.ContextID());
     const ORQSimDataRecord condition = m_document.CreateDataRecord(ORQSimSchema::Condition);
-    condition.SetInt(kCodeField, code);
-    condition.SetSymb(kOriginField, kOriginAnalysis);
-    condition.SetSymb(kSeverityField,
+    condition.SetInt(ORQSimRecordField::Condition_code, code);
+    condition.SetSymb(ORQSimRecordField::Condition_origin, kOriginAnalysis);
+    condition.SetSymb(ORQSimRecordField::Condition_severity,
                       static_cast<int>(isError ? ORQObjSeverity::Error : ORQObjSeverity::Warning));
     m_step.GetVector(ORQSimSchema::Task_conditions).PushBack(condition.Pos());
 
@@ -122,20 +120,25 @@ void ORQSrvDiagnosticsHandler::AddWarningError(int code, bool isError, int* ints
 void ORQSrvDiagnosticsHandler::AddConditionIntArgs(ORQSimVector& arguments, const int* values,
                                                    int count) {
     AddArguments(m_document, arguments, ORQSimSchema::Condition_intArgument, values, count,
-                 [](const ORQSimDataRecord& record, int value) { record.SetInt(0, value); });
+                 [](const ORQSimDataRecord& record, int value) {
+                     record.SetInt(ORQSimRecordField::Condition_intArgument_value, value);
+                 });
 }
 
 void ORQSrvDiagnosticsHandler::AddConditionDoubleArgs(ORQSimVector& arguments, const double* values,
                                                       int count) {
     AddArguments(m_document, arguments, ORQSimSchema::Condition_doubleArgument, values, count,
-                 [](const ORQSimDataRecord& record, double value) { record.SetDouble(0, value); });
+                 [](const ORQSimDataRecord& record, double value) {
+                     record.SetDouble(ORQSimRecordField::Condition_doubleArgument_value, value);
+                 });
 }
 
 void ORQSrvDiagnosticsHandler::AddConditionStringArgs(ORQSimVector& arguments, char** values,
                                                       int count) {
     AddArguments(m_document, arguments, ORQSimSchema::Condition_stringArgument, values, count,
                  [](const ORQSimDataRecord& record, const char* value) {
-                     record.SetString(0, ORQString(value));
+                     record.SetString(ORQSimRecordField::Condition_stringArgument_value,
+                                      ORQString(value));
                  });
 }
 
@@ -158,6 +161,8 @@ void ORQSrvDiagnosticsHandler::SetJobStatus(int status) {
         focus.SetPosition(ORQSimSchema::Focus_jobStatus,
                           m_document.CreateDataRecord(ORQSimSchema::JobStatus).Pos());
     }
-    focus.GetPosition(ORQSimSchema::Focus_jobStatus).DataRecord().SetInt(0, status);
+    focus.GetPosition(ORQSimSchema::Focus_jobStatus)
+        .DataRecord()
+        .SetInt(ORQSimRecordField::JobStatus_status, status);
     transaction.Commit();
 }

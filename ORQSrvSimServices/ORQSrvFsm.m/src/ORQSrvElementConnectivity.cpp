@@ -66,7 +66,6 @@ ORQSimDrawerID ORQSrvElementConnectivity::MakeDrawer(const ORQSimDistributionID&
         .SetExtendableDim(0)
         .SetDim(0, elements.AscendingID())
         .SetDim(1, columns);
-    make.CheckView();
     make.ExecMake();
     const int index = m_drawerIndices.Size();
     m_drawerIndices.Insert(kind, index, false);

@@ -12,6 +12,7 @@
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
@@ -43,16 +44,22 @@ bool IsGiven(const ORQString& text) {
     return !text.IsEmpty() && text != "NULL";
 }
 
-// Touches `values` only when the field of the record can be read.
+// Of a uniform field of any kind. Touches `values` only when the field of the record can be read.
 bool ReadDoubles(const ORQSimPosition& field, double* values, int count) {
     std::vector<double> read(static_cast<std::size_t>(std::max(count, 0)));
-    field.DataRecord().GetDouble(0, count, read.data());
+    using namespace ORQSimRecordField;
+    static_assert(Field_UniformScalar_values == Field_UniformVector_values &&
+                  Field_UniformScalar_values == Field_UniformTensor_values);
+    field.DataRecord().GetDouble(Field_UniformScalar_values, count, read.data());
     std::ranges::copy(read, values);
     return true;
 }
 
 bool IsCalled(const ORQSimPosition& assignment, const ORQString& name) {
-    return ORQSrvAnswerOr(false, [&] { return assignment.DataRecord().ReturnString(0) == name; });
+    return ORQSrvAnswerOr(false, [&] {
+        return assignment.DataRecord().ReturnString(ORQSimRecordField::FieldAssignment_name) ==
+               name;
+    });
 }
 
 ORQSimCSetID AddTableRows(const ORQObjDocument& document, int rows) {

@@ -1,6 +1,7 @@
 // The checker's look at section assignments and the sections' layers.
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvCheckerCommon.h"
 #include "ORQSrvHPVizChecker.h"
@@ -11,9 +12,7 @@ using namespace orq::checker;
 namespace {
 
 // Fields of a section's record. Stored, do not change.
-constexpr int kLayersField = 0;
-constexpr int kDefinitionField = 9;  // a symbol
-constexpr int kWithoutLayers = 2;    // its value for a section that needs no layers
+constexpr int kWithoutLayers = 2;  // the definition of a section that needs no layers
 
 ORQString Description(const ORQSimPosition& layer, int number) {
     const ORQSimPosition ply = layer.GetPosition(ORQSimSchema::Layer_ply);
@@ -46,8 +45,9 @@ bool CheckShellRecord(const ORQSimPosition& section, const ORQString& name,
     const ORQSimDataRecord record = section.DataRecord();
     bool isReadable = false;
     CheckObject("Shell section " + name, messages, [&] {
-        const int nLayers = record.GetInt(kLayersField);
-        if (record.GetSymb(kDefinitionField) != kWithoutLayers && nLayers == 0) {
+        const int nLayers = record.GetInt(ORQSimRecordField::Section_layered_numLayers);
+        if (record.GetSymb(ORQSimRecordField::Section_layered_definition) != kWithoutLayers &&
+            nLayers == 0) {
             messages.push_back("Shell section " + name + " has no Layers (Section_layers).");
         }
         isReadable = true;

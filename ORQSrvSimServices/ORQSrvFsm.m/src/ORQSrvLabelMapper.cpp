@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -17,11 +18,13 @@ namespace {
 
 using Quad = ORQSrvLabelMapperQuad;
 
-// Finds quads by primary ordinals that are asked for in ascending order.
+// Finds quads by primary ordinal, for queries in ascending order.
 class ForwardSearch {
   public:
-    ForwardSearch(const Quad* quads, int count)
-        : m_cursor(quads), m_end(quads + count), m_next(count > 0 ? quads->primaryOrdinal : 0) {}
+    explicit ForwardSearch(std::span<const Quad> quads)
+        : m_cursor(quads.data()),
+          m_end(m_cursor + quads.size()),
+          m_next(quads.empty() ? 0 : quads.front().primaryOrdinal) {}
 
     // Null when no quad has the ordinal.
     const Quad* Find(int ordinal) {
@@ -61,14 +64,43 @@ ORQSrvOwnedArray<int> AscendingMembers(const ORQSimCSet& set) {
 }
 
 // The set of one field of all quads.
-ORQSimCSet Column(const Quad* quads, int count, int Quad::*field,
+ORQSimCSet Column(std::span<const Quad> quads, int Quad::*field,
                   const ORQSimCollectionID& collection, bool isAscending) {
+    const int count = static_cast<int>(quads.size());
     const ORQSrvOwnedArray<int> members = ORQSrvAllocateArray<int>(count);
-    std::ranges::transform(quads, quads + count, members.get(), field);
+    std::ranges::transform(quads, members.get(), field);
     return ORQSimCollection(collection).CreateVolatileCSet(members.get(), count, isAscending);
 }
 
 }  // namespace
+
+struct ORQSrvLabelMapper::Kind {
+    ORQObjLabelerType type;
+    int ORQSrvLabelMapper::*count;
+    Quad* ORQSrvLabelMapper::*quads;
+    int collection;  // from the mesh
+    const char* otherModelCheck;
+    const char* tableCheck;
+    const char* ordinalCheck;
+};
+
+const ORQSrvLabelMapper::Kind ORQSrvLabelMapper::s_node = {
+    ORQObjLabelerType::Node,
+    &ORQSrvLabelMapper::m_nnodes,
+    &ORQSrvLabelMapper::m_nodes,
+    ORQSimSchema::Mesh_nodes,
+    "primaryNodeSet.CollectionID() != nodeCol",
+    "m_nodes != 0",
+    "mappingOrdinal < m_nnodes"};
+
+const ORQSrvLabelMapper::Kind ORQSrvLabelMapper::s_element = {
+    ORQObjLabelerType::Element,
+    &ORQSrvLabelMapper::m_nelements,
+    &ORQSrvLabelMapper::m_elements,
+    ORQSimSchema::Mesh_elements,
+    "primaryElementSet.CollectionID() != elementCol",
+    "m_elements != 0",
+    "mappingOrdinal < m_nelements"};
 
 ORQSrvLabelMapper::ORQSrvLabelMapper(const ORQSimPosition& primary, const ORQSimPosition& secondary)
     : m_primary(primary), m_secondary(secondary) {}
@@ -169,16 +201,11 @@ Quad* ORQSrvLabelMapper::RemapBasedOnUserLabels(ORQObjLabelerType type, int& cou
     return all.release();
 }
 
-void ORQSrvLabelMapper::NeedNodes() {
-    if (m_nodes == nullptr) {
-        m_nodes = RemapBasedOnUserLabels(ORQObjLabelerType::Node, m_nnodes);
+std::span<const Quad> ORQSrvLabelMapper::Table(const Kind& kind) {
+    if (this->*kind.quads == nullptr) {
+        this->*kind.quads = RemapBasedOnUserLabels(kind.type, this->*kind.count);
     }
-}
-
-void ORQSrvLabelMapper::NeedElements() {
-    if (m_elements == nullptr) {
-        m_elements = RemapBasedOnUserLabels(ORQObjLabelerType::Element, m_nelements);
-    }
+    return {this->*kind.quads, static_cast<std::size_t>(this->*kind.count)};
 }
 
 // --- Mapping by a table --------------------------------------------------------------------------
@@ -190,23 +217,23 @@ ORQSimCollectionID ORQSrvLabelMapper::GetCollection(const ORQSimPosition& positi
         .GetCollection();
 }
 
-ORQSimCSet ORQSrvLabelMapper::GetCommonPrimarySet(const Quad* quads, int count,
-                                                  const ORQSimCollectionID& collection) {
-    return Column(quads, count, &Quad::primaryOrdinal, collection, true);
+ORQSimCSet ORQSrvLabelMapper::GetCommonPrimarySet(const Kind& kind) {
+    return Column(Table(kind), &Quad::primaryOrdinal, GetCollection(m_primary, kind.collection),
+                  true);
 }
 
-ORQSimCSet ORQSrvLabelMapper::GetCommonSecondarySet(const Quad* quads, int count,
-                                                    const ORQSimCollectionID& collection) {
-    return Column(quads, count, &Quad::secondaryOrdinal, collection, false);
+ORQSimCSet ORQSrvLabelMapper::GetCommonSecondarySet(const Kind& kind) {
+    return Column(Table(kind), &Quad::secondaryOrdinal, GetCollection(m_secondary, kind.collection),
+                  false);
 }
 
-ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimarySet(const Quad* quads, int count,
+ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimarySet(const Kind& kind,
                                                              const ORQSimCSet& set) {
     ORQSimArray<int> images(set.Size());
     std::ranges::fill(images, -1);
     const ORQSrvOwnedArray<int> members = AscendingMembers(set);
     const bool isAscending = set.IsAscending();
-    ForwardSearch search(quads, count);
+    ForwardSearch search(Table(kind));
     for (int rank = 0; rank < images.Size(); ++rank) {
         const int member = members[static_cast<std::size_t>(rank)];
         if (const Quad* quad = search.Find(member); quad != nullptr) {
@@ -216,13 +243,15 @@ ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimarySet(const Quad* quads, 
     return images;
 }
 
-ORQSimCSet ORQSrvLabelMapper::MapSet(const Quad* quads, int count, const ORQSimCSet& set,
-                                     const ORQSimCollectionID& collection, bool isAscending) {
+ORQSimCSet ORQSrvLabelMapper::MapSet(const Kind& kind, const ORQSimCSet& set, bool isAscending) {
+    const std::span<const Quad> quads = Table(kind);
+    const ORQSimCollectionID collection = GetCollection(m_secondary, kind.collection);
+    ORQSrvAssertReported(set.CollectionID() != collection, kind.otherModelCheck);
     // The images take the place of the members.
     const ORQSrvOwnedArray<int> members = AscendingMembers(set);
     const int* const end = members.get() + set.Size();
     int* image = members.get();
-    ForwardSearch search(quads, count);
+    ForwardSearch search(quads);
     for (const int* member = members.get(); member != end; ++member) {
         if (const Quad* quad = search.Find(*member); quad != nullptr) {
             *image++ = quad->secondaryOrdinal;
@@ -232,10 +261,9 @@ ORQSimCSet ORQSrvLabelMapper::MapSet(const Quad* quads, int count, const ORQSimC
         .CreateVolatileCSet(members.get(), static_cast<int>(image - members.get()), isAscending);
 }
 
-void ORQSrvLabelMapper::MapSet(const Quad* quads, int count, const omi_BlkBitVect& in,
-                               omi_BlkBitVect& out) {
+void ORQSrvLabelMapper::MapSet(const Kind& kind, const omi_BlkBitVect& in, omi_BlkBitVect& out) {
+    ForwardSearch search(Table(kind));
     out.Clear();
-    ForwardSearch search(quads, count);
     omi_BlkBitVectTrav bits(in);
     for (int bit = bits.First(); bit >= 0; bit = bits.Next()) {
         if (const Quad* quad = search.Find(bit); quad != nullptr) {
@@ -244,94 +272,69 @@ void ORQSrvLabelMapper::MapSet(const Quad* quads, int count, const omi_BlkBitVec
     }
 }
 
+const Quad& ORQSrvLabelMapper::At(const Kind& kind, int mappingOrdinal) const {
+    ORQSrvAssertReported(this->*kind.quads != nullptr, kind.tableCheck);
+    ORQSrvAssertReported(mappingOrdinal < this->*kind.count, kind.ordinalCheck);
+    return (this->*kind.quads)[mappingOrdinal];
+}
+
 // --- Nodes ---------------------------------------------------------------------------------------
 
 ORQSimCSet ORQSrvLabelMapper::GetCommonPrimaryNodeSet() {
-    NeedNodes();
-    return GetCommonPrimarySet(m_nodes, m_nnodes,
-                               GetCollection(m_primary, ORQSimSchema::Mesh_nodes));
+    return GetCommonPrimarySet(s_node);
 }
 
 ORQSimCSet ORQSrvLabelMapper::GetCommonSecondaryNodeSet() {
-    NeedNodes();
-    return GetCommonSecondarySet(m_nodes, m_nnodes,
-                                 GetCollection(m_secondary, ORQSimSchema::Mesh_nodes));
+    return GetCommonSecondarySet(s_node);
 }
 
 ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryNodeSet(ORQSimCSetID set) {
-    NeedNodes();
-    return GetMappingFromPrimarySet(m_nodes, m_nnodes, set);
+    return GetMappingFromPrimarySet(s_node, set);
 }
 
 ORQSimCSet ORQSrvLabelMapper::GetSecondaryNodeSet(const ORQSimCSetID& set, bool isAscending) {
-    NeedNodes();
-    const ORQSimCollectionID nodeCol = GetCollection(m_secondary, ORQSimSchema::Mesh_nodes);
-    ORQSrvAssertReported(set.CollectionID() != nodeCol, "primaryNodeSet.CollectionID() != nodeCol");
-    return MapSet(m_nodes, m_nnodes, set, nodeCol, isAscending);
+    return MapSet(s_node, set, isAscending);
 }
 
 void ORQSrvLabelMapper::GetSecondaryNodesBitVector(const omi_BlkBitVect& in, omi_BlkBitVect& out) {
-    NeedNodes();
-    MapSet(m_nodes, m_nnodes, in, out);
-}
-
-const Quad& ORQSrvLabelMapper::NodeAt(int mappingOrdinal) const {
-    ORQSrvAssertReported(m_nodes != nullptr, "m_nodes != 0");
-    ORQSrvAssertReported(mappingOrdinal < m_nnodes, "mappingOrdinal < m_nnodes");
-    return m_nodes[mappingOrdinal];
+    MapSet(s_node, in, out);
 }
 
 const ORQString& ORQSrvLabelMapper::GetNodeMappingOrdinalInstanceName(int mappingOrdinal) const {
-    return m_instances.ConstGet(NodeAt(mappingOrdinal).instanceIndex);
+    return m_instances.ConstGet(At(s_node, mappingOrdinal).instanceIndex);
 }
 
 int ORQSrvLabelMapper::GetNodeMappingOrdinalUserLabel(int mappingOrdinal) const {
-    return NodeAt(mappingOrdinal).userLabel;
+    return At(s_node, mappingOrdinal).userLabel;
 }
 
 // --- Elements ------------------------------------------------------------------------------------
 
 ORQSimCSet ORQSrvLabelMapper::GetCommonPrimaryElementSet() {
-    NeedElements();
-    return GetCommonPrimarySet(m_elements, m_nelements,
-                               GetCollection(m_primary, ORQSimSchema::Mesh_elements));
+    return GetCommonPrimarySet(s_element);
 }
 
 ORQSimCSet ORQSrvLabelMapper::GetCommonSecondaryElementSet() {
-    NeedElements();
-    return GetCommonSecondarySet(m_elements, m_nelements,
-                                 GetCollection(m_secondary, ORQSimSchema::Mesh_elements));
+    return GetCommonSecondarySet(s_element);
 }
 
 ORQSimArray<int> ORQSrvLabelMapper::GetMappingFromPrimaryElementSet(ORQSimCSetID set) {
-    NeedElements();
-    return GetMappingFromPrimarySet(m_elements, m_nelements, set);
+    return GetMappingFromPrimarySet(s_element, set);
 }
 
 ORQSimCSet ORQSrvLabelMapper::GetSecondaryElementSet(const ORQSimCSetID& set, bool isAscending) {
-    NeedElements();
-    const ORQSimCollectionID elementCol = GetCollection(m_secondary, ORQSimSchema::Mesh_elements);
-    ORQSrvAssertReported(set.CollectionID() != elementCol,
-                         "primaryElementSet.CollectionID() != elementCol");
-    return MapSet(m_elements, m_nelements, set, elementCol, isAscending);
+    return MapSet(s_element, set, isAscending);
 }
 
 void ORQSrvLabelMapper::GetSecondaryElementsBitVector(const omi_BlkBitVect& in,
                                                       omi_BlkBitVect& out) {
-    NeedElements();
-    MapSet(m_elements, m_nelements, in, out);
-}
-
-const Quad& ORQSrvLabelMapper::ElementAt(int mappingOrdinal) const {
-    ORQSrvAssertReported(m_elements != nullptr, "m_elements != 0");
-    ORQSrvAssertReported(mappingOrdinal < m_nelements, "mappingOrdinal < m_nelements");
-    return m_elements[mappingOrdinal];
+    MapSet(s_element, in, out);
 }
 
 const ORQString& ORQSrvLabelMapper::GetElementMappingOrdinalInstanceName(int mappingOrdinal) const {
-    return m_instances.ConstGet(ElementAt(mappingOrdinal).instanceIndex);
+    return m_instances.ConstGet(At(s_element, mappingOrdinal).instanceIndex);
 }
 
 int ORQSrvLabelMapper::GetElementMappingOrdinalUserLabel(int mappingOrdinal) const {
-    return ElementAt(mappingOrdinal).userLabel;
+    return At(s_element, mappingOrdinal).userLabel;
 }

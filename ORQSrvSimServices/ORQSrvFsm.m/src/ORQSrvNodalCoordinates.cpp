@@ -27,7 +27,6 @@ ORQSimDrawerID MakeDrawer(const ORQSimDistribution& distribution, const ORQSimCS
         .SetExtendableDim(0)
         .SetDim(0, nodes.AscendingID())
         .SetDim(1, components);
-    make.CheckView();
     make.ExecMake();
     return make.DrawerID();
 }

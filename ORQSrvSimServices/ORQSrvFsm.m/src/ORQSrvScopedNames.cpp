@@ -6,6 +6,7 @@
 
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvAssert.h"
 #include "ORQSrvFunctions.h"
@@ -71,7 +72,7 @@ ORQString Normalise(const ORQString& name) {
 
 // With what the keys of a model begin when it has a prefix.
 ORQString LeadOf(const ORQSimPosition& model) {
-    ORQString lead = model.DataRecord().ReturnString(0);
+    ORQString lead = model.DataRecord().ReturnString(ORQSimRecordField::Model_namePrefix);
     if (!lead.IsEmpty()) {
         lead.Append(kJoiner);
     }

@@ -11,6 +11,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvAssert.h"
@@ -25,7 +26,9 @@ constexpr double kNoValue = -std::numeric_limits<double>::max();
 }  // namespace
 
 ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
-    : m_section(section), m_database(section.Doc()), m_layerCount(section.DataRecord().GetInt(0)) {
+    : m_section(section),
+      m_database(section.Doc()),
+      m_layerCount(section.DataRecord().GetInt(ORQSimRecordField::Section_layered_numLayers)) {
     if (m_layerCount == 0) {
         return;
     }
@@ -77,7 +80,6 @@ void ORQSrvShellSection::ReadLayers(int slot, ORQBasVector<T>& values) const {
         .SetDim(1, m_sectionSet)
         .SetBuffer(ORQSimbufMain, values.data(),
                    static_cast<std::int64_t>(values.size() * sizeof(T)));
-    read.CheckView();
     read.ExecRead();
     read.RelinquishBuffers();
 }

@@ -57,7 +57,6 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
             .SetDim(1, sections)
             .SetBuffer(ORQSimbufMain, counts.data(),
                        static_cast<std::int64_t>(counts.size() * sizeof(int)));
-        read.CheckView();
         read.ExecRead();
         read.RelinquishBuffers();
         for (ORQSimCSetIterator section(sections); !section.IsDone(); section.Next()) {

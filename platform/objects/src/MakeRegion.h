@@ -6,6 +6,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
 #include "ORQSimPosition.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQString.h"
 
@@ -19,7 +20,7 @@ inline ORQSimPosition MakeRegion(const ORQSimPosition& model, int type, const OR
                                                           ORQSimSchema::NameOf(mapSlot) + ")");
     }
     const ORQSimDataRecord record = model.CreateDataRecord(type);
-    record.SetInt(0, number);
+    record.SetInt(ORQSimRecordField::Region_number, number);
     record.Pos().SetName(ORQSimSchema::Record_name, name);
     ORQSimCollection(model.GetPosition(ORQSimSchema::Model_regions).GetCollection())
         .AddMember(record.Pos());

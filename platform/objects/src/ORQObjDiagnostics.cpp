@@ -2,30 +2,25 @@
 
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
-
-namespace {
-
-// Fields of a condition's record. Stored, do not change.
-constexpr int kSeverityField = 1;
-constexpr int kCodeField = 2;
-
-}  // namespace
 
 std::optional<ORQObjJobStatus> ORQObjReadJobStatus(const ORQObjDocument& document) {
     const ORQSimPosition status = document.Focus().GetPosition(ORQSimSchema::Focus_jobStatus);
     if (status.IsNull()) {
         return std::nullopt;
     }
-    return static_cast<ORQObjJobStatus>(status.DataRecord().GetInt(0));
+    return static_cast<ORQObjJobStatus>(
+        status.DataRecord().GetInt(ORQSimRecordField::JobStatus_status));
 }
 
 int ORQObjCondition::GetCode() const {
-    return m_position.DataRecord().GetInt(kCodeField);
+    return m_position.DataRecord().GetInt(ORQSimRecordField::Condition_code);
 }
 
 ORQObjSeverity ORQObjCondition::GetSeverity() const {
-    return static_cast<ORQObjSeverity>(m_position.DataRecord().GetSymb(kSeverityField));
+    return static_cast<ORQObjSeverity>(
+        m_position.DataRecord().GetSymb(ORQSimRecordField::Condition_severity));
 }
 
 std::vector<ORQObjConditionArgument> ORQObjCondition::ReadArguments() const {
@@ -34,11 +29,13 @@ std::vector<ORQObjConditionArgument> ORQObjCondition::ReadArguments() const {
     for (auto i = records.Begin(); i.NotDone(); ++i) {
         const ORQSimDataRecord record = (*i).DataRecord();
         if ((*i).IsA(ORQSimSchema::Condition_intArgument)) {
-            arguments.emplace_back(record.GetInt(0));
+            arguments.emplace_back(record.GetInt(ORQSimRecordField::Condition_intArgument_value));
         } else if ((*i).IsA(ORQSimSchema::Condition_doubleArgument)) {
-            arguments.emplace_back(record.GetDouble(0));
+            arguments.emplace_back(
+                record.GetDouble(ORQSimRecordField::Condition_doubleArgument_value));
         } else {
-            arguments.emplace_back(record.ReturnString(0));
+            arguments.emplace_back(
+                record.ReturnString(ORQSimRecordField::Condition_stringArgument_value));
         }
     }
     return arguments;

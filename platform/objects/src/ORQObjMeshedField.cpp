@@ -6,16 +6,11 @@
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 
 namespace {
-
-// Fields of the record. Stored, do not change.
-constexpr int kGridTypeField = 0;
-constexpr int kFirstLabelField = 1;
-
-constexpr int kIdentifierField = 0;  // of a standard field type
 
 // Values are stored in pieces of so many members, and of so many times that a piece of few members
 // still fills a page.
@@ -51,14 +46,14 @@ ORQSimDistributionID ORQObjMeshedField::GetDistribution() const {
 }
 
 int ORQObjMeshedField::GetGridType() const {
-    return m_position.DataRecord().GetTypeID(kGridTypeField).Index();
+    return m_position.DataRecord().GetTypeID(ORQSimRecordField::MeshedField_gridType).Index();
 }
 
 ORQString ORQObjMeshedField::GetIdentifier() const {
     const ORQSimPosition type = m_position.GetPosition(ORQSimSchema::MeshedField_type);
     ORQString identifier;
     if (type.IsA(ORQSimSchema::FieldType_standard)) {
-        type.DataRecord().GetString(kIdentifierField, identifier);
+        type.DataRecord().GetString(ORQSimRecordField::FieldType_standard_identifier, identifier);
     }
     return identifier;
 }
@@ -69,7 +64,8 @@ ORQSimCSet ORQObjMeshedField::GetComponents() const {
 
 ORQString ORQObjMeshedField::GetComponentLabel(int place) const {
     ORQString label;
-    m_position.DataRecord().GetString(kFirstLabelField + place, label);
+    m_position.DataRecord().GetString(ORQSimRecordField::MeshedField_firstComponentLabel + place,
+                                      label);
     return label;
 }
 
@@ -136,7 +132,8 @@ std::int64_t ORQObjMeshedField::Read(int time, const ORQSimCSet& members, double
 }
 
 void ORQObjMeshedField::SetGridType(int gridType) const {
-    m_position.DataRecord().SetTypeID(kGridTypeField, ORQSimTypeID(gridType));
+    m_position.DataRecord().SetTypeID(ORQSimRecordField::MeshedField_gridType,
+                                      ORQSimTypeID(gridType));
 }
 
 void ORQObjMeshedField::SetComponents(const ORQSimCSetID& codes) const {
@@ -144,5 +141,6 @@ void ORQObjMeshedField::SetComponents(const ORQSimCSetID& codes) const {
 }
 
 void ORQObjMeshedField::SetComponentLabel(int place, const ORQString& label) const {
-    m_position.DataRecord().SetString(kFirstLabelField + place, label);
+    m_position.DataRecord().SetString(ORQSimRecordField::MeshedField_firstComponentLabel + place,
+                                      label);
 }

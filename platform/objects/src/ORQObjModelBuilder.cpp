@@ -23,6 +23,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimSymbols.h"
 #include "ORQSimTransfer.h"
@@ -191,7 +192,7 @@ void ORQObjModelBuilder::SetTitle(const ORQString& title) const {
 }
 
 void ORQObjModelBuilder::SetModelPrefix(const ORQString& prefix) const {
-    Model().DataRecord().SetString(0, prefix);
+    Model().DataRecord().SetString(ORQSimRecordField::Model_namePrefix, prefix);
 }
 
 ORQSimCSetID ORQObjModelBuilder::SpatialDirections(int dimension) const {
@@ -335,9 +336,9 @@ ORQSimPosition ORQObjModelBuilder::AddBlock(const ORQString& name, int number,
                                             const ORQSimCSetID& elements) const {
     CheckSet(elements, ORQObjMesh(Mesh()).GetElementCollection(), "block \"" + name.UTF8() + "\"");
     const ORQSimDataRecord record = Mesh().CreateDataRecord(ORQSimSchema::Block);
-    record.SetInt(0, number);
-    record.SetString(1, shapeInFile);
-    record.SetString(2, shape);
+    record.SetInt(ORQSimRecordField::Block_number, number);
+    record.SetString(ORQSimRecordField::Block_shapeInFile, shapeInFile);
+    record.SetString(ORQSimRecordField::Block_shape, shape);
     const ORQSimPosition block = record.Pos();
     block.SetName(ORQSimSchema::Record_name, name);
     block.SetPosition(ORQSimSchema::Block_elements, StoreApart(elements));
@@ -362,7 +363,7 @@ ORQSimPosition ORQObjModelBuilder::AddBlockAttributes(const ORQSimPosition& bloc
 void ORQObjModelBuilder::AddProperty(const ORQSimPosition& object, const ORQString& name,
                                      int value) const {
     const ORQSimDataRecord record = object.CreateDataRecord(ORQSimSchema::Property);
-    record.SetInt(0, value);
+    record.SetInt(ORQSimRecordField::Property_value, value);
     object.GetMap(ORQSimSchema::Object_properties).Insert(name, record.Pos());
 }
 

@@ -19,6 +19,7 @@
 #include "ORQSimDSet.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimTransfer.h"
 
 namespace {
@@ -82,7 +83,7 @@ ORQSimPosition ORQObjRegionBuilder::AddSurfaceOfRevolution(const ORQString& name
          {std::pair{Orientation_axisPointA, &axisA}, std::pair{Orientation_axisPointB, &axisB}}) {
         NeedRecord(orientation, slot, AxisPoint)
             .DataRecord()
-            .SetDouble(0, kDimension, point->data());
+            .SetDouble(ORQSimRecordField::AxisPoint_coordinates, kDimension, point->data());
     }
     return surface;
 }

@@ -8,17 +8,11 @@
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "UserFieldType.h"
 
 namespace {
-
-// Fields of the records. Stored, do not change.
-constexpr int kNumberField = 0;
-constexpr int kLayersField = 0;
-constexpr int kSectionNumberField = 1;
-constexpr int kAxis1Field = 1;
-constexpr int kAxis2Field = 2;
 
 // Model and libraries lead to one collection. Where they lead to two, as they once did, what counts
 // layers of the libraries' one counts the same layers of the model's.
@@ -54,8 +48,10 @@ ORQObjSectionBuilder::ORQObjSectionBuilder(const ORQObjDocument& document)
 
 ORQSimPosition ORQObjSectionBuilder::AddNamed(int type, const ORQString& name, int number,
                                               const ORQSimPosition& collection) const {
+    using namespace ORQSimRecordField;
+    static_assert(Material_number == Ply_number && Material_number == Orientation_number);
     const ORQSimDataRecord record = m_model.CreateDataRecord(type);
-    record.SetInt(kNumberField, number);
+    record.SetInt(Material_number, number);
     record.Pos().SetName(ORQSimSchema::Record_name, name);
     ORQSimCollection(collection.GetCollection()).AddMember(record.Pos());
     return record.Pos();
@@ -82,8 +78,8 @@ ORQSimPosition ORQObjSectionBuilder::AddOrientation(const ORQString& name, int n
         AddNamed(ORQSimSchema::Orientation, name, number,
                  m_model.GetPosition(ORQSimSchema::Model_orientationCollection));
     const ORQSimDataRecord record = orientation.DataRecord();
-    record.SetDouble(kAxis1Field, 3, axis1.data());
-    record.SetDouble(kAxis2Field, 3, axis2.data());
+    record.SetDouble(ORQSimRecordField::Orientation_axis1, 3, axis1.data());
+    record.SetDouble(ORQSimRecordField::Orientation_axis2, 3, axis2.data());
     InsertNamed(m_model.GetMap(ORQSimSchema::Model_orientations), name, orientation, "orientation");
     return orientation;
 }
@@ -95,8 +91,8 @@ ORQSimPosition ORQObjSectionBuilder::AddShellSection(const ORQString& name, int 
                                                           std::to_string(layers) + " layers");
     }
     const ORQSimDataRecord record = m_model.CreateDataRecord(ORQSimSchema::Section_Shell);
-    record.SetInt(kLayersField, layers);
-    record.SetInt(kSectionNumberField, number);
+    record.SetInt(ORQSimRecordField::Section_layered_numLayers, layers);
+    record.SetInt(ORQSimRecordField::Section_layered_number, number);
     const ORQSimPosition section = record.Pos();
     section.SetName(ORQSimSchema::Record_name, name);
     ORQSimCollection(m_model.GetPosition(ORQSimSchema::Model_sections).GetCollection())

@@ -12,6 +12,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "UserFieldType.h"
@@ -176,8 +177,8 @@ void ORQObjStepBuilder::SetTimeIncrementation(const ORQSimPosition& step, double
     const ORQSimDataRecord record = NeedRecord(step, ORQSimSchema::Step_Gen_timeIncrementation,
                                                ORQSimSchema::TimeIncrementation)
                                         .DataRecord();
-    record.SetDouble(0, firstIncrement);
-    record.SetDouble(1, length);
+    record.SetDouble(ORQSimRecordField::TimeIncrementation_firstIncrement, firstIncrement);
+    record.SetDouble(ORQSimRecordField::TimeIncrementation_length, length);
 }
 
 ORQSimPosition ORQObjStepBuilder::StandardFieldType(const ORQString& identifier) const {
@@ -187,7 +188,7 @@ ORQSimPosition ORQObjStepBuilder::StandardFieldType(const ORQString& identifier)
     ORQSimPosition type = types.Find(identifier);
     if (type.IsNull()) {
         const ORQSimDataRecord record = m_document.CreateDataRecord(FieldType_standard);
-        record.SetString(0, identifier);
+        record.SetString(ORQSimRecordField::FieldType_standard_identifier, identifier);
         type = record.Pos();
         InsertNamed(types, identifier, type, "field type");
     }

@@ -59,6 +59,10 @@ ORQSimDatabase ORQSimDatabase::Open(const std::string& directory, Mode mode) {
         std::make_shared<DatabaseState>(Store::Open(directory, mode == Mode::ReadWrite)));
 }
 
+std::vector<std::string> ORQSimDatabase::FindForeignFiles(const std::string& directory) {
+    return Store::FindForeignFiles(directory);
+}
+
 ORQSimDatabase::Recovery ORQSimDatabase::Recover(const std::string& damaged,
                                                  const std::string& into,
                                                  const std::function<void(double)>& progress) {

@@ -27,7 +27,7 @@ std::unique_ptr<Store> Store::Open(const std::string& name, bool writable) {
 }
 
 std::vector<std::string> Store::FindForeignFiles(const std::string& directory) {
-    const std::string catalogue = CataloguePath("");
+    const std::string catalogue = CataloguePath("");  // "/" and the file's name
     const std::string ours[] = {catalogue, catalogue + "-wal", catalogue + "-shm", BulkPath(""),
                                 LockPath("")};
     std::vector<std::string> foreign;

@@ -22,26 +22,26 @@ std::string Placeholders(std::size_t n) {
     return text;
 }
 
-// A way to the rows of a table: by its key or by an index.
-struct Way {
+// How rows of a table are reached: by its key or by an index.
+struct AccessPath {
     const TableShape& table;
-    std::vector<const char*> columns;  // by the first of which can be asked
-    std::size_t nOrder;                // of the columns, by which the rows come
+    std::vector<const char*> columns;  // a query gives the first ones
+    std::size_t nOrder;                // of the columns, by which rows are ordered
 
     std::span<const char* const> First(std::size_t n) const { return std::span(columns).first(n); }
 };
 
-Way WayOf(bool isIndex, int what) {
+AccessPath PathOf(bool isIndex, int what) {
     if (isIndex) {
         const IndexShape& index = Shape(static_cast<Index>(what));
         return {Shape(index.table), index.columns, index.columns.size()};
     }
     const TableShape& table = Shape(static_cast<Table>(what));
-    Way way{table, {}, static_cast<std::size_t>(table.nKeys)};
+    AccessPath path{table, {}, static_cast<std::size_t>(table.nKeys)};
     for (const Column& column : table.columns) {
-        way.columns.push_back(column.name);
+        path.columns.push_back(column.name);
     }
-    return way;
+    return path;
 }
 
 std::string List(std::span<const char* const> columns, const char* suffix = "") {
@@ -52,12 +52,12 @@ std::string List(std::span<const char* const> columns, const char* suffix = "") 
     return text;
 }
 
-// Where the first `n` columns of a way stand in a row of the table.
-std::vector<int> PlacesOf(const Way& way, std::size_t n) {
+// Where the first `n` columns of a path stand in a row of the table.
+std::vector<int> PlacesOf(const AccessPath& path, std::size_t n) {
     std::vector<int> places;
-    for (const std::string_view name : way.First(n)) {
-        const auto* found = std::ranges::find(way.table.columns, name, &Column::name);
-        places.push_back(static_cast<int>(found - way.table.columns.begin()));
+    for (const std::string_view name : path.First(n)) {
+        const auto* found = std::ranges::find(path.table.columns, name, &Column::name);
+        places.push_back(static_cast<int>(found - path.table.columns.begin()));
     }
     return places;
 }
@@ -185,8 +185,9 @@ sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how) {
 sqlite3_stmt* Catalogue::EraseStatement(Table table, std::size_t nKeys) {
     sqlite3_stmt*& statement = m_erasures[static_cast<std::size_t>(table)][nKeys];
     if (statement == nullptr) {
-        statement = m_connection.Prepare(std::string("DELETE FROM ") + NameOf(table) +
-                                         Where(WayOf(false, static_cast<int>(table)).First(nKeys)));
+        statement =
+            m_connection.Prepare(std::string("DELETE FROM ") + NameOf(table) +
+                                 Where(PathOf(false, static_cast<int>(table)).First(nKeys)));
     }
     return statement;
 }
@@ -201,22 +202,22 @@ void Catalogue::Run(sqlite3_stmt* statement, Table table) {
 
 // --- Reading -------------------------------------------------------------------------------------
 
-RowSource& Catalogue::Ask(Question question, int what, const RowKey& key) {
+RowSource& Catalogue::Open(Query query, int what, const RowKey& key) {
     if (key.nNumbers > 0 && !key.text) {
         m_connection.NeedTransaction();
-        if (RowWalk* walk = WalksOf(question, what, key.nNumbers).Begin(key.numbers)) {
+        if (RowWalk* walk = WalksOf(query, what, key.nNumbers).Begin(key.numbers)) {
             return *walk;
         }
     }
-    return Take(question, what, key);
+    return Take(query, what, key);
 }
 
-Catalogue::StatementRows& Catalogue::Take(Question question, int what, const RowKey& key) {
+Catalogue::StatementRows& Catalogue::Take(Query query, int what, const RowKey& key) {
     m_connection.NeedTransaction();
     auto& pool =
-        m_pools[static_cast<std::size_t>(question)][static_cast<std::size_t>(what)][key.Size()];
+        m_pools[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][key.Size()];
     if (pool.empty()) {
-        pool.push_back(&Make(pool, question, what, key.Size()));
+        pool.push_back(&Make(pool, query, what, key.Size()));
     }
     StatementRows& rows = *pool.back();
     rows.Bind(key);
@@ -225,13 +226,13 @@ Catalogue::StatementRows& Catalogue::Take(Question question, int what, const Row
 }
 
 std::int64_t Catalogue::CountRows(Table table, const RowKey& key) {
-    StatementRows& rows = Take(Question::Count, static_cast<int>(table), key);
+    StatementRows& rows = Take(Query::Count, static_cast<int>(table), key);
     const Closing closing(rows);
     return rows.Step() ? sqlite3_column_int64(rows.Statement(), 0) : 0;
 }
 
 void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::string>& problems) {
-    StatementRows& rows = Take(Question::Find, static_cast<int>(table), RowKey());
+    StatementRows& rows = Take(Query::Find, static_cast<int>(table), RowKey());
     const Closing closing(rows);
     while (problems.size() < most && rows.Step()) {
         if (const std::string problem = ProblemOfRow(table, ValuesOf(rows.Statement()));
@@ -241,37 +242,37 @@ void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::str
     }
 }
 
-Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Question question, int what,
+Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query, int what,
                                           std::size_t nKeys) {
-    const Way way = WayOf(question == Question::FindBy, what);
-    std::string sql = std::string(question == Question::Count ? "SELECT count(*)" : "SELECT *") +
-                      " FROM " + way.table.name + Where(way.First(nKeys));
-    switch (question) {
-        case Question::Count:
+    const AccessPath path = PathOf(query == Query::FindBy, what);
+    std::string sql = std::string(query == Query::Count ? "SELECT count(*)" : "SELECT *") +
+                      " FROM " + path.table.name + Where(path.First(nKeys));
+    switch (query) {
+        case Query::Count:
             break;
-        case Question::FindLast:
-            sql += " ORDER BY " + List(way.First(way.nOrder), " DESC") + " LIMIT 1";
+        case Query::FindLast:
+            sql += " ORDER BY " + List(path.First(path.nOrder), " DESC") + " LIMIT 1";
             break;
         default:
-            sql += " ORDER BY " + List(way.First(way.nOrder));
+            sql += " ORDER BY " + List(path.First(path.nOrder));
     }
     m_statements.push_back(
-        std::make_unique<StatementRows>(m_connection, home, sql, TableOf(question, what)));
+        std::make_unique<StatementRows>(m_connection, home, sql, TableOf(query, what)));
     // Room for every statement that was ever made, so that bringing one back takes no memory.
     home.reserve(home.capacity() + 1);
     return *m_statements.back();
 }
 
-RowWalks& Catalogue::WalksOf(Question question, int what, std::size_t nKeys) {
+RowWalks& Catalogue::WalksOf(Query query, int what, std::size_t nKeys) {
     RowWalks*& walks =
-        m_walksOf[static_cast<std::size_t>(question)][static_cast<std::size_t>(what)][nKeys];
+        m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
     if (walks == nullptr) {
-        const Way way = WayOf(question == Question::FindBy, what);
-        const std::string sql = std::string("SELECT * FROM ") + way.table.name + " WHERE (" +
-                                List(way.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
-                                ") ORDER BY " + List(way.First(way.nOrder));
-        m_walks.push_back(std::make_unique<RowWalks>(RowQuestion{
-            m_connection, sql, PlacesOf(way, nKeys), CodecOf(TableOf(question, what))}));
+        const AccessPath path = PathOf(query == Query::FindBy, what);
+        const std::string sql = std::string("SELECT * FROM ") + path.table.name + " WHERE (" +
+                                List(path.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
+                                ") ORDER BY " + List(path.First(path.nOrder));
+        m_walks.push_back(std::make_unique<RowWalks>(
+            RowQuery{m_connection, sql, PlacesOf(path, nKeys), CodecOf(TableOf(query, what))}));
         walks = m_walks.back().get();
     }
     return *walks;

@@ -34,9 +34,9 @@ class Catalogue final : public RowStore {
     void LeaveRows();
 
   private:
-    enum class Question : int { Find, FindLast, FindBy, Count, Kinds };
+    enum class Query : int { Find, FindLast, FindBy, Count, Kinds };
     static constexpr std::size_t kMostKeys = RowKey::kMostNumbers + 1;
-    static constexpr std::size_t kMostWays =
+    static constexpr std::size_t kMostPaths =
         std::max(static_cast<std::size_t>(Table::Count), static_cast<std::size_t>(Index::Count));
 
     // A statement that answers one kind of query. Equal ones are kept for it: one is taken for a
@@ -61,43 +61,43 @@ class Catalogue final : public RowStore {
     };
 
     RowSource& FindRows(Table table, const RowKey& key) override {
-        return Ask(Question::Find, static_cast<int>(table), key);
+        return Open(Query::Find, static_cast<int>(table), key);
     }
     RowSource& FindLastRow(Table table, const RowKey& key) override {
-        return Take(Question::FindLast, static_cast<int>(table), key);
+        return Take(Query::FindLast, static_cast<int>(table), key);
     }
     RowSource& FindRowsBy(Index index, const RowKey& key) override {
-        return Ask(Question::FindBy, static_cast<int>(index), key);
+        return Open(Query::FindBy, static_cast<int>(index), key);
     }
     std::int64_t CountRows(Table table, const RowKey& key) override;
     bool WriteRow(Table table, Write how, const void* row) override;
     int EraseRows(Table table, const RowKey& key) override;
 
-    static Table TableOf(Question question, int what) {
-        return question == Question::FindBy ? Shape(static_cast<Index>(what)).table
-                                            : static_cast<Table>(what);
+    static Table TableOf(Query query, int what) {
+        return query == Query::FindBy ? Shape(static_cast<Index>(what)).table
+                                      : static_cast<Table>(what);
     }
-    RowSource& Ask(Question question, int what, const RowKey& key);
-    StatementRows& Take(Question question, int what, const RowKey& key);
-    StatementRows& Make(StatementRows::Pool& home, Question question, int what, std::size_t nKeys);
-    RowWalks& WalksOf(Question question, int what, std::size_t nKeys);
+    RowSource& Open(Query query, int what, const RowKey& key);
+    StatementRows& Take(Query query, int what, const RowKey& key);
+    StatementRows& Make(StatementRows::Pool& home, Query query, int what, std::size_t nKeys);
+    RowWalks& WalksOf(Query query, int what, std::size_t nKeys);
     sqlite3_stmt* WriteStatement(Table table, Write how);
     sqlite3_stmt* EraseStatement(Table table, std::size_t nKeys);
     void Run(sqlite3_stmt* statement, Table table);
 
     template <class T>
     using ForEachTable = std::array<T, static_cast<std::size_t>(Table::Count)>;
-    // By question, table or index, and number of keys.
+    // By query, table or index, and number of keys.
     template <class T>
-    using ForEachQuestion = std::array<std::array<std::array<T, kMostKeys + 1>, kMostWays>,
-                                       static_cast<std::size_t>(Question::Kinds)>;
+    using ForEachQuery = std::array<std::array<std::array<T, kMostKeys + 1>, kMostPaths>,
+                                    static_cast<std::size_t>(Query::Kinds)>;
 
     Connection& m_connection;
     ForEachTable<std::array<sqlite3_stmt*, 3>> m_writes{};
     ForEachTable<std::array<sqlite3_stmt*, kMostKeys + 1>> m_erasures{};
-    ForEachQuestion<StatementRows::Pool> m_pools;
+    ForEachQuery<StatementRows::Pool> m_pools;
     std::vector<std::unique_ptr<StatementRows>> m_statements;
-    ForEachQuestion<RowWalks*> m_walksOf{};
+    ForEachQuery<RowWalks*> m_walksOf{};
     std::vector<std::unique_ptr<RowWalks>> m_walks;
 };
 

@@ -45,13 +45,13 @@ void Engine::PutState(std::int64_t generation) {
 
 std::map<std::string, std::int64_t> Engine::Roots() {
     std::map<std::string, std::int64_t> roots;
-    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> question(
+    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> query(
         m_connection->Prepare("SELECT rootpage, name FROM sqlite_schema"), sqlite3_finalize);
     int code = SQLITE_ROW;
-    while ((code = sqlite3_step(question.get())) == SQLITE_ROW) {
-        const auto* name = static_cast<const char*>(sqlite3_column_blob(question.get(), 1));
-        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(question.get(), 1));
-        roots[std::string(name, size)] = sqlite3_column_int64(question.get(), 0);
+    while ((code = sqlite3_step(query.get())) == SQLITE_ROW) {
+        const auto* name = static_cast<const char*>(sqlite3_column_blob(query.get(), 1));
+        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(query.get(), 1));
+        roots[std::string(name, size)] = sqlite3_column_int64(query.get(), 0);
     }
     if (code != SQLITE_DONE) {
         m_connection->Fail(code, "read the schema");

@@ -115,7 +115,7 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"free_extent", 1, {Number("offset"), Number("length"), NumberOrNone("generation")}},
 }};
 
-// With the category, though no question needs it: the index then holds all of a row but the
+// With the category, though no query needs it: the index then holds all of a row but the
 // target's type, from which Salvage makes rows again that were lost with their page.
 #define ORQ_TARGET_COLUMNS "target_object", "target_index", "slot", "target_category"
 

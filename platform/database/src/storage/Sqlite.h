@@ -82,7 +82,7 @@ class Connection {
 
     // Runs one or more statements that answer no rows (rows are dropped).
     void Execute(const char* sql);
-    // Asks once; calls `onRow` with each row that is answered.
+    // Runs one query; calls `onRow` with each row of the answer.
     void ForEachRow(const char* sql, const std::function<void(const std::vector<Value>&)>& onRow);
     sqlite3_stmt* Prepare(const std::string& sql);
     [[noreturn]] void Fail(int code, std::string_view doing) const;
@@ -145,7 +145,7 @@ int BindValue(sqlite3_stmt* statement, int index, std::nullptr_t);
 
 int BindValue(sqlite3_stmt* statement, int index, const Value& value);
 
-// The same for the keys of a question, whose rows are read later: text is copied.
+// The same for the keys of a query, whose rows are read later: text is copied.
 inline int BindKey(sqlite3_stmt* statement, int index, std::int64_t value) {
     return sqlite3_bind_int64(statement, index, value);
 }

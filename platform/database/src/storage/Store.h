@@ -51,7 +51,7 @@ class RowSource {
     RowSource(const RowSource&) = delete;
     RowSource& operator=(const RowSource&) = delete;
 
-    /// Puts the next row into a struct of the table that was asked; false when there is none.
+    /// Puts the next row into a struct of the query's table; false when there is none.
     virtual bool Next(void* row) = 0;
     virtual void Close() noexcept = 0;
 

@@ -130,6 +130,15 @@ const std::array<IndexShape, static_cast<std::size_t>(Index::Count)> kIndices = 
     {"component_set_by_hash", Table::ComponentSet, {"collection", "hash"}},
 }};
 
+std::string NamesOfKey(const TableShape& table) {
+    std::string text;
+    for (const Column& column : std::span(table.columns.begin(), table.columns.end())
+                                    .first(static_cast<std::size_t>(table.nKeys))) {
+        text += std::string(text.empty() ? "" : ", ") + column.name;
+    }
+    return text;
+}
+
 std::string_view Declared(Column::Type type) {
     constexpr std::array<std::string_view, 4> kWords = {" INTEGER", " TEXT", " BLOB", ""};
     return kWords[static_cast<std::size_t>(type)];
@@ -140,9 +149,7 @@ std::string SqlOf(const TableShape& table) {
     for (const Column& column : table.columns) {
         sql += std::string(column.name) + std::string(Declared(column.type)) + ", ";
     }
-    return sql + "PRIMARY KEY(" +
-           ListColumns({table.columns.begin(), static_cast<std::size_t>(table.nKeys)}, ", ") +
-           ")) WITHOUT ROWID";
+    return sql + "PRIMARY KEY(" + NamesOfKey(table) + ")) WITHOUT ROWID";
 }
 
 std::string SqlOf(const IndexShape& index, std::span<const char* const> columns) {
@@ -270,15 +277,6 @@ const TableShape& Shape(Table table) {
 
 const IndexShape& Shape(Index index) {
     return kIndices[static_cast<std::size_t>(index)];
-}
-
-std::string ListColumns(std::span<const Column> columns, std::string_view between,
-                        std::string_view suffix) {
-    std::string text;
-    for (const Column& column : columns) {
-        text.append(text.empty() ? "" : between).append(column.name).append(suffix);
-    }
-    return text;
 }
 
 void CreateSchema(Connection& connection) {

@@ -45,10 +45,6 @@ struct IndexShape {
 };
 const IndexShape& Shape(Index index);
 
-// "a, b, c" from the first `n` columns, each with `suffix`.
-std::string ListColumns(std::span<const Column> columns, std::string_view between,
-                        std::string_view suffix = "");
-
 // Makes all tables and indices in an empty catalogue.
 void CreateSchema(Connection& connection);
 // Throws Damaged when a catalogue has anything but our tables and indices, made as we make them or

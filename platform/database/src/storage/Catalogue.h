@@ -22,7 +22,7 @@ class Catalogue final : public RowStore {
     explicit Catalogue(Connection& connection) : m_connection(connection) {}
     ~Catalogue() override;
 
-    // InsertNew of a row whose values are all there, in order. REQUIRES: as many as NumColumns.
+    // InsertNew of a row whose values are all there, in order. REQUIRES: as many as columns.
     bool InsertNewRow(Table table, std::span<const Value> row);
     std::int64_t NumChanges() const override {
         return sqlite3_total_changes64(m_connection.Handle());

@@ -31,6 +31,7 @@ struct RowKey {
 
     template <class... Values>
     explicit RowKey(const Values&... values) {
+        static_assert(sizeof...(Values) <= kMostNumbers);
         (Add(values), ...);
     }
     std::size_t Size() const { return nNumbers + (text ? 1 : 0); }

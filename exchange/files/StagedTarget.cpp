@@ -1,6 +1,6 @@
-#include <algorithm>
-#include <array>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "ORQBasFailure.h"
 #include "ORQExcStagedTarget.h"
@@ -9,9 +9,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr std::array<std::string_view, 5> kDatabaseFiles = {
-    "catalogue.sqlite", "catalogue.sqlite-wal", "catalogue.sqlite-shm", "bulk.bin", "lock"};
 
 [[noreturn]] void FailUsage(const fs::path& path, std::string_view message) {
     throw ORQBasFailure(ORQBasFailureKind::Usage, path.string().append(": ").append(message));
@@ -38,13 +35,10 @@ fs::path ResolvedName(const fs::path& given) {
 }
 
 void CheckHoldsNothingElse(const fs::path& directory) {
-    for (const auto& entry : fs::directory_iterator(directory)) {
-        const std::string file = entry.path().filename().string();
-        if (std::ranges::find(kDatabaseFiles, file) == kDatabaseFiles.end()) {
-            FailUsage(directory, "holds \"" + file +
-                                     "\", which is no part of a model database, and is not "
-                                     "replaced");
-        }
+    const std::vector<std::string> foreign = ORQSimDatabase::FindForeignFiles(directory.string());
+    if (!foreign.empty()) {
+        FailUsage(directory, "holds \"" + foreign.front() +
+                                 "\", which is no part of a model database, and is not replaced");
     }
 }
 

@@ -66,14 +66,15 @@ class Peer {
         kill(m_process, SIGKILL);
         End();
     }
-
-  private:
+    // Waits until the process has ended, as it does after its last step.
     void End() {
         if (m_process > 0) {
             waitpid(m_process, nullptr, 0);
             m_process = 0;
         }
     }
+
+  private:
 
     [[noreturn]] static void Play(const std::vector<Step>& script, int go, int answers) {
         for (const Step& step : script) {

@@ -378,6 +378,7 @@ TEST_F(ProcessTest, AForkedChildLeavesItsParentsDatabaseAlone) {
     EXPECT_EQ(database->Verify(), Texts());
     EXPECT_EQ(ValueOf(*inMemory), "1");
     WriteAll(*database, 121);
+    child.End();  // its copy of the lock ends with it
     database.reset();
     database = OpenToWrite(m_path);
     EXPECT_EQ(database->Verify(), Texts());

@@ -1,6 +1,9 @@
 // A process that stops, or a power that fails, at every call to the disk; and disks that refuse.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <limits>
 
 #include "HistoryTest.h"
 #include "ORQSrvBulkShellLayers.h"
@@ -161,19 +164,19 @@ TEST_F(StopTest, ACallThatFailsUndoesItsTransactionAndNoMore) {
 TEST_F(StopTest, WhatAKilledProcessLeftOfADatabaseGoesWhenTheNextOneOfItsNameIsMade) {
     namespace fs = std::filesystem;
     const std::string path = m_folder / "next.orq";
-    const std::string noProcess = std::to_string(std::numeric_limits<int>::max());
-    const std::string left = path + ".new-" + noProcess;
-    const Texts kept = {path + ".new-" + std::to_string(getppid()), path + ".new-x",
-                        path + ".old-" + noProcess, m_folder / "b.orq.new-" + noProcess};
+    // As a process leaves them that was killed while it made one.
+    const std::string left = path + ".new-aB3xYz";
+    fs::create_directories(left);
+    ORQSimDatabase::Create(left + "/next.orq");
+    const Texts kept = {path + ".old-aB3xYz", m_folder / "b.orq.new-aB3xYz", path + ".new-design"};
     for (const std::string& each : kept) {
         ORQSimDatabase::Create(each);
     }
-    {
-        // On another host, whose processes are not known here, it is still being made.
-        const ORQSimDatabase made = ORQSimDatabase::Create(left);
-        ORQSimDatabase::Create(path);
-        EXPECT_TRUE(fs::exists(left));
-    }
+    const int lock = open(left.c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    ORQSimDatabase::Create(path);
+    EXPECT_TRUE(fs::exists(left)) << "its process lives";
+    close(lock);
     fs::remove_all(path);
     ORQSimDatabase::Create(path);
     EXPECT_FALSE(fs::exists(left));

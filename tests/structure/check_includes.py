@@ -7,7 +7,9 @@ The rules, for every include of a file of the house:
   1. it does not point to a higher floor;
   2. a private file, which lies outside the public directories, is included from its own part only;
   3. a public header includes only public headers;
-  4. of two rooms of a part, at most one includes files of the other.
+  4. of two rooms of a part, at most one includes files of the other;
+  5. of the storage engine, the floor above includes the seam only, and the seam nothing else of it;
+  6. SQLite's header is included by the storage engine only.
 """
 
 import pathlib
@@ -30,6 +32,10 @@ PUBLIC = ["platform/base/include", "platform/database/include", "platform/object
           "ORQSrvSimServices/PublicInterfaces", "exchange/include"]
 # Rooms of a part are its folders; below these directories the folder itself is a room of its own.
 HALLS = ["exchange/formats", "exchange", "tools/orqmodel"]
+# The storage engine, what the floor above may include of it, and the header that stays inside.
+ENGINE = "platform/database/src/storage"
+SEAM = [ENGINE + "/Rows.h", ENGINE + "/Salvage.h", ENGINE + "/Store.h"]
+SQLITE = "sqlite3.h"
 INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)
 SUFFIXES = {".h", ".hpp", ".cpp", ".inl"}
 
@@ -79,9 +85,23 @@ def mutual_rooms(files):
             yield f"{a} and {b} include each other: {example}; {examples[b, a]}"
 
 
+def engine_faults(files):
+    for path, text in sorted(files.items()):
+        if lies_in(path, ENGINE) and path not in SEAM:
+            continue
+        for included in INCLUDE.findall(text):
+            target = target_of(path, included, files) or ""
+            if included == SQLITE:
+                yield f"{path}: includes {SQLITE}, which only the storage engine may"
+            elif (lies_in(target, ENGINE) and target not in SEAM
+                  and place(path)[1] == "database" and not is_public(path)):  # rules 2, 3 else
+                yield f"{path}: includes {target}, which is behind the seam of the storage engine"
+
+
 def faults(files):
     """`files` holds the texts by path from the root."""
     yield from mutual_rooms(files)
+    yield from engine_faults(files)
     for path, text in sorted(files.items()):
         floor, part = place(path)
         for included in INCLUDE.findall(text):
@@ -107,9 +127,12 @@ def self_check():
     house = {
         "platform/base/include/Text.h": "#include <string>\n",
         "platform/base/src/Text.cpp": '#include "Text.h"\n',
-        "platform/database/src/storage/Extent.h": '#include "Text.h"\n',
+        "platform/database/src/storage/Extent.h": '#include "Text.h"\n#include <sqlite3.h>\n',
+        "platform/database/src/storage/Rows.h": "#include <tuple>\n",
+        "platform/database/src/storage/Store.h": '#include "Rows.h"\n',
+        "platform/database/src/storage/Engine.h": '#include "Extent.h"\n#include "Store.h"\n',
         "platform/database/include/Position.h": '#include "Text.h"\n',
-        "platform/database/src/Position.cpp": '#include "Position.h"\n#include "storage/Extent.h"\n',
+        "platform/database/src/Position.cpp": '#include "Position.h"\n#include "storage/Store.h"\n',
         "platform/objects/include/Mesh.h": '#include "Position.h"\n',
         "ORQSrvSimServices/PublicInterfaces/Areas.h": '#include "Mesh.h"\n',
         "ORQSrvSimServices/Fsm/src/Areas.cpp": '#include "Areas.h"\n#include "Assert.h"\n',
@@ -132,6 +155,10 @@ def self_check():
         ("tools/model/main.cpp", '#include "Assert.h"', "private"),
         ("tools/model/main.cpp", '#include "model/Blocks.h"', "private"),
         ("exchange/formats/gmsh/Mesh4.h", '#include "formats/vtk/Grid.h"', "include each other"),
+        ("platform/database/src/Position.cpp", '#include "storage/Engine.h"', "behind the seam"),
+        ("platform/database/src/storage/Store.h", '#include "Extent.h"', "behind the seam"),
+        ("platform/database/src/Position.cpp", '#include <sqlite3.h>', "only the storage engine"),
+        ("tools/model/main.cpp", '#include "sqlite3.h"', "only the storage engine"),
     ]
     with tempfile.TemporaryDirectory() as directory:
         root = pathlib.Path(directory)
@@ -153,7 +180,9 @@ def main(arguments):
         return 0
     files = read(pathlib.Path(arguments[0]))
     missing = [directory for directory in PUBLIC if not any(lies_in(path, directory) for path in files)]
-    found = [f"no file in {directory}" for directory in missing] + list(faults(files))
+    found = [f"no file in {directory}" for directory in missing]
+    found += [f"no file {path}" for path in SEAM if path not in files]
+    found += list(faults(files))
     print("\n".join(found))
     return 1 if found else 0
 

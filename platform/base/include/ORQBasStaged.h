@@ -9,7 +9,8 @@
 ///
 /// It is made in a folder of its own beside its place, NAME.PURPOSE-XXXXXX, which is locked while
 /// its process lives and removed, with all in it, at the end of this object. What killed processes
-/// left for the same name and purpose is removed by the next one.
+/// left for the same name and purpose is removed by the next one, where the file system can lock a
+/// folder.
 ///
 ///   ORQBasStaged staged("wing.vtu", "export");
 ///   Write(staged.Path());

@@ -46,6 +46,9 @@ class ORQ_EXPORT ORQSimDatabase {
     /// name is taken; on any failure nothing is left under the name.
     static ORQSimDatabase Create(const std::string& directory);
     static ORQSimDatabase Open(const std::string& directory, Mode mode);
+    /// The names of what lies in a database's directory and is no part of a database, ascending:
+    /// who replaces or removes the directory would lose it.
+    static std::vector<std::string> FindForeignFiles(const std::string& directory);
     /// A database that lives in memory and ends with its last handle.
     static ORQSimDatabase CreateInMemory();
 

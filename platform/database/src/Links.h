@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -10,13 +11,33 @@
 
 namespace orq::database {
 
-// Keys and targets of all rows of one of the link tables under (object, slot), in key order.
+// Keys and targets of all links of one kind under (object, slot), in key order.
+template <class Link>
 std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& state,
-                                                              storage::Table table,
-                                                              std::int64_t object, int slot);
-// The objects that refer to `target` through `slot` in one of the tables, by ascending ID.
-std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, storage::Index index,
-                                          const ORQSimDynamicID& target, int slot);
+                                                              std::int64_t object, int slot) {
+    std::vector<std::pair<std::string, ORQSimPosition>> links;
+    for (const Link& row : state.Rows().Find<Link>(object, slot)) {
+        std::string name;
+        if constexpr (std::is_same_v<Link, storage::MapEntryRow>) {
+            name = row.key;
+        }
+        links.emplace_back(std::move(name), state.Objects().IdentityOf(row.target));
+    }
+    return links;
+}
+
+// Adds the objects that refer to `target` by links of one kind through `slot`.
+template <class Link>
+void AddReferrers(DatabaseState& state, const ORQSimDynamicID& target, int slot,
+                  std::vector<ORQSimPosition>& referrers) {
+    for (const Link& row :
+         state.Rows().FindBy<Link::kByTarget>(target.MinorID(), target.Index(), slot)) {
+        // A set and its collection share object and, where empty, index; the category differs.
+        if (state.Objects().IdentityOf(row.target) == target) {
+            referrers.emplace_back(state.Objects().Find(row.object));
+        }
+    }
+}
 
 // Whether an identity denotes a whole object: sets, drawers and types are told by the number of
 // the object that they belong to, and have no links, names or members of their own.

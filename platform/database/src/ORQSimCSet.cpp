@@ -16,13 +16,13 @@ namespace {
 
 ComponentSetPtr MembersOf(const ORQSimCSetID& id) {
     DatabaseState* state = DatabaseState::Reading(id);
-    return state == nullptr ? ComponentSet::Empty() : state->Members(id);
+    return state == nullptr ? ComponentSet::Empty() : state->Sets().Members(id);
 }
 
 ComponentSetPtr AllMembers(const ORQSimCollectionID& collection) {
     DatabaseState* state = DatabaseState::Reading(collection);
     return state == nullptr ? ComponentSet::Empty()
-                            : ComponentSet::Contiguous(0, state->Space(collection));
+                            : ComponentSet::Contiguous(0, state->Objects().Space(collection));
 }
 
 }  // namespace
@@ -145,14 +145,16 @@ ORQSimCSetID ORQSimCSet::RegisterWithCollection() const {
     if (m_id.Index() >= 0) {
         return m_id;
     }
-    const ORQSimCSetID known = state.FindStoredSet(m_collection, m_members);
-    return known.IsNull() ? DatabaseState::Writing(m_collection).StoreSet(m_collection, m_members)
-                          : known;
+    const ORQSimCSetID known = state.Sets().FindStored(m_collection, m_members);
+    return known.IsNull()
+               ? DatabaseState::Writing(m_collection).Sets().Store(m_collection, m_members)
+               : known;
 }
 
 ORQSimCSetID ORQSimCSet::RegisterWithTempCollection() const {
     DatabaseState* state = DatabaseState::Reading(m_collection);
-    return state == nullptr ? ORQSimCSetID() : state->TempSet(m_collection, m_members);
+    return state == nullptr ? ORQSimCSetID()
+                            : state->Sets().Temps().FindOrAdd(m_collection, m_members);
 }
 
 ORQSimCSetIterator::ORQSimCSetIterator(const ORQSimCSet& set)

@@ -14,9 +14,9 @@ using orq::database::ComponentSet;
 using orq::database::ComponentSetPtr;
 using orq::database::DatabaseState;
 using orq::database::IsObject;
-using orq::storage::Cursor;
+using orq::storage::CollectionRow;
 using orq::storage::Index;
-using orq::storage::Table;
+using orq::storage::MemberRow;
 
 namespace {
 
@@ -51,7 +51,7 @@ ComponentSetPtr Strided(int first, int count, int stride, int block) {
 }
 
 ORQSimCSetID Store(const ORQSimCollectionID& id, const ComponentSetPtr& members) {
-    return DatabaseState::Writing(id).StoreSet(id, members);
+    return DatabaseState::Writing(id).Sets().Store(id, members);
 }
 
 ORQSimCSetID KeepForNow(const ORQSimCollectionID& id, const ComponentSetPtr& members) {
@@ -59,7 +59,7 @@ ORQSimCSetID KeepForNow(const ORQSimCollectionID& id, const ComponentSetPtr& mem
     if (state == nullptr) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "a set needs a collection");
     }
-    return state->TempSet(id, members);
+    return state->Sets().Temps().FindOrAdd(id, members);
 }
 
 // A set names the object of its collection, and a drawer that of its distribution: as a member it
@@ -83,13 +83,13 @@ void CheckCanBeMember(const DatabaseState& state, const ORQSimPosition& object) 
 
 int ORQSimCollection::Space() const {
     DatabaseState* state = DatabaseState::Reading(m_id);
-    return state == nullptr ? 0 : state->Space(m_id);
+    return state == nullptr ? 0 : state->Objects().Space(m_id);
 }
 
 void ORQSimCollection::ExtendSpace(int space) {
     DatabaseState& state = DatabaseState::Writing(m_id);
-    if (space > state.Space(m_id)) {
-        state.Rows().Put(Table::Collection, m_id.MinorID(), space);
+    if (space > state.Objects().Space(m_id)) {
+        state.Rows().Put(CollectionRow{m_id.MinorID(), space});
     }
 }
 
@@ -131,8 +131,8 @@ ORQSimCSetID ORQSimCollection::SeekCSet(const ORQSimCSet& set, bool sameOrder) c
         return {};
     }
     const auto seek = [&](const ComponentSetPtr& members) {
-        const ORQSimCSetID stored = state->FindStoredSet(m_id, members);
-        return stored.IsNull() ? state->FindTempSet(m_id, members) : stored;
+        const ORQSimCSetID stored = state->Sets().FindStored(m_id, members);
+        return stored.IsNull() ? state->Sets().Temps().Find(m_id, members) : stored;
     };
     const ORQSimCSetID same = seek(set.Payload());
     return same.IsNull() && !sameOrder ? seek(ComponentSet::Ascending(set.Payload())) : same;
@@ -159,7 +159,7 @@ void ORQSimCollection::SetMember(int member, const ORQSimPosition& object) {
                                                           std::to_string(Space()) + " members");
     }
     CheckCanBeMember(state, object);
-    if (!state.Rows().InsertNew(Table::Member, m_id.MinorID(), member, object.ID().MinorID())) {
+    if (!state.Rows().InsertNew(MemberRow{m_id.MinorID(), member, object.ID().MinorID()})) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "member " + std::to_string(member) + " is another object already");
     }
@@ -170,8 +170,8 @@ ORQSimPosition ORQSimCollection::GetMember(int member) const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::Member, m_id.MinorID(), member);
-    return row.Next() ? ORQSimPosition(state->ObjectID(row.Int(2))) : ORQSimPosition();
+    auto row = state->Rows().Find<MemberRow>(m_id.MinorID(), member);
+    return row.Next() ? ORQSimPosition(state->Objects().Find(row->object)) : ORQSimPosition();
 }
 
 int ORQSimCollection::MemberIndex(const ORQSimPosition& object) const {
@@ -180,6 +180,6 @@ int ORQSimCollection::MemberIndex(const ORQSimPosition& object) const {
         object.ID().ContextID() != m_id.ContextID()) {
         return -1;
     }
-    Cursor row = state->Rows().FindBy(Index::MemberByObject, object.ID().MinorID(), m_id.MinorID());
-    return row.Next() ? row.Int32(1) : -1;
+    auto row = state->Rows().FindBy<Index::MemberByObject>(object.ID().MinorID(), m_id.MinorID());
+    return row.Next() ? row->member : -1;
 }

@@ -14,7 +14,9 @@
 
 using orq::database::DatabaseState;
 using orq::database::ReadingLinks;
-using orq::storage::Cursor;
+using orq::storage::DataSetDrawerRow;
+using orq::storage::DataSetRow;
+using orq::storage::DistributionRow;
 using orq::storage::Index;
 using orq::storage::Table;
 
@@ -52,11 +54,11 @@ ORQSimDistributionID ORQSimContext::CreateDistribution(const ORQSimGrid& grid,
                                 std::to_string(collections.size()) + " dimensions and type " +
                                 std::to_string(range.ScalarType()));
     }
-    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryDistribution);
+    const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryDistribution);
     const std::int64_t rangeCollection =
         range.Collection().IsNull() ? 0 : range.Collection().MinorID();
-    state.Rows().Insert(Table::Distribution, id.MinorID(), range.ScalarType(), rangeCollection,
-                        std::as_bytes(std::span(collections)));
+    state.Rows().Insert(DistributionRow{id.MinorID(), range.ScalarType(), rangeCollection,
+                                        std::as_bytes(std::span(collections))});
     return ORQSimDistributionID(id);
 }
 
@@ -64,9 +66,9 @@ ORQSimDSetID ORQSimContext::CreateDSet(const ORQSimDistributionID& distribution,
                                        ORQSimTypeID type) const {
     DatabaseState& state = DatabaseState::Writing(Root(m_id));
     state.CheckStorable(distribution);
-    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryDSet);
-    state.Rows().Insert(Table::DataSet, id.MinorID(),
-                        distribution.IsNull() ? std::int64_t{0} : distribution.MinorID());
+    const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryDSet);
+    state.Rows().Insert(
+        DataSetRow{id.MinorID(), distribution.IsNull() ? 0 : distribution.MinorID()});
     const ORQSimDSetID dataSet(id);
     if (!distribution.IsNull()) {
         UpdateDSet(dataSet, distribution);
@@ -78,8 +80,8 @@ void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet,
                                const ORQSimDistributionID& distribution) const {
     DatabaseState& state = DatabaseState::Writing(dataSet);
     state.CheckStorable(distribution);
-    state.Rows().Put(Table::DataSet, dataSet.MinorID(),
-                     distribution.IsNull() ? std::int64_t{0} : distribution.MinorID());
+    state.Rows().Put(
+        DataSetRow{dataSet.MinorID(), distribution.IsNull() ? 0 : distribution.MinorID()});
     state.Rows().Erase(Table::DataSetDrawer, dataSet.MinorID());
     for (const ORQSimDrawerID& drawer : ORQSimDistribution(distribution).DrawerIDArray()) {
         UpdateDSet(dataSet, drawer);
@@ -90,13 +92,13 @@ void ORQSimContext::UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDrawerID
     DatabaseState& state = DatabaseState::Writing(dataSet);
     state.CheckStorable(drawer);
     int place = 0;
-    for (Cursor row = state.Rows().Find(Table::DataSetDrawer, dataSet.MinorID()); row.Next();) {
-        if (row.Int32(2) == drawer.Index()) {
+    for (const DataSetDrawerRow& row : state.Rows().Find<DataSetDrawerRow>(dataSet.MinorID())) {
+        if (row.drawer == drawer.Index()) {
             return;
         }
-        place = row.Int32(1) + 1;
+        place = row.place + 1;
     }
-    state.Rows().Insert(Table::DataSetDrawer, dataSet.MinorID(), place, drawer.Index());
+    state.Rows().Insert(DataSetDrawerRow{dataSet.MinorID(), place, drawer.Index()});
 }
 
 void ORQSimContext::CheckStorable(const ORQSimDynamicID& id) const {
@@ -112,8 +114,8 @@ int ORQSimContext::GetCMemberIndex(const ORQSimDynamicID& object) const {
     if (state == nullptr) {
         return -1;
     }
-    Cursor row = state->Rows().FindBy(Index::MemberByObject, object.MinorID());
-    return row.Next() ? row.Int32(1) : -1;
+    auto row = state->Rows().FindBy<Index::MemberByObject>(object.MinorID());
+    return row.Next() ? row->member : -1;
 }
 
 void ORQSimContext::GetCMembership(const ORQSimArray<ORQSimDynamicID>& objects,

@@ -14,8 +14,9 @@
 
 using orq::database::ComponentSet;
 using orq::database::DatabaseState;
-using orq::storage::Cursor;
-using orq::storage::Table;
+using orq::storage::CompartmentRow;
+using orq::storage::DataSetDrawerRow;
+using orq::storage::DataSetRow;
 
 namespace {
 
@@ -69,16 +70,16 @@ ORQSimCSet ReferencedMembers(const ORQSimDistributionID& id, const std::vector<O
 std::vector<ORQSimCompartment> StoredCompartments(DatabaseState& state, const ORQSimDSetID& id) {
     std::vector<std::vector<ORQSimCSetID>> sets;             // by place
     std::map<std::int64_t, ORQSimCollectionID> collections;  // by object
-    for (Cursor row = state.Rows().Find(Table::Compartment, id.MinorID()); row.Next();) {
+    for (const CompartmentRow& row : state.Rows().Find<CompartmentRow>(id.MinorID())) {
         // Places without rows are compartments without sets.
-        sets.resize(static_cast<std::size_t>(row.Int(1)) + 1);
-        const auto [known, isNew] = collections.try_emplace(row.Int(4));
+        sets.resize(static_cast<std::size_t>(row.place) + 1);
+        const auto [known, isNew] = collections.try_emplace(row.setCollection);
         if (isNew) {
-            known->second = state.CollectionID(row.Int(4));
+            known->second = state.Objects().FindCollection(row.setCollection);
         }
         const ORQSimCollectionID& collection = known->second;
         sets.back().emplace_back(collection.ContextID(), collection.MinorID(), collection.TypeID(),
-                                 row.Int32(3));
+                                 row.set);
     }
     return {std::make_move_iterator(sets.begin()), std::make_move_iterator(sets.end())};
 }
@@ -105,8 +106,9 @@ ORQSimDistributionID ORQSimDSet::GetRelationalDistributionID() const {
     if (state == nullptr) {
         return m_distribution;
     }
-    Cursor row = state->Rows().Find(Table::DataSet, m_id.MinorID());
-    return row.Next() ? ORQSimDistributionID(state->ObjectID(row.Int(1))) : ORQSimDistributionID();
+    auto row = state->Rows().Find<DataSetRow>(m_id.MinorID());
+    return row.Next() ? ORQSimDistributionID(state->Objects().Find(row->distribution))
+                      : ORQSimDistributionID();
 }
 
 std::vector<ORQSimDSet::Block> ORQSimDSet::Blocks() const {
@@ -126,9 +128,9 @@ ORQSimCtation ORQSimDSet::GetCtation() const {
     if (DatabaseState* state = DatabaseState::Reading(m_id); state != nullptr) {
         compartments = StoredCompartments(*state, m_id);
         const ORQSimDistributionID distribution = GetRelationalDistributionID();
-        for (Cursor row = state->Rows().Find(Table::DataSetDrawer, m_id.MinorID()); row.Next();) {
+        for (const DataSetDrawerRow& row : state->Rows().Find<DataSetDrawerRow>(m_id.MinorID())) {
             const ORQSimDrawerID drawer(distribution.ContextID(), distribution.MinorID(),
-                                        distribution.TypeID(), row.Int32(2));
+                                        distribution.TypeID(), row.drawer);
             compartments.push_back(
                 ORQSimDistribution(distribution).DrawerDescription(drawer).Compartment());
         }

@@ -4,19 +4,20 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
+#include <variant>
 
 #include "DatabaseState.h"
 #include "ORQBasFailure.h"
 #include "ORQSimPosition.h"
 
 using orq::database::DatabaseState;
-using orq::storage::Cursor;
-using orq::storage::Table;
+using orq::storage::Bytes;
+using orq::storage::FieldRow;
+using orq::storage::FieldValue;
+using Kind = orq::storage::FieldKind;
 
 namespace {
-
-// Stored, do not change.
-enum class Kind : int { Int = 1, Doubles = 2, String = 3, Symbol = 4, Type = 5 };
 
 const char* NameOf(Kind kind) {
     switch (kind) {
@@ -34,48 +35,43 @@ const char* NameOf(Kind kind) {
     return "of no known kind";
 }
 
-bool IsInteger(Kind kind) {
-    return kind == Kind::Int || kind == Kind::Symbol || kind == Kind::Type;
+[[noreturn]] void RefuseKind(const FieldRow& row, const char* wanted) {
+    throw ORQBasFailure(
+        ORQBasFailureKind::Usage,
+        "field " + std::to_string(row.number) + " of object " + std::to_string(row.object) +
+            " holds " + NameOf(static_cast<Kind>(row.kind)) + " and cannot be read as " + wanted);
 }
 
-[[noreturn]] void RefuseKind(const ORQSimDynamicID& id, int field, Kind stored,
-                             const char* wanted) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, "field " + std::to_string(field) + " of object " +
-                                                      std::to_string(id.MinorID()) + " holds " +
-                                                      NameOf(stored) + " and cannot be read as " +
-                                                      wanted);
-}
-
-// Calls f(kind, row) for a field that is set.
+// Calls f(row) for a field that is set.
 template <class F>
 void WithField(const ORQSimDynamicID& id, int field, F&& f) {
     if (DatabaseState* state = DatabaseState::Reading(id); state != nullptr) {
-        Cursor row = state->Rows().Find(Table::Field, id.MinorID(), field);
+        auto row = state->Rows().Find<FieldRow>(id.MinorID(), field);
         if (row.Next()) {
-            f(static_cast<Kind>(row.Int32(2)), row);
+            f(*row);
         }
     }
 }
 
 int ReadInteger(const ORQSimDynamicID& id, int field, const char* wanted) {
     int value = 0;
-    WithField(id, field, [&](Kind kind, const Cursor& row) {
-        if (!IsInteger(kind)) {
-            RefuseKind(id, field, kind, wanted);
+    WithField(id, field, [&](const FieldRow& row) {
+        const int* held = std::get_if<int>(&row.value);
+        if (held == nullptr) {
+            RefuseKind(row, wanted);
         }
-        value = row.Int32(3);
+        value = *held;
     });
     return value;
 }
 
-template <class T>
-void Put(const ORQSimDynamicID& id, int field, Kind kind, const T& value) {
+void Put(const ORQSimDynamicID& id, int field, Kind kind, const FieldValue& value) {
     DatabaseState& state = DatabaseState::Writing(id);
     if (field < 0) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "a record has no field " + std::to_string(field));
     }
-    state.Rows().Put(Table::Field, id.MinorID(), field, static_cast<int>(kind), value);
+    state.Rows().Put(FieldRow{id.MinorID(), field, static_cast<int>(kind), value});
 }
 
 }  // namespace
@@ -114,17 +110,15 @@ void ORQSimDataRecord::GetDouble(int field, int count, double* values) const {
     if (count < 1) {
         return;
     }
-    WithField(m_id, field, [&](Kind kind, const Cursor& row) {
-        if (kind == Kind::String) {
-            RefuseKind(m_id, field, kind, "a double");
-        }
-        if (kind == Kind::Doubles) {
-            const std::span<const std::byte> bytes = row.Blob(3);
+    WithField(m_id, field, [&](const FieldRow& row) {
+        if (const int* number = std::get_if<int>(&row.value)) {
+            values[0] = *number;
+        } else if (const Bytes* bytes = std::get_if<Bytes>(&row.value)) {
             const auto wanted = static_cast<std::size_t>(count) * sizeof(double);
-            std::ranges::copy(bytes.first(std::min(bytes.size(), wanted)),
+            std::ranges::copy(bytes->first(std::min(bytes->size(), wanted)),
                               reinterpret_cast<std::byte*>(values));
         } else {
-            values[0] = row.Double(3);
+            RefuseKind(row, "a double");
         }
     });
 }
@@ -145,11 +139,12 @@ void ORQSimDataRecord::GetString(int field, ORQString& value) const {
 
 ORQString ORQSimDataRecord::ReturnString(int field) const {
     ORQString value;
-    WithField(m_id, field, [&](Kind kind, const Cursor& row) {
-        if (kind != Kind::String) {
-            RefuseKind(m_id, field, kind, "a string");
+    WithField(m_id, field, [&](const FieldRow& row) {
+        const std::string_view* text = std::get_if<std::string_view>(&row.value);
+        if (text == nullptr) {
+            RefuseKind(row, "a string");
         }
-        value = ORQString(row.Text(3));
+        value = ORQString(*text);
     });
     return value;
 }

@@ -11,20 +11,21 @@
 #include "VerifyReferences.h"
 
 using orq::database::DatabaseState;
-using orq::storage::Engine;
+using orq::storage::CollectionRow;
+using orq::storage::Store;
 
 namespace {
 
-void AddFocus(Engine& engine) {
-    engine.Rows().Insert(orq::storage::Table::Object, engine.NewObject(), ORQSimSchema::Focus,
-                         ORQSimCategoryRecord);
+void AddFocus(Store& store) {
+    store.Rows().Insert(
+        orq::storage::ObjectRow{store.NewObject(), ORQSimSchema::Focus, ORQSimCategoryRecord});
 }
 
 const std::shared_ptr<DatabaseState>& Opened(const std::shared_ptr<DatabaseState>& state) {
     if (state == nullptr || state->IsClosed()) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "the database is not open");
     }
-    state->Engine().CheckProcess();
+    state->Store().CheckProcess();
     return state;
 }
 
@@ -46,26 +47,30 @@ ORQSimDatabase::ORQSimDatabase(const ORQSimPosition& position)
     : ORQSimDatabase(position.ID().ContextID()) {}
 
 ORQSimDatabase ORQSimDatabase::Create(const std::string& directory) {
-    return ORQSimDatabase(std::make_shared<DatabaseState>(Engine::Create(directory, AddFocus)));
+    return ORQSimDatabase(std::make_shared<DatabaseState>(Store::Create(directory, AddFocus)));
 }
 
 ORQSimDatabase ORQSimDatabase::CreateInMemory() {
-    return ORQSimDatabase(std::make_shared<DatabaseState>(Engine::CreateInMemory(AddFocus)));
+    return ORQSimDatabase(std::make_shared<DatabaseState>(Store::CreateInMemory(AddFocus)));
 }
 
 ORQSimDatabase ORQSimDatabase::Open(const std::string& directory, Mode mode) {
     return ORQSimDatabase(
-        std::make_shared<DatabaseState>(Engine::Open(directory, mode == Mode::ReadWrite)));
+        std::make_shared<DatabaseState>(Store::Open(directory, mode == Mode::ReadWrite)));
+}
+
+std::vector<std::string> ORQSimDatabase::FindForeignFiles(const std::string& directory) {
+    return Store::FindForeignFiles(directory);
 }
 
 ORQSimDatabase::Recovery ORQSimDatabase::Recover(const std::string& damaged,
                                                  const std::string& into,
                                                  const std::function<void(double)>& progress) {
     Recovery recovery;
-    Engine::Build(
-        into, [](Engine&) {},
-        [&](std::unique_ptr<Engine> engine) {
-            DatabaseState state(std::move(engine));
+    Store::Build(
+        into, [](Store&) {},
+        [&](std::unique_ptr<Store> store) {
+            DatabaseState state(std::move(store));
             recovery = orq::database::RecoverInto(state, damaged, progress);
         });
     return recovery;
@@ -83,7 +88,7 @@ bool ORQSimDatabase::IsClosed() const {
 }
 
 bool ORQSimDatabase::IsWritable() const {
-    return !IsClosed() && m_state->Engine().IsWritable();
+    return !IsClosed() && m_state->Store().IsWritable();
 }
 
 ORQSimContextID ORQSimDatabase::ContextID() const {
@@ -95,7 +100,7 @@ const std::string& ORQSimDatabase::Path() const {
 }
 
 ORQSimPosition ORQSimDatabase::Focus() const {
-    return IsClosed() ? ORQSimPosition() : ORQSimPosition(m_state->FocusID());
+    return IsClosed() ? ORQSimPosition() : ORQSimPosition(m_state->Objects().Focus());
 }
 
 bool ORQSimDatabase::Refresh() {
@@ -103,38 +108,38 @@ bool ORQSimDatabase::Refresh() {
 }
 
 std::int64_t ORQSimDatabase::Generation() const {
-    return Opened(m_state)->Engine().Generation();
+    return Opened(m_state)->Store().Generation();
 }
 
 void ORQSimDatabase::CopyTo(const std::string& directory,
                             const std::function<void(double)>& progress) const {
-    Opened(m_state)->Engine().CopyTo(directory, progress);
+    Opened(m_state)->Store().CopyTo(directory, progress);
 }
 
 std::string ORQSimDatabase::Writer() const {
-    return Opened(m_state)->Engine().Writer();
+    return Opened(m_state)->Store().Writer();
 }
 
 ORQSimDatabase::DiskSizes ORQSimDatabase::Sizes() const {
-    const orq::storage::Sizes sizes = Opened(m_state)->Engine().GetSizes();
+    const orq::storage::Sizes sizes = Opened(m_state)->Store().GetSizes();
     return {sizes.catalogueBytes, sizes.bulkBytes, sizes.freeBulkBytes};
 }
 
 std::int64_t ORQSimDatabase::LargestSpace() const {
     std::int64_t largest = 0;
-    for (auto row = Opened(m_state)->Rows().Find(orq::storage::Table::Collection); row.Next();) {
-        largest = std::max(largest, row.Int(1));
+    for (const CollectionRow& row : Opened(m_state)->Rows().Find<CollectionRow>()) {
+        largest = std::max<std::int64_t>(largest, row.space);
     }
     return largest;
 }
 
 std::vector<std::string> ORQSimDatabase::Verify(const std::function<void(double)>& progress) const {
     std::vector<std::string> problems;
-    Engine& engine = Opened(m_state)->Engine();
-    if (!engine.VerifyCatalogue(problems)) {
+    Store& store = Opened(m_state)->Store();
+    if (!store.VerifyRows(problems)) {
         return problems;
     }
-    engine.VerifyBulk(problems, progress);
+    store.VerifyChunks(problems, progress);
     try {
         for (const orq::database::Flaw& flaw :
              orq::database::FindFlaws(*m_state, nullptr, [&] { progress(1.0); })) {

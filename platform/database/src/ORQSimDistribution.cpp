@@ -42,7 +42,7 @@ namespace {
 
 const DistributionState* StateOf(const ORQSimDistributionID& id) {
     DatabaseState* state = DatabaseState::Reading(id);
-    return state == nullptr ? nullptr : &state->Distribution(id);
+    return state == nullptr ? nullptr : &state->Distributions().Get(id);
 }
 
 }  // namespace
@@ -96,7 +96,8 @@ ORQSimDrawerDescription ORQSimDistribution::DrawerDescription(const ORQSimDrawer
     std::vector<ORQSimCSetID> sets;
     std::int64_t nItems = 1;
     for (std::size_t dim = 0; dim < drawer->NumDims(); ++dim) {
-        sets.push_back(database.DimensionSet(*state, *drawer, static_cast<int>(dim)));
+        sets.push_back(
+            database.Distributions().DimensionSet(*state, *drawer, static_cast<int>(dim)));
         nItems *= drawer->Members(dim)->Size();
     }
     description.m_compartment = ORQSimOCompartment(std::move(sets));
@@ -111,7 +112,7 @@ ORQSimDrawerDescription ORQSimDistribution::DrawerDescription(const ORQSimDrawer
 
 void ORQSimDistribution::DeleteDrawer(const ORQSimDrawerID& drawer) const {
     DatabaseState& state = DatabaseState::Writing(m_id);
-    state.DeleteDrawer(state.Distribution(m_id), drawer);
+    state.Distributions().DeleteDrawer(state.Distributions().Get(m_id), drawer);
 }
 
 ORQSimDrawer::ORQSimDrawer(const ORQSimPosition& position) : m_id(position.GetDrawer()) {}
@@ -125,7 +126,7 @@ int ORQSimDrawer::Space() const {
     if (state == nullptr) {
         return 0;
     }
-    const ORQSimCollectionID collection = state->CollectionID(m_id.MinorID());
+    const ORQSimCollectionID collection = state->Objects().FindCollection(m_id.MinorID());
     return collection.IsNull() ? static_cast<int>(Description().DataSizeItems(0))
-                               : state->Space(collection);
+                               : state->Objects().Space(collection);
 }

@@ -5,12 +5,12 @@
 
 #include "DatabaseState.h"
 #include "FTableData.h"
+#include "FlatArray.h"
 #include "ORQBasFailure.h"
-#include "storage/FlatArray.h"
 
 using orq::database::DatabaseState;
-using orq::storage::Cursor;
-using orq::storage::Table;
+using orq::storage::FTableLabelRow;
+using orq::storage::FTableRow;
 
 namespace {
 
@@ -21,8 +21,7 @@ constexpr int kColumnAxis = 1;
 void PutLabels(DatabaseState& state, std::int64_t table, int axis, int firstPlace,
                const ORQBasVector<ORQString>& labels) {
     for (const ORQString& label : labels) {
-        state.Rows().Insert(Table::FTableLabel, table, axis, firstPlace++,
-                            std::string_view(label.UTF8()));
+        state.Rows().Insert(FTableLabelRow{table, axis, firstPlace++, label.UTF8()});
     }
 }
 
@@ -31,17 +30,17 @@ ORQString Label(const ORQSimFTableID& id, int axis, int place) {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::FTableLabel, id.MinorID(), axis, place);
-    return row.Next() ? ORQString(row.Text(3)) : ORQString();
+    auto row = state->Rows().Find<FTableLabelRow>(id.MinorID(), axis, place);
+    return row.Next() ? ORQString(row->text) : ORQString();
 }
 
-int Shape(const ORQSimFTableID& id, int column) {
+FTableRow RowOf(const ORQSimFTableID& id) {
     DatabaseState* state = DatabaseState::Reading(id);
     if (state == nullptr) {
-        return 0;
+        return {};
     }
-    Cursor row = state->Rows().Find(Table::FTable, id.MinorID());
-    return row.Next() ? row.Int32(column) : 0;
+    auto row = state->Rows().Find<FTableRow>(id.MinorID());
+    return row.Next() ? *row : FTableRow();
 }
 
 }  // namespace
@@ -65,22 +64,22 @@ ORQSimDynamicID CreateFTable(DatabaseState& state, int type, int rows,
                                 std::to_string(rowLabels.Size()) + " row labels and " +
                                 std::to_string(columnLabels.Size()) + " column labels");
     }
-    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryFTable);
-    state.Rows().Insert(Table::FTable, id.MinorID(), rows, columns, id.MinorID());
+    const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryFTable);
+    state.Rows().Insert(FTableRow{id.MinorID(), rows, columns, id.MinorID()});
     PutLabels(state, id.MinorID(), kRowAxis, 0, rowLabels);
     PutLabels(state, id.MinorID(), kColumnAxis, columns - columnLabels.Size(), columnLabels);
-    storage::PutFlatArray(state.Engine().Chunks(), id.MinorID(), 0,
-                          std::as_bytes(std::span(data, static_cast<std::size_t>(count))));
+    PutFlatArray(state.Chunks(), id.MinorID(), 0,
+                 std::as_bytes(std::span(data, static_cast<std::size_t>(count))));
     return id;
 }
 
 }  // namespace orq::database
 
 int ORQSimFTable::RowCount() const {
-    return Shape(m_id, 1);
+    return RowOf(m_id).nRows;
 }
 int ORQSimFTable::ColumnCount() const {
-    return Shape(m_id, 2);
+    return RowOf(m_id).nColumns;
 }
 ORQString ORQSimFTable::ColumnLabel(int column) const {
     return Label(m_id, kColumnAxis, column);
@@ -94,7 +93,8 @@ void ORQSimFTable::GetData(double* values, int count) const {
 }
 
 void ORQSimFTable::GetData(double* values, int first, int count) const {
-    const std::int64_t present = static_cast<std::int64_t>(RowCount()) * ColumnCount();
+    const FTableRow shape = RowOf(m_id);
+    const std::int64_t present = std::int64_t{shape.nRows} * shape.nColumns;
     if (first < 0 || count < 0 || std::int64_t{first} + count > present) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, "a table of " + std::to_string(present) +
                                                           " values was asked for " +
@@ -105,9 +105,8 @@ void ORQSimFTable::GetData(double* values, int first, int count) const {
         return;
     }
     DatabaseState& state = *DatabaseState::Reading(m_id);
-    if (!orq::storage::GetFlatArray(
-            state.Engine().Chunks(), m_id.MinorID(), 0,
-            first * static_cast<std::int64_t>(sizeof(double)),
+    if (!orq::database::GetFlatArray(
+            state.Chunks(), m_id.MinorID(), 0, first * static_cast<std::int64_t>(sizeof(double)),
             std::as_writable_bytes(std::span(values, static_cast<std::size_t>(count))))) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             state.ShownPath() + ": the values of table " +

@@ -7,42 +7,17 @@
 #include "ORQSimSchema.h"
 
 using orq::database::DatabaseState;
+using orq::database::ObjectTable;
 using orq::database::ReadingLinks;
 using orq::database::ReadLinks;
 using orq::database::StorableTarget;
 using orq::database::WritingLinks;
-using orq::storage::Cursor;
-using orq::storage::Index;
+using orq::storage::MapEntryRow;
+using orq::storage::SetEntryRow;
 using orq::storage::Table;
+using orq::storage::VectorEntryRow;
 
 namespace orq::database {
-
-std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& state, Table table,
-                                                              std::int64_t object, int slot) {
-    std::vector<std::pair<std::string, ORQSimPosition>> links;
-    const int target = table == Table::SetEntry ? 2 : 3;
-    for (Cursor row = state.Rows().Find(table, object, slot); row.Next();) {
-        links.emplace_back(table == Table::MapEntry ? std::string(row.Text(2)) : std::string(),
-                           state.Target(row, target));
-    }
-    return links;
-}
-
-std::vector<ORQSimPosition> ReadReferrers(DatabaseState& state, Index index,
-                                          const ORQSimDynamicID& target, int slot) {
-    std::vector<ORQSimPosition> referrers;
-    for (Cursor row = state.Rows().FindBy(index, target.MinorID(), target.Index(), slot);
-         row.Next();) {
-        const int column = index == Index::SetEntryByTarget ? 2 : 3;
-        // A set and its collection share object and, where empty, index; the category differs.
-        if (state.Target(row, column) == target) {
-            referrers.emplace_back(state.ObjectID(row.Int(0)));
-        }
-    }
-    std::ranges::sort(referrers);
-    referrers.erase(std::unique(referrers.begin(), referrers.end()), referrers.end());
-    return referrers;
-}
 
 bool IsObject(const ORQSimDynamicID& id) {
     return id.Category() != ORQSimCategoryCSet && id.Category() != ORQSimCategoryDrawer &&
@@ -71,7 +46,7 @@ ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& targe
     }
     state.CheckStorable(target.ID());
     return target.ID().Category() == ORQSimCategoryCSet
-               ? ORQSimDynamicID(state.Persistent(ORQSimCSetID(target.ID())))
+               ? ORQSimDynamicID(state.Sets().Persistent(ORQSimCSetID(target.ID())))
                : target.ID();
 }
 
@@ -82,7 +57,7 @@ ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& targe
 int ORQSimMap::Size() const {
     DatabaseState* state = ReadingLinks(m_object);
     return state == nullptr ? 0
-                            : static_cast<int>(state->Rows().CountRows(
+                            : static_cast<int>(state->Rows().Count(
                                   Table::MapEntry, m_object.ID().MinorID(), m_slot));
 }
 
@@ -91,24 +66,23 @@ ORQSimPosition ORQSimMap::Find(const ORQString& name) const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::MapEntry, m_object.ID().MinorID(), m_slot,
-                                    std::string_view(name.UTF8()));
-    return row.Next() ? ORQSimPosition(state->Target(row, 3)) : ORQSimPosition();
+    auto row = state->Rows().Find<MapEntryRow>(m_object.ID().MinorID(), m_slot,
+                                               std::string_view(name.UTF8()));
+    return row.Next() ? ORQSimPosition(state->Objects().IdentityOf(row->target)) : ORQSimPosition();
 }
 
 ORQSimLinkIterator ORQSimMap::Begin() const {
     DatabaseState* state = ReadingLinks(m_object);
     return ORQSimLinkIterator(
         state == nullptr ? std::vector<ORQSimLinkIterator::Entry>()
-                         : ReadLinks(*state, Table::MapEntry, m_object.ID().MinorID(), m_slot));
+                         : ReadLinks<MapEntryRow>(*state, m_object.ID().MinorID(), m_slot));
 }
 
 bool ORQSimMap::Insert(const ORQString& name, const ORQSimPosition& target) const {
     DatabaseState& state = WritingLinks(m_object, m_slot);
     const ORQSimDynamicID id = StorableTarget(state, target);
-    return state.Rows().InsertNew(Table::MapEntry, m_object.ID().MinorID(), m_slot,
-                                  std::string_view(name.UTF8()), id.MinorID(), id.Category(),
-                                  id.TypeID().Index(), id.Index());
+    return state.Rows().InsertNew(
+        MapEntryRow{m_object.ID().MinorID(), m_slot, name.UTF8(), ObjectTable::TargetOf(id)});
 }
 
 bool ORQSimMap::Remove(const ORQString& name) const {
@@ -125,8 +99,8 @@ int ORQSimVector::Size() const {
     if (state == nullptr) {
         return 0;
     }
-    Cursor last = state->Rows().FindLast(Table::VectorEntry, m_object.ID().MinorID(), m_slot);
-    return last.Next() ? last.Int32(2) + 1 : 0;
+    auto last = state->Rows().FindLast<VectorEntryRow>(m_object.ID().MinorID(), m_slot);
+    return last.Next() ? last->key + 1 : 0;
 }
 
 ORQSimPosition ORQSimVector::operator[](int place) const {
@@ -134,22 +108,22 @@ ORQSimPosition ORQSimVector::operator[](int place) const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::VectorEntry, m_object.ID().MinorID(), m_slot, place);
-    return row.Next() ? ORQSimPosition(state->Target(row, 3)) : ORQSimPosition();
+    auto row = state->Rows().Find<VectorEntryRow>(m_object.ID().MinorID(), m_slot, place);
+    return row.Next() ? ORQSimPosition(state->Objects().IdentityOf(row->target)) : ORQSimPosition();
 }
 
 ORQSimLinkIterator ORQSimVector::Begin() const {
     DatabaseState* state = ReadingLinks(m_object);
     return ORQSimLinkIterator(
         state == nullptr ? std::vector<ORQSimLinkIterator::Entry>()
-                         : ReadLinks(*state, Table::VectorEntry, m_object.ID().MinorID(), m_slot));
+                         : ReadLinks<VectorEntryRow>(*state, m_object.ID().MinorID(), m_slot));
 }
 
 void ORQSimVector::PushBack(const ORQSimPosition& target) const {
     DatabaseState& state = WritingLinks(m_object, m_slot);
     const ORQSimDynamicID id = StorableTarget(state, target);
-    state.Rows().Insert(Table::VectorEntry, m_object.ID().MinorID(), m_slot, Size(), id.MinorID(),
-                        id.Category(), id.TypeID().Index(), id.Index());
+    state.Rows().Insert(
+        VectorEntryRow{m_object.ID().MinorID(), m_slot, Size(), ObjectTable::TargetOf(id)});
 }
 
 void ORQSimVector::Truncate(int size) const {
@@ -167,7 +141,7 @@ int ORQSimSet::Size() const {
     }
     DatabaseState* state = ReadingLinks(m_object);
     return state == nullptr ? 0
-                            : static_cast<int>(state->Rows().CountRows(
+                            : static_cast<int>(state->Rows().Count(
                                   Table::SetEntry, m_object.ID().MinorID(), m_slot));
 }
 
@@ -176,8 +150,7 @@ bool ORQSimSet::Empty() const {
         return m_own.empty();
     }
     DatabaseState* state = ReadingLinks(m_object);
-    return state == nullptr ||
-           !state->Rows().Find(Table::SetEntry, m_object.ID().MinorID(), m_slot).Next();
+    return state == nullptr || !state->Rows().Has<SetEntryRow>(m_object.ID().MinorID(), m_slot);
 }
 
 bool ORQSimSet::IsMember(const ORQSimPosition& target) const {
@@ -189,10 +162,8 @@ bool ORQSimSet::IsMember(const ORQSimPosition& target) const {
         return false;
     }
     const ORQSimDynamicID& id = target.ID();
-    return state->Rows()
-        .Find(Table::SetEntry, m_object.ID().MinorID(), m_slot, id.MinorID(), id.Category(),
-              id.TypeID().Index(), id.Index())
-        .Next();
+    return state->Rows().Has<SetEntryRow>(m_object.ID().MinorID(), m_slot, id.MinorID(),
+                                          id.Category(), id.TypeID().Index(), id.Index());
 }
 
 ORQSimLinkIterator ORQSimSet::Begin() const {
@@ -202,7 +173,7 @@ ORQSimLinkIterator ORQSimSet::Begin() const {
             entries.emplace_back(std::string(), position);
         }
     } else if (DatabaseState* state = ReadingLinks(m_object); state != nullptr) {
-        entries = ReadLinks(*state, Table::SetEntry, m_object.ID().MinorID(), m_slot);
+        entries = ReadLinks<SetEntryRow>(*state, m_object.ID().MinorID(), m_slot);
     }
     return ORQSimLinkIterator(std::move(entries));
 }
@@ -211,8 +182,8 @@ void ORQSimSet::Insert(const ORQSimPosition& target) {
     if (IsStored()) {
         DatabaseState& state = WritingLinks(m_object, m_slot);
         const ORQSimDynamicID id = StorableTarget(state, target);
-        state.Rows().InsertNew(Table::SetEntry, m_object.ID().MinorID(), m_slot, id.MinorID(),
-                               id.Category(), id.TypeID().Index(), id.Index());
+        state.Rows().InsertNew(
+            SetEntryRow{m_object.ID().MinorID(), m_slot, ObjectTable::TargetOf(id)});
         return;
     }
     if (target.IsNull() && !m_allowsNull) {

@@ -17,22 +17,28 @@
 #include "ORQSimSchema.h"
 #include "ORQSimSymbols.h"
 
+using orq::database::AddReferrers;
 using orq::database::ComponentSet;
 using orq::database::DatabaseState;
 using orq::database::IsObject;
 using orq::database::ReadingLinks;
-using orq::database::ReadReferrers;
 using orq::database::StorableTarget;
 using orq::database::WritingLinks;
-using orq::storage::Cursor;
+using orq::storage::ChildRow;
+using orq::storage::CollectionRow;
+using orq::storage::CompartmentRow;
+using orq::storage::DataSetRow;
 using orq::storage::Index;
-using orq::storage::Table;
+using orq::storage::MapEntryRow;
+using orq::storage::NameRow;
+using orq::storage::SetEntryRow;
+using orq::storage::VectorEntryRow;
 
 // --- Links ---------------------------------------------------------------------------------------
 
 ORQSimPosition ORQSimPosition::Focus() const {
-    const DatabaseState* state = DatabaseState::Reading(m_id);
-    return state == nullptr ? ORQSimPosition() : ORQSimPosition(state->FocusID());
+    DatabaseState* state = DatabaseState::Reading(m_id);
+    return state == nullptr ? ORQSimPosition() : ORQSimPosition(state->Objects().Focus());
 }
 
 ORQSimPosition ORQSimPosition::Parent(int slot) const {
@@ -40,26 +46,23 @@ ORQSimPosition ORQSimPosition::Parent(int slot) const {
     if (state == nullptr) {
         return {};
     }
-    ORQSimPosition lowest;
-    for (const Index index :
-         {Index::ChildByTarget, Index::MapEntryByTarget, Index::VectorEntryByTarget}) {
-        const std::vector<ORQSimPosition> found = ReadReferrers(*state, index, m_id, slot);
-        if (!found.empty() && (lowest.IsNull() || found.front() < lowest)) {
-            lowest = found.front();
-        }
-    }
-    return lowest;
+    std::vector<ORQSimPosition> parents;
+    AddReferrers<ChildRow>(*state, m_id, slot, parents);
+    AddReferrers<MapEntryRow>(*state, m_id, slot, parents);
+    AddReferrers<VectorEntryRow>(*state, m_id, slot, parents);
+    return parents.empty() ? ORQSimPosition() : std::ranges::min(parents);
 }
 
 ORQSimPosition ORQSimPosition::Follow(int slot, int member) const {
     DatabaseState* state = ReadingLinks(*this);
-    return state == nullptr ? ORQSimPosition() : state->Child(m_id.MinorID(), slot, member);
+    return state == nullptr ? ORQSimPosition()
+                            : state->Objects().Child(m_id.MinorID(), slot, member);
 }
 
 void ORQSimPosition::Associate(int slot, int member, const ORQSimPosition& target) const {
     DatabaseState& state = WritingLinks(*this, slot);
-    state.SetChild(m_id.MinorID(), slot, member,
-                   target.IsNull() ? ORQSimDynamicID() : StorableTarget(state, target));
+    state.Objects().SetChild(m_id.MinorID(), slot, member,
+                             target.IsNull() ? ORQSimDynamicID() : StorableTarget(state, target));
 }
 
 ORQSimMap ORQSimPosition::GetMap(int slot) const {
@@ -75,11 +78,14 @@ ORQSimSet ORQSimPosition::GetSet(int slot) const {
 ORQSimSet ORQSimPosition::ReferrersSet(int slot) const {
     ORQSimSet referrers;
     if (DatabaseState* state = DatabaseState::Reading(m_id); state != nullptr) {
-        for (const Index index : {Index::ChildByTarget, Index::MapEntryByTarget,
-                                  Index::VectorEntryByTarget, Index::SetEntryByTarget}) {
-            for (const ORQSimPosition& position : ReadReferrers(*state, index, m_id, slot)) {
-                referrers.Insert(position);
-            }
+        std::vector<ORQSimPosition> found;
+        AddReferrers<ChildRow>(*state, m_id, slot, found);
+        AddReferrers<MapEntryRow>(*state, m_id, slot, found);
+        AddReferrers<VectorEntryRow>(*state, m_id, slot, found);
+        AddReferrers<SetEntryRow>(*state, m_id, slot, found);
+        std::ranges::sort(found);  // each goes behind the ones before it
+        for (const ORQSimPosition& position : found) {
+            referrers.Insert(position);
         }
     }
     return referrers;
@@ -103,8 +109,8 @@ ORQString ORQSimPosition::Name(int slot) const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::Name, m_id.MinorID(), slot);
-    return row.Next() ? ORQString(row.Text(2)) : ORQString();
+    auto row = state->Rows().Find<NameRow>(m_id.MinorID(), slot);
+    return row.Next() ? ORQString(row->text) : ORQString();
 }
 
 ORQString ORQSimPosition::Name() const {
@@ -118,19 +124,17 @@ ORQString ORQSimPosition::Name() const {
     if (ORQString name = Name(ORQSimSchema::Record_name); !name.IsEmpty()) {
         return name;
     }
-    for (Cursor row = state->Rows().FindBy(Index::MapEntryByTarget, m_id.MinorID(), m_id.Index());
-         row.Next();) {
-        if (state->Target(row, 3) == m_id) {
-            return ORQString(row.Text(2));
+    for (const MapEntryRow& row :
+         state->Rows().FindBy<Index::MapEntryByTarget>(m_id.MinorID(), m_id.Index())) {
+        if (state->Objects().IdentityOf(row.target) == m_id) {
+            return ORQString(row.key);
         }
     }
     return GetSymbolName();
 }
 
 void ORQSimPosition::SetName(int slot, const ORQString& name) const {
-    WritingLinks(*this, slot)
-        .Rows()
-        .Put(Table::Name, m_id.MinorID(), slot, std::string_view(name.UTF8()));
+    WritingLinks(*this, slot).Rows().Put(NameRow{m_id.MinorID(), slot, name.UTF8()});
 }
 
 ORQString ORQSimPosition::GetReferenceKey(int slot) const {
@@ -138,11 +142,10 @@ ORQString ORQSimPosition::GetReferenceKey(int slot) const {
     if (state == nullptr) {
         return {};
     }
-    for (Cursor row =
-             state->Rows().FindBy(Index::MapEntryByTarget, m_id.MinorID(), m_id.Index(), slot);
-         row.Next();) {
-        if (state->Target(row, 3) == m_id) {
-            return ORQString(row.Text(2));
+    for (const MapEntryRow& row :
+         state->Rows().FindBy<Index::MapEntryByTarget>(m_id.MinorID(), m_id.Index(), slot)) {
+        if (state->Objects().IdentityOf(row.target) == m_id) {
+            return ORQString(row.key);
         }
     }
     return {};
@@ -153,8 +156,8 @@ ORQString ORQSimPosition::GetSymbolName() const {
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().FindBy(Index::SymbolByObject, m_id.MinorID());
-    return row.Next() ? ORQString(row.Text(3)) : ORQString();
+    auto row = state->Rows().FindBy<Index::SymbolByObject>(m_id.MinorID());
+    return row.Next() ? ORQString(row->name) : ORQString();
 }
 
 int ORQSimPosition::GetSymbolPosition() const {
@@ -173,7 +176,8 @@ ORQSimCSetID ORQSimPosition::GetCSet() const {
     if (state == nullptr || collection.IsNull()) {
         return ORQSimCSetID(m_id);
     }
-    return state->TempSet(collection, ComponentSet::Contiguous(0, state->Space(collection)));
+    return state->Sets().Temps().FindOrAdd(
+        collection, ComponentSet::Contiguous(0, state->Objects().Space(collection)));
 }
 
 ORQSimCollectionID ORQSimPosition::GetCollection() const {
@@ -211,7 +215,7 @@ ORQSimDynamicID ORQSimPosition::GetDataRecord() const {
 }
 
 ORQSimDataRecord ORQSimPosition::CreateDataRecord(int type) const {
-    return ORQSimDataRecord(DatabaseState::Writing(m_id).NewObject(type, ORQSimCategoryRecord));
+    return ORQSimDataRecord(DatabaseState::Writing(m_id).Objects().New(type, ORQSimCategoryRecord));
 }
 
 ORQSimPosition ORQSimPosition::CreateTypedCollection(int type, int space) const {
@@ -220,15 +224,15 @@ ORQSimPosition ORQSimPosition::CreateTypedCollection(int type, int space) const 
         throw ORQBasFailure(ORQBasFailureKind::Usage,
                             "a collection cannot have a space of " + std::to_string(space));
     }
-    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryCollection);
-    state.Rows().Insert(Table::Collection, id.MinorID(), space);
+    const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryCollection);
+    state.Rows().Insert(CollectionRow{id.MinorID(), space});
     return id;
 }
 
 ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int type) const {
     DatabaseState& state = DatabaseState::Writing(m_id);
-    const ORQSimDynamicID id = state.NewObject(type, ORQSimCategoryDSet);
-    state.Rows().Insert(Table::DataSet, id.MinorID(), 0);
+    const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryDSet);
+    state.Rows().Insert(DataSetRow{id.MinorID(), 0});
     int place = 0;
     for (const ORQSimCompartment& compartment : ctation.Compartments()) {
         int dimension = 0;
@@ -238,8 +242,9 @@ ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int
                                     "compartment " + std::to_string(place) + ", dimension " +
                                         std::to_string(dimension) + ": the set is null");
             }
-            state.Rows().Insert(Table::Compartment, id.MinorID(), place, dimension,
-                                state.Persistent(set).Index(), set.CollectionID().MinorID());
+            state.Rows().Insert(CompartmentRow{id.MinorID(), place, dimension,
+                                               state.Sets().Persistent(set).Index(),
+                                               set.CollectionID().MinorID()});
             ++dimension;
         }
         ++place;

@@ -6,9 +6,8 @@
 #include "ORQBasFailure.h"
 
 using orq::database::DatabaseState;
-using orq::storage::Cursor;
 using orq::storage::Index;
-using orq::storage::Table;
+using orq::storage::SymbolRow;
 
 ORQSimDynamicID ORQSimSymbols::Get(ORQSimTypeID type, int place,
                                    const ORQSimCollectionID& collection) const {
@@ -16,8 +15,8 @@ ORQSimDynamicID ORQSimSymbols::Get(ORQSimTypeID type, int place,
     if (state == nullptr) {
         return {};
     }
-    Cursor row = state->Rows().Find(Table::Symbol, collection.MinorID(), type.Index(), place);
-    return row.Next() ? state->ObjectID(row.Int(4)) : ORQSimDynamicID();
+    auto row = state->Rows().Find<SymbolRow>(collection.MinorID(), type.Index(), place);
+    return row.Next() ? state->Objects().Find(row->object) : ORQSimDynamicID();
 }
 
 ORQSimDynamicID ORQSimSymbols::Find(ORQSimTypeID type, const ORQString& name,
@@ -26,9 +25,9 @@ ORQSimDynamicID ORQSimSymbols::Find(ORQSimTypeID type, const ORQString& name,
     if (state == nullptr || name.IsEmpty()) {
         return {};
     }
-    Cursor row = state->Rows().FindBy(Index::SymbolByName, collection.MinorID(), type.Index(),
-                                      std::string_view(name.UTF8()));
-    return row.Next() ? state->ObjectID(row.Int(4)) : ORQSimDynamicID();
+    auto row = state->Rows().FindBy<Index::SymbolByName>(collection.MinorID(), type.Index(),
+                                                         std::string_view(name.UTF8()));
+    return row.Next() ? state->Objects().Find(row->object) : ORQSimDynamicID();
 }
 
 int ORQSimSymbols::Get(const ORQSimDynamicID& symbol) const {
@@ -36,8 +35,8 @@ int ORQSimSymbols::Get(const ORQSimDynamicID& symbol) const {
     if (state == nullptr || symbol.Category() != ORQSimCategoryRecord) {
         return -1;
     }
-    Cursor row = state->Rows().FindBy(Index::SymbolByObject, symbol.MinorID());
-    return row.Next() ? row.Int32(2) : -1;
+    auto row = state->Rows().FindBy<Index::SymbolByObject>(symbol.MinorID());
+    return row.Next() ? row->place : -1;
 }
 
 bool ORQSimSymbols::IsMember(const ORQSimDynamicID& symbol) const {
@@ -53,8 +52,8 @@ ORQSimDynamicID ORQSimSymbols::Create(ORQSimTypeID type, int place, const ORQStr
                                                           " or name \"" + name.UTF8() +
                                                           "\" of a symbol is taken or below 0");
     }
-    const ORQSimDynamicID id = state.NewObject(type.Index(), ORQSimCategoryRecord);
-    state.Rows().Insert(Table::Symbol, collection.MinorID(), type.Index(), place,
-                        std::string_view(name.UTF8()), id.MinorID());
+    const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryRecord);
+    state.Rows().Insert(
+        SymbolRow{collection.MinorID(), type.Index(), place, name.UTF8(), id.MinorID()});
     return id;
 }

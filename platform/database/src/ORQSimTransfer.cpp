@@ -47,7 +47,7 @@ std::vector<DrawerState*> ORQSimTransfer::Job::DrawersToRead(
 ORQSimTransientDrawer ORQSimTransfer::Job::Read() {
     CheckView();
     DatabaseState& state = State();
-    state.Engine().CheckUsable();
+    state.Store().CheckUsable();
     DistributionState& distribution = Distribution();
     const int nDims = static_cast<int>(distribution.grid.size());
     if (isSparse) {
@@ -72,7 +72,7 @@ std::int64_t ORQSimTransfer::Job::ReadDense(DatabaseState& state,
     if (geometry.pieces.empty()) {
         return 0;
     }
-    RowReader reader(state.Engine().Chunks(), drawer, geometry, MoverFor(distribution), buffer);
+    RowReader reader(state.Chunks(), drawer, geometry, MoverFor(distribution), buffer);
     const ComponentSet& rows = *view[static_cast<std::size_t>(drawer.RowDim())];
     for (const DrawerSegment& segment : drawer.rows.Segments()) {
         reader.Read(rows, segment);
@@ -127,7 +127,7 @@ void ORQSimTransfer::Job::AddDrawer() {
                                                  : ORQSimDrawerLayout::Plain;
     drawer->extendable = extendable;
     drawer->chunks = making == Making::Chunked ? chunks : std::vector<int>(dims.size(), 0);
-    drawerID = state.NewDrawer(Distribution(), std::move(drawer), View()).id;
+    drawerID = state.Distributions().NewDrawer(Distribution(), std::move(drawer), View()).id;
 }
 
 void ORQSimTransfer::Job::Write() {
@@ -174,8 +174,8 @@ std::int64_t ORQSimTransfer::Job::Extend(DatabaseState& state, DrawerState& draw
     const std::int64_t firstNew = drawer.nRows;
     const auto add = [&](const ComponentSetPtr& missing) {
         if (!missing->IsEmpty()) {
-            state.AddRows(drawer,
-                          drawer.rows.IsOrdered() ? missing : ComponentSet::Ascending(missing));
+            state.Distributions().AddRows(
+                drawer, drawer.rows.IsOrdered() ? missing : ComponentSet::Ascending(missing));
         }
     };
     ComponentSetPtr missing = drawer.rows.Missing(view);
@@ -199,7 +199,7 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     const std::int64_t rowBytes = geometry.rowItems * mover.storeSize;
     const std::int64_t bufferRowBytes = geometry.bufferRowStride * mover.bufferSize;
     const std::int64_t rowsPerChunk = drawer.RowsPerChunk(mover.storeSize);
-    ChunkStore& chunkStore = state.Engine().Chunks();
+    ChunkStore& chunkStore = state.Chunks();
 
     std::vector<RowRun> runs;
     ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer, firstRow,

@@ -9,8 +9,12 @@
 
 namespace orq::database {
 
-using storage::Cursor;
-using storage::Index;
+using storage::ChildRow;
+using storage::DataSetRow;
+using storage::MapEntryRow;
+using storage::NameRow;
+using storage::SetEntryRow;
+using storage::VectorEntryRow;
 
 namespace {
 
@@ -24,61 +28,99 @@ std::string SlotName(int slot) {
 }
 
 std::string OwnName(DatabaseState& state, std::int64_t object) {
-    Cursor name = state.Rows().Find(storage::Table::Name, object);
-    return name.Next() ? "\"" + std::string(name.Text(2)) + "\"" : "";
+    auto name = state.Rows().Find<NameRow>(object);
+    return name.Next() ? "\"" + std::string(name->text) + "\"" : "";
 }
 
-// Of a link by the slot, and what tells it from others of that: its key, its place, or the name of
-// what it leads to.
-std::string StepName(DatabaseState& state, std::int64_t target, Index index, const Cursor& link) {
-    std::string name = SlotName(link.Int32(1));
-    if (index == Index::MapEntryByTarget) {
-        name += " \"" + std::string(link.Text(2)) + "\"";
-    } else if (index == Index::VectorEntryByTarget ||
-               (index == Index::ChildByTarget && link.Int(2) != 0)) {
-        name += "[" + std::to_string(link.Int(2)) + "]";
-    } else if (const std::string own = OwnName(state, target); !own.empty()) {
-        name += " " + own;
-    }
-    return name;
+// What tells a link from others of its slot; empty for one that has no others.
+std::string KeyName(const ChildRow& link) {
+    return link.key == 0 ? "" : "[" + std::to_string(link.key) + "]";
 }
-
-// How to come to an object: from which one, by what.
-struct Way {
-    std::int64_t object;
-    std::string rest;  // all steps from `object` to the end
-};
-
-std::string PathFromFocus(DatabaseState& state, std::int64_t object, int index) {
-    std::vector<Way> ways = {{object, ""}};
-    std::set<std::int64_t> seen;
-    for (std::size_t next = 0; next < ways.size() && next < kMostSeen; ++next) {
-        const Way way = ways[next];
-        for (const Index by : {Index::ChildByTarget, Index::MapEntryByTarget,
-                               Index::VectorEntryByTarget, Index::SetEntryByTarget}) {
-            for (Cursor link = state.Rows().FindBy(by, way.object, next == 0 ? index : 0);
-                 link.Next();) {
-                const std::int64_t owner = link.Int(0);
-                std::string rest = StepName(state, way.object, by, link) +
-                                   (way.rest.empty() ? "" : " / " + way.rest);
-                if (owner == kFocus) {
-                    return rest;
-                }
-                if (!seen.insert(owner).second || seen.size() > kMostSeen) {
-                    continue;
-                }
-                ways.push_back({owner, std::move(rest)});
-            }
-        }
-        // A distribution is often known by the data set that stands on it alone.
-        for (Cursor set = state.Rows().Find(storage::Table::DataSet); set.Next();) {
-            if (set.Int(1) == way.object && seen.insert(set.Int(0)).second) {
-                ways.push_back({set.Int(0), way.rest});
-            }
-        }
-    }
+std::string KeyName(const MapEntryRow& link) {
+    return " \"" + std::string(link.key) + "\"";
+}
+std::string KeyName(const VectorEntryRow& link) {
+    return "[" + std::to_string(link.key) + "]";
+}
+std::string KeyName(const SetEntryRow&) {
     return "";
 }
+
+// Of a link by the slot, and its key or the name of what it leads to.
+template <class Link>
+std::string StepName(DatabaseState& state, std::int64_t target, const Link& link) {
+    std::string key = KeyName(link);
+    if (key.empty()) {
+        const std::string own = OwnName(state, target);
+        key = own.empty() ? "" : " " + own;
+    }
+    return SlotName(link.slot) + key;
+}
+
+// Looks for the focus from an object upwards, nearest owners first.
+class PathSearch {
+  public:
+    explicit PathSearch(DatabaseState& state) : m_state(state) {}
+
+    // The steps from the focus; empty where none are found. `index` is that of the object's
+    // identity.
+    std::string Run(std::int64_t object, int index) {
+        m_ways = {{object, ""}};
+        for (std::size_t next = 0; next < m_ways.size() && next < kMostSeen && m_path.empty();
+             ++next) {
+            const Way way = m_ways[next];
+            const int target = next == 0 ? index : 0;
+            FollowLinks<ChildRow>(way, target);
+            FollowLinks<MapEntryRow>(way, target);
+            FollowLinks<VectorEntryRow>(way, target);
+            FollowLinks<SetEntryRow>(way, target);
+            FollowDataSets(way);
+        }
+        return m_path;
+    }
+
+  private:
+    // How to come to an object: from which one, by what.
+    struct Way {
+        std::int64_t object;
+        std::string rest;  // all steps from `object` to the end
+    };
+
+    template <class Link>
+    void FollowLinks(const Way& way, int index) {
+        if (!m_path.empty()) {
+            return;
+        }
+        for (const Link& link : m_state.Rows().FindBy<Link::kByTarget>(way.object, index)) {
+            std::string rest =
+                StepName(m_state, way.object, link) + (way.rest.empty() ? "" : " / " + way.rest);
+            if (link.object == kFocus) {
+                m_path = std::move(rest);
+                return;
+            }
+            if (m_seen.insert(link.object).second && m_seen.size() <= kMostSeen) {
+                m_ways.push_back({link.object, std::move(rest)});
+            }
+        }
+    }
+
+    // A distribution is often known by the data set that stands on it alone.
+    void FollowDataSets(const Way& way) {
+        if (!m_path.empty()) {
+            return;
+        }
+        for (const DataSetRow& set : m_state.Rows().Find<DataSetRow>()) {
+            if (set.distribution == way.object && m_seen.insert(set.object).second) {
+                m_ways.push_back({set.object, way.rest});
+            }
+        }
+    }
+
+    DatabaseState& m_state;
+    std::vector<Way> m_ways;
+    std::set<std::int64_t> m_seen;
+    std::string m_path;
+};
 
 }  // namespace
 
@@ -88,7 +130,7 @@ std::string NameInMessage(DatabaseState& state, std::int64_t object) {
         return number + " (the focus)";
     }
     try {
-        std::string name = PathFromFocus(state, object, 0);
+        std::string name = PathSearch(state).Run(object, 0);
         name = name.empty() ? OwnName(state, object) : name;
         return name.empty() ? number : number + " (" + name + ")";
     } catch (const ORQBasFailure&) {
@@ -99,7 +141,7 @@ std::string NameInMessage(DatabaseState& state, std::int64_t object) {
 std::string NameInMessage(DatabaseState& state, std::int64_t collection, int set) {
     std::string number = "set " + std::to_string(set);
     try {
-        const std::string name = PathFromFocus(state, collection, set);
+        const std::string name = PathSearch(state).Run(collection, set);
         return name.empty() ? number + " of " + NameInMessage(state, collection)
                             : number + " (" + name + ")";
     } catch (const ORQBasFailure&) {

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <memory>
 #include <set>
 #include <utility>
 #include <vector>
 
+#include "Erasure.h"
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
 #include "ObjectPath.h"
@@ -15,17 +17,21 @@
 
 namespace orq::database {
 
-using storage::Cursor;
+using storage::ChildRow;
+using storage::CompartmentRow;
+using storage::DataSetRow;
+using storage::DistributionRow;
+using storage::DrawerRow;
+using storage::ExtentRow;
+using storage::MapEntryRow;
+using storage::MemberRow;
+using storage::ObjectRow;
+using storage::SetEntryRow;
+using storage::SymbolRow;
 using storage::Table;
+using storage::VectorEntryRow;
 
 namespace {
-
-constexpr Table kLinkTables[] = {Table::Child, Table::MapEntry, Table::VectorEntry,
-                                 Table::SetEntry};
-
-int TargetColumn(Table links) {
-    return links == Table::SetEntry ? 2 : 3;
-}
 
 // What a lost page of a table held.
 struct Words {
@@ -64,15 +70,15 @@ class Recoverer {
         : m_state(state),
           m_damaged(damaged),
           m_progress(progress),
-          m_salvage(state.Engine(), damaged, m_goOn) {}
+          m_salvage(state.Store().SalvageFrom(damaged, m_goOn)) {}
 
     ORQSimDatabase::Recovery Run() {
-        m_salvage.TakeRows();
+        m_salvage->TakeRows();
         MakeObjectsOfLinks();
-        m_salvage.TakeRowsFromIndices();
-        m_salvage.TakeChunks(m_progress);
+        m_salvage->TakeRowsFromIndices();
+        m_salvage->TakeChunks(m_progress);
         m_done = 1.0;
-        m_recovery.damage = m_salvage.Damage();
+        m_recovery.damage = m_salvage->Damage();
         TellGaps();
         TellHalfLinks();
         RemoveFlaws();
@@ -81,46 +87,53 @@ class Recoverer {
     }
 
   private:
-    storage::Catalogue& Rows() { return m_state.Rows(); }
+    storage::RowStore& Rows() { return m_state.Rows(); }
     void Lose(std::string text) { m_recovery.lost.push_back(std::move(text)); }
 
     // A link says of its target's object all that the object's own row does; a symbol, of its
     // record.
     void MakeObjectsOfLinks() {
-        if (!m_salvage.MayHaveLost(Table::Object)) {
+        if (!m_salvage->MayHaveLost(Table::Object)) {
             return;
         }
-        std::map<std::int64_t, std::pair<int, int>> objects;  // number to type and category
-        objects[kFocus] = {ORQSimSchema::Focus, ORQSimCategoryRecord};
-        for (const Table table : kLinkTables) {
-            for (Cursor row = Rows().Find(table); row.Next();) {
-                const ORQSimDynamicID target = m_state.Target(row, TargetColumn(table));
-                objects[target.MinorID()] = {target.TypeID().Index(), ObjectCategory(target)};
-            }
+        Objects objects;
+        objects[kFocus] = {kFocus, ORQSimSchema::Focus, ORQSimCategoryRecord};
+        NoteTargets<ChildRow>(objects);
+        NoteTargets<MapEntryRow>(objects);
+        NoteTargets<VectorEntryRow>(objects);
+        NoteTargets<SetEntryRow>(objects);
+        for (const SymbolRow& row : Rows().Find<SymbolRow>()) {
+            objects[row.object] = {row.object, row.type, ORQSimCategoryRecord};
         }
-        for (Cursor row = Rows().Find(Table::Symbol); row.Next();) {
-            objects[row.Int(4)] = {row.Int32(1), ORQSimCategoryRecord};
-        }
-        for (const auto& [object, kind] : objects) {
-            if (m_salvage.MayHaveLost(Table::Object, object)) {
-                Rows().InsertNew(Table::Object, object, kind.first, kind.second);
+        for (const auto& [number, object] : objects) {
+            if (m_salvage->MayHaveLost(Table::Object, number)) {
+                Rows().InsertNew(object);
             }
         }
     }
 
-    static int ObjectCategory(const ORQSimDynamicID& target) {
-        switch (target.Category()) {
+    using Objects = std::map<std::int64_t, ObjectRow>;  // by number
+    template <class Link>
+    void NoteTargets(Objects& objects) {
+        for (const Link& row : Rows().Find<Link>()) {
+            const storage::Target& target = row.target;
+            objects[target.object] = {target.object, target.type, ObjectCategory(target.category)};
+        }
+    }
+
+    static int ObjectCategory(int targetCategory) {
+        switch (targetCategory) {
             case ORQSimCategoryCSet:
                 return ORQSimCategoryCollection;
             case ORQSimCategoryDrawer:
                 return ORQSimCategoryDistribution;
             default:
-                return target.Category();
+                return targetCategory;
         }
     }
 
     void TellGaps() {
-        for (const storage::RowGap& gap : m_salvage.Gaps()) {
+        for (const storage::RowGap& gap : m_salvage->Gaps()) {
             const auto* words = std::ranges::find(kWords, gap.table, &Words::table);
             const auto name = [&](std::int64_t key) {
                 return words->isOfObjects ? NameInMessage(m_state, key) : std::to_string(key);
@@ -134,17 +147,17 @@ class Recoverer {
     }
 
     void TellHalfLinks() {
-        for (const storage::Salvage::HalfLink& link : m_salvage.HalfLinks()) {
-            Lose(std::string(storage::Catalogue::NameOf(link.table)) + " " +
-                 ORQSimSchema::NameOf(link.slot) + " of " + NameInMessage(m_state, link.object) +
-                 ": led to object " + std::to_string(link.target) + ", which is lost");
+        for (const storage::Salvage::HalfLink& link : m_salvage->HalfLinks()) {
+            Lose(std::string(NameOf(link.table)) + " " + ORQSimSchema::NameOf(link.slot) + " of " +
+                 NameInMessage(m_state, link.object) + ": led to object " +
+                 std::to_string(link.target) + ", which is lost");
         }
     }
 
     // What a flaw takes along has flaws in turn, until nothing is left that refers to it.
     void RemoveFlaws() {
         for (;;) {
-            std::vector<Flaw> flaws = FindFlaws(m_state, &m_salvage, m_goOn);
+            std::vector<Flaw> flaws = FindFlaws(m_state, m_salvage.get(), m_goOn);
             if (flaws.empty()) {
                 return;
             }
@@ -186,8 +199,8 @@ class Recoverer {
         while (!open.empty()) {
             const auto [distribution, later] = open.back();
             open.pop_back();
-            for (Cursor row = Rows().Find(Table::Drawer, distribution); row.Next();) {
-                const int earlier = row.Int32(1);
+            for (const DrawerRow& row : Rows().Find<DrawerRow>(distribution)) {
+                const int earlier = row.number;
                 if (earlier >= later || lost.contains({distribution, earlier}) ||
                     !MayMeet(distribution, earlier, later)) {
                     continue;
@@ -198,7 +211,7 @@ class Recoverer {
                                      std::to_string(earlier) + ": drawer " + std::to_string(later) +
                                      ", which is lost, replaced some of its values",
                                  [state = &m_state, object = distribution, earlier] {
-                                     state->EraseDrawerRows(object, earlier);
+                                     EraseDrawer(state->Store(), object, earlier);
                                  },
                                  distribution, earlier, false});
             }
@@ -207,8 +220,8 @@ class Recoverer {
 
     bool MayMeet(std::int64_t distribution, int earlier, int later) {
         try {
-            const ORQSimDistributionID id(m_state.ObjectID(distribution));
-            const DistributionState state = m_state.LoadDistribution(id);
+            const ORQSimDistributionID id(m_state.Objects().Find(distribution));
+            const DistributionState state = m_state.Distributions().Load(id);
             const auto find = [&](int number) {
                 return state.Find(
                     ORQSimDrawerID(id.ContextID(), id.MinorID(), id.TypeID(), number));
@@ -240,15 +253,16 @@ class Recoverer {
     }
 
     void Count() {
-        m_recovery.objects = Rows().CountRows(Table::Object);
-        for (const Table table : kLinkTables) {
-            m_recovery.links += Rows().CountRows(table);
+        m_recovery.objects = Rows().Count(Table::Object);
+        for (const Table links :
+             {Table::Child, Table::MapEntry, Table::VectorEntry, Table::SetEntry}) {
+            m_recovery.links += Rows().Count(links);
         }
-        m_recovery.sets = Rows().CountRows(Table::ComponentSet);
-        m_recovery.drawers = Rows().CountRows(Table::Drawer);
-        m_recovery.tables = Rows().CountRows(Table::FTable);
-        for (Cursor row = Rows().Find(Table::Extent); row.Next();) {
-            m_recovery.bulkBytes += row.Int(5);
+        m_recovery.sets = Rows().Count(Table::ComponentSet);
+        m_recovery.drawers = Rows().Count(Table::Drawer);
+        m_recovery.tables = Rows().Count(Table::FTable);
+        for (const ExtentRow& row : Rows().Find<ExtentRow>()) {
+            m_recovery.bulkBytes += row.length;
         }
         if (!m_recovery.lost.empty()) {
             m_recovery.unreachable = m_recovery.objects - CountReachable();
@@ -263,31 +277,41 @@ class Recoverer {
                 open.push_back(object);
             }
         };
-        const auto reachAll = [&](Table table, std::int64_t object, int column) {
-            for (Cursor row = Rows().Find(table, object); row.Next();) {
-                reach(row.Int(column));
-            }
-        };
         while (!open.empty()) {
             const std::int64_t object = open.back();
             open.pop_back();
-            for (const Table table : kLinkTables) {
-                reachAll(table, object, TargetColumn(table));
+            ForEachTarget<ChildRow>(object, reach);
+            ForEachTarget<MapEntryRow>(object, reach);
+            ForEachTarget<VectorEntryRow>(object, reach);
+            ForEachTarget<SetEntryRow>(object, reach);
+            for (const MemberRow& row : Rows().Find<MemberRow>(object)) {
+                reach(row.object);
             }
-            reachAll(Table::Member, object, 2);
-            reachAll(Table::Symbol, object, 4);
-            reachAll(Table::DataSet, object, 1);
-            reachAll(Table::Compartment, object, 4);
-            reachAll(Table::Distribution, object, 2);
-            for (Cursor row = Rows().Find(Table::Distribution, object); row.Next();) {
-                const std::span<const std::byte> grid = row.Blob(3);
-                std::vector<std::int64_t> collections(grid.size() / sizeof(std::int64_t));
-                std::memcpy(collections.data(), grid.data(),
+            for (const SymbolRow& row : Rows().Find<SymbolRow>(object)) {
+                reach(row.object);
+            }
+            for (const DataSetRow& row : Rows().Find<DataSetRow>(object)) {
+                reach(row.distribution);
+            }
+            for (const CompartmentRow& row : Rows().Find<CompartmentRow>(object)) {
+                reach(row.setCollection);
+            }
+            for (const DistributionRow& row : Rows().Find<DistributionRow>(object)) {
+                reach(row.rangeCollection);
+                std::vector<std::int64_t> collections(row.grid.size() / sizeof(std::int64_t));
+                std::memcpy(collections.data(), row.grid.data(),
                             collections.size() * sizeof(std::int64_t));
                 std::ranges::for_each(collections, reach);
             }
         }
         return static_cast<std::int64_t>(reached.size());
+    }
+
+    template <class Link, class F>
+    void ForEachTarget(std::int64_t object, F&& f) {
+        for (const Link& row : Rows().Find<Link>(object)) {
+            f(row.target.object);
+        }
     }
 
     DatabaseState& m_state;
@@ -296,7 +320,7 @@ class Recoverer {
     double m_done = 0.0;
     // Called again and again, so that a host can give up: says how far the recovery was before.
     const std::function<void()> m_goOn = [this] { m_progress(m_done); };
-    storage::Salvage m_salvage;
+    std::unique_ptr<storage::Salvage> m_salvage;
     ORQSimDatabase::Recovery m_recovery;
 };
 

@@ -54,7 +54,7 @@ void RowReader::ReadRun(RowRun run) {
         OpenChunkOf(run.row);
         const bool isStored = run.row < m_storedEnd;
         std::int64_t most = (isStored ? m_storedEnd : m_chunkEnd) - run.row;
-        if (isStored && !m_chunk.IsVerified()) {
+        if (isStored && !m_chunk.IsChecked()) {
             most = std::min(most, std::max<std::int64_t>(1, kVerifyStep / m_rowBytes));
         }
         const auto count = static_cast<int>(std::min<std::int64_t>(run.count, most));
@@ -95,7 +95,7 @@ void RowReader::ReadScattered(std::span<const int> members, const DrawerSegment&
 
 void RowReader::GatherInChunk(std::span<const int> members, std::int64_t rowOfZero,
                               std::byte* buffer) {
-    if (!m_chunk.IsVerified()) {
+    if (!m_chunk.IsChecked()) {
         for (const int member : members) {
             const std::int64_t begin = (member + rowOfZero) * m_rowBytes;
             m_chunk.Bytes(begin, begin + m_rowBytes);

@@ -7,7 +7,7 @@
 #include "ComponentSet.h"
 #include "DatabaseState.h"
 #include "TransferView.h"
-#include "storage/ChunkStore.h"
+#include "storage/Store.h"
 
 namespace orq::database {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include "FlatArray.h"
 #include "ORQBasFailure.h"
-#include "storage/FlatArray.h"
 
 namespace orq::database {
 
@@ -17,13 +17,13 @@ constexpr int kIndices = 1;
 constexpr int kMap = 2;
 
 void PutPart(DatabaseState& state, std::int64_t store, int part, std::span<const std::byte> bytes) {
-    storage::PutFlatArray(state.Engine().Chunks(), store, part, bytes);
+    PutFlatArray(state.Chunks(), store, part, bytes);
 }
 
 // Copies the bytes of a part from `begin` on.
 void GetPart(DatabaseState& state, std::int64_t store, int part, std::int64_t begin,
              std::span<std::byte> out) {
-    if (!storage::GetFlatArray(state.Engine().Chunks(), store, part, begin, out)) {
+    if (!GetFlatArray(state.Chunks(), store, part, begin, out)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             state.ShownPath() + ": the sparse data of store " +
                                 std::to_string(store) + " is incomplete");
@@ -119,8 +119,7 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
         }
     };
     const std::int64_t nStored = NumStored(state, drawer);
-    if (!storage::HasFlatArray(state.Engine().Chunks(), drawer.store, kValues,
-                               nStored * distribution.ScalarSize())) {
+    if (!HasFlatArray(state.Chunks(), drawer.store, kValues, nStored * distribution.ScalarSize())) {
         FailDamaged(state, drawer);
     }
     ForEachRowRun(*view[0], drawer, 0, [&](const RowRun& run) {
@@ -148,14 +147,14 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
 }
 
 std::int64_t SparseRows::NumStored(DatabaseState& state, const DrawerState& drawer) {
-    storage::ChunkStore& chunks = state.Engine().Chunks();
+    storage::ChunkStore& chunks = state.Chunks();
     constexpr std::int64_t kSize = sizeof(std::int32_t);
-    if (!storage::HasFlatArray(chunks, drawer.store, kMap, (drawer.nRows + 1) * kSize)) {
+    if (!HasFlatArray(chunks, drawer.store, kMap, (drawer.nRows + 1) * kSize)) {
         FailDamaged(state, drawer);
     }
     const std::int64_t nStored =
         GetArray<std::int32_t>(state, drawer.store, kMap, drawer.nRows, 1).front();
-    if (nStored < 0 || !storage::HasFlatArray(chunks, drawer.store, kIndices, nStored * kSize)) {
+    if (nStored < 0 || !HasFlatArray(chunks, drawer.store, kIndices, nStored * kSize)) {
         FailDamaged(state, drawer);
     }
     return nStored;

@@ -29,7 +29,7 @@ std::string ProblemOfSets(DatabaseState& state, const DistributionState& distrib
             set.IsEmpty()) {
             return "the set of dimension " + std::to_string(dim) + " does not exist";
         }
-        const int space = state.Space(distribution.grid[dim]);
+        const int space = state.Objects().Space(distribution.grid[dim]);
         if (!set.IsEmpty() && (set.Lowest() < 0 || set.Highest() >= space)) {
             return "dimension " + std::to_string(dim) + " covers members outside the space of " +
                    std::to_string(space);

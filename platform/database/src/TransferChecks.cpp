@@ -103,7 +103,7 @@ void ORQSimTransfer::Job::CheckMembers(int dimension, const ORQSimCSet& set,
                std::to_string(collection.MinorID()));
     }
     const ComponentSet& members = *set.Payload();
-    const int space = State().Space(collection);
+    const int space = State().Objects().Space(collection);
     if (!members.IsEmpty() && (members.Lowest() < 0 || members.Highest() >= space)) {
         Refuse(InDimension(dimension) + ": member " + std::to_string(FirstOutside(members, space)) +
                " is outside the space of " + std::to_string(space) + " members");
@@ -180,7 +180,8 @@ void ORQSimTransfer::Job::CheckReferences(const DistributionState& distribution,
     if (!refers) {
         return;
     }
-    const auto space = static_cast<std::uint32_t>(State().Space(distribution.rangeCollection));
+    const auto space =
+        static_cast<std::uint32_t>(State().Objects().Space(distribution.rangeCollection));
     const orq::database::ItemMover mover = MoverFor(distribution);
     std::array<std::uint32_t, 4096> block{};
     for (std::int64_t first = 0; first < count; first += std::ssize(block)) {

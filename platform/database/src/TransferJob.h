@@ -66,7 +66,7 @@ class ORQSimTransfer::Job {
   private:
     orq::database::DatabaseState& State() const;
     orq::database::DistributionState& Distribution() const {
-        return State().Distribution(distributionID);
+        return State().Distributions().Get(distributionID);
     }
     std::vector<orq::database::ComponentSetPtr> View() const;
     orq::database::DrawerState& Drawer(orq::database::DistributionState& distribution) const;

@@ -61,6 +61,19 @@ int RenameToFree(const fs::path& from, const fs::path& to) {
     return Rename(from, to, 0);
 }
 
+// Whether a folder may be one of ours: another that only has such a name is never removed. What is
+// made may be staged itself, under its name with an ending.
+bool HoldsOnly(const fs::path& folder, const std::string& name) {
+    std::error_code failure;
+    for (const auto& entry : fs::directory_iterator(folder, failure)) {
+        const std::string held = entry.path().filename().string();
+        if (!held.starts_with(name) && held != "replaced") {
+            return false;
+        }
+    }
+    return !failure;
+}
+
 }  // namespace
 
 ORQBasStaged::ORQBasStaged(const fs::path& place, std::string_view purpose)
@@ -72,15 +85,15 @@ ORQBasStaged::ORQBasStaged(const fs::path& place, std::string_view purpose)
     }
     m_folder = folder;
     m_lock = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (m_lock < 0 || flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
+    if (m_lock < 0) {
         const int error = errno;
-        if (m_lock >= 0) {
-            close(m_lock);
-        }
         rmdir(m_folder.c_str());
         errno = error;
-        ORQBasThrowSystemFailure(m_folder.string(), "lock the folder");
+        ORQBasThrowSystemFailure(m_folder.string(), "open the folder");
     }
+    // Some network file systems lock no folders. There it can be made all the same; what a killed
+    // process leaves stays, since nobody can know that it is left.
+    flock(m_lock, LOCK_EX | LOCK_NB);
     m_made = m_folder / m_place.filename();
 }
 
@@ -94,7 +107,8 @@ void ORQBasStaged::RemoveLeftovers(std::string_view purpose) const {
     const std::string prefix = m_place.filename().string().append(".").append(purpose).append("-");
     std::error_code failure;
     for (const auto& entry : fs::directory_iterator(FolderOf(m_place), failure)) {
-        if (!entry.path().filename().string().starts_with(prefix) || !entry.is_directory(failure)) {
+        if (!entry.path().filename().string().starts_with(prefix) || !entry.is_directory(failure) ||
+            !HoldsOnly(entry.path(), m_place.filename().string())) {
             continue;
         }
         const int lock = open(entry.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -111,6 +125,7 @@ void ORQBasStaged::RemoveLeftovers(std::string_view purpose) const {
 
 void ORQBasStaged::PutIntoPlace(bool mayReplace) {
     SyncAll(m_made);
+    unsigned wayBack = RENAME_NOREPLACE;
     if (RenameToFree(m_made, m_place) != 0) {
         if (errno != EEXIST) {
             ORQBasThrowSystemFailure(m_place.string(), "give it its name");
@@ -119,8 +134,16 @@ void ORQBasStaged::PutIntoPlace(bool mayReplace) {
             ORQBasThrowUsage(m_place.string() + ": exists already");
         }
         Exchange();
+        wayBack = RENAME_EXCHANGE;
     }
-    Sync(FolderOf(m_place));
+    try {
+        Sync(FolderOf(m_place));
+    } catch (const ORQBasFailure&) {
+        // Nobody is told of a success that may not last. Where the file system cannot go back, the
+        // new one stays.
+        Rename(m_place, m_made, wayBack);
+        throw;
+    }
 }
 
 void ORQBasStaged::Exchange() const {

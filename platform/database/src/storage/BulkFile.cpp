@@ -239,9 +239,4 @@ void BulkFile::Unmap() {
     }
 }
 
-std::int64_t BulkFile::BytesOnDisk() const {
-    struct stat status {};
-    return fstat(m_file, &status) == 0 ? static_cast<std::int64_t>(status.st_blocks) * 512 : 0;
-}
-
 }  // namespace orq::storage

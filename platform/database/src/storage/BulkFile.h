@@ -56,8 +56,6 @@ class BulkFile {
     // The mapped bytes from `offset`; the map reaches at least to offset + size. Valid until the
     // next call of Map for a range beyond the present map, or Close.
     const std::byte* Map(std::int64_t offset, std::int64_t size);
-    // Bytes that the file takes on the disk, holes not counted.
-    std::int64_t BytesOnDisk() const;
 
   private:
     void Unmap();

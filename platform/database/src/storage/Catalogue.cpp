@@ -1,9 +1,6 @@
 #include "Catalogue.h"
 
-#include <string>
-#include <utility>
-
-#include "ORQBasFailure.h"
+#include "RowCodec.h"
 
 namespace orq::storage {
 
@@ -25,26 +22,26 @@ std::string Placeholders(std::size_t n) {
     return text;
 }
 
-// A way to the rows of a table: by its key or by an index.
-struct Way {
+// How rows of a table are reached: by its key or by an index.
+struct AccessPath {
     const TableShape& table;
-    std::vector<const char*> columns;  // by the first of which can be asked
-    std::size_t nOrder;                // of the columns, by which the rows come
+    std::vector<const char*> columns;  // a query gives the first ones
+    std::size_t nOrder;                // of the columns, by which rows are ordered
 
     std::span<const char* const> First(std::size_t n) const { return std::span(columns).first(n); }
 };
 
-Way WayOf(bool isIndex, int what) {
+AccessPath PathOf(bool isIndex, int what) {
     if (isIndex) {
         const IndexShape& index = Shape(static_cast<Index>(what));
         return {Shape(index.table), index.columns, index.columns.size()};
     }
     const TableShape& table = Shape(static_cast<Table>(what));
-    Way way{table, {}, static_cast<std::size_t>(table.nKeys)};
+    AccessPath path{table, {}, static_cast<std::size_t>(table.nKeys)};
     for (const Column& column : table.columns) {
-        way.columns.push_back(column.name);
+        path.columns.push_back(column.name);
     }
-    return way;
+    return path;
 }
 
 std::string List(std::span<const char* const> columns, const char* suffix = "") {
@@ -55,88 +52,71 @@ std::string List(std::span<const char* const> columns, const char* suffix = "") 
     return text;
 }
 
-// Where the first `n` columns of a way stand in a row of the table.
-std::vector<int> PlacesOf(const Way& way, std::size_t n) {
+// Where the first `n` columns of a path stand in a row of the table.
+std::vector<int> PlacesOf(const AccessPath& path, std::size_t n) {
     std::vector<int> places;
-    for (const std::string_view name : way.First(n)) {
-        const auto* found = std::ranges::find(way.table.columns, name, &Column::name);
-        places.push_back(static_cast<int>(found - way.table.columns.begin()));
+    for (const std::string_view name : path.First(n)) {
+        const auto* found = std::ranges::find(path.table.columns, name, &Column::name);
+        places.push_back(static_cast<int>(found - path.table.columns.begin()));
     }
     return places;
 }
 
+// The keys of a query are copied: rows are read when the caller may have dropped them.
+void BindKeys(const Connection& connection, sqlite3_stmt* statement, const RowKey& key) {
+    int index = 0;
+    for (const std::int64_t number : std::span(key.numbers).first(key.nNumbers)) {
+        connection.Check(BindKey(statement, ++index, number), "bind a key");
+    }
+    if (key.text) {
+        connection.Check(BindKey(statement, ++index, *key.text), "bind a key");
+    }
+}
+
+// Brings a statement back however its query ends.
+class Closing {
+  public:
+    explicit Closing(RowSource& rows) : m_rows(rows) {}
+    ~Closing() { m_rows.Close(); }
+    Closing(const Closing&) = delete;
+    Closing& operator=(const Closing&) = delete;
+
+  private:
+    RowSource& m_rows;
+};
+
 }  // namespace
 
-Cursor::Cursor(Cursor&& other) noexcept
-    : m_catalogue(other.m_catalogue),
-      m_home(other.m_home),
-      m_walk(other.m_walk),
-      m_statement(std::exchange(other.m_statement, nullptr)),
-      m_table(other.m_table),
-      m_columns(other.m_columns) {}
+Catalogue::StatementRows::StatementRows(Connection& connection, Pool& home, const std::string& sql,
+                                        Table table)
+    : m_connection(connection),
+      m_home(home),
+      m_codec(CodecOf(table)),
+      m_statement(connection.Prepare(sql)) {}
 
-Cursor::~Cursor() {
-    if (m_statement == nullptr) {
-        return;
-    }
-    if (m_walk != nullptr) {
-        m_walk->End();
-    } else {
-        sqlite3_reset(m_statement);
-        m_home->push_back(m_statement);
-    }
+void Catalogue::StatementRows::Bind(const RowKey& key) {
+    BindKeys(m_connection, m_statement, key);
 }
 
-bool Cursor::Next() {
-    if (m_walk != nullptr) {
-        return m_walk->Next();
-    }
+bool Catalogue::StatementRows::Step() {
     const int code = sqlite3_step(m_statement);
-    if (code == SQLITE_ROW) {
-        return true;
+    if (code != SQLITE_ROW && code != SQLITE_DONE) {
+        m_connection.Fail(code, sqlite3_sql(m_statement));
     }
-    if (code != SQLITE_DONE) {
-        m_catalogue.m_connection.Fail(code, sqlite3_sql(m_statement));
-    }
-    return false;
+    return code == SQLITE_ROW;
 }
 
-double Cursor::Double(int column) const {
-    const int type = sqlite3_column_type(m_statement, column);
-    if (type != SQLITE_FLOAT && type != SQLITE_INTEGER) {
-        Refuse();
+bool Catalogue::StatementRows::Next(void* row) {
+    const bool hasRow = Step();
+    if (hasRow) {
+        m_codec.read(m_connection, m_statement, row);
     }
-    return sqlite3_column_double(m_statement, column);
+    return hasRow;
 }
 
-std::string_view Cursor::Text(int column) const {
-    if (sqlite3_column_type(m_statement, column) != SQLITE_TEXT) {
-        Refuse();
-    }
-    // As it lies there: to end it with a zero byte SQLite takes memory, and answers nothing where
-    // there is none.
-    const auto* text = static_cast<const char*>(sqlite3_column_blob(m_statement, column));
-    return {text, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))};
-}
-
-std::span<const std::byte> Cursor::Blob(int column) const {
-    if (sqlite3_column_type(m_statement, column) != SQLITE_BLOB) {
-        Refuse();
-    }
-    const auto* blob = static_cast<const std::byte*>(sqlite3_column_blob(m_statement, column));
-    return {blob, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))};
-}
-
-std::string Cursor::Problem() const {
-    return ProblemOfRow(m_table, ValuesOf(m_statement));
-}
-
-void Cursor::Refuse() const {
-    const std::string problem = Problem();
-    m_catalogue.m_connection.FailDamaged(problem.empty()
-                                             ? std::string("table ") + Shape(m_table).name +
-                                                   ": a value is not of its kind"
-                                             : problem);
+void Catalogue::StatementRows::Close() noexcept {
+    sqlite3_reset(m_statement);
+    m_home.push_back(this);
 }
 
 Catalogue::~Catalogue() {
@@ -145,52 +125,74 @@ Catalogue::~Catalogue() {
             sqlite3_finalize(statement);
         }
     }
-    for (auto& ofQuestion : m_pools) {
-        for (auto& ofWay : ofQuestion) {
-            for (Pool& pool : ofWay) {
-                for (sqlite3_stmt* statement : pool) {
-                    sqlite3_finalize(statement);
-                }
-            }
+    for (auto& ofTable : m_erasures) {
+        for (sqlite3_stmt* statement : ofTable) {
+            sqlite3_finalize(statement);
         }
     }
 }
 
-bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
+// --- Writing -------------------------------------------------------------------------------------
+
+bool Catalogue::WriteRow(Table table, Write how, const void* row) {
     m_connection.NeedTransaction();
-    Change change(Unfinished());
-    sqlite3_stmt* statement = WriteStatement(table, Write::InsertNew);
-    for (std::size_t i = 0; i < row.size(); ++i) {
-        m_connection.Check(BindValue(statement, static_cast<int>(i) + 1, row[i]), "bind a value");
-    }
-    RunWrite(statement, table);
+    Change change(*this);
+    LeaveRows();
+    sqlite3_stmt* statement = WriteStatement(table, how);
+    CodecOf(table).bind(m_connection, statement, row);
+    Run(statement, table);
     change.Finish();
     return sqlite3_changes(m_connection.Handle()) > 0;
 }
 
-sqlite3_stmt* Catalogue::WriteStatement(Table table, Write kind) {
+bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
+    m_connection.NeedTransaction();
+    Change change(*this);
+    LeaveRows();
+    sqlite3_stmt* statement = WriteStatement(table, Write::InsertNew);
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        m_connection.Check(BindValue(statement, static_cast<int>(i) + 1, row[i]), "bind a value");
+    }
+    Run(statement, table);
+    change.Finish();
+    return sqlite3_changes(m_connection.Handle()) > 0;
+}
+
+int Catalogue::EraseRows(Table table, const RowKey& key) {
+    m_connection.NeedTransaction();
+    Change change(*this);
+    LeaveRows();
+    sqlite3_stmt* statement = EraseStatement(table, key.Size());
+    BindKeys(m_connection, statement, key);
+    Run(statement, table);
+    change.Finish();
+    return sqlite3_changes(m_connection.Handle());
+}
+
+sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how) {
     sqlite3_stmt*& statement =
-        m_writes[static_cast<std::size_t>(table)][static_cast<std::size_t>(kind)];
+        m_writes[static_cast<std::size_t>(table)][static_cast<std::size_t>(how)];
     if (statement == nullptr) {
-        const TableShape& shape = Shape(table);
-        if (kind < Write::EraseByNone) {
-            constexpr const char* kVerbs[] = {"INSERT INTO ", "INSERT OR IGNORE INTO ",
-                                              "INSERT OR REPLACE INTO "};
-            statement = m_connection.Prepare(kVerbs[static_cast<std::size_t>(kind)] +
-                                             std::string(shape.name) + " VALUES(" +
-                                             Placeholders(shape.columns.size()) + ")");
-        } else {
-            const std::size_t nKeys =
-                static_cast<std::size_t>(kind) - static_cast<std::size_t>(Write::EraseByNone);
-            statement =
-                m_connection.Prepare(std::string("DELETE FROM ") + shape.name +
-                                     Where(WayOf(false, static_cast<int>(table)).First(nKeys)));
-        }
+        constexpr const char* kVerbs[] = {"INSERT INTO ", "INSERT OR IGNORE INTO ",
+                                          "INSERT OR REPLACE INTO "};
+        statement = m_connection.Prepare(kVerbs[static_cast<std::size_t>(how)] +
+                                         std::string(NameOf(table)) + " VALUES(" +
+                                         Placeholders(Shape(table).columns.size()) + ")");
     }
     return statement;
 }
 
-void Catalogue::RunWrite(sqlite3_stmt* statement, Table table) {
+sqlite3_stmt* Catalogue::EraseStatement(Table table, std::size_t nKeys) {
+    sqlite3_stmt*& statement = m_erasures[static_cast<std::size_t>(table)][nKeys];
+    if (statement == nullptr) {
+        statement =
+            m_connection.Prepare(std::string("DELETE FROM ") + NameOf(table) +
+                                 Where(PathOf(false, static_cast<int>(table)).First(nKeys)));
+    }
+    return statement;
+}
+
+void Catalogue::Run(sqlite3_stmt* statement, Table table) {
     const int code = sqlite3_step(statement);
     sqlite3_reset(statement);
     if (code != SQLITE_DONE) {
@@ -198,43 +200,79 @@ void Catalogue::RunWrite(sqlite3_stmt* statement, Table table) {
     }
 }
 
-Cursor Catalogue::Take(Question question, int what, std::size_t nKeys) {
-    Pool& pool = m_pools[static_cast<std::size_t>(question)][static_cast<std::size_t>(what)][nKeys];
-    if (!pool.empty()) {
-        sqlite3_stmt* statement = pool.back();
-        pool.pop_back();
-        return {*this, pool, statement, TableOf(question, what)};
+// --- Reading -------------------------------------------------------------------------------------
+
+RowSource& Catalogue::Open(Query query, int what, const RowKey& key) {
+    if (key.nNumbers > 0 && !key.text) {
+        m_connection.NeedTransaction();
+        if (RowWalk* walk = WalksOf(query, what, key.nNumbers).Begin(key.numbers)) {
+            return *walk;
+        }
     }
-    // Room for every statement that was ever made, so that bringing one back takes no memory.
-    pool.reserve(pool.capacity() + 1);
-    const Way way = WayOf(question == Question::FindBy, what);
-    std::string sql = std::string(question == Question::Count ? "SELECT count(*)" : "SELECT *") +
-                      " FROM " + way.table.name;
-    sql += Where(way.First(nKeys));
-    if (question == Question::FindFrom) {
-        sql.replace(sql.rfind('='), 1, ">=");
-    }
-    switch (question) {
-        case Question::Count:
-            break;
-        case Question::FindLast:
-            sql += " ORDER BY " + List(way.First(way.nOrder), " DESC") + " LIMIT 1";
-            break;
-        default:
-            sql += " ORDER BY " + List(way.First(way.nOrder));
-    }
-    return {*this, pool, m_connection.Prepare(sql), TableOf(question, what)};
+    return Take(query, what, key);
 }
 
-RowWalks& Catalogue::WalksOf(Question question, int what, std::size_t nKeys) {
+Catalogue::StatementRows& Catalogue::Take(Query query, int what, const RowKey& key) {
+    m_connection.NeedTransaction();
+    auto& pool =
+        m_pools[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][key.Size()];
+    if (pool.empty()) {
+        pool.push_back(&Make(pool, query, what, key.Size()));
+    }
+    StatementRows& rows = *pool.back();
+    rows.Bind(key);
+    pool.pop_back();
+    return rows;
+}
+
+std::int64_t Catalogue::CountRows(Table table, const RowKey& key) {
+    StatementRows& rows = Take(Query::Count, static_cast<int>(table), key);
+    const Closing closing(rows);
+    return rows.Step() ? sqlite3_column_int64(rows.Statement(), 0) : 0;
+}
+
+void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::string>& problems) {
+    StatementRows& rows = Take(Query::Find, static_cast<int>(table), RowKey());
+    const Closing closing(rows);
+    while (problems.size() < most && rows.Step()) {
+        if (const std::string problem = ProblemOfRow(table, ValuesOf(rows.Statement()));
+            !problem.empty()) {
+            problems.push_back("catalogue.sqlite: " + problem);
+        }
+    }
+}
+
+Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query, int what,
+                                          std::size_t nKeys) {
+    const AccessPath path = PathOf(query == Query::FindBy, what);
+    std::string sql = std::string(query == Query::Count ? "SELECT count(*)" : "SELECT *") +
+                      " FROM " + path.table.name + Where(path.First(nKeys));
+    switch (query) {
+        case Query::Count:
+            break;
+        case Query::FindLast:
+            sql += " ORDER BY " + List(path.First(path.nOrder), " DESC") + " LIMIT 1";
+            break;
+        default:
+            sql += " ORDER BY " + List(path.First(path.nOrder));
+    }
+    m_statements.push_back(
+        std::make_unique<StatementRows>(m_connection, home, sql, TableOf(query, what)));
+    // Room for every statement that was ever made, so that bringing one back takes no memory.
+    home.reserve(home.capacity() + 1);
+    return *m_statements.back();
+}
+
+RowWalks& Catalogue::WalksOf(Query query, int what, std::size_t nKeys) {
     RowWalks*& walks =
-        m_walksOf[static_cast<std::size_t>(question)][static_cast<std::size_t>(what)][nKeys];
+        m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
     if (walks == nullptr) {
-        const Way way = WayOf(question == Question::FindBy, what);
-        const std::string sql = std::string("SELECT * FROM ") + way.table.name + " WHERE (" +
-                                List(way.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
-                                ") ORDER BY " + List(way.First(way.nOrder));
-        m_walks.push_back(std::make_unique<RowWalks>(m_connection, sql, PlacesOf(way, nKeys)));
+        const AccessPath path = PathOf(query == Query::FindBy, what);
+        const std::string sql = std::string("SELECT * FROM ") + path.table.name + " WHERE (" +
+                                List(path.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
+                                ") ORDER BY " + List(path.First(path.nOrder));
+        m_walks.push_back(std::make_unique<RowWalks>(
+            RowQuery{m_connection, sql, PlacesOf(path, nKeys), CodecOf(TableOf(query, what))}));
         walks = m_walks.back().get();
     }
     return *walks;

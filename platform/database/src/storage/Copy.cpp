@@ -63,8 +63,8 @@ void CopyPages(const Connection& from, const Connection& to, Progress& progress)
 
 void Engine::CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& progress) {
     constexpr std::int64_t kPiece = 4 << 20;
-    for (Cursor row = m_catalogue->Find(Table::Extent); row.Next();) {
-        const Extent extent = ExtentFromRow(row);
+    for (const ExtentRow& row : m_catalogue->Find<ExtentRow>()) {
+        const Extent extent = MakeExtent(row);
         if (const auto damaged = FindDamage(m_file, extent); !damaged.empty()) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged, BulkPath(m_directory) +
                                                                 ": the block at byte " +

@@ -25,7 +25,7 @@ void Engine::OpenCatalogue() {
         "PRAGMA temp_store = MEMORY");
     m_catalogue = std::make_unique<Catalogue>(*m_connection);
     m_space = std::make_unique<FreeSpace>(*m_catalogue, m_lock);
-    m_chunks = std::make_unique<ChunkStore>(*m_catalogue, m_file, *m_space);
+    m_chunks = std::make_unique<BulkChunks>(*m_catalogue, m_file, *m_space);
 }
 
 void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
@@ -34,20 +34,24 @@ void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_connection->Do(Bound::BeginToWrite);
     CreateSchema(*m_connection);
     content(*this);
-    m_catalogue->Insert(Table::State, 0, kFormatVersion, std::span<const std::byte>(identity),
-                        m_generation, m_nextObject, m_nextSet, m_chunks->BulkEnd());
+    PutState(m_generation);
     m_connection->Do(Bound::Commit);
+}
+
+void Engine::PutState(std::int64_t generation) {
+    m_catalogue->Put(StateRow{0, kFormatVersion, m_identity, generation, m_next.object, m_next.set,
+                              m_chunks->BulkEnd()});
 }
 
 std::map<std::string, std::int64_t> Engine::Roots() {
     std::map<std::string, std::int64_t> roots;
-    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> question(
+    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> query(
         m_connection->Prepare("SELECT rootpage, name FROM sqlite_schema"), sqlite3_finalize);
     int code = SQLITE_ROW;
-    while ((code = sqlite3_step(question.get())) == SQLITE_ROW) {
-        const auto* name = static_cast<const char*>(sqlite3_column_blob(question.get(), 1));
-        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(question.get(), 1));
-        roots[std::string(name, size)] = sqlite3_column_int64(question.get(), 0);
+    while ((code = sqlite3_step(query.get())) == SQLITE_ROW) {
+        const auto* name = static_cast<const char*>(sqlite3_column_blob(query.get(), 1));
+        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(query.get(), 1));
+        roots[std::string(name, size)] = sqlite3_column_int64(query.get(), 0);
     }
     if (code != SQLITE_DONE) {
         m_connection->Fail(code, "read the schema");
@@ -55,9 +59,9 @@ std::map<std::string, std::int64_t> Engine::Roots() {
     return roots;
 }
 
-void Engine::ReserveNumbers(std::int64_t nextObject, std::int64_t nextSet) {
-    m_nextObject = std::max(m_nextObject, nextObject);
-    m_nextSet = std::max(m_nextSet, static_cast<int>(nextSet));
+void Engine::ReserveNumbers(const Numbers& next) {
+    m_next.object = std::max(m_next.object, next.object);
+    m_next.set = std::max(m_next.set, next.set);
 }
 
 Engine::State Engine::TakeSnapshot() {
@@ -73,8 +77,7 @@ Engine::State Engine::TakeSnapshot() {
 void Engine::See(const State& state) noexcept {
     m_identity = state.identity;
     m_generation = state.generation;
-    m_nextObject = std::max(m_nextObject, state.nextObject);
-    m_nextSet = std::max(m_nextSet, state.nextSet);
+    ReserveNumbers(state.next);
     m_chunks->BulkEnd() = state.bulkEnd;
 }
 
@@ -102,22 +105,21 @@ void Engine::ReplaceLostSnapshot() {
 }
 
 Engine::State Engine::ReadState() {
-    Cursor row = m_catalogue->Find(Table::State, 0);
+    auto row = m_catalogue->Find<StateRow>(0);
     State state;
-    if (!row.Next() || row.Blob(2).size() != state.identity.size()) {
+    if (!row.Next() || row->identity.size() != state.identity.size()) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             CataloguePath(m_directory) + ": has no state row");
     }
-    if (const int format = row.Int32(1); format != kFormatVersion) {
+    if (row->format != kFormatVersion) {
         throw ORQBasFailure(ORQBasFailureKind::Foreign,
-                            m_directory + ": has format version " + std::to_string(format) +
+                            m_directory + ": has format version " + std::to_string(row->format) +
                                 ", this program knows version " + std::to_string(kFormatVersion));
     }
-    std::ranges::copy(row.Blob(2), state.identity.begin());
-    state.generation = row.Int(3);
-    state.nextObject = row.Int(4);
-    state.nextSet = row.Int32(5);
-    state.bulkEnd = row.Int(6);
+    std::ranges::copy(row->identity, state.identity.begin());
+    state.generation = row->generation;
+    state.next = {row->nextObject, row->nextSet};
+    state.bulkEnd = row->bulkEnd;
     return state;
 }
 
@@ -139,7 +141,7 @@ void Engine::CheckSound() const {
                                 ": an earlier failure left this handle in doubt; open the "
                                 "database again");
     }
-    if (Depth() > 0 && (IsLost() || m_connection->Unfinished() > 0)) {
+    if (Depth() > 0 && (IsLost() || m_catalogue->Unfinished() > 0)) {
         throw ORQBasFailure(ORQBasFailureKind::Refused,
                             m_directory +
                                 ": an earlier failure left the transaction that is open half "
@@ -165,7 +167,7 @@ void Engine::Begin() {
         m_connection->Do(Bound::BeginToWrite);
         m_chunks->TakeWroteBytes();  // those of a transaction that was undone do not count
         m_space->BeginTransaction(m_generation);
-        m_changesBefore = sqlite3_total_changes(m_connection->Handle());
+        m_changesBefore = m_catalogue->NumChanges();
     } else {
         m_connection->Execute(("SAVEPOINT level" + std::to_string(Depth())).c_str());
     }
@@ -213,8 +215,7 @@ void Engine::CutOffBulk() noexcept {
 
 void Engine::CommitOutermost() {
     const bool wroteBytes = m_chunks->TakeWroteBytes();
-    const bool hasChanges =
-        wroteBytes || sqlite3_total_changes(m_connection->Handle()) != m_changesBefore;
+    const bool hasChanges = wroteBytes || m_catalogue->NumChanges() != m_changesBefore;
     if (hasChanges) {
         m_chunks->TrimEnd();
         if (wroteBytes) {
@@ -223,8 +224,7 @@ void Engine::CommitOutermost() {
             m_file.Sync(m_chunks->BulkEnd());
             m_refused = false;
         }
-        m_catalogue->Put(Table::State, 0, kFormatVersion, std::span<const std::byte>(m_identity),
-                         m_generation + 1, m_nextObject, m_nextSet, m_chunks->BulkEnd());
+        PutState(m_generation + 1);
     }
     m_catalogue->LeaveRows();
     const std::int64_t fold = hasChanges && !IsInMemory() ? NoteFold() : m_foldNoted;
@@ -252,7 +252,7 @@ void Engine::Rollback() noexcept {
     m_space->Reload();
     m_chunks->BeginLevel();
     m_catalogue->LeaveRows();
-    m_connection->Unfinished() = 0;
+    m_catalogue->Unfinished() = 0;
     if (Depth() == 0) {
         EndSnapshot();
         m_connection->Try(Bound::Begin);
@@ -295,8 +295,8 @@ bool Engine::Refresh() {
 
 Sizes Engine::GetSizes() {
     Sizes sizes;
-    for (Cursor row = m_catalogue->Find(Table::FreeExtent); row.Next();) {
-        sizes.freeBulkBytes = std::min(sizes.freeBulkBytes + row.Int(1), m_chunks->BulkEnd());
+    for (const FreeExtentRow& row : m_catalogue->Find<FreeExtentRow>()) {
+        sizes.freeBulkBytes = std::min(sizes.freeBulkBytes + row.length, m_chunks->BulkEnd());
     }
     sizes.bulkBytes = m_chunks->BulkEnd();
     if (!IsInMemory()) {

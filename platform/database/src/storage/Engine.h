@@ -1,8 +1,7 @@
-// One open database: catalogue, bulk file and lock under one transaction.
+// The engine whose databases are directories: catalogue, bulk file and lock under one transaction.
 //
 // docs/commit-and-recovery.md numbers the invariants that this class keeps and says what a crash at
-// each step leaves behind. The database layer sees only this class and the two stores it hands out,
-// and assumes nothing about files.
+// each step leaves behind.
 #pragma once
 
 #include <cstdint>
@@ -12,107 +11,69 @@
 #include <string>
 #include <vector>
 
+#include "BulkChunks.h"
 #include "BulkFile.h"
 #include "Catalogue.h"
-#include "ChunkStore.h"
 #include "FreeSpace.h"
 #include "LockFile.h"
 #include "ProcessMark.h"
+#include "Store.h"
 
 namespace orq::storage {
 
 inline constexpr int kFormatVersion = 1;
 
-struct Sizes {
-    std::int64_t catalogueBytes = 0;
-    std::int64_t bulkBytes = 0;      // extents, free ones included
-    std::int64_t freeBulkBytes = 0;  // free extents
-};
-
-class Engine {
+class Engine final : public Store {
   public:
-    // Writes what every database has from its beginning.
-    using FirstContent = void (*)(Engine&);
-    // Fills and closes a database that was just made.
-    using Filling = std::function<void(std::unique_ptr<Engine>)>;
-    // Makes a directory with a database out of sight, lets it be filled, and gives it its name.
-    // Throws when the name is taken; whatever fails, nothing is left behind under the name. What
-    // killed processes left when they made one of the same name is removed.
     static void Build(const std::string& directory, FirstContent content, const Filling& fill);
-    // Builds and opens for writing.
-    static std::unique_ptr<Engine> Create(const std::string& directory, FirstContent content);
     static std::unique_ptr<Engine> CreateInMemory(FirstContent content);
     static std::unique_ptr<Engine> Open(const std::string& directory, bool writable);
-    ~Engine();
-    Engine(const Engine&) = delete;
-    Engine& operator=(const Engine&) = delete;
+    ~Engine() override;
 
-    // A child of fork() has no part in the files, and must neither use nor destroy an engine of its
-    // parent's. Throws Refused with the number of the process that opened it.
-    void CheckProcess() const {
+    void CheckProcess() const override {
         if (m_process.IsForked()) {
             RefuseProcess();
         }
     }
-    bool IsOfOtherProcess() const { return m_process.IsOther(); }
+    bool IsOfOtherProcess() const override { return m_process.IsOther(); }
 
-    const std::string& Path() const { return m_directory; }
-    bool IsWritable() const { return m_writable; }
+    const std::string& Path() const override { return m_directory; }
+    bool IsWritable() const override { return m_writable; }
     bool IsInMemory() const { return m_directory.empty(); }
 
+    Catalogue& Rows() override { return *m_catalogue; }
+    BulkChunks& Chunks() override { return *m_chunks; }
     // The first page of each table and index, by name.
     std::map<std::string, std::int64_t> Roots();
-    Catalogue& Rows() { return *m_catalogue; }
-    ChunkStore& Chunks() { return *m_chunks; }
 
-    // Numbers that this handle has not given before, and no committed row holds.
-    std::int64_t NewObject() { return m_nextObject++; }
+    std::int64_t NewObject() override { return m_next.object++; }
+    int NewSet() override { return m_next.set++; }
+    Numbers NextNumbers() const override { return m_next; }
     // From here on only numbers from these on are given.
-    void ReserveNumbers(std::int64_t nextObject, std::int64_t nextSet);
-    int NewSet() { return m_nextSet++; }
-    // The numbers that are given next.
-    std::int64_t NextObject() const { return m_nextObject; }
-    int NextSet() const { return m_nextSet; }
+    void ReserveNumbers(const Numbers& next);
 
-    // Transactions nest; the inner ones are savepoints. Depth is 0 outside of any.
-    int Depth() const { return static_cast<int>(m_bulkEnds.size()); }
-    void Begin();
-    // The outermost commit is durable when it returns. Whatever it throws, the level has been
-    // rolled back; the changes are lost, unless the handle refuses from then on because a sync
-    // failed: what the disk holds is then unknown. Throws Refused where a change of this level was
-    // left half done, or a failure has made SQLite undo the transaction.
-    void Commit();
-    // Where it fails, the handle refuses from then on.
-    void Rollback() noexcept;
-    // Throws Refused after a failure that leaves the handle or its transaction in doubt.
-    void CheckUsable();
+    int Depth() const override { return static_cast<int>(m_bulkEnds.size()); }
+    void Begin() override;
+    // Throws Refused also where a failure has made SQLite undo the transaction.
+    void Commit() override;
+    void Rollback() noexcept override;
+    void CheckUsable() override;
 
-    // The number of the state that this handle sees; every commit that changes anything adds 1.
-    std::int64_t Generation() const { return m_generation; }
-    // A read-only handle moves to the last committed state; answers whether it is another one.
-    // When it throws, the handle shows the old state still, or refuses until a Refresh succeeds.
-    bool Refresh();
+    std::int64_t Generation() const override { return m_generation; }
+    bool Refresh() override;
+    // This handle reads the catalogue without its log, and there is one now.
+    bool MustReopen() const override;
 
-    // Whether there is something newer that only another handle can see: this one reads the
-    // catalogue without its log.
-    bool MustReopen() const;
+    std::string Writer() const override { return m_lock.Writer(); }
+    void CopyTo(const std::string& directory, const std::function<void(double)>& progress) override;
 
-    // Who has the database open for writing, this handle included; empty when nobody has.
-    std::string Writer() const { return m_lock.Writer(); }
-
-    // Makes a database of the state that this handle sees, out of sight, and gives it its name.
-    // Throws Usage when the name is taken or a transaction is open, Damaged when a block of bulk
-    // data is; then nothing is left under the name. Progress goes from 0 to 1.
-    void CopyTo(const std::string& directory, const std::function<void(double)>& progress);
-
-    Sizes GetSizes();
-    // Compares every page with its checksum and every value with its column, and adds what is
-    // wrong. False where the rows cannot be relied on, not even to come to an end.
-    [[nodiscard]] bool VerifyCatalogue(std::vector<std::string>& problems);
-    // The same of every block with its checksum, and accounts for every byte of the bulk file.
-    // Progress goes from 0 to 1. REQUIRES: rows that can be relied on.
-    void VerifyBulk(std::vector<std::string>& problems,
-                    const std::function<void(double)>& progress);
+    Sizes GetSizes() override;
+    // Pages, then values.
+    [[nodiscard]] bool VerifyRows(std::vector<std::string>& problems) override;
+    void VerifyChunks(std::vector<std::string>& problems,
+                      const std::function<void(double)>& progress) override;
+    std::unique_ptr<Salvage> SalvageFrom(const std::string& directory,
+                                         const std::function<void()>& goOn) override;
 
   private:
     Engine();
@@ -133,12 +94,12 @@ class Engine {
     void CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& progress);
     void OpenCatalogue();
     void WriteFirstState(const Identity& identity, FirstContent content);
+    void PutState(std::int64_t generation);
     // What the state row holds.
     struct State {
         Identity identity{};
         std::int64_t generation = 0;
-        std::int64_t nextObject = 0;
-        int nextSet = 0;
+        Numbers next;
         std::int64_t bulkEnd = 0;
     };
     // Begins to read the state that was committed last, and answers which it is; when it throws,
@@ -172,14 +133,13 @@ class Engine {
     std::unique_ptr<Catalogue> m_catalogue;
     BulkFile m_file;
     std::unique_ptr<FreeSpace> m_space;
-    std::unique_ptr<ChunkStore> m_chunks;
+    std::unique_ptr<BulkChunks> m_chunks;
     Identity m_identity{};
     std::int64_t m_generation = 0;
     std::int64_t m_foldNoted = -1;  // by this handle; see FoldStamp
-    std::int64_t m_nextObject = 1;
-    int m_nextSet = 1;
+    Numbers m_next{1, 1};
     std::vector<std::int64_t> m_bulkEnds;  // where the bulk data ended when each level began
-    int m_changesBefore = 0;
+    std::int64_t m_changesBefore = 0;
 };
 
 // The names of the files in a database directory.

@@ -14,8 +14,8 @@ void FreeSpace::Load() {
         return;
     }
     m_holes.clear();
-    for (Cursor rows = m_catalogue.Find(Table::FreeExtent); rows.Next();) {
-        m_holes[rows.Int(0)] = {rows.Int(1), rows.Int(2)};
+    for (const FreeExtentRow& row : m_catalogue.Find<FreeExtentRow>()) {
+        m_holes[row.offset] = {row.length, row.generation};
     }
     m_oldestSnapshot = m_lock.OldestSnapshot(m_current);
     m_loaded = true;
@@ -24,7 +24,7 @@ void FreeSpace::Load() {
 
 void FreeSpace::Put(std::int64_t offset, const Hole& hole) {
     m_holes[offset] = hole;
-    m_catalogue.Put(Table::FreeExtent, offset, hole.length, hole.generation);
+    m_catalogue.Put(FreeExtentRow{offset, hole.length, hole.generation});
 }
 
 void FreeSpace::Remove(Holes::iterator hole) {
@@ -75,8 +75,8 @@ void FreeSpace::Free(std::int64_t offset, std::int64_t capacity) {
 }
 
 bool FreeSpace::ReachesEnd(std::int64_t bulkEnd) {
-    Cursor last = m_catalogue.FindLast(Table::FreeExtent);
-    return last.Next() && last.Int(0) + last.Int(1) == bulkEnd;
+    auto last = m_catalogue.FindLast<FreeExtentRow>();
+    return last.Next() && last->offset + last->length == bulkEnd;
 }
 
 void FreeSpace::TrimEnd(std::int64_t& bulkEnd) {

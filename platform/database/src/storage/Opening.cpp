@@ -11,8 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -21,6 +19,7 @@
 
 #include "Engine.h"
 #include "ORQBasFailure.h"
+#include "ORQBasStaged.h"
 #include "PageChecksumVfs.h"
 
 namespace orq::storage {
@@ -35,51 +34,11 @@ bool MayAccess(const std::string& path, int how) {
     return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
 }
 
-void SyncDirectory(const std::string& path) {
-    const int file = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (file < 0 || fsync(file) != 0) {
-        ORQBasThrowSystemFailure(path, "sync the directory");
-    }
-    close(file);
-}
-
 std::string WithoutTrailingSlash(std::string directory) {
     while (directory.size() > 1 && directory.back() == '/') {
         directory.pop_back();
     }
     return directory;
-}
-
-std::string ParentOf(const std::string& directory) {
-    const auto parent = std::filesystem::path(directory).parent_path();
-    return parent.empty() ? "." : parent.string();
-}
-
-// What stands between the name of a database and the number of the process that is making it.
-constexpr const char* kBeside = ".new-";
-
-// A database that is being made belongs to a process that lives, or somebody holds its lock: hosts
-// do not know of each other's processes.
-bool IsBeingMade(const std::string& beside, int process) {
-    return kill(process, 0) == 0 || errno != ESRCH || !LockFile::WriterOf(LockPath(beside)).empty();
-}
-
-// Removes what killed processes left of databases that were to have this name.
-void RemoveLeftovers(const std::string& directory) {
-    const std::string prefix = std::filesystem::path(directory).filename().string() + kBeside;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(ParentOf(directory), error)) {
-        const std::string name = entry.path().filename().string();
-        if (!name.starts_with(prefix) || !entry.is_directory(error)) {
-            continue;
-        }
-        int process = 0;
-        const char* end = name.data() + name.size();
-        const auto number = std::from_chars(name.data() + prefix.size(), end, process);
-        if (number.ptr == end && process > 0 && !IsBeingMade(entry.path().string(), process)) {
-            std::filesystem::remove_all(entry.path(), error);
-        }
-    }
 }
 
 // Says whether a catalogue is ours, before SQLite goes by its contents.
@@ -238,28 +197,13 @@ void Engine::MakeOutOfSight(const std::string& givenDirectory,
     if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
         throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
     }
-    RemoveLeftovers(directory);
-    // Made beside its place and moved into it whole, so that a crash leaves no half database.
-    const std::string beside = directory + kBeside + std::to_string(getpid());
-    std::string made = beside;
-    std::filesystem::remove_all(beside);
-    if (mkdir(beside.c_str(), 0777) != 0) {
-        ORQBasThrowSystemFailure(beside, "create the directory");
+    ORQBasStaged staged(directory, "new");
+    const std::string made = staged.Path().string();
+    if (mkdir(made.c_str(), 0777) != 0) {
+        ORQBasThrowSystemFailure(made, "create the directory");
     }
-    try {
-        make(beside);
-        SyncDirectory(beside);
-        if (renameat2(AT_FDCWD, beside.c_str(), AT_FDCWD, directory.c_str(), RENAME_NOREPLACE) !=
-            0) {
-            ORQBasThrowSystemFailure(directory, "move the new database into its place");
-        }
-        made = directory;
-        SyncDirectory(ParentOf(directory));
-    } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove_all(made, ignored);
-        throw;
-    }
+    make(made);
+    staged.PutIntoPlace(false);
 }
 
 void Engine::Build(const std::string& directory, FirstContent content, const Filling& fill) {
@@ -279,11 +223,6 @@ void Engine::Build(const std::string& directory, FirstContent content, const Fil
         engine->m_isOpen = true;
         fill(std::move(engine));
     });
-}
-
-std::unique_ptr<Engine> Engine::Create(const std::string& directory, FirstContent content) {
-    Build(directory, content, [](std::unique_ptr<Engine> engine) { engine.reset(); });
-    return Open(directory, true);
 }
 
 std::unique_ptr<Engine> Engine::CreateInMemory(FirstContent content) {

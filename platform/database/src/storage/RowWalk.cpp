@@ -5,10 +5,10 @@
 namespace orq::storage {
 
 bool RowWalk::Follows(const Keys& keys) const {
-    constexpr std::int64_t kNear = 16;
+    constexpr std::int64_t kNear = 16;  // object numbers: neighbours in a loop, not any two
     const auto [last, next] = std::ranges::mismatch(m_keys, keys);
     const bool isNear = last == m_keys.end() || (*last < *next && *next - kNear <= *last);
-    return isNear && !m_isAsked;
+    return isNear && !m_isOpen;
 }
 
 bool RowWalk::Begin(const Keys& keys) {
@@ -27,21 +27,25 @@ bool RowWalk::Begin(const Keys& keys) {
     }
     m_isAtFirst = true;
     m_hasAnswered = false;
-    m_isAsked = true;
+    m_isOpen = true;
     return true;
 }
 
-bool RowWalk::Next() {
+bool RowWalk::Next(void* row) {
     if (m_hasAnswered && IsOnAnswer()) {
         m_isAtFirst = false;
         Step();
     }
     m_hasAnswered = true;
-    return IsOnAnswer();
+    const bool hasRow = IsOnAnswer();
+    if (hasRow) {
+        m_query.codec.read(m_query.connection, m_statement, row);
+    }
+    return hasRow;
 }
 
-void RowWalk::End() {
-    m_isAsked = false;
+void RowWalk::Close() noexcept {
+    m_isOpen = false;
     if (m_isOutdated) {
         Forget();
     }
@@ -54,14 +58,14 @@ void RowWalk::Leave(const Keys& keys) {
 }
 
 void RowWalk::Forget() {
-    m_isOutdated = m_isAsked;
-    if (!m_isAsked) {
+    m_isOutdated = m_isOpen;
+    if (!m_isOpen) {
         Reset();
     }
 }
 
 bool RowWalk::GoOn() {
-    constexpr int kFar = 8;
+    constexpr int kFar = 8;  // rows, which cost as much to step over as the first one to find
     for (int nRows = 0; m_place == Place::OnRow && Compare() < 0; ++nRows) {
         if (nRows == kFar) {
             return false;
@@ -72,12 +76,12 @@ bool RowWalk::GoOn() {
 }
 
 void RowWalk::FindFirst() {
-    Connection& connection = m_question.connection;
+    Connection& connection = m_query.connection;
     if (m_statement == nullptr) {
-        m_statement = connection.Prepare(m_question.sql);
+        m_statement = connection.Prepare(m_query.sql);
     }
     Reset();
-    for (std::size_t i = 0; i < m_question.columns.size(); ++i) {
+    for (std::size_t i = 0; i < m_query.columns.size(); ++i) {
         connection.Check(BindKey(m_statement, static_cast<int>(i) + 1, m_keys[i]), "bind a key");
     }
     Step();
@@ -88,7 +92,7 @@ void RowWalk::Step() {
     m_place = code == SQLITE_ROW ? Place::OnRow : Place::BehindAll;
     if (code != SQLITE_ROW && code != SQLITE_DONE) {
         Reset();
-        m_question.connection.Fail(code, m_question.sql);
+        m_query.connection.Fail(code, m_query.sql);
     }
 }
 
@@ -100,8 +104,8 @@ void RowWalk::Reset() {
 }
 
 std::strong_ordering RowWalk::Compare() const {
-    for (std::size_t i = 0; i < m_question.columns.size(); ++i) {
-        const auto order = sqlite3_column_int64(m_statement, m_question.columns[i]) <=> m_keys[i];
+    for (std::size_t i = 0; i < m_query.columns.size(); ++i) {
+        const auto order = sqlite3_column_int64(m_statement, m_query.columns[i]) <=> m_keys[i];
         if (order != 0) {
             return order;
         }
@@ -119,7 +123,7 @@ RowWalk* RowWalks::Begin(const RowWalk::Keys& keys) {
     }
     RowWalk& walk = m_walks[m_oldest];
     m_oldest = (m_oldest + 1) % m_walks.size();
-    if (!walk.IsAsked()) {
+    if (!walk.IsOpen()) {
         walk.Leave(keys);
     }
     return nullptr;

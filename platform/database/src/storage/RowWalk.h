@@ -1,6 +1,6 @@
-// Walks answer questions that come in the order of their keys, a little apart, as questions about
-// objects do that are looked at in the order in which they were made: a statement stays on its row
-// between them. To go on to the next row costs a quarter of what finding it costs.
+// A walk steps one statement forward for queries in ascending key order: it stays on its row between
+// them. Going on to the next row costs a quarter of what finding it costs, and loops over objects
+// often go in the order in which these were made.
 #pragma once
 
 #include <array>
@@ -11,51 +11,50 @@
 #include <utility>
 #include <vector>
 
+#include "RowCodec.h"
 #include "Sqlite.h"
+#include "Store.h"
 
 namespace orq::storage {
 
-// One kind of question: the rows whose first columns in some order are equal to given keys.
-struct RowQuestion {
-    static constexpr std::size_t kMostKeys = 7;
-    using Keys = std::array<std::int64_t, kMostKeys>;  // behind those that count there are zeros
+// One kind of query: the rows whose first columns in some order are equal to given keys.
+struct RowQuery {
+    using Keys = decltype(RowKey::numbers);
 
     Connection& connection;
     std::string sql;           // answers whole rows in order, from given keys on
     std::vector<int> columns;  // where the keys stand in a row
+    const RowCodec& codec;
 };
 
-class RowWalk {
+class RowWalk final : public RowSource {
   public:
-    using Keys = RowQuestion::Keys;
+    using Keys = RowQuery::Keys;
 
-    explicit RowWalk(const RowQuestion& question) : m_question(question) {}
+    explicit RowWalk(const RowQuery& query) : m_query(query) {}
     ~RowWalk() { sqlite3_finalize(m_statement); }
-    RowWalk(const RowWalk&) = delete;
-    RowWalk& operator=(const RowWalk&) = delete;
 
-    // Whether the keys are those of the last question or a little behind them, and it has ended.
+    // Whether the keys are those of the last query or a little behind them, and it has ended.
     bool Follows(const Keys& keys) const;
-    // Begins a question, which lasts up to End(). Answers false and begins nothing where few have
+    // Begins a query, which lasts up to Close(). Answers false and begins nothing where few have
     // followed one another so far, or where the first row that is not before the keys turns out to
     // be far. REQUIRES: the keys follow.
     bool Begin(const Keys& keys);
-    // As Cursor::Next() does.
-    bool Next();
-    void End();
-    // Another statement answers this question; the next one may follow it. REQUIRES: the last
-    // question has ended.
+    bool Next(void* row) override;
+    void Close() noexcept override;
+    // Another statement serves this query; the next one may follow it. REQUIRES: the last query has
+    // ended.
     void Leave(const Keys& keys);
-    // The rows may be others from here on. A question that has begun goes on as it was.
+    // The rows may be others from here on. A query that has begun goes on as it was.
     void Forget();
 
-    bool IsAsked() const { return m_isAsked; }
-    sqlite3_stmt* Statement() const { return m_statement; }
+    bool IsOpen() const { return m_isOpen; }
 
   private:
     enum class Place { Nowhere, OnRow, BehindAll };
 
-    // Questions that have to follow one another before a walk is worth its statement.
+    // Queries that have to follow one another before a walk is worth its statement; more of them
+    // after a walk had to step far in vain.
     static constexpr int kAtFirst = 2;
     static constexpr int kAfterFailure = 16;
 
@@ -63,34 +62,33 @@ class RowWalk {
     void FindFirst();
     void Step();
     void Reset();
-    // Of the row to the keys of the question.
+    // Of the row to the keys of the query.
     std::strong_ordering Compare() const;
     bool IsOnAnswer() const { return m_place == Place::OnRow && Compare() == 0; }
 
-    const RowQuestion& m_question;
+    const RowQuery& m_query;
     sqlite3_stmt* m_statement = nullptr;  // made when it is first needed
-    Keys m_keys{};                        // of the last question
+    Keys m_keys{};                        // of the last query
     Place m_place = Place::Nowhere;
     bool m_isAtFirst = false;    // stands on the first row that is not before `m_keys`
-    bool m_isAsked = false;      // the question has begun and not ended
+    bool m_isOpen = false;       // the query has begun and not ended
     bool m_hasAnswered = false;  // with a row, or that there is none
-    bool m_isOutdated = false;   // what comes after the question has to be found anew
-    int m_nToLeave = kAtFirst;   // questions that have to follow first
+    bool m_isOutdated = false;   // rows have changed: the next query has to be found anew
+    int m_nToLeave = kAtFirst;   // queries that have to follow first
 };
 
-// The walks for one kind of question: some, since what is gone through may be in turns.
+// The walks for one kind of query: some, since a loop may go through several parts in turns.
 class RowWalks {
   public:
-    RowWalks(Connection& connection, std::string sql, std::vector<int> columns)
-        : m_question{connection, std::move(sql), std::move(columns)} {}
+    explicit RowWalks(RowQuery query) : m_query(std::move(query)) {}
 
-    // The walk on which the question has begun; null where it follows none.
+    // The walk on which the query has begun; null where it follows none.
     RowWalk* Begin(const RowWalk::Keys& keys);
     void Forget();
 
   private:
-    RowQuestion m_question;
-    std::array<RowWalk, 3> m_walks{RowWalk(m_question), RowWalk(m_question), RowWalk(m_question)};
+    RowQuery m_query;
+    std::array<RowWalk, 3> m_walks{RowWalk(m_query), RowWalk(m_query), RowWalk(m_query)};
     std::size_t m_oldest = 0;  // of those that did not serve
 };
 

@@ -115,7 +115,7 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"free_extent", 1, {Number("offset"), Number("length"), NumberOrNone("generation")}},
 }};
 
-// With the category, though no question needs it: the index then holds all of a row but the
+// With the category, though no query needs it: the index then holds all of a row but the
 // target's type, from which Salvage makes rows again that were lost with their page.
 #define ORQ_TARGET_COLUMNS "target_object", "target_index", "slot", "target_category"
 
@@ -130,6 +130,15 @@ const std::array<IndexShape, static_cast<std::size_t>(Index::Count)> kIndices = 
     {"component_set_by_hash", Table::ComponentSet, {"collection", "hash"}},
 }};
 
+std::string NamesOfKey(const TableShape& table) {
+    std::string text;
+    for (const Column& column : std::span(table.columns.begin(), table.columns.end())
+                                    .first(static_cast<std::size_t>(table.nKeys))) {
+        text += std::string(text.empty() ? "" : ", ") + column.name;
+    }
+    return text;
+}
+
 std::string_view Declared(Column::Type type) {
     constexpr std::array<std::string_view, 4> kWords = {" INTEGER", " TEXT", " BLOB", ""};
     return kWords[static_cast<std::size_t>(type)];
@@ -140,9 +149,7 @@ std::string SqlOf(const TableShape& table) {
     for (const Column& column : table.columns) {
         sql += std::string(column.name) + std::string(Declared(column.type)) + ", ";
     }
-    return sql + "PRIMARY KEY(" +
-           ListColumns({table.columns.begin(), static_cast<std::size_t>(table.nKeys)}, ", ") +
-           ")) WITHOUT ROWID";
+    return sql + "PRIMARY KEY(" + NamesOfKey(table) + ")) WITHOUT ROWID";
 }
 
 std::string SqlOf(const IndexShape& index, std::span<const char* const> columns) {
@@ -246,12 +253,12 @@ std::string Wanted(const Column& column, const Value& value) {
     }
 }
 
-// Of the field table: the value is of the kind that the row says, see ORQSimDataRecord.
+// Of the field table: the value is of the kind that the row says.
 Column ColumnOfKind(std::int64_t kind) {
-    switch (kind) {
-        case 2:
+    switch (static_cast<FieldKind>(kind)) {
+        case FieldKind::Doubles:
             return Blob("value");
-        case 3:
+        case FieldKind::String:
             return Text("value");
         default:
             return Int32("value");
@@ -260,21 +267,16 @@ Column ColumnOfKind(std::int64_t kind) {
 
 }  // namespace
 
+const char* NameOf(Table table) {
+    return Shape(table).name;
+}
+
 const TableShape& Shape(Table table) {
     return kTables[static_cast<std::size_t>(table)];
 }
 
 const IndexShape& Shape(Index index) {
     return kIndices[static_cast<std::size_t>(index)];
-}
-
-std::string ListColumns(std::span<const Column> columns, std::string_view between,
-                        std::string_view suffix) {
-    std::string text;
-    for (const Column& column : columns) {
-        text.append(text.empty() ? "" : between).append(column.name).append(suffix);
-    }
-    return text;
 }
 
 void CreateSchema(Connection& connection) {

@@ -1,4 +1,4 @@
-// The tables of a catalogue, their columns, and what a value of each may be.
+// The columns of a catalogue's tables, and what a value of each may be.
 //
 // Values are held against these rules wherever a row is read, since intact pages can hold anything:
 // what answers for a row that passes may still contradict other rows, and is no number that the
@@ -13,50 +13,10 @@
 #include <string>
 #include <string_view>
 
+#include "Rows.h"
 #include "Sqlite.h"
 
 namespace orq::storage {
-
-// The columns stand in Schema.cpp, in the order in which Insert and Put take them.
-enum class Table : int {
-    State,
-    Object,
-    Collection,
-    Member,
-    Symbol,
-    Name,
-    Child,
-    MapEntry,
-    VectorEntry,
-    SetEntry,
-    Field,
-    ComponentSet,
-    Distribution,
-    Drawer,
-    DrawerDimension,
-    DrawerSegment,
-    DataSet,
-    Compartment,
-    DataSetDrawer,
-    FTable,
-    FTableLabel,
-    Extent,
-    FreeExtent,
-    Count
-};
-
-// Second ways into a table; each names its table and its columns.
-enum class Index : int {
-    MemberByObject,       // Member: object, collection
-    SymbolByName,         // Symbol: collection, type, name
-    SymbolByObject,       // Symbol: object
-    ChildByTarget,        // Child: target object, target index, slot, target category
-    MapEntryByTarget,     // MapEntry: the same
-    VectorEntryByTarget,  // VectorEntry: the same
-    SetEntryByTarget,     // SetEntry: the same
-    ComponentSetByHash,   // ComponentSet: collection, hash
-    Count
-};
 
 // One column: its name, and what its values may be.
 struct Column {
@@ -84,10 +44,6 @@ struct IndexShape {
     std::initializer_list<const char*> columns;
 };
 const IndexShape& Shape(Index index);
-
-// "a, b, c" from the first `n` columns, each with `suffix`.
-std::string ListColumns(std::span<const Column> columns, std::string_view between,
-                        std::string_view suffix = "");
 
 // Makes all tables and indices in an empty catalogue.
 void CreateSchema(Connection& connection);

@@ -331,11 +331,11 @@ sqlite3_stmt* Connection::Prepare(const std::string& sql) {
 
 void Connection::ForEachRow(const char* sql,
                             const std::function<void(const std::vector<Value>&)>& onRow) {
-    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> question(Prepare(sql),
-                                                                         sqlite3_finalize);
+    const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> query(Prepare(sql),
+                                                                      sqlite3_finalize);
     int code = SQLITE_ROW;
-    while ((code = sqlite3_step(question.get())) == SQLITE_ROW) {
-        onRow(ValuesOf(question.get()));
+    while ((code = sqlite3_step(query.get())) == SQLITE_ROW) {
+        onRow(ValuesOf(query.get()));
     }
     if (code != SQLITE_DONE) {
         Fail(code, sql);

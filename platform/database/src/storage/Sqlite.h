@@ -71,8 +71,6 @@ class Connection {
         }
     }
     void WhenTransactionIsLost(std::function<void()> action) { m_onLoss = std::move(action); }
-    // How many changes of the open transaction have begun and are not whole; see Change.
-    int& Unfinished() { return m_nUnfinished; }
 
     // The statements that begin and end transactions are made beforehand, so that one can be ended
     // when memory has run out; again when the connection has been configured, which outdates them.
@@ -84,7 +82,7 @@ class Connection {
 
     // Runs one or more statements that answer no rows (rows are dropped).
     void Execute(const char* sql);
-    // Asks once; calls `onRow` with each row that is answered.
+    // Runs one query; calls `onRow` with each row of the answer.
     void ForEachRow(const char* sql, const std::function<void(const std::vector<Value>&)>& onRow);
     sqlite3_stmt* Prepare(const std::string& sql);
     [[noreturn]] void Fail(int code, std::string_view doing) const;
@@ -133,7 +131,6 @@ class Connection {
     std::string m_path;
     int m_nLogFrames = 0;    // as of the last commit
     int m_restartLogAt = 0;  // from so many frames on it is tried to begin the log anew
-    int m_nUnfinished = 0;
     std::array<sqlite3_stmt*, static_cast<std::size_t>(Bound::Count)> m_bounds{};
     std::function<void()> m_onLoss;
 };
@@ -148,7 +145,7 @@ int BindValue(sqlite3_stmt* statement, int index, std::nullptr_t);
 
 int BindValue(sqlite3_stmt* statement, int index, const Value& value);
 
-// The same for the keys of a question, whose rows are read later: text is copied.
+// The same for the keys of a query, whose rows are read later: text is copied.
 inline int BindKey(sqlite3_stmt* statement, int index, std::int64_t value) {
     return sqlite3_bind_int64(statement, index, value);
 }

@@ -1,4 +1,4 @@
-// Engine::VerifyCatalogue and VerifyBulk: every byte that the catalogue answers for, and every byte
+// Engine::VerifyRows and VerifyChunks: every byte that the catalogue answers for, and every byte
 // of the bulk file.
 
 #include <algorithm>
@@ -47,16 +47,6 @@ void VerifyPages(const Connection& connection, const std::string& path,
     }
 }
 
-// Values as such; what rows mean together is not looked at here.
-void VerifyRows(Catalogue& catalogue, Table table, std::vector<std::string>& problems) {
-    constexpr std::size_t kMostTold = 1000;
-    for (Cursor row = catalogue.Find(table); problems.size() < kMostTold && row.Next();) {
-        if (const std::string problem = row.Problem(); !problem.empty()) {
-            problems.push_back("catalogue.sqlite: " + problem);
-        }
-    }
-}
-
 struct Piece {
     std::int64_t offset;
     std::int64_t capacity;
@@ -88,7 +78,7 @@ void CheckCoverage(std::vector<Piece> pieces, std::int64_t bulkEnd,
 
 }  // namespace
 
-bool Engine::VerifyCatalogue(std::vector<std::string>& problems) {
+bool Engine::VerifyRows(std::vector<std::string>& problems) {
     if (!IsInMemory()) {
         VerifyPages(*m_connection, CataloguePath(m_directory), problems);
         if (const int nLost = CountCommitsLostInLog(m_connection->LogReader()); nLost > 0) {
@@ -98,6 +88,7 @@ bool Engine::VerifyCatalogue(std::vector<std::string>& problems) {
         }
     }
     const std::size_t nBefore = problems.size();
+    constexpr std::size_t kMostTold = 1000;
     try {
         m_connection->ForEachRow("PRAGMA integrity_check", [&](const std::vector<Value>& row) {
             const auto line = std::get<std::string_view>(row[0]);
@@ -107,7 +98,7 @@ bool Engine::VerifyCatalogue(std::vector<std::string>& problems) {
         });
         for (int table = 0; table < static_cast<int>(Table::Count); ++table) {
             if (problems.size() == nBefore) {
-                VerifyRows(*m_catalogue, static_cast<Table>(table), problems);
+                m_catalogue->VerifyValues(static_cast<Table>(table), kMostTold, problems);
             }
         }
     } catch (const ORQBasFailure& failure) {
@@ -116,17 +107,16 @@ bool Engine::VerifyCatalogue(std::vector<std::string>& problems) {
     return problems.size() == nBefore;
 }
 
-void Engine::VerifyBulk(std::vector<std::string>& problems,
-                        const std::function<void(double)>& progress) {
+void Engine::VerifyChunks(std::vector<std::string>& problems,
+                          const std::function<void(double)>& progress) {
     std::vector<Piece> pieces;
     const auto bulkEnd = m_chunks->BulkEnd();
     std::int64_t seen = 0;
-    for (Cursor row = m_catalogue->Find(Table::Extent); row.Next();) {
-        const std::string owner = "chunk " + std::to_string(row.Int(2)) + " of store " +
-                                  std::to_string(row.Int(0)) + " part " +
-                                  std::to_string(row.Int(1));
+    for (const ExtentRow& row : m_catalogue->Find<ExtentRow>()) {
+        const std::string owner = "chunk " + std::to_string(row.chunk) + " of store " +
+                                  std::to_string(row.store) + " part " + std::to_string(row.part);
         try {
-            const Extent extent = ExtentFromRow(row);
+            const Extent extent = MakeExtent(row);
             pieces.push_back({extent.offset, extent.capacity, owner});
             if (extent.offset + extent.capacity > bulkEnd) {
                 problems.push_back("bulk.bin: " + owner + " reaches beyond the end");
@@ -142,8 +132,8 @@ void Engine::VerifyBulk(std::vector<std::string>& problems,
         }
         progress(static_cast<double>(seen) / static_cast<double>(bulkEnd));
     }
-    for (Cursor row = m_catalogue->Find(Table::FreeExtent); row.Next();) {
-        pieces.push_back({row.Int(0), row.Int(1), "free space"});
+    for (const FreeExtentRow& row : m_catalogue->Find<FreeExtentRow>()) {
+        pieces.push_back({row.offset, row.length, "free space"});
     }
     CheckCoverage(std::move(pieces), bulkEnd, problems);
     progress(1.0);

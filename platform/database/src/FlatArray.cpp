@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace orq::storage {
+namespace orq::database {
 
 namespace {
 
@@ -11,7 +11,7 @@ constexpr std::int64_t kPiece = 4 << 20;  // bytes of a chunk; stored layout, do
 
 }  // namespace
 
-void PutFlatArray(ChunkStore& chunks, std::int64_t store, int part,
+void PutFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part,
                   std::span<const std::byte> bytes) {
     for (std::int64_t chunk = 0; !bytes.empty(); ++chunk) {
         const auto piece = bytes.first(std::min<std::size_t>(bytes.size(), kPiece));
@@ -20,11 +20,11 @@ void PutFlatArray(ChunkStore& chunks, std::int64_t store, int part,
     }
 }
 
-bool GetFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::int64_t begin,
+bool GetFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part, std::int64_t begin,
                   std::span<std::byte> out) {
     while (!out.empty()) {
         const std::int64_t from = begin % kPiece;
-        ChunkStore::Reader chunk = chunks.Open(store, part, begin / kPiece);
+        storage::ChunkStore::Reader chunk = chunks.Open(store, part, begin / kPiece);
         const std::int64_t n =
             std::min(chunk.Length() - from, static_cast<std::int64_t>(out.size()));
         if (n <= 0) {
@@ -37,7 +37,7 @@ bool GetFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::int64_t
     return true;
 }
 
-bool HasFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::int64_t size) {
+bool HasFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part, std::int64_t size) {
     std::int64_t chunk = 0;
     for (; size >= kPiece; size -= kPiece, ++chunk) {
         if (chunks.Length(store, part, chunk) != kPiece) {
@@ -47,4 +47,4 @@ bool HasFlatArray(ChunkStore& chunks, std::int64_t store, int part, std::int64_t
     return chunks.Length(store, part, chunk) == size;
 }
 
-}  // namespace orq::storage
+}  // namespace orq::database

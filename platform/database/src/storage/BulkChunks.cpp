@@ -1,4 +1,4 @@
-#include "ChunkStore.h"
+#include "BulkChunks.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
@@ -35,13 +35,12 @@ std::int64_t BlockEnd(std::size_t block, std::int64_t length) {
 }
 
 // The file reaches to the end that the catalogue says, and perhaps no further.
-void CheckLiesBelow(std::int64_t bulkEnd, std::int64_t store, std::int64_t chunk,
-                    const Extent& extent) {
-    if (extent.offset + extent.capacity > bulkEnd) {
+void CheckLiesBelow(std::int64_t bulkEnd, const ExtentRow& row) {
+    if (row.offset + row.capacity > bulkEnd) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            "the catalogue's row of chunk " + std::to_string(chunk) + " of store " +
-                                std::to_string(store) + " ends at byte " +
-                                std::to_string(extent.offset + extent.capacity) +
+                            "the catalogue's row of chunk " + std::to_string(row.chunk) +
+                                " of store " + std::to_string(row.store) + " ends at byte " +
+                                std::to_string(row.offset + row.capacity) +
                                 " of bulk.bin, which ends at byte " + std::to_string(bulkEnd));
     }
 }
@@ -60,101 +59,94 @@ void TakeVerified(const Extent& then, Extent& now) {
 
 }  // namespace
 
-Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
-                  std::int64_t capacity, std::int64_t length,
-                  std::span<const std::byte> checksums) {
-    Extent extent;
-    extent.offset = offset;
-    extent.capacity = capacity;
-    extent.length = length;
-    const std::size_t nBlocks = NumBlocks(extent.length);
-    if (extent.offset < kBulkPage || extent.offset % kBulkPage != 0 ||
-        extent.capacity % kBulkPage != 0 || extent.length <= 0 || extent.length > extent.capacity ||
-        checksums.size() != nBlocks * sizeof(std::uint64_t)) {
+Extent MakeExtent(const ExtentRow& row) {
+    const std::size_t nBlocks = row.length > 0 ? NumBlocks(row.length) : 0;
+    if (row.offset < kBulkPage || row.offset % kBulkPage != 0 || row.capacity % kBulkPage != 0 ||
+        row.length <= 0 || row.length > row.capacity ||
+        row.checksums.size() != nBlocks * sizeof(std::uint64_t)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            "the catalogue's row of chunk " + std::to_string(chunk) + " of store " +
-                                std::to_string(store) + " is inconsistent");
+                            "the catalogue's row of chunk " + std::to_string(row.chunk) +
+                                " of store " + std::to_string(row.store) + " is inconsistent");
     }
+    Extent extent;
+    extent.offset = row.offset;
+    extent.capacity = row.capacity;
+    extent.length = row.length;
     extent.checksums.resize(nBlocks);
-    std::memcpy(extent.checksums.data(), checksums.data(), checksums.size());
+    std::memcpy(extent.checksums.data(), row.checksums.data(), row.checksums.size());
     extent.verified.assign(nBlocks, false);
     extent.nUnverified = nBlocks;
     return extent;
 }
 
-ChunkStore::Chunks& ChunkStore::Load(std::int64_t store, int part) {
+BulkChunks::Extents& BulkChunks::Load(std::int64_t store, int part) {
     const Key key(store, part);
-    if (const auto known = m_chunks.find(key); known != m_chunks.end()) {
+    if (const auto known = m_parts.find(key); known != m_parts.end()) {
         return known->second;
     }
     // A chunk without a row reads as zeros, so rows count only when all of them have been read.
-    Chunks chunks = ReadRows(key);
-    NoteVerified(key, chunks);
-    Chunks& kept = m_chunks.try_emplace(key, std::move(chunks)).first->second;
+    Extents extents = ReadRows(key);
+    NoteVerified(key, extents);
+    Extents& kept = m_parts.try_emplace(key, std::move(extents)).first->second;
     m_before.erase(key);
     return kept;
 }
 
-ChunkStore::Chunks ChunkStore::ReadRows(const Key& key) {
-    Chunks chunks;
-    for (Cursor row = m_catalogue.Find(Table::Extent, key.first, key.second); row.Next();) {
-        Extent extent = ExtentFromRow(row);
-        CheckLiesBelow(m_bulkEnd, key.first, row.Int(2), extent);
-        chunks.emplace_hint(chunks.end(), row.Int(2), std::move(extent));
+BulkChunks::Extents BulkChunks::ReadRows(const Key& key) {
+    Extents extents;
+    for (const ExtentRow& row : m_catalogue.Find<ExtentRow>(key.first, key.second)) {
+        Extent extent = MakeExtent(row);
+        CheckLiesBelow(m_bulkEnd, row);
+        extents.emplace_hint(extents.end(), row.chunk, std::move(extent));
     }
-    return chunks;
+    return extents;
 }
 
 // What was compared before the last Forget, and is the same.
-void ChunkStore::NoteVerified(const Key& key, Chunks& chunks) const {
+void BulkChunks::NoteVerified(const Key& key, Extents& extents) const {
     const auto before = m_before.find(key);
     if (before == m_before.end()) {
         return;
     }
-    for (auto& [number, now] : chunks) {
+    for (auto& [number, now] : extents) {
         if (const auto then = before->second.find(number); then != before->second.end()) {
             TakeVerified(then->second, now);
         }
     }
 }
 
-Extent& ChunkStore::Find(std::int64_t store, int part, std::int64_t chunk) {
+Extent& BulkChunks::Find(std::int64_t store, int part, std::int64_t chunk) {
     return Load(store, part)[chunk];
 }
 
-std::int64_t ChunkStore::Length(std::int64_t store, int part, std::int64_t chunk) {
-    const Chunks& chunks = Load(store, part);
-    const auto found = chunks.find(chunk);
-    return found != chunks.end() ? found->second.length : 0;
+std::int64_t BulkChunks::Length(std::int64_t store, int part, std::int64_t chunk) {
+    const Extents& extents = Load(store, part);
+    const auto found = extents.find(chunk);
+    return found != extents.end() ? found->second.length : 0;
 }
 
-const std::byte* ChunkStore::Read(std::int64_t store, int part, std::int64_t chunk,
-                                  std::int64_t begin, std::int64_t end) {
-    return Open(store, part, chunk).Bytes(begin, end);
-}
-
-ChunkStore::Reader ChunkStore::Open(std::int64_t store, int part, std::int64_t chunk) {
-    Reader reader;
-    if (Length(store, part, chunk) > 0) {
-        reader.m_store = this;
-        reader.m_extent = &Find(store, part, chunk);
-        reader.m_base = Map(*reader.m_extent);
+ChunkStore::Reader BulkChunks::Open(std::int64_t store, int part, std::int64_t chunk) {
+    Extents& extents = Load(store, part);
+    const auto found = extents.find(chunk);
+    if (found == extents.end() || found->second.length == 0) {
+        return {};
     }
-    return reader;
+    Extent& extent = found->second;
+    return {*this, extent, Map(extent), extent.length,
+            extent.nUnverified == 0 ? Range{0, extent.length} : Range()};
 }
 
-void ChunkStore::Reader::Verify(std::int64_t begin, std::int64_t end) {
-    m_store->Verify(*m_extent, begin, end);
-    if (IsVerified()) {
-        m_verifiedBegin = 0;
-        m_verifiedEnd = m_extent->length;
-    } else {
-        m_verifiedBegin = begin / kChecksumBlock * kChecksumBlock;
-        m_verifiedEnd = std::min(RoundUp(end, kChecksumBlock), m_extent->length);
+ChunkStore::Range BulkChunks::Check(Chunk& chunk, Range range) {
+    Extent& extent = static_cast<Extent&>(chunk);
+    Verify(extent, range.begin, range.end);
+    if (extent.nUnverified == 0) {
+        return {0, extent.length};
     }
+    return {range.begin / kChecksumBlock * kChecksumBlock,
+            std::min(RoundUp(range.end, kChecksumBlock), extent.length)};
 }
 
-void ChunkStore::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
+void BulkChunks::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
     if (extent.nUnverified == 0) {
         return;
     }
@@ -177,13 +169,13 @@ void ChunkStore::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
     }
 }
 
-void ChunkStore::Write(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
+void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
                        std::span<const std::byte> bytes, std::int64_t reserve) {
     if (bytes.empty()) {
         return;
     }
     CheckPlaces();
-    Change change(m_catalogue.Unfinished());
+    Change change(m_catalogue);
     Extent& extent = Find(store, part, chunk);
     if (extent.level != m_level) {
         extent.level = m_level;
@@ -203,12 +195,12 @@ void ChunkStore::Write(std::int64_t store, int part, std::int64_t chunk, std::in
         Replace(extent, begin, bytes, reserve);
     }
     m_wroteBytes = true;
-    m_catalogue.Put(Table::Extent, store, part, chunk, extent.offset, extent.capacity,
-                    extent.length, std::as_bytes(std::span(extent.checksums)));
+    m_catalogue.Put(ExtentRow{store, part, chunk, extent.offset, extent.capacity, extent.length,
+                              std::as_bytes(std::span(extent.checksums))});
     change.Finish();
 }
 
-bool ChunkStore::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t end) {
+bool BulkChunks::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t end) {
     if (extent.IsAbsent() || begin < extent.writableFrom) {
         return false;
     }
@@ -219,7 +211,7 @@ bool ChunkStore::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t en
     return end <= extent.capacity;
 }
 
-void ChunkStore::WriteInPlace(Extent& extent, std::int64_t begin,
+void BulkChunks::WriteInPlace(Extent& extent, std::int64_t begin,
                               std::span<const std::byte> bytes) {
     const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
     const auto first = static_cast<std::size_t>(begin / kChecksumBlock);
@@ -266,7 +258,7 @@ void ChunkStore::WriteInPlace(Extent& extent, std::int64_t begin,
     }
 }
 
-void ChunkStore::Replace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
+void BulkChunks::Replace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
                          std::int64_t reserve) {
     const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
     const std::int64_t length = std::max(extent.length, end);
@@ -290,34 +282,34 @@ void ChunkStore::Replace(Extent& extent, std::int64_t begin, std::span<const std
     WriteInPlace(extent, 0, bytes);
 }
 
-void ChunkStore::Erase(std::int64_t store) {
+void BulkChunks::Erase(std::int64_t store) {
     CheckPlaces();
-    Change change(m_catalogue.Unfinished());
-    for (Cursor row = m_catalogue.Find(Table::Extent, store); row.Next();) {
-        m_space.Free(row.Int(3), row.Int(4));
+    Change change(m_catalogue);
+    for (const ExtentRow& row : m_catalogue.Find<ExtentRow>(store)) {
+        m_space.Free(row.offset, row.capacity);
     }
     m_catalogue.Erase(Table::Extent, store);
-    m_chunks.erase(m_chunks.lower_bound({store, 0}), m_chunks.lower_bound({store + 1, 0}));
+    m_parts.erase(m_parts.lower_bound({store, 0}), m_parts.lower_bound({store + 1, 0}));
     change.Finish();
 }
 
-void ChunkStore::TrimEnd() {
+void BulkChunks::TrimEnd() {
     if (m_space.ReachesEnd(m_bulkEnd)) {
         CheckPlaces();
         m_space.TrimEnd(m_bulkEnd);
     }
 }
 
-void ChunkStore::CheckPlaces() {
+void BulkChunks::CheckPlaces() {
     if (m_arePlacesChecked) {
         return;
     }
     std::vector<std::pair<std::int64_t, std::int64_t>> places;  // [begin, end)
-    for (Cursor row = m_catalogue.Find(Table::Extent); row.Next();) {
-        places.emplace_back(row.Int(3), row.Int(3) + row.Int(4));
+    for (const ExtentRow& row : m_catalogue.Find<ExtentRow>()) {
+        places.emplace_back(row.offset, row.offset + row.capacity);
     }
-    for (Cursor row = m_catalogue.Find(Table::FreeExtent); row.Next();) {
-        places.emplace_back(row.Int(0), row.Int(0) + row.Int(1));
+    for (const FreeExtentRow& row : m_catalogue.Find<FreeExtentRow>()) {
+        places.emplace_back(row.offset, row.offset + row.length);
     }
     std::ranges::sort(places);
     std::int64_t end = kBulkPage;
@@ -335,14 +327,14 @@ void ChunkStore::CheckPlaces() {
     m_arePlacesChecked = true;
 }
 
-void ChunkStore::Forget() noexcept {
+void BulkChunks::Forget() noexcept {
     // Where a part is in both, what was known last counts.
-    m_chunks.merge(m_before);
-    m_before.swap(m_chunks);
-    m_chunks.clear();
+    m_parts.merge(m_before);
+    m_before.swap(m_parts);
+    m_parts.clear();
 }
 
-bool ChunkStore::TakeWroteBytes() {
+bool BulkChunks::TakeWroteBytes() {
     return std::exchange(m_wroteBytes, false);
 }
 

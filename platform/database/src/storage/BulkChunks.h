@@ -1,5 +1,4 @@
-// Chunks of bulk data: each is a run of bytes that grows at its end or is replaced, named by
-// (store, part, chunk), and lies in one page-aligned extent of the bulk file.
+// Chunks in the bulk file: each lies in one page-aligned extent of it.
 //
 // Committed bytes never change where they lie. An append writes behind the committed length of the
 // chunk's extent; any other change writes the whole chunk to a new extent and frees the old one.
@@ -16,13 +15,14 @@
 #include "BulkFile.h"
 #include "Catalogue.h"
 #include "FreeSpace.h"
+#include "Store.h"
 
 namespace orq::storage {
 
 inline constexpr std::int64_t kChecksumBlock = 64 << 10;  // stored layout, do not change
 
 // One extent as the catalogue's row names it.
-struct Extent {
+struct Extent : ChunkStore::Chunk {
     std::int64_t offset = 0;  // 0: the chunk has no bytes
     std::int64_t capacity = 0;
     std::int64_t length = 0;
@@ -38,62 +38,23 @@ struct Extent {
     bool IsAbsent() const { return offset == 0; }
 };
 
-// The extent of a row of the extent table, read by Int and Blob; throws Damaged when it contradicts
-// itself.
-Extent MakeExtent(std::int64_t store, std::int64_t chunk, std::int64_t offset,
-                  std::int64_t capacity, std::int64_t length, std::span<const std::byte> checksums);
-template <class Row>
-Extent ExtentFromRow(const Row& row) {
-    return MakeExtent(row.Int(0), row.Int(2), row.Int(3), row.Int(4), row.Int(5), row.Blob(6));
-}
+// Throws Damaged when the row contradicts itself.
+Extent MakeExtent(const ExtentRow& row);
 
 // Compares every block of an extent; answers the first byte of each that differs. REQUIRES: the
 // file reaches to its end.
 std::vector<std::int64_t> FindDamage(BulkFile& file, const Extent& extent);
 
-class ChunkStore {
+class BulkChunks final : public ChunkStore {
   public:
-    ChunkStore(Catalogue& catalogue, BulkFile& file, FreeSpace& space)
+    BulkChunks(Catalogue& catalogue, BulkFile& file, FreeSpace& space)
         : m_catalogue(catalogue), m_file(file), m_space(space) {}
 
-    // The length of a chunk in bytes, 0 when nothing was ever written to it.
-    std::int64_t Length(std::int64_t store, int part, std::int64_t chunk);
-
-    // Bytes [begin, end) of a chunk, which must lie below its length, compared with their
-    // checksums. Throws Damaged with the place. Valid until the next Write, Refresh or rollback.
-    const std::byte* Read(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
-                          std::int64_t end);
-
-    // A chunk that is read in many small pieces: finds its extent once.
-    class Reader {
-      public:
-        const std::byte* Bytes(std::int64_t begin, std::int64_t end) {
-            if (begin < m_verifiedBegin || end > m_verifiedEnd) {
-                Verify(begin, end);
-            }
-            return m_base + begin;
-        }
-        // Whether every block has been compared. REQUIRES: a length above 0.
-        bool IsVerified() const { return m_extent->nUnverified == 0; }
-        std::int64_t Length() const { return m_extent == nullptr ? 0 : m_extent->length; }
-
-      private:
-        friend class ChunkStore;
-        void Verify(std::int64_t begin, std::int64_t end);
-
-        ChunkStore* m_store = nullptr;
-        Extent* m_extent = nullptr;
-        const std::byte* m_base = nullptr;
-        std::int64_t m_verifiedBegin = 0;  // [m_verifiedBegin, m_verifiedEnd) has been compared
-        std::int64_t m_verifiedEnd = 0;
-    };
-    Reader Open(std::int64_t store, int part, std::int64_t chunk);
-
-    // Puts `bytes` at `begin`; a gap behind the chunk's present length reads as zero. A new extent
-    // is made at least `reserve` bytes long, so that later appends find room.
+    std::int64_t Length(std::int64_t store, int part, std::int64_t chunk) override;
+    Reader Open(std::int64_t store, int part, std::int64_t chunk) override;
     void Write(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
-               std::span<const std::byte> bytes, std::int64_t reserve = 0);
-    void Erase(std::int64_t store);
+               std::span<const std::byte> bytes, std::int64_t reserve) override;
+    void Erase(std::int64_t store) override;
 
     // Gives free space at the end back, see FreeSpace::TrimEnd.
     void TrimEnd();
@@ -114,15 +75,16 @@ class ChunkStore {
     bool TakeWroteBytes();
 
   private:
-    using Chunks = std::map<std::int64_t, Extent>;  // by chunk number; memory follows the rows
+    using Extents = std::map<std::int64_t, Extent>;  // by chunk number; memory follows the rows
     using Key = std::pair<std::int64_t, int>;
 
-    Chunks& Load(std::int64_t store, int part);
-    Chunks ReadRows(const Key& key);
-    void NoteVerified(const Key& key, Chunks& chunks) const;
+    Extents& Load(std::int64_t store, int part);
+    Extents ReadRows(const Key& key);
+    void NoteVerified(const Key& key, Extents& extents) const;
     Extent& Find(std::int64_t store, int part, std::int64_t chunk);
     const std::byte* Map(const Extent& extent) { return m_file.Map(extent.offset, extent.length); }
     void Verify(Extent& extent, std::int64_t begin, std::int64_t end);
+    Range Check(Chunk& chunk, Range range) override;
     void WriteInPlace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes);
     void Replace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
                  std::int64_t reserve);
@@ -135,8 +97,8 @@ class ChunkStore {
     std::int64_t m_level = 1;
     bool m_wroteBytes = false;
     bool m_arePlacesChecked = false;
-    std::map<Key, Chunks> m_chunks;  // all rows of a part, or nothing of it
-    std::map<Key, Chunks> m_before;  // as of the last Forget
+    std::map<Key, Extents> m_parts;   // all rows of a part, or nothing of it
+    std::map<Key, Extents> m_before;  // as of the last Forget
 };
 
 }  // namespace orq::storage

@@ -6,20 +6,20 @@
 #include <cstdint>
 #include <span>
 
-#include "ChunkStore.h"
+#include "storage/Store.h"
 
-namespace orq::storage {
+namespace orq::database {
 
 // Writes a whole array where there was none.
-void PutFlatArray(ChunkStore& chunks, std::int64_t store, int part,
+void PutFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part,
                   std::span<const std::byte> bytes);
 
 // Copies the bytes of the array from `begin` on; false when it ends before `out` is full.
-[[nodiscard]] bool GetFlatArray(ChunkStore& chunks, std::int64_t store, int part,
+[[nodiscard]] bool GetFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part,
                                 std::int64_t begin, std::span<std::byte> out);
 
 // Whether the array is exactly so many bytes long. Asked before memory is taken for it.
-[[nodiscard]] bool HasFlatArray(ChunkStore& chunks, std::int64_t store, int part,
+[[nodiscard]] bool HasFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part,
                                 std::int64_t size);
 
-}  // namespace orq::storage
+}  // namespace orq::database

@@ -1,0 +1,221 @@
+#include "DistributionTable.h"
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "DatabaseState.h"
+#include "Erasure.h"
+#include "ORQBasFailure.h"
+#include "StoredDrawer.h"
+#include "StoredMembers.h"
+
+namespace orq::database {
+
+using storage::DataSetDrawerRow;
+using storage::DataSetRow;
+using storage::DrawerDimensionRow;
+using storage::DrawerRow;
+using storage::DrawerSegmentRow;
+using storage::Table;
+
+DistributionState& DistributionTable::Get(const ORQSimDistributionID& id) {
+    if (const auto known = m_known.find(id.MinorID()); known != m_known.end()) {
+        return known->second;
+    }
+    DistributionState state = Load(id);
+    for (const auto& drawer : state.drawers) {
+        if (const std::string problem = ProblemOfDrawer(m_state, state, *drawer);
+            !problem.empty()) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                m_state.ShownPath() + ": drawer " +
+                                    std::to_string(drawer->id.Index()) + " of distribution " +
+                                    std::to_string(id.MinorID()) + ": " + problem);
+        }
+    }
+    return m_known[id.MinorID()] = std::move(state);
+}
+
+DistributionState DistributionTable::Load(const ORQSimDistributionID& id) {
+    auto row = m_state.Rows().Find<storage::DistributionRow>(id.MinorID());
+    if (!row.Next()) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage, m_state.ShownPath() + ": object " +
+                                                          std::to_string(id.MinorID()) +
+                                                          " is no distribution");
+    }
+    DistributionState state;
+    state.id = id;
+    state.scalar = row->scalar;
+    state.rangeCollection = m_state.Objects().FindCollection(row->rangeCollection);
+    const storage::Bytes grid = row->grid;
+    if (grid.empty() || grid.size() % sizeof(std::int64_t) != 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            m_state.ShownPath() + ": the grid of distribution " +
+                                std::to_string(id.MinorID()) + " is no list of collections");
+    }
+    for (std::size_t at = 0; at < grid.size(); at += sizeof(std::int64_t)) {
+        std::int64_t collection = 0;
+        std::memcpy(&collection, grid.data() + at, sizeof collection);
+        state.grid.push_back(m_state.Objects().FindCollection(collection));
+    }
+    for (const DrawerRow& drawer : m_state.Rows().Find<DrawerRow>(id.MinorID())) {
+        state.drawers.push_back(LoadDrawer(state, drawer));
+    }
+    return state;
+}
+
+std::unique_ptr<DrawerState> DistributionTable::LoadDrawer(const DistributionState& distribution,
+                                                           const DrawerRow& row) {
+    auto drawer = std::make_unique<DrawerState>();
+    drawer->id = ORQSimDrawerID(distribution.id.ContextID(), distribution.id.MinorID(),
+                                distribution.id.TypeID(), row.number);
+    drawer->layout = static_cast<ORQSimDrawerLayout>(row.layout);
+    drawer->extendable = row.extendable;
+    drawer->nRows = row.nRows;
+    drawer->store = row.store;
+    const bool isOrdered = LoadDimensions(distribution, *drawer);
+    if (drawer->extendable < 0) {
+        const ComponentSetPtr rows = std::exchange(drawer->sets[0], ComponentSet::Empty());
+        drawer->rows = DrawerRows(!rows->IsAscending());
+        drawer->rows.Load({0, rows});
+        return drawer;
+    }
+    drawer->rows = DrawerRows(isOrdered);
+    for (const DrawerSegmentRow& segment :
+         m_state.Rows().Find<DrawerSegmentRow>(row.distribution, row.number)) {
+        drawer->rows.Load({segment.firstRow, ReadMembers(m_state.Store(), segment.members)});
+    }
+    return drawer;
+}
+
+// Answers whether the members along the extendable dimension keep an order of their own, which
+// stands in place of its set.
+bool DistributionTable::LoadDimensions(const DistributionState& distribution, DrawerState& drawer) {
+    bool isOrdered = false;
+    for (const DrawerDimensionRow& row :
+         m_state.Rows().Find<DrawerDimensionRow>(drawer.id.MinorID(), drawer.id.Index())) {
+        const auto place = drawer.sets.size();
+        if (row.dimension != static_cast<int>(place)) {
+            break;
+        }
+        const bool isExtendable = row.dimension == drawer.extendable;
+        ORQSimCSetID set;
+        if (isExtendable) {
+            isOrdered = row.set != 0;
+        } else if (place < distribution.grid.size()) {
+            const ORQSimCollectionID& collection = distribution.grid[place];
+            set = ORQSimCSetID(drawer.id.ContextID(), collection.MinorID(), collection.TypeID(),
+                               row.set);
+        }
+        drawer.setIds.push_back(set);
+        drawer.sets.push_back(isExtendable ? ComponentSet::Empty() : m_state.Sets().Members(set));
+        drawer.chunks.push_back(row.chunk);
+    }
+    if (drawer.sets.empty() || drawer.sets.size() != distribution.grid.size() ||
+        drawer.extendable >= std::ssize(drawer.sets)) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            m_state.ShownPath() + ": drawer " + std::to_string(drawer.id.Index()) +
+                                " of distribution " + std::to_string(distribution.id.MinorID()) +
+                                " does not have the dimensions of its grid");
+    }
+    return isOrdered;
+}
+
+void DistributionTable::PutSegment(const DrawerState& drawer, const DrawerSegment& segment) {
+    m_state.Rows().Put(DrawerSegmentRow{drawer.id.MinorID(), drawer.id.Index(), segment.firstRow,
+                                        WriteMembers(m_state.Store(), *segment.members)});
+}
+
+void DistributionTable::PutDrawerRow(const DrawerState& drawer) {
+    m_state.Rows().Put(DrawerRow{drawer.id.MinorID(), drawer.id.Index(),
+                                 static_cast<int>(drawer.layout), drawer.extendable, drawer.nRows,
+                                 drawer.store});
+}
+
+DrawerState& DistributionTable::NewDrawer(DistributionState& distribution,
+                                          std::unique_ptr<DrawerState> drawer,
+                                          const std::vector<ComponentSetPtr>& sets) {
+    storage::Change change(m_state.Rows());
+    const int number =
+        m_state.Store().NewSet();  // ascending and never given twice, as sets' numbers are
+    drawer->id = ORQSimDrawerID(distribution.id.ContextID(), distribution.id.MinorID(),
+                                distribution.id.TypeID(), number);
+    drawer->store = m_state.Store().NewObject();
+    drawer->sets = sets;
+    const ComponentSetPtr rows = std::exchange(
+        drawer->sets[static_cast<std::size_t>(drawer->RowDim())], ComponentSet::Empty());
+    drawer->rows = DrawerRows(!rows->IsAscending());
+    drawer->nRows = rows->Size();
+    for (std::size_t dim = 0; dim < sets.size(); ++dim) {
+        ORQSimCSetID set;
+        int stored = drawer->rows.IsOrdered() ? 1 : 0;
+        if (static_cast<int>(dim) != drawer->extendable) {
+            set = m_state.Sets().FindStored(distribution.grid[dim], sets[dim]);
+            set = set.IsNull() ? m_state.Sets().Store(distribution.grid[dim], sets[dim]) : set;
+            stored = set.Index();
+        }
+        drawer->setIds.push_back(set);
+        m_state.Rows().Insert(DrawerDimensionRow{
+            distribution.id.MinorID(), number, static_cast<int>(dim), stored, drawer->chunks[dim]});
+    }
+    PutDrawerRow(*drawer);
+    if (drawer->extendable < 0) {
+        drawer->rows.Load({0, rows});
+    } else if (drawer->nRows > 0) {
+        PutSegment(*drawer, drawer->rows.Append(rows));
+    }
+    distribution.drawers.push_back(std::move(drawer));
+    change.Finish();
+    return *distribution.drawers.back();
+}
+
+std::int64_t DistributionTable::AddRows(DrawerState& drawer, const ComponentSetPtr& members) {
+    storage::Change change(m_state.Rows());
+    const std::int64_t firstNew = drawer.nRows;
+    drawer.nRows += members->Size();
+    PutSegment(drawer, drawer.rows.Append(members));
+    PutDrawerRow(drawer);
+    change.Finish();
+    return firstNew;
+}
+
+ORQSimCSetID DistributionTable::DimensionSet(const DistributionState& distribution,
+                                             const DrawerState& drawer, int dimension) {
+    const auto place = static_cast<std::size_t>(dimension);
+    return dimension == drawer.extendable
+               ? m_state.Sets().Temps().Describe(distribution.grid[place], drawer)
+               : drawer.setIds[place];
+}
+
+void DistributionTable::ForgetInDataSets(std::int64_t distribution, int drawer) {
+    std::vector<std::pair<std::int64_t, int>> places;
+    for (const DataSetRow& set : m_state.Rows().Find<DataSetRow>()) {
+        if (set.distribution != distribution) {
+            continue;
+        }
+        for (const DataSetDrawerRow& row : m_state.Rows().Find<DataSetDrawerRow>(set.object)) {
+            if (row.drawer == drawer) {
+                places.emplace_back(set.object, row.place);
+            }
+        }
+    }
+    for (const auto& [dataSet, place] : places) {
+        m_state.Rows().Erase(Table::DataSetDrawer, dataSet, place);
+    }
+}
+
+void DistributionTable::DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id) {
+    const std::int64_t object = distribution.id.MinorID();
+    if (distribution.Find(id) == nullptr) {
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            m_state.ShownPath() + ": drawer " + std::to_string(id.Index()) +
+                                " is not one of distribution " + std::to_string(object));
+    }
+    storage::Change change(m_state.Rows());
+    EraseDrawer(m_state.Store(), object, id.Index());
+    ForgetInDataSets(object, id.Index());
+    std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });
+    change.Finish();
+}
+
+}  // namespace orq::database

@@ -1,0 +1,372 @@
+#include "DirectorySalvage.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+#include "ORQBasFailure.h"
+
+namespace orq::storage {
+
+namespace {
+
+RowGap::Key KeyOf(const PageRow& row) {
+    RowGap::Key key{};
+    for (std::size_t i = 0; i < std::min(key.size(), row.Size()); ++i) {
+        key[i] = row.Int(i);
+    }
+    return key;
+}
+
+// The highest number has none behind it; who asks for one finds it taken.
+int Behind(int number) {
+    return number < std::numeric_limits<int>::max() ? number + 1 : number;
+}
+
+ExtentRow ExtentOf(const PageRow& row) {
+    return {
+        row.Int(0), static_cast<int>(row.Int(1)), row.Int(2), row.Int(3), row.Int(4), row.Int(5),
+        row.Blob(6)};
+}
+
+// The directory, if there is something in it that can be looked at.
+const std::string& Checked(const std::string& directory) {
+    CheckLooksLikeDatabase(directory, false);
+    if (const std::string writer = LockFile::WriterOf(LockPath(directory)); !writer.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Busy, directory + ": open for writing by " + writer);
+    }
+    return directory;
+}
+
+}  // namespace
+
+DirectorySalvage::DirectorySalvage(Engine& target, const std::string& directory,
+                                   const std::function<void()>& goOn)
+    : m_target(target),
+      m_goOn(goOn),
+      m_directory(Checked(directory)),
+      m_pages(CataloguePath(directory)) {
+    LeaveForeignLogOut();
+    NoteDamagedPages();
+    FindRoots();
+    OpenBulk();
+    ReadState();
+}
+
+std::unique_ptr<Salvage> Engine::SalvageFrom(const std::string& directory,
+                                             const std::function<void()>& goOn) {
+    return std::make_unique<DirectorySalvage>(*this, directory, goOn);
+}
+
+// Files of a copy that was made while the database was written. A main file that got a part of a
+// fold holds rows of two states, and nothing tells which.
+void DirectorySalvage::LeaveForeignLogOut() {
+    if (m_pages.GoTogether()) {
+        return;
+    }
+    if (!m_pages.IsWholeWithoutLog()) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            CataloguePath(m_directory) + ": " + kIsMixedCopy);
+    }
+    m_pages.LeaveLogOut();
+    m_damage.emplace_back(
+        "catalogue.sqlite-wal: is not of the same time as catalogue.sqlite, and "
+        "is left out");
+}
+
+void DirectorySalvage::NoteDamagedPages() {
+    for (const std::int64_t page : m_pages.FindDamage()) {
+        m_damage.push_back("catalogue.sqlite: page " + std::to_string(page) +
+                           " is damaged (checksum differs)");
+    }
+}
+
+// Every database has its tables in the same pages, for they are made in the same order. So where a
+// part of the schema cannot be read, a new database tells, unless the rest says otherwise.
+void DirectorySalvage::FindRoots() {
+    m_roots = m_pages.ReadRoots();
+    const std::map<std::string, std::int64_t> usual = m_target.Roots();
+    const bool isUsual = std::ranges::all_of(m_roots, [&](const auto& root) {
+        const auto found = usual.find(root.first);
+        return found != usual.end() && found->second == root.second;
+    });
+    if (isUsual) {
+        m_roots = usual;
+    }
+}
+
+void DirectorySalvage::OpenBulk() {
+    std::error_code error;
+    if (!std::filesystem::exists(BulkPath(m_directory), error)) {
+        m_damage.emplace_back("bulk.bin: is missing");
+        return;
+    }
+    m_bulk.OpenUnchecked(BulkPath(m_directory), false);
+    m_bulkSize = m_bulk.Size();
+    try {
+        m_identity = m_bulk.ReadIdentity();
+    } catch (const ORQBasFailure& failure) {
+        if (failure.Kind() != ORQBasFailureKind::Damaged) {
+            throw;
+        }
+        m_damage.emplace_back("bulk.bin: the header is damaged");
+    }
+}
+
+void DirectorySalvage::ReadState() {
+    std::optional<Identity> identity;
+    std::int64_t bulkEnd = 0;
+    const auto take = [&](const PageRow& row) {
+        if (row.Int(1) != kFormatVersion) {
+            throw ORQBasFailure(ORQBasFailureKind::Foreign, m_directory + ": has format version " +
+                                                                std::to_string(row.Int(1)) +
+                                                                ", this program knows version " +
+                                                                std::to_string(kFormatVersion));
+        }
+        if (row.Blob(2).size() == Identity().size()) {
+            std::ranges::copy(row.Blob(2), identity.emplace().begin());
+        }
+        m_target.ReserveNumbers({row.Int(4), static_cast<int>(row.Int(5))});
+        bulkEnd = row.Int(6);
+    };
+    const auto isOther = [&] { return m_identity && identity && *m_identity != *identity; };
+    ReadRows(Table::State, take);
+    if (isOther() && m_pages.HasLog()) {
+        m_pages.LeaveLogOut();
+        FindRoots();
+        ReadRows(Table::State, take);
+        m_damage.emplace_back("catalogue.sqlite-wal: belongs to another database, and is left out");
+    }
+    if (isOther()) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Foreign,
+            BulkPath(m_directory) + ": belongs to another database than the catalogue beside it");
+    }
+    if (m_bulkSize > 0 && m_bulkSize < bulkEnd) {
+        m_damage.push_back("bulk.bin: is truncated: " + std::to_string(m_bulkSize) +
+                           " bytes long, the catalogue needs " + std::to_string(bulkEnd));
+    }
+    CloseGaps(Table::State);  // the new database has a state of its own
+}
+
+void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) {
+    std::optional<RowGap::Key> last;
+    bool isInGap = false;
+    const auto note = [&] {
+        if (!std::exchange(isInGap, true)) {
+            m_gaps.push_back({table, last, {}});
+        }
+    };
+    const auto takeAndNote = [&](const PageRow& row) {
+        m_goOn();
+        if (const std::string problem = ProblemOfRow(table, row.Values()); !problem.empty()) {
+            m_damage.push_back("catalogue.sqlite: " + problem);
+            note();
+            return;
+        }
+        last = KeyOf(row);
+        if (std::exchange(isInGap, false)) {
+            m_gaps.back().before = last;
+        }
+        take(row);
+    };
+    m_pages.ReadTree(m_roots[NameOf(table)], Shape(table).columns.size(), takeAndNote, note);
+}
+
+bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
+                                 const CataloguePages::OnRow& take) {
+    bool isWhole = true;
+    const auto takeAndGoOn = [&](const PageRow& row) {
+        m_goOn();
+        take(row);
+    };
+    m_pages.ReadTree(m_roots[Shape(index).name], nColumns, takeAndGoOn, [&] { isWhole = false; });
+    return isWhole;
+}
+
+bool DirectorySalvage::Insert(Table table, std::span<const Value> row) {
+    const bool isSound = ProblemOfRow(table, row).empty();
+    if (isSound) {
+        m_target.Rows().InsertNewRow(table, row);
+    }
+    return isSound;
+}
+
+void DirectorySalvage::CloseGaps(Table table) {
+    std::erase_if(m_gaps, [&](const RowGap& gap) { return gap.table == table; });
+}
+
+void DirectorySalvage::TakeRows() {
+    std::int64_t nRows = 0;
+    for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
+        const auto table = static_cast<Table>(number);
+        if (table == Table::State || table == Table::Extent || table == Table::FreeExtent) {
+            continue;
+        }
+        ReadRows(table, [&](const PageRow& row) {
+            m_target.Rows().InsertNewRow(table, row.Values());
+            ++nRows;
+        });
+    }
+    if (nRows == 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            m_directory + ": nothing can be read of its catalogue");
+    }
+    for (const ObjectRow& row : m_target.Rows().FindLast<ObjectRow>()) {
+        m_target.ReserveNumbers({row.id + 1, 0});
+    }
+    for (const ComponentSetRow& row : m_target.Rows().FindLast<ComponentSetRow>()) {
+        m_target.ReserveNumbers({0, Behind(row.id)});
+    }
+    for (const DrawerRow& row : m_target.Rows().Find<DrawerRow>()) {
+        m_target.ReserveNumbers({row.store + 1, Behind(row.number)});
+    }
+}
+
+void DirectorySalvage::TakeRowsFromIndices() {
+    TakeMembers();
+    TakeSymbols();
+    TakeLinks(Table::Child, Index::ChildByTarget);
+    TakeLinks(Table::MapEntry, Index::MapEntryByTarget);
+    TakeLinks(Table::VectorEntry, Index::VectorEntryByTarget);
+    TakeSetEntries();
+}
+
+void DirectorySalvage::TakeMembers() {
+    bool isWhole = true;
+    const auto take = [&](const PageRow& row) {  // object, collection, member
+        const auto& values = row.Values();
+        isWhole &= Insert(Table::Member, std::array{values[1], values[2], values[0]});
+    };
+    if (MayHaveLost(Table::Member) && ReadIndex(Index::MemberByObject, 3, take) && isWhole) {
+        CloseGaps(Table::Member);
+    }
+}
+
+// One index knows the names, the other one the objects.
+void DirectorySalvage::TakeSymbols() {
+    if (!MayHaveLost(Table::Symbol)) {
+        return;
+    }
+    using Place = std::tuple<std::int64_t, std::int64_t, std::int64_t>;  // collection, type, place
+    std::map<Place, std::int64_t> objects;
+    const bool knowsObjects = ReadIndex(Index::SymbolByObject, 4, [&](const PageRow& row) {
+        objects[{row.Int(1), row.Int(2), row.Int(3)}] = row.Int(0);
+    });
+    bool isWhole = true;
+    const bool knowsNames = ReadIndex(Index::SymbolByName, 4, [&](const PageRow& row) {
+        const auto& values = row.Values();
+        const auto found = objects.find({row.Int(0), row.Int(1), row.Int(3)});
+        isWhole &= found != objects.end() &&
+                   Insert(Table::Symbol, std::array<Value, 5>{values[0], values[1], values[3],
+                                                              values[2], found->second});
+    });
+    if (knowsObjects && knowsNames && isWhole) {
+        CloseGaps(Table::Symbol);
+    }
+}
+
+// The index has all of a link but the type of its target, which is that of the target's object.
+void DirectorySalvage::TakeLinks(Table table, Index index) {
+    if (!MayHaveLost(table)) {
+        return;
+    }
+    bool areSound = true;
+    // Target object, target index, slot, target category, object, and the last part of the key.
+    const bool isWhole = ReadIndex(index, 6, [&](const PageRow& row) {
+        auto target = m_target.Rows().Find<ObjectRow>(row.Int(0));
+        if (target.Next()) {
+            const auto& values = row.Values();
+            areSound &= Insert(
+                table, std::array<Value, 7>{values[4], values[2], values[5], values[0], values[3],
+                                            std::int64_t{target->type}, values[1]});
+        } else if (MayHaveLost(table, row.Int(4), row.Int(2))) {
+            m_halfLinks.push_back({table, row.Int(4), static_cast<int>(row.Int(2)), row.Int(0)});
+        }
+    });
+    if (isWhole && areSound) {
+        CloseGaps(table);
+    }
+}
+
+void DirectorySalvage::TakeSetEntries() {
+    bool isWhole = true;
+    const auto take = [&](const PageRow& row) {
+        // Target object, target index, slot, object, target category, target type.
+        const auto& values = row.Values();
+        isWhole &= Insert(Table::SetEntry, std::array{values[3], values[2], values[0], values[4],
+                                                      values[5], values[1]});
+    };
+    if (MayHaveLost(Table::SetEntry) && ReadIndex(Index::SetEntryByTarget, 6, take) && isWhole) {
+        CloseGaps(Table::SetEntry);
+    }
+}
+
+void DirectorySalvage::TakeChunks(const std::function<void(double)>& progress) {
+    std::int64_t store = 0;
+    std::vector<Chunk> chunks;
+    std::int64_t seen = 0;
+    ReadRows(Table::Extent, [&](const PageRow& row) {
+        if (row.Int(0) != store) {
+            TakeStore(store, chunks);
+            chunks.clear();
+            store = row.Int(0);
+        }
+        try {
+            chunks.push_back({static_cast<int>(row.Int(1)), row.Int(2), MakeExtent(ExtentOf(row))});
+        } catch (const ORQBasFailure& failure) {
+            m_damagedStores[store] = failure.Text();
+        }
+        seen = std::min(seen + row.Int(4), m_bulkSize);
+        progress(std::min(1.0, static_cast<double>(seen) /
+                                   static_cast<double>(std::max<std::int64_t>(1, m_bulkSize))));
+    });
+    TakeStore(store, chunks);
+    m_target.ReserveNumbers({store + 1, 0});
+    progress(1.0);
+}
+
+void DirectorySalvage::TakeStore(std::int64_t store, const std::vector<Chunk>& chunks) {
+    for (std::size_t i = 0; i < chunks.size() && !m_damagedStores.contains(store); ++i) {
+        if (const std::string damage = DamageOf(chunks[i].extent); !damage.empty()) {
+            m_damagedStores[store] = "piece " + std::to_string(i + 1) + " of " +
+                                     std::to_string(chunks.size()) + ": " + damage;
+        }
+    }
+    if (m_damagedStores.contains(store)) {
+        return;
+    }
+    for (const auto& [part, number, extent] : chunks) {
+        const std::byte* bytes = m_bulk.Map(extent.offset, extent.length);
+        m_taken[extent.offset] = extent.offset + extent.length;
+        m_target.Chunks().Write(store, part, number, 0,
+                                {bytes, static_cast<std::size_t>(extent.length)}, 0);
+    }
+}
+
+// In words; empty where every block is right.
+std::string DirectorySalvage::DamageOf(const Extent& extent) {
+    if (extent.offset + extent.length > m_bulkSize) {
+        return m_bulkSize == 0 ? "bulk.bin is missing or empty"
+                               : "bulk.bin ends at byte " + std::to_string(m_bulkSize) +
+                                     ", before its bytes do";
+    }
+    if (IsTaken(extent)) {
+        return "the bytes from byte " + std::to_string(extent.offset) +
+               " of bulk.bin on belong to another array";
+    }
+    const std::vector<std::int64_t> damaged = FindDamage(m_bulk, extent);
+    return damaged.empty()
+               ? ""
+               : "the block at byte " + std::to_string(damaged.front()) + " of bulk.bin is damaged";
+}
+
+// Bytes belong to one array: else a file of some pages could ask for any number of copies of them.
+bool DirectorySalvage::IsTaken(const Extent& extent) const {
+    const auto behind = m_taken.lower_bound(extent.offset + extent.length);
+    return behind != m_taken.begin() && std::prev(behind)->second > extent.offset;
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,153 @@
+#include "RowCodec.h"
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "Schema.h"
+
+namespace orq::storage {
+
+namespace {
+
+[[noreturn]] void Refuse(const Connection& connection, sqlite3_stmt* statement, Table table) {
+    const std::string problem = ProblemOfRow(table, ValuesOf(statement));
+    connection.FailDamaged(problem.empty() ? std::string("table ") + NameOf(table) +
+                                                 ": a value is not of its kind"
+                                           : problem);
+}
+
+// Reads one column after the other. A value is taken by its pointer: each look at a column of a
+// statement locks the connection, and this is a tenth of what finding a row costs.
+class ColumnReader {
+  public:
+    ColumnReader(const Connection& connection, sqlite3_stmt* statement, Table table)
+        : m_connection(connection),
+          m_statement(statement),
+          m_table(table),
+          m_column(Shape(table).columns.begin()) {}
+
+    void Read(std::int64_t& number) { number = Integer(Next()); }
+    void Read(int& number) { number = Int(Next()); }
+    void Read(std::string_view& text) { text = Text(Next()); }
+    void Read(Bytes& bytes) { bytes = Blob(Next()); }
+    void Read(FieldValue& value) {
+        sqlite3_value* held = Next();
+        switch (sqlite3_value_type(held)) {
+            case SQLITE_TEXT:
+                value = Text(held);
+                break;
+            case SQLITE_BLOB:
+                value = Blob(held);
+                break;
+            default:
+                value = Int(held);
+        }
+    }
+    [[noreturn]] void RefuseRow() const { Refuse(m_connection, m_statement, m_table); }
+
+  private:
+    sqlite3_value* Next() { return sqlite3_column_value(m_statement, m_number++); }
+    const Column& Present() const { return m_column[m_number - 1]; }
+    void Require(bool holds) const {
+        if (!holds) {
+            RefuseRow();
+        }
+    }
+
+    std::int64_t Integer(sqlite3_value* held) const {
+        const std::int64_t number = sqlite3_value_int64(held);
+        Require(sqlite3_value_type(held) == SQLITE_INTEGER && Present().MayBe(number));
+        return number;
+    }
+    int Int(sqlite3_value* held) const {
+        const std::int64_t number = Integer(held);
+        Require(number == static_cast<int>(number));
+        return static_cast<int>(number);
+    }
+    // As it lies there: to end it with a zero byte SQLite takes memory, and answers nothing where
+    // there is none.
+    std::string_view Text(sqlite3_value* held) const {
+        Require(sqlite3_value_type(held) == SQLITE_TEXT);
+        return {static_cast<const char*>(sqlite3_value_blob(held)),
+                static_cast<std::size_t>(sqlite3_value_bytes(held))};
+    }
+    Bytes Blob(sqlite3_value* held) const {
+        Require(sqlite3_value_type(held) == SQLITE_BLOB);
+        return {static_cast<const std::byte*>(sqlite3_value_blob(held)),
+                static_cast<std::size_t>(sqlite3_value_bytes(held))};
+    }
+
+    const Connection& m_connection;
+    sqlite3_stmt* m_statement;
+    Table m_table;
+    const Column* m_column;
+    int m_number = 0;
+};
+
+bool IsOfItsKind(const FieldRow& row) {
+    switch (static_cast<FieldKind>(row.kind)) {
+        case FieldKind::Doubles:
+            return std::holds_alternative<Bytes>(row.value);
+        case FieldKind::String:
+            return std::holds_alternative<std::string_view>(row.value);
+        default:
+            return std::holds_alternative<int>(row.value);
+    }
+}
+
+template <class Row>
+void ReadAs(const Connection& connection, sqlite3_stmt* statement, void* to) {
+    ColumnReader reader(connection, statement, Row::kTable);
+    Row& row = *static_cast<Row*>(to);
+    std::apply([&](auto&... values) { (reader.Read(values), ...); }, Row::Columns(row));
+    if constexpr (std::is_same_v<Row, FieldRow>) {
+        if (!IsOfItsKind(row)) {
+            reader.RefuseRow();
+        }
+    }
+}
+
+int Bind(sqlite3_stmt* statement, int index, const FieldValue& value) {
+    return std::visit([&](const auto& held) { return BindValue(statement, index, held); }, value);
+}
+template <class T>
+int Bind(sqlite3_stmt* statement, int index, const T& value) {
+    return BindValue(statement, index, value);
+}
+
+template <class Row>
+void BindAs(const Connection& connection, sqlite3_stmt* statement, const void* from) {
+    int index = 0;
+    std::apply(
+        [&](const auto&... values) {
+            (connection.Check(Bind(statement, ++index, values), "bind a value"), ...);
+        },
+        Row::Columns(*static_cast<const Row*>(from)));
+}
+
+using Codecs = std::array<RowCodec, static_cast<std::size_t>(Table::Count)>;
+
+template <class... Rows>
+constexpr Codecs MakeCodecs() {
+    static_assert(sizeof...(Rows) == static_cast<std::size_t>(Table::Count));
+    Codecs codecs{};
+    ((codecs[static_cast<std::size_t>(Rows::kTable)] = {ReadAs<Rows>, BindAs<Rows>}), ...);
+    return codecs;
+}
+
+constexpr Codecs kCodecs =
+    MakeCodecs<StateRow, ObjectRow, CollectionRow, MemberRow, SymbolRow, NameRow, ChildRow,
+               MapEntryRow, VectorEntryRow, SetEntryRow, FieldRow, ComponentSetRow, DistributionRow,
+               DrawerRow, DrawerDimensionRow, DrawerSegmentRow, DataSetRow, CompartmentRow,
+               DataSetDrawerRow, FTableRow, FTableLabelRow, ExtentRow, FreeExtentRow>();
+
+}  // namespace
+
+const RowCodec& CodecOf(Table table) {
+    return kCodecs[static_cast<std::size_t>(table)];
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,19 @@
+// Rows between the structs of Rows.h and SQLite's statements.
+#pragma once
+
+#include "Rows.h"
+#include "Sqlite.h"
+
+namespace orq::storage {
+
+// Of one table. A row that is given as a pointer is a struct of that table.
+struct RowCodec {
+    // Reads all columns of the row that a statement stands on. Throws Damaged where a value is of
+    // another type than its column, or none that the column may have.
+    void (*read)(const Connection& connection, sqlite3_stmt* statement, void* row);
+    // Binds all columns, which are not copied.
+    void (*bind)(const Connection& connection, sqlite3_stmt* statement, const void* row);
+};
+const RowCodec& CodecOf(Table table);
+
+}  // namespace orq::storage

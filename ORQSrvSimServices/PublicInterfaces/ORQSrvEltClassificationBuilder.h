@@ -8,7 +8,7 @@ enum class ORQSrvEltClassificationType : int {
     Shape = 0  ///< by element spec; the only one there is
 };
 
-/// One way to divide elements into classes.
+/// A division of elements into classes.
 class ORQ_EXPORT ORQSrvEltClassBuilderImpl {
   public:
     virtual ~ORQSrvEltClassBuilderImpl() = default;

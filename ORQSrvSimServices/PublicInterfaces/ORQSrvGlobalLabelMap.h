@@ -18,9 +18,9 @@
 ///   GetNodeLabel(3)              = -1    GetNodeInstanceName(3) = ""
 ///
 /// The tables of nodes and of elements are read when they are first needed, 16 bytes for each label
-/// and 8 for each member; later changes of the model do not reach them. A question costs the
-/// logarithm of an instance's labels, or constant time. A member that several instances label
-/// answers for the first of them.
+/// and 8 for each member; later changes of the model do not reach them. A query costs the
+/// logarithm of an instance's labels, or constant time. Of a member that several instances label,
+/// the first instance counts.
 class ORQ_EXPORT ORQSrvGlobalLabelMap {
   public:
     /// `position` is any object of the document. Reads nothing yet. One without a document ends the

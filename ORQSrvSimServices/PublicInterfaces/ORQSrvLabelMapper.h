@@ -50,8 +50,8 @@ class ORQ_EXPORT ORQSrvLabelMapper {
     ORQSimArray<int> GetMappingFromPrimaryNodeSet(ORQSimCSetID set);
     ORQSimArray<int> GetMappingFromPrimaryElementSet(ORQSimCSetID set);
 
-    /// The matches of a primary set's members; ascending and volatile. `isAscending` is handed on
-    /// to the creation of the set, see ORQSimCollection::CreateVolatileCSet. A set that is one of
+    /// The matches of a primary set's members; ascending and volatile. `isAscending` is that
+    /// of ORQSimCollection::CreateVolatileCSet. A set that is one of
     /// the secondary model ends the process ("primaryNodeSet.CollectionID() != nodeCol",
     /// "primaryElementSet.CollectionID() != elementCol").
     ORQSimCSet GetSecondaryNodeSet(const ORQSimCSetID& set, bool isAscending);

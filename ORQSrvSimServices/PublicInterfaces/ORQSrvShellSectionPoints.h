@@ -5,8 +5,8 @@
 #include "ORQObjDocument.h"
 #include "ORQSimPosition.h"
 
-/// The number of points through the thickness of every layer of every shell section of a document,
-/// read at once by the first question and never again.
+/// The number of points through the thickness of every layer of every shell section of a document.
+/// The first query reads all of them, and later changes of the model are not seen.
 class ORQ_EXPORT ORQSrvShellSectionPoints {
   public:
     explicit ORQSrvShellSectionPoints(ORQObjDocument document);

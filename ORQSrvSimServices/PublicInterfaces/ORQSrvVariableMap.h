@@ -2,7 +2,7 @@
 
 #include "ORQBasExport.h"
 
-/// One way in which an output variable, or a component of one, occurs.
+/// One occurrence of an output variable, or of a component of one, in the fields of a model.
 struct ORQSrvVariableStruct {
     const char* label;       // as the user knows it; null only in the terminator
     int component;           // ads_ComponentSymbolsEnm

@@ -238,8 +238,12 @@ void ORQExcModel::ReadRows(const Block& block, const ORQSimCSet& elements,
     const ORQSimCollection places(
         m_document.GetMesh().GetPosition(ORQSimSchema::Mesh_elementNodePlaces).GetCollection());
     const ORQSimPosition connectivity = ORQObjMesh(m_document.GetMesh()).GetConnectivity();
-    if (places.IsNull() || connectivity.DSet().GetRelationalDistributionID().IsNull()) {
+    const ORQSimDistribution rows(connectivity.DSet().GetRelationalDistributionID());
+    if (places.IsNull() || rows.IsNull()) {
         FailDamaged("the elements have no connectivity");
+    }
+    if (rows.RangeType().ScalarType() != ORQSimScalarInt) {
+        FailDamaged("connectivity: is not stored as ints");
     }
     std::ranges::fill(nodes, -1);  // What no drawer holds is left as it is.
     ORQSrvElementConnectivity(connectivity, kChunk)

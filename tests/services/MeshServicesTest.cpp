@@ -5,6 +5,7 @@
 #include <iterator>
 #include <map>
 #include <random>
+#include <string>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -18,6 +19,7 @@
 #include "ORQObjSectionBuilder.h"
 #include "ORQSimCollection.h"
 #include "ORQSimCompartment.h"
+#include "ORQSimContext.h"
 #include "ORQSimDSet.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
@@ -198,6 +200,42 @@ TEST_F(MeshServices, AdjacencyEqualsBruteForceOnRandomMeshes) {
     EXPECT_EQ(inverse.m_entries, nullptr);
     EXPECT_EXIT(inverse.Invert(Elements({5, 3})), testing::ExitedWithCode(1),
                 "elset.IsAscending\\(\\) \\|\\| elset.Size\\(\\) == 0");
+}
+
+// A file may hold such values, though no service writes them.
+TEST_F(MeshServices, AdjacencyRefusesNodesThatAreNotThere) {
+    const ORQSimCSetID nodes = builder.AddNodes(4);
+    const ORQSimCSetID elements = builder.AddElements(1);
+    ORQSimContext context(database.ContextID());
+    for (const int node : {-1, 4, 1 << 30}) {
+        const ORQSimPosition mesh = builder.Model().CreateDataRecord(ORQSimSchema::Mesh).Pos();
+        const ORQSimDistributionID rows = context.CreateDistribution(
+            ORQSimGrid({elements.CollectionID(), builder.NodePlaces(4).CollectionID()}),
+            ORQSimRangeType(ORQSimScalarInt), ORQSimTypeID(ORQSimSchema::ConnectivityRows));
+        ORQSimTransfer write{ORQSimDistribution(rows)};
+        const std::vector<int> values = {0, 1, 2, node};
+        write.SetWrite()
+            .SetMakeNewDrawer()
+            .SetDim(0, elements)
+            .SetDim(1, builder.NodePlaces(4))
+            .SetBuffer(ORQSimbufMain, values.data(), 16)
+            .ExecWrite();
+        const ORQSimDSetID dataSet =
+            context.CreateDSet(rows, ORQSimTypeID(ORQSimSchema::Connectivity));
+        context.UpdateDSet(dataSet, write.DrawerID());
+        mesh.SetPosition(ORQSimSchema::Mesh_nodes, ORQSimPosition(nodes.CollectionID()));
+        mesh.SetPosition(ORQSimSchema::Mesh_connectivity, ORQSimPosition(dataSet));
+        ORQSrvInverseConnectivity inverse(mesh);
+        try {
+            inverse.Invert();
+            ADD_FAILURE() << "node " << node << " is accepted";
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_EQ(failure.Kind(), ORQBasFailureKind::Damaged);
+            EXPECT_NE(failure.Text().find("node " + std::to_string(node) + " of 4"),
+                      std::string::npos)
+                << failure.Text();
+        }
+    }
 }
 
 TEST_F(MeshServices, AMeshWithoutElementsHasEmptyAdjacency) {

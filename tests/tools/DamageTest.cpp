@@ -325,6 +325,22 @@ TEST_F(DamageTest, RowsThatMakeNoSenseEndEveryCommandWith3) {
     }
 }
 
+// Where the rows of a drawer still fit, only who reads the values sees it.
+TEST_F(DamageTest, ConnectivityOfAnotherTypeIsNotTakenForNodeNumbers) {
+    ChangeRows(
+        "UPDATE distribution SET scalar = 4 WHERE object IN (SELECT distribution FROM data_set)");
+    for (const char* ending : {".e", ".bdf", ".vtu", ".png"}) {
+        const std::string file = folder_ / (std::string("m") + ending);
+        const CommandResult result =
+            ending == std::string(".png")
+                ? RunProgram({"draw", target_, "-o", file, "--size", "64x64"})
+                : RunProgram({"export", target_, "-o", file});
+        EXPECT_EQ(result.status, 3) << ending << ": " << result.err;
+        EXPECT_THAT(result.err, HasSubstr("connectivity"));
+        EXPECT_FALSE(fs::exists(file));
+    }
+}
+
 // Also where recovering has much to remove.
 TEST_F(DamageTest, RecoveringEndsAtOnceWhenItIsAskedTo) {
     ChangeRows(

@@ -40,7 +40,7 @@ struct ORQSrvBulkShellLayers::Attribute {
     ORQSimRangeType range;
     const char* userField;  // the field that types the values, null for references and counts
     const char* lengthCheck;
-    // Where the checks are reported.
+    // The source lines by which hosts know the checks, see ORQSrvAssert.h.
     int layerPositionLine;
     int layerSetLine;
     int userFieldLine;

@@ -156,7 +156,8 @@ struct Copied {
 
 // --- Dense drawers -------------------------------------------------------------------------------
 
-// How many members of dimension 0 are moved at a time when nobody needs to see a drawer whole.
+// How many members of dimension 0 are copied at a time where no transform needs the whole drawer:
+// some 8 MB, so that memory stays small whatever the drawer's size.
 int RowsAtOnce(const ORQSimDistribution& source, const ORQSimPersistentDrawerDesc& drawer,
                const Sets& sets) {
     constexpr std::int64_t kBytes = 8 << 20;
@@ -164,7 +165,7 @@ int RowsAtOnce(const ORQSimDistribution& source, const ORQSimPersistentDrawerDes
     for (std::size_t i = 1; i < sets.size(); ++i) {
         rowBytes *= sets[i].Size();
     }
-    // Whole chunks, and of others whole blocks of what is stored.
+    // A multiple of what is stored as one piece, so that no chunk is written twice.
     std::int64_t unit = 1 << 14;
     if (drawer.IsChunked()) {
         ORQSimArray<int> chunks;
@@ -226,7 +227,7 @@ void Write(const ORQSimDistribution& distribution, const ORQSimDrawerID& drawer,
 }
 
 void CopyDense(const Copied& copied, const ORQSrvDistributionTransform& transform, Block& block) {
-    // A transform that changes nothing need not see a drawer whole, so it goes piece by piece.
+    // Without a transform, nobody needs the whole drawer in memory.
     const bool isVerbatim = IsVerbatim(transform);
     const ORQSimDrawerID targetDrawer = ChooseDrawer(copied.to, copied.drawer, copied.targetSets);
     const int nRows = copied.sets[0].Size();
@@ -277,8 +278,8 @@ SparseBlock ReadSparse(const Copied& copied) {
     return block;
 }
 
-// Shows the transform all cells of the block, zeros where nothing is stored, and keeps what it
-// makes of the stored ones.
+// Gives the transform all cells of the block, zeros where nothing is stored, and keeps the results
+// for the stored ones only.
 void UpdateStored(const Copied& copied, const ORQSrvDistributionTransform& transform,
                   SparseBlock& block) {
     const auto nColumns = static_cast<std::size_t>(copied.sets[1].Size());
@@ -325,7 +326,7 @@ void CopySparse(const Copied& copied, const ORQSrvDistributionTransform& transfo
 
 // --- All drawers ---------------------------------------------------------------------------------
 
-// Bytes of a type of the same size mean something else.
+// Types of one size are not the same: bytes of a float copied to an int would be another number.
 void CheckTypes(const ORQSimDistribution& from, const ORQSimDistribution& to) {
     const int source = from.RangeType().ScalarType();
     const int target = to.RangeType().ScalarType();

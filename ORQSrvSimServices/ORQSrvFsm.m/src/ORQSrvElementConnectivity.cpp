@@ -34,6 +34,7 @@ int ORQSrvElementConnectivity::Append(ORQSimTransaction& transaction, const ORQS
 
     ORQSimTransfer write{ORQSimDistribution(rdistribution)};
     write.SetWrite()
+        .SetBufferType(ORQSimScalarInt)
         .SetAutoExtend()
         .SetBufferPadding(false)
         .SetDrawer(drawer)
@@ -77,7 +78,12 @@ ORQSimDrawerID ORQSrvElementConnectivity::MakeDrawer(const ORQSimDistributionID&
 int ORQSrvElementConnectivity::Read(const ORQSimCSet& elements, const ORQSimCSet& columns,
                                     int* nodes) const {
     ORQSimTransfer read{ORQSimDistribution(ORQSimDSet(m_dataSet).GetRelationalDistributionID())};
-    read.SetRead().SetBufferPadding(false).SetDim(0, elements).SetDim(1, columns);
+    // The buffer holds ints, whatever a file says that the values are.
+    read.SetRead()
+        .SetBufferType(ORQSimScalarInt)
+        .SetBufferPadding(false)
+        .SetDim(0, elements)
+        .SetDim(1, columns);
     read.CheckView();
     const std::int64_t len = read.RequiredBufferSize(ORQSimbufMain);
     read.SetBuffer(ORQSimbufMain, nodes, len);

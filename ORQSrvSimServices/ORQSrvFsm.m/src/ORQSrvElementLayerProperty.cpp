@@ -162,7 +162,8 @@ ORQSimDSetID ORQSrvElementLayerProperty::SavedSet() const {
     return m_model.GetPosition(ads_CoreFragmentTypeIndex(m_slotA, m_slotB)).GetDSet();
 }
 
-// Another object may have made drawers, and an undone transaction has taken some away.
+// Drawers may be others than those known: another object made some, or an undone transaction took
+// some away.
 void ORQSrvElementLayerProperty::NoteDrawers() {
     const auto ids = ORQSimDistribution(m_distribution).DrawerIDArray();
     if (std::ranges::equal(
@@ -247,7 +248,8 @@ void ORQSrvElementLayerProperty::Save(ORQSimTransaction& transaction) {
     context.UpdateDSet(saved, m_distribution);
 }
 
-// Moves the drawers behind those of another distribution and goes on with that.
+// Copies the drawers to the distribution that was saved first, behind its own, and continues with
+// that one: the saved data set can stand on one distribution only.
 void ORQSrvElementLayerProperty::Join(const ORQSimDistributionID& saved) {
     const ORQSimDistribution own(m_distribution);
     m_distribution = saved;

@@ -88,7 +88,7 @@ template <class Value, class T>
 #endif
 }
 
-// Asks for the memory a few items ahead, which may lie behind the end, before it is waited for.
+// Loads memory a few items ahead into the cache; a prefetch behind the end does no harm.
 template <class T, int kIsWritten>
 [[gnu::always_inline]] inline void Prefetch(const T* items, std::size_t length) {
     constexpr std::size_t kAhead = 2048;  // bytes

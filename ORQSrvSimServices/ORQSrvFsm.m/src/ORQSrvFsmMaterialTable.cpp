@@ -27,13 +27,12 @@ using Sets = std::vector<ORQSimCSet>;
 
 void CheckRows(int rows) {
     if (rows < 1) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a material table cannot get " + std::to_string(rows) + " rows");
+        ORQBasThrowUsage("a material table cannot get " + std::to_string(rows) + " rows");
     }
 }
 
 void Write(ORQSimTransfer& write, const Sets& sets, const double* values) {
-    write.SetWrite().SetBufferPadding(true);
+    write.SetWrite().SetBufferType(ORQSimScalarDouble).SetBufferPadding(true);
     for (std::size_t dimension = 0; dimension < sets.size(); ++dimension) {
         write.SetDim(static_cast<int>(dimension), sets[dimension]);
     }
@@ -84,7 +83,11 @@ void AppendRows(const ORQSimPosition& distribution, const ORQSimCSetID& rows,
 ORQSrvOwnedArray<double> ReadAll(const ORQSimPersistentDrawerDesc& drawer) {
     const Sets sets = SetsOf(drawer);
     ORQSimTransfer read{ORQSimDistribution(drawer.DrawerID().DistributionID())};
-    read.SetRead().SetBufferPadding(true).SetDrawer(drawer.DrawerID());
+    // The buffer holds doubles, whatever a file says that the values are.
+    read.SetRead()
+        .SetBufferType(ORQSimScalarDouble)
+        .SetBufferPadding(true)
+        .SetDrawer(drawer.DrawerID());
     for (std::size_t dimension = 0; dimension < sets.size(); ++dimension) {
         read.SetDim(static_cast<int>(dimension), sets[dimension]);
     }
@@ -144,15 +147,14 @@ int ORQSrvFsmMaterialTable::NumberFieldVariables(const ORQSimPosition& owner) co
 
 // --- Writing -------------------------------------------------------------------------------------
 
-// Of two that hang under one link, the later would take the place of the earlier.
+// Two distributions of a table may not have one link: the later would replace the earlier.
 void ORQSrvFsmMaterialTable::CheckLinks() const {
     std::set<std::pair<int, int>> taken;
     const auto take = [&](const std::string& what, int type, int member) {
         if (!taken.emplace(type, member).second) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                "the " + what + " of a material table cannot hang under member " +
-                                    std::to_string(member) + " of " + ORQSimSchema::NameOf(type) +
-                                    ", which others of it have");
+            ORQBasThrowUsage("the " + what + " of a material table cannot hang under member " +
+                             std::to_string(member) + " of " + ORQSimSchema::NameOf(type) +
+                             ", which others of it have");
         }
     };
     for (int i = 0; i < m_numberOfDependent; ++i) {
@@ -217,15 +219,13 @@ ORQSimCSetID ORQSrvFsmMaterialTable::Append(ORQSimTransaction&, const ORQSimPosi
     CheckRows(rows);
     const bool storesTemperatures = IsTemperatureDependent(owner);
     if (storesTemperatures && !hasTemperatures) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "rows without temperatures cannot join a table that has them");
+        ORQBasThrowUsage("rows without temperatures cannot join a table that has them");
     }
     const int storedVariables = NumberFieldVariables(owner);
     if (fieldVariables != storedVariables) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "rows of " + std::to_string(fieldVariables) +
-                                " field variables cannot join a table that has " +
-                                std::to_string(storedVariables));
+        ORQBasThrowUsage("rows of " + std::to_string(fieldVariables) +
+                         " field variables cannot join a table that has " +
+                         std::to_string(storedVariables));
     }
     const ORQSimCSetID rowSet = ExtendCollection(rowCollection, rows);
     for (int i = 0; i < m_numberOfDependent; ++i) {

@@ -1,4 +1,4 @@
-// The checker's look at single fields.
+// The checker's part for single fields.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -162,8 +162,8 @@ void CheckForeignValues(const ORQString& head, const ORQSimPosition& field,
     }
 }
 
-// Whether a drawer holds values and none of them is a number. Looks no further than the first
-// number, and reads a few hundred kilobytes at a time.
+// Whether a drawer holds values and none of them is a number. Reads a few hundred kilobytes at a
+// time and stops at the first number, since most drawers begin with one.
 bool HasOnlyNonFinite(const ORQSimDistribution& distribution,
                       const ORQSimPersistentDrawerDesc& drawer) {
     constexpr int kValues = 1 << 15;

@@ -1,4 +1,4 @@
-// The checker's look at history, output requests and results, and which fields it looks at.
+// The checker's part for history, output requests and results; chooses the fields that are checked.
 #include <algorithm>
 #include <array>
 #include <set>
@@ -34,7 +34,7 @@ void CheckUserRequest(const ORQSimPosition& userRequest, const ORQString& field,
     }
 }
 
-// Who asked for a history field; `field` is the field with its step.
+// The output request of a history field; `field` is the field with its step.
 void CheckRequests(const ORQSimPosition& position, const ORQString& field,
                    ORQBasVector<ORQString>& messages) {
     using namespace ORQSimSchema;

@@ -1,4 +1,4 @@
-// The checker's look at the mesh and its element classes.
+// The checker's part for the mesh and its element classes.
 #include <algorithm>
 #include <array>
 #include <map>
@@ -108,7 +108,7 @@ ORQString QuotedUnlessMissing(const ORQString& name) {
     return name == kMissing ? name : Quoted(name);
 }
 
-// Examines classes of elements that have no section.
+// Finds the classes whose elements have no section and need one.
 class ClassCheck {
   public:
     ClassCheck(const ORQObjDocument& document, const ORQObjMesh& mesh,

@@ -1,4 +1,4 @@
-// The checker's look at section assignments and the sections' layers.
+// The checker's part for section assignments and the layers of sections.
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
 #include "ORQSimRecordFields.h"
@@ -11,8 +11,8 @@ using namespace orq::checker;
 
 namespace {
 
-// Fields of a section's record. Stored, do not change.
-constexpr int kWithoutLayers = 2;  // the definition of a section that needs no layers
+// The definition of a section that needs no layers. Stored, do not change.
+constexpr int kWithoutLayers = 2;
 
 ORQString Description(const ORQSimPosition& layer, int number) {
     const ORQSimPosition ply = layer.GetPosition(ORQSimSchema::Layer_ply);

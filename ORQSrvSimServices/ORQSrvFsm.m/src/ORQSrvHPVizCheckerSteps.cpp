@@ -1,4 +1,4 @@
-// The checker's look at the steps and the regions of their output.
+// The checker's part for the steps and the regions of their output.
 #include "ORQSimCSet.h"
 #include "ORQSimCollection.h"
 #include "ORQSimContext.h"

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string>
 #include <vector>
 
+#include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQSimCSet.h"
 #include "ORQSimCollection.h"
@@ -16,12 +18,16 @@
 
 namespace {
 
+// An entry is the element in the low 25 bits and the place of the node in it above them. Hosts
+// decode entries, do not change.
 constexpr unsigned kElementMask = 0x1FFFFFF;
 constexpr int kPlaceShift = 25;
 
 }  // namespace
 
-// The part of one drawer that is inverted, kept in memory between the two passes.
+// The part of one drawer that is inverted. The first pass counts the entries of each node, the
+// second writes them behind each other; the values stay in memory between the two, so that each
+// drawer is read once.
 struct ORQSrvInverseConnectivity::Block {
     ORQSimCSetID rows;
     ORQSimCSetID cols;
@@ -109,8 +115,16 @@ int* ORQSrvInverseConnectivity::ReadConnectivityBlockAndCount(ORQSimDistribution
     read.ExecRead();
     read.RelinquishBuffers();
     int* counts = m_offsets;
+    // A file may name any node; counts of others would be written outside the table.
+    const auto n = static_cast<unsigned>(NumberNodes());
     for (std::int64_t i = 0; i < ndata; ++i) {
-        ++counts[nodes[static_cast<std::size_t>(i)]];
+        const int node = nodes[static_cast<std::size_t>(i)];
+        if (static_cast<unsigned>(node) >= n) {
+            throw ORQBasFailure(
+                ORQBasFailureKind::Damaged,
+                "the connectivity names node " + std::to_string(node) + " of " + std::to_string(n));
+        }
+        ++counts[node];
     }
     m_total += static_cast<int>(ndata);
     return nodes.release();

@@ -80,8 +80,8 @@ int ORQSrvNodalCoordinates::Read(const ORQSimCSet& nodes, const ORQSimCSet& comp
         static_cast<std::int64_t>(nodes.Size()) * components.Size() * kDoubleSize == len,
         "n*sizeof(double) == len");
     if (len > 0) {
-        // Clearing costs as much as reading; where one drawer stores all that is asked for, it is
-        // spared.
+        // Clearing costs as much as reading, and is not needed where one drawer stores the whole
+        // view.
         if (!IsStored(nodes, components)) {
             std::memset(values, 0, static_cast<std::size_t>(len));
         }

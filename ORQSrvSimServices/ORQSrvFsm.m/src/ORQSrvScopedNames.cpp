@@ -27,7 +27,7 @@ bool BeginsWith(const ORQString& text, std::string_view beginning) {
     return text.UTF8().starts_with(beginning);
 }
 
-// Whether a quote at the beginning has a counterpart.
+// Whether a quote at the beginning is closed by another one.
 bool IsClosed(const ORQString& part) {
     return !BeginsWith(part, kQuote) || part.FindPosition(kQuote, 1) < part.Length();
 }
@@ -39,7 +39,7 @@ ORQString Unquote(const ORQString& part) {
     ORQSrvAssertReported(IsClosed(part), "endQuotePos < nameLen");
     const int endQuotePos = part.FindPosition(kQuote, 1);
     ORQString plain = part.SubString(1, endQuotePos - 1) + part.SubString(endQuotePos + 1);
-    // One more pair of quotes goes, wherever it is.
+    // In what is left, the first pair of quotes is removed as well.
     const int first = plain.FindPosition(kQuote);
     const int second = plain.FindPosition(kQuote, first + 1);
     if (second < plain.Length()) {
@@ -49,7 +49,7 @@ ORQString Unquote(const ORQString& part) {
     return plain;
 }
 
-// What stands between the joiners.
+// The parts of a name, split at each joiner; at least one.
 std::vector<ORQString> PiecesOf(const ORQString& name) {
     std::vector<ORQString> pieces;
     for (int begin = 0; begin <= name.Length();) {
@@ -70,7 +70,7 @@ ORQString Normalise(const ORQString& name) {
     return normal;
 }
 
-// With what the keys of a model begin when it has a prefix.
+// What all keys of a model begin with: its prefix and a joiner; empty without a prefix.
 ORQString LeadOf(const ORQSimPosition& model) {
     ORQString lead = model.DataRecord().ReturnString(ORQSimRecordField::Model_namePrefix);
     if (!lead.IsEmpty()) {

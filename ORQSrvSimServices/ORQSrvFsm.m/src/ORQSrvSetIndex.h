@@ -7,11 +7,11 @@
 
 /// Finds which of many sets of one collection hold given members. For the services' own sources.
 ///
-/// Made for the elements of a mesh, divided into hundreds of sets, each class of which is asked for
-/// once. Sets that are runs of consecutive members, none of which meets another, cost a comparison
-/// each and no look at their members. Of other sets each member is looked at once, and 1 bit is
-/// kept for each up to the highest; where none meets another, asking for the very members of one
-/// costs a comparison of the two. Other questions then make a table of 4 bytes for each member.
+/// Made for the elements of a mesh, divided into hundreds of sets, with one query for each class of
+/// elements. Sets that are disjoint runs of consecutive members cost a comparison each, their
+/// members are not read. Of other sets each member is read once, and 1 bit is kept for each up to
+/// the highest; where they are disjoint, a query for exactly the members of one costs a comparison
+/// of the two. Any other query then makes a table of 4 bytes for each member.
 /// Example, sets {0..9}, {10..14}, {20}:
 ///
 ///   Find({8, 9, 12, 30})  ->  nCovered 3, places {0, 1}

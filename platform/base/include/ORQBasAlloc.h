@@ -4,8 +4,9 @@
 
 #include "ORQBasExport.h"
 
-/// The platform allocator. Memory from any of these is aligned for every fundamental type, may be
-/// asked for in any size (0 gives a valid, unusable address) and is released by mem_Free().
+/// The platform allocator. Memory from any of these is aligned for every fundamental type, may
+/// have any size (0 gives a valid, unusable address), belongs to the caller and is released by
+/// mem_Free().
 
 /// Never null; throws std::bad_alloc on exhaustion.
 ORQ_EXPORT void* mem_OperatorNewThrow(std::size_t size);

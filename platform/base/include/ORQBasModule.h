@@ -4,8 +4,8 @@
 
 /// The reference counter behind one pair of module entry points.
 ///
-/// The caller's tally moves by one each time the module becomes live or dead, so that a chain of
-/// calls tells how many modules it brought up or down. A Leave() too many is not caught: the
+/// The caller's tally moves by one each time the module becomes live or dead, so a chain of
+/// calls counts how many modules it brought up or down. A Leave() too many is not caught: the
 /// counter wraps to the largest value and the module counts as live. For use by one thread at a
 /// time.
 class ORQBasModule {

@@ -20,7 +20,7 @@
 /// the system refuses. Until PutIntoPlace returns, what stood under the name is as it was.
 class ORQ_EXPORT ORQBasStaged {
   public:
-    /// Makes the folder. `purpose` is a word that tells what is going on.
+    /// Makes the folder. `purpose` is a word for its name, for example "export".
     ORQBasStaged(const std::filesystem::path& place, std::string_view purpose);
     ~ORQBasStaged();
     ORQBasStaged(const ORQBasStaged&) = delete;

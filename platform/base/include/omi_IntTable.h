@@ -3,7 +3,7 @@
 #include <unordered_map>
 #include <utility>
 
-/// A table from number keys to values, made to be filled once and asked often, in no order.
+/// A table from number keys to values, filled once and looked up often, in no order.
 template <class Key, class V>
 class omi_NumberTable {
   public:

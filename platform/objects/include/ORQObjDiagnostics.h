@@ -13,9 +13,8 @@
 
 /// The status of a job. Stored, do not change; hosts may store numbers of their own from 100 on.
 ///
-/// Running is what the host says when it begins. Whether it still runs is another question: a
-/// database that nobody has open for writing any more (ORQSimDatabase::Writer) and whose job is
-/// Running belongs to a host that died.
+/// Running is what the host stores when it begins, and it does not change when the host dies: a job
+/// is Running and its database is open for writing by nobody (ORQSimDatabase::Writer).
 enum class ORQObjJobStatus : int {
     Running = 0,
     Completed = 1,

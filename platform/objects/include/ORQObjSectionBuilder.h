@@ -36,7 +36,7 @@ class ORQ_EXPORT ORQObjSectionBuilder {
     ORQSimPosition AddLayer(const ORQSimPosition& section, int type,
                             const ORQSimPosition& ply) const;
     /// The elements of the region have the section, unless an earlier assignment has them.
-    /// ORQSrvEltClassificationBuilder::LinkSections tells the element classes so.
+    /// ORQSrvEltClassificationBuilder::LinkSections links the element classes to it.
     ORQSimPosition AddSectionAssignment(const ORQSimPosition& region,
                                         const ORQSimPosition& section) const;
 

@@ -1,4 +1,4 @@
-/// Standard objects that are made where they lack. For the object layer's own sources.
+/// Standard objects that are made where they are missing. For the object layer's own sources.
 #pragma once
 
 #include <vector>

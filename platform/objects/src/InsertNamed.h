@@ -8,7 +8,7 @@
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
-/// Holds the object in the map under the name. Throws Usage, naming the kind of object, for a name
+/// Inserts the object into the map under the name. Throws Usage, naming the kind of object, for a name
 /// that is empty or taken.
 inline void InsertNamed(const ORQSimMap& map, const ORQString& name, const ORQSimPosition& object,
                         const char* kind) {

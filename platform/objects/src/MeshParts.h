@@ -16,7 +16,7 @@ struct MeshParts {
 };
 
 /// The collections of a mesh, with its coordinates, by node and component, and its connectivity;
-/// made where they lack.
+/// made where they are missing.
 inline MeshParts NeedMeshParts(const ORQSimPosition& mesh, const ORQSimPosition& components) {
     using namespace ORQSimSchema;
     const MeshParts parts = {

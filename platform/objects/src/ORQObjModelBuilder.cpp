@@ -37,7 +37,7 @@ struct SymbolRow {
     int place;
     const char* name;
 };
-// Where readers expect the degrees of freedom and the vector components.
+// The places at which the services look for degrees of freedom and vector components.
 constexpr std::array<SymbolRow, 6> kDofs = {{{2, "DISPLACEMENT_1"},
                                              {3, "DISPLACEMENT_2"},
                                              {4, "DISPLACEMENT_3"},

@@ -14,8 +14,8 @@
 
 namespace {
 
-// Model and libraries lead to one collection. Where they lead to two, as they once did, what counts
-// layers of the libraries' one counts the same layers of the model's.
+// Model and libraries share one collection of section layers. Early databases have two, of which
+// both count layers from the bottom; so the model's, made long enough, replaces the libraries'.
 void NeedSectionLayers(const ORQSimPosition& model, const ORQSimPosition& libraries) {
     using namespace ORQSimSchema;
     const ORQSimPosition layers =

@@ -29,7 +29,7 @@ ORQSimPosition TimeCollectionOf(const ORQSimPosition& step) {
     return TimeDescriptionOf(step).GetPosition(ORQSimSchema::TimeDescription_timeCollection);
 }
 
-// Writes one value for each member behind those that there are.
+// Appends one value for each of some new members, to the one drawer of the distribution.
 void AppendValues(const ORQSimDistribution& distribution, const ORQSimCSetID& members,
                   std::span<const double> values) {
     ORQSimTransfer transfer(distribution);
@@ -46,7 +46,7 @@ void AppendValues(const ORQSimDistribution& distribution, const ORQSimCSetID& me
         .ExecWrite();
 }
 
-// Where a description keeps a collection and the values of its members.
+// The slots and types by which a description holds a collection and the values of its members.
 struct Description {
     int type;
     int collectionSlot;
@@ -80,7 +80,8 @@ ORQSimCSetID Describe(const ORQSimPosition& step, int slot, const Description& d
     return members;
 }
 
-// Several values in each member: a field of one value a member cannot hold them.
+// Grid types with several values in each member, for which a field of one value a member has no
+// room.
 constexpr std::array<int, 4> kGridTypesWithPoints = {
     ORQSimSchema::Field_IntegrationPoint, ORQSimSchema::Field_ElementNodal,
     ORQSimSchema::Field_ElementFace, ORQSimSchema::Field_WholeElementFace};

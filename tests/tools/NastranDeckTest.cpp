@@ -205,6 +205,18 @@ TEST_F(NastranDeckTest, EveryCardComesBackAndOtherFormatsReportThem) {
     EXPECT_EQ(dropped.count("PSHELL"), 0U) << "the model has it";
 }
 
+TEST_F(NastranDeckTest, NumbersAndCardsOfSeveralObjectsComeBackOnce) {
+    EXPECT_EQ(Difference(Written("GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\n"
+                                 "CORD1R,4,1,2,3,5,1,3,2\nCTRIA3,1,007,1,2,3,5\n"
+                                 "PSHELL,007,+5,.1\nMAT1,05,7.+10,,.3\nMATT1,5,6\n"
+                                 "TABLEM1,06\n,1.,5.,2.,6.,ENDT\nSET1,08,1,2\nSPC1,9,012,1\n"
+                                 "CELAS1,10,11,1,1,2,1\nCELAS1,12,13,1,1,0,\n"
+                                 "PELAS,11,1.,,,13,2.\nPLOTEL,20,1,2,,21,2,3\n"
+                                 "CVISC,30,31,1,2\nPVISC,31,.1\n"),
+                         0),
+              "");
+}
+
 TEST_F(NastranDeckTest, WhatTheModelSaysOtherwiseIsWrittenAnew) {
     const std::string model = m_folder / "m.orq";
     // A kept card that contradicts the model, as after a change of the model.

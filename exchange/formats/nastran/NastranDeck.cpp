@@ -3,112 +3,16 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <cstdlib>
 #include <span>
 #include <utility>
 
 #include "ORQExcImportError.h"
 #include "files/WholeFile.h"
 #include "formats/nastran/NastranReplication.h"
+#include "formats/nastran/NastranStatements.h"
 
 namespace orq::exchange {
-namespace {
-
-std::string FirstWord(std::string_view text) {
-    text = BulkTrimmed(text);
-    return BulkUpper(text.substr(0, text.find_first_of(" \t,=('\"$")));
-}
-
-std::string_view TakeLine(std::string_view& rest) {
-    const std::size_t end = std::min(rest.find('\n'), rest.size());
-    std::string_view line = rest.substr(0, end);
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-    return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
-}
-
-std::string_view WithoutComment(std::string_view line) {
-    return line.substr(0, line.find('$'));
-}
-
-/// Whether a file begins with control statements rather than with bulk data.
-bool BeginsWithControl(std::string_view contents) {
-    static constexpr std::array<std::string_view, 9> kFirstOnes = {
-        "SOL", "ID", "NASTRAN", "INIT", "ASSIGN", "TIME", "DIAG", "RESTART", "ACQUIRE"};
-    bool isFirst = true;
-    while (!contents.empty()) {
-        const std::string_view text = WithoutComment(TakeLine(contents));
-        if (BulkTrimmed(text).empty()) {
-            continue;
-        }
-        const std::string word = FirstWord(text);
-        if (word == "CEND" || word == "BEGIN" ||
-            (std::exchange(isFirst, false) &&
-             std::ranges::find(kFirstOnes, word) != kFirstOnes.end())) {
-            return true;
-        }
-    }
-    return false;
-}
-
-/// "SUPER=2" of a line "BEGIN BULK SUPER = 2"; empty for the main bulk data.
-std::string NameOfPart(std::string_view begin) {
-    std::string name;
-    std::string_view rest = BulkTrimmed(WithoutComment(begin));
-    rest.remove_prefix(std::string_view("BEGIN").size());
-    for (const char c : BulkUpper(rest)) {
-        const bool isBlank = c == ' ' || c == '\t' || c == ',';
-        const bool isNeeded = !name.empty() && name.back() != ' ' && name.back() != '=';
-        if (c == '=' && name.ends_with(' ')) {
-            name.pop_back();
-        }
-        if (!isBlank || isNeeded) {
-            name += isBlank ? ' ' : c;
-        }
-    }
-    name = BulkTrimmed(name);
-    if (name == "BULK") {
-        return {};
-    }
-    return name.starts_with("BULK ") ? name.substr(5) : name;
-}
-
-/// `text` with the values of environment variables for "$NAME", "${NAME}", "%NAME%" and, as its
-/// beginning, "NAME:".
-std::string WithEnvironment(std::string text) {
-    const auto nameAt = [&](std::size_t at) {
-        std::size_t end = at;
-        while (end < text.size() &&
-               (std::isalnum(static_cast<unsigned char>(text[end])) != 0 || text[end] == '_')) {
-            ++end;
-        }
-        return text.substr(at, end - at);
-    };
-    const auto replace = [&](std::size_t at, std::size_t count, const std::string& name) {
-        const char* const value = std::getenv(name.c_str());
-        if (value != nullptr) {
-            text.replace(at, count, value);
-        }
-    };
-    if (const std::string prefix = nameAt(0); prefix.size() > 1 && text[prefix.size()] == ':') {
-        if (const char* const value = std::getenv(prefix.c_str()); value != nullptr) {
-            text.replace(0, prefix.size() + 1, std::string(value) + "/");
-        }
-    }
-    if (const std::size_t at = text.find('$'); at != std::string::npos) {
-        const bool isBraced = at + 1 < text.size() && text[at + 1] == '{';
-        const std::string name = nameAt(at + (isBraced ? 2 : 1));
-        replace(at, name.size() + (isBraced ? 3 : 1), name);
-    } else if (text.starts_with('%')) {
-        const std::string name = nameAt(1);
-        replace(0, name.size() + 2, name);
-    }
-    return text;
-}
-
-}  // namespace
-
 // --- Files ---------------------------------------------------------------------------------------
 
 NastranDeck::NastranDeck(const std::filesystem::path& file, NastranProblems& problems,
@@ -229,7 +133,7 @@ std::filesystem::path NastranDeck::PlaceOfIncluded(const std::string& name) cons
 /// Answers false for what is no INCLUDE, or one whose file cannot be read; that one stays in the
 /// deck as it stands.
 bool NastranDeck::Include(std::string_view raw, const BulkPlace& place) {
-    if (m_sources.back().path.empty() || FirstWord(raw) != "INCLUDE") {
+    if (m_sources.back().path.empty() || BulkFirstWord(raw) != "INCLUDE") {
         return false;
     }
     const auto name = IncludedName(raw, place);
@@ -259,7 +163,7 @@ std::optional<std::string_view> NastranDeck::NextRaw(BulkPlace& place) {
             m_sources.pop_back();
             continue;
         }
-        const std::string_view raw = TakeLine(source.rest);
+        const std::string_view raw = TakeBulkLine(source.rest);
         place = {source.number, ++source.line};
         if (++m_nLines > m_bounds.lines) {
             End(place, fmt::format("the deck has more than {} lines, those of included files "
@@ -275,7 +179,7 @@ std::optional<std::string_view> NastranDeck::NextRaw(BulkPlace& place) {
 bool NastranDeck::NextLine() {
     BulkPlace place{};
     while (const auto raw = NextRaw(place)) {
-        const std::string_view text = WithoutComment(*raw);
+        const std::string_view text = WithoutBulkComment(*raw);
         const std::size_t first = text.find_first_not_of(" \t");
         if (first == std::string_view::npos) {
             continue;
@@ -291,7 +195,7 @@ bool NastranDeck::NextLine() {
             m_line.Split(text, m_expanded);
             return true;
         }
-        const std::string word = FirstWord(text);
+        const std::string word = BulkFirstWord(text);
         if (m_state == State::Ended) {
             ++m_nLinesBehindEnd;
         } else if (Include(*raw, place) || TakeControl(m_line.raw, word)) {
@@ -328,13 +232,13 @@ bool NastranDeck::TakeControl(std::string_view raw, const std::string& word) {
 
 void NastranDeck::Begin(std::string_view raw) {
     m_state = State::Bulk;
-    const std::string name = NameOfPart(raw);
+    const std::string name = NameOfBulkPart(raw);
     const auto found = std::ranges::find(m_parts, name, &Part::name);
     m_part = static_cast<std::size_t>(found - m_parts.begin());
     if (found == m_parts.end()) {
         m_parts.push_back({name, {}});
     }
-    m_parts[m_part].begin = BulkTrimmed(WithoutComment(raw));
+    m_parts[m_part].begin = BulkTrimmed(WithoutBulkComment(raw));
 }
 
 // --- From lines to cards -------------------------------------------------------------------------

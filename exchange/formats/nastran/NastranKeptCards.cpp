@@ -73,9 +73,15 @@ void NastranKeptCards::Add(const BulkCard& card, BulkTaken taken) {
     const bool isSet = taken != BulkTaken::No &&
                        (card.Name() == "SET1" || card.Name() == "SPC1" || card.Name() == "RBE2" ||
                         card.Name() == "RBE3" || card.Name() == "RBAR");
-    std::string object =
-        isSet ? m_part.sets.NameOfLast() : fmt::format("{} {}", card.Name(), card.Text(1));
+    const auto numbered = [&](int field) {
+        return fmt::format("{} {}", card.Name(), card.IsInt(field) ? *card.Int(field) : 0);
+    };
+    std::string object = isSet ? m_part.sets.NameOfLast() : numbered(1);
     ++m_objects[object];
+    if (constexpr int kSecondSystem = 5;
+        card.Name().starts_with("CORD1") && card.IsInt(kSecondSystem)) {
+        ++m_objects[numbered(kSecondSystem)];
+    }
     m_cards.push_back({std::move(object), std::string(card.Source())});
 }
 

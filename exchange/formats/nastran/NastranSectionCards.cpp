@@ -69,10 +69,16 @@ bool NastranSectionCards::IsBasic(const ORQExcLayup::Orientation& orientation) {
 
 void NastranSectionCards::FindChanges() {
     for (const ORQExcLayup::Material& material : m_scope.layup.materials) {
-        if (m_scope.HasNamed(material.name) && !m_scope.kept.SaysMaterial(material)) {
+        if (FindMaterialKind(material.kind) != nullptr && m_scope.HasNamed(material.name) &&
+            !m_scope.kept.SaysMaterial(material)) {
             m_changed.insert(m_scope.OwnName(material.name));
             m_changed.insert(
                 fmt::format("{} {}", NastranTemperatureCard(material.kind), material.number));
+            for (const ORQExcMaterialTable& table : material.tables) {
+                for (const ORQExcMaterialTable::Column& column : table.components) {
+                    m_changed.insert(fmt::format("TABLEM1 {}", column.number));
+                }
+            }
         }
     }
     for (const ORQExcLayup::Orientation& orientation : m_scope.layup.orientations) {

@@ -9,13 +9,6 @@
 #include "ORQExcMaterialTable.h"
 #include "ORQObjDocument.h"
 
-/// Fields of a material's record. Stored, do not change.
-inline constexpr int kMaterialNumberField = 0;  ///< ORQObjSectionBuilder writes it
-inline constexpr int kMaterialKindField = 1;
-/// Of a section's: how many nominal angles there are, 0 or one for each layer, and these.
-inline constexpr int kNumNominalAnglesField = 5;
-inline constexpr int kNominalAnglesField = 6;
-
 /// The layered shell sections of a model as an importer delivers them: lists of named objects that
 /// refer to each other by their places in the lists, and to elements by the names of element sets.
 ///

@@ -12,9 +12,6 @@
 #include "ORQObjLabeler.h"
 #include "ORQSimCSet.h"
 
-/// The field of a block's record that holds its definition. Stored, do not change.
-inline constexpr int kBlockDefinitionField = 3;
-
 /// A model database as a mesh, for what exports, draws or looks up. Reads the names and sets of
 /// blocks and regions at once, bulk data when it is asked for.
 ///

@@ -11,6 +11,7 @@
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 
@@ -18,14 +19,6 @@ namespace orq::exchange {
 namespace {
 
 using Array = ORQExcMeshSource::Array;
-
-// Fields of the record. Stored, do not change.
-constexpr int kFormatField = 0;
-constexpr int kNameField = 1;
-constexpr int kTypeField = 2;
-constexpr int kDimensionsField = 3;
-constexpr int kKindField = 4;
-constexpr int kCountField = 5;
 
 /// Each dimension as "LENGTH NAME", one to a line.
 std::string TextOf(const std::vector<Array::Dimension>& dimensions) {
@@ -81,12 +74,12 @@ KeptArray AddKeptArray(const ORQObjDocument& document, std::string_view format,
                        const Array& array) {
     const ORQSimPosition model = document.GetModel();
     const ORQSimDataRecord record = model.CreateDataRecord(ORQSimSchema::KeptArray);
-    record.SetString(kFormatField, std::string(format));
-    record.SetString(kNameField, array.name);
-    record.SetInt(kTypeField, array.scalarType);
-    record.SetString(kDimensionsField, TextOf(array.dimensions));
-    record.SetString(kKindField, array.kind);
-    record.SetInt(kCountField, static_cast<int>(array.count));
+    record.SetString(ORQSimRecordField::KeptArray_format, std::string(format));
+    record.SetString(ORQSimRecordField::KeptArray_name, array.name);
+    record.SetInt(ORQSimRecordField::KeptArray_scalarType, array.scalarType);
+    record.SetString(ORQSimRecordField::KeptArray_dimensions, TextOf(array.dimensions));
+    record.SetString(ORQSimRecordField::KeptArray_kind, array.kind);
+    record.SetInt(ORQSimRecordField::KeptArray_count, static_cast<int>(array.count));
     const ORQSimPosition position = record.Pos();
     const ORQSimPosition rows = position.CreateTypedCollection(ORQSimSchema::KeptArrayCollection,
                                                                static_cast<int>(array.NumRows()));
@@ -118,13 +111,13 @@ std::vector<KeptArray> KeptArrays(const ORQObjDocument& document) {
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
         const ORQSimDataRecord record = (*entry).DataRecord();
         KeptArray kept;
-        kept.format = record.ReturnString(kFormatField).UTF8();
-        kept.array.name = record.ReturnString(kNameField).UTF8();
-        kept.array.scalarType = record.GetInt(kTypeField);
-        kept.array.dimensions =
-            DimensionsOf(record.ReturnString(kDimensionsField).UTF8(), kept.array.name);
-        kept.array.kind = record.ReturnString(kKindField).UTF8();
-        kept.array.count = record.GetInt(kCountField);
+        kept.format = record.ReturnString(ORQSimRecordField::KeptArray_format).UTF8();
+        kept.array.name = record.ReturnString(ORQSimRecordField::KeptArray_name).UTF8();
+        kept.array.scalarType = record.GetInt(ORQSimRecordField::KeptArray_scalarType);
+        kept.array.dimensions = DimensionsOf(
+            record.ReturnString(ORQSimRecordField::KeptArray_dimensions).UTF8(), kept.array.name);
+        kept.array.kind = record.ReturnString(ORQSimRecordField::KeptArray_kind).UTF8();
+        kept.array.count = record.GetInt(ORQSimRecordField::KeptArray_count);
         kept.position = *entry;
         arrays.push_back(std::move(kept));
     }

@@ -9,18 +9,10 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
 #include "ORQSimPosition.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 
 namespace {
-
-// Fields of the record. Stored, do not change.
-constexpr int kFormatField = 0;
-constexpr int kSectionField = 1;
-constexpr int kInstanceField = 2;
-constexpr int kIsAlsoInModelField = 3;
-constexpr int kContentsField = 4;  ///< a line for each: count, blank, name
-constexpr int kNumPiecesField = 5;
-constexpr int kFirstPieceField = 6;
 
 constexpr std::size_t kPieceBytes = 1 << 20;
 constexpr int kMostPieces = 1 << 16;
@@ -42,18 +34,19 @@ void Write(const ORQExcKeptText& text, const ORQSimDataRecord& record) {
     for (const auto& [name, count] : text.contents) {
         contents += fmt::format("{} {}\n", count, name);
     }
-    record.SetString(kFormatField, text.format);
-    record.SetString(kSectionField, text.section);
-    record.SetString(kInstanceField, text.instance);
-    record.SetInt(kIsAlsoInModelField, text.isAlsoInModel ? 1 : 0);
-    record.SetString(kContentsField, contents);
+    record.SetString(ORQSimRecordField::KeptText_format, text.format);
+    record.SetString(ORQSimRecordField::KeptText_section, text.section);
+    record.SetString(ORQSimRecordField::KeptText_instance, text.instance);
+    record.SetInt(ORQSimRecordField::KeptText_isAlsoInModel, text.isAlsoInModel ? 1 : 0);
+    record.SetString(ORQSimRecordField::KeptText_contents, contents);
     int nPieces = 0;
     for (std::size_t begin = 0; begin < text.text.size(); ++nPieces) {
         const std::size_t end = EndOfPiece(text.text, begin);
-        record.SetString(kFirstPieceField + nPieces, text.text.substr(begin, end - begin));
+        record.SetString(ORQSimRecordField::KeptText_firstPiece + nPieces,
+                         text.text.substr(begin, end - begin));
         begin = end;
     }
-    record.SetInt(kNumPiecesField, nPieces);
+    record.SetInt(ORQSimRecordField::KeptText_numPieces, nPieces);
 }
 
 std::vector<std::pair<std::string, std::int64_t>> ReadContents(std::string_view lines) {
@@ -75,18 +68,18 @@ std::vector<std::pair<std::string, std::int64_t>> ReadContents(std::string_view 
 
 ORQExcKeptText Read(const ORQSimDataRecord& record) {
     ORQExcKeptText text;
-    text.format = record.ReturnString(kFormatField).UTF8();
-    text.section = record.ReturnString(kSectionField).UTF8();
-    text.instance = record.ReturnString(kInstanceField).UTF8();
-    text.isAlsoInModel = record.GetInt(kIsAlsoInModelField) != 0;
-    text.contents = ReadContents(record.ReturnString(kContentsField).UTF8());
-    const int nPieces = record.GetInt(kNumPiecesField);
+    text.format = record.ReturnString(ORQSimRecordField::KeptText_format).UTF8();
+    text.section = record.ReturnString(ORQSimRecordField::KeptText_section).UTF8();
+    text.instance = record.ReturnString(ORQSimRecordField::KeptText_instance).UTF8();
+    text.isAlsoInModel = record.GetInt(ORQSimRecordField::KeptText_isAlsoInModel) != 0;
+    text.contents = ReadContents(record.ReturnString(ORQSimRecordField::KeptText_contents).UTF8());
+    const int nPieces = record.GetInt(ORQSimRecordField::KeptText_numPieces);
     if (nPieces < 0 || nPieces > kMostPieces) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             fmt::format("a kept text: has {} pieces", nPieces));
     }
     for (int piece = 0; piece < nPieces; ++piece) {
-        text.text += record.ReturnString(kFirstPieceField + piece).UTF8();
+        text.text += record.ReturnString(ORQSimRecordField::KeptText_firstPiece + piece).UTF8();
     }
     return text;
 }

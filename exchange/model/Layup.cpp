@@ -14,23 +14,14 @@
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvBulkShellLayers.h"
 #include "ORQSrvShellSection.h"
 
 namespace {
 
-// Fields of the records. Stored, do not change.
-// The first four are those that ORQObjSectionBuilder writes.
-constexpr int kNumberField = 0;
-constexpr int kSectionNumberField = 1;
-constexpr int kAxis1Field = 1;
-constexpr int kAxis2Field = 2;
-
-constexpr int kSectionKindField = 2;
-constexpr int kNumConstantsField = 3;
 constexpr int kMostConstants = 1 << 20;  // far more than any card has
-constexpr int kConstantsField = 4;
 
 constexpr double kNoAngle = std::numeric_limits<double>::quiet_NaN();
 
@@ -43,7 +34,7 @@ class Writer {
         CheckFieldsAreNew();
         for (const ORQExcLayup::Material& material : m_layup.materials) {
             const ORQSimPosition position = m_builder.AddMaterial(material.name, material.number);
-            position.DataRecord().SetString(kMaterialKindField, material.kind);
+            position.DataRecord().SetString(ORQSimRecordField::Material_kind, material.kind);
             ORQExcWriteMaterialTables(m_document, position, material.tables);
             m_materials.push_back(Member(position));
         }
@@ -99,9 +90,10 @@ class Writer {
         const ORQSimDataRecord record = position.DataRecord();
         if (!section.kind.empty()) {
             const int count = static_cast<int>(section.constants.size());
-            record.SetString(kSectionKindField, section.kind);
-            record.SetInt(kNumConstantsField, count);
-            record.SetDouble(kConstantsField, count, section.constants.data());
+            record.SetString(ORQSimRecordField::Section_layered_kind, section.kind);
+            record.SetInt(ORQSimRecordField::Section_layered_numConstants, count);
+            record.SetDouble(ORQSimRecordField::Section_layered_constants, count,
+                             section.constants.data());
         }
     }
 
@@ -115,8 +107,9 @@ class Writer {
             return;
         }
         const int count = static_cast<int>(angles.size());
-        position.DataRecord().SetInt(kNumNominalAnglesField, count);
-        position.DataRecord().SetDouble(kNominalAnglesField, count, angles.data());
+        position.DataRecord().SetInt(ORQSimRecordField::Section_layered_numNominalAngles, count);
+        position.DataRecord().SetDouble(ORQSimRecordField::Section_layered_nominalAngles, count,
+                                        angles.data());
     }
 
     ORQSimPosition Region(const std::string& elementSet) const {
@@ -192,22 +185,27 @@ class Reader {
 
     ORQExcLayup Read() {
         using namespace ORQSimSchema;
-        ReadNamed(m_document.GetMaterialCollection(), m_layup.materials, m_materials,
-                  [](const ORQSimPosition& position, ORQExcLayup::Material& material) {
-                      material.kind = position.DataRecord().ReturnString(kMaterialKindField).UTF8();
-                      material.tables = ORQExcReadMaterialTables(position);
-                  });
-        ReadNamed(m_model.GetPosition(Model_orientationCollection), m_layup.orientations,
-                  m_orientations,
+        ReadNamed(
+            m_document.GetMaterialCollection(), ORQSimRecordField::Material_number,
+            m_layup.materials, m_materials,
+            [](const ORQSimPosition& position, ORQExcLayup::Material& material) {
+                material.kind =
+                    position.DataRecord().ReturnString(ORQSimRecordField::Material_kind).UTF8();
+                material.tables = ORQExcReadMaterialTables(position);
+            });
+        ReadNamed(m_model.GetPosition(Model_orientationCollection),
+                  ORQSimRecordField::Orientation_number, m_layup.orientations, m_orientations,
                   [](const ORQSimPosition& position, ORQExcLayup::Orientation& orientation) {
-                      position.DataRecord().GetDouble(kAxis1Field, 3, orientation.axis1.data());
-                      position.DataRecord().GetDouble(kAxis2Field, 3, orientation.axis2.data());
+                      position.DataRecord().GetDouble(ORQSimRecordField::Orientation_axis1, 3,
+                                                      orientation.axis1.data());
+                      position.DataRecord().GetDouble(ORQSimRecordField::Orientation_axis2, 3,
+                                                      orientation.axis2.data());
                   });
-        ReadNamed(m_model.GetPosition(Model_plyCollection), m_layup.plies, m_plies,
-                  [](const ORQSimPosition&, ORQExcLayup::Ply&) {});
-        ReadNamed(m_model.GetPosition(Model_sections), m_layup.sections, m_sections,
+        ReadNamed(m_model.GetPosition(Model_plyCollection), ORQSimRecordField::Ply_number,
+                  m_layup.plies, m_plies, [](const ORQSimPosition&, ORQExcLayup::Ply&) {});
+        ReadNamed(m_model.GetPosition(Model_sections), ORQSimRecordField::Section_layered_number,
+                  m_layup.sections, m_sections,
                   [this](const ORQSimPosition& position, ORQExcLayup::Section& section) {
-                      section.number = position.DataRecord().GetInt(kSectionNumberField);
                       GetConstants(position, section);
                       ReadLayers(position, section);
                   });
@@ -219,8 +217,8 @@ class Reader {
     using Places = std::map<int, int>;  // in a list, by member number
 
     template <class Object, class ReadRest>
-    static void ReadNamed(const ORQSimPosition& position, std::vector<Object>& objects,
-                          Places& places, ReadRest readRest) {
+    static void ReadNamed(const ORQSimPosition& position, int numberField,
+                          std::vector<Object>& objects, Places& places, ReadRest readRest) {
         if (position.IsNull()) {
             return;
         }
@@ -232,7 +230,7 @@ class Reader {
             }
             Object object{};
             object.name = one.Name(ORQSimSchema::Record_name).UTF8();
-            object.number = one.DataRecord().GetInt(kNumberField);
+            object.number = one.DataRecord().GetInt(numberField);
             readRest(one, object);
             places[member] = static_cast<int>(objects.size());
             objects.push_back(std::move(object));
@@ -241,18 +239,19 @@ class Reader {
 
     static void GetConstants(const ORQSimPosition& position, ORQExcLayup::Section& section) {
         const ORQSimDataRecord record = position.DataRecord();
-        section.kind = record.ReturnString(kSectionKindField).UTF8();
+        section.kind = record.ReturnString(ORQSimRecordField::Section_layered_kind).UTF8();
         if (section.kind.empty()) {
             return;
         }
-        const int count = record.GetInt(kNumConstantsField);
+        const int count = record.GetInt(ORQSimRecordField::Section_layered_numConstants);
         if (count < 0 || count > kMostConstants) {
             throw ORQBasFailure(
                 ORQBasFailureKind::Damaged,
                 fmt::format("section \"{}\": has {} constants", section.name, count));
         }
         section.constants.resize(static_cast<std::size_t>(count));
-        record.GetDouble(kConstantsField, count, section.constants.data());
+        record.GetDouble(ORQSimRecordField::Section_layered_constants, count,
+                         section.constants.data());
     }
 
     int PlaceOf(const ORQSimPosition& object, const Places& places) const {
@@ -288,9 +287,11 @@ class Reader {
             section.layers.push_back(std::move(layer));
         }
         const ORQSimDataRecord record = position.DataRecord();
-        if (record.GetInt(kNumNominalAnglesField) == static_cast<int>(section.layers.size())) {
+        if (record.GetInt(ORQSimRecordField::Section_layered_numNominalAngles) ==
+            static_cast<int>(section.layers.size())) {
             std::vector<double> angles(section.layers.size());
-            record.GetDouble(kNominalAnglesField, static_cast<int>(angles.size()), angles.data());
+            record.GetDouble(ORQSimRecordField::Section_layered_nominalAngles,
+                             static_cast<int>(angles.size()), angles.data());
             for (std::size_t i = 0; i < angles.size(); ++i) {
                 section.layers[i].nominalAngle =
                     std::isnan(angles[i]) ? std::nullopt : std::optional(angles[i]);

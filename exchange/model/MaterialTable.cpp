@@ -14,18 +14,13 @@
 #include "ORQExcMaterialTable.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSrvFsmMaterialTable.h"
 
 namespace {
 
-// Fields of a table's record. Stored, do not change.
-constexpr int kPropertyField = 0;
-constexpr int kNumComponentsField = 1;
-constexpr int kNumVariablesField = 2;
-constexpr int kTemperatureUnitsField = 3;
-constexpr int kFirstColumnField = 4;  // components, then field variables: name, units, number
 constexpr int kFieldsOfColumn = 3;
 
 /// Where the values of a table of so many components hang on its record.
@@ -73,11 +68,14 @@ std::vector<ORQExcMaterialTable::Column> ReadColumns(const ORQSimDataRecord& rec
 ORQExcMaterialTable ReadTable(const ORQSimPosition& position) {
     const ORQSimDataRecord record = position.DataRecord();
     ORQExcMaterialTable table;
-    table.property = record.ReturnString(kPropertyField).UTF8();
-    table.temperatureUnits = record.ReturnString(kTemperatureUnitsField).UTF8();
-    int field = kFirstColumnField;
-    table.components = ReadColumns(record, field, record.GetInt(kNumComponentsField));
-    table.fieldVariables = ReadColumns(record, field, record.GetInt(kNumVariablesField));
+    table.property = record.ReturnString(ORQSimRecordField::MaterialTable_property).UTF8();
+    table.temperatureUnits =
+        record.ReturnString(ORQSimRecordField::MaterialTable_temperatureUnits).UTF8();
+    int field = ORQSimRecordField::MaterialTable_firstColumn;
+    table.components =
+        ReadColumns(record, field, record.GetInt(ORQSimRecordField::MaterialTable_numComponents));
+    table.fieldVariables = ReadColumns(
+        record, field, record.GetInt(ORQSimRecordField::MaterialTable_numFieldVariables));
     if (table.components.empty()) {
         throw ORQBasFailure(
             ORQBasFailureKind::Damaged,
@@ -185,11 +183,11 @@ void ORQExcWriteMaterialTables(const ORQObjDocument& document, const ORQSimPosit
         const ORQSimDataRecord record = document.CreateDataRecord(ORQSimSchema::MaterialTable);
         const auto nComponents = static_cast<int>(table.components.size());
         const auto nVariables = static_cast<int>(table.fieldVariables.size());
-        record.SetString(kPropertyField, table.property);
-        record.SetInt(kNumComponentsField, nComponents);
-        record.SetInt(kNumVariablesField, nVariables);
-        record.SetString(kTemperatureUnitsField, table.temperatureUnits);
-        int field = kFirstColumnField;
+        record.SetString(ORQSimRecordField::MaterialTable_property, table.property);
+        record.SetInt(ORQSimRecordField::MaterialTable_numComponents, nComponents);
+        record.SetInt(ORQSimRecordField::MaterialTable_numFieldVariables, nVariables);
+        record.SetString(ORQSimRecordField::MaterialTable_temperatureUnits, table.temperatureUnits);
+        int field = ORQSimRecordField::MaterialTable_firstColumn;
         WriteColumns(record, field, table.components);
         WriteColumns(record, field, table.fieldVariables);
         std::array data = {table.values.data(), table.temperatures.data(), table.variables.data()};

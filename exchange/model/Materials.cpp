@@ -9,6 +9,7 @@
 #include "ORQExcNearNames.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 
 ORQExcMaterials::ORQExcMaterials(const ORQObjDocument& document) {
@@ -19,10 +20,11 @@ ORQExcMaterials::ORQExcMaterials(const ORQObjDocument& document) {
         const ORQSimPosition position =
             ORQSimCollection(collection.GetCollection()).GetMember(member);
         if (!position.IsNull()) {
-            m_materials.push_back({position.Name(ORQSimSchema::Record_name).UTF8(),
-                                   position.DataRecord().GetInt(kMaterialNumberField),
-                                   position.DataRecord().ReturnString(kMaterialKindField).UTF8(),
-                                   position});
+            m_materials.push_back(
+                {position.Name(ORQSimSchema::Record_name).UTF8(),
+                 position.DataRecord().GetInt(ORQSimRecordField::Material_number),
+                 position.DataRecord().ReturnString(ORQSimRecordField::Material_kind).UTF8(),
+                 position});
         }
     }
 }

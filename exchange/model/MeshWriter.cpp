@@ -14,6 +14,7 @@
 #include "ORQObjModelBuilder.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvElementConnectivity.h"
@@ -234,7 +235,7 @@ class Writer {
             m_builder.AddBlock(name, block.number, block.shapeName, block.shape->name, elements);
         AddProperties(position, block.properties);
         if (!block.definition.empty()) {
-            position.DataRecord().SetString(kBlockDefinitionField, block.definition);
+            position.DataRecord().SetString(ORQSimRecordField::Block_definition, block.definition);
         }
         m_builder.AddElementSet(name, block.number, elements);
         if (!block.attributes.empty()) {

@@ -13,6 +13,7 @@
 #include "ORQSimDSet.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvElementConnectivity.h"
@@ -30,7 +31,8 @@ ORQExcModel::Properties PropertiesOf(const ORQSimPosition& object) {
     ORQExcModel::Properties properties;
     const ORQSimMap map = object.GetMap(ORQSimSchema::Object_properties);
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
-        properties.emplace_back(Text(entry.Key()), (*entry).DataRecord().GetInt(0));
+        properties.emplace_back(Text(entry.Key()),
+                                (*entry).DataRecord().GetInt(ORQSimRecordField::Property_value));
     }
     return properties;
 }
@@ -138,12 +140,15 @@ void ORQExcModel::ReadBlocks() {
         Block block;
         block.position = position;
         block.name = Text(position.Name(ORQSimSchema::Record_name));
-        block.number = position.DataRecord().GetInt(0);
-        block.shapeName = Text(position.DataRecord().ReturnString(1));
-        block.shape = ORQExcFindShapeByName(Text(position.DataRecord().ReturnString(2)));
+        block.number = position.DataRecord().GetInt(ORQSimRecordField::Block_number);
+        block.shapeName =
+            Text(position.DataRecord().ReturnString(ORQSimRecordField::Block_shapeInFile));
+        block.shape = ORQExcFindShapeByName(
+            Text(position.DataRecord().ReturnString(ORQSimRecordField::Block_shape)));
         if (block.shape == nullptr) {
-            FailDamaged(fmt::format("block \"{}\": the element shape \"{}\" is not known",
-                                    block.name, Text(position.DataRecord().ReturnString(2))));
+            FailDamaged(fmt::format(
+                "block \"{}\": the element shape \"{}\" is not known", block.name,
+                Text(position.DataRecord().ReturnString(ORQSimRecordField::Block_shape))));
         }
         block.elements = position.GetPosition(ORQSimSchema::Block_elements).CSet();
         RequireMembers(block.elements, ORQObjMesh(m_document.GetMesh()).GetElementCollection(),
@@ -158,7 +163,8 @@ void ORQExcModel::ReadBlocks() {
             }
         }
         block.properties = PropertiesOf(position);
-        block.definition = Text(position.DataRecord().ReturnString(kBlockDefinitionField));
+        block.definition =
+            Text(position.DataRecord().ReturnString(ORQSimRecordField::Block_definition));
         m_blocks.push_back(std::move(block));
     }
 }
@@ -170,8 +176,9 @@ std::vector<ORQExcModel::Set> ORQExcModel::ReadSets(int mapSlot, int clusterSlot
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
         // The region of a set knows its number; a set that was made without one has none.
         const ORQSimPosition region = (*entry).Parent(clusterSlot);
-        sets.push_back({Text(entry.Key()), region.DataRecord().GetInt(0), (*entry).CSet(),
-                        PropertiesOf(region)});
+        sets.push_back({Text(entry.Key()),
+                        region.DataRecord().GetInt(ORQSimRecordField::Region_number),
+                        (*entry).CSet(), PropertiesOf(region)});
         RequireMembers(sets.back().members, collection,
                        fmt::format("set \"{}\"", sets.back().name));
     }
@@ -198,7 +205,10 @@ std::vector<ORQExcModel::Surface> ORQExcModel::Surfaces() const {
     const ORQSimMap map = m_document.GetModel().GetMap(ORQSimSchema::Model_surfaces);
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
         const ORQSimPosition region = *entry;
-        Surface surface{Text(entry.Key()), region.DataRecord().GetInt(0), {}, PropertiesOf(region)};
+        Surface surface{Text(entry.Key()),
+                        region.DataRecord().GetInt(ORQSimRecordField::Region_number),
+                        {},
+                        PropertiesOf(region)};
         const ORQSimCtation faces =
             region.GetPosition(ORQSimSchema::Region_elementsFacesCluster).DSet().GetCtation();
         for (const ORQSimCompartment& compartment : faces.Compartments()) {

@@ -16,6 +16,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvSectionServices.h"
@@ -23,7 +24,6 @@
 namespace {
 
 // Field of a section's record.
-constexpr int kSectionNumberField = 1;
 
 std::string NameOf(const ORQSimPosition& object) {
     return object.IsNull() ? std::string() : object.Name(ORQSimSchema::Record_name).UTF8();
@@ -31,11 +31,13 @@ std::string NameOf(const ORQSimPosition& object) {
 
 void ReadNominalAngles(const ORQSimPosition& section, std::vector<ORQExcSections::Layer>& layers) {
     const ORQSimDataRecord record = section.DataRecord();
-    if (record.GetInt(kNumNominalAnglesField) != static_cast<int>(layers.size())) {
+    if (record.GetInt(ORQSimRecordField::Section_layered_numNominalAngles) !=
+        static_cast<int>(layers.size())) {
         return;
     }
     std::vector<double> angles(layers.size());
-    record.GetDouble(kNominalAnglesField, static_cast<int>(angles.size()), angles.data());
+    record.GetDouble(ORQSimRecordField::Section_layered_nominalAngles,
+                     static_cast<int>(angles.size()), angles.data());
     for (std::size_t i = 0; i < angles.size(); ++i) {
         if (!std::isnan(angles[i])) {
             layers[i].nominalAngle = angles[i];
@@ -203,10 +205,11 @@ ORQExcSections::ORQExcSections(const ORQObjDocument& document)
         const ORQSimPosition position = sections.GetMember(member);
         if (position.IsA(ORQSimSchema::Section_Shell)) {
             m_placeOf[position] = m_sections.size();
-            m_sections.push_back({NameOf(position),
-                                  position.DataRecord().GetInt(kSectionNumberField),
-                                  position,
-                                  {}});
+            m_sections.push_back(
+                {NameOf(position),
+                 position.DataRecord().GetInt(ORQSimRecordField::Section_layered_number),
+                 position,
+                 {}});
         }
     }
     const ORQSimCSet all(ORQObjMesh(document.GetMesh()).GetElementCollection().GetCollection());

@@ -9,6 +9,7 @@
 #include "ORQSimDataRecord.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvFunctions.h"
 
@@ -36,7 +37,8 @@ ORQSimPosition LookUp(const ORQObjDocument& document, int map, const ScopedName&
 
 /// The keys that a name can stand for as it is spelt.
 std::set<std::string> KeysOf(const ORQObjDocument& document, const ScopedName& name) {
-    ORQString lead = document.GetModel().DataRecord().ReturnString(0);
+    ORQString lead =
+        document.GetModel().DataRecord().ReturnString(ORQSimRecordField::Model_namePrefix);
     if (!lead.IsEmpty()) {
         lead.Append("_");
     }

@@ -70,9 +70,9 @@ bool RowWalk::GoOn() {
         if (nRows == kFar) {
             return false;
         }
-        Step();
+        TryStep();
     }
-    return true;
+    return m_place != Place::Nowhere;
 }
 
 void RowWalk::FindFirst() {
@@ -87,11 +87,17 @@ void RowWalk::FindFirst() {
     Step();
 }
 
-void RowWalk::Step() {
+int RowWalk::TryStep() {
     const int code = sqlite3_step(m_statement);
     m_place = code == SQLITE_ROW ? Place::OnRow : Place::BehindAll;
     if (code != SQLITE_ROW && code != SQLITE_DONE) {
         Reset();
+    }
+    return code;
+}
+
+void RowWalk::Step() {
+    if (const int code = TryStep(); code != SQLITE_ROW && code != SQLITE_DONE) {
         m_query.connection.Fail(code, m_query.sql);
     }
 }

@@ -5,10 +5,12 @@
 #include "formats/MeshImporter.h"
 #include "formats/exodus/ExodusExport.h"
 #include "formats/exodus/ExodusReader.h"
+#include "formats/gmsh/GmshExport.h"
 #include "formats/gmsh/GmshReader.h"
 #include "formats/nastran/NastranExport.h"
 #include "formats/nastran/NastranReader.h"
 #include "formats/vtk/VtuExport.h"
+#include "formats/vtk/VtuReader.h"
 
 namespace orq::exchange {
 
@@ -16,7 +18,7 @@ namespace {
 
 template <class Reader>
 std::unique_ptr<ORQExcImporter> OpenMesh(const std::filesystem::path& file) {
-    return std::make_unique<MeshImporter>(std::make_unique<Reader>(file));
+    return std::make_unique<MeshImporter>(std::make_unique<Reader>(file), file);
 }
 
 template <auto kWrite>
@@ -39,14 +41,18 @@ std::span<const FormatRow> FormatTable() {
          {"CDF", "\x89HDF\r\n\x1a\n"},
          OpenMesh<ExodusReader>,
          WriteFile<WriteExodus>},
-        {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, nullptr},
+        {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, WriteFile<WriteGmsh>},
         {"NASTRAN bulk data",
          {".bdf", ".dat", ".nas"},
          {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID", "$ "},
          OpenMesh<NastranReader>,
          WriteFile<WriteNastran>},
-        {"VTK unstructured grid", {".vtu"}, {}, nullptr, WriteFile<WriteVtu>},
-        {"VTK unstructured grids by time", {".pvd"}, {}, nullptr, WriteTimes, true},
+        {"VTK unstructured grid",
+         {".vtu"},
+         {"<VTKFile", "<?xml"},
+         OpenMesh<VtuReader>,
+         WriteFile<WriteVtu>},
+        {"VTK unstructured grids by time", {".pvd"}, {}, OpenMesh<VtuReader>, WriteTimes, true},
     }};
     return rows;
 }

@@ -12,8 +12,10 @@
 
 namespace orq::exchange {
 
-MeshImporter::MeshImporter(std::unique_ptr<ORQExcMeshSource> source) : m_source(std::move(source)) {
-    m_source->CheckLabels();
+MeshImporter::MeshImporter(std::unique_ptr<ORQExcMeshSource> source,
+                           const std::filesystem::path& file)
+    : m_source(std::move(source)) {
+    m_source->CheckLabels(file);
 }
 
 ORQExcReport MeshImporter::Write(const ORQSimDatabase& database,

@@ -11,7 +11,7 @@ namespace orq::exchange {
 class MeshImporter : public ORQExcImporter {
   public:
     /// Throws ORQExcImportError for a label that is given twice.
-    explicit MeshImporter(std::unique_ptr<ORQExcMeshSource> source);
+    MeshImporter(std::unique_ptr<ORQExcMeshSource> source, const std::filesystem::path& file);
 
     std::string_view Format() const override { return m_source->Format(); }
     ORQExcReport Write(const ORQSimDatabase& database,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <filesystem>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,20 +13,15 @@
 #include "ORQExcReport.h"
 #include "ORQExcResultSource.h"
 #include "ORQExcShapes.h"
-
-/// How many objects of one kind a file holds, for example {"side sets", 8}.
-struct ORQExcContentCount {
-    std::string kind;
-    std::int64_t count;
-    std::string name = {};
-};
+#include "ORQObjLabeler.h"
 
 /// A mesh as an importer delivers it, block by block, so that nothing but the caller's buffers
 /// holds it whole. Ordinals count from 0 in file order; ranges are half-open.
 ///
-/// A source has validated what it delivers: nodes and elements that are named exist, labels are at
-/// least 1 and unique, coordinates are finite. What is wrong throws ORQExcImportError, with file,
-/// section and line or index, from the constructor or from the reading call.
+/// A format fills the contents in its constructor and says how bulk data are read; what it does not
+/// have, it need not mention. It has validated what it delivers: nodes and elements that are named
+/// exist, labels are at least 1, coordinates are finite. What is wrong throws ORQExcImportError,
+/// with file, section and line or index, from the constructor or from the reading call.
 class ORQ_EXPORT ORQExcMeshSource {
   public:
     using Properties = std::vector<std::pair<std::string, int>>;  ///< by name
@@ -58,42 +53,50 @@ class ORQ_EXPORT ORQExcMeshSource {
         int element;
         int side;  ///< place in the shape's sides
     };
+    /// What a file holds, by name and size.
+    struct Contents {
+        std::string title;
+        int dimension = 3;      ///< 2 or 3; the coordinates delivered for each node
+        int fileDimension = 3;  ///< that the file has; a line is delivered in the plane
+        int nNodes = 0;
+        std::vector<Block> blocks;
+        std::vector<Set> nodeSets;
+        std::vector<Set> elementSets;
+        std::vector<Set> sideSets;
+        std::vector<Instance> instances = {};  ///< empty: one, kMainInstance
+        std::vector<ORQExcKeptText> keptTexts = {};
+    };
 
     virtual ~ORQExcMeshSource() = default;
 
     /// The name of the format, for example "Exodus II".
     virtual std::string_view Format() const = 0;
-    /// Everything the file holds that no call here delivers.
-    virtual std::vector<ORQExcContentCount> Unread() const = 0;
-    /// Throws when two nodes, or two elements, have the same label, naming both.
-    virtual void CheckLabels() = 0;
 
-    virtual std::string Title() const = 0;
-    /// The coordinates that the file has for each node; one-dimensional meshes are delivered in the
-    /// plane.
-    virtual int FileDimension() const { return Dimension(); }
-    /// 2 or 3; the coordinates delivered for each node.
-    virtual int Dimension() const = 0;
-    virtual int NumNodes() const = 0;
-    virtual const std::vector<Block>& Blocks() const = 0;
-    /// Of all nodes and elements; empty: one, kMainInstance. Blocks lie within instances.
-    virtual std::vector<Instance> Instances() const { return {}; }
-    virtual const std::vector<Set>& NodeSets() const = 0;
-    virtual const std::vector<Set>& ElementSets() const = 0;
-    virtual const std::vector<Set>& SideSets() const = 0;
+    const std::string& Title() const { return m_contents.title; }
+    int Dimension() const { return m_contents.dimension; }
+    int FileDimension() const { return m_contents.fileDimension; }
+    int NumNodes() const { return m_contents.nNodes; }
+    /// Costs a pass over the blocks.
+    int NumElements() const;
+    const std::vector<Block>& Blocks() const { return m_contents.blocks; }
+    /// One at least. Blocks lie within instances.
+    std::vector<Instance> Instances() const;
+    const std::vector<Set>& NodeSets() const { return m_contents.nodeSets; }
+    const std::vector<Set>& ElementSets() const { return m_contents.elementSets; }
+    const std::vector<Set>& SideSets() const { return m_contents.sideSets; }
 
     /// [end - begin][Dimension()]
     virtual void ReadCoordinates(int begin, int end, std::span<double> coordinates) = 0;
-    virtual void ReadNodeLabels(int begin, int end, std::span<int> labels) = 0;
+    /// Of nodes, or of elements over all blocks.
+    virtual void ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) = 0;
     /// [end - begin][nodes of the shape], elements counted within the block.
     virtual void ReadConnectivity(int block, int begin, int end, std::span<int> nodes) = 0;
-    virtual void ReadElementLabels(int begin, int end, std::span<int> labels) = 0;
     /// [end - begin][attributes], elements counted within the block.
-    virtual void ReadAttributes(int block, int begin, int end, std::span<double> values) = 0;
-    /// Ordinals in file order; a member may stand in a set more than once.
-    virtual std::vector<int> ReadNodeSet(int set) = 0;
-    virtual std::vector<int> ReadElementSet(int set) = 0;
-    virtual std::vector<Side> ReadSideSet(int set) = 0;
+    virtual void ReadAttributes(int block, int begin, int end, std::span<double> values);
+    /// The members of a set of nodes, or of elements: ordinals in file order. A member may stand in
+    /// a set more than once.
+    virtual std::vector<int> ReadSet(ORQObjLabelerType type, int set);
+    virtual std::vector<Side> ReadSideSet(int set);
 
     /// The shell sections of the file, over its blocks and element sets; null when the format has
     /// none. The source keeps it.
@@ -103,9 +106,14 @@ class ORQ_EXPORT ORQExcMeshSource {
     virtual ORQExcResultSource* Results() { return nullptr; }
 
     /// What the model has no place for, or not for all of it.
-    virtual std::vector<ORQExcKeptText> KeptTexts() const { return {}; }
-
-    /// What is delivered otherwise than the file has it, and what is left out for reasons of its
-    /// own.
+    const std::vector<ORQExcKeptText>& KeptTexts() const { return m_contents.keptTexts; }
+    /// What is delivered otherwise than the file has it, and what is left out.
     virtual ORQExcReport Losses() const { return {}; }
+
+    /// Throws when two nodes, or two elements, of an instance have the same label, naming both. Takes 4 bytes for
+    /// each meanwhile. `file` is for the error's text.
+    void CheckLabels(const std::filesystem::path& file);
+
+  protected:
+    Contents m_contents;
 };

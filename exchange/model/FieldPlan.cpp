@@ -200,15 +200,45 @@ class Planner {
         return std::ranges::find(kTensor, upper, &Suffix::text)->code;
     }
 
-    /// Three components are a vector, nine a tensor row by row.
     static FieldPlan Several(const ORQExcResultArray& array) {
         std::vector<ORQObjFieldDefinition::Component> components;
-        for (std::size_t k = 0; k < array.components.size(); ++k) {
-            const bool isTensor = array.components.size() == kTensor.size();
-            components.push_back(
-                {isTensor ? kTensor.at(k).code : kVector.at(k).code, array.components[k]});
+        const std::vector<int> codes = CodesOf(array);
+        for (std::size_t k = 0; k < codes.size(); ++k) {
+            components.push_back({codes[k], array.components[k]});
         }
         return Plain(array.place, array.name, std::move(components));
+    }
+
+    /// By the names of the components where these say it. Else three are a vector, nine a tensor row
+    /// by row, and others have no code.
+    static std::vector<int> CodesOf(const ORQExcResultArray& array) {
+        const std::size_t n = array.components.size();
+        std::vector<int> codes;
+        std::vector<std::string> suffixes;
+        for (const std::string& component : array.components) {
+            if (const auto name = SplitName(component)) {
+                suffixes.push_back(name->suffix);
+            }
+            const ORQSrvVariableStruct* const variable = FindVariable(component, array.place);
+            codes.push_back(variable == nullptr ? ads_ComponentNone : variable->component);
+        }
+        if (suffixes.size() == n && EachOnce(suffixes)) {
+            for (std::size_t k = 0; k < n; ++k) {
+                codes[k] = CodeOf(suffixes[k], suffixes);
+            }
+        } else if (std::ranges::count(codes, ads_ComponentNone) != 0) {
+            for (std::size_t k = 0; k < n; ++k) {
+                codes[k] = n == kVector.size()   ? kVector.at(k).code
+                           : n == kTensor.size() ? kTensor.at(k).code
+                                                 : ads_ComponentNone;
+            }
+        }
+        return codes;
+    }
+
+    static bool EachOnce(std::vector<std::string> names) {
+        std::ranges::sort(names);
+        return std::ranges::adjacent_find(names) == names.end();
     }
 
     static FieldPlan Plain(Place place, const std::string& name,

@@ -85,9 +85,6 @@ class Writer {
                 m_report);
         }
         WriteKeptTexts();
-        for (const ORQExcContentCount& content : m_source.Unread()) {
-            m_report.Drop(content.kind, content.name, content.count, "not imported");
-        }
         m_report.Append(m_source.Losses());
         m_options.progress(1.0);
     }
@@ -121,7 +118,7 @@ class Writer {
     }
 
     void WriteKeptTexts() {
-        const std::vector<ORQExcKeptText> texts = m_source.KeptTexts();
+        const std::vector<ORQExcKeptText>& texts = m_source.KeptTexts();
         ORQExcWriteKeptTexts(texts, m_builder.Document());
         for (const ORQExcKeptText& text : texts) {
             for (const auto& [name, count] : text.contents) {
@@ -182,21 +179,19 @@ class Writer {
     }
 
     void WriteLabels() {
-        std::vector<ORQExcMeshSource::Instance> instances = m_source.Instances();
-        if (instances.empty()) {
-            instances = {{ORQExcMeshSource::kMainInstance, m_source.NumNodes(), m_nElements}};
-        }
+        const std::vector<ORQExcMeshSource::Instance> instances = m_source.Instances();
         int firstNode = 0;
         int firstElement = 0;
         std::vector<int> labels;
         for (const auto& [name, nNodes, nElements] : instances) {
             const ORQSimPosition instance = m_builder.AddInstance(name);
             labels.resize(static_cast<std::size_t>(std::max(nNodes, nElements)));
-            m_source.ReadNodeLabels(firstNode, firstNode + nNodes, labels);
+            m_source.ReadLabels(ORQObjLabelerType::Node, firstNode, firstNode + nNodes, labels);
             m_builder.SetLabels(ORQObjLabelerType::Node, instance,
                                 Range(NodeCollection(), firstNode, firstNode + nNodes).ID(),
                                 labels.data());
-            m_source.ReadElementLabels(firstElement, firstElement + nElements, labels);
+            m_source.ReadLabels(ORQObjLabelerType::Element, firstElement, firstElement + nElements,
+                                labels);
             m_builder.SetLabels(
                 ORQObjLabelerType::Element, instance,
                 Range(ElementCollection(), firstElement, firstElement + nElements).ID(),
@@ -275,8 +270,8 @@ class Writer {
         for (std::size_t i = 0; i < m_source.NodeSets().size(); ++i) {
             const ORQExcMeshSource::Set& set = m_source.NodeSets()[i];
             const std::string name = nodeSetNames.Unique("node set", set.name, set.number);
-            const std::vector<int> members =
-                EachOnce(m_source.ReadNodeSet(static_cast<int>(i)), "node set", name);
+            const std::vector<int> members = EachOnce(
+                m_source.ReadSet(ORQObjLabelerType::Node, static_cast<int>(i)), "node set", name);
             AddProperties(
                 m_builder.AddNodeSet(name, set.number, OrderedSet(NodeCollection(), members)),
                 set.properties);
@@ -285,7 +280,8 @@ class Writer {
             const ORQExcMeshSource::Set& set = m_source.ElementSets()[i];
             const std::string name = m_elementSetNames.Unique("element set", set.name, set.number);
             const std::vector<int> members =
-                EachOnce(m_source.ReadElementSet(static_cast<int>(i)), "element set", name);
+                EachOnce(m_source.ReadSet(ORQObjLabelerType::Element, static_cast<int>(i)),
+                         "element set", name);
             AddProperties(
                 m_builder.AddElementSet(name, set.number, OrderedSet(ElementCollection(), members)),
                 set.properties);

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <iterator>
+#include <numeric>
 
 namespace orq::exchange {
 
@@ -29,6 +31,19 @@ void CompleteLabels(std::vector<int>& labels, std::string_view what, ORQExcRepor
     }
     if (nNew > 0) {
         report.Change(fmt::format("{} labels", what), "", nNew, "they had none");
+    }
+}
+
+void MakeLabelsUnique(std::vector<int>& labels, std::string_view what, ORQExcReport& report) {
+    CompleteLabels(labels, what, report);
+    std::vector<int> sorted = labels;
+    std::ranges::sort(sorted);
+    if (const auto twice = std::ranges::adjacent_find(sorted); twice != sorted.end()) {
+        report.Change(fmt::format("{} labels", what), "", std::ssize(labels),
+                      fmt::format("numbered anew from 1: label {} is given twice, in several "
+                                  "instances",
+                                  *twice));
+        std::iota(labels.begin(), labels.end(), 1);
     }
 }
 

@@ -21,4 +21,8 @@ class Numbers {
 /// "element".
 void CompleteLabels(std::vector<int>& labels, std::string_view what, ORQExcReport& report);
 
+/// As CompleteLabels, for formats with one numbering: labels that several instances give to
+/// different members are all numbered anew, from 1, and that is reported.
+void MakeLabelsUnique(std::vector<int>& labels, std::string_view what, ORQExcReport& report);
+
 }  // namespace orq::exchange

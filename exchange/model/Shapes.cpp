@@ -36,8 +36,8 @@ const Family kQuadrilateral = {2,
                                {{0, 1, 4}, {1, 2, 5}, {2, 3, 6}, {3, 0, 7}}};
 const Family kTriangleShell = {2,
                                3,
-                               {{3, {0, 1, 2, 3, 4, 5}},
-                                {3, {0, 2, 1, 5, 4, 3}},
+                               {{3, {0, 1, 2, 3, 4, 5, 6}},
+                                {3, {0, 2, 1, 5, 4, 3, 6}},
                                 {2, {0, 1, 3}},
                                 {2, {1, 2, 4}},
                                 {2, {2, 0, 5}}},
@@ -69,9 +69,9 @@ const Family kPyramid = {
     {{0, 1, 5}, {1, 2, 6}, {2, 3, 7}, {3, 0, 8}, {0, 4, 9}, {1, 4, 10}, {2, 4, 11}, {3, 4, 12}}};
 const Family kWedge = {3,
                        6,
-                       {{4, {0, 1, 4, 3, 6, 10, 12, 9}},
-                        {4, {1, 2, 5, 4, 7, 11, 13, 10}},
-                        {4, {0, 3, 5, 2, 9, 14, 11, 8}},
+                       {{4, {0, 1, 4, 3, 6, 10, 12, 9, 15}},
+                        {4, {1, 2, 5, 4, 7, 11, 13, 10, 16}},
+                        {4, {0, 3, 5, 2, 9, 14, 11, 8, 17}},
                         {3, {0, 2, 1, 8, 7, 6}},
                         {3, {3, 4, 5, 12, 13, 14}}},
                        {{0, 1, 6},
@@ -129,14 +129,15 @@ const std::vector<ORQExcShape>& Table() {
         Member(kBar, "BAR3", 3, 21, 8),
         Member(kTriangle, "TRI3", 3, 5, 2),
         Member(kTriangle, "TRI6", 6, 22, 9),
+        Member(kTriangle, "TRI7", 7, 34, 0),
         Member(kQuadrilateral, "QUAD4", 4, 9, 3),
         Member(kQuadrilateral, "QUAD8", 8, 23, 16),
         Member(kQuadrilateral, "QUAD9", 9, 28, 10),
-        Member(kTriangleShell, "SHELL3", 3, 5, 0),
-        Member(kTriangleShell, "SHELL6", 6, 22, 0),
-        Member(kQuadrilateralShell, "SHELL4", 4, 9, 0),
-        Member(kQuadrilateralShell, "SHELL8", 8, 23, 0),
-        Member(kQuadrilateralShell, "SHELL9", 9, 28, 0),
+        Member(kTriangleShell, "SHELL3", 3, 5, 2),
+        Member(kTriangleShell, "SHELL6", 6, 22, 9),
+        Member(kQuadrilateralShell, "SHELL4", 4, 9, 3),
+        Member(kQuadrilateralShell, "SHELL8", 8, 23, 16),
+        Member(kQuadrilateralShell, "SHELL9", 9, 28, 10),
         Member(kTetrahedron, "TET4", 4, 10, 4),
         Member(kTetrahedron, "TET10", 10, 24, 11, {}, {0, 1, 2, 3, 4, 5, 6, 7, 9, 8}),
         Member(kPyramid, "PYRAMID5", 5, 14, 7),
@@ -144,6 +145,9 @@ const std::vector<ORQExcShape>& Table() {
         Member(kWedge, "WEDGE6", 6, 13, 6),
         Member(kWedge, "WEDGE15", 15, 26, 18, {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 13, 14, 9, 10, 11},
                {0, 1, 2, 3, 4, 5, 6, 9, 7, 8, 10, 11, 12, 14, 13}),
+        Member(kWedge, "WEDGE18", 18, 32, 13,
+               {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 13, 14, 9, 10, 11, 15, 16, 17},
+               {0, 1, 2, 3, 4, 5, 6, 9, 7, 8, 10, 11, 12, 14, 13, 15, 17, 16}),
         Member(kHexahedron, "HEX8", 8, 12, 5),
         Member(kHexahedron, "HEX20", 20, 25, 17,
                {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 16, 17, 18, 19, 12, 13, 14, 15},
@@ -255,6 +259,11 @@ const ORQExcShape* ORQExcFindShapeByExodusName(std::string_view name, int nNodes
 const ORQExcShape* ORQExcFindShapeByGmshType(int type) {
     const auto found = std::ranges::find(Table(), type, &ORQExcShape::gmshType);
     return type == 0 || found == Table().end() ? nullptr : &*found;
+}
+
+const ORQExcShape* ORQExcFindShapeByVtkType(int type) {
+    const auto found = std::ranges::find(Table(), type, &ORQExcShape::vtkType);
+    return found == Table().end() ? nullptr : &*found;
 }
 
 const ORQExcShape* ORQExcFindShapeByName(std::string_view name) {

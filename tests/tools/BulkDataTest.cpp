@@ -415,8 +415,8 @@ TEST_F(Deck, EachKindOfElementAndSetComesBack) {
         for (std::size_t i = 0; i < reader.NodeSets().size(); ++i) {
             ORQExcMeshSource::Properties properties = reader.NodeSets()[i].properties;
             std::ranges::sort(properties);
-            members[reader.NodeSets()[i].name] = {properties,
-                                                  reader.ReadNodeSet(static_cast<int>(i))};
+            members[reader.NodeSets()[i].name] = {
+                properties, reader.ReadSet(ORQObjLabelerType::Node, static_cast<int>(i))};
         }
         return members;
     };

@@ -39,7 +39,7 @@ Nodes ReadInBlocks(ExodusReader& reader, int block) {
         std::vector<double> coordinates(static_cast<std::size_t>(end - begin) * dimension, -1e300);
         std::vector<int> labels(static_cast<std::size_t>(end - begin), -1);
         reader.ReadCoordinates(begin, end, coordinates);
-        reader.ReadNodeLabels(begin, end, labels);
+        reader.ReadLabels(ORQObjLabelerType::Node, begin, end, labels);
         nodes.coordinates.insert(nodes.coordinates.end(), coordinates.begin(), coordinates.end());
         nodes.labels.insert(nodes.labels.end(), labels.begin(), labels.end());
     }
@@ -49,8 +49,8 @@ Nodes ReadInBlocks(ExodusReader& reader, int block) {
 /// All that an import asks of a file.
 Nodes ReadAll(const std::filesystem::path& file) {
     ExodusReader reader(file);
-    reader.CheckLabels();
-    reader.Unread();
+    reader.CheckLabels(file);
+    reader.Losses();
     int nElements = 0;
     for (std::size_t block = 0; block < reader.Blocks().size(); ++block) {
         const ORQExcMeshSource::Block& one = reader.Blocks()[block];
@@ -60,9 +60,9 @@ Nodes ReadAll(const std::filesystem::path& file) {
         nElements += one.nElements;
     }
     std::vector<int> labels(static_cast<std::size_t>(nElements));
-    reader.ReadElementLabels(0, nElements, labels);
+    reader.ReadLabels(ORQObjLabelerType::Element, 0, nElements, labels);
     for (int set = 0; set < std::ssize(reader.NodeSets()); ++set) {
-        reader.ReadNodeSet(set);
+        reader.ReadSet(ORQObjLabelerType::Node, set);
     }
     for (int set = 0; set < std::ssize(reader.SideSets()); ++set) {
         reader.ReadSideSet(set);
@@ -287,7 +287,7 @@ TEST_P(RealModels, NodesAgreeWithAnIndependentReader) {
 
 TEST_P(RealModels, LabelsAgreeWithAnIndependentReader) {
     ExodusReader reader(File());
-    EXPECT_NO_THROW(reader.CheckLabels());
+    EXPECT_NO_THROW(reader.CheckLabels("f.exo"));
     const auto labels = ReadInBlocks(reader, 100).labels;
     EXPECT_EQ(*std::min_element(labels.begin(), labels.end()), m_facts["node_label"]["min"]);
     EXPECT_EQ(*std::max_element(labels.begin(), labels.end()), m_facts["node_label"]["max"]);

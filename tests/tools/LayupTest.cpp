@@ -286,7 +286,7 @@ class LayeredReader : public ExodusReader {
 TEST_F(LayupTest, AMeshWithSectionsOfItsOwnTakesNoOthers) {
     PutBytes(m_layup, Valid().dump());
     const ORQExcLayupFile layup(m_layup);
-    const MeshImporter importer(std::make_unique<LayeredReader>(m_mesh));
+    const MeshImporter importer(std::make_unique<LayeredReader>(m_mesh), m_mesh);
     try {
         importer.Write(ORQSimDatabase::CreateInMemory(), {1000, [](double) {}, &layup});
         ADD_FAILURE() << "it was imported";

@@ -1,7 +1,7 @@
 """Prints what VTK itself reads from a VTU file, as JSON.
 
 points, cells (nodes of each), types, point_data, cell_data (lists by name), size (the sum of the cells'
-lengths, areas and volumes, of first order only) and off_middle: how far, over the size of its element, a node that VTK takes for
+lengths, areas and volumes, of first order only; the filter takes wedges for inside out) and off_middle: how far, over the size of its element, a node that VTK takes for
 the middle of an edge or a face lies from the mean of the corners there, at most. Zero only when the nodes of a
 straight-sided element stand in VTK's order.
 """
@@ -43,9 +43,10 @@ def middles(cell):
 
 def off_middle(cell):
     pairs = list(middles(cell))
-    if cell.GetCellDimension() == 2 and cell.GetNumberOfPoints() == 9 or cell.GetNumberOfPoints() == 27:
+    corners = {(2, 7): 3, (2, 9): 4, (3, 27): 8}.get((cell.GetCellDimension(), cell.GetNumberOfPoints()))
+    if corners is not None:
         points = [cell.GetPoints().GetPoint(k) for k in range(cell.GetNumberOfPoints())]
-        pairs.append((points[-1], points[:4 if len(points) == 9 else 8]))
+        pairs.append((points[-1], points[:corners]))
     return max((distance(middle, [sum(x) / len(x) for x in zip(*corners)]) for middle, corners in pairs),
                default=0) / max(cell.GetLength2() ** 0.5, 1e-300)
 
@@ -66,6 +67,7 @@ print(json.dumps({
     "types": [grid.GetCellType(i) for i in range(grid.GetNumberOfCells())],
     "point_data": arrays(grid.GetPointData()),
     "cell_data": arrays(grid.GetCellData()),
-    "size": {kind: sum(sizes[kind]) for kind in ("Length", "Area", "Volume")},
+    "size": {kind: sum(abs(size) for number, size in enumerate(sizes[kind]) if grid.GetCellType(number) < 21)
+             for kind in ("Length", "Area", "Volume")},
     "off_middle": worst,
 }))

@@ -158,6 +158,13 @@ class ExodusFile {
         }
     }
 
+    /// The block's own spelling where it says the same to readers of the format; else the shape's.
+    static std::string SpelledShape(const ORQExcModel::Block& block) {
+        return ORQExcFindShapeByExodusName(block.shapeName, block.shape->nNodes) == block.shape
+                   ? block.shapeName
+                   : block.shape->name;
+    }
+
     void WriteBlocks() {
         const std::vector<int> labels = m_model.ElementLabels();
         std::vector<int> labelsInFile;
@@ -167,7 +174,7 @@ class ExodusFile {
             const int number = numbers.Unique(block.number);
             m_blockNumbers.push_back(number);
             const int nElements = block.elements.Size();
-            Check(ex_put_block(m_id, EX_ELEM_BLOCK, number, block.shapeName.c_str(), nElements,
+            Check(ex_put_block(m_id, EX_ELEM_BLOCK, number, SpelledShape(block).c_str(), nElements,
                                block.shape->nNodes, 0, 0,
                                static_cast<std::int64_t>(block.attributes.size())),
                   "write an element block");

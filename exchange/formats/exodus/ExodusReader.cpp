@@ -151,30 +151,32 @@ ExodusReader::Handle::~Handle() {
 ExodusReader::ExodusReader(const std::filesystem::path& file) : m_path(file), m_handle(file) {
     ex_init_params sizes{};
     Check(ex_get_init_ext(m_handle.Id(), &sizes), "sizes");
-    m_title.assign(sizes.title, strnlen(sizes.title, sizeof sizes.title));
+    m_contents.title.assign(sizes.title, strnlen(sizes.title, sizeof sizes.title));
     if (sizes.num_dim < 1 || sizes.num_dim > 3) {
         Fail("sizes", fmt::format("{} dimensions; 1, 2 or 3 are supported", sizes.num_dim));
     }
-    m_dimension = static_cast<int>(sizes.num_dim);
-    m_nodeCount = CheckedCount(sizes.num_nodes, "nodes");
+    m_contents.fileDimension = static_cast<int>(sizes.num_dim);
+    m_contents.dimension = std::max(2, FileDimension());
+    m_contents.nNodes = CheckedCount(sizes.num_nodes, "nodes");
     m_elementCount = CheckedCount(sizes.num_elem, "elements");
-    CheckFits(m_nodeCount, std::int64_t{m_dimension} * m_handle.BytesPerReal(), "nodes");
+    CheckFits(m_contents.nNodes, std::int64_t{FileDimension()} * m_handle.BytesPerReal(), "nodes");
     ex_set_max_name_length(m_handle.Id(),
                            std::max(32, static_cast<int>(ex_inquire_int(
                                             m_handle.Id(), EX_INQ_DB_MAX_USED_NAME_LENGTH))));
     ReadBlocks(sizes.num_elem_blk);
-    ReadSets(EX_NODE_SET, sizes.num_node_sets, "node sets", m_nodeSets, m_nodeSetsInFile);
-    ReadSets(EX_ELEM_SET, sizes.num_elem_sets, "element sets", m_elementSets, m_elementSetsInFile);
-    ReadSets(EX_SIDE_SET, sizes.num_side_sets, "side sets", m_sideSets, m_sideSetsInFile);
-    ReadProperties(EX_ELEM_BLOCK, EX_INQ_EB_PROP, m_blocks);
-    ReadProperties(EX_NODE_SET, EX_INQ_NS_PROP, m_nodeSets);
-    ReadProperties(EX_SIDE_SET, EX_INQ_SS_PROP, m_sideSets);
+    ReadSets(EX_NODE_SET, sizes.num_node_sets, "node sets", m_contents.nodeSets, m_nodeSetsInFile);
+    ReadSets(EX_ELEM_SET, sizes.num_elem_sets, "element sets", m_contents.elementSets,
+             m_elementSetsInFile);
+    ReadSets(EX_SIDE_SET, sizes.num_side_sets, "side sets", m_contents.sideSets, m_sideSetsInFile);
+    ReadProperties(EX_ELEM_BLOCK, EX_INQ_EB_PROP, m_contents.blocks);
+    ReadProperties(EX_NODE_SET, EX_INQ_NS_PROP, m_contents.nodeSets);
+    ReadProperties(EX_SIDE_SET, EX_INQ_SS_PROP, m_contents.sideSets);
     std::vector<ExodusResults::Block> blocks;
-    for (std::size_t i = 0; i < m_blocks.size(); ++i) {
-        blocks.push_back(
-            {m_blockIds[i], m_blockEnds[i] - m_blocks[i].nElements, m_blocks[i].nElements});
+    for (std::size_t i = 0; i < m_contents.blocks.size(); ++i) {
+        blocks.push_back({m_blockIds[i], m_blockEnds[i] - m_contents.blocks[i].nElements,
+                          m_contents.blocks[i].nElements});
     }
-    m_results.emplace(m_path, m_handle.Id(), m_nodeCount, std::move(blocks));
+    m_results.emplace(m_path, m_handle.Id(), m_contents.nNodes, std::move(blocks));
 }
 
 void ExodusReader::Fail(std::string_view section, std::string_view message) const {
@@ -205,7 +207,7 @@ void ExodusReader::CheckFits(int count, std::int64_t bytesEach, std::string_view
 }
 
 void ExodusReader::ReadCoordinates(int begin, int end, std::span<double> coordinates) {
-    assert(0 <= begin && begin <= end && end <= m_nodeCount);
+    assert(0 <= begin && begin <= end && end <= m_contents.nNodes);
     const auto dimension = static_cast<std::size_t>(Dimension());
     assert(coordinates.size() == static_cast<std::size_t>(end - begin) * dimension);
     ForEachSlice(begin, end, 1, [&](int sliceBegin, int sliceEnd) {
@@ -215,18 +217,18 @@ void ExodusReader::ReadCoordinates(int begin, int end, std::span<double> coordin
     });
 }
 
-void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coordinates) const {
+void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coordinates) {
     const auto count = static_cast<std::size_t>(end - begin);
     const auto dimension = static_cast<std::size_t>(Dimension());
     // The library leaves the buffer alone when the file has no coordinates.
     std::array<std::vector<double>, 3> axes;
     for (std::size_t axis = 0; axis < dimension; ++axis) {
-        axes[axis].assign(count, static_cast<int>(axis) < m_dimension
+        axes[axis].assign(count, static_cast<int>(axis) < FileDimension()
                                      ? std::numeric_limits<double>::quiet_NaN()
                                      : 0.0);
     }
     Check(ex_get_partial_coord(m_handle.Id(), std::int64_t{begin} + 1, end - begin, axes[0].data(),
-                               m_dimension > 1 ? axes[1].data() : nullptr, axes[2].data()),
+                               FileDimension() > 1 ? axes[1].data() : nullptr, axes[2].data()),
           "coordinates");
     for (std::size_t node = 0; node < count; ++node) {
         for (std::size_t axis = 0; axis < dimension; ++axis) {
@@ -234,7 +236,7 @@ void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coo
             if (!std::isfinite(value)) {
                 const int ordinal = begin + static_cast<int>(node);
                 int label = 0;
-                ReadLabels(EX_NODE_MAP, ordinal, ordinal + 1, {&label, 1});
+                ReadLabels(ORQObjLabelerType::Node, ordinal, ordinal + 1, {&label, 1});
                 Fail("coordinates", fmt::format("node {} in file order (label {}): {} is {}",
                                                 ordinal + 1, label, "xyz"[axis], value));
             }
@@ -243,17 +245,11 @@ void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coo
     }
 }
 
-void ExodusReader::ReadNodeLabels(int begin, int end, std::span<int> labels) {
-    ReadLabels(EX_NODE_MAP, begin, end, labels);
-}
-
-void ExodusReader::ReadElementLabels(int begin, int end, std::span<int> labels) {
-    ReadLabels(EX_ELEM_MAP, begin, end, labels);
-}
-
-void ExodusReader::ReadLabels(ex_entity_type map, int begin, int end, std::span<int> labels) const {
+void ExodusReader::ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) {
     assert(labels.size() == static_cast<std::size_t>(end - begin));
-    const std::string_view kind = map == EX_NODE_MAP ? "node" : "element";
+    const bool ofNodes = type == ORQObjLabelerType::Node;
+    const ex_entity_type map = ofNodes ? EX_NODE_MAP : EX_ELEM_MAP;
+    const std::string_view kind = ofNodes ? "node" : "element";
     std::vector<std::int64_t> slice;
     ForEachSlice(begin, end, 1, [&](int sliceBegin, int sliceEnd) {
         slice.resize(static_cast<std::size_t>(sliceEnd - sliceBegin));
@@ -270,28 +266,6 @@ void ExodusReader::ReadLabels(ex_entity_type map, int begin, int end, std::span<
             labels[static_cast<std::size_t>(place - begin)] = static_cast<int>(label);
         }
     });
-}
-
-void ExodusReader::CheckLabelsAreUnique(ex_entity_type map) const {
-    const std::string_view kind = map == EX_NODE_MAP ? "node" : "element";
-    const int count = map == EX_NODE_MAP ? m_nodeCount : m_elementCount;
-    std::vector<int> labels(static_cast<std::size_t>(count));
-    ReadLabels(map, 0, count, labels);
-    if (std::adjacent_find(labels.begin(), labels.end(), std::greater_equal<>()) == labels.end()) {
-        return;  // As they are in most files: each above the one before.
-    }
-    std::sort(labels.begin(), labels.end());
-    const auto repeated = std::adjacent_find(labels.begin(), labels.end());
-    if (repeated == labels.end()) {
-        return;
-    }
-    const int label = *repeated;
-    ReadLabels(map, 0, count, labels);
-    const auto first = std::find(labels.begin(), labels.end(), label);
-    const auto second = std::find(first + 1, labels.end(), label);
-    Fail(fmt::format("{} labels", kind),
-         fmt::format("{}s {} and {} in file order both have label {}", kind,
-                     first - labels.begin() + 1, second - labels.begin() + 1, label));
 }
 
 // --- Blocks --------------------------------------------------------------------------------------
@@ -334,7 +308,7 @@ void ExodusReader::ReadBlocks(std::int64_t count) {
             Fail("element blocks", fmt::format("block {} ends at element {}, the file has {}", id,
                                                end, m_elementCount));
         }
-        m_blocks.push_back(std::move(block));
+        m_contents.blocks.push_back(std::move(block));
         m_blockIds.push_back(id);
         m_blockEnds.push_back(static_cast<int>(end));
     }
@@ -387,7 +361,7 @@ ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) const {
 
 void ExodusReader::ReadConnectivity(int number, int begin, int end, std::span<int> nodes) {
     const auto place = static_cast<std::size_t>(number);
-    const Block& block = m_blocks[place];
+    const Block& block = m_contents.blocks[place];
     const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
     assert(nodes.size() == static_cast<std::size_t>(end - begin) * nNodes);
     const std::string section = fmt::format("element block {}", m_blockIds[place]);
@@ -400,10 +374,10 @@ void ExodusReader::ReadConnectivity(int number, int begin, int end, std::span<in
               section);
         const std::size_t first = static_cast<std::size_t>(sliceBegin - begin) * nNodes;
         for (std::size_t i = 0; i < slice.size(); ++i) {
-            if (slice[i] < 1 || slice[i] > m_nodeCount) {
+            if (slice[i] < 1 || slice[i] > m_contents.nNodes) {
                 Fail(section, fmt::format("element {} of the block, node {}: names node {} of {}",
                                           sliceBegin + static_cast<int>(i / nNodes) + 1,
-                                          i % nNodes + 1, slice[i], m_nodeCount));
+                                          i % nNodes + 1, slice[i], m_contents.nNodes));
             }
             nodes[first + i] = static_cast<int>(slice[i] - 1);
         }
@@ -412,7 +386,7 @@ void ExodusReader::ReadConnectivity(int number, int begin, int end, std::span<in
 
 void ExodusReader::ReadAttributes(int number, int begin, int end, std::span<double> values) {
     const auto place = static_cast<std::size_t>(number);
-    const auto nAttributes = m_blocks[place].attributes.size();
+    const auto nAttributes = m_contents.blocks[place].attributes.size();
     const std::string section = fmt::format("attributes of block {}", m_blockIds[place]);
     std::vector<double> column(static_cast<std::size_t>(end - begin));
     for (std::size_t attribute = 0; attribute < nAttributes && begin < end; ++attribute) {
@@ -485,15 +459,13 @@ std::vector<int> ExodusReader::ReadMembers(ex_entity_type kind, const SetInFile&
     return members;
 }
 
-std::vector<int> ExodusReader::ReadNodeSet(int set) {
-    const SetInFile& inFile = m_nodeSetsInFile[static_cast<std::size_t>(set)];
-    return ReadMembers(EX_NODE_SET, inFile, fmt::format("node set {}", inFile.id), m_nodeCount);
-}
-
-std::vector<int> ExodusReader::ReadElementSet(int set) {
-    const SetInFile& inFile = m_elementSetsInFile[static_cast<std::size_t>(set)];
-    return ReadMembers(EX_ELEM_SET, inFile, fmt::format("element set {}", inFile.id),
-                       m_elementCount);
+std::vector<int> ExodusReader::ReadSet(ORQObjLabelerType type, int set) {
+    const bool ofNodes = type == ORQObjLabelerType::Node;
+    const SetInFile& inFile =
+        (ofNodes ? m_nodeSetsInFile : m_elementSetsInFile)[static_cast<std::size_t>(set)];
+    return ReadMembers(ofNodes ? EX_NODE_SET : EX_ELEM_SET, inFile,
+                       fmt::format("{} set {}", ofNodes ? "node" : "element", inFile.id),
+                       ofNodes ? NumNodes() : m_elementCount);
 }
 
 std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
@@ -524,33 +496,33 @@ std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
 
 const ORQExcShape& ExodusReader::ShapeOf(int element) const {
     const auto block = std::upper_bound(m_blockEnds.begin(), m_blockEnds.end(), element);
-    return *m_blocks[static_cast<std::size_t>(block - m_blockEnds.begin())].shape;
+    return *m_contents.blocks[static_cast<std::size_t>(block - m_blockEnds.begin())].shape;
 }
 
-std::vector<ORQExcContentCount> ExodusReader::Unread() const {
-    std::vector<ORQExcContentCount> unread;
-    const auto add = [&](const char* kind, std::int64_t count) {
+ORQExcReport ExodusReader::Losses() const {
+    ORQExcReport losses;
+    const auto add = [&](const char* kind, const std::string& name, std::int64_t count) {
         if (count > 0) {
-            unread.push_back({kind, count});
+            losses.Drop(kind, name, count, "not imported");
         }
     };
     for (const std::string& name : m_skippedBlocks) {
-        unread.push_back({"empty element block without a shape", 1, name});
+        add("empty element block without a shape", name, 1);
     }
-    add("distribution factors", m_distributionFactors);
+    add("distribution factors", "", m_distributionFactors);
     for (const auto& [inquiry, kind] : kUnreadObjects) {
         const auto count = ex_inquire_int(m_handle.Id(), inquiry);
         if (count < 0) {
             Fail(kind, "cannot be counted: the file is damaged");
         }
-        add(kind, count);
+        add(kind, "", count);
     }
     for (const auto& [entity, kind] : kUnreadVariables) {
         int count = 0;
         Check(ex_get_variable_param(m_handle.Id(), entity, &count), kind);
-        add(kind, count);
+        add(kind, "", count);
     }
-    return unread;
+    return losses;
 }
 
 }  // namespace orq::exchange

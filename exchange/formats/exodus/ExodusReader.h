@@ -32,39 +32,18 @@ class ExodusReader : public ORQExcMeshSource {
 
     const std::filesystem::path& File() const { return m_path; }
 
-    /// Coordinates that the file has per node: 1, 2 or 3. Those of a line are delivered with a
-    /// second one of 0.
-    int FileDimension() const override { return m_dimension; }
-    int NumElements() const { return m_elementCount; }
-
     std::string_view Format() const override { return "Exodus II"; }
-    /// Takes 4 bytes for each node or element meanwhile.
-    void CheckLabels() override {
-        CheckLabelsAreUnique(EX_NODE_MAP);
-        CheckLabelsAreUnique(EX_ELEM_MAP);
-    }
-    /// Kinds without objects are left out.
-    std::vector<ORQExcContentCount> Unread() const override;
-
-    /// As in the file, in whatever encoding; at most 80 bytes.
-    std::string Title() const override { return m_title; }
-    int Dimension() const override { return std::max(2, m_dimension); }
-    int NumNodes() const override { return m_nodeCount; }
-    const std::vector<Block>& Blocks() const override { return m_blocks; }
-    const std::vector<Set>& NodeSets() const override { return m_nodeSets; }
-    const std::vector<Set>& ElementSets() const override { return m_elementSets; }
-    const std::vector<Set>& SideSets() const override { return m_sideSets; }
 
     /// Single-precision files are widened exactly.
     void ReadCoordinates(int begin, int end, std::span<double> coordinates) override;
-    void ReadNodeLabels(int begin, int end, std::span<int> labels) override;
+    void ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) override;
     void ReadConnectivity(int block, int begin, int end, std::span<int> nodes) override;
-    void ReadElementLabels(int begin, int end, std::span<int> labels) override;
     void ReadAttributes(int block, int begin, int end, std::span<double> values) override;
-    std::vector<int> ReadNodeSet(int set) override;
-    std::vector<int> ReadElementSet(int set) override;
+    std::vector<int> ReadSet(ORQObjLabelerType type, int set) override;
     std::vector<Side> ReadSideSet(int set) override;
     ORQExcResultSource* Results() override { return &*m_results; }
+    /// What no call here delivers; kinds without objects are left out.
+    ORQExcReport Losses() const override;
 
   private:
     // The open file of the Exodus library.
@@ -93,9 +72,7 @@ class ExodusReader : public ORQExcMeshSource {
     void Check(int status, std::string_view section) const;
     int CheckedCount(std::int64_t count, std::string_view kind) const;
     void CheckFits(int count, std::int64_t bytesEach, std::string_view kind) const;
-    void ReadCoordinateSlice(int begin, int end, std::span<double> coordinates) const;
-    void ReadLabels(ex_entity_type map, int begin, int end, std::span<int> labels) const;
-    void CheckLabelsAreUnique(ex_entity_type map) const;
+    void ReadCoordinateSlice(int begin, int end, std::span<double> coordinates);
     std::vector<std::int64_t> ReadIds(ex_entity_type kind, std::int64_t count,
                                       std::string_view section) const;
     std::string ReadName(ex_entity_type kind, std::int64_t id, std::string_view section) const;
@@ -111,17 +88,10 @@ class ExodusReader : public ORQExcMeshSource {
 
     std::filesystem::path m_path;
     Handle m_handle;
-    std::string m_title;
-    int m_dimension = 0;
-    int m_nodeCount = 0;
     int m_elementCount = 0;
-    std::vector<Block> m_blocks;
     std::vector<std::int64_t> m_blockIds;
     std::vector<int> m_blockEnds;              // the element behind the last of each block
     std::vector<std::string> m_skippedBlocks;  // By name.
-    std::vector<Set> m_nodeSets;
-    std::vector<Set> m_elementSets;
-    std::vector<Set> m_sideSets;
     std::vector<SetInFile> m_nodeSetsInFile;
     std::vector<SetInFile> m_elementSetsInFile;
     std::vector<SetInFile> m_sideSetsInFile;

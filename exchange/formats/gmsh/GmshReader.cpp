@@ -7,13 +7,17 @@
 #include <cmath>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <map>
+#include <set>
 #include <unordered_map>
 #include <utility>
 
 #include "ORQExcImportError.h"
 #include "files/WholeFile.h"
 #include "formats/gmsh/GmshCursor.h"
+#include "formats/gmsh/GmshTypes.h"
+#include "model/ArrayNames.h"
 
 namespace orq::exchange {
 namespace {
@@ -47,9 +51,18 @@ class GmshReader::Parser {
             m_in.EnterSection("$Nodes");
             m_in.Fail("the file has no nodes");
         }
+        m_reader.m_contents.nNodes = static_cast<int>(m_reader.m_nodeLabels.size());
         Resolve();
+        for (const auto& [type, count] : m_skipped) {
+            m_reader.m_losses.Drop(
+                "elements", fmt::format("type {}", type), count,
+                fmt::format("a model has no shape for Gmsh's type {}{}", type,
+                            GmshNodesOf(type) == 0
+                                ? std::string()
+                                : fmt::format(", which has {} nodes", GmshNodesOf(type))));
+        }
         for (const auto& [kind, count] : m_unread) {
-            m_reader.m_unread.push_back({kind, count});
+            m_reader.m_losses.Drop(kind, "", count, "not imported");
         }
     }
 
@@ -223,18 +236,30 @@ class GmshReader::Parser {
                 }
             }
         }
-        if (m_reader.NumNodes() != total) {
-            m_in.Fail(fmt::format("{} nodes are announced, {} follow", total, m_reader.NumNodes()));
+        if (std::ssize(m_reader.m_nodeLabels) != total) {
+            m_in.Fail(fmt::format("{} nodes are announced, {} follow", total,
+                                  m_reader.m_nodeLabels.size()));
         }
     }
 
     // --- Elements --------------------------------------------------------------------------------
 
+    /// Passes over the nodes of an element of a type without a shape of ours.
+    void SkipNodes(int type) {
+        if (!m_in.IsBinary()) {
+            m_in.Line();
+        } else if (const int nNodes = GmshNodesOf(type); nNodes == 0) {
+            m_in.Fail(fmt::format("element type {} is not known", type));
+        } else {
+            for (int i = 0; i < nNodes; ++i) {
+                m_isVersion4 ? m_in.Size() : m_in.Int();
+            }
+        }
+        ++m_skipped[type];
+    }
+
     RawBlock& BlockFor(const EntityKey& entity, int type) {
         const ORQExcShape* shape = ORQExcFindShapeByGmshType(type);
-        if (shape == nullptr) {
-            m_in.Fail(fmt::format("element type {} is not supported", type));
-        }
         const auto [place, isNew] =
             m_blockPlaces.try_emplace({entity.dimension, entity.tag, type}, m_blocks.size());
         if (isNew) {
@@ -284,9 +309,11 @@ class GmshReader::Parser {
                 std::vector<int> tags(static_cast<std::size_t>(nTags));
                 std::ranges::generate(tags, [this] { return m_in.Int(); });
                 const ORQExcShape* shape = ORQExcFindShapeByGmshType(type);
-                const EntityKey entity{shape == nullptr ? 0 : shape->dimension,
-                                       nTags > 1 ? tags[1] : 0};
-                RawBlock& block = BlockFor(entity, type);
+                if (shape == nullptr) {
+                    SkipNodes(type);
+                    continue;
+                }
+                RawBlock& block = BlockFor({shape->dimension, nTags > 1 ? tags[1] : 0}, type);
                 std::vector<int> nodes(static_cast<std::size_t>(block.shape->nNodes));
                 std::ranges::generate(nodes, [this] { return m_in.Int(); });
                 AddElement(block, tag, nodes, nTags > 0 ? tags[0] : 0);
@@ -304,15 +331,23 @@ class GmshReader::Parser {
         for (int i = 0; i < nBlocks; ++i) {
             const int dimension = Dimension(m_in.Int());
             const int entityTag = m_in.Int();
-            RawBlock& block = BlockFor({dimension, entityTag}, m_in.Int());
+            const int type = m_in.Int();
             const int count = m_in.Counted(m_in.Size(), 16, "elements");
+            seen += count;
+            if (ORQExcFindShapeByGmshType(type) == nullptr) {
+                for (int k = 0; k < count; ++k) {
+                    m_in.Size();
+                    SkipNodes(type);
+                }
+                continue;
+            }
+            RawBlock& block = BlockFor({dimension, entityTag}, type);
             std::vector<int> nodes(static_cast<std::size_t>(block.shape->nNodes));
             for (int k = 0; k < count; ++k) {
                 const int tag = m_in.Size();
                 std::ranges::generate(nodes, [this] { return m_in.Size(); });
                 AddElement(block, tag, nodes, 0);
             }
-            seen += count;
         }
         if (seen != total) {
             m_in.Fail(fmt::format("{} elements are announced, {} follow", total, seen));
@@ -352,18 +387,20 @@ class GmshReader::Parser {
                            : firstOfBlock[static_cast<std::size_t>(found->second.first)] +
                                  static_cast<int>(found->second.second);
             });
+        AddMarks();
     }
 
     void AddBlock(const RawBlock& block, const std::unordered_map<int, int>& ordinals) {
         const ORQExcShape& shape = *block.shape;
         const auto nNodes = static_cast<std::size_t>(shape.nNodes);
-        m_reader.m_blocks.push_back({fmt::format("{} {} {}", kEntityNames[block.entity.dimension],
-                                                 block.entity.tag, shape.name),
-                                     static_cast<int>(m_reader.m_blocks.size()) + 1,
-                                     &shape,
-                                     shape.name,
-                                     static_cast<int>(block.labels.size()),
-                                     {}});
+        m_reader.m_contents.blocks.push_back(
+            {fmt::format("{} {} {}", kEntityNames[block.entity.dimension], block.entity.tag,
+                         shape.name),
+             static_cast<int>(m_reader.m_contents.blocks.size()) + 1,
+             &shape,
+             shape.name,
+             static_cast<int>(block.labels.size()),
+             {}});
         std::vector<int> connectivity(block.nodes.size());
         for (std::size_t i = 0; i < block.nodes.size(); ++i) {
             const std::size_t place = i % nNodes;
@@ -411,18 +448,134 @@ class GmshReader::Parser {
             std::ranges::sort(elements);
             elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
             const auto name = m_names.find(key);
-            m_reader.m_groups.push_back(
+            if (name != m_names.end() && NamesBlock(elements, firstOfBlock, name->second)) {
+                continue;
+            }
+            m_reader.m_contents.elementSets.push_back(
                 {name != m_names.end()
                      ? name->second
                      : fmt::format("physical {} {}", kEntityNames[key.dimension], key.tag),
                  key.tag});
-            m_reader.m_groupMembers.push_back(std::move(elements));
+            m_reader.m_elementSetMembers.push_back(std::move(elements));
+        }
+    }
+
+    /// A named group of the elements of one block is the block; the first such one names it.
+    bool NamesBlock(const std::vector<int>& elements, const std::vector<int>& firstOfBlock,
+                    const std::string& name) {
+        if (elements.empty()) {
+            return false;
+        }
+        const auto place = static_cast<std::size_t>(
+            std::ranges::upper_bound(firstOfBlock, elements.front()) - firstOfBlock.begin() - 1);
+        Block& block = m_reader.m_contents.blocks[place];
+        if (elements.front() != firstOfBlock[place] || std::ssize(elements) != block.nElements ||
+            elements.back() != elements.front() + block.nElements - 1 ||
+            !m_namedBlocks.insert(place).second) {
+            return false;
+        }
+        block.name = name;
+        return true;
+    }
+
+    // --- What our own export says in views -------------------------------------------------------
+
+    void AddMarks() {
+        for (GmshResults::Marks& marks : m_reader.m_results.TakeMarks()) {
+            const std::string_view name = marks.name;
+            if (name.starts_with(array_names::kNodeSet)) {
+                auto& sets = m_reader.m_contents.nodeSets;
+                sets.push_back({std::string(name.substr(array_names::kNodeSet.size())),
+                                static_cast<int>(sets.size()) + 1});
+                m_reader.m_nodeSetMembers.push_back(std::move(marks.members));
+            } else if (name == array_names::kShells) {
+                MakeShells(marks);
+            } else if (name.starts_with(array_names::kSurface)) {
+                AddSurface(marks, std::string(name.substr(array_names::kSurface.size())));
+            } else {
+                AddAttribute(marks, std::string(name.substr(array_names::kAttribute.size())));
+            }
+        }
+    }
+
+    /// The block that holds an element, and the number of its first one.
+    std::pair<std::size_t, int> BlockWith(int element) const {
+        std::size_t place = 0;
+        int first = 0;
+        while (element >= first + m_reader.Blocks()[place].nElements) {
+            first += m_reader.Blocks()[place++].nElements;
+        }
+        return {place, first};
+    }
+
+    /// A block of which every element is marked is one of shells.
+    void MakeShells(const GmshResults::Marks& marks) {
+        int first = 0;
+        for (Block& block : m_reader.m_contents.blocks) {
+            const auto begin = std::ranges::lower_bound(marks.members, first);
+            const auto end = std::ranges::lower_bound(marks.members, first += block.nElements);
+            const ORQExcShape* const shell =
+                ORQExcFindShapeByName(fmt::format("SHELL{}", block.shape->nNodes));
+            if (end - begin == block.nElements && block.shape->dimension == 2 && shell != nullptr) {
+                block.shape = shell;
+                block.shapeName = shell->name;
+            }
+        }
+    }
+
+    void AddSurface(const GmshResults::Marks& marks, const std::string& name) {
+        std::vector<Side> sides;
+        for (std::size_t i = 0; i < marks.members.size(); ++i) {
+            const ORQExcShape& shape = *m_reader.Blocks()[BlockWith(marks.members[i]).first].shape;
+            const double most = std::ldexp(1.0, static_cast<int>(shape.sides.size()));
+            if (!(marks.values[i] >= 1 && marks.values[i] < most) ||
+                marks.values[i] != std::floor(marks.values[i])) {
+                m_in.Fail(fmt::format("surface \"{}\": {} names no sides of a {}", name,
+                                      marks.values[i], shape.name));
+            }
+            const auto bits = static_cast<unsigned>(marks.values[i]);
+            for (int side = 0; side < std::ssize(shape.sides); ++side) {
+                if ((bits >> side & 1U) != 0) {
+                    sides.push_back({marks.members[i], side});
+                }
+            }
+        }
+        auto& sets = m_reader.m_contents.sideSets;
+        sets.push_back({name, static_cast<int>(sets.size()) + 1});
+        m_reader.m_sides.push_back(std::move(sides));
+    }
+
+    /// Blocks of which some element has a value have the attribute.
+    void AddAttribute(const GmshResults::Marks& marks, const std::string& name) {
+        std::map<std::size_t, std::vector<double>> columns;
+        for (std::size_t i = 0; i < marks.members.size(); ++i) {
+            const auto [place, first] = BlockWith(marks.members[i]);
+            std::vector<double>& column = columns[place];
+            column.resize(static_cast<std::size_t>(m_reader.Blocks()[place].nElements),
+                          std::numeric_limits<double>::quiet_NaN());
+            column[static_cast<std::size_t>(marks.members[i] - first)] = marks.values[i];
+        }
+        m_reader.m_attributes.resize(m_reader.Blocks().size());
+        for (const auto& [place, column] : columns) {
+            Block& block = m_reader.m_contents.blocks[place];
+            std::vector<double>& rows = m_reader.m_attributes[place];
+            const std::size_t nBefore = block.attributes.size();
+            std::vector<double> wider;
+            for (std::size_t row = 0; row < column.size(); ++row) {
+                const auto from = rows.begin() + static_cast<std::ptrdiff_t>(row * nBefore);
+                wider.insert(wider.end(), from, from + static_cast<std::ptrdiff_t>(nBefore));
+                wider.push_back(column[row]);
+            }
+            rows = std::move(wider);
+            block.attributes.push_back(name);
         }
     }
 
     GmshReader& m_reader;
     GmshCursor m_in;
     std::map<std::string, std::int64_t> m_unread;
+    std::map<int, std::int64_t> m_skipped;  // elements, by type
+    std::set<std::size_t> m_namedBlocks;
     bool m_isVersion4 = false;
     bool m_hasNodes = false;
     std::map<EntityKey, std::string> m_names;  // of physical groups
@@ -435,26 +588,6 @@ class GmshReader::Parser {
 
 GmshReader::GmshReader(const std::filesystem::path& file) {
     Parser(*this, file).Run();
-}
-
-void GmshReader::ReadCoordinates(int begin, int end, std::span<double> coordinates) {
-    std::copy(m_coordinates.begin() + 3 * std::ptrdiff_t{begin},
-              m_coordinates.begin() + 3 * std::ptrdiff_t{end}, coordinates.begin());
-}
-
-void GmshReader::ReadNodeLabels(int begin, int end, std::span<int> labels) {
-    std::copy(m_nodeLabels.begin() + begin, m_nodeLabels.begin() + end, labels.begin());
-}
-
-void GmshReader::ReadConnectivity(int block, int begin, int end, std::span<int> nodes) {
-    const auto place = static_cast<std::size_t>(block);
-    const std::ptrdiff_t nNodes = m_blocks[place].shape->nNodes;
-    std::copy(m_connectivity[place].begin() + begin * nNodes,
-              m_connectivity[place].begin() + end * nNodes, nodes.begin());
-}
-
-void GmshReader::ReadElementLabels(int begin, int end, std::span<int> labels) {
-    std::copy(m_elementLabels.begin() + begin, m_elementLabels.begin() + end, labels.begin());
 }
 
 }  // namespace orq::exchange

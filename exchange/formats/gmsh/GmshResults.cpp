@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "ORQExcImportError.h"
+#include "model/ArrayNames.h"
 
 namespace orq::exchange {
 namespace {
@@ -119,11 +120,30 @@ GmshResults::Section GmshResults::ParseSection(GmshCursor& in, const std::string
     return data;
 }
 
+/// Whether a section says something of the mesh, as our own export writes it.
+bool GmshResults::IsMark(const Section& section) {
+    const std::string_view name = section.name;
+    return section.nComponents == 1 &&
+           (section.place == Place::Node
+                ? name.starts_with(array_names::kNodeSet)
+                : name == array_names::kShells || name.starts_with(array_names::kSurface) ||
+                      name.starts_with(array_names::kAttribute));
+}
+
 // --- Putting it together -------------------------------------------------------------------------
 
 void GmshResults::Resolve(const Find& node, const Find& element) {
     for (Section& section : m_sections) {
         FindMembers(section, section.place == Place::Node ? node : element);
+    }
+    for (Section& section : m_sections) {
+        if (IsMark(section)) {
+            m_marks.push_back(
+                {section.name, std::move(section.members), std::move(section.values)});
+        }
+    }
+    std::erase_if(m_sections, [](const Section& section) { return IsMark(section); });
+    for (const Section& section : m_sections) {
         m_times.push_back(section.time);
     }
     std::ranges::sort(m_times);

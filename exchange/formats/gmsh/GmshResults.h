@@ -3,6 +3,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ORQExcResultSource.h"
@@ -24,6 +25,14 @@ class GmshResults : public ORQExcResultSource {
     /// Finds nodes and elements by their numbers in the file; -1 says that there is none.
     using Find = std::function<int(int tag)>;
     void Resolve(const Find& node, const Find& element);
+    /// Numbers of some members that say something of the mesh itself (ArrayNames.h).
+    struct Marks {
+        std::string name;
+        std::vector<int> members;  ///< ordinals, ascending
+        std::vector<double> values;
+    };
+    /// Those that were among the sections; they are no results.
+    std::vector<Marks> TakeMarks() { return std::move(m_marks); }
 
     const std::vector<double>& Times() const override { return m_times; }
     const std::vector<ORQExcResultArray>& Arrays() const override { return m_arrays; }
@@ -46,6 +55,7 @@ class GmshResults : public ORQExcResultSource {
         std::size_t last;                                   // section that was added
     };
 
+    static bool IsMark(const Section& section);
     Section ParseSection(GmshCursor& in, const std::string& section);
     void FindMembers(Section& section, const Find& find);
     void AddToArray(std::size_t number);
@@ -53,6 +63,7 @@ class GmshResults : public ORQExcResultSource {
     std::size_t NewArray(const Section& section);
 
     std::vector<Section> m_sections;
+    std::vector<Marks> m_marks;
     std::vector<double> m_times;
     std::vector<ORQExcResultArray> m_arrays;
     std::vector<Contents> m_contents;

@@ -56,15 +56,15 @@ void NastranReader::Read(const std::filesystem::path& file) {
     }
     for (const auto& part : m_parts) {
         part->Resolve();
-        m_nNodes += static_cast<int>(part->nodes.Labels().size());
+        m_contents.nNodes += static_cast<int>(part->nodes.Labels().size());
     }
     m_problems.Check();
-    if (m_nNodes == 0 && (!deck.HasControl() || m_parts.empty())) {
+    if (m_contents.nNodes == 0 && (!deck.HasControl() || m_parts.empty())) {
         throw ORQExcImportError(file, "bulk data", "the deck has no GRID card");
     }
-    PutControl(deck.ExecutiveControl(), kNastranExecutive, {}, m_keptTexts);
-    PutControl(deck.CaseControl(), kNastranCase, {}, m_keptTexts);
-    m_nNodes = 0;
+    PutControl(deck.ExecutiveControl(), kNastranExecutive, {}, m_contents.keptTexts);
+    PutControl(deck.CaseControl(), kNastranCase, {}, m_contents.keptTexts);
+    m_contents.nNodes = 0;
     for (std::size_t i = 0; i < m_parts.size(); ++i) {
         Deliver(*m_parts[i], deck.Parts()[i].name, deck.Parts()[i].begin);
     }
@@ -74,25 +74,26 @@ void NastranReader::Read(const std::filesystem::path& file) {
 void NastranReader::Deliver(NastranPart& part, const std::string& name, const std::string& begin) {
     const std::string instance = name.empty() ? std::string(kMainInstance) : name;
     const std::string suffix = name.empty() ? "" : " " + name;
-    const int firstNode = m_nNodes;
+    const int firstNode = m_contents.nNodes;
     const int firstElement = m_nElements;
     NastranSections sections(part.materials, part.properties, part.elements, part.coordinates,
                              m_losses);
     for (const NastranElements::Block& block : part.elements.Blocks()) {
-        m_blocks.push_back(part.elements.Described(block));
-        m_blocks.back().name += suffix;
+        m_contents.blocks.push_back(part.elements.Described(block));
+        m_contents.blocks.back().name += suffix;
         m_sources.push_back(&block);
         m_firstNodes.push_back(firstNode);
         m_nElements += block.NumElements();
     }
-    m_nNodes += static_cast<int>(part.nodes.Labels().size());
-    m_instances.push_back({instance, m_nNodes - firstNode, m_nElements - firstElement});
+    m_contents.nNodes += static_cast<int>(part.nodes.Labels().size());
+    m_contents.instances.push_back(
+        {instance, m_contents.nNodes - firstNode, m_nElements - firstElement});
     DeliverSets(part, sections.TakeSets(), firstNode, firstElement, suffix);
     DeliverLayup(sections.TakeLayup(), suffix);
     // There is always one, by which an export knows what came from a deck.
-    PutControl(begin.empty() ? "BEGIN BULK" : begin, kNastranBegin, instance, m_keptTexts);
-    m_keptTexts.back().isAlsoInModel = true;  // as the instance
-    std::move(part.kept).Put(instance, m_keptTexts);
+    PutControl(begin.empty() ? "BEGIN BULK" : begin, kNastranBegin, instance, m_contents.keptTexts);
+    m_contents.keptTexts.back().isAlsoInModel = true;  // as the instance
+    std::move(part.kept).Put(instance, m_contents.keptTexts);
     part.elements.Settle();
 }
 
@@ -109,7 +110,8 @@ void NastranReader::DeliverSets(NastranPart& part,
         all.push_back(std::move(members));
     };
     for (NastranSets::Set& set : part.sets.TakeNodeSets()) {
-        deliver(set.described, std::move(set.members), firstNode, m_nodeSets, m_nodeSetMembers);
+        deliver(set.described, std::move(set.members), firstNode, m_contents.nodeSets,
+                m_nodeSetMembers);
     }
     std::map<int, std::vector<int>> constraints;  // nodes by components
     for (std::size_t i = 0; i < part.nodes.Constraints().size(); ++i) {
@@ -119,15 +121,15 @@ void NastranReader::DeliverSets(NastranPart& part,
     }
     for (auto& [components, members] : constraints) {
         deliver({"PS " + std::to_string(components), components, {{"C", components}}},
-                std::move(members), firstNode, m_nodeSets, m_nodeSetMembers);
+                std::move(members), firstNode, m_contents.nodeSets, m_nodeSetMembers);
     }
     for (NastranSets::Set& set : part.sets.TakeElementSets()) {
-        deliver(set.described, std::move(set.members), firstElement, m_elementSets,
+        deliver(set.described, std::move(set.members), firstElement, m_contents.elementSets,
                 m_elementSetMembers);
     }
     for (NastranSections::DirectionSet& set : directions) {
-        deliver({set.name, set.number}, std::move(set.elements), firstElement, m_elementSets,
-                m_elementSetMembers);
+        deliver({set.name, set.number}, std::move(set.elements), firstElement,
+                m_contents.elementSets, m_elementSetMembers);
     }
 }
 
@@ -190,10 +192,16 @@ void NastranReader::ReadCoordinates(int begin, int end, std::span<double> coordi
         [](const NastranPart& part) -> auto& { return part.nodes.Coordinates(); });
 }
 
-void NastranReader::ReadNodeLabels(int begin, int end, std::span<int> labels) {
-    CopyRange(
-        m_parts, begin, end, 1, labels,
-        [](const NastranPart& part) -> auto& { return part.nodes.Labels(); });
+void NastranReader::ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) {
+    if (type == ORQObjLabelerType::Node) {
+        CopyRange(
+            m_parts, begin, end, 1, labels,
+            [](const NastranPart& part) -> auto& { return part.nodes.Labels(); });
+    } else {
+        CopyRange(
+            m_sources, begin, end, 1, labels,
+            [](const NastranElements::Block& block) -> auto& { return block.labels; });
+    }
 }
 
 void NastranReader::ReadConnectivity(int block, int begin, int end, std::span<int> nodes) {
@@ -204,14 +212,9 @@ void NastranReader::ReadConnectivity(int block, int begin, int end, std::span<in
                    nodes.begin(), [first](int node) { return first + node; });
 }
 
-void NastranReader::ReadElementLabels(int begin, int end, std::span<int> labels) {
-    CopyRange(
-        m_sources, begin, end, 1, labels,
-        [](const NastranElements::Block& block) -> auto& { return block.labels; });
-}
-
 void NastranReader::ReadAttributes(int block, int begin, int end, std::span<double> values) {
-    const std::vector<std::string>& names = m_blocks[static_cast<std::size_t>(block)].attributes;
+    const std::vector<std::string>& names =
+        m_contents.blocks[static_cast<std::size_t>(block)].attributes;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const auto& column = *BlockAt(block).Column(names[i]);
         for (int row = begin; row < end; ++row) {
@@ -219,6 +222,11 @@ void NastranReader::ReadAttributes(int block, int begin, int end, std::span<doub
                 column[static_cast<std::size_t>(row)];
         }
     }
+}
+
+std::vector<int> NastranReader::ReadSet(ORQObjLabelerType type, int set) {
+    return (type == ORQObjLabelerType::Node ? m_nodeSetMembers
+                                            : m_elementSetMembers)[static_cast<std::size_t>(set)];
 }
 
 }  // namespace orq::exchange

@@ -26,34 +26,15 @@ class NastranReader : public ORQExcMeshSource {
     explicit NastranReader(const std::filesystem::path& file);
 
     std::string_view Format() const override { return kNastranFormat; }
-    std::vector<ORQExcContentCount> Unread() const override { return {}; }
-    void CheckLabels() override {}  // done in reading
-
-    std::string Title() const override { return {}; }
-    int Dimension() const override { return 3; }
-    int NumNodes() const override { return m_nNodes; }
-    std::vector<Instance> Instances() const override { return m_instances; }
-    const std::vector<Block>& Blocks() const override { return m_blocks; }
-    const std::vector<Set>& NodeSets() const override { return m_nodeSets; }
-    const std::vector<Set>& ElementSets() const override { return m_elementSets; }
-    const std::vector<Set>& SideSets() const override { return m_sideSets; }
 
     void ReadCoordinates(int begin, int end, std::span<double> coordinates) override;
-    void ReadNodeLabels(int begin, int end, std::span<int> labels) override;
+    void ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) override;
     void ReadConnectivity(int block, int begin, int end, std::span<int> nodes) override;
-    void ReadElementLabels(int begin, int end, std::span<int> labels) override;
     /// NaN where a field is blank.
     void ReadAttributes(int block, int begin, int end, std::span<double> values) override;
-    std::vector<int> ReadNodeSet(int set) override {
-        return m_nodeSetMembers[static_cast<std::size_t>(set)];
-    }
-    std::vector<int> ReadElementSet(int set) override {
-        return m_elementSetMembers[static_cast<std::size_t>(set)];
-    }
-    std::vector<Side> ReadSideSet(int) override { return {}; }
+    std::vector<int> ReadSet(ORQObjLabelerType type, int set) override;
 
     const ORQExcLayup* Sections() const override { return &m_layup; }
-    std::vector<ORQExcKeptText> KeptTexts() const override { return m_keptTexts; }
     ORQExcReport Losses() const override;
 
   private:
@@ -69,19 +50,12 @@ class NastranReader : public ORQExcMeshSource {
     NastranProblems m_problems;
     ORQExcReport m_losses;
     std::vector<std::unique_ptr<NastranPart>> m_parts;
-    int m_nNodes = 0;
     int m_nElements = 0;
-    std::vector<Instance> m_instances;
-    std::vector<Block> m_blocks;
     std::vector<const NastranElements::Block*> m_sources;  // of the blocks
     std::vector<int> m_firstNodes;                         // of the block's part
-    std::vector<Set> m_nodeSets;
-    std::vector<Set> m_elementSets;
-    std::vector<Set> m_sideSets;  // none
     std::vector<std::vector<int>> m_nodeSetMembers;
     std::vector<std::vector<int>> m_elementSetMembers;
     ORQExcLayup m_layup;
-    std::vector<ORQExcKeptText> m_keptTexts;
 };
 
 }  // namespace orq::exchange

@@ -7,17 +7,22 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ORQExcExportError.h"
 #include "ORQExcXmlText.h"
+#include "model/ArrayNames.h"
 
 namespace orq::exchange {
 namespace {
 
 constexpr int kSlice = 1 << 16;  // points or cells at a time
+constexpr std::string_view kText = "String";
 
 class VtuFile {
   public:
@@ -62,11 +67,12 @@ class VtuFile {
     struct Array {
         Place place;
         std::string name;
-        const char* type;
+        std::string_view type;
         int components;
         std::int64_t bytes;
         std::function<void()> write;
         std::vector<std::string> componentNames = {};
+        std::int64_t nTuples = 1;  ///< of an array of the whole grid
     };
 
     void Put(std::span<const std::byte> bytes) {
@@ -79,8 +85,8 @@ class VtuFile {
         Put(std::as_bytes(std::span(values)));
     }
 
-    void Add(Place place, std::string name, const char* type, int components, std::int64_t bytes,
-             std::function<void()> write) {
+    void Add(Place place, std::string name, std::string_view type, int components,
+             std::int64_t bytes, std::function<void()> write) {
         m_arrays.push_back({place, std::move(name), type, components, bytes, std::move(write)});
     }
 
@@ -91,31 +97,120 @@ class VtuFile {
             [this] { PutConnectivity(); });
         Add(Place::Cells, "offsets", "Int64", 1, m_nCells * 8, [this] { PutOffsets(); });
         Add(Place::Cells, "types", "UInt8", 1, m_nCells, [this] { PutTypes(); });
-        Add(Place::PointData, "label", "Int32", 1, nPoints * 4,
+        Add(Place::PointData, std::string(array_names::kLabels), "Int32", 1, nPoints * 4,
             [this] { PutAll(m_model.NodeLabels()); });
         for (const ORQExcModel::Set& set : m_model.NodeSets()) {
-            Add(Place::PointData, "node set " + set.name, "UInt8", 1, nPoints,
-                [this, &set] { PutAll(Marks(set.members, m_model.NumNodes())); });
+            Add(Place::PointData, std::string(array_names::kNodeSet) + set.name, "UInt8", 1,
+                nPoints, [this, &set] { PutAll(Marks(set.members, m_model.NumNodes())); });
         }
-        for (const ORQExcModel::Surface& surface : m_model.Surfaces()) {
-            Add(Place::PointData, "surface " + surface.name, "UInt8", 1, nPoints,
-                [this, surface] { PutAll(SurfaceMarks(surface)); });
-        }
-        Add(Place::CellData, "label", "Int32", 1, m_nCells * 4,
+        Add(Place::CellData, std::string(array_names::kLabels), "Int32", 1, m_nCells * 4,
             [this] { PutAll(ByCell(m_model.ElementLabels())); });
-        Add(Place::CellData, "block", "Int32", 1, m_nCells * 4, [this] { PutBlockNumbers(); });
+        Add(Place::CellData, std::string(array_names::kBlocks), "Int32", 1, m_nCells * 4,
+            [this] { PutBlockNumbers(); });
         for (const ORQExcModel::Set* set : m_model.ElementSetsBesideBlocks()) {
-            Add(Place::CellData, "element set " + set->name, "UInt8", 1, m_nCells,
+            Add(Place::CellData, std::string(array_names::kElementSet) + set->name, "UInt8", 1,
+                m_nCells,
                 [this, set] { PutAll(ByCell(Marks(set->members, m_model.NumElements()))); });
         }
+        AddAttributes();
+        AddTexts();
+        AddSurfaces();
         if (m_frame >= 0) {
-            Add(Place::FieldData, "TimeValue", "Float64", 1, 8, [this] {
+            Add(Place::FieldData, std::string(array_names::kTime), "Float64", 1, 8, [this] {
                 PutAll(std::vector{m_results.Frames()[static_cast<std::size_t>(m_frame)].time});
             });
             for (const ORQExcResults::Field& field : m_results.Fields()) {
                 AddField(field);
             }
         }
+    }
+
+    /// An attribute is an array over all cells, of which those of other blocks have no number.
+    void AddAttributes() {
+        std::vector<std::string> names;
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            for (const std::string& name : block.attributes) {
+                if (std::ranges::find(names, name) == names.end()) {
+                    names.push_back(name);
+                }
+            }
+        }
+        for (const std::string& name : names) {
+            Add(Place::CellData, std::string(array_names::kAttribute) + name, "Float64", 1,
+                m_nCells * 8, [this, name] { PutAttribute(name); });
+        }
+    }
+
+    void PutAttribute(const std::string& name) {
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            const auto n = static_cast<std::size_t>(block.elements.Size());
+            std::vector<double> column(n, std::numeric_limits<double>::quiet_NaN());
+            const auto found = std::ranges::find(block.attributes, name);
+            if (found != block.attributes.end()) {
+                const std::size_t nAttributes = block.attributes.size();
+                const auto place = static_cast<std::size_t>(found - block.attributes.begin());
+                std::vector<double> values(n * nAttributes);
+                m_model.ReadAttributes(block, 0, block.elements.Size(), values);
+                for (std::size_t row = 0; row < n; ++row) {
+                    column[row] = values[row * nAttributes + place];
+                }
+            }
+            PutAll(column);
+        }
+    }
+
+    void AddTexts() {
+        std::vector<std::int32_t> numbers;
+        std::string names;
+        std::string shapes;
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            numbers.push_back(block.number);
+            names.append(block.name).push_back('\0');
+            shapes.append(block.shape->name).push_back('\0');
+        }
+        const auto nBlocks = std::ssize(numbers);
+        Add(Place::FieldData, std::string(array_names::kBlockNumbers), "Int32", 1, nBlocks * 4,
+            [this, numbers] { PutAll(numbers); });
+        m_arrays.back().nTuples = nBlocks;
+        if (const std::string title = m_model.Title(); !title.empty()) {
+            Add(Place::FieldData, std::string(array_names::kTitle), kText, 1, std::ssize(title) + 1,
+                [this, title] { Put(std::as_bytes(std::span(title.c_str(), title.size() + 1))); });
+        }
+        for (const auto& [name, texts] : {std::pair(array_names::kBlockNames, names),
+                                          std::pair(array_names::kBlockShapes, shapes)}) {
+            Add(Place::FieldData, std::string(name), kText, 1, std::ssize(texts),
+                [this, texts = texts] { Put(std::as_bytes(std::span(texts))); });
+            m_arrays.back().nTuples = nBlocks;
+        }
+    }
+
+    void AddSurfaces() {
+        std::vector<std::int32_t> cells;  // by element
+        for (ORQExcModel::Surface& surface : m_model.Surfaces()) {
+            if (cells.empty()) {
+                cells = CellsOfElements();
+            }
+            std::vector<std::int32_t> pairs;
+            for (const ORQExcModel::Face& face : surface.faces) {
+                pairs.push_back(cells[static_cast<std::size_t>(face.element)]);
+                pairs.push_back(face.side);
+            }
+            Add(Place::FieldData, std::string(array_names::kSurface) + surface.name, "Int32", 2,
+                std::ssize(pairs) * 4, [this, pairs] { PutAll(pairs); });
+            m_arrays.back().nTuples = std::ssize(surface.faces);
+        }
+    }
+
+    /// The place of each element among the cells; an element of no block has none, -1.
+    std::vector<std::int32_t> CellsOfElements() const {
+        std::vector<std::int32_t> cells(static_cast<std::size_t>(m_model.NumElements()), -1);
+        std::int32_t cell = 0;
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {
+                cells[static_cast<std::size_t>(element.CurrentValue())] = cell++;
+            }
+        }
+        return cells;
     }
 
     void AddField(const ORQExcResults::Field& field) {
@@ -156,9 +251,7 @@ class VtuFile {
         m_out << "<?xml version=\"1.0\"?>\n"
                  "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" "
                  "header_type=\"UInt64\">\n  <UnstructuredGrid>\n";
-        if (m_frame >= 0) {
-            WriteArrays(Place::FieldData, "FieldData");
-        }
+        WriteArrays(Place::FieldData, "FieldData");
         m_out << fmt::format("    <Piece NumberOfPoints=\"{}\" NumberOfCells=\"{}\">\n",
                              m_model.NumNodes(), m_nCells);
         WriteArrays(Place::PointData, "PointData");
@@ -174,10 +267,10 @@ class VtuFile {
         for (const Array& array : m_arrays) {
             if (array.place == place) {
                 m_out << fmt::format(
-                    "        <DataArray type=\"{}\" Name=\"{}\" NumberOfComponents=\"{}\"{} "
+                    "        <{} type=\"{}\" Name=\"{}\" NumberOfComponents=\"{}\"{} "
                     "format=\"appended\" offset=\"{}\"/>\n",
-                    array.type, ORQExcXmlEscaped(array.name), array.components, Attributes(array),
-                    offset);
+                    array.type == kText ? "Array" : "DataArray", array.type,
+                    ORQExcXmlEscaped(array.name), array.components, Attributes(array), offset);
             }
             offset += array.bytes + 8;
         }
@@ -185,7 +278,9 @@ class VtuFile {
     }
 
     static std::string Attributes(const Array& array) {
-        std::string text = array.place == Place::FieldData ? " NumberOfTuples=\"1\"" : "";
+        std::string text = array.place == Place::FieldData
+                               ? fmt::format(" NumberOfTuples=\"{}\"", array.nTuples)
+                               : "";
         for (std::size_t i = 0; i < array.componentNames.size(); ++i) {
             text += fmt::format(" ComponentName{}=\"{}\"", i,
                                 ORQExcXmlEscaped(array.componentNames[i]));
@@ -273,17 +368,6 @@ class VtuFile {
         return marks;
     }
 
-    std::vector<std::uint8_t> SurfaceMarks(const ORQExcModel::Surface& surface) const {
-        std::vector<std::uint8_t> marks(static_cast<std::size_t>(m_model.NumNodes()), 0);
-        const std::vector<ORQExcModel::FaceNodes> faces = m_model.NodesOf(surface.faces);
-        for (const ORQExcModel::FaceNodes& face : faces) {
-            for (const int node : face) {
-                marks[static_cast<std::size_t>(node)] = 1;
-            }
-        }
-        return marks;
-    }
-
     /// Values by element ordinal, in the order of the cells.
     template <class T>
     std::vector<T> ByCell(const std::vector<T>& byElement) const {
@@ -309,13 +393,15 @@ class VtuFile {
 };
 
 void ReportMesh(const ORQExcModel& model, ORQExcReport& report) {
+    if (const std::string title = model.Title(); !title.empty()) {
+        report.Keep("title", title, 1);
+    }
     report.Keep("nodes", "", model.NumNodes());
     for (const ORQExcModel::Block& block : model.Blocks()) {
         report.Keep("element block", block.name, block.elements.Size());
         if (!block.attributes.empty()) {
-            report.Drop("attributes of block", block.name,
-                        static_cast<std::int64_t>(block.attributes.size()),
-                        "the file has arrays over all cells only");
+            report.Keep("attributes of block", block.name,
+                        static_cast<std::int64_t>(block.attributes.size()));
         }
     }
     for (const ORQExcModel::Set& set : model.NodeSets()) {
@@ -325,13 +411,12 @@ void ReportMesh(const ORQExcModel& model, ORQExcReport& report) {
         report.Keep("element set", set->name, set->members.Size());
     }
     for (const ORQExcModel::Surface& surface : model.Surfaces()) {
-        report.Change("surface", surface.name, static_cast<std::int64_t>(surface.faces.size()),
-                      "written as a mark on its nodes");
+        report.Keep("surface", surface.name, static_cast<std::int64_t>(surface.faces.size()));
     }
 }
 
-void ReportResults(const ORQExcResults& results, ORQExcReport& report) {
-    report.Keep("times", "", static_cast<std::int64_t>(results.Frames().size()));
+void ReportResults(const ORQExcResults& results, std::int64_t nTimes, ORQExcReport& report) {
+    report.Keep("times", "", nTimes);
     for (const ORQExcResults::Field& field : results.Fields()) {
         report.Keep(ORQExcFieldKind(field.place), field.name,
                     static_cast<std::int64_t>(field.components.size()));
@@ -342,14 +427,17 @@ void ReportResults(const ORQExcResults& results, ORQExcReport& report) {
 
 void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
               const std::filesystem::path& file, ORQExcReport& report) {
-    const std::size_t nTimes = results.Frames().size();
-    VtuFile(model, results, nTimes == 1 ? 0 : -1, file).Write();
+    const auto nTimes = std::ssize(results.Frames());
+    VtuFile(model, results, static_cast<int>(nTimes) - 1, file).Write();
     ReportMesh(model, report);
-    if (nTimes == 1) {
-        ReportResults(results, report);
-    } else if (nTimes > 1) {
-        report.Drop("times", "", static_cast<std::int64_t>(nTimes),
-                    "the file has room for one; a collection, .pvd, takes all");
+    if (nTimes > 0) {
+        ReportResults(results, 1, report);
+    }
+    if (nTimes > 1) {
+        report.Drop("times", "", nTimes - 1,
+                    fmt::format("the file has room for one, and has the last, {}; a collection, "
+                                ".pvd, takes all",
+                                results.Frames().back().time));
     }
 }
 
@@ -377,7 +465,7 @@ void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
         throw ORQExcExportError(fmt::format("{}: cannot be written", collection.string()));
     }
     ReportMesh(model, report);
-    ReportResults(results, report);
+    ReportResults(results, std::ssize(results.Frames()), report);
 }
 
 }  // namespace orq::exchange

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string_view>
+
+/// How exports spell, in the named arrays of formats that have no better place for it, what a mesh
+/// has beside nodes and elements. The readers of those formats find it again.
+namespace orq::exchange::array_names {
+
+inline constexpr std::string_view kLabels = "label";       ///< over points and over cells
+inline constexpr std::string_view kBlocks = "block";       ///< over cells: the number of the block
+inline constexpr std::string_view kNodeSet = "node set ";  ///< over points: 1 for a member
+inline constexpr std::string_view kElementSet = "element set ";  ///< over cells: 1 for a member
+/// Over cells: a value for each, not a number where the cell's block lacks the attribute.
+inline constexpr std::string_view kAttribute = "attribute ";
+/// Of the whole grid: pairs of a cell and the number of its side, both from 0.
+inline constexpr std::string_view kSurface = "surface ";
+/// Of the whole grid, one for each block, in the order of the cells.
+inline constexpr std::string_view kBlockNumbers = "block number";
+inline constexpr std::string_view kBlockNames = "block name";
+inline constexpr std::string_view kBlockShapes = "block shape";
+inline constexpr std::string_view kShells = "shell";  ///< over cells: 1 for one of a shell
+inline constexpr std::string_view kTitle = "title";  ///< a text of the whole grid
+inline constexpr std::string_view kTime = "TimeValue";  ///< VTK's own name for a grid's time
+
+}  // namespace orq::exchange::array_names

@@ -78,12 +78,12 @@ class ORQ_EXPORT ORQExcMeshSource {
         int fileDimension = 3;  ///< that the file has; a line is delivered in the plane
         int nNodes = 0;
         std::vector<Block> blocks;
-        /// Of all nodes and elements; none: one, kMainInstance. Blocks lie within instances.
-        std::vector<Instance> instances;
         std::vector<Set> nodeSets;
         std::vector<Set> elementSets;
         std::vector<Set> sideSets;
         std::vector<Array> arrays;
+        std::vector<Instance> instances = {};  ///< empty: one, kMainInstance
+        std::vector<ORQExcKeptText> keptTexts = {};
     };
 
     virtual ~ORQExcMeshSource() = default;
@@ -98,7 +98,8 @@ class ORQ_EXPORT ORQExcMeshSource {
     /// Costs a pass over the blocks.
     int NumElements() const;
     const std::vector<Block>& Blocks() const { return m_contents.blocks; }
-    const std::vector<Instance>& Instances() const { return m_contents.instances; }
+    /// One at least. Blocks lie within instances.
+    std::vector<Instance> Instances() const;
     const std::vector<Set>& NodeSets() const { return m_contents.nodeSets; }
     const std::vector<Set>& ElementSets() const { return m_contents.elementSets; }
     const std::vector<Set>& SideSets() const { return m_contents.sideSets; }
@@ -128,7 +129,7 @@ class ORQ_EXPORT ORQExcMeshSource {
     virtual ORQExcResultSource* Results() { return nullptr; }
 
     /// What the model has no place for, or not for all of it.
-    virtual std::vector<ORQExcKeptText> KeptTexts() const { return {}; }
+    const std::vector<ORQExcKeptText>& KeptTexts() const { return m_contents.keptTexts; }
 
     /// What is delivered otherwise than the file has it, and what is left out.
     virtual ORQExcReport Losses() const { return {}; }

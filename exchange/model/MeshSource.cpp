@@ -9,11 +9,11 @@
 
 namespace {
 
-/// Throws when two of the labels [begin, end) are equal.
-void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int begin, int end,
+/// Throws when two of `count` labels from `begin` on are equal.
+void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int begin, int count,
                  const std::filesystem::path& file) {
-    std::vector<int> labels(static_cast<std::size_t>(end - begin));
-    source.ReadLabels(type, begin, end, labels);
+    std::vector<int> labels(static_cast<std::size_t>(count));
+    source.ReadLabels(type, begin, begin + count, labels);
     if (std::ranges::adjacent_find(labels, std::greater_equal<>()) == labels.end()) {
         return;  // As they are in most files: each above the one before.
     }
@@ -23,7 +23,7 @@ void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int begin, in
         return;
     }
     const int label = *repeated;
-    source.ReadLabels(type, begin, end, labels);
+    source.ReadLabels(type, begin, begin + count, labels);
     const auto first = std::ranges::find(labels, label);
     const auto second = std::find(first + 1, labels.end(), label);
     const std::string_view kind = type == ORQObjLabelerType::Node ? "node" : "element";
@@ -63,18 +63,19 @@ std::vector<ORQExcMeshSource::Side> ORQExcMeshSource::ReadSideSet(int) {
     return {};
 }
 
+std::vector<ORQExcMeshSource::Instance> ORQExcMeshSource::Instances() const {
+    return m_contents.instances.empty()
+               ? std::vector<Instance>{{kMainInstance, NumNodes(), NumElements()}}
+               : m_contents.instances;
+}
+
 void ORQExcMeshSource::CheckLabels(const std::filesystem::path& file) {
-    if (Instances().empty()) {
-        CheckUnique(*this, ORQObjLabelerType::Node, 0, NumNodes(), file);
-        CheckUnique(*this, ORQObjLabelerType::Element, 0, NumElements(), file);
-        return;
-    }
-    int node = 0;
-    int element = 0;
+    int firstNode = 0;
+    int firstElement = 0;
     for (const Instance& instance : Instances()) {
-        CheckUnique(*this, ORQObjLabelerType::Node, node, node + instance.nNodes, file);
-        CheckUnique(*this, ORQObjLabelerType::Element, element, element + instance.nElements, file);
-        node += instance.nNodes;
-        element += instance.nElements;
+        CheckUnique(*this, ORQObjLabelerType::Node, firstNode, instance.nNodes, file);
+        CheckUnique(*this, ORQObjLabelerType::Element, firstElement, instance.nElements, file);
+        firstNode += instance.nNodes;
+        firstElement += instance.nElements;
     }
 }

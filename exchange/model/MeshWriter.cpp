@@ -122,7 +122,7 @@ class Writer {
     }
 
     void WriteKeptTexts() {
-        const std::vector<ORQExcKeptText> texts = m_source.KeptTexts();
+        const std::vector<ORQExcKeptText>& texts = m_source.KeptTexts();
         ORQExcWriteKeptTexts(texts, m_builder.Document());
         for (const ORQExcKeptText& text : texts) {
             for (const auto& [name, count] : text.contents) {
@@ -183,10 +183,7 @@ class Writer {
     }
 
     void WriteLabels() {
-        std::vector<ORQExcMeshSource::Instance> instances = m_source.Instances();
-        if (instances.empty()) {
-            instances = {{ORQExcMeshSource::kMainInstance, m_source.NumNodes(), m_nElements}};
-        }
+        const std::vector<ORQExcMeshSource::Instance> instances = m_source.Instances();
         int firstNode = 0;
         int firstElement = 0;
         std::vector<int> labels;

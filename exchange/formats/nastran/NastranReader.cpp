@@ -62,8 +62,8 @@ void NastranReader::Read(const std::filesystem::path& file) {
     if (m_contents.nNodes == 0 && (!deck.HasControl() || m_parts.empty())) {
         throw ORQExcImportError(file, "bulk data", "the deck has no GRID card");
     }
-    PutControl(deck.ExecutiveControl(), kNastranExecutive, {}, m_keptTexts);
-    PutControl(deck.CaseControl(), kNastranCase, {}, m_keptTexts);
+    PutControl(deck.ExecutiveControl(), kNastranExecutive, {}, m_contents.keptTexts);
+    PutControl(deck.CaseControl(), kNastranCase, {}, m_contents.keptTexts);
     m_contents.nNodes = 0;
     for (std::size_t i = 0; i < m_parts.size(); ++i) {
         Deliver(*m_parts[i], deck.Parts()[i].name, deck.Parts()[i].begin);
@@ -91,9 +91,9 @@ void NastranReader::Deliver(NastranPart& part, const std::string& name, const st
     DeliverSets(part, sections.TakeSets(), firstNode, firstElement, suffix);
     DeliverLayup(sections.TakeLayup(), suffix);
     // There is always one, by which an export knows what came from a deck.
-    PutControl(begin.empty() ? "BEGIN BULK" : begin, kNastranBegin, instance, m_keptTexts);
-    m_keptTexts.back().isAlsoInModel = true;  // as the instance
-    std::move(part.kept).Put(instance, m_keptTexts);
+    PutControl(begin.empty() ? "BEGIN BULK" : begin, kNastranBegin, instance, m_contents.keptTexts);
+    m_contents.keptTexts.back().isAlsoInModel = true;  // as the instance
+    std::move(part.kept).Put(instance, m_contents.keptTexts);
     part.elements.Settle();
 }
 
@@ -193,15 +193,15 @@ void NastranReader::ReadCoordinates(int begin, int end, std::span<double> coordi
 }
 
 void NastranReader::ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) {
-    if (type == ORQObjLabelerType::Element) {
+    if (type == ORQObjLabelerType::Node) {
+        CopyRange(
+            m_parts, begin, end, 1, labels,
+            [](const NastranPart& part) -> auto& { return part.nodes.Labels(); });
+    } else {
         CopyRange(
             m_sources, begin, end, 1, labels,
             [](const NastranElements::Block& block) -> auto& { return block.labels; });
-        return;
     }
-    CopyRange(
-        m_parts, begin, end, 1, labels,
-        [](const NastranPart& part) -> auto& { return part.nodes.Labels(); });
 }
 
 void NastranReader::ReadConnectivity(int block, int begin, int end, std::span<int> nodes) {
@@ -213,7 +213,8 @@ void NastranReader::ReadConnectivity(int block, int begin, int end, std::span<in
 }
 
 void NastranReader::ReadAttributes(int block, int begin, int end, std::span<double> values) {
-    const std::vector<std::string>& names = Blocks()[static_cast<std::size_t>(block)].attributes;
+    const std::vector<std::string>& names =
+        m_contents.blocks[static_cast<std::size_t>(block)].attributes;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const auto& column = *BlockAt(block).Column(names[i]);
         for (int row = begin; row < end; ++row) {

@@ -35,8 +35,6 @@ class NastranReader : public ORQExcMeshSource {
     std::vector<int> ReadSet(ORQObjLabelerType type, int set) override;
 
     const ORQExcLayup* Sections() const override { return &m_layup; }
-    std::vector<ORQExcKeptText> KeptTexts() const override { return m_keptTexts; }
-    /// Findings first.
     ORQExcReport Losses() const override;
 
   private:
@@ -58,7 +56,6 @@ class NastranReader : public ORQExcMeshSource {
     std::vector<std::vector<int>> m_nodeSetMembers;
     std::vector<std::vector<int>> m_elementSetMembers;
     ORQExcLayup m_layup;
-    std::vector<ORQExcKeptText> m_keptTexts;
 };
 
 }  // namespace orq::exchange

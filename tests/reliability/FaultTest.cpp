@@ -160,6 +160,28 @@ TEST_F(FaultTest, AReadThatFailsIsReadAgainAndWrittenBesideWithoutHarm) {
     EXPECT_GT(nFailed, 20);
 }
 
+// A statement that waits on its row for the next query is outdated where another one fails.
+TEST_F(FaultTest, ARequestForMemoryThatFailsInOneQueryIsNotReportedByTheNext) {
+    const auto readAll = [](const ORQSimDatabase& database) {
+        for (auto i = database.Focus().GetMap(Slot(10)).Begin(); i.NotDone(); ++i) {
+            EXPECT_EQ((*i).DataRecord().ReturnString(0).Length(), 100);
+        }
+    };
+    for (const Fault& fault : {Fault{"one", true, 1}, Fault{"twenty", true, 20}}) {
+        bool hasFailed = true;
+        for (std::size_t first = 0; hasFailed; ++first) {
+            SCOPED_TRACE(std::string(fault.name) + " from number " + std::to_string(first));
+            const ORQSimDatabase database = Open(Mode::ReadWrite);
+            {
+                const Failing failing(m_folder / ".", fault, first);
+                (void)FailureOf([&] { readAll(database); });
+                hasFailed = failing.HasFailed();
+            }
+            ASSERT_EQ(FailureOf([&] { readAll(database); }), "");
+        }
+    }
+}
+
 TEST_F(FaultTest, ARefreshThatFailsLeavesOneStateAndTheNextOneMovesOn) {
     int nFailed = 0;
     double value = 1e6;

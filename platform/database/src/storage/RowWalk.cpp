@@ -66,9 +66,9 @@ bool RowWalk::GoOn() {
         if (nRows == kFar) {
             return false;
         }
-        Step();
+        TryStep();
     }
-    return true;
+    return m_place != Place::Nowhere;
 }
 
 void RowWalk::FindFirst() {
@@ -83,11 +83,17 @@ void RowWalk::FindFirst() {
     Step();
 }
 
-void RowWalk::Step() {
+int RowWalk::TryStep() {
     const int code = sqlite3_step(m_statement);
     m_place = code == SQLITE_ROW ? Place::OnRow : Place::BehindAll;
     if (code != SQLITE_ROW && code != SQLITE_DONE) {
         Reset();
+    }
+    return code;
+}
+
+void RowWalk::Step() {
+    if (const int code = TryStep(); code != SQLITE_ROW && code != SQLITE_DONE) {
         m_question.connection.Fail(code, m_question.sql);
     }
 }

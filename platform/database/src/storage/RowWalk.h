@@ -59,8 +59,12 @@ class RowWalk {
     static constexpr int kAtFirst = 2;
     static constexpr int kAfterFailure = 16;
 
+    // False where the row is far, or cannot be reached: a failure of another statement outdates
+    // those that stand on rows, which says nothing about the rows that are wanted now.
     bool GoOn();
     void FindFirst();
+    // Answers SQLite's result code; in no place after any but ROW and DONE.
+    int TryStep();
     void Step();
     void Reset();
     // Of the row to the keys of the question.

@@ -105,6 +105,21 @@ TEST_F(NastranDeckTest, CardsAreReadInEverySpelling) {
     }
 }
 
+TEST_F(NastranDeckTest, CardsAreRepeatedAMostOfTimes) {
+    const std::string file = Written("GRID,1,,1.,1.,1.\n=,*1,=,==\n=(4)\n=(5)\n=,*1,==\n");
+    NastranProblems problems;
+    NastranDeck deck(fs::path(file), problems, {.repetitions = 5});
+    BulkCard card;
+    int nNodes = 0;
+    while (deck.Next(card)) {
+        nNodes += card.Name() == "GRID" ? 1 : 0;
+    }
+    EXPECT_EQ(nNodes, 6);
+    ASSERT_FALSE(problems.Findings().Entries().empty());
+    EXPECT_THAT(problems.Findings().Entries()[0].reason,
+                HasSubstr("deck.bdf: line 4: =(5): the deck would repeat cards more than 5 times"));
+}
+
 TEST_F(NastranDeckTest, IncludesAreFoundBesideTheMainFileAndByVariables) {
     fs::create_directories(m_folder / "sub");
     fs::create_directories(m_folder / "far");

@@ -149,7 +149,7 @@ class ExodusFile {
         if (labels.empty()) {
             return;
         }
-        CompleteLabels(labels, what, m_report);
+        MakeLabelsUnique(labels, what, m_report);
         Check(ex_put_id_map(m_id, kind, labels.data()), "write labels");
     }
 

@@ -339,9 +339,13 @@ bool NastranDeck::BeginReplication(const BulkCard& card) {
     if (isRule) {
         m_replication.rule = std::move(rule);
     }
-    if (!count || *count > m_bounds.repetitions || m_replication.name.empty() ||
-        m_replication.rule.empty()) {
+    if (!count || m_replication.name.empty() || m_replication.rule.empty()) {
         card.Complain("the repetition of the card before it is not understood");
+        return false;
+    }
+    if ((m_nRepetitions += *count) > m_bounds.repetitions) {
+        card.Complain(fmt::format("the deck would repeat cards more than {} times in all",
+                                  m_bounds.repetitions));
         return false;
     }
     m_replication.nLeft = *count;

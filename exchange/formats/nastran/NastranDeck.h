@@ -25,7 +25,7 @@ class NastranDeck {
     struct Bounds {
         int files = 10'000;  ///< opened, each time that one is
         std::int64_t lines = 1'000'000'000;
-        int repetitions = 10'000'000;  ///< of one card
+        std::int64_t repetitions = 1'000'000;  ///< of cards, in all
     };
     /// Cards between one line BEGIN and the next.
     struct Part {
@@ -93,6 +93,7 @@ class NastranDeck {
     const Bounds m_bounds;
     int m_nOpened = 0;
     std::int64_t m_nLines = 0;
+    std::int64_t m_nRepetitions = 0;
     std::map<std::filesystem::path, std::string> m_contents;  // a file is read once
     std::vector<Source> m_sources;                            // the innermost last
     std::deque<std::string> m_made;      // cards that stand in no file as they are

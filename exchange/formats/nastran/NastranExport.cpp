@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,30 +20,6 @@
 
 namespace orq::exchange {
 namespace {
-
-/// The first of several that are equal keeps its label, the others get new ones.
-void MakeUnique(std::vector<int>& labels, std::string_view what, ORQExcReport& report) {
-    std::set<int> all(labels.begin(), labels.end());
-    if (all.size() == labels.size()) {
-        return;
-    }
-    std::set<int> seen;
-    std::int64_t nNew = 0;
-    int next = *all.rbegin() == std::numeric_limits<int>::max() ? 1 : *all.rbegin() + 1;
-    for (int& label : labels) {
-        if (seen.insert(label).second) {
-            continue;
-        }
-        while (!all.insert(next).second) {
-            ++next;
-        }
-        label = next;
-        seen.insert(label);
-        ++nNew;
-    }
-    report.Change(fmt::format("{} labels", what), "", nNew,
-                  "they were given twice, in several instances; bulk data have one numbering");
-}
 
 class Deck {
   public:
@@ -71,8 +45,8 @@ class Deck {
         if (instances.size() > 1) {
             WriteInstances(instances);
         } else {
-            MakeUnique(m_nodeLabels, "node", m_report);
-            MakeUnique(m_elementLabels, "element", m_report);
+            MakeLabelsUnique(m_nodeLabels, "node", m_report);
+            MakeLabelsUnique(m_elementLabels, "element", m_report);
             WritePart(instances.empty() ? std::string() : instances[0], {}, {}, {}, {});
         }
         for (const ORQExcModel::Surface& surface : m_model.Surfaces()) {

@@ -75,7 +75,6 @@ class Peer {
     }
 
   private:
-
     [[noreturn]] static void Play(const std::vector<Step>& script, int go, int answers) {
         for (const Step& step : script) {
             char c = 0;

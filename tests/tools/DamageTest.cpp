@@ -330,11 +330,11 @@ TEST_F(DamageTest, ConnectivityOfAnotherTypeIsNotTakenForNodeNumbers) {
     ChangeRows(
         "UPDATE distribution SET scalar = 4 WHERE object IN (SELECT distribution FROM data_set)");
     for (const char* ending : {".e", ".bdf", ".vtu", ".png"}) {
-        const std::string file = folder_ / (std::string("m") + ending);
+        const std::string file = m_folder / (std::string("m") + ending);
         const CommandResult result =
             ending == std::string(".png")
-                ? RunProgram({"draw", target_, "-o", file, "--size", "64x64"})
-                : RunProgram({"export", target_, "-o", file});
+                ? RunProgram({"draw", m_target, "-o", file, "--size", "64x64"})
+                : RunProgram({"export", m_target, "-o", file});
         EXPECT_EQ(result.status, 3) << ending << ": " << result.err;
         EXPECT_THAT(result.err, HasSubstr("connectivity"));
         EXPECT_FALSE(fs::exists(file));

@@ -525,7 +525,7 @@ TEST(Adjacency, NamesElementsPlacesAndBlocks) {
         json::parse(RunHere({"adjacency", model, "--node", "20", "--json"}).out)["elements"];
     ASSERT_EQ(found.size(), 3);
     EXPECT_EQ(found[0], json::parse(R"({"label": 7, "instance": "PART-1", "place": 2,
-        "type": "TRI3", "block": "surface 30 TRI3"})"));
+        "type": "TRI3", "block": "all of it"})"));
     EXPECT_EQ(found[1]["label"], 9);
     EXPECT_EQ(found[1]["place"], 1);
     EXPECT_EQ(found[2]["block"], "curve 5 BAR2");

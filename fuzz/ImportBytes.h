@@ -14,7 +14,8 @@ template <class Reader>
 void ImportBytes(const std::uint8_t* bytes, std::size_t size) {
     const MemoryFile file(bytes, size);
     try {
-        const orq::exchange::MeshImporter importer(std::make_unique<Reader>(file.Path()));
+        const orq::exchange::MeshImporter importer(std::make_unique<Reader>(file.Path()),
+                                                   file.Path());
         importer.Write(ORQSimDatabase::CreateInMemory(), {100000, [](double) {}});
     } catch (const ORQExcImportError&) {
     } catch (const ORQBasFailure&) {

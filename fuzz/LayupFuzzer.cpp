@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
     try {
         const ORQExcLayupFile file(layup.Path());
         const orq::exchange::MeshImporter importer(
-            std::make_unique<orq::exchange::GmshReader>(mesh.Path()));
+            std::make_unique<orq::exchange::GmshReader>(mesh.Path()), mesh.Path());
         importer.Write(ORQSimDatabase::CreateInMemory(), {100000, [](double) {}, &file});
     } catch (const ORQExcImportError&) {
     } catch (const ORQBasFailure&) {

@@ -91,8 +91,13 @@ int main(int argc, char** argv) {
     for (const auto& [input, name] : {std::pair{folder / "gmsh/version_2.msh", "mesh"},
                                       {folder / "bulk_data/plate.bdf", "deck"}}) {
         Run({"import", input, "-o", database, "--force"});
-        fs::create_directories(folder / "exodus");
-        Run({"export", database, "-o", folder / "exodus" / (std::string(name) + ".e"), "--force"});
+        for (const std::string format : {"exodus", "gmsh", "vtu"}) {
+            const std::string ending = format == "exodus" ? ".e"
+                                       : format == "gmsh" ? ".msh"
+                                                          : ".vtu";
+            fs::create_directories(folder / format);
+            Run({"export", database, "-o", folder / format / (name + ending), "--force"});
+        }
         Put(folder / "database" / name, Packed(database));
     }
     fs::remove_all(database);

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Runs a fuzzer for some time: scripts/fuzz.sh INPUT SECONDS, where INPUT is exodus, gmsh, bulk_data,
+# Runs a fuzzer for some time: scripts/fuzz.sh INPUT SECONDS, where INPUT is exodus, gmsh, vtu, bulk_data,
 # layup, database or rows. What it finds lies in build/fuzz/findings; the inputs that reach something new are
 # kept in build/fuzz/corpus, from which the next run goes on.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 if [[ $# -ne 2 ]]; then
-    echo "usage: scripts/fuzz.sh exodus|gmsh|bulk_data|layup|database|rows SECONDS" >&2
+    echo "usage: scripts/fuzz.sh exodus|gmsh|vtu|bulk_data|layup|database|rows SECONDS" >&2
     exit 2
 fi
 input=$1 seconds=$2

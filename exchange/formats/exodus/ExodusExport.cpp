@@ -220,7 +220,7 @@ class ExodusFile {
     static std::string SpelledShape(const ORQExcModel::Block& block) {
         return ORQExcFindShapeByExodusName(block.shapeName, block.shape->nNodes) == block.shape
                    ? block.shapeName
-                   : block.shape->name;
+                   : ExodusNameOf(*block.shape);
     }
 
     void WriteBlocks() {

@@ -87,6 +87,14 @@ class VtuFile {
 
     void Add(Place place, std::string name, std::string_view type, int components,
              std::int64_t bytes, std::function<void()> write) {
+        // VTK ends on two arrays of one name, and two fields of a model may have one.
+        const std::string wanted = name;
+        const auto isTaken = [&](const Array& array) {
+            return array.place == place && array.name == name;
+        };
+        for (int i = 2; std::ranges::any_of(m_arrays, isTaken); ++i) {
+            name = fmt::format("{} ({})", wanted, i);
+        }
         m_arrays.push_back({place, std::move(name), type, components, bytes, std::move(write)});
     }
 

@@ -189,11 +189,12 @@ class Writer {
         std::vector<int> labels;
         for (const auto& [name, nNodes, nElements] : instances) {
             const ORQSimPosition instance = m_builder.AddInstance(name);
-            labels.resize(static_cast<std::size_t>(std::max(nNodes, nElements)));
+            labels.resize(static_cast<std::size_t>(nNodes));
             m_source.ReadLabels(ORQObjLabelerType::Node, firstNode, firstNode + nNodes, labels);
             m_builder.SetLabels(ORQObjLabelerType::Node, instance,
                                 Range(NodeCollection(), firstNode, firstNode + nNodes).ID(),
                                 labels.data());
+            labels.resize(static_cast<std::size_t>(nElements));
             m_source.ReadLabels(ORQObjLabelerType::Element, firstElement, firstElement + nElements,
                                 labels);
             m_builder.SetLabels(

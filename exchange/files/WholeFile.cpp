@@ -1,5 +1,7 @@
 #include "files/WholeFile.h"
 
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 
 #include "ORQExcImportError.h"
@@ -16,6 +18,18 @@ std::string ReadWholeFile(const std::filesystem::path& file) {
     if (!stream || !stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) {
         throw ORQExcImportError(file, "file", "cannot be read");
     }
+    return bytes;
+}
+
+std::string FirstBytes(const std::filesystem::path& file, std::size_t count) {
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) {
+        throw ORQExcImportError(file, "file",
+                                std::string("cannot be read: ").append(std::strerror(errno)));
+    }
+    std::string bytes(count, '\0');
+    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(stream.gcount()));
     return bytes;
 }
 

@@ -20,6 +20,7 @@
 #include "Files.h"
 #include "ORQExcImportError.h"
 #include "ORQExcModel.h"
+#include "ORQExcResults.h"
 #include "ORQExcShapes.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -602,6 +603,35 @@ TEST_F(Vtu, HoldsPointsCellsLabelsBlocksAndSets) {
     EXPECT_EQ(grid["point_data"], json::parse(R"({"label": [40,10,30,20]})"));
     EXPECT_EQ(grid["cell_data"], json::parse(R"({"label": [7,9,3], "block": [1,1,2],
                               "element set half: #2": [0,1,0]})"));
+}
+
+// Zlib in base64, plain text, and names that in other programs' files mean something else.
+TEST_F(Vtu, FilesOfOthersComeInWithTheirArraysAsResults) {
+    PutBytes(m_folder / "other.vtu", R"(<?xml version="1.0"?>
+<VTKFile type="UnstructuredGrid" version="0.1" byte_order="LittleEndian" compressor="vtkZLibDataCompressor">
+<UnstructuredGrid><Piece NumberOfPoints="3" NumberOfCells="1">
+<PointData><DataArray type="Int32" Name="label" format="ascii">0 0 -7</DataArray></PointData>
+<CellData><DataArray type="Int32" Name="block" format="ascii">-1</DataArray></CellData>
+<Points><DataArray type="Float64" NumberOfComponents="3" format="binary">
+AQAAAEgAAAAAAAAAEgAAAA==eJxjYMAHPtjjlUaSBwA9VgJf
+</DataArray></Points>
+<Cells><DataArray type="Int64" Name="connectivity" format="ascii">0 1 2</DataArray>
+<DataArray type="Int64" Name="offsets" format="ascii">3</DataArray>
+<DataArray type="UInt8" Name="types" format="ascii">5</DataArray></Cells>
+</Piece></UnstructuredGrid></VTKFile>)");
+    const std::string model = m_folder / "m.orq";
+    ASSERT_EQ(RunHere({"import", (m_folder / "other.vtu").string(), "-o", model}).status, 0);
+    const ORQExcModel mesh{
+        ORQObjDocument(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly))};
+    EXPECT_THAT(mesh.NodeLabels(), ElementsAre(1, 2, 3));
+    std::vector<double> points(9);
+    mesh.ReadCoordinates(0, 3, points);
+    EXPECT_THAT(points, ElementsAre(0, 0, 0, 1, 0, 0, 0, 1, 0));
+    const ORQExcResults results(mesh.Document());
+    ASSERT_EQ(results.Fields().size(), 1);
+    std::vector<double> values(3);
+    results.Read(results.Fields()[0], 0, mesh.Nodes(), values);
+    EXPECT_THAT(values, ElementsAre(0, 0, -7));
 }
 
 TEST_F(Vtu, NodesOfEachShapeStandInTheOrderOfVtk) {

@@ -14,14 +14,12 @@
 #include "ORQExcExportError.h"
 #include "ORQExcImportError.h"
 #include "ORQSimDistribution.h"
+#include "files/WholeFile.h"
 
 namespace orq::exchange {
 namespace {
 
 using Array = ORQExcMeshSource::Array;
-
-// Deflate packs at most this many bytes into one, so that a claimed size can be checked.
-constexpr std::int64_t kDensestPacking = 1032;
 
 constexpr std::string_view kTimes = "time_step";
 

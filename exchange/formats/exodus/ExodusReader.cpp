@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "ORQExcImportError.h"
+#include "files/WholeFile.h"
 #include "formats/exodus/NetcdfClassicFile.h"
 
 namespace orq::exchange {
@@ -23,23 +24,8 @@ namespace {
 
 constexpr int kSlice = 65536;
 
-// Deflate, the densest encoding that the format uses, packs at most this many bytes into one.
-constexpr std::int64_t kDensestPacking = 1032;
-
 constexpr std::string_view kClassicMagic = "CDF";
 constexpr std::string_view kHdf5Magic = "\x89HDF\r\n\x1a\n";
-
-std::string FirstBytes(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        throw ORQExcImportError(file, "file",
-                                fmt::format("cannot be read: {}", std::strerror(errno)));
-    }
-    std::string bytes(kHdf5Magic.size(), '\0');
-    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    bytes.resize(static_cast<std::size_t>(stream.gcount()));
-    return bytes;
-}
 
 void CheckContainer(const std::filesystem::path& file) {
     std::error_code failure;
@@ -56,7 +42,7 @@ void CheckContainer(const std::filesystem::path& file) {
     if (!std::filesystem::is_regular_file(status)) {
         throw ORQExcImportError(file, "file", "is not a regular file");
     }
-    const auto magic = FirstBytes(file);
+    const auto magic = FirstBytes(file, kHdf5Magic.size());
     if (magic.empty()) {
         throw ORQExcImportError(file, "file", "is empty");
     }

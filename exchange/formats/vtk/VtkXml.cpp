@@ -19,9 +19,6 @@
 namespace orq::exchange {
 namespace {
 
-// Deflate packs at most this many bytes into one, so that a claimed size can be checked.
-constexpr std::uint64_t kDensestPacking = 1032;
-
 constexpr std::size_t kDeepest = 64;  // elements within elements; the format has 5
 
 bool IsBlank(char c) {
@@ -324,7 +321,7 @@ std::string VtkXmlFile::Inflated(const VtkElement& array, std::string_view heade
     }
     const std::uint64_t blockBytes = HeaderWord(header, 1);
     const std::uint64_t partialBytes = HeaderWord(header, 2);
-    if (blockBytes > kDensestPacking * m_bytes.size() || partialBytes > blockBytes) {
+    if (blockBytes > std::uint64_t{kDensestPacking} * m_bytes.size() || partialBytes > blockBytes) {
         Fail(array, fmt::format("blocks of {} bytes, the last one of {}, are wrong", blockBytes,
                                 partialBytes));
     }
@@ -333,7 +330,7 @@ std::string VtkXmlFile::Inflated(const VtkElement& array, std::string_view heade
         const std::uint64_t nPacked = HeaderWord(header, static_cast<std::size_t>(3 + block));
         const bool isPartial = block + 1 == nBlocks && partialBytes != 0;
         const std::uint64_t nBytes = isPartial ? partialBytes : blockBytes;
-        if (nPacked > blocks.size() || nBytes > kDensestPacking * (nPacked + 1)) {
+        if (nPacked > blocks.size() || nBytes > std::uint64_t{kDensestPacking} * (nPacked + 1)) {
             Fail(array, fmt::format("block {} of {} bytes cannot come from {} packed ones of {}",
                                     block + 1, nBytes, nPacked, blocks.size()));
         }

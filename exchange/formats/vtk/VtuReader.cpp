@@ -68,8 +68,8 @@ bool IsMark(const VtuGrid::Array& array) {
     return array.isWhole && array.nComponents == 1;
 }
 
-/// Whether an array is none of those that tell of the mesh.
-bool IsResult(const VtuGrid::Array& array) {
+/// Whether an array of a grid that our export wrote is none of those that tell of the mesh.
+bool IsResultOfOurs(const VtuGrid::Array& array) {
     if (array.isText) {
         return false;
     }
@@ -88,6 +88,13 @@ bool IsResult(const VtuGrid::Array& array) {
     }
     return name != array_names::kTime && name != array_names::kBlockNumbers &&
            !name.starts_with(array_names::kSurface);
+}
+
+/// In grids of others, names such as "label" may mean anything.
+bool IsResultOfOthers(const VtuGrid::Array& array) {
+    return !array.isText &&
+           !(array.place == Place::Cells && IsMark(array) && array.name == array_names::kBlocks) &&
+           !(array.place == Place::Grid && array.name == array_names::kTime);
 }
 
 std::optional<double> ParsedReal(std::string_view text) {
@@ -141,6 +148,17 @@ class VtuReader::Parser {
         ReadPoints();
         ReadCells();
         ReadElementLabels();
+        if (m_isOurs) {
+            ReadOurs();
+        }
+        ReadTime();
+        m_reader.m_results.Open(std::move(m_frames), m_grid, std::move(m_cellOfElement),
+                                m_isOurs ? IsResultOfOurs : IsResultOfOthers);
+    }
+
+  private:
+    /// What only our export says, in arrays.
+    void ReadOurs() {
         ReadSets(Place::Points, array_names::kNodeSet, m_reader.m_contents.nodeSets,
                  m_reader.m_nodeSetMembers);
         ReadSets(Place::Cells, array_names::kElementSet, m_reader.m_contents.elementSets,
@@ -148,11 +166,8 @@ class VtuReader::Parser {
         ReadSurfaces();
         ReadAttributes();
         ReadTitle();
-        ReadTime();
-        m_reader.m_results.Open(std::move(m_frames), m_grid, std::move(m_cellOfElement), IsResult);
     }
 
-  private:
     struct BlockKey {
         std::int64_t number;
         const ORQExcShape* shape;
@@ -182,7 +197,7 @@ class VtuReader::Parser {
     std::vector<int> Labels(Place place, std::int64_t count) const {
         std::vector<int> labels(static_cast<std::size_t>(count));
         const VtuGrid::Array* const array = m_grid.Find(place, array_names::kLabels);
-        if (array == nullptr || !IsMark(*array)) {
+        if (!m_isOurs || array == nullptr || !IsMark(*array)) {
             std::iota(labels.begin(), labels.end(), 1);
             return labels;
         }
@@ -225,7 +240,9 @@ class VtuReader::Parser {
                 ++unknown[{type, nNodes}];
                 continue;
             }
-            const std::int64_t number = numbers.empty() ? 0 : Checked(*array, numbers[cell], 0);
+            const std::int64_t number =
+                numbers.empty() ? 0
+                                : Checked(*array, numbers[cell], std::numeric_limits<int>::min());
             AddCell(number, ShapeIn(said, number, shape), cell,
                     std::span(cells.nodes)
                         .subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(nNodes)),
@@ -436,6 +453,7 @@ class VtuReader::Parser {
     const std::filesystem::path& m_file;
     std::vector<VtuResults::Frame> m_frames;
     VtuGrid m_grid;
+    bool m_isOurs = m_grid.Find(Place::Grid, array_names::kBlockNumbers) != nullptr;
     std::map<std::pair<int, int>, CellShape> m_shapes;  // by type and number of nodes
     std::map<BlockKey, std::size_t> m_placeOfBlock;
     std::vector<RawBlock> m_blocks;

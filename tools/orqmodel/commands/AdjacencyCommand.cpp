@@ -1,19 +1,26 @@
-#include "commands/AdjacencyCommand.h"
-
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "ORQExcModel.h"
 #include "ORQObjLabeler.h"
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "queries/LabelLookup.h"
 #include "queries/OpenModel.h"
 
 namespace orqmodel {
 namespace {
+
+struct AdjacencyOptions {
+    std::string database;
+    int node;              // The label.
+    std::string instance;  // Empty when the label is unique among all instances.
+    bool json = false;
+};
 
 struct Place {
     int elementLabel;
@@ -74,8 +81,8 @@ nlohmann::json ToJson(const LabelledMember& node, const AdjacencyOptions& option
             {"elements", elements}};
 }
 
-}  // namespace
-
+/// Prints the elements at a node: their labels, types and blocks, and the node's place in each,
+/// from 1. ExitStatus::Findings when no node has the label. Throws ORQBasFailure.
 ExitStatus RunAdjacency(const AdjacencyOptions& options, const Console& console) {
     const ORQObjDocument document(OpenModel(options.database));
     const std::optional<LabelledMember> node =
@@ -92,6 +99,18 @@ ExitStatus RunAdjacency(const AdjacencyOptions& options, const Console& console)
         PrintText(*node, options, places, console.out);
     }
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareAdjacency(CLI::App& command) {
+    const auto options = std::make_shared<AdjacencyOptions>();
+    AddDatabase(command, options->database);
+    command.add_option("--node", options->node, "The label of the node")->required();
+    command.add_option("--instance", options->instance,
+                       "The instance, where several have a node of that label");
+    AddJson(command, options->json);
+    return Reading(options, RunAdjacency, &AdjacencyOptions::database);
 }
 
 }  // namespace orqmodel

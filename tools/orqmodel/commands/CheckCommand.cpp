@@ -1,5 +1,3 @@
-#include "commands/CheckCommand.h"
-
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -11,11 +9,18 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvHPVizChecker.h"
 #include "ORQSrvShellSection.h"
+#include "commands/Arguments.h"
 #include "queries/FindingGuide.h"
 #include "queries/OpenModel.h"
 
 namespace orqmodel {
 namespace {
+
+struct CheckOptions {
+    std::string database;
+    bool explain = false;
+    bool json = false;
+};
 
 using nlohmann::json;
 
@@ -141,8 +146,11 @@ void Print(const ORQExcOutcome& outcome, const CheckOptions& options, std::ostre
     }
 }
 
-}  // namespace
-
+/// Checks a model for what would keep it from being displayed or post-processed; prints the
+/// findings in their order, one line each, or explained and grouped by check. ExitStatus::Findings
+/// when there are any. What ends the check early is thrown after the findings until then are
+/// printed: ORQBasFailure, of kind Damaged and with the section's name for a section that cannot be
+/// read.
 ExitStatus RunCheck(const CheckOptions& options, const Console& console) {
     const ORQExcOutcome outcome = Check(options.database);
     Print(outcome, options, console.out);
@@ -151,6 +159,17 @@ ExitStatus RunCheck(const CheckOptions& options, const Console& console) {
         console.err << "orqmodel: " << ORQExcPrintable(outcome.reason) << '\n';
     }
     return outcome.status;
+}
+
+}  // namespace
+
+SubcommandRun DeclareCheck(CLI::App& command) {
+    const auto options = std::make_shared<CheckOptions>();
+    AddDatabase(command, options->database);
+    command.add_flag("--explain", options->explain,
+                     "Group the findings and say what each means, breaks and needs");
+    AddJson(command, options->json);
+    return Reading(options, RunCheck, &CheckOptions::database);
 }
 
 }  // namespace orqmodel

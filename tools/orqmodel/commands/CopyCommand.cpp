@@ -1,16 +1,28 @@
-#include "commands/CopyCommand.h"
-
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "ORQExcStagedTarget.h"
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 
 namespace orqmodel {
+namespace {
 
+struct CopyOptions {
+    std::string database;
+    std::filesystem::path output;
+    bool force = false;
+    bool json = false;
+};
+
+/// Copies the state of a model database that was committed last, also while somebody writes to it.
+/// On any failure, and when interrupted, what stood under the output's name is as it was. Throws
+/// ORQBasFailure and Interrupted.
 ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
     ORQExcStagedTarget target(options.output, options.force);
     const auto database = ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly);
@@ -39,6 +51,17 @@ ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
                     << fmt::format("copied: state {}, {} bytes of bulk data\n", state, bulk);
     }
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareCopy(CLI::App& command) {
+    const auto options = std::make_shared<CopyOptions>();
+    AddDatabase(command, options->database);
+    command.add_option("COPY", options->output, "The model database to make, NAME.orq")->required();
+    command.add_flag("--force", options->force, "Replace a model database of that name");
+    AddJson(command, options->json);
+    return Running(options, RunCopy);
 }
 
 }  // namespace orqmodel

@@ -1,9 +1,10 @@
-#include "commands/DrawCommand.h"
-
 #include <array>
 #include <charconv>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "ORQBasFailure.h"
 #include "ORQBasStaged.h"
@@ -12,6 +13,7 @@
 #include "ORQExcSections.h"
 #include "ORQObjDocument.h"
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "draw/LayupPicture.h"
 #include "draw/MaterialPicture.h"
 #include "draw/MeshPicture.h"
@@ -20,6 +22,23 @@
 
 namespace orqmodel {
 namespace {
+
+struct DrawOptions {
+    std::string database;
+    std::filesystem::path output;  // Its ending names the format: .png or .svg.
+    std::string field;             // Whose values colour the mesh; empty for none.
+    int step = 0;                  // The time of the field, from 1; 0 for the last with values.
+    std::string section;           // Drawn instead of the mesh; empty for none.
+    std::string material;          // As well.
+    std::string view;              // As View::FromText takes it; empty for what suits the model.
+    std::string colourBy;          // "block", "set", or empty: "set" when sets are named.
+    std::vector<std::string> sets;
+    std::vector<std::string> blocks;
+    std::string edges;  // "none", "feature", "mesh", or empty for what suits the size.
+    std::string size = "1200x900";
+    bool force = false;  // Replace a file that has the name.
+    bool json = false;
+};
 
 constexpr int kLeastSide = 32;
 constexpr int kLargestSide = 10000;
@@ -117,8 +136,8 @@ nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& o
     return {{"material", material.name}, {"graphs", picture.NumGraphs()}};
 }
 
-}  // namespace
-
+/// Draws the mesh of a model database, one of its layered sections or materials, to a file. On any
+/// failure the output's name is as it was before. Throws ORQExcExportError and ORQBasFailure.
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     const bool isSvg = IsSvg(options.output);
     if (!options.force &&
@@ -145,6 +164,68 @@ ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
                     << ORQExcPrintable(options.output.string()) << " (" << format << ")\n";
     }
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareDraw(CLI::App& command) {
+    const auto options = std::make_shared<DrawOptions>();
+    AddDatabase(command, options->database);
+    command
+        .add_option("-o,--output", options->output,
+                    "The file to write; its ending, .png or .svg, names the format")
+        ->required();
+    command.add_option("--view", options->view,
+                       "From where: iso, +x, -x, +y, -y, +z, -z or a direction X,Y,Z; "
+                       "without it, from the front of a plane model, else iso");
+    CLI::Option* field = command.add_option(
+        "--field", options->field,
+        "Colour by the values of the results of that name: a field or one of its components");
+    command
+        .add_option("--step", options->step,
+                    "The time of the field, counted from 1; without it, the last that has "
+                    "values")
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+        ->needs(field);
+    CLI::Option* section =
+        command.add_option("--section", options->section,
+                           "Draw the layers of the section of that name instead of the mesh");
+    CLI::Option* material =
+        command
+            .add_option("--material", options->material,
+                        "Draw the properties of the material of that name, over temperature")
+            ->excludes(section);
+    command
+        .add_option("--colour-by,--color-by", options->colourBy,
+                    "What has a colour of its own; block, unless there is --set")
+        ->check(CLI::IsMember({"block", "set"}));
+    command
+        .add_option("--set", options->sets,
+                    "Colour only the element set, surface or node set of that name; "
+                    "may be repeated")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    command
+        .add_option("--block", options->blocks, "Draw only the block of that name; may be repeated")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    command
+        .add_option("--edges", options->edges,
+                    "Which edges of elements are drawn; mesh, all of them, unless they are "
+                    "too dense")
+        ->check(CLI::IsMember({"none", "feature", "mesh"}));
+    for (const char* ofMeshes :
+         {"--view", "--colour-by", "--set", "--block", "--edges", "--field"}) {
+        section->excludes(command.get_option(ofMeshes));
+        material->excludes(command.get_option(ofMeshes));
+    }
+    for (const char* ofGroups : {"--colour-by", "--set"}) {
+        field->excludes(command.get_option(ofGroups));
+    }
+    command.add_option("--size", options->size, "WIDTHxHEIGHT in pixels")->capture_default_str();
+    command.add_flag("--force", options->force, "Replace a file of that name");
+    AddJson(command, options->json);
+    return Reading(options, RunDraw, &DrawOptions::database);
 }
 
 }  // namespace orqmodel

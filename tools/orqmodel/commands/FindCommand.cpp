@@ -1,5 +1,3 @@
-#include "commands/FindCommand.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,6 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <numeric>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "ORQExcModel.h"
 #include "ORQExcNearNames.h"
@@ -17,10 +17,19 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvFunctions.h"
 #include "ORQSrvGlobalLabelMap.h"
+#include "commands/Arguments.h"
+#include "queries/NamedObject.h"
 #include "queries/OpenModel.h"
 
 namespace orqmodel {
 namespace {
+
+struct FindOptions {
+    std::string database;
+    std::string kind;  // One of FindKinds().
+    ScopedName name;
+    bool json = false;
+};
 
 enum class Members { Nodes, Elements, Faces, None };
 
@@ -180,8 +189,6 @@ nlohmann::json ToJson(const FindOptions& options, const Found* found,
             {"alike", alike}};
 }
 
-}  // namespace
-
 std::vector<std::string> FindKinds() {
     std::vector<std::string> names;
     for (const Kind& kind : kKinds) {
@@ -190,6 +197,10 @@ std::vector<std::string> FindKinds() {
     return names;
 }
 
+/// Prints the object of a scoped name, the key under which it lies, and its members by instance and
+/// label. ExitStatus::Findings, and names that are spelt alike, when there is none. Throws
+/// ORQBasFailure: Usage for quotes that are not closed, Damaged when a set's name leads to
+/// something else.
 ExitStatus RunFind(const FindOptions& options, const Console& console) {
     const Kind& kind = *std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& candidate) {
         return candidate.name == options.kind;
@@ -216,6 +227,21 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
         PrintText(kind, found, console.out);
     }
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareFind(CLI::App& command) {
+    const auto options = std::make_shared<FindOptions>();
+    AddDatabase(command, options->database);
+    command.add_option("KIND", options->kind, "What it is")
+        ->required()
+        ->check(CLI::IsMember(FindKinds()));
+    command.add_option("NAME", options->name.name, "The name; parts of it may be quoted")
+        ->required();
+    AddScope(command, options->name);
+    AddJson(command, options->json);
+    return Reading(options, RunFind, &FindOptions::database);
 }
 
 }  // namespace orqmodel

@@ -1,5 +1,4 @@
-#include "commands/ImportCommand.h"
-
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -8,12 +7,23 @@
 #include "ORQExcReport.h"
 #include "ORQExcStagedTarget.h"
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
 
 namespace orqmodel {
 namespace {
+
+struct ImportOptions {
+    std::filesystem::path input;
+    std::filesystem::path output;
+    std::filesystem::path layup;  // Puts sections on the mesh; empty for none.
+    int chunkNodes = 100'000;     // At least 1.
+    bool force = false;           // Replace a model database that has the name.
+    bool strict = false;          // Import nothing when something would be dropped.
+    bool json = false;
+};
 
 ORQExcReport Build(const ORQExcImporter& importer, const std::string& directory,
                    const ORQExcImportSettings& settings) {
@@ -40,8 +50,9 @@ void Print(const ImportOptions& options, const ORQExcImporter& importer, const O
     report.Print(out);
 }
 
-}  // namespace
-
+/// Imports a file into a new model database and prints what was kept, changed and dropped. On any
+/// failure, when interrupted, and when `strict` finds a drop (ExitStatus::Findings), the output's
+/// name is as it was before. Throws ORQExcImportError, ORQBasFailure and Interrupted.
 ExitStatus RunImport(const ImportOptions& options, const Console& console) {
     ORQExcStagedTarget target(options.output, options.force);
     const auto importer = ORQExcOpenImporter(options.input);
@@ -71,6 +82,27 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
                     << (report.HasDrops() ? "would be dropped" : "is wrong in the file") << '\n';
     }
     return isRefused || report.HasFindings() ? ExitStatus::Findings : ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareImport(CLI::App& command) {
+    const auto options = std::make_shared<ImportOptions>();
+    command.add_option("FILE", options->input, "The mesh file")->required();
+    command.add_option("-o,--output", options->output, "The model database to make, NAME.orq")
+        ->required();
+    command.add_option("--layup", options->layup,
+                       "A layup file (JSON) that puts layered sections on the mesh");
+    command
+        .add_option("--chunk-nodes", options->chunkNodes,
+                    "The most nodes whose coordinates are stored as one piece")
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
+        ->capture_default_str();
+    command.add_flag("--force", options->force, "Replace a model database of that name");
+    command.add_flag("--strict", options->strict,
+                     "Import nothing, and exit with status 1, when content would be dropped");
+    AddJson(command, options->json);
+    return Running(options, RunImport);
 }
 
 }  // namespace orqmodel

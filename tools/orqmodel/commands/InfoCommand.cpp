@@ -1,14 +1,14 @@
-#include "commands/InfoCommand.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <vector>
 
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "queries/ModelSummary.h"
 #include "queries/OpenModel.h"
 #include "terminal/ProgressBar.h"
@@ -16,6 +16,11 @@
 
 namespace orqmodel {
 namespace {
+
+struct InfoOptions {
+    std::string database;
+    bool json = false;
+};
 
 using nlohmann::json;
 
@@ -256,8 +261,7 @@ void PrintKeptTexts(const ModelSummary& summary, std::ostream& out) {
               out);
 }
 
-}  // namespace
-
+/// Prints what a model database holds, read through the services. Throws ORQBasFailure.
 ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
     DiskUse use{{}, DirectoryBytes(options.database)};
     const auto database = OpenModel(options.database);
@@ -279,6 +283,15 @@ ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
                                Bytes(use.directory), Bytes(use.parts.catalogue),
                                Bytes(use.parts.bulk), Bytes(use.parts.freeBulk));
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareInfo(CLI::App& command) {
+    const auto options = std::make_shared<InfoOptions>();
+    AddDatabase(command, options->database);
+    AddJson(command, options->json);
+    return Reading(options, RunInfo, &InfoOptions::database);
 }
 
 }  // namespace orqmodel

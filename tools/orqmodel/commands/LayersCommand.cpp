@@ -1,19 +1,28 @@
-#include "commands/LayersCommand.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "ORQExcSections.h"
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "queries/LabelLookup.h"
 #include "queries/OpenModel.h"
 #include "terminal/TextTable.h"
 
 namespace orqmodel {
 namespace {
+
+struct LayersOptions {
+    std::string database;
+    std::string section;         // Empty for the table of all.
+    std::optional<int> element;  // Its label; excludes a section.
+    std::string instance;        // Of the element; needed where several have one of that label.
+    bool json = false;
+};
 
 using nlohmann::json;
 using Stack = ORQExcSections::Stack;
@@ -194,8 +203,8 @@ ExitStatus ShowSectionOfElement(const ORQObjDocument& document, const LayersOpti
     return ExitStatus::Done;
 }
 
-}  // namespace
-
+/// Prints the layered sections of a model database, or the layers of one, named or found for an
+/// element. An element that is not there, or has no section, is a finding. Throws ORQBasFailure.
 ExitStatus RunLayers(const LayersOptions& options, const Console& console) {
     const ORQObjDocument document(OpenModel(options.database));
     if (options.element) {
@@ -208,6 +217,25 @@ ExitStatus RunLayers(const LayersOptions& options, const Console& console) {
         ShowSection(reader, reader.Named(options.section), std::nullopt, options, console.out);
     }
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareLayers(CLI::App& command) {
+    const auto options = std::make_shared<LayersOptions>();
+    AddDatabase(command, options->database);
+    CLI::Option* section =
+        command.add_option("SECTION", options->section, "The name of the section");
+    CLI::Option* element = command
+                               .add_option("--element", options->element,
+                                           "The label of an element, whose section is shown")
+                               ->excludes(section);
+    command
+        .add_option("--instance", options->instance,
+                    "The instance, where several have an element of that label")
+        ->needs(element);
+    AddJson(command, options->json);
+    return Reading(options, RunLayers, &LayersOptions::database);
 }
 
 }  // namespace orqmodel

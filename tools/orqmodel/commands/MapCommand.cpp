@@ -1,5 +1,3 @@
-#include "commands/MapCommand.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -8,6 +6,7 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "ORQExcModel.h"
@@ -18,10 +17,20 @@
 #include "ORQSrvFunctions.h"
 #include "ORQSrvGlobalLabelMap.h"
 #include "ORQSrvLabelMapper.h"
+#include "commands/Arguments.h"
+#include "queries/NamedObject.h"
 #include "queries/OpenModel.h"
 
 namespace orqmodel {
 namespace {
+
+struct MapOptions {
+    std::string primary;
+    std::string secondary;
+    ScopedName nodeset;      // Empty for none.
+    double tolerance = 0.0;  // In the models' length unit.
+    bool json = false;
+};
 
 constexpr std::size_t kMostListed = 20;
 
@@ -239,8 +248,10 @@ nlohmann::json ToJson(const MapOptions& options, const Result& result) {
             {"moved", moved}};
 }
 
-}  // namespace
-
+/// Prints what two models have in common by instance and label, how a node set of the primary model
+/// lies in the secondary one, and which nodes moved by more than the tolerance.
+/// ExitStatus::Findings when anything has no match, moved, or the set is not there. Throws
+/// ORQBasFailure.
 ExitStatus RunMap(const MapOptions& options, const Console& console) {
     const ORQObjDocument primary(OpenModel(options.primary));
     const ORQObjDocument secondary(OpenModel(options.secondary));
@@ -268,6 +279,23 @@ ExitStatus RunMap(const MapOptions& options, const Console& console) {
         PrintText(options, result, console.out);
     }
     return result.HasFindings(options) ? ExitStatus::Findings : ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareMap(CLI::App& command) {
+    const auto options = std::make_shared<MapOptions>();
+    command.add_option("PRIMARY", options->primary, "The model to start from")->required();
+    command.add_option("SECONDARY", options->secondary, "The model to lead to")->required();
+    command.add_option("--nodeset", options->nodeset.name,
+                       "A node set of the primary model, to be found in the secondary one");
+    AddScope(command, options->nodeset);
+    command
+        .add_option("--tolerance", options->tolerance, "List matched nodes that are further apart")
+        ->check(CLI::NonNegativeNumber)
+        ->capture_default_str();
+    AddJson(command, options->json);
+    return Reading(options, RunMap, &MapOptions::primary, &MapOptions::secondary);
 }
 
 }  // namespace orqmodel

@@ -1,5 +1,3 @@
-#include "commands/MaterialsCommand.h"
-
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -7,16 +5,24 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "ORQExcMaterials.h"
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "queries/OpenModel.h"
 #include "terminal/TextTable.h"
 
 namespace orqmodel {
 namespace {
+
+struct MaterialsOptions {
+    std::string database;
+    std::string material;  // Its name; empty for the list of all.
+    bool json = false;
+};
 
 using nlohmann::json;
 using Material = ORQExcMaterials::Material;
@@ -142,8 +148,8 @@ json ToJson(const ORQExcMaterialTable& table) {
     return {{"property", table.property}, {"columns", columns}, {"rows", all.rows}};
 }
 
-}  // namespace
-
+/// Prints the materials of a model database, or the properties of one as tables. Throws
+/// ORQBasFailure, also for a name that no material has.
 ExitStatus RunMaterials(const MaterialsOptions& options, const Console& console) {
     const ORQObjDocument document(OpenModel(options.database));
     const ORQExcMaterials reader(document);
@@ -179,6 +185,16 @@ ExitStatus RunMaterials(const MaterialsOptions& options, const Console& console)
         PrintOne(table, console.out);
     }
     return ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareMaterials(CLI::App& command) {
+    const auto options = std::make_shared<MaterialsOptions>();
+    AddDatabase(command, options->database);
+    command.add_option("MATERIAL", options->material, "The name of the material");
+    AddJson(command, options->json);
+    return Reading(options, RunMaterials, &MaterialsOptions::database);
 }
 
 }  // namespace orqmodel

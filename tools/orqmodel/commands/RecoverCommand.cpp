@@ -1,15 +1,22 @@
-#include "commands/RecoverCommand.h"
-
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
+
+struct RecoverOptions {
+    std::string database;
+    std::filesystem::path output;
+    bool json = false;
+};
 
 void Print(const RecoverOptions& options, const ORQSimDatabase::Recovery& recovery,
            std::ostream& out) {
@@ -53,8 +60,9 @@ void PrintAsJson(const RecoverOptions& options, const ORQSimDatabase::Recovery& 
                       {"bulk_bytes", recovery.bulkBytes}}}});
 }
 
-}  // namespace
-
+/// Makes a new model database of what is whole in a damaged one, and lists what is lost.
+/// ExitStatus::Findings when anything is. On any failure, and when interrupted, nothing is left
+/// under the output's name. Throws ORQBasFailure and Interrupted.
 ExitStatus RunRecover(const RecoverOptions& options, const Console& console) {
     const InterruptGuard interrupts;
     ORQSimDatabase::Recovery recovery;
@@ -72,6 +80,23 @@ ExitStatus RunRecover(const RecoverOptions& options, const Console& console) {
         Print(options, recovery, console.out);
     }
     return recovery.lost.empty() ? ExitStatus::Done : ExitStatus::Findings;
+}
+
+}  // namespace
+
+SubcommandRun DeclareRecover(CLI::App& command) {
+    const auto options = std::make_shared<RecoverOptions>();
+    command.footer(
+        "The damaged database stays as it is. Sets, drawers of values, tables and data sets that "
+        "are\n"
+        "damaged in part are left out whole, and links to them; objects to which no link leads "
+        "any\n"
+        "more are kept. Exit status 1 when anything is lost");
+    command.add_option("DATABASE", options->database, "The damaged model database")->required();
+    command.add_option("-o,--output", options->output, "The model database to make, NAME.orq")
+        ->required();
+    AddJson(command, options->json);
+    return Running(options, RunRecover);
 }
 
 }  // namespace orqmodel

@@ -1,16 +1,22 @@
-#include "commands/StatusCommand.h"
-
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <poll.h>
 
 #include <nlohmann/json.hpp>
+#include <string>
 
+#include "commands/Arguments.h"
 #include "queries/AnalysisStatus.h"
 #include "terminal/InterruptGuard.h"
 
 namespace orqmodel {
 namespace {
+
+struct StatusOptions {
+    std::string database;
+    bool json = false;
+    bool watch = false;
+};
 
 constexpr int kMillisecondsBetweenLooks = 100;
 
@@ -150,8 +156,9 @@ void Print(const AnalysisNews& news, bool isJobNews, const StatusOptions& option
     out.flush();
 }
 
-}  // namespace
-
+/// Shows the status of the job, its steps and the conditions reported in them. With `watch` also
+/// what is new at each commit, until the job ends or its process does; Interrupted is thrown when
+/// the user has enough.
 ExitStatus RunStatus(const StatusOptions& options, const Console& console) {
     AnalysisFollower follower(options.database);
     const InterruptGuard interrupts;
@@ -170,6 +177,17 @@ ExitStatus RunStatus(const StatusOptions& options, const Console& console) {
     }
     const std::string state = latest->State();
     return state == "failed" || state == "died" ? ExitStatus::Findings : ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareStatus(CLI::App& command) {
+    const auto options = std::make_shared<StatusOptions>();
+    AddDatabase(command, options->database);
+    command.add_flag("--watch", options->watch,
+                     "Go on with what is new, until the job ends or its process does");
+    AddJson(command, options->json);
+    return Reading(options, RunStatus, &StatusOptions::database);
 }
 
 }  // namespace orqmodel

@@ -1,5 +1,3 @@
-#include "commands/VariablesCommand.h"
-
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <fnmatch.h>
@@ -7,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -14,9 +13,15 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvVariableMap.h"
 #include "ads_ComponentSymbolsEnm.h"
+#include "commands/Arguments.h"
 
 namespace orqmodel {
 namespace {
+
+struct VariablesOptions {
+    std::string label;  // or a pattern with *, ? and [...]; empty for all variables
+    bool json = false;
+};
 
 using nlohmann::json;
 
@@ -191,8 +196,8 @@ std::vector<std::string> LabelsLike(const std::string& wanted, const std::vector
     return IsPattern(wanted) ? std::vector<std::string>() : ORQExcSpeltAlike(wanted, wanted, names);
 }
 
-}  // namespace
-
+/// Says what an output variable's label means, or lists the variables and labels of a pattern.
+/// Needs no database. Nothing of that name is a finding.
 ExitStatus RunVariables(const VariablesOptions& options, const Console& console) {
     const std::vector<Label> all = AllLabels();
     const std::vector<Label> matching = Matching(options.label, all);
@@ -217,6 +222,16 @@ ExitStatus RunVariables(const VariablesOptions& options, const Console& console)
         PrintLabel(matching.front(), all, console.out);
     }
     return matching.empty() ? ExitStatus::Findings : ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareVariables(CLI::App& command) {
+    const auto options = std::make_shared<VariablesOptions>();
+    command.add_option("LABEL", options->label,
+                       "The label, or a pattern with *, ? and [...]; all labels without one");
+    AddJson(command, options->json);
+    return Running(options, RunVariables);
 }
 
 }  // namespace orqmodel

@@ -1,15 +1,20 @@
-#include "commands/VerifyCommand.h"
-
 #include <nlohmann/json.hpp>
+#include <string>
 #include <vector>
 
 #include "ORQBasFailure.h"
 #include "ORQSimDatabase.h"
+#include "commands/Arguments.h"
 #include "queries/OpenModel.h"
 #include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
+
+struct VerifyOptions {
+    std::string database;
+    bool json = false;
+};
 
 // Damage that keeps the database from being opened or read through is a finding like the others.
 std::vector<std::string> FindDamage(const std::string& path, const Console& console) {
@@ -24,8 +29,9 @@ std::vector<std::string> FindDamage(const std::string& path, const Console& cons
     }
 }
 
-}  // namespace
-
+/// Compares every checksum of a model database and follows every reference; prints what is wrong,
+/// one line each. ExitStatus::Unreadable when anything is. Throws ORQBasFailure for what is no
+/// model database or cannot be opened for another reason than damage.
 ExitStatus RunVerify(const VerifyOptions& options, const Console& console) {
     const auto findings = FindDamage(options.database, console);
     if (options.json) {
@@ -46,6 +52,15 @@ ExitStatus RunVerify(const VerifyOptions& options, const Console& console) {
         }
     }
     return findings.empty() ? ExitStatus::Done : ExitStatus::Unreadable;
+}
+
+}  // namespace
+
+SubcommandRun DeclareVerify(CLI::App& command) {
+    const auto options = std::make_shared<VerifyOptions>();
+    AddDatabase(command, options->database);
+    AddJson(command, options->json);
+    return Running(options, RunVerify);
 }
 
 }  // namespace orqmodel

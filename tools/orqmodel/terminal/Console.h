@@ -10,6 +10,13 @@
 
 namespace orqmodel {
 
+/// How much a command tells.
+enum class Verbosity {
+    Quiet,  ///< what was asked for and what went wrong, no account of what was done
+    Ordinary,
+    Verbose,  ///< every name, where an account of many shortens its lists
+};
+
 /// Where a command writes: results to `out`, the rest to `err`.
 struct Console {
     std::ostream& out;
@@ -17,6 +24,10 @@ struct Console {
     bool showsProgress;  // Whether someone is watching `err`.
     /// Where a bar is drawn; `err` lets nothing through that moves the cursor.
     std::ostream* terminal = nullptr;
+    Verbosity verbosity = Verbosity::Ordinary;
+
+    bool IsQuiet() const { return verbosity == Verbosity::Quiet; }
+    bool IsVerbose() const { return verbosity == Verbosity::Verbose; }
 };
 
 /// How a command ended; the values are the program's exit statuses.

@@ -1,0 +1,44 @@
+#include "commands/Subcommands.h"
+
+#include <array>
+
+namespace orqmodel {
+namespace {
+
+constexpr std::array kSubcommands = {
+    Subcommand{"import",
+               "Make a model database from a mesh file (Exodus II, Gmsh, NASTRAN bulk data, VTU)",
+               DeclareImport},
+    Subcommand{"info", "Show what a model database holds", DeclareInfo},
+    Subcommand{"verify", "Compare all checksums and follow all references of a model database",
+               DeclareVerify},
+    Subcommand{"recover", "Make a new model database of what is whole in a damaged one",
+               DeclareRecover},
+    Subcommand{"copy", "Copy the last state of a model database, also while somebody writes to it",
+               DeclareCopy},
+    Subcommand{"check", "Say what keeps a model from being displayed or post-processed",
+               DeclareCheck},
+    Subcommand{"export", "Write a model to a file (Exodus II, Gmsh, NASTRAN bulk data, VTU)",
+               DeclareExport},
+    Subcommand{"adjacency", "Show the elements at a node", DeclareAdjacency},
+    Subcommand{"draw", "Draw the mesh of a model, a section or a material, as a picture (PNG, SVG)",
+               DeclareDraw},
+    Subcommand{"find", "Show a set, surface or orientation by its name", DeclareFind},
+    Subcommand{"map", "Match the nodes and elements of two models by instance and label",
+               DeclareMap},
+    Subcommand{"layers", "Show the layered sections of a model, or one's layers", DeclareLayers},
+    Subcommand{"materials", "Show the materials of a model, or the properties of one as tables",
+               DeclareMaterials},
+    Subcommand{"variables", "Say what the label of an output variable means, or list labels",
+               DeclareVariables},
+    Subcommand{"status", "Show how an analysis stands: its job, steps, warnings and errors",
+               DeclareStatus},
+};
+
+}  // namespace
+
+std::span<const Subcommand> Subcommands() {
+    return kSubcommands;
+}
+
+}  // namespace orqmodel

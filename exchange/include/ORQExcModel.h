@@ -80,8 +80,13 @@ class ORQ_EXPORT ORQExcModel {
 
     /// [end - begin][Dimension()]; 0 where a node has no coordinates.
     void ReadCoordinates(int begin, int end, std::span<double> coordinates) const;
+    /// The same of any nodes, in the order of the set.
+    void ReadCoordinates(const ORQSimCSet& nodes, std::span<double> coordinates) const;
     /// [end - begin][nodes of the shape], elements counted within the block.
     void ReadConnectivity(const Block& block, int begin, int end, std::span<int> nodes) const;
+    /// The same of any elements of the block, in the order of the set.
+    void ReadConnectivity(const Block& block, const ORQSimCSet& elements,
+                          std::span<int> nodes) const;
     /// The nodes of each face, in the order of the faces.
     std::vector<FaceNodes> NodesOf(const std::vector<Face>& faces) const;
     /// All uses of a node, by drawer of the connectivity, then by element and place: the entries
@@ -90,6 +95,9 @@ class ORQ_EXPORT ORQExcModel {
     std::vector<Use> UsesOf(int node) const;
     /// [end - begin][attributes], elements counted within the block.
     void ReadAttributes(const Block& block, int begin, int end, std::span<double> values) const;
+    /// The same of any elements of the block, in the order of the set.
+    void ReadAttributes(const Block& block, const ORQSimCSet& elements,
+                        std::span<double> values) const;
     /// Those that label nodes or elements.
     std::vector<Instance> Instances() const;
     /// By ordinal; 0 for what no instance labels. Labels of several instances may repeat.
@@ -100,7 +108,6 @@ class ORQ_EXPORT ORQExcModel {
     std::vector<int> Labels(ORQObjLabelerType type, int count) const;
     std::vector<Set> ReadSets(int mapSlot, int clusterSlot, const ORQSimPosition& collection) const;
     void ReadBlocks();
-    void ReadRows(const Block& block, const ORQSimCSet& elements, std::span<int> nodes) const;
 
     ORQObjDocument m_document;
     int m_dimension = 0;

@@ -18,6 +18,7 @@
 #include "ORQSimTransfer.h"
 #include "ORQSrvElementConnectivity.h"
 #include "ORQSrvNodalCoordinates.h"
+#include "model/OrdinalSet.h"
 
 namespace {
 
@@ -39,19 +40,18 @@ ORQExcModel::Properties PropertiesOf(const ORQSimPosition& object) {
 
 /// Members [begin, end) by location of an ascending or ordered set.
 ORQSimCSet Part(const ORQSimCSet& set, int begin, int end) {
-    const ORQSimCollection collection(set.CollectionID());
     if (begin == 0 && end == set.Size()) {
         return set;
     }
-    const int first = begin < end ? set[begin] : 0;
-    if (set.IsAscending() && begin < end && set[end - 1] - first == end - begin - 1) {
-        return collection.CreateVolatileCSetStrided(first, end - begin, 1, 1);
+    const ORQSimCollection collection(set.CollectionID());
+    if (set.IsAscending() && begin < end && set[end - 1] - set[begin] == end - begin - 1) {
+        return collection.CreateVolatileCSetStrided(set[begin], end - begin, 1, 1);
     }
     std::vector<int> members;
     for (int location = begin; location < end; ++location) {
         members.push_back(set[location]);
     }
-    return collection.CreateVolatileOrderedCSet(members.data(), end - begin);
+    return orq::exchange::OrdinalSet(collection, members);
 }
 
 /// Readers rely on what a database written by others may not keep.
@@ -231,20 +231,23 @@ std::vector<ORQExcModel::Surface> ORQExcModel::Surfaces() const {
 }
 
 void ORQExcModel::ReadCoordinates(int begin, int end, std::span<double> coordinates) const {
-    const ORQObjMesh mesh(m_document.GetMesh());
-    const ORQSimCollection nodes(mesh.GetNodeCollection().GetCollection());
-    ORQSrvNodalCoordinates(mesh.GetCoordinates(), kChunk)
-        .Read(nodes.CreateVolatileCSetStrided(begin, end - begin, 1, 1), m_components,
-              coordinates.data());
+    const ORQSimCollection nodes(
+        ORQObjMesh(m_document.GetMesh()).GetNodeCollection().GetCollection());
+    ReadCoordinates(nodes.CreateVolatileCSetStrided(begin, end - begin, 1, 1), coordinates);
+}
+
+void ORQExcModel::ReadCoordinates(const ORQSimCSet& nodes, std::span<double> coordinates) const {
+    ORQSrvNodalCoordinates(ORQObjMesh(m_document.GetMesh()).GetCoordinates(), kChunk)
+        .Read(nodes, m_components, coordinates.data());
 }
 
 void ORQExcModel::ReadConnectivity(const Block& block, int begin, int end,
                                    std::span<int> nodes) const {
-    ReadRows(block, Part(block.elements, begin, end), nodes);
+    ReadConnectivity(block, Part(block.elements, begin, end), nodes);
 }
 
-void ORQExcModel::ReadRows(const Block& block, const ORQSimCSet& elements,
-                           std::span<int> nodes) const {
+void ORQExcModel::ReadConnectivity(const Block& block, const ORQSimCSet& elements,
+                                   std::span<int> nodes) const {
     const ORQSimCollection places(
         m_document.GetMesh().GetPosition(ORQSimSchema::Mesh_elementNodePlaces).GetCollection());
     const ORQSimPosition connectivity = ORQObjMesh(m_document.GetMesh()).GetConnectivity();
@@ -285,10 +288,11 @@ std::vector<ORQExcModel::FaceNodes> ORQExcModel::NodesOf(const std::vector<Face>
         elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
         const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> nodes(elements.size() * nNodes);
-        ReadRows(block,
-                 ORQSimCollection(block.elements.CollectionID())
-                     .CreateVolatileCSet(elements.data(), static_cast<int>(elements.size()), true),
-                 nodes);
+        ReadConnectivity(
+            block,
+            ORQSimCollection(block.elements.CollectionID())
+                .CreateVolatileCSet(elements.data(), static_cast<int>(elements.size()), true),
+            nodes);
         for (const std::size_t place : places) {
             const auto row = static_cast<std::size_t>(
                 std::ranges::lower_bound(elements, faces[place].element) - elements.begin());
@@ -334,11 +338,16 @@ std::vector<ORQExcModel::Use> ORQExcModel::UsesOf(int node) const {
 
 void ORQExcModel::ReadAttributes(const Block& block, int begin, int end,
                                  std::span<double> values) const {
+    ReadAttributes(block, Part(block.elements, begin, end), values);
+}
+
+void ORQExcModel::ReadAttributes(const Block& block, const ORQSimCSet& elements,
+                                 std::span<double> values) const {
     const ORQSimDistribution attributes(
         block.position.GetPosition(ORQSimSchema::Block_attributes).GetDistribution());
     ORQSimTransfer(attributes)
         .SetRead()
-        .SetDim(0, Part(block.elements, begin, end))
+        .SetDim(0, elements)
         .SetDim(1, ORQSimCSet(attributes.Grid().Collection(1)))
         .SetBuffer(ORQSimbufMain, values.data(), static_cast<std::int64_t>(values.size_bytes()))
         .ExecRead();

@@ -32,6 +32,8 @@ std::vector<Workload> LabelWorkloads();
 std::vector<Workload> LayerWorkloads();
 // The model checker over elements in many classes, as many elements as the mesh has.
 std::vector<Workload> CheckWorkloads();
+// Two models compared, as many elements as the mesh has.
+std::vector<Workload> DiffWorkloads();
 // Fields, property tables and output variables.
 std::vector<Workload> FieldWorkloads();
 

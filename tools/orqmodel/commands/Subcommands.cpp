@@ -26,6 +26,8 @@ constexpr std::array kSubcommands = {
     Subcommand{"find", "Show a set, surface or orientation by its name", DeclareFind},
     Subcommand{"map", "Match the nodes and elements of two models by instance and label",
                DeclareMap},
+    Subcommand{"diff", "List what differs in two models: mesh, sets, sections, materials, results",
+               DeclareDiff},
     Subcommand{"layers", "Show the layered sections of a model, or one's layers", DeclareLayers},
     Subcommand{"materials", "Show the materials of a model, or the properties of one as tables",
                DeclareMaterials},

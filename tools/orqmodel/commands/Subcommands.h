@@ -30,6 +30,7 @@ std::span<const Subcommand> Subcommands();
 SubcommandRun DeclareAdjacency(CLI::App& command);
 SubcommandRun DeclareCheck(CLI::App& command);
 SubcommandRun DeclareCopy(CLI::App& command);
+SubcommandRun DeclareDiff(CLI::App& command);
 SubcommandRun DeclareDraw(CLI::App& command);
 SubcommandRun DeclareExport(CLI::App& command);
 SubcommandRun DeclareFind(CLI::App& command);

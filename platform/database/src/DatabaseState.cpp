@@ -42,6 +42,7 @@ DatabaseState::~DatabaseState() {
 
 void DatabaseState::Close() {
     OpenDatabase& database = OpenDatabases()[static_cast<std::size_t>(m_context.Value())];
+    // First, so that handles find no database from here on.
     database.state = nullptr;
     ForgetCaches();
     m_sets.Temps().Clear();
@@ -115,6 +116,8 @@ void DatabaseState::CheckStorable(const ORQSimDynamicID& id) const {
 }
 
 int DatabaseState::Begin() {
+    // Takes the memory that Undo will need, so that undoing cannot fail for want of it (invariant
+    // 11). Nothing has begun if this throws.
     m_undone.Prepare();
     m_store->Begin();
     m_undone.Begin(m_store->NextNumbers());
@@ -135,6 +138,7 @@ void DatabaseState::Commit() {
         m_store->Commit();
     } catch (...) {
         ForgetCaches();
+        // The store has undone the transaction. Numbers that it gave name nothing any more.
         m_undone.Undo(m_store->Depth(), m_store->NextNumbers());
         throw;
     }
@@ -142,10 +146,12 @@ void DatabaseState::Commit() {
 }
 
 void DatabaseState::Rollback(int level) noexcept {
+    // Destructors of a forked child come here too: the transaction is the parent's (invariant 15).
     if (m_store->IsOfOtherProcess()) {
         return;
     }
     ForgetCaches();
+    // Inner transactions that are still open end with the one around them.
     while (m_store->Depth() >= level) {
         m_store->Rollback();
     }
@@ -155,6 +161,8 @@ void DatabaseState::Rollback(int level) noexcept {
 bool DatabaseState::Refresh() {
     bool hasChanged = false;
     if (m_store->MustReopen()) {
+        // Opened before the old one is dropped (invariant 13): if that throws, the old state is
+        // still shown.
         auto fresh = storage::Store::Open(m_path, false);
         hasChanged = fresh->Generation() != m_store->Generation();
         m_store = std::move(fresh);

@@ -50,6 +50,7 @@ ORQSimPosition ORQSimPosition::Parent(int slot) const {
     AddReferrers<ChildRow>(*state, m_id, slot, parents);
     AddReferrers<MapEntryRow>(*state, m_id, slot, parents);
     AddReferrers<VectorEntryRow>(*state, m_id, slot, parents);
+    // The lowest, so that the result does not depend on the kind of link.
     return parents.empty() ? ORQSimPosition() : std::ranges::min(parents);
 }
 

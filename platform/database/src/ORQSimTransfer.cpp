@@ -47,6 +47,8 @@ std::vector<DrawerState*> ORQSimTransfer::Job::DrawersToRead(
 ORQSimTransientDrawer ORQSimTransfer::Job::Read() {
     CheckView();
     DatabaseState& state = State();
+    // A read takes no rows where all is known, so nothing else would notice that the handle
+    // refuses.
     state.Store().CheckUsable();
     DistributionState& distribution = Distribution();
     const int nDims = static_cast<int>(distribution.grid.size());
@@ -179,6 +181,7 @@ std::int64_t ORQSimTransfer::Job::Extend(DatabaseState& state, DrawerState& draw
         }
     };
     ComponentSetPtr missing = drawer.rows.Missing(view);
+    // New rows go to the end, so a view of new members alone has no row before them.
     const bool isAllNew = missing->Size() == view->Size();
     if (!extension.IsNull()) {
         add(drawer.rows.Missing(ORQSimCSet(extension).Payload()));
@@ -201,6 +204,7 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     const std::int64_t rowsPerChunk = drawer.RowsPerChunk(mover.storeSize);
     ChunkStore& chunkStore = state.Chunks();
 
+    // In the order of rows, so that each chunk is written once.
     std::vector<RowRun> runs;
     ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer, firstRow,
                   [&](const RowRun& run) { runs.push_back(run); });
@@ -230,6 +234,9 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
         const std::int64_t end = (runs[last].row + countOf(last) - chunkRow) * rowBytes;
         const std::int64_t length = chunkStore.Length(drawer.store, 0, number);
         std::int64_t reserve = 0;
+        // Room to grow, so that appending copies each byte a few times at most: the first chunk
+        // doubles, later ones get their full size at once. A first write gets what it needs, so
+        // that small drawers stay small.
         if (drawer.extendable >= 0 && (number > 0 || length > 0)) {
             reserve = std::min(rowsPerChunk * rowBytes,
                                number > 0 ? rowsPerChunk * rowBytes : 2 * std::max(end, length));

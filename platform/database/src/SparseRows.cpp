@@ -49,6 +49,7 @@ std::vector<T> GetArray(DatabaseState& state, std::int64_t store, int part, std:
 std::vector<std::int32_t> GetMap(DatabaseState& state, const DrawerState& drawer,
                                  std::int64_t begin, std::int64_t count, std::int64_t nStored) {
     auto map = GetArray<std::int32_t>(state, drawer.store, kMap, begin, count + 1);
+    // Entries of the map become places in the other two arrays.
     if (map.front() < 0 || map.back() > nStored || !std::ranges::is_sorted(map)) {
         FailDamaged(state, drawer);
     }
@@ -106,6 +107,8 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
     result.m_map.assign(static_cast<std::size_t>(view[0]->Size()) + 1, 0);
     const auto valueSize = static_cast<std::size_t>(distribution.ScalarSize());
 
+    // From a location in the drawer's columns to that in the view, -1 where the view lacks it: one
+    // pass over the columns instead of a search for each value.
     std::vector<int> toView(static_cast<std::size_t>(drawer.sets[1]->Size()), -1);
     ComponentSet::ForEachCommonRun(*view[1], *drawer.sets[1], [&](int inView, int at, int count) {
         for (int i = 0; i < count; ++i) {
@@ -149,6 +152,7 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
 std::int64_t SparseRows::NumStored(DatabaseState& state, const DrawerState& drawer) {
     storage::ChunkStore& chunks = state.Chunks();
     constexpr std::int64_t kSize = sizeof(std::int32_t);
+    // Lengths are compared before anything is read by numbers that a file gives.
     if (!HasFlatArray(chunks, drawer.store, kMap, (drawer.nRows + 1) * kSize)) {
         FailDamaged(state, drawer);
     }

@@ -20,7 +20,7 @@ namespace {
 constexpr std::int64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
 constexpr int kIndexSize = sizeof(std::int32_t);  // of an entry of the sparse buffers
 
-// The first member (in the set's order) that lies outside [0, space).
+// The first member, in the set's order, that lies outside [0, space); -1 if none does.
 int FirstOutside(const ComponentSet& set, int space) {
     std::optional<int> outside;
     set.ForEachRun([&](int, int first, int count) {
@@ -127,6 +127,7 @@ void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) co
     }
     for (std::size_t i = 0; i < dims.size(); ++i) {
         const int dimension = static_cast<int>(i);
+        // What is missing there will be added.
         if (dimension == drawer.extendable && autoExtend) {
             continue;
         }
@@ -183,6 +184,8 @@ void ORQSimTransfer::Job::CheckReferences(const DistributionState& distribution,
     const auto space =
         static_cast<std::uint32_t>(State().Objects().Space(distribution.rangeCollection));
     const orq::database::ItemMover mover = MoverFor(distribution);
+    // Blocks that stay in the first cache. The loop over one has no branch, so that compilers make
+    // it wide; the wrong value is searched for only when there is one.
     std::array<std::uint32_t, 4096> block{};
     for (std::int64_t first = 0; first < count; first += std::ssize(block)) {
         const std::int64_t size = std::min<std::int64_t>(std::ssize(block), count - first);

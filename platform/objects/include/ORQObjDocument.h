@@ -9,7 +9,7 @@
 #include "ORQString.h"
 
 /// A model database as a document: knows where the standard objects hang. A shared handle like the
-/// database's; an empty one counts as closed, and its getters answer null.
+/// database's; an empty one counts as closed, and its getters return null.
 class ORQ_EXPORT ORQObjDocument {
   public:
     ORQObjDocument() = default;

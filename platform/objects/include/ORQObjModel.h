@@ -5,7 +5,7 @@
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
-/// A model as a view of its record. Getters answer null for what the model lacks.
+/// A model as a view of its record. Getters return null for what the model lacks.
 class ORQ_EXPORT ORQObjModel {
   public:
     ORQObjModel() = default;

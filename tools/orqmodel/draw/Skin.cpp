@@ -11,6 +11,7 @@
 namespace orqmodel {
 namespace {
 
+// Coordinates are read into a small buffer and spread to three numbers each.
 constexpr int kSlice = 1 << 16;  // nodes at a time
 
 std::vector<Point> ReadPoints(const ORQExcModel& model) {

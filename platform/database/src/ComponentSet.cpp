@@ -165,12 +165,11 @@ ComponentSetPtr ComponentSet::Strided(int first, int count, int stride, int bloc
     const auto span = (static_cast<std::int64_t>(count) - 1) * stride + block - 1;
     if (count < 0 || block < 0 || (count > 1 && stride < block) || span > INT32_MAX ||
         first + span > INT32_MAX || static_cast<std::int64_t>(count) * block > INT32_MAX) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a strided set of first " + std::to_string(first) + ", count " +
-                                std::to_string(count) + ", stride " + std::to_string(stride) +
-                                ", block " + std::to_string(block) +
-                                ": counts must not be negative, blocks not overlap, members "
-                                "fit 32 bits");
+        ORQBasThrowUsage("a strided set of first " + std::to_string(first) + ", count " +
+                         std::to_string(count) + ", stride " + std::to_string(stride) + ", block " +
+                         std::to_string(block) +
+                         ": counts must not be negative, blocks not overlap, members "
+                         "fit 32 bits");
     }
     // One form for each sequence: SameSequence and Hash compare forms, not members.
     if (count <= 1 || block == 0 || stride == block) {
@@ -224,9 +223,8 @@ ComponentSetPtr ComponentSet::FromOrdered(std::vector<int> members) {
     if (SortedOnce(members).size() < members.size()) {
         std::ranges::sort(members);
         const auto twice = std::ranges::adjacent_find(members);
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            "an ordered set names member " + std::to_string(*twice) + " more than once");
+        ORQBasThrowUsage("an ordered set names member " + std::to_string(*twice) +
+                         " more than once");
     }
     return WrittenOut(Form::Ordered, std::move(members));
 }

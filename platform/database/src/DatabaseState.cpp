@@ -76,7 +76,7 @@ DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
 
 DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
     if (id.IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot write through a null object");
+        ORQBasThrowUsage("cannot write through a null object");
     }
     DatabaseState* state = Find(id.ContextID());
     if (state == nullptr) {
@@ -90,8 +90,7 @@ DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
 DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
     DatabaseState& state = Existing(id);
     if (state.m_store->Depth() == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            state.ShownPath() + ": no transaction is open, nothing can be changed");
+        ORQBasThrowUsage(state.ShownPath() + ": no transaction is open, nothing can be changed");
     }
     state.m_store->CheckUsable();
     return state;
@@ -107,12 +106,11 @@ void DatabaseState::CheckStorable(const ORQSimDynamicID& id) const {
     } else if (id.Category() == ORQSimCategoryDrawer) {
         name = "drawer " + std::to_string(id.Index()) + " of " + name;
     }
-    throw ORQBasFailure(ORQBasFailureKind::Usage,
-                        ShownPath() + ": " + name + " (" +
-                            ORQSimSchema::NameOf(id.TypeID().Index()) + ") " +
-                            (id.ContextID() != m_context
-                                 ? "belongs to another database"
-                                 : "is no longer there: the transaction that made it was undone"));
+    ORQBasThrowUsage(ShownPath() + ": " + name + " (" + ORQSimSchema::NameOf(id.TypeID().Index()) +
+                     ") " +
+                     (id.ContextID() != m_context
+                          ? "belongs to another database"
+                          : "is no longer there: the transaction that made it was undone"));
 }
 
 int DatabaseState::Begin() {
@@ -126,10 +124,9 @@ int DatabaseState::Begin() {
 
 void DatabaseState::CheckInnermost(int level) const {
     if (level != m_store->Depth()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            ShownPath() +
-                                ": a transaction was committed while one that was opened "
-                                "inside it is still open");
+        ORQBasThrowUsage(ShownPath() +
+                         ": a transaction was committed while one that was opened "
+                         "inside it is still open");
     }
 }
 

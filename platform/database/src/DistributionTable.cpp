@@ -41,9 +41,8 @@ DistributionState& DistributionTable::Get(const ORQSimDistributionID& id) {
 DistributionState DistributionTable::Load(const ORQSimDistributionID& id) {
     auto row = m_state.Rows().Find<storage::DistributionRow>(id.MinorID());
     if (!row.Next()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, m_state.ShownPath() + ": object " +
-                                                          std::to_string(id.MinorID()) +
-                                                          " is no distribution");
+        ORQBasThrowUsage(m_state.ShownPath() + ": object " + std::to_string(id.MinorID()) +
+                         " is no distribution");
     }
     DistributionState state;
     state.id = id;
@@ -213,9 +212,8 @@ void DistributionTable::ForgetInDataSets(std::int64_t distribution, int drawer) 
 void DistributionTable::DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id) {
     const std::int64_t object = distribution.id.MinorID();
     if (distribution.Find(id) == nullptr) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            m_state.ShownPath() + ": drawer " + std::to_string(id.Index()) +
-                                " is not one of distribution " + std::to_string(object));
+        ORQBasThrowUsage(m_state.ShownPath() + ": drawer " + std::to_string(id.Index()) +
+                         " is not one of distribution " + std::to_string(object));
     }
     // All rows of the drawer go or, where one cannot be erased, the transaction is marked as half
     // done (invariant 11).

@@ -23,7 +23,6 @@ using orq::database::DrawerSegment;
 using orq::database::DrawerState;
 using orq::database::InDimension;
 using orq::database::ItemMover;
-using orq::database::Refuse;
 using orq::database::RowReader;
 using orq::database::RowRun;
 using orq::database::SparseRows;
@@ -90,12 +89,12 @@ SparseRows ORQSimTransfer::Job::SparseView(DatabaseState& state, DistributionSta
     DrawerState* sparse = nullptr;
     for (DrawerState* drawer : DrawersToRead(distribution)) {
         if (drawer->layout != ORQSimDrawerLayout::Sparse || sparse != nullptr) {
-            Refuse("a sparse read needs one sparse drawer; set the drawer");
+            ORQBasThrowUsage("a sparse read needs one sparse drawer; set the drawer");
         }
         sparse = drawer;
     }
     if (sparse == nullptr) {
-        Refuse("a sparse read needs one sparse drawer; the distribution has none");
+        ORQBasThrowUsage("a sparse read needs one sparse drawer; the distribution has none");
     }
     return SparseRows::Read(state, distribution, *sparse, View());
 }
@@ -112,10 +111,10 @@ std::int64_t ORQSimTransfer::Job::ReadAsSparse(DatabaseState& state,
 
 void ORQSimTransfer::Job::Make() {
     if (making == Making::None) {
-        Refuse("nothing says that the transfer makes a drawer");
+        ORQBasThrowUsage("nothing says that the transfer makes a drawer");
     }
     if (isSparse) {
-        Refuse("a sparse drawer is made by writing its cells");
+        ORQBasThrowUsage("a sparse drawer is made by writing its cells");
     }
     CheckView();
     AddDrawer();
@@ -134,7 +133,7 @@ void ORQSimTransfer::Job::AddDrawer() {
 
 void ORQSimTransfer::Job::Write() {
     if (direction != Direction::Write) {
-        Refuse("the transfer was not set to write");
+        ORQBasThrowUsage("the transfer was not set to write");
     }
     CheckView();
     DatabaseState& state = DatabaseState::Writing(distributionID);
@@ -333,7 +332,7 @@ ORQSimTransfer& ORQSimTransfer::SetExtendableDim(int dimension) {
 ORQSimTransfer& ORQSimTransfer::SetDim(int dimension, const ORQSimCSet& set) {
     constexpr int kMostDimensions = 16;
     if (dimension < 0 || dimension >= kMostDimensions) {
-        Refuse(InDimension(dimension) + " does not exist");
+        ORQBasThrowUsage(InDimension(dimension) + " does not exist");
     }
     const auto place = static_cast<std::size_t>(dimension);
     if (place >= m_job->dims.size()) {
@@ -355,7 +354,7 @@ ORQSimTransfer& ORQSimTransfer::SetDimExtension(const ORQSimCSetID& members) {
 
 ORQSimTransfer& ORQSimTransfer::SetBuffer(int buffer, void* data, std::int64_t size) {
     if (buffer < ORQSimbufMain || buffer > ORQSimbufSparseMap) {
-        Refuse("buffer " + std::to_string(buffer) + " does not exist");
+        ORQBasThrowUsage("buffer " + std::to_string(buffer) + " does not exist");
     }
     m_job->buffers[static_cast<std::size_t>(buffer)] = {data, size};
     return *this;
@@ -368,7 +367,7 @@ ORQSimTransfer& ORQSimTransfer::SetBuffer(int buffer, const void* data, std::int
 
 ORQSimTransfer& ORQSimTransfer::SetBufferType(int scalarType) {
     if (ORQSimScalarSize(scalarType) == 0) {
-        Refuse("the buffer type " + std::to_string(scalarType) + " is no scalar type");
+        ORQBasThrowUsage("the buffer type " + std::to_string(scalarType) + " is no scalar type");
     }
     m_job->bufferType = scalarType;
     return *this;
@@ -386,7 +385,7 @@ ORQSimTransfer& ORQSimTransfer::SetSerialization(const ORQSimSerializationType& 
 
 ORQSimTransfer& ORQSimTransfer::SetSparseNNonzero(int count) {
     if (count < 0) {
-        Refuse("the number of non-zeros " + std::to_string(count) + " is below 0");
+        ORQBasThrowUsage("the number of non-zeros " + std::to_string(count) + " is below 0");
     }
     m_job->nNonzero = count;
     return *this;
@@ -407,7 +406,7 @@ std::int64_t ORQSimTransfer::RequiredBufferSize(int buffer) const {
 
 ORQSimTransientDrawer ORQSimTransfer::ExecRead() {
     if (m_job->direction != Job::Direction::Read) {
-        Refuse("the transfer was not set to read");
+        ORQBasThrowUsage("the transfer was not set to read");
     }
     return m_job->Read();
 }

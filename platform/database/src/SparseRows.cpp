@@ -63,25 +63,22 @@ void SparseRows::Check(std::span<const std::int32_t> indices, std::span<const st
     const auto nValues = static_cast<std::int64_t>(indices.size());
     for (std::size_t row = 0; row + 1 < map.size(); ++row) {
         if (map[row] > map[row + 1] || (row == 0 && map[0] != 0)) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                "the sparse map does not rise from 0: row " + std::to_string(row) +
-                                    " has [" + std::to_string(map[row]) + ", " +
-                                    std::to_string(map[row + 1]) + ")");
+            ORQBasThrowUsage("the sparse map does not rise from 0: row " + std::to_string(row) +
+                             " has [" + std::to_string(map[row]) + ", " +
+                             std::to_string(map[row + 1]) + ")");
         }
     }
     if (map.back() != nValues) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "the sparse map ends at " + std::to_string(map.back()) + ", " +
-                                std::to_string(nValues) + " values are given");
+        ORQBasThrowUsage("the sparse map ends at " + std::to_string(map.back()) + ", " +
+                         std::to_string(nValues) + " values are given");
     }
     const auto outside = std::ranges::find_if(
         indices, [&](std::int32_t index) { return index < 0 || index >= nColumns; });
     if (outside != indices.end()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "sparse index " + std::to_string(*outside) + " (value " +
-                                std::to_string(outside - indices.begin()) +
-                                ") is outside dimension 1, which has " + std::to_string(nColumns) +
-                                " members");
+        ORQBasThrowUsage("sparse index " + std::to_string(*outside) + " (value " +
+                         std::to_string(outside - indices.begin()) +
+                         ") is outside dimension 1, which has " + std::to_string(nColumns) +
+                         " members");
     }
 }
 

@@ -20,10 +20,6 @@
 
 namespace orq::database {
 
-[[noreturn]] inline void Refuse(const std::string& text) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
-}
-
 inline std::string InDimension(int dimension) {
     return "dimension " + std::to_string(dimension);
 }

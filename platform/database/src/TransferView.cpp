@@ -62,9 +62,8 @@ namespace {
 
 template <class From>
 [[noreturn]] void RefuseValue(From value) {
-    throw ORQBasFailure(
-        ORQBasFailureKind::Usage,
-        "the value " + std::to_string(value) + " cannot be held by the scalar type it is moved to");
+    ORQBasThrowUsage("the value " + std::to_string(value) +
+                     " cannot be held by the scalar type it is moved to");
 }
 
 template <class To, class From>

@@ -38,10 +38,10 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
                                           : GroupsByBlock(skin, model, blocks);
     // Before anything is sorted or projected: parts are what memory and time go by.
     if (skin.NumParts() > kMostParts) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            fmt::format("has {} facets, lines and points on its outside; at most "
-                                        "{} can be drawn",
-                                        skin.NumParts(), kMostParts));
+        ORQBasThrowUsage(
+            fmt::format("has {} facets, lines and points on its outside; at most "
+                        "{} can be drawn",
+                        skin.NumParts(), kMostParts));
     }
     if (!m_view) {
         m_view = View::BestFor(skin);

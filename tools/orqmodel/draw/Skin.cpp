@@ -210,7 +210,7 @@ Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks) {
         }
     }
     if (skin.NumParts() == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "there is nothing to draw");
+        ORQBasThrowUsage("there is nothing to draw");
     }
     CheckPoints(skin, model);
     return skin;

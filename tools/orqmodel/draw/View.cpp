@@ -75,14 +75,12 @@ View View::FromText(const std::string& text) {
     }
     Point toEye{};
     if (!ReadDirection(text, toEye)) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            "--view " + text + ": is none of iso, +x, -x, +y, -y, +z, -z and X,Y,Z");
+        ORQBasThrowUsage("--view " + text + ": is none of iso, +x, -x, +y, -y, +z, -z and X,Y,Z");
     }
     // Scaled before it is normalised, so that squares neither overflow nor become zero.
     const double largest = std::max({std::abs(toEye[0]), std::abs(toEye[1]), std::abs(toEye[2])});
     if (!(largest > 0 && largest < std::numeric_limits<double>::infinity())) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "--view " + text + ": is no direction");
+        ORQBasThrowUsage("--view " + text + ": is no direction");
     }
     return {text, {toEye[0] / largest, toEye[1] / largest, toEye[2] / largest}};
 }

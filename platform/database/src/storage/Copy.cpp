@@ -88,10 +88,9 @@ void Engine::CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& pro
 void Engine::CopyTo(const std::string& directory, const std::function<void(double)>& progress) {
     CheckUsable();
     if (IsInMemory() || Depth() > 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            directory +
-                                ": a database in memory, or one with an open transaction, "
-                                "cannot be copied");
+        ORQBasThrowUsage(directory +
+                         ": a database in memory, or one with an open transaction, "
+                         "cannot be copied");
     }
     MakeOutOfSight(directory, [&](const std::string& beside) {
         LockFile lock;

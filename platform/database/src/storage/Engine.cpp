@@ -161,8 +161,7 @@ void Engine::Begin() {
     CheckOwner();
     CheckSound();
     if (!m_writable) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            m_directory + ": is open for reading only, nothing can be changed");
+        ORQBasThrowUsage(m_directory + ": is open for reading only, nothing can be changed");
     }
     m_bulkEnds.reserve(m_bulkEnds.size() + 1);  // what has begun is noted, whatever happens
     if (Depth() == 0) {

@@ -204,7 +204,7 @@ void Engine::MakeOutOfSight(const std::string& givenDirectory,
     // Only so that nobody waits for a database that cannot be put into place; it is checked again
     // then.
     if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
+        ORQBasThrowUsage(directory + ": exists already");
     }
     ORQBasStaged staged(directory, "new");
     const std::string made = staged.Path().string();

@@ -85,7 +85,7 @@ class ORQ_EXPORT ORQSrvDiagnosticsHandler : public omi_SingletonBase<ORQSrvDiagn
     ORQSimPosition m_unused[4];  // kept without use
     int m_attempt = 0;           // within the increment
     int m_iteration = 0;         // within the attempt
-    bool m_isTracing = false;    // kept without a way to set it
+    bool m_isTracing = false;    // kept, though nothing sets it
     ORQObjDocument m_document;
 };
 

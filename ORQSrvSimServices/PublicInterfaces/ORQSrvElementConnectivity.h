@@ -34,13 +34,13 @@ class ORQ_EXPORT ORQSrvElementConnectivity {
     ORQSrvElementConnectivity(const ORQSimPosition& position,
                               const ORQSimBtree<ORQSimDynamicID, int>& chunkSizes);
 
-    /// Writes the rows of the elements, in the order of their set, and answers the number of bytes.
+    /// Writes the rows of the elements, in the order of their set, and returns the number of bytes.
     /// `nodes` holds elements x columns ints and stays the caller's. `transaction` must be open; on
     /// failure it can only be undone.
     int Append(ORQSimTransaction& transaction, const ORQSimDynamicID& kind,
                const ORQSimCSetID& elements, const ORQSimCSetID& columns, const int* nodes);
 
-    /// Reads elements x columns ints and answers the number of bytes. What is not stored leaves the
+    /// Reads elements x columns ints and returns the number of bytes. What is not stored leaves the
     /// buffer as it is.
     int Read(const ORQSimCSet& elements, const ORQSimCSet& columns, int* nodes) const;
 

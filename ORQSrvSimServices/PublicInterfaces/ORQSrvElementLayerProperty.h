@@ -39,7 +39,7 @@ class ORQ_EXPORT ORQSrvElementLayerProperty {
     /// All layers of the drawers that have some of the elements.
     virtual ORQSimCSet GetElementLayers(const ORQSimCSetID& elements);
     /// Fills values[elements][layers] with member numbers, -1 for pairs without a value, and
-    /// answers how many there are.
+    /// returns how many there are.
     virtual int Lookup(const ORQSimCSet& elements, const ORQSimCSet& layers, int* values) const;
     /// Makes the data set of the model, or brings it up to date; does nothing while nothing was
     /// recorded. What another object saved since this one was made stays: the values of this one

@@ -36,7 +36,7 @@ class ORQ_EXPORT ORQSrvEltClassificationBuilder {
     explicit ORQSrvEltClassificationBuilder(ORQSimPosition position) : m_position(position) {}
 
     /// Builds the classification, records it and its collection of classes on the mesh in place of
-    /// earlier ones, and answers its record; null, with nothing changed, when the mesh has no
+    /// earlier ones, and returns its record; null, with nothing changed, when the mesh has no
     /// assignment of specs. REQUIRES: an open transaction.
     ORQSimPosition BuildEltClassification(ORQSrvEltClassificationType type) const;
 

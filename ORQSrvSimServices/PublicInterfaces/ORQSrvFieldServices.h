@@ -35,7 +35,7 @@ class ORQ_EXPORT ORQSrvFieldServices {
     static ORQSimArray<ORQString> GetComponents(const ORQString& label);
     /// The grid type of the first record of a label, -1 when there is none. With `resume` the
     /// search goes on behind the record at which the last search ended, whoever made it: called
-    /// again and again it answers all grid types of a label, then -1.
+    /// again and again it returns all grid types of a label, then -1.
     static int GetGridTypeFromVariableLabel(const ORQString& label, bool resume);
 
     /// Reads the value of a uniform field: one double of a scalar one, `count` of a vector or
@@ -52,7 +52,7 @@ class ORQ_EXPORT ORQSrvFieldServices {
     /// a distribution, in a transaction of its own. `data` holds rows x columns doubles, row after
     /// row; the leading ones of them are the values of the distribution over `first` x `second`,
     /// row-major. `padding`, when not 0, pads the buffer of that transfer. New members for the rows
-    /// are registered with the document's collection of table rows. Answers the field.
+    /// are registered with the document's collection of table rows. Returns the field.
     ///
     /// Throws ORQBasFailure (Usage), and makes nothing, when the sets need more values than there
     /// are, when there are no rows or columns, and when the document has no collection of table

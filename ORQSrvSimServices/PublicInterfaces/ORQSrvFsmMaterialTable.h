@@ -45,7 +45,7 @@ class ORQ_EXPORT ORQSrvFsmMaterialTable {
     /// Field variables of the table that `owner` holds, 0 without one. Checks "domain.Size() == 2".
     int NumberFieldVariables(const ORQSimPosition& owner) const;
 
-    /// Writes a new table, in place of one that the owner holds, and answers its rows: new members
+    /// Writes a new table, in place of one that the owner holds, and returns its rows: new members
     /// of `rowCollection`. Components of dependents are members 0 to length - 1 of
     /// `componentCollection`, or of `scalarCollection` for dependents of one value per row unless
     /// that is null; field variables become new members of `fieldVariableCollection`. Temperatures
@@ -58,7 +58,7 @@ class ORQ_EXPORT ORQSrvFsmMaterialTable {
                       const ORQSimCollectionID& scalarCollection, const double** data, int rows,
                       bool hasTemperatures, int fieldVariables,
                       const ORQSimCollectionID& fieldVariableCollection) const;
-    /// Adds rows behind those of the table that `owner` holds and answers the new ones; equal rows
+    /// Adds rows behind those of the table that `owner` holds and returns the new ones; equal rows
     /// are kept twice. Components and field variables are those of the table, so the other two
     /// collections take no part. Checks "ddesc.Size() == 1". Throws ORQBasFailure (Usage), and
     /// writes nothing, unless `rows` is above 0 and the data have the temperatures and the number

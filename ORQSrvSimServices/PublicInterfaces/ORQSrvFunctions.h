@@ -106,7 +106,7 @@ ORQ_EXPORT ORQSimCSetID ORQSrvGetPointSetFromElementSpec(const ORQSimPosition& e
 
 // Of a document without these collections, an empty one among them, every record and set is null.
 
-/// Other numbers answer null: the dof without a name.
+/// Other numbers return null: the dof without a name.
 ORQ_EXPORT ORQSimPosition ORQSrvGetDofRecordFromDofNumber(const ORQObjDocument& document,
                                                           int number);
 /// -1 for any other record.

@@ -20,8 +20,8 @@ class ORQSimDistribution;
 ///   element = entry & 0x1FFFFFF     the member number of the element, below 2^25
 ///   place   = entry >> 25           the place of the node in the element, below 128
 ///
-/// Neither bound is checked when packing, nor that nodes are members of the mesh: the database is
-/// trusted. An object is not copied.
+/// Neither bound is checked when packing. A node that the mesh does not have throws ORQBasFailure
+/// (Damaged), naming it; so do values that are not those that were stored. An object is not copied.
 class ORQ_EXPORT ORQSrvInverseConnectivity {
   public:
     /// `position` is the mesh (ORQObjModel::GetMesh). Reads nothing yet.
@@ -31,7 +31,8 @@ class ORQ_EXPORT ORQSrvInverseConnectivity {
     ORQSrvInverseConnectivity& operator=(const ORQSrvInverseConnectivity&) = delete;
 
     /// Builds the adjacency of all elements, and replaces an earlier result. Holds the connectivity
-    /// in memory beside the result while it works.
+    /// in memory beside the result while it works: 8 bytes for each node and 8 for each node of
+    /// each element. After a failure the object is empty or partly built; invert again.
     void Invert();
     /// The same for the elements of one set; nodes of other elements have no entries. A set that is
     /// neither ascending nor empty ends the process ("elset.IsAscending() || elset.Size() == 0").

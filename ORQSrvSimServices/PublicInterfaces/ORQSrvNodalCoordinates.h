@@ -28,13 +28,13 @@ class ORQ_EXPORT ORQSrvNodalCoordinates {
     /// most nodes in one piece of the drawer, should this object make it.
     ORQSrvNodalCoordinates(const ORQSimPosition& position, int chunkSize);
 
-    /// Writes the coordinates of nodes x components, adding nodes that have none yet, and answers
+    /// Writes the coordinates of nodes x components, adding nodes that have none yet, and returns
     /// the number of bytes. `transaction` must be open on the mesh's database; on failure it can
     /// only be undone. The caller keeps `values`.
     int Append(ORQSimTransaction& transaction, const ORQSimCSetID& nodes,
                const ORQSimCSetID& components, const double* values);
 
-    /// Reads into the caller's buffer and answers the number of bytes. What is not stored reads as
+    /// Reads into the caller's buffer and returns the number of bytes. What is not stored reads as
     /// 0.0. Nodes outside the mesh throw ORQBasFailure (Usage).
     int Read(const ORQSimCSet& nodes, const ORQSimCSet& components, double* values) const;
 

@@ -12,11 +12,11 @@
 ///   source {4, 0, 2}, target {10, 11, 12}:  4 -> 10, 0 -> 11, 2 -> 12
 ///
 /// Stateless; any position stands for its database. A model has one mapper for nodes, one for
-/// elements and one for other members. What a model lacks is answered by null IDs, and by a map
-/// between empty sets. IDs that are answered are those of stored sets: they stay valid as the
+/// elements and one for other members. What a model lacks is returned as null IDs, and as a map
+/// between empty sets. IDs that are returned are those of stored sets: they stay valid as the
 /// database is open.
 ///
-/// Fetching an ID costs some look-ups of links and reads no members. All throw ORQBasFailure: Usage
+/// Fetching an ID costs some lookups of links and reads no members. All throw ORQBasFailure: Usage
 /// when the database is closed, Damaged or Io when the catalogue cannot be read.
 class ORQ_EXPORT ORQSrvSetMapperFactory {
   public:

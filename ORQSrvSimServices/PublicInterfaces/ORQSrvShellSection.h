@@ -11,7 +11,10 @@
 ///
 /// Thicknesses and angles are read by the constructor, everything else by the first call of its
 /// getter. What the database gains afterwards is not seen. A missing link is no error: references
-/// are null then, counts 0, thicknesses and angles the most negative double.
+/// are null then, counts 0, thicknesses and angles the most negative double. All throw
+/// ORQBasFailure: Usage when the database is closed, Damaged or Io when values cannot be read.
+/// Costs one value for each layer and attribute, and for distributed ones an intersection of
+/// element sets for each drawer.
 class ORQ_EXPORT ORQSrvShellSection {
   public:
     /// How a layer's thickness or angle is given.

@@ -13,7 +13,7 @@
 ///   place          0    1     2    ...  12   ...
 ///   name         "C_1" "C_11"  ""       "C_2"
 ///
-/// Keeps nothing: each call is one look-up in the database, and sees its changes.
+/// Keeps nothing: each call is one lookup in the database, and sees its changes.
 class ORQ_EXPORT ORQSrvSymbolCollection {
   public:
     /// `collection` is the collection, `type` the fragment type of its symbols. A null collection

@@ -1,5 +1,4 @@
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "ORQBasFailure.h"
@@ -9,10 +8,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-[[noreturn]] void FailUsage(const fs::path& path, std::string_view message) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, path.string().append(": ").append(message));
-}
 
 bool IsTaken(const fs::path& path) {
     return fs::exists(fs::symlink_status(path));
@@ -25,11 +20,11 @@ fs::path ResolvedName(const fs::path& given) {
         std::error_code failure;
         name = fs::canonical(name, failure);
         if (failure) {
-            FailUsage(given, "is a link that leads nowhere");
+            ORQBasThrowUsage(given.string() + ": is a link that leads nowhere");
         }
     }
     if (name.filename().empty() || name.filename() == "." || name.filename() == "..") {
-        FailUsage(given, "is no name for a model database");
+        ORQBasThrowUsage(given.string() + ": is no name for a model database");
     }
     return name;
 }
@@ -37,8 +32,8 @@ fs::path ResolvedName(const fs::path& given) {
 void CheckHoldsNothingElse(const fs::path& directory) {
     const std::vector<std::string> foreign = ORQSimDatabase::FindForeignFiles(directory.string());
     if (!foreign.empty()) {
-        FailUsage(directory, "holds \"" + foreign.front() +
-                                 "\", which is no part of a model database, and is not replaced");
+        ORQBasThrowUsage(directory.string() + ": holds \"" + foreign.front() +
+                         "\", which is no part of a model database, and is not replaced");
     }
 }
 
@@ -47,7 +42,7 @@ void CheckCanBeReplaced(const fs::path& name) {
         ORQSimDatabase::Open(name.string(), ORQSimDatabase::Mode::ReadWrite).Close();
     } catch (const ORQBasFailure& failure) {
         if (failure.Kind() == ORQBasFailureKind::Foreign) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage, failure.Text() + "; it is not replaced");
+            ORQBasThrowUsage(failure.Text() + "; it is not replaced");
         }
         if (failure.Kind() != ORQBasFailureKind::Damaged) {
             throw;
@@ -61,7 +56,7 @@ void CheckCanBeHad(const fs::path& name, bool mayReplace) {
         return;
     }
     if (!mayReplace) {
-        FailUsage(name, "exists already; --force replaces a model database");
+        ORQBasThrowUsage(name.string() + ": exists already; --force replaces a model database");
     }
     CheckCanBeReplaced(name);
 }

@@ -23,6 +23,7 @@
 #include "ORQSrvSurfaceNodalAreas.h"
 #include "model/KeptArrays.h"
 #include "model/ResultWriter.h"
+#include "model/SurfaceAreas.h"
 
 using namespace orq::exchange;
 
@@ -63,7 +64,8 @@ class Writer {
           m_options(options),
           m_report(report),
           m_builder(database),
-          m_connectivity(m_builder.Connectivity(), options.elementsPerChunk) {}
+          m_connectivity(m_builder.Connectivity(), options.elementsPerChunk),
+          m_surfaces(source) {}
 
     void Write() {
         for (const ORQExcMeshSource::Block& block : m_source.Blocks()) {
@@ -74,8 +76,10 @@ class Writer {
                   (results == nullptr ? 0 : results->NumValues()) + 1;
         WriteTitle();
         m_builder.SetModelPrefix("");
-        WriteNodes();
+        AddNodes();
+        // Coordinates after connectivity: by then it is known which nodes lie on surfaces.
         WriteElements();
+        WriteCoordinates();
         WriteLabels();
         WriteSets();
         WriteSurfaces();
@@ -135,10 +139,19 @@ class Writer {
 
     // --- Nodes -----------------------------------------------------------------------------------
 
-    void WriteNodes() {
+    void AddNodes() {
+        const int nNodes = m_source.NumNodes();
+        m_builder.AddNodes(nNodes);
+        m_report.Keep("nodes", "", nNodes);
+        if (m_source.FileDimension() == 1) {
+            m_report.Change("node coordinates", "", nNodes,
+                            "one dimension became two; the second coordinate is 0");
+        }
+    }
+
+    void WriteCoordinates() {
         const int nNodes = m_source.NumNodes();
         const int dimension = m_source.Dimension();
-        m_builder.AddNodes(nNodes);
         const ORQSimCSetID directions = m_builder.SpatialDirections(dimension);
         ORQSrvNodalCoordinates coordinates(m_builder.Coordinates(), m_options.nodesPerChunk);
         std::vector<double> values;
@@ -149,12 +162,8 @@ class Writer {
             m_source.ReadCoordinates(begin, end, values);
             coordinates.Append(m_transaction, Range(NodeCollection(), begin, end).ID(), directions,
                                values.data());
+            m_surfaces.PassCoordinates(begin, values);
             Advance(end - begin);
-        }
-        m_report.Keep("nodes", "", nNodes);
-        if (m_source.FileDimension() == 1) {
-            m_report.Change("node coordinates", "", nNodes,
-                            "one dimension became two; the second coordinate is 0");
         }
     }
 
@@ -221,6 +230,7 @@ class Writer {
             m_connectivity.Append(m_transaction, spec.ID(),
                                   Range(ElementCollection(), first + begin, first + end).ID(),
                                   columns, nodes.data());
+            m_surfaces.PassConnectivity(*block.shape, first + begin, nodes);
             Advance(end - begin);
         }
     }
@@ -324,20 +334,22 @@ class Writer {
         areas.Clean();
         for (std::size_t i = 0; i < m_source.SideSets().size(); ++i) {
             const ORQExcMeshSource::Set& set = m_source.SideSets()[i];
-            const std::vector<ORQExcMeshSource::Side> sides =
-                m_source.ReadSideSet(static_cast<int>(i));
+            const SurfaceAreas::Surface& sides = m_surfaces.At(i);
             const std::string name = names.Unique("side set", set.name, set.number);
-            const std::map<int, std::vector<int>> elementsBySide = Grouped(sides, name);
+            if (sides.nRepeated > 0) {
+                m_report.Change("side set", name, sides.nRepeated,
+                                "sides that it names twice count once");
+            }
             std::map<int, ORQSimCSetID> setsBySide;
-            for (const auto& [side, elements] : elementsBySide) {
-                setsBySide[side] = OrderedSet(ElementCollection(), elements);
+            for (const auto& [side, group] : sides.bySide) {
+                setsBySide[side] = OrderedSet(ElementCollection(), group.elements);
             }
             const ORQSimPosition region = m_builder.AddSurface(name, set.number, setsBySide);
             AddProperties(region, set.properties);
             int surface = regions.MemberIndex(region);
-            ORQBasMap<int, double> nodalAreas = NodalAreas(elementsBySide);
+            ORQBasMap<int, double> nodalAreas = m_surfaces.AreasOf(i);
             areas.AppendSurfaceIdNodeArea(surface, nodalAreas);
-            m_report.Keep("side set", name, static_cast<std::int64_t>(sides.size()));
+            m_report.Keep("side set", name, sides.nSides);
         }
         areas.WriteSurfaceNodalAreas(m_builder.Model());
     }
@@ -366,98 +378,13 @@ class Writer {
         }
     }
 
-    /// The elements of each side, ascending; a side that is named twice counts once.
-    std::map<int, std::vector<int>> Grouped(const std::vector<ORQExcMeshSource::Side>& sides,
-                                            const std::string& name) {
-        std::map<int, std::vector<int>> elementsBySide;
-        for (const ORQExcMeshSource::Side& side : sides) {
-            elementsBySide[side.side].push_back(side.element);
-        }
-        std::int64_t nRepeated = 0;
-        for (auto& [side, elements] : elementsBySide) {
-            std::ranges::sort(elements);
-            const auto repeated = std::unique(elements.begin(), elements.end());
-            nRepeated += elements.end() - repeated;
-            elements.erase(repeated, elements.end());
-        }
-        if (nRepeated > 0) {
-            m_report.Change("side set", name, nRepeated, "sides that it names twice count once");
-        }
-        return elementsBySide;
-    }
-
-    ORQBasMap<int, double> NodalAreas(const std::map<int, std::vector<int>>& elementsBySide) const {
-        ORQBasMap<int, double> areas;
-        for (const auto& [side, elements] : elementsBySide) {
-            // Elements of one block at a time: they share a shape.
-            auto begin = elements.begin();
-            int first = 0;
-            for (const ORQExcMeshSource::Block& block : m_source.Blocks()) {
-                first += block.nElements;
-                const auto end = std::lower_bound(begin, elements.end(), first);
-                if (begin != end) {
-                    AddAreas(*block.shape, side, {begin, end}, areas);
-                }
-                begin = end;
-            }
-        }
-        return areas;
-    }
-
-    void AddAreas(const ORQExcShape& shape, int sideNumber, const std::vector<int>& elements,
-                  ORQBasMap<int, double>& areas) const {
-        const auto nNodes = static_cast<std::size_t>(shape.nNodes);
-        std::vector<int> connectivity(elements.size() * nNodes);
-        m_connectivity.Read(ORQSimCSet(OrderedSet(ElementCollection(), elements)),
-                            ORQSimCSet(m_builder.NodePlaces(shape.nNodes)), connectivity.data());
-        const ORQExcShape::Side& side = shape.sides[static_cast<std::size_t>(sideNumber)];
-        std::vector<int> used;
-        for (std::size_t i = 0; i < elements.size(); ++i) {
-            for (const int place : side.nodes) {
-                used.push_back(connectivity[i * nNodes + static_cast<std::size_t>(place)]);
-            }
-        }
-        const std::vector<int> sideNodes = used;
-        std::ranges::sort(used);
-        used.erase(std::unique(used.begin(), used.end()), used.end());
-        const std::vector<double> points = Points(used);
-
-        std::vector<double> corners(3 * side.nodes.size());
-        std::vector<double> shares(side.nodes.size());
-        for (std::size_t i = 0; i < sideNodes.size(); i += side.nodes.size()) {
-            for (std::size_t k = 0; k < side.nodes.size(); ++k) {
-                const auto at = std::ranges::lower_bound(used, sideNodes[i + k]) - used.begin();
-                std::copy_n(points.begin() + 3 * at, 3,
-                            corners.begin() + static_cast<std::ptrdiff_t>(3 * k));
-            }
-            ORQExcTributaryShares(side, corners, shares);
-            for (std::size_t k = 0; k < side.nodes.size(); ++k) {
-                areas[sideNodes[i + k]] += shares[k];
-            }
-        }
-    }
-
-    /// Three coordinates of each node, ascending members.
-    std::vector<double> Points(const std::vector<int>& nodes) const {
-        const auto dimension = static_cast<std::size_t>(m_source.Dimension());
-        std::vector<double> values(nodes.size() * dimension);
-        ORQSrvNodalCoordinates(m_builder.Coordinates(), m_options.nodesPerChunk)
-            .Read(ORQSimCSet(OrderedSet(NodeCollection(), nodes)),
-                  ORQSimCSet(m_builder.SpatialDirections(m_source.Dimension())), values.data());
-        std::vector<double> points(nodes.size() * 3, 0.0);
-        for (std::size_t i = 0; i < nodes.size(); ++i) {
-            std::copy_n(values.begin() + static_cast<std::ptrdiff_t>(i * dimension), dimension,
-                        points.begin() + static_cast<std::ptrdiff_t>(3 * i));
-        }
-        return points;
-    }
-
     ORQExcMeshSource& m_source;
     ORQSimTransaction& m_transaction;
     const ORQExcMeshWriterOptions& m_options;
     ORQExcReport& m_report;
     ORQObjModelBuilder m_builder;
     ORQSrvElementConnectivity m_connectivity;
+    SurfaceAreas m_surfaces;
     Names m_elementSetNames{m_report};
     int m_nElements = 0;
     std::int64_t m_done = 0;

@@ -67,6 +67,24 @@ class DamageTest : public testing::Test {
             << sqlite3_errmsg(opened);
     }
 
+    /// A byte in the middle of the largest array of the bulk file.
+    std::size_t PlaceInLargestArray() const {
+        sqlite3* opened = nullptr;
+        EXPECT_EQ(sqlite3_open_v2(CataloguePath().c_str(), &opened, SQLITE_OPEN_READONLY, nullptr),
+                  SQLITE_OK);
+        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> catalogue(opened, sqlite3_close);
+        std::size_t place = 0;
+        const auto take = [](void* to, int, char** values, char**) {
+            *static_cast<std::size_t*>(to) = std::stoull(values[0]);
+            return 0;
+        };
+        EXPECT_EQ(sqlite3_exec(
+                      opened, "SELECT offset + length / 2 FROM extent ORDER BY length DESC LIMIT 1",
+                      take, &place, nullptr),
+                  SQLITE_OK);
+        return place;
+    }
+
     /// Answers whether verify finds the damage; what info prints is right in any case.
     bool IsFound() const {
         const CommandResult verified = RunHere({"verify", m_target});
@@ -228,7 +246,8 @@ TEST_F(DamageTest, CopyMakesAnEqualDatabaseOrNone) {
     EXPECT_EQ(RunHere({"copy", m_target, made}).status, 2);
     EXPECT_EQ(RunHere({"copy", m_target, made, "--force"}).status, 0);
     std::string bytes = Bytes(BulkPath());
-    bytes[4096 + 100] = static_cast<char>(bytes[4096 + 100] ^ 1);
+    const std::size_t place = PlaceInLargestArray();
+    bytes[place] = static_cast<char>(bytes[place] ^ 1);
     PutBytes(BulkPath(), bytes);
     EXPECT_EQ(RunHere({"copy", m_target, made, "--force"}).status, 3);
     EXPECT_EQ(RunHere({"copy", m_target, m_folder / "none.orq"}).status, 3);
@@ -263,9 +282,9 @@ TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
     }
     EXPECT_EQ(Bytes(m_folder / "a.vtu"), Bytes(m_folder / "b.vtu"));
 
-    // The first array is the coordinates of the nodes; what is left says so and can be looked at.
+    // The largest array is one of the mesh; what is left says so and can be looked at.
     Restore();
-    flip(BulkPath(), 4096 + 100);
+    flip(BulkPath(), PlaceInLargestArray());
     const auto [status, answer] = recover();
     EXPECT_EQ(status, 1);
     ASSERT_FALSE(answer["lost"].empty());

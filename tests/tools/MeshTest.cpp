@@ -480,43 +480,6 @@ TEST_F(Gmsh, RealMeshesAgreeWithAnIndependentReader) {
 
 // --- Looking into a model ------------------------------------------------------------------------
 
-// Two boxes side by side: the lids of 2 x 3 and 1 x 3 units share their areas among their corners.
-TEST(SurfaceAreas, AreSharedAmongTheNodesOfAFace) {
-    const ScratchFolder folder;
-    exodus_file::Content content;
-    content.x = content.y = content.z = {};
-    content.labels = {};
-    for (int node = 0; node < 12; ++node) {
-        content.x.push_back(std::array{0.0, 2.0, 3.0}[static_cast<std::size_t>(node % 3)]);
-        content.y.push_back(node / 3 % 2 * 3.0);
-        content.z.push_back(node / 6);
-    }
-    exodus_file::BlockContent& boxes = content.blocks.emplace_back();
-    boxes.shape = "HEX8";
-    boxes.width = 8;
-    boxes.nodes = {1, 2, 5, 4, 7, 8, 11, 10, 2, 3, 6, 5, 8, 9, 12, 11};
-    content.sideSets = {{1, "LIDS", {1, 2}, {6, 6}}, {2, "WALL", {1}, {4}}};
-    exodus_file::Write(content, folder / "boxes.e");
-    ASSERT_EQ(RunHere({"import", folder / "boxes.e", "-o", folder / "boxes.orq"}).status, 0);
-
-    const ORQObjDocument document(
-        ORQSimDatabase::Open(folder / "boxes.orq", ORQSimDatabase::Mode::ReadOnly));
-    const ORQSimDistribution areas(
-        ORQObjMesh(document.GetMesh()).GetSurfaceNodalAreas().GetDistribution());
-    ASSERT_EQ(areas.NumDrawers(), 1);
-    const ORQSimDrawerDescription drawer = areas.QueryDrawers().ConstGet(0);
-    std::vector<double> read(2 * 8, 0.0);  // nodes 6 to 11 of the lids; 0 and 3 of the wall, too
-    ASSERT_EQ(drawer.DataSizeItems(0) * drawer.DataSizeItems(1), std::ssize(read));
-    ORQSimTransfer(areas)
-        .SetRead()
-        .SetDim(0, drawer.CSet(0))
-        .SetDim(1, drawer.CSet(1))
-        .SetBuffer(ORQSimbufMain, read.data(), 128)
-        .ExecRead();
-    EXPECT_THAT(read, ElementsAre(0, 0, 1.5, 2.25, 0.75, 1.5, 2.25, 0.75,  //
-                                  0.75, 0.75, 0.75, 0, 0, 0.75, 0, 0));
-}
-
 TEST(Adjacency, NamesElementsPlacesAndBlocks) {
     const ScratchFolder folder;
     const std::string model = folder / "m.orq";

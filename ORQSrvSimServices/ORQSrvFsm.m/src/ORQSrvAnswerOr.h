@@ -4,7 +4,7 @@
 
 #include "ORQBasFailure.h"
 
-/// What a lookup answers, or the fallback where the objects that it meets are not what it looks
+/// What a lookup returns, or the fallback where the objects that it meets are not what it looks
 /// for: a field of a record that holds another kind of value, an object of a closed database. There
 /// is no cheaper test than to read it. Damage and failures of the disk pass.
 template <class Answer, class Lookup>

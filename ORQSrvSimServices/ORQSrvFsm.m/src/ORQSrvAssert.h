@@ -7,7 +7,7 @@
 #include "ORQSimUttAssert.h"
 #include "VEXFatalError.h"
 
-/// The three ways in which a broken invariant ends; each check uses exactly one. They do nothing
+/// The three forms of a failed check; each check uses exactly one. They do nothing
 /// while `holds` is true. Hosts know a check by its expression text, file and line, so all three
 /// are given as they are known and not taken from where the check stands. The texts must be
 /// constants.

@@ -22,6 +22,7 @@ using namespace orq::layers;
 
 namespace {
 
+// Small pieces: a drawer for each layer and attribute grows along the sections.
 constexpr int kSectionsPerChunk = 4096;
 constexpr int kNoReference = -1;
 
@@ -53,6 +54,7 @@ void ORQSrvBulkShellLayers::Column<T>::Settle() {
     if (std::ranges::adjacent_find(members, std::greater_equal{}) == members.end()) {
         return;
     }
+    // Stable, so that of several values for a section the one that was given first stays.
     std::vector<std::size_t> places(members.size());
     std::iota(places.begin(), places.end(), std::size_t{0});
     std::ranges::stable_sort(places, {}, [&](std::size_t place) { return members[place]; });
@@ -131,6 +133,7 @@ void ORQSrvBulkShellLayers::WriteBulkDistributions(const ORQSimPosition& model) 
     if (IsEmpty() && !HasLayeredSection()) {
         return;
     }
+    // All of them before the transaction: a refusal changes nothing.
     CheckReferences(m_materials, "material", MaterialCollection());
     CheckReferences(m_orientations, "orientation", OrientationCollection());
     CheckReferences(m_plies, "ply", PlyCollection());

@@ -33,6 +33,7 @@ struct Block {
         if (size <= allocatedSize) {
             return;
         }
+        // Given back first, so that the old and the new one are never held together.
         buffer.reset();
         buffer = ORQSrvAllocateArray<std::byte>(size);
         allocatedSize = size;
@@ -84,6 +85,7 @@ class Pairing {
                              " members cannot be copied to one of " +
                              std::to_string(m_target.Size()));
         }
+        // Equal ascending domains pair each member with itself, without a search for each.
         m_isSame = m_source.CollectionID() == m_target.CollectionID() && m_source.IsAscending() &&
                    m_target.IsAscending() && m_source.SameMembers(m_target);
     }

@@ -100,6 +100,7 @@ void ORQSrvDiagnosticsHandler::AddWarningError(int code, bool isError, int* ints
     if (m_document.IsClosed()) {
         return;
     }
+    // One commit a condition, so that a program that watches the analysis sees it.
     ORQSimTransaction transaction(m_document.ContextID());
     const ORQSimDataRecord condition = m_document.CreateDataRecord(ORQSimSchema::Condition);
     condition.SetInt(ORQSimRecordField::Condition_code, code);

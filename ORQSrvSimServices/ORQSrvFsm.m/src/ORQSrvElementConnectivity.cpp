@@ -40,7 +40,6 @@ int ORQSrvElementConnectivity::Append(ORQSimTransaction& transaction, const ORQS
         .SetDrawer(drawer)
         .SetDim(0, elementSet)
         .SetDim(1, columnSet);
-    write.CheckView();
     const std::int64_t len = write.RequiredBufferSize(ORQSimbufMain);
     write.SetBuffer(ORQSimbufMain, nodes, len);
     write.ExecWrite();
@@ -84,7 +83,6 @@ int ORQSrvElementConnectivity::Read(const ORQSimCSet& elements, const ORQSimCSet
         .SetBufferPadding(false)
         .SetDim(0, elements)
         .SetDim(1, columns);
-    read.CheckView();
     const std::int64_t len = read.RequiredBufferSize(ORQSimbufMain);
     read.SetBuffer(ORQSimbufMain, nodes, len);
     read.ExecRead();

@@ -134,6 +134,7 @@ void ORQSrvElementLayerProperty::Add(const ORQSimCSetID& elsetID, const ORQSimCS
     const ORQSimDynamicID drawer = *m_drawers.Find(bits);
     const int index = m_model.Context().GetCMemberIndex(value);
     WriteBlock(drawer, elements, layers, std::vector<int>(n, index));
+    // The value has to be read back though an overlapping drawer was made after this one.
     WriteToLaterDrawers(drawer, elements, layers, index);
 }
 

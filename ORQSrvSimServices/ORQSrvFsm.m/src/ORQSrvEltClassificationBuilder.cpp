@@ -31,7 +31,7 @@ ORQSimCollection ClassesOf(const ORQObjMesh& mesh) {
         mesh.Position().GetPosition(ORQSimSchema::Mesh_elementClassCollection).GetCollection());
 }
 
-// Makes the class of a spec and answers the set in the class collection that holds it alone.
+// Makes the class of a spec and returns the set in the class collection that holds it alone.
 ORQSimCSetID RegisterClass(const ORQObjMesh& mesh,
                            const ORQObjElementClassification& classification,
                            const ORQSimPosition& spec) {

@@ -21,6 +21,7 @@ struct Shape {
     std::size_t components;
 };
 
+// Output points whose sums run side by side; see ExtrapolateItem.
 constexpr std::size_t kGroup = 4;
 
 // The matrix as it is read: for each group of kGroup output points, input point by input point;

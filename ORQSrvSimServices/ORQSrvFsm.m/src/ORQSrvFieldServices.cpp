@@ -46,6 +46,7 @@ bool IsGiven(const ORQString& text) {
 
 // Of a uniform field of any kind. Touches `values` only when the field of the record can be read.
 bool ReadDoubles(const ORQSimPosition& field, double* values, int count) {
+    // Read aside, since reading clears its target before it can fail.
     std::vector<double> read(static_cast<std::size_t>(std::max(count, 0)));
     using namespace ORQSimRecordField;
     static_assert(Field_UniformScalar_values == Field_UniformVector_values &&
@@ -81,6 +82,7 @@ ORQSimPosition WriteDistribution(const ORQObjDocument& document, const double* d
     ORQSimTransfer write{ORQSimDistribution(distribution)};
     write.SetWrite().SetMakeNewDrawer().SetBufferPadding(isPadded).SetDim(0, first).SetDim(1,
                                                                                            second);
+    // A view that is too large has no exact size that the table's could be compared with.
     write.CheckView();
     const std::int64_t required = write.RequiredBufferSize(ORQSimbufMain);
     if (required > size) {
@@ -197,6 +199,7 @@ ORQSimPosition ORQSrvFieldServices::CreateFieldFTable(const ORQObjDocument& docu
                                                       double* data, int rows,
                                                       const ORQSimCSet& first,
                                                       const ORQSimCSet& second, int padding) {
+    // Refuses sizes whose product is no int, before anything is made.
     const int count = ORQSrvTableSize(rows, columns.Size());
     if (rows < 1 || columns.Size() == 0) {
         ORQBasThrowUsage("a field cannot have a table of " + std::to_string(rows) + " rows and " +

@@ -125,6 +125,7 @@ void ORQSrvFsmFTable::FillPointer(double**& data, int& rows, int& columns,
     const int count = ORQSrvTableSize(rows, columns);
     auto values = ORQSrvAllocateArray<double>(count);
     table.GetData(values.get(), count);
+    // The values are owned until this has succeeded.
     data = ORQSrvAllocateArray<double*>(1).release();
     data[0] = values.release();
 }

@@ -36,7 +36,6 @@ void Write(ORQSimTransfer& write, const Sets& sets, const double* values) {
     for (std::size_t dimension = 0; dimension < sets.size(); ++dimension) {
         write.SetDim(static_cast<int>(dimension), sets[dimension]);
     }
-    write.CheckView();
     write.SetBuffer(ORQSimbufMain, values, write.RequiredBufferSize(ORQSimbufMain));
     write.ExecWrite();
     write.RelinquishBuffers();
@@ -50,6 +49,7 @@ ORQSimDistributionID WriteNew(const ORQSimContext& context, int type, const Sets
         chunks.Get(static_cast<int>(collections.size())) = std::max(set.Size(), 1);
         collections.push_back(set.CollectionID());
     }
+    // Tables grow by rows; across them a chunk holds all there is.
     chunks.Get(0) = kRowsPerChunk;
     const ORQSimDistributionID distribution = context.CreateDistribution(
         ORQSimGrid(collections), ORQSimRangeType(ORQSimScalarDouble), ORQSimTypeID(type));
@@ -91,7 +91,7 @@ ORQSrvOwnedArray<double> ReadAll(const ORQSimPersistentDrawerDesc& drawer) {
     for (std::size_t dimension = 0; dimension < sets.size(); ++dimension) {
         read.SetDim(static_cast<int>(dimension), sets[dimension]);
     }
-    read.CheckView();
+    read.CheckView();  // before anything is allocated by sizes that a file gives
     const std::int64_t size = read.RequiredBufferSize(ORQSimbufMain);
     auto values = ORQSrvAllocateArray<double>(size / static_cast<int>(sizeof(double)));
     read.SetBuffer(ORQSimbufMain, values.get(), size);
@@ -217,6 +217,7 @@ ORQSimCSetID ORQSrvFsmMaterialTable::Append(ORQSimTransaction&, const ORQSimPosi
                                             const double** data, int rows, bool hasTemperatures,
                                             int fieldVariables) const {
     CheckRows(rows);
+    // All is checked before the first row is added.
     const bool storesTemperatures = IsTemperatureDependent(owner);
     if (storesTemperatures && !hasTemperatures) {
         ORQBasThrowUsage("rows without temperatures cannot join a table that has them");
@@ -272,6 +273,7 @@ void ORQSrvFsmMaterialTable::FillPointer(const ORQSimPosition& owner, double**& 
     if (fieldVariables > 0) {
         values.back() = ReadAll(OnlyDrawer(FieldVariables(owner)));
     }
+    // The last step that can fail comes before the first release, so that nothing leaks.
     auto pointers = ORQSrvAllocateArray<double*>(std::ssize(values));
     for (std::size_t i = 0; i < values.size(); ++i) {
         pointers[i] = values[i].release();

@@ -23,6 +23,7 @@ ORQSrvGlobalLabelMap::Table::Table(const ORQSimPosition& focus, ORQObjLabelerTyp
         m_places.resize(std::max(m_places.size(), end));
         for (int i = 0; i < labels.Size(); ++i) {
             Place& place = m_places[static_cast<std::size_t>(ordinals.ConstGet(i))];
+            // A member of several instances is known by the first.
             if (place.instance < 0) {
                 place = {instance, labels.ConstGet(i)};
             }

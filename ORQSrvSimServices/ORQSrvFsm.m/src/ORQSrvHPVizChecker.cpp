@@ -56,6 +56,7 @@ void CheckRigidBodies(const ORQObjDocument& document, ORQBasVector<ORQString>& m
     for (int i = 0; i < collection.Space(); ++i) {
         const ORQSimPosition body = context.GetRecord(collection.ID(), i);
         const int member = document.GetCMemberIndex(body);
+        // A place without a record is no rigid body.
         if (!body.IsNull() &&
             dataSet.Select(collection.CreateVolatileCSet(&member, 1, true)).IsNull()) {
             messages.push_back("Rigid body " + QuotedName(body) +

@@ -166,6 +166,7 @@ void CheckForeignValues(const ORQString& head, const ORQSimPosition& field,
 // time and stops at the first number, since most drawers begin with one.
 bool HasOnlyNonFinite(const ORQSimDistribution& distribution,
                       const ORQSimPersistentDrawerDesc& drawer) {
+    // 256 KiB of doubles: large enough to read at full speed, little to read in vain.
     constexpr int kValues = 1 << 15;
     std::vector<ORQSimCSet> sets;
     int nRest = 1;  // values for one member of the first two dimensions

@@ -198,6 +198,8 @@ void CheckClasses(const ORQObjDocument& document, const ORQObjMesh& mesh,
     int number = 0;
     for (auto elementClass = classes.Begin(); elementClass.NotDone(); ++elementClass, ++number) {
         if ((*elementClass).GetSet(ORQSimSchema::ElementClass_sections).Empty()) {
+            // Made for the first class without a section: most models have none, and the indices
+            // cost a pass over all elements.
             if (!check) {
                 check.emplace(document, mesh, classification, messages);
             }

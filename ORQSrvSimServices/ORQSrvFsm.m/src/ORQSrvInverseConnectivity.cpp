@@ -68,6 +68,7 @@ int ORQSrvInverseConnectivity::NumberNodes() const {
 void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
     Clear();
     const int n = NumberNodes();
+    // Counts first, then offsets in the same array: it is large, and each is needed once.
     m_offsets = ORQSrvAllocateArray<int>(std::int64_t{n} + 1).release();
     std::fill_n(m_offsets, std::int64_t{n} + 1, 0);
 
@@ -91,10 +92,13 @@ void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
         return;
     }
     m_entries = ORQSrvAllocateArray<unsigned>(m_total).release();
+    // Where the next entry of each node goes; the offsets stay as they are.
     const ORQSrvOwnedArray<int> cursor = ORQSrvAllocateArray<int>(n);
     std::copy_n(m_offsets, n, cursor.get());
     for (Block& block : blocks) {
         ProcessConnectivityBlock(block.nodes.get(), block.rows, block.cols, cursor.get());
+        // Each block is given back as soon as it has been written, so that memory falls while
+        // entries grow.
         block.nodes.reset();
     }
 }
@@ -104,10 +108,10 @@ int* ORQSrvInverseConnectivity::ReadConnectivityBlockAndCount(ORQSimDistribution
                                                               const ORQSimCSetID& cols) {
     const std::int64_t ndata =
         static_cast<std::int64_t>(ORQSimCSet(rows).Size()) * ORQSimCSet(cols).Size();
-    ORQSrvOwnedArray<int> nodes = ORQSrvAllocateArray<int>(ndata);
     ORQSimTransfer read(dist);
     read.SetRead().SetDim(0, rows).SetDim(1, cols);
-    read.CheckView();
+    read.CheckView();  // before anything is allocated by sizes that a file gives
+    ORQSrvOwnedArray<int> nodes = ORQSrvAllocateArray<int>(ndata);
     const std::int64_t size = read.RequiredBufferSize(ORQSimbufMain);
     ORQSrvAssertReported(size == ndata * static_cast<std::int64_t>(sizeof(int)),
                          "size == ndata*sizeof(int)");

@@ -196,6 +196,7 @@ Quad* ORQSrvLabelMapper::RemapBasedOnUserLabels(ORQObjLabelerType type, int& cou
         partial.quads.reset();
     }
     ORQSrvAssertReported(n == ntotal, "n == ntotal");
+    // qsort, because the comparison that it takes is public.
     std::qsort(all.get(), static_cast<std::size_t>(ntotal), sizeof(Quad), IntQuadCompare);
     count = ntotal;
     return all.release();

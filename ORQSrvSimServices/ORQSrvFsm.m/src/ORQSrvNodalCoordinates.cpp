@@ -58,6 +58,7 @@ int ORQSrvNodalCoordinates::Append(ORQSimTransaction&, const ORQSimCSetID& nodes
         .SetDrawer(drawer)
         .SetDim(0, nodeSet)
         .SetDim(1, componentSet);
+    // A view that is too large is refused here; the assertion below would end the process.
     write.CheckView();
     const std::int64_t len = write.RequiredBufferSize(ORQSimbufMain);
     ORQSrvAssertReported(
@@ -74,7 +75,7 @@ int ORQSrvNodalCoordinates::Read(const ORQSimCSet& nodes, const ORQSimCSet& comp
     ORQSrvAssertReported(!m_distributionID.IsNull(), "m_distributionID.IsNull() == false");
     ORQSimTransfer read{ORQSimDistribution(m_distributionID)};
     read.SetRead().SetBufferPadding(false).SetDim(0, nodes).SetDim(1, components);
-    read.CheckView();
+    read.CheckView();  // before the buffer is cleared, which a refused read leaves alone
     const std::int64_t len = read.RequiredBufferSize(ORQSimbufMain);
     ORQSrvAssertReported(
         static_cast<std::int64_t>(nodes.Size()) * components.Size() * kDoubleSize == len,

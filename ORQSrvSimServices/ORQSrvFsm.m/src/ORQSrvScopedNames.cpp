@@ -128,6 +128,8 @@ ORQSimPosition ORQSrvGetIDFromScopedName(const ORQSimPosition& root, const ORQSt
     ORQString plain = Unquote(name);
     const ORQSimPosition model = root.GetPosition(ORQSimSchema::Focus_model);
     const ORQSimMap map = model.GetMap(kind);
+    // A name within an instance has one key; without an instance the keys below are tried in turn,
+    // from what was written to what it may have become on import.
     if (const ORQString scope = Unquote(instance); !scope.IsEmpty()) {
         return map.Find(LeadOf(model) + scope + kJoiner + plain);
     }

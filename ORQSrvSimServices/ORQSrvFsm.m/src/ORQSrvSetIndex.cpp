@@ -14,6 +14,8 @@ ORQSrvSetIndex::ORQSrvSetIndex(const std::vector<ORQSimCSet>& sets) : m_sets(set
             m_highest = std::max(m_highest, bounds.Last());
         }
     }
+    // Three cases, since a table takes four bytes for each member that there is: separate runs need
+    // no table, separate sets are mostly looked up whole, and only what is left needs one.
     std::ranges::sort(spans, {}, &Run::first);
     const auto meets = [](const Run& run, const Run& next) { return next.first <= run.last; };
     m_isOfRuns = std::ranges::all_of(m_sets, IsRun) &&
@@ -26,6 +28,7 @@ ORQSrvSetIndex::ORQSrvSetIndex(const std::vector<ORQSimCSet>& sets) : m_sets(set
 }
 
 bool ORQSrvSetIndex::AreApart() const {
+    // A bit for each member is enough to tell, and is gone afterwards.
     std::vector<bool> isHeld(static_cast<std::size_t>(m_highest) + 1, false);
     for (const ORQSimCSet& set : m_sets) {
         for (const int member : Ascending(set)) {
@@ -113,6 +116,7 @@ void ORQSrvSetIndex::FindInRuns(const ORQSimCSet& members, Answer& answer) const
 }
 
 void ORQSrvSetIndex::FindInTable(const ORQSimCSet& members, Answer& answer) const {
+    // Made when it is first needed: lookups of whole sets do without.
     if (m_holder.empty()) {
         FillTable();
     }

@@ -46,7 +46,7 @@ class ORQSrvSetIndex {
     std::vector<Run> m_runs;   // ascending
     std::vector<Run> m_spans;  // of sets of which no two meet and not all are runs, ascending
 
-    mutable std::vector<int> m_members;  // what Ascending answers
+    mutable std::vector<int> m_members;  // what Ascending returns
 
     // The table, made when it is first needed.
     mutable std::vector<int> m_holder;  // by member: the first set that holds it, -1 for none

@@ -187,6 +187,7 @@ void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,
             }
         }
     }
+    // After the fields: a constant that is stored counts more than a distribution.
     ReadLayers(constantSlot, values);
     for (std::size_t layer = 0; layer < values.size(); ++layer) {
         if (values[layer] != kNoValue) {

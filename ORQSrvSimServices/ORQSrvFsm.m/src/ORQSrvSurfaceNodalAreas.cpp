@@ -36,6 +36,7 @@ struct SparseAreas {
 };
 
 std::vector<int> UniqueNodes(const SurfaceAreas& surfaces) {
+    // One sort of all nodes costs less than a set that grows by each.
     std::vector<int> nodes;
     for (const auto& [surface, nodeAreas] : surfaces) {
         for (const auto& [node, area] : nodeAreas) {
@@ -52,6 +53,7 @@ SparseAreas LayOut(const SurfaceAreas& surfaces) {
     sparse.nodes = UniqueNodes(surfaces);
     for (const auto& [surface, nodeAreas] : surfaces) {
         sparse.surfaceIds.push_back(surface);
+        // Nodes of a surface ascend, so each search begins where the last one ended.
         auto at = sparse.nodes.begin();
         for (const auto& [node, area] : nodeAreas) {
             at = std::lower_bound(at, sparse.nodes.end(), node);

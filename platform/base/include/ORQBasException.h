@@ -26,7 +26,7 @@ class ORQ_EXPORT ORQBasException {
     [[noreturn]] virtual void Propagate() const = 0;
     /// A copy that the caller deletes; null when the class offers none.
     virtual ORQBasException* Clone() const;
-    /// Tells the classes of failure apart; each class documents its own.
+    /// Distinguishes the classes of failure; each class documents its own.
     virtual int GetCode() const = 0;
 
     /// Records the place and throws a copy of the object, of its dynamic type.

@@ -4,12 +4,13 @@
 #include "ORQBasSharedPtr.h"
 #include "ORQSimCSet.h"
 
-/// Maps the members of one set to those of another that stand at the same location.
+/// Maps the members of one set to those of another that stand at the same location. A value that
+/// shares the members of both sets; a lookup costs what ORQSimCSet::SeekMember costs.
 class ORQ_EXPORT ORQSimCMemberMap {
   public:
     ORQSimCMemberMap(const ORQSimCSet& source, const ORQSimCSet& target)
         : m_source(source), m_target(target) {}
-    /// Sets of different sizes map as far as the shorter one reaches.
+    /// Sets of different sizes map as far as the shorter one reaches. The caller shares the map.
     static ORQBasSharedPtr<ORQSimCMemberMap> Create(const ORQSimCSet& source,
                                                     const ORQSimCSet& target);
 

@@ -64,8 +64,8 @@ class ORQ_EXPORT ORQSimCSet {
     ORQSimCSet Intersection(const ORQSimCSet& other) const;
     ORQSimCSet operator-(const ORQSimCSet& other) const;
 
-    /// Finds the equal set (members and order) of the collection, or makes it, and answers its ID.
-    /// Making a persistent one needs an open transaction. A set of no collection answers null.
+    /// Finds the equal set (members and order) of the collection, or makes it, and returns its ID.
+    /// Making a persistent one needs an open transaction. A set of no collection returns null.
     ORQSimCSetID RegisterWithCollection() const;
     ORQSimCSetID RegisterWithTempCollection() const;
 

@@ -11,7 +11,7 @@ class ORQSimPosition;
 /// objects; where they are, the member number is what references store.
 ///
 /// REQUIRES of every operation that makes or extends: an open transaction, unless it says
-/// otherwise. Reading through a null ID answers 0, -1, null or empty; making through one throws
+/// otherwise. Reading through a null ID returns 0, -1, null or empty; making through one throws
 /// Usage.
 class ORQ_EXPORT ORQSimCollection {
   public:
@@ -51,7 +51,7 @@ class ORQ_EXPORT ORQSimCollection {
     ORQSimCSetID EmptyCSetID() const;
 
     /// Makes an object a member: at the end of the space, which grows by one, or at a given number
-    /// within the space that no other object has (Usage otherwise). Answers the member number.
+    /// within the space that no other object has (Usage otherwise). Returns the member number.
     int AddMember(const ORQSimPosition& object);
     void SetMember(int member, const ORQSimPosition& object);
     /// The object at a member number, null when there is none.

@@ -18,6 +18,9 @@ class ORQ_EXPORT ORQSimTypeSchemaSnapshot {
     ORQString TypeName(int typeIndex) const;
 };
 
+/// A handle, free to copy. Throws ORQBasFailure: Usage when the database is closed, or without an
+/// open transaction where something is made or changed; Damaged or Io when the catalogue cannot be
+/// read. What cannot be made leaves nothing behind. Lookups cost one row each.
 class ORQ_EXPORT ORQSimContext {
   public:
     ORQSimContext() = default;
@@ -30,9 +33,10 @@ class ORQ_EXPORT ORQSimContext {
     ORQSimDistributionID CreateDistribution(const ORQSimGrid& grid, const ORQSimRangeType& range,
                                             ORQSimTypeID type) const;
     ORQSimDSetID CreateDSet(const ORQSimDistributionID& distribution, ORQSimTypeID type) const;
-    /// The data set stands on this distribution with all its drawers.
+    /// The data set stands on this distribution with all its drawers. Costs a row for each drawer.
     void UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDistributionID& distribution) const;
-    /// The data set has this drawer too; saying so again changes nothing.
+    /// The data set has this drawer too; a second time changes nothing. Costs a pass over the
+    /// drawers of the data set.
     void UpdateDSet(const ORQSimDSetID& dataSet, const ORQSimDrawerID& drawer) const;
 
     /// Throws Usage, naming it, for an object, set or drawer of another database and for one that

@@ -27,7 +27,7 @@ class ORQSimPosition;
 /// owns its sets and does not follow later changes. Copies are independent; copying a selection
 /// copies handles of sets, not members. Nothing here changes the database.
 ///
-/// A null one covers nothing, and answers null or empty. Calls on a stored one throw ORQBasFailure:
+/// A null one covers nothing, and returns null or empty. Calls on a stored one throw ORQBasFailure:
 /// Usage when its database is closed, Damaged or Io when rows or values cannot be read. A failed
 /// call changes nothing.
 class ORQ_EXPORT ORQSimDSet {

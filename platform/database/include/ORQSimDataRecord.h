@@ -12,7 +12,7 @@ class ORQSimPosition;
 /// each other, and an int reads as a double; any other reading of a field as what it is not throws
 /// ORQBasFailure (Usage), which names object, field and kinds.
 ///
-/// Reading through a null record answers 0 or empty, writing throws Usage.
+/// Reading through a null record returns 0 or empty, writing throws Usage.
 class ORQ_EXPORT ORQSimDataRecord {
   public:
     ORQSimDataRecord() = default;

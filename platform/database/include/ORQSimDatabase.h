@@ -65,7 +65,7 @@ class ORQ_EXPORT ORQSimDatabase {
         std::int64_t drawers = 0;
         std::int64_t tables = 0;
         std::int64_t bulkBytes = 0;
-        /// Objects that are kept although no way leads to them from the focus; counted where
+        /// Objects that are kept although no links lead to them from the focus; counted where
         /// anything was lost.
         std::int64_t unreachable = 0;
     };
@@ -93,7 +93,7 @@ class ORQ_EXPORT ORQSimDatabase {
     /// The root object. Null when closed.
     ORQSimPosition Focus() const;
 
-    /// A reader moves to the state that was committed last; answers whether it is another one. What
+    /// A reader moves to the state that was committed last; returns whether it is another one. What
     /// was read before stays with who read it.
     bool Refresh();
     /// Counts the commits that changed anything.
@@ -111,7 +111,7 @@ class ORQ_EXPORT ORQSimDatabase {
 
     /// Who has the database open for writing, for example "process 812 on host"; empty when nobody
     /// has, and in memory. A writer that was killed is gone from the moment on which its process
-    /// ended. What it committed is there after a Refresh() that follows the question.
+    /// ended. What it committed is there after a Refresh() that follows this call.
     std::string Writer() const;
 
     struct DiskSizes {
@@ -123,7 +123,7 @@ class ORQ_EXPORT ORQSimDatabase {
     /// The largest number of members that one of its collections has. Cost: of a row for each.
     std::int64_t LargestSpace() const;
 
-    /// Compares every checksum and follows every reference; answers what is wrong, one text each.
+    /// Compares every checksum and follows every reference; returns what is wrong, one text each.
     /// `progress` is called with numbers from 0 to 1.
     std::vector<std::string> Verify(const std::function<void(double)>& progress = [](double) {
     }) const;

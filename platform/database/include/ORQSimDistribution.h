@@ -63,7 +63,7 @@ class ORQSimRangeType {
 /// How a drawer is laid out. Stored, do not change.
 enum class ORQSimDrawerLayout : int { Plain = 0, Chunked = 1, Sparse = 2 };
 
-/// What a drawer covers and how it is stored, as of the moment of the question.
+/// What a drawer covers and how it is stored, as of the moment of the query.
 class ORQ_EXPORT ORQSimDrawerDescription {
   public:
     ORQSimDrawerDescription() = default;

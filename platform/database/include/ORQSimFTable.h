@@ -4,7 +4,10 @@
 #include "ORQSimIDs.h"
 #include "ORQString.h"
 
-/// A table of doubles with labels. On a null ID it has no rows and no columns.
+/// A stored table of doubles with labels: a handle, free to copy. On a null ID it has no rows and
+/// no columns. Each call looks its row or label up anew. Throws ORQBasFailure: Usage when the
+/// database is closed, Damaged when the values are not those that were stored, Io when they cannot
+/// be read.
 class ORQ_EXPORT ORQSimFTable {
   public:
     ORQSimFTable() = default;
@@ -20,7 +23,7 @@ class ORQ_EXPORT ORQSimFTable {
     /// The first `count` doubles, row after row: value (row, column) at row * ColumnCount() +
     /// column. Throws Usage when the table holds fewer.
     void GetData(double* values, int count) const;
-    /// `count` doubles from place `first` on, at the cost of what is asked for.
+    /// `count` doubles from place `first` on, at the cost of these. Throws as the other.
     void GetData(double* values, int first, int count) const;
 
   private:

@@ -9,7 +9,7 @@
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
-/// Walks what a map, vector or set held when Begin was called.
+/// Walks what a map, vector or set held when Begin was called, of which it owns a copy.
 ///   for (auto i = map.Begin(); i.NotDone(); ++i) use(*i);
 class ORQSimLinkIterator {
   public:
@@ -34,6 +34,12 @@ class ORQSimLinkIterator {
 
 /// The named links under one slot of an object, in ascending order of the bytes of their names.
 /// Names are unique, byte-exact and case-sensitive.
+///
+/// A handle, as the vector and the stored set below. Reading through a null object returns 0, null
+/// or nothing. Changes throw ORQBasFailure (Usage) for a null object or target, for a target of
+/// another database and without an open transaction; all throw Usage when the database is closed,
+/// Damaged or Io when rows cannot be read. Begin reads all links, Size of a map or a set counts
+/// them; everything else costs a lookup or two, and Truncate one for each link that it drops.
 class ORQ_EXPORT ORQSimMap {
   public:
     ORQSimMap() = default;

@@ -23,11 +23,11 @@ class ORQSimVector;
 /// Slots and types are type indices (ads_CoreFragmentTypeIndex).
 ///
 /// An identity that an undone transaction gave out is never given out again: reading through it, as
-/// through a null position, answers null, zero or empty; writing through either, linking to it and
+/// through a null position, returns null, zero or empty; writing through either, linking to it and
 /// storing it throws ORQBasFailure (Usage), which names it. So does any writing without an open
 /// transaction.
 ///
-/// Once the database is closed, everything throws (Usage) but what the identity itself tells: ID,
+/// Once the database is closed, everything throws (Usage) but what the identity itself holds: ID,
 /// IsNull, comparison, TypePosition, Context, Doc (a closed one), and the typed IDs that
 /// GetCollection, GetDSet, GetDistribution, GetDrawer and GetFTable make of it.
 class ORQ_EXPORT ORQSimPosition {
@@ -59,7 +59,7 @@ class ORQ_EXPORT ORQSimPosition {
     ORQSimMap GetMap(int slot) const;
     ORQSimVector GetVector(int slot) const;
     ORQSimSet GetSet(int slot) const;
-    /// All objects that refer to this one through `slot` in any way.
+    /// All objects that refer to this one through `slot`, by any kind of link.
     ORQSimSet ReferrersSet(int slot) const;
 
     // --- Type and names --------------------------------------------------------------------------
@@ -81,7 +81,7 @@ class ORQ_EXPORT ORQSimPosition {
 
     // --- Contents --------------------------------------------------------------------------------
     /// What an object is, as a value or as an ID; null when it is no such thing. A collection also
-    /// answers as the set, the data set and the drawer of all its members.
+    /// stands for the set, the data set and the drawer of all its members.
 
     ORQSimCSet CSet() const;
     ORQSimCSetID GetCSet() const;

@@ -11,9 +11,8 @@
 /// during static initialization. Throws ORQBasFailure (Usage) for other numbers.
 constexpr int ads_CoreFragmentTypeIndex(int a, int b) {
     if (a < 0 || a >= 262144 || b < 0 || b >= 4096) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "fragment type (" + std::to_string(a) + ", " +
-                                                          std::to_string(b) +
-                                                          ") is outside the schema's range");
+        ORQBasThrowUsage("fragment type (" + std::to_string(a) + ", " + std::to_string(b) +
+                         ") is outside the schema's range");
     }
     return ((a << 12) | b) + 1;
 }

@@ -4,7 +4,9 @@
 #include "ORQSimIDs.h"
 #include "ORQString.h"
 
-/// Symbols of one open database: records with a fixed place and a name in a collection.
+/// Symbols of one open database: records with a fixed place and a name in a collection. A handle;
+/// each call is one lookup by key or index. Throws ORQBasFailure: Usage when the database is
+/// closed, Damaged or Io when the catalogue cannot be read.
 class ORQ_EXPORT ORQSimSymbols {
   public:
     explicit ORQSimSymbols(ORQSimContextID context) : m_context(context) {}

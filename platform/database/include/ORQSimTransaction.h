@@ -27,7 +27,10 @@ class ORQ_EXPORT ORQSimTransaction {
     ORQSimTransaction& operator=(const ORQSimTransaction&) = delete;
 
     ORQSimContextID ContextID() const { return m_context; }
-    /// Throws when the changes could not be made durable; they are undone then.
+    /// Costs two syncs of the disk where bulk data was written, one for other changes, none without
+    /// any. Throws ORQBasFailure when the changes could not be made durable: Io, Damaged, or
+    /// Refused after an earlier failure. They are undone then, or unknown where the handle refuses
+    /// from then on; see docs/commit-and-recovery.md.
     void Commit();
 
   private:

@@ -43,6 +43,8 @@ std::vector<int> SortedOnce(std::vector<int> members) {
     }
     const std::int64_t span = static_cast<std::int64_t>(high) - low + 1;
     constexpr std::int64_t kWordBits = 64;
+    // 32 bits, one member's size, for each member: beyond that the bits below would take more room
+    // than the members.
     if (span > 32 * static_cast<std::int64_t>(members.size())) {
         std::ranges::sort(members);
         members.erase(std::unique(members.begin(), members.end()), members.end());
@@ -163,13 +165,13 @@ ComponentSetPtr ComponentSet::Strided(int first, int count, int stride, int bloc
     const auto span = (static_cast<std::int64_t>(count) - 1) * stride + block - 1;
     if (count < 0 || block < 0 || (count > 1 && stride < block) || span > INT32_MAX ||
         first + span > INT32_MAX || static_cast<std::int64_t>(count) * block > INT32_MAX) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a strided set of first " + std::to_string(first) + ", count " +
-                                std::to_string(count) + ", stride " + std::to_string(stride) +
-                                ", block " + std::to_string(block) +
-                                ": counts must not be negative, blocks not overlap, members "
-                                "fit 32 bits");
+        ORQBasThrowUsage("a strided set of first " + std::to_string(first) + ", count " +
+                         std::to_string(count) + ", stride " + std::to_string(stride) + ", block " +
+                         std::to_string(block) +
+                         ": counts must not be negative, blocks not overlap, members "
+                         "fit 32 bits");
     }
+    // One form for each sequence: SameSequence and Hash compare forms, not members.
     if (count <= 1 || block == 0 || stride == block) {
         return Contiguous(first, count * block);
     }
@@ -182,6 +184,7 @@ ComponentSetPtr ComponentSet::FromAscending(std::vector<int> members) {
     }
     const auto n = static_cast<std::int64_t>(members.size());
     const std::int64_t span = static_cast<std::int64_t>(members.back()) - members.front();
+    // Ascending and each once, so the outermost two say whether all between them are there.
     if (span == n - 1) {
         return Contiguous(members.front(), static_cast<int>(n));
     }
@@ -203,6 +206,7 @@ ComponentSetPtr ComponentSet::FromAscending(std::vector<int> members) {
                            static_cast<int>(block));
         }
     }
+    // Sets are kept for long, and this one came of a vector that has grown.
     members.shrink_to_fit();
     return WrittenOut(Form::Sorted, std::move(members));
 }
@@ -219,9 +223,8 @@ ComponentSetPtr ComponentSet::FromOrdered(std::vector<int> members) {
     if (SortedOnce(members).size() < members.size()) {
         std::ranges::sort(members);
         const auto twice = std::ranges::adjacent_find(members);
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            "an ordered set names member " + std::to_string(*twice) + " more than once");
+        ORQBasThrowUsage("an ordered set names member " + std::to_string(*twice) +
+                         " more than once");
     }
     return WrittenOut(Form::Ordered, std::move(members));
 }
@@ -281,6 +284,8 @@ void ComponentSet::BuildIndex() const {
     const auto [low, high] = std::ranges::minmax(m_members);
     m_lowest = low;
     const std::int64_t span = static_cast<std::int64_t>(high) - low + 1;
+    // A table by member is quickest, and takes at most four times the members' room; else locations
+    // are sorted by their member.
     m_isDense = span <= 4 * static_cast<std::int64_t>(m_members.size());
     if (m_isDense) {
         m_locations.assign(static_cast<std::size_t>(span), -1);
@@ -299,7 +304,7 @@ int ComponentSet::Seeker::Seek(int member) {
     if (m_set.m_form != Form::Sorted) {
         return m_set.Seek(member);
     }
-    // Gallop from the last place: ascending questions cost the logarithm of their distance.
+    // Gallops from the last place: ascending lookups cost the logarithm of their distance.
     const std::vector<int>& members = m_set.m_members;
     std::size_t low = m_hint < members.size() && members[m_hint] <= member ? m_hint : 0;
     std::size_t step = 1;
@@ -355,6 +360,8 @@ ComponentSetPtr ComponentSet::Union(const ComponentSetPtr& a, const ComponentSet
     if (a->IsEmpty()) {
         return Ascending(b);
     }
+    // Runs that meet are one run, without writing a member down: appends of whole ranges stay
+    // cheap.
     if (IsContiguous(*a) && IsContiguous(*b)) {
         const std::int64_t endA = EndOf(*a);
         const std::int64_t endB = EndOf(*b);

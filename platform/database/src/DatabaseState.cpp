@@ -42,6 +42,7 @@ DatabaseState::~DatabaseState() {
 
 void DatabaseState::Close() {
     OpenDatabase& database = OpenDatabases()[static_cast<std::size_t>(m_context.Value())];
+    // First, so that handles find no database from here on.
     database.state = nullptr;
     ForgetCaches();
     m_sets.Temps().Clear();
@@ -75,7 +76,7 @@ DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
 
 DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
     if (id.IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "cannot write through a null object");
+        ORQBasThrowUsage("cannot write through a null object");
     }
     DatabaseState* state = Find(id.ContextID());
     if (state == nullptr) {
@@ -89,8 +90,7 @@ DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
 DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
     DatabaseState& state = Existing(id);
     if (state.m_store->Depth() == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            state.ShownPath() + ": no transaction is open, nothing can be changed");
+        ORQBasThrowUsage(state.ShownPath() + ": no transaction is open, nothing can be changed");
     }
     state.m_store->CheckUsable();
     return state;
@@ -106,15 +106,16 @@ void DatabaseState::CheckStorable(const ORQSimDynamicID& id) const {
     } else if (id.Category() == ORQSimCategoryDrawer) {
         name = "drawer " + std::to_string(id.Index()) + " of " + name;
     }
-    throw ORQBasFailure(ORQBasFailureKind::Usage,
-                        ShownPath() + ": " + name + " (" +
-                            ORQSimSchema::NameOf(id.TypeID().Index()) + ") " +
-                            (id.ContextID() != m_context
-                                 ? "belongs to another database"
-                                 : "is no longer there: the transaction that made it was undone"));
+    ORQBasThrowUsage(ShownPath() + ": " + name + " (" + ORQSimSchema::NameOf(id.TypeID().Index()) +
+                     ") " +
+                     (id.ContextID() != m_context
+                          ? "belongs to another database"
+                          : "is no longer there: the transaction that made it was undone"));
 }
 
 int DatabaseState::Begin() {
+    // Takes the memory that Undo will need, so that undoing cannot fail for want of it (invariant
+    // 11). Nothing has begun if this throws.
     m_undone.Prepare();
     m_store->Begin();
     m_undone.Begin(m_store->NextNumbers());
@@ -123,10 +124,9 @@ int DatabaseState::Begin() {
 
 void DatabaseState::CheckInnermost(int level) const {
     if (level != m_store->Depth()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            ShownPath() +
-                                ": a transaction was committed while one that was opened "
-                                "inside it is still open");
+        ORQBasThrowUsage(ShownPath() +
+                         ": a transaction was committed while one that was opened "
+                         "inside it is still open");
     }
 }
 
@@ -135,6 +135,7 @@ void DatabaseState::Commit() {
         m_store->Commit();
     } catch (...) {
         ForgetCaches();
+        // The store has undone the transaction. Numbers that it gave name nothing any more.
         m_undone.Undo(m_store->Depth(), m_store->NextNumbers());
         throw;
     }
@@ -142,10 +143,12 @@ void DatabaseState::Commit() {
 }
 
 void DatabaseState::Rollback(int level) noexcept {
+    // Destructors of a forked child come here too: the transaction is the parent's (invariant 15).
     if (m_store->IsOfOtherProcess()) {
         return;
     }
     ForgetCaches();
+    // Inner transactions that are still open end with the one around them.
     while (m_store->Depth() >= level) {
         m_store->Rollback();
     }
@@ -155,6 +158,8 @@ void DatabaseState::Rollback(int level) noexcept {
 bool DatabaseState::Refresh() {
     bool hasChanged = false;
     if (m_store->MustReopen()) {
+        // Opened before the old one is dropped (invariant 13): if that throws, the old state is
+        // still shown.
         auto fresh = storage::Store::Open(m_path, false);
         hasChanged = fresh->Generation() != m_store->Generation();
         m_store = std::move(fresh);

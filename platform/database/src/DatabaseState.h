@@ -20,7 +20,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     DatabaseState(const DatabaseState&) = delete;
     DatabaseState& operator=(const DatabaseState&) = delete;
 
-    // The database of an identity. Find answers null for a null or closed one; Reading answers null
+    // The database of an identity. Find returns null for a null or closed one; Reading returns null
     // for a null identity and for one that an undone transaction gave out, and throws for a closed
     // database; Writing throws for all of them, and without an open transaction.
     static DatabaseState* Find(ORQSimContextID context);
@@ -49,7 +49,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     SetTable& Sets() { return m_sets; }
     DistributionTable& Distributions() { return m_distributions; }
 
-    // Answers the level of the new transaction, from 1.
+    // Returns the level of the new transaction, from 1.
     int Begin();
     // Throws Usage when a transaction inside this level is still open.
     void CheckInnermost(int level) const;

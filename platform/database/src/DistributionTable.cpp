@@ -24,6 +24,8 @@ DistributionState& DistributionTable::Get(const ORQSimDistributionID& id) {
         return known->second;
     }
     DistributionState state = Load(id);
+    // Transfers trust what is kept from here on, so rows that contradict each other are refused
+    // now.
     for (const auto& drawer : state.drawers) {
         if (const std::string problem = ProblemOfDrawer(m_state, state, *drawer);
             !problem.empty()) {
@@ -39,9 +41,8 @@ DistributionState& DistributionTable::Get(const ORQSimDistributionID& id) {
 DistributionState DistributionTable::Load(const ORQSimDistributionID& id) {
     auto row = m_state.Rows().Find<storage::DistributionRow>(id.MinorID());
     if (!row.Next()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, m_state.ShownPath() + ": object " +
-                                                          std::to_string(id.MinorID()) +
-                                                          " is no distribution");
+        ORQBasThrowUsage(m_state.ShownPath() + ": object " + std::to_string(id.MinorID()) +
+                         " is no distribution");
     }
     DistributionState state;
     state.id = id;
@@ -88,13 +89,14 @@ std::unique_ptr<DrawerState> DistributionTable::LoadDrawer(const DistributionSta
     return drawer;
 }
 
-// Answers whether the members along the extendable dimension keep an order of their own, which
-// stands in place of its set.
+// Returns whether the members along the extendable dimension keep an order of their own. Its row
+// says so in place of a set's number.
 bool DistributionTable::LoadDimensions(const DistributionState& distribution, DrawerState& drawer) {
     bool isOrdered = false;
     for (const DrawerDimensionRow& row :
          m_state.Rows().Find<DrawerDimensionRow>(drawer.id.MinorID(), drawer.id.Index())) {
         const auto place = drawer.sets.size();
+        // A dimension is missing; the count below says so.
         if (row.dimension != static_cast<int>(place)) {
             break;
         }
@@ -140,6 +142,7 @@ DrawerState& DistributionTable::NewDrawer(DistributionState& distribution,
         m_state.Store().NewSet();  // ascending and never given twice, as sets' numbers are
     drawer->id = ORQSimDrawerID(distribution.id.ContextID(), distribution.id.MinorID(),
                                 distribution.id.TypeID(), number);
+    // Stores are numbered like objects, so that no two things of a database share a store.
     drawer->store = m_state.Store().NewObject();
     drawer->sets = sets;
     const ComponentSetPtr rows = std::exchange(
@@ -150,6 +153,7 @@ DrawerState& DistributionTable::NewDrawer(DistributionState& distribution,
         ORQSimCSetID set;
         int stored = drawer->rows.IsOrdered() ? 1 : 0;
         if (static_cast<int>(dim) != drawer->extendable) {
+            // Drawers mostly cover the same sets again, such as all components.
             set = m_state.Sets().FindStored(distribution.grid[dim], sets[dim]);
             set = set.IsNull() ? m_state.Sets().Store(distribution.grid[dim], sets[dim]) : set;
             stored = set.Index();
@@ -199,6 +203,7 @@ void DistributionTable::ForgetInDataSets(std::int64_t distribution, int drawer) 
             }
         }
     }
+    // After the loop: a query may or may not show rows that change while it is open.
     for (const auto& [dataSet, place] : places) {
         m_state.Rows().Erase(Table::DataSetDrawer, dataSet, place);
     }
@@ -207,10 +212,11 @@ void DistributionTable::ForgetInDataSets(std::int64_t distribution, int drawer) 
 void DistributionTable::DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id) {
     const std::int64_t object = distribution.id.MinorID();
     if (distribution.Find(id) == nullptr) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            m_state.ShownPath() + ": drawer " + std::to_string(id.Index()) +
-                                " is not one of distribution " + std::to_string(object));
+        ORQBasThrowUsage(m_state.ShownPath() + ": drawer " + std::to_string(id.Index()) +
+                         " is not one of distribution " + std::to_string(object));
     }
+    // All rows of the drawer go or, where one cannot be erased, the transaction is marked as half
+    // done (invariant 11).
     storage::Change change(m_state.Rows());
     EraseDrawer(m_state.Store(), object, id.Index());
     ForgetInDataSets(object, id.Index());

@@ -26,7 +26,7 @@ class DistributionTable {
     /// Gives a drawer its numbers and stores it with these sets, one for each dimension.
     DrawerState& NewDrawer(DistributionState& distribution, std::unique_ptr<DrawerState> drawer,
                            const std::vector<ComponentSetPtr>& sets);
-    /// Adds rows for members that the drawer does not have; answers the first new row.
+    /// Adds rows for members that the drawer does not have; returns the first new row.
     std::int64_t AddRows(DrawerState& drawer, const ComponentSetPtr& members);
     /// The set that callers see along a dimension, as an ID.
     ORQSimCSetID DimensionSet(const DistributionState& distribution, const DrawerState& drawer,

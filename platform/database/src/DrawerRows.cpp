@@ -78,9 +78,12 @@ const ComponentSetPtr& DrawerRows::Members() const {
 ComponentSetPtr DrawerRows::Missing(const ComponentSetPtr& view) const {
     const bool isOneRun =
         m_pending.empty() && m_members->GetForm() == ComponentSet::Form::Contiguous;
+    // Where all is one run, the difference costs nothing to speak of, however small the view.
     if (view->IsAscending() && (isOneRun || view->Size() > End() / kSmallPart)) {
         return ComponentSet::Difference(view, Members());
     }
+    // Made at the first scattered append and kept up to date from then on, so that k small appends
+    // cost what they add and not k passes over all rows.
     if (!m_hasPresent) {
         for (const DrawerSegment& segment : m_segments) {
             Note(segment.members);
@@ -113,6 +116,7 @@ std::int64_t DrawerRows::End() const {
 void DrawerRows::Load(DrawerSegment segment) {
     const ComponentSetPtr members = segment.members;
     const bool isFirst = m_segments.empty();
+    // What later segments add is united only when it is asked for, many at a time.
     m_segments.push_back(std::move(segment));
     if (isFirst) {
         m_members = members;
@@ -130,6 +134,7 @@ const DrawerSegment& DrawerRows::Append(const ComponentSetPtr& members) {
     const bool allAreOneRun = m_segments.size() == 1 && m_pending.empty() && isRun &&
                               m_members->GetForm() == Form::Contiguous;
     DrawerSegment* last = m_segments.empty() ? nullptr : &m_segments.back();
+    // Appends of ranges that follow one another stay one segment, and one row of the catalogue.
     const bool continues =
         last != nullptr && isRun && last->members->GetForm() == Form::Contiguous &&
         std::int64_t{last->members->First()} + last->members->Size() == members->First();

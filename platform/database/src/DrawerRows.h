@@ -37,7 +37,7 @@ class DrawerRows {
 
     /// Adds a segment as it was stored.
     void Load(DrawerSegment segment);
-    /// Gives new rows to members that have none, and answers the segment that changed. Members that
+    /// Gives new rows to members that have none, and returns the segment that changed. Members that
     /// follow the last segment's without a gap join it, so that a drawer that is filled in order
     /// keeps one segment.
     const DrawerSegment& Append(const ComponentSetPtr& members);

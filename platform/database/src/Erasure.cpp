@@ -23,6 +23,7 @@ void EraseBulk(Store& store, std::int64_t number) {
 }  // namespace
 
 void EraseDrawer(Store& store, std::int64_t distribution, int drawer) {
+    // Bulk data first: only these rows say where it lies.
     for (const DrawerSegmentRow& row : store.Rows().Find<DrawerSegmentRow>(distribution, drawer)) {
         EraseBulk(store, row.members.store);
     }
@@ -42,6 +43,7 @@ void EraseSet(Store& store, int set) {
 }
 
 void EraseObject(Store& store, std::int64_t object) {
+    // Collected first: a query may or may not show rows that change while it is open.
     std::vector<int> drawers;
     for (const DrawerRow& row : store.Rows().Find<DrawerRow>(object)) {
         drawers.push_back(row.number);

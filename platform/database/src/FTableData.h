@@ -6,7 +6,7 @@
 
 namespace orq::database {
 
-// Checks and stores a table; answers its identity.
+// Checks and stores a table; returns its identity.
 ORQSimDynamicID CreateFTable(DatabaseState& state, int type, int rows,
                              const ORQBasVector<ORQString>& rowLabels,
                              const ORQBasVector<ORQString>& columnLabels, const double* data,

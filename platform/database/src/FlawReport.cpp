@@ -40,7 +40,7 @@ void FlawReport::AddPart(Table table, std::int64_t owner, int second) {
         RemoveRow(table, owner, second));
 }
 
-// Looking for a name costs as much as some thousand look-ups.
+// A search for the name can cost some thousand lookups, so only the first flaws get one.
 std::string FlawReport::Show(std::int64_t object) {
     constexpr std::size_t kMostNamed = 1000;
     return m_flaws.size() < kMostNamed ? NameInMessage(m_state, object)

@@ -31,7 +31,7 @@ struct Flaw {
 class FlawReport {
   public:
     using Remove = std::function<void()>;
-    /// A size that nobody can tell.
+    /// An unknown size.
     static constexpr std::int64_t kUnknown = std::numeric_limits<std::int64_t>::max();
 
     /// `goOn` is called all along; what it throws ends the search. Both must outlive this.
@@ -40,7 +40,7 @@ class FlawReport {
         : m_state(state), m_salvage(salvage), m_goOn(goOn) {}
 
     DatabaseState& State() { return m_state; }
-    /// There is no loop without a look-up, so a search goes on or ends here.
+    /// Every loop of a search looks rows up, so here it can be ended.
     storage::RowStore& Rows() {
         m_goOn();
         return m_state.Rows();
@@ -78,8 +78,8 @@ class FlawReport {
     }
     std::int64_t StoredBytes(std::int64_t store);
 
-    /// Notes whose bulk data a store is; a flaw where it is another one's. `remove` takes the owner
-    /// away.
+    /// Notes that a store of bulk data has an owner; a flaw where it has one already. `remove`
+    /// removes the new owner.
     void Own(std::int64_t store, Remove remove);
     bool IsOwned(std::int64_t store) const { return m_stores.contains(store); }
 

@@ -39,8 +39,8 @@ void AddReferrers(DatabaseState& state, const ORQSimDynamicID& target, int slot,
     }
 }
 
-// Whether an identity denotes a whole object: sets, drawers and types are told by the number of
-// the object that they belong to, and have no links, names or members of their own.
+// Whether an identity denotes a whole object. Sets, drawers and types have the number of the object
+// that they belong to, and no links, names or members of their own.
 bool IsObject(const ORQSimDynamicID& id);
 // Where links of a position hang: throws Usage for a set or a drawer, which have none, and for a
 // null position, with the name of the link that was to be written.

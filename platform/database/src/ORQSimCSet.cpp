@@ -63,9 +63,8 @@ ORQSimCSetID ORQSimCSet::AscendingID() const {
 
 int ORQSimCSet::operator[](int location) const {
     if (location < 0 || location >= Size()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "location " + std::to_string(location) +
-                                                          " is outside a set of " +
-                                                          std::to_string(Size()) + " members");
+        ORQBasThrowUsage("location " + std::to_string(location) + " is outside a set of " +
+                         std::to_string(Size()) + " members");
     }
     return m_members->At(location);
 }
@@ -83,8 +82,7 @@ void ORQSimCSet::OrderedMembers(int* out) const {
 
 void ORQSimCSet::AsBitVector(omi_BlkBitVect& bits) const {
     if (!IsEmpty() && m_members->Lowest() < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "a bit vector cannot hold member " +
-                                                          std::to_string(m_members->Lowest()));
+        ORQBasThrowUsage("a bit vector cannot hold member " + std::to_string(m_members->Lowest()));
     }
     bits.Clear();
     m_members->ForEachRun([&](int, int first, int count) { bits.SetRange(first, count); });
@@ -112,10 +110,9 @@ namespace {
 void CheckSameCollection(const ORQSimCSet& a, const ORQSimCSet& b) {
     if (!a.CollectionID().IsNull() && !b.CollectionID().IsNull() &&
         a.CollectionID() != b.CollectionID()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "sets of collections " + std::to_string(a.CollectionID().MinorID()) +
-                                " and " + std::to_string(b.CollectionID().MinorID()) +
-                                " cannot be combined");
+        ORQBasThrowUsage("sets of collections " + std::to_string(a.CollectionID().MinorID()) +
+                         " and " + std::to_string(b.CollectionID().MinorID()) +
+                         " cannot be combined");
     }
 }
 

@@ -22,16 +22,14 @@ namespace {
 
 std::vector<int> Copy(const int* members, int count) {
     if (count < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a set cannot have " + std::to_string(count) + " members");
+        ORQBasThrowUsage("a set cannot have " + std::to_string(count) + " members");
     }
     return {members, members + count};
 }
 
 void CheckNotNegative(int lowest) {
     if (lowest < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a set cannot have member " + std::to_string(lowest));
+        ORQBasThrowUsage("a set cannot have member " + std::to_string(lowest));
     }
 }
 
@@ -57,7 +55,7 @@ ORQSimCSetID Store(const ORQSimCollectionID& id, const ComponentSetPtr& members)
 ORQSimCSetID KeepForNow(const ORQSimCollectionID& id, const ComponentSetPtr& members) {
     DatabaseState* state = DatabaseState::Reading(id);
     if (state == nullptr) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "a set needs a collection");
+        ORQBasThrowUsage("a set needs a collection");
     }
     return state->Sets().Temps().FindOrAdd(id, members);
 }
@@ -66,15 +64,13 @@ ORQSimCSetID KeepForNow(const ORQSimCollectionID& id, const ComponentSetPtr& mem
 // would stand for the wrong object.
 void CheckCanBeMember(const DatabaseState& state, const ORQSimPosition& object) {
     if (object.IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a member must be an object; this one is null");
+        ORQBasThrowUsage("a member must be an object; this one is null");
     }
     if (!IsObject(object.ID())) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
+        ORQBasThrowUsage(
             "sets, drawers and types are no objects and cannot be members; given was "
             "one of object " +
-                std::to_string(object.ID().MinorID()));
+            std::to_string(object.ID().MinorID()));
     }
     state.CheckStorable(object.ID());
 }
@@ -154,14 +150,12 @@ int ORQSimCollection::AddMember(const ORQSimPosition& object) {
 void ORQSimCollection::SetMember(int member, const ORQSimPosition& object) {
     DatabaseState& state = DatabaseState::Writing(m_id);
     if (member < 0 || member >= Space()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "member " + std::to_string(member) +
-                                                          " is outside the space of " +
-                                                          std::to_string(Space()) + " members");
+        ORQBasThrowUsage("member " + std::to_string(member) + " is outside the space of " +
+                         std::to_string(Space()) + " members");
     }
     CheckCanBeMember(state, object);
     if (!state.Rows().InsertNew(MemberRow{m_id.MinorID(), member, object.ID().MinorID()})) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "member " + std::to_string(member) + " is another object already");
+        ORQBasThrowUsage("member " + std::to_string(member) + " is another object already");
     }
 }
 

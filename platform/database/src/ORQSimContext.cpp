@@ -40,19 +40,17 @@ ORQSimDistributionID ORQSimContext::CreateDistribution(const ORQSimGrid& grid,
     std::vector<std::int64_t> collections;
     for (const ORQSimCollectionID& collection : grid.Collections()) {
         if (collection.IsNull() || collection.ContextID() != m_id) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                "dimension " + std::to_string(collections.size()) +
-                                    " of the grid: the collection is null or of another database");
+            ORQBasThrowUsage("dimension " + std::to_string(collections.size()) +
+                             " of the grid: the collection is null or of another database");
         }
         state.CheckStorable(collection);
         collections.push_back(collection.MinorID());
     }
     state.CheckStorable(range.Collection());
     if (collections.empty() || ORQSimScalarSize(range.ScalarType()) == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a distribution needs a grid and a scalar type; it was given " +
-                                std::to_string(collections.size()) + " dimensions and type " +
-                                std::to_string(range.ScalarType()));
+        ORQBasThrowUsage("a distribution needs a grid and a scalar type; it was given " +
+                         std::to_string(collections.size()) + " dimensions and type " +
+                         std::to_string(range.ScalarType()));
     }
     const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryDistribution);
     const std::int64_t rangeCollection =

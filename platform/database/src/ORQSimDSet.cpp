@@ -23,6 +23,7 @@ namespace {
 // The members that the values of a block name, read in slices of bounded size.
 ORQSimCSet ReferencedMembers(const ORQSimDistributionID& id, const std::vector<ORQSimCSet>& block,
                              const ORQSimCollectionID& collection) {
+    // 8 MiB of values at a time, whatever the block's size.
     constexpr std::int64_t kItemsPerSlice = 1 << 20;
     const ORQSimDistribution distribution(id);
     std::int64_t itemsPerRow = 1;

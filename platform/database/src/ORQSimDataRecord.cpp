@@ -36,10 +36,9 @@ const char* NameOf(Kind kind) {
 }
 
 [[noreturn]] void RefuseKind(const FieldRow& row, const char* wanted) {
-    throw ORQBasFailure(
-        ORQBasFailureKind::Usage,
-        "field " + std::to_string(row.number) + " of object " + std::to_string(row.object) +
-            " holds " + NameOf(static_cast<Kind>(row.kind)) + " and cannot be read as " + wanted);
+    ORQBasThrowUsage("field " + std::to_string(row.number) + " of object " +
+                     std::to_string(row.object) + " holds " + NameOf(static_cast<Kind>(row.kind)) +
+                     " and cannot be read as " + wanted);
 }
 
 // Calls f(row) for a field that is set.
@@ -68,8 +67,7 @@ int ReadInteger(const ORQSimDynamicID& id, int field, const char* wanted) {
 void Put(const ORQSimDynamicID& id, int field, Kind kind, const FieldValue& value) {
     DatabaseState& state = DatabaseState::Writing(id);
     if (field < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a record has no field " + std::to_string(field));
+        ORQBasThrowUsage("a record has no field " + std::to_string(field));
     }
     state.Rows().Put(FieldRow{id.MinorID(), field, static_cast<int>(kind), value});
 }

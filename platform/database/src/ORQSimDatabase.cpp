@@ -23,7 +23,7 @@ void AddFocus(Store& store) {
 
 const std::shared_ptr<DatabaseState>& Opened(const std::shared_ptr<DatabaseState>& state) {
     if (state == nullptr || state->IsClosed()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "the database is not open");
+        ORQBasThrowUsage("the database is not open");
     }
     state->Store().CheckProcess();
     return state;

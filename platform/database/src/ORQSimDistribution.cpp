@@ -86,9 +86,8 @@ ORQSimDrawerDescription ORQSimDistribution::DrawerDescription(const ORQSimDrawer
     }
     const DrawerState* drawer = state->Find(id);
     if (drawer == nullptr) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "drawer " + std::to_string(id.Index()) +
-                                                          " is not one of distribution " +
-                                                          std::to_string(m_id.MinorID()));
+        ORQBasThrowUsage("drawer " + std::to_string(id.Index()) + " is not one of distribution " +
+                         std::to_string(m_id.MinorID()));
     }
     DatabaseState& database = *DatabaseState::Reading(m_id);
     ORQSimDrawerDescription description;

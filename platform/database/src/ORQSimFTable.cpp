@@ -52,17 +52,15 @@ ORQSimDynamicID CreateFTable(DatabaseState& state, int type, int rows,
                              const ORQBasVector<ORQString>& columnLabels, const double* data,
                              int count) {
     if (rows < 0 || count < 0 || (rows == 0 ? count != 0 : count % rows != 0)) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a table of " + std::to_string(rows) + " rows cannot hold " +
-                                std::to_string(count) + " values in rows of equal length");
+        ORQBasThrowUsage("a table of " + std::to_string(rows) + " rows cannot hold " +
+                         std::to_string(count) + " values in rows of equal length");
     }
     const int columns = rows == 0 ? columnLabels.Size() : count / rows;
     if (columnLabels.Size() > columns || rowLabels.Size() > rows) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a table of " + std::to_string(rows) + " rows and " +
-                                std::to_string(columns) + " columns cannot have " +
-                                std::to_string(rowLabels.Size()) + " row labels and " +
-                                std::to_string(columnLabels.Size()) + " column labels");
+        ORQBasThrowUsage("a table of " + std::to_string(rows) + " rows and " +
+                         std::to_string(columns) + " columns cannot have " +
+                         std::to_string(rowLabels.Size()) + " row labels and " +
+                         std::to_string(columnLabels.Size()) + " column labels");
     }
     const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryFTable);
     state.Rows().Insert(FTableRow{id.MinorID(), rows, columns, id.MinorID()});
@@ -96,10 +94,8 @@ void ORQSimFTable::GetData(double* values, int first, int count) const {
     const FTableRow shape = RowOf(m_id);
     const std::int64_t present = std::int64_t{shape.nRows} * shape.nColumns;
     if (first < 0 || count < 0 || std::int64_t{first} + count > present) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "a table of " + std::to_string(present) +
-                                                          " values was asked for " +
-                                                          std::to_string(count) + " from place " +
-                                                          std::to_string(first) + " on");
+        ORQBasThrowUsage("a table of " + std::to_string(present) + " values was asked for " +
+                         std::to_string(count) + " from place " + std::to_string(first) + " on");
     }
     if (count == 0) {
         return;

@@ -30,19 +30,18 @@ DatabaseState* ReadingLinks(const ORQSimPosition& object) {
 
 DatabaseState& WritingLinks(const ORQSimPosition& object, int slot) {
     if (object.IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a null object cannot hold the link " + ORQSimSchema::NameOf(slot));
+        ORQBasThrowUsage("a null object cannot hold the link " + ORQSimSchema::NameOf(slot));
     }
     DatabaseState& state = DatabaseState::Writing(object.ID());
     if (!IsObject(object.ID())) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "sets, drawers and types hold no links");
+        ORQBasThrowUsage("sets, drawers and types hold no links");
     }
     return state;
 }
 
 ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& target) {
     if (target.IsNull() || target.ID().Category() == ORQSimCategoryType) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "a link needs an object to lead to");
+        ORQBasThrowUsage("a link needs an object to lead to");
     }
     state.CheckStorable(target.ID());
     return target.ID().Category() == ORQSimCategoryCSet

@@ -50,6 +50,7 @@ ORQSimPosition ORQSimPosition::Parent(int slot) const {
     AddReferrers<ChildRow>(*state, m_id, slot, parents);
     AddReferrers<MapEntryRow>(*state, m_id, slot, parents);
     AddReferrers<VectorEntryRow>(*state, m_id, slot, parents);
+    // The lowest, so that the result does not depend on the kind of link.
     return parents.empty() ? ORQSimPosition() : std::ranges::min(parents);
 }
 
@@ -221,8 +222,7 @@ ORQSimDataRecord ORQSimPosition::CreateDataRecord(int type) const {
 ORQSimPosition ORQSimPosition::CreateTypedCollection(int type, int space) const {
     DatabaseState& state = DatabaseState::Writing(m_id);
     if (space < 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a collection cannot have a space of " + std::to_string(space));
+        ORQBasThrowUsage("a collection cannot have a space of " + std::to_string(space));
     }
     const ORQSimDynamicID id = state.Objects().New(type, ORQSimCategoryCollection);
     state.Rows().Insert(CollectionRow{id.MinorID(), space});
@@ -238,9 +238,8 @@ ORQSimPosition ORQSimPosition::CreateTypedDSet(const ORQSimCtation& ctation, int
         int dimension = 0;
         for (const ORQSimCSetID& set : compartment.CSetIDs()) {
             if (set.CollectionID().IsNull()) {
-                throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                    "compartment " + std::to_string(place) + ", dimension " +
-                                        std::to_string(dimension) + ": the set is null");
+                ORQBasThrowUsage("compartment " + std::to_string(place) + ", dimension " +
+                                 std::to_string(dimension) + ": the set is null");
             }
             state.Rows().Insert(CompartmentRow{id.MinorID(), place, dimension,
                                                state.Sets().Persistent(set).Index(),

@@ -48,9 +48,8 @@ ORQSimDynamicID ORQSimSymbols::Create(ORQSimTypeID type, int place, const ORQStr
     DatabaseState& state = DatabaseState::Writing(collection);
     if (place < 0 || !Find(type, name, collection).IsNull() ||
         !Get(type, place, collection).IsNull()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "place " + std::to_string(place) +
-                                                          " or name \"" + name.UTF8() +
-                                                          "\" of a symbol is taken or below 0");
+        ORQBasThrowUsage("place " + std::to_string(place) + " or name \"" + name.UTF8() +
+                         "\" of a symbol is taken or below 0");
     }
     const ORQSimDynamicID id = state.Objects().New(type.Index(), ORQSimCategoryRecord);
     state.Rows().Insert(

@@ -9,8 +9,7 @@ using orq::database::DatabaseState;
 ORQSimTransaction::ORQSimTransaction(ORQSimContextID context) : m_context(context) {
     DatabaseState* state = DatabaseState::Find(context);
     if (state == nullptr) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a transaction needs an open database; this one is null or closed");
+        ORQBasThrowUsage("a transaction needs an open database; this one is null or closed");
     }
     m_level = state->Begin();
 }
@@ -27,7 +26,7 @@ ORQSimTransaction::~ORQSimTransaction() {
 void ORQSimTransaction::Commit() {
     DatabaseState* state = DatabaseState::Find(m_context);
     if (m_level == 0 || state == nullptr) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "the transaction has ended already");
+        ORQBasThrowUsage("the transaction has ended already");
     }
     const int level = m_level;
     state->CheckInnermost(level);

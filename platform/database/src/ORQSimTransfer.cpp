@@ -23,7 +23,6 @@ using orq::database::DrawerSegment;
 using orq::database::DrawerState;
 using orq::database::InDimension;
 using orq::database::ItemMover;
-using orq::database::Refuse;
 using orq::database::RowReader;
 using orq::database::RowRun;
 using orq::database::SparseRows;
@@ -47,6 +46,8 @@ std::vector<DrawerState*> ORQSimTransfer::Job::DrawersToRead(
 ORQSimTransientDrawer ORQSimTransfer::Job::Read() {
     CheckView();
     DatabaseState& state = State();
+    // A read takes no rows where all is known, so nothing else would notice that the handle
+    // refuses.
     state.Store().CheckUsable();
     DistributionState& distribution = Distribution();
     const int nDims = static_cast<int>(distribution.grid.size());
@@ -88,12 +89,12 @@ SparseRows ORQSimTransfer::Job::SparseView(DatabaseState& state, DistributionSta
     DrawerState* sparse = nullptr;
     for (DrawerState* drawer : DrawersToRead(distribution)) {
         if (drawer->layout != ORQSimDrawerLayout::Sparse || sparse != nullptr) {
-            Refuse("a sparse read needs one sparse drawer; set the drawer");
+            ORQBasThrowUsage("a sparse read needs one sparse drawer; set the drawer");
         }
         sparse = drawer;
     }
     if (sparse == nullptr) {
-        Refuse("a sparse read needs one sparse drawer; the distribution has none");
+        ORQBasThrowUsage("a sparse read needs one sparse drawer; the distribution has none");
     }
     return SparseRows::Read(state, distribution, *sparse, View());
 }
@@ -110,10 +111,10 @@ std::int64_t ORQSimTransfer::Job::ReadAsSparse(DatabaseState& state,
 
 void ORQSimTransfer::Job::Make() {
     if (making == Making::None) {
-        Refuse("nothing says that the transfer makes a drawer");
+        ORQBasThrowUsage("nothing says that the transfer makes a drawer");
     }
     if (isSparse) {
-        Refuse("a sparse drawer is made by writing its cells");
+        ORQBasThrowUsage("a sparse drawer is made by writing its cells");
     }
     CheckView();
     AddDrawer();
@@ -132,7 +133,7 @@ void ORQSimTransfer::Job::AddDrawer() {
 
 void ORQSimTransfer::Job::Write() {
     if (direction != Direction::Write) {
-        Refuse("the transfer was not set to write");
+        ORQBasThrowUsage("the transfer was not set to write");
     }
     CheckView();
     DatabaseState& state = DatabaseState::Writing(distributionID);
@@ -179,6 +180,7 @@ std::int64_t ORQSimTransfer::Job::Extend(DatabaseState& state, DrawerState& draw
         }
     };
     ComponentSetPtr missing = drawer.rows.Missing(view);
+    // New rows go to the end, so a view of new members alone has no row before them.
     const bool isAllNew = missing->Size() == view->Size();
     if (!extension.IsNull()) {
         add(drawer.rows.Missing(ORQSimCSet(extension).Payload()));
@@ -201,6 +203,7 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     const std::int64_t rowsPerChunk = drawer.RowsPerChunk(mover.storeSize);
     ChunkStore& chunkStore = state.Chunks();
 
+    // In the order of rows, so that each chunk is written once.
     std::vector<RowRun> runs;
     ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer, firstRow,
                   [&](const RowRun& run) { runs.push_back(run); });
@@ -230,6 +233,9 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
         const std::int64_t end = (runs[last].row + countOf(last) - chunkRow) * rowBytes;
         const std::int64_t length = chunkStore.Length(drawer.store, 0, number);
         std::int64_t reserve = 0;
+        // Room to grow, so that appending copies each byte a few times at most: the first chunk
+        // doubles, later ones get their full size at once. A first write gets what it needs, so
+        // that small drawers stay small.
         if (drawer.extendable >= 0 && (number > 0 || length > 0)) {
             reserve = std::min(rowsPerChunk * rowBytes,
                                number > 0 ? rowsPerChunk * rowBytes : 2 * std::max(end, length));
@@ -326,7 +332,7 @@ ORQSimTransfer& ORQSimTransfer::SetExtendableDim(int dimension) {
 ORQSimTransfer& ORQSimTransfer::SetDim(int dimension, const ORQSimCSet& set) {
     constexpr int kMostDimensions = 16;
     if (dimension < 0 || dimension >= kMostDimensions) {
-        Refuse(InDimension(dimension) + " does not exist");
+        ORQBasThrowUsage(InDimension(dimension) + " does not exist");
     }
     const auto place = static_cast<std::size_t>(dimension);
     if (place >= m_job->dims.size()) {
@@ -348,7 +354,7 @@ ORQSimTransfer& ORQSimTransfer::SetDimExtension(const ORQSimCSetID& members) {
 
 ORQSimTransfer& ORQSimTransfer::SetBuffer(int buffer, void* data, std::int64_t size) {
     if (buffer < ORQSimbufMain || buffer > ORQSimbufSparseMap) {
-        Refuse("buffer " + std::to_string(buffer) + " does not exist");
+        ORQBasThrowUsage("buffer " + std::to_string(buffer) + " does not exist");
     }
     m_job->buffers[static_cast<std::size_t>(buffer)] = {data, size};
     return *this;
@@ -361,7 +367,7 @@ ORQSimTransfer& ORQSimTransfer::SetBuffer(int buffer, const void* data, std::int
 
 ORQSimTransfer& ORQSimTransfer::SetBufferType(int scalarType) {
     if (ORQSimScalarSize(scalarType) == 0) {
-        Refuse("the buffer type " + std::to_string(scalarType) + " is no scalar type");
+        ORQBasThrowUsage("the buffer type " + std::to_string(scalarType) + " is no scalar type");
     }
     m_job->bufferType = scalarType;
     return *this;
@@ -379,7 +385,7 @@ ORQSimTransfer& ORQSimTransfer::SetSerialization(const ORQSimSerializationType& 
 
 ORQSimTransfer& ORQSimTransfer::SetSparseNNonzero(int count) {
     if (count < 0) {
-        Refuse("the number of non-zeros " + std::to_string(count) + " is below 0");
+        ORQBasThrowUsage("the number of non-zeros " + std::to_string(count) + " is below 0");
     }
     m_job->nNonzero = count;
     return *this;
@@ -400,7 +406,7 @@ std::int64_t ORQSimTransfer::RequiredBufferSize(int buffer) const {
 
 ORQSimTransientDrawer ORQSimTransfer::ExecRead() {
     if (m_job->direction != Job::Direction::Read) {
-        Refuse("the transfer was not set to read");
+        ORQBasThrowUsage("the transfer was not set to read");
     }
     return m_job->Read();
 }

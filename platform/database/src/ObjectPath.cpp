@@ -18,7 +18,7 @@ using storage::VectorEntryRow;
 
 namespace {
 
-// Ways are looked for from the object upwards, as far as they are few.
+// Bounds the search for a name in a message: an object may have millions of referrers.
 constexpr std::size_t kMostSeen = 2000;
 
 // "nodes" of the slot Mesh_nodes.
@@ -32,7 +32,7 @@ std::string OwnName(DatabaseState& state, std::int64_t object) {
     return name.Next() ? "\"" + std::string(name->text) + "\"" : "";
 }
 
-// What tells a link from others of its slot; empty for one that has no others.
+// The key of a link among those of its slot; empty where the slot holds one link.
 std::string KeyName(const ChildRow& link) {
     return link.key == 0 ? "" : "[" + std::to_string(link.key) + "]";
 }
@@ -46,7 +46,7 @@ std::string KeyName(const SetEntryRow&) {
     return "";
 }
 
-// Of a link by the slot, and its key or the name of what it leads to.
+// A step along a link: the slot, and the key or the name of the target.
 template <class Link>
 std::string StepName(DatabaseState& state, std::int64_t target, const Link& link) {
     std::string key = KeyName(link);
@@ -57,7 +57,7 @@ std::string StepName(DatabaseState& state, std::int64_t target, const Link& link
     return SlotName(link.slot) + key;
 }
 
-// Looks for the focus from an object upwards, nearest owners first.
+// Searches from an object up to the focus, nearest owners first.
 class PathSearch {
   public:
     explicit PathSearch(DatabaseState& state) : m_state(state) {}
@@ -68,7 +68,9 @@ class PathSearch {
         m_ways = {{object, ""}};
         for (std::size_t next = 0; next < m_ways.size() && next < kMostSeen && m_path.empty();
              ++next) {
+            // A copy, since following it moves the list.
             const Way way = m_ways[next];
+            // Only the object itself may be a set of a collection; what leads to it is an object.
             const int target = next == 0 ? index : 0;
             FollowLinks<ChildRow>(way, target);
             FollowLinks<MapEntryRow>(way, target);
@@ -80,7 +82,7 @@ class PathSearch {
     }
 
   private:
-    // How to come to an object: from which one, by what.
+    // A path that ends at the object in question: where it begins, and its steps.
     struct Way {
         std::int64_t object;
         std::string rest;  // all steps from `object` to the end

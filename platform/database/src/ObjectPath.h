@@ -8,8 +8,8 @@
 
 namespace orq::database {
 
-// "object 12 (model / mesh / nodes)": with the shortest way from the focus, by slots and names;
-// with its own name where no way is found; the number alone where there is none either.
+// "object 12 (model / mesh / nodes)": with the shortest path from the focus, by slots and names;
+// with its own name where no path is found; the number alone where there is none either.
 std::string NameInMessage(DatabaseState& state, std::int64_t object);
 // The same of a set, which may have links of its own.
 std::string NameInMessage(DatabaseState& state, std::int64_t collection, int set);

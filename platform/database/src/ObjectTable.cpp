@@ -28,6 +28,7 @@ ORQSimDynamicID ObjectTable::IdentityOf(const storage::Target& target) const {
 }
 
 ObjectTable::KnownChild& ObjectTable::PlaceOfChild(std::int64_t object, int slot, int member) {
+    // One entry a place and no chains: a clash costs a lookup in the catalogue, no more.
     const std::uint64_t hash =
         (static_cast<std::uint64_t>(object) * 31 + static_cast<std::uint64_t>(slot)) * 31 +
         static_cast<std::uint64_t>(member);
@@ -45,6 +46,7 @@ ORQSimDynamicID ObjectTable::Child(std::int64_t object, int slot, int member) {
 
 void ObjectTable::SetChild(std::int64_t object, int slot, int member,
                            const ORQSimDynamicID& target) {
+    // Before the row is written: if that throws, the next reader looks it up.
     PlaceOfChild(object, slot, member) = {};
     if (target.IsNull()) {
         m_state.Rows().Erase(Table::Child, object, slot, member);

@@ -19,7 +19,7 @@ class ObjectTable {
   public:
     explicit ObjectTable(DatabaseState& state) : m_state(state) {}
 
-    /// Makes an object and answers its identity.
+    /// Makes an object and returns its identity.
     ORQSimDynamicID New(int type, int category);
     /// The identity of an object by number; null when there is none.
     ORQSimDynamicID Find(std::int64_t object) const;
@@ -57,7 +57,7 @@ class ObjectTable {
     KnownChild& PlaceOfChild(std::int64_t object, int slot, int member);
 
     DatabaseState& m_state;
-    // By hash, the later of two takes the place: no more than the links that a loop goes round.
+    // By hash; the later of two takes the place. 64 are more links than a loop follows.
     std::array<KnownChild, 64> m_children;
 };
 

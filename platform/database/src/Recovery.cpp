@@ -73,14 +73,16 @@ class Recoverer {
           m_salvage(state.Store().SalvageFrom(damaged, m_goOn)) {}
 
     ORQSimDatabase::Recovery Run() {
+        // Indices hold links without their target's type, so objects are made as far as they can be
+        // before links are taken from there.
         m_salvage->TakeRows();
         MakeObjectsOfLinks();
         m_salvage->TakeRowsFromIndices();
         m_salvage->TakeChunks(m_progress);
         m_done = 1.0;
         m_recovery.damage = m_salvage->Damage();
-        TellGaps();
-        TellHalfLinks();
+        ReportGaps();
+        ReportHalfLinks();
         RemoveFlaws();
         Count();
         return std::move(m_recovery);
@@ -106,6 +108,7 @@ class Recoverer {
             objects[row.object] = {row.object, row.type, ORQSimCategoryRecord};
         }
         for (const auto& [number, object] : objects) {
+            // Where no row was lost with a page, a link to a missing object is itself the flaw.
             if (m_salvage->MayHaveLost(Table::Object, number)) {
                 Rows().InsertNew(object);
             }
@@ -132,7 +135,7 @@ class Recoverer {
         }
     }
 
-    void TellGaps() {
+    void ReportGaps() {
         for (const storage::RowGap& gap : m_salvage->Gaps()) {
             const auto* words = std::ranges::find(kWords, gap.table, &Words::table);
             const auto name = [&](std::int64_t key) {
@@ -146,7 +149,7 @@ class Recoverer {
         }
     }
 
-    void TellHalfLinks() {
+    void ReportHalfLinks() {
         for (const storage::Salvage::HalfLink& link : m_salvage->HalfLinks()) {
             Lose(std::string(NameOf(link.table)) + " " + ORQSimSchema::NameOf(link.slot) + " of " +
                  NameInMessage(m_state, link.object) + ": led to object " +
@@ -154,7 +157,7 @@ class Recoverer {
         }
     }
 
-    // What a flaw takes along has flaws in turn, until nothing is left that refers to it.
+    // Removing what is flawed leaves new flaws, in what refers to it, until none is left.
     void RemoveFlaws() {
         for (;;) {
             std::vector<Flaw> flaws = FindFlaws(m_state, m_salvage.get(), m_goOn);
@@ -165,9 +168,11 @@ class Recoverer {
                 std::erase_if(flaws, [](const Flaw& flaw) { return flaw.isLastResort; });
             }
             AddCoveredDrawers(flaws);
+            // Removing erases rows behind the back of what is kept of them.
             m_state.ForgetCaches();
             const std::int64_t nBefore = Rows().NumChanges();
             Remove(flaws);
+            // Each round takes rows away, so the loop ends.
             if (Rows().NumChanges() == nBefore) {
                 throw ORQBasFailure(ORQBasFailureKind::Damaged,
                                     m_damaged + ": cannot be recovered: " + flaws.front().text);
@@ -176,11 +181,11 @@ class Recoverer {
     }
 
     void Remove(std::vector<Flaw>& flaws) {
-        std::set<std::string> told;
+        std::set<std::string> reported;
         for (Flaw& flaw : flaws) {
             m_goOn();
             flaw.remove();
-            if (told.insert(flaw.text).second) {
+            if (reported.insert(flaw.text).second) {
                 Lose(std::move(flaw.text));
             }
         }

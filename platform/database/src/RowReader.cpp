@@ -24,6 +24,8 @@ RowReader::RowReader(storage::ChunkStore& store, const DrawerState& drawer,
       m_rowsPerChunk(drawer.RowsPerChunk(mover.storeSize)) {}
 
 void RowReader::Read(const ComponentSet& view, const DrawerSegment& segment) {
+    // The common case of single nodes out of a whole mesh: members give rows by a subtraction, so
+    // no runs have to be found.
     const bool areScattered = view.GetForm() == ComponentSet::Form::Sorted &&
                               segment.members->GetForm() == ComponentSet::Form::Contiguous &&
                               m_geometry.MovesWholeRows() && m_mover.isPlain;
@@ -54,6 +56,8 @@ void RowReader::ReadRun(RowRun run) {
         OpenChunkOf(run.row);
         const bool isStored = run.row < m_storedEnd;
         std::int64_t most = (isStored ? m_storedEnd : m_chunkEnd) - run.row;
+        // Compared and copied in turns while a chunk is compared for the first time; see
+        // kVerifyStep.
         if (isStored && !m_chunk.IsChecked()) {
             most = std::min(most, std::max<std::int64_t>(1, kVerifyStep / m_rowBytes));
         }

@@ -18,7 +18,7 @@ class RowReader {
     RowReader(storage::ChunkStore& store, const DrawerState& drawer, const ViewOnDrawer& geometry,
               const ItemMover& mover, std::byte* buffer);
 
-    /// The rows of a segment that the view asks for.
+    /// The rows of a segment that the view covers.
     void Read(const ComponentSet& view, const DrawerSegment& segment);
     /// Rows that were moved.
     std::int64_t NumRows() const { return m_nRows; }

@@ -28,6 +28,8 @@ ComponentSetPtr SetTable::Members(const ORQSimCSetID& id) {
         return ComponentSet::Empty();
     }
     ComponentSetPtr members = ReadMembers(m_state.Store(), row->members);
+    // Members are used as places in arrays without another check, so a damaged set is refused
+    // before it is kept.
     if (row->collection != id.MinorID() ||
         (!members->IsEmpty() && members->Highest() >= m_state.Objects().Space(id.CollectionID()))) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,

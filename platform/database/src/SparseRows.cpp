@@ -49,6 +49,7 @@ std::vector<T> GetArray(DatabaseState& state, std::int64_t store, int part, std:
 std::vector<std::int32_t> GetMap(DatabaseState& state, const DrawerState& drawer,
                                  std::int64_t begin, std::int64_t count, std::int64_t nStored) {
     auto map = GetArray<std::int32_t>(state, drawer.store, kMap, begin, count + 1);
+    // Entries of the map become places in the other two arrays.
     if (map.front() < 0 || map.back() > nStored || !std::ranges::is_sorted(map)) {
         FailDamaged(state, drawer);
     }
@@ -62,25 +63,22 @@ void SparseRows::Check(std::span<const std::int32_t> indices, std::span<const st
     const auto nValues = static_cast<std::int64_t>(indices.size());
     for (std::size_t row = 0; row + 1 < map.size(); ++row) {
         if (map[row] > map[row + 1] || (row == 0 && map[0] != 0)) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                "the sparse map does not rise from 0: row " + std::to_string(row) +
-                                    " has [" + std::to_string(map[row]) + ", " +
-                                    std::to_string(map[row + 1]) + ")");
+            ORQBasThrowUsage("the sparse map does not rise from 0: row " + std::to_string(row) +
+                             " has [" + std::to_string(map[row]) + ", " +
+                             std::to_string(map[row + 1]) + ")");
         }
     }
     if (map.back() != nValues) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "the sparse map ends at " + std::to_string(map.back()) + ", " +
-                                std::to_string(nValues) + " values are given");
+        ORQBasThrowUsage("the sparse map ends at " + std::to_string(map.back()) + ", " +
+                         std::to_string(nValues) + " values are given");
     }
     const auto outside = std::ranges::find_if(
         indices, [&](std::int32_t index) { return index < 0 || index >= nColumns; });
     if (outside != indices.end()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "sparse index " + std::to_string(*outside) + " (value " +
-                                std::to_string(outside - indices.begin()) +
-                                ") is outside dimension 1, which has " + std::to_string(nColumns) +
-                                " members");
+        ORQBasThrowUsage("sparse index " + std::to_string(*outside) + " (value " +
+                         std::to_string(outside - indices.begin()) +
+                         ") is outside dimension 1, which has " + std::to_string(nColumns) +
+                         " members");
     }
 }
 
@@ -106,6 +104,8 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
     result.m_map.assign(static_cast<std::size_t>(view[0]->Size()) + 1, 0);
     const auto valueSize = static_cast<std::size_t>(distribution.ScalarSize());
 
+    // From a location in the drawer's columns to that in the view, -1 where the view lacks it: one
+    // pass over the columns instead of a search for each value.
     std::vector<int> toView(static_cast<std::size_t>(drawer.sets[1]->Size()), -1);
     ComponentSet::ForEachCommonRun(*view[1], *drawer.sets[1], [&](int inView, int at, int count) {
         for (int i = 0; i < count; ++i) {
@@ -149,6 +149,7 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
 std::int64_t SparseRows::NumStored(DatabaseState& state, const DrawerState& drawer) {
     storage::ChunkStore& chunks = state.Chunks();
     constexpr std::int64_t kSize = sizeof(std::int32_t);
+    // Lengths are compared before anything is read by numbers that a file gives.
     if (!HasFlatArray(chunks, drawer.store, kMap, (drawer.nRows + 1) * kSize)) {
         FailDamaged(state, drawer);
     }

@@ -11,7 +11,7 @@
 
 namespace orq::database {
 
-// The part of a sparse drawer that a view asks for, in compressed rows. Example: the view has rows
+// The part of a sparse drawer that a view covers, in compressed rows. Example: the view has rows
 // {4, 9} and columns {10, 20, 30}, and cells (4, 20), (9, 10), (9, 30) are stored:
 //   map {0, 1, 3}   columns {1, 0, 2}   values {v(4,20), v(9,10), v(9,30)}
 class SparseRows {
@@ -31,7 +31,7 @@ class SparseRows {
     static std::int64_t NumStored(DatabaseState& state, const DrawerState& drawer);
 
     std::int64_t NumValues() const { return static_cast<std::int64_t>(m_columns.size()); }
-    // Writes each value to its cell of a row-major buffer of the view; answers how many.
+    // Writes each value to its cell of a row-major buffer of the view; returns how many.
     std::int64_t Scatter(const ItemMover& mover, std::byte* buffer) const;
     // Writes the three arrays.
     void CopyTo(const ItemMover& mover, std::byte* values, std::byte* indices,

@@ -7,7 +7,7 @@
 
 namespace orq::database {
 
-/// What breaks a rule, in words; empty where nothing does. Cost: of a look-up for each dimension.
+/// What breaks a rule, in words; empty where nothing does. Cost: of a lookup for each dimension.
 std::string ProblemOfDrawer(DatabaseState& state, const DistributionState& distribution,
                             const DrawerState& drawer);
 

@@ -47,6 +47,7 @@ ORQSimCSetID TempSets::Find(const ORQSimCollectionID& collection, const Componen
     if (place < 0) {
         return {};
     }
+    // Somebody else holds its number now.
     At(place).isReplaceable = false;
     return IDOf(place);
 }

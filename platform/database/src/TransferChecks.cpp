@@ -13,14 +13,13 @@ using orq::database::DistributionState;
 using orq::database::DrawerState;
 using orq::database::InDimension;
 using orq::database::Missing;
-using orq::database::Refuse;
 
 namespace {
 
 constexpr std::int64_t kMostBytes = std::numeric_limits<std::int32_t>::max();
 constexpr int kIndexSize = sizeof(std::int32_t);  // of an entry of the sparse buffers
 
-// The first member (in the set's order) that lies outside [0, space).
+// The first member, in the set's order, that lies outside [0, space); -1 if none does.
 int FirstOutside(const ComponentSet& set, int space) {
     std::optional<int> outside;
     set.ForEachRun([&](int, int first, int count) {
@@ -37,7 +36,7 @@ int FirstOutside(const ComponentSet& set, int space) {
 
 DatabaseState& ORQSimTransfer::Job::State() const {
     if (distributionID.IsNull()) {
-        Refuse("a transfer needs a distribution; this one is null");
+        ORQBasThrowUsage("a transfer needs a distribution; this one is null");
     }
     return DatabaseState::Existing(distributionID);
 }
@@ -54,7 +53,7 @@ DrawerState& ORQSimTransfer::Job::Drawer(DistributionState& distribution) const 
     DrawerState* drawer = distribution.Find(drawerID);
     if (drawer == nullptr) {
         State().CheckStorable(drawerID);
-        Refuse("the drawer of the transfer is not one of its distribution");
+        ORQBasThrowUsage("the drawer of the transfer is not one of its distribution");
     }
     return *drawer;
 }
@@ -72,8 +71,8 @@ void ORQSimTransfer::Job::CheckView() {
     const int valueSize = MoverFor(distribution).bufferSize;
     const std::int64_t items = isSparse ? nNonzero : ViewItems();
     if (items > kMostBytes / (isSparse ? std::max(valueSize, kIndexSize) : valueSize)) {
-        Refuse("the view has " + std::to_string(items) +
-               " items; one transfer moves at most 2147483647 bytes, split it");
+        ORQBasThrowUsage("the view has " + std::to_string(items) +
+                         " items; one transfer moves at most 2147483647 bytes, split it");
     }
 }
 
@@ -81,8 +80,8 @@ void ORQSimTransfer::Job::CheckAgainstSpaces(const DistributionState& distributi
     const std::size_t nDims = distribution.grid.size();
     const auto nSet = std::ranges::count_if(dims, [](const auto& dim) { return dim.has_value(); });
     if (dims.size() != nDims || static_cast<std::size_t>(nSet) != nDims) {
-        Refuse("the view has " + std::to_string(nSet) + " dimensions, the distribution " +
-               std::to_string(nDims));
+        ORQBasThrowUsage("the view has " + std::to_string(nSet) + " dimensions, the distribution " +
+                         std::to_string(nDims));
     }
     for (std::size_t i = 0; i < nDims; ++i) {
         CheckMembers(static_cast<int>(i), *dims[i], distribution.grid[i]);
@@ -98,25 +97,26 @@ void ORQSimTransfer::Job::CheckMembers(int dimension, const ORQSimCSet& set,
         return;
     }
     if (set.CollectionID() != collection) {
-        Refuse(InDimension(dimension) + ": the set belongs to collection " +
-               std::to_string(set.CollectionID().MinorID()) + ", the grid has collection " +
-               std::to_string(collection.MinorID()));
+        ORQBasThrowUsage(InDimension(dimension) + ": the set belongs to collection " +
+                         std::to_string(set.CollectionID().MinorID()) +
+                         ", the grid has collection " + std::to_string(collection.MinorID()));
     }
     const ComponentSet& members = *set.Payload();
     const int space = State().Objects().Space(collection);
     if (!members.IsEmpty() && (members.Lowest() < 0 || members.Highest() >= space)) {
-        Refuse(InDimension(dimension) + ": member " + std::to_string(FirstOutside(members, space)) +
-               " is outside the space of " + std::to_string(space) + " members");
+        ORQBasThrowUsage(InDimension(dimension) + ": member " +
+                         std::to_string(FirstOutside(members, space)) +
+                         " is outside the space of " + std::to_string(space) + " members");
     }
 }
 
 void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) const {
     const DrawerState& drawer = Drawer(distribution);
     if (isSparse || drawer.layout == ORQSimDrawerLayout::Sparse) {
-        Refuse("a sparse drawer is written when it is made and cannot be changed");
+        ORQBasThrowUsage("a sparse drawer is written when it is made and cannot be changed");
     }
     if ((autoExtend || !extension.IsNull()) && drawer.extendable < 0) {
-        Refuse(
+        ORQBasThrowUsage(
             "only chunked drawers are extendable; this drawer was made without an extendable "
             "dimension");
     }
@@ -127,6 +127,7 @@ void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) co
     }
     for (std::size_t i = 0; i < dims.size(); ++i) {
         const int dimension = static_cast<int>(i);
+        // What is missing there will be added.
         if (dimension == drawer.extendable && autoExtend) {
             continue;
         }
@@ -137,8 +138,8 @@ void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) co
             missing = Missing(missing, ORQSimCSet(extension).Payload());
         }
         if (!missing->IsEmpty()) {
-            Refuse(InDimension(dimension) + ": the drawer does not hold member " +
-                   std::to_string(missing->At(0)) + " and may not be extended by it");
+            ORQBasThrowUsage(InDimension(dimension) + ": the drawer does not hold member " +
+                             std::to_string(missing->At(0)) + " and may not be extended by it");
         }
     }
 }
@@ -146,29 +147,29 @@ void ORQSimTransfer::Job::CheckAgainstDrawer(DistributionState& distribution) co
 void ORQSimTransfer::Job::CheckMaking(const DistributionState& distribution) const {
     if (making == Making::Plain) {
         if (extendable >= 0) {
-            Refuse("only chunked drawers are extendable");
+            ORQBasThrowUsage("only chunked drawers are extendable");
         }
         if (isSparse && distribution.grid.size() != 2) {
-            Refuse("a sparse drawer needs two dimensions, the distribution has " +
-                   std::to_string(distribution.grid.size()));
+            ORQBasThrowUsage("a sparse drawer needs two dimensions, the distribution has " +
+                             std::to_string(distribution.grid.size()));
         }
         return;
     }
     if (isSparse) {
-        Refuse("a sparse drawer cannot be chunked");
+        ORQBasThrowUsage("a sparse drawer cannot be chunked");
     }
     if (chunks.size() != distribution.grid.size()) {
-        Refuse(std::to_string(chunks.size()) + " chunk sizes are given for " +
-               std::to_string(distribution.grid.size()) + " dimensions");
+        ORQBasThrowUsage(std::to_string(chunks.size()) + " chunk sizes are given for " +
+                         std::to_string(distribution.grid.size()) + " dimensions");
     }
     for (std::size_t i = 0; i < chunks.size(); ++i) {
         if (chunks[i] < 1) {
-            Refuse(InDimension(static_cast<int>(i)) + ": the chunk size " +
-                   std::to_string(chunks[i]) + " is below 1");
+            ORQBasThrowUsage(InDimension(static_cast<int>(i)) + ": the chunk size " +
+                             std::to_string(chunks[i]) + " is below 1");
         }
     }
     if (extendable >= static_cast<int>(distribution.grid.size())) {
-        Refuse("the extendable " + InDimension(extendable) + " does not exist");
+        ORQBasThrowUsage("the extendable " + InDimension(extendable) + " does not exist");
     }
 }
 
@@ -183,6 +184,8 @@ void ORQSimTransfer::Job::CheckReferences(const DistributionState& distribution,
     const auto space =
         static_cast<std::uint32_t>(State().Objects().Space(distribution.rangeCollection));
     const orq::database::ItemMover mover = MoverFor(distribution);
+    // Blocks that stay in the first cache. The loop over one has no branch, so that compilers make
+    // it wide; the wrong value is searched for only when there is one.
     std::array<std::uint32_t, 4096> block{};
     for (std::int64_t first = 0; first < count; first += std::ssize(block)) {
         const std::int64_t size = std::min<std::int64_t>(std::ssize(block), count - first);
@@ -216,9 +219,9 @@ void ORQSimTransfer::Job::RefuseReference(std::int64_t first, std::span<const st
     } else {
         place = "value " + std::to_string(item);
     }
-    Refuse("the value for " + place + " refers to member " +
-           std::to_string(static_cast<std::int32_t>(*wrong)) + " of a collection of " +
-           std::to_string(space));
+    ORQBasThrowUsage("the value for " + place + " refers to member " +
+                     std::to_string(static_cast<std::int32_t>(*wrong)) + " of a collection of " +
+                     std::to_string(space));
 }
 
 std::int64_t ORQSimTransfer::Job::ViewItems() const {
@@ -253,12 +256,12 @@ std::byte* ORQSimTransfer::Job::BufferFor(int buffer) {
     const std::int64_t required = RequiredSize(buffer);
     const Buffer& given = buffers[static_cast<std::size_t>(buffer)];
     if (required > 0 && given.data == nullptr) {
-        Refuse("buffer " + std::to_string(buffer) + " of " + std::to_string(required) +
-               " bytes is missing");
+        ORQBasThrowUsage("buffer " + std::to_string(buffer) + " of " + std::to_string(required) +
+                         " bytes is missing");
     }
     if (given.size < required) {
-        Refuse("buffer " + std::to_string(buffer) + " has " + std::to_string(given.size) +
-               " bytes, the view needs " + std::to_string(required));
+        ORQBasThrowUsage("buffer " + std::to_string(buffer) + " has " + std::to_string(given.size) +
+                         " bytes, the view needs " + std::to_string(required));
     }
     return static_cast<std::byte*>(given.data);
 }

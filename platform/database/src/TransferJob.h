@@ -1,4 +1,4 @@
-// What a transfer was told to do, and doing it: ORQSimTransfer.cpp moves values, TransferChecks.cpp
+// The settings of a transfer and its execution: ORQSimTransfer.cpp moves values, TransferChecks.cpp
 // refuses beforehand what cannot be moved.
 #pragma once
 
@@ -19,10 +19,6 @@
 #include "TransferView.h"
 
 namespace orq::database {
-
-[[noreturn]] inline void Refuse(const std::string& text) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
-}
 
 inline std::string InDimension(int dimension) {
     return "dimension " + std::to_string(dimension);
@@ -97,7 +93,7 @@ class ORQSimTransfer::Job {
     std::int64_t ReadAsSparse(orq::database::DatabaseState& state,
                               orq::database::DistributionState& distribution);
     void AddDrawer();
-    // Adds rows where the transfer asks for them. Answers a row before which none of the view lies.
+    // Adds rows where the settings say so. Returns a row before which none of the view lies.
     std::int64_t Extend(orq::database::DatabaseState& state, orq::database::DrawerState& drawer);
     void WriteDense(orq::database::DatabaseState& state,
                     const orq::database::DistributionState& distribution,

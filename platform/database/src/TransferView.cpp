@@ -27,6 +27,8 @@ ViewOnDrawer Meet(const std::vector<ComponentSetPtr>& view, const DrawerState& d
             std::vector<RowPiece> pieces;
             ComponentSet::ForEachCommonRun(
                 *view[dim], *drawer.sets[dim], [&](int inView, int inDrawer, int count) {
+                    // The dimensions inside are one unbroken run in drawer and buffer, so that
+                    // neighbours along this one join to a longer run: few copies of many bytes.
                     const bool isWholeInside =
                         result.pieces.size() == 1 && result.pieces[0].count == rowStride &&
                         (rowStride == 1 ||
@@ -60,9 +62,8 @@ namespace {
 
 template <class From>
 [[noreturn]] void RefuseValue(From value) {
-    throw ORQBasFailure(
-        ORQBasFailureKind::Usage,
-        "the value " + std::to_string(value) + " cannot be held by the scalar type it is moved to");
+    ORQBasThrowUsage("the value " + std::to_string(value) +
+                     " cannot be held by the scalar type it is moved to");
 }
 
 template <class To, class From>
@@ -149,6 +150,8 @@ ItemMover MoverFrom(int bufferScalar) {
 // Copies rows of kBytes each; the size is a constant in the copy.
 template <std::size_t kBytes>
 void GatherRowsOf(const std::byte* rows, std::span<const int> members, std::byte* buffer) {
+    // Where 16 members follow one another, one copy of a size that the compiler knows moves all of
+    // their rows.
     constexpr std::ptrdiff_t kGroup = 16;
     const int* next = members.data();
     const int* const end = next + members.size();

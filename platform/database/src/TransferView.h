@@ -11,7 +11,7 @@
 
 namespace orq::database {
 
-// A run of rows of a drawer that a view asks for.
+// A run of rows of a drawer that a view covers.
 struct RowRun {
     std::int64_t row;
     int viewLocation;  // along the row dimension
@@ -43,7 +43,7 @@ struct ViewOnDrawer {
 
 ViewOnDrawer Meet(const std::vector<ComponentSetPtr>& view, const DrawerState& drawer);
 
-// Calls f(RowRun) for the rows that the view asks for, in order of the view within each segment.
+// Calls f(RowRun) for the rows that the view covers, in order of the view within each segment.
 // REQUIRES: none of them lies before `firstRow`.
 template <class F>
 void ForEachRowRun(const ComponentSet& view, const DrawerState& drawer, std::int64_t firstRow,

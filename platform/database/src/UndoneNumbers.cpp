@@ -3,6 +3,7 @@
 namespace orq::database {
 
 void UndoneNumbers::Prepare() {
+    // One range for each level that may be undone, so that Undo takes no memory.
     m_levelStarts.reserve(m_levelStarts.size() + 1);
     m_objects.ReserveFor(m_levelStarts.size() + 1);
     m_sets.ReserveFor(m_levelStarts.size() + 1);

@@ -27,7 +27,7 @@ class DrawerCheck {
         for (const DistributionRow& row : m_report.Rows().Find<DistributionRow>()) {
             const ORQSimDistributionID id(m_state.Objects().Find(row.object));
             if (id.IsNull()) {
-                continue;  // told by CheckKinds
+                continue;  // CheckKinds reports it
             }
             if (row.rangeCollection != 0 &&
                 m_state.Objects().FindCollection(row.rangeCollection).IsNull()) {
@@ -45,6 +45,7 @@ class DrawerCheck {
     bool HasWholeDrawers(std::int64_t object, std::size_t nDimensions) {
         const std::size_t nBefore = m_report.Flaws().size();
         for (const DrawerRow& row : m_report.Rows().Find<DrawerRow>(object)) {
+            // Had only one of its rows been lost, the other would show that there was a drawer.
             if (m_report.MayHaveLost(Table::Drawer, object) &&
                 m_report.MayHaveLost(Table::DrawerDimension, object)) {
                 m_report.AddDrawer(
@@ -88,7 +89,7 @@ class DrawerCheck {
                 CheckDrawer(distribution, *drawer);
             }
         } catch (const ORQBasFailure& failure) {
-            // One of its sets, mostly; that is told by CheckSets, and goes first.
+            // Mostly for one of its sets, which CheckSets reports and which goes first.
             m_report.AddObject(object, "cannot be read: " + failure.Text());
             m_report.Flaws().back().isLastResort = true;
         }

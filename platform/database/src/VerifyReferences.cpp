@@ -67,7 +67,7 @@ class ReferenceCheck {
     }
 
   private:
-    // Objects that are more than records have a row that says what they are, and the other way.
+    // Objects that are more than records have a row that says what they are, and vice versa.
     void CheckKinds() {
         for (const ObjectRow& row : m_report.Rows().Find<ObjectRow>()) {
             const std::optional<Table> kind = TableOfKind(row.category);
@@ -107,7 +107,7 @@ class ReferenceCheck {
         }
     }
 
-    // Takes away the link that a row is.
+    // Removes the link that a row stores.
     FlawReport::Remove RemoveLink(const ChildRow& row) {
         return m_report.RemoveRow(Table::Child, row.object, row.slot, row.key);
     }
@@ -149,7 +149,7 @@ class ReferenceCheck {
         }
     }
 
-    // `second` answers the second number of a row's key.
+    // `second` returns the second number of a row's key.
     template <class Row, class Second>
     void CheckOwners(Second second) {
         for (const Row& row : m_report.Rows().Find<Row>()) {
@@ -274,7 +274,7 @@ class ReferenceCheck {
         }
     }
 
-    // Rows that are part of what another row tells.
+    // Rows that are parts of what another row describes.
     void CheckParts() {
         for (const DrawerRow& row : m_report.Rows().Find<DrawerRow>()) {
             if (!m_report.Rows().Has<DistributionRow>(row.distribution)) {

@@ -29,8 +29,9 @@ enum class ORQObjSeverity : int { Error = 0, Warning = 3 };
 
 using ORQObjConditionArgument = std::variant<int, double, ORQString>;
 
-/// A warning or error of a running analysis, as a view of its record. Its symbol field 0 says where
-/// it came from; all come from the analysis, symbol 3.
+/// A warning or error of a running analysis, as a view of its record: a handle, free to copy. Its
+/// symbol field 0 says where it came from; all come from the analysis, symbol 3. Throws as
+/// ORQSimDataRecord does: Usage when a field is of another kind or the database is closed.
 class ORQ_EXPORT ORQObjCondition {
   public:
     ORQObjCondition() = default;

@@ -9,7 +9,11 @@
 #include "ORQString.h"
 
 /// A model database as a document: knows where the standard objects hang. A shared handle like the
-/// database's; an empty one counts as closed, and its getters answer null.
+/// database's: the database stays open as long as one of them lives. An empty one counts as closed,
+/// and its getters return null.
+///
+/// Each getter follows a few links, at the cost of a lookup for each. All throw as ORQSimPosition
+/// does: Usage when the database is closed, Damaged or Io when the catalogue cannot be read.
 class ORQ_EXPORT ORQObjDocument {
   public:
     ORQObjDocument() = default;

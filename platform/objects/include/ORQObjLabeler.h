@@ -21,12 +21,18 @@ enum class ORQObjLabelerType : int { Node = 0, Element = 1 };
 ///   ordinal            0    1    2
 ///   label             30   10   20
 ///   labels delivered  10, 20, 30      ordinals delivered  1, 2, 0
+///
+/// Owns what it has read, and does not follow later changes. After Read(), a label is found by a
+/// binary search, an ordinal as ORQSimCSet::SeekMember finds it; both first look the instance up by
+/// name. What is unknown is -1, empty or false.
 class ORQ_EXPORT ORQObjLabeler {
   public:
     ORQObjLabeler(const ORQObjDocument& document, ORQObjLabelerType type);
     ORQObjLabeler(const ORQSimPosition& position, ORQObjLabelerType type);
 
-    /// Loads the label tables: 4 bytes for each label. REQUIRED before any query.
+    /// Loads the label tables: 4 bytes for each label. REQUIRED before any query. Throws
+    /// ORQBasFailure: Usage when the database is closed, Damaged or Io when the tables cannot be
+    /// read.
     void Read();
 
     /// The names of the instances, in the order of their member numbers.
@@ -40,7 +46,8 @@ class ORQ_EXPORT ORQObjLabeler {
     /// All labels in ascending order, and the ordinal of each; both empty for an unknown instance.
     void GetInstanceLabelsAndOrdinals(const ORQString& instance, ORQSimArray<int>& labels,
                                       ORQSimArray<int>& ordinals) const;
-    /// The name of the instance that labels an ordinal; false when none does.
+    /// The name of the instance that labels an ordinal; false when none does. Searches instance by
+    /// instance.
     bool GetOccurrenceForFlatMeshOrdinal(int ordinal, ORQString& instance) const;
 
   private:

@@ -6,7 +6,7 @@
 /// A mesh as a view of its record: a value, one position in size, that owns nothing and sees every
 /// later change. Copies denote the same mesh; it is valid as its database is open.
 ///
-/// Each getter follows one link: one look-up, nothing of the mesh's bulk data is read. It answers
+/// Each getter follows one link: one lookup, nothing of the mesh's bulk data is read. It returns
 /// null for what the mesh lacks, and for a null mesh. Each setter replaces one link and REQUIRES an
 /// open transaction; a null position takes the link away. Both throw ORQBasFailure: Usage when the
 /// database is closed, and for setters when the mesh is null, no transaction is open or the position

@@ -42,11 +42,11 @@ class ORQ_EXPORT ORQObjMeshedField {
     /// model. Members that are written together stay in one drawer, which grows along time, so that
     /// adding a time costs what it adds. REQUIRES: a field of a step, and an open transaction.
     void Write(const ORQSimCSetID& times, const ORQSimCSet& members, const double* values) const;
-    /// Reads the values [members][components] at one time, a member of the step's times. Answers
+    /// Reads the values [members][components] at one time, a member of the step's times. Returns
     /// how many of them there are.
     std::int64_t Read(int time, const ORQSimCSet& members, double* values) const;
 
-    /// For ORQObjStepBuilder: stores what the getters answer. REQUIRES: an open transaction.
+    /// For ORQObjStepBuilder: stores what the getters return. REQUIRES: an open transaction.
     void SetGridType(int gridType) const;
     void SetComponents(const ORQSimCSetID& codes) const;
     void SetComponentLabel(int place, const ORQString& label) const;

@@ -5,7 +5,9 @@
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
-/// A model as a view of its record. Getters answer null for what the model lacks.
+/// A model as a view of its record: a handle, free to copy. Each getter costs one lookup and
+/// returns null for what the model lacks. Throws as ORQSimPosition does: Usage when the database is
+/// closed, Damaged or Io when the catalogue cannot be read.
 class ORQ_EXPORT ORQObjModel {
   public:
     ORQObjModel() = default;

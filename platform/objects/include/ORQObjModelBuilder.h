@@ -45,7 +45,7 @@ class ORQ_EXPORT ORQObjModelBuilder {
 
     /// Directions 1 to `dimension` (2 or 3) of space. Throws Usage for another number.
     ORQSimCSetID SpatialDirections(int dimension) const;
-    /// Makes room for more nodes behind those that there are, and answers the new ones.
+    /// Makes room for more nodes behind those that there are, and returns the new ones.
     ORQSimCSetID AddNodes(int count) const;
 
     /// The instance of that name, made when there is none.
@@ -59,7 +59,7 @@ class ORQ_EXPORT ORQObjModelBuilder {
 
     // --- Elements --------------------------------------------------------------------------------
 
-    /// Makes room for more elements behind those that there are, and answers the new ones.
+    /// Makes room for more elements behind those that there are, and returns the new ones.
     ORQSimCSetID AddElements(int count) const;
     /// The data set of connectivity, empty or filled.
     ORQSimPosition Connectivity() const;

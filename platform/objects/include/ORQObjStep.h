@@ -9,7 +9,8 @@
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
-/// A step of an analysis, as a view of its record.
+/// A step of an analysis, as a view of its record: a handle, free to copy. Throws as ORQSimPosition
+/// does: Usage when the database is closed, Damaged or Io when rows or values cannot be read.
 class ORQ_EXPORT ORQObjStep {
   public:
     ORQObjStep() = default;
@@ -21,7 +22,8 @@ class ORQ_EXPORT ORQObjStep {
     ORQSimCSet GetTimes() const;
     /// The values of those times, in the model's unit of time.
     std::vector<double> ReadTimes() const;
-    /// In the order in which they were added.
+    /// Views of the step's fields in the order in which they were added, at the cost of a lookup
+    /// for each; no values are read.
     std::vector<ORQObjMeshedField> GetFieldResults() const;
     std::vector<ORQObjMeshedField> GetHistoryFields() const;
     /// What the analysis reported in it (ORQObjCondition), in order.

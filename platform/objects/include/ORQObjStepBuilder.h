@@ -43,7 +43,7 @@ class ORQ_EXPORT ORQObjStepBuilder {
     /// A step of a type (Step_General, Step_Lin_Buckle, ...), the last of the sequence and without
     /// times.
     ORQSimPosition AddStep(const ORQString& name, int type) const;
-    /// Adds times behind those that the step has, and answers the new ones.
+    /// Adds times behind those that the step has, and returns the new ones.
     ORQSimCSetID AddTimes(const ORQSimPosition& step, std::span<const double> values) const;
 
     /// The modes of a step (Step_Lin_Buckle, Step_Lin_Frequency), an eigenvalue for each: load
@@ -72,7 +72,7 @@ class ORQ_EXPORT ORQObjStepBuilder {
     ORQObjMeshedField AddHistoryField(const ORQSimPosition& step,
                                       const ORQObjFieldDefinition& definition) const;
 
-    /// What the user asks to be output, over regions with members.
+    /// What the user wants as output, over regions with members.
     ORQSimPosition AddUserOutputRequest(const ORQString& name,
                                         std::span<const ORQSimPosition> regions) const;
     /// What that became in one step, and the fields that it fills there.

@@ -8,7 +8,7 @@
 #include "ORQSimCollection.h"
 #include "ORQSimPosition.h"
 
-/// Adds `count` members at the end of the collection, and answers the new ones.
+/// Adds `count` members at the end of the collection, and returns the new ones.
 /// Throws Usage when there cannot be so many.
 inline ORQSimCSetID AddMembers(const ORQSimPosition& position, int count) {
     ORQSimCollection collection(position.GetCollection());

@@ -14,6 +14,8 @@ ORQSimCSet ORQObjElementClass::GetElementCSet() const {
         const ORQSimDSet membership =
             (*owner).GetPosition(ORQSimSchema::ElementClassification_dataSet).DSet();
         const ORQObjMesh mesh = ORQObjElementClassification(*owner).GetMesh();
+        // A class lists no elements itself: the data set of a classification says which belong to
+        // the class with this member number.
         const ORQSimCollection classes(mesh.GetElementClassCollection().GetCollection());
         const int member = classes.MemberIndex(m_position);
         if (!membership.IsNull() && member >= 0) {
@@ -36,6 +38,7 @@ void ORQObjElementClass::Register(const ORQObjMesh& mesh, const ORQSimPosition& 
 }
 
 ORQObjMesh ORQObjElementClassification::GetMesh() const {
+    // A mesh holds its classifications under two slots, and this may be either of them.
     const ORQSimPosition mesh = m_position.Parent(ORQSimSchema::Mesh_elementClassification);
     return mesh.IsNull() ? m_position.Parent(ORQSimSchema::Mesh_shapeFormulationLogicalSection)
                          : mesh;

@@ -29,6 +29,7 @@ void ORQObjLabeler::Read() {
     for (const ORQSimDrawerDescription& drawer : labels.QueryDrawers()) {
         const ORQSimCSet of(drawer.CSet(0));
         const auto place = static_cast<std::size_t>(of[0]);
+        // Labels of an instance without a record have no name by which they could be found.
         if (place >= m_instances.size()) {
             continue;
         }
@@ -73,6 +74,7 @@ int ORQObjLabeler::GetInstanceOrdinal(const ORQString& name, int label) const {
     if (instance == nullptr) {
         return -1;
     }
+    // Tables are stored in ascending order of labels; see ORQObjModelBuilder::SetLabels.
     const auto found = std::ranges::lower_bound(instance->labels, label);
     return found != instance->labels.end() && *found == label
                ? instance->ordinals[static_cast<int>(found - instance->labels.begin())]

@@ -31,6 +31,7 @@ ORQSimDrawerID DrawerOf(const ORQSimDistribution& distribution, bool hasMembers,
 void MakeNewDrawer(ORQSimTransfer& transfer, bool hasMembers, int nMembers, int nComponents) {
     const int members = std::clamp(nMembers, 1, kMembersPerChunk);
     ORQSimArray<int> chunks(hasMembers ? 3 : 2);
+    // Times come one by one, so the field grows along them.
     chunks.Get(0) = std::max(1, kValuesPerPage / (members * nComponents));
     if (hasMembers) {
         chunks.Get(1) = members;

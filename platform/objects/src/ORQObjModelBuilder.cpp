@@ -239,6 +239,7 @@ void ORQObjModelBuilder::SetLabels(ORQObjLabelerType type, const ORQSimPosition&
 
     const ORQSimCSet members(memberSet);
     const std::span given(labels, static_cast<std::size_t>(members.Size()));
+    // Most meshes are numbered in order: then nothing is sorted or copied.
     const bool areInOrder =
         std::ranges::adjacent_find(given, std::greater_equal<>()) == given.end();
     if (areInOrder && (given.empty() || given.front() >= 1)) {
@@ -390,6 +391,7 @@ ORQSimPosition ORQObjModelBuilder::AddElementSet(const ORQString& name, int numb
 
 ORQSimPosition ORQObjModelBuilder::AddSurface(
     const ORQString& name, int number, const std::map<int, ORQSimCSetID>& elementsByFace) const {
+    // All faces are checked before anything is made.
     for (const auto& [face, elements] : elementsByFace) {
         const std::string place = "surface \"" + name.UTF8() + "\", face " + std::to_string(face);
         if (face < 0) {

@@ -50,6 +50,7 @@ ORQSimDrawerID WriteAll(const ORQSimDistributionID& id, const ORQSimCSetID& rows
 // The data set under a slot with one more compartment, in place of the former.
 void AppendCompartment(const ORQSimPosition& owner, int slot, int type,
                        std::vector<ORQSimCSetID> sets) {
+    // Data sets are not changed once they are made.
     std::vector<ORQSimCompartment> compartments =
         owner.GetPosition(slot).DSet().GetCtation().Compartments();
     compartments.emplace_back(std::move(sets));

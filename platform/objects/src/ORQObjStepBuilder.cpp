@@ -19,6 +19,7 @@
 
 namespace {
 
+// A page of bulk data, since each step has a distribution of its own and mostly few values.
 constexpr int kValuesPerChunk = 512;
 
 ORQSimPosition TimeDescriptionOf(const ORQSimPosition& step) {
@@ -141,6 +142,7 @@ ORQSimCSetID ORQObjStepBuilder::AddTimes(const ORQSimPosition& step,
                          .GetDistribution(),
                      added, values);
         const ORQSimCollection times(collection.GetCollection());
+        // Times are only appended, so those of the step are all of its collection.
         step.SetPosition(ORQSimSchema::Task_times,
                          times.CreateTempCSetStrided(0, times.Space(), 1, 1));
     }

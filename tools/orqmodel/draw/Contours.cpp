@@ -25,6 +25,8 @@ Ring Clipped(const Ring& ring, double level, double sign) {
     for (std::size_t i = 0; i < ring.size(); ++i) {
         const Corner& from = ring[i];
         const Corner& to = ring[(i + 1) % ring.size()];
+        // Compared with equality on both sides, so that a corner on a level belongs to the pieces
+        // on both sides of it and none has a gap.
         const bool isFromKept = sign * from.value >= sign * level;
         const bool isToKept = sign * to.value >= sign * level;
         if (isFromKept) {

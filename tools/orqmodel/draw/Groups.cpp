@@ -15,9 +15,8 @@ constexpr Skin::Part kMark = {-1, -1, -1};
 void CheckName(const char* option, const std::string& wanted,
                const std::vector<std::string>& known) {
     if (std::ranges::find(known, wanted) == known.end()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, std::string(option) + " \"" + wanted +
-                                                          "\": there is none" +
-                                                          ORQExcNearNames(wanted, known));
+        ORQBasThrowUsage(std::string(option) + " \"" + wanted + "\": there is none" +
+                         ORQExcNearNames(wanted, known));
     }
 }
 
@@ -176,8 +175,7 @@ Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const int> bl
         CheckName("--set", name, known);
     }
     if (known.empty()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "--colour-by set: the model has no element set, surface or node set");
+        ORQBasThrowUsage("--colour-by set: the model has no element set, surface or node set");
     }
     const auto isWanted = [&](const auto& set) {
         return names.empty() || std::ranges::find(names, set.name) != names.end();

@@ -142,7 +142,7 @@ void MaterialPicture::AddGraph(const std::vector<Component>& components) {
     m_graphs.push_back(std::move(graph));
 }
 
-/// Lists what does not vary at the lower end of the picture; answers where that begins.
+/// Lists what does not vary at the lower end of the picture; returns where that begins.
 double MaterialPicture::PaintConstants(Canvas& canvas, double textSize) const {
     constexpr double kSmaller = 0.85;
     const double margin = kPageMargin * textSize;

@@ -36,11 +36,12 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     skin = SkinOf(model, blocks);
     const Groups groups = options.isBySet ? GroupsBySet(skin, model, blocks, options.sets)
                                           : GroupsByBlock(skin, model, blocks);
+    // Before anything is sorted or projected: parts are what memory and time go by.
     if (skin.NumParts() > kMostParts) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            fmt::format("has {} facets, lines and points on its outside; at most "
-                                        "{} can be drawn",
-                                        skin.NumParts(), kMostParts));
+        ORQBasThrowUsage(
+            fmt::format("has {} facets, lines and points on its outside; at most "
+                        "{} can be drawn",
+                        skin.NumParts(), kMostParts));
     }
     if (!m_view) {
         m_view = View::BestFor(skin);
@@ -66,6 +67,8 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     if (options.field) {
         m_counts = fmt::format("{}, {}, view {}", m_fieldName, options.field->time, m_view->Name());
     }
+    // In this order: the layout leaves the room into which the mesh is projected, and the length of
+    // edges is known in pixels only then.
     PlanLayout();
     Project(skin, *m_view, m_frame);
 

@@ -19,7 +19,7 @@ struct MeshPictureOptions {
     bool isBySet = false;             ///< else coloured by block
     std::vector<std::string> sets;    ///< that are coloured; all for none
     std::vector<std::string> blocks;  ///< that are drawn; all for none
-    /// Which edges of elements are drawn; without an answer, all when they are not too dense.
+    /// Which edges of elements are drawn; without a value, all when they are not too dense.
     std::optional<EdgeKind> edges;
     /// Colours by values instead of blocks or sets.
     std::optional<FieldValues> field;

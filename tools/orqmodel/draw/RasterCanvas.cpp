@@ -12,6 +12,7 @@ namespace orqmodel {
 namespace {
 
 bool IsIn(std::span<const Spot> corners, const Spot& spot) {
+    // A ray from the spot crosses the border an odd number of times.
     bool isIn = false;
     for (std::size_t i = 0; i < corners.size(); ++i) {
         const Spot& a = corners[i];

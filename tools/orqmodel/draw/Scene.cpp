@@ -56,6 +56,7 @@ class FacetEdges {
     /// alike.
     bool IsBent(std::int64_t a, std::int64_t b) const {
         static const double kSmooth = std::cos(30 * std::acos(-1) / 180);
+        // Facets that are oriented alike go along a common edge in opposite directions.
         const double turn = Nodes(a) == Nodes(b) ? -1 : 1;
         return turn * Dot(Normalized(NormalOf(m_skin, PartOf(a))),
                           Normalized(NormalOf(m_skin, PartOf(b)))) <
@@ -90,6 +91,7 @@ void PaintFacet(const Scene& scene, std::size_t part, Canvas& canvas) {
     const bool isMeshed =
         std::ranges::none_of(edges, [](EdgeKind e) { return e == EdgeKind::None; });
     canvas.Polygon(corners, fill,
+                   // Where all edges are shown, the border draws them at once.
                    isMeshed ? Stroke{EdgeColour(fill, EdgeKind::Mesh), 2 * kMeshEdgeReach}
                             : Stroke{fill, kSeam});
     for (std::size_t i = 0; i < edges.size(); ++i) {

@@ -11,6 +11,7 @@
 namespace orqmodel {
 namespace {
 
+// Coordinates are read into a small buffer and spread to three numbers each.
 constexpr int kSlice = 1 << 16;  // nodes at a time
 
 std::vector<Point> ReadPoints(const ORQExcModel& model) {
@@ -209,7 +210,7 @@ Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks) {
         }
     }
     if (skin.NumParts() == 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "there is nothing to draw");
+        ORQBasThrowUsage("there is nothing to draw");
     }
     CheckPoints(skin, model);
     return skin;

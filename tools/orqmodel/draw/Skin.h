@@ -41,7 +41,7 @@ class Skin {
     const std::vector<Point>& Points() const { return m_points; }  ///< by node ordinal
     std::vector<Point>& Points() { return m_points; }
 
-    /// `nodes` in the order in which Nodes() answers them.
+    /// `nodes` in the order in which Nodes() returns them.
     void Add(const Part& part, Kind kind, std::span<const int> nodes);
     void AddDot(const Part& part, int node);
     /// `nodes` as an edge in ORQExcShape: the ends, then the middle when there is one.

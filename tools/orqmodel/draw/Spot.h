@@ -14,14 +14,14 @@ inline double SquareDistance(const Spot& a, const Spot& b) {
     return (a.x - b.x) * (a.x - b.x) + (a.y - b.y) * (a.y - b.y);
 }
 
-/// Where on the way between two spots, from 0 to 1, a spot is nearest to it.
+/// Where on the segment between two spots, from 0 to 1, a spot is nearest to it.
 inline double PlaceAlong(const Spot& spot, const Spot& from, const Spot& to) {
     const double length = SquareDistance(from, to);
     const double along = (spot.x - from.x) * (to.x - from.x) + (spot.y - from.y) * (to.y - from.y);
     return length > 0 ? std::clamp(along / length, 0.0, 1.0) : 0;
 }
 
-/// From a spot to the way between two.
+/// From a spot to the segment between two.
 inline double SquareDistance(const Spot& spot, const Spot& from, const Spot& to) {
     const double place = PlaceAlong(spot, from, to);
     return SquareDistance(spot,

@@ -12,6 +12,8 @@
 namespace orqmodel {
 namespace {
 
+// Whole numbers of tenths of a pixel make files half as long as decimals, and the same on each
+// machine.
 constexpr double kUnitsPerPixel = 10;
 
 long Units(double pixels) {
@@ -43,6 +45,7 @@ void SvgCanvas::EndPath() {
 }
 
 void SvgCanvas::AppendPath(std::string style, std::span<const Spot> spots, bool isClosed) {
+    // Neighbours of the same colour share one path: viewers take their time for each element.
     if (style != m_openStyle) {
         EndPath();
         m_body += fmt::format("<path class=\"{}\" d=\"", ClassOf(style));
@@ -55,6 +58,8 @@ void SvgCanvas::AppendPath(std::string style, std::span<const Spot> spots, bool 
     for (std::size_t i = 1; i < spots.size(); ++i) {
         const long nextX = Units(spots[i].x);
         const long nextY = Units(spots[i].y);
+        // Steps from point to point, which have few digits. They are taken between rounded points,
+        // so that rounding does not add up along a path.
         fmt::format_to(out, "{}{} {}", i == 1 ? "l" : " ", nextX - x, nextY - y);
         x = nextX;
         y = nextY;

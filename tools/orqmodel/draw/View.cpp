@@ -54,6 +54,7 @@ bool ReadDirection(const std::string& text, Point& direction) {
 View::View(std::string name, const Point& toEye) : m_name(std::move(name)) {
     constexpr double kAlongAxis = 1e-9;
     m_toEye = Normalized(toEye);
+    // Z points up in a picture, but where it points at the eye; there Y points up.
     const bool isAlongZ = std::abs(m_toEye[0]) + std::abs(m_toEye[1]) < kAlongAxis;
     m_right = Normalized(Cross(isAlongZ ? Point{0, 1, 0} : Point{0, 0, 1}, m_toEye));
     m_up = Cross(m_toEye, m_right);
@@ -74,13 +75,12 @@ View View::FromText(const std::string& text) {
     }
     Point toEye{};
     if (!ReadDirection(text, toEye)) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            "--view " + text + ": is none of iso, +x, -x, +y, -y, +z, -z and X,Y,Z");
+        ORQBasThrowUsage("--view " + text + ": is none of iso, +x, -x, +y, -y, +z, -z and X,Y,Z");
     }
+    // Scaled before it is normalised, so that squares neither overflow nor become zero.
     const double largest = std::max({std::abs(toEye[0]), std::abs(toEye[1]), std::abs(toEye[2])});
     if (!(largest > 0 && largest < std::numeric_limits<double>::infinity())) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, "--view " + text + ": is no direction");
+        ORQBasThrowUsage("--view " + text + ": is no direction");
     }
     return {text, {toEye[0] / largest, toEye[1] / largest, toEye[2] / largest}};
 }

@@ -35,6 +35,7 @@ PrintableBuffer::int_type PrintableBuffer::overflow(int_type character) {
 }
 
 std::streamsize PrintableBuffer::xsputn(const char* text, std::streamsize size) {
+    // Whole lines at a time: a character of several bytes may come in parts.
     std::string_view rest(text, static_cast<std::size_t>(size));
     for (std::size_t end = rest.find('\n'); end != std::string_view::npos; end = rest.find('\n')) {
         m_line += rest.substr(0, end);

@@ -6,7 +6,7 @@ namespace orqmodel {
 /// broken invariant, says so on standard error and ends with ExitStatus::BrokenInvariant.
 void WatchForEarlyExit();
 
-/// The end was reached in the ordinary way.
+/// The end was reached normally.
 void EndWatch();
 
 }  // namespace orqmodel

@@ -12,10 +12,11 @@ volatile std::sig_atomic_t noted_signal = 0;
 
 void Note(int signal) {
     noted_signal = signal;
+    // One of the few calls that a signal's handler may make.
     alarm(kPatience);
 }
 
-/// Work that asks for signals seldom is ended as a second signal would end it.
+/// Work that rarely checks for signals is ended as a second signal would end it.
 void GiveUp(int) {
     std::signal(noted_signal, SIG_DFL);
     std::raise(noted_signal);
@@ -30,6 +31,8 @@ InterruptGuard::InterruptGuard() {
     sigaction(SIGALRM, &giveUp, &m_alarmBefore);
     struct sigaction action {};
     action.sa_handler = Note;
+    // Reset, so that a second signal ends the process by itself; restart, so that no call to the
+    // disk fails because of the first.
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
         sigaction(kSignals[i], &action, &m_before[i]);

@@ -86,6 +86,7 @@ ORQBasStaged::ORQBasStaged(const fs::path& place, std::string_view purpose)
     m_folder = folder;
     m_lock = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (m_lock < 0) {
+        // No destructor runs for an object whose constructor throws.
         const int error = errno;
         rmdir(m_folder.c_str());
         errno = error;
@@ -124,6 +125,7 @@ void ORQBasStaged::RemoveLeftovers(std::string_view purpose) const {
 }
 
 void ORQBasStaged::PutIntoPlace(bool mayReplace) {
+    // Before the name is given: after a loss of power no name leads to contents that were lost.
     SyncAll(m_made);
     unsigned wayBack = RENAME_NOREPLACE;
     if (RenameToFree(m_made, m_place) != 0) {
@@ -134,12 +136,13 @@ void ORQBasStaged::PutIntoPlace(bool mayReplace) {
             ORQBasThrowUsage(m_place.string() + ": exists already");
         }
         Exchange();
+        // The former one is in the folder now, so that going back is another exchange.
         wayBack = RENAME_EXCHANGE;
     }
     try {
         Sync(FolderOf(m_place));
     } catch (const ORQBasFailure&) {
-        // Nobody is told of a success that may not last. Where the file system cannot go back, the
+        // No success is reported that may not last. Where the file system cannot go back, the
         // new one stays.
         Rename(m_place, m_made, wayBack);
         throw;
@@ -150,9 +153,11 @@ void ORQBasStaged::Exchange() const {
     if (Rename(m_made, m_place, RENAME_EXCHANGE) == 0) {
         return;  // the former one is removed with the folder
     }
+    // EINVAL: the file system cannot exchange. ENOSYS: the kernel cannot.
     if (errno != EINVAL && errno != ENOSYS) {
         ORQBasThrowSystemFailure(m_place.string(), "exchange it");
     }
+    // A plain rename replaces a file in one step, but no folder that has something in it.
     const bool areFiles = !fs::is_directory(m_made) && !fs::is_directory(m_place);
     if (areFiles) {
         if (Rename(m_made, m_place, 0) != 0) {

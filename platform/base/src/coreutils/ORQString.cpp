@@ -35,6 +35,7 @@ int SequenceLength(unsigned char first) {
     if (first < 0x80) {
         return 1;
     }
+    // C0 and C1 could only begin overlong forms, F5 and above characters beyond U+10FFFF.
     if (first >= 0xC2 && first < 0xE0) {
         return 2;
     }
@@ -181,6 +182,7 @@ std::size_t ORQString::ByteOffset(int index) const {
 
 void ORQString::CheckRange(int first, int count) const {
     if (first < 0 || first > m_length) {
+        // The file's name alone: __FILE__ would hold the path of the machine that built it.
         ORQBasThrowIndexOutOfRange(first, m_length + std::int64_t{1}, "ORQString.cpp", __LINE__);
     }
     if (count < 0) {
@@ -254,6 +256,7 @@ int ORQString::ReplaceAll(const ORQString& text, const ORQString& replacement) {
     if (text.IsEmpty()) {
         return 0;
     }
+    // Built anew, since replacing in place would move the rest of the text each time.
     std::string result;
     int count = 0;
     std::size_t at = 0;
@@ -293,8 +296,10 @@ ORQStringResult ORQString::BuildFromNum(int number, const char* format) {
     if (!parsed) {
         return ORQStringResult::BadFormat;
     }
+    // Without a sign, since the lowest int has no positive counterpart.
     const bool negative = IsSigned(parsed->conversion) && number < 0;
     const auto bits = static_cast<std::uint32_t>(number);
+    // Most digits: 11, of 32 bits in octal.
     char buffer[16];
     const auto written = std::to_chars(std::begin(buffer), std::end(buffer),
                                        negative ? 0U - bits : bits, BaseOf(parsed->conversion));

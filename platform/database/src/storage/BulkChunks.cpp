@@ -84,7 +84,8 @@ BulkChunks::Extents& BulkChunks::Load(std::int64_t store, int part) {
     if (const auto known = m_parts.find(key); known != m_parts.end()) {
         return known->second;
     }
-    // A chunk without a row reads as zeros, so rows count only when all of them have been read.
+    // A chunk without a row reads as zeros, so rows count only when all of them have been read
+    // (invariant 11).
     Extents extents = ReadRows(key);
     NoteVerified(key, extents);
     Extents& kept = m_parts.try_emplace(key, std::move(extents)).first->second;
@@ -102,7 +103,7 @@ BulkChunks::Extents BulkChunks::ReadRows(const Key& key) {
     return extents;
 }
 
-// What was compared before the last Forget, and is the same.
+// Marks what was compared before the last Forget and is the same.
 void BulkChunks::NoteVerified(const Key& key, Extents& extents) const {
     const auto before = m_before.find(key);
     if (before == m_before.end()) {
@@ -174,16 +175,20 @@ void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     if (bytes.empty()) {
         return;
     }
+    // Before the change: a refusal leaves the transaction as it was.
     CheckPlaces();
     Change change(m_catalogue);
     Extent& extent = Find(store, part, chunk);
     if (extent.level != m_level) {
+        // Invariant 1: what was there when the level began is what undoing it goes back to.
         extent.level = m_level;
         extent.writableFrom = extent.length;
     }
     const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
     std::vector<std::byte> withGap;
     if (begin > extent.length) {
+        // A gap reads as zeros. They have to be written: space that is used again has old bytes in
+        // it.
         withGap.resize(static_cast<std::size_t>(end - extent.length));
         std::ranges::copy(bytes, withGap.begin() + (begin - extent.length));
         bytes = withGap;
@@ -205,6 +210,7 @@ bool BulkChunks::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t en
         return false;
     }
     if (end > extent.capacity && extent.offset + extent.capacity == m_bulkEnd) {
+        // The last extent of the file grows where it lies, since nothing is behind it.
         m_bulkEnd = extent.offset + RoundUp(end, kBulkPage);
         extent.capacity = m_bulkEnd - extent.offset;
     }
@@ -229,6 +235,8 @@ void BulkChunks::WriteInPlace(Extent& extent, std::int64_t begin,
     extent.verified.resize(nBlocks, false);
     extent.nUnverified += nBlocks - nBefore;
 
+    // Blocks of new bytes alone get the checksum of the bytes as they were given, and are compared
+    // when they are first read: so a fault on the way into the file is found.
     const auto isWhole = [&](std::size_t block) {
         return BlockBegin(block) >= begin && BlockEnd(block, extent.length) <= end;
     };
@@ -245,6 +253,8 @@ void BulkChunks::WriteInPlace(Extent& extent, std::int64_t begin,
         }
     }
     m_file.Write(extent.offset + begin, bytes, end == extent.length);
+    // Blocks with old bytes in them get theirs from the file. The old bytes were compared above, so
+    // nothing is compared again.
     for (const std::size_t block : {first, last - 1}) {
         if (!isWhole(block)) {
             const std::int64_t from = BlockBegin(block);
@@ -272,6 +282,8 @@ void BulkChunks::Replace(Extent& extent, std::int64_t begin, std::span<const std
         bytes = whole;
     }
     if (!extent.IsAbsent()) {
+        // Its old place is not taken again below: it waits for the readers of the committed state
+        // (invariant 5).
         m_space.Free(extent.offset, extent.capacity);
     }
     Extent fresh;

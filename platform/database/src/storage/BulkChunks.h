@@ -41,7 +41,7 @@ struct Extent : ChunkStore::Chunk {
 // Throws Damaged when the row contradicts itself.
 Extent MakeExtent(const ExtentRow& row);
 
-// Compares every block of an extent; answers the first byte of each that differs. REQUIRES: the
+// Compares every block of an extent; returns the first byte of each that differs. REQUIRES: the
 // file reaches to its end.
 std::vector<std::int64_t> FindDamage(BulkFile& file, const Extent& extent);
 

@@ -17,7 +17,8 @@ namespace orq::storage {
 
 namespace {
 
-constexpr std::int64_t kWriteStep = 4 << 20;
+constexpr std::int64_t kWriteStep = 4 << 20;  // see Write
+// Address space, not memory.
 constexpr std::int64_t kSmallestMap = 64 << 20;
 constexpr std::uint32_t kHeaderVersion = 1;
 constexpr std::array<char, 8> kMagic = {'O', 'R', 'Q', 'B', 'U', 'L', 'K', '\0'};
@@ -45,6 +46,7 @@ void WriteAll(int file, const std::string& path, std::int64_t offset,
         if (n < 0 && errno == EINTR) {
             continue;
         }
+        // A write of no bytes sets no errno, and would be tried for ever.
         if (n <= 0) {
             ORQBasThrowSystemFailure(path, "write " + std::to_string(bytes.size()) + " bytes at " +
                                                std::to_string(offset));
@@ -74,6 +76,7 @@ void BulkFile::Create(const std::string& path, const Identity& identity) {
     if (m_file < 0) {
         ORQBasThrowSystemFailure(path, "create");
     }
+    // Extents begin at multiples of a page, the first one behind the header's.
     const Header header = MakeHeader(identity);
     WriteAll(m_file, path, 0, std::as_bytes(std::span(&header, 1)));
     Sync(kBulkPage);
@@ -167,6 +170,8 @@ void BulkFile::Flush() {
     if (size == 0) {
         return;
     }
+    // If this throws, the bytes go on waiting. That does no harm after the transaction is undone:
+    // their place has no meaning, and what is written there later comes later.
     WriteAll(m_file, m_path, m_waitingBegin, m_waiting);
     if (WaitingEnd() % kWriteStep == 0) {
         // A hint only, so that the disk starts early: what it does not start, Sync does.
@@ -178,7 +183,10 @@ void BulkFile::Flush() {
 
 void BulkFile::Sync(std::int64_t end) {
     Flush();
+    // Between transactions a handle holds no buffer.
     m_waiting.shrink_to_fit();
+    // The end of the last extent may lie behind the last byte that was written, and readers compare
+    // it with the file's length.
     if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
         ORQBasThrowSystemFailure(m_path, "extend");
     }
@@ -217,9 +225,11 @@ const std::byte* BulkFile::Map(std::int64_t offset, std::int64_t size) {
     if (offset + size > m_mapped) {
         // Mapping beyond the end is allowed and spares mapping anew at each append; only bytes
         // that the catalogue names, which the file reaches to, are ever touched.
+        // Twice what is needed now, so that a file that grows is mapped anew a few times only.
         const std::int64_t wanted =
             std::max({kSmallestMap, 2 * (offset + size), SizeOf(m_file, m_path)});
-        Unmap();
+        Unmap();  // after the size is known, since asking for it can throw
+        // Shared, so that it shows what is written to the file later, by this process or another.
         void* map =
             mmap(nullptr, static_cast<std::size_t>(wanted), PROT_READ, MAP_SHARED, m_file, 0);
         if (map == MAP_FAILED) {

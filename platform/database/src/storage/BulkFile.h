@@ -47,7 +47,7 @@ class BulkFile {
     void Sync(std::int64_t end);
     // Gives bytes from `end` on back to the file system, if it can: they have no meaning.
     void CutOff(std::int64_t end) noexcept;
-    // Whether the file has this many bytes; false where that cannot be told.
+    // Whether the file has this many bytes; false where that is unknown.
     bool Reaches(std::int64_t size) const noexcept;
 
     std::int64_t Size() const;

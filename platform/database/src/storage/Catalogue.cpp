@@ -137,6 +137,7 @@ Catalogue::~Catalogue() {
 bool Catalogue::WriteRow(Table table, Write how, const void* row) {
     m_connection.NeedTransaction();
     Change change(*this);
+    // Walks stand on rows that may change now.
     LeaveRows();
     sqlite3_stmt* statement = WriteStatement(table, how);
     CodecOf(table).bind(m_connection, statement, row);
@@ -203,6 +204,7 @@ void Catalogue::Run(sqlite3_stmt* statement, Table table) {
 // --- Reading -------------------------------------------------------------------------------------
 
 RowSource& Catalogue::Open(Query query, int what, const RowKey& key) {
+    // Only keys of numbers alone have near neighbours to walk to.
     if (key.nNumbers > 0 && !key.text) {
         m_connection.NeedTransaction();
         if (RowWalk* walk = WalksOf(query, what, key.nNumbers).Begin(key.numbers)) {

@@ -39,7 +39,7 @@ class Catalogue final : public RowStore {
     static constexpr std::size_t kMostPaths =
         std::max(static_cast<std::size_t>(Table::Count), static_cast<std::size_t>(Index::Count));
 
-    // A statement that answers one kind of query. Equal ones are kept for it: one is taken for a
+    // A statement that serves one kind of query. Equal ones are kept for it: one is taken for a
     // query and brought back at its end, so that queries can nest.
     class StatementRows final : public RowSource {
       public:

@@ -15,6 +15,7 @@ constexpr std::size_t kMostInIndexCell = (kUsable - 12) * 64 / 255 - 23;
 constexpr std::size_t kMostInTableCell = kUsable - 35;
 constexpr std::size_t kLeastInCell = (kUsable - 12) * 32 / 255 - 23;
 constexpr std::size_t kFileHeader = 100;  // in front of the first page's own
+// About SQLite's own bounds of a row's size and a tree's depth. A file that claims more is damaged.
 constexpr std::size_t kMostPayload = 1 << 30;
 constexpr int kMostLevels = 20;
 
@@ -192,6 +193,7 @@ std::map<std::string, std::int64_t> CataloguePages::ReadRoots() {
 
 void CataloguePages::WalkPage(std::int64_t number, int depth, Walk& walk) {
     Page page;
+    // A damaged pointer may lead back into the tree.
     if (depth > kMostLevels || !walk.seen.insert(number).second || !ReadPage(number, page)) {
         walk.onGap();
         return;
@@ -215,6 +217,7 @@ void CataloguePages::WalkPage(std::int64_t number, int depth, Walk& walk) {
         if (isInterior) {
             WalkPage(BigEndian(page, at), depth + 1, walk);
         }
+        // Rows of an index also lie in its inner pages, those of a table in its leaves alone.
         if (isLeaf || !walk.isTable) {
             TakeCell(page, at + (isInterior ? 4 : 0), walk);
         }
@@ -262,6 +265,7 @@ bool CataloguePages::ReadPayload(const Page& page, std::size_t at, std::size_t s
     Page more;
     std::int64_t next = local < size ? BigEndian(page, at + local) : 0;
     while (payload.size() < size) {
+        // No bound on the chain is needed: each page brings bytes, and the size is bounded.
         if (!ReadPage(next, more)) {
             return false;
         }

@@ -25,7 +25,7 @@ std::string InHex(const Identity& identity) {
     return hex;
 }
 
-// Tells how much of all bytes has been copied.
+// Reports how much of all bytes has been copied.
 class Progress {
   public:
     Progress(std::int64_t bytes, const std::function<void(double)>& tell)
@@ -42,6 +42,7 @@ class Progress {
 };
 
 void CopyPages(const Connection& from, const Connection& to, Progress& progress) {
+    // 1 MiB between two reports, which may throw to give up.
     constexpr int kPagesAtOnce = 512;
     sqlite3_backup* copy = sqlite3_backup_init(to.Handle(), "main", from.Handle(), "main");
     if (copy == nullptr) {
@@ -51,6 +52,8 @@ void CopyPages(const Connection& from, const Connection& to, Progress& progress)
         copy, sqlite3_backup_finish);
     int code = SQLITE_OK;
     while (code == SQLITE_OK) {
+        // Never begins again, as a copy of a changing database does: the handle's own snapshot is
+        // read.
         code = sqlite3_backup_step(copy, kPagesAtOnce);
         progress.Add(kPagesAtOnce * kCataloguePageSize);
     }
@@ -85,10 +88,9 @@ void Engine::CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& pro
 void Engine::CopyTo(const std::string& directory, const std::function<void(double)>& progress) {
     CheckUsable();
     if (IsInMemory() || Depth() > 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            directory +
-                                ": a database in memory, or one with an open transaction, "
-                                "cannot be copied");
+        ORQBasThrowUsage(directory +
+                         ": a database in memory, or one with an open transaction, "
+                         "cannot be copied");
     }
     MakeOutOfSight(directory, [&](const std::string& beside) {
         LockFile lock;

@@ -20,7 +20,7 @@ RowGap::Key KeyOf(const PageRow& row) {
     return key;
 }
 
-// The highest number has none behind it; who asks for one finds it taken.
+// The highest number has none behind it; a new object would find it taken.
 int Behind(int number) {
     return number < std::numeric_limits<int>::max() ? number + 1 : number;
 }
@@ -31,7 +31,7 @@ ExtentRow ExtentOf(const PageRow& row) {
         row.Blob(6)};
 }
 
-// The directory, if there is something in it that can be looked at.
+// The directory, checked to hold files that can be read.
 const std::string& Checked(const std::string& directory) {
     CheckLooksLikeDatabase(directory, false);
     if (const std::string writer = LockFile::WriterOf(LockPath(directory)); !writer.empty()) {
@@ -48,6 +48,7 @@ DirectorySalvage::DirectorySalvage(Engine& target, const std::string& directory,
       m_goOn(goOn),
       m_directory(Checked(directory)),
       m_pages(CataloguePath(directory)) {
+    // Which pages count is decided first, by the log; all else is read from them.
     LeaveForeignLogOut();
     NoteDamagedPages();
     FindRoots();
@@ -61,7 +62,7 @@ std::unique_ptr<Salvage> Engine::SalvageFrom(const std::string& directory,
 }
 
 // Files of a copy that was made while the database was written. A main file that got a part of a
-// fold holds rows of two states, and nothing tells which.
+// fold holds rows of two states, and nothing says which.
 void DirectorySalvage::LeaveForeignLogOut() {
     if (m_pages.GoTogether()) {
         return;
@@ -84,7 +85,7 @@ void DirectorySalvage::NoteDamagedPages() {
 }
 
 // Every database has its tables in the same pages, for they are made in the same order. So where a
-// part of the schema cannot be read, a new database tells, unless the rest says otherwise.
+// part of the schema cannot be read, that of a new database serves, unless the rest says otherwise.
 void DirectorySalvage::FindRoots() {
     m_roots = m_pages.ReadRoots();
     const std::map<std::string, std::int64_t> usual = m_target.Roots();
@@ -133,6 +134,7 @@ void DirectorySalvage::ReadState() {
     };
     const auto isOther = [&] { return m_identity && identity && *m_identity != *identity; };
     ReadRows(Table::State, take);
+    // A log that was put beside another main file brings its own state row along.
     if (isOther() && m_pages.HasLog()) {
         m_pages.LeaveLogOut();
         FindRoots();
@@ -202,6 +204,7 @@ void DirectorySalvage::TakeRows() {
     std::int64_t nRows = 0;
     for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
         const auto table = static_cast<Table>(number);
+        // The new database has a state of its own, and its chunks lie elsewhere.
         if (table == Table::State || table == Table::Extent || table == Table::FreeExtent) {
             continue;
         }
@@ -214,6 +217,7 @@ void DirectorySalvage::TakeRows() {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             m_directory + ": nothing can be read of its catalogue");
     }
+    // Numbers are not given twice (invariant 9), also where the row with the next ones was lost.
     for (const ObjectRow& row : m_target.Rows().FindLast<ObjectRow>()) {
         m_target.ReserveNumbers({row.id + 1, 0});
     }
@@ -363,7 +367,7 @@ std::string DirectorySalvage::DamageOf(const Extent& extent) {
                : "the block at byte " + std::to_string(damaged.front()) + " of bulk.bin is damaged";
 }
 
-// Bytes belong to one array: else a file of some pages could ask for any number of copies of them.
+// Bytes belong to one array: else a file of some pages could claim any number of copies of them.
 bool DirectorySalvage::IsTaken(const Extent& extent) const {
     const auto behind = m_taken.lower_bound(extent.offset + extent.length);
     return behind != m_taken.begin() && std::prev(behind)->second > extent.offset;

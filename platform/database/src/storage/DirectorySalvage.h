@@ -41,7 +41,7 @@ class DirectorySalvage final : public Salvage {
     void LeaveForeignLogOut();
     void NoteDamagedPages();
     void ReadRows(Table table, const CataloguePages::OnRow& take);
-    // Answers whether nothing of the index is lost.
+    // Returns whether nothing of the index is lost.
     bool ReadIndex(Index index, std::size_t nColumns, const CataloguePages::OnRow& take);
     void TakeLinks(Table table, Index index);
     void TakeSetEntries();

@@ -20,6 +20,9 @@ void Engine::Connect(const std::string& name, int flags, const char* vfs) {
 }
 
 void Engine::OpenCatalogue() {
+    // FULL syncs the log at each commit (invariant 3). Pages are read by calls, not through a map,
+    // since they have to pass through the checksum shim. The cache has 8 MiB. Nothing temporary is
+    // written to a disk.
     m_connection->Execute(
         "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -8192;"
         "PRAGMA temp_store = MEMORY");
@@ -158,12 +161,12 @@ void Engine::Begin() {
     CheckOwner();
     CheckSound();
     if (!m_writable) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            m_directory + ": is open for reading only, nothing can be changed");
+        ORQBasThrowUsage(m_directory + ": is open for reading only, nothing can be changed");
     }
     m_bulkEnds.reserve(m_bulkEnds.size() + 1);  // what has begun is noted, whatever happens
     if (Depth() == 0) {
         EndSnapshot();
+        // Takes SQLite's own writer lock now, so that no later statement finds it taken.
         m_connection->Do(Bound::BeginToWrite);
         m_chunks->TakeWroteBytes();  // those of a transaction that was undone do not count
         m_space->BeginTransaction(m_generation);
@@ -186,6 +189,8 @@ void Engine::Commit() {
         }
     } catch (...) {
         const int code = sqlite3_extended_errcode(m_connection->Handle());
+        // Invariant 10: after a failed sync the kernel may have dropped what it could not write,
+        // and a second sync would succeed without it.
         m_refused = m_refused || code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC;
         Rollback();
         throw;
@@ -217,6 +222,7 @@ void Engine::CommitOutermost() {
     const bool wroteBytes = m_chunks->TakeWroteBytes();
     const bool hasChanges = wroteBytes || m_catalogue->NumChanges() != m_changesBefore;
     if (hasChanges) {
+        // First, as it changes rows and the end up to which the file has to reach.
         m_chunks->TrimEnd();
         if (wroteBytes) {
             m_file.Flush();
@@ -224,17 +230,19 @@ void Engine::CommitOutermost() {
             m_file.Sync(m_chunks->BulkEnd());
             m_refused = false;
         }
+        // After the bulk data is on the disk (invariant 3).
         PutState(m_generation + 1);
     }
     m_catalogue->LeaveRows();
     const std::int64_t fold = hasChanges && !IsInMemory() ? NoteFold() : m_foldNoted;
     m_connection->Do(Bound::Commit);
     m_foldNoted = fold;
+    // Only now: what the commit above throws leaves the handle in its old state.
     m_generation += hasChanges ? 1 : 0;
 }
 
 // A log begins anew only after a whole fold, so its first commit says which main file it goes on
-// from. Answers what is noted then.
+// from. Returns what is noted then.
 std::int64_t Engine::NoteFold() {
     const FoldStamp stamp = m_connection->ReadFoldStamp();
     if (!stamp.isWhole || stamp.fold == m_foldNoted) {
@@ -248,6 +256,7 @@ std::int64_t Engine::NoteFold() {
 void Engine::Rollback() noexcept {
     m_chunks->BulkEnd() = m_bulkEnds.back();
     m_bulkEnds.pop_back();
+    // What is mirrored in memory is read again from rows.
     m_chunks->Forget();
     m_space->Reload();
     m_chunks->BeginLevel();
@@ -273,11 +282,14 @@ bool Engine::Refresh() {
     if (m_writable) {
         return false;  // the only writer sees the last state always
     }
+    // Invariants 6 and 13: announced first; the old mark stays until the new state is known to be
+    // there.
     m_lock.BeginChoosingSnapshot();
     EndSnapshot();
     State state;
     try {
         state = TakeSnapshot();
+        // A file that was cut is an error here, not a signal where the map is touched.
         m_file.CheckReaches(state.bulkEnd);
         m_lock.MarkSnapshot(state.generation);
     } catch (...) {
@@ -296,6 +308,7 @@ bool Engine::Refresh() {
 Sizes Engine::GetSizes() {
     Sizes sizes;
     for (const FreeExtentRow& row : m_catalogue->Find<FreeExtentRow>()) {
+        // Rows of a damaged catalogue may claim more than there is.
         sizes.freeBulkBytes = std::min(sizes.freeBulkBytes + row.length, m_chunks->BulkEnd());
     }
     sizes.bulkBytes = m_chunks->BulkEnd();

@@ -102,14 +102,14 @@ class Engine final : public Store {
         Numbers next;
         std::int64_t bulkEnd = 0;
     };
-    // Begins to read the state that was committed last, and answers which it is; when it throws,
+    // Begins to read the state that was committed last, and returns which it is; when it throws,
     // nothing has begun. From See on, the handle is in that state.
     State TakeSnapshot();
     void See(const State& state) noexcept;
     // Undoes a transaction too.
     void EndSnapshot() noexcept;
     void ReplaceLostSnapshot();
-    // As CheckProcess, by asking the system.
+    // As CheckProcess, by a system call.
     void CheckOwner() const;
     void CheckSound() const;
     bool IsLost() const;

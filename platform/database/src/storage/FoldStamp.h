@@ -1,5 +1,5 @@
-// What the catalogue's main file says of the last time that a log was folded into it. By it a copy
-// that was made file by file while the database was written is told from a whole one.
+// The stamp of the catalogue's main file: what it says of the last fold of a log into it. It shows
+// whether main file and log are of one time, or were copied file by file while a writer was active.
 //
 // Folds are numbered from 1. A page holds, in its checksum, the number of the fold that wrote it;
 // the stamp, in bytes of the file's header that SQLite leaves unused, holds that of the last fold

@@ -17,6 +17,8 @@ void FreeSpace::Load() {
     for (const FreeExtentRow& row : m_catalogue.Find<FreeExtentRow>()) {
         m_holes[row.offset] = {row.length, row.generation};
     }
+    // Once for a transaction is enough: a reader who comes later sees the last committed state, and
+    // nothing of that is free.
     m_oldestSnapshot = m_lock.OldestSnapshot(m_current);
     m_loaded = true;
     MergeReusable();
@@ -37,6 +39,7 @@ void FreeSpace::MergeReusable() {
         const auto next = std::next(hole);
         if (next != m_holes.end() && hole->first + hole->second.length == next->first &&
             IsReusable(hole->second) && IsReusable(next->second)) {
+            // Generation 0: no reader is left that needs any of it.
             const Hole merged{hole->second.length + next->second.length, 0};
             Remove(next);
             Put(hole->first, merged);
@@ -48,6 +51,8 @@ void FreeSpace::MergeReusable() {
 
 std::int64_t FreeSpace::Allocate(std::int64_t capacity, std::int64_t& bulkEnd) {
     Load();
+    // The smallest that is large enough, so that large holes stay for large chunks. Holes are few,
+    // since neighbours are merged, so each is looked at.
     auto best = m_holes.end();
     for (auto hole = m_holes.begin(); hole != m_holes.end(); ++hole) {
         if (IsReusable(hole->second) && hole->second.length >= capacity &&
@@ -71,6 +76,7 @@ std::int64_t FreeSpace::Allocate(std::int64_t capacity, std::int64_t& bulkEnd) {
 
 void FreeSpace::Free(std::int64_t offset, std::int64_t capacity) {
     Load();
+    // That of the transaction that is open, once it is committed.
     Put(offset, {capacity, m_current + 1});
 }
 

@@ -26,6 +26,7 @@ struct flock Range(short type, std::int64_t first, std::int64_t count) {
 }
 
 bool IsHeldByOther(int error) {
+    // POSIX lets a system choose either.
     return error == EAGAIN || error == EACCES;
 }
 
@@ -52,6 +53,7 @@ bool IsOfLivingProcess(const std::string& holder) {
 }
 
 std::string ReadHolder(int file) {
+    // Half a second: a writer puts its name into the file right after it has the lock.
     constexpr int kAttempts = 100;
     constexpr useconds_t kPause = 5'000;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -74,6 +76,7 @@ LockFile::~LockFile() {
 
 void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
     m_path = path;
+    // Not emptied here: until the lock is taken, the text is that of its holder.
     m_file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (m_file < 0) {
         ORQBasThrowSystemFailure(path, "open the lock file for writing");
@@ -96,10 +99,13 @@ void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
 
 bool LockFile::OpenAsReader(const std::string& path, bool makes) {
     m_path = path;
+    // For reading suffices for shared locks, so that a user who may not write is seen too.
     m_file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (m_file < 0 && errno == ENOENT && makes) {
         m_file = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
     }
+    // Without a lock file a reader is seen by nobody. Whether it may go on is decided by who calls;
+    // too many open files, for one, is no such case.
     if (m_file < 0 && errno != EROFS && errno != EACCES && errno != ENOENT && errno != EPERM) {
         ORQBasThrowSystemFailure(path, "open the lock file");
     }
@@ -143,6 +149,8 @@ bool LockFile::IsLocked(std::int64_t byte) const {
 
 bool LockFile::AreFilesHeld() const {
     struct flock range = Range(F_WRLCK, kFilesByte, 1);
+    // In doubt they are: a fold that was left out is made up for, a file that changed below a
+    // reader is not.
     return m_file < 0 || fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK;
 }
 
@@ -158,6 +166,8 @@ void LockFile::Lock(std::int64_t byte) {
     if (m_file < 0) {
         return;
     }
+    // Without waiting: only a writer that is alone stands in the way, and it stays for its whole
+    // life.
     struct flock range = Range(F_RDLCK, byte, 1);
     if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {
         if (IsHeldByOther(errno)) {
@@ -178,6 +188,8 @@ void LockFile::BeginChoosingSnapshot() {
 
 void LockFile::MarkSnapshot(std::int64_t generation) {
     if (generation != m_marked) {
+        // The new mark before the old one goes (invariant 13): if this throws, the reader is still
+        // seen.
         Lock(generation);
         if (m_marked != 0) {
             Unlock(m_marked);
@@ -194,6 +206,7 @@ std::int64_t LockFile::OldestSnapshot(std::int64_t current) const {
     // The kernel names some lock in the range, not the first; narrow down to the lowest.
     std::int64_t oldest = current;
     while (oldest > 0) {
+        // This handle's own locks do not count: they belong to the same open file.
         struct flock range = Range(F_WRLCK, 0, oldest);
         if (fcntl(m_file, F_OFD_GETLK, &range) != 0) {
             return 0;  // somebody may read anything

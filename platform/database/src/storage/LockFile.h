@@ -28,7 +28,7 @@ namespace orq::storage {
 
 class LockFile {
   public:
-    // An absent lock that answers as if it held everything: for databases in memory, and for
+    // An absent lock, as if it held everything: for databases in memory, and for
     // directories that nobody can write to.
     LockFile() = default;
     ~LockFile();
@@ -40,7 +40,7 @@ class LockFile {
     // Opens, and takes the writer's lock. Throws Busy with the holder's name when it is taken.
     void OpenAsWriter(const std::string& path, Sharing sharing);
     // Opens for marking snapshots. A missing file is made where that is asked for and the directory
-    // allows it; answers false when there is none that can be read.
+    // allows it; returns false when there is none that can be read.
     bool OpenAsReader(const std::string& path, bool makes);
     void Close();
 

@@ -27,9 +27,10 @@ namespace orq::storage {
 namespace {
 
 constexpr std::uint32_t kApplicationId = 0x4F525131;  // "ORQ1"; stored, do not change
+// SQLite's file header: page size at byte 16, reserved bytes of a page at 20, application ID at 68.
 constexpr std::size_t kHeaderBytes = 100;
 
-// Asks for the user that the process acts as, who is the one that opens files.
+// For the effective user, who is the one that opens files.
 bool MayAccess(const std::string& path, int how) {
     return faccessat(AT_FDCWD, path.c_str(), how, AT_EACCESS) == 0;
 }
@@ -41,7 +42,7 @@ std::string WithoutTrailingSlash(std::string directory) {
     return directory;
 }
 
-// Says whether a catalogue is ours, before SQLite goes by its contents.
+// Refuses a catalogue that is not ours before SQLite acts on its contents.
 void CheckHeader(const Connection& connection, const std::string& catalogue) {
     std::array<std::byte, kHeaderBytes> header{};
     const int code = connection.ReadFile(0, header);
@@ -70,6 +71,7 @@ void CheckHeader(const Connection& connection, const std::string& catalogue) {
 
 bool HasLog(const std::string& directory) {
     struct stat log {};
+    // SQLite makes the log before it writes into it; one of no bytes holds no commit.
     return stat((CataloguePath(directory) + "-wal").c_str(), &log) == 0 && log.st_size > 0;
 }
 
@@ -88,6 +90,8 @@ bool IsOnNetwork(const std::string& directory) {
     if (statfs(directory.c_str(), &status) != 0) {
         ORQBasThrowSystemFailure(directory, "ask for the kind of file system");
     }
+    // Compared in 32 bits: where the field is that narrow and has a sign, the higher ones come out
+    // negative.
     constexpr std::int64_t kNetworkKinds[] = {NFS_SUPER_MAGIC,  SMB_SUPER_MAGIC, CIFS_SUPER_MAGIC,
                                               SMB2_SUPER_MAGIC, AFS_SUPER_MAGIC, CODA_SUPER_MAGIC,
                                               CEPH_SUPER_MAGIC, V9FS_MAGIC};
@@ -128,6 +132,8 @@ std::string LockPath(const std::string& directory) {
 
 Identity NewIdentity() {
     Identity identity;
+    // Random, so that two databases never share one: by it a bulk file is known to belong to a
+    // catalogue.
     std::random_device random;
     for (std::byte& byte : identity) {
         byte = static_cast<std::byte>(random());
@@ -137,6 +143,7 @@ Identity NewIdentity() {
 
 void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk) {
     std::error_code error;
+    // From the outside in, so that the text names the first thing that is not as it should be.
     const auto status = std::filesystem::status(directory, error);
     if (status.type() == std::filesystem::file_type::not_found) {
         throw ORQBasFailure(ORQBasFailureKind::Io, directory + ": does not exist");
@@ -194,11 +201,14 @@ void Engine::RefuseInherited(const std::string& directory) {
 void Engine::MakeOutOfSight(const std::string& givenDirectory,
                             const std::function<void(const std::string&)>& make) {
     const std::string directory = WithoutTrailingSlash(givenDirectory);
+    // Only so that nobody waits for a database that cannot be put into place; it is checked again
+    // then.
     if (std::filesystem::exists(std::filesystem::symlink_status(directory))) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage, directory + ": exists already");
+        ORQBasThrowUsage(directory + ": exists already");
     }
     ORQBasStaged staged(directory, "new");
     const std::string made = staged.Path().string();
+    // The folder around it is private to this user; what is moved out of it gets the usual rights.
     if (mkdir(made.c_str(), 0777) != 0) {
         ORQBasThrowSystemFailure(made, "create the directory");
     }
@@ -211,6 +221,7 @@ void Engine::Build(const std::string& directory, FirstContent content, const Fil
         std::unique_ptr<Engine> engine(new Engine);
         engine->m_directory = beside;
         engine->m_writable = true;
+        // Nobody else knows the folder, so there is no reader to exclude on a network file system.
         engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
         const Identity identity = NewIdentity();
         engine->m_file.Create(BulkPath(beside), identity);
@@ -261,6 +272,8 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
     } else {
         engine->OpenAsOnlooker();
     }
+    // Only from here on: what was refused above is closed with its log as it was. The pragmas of
+    // opening have outdated the bounds.
     engine->m_connection->FoldLogAtClose(true);
     engine->m_connection->PrepareBounds();
     engine->m_isOpen = true;
@@ -299,9 +312,12 @@ void Engine::OpenWithOthers(bool isAlone) {
 // state needs once a choice is announced. So hold and announce first, then look for a log. Logs
 // come and go meanwhile, then it is tried again.
 void Engine::OpenAsOnlooker() {
+    // With the pauses below half a second in all, for an owner that opens and closes meanwhile.
     constexpr int kAttempts = 100;
     const bool hasLock = m_lock.OpenAsReader(LockPath(m_directory), false);
     for (int attempt = 1;; ++attempt) {
+        // Invariant 14: held and announced before the look, so that whoever folds a log in sees
+        // this reader or is seen.
         m_lock.HoldFiles();
         m_lock.BeginChoosingSnapshot();
         if (!HasLog(m_directory)) {
@@ -311,6 +327,8 @@ void Engine::OpenAsOnlooker() {
         try {
             return ReadFromLog();
         } catch (const ORQBasFailure& failure) {
+            // Io: log or index went away between the look and the opening. Busy: an owner is just
+            // opening or closing. Both may be gone at the next attempt.
             const bool mayPass = failure.Kind() == ORQBasFailureKind::Io ||
                                  failure.Kind() == ORQBasFailureKind::Busy;
             if (!mayPass) {
@@ -330,6 +348,7 @@ void Engine::OpenAsOnlooker() {
 }
 
 void Engine::ReadFromLog() {
+    // The index is mapped as it is. SQLite would else want to write to it, or to make it.
     ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?readonly_shm=1",
                       SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
     Start();
@@ -342,6 +361,8 @@ void Engine::ReadWithoutLog(bool holdsFiles) {
                                 ": is missing or cannot be read; this user may not write here, and "
                                 "without it would not see that somebody else does");
     }
+    // Immutable: SQLite neither locks nor looks for a log. Without this it opens no catalogue with
+    // a log in a directory that it cannot write to.
     m_isWithoutLog = true;
     ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?immutable=1",
                       SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
@@ -350,15 +371,18 @@ void Engine::ReadWithoutLog(bool holdsFiles) {
 
 void Engine::Start() {
     OpenCatalogue();
+    // Before any row is read: our statements run on tables that are as we made them, or not at all.
     CheckSchema(*m_connection);
     if (!m_writable) {
         m_connection->Execute("PRAGMA query_only = 1");
+        // Invariant 6: announced before the snapshot, marked after it.
         m_lock.BeginChoosingSnapshot();
     }
     See(TakeFirstSnapshot());
     if (!m_writable) {
         m_lock.MarkSnapshot(m_generation);
     }
+    // Last, since the state says which identity the file must have and how far it must reach.
     m_file.Open(BulkPath(m_directory), m_writable, m_identity, m_chunks->BulkEnd());
 }
 
@@ -377,6 +401,7 @@ bool Engine::IsOneState() {
 // Beside a writer the log may begin anew between two looks, where the snapshot needs nothing of it;
 // the next snapshot sees the new one.
 Engine::State Engine::TakeFirstSnapshot() {
+    // With the pauses some 25 ms in all: a writer begins its log anew once in many commits.
     constexpr int kAttempts = 10;
     for (int attempt = 1;; ++attempt) {
         const State state = TakeSnapshot();
@@ -405,9 +430,11 @@ Engine::~Engine() {
     if (!m_isOpen) {
         return;  // what was found may be anything; it stays as it is
     }
+    // After a failure or inside a transaction, what this handle holds for the end may be wrong.
     const bool isClean = m_writable && !IsInMemory() && !m_refused && Depth() == 0;
     if (isClean && m_file.Reaches(m_chunks->BulkEnd() + 1)) {
         try {
+            // While rows can still be read; CutOffBulk below goes by the outcome.
             m_chunks->CheckPlaces();
         } catch (...) {
             // Then it is not cut.
@@ -429,6 +456,9 @@ void Engine::DropConnection() {
 }
 
 void Engine::PrepareNewFile(Connection& catalogue) {
+    // In this order: reserved bytes and page size are fixed by the first page that is written, and
+    // setting the application ID writes it. The log comes last, since with it the page size is
+    // fixed too.
     int reserved = kPageReservedBytes;
     catalogue.Check(
         sqlite3_file_control(catalogue.Handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved),
@@ -439,6 +469,8 @@ void Engine::PrepareNewFile(Connection& catalogue) {
 }
 
 bool Engine::MustReopen() const {
+    // Who writes now leaves the held file as it is (invariant 14), so the newer states are in the
+    // log alone.
     return m_isWithoutLog && HasLog(m_directory);
 }
 

@@ -19,6 +19,8 @@ namespace orq::storage {
 namespace {
 
 constexpr int kCheckedBytes = kCataloguePageSize - kPageReservedBytes;
+// SQLite hands no more than a result code on; Connection::Fail finds the page here. One for all
+// handles, since the library runs in one thread.
 PageDamage g_lastDamage;
 
 // What is known of the folds into a main file.
@@ -212,7 +214,7 @@ int Truncate(sqlite3_file* file, sqlite3_int64 size) {
     return code;
 }
 
-// Everything else goes to the file below unchanged; the index of the log is looked at.
+// Everything else goes to the file below unchanged; the place of the log's index is noted.
 int Close(sqlite3_file* f) {
     return Below(f)->pMethods->xClose(Below(f));
 }
@@ -232,6 +234,7 @@ int CheckReservedLock(sqlite3_file* f, int* held) {
     return Below(f)->pMethods->xCheckReservedLock(Below(f), held);
 }
 int FileControl(sqlite3_file* f, int op, void* argument) {
+    // The log's file gets the call too; only the main file is folded into.
     if (op == SQLITE_FCNTL_CKPT_START && f->pMethods->xRead == Read) {
         BeginFold(f);
     }
@@ -245,6 +248,7 @@ int DeviceCharacteristics(sqlite3_file* f) {
 }
 int ShmMap(sqlite3_file* f, int page, int size, int extend, void volatile** address) {
     const int code = Below(f)->pMethods->xShmMap(Below(f), page, size, extend, address);
+    // The header of the index lies in its first part.
     if (page == 0) {
         FoldsOf(f).index = code == SQLITE_OK ? *address : nullptr;
     }

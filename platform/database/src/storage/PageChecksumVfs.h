@@ -16,7 +16,7 @@ namespace orq::storage {
 inline constexpr int kCataloguePageSize = 2048;
 inline constexpr int kPageReservedBytes = 8;  // stored in the file's header, do not change
 
-// Registers the shim on first use and answers its name.
+// Registers the shim on first use and returns its name.
 const char* PageChecksumVfsName();
 
 struct PageDamage {

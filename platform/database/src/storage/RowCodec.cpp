@@ -67,7 +67,7 @@ class ColumnReader {
         Require(number == static_cast<int>(number));
         return static_cast<int>(number);
     }
-    // As it lies there: to end it with a zero byte SQLite takes memory, and answers nothing where
+    // As it lies there: to end it with a zero byte SQLite takes memory, and returns nothing where
     // there is none.
     std::string_view Text(sqlite3_value* held) const {
         Require(sqlite3_value_type(held) == SQLITE_TEXT);

@@ -22,7 +22,7 @@ struct RowQuery {
     using Keys = decltype(RowKey::numbers);
 
     Connection& connection;
-    std::string sql;           // answers whole rows in order, from given keys on
+    std::string sql;           // selects whole rows in order, from given keys on
     std::vector<int> columns;  // where the keys stand in a row
     const RowCodec& codec;
 };
@@ -36,7 +36,7 @@ class RowWalk final : public RowSource {
 
     // Whether the keys are those of the last query or a little behind them, and it has ended.
     bool Follows(const Keys& keys) const;
-    // Begins a query, which lasts up to Close(). Answers false and begins nothing where few have
+    // Begins a query, which lasts up to Close(). Returns false and begins nothing where few have
     // followed one another so far, or where the first row that is not before the keys turns out to
     // be far. REQUIRES: the keys follow.
     bool Begin(const Keys& keys);
@@ -62,7 +62,7 @@ class RowWalk final : public RowSource {
     // those that stand on rows, which says nothing about the rows that are wanted now.
     bool GoOn();
     void FindFirst();
-    // Answers SQLite's result code; in no place after any but ROW and DONE.
+    // Returns SQLite's result code; in no place after any but ROW and DONE.
     int TryStep();
     void Step();
     void Reset();

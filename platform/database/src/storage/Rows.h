@@ -146,8 +146,8 @@ struct Target {
     int index = 0;
 };
 
-// The four kinds of links. Each has an owner (object), a slot, what tells it from others of the
-// slot (key), and a target.
+// The four kinds of links. Each has an owner (object), a slot, a key that distinguishes it from
+// others of the slot, and a target.
 
 struct ChildRow {
     static constexpr Table kTable = Table::Child;
@@ -194,7 +194,7 @@ struct VectorEntryRow {
     }
 };
 
-/// The target itself is what tells it from others.
+/// The target itself distinguishes it from others.
 struct SetEntryRow {
     static constexpr Table kTable = Table::SetEntry;
     static constexpr Index kByTarget = Index::SetEntryByTarget;

@@ -1,6 +1,6 @@
 // What is whole in a damaged database, carried over into a new one row by row and chunk by chunk.
 //
-// What the rows mean together is not looked at here; see Recovery.
+// What the rows mean together is not checked here; see Recovery.
 #pragma once
 
 #include <algorithm>
@@ -63,7 +63,7 @@ class Salvage {
             }
         });
     }
-    /// Stores of which a chunk is damaged, and in what way.
+    /// Stores of which a chunk is damaged, and how.
     const std::map<std::int64_t, std::string>& DamagedStores() const { return m_damagedStores; }
 
     /// A link that is known but for the type of what it leads to, whose object is lost.

@@ -1,8 +1,8 @@
 // The columns of a catalogue's tables, and what a value of each may be.
 //
-// Values are held against these rules wherever a row is read, since intact pages can hold anything:
-// what answers for a row that passes may still contradict other rows, and is no number that the
-// columns' readers would not expect.
+// Values are checked against these rules wherever a row is read, since pages with right checksums
+// can hold anything. A row that passes may contradict other rows, but holds no value that its
+// readers do not expect.
 #pragma once
 
 #include <cstdint>

@@ -24,9 +24,12 @@ ORQBasFailureKind KindOf(int code) {
         case SQLITE_LOCKED:
             return ORQBasFailureKind::Busy;
         case SQLITE_MISUSE:
+        // The only constraints of the schema are its keys: a row was inserted twice.
         case SQLITE_CONSTRAINT:
             return ORQBasFailureKind::Usage;
         default:
+            // IOERR_DATA is what the checksum shim returns for a page that differs. A short read is
+            // a page behind the end of the file, which was cut.
             return code == SQLITE_IOERR_DATA || code == SQLITE_IOERR_SHORT_READ
                        ? ORQBasFailureKind::Damaged
                        : ORQBasFailureKind::Io;
@@ -54,6 +57,7 @@ std::string ErrorText(sqlite3* handle, int code) {
     const std::string system = SystemText(handle, code);
     if (IsOfSharedMemory(code)) {
         const int error = handle != nullptr ? sqlite3_system_errno(handle) : 0;
+        // What can be otherwise in a moment, unlike a file system that has no shared memory at all.
         const bool isForNow = error == ENOSPC || error == EDQUOT || error == EIO ||
                               error == EMFILE || error == ENFILE || error == ENOMEM;
         return isForNow
@@ -219,6 +223,7 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
         Close();
         throw ORQBasFailure(KindOf(code), m_path + ": cannot open the catalogue: " + why);
     }
+    // KindOf and Fail tell failures apart by the extended codes.
     sqlite3_extended_result_codes(m_handle, 1);
     DistrustSchema();
     // Whoever opens or closes last locks all others out for a moment.
@@ -227,6 +232,8 @@ Connection::Connection(const std::string& name, int flags, const char* vfs, std:
         static_cast<Connection*>(self)->m_nLogFrames = nFrames;
         return SQLITE_OK;
     };
+    // Takes the place of SQLite's own hook, which folds the log within the call that commits.
+    // FoldLongLog does so afterwards, and waits for readers now and then.
     sqlite3_wal_hook(m_handle, noteLength, this);
     try {
         PrepareBounds();
@@ -246,6 +253,7 @@ void Connection::DistrustSchema() {
     for (const auto& [what, state] : kSwitches) {
         Check(sqlite3_db_config(m_handle, what, state, nullptr), "keep the schema from acting");
     }
+    // Above what our own statements need.
     constexpr std::pair<int, int> kLimits[] = {
         {SQLITE_LIMIT_SQL_LENGTH, 20'000},      {SQLITE_LIMIT_COLUMN, 50},
         {SQLITE_LIMIT_EXPR_DEPTH, 20},          {SQLITE_LIMIT_COMPOUND_SELECT, 2},
@@ -262,6 +270,7 @@ Connection::~Connection() {
 }
 
 void Connection::FoldLongLog() noexcept {
+    // SQLite's own default.
     constexpr int kLong = 1000;  // frames, of some 2 KB
     constexpr int kVeryLong = 4 * kLong;
     constexpr int kPatience = 100;  // milliseconds
@@ -269,6 +278,8 @@ void Connection::FoldLongLog() noexcept {
         m_restartLogAt = kVeryLong;
         return;
     }
+    // A passive fold never waits. One that lets the log begin anew waits for its readers, so it is
+    // tried only when the log is very long, and then each time it has grown by kLong.
     const bool restarts = m_nLogFrames >= m_restartLogAt;
     sqlite3_busy_timeout(m_handle, kPatience);
     sqlite3_wal_checkpoint_v2(m_handle, nullptr,
@@ -285,6 +296,7 @@ void Connection::FoldLogAtClose(bool folds) noexcept {
 }
 
 void Connection::Close() noexcept {
+    // Before closing: SQLite keeps a connection open that has statements.
     for (sqlite3_stmt*& statement : m_bounds) {
         sqlite3_finalize(std::exchange(statement, nullptr));
     }
@@ -323,6 +335,7 @@ void Connection::CheckWritable() const {
 
 sqlite3_stmt* Connection::Prepare(const std::string& sql) {
     sqlite3_stmt* statement = nullptr;
+    // With the zero byte counted, SQLite compiles the text where it lies instead of copying it.
     Check(sqlite3_prepare_v3(m_handle, sql.c_str(), static_cast<int>(sql.size()) + 1,
                              SQLITE_PREPARE_PERSISTENT, &statement, nullptr),
           sql);
@@ -417,7 +430,7 @@ std::vector<Value> ValuesOf(sqlite3_stmt* statement) {
                 values.emplace_back(sqlite3_column_double(statement, i));
                 break;
             case SQLITE_TEXT:
-                // Not column_text, which copies the text to end it with a zero byte, and answers
+                // Not column_text, which copies the text to end it with a zero byte, and returns
                 // null where there is no memory for that.
                 values.emplace_back(
                     std::string_view(static_cast<const char*>(sqlite3_column_blob(statement, i)),

@@ -34,8 +34,8 @@ using PlacesInLog = std::map<std::int64_t, std::int64_t>;
 PlacesInLog FindPagesInLog(const ReadLog& read);
 // How far a log is committed.
 LogExtent MeasureLog(const ReadLog& read);
-// How many commits, at least, follow the first frame of a log that is damaged, and so are lost.
-// Damage in the last commit looks like power that failed before it returned, and does not count.
+// The least number of commits that are lost behind the first damaged frame of a log. Damage in the
+// last commit looks like power that failed before it returned, and does not count.
 int CountCommitsLostInLog(const ReadLog& read);
 
 // A value of any type, as the columns of a row hold them; text and blobs lie with the row.
@@ -44,8 +44,8 @@ using Value = std::variant<std::nullptr_t, std::int64_t, double, std::string_vie
 // All columns of the row that a statement stands on, valid until its next step.
 std::vector<Value> ValuesOf(sqlite3_stmt* statement);
 
-// There is no space for the index of the log, which all who use a database share. Whoever is alone
-// can do without; see Connection::UseAlone.
+// There is no space for the log's index, through which the users of a database agree on what is in
+// the log. A single user can do without it; see Connection::UseAlone.
 class NoSpaceForLogIndex : public ORQBasFailure {
   public:
     using ORQBasFailure::ORQBasFailure;
@@ -61,10 +61,10 @@ class Connection {
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    // SQLite ends a transaction by itself when memory or the disk fails it, and statements that
-    // follow would each be one of their own, on whatever state is the last. So rows are only asked
-    // for and changed behind this, which calls what was given to take up a lost transaction again,
-    // or to refuse; also where this is another process than the one that connected.
+    // To be called before rows are read or changed (invariant 12). SQLite ends a transaction by
+    // itself when memory runs out or the disk fails; each statement after that would be a
+    // transaction of its own, on whatever state is the newest. Where the transaction is lost, or
+    // this is a forked process, this calls the action below, which begins it again or refuses.
     void NeedTransaction() {
         if (sqlite3_get_autocommit(m_handle) != 0 || m_process.IsForked()) {
             m_onLoss();
@@ -72,17 +72,17 @@ class Connection {
     }
     void WhenTransactionIsLost(std::function<void()> action) { m_onLoss = std::move(action); }
 
-    // The statements that begin and end transactions are made beforehand, so that one can be ended
-    // when memory has run out; again when the connection has been configured, which outdates them.
+    // The statements that begin and end transactions are prepared beforehand, so that one can be
+    // ended when memory has run out. Configuring the connection outdates them: prepare them again.
     enum class Bound { Begin, BeginToWrite, Commit, Rollback, Count };
     void PrepareBounds();
-    // Answers SQLite's result code.
+    // Returns SQLite's result code.
     int Try(Bound bound) noexcept;
     void Do(Bound bound);
 
-    // Runs one or more statements that answer no rows (rows are dropped).
+    // Runs one or more statements that return no rows (rows are dropped).
     void Execute(const char* sql);
-    // Runs one query; calls `onRow` with each row of the answer.
+    // Runs one query; calls `onRow` with each row of the result.
     void ForEachRow(const char* sql, const std::function<void(const std::vector<Value>&)>& onRow);
     sqlite3_stmt* Prepare(const std::string& sql);
     [[noreturn]] void Fail(int code, std::string_view doing) const;
@@ -97,20 +97,20 @@ class Connection {
     // SQLite opens for reading what it may not write.
     void CheckWritable() const;
 
-    // The database's main file as it lies on the disk, without what is still in the log. There is
-    // no other way to look at it: closing a descriptor of ours would end, for the whole process,
-    // the locks that keep other processes from deleting the log.
+    // The database's main file as it lies on the disk, without what is still in the log. It is read
+    // through SQLite's descriptor: closing one of ours would end, for the whole process, the locks
+    // that keep other processes from deleting the log (invariant 7).
     std::int64_t FileSize() const;
-    // Answers SQLite's result code.
+    // Returns SQLite's result code.
     int ReadFile(std::int64_t offset, std::span<std::byte> bytes) const;
-    // That of the main file, as it lies there. Throws Damaged.
+    // The stamp in the main file. Throws Damaged.
     FoldStamp ReadFoldStamp() const;
-    // Reads the log that is open, while it is.
+    // Reads the open log. Valid while the connection is open.
     ReadLog LogReader() const;
 
-    // Folds the log into the main file when it has become long, as far as readers let it. Only
-    // where no reader is on it does the log begin anew instead of growing; so while it is long,
-    // readers get a short while to move on now and then. Failing is no loss. REQUIRES: no
+    // Folds a long log into the main file, as far as readers allow. The log begins anew instead of
+    // growing only when no reader uses it, so now and then this waits a short while for readers of
+    // a very long one. A failure costs nothing: the next commit tries again. REQUIRES: no
     // transaction.
     void FoldLongLog() noexcept;
     // Keeps all others out and makes no index beside the files. REQUIRES: nothing was read yet.
@@ -123,7 +123,7 @@ class Connection {
 
   private:
     void DistrustSchema();
-    // The file that SQLITE_FCNTL_FILE_POINTER or SQLITE_FCNTL_JOURNAL_POINTER asks for.
+    // The file that SQLITE_FCNTL_FILE_POINTER or SQLITE_FCNTL_JOURNAL_POINTER means.
     sqlite3_file* File(int which) const;
 
     const ProcessMark m_process;

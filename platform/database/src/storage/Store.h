@@ -139,7 +139,7 @@ class RowStore {
         return CountRows(table, RowKey(keys...));
     }
 
-    /// Where the key is taken, Insert throws, InsertNew changes nothing and answers false, and Put
+    /// Where the key is taken, Insert throws, InsertNew changes nothing and returns false, and Put
     /// replaces.
     template <class Row>
     void Insert(const Row& row) {
@@ -153,7 +153,7 @@ class RowStore {
     void Put(const Row& row) {
         WriteRow(Row::kTable, Write::Put, &row);
     }
-    /// Removes every row whose key begins with these values; answers how many.
+    /// Removes every row whose key begins with these values; returns how many.
     template <class... Keys>
     int Erase(Table table, const Keys&... keys) {
         return EraseRows(table, RowKey(keys...));
@@ -173,7 +173,7 @@ class RowStore {
     virtual RowSource& FindLastRow(Table table, const RowKey& key) = 0;
     virtual RowSource& FindRowsBy(Index index, const RowKey& key) = 0;
     virtual std::int64_t CountRows(Table table, const RowKey& key) = 0;
-    /// `row` is a struct of the table. Answers whether anything was written.
+    /// `row` is a struct of the table. Returns whether anything was written.
     virtual bool WriteRow(Table table, Write how, const void* row) = 0;
     virtual int EraseRows(Table table, const RowKey& key) = 0;
 
@@ -249,7 +249,7 @@ class ChunkStore {
     };
     virtual Reader Open(std::int64_t store, int part, std::int64_t chunk) = 0;
 
-    /// Bytes of a chunk as Reader answers them.
+    /// Bytes of a chunk as Reader returns them.
     const std::byte* Read(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
                           std::int64_t end) {
         return Open(store, part, chunk).Bytes(begin, end);
@@ -264,7 +264,7 @@ class ChunkStore {
     virtual void Erase(std::int64_t store) = 0;
 
   private:
-    /// Makes sure that these bytes are there and are those that were written; answers a range
+    /// Makes sure that these bytes are there and are those that were written; returns a range
     /// around them of which this is known.
     virtual Range Check(Chunk& chunk, Range range) = 0;
 };
@@ -340,7 +340,7 @@ class Store {
 
     /// The number of the state that this handle sees; every commit that changes anything adds 1.
     virtual std::int64_t Generation() const = 0;
-    /// A read-only handle moves to the last committed state; answers whether it is another one.
+    /// A read-only handle moves to the last committed state; returns whether it is another one.
     /// When it throws, the handle shows the old state still, or refuses until a Refresh succeeds.
     virtual bool Refresh() = 0;
     /// Whether there is something newer that only another handle can see.

@@ -15,6 +15,7 @@ namespace {
 // A writer may be folding its log in just now, so a page that differs is looked at again.
 bool IsIntactOnDisk(const Connection& connection, std::int64_t number) {
     std::array<std::byte, kCataloguePageSize> page;
+    // A page is folded by one write, so the second look mostly sees all of it.
     for (int attempt = 0; attempt < 5; ++attempt) {
         // The checksum is compared on the way.
         if (connection.ReadFile((number - 1) * kCataloguePageSize, page) == SQLITE_OK) {
@@ -84,10 +85,12 @@ bool Engine::VerifyRows(std::vector<std::string>& problems) {
         if (const int nLost = CountCommitsLostInLog(m_connection->LogReader()); nLost > 0) {
             problems.push_back(CataloguePath(m_directory) + "-wal: is damaged: " +
                                std::to_string(nLost) + " or more commits behind it are lost");
+            // Else the next close would fold it in, and nobody could find the damage again.
             m_keepsLog = true;
         }
     }
     const std::size_t nBefore = problems.size();
+    // A table of nothing but wrong values would else be listed row by row.
     constexpr std::size_t kMostTold = 1000;
     try {
         m_connection->ForEachRow("PRAGMA integrity_check", [&](const std::vector<Value>& row) {
@@ -97,6 +100,7 @@ bool Engine::VerifyRows(std::vector<std::string>& problems) {
             }
         });
         for (int table = 0; table < static_cast<int>(Table::Count); ++table) {
+            // Rows of a tree that is broken are not worth a report of their own.
             if (problems.size() == nBefore) {
                 m_catalogue->VerifyValues(static_cast<Table>(table), kMostTold, problems);
             }

@@ -441,7 +441,7 @@ TEST_F(DrawTest, DrawingsAreWellFormedWhateverTheNames) {
 
 TEST_F(DrawTest, LongLegendsEndInTheirNumber) {
     MeshText mesh;
-    for (int i = 0; i < 60; ++i) {
+    for (int i = 0; i < kToldApart; ++i) {
         mesh.Rectangle(i + 1, i, i + 1);
     }
     Import(mesh);
@@ -455,7 +455,7 @@ TEST_F(DrawTest, LongLegendsEndInTheirNumber) {
         ++shown;
     }
     EXPECT_GT(shown, 5U);
-    EXPECT_EQ(std::stoul(drawing.substr(more + 5)), 60 - shown);
+    EXPECT_EQ(std::stoul(drawing.substr(more + 5)), kToldApart - shown);
 }
 
 TEST(StrokeFont, LettersAreDistinctAndStayInTheirCells) {

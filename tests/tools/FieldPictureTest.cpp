@@ -23,6 +23,12 @@ namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
+ValueRange RangeOf(const std::vector<double>& values) {
+    ValueRange range;
+    range.Take(values);
+    return range;
+}
+
 double Area(const Skin& skin, std::size_t part) {
     const auto nodes = skin.Nodes(part);
     double twice = 0;
@@ -38,7 +44,7 @@ double Area(const Skin& skin, std::size_t part) {
 
 TEST(ColourBands, DivideTheFiniteRange) {
     const std::vector<double> values = {kNone, 5, -5, std::numeric_limits<double>::infinity(), 0};
-    const ColourBands bands(values);
+    const ColourBands bands(RangeOf(values));
     EXPECT_EQ(bands.Count(), 10);
     EXPECT_EQ(bands.Level(0), -5);
     EXPECT_EQ(bands.Level(10), 5);
@@ -48,10 +54,10 @@ TEST(ColourBands, DivideTheFiniteRange) {
     EXPECT_EQ(bands.BandOf(kNone), -1);
     EXPECT_EQ(bands.ColourOf(-1), kPlain);
     const std::vector<double> same = {2, 2};
-    EXPECT_EQ(ColourBands(same).Count(), 1);
-    EXPECT_EQ(ColourBands(same).BandOf(2), 0);
-    EXPECT_EQ(ColourBands({}).Count(), 0);
-    EXPECT_EQ(ColourBands({}).BandOf(1), -1);
+    EXPECT_EQ(ColourBands(RangeOf(same)).Count(), 1);
+    EXPECT_EQ(ColourBands(RangeOf(same)).BandOf(2), 0);
+    EXPECT_EQ(ColourBands(ValueRange()).Count(), 0);
+    EXPECT_EQ(ColourBands(ValueRange()).BandOf(1), -1);
 }
 
 TEST(Contours, PiecesFillTheFacetEachInItsBand) {
@@ -62,7 +68,7 @@ TEST(Contours, PiecesFillTheFacetEachInItsBand) {
     skin.AddFacet({0, 7, -1}, with, 4);
     skin.AddFacet({0, 8, -1}, without, 4);
     const std::vector<double> values = {0, 10, 10, 0, kNone, 10};
-    const ColourBands bands(values);
+    const ColourBands bands(RangeOf(values));
     const std::vector<EdgeKind> edges = {EdgeKind::Feature, EdgeKind::Mesh,    EdgeKind::Feature,
                                          EdgeKind::Mesh,    EdgeKind::Feature, EdgeKind::Feature,
                                          EdgeKind::Feature, EdgeKind::Feature};
@@ -106,7 +112,7 @@ TEST(Contours, LinesAreCutAndPartsInOneBandStayWhole) {
     skin.AddFacet({0, 2, -1}, flat, 3);
     const std::vector<double> values = {0, 10, 0.5, 0.25};
     const Contours cut =
-        CutAtBands(skin, std::vector(6, EdgeKind::None), values, ColourBands(values));
+        CutAtBands(skin, std::vector(6, EdgeKind::None), values, ColourBands(RangeOf(values)));
     ASSERT_EQ(cut.skin.NumParts(), 12);
     for (std::size_t i = 0; i < 10; ++i) {
         EXPECT_EQ(cut.bands[i], 9 - static_cast<int>(i));
@@ -134,8 +140,8 @@ TEST_F(CrushedBlock, VonMisesIsWhatTheSolverWrote) {
     const ORQObjDocument document(ORQSimDatabase::Open(m_database, ORQSimDatabase::Mode::ReadOnly));
     const ORQExcModel model(document);
     const ORQExcResults results(document);
-    const std::vector<double> ours = FieldValuesAt(model, results, "stress", 11).values;
-    const std::vector<double> theirs = FieldValuesAt(model, results, "vonmises", 11).values;
+    const std::vector<double> ours = ShownField(model, results, "stress").At(11).values;
+    const std::vector<double> theirs = ShownField(model, results, "vonmises").At(11).values;
     int nCompared = 0;
     for (std::size_t i = 0; i < ours.size(); ++i) {
         if (std::isfinite(ours[i]) && theirs[i] > 0) {
@@ -173,7 +179,7 @@ TEST_F(CrushedBlock, ShowsTheComponentOrSaysWhatIsWrong) {
         {{"--field", "Momentum"}, "is of the whole model"},
         {{"--field", "displ", "--step", "12"}, "--step 12: the model has 11 times"},
         {{"--field", "displ", "--step", "0"}, "--step"},
-        {{"--field", "displ", "--set", "x"}, "excludes"},
+        {{"--field", "displ", "--colour-by", "set"}, "excludes"},
         {{"--step", "2"}, "requires --field"},
     };
     for (const Case& c : errors) {

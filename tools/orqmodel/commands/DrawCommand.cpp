@@ -1,6 +1,10 @@
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <filesystem>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -16,7 +20,7 @@
 #include "commands/Arguments.h"
 #include "draw/LayupPicture.h"
 #include "draw/MaterialPicture.h"
-#include "draw/MeshPicture.h"
+#include "draw/MeshSeries.h"
 #include "draw/Picture.h"
 #include "queries/OpenModel.h"
 
@@ -27,11 +31,13 @@ struct DrawOptions {
     std::string database;
     std::filesystem::path output;  // Its ending names the format: .png or .svg.
     std::string field;             // Whose values colour the mesh; empty for none.
-    int step = 0;                  // The time of the field, from 1; 0 for the last with values.
-    std::string section;           // Drawn instead of the mesh; empty for none.
-    std::string material;          // As well.
-    std::string view;              // As View::FromText takes it; empty for what suits the model.
-    std::string colourBy;          // "block", "set", or empty: "set" when sets are named.
+    std::string deform;            // A field by which the nodes move, or that and ":SCALE".
+    std::string step;              // The time of the field, from 1, or "all"; empty for the last.
+    std::vector<std::string> clips;
+    std::string section;   // Drawn instead of the mesh; empty for none.
+    std::string material;  // As well.
+    std::string view;      // As View::FromText takes it; empty for what suits the model.
+    std::string colourBy;  // "block", "set", or empty: "set" when sets are named.
     std::vector<std::string> sets;
     std::vector<std::string> blocks;
     std::string edges;  // "none", "feature", "mesh", or empty for what suits the size.
@@ -77,6 +83,7 @@ MeshPictureOptions PictureOptions(const DrawOptions& options) {
     picture.isBySet = options.colourBy == "set" || !options.sets.empty();
     picture.sets = options.sets;
     picture.blocks = options.blocks;
+    std::ranges::transform(options.clips, std::back_inserter(picture.clips), Clip::FromText);
     if (!options.edges.empty()) {
         picture.edges = options.edges == "none"      ? EdgeKind::None
                         : options.edges == "feature" ? EdgeKind::Feature
@@ -86,28 +93,8 @@ MeshPictureOptions PictureOptions(const DrawOptions& options) {
     return picture;
 }
 
-void Write(const Picture& picture, const std::filesystem::path& file, bool isSvg) {
-    if (isSvg) {
-        picture.WriteSvg(file);
-    } else {
-        picture.WritePng(file);
-    }
-}
-
-/// Draws the mesh; answers how many facets, lines and dots its skin has.
-nlohmann::json DrawMesh(const ORQObjDocument& document, const DrawOptions& options, bool isSvg,
-                        const std::filesystem::path& file) {
-    MeshPictureOptions pictureOptions = PictureOptions(options);
-    const ORQExcModel model{document};
-    if (!options.field.empty()) {
-        pictureOptions.field =
-            FieldValuesAt(model, ORQExcResults(document), options.field, options.step);
-    }
-    const MeshPicture picture(model, std::filesystem::path(options.database).stem().string(),
-                              pictureOptions);
-    Write(picture, file, isSvg);
+nlohmann::json CountsOf(const Skin& skin) {
     std::array<std::size_t, 3> counts{};
-    const Skin& skin = picture.Contents().skin;
     for (std::size_t part = 0; part < skin.NumParts(); ++part) {
         ++counts[static_cast<std::size_t>(skin.KindOf(part))];
     }
@@ -115,53 +102,124 @@ nlohmann::json DrawMesh(const ORQObjDocument& document, const DrawOptions& optio
     return {{"facets", facets}, {"lines", lines}, {"dots", dots}};
 }
 
-/// Draws a section; answers its name and how many layers it has.
-nlohmann::json DrawSection(const ORQObjDocument& document, const DrawOptions& options, bool isSvg,
-                           const std::filesystem::path& file) {
+/// The name of a picture of a series: a pattern as of printf, "name_%04d.png", with its number.
+std::filesystem::path Numbered(const std::filesystem::path& pattern, int number) {
+    const std::string name = pattern.filename().string();
+    const auto percent = name.find('%');
+    const auto end = percent == name.npos ? name.npos : name.find('d', percent);
+    int width = 0;
+    if (end != name.npos) {
+        const auto [next, error] =
+            std::from_chars(name.data() + percent + 1, name.data() + end, width);
+        const bool isPlain = percent + 1 == end;
+        if (isPlain || (error == std::errc() && next == name.data() + end && width <= 20)) {
+            return pattern.parent_path() / fmt::format("{}{:0{}}{}", name.substr(0, percent),
+                                                       number, width, name.substr(end + 1));
+        }
+    }
+    ORQBasThrowUsage(pattern.string() +
+                     ": names no series of pictures; --step all needs a number in it, as in "
+                     "name_%04d.png");
+}
+
+/// Writes pictures to their files, each of which gets into place when it is whole.
+class Output {
+  public:
+    Output(const DrawOptions& options, const Console& console)
+        : m_options(options), m_console(console), m_isSvg(IsSvg(options.output)) {}
+
+    /// Throws Usage when it may not be written.
+    void Check(const std::filesystem::path& file) const {
+        if (!m_options.force && std::filesystem::exists(std::filesystem::symlink_status(file))) {
+            ORQBasThrowUsage(file.string() + ": exists already; --force replaces it");
+        }
+    }
+
+    void Write(const Picture& picture, const std::filesystem::path& file,
+               nlohmann::json contents) const {
+        ORQBasStaged staged(file, "draw");
+        if (m_isSvg) {
+            picture.WriteSvg(staged.Path());
+        } else {
+            picture.WritePng(staged.Path());
+        }
+        staged.PutIntoPlace(m_options.force);
+        const char* const format = m_isSvg ? "SVG" : "PNG";
+        if (m_options.json) {
+            contents.update({{"schema_version", 1},
+                             {"command", "draw"},
+                             {"input", m_options.database},
+                             {"format", format},
+                             {"output", file.string()}});
+            // Of a series an object a line, as it goes on.
+            (m_options.step == "all" ? PrintJsonLine : PrintJson)(m_console.out, contents);
+        } else if (!m_console.IsQuiet()) {
+            m_console.out << ORQExcPrintable(m_options.database) << " -> "
+                          << ORQExcPrintable(file.string()) << " (" << format << ")\n";
+        }
+    }
+
+  private:
+    const DrawOptions& m_options;
+    const Console& m_console;
+    bool m_isSvg;
+};
+
+void DrawMeshes(const ORQObjDocument& document, const DrawOptions& options, const Output& output) {
+    if (!options.step.empty() && options.field.empty() && options.deform.empty()) {
+        ORQBasThrowUsage("--step requires --field or --deform");
+    }
+    MeshSeries::Options wanted{PictureOptions(options), options.field, options.deform};
+    wanted.isAllTimes = options.step == "all";
+    wanted.time = wanted.isAllTimes || options.step.empty() ? 0 : std::stoi(options.step);
+    const auto fileAt = [&](int time) {
+        return wanted.isAllTimes ? Numbered(options.output, time) : options.output;
+    };
+    output.Check(fileAt(0));
+    MeshSeries series(document, std::filesystem::path(options.database).stem().string(), wanted);
+    for (const int time : series.Times()) {
+        output.Check(fileAt(time));
+    }
+    for (const int time : series.Times()) {
+        const MeshPicture picture = series.PictureAt(time);
+        output.Write(picture, fileAt(time), CountsOf(picture.Contents().skin));
+    }
+}
+
+void DrawSection(const ORQObjDocument& document, const DrawOptions& options, const Output& output) {
     const ORQExcSections sections(document);
     const ORQExcSections::Section& section = sections.Named(options.section);
     const ORQExcSections::Stack layup = sections.Read(section);
-    Write(LayupPicture(section, layup, SizeFrom(options.size)), file, isSvg);
-    return {{"section", section.name}, {"layers", layup.layers.size()}};
+    output.Write(LayupPicture(section, layup, SizeFrom(options.size)), options.output,
+                 {{"section", section.name}, {"layers", layup.layers.size()}});
 }
 
-/// Draws a material; answers its name and how many graphs there are.
-nlohmann::json DrawMaterial(const ORQObjDocument& document, const DrawOptions& options, bool isSvg,
-                            const std::filesystem::path& file) {
+void DrawMaterial(const ORQObjDocument& document, const DrawOptions& options,
+                  const Output& output) {
     const ORQExcMaterials materials(document);
     const ORQExcMaterials::Material& material = materials.Named(options.material);
     const MaterialPicture picture(material, ORQExcReadMaterialTables(material.position),
                                   SizeFrom(options.size));
-    Write(picture, file, isSvg);
-    return {{"material", material.name}, {"graphs", picture.NumGraphs()}};
+    output.Write(picture, options.output,
+                 {{"material", material.name}, {"graphs", picture.NumGraphs()}});
 }
 
-/// Draws the mesh of a model database, one of its layered sections or materials, to a file. On any
-/// failure the output's name is as it was before. Throws ORQExcExportError and ORQBasFailure.
+/// Draws the mesh of a model database, at one time or at all of them, or one of its layered
+/// sections or materials, to files. On any failure the output's name is as it was before. Throws
+/// ORQExcExportError and ORQBasFailure.
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
-    const bool isSvg = IsSvg(options.output);
-    if (!options.force &&
-        std::filesystem::exists(std::filesystem::symlink_status(options.output))) {
-        ORQBasThrowUsage(options.output.string() + ": exists already; --force replaces it");
+    const Output output(options, console);
+    const bool isOfMesh = options.section.empty() && options.material.empty();
+    if (!isOfMesh) {
+        output.Check(options.output);
     }
-    ORQBasStaged file(options.output, "draw");
     const ORQObjDocument document(OpenModel(options.database));
-    const auto draw = !options.section.empty()    ? DrawSection
-                      : !options.material.empty() ? DrawMaterial
-                                                  : DrawMesh;
-    nlohmann::json contents = draw(document, options, isSvg, file.Path());
-    file.PutIntoPlace(options.force);
-    const char* const format = isSvg ? "SVG" : "PNG";
-    if (options.json) {
-        contents.update({{"schema_version", 1},
-                         {"command", "draw"},
-                         {"input", options.database},
-                         {"format", format},
-                         {"output", options.output.string()}});
-        PrintJson(console.out, contents);
+    if (isOfMesh) {
+        DrawMeshes(document, options, output);
+    } else if (!options.section.empty()) {
+        DrawSection(document, options, output);
     } else {
-        console.out << ORQExcPrintable(options.database) << " -> "
-                    << ORQExcPrintable(options.output.string()) << " (" << format << ")\n";
+        DrawMaterial(document, options, output);
     }
     return ExitStatus::Done;
 }
@@ -182,11 +240,20 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         "--field", options->field,
         "Colour by the values of the results of that name: a field or one of its components");
     command
+        .add_option("--deform", options->deform,
+                    "Move the nodes by the vectors of that name, so many times as SCALE says; "
+                    "without it, as far as can be seen")
+        ->type_name("FIELD[:SCALE]");
+    command
         .add_option("--step", options->step,
-                    "The time of the field, counted from 1; without it, the last that has "
-                    "values")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()))
-        ->needs(field);
+                    "The time of the field or deformation, counted from 1, or all, each in a "
+                    "file of its own: -o name_%04d.png; without it, the last that has values")
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()) | CLI::IsMember({"all"}));
+    command
+        .add_option("--clip", options->clips,
+                    "Draw only elements whose middle lies there, as in x<0.5; may be repeated")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     CLI::Option* section =
         command.add_option("--section", options->section,
                            "Draw the layers of the section of that name instead of the mesh");
@@ -214,14 +281,12 @@ SubcommandRun DeclareDraw(CLI::App& command) {
                     "Which edges of elements are drawn; mesh, all of them, unless they are "
                     "too dense")
         ->check(CLI::IsMember({"none", "feature", "mesh"}));
-    for (const char* ofMeshes :
-         {"--view", "--colour-by", "--set", "--block", "--edges", "--field"}) {
+    for (const char* ofMeshes : {"--view", "--colour-by", "--set", "--block", "--edges", "--field",
+                                 "--deform", "--step", "--clip"}) {
         section->excludes(command.get_option(ofMeshes));
         material->excludes(command.get_option(ofMeshes));
     }
-    for (const char* ofGroups : {"--colour-by", "--set"}) {
-        field->excludes(command.get_option(ofGroups));
-    }
+    field->excludes(command.get_option("--colour-by"));
     command.add_option("--size", options->size, "WIDTHxHEIGHT in pixels")->capture_default_str();
     command.add_flag("--force", options->force, "Replace a file of that name");
     AddJson(command, options->json);

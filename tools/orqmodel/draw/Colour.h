@@ -16,8 +16,12 @@ constexpr Colour kBlack = {0, 0, 0};
 constexpr Colour kInk = {35, 35, 35};       ///< of texts and outlines
 constexpr Colour kPlain = {190, 190, 190};  ///< of what is not picked out
 
-/// The `place`-th colour, from 0, of those that people with any colour vision can tell apart. Seven
-/// hues come first, then the same ones lighter, then darker, and so on round.
+/// The first places, from 0, have colours that people with any colour vision can tell apart: seven
+/// hues, then the same ones lighter, then darker.
+constexpr int kToldApart = 21;
+
+/// The colour of a place. Behind those that can be told apart come others, of which no two of the
+/// first thousand are the same.
 Colour PaletteColour(int place);
 
 /// `part` of b, from 0 to 1, and the rest of a.

@@ -35,17 +35,21 @@ std::string LevelText(const ColourBands& bands, int level) {
 
 }  // namespace
 
-ColourBands::ColourBands(std::span<const double> values) {
-    bool isFirst = true;
+void ValueRange::Take(std::span<const double> values) {
     for (const double value : values) {
         if (std::isfinite(value)) {
-            m_lowest = isFirst ? value : std::min(m_lowest, value);
-            m_highest = isFirst ? value : std::max(m_highest, value);
-            isFirst = false;
+            lowest = std::min(lowest, value);
+            highest = std::max(highest, value);
         }
     }
-    m_count = isFirst ? 0 : m_lowest == m_highest ? 1 : kBands;
 }
+
+ColourBands::ColourBands(const ValueRange& range)
+    : m_lowest(range.lowest),
+      m_highest(range.highest),
+      m_count(m_lowest > m_highest    ? 0
+              : m_lowest == m_highest ? 1
+                                      : kBands) {}
 
 double ColourBands::Level(int band) const {
     const double part = static_cast<double>(band) / m_count;

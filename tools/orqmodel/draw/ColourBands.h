@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <span>
 #include <string>
 #include <vector>
@@ -8,12 +9,20 @@
 
 namespace orqmodel {
 
+/// What the finite ones of some values take up; empty (lowest above highest) when there are none.
+struct ValueRange {
+    double lowest = std::numeric_limits<double>::infinity();
+    double highest = -std::numeric_limits<double>::infinity();
+
+    void Take(std::span<const double> values);
+};
+
 /// A range of values divided into bands, each with a colour from dark blue over green to yellow,
 /// that grows lighter with the value for any colour vision.
 class ColourBands {
   public:
-    /// The range of the finite values; one band when they are all the same.
-    explicit ColourBands(std::span<const double> values);
+    /// One band where all values are the same.
+    explicit ColourBands(const ValueRange& range);
 
     int Count() const { return m_count; }
     double Lowest() const { return m_lowest; }
@@ -25,9 +34,9 @@ class ColourBands {
     Colour ColourOf(int band) const;  ///< of -1, kPlain
 
   private:
-    double m_lowest = 0;
-    double m_highest = 0;
-    int m_count = 0;  // 0 without finite values
+    double m_lowest;
+    double m_highest;
+    int m_count;  // 0 without finite values
 };
 
 /// The width that a bar takes.

@@ -16,15 +16,8 @@ namespace {
 using Field = ORQExcResults::Field;
 using Place = ORQExcResultArray::Place;
 
-// The codes of components, and the places of a symmetric tensor's in its invariants.
-constexpr int kVectorCodes[] = {0, 12, 20};
+// The codes of a symmetric tensor's components, by their places in its invariants.
 constexpr int kTensorCodes[] = {1, 14, 23, 5, 10, 18};  // 11, 22, 33, 12, 13, 23
-
-/// What is made of the components of a member.
-struct Quantity {
-    std::string name;
-    std::function<double(std::span<const double>)> of;
-};
 
 bool AreAllIn(const Field& field, std::span<const int> codes) {
     return std::ranges::all_of(field.components, [&](const ORQExcResults::Component& component) {
@@ -105,37 +98,50 @@ const Field& FindField(const ORQExcResults& results, const std::string& label) {
 
 }  // namespace
 
-FieldValues FieldValuesAt(const ORQExcModel& model, const ORQExcResults& results,
-                          const std::string& label, int number) {
-    const Field& field = FindField(results, label);
-    const Quantity quantity = QuantityOf(field, label);
-    const int nFrames = static_cast<int>(results.Frames().size());
-    if (number > nFrames) {
-        ORQBasThrowUsage(fmt::format("--step {}: the model has {} times", number, nFrames));
+ShownField::ShownField(const ORQExcModel& model, const ORQExcResults& results,
+                       const std::string& label)
+    : m_model(model),
+      m_results(results),
+      m_label(label),
+      m_field(FindField(results, label)),
+      m_quantity(QuantityOf(m_field, label)) {}
+
+FieldValues ShownField::At(int time) const {
+    const ORQSimCSet members = m_field.place == Place::Node ? m_model.Nodes() : m_model.Elements();
+    const std::size_t nComponents = m_field.components.size();
+    std::vector<double> components(static_cast<std::size_t>(members.Size()) * nComponents);
+    if (m_results.Read(m_field, time - 1, members, components) == 0) {
+        ORQBasThrowUsage(fmt::format("--field {}: it has no values at step {}", m_label, time));
     }
-    const bool isNodal = field.place == Place::Node;
-    const ORQSimCSet members = isNodal ? model.Nodes() : model.Elements();
-    const std::size_t nComponents = field.components.size();
-    std::vector<double> values(static_cast<std::size_t>(members.Size()) * nComponents);
-    int frame = number > 0 ? number - 1 : nFrames - 1;
-    while (frame >= 0 && results.Read(field, frame, members, values) == 0) {
-        frame = number > 0 ? -1 : frame - 1;
-    }
-    if (frame < 0) {
-        ORQBasThrowUsage(fmt::format("--field {}: it has no values{}", label,
-                                     number > 0 ? fmt::format(" at step {}", number) : ""));
-    }
-    FieldValues shown{isNodal, {}, quantity.name, ""};
-    for (std::size_t i = 0; i < values.size(); i += nComponents) {
-        shown.values.push_back(quantity.of(std::span(values).subspan(i, nComponents)));
-    }
-    const ORQExcResults::Frame& at = results.Frames()[static_cast<std::size_t>(frame)];
-    shown.time = fmt::format("time {:.6g}, {} of {}", at.time, frame + 1, nFrames);
-    if (results.Steps().size() > 1) {
-        shown.time =
-            fmt::format("{}, {}", results.Steps()[static_cast<std::size_t>(at.step)], shown.time);
+    FieldValues shown{m_field.place == Place::Node, {}, m_quantity.name, TimeText(m_results, time)};
+    for (std::size_t i = 0; i < components.size(); i += nComponents) {
+        shown.values.push_back(m_quantity.of(std::span(components).subspan(i, nComponents)));
     }
     return shown;
+}
+
+std::vector<int> TimesOf(const ORQExcResults& results, const ORQExcResults::Field& field) {
+    std::vector<ORQSimCSet> timesOfStep;
+    for (const ORQObjMeshedField& stored : field.ofStep) {
+        timesOfStep.push_back(stored.Position().IsNull() ? ORQSimCSet() : stored.GetTimes());
+    }
+    std::vector<int> times;
+    for (std::size_t i = 0; i < results.Frames().size(); ++i) {
+        const ORQExcResults::Frame& frame = results.Frames()[i];
+        if (timesOfStep[static_cast<std::size_t>(frame.step)].SeekMember(frame.member) >= 0) {
+            times.push_back(static_cast<int>(i) + 1);
+        }
+    }
+    return times;
+}
+
+std::string TimeText(const ORQExcResults& results, int time) {
+    const ORQExcResults::Frame& at = results.Frames()[static_cast<std::size_t>(time - 1)];
+    const std::string text =
+        fmt::format("time {:.6g}, {} of {}", at.time, time, results.Frames().size());
+    return results.Steps().size() > 1
+               ? fmt::format("{}, {}", results.Steps()[static_cast<std::size_t>(at.step)], text)
+               : text;
 }
 
 }  // namespace orqmodel

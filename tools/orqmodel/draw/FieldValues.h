@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -7,6 +9,9 @@
 #include "ORQExcResults.h"
 
 namespace orqmodel {
+
+/// The codes of the components of a vector, by axis.
+constexpr int kVectorCodes[] = {0, 12, 20};
 
 /// A field at one time as one number for each node or element: what a picture can show of it.
 struct FieldValues {
@@ -16,14 +21,37 @@ struct FieldValues {
     std::string time;            ///< "time 0.5, 3 of 11" and its step where there are several
 };
 
-/// The field or component of that label at the `number`-th time, from 1; with 0 the last time at
-/// which it has values. Of a vector the magnitude is meant, and of a symmetric tensor its von Mises
-/// equivalent, unless a component is named.
-///
-/// Throws ORQBasFailure (Usage), naming what there is, for a label or time that the model lacks,
-/// for fields of the whole model, for tensors that are not symmetric, and for a time without
-/// values.
-FieldValues FieldValuesAt(const ORQExcModel& model, const ORQExcResults& results,
-                          const std::string& label, int number);
+/// "time 0.5, 3 of 11", behind the name of its step where there are several.
+std::string TimeText(const ORQExcResults& results, int time);
+/// The times of all steps, counted from 1, at which a field has values.
+std::vector<int> TimesOf(const ORQExcResults& results, const ORQExcResults::Field& field);
+
+/// What is made of the components of a member.
+struct Quantity {
+    std::string name;
+    std::function<double(std::span<const double>)> of;
+};
+
+/// The field or component of a label over all times. Of a vector the magnitude is meant, and of a
+/// symmetric tensor its von Mises equivalent, unless a component is named.
+class ShownField {
+  public:
+    /// Throws ORQBasFailure (Usage), naming what there is, for a label that the model lacks, for
+    /// fields of the whole model, and for tensors that are not symmetric.
+    ShownField(const ORQExcModel& model, const ORQExcResults& results, const std::string& label);
+
+    /// At a time, counted from 1. Throws Usage for one without values, and where there is no such
+    /// time.
+    FieldValues At(int time) const;
+    /// Those at which it has values, from 1.
+    std::vector<int> Times() const { return TimesOf(m_results, m_field); }
+
+  private:
+    const ORQExcModel& m_model;
+    const ORQExcResults& m_results;
+    std::string m_label;
+    const ORQExcResults::Field& m_field;
+    Quantity m_quantity;
+};
 
 }  // namespace orqmodel

@@ -1,10 +1,15 @@
 #include "draw/Groups.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <map>
+#include <set>
 #include <utility>
 
 #include "ORQBasFailure.h"
 #include "ORQExcNearNames.h"
+#include "draw/Colour.h"
 
 namespace orqmodel {
 namespace {
@@ -130,6 +135,31 @@ class SetGroups {
     std::vector<std::pair<ORQExcModel::FaceNodes, int>> m_edges;
 };
 
+/// The name before its first digit, without what separates them.
+std::string HeadOf(const std::string& name) {
+    const std::string head = name.substr(0, name.find_first_of("0123456789"));
+    const auto end = head.find_last_not_of(" _-.#:");
+    return end == head.npos ? "blocks" : head.substr(0, end + 1);
+}
+
+/// For each of the blocks what it is grouped by: its place among them, so that each is one of its
+/// own, unless there are too many.
+std::vector<std::string> KindsOf(const ORQExcModel& model, std::span<const int> blocks) {
+    std::vector<std::string> own;
+    std::vector<std::string> heads;
+    std::vector<std::string> shapes;
+    for (const int place : blocks) {
+        const ORQExcModel::Block& block = model.Blocks()[static_cast<std::size_t>(place)];
+        own.push_back(std::to_string(place));
+        heads.push_back(HeadOf(block.name));
+        shapes.emplace_back(block.shape->name);
+    }
+    const auto areFew = [](const std::vector<std::string>& kinds) {
+        return std::set(kinds.begin(), kinds.end()).size() <= kToldApart;
+    };
+    return areFew(own) ? own : areFew(heads) ? heads : shapes;
+}
+
 }  // namespace
 
 std::vector<int> BlocksNamed(const ORQExcModel& model, std::span<const std::string> names) {
@@ -150,11 +180,26 @@ std::vector<int> BlocksNamed(const ORQExcModel& model, std::span<const std::stri
 }
 
 Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const int> blocks) {
+    const std::vector<std::string> kinds = KindsOf(model, blocks);
     Groups groups;
     std::vector<int> groupOf(model.Blocks().size(), -1);
-    for (const int block : blocks) {
-        groupOf[static_cast<std::size_t>(block)] = static_cast<int>(groups.groups.size());
-        groups.groups.push_back({model.Blocks()[static_cast<std::size_t>(block)].name, false});
+    std::map<std::string, std::vector<int>> blocksOf;  // of each kind
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        std::vector<int>& alike = blocksOf[kinds[i]];
+        alike.push_back(blocks[i]);
+        if (alike.size() == 1) {
+            groups.groups.push_back({kinds[i], false});
+        }
+    }
+    for (std::size_t i = 0; i < groups.groups.size(); ++i) {
+        Groups::Group& group = groups.groups[i];
+        const std::vector<int>& alike = blocksOf[group.name];
+        for (const int block : alike) {
+            groupOf[static_cast<std::size_t>(block)] = static_cast<int>(i);
+        }
+        const ORQExcModel::Block& first = model.Blocks()[static_cast<std::size_t>(alike[0])];
+        group.name = alike.size() == 1 ? first.name
+                                       : fmt::format("{} ({} blocks)", group.name, alike.size());
     }
     for (std::size_t part = 0; part < skin.NumParts(); ++part) {
         const int block = skin.At(part).block;

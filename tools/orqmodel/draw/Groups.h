@@ -24,7 +24,9 @@ struct Groups {
 /// naming what is near, when there is none of a name.
 std::vector<int> BlocksNamed(const ORQExcModel& model, std::span<const std::string> names);
 
-/// A group for each of the blocks.
+/// A group for each of the blocks. Where they are more than colours that can be told apart, one for
+/// all blocks whose names are the same before their first digit ("PCOMP (103 blocks)"), and where
+/// that does not help, for all of a shape.
 Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const int> blocks);
 
 /// A group for each element set, surface and node set of these names, or for all of them; of groups

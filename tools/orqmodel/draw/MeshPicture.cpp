@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "ORQBasFailure.h"
@@ -23,6 +24,66 @@ std::string Counted(std::size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
+/// Without the values of what is in no set: neither the colours nor their range come from them.
+void LeaveSets(FieldValues& field, const Skin& skin, const Groups& groups) {
+    std::vector<bool> isInSet(field.values.size());
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        if (groups.ofPart[part] < 0) {
+            continue;
+        }
+        if (field.isNodal) {
+            for (const int node : skin.Nodes(part)) {
+                isInSet[static_cast<std::size_t>(node)] = true;
+            }
+        } else if (skin.At(part).element >= 0) {
+            isInSet[static_cast<std::size_t>(skin.At(part).element)] = true;
+        }
+    }
+    for (std::size_t i = 0; i < field.values.size(); ++i) {
+        if (!isInSet[i]) {
+            field.values[i] = std::numeric_limits<double>::quiet_NaN();
+        }
+    }
+}
+
+/// The borders of the body, each once, and all lines: as pairs of nodes.
+std::vector<std::array<int, 2>> OutlineOf(const Skin& skin, const Groups& groups) {
+    const std::vector<EdgeKind> edges = FindEdges(skin, groups.ofPart, EdgeKind::None);
+    std::vector<std::array<int, 2>> outline;
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        const std::span<const int> nodes = skin.Nodes(part);
+        const bool isLine = skin.KindOf(part) == Skin::Kind::Line;
+        for (std::size_t i = 0; i + (isLine ? 1 : 0) < nodes.size(); ++i) {
+            if (isLine || edges[skin.Begin(part) + i] == EdgeKind::Feature) {
+                const auto [a, b] = std::minmax(nodes[i], nodes[(i + 1) % nodes.size()]);
+                outline.push_back({a, b});
+            }
+        }
+    }
+    std::ranges::sort(outline);
+    outline.erase(std::unique(outline.begin(), outline.end()), outline.end());
+    return outline;
+}
+
+/// Moves the nodes of a turned skin, and adds lines where its outline was.
+void MovePoints(Skin& skin, Groups& groups, const View& view,
+                const std::vector<Point>& displacements) {
+    const std::vector<std::array<int, 2>> outline = OutlineOf(skin, groups);
+    std::vector<Point>& points = skin.Points();
+    for (const auto& ends : outline) {
+        const auto first = static_cast<int>(points.size());
+        for (const int node : ends) {
+            const Point end = points[static_cast<std::size_t>(node)];
+            points.push_back(end);
+        }
+        skin.AddLine({-1, -1, -1}, std::array{first, first + 1});
+        groups.ofPart.push_back(-1);
+    }
+    for (std::size_t node = 0; node < displacements.size(); ++node) {
+        points[node] = points[node] + view.Turned(displacements[node]);
+    }
+}
+
 }  // namespace
 
 MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
@@ -33,9 +94,9 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
         m_view = View::FromText(*options.view);
     }
     Skin& skin = m_scene.skin;
-    skin = SkinOf(model, blocks);
-    const Groups groups = options.isBySet ? GroupsBySet(skin, model, blocks, options.sets)
-                                          : GroupsByBlock(skin, model, blocks);
+    skin = SkinOf(model, blocks, options.clips);
+    Groups groups = options.isBySet ? GroupsBySet(skin, model, blocks, options.sets)
+                                    : GroupsByBlock(skin, model, blocks);
     // Before anything is sorted or projected: parts are what memory and time go by.
     if (skin.NumParts() > kMostParts) {
         ORQBasThrowUsage(
@@ -46,9 +107,15 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     if (!m_view) {
         m_view = View::BestFor(skin);
     }
-    if (options.field) {
-        m_bands.emplace(options.field->values);
-        m_fieldName = ORQExcPrintable(options.field->name);
+    std::optional<FieldValues> field = options.field;
+    if (field) {
+        if (options.isBySet) {
+            LeaveSets(*field, skin, groups);
+        }
+        ValueRange range;
+        range.Take(field->values);
+        m_bands.emplace(options.range.value_or(range));
+        m_fieldName = ORQExcPrintable(field->name);
     } else {
         for (std::size_t i = 0; i < groups.groups.size(); ++i) {
             const Groups::Group& group = groups.groups[i];
@@ -57,35 +124,64 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
         }
     }
     m_title = ORQExcPrintable(model.Title().empty() ? name : model.Title());
-    m_counts = fmt::format(
-        "{}, {}, view {}", Counted(static_cast<std::size_t>(model.NumNodes()), "node"),
-        Counted(static_cast<std::size_t>(model.NumElements()), "element"), m_view->Name());
-    if (blocks.size() < model.Blocks().size()) {
-        m_counts +=
-            fmt::format(", {} of {}", blocks.size(), Counted(model.Blocks().size(), "block"));
+    PlanDetails(model, blocks.size(), options);
+    Turn(skin, *m_view);
+    Extent extent = ExtentOf(skin);
+    if (options.moves) {
+        MovePoints(skin, groups, *m_view, options.moves->displacements);
+        extent = options.moves->reach > 0 ? extent.Wider(options.moves->reach) : ExtentOf(skin);
     }
-    if (options.field) {
-        m_counts = fmt::format("{}, {}, view {}", m_fieldName, options.field->time, m_view->Name());
-    }
-    // In this order: the layout leaves the room into which the mesh is projected, and the length of
+    // In this order: the layout leaves the room into which the mesh is fitted, and the length of
     // edges is known in pixels only then.
     PlanLayout();
-    Project(skin, *m_view, m_frame);
-
-    constexpr double kDenseEdges = 6;  // pixels from one to the next
-    const EdgeKind edges = options.edges.value_or(
-        MeanEdgeLength(skin) < kDenseEdges ? EdgeKind::Feature : EdgeKind::Mesh);
-    if (edges == EdgeKind::None) {
-        m_scene.edges.assign(skin.NumPartNodes(), EdgeKind::None);
-    } else {
-        m_scene.edges = FindEdges(skin, groups.ofPart,
-                                  edges == EdgeKind::Mesh ? EdgeKind::Mesh : EdgeKind::None);
-    }
+    FitInto(skin, extent, m_frame);
+    PlanEdges(options.edges, groups);
     PlanDots();
-    if (options.field) {
-        ColourByValue(*options.field);
+    if (field) {
+        PlanExtremes(model, *field);
+        ColourByValue(*field, groups, options.isBySet);
     } else {
         ColourByGroup(groups);
+    }
+}
+
+void MeshPicture::PlanDetails(const ORQExcModel& model, std::size_t nBlocks,
+                              const MeshPictureOptions& options) {
+    if (options.field) {
+        m_details = fmt::format("{}, {}", m_fieldName, options.field->time);
+    } else {
+        m_details =
+            fmt::format("{}, {}", Counted(static_cast<std::size_t>(model.NumNodes()), "node"),
+                        Counted(static_cast<std::size_t>(model.NumElements()), "element"));
+    }
+    if (options.moves) {
+        m_details += ", deformed by " + ORQExcPrintable(options.moves->text);
+    }
+    m_details += ", view " + m_view->Name();
+    if (nBlocks < model.Blocks().size()) {
+        m_details += fmt::format(", {} of {}", nBlocks, Counted(model.Blocks().size(), "block"));
+    }
+}
+
+void MeshPicture::PlanEdges(std::optional<EdgeKind> wanted, const Groups& groups) {
+    constexpr double kDenseEdges = 6;  // pixels from one to the next
+    const EdgeKind edges = wanted.value_or(
+        MeanEdgeLength(m_scene.skin) < kDenseEdges ? EdgeKind::Feature : EdgeKind::Mesh);
+    if (edges == EdgeKind::None) {
+        m_scene.edges.assign(m_scene.skin.NumPartNodes(), EdgeKind::None);
+    } else {
+        m_scene.edges = FindEdges(m_scene.skin, groups.ofPart,
+                                  edges == EdgeKind::Mesh ? EdgeKind::Mesh : EdgeKind::None);
+    }
+}
+
+void MeshPicture::PlanExtremes(const ORQExcModel& model, const FieldValues& field) {
+    m_extremes = ExtremesOf(m_scene.skin, field);
+    const std::vector<int> labels = field.isNodal ? model.NodeLabels() : model.ElementLabels();
+    for (Extreme& extreme : m_extremes) {
+        extreme.text = fmt::format(
+            "{} {:.4g}, {} {}", &extreme == &m_extremes.back() ? "max" : "min", extreme.value,
+            field.isNodal ? "node" : "element", labels[static_cast<std::size_t>(extreme.member)]);
     }
 }
 
@@ -120,21 +216,27 @@ void MeshPicture::ColourByGroup(const Groups& groups) {
     }
 }
 
-void MeshPicture::ColourByValue(const FieldValues& field) {
+void MeshPicture::ColourByValue(const FieldValues& field, const Groups& groups, bool isBySet) {
     Skin& skin = m_scene.skin;
+    const auto isPlain = [&](std::size_t part) { return isBySet && groups.ofPart[part] < 0; };
     if (!field.isNodal) {
         for (std::size_t part = 0; part < skin.NumParts(); ++part) {
             const int element = skin.At(part).element;
-            const int band =
-                element < 0 ? -1 : m_bands->BandOf(field.values[static_cast<std::size_t>(element)]);
+            const int band = element < 0 || isPlain(part)
+                                 ? -1
+                                 : m_bands->BandOf(field.values[static_cast<std::size_t>(element)]);
             m_scene.colours.push_back(Shaded(m_bands->ColourOf(band), skin, part, kFieldShade));
         }
         return;
     }
-    Contours contours = CutAtBands(skin, m_scene.edges, field.values, *m_bands);
+    // The points of the outline, behind those of the nodes, have no values.
+    std::vector<double> values = field.values;
+    values.resize(skin.Points().size(), std::numeric_limits<double>::quiet_NaN());
+    Contours contours = CutAtBands(skin, m_scene.edges, values, *m_bands);
     for (std::size_t part = 0; part < contours.skin.NumParts(); ++part) {
-        m_scene.colours.push_back(Shaded(m_bands->ColourOf(contours.bands[part]), skin,
-                                         contours.origin[part], kFieldShade));
+        const int band = isPlain(contours.origin[part]) ? -1 : contours.bands[part];
+        m_scene.colours.push_back(
+            Shaded(m_bands->ColourOf(band), skin, contours.origin[part], kFieldShade));
     }
     skin = std::move(contours.skin);
     m_scene.edges = std::move(contours.edges);
@@ -155,7 +257,8 @@ void MeshPicture::Paint(Canvas& canvas) const {
     if (m_columnWidth == 0) {
         return;
     }
-    PaintHeading(canvas, m_textSize, m_title, m_counts);
+    PaintExtremes(canvas, m_textSize, m_frame, m_extremes);
+    PaintHeading(canvas, m_textSize, m_title, m_details);
     const Spot upperLeft{m_size.width - kPageMargin * m_textSize - m_columnWidth,
                          (3.5 + kLineHeight) * m_textSize};
     const Spot lowerRight{m_size.width - kPageMargin * m_textSize,

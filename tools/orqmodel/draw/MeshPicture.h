@@ -5,7 +5,9 @@
 #include <vector>
 
 #include "draw/Captions.h"
+#include "draw/Clip.h"
 #include "draw/ColourBands.h"
+#include "draw/Extremes.h"
 #include "draw/FieldValues.h"
 #include "draw/Groups.h"
 #include "draw/Picture.h"
@@ -19,10 +21,21 @@ struct MeshPictureOptions {
     bool isBySet = false;             ///< else coloured by block
     std::vector<std::string> sets;    ///< that are coloured; all for none
     std::vector<std::string> blocks;  ///< that are drawn; all for none
+    std::vector<Clip> clips;          ///< that keep what is drawn
     /// Which edges of elements are drawn; without a value, all when they are not too dense.
     std::optional<EdgeKind> edges;
-    /// Colours by values instead of blocks or sets.
+    /// Colours by values instead of blocks; with sets, only what is in them.
     std::optional<FieldValues> field;
+    /// What the colours stand for in all pictures of a series; else what the values of this one
+    /// take up.
+    std::optional<ValueRange> range;
+    /// Moves the nodes and shows in grey where the borders of the body were.
+    struct Moves {
+        std::vector<Point> displacements;  ///< by node
+        double reach;                      ///< room for moves of other times
+        std::string text;
+    };
+    std::optional<Moves> moves;
     PictureSize size{1200, 900};
 };
 
@@ -38,12 +51,16 @@ class MeshPicture : public Picture {
     const Scene& Contents() const { return m_scene; }
 
   private:
+    void PlanDetails(const ORQExcModel& model, std::size_t nBlocks,
+                     const MeshPictureOptions& options);
     void PlanLayout();
+    void PlanEdges(std::optional<EdgeKind> wanted, const Groups& groups);
     void ColourByGroup(const Groups& groups);
-    void ColourByValue(const FieldValues& field);
+    void ColourByValue(const FieldValues& field, const Groups& groups, bool isBySet);
     /// A colour in the light on a part of a skin, of which `strength`, from 0 to 1, is taken.
     static Colour Shaded(Colour colour, const Skin& skin, std::size_t part, double strength);
     void PlanDots();
+    void PlanExtremes(const ORQExcModel& model, const FieldValues& field);
     void Paint(Canvas& canvas) const override;
     void PaintBelow(Image& image) const override { PaintPixels(m_scene, image); }
     void PaintBelow(Canvas& canvas) const override { PaintShapes(m_scene, canvas); }
@@ -55,10 +72,11 @@ class MeshPicture : public Picture {
     Frame m_frame{};  // of the mesh
     std::optional<View> m_view;
     std::string m_title;
-    std::string m_counts;
+    std::string m_details;
     std::vector<LegendEntry> m_legend;
     std::optional<ColourBands> m_bands;
     std::string m_fieldName;
+    std::vector<Extreme> m_extremes;
     Scene m_scene;
 };
 

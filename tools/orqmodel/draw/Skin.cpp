@@ -14,43 +14,50 @@ namespace {
 // Coordinates are read into a small buffer and spread to three numbers each.
 constexpr int kSlice = 1 << 16;  // nodes at a time
 
-std::vector<Point> ReadPoints(const ORQExcModel& model) {
-    const auto dimension = static_cast<std::size_t>(model.Dimension());
-    std::vector<Point> points(static_cast<std::size_t>(model.NumNodes()), Point{});
-    std::vector<double> slice(kSlice * dimension);
-    for (int begin = 0; dimension > 0 && begin < model.NumNodes(); begin += kSlice) {
-        const int end = std::min(model.NumNodes(), begin + kSlice);
-        const auto count = static_cast<std::size_t>(end - begin);
-        model.ReadCoordinates(begin, end, std::span(slice).first(count * dimension));
-        for (std::size_t i = 0; i < count; ++i) {
-            for (std::size_t axis = 0; axis < dimension; ++axis) {
-                points[static_cast<std::size_t>(begin) + i][axis] = slice[i * dimension + axis];
-            }
-        }
-    }
-    return points;
-}
-
-/// The elements of a block that is drawn.
+/// The elements of a block that are drawn.
 struct Elements {
     int block;
     const ORQExcShape* shape;
-    ORQSimCSet ordinals;
+    std::vector<int> ordinals;
     std::vector<int> nodes;  // [elements][nodes of the shape]
 
     std::span<const int> NodesOf(std::size_t element) const {
         const auto nNodes = static_cast<std::size_t>(shape->nNodes);
         return std::span(nodes).subspan(element * nNodes, nNodes);
     }
-    std::size_t Count() const { return static_cast<std::size_t>(ordinals.Size()); }
+    std::size_t Count() const { return ordinals.size(); }
 };
 
 Elements ReadElements(const ORQExcModel& model, int place) {
     const ORQExcModel::Block& block = model.Blocks()[static_cast<std::size_t>(place)];
-    Elements elements{place, block.shape, block.elements, {}};
+    Elements elements{place, block.shape, {}, {}};
+    elements.ordinals.resize(static_cast<std::size_t>(block.elements.Size()));
+    block.elements.OrderedMembers(elements.ordinals.data());
     elements.nodes.resize(elements.Count() * static_cast<std::size_t>(block.shape->nNodes));
     model.ReadConnectivity(block, 0, block.elements.Size(), elements.nodes);
     return elements;
+}
+
+Point MiddleOf(std::span<const int> nodes, const std::vector<Point>& points) {
+    Point sum{};
+    for (const int node : nodes) {
+        sum = sum + points[static_cast<std::size_t>(node)];
+    }
+    return (1 / static_cast<double>(nodes.size())) * sum;
+}
+
+/// Without those whose middle is cut off.
+Elements Clipped(const Elements& elements, const std::vector<Clip>& clips,
+                 const std::vector<Point>& points) {
+    Elements kept{elements.block, elements.shape, {}, {}};
+    for (std::size_t i = 0; i < elements.Count(); ++i) {
+        const std::span<const int> nodes = elements.NodesOf(i);
+        if (AllKeep(clips, MiddleOf(nodes, points))) {
+            kept.ordinals.push_back(elements.ordinals[i]);
+            kept.nodes.insert(kept.nodes.end(), nodes.begin(), nodes.end());
+        }
+    }
+    return kept;
 }
 
 /// A face of a solid by its number among those of all blocks.
@@ -101,8 +108,8 @@ class SolidFaces {
     std::vector<std::int64_t> m_begin{0};
 };
 
-void AddOuterFaces(Skin& skin, const Elements& elements, const std::vector<int>& ordinals,
-                   std::int64_t begin, std::span<const std::int64_t> faces) {
+void AddOuterFaces(Skin& skin, const Elements& elements, std::int64_t begin,
+                   std::span<const std::int64_t> faces) {
     std::vector<int> nodes;
     for (const std::int64_t face : faces) {
         const auto nSides = static_cast<std::int64_t>(elements.shape->sides.size());
@@ -113,13 +120,13 @@ void AddOuterFaces(Skin& skin, const Elements& elements, const std::vector<int>&
         for (const int node : local.nodes) {
             nodes.push_back(elements.NodesOf(element)[static_cast<std::size_t>(node)]);
         }
-        skin.AddFacet({elements.block, ordinals[element], side}, nodes, local.nCorners);
+        skin.AddFacet({elements.block, elements.ordinals[element], side}, nodes, local.nCorners);
     }
 }
 
-void AddElements(Skin& skin, const Elements& elements, const std::vector<int>& ordinals) {
+void AddElements(Skin& skin, const Elements& elements) {
     for (std::size_t i = 0; i < elements.Count(); ++i) {
-        const Skin::Part part{elements.block, ordinals[i], -1};
+        const Skin::Part part{elements.block, elements.ordinals[i], -1};
         const std::span<const int> nodes = elements.NodesOf(i);
         if (elements.shape->dimension == 2) {
             skin.AddFacet(part, nodes, elements.shape->nCorners);
@@ -185,32 +192,53 @@ void Skin::AddFacet(const Part& part, std::span<const int> nodes, int nCorners) 
     EndPart(part, Kind::Facet);
 }
 
-Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks) {
-    Skin skin(ReadPoints(model));
+std::vector<Point> PointsOf(const ORQExcModel& model) {
+    const auto dimension = static_cast<std::size_t>(model.Dimension());
+    std::vector<Point> points(static_cast<std::size_t>(model.NumNodes()), Point{});
+    std::vector<double> slice(kSlice * dimension);
+    for (int begin = 0; dimension > 0 && begin < model.NumNodes(); begin += kSlice) {
+        const int end = std::min(model.NumNodes(), begin + kSlice);
+        const auto count = static_cast<std::size_t>(end - begin);
+        model.ReadCoordinates(begin, end, std::span(slice).first(count * dimension));
+        for (std::size_t i = 0; i < count; ++i) {
+            for (std::size_t axis = 0; axis < dimension; ++axis) {
+                points[static_cast<std::size_t>(begin) + i][axis] = slice[i * dimension + axis];
+            }
+        }
+    }
+    return points;
+}
+
+Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks, const std::vector<Clip>& clips) {
+    Skin skin(PointsOf(model));
     std::vector<Elements> drawn;
     for (const int place : blocks) {
         drawn.push_back(ReadElements(model, place));
+        if (!clips.empty()) {
+            drawn.back() = Clipped(drawn.back(), clips, skin.Points());
+        }
     }
     const SolidFaces faces(drawn);
     const std::vector<std::int64_t> outer = faces.Outer(model.NumNodes());
     for (std::size_t i = 0; i < drawn.size(); ++i) {
-        std::vector<int> ordinals(drawn[i].Count());
-        drawn[i].ordinals.Members(ordinals.data());
         if (drawn[i].shape->dimension == 3) {
             const auto begin = std::ranges::lower_bound(outer, faces.Begin(i));
             const auto end = std::ranges::lower_bound(outer, faces.Begin(i + 1));
-            AddOuterFaces(skin, drawn[i], ordinals, faces.Begin(i), std::span(begin, end));
+            AddOuterFaces(skin, drawn[i], faces.Begin(i), std::span(begin, end));
         } else {
-            AddElements(skin, drawn[i], ordinals);
+            AddElements(skin, drawn[i]);
         }
     }
     if (model.NumElements() == 0) {
         for (int node = 0; node < model.NumNodes(); ++node) {
-            skin.AddDot({-1, -1, -1}, node);
+            if (AllKeep(clips, skin.Points()[static_cast<std::size_t>(node)])) {
+                skin.AddDot({-1, -1, -1}, node);
+            }
         }
     }
     if (skin.NumParts() == 0) {
-        ORQBasThrowUsage("there is nothing to draw");
+        ORQBasThrowUsage(clips.empty() ? "there is nothing to draw"
+                                       : "--clip: leaves nothing to draw");
     }
     CheckPoints(skin, model);
     return skin;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ORQExcModel.h"
+#include "draw/Clip.h"
 #include "draw/Space.h"
 
 namespace orqmodel {
@@ -59,10 +60,15 @@ class Skin {
     std::vector<int> m_nodes;
 };
 
-/// The skin of some blocks, given by their places, as if there were no others. Parts come by block,
-/// element and side. A model without elements is the dots of its nodes.
-/// Throws Refused when there is nothing to draw, and Damaged, naming the node, when one that is
+/// The places of all nodes, by ordinal; the third coordinate of a plane model is 0.
+std::vector<Point> PointsOf(const ORQExcModel& model);
+
+/// The skin of some blocks, given by their places, as if there were no others, and of these of the
+/// elements whose middle (the mean of their nodes) all clips keep. Parts come by block, element and
+/// side. A model without elements is the dots of its nodes.
+/// Throws Usage when there is nothing to draw, and Damaged, naming the node, when one that is
 /// drawn has a coordinate that is not finite.
-Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks);
+Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks,
+            const std::vector<Clip>& clips = {});
 
 }  // namespace orqmodel

@@ -12,28 +12,6 @@ namespace {
 
 constexpr double kFlat = 1e-9;  // as a part of the largest extent
 
-struct Box {
-    Point low{};
-    Point high{};
-    Point Extent() const { return high - low; }
-};
-
-/// Around all points that parts have.
-Box BoxOf(const Skin& skin) {
-    constexpr double kFar = std::numeric_limits<double>::infinity();
-    Box box{{kFar, kFar, kFar}, {-kFar, -kFar, -kFar}};
-    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
-        for (const int node : skin.Nodes(part)) {
-            const Point& point = skin.Points()[static_cast<std::size_t>(node)];
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                box.low[axis] = std::min(box.low[axis], point[axis]);
-                box.high[axis] = std::max(box.high[axis], point[axis]);
-            }
-        }
-    }
-    return box;
-}
-
 /// False unless the text is three numbers with commas between them.
 bool ReadDirection(const std::string& text, Point& direction) {
     const char* at = text.data();
@@ -86,7 +64,8 @@ View View::FromText(const std::string& text) {
 }
 
 View View::BestFor(const Skin& skin) {
-    const Point extent = BoxOf(skin).Extent();
+    const Extent extents = ExtentOf(skin);
+    const Point extent = extents.high - extents.low;
     const double flat = kFlat * std::max({extent[0], extent[1], extent[2]});
     if (extent[2] <= flat) {
         return FromText("+z");
@@ -101,21 +80,38 @@ Point View::Turned(const Point& point) const {
     return {Dot(point, m_right), -Dot(point, m_up), Dot(point, m_toEye)};
 }
 
-void Project(Skin& skin, const View& view, const Frame& frame) {
+Extent ExtentOf(const Skin& skin) {
+    constexpr double kFar = std::numeric_limits<double>::infinity();
+    Extent extent{{kFar, kFar, kFar}, {-kFar, -kFar, -kFar}};
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        for (const int node : skin.Nodes(part)) {
+            const Point& point = skin.Points()[static_cast<std::size_t>(node)];
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                extent.low[axis] = std::min(extent.low[axis], point[axis]);
+                extent.high[axis] = std::max(extent.high[axis], point[axis]);
+            }
+        }
+    }
+    return extent;
+}
+
+void Turn(Skin& skin, const View& view) {
     for (Point& point : skin.Points()) {
         point = view.Turned(point);
     }
-    const Box box = BoxOf(skin);
-    const Point extent = box.Extent();
+}
+
+void FitInto(Skin& skin, const Extent& extent, const Frame& frame) {
+    const Point size = extent.high - extent.low;
     // A line seen from its end is a dot, whatever rounding makes of it.
-    const double least = kFlat * std::max({extent[0], extent[1], extent[2]});
+    const double least = kFlat * std::max({size[0], size[1], size[2]});
     const auto scaleFor = [least](double room, double needed) {
         return needed > least ? room / needed : std::numeric_limits<double>::infinity();
     };
-    const double fitting = std::min(scaleFor(frame.high.x - frame.low.x, extent[0]),
-                                    scaleFor(frame.high.y - frame.low.y, extent[1]));
+    const double fitting = std::min(scaleFor(frame.high.x - frame.low.x, size[0]),
+                                    scaleFor(frame.high.y - frame.low.y, size[1]));
     const double scale = fitting < std::numeric_limits<double>::infinity() ? fitting : 1;
-    const Point centre = box.low + 0.5 * extent;
+    const Point centre = extent.low + 0.5 * size;
     const Point middle = {(frame.low.x + frame.high.x) / 2, (frame.low.y + frame.high.y) / 2, 0};
     for (Point& point : skin.Points()) {
         point = middle + scale * (point - centre);

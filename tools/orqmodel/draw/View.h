@@ -39,9 +39,25 @@ struct Frame {
     Spot high;
 };
 
-/// Turns the points of the skin and moves and enlarges them so that its parts fill the frame.
-/// Afterwards x and y are pixels in the picture and z, in pixels too, grows towards the eye. Angles
-/// stay as they were. What has no extent comes to the middle.
-void Project(Skin& skin, const View& view, const Frame& frame);
+/// What the points of a skin's parts take up.
+struct Extent {
+    Point low;
+    Point high;
+
+    /// With as much room on all sides.
+    Extent Wider(double room) const {
+        const Point rim = {room, room, room};
+        return {low - rim, high + rim};
+    }
+};
+Extent ExtentOf(const Skin& skin);
+
+/// Turns the points of the skin as the view does.
+void Turn(Skin& skin, const View& view);
+
+/// Moves and enlarges the points of a skin, turned before, so that what they take up fills the
+/// frame. Afterwards x and y are pixels in the picture and z, in pixels too, grows towards the eye.
+/// Angles stay as they were. What has no extent comes to the middle.
+void FitInto(Skin& skin, const Extent& extent, const Frame& frame);
 
 }  // namespace orqmodel

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ORQExcModel.h"
+#include "ORQExcResults.h"
+#include "draw/Space.h"
+
+namespace orqmodel {
+
+/// How far the nodes of a model move, many times over so that it can be seen.
+class Deformation {
+  public:
+    /// `text` is the name of a vector field at nodes, or that and its scale, "DISPL:50". Throws
+    /// Usage, naming what is near, for what is no such field.
+    Deformation(const ORQExcModel& model, const ORQExcResults& results, const std::string& text);
+
+    /// Those at which it has values, from 1.
+    std::vector<int> Times() const;
+    /// To be called before what follows, with the times that will be drawn, which are read. Without
+    /// a scale of its own, the largest displacement becomes a twentieth of the model's diagonal.
+    /// Throws Usage for a time without values.
+    void Scale(const std::vector<int>& times);
+    /// By node, scaled; 0 where the field has no value.
+    std::vector<Point> At(int time) const;
+    /// The length of the largest, scaled.
+    double Reach() const { return *m_scale * m_largest; }
+    /// "DISPL x 50"
+    std::string Text() const;
+
+  private:
+    const ORQExcModel& m_model;
+    const ORQExcResults& m_results;
+    const ORQExcResults::Field* m_field = nullptr;
+    std::optional<double> m_scale;
+    double m_largest = 0;
+};
+
+}  // namespace orqmodel

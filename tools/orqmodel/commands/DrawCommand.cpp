@@ -198,7 +198,7 @@ SubcommandRun DeclareDraw(CLI::App& command) {
     command
         .add_option("--colour-by,--color-by", options->colourBy,
                     "What has a colour of its own; block, unless there is --set")
-        ->check(CLI::IsMember({"block", "set"}));
+        ->check(OneOf({"block", "set"}));
     command
         .add_option("--set", options->sets,
                     "Colour only the element set, surface or node set of that name; "
@@ -213,7 +213,7 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         .add_option("--edges", options->edges,
                     "Which edges of elements are drawn; mesh, all of them, unless they are "
                     "too dense")
-        ->check(CLI::IsMember({"none", "feature", "mesh"}));
+        ->check(OneOf({"none", "feature", "mesh"}));
     for (const char* ofMeshes :
          {"--view", "--colour-by", "--set", "--block", "--edges", "--field"}) {
         section->excludes(command.get_option(ofMeshes));

@@ -268,6 +268,7 @@ std::vector<std::vector<std::string>> Commands(const std::string& database) {
             {"check", database, "--explain"},
             {"check", database, "--json"},
             {"info", database, "--json"},
+            {"list", "fields", database},
             {"status", database},
             {"map", database, database},
             {"adjacency", database, "--node", "1"},
@@ -290,7 +291,7 @@ void CheckWhole(const fs::path& database) {
 }
 
 void RunAll(const fs::path& database, std::size_t which) {
-    RunCommand({"info", database});
+    RunCommand({"info", database, "--storage"});
     RunCommand({"verify", database});
     const auto commands = Commands(database);
     for (std::size_t i = 0; i < 4; ++i) {

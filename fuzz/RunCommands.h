@@ -44,7 +44,7 @@ inline int RunCommand(const std::vector<std::string>& arguments) {
     } catch (const BrokenInvariant&) {
     }
     const bool reliesOnStorageAlone =
-        arguments[0] == "info" || arguments[0] == "verify" || arguments[0] == "recover";
+        arguments.back() == "--storage" || arguments[0] == "verify" || arguments[0] == "recover";
     if (status < 0 || (status > 3 && status != kBroken) ||
         (status == kBroken && reliesOnStorageAlone)) {
         std::fprintf(stderr, "%s: status %d: %s\n", arguments[0].c_str(), status,
@@ -58,6 +58,7 @@ inline int RunCommand(const std::vector<std::string>& arguments) {
 inline void RunReadingCommands(const std::filesystem::path& database) {
     const std::filesystem::path& folder = FuzzFolder();
     RunCommand({"info", database});
+    RunCommand({"info", database, "--storage"});
     RunCommand({"verify", database});
     RunCommand({"layers", database});
     RunCommand({"materials", database});

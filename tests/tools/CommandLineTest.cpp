@@ -49,7 +49,7 @@ class CommandLineTest : public testing::Test {
         return RunHere(more);
     }
     json Info() const {
-        const CommandResult result = RunHere({"info", m_target, "--json"});
+        const CommandResult result = RunHere({"info", m_target, "--storage", "--json"});
         EXPECT_EQ(result.status, 0) << result.err;
         return json::parse(result.out);
     }

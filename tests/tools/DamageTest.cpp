@@ -43,7 +43,7 @@ class DamageTest : public testing::Test {
         m_catalogue = Bytes(CataloguePath());
         m_bulk = Bytes(BulkPath());
         m_lock = Bytes(m_target + "/lock");
-        m_info = RunHere({"info", m_target, "--json"}).out;
+        m_info = RunHere({"info", m_target, "--storage", "--json"}).out;
     }
     std::string CataloguePath() const { return m_target + "/catalogue.sqlite"; }
     std::string BulkPath() const { return m_target + "/bulk.bin"; }
@@ -89,7 +89,7 @@ class DamageTest : public testing::Test {
     bool IsFound() const {
         const CommandResult verified = RunHere({"verify", m_target});
         EXPECT_THAT(verified.status, testing::AnyOf(0, 3)) << verified.err;
-        const CommandResult info = RunHere({"info", m_target, "--json"});
+        const CommandResult info = RunHere({"info", m_target, "--storage", "--json"});
         if (info.status == 0) {
             EXPECT_EQ(info.out, m_info);
         } else {
@@ -300,6 +300,7 @@ TEST_F(DamageTest, RecoverMakesANewDatabaseAndListsWhatIsLost) {
 // where it meets them.
 TEST_F(DamageTest, RowsThatMakeNoSenseEndEveryCommandWith3) {
     const Arguments commands[] = {{"info"},
+                                  {"info", "--storage"},
                                   {"verify"},
                                   {"check"},
                                   {"layers"},

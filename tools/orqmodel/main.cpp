@@ -1,3 +1,4 @@
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/sysinfo.h>
 #include <unistd.h>
@@ -33,8 +34,12 @@ int main(int argc, char** argv) {
     KeepToMemory();
     orqmodel::WatchForEarlyExit();
     std::signal(SIGXFSZ, SIG_IGN);  // A limit on file sizes is an error of the write, with a text.
-    const int status = orqmodel::RunCommandLine({argv + 1, argv + argc},
-                                                {std::cout, std::cerr, isatty(STDERR_FILENO) != 0});
+    orqmodel::Console console{std::cout, std::cerr, isatty(STDERR_FILENO) != 0};
+    if (winsize size{}; ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
+        console.width = size.ws_col;
+        console.height = size.ws_row;
+    }
+    const int status = orqmodel::RunCommandLine({argv + 1, argv + argc}, console);
     orqmodel::EndWatch();
     return status;
 }

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "commands/Subcommands.h"
 #include "commands/ToldDamage.h"
@@ -18,6 +19,9 @@ inline void AddDatabase(CLI::App& command, std::string& database) {
 inline void AddJson(CLI::App& command, bool& isSet) {
     command.add_flag("--json", isSet, "Report as one JSON object");
 }
+
+/// Accepts one of some words; for others names those that are near.
+CLI::Validator OneOf(std::vector<std::string> words);
 
 inline void AddScope(CLI::App& command, ScopedName& name) {
     command.add_option("--instance", name.instance, "The instance that the name belongs to");

@@ -75,7 +75,8 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& giv
     PrintableBuffer errBuffer(given.err);
     std::ostream out(&outBuffer);
     std::ostream err(&errBuffer);
-    const Console console{out, err, given.showsProgress, &given.err};
+    const Console console{
+        out, err, given.showsProgress, &given.err, given.verbosity, given.width, given.height};
     try {
         const ExitStatus status = CommandLine().Run(arguments, console);
         if (!console.out.flush()) {

@@ -339,7 +339,7 @@ SubcommandRun DeclareDiff(CLI::App& command) {
         .add_option("--by", options->by,
                     "Whether blocks, sets, sections, materials and steps are the same by their "
                     "name or by their number (label)")
-        ->check(CLI::IsMember({"label", "name"}))
+        ->check(OneOf({"label", "name"}))
         ->capture_default_str();
     AddJson(command, options->json);
     return Reading(options, RunDiff, &DiffOptions::before, &DiffOptions::after);

@@ -248,7 +248,7 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         .add_option("--step", options->step,
                     "The time of the field or deformation, counted from 1, or all, each in a "
                     "file of its own: -o name_%04d.png; without it, the last that has values")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()) | CLI::IsMember({"all"}));
+        ->check(CLI::Range(1, std::numeric_limits<int>::max()) | OneOf({"all"}));
     command
         .add_option("--clip", options->clips,
                     "Draw only elements whose middle lies there, as in x<0.5; may be repeated")
@@ -265,7 +265,7 @@ SubcommandRun DeclareDraw(CLI::App& command) {
     command
         .add_option("--colour-by,--color-by", options->colourBy,
                     "What has a colour of its own; block, unless there is --set")
-        ->check(CLI::IsMember({"block", "set"}));
+        ->check(OneOf({"block", "set"}));
     command
         .add_option("--set", options->sets,
                     "Colour only the element set, surface or node set of that name; "
@@ -280,7 +280,7 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         .add_option("--edges", options->edges,
                     "Which edges of elements are drawn; mesh, all of them, unless they are "
                     "too dense")
-        ->check(CLI::IsMember({"none", "feature", "mesh"}));
+        ->check(OneOf({"none", "feature", "mesh"}));
     for (const char* ofMeshes : {"--view", "--colour-by", "--set", "--block", "--edges", "--field",
                                  "--deform", "--step", "--clip"}) {
         section->excludes(command.get_option(ofMeshes));

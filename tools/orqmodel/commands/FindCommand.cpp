@@ -234,9 +234,7 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
 SubcommandRun DeclareFind(CLI::App& command) {
     const auto options = std::make_shared<FindOptions>();
     AddDatabase(command, options->database);
-    command.add_option("KIND", options->kind, "What it is")
-        ->required()
-        ->check(CLI::IsMember(FindKinds()));
+    command.add_option("KIND", options->kind, "What it is")->required()->check(OneOf(FindKinds()));
     command.add_option("NAME", options->name.name, "The name; parts of it may be quoted")
         ->required();
     AddScope(command, options->name);

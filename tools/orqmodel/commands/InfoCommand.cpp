@@ -1,15 +1,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "ORQExcKeptTexts.h"
 #include "ORQSimDatabase.h"
 #include "commands/Arguments.h"
-#include "queries/ModelSummary.h"
+#include "commands/StorageReport.h"
+#include "queries/DiskUse.h"
+#include "queries/Extent.h"
+#include "queries/Inventory.h"
 #include "queries/OpenModel.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/TextTable.h"
@@ -17,271 +19,241 @@
 namespace orqmodel {
 namespace {
 
+using nlohmann::json;
+
 struct InfoOptions {
     std::string database;
+    bool extent = false;
+    bool storage = false;
     bool json = false;
 };
 
-using nlohmann::json;
+/// Coordinates of so many nodes are read in some hundredths of a second.
+constexpr int kNodesReadUnasked = 1'000'000;
+/// Of an output that is no terminal.
+constexpr int kUsualHeight = 50;
+constexpr int kUsualWidth = 100;
 
-struct DiskUse {
-    ORQSimDatabase::DiskSizes parts;
-    std::int64_t directory;
+/// The objects of a kind.
+struct Listed {
+    std::string kind;
+    InventoryTable table;
 };
 
-/// Of the files, as long as none is open: readers keep some for themselves meanwhile.
-std::int64_t DirectoryBytes(const std::string& directory) {
-    std::int64_t bytes = 0;
-    std::error_code failure;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, failure)) {
-        const auto size = entry.file_size(failure);
-        bytes += failure ? 0 : static_cast<std::int64_t>(size);
+/// What a model is, as far as it is shown.
+struct Description {
+    std::string path;
+    std::string title;
+    std::int64_t generation;
+    int nodes;
+    int elements;
+    int dimension;
+    std::optional<Extent> extent;  // nothing where it was not read
+    std::vector<Listed> objects;
+    std::vector<ORQExcKeptText> texts;
+    DiskUse use;
+};
+
+Description Describe(const InfoOptions& options, const Console& console) {
+    const std::int64_t directory = DirectoryBytes(options.database);
+    const ORQSimDatabase database = OpenModel(options.database);
+    const ORQObjDocument document(database);
+    const Inventory inventory(document);
+    const ORQExcModel& model = inventory.Model();
+    Description is{options.database,
+                   model.Title(),
+                   database.Generation(),
+                   model.NumNodes(),
+                   model.NumElements(),
+                   model.Dimension(),
+                   {},
+                   {},
+                   ORQExcReadKeptTexts(document),
+                   {database.Sizes(), directory}};
+    for (const InventoryKind& kind : InventoryKinds()) {
+        is.objects.push_back({kind.name, (inventory.*kind.read)()});
     }
-    return bytes;
+    if (options.extent || is.nodes <= kNodesReadUnasked) {
+        ProgressBar bar(console, "reading coordinates");
+        is.extent = ReadExtent(document.GetMesh(), [&](double done) { bar.Show(done); });
+    }
+    return is;
 }
 
-json ToJson(const std::optional<LabelRange>& range) {
-    if (!range) {
-        return nullptr;
+// --- JSON ----------------------------------------------------------------------------------------
+
+json ToJson(const ORQExcKeptText& text) {
+    json contents = json::array();
+    for (const auto& [name, count] : text.contents) {
+        contents.push_back({{"name", name}, {"count", count}});
     }
-    return {{"count", range->count}, {"lowest", range->lowest}, {"highest", range->highest}};
+    return {{"format", text.format},
+            {"section", text.section},
+            {"instance", text.instance.empty() ? json() : json(text.instance)},
+            {"also_in_model", text.isAlsoInModel},
+            {"contents", contents}};
 }
 
-json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& path) {
-    json instances = json::array();
-    for (const InstanceSummary& instance : summary.instances) {
-        instances.push_back({{"name", instance.name},
-                             {"node_labels", ToJson(instance.nodes)},
-                             {"element_labels", ToJson(instance.elements)}});
+json ToJson(const Description& is) {
+    json object = {{"schema_version", 2},
+                   {"command", "info"},
+                   {"path", is.path},
+                   {"title", is.title},
+                   {"generation", is.generation},
+                   {"nodes", is.nodes},
+                   {"elements", is.elements},
+                   {"dimension", is.dimension},
+                   {"bounding_box", nullptr},
+                   {"kept_texts", json::array()},
+                   {"bytes",
+                    {{"catalogue", is.use.parts.catalogue},
+                     {"bulk", is.use.parts.bulk},
+                     {"bulk_free", is.use.parts.freeBulk},
+                     {"directory", is.use.directory}}}};
+    if (is.extent && is.extent->box) {
+        object["bounding_box"] = {{"lowest", is.extent->box->lowest},
+                                  {"highest", is.extent->box->highest}};
     }
-    json collections = json::array();
-    for (const CollectionSummary& collection : summary.collections) {
-        collections.push_back({{"object", collection.object},
-                               {"link", collection.link},
-                               {"type", collection.type},
-                               {"space", collection.space}});
+    for (const auto& [kind, table] : is.objects) {
+        object[kind] = table.ToJson();
     }
-    json distributions = json::array();
-    for (const DistributionSummary& distribution : summary.distributions) {
-        json drawers = json::array();
-        for (const DrawerSummary& drawer : distribution.drawers) {
-            drawers.push_back(
-                {{"layout", drawer.layout},
-                 {"sizes", drawer.sizes},
-                 {"chunk_sizes", drawer.chunkSizes},
-                 {"extendable_dimension",
-                  drawer.extendableDimension < 0 ? json() : json(drawer.extendableDimension)}});
+    for (const ORQExcKeptText& text : is.texts) {
+        object["kept_texts"].push_back(ToJson(text));
+    }
+    return object;
+}
+
+// --- Text ----------------------------------------------------------------------------------------
+
+std::string ExtentText(const Description& is) {
+    if (is.dimension == 0) {
+        return "no coordinates";
+    }
+    if (!is.extent) {
+        return "of so many nodes only with --extent";
+    }
+    std::string text;
+    for (std::size_t axis = 0; is.extent->box && axis < is.extent->box->lowest.size(); ++axis) {
+        text += fmt::format("{}{} {:g} to {:g}", axis == 0 ? "" : ", ",
+                            "xyz"[std::min<std::size_t>(axis, 2)], is.extent->box->lowest[axis],
+                            is.extent->box->highest[axis]);
+    }
+    if (is.extent->nodesWithCoordinates != is.nodes) {
+        text += fmt::format("; only {} nodes have coordinates", is.extent->nodesWithCoordinates);
+    }
+    if (is.extent->coordinatesNotFinite != 0) {
+        text += fmt::format("; {} coordinates are not finite", is.extent->coordinatesNotFinite);
+    }
+    return text;
+}
+
+/// "12 CAERO1, 7 PARAM and 20 more kinds", as far as it fits.
+std::string TextOf(const ORQExcKeptText& text, std::size_t width) {
+    std::string shown;
+    std::size_t nShown = 0;
+    for (const auto& [name, count] : text.contents) {
+        const std::string next =
+            fmt::format("{}{} {}", nShown == 0 ? "" : ", ", count, ORQExcPrintable(name));
+        if (nShown > 0 && shown.size() + next.size() > width) {
+            return shown + fmt::format(" and {} more kinds", text.contents.size() - nShown);
         }
-        distributions.push_back({{"object", distribution.object},
-                                 {"link", distribution.link},
-                                 {"type", distribution.type},
-                                 {"scalar", distribution.scalar},
-                                 {"grid", distribution.grid},
-                                 {"drawers", drawers}});
+        shown += next;
+        ++nShown;
     }
-    json steps = json::array();
-    for (const StepSummary& step : summary.steps) {
-        steps.push_back({{"name", step.name},
-                         {"times", step.times},
-                         {"first_time", step.times == 0 ? json() : json(step.first)},
-                         {"last_time", step.times == 0 ? json() : json(step.last)}});
-    }
-    json fields = json::array();
-    for (const FieldSummary& field : summary.fields) {
-        fields.push_back({{"name", field.name},
-                          {"place", field.place},
-                          {"identifier", field.identifier},
-                          {"components", field.components},
-                          {"members", field.members},
-                          {"times", field.times}});
-    }
-    json keptTexts = json::array();
-    for (const KeptTextSummary& text : summary.keptTexts) {
-        json contents = json::array();
-        for (const auto& [name, count] : text.contents) {
-            contents.push_back({{"name", name}, {"count", count}});
-        }
-        keptTexts.push_back({{"format", text.format},
-                             {"section", text.section},
-                             {"instance", text.instance.empty() ? json() : json(text.instance)},
-                             {"also_in_model", text.isAlsoInModel},
-                             {"contents", contents}});
-    }
-    json box = nullptr;
-    if (summary.box) {
-        box = {{"lowest", summary.box->lowest}, {"highest", summary.box->highest}};
-    }
-    return {{"schema_version", 1},
-            {"command", "info"},
-            {"path", path},
-            {"title", summary.title},
-            {"generation", summary.generation},
-            {"nodes", summary.nodes},
-            {"elements", summary.elements},
-            {"dimension", summary.dimension},
-            {"nodes_with_coordinates", summary.nodesWithCoordinates},
-            {"coordinates_not_finite", summary.coordinatesNotFinite},
-            {"bounding_box", box},
-            {"instances", instances},
-            {"collections", collections},
-            {"distributions", distributions},
-            {"steps", steps},
-            {"fields", fields},
-            {"kept_texts", keptTexts},
-            {"bytes",
-             {{"catalogue", use.parts.catalogue},
-              {"bulk", use.parts.bulk},
-              {"bulk_free", use.parts.freeBulk},
-              {"directory", use.directory}}}};
+    return shown;
 }
 
-std::string Text(const std::optional<LabelRange>& range) {
-    return range ? fmt::format("{} ({} to {})", range->count, range->lowest, range->highest)
-                 : "none";
-}
-
-std::string Sizes(const std::vector<int>& sizes) {
-    return sizes.empty() ? "-" : fmt::format("{}", fmt::join(sizes, " x "));
-}
-
-std::string Bytes(std::int64_t bytes) {
-    constexpr std::int64_t kKibi = 1024;
-    if (bytes < kKibi) {
-        return fmt::format("{} bytes", bytes);
-    }
-    if (bytes < kKibi * kKibi) {
-        return fmt::format("{:.1f} KiB", static_cast<double>(bytes) / kKibi);
-    }
-    return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / (kKibi * kKibi));
-}
-
-void PrintModel(const ModelSummary& summary, std::ostream& out) {
-    const auto line = [&](std::string_view name, std::string_view value) {
+/// Lines of name and value; answers how many.
+int PrintHead(const Description& is, int width, std::ostream& out) {
+    int nLines = 0;
+    const auto line = [&](std::string_view name, const std::string& value) {
         out << fmt::format("{:<12}{}\n", name, value);
+        ++nLines;
     };
-    line("title", summary.title.empty() ? "none" : ORQExcPrintable(summary.title));
-    line("generation", fmt::to_string(summary.generation));
-    line("nodes", fmt::to_string(summary.nodes));
-    line("elements", fmt::to_string(summary.elements));
-    line("dimension",
-         summary.dimension == 0 ? "no coordinates" : fmt::to_string(summary.dimension));
-    if (summary.dimension != 0 && summary.nodesWithCoordinates != summary.nodes) {
-        line("", fmt::format("only {} nodes have coordinates", summary.nodesWithCoordinates));
-    }
-    if (summary.coordinatesNotFinite != 0) {
-        line("", fmt::format("{} coordinates are not finite", summary.coordinatesNotFinite));
-    }
-    for (std::size_t axis = 0; summary.box && axis < summary.box->lowest.size(); ++axis) {
-        line(axis == 0 ? "extent" : "",
-             fmt::format("{} from {:g} to {:g}", "xyz"[std::min<std::size_t>(axis, 2)],
-                         summary.box->lowest[axis], summary.box->highest[axis]));
-    }
-}
-
-using Rows = std::vector<std::vector<std::string>>;
-
-/// A list under its name and the number of its objects; the first row is the heading.
-void PrintList(const char* name, std::size_t count, const Rows& rows,
-               const std::vector<bool>& isNumber, std::ostream& out) {
-    out << '\n' << name << ": " << count << '\n';
-    if (count > 0) {
-        PrintTable(rows, isNumber, out);
-    }
-}
-
-void PrintContents(const ModelSummary& summary, std::ostream& out) {
-    Rows instances = {{"instance", "node labels", "element labels"}};
-    for (const InstanceSummary& instance : summary.instances) {
-        instances.push_back(
-            {ORQExcPrintable(instance.name), Text(instance.nodes), Text(instance.elements)});
-    }
-    PrintList("instances", summary.instances.size(), instances, {false, false, false}, out);
-
-    Rows collections = {{"link", "type", "members"}};
-    for (const CollectionSummary& collection : summary.collections) {
-        collections.push_back({collection.link, collection.type, fmt::to_string(collection.space)});
-    }
-    PrintList("collections", summary.collections.size(), collections, {false, false, true}, out);
-
-    Rows distributions = {{"link", "values", "drawer", "members", "chunks", "grows along"}};
-    for (const DistributionSummary& distribution : summary.distributions) {
-        if (distribution.drawers.empty()) {
-            distributions.push_back(
-                {distribution.link, distribution.scalar, "no data", "", "", ""});
-        }
-        for (const DrawerSummary& drawer : distribution.drawers) {
-            const auto dimension = static_cast<std::size_t>(drawer.extendableDimension);
-            distributions.push_back(
-                {distribution.link, distribution.scalar, drawer.layout, Sizes(drawer.sizes),
-                 Sizes(drawer.chunkSizes),
-                 dimension < distribution.grid.size() ? distribution.grid[dimension] : "-"});
+    line("model", ORQExcPrintable(is.path));
+    line("title", is.title.empty() ? "none" : ORQExcPrintable(is.title));
+    line("nodes", fmt::to_string(is.nodes));
+    line("elements", fmt::to_string(is.elements));
+    line("extent", ExtentText(is));
+    line("on disk", fmt::format("{}, of which {} are free", BytesText(is.use.directory),
+                                BytesText(is.use.parts.freeBulk)));
+    constexpr std::size_t kIndent = 40;
+    for (const ORQExcKeptText& text : is.texts) {
+        if (!text.isAlsoInModel) {
+            line("as text",
+                 fmt::format("{}{}: {}", ORQExcPrintable(text.section),
+                             text.instance.empty() ? "" : " of " + ORQExcPrintable(text.instance),
+                             TextOf(text, static_cast<std::size_t>(width) - kIndent)));
         }
     }
-    PrintList("distributions", summary.distributions.size(), distributions,
-              {false, false, false, false, false, false}, out);
+    return nLines;
 }
 
-void PrintResults(const ModelSummary& summary, std::ostream& out) {
-    Rows steps = {{"step", "times", "from", "to"}};
-    for (const StepSummary& step : summary.steps) {
-        steps.push_back({ORQExcPrintable(step.name), fmt::to_string(step.times),
-                         step.times == 0 ? "-" : fmt::format("{:g}", step.first),
-                         step.times == 0 ? "-" : fmt::format("{:g}", step.last)});
-    }
-    PrintList("steps", summary.steps.size(), steps, {false, true, true, true}, out);
-
-    Rows fields = {{"field", "of", "members", "times", "type", "components"}};
-    for (const FieldSummary& field : summary.fields) {
-        fields.push_back({ORQExcPrintable(field.name), field.place,
-                          field.place == "model" ? "-" : fmt::to_string(field.members),
-                          fmt::to_string(field.times),
-                          field.identifier.empty() ? "-" : ORQExcPrintable(field.identifier),
-                          ORQExcPrintable(fmt::format("{}", fmt::join(field.components, " ")))});
-    }
-    PrintList("fields", summary.fields.size(), fields, {false, false, true, true, false, false},
-              out);
+/// Lines that a table of so many rows takes, of which at most `most` are shown.
+int NumLines(const InventoryTable& table, int most) {
+    const int nRows = static_cast<int>(table.rows.size());
+    return nRows == 0 ? 0 : 2 + (nRows <= most ? nRows : most + 1);
 }
 
-/// What stays text of the model's file; nothing for models without.
-void PrintKeptTexts(const ModelSummary& summary, std::ostream& out) {
-    if (summary.keptTexts.empty()) {
-        return;
+void PrintObjects(const Listed& listed, int most, const Description& is, int width,
+                  std::ostream& out) {
+    const std::size_t nRows = listed.table.rows.size();
+    std::vector<std::vector<std::string>> rows = listed.table.Texts();
+    rows[0][0] = nRows == 1 ? rows[0][0] : fmt::format("{} {}", nRows, listed.kind);
+    const bool isCut = nRows > static_cast<std::size_t>(most);
+    if (isCut) {
+        rows.resize(static_cast<std::size_t>(most) + 1);
     }
-    Rows texts = {{"kept text of", "section", "instance", "also in the model", "what"}};
-    for (const KeptTextSummary& text : summary.keptTexts) {
-        std::string contents;
-        for (const auto& [name, count] : text.contents) {
-            contents += fmt::format("{}{} {}", contents.empty() ? "" : ", ", count, name);
+    out << '\n';
+    PrintTable(rows, listed.table.NumberColumns(), out, width);
+    if (isCut) {
+        out << fmt::format("  and {} more: orqmodel list {} {}\n",
+                           nRows - static_cast<std::size_t>(most), listed.kind,
+                           ORQExcPrintable(is.path));
+    }
+}
+
+/// As many rows of each kind as make the whole fit the height; a screen shows two of each at least.
+void PrintText(const Description& is, const Console& console) {
+    const int width = console.width > 0 ? console.width : kUsualWidth;
+    const int height = (console.height > 0 ? console.height : kUsualHeight) - 2;
+    int left = height - PrintHead(is, width, console.out);
+    int most = 20;
+    const auto nLines = [&] {
+        int sum = 0;
+        for (const Listed& listed : is.objects) {
+            sum += NumLines(listed.table, most);
         }
-        texts.push_back({ORQExcPrintable(text.format), ORQExcPrintable(text.section),
-                         text.instance.empty() ? "-" : ORQExcPrintable(text.instance),
-                         text.isAlsoInModel ? "yes" : "no", ORQExcPrintable(contents)});
+        return sum;
+    };
+    while (most > 2 && nLines() > left) {
+        --most;
     }
-    PrintList("kept texts", summary.keptTexts.size(), texts, {false, false, false, false, false},
-              out);
+    std::string none;
+    for (const Listed& listed : is.objects) {
+        if (listed.table.rows.empty()) {
+            none += (none.empty() ? "no " : ", ") + listed.kind;
+        } else {
+            PrintObjects(listed, console.IsVerbose() ? std::numeric_limits<int>::max() - 1 : most,
+                         is, width, console.out);
+        }
+    }
+    if (!none.empty()) {
+        console.out << '\n' << none << '\n';
+    }
 }
 
-/// Prints what a model database holds, read through the services. Throws ORQBasFailure.
+/// Prints what an analyst calls a model, on a screen, or how it is stored. Throws ORQBasFailure.
 ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
-    DiskUse use{{}, DirectoryBytes(options.database)};
-    const auto database = OpenModel(options.database);
-    use.parts = database.Sizes();
-    const ModelSummary summary = [&] {
-        ProgressBar bar(console, "reading");
-        return Summarize(database, [&](double done) { bar.Show(done); });
-    }();
-    if (options.json) {
-        PrintJson(console.out, ToJson(summary, use, options.database));
-        return ExitStatus::Done;
+    if (options.storage) {
+        return ShowStorage(options.database, options.json, console);
     }
-    console.out << ORQExcPrintable(options.database) << '\n';
-    PrintModel(summary, console.out);
-    PrintContents(summary, console.out);
-    PrintResults(summary, console.out);
-    PrintKeptTexts(summary, console.out);
-    console.out << fmt::format("\non disk: {} (catalogue {}, bulk data {}, of which {} free)\n",
-                               Bytes(use.directory), Bytes(use.parts.catalogue),
-                               Bytes(use.parts.bulk), Bytes(use.parts.freeBulk));
+    const Description is = Describe(options, console);
+    if (options.json) {
+        PrintJson(console.out, ToJson(is));
+    } else {
+        PrintText(is, console);
+    }
     return ExitStatus::Done;
 }
 
@@ -290,6 +262,10 @@ ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
 SubcommandRun DeclareInfo(CLI::App& command) {
     const auto options = std::make_shared<InfoOptions>();
     AddDatabase(command, options->database);
+    command.add_flag("--extent", options->extent,
+                     "Read the coordinates for the extent, also of more than a million nodes");
+    command.add_flag("--storage", options->storage,
+                     "Show how the model is stored: collections, distributions, drawers");
     AddJson(command, options->json);
     return Reading(options, RunInfo, &InfoOptions::database);
 }

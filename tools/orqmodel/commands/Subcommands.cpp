@@ -10,6 +10,8 @@ constexpr std::array kSubcommands = {
                "Make a model database from a mesh file (Exodus II, Gmsh, NASTRAN bulk data, VTU)",
                DeclareImport},
     Subcommand{"info", "Show what a model database holds", DeclareInfo},
+    Subcommand{"list", "List the blocks, sets, materials, fields or other objects of a model",
+               DeclareList},
     Subcommand{"verify", "Compare all checksums and follow all references of a model database",
                DeclareVerify},
     Subcommand{"recover", "Make a new model database of what is whole in a damaged one",

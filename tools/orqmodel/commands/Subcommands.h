@@ -37,6 +37,7 @@ SubcommandRun DeclareFind(CLI::App& command);
 SubcommandRun DeclareImport(CLI::App& command);
 SubcommandRun DeclareInfo(CLI::App& command);
 SubcommandRun DeclareLayers(CLI::App& command);
+SubcommandRun DeclareList(CLI::App& command);
 SubcommandRun DeclareMap(CLI::App& command);
 SubcommandRun DeclareMaterials(CLI::App& command);
 SubcommandRun DeclareRecover(CLI::App& command);

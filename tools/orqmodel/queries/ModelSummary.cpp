@@ -1,9 +1,6 @@
 #include "queries/ModelSummary.h"
 
-#include <algorithm>
-#include <cmath>
 #include <deque>
-#include <limits>
 #include <map>
 #include <set>
 
@@ -19,7 +16,6 @@
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
-#include "ORQSrvNodalCoordinates.h"
 
 namespace orqmodel {
 namespace {
@@ -185,68 +181,6 @@ class Linked {
     std::map<ORQSimPosition, int> m_found;
 };
 
-/// Whether the coordinates are such that their service can be asked: it ends the process on others.
-bool HasCoordinates(const ORQObjMesh& mesh) {
-    const ORQSimDistribution distribution(mesh.GetCoordinates().GetDistribution());
-    const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
-    if (distribution.IsNull() || nodes.IsNull() || distribution.NumDimensions() != 2 ||
-        distribution.RangeType().ScalarType() != ORQSimScalarDouble ||
-        distribution.NumDrawers() == 0) {
-        return false;
-    }
-    const auto drawers = distribution.QueryDrawers();
-    return std::all_of(drawers.begin(), drawers.end(), [&](const auto& drawer) {
-        return drawer.Compartment().Position(nodes) == 0;
-    });
-}
-
-/// Takes one block of coordinates into the summary's box.
-void Extend(ModelSummary& summary, const std::vector<double>& values) {
-    const auto dimension = static_cast<std::size_t>(summary.dimension);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (!std::isfinite(values[i])) {
-            ++summary.coordinatesNotFinite;
-            continue;
-        }
-        if (!summary.box) {
-            constexpr double kInfinity = std::numeric_limits<double>::infinity();
-            summary.box = BoundingBox{std::vector<double>(dimension, kInfinity),
-                                      std::vector<double>(dimension, -kInfinity)};
-        }
-        double& lowest = summary.box->lowest[i % dimension];
-        double& highest = summary.box->highest[i % dimension];
-        lowest = std::min(lowest, values[i]);
-        highest = std::max(highest, values[i]);
-    }
-}
-
-void ReadCoordinates(const ORQObjMesh& mesh, ModelSummary& summary,
-                     const std::function<void(double)>& progress) {
-    constexpr int kBlockNodes = 100'000;
-    const ORQSrvNodalCoordinates coordinates(mesh.GetCoordinates(), kBlockNodes);
-    const ORQSimCSet nodes = coordinates.Nodes();
-    const ORQSimCSet components = coordinates.Components();
-    const ORQSimCollection collection(nodes.CollectionID());
-    summary.dimension = components.Size();
-    summary.nodesWithCoordinates = nodes.Size();
-    std::vector<double> values;
-    const int last = nodes.Bounds().Last();
-    for (int begin = std::max(0, nodes.Bounds().First()); begin <= last;) {
-        progress(static_cast<double>(begin) / last);
-        const int count = std::min(kBlockNodes, last - begin + 1);
-        const ORQSimCSet block =
-            collection.CreateVolatileCSetStrided(begin, count, 1, 1).Intersection(nodes);
-        values.resize(static_cast<std::size_t>(block.Size()) *
-                      static_cast<std::size_t>(components.Size()));
-        coordinates.Read(block, components, values.data());
-        Extend(summary, values);
-        if (last - begin < kBlockNodes) {
-            break;
-        }
-        begin += kBlockNodes;
-    }
-}
-
 std::optional<LabelRange> RangeOfLabels(const ORQObjLabeler& labeler, const ORQString& instance) {
     if (!labeler.IsInstanceValid(instance)) {
         return std::nullopt;
@@ -315,9 +249,7 @@ ModelSummary Summarize(const ORQSimDatabase& database,
     summary.generation = database.Generation();
     summary.nodes = ORQSimCollection(mesh.GetNodeCollection().GetCollection()).Space();
     summary.elements = ORQSimCollection(mesh.GetElementCollection().GetCollection()).Space();
-    if (HasCoordinates(mesh)) {
-        ReadCoordinates(mesh, summary, progress);
-    }
+    summary.extent = ReadExtent(mesh, progress);
     summary.instances = Instances(document);
     const Linked linked(document.Focus());
     summary.collections = linked.Collections();

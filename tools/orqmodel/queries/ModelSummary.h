@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "queries/Extent.h"
+
 class ORQSimDatabase;
 
 namespace orqmodel {
@@ -22,12 +24,6 @@ struct InstanceSummary {
     std::string name;
     std::optional<LabelRange> nodes;  // Empty without labels.
     std::optional<LabelRange> elements;
-};
-
-/// Of all finite coordinates along each direction; directions beyond the dimension are left out.
-struct BoundingBox {
-    std::vector<double> lowest;
-    std::vector<double> highest;
 };
 
 struct CollectionSummary {
@@ -85,10 +81,7 @@ struct ModelSummary {
     std::int64_t generation;  // Commits that changed anything.
     int nodes;
     int elements;
-    int dimension;  // Components of the coordinates, 0 without coordinates.
-    std::int64_t nodesWithCoordinates;
-    std::int64_t coordinatesNotFinite;
-    std::optional<BoundingBox> box;  // Empty without finite coordinates.
+    Extent extent;
     std::vector<InstanceSummary> instances;
     std::vector<CollectionSummary> collections;      // In the order of their numbers.
     std::vector<DistributionSummary> distributions;  // The same; those of fields are left out.

@@ -25,6 +25,8 @@ struct Console {
     /// Where a bar is drawn; `err` lets nothing through that moves the cursor.
     std::ostream* terminal = nullptr;
     Verbosity verbosity = Verbosity::Ordinary;
+    int width = 0;  // Characters and lines of the terminal that `out` is; 0 for something else.
+    int height = 0;
 
     bool IsQuiet() const { return verbosity == Verbosity::Quiet; }
     bool IsVerbose() const { return verbosity == Verbosity::Verbose; }

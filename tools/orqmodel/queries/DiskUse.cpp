@@ -1,0 +1,30 @@
+#include "queries/DiskUse.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+namespace orqmodel {
+
+std::int64_t DirectoryBytes(const std::string& directory) {
+    std::int64_t bytes = 0;
+    std::error_code failure;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, failure)) {
+        const auto size = entry.file_size(failure);
+        bytes += failure ? 0 : static_cast<std::int64_t>(size);
+    }
+    return bytes;
+}
+
+std::string BytesText(std::int64_t bytes) {
+    constexpr std::int64_t kKibi = 1024;
+    if (bytes < kKibi) {
+        return fmt::format("{} bytes", bytes);
+    }
+    if (bytes < kKibi * kKibi) {
+        return fmt::format("{:.1f} KiB", static_cast<double>(bytes) / kKibi);
+    }
+    return fmt::format("{:.1f} MiB", static_cast<double>(bytes) / (kKibi * kKibi));
+}
+
+}  // namespace orqmodel

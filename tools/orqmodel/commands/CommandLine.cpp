@@ -84,6 +84,7 @@ class CommandLine {
         command->add_flag("--force", m_import.force, "Replace a model database of that name");
         command->add_flag("--strict", m_import.strict,
                           "Import nothing, and exit with status 1, when content would be dropped");
+        AddVerbose(command, m_import.verbose);
         AddJson(command, m_import.json);
         OnParsed(command, m_import, RunImport);
     }
@@ -150,6 +151,7 @@ class CommandLine {
         command->add_flag("--force", m_export.force, "Replace a file of that name");
         command->add_flag("--strict", m_export.strict,
                           "Write nothing, and exit with status 1, when content would be dropped");
+        AddVerbose(command, m_export.verbose);
         AddJson(command, m_export.json);
         OnReading(command, m_export, RunExport, m_export.database);
     }
@@ -331,6 +333,10 @@ class CommandLine {
                 return status;
             };
         });
+    }
+
+    static void AddVerbose(CLI::App* command, bool& isSet) {
+        command->add_flag("--verbose", isSet, "Name every object in the report");
     }
 
     static void AddJson(CLI::App* command, bool& isSet) {

@@ -6,6 +6,7 @@
 #include "ORQObjDocument.h"
 #include "queries/OpenModel.h"
 #include "terminal/ReportJson.h"
+#include "terminal/ReportText.h"
 
 namespace orqmodel {
 
@@ -29,7 +30,7 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << " (" << exporter.Format()
                     << ")\n";
-        report.Print(console.out);
+        PrintReport(report, options.verbose, console.out);
     }
     if (isRefused) {
         console.err << "orqmodel: nothing was exported: --strict, and some content would be "

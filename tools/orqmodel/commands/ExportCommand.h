@@ -12,6 +12,7 @@ struct ExportOptions {
     std::filesystem::path output;  // Its ending names the format.
     bool force = false;            // Replace a file that has the name.
     bool strict = false;           // Write nothing when something would be dropped.
+    bool verbose = false;          // Name every object in the report.
     bool json = false;
 };
 

@@ -11,6 +11,7 @@
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
+#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -37,7 +38,7 @@ void Print(const ImportOptions& options, const ORQExcImporter& importer, const O
     }
     out << ORQExcPrintable(options.input.string()) << " (" << importer.Format() << ") -> "
         << ORQExcPrintable(options.output.string()) << '\n';
-    report.Print(out);
+    PrintReport(report, options.verbose, out);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ struct ImportOptions {
     int chunkNodes = 100'000;     // At least 1.
     bool force = false;           // Replace a model database that has the name.
     bool strict = false;          // Import nothing when something would be dropped.
+    bool verbose = false;         // Name every object in the report.
     bool json = false;
 };
 

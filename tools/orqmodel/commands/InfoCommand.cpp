@@ -74,6 +74,10 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
                                  {"grid", distribution.grid},
                                  {"drawers", drawers}});
     }
+    json objects = json::array();
+    for (const KindSummary& kind : summary.objects) {
+        objects.push_back({{"kind", kind.kind}, {"count", kind.count}});
+    }
     json steps = json::array();
     for (const StepSummary& step : summary.steps) {
         steps.push_back({{"name", step.name},
@@ -118,6 +122,7 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
             {"coordinates_not_finite", summary.coordinatesNotFinite},
             {"bounding_box", box},
             {"instances", instances},
+            {"objects", objects},
             {"collections", collections},
             {"distributions", distributions},
             {"steps", steps},
@@ -191,6 +196,14 @@ void PrintContents(const ModelSummary& summary, std::ostream& out) {
             {ORQExcPrintable(instance.name), Text(instance.nodes), Text(instance.elements)});
     }
     PrintList("instances", summary.instances.size(), instances, {false, false, false}, out);
+
+    Rows objects = {{"kind", "count"}};
+    for (const KindSummary& kind : summary.objects) {
+        if (kind.count > 0) {
+            objects.push_back({kind.kind, fmt::to_string(kind.count)});
+        }
+    }
+    PrintList("kinds of objects", objects.size() - 1, objects, {false, true}, out);
 
     Rows collections = {{"link", "type", "members"}};
     for (const CollectionSummary& collection : summary.collections) {

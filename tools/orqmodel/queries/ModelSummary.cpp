@@ -270,6 +270,41 @@ std::vector<InstanceSummary> Instances(const ORQObjDocument& document) {
     return instances;
 }
 
+/// Members of a collection of the model that stand for an object.
+std::int64_t NumMembers(const ORQSimPosition& collection) {
+    std::int64_t count = 0;
+    if (!collection.IsNull()) {
+        const ORQSimCollection members(collection.GetCollection());
+        for (int member = 0; member < members.Space(); ++member) {
+            count += members.GetMember(member).IsNull() ? 0 : 1;
+        }
+    }
+    return count;
+}
+
+std::vector<KindSummary> Objects(const ORQObjDocument& document) {
+    using namespace ORQSimSchema;
+    const ORQSimPosition model = document.GetModel();
+    std::set<std::string> blocks;
+    const ORQSimVector ofMesh = document.GetMesh().GetVector(Mesh_blocks);
+    for (auto block = ofMesh.Begin(); block.NotDone(); ++block) {
+        blocks.insert((*block).Name(Record_name).UTF8());
+    }
+    std::int64_t nElementSets = 0;
+    const ORQSimMap sets = model.GetMap(Model_elementSets);
+    for (auto set = sets.Begin(); set.NotDone(); ++set) {
+        nElementSets += blocks.contains(set.Key().UTF8()) ? 0 : 1;
+    }
+    return {{"element block", ofMesh.Size()},
+            {"node set", model.GetMap(Model_nodeSets).Size()},
+            {"element set", nElementSets},
+            {"surface", model.GetMap(Model_surfaces).Size()},
+            {"section", NumMembers(model.GetPosition(Model_sections))},
+            {"material", NumMembers(document.GetMaterialCollection())},
+            {"orientation", NumMembers(model.GetPosition(Model_orientationCollection))},
+            {"ply", NumMembers(model.GetPosition(Model_plyCollection))}};
+}
+
 const char* PlaceName(ORQExcResultArray::Place place) {
     switch (place) {
         case ORQExcResultArray::Place::Node:
@@ -319,6 +354,7 @@ ModelSummary Summarize(const ORQSimDatabase& database,
         ReadCoordinates(mesh, summary, progress);
     }
     summary.instances = Instances(document);
+    summary.objects = Objects(document);
     const Linked linked(document.Focus());
     summary.collections = linked.Collections();
     summary.distributions = linked.Distributions();

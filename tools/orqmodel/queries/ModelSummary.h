@@ -79,6 +79,12 @@ struct KeptTextSummary {
     std::vector<std::pair<std::string, std::int64_t>> contents;  // How many of what.
 };
 
+/// How many objects of a kind there are, by the word that reports have for it.
+struct KindSummary {
+    std::string kind;
+    std::int64_t count;
+};
+
 /// What a model database holds.
 struct ModelSummary {
     std::string title;
@@ -90,7 +96,8 @@ struct ModelSummary {
     std::int64_t coordinatesNotFinite;
     std::optional<BoundingBox> box;  // Empty without finite coordinates.
     std::vector<InstanceSummary> instances;
-    std::vector<CollectionSummary> collections;      // In the order of their numbers.
+    std::vector<KindSummary> objects;            // Named ones; kinds of which there are none too.
+    std::vector<CollectionSummary> collections;  // In the order of their numbers.
     std::vector<DistributionSummary> distributions;  // The same; those of fields are left out.
     std::vector<StepSummary> steps;                  // In their sequence.
     std::vector<FieldSummary> fields;

@@ -229,9 +229,16 @@ class ExodusFile {
         }
     }
 
+    /// An empty block, of a file that says a shape for it that nobody knows, or none.
+    static bool IsWithoutShape(const ORQExcModel::Block& block) {
+        return block.elements.IsEmpty() && std::string_view(block.shape->name) == "SPHERE" &&
+               ORQExcFindShapeByExodusName(block.shapeName, block.shape->nNodes) == nullptr;
+    }
+
     /// The block's own spelling where it says the same to readers of the format; else the shape's.
     static std::string SpelledShape(const ORQExcModel::Block& block) {
-        return ORQExcFindShapeByExodusName(block.shapeName, block.shape->nNodes) == block.shape
+        return IsWithoutShape(block) || ORQExcFindShapeByExodusName(
+                                            block.shapeName, block.shape->nNodes) == block.shape
                    ? block.shapeName
                    : ExodusNameOf(*block.shape);
     }
@@ -246,7 +253,8 @@ class ExodusFile {
             m_blockNumbers.push_back(number);
             const int nElements = block.elements.Size();
             Check(ex_put_block(m_id, EX_ELEM_BLOCK, number, SpelledShape(block).c_str(), nElements,
-                               block.shape->nNodes, 0, 0, std::ssize(m_shells.NamesOf(block))),
+                               IsWithoutShape(block) ? 0 : block.shape->nNodes, 0, 0,
+                               std::ssize(m_shells.NamesOf(block))),
                   "write an element block");
             PutName(EX_ELEM_BLOCK, number, "element block", block.name);
             for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {

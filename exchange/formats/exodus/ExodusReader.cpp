@@ -323,6 +323,10 @@ ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) {
     const int nAttributes = CheckedCount(inFile.num_attribute, section);
     const ORQExcShape* shape = ORQExcFindShapeByExodusName(
         inFile.topology, CheckedCount(inFile.num_nodes_per_entry, section));
+    if (shape == nullptr && nElements == 0) {
+        // Programs say "NULL", or nothing, where a block has no elements; any shape will do.
+        shape = ORQExcFindShapeByName("SPHERE");
+    }
     if (shape == nullptr) {
         m_skippedBlocks.Drop("element block", ReadName(EX_ELEM_BLOCK, id, section), nElements,
                              fmt::format("a model has no shape \"{}\" with {} nodes",

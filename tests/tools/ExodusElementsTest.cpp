@@ -122,18 +122,17 @@ TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
     EXPECT_EQ(Import(SoundMesh()).status, 0);
 }
 
-TEST_F(ExodusElements, EmptySetsStayAndEmptyBlocksAreNamed) {
+TEST_F(ExodusElements, EmptySetsAndBlocksStay) {
     Content content = SoundMesh();
     // The format keeps no shape for a block without elements.
     content.blocks.push_back({30, "none", "HEX8", 8, {}, {}});
     content.nodeSets.push_back({2, "no nodes", {}, {}});
     content.sideSets.push_back({2, "no sides", {}, {}});
-    const json dropped = ReportOf(content)["dropped"];
-    ASSERT_EQ(dropped.size(), 1);
-    EXPECT_EQ(dropped[0]["kind"], "element block");
-    EXPECT_EQ(dropped[0]["name"], "none");
+    EXPECT_EQ(ReportOf(content)["dropped"], json::array());
     const ORQExcModel model = Model();
-    EXPECT_EQ(model.Blocks().size(), 2);
+    ASSERT_EQ(model.Blocks().size(), 3);
+    EXPECT_EQ(model.Blocks()[2].name, "none");
+    EXPECT_EQ(model.Blocks()[2].elements.Size(), 0);
     ASSERT_EQ(model.NodeSets().size(), 2);
     EXPECT_EQ(model.NodeSets()[1].members.Size(), 0);
     EXPECT_EQ(model.Surfaces().size(), 2);

@@ -1,5 +1,6 @@
 // Meshes on their way in and out, and the table of element shapes.
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -32,6 +33,7 @@
 #include "ORQSrvElementConnectivity.h"
 #include "ORQSrvInverseConnectivity.h"
 #include "formats/gmsh/GmshReader.h"
+#include "model/ArrayNames.h"
 
 using namespace orq::exchange;
 
@@ -327,7 +329,14 @@ TEST_P(RoundTrip, AMeshComesBackEqualThroughOtherFormats) {
 TEST_F(RoundTrip, EachShapeComesBackEqual) {
     exodus_file::Write(OneOfEachShape(), m_folder / "in.e");
     ImportAndExport(m_folder / "in.e", m_folder / "out.e");
-    ExpectEqual(exodus_file::Read(m_folder / "out.e"), exodus_file::Read(m_folder / "in.e"));
+    exodus_file::Mesh expected = exodus_file::Read(m_folder / "in.e");
+    for (exodus_file::Block& block : expected.blocks) {
+        // The names that readers of the format know these shells by.
+        block.shape = block.shape == "SHELL6"   ? "TRISHELL6"
+                      : block.shape == "SHELL9" ? "QUADSHELL9"
+                                                : block.shape;
+    }
+    ExpectEqual(exodus_file::Read(m_folder / "out.e"), expected);
 }
 
 // --- Gmsh ----------------------------------------------------------------------------------------
@@ -372,6 +381,26 @@ class Gmsh : public testing::Test {
     }
     ScratchFolder m_folder;
 };
+
+// Only our own export says something of the mesh by the names of views.
+TEST_F(Gmsh, ViewsOfOthersAreResultsWhateverTheirNames) {
+    std::string text = kTwoTriangles;
+    for (const char* const name : {"shell", "surface top", "attribute age"}) {
+        text += fmt::format(
+            "$ElementData\n1\n\"{}\"\n1\n0\n3\n0\n1\n2\n7 1.5\n9 2\n$EndElementData\n", name);
+    }
+    text += "$NodeData\n1\n\"node set all\"\n1\n0\n3\n0\n1\n1\n10 1\n$EndNodeData\n";
+    GmshReader reader(Written(text));
+    std::set<std::string> names;
+    for (const ORQExcResultArray& array : reader.Results()->Arrays()) {
+        names.insert(array.name);
+    }
+    EXPECT_EQ(names,
+              (std::set<std::string>{"shell", "surface top", "attribute age", "node set all"}));
+    EXPECT_TRUE(reader.NodeSets().empty());
+    text += fmt::format("$Comments\n{}\n$EndComments\n", array_names::kViewsOfMesh);
+    EXPECT_THAT(ErrorOf(text), testing::HasSubstr("1.5 names no sides"));
+}
 
 TEST_F(Gmsh, SectionsMayStandInAnyOrderAndElementsInSeveralGroups) {
     GmshReader reader(Written(kTwoTriangles));

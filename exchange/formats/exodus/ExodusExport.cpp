@@ -237,8 +237,7 @@ class ExodusFile {
 
     /// The block's own spelling where it says the same to readers of the format; else the shape's.
     static std::string SpelledShape(const ORQExcModel::Block& block) {
-        return IsWithoutShape(block) || ORQExcFindShapeByExodusName(
-                                            block.shapeName, block.shape->nNodes) == block.shape
+        return IsWithoutShape(block) || IsExodusNameOf(block.shapeName, *block.shape)
                    ? block.shapeName
                    : ExodusNameOf(*block.shape);
     }

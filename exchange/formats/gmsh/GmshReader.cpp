@@ -126,6 +126,8 @@ class GmshReader::Parser {
         } else if (section == "$Elements") {
             m_in.SkipLineEnd();
             m_isVersion4 ? ReadElements4() : ReadElements2();
+        } else if (section == "$Comments" && IsOurComment()) {
+            m_reader.m_results.LookForMarks();
         } else if (section == "$NodeData" || section == "$ElementData") {
             m_reader.m_results.ReadSection(m_in, section);
             return;
@@ -137,6 +139,17 @@ class GmshReader::Parser {
             return;
         }
         End(section);
+    }
+
+    /// Reads on behind our own comment; stays where it is before another.
+    bool IsOurComment() {
+        const std::size_t begin = m_in.At();
+        m_in.Line();
+        if (m_in.Line() == array_names::kViewsOfMesh) {
+            return true;
+        }
+        m_in.GoTo(begin);
+        return false;
     }
 
     void ReadPhysicalNames() {
@@ -368,13 +381,12 @@ class GmshReader::Parser {
         }
         m_in.EnterSection("$Elements");
         int first = 0;
-        std::vector<int> firstOfBlock;
         for (const RawBlock& block : m_blocks) {
             AddBlock(block, ordinals);
-            firstOfBlock.push_back(first);
+            m_firstOfBlock.push_back(first);
             first += static_cast<int>(block.labels.size());
         }
-        ResolveGroups(firstOfBlock);
+        ResolveGroups();
         m_reader.m_results.Resolve(
             [&](int tag) {
                 const auto found = ordinals.find(tag);
@@ -384,7 +396,7 @@ class GmshReader::Parser {
                 const auto found = m_elementPlaces.find(tag);
                 return found == m_elementPlaces.end()
                            ? -1
-                           : firstOfBlock[static_cast<std::size_t>(found->second.first)] +
+                           : m_firstOfBlock[static_cast<std::size_t>(found->second.first)] +
                                  static_cast<int>(found->second.second);
             });
         AddMarks();
@@ -419,7 +431,7 @@ class GmshReader::Parser {
                                         block.labels.end());
     }
 
-    void ResolveGroups(const std::vector<int>& firstOfBlock) {
+    void ResolveGroups() {
         std::map<EntityKey, std::vector<int>> members;
         for (const auto& [key, name] : m_names) {
             members[key];
@@ -427,7 +439,7 @@ class GmshReader::Parser {
         for (const auto& [key, tags] : m_groups) {
             for (const int tag : tags) {
                 const auto& [block, row] = m_elementPlaces.at(tag);
-                members[key].push_back(firstOfBlock[static_cast<std::size_t>(block)] +
+                members[key].push_back(m_firstOfBlock[static_cast<std::size_t>(block)] +
                                        static_cast<int>(row));
             }
         }
@@ -440,7 +452,7 @@ class GmshReader::Parser {
                 // A negative number turns the entity round; the elements stay the same.
                 auto& of = members[{m_blocks[i].entity.dimension, std::abs(signedTag)}];
                 for (std::size_t row = 0; row < m_blocks[i].labels.size(); ++row) {
-                    of.push_back(firstOfBlock[i] + static_cast<int>(row));
+                    of.push_back(m_firstOfBlock[i] + static_cast<int>(row));
                 }
             }
         }
@@ -448,7 +460,7 @@ class GmshReader::Parser {
             std::ranges::sort(elements);
             elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
             const auto name = m_names.find(key);
-            if (name != m_names.end() && NamesBlock(elements, firstOfBlock, name->second)) {
+            if (name != m_names.end() && NamesBlock(elements, name->second)) {
                 continue;
             }
             m_reader.m_contents.elementSets.push_back(
@@ -461,15 +473,15 @@ class GmshReader::Parser {
     }
 
     /// A named group of the elements of one block is the block; the first such one names it.
-    bool NamesBlock(const std::vector<int>& elements, const std::vector<int>& firstOfBlock,
-                    const std::string& name) {
+    bool NamesBlock(const std::vector<int>& elements, const std::string& name) {
         if (elements.empty()) {
             return false;
         }
-        const auto place = static_cast<std::size_t>(
-            std::ranges::upper_bound(firstOfBlock, elements.front()) - firstOfBlock.begin() - 1);
+        const auto place =
+            static_cast<std::size_t>(std::ranges::upper_bound(m_firstOfBlock, elements.front()) -
+                                     m_firstOfBlock.begin() - 1);
         Block& block = m_reader.m_contents.blocks[place];
-        if (elements.front() != firstOfBlock[place] || std::ssize(elements) != block.nElements ||
+        if (elements.front() != m_firstOfBlock[place] || std::ssize(elements) != block.nElements ||
             elements.back() != elements.front() + block.nElements - 1 ||
             !m_namedBlocks.insert(place).second) {
             return false;
@@ -500,12 +512,9 @@ class GmshReader::Parser {
 
     /// The block that holds an element, and the number of its first one.
     std::pair<std::size_t, int> BlockWith(int element) const {
-        std::size_t place = 0;
-        int first = 0;
-        while (element >= first + m_reader.Blocks()[place].nElements) {
-            first += m_reader.Blocks()[place++].nElements;
-        }
-        return {place, first};
+        // Of blocks without elements, which begin where the next one does, the last is meant.
+        const auto after = std::ranges::upper_bound(m_firstOfBlock, element);
+        return {static_cast<std::size_t>(after - m_firstOfBlock.begin() - 1), *(after - 1)};
     }
 
     /// A block of which every element is marked is one of shells.
@@ -582,6 +591,7 @@ class GmshReader::Parser {
     std::map<EntityKey, std::vector<int>> m_groupsOfEntity;
     std::map<std::array<int, 3>, std::size_t> m_blockPlaces;  // dimension, entity, type
     std::vector<RawBlock> m_blocks;
+    std::vector<int> m_firstOfBlock;  // ordinals of elements
     std::unordered_map<int, std::pair<std::ptrdiff_t, std::size_t>> m_elementPlaces;  // by number
     std::map<EntityKey, std::vector<int>> m_groups;  // element numbers, version 2
 };

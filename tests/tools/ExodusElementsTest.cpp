@@ -90,9 +90,9 @@ TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
          [](Content& c) {
              c.sideSets[0].members = {1, 4};
          }},
-        {"side set 1: side 1 is side 4 of element 1, a TRI3 with 3 sides",
+        {"side set 1: side 1 is side 6 of element 1, a TRI3 with 3 sides",
          [](Content& c) {
-             c.sideSets[0].sides = {4, 4};
+             c.sideSets[0].sides = {6, 4};
          }},
         {"side set 1: side 2 is side 0 of element 3",
          [](Content& c) {
@@ -136,6 +136,18 @@ TEST_F(ExodusElements, EmptySetsAndBlocksStay) {
     ASSERT_EQ(model.NodeSets().size(), 2);
     EXPECT_EQ(model.NodeSets()[1].members.Size(), 0);
     EXPECT_EQ(model.Surfaces().size(), 2);
+}
+
+// Triangles in space have five sides in the format, a model's have three.
+TEST_F(ExodusElements, SidesThatAModelDoesNotKnowAreDropped) {
+    Content content = SoundMesh();
+    content.sideSets[0].members = {1, 2, 1};
+    content.sideSets[0].sides = {2, 5, 4};
+    const json dropped = ReportOf(content)["dropped"];
+    ASSERT_EQ(dropped.size(), 2);
+    EXPECT_EQ(dropped[0]["reason"], "a model knows no side 4 of a TRI3");
+    EXPECT_EQ(dropped[1]["reason"], "a model knows no side 5 of a TRI3");
+    EXPECT_EQ(Model().Surfaces().at(0).faces.size(), 1);
 }
 
 // The first block of two elements is left out; what names its elements goes with it.

@@ -41,11 +41,12 @@ class GmshReader::Parser {
         ReadFormat();
         while (!m_in.AtEnd()) {
             const std::string section(m_in.Word());
-            if (!section.starts_with('$')) {
-                m_in.Fail(fmt::format("\"{}\" stands where a section should begin",
-                                      section.substr(0, 40)));
+            if (section.starts_with('$')) {
+                ReadSection(section);
+            } else {
+                m_in.Line();  // The format knows no text here, and its readers pass over it.
+                ++m_unread["lines between sections"];
             }
-            ReadSection(section);
         }
         if (!m_hasNodes) {
             m_in.EnterSection("$Nodes");
@@ -75,18 +76,25 @@ class GmshReader::Parser {
     };
 
     void ReadFormat() {
-        if (m_in.Word() != "$MeshFormat") {
+        std::string_view first = m_in.Word();
+        if (first == "$Comments" && m_in.SkipTo("$EndComments")) {
+            first = m_in.Word();
+        }
+        if (first != "$MeshFormat") {
             m_in.Fail("is not a Gmsh mesh: it does not begin with $MeshFormat");
         }
         const std::string version(m_in.Word());
         const int isBinary = m_in.Text<int>();
         const int dataSize = m_in.Text<int>();
-        m_isVersion4 = version == "4.1";
+        m_isVersion40 = version == "4" || version == "4.0";
+        m_isVersion4 = m_isVersion40 || version == "4.1";
         if (!m_isVersion4 && version != "2" && version != "2.0" && version != "2.1" &&
             version != "2.2") {
-            m_in.Fail(fmt::format("version {} is not supported; 2 to 2.2 and 4.1 are", version));
+            m_in.Fail(
+                fmt::format("version {} is not supported; 2 to 2.2, 4.0 and 4.1 are", version));
         }
-        if (dataSize != 8 || isBinary < 0 || isBinary > 1) {
+        // It is the size of counts in binary files of version 4, and says nothing in others.
+        if ((isBinary == 1 && dataSize != 8) || isBinary < 0 || isBinary > 1) {
             m_in.Fail(
                 fmt::format("file type {} with data size {} is not supported", isBinary, dataSize));
         }
@@ -117,6 +125,9 @@ class GmshReader::Parser {
         } else if (section == "$Entities" && m_isVersion4) {
             m_in.SkipLineEnd();
             ReadEntities();
+        } else if (section == "$PartitionedEntities" && m_isVersion4 && !m_isVersion40) {
+            m_in.SkipLineEnd();
+            ReadPartitionedEntities();
         } else if (section == "$Nodes") {
             if (std::exchange(m_hasNodes, true)) {
                 m_in.Fail("stands twice");
@@ -183,21 +194,51 @@ class GmshReader::Parser {
             const int count =
                 m_in.Counted(counts[static_cast<std::size_t>(dimension)], 36, "entities");
             for (int i = 0; i < count; ++i) {
+                ReadGroups(dimension, m_in.Int(), m_isVersion40);
+            }
+        }
+    }
+
+    /// Parts of entities, each in the groups of the whole.
+    void ReadPartitionedEntities() {
+        m_in.Size();  // partitions
+        const int nGhosts = m_in.Counted(m_in.Size(), 8, "ghost entities");
+        for (int i = 0; i < 2 * nGhosts; ++i) {
+            m_in.Int();
+        }
+        std::array<int, 4> counts{};
+        for (int& count : counts) {
+            count = m_in.Size();
+        }
+        for (int dimension = 0; dimension < 4; ++dimension) {
+            const int count =
+                m_in.Counted(counts[static_cast<std::size_t>(dimension)], 52, "entities");
+            for (int i = 0; i < count; ++i) {
                 const int tag = m_in.Int();
-                for (int k = 0; k < (dimension == 0 ? 3 : 6); ++k) {
-                    m_in.Real();
-                }
-                std::vector<int>& groups = m_groupsOfEntity[{dimension, tag}];
-                const int nGroups = m_in.Counted(m_in.Size(), 4, "physical groups");
-                for (int k = 0; k < nGroups; ++k) {
-                    groups.push_back(m_in.Int());
-                }
-                const int nBounds =
-                    dimension == 0 ? 0 : m_in.Counted(m_in.Size(), 4, "bounding entities");
-                for (int k = 0; k < nBounds; ++k) {
+                m_in.Int();  // dimension and number of the whole
+                m_in.Int();
+                const int nPartitions = m_in.Counted(m_in.Size(), 4, "partitions");
+                for (int k = 0; k < nPartitions; ++k) {
                     m_in.Int();
                 }
+                ReadGroups(dimension, tag, false);
             }
+        }
+    }
+
+    /// The rest of an entity: its place or box, its groups and its bounds.
+    void ReadGroups(int dimension, int tag, bool hasBox) {
+        for (int k = 0; k < (dimension == 0 && !hasBox ? 3 : 6); ++k) {
+            m_in.Real();
+        }
+        std::vector<int>& groups = m_groupsOfEntity[{dimension, tag}];
+        const int nGroups = m_in.Counted(m_in.Size(), 4, "physical groups");
+        for (int k = 0; k < nGroups; ++k) {
+            groups.push_back(m_in.Int());
+        }
+        const int nBounds = dimension == 0 ? 0 : m_in.Counted(m_in.Size(), 4, "bounding entities");
+        for (int k = 0; k < nBounds; ++k) {
+            m_in.Int();
         }
     }
 
@@ -231,20 +272,21 @@ class GmshReader::Parser {
 
     void ReadNodes4() {
         const int nBlocks = m_in.Counted(m_in.Size(), 20, "blocks");
-        const int total = m_in.Counted(m_in.Size(), 32, "nodes");
-        m_in.Size();
-        m_in.Size();
+        const int total = m_in.Counted(m_in.Size(), 28, "nodes");
+        SkipRangeOfTags();
         for (int block = 0; block < nBlocks; ++block) {
-            const int dimension = Dimension(m_in.Int());
-            m_in.Int();
+            const EntityKey entity = ReadEntityKey();
             const bool isParametric = m_in.Int() != 0;
-            const int count = m_in.Counted(m_in.Size(), 32, "nodes");
-            for (int i = 0; i < count; ++i) {
+            const int count = m_in.Counted(m_in.Size(), 28, "nodes");
+            for (int i = 0; i < count && !m_isVersion40; ++i) {
                 AddNode(m_in.Size());
             }
             for (int i = 0; i < count; ++i) {
+                if (m_isVersion40) {
+                    AddNode(m_in.Int());
+                }
                 AddPoint();
-                for (int k = 0; isParametric && k < dimension; ++k) {
+                for (int k = 0; isParametric && k < entity.dimension; ++k) {
                     m_in.Real();
                 }
             }
@@ -254,6 +296,25 @@ class GmshReader::Parser {
                                   m_reader.m_nodeLabels.size()));
         }
     }
+
+    /// The least and the greatest number, which version 4.0 does not say.
+    void SkipRangeOfTags() {
+        if (!m_isVersion40) {
+            m_in.Size();
+            m_in.Size();
+        }
+    }
+
+    /// Version 4.0 has the number of an entity before its dimension.
+    EntityKey ReadEntityKey() {
+        const int first = m_in.Int();
+        const int second = m_in.Int();
+        return m_isVersion40 ? EntityKey{Dimension(second), first}
+                             : EntityKey{Dimension(first), second};
+    }
+
+    /// The number of an element, or of one of its nodes.
+    int ReadTag() { return m_isVersion4 && !m_isVersion40 ? m_in.Size() : m_in.Int(); }
 
     // --- Elements --------------------------------------------------------------------------------
 
@@ -265,7 +326,7 @@ class GmshReader::Parser {
             m_in.Fail(fmt::format("element type {} is not known", type));
         } else {
             for (int i = 0; i < nNodes; ++i) {
-                m_isVersion4 ? m_in.Size() : m_in.Int();
+                ReadTag();
             }
         }
         ++m_skipped[type];
@@ -337,28 +398,26 @@ class GmshReader::Parser {
 
     void ReadElements4() {
         const int nBlocks = m_in.Counted(m_in.Size(), 20, "blocks");
-        const int total = m_in.Counted(m_in.Size(), 16, "elements");
-        m_in.Size();
-        m_in.Size();
+        const int total = m_in.Counted(m_in.Size(), 8, "elements");
+        SkipRangeOfTags();
         int seen = 0;
         for (int i = 0; i < nBlocks; ++i) {
-            const int dimension = Dimension(m_in.Int());
-            const int entityTag = m_in.Int();
+            const EntityKey entity = ReadEntityKey();
             const int type = m_in.Int();
-            const int count = m_in.Counted(m_in.Size(), 16, "elements");
+            const int count = m_in.Counted(m_in.Size(), 8, "elements");
             seen += count;
             if (ORQExcFindShapeByGmshType(type) == nullptr) {
                 for (int k = 0; k < count; ++k) {
-                    m_in.Size();
+                    ReadTag();
                     SkipNodes(type);
                 }
                 continue;
             }
-            RawBlock& block = BlockFor({dimension, entityTag}, type);
+            RawBlock& block = BlockFor(entity, type);
             std::vector<int> nodes(static_cast<std::size_t>(block.shape->nNodes));
             for (int k = 0; k < count; ++k) {
-                const int tag = m_in.Size();
-                std::ranges::generate(nodes, [this] { return m_in.Size(); });
+                const int tag = ReadTag();
+                std::ranges::generate(nodes, [this] { return ReadTag(); });
                 AddElement(block, tag, nodes, 0);
             }
         }
@@ -586,6 +645,7 @@ class GmshReader::Parser {
     std::map<int, std::int64_t> m_skipped;  // elements, by type
     std::set<std::size_t> m_namedBlocks;
     bool m_isVersion4 = false;
+    bool m_isVersion40 = false;
     bool m_hasNodes = false;
     std::map<EntityKey, std::string> m_names;  // of physical groups
     std::map<EntityKey, std::vector<int>> m_groupsOfEntity;

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The tests of storage and recovery that could go on for ever, at length: processes killed, readers beside
 # a writer, every call to the disk stopped or failed in many ways, each read failing, memory running out,
-# openings of a user who may not write, copies made beside a writer, bytes of the files damaged.
+# openings of a user who may not write, copies made beside a writer, bytes of the files damaged. Then all real
+# model files through all formats (scripts/exchange_test.sh).
 #
 #   scripts/long_tests.sh [THOROUGHNESS]    how often as much as usual; 10 when it is left out
 #
@@ -18,5 +19,8 @@ thoroughness=${1:-10}
 begin_step "Testing storage and recovery $thoroughness times as thoroughly as usual"
 ORQ_TEST_THOROUGHNESS=$thoroughness ctest --preset release --no-tests=error --timeout 7200 --parallel "$jobs" \
     --tests-regex '^(reliability_tests|database_tests)\.'
+
+begin_step "Exchanging real model files"
+scripts/exchange_test.sh
 
 printf '\nAll long tests passed.\n'

@@ -1,8 +1,15 @@
 #include <fmt/format.h>
 
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
 #include "ORQBasFailure.h"
 #include "ORQExcFormats.h"
 #include "ORQExcKeptTexts.h"
+#include "ORQExcLayup.h"
+#include "ORQExcTexts.h"
 #include "formats/FormatTable.h"
 #include "formats/Formats.h"
 #include "model/KeptArrays.h"
@@ -32,6 +39,36 @@ const std::filesystem::path& Free(const std::filesystem::path& path, bool mayRep
                             path.string() + ": exists already; --force replaces it");
     }
     return path;
+}
+
+/// Objects of a layup that a writer did not mention are not in its file.
+template <class Object, class CountMembers>
+void DropUnmentioned(std::string_view kind, const std::vector<Object>& objects,
+                     std::string_view format, const CountMembers& countMembers,
+                     ORQExcReport& report) {
+    std::set<std::string> mentioned;
+    for (const ORQExcReportEntry& entry : report.Entries()) {
+        if (entry.kind == kind) {
+            mentioned.insert(entry.name);
+        }
+    }
+    for (const Object& object : objects) {
+        if (!mentioned.contains(ORQExcPrintable(object.name))) {
+            report.Drop(kind, object.name, countMembers(object),
+                        fmt::format("{} has no place for it", format));
+        }
+    }
+}
+
+void DropRestOfLayup(const ORQExcModel& model, std::string_view format, ORQExcReport& report) {
+    const ORQExcLayup layup = ORQExcReadLayup(model.Document());
+    const auto one = [](const auto&) { return std::int64_t{1}; };
+    DropUnmentioned(
+        "section", layup.sections, format,
+        [](const ORQExcLayup::Section& section) { return std::ssize(section.layers); }, report);
+    DropUnmentioned("material", layup.materials, format, one, report);
+    DropUnmentioned("orientation", layup.orientations, format, one, report);
+    DropUnmentioned("ply", layup.plies, format, one, report);
 }
 
 void DropTextsOfOtherFormats(const ORQExcModel& model, std::string_view format,
@@ -77,6 +114,7 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
                         fmt::format("kept for {} only", kept.format));
         }
     }
+    DropRestOfLayup(model, m_format.name, report);
     DropTextsOfOtherFormats(model, m_format.name, report);
     return report;
 }

@@ -4,6 +4,7 @@
 
 #include "formats/MeshImporter.h"
 #include "formats/exodus/ExodusExport.h"
+#include "formats/exodus/ExodusPieces.h"
 #include "formats/exodus/ExodusReader.h"
 #include "formats/gmsh/GmshExport.h"
 #include "formats/gmsh/GmshReader.h"
@@ -19,6 +20,13 @@ namespace {
 template <class Reader>
 std::unique_ptr<ORQExcImporter> OpenMesh(const std::filesystem::path& file) {
     return std::make_unique<MeshImporter>(std::make_unique<Reader>(file), file);
+}
+
+std::unique_ptr<ORQExcImporter> OpenExodus(const std::filesystem::path& file) {
+    const std::vector<std::filesystem::path> pieces = ExodusPieceFiles(file);
+    return pieces.empty()
+               ? OpenMesh<ExodusReader>(file)
+               : std::make_unique<MeshImporter>(std::make_unique<ExodusPieces>(pieces), file);
 }
 
 template <auto kWrite>
@@ -39,7 +47,7 @@ std::span<const FormatRow> FormatTable() {
         {"Exodus II",
          {".e", ".ex2", ".exo", ".exodus", ".g", ".gen"},
          {"CDF", "\x89HDF\r\n\x1a\n"},
-         OpenMesh<ExodusReader>,
+         OpenExodus,
          WriteFile<WriteExodus>},
         {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, WriteFile<WriteGmsh>},
         {"NASTRAN bulk data",

@@ -18,7 +18,10 @@ inline constexpr std::string_view kSurface = "surface ";
 inline constexpr std::string_view kBlockNumbers = "block number";
 inline constexpr std::string_view kBlockNames = "block name";
 inline constexpr std::string_view kBlockShapes = "block shape";
-inline constexpr std::string_view kShells = "shell";    ///< over cells: 1 for one of a shell
+inline constexpr std::string_view kShells = "shell";  ///< over cells: 1 for one of a shell
+/// A comment of the Gmsh files that have such views; in others the names are those of results.
+inline constexpr std::string_view kViewsOfMesh =
+    "Views called node set, surface, attribute or shell say something of the mesh.";
 inline constexpr std::string_view kTitle = "title";     ///< a text of the whole grid
 inline constexpr std::string_view kTime = "TimeValue";  ///< VTK's own name for a grid's time
 

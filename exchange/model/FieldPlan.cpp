@@ -1,9 +1,13 @@
 #include "model/FieldPlan.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <numeric>
 #include <optional>
+#include <set>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -113,12 +117,22 @@ class Planner {
             plan.arrays.resize(isWhole ? 1 : plan.components.size());
             std::iota(plan.arrays.begin(), plan.arrays.end(), static_cast<int>(i));
             i += plan.arrays.size();
+            plan.name = Unique(plan.place, plan.name);
             plans.push_back(std::move(plan));
         }
         return plans;
     }
 
   private:
+    /// Components that stand apart, such as normal and shear stresses, are fields of one name.
+    std::string Unique(Place place, const std::string& name) {
+        std::string unique = name;
+        for (int i = 2; !m_names.emplace(place, unique).second; ++i) {
+            unique = fmt::format("{} ({})", name, i);
+        }
+        return unique;
+    }
+
     FieldPlan PlanAt(std::size_t first) const {
         const ORQExcResultArray& array = m_arrays[first];
         if (array.components.size() > 1) {
@@ -254,6 +268,7 @@ class Planner {
     }
 
     std::span<const ORQExcResultArray> m_arrays;
+    std::set<std::pair<Place, std::string>> m_names;
 };
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include <fmt/format.h>
+#include <utf8.h>
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <string_view>
 
 #include "ORQBasFailure.h"
@@ -29,6 +31,43 @@ std::size_t EndOfPiece(std::string_view text, std::size_t begin) {
     return end;
 }
 
+// Texts of decks have bytes that are no UTF-8, of which the database keeps one sign alone. They pass as
+// the private characters U+F700 to U+F7FF, so that the text comes back with them, in its columns.
+constexpr char32_t kFirstOfBytes = 0xF700;
+
+std::string Encoded(std::string_view text) {
+    std::string encoded;
+    encoded.reserve(text.size());
+    for (auto at = text.begin(); at != text.end();) {
+        const auto wrong = utf8::find_invalid(at, text.end());
+        encoded.append(at, wrong);
+        at = wrong;
+        if (at != text.end()) {
+            utf8::append(kFirstOfBytes + static_cast<unsigned char>(*at++),
+                         std::back_inserter(encoded));
+        }
+    }
+    return encoded;
+}
+
+std::string Decoded(const std::string& text) {
+    // All of these begin with the byte EF, and few texts have it.
+    if (text.find('\xEF') == std::string::npos) {
+        return text;
+    }
+    std::string decoded;
+    for (auto at = text.begin(); at != text.end();) {
+        const auto begin = at;
+        const char32_t character = utf8::next(at, text.end());
+        if (character > kFirstOfBytes + 0x7F && character <= kFirstOfBytes + 0xFF) {
+            decoded += static_cast<char>(character - kFirstOfBytes);
+        } else {
+            decoded.append(begin, at);
+        }
+    }
+    return decoded;
+}
+
 void Write(const ORQExcKeptText& text, const ORQSimDataRecord& record) {
     std::string contents;
     for (const auto& [name, count] : text.contents) {
@@ -40,10 +79,11 @@ void Write(const ORQExcKeptText& text, const ORQSimDataRecord& record) {
     record.SetInt(ORQSimRecordField::KeptText_isAlsoInModel, text.isAlsoInModel ? 1 : 0);
     record.SetString(ORQSimRecordField::KeptText_contents, contents);
     int nPieces = 0;
-    for (std::size_t begin = 0; begin < text.text.size(); ++nPieces) {
-        const std::size_t end = EndOfPiece(text.text, begin);
+    const std::string whole = Encoded(text.text);
+    for (std::size_t begin = 0; begin < whole.size(); ++nPieces) {
+        const std::size_t end = EndOfPiece(whole, begin);
         record.SetString(ORQSimRecordField::KeptText_firstPiece + nPieces,
-                         text.text.substr(begin, end - begin));
+                         whole.substr(begin, end - begin));
         begin = end;
     }
     record.SetInt(ORQSimRecordField::KeptText_numPieces, nPieces);
@@ -79,7 +119,8 @@ ORQExcKeptText Read(const ORQSimDataRecord& record) {
                             fmt::format("a kept text: has {} pieces", nPieces));
     }
     for (int piece = 0; piece < nPieces; ++piece) {
-        text.text += record.ReturnString(ORQSimRecordField::KeptText_firstPiece + piece).UTF8();
+        text.text +=
+            Decoded(record.ReturnString(ORQSimRecordField::KeptText_firstPiece + piece).UTF8());
     }
     return text;
 }

@@ -112,7 +112,16 @@ class Writer {
                                         angles.data());
     }
 
-    ORQSimPosition Region(const std::string& elementSet) const {
+    /// Layers by the thousand name the same few sets.
+    const ORQSimPosition& Region(const std::string& elementSet) {
+        const auto [at, isNew] = m_regions.try_emplace(elementSet);
+        if (isNew) {
+            at->second = FindRegion(elementSet);
+        }
+        return at->second;
+    }
+
+    ORQSimPosition FindRegion(const std::string& elementSet) const {
         const ORQSimPosition region = m_document.GetModel()
                                           .GetMap(ORQSimSchema::Model_elementSets)
                                           .Find(elementSet)
@@ -124,7 +133,16 @@ class Writer {
         return region;
     }
 
-    ORQSimPosition FieldOf(const std::vector<double>& values) const {
+    /// Layers of a section that have the same values, as those of one angle do, share a field.
+    const ORQSimPosition& FieldOf(const std::vector<double>& values) {
+        const auto [at, isNew] = m_fields.try_emplace(values);
+        if (isNew) {
+            at->second = MakeField(values);
+        }
+        return at->second;
+    }
+
+    ORQSimPosition MakeField(const std::vector<double>& values) const {
         const ORQSimPosition field = m_document.CreateDataRecord(ORQSimSchema::Field_FTable).Pos();
         const int count = static_cast<int>(values.size());
         field.SetPosition(ORQSimSchema::Field_fTable,
@@ -142,12 +160,13 @@ class Writer {
             for (const ORQExcLayup::Layer& layer : m_layup.sections[i].layers) {
                 AppendLayer(layers, layer, number++, section);
             }
+            m_fields.clear();
         }
         layers.WriteBulkDistributions(m_document.GetModel());
     }
 
     void AppendLayer(ORQSrvBulkShellLayers& layers, const ORQExcLayup::Layer& layer, int number,
-                     int section) const {
+                     int section) {
         const auto member = [](const std::vector<int>& members, int place) {
             return place == ORQExcLayup::kNone ? -1 : members[static_cast<std::size_t>(place)];
         };
@@ -176,6 +195,8 @@ class Writer {
     std::vector<int> m_orientations;
     std::vector<int> m_plies;
     std::vector<ORQSimPosition> m_sections;
+    std::map<std::string, ORQSimPosition> m_regions;
+    std::map<std::vector<double>, ORQSimPosition> m_fields;  // of the section at hand
 };
 
 class Reader {

@@ -415,6 +415,9 @@ void ORQExcWriteSections(const ORQExcLayup& layup, const ORQObjDocument& documen
     for (const ORQExcLayup::Orientation& orientation : layup.orientations) {
         report.Keep("orientation", orientation.name, 1);
     }
+    for (const ORQExcLayup::Ply& ply : layup.plies) {
+        report.Keep("ply", ply.name, 1);
+    }
     for (const ORQExcLayup::Section& section : layup.sections) {
         report.Keep("section", section.name, static_cast<std::int64_t>(section.layers.size()));
     }

@@ -292,7 +292,8 @@ TEST_F(CommandLineTest, NothingThatATerminalObeysIsPrinted) {
             EXPECT_NO_THROW((void)json::parse(result.out).dump()) << result.out;
         }
     }
-    const CommandResult shown = RunHere({"export", m_target, "-o", m_folder / "m.vtu"});
+    const CommandResult shown =
+        RunHere({"export", m_target, "-o", m_folder / "m.vtu", "--verbose"});
     EXPECT_THAT(shown.out, HasSubstr("Lid \uFFFD[2J")) << shown.err;
 }
 

@@ -90,9 +90,9 @@ TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
          [](Content& c) {
              c.sideSets[0].members = {1, 4};
          }},
-        {"side set 1: side 1 is side 4 of element 1, a TRI3 with 3 sides",
+        {"side set 1: side 1 is side 6 of element 1, a TRI3 with 3 sides",
          [](Content& c) {
-             c.sideSets[0].sides = {4, 4};
+             c.sideSets[0].sides = {6, 4};
          }},
         {"side set 1: side 2 is side 0 of element 3",
          [](Content& c) {
@@ -122,21 +122,32 @@ TEST_F(ExodusElements, ErrorsNameFileSectionPlaceAndValueAndLeaveNothing) {
     EXPECT_EQ(Import(SoundMesh()).status, 0);
 }
 
-TEST_F(ExodusElements, EmptySetsStayAndEmptyBlocksAreNamed) {
+TEST_F(ExodusElements, EmptySetsAndBlocksStay) {
     Content content = SoundMesh();
     // The format keeps no shape for a block without elements.
     content.blocks.push_back({30, "none", "HEX8", 8, {}, {}});
     content.nodeSets.push_back({2, "no nodes", {}, {}});
     content.sideSets.push_back({2, "no sides", {}, {}});
-    const json dropped = ReportOf(content)["dropped"];
-    ASSERT_EQ(dropped.size(), 1);
-    EXPECT_EQ(dropped[0]["kind"], "element block");
-    EXPECT_EQ(dropped[0]["name"], "none");
+    EXPECT_EQ(ReportOf(content)["dropped"], json::array());
     const ORQExcModel model = Model();
-    EXPECT_EQ(model.Blocks().size(), 2);
+    ASSERT_EQ(model.Blocks().size(), 3);
+    EXPECT_EQ(model.Blocks()[2].name, "none");
+    EXPECT_EQ(model.Blocks()[2].elements.Size(), 0);
     ASSERT_EQ(model.NodeSets().size(), 2);
     EXPECT_EQ(model.NodeSets()[1].members.Size(), 0);
     EXPECT_EQ(model.Surfaces().size(), 2);
+}
+
+// Triangles in space have five sides in the format, a model's have three.
+TEST_F(ExodusElements, SidesThatAModelDoesNotKnowAreDropped) {
+    Content content = SoundMesh();
+    content.sideSets[0].members = {1, 2, 1};
+    content.sideSets[0].sides = {2, 5, 4};
+    const json dropped = ReportOf(content)["dropped"];
+    ASSERT_EQ(dropped.size(), 2);
+    EXPECT_EQ(dropped[0]["reason"], "a model knows no side 4 of a TRI3");
+    EXPECT_EQ(dropped[1]["reason"], "a model knows no side 5 of a TRI3");
+    EXPECT_EQ(Model().Surfaces().at(0).faces.size(), 1);
 }
 
 // The first block of two elements is left out; what names its elements goes with it.

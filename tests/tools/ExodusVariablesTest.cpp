@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -135,6 +136,45 @@ TEST(ExodusVariables, OfRealFilesComeBackOneByOne) {
     if (nFiles == 0) {
         GTEST_SKIP() << "no real models on this machine";
     }
+}
+
+// Larger ones than are written at once.
+TEST(ExodusVariables, ThatAreLargeComeBackToo) {
+    const exodus_file::ScratchFolder folder;
+    const fs::path input = folder / "in.e";
+    exodus_file::Content content;
+    content.blocks = {{1, "skin", "QUAD4", 4, {1, 2, 3, 4}, {}}};
+    exodus_file::Write(content, input);
+    constexpr std::size_t kRows = 90'001;
+    constexpr std::size_t kLength = 50;
+    std::vector<double> numbers(kRows * 7);
+    std::iota(numbers.begin(), numbers.end(), 0.5);
+    std::string texts;
+    for (std::size_t row = 0; row < kRows; ++row) {
+        std::string text = "text " + std::to_string(row);
+        text.resize(kLength);
+        texts += text;
+    }
+    int file = 0;
+    std::array<int, 3> dimensions{};
+    int ofNumbers = 0;
+    int ofTexts = 0;
+    Check(nc_open(input.c_str(), NC_WRITE, &file));
+    Check(nc_redef(file));
+    Check(nc_def_dim(file, "rows", kRows, &dimensions[0]));
+    Check(nc_def_dim(file, "columns", 7, &dimensions[1]));
+    Check(nc_def_dim(file, "letters", kLength, &dimensions[2]));
+    const std::array<int, 2> ofText = {dimensions[0], dimensions[2]};
+    Check(nc_def_var(file, "numbers", NC_DOUBLE, 2, dimensions.data(), &ofNumbers));
+    Check(nc_def_var(file, "texts", NC_CHAR, 2, ofText.data(), &ofTexts));
+    Check(nc_enddef(file));
+    Check(nc_put_var_double(file, ofNumbers, numbers.data()));
+    Check(nc_put_var_text(file, ofTexts, texts.data()));
+    Check(nc_close(file));
+    const std::string model = folder / "m.orq";
+    ASSERT_EQ(RunHere({"import", input, "-o", model}).status, 0);
+    ASSERT_EQ(RunHere({"export", model, "-o", folder / "out.e"}).status, 0);
+    EXPECT_EQ(Differences(input, folder / "out.e"), "");
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
@@ -5,6 +6,7 @@
 
 #include "ORQExcReport.h"
 #include "terminal/ReportJson.h"
+#include "terminal/ReportText.h"
 
 namespace {
 
@@ -35,6 +37,38 @@ TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
         "changed": [],
         "dropped": [{"kind": "node set", "name": "clamp", "count": 20,
                      "reason": "sets are not imported"}]})"));
+}
+
+TEST(LossReport, FitsOnOneScreen) {
+    ORQExcReport report;
+    report.Keep("nodes", "", 60);
+    for (int i = 0; i < 1000; ++i) {
+        report.Keep("section", fmt::format("PCOMP {}", i), 10);
+        report.Drop("section", fmt::format("PBAR {}", i), 1, "not for shells");
+        report.Find("card", fmt::format("CBAR {}", i), 1, fmt::format("line {}: is odd", i));
+    }
+    report.Drop("node set", "clamp", 20, "no sets here");
+    std::ostringstream text;
+    orqmodel::PrintReport(report, false, text);
+    EXPECT_EQ(text.str(),
+              "  kind      kept          findings  dropped\n"
+              "  nodes     60\n"
+              "  section   1000 (10000)            1000\n"
+              "  card                    1000\n"
+              "  node set                          1 (20)\n"
+              "findings\n"
+              "  card \"CBAR 0\": 1 (line 0: is odd)\n"
+              "  card \"CBAR 1\": 1 (line 1: is odd)\n"
+              "  card \"CBAR 2\": 1 (line 2: is odd)\n"
+              "  card \"CBAR 3\": 1 (line 3: is odd)\n"
+              "  card \"CBAR 4\": 1 (line 4: is odd)\n"
+              "  card, 995 of them: 995 (for other reasons, which --verbose names)\n"
+              "dropped\n"
+              "  section, 1000 of them: 1000 (not for shells)\n"
+              "  node set \"clamp\": 20 (no sets here)\n");
+    std::ostringstream names;
+    orqmodel::PrintReport(report, true, names);
+    EXPECT_NE(names.str().find("  card \"CBAR 999\": 1 (line 999: is odd)\n"), std::string::npos);
 }
 
 TEST(LossReport, AChangeIsNoDrop) {

@@ -292,7 +292,7 @@ TEST_F(Materials, AComponentThatTheCardDoesNotHaveIsDroppedAndReported) {
               .temperatures = {20, 100}}});
         transaction.Commit();
     }
-    const CommandResult result = RunHere({"export", m_model, "-o", m_deck, "--force"});
+    const CommandResult result = RunHere({"export", m_model, "-o", m_deck, "--force", "--verbose"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(
         result.out,

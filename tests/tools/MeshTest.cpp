@@ -1,5 +1,6 @@
 // Meshes on their way in and out, and the table of element shapes.
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -32,6 +33,7 @@
 #include "ORQSrvElementConnectivity.h"
 #include "ORQSrvInverseConnectivity.h"
 #include "formats/gmsh/GmshReader.h"
+#include "model/ArrayNames.h"
 
 using namespace orq::exchange;
 
@@ -327,7 +329,14 @@ TEST_P(RoundTrip, AMeshComesBackEqualThroughOtherFormats) {
 TEST_F(RoundTrip, EachShapeComesBackEqual) {
     exodus_file::Write(OneOfEachShape(), m_folder / "in.e");
     ImportAndExport(m_folder / "in.e", m_folder / "out.e");
-    ExpectEqual(exodus_file::Read(m_folder / "out.e"), exodus_file::Read(m_folder / "in.e"));
+    exodus_file::Mesh expected = exodus_file::Read(m_folder / "in.e");
+    for (exodus_file::Block& block : expected.blocks) {
+        // The names that readers of the format know these shells by.
+        block.shape = block.shape == "SHELL6"   ? "TRISHELL6"
+                      : block.shape == "SHELL9" ? "QUADSHELL9"
+                                                : block.shape;
+    }
+    ExpectEqual(exodus_file::Read(m_folder / "out.e"), expected);
 }
 
 // --- Gmsh ----------------------------------------------------------------------------------------
@@ -373,6 +382,122 @@ class Gmsh : public testing::Test {
     ScratchFolder m_folder;
 };
 
+/// Two triangles in the group "skin": as version 4.0, and as 4.1 in two partitions.
+std::string Version40(bool isBinary) {
+    std::string text = fmt::format("$MeshFormat\n4 {} 8\n", isBinary ? 1 : 0);
+    const auto add = [&]<class... Values>(Values... values) {
+        const auto one = [&](auto value) {
+            if (isBinary) {
+                text.append(reinterpret_cast<const char*>(&value), sizeof value);
+            } else {
+                text += fmt::format("{} ", value);
+            }
+        };
+        (one(values), ...);
+    };
+    using Count = std::uint64_t;
+    if (isBinary) {
+        add(1);
+    }
+    text += "\n$EndMeshFormat\n$PhysicalNames\n1\n2 4 \"skin\"\n$EndPhysicalNames\n$Entities\n";
+    add(Count{1}, Count{0}, Count{1}, Count{0});
+    add(1, 0., 0., 0., 0., 0., 0., Count{0});
+    add(6, 0., 0., 0., 1., 1., 0., Count{1}, 4, Count{0});
+    text += "\n$EndEntities\n$Nodes\n";
+    add(Count{1}, Count{4}, 6, 2, 0, Count{4});
+    add(1, 0., 0., 0., 2, 1., 0., 0., 5, 1., 1., 0., 9, 0., 1., 0.);
+    text += "\n$EndNodes\n$Elements\n";
+    add(Count{1}, Count{2}, 6, 2, 2, Count{2}, 3, 1, 2, 5, 7, 1, 5, 9);
+    return text + "\n$EndElements\n";
+}
+
+constexpr const char* kPartitioned = R"($Comments
+what anybody says
+$EndComments
+$MeshFormat
+4.1 0 8
+$EndMeshFormat
+$PhysicalNames
+1
+2 4 "skin"
+$EndPhysicalNames
+$Entities
+0 0 1 0
+6 0 0 0 1 1 0 1 4 0
+$EndEntities
+$PartitionedEntities
+2
+1
+1 2
+0 0 2 0
+11 2 6 1 1 0 0 0 1 1 0 1 4 0
+12 2 6 2 1 2 0 0 0 +1 1 0 1 -4 0
+$EndPartitionedEntities
+a line that belongs to nothing
+$Nodes
+1 4 1 9
+2 11 0 4
+1
+2
+5
+9
+0 0 0
+1 0 0
+1 1 0
+0 1 0
+$EndNodes
+$Elements
+2 2 3 7
+2 11 2 1
+3 1 2 5
+2 12 2 1
+7 1 5 9
+$EndElements
+)";
+
+TEST_F(Gmsh, VersionFourZeroAndPartitionsAreRead) {
+    for (const std::string& text : {Version40(false), Version40(true), std::string(kPartitioned)}) {
+        SCOPED_TRACE(text.substr(0, 30));
+        GmshReader reader(Written(text));
+        std::vector<int> labels(4);
+        reader.ReadLabels(ORQObjLabelerType::Node, 0, 4, labels);
+        EXPECT_EQ(labels, (std::vector{1, 2, 5, 9}));
+        std::vector<double> coordinates(12);
+        reader.ReadCoordinates(0, 4, coordinates);
+        EXPECT_EQ(coordinates, (std::vector<double>{0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0}));
+        labels.resize(2);
+        reader.ReadLabels(ORQObjLabelerType::Element, 0, 2, labels);
+        EXPECT_EQ(labels, (std::vector{3, 7}));
+        if (reader.Blocks().size() == 1) {
+            EXPECT_EQ(reader.Blocks()[0].name, "skin");  // the group has the whole block
+        } else {
+            ASSERT_EQ(reader.ElementSets().size(), 1);
+            EXPECT_EQ(reader.ElementSets()[0].name, "skin");
+            EXPECT_EQ(reader.ReadSet(ORQObjLabelerType::Element, 0), (std::vector{0, 1}));
+        }
+    }
+}
+
+// Only our own export says something of the mesh by the names of views.
+TEST_F(Gmsh, ViewsOfOthersAreResultsWhateverTheirNames) {
+    std::string text = kTwoTriangles;
+    for (const char* const name : {"shell", "surface top", "attribute age"}) {
+        text += fmt::format(
+            "$ElementData\n1\n\"{}\"\n1\n0\n3\n0\n1\n2\n7 1.5\n9 2\n$EndElementData\n", name);
+    }
+    text += "$NodeData\n1\n\"node set all\"\n1\n0\n3\n0\n1\n1\n10 1\n$EndNodeData\n";
+    GmshReader reader(Written(text));
+    std::set<std::string> names;
+    for (const ORQExcResultArray& array : reader.Results()->Arrays()) {
+        names.insert(array.name);
+    }
+    EXPECT_EQ(names,
+              (std::set<std::string>{"shell", "surface top", "attribute age", "node set all"}));
+    EXPECT_TRUE(reader.NodeSets().empty());
+    text += fmt::format("$Comments\n{}\n$EndComments\n", array_names::kViewsOfMesh);
+    EXPECT_THAT(ErrorOf(text), testing::HasSubstr("1.5 names no sides"));
+}
+
 TEST_F(Gmsh, SectionsMayStandInAnyOrderAndElementsInSeveralGroups) {
     GmshReader reader(Written(kTwoTriangles));
     ASSERT_EQ(reader.Blocks().size(), 2);
@@ -410,7 +535,7 @@ TEST_F(Gmsh, ErrorsNameSectionLineAndValue) {
     };
     const Case cases[] = {
         {"2.2 0 8", "1 0 8", "version 1 is not supported"},
-        {"2.2 0 8", "2.2 0 4", "data size 4"},
+        {"2.2 0 8", "2.2 1 4", "data size 4"},
         {"$MeshFormat\n2", "$Mesh\n2", "does not begin with $MeshFormat"},
         {"3 1 2 0 5 10 20", "3 1 2 0 5 10 31", "names node 31, which is missing"},
         {"7 2 2 1", "7 x 2 1", "$Elements: line 6: \"x\" is not a number"},

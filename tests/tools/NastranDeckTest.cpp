@@ -232,11 +232,40 @@ TEST_F(NastranDeckTest, NumbersAndCardsOfSeveralObjectsComeBackOnce) {
               "");
 }
 
+TEST_F(NastranDeckTest, SystemsOfDisplacementsAreFoundMissingOnce) {
+    const std::string deck = Written(
+        "BEGIN BULK\nCORD2C,5,,0.,0.,0.,0.,0.,1.\n,1.,0.,0.\n"
+        "GRID,1,,0.,0.,0.,5\nGRID,2,,1.,0.,0.,8\n"
+        "GRID,3,,1.,1.,0.,8\nGRID,4,,1.,1.,0.,-1\nENDDATA\n");
+    const CommandResult result = RunHere({"import", deck, "-o", m_folder / "m.orq", "--json"});
+    EXPECT_EQ(result.status, 1);
+    const json findings = json::parse(result.out)["report"]["findings"];
+    ASSERT_EQ(findings.size(), 1);
+    EXPECT_THAT(findings[0]["reason"].get<std::string>(),
+                HasSubstr("line 5: GRID 2: field 7: coordinate system 8 of its displacements is "
+                          "missing or wrong; 2 cards name it"));
+}
+
+TEST_F(NastranDeckTest, BytesThatAreNoTextComeBackInTheirColumns) {
+    const std::string line =
+        "DESVAR         1    D\xE4"
+        "CKE      1.      .1     10.";
+    const std::string deck = Written(
+        "$ Gr\xF6\xDF"
+        "e\nBEGIN BULK\nGRID,1,,0.,0.,0.\n" +
+        line +
+        "\nDESVAR         2    D\xC3\xA4"
+        "KE      1.      .1     10.\nENDDATA\n");
+    EXPECT_EQ(Difference(deck, 0), "");
+    EXPECT_THAT(Bytes(m_folder / "back.bdf"), HasSubstr(line + "\n"));
+}
+
 TEST_F(NastranDeckTest, WhatTheModelSaysOtherwiseIsWrittenAnew) {
     const std::string model = m_folder / "m.orq";
     // A kept card that contradicts the model, as after a change of the model.
     ASSERT_EQ(RunHere({"import",
-                       Written("GRID,1,,0.,0.,0.,7\nGRID,2,,1.,0.,0.,7\n"
+                       Written("CORD2R,7,,0.,0.,0.,0.,0.,1.\n,1.,0.,0.\n"
+                               "GRID,1,,0.,0.,0.,7\nGRID,2,,1.,0.,0.,7\n"
                                "GRID,3,,1.,1.,0.\nCTRIA3,1,7,1,2,3\nPSHELL,7,5,.1\n"
                                "MAT1,5,7.+10,,.3\nSET1,1,1,2\n"),
                        "-o", model})

@@ -66,7 +66,7 @@ TEST(FieldPlan, NamesSayWhichArraysAreOneField) {
         {{"q_x", "other", "q_y"}, Place::Node, "q_x/: 38; other/: 38; q_y/: 38; "},
         {{"_x", "_y", "a_y", "a_x"}, Place::Model, "_x/: 38; _y/: 38; a_y/: 38; a_x/: 38; "},
         {{"U1", "U2", "U3", "RF1"}, Place::Node, "UT/U_D: 0 12 20; RT/RF_D: 0; "},
-        {{"U1", "U1"}, Place::Node, "UT/U_D: 0; UT/U_D: 0; "},
+        {{"U1", "U1"}, Place::Node, "UT/U_D: 0; UT (2)/U_D: 0; "},
         {{"S11", "S22", "S33", "S12", "MISES"}, Place::Element, "S/S: 1 14 23 5; MISES/S: 38; "},
         {{"S11"}, Place::Model, "S11/: 38; "},
     };

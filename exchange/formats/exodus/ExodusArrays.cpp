@@ -21,6 +21,7 @@ namespace {
 
 using Array = ORQExcMeshSource::Array;
 
+constexpr std::int64_t kBytesAtOnce = 4 << 20;
 constexpr std::string_view kTimes = "time_step";
 
 /// Dimensions that the Exodus library defines when the results are written, and that must not be
@@ -378,19 +379,43 @@ class Writer {
               fmt::format("write attribute {}", kept.array.name));
     }
 
+    /// Its rows are letters, which are padded together.
+    static bool IsOneText(const Array& array) {
+        return array.scalarType == ORQSimScalarByte && array.dimensions.size() == 1;
+    }
+
+    /// A few megabytes at a time, whole rows.
     void PutValues(const Defined& defined) const {
         const Array& array = defined.kept->array;
-        std::vector<std::byte> values = ValuesOf(*defined.kept);
-        if (array.scalarType == ORQSimScalarByte && !defined.lengths.empty()) {
+        const std::int64_t rowBytes = array.RowSize() * ORQSimScalarSize(array.scalarType);
+        const auto nAtOnce = static_cast<int>(
+            std::clamp<std::int64_t>(kBytesAtOnce / std::max<std::int64_t>(rowBytes, 1), 1,
+                                     std::numeric_limits<int>::max()));
+        const auto nRows = static_cast<int>(SizeOf(array) == 0 ? 0 : array.NumRows());
+        for (int begin = 0; begin < nRows;) {
+            const int end = begin + (IsOneText(array) ? nRows : std::min(nAtOnce, nRows - begin));
+            PutRows(defined, begin, end);
+            begin = end;
+        }
+    }
+
+    void PutRows(const Defined& defined, int begin, int end) const {
+        const Array& array = defined.kept->array;
+        std::vector<std::byte> values(static_cast<std::size_t>((end - begin) * array.RowSize() *
+                                                               ORQSimScalarSize(array.scalarType)));
+        ReadKeptRows(*defined.kept, begin, end, values.data());
+        std::vector<std::size_t> first(defined.lengths.size(), 0);
+        std::vector<std::size_t> lengths = defined.lengths;
+        if (array.scalarType == ORQSimScalarByte && !lengths.empty()) {
             values = Padded(values, static_cast<std::size_t>(array.dimensions.back().length),
-                            defined.lengths.back());
+                            lengths.back());
         }
-        if (values.empty()) {
-            return;
+        if (!first.empty() && !IsOneText(array)) {
+            first[0] = static_cast<std::size_t>(begin);
+            lengths[0] = static_cast<std::size_t>(end - begin);
         }
-        const std::vector<std::size_t> first(defined.lengths.size(), 0);
         const auto put = [&](auto* typed, auto function) {
-            Check(function(m_id, defined.variable, first.data(), defined.lengths.data(), typed),
+            Check(function(m_id, defined.variable, first.data(), lengths.data(), typed),
                   fmt::format("write variable {}", array.name));
         };
         const void* data = values.data();

@@ -18,6 +18,7 @@
 #include "formats/exodus/ExodusResultExport.h"
 #include "model/KeptArrays.h"
 #include "model/Numbering.h"
+#include "model/ShellColumns.h"
 
 namespace orq::exchange {
 namespace {
@@ -33,6 +34,7 @@ class ExodusFile {
           m_results(results),
           m_path(path),
           m_report(report),
+          m_shells(model),
           m_surfaces(model.Surfaces()) {
         for (const KeptArray& kept : KeptArrays(model.Document())) {
             if (kept.format == "Exodus II") {
@@ -97,6 +99,11 @@ class ExodusFile {
         measure(m_model.NodeSets());
         measure(m_model.ElementSets());
         measure(m_surfaces);
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            for (const std::string& name : m_shells.NamesOf(block)) {
+                longest = std::max(longest, name.size());
+            }
+        }
         for (const ORQExcResults::Field& field : m_results.Fields()) {
             for (const ORQExcResults::Component& component : field.components) {
                 longest = std::max(longest, component.label.size());
@@ -106,6 +113,12 @@ class ExodusFile {
 
         ex_init_params sizes{};
         const std::string title = m_model.Title().substr(0, MAX_LINE_LENGTH);
+        if (title != m_model.Title()) {
+            m_report.Change("title", m_model.Title(), 1,
+                            fmt::format("it is cut to {} bytes", MAX_LINE_LENGTH));
+        } else if (!title.empty()) {
+            m_report.Keep("title", title, 1);
+        }
         std::copy(title.begin(), title.end(), sizes.title);
         sizes.num_dim = std::max(m_model.Dimension(), 1);
         sizes.num_nodes = m_model.NumNodes();
@@ -216,9 +229,15 @@ class ExodusFile {
         }
     }
 
+    /// An empty block, of a file that says a shape for it that nobody knows, or none.
+    static bool IsWithoutShape(const ORQExcModel::Block& block) {
+        return block.elements.IsEmpty() && std::string_view(block.shape->name) == "SPHERE" &&
+               ORQExcFindShapeByExodusName(block.shapeName, block.shape->nNodes) == nullptr;
+    }
+
     /// The block's own spelling where it says the same to readers of the format; else the shape's.
     static std::string SpelledShape(const ORQExcModel::Block& block) {
-        return ORQExcFindShapeByExodusName(block.shapeName, block.shape->nNodes) == block.shape
+        return IsWithoutShape(block) || IsExodusNameOf(block.shapeName, *block.shape)
                    ? block.shapeName
                    : ExodusNameOf(*block.shape);
     }
@@ -233,8 +252,8 @@ class ExodusFile {
             m_blockNumbers.push_back(number);
             const int nElements = block.elements.Size();
             Check(ex_put_block(m_id, EX_ELEM_BLOCK, number, SpelledShape(block).c_str(), nElements,
-                               block.shape->nNodes, 0, 0,
-                               static_cast<std::int64_t>(block.attributes.size())),
+                               IsWithoutShape(block) ? 0 : block.shape->nNodes, 0, 0,
+                               std::ssize(m_shells.NamesOf(block))),
                   "write an element block");
             PutName(EX_ELEM_BLOCK, number, "element block", block.name);
             for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {
@@ -247,6 +266,7 @@ class ExodusFile {
             m_report.Keep("element block", block.name, nElements);
         }
         WriteLabels(EX_ELEM_MAP, std::move(labelsInFile), "element");
+        m_shells.Report(m_report);
     }
 
     void WriteConnectivity(const ORQExcModel::Block& block, int number) const {
@@ -265,20 +285,20 @@ class ExodusFile {
     }
 
     void WriteAttributes(const ORQExcModel::Block& block, int number) const {
-        if (block.attributes.empty() || block.elements.IsEmpty()) {
+        std::vector<std::string> names = m_shells.NamesOf(block);
+        if (names.empty() || block.elements.IsEmpty()) {
             return;
         }
-        std::vector<double> values(static_cast<std::size_t>(block.elements.Size()) *
-                                   block.attributes.size());
-        m_model.ReadAttributes(block, 0, block.elements.Size(), values);
+        const std::vector<double> values = m_shells.ReadAll(block);
         Check(ex_put_attr(m_id, EX_ELEM_BLOCK, number, values.data()), "write attributes");
-        std::vector<std::string> names = block.attributes;
         std::vector<char*> pointers;
         for (std::string& name : names) {
+            name = FittingName("attribute", name, m_report);
             pointers.push_back(name.data());
         }
         Check(ex_put_attr_names(m_id, EX_ELEM_BLOCK, number, pointers.data()),
               "write attribute names");
+        m_report.Keep("attributes of block", block.name, std::ssize(names));
     }
 
     /// The places (from 1) of members in the file; members that the file lacks are left out.
@@ -379,6 +399,7 @@ class ExodusFile {
     const ORQExcResults& m_results;
     std::filesystem::path m_path;
     ORQExcReport& m_report;
+    ShellColumns m_shells;
     std::vector<KeptArray> m_kept;
     std::vector<const ORQExcModel::Set*> m_nodeSets;  // in the order of the file
     std::vector<const ORQExcModel::Set*> m_elementSets;

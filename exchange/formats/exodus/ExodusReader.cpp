@@ -13,6 +13,7 @@
 #include <fstream>
 #include <functional>
 #include <limits>
+#include <map>
 #include <utility>
 
 #include "ORQExcImportError.h"
@@ -323,6 +324,10 @@ ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) {
     const int nAttributes = CheckedCount(inFile.num_attribute, section);
     const ORQExcShape* shape = ORQExcFindShapeByExodusName(
         inFile.topology, CheckedCount(inFile.num_nodes_per_entry, section));
+    if (shape == nullptr && nElements == 0) {
+        // Programs say "NULL", or nothing, where a block has no elements; any shape will do.
+        shape = ORQExcFindShapeByName("SPHERE");
+    }
     if (shape == nullptr) {
         m_skippedBlocks.Drop("element block", ReadName(EX_ELEM_BLOCK, id, section), nElements,
                              fmt::format("a model has no shape \"{}\" with {} nodes",
@@ -479,6 +484,7 @@ std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
               section);
     }
     std::vector<Side> sides;
+    std::map<std::string, int> missing;
     for (std::size_t i = 0; i < elements.size(); ++i) {
         if (elements[i] < 1 || elements[i] > m_elementCount) {
             Fail(section, fmt::format("side {} is on element {}, there are {}", i + 1, elements[i],
@@ -490,11 +496,20 @@ std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
         }
         const ORQExcShape& shape = ShapeOf(element);
         if (numbers[i] < 1 || numbers[i] > static_cast<std::int64_t>(shape.sides.size())) {
-            Fail(section, fmt::format("side {} is side {} of element {}, a {} with {} sides", i + 1,
-                                      numbers[i], elements[i], shape.name, shape.sides.size()));
+            // In space the format gives plane elements two faces beside their edges.
+            const bool isOfShell = FileDimension() == 3 && shape.dimension == 2 && numbers[i] > 0 &&
+                                   numbers[i] <= static_cast<std::int64_t>(shape.sides.size()) + 2;
+            if (!isOfShell) {
+                Fail(section,
+                     fmt::format("side {} is side {} of element {}, a {} with {} sides", i + 1,
+                                 numbers[i], elements[i], shape.name, shape.sides.size()));
+            }
+            ++missing[fmt::format("a model knows no side {} of a {}", numbers[i], shape.name)];
+            continue;
         }
         sides.push_back({element, static_cast<int>(numbers[i] - 1)});
     }
+    m_missingSides[set] = std::move(missing);
     return sides;
 }
 
@@ -542,6 +557,11 @@ void ExodusReader::ReadArray(int array, int begin, int end, void* values) {
 ORQExcReport ExodusReader::Losses() const {
     ORQExcReport losses = m_skippedBlocks;
     losses.Append(m_arrays->Losses());
+    for (const auto& [set, missing] : m_missingSides) {
+        for (const auto& [reason, count] : missing) {
+            losses.Drop("side set", SideSets()[static_cast<std::size_t>(set)].name, count, reason);
+        }
+    }
     const auto nGroups = ex_inquire_int(m_handle.Id(), EX_INQ_NUM_CHILD_GROUPS);
     if (nGroups > 0) {
         losses.Drop("child groups", "", nGroups, "not imported");

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -106,6 +107,7 @@ class ExodusReader : public ORQExcMeshSource {
     std::vector<int> m_blockEnds;        // the element behind the last of each block
     std::vector<ElementRange> m_ranges;  // in file order, of all blocks
     ORQExcReport m_skippedBlocks;
+    std::map<int, std::map<std::string, int>> m_missingSides;  // by set and reason; once it is read
     std::vector<SetInFile> m_nodeSetsInFile;
     std::vector<SetInFile> m_elementSetsInFile;
     std::vector<SetInFile> m_sideSetsInFile;

@@ -76,7 +76,9 @@ class GmshCursor {
     T Text() {
         const std::string_view word = Word();
         T value{};
-        const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value);
+        const std::size_t sign = word.size() > 1 && word[0] == '+' && word[1] != '-' ? 1 : 0;
+        const auto [end, error] =
+            std::from_chars(word.data() + sign, word.data() + word.size(), value);
         if (error != std::errc() || end != word.data() + word.size()) {
             m_at -= word.size();
             Fail(fmt::format("\"{}\" is not a number that fits here", word.substr(0, 40)));

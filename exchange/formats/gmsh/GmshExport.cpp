@@ -66,6 +66,7 @@ class GmshFile {
         if (const std::string title = m_model.Title(); !title.empty()) {
             m_report.Drop("title", title, 1, "the format has no place for it");
         }
+        m_text << "$Comments\n" << array_names::kViewsOfMesh << "\n$EndComments\n";
         CollectGroups();
         CollectEntities();
         WriteGroups();

@@ -41,11 +41,12 @@ class GmshReader::Parser {
         ReadFormat();
         while (!m_in.AtEnd()) {
             const std::string section(m_in.Word());
-            if (!section.starts_with('$')) {
-                m_in.Fail(fmt::format("\"{}\" stands where a section should begin",
-                                      section.substr(0, 40)));
+            if (section.starts_with('$')) {
+                ReadSection(section);
+            } else {
+                m_in.Line();  // The format knows no text here, and its readers pass over it.
+                ++m_unread["lines between sections"];
             }
-            ReadSection(section);
         }
         if (!m_hasNodes) {
             m_in.EnterSection("$Nodes");
@@ -75,18 +76,25 @@ class GmshReader::Parser {
     };
 
     void ReadFormat() {
-        if (m_in.Word() != "$MeshFormat") {
+        std::string_view first = m_in.Word();
+        if (first == "$Comments" && m_in.SkipTo("$EndComments")) {
+            first = m_in.Word();
+        }
+        if (first != "$MeshFormat") {
             m_in.Fail("is not a Gmsh mesh: it does not begin with $MeshFormat");
         }
         const std::string version(m_in.Word());
         const int isBinary = m_in.Text<int>();
         const int dataSize = m_in.Text<int>();
-        m_isVersion4 = version == "4.1";
+        m_isVersion40 = version == "4" || version == "4.0";
+        m_isVersion4 = m_isVersion40 || version == "4.1";
         if (!m_isVersion4 && version != "2" && version != "2.0" && version != "2.1" &&
             version != "2.2") {
-            m_in.Fail(fmt::format("version {} is not supported; 2 to 2.2 and 4.1 are", version));
+            m_in.Fail(
+                fmt::format("version {} is not supported; 2 to 2.2, 4.0 and 4.1 are", version));
         }
-        if (dataSize != 8 || isBinary < 0 || isBinary > 1) {
+        // It is the size of counts in binary files of version 4, and says nothing in others.
+        if ((isBinary == 1 && dataSize != 8) || isBinary < 0 || isBinary > 1) {
             m_in.Fail(
                 fmt::format("file type {} with data size {} is not supported", isBinary, dataSize));
         }
@@ -117,6 +125,9 @@ class GmshReader::Parser {
         } else if (section == "$Entities" && m_isVersion4) {
             m_in.SkipLineEnd();
             ReadEntities();
+        } else if (section == "$PartitionedEntities" && m_isVersion4 && !m_isVersion40) {
+            m_in.SkipLineEnd();
+            ReadPartitionedEntities();
         } else if (section == "$Nodes") {
             if (std::exchange(m_hasNodes, true)) {
                 m_in.Fail("stands twice");
@@ -126,6 +137,8 @@ class GmshReader::Parser {
         } else if (section == "$Elements") {
             m_in.SkipLineEnd();
             m_isVersion4 ? ReadElements4() : ReadElements2();
+        } else if (section == "$Comments" && IsOurComment()) {
+            m_reader.m_results.LookForMarks();
         } else if (section == "$NodeData" || section == "$ElementData") {
             m_reader.m_results.ReadSection(m_in, section);
             return;
@@ -137,6 +150,17 @@ class GmshReader::Parser {
             return;
         }
         End(section);
+    }
+
+    /// Reads on behind our own comment; stays where it is before another.
+    bool IsOurComment() {
+        const std::size_t begin = m_in.At();
+        m_in.Line();
+        if (m_in.Line() == array_names::kViewsOfMesh) {
+            return true;
+        }
+        m_in.GoTo(begin);
+        return false;
     }
 
     void ReadPhysicalNames() {
@@ -170,21 +194,51 @@ class GmshReader::Parser {
             const int count =
                 m_in.Counted(counts[static_cast<std::size_t>(dimension)], 36, "entities");
             for (int i = 0; i < count; ++i) {
+                ReadGroups(dimension, m_in.Int(), m_isVersion40);
+            }
+        }
+    }
+
+    /// Parts of entities, each in the groups of the whole.
+    void ReadPartitionedEntities() {
+        m_in.Size();  // partitions
+        const int nGhosts = m_in.Counted(m_in.Size(), 8, "ghost entities");
+        for (int i = 0; i < 2 * nGhosts; ++i) {
+            m_in.Int();
+        }
+        std::array<int, 4> counts{};
+        for (int& count : counts) {
+            count = m_in.Size();
+        }
+        for (int dimension = 0; dimension < 4; ++dimension) {
+            const int count =
+                m_in.Counted(counts[static_cast<std::size_t>(dimension)], 52, "entities");
+            for (int i = 0; i < count; ++i) {
                 const int tag = m_in.Int();
-                for (int k = 0; k < (dimension == 0 ? 3 : 6); ++k) {
-                    m_in.Real();
-                }
-                std::vector<int>& groups = m_groupsOfEntity[{dimension, tag}];
-                const int nGroups = m_in.Counted(m_in.Size(), 4, "physical groups");
-                for (int k = 0; k < nGroups; ++k) {
-                    groups.push_back(m_in.Int());
-                }
-                const int nBounds =
-                    dimension == 0 ? 0 : m_in.Counted(m_in.Size(), 4, "bounding entities");
-                for (int k = 0; k < nBounds; ++k) {
+                m_in.Int();  // dimension and number of the whole
+                m_in.Int();
+                const int nPartitions = m_in.Counted(m_in.Size(), 4, "partitions");
+                for (int k = 0; k < nPartitions; ++k) {
                     m_in.Int();
                 }
+                ReadGroups(dimension, tag, false);
             }
+        }
+    }
+
+    /// The rest of an entity: its place or box, its groups and its bounds.
+    void ReadGroups(int dimension, int tag, bool hasBox) {
+        for (int k = 0; k < (dimension == 0 && !hasBox ? 3 : 6); ++k) {
+            m_in.Real();
+        }
+        std::vector<int>& groups = m_groupsOfEntity[{dimension, tag}];
+        const int nGroups = m_in.Counted(m_in.Size(), 4, "physical groups");
+        for (int k = 0; k < nGroups; ++k) {
+            groups.push_back(m_in.Int());
+        }
+        const int nBounds = dimension == 0 ? 0 : m_in.Counted(m_in.Size(), 4, "bounding entities");
+        for (int k = 0; k < nBounds; ++k) {
+            m_in.Int();
         }
     }
 
@@ -218,20 +272,21 @@ class GmshReader::Parser {
 
     void ReadNodes4() {
         const int nBlocks = m_in.Counted(m_in.Size(), 20, "blocks");
-        const int total = m_in.Counted(m_in.Size(), 32, "nodes");
-        m_in.Size();
-        m_in.Size();
+        const int total = m_in.Counted(m_in.Size(), 28, "nodes");
+        SkipRangeOfTags();
         for (int block = 0; block < nBlocks; ++block) {
-            const int dimension = Dimension(m_in.Int());
-            m_in.Int();
+            const EntityKey entity = ReadEntityKey();
             const bool isParametric = m_in.Int() != 0;
-            const int count = m_in.Counted(m_in.Size(), 32, "nodes");
-            for (int i = 0; i < count; ++i) {
+            const int count = m_in.Counted(m_in.Size(), 28, "nodes");
+            for (int i = 0; i < count && !m_isVersion40; ++i) {
                 AddNode(m_in.Size());
             }
             for (int i = 0; i < count; ++i) {
+                if (m_isVersion40) {
+                    AddNode(m_in.Int());
+                }
                 AddPoint();
-                for (int k = 0; isParametric && k < dimension; ++k) {
+                for (int k = 0; isParametric && k < entity.dimension; ++k) {
                     m_in.Real();
                 }
             }
@@ -241,6 +296,25 @@ class GmshReader::Parser {
                                   m_reader.m_nodeLabels.size()));
         }
     }
+
+    /// The least and the greatest number, which version 4.0 does not say.
+    void SkipRangeOfTags() {
+        if (!m_isVersion40) {
+            m_in.Size();
+            m_in.Size();
+        }
+    }
+
+    /// Version 4.0 has the number of an entity before its dimension.
+    EntityKey ReadEntityKey() {
+        const int first = m_in.Int();
+        const int second = m_in.Int();
+        return m_isVersion40 ? EntityKey{Dimension(second), first}
+                             : EntityKey{Dimension(first), second};
+    }
+
+    /// The number of an element, or of one of its nodes.
+    int ReadTag() { return m_isVersion4 && !m_isVersion40 ? m_in.Size() : m_in.Int(); }
 
     // --- Elements --------------------------------------------------------------------------------
 
@@ -252,7 +326,7 @@ class GmshReader::Parser {
             m_in.Fail(fmt::format("element type {} is not known", type));
         } else {
             for (int i = 0; i < nNodes; ++i) {
-                m_isVersion4 ? m_in.Size() : m_in.Int();
+                ReadTag();
             }
         }
         ++m_skipped[type];
@@ -324,28 +398,26 @@ class GmshReader::Parser {
 
     void ReadElements4() {
         const int nBlocks = m_in.Counted(m_in.Size(), 20, "blocks");
-        const int total = m_in.Counted(m_in.Size(), 16, "elements");
-        m_in.Size();
-        m_in.Size();
+        const int total = m_in.Counted(m_in.Size(), 8, "elements");
+        SkipRangeOfTags();
         int seen = 0;
         for (int i = 0; i < nBlocks; ++i) {
-            const int dimension = Dimension(m_in.Int());
-            const int entityTag = m_in.Int();
+            const EntityKey entity = ReadEntityKey();
             const int type = m_in.Int();
-            const int count = m_in.Counted(m_in.Size(), 16, "elements");
+            const int count = m_in.Counted(m_in.Size(), 8, "elements");
             seen += count;
             if (ORQExcFindShapeByGmshType(type) == nullptr) {
                 for (int k = 0; k < count; ++k) {
-                    m_in.Size();
+                    ReadTag();
                     SkipNodes(type);
                 }
                 continue;
             }
-            RawBlock& block = BlockFor({dimension, entityTag}, type);
+            RawBlock& block = BlockFor(entity, type);
             std::vector<int> nodes(static_cast<std::size_t>(block.shape->nNodes));
             for (int k = 0; k < count; ++k) {
-                const int tag = m_in.Size();
-                std::ranges::generate(nodes, [this] { return m_in.Size(); });
+                const int tag = ReadTag();
+                std::ranges::generate(nodes, [this] { return ReadTag(); });
                 AddElement(block, tag, nodes, 0);
             }
         }
@@ -368,13 +440,12 @@ class GmshReader::Parser {
         }
         m_in.EnterSection("$Elements");
         int first = 0;
-        std::vector<int> firstOfBlock;
         for (const RawBlock& block : m_blocks) {
             AddBlock(block, ordinals);
-            firstOfBlock.push_back(first);
+            m_firstOfBlock.push_back(first);
             first += static_cast<int>(block.labels.size());
         }
-        ResolveGroups(firstOfBlock);
+        ResolveGroups();
         m_reader.m_results.Resolve(
             [&](int tag) {
                 const auto found = ordinals.find(tag);
@@ -384,7 +455,7 @@ class GmshReader::Parser {
                 const auto found = m_elementPlaces.find(tag);
                 return found == m_elementPlaces.end()
                            ? -1
-                           : firstOfBlock[static_cast<std::size_t>(found->second.first)] +
+                           : m_firstOfBlock[static_cast<std::size_t>(found->second.first)] +
                                  static_cast<int>(found->second.second);
             });
         AddMarks();
@@ -419,7 +490,7 @@ class GmshReader::Parser {
                                         block.labels.end());
     }
 
-    void ResolveGroups(const std::vector<int>& firstOfBlock) {
+    void ResolveGroups() {
         std::map<EntityKey, std::vector<int>> members;
         for (const auto& [key, name] : m_names) {
             members[key];
@@ -427,7 +498,7 @@ class GmshReader::Parser {
         for (const auto& [key, tags] : m_groups) {
             for (const int tag : tags) {
                 const auto& [block, row] = m_elementPlaces.at(tag);
-                members[key].push_back(firstOfBlock[static_cast<std::size_t>(block)] +
+                members[key].push_back(m_firstOfBlock[static_cast<std::size_t>(block)] +
                                        static_cast<int>(row));
             }
         }
@@ -440,7 +511,7 @@ class GmshReader::Parser {
                 // A negative number turns the entity round; the elements stay the same.
                 auto& of = members[{m_blocks[i].entity.dimension, std::abs(signedTag)}];
                 for (std::size_t row = 0; row < m_blocks[i].labels.size(); ++row) {
-                    of.push_back(firstOfBlock[i] + static_cast<int>(row));
+                    of.push_back(m_firstOfBlock[i] + static_cast<int>(row));
                 }
             }
         }
@@ -448,7 +519,7 @@ class GmshReader::Parser {
             std::ranges::sort(elements);
             elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
             const auto name = m_names.find(key);
-            if (name != m_names.end() && NamesBlock(elements, firstOfBlock, name->second)) {
+            if (name != m_names.end() && NamesBlock(elements, name->second)) {
                 continue;
             }
             m_reader.m_contents.elementSets.push_back(
@@ -461,15 +532,15 @@ class GmshReader::Parser {
     }
 
     /// A named group of the elements of one block is the block; the first such one names it.
-    bool NamesBlock(const std::vector<int>& elements, const std::vector<int>& firstOfBlock,
-                    const std::string& name) {
+    bool NamesBlock(const std::vector<int>& elements, const std::string& name) {
         if (elements.empty()) {
             return false;
         }
-        const auto place = static_cast<std::size_t>(
-            std::ranges::upper_bound(firstOfBlock, elements.front()) - firstOfBlock.begin() - 1);
+        const auto place =
+            static_cast<std::size_t>(std::ranges::upper_bound(m_firstOfBlock, elements.front()) -
+                                     m_firstOfBlock.begin() - 1);
         Block& block = m_reader.m_contents.blocks[place];
-        if (elements.front() != firstOfBlock[place] || std::ssize(elements) != block.nElements ||
+        if (elements.front() != m_firstOfBlock[place] || std::ssize(elements) != block.nElements ||
             elements.back() != elements.front() + block.nElements - 1 ||
             !m_namedBlocks.insert(place).second) {
             return false;
@@ -500,12 +571,9 @@ class GmshReader::Parser {
 
     /// The block that holds an element, and the number of its first one.
     std::pair<std::size_t, int> BlockWith(int element) const {
-        std::size_t place = 0;
-        int first = 0;
-        while (element >= first + m_reader.Blocks()[place].nElements) {
-            first += m_reader.Blocks()[place++].nElements;
-        }
-        return {place, first};
+        // Of blocks without elements, which begin where the next one does, the last is meant.
+        const auto after = std::ranges::upper_bound(m_firstOfBlock, element);
+        return {static_cast<std::size_t>(after - m_firstOfBlock.begin() - 1), *(after - 1)};
     }
 
     /// A block of which every element is marked is one of shells.
@@ -577,11 +645,13 @@ class GmshReader::Parser {
     std::map<int, std::int64_t> m_skipped;  // elements, by type
     std::set<std::size_t> m_namedBlocks;
     bool m_isVersion4 = false;
+    bool m_isVersion40 = false;
     bool m_hasNodes = false;
     std::map<EntityKey, std::string> m_names;  // of physical groups
     std::map<EntityKey, std::vector<int>> m_groupsOfEntity;
     std::map<std::array<int, 3>, std::size_t> m_blockPlaces;  // dimension, entity, type
     std::vector<RawBlock> m_blocks;
+    std::vector<int> m_firstOfBlock;  // ordinals of elements
     std::unordered_map<int, std::pair<std::ptrdiff_t, std::size_t>> m_elementPlaces;  // by number
     std::map<EntityKey, std::vector<int>> m_groups;  // element numbers, version 2
 };

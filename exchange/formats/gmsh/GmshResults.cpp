@@ -121,9 +121,9 @@ GmshResults::Section GmshResults::ParseSection(GmshCursor& in, const std::string
 }
 
 /// Whether a section says something of the mesh, as our own export writes it.
-bool GmshResults::IsMark(const Section& section) {
+bool GmshResults::IsMark(const Section& section) const {
     const std::string_view name = section.name;
-    return section.nComponents == 1 &&
+    return m_hasMarks && section.nComponents == 1 &&
            (section.place == Place::Node
                 ? name.starts_with(array_names::kNodeSet)
                 : name == array_names::kShells || name.starts_with(array_names::kSurface) ||
@@ -142,7 +142,7 @@ void GmshResults::Resolve(const Find& node, const Find& element) {
                 {section.name, std::move(section.members), std::move(section.values)});
         }
     }
-    std::erase_if(m_sections, [](const Section& section) { return IsMark(section); });
+    std::erase_if(m_sections, [this](const Section& section) { return IsMark(section); });
     for (const Section& section : m_sections) {
         m_times.push_back(section.time);
     }

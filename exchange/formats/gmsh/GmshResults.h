@@ -22,6 +22,8 @@ class GmshResults : public ORQExcResultSource {
     /// Reads on behind the section's name, and over its end mark. Throws ORQExcImportError when
     /// there is no end mark.
     void ReadSection(GmshCursor& in, const std::string& section);
+    /// From now on numbers that our own export gives to members of the mesh are no results.
+    void LookForMarks() { m_hasMarks = true; }
     /// Finds nodes and elements by their numbers in the file; -1 says that there is none.
     using Find = std::function<int(int tag)>;
     void Resolve(const Find& node, const Find& element);
@@ -55,13 +57,14 @@ class GmshResults : public ORQExcResultSource {
         std::size_t last;                                   // section that was added
     };
 
-    static bool IsMark(const Section& section);
+    bool IsMark(const Section& section) const;
     Section ParseSection(GmshCursor& in, const std::string& section);
     void FindMembers(Section& section, const Find& find);
     void AddToArray(std::size_t number);
     bool HasValues(std::size_t array, int time, const std::vector<int>& members) const;
     std::size_t NewArray(const Section& section);
 
+    bool m_hasMarks = false;
     std::vector<Section> m_sections;
     std::vector<Marks> m_marks;
     std::vector<double> m_times;

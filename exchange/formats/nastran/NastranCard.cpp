@@ -29,11 +29,17 @@ std::optional<T> Parsed(std::string_view text) {
 }  // namespace
 
 std::string_view BulkTrimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos) {
-        return {};
+    // Every field of every card passes here, so no search for a set of characters.
+    const auto isBlank = [](char c) { return c == ' ' || c == '\t'; };
+    const char* begin = text.data();
+    const char* end = begin + text.size();
+    while (begin != end && isBlank(*begin)) {
+        ++begin;
     }
-    return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+    while (begin != end && isBlank(end[-1])) {
+        --end;
+    }
+    return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 std::string BulkUpper(std::string_view text) {

@@ -145,6 +145,7 @@ bool NastranDeck::Include(std::string_view raw, const BulkPlace& place) {
         Open(path, place);
     } catch (const ORQExcImportError& error) {
         m_problems.Find(place, "included file", *name, fmt::format("INCLUDE: {}", error.what()));
+        m_lacksIncludes = true;
         m_made.push_back("INCLUDE '" + *name + "'");
         m_line.raw = m_made.back();
         m_line.isInFile = false;

@@ -52,6 +52,8 @@ class NastranDeck {
     const std::string& ExecutiveControl() const { return m_executive; }
     const std::string& CaseControl() const { return m_case; }
     bool HasControl() const { return m_hasControl; }
+    /// Whether a file that it includes cannot be read.
+    bool LacksIncludes() const { return m_lacksIncludes; }
     /// Lines behind ENDDATA.
     std::int64_t NumLinesBehindEnd() const { return m_nLinesBehindEnd; }
 
@@ -102,6 +104,7 @@ class NastranDeck {
     bool m_hasLine = false;
     State m_state = State::Bulk;
     bool m_hasControl = false;
+    bool m_lacksIncludes = false;
     std::string m_executive;
     std::string m_case;
     std::vector<Part> m_parts = {{}};

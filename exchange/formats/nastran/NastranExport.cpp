@@ -62,6 +62,7 @@ class Deck {
     void WriteControl() {
         if (const std::string title = m_model.Title(); !title.empty()) {
             m_text.Comment(title);
+            m_report.Change("title", title, 1, "it became a comment");
         }
         for (const std::string_view section : {kNastranExecutive, kNastranCase}) {
             for (const ORQExcKeptText& text : m_kept) {
@@ -214,6 +215,10 @@ void WriteNastran(const ORQExcModel& model, const ORQExcResults& results,
     Deck(model, file, report).Write();
     if (!results.Frames().empty()) {
         report.Drop("times", "", std::ssize(results.Frames()), "bulk data has no results");
+    }
+    for (const ORQExcResults::Field& field : results.Fields()) {
+        report.Drop(ORQExcFieldKind(field.place), field.name, std::ssize(field.components),
+                    "bulk data has no results");
     }
 }
 

@@ -25,7 +25,7 @@ ORQExcKeptText TextOf(std::string_view section, const std::string& instance, std
     kept.format = kNastranFormat;
     kept.section = section;
     kept.instance = instance;
-    kept.text = AsUtf8(std::move(text));
+    kept.text = std::move(text);
     return kept;
 }
 

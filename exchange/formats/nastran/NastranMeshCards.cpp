@@ -9,6 +9,7 @@
 
 #include "formats/nastran/NastranDeck.h"
 #include "formats/nastran/NastranSetCards.h"
+#include "model/ShellColumns.h"
 
 namespace orq::exchange {
 namespace {
@@ -16,6 +17,8 @@ namespace {
 constexpr int kSlice = 1 << 16;  // nodes or elements at a time
 constexpr int kFirstCoordinateField = 3;
 constexpr int kConstraintsField = 7;
+constexpr int kThicknessField = 3;                  // of a plate
+constexpr std::string_view kOffsetField = "ZOFFS";  // by its name
 
 bool IsInteger(double value) {
     return value == std::round(value) && std::abs(value) <= std::numeric_limits<int>::max();
@@ -32,6 +35,16 @@ void SetAttributes(BulkFields& fields, const std::map<std::size_t, NastranElemen
             fields.Set(field.field, static_cast<int>(value));
         } else {
             fields.Set(field.field, value);
+        }
+    }
+}
+
+/// The thickness at every corner.
+void SetThickness(BulkFields& fields, const NastranElementCard& card, double thickness) {
+    for (const NastranElementField& field : card.fields) {
+        if (field.real != nullptr && std::string_view(field.real).starts_with('T') &&
+            std::string_view(field.real).size() == 2 && std::isfinite(thickness)) {
+            fields.Set(field.field, thickness);
         }
     }
 }
@@ -168,43 +181,79 @@ NastranMeshCards::BlockPlan NastranMeshCards::PlanFor(const ORQExcModel::Block& 
     } else {
         m_scope.report.Keep("element block", block.name, count);
     }
-    return {card.card, card.shape->nNodes, PropertyFor(block, *card.card),
-            FieldsOfAttributes(block, *card.card)};
+    BlockPlan plan{card.card, card.shape->nNodes, 0, FieldsOfAttributes(block, *card.card)};
+    PutProperty(block, plan);
+    return plan;
 }
 
 /// The property of the elements that have no section; a placeholder stands for one that the model
 /// does not have. In a model that comes from a deck, a property that is not there was missing.
-int NastranMeshCards::PropertyFor(const ORQExcModel::Block& block, const NastranElementCard& card) {
+void NastranMeshCards::PutProperty(const ORQExcModel::Block& block, BlockPlan& plan) {
+    const NastranElementCard& card = *plan.card;
     std::vector<int> elements(static_cast<std::size_t>(block.elements.Size()));
     block.elements.OrderedMembers(elements.data());
     const bool hasSections = card.IsShell() && std::ranges::all_of(elements, [&](int element) {
                                  return m_sections.SectionOf(element) != ORQExcLayup::kNone;
                              });
     if (card.family == nullptr || hasSections) {
-        return 0;
+        DropThickness(block, card);
+        return;
     }
     if (m_scope.isOfDeck && block.shapeName == card.name) {
-        return block.number;
+        plan.property = block.number;
+        return;
     }
-    const int number = m_sections.NewNumber(block.number);
+    plan.property = m_sections.NewNumber(block.number);
     if (block.definition.empty()) {
-        WritePlaceholder(block, card, number);
+        WritePlaceholder(block, plan);
     } else if (m_definitions.insert(block.definition).second) {
         WriteDefinition(block.definition);
     }
-    return number;
 }
 
-void NastranMeshCards::WritePlaceholder(const ORQExcModel::Block& block,
-                                        const NastranElementCard& card, int number) {
-    const std::string name(NastranPlaceholderCard(card.family));
+void NastranMeshCards::WritePlaceholder(const ORQExcModel::Block& block, BlockPlan& plan) {
+    const std::string name(NastranPlaceholderCard(plan.card->family));
     BulkFields fields;
-    fields.Set(1, number);
+    fields.Set(1, plan.property);
+    if (const auto thickness = ThicknessOf(block, plan)) {
+        fields.Set(kThicknessField, *thickness);
+    }
     m_scope.text.Card(name, fields);
-    m_scope.report.Note("property", fmt::format("{} {}", name, number), 1,
-                        fmt::format("a placeholder without a material: the model has no section "
-                                    "of the block \"{}\"",
-                                    block.name));
+    m_scope.report.Note("property", fmt::format("{} {}", name, plan.property), 1,
+                        "a placeholder without a material: the model has no section of the block");
+}
+
+void NastranMeshCards::DropThickness(const ORQExcModel::Block& block,
+                                     const NastranElementCard& card) const {
+    for (std::size_t i = 0; i < block.attributes.size(); ++i) {
+        if (card.IsShell() && IsThicknessAttribute(block, i)) {
+            m_scope.report.Drop("attribute", block.attributes[i], block.elements.Size(),
+                                "the sections of the elements have it");
+        }
+    }
+}
+
+/// The thickness of all elements of a block of shells. Where they differ, each has its own.
+std::optional<double> NastranMeshCards::ThicknessOf(const ORQExcModel::Block& block,
+                                                    BlockPlan& plan) const {
+    const std::size_t nAttributes = block.attributes.size();
+    std::size_t place = 0;
+    while (place < nAttributes && !IsThicknessAttribute(block, place)) {
+        ++place;
+    }
+    if (place == nAttributes || !plan.card->IsShell()) {
+        return std::nullopt;
+    }
+    std::vector<double> values(static_cast<std::size_t>(block.elements.Size()) * nAttributes);
+    m_scope.model.ReadAttributes(block, 0, block.elements.Size(), values);
+    const double first = values[place];
+    for (std::size_t i = place; i < values.size(); i += nAttributes) {
+        if (values[i] != first) {
+            plan.thickness = place;
+            return std::nullopt;
+        }
+    }
+    return std::isfinite(first) ? std::optional(first) : std::nullopt;
 }
 
 /// A card as text, its name and fields with commas between them: databases of earlier releases
@@ -225,8 +274,17 @@ void NastranMeshCards::WriteDefinition(std::string_view definition) {
 std::map<std::size_t, NastranElementField> NastranMeshCards::FieldsOfAttributes(
     const ORQExcModel::Block& block, const NastranElementCard& card) const {
     std::map<std::size_t, NastranElementField> fields;
+    const auto offset = std::ranges::find(block.attributes, kOffsetAttribute);
     for (std::size_t i = 0; i < block.attributes.size(); ++i) {
-        const std::string& name = block.attributes[i];
+        if (card.IsShell() && IsThicknessAttribute(block, i)) {
+            continue;  // It is the property's.
+        }
+        // The offset contains the element's own, which therefore gives way.
+        const bool isOffset = block.attributes.begin() + static_cast<std::ptrdiff_t>(i) == offset;
+        if (offset != block.attributes.end() && block.attributes[i] == kOffsetField) {
+            continue;
+        }
+        const std::string& name = isOffset ? std::string(kOffsetField) : block.attributes[i];
         for (const NastranElementField& field : card.fields) {
             if (field.real != nullptr && name == field.real) {
                 fields[i] = {field.field, field.real, nullptr};
@@ -276,6 +334,9 @@ BulkFields NastranMeshCards::FieldsOf(const BlockPlan& plan, int element,
     BulkFields fields;
     fields.Set(1, m_scope.elementLabels[static_cast<std::size_t>(element)]);
     SetAttributes(fields, plan.fieldsOfAttributes, attributes);
+    if (plan.thickness) {
+        SetThickness(fields, *plan.card, attributes[*plan.thickness]);
+    }
     SetProperty(fields, plan, element);
     SetNodes(fields, *plan.card, nodes);
     return fields;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
@@ -29,14 +30,17 @@ class NastranMeshCards {
         int nNodes;    // of the card
         int property;  // of elements that have no section; 0: the card names none
         std::map<std::size_t, NastranElementField> fieldsOfAttributes;
+        /// The attribute that is the thickness of each element, where the property has none.
+        std::optional<std::size_t> thickness = {};
     };
 
     std::map<int, int> Constraints() const;
     void WriteBlock(const ORQExcModel::Block& block, const BlockPlan& plan);
     BlockPlan PlanFor(const ORQExcModel::Block& block, const NastranElementCardFor& card);
-    int PropertyFor(const ORQExcModel::Block& block, const NastranElementCard& card);
-    void WritePlaceholder(const ORQExcModel::Block& block, const NastranElementCard& card,
-                          int number);
+    void PutProperty(const ORQExcModel::Block& block, BlockPlan& plan);
+    void WritePlaceholder(const ORQExcModel::Block& block, BlockPlan& plan);
+    void DropThickness(const ORQExcModel::Block& block, const NastranElementCard& card) const;
+    std::optional<double> ThicknessOf(const ORQExcModel::Block& block, BlockPlan& plan) const;
     void WriteDefinition(std::string_view definition);
     std::map<std::size_t, NastranElementField> FieldsOfAttributes(
         const ORQExcModel::Block& block, const NastranElementCard& card) const;

@@ -10,6 +10,7 @@ namespace {
 
 constexpr int kFirstCoordinate = 3;
 constexpr int kLastCoordinate = 5;
+constexpr int kDisplacementField = 6;
 constexpr int kConstraintsField = 7;
 constexpr std::size_t kDigitsOfLargeLabels = 10;
 
@@ -22,6 +23,7 @@ BulkTaken NastranNodes::Add(const BulkCard& card) {
     if (card.Name() == "GRDSET") {
         m_defaultSystem = card.Int(2).value_or(0);
         m_defaultConstraints = card.Int(kConstraintsField).value_or(0);
+        NoteDisplacementSystem(card);
         return BulkTaken::Partly;
     }
     if (card.Name() == "SPOINT" || card.Name() == "EPOINT") {
@@ -50,9 +52,43 @@ BulkTaken NastranNodes::AddNode(const BulkCard& card) {
         m_coordinates.push_back(card.RealOr(field, 0));
     }
     m_constraints.push_back(constraints);
+    if (hasMore && !card.IsBlank(kDisplacementField)) {
+        NoteDisplacementSystem(card);
+    }
     const bool lacksNumber = card.IsBlank(3) || card.IsBlank(4) || card.IsBlank(5);
     m_saysMore.push_back(hasMore || lacksNumber || !card.IsBlank(2) ? 1 : 0);
     return BulkTaken::Wholly;
+}
+
+/// 0 is the basic system, and -1 says that the node is of a fluid.
+void NastranNodes::NoteDisplacementSystem(const BulkCard& card) {
+    // What is no number stays on the card, as displacements are no matter of the mesh.
+    const int number =
+        card.IsInt(kDisplacementField) ? card.Int(kDisplacementField).value_or(0) : 0;
+    if (number <= 0) {
+        return;
+    }
+    const auto [at, isNew] = m_displacementSystems.try_emplace(number);
+    if (isNew) {
+        at->second = {
+            card.Name() == "GRID" ? fmt::format("GRID {}", card.Text(1)) : std::string(card.Name()),
+            card.Place(), 0};
+    }
+    ++at->second.nCards;
+}
+
+void NastranNodes::ComplainOfDisplacementSystems(NastranCoordinates& coordinates) const {
+    for (const auto& [number, named] : m_displacementSystems) {
+        if (coordinates.Find(number) == nullptr) {
+            m_problems.Find(
+                named.place, "node", named.card,
+                fmt::format(
+                    "{}: {}: coordinate system {} of its displacements is missing or "
+                    "wrong{}",
+                    named.card, BulkFieldName(kDisplacementField), number,
+                    named.nCards == 1 ? "" : fmt::format("; {} cards name it", named.nCards)));
+        }
+    }
 }
 
 /// Labels, and ranges with THRU.
@@ -151,6 +187,7 @@ void NastranNodes::Resolve(NastranCoordinates& coordinates, NastranKept& kept,
     for (const int number : coordinates.Numbers()) {
         coordinates.Find(number);  // while the nodes stand as they were given
     }
+    ComplainOfDisplacementSystems(coordinates);
     int nMoved = 0;
     for (std::size_t i = 0; i < m_labels.size(); ++i) {
         const int number = SystemOf(i);

@@ -45,7 +45,17 @@ class NastranNodes {
     NastranCoordinates::Point Given(std::size_t ordinal) const;
     int SystemOf(std::size_t ordinal) const;
 
+    void NoteDisplacementSystem(const BulkCard& card);
+    void ComplainOfDisplacementSystems(NastranCoordinates& coordinates) const;
+
     static constexpr int kBlank = -1;
+
+    /// The first card that names a system for displacements, and how many do.
+    struct NamedSystem {
+        std::string card;
+        BulkPlace place;
+        int nCards;
+    };
 
     NastranProblems& m_problems;
     std::vector<int> m_labels;
@@ -57,7 +67,8 @@ class NastranNodes {
     std::vector<char> m_saysMore;  // whether a card has more than label and coordinates
     LabelIndex m_index;
     NastranCoordinates::GivenNode m_others;
-    std::vector<std::pair<int, int>> m_scalars;  // first and last label
+    std::vector<std::pair<int, int>> m_scalars;        // first and last label
+    std::map<int, NamedSystem> m_displacementSystems;  // by number
     int m_defaultSystem = 0;
     int m_defaultConstraints = 0;
 };

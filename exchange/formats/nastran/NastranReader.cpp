@@ -59,7 +59,8 @@ void NastranReader::Read(const std::filesystem::path& file) {
         m_contents.nNodes += static_cast<int>(part->nodes.Labels().size());
     }
     m_problems.Check();
-    if (m_contents.nNodes == 0 && (!deck.HasControl() || m_parts.empty())) {
+    const bool isDeck = deck.HasControl() || deck.LacksIncludes();
+    if (m_contents.nNodes == 0 && (!isDeck || m_parts.empty())) {
         throw ORQExcImportError(file, "bulk data", "the deck has no GRID card");
     }
     PutControl(deck.ExecutiveControl(), kNastranExecutive, {}, m_contents.keptTexts);

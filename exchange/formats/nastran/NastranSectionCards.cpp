@@ -135,10 +135,10 @@ void NastranSectionCards::Write() {
     };
     for (std::size_t i = 0; i < m_scope.layup.orientations.size(); ++i) {
         const ORQExcLayup::Orientation& orientation = m_scope.layup.orientations[i];
-        if (!m_scope.HasNamed(orientation.name) || IsBasic(orientation)) {
+        if (!m_scope.HasNamed(orientation.name)) {
             continue;
         }
-        if (!isKept(m_scope.OwnName(orientation.name))) {
+        if (!IsBasic(orientation) && !isKept(m_scope.OwnName(orientation.name))) {
             WriteOrientation(orientation, m_orientationNumbers[i]);
         }
         m_scope.report.Keep("orientation", orientation.name, 1);
@@ -157,6 +157,18 @@ void NastranSectionCards::Write() {
             WriteLaminate(section, IsOfDeck(section) ? section.kind : "PCOMP", m_numbers[i]);
         }
         m_scope.report.Keep("section", section.name, std::ssize(section.layers));
+        if (section.kind == "PCOMPG") {
+            KeepPlies(section);
+        }
+    }
+}
+
+void NastranSectionCards::KeepPlies(const ORQExcLayup::Section& section) {
+    for (const ORQExcLayup::Layer& layer : section.layers) {
+        if (layer.ply != ORQExcLayup::kNone && m_keptPlies.insert(layer.ply).second) {
+            m_scope.report.Keep("ply",
+                                m_scope.layup.plies[static_cast<std::size_t>(layer.ply)].name, 1);
+        }
     }
 }
 

@@ -36,6 +36,7 @@ class NastranSectionCards {
   private:
     void FindChanges();
     void FindSections();
+    void KeepPlies(const ORQExcLayup::Section& section);
     void WriteOrientation(const ORQExcLayup::Orientation& orientation, int number);
     void WritePlate(const ORQExcLayup::Section& section, int number);
     void WriteLaminate(const ORQExcLayup::Section& section, const std::string& card, int number);
@@ -49,6 +50,7 @@ class NastranSectionCards {
     std::vector<int> m_sectionOf;
     std::set<std::string> m_elementSets;
     std::set<std::string> m_changed;  // objects that their kept cards no longer tell
+    std::set<int> m_keptPlies;        // places in the layup
     Numbers m_propertyNumbers;
 };
 

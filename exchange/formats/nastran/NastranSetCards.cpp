@@ -53,7 +53,12 @@ void NastranSetCards::Write(const NastranSectionCards& sections) {
         m_scope.report.Keep("node set", set.name, set.members.Size());
     }
     for (const ORQExcModel::Set* set : m_scope.model.ElementSetsBesideBlocks()) {
-        if (!m_scope.HasNamed(set->name) || sections.IsOfSections(set->name)) {
+        if (!m_scope.HasNamed(set->name)) {
+            continue;
+        }
+        if (sections.IsOfSections(set->name)) {
+            m_scope.report.Change("element set", set->name, set->members.Size(),
+                                  "its elements name the property that the set was for");
             continue;
         }
         if (!IsKept(m_scope.OwnName(set->name))) {

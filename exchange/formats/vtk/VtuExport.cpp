@@ -17,6 +17,7 @@
 #include "ORQExcExportError.h"
 #include "ORQExcXmlText.h"
 #include "model/ArrayNames.h"
+#include "model/ShellColumns.h"
 
 namespace orq::exchange {
 namespace {
@@ -27,12 +28,13 @@ constexpr std::string_view kText = "String";
 class VtuFile {
   public:
     /// `frame` is -1 for a mesh without results.
-    VtuFile(const ORQExcModel& model, const ORQExcResults& results, int frame,
-            const std::filesystem::path& path)
+    VtuFile(const ORQExcModel& model, const ShellColumns& shells, const ORQExcResults& results,
+            int frame, const std::filesystem::path& path)
         : m_model(model),
           m_results(results),
           m_frame(frame),
           m_path(path),
+          m_shells(shells),
           m_out(path, std::ios::binary) {
         for (const ORQExcModel::Block& block : model.Blocks()) {
             m_nCells += block.elements.Size();
@@ -137,7 +139,7 @@ class VtuFile {
     void AddAttributes() {
         std::vector<std::string> names;
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
-            for (const std::string& name : block.attributes) {
+            for (const std::string& name : m_shells.NamesOf(block)) {
                 if (std::ranges::find(names, name) == names.end()) {
                     names.push_back(name);
                 }
@@ -151,19 +153,12 @@ class VtuFile {
 
     void PutAttribute(const std::string& name) {
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
-            const auto n = static_cast<std::size_t>(block.elements.Size());
-            std::vector<double> column(n, std::numeric_limits<double>::quiet_NaN());
-            const auto found = std::ranges::find(block.attributes, name);
-            if (found != block.attributes.end()) {
-                const std::size_t nAttributes = block.attributes.size();
-                const auto place = static_cast<std::size_t>(found - block.attributes.begin());
-                std::vector<double> values(n * nAttributes);
-                m_model.ReadAttributes(block, 0, block.elements.Size(), values);
-                for (std::size_t row = 0; row < n; ++row) {
-                    column[row] = values[row * nAttributes + place];
-                }
-            }
-            PutAll(column);
+            const std::vector<std::string>& names = m_shells.NamesOf(block);
+            const auto found = std::ranges::find(names, name);
+            PutAll(found == names.end()
+                       ? std::vector<double>(static_cast<std::size_t>(block.elements.Size()),
+                                             std::numeric_limits<double>::quiet_NaN())
+                       : m_shells.Read(block, static_cast<std::size_t>(found - names.begin())));
         }
     }
 
@@ -393,6 +388,7 @@ class VtuFile {
     const ORQExcResults& m_results;
     int m_frame;
     std::filesystem::path m_path;
+    const ShellColumns& m_shells;
     std::ofstream m_out;
     std::vector<Array> m_arrays;
     std::int64_t m_nCells = 0;
@@ -400,18 +396,18 @@ class VtuFile {
     std::int64_t m_written = 0;
 };
 
-void ReportMesh(const ORQExcModel& model, ORQExcReport& report) {
+void ReportMesh(const ORQExcModel& model, const ShellColumns& shells, ORQExcReport& report) {
     if (const std::string title = model.Title(); !title.empty()) {
         report.Keep("title", title, 1);
     }
     report.Keep("nodes", "", model.NumNodes());
     for (const ORQExcModel::Block& block : model.Blocks()) {
         report.Keep("element block", block.name, block.elements.Size());
-        if (!block.attributes.empty()) {
-            report.Keep("attributes of block", block.name,
-                        static_cast<std::int64_t>(block.attributes.size()));
+        if (const auto nColumns = std::ssize(shells.NamesOf(block)); nColumns > 0) {
+            report.Keep("attributes of block", block.name, nColumns);
         }
     }
+    shells.Report(report);
     for (const ORQExcModel::Set& set : model.NodeSets()) {
         report.Keep("node set", set.name, set.members.Size());
     }
@@ -436,8 +432,9 @@ void ReportResults(const ORQExcResults& results, std::int64_t nTimes, ORQExcRepo
 void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
               const std::filesystem::path& file, ORQExcReport& report) {
     const auto nTimes = std::ssize(results.Frames());
-    VtuFile(model, results, static_cast<int>(nTimes) - 1, file).Write();
-    ReportMesh(model, report);
+    const ShellColumns shells(model);
+    VtuFile(model, shells, results, static_cast<int>(nTimes) - 1, file).Write();
+    ReportMesh(model, shells, report);
     if (nTimes > 0) {
         ReportResults(results, 1, report);
     }
@@ -453,17 +450,18 @@ void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
                         const std::filesystem::path& collection,
                         const std::filesystem::path& folder, const std::string& folderName,
                         ORQExcReport& report) {
+    const ShellColumns shells(model);
     std::ofstream out(collection, std::ios::binary);
     out << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"1.0\" "
            "byte_order=\"LittleEndian\">\n  <Collection>\n";
     for (std::size_t frame = 0; frame < results.Frames().size(); ++frame) {
         const std::string name = fmt::format("time_{:04}.vtu", frame + 1);
-        VtuFile(model, results, static_cast<int>(frame), folder / name).Write();
+        VtuFile(model, shells, results, static_cast<int>(frame), folder / name).Write();
         out << fmt::format("    <DataSet timestep=\"{}\" part=\"0\" file=\"{}/{}\"/>\n",
                            results.Frames()[frame].time, ORQExcXmlEscaped(folderName), name);
     }
     if (results.Frames().empty()) {
-        VtuFile(model, results, -1, folder / "mesh.vtu").Write();
+        VtuFile(model, shells, results, -1, folder / "mesh.vtu").Write();
         out << fmt::format("    <DataSet timestep=\"0\" part=\"0\" file=\"{}/mesh.vtu\"/>\n",
                            ORQExcXmlEscaped(folderName));
     }
@@ -472,7 +470,7 @@ void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
     if (!out) {
         throw ORQExcExportError(fmt::format("{}: cannot be written", collection.string()));
     }
-    ReportMesh(model, report);
+    ReportMesh(model, shells, report);
     ReportResults(results, std::ssize(results.Frames()), report);
 }
 

@@ -329,6 +329,7 @@ class VtuReader::Parser {
              {}});
         m_reader.m_connectivity.push_back(std::move(block.nodes));
         m_cellOfElement.insert(m_cellOfElement.end(), block.cells.begin(), block.cells.end());
+        m_endOfBlock.push_back(static_cast<int>(m_cellOfElement.size()));
     }
 
     void ReadElementLabels() {
@@ -386,14 +387,14 @@ class VtuReader::Parser {
             m_grid.Fail(array, fmt::format("names cell {} of {}", cell, m_grid.NumCells()));
         }
         const int element = m_elementOfCell[static_cast<std::size_t>(cell)];
-        int first = 0;
-        for (const Block& block : m_reader.Blocks()) {
-            if (element >= first && element < first + block.nElements &&
-                (side < 0 || side >= std::ssize(block.shape->sides))) {
+        if (element >= 0) {
+            const auto block =
+                std::ranges::upper_bound(m_endOfBlock, element) - m_endOfBlock.begin();
+            const ORQExcShape& shape = *m_reader.Blocks()[static_cast<std::size_t>(block)].shape;
+            if (side < 0 || side >= std::ssize(shape.sides)) {
                 m_grid.Fail(array, fmt::format("names side {} of cell {}, a {} with {} sides", side,
-                                               cell, block.shape->name, block.shape->sides.size()));
+                                               cell, shape.name, shape.sides.size()));
             }
-            first += block.nElements;
         }
         return {element, static_cast<int>(side)};
     }
@@ -458,6 +459,7 @@ class VtuReader::Parser {
     std::map<BlockKey, std::size_t> m_placeOfBlock;
     std::vector<RawBlock> m_blocks;
     std::vector<std::size_t> m_cellOfElement;
+    std::vector<int> m_endOfBlock;     // the element behind its last
     std::vector<int> m_elementOfCell;  // -1 for a cell that is left out
 };
 

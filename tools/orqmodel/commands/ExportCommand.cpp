@@ -7,6 +7,7 @@
 #include "commands/Arguments.h"
 #include "queries/OpenModel.h"
 #include "terminal/ReportJson.h"
+#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -42,7 +43,7 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << " (" << exporter.Format()
                     << ")\n";
-        report.Print(console.out);
+        PrintReport(report, console.IsVerbose(), console.out);
     }
     if (isRefused) {
         console.err << "orqmodel: nothing was exported: --strict, and some content would be "

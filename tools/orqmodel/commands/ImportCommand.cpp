@@ -11,6 +11,7 @@
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
+#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -34,20 +35,20 @@ ORQExcReport Build(const ORQExcImporter& importer, const std::string& directory,
 }
 
 void Print(const ImportOptions& options, const ORQExcImporter& importer, const ORQExcReport& report,
-           bool isImported, std::ostream& out) {
+           bool isImported, const Console& console) {
     if (options.json) {
-        PrintJson(out, {{"schema_version", 1},
-                        {"command", "import"},
-                        {"input", options.input.string()},
-                        {"format", importer.Format()},
-                        {"output", options.output.string()},
-                        {"imported", isImported},
-                        {"report", ToJson(report)}});
+        PrintJson(console.out, {{"schema_version", 1},
+                                {"command", "import"},
+                                {"input", options.input.string()},
+                                {"format", importer.Format()},
+                                {"output", options.output.string()},
+                                {"imported", isImported},
+                                {"report", ToJson(report)}});
         return;
     }
-    out << ORQExcPrintable(options.input.string()) << " (" << importer.Format() << ") -> "
-        << ORQExcPrintable(options.output.string()) << '\n';
-    report.Print(out);
+    console.out << ORQExcPrintable(options.input.string()) << " (" << importer.Format() << ") -> "
+                << ORQExcPrintable(options.output.string()) << '\n';
+    PrintReport(report, console.IsVerbose(), console.out);
 }
 
 /// Imports a file into a new model database and prints what was kept, changed and dropped. On any
@@ -76,7 +77,7 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
     if (!isRefused) {
         target.PutIntoPlace();
     }
-    Print(options, *importer, report, !isRefused, console.out);
+    Print(options, *importer, report, !isRefused, console);
     if (isRefused) {
         console.err << "orqmodel: nothing was imported: --strict, and some content "
                     << (report.HasDrops() ? "would be dropped" : "is wrong in the file") << '\n';

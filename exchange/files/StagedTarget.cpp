@@ -15,6 +15,7 @@ bool IsTaken(const fs::path& path) {
 
 // Without a slash at the end; where it leads if it is a link.
 fs::path ResolvedName(const fs::path& given) {
+    // A link is followed: putting the new database into place would else replace the link itself.
     fs::path name = given.has_filename() ? given : given.parent_path();
     if (fs::is_symlink(fs::symlink_status(name))) {
         std::error_code failure;
@@ -30,6 +31,7 @@ fs::path ResolvedName(const fs::path& given) {
 }
 
 void CheckHoldsNothingElse(const fs::path& directory) {
+    // Replacing removes the whole directory, also what others have put there.
     const std::vector<std::string> foreign = ORQSimDatabase::FindForeignFiles(directory.string());
     if (!foreign.empty()) {
         ORQBasThrowUsage(directory.string() + ": holds \"" + foreign.front() +
@@ -39,11 +41,13 @@ void CheckHoldsNothingElse(const fs::path& directory) {
 
 void CheckCanBeReplaced(const fs::path& name) {
     try {
+        // For writing, so that one that somebody else is writing is refused as busy.
         ORQSimDatabase::Open(name.string(), ORQSimDatabase::Mode::ReadWrite).Close();
     } catch (const ORQBasFailure& failure) {
         if (failure.Kind() == ORQBasFailureKind::Foreign) {
             ORQBasThrowUsage(failure.Text() + "; it is not replaced");
         }
+        // A damaged one may be replaced: often that is why it is made anew.
         if (failure.Kind() != ORQBasFailureKind::Damaged) {
             throw;
         }

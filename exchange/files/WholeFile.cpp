@@ -10,6 +10,7 @@ namespace orq::exchange {
 
 std::string ReadWholeFile(const std::filesystem::path& file) {
     std::error_code failure;
+    // A device or a pipe has no size, and reading it might never end.
     if (!std::filesystem::is_regular_file(file, failure)) {
         throw ORQExcImportError(file, "file", "does not exist or is not a regular file");
     }
@@ -28,6 +29,7 @@ std::string FirstBytes(const std::filesystem::path& file, std::size_t count) {
                                 std::string("cannot be read: ").append(std::strerror(errno)));
     }
     std::string bytes(count, '\0');
+    // A shorter file is no failure here: a format that needs more does not recognise it.
     stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     bytes.resize(static_cast<std::size_t>(stream.gcount()));
     return bytes;

@@ -1,13 +1,14 @@
 """Checks that includes point downwards, from each floor of the house to those below.
 
 check_includes.py ROOT         fails with one line for each include that breaks a rule
+check_includes.py --graph ROOT lists which parts and rooms include which, with the number of includes
 check_includes.py --self-check checks the check against planted faults
 
 The rules, for every include of a file of the house:
   1. it does not point to a higher floor;
   2. a private file, which lies outside the public directories, is included from its own part only;
   3. a public header includes only public headers;
-  4. of two rooms of a part, at most one includes files of the other;
+  4. no rooms of a part include each other, be it by way of others;
   5. of the storage engine, the floor above includes the seam only, and the seam nothing else of it;
   6. SQLite's header is included by the storage engine only.
 """
@@ -72,17 +73,53 @@ def room(path):
     return None
 
 
-def mutual_rooms(files):
-    """Pairs of rooms that include each other, with an include of each direction."""
-    examples = {}
+def graph(files, node):
+    """The numbers of includes by pair of nodes, and an example of each."""
+    counts, examples = {}, {}
     for path, text in sorted(files.items()):
         for included in INCLUDE.findall(text):
             target = target_of(path, included, files)
-            if target is not None and room(path) and room(target) and room(path) != room(target):
-                examples.setdefault((room(path), room(target)), f"{path}: includes {target}")
-    for (a, b), example in sorted(examples.items()):
-        if a < b and (b, a) in examples:
-            yield f"{a} and {b} include each other: {example}; {examples[b, a]}"
+            if target is not None and node(path) and node(target) and node(path) != node(target):
+                pair = (node(path), node(target))
+                counts[pair] = counts.get(pair, 0) + 1
+                examples.setdefault(pair, f"{path}: includes {target}")
+    return counts, examples
+
+
+def reached(pairs, start):
+    """The nodes that can be reached from one, which is among them if it lies on a circle."""
+    found, pending = set(), [start]
+    while pending:
+        here = pending.pop()
+        new = {b for a, b in pairs if a == here} - found
+        found |= new
+        pending += new
+    return found
+
+
+def circles(pairs):
+    """Nodes that reach each other, as sorted lists."""
+    reach = {node: reached(pairs, node) for pair in pairs for node in pair}
+    return sorted({tuple(sorted(b for b in reach[a] if a in reach[b])) for a in reach if a in reach[a]})
+
+
+def circular_rooms(files):
+    _, examples = graph(files, room)
+    for rooms in circles(examples):
+        within = [text for (a, b), text in sorted(examples.items()) if a in rooms and b in rooms]
+        yield f"{', '.join(rooms)} include each other: {'; '.join(within)}"
+
+
+def print_graph(files):
+    def node(path):
+        if lies_in(path, ENGINE):
+            return ENGINE
+        return room(path) or place(path)[1] + ("" if is_public(path) else " inside")
+    counts, _ = graph(files, node)
+    for (a, b), count in sorted(counts.items()):
+        print(f"{a:28} -> {b:28} {count:4}")
+    upward = sum("floors up" in fault for fault in faults(files))
+    print(f"circles: {len(circles(counts))}, includes that point upwards: {upward}")
 
 
 def engine_faults(files):
@@ -100,7 +137,7 @@ def engine_faults(files):
 
 def faults(files):
     """`files` holds the texts by path from the root."""
-    yield from mutual_rooms(files)
+    yield from circular_rooms(files)
     yield from engine_faults(files)
     for path, text in sorted(files.items()):
         floor, part = place(path)
@@ -155,6 +192,7 @@ def self_check():
         ("tools/model/main.cpp", '#include "Assert.h"', "private"),
         ("tools/model/main.cpp", '#include "model/Blocks.h"', "private"),
         ("exchange/formats/gmsh/Mesh4.h", '#include "formats/vtk/Grid.h"', "include each other"),
+        ("exchange/model/Blocks.h", '#include "formats/vtk/Grid.h"', "include each other"),
         ("platform/database/src/Position.cpp", '#include "storage/Engine.h"', "behind the seam"),
         ("platform/database/src/storage/Store.h", '#include "Extent.h"', "behind the seam"),
         ("platform/database/src/Position.cpp", '#include <sqlite3.h>', "only the storage engine"),
@@ -178,7 +216,10 @@ def main(arguments):
     if arguments == ["--self-check"]:
         self_check()
         return 0
-    files = read(pathlib.Path(arguments[0]))
+    files = read(pathlib.Path(arguments[-1]))
+    if arguments[0] == "--graph":
+        print_graph(files)
+        return 0
     missing = [directory for directory in PUBLIC if not any(lies_in(path, directory) for path in files)]
     found = [f"no file in {directory}" for directory in missing]
     found += [f"no file {path}" for path in SEAM if path not in files]

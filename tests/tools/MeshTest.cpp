@@ -1,37 +1,23 @@
-// Meshes on their way in and out, and the table of element shapes.
+// Meshes that come back equal through the formats, and the reader of Gmsh files.
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <random>
 #include <set>
-#include <tuple>
 
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
 #include "ORQExcImportError.h"
 #include "ORQExcModel.h"
-#include "ORQExcResults.h"
-#include "ORQExcShapes.h"
-#include "ORQObjMesh.h"
-#include "ORQObjModelBuilder.h"
-#include "ORQSimCollection.h"
 #include "ORQSimDatabase.h"
-#include "ORQSimDistribution.h"
-#include "ORQSimTransaction.h"
-#include "ORQSimTransfer.h"
-#include "ORQSrvElementConnectivity.h"
-#include "ORQSrvInverseConnectivity.h"
+#include "SampleMeshes.h"
 #include "formats/gmsh/GmshReader.h"
 #include "model/ArrayNames.h"
 
@@ -45,87 +31,6 @@ using exodus_file::ScratchFolder;
 using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-// --- Element shapes ------------------------------------------------------------------------------
-
-TEST(ElementShapes, FacesOfAVolumeCloseItAndPointOutward) {
-    for (const ORQExcShape& shape : ORQExcShapes()) {
-        if (shape.dimension != 3) {
-            continue;
-        }
-        std::map<std::pair<int, int>, int> uses;  // of directed edges
-        std::set<int> seen;
-        for (const auto& side : shape.sides) {
-            for (int i = 0; i < side.nCorners; ++i) {
-                const auto at = static_cast<std::size_t>(i);
-                const auto next = static_cast<std::size_t>((i + 1) % side.nCorners);
-                ++uses[{side.nodes[at], side.nodes[next]}];
-            }
-            seen.insert(side.nodes.begin(), side.nodes.end());
-        }
-        for (const auto& [edge, count] : uses) {
-            EXPECT_EQ(count, 1) << shape.name;
-            EXPECT_TRUE(uses.contains({edge.second, edge.first})) << shape.name;
-        }
-        EXPECT_EQ(uses.size(), 2 * shape.edges.size()) << shape.name;
-        EXPECT_EQ(static_cast<int>(seen.size()), shape.nNodes - (shape.nNodes == 27 ? 1 : 0));
-    }
-}
-
-TEST(ElementShapes, MiddlesOfSidesAreMiddlesOfTheirEdges) {
-    for (const ORQExcShape& shape : ORQExcShapes()) {
-        std::map<std::set<int>, int> middles;
-        for (const auto& edge : shape.edges) {
-            if (edge.nodes.size() == 3) {
-                middles[{edge.nodes[0], edge.nodes[1]}] = edge.nodes[2];
-            }
-        }
-        for (const auto& side : shape.sides) {
-            const auto nCorners = static_cast<std::size_t>(side.nCorners);
-            const std::size_t nEdges = side.IsEdge() ? 1 : nCorners;
-            for (std::size_t i = 0; i < nEdges && side.nodes.size() > nCorners; ++i) {
-                const std::set<int> ends{side.nodes[i], side.nodes[(i + 1) % nCorners]};
-                EXPECT_EQ(side.nodes[nCorners + i], middles.at(ends)) << shape.name;
-            }
-        }
-        for (const auto& order : {shape.vtkOrder, shape.gmshOrder}) {
-            std::vector<int> sorted = order;
-            std::ranges::sort(sorted);
-            for (std::size_t i = 0; i < sorted.size(); ++i) {
-                EXPECT_EQ(sorted[i], static_cast<int>(i)) << shape.name;
-            }
-        }
-    }
-}
-
-TEST(ElementShapes, SizesAndSharesOfKnownBodies) {
-    const std::vector<double> box = {0, 0, 0, 2, 0, 0, 2, 3, 0, 0, 3, 0,
-                                     0, 0, 4, 2, 0, 4, 2, 3, 4, 0, 3, 4};
-    const ORQExcMeasure hex = ORQExcMeasureOf(*ORQExcFindShapeByName("HEX8"), box);
-    EXPECT_DOUBLE_EQ(hex.size, 24);
-    EXPECT_THAT(hex.centroid, ElementsAre(1, 1.5, 2));
-    const std::vector<double> wedge = {0, 0, 0, 1, 0, 0, 0, 1, 0, 0, 0, 2, 1, 0, 2, 0, 1, 2};
-    EXPECT_NEAR(ORQExcMeasureOf(*ORQExcFindShapeByName("WEDGE6"), wedge).size, 1, 1e-15);
-    const std::vector<double> pyramid = {0, 0, 0, 1, 0, 0, 1, 1, 0, 0, 1, 0, 0.5, 0.5, 3};
-    EXPECT_NEAR(ORQExcMeasureOf(*ORQExcFindShapeByName("PYRAMID5"), pyramid).size, 1, 1e-15);
-
-    const auto shares = [&](const char* name, std::size_t side, std::vector<double> nodes) {
-        std::vector<double> result(nodes.size() / 3);
-        ORQExcTributaryShares(ORQExcFindShapeByName(name)->sides[side], nodes, result);
-        return result;
-    };
-    EXPECT_THAT(shares("SHELL4", 0, {0, 0, 0, 2, 0, 0, 2, 2, 0, 0, 2, 0}), ElementsAre(1, 1, 1, 1));
-    // The side of a bar of second order, its middle not in the middle.
-    EXPECT_THAT(shares("TRI6", 0, {0, 0, 0, 4, 0, 0, 1, 0, 0}), ElementsAre(0.5, 1.5, 2));
-    const auto nine = shares("SHELL9", 0, {0, 0, 0, 2, 0, 0, 2, 2, 0, 0, 2, 0, 1, 0,
-                                           0, 2, 1, 0, 1, 2, 0, 0, 1, 0, 1, 1, 0});
-    double sum = 0;
-    for (const double share : nine) {
-        EXPECT_GT(share, 0);
-        sum += share;
-    }
-    EXPECT_NEAR(sum, 4, 1e-14);
-}
 
 // --- Exodus II out and in again ------------------------------------------------------------------
 
@@ -145,61 +50,6 @@ void SortSides(exodus_file::Mesh& mesh) {
 
 fs::path RealMesh(const std::string& name) {
     return name == "wing_box.e" ? fs::path(ORQ_WING_BOX) : fs::path(ORQ_SHARED_MODELS) / name;
-}
-
-/// One straight-sided element of each shape, of no symmetry, with nodes of its own.
-exodus_file::Content OneOfEachShape() {
-    const std::map<std::pair<int, int>, std::vector<double>> corners = {
-        {{0, 1}, {0, 0, 0}},
-        {{1, 2}, {0, 0, 0, 2, 0, 0}},
-        {{2, 3}, {0, 0, 0, 2, 0, 0, 0, 3, 0}},
-        {{2, 4}, {0, 0, 0, 2, 0, 0, 2, 3, 0, 0, 3, 0}},
-        {{3, 4}, {0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4}},
-        {{3, 5}, {0, 0, 0, 2, 0, 0, 2, 3, 0, 0, 3, 0, 1, 1.5, 4}},
-        {{3, 6}, {0, 0, 0, 2, 0, 0, 0, 3, 0, 0, 0, 4, 2, 0, 4, 0, 3, 4}},
-        {{3, 8}, {0, 0, 0, 2, 0, 0, 2, 3, 0, 0, 3, 0, 0, 0, 4, 2, 0, 4, 2, 3, 4, 0, 3, 4}}};
-    exodus_file::Content content;
-    content.labels = {};
-    content.x = content.y = content.z = {};
-    for (const ORQExcShape& shape : ORQExcShapes()) {
-        // The corners that each node is the middle of.
-        std::vector<std::vector<int>> origins(static_cast<std::size_t>(shape.nNodes));
-        std::vector<int> all;
-        for (int corner = 0; corner < shape.nCorners; ++corner) {
-            origins[static_cast<std::size_t>(corner)] = {corner};
-            all.push_back(corner);
-        }
-        for (const auto& edge : shape.edges) {
-            if (edge.nodes.size() == 3) {
-                origins[static_cast<std::size_t>(edge.nodes[2])] = {edge.nodes[0], edge.nodes[1]};
-            }
-        }
-        for (const auto& side : shape.sides) {
-            if (side.nodes.size() == 9) {
-                origins[static_cast<std::size_t>(side.nodes[8])] = {side.nodes.begin(),
-                                                                    side.nodes.begin() + 4};
-            }
-        }
-        const std::vector<double>& points = corners.at({shape.dimension, shape.nCorners});
-        exodus_file::BlockContent block{
-            std::ssize(content.blocks) + 1, shape.name, shape.name, shape.nNodes, {}, {}};
-        for (const std::vector<int>& middle : origins) {
-            const std::vector<int>& of = middle.empty() ? all : middle;
-            double point[3] = {0, 0, 0};
-            for (const int corner : of) {
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    point[axis] += points[3 * static_cast<std::size_t>(corner) + axis] /
-                                   static_cast<double>(of.size());
-                }
-            }
-            content.x.push_back(point[0] + 0.25 * point[1] + 10.0 * static_cast<double>(block.id));
-            content.y.push_back(point[1] + 0.125 * point[2]);
-            content.z.push_back(point[2]);
-            block.nodes.push_back(std::ssize(content.x));
-        }
-        content.blocks.push_back(block);
-    }
-    return content;
 }
 
 class RoundTrip : public testing::Test, public testing::WithParamInterface<const char*> {
@@ -340,30 +190,6 @@ TEST_F(RoundTrip, EachShapeComesBackEqual) {
 }
 
 // --- Gmsh ----------------------------------------------------------------------------------------
-
-constexpr const char* kTwoTriangles = R"($MeshFormat
-2.2 0 8
-$EndMeshFormat
-$Elements
-4
-7 2 2 1 30 10 20 40
-9 2 2 2 30 20 30 40
-9 2 2 1 30 20 30 40
-3 1 2 0 5 10 20
-$EndElements
-$PhysicalNames
-2
-2 1 "all of it"
-2 2 "half: #2"
-$EndPhysicalNames
-$Nodes
-4
-40 0 1 0
-10 0 0 0
-30 1 1 0
-20 1 0 0
-$EndNodes
-)";
 
 class Gmsh : public testing::Test {
   protected:
@@ -600,162 +426,6 @@ TEST_F(Gmsh, RealMeshesAgreeWithAnIndependentReader) {
     const std::string whole = Bytes(fs::path(ORQ_SHARED_MODELS) / "strikeslip_tet.msh");
     for (std::size_t length = 0; length < whole.size(); length += 9973) {
         EXPECT_NE(ErrorOf(whole.substr(0, length)), "no error") << length;
-    }
-}
-
-// --- Looking into a model ------------------------------------------------------------------------
-
-TEST(Adjacency, NamesElementsPlacesAndBlocks) {
-    const ScratchFolder folder;
-    const std::string model = folder / "m.orq";
-    PutBytes(folder / "mesh.msh", kTwoTriangles);
-    ASSERT_EQ(RunHere({"import", (folder / "mesh.msh").string(), "-o", model}).status, 0);
-    const auto found =
-        json::parse(RunHere({"adjacency", model, "--node", "20", "--json"}).out)["elements"];
-    ASSERT_EQ(found.size(), 3);
-    EXPECT_EQ(found[0], json::parse(R"({"label": 7, "instance": "PART-1", "place": 2,
-        "type": "TRI3", "block": "all of it"})"));
-    EXPECT_EQ(found[1]["label"], 9);
-    EXPECT_EQ(found[1]["place"], 1);
-    EXPECT_EQ(found[2]["block"], "curve 5 BAR2");
-    EXPECT_EQ(RunHere({"adjacency", model, "--node", "21"}).status, 1);
-}
-
-TEST(Adjacency, UsesOfANodeAreThoseOfTheInverseConnectivity) {
-    constexpr int kElements = 250000;  // more than are looked through at once
-    constexpr int kNodes = 1000;
-    const ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
-    ORQSimTransaction transaction(database.ContextID());
-    const ORQObjModelBuilder builder(database);
-    builder.AddNodes(kNodes);
-    const ORQSimCollection elements(ORQSimCSet(builder.AddElements(kElements)).CollectionID());
-    ORQSrvElementConnectivity connectivity(builder.Connectivity(), 70000);
-    std::mt19937 random(17);
-    for (const auto& [name, width, takesThirds] :
-         {std::tuple{"BAR2", 2, false}, {"TRI3", 3, true}}) {
-        // Two thirds are bars, one third triangles, appended from the last to the first.
-        std::vector<int> members;
-        std::vector<int> nodes;
-        for (int element = kElements - 1; element >= 0; --element) {
-            if ((element % 3 == 0) == takesThirds) {
-                members.push_back(element);
-                std::generate_n(std::back_inserter(nodes), width,
-                                [&] { return static_cast<int>(random() % (kNodes - 1)); });
-            }
-        }
-        connectivity.Append(
-            transaction, builder.AddElementSpec(name).ID(),
-            elements.CreateTempOrderedCSet(members.data(), static_cast<int>(members.size())),
-            builder.NodePlaces(width), nodes.data());
-    }
-    ORQSrvInverseConnectivity inverse(builder.Mesh());
-    inverse.Invert();
-    const ORQExcModel reader(builder.Document());
-    for (const int node : {0, 1, 500, kNodes - 2, kNodes - 1}) {
-        std::vector<ORQExcModel::Use> expected;
-        for (int i = inverse.m_offsets[node]; i < inverse.m_offsets[node + 1]; ++i) {
-            expected.push_back({static_cast<int>(inverse.m_entries[i] & 0x1FFFFFF),
-                                static_cast<int>(inverse.m_entries[i] >> 25)});
-        }
-        EXPECT_EQ(expected.empty(), node == kNodes - 1);
-        EXPECT_TRUE(reader.UsesOf(node) == expected) << node;
-    }
-}
-
-// --- VTU, as VTK itself reads it -----------------------------------------------------------------
-
-class Vtu : public testing::Test {
-  protected:
-    void SetUp() override {
-        if (std::system(ORQ_PYTHON " -c 'import vtkmodules.vtkIOXML' 2>/dev/null") != 0) {
-            GTEST_SKIP() << "no VTK for Python on this machine";
-        }
-    }
-    json Exported(const fs::path& mesh) const {
-        const std::string file = m_folder / "m.vtu";
-        EXPECT_EQ(RunHere({"import", mesh.string(), "-o", m_folder / "m.orq"}).status, 0);
-        EXPECT_EQ(RunHere({"export", m_folder / "m.orq", "-o", file}).status, 0);
-        const std::string command = ORQ_PYTHON " " ORQ_READ_VTU " " + file + " > " + file + ".json";
-        EXPECT_EQ(std::system(command.c_str()), 0);
-        return json::parse(Bytes(file + ".json"));
-    }
-    ScratchFolder m_folder;
-};
-
-TEST_F(Vtu, HoldsPointsCellsLabelsBlocksAndSets) {
-    PutBytes(m_folder / "mesh.msh", kTwoTriangles);
-    const json grid = Exported(m_folder / "mesh.msh");
-    EXPECT_EQ(grid["points"], json::parse("[[0,1,0],[0,0,0],[1,1,0],[1,0,0]]"));
-    EXPECT_EQ(grid["cells"], json::parse("[[1,3,0],[3,2,0],[1,3]]"));
-    EXPECT_EQ(grid["types"], json::parse("[5,5,3]"));
-    EXPECT_EQ(grid["point_data"], json::parse(R"({"label": [40,10,30,20]})"));
-    EXPECT_EQ(grid["cell_data"], json::parse(R"({"label": [7,9,3], "block": [1,1,2],
-                              "element set half: #2": [0,1,0]})"));
-}
-
-// Zlib in base64, plain text, and names that in other programs' files mean something else.
-TEST_F(Vtu, FilesOfOthersComeInWithTheirArraysAsResults) {
-    PutBytes(m_folder / "other.vtu", R"(<?xml version="1.0"?>
-<VTKFile type="UnstructuredGrid" version="0.1" byte_order="LittleEndian" compressor="vtkZLibDataCompressor">
-<UnstructuredGrid><Piece NumberOfPoints="3" NumberOfCells="1">
-<PointData><DataArray type="Int32" Name="label" format="ascii">0 0 -7</DataArray></PointData>
-<CellData><DataArray type="Int32" Name="block" format="ascii">-1</DataArray></CellData>
-<Points><DataArray type="Float64" NumberOfComponents="3" format="binary">
-AQAAAEgAAAAAAAAAEgAAAA==eJxjYMAHPtjjlUaSBwA9VgJf
-</DataArray></Points>
-<Cells><DataArray type="Int64" Name="connectivity" format="ascii">0 1 2</DataArray>
-<DataArray type="Int64" Name="offsets" format="ascii">3</DataArray>
-<DataArray type="UInt8" Name="types" format="ascii">5</DataArray></Cells>
-</Piece></UnstructuredGrid></VTKFile>)");
-    const std::string model = m_folder / "m.orq";
-    ASSERT_EQ(RunHere({"import", (m_folder / "other.vtu").string(), "-o", model}).status, 0);
-    const ORQExcModel mesh{
-        ORQObjDocument(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly))};
-    EXPECT_THAT(mesh.NodeLabels(), ElementsAre(1, 2, 3));
-    std::vector<double> points(9);
-    mesh.ReadCoordinates(0, 3, points);
-    EXPECT_THAT(points, ElementsAre(0, 0, 0, 1, 0, 0, 0, 1, 0));
-    const ORQExcResults results(mesh.Document());
-    ASSERT_EQ(results.Fields().size(), 1);
-    std::vector<double> values(3);
-    results.Read(results.Fields()[0], 0, mesh.Nodes(), values);
-    EXPECT_THAT(values, ElementsAre(0, 0, -7));
-}
-
-TEST_F(Vtu, NodesOfEachShapeStandInTheOrderOfVtk) {
-    exodus_file::Write(OneOfEachShape(), m_folder / "mesh.e");
-    const json grid = Exported(m_folder / "mesh.e");
-    EXPECT_EQ(grid["cells"].size(), ORQExcShapes().size());
-    EXPECT_LT(grid["off_middle"], 1e-14);
-    // A tetrahedron, a pyramid, a wedge, a hexahedron.
-    EXPECT_NEAR(grid["size"]["Volume"], 4 + 8 + 12 + 24, 1e-9);
-}
-
-TEST_F(Vtu, HoldsWhatTheShippedModelHolds) {
-    const json grid = Exported(ORQ_WING_BOX);
-    const exodus_file::Mesh mesh = exodus_file::Read(ORQ_WING_BOX);
-    EXPECT_EQ(grid["points"], json(mesh.positions));
-    EXPECT_EQ(grid["point_data"]["label"], json(mesh.labels));
-    json cells = json::array();
-    json labels = json::array();
-    json blocks = json::array();
-    for (const exodus_file::Block& block : mesh.blocks) {
-        for (std::size_t i = 0; i < block.elements.size(); ++i) {
-            cells.push_back(block.elements[i]);
-            labels.push_back(block.labels[i]);
-            blocks.push_back(block.id);
-        }
-    }
-    EXPECT_EQ(grid["cells"], cells);
-    EXPECT_EQ(grid["cell_data"]["label"], labels);
-    EXPECT_EQ(grid["cell_data"]["block"], blocks);
-    ASSERT_FALSE(mesh.nodeSets.empty());
-    for (const exodus_file::Set& set : mesh.nodeSets) {
-        std::vector<int> marks(mesh.positions.size());
-        for (const int node : set.members) {
-            marks[static_cast<std::size_t>(node)] = 1;
-        }
-        EXPECT_EQ(grid["point_data"]["node set " + set.name], json(marks)) << set.name;
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <numeric>
 
@@ -36,6 +37,9 @@ void CompleteLabels(std::vector<int>& labels, std::string_view what, ORQExcRepor
 
 void MakeLabelsUnique(std::vector<int>& labels, std::string_view what, ORQExcReport& report) {
     CompleteLabels(labels, what, report);
+    if (std::ranges::adjacent_find(labels, std::greater_equal<>()) == labels.end()) {
+        return;  // As they are in most models: each above the one before.
+    }
     std::vector<int> sorted = labels;
     std::ranges::sort(sorted);
     if (const auto twice = std::ranges::adjacent_find(sorted); twice != sorted.end()) {

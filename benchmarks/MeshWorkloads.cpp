@@ -324,11 +324,63 @@ std::vector<Row> Import(const Settings& settings) {
     return rows;
 }
 
+// --- Conversion ----------------------------------------------------------------------------------
+
+// From an Exodus file through a model database to a file of another name.
+std::vector<Row> Convert(const Settings& settings) {
+    const std::filesystem::path file = settings.directory / "cube.e";
+    const std::filesystem::path imported = settings.directory / "imported.orq";
+    WriteExodus(StructuredMesh(settings.nSide), file);
+    const ExodusArrays expected(file);
+    const auto run = [](const std::vector<std::string>& command) {
+        ChildProcess(command).Finish();
+    };
+    std::vector<Row> rows;
+    for (const auto& [row, name] :
+         {std::pair("convert-exodus", "converted.e"), std::pair("convert-vtu", "converted.vtu")}) {
+        const std::filesystem::path converted = settings.directory / name;
+        const std::filesystem::path copied = settings.directory / "copied.e";
+        rows.push_back(Measure(
+            settings, row, 2.0,
+            {{.name = "ours",
+              .prepare =
+                  [&] {
+                      std::filesystem::remove_all(imported);
+                      std::filesystem::remove(converted);
+                  },
+              .run =
+                  [&] {
+                      run({ORQ_PROGRAM, "import", file.string(), "-o", imported.string()});
+                      run({ORQ_PROGRAM, "export", imported.string(), "-o", converted.string()});
+                  },
+              .check =
+                  [&] {
+                      if (converted.extension() == ".e") {
+                          const ExodusArrays arrays(converted);
+                          Require(arrays.coordinates == expected.coordinates &&
+                                      arrays.connectivity == expected.connectivity,
+                                  "the mesh is wrong");
+                      } else {
+                          Require(std::filesystem::file_size(converted) > expected.NumBytes(),
+                                  "the file is too small");
+                      }
+                  }},
+             {.name = "Exodus library reads and writes",
+              .prepare = [&] { std::filesystem::remove(copied); },
+              .run = [&] { ExodusArrays(file).Write(copied); }}}));
+        std::filesystem::remove(converted);
+        std::filesystem::remove(copied);
+    }
+    std::filesystem::remove_all(imported);
+    return rows;
+}
+
 }  // namespace
 
 std::vector<Workload> MeshWorkloads() {
     return {{"mesh-write", Write}, {"mesh-read-first", ReadFirst}, {"mesh-read-again", ReadAgain},
-            {"invert", Invert},    {"surface-areas", Areas},       {"import", Import}};
+            {"invert", Invert},    {"surface-areas", Areas},       {"import", Import},
+            {"convert", Convert}};
 }
 
 }  // namespace storage_benchmark

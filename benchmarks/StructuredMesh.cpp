@@ -1,6 +1,8 @@
 #include "StructuredMesh.h"
 
 #include <exodusII.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -111,6 +113,30 @@ ExodusArrays::ExodusArrays(const std::filesystem::path& path) {
         ex_get_conn(file.Id(), EX_ELEM_BLOCK, kBlock, connectivity.data(), nullptr, nullptr));
     Exodus::Checked(ex_get_id_map(file.Id(), EX_NODE_MAP, nodeLabels.data()));
     Exodus::Checked(ex_get_id_map(file.Id(), EX_ELEM_MAP, elementLabels.data()));
+}
+
+void ExodusArrays::Write(const std::filesystem::path& path) const {
+    {
+        int callerBytes = sizeof(double);
+        int storedBytes = sizeof(double);
+        const Exodus file(
+            ex_create(path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &callerBytes, &storedBytes));
+        const auto nNodes = std::ssize(nodeLabels);
+        Exodus::Checked(
+            ex_put_init(file.Id(), "cube", 3, nNodes, std::ssize(elementLabels), 1, 0, 0));
+        const double* x = coordinates.data();
+        Exodus::Checked(ex_put_coord(file.Id(), x, x + nNodes, x + 2 * nNodes));
+        Exodus::Checked(ex_put_block(file.Id(), EX_ELEM_BLOCK, kBlock, "HEX8",
+                                     std::ssize(elementLabels), StructuredMesh::kNodesPerElement, 0,
+                                     0, 0));
+        Exodus::Checked(
+            ex_put_conn(file.Id(), EX_ELEM_BLOCK, kBlock, connectivity.data(), nullptr, nullptr));
+        Exodus::Checked(ex_put_id_map(file.Id(), EX_NODE_MAP, nodeLabels.data()));
+        Exodus::Checked(ex_put_id_map(file.Id(), EX_ELEM_MAP, elementLabels.data()));
+    }
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    fsync(descriptor);
+    close(descriptor);
 }
 
 std::size_t ExodusArrays::NumBytes() const {

@@ -30,6 +30,8 @@ void WriteExodus(const StructuredMesh& mesh, const std::filesystem::path& path);
 // What a file of hexahedra holds in bulk, read by the library in one call for each array.
 struct ExodusArrays {
     explicit ExodusArrays(const std::filesystem::path& path);
+    // Written by the library in one call for each array, and flushed to the disk.
+    void Write(const std::filesystem::path& path) const;
     std::size_t NumBytes() const;
 
     std::vector<double> coordinates;  // [3][n_nodes]

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <iterator>
 #include <numeric>
 
@@ -36,9 +37,17 @@ void CompleteLabels(std::vector<int>& labels, std::string_view what, ORQExcRepor
 
 void MakeLabelsUnique(std::vector<int>& labels, std::string_view what, ORQExcReport& report) {
     CompleteLabels(labels, what, report);
+    MakeLabelsDistinct(labels, what, report);
+}
+
+void MakeLabelsDistinct(std::vector<int>& labels, std::string_view what, ORQExcReport& report) {
+    if (std::ranges::adjacent_find(labels, std::greater_equal<>()) == labels.end()) {
+        return;  // As they are in most models: each above the one before.
+    }
     std::vector<int> sorted = labels;
     std::ranges::sort(sorted);
-    if (const auto twice = std::ranges::adjacent_find(sorted); twice != sorted.end()) {
+    const auto twice = std::adjacent_find(std::ranges::upper_bound(sorted, 0), sorted.end());
+    if (twice != sorted.end()) {
         report.Change(fmt::format("{} labels", what), "", std::ssize(labels),
                       fmt::format("numbered anew from 1: label {} is given twice, in several "
                                   "instances",

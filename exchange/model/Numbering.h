@@ -28,4 +28,7 @@ void CompleteLabels(std::vector<int>& labels, std::string_view what, ORQExcRepor
 /// different members are all numbered anew, from 1, and that is reported.
 void MakeLabelsUnique(std::vector<int>& labels, std::string_view what, ORQExcReport& report);
 
+/// The same, for formats in which a member may have no label (0), and keeps none.
+void MakeLabelsDistinct(std::vector<int>& labels, std::string_view what, ORQExcReport& report);
+
 }  // namespace orq::exchange

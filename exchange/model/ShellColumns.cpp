@@ -89,10 +89,12 @@ ShellColumns::Columns ShellColumns::ColumnsOf(const ORQExcModel::Block& block) c
     using What = Added::What;
     Columns columns{block.attributes, {}};
     std::set<int> sections;
-    for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {
-        sections.insert(SectionOf(element.CurrentValue()));
+    if (!m_sections.empty()) {
+        for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {
+            sections.insert(SectionOf(element.CurrentValue()));
+        }
+        sections.erase(-1);
     }
-    sections.erase(-1);
     const auto add = [&](const std::string& name, const Added& added) {
         if (std::ranges::find(block.attributes, name) == block.attributes.end()) {
             columns.names.push_back(name);

@@ -303,6 +303,22 @@ TEST_F(NastranDeckTest, WhatTheModelSaysOtherwiseIsWrittenAnew) {
     EXPECT_THAT(Bytes(m_folder / "back.bdf"), testing::Not(HasSubstr("9.")));
 }
 
+TEST_F(NastranDeckTest, LabelsOfSeveralInstancesGoToFormatsWithOneNumbering) {
+    const std::string nodes = "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\n";
+    const std::string deck =
+        Written("SOL 101\nCEND\nBEGIN BULK\n" + nodes + "BEGIN SUPER=1\n" + nodes + "ENDDATA\n");
+    const std::string model = m_folder / "m.orq";
+    ASSERT_EQ(RunHere({"import", deck, "-o", model}).status, 0);
+    for (const std::string name : {"out.e", "out.msh", "out.vtu", "out.pvd", "out.bdf"}) {
+        SCOPED_TRACE(name);
+        ASSERT_EQ(RunHere({"export", model, "-o", m_folder / name}).status, 0);
+        const std::string again = m_folder / "again.orq";
+        const CommandResult result = RunHere({"import", m_folder / name, "-o", again, "--force"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(json::parse(RunHere({"info", again, "--json"}).out)["nodes"], 4);
+    }
+}
+
 TEST_F(NastranDeckTest, SuperelementsAreInstances) {
     const char* const deck =
         "CEND\nBEGIN SUPER = 2\nGRID,1,,5.,0.,0.\nGRID,2,,6.,0.,0.\nGRID,3,,5.,1.,0.\n"

@@ -36,7 +36,7 @@ class ExodusArrays {
     ORQExcReport m_losses;
 };
 
-/// Adds kept arrays to an Exodus II file whose mesh is written and whose results are not. An array
+/// Adds kept arrays to an Exodus II file whose blocks and sets are written and whose results are not. An array
 /// that does not fit the sizes that the file has by then, since the mesh has changed, is left out and
 /// reported. Throws ORQExcExportError.
 void WriteExodusArrays(int id, const std::filesystem::path& file,

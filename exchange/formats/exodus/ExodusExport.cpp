@@ -2,6 +2,7 @@
 
 #include <exodusII.h>
 #include <fmt/format.h>
+#include <netcdf.h>
 
 #include <algorithm>
 #include <array>
@@ -23,7 +24,7 @@
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 1 << 16;  // nodes at a time
+constexpr int kSlice = 1 << 17;  // nodes at a time
 constexpr int kLeastNumber = 0;  // of blocks and sets; some programs begin at 0
 
 class ExodusFile {
@@ -66,16 +67,21 @@ class ExodusFile {
 
     void Write() {
         WriteSizes();
-        WriteNodes();
-        WriteBlocks();
+        DefineBlocks();
+        WriteLabels(EX_NODE_MAP, m_model.NodeLabels(), "node");
+        WriteElementLabels();
         WriteNodeSets();
         WriteElementSets();
         WriteSurfaces();
         WriteProperties(EX_ELEM_BLOCK, m_model.Blocks());
         WriteProperties(EX_NODE_SET, m_nodeSets);
         WriteProperties(EX_SIDE_SET, m_orderedSurfaces);
+        ExodusResultExport results(m_id, m_path, m_model, m_results, m_report);
         WriteExodusArrays(m_id, m_path, m_kept, std::ssize(m_results.Frames()), m_report);
-        WriteExodusResults(m_id, m_path, m_model, m_blockNumbers, m_results, m_report);
+        results.Define();
+        WriteNodes();
+        WriteBlocks();
+        results.Write(m_blockNumbers);
         const int id = std::exchange(m_id, -1);
         Check(ex_close(id), "close the file");
     }
@@ -133,6 +139,23 @@ class ExodusFile {
         sizes.num_elem_sets = static_cast<std::int64_t>(m_elementSets.size());
         sizes.num_side_sets = static_cast<std::int64_t>(m_surfaces.size());
         Check(ex_put_init_ext(m_id, &sizes), "write the sizes");
+        ReserveHeader();
+    }
+
+    /// A file of the classic format moves all its data, also what is not written yet, when a definition
+    /// makes its header longer; so there is room for all that will be defined.
+    void ReserveHeader() const {
+        constexpr std::size_t kBytesEach = 512;  // of a variable with its dimensions and attributes
+        std::size_t nVariables = 100 + 5 * m_model.Blocks().size() + 5 * m_model.NodeSets().size() +
+                                 5 * m_elementSets.size() + 6 * m_surfaces.size() +
+                                 3 * m_kept.size();
+        for (const ORQExcResults::Field& field : m_results.Fields()) {
+            const bool isOfElements = field.place == ORQExcResultArray::Place::Element;
+            nVariables += field.components.size() * (isOfElements ? m_model.Blocks().size() : 1);
+        }
+        const bool isReserved = nc_redef(m_id) == NC_NOERR &&
+                                nc__enddef(m_id, nVariables * kBytesEach, 4, 0, 4) == NC_NOERR;
+        Check(isReserved ? 0 : -1, "write the sizes");
     }
 
     void WriteNodes() {
@@ -145,15 +168,15 @@ class ExodusFile {
             m_model.ReadCoordinates(begin, end, values);
             std::array<std::vector<double>, 3> axes;
             for (std::size_t axis = 0; axis < dimension; ++axis) {
+                axes[axis].resize(n);
                 for (std::size_t i = 0; i < n; ++i) {
-                    axes[axis].push_back(values[i * dimension + axis]);
+                    axes[axis][i] = values[i * dimension + axis];
                 }
             }
             Check(ex_put_partial_coord(m_id, begin + 1, end - begin, axes[0].data(), axes[1].data(),
                                        axes[2].data()),
                   "write coordinates");
         }
-        WriteLabels(EX_NODE_MAP, m_model.NodeLabels(), "node");
         m_report.Keep("nodes", "", nNodes);
     }
 
@@ -242,30 +265,42 @@ class ExodusFile {
                    : ExodusNameOf(*block.shape);
     }
 
-    void WriteBlocks() {
-        const std::vector<int> labels = m_model.ElementLabels();
-        std::vector<int> labelsInFile;
-        m_placeOf.assign(static_cast<std::size_t>(m_model.NumElements()), 0);
+    void DefineBlocks() {
         Numbers numbers(kLeastNumber);
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
             const int number = numbers.Unique(block.number);
             m_blockNumbers.push_back(number);
-            const int nElements = block.elements.Size();
-            Check(ex_put_block(m_id, EX_ELEM_BLOCK, number, SpelledShape(block).c_str(), nElements,
-                               IsWithoutShape(block) ? 0 : block.shape->nNodes, 0, 0,
-                               std::ssize(m_shells.NamesOf(block))),
-                  "write an element block");
+            Check(
+                ex_put_block(m_id, EX_ELEM_BLOCK, number, SpelledShape(block).c_str(),
+                             block.elements.Size(), IsWithoutShape(block) ? 0 : block.shape->nNodes,
+                             0, 0, std::ssize(m_shells.NamesOf(block))),
+                "write an element block");
             PutName(EX_ELEM_BLOCK, number, "element block", block.name);
+        }
+    }
+
+    void WriteElementLabels() {
+        const std::vector<int> labels = m_model.ElementLabels();
+        std::vector<int> labelsInFile;
+        labelsInFile.reserve(labels.size());
+        m_placeOf.assign(labels.size(), 0);
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
             for (ORQSimCSetIterator element(block.elements); !element.IsDone(); element.Next()) {
                 const auto ordinal = static_cast<std::size_t>(element.CurrentValue());
                 labelsInFile.push_back(labels[ordinal]);
                 m_placeOf[ordinal] = static_cast<int>(labelsInFile.size());
             }
-            WriteConnectivity(block, number);
-            WriteAttributes(block, number);
-            m_report.Keep("element block", block.name, nElements);
         }
         WriteLabels(EX_ELEM_MAP, std::move(labelsInFile), "element");
+    }
+
+    void WriteBlocks() {
+        for (std::size_t i = 0; i < m_model.Blocks().size(); ++i) {
+            const ORQExcModel::Block& block = m_model.Blocks()[i];
+            WriteConnectivity(block, m_blockNumbers[i]);
+            WriteAttributes(block, m_blockNumbers[i]);
+            m_report.Keep("element block", block.name, block.elements.Size());
+        }
         m_shells.Report(m_report);
     }
 

@@ -16,18 +16,15 @@ namespace {
 
 using Place = ORQExcResultArray::Place;
 
-class Writer {
+}  // namespace
+
+class ExodusResultExport::Writer {
   public:
     Writer(int id, const std::filesystem::path& file, const ORQExcModel& model,
-           const std::vector<int>& blockNumbers, const ORQExcResults& results, ORQExcReport& report)
-        : m_id(id),
-          m_file(file),
-          m_model(model),
-          m_blockNumbers(blockNumbers),
-          m_results(results),
-          m_report(report) {}
+           const ORQExcResults& results, ORQExcReport& report)
+        : m_id(id), m_file(file), m_model(model), m_results(results), m_report(report) {}
 
-    void Write() {
+    void Define() {
         for (const ORQExcResults::Field& field : m_results.Fields()) {
             std::vector<Column>& columns = ColumnsOf(field.place);
             m_firstColumn.push_back(static_cast<int>(columns.size()) + 1);
@@ -40,6 +37,10 @@ class Writer {
         DefineVariables(EX_NODAL, m_nodal);
         DefineVariables(EX_ELEM_BLOCK, m_elemental);
         DefineTruthTable();
+    }
+
+    void Write(const std::vector<int>& blockNumbers) {
+        m_blockNumbers = blockNumbers;
         m_nMissing.assign(m_results.Fields().size(), 0);
         for (std::size_t frame = 0; frame < m_results.Frames().size(); ++frame) {
             WriteFrame(static_cast<int>(frame));
@@ -182,7 +183,7 @@ class Writer {
     int m_id;
     std::filesystem::path m_file;
     const ORQExcModel& m_model;
-    const std::vector<int>& m_blockNumbers;
+    std::vector<int> m_blockNumbers;
     const ORQExcResults& m_results;
     ORQExcReport& m_report;
     std::vector<Column> m_global;
@@ -193,12 +194,19 @@ class Writer {
     std::vector<std::int64_t> m_nMissing;       // by field
 };
 
-}  // namespace
+ExodusResultExport::ExodusResultExport(int id, const std::filesystem::path& file,
+                                       const ORQExcModel& model, const ORQExcResults& results,
+                                       ORQExcReport& report)
+    : m_writer(std::make_unique<Writer>(id, file, model, results, report)) {}
 
-void WriteExodusResults(int id, const std::filesystem::path& file, const ORQExcModel& model,
-                        const std::vector<int>& blockNumbers, const ORQExcResults& results,
-                        ORQExcReport& report) {
-    Writer(id, file, model, blockNumbers, results, report).Write();
+ExodusResultExport::~ExodusResultExport() = default;
+
+void ExodusResultExport::Define() {
+    m_writer->Define();
+}
+
+void ExodusResultExport::Write(const std::vector<int>& blockNumbers) {
+    m_writer->Write(blockNumbers);
 }
 
 }  // namespace orq::exchange

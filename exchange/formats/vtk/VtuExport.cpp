@@ -17,6 +17,7 @@
 #include "ORQExcExportError.h"
 #include "ORQExcXmlText.h"
 #include "model/ArrayNames.h"
+#include "model/Numbering.h"
 #include "model/ShellColumns.h"
 
 namespace orq::exchange {
@@ -25,16 +26,28 @@ namespace {
 constexpr int kSlice = 1 << 16;  // points or cells at a time
 constexpr std::string_view kText = "String";
 
+/// What all files of a model have and is found out once.
+struct Shared {
+    Shared(const ORQExcModel& model, ORQExcReport& report)
+        : shells(model), nodeLabels(model.NodeLabels()), elementLabels(model.ElementLabels()) {
+        MakeLabelsDistinct(nodeLabels, "node", report);
+        MakeLabelsDistinct(elementLabels, "element", report);
+    }
+    ShellColumns shells;
+    std::vector<int> nodeLabels;  // by ordinal
+    std::vector<int> elementLabels;
+};
+
 class VtuFile {
   public:
     /// `frame` is -1 for a mesh without results.
-    VtuFile(const ORQExcModel& model, const ShellColumns& shells, const ORQExcResults& results,
-            int frame, const std::filesystem::path& path)
+    VtuFile(const ORQExcModel& model, const Shared& shared, const ORQExcResults& results, int frame,
+            const std::filesystem::path& path)
         : m_model(model),
           m_results(results),
           m_frame(frame),
           m_path(path),
-          m_shells(shells),
+          m_shared(shared),
           m_out(path, std::ios::binary) {
         for (const ORQExcModel::Block& block : model.Blocks()) {
             m_nCells += block.elements.Size();
@@ -108,13 +121,13 @@ class VtuFile {
         Add(Place::Cells, "offsets", "Int64", 1, m_nCells * 8, [this] { PutOffsets(); });
         Add(Place::Cells, "types", "UInt8", 1, m_nCells, [this] { PutTypes(); });
         Add(Place::PointData, std::string(array_names::kLabels), "Int32", 1, nPoints * 4,
-            [this] { PutAll(m_model.NodeLabels()); });
+            [this] { PutAll(m_shared.nodeLabels); });
         for (const ORQExcModel::Set& set : m_model.NodeSets()) {
             Add(Place::PointData, std::string(array_names::kNodeSet) + set.name, "UInt8", 1,
                 nPoints, [this, &set] { PutAll(Marks(set.members, m_model.NumNodes())); });
         }
         Add(Place::CellData, std::string(array_names::kLabels), "Int32", 1, m_nCells * 4,
-            [this] { PutAll(ByCell(m_model.ElementLabels())); });
+            [this] { PutAll(ByCell(m_shared.elementLabels)); });
         Add(Place::CellData, std::string(array_names::kBlocks), "Int32", 1, m_nCells * 4,
             [this] { PutBlockNumbers(); });
         for (const ORQExcModel::Set* set : m_model.ElementSetsBesideBlocks()) {
@@ -139,7 +152,7 @@ class VtuFile {
     void AddAttributes() {
         std::vector<std::string> names;
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
-            for (const std::string& name : m_shells.NamesOf(block)) {
+            for (const std::string& name : m_shared.shells.NamesOf(block)) {
                 if (std::ranges::find(names, name) == names.end()) {
                     names.push_back(name);
                 }
@@ -153,12 +166,13 @@ class VtuFile {
 
     void PutAttribute(const std::string& name) {
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
-            const std::vector<std::string>& names = m_shells.NamesOf(block);
+            const std::vector<std::string>& names = m_shared.shells.NamesOf(block);
             const auto found = std::ranges::find(names, name);
-            PutAll(found == names.end()
-                       ? std::vector<double>(static_cast<std::size_t>(block.elements.Size()),
-                                             std::numeric_limits<double>::quiet_NaN())
-                       : m_shells.Read(block, static_cast<std::size_t>(found - names.begin())));
+            PutAll(
+                found == names.end()
+                    ? std::vector<double>(static_cast<std::size_t>(block.elements.Size()),
+                                          std::numeric_limits<double>::quiet_NaN())
+                    : m_shared.shells.Read(block, static_cast<std::size_t>(found - names.begin())));
         }
     }
 
@@ -388,7 +402,7 @@ class VtuFile {
     const ORQExcResults& m_results;
     int m_frame;
     std::filesystem::path m_path;
-    const ShellColumns& m_shells;
+    const Shared& m_shared;
     std::ofstream m_out;
     std::vector<Array> m_arrays;
     std::int64_t m_nCells = 0;
@@ -432,9 +446,9 @@ void ReportResults(const ORQExcResults& results, std::int64_t nTimes, ORQExcRepo
 void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
               const std::filesystem::path& file, ORQExcReport& report) {
     const auto nTimes = std::ssize(results.Frames());
-    const ShellColumns shells(model);
-    VtuFile(model, shells, results, static_cast<int>(nTimes) - 1, file).Write();
-    ReportMesh(model, shells, report);
+    const Shared shared(model, report);
+    VtuFile(model, shared, results, static_cast<int>(nTimes) - 1, file).Write();
+    ReportMesh(model, shared.shells, report);
     if (nTimes > 0) {
         ReportResults(results, 1, report);
     }
@@ -450,18 +464,18 @@ void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
                         const std::filesystem::path& collection,
                         const std::filesystem::path& folder, const std::string& folderName,
                         ORQExcReport& report) {
-    const ShellColumns shells(model);
+    const Shared shared(model, report);
     std::ofstream out(collection, std::ios::binary);
     out << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"1.0\" "
            "byte_order=\"LittleEndian\">\n  <Collection>\n";
     for (std::size_t frame = 0; frame < results.Frames().size(); ++frame) {
         const std::string name = fmt::format("time_{:04}.vtu", frame + 1);
-        VtuFile(model, shells, results, static_cast<int>(frame), folder / name).Write();
+        VtuFile(model, shared, results, static_cast<int>(frame), folder / name).Write();
         out << fmt::format("    <DataSet timestep=\"{}\" part=\"0\" file=\"{}/{}\"/>\n",
                            results.Frames()[frame].time, ORQExcXmlEscaped(folderName), name);
     }
     if (results.Frames().empty()) {
-        VtuFile(model, shells, results, -1, folder / "mesh.vtu").Write();
+        VtuFile(model, shared, results, -1, folder / "mesh.vtu").Write();
         out << fmt::format("    <DataSet timestep=\"0\" part=\"0\" file=\"{}/mesh.vtu\"/>\n",
                            ORQExcXmlEscaped(folderName));
     }
@@ -470,7 +484,7 @@ void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
     if (!out) {
         throw ORQExcExportError(fmt::format("{}: cannot be written", collection.string()));
     }
-    ReportMesh(model, shells, report);
+    ReportMesh(model, shared.shells, report);
     ReportResults(results, std::ssize(results.Frames()), report);
 }
 

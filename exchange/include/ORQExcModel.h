@@ -80,6 +80,8 @@ class ORQ_EXPORT ORQExcModel {
 
     /// [end - begin][Dimension()]; 0 where a node has no coordinates.
     void ReadCoordinates(int begin, int end, std::span<double> coordinates) const;
+    /// The same of a set of nodes, in its order.
+    void ReadCoordinatesOf(const ORQSimCSet& nodes, std::span<double> coordinates) const;
     /// [end - begin][nodes of the shape], elements counted within the block.
     void ReadConnectivity(const Block& block, int begin, int end, std::span<int> nodes) const;
     /// The nodes of each face, in the order of the faces.

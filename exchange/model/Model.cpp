@@ -231,11 +231,14 @@ std::vector<ORQExcModel::Surface> ORQExcModel::Surfaces() const {
 }
 
 void ORQExcModel::ReadCoordinates(int begin, int end, std::span<double> coordinates) const {
-    const ORQObjMesh mesh(m_document.GetMesh());
-    const ORQSimCollection nodes(mesh.GetNodeCollection().GetCollection());
-    ORQSrvNodalCoordinates(mesh.GetCoordinates(), kChunk)
-        .Read(nodes.CreateVolatileCSetStrided(begin, end - begin, 1, 1), m_components,
-              coordinates.data());
+    const ORQSimCollection nodes(
+        ORQObjMesh(m_document.GetMesh()).GetNodeCollection().GetCollection());
+    ReadCoordinatesOf(nodes.CreateVolatileCSetStrided(begin, end - begin, 1, 1), coordinates);
+}
+
+void ORQExcModel::ReadCoordinatesOf(const ORQSimCSet& nodes, std::span<double> coordinates) const {
+    ORQSrvNodalCoordinates(ORQObjMesh(m_document.GetMesh()).GetCoordinates(), kChunk)
+        .Read(nodes, m_components, coordinates.data());
 }
 
 void ORQExcModel::ReadConnectivity(const Block& block, int begin, int end,

@@ -159,7 +159,7 @@ ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
                          {"format", format},
                          {"output", options.output.string()}});
         PrintJson(console.out, contents);
-    } else {
+    } else if (!console.IsQuiet()) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << " (" << format << ")\n";
     }

@@ -26,6 +26,8 @@ std::vector<Workload> DiagnosticsWorkloads();
 std::vector<Workload> MeshWorkloads();
 // Import of a bulk data deck.
 std::vector<Workload> DeckWorkloads();
+// What the program answers about a model of many nodes.
+std::vector<Workload> QueryWorkloads();
 // Labels of two models joined, and names looked up.
 std::vector<Workload> LabelWorkloads();
 // Layers of shell sections, as many sections as a tenth of the records.

@@ -21,6 +21,7 @@ std::vector<Workload> AllWorkloads() {
     std::ranges::move(FieldWorkloads(), std::back_inserter(all));
     std::ranges::move(LabelWorkloads(), std::back_inserter(all));
     std::ranges::move(DeckWorkloads(), std::back_inserter(all));
+    std::ranges::move(QueryWorkloads(), std::back_inserter(all));
     std::ranges::move(LayerWorkloads(), std::back_inserter(all));
     std::ranges::move(CheckWorkloads(), std::back_inserter(all));
     std::ranges::move(DiffWorkloads(), std::back_inserter(all));

@@ -17,6 +17,10 @@ foreach(directory IN LISTS orq_include_dirs)
 endforeach()
 if(TARGET orqmodel)
     install(TARGETS orqmodel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+    install(FILES ${PROJECT_BINARY_DIR}/tools/orqmodel/orqmodel.1
+            DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+    install(FILES ${PROJECT_BINARY_DIR}/tools/orqmodel/orqmodel.bash
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME orqmodel)
 endif()
 
 # The CMake package. Libraries that ours use privately come in as plain shared libraries.

@@ -9,6 +9,8 @@
 #include "ORQBasFailure.h"
 #include "ORQExcExportError.h"
 #include "ORQExcImportError.h"
+#include "ORQExcNearNames.h"
+#include "commands/Manual.h"
 #include "commands/Subcommands.h"
 #include "terminal/InterruptGuard.h"
 
@@ -18,7 +20,9 @@ namespace {
 /// The program's arguments, read by the table of subcommands.
 class CommandLine {
   public:
-    CommandLine() {
+    /// `width` as in Console.
+    explicit CommandLine(int width) {
+        m_app.formatter(HelpFormatter(width));
         m_app.require_subcommand(1);
         m_app.set_version_flag("--version", "orqmodel " ORQMODEL_VERSION);
         for (const Subcommand& row : Subcommands()) {
@@ -29,10 +33,13 @@ class CommandLine {
         }
     }
 
-    ExitStatus Run(std::vector<std::string> arguments, Console console) {
-        std::reverse(arguments.begin(), arguments.end());  // As the parser takes them.
+    ExitStatus Run(const std::vector<std::string>& arguments, Console console) {
+        CheckSubcommand(arguments);
         try {
-            m_app.parse(arguments);
+            // The parser takes the last one first.
+            m_app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        } catch (const CLI::ExtrasError& error) {
+            ORQBasThrowUsage(error.what() + NearOptions(arguments));
         } catch (const CLI::Success& answer) {  // Help or version was asked for.
             m_app.exit(answer, console.out, console.err);
             return ExitStatus::Done;
@@ -43,6 +50,39 @@ class CommandLine {
     }
 
   private:
+    /// The parser would only say that there is none.
+    static void CheckSubcommand(const std::vector<std::string>& arguments) {
+        if (arguments.empty() || arguments[0].starts_with('-')) {
+            return;
+        }
+        std::vector<std::string> names;
+        for (const Subcommand& row : Subcommands()) {
+            names.emplace_back(row.name);
+        }
+        if (std::ranges::find(names, arguments[0]) == names.end()) {
+            ORQBasThrowUsage(arguments[0] + " is no subcommand" +
+                             ORQExcIsIt(ORQExcSpeltAlike(arguments[0], arguments[0], names)) +
+                             " (orqmodel --help lists all)");
+        }
+    }
+
+    /// Options of the subcommand that are spelt like the first one that it does not have.
+    std::string NearOptions(const std::vector<std::string>& arguments) const {
+        std::vector<std::string> names;
+        for (const CLI::Option* option : m_app.get_subcommand(arguments[0])->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                names.push_back("--" + name);
+            }
+        }
+        for (const std::string& argument : arguments) {
+            const std::string name = argument.substr(0, argument.find('='));
+            if (name.starts_with("--") && std::ranges::find(names, name) == names.end()) {
+                return ORQExcIsIt(ORQExcSpeltAlike(name, name, names));
+            }
+        }
+        return {};
+    }
+
     void AddCommon(CLI::App& command) {
         CLI::Option* const quiet = command.add_flag_callback(
             "-q,--quiet", [this] { m_verbosity = Verbosity::Quiet; },
@@ -75,10 +115,10 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& giv
     PrintableBuffer errBuffer(given.err);
     std::ostream out(&outBuffer);
     std::ostream err(&errBuffer);
-    const Console console{
-        out, err, given.showsProgress, &given.err, given.verbosity, given.width, given.height};
+    const Console console{out,        err,         given.showsProgress, &given.err, given.verbosity,
+                          &given.out, given.width, given.height};
     try {
-        const ExitStatus status = CommandLine().Run(arguments, console);
+        const ExitStatus status = CommandLine(console.width).Run(arguments, console);
         if (!console.out.flush()) {
             return Fail(console, ExitStatus::Unreadable, "cannot write the output");
         }

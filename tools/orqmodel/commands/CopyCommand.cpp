@@ -45,7 +45,7 @@ ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
                                 {"output", options.output.string()},
                                 {"generation", state},
                                 {"bulk_bytes", bulk}});
-    } else {
+    } else if (!console.IsQuiet()) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << '\n'
                     << fmt::format("copied: state {}, {} bytes of bulk data\n", state, bulk);

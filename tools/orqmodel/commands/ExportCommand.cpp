@@ -39,7 +39,7 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
                                 {"output", options.output.string()},
                                 {"exported", !isRefused},
                                 {"report", ToJson(report)}});
-    } else {
+    } else if (!console.IsQuiet()) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << " (" << exporter.Format()
                     << ")\n";

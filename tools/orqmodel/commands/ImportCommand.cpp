@@ -77,7 +77,9 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
     if (!isRefused) {
         target.PutIntoPlace();
     }
-    Print(options, *importer, report, !isRefused, console);
+    if (options.json || !console.IsQuiet()) {
+        Print(options, *importer, report, !isRefused, console);
+    }
     if (isRefused) {
         console.err << "orqmodel: nothing was imported: --strict, and some content "
                     << (report.HasDrops() ? "would be dropped" : "is wrong in the file") << '\n';

@@ -76,7 +76,7 @@ ExitStatus RunRecover(const RecoverOptions& options, const Console& console) {
     }
     if (options.json) {
         PrintAsJson(options, recovery, console.out);
-    } else {
+    } else if (!console.IsQuiet() || !recovery.lost.empty()) {
         Print(options, recovery, console.out);
     }
     return recovery.lost.empty() ? ExitStatus::Done : ExitStatus::Findings;
@@ -87,11 +87,9 @@ ExitStatus RunRecover(const RecoverOptions& options, const Console& console) {
 SubcommandRun DeclareRecover(CLI::App& command) {
     const auto options = std::make_shared<RecoverOptions>();
     command.footer(
-        "The damaged database stays as it is. Sets, drawers of values, tables and data sets that "
-        "are\n"
-        "damaged in part are left out whole, and links to them; objects to which no link leads "
-        "any\n"
-        "more are kept. Exit status 1 when anything is lost");
+        "The damaged database stays as it is. Sets, drawers of values, tables and data sets\n"
+        "that are damaged in part are left out whole, and links to them; objects to which no\n"
+        "link leads any more are kept. Exit status 1 when anything is lost.");
     command.add_option("DATABASE", options->database, "The damaged model database")->required();
     command.add_option("-o,--output", options->output, "The model database to make, NAME.orq")
         ->required();

@@ -12,12 +12,17 @@ constexpr std::array kSubcommands = {
     Subcommand{"info", "Show what a model database holds", DeclareInfo},
     Subcommand{"list", "List the blocks, sets, materials, fields or other objects of a model",
                DeclareList},
+    Subcommand{
+        "table",
+        "Write numbers of a model as a table: results, coordinates, connectivity, masses, ...",
+        DeclareTable},
     Subcommand{"verify", "Compare all checksums and follow all references of a model database",
                DeclareVerify},
     Subcommand{"recover", "Make a new model database of what is whole in a damaged one",
                DeclareRecover},
     Subcommand{"copy", "Copy the last state of a model database, also while somebody writes to it",
                DeclareCopy},
+    Subcommand{"compact", "Give the space of what was deleted back to the disk", DeclareCompact},
     Subcommand{"check", "Say what keeps a model from being displayed or post-processed",
                DeclareCheck},
     Subcommand{"export", "Write a model to a file (Exodus II, Gmsh, NASTRAN bulk data, VTU)",
@@ -37,6 +42,9 @@ constexpr std::array kSubcommands = {
                DeclareVariables},
     Subcommand{"status", "Show how an analysis stands: its job, steps, warnings and errors",
                DeclareStatus},
+    Subcommand{"completion", "Print a script by which a shell completes what is typed",
+               DeclareCompletion},
+    Subcommand{"help", "Explain a subcommand", DeclareHelp},
 };
 
 }  // namespace

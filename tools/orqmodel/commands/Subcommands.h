@@ -29,11 +29,14 @@ std::span<const Subcommand> Subcommands();
 
 SubcommandRun DeclareAdjacency(CLI::App& command);
 SubcommandRun DeclareCheck(CLI::App& command);
+SubcommandRun DeclareCompact(CLI::App& command);
+SubcommandRun DeclareCompletion(CLI::App& command);
 SubcommandRun DeclareCopy(CLI::App& command);
 SubcommandRun DeclareDiff(CLI::App& command);
 SubcommandRun DeclareDraw(CLI::App& command);
 SubcommandRun DeclareExport(CLI::App& command);
 SubcommandRun DeclareFind(CLI::App& command);
+SubcommandRun DeclareHelp(CLI::App& command);
 SubcommandRun DeclareImport(CLI::App& command);
 SubcommandRun DeclareInfo(CLI::App& command);
 SubcommandRun DeclareLayers(CLI::App& command);
@@ -42,6 +45,7 @@ SubcommandRun DeclareMap(CLI::App& command);
 SubcommandRun DeclareMaterials(CLI::App& command);
 SubcommandRun DeclareRecover(CLI::App& command);
 SubcommandRun DeclareStatus(CLI::App& command);
+SubcommandRun DeclareTable(CLI::App& command);
 SubcommandRun DeclareVariables(CLI::App& command);
 SubcommandRun DeclareVerify(CLI::App& command);
 

@@ -44,6 +44,9 @@ ExitStatus RunVerify(const VerifyOptions& options, const Console& console) {
         for (const std::string& finding : findings) {
             console.out << ORQExcPrintable(finding) << '\n';
         }
+        if (findings.empty() && console.IsQuiet()) {
+            return ExitStatus::Done;
+        }
         console.out << ORQExcPrintable(options.database) << ": ";
         if (findings.empty()) {
             console.out << "intact\n";

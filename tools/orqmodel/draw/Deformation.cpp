@@ -13,6 +13,7 @@
 #include "ORQExcNearNames.h"
 #include "draw/FieldValues.h"
 #include "draw/Skin.h"
+#include "queries/Invariants.h"
 
 namespace orqmodel {
 namespace {
@@ -20,10 +21,7 @@ namespace {
 using Field = ORQExcResults::Field;
 
 bool IsDisplacement(const Field& field) {
-    return field.place == ORQExcResultArray::Place::Node &&
-           std::ranges::all_of(field.components, [](const ORQExcResults::Component& component) {
-               return std::ranges::find(kVectorCodes, component.code) != std::end(kVectorCodes);
-           });
+    return field.place == ORQExcResultArray::Place::Node && IsVector(field);
 }
 
 const Field* FindVector(const ORQExcResults& results, const std::string& name) {
@@ -108,10 +106,8 @@ std::vector<Point> Deformation::At(int time) const {
     std::vector<Point> displacements(static_cast<std::size_t>(m_model.NumNodes()), Point{});
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (std::isfinite(values[i])) {
-            const int code = m_field->components[i % nComponents].code;
-            const auto axis = std::ranges::find(kVectorCodes, code) - std::begin(kVectorCodes);
-            displacements[i / nComponents].at(static_cast<std::size_t>(axis)) =
-                *m_scale * values[i];
+            const std::size_t axis = AxisOf(m_field->components[i % nComponents]);
+            displacements[i / nComponents].at(axis) = *m_scale * values[i];
         }
     }
     return displacements;

@@ -3,42 +3,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 #include <functional>
 
 #include "ORQBasFailure.h"
 #include "ORQExcNearNames.h"
+#include "queries/Invariants.h"
 
 namespace orqmodel {
 namespace {
 
 using Field = ORQExcResults::Field;
 using Place = ORQExcResultArray::Place;
-
-// The codes of a symmetric tensor's components, by their places in its invariants.
-constexpr int kTensorCodes[] = {1, 14, 23, 5, 10, 18};  // 11, 22, 33, 12, 13, 23
-
-bool AreAllIn(const Field& field, std::span<const int> codes) {
-    return std::ranges::all_of(field.components, [&](const ORQExcResults::Component& component) {
-        return std::ranges::find(codes, component.code) != codes.end();
-    });
-}
-
-double Magnitude(std::span<const double> components) {
-    double sum = 0;
-    for (const double component : components) {
-        sum += component * component;
-    }
-    return std::sqrt(sum);
-}
-
-/// The equivalent stress of von Mises from 11, 22, 33, 12, 13, 23.
-double VonMises(const std::array<double, 6>& s) {
-    const auto square = [](double value) { return value * value; };
-    return std::sqrt(0.5 * (square(s[0] - s[1]) + square(s[1] - s[2]) + square(s[2] - s[0])) +
-                     3 * (square(s[3]) + square(s[4]) + square(s[5])));
-}
 
 Quantity QuantityOf(const Field& field, const std::string& label) {
     const auto component =
@@ -50,21 +25,12 @@ Quantity QuantityOf(const Field& field, const std::string& label) {
     if (field.components.size() == 1) {
         return {field.name, [](std::span<const double> values) { return values[0]; }};
     }
-    if (AreAllIn(field, kVectorCodes)) {
+    if (IsVector(field)) {
         return {field.name + " magnitude", Magnitude};
     }
-    if (AreAllIn(field, kTensorCodes)) {
-        std::vector<std::size_t> places;
-        for (const ORQExcResults::Component& each : field.components) {
-            places.push_back(static_cast<std::size_t>(std::ranges::find(kTensorCodes, each.code) -
-                                                      std::begin(kTensorCodes)));
-        }
-        return {field.name + " von Mises", [places](std::span<const double> values) {
-                    std::array<double, 6> tensor{};
-                    for (std::size_t i = 0; i < places.size(); ++i) {
-                        tensor.at(places[i]) = values[i];
-                    }
-                    return VonMises(tensor);
+    if (const auto tensor = TensorOf::Components(field)) {
+        return {field.name + " von Mises", [tensor = *tensor](std::span<const double> values) {
+                    return VonMises(tensor(values));
                 }};
     }
     std::string components;

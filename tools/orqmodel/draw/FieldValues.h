@@ -10,9 +10,6 @@
 
 namespace orqmodel {
 
-/// The codes of the components of a vector, by axis.
-constexpr int kVectorCodes[] = {0, 12, 20};
-
 /// A field at one time as one number for each node or element: what a picture can show of it.
 struct FieldValues {
     bool isNodal;

@@ -25,6 +25,8 @@ struct Console {
     /// Where a bar is drawn; `err` lets nothing through that moves the cursor.
     std::ostream* terminal = nullptr;
     Verbosity verbosity = Verbosity::Ordinary;
+    /// Where rows of tables go, whose texts are printable: `out`, flushed, as it was given.
+    std::ostream* rows = nullptr;
     int width = 0;  // Characters and lines of the terminal that `out` is; 0 for something else.
     int height = 0;
 

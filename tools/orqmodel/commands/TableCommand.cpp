@@ -1,0 +1,500 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <nlohmann/json.hpp>
+#include <numeric>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ORQBasFailure.h"
+#include "ORQExcModel.h"
+#include "ORQExcNearNames.h"
+#include "ORQExcResults.h"
+#include "ORQExcTexts.h"
+#include "ORQSimCollection.h"
+#include "commands/Arguments.h"
+#include "queries/DerivedRows.h"
+#include "queries/LabelBlocks.h"
+#include "queries/MemberRange.h"
+#include "queries/OpenModel.h"
+#include "queries/RowSource.h"
+#include "queries/RowStatistics.h"
+#include "queries/Selection.h"
+#include "terminal/ProgressBar.h"
+#include "terminal/TableWriter.h"
+
+namespace orqmodel {
+namespace {
+
+struct TableOptions {
+    std::string database;
+    std::string field;      // Empty for none.
+    std::string component;  // Of the field; empty for all.
+    std::string derived;    // One of DerivationNames(), or empty.
+    std::string step;       // "all", a number from 1, or empty for the last time with values.
+    std::string quantity;   // Without a field; empty for what suits the selection.
+    Selection selection;
+    bool stats = false;
+    bool places = false;
+    bool csv = false;
+    bool json = false;
+};
+
+constexpr const char* kCoordinates = "coordinates";
+constexpr const char* kConnectivity = "connectivity";
+
+std::vector<std::string> Quantities() {
+    std::vector<std::string> names = {kCoordinates, kConnectivity};
+    std::ranges::copy(MeasureNames(), std::back_inserter(names));
+    return names;
+}
+
+// --- What is asked for ---------------------------------------------------------------------------
+
+/// A field, and one of its components or -1 for all.
+struct WantedField {
+    const ORQExcResults::Field* field;
+    int component;
+};
+
+int ComponentOf(const ORQExcResults::Field& field, const std::string& label) {
+    std::vector<std::string> labels;
+    for (const ORQExcResults::Component& component : field.components) {
+        labels.push_back(component.label);
+    }
+    const auto found = std::ranges::find(labels, label);
+    if (found == labels.end()) {
+        ORQBasThrowUsage(fmt::format("--component {}: {} has no such component{}", label,
+                                     field.name, ORQExcNearNames(label, labels)));
+    }
+    return static_cast<int>(found - labels.begin());
+}
+
+/// By the name of the field or, where no field has it, of one of its components.
+WantedField FindField(const ORQExcResults& results, const TableOptions& options) {
+    std::vector<std::string> known;
+    const std::vector<ORQExcResults::Field>& fields = results.Fields();
+    for (const ORQExcResults::Field& field : fields) {
+        if (field.name == options.field) {
+            return {&field, options.component.empty() ? -1 : ComponentOf(field, options.component)};
+        }
+        known.push_back(field.name);
+    }
+    for (const ORQExcResults::Field& field : fields) {
+        for (std::size_t i = 0; i < field.components.size(); ++i) {
+            if (field.components[i].label == options.field && options.component.empty()) {
+                return {&field, static_cast<int>(i)};
+            }
+        }
+    }
+    ORQBasThrowUsage(fmt::format("--field {}: the model has no such results{}", options.field,
+                                 ORQExcNearNames(options.field, known)));
+}
+
+/// Whether a field may have values at a frame: some of its drawers have the time.
+bool HasTime(const ORQExcResults& results, const ORQExcResults::Field& field, int frame) {
+    const ORQExcResults::Frame& at = results.Frames()[static_cast<std::size_t>(frame)];
+    return field.ofStep[static_cast<std::size_t>(at.step)].GetTimes().SeekMember(at.member) >= 0;
+}
+
+std::vector<int> FramesOf(const ORQExcResults& results, const ORQExcResults::Field& field,
+                          const std::string& step) {
+    const int nFrames = static_cast<int>(results.Frames().size());
+    std::vector<int> frames(static_cast<std::size_t>(nFrames));
+    std::iota(frames.begin(), frames.end(), 0);
+    if (step == "all") {
+        return frames;
+    }
+    int number = 0;
+    if (step.empty()) {
+        for (number = nFrames; number > 0 && !HasTime(results, field, number - 1); --number) {
+        }
+        return number == 0 ? std::vector<int>() : std::vector{number - 1};
+    }
+    const auto [end, failure] = std::from_chars(step.data(), step.data() + step.size(), number);
+    if (failure != std::errc() || end != step.data() + step.size() || number < 1 ||
+        number > nFrames) {
+        ORQBasThrowUsage(
+            fmt::format("--step {}: the model has the times 1 to {}, or all", step, nFrames));
+    }
+    return {number - 1};
+}
+
+RowPlace PlaceOf(const ORQExcResults::Field& field) {
+    return field.place == ORQExcResultArray::Place::Node      ? RowPlace::Node
+           : field.place == ORQExcResultArray::Place::Element ? RowPlace::Element
+                                                              : RowPlace::Model;
+}
+
+std::unique_ptr<RowSource> RowsOfField(const ORQExcModel& model, const ORQExcResults& results,
+                                       const TableOptions& options) {
+    const auto [field, component] = FindField(results, options);
+    const RowPlace place = PlaceOf(*field);
+    ORQSimCSet members;
+    if (place != RowPlace::Model || !options.selection.IsEmpty()) {
+        members = options.selection.IsEmpty() ? results.MembersOf(*field)
+                                              : Selected(model, options.selection, place);
+    }
+    if (place != RowPlace::Model && members.IsEmpty()) {
+        return nullptr;
+    }
+    std::vector<int> frames = FramesOf(results, *field, options.step);
+    if (options.derived.empty()) {
+        return FieldRows(results, *field, std::move(frames), members, component);
+    }
+    if (component >= 0) {
+        ORQBasThrowUsage("--derived: is made of all components, not of one");
+    }
+    return DerivedRows(FieldRows(results, *field, std::move(frames), members), *field,
+                       options.derived);
+}
+
+std::unique_ptr<RowSource> RowsOfMesh(const ORQExcModel& model, const TableOptions& options) {
+    const std::string quantity = !options.quantity.empty()           ? options.quantity
+                                 : options.selection.NamesElements() ? kConnectivity
+                                                                     : kCoordinates;
+    const bool ofNodes = quantity == kCoordinates;
+    const ORQSimCSet members =
+        Selected(model, options.selection, ofNodes ? RowPlace::Node : RowPlace::Element);
+    if (members.IsEmpty()) {
+        return nullptr;
+    }
+    return ofNodes                     ? CoordinateRows(model, members)
+           : quantity == kConnectivity ? ConnectivityRows(model, members)
+                                       : MeasureRows(model, members, quantity);
+}
+
+// --- How it is written ---------------------------------------------------------------------------
+
+/// The columns and cells that say what a row is of.
+class RowHeads {
+  public:
+    RowHeads(const ORQExcModel& model, const ORQExcResults& results, const TableOptions& options,
+             const RowSource& rows, bool hasShapes)
+        : m_model(model),
+          m_results(results),
+          m_hasMembers(rows.Place() != RowPlace::Model),
+          m_isNode(rows.Place() == RowPlace::Node),
+          m_labels(model.Document(),
+                   m_isNode ? ORQObjLabelerType::Node : ORQObjLabelerType::Element),
+          m_hasShapes(hasShapes),
+          m_hasTimes(!options.field.empty()) {
+        const bool isTerse = !options.csv && !options.json;
+        m_hasSteps = m_hasTimes && (!isTerse || results.Steps().size() > 1);
+        m_hasInstances = m_hasMembers && (!isTerse || m_labels.Instances().size() > 1);
+        m_hasPlaces = m_hasMembers && options.places;
+        for (const std::string& name : m_labels.Instances()) {
+            m_instances.push_back(ORQExcPrintable(name));
+        }
+        for (const std::string& name : results.Steps()) {
+            m_steps.push_back(ORQExcPrintable(name));
+        }
+    }
+
+    bool HasMembers() const { return m_hasMembers; }
+
+    void AddTimeColumns(std::vector<TableWriter::Column>& columns) const {
+        if (m_hasSteps) {
+            columns.push_back({"step", false});
+        }
+        if (m_hasTimes) {
+            columns.push_back({"time"});
+        }
+    }
+    void AddMemberColumns(std::vector<TableWriter::Column>& columns, bool withPlaces) const {
+        if (m_hasInstances) {
+            columns.push_back({"instance", false});
+        }
+        if (m_hasMembers) {
+            columns.push_back({m_isNode ? "node" : "element"});
+        }
+        if (m_hasShapes) {
+            columns.push_back({"shape", false});
+        }
+        for (const char* axis : {"x", "y", "z"}) {
+            if (withPlaces) {
+                columns.push_back({axis});
+            }
+        }
+    }
+    bool HasPlaces() const { return m_hasPlaces; }
+
+    void WriteTime(int frame, TableWriter& writer) const {
+        if (!m_hasTimes) {
+            return;
+        }
+        const ORQExcResults::Frame& at = m_results.Frames()[static_cast<std::size_t>(frame)];
+        if (m_hasSteps) {
+            writer.Text(m_steps[static_cast<std::size_t>(at.step)]);
+        }
+        writer.Number(at.time);
+    }
+
+    /// Reads what the next rows are of.
+    void Take(const RowBlock& block, bool withPlaces) {
+        if (!m_hasMembers) {
+            return;
+        }
+        m_read = m_labels.Read(block.members);
+        m_shape = block.shape;
+        if (withPlaces) {
+            m_middles = MiddlesOf(m_model, m_isNode, block.members);
+        }
+    }
+    void WriteMember(std::size_t row, bool withPlaces, TableWriter& writer) const {
+        if (m_hasInstances) {
+            const int instance = m_read.instances[row];
+            instance < 0 ? writer.Blank()
+                         : writer.Text(m_instances[static_cast<std::size_t>(instance)]);
+        }
+        if (m_hasMembers) {
+            m_read.labels[row] == 0 ? writer.Blank() : writer.Integer(m_read.labels[row]);
+        }
+        if (m_hasShapes) {
+            writer.Text(m_shape);
+        }
+        for (std::size_t axis = 0; withPlaces && axis < 3; ++axis) {
+            writer.Number(m_middles[3 * row + axis]);
+        }
+    }
+    /// In place of a member, for what all of them have together.
+    void WriteNoMember(bool withPlaces, TableWriter& writer) const {
+        const int nCells = (m_hasInstances ? 1 : 0) + (m_hasMembers ? 1 : 0) +
+                           (m_hasShapes ? 1 : 0) + (withPlaces ? 3 : 0);
+        for (int i = 0; i < nCells; ++i) {
+            writer.Blank();
+        }
+    }
+
+  private:
+    const ORQExcModel& m_model;
+    const ORQExcResults& m_results;
+    bool m_hasMembers;
+    bool m_isNode;
+    LabelBlocks m_labels;
+    bool m_hasShapes;
+    bool m_hasTimes;
+    bool m_hasSteps;
+    bool m_hasInstances;
+    bool m_hasPlaces;
+    std::vector<std::string> m_instances;
+    std::vector<std::string> m_steps;
+    LabelBlocks::Labels m_read;
+    std::string m_shape;
+    std::vector<double> m_middles;
+};
+
+/// Makes a writer for the columns, to where rows go.
+using WriterMaker =
+    std::function<std::unique_ptr<TableWriter>(const std::vector<TableWriter::Column>&)>;
+
+/// Every row; answers how many there are.
+std::int64_t WriteRows(RowSource& rows, RowHeads& heads, const WriterMaker& makeWriter,
+                       ProgressBar& bar) {
+    std::vector<TableWriter::Column> columns;
+    heads.AddTimeColumns(columns);
+    heads.AddMemberColumns(columns, heads.HasPlaces());
+    for (const RowSource::Column& column : rows.Columns()) {
+        columns.push_back({ORQExcPrintable(column.name)});
+    }
+    const std::unique_ptr<TableWriter> writer = makeWriter(columns);
+    std::int64_t nRows = 0;
+    const std::size_t nValues = rows.Columns().size();
+    for (RowBlock block; rows.Next(block);) {
+        heads.Take(block, heads.HasPlaces());
+        for (std::size_t row = 0; row < block.NumRows(); ++row) {
+            writer->BeginRow();
+            heads.WriteTime(block.frame, *writer);
+            heads.WriteMember(row, heads.HasPlaces(), *writer);
+            for (std::size_t i = 0; i < nValues; ++i) {
+                const double value = block.values[row * nValues + i];
+                rows.Columns()[i].isInteger && !std::isnan(value)
+                    ? writer->Integer(static_cast<std::int64_t>(value))
+                    : writer->Number(value);
+            }
+            writer->EndRow();
+        }
+        nRows += static_cast<std::int64_t>(block.NumRows());
+        bar.Show(rows.Done());
+    }
+    writer->End();
+    return nRows;
+}
+
+/// Minimum, maximum, mean and sum of each column at a time.
+void WriteStatistics(const RowStatistics& statistics, const RowSource& rows, int frame,
+                     const ORQSimCSet& all, RowHeads& heads, TableWriter& writer) {
+    for (std::size_t i = 0; i < rows.Columns().size(); ++i) {
+        const RowStatistics::OfColumn& column = statistics.Columns()[i];
+        const auto row = [&](const char* what, double value, int member) {
+            writer.BeginRow();
+            heads.WriteTime(frame, writer);
+            writer.Text(ORQExcPrintable(rows.Columns()[i].name));
+            writer.Text(what);
+            writer.Number(value);
+            if (member < 0) {
+                heads.WriteNoMember(heads.HasMembers(), writer);
+            } else {
+                RowBlock one;
+                one.members =
+                    ORQSimCollection(all.CollectionID()).CreateVolatileCSet(&member, 1, true);
+                heads.Take(one, true);
+                heads.WriteMember(0, true, writer);
+            }
+            writer.EndRow();
+        };
+        if (column.count > 0) {
+            row("minimum", column.least.value, column.least.member);
+            row("maximum", column.most.value, column.most.member);
+            row("mean", column.Mean(), -1);
+            row("sum", column.Sum(), -1);
+        }
+        writer.BeginRow();
+        heads.WriteTime(frame, writer);
+        writer.Text(ORQExcPrintable(rows.Columns()[i].name));
+        writer.Text("count");
+        writer.Integer(column.count);
+        heads.WriteNoMember(heads.HasMembers(), writer);
+        writer.EndRow();
+    }
+}
+
+std::int64_t WriteAllStatistics(RowSource& rows, RowHeads& heads, const ORQSimCSet& all,
+                                const WriterMaker& makeWriter, ProgressBar& bar) {
+    std::vector<TableWriter::Column> columns;
+    heads.AddTimeColumns(columns);
+    columns.push_back({"of", false});
+    columns.push_back({"what", false});
+    columns.push_back({"value"});
+    heads.AddMemberColumns(columns, heads.HasMembers());
+    const std::unique_ptr<TableWriter> writer = makeWriter(columns);
+    std::optional<RowStatistics> statistics;
+    int frame = -1;
+    std::int64_t nRows = 0;
+    const auto finish = [&] {
+        if (statistics) {
+            WriteStatistics(*statistics, rows, frame, all, heads, *writer);
+        }
+        statistics.emplace(rows.Columns().size());
+    };
+    for (RowBlock block; rows.Next(block);) {
+        if (!statistics || block.frame != frame) {
+            finish();
+            frame = block.frame;
+        }
+        statistics->Take(block);
+        nRows += static_cast<std::int64_t>(block.NumRows());
+        bar.Show(rows.Done());
+    }
+    finish();
+    writer->End();
+    return nRows;
+}
+
+/// The members of the JSON object that stand before columns and rows.
+std::string JsonHead(const TableOptions& options) {
+    nlohmann::json head = {{"schema_version", 1},
+                           {"command", "table"},
+                           {"database", options.database},
+                           {"statistics", options.stats}};
+    if (!options.field.empty()) {
+        head["field"] = options.field;
+    }
+    const std::string text = head.dump(0, ' ', false, nlohmann::json::error_handler_t::replace);
+    return text.substr(2, text.size() - 4) + ",\n";
+}
+
+/// Writes numbers of nodes, elements or the whole model as a table, row by row, or what they come
+/// to. ExitStatus::Findings where there is no row. Throws ORQBasFailure.
+ExitStatus RunTable(const TableOptions& options, const Console& console) {
+    const ORQObjDocument document(OpenModel(options.database));
+    const ORQExcModel model(document);
+    const ORQExcResults results(document);
+    const std::unique_ptr<RowSource> rows =
+        options.field.empty() ? RowsOfMesh(model, options) : RowsOfField(model, results, options);
+    std::int64_t nRows = 0;
+    if (rows != nullptr) {
+        RowHeads heads(
+            model, results, options, *rows,
+            options.field.empty() && rows->Place() == RowPlace::Element && !options.stats);
+        const auto makeWriter = [&](const std::vector<TableWriter::Column>& columns) {
+            console.out.flush();
+            return MakeTableWriter(options.json  ? TableFormat::Json
+                                   : options.csv ? TableFormat::Csv
+                                                 : TableFormat::Text,
+                                   columns, JsonHead(options), *console.rows);
+        };
+        Console barConsole = console;
+        barConsole.showsProgress = console.showsProgress && console.width == 0;
+        ProgressBar bar(barConsole, "writing");
+        nRows = options.stats
+                    ? WriteAllStatistics(
+                          *rows, heads,
+                          rows->Place() == RowPlace::Node ? model.Nodes() : model.Elements(),
+                          makeWriter, bar)
+                    : WriteRows(*rows, heads, makeWriter, bar);
+    }
+    if (nRows == 0) {
+        console.err << "orqmodel: " << ORQExcPrintable(options.database)
+                    << ": nothing of what is asked for has a value\n";
+    }
+    return nRows == 0 ? ExitStatus::Findings : ExitStatus::Done;
+}
+
+}  // namespace
+
+SubcommandRun DeclareTable(CLI::App& command) {
+    const auto options = std::make_shared<TableOptions>();
+    AddDatabase(command, options->database);
+    CLI::Option* const field =
+        command.add_option("--field", options->field, "Results: a field or one of its components");
+    command.add_option("--component", options->component, "Only this component of the field")
+        ->needs(field);
+    command
+        .add_option("--derived", options->derived,
+                    "Of a vector its magnitude; of a tensor the equivalent stress of von Mises, "
+                    "or the principal values")
+        ->check(OneOf(DerivationNames()))
+        ->needs(field);
+    command
+        .add_option("--step", options->step,
+                    "The time of the field, counted from 1, or all; without it, the last that has "
+                    "values")
+        ->needs(field);
+    command
+        .add_option("--quantity", options->quantity,
+                    "Without a field: what is listed; coordinates, or connectivity where elements "
+                    "are selected")
+        ->check(OneOf(Quantities()))
+        ->excludes(field);
+    Selection& selection = options->selection;
+    CLI::Option* const selections[] = {
+        command.add_option("--set", selection.set.name, "Only of this set, or surface"),
+        command.add_option("--block", selection.block, "Only of this block"),
+        command.add_option("--nodes", selection.nodes, "Only of nodes with these labels, 1-10,15"),
+        command.add_option("--elements", selection.elements, "Only of elements with these labels")};
+    for (CLI::Option* one : selections) {
+        for (CLI::Option* other : selections) {
+            if (one != other) {
+                one->excludes(other);
+            }
+        }
+    }
+    AddScope(command, selection.set);
+    command.add_flag("--stats", options->stats,
+                     "Only minimum, maximum, mean and sum, by time, and where the extremes are");
+    command.add_flag("--places", options->places,
+                     "With the coordinates of the nodes, or of the middles of the elements");
+    CLI::Option* const csv = command.add_flag("--csv", options->csv, "As comma-separated values");
+    AddJson(command, options->json);
+    command.get_option("--json")->excludes(csv);
+    command.footer(
+        "Measures of elements are by their corners: length of lines, area of plane shapes and\n"
+        "shells, thickness of shells by their sections, volume of solids and shells, mass of\n"
+        "shells by the densities of their layers. What cannot be told is empty.");
+    return Reading(options, RunTable, &TableOptions::database);
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,101 @@
+#include "queries/Invariants.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace orqmodel {
+namespace {
+
+// The codes of components, and the places of a symmetric tensor's.
+constexpr int kVectorCodes[] = {0, 12, 20};
+constexpr int kTensorCodes[] = {1, 14, 23, 5, 10, 18};  // 11, 22, 33, 12, 13, 23
+
+bool AreAllIn(const ORQExcResults::Field& field, std::span<const int> codes) {
+    return std::ranges::all_of(field.components, [&](const ORQExcResults::Component& component) {
+        return std::ranges::find(codes, component.code) != codes.end();
+    });
+}
+
+using Matrix = std::array<std::array<double, 3>, 3>;
+
+/// Turns axes p and q so that the element between them becomes 0.
+void Rotate(Matrix& a, std::size_t p, std::size_t q) {
+    if (a[p][q] == 0) {
+        return;
+    }
+    const double theta = (a[q][q] - a[p][p]) / (2 * a[p][q]);
+    const double t = std::copysign(1.0, theta) / (std::abs(theta) + std::hypot(1.0, theta));
+    const double c = 1 / std::hypot(1.0, t);
+    const double s = t * c;
+    const std::size_t r = 3 - p - q;
+    const double pq = a[p][q];
+    const double rp = a[r][p];
+    const double rq = a[r][q];
+    a[p][p] -= t * pq;
+    a[q][q] += t * pq;
+    a[p][q] = a[q][p] = 0;
+    a[r][p] = a[p][r] = c * rp - s * rq;
+    a[r][q] = a[q][r] = s * rp + c * rq;
+}
+
+}  // namespace
+
+bool IsVector(const ORQExcResults::Field& field) {
+    return AreAllIn(field, kVectorCodes);
+}
+
+std::size_t AxisOf(const ORQExcResults::Component& component) {
+    return static_cast<std::size_t>(std::ranges::find(kVectorCodes, component.code) -
+                                    std::begin(kVectorCodes));
+}
+
+double Magnitude(std::span<const double> components) {
+    double sum = 0;
+    for (const double component : components) {
+        sum += component * component;
+    }
+    return std::sqrt(sum);
+}
+
+std::optional<TensorOf> TensorOf::Components(const ORQExcResults::Field& field) {
+    if (!AreAllIn(field, kTensorCodes)) {
+        return std::nullopt;
+    }
+    TensorOf tensor;
+    for (const ORQExcResults::Component& each : field.components) {
+        tensor.m_places.push_back(static_cast<std::size_t>(
+            std::ranges::find(kTensorCodes, each.code) - std::begin(kTensorCodes)));
+    }
+    return tensor;
+}
+
+SymmetricTensor TensorOf::operator()(std::span<const double> components) const {
+    SymmetricTensor tensor{};
+    for (std::size_t i = 0; i < m_places.size(); ++i) {
+        tensor.at(m_places[i]) = components[i];
+    }
+    return tensor;
+}
+
+double VonMises(const SymmetricTensor& s) {
+    const auto square = [](double value) { return value * value; };
+    return std::sqrt(0.5 * (square(s[0] - s[1]) + square(s[1] - s[2]) + square(s[2] - s[0])) +
+                     3 * (square(s[3]) + square(s[4]) + square(s[5])));
+}
+
+std::array<double, 3> PrincipalValues(const SymmetricTensor& s) {
+    Matrix a = {{{s[0], s[3], s[4]}, {s[3], s[1], s[5]}, {s[4], s[5], s[2]}}};
+    constexpr int kMostSweeps = 12;  // Each squares the error.
+    for (int sweep = 0; sweep < kMostSweeps; ++sweep) {
+        Rotate(a, 0, 1);
+        Rotate(a, 0, 2);
+        Rotate(a, 1, 2);
+    }
+    std::array<double, 3> values = {a[0][0], a[1][1], a[2][2]};
+    if (std::ranges::none_of(values, [](double value) { return std::isnan(value); })) {
+        std::ranges::sort(values, std::greater());
+    }
+    return values;
+}
+
+}  // namespace orqmodel

@@ -1,0 +1,171 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <optional>
+
+#include "ORQExcMaterialTable.h"
+#include "ORQExcMaterials.h"
+#include "ORQExcSections.h"
+#include "queries/MemberRange.h"
+#include "queries/RowSource.h"
+
+namespace orqmodel {
+namespace {
+
+constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+
+/// The constant densities of materials by name.
+std::map<std::string, double> Densities(const ORQObjDocument& document) {
+    std::map<std::string, double> densities;
+    const ORQExcMaterials materials(document);
+    for (const ORQExcMaterials::Material& material : materials.Materials()) {
+        for (const ORQExcMaterialTable& table : ORQExcReadMaterialTables(material.position)) {
+            if (table.property == "density" && table.NumRows() > 0) {
+                densities.try_emplace(material.name, table.Value(0, 0));
+            }
+        }
+    }
+    return densities;
+}
+
+/// What the layers of shells add up to: thickness, or mass for each unit of area.
+class LayerSums {
+  public:
+    LayerSums(const ORQObjDocument& document, bool ofMass) : m_sections(document) {
+        const std::map<std::string, double> densities =
+            ofMass ? Densities(document) : std::map<std::string, double>();
+        for (const ORQExcSections::Section& section : m_sections.Sections()) {
+            const ORQExcSections::Stack stack = m_sections.Read(section);
+            std::vector<double> sums(1, stack.layers.empty() ? kNone : 0.0);
+            for (const ORQExcSections::Layer& layer : stack.layers) {
+                const auto density = densities.find(layer.material);
+                const double factor = !ofMass                      ? 1
+                                      : density == densities.end() ? kNone
+                                                                   : density->second;
+                Add(layer.thickness, factor, sums);
+            }
+            m_sums.push_back(std::move(sums));
+        }
+    }
+
+    /// Of ascending elements, not a number for those without a shell section.
+    std::vector<double> Of(const ORQSimCSet& elements) const {
+        std::vector<double> values(static_cast<std::size_t>(elements.Size()), kNone);
+        for (std::size_t i = 0; i < m_sums.size(); ++i) {
+            const ORQSimCSet& governed = m_sections.Sections()[i].elements;
+            const ORQSimCSet common = governed.Intersection(elements);
+            for (ORQSimCSetIterator element(common); !element.IsDone(); element.Next()) {
+                const auto at =
+                    m_sums[i].size() == 1 ? 0 : governed.SeekMember(element.CurrentValue());
+                values[static_cast<std::size_t>(elements.SeekMember(element.CurrentValue()))] =
+                    m_sums[i][static_cast<std::size_t>(at)];
+            }
+        }
+        return values;
+    }
+
+  private:
+    static void Add(const ORQExcSections::Value& thickness, double factor,
+                    std::vector<double>& sums) {
+        if (thickness.numbers.empty()) {
+            sums.assign(1, kNone);
+            return;
+        }
+        sums.resize(std::max(sums.size(), thickness.numbers.size()), sums[0]);
+        for (std::size_t i = 0; i < sums.size(); ++i) {
+            sums[i] += factor * thickness.At(i);
+        }
+    }
+
+    ORQExcSections m_sections;
+    std::vector<std::vector<double>> m_sums;  // of a section: one, or one for each of its elements
+};
+
+struct Measure {
+    const char* name;
+    int dimension;      ///< of the shapes whose own size it is; -1 for none
+    bool countsLayers;  ///< of shells, by thickness or mass
+    bool ofMass = false;
+};
+
+constexpr std::array kMeasures = {Measure{"length", 1, false}, Measure{"area", 2, false},
+                                  Measure{"thickness", -1, true}, Measure{"volume", 3, true},
+                                  Measure{"mass", -1, true, true}};
+
+class Measures : public RowSource {
+  public:
+    Measures(const ORQExcModel& model, const ORQSimCSet& elements, const Measure& measure)
+        : m_model(model), m_parts(model, elements), m_measure(measure), m_columns{{measure.name}} {
+        if (measure.countsLayers) {
+            m_layers.emplace(model.Document(), measure.ofMass);
+        }
+    }
+
+    RowPlace Place() const override { return RowPlace::Element; }
+    const std::vector<Column>& Columns() const override { return m_columns; }
+    double Done() const override { return m_parts.Done(); }
+
+    bool Next(RowBlock& block) override {
+        const ElementParts::Part* const part = m_parts.Next(kRowsAtOnce);
+        if (part == nullptr) {
+            return false;
+        }
+        block.members = part->elements;
+        block.shape = part->block->shape->name;
+        block.values.assign(block.NumRows(), kNone);
+        const ORQExcShape& shape = *part->block->shape;
+        if (shape.dimension == m_measure.dimension) {
+            block.values = Sizes(*part);
+        } else if (shape.dimension == 2 && m_measure.countsLayers) {
+            block.values = m_layers->Of(part->elements);
+            if (m_measure.name != std::string_view("thickness")) {
+                const std::vector<double> areas = Sizes(*part);
+                std::ranges::transform(block.values, areas, block.values.begin(),
+                                       std::multiplies());
+            }
+        }
+        return true;
+    }
+
+  private:
+    std::vector<double> Sizes(const ElementParts::Part& part) const {
+        const ORQExcShape& shape = *part.block->shape;
+        const auto nNodes = static_cast<std::size_t>(shape.nNodes);
+        const auto nCorners = static_cast<std::size_t>(shape.nCorners);
+        const std::vector<double> coordinates = CoordinatesOf(m_model, part.nodes);
+        std::vector<double> sizes;
+        for (std::size_t i = 0; i < part.nodes.size(); i += nNodes) {
+            sizes.push_back(
+                ORQExcMeasureOf(shape, std::span(coordinates).subspan(3 * i, 3 * nCorners)).size);
+        }
+        return sizes;
+    }
+
+    const ORQExcModel& m_model;
+    ElementParts m_parts;
+    Measure m_measure;
+    std::vector<Column> m_columns;
+    std::optional<LayerSums> m_layers;
+};
+
+}  // namespace
+
+std::unique_ptr<RowSource> MeasureRows(const ORQExcModel& model, const ORQSimCSet& elements,
+                                       const std::string& measure) {
+    return std::make_unique<Measures>(
+        model, elements, *std::ranges::find(kMeasures, measure, [](const Measure& one) {
+            return std::string(one.name);
+        }));
+}
+
+std::vector<std::string> MeasureNames() {
+    std::vector<std::string> names;
+    for (const Measure& measure : kMeasures) {
+        names.emplace_back(measure.name);
+    }
+    return names;
+}
+
+}  // namespace orqmodel

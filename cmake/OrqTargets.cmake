@@ -37,6 +37,7 @@ function(orq_add_library name)
                                               $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ORQSrvBasic>)
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
     target_link_options(${name} PRIVATE -Wl,--no-undefined)
+    orq_reuse_headers(${name} orq_headers)
     if(ORQ_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
         # Clang leaves the sanitizer runtime of a shared library to the program.
         set_target_properties(${name} PROPERTIES LINK_OPTIONS "")

@@ -1,7 +1,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 

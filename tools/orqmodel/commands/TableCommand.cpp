@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <numeric>
 #include <optional>

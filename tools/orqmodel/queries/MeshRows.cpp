@@ -2,7 +2,6 @@
 #include <cmath>
 #include <limits>
 
-#include "ORQSimCollection.h"
 #include "queries/LabelBlocks.h"
 #include "queries/MemberRange.h"
 #include "queries/RowSource.h"
@@ -44,9 +43,7 @@ class Coordinates : public RowSource {
 class Connectivity : public RowSource {
   public:
     Connectivity(const ORQExcModel& model, const ORQSimCSet& elements)
-        : m_parts(model, elements),
-          m_labels(model.Document(), ORQObjLabelerType::Node),
-          m_nNodes(model.NumNodes()) {
+        : m_parts(model, elements), m_labels(model.Document(), ORQObjLabelerType::Node) {
         int most = 0;
         for (const ORQExcModel::Block& block : m_parts.Blocks()) {
             most = std::max(most, block.shape->nNodes);
@@ -79,7 +76,6 @@ class Connectivity : public RowSource {
   private:
     ElementParts m_parts;
     LabelBlocks m_labels;
-    int m_nNodes;
     std::vector<Column> m_columns;
 };
 

@@ -19,8 +19,7 @@ struct Selection {
     bool IsEmpty() const {
         return set.name.empty() && block.empty() && nodes.empty() && elements.empty();
     }
-    /// Whether it names labels of nodes or of elements, or nothing that says so.
-    bool NamesNodes() const { return !nodes.empty(); }
+    /// Whether it names elements for certain, by labels or by a block.
     bool NamesElements() const { return !elements.empty() || !block.empty(); }
 };
 

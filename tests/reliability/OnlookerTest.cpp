@@ -138,13 +138,19 @@ TEST_F(OnlookerTest, TheFilesStayAsTheyAreForOneWhoReadsThemWithoutALog) {
 
 TEST_F(OnlookerTest, WhatIsMissingIsNamedAndNothingIsMade) {
     const auto open = [&] { return StateOf(OpenToRead()); };
-    Peer other(AsOther({open, open, open}));
+    Peer other(AsOther({open, open, open, open}));
     EXPECT_EQ(other.Run(), "1");
     // The directory may be written, the catalogue not.
     chmod(m_path.c_str(), 0777);
     const Files before = ReadFiles(m_path);
     EXPECT_EQ(other.Run(), "1");
     EXPECT_TRUE(ReadFiles(m_path) == before);
+    // Everything but the lock file.
+    chmod((m_path + "/catalogue.sqlite").c_str(), 0666);
+    chmod((m_path + "/lock").c_str(), 0600);
+    const std::string unseen = other.Run();
+    EXPECT_NE(unseen.find("lock: cannot be read"), std::string::npos) << unseen;
+    chmod((m_path + "/catalogue.sqlite").c_str(), 0644);
     std::filesystem::remove(m_path + "/lock");
     const std::string refusal = other.Run();
     EXPECT_NE(refusal.find("lock: is missing"), std::string::npos) << refusal;

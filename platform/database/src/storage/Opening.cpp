@@ -300,8 +300,12 @@ void Engine::OpenWithOthers(bool isAlone) {
         m_lock.OpenAsWriter(LockPath(m_directory), IsOnNetwork(m_directory)
                                                        ? LockFile::Sharing::Alone
                                                        : LockFile::Sharing::WithReaders);
-    } else {
-        m_lock.OpenAsReader(LockPath(m_directory), true);
+    } else if (!m_lock.OpenAsReader(LockPath(m_directory), true)) {
+        // A reader whom nobody sees would go on in space that a writer uses again.
+        throw ORQBasFailure(ORQBasFailureKind::Io,
+                            LockPath(m_directory) +
+                                ": cannot be read; without it a writer would not see that "
+                                "somebody reads");
     }
     Start();
 }

@@ -210,7 +210,7 @@ TEST_F(MeshSeriesTest, OnlyTheSetHasTheColoursOfTheField) {
     MeshSeries::Options options = Wanted();
     for (const char* field : {"heat", "move_x"}) {
         options.field = field;
-        options.picture.isBySet = true;
+        options.picture.colourBy = ColourBy::Set;
         options.picture.sets = {"left"};
         const MeshPicture picture = MeshSeries(Document(), "m", options).PictureAt(2);
         const Scene& scene = picture.Contents();
@@ -332,6 +332,62 @@ TEST_F(MeshSeriesTest, ManyBlocksAreGroupedByTheBeginningOfTheirNames) {
     EXPECT_THAT(names(BlocksNamed(model, {})),
                 ElementsAre("rib (28 blocks)", "spar (2 blocks)", "skin"));
     EXPECT_THAT(names({0, 1}), ElementsAre("rib 0", "rib 1"));
+}
+
+TEST_F(MeshSeriesTest, SectionsMaterialsAndMeasuresHaveColours) {
+    PutBytes(m_folder / "plate.bdf",
+             "BEGIN BULK\nGRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,2.,0.,0.\nGRID,4,,0.,1.,0.\n"
+             "GRID,5,,1.,1.,0.\nGRID,6,,2.,1.,0.\nGRID,7,,5.,0.,0.\nGRID,8,,5.,1.,0.\n"
+             "CQUAD4,1,5,1,2,5,4\nCQUAD4,2,6,2,3,6,5\nCQUAD4,3,7,3,7,8,6\nCROD,4,8,4,5\n"
+             "PROD,8,7,1.\nPSHELL,5,7,0.1\nPSHELL,7,7,0.1\nPCOMP,6\n,8,0.2,0.,YES,7,0.3,45.,YES\n"
+             ",8,0.2,0.,YES\nMAT1,7,7.+10,,0.3\nMAT8,8,1.+11,1.+10,0.3,5.+9\nENDDATA\n");
+    const std::string path = m_folder / "plate.orq";
+    ASSERT_EQ(RunHere({"import", m_folder / "plate.bdf", "-o", path}).status, 0);
+    const ORQExcModel model(
+        ORQObjDocument(ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly)));
+    const Skin skin = SkinOf(model, BlocksNamed(model, {}));
+    const auto groupOf = [&](const Groups& groups, int element) -> std::string {
+        for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+            if (skin.At(part).element == element) {
+                const int group = groups.ofPart[part];
+                return group < 0 ? "" : groups.groups[static_cast<std::size_t>(group)].name;
+            }
+        }
+        return "not drawn";
+    };
+    // The model's order of elements is that of its blocks.
+    const std::vector<int> labels = model.ElementLabels();
+    const FieldValues thickness = MeasuresOf(model, "thickness");
+    const FieldValues area = MeasuresOf(model, "area");
+    struct Expected {
+        std::string section;
+        std::string material;
+        double thickness;
+        double area;
+    };
+    const std::vector<Expected> expected = {{"PSHELL 5", "MAT1 7", 0.1, 1},
+                                            {"PCOMP 6", "MAT8 8, MAT1 7", 0.7, 1},
+                                            {"PSHELL 7", "MAT1 7", 0.1, 3},
+                                            {"", "", kNone, kNone}};
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        const Expected& of = expected[static_cast<std::size_t>(labels[i] - 1)];
+        EXPECT_EQ(groupOf(GroupsBySection(skin, model), static_cast<int>(i)), of.section);
+        EXPECT_EQ(groupOf(GroupsByMaterial(skin, model), static_cast<int>(i)), of.material);
+        if (std::isnan(of.area)) {
+            EXPECT_TRUE(std::isnan(thickness.values[i]) && std::isnan(area.values[i]));
+        } else {
+            EXPECT_NEAR(thickness.values[i], of.thickness, 1e-15);
+            EXPECT_DOUBLE_EQ(area.values[i], of.area);
+        }
+    }
+    for (const char* by : {"section", "material", "thickness", "length"}) {
+        const CommandResult drawn =
+            RunHere({"draw", path, "-o", m_folder / (std::string(by) + ".svg"), "--colour-by", by});
+        EXPECT_EQ(drawn.status, 0) << drawn.err;
+    }
+    EXPECT_THAT(Bytes(m_folder / "section.svg"), HasSubstr(">PCOMP 6<"));
+    EXPECT_THAT(Bytes(m_folder / "thickness.svg"), HasSubstr("max 0.7, element 2"));
+    EXPECT_THAT(Draw({"--colour-by", "section"}).err, HasSubstr("the model has no sections"));
 }
 
 }  // namespace

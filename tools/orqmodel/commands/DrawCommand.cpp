@@ -23,6 +23,7 @@
 #include "draw/MeshSeries.h"
 #include "draw/Picture.h"
 #include "queries/OpenModel.h"
+#include "queries/RowSource.h"
 
 namespace orqmodel {
 namespace {
@@ -37,7 +38,7 @@ struct DrawOptions {
     std::string section;   // Drawn instead of the mesh; empty for none.
     std::string material;  // As well.
     std::string view;      // As View::FromText takes it; empty for what suits the model.
-    std::string colourBy;  // "block", "set", or empty: "set" when sets are named.
+    std::string colourBy;  // One of ColourWords, or empty: "set" when sets are named.
     std::vector<std::string> sets;
     std::vector<std::string> blocks;
     std::string edges;  // "none", "feature", "mesh", or empty for what suits the size.
@@ -74,13 +75,17 @@ PictureSize SizeFrom(const std::string& text) {
 
 MeshPictureOptions PictureOptions(const DrawOptions& options) {
     MeshPictureOptions picture;
-    if (options.colourBy == "block" && !options.sets.empty()) {
-        ORQBasThrowUsage("--set and --colour-by block exclude each other");
+    constexpr std::array kOthers = {"block", "section", "material"};
+    if (std::ranges::count(kOthers, options.colourBy) > 0 && !options.sets.empty()) {
+        ORQBasThrowUsage("--set and --colour-by " + options.colourBy + " exclude each other");
     }
     if (!options.view.empty()) {
         picture.view = options.view;
     }
-    picture.isBySet = options.colourBy == "set" || !options.sets.empty();
+    picture.colourBy = options.colourBy == "section"                        ? ColourBy::Section
+                       : options.colourBy == "material"                     ? ColourBy::Material
+                       : options.colourBy == "set" || !options.sets.empty() ? ColourBy::Set
+                                                                            : ColourBy::Block;
     picture.sets = options.sets;
     picture.blocks = options.blocks;
     std::ranges::transform(options.clips, std::back_inserter(picture.clips), Clip::FromText);
@@ -165,11 +170,19 @@ class Output {
     bool m_isSvg;
 };
 
+bool IsMeasure(const std::string& text) {
+    const std::vector<std::string> measures = MeasureNames();
+    return std::ranges::find(measures, text) != measures.end();
+}
+
 void DrawMeshes(const ORQObjDocument& document, const DrawOptions& options, const Output& output) {
     if (!options.step.empty() && options.field.empty() && options.deform.empty()) {
         ORQBasThrowUsage("--step requires --field or --deform");
     }
-    MeshSeries::Options wanted{PictureOptions(options), options.field, options.deform};
+    MeshSeries::Options wanted{PictureOptions(options), options.field, "", options.deform};
+    if (IsMeasure(options.colourBy)) {
+        wanted.measure = options.colourBy;
+    }
     wanted.isAllTimes = options.step == "all";
     wanted.time = wanted.isAllTimes || options.step.empty() ? 0 : std::stoi(options.step);
     const auto fileAt = [&](int time) {
@@ -224,6 +237,13 @@ ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     return ExitStatus::Done;
 }
 
+/// Of --colour-by.
+std::vector<std::string> ColourWords() {
+    std::vector<std::string> words = {"block", "set", "section", "material"};
+    std::ranges::move(MeasureNames(), std::back_inserter(words));
+    return words;
+}
+
 }  // namespace
 
 SubcommandRun DeclareDraw(CLI::App& command) {
@@ -264,8 +284,9 @@ SubcommandRun DeclareDraw(CLI::App& command) {
             ->excludes(section);
     command
         .add_option("--colour-by,--color-by", options->colourBy,
-                    "What has a colour of its own; block, unless there is --set")
-        ->check(OneOf({"block", "set"}));
+                    "What has a colour of its own, or what is measured of elements; block, "
+                    "unless there is --set")
+        ->check(OneOf(ColourWords()));
     command
         .add_option("--set", options->sets,
                     "Colour only the element set, surface or node set of that name; "

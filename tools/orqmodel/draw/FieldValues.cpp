@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <functional>
+#include <limits>
 
 #include "ORQBasFailure.h"
 #include "ORQExcNearNames.h"
 #include "queries/Invariants.h"
+#include "queries/RowSource.h"
 
 namespace orqmodel {
 namespace {
@@ -108,6 +110,21 @@ std::string TimeText(const ORQExcResults& results, int time) {
     return results.Steps().size() > 1
                ? fmt::format("{}, {}", results.Steps()[static_cast<std::size_t>(at.step)], text)
                : text;
+}
+
+FieldValues MeasuresOf(const ORQExcModel& model, const std::string& measure) {
+    FieldValues shown{false,
+                      std::vector<double>(static_cast<std::size_t>(model.NumElements()),
+                                          std::numeric_limits<double>::quiet_NaN()),
+                      measure, ""};
+    const std::unique_ptr<RowSource> rows = MeasureRows(model, model.Elements(), measure);
+    for (RowBlock block; rows->Next(block);) {
+        std::size_t row = 0;
+        for (ORQSimCSetIterator i(block.members); !i.IsDone(); i.Next()) {
+            shown.values[static_cast<std::size_t>(i.CurrentValue())] = block.values[row++];
+        }
+    }
+    return shown;
 }
 
 }  // namespace orqmodel

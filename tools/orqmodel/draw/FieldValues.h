@@ -15,7 +15,7 @@ struct FieldValues {
     bool isNodal;
     std::vector<double> values;  ///< by ordinal; not a number where there is none
     std::string name;            ///< of the field, with its component where it is one
-    std::string time;            ///< "time 0.5, 3 of 11" and its step where there are several
+    std::string time;  ///< "time 0.5, 3 of 11" and its step where there are several; empty for none
 };
 
 /// "time 0.5, 3 of 11", behind the name of its step where there are several.
@@ -50,5 +50,8 @@ class ShownField {
     const ORQExcResults::Field& m_field;
     Quantity m_quantity;
 };
+
+/// What elements measure, one of MeasureNames: their thickness, area and the like.
+FieldValues MeasuresOf(const ORQExcModel& model, const std::string& measure);
 
 }  // namespace orqmodel

@@ -1,6 +1,7 @@
 #include "draw/Groups.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <map>
@@ -9,6 +10,7 @@
 
 #include "ORQBasFailure.h"
 #include "ORQExcNearNames.h"
+#include "ORQExcSections.h"
 #include "draw/Colour.h"
 
 namespace orqmodel {
@@ -160,6 +162,48 @@ std::vector<std::string> KindsOf(const ORQExcModel& model, std::span<const int> 
     return areFew(own) ? own : areFew(heads) ? heads : shapes;
 }
 
+/// The materials of the layers, each once, from the bottom.
+std::string MaterialsOf(const ORQExcSections& sections, const ORQExcSections::Section& section) {
+    std::vector<std::string> names;
+    for (const ORQExcSections::Layer& layer : sections.Read(section).layers) {
+        if (std::ranges::find(names, layer.material) == names.end()) {
+            names.push_back(layer.material);
+        }
+    }
+    return fmt::format("{}", fmt::join(names, ", "));
+}
+
+/// Groups elements by what `nameOf` says of their sections.
+template <class NameOf>
+Groups GroupsByNameOf(const Skin& skin, const ORQExcModel& model, const char* what,
+                      const NameOf& nameOf) {
+    const ORQExcSections sections(model.Document());
+    if (sections.Sections().empty()) {
+        ORQBasThrowUsage(fmt::format("--colour-by {}: the model has no sections", what));
+    }
+    Groups groups;
+    std::vector<int> ofElement(static_cast<std::size_t>(model.NumElements()), -1);
+    for (const ORQExcSections::Section& section : sections.Sections()) {
+        if (section.elements.IsEmpty()) {
+            continue;
+        }
+        const std::string name = nameOf(sections, section);
+        auto group = std::ranges::find(groups.groups, name, &Groups::Group::name);
+        if (group == groups.groups.end()) {
+            group = groups.groups.insert(group, {name, false});
+        }
+        for (ORQSimCSetIterator i(section.elements); !i.IsDone(); i.Next()) {
+            ofElement[static_cast<std::size_t>(i.CurrentValue())] =
+                static_cast<int>(group - groups.groups.begin());
+        }
+    }
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        const int element = skin.At(part).element;
+        groups.ofPart.push_back(element < 0 ? -1 : ofElement[static_cast<std::size_t>(element)]);
+    }
+    return groups;
+}
+
 }  // namespace
 
 std::vector<int> BlocksNamed(const ORQExcModel& model, std::span<const std::string> names) {
@@ -206,6 +250,16 @@ Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const
         groups.ofPart.push_back(block < 0 ? -1 : groupOf[static_cast<std::size_t>(block)]);
     }
     return groups;
+}
+
+Groups GroupsBySection(const Skin& skin, const ORQExcModel& model) {
+    return GroupsByNameOf(
+        skin, model, "section",
+        [](const ORQExcSections&, const ORQExcSections::Section& section) { return section.name; });
+}
+
+Groups GroupsByMaterial(const Skin& skin, const ORQExcModel& model) {
+    return GroupsByNameOf(skin, model, "material", MaterialsOf);
 }
 
 Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,

@@ -36,4 +36,10 @@ Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const
 Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,
                    std::span<const std::string> names);
 
+/// A group for each section that governs something, and one for each choice of materials in their
+/// layers ("MAT8 1, MAT1 2"); parts of elements without a section are in none. Throws Usage for a
+/// model without sections.
+Groups GroupsBySection(const Skin& skin, const ORQExcModel& model);
+Groups GroupsByMaterial(const Skin& skin, const ORQExcModel& model);
+
 }  // namespace orqmodel

@@ -24,6 +24,21 @@ std::string Counted(std::size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
+Groups GroupsBy(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,
+                const MeshPictureOptions& options) {
+    switch (options.colourBy) {
+        case ColourBy::Set:
+            return GroupsBySet(skin, model, blocks, options.sets);
+        case ColourBy::Section:
+            return GroupsBySection(skin, model);
+        case ColourBy::Material:
+            return GroupsByMaterial(skin, model);
+        case ColourBy::Block:
+            break;
+    }
+    return GroupsByBlock(skin, model, blocks);
+}
+
 /// Without the values of what is in no set: neither the colours nor their range come from them.
 void LeaveSets(FieldValues& field, const Skin& skin, const Groups& groups) {
     std::vector<bool> isInSet(field.values.size());
@@ -95,8 +110,8 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     }
     Skin& skin = m_scene.skin;
     skin = SkinOf(model, blocks, options.clips);
-    Groups groups = options.isBySet ? GroupsBySet(skin, model, blocks, options.sets)
-                                    : GroupsByBlock(skin, model, blocks);
+    Groups groups = GroupsBy(skin, model, blocks, options);
+    const bool isOfSets = options.colourBy == ColourBy::Set;
     // Before anything is sorted or projected: parts are what memory and time go by.
     if (skin.NumParts() > kMostParts) {
         ORQBasThrowUsage(
@@ -109,7 +124,7 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     }
     std::optional<FieldValues> field = options.field;
     if (field) {
-        if (options.isBySet) {
+        if (isOfSets) {
             LeaveSets(*field, skin, groups);
         }
         ValueRange range;
@@ -139,7 +154,7 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     PlanDots();
     if (field) {
         PlanExtremes(model, *field);
-        ColourByValue(*field, groups, options.isBySet);
+        ColourByValue(*field, groups, isOfSets);
     } else {
         ColourByGroup(groups);
     }
@@ -148,7 +163,10 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
 void MeshPicture::PlanDetails(const ORQExcModel& model, std::size_t nBlocks,
                               const MeshPictureOptions& options) {
     if (options.field) {
-        m_details = fmt::format("{}, {}", m_fieldName, options.field->time);
+        m_details = m_fieldName;
+        if (!options.field->time.empty()) {
+            m_details += ", " + options.field->time;
+        }
     } else {
         m_details =
             fmt::format("{}, {}", Counted(static_cast<std::size_t>(model.NumNodes()), "node"),
@@ -216,9 +234,9 @@ void MeshPicture::ColourByGroup(const Groups& groups) {
     }
 }
 
-void MeshPicture::ColourByValue(const FieldValues& field, const Groups& groups, bool isBySet) {
+void MeshPicture::ColourByValue(const FieldValues& field, const Groups& groups, bool isOfSets) {
     Skin& skin = m_scene.skin;
-    const auto isPlain = [&](std::size_t part) { return isBySet && groups.ofPart[part] < 0; };
+    const auto isPlain = [&](std::size_t part) { return isOfSets && groups.ofPart[part] < 0; };
     if (!field.isNodal) {
         for (std::size_t part = 0; part < skin.NumParts(); ++part) {
             const int element = skin.At(part).element;

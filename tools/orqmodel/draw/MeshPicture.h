@@ -16,9 +16,12 @@
 
 namespace orqmodel {
 
+/// What has a colour of its own.
+enum class ColourBy { Block, Set, Section, Material };
+
 struct MeshPictureOptions {
     std::optional<std::string> view;  ///< as View::FromText takes it
-    bool isBySet = false;             ///< else coloured by block
+    ColourBy colourBy = ColourBy::Block;
     std::vector<std::string> sets;    ///< that are coloured; all for none
     std::vector<std::string> blocks;  ///< that are drawn; all for none
     std::vector<Clip> clips;          ///< that keep what is drawn
@@ -56,7 +59,7 @@ class MeshPicture : public Picture {
     void PlanLayout();
     void PlanEdges(std::optional<EdgeKind> wanted, const Groups& groups);
     void ColourByGroup(const Groups& groups);
-    void ColourByValue(const FieldValues& field, const Groups& groups, bool isBySet);
+    void ColourByValue(const FieldValues& field, const Groups& groups, bool isOfSets);
     /// A colour in the light on a part of a skin, of which `strength`, from 0 to 1, is taken.
     static Colour Shaded(Colour colour, const Skin& skin, std::size_t part, double strength);
     void PlanDots();

@@ -12,6 +12,9 @@ MeshSeries::MeshSeries(const ORQObjDocument& document, const std::string& name,
     if (!options.field.empty()) {
         m_field.emplace(m_model, m_results, options.field);
     }
+    if (!options.measure.empty()) {
+        m_picture.field = MeasuresOf(m_model, options.measure);
+    }
     if (!options.deform.empty()) {
         m_deformation.emplace(m_model, m_results, options.deform);
     }

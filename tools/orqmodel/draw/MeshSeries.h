@@ -18,8 +18,9 @@ class MeshSeries {
   public:
     struct Options {
         MeshPictureOptions picture;
-        std::string field;   ///< as ShownField takes it; empty for none
-        std::string deform;  ///< as Deformation takes it; empty for none
+        std::string field;    ///< as ShownField takes it; empty for none
+        std::string measure;  ///< one of MeasureNames, instead of a field; empty for none
+        std::string deform;   ///< as Deformation takes it; empty for none
         /// The time, counted from 1; 0 for the last at which the field has values, else the
         /// deformation.
         int time = 0;

@@ -54,6 +54,7 @@ class ExodusFile {
         m_orderedSurfaces = InOrder(std::move(surfaces), "ss_prop1");
         int realSize = sizeof(double);
         ex_opts(0);
+        // A large model is netCDF classic with 64-bit offsets.
         m_id = ex_create(path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &realSize, &realSize);
         Check(m_id, "create the file");
     }

@@ -477,6 +477,7 @@ std::vector<int> ExodusReader::ReadSet(ORQObjLabelerType type, int set) {
         ReadMembers(EX_ELEM_SET, inFile, fmt::format("element set {}", inFile.id), m_elementCount);
     std::ranges::transform(elements, elements.begin(),
                            [this](int element) { return OrdinalOf(element); });
+    // Elements of blocks without a shape are not in the model.
     std::erase(elements, -1);
     return elements;
 }

@@ -193,6 +193,7 @@ class GmshReader::Parser {
             count = m_in.Size();
         }
         for (int dimension = 0; dimension < 4; ++dimension) {
+            // The smallest entity is a point: its tag, three coordinates, the count of its groups.
             const int count =
                 m_in.Counted(counts[static_cast<std::size_t>(dimension)], 36, "entities");
             for (int i = 0; i < count; ++i) {

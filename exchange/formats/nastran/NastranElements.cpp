@@ -99,6 +99,8 @@ const ORQExcShape* NastranElements::ReadNodes(const BulkCard& card,
         nGiven += isGiven ? 1 : 0;
         m_nodes.push_back(node);
     }
+    // The card of such an element is kept, so that an export writes its blanks and its ground
+    // again.
     m_isIncomplete = hasGround || (nGiven > nNeeded && nGiven < kind.nodeFields.size());
     // The one node of an element on the ground may be its second; the ground comes last.
     if (nNeeded == 1) {

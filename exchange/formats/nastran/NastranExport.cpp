@@ -35,6 +35,7 @@ class Deck {
                 m_kept.push_back(std::move(text));
             }
         }
+        // Each card of a node or an element needs a label.
         CompleteLabels(m_nodeLabels, "node", report);
         CompleteLabels(m_elementLabels, "element", report);
     }

@@ -268,6 +268,7 @@ class VtuFile {
     }
 
     void WriteHeader() {
+        // Sizes of 8 bytes, since an array may be larger than 4 GB.
         m_out << "<?xml version=\"1.0\"?>\n"
                  "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" "
                  "header_type=\"UInt64\">\n  <UnstructuredGrid>\n";

@@ -45,6 +45,7 @@ constexpr int kHexahedron = 12;
 CellShape ShapeOfCell(int type, int nNodes) {
     const auto shapeOf = [&](int plainType) { return ORQExcFindShapeByVtkType(plainType); };
     CellShape cell;
+    // VTK numbers the corners of pixels and voxels row by row, not around a face.
     if (type == kPixel) {
         cell = {shapeOf(kQuad), {0, 1, 3, 2}};
     } else if (type == kVoxel) {
@@ -334,6 +335,7 @@ class VtuReader::Parser {
     }
 
     void ReadElementLabels() {
+        // Elements stand block by block, cells in the order of the file.
         const std::vector<int> ofCells = Labels(Place::Cells, m_grid.NumCells());
         m_elementOfCell.assign(ofCells.size(), -1);
         for (const std::size_t cell : m_cellOfElement) {

@@ -66,7 +66,7 @@ class MaterialCards {
                 if (table.components[i].name != card.integer) {
                     fields.Set(field, value);
                 } else if (value == static_cast<int>(std::clamp(value, -1e9, 1e9))) {
-                    // The clamp keeps the conversion defined; no integer of a card is beyond it.
+                    // The clamp in the condition keeps the conversion to int defined.
                     fields.Set(field, static_cast<int>(value));
                 } else {
                     m_report.Drop("material component", NameOf(material, table, i), 1,

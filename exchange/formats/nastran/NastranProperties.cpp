@@ -102,7 +102,7 @@ void NastranProperties::ReadPlies(const BulkCard& card, BulkProperty& property) 
     const int nFields = isGlobal ? kGlobalPlyFields : kPlyFields;
     for (int first = kFirstPlyField; first <= card.NumFields(); first += nFields) {
         const int field = isGlobal ? first + 1 : first;  // of the material
-        // Four blank fields are the unused half of a line, not a ply.
+        // A laminate may leave the fields of a ply blank, such as the second half of a line of PCOMP.
         if (card.IsBlank(field) && card.IsBlank(field + 1) && card.IsBlank(field + 2) &&
             card.IsBlank(field + 3)) {
             continue;

@@ -54,8 +54,8 @@ void CompareSections(ComparedModels& models);
 void CompareMaterials(ComparedModels& models);
 /// Steps, and fields at the times that both models have.
 void CompareResults(ComparedModels& models);
-/// What is kept for going back to a file's format. Comes last: text says a second time what the
-/// model says of its objects, and only what it says beside that is a difference.
+/// What is kept for exports to the format of a file. Comes last: kept text repeats objects of the
+/// model, and only what it has beside them is a difference.
 void CompareKept(ComparedModels& models);
 
 }  // namespace orq::exchange

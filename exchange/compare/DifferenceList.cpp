@@ -13,7 +13,7 @@ std::string NumberText(double value) {
 }
 
 bool DifferenceList::AreEqual(double a, double b) const {
-    // Equal infinities have no difference that is a number.
+    // Equal infinities are equal although their difference is NaN.
     return a == b || (std::isnan(a) && std::isnan(b)) ||
            IsNoDistance(std::abs(a - b), std::abs(a), std::abs(b));
 }

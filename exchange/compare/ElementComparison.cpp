@@ -63,7 +63,7 @@ class Elements {
     }
 
   private:
-    /// Elements of one block, by the blocks that they are in now.
+    /// Compares some elements of a block, grouped by their blocks in the second model.
     void CompareSome(const Block& before, const Matching::Pairs& pairs) {
         std::map<const Block*, Matching::Pairs> byBlock;
         for (std::size_t i = 0; i < pairs.before.size(); ++i) {
@@ -98,6 +98,7 @@ class Elements {
         m_models.before.ReadConnectivity(before, ElementSet(before, pairs.before), from);
         m_models.after.ReadConnectivity(after, ElementSet(after, pairs.after), to);
         for (std::size_t i = 0; i < pairs.before.size(); ++i) {
+            // Nodes are equal when they are matched, whatever their ordinals.
             const auto isSame = [&](int a, int b) { return m_models.nodes.ImageOf(a) == b; };
             if (!std::equal(from.begin() + static_cast<std::ptrdiff_t>(i * nNodes),
                             from.begin() + static_cast<std::ptrdiff_t>((i + 1) * nNodes),
@@ -108,7 +109,7 @@ class Elements {
         }
     }
 
-    /// The attributes that both blocks have; that one has others is a difference of the blocks.
+    /// Compares the attributes that both blocks have; others are a difference of the blocks.
     void CompareAttributes(const Block& before, const Block& after, const Matching::Pairs& pairs) {
         if (before.attributes.empty() || after.attributes.empty()) {
             return;
@@ -142,7 +143,8 @@ class Elements {
         }
     }
 
-    /// Values differ from element to element: one change, which shows the largest difference.
+    /// Enters a pair of values. Values differ from element to element, so they are one change,
+    /// which shows the largest difference.
     void AppendValue(const std::string& what, double before, double after, int element) {
         ValueChange& change = m_valueChanges[what];
         change.members.push_back(m_models.elements.Before(element));

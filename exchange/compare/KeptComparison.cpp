@@ -22,7 +22,7 @@ using Change = ORQExcDifference::Change;
 
 constexpr std::ptrdiff_t kPieceSize = std::ptrdiff_t{1} << 20;  // bytes of an array read at once
 
-/// A text as its format, section and instance call it.
+/// A text under its format, section and instance.
 struct NamedText {
     std::string name;
     int number;
@@ -39,8 +39,8 @@ std::vector<NamedText> NamedTexts(const std::vector<ORQExcKeptText>& texts) {
     return named;
 }
 
-/// "PSHELL 12" of the line "PSHELL*         12": how the model calls the object of a card. Fields
-/// end at commas, or else after eight characters, of a wide card after sixteen.
+/// The name of the object that a card stands for: "PSHELL 12" for the line "PSHELL*         12".
+/// Fields end at commas, or else after eight characters, of a wide card after sixteen.
 std::string ObjectOf(std::string_view line) {
     const auto trimmed = [](std::string_view field) {
         const auto begin = field.find_first_not_of(" *\t");
@@ -58,8 +58,8 @@ std::string ObjectOf(std::string_view line) {
     return trimmed(head) + " " + trimmed(line.size() > 8 ? line.substr(8, width) : "");
 }
 
-/// Lines that only one of two texts has, each as often as it has it more; a card goes on in lines
-/// that begin with a blank, a plus or a star.
+/// A line of a text, with the object of its card. A card goes on in lines that begin with a blank,
+/// a plus, a star or a comma.
 struct Line {
     std::string text;
     std::string object;  // of the model that the card of the line is about
@@ -76,6 +76,7 @@ std::vector<Line> SortedLines(const std::string& text) {
         }
         lines.push_back({line, object});
     }
+    // Sorted, since the order of cards has no meaning; a line that stands twice stays twice.
     std::ranges::stable_sort(lines, std::less<>());
     return lines;
 }
@@ -87,7 +88,7 @@ std::vector<Line> OnlyIn(const std::vector<Line>& some, const std::vector<Line>&
     return only;
 }
 
-/// What is listed as a difference already.
+/// The objects that are differences already.
 class KnownChanges {
   public:
     explicit KnownChanges(DifferenceList& differences) {
@@ -103,8 +104,8 @@ class KnownChanges {
         }
     }
 
-    /// Whether the model has told of the object of a card: "SPC1 1" by its name, which may go on,
-    /// "CBAR 7" by the element's label.
+    /// Whether the object of a card is a difference of the model: "SPC1 1" by its name, which may
+    /// go on, "CBAR 7" by the label of the element.
     bool Has(const std::string& object) const {
         const auto name = m_names.lower_bound(object);
         const bool isNamed = name != m_names.end() && name->starts_with(object) &&
@@ -150,14 +151,15 @@ void CompareTexts(ComparedModels& models) {
     const std::vector<NamedText> namedAfter = NamedTexts(after);
     for (const auto& [from, to] : ComparePairs(DifferenceKind::Text, PointersTo(namedBefore),
                                                PointersTo(namedAfter), models.differences)) {
-        // Text has no tolerance; of what the model has as numbers it would tell of equal ones.
+        // Text has no tolerance: cards of objects of the model would differ where their numbers are
+        // equal within it.
         if (from->text->text != to->text->text && (isExact || !from->text->isAlsoInModel)) {
             CompareLines(models, known, *from, *to);
         }
     }
 }
 
-/// An array as its format and name call it.
+/// An array under its format and name.
 struct NamedArray {
     std::string name;
     int number;

@@ -10,7 +10,7 @@
 namespace orq::exchange {
 namespace {
 
-/// An ordinal that the collection has; labels of a damaged model may name others.
+/// Refuses an ordinal that the collection lacks, which labels of a damaged model may have.
 std::size_t Checked(int ordinal, std::size_t count, const ORQString& instance) {
     if (ordinal < 0 || static_cast<std::size_t>(ordinal) >= count) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
@@ -35,6 +35,7 @@ Matching::Matching(const ORQObjDocument& before, int nBefore, const ORQObjDocume
     labelsAfter.Read();
     std::vector<bool> isImage(static_cast<std::size_t>(nAfter));
     if (labelsBefore.Occurrences().Size() == 0 && labelsAfter.Occurrences().Size() == 0) {
+        // Without labels on both sides, members match by ordinal.
         std::iota(m_images.begin(), m_images.begin() + std::min(nBefore, nAfter), 0);
     } else {
         Match(labelsBefore, labelsAfter, isImage.size());
@@ -53,7 +54,7 @@ Matching::Matching(const ORQObjDocument& before, int nBefore, const ORQObjDocume
     }
 }
 
-/// Labels come in ascending order, so that one pass over both lists finds what they share.
+/// Matches by label. Labels ascend, so one pass over both lists finds the common ones.
 void Matching::Match(const ORQObjLabeler& before, const ORQObjLabeler& after, std::size_t nAfter) {
     for (const ORQString& instance : before.Occurrences()) {
         if (!after.IsInstanceValid(instance)) {

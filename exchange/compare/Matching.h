@@ -11,7 +11,7 @@
 
 namespace orq::exchange {
 
-/// Which nodes, or which elements, two models have in common, and what they are called.
+/// The nodes, or the elements, that two models have in common, and their labels.
 class Matching {
   public:
     static constexpr int kNone = -1;

@@ -16,7 +16,7 @@ using Values = std::map<std::string, double>;
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
-/// What a row of a table is for, for example " at temperature 20, field_1 3".
+/// The conditions of a row of a table, for example " at temperature 20, field_1 3".
 std::string ConditionsOf(const ORQExcMaterialTable& table, std::size_t row) {
     std::string text;
     const auto add = [&](const std::string& name, double value) {
@@ -32,7 +32,7 @@ std::string ConditionsOf(const ORQExcMaterialTable& table, std::size_t row) {
     return text;
 }
 
-/// All numbers of a material by what they are, for example "elastic E at temperature 20".
+/// All numbers of a material by name, for example "elastic E at temperature 20".
 Values ValuesOf(const ORQExcMaterials::Material& material) {
     Values values;
     for (const ORQExcMaterialTable& table : ORQExcReadMaterialTables(material.position)) {

@@ -18,7 +18,7 @@ std::vector<double> CoordinatesOf(const ORQExcModel& model, std::span<const int>
 
 using Point = std::array<double, 3>;
 
-/// Of a plane model the third coordinate is 0.
+/// The position of a node; in a plane model the third coordinate is 0.
 Point PointAt(const std::vector<double>& values, int dimension, std::size_t place) {
     Point point{};
     std::copy_n(values.begin() + static_cast<std::ptrdiff_t>(place) * dimension, dimension,
@@ -26,7 +26,7 @@ Point PointAt(const std::vector<double>& values, int dimension, std::size_t plac
     return point;
 }
 
-/// Also where a coordinate is no number, if it is none in both.
+/// Whether positions are equal; NaN equals NaN.
 bool AreSame(const Point& a, const Point& b) {
     return std::ranges::equal(
         a, b, [](double x, double y) { return x == y || (std::isnan(x) && std::isnan(y)); });
@@ -40,6 +40,7 @@ void CompareSome(ComparedModels& models, const Matching::Pairs& pairs,
                  std::vector<ORQExcDifference::Member>& moved) {
     const std::vector<double> from = CoordinatesOf(models.before, pairs.before);
     const std::vector<double> to = CoordinatesOf(models.after, pairs.after);
+    // Most nodes stay where they are, and equal chunks need no look at each node.
     if (from == to) {
         return;
     }

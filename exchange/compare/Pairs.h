@@ -39,6 +39,7 @@ std::vector<Pair<Object>> PairsOf(const std::vector<const Object*>& before,
     std::iota(left.begin(), left.end(), std::size_t{0});
     const auto pairBy = [&](auto key) {
         const auto keyOf = [&](std::size_t place) { return key(*after[place]); };
+        // A stable sort keeps objects of one key in their order, so the first pairs with the first.
         std::ranges::stable_sort(left, {}, keyOf);
         std::vector<bool> isTaken(after.size());
         for (Pair<Object>& pair : pairs) {
@@ -66,8 +67,8 @@ std::vector<Pair<Object>> PairsOf(const std::vector<const Object*>& before,
     return pairs;
 }
 
-/// Pairs them, lists those that only one model has, and another name or number of those that both
-/// have. Answers the pairs that both have.
+/// Pairs objects, enters those that only one model has, and changed names or numbers of the others.
+/// Returns the pairs that both models have.
 template <class Object>
 std::vector<Pair<Object>> ComparePairs(DifferenceKind kind,
                                        const std::vector<const Object*>& before,

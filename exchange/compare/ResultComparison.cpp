@@ -38,7 +38,7 @@ std::vector<Step> StepsOf(const ORQExcResults& results) {
     return steps;
 }
 
-/// A field as its place and name call it.
+/// A field under its name and place: fields of nodes and of elements may share a name.
 struct NamedField {
     std::string name;
     int number;
@@ -63,7 +63,7 @@ struct Largest {
     int member = 0;
     std::size_t component = 0;
 
-    /// A value that only one model has differs without an amount.
+    /// Enters a pair of values. A value that only one model has differs without an amount.
     void Take(double a, double b, int of, std::size_t at) {
         const double difference = std::isnan(b - a) ? 0 : std::abs(b - a);
         if (count++ == 0 || difference > amount) {
@@ -82,6 +82,7 @@ class ResultComparison {
         : m_models(models), m_before(models.before.Document()), m_after(models.after.Document()) {}
 
     void Compare() {
+        // The values of fields are compared at the times that CompareSteps pairs.
         CompareSteps();
         const std::vector<NamedField> before = NamedFields(m_before);
         const std::vector<NamedField> after = NamedFields(m_after);
@@ -102,7 +103,7 @@ class ResultComparison {
         }
     }
 
-    /// Times ascend within a step, so that one pass over both finds what they share.
+    /// Pairs the times of a step. They ascend, so one pass over both finds the equal ones.
     void PairFrames(const Step& from, const Step& to) {
         std::int64_t nRemoved = 0;
         std::int64_t nAdded = 0;
@@ -158,8 +159,8 @@ class ResultComparison {
         return field.place == Place::Node ? m_models.nodes : m_models.elements;
     }
 
-    /// Lists how many members have values in one model only, of those that both models have.
-    /// Answers the others, in parts.
+    /// Reports how many of the common members have values in one model only, and returns the others
+    /// in chunks, which bound the memory of a comparison.
     std::vector<Matching::Pairs> CompareMembers(const std::string& name, const Field& from,
                                                 const Field& to) {
         if (from.place == Place::Model) {
@@ -186,6 +187,7 @@ class ResultComparison {
             chunks.back().before.push_back(member.CurrentValue());
             chunks.back().after.push_back(image);
         }
+        // Members that are new are differences of the mesh already.
         const auto nNew = std::ranges::count_if(
             matching.Added(), [&](int ordinal) { return after.SeekMember(ordinal) >= 0; });
         AddCount(DifferenceKind::Field, name, "members removed", nRemoved);

@@ -82,8 +82,8 @@ class Stacks {
         }
     }
 
-    /// Values of the elements that have the section in both models; they stand in the order of the
-    /// elements.
+    /// Compares the values of elements that have the section in both models. Values stand in the
+    /// order of the elements.
     void CompareByElement(const std::string& what, const Value& a, const Value& b) {
         std::vector<ORQExcDifference::Member> members;
         std::pair<double, double> largest;
@@ -145,7 +145,7 @@ std::string BlockNameOf(const ORQExcModel& model, int element) {
     return block == model.Blocks().end() ? "none" : block->name;
 }
 
-/// Elements with another section.
+/// Reports elements that have another section.
 void CompareAssignments(ComparedModels& models, const ORQExcSections& before,
                         const ORQExcSections& after) {
     std::map<const Section*, const Section*> partners;
@@ -168,8 +168,8 @@ void CompareAssignments(ComparedModels& models, const ORQExcSections& before,
         if (partners[from] == to) {
             continue;
         }
-        // A section that has the name of the element's block, before and after, says no more than
-        // the block, which is a difference of the elements already.
+        // A section under the name of the element's block, in both models, differs as the block
+        // does, which is a difference of the elements already.
         if (NameOf(from) != BlockNameOf(models.before, element) ||
             NameOf(to) != BlockNameOf(models.after, image)) {
             changes[{NameOf(from), NameOf(to)}].push_back(models.elements.Before(element));
@@ -205,7 +205,7 @@ void CompareOrientations(DifferenceList& differences, const ORQExcLayup& before,
     }
 }
 
-/// What a section has beside its layers: the constants of the card that it comes from.
+/// Compares what a section has beside its layers: the constants of its card.
 void CompareConstants(DifferenceList& differences, const ORQExcLayup& before,
                       const ORQExcLayup& after) {
     for (const auto& [from, to] : PairsOf(PointersTo(before.sections), PointersTo(after.sections),

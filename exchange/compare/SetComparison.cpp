@@ -58,6 +58,7 @@ class SetComparison {
     std::vector<Place> PlacesBefore(const Set& set) const {
         std::vector<Place> places;
         ForEach(set, [&](int ordinal, int side) {
+            // Members that only one model has are differences of the mesh already.
             if (m_matching.ImageOf(ordinal) != Matching::kNone) {
                 places.push_back({m_matching.ImageOf(ordinal), side});
             }

@@ -2,15 +2,15 @@
 
 #include <string_view>
 
-/// How exports spell, in the named arrays of formats that have no better place for it, what a mesh
-/// has beside nodes and elements. The readers of those formats find it again.
+/// Names of the arrays in which exports write parts of a mesh that the format has no better place
+/// for. The readers of those formats know them again.
 namespace orq::exchange::array_names {
 
 inline constexpr std::string_view kLabels = "label";       ///< over points and over cells
 inline constexpr std::string_view kBlocks = "block";       ///< over cells: the number of the block
 inline constexpr std::string_view kNodeSet = "node set ";  ///< over points: 1 for a member
 inline constexpr std::string_view kElementSet = "element set ";  ///< over cells: 1 for a member
-/// Over cells: a value for each, not a number where the cell's block lacks the attribute.
+/// Over cells: a value for each, NaN where the block of the cell lacks the attribute.
 inline constexpr std::string_view kAttribute = "attribute ";
 /// Of the whole grid: pairs of a cell and the number of its side, both from 0.
 inline constexpr std::string_view kSurface = "surface ";

@@ -124,7 +124,8 @@ class Planner {
     }
 
   private:
-    /// Components that stand apart, such as normal and shear stresses, are fields of one name.
+    /// Returns a name that no other field of the place has. Components that do not follow each
+    /// other become several fields, which would share their name.
     std::string Unique(Place place, const std::string& name) {
         std::string unique = name;
         for (int i = 2; !m_names.emplace(place, unique).second; ++i) {
@@ -144,7 +145,7 @@ class Planner {
         return BySuffix(first);
     }
 
-    /// Whether an array goes on with the field that the first one began.
+    /// Whether an array may belong to the field that the first one began.
     bool Continues(std::size_t first, std::size_t next) const {
         return next < m_arrays.size() && m_arrays[next].components.size() == 1 &&
                m_arrays[next].place == m_arrays[first].place &&
@@ -183,6 +184,8 @@ class Planner {
         std::string base;
         for (std::size_t i = first; i == first || Continues(first, i); ++i) {
             const auto name = SplitName(m_arrays[i].name);
+            // A group begins with x, and its suffixes have one length: vectors and tensors do not
+            // mix.
             const bool goesOn =
                 name && (suffixes.empty() ? name->suffix.front() == 'x' : name->base == base) &&
                 (suffixes.empty() || name->suffix.size() == suffixes[0].size()) &&
@@ -203,7 +206,8 @@ class Planner {
         return Plain(array.place, base, std::move(components));
     }
 
-    /// One of a symmetric pair stands for both, whichever it is.
+    /// Returns the code of a suffix. One of a symmetric pair stands for both, with the code of the
+    /// upper one (xz of zx), unless both are there.
     static int CodeOf(const std::string& suffix, const std::vector<std::string>& all) {
         if (suffix.size() == 1) {
             return std::ranges::find(kVector, suffix, &Suffix::text)->code;
@@ -223,8 +227,8 @@ class Planner {
         return Plain(array.place, array.name, std::move(components));
     }
 
-    /// By the names of the components where these say it. Else three are a vector, nine a tensor row
-    /// by row, and others have no code.
+    /// Takes codes from the names of the components where all have one. Else three are a vector,
+    /// nine a tensor row by row, and others have no code.
     static std::vector<int> CodesOf(const ORQExcResultArray& array) {
         const std::size_t n = array.components.size();
         std::vector<int> codes;

@@ -20,10 +20,10 @@ struct FieldPlan {
     std::vector<int> arrays;  ///< whose components follow each other
 };
 
-/// Which fields the arrays make, in their order. An array whose name is a label of the table of
-/// output variables, on a field type of its place, gets that type and component. Else the name says
-/// what it can: arrays that follow each other, have values in the same places and are called
-/// NAME_x, NAME_y, NAME_z (or NAME_xx, NAME_yy, ...) are one vector (or tensor) NAME.
+/// Returns the fields that the arrays make, in their order. An array whose name is a label of the
+/// table of output variables, on a field type of its place, gets that type and component. Other
+/// arrays go by their names: arrays that follow each other, have values in the same places and are
+/// called NAME_x, NAME_y, NAME_z (or NAME_xx, NAME_yy, ...) are one vector (or tensor) NAME.
 std::vector<FieldPlan> PlanFields(std::span<const ORQExcResultArray> arrays);
 
 }  // namespace orq::exchange

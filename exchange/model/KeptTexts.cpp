@@ -19,7 +19,8 @@ namespace {
 constexpr std::size_t kPieceBytes = 1 << 20;
 constexpr int kMostPieces = 1 << 16;
 
-/// Where the piece that begins here ends: no character is cut.
+/// The end of the piece that begins here. Each piece is stored as a text of its own, so no
+/// character is cut.
 std::size_t EndOfPiece(std::string_view text, std::size_t begin) {
     std::size_t end = std::min(begin + kPieceBytes, text.size());
     const auto isInside = [&](std::size_t at) {
@@ -31,8 +32,9 @@ std::size_t EndOfPiece(std::string_view text, std::size_t begin) {
     return end;
 }
 
-// Texts of decks have bytes that are no UTF-8, of which the database keeps one sign alone. They pass as
-// the private characters U+F700 to U+F7FF, so that the text comes back with them, in its columns.
+// The database stores UTF-8 and replaces other bytes by one and the same character. Decks contain
+// such bytes, so they are stored as the private characters U+F700 to U+F7FF, one for each byte, and
+// come back as they were.
 constexpr char32_t kFirstOfBytes = 0xF700;
 
 std::string Encoded(std::string_view text) {
@@ -51,7 +53,7 @@ std::string Encoded(std::string_view text) {
 }
 
 std::string Decoded(const std::string& text) {
-    // All of these begin with the byte EF, and few texts have it.
+    // The private characters begin with the byte EF, which most texts do not have.
     if (text.find('\xEF') == std::string::npos) {
         return text;
     }

@@ -61,7 +61,8 @@ class Writer {
     }
 
   private:
-    /// A field that varies over the elements is written once and not edited.
+    /// Refuses a second field of thicknesses or angles that vary over elements: such a field is
+    /// written whole, and not edited.
     void CheckFieldsAreNew() const {
         const auto varies = [&](auto fields) {
             return std::ranges::any_of(m_layup.sections, [&](const ORQExcLayup::Section& section) {
@@ -112,7 +113,8 @@ class Writer {
                                         angles.data());
     }
 
-    /// Layers by the thousand name the same few sets.
+    /// The region of an element set; each is searched once, since thousands of layers name a few
+    /// sets.
     const ORQSimPosition& Region(const std::string& elementSet) {
         const auto [at, isNew] = m_regions.try_emplace(elementSet);
         if (isNew) {
@@ -133,7 +135,7 @@ class Writer {
         return region;
     }
 
-    /// Layers of a section that have the same values, as those of one angle do, share a field.
+    /// The field of some values. Layers of a section that have the same values share it.
     const ORQSimPosition& FieldOf(const std::vector<double>& values) {
         const auto [at, isNew] = m_fields.try_emplace(values);
         if (isNew) {
@@ -153,6 +155,8 @@ class Writer {
     void WriteLayers() {
         auto& layers = omi_Singleton<ORQSrvBulkShellLayers>::Instance();
         const auto clean = [](ORQSrvBulkShellLayers* all) { all->Clean(); };
+        // The service is a singleton: without this, layers of a failed import would be in the next
+        // one.
         const std::unique_ptr<ORQSrvBulkShellLayers, decltype(clean)> cleanAtEnd(&layers, clean);
         for (std::size_t i = 0; i < m_sections.size(); ++i) {
             const int section = Member(m_sections[i]);
@@ -160,6 +164,7 @@ class Writer {
             for (const ORQExcLayup::Layer& layer : m_layup.sections[i].layers) {
                 AppendLayer(layers, layer, number++, section);
             }
+            // The keys are the values themselves, so they are held for one section only.
             m_fields.clear();
         }
         layers.WriteBulkDistributions(m_document.GetModel());

@@ -44,6 +44,8 @@ const MaterialKind* FindMaterialKind(std::string_view name) {
         {"MAT3",
          {Constants({{"elastic", "Ex Eth Ez nuxth nuthz nuzx"},
                      {"density", "density"},
+                     // Fields without a constant keep a name, since constants count the fields of
+                     // the card.
                      {"unnamed", "field_12 field_13"},
                      {"elastic", "Gzx"},
                      {"expansion", "alphax alphath alphaz Tref"},

@@ -6,7 +6,7 @@
 
 namespace orq::exchange {
 
-/// What a material of a kind says, for example "MAT8": the kinds are those of bulk data.
+/// The constants of a kind of material, for example "MAT8"; the kinds are those of bulk data.
 struct MaterialKind {
     struct Constant {
         std::string property;  ///< of the material, for example "elastic"

@@ -23,7 +23,8 @@ namespace {
 
 constexpr int kFieldsOfColumn = 3;
 
-/// Where the values of a table of so many components hang on its record.
+/// The service of material tables, set up for a number of components and for the slots of the
+/// record that hold the values.
 class Service {
   public:
     explicit Service(int nComponents)
@@ -89,6 +90,7 @@ ORQExcMaterialTable ReadTable(const ORQSimPosition& position) {
     int nVariables = 0;
     Service(static_cast<int>(table.components.size()))
         ->FillPointer(position, data, nRows, nColumns, hasTemperatures, nVariables);
+    // The arrays that the service returns belong to the caller.
     const auto take = [&](int array, int columns) {
         const std::unique_ptr<double, void (*)(void*)> buffer(data[array], mem_Free);
         const auto count = static_cast<std::size_t>(nRows) * static_cast<std::size_t>(columns);
@@ -110,7 +112,7 @@ ORQExcMaterialTable ReadTable(const ORQSimPosition& position) {
     return table;
 }
 
-/// Something that is found over and over: how often, and where at first.
+/// A finding that may repeat: how often, and where first.
 struct Finding {
     std::int64_t count = 0;
     std::string first = {};
@@ -143,6 +145,7 @@ std::vector<std::string> ORQExcOdditiesOf(const ORQExcMaterialTable& table) {
     for (std::size_t row = 0; row < table.NumRows(); ++row) {
         if (table.HasTemperatures()) {
             const double now = table.temperatures[row];
+            // Temperatures are compared among rows of the same field variables.
             const auto found = last.try_emplace(table.Variables(row), now);
             const double before = std::exchange(found.first->second, now);
             if (now < before) {

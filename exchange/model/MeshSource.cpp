@@ -15,7 +15,7 @@ void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int begin, in
     std::vector<int> labels(static_cast<std::size_t>(count));
     source.ReadLabels(type, begin, begin + count, labels);
     if (std::ranges::adjacent_find(labels, std::greater_equal<>()) == labels.end()) {
-        return;  // As they are in most files: each above the one before.
+        return;  // most files have labels in ascending order
     }
     std::ranges::sort(labels);
     const auto repeated = std::ranges::adjacent_find(labels);
@@ -23,6 +23,7 @@ void CheckUnique(ORQExcMeshSource& source, ORQObjLabelerType type, int begin, in
         return;
     }
     const int label = *repeated;
+    // Sorting lost the places, which the error names.
     source.ReadLabels(type, begin, begin + count, labels);
     const auto first = std::ranges::find(labels, label);
     const auto second = std::find(first + 1, labels.end(), label);

@@ -29,7 +29,7 @@ using namespace orq::exchange;
 
 namespace {
 
-/// Names within one map: never empty, never twice.
+/// The names of one map of the database: never empty, each once.
 class Names {
   public:
     explicit Names(ORQExcReport& report) : m_report(report) {}
@@ -72,12 +72,13 @@ class Writer {
             m_nElements += block.nElements;
         }
         ORQExcResultSource* const results = m_source.Results();
+        // One more than the values, so that 1 is reported only when all is written.
         m_total = std::int64_t{m_source.NumNodes()} + m_nElements +
                   (results == nullptr ? 0 : results->NumValues()) + 1;
         WriteTitle();
         m_builder.SetModelPrefix("");
         AddNodes();
-        // Coordinates after connectivity: by then it is known which nodes lie on surfaces.
+        // Coordinates come after the connectivity, which gives the nodes that lie on surfaces.
         WriteElements();
         WriteCoordinates();
         WriteLabels();
@@ -303,9 +304,10 @@ class Writer {
         }
     }
 
-    /// The members in their order, without those that stand there already.
+    /// Returns the members in their order, each once.
     std::vector<int> EachOnce(std::vector<int> members, std::string_view kind,
                               const std::string& name) {
+        // Few sets repeat a member, and a sorted copy shows it for less than a set of those seen.
         std::vector<int> sorted = members;
         std::ranges::sort(sorted);
         const std::int64_t nRepeated = sorted.end() - std::unique(sorted.begin(), sorted.end());
@@ -331,6 +333,7 @@ class Writer {
         const ORQSimCollection regions(
             m_builder.Model().GetPosition(ORQSimSchema::Model_regions).GetCollection());
         auto& areas = omi_Singleton<ORQSrvSurfaceNodalAreas>::Instance();
+        // The service is a singleton and may hold the areas of another model.
         areas.Clean();
         for (std::size_t i = 0; i < m_source.SideSets().size(); ++i) {
             const ORQExcMeshSource::Set& set = m_source.SideSets()[i];
@@ -357,7 +360,7 @@ class Writer {
     // --- Arrays without a place ------------------------------------------------------------------
 
     void WriteArrays() {
-        constexpr std::int64_t kBytesAtOnce = 4 << 20;
+        constexpr std::int64_t kBytesAtOnce = 4 << 20;  // bounds the memory
         std::vector<std::byte> values;
         for (std::size_t i = 0; i < m_source.Arrays().size(); ++i) {
             const ORQExcMeshSource::Array& array = m_source.Arrays()[i];

@@ -22,7 +22,7 @@
 
 namespace {
 
-constexpr int kChunk = 100000;  // of the services; they do not write here
+constexpr int kChunk = 100000;  // for the services, and of elements at a time
 
 std::string Text(const ORQString& string) {
     return string.UTF8();
@@ -38,7 +38,8 @@ ORQExcModel::Properties PropertiesOf(const ORQSimPosition& object) {
     return properties;
 }
 
-/// Members [begin, end) by location of an ascending or ordered set.
+/// Returns members [begin, end) by location. Consecutive ones are a run, of which a transfer moves
+/// the rows in one piece.
 ORQSimCSet Part(const ORQSimCSet& set, int begin, int end) {
     if (begin == 0 && end == set.Size()) {
         return set;
@@ -54,12 +55,12 @@ ORQSimCSet Part(const ORQSimCSet& set, int begin, int end) {
     return orq::exchange::OrdinalSet(collection, members);
 }
 
-/// Readers rely on what a database written by others may not keep.
+/// Refuses a model that breaks what readers rely on: another program may have written it.
 [[noreturn]] void FailDamaged(const std::string& text) {
     throw ORQBasFailure(ORQBasFailureKind::Damaged, text);
 }
 
-/// A set of members that the collection has.
+/// Requires that the collection has all members of a set.
 void RequireMembers(const ORQSimCSet& set, const ORQSimPosition& collection,
                     const std::string& name) {
     if (set.IsEmpty()) {
@@ -74,6 +75,7 @@ void RequireMembers(const ORQSimCSet& set, const ORQSimPosition& collection,
             FailDamaged(fmt::format("{}: has the member {} of {}", name, member, space));
         }
     };
+    // The ends of an ascending set bound its members.
     if (set.IsAscending()) {
         require(set[0]);
         require(set[set.Size() - 1]);
@@ -109,7 +111,7 @@ ORQExcModel::ORQExcModel(const ORQObjDocument& document) : m_document(document) 
     const ORQObjMesh mesh(document.GetMesh());
     m_nNodes = ORQSimCollection(mesh.GetNodeCollection().GetCollection()).Space();
     m_nElements = ORQSimCollection(mesh.GetElementCollection().GetCollection()).Space();
-    // Without a drawer the service has no answer to give.
+    // Without a drawer the service has no components to return.
     if (ORQSimDistribution(mesh.GetCoordinates().GetDistribution()).NumDrawers() > 0) {
         m_components = ComponentsOf(mesh);
         m_dimension = m_components.Size();
@@ -174,7 +176,7 @@ std::vector<ORQExcModel::Set> ORQExcModel::ReadSets(int mapSlot, int clusterSlot
     std::vector<Set> sets;
     const ORQSimMap map = m_document.GetModel().GetMap(mapSlot);
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
-        // The region of a set knows its number; a set that was made without one has none.
+        // The number of a set is in its region; a set that was made without one has none.
         const ORQSimPosition region = (*entry).Parent(clusterSlot);
         sets.push_back({Text(entry.Key()),
                         region.DataRecord().GetInt(ORQSimRecordField::Region_number),
@@ -258,7 +260,7 @@ void ORQExcModel::ReadConnectivity(const Block& block, const ORQSimCSet& element
     if (rows.RangeType().ScalarType() != ORQSimScalarInt) {
         FailDamaged("connectivity: is not stored as ints");
     }
-    std::ranges::fill(nodes, -1);  // What no drawer holds is left as it is.
+    std::ranges::fill(nodes, -1);  // a read leaves alone what no drawer holds
     ORQSrvElementConnectivity(connectivity, kChunk)
         .Read(elements, places.CreateVolatileCSetStrided(0, block.shape->nNodes, 1, 1),
               nodes.data());
@@ -276,6 +278,7 @@ void ORQExcModel::ReadConnectivity(const Block& block, const ORQSimCSet& element
 std::vector<ORQExcModel::FaceNodes> ORQExcModel::NodesOf(const std::vector<Face>& faces) const {
     std::vector<FaceNodes> nodesOf(faces.size());
     for (const Block& block : m_blocks) {
+        // The connectivity of a block is read once for all faces.
         std::vector<std::size_t> places;  // of the faces of this block's elements
         std::vector<int> elements;
         for (std::size_t i = 0; i < faces.size(); ++i) {
@@ -305,6 +308,7 @@ std::vector<ORQExcModel::FaceNodes> ORQExcModel::NodesOf(const std::vector<Face>
 }
 
 std::vector<ORQExcModel::Use> ORQExcModel::UsesOf(int node) const {
+    // The connectivity is stored by element, so all of it is searched, a slice at a time.
     std::vector<Use> uses;
     std::vector<int> nodes;
     const ORQSimDistribution connectivity(

@@ -42,7 +42,7 @@ void MakeLabelsUnique(std::vector<int>& labels, std::string_view what, ORQExcRep
 
 void MakeLabelsDistinct(std::vector<int>& labels, std::string_view what, ORQExcReport& report) {
     if (std::ranges::adjacent_find(labels, std::greater_equal<>()) == labels.end()) {
-        return;  // As they are in most models: each above the one before.
+        return;  // most models have labels in ascending order
     }
     std::vector<int> sorted = labels;
     std::ranges::sort(sorted);

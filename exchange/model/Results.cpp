@@ -51,7 +51,8 @@ ORQExcResults::ORQExcResults(const ORQObjDocument& document) : m_document(docume
     std::ranges::stable_sort(m_fields, {}, [](const Field& field) { return Rank(field.place); });
 }
 
-/// The fields of several steps that have the same name, place and components are one.
+/// Adds a field of a step. Fields of several steps with one name, place and components are one; two
+/// of one step stay apart.
 void ORQExcResults::AddField(std::size_t step, const ORQObjMeshedField& stored,
                              const ORQSimPosition& nodes) {
     Field field{PlaceOf(stored, nodes),

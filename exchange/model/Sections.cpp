@@ -23,8 +23,6 @@
 
 namespace {
 
-// Field of a section's record.
-
 std::string NameOf(const ORQSimPosition& object) {
     return object.IsNull() ? std::string() : object.Name(ORQSimSchema::Record_name).UTF8();
 }
@@ -45,7 +43,8 @@ void ReadNominalAngles(const ORQSimPosition& section, std::vector<ORQExcSections
     }
 }
 
-/// The section services end the process for an assignment that leads nowhere.
+/// Refuses an assignment without its section or region, for which the section services end the
+/// process.
 void CheckAssignments(const ORQObjDocument& document) {
     int number = 0;
     const ORQSimVector assignments =
@@ -71,7 +70,8 @@ void CheckAssignments(const ORQObjDocument& document) {
     }
 }
 
-/// From -90, exclusive, to 90.
+/// The same direction between -90, exclusive, and 90: angles that differ by 180 degrees are one
+/// direction of fibres.
 double Folded(double angle) {
     const double folded = std::remainder(angle, 180.0);
     return folded <= -90 + ORQExcSections::kAngleTolerance ? folded + 180 : folded;
@@ -106,6 +106,7 @@ std::optional<ORQExcSections::Range> ORQExcSections::Stack::Total() const {
             return std::nullopt;
         }
         if (totals.numbers.size() < layer.thickness.numbers.size()) {
+            // The sum of constants so far counts for each element.
             totals.numbers.resize(layer.thickness.numbers.size(),
                                   totals.numbers.empty() ? 0 : totals.numbers[0]);
         }
@@ -169,10 +170,12 @@ bool ORQExcSections::Stack::IsBalancedAt(std::size_t element) const {
         const double angle = Folded(layer.angle.At(element));
         const double thickness = layer.thickness.At(element);
         total += thickness;
+        // Layers at 0 and 90 degrees need no counterpart.
         if (std::abs(angle) > kAngleTolerance && angle < 90 - kAngleTolerance) {
             shares.push_back({&layer, std::abs(angle), angle > 0 ? thickness : -thickness});
         }
     }
+    // Sorted, the shares that must cancel stand together.
     std::ranges::sort(shares, {}, [](const Share& share) {
         return std::tie(share.layer->material, share.layer->orientation, share.angle);
     });

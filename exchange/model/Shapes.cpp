@@ -123,6 +123,8 @@ ORQExcShape Member(const Family& family, const char* name, int nNodes, int vtkTy
     return shape;
 }
 
+// A search by a type of VTK or Gmsh returns the first shape, so plane elements stand before shells,
+// which share their types.
 const std::vector<ORQExcShape>& Table() {
     static const std::vector<ORQExcShape> table = {
         Member(kPoint, "SPHERE", 1, 1, 15),
@@ -194,6 +196,8 @@ void ForEachTriangle(std::span<const Point> corners, F&& f) {
     }
 }
 
+/// The sum of tetrahedra between the centroid and the triangles of the faces, whose nodes go around
+/// seen from outside.
 double Volume(const ORQExcShape& shape, std::span<const Point> corners, const Point& centroid) {
     double volume = 0;
     for (const Side& side : shape.sides) {
@@ -209,6 +213,7 @@ double Volume(const ORQExcShape& shape, std::span<const Point> corners, const Po
     return volume;
 }
 
+/// The letters of a name: writers spell a shape with or without its number of nodes.
 std::string UpperLetters(std::string_view name) {
     std::string letters;
     for (const char c : name) {

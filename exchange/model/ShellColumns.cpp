@@ -15,10 +15,10 @@ namespace orq::exchange {
 namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
-constexpr const char* kOffsetField = "ZOFFS";  // as bulk data call an element's own
+constexpr const char* kOffsetField = "ZOFFS";  // of one element, as in bulk data
 constexpr std::array<const char*, 4> kThicknessFields = {"T1", "T2", "T3", "T4"};
 
-/// The distance of the lowest layer from the nodes, which laminates may have.
+/// The distance of the bottom of a laminate from the nodes, where it has one.
 double BottomOf(const ORQExcLayup::Section& section) {
     const bool isLaminate = section.kind == "PCOMP" || section.kind == "PCOMPG";
     return isLaminate && !section.constants.empty() ? section.constants[0] : kNone;
@@ -163,6 +163,7 @@ double ShellColumns::ThicknessOf(const Section& section, std::size_t row) {
 
 double ShellColumns::OffsetOf(const Section& section, std::size_t row) {
     const double bottom = BottomOf(*section.layup);
+    // The attribute is the offset of the middle surface, the constant that of the bottom.
     return std::isnan(bottom) ? 0 : bottom + ThicknessOf(section, row) / 2;
 }
 
@@ -183,6 +184,7 @@ std::vector<double> ShellColumns::ReadAdded(const ORQExcModel::Block& block, con
             value = own.thickness[i];
         } else if (added.what == Added::What::Offset && !own.offset.empty() &&
                    !std::isnan(own.offset[i])) {
+            // The offset of the element moves the laminate, which has its own.
             value = own.offset[i] + (std::isnan(value) ? 0 : value);
         }
         column.push_back(value);

@@ -17,12 +17,12 @@ inline constexpr std::string_view kThicknessAttribute = "thickness";
 /// Of the middle surface above the nodes, along the normal.
 inline constexpr std::string_view kOffsetAttribute = "offset";
 
-/// Whether the name of an attribute says thickness, in whatever case. Exodus II has no name for the
-/// one attribute of a shell, so an only one without a name does too.
+/// Whether an attribute is the thickness, by its name in upper or lower case. Exodus II has no name
+/// for the one attribute of a shell, so an only one without a name is the thickness too.
 bool IsThicknessAttribute(const ORQExcModel::Block& block, std::size_t attribute);
 
 /// The attributes of blocks for formats that have numbers of elements, but no layups: those of the
-/// model, then what sections say of the elements of a block:
+/// model, then what the sections of its elements give:
 ///
 ///     thickness        of all layers together, or the element's own at its corners on average
 ///     offset           where some element or section has one

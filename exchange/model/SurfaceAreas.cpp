@@ -28,7 +28,7 @@ SurfaceAreas::SurfaceAreas(ORQExcMeshSource& source)
     for (std::size_t i = 0; i < source.SideSets().size(); ++i) {
         m_surfaces.push_back(Grouped(source.ReadSideSet(static_cast<int>(i))));
     }
-    // Only now, since the groups move while surfaces are added.
+    // Pointers to groups are taken once all surfaces are there: adding one moves the others.
     for (Surface& surface : m_surfaces) {
         for (auto& [side, group] : surface.bySide) {
             for (const int element : group.elements) {
@@ -71,6 +71,7 @@ void SurfaceAreas::CollectNodes() {
     }
     std::ranges::sort(m_nodes);
     m_nodes.erase(std::unique(m_nodes.begin(), m_nodes.end()), m_nodes.end());
+    // Before duplicates went, a node stood there for each of its sides.
     m_nodes.shrink_to_fit();
     m_points.assign(3 * m_nodes.size(), 0.0);  // the third coordinate stays 0 in the plane
 }
@@ -80,6 +81,7 @@ std::size_t SurfaceAreas::PlaceOf(int node) const {
 }
 
 void SurfaceAreas::PassCoordinates(int firstNode, std::span<const double> coordinates) {
+    // The first coordinates show that all connectivity has passed.
     if (!m_waiting.empty()) {
         CollectNodes();
     }

@@ -21,7 +21,7 @@ namespace {
 
 using Array = ORQExcMeshSource::Array;
 
-constexpr std::int64_t kBytesAtOnce = 4 << 20;
+constexpr std::int64_t kBytesAtOnce = 4 << 20;  // bounds the memory; rows stay whole
 constexpr std::string_view kTimes = "time_step";
 
 /// Dimensions that the Exodus library defines when the results are written, and that must not be
@@ -45,7 +45,8 @@ constexpr std::array<std::string_view, 9> kLibraryAttributes = {
     "file_size",    "title",         "maximum_name_length",
     "int64_status", "_NCProperties", "last_written_time"};
 
-/// What reports call variables, by the beginnings of their names.
+/// The kinds of variables in reports, by the beginnings of their names; "vals_" comes last since
+/// others begin with it.
 constexpr std::array<std::pair<std::string_view, const char*>, 16> kKinds = {{
     {"qa_records", "QA records"},
     {"info_records", "information records"},
@@ -65,7 +66,7 @@ constexpr std::array<std::pair<std::string_view, const char*>, 16> kKinds = {{
     {"vals_", "variables"},
 }};
 
-/// Names, tables and states that go with others; reports do not list them.
+/// Names, tables and states belong to other variables, so reports do not list them.
 constexpr std::array<std::string_view, 7> kSilent = {"name_",  "coor_names", "_tab", "_status",
                                                      "_names", "_prop",      "@"};
 
@@ -77,7 +78,7 @@ std::string WithoutNumbers(const std::string& name) {
 }
 
 bool IsRead(const std::string& name) {
-    // "node_map" with a number is an extra map, without one an old name of the labels.
+    // "node_map" with a number is an extra map; without one it is an old name of the labels.
     const std::string letters = WithoutNumbers(name);
     if (letters == "node_map") {
         return letters == name;
@@ -187,7 +188,7 @@ void ExodusArrays::AddVariable(int variable) {
     AddAttributes(variable, array.name);
 }
 
-/// Keeps an array whose size the file can have.
+/// Keeps an array. A size that the file cannot hold is refused before a buffer is made of it.
 void ExodusArrays::Add(Array array, int ncType, std::int64_t nBytes) {
     array.scalarType = ScalarOf(ncType);
     const std::string kind = array.kind.empty() ? "netCDF variables" : array.kind;
@@ -196,6 +197,7 @@ void ExodusArrays::Add(Array array, int ncType, std::int64_t nBytes) {
         return;
     }
     const auto fileBytes = static_cast<std::int64_t>(std::filesystem::file_size(m_file));
+    // A chunk of an HDF5 container may be packed, so the file may hold more values than its bytes.
     std::int64_t left = kDensestPacking * fileBytes / nBytes;
     for (const Array::Dimension& dimension : array.dimensions) {
         left = dimension.length == 0 ? left : left / dimension.length;
@@ -271,6 +273,7 @@ class Writer {
         : m_id(id), m_file(file), m_nTimes(nTimes), m_report(report) {}
 
     void Write(const std::vector<KeptArray>& arrays) {
+        // One change to define mode for all arrays: each may move data that are written already.
         Check(nc_redef(m_id), "define kept variables");
         std::vector<const KeptArray*> attributes;
         for (const KeptArray& kept : arrays) {
@@ -280,6 +283,7 @@ class Writer {
                 attributes.push_back(&kept);
             }
         }
+        // An attribute needs its variable, so all variables are defined first.
         for (const KeptArray* kept : attributes) {
             PutAttribute(*kept);
         }
@@ -330,7 +334,7 @@ class Writer {
             if (dimension.name == kTimes) {
                 length = static_cast<std::size_t>(m_nTimes);
             }
-            // Texts are padded, or lose their padding.
+            // Texts are padded to a new length, or lose their padding.
             const bool isText =
                 array.scalarType == ORQSimScalarByte && &dimension == &array.dimensions.back();
             if (static_cast<std::int64_t>(length) != dimension.length && !isText) {
@@ -379,12 +383,12 @@ class Writer {
               fmt::format("write attribute {}", kept.array.name));
     }
 
-    /// Its rows are letters, which are padded together.
+    /// Whether the rows of an array are the letters of one text, which is padded as a whole.
     static bool IsOneText(const Array& array) {
         return array.scalarType == ORQSimScalarByte && array.dimensions.size() == 1;
     }
 
-    /// A few megabytes at a time, whole rows.
+    /// Writes whole rows, a few megabytes at a time.
     void PutValues(const Defined& defined) const {
         const Array& array = defined.kept->array;
         const std::int64_t rowBytes = array.RowSize() * ORQSimScalarSize(array.scalarType);
@@ -437,7 +441,7 @@ class Writer {
         }
     }
 
-    /// Texts of one length as texts of another, which is longer or holds what they say.
+    /// Cuts or pads texts of one length to another.
     static std::vector<std::byte> Padded(const std::vector<std::byte>& texts, std::size_t length,
                                          std::size_t wanted) {
         std::vector<std::byte> padded;

@@ -20,7 +20,7 @@ class ExodusArrays {
     ExodusArrays(const std::filesystem::path& file, int id);
 
     const std::vector<ORQExcMeshSource::Array>& Arrays() const { return m_arrays; }
-    /// Keeps a variable that a model has a place for, since it says more than that: an order.
+    /// Keeps a variable that a model has a place for, for what the model lacks: its order.
     void AddAlso(const std::string& variable);
     void Read(const ORQExcMeshSource::Array& array, int begin, int end, void* values) const;
     const ORQExcReport& Losses() const { return m_losses; }

@@ -24,7 +24,7 @@
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 1 << 17;  // nodes at a time
+constexpr int kSlice = 1 << 17;  // nodes at a time; bounds the memory
 constexpr int kLeastNumber = 0;  // of blocks and sets; some programs begin at 0
 
 class ExodusFile {
@@ -54,6 +54,7 @@ class ExodusFile {
         m_orderedSurfaces = InOrder(std::move(surfaces), "ss_prop1");
         int realSize = sizeof(double);
         ex_opts(0);
+        // A large model is netCDF classic with 64-bit offsets.
         m_id = ex_create(path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &realSize, &realSize);
         Check(m_id, "create the file");
     }
@@ -76,12 +77,15 @@ class ExodusFile {
         WriteProperties(EX_ELEM_BLOCK, m_model.Blocks());
         WriteProperties(EX_NODE_SET, m_nodeSets);
         WriteProperties(EX_SIDE_SET, m_orderedSurfaces);
+        // Kept arrays and results are defined before coordinates and connectivity are written,
+        // which a later definition could move.
         ExodusResultExport results(m_id, m_path, m_model, m_results, m_report);
         WriteExodusArrays(m_id, m_path, m_kept, std::ssize(m_results.Frames()), m_report);
         results.Define();
         WriteNodes();
         WriteBlocks();
         results.Write(m_blockNumbers);
+        // Closing writes what is buffered, so its status counts; the destructor would drop it.
         const int id = std::exchange(m_id, -1);
         Check(ex_close(id), "close the file");
     }
@@ -95,6 +99,7 @@ class ExodusFile {
     }
 
     void WriteSizes() {
+        // 32 bytes is the length that the library has by itself.
         std::size_t longest = 32;
         const auto measure = [&](const auto& objects) {
             for (const auto& object : objects) {
@@ -142,8 +147,8 @@ class ExodusFile {
         ReserveHeader();
     }
 
-    /// A file of the classic format moves all its data, also what is not written yet, when a definition
-    /// makes its header longer; so there is room for all that will be defined.
+    /// Reserves header space for all definitions to come. A netCDF classic file moves all its data
+    /// when a definition makes its header longer.
     void ReserveHeader() const {
         constexpr std::size_t kBytesEach = 512;  // of a variable with its dimensions and attributes
         std::size_t nVariables = 100 + 5 * m_model.Blocks().size() + 5 * m_model.NodeSets().size() +
@@ -189,7 +194,8 @@ class ExodusFile {
         Check(ex_put_id_map(m_id, kind, labels.data()), "write labels");
     }
 
-    /// An object has no name in the file when the import made it up; the next import will again.
+    /// An object whose name the import made up has none in the file; the next import makes it
+    /// again.
     void PutName(ex_entity_type kind, int number, std::string_view what, const std::string& name) {
         if (name == fmt::format("{} {}", what, number)) {
             return;
@@ -206,7 +212,8 @@ class ExodusFile {
         return object->properties;
     }
 
-    /// The values of a kept array of integers, which is no longer kept apart; empty without one.
+    /// Takes the values of a kept array of integers out of the arrays to write; empty without such
+    /// an array.
     std::vector<int> TakeIntegers(const std::string& name) {
         std::vector<int> values;
         const auto found = std::ranges::find_if(
@@ -221,7 +228,7 @@ class ExodusFile {
         return values;
     }
 
-    /// Sets in the order that the kept numbers have, those without one at the end.
+    /// Returns the sets in the order of the kept numbers, those without one last.
     template <class Set>
     std::vector<const Set*> InOrder(std::vector<const Set*> sets, const std::string& numbersName) {
         const std::vector<int> numbers = TakeIntegers(numbersName);
@@ -231,7 +238,8 @@ class ExodusFile {
         return sets;
     }
 
-    /// The file has each property for all objects of a kind; 0 where an object has none.
+    /// Writes each property for all objects of a kind, as the format demands; 0 where an object has
+    /// none.
     template <class Objects>
     void WriteProperties(ex_entity_type kind, const Objects& objects) {
         std::set<std::string> names;
@@ -252,13 +260,14 @@ class ExodusFile {
         }
     }
 
-    /// An empty block, of a file that says a shape for it that nobody knows, or none.
+    /// Whether a block is empty and its file gave an unknown shape, or none.
     static bool IsWithoutShape(const ORQExcModel::Block& block) {
         return block.elements.IsEmpty() && std::string_view(block.shape->name) == "SPHERE" &&
                ORQExcFindShapeByExodusName(block.shapeName, block.shape->nNodes) == nullptr;
     }
 
-    /// The block's own spelling where it says the same to readers of the format; else the shape's.
+    /// The spelling of the block where readers of the format take it for the same shape; else that
+    /// of the shape.
     static std::string SpelledShape(const ORQExcModel::Block& block) {
         return IsWithoutShape(block) || IsExodusNameOf(block.shapeName, *block.shape)
                    ? block.shapeName
@@ -336,7 +345,7 @@ class ExodusFile {
         m_report.Keep("attributes of block", block.name, std::ssize(names));
     }
 
-    /// The places (from 1) of members in the file; members that the file lacks are left out.
+    /// Returns the places of members in the file, from 1; members that the file lacks are left out.
     std::vector<int> InFile(const ORQSimCSet& elements) const {
         std::vector<int> places;
         for (ORQSimCSetIterator element(elements); !element.IsDone(); element.Next()) {
@@ -376,7 +385,8 @@ class ExodusFile {
             for (int& node : nodes) {
                 ++node;
             }
-            // The list that the file had says more, as long as the members are the same.
+            // The list of the file has its order and repeated members; it holds as long as the
+            // members are the same.
             if (std::vector<int> kept = TakeIntegers(fmt::format("node_ns{}", i + 1));
                 EachOnce(kept) == EachOnce(nodes)) {
                 nodes = std::move(kept);

@@ -30,8 +30,8 @@ inline std::string ExodusNameOf(const ORQExcShape& shape) {
     return name == "SHELL6" ? "TRISHELL6" : name == "SHELL9" ? "QUADSHELL9" : shape.name;
 }
 
-/// Whether readers of the format, which look at the first three letters and the number of nodes, take
-/// a name for that of the shape.
+/// Whether readers of the format take a name for that of the shape. They look at the first three
+/// letters and the number of nodes.
 inline bool IsExodusNameOf(const std::string& name, const ORQExcShape& shape) {
     static constexpr std::array<std::string_view, 13> kBeginnings = {
         "SPH", "CIR", "BAR", "BEA", "TRU", "EDG", "TRI", "QUA", "SHE", "TET", "PYR", "WED", "HEX"};

@@ -55,6 +55,7 @@ void ExodusPieceResults::AddParts(std::size_t piece, int from, std::size_t to) {
         int count = array.place == Place::Model ? 1 : m_nNodes;
         if (array.place == Place::Element) {
             const int element = source.elements[static_cast<std::size_t>(part.first)];
+            // A part lies in one block, so its first element gives the block.
             const auto block = std::ranges::upper_bound(m_blocks, element, {}, &Block::first) - 1;
             first = block->first;
             count = block->count;
@@ -112,6 +113,7 @@ void ExodusPieceResults::ReadResult(int array, int part, int begin, int end,
     const ORQExcResultArray::Part& to =
         m_arrays[static_cast<std::size_t>(array)].parts[static_cast<std::size_t>(part)];
     const Place place = m_arrays[static_cast<std::size_t>(array)].place;
+    // Members that no piece has values of keep NaN.
     std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
     std::vector<double> ofPiece;
     for (const Source& source :

@@ -13,7 +13,7 @@
 namespace orq::exchange {
 namespace {
 
-/// The number that a text is, if it is nothing else.
+/// The number that a text spells; nothing for any other text.
 std::optional<int> NumberIn(std::string_view text) {
     int number = 0;
     const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -73,6 +73,7 @@ ExodusPieces::ExodusPieces(const std::vector<std::filesystem::path>& files) {
     m_contents.title = first.Title();
     m_contents.dimension = first.Dimension();
     m_contents.fileDimension = first.FileDimension();
+    // Elements refer to nodes and sets to both, so their ordinals are found in this order.
     JoinNodes();
     for (Piece& piece : m_pieces) {
         piece.elements.resize(Index(piece.reader->NumElements()));
@@ -123,8 +124,8 @@ void ExodusPieces::JoinNodes() {
     }
 }
 
-/// Turns the labels of a piece into ordinals, and takes the positions of nodes that no piece before
-/// it has. `owners` are pieces by ordinal.
+/// Turns the labels of a piece into ordinals, and takes the positions of nodes that are in no piece
+/// before it. `owners` has the first piece of each node.
 void ExodusPieces::PlaceNodes(Piece& piece, std::vector<std::size_t>& owners) {
     const auto number = Index(&piece - m_pieces.data());
     const std::size_t dimension = Index(Dimension());
@@ -137,6 +138,8 @@ void ExodusPieces::PlaceNodes(Piece& piece, std::vector<std::size_t>& owners) {
         piece.nodes[i] = static_cast<int>(ordinal);
         const auto here = positions.begin() + static_cast<std::ptrdiff_t>(i * dimension);
         const auto there = m_coordinates.begin() + static_cast<std::ptrdiff_t>(ordinal * dimension);
+        // Pieces are copies of one model, so the positions of a node that they share are compared
+        // exactly.
         if (owners[ordinal] == m_pieces.size()) {
             owners[ordinal] = number;
             std::copy_n(here, dimension, there);
@@ -155,7 +158,8 @@ void ExodusPieces::PlaceNodes(Piece& piece, std::vector<std::size_t>& owners) {
 
 // --- Blocks --------------------------------------------------------------------------------------
 
-/// By number, in the order in which they come. The shape is that of a piece with elements.
+/// Joins blocks by number, in the order in which they come. A piece without elements of a block may
+/// give it no shape, so the shape is that of a piece with elements.
 std::vector<ExodusPieces::JoinedBlock> ExodusPieces::JoinBlocks() const {
     std::vector<JoinedBlock> joined;
     for (std::size_t i = 0; i < m_pieces.size(); ++i) {
@@ -188,7 +192,7 @@ std::vector<ExodusPieces::JoinedBlock> ExodusPieces::JoinBlocks() const {
     return joined;
 }
 
-/// Puts the elements of all pieces in the order of their labels.
+/// Appends a block, the elements of all pieces in the order of their labels.
 void ExodusPieces::AddBlock(const JoinedBlock& joined) {
     struct Element {
         int label;
@@ -256,8 +260,8 @@ void ExodusPieces::AddSets() {
 
 namespace {
 
-/// The place of a set of the number, which is made where there is none; a name is that of the first
-/// piece that has one.
+/// Returns the place of the set of a number, which is added if there is none; the name is that of
+/// the first piece that has one.
 template <class Members>
 std::size_t PlaceOfSet(std::vector<ORQExcMeshSource::Set>& sets, std::vector<Members>& members,
                        const ORQExcMeshSource::Set& set) {
@@ -288,6 +292,7 @@ void ExodusPieces::JoinSets(ORQObjLabelerType type, std::vector<Set>& sets,
         }
     }
     for (std::vector<int>& all : members) {
+        // A node on the border of pieces is a member in each of them.
         std::ranges::sort(all);
         all.erase(std::unique(all.begin(), all.end()), all.end());
     }
@@ -307,8 +312,8 @@ void ExodusPieces::JoinSideSets() {
 
 // --- What a model has no place for ---------------------------------------------------------------
 
-/// Records of the first piece. Other arrays are cut in ways of their own, or tell how the pieces hang
-/// together, which the whole model does not need.
+/// Keeps the records of the first piece. Other arrays are cut with the mesh, or describe how the
+/// pieces are connected, which the whole model does not need.
 void ExodusPieces::KeepArrays() {
     constexpr std::array<std::string_view, 2> kRecords = {"QA records", "information records"};
     std::map<std::string, std::int64_t> dropped;

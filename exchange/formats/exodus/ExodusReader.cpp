@@ -23,7 +23,7 @@
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 65536;
+constexpr int kSlice = 65536;  // values at a time; bounds the memory
 
 constexpr std::string_view kClassicMagic = "CDF";
 constexpr std::string_view kHdf5Magic = "\x89HDF\r\n\x1a\n";
@@ -47,6 +47,7 @@ void CheckContainer(const std::filesystem::path& file) {
     if (magic.empty()) {
         throw ORQExcImportError(file, "file", "is empty");
     }
+    // The netCDF library reads values behind the end of a classic file as zeros, without an error.
     if (magic.starts_with(kClassicMagic)) {
         CheckNetcdfClassicFileIsWhole(file);
     } else if (magic != kHdf5Magic) {
@@ -55,8 +56,8 @@ void CheckContainer(const std::filesystem::path& file) {
     }
 }
 
-/// Turns standard error off while it lives. The Exodus library prints a wrong guess about every
-/// HDF5 file that it cannot open, whatever its options say; the error that follows tells more.
+/// Turns standard error off during its life. The Exodus library prints a wrong guess about every
+/// HDF5 file that it cannot open, whatever its options are; the error that follows names the file.
 class QuietStandardError {
   public:
     QuietStandardError() : m_saved(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 0)) {
@@ -127,6 +128,7 @@ ExodusReader::ExodusReader(const std::filesystem::path& file) : m_path(file), m_
     m_contents.nNodes = CheckedCount(sizes.num_nodes, "nodes");
     m_elementCount = CheckedCount(sizes.num_elem, "elements");
     CheckFits(m_contents.nNodes, std::int64_t{FileDimension()} * m_handle.BytesPerReal(), "nodes");
+    // The library cuts names at 32 bytes unless it is given the length of the longest.
     ex_set_max_name_length(m_handle.Id(),
                            std::max(32, static_cast<int>(ex_inquire_int(
                                             m_handle.Id(), EX_INQ_DB_MAX_USED_NAME_LENGTH))));
@@ -143,6 +145,7 @@ ExodusReader::ExodusReader(const std::filesystem::path& file) : m_path(file), m_
         blocks.push_back({m_blockIds[i], m_blockEnds[i] - m_contents.blocks[i].nElements,
                           m_contents.blocks[i].nElements});
     }
+    // Orders are kept with the arrays and compare the sets, so both are read before.
     m_arrays.emplace(m_path, m_handle.Id());
     KeepOrders();
     m_contents.arrays = m_arrays->Arrays();
@@ -170,6 +173,7 @@ int ExodusReader::CheckedCount(std::int64_t count, std::string_view kind) const 
 
 void ExodusReader::CheckFits(int count, std::int64_t bytesEach, std::string_view kind) const {
     const auto fileBytes = static_cast<std::int64_t>(std::filesystem::file_size(m_path));
+    // Compressed values of an HDF5 container take fewer bytes than they have.
     if (count / kDensestPacking * bytesEach > fileBytes) {
         Fail("sizes",
              fmt::format("{} {} cannot fit into a file of {} bytes", count, kind, fileBytes));
@@ -308,12 +312,13 @@ void ExodusReader::ReadBlocks(std::int64_t count) {
 }
 
 int ExodusReader::OrdinalOf(std::int64_t elementInFile) const {
+    // Ranges without elements end where the one before does, so the search passes over them.
     const auto range = std::ranges::upper_bound(m_ranges, elementInFile, {}, &ElementRange::end);
     return range->ordinal < 0 ? -1
                               : range->ordinal + static_cast<int>(elementInFile - range->first);
 }
 
-/// A block of no known shape has no shape, and is among the losses.
+/// Reads a block. One of an unknown shape has a null shape, and is among the losses.
 ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) {
     const std::string section = fmt::format("element block {}", id);
     ex_block inFile{};
@@ -325,7 +330,8 @@ ORQExcMeshSource::Block ExodusReader::ReadBlock(std::int64_t id) {
     const ORQExcShape* shape = ORQExcFindShapeByExodusName(
         inFile.topology, CheckedCount(inFile.num_nodes_per_entry, section));
     if (shape == nullptr && nElements == 0) {
-        // Programs say "NULL", or nothing, where a block has no elements; any shape will do.
+        // Writers give an empty block the shape "NULL", or none; without elements any shape will
+        // do.
         shape = ORQExcFindShapeByName("SPHERE");
     }
     if (shape == nullptr) {
@@ -406,7 +412,7 @@ void ExodusReader::ReadSets(ex_entity_type kind, std::int64_t count, std::string
                             std::vector<Set>& sets, std::vector<SetInFile>& inFile) {
     for (const std::int64_t id : ReadIds(kind, count, section)) {
         std::int64_t nMembers = 0;
-        std::int64_t nFactors = 0;  // They are among the arrays without a place.
+        std::int64_t nFactors = 0;  // the factors are kept as arrays
         Check(ex_get_set_param(m_handle.Id(), kind, id, &nMembers, &nFactors), section);
         inFile.push_back({id, CheckedCount(nMembers, section)});
         CheckFits(inFile.back().count, 4, section);
@@ -424,7 +430,8 @@ void ExodusReader::ReadProperties(ex_entity_type kind, ex_inquiry inquiry, Objec
     for (std::string& name : names) {
         pointers.push_back(name.data());
     }
-    // Blocks that were skipped have values too, so the values would not fit the others.
+    // Values stand for all blocks of the file, also those that were skipped: they would not fit the
+    // others.
     if (count == 0 || objects.empty() ||
         (kind == EX_ELEM_BLOCK && !m_skippedBlocks.Entries().empty())) {
         return;
@@ -470,6 +477,7 @@ std::vector<int> ExodusReader::ReadSet(ORQObjLabelerType type, int set) {
         ReadMembers(EX_ELEM_SET, inFile, fmt::format("element set {}", inFile.id), m_elementCount);
     std::ranges::transform(elements, elements.begin(),
                            [this](int element) { return OrdinalOf(element); });
+    // Elements of blocks without a shape are not in the model.
     std::erase(elements, -1);
     return elements;
 }
@@ -496,7 +504,7 @@ std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
         }
         const ORQExcShape& shape = ShapeOf(element);
         if (numbers[i] < 1 || numbers[i] > static_cast<std::int64_t>(shape.sides.size())) {
-            // In space the format gives plane elements two faces beside their edges.
+            // In three dimensions the format numbers two faces of a plane element beside its edges.
             const bool isOfShell = FileDimension() == 3 && shape.dimension == 2 && numbers[i] > 0 &&
                                    numbers[i] <= static_cast<std::int64_t>(shape.sides.size()) + 2;
             if (!isOfShell) {
@@ -518,8 +526,8 @@ const ORQExcShape& ExodusReader::ShapeOf(int element) const {
     return *m_contents.blocks[static_cast<std::size_t>(block - m_blockEnds.begin())].shape;
 }
 
-/// A model has sets by number, each member once, and the sides of a surface by number and element. A
-/// file that has them in another order, or twice, keeps its own lists beside that.
+/// A model has sets by number, each member once, and the sides of a surface by side and element.
+/// Where a file has another order, or a member twice, its own lists are kept beside the model.
 void ExodusReader::KeepOrders() {
     m_arrays->AddAlso("coor_names");
     const auto keepNumbers = [this](const std::vector<Set>& sets, const char* variable) {

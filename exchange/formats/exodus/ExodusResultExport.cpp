@@ -84,7 +84,8 @@ class ExodusResultExport::Writer {
               "name variables");
     }
 
-    /// An element variable is there for the blocks of which some element has values.
+    /// Enters an element variable for the blocks of which some element has values: the others take
+    /// no room in the file.
     void DefineTruthTable() {
         const std::vector<ORQExcModel::Block>& blocks = m_model.Blocks();
         m_hasBlock.assign(m_results.Fields().size(), {});
@@ -121,6 +122,7 @@ class ExodusResultExport::Writer {
         for (std::size_t i = 0; i < m_results.Fields().size(); ++i) {
             const ORQExcResults::Field& field = m_results.Fields()[i];
             if (field.place == Place::Model) {
+                // The library writes the global variables of a time together.
                 const std::vector<double> values = Read(i, frame, {}, 1);
                 global.insert(global.end(), values.begin(), values.end());
             } else if (field.place == Place::Node) {

@@ -47,6 +47,7 @@ ExodusResults::ExodusResults(const std::filesystem::path& file, int id, int nNod
 void ExodusResults::ReadTimes() {
     const auto count = ex_inquire_int(m_id, EX_INQ_TIME);
     const auto fileBytes = static_cast<std::int64_t>(std::filesystem::file_size(m_file));
+    // A damaged count must not size the buffer.
     if (count < 0 || count > fileBytes) {
         throw ORQExcImportError(
             m_file, "time steps",
@@ -129,7 +130,7 @@ void ExodusResults::AddGlobal() {
 }
 
 void ExodusResults::AddNodal() {
-    // Old files have one array for all variables.
+    // Old files have one array for all variables, with the variable as a dimension.
     const bool isOneArray = !LengthsOf(m_id, "vals_nod_var").empty();
     int number = 0;
     for (const std::string& name : ReadNames(EX_NODAL, "nodal variables")) {

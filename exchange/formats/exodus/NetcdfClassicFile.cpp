@@ -61,6 +61,7 @@ class Header {
     void CheckExtents() const {
         const auto recordBytes = RecordBytes();
         for (const auto& variable : m_variables) {
+            // Records interleave all record variables, so a variable ends in the last record.
             const auto lastRecord =
                 variable.hasRecords && m_records > 0 ? Times(m_records - 1, recordBytes) : 0;
             const bool isEmpty = variable.hasRecords && m_records == 0;
@@ -132,6 +133,7 @@ class Header {
     std::uint64_t ListLength(std::uint64_t tag, std::string_view section) {
         const auto found = Number(4, section);
         const auto length = Count(section);
+        // The format writes an absent list as two zeros.
         if (found != tag && (found != 0 || length != 0)) {
             Fail(section, fmt::format("list tag {} where {} was expected", found, tag));
         }
@@ -194,7 +196,7 @@ class Header {
         }
         SkipAttributes(section);
         const auto valueBytes = BytesOfType(section);
-        Count(section);  // The stored size saturates for large variables; the dimensions are exact.
+        Count(section);  // the stored size, which saturates; the dimensions are exact
         variable.begin = Number(m_offsetBytes, section);
         const auto bytes = values ? Times(*values, valueBytes) : std::nullopt;
         if (!bytes) {
@@ -205,7 +207,8 @@ class Header {
         m_variables.push_back(std::move(variable));
     }
 
-    /// Distance between two records: every record variable padded, but a lone one is packed.
+    /// The distance between two records. The format pads each record variable to 4 bytes, but packs
+    /// a lone one.
     std::uint64_t RecordBytes() const {
         std::uint64_t padded = 0;
         std::uint64_t packed = 0;

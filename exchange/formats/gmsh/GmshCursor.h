@@ -33,6 +33,7 @@ class GmshCursor {
     void EnterSection(std::string name) { m_section = std::move(name); }
 
     [[noreturn]] void Fail(const std::string& message) const {
+        // Lines are counted for an error only; counting while reading would cost on every file.
         const auto line = 1 + std::count(m_bytes.begin(),
                                          m_bytes.begin() + static_cast<std::ptrdiff_t>(m_at), '\n');
         throw ORQExcImportError(m_file, m_section,
@@ -113,7 +114,9 @@ class GmshCursor {
         return static_cast<int>(value);
     }
 
-    /// A count is refused when the rest of the file cannot hold that many.
+    /// Refuses a count that the rest of the file cannot hold, before a buffer is made by it:
+    /// `leastBytes` are those of the smallest possible item in a binary file; in ASCII a digit and
+    /// a blank.
     int Counted(int count, std::size_t leastBytes, std::string_view what) const {
         const std::size_t least = m_isBinary ? leastBytes : 2;
         if (count < 0 || static_cast<std::size_t>(count) > (m_bytes.size() - m_at) / least) {
@@ -131,7 +134,7 @@ class GmshCursor {
         }
     }
 
-    /// Moves behind the end mark of a section; answers false when there is none.
+    /// Moves behind the end mark of a section; returns false when there is none.
     bool SkipTo(const std::string& mark) {
         const std::size_t found = m_bytes.find(mark, m_at);
         if (found == std::string::npos) {

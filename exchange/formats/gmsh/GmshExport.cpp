@@ -22,10 +22,9 @@ namespace {
 
 using Place = ORQExcResultArray::Place;
 
-constexpr int kSlice = 1 << 16;  // nodes or elements at a time
+constexpr int kSlice = 1 << 16;  // nodes at a time; bounds the memory
 
-/// A physical group names whole entities, so elements that are in the same sets, and in one block,
-/// make an entity.
+/// Elements of one block that are in the same sets: a physical group consists of whole entities.
 struct Entity {
     const ORQExcModel::Block* block;
     std::vector<int> groups;  ///< numbers of physical groups
@@ -40,7 +39,7 @@ struct Group {
     std::string name;
 };
 
-/// A name between double quotes; the format has no way to write a quote within.
+/// A name between double quotes; the format has no escape for a quote within.
 std::string Quoted(std::string name) {
     std::ranges::replace(name, '"', '\'');
     std::ranges::replace(name, '\n', ' ');
@@ -86,7 +85,8 @@ class GmshFile {
 
     static bool IsWritten(const ORQExcModel::Block& block) { return block.shape->gmshType != 0; }
 
-    /// A set is a group of each dimension that its elements have.
+    /// Adds a set to the groups. A physical group has one dimension, so a set is a group for each
+    /// that its elements have.
     void AddToGroups(const std::string& name, const ORQSimCSet& members) {
         std::array<int, 4> numbers{};
         for (ORQSimCSetIterator element(members); !element.IsDone(); element.Next()) {
@@ -106,7 +106,7 @@ class GmshFile {
         }
     }
 
-    /// The signature of an element of that signature that joins a group.
+    /// Returns the signature of an element that joins a group.
     int SignatureWith(int signature, int group) {
         const auto [place, isNew] =
             m_joined.try_emplace({signature, group}, static_cast<int>(m_groupsOfSignature.size()));
@@ -176,8 +176,9 @@ class GmshFile {
         m_text << "$EndPhysicalNames\n";
     }
 
-    /// The bounds of an entity are for display only, so all have those of the model. Nodes lie on an
-    /// entity too: all on the last one, which is one of its own when there are no elements.
+    /// Writes the entities. Their bounds are for display only, so each has those of the model.
+    /// Nodes lie on an entity too: all on the last one, which is made for them when there are no
+    /// elements.
     void WriteEntities() {
         const std::array<double, 6> bounds = Bounds();
         std::array<int, 4> counts{};
@@ -250,7 +251,7 @@ class GmshFile {
 
     // --- Mesh ------------------------------------------------------------------------------------
 
-    /// Number of blocks and of objects, least and greatest label.
+    /// Writes the number of blocks and of objects, and the least and the greatest label.
     void WriteCounts(std::size_t nBlocks, std::int64_t count, const std::vector<int>& labels) {
         const auto [least, greatest] = std::ranges::minmax_element(labels);
         m_text << nBlocks << " " << count << " " << (labels.empty() ? 0 : *least) << " "
@@ -279,6 +280,7 @@ class GmshFile {
         const ORQExcModel::Block* read = nullptr;
         std::vector<int> nodes;
         for (const Entity& entity : m_entities) {
+            // Entities of one block stand together, so its connectivity is read once.
             if (std::exchange(read, entity.block) != entity.block) {
                 nodes.resize(static_cast<std::size_t>(entity.block->elements.Size()) *
                              static_cast<std::size_t>(entity.block->shape->nNodes));
@@ -319,7 +321,7 @@ class GmshFile {
 
     // --- Views -----------------------------------------------------------------------------------
 
-    /// The head of a view; `count` rows follow, then its end.
+    /// Writes the head of a view; `count` rows follow, then its end.
     void BeginView(Place place, const std::string& name, double time, std::size_t frame,
                    int nComponents, std::size_t count) {
         m_text << (place == Place::Node ? "$NodeData\n1\n" : "$ElementData\n1\n") << Quoted(name)
@@ -337,7 +339,7 @@ class GmshFile {
                                      : m_elementLabels)[static_cast<std::size_t>(member)];
     }
 
-    /// A view that says one number of some members.
+    /// Writes a view with one value for each of some members.
     void WriteView(Place place, const std::string& name, const std::map<int, double>& values) {
         BeginView(place, name, 0, 0, 1, values.size());
         for (const auto& [member, value] : values) {
@@ -346,7 +348,7 @@ class GmshFile {
         EndView(place);
     }
 
-    /// Gmsh does not tell shells from plane elements.
+    /// Marks the elements of shells, whose Gmsh types are those of plane elements.
     void WriteShells() {
         std::map<int, double> marks;
         for (const Entity& entity : m_entities) {
@@ -373,7 +375,8 @@ class GmshFile {
         }
     }
 
-    /// The value of an element is the sum of 2^side over its sides.
+    /// Writes surfaces. The value of an element is the sum of 2^side over its sides, which a double
+    /// holds exactly.
     void WriteSurfaces() {
         for (const ORQExcModel::Surface& surface : m_model.Surfaces()) {
             std::map<int, double> sides;
@@ -430,7 +433,8 @@ class GmshFile {
         }
     }
 
-    /// Vectors and whole tensors are views; of other fields each component is one.
+    /// Writes vectors and whole tensors as views, since the format has 1, 3 or 9 components; of
+    /// other fields each component is a view.
     void WriteFrame(const ORQExcResults::Field& field, std::size_t frame) {
         const ORQSimCSet members =
             field.place == Place::Node ? m_model.Nodes() : m_model.Elements();
@@ -446,7 +450,7 @@ class GmshFile {
         }
     }
 
-    /// Columns [first, first + count) of the values; a member without any of them is left out.
+    /// Writes columns [first, first + count) of the values; a member with none of them is left out.
     void WriteValues(Place place, const std::string& name, std::size_t frame,
                      const std::vector<double>& values, std::size_t nColumns, std::size_t first,
                      std::size_t count) {

@@ -44,7 +44,7 @@ class GmshReader::Parser {
             if (section.starts_with('$')) {
                 ReadSection(section);
             } else {
-                m_in.Line();  // The format knows no text here, and its readers pass over it.
+                m_in.Line();  // no text of the format; its readers skip such lines
                 ++m_unread["lines between sections"];
             }
         }
@@ -93,7 +93,7 @@ class GmshReader::Parser {
             m_in.Fail(
                 fmt::format("version {} is not supported; 2 to 2.2, 4.0 and 4.1 are", version));
         }
-        // It is the size of counts in binary files of version 4, and says nothing in others.
+        // The data size is that of counts in binary files of version 4; ASCII files do not use it.
         if ((isBinary == 1 && dataSize != 8) || isBinary < 0 || isBinary > 1) {
             m_in.Fail(
                 fmt::format("file type {} with data size {} is not supported", isBinary, dataSize));
@@ -102,6 +102,7 @@ class GmshReader::Parser {
             m_in.SkipLineEnd();
             m_in.SetBinary(true, false);
             const int one = m_in.Raw<std::int32_t>();
+            // The format has the number 1 here: swapped bytes show the other byte order.
             if (one != 1 && one != 0x01000000) {
                 m_in.Fail("the byte order cannot be told");
             }
@@ -152,7 +153,7 @@ class GmshReader::Parser {
         End(section);
     }
 
-    /// Reads on behind our own comment; stays where it is before another.
+    /// Whether the comment is that of our own export, which is then skipped.
     bool IsOurComment() {
         const std::size_t begin = m_in.At();
         m_in.Line();
@@ -169,6 +170,7 @@ class GmshReader::Parser {
             const int dimension = Dimension(m_in.Text<int>());
             const int tag = m_in.Text<int>();
             const std::string_view line = m_in.Line();
+            // The format has no escape, so a quote within a name is a part of it.
             const std::size_t first = line.find('"');
             const std::size_t last = line.rfind('"');
             if (first == std::string_view::npos || last == first) {
@@ -191,6 +193,7 @@ class GmshReader::Parser {
             count = m_in.Size();
         }
         for (int dimension = 0; dimension < 4; ++dimension) {
+            // The smallest entity is a point: its tag, three coordinates, the count of its groups.
             const int count =
                 m_in.Counted(counts[static_cast<std::size_t>(dimension)], 36, "entities");
             for (int i = 0; i < count; ++i) {
@@ -199,7 +202,7 @@ class GmshReader::Parser {
         }
     }
 
-    /// Parts of entities, each in the groups of the whole.
+    /// Reads the parts of entities; each has the physical groups of the whole.
     void ReadPartitionedEntities() {
         m_in.Size();  // partitions
         const int nGhosts = m_in.Counted(m_in.Size(), 8, "ghost entities");
@@ -226,7 +229,8 @@ class GmshReader::Parser {
         }
     }
 
-    /// The rest of an entity: its place or box, its groups and its bounds.
+    /// Reads the rest of an entity: its point or box, its groups and its bounds. Version 4.0 has a
+    /// box for points too.
     void ReadGroups(int dimension, int tag, bool hasBox) {
         for (int k = 0; k < (dimension == 0 && !hasBox ? 3 : 6); ++k) {
             m_in.Real();
@@ -286,6 +290,8 @@ class GmshReader::Parser {
                     AddNode(m_in.Int());
                 }
                 AddPoint();
+                // Parametric coordinates follow the three of space, one for each dimension of the
+                // entity.
                 for (int k = 0; isParametric && k < entity.dimension; ++k) {
                     m_in.Real();
                 }
@@ -297,7 +303,7 @@ class GmshReader::Parser {
         }
     }
 
-    /// The least and the greatest number, which version 4.0 does not say.
+    /// Skips the least and the greatest number, which version 4.0 does not have.
     void SkipRangeOfTags() {
         if (!m_isVersion40) {
             m_in.Size();
@@ -313,12 +319,14 @@ class GmshReader::Parser {
                              : EntityKey{Dimension(first), second};
     }
 
-    /// The number of an element, or of one of its nodes.
+    /// The number of an element, or of one of its nodes: 8 bytes in binary files of version 4.1, 4
+    /// in others.
     int ReadTag() { return m_isVersion4 && !m_isVersion40 ? m_in.Size() : m_in.Int(); }
 
     // --- Elements --------------------------------------------------------------------------------
 
-    /// Passes over the nodes of an element of a type without a shape of ours.
+    /// Skips the nodes of an element whose type has no shape here. An ASCII file has an element on
+    /// a line; in a binary file the type has to give their number.
     void SkipNodes(int type) {
         if (!m_in.IsBinary()) {
             m_in.Line();
@@ -373,6 +381,8 @@ class GmshReader::Parser {
         for (int done = 0; done < count;) {
             int tag = m_in.IsBinary() ? 0 : m_in.Int();
             const int type = m_in.Int();
+            // Binary files of version 2 group elements under a head of type, count and number of
+            // tags.
             const int nInRow = m_in.IsBinary() ? m_in.Counted(m_in.Int(), 8, "elements") : 1;
             const int nTags = m_in.Counted(m_in.Int(), 4, "tags");
             if (nInRow < 1) {
@@ -387,6 +397,7 @@ class GmshReader::Parser {
                     SkipNodes(type);
                     continue;
                 }
+                // The first tag is the physical group, the second the entity.
                 RawBlock& block = BlockFor({shape->dimension, nTags > 1 ? tags[1] : 0}, type);
                 std::vector<int> nodes(static_cast<std::size_t>(block.shape->nNodes));
                 std::ranges::generate(nodes, [this] { return m_in.Int(); });
@@ -429,6 +440,8 @@ class GmshReader::Parser {
     // --- Putting it together ---------------------------------------------------------------------
 
     void Resolve() {
+        // Sections come in any order, so numbers are resolved behind the last; errors then name the
+        // section that they are about.
         m_in.EnterSection("$Nodes");
         std::unordered_map<int, int> ordinals;
         ordinals.reserve(m_reader.m_nodeLabels.size());
@@ -492,6 +505,7 @@ class GmshReader::Parser {
 
     void ResolveGroups() {
         std::map<EntityKey, std::vector<int>> members;
+        // A name without elements is an empty set.
         for (const auto& [key, name] : m_names) {
             members[key];
         }
@@ -508,7 +522,7 @@ class GmshReader::Parser {
                 continue;
             }
             for (const int signedTag : groups->second) {
-                // A negative number turns the entity round; the elements stay the same.
+                // A negative number reverses the orientation of the entity; its elements stay.
                 auto& of = members[{m_blocks[i].entity.dimension, std::abs(signedTag)}];
                 for (std::size_t row = 0; row < m_blocks[i].labels.size(); ++row) {
                     of.push_back(m_firstOfBlock[i] + static_cast<int>(row));
@@ -531,7 +545,8 @@ class GmshReader::Parser {
         }
     }
 
-    /// A named group of the elements of one block is the block; the first such one names it.
+    /// A named group of all elements of one block names the block; of several such groups the first
+    /// does.
     bool NamesBlock(const std::vector<int>& elements, const std::string& name) {
         if (elements.empty()) {
             return false;
@@ -549,7 +564,7 @@ class GmshReader::Parser {
         return true;
     }
 
-    // --- What our own export says in views -------------------------------------------------------
+    // --- Views of our own export -----------------------------------------------------------------
 
     void AddMarks() {
         for (GmshResults::Marks& marks : m_reader.m_results.TakeMarks()) {
@@ -571,12 +586,13 @@ class GmshReader::Parser {
 
     /// The block that holds an element, and the number of its first one.
     std::pair<std::size_t, int> BlockWith(int element) const {
-        // Of blocks without elements, which begin where the next one does, the last is meant.
+        // A block without elements begins where the next one does; the last of them holds the
+        // element.
         const auto after = std::ranges::upper_bound(m_firstOfBlock, element);
         return {static_cast<std::size_t>(after - m_firstOfBlock.begin() - 1), *(after - 1)};
     }
 
-    /// A block of which every element is marked is one of shells.
+    /// Gives a block the shape of a shell when every element is marked.
     void MakeShells(const GmshResults::Marks& marks) {
         int first = 0;
         for (Block& block : m_reader.m_contents.blocks) {
@@ -613,7 +629,7 @@ class GmshReader::Parser {
         m_reader.m_sides.push_back(std::move(sides));
     }
 
-    /// Blocks of which some element has a value have the attribute.
+    /// Gives the attribute to blocks of which some element has a value.
     void AddAttribute(const GmshResults::Marks& marks, const std::string& name) {
         std::map<std::size_t, std::vector<double>> columns;
         for (std::size_t i = 0; i < marks.members.size(); ++i) {

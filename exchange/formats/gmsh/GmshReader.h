@@ -8,7 +8,7 @@
 
 namespace orq::exchange {
 
-/// Reads a Gmsh mesh file: versions 2 to 2.2 and 4.1, ASCII and binary of either byte order,
+/// Reads a Gmsh mesh file: versions 2 to 2.2, 4.0 and 4.1, ASCII and binary of either byte order,
 /// sections in any order.
 ///
 /// Elements of one entity and shape form a block, in the order in which they first appear;

@@ -56,6 +56,7 @@ void GmshResults::ReadSection(GmshCursor& in, const std::string& section) {
         m_sections.push_back(ParseSection(in, section));
     } catch (const ORQExcImportError& error) {
         m_losses.Drop("section", section, 1, error.what());
+        // The end mark is searched from the beginning of the section: the error may lie behind it.
         in.GoTo(begin);
     }
     if (!in.SkipTo("$End" + section.substr(1))) {
@@ -103,7 +104,7 @@ GmshResults::Section GmshResults::ParseSection(GmshCursor& in, const std::string
     const int count =
         in.Counted(tags[2], 4 + 8 * static_cast<std::size_t>(data.nComponents), "values");
     in.SkipLineEnd();
-    // The end mark of a text says how many there are, whatever the count says.
+    // In ASCII the end mark ends the values, also where the count is wrong.
     for (int i = 0; in.IsBinary() ? i < count : !in.AtMark(); ++i) {
         data.members.push_back(in.Int());
         for (int k = 0; k < data.nComponents; ++k) {
@@ -120,7 +121,7 @@ GmshResults::Section GmshResults::ParseSection(GmshCursor& in, const std::string
     return data;
 }
 
-/// Whether a section says something of the mesh, as our own export writes it.
+/// Whether a section is a part of the mesh, as our own export writes it.
 bool GmshResults::IsMark(const Section& section) const {
     const std::string_view name = section.name;
     return m_hasMarks && section.nComponents == 1 &&
@@ -142,6 +143,7 @@ void GmshResults::Resolve(const Find& node, const Find& element) {
                 {section.name, std::move(section.members), std::move(section.values)});
         }
     }
+    // Times are those of results, so the parts of the mesh leave first.
     std::erase_if(m_sections, [this](const Section& section) { return IsMark(section); });
     for (const Section& section : m_sections) {
         m_times.push_back(section.time);
@@ -153,7 +155,7 @@ void GmshResults::Resolve(const Find& node, const Find& element) {
     }
 }
 
-/// Turns numbers into ordinals, ascending; of a member's values the last ones count.
+/// Turns numbers into ordinals, ascending. Where a member has several values, the last ones count.
 void GmshResults::FindMembers(Section& section, const Find& find) {
     std::vector<std::size_t> rows;
     std::vector<int> ordinals;
@@ -172,6 +174,7 @@ void GmshResults::FindMembers(Section& section, const Find& find) {
                                   section.members[static_cast<std::size_t>(missing)]));
     }
     const auto ordinal = [&](std::size_t row) { return ordinals[row]; };
+    // Stable, so that the last values of a member in the file stay last.
     std::ranges::stable_sort(rows, {}, ordinal);
     std::vector<int> members;
     std::vector<double> values;
@@ -225,6 +228,8 @@ void GmshResults::AddToArray(std::size_t number) {
     const Section& section = m_sections[number];
     const int time =
         static_cast<int>(std::ranges::lower_bound(m_times, section.time) - m_times.begin());
+    // A field may be split into sections of different members; a second value of one member at one
+    // time needs another array.
     std::size_t place = 0;
     while (place < m_arrays.size() &&
            (m_arrays[place].place != section.place ||
@@ -248,6 +253,7 @@ void GmshResults::AddToArray(std::size_t number) {
     if (section.members.empty()) {
         return;
     }
+    // Sections of the same members at other times are one part.
     std::size_t part = 0;
     while (part < array.parts.size() &&
            (contents.sectionAt[part].contains(time) ||

@@ -24,10 +24,10 @@ class GmshResults : public ORQExcResultSource {
     void ReadSection(GmshCursor& in, const std::string& section);
     /// From now on numbers that our own export gives to members of the mesh are no results.
     void LookForMarks() { m_hasMarks = true; }
-    /// Finds nodes and elements by their numbers in the file; -1 says that there is none.
+    /// Finds nodes and elements by their numbers in the file; -1 is none.
     using Find = std::function<int(int tag)>;
     void Resolve(const Find& node, const Find& element);
-    /// Numbers of some members that say something of the mesh itself (ArrayNames.h).
+    /// Values of some members that are a part of the mesh, not results (ArrayNames.h).
     struct Marks {
         std::string name;
         std::vector<int> members;  ///< ordinals, ascending

@@ -15,7 +15,8 @@ namespace {
 
 using nlohmann::json;
 
-/// Builds the value from the parser's events.
+/// Builds the value from the events of the parser. They show members that stand twice, of which a
+/// parsed value has one.
 class Builder : public nlohmann::json_sax<json> {
   public:
     Builder(const std::filesystem::path& file, const std::string& text)
@@ -51,7 +52,8 @@ class Builder : public nlohmann::json_sax<json> {
             m_text.begin() + static_cast<std::ptrdiff_t>(std::min(position, m_text.size()));
         const auto nLines = std::count(m_text.begin(), end, '\n');
         const auto lineStart = std::find(std::make_reverse_iterator(end), m_text.rend(), '\n');
-        // Behind "[json.exception...] parse error at line 1, column 2: ".
+        // The parser's text begins with "[json.exception...] parse error at line 1, column 2: ",
+        // which the error names in its own form.
         const std::string text = error.what();
         const std::size_t place = text.find("column ");
         const std::size_t from = text.find(place == std::string::npos ? "] " : ": ",

@@ -29,7 +29,7 @@ constexpr JsonRange kThickness{"a number greater than 0", 0, kLargest, false};
 constexpr JsonRange kAngle{"a number of degrees from -360 to 360", -360, 360};
 constexpr JsonRange kSectionPoints{"a whole number from 1 to 1000", 1, 1000};
 
-/// Makes a layup of a file's value, gathering what is wrong on the way.
+/// Makes a layup of the value of a file, and gathers what is wrong with it.
 class Resolver {
   public:
     Resolver(const std::filesystem::path& file, const JsonText& text, const ORQExcModel& mesh)
@@ -100,7 +100,7 @@ class Resolver {
                                     ReadAssignment(assignment, assignmentAt);
                                 });
             });
-        // Layers come last, for their values may vary over the elements that have the section.
+        // Layers come last: their values may vary over the elements, which the assignments give.
         JsonCheck::With(root, Pointer(), "sections", [&](const json& sections, const Pointer& at) {
             std::size_t place = 0;
             for (std::size_t i = 0; sections.is_array() && i < sections.size(); ++i) {
@@ -109,12 +109,13 @@ class Resolver {
                 }
             }
         });
+        // Sections that could not be read would give errors that follow from the first ones.
         if (m_check.NumErrors() == 0) {
             CheckFieldsOnce();
         }
     }
 
-    /// Appends an object for each item that is one, with the number of its place from 1.
+    /// Appends an object for each item that is a JSON object, with its place from 1 as its number.
     template <class Object, class ReadRest>
     void ReadNamed(const json& root, const char* list, std::vector<JsonKey> keys,
                    std::vector<Object>& objects, Places& places, const ReadRest& readRest) {
@@ -260,7 +261,7 @@ class Resolver {
         return layer;
     }
 
-    /// A number for the whole section, or numbers for each of its elements.
+    /// Reads a number for the whole section, or a number for each of its elements.
     void ReadValue(const json& layer, const Pointer& layerAt, const char* key,
                    const JsonRange& range, const Sets& sets, std::optional<double>& constant,
                    std::vector<ORQExcLayup::Field>& fields) {
@@ -333,7 +334,7 @@ class Resolver {
         }
     }
 
-    /// The values as fields over the sets that have the section, each element in one of them.
+    /// Returns the values as fields over the element sets of the section; every element needs one.
     std::vector<ORQExcLayup::Field> FieldsOver(const Sets& sets, const std::vector<double>& values,
                                                const Pointer& at) {
         std::vector<ORQExcLayup::Field> fields;
@@ -360,14 +361,15 @@ class Resolver {
                 m_check.Report(
                     at, fmt::format("element {} has a value, but the section is not assigned to it",
                                     LabelOf(static_cast<int>(element))));
+                // One such element shows the mistake; a whole mesh of them would hide others.
                 break;
             }
         }
         return fields;
     }
 
-    /// Sections may share elements, of which the first assignment decides; but a model keeps one
-    /// value for an element in a layer.
+    /// Refuses two values for an element in a layer, of which a model keeps one. Sections may share
+    /// elements: there the first assignment decides.
     void CheckFieldsOnce() {
         std::map<std::pair<const char*, std::size_t>, std::vector<std::size_t>> sectionsOf;
         for (std::size_t i = 0; i < m_layup.sections.size(); ++i) {
@@ -405,6 +407,7 @@ class Resolver {
     // --- Labels ----------------------------------------------------------------------------------
 
     const std::vector<int>& Labels() {
+        // Labels are read for errors and values by label only; most files have neither.
         if (m_labels.empty()) {
             m_labels = m_mesh.ElementLabels();
         }

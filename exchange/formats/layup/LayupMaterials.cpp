@@ -22,7 +22,7 @@ constexpr const char* kMaterialKind = "MAT8";
 constexpr const char* kTemperature = "temperature";
 constexpr std::string_view kFieldPrefix = "field_";
 
-/// Of the column of a field variable: "field_1", "field_2", ...
+/// Whether a column is a field variable: "field_1", "field_2", ...
 bool IsFieldVariable(std::string_view name) {
     if (!name.starts_with(kFieldPrefix)) {
         return false;
@@ -90,7 +90,8 @@ class MaterialOfLayup {
         }
     }
 
-    /// A property as rows over temperature and field variables. Nothing when its columns are wrong.
+    /// Reads a property as rows over temperature and field variables; nothing when its columns are
+    /// wrong.
     std::optional<ORQExcMaterialTable> ReadProperty(const json& value, const Pointer& at,
                                                     std::set<std::string>& varying) {
         if (!m_check.IsObject(value, at, {{"property", true}, {"columns", true}, {"rows", true}})) {
@@ -183,13 +184,14 @@ class MaterialOfLayup {
             std::vector<double>& column = isTemperature ? table.temperatures
                                           : isVariable  ? table.variables
                                                         : table.values;
+            // A component may lack a value in a row; a condition may not.
             const bool isGap = row[i].is_null() && !isTemperature && !isVariable;
             column.push_back(isGap ? kNoValue
                                    : m_check.Number(row[i], at / i, kAnyNumber).value_or(kNoValue));
         }
     }
 
-    /// Texts by the names of columns, which all tables of the material take.
+    /// Reads units by the names of columns, for all tables of the material.
     void ReadUnits(const json& value, const Pointer& at, const std::set<std::string>& varying,
                    std::vector<ORQExcMaterialTable>& tables) {
         std::vector<JsonKey> keys = ComponentKeys();

@@ -11,6 +11,7 @@ namespace {
 
 template <class T>
 std::optional<T> Parsed(std::string_view text) {
+    // from_chars refuses a plus sign.
     if (text.starts_with('+')) {
         text.remove_prefix(1);
     }
@@ -58,7 +59,8 @@ std::optional<double> BulkReal(std::string_view text) {
     if (const auto value = Parsed<double>(text)) {
         return value;
     }
-    // An exponent may be marked by D, or by its sign alone.
+    // An exponent may be marked by D, or by its sign alone; a sign in the first place is that of
+    // the number.
     const std::size_t mark = text.find_first_of("dD");
     const std::size_t exponent =
         mark != std::string_view::npos ? mark : text.find_first_of("+-", 1);
@@ -72,6 +74,7 @@ std::optional<double> BulkReal(std::string_view text) {
 }
 
 std::string BulkFieldName(int field) {
+    // Ten columns a line: the first holds the name, the last the continuation mark.
     return fmt::format("field {}", (field - 1) / 8 * 10 + (field - 1) % 8 + 2);
 }
 

@@ -64,8 +64,8 @@ class BulkCard {
 /// What becomes of a card.
 enum class BulkTaken {
     No,      ///< it stays text
-    Partly,  ///< the model has what it stands for, and the text says more
-    Wholly   ///< the model has all of it, or will say otherwise
+    Partly,  ///< the model has the object, and the text has more of it
+    Wholly   ///< the model has all of it, or Resolve keeps the text
 };
 
 /// How messages name a card's field: the format counts ten columns to a line, of which the first

@@ -40,6 +40,7 @@ Fields ShellFields(int direction, int flag, int thickness, int nCorners) {
     return fields;
 }
 
+// The order decides which card stands for a shape that came from no deck: the first one.
 const std::vector<NastranElementCard>& ElementCards() {
     static const Fields barFields = {{5, "X1", "G0"},    {6, "X2"},           {7, "X3"},
                                      {9, nullptr, "PA"}, {10, nullptr, "PB"}, {11, "W1A"},
@@ -159,6 +160,8 @@ NastranElementCardFor FindNastranElementCardFor(const ORQExcShape& shape, std::s
             const bool begins =
                 candidate->dimension == shape.dimension && candidate->nCorners == shape.nCorners &&
                 candidate->nNodes <= shape.nNodes &&
+                // Middle nodes of a smaller shape begin those of a larger one only where both
+                // number the edges equally.
                 (candidate->nNodes == candidate->nCorners || candidate->nNodes == shape.nNodes ||
                  std::ranges::equal(candidate->edges, shape.edges, sameEdge));
             if (begins && (best.shape == nullptr || candidate->nNodes > best.shape->nNodes)) {

@@ -71,8 +71,8 @@ int NastranFieldOf(const MaterialKind& kind, std::string_view component);
 std::string NastranTemperatureCard(std::string_view materialCard);
 
 /// The constants of a section, in its ORQExcLayup::Section: those of "PSHELL" are the fields 4 to
-/// 11, those of "PCOMP" and "PCOMPG" the fields 2 to 8, of which words are told by NastranWord
-/// numbers.
+/// 11, those of "PCOMP" and "PCOMPG" the fields 2 to 8, words as their numbers in
+/// NastranWords.
 inline constexpr int kFirstShellConstant = 4;
 inline constexpr int kNumShellConstants = 8;
 inline constexpr int kFirstLaminateConstant = 2;

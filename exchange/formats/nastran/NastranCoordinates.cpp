@@ -42,6 +42,7 @@ BulkTaken NastranCoordinates::Add(const BulkCard& card) {
         return Insert(card, 1, std::move(definition));
     }
     BulkTaken taken = BulkTaken::No;
+    // A CORD1x card holds two systems at most, of a number and three nodes each.
     for (int first = 1; first <= 5 && !card.IsBlank(first); first += 4) {
         Definition definition{std::string(name), card.Place(), 0, {}, {}};
         for (int field = first + 1; field <= first + 3; ++field) {
@@ -107,7 +108,8 @@ void NastranCoordinates::Complain(int number, Definition& definition, const std:
     definition.state = State::Bad;
 }
 
-/// Those that a system stands on come first; a deck may have long chains of them.
+/// Systems that others stand on are finished first. The list of those in work replaces recursion: a
+/// chain in a deck may be longer than the call stack.
 void NastranCoordinates::Resolve(int number) {
     std::vector<int> inWork = {number};
     while (!inWork.empty()) {
@@ -132,8 +134,7 @@ void NastranCoordinates::Resolve(int number) {
     }
 }
 
-/// The first system that the definition stands on and that is neither done nor bad; null when there
-/// is none.
+/// The first system under the definition that is neither done nor bad; null when there is none.
 NastranCoordinates::Definition* NastranCoordinates::FirstOpen(const Definition& definition,
                                                               int& number) {
     const auto points = GivenPoints(definition);
@@ -180,6 +181,8 @@ void NastranCoordinates::Finish(int number, Definition& definition) {
         }
         points[i] = Basic(*system, (*given)[i].point);
     }
+    // The format gives the origin, a point on the third axis, and a point in the plane of the first
+    // and third axes.
     const auto& [a, b, c] = points;
     const Point z = Unit(Difference(b, a));
     const Point y = Unit(Cross(z, Difference(c, a)));
@@ -214,6 +217,8 @@ std::optional<std::array<NastranCoordinates::GivenPoint, 3>> NastranCoordinates:
 
 Point NastranCoordinates::Basic(const System& system, const Point& point) {
     constexpr double kRadians = std::numbers::pi / 180;
+    // Cylindrical: radius, angle, height. Spherical: radius, angle from the third axis, angle
+    // around it.
     Point local = point;
     if (system.kind == Kind::Cylindrical) {
         local = {point[0] * std::cos(point[1] * kRadians), point[0] * std::sin(point[1] * kRadians),

@@ -21,6 +21,7 @@ NastranDeck::NastranDeck(const std::filesystem::path& file, NastranProblems& pro
     Open(file, std::nullopt);
     m_hasControl = BeginsWithControl(m_sources.back().rest);
     m_state = m_hasControl ? State::Executive : State::Bulk;
+    // Only the line behind a card shows whether the card goes on, so one line is read ahead.
     m_hasLine = NextLine();
 }
 
@@ -32,7 +33,7 @@ NastranDeck::NastranDeck(std::string_view cards, NastranProblems& problems)
 
 void NastranDeck::Open(const std::filesystem::path& path,
                        const std::optional<BulkPlace>& includedAt) {
-    std::error_code unknown;  // A file that cannot be found is reported when it is read.
+    std::error_code unknown;  // A missing file is reported when it is read.
     std::filesystem::path found = std::filesystem::weakly_canonical(path, unknown);
     found = unknown ? path : found;
     if (std::ranges::find(m_sources, found, &Source::found) != m_sources.end()) {
@@ -58,12 +59,12 @@ const std::string& NastranDeck::ContentOf(const std::filesystem::path& path,
     std::string& content = m_contents[found];
     content = ReadWholeFile(path);
     if (constexpr std::string_view kMark = "\xEF\xBB\xBF"; content.starts_with(kMark)) {
-        content.erase(0, kMark.size());  // that of UTF-8
+        content.erase(0, kMark.size());  // some editors begin UTF-8 files with it
     }
     return content;
 }
 
-/// The files that include one another down to this one, the innermost few of them.
+/// The innermost files of the chain of includes; a chain may be thousands of files long.
 std::string NastranDeck::ChainTo(const std::filesystem::path& path) const {
     constexpr std::size_t kMostTold = 20;
     const std::size_t first = m_sources.size() - std::min(m_sources.size(), kMostTold);
@@ -74,13 +75,13 @@ std::string NastranDeck::ChainTo(const std::filesystem::path& path) const {
     return chain + path.string();
 }
 
-/// Nothing more is read.
+/// Adds the problem and ends the deck: nothing more is read.
 void NastranDeck::End(const BulkPlace& place, std::string_view problem) {
     m_problems.Add(place, problem);
     m_sources.clear();
 }
 
-/// The file that an INCLUDE names in one of its lines; more lines are taken while a quote is open.
+/// The file that an INCLUDE names; while a quote is open, the name goes on in the next line.
 std::optional<std::string> NastranDeck::IncludedName(std::string_view raw, const BulkPlace& place) {
     std::string_view rest =
         BulkTrimmed(BulkTrimmed(raw).substr(std::string_view("INCLUDE").size()));
@@ -92,6 +93,7 @@ std::optional<std::string> NastranDeck::IncludedName(std::string_view raw, const
     if (quote != '\'' && quote != '"') {
         name = BulkTrimmed(rest.substr(0, rest.find_first_of(" \t")));
     } else {
+        // A quote that is never closed must not take the rest of the deck for a name.
         constexpr int kMostLines = 20;
         rest.remove_prefix(1);
         for (int i = 0; rest.find(quote) == std::string_view::npos; ++i) {
@@ -113,10 +115,11 @@ std::optional<std::string> NastranDeck::IncludedName(std::string_view raw, const
     return std::string(BulkTrimmed(name));
 }
 
-/// Beside the including file, those that include it, or the main file, whichever has it first.
+/// Searched beside the including file, beside those that include it, outwards to the main file.
 std::filesystem::path NastranDeck::PlaceOfIncluded(const std::string& name) const {
     std::string path = WithEnvironment(name);
     std::filesystem::path found;
+    // The name is tried as it stands first: here a backslash may be part of a name.
     for (int attempt = 0; attempt < 2; ++attempt) {
         for (auto source = m_sources.rbegin(); source != m_sources.rend(); ++source) {
             std::error_code unknown;
@@ -125,14 +128,15 @@ std::filesystem::path NastranDeck::PlaceOfIncluded(const std::string& name) cons
                 return found;
             }
         }
-        std::ranges::replace(path, '\\', '/');  // as other systems part folders
+        std::ranges::replace(path, '\\', '/');  // between folders in decks from Windows
     }
     return m_sources.back().path.parent_path() / name;
 }
 
-/// Answers false for what is no INCLUDE, or one whose file cannot be read; that one stays in the
-/// deck as it stands.
+/// Returns false for what is no INCLUDE, and for one whose file cannot be read, which stays in the
+/// deck.
 bool NastranDeck::Include(std::string_view raw, const BulkPlace& place) {
+    // Kept cards stand in no file, so there is no folder to search: their INCLUDE stays a card.
     if (m_sources.back().path.empty() || BulkFirstWord(raw) != "INCLUDE") {
         return false;
     }
@@ -146,6 +150,7 @@ bool NastranDeck::Include(std::string_view raw, const BulkPlace& place) {
     } catch (const ORQExcImportError& error) {
         m_problems.Find(place, "included file", *name, fmt::format("INCLUDE: {}", error.what()));
         m_lacksIncludes = true;
+        // The name may have come from several lines; the kept statement has it in one.
         m_made.push_back("INCLUDE '" + *name + "'");
         m_line.raw = m_made.back();
         m_line.isInFile = false;
@@ -156,7 +161,7 @@ bool NastranDeck::Include(std::string_view raw, const BulkPlace& place) {
 
 // --- Lines ---------------------------------------------------------------------------------------
 
-/// The next line, with comment; nothing behind the last.
+/// The next line of the deck, with its comment; nothing behind the last line.
 std::optional<std::string_view> NastranDeck::NextRaw(BulkPlace& place) {
     while (!m_sources.empty()) {
         Source& source = m_sources.back();
@@ -187,7 +192,8 @@ bool NastranDeck::NextLine() {
         }
         m_line.raw = *raw;
         m_line.isInFile = true;
-        // Few lines begin with the letters of a statement.
+        // Among bulk data only INCLUDE, BEGIN and ENDDATA are statements, so one letter spares most
+        // lines the comparison of words.
         const char letter =
             static_cast<char>(std::toupper(static_cast<unsigned char>(text[first])));
         if (m_state == State::Bulk && letter != 'I' && letter != 'B' && letter != 'E') {
@@ -197,6 +203,8 @@ bool NastranDeck::NextLine() {
             return true;
         }
         const std::string word = BulkFirstWord(text);
+        // Control sections may include files, so INCLUDE comes before control. Where the file cannot
+        // be read, `m_line.raw` is the statement that stays.
         if (m_state == State::Ended) {
             ++m_nLinesBehindEnd;
         } else if (Include(*raw, place) || TakeControl(m_line.raw, word)) {
@@ -252,7 +260,8 @@ bool NastranDeck::Next(BulkCard& card) {
         if (Repeat(card)) {
             return true;
         }
-        while (m_expanded.size() > 1) {  // the last may be of the line at hand
+        // The last expanded text may belong to the line that is read ahead.
+        while (m_expanded.size() > 1) {
             m_expanded.pop_front();
         }
         if (!m_hasLine) {
@@ -261,6 +270,7 @@ bool NastranDeck::Next(BulkCard& card) {
         const bool isRule = m_line.IsReplication();
         Assemble(card);
         if (!isRule || !BeginReplication(card)) {
+            // Fields are copied only for a card that the next line repeats.
             if (m_hasLine && m_line.IsReplication()) {
                 Remember(card);
             }
@@ -288,6 +298,8 @@ void NastranDeck::Assemble(BulkCard& card) {
     std::string joined;  // of lines that do not stand together
     do {
         const char* const end = m_line.raw.data() + m_line.raw.size();
+        // Lines that stand together in a file are one view of it, with the comments between them;
+        // others are joined to a new text.
         if (isInFile && joined.empty() && m_line.place.file == card.m_place.file) {
             card.m_source = {card.m_source.data(),
                              static_cast<std::size_t>(end - card.m_source.data())};
@@ -301,6 +313,7 @@ void NastranDeck::Assemble(BulkCard& card) {
     if (!joined.empty()) {
         card.m_source = m_made.emplace_back(std::move(joined));
     }
+    // Blank fields at the end are cut: NumFields then is the last field that holds something.
     while (card.m_fields.size() > 1 && BulkTrimmed(card.m_fields.back()).empty()) {
         card.m_fields.pop_back();
     }
@@ -311,7 +324,8 @@ void NastranDeck::Assemble(BulkCard& card) {
     }
 }
 
-/// Two lines of large fields make up one of small ones.
+/// Two lines of large fields have the fields of one line of small ones; a small line behind the
+/// first half leaves the second half blank.
 void NastranDeck::Append(BulkCard& card, bool& isHalfLine) const {
     if (isHalfLine && !m_line.isLarge) {
         card.m_fields.resize(card.m_fields.size() + kBulkFieldsInLine / 2);
@@ -329,13 +343,14 @@ void NastranDeck::Remember(const BulkCard& card) {
     }
 }
 
-/// Takes a card "=" or "=(4)". Answers false when it cannot be followed.
+/// Takes a card "=" or "=(4)"; returns false when it cannot be followed.
 bool NastranDeck::BeginReplication(const BulkCard& card) {
     const auto count = RepetitionsOf(card.Name());
     std::vector<std::string> rule;
     for (int field = 1; field <= card.NumFields(); ++field) {
         rule.emplace_back(card.Text(field));
     }
+    // A count alone repeats by the rule before it.
     const bool isRule = std::ranges::any_of(rule, [](const auto& one) { return !one.empty(); });
     if (isRule) {
         m_replication.rule = std::move(rule);
@@ -367,6 +382,7 @@ bool NastranDeck::Repeat(BulkCard& card) {
         return false;
     }
     m_replication.fields = std::move(*next);
+    // The card has no text in a file; free fields hold a number of any length.
     std::string text = m_replication.name;
     for (std::size_t i = 0; i < m_replication.fields.size(); ++i) {
         text.append(i > 0 && i % kBulkFieldsInLine == 0 ? "\n+," : ",");

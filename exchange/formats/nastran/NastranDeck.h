@@ -41,7 +41,7 @@ class NastranDeck {
     /// Cards as text, without control; the text has to stay.
     NastranDeck(std::string_view cards, NastranProblems& problems);
 
-    /// Answers false at the end of the deck.
+    /// Returns false at the end of the deck.
     bool Next(BulkCard& card);
     /// The part of the card that was read last, by its place in Parts().
     std::size_t PartOfCard() const { return m_partOfCard; }
@@ -60,7 +60,7 @@ class NastranDeck {
   private:
     struct Source {
         std::filesystem::path path;   // as it is named
-        std::filesystem::path found;  // without links, to tell whether two are the same
+        std::filesystem::path found;  // without links, so that one file has one path
         int number;
         std::string_view rest;
         int line = 0;  // the last one taken

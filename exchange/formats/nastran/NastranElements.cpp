@@ -12,7 +12,7 @@ namespace {
 
 constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
 
-/// The fields of a card that have a place, as bits.
+/// The fields of a card that the model has a place for, as bits.
 std::uint64_t KnownFields(const NastranElementCard& card) {
     std::uint64_t known = std::uint64_t{1} << 1;
     if (card.family != nullptr) {
@@ -71,7 +71,8 @@ BulkTaken NastranElements::Add(const BulkCard& card) {
     return BulkTaken::Wholly;
 }
 
-/// A blank one is that of the default card, or has the element's label as its number.
+/// A blank property is that of the default card, or has the number of the element, as the format
+/// defines.
 int NastranElements::PropertyOf(const BulkCard& card, const NastranElementCard& kind) const {
     if (kind.family == nullptr) {
         return 0;
@@ -83,7 +84,7 @@ int NastranElements::PropertyOf(const BulkCard& card, const NastranElementCard& 
     return card.Label(kNastranPropertyField).value_or(byDefault != 0 ? byDefault : label);
 }
 
-/// Answers the shape by the nodes that are given; null when some are needed and missing.
+/// Returns the shape for the given nodes; null when needed ones are missing.
 const ORQExcShape* NastranElements::ReadNodes(const BulkCard& card,
                                               const NastranElementCard& kind) {
     m_nodes.clear();
@@ -98,8 +99,11 @@ const ORQExcShape* NastranElements::ReadNodes(const BulkCard& card,
         nGiven += isGiven ? 1 : 0;
         m_nodes.push_back(node);
     }
+    // The card of such an element is kept, so that an export writes its blanks and its ground
+    // again.
     m_isIncomplete = hasGround || (nGiven > nNeeded && nGiven < kind.nodeFields.size());
-    if (nNeeded == 1) {  // the ground comes last
+    // The one node of an element on the ground may be its second; the ground comes last.
+    if (nNeeded == 1) {
         std::stable_partition(m_nodes.begin(), m_nodes.end(), [](int node) { return node != 0; });
     }
     for (std::size_t i = 0; i < nNeeded; ++i) {
@@ -134,6 +138,7 @@ void NastranElements::ReadFields(const BulkCard& card, Block& block) {
     const bool namesProperty =
         block.card->family == nullptr || !card.IsBlank(kNastranPropertyField);
     block.saysMore.back() |= namesProperty ? 0 : 1;
+    // Bits reach to field 63, and no card has a known field behind it.
     for (int field = 1; field <= card.NumFields(); ++field) {
         if ((field > 63 || (block.knownFields >> field & 1) == 0) && !card.IsBlank(field)) {
             block.saysMore.back() = 1;
@@ -144,6 +149,8 @@ void NastranElements::ReadFields(const BulkCard& card, Block& block) {
         if (card.IsBlank(field)) {
             continue;
         }
+        // An integer may mean something else than a real number in the same field (MCID or THETA),
+        // so each has its own column.
         const bool isInteger = real == nullptr || (integer != nullptr && card.IsInt(field));
         const auto value = isInteger ? std::optional<double>(card.Int(field)) : card.Real(field);
         if (!value) {
@@ -151,6 +158,8 @@ void NastranElements::ReadFields(const BulkCard& card, Block& block) {
             continue;
         }
         std::vector<double>& column = block.columns[2 * i + (isInteger ? 1 : 0)];
+        // A column begins with the first element that has a value: fields that no element has take
+        // no memory.
         column.resize(nBefore, kBlank);
         column.push_back(*value);
     }
@@ -166,6 +175,7 @@ void NastranElements::Resolve(const NastranNodes& nodes, const NastranProperties
         }
         ResolveNodes(nodes, block, kept);
     }
+    // Behind the search for nodes: an element that is left out for them holds no label.
     LeaveOutRepeated(kept);
     std::erase_if(m_blocks, [](const Block& block) { return block.labels.empty(); });
     for (Block& block : m_blocks) {
@@ -198,7 +208,7 @@ void NastranElements::Complain(const Block& block, std::size_t row, int field,
 
 void NastranElements::ResolveNodes(const NastranNodes& nodes, Block& block, NastranKept& kept) {
     const std::string_view card = block.card->name;
-    // What scalar elements stand on is a scalar point where it is no node.
+    // A scalar element may name a scalar point that no card declares.
     const bool mayBeScalar =
         card.starts_with("CELAS") || card.starts_with("CDAMP") || card.starts_with("CMASS");
     const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
@@ -247,7 +257,7 @@ void NastranElements::ComplainOfNodes(const Block& block, std::size_t row,
                  : fmt::format("nodes {} are missing; the element is left out", labels));
 }
 
-/// Keeps the cards of these elements instead of them.
+/// Leaves out these elements and keeps their cards.
 void NastranElements::LeaveOut(Block& block, const std::vector<char>& isOut, NastranKept& kept) {
     const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
     std::size_t n = 0;
@@ -295,7 +305,7 @@ void NastranElements::ResolveProperty(const NastranProperties& properties, Block
     }
 }
 
-/// Of elements with the same label the first in the deck stays.
+/// Of elements with the same label the first by file and line stays.
 void NastranElements::LeaveOutRepeated(NastranKept& kept) {
     struct Labelled {
         int label;
@@ -311,6 +321,7 @@ void NastranElements::LeaveOutRepeated(NastranKept& kept) {
         }
     }
     std::ranges::sort(all, {}, [](const Labelled& one) {
+        // Repeated cards share a line; their rows give their order.
         return std::tuple(one.label, one.place.file, one.place.line, one.row);
     });
     std::map<int, std::vector<char>> isOut;  // by block
@@ -353,7 +364,7 @@ void NastranElements::Settle() {
 std::string NastranElements::NameOf(const Block& block) const {
     std::string name =
         block.property == nullptr ? std::string(block.card->name) : block.property->Name();
-    // Blocks of one property are told apart by their cards, those of one card by their shapes.
+    // Card and shape join the name only where blocks would share it.
     const auto sharesProperty = [&](const Block& other) {
         return block.property != nullptr && other.property == block.property &&
                other.card != block.card;

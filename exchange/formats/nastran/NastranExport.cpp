@@ -35,6 +35,7 @@ class Deck {
                 m_kept.push_back(std::move(text));
             }
         }
+        // Each card of a node or an element needs a label.
         CompleteLabels(m_nodeLabels, "node", report);
         CompleteLabels(m_elementLabels, "element", report);
     }
@@ -45,6 +46,7 @@ class Deck {
         if (instances.size() > 1) {
             WriteInstances(instances);
         } else {
+            // Parts of a deck have labels of their own; in one part a label may stand once.
             MakeLabelsUnique(m_nodeLabels, "node", m_report);
             MakeLabelsUnique(m_elementLabels, "element", m_report);
             WritePart(instances.empty() ? std::string() : instances[0], {}, {}, {}, {});
@@ -74,7 +76,7 @@ class Deck {
         }
     }
 
-    /// Those of which texts are kept, in the order of the deck.
+    /// The instances with kept texts, in the order of the deck.
     std::vector<std::string> InstancesOfDeck() const {
         std::vector<std::string> instances;
         for (const ORQExcKeptText& text : m_kept) {
@@ -111,6 +113,8 @@ class Deck {
                     hasElement[static_cast<std::size_t>(element)] = 1;
                 }
             }
+            // A name ends with its part, and the suffix of one part may end with that of another
+            // (that of the main part is empty): the longer suffix owns the name.
             std::vector<std::string> others;
             for (const std::string& other : names) {
                 if (suffixOf(other).size() > suffixOf(name).size()) {
@@ -140,7 +144,7 @@ class Deck {
         return point;
     }
 
-    /// The lists are empty for what is the whole model.
+    /// Writes a part; the lists are empty when it is the whole model.
     void WritePart(const std::string& instance, const std::string& suffix,
                    const std::vector<std::string>& others, const std::vector<char>& hasNode,
                    const std::vector<char>& hasElement) {
@@ -176,6 +180,7 @@ class Deck {
         const std::vector<int> materialNumbers = MaterialNumbers(m_layup.materials);
         NastranSectionCards sections(scope, materialNumbers);
         NastranSetCards sets(scope);
+        // Kept cards are written once sections and sets have compared them with the model.
         scope.kept.Write(
             [&](const std::string& object) {
                 return sections.IsGood(object) && sets.IsGood(object);

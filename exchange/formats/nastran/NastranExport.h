@@ -10,8 +10,7 @@ namespace orq::exchange {
 
 /// Writes a model as bulk data (NASTRAN): nodes, elements with their attributes, materials, shell
 /// sections as PSHELL, PCOMP and PCOMPG, orientations as CORD2R, and sets. What was imported from
-/// such a deck comes back equal, coordinates to the last bit; docs/bulk-data.md tells what else
-/// becomes of what.
+/// such a deck comes back equal, coordinates to the last bit; docs/bulk-data.md has the rest.
 ///
 /// Elements of no block, shapes without a card, surfaces and results are dropped. A property of
 /// which the model holds nothing is named by its elements and reported. Replaces an existing file.

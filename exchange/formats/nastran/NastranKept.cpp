@@ -8,7 +8,8 @@
 namespace orq::exchange {
 namespace {
 
-/// Bytes that are not UTF-8 are taken for Latin-1.
+/// Text that is not UTF-8 is taken for Latin-1. Names stand in reports, which are UTF-8; the cards
+/// themselves keep their bytes.
 std::string AsUtf8(std::string text) {
     if (utf8::is_valid(text.begin(), text.end())) {
         return text;

@@ -10,7 +10,7 @@
 namespace orq::exchange {
 namespace {
 
-/// NaN stands for what is not given.
+/// Compares exactly; NaN stands for a blank field.
 bool AreEqual(double a, double b) {
     return a == b || (std::isnan(a) && std::isnan(b));
 }
@@ -45,6 +45,8 @@ NastranKeptCards::NastranKeptCards(std::string text, const LabelIndex& nodes,
         Add(card, m_part.Add(card));
     }
     NastranKept kept;
+    // Coordinate systems may stand on nodes whose cards are not kept; the model has their
+    // positions.
     m_part.nodes.SetOthers([&](int label) -> std::optional<NastranCoordinates::GivenPoint> {
         const auto node = nodes.Find(label);
         return node ? std::optional(NastranCoordinates::GivenPoint{0, position(*node)})
@@ -52,6 +54,7 @@ NastranKeptCards::NastranKeptCards(std::string text, const LabelIndex& nodes,
     });
     m_part.nodes.Resolve(m_part.coordinates, kept, m_losses);
     m_part.materials.Resolve();
+    // Missing members were findings of the import, so all labels pass as scalar points here.
     m_part.sets.Resolve(nodes, elements, [](int) { return true; });
     for (const auto take : {&NastranSets::TakeNodeSets, &NastranSets::TakeElementSets}) {
         for (NastranSets::Set& set : (m_part.sets.*take)()) {
@@ -107,6 +110,8 @@ std::optional<std::string_view> NastranKeptCards::NodeCard(int label,
     }
     const auto place = static_cast<std::size_t>(*found);
     const double* const said = &m_part.nodes.Coordinates()[3 * place];
+    // Both positions come from the same conversion, so they are equal to the last bit unless one
+    // was changed.
     const bool isGood =
         std::equal(at.begin(), at.end(), said) && m_part.nodes.Constraints()[place] == constraints;
     return isGood ? std::optional(m_part.nodes.Sources()[place]) : std::nullopt;

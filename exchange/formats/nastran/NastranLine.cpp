@@ -7,11 +7,13 @@
 namespace orq::exchange {
 namespace {
 
+// Columns of the format: a name of 8, then 8 small fields of 8 or 4 large fields of 16, then the
+// continuation mark.
 constexpr std::size_t kNameWidth = 8;
 constexpr std::size_t kSmallWidth = 8;
 constexpr std::size_t kLargeWidth = 16;
 
-/// A tab leads to the next column that a small field begins at.
+/// A tab moves to the next column of eight, where a small field begins.
 std::string WithoutTabs(std::string_view text) {
     std::string expanded;
     for (const char c : text) {
@@ -24,8 +26,8 @@ std::string WithoutTabs(std::string_view text) {
     return expanded;
 }
 
-/// Whether the commas of a text part fields: a name stands before the first of them. Equations,
-/// and labels in fixed columns, have commas of their own.
+/// Whether commas separate the fields of a line: a name stands before the first comma. Equations,
+/// and labels in fixed columns, contain commas too.
 bool IsFree(std::string_view text, std::size_t endOfName) {
     std::string_view name = BulkTrimmed(text.substr(0, endOfName));
     if (name.ends_with('*')) {
@@ -34,14 +36,14 @@ bool IsFree(std::string_view text, std::size_t endOfName) {
     return name.size() <= kNameWidth && name.find_first_of(" \t") == std::string_view::npos;
 }
 
-/// Where the name ends when a blank parts it from the first field, a number, and commas part the
-/// others: "CBUSH   10211, 10010".
+/// The end of the name. In some decks a blank, not a comma, separates it from the first field, a
+/// number: "CBUSH   10211, 10010".
 std::size_t EndOfName(std::string_view text, std::size_t comma) {
     const std::size_t blank = text.find_first_of(" \t");
     return blank < comma && BulkInt(BulkTrimmed(text.substr(blank, comma - blank))) ? blank : comma;
 }
 
-/// Blanks part numbers as commas do.
+/// Blanks separate numbers as commas do; a text with a word in it stays one field.
 void AppendParted(std::string_view text, std::vector<std::string_view>& fields) {
     const std::size_t first = fields.size();
     for (std::string_view rest = text; !rest.empty();) {
@@ -87,11 +89,13 @@ void NastranLine::SplitFree(std::string_view text, std::size_t end) {
     while (!fields.empty() && fields.back().empty()) {
         fields.pop_back();
     }
-    // A mark may stand behind the last field; lists go on behind their eighth.
+    // What stands behind the last field of a line is a continuation mark; a number there continues
+    // a list over more than eight fields.
     const std::size_t nFields = isLarge ? kBulkFieldsInLine / 2 : kBulkFieldsInLine;
     if (fields.size() == nFields + 1 && IsMark(fields.back())) {
         fields.pop_back();
     }
+    // Whole lines of fields, so that a continuation begins with the first field of the next line.
     fields.resize((std::max<std::size_t>(fields.size(), 1) + nFields - 1) / nFields * nFields);
 }
 
@@ -99,6 +103,7 @@ void NastranLine::SplitFixed(std::string_view text) {
     name = BulkTrimmed(text.substr(0, kNameWidth));
     isLarge = name.ends_with('*') || name.starts_with('*');
     const std::size_t width = isLarge ? kLargeWidth : kSmallWidth;
+    // The mark behind the fields is not read: a continuation follows its card, whatever its mark.
     const std::size_t tail = kNameWidth + kBulkFieldsInLine * kSmallWidth;
     for (std::size_t at = kNameWidth; at < std::min(text.size(), tail); at += width) {
         fields.push_back(text.substr(at, std::min(width, tail - at)));

@@ -32,7 +32,7 @@ class MaterialCards {
     }
 
   private:
-    static constexpr int kNoField = 0;  ///< as NastranFieldOf answers
+    static constexpr int kNoField = 0;  ///< as NastranFieldOf returns
 
     static std::string NameOf(const ORQExcLayup::Material& material,
                               const ORQExcMaterialTable& table, std::size_t component) {
@@ -66,6 +66,7 @@ class MaterialCards {
                 if (table.components[i].name != card.integer) {
                     fields.Set(field, value);
                 } else if (value == static_cast<int>(std::clamp(value, -1e9, 1e9))) {
+                    // The clamp in the condition keeps the conversion to int defined.
                     fields.Set(field, static_cast<int>(value));
                 } else {
                     m_report.Drop("material component", NameOf(material, table, i), 1,
@@ -101,8 +102,8 @@ class MaterialCards {
         }
     }
 
-    /// Answers the number of a table with the values of a component; one that is written already if
-    /// it is the same.
+    /// Returns the number of a table with the values of a component; a table that is written
+    /// already serves again.
     int WriteTable(const ORQExcMaterialTable& table, std::size_t component) {
         BulkFields fields;
         int field = kFirstTableField;
@@ -134,7 +135,7 @@ class MaterialCards {
 }  // namespace
 
 std::vector<int> MaterialNumbers(const std::vector<ORQExcLayup::Material>& materials) {
-    // Instances have numberings of their own: their materials are told apart by their names.
+    // Each instance of a deck numbers its materials; their names end with the instance.
     std::vector<int> numbers;
     std::map<std::string, Numbers> taken;
     for (const ORQExcLayup::Material& material : materials) {

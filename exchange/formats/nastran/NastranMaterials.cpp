@@ -13,7 +13,7 @@ namespace {
 
 constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
 
-/// The table of a property over these temperatures, a new one behind the others if need be.
+/// Returns the table of a property over these temperatures, appended if there is none.
 ORQExcMaterialTable& TableOver(const std::vector<double>& temperatures, const std::string& property,
                                std::vector<ORQExcMaterialTable>& tables) {
     const auto found = std::ranges::find_if(tables, [&](const ORQExcMaterialTable& table) {
@@ -59,6 +59,7 @@ BulkTaken NastranMaterials::Add(const BulkCard& card) {
 BulkTaken NastranMaterials::AddMaterial(const BulkCard& card) {
     const std::string kind(card.Name());
     const MaterialKind* const known = FindMaterialKind(kind);
+    // An unknown card may have no number, so none is demanded of it.
     const auto number = card.IsInt(1) || known != nullptr ? card.NeededLabel(1) : std::nullopt;
     if (!number) {
         return BulkTaken::No;
@@ -75,6 +76,7 @@ BulkTaken NastranMaterials::AddMaterial(const BulkCard& card) {
                   {card.RealOr(field++, kBlank)});
     }
     if (card.IsBroken()) {
+        // A broken card still gives its name to what refers to it.
         m_unread.try_emplace(*number, kind);
         return BulkTaken::No;
     }
@@ -177,7 +179,7 @@ void NastranMaterials::ReadPoints(const BulkCard& card, Table& table) {
     for (; field <= card.NumFields() && !isEnded; field += 2) {
         isEnded = card.Is(field, "ENDT") || card.Is(field + 1, "ENDT");
         if (card.Is(field, "ENDT")) {
-            --field;  // the next one behind it
+            --field;  // ENDT takes one field, a point two
         } else if (card.Is(field, "SKIP") || card.Is(field + 1, "SKIP")) {
             change(field, "the point with SKIP is left out");
         } else if (card.IsBlank(field)) {
@@ -198,6 +200,7 @@ void NastranMaterials::ReadPoints(const BulkCard& card, Table& table) {
 }
 
 void NastranMaterials::Resolve() {
+    // Before the search for missing materials: a name alone is enough for a reference.
     AddNamed();
     for (const Reference& reference : m_references) {
         if (!m_places.contains(reference.material)) {

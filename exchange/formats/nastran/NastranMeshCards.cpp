@@ -14,11 +14,11 @@
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 1 << 16;  // nodes or elements at a time
+constexpr int kSlice = 1 << 16;  // nodes or elements at a time; bounds the memory
 constexpr int kFirstCoordinateField = 3;
 constexpr int kConstraintsField = 7;
 constexpr int kThicknessField = 3;                  // of a plate
-constexpr std::string_view kOffsetField = "ZOFFS";  // by its name
+constexpr std::string_view kOffsetField = "ZOFFS";  // the name of the field
 
 bool IsInteger(double value) {
     return value == std::round(value) && std::abs(value) <= std::numeric_limits<int>::max();
@@ -60,8 +60,8 @@ std::vector<int> NodesOf(const BulkCard& card, const NastranElementCard& kind) {
     return nodes;
 }
 
-/// Whether a card says of its fields, but those of nodes, what `fields` do. A blank property is the
-/// one that the format means by it.
+/// Whether the fields of a card, except those of nodes, have the values of `fields`. A blank
+/// property stands for the default of the format.
 bool SaysTheSame(const BulkCard& card, const NastranElementCard& kind, const BulkFields& fields) {
     for (int field = 1; field <= static_cast<int>(fields.Texts().size()); ++field) {
         const std::string& wanted = fields.Texts()[static_cast<std::size_t>(field - 1)];
@@ -80,7 +80,7 @@ bool SaysTheSame(const BulkCard& card, const NastranElementCard& kind, const Bul
 
 // --- Nodes ---------------------------------------------------------------------------------------
 
-/// By node.
+/// The components that are constrained for good, by node.
 std::map<int, int> NastranMeshCards::Constraints() const {
     std::map<int, int> constraints;
     for (const ORQExcModel::Set& set : m_scope.model.NodeSets()) {
@@ -116,6 +116,7 @@ void NastranMeshCards::WriteNodes() {
             for (std::size_t axis = 0; axis < dimension; ++axis) {
                 const double value =
                     values[static_cast<std::size_t>(node - begin) * dimension + axis];
+                // Bulk data cannot spell an infinite value or NaN.
                 nNotFinite += std::isfinite(value) ? 0 : 1;
                 point[axis] = std::isfinite(value) ? value : 0;
             }
@@ -186,8 +187,8 @@ NastranMeshCards::BlockPlan NastranMeshCards::PlanFor(const ORQExcModel::Block& 
     return plan;
 }
 
-/// The property of the elements that have no section; a placeholder stands for one that the model
-/// does not have. In a model that comes from a deck, a property that is not there was missing.
+/// The property of elements without a section; a placeholder replaces one that the model does not
+/// have. A property that a deck did not have is not made up.
 void NastranMeshCards::PutProperty(const ORQExcModel::Block& block, BlockPlan& plan) {
     const NastranElementCard& card = *plan.card;
     std::vector<int> elements(static_cast<std::size_t>(block.elements.Size()));
@@ -256,8 +257,8 @@ std::optional<double> NastranMeshCards::ThicknessOf(const ORQExcModel::Block& bl
     return std::isfinite(first) ? std::optional(first) : std::nullopt;
 }
 
-/// A card as text, its name and fields with commas between them: databases of earlier releases
-/// have such with their blocks.
+/// Writes a card that a database of an earlier release keeps with a block: name and fields,
+/// separated by commas.
 void NastranMeshCards::WriteDefinition(std::string_view definition) {
     BulkFields fields;
     std::size_t begin = definition.find(',');
@@ -337,6 +338,8 @@ BulkFields NastranMeshCards::FieldsOf(const BlockPlan& plan, int element,
     if (plan.thickness) {
         SetThickness(fields, *plan.card, attributes[*plan.thickness]);
     }
+    // Attributes come first: an element's own direction goes before that of its section, and the
+    // components of a spring decide between the fields of its nodes.
     SetProperty(fields, plan, element);
     SetNodes(fields, *plan.card, nodes);
     return fields;
@@ -360,7 +363,7 @@ void NastranMeshCards::SetProperty(BulkFields& fields, const BlockPlan& plan, in
 void NastranMeshCards::SetNodes(BulkFields& fields, const NastranElementCard& card,
                                 std::span<const int> nodes) const {
     const std::vector<int>& places = card.nodeFields;
-    // A spring that stands on the ground with its first end has a component at the second.
+    // The component of a spring shows which end has the node; the other end is the ground.
     const bool isAtSecond = nodes.size() == 1 && places.size() == 2 && places[1] == places[0] + 2 &&
                             fields.IsBlank(places[0] + 1) && !fields.IsBlank(places[1] + 1);
     for (std::size_t i = 0; i < nodes.size(); ++i) {
@@ -369,7 +372,7 @@ void NastranMeshCards::SetNodes(BulkFields& fields, const NastranElementCard& ca
     }
 }
 
-/// Writes the kept card of an element, if there is one and it says the same.
+/// Writes the kept card of an element, if there is one and it says what the model says.
 bool NastranMeshCards::WriteKept(const BulkFields& fields, const BlockPlan& plan, int element,
                                  std::span<const int> nodes) {
     const auto text =
@@ -383,6 +386,8 @@ bool NastranMeshCards::WriteKept(const BulkFields& fields, const BlockPlan& plan
     if (!deck.Next(card) || card.Name() != plan.card->name) {
         return false;
     }
+    // The card may name more nodes than the model: an element with some middle nodes is taken by
+    // its corners.
     const std::vector<int> said = NodesOf(card, *plan.card);
     const auto isSame = [&](int label, int node) {
         return label == m_scope.nodeLabels[static_cast<std::size_t>(node)];

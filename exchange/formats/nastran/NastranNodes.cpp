@@ -12,6 +12,7 @@ constexpr int kFirstCoordinate = 3;
 constexpr int kLastCoordinate = 5;
 constexpr int kDisplacementField = 6;
 constexpr int kConstraintsField = 7;
+// An int holds every label of nine digits.
 constexpr std::size_t kDigitsOfLargeLabels = 10;
 
 }  // namespace
@@ -35,13 +36,15 @@ BulkTaken NastranNodes::Add(const BulkCard& card) {
 BulkTaken NastranNodes::AddNode(const BulkCard& card) {
     const bool hasMore = card.NumFields() > kLastCoordinate;
     const int constraints = hasMore ? card.Int(kConstraintsField).value_or(0) : 0;
+    // A label that is too large for the model is a finding, and the card is kept; any other label
+    // that cannot be read is an error.
     if (card.Text(1).find_first_not_of("0123456789") != std::string_view::npos ||
         card.Text(1).size() < kDigitsOfLargeLabels) {
         card.Need();
     }
     const auto label = card.NeededLabel(1);
     if (!label) {
-        return BulkTaken::No;  // a label that is too large for the model
+        return BulkTaken::No;
     }
     card.Need();
     m_labels.push_back(*label);
@@ -60,9 +63,9 @@ BulkTaken NastranNodes::AddNode(const BulkCard& card) {
     return BulkTaken::Wholly;
 }
 
-/// 0 is the basic system, and -1 says that the node is of a fluid.
+/// Notes the system of displacements. 0 is the basic system, and -1 marks a node of a fluid.
 void NastranNodes::NoteDisplacementSystem(const BulkCard& card) {
-    // What is no number stays on the card, as displacements are no matter of the mesh.
+    // A field that is no number stays on the card: the mesh has no displacements.
     const int number =
         card.IsInt(kDisplacementField) ? card.Int(kDisplacementField).value_or(0) : 0;
     if (number <= 0) {
@@ -114,6 +117,7 @@ void NastranNodes::LeaveOutRepeated(NastranKept& kept) {
     for (std::size_t i = 0; i < m_labels.size(); ++i) {
         sorted.emplace_back(m_labels[i], static_cast<int>(i));
     }
+    // Decks mostly list nodes by label, and a check costs less than a sort.
     if (!std::ranges::is_sorted(sorted)) {
         std::ranges::sort(sorted);
     }
@@ -161,7 +165,7 @@ void NastranNodes::LeaveOutRepeated(NastranKept& kept) {
     m_places.resize(n);
     m_sources.resize(n);
     m_saysMore.resize(n);
-    LeaveOutRepeated(kept);  // now there are none
+    LeaveOutRepeated(kept);  // finds none, and makes the index
 }
 
 NastranCoordinates::Point NastranNodes::Given(std::size_t ordinal) const {
@@ -184,12 +188,14 @@ void NastranNodes::Resolve(NastranCoordinates& coordinates, NastranKept& kept,
         const auto place = static_cast<std::size_t>(*ordinal);
         return NastranCoordinates::GivenPoint{SystemOf(place), Given(place)};
     });
+    // Systems may stand on nodes, so all are found while the nodes have their given numbers.
     for (const int number : coordinates.Numbers()) {
-        coordinates.Find(number);  // while the nodes stand as they were given
+        coordinates.Find(number);
     }
     ComplainOfDisplacementSystems(coordinates);
     int nMoved = 0;
     for (std::size_t i = 0; i < m_labels.size(); ++i) {
+        // GRDSET may stand behind the nodes that take its values.
         const int number = SystemOf(i);
         if (m_constraints[i] == 0) {
             m_constraints[i] = m_defaultConstraints;
@@ -215,6 +221,7 @@ void NastranNodes::Resolve(NastranCoordinates& coordinates, NastranKept& kept,
         std::ranges::copy(basic, m_coordinates.begin() + static_cast<std::ptrdiff_t>(3 * i));
         ++nMoved;
     }
+    // From here on the function would give basic coordinates as those of other systems.
     coordinates.SetNodes(nullptr);
     m_systems = {};
     m_places = {};

@@ -4,6 +4,7 @@ namespace orq::exchange {
 
 BulkTaken NastranPart::Add(const BulkCard& card) {
     const auto one = [&](auto& cards) { return cards.Add(card); };
+    // Nodes and elements are most of a deck, so they are tried first.
     BulkTaken taken = one(nodes);
     const auto next = [&](auto& cards) { taken = taken == BulkTaken::No ? one(cards) : taken; };
     next(elements);
@@ -18,6 +19,7 @@ BulkTaken NastranPart::Add(const BulkCard& card) {
 }
 
 void NastranPart::Resolve() {
+    // Elements and sets refer to the ordinals of nodes, so nodes come first.
     nodes.Resolve(coordinates, kept, m_losses);
     elements.Resolve(nodes, properties, kept);
     materials.Resolve();

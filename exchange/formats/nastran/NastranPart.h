@@ -24,7 +24,7 @@ class NastranPart {
           sets(problems, losses),
           m_losses(losses) {}
 
-    /// Answers how the card was taken; it is kept where the model does not have it wholly.
+    /// Returns how the card was taken; it is kept where the model does not have it wholly.
     BulkTaken Add(const BulkCard& card);
     /// To be called once, behind the last card and before the deck ends.
     void Resolve();

@@ -15,13 +15,13 @@ struct BulkPlace {
     int line;
 };
 
-/// What is wrong in a deck: errors, without which it cannot be read, collected so that one run
-/// tells everything, and findings, with which it is imported.
+/// What is wrong in a deck: errors, which prevent the import and are collected so that one run
+/// reports them together, and findings, which do not.
 class NastranProblems {
   public:
-    static constexpr std::size_t kMost = 20;  ///< errors that are told; the others are counted
+    static constexpr std::size_t kMost = 20;  ///< errors in the message; the others are counted
 
-    /// Answers the number of the file, for BulkPlace.
+    /// Returns the number of the file, for BulkPlace.
     int AddFile(const std::filesystem::path& file);
     /// Adds an error.
     void Add(const BulkPlace& place, std::string_view message);

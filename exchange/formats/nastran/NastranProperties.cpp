@@ -52,6 +52,7 @@ bool NastranProperties::AddOne(const BulkCard& card, std::string_view family, in
         property.material = m_materials.Refer(card, 2);
     }
     if (card.IsBroken()) {
+        // Elements that name the broken card get no second finding for a missing property.
         m_unread.insert(number);
         return false;
     }
@@ -87,6 +88,7 @@ void NastranProperties::ReadLaminate(const BulkCard& card, BulkProperty& propert
     }
     ReadPlies(card, property);
     if (card.Is(kOptionsField, "SYM")) {
+        // The card gives the lower half of a symmetric laminate.
         const std::vector<BulkProperty::Ply> half = property.plies;
         property.plies.insert(property.plies.end(), half.rbegin(), half.rend());
     }
@@ -100,6 +102,7 @@ void NastranProperties::ReadPlies(const BulkCard& card, BulkProperty& property) 
     const int nFields = isGlobal ? kGlobalPlyFields : kPlyFields;
     for (int first = kFirstPlyField; first <= card.NumFields(); first += nFields) {
         const int field = isGlobal ? first + 1 : first;  // of the material
+        // A laminate may leave the fields of a ply blank, such as the second half of a line of PCOMP.
         if (card.IsBlank(field) && card.IsBlank(field + 1) && card.IsBlank(field + 2) &&
             card.IsBlank(field + 3)) {
             continue;
@@ -126,6 +129,7 @@ void NastranProperties::ReadPlies(const BulkCard& card, BulkProperty& property) 
 }
 
 double NastranProperties::ReadWord(const BulkCard& card, int field) {
+    // A word that is not in the list stays on the kept card.
     const auto words = NastranWords();
     const auto found =
         std::ranges::find_if(words, [&](std::string_view word) { return card.Is(field, word); });

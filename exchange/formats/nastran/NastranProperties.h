@@ -13,7 +13,7 @@
 
 namespace orq::exchange {
 
-/// A property card. That of a shell is read as a section, unless it is a placeholder, which says
+/// A property card. That of a shell is read as a section, unless it is a placeholder, which has
 /// nothing but its number.
 struct BulkProperty {
     struct Ply {
@@ -37,7 +37,7 @@ struct BulkProperty {
 /// The properties of a deck.
 class NastranProperties {
   public:
-    /// The materials are told which of them properties name.
+    /// Adds to `materials` the references of properties to them.
     NastranProperties(NastranMaterials& materials, NastranProblems& problems)
         : m_materials(materials), m_problems(problems) {}
 

@@ -10,12 +10,12 @@
 namespace orq::exchange {
 namespace {
 
-/// A part that adds masses to another, whose nodes it names: no model of its own.
+/// A MASSID part adds masses to nodes of another part, so it is no model of its own.
 bool IsMassIncrement(const NastranDeck::Part& part) {
     return part.name.find("MASSID") != std::string::npos;
 }
 
-/// Moves places in a list behind others.
+/// Shifts an index into a list that is appended behind others.
 void Shift(int& place, int by) {
     place = place == ORQExcLayup::kNone ? place : place + by;
 }
@@ -40,6 +40,8 @@ void NastranReader::Read(const std::filesystem::path& file) {
     NastranDeck deck(file, m_problems);
     BulkCard card;
     while (deck.Next(card)) {
+        // The deck is read one line ahead, so a part may appear before its first card, and several
+        // at once.
         while (m_parts.size() < deck.Parts().size()) {
             m_parts.push_back(std::make_unique<NastranPart>(m_problems, m_losses));
         }
@@ -59,19 +61,22 @@ void NastranReader::Read(const std::filesystem::path& file) {
         m_contents.nNodes += static_cast<int>(part->nodes.Labels().size());
     }
     m_problems.Check();
+    // Control sections, or an INCLUDE whose file is missing, show that the file is a deck although
+    // it has no nodes.
     const bool isDeck = deck.HasControl() || deck.LacksIncludes();
     if (m_contents.nNodes == 0 && (!isDeck || m_parts.empty())) {
         throw ORQExcImportError(file, "bulk data", "the deck has no GRID card");
     }
     PutControl(deck.ExecutiveControl(), kNastranExecutive, {}, m_contents.keptTexts);
     PutControl(deck.CaseControl(), kNastranCase, {}, m_contents.keptTexts);
+    // Deliver counts the nodes again: the count so far is the first node of the part.
     m_contents.nNodes = 0;
     for (std::size_t i = 0; i < m_parts.size(); ++i) {
         Deliver(*m_parts[i], deck.Parts()[i].name, deck.Parts()[i].begin);
     }
 }
 
-/// What one part of the deck holds, behind the parts before it.
+/// Appends what one part of the deck holds to the parts before it.
 void NastranReader::Deliver(NastranPart& part, const std::string& name, const std::string& begin) {
     const std::string instance = name.empty() ? std::string(kMainInstance) : name;
     const std::string suffix = name.empty() ? "" : " " + name;
@@ -91,10 +96,12 @@ void NastranReader::Deliver(NastranPart& part, const std::string& name, const st
         {instance, m_contents.nNodes - firstNode, m_nElements - firstElement});
     DeliverSets(part, sections.TakeSets(), firstNode, firstElement, suffix);
     DeliverLayup(sections.TakeLayup(), suffix);
-    // There is always one, by which an export knows what came from a deck.
+    // The text is kept even where the deck has no line BEGIN: an export knows a model of a deck by
+    // it.
     PutControl(begin.empty() ? "BEGIN BULK" : begin, kNastranBegin, instance, m_contents.keptTexts);
     m_contents.keptTexts.back().isAlsoInModel = true;  // as the instance
     std::move(part.kept).Put(instance, m_contents.keptTexts);
+    // The deck ends with Read, and with it the text that the elements refer to.
     part.elements.Settle();
 }
 
@@ -167,8 +174,8 @@ ORQExcReport NastranReader::Losses() const {
 
 namespace {
 
-/// Copies what lies within [begin, end) of parts that follow each other; `part` answers a part's
-/// values, `width` for each member.
+/// Copies [begin, end) of consecutive parts; `of` returns the values of a part, `width` for each
+/// member.
 template <class Parts, class Values, class Of>
 void CopyRange(const Parts& parts, int begin, int end, std::ptrdiff_t width, Values to, Of of) {
     int first = 0;

@@ -15,11 +15,11 @@ namespace orq::exchange {
 
 /// Reads a bulk data deck (NASTRAN) with the files that it includes: nodes, elements in blocks by
 /// property, materials, shell properties as sections, and sets, an instance for each part of the
-/// deck. All else it keeps as text. docs/bulk-data.md tells which cards are read and what becomes
+/// deck. All else it keeps as text. docs/bulk-data.md lists the cards that are read and what becomes
 /// of them.
 ///
 /// The mesh is held in memory, as are the files while they are read. What is wrong in the deck is
-/// told by file, line, card and field.
+/// reported by file, line, card and field.
 class NastranReader : public ORQExcMeshSource {
   public:
     /// Reads everything.

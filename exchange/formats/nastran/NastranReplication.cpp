@@ -20,6 +20,7 @@ std::optional<std::string> Raised(std::string_view value, std::string_view by) {
     const auto wholeValue = BulkInt(value);
     const auto wholeBy = BulkInt(by);
     if (wholeValue && wholeBy) {
+        // The sum of two ints may exceed one; it is refused when the card is read.
         return std::to_string(std::int64_t{*wholeValue} + *wholeBy);
     }
     const auto realValue = value.empty() ? std::optional(0.0) : BulkReal(value);
@@ -45,6 +46,7 @@ std::optional<std::vector<std::string>> RepeatedFields(const std::vector<std::st
         const std::string& said = rule[i];
         const std::string before = i < fields.size() ? fields[i] : std::string();
         if (said == "==") {
+            // "==" ends the rule: the fields that are left are copied.
             for (; i < fields.size(); ++i) {
                 repeated.push_back(fields[i]);
             }

@@ -23,7 +23,7 @@ void SetReals(BulkFields& fields, int field, const std::vector<double>& values, 
     }
 }
 
-/// Spells some of the fields that SetReals set as integers.
+/// Spells some fields that SetReals has set as integers.
 void SetIntegers(BulkFields& fields, int first, const std::vector<double>& values,
                  std::span<const int> integers) {
     for (const int field : integers) {
@@ -37,8 +37,8 @@ bool IsOfDeck(const ORQExcLayup::Section& section) {
     return section.kind == "PSHELL" || section.kind == "PCOMP" || section.kind == "PCOMPG";
 }
 
-/// The angles of layers without those that elements add to them. Databases of earlier releases have
-/// such behind the constants of the card.
+/// The angles of layers without those that elements add. Databases of earlier releases store them
+/// behind the constants of the card.
 std::vector<std::optional<double>> OwnAngles(const ORQExcLayup::Section& section) {
     const std::size_t nConstants =
         section.kind == "PSHELL" ? kNumShellConstants : kNumLaminateConstants;
@@ -74,6 +74,8 @@ void NastranSectionCards::FindChanges() {
             m_changed.insert(m_scope.OwnName(material.name));
             m_changed.insert(
                 fmt::format("{} {}", NastranTemperatureCard(material.kind), material.number));
+            // A changed material is written with its tables, so their kept cards would be a second
+            // definition.
             for (const ORQExcMaterialTable& table : material.tables) {
                 for (const ORQExcMaterialTable::Column& column : table.components) {
                     m_changed.insert(fmt::format("TABLEM1 {}", column.number));
@@ -94,7 +96,7 @@ void NastranSectionCards::FindChanges() {
     }
 }
 
-/// Numbers orientations and sections, and finds out which section each element has.
+/// Numbers orientations and sections, and finds the section of each element.
 void NastranSectionCards::FindSections() {
     Numbers orientationNumbers;
     for (const ORQExcLayup::Orientation& orientation : m_scope.layup.orientations) {
@@ -175,6 +177,7 @@ void NastranSectionCards::KeepPlies(const ORQExcLayup::Section& section) {
 void NastranSectionCards::WriteOrientation(const ORQExcLayup::Orientation& orientation,
                                            int number) {
     const auto& [x, y] = std::pair(orientation.axis1, orientation.axis2);
+    // CORD2R takes the origin, a point on the third axis, and one on the first axis.
     const std::array<double, 9> points = {0,
                                           0,
                                           0,

@@ -10,7 +10,7 @@
 
 namespace orq::exchange {
 
-/// Writes the cards of orientations and sections, and knows by which numbers elements name them.
+/// Writes the cards of orientations and sections, and has the numbers by which elements name them.
 class NastranSectionCards {
   public:
     /// `materialNumbers` are those in the file, by place in the layup.
@@ -49,7 +49,7 @@ class NastranSectionCards {
     std::vector<int> m_numbers;             // of sections
     std::vector<int> m_sectionOf;
     std::set<std::string> m_elementSets;
-    std::set<std::string> m_changed;  // objects that their kept cards no longer tell
+    std::set<std::string> m_changed;  // objects whose kept cards are not good
     std::set<int> m_keptPlies;        // places in the layup
     Numbers m_propertyNumbers;
 };

@@ -75,6 +75,7 @@ void NastranSections::AddBlock(const NastranElements::Block& block, int first) {
     for (auto& [direction, members] : byDirection) {
         auto& [elements, angles] = members;
         std::string name = blockName;
+        // A block of one direction is the element set of its section itself.
         if (byDirection.size() > 1) {
             name += direction == kOwnSide ? " THETA" : fmt::format(" MCID {}", direction);
             m_sets.push_back({name, block.propertyNumber, std::move(elements)});
@@ -135,6 +136,7 @@ ORQExcLayup::Layer NastranSections::LayerOf(const BulkProperty::Ply& ply, int di
     layer.material = m_materials.PlaceOf(ply.material);
     layer.ply = PlaceOfPly(ply.globalNumber);
     layer.thickness = ply.thickness;
+    // The basic system becomes an orientation only where a layer lies in it.
     if (direction == 0 && !m_placesOfOrientations.contains(0)) {
         m_placesOfOrientations[0] = static_cast<int>(m_layup.orientations.size());
         m_layup.orientations.push_back({m_coordinates.NameOf(0), 0, {1, 0, 0}, {0, 1, 0}});
@@ -147,6 +149,7 @@ ORQExcLayup::Layer NastranSections::LayerOf(const BulkProperty::Ply& ply, int di
     for (const Region& region : regions) {
         turns.insert(turns.end(), region.turns.begin(), region.turns.end());
     }
+    // One angle for all elements is a number of the layer; only angles that differ take a field.
     if (AllEqual(turns)) {
         layer.angle = ply.angle + (turns.empty() ? 0.0 : turns[0]);
         return layer;

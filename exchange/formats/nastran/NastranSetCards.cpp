@@ -30,6 +30,7 @@ NastranSetCards::NastranSetCards(const NastranScope& scope) : m_scope(scope) {
             if (isHere && !scope.kept.SaysSet(scope.OwnName(set.name), set)) {
                 m_changed.insert(scope.OwnName(set.name));
             } else if (isHere && IsKept(scope.OwnName(set.name))) {
+                // A kept card keeps its number, so new lists get others.
                 m_numbers.Unique(set.number);
             }
         }
@@ -105,6 +106,7 @@ bool NastranSetCards::WriteRigid(const ORQExcModel::Set& set, const std::string&
         m_scope.nodeLabels.empty() ? 0 : m_scope.nodeLabels[static_cast<std::size_t>(reference)];
     if (is("RBE2")) {
         fields.Set(2, label);
+        // Nodes are appended behind the last field, so the components have theirs also when blank.
         fields.Set(3, std::string());
         setProperty(3, "CM");
         Append(fields, set, m_scope.nodeLabels, 1);

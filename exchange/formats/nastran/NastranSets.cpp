@@ -34,6 +34,7 @@ bool NastranSets::AddList(const BulkCard& card, int firstField, Listed list) {
         return false;
     }
     m_nameOfLast = list.described.name;
+    // Several cards of one number list one set.
     const auto [at, isNew] = m_placesOfLists.try_emplace(m_nameOfLast, m_lists.size());
     if (isNew) {
         m_lists.push_back(std::move(list));
@@ -45,8 +46,8 @@ bool NastranSets::AddList(const BulkCard& card, int firstField, Listed list) {
     return true;
 }
 
-/// Labels, ranges with THRU and BY, and what is left out of them: labels behind EXCEPT, as far as
-/// they lie in the range, and negative ones.
+/// Reads labels, ranges with THRU and BY, and exceptions: labels behind EXCEPT, as long as they lie
+/// in the range, and negative labels.
 void NastranSets::ReadRanges(const BulkCard& card, int field, Listed& list) {
     bool isExcept = false;
     for (; field <= card.NumFields(); ++field) {
@@ -122,7 +123,7 @@ NastranSets::Listed NastranSets::ReadStar(const BulkCard& card, int number) {
     AddNode(card, 2, list);
     AddProperty(card, 3, "CM", list);
     int last = card.NumFields();
-    while (last > 4 && !card.IsInt(last)) {  // its expansion
+    while (last > 4 && !card.IsInt(last)) {  // the coefficient of expansion
         --last;
     }
     for (int field = 4; field <= last; ++field) {
@@ -146,8 +147,8 @@ NastranSets::Listed NastranSets::ReadBar(const BulkCard& card, int number) {
     return list;
 }
 
-/// Groups of a weight, components and nodes, up to a word that begins something else. The weight
-/// and the components have a place where all nodes share them.
+/// Reads groups of a weight, components and nodes, up to a word that begins another list. Weight
+/// and components become properties, which are integers, where all nodes share them.
 NastranSets::Listed NastranSets::ReadSpider(const BulkCard& card, int number) {
     Listed list = NewRigid(card, number);
     AddNode(card, 3, list);
@@ -182,6 +183,7 @@ NastranSets::Listed NastranSets::ReadSpider(const BulkCard& card, int number) {
 
 bool NastranSets::Has(const LabelIndex& index, const Listed& list) {
     return std::ranges::all_of(list.ranges, [&](const Range& range) {
+        // A range may have gaps; a label that stands alone has to exist.
         return range.first != range.last || index.Find(range.first).has_value();
     });
 }

@@ -30,7 +30,7 @@ class NastranSets {
     BulkTaken Add(const BulkCard& card);
     /// The name of the set to which the card that was taken last belongs.
     const std::string& NameOfLast() const { return m_nameOfLast; }
-    /// `isScalar` tells whether a label that is none of a node is one of a scalar point. To be
+    /// `isScalar` returns whether a label without a node is that of a scalar point. To be
     /// called once.
     void Resolve(const LabelIndex& nodes, const LabelIndex& elements,
                  const std::function<bool(int)>& isScalar);

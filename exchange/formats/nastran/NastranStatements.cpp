@@ -27,6 +27,7 @@ std::string_view WithoutBulkComment(std::string_view line) {
 }
 
 bool BeginsWithControl(std::string_view contents) {
+    // These words mark executive control in the first statement only; CEND and BEGIN do anywhere.
     static constexpr std::array<std::string_view, 9> kFirstOnes = {
         "SOL", "ID", "NASTRAN", "INIT", "ASSIGN", "TIME", "DIAG", "RESTART", "ACQUIRE"};
     bool isFirst = true;
@@ -49,6 +50,7 @@ std::string NameOfBulkPart(std::string_view begin) {
     std::string name;
     std::string_view rest = BulkTrimmed(WithoutBulkComment(begin));
     rest.remove_prefix(std::string_view("BEGIN").size());
+    // Blanks and commas are unified, so that one part spelt in two styles is one part.
     for (const char c : BulkUpper(rest)) {
         const bool isBlank = c == ' ' || c == '\t' || c == ',';
         const bool isNeeded = !name.empty() && name.back() != ' ' && name.back() != '=';
@@ -81,6 +83,7 @@ std::string WithEnvironment(std::string text) {
             text.replace(at, count, value);
         }
     };
+    // One letter before a colon is a drive of Windows, not a variable.
     if (const std::string prefix = nameAt(0); prefix.size() > 1 && text[prefix.size()] == ':') {
         if (const char* const value = std::getenv(prefix.c_str()); value != nullptr) {
             text.replace(0, prefix.size() + 1, std::string(value) + "/");

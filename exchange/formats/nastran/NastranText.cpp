@@ -17,7 +17,8 @@ std::string BulkText(int value) {
 }
 
 std::string BulkText(double value) {
-    // "-d.ddde-xx", of which the digits and the exponent are spelt anew
+    // to_chars gives the fewest digits that read back as the same double, as "-d.ddde-xx"; digits
+    // and exponent are spelt anew below.
     std::array<char, 40> buffer;
     const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
                                    std::chars_format::scientific)
@@ -31,10 +32,12 @@ std::string BulkText(double value) {
                          [](char c) { return c >= '0' && c <= '9'; });
 
     const int nDigits = static_cast<int>(digits.size());
+    // The format needs no E before the sign of an exponent, but a point in every real number.
     const std::string scientific =
         fmt::format("{}.{}{:+}", digits.substr(0, 1), digits.substr(1), exponent);
     std::string fixed;
     if (exponent < 0) {
+        // No more than 30 zeros: the scientific spelling is shorter by then.
         fixed =
             "." + std::string(static_cast<std::size_t>(std::min(-exponent - 1, 30)), '0') + digits;
     } else if (exponent + 1 < nDigits) {
@@ -92,6 +95,7 @@ void NastranText::Card(std::string_view name, const BulkFields& fields) {
 }
 
 void NastranText::Close() {
+    // A full disk may show only when the last buffer is written, so the state is checked behind it.
     m_stream.close();
     if (!m_stream) {
         throw ORQExcExportError(m_file.string() + ": cannot be written");

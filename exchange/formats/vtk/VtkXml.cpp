@@ -19,15 +19,15 @@
 namespace orq::exchange {
 namespace {
 
-constexpr std::size_t kDeepest = 64;  // elements within elements; the format has 5
+constexpr std::size_t kDeepest = 64;  // levels of elements; the format has 5
 
 bool IsBlank(char c) {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
 }
 
-/// Decodes as far as `most` bytes. Padding ends a group and not the text: some writers encode an
-/// array's header and its values one after the other, each with padding of its own. Answers nothing
-/// for a text that is no base64.
+/// Decodes `most` bytes at most; nothing for a text that is no base64. Padding ends a group and not
+/// the text: some writers encode the header and the values of an array one after the other, each
+/// with its own padding.
 std::optional<std::string> DecodeBase64(std::string_view text, std::size_t most) {
     static const auto kValues = [] {
         std::array<std::int8_t, 256> values{};
@@ -52,6 +52,7 @@ std::optional<std::string> DecodeBase64(std::string_view text, std::size_t most)
             continue;
         }
         const int value = c == '=' ? 0 : kValues[static_cast<unsigned char>(c)];
+        // Padding takes the last one or two letters of a group.
         if (value < 0 || (nPadding > 0 && c != '=') || (c == '=' && nLetters < 2)) {
             return std::nullopt;
         }
@@ -91,7 +92,7 @@ const VtkElement* VtkElement::Child(std::string_view childTag) const {
 
 // --- Elements ------------------------------------------------------------------------------------
 
-/// Fills the element tree. Raw appended data are no XML, so parsing stops in front of them.
+/// Fills the element tree. Parsing stops before appended data, which are no XML when they are raw.
 class VtkXmlFile::Parser {
   public:
     explicit Parser(VtkXmlFile& file)
@@ -104,7 +105,7 @@ class VtkXmlFile::Parser {
         const char* next = m_file.m_bytes.data();
         std::size_t left = m_file.m_bytes.size();
         while (left > 0) {
-            // The parser takes an int.
+            // The length that the parser takes is an int.
             const std::size_t some = std::min<std::size_t>(left, std::size_t{1} << 30);
             left -= some;
             if (XML_Parse(m_parser.get(), next, static_cast<int>(some), left == 0 ? 1 : 0) ==
@@ -147,6 +148,7 @@ class VtkXmlFile::Parser {
         const bool isAppended = element.tag == "AppendedData";
         if (isAppended) {
             m_file.m_isAppendedRaw = element.Attribute("encoding") != "base64";
+            // The format marks the first byte of the data by an underscore before it.
             const std::size_t mark = m_file.m_bytes.find('_', element.textBegin);
             m_file.m_appendedBegin = mark == std::string::npos ? m_file.m_bytes.size() : mark + 1;
         }
@@ -154,7 +156,8 @@ class VtkXmlFile::Parser {
             m_file.m_root = std::move(element);
             m_open.push_back(&m_file.m_root);
         } else {
-            // Only the innermost open element grows, so that pointers to the open ones stay valid.
+            // Children are added to the innermost open element only, so pointers to open elements
+            // stay valid.
             m_open.back()->children.push_back(std::move(element));
             m_open.push_back(&m_open.back()->children.back());
         }
@@ -179,7 +182,9 @@ VtkXmlFile::VtkXmlFile(const std::filesystem::path& path)
     : m_path(path), m_bytes(ReadWholeFile(path)) {
     Parser(*this).Run();
     const std::string_view order = m_root.Attribute("byte_order");
+    // The program runs on little-endian machines only.
     m_isSwapped = order == "BigEndian";
+    // The default of the format is UInt32.
     m_headerWordBytes = m_root.Attribute("header_type") == "UInt64" ? 8 : 4;
     const std::string_view compressor = m_root.Attribute("compressor");
     m_isCompressed = !compressor.empty();
@@ -229,7 +234,7 @@ std::string_view VtkXmlFile::Appended(const VtkElement& array) const {
     return std::string_view(m_bytes).substr(m_appendedBegin + offset);
 }
 
-/// The bytes of an array's values, in the file's byte order.
+/// Returns the bytes of the values of an array, in the byte order of the file.
 std::string VtkXmlFile::BytesOf(const VtkElement& array) const {
     const std::string_view format = array.Attribute("format");
     if (format == "appended") {
@@ -243,8 +248,8 @@ std::string VtkXmlFile::BytesOf(const VtkElement& array) const {
         array, std::string_view(m_bytes).substr(array.textBegin, array.textEnd - array.textBegin));
 }
 
-/// The bytes of the header of compressed values: the number of blocks, the size of a block, that of
-/// a partial last one, and the packed size of each.
+/// Returns the size of the header of compressed values: the number of blocks, the size of a block,
+/// that of a partial last one, and the packed size of each.
 std::uint64_t VtkXmlFile::CompressedHeaderBytes(const VtkElement& array,
                                                 std::string_view firstWord) const {
     const std::uint64_t nBlocks = HeaderWord(firstWord, 0);
@@ -308,7 +313,7 @@ std::string VtkXmlFile::Base64Bytes(const VtkElement& array, std::string_view st
                                     stored.size()));
         }
     }
-    // The header of compressed values is encoded by itself.
+    // The header of compressed values is encoded apart from them, with its own padding.
     stored.remove_prefix(std::min(stored.size(), Base64Letters(nHeader)));
     return Inflated(array, header, decode(stored, nPacked));
 }
@@ -321,6 +326,7 @@ std::string VtkXmlFile::Inflated(const VtkElement& array, std::string_view heade
     }
     const std::uint64_t blockBytes = HeaderWord(header, 1);
     const std::uint64_t partialBytes = HeaderWord(header, 2);
+    // Sizes are checked before a buffer is made by them: deflate packs no denser.
     if (blockBytes > std::uint64_t{kDensestPacking} * m_bytes.size() || partialBytes > blockBytes) {
         Fail(array, fmt::format("blocks of {} bytes, the last one of {}, are wrong", blockBytes,
                                 partialBytes));
@@ -328,6 +334,7 @@ std::string VtkXmlFile::Inflated(const VtkElement& array, std::string_view heade
     std::string bytes;
     for (std::uint64_t block = 0; block < nBlocks; ++block) {
         const std::uint64_t nPacked = HeaderWord(header, static_cast<std::size_t>(3 + block));
+        // A partial size of 0 means that the last block is full.
         const bool isPartial = block + 1 == nBlocks && partialBytes != 0;
         const std::uint64_t nBytes = isPartial ? partialBytes : blockBytes;
         if (nPacked > blocks.size() || nBytes > std::uint64_t{kDensestPacking} * (nPacked + 1)) {
@@ -382,6 +389,7 @@ std::vector<Value> VtkXmlFile::AsciiNumbers(const VtkElement& array) const {
 
 template <class Value>
 std::vector<Value> VtkXmlFile::Numbers(const VtkElement& array) const {
+    // ASCII is the default of the format.
     if (array.Attribute("format") == "ascii" || array.Attribute("format").empty()) {
         return AsciiNumbers<Value>(array);
     }
@@ -443,6 +451,7 @@ std::vector<std::int64_t> VtkXmlFile::Integers(const VtkElement& array) const {
 std::vector<std::string> VtkXmlFile::Texts(const VtkElement& array) const {
     std::string bytes;
     if (array.Attribute("format") == "ascii") {
+        // ASCII files spell each letter of a text as a number.
         for (const int letter : AsciiNumbers<int>(array)) {
             bytes += static_cast<char>(letter);
         }

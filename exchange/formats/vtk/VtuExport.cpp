@@ -23,10 +23,10 @@
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 1 << 16;  // points or cells at a time
+constexpr int kSlice = 1 << 16;  // points or cells at a time; bounds the memory
 constexpr std::string_view kText = "String";
 
-/// What all files of a model have and is found out once.
+/// What is the same in all files of a model, and read once.
 struct Shared {
     Shared(const ORQExcModel& model, ORQExcReport& report)
         : shells(model), nodeLabels(model.NodeLabels()), elementLabels(model.ElementLabels()) {
@@ -63,6 +63,8 @@ class VtuFile {
             Put(std::as_bytes(std::span(&size, 1)));
             m_written = 0;
             array.write();
+            // The offsets in the header are computed before the values, so a wrong size would shift
+            // all that follow.
             if (m_written != array.bytes) {
                 throw ORQExcExportError(fmt::format("{}: array \"{}\" came out as {} bytes of {}",
                                                     m_path.string(), array.name, m_written,
@@ -102,7 +104,7 @@ class VtuFile {
 
     void Add(Place place, std::string name, std::string_view type, int components,
              std::int64_t bytes, std::function<void()> write) {
-        // VTK ends on two arrays of one name, and two fields of a model may have one.
+        // VTK stops at a second array of one name; fields of a model may share a name.
         const std::string wanted = name;
         const auto isTaken = [&](const Array& array) {
             return array.place == place && array.name == name;
@@ -148,7 +150,7 @@ class VtuFile {
         }
     }
 
-    /// An attribute is an array over all cells, of which those of other blocks have no number.
+    /// Adds attributes. Each is an array over all cells, NaN for those of blocks that lack it.
     void AddAttributes() {
         std::vector<std::string> names;
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
@@ -218,7 +220,8 @@ class VtuFile {
         }
     }
 
-    /// The place of each element among the cells; an element of no block has none, -1.
+    /// The place of each element among the cells, which stand block by block; -1 for an element of
+    /// no block.
     std::vector<std::int32_t> CellsOfElements() const {
         std::vector<std::int32_t> cells(static_cast<std::size_t>(m_model.NumElements()), -1);
         std::int32_t cell = 0;
@@ -265,6 +268,7 @@ class VtuFile {
     }
 
     void WriteHeader() {
+        // Sizes of 8 bytes, since an array may be larger than 4 GB.
         m_out << "<?xml version=\"1.0\"?>\n"
                  "<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" byte_order=\"LittleEndian\" "
                  "header_type=\"UInt64\">\n  <UnstructuredGrid>\n";
@@ -289,6 +293,7 @@ class VtuFile {
                     array.type == kText ? "Array" : "DataArray", array.type,
                     ORQExcXmlEscaped(array.name), array.components, Attributes(array), offset);
             }
+            // Offsets count all arrays in the order of writing, each behind a size of 8 bytes.
             offset += array.bytes + 8;
         }
         m_out << fmt::format("      </{}>\n", tag);
@@ -323,7 +328,7 @@ class VtuFile {
         }
     }
 
-    /// Calls f(nodes of the slice) for slices of every block, in our node order.
+    /// Calls f(block, first row, nodes) for slices of every block, nodes in the order of the model.
     template <class F>
     void ForEachSlice(F&& f) const {
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
@@ -385,7 +390,7 @@ class VtuFile {
         return marks;
     }
 
-    /// Values by element ordinal, in the order of the cells.
+    /// Reorders values by element ordinal into the order of the cells.
     template <class T>
     std::vector<T> ByCell(const std::vector<T>& byElement) const {
         std::vector<T> byCell;

@@ -107,6 +107,7 @@ void VtuGrid::AddArrays(Place place, const VtkElement* parent) {
                 array.pieces.push_back(other);
             }
         }
+        // An array that some piece lacks has no values for all members, so it is left out.
         if (place == Place::Grid || array.pieces.size() == m_pieces.size()) {
             m_arrays.push_back(std::move(array));
         }
@@ -230,6 +231,7 @@ VtuGrid::Cells VtuGrid::ReadCells() const {
                     piece.file->Fail(nodeArray,
                                      fmt::format("names point {} of {}", node, piece.nPoints));
                 }
+                // Pieces number their points from 0.
                 cells.nodes.push_back(firstPoint + node);
             }
             cells.types.insert(cells.types.end(), types.begin(), types.end());

@@ -23,14 +23,14 @@ namespace {
 
 using Place = VtuGrid::Place;
 
-/// What a cell of VTK is to us: our node k is the cell's node order[k]; as it stands when the order
-/// is empty.
+/// The shape of a VTK cell: node k of the shape is node order[k] of the cell; the same node when
+/// the order is empty.
 struct CellShape {
     const ORQExcShape* shape = nullptr;
     std::vector<int> order;
 };
 
-// VTK's types that stand for the shapes of other types.
+// Types of VTK that have the shape of another type, and those types.
 constexpr int kPolyVertex = 2;
 constexpr int kPolyLine = 4;
 constexpr int kPolygon = 7;
@@ -45,6 +45,7 @@ constexpr int kHexahedron = 12;
 CellShape ShapeOfCell(int type, int nNodes) {
     const auto shapeOf = [&](int plainType) { return ORQExcFindShapeByVtkType(plainType); };
     CellShape cell;
+    // VTK numbers the corners of pixels and voxels row by row, not around a face.
     if (type == kPixel) {
         cell = {shapeOf(kQuad), {0, 1, 3, 2}};
     } else if (type == kVoxel) {
@@ -68,7 +69,7 @@ bool IsMark(const VtuGrid::Array& array) {
     return array.isWhole && array.nComponents == 1;
 }
 
-/// Whether an array of a grid that our export wrote is none of those that tell of the mesh.
+/// Whether an array of a grid of our own export is a result, not a part of the mesh.
 bool IsResultOfOurs(const VtuGrid::Array& array) {
     if (array.isText) {
         return false;
@@ -90,7 +91,7 @@ bool IsResultOfOurs(const VtuGrid::Array& array) {
            !name.starts_with(array_names::kSurface);
 }
 
-/// In grids of others, names such as "label" may mean anything.
+/// Whether an array of any other grid is a result: there a name such as "label" may mean anything.
 bool IsResultOfOthers(const VtuGrid::Array& array) {
     return !array.isText &&
            !(array.place == Place::Cells && IsMark(array) && array.name == array_names::kBlocks) &&
@@ -106,7 +107,8 @@ std::optional<double> ParsedReal(std::string_view text) {
                : std::nullopt;
 }
 
-/// The grids of a file: one, or those that a collection names.
+/// The grids of a file: one, or those of a collection, ordered by time. Files of one time are
+/// pieces of one grid.
 std::vector<VtuResults::Frame> FramesOf(const std::filesystem::path& path) {
     const VtkXmlFile file(path);
     if (file.Root().Attribute("type") != "Collection") {
@@ -157,7 +159,7 @@ class VtuReader::Parser {
     }
 
   private:
-    /// What only our export says, in arrays.
+    /// Reads the parts of the mesh that our own export writes as arrays.
     void ReadOurs() {
         ReadSets(Place::Points, array_names::kNodeSet, m_reader.m_contents.nodeSets,
                  m_reader.m_nodeSetMembers);
@@ -179,7 +181,7 @@ class VtuReader::Parser {
         std::vector<int> nodes;
         std::vector<std::size_t> cells;
     };
-    /// What the file says of a block.
+    /// Name and shape of a block in the file.
     struct Said {
         std::string name;
         const ORQExcShape* shape;
@@ -267,7 +269,7 @@ class VtuReader::Parser {
         return place->second;
     }
 
-    /// A shell and a plane element are the same cell; the file may say which one a block has.
+    /// A shell and a plane element are the same cell; our own export names the shape of a block.
     static const ORQExcShape* ShapeIn(const std::map<std::int64_t, Said>& said, std::int64_t number,
                                       const CellShape& cell) {
         const auto found = said.find(number);
@@ -333,6 +335,7 @@ class VtuReader::Parser {
     }
 
     void ReadElementLabels() {
+        // Elements stand block by block, cells in the order of the file.
         const std::vector<int> ofCells = Labels(Place::Cells, m_grid.NumCells());
         m_elementOfCell.assign(ofCells.size(), -1);
         for (const std::size_t cell : m_cellOfElement) {
@@ -399,7 +402,7 @@ class VtuReader::Parser {
         return {element, static_cast<int>(side)};
     }
 
-    /// A block has an attribute when some cell of it has a value.
+    /// Reads attributes. A block has one when some cell of it has a value.
     void ReadAttributes() {
         std::vector<std::vector<std::vector<double>>> columns(m_reader.Blocks().size());
         for (const VtuGrid::Array& array : m_grid.Arrays()) {
@@ -439,7 +442,7 @@ class VtuReader::Parser {
         }
     }
 
-    /// A grid that is no part of a collection may say its time itself.
+    /// Reads the time of a single grid from its arrays; grids of a collection have theirs in it.
     void ReadTime() {
         const VtuGrid::Array* const array = m_grid.Find(Place::Grid, array_names::kTime);
         if (m_frames.size() == 1 && array != nullptr && !array->isText) {

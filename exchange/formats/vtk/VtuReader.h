@@ -11,8 +11,8 @@ namespace orq::exchange {
 
 /// Reads a VTK unstructured grid (.vtu), or a collection (.pvd) of them as the times of one mesh.
 ///
-/// Cells of one shape form a block; an array "block" of whole numbers over the cells tells blocks of
-/// one shape apart. Arrays that our own export writes come back as what they were: labels, sets,
+/// Cells of one shape form a block; an array "block" of whole numbers over the cells separates
+/// blocks of one shape. Arrays that our own export writes come back as what they were: labels, sets,
 /// surfaces, attributes, names of blocks; in files of others, which lack its "block number", they
 /// are results, as is every other array. Cells of types without a
 /// shape are left out, and reported by type. The mesh is held in memory.

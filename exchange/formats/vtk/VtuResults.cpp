@@ -13,7 +13,7 @@ namespace {
 using Place = ORQExcResultArray::Place;
 
 constexpr std::array<const char*, 3> kVector = {"x", "y", "z"};
-// VTK's orders: a symmetric tensor, a whole one.
+// The orders of VTK for symmetric and for whole tensors.
 constexpr std::array<const char*, 6> kSymmetric = {"xx", "yy", "zz", "xy", "yz", "xz"};
 constexpr std::array<const char*, 9> kTensor = {"xx", "xy", "xz", "yx", "yy",
                                                 "yz", "zx", "zy", "zz"};
@@ -57,9 +57,13 @@ void VtuResults::Open(std::vector<Frame> frames, const VtuGrid& first,
             AddArray(array, static_cast<int>(first.NumPoints()));
         }
     }
+    // A single grid without arrays gives the model no time; a collection has times even without
+    // arrays.
     if (m_arrays.empty() && frames.size() < 2) {
         return;
     }
+    // Each grid is opened here to check its size and arrays, and closed: values are read one grid
+    // at a time.
     for (Frame& frame : frames) {
         std::unique_ptr<VtuGrid> other;
         if (&frame != &frames.front()) {

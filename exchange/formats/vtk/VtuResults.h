@@ -19,7 +19,7 @@ class VtuResults : public ORQExcResultSource {
         double time;
         std::vector<std::filesystem::path> files;
     };
-    /// Which of the first grid's arrays are results is for the caller to say.
+    /// Whether an array of the first grid is a result.
     using IsResult = bool (*)(const VtuGrid::Array& array);
 
     /// `first` is the grid of the first frame; `cells` is, by element ordinal, the place of its cell

@@ -13,7 +13,7 @@
 
 namespace orqmodel {
 
-/// What an analysis has stored since somebody looked last.
+/// What an analysis has stored since the previous look.
 struct AnalysisNews {
     /// Equal conditions, as often as they were reported.
     struct Condition {
@@ -46,8 +46,8 @@ struct AnalysisNews {
     bool IsGoingOn() const;
 };
 
-/// Follows an analysis that another process may be running, by short looks at its database: between
-/// them it holds nothing open, so that it keeps the writer from nothing.
+/// Follows an analysis that another process may be running, by short looks at its database. Nothing
+/// stays open between two looks, so that the writer is never held up.
 class AnalysisFollower {
   public:
     explicit AnalysisFollower(std::string path) : m_path(std::move(path)) {}

@@ -12,7 +12,7 @@ namespace orqmodel {
 
 enum class RowPlace { Model, Node, Element };
 
-/// Some rows of a table: what is known of some members, at one time.
+/// Some rows of a table: the values of some members at one time.
 struct RowBlock {
     int frame = -1;              ///< of the results; -1 for what has no time
     ORQSimCSet members;          ///< ascending; none for the whole model, which has one row

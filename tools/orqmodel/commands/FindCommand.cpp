@@ -119,6 +119,7 @@ std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
 /// Members from `first` on of which each label follows the one before it.
 std::size_t RunLength(const std::vector<Member>& members, std::size_t first) {
     std::size_t end = first + 1;
+    // Members without a label have -1, which no label follows.
     while (end < members.size() && members[first].label >= 0 &&
            members[end].label == members[end - 1].label + 1 &&
            members[end].side == members[first].side) {

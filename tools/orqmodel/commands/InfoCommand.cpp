@@ -165,7 +165,7 @@ std::string TextOf(const ORQExcKeptText& text, std::size_t width) {
     return shown;
 }
 
-/// Lines of name and value; answers how many.
+/// Lines of name and value; returns their number.
 int PrintHead(const Description& is, int width, std::ostream& out) {
     int nLines = 0;
     const auto line = [&](std::string_view name, const std::string& value) {

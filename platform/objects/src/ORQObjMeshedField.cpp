@@ -75,6 +75,7 @@ ORQSimCSet ORQObjMeshedField::GetTimes() const {
     for (const ORQSimDrawerDescription& drawer :
          ORQSimDistribution(GetDistribution()).QueryDrawers()) {
         const ORQSimCSet its(drawer.CSet(0));
+        // A field mostly has one drawer, whose set is taken as it is.
         times = times.IsEmpty() ? its : times.Union(its);
     }
     return times;

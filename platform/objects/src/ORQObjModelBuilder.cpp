@@ -127,6 +127,7 @@ ORQSimCSetID StoreApart(const ORQSimCSetID& id) {
     const ORQSimCSet set(id);
     ORQSimCollection collection(set.CollectionID());
     const ORQSimIntRange bounds = set.Bounds();
+    // A contiguous set is stored by its ends, without a list of its members.
     if (set.IsAscending() && bounds.Last() - bounds.First() + 1 == set.Size()) {
         return collection.CreateCSetStrided(bounds.First(), set.Size(), 1, 1);
     }

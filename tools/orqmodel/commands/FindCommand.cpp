@@ -54,7 +54,7 @@ constexpr std::array<Kind, 4> kKinds = {
      {"surface", "surface", "face", Members::Faces, kSurfaces},
      {"orientation", "orientation", "member", Members::None, kOrientations}}};
 
-/// A member as the user knows it.
+/// A member by its label.
 struct Member {
     int label;     // -1 when it has none.
     int ordinal;   // Of the node or element.

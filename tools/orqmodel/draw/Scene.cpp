@@ -189,6 +189,7 @@ void PaintShapes(const Scene& scene, Canvas& canvas) {
                 part);
         }
     }
+    // Also by part, so that parts of one depth have one order.
     std::ranges::sort(byDepth);
     for (const auto& [depth, part] : byDepth) {
         const std::vector<Spot> spots = SpotsOf(skin, skin.Nodes(part));

@@ -6,8 +6,8 @@ namespace orq::database {
 
 namespace {
 
-// What is compared and moved at once: so little that the second finds it in the processor's
-// cache, so much that copying it goes past the cache.
+// Bytes that are compared and then copied in one step: few enough that the copy finds them in the
+// processor's cache, and enough that what it writes goes past the cache.
 constexpr std::int64_t kVerifyStep = 2 << 20;
 
 }  // namespace

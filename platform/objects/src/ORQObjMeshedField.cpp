@@ -97,6 +97,7 @@ void ORQObjMeshedField::Write(const ORQSimCSetID& times, const ORQSimCSet& membe
     }
     ORQSimTransfer transfer(distribution);
     transfer.SetWrite();
+    // A drawer holds one set of members: later times of the same members extend it.
     const ORQSimDrawerID drawer = DrawerOf(distribution, hasMembers, members);
     if (drawer.IsNull()) {
         MakeNewDrawer(transfer, hasMembers, static_cast<int>(nMembers), components.Size());

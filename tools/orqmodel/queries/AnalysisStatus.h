@@ -39,8 +39,8 @@ struct AnalysisNews {
     std::string writer;       // Who has the database open for writing; empty for nobody.
     std::vector<Step> steps;  // That have news; in the order of the analysis.
 
-    /// "none", "running", "completed", "failed", "other" for a host's own, or "died": running,
-    /// says the host, but it has gone.
+    /// "none", "running", "completed", "failed", "other" for a status of the host's own, or "died":
+    /// recorded as running, while no process has the database open for writing.
     std::string State() const;
     /// Whether more may come from the job.
     bool IsGoingOn() const;

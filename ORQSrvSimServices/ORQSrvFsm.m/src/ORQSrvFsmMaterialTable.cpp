@@ -46,6 +46,7 @@ ORQSimDistributionID WriteNew(const ORQSimContext& context, int type, const Sets
     std::vector<ORQSimCollectionID> collections;
     ORQSimArray<int> chunks(static_cast<int>(sets.size()));
     for (const ORQSimCSet& set : sets) {
+        // A chunk size below 1 is refused, also for a dimension without members.
         chunks.Get(static_cast<int>(collections.size())) = std::max(set.Size(), 1);
         collections.push_back(set.CollectionID());
     }

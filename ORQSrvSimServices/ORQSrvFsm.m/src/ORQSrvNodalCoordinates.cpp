@@ -21,6 +21,8 @@ ORQSimDrawerID MakeDrawer(const ORQSimDistribution& distribution, const ORQSimCS
     chunks.Get(0) = chunkSize;
     chunks.Get(1) = components.Size();
     ORQSrvAssertReported(chunks.ConstGet(1) > 1, "chunks[1] > 1");
+    // The ascending set: a drawer that is made with an ordered one keeps the order of all later
+    // appends as well, and a list of its members.
     ORQSimTransfer make(distribution);
     make.SetMakeNewDrawerChunked(chunks)
         .SetBufferPadding(false)

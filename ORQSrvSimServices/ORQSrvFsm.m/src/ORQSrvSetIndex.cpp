@@ -28,7 +28,7 @@ ORQSrvSetIndex::ORQSrvSetIndex(const std::vector<ORQSimCSet>& sets) : m_sets(set
 }
 
 bool ORQSrvSetIndex::AreApart() const {
-    // A bit for each member is enough to tell, and is gone afterwards.
+    // A bit for each member is enough to decide this, and is freed afterwards.
     std::vector<bool> isHeld(static_cast<std::size_t>(m_highest) + 1, false);
     for (const ORQSimCSet& set : m_sets) {
         for (const int member : Ascending(set)) {

@@ -126,6 +126,7 @@ ComponentSetPtr Clip(const ComponentSetPtr& set, std::int64_t low, std::int64_t 
 template <class Step>
 std::vector<int> Merge(std::span<const int> a, std::span<const int> b, std::size_t mostResults,
                        Step step) {
+    // A place more than results: each step writes, and only then counts what it keeps.
     std::vector<int> out(mostResults + 1);
     std::size_t i = 0;
     std::size_t j = 0;
@@ -220,6 +221,8 @@ ComponentSetPtr ComponentSet::FromOrdered(std::vector<int> members) {
     if (IsStrictlyAscending(members)) {
         return FromAscending(std::move(members));
     }
+    // Tested on a copy, since an ordered set keeps its members in the order in which they are
+    // given.
     if (SortedOnce(members).size() < members.size()) {
         std::ranges::sort(members);
         const auto twice = std::ranges::adjacent_find(members);
@@ -441,6 +444,7 @@ ComponentSetPtr ComponentSet::Difference(const ComponentSetPtr& a, const Compone
         place = m;
         size += m < n;
     });
+    // Where b ends first, the merge has not reached what is above it.
     out.insert(out.end(), std::ranges::upper_bound(x, y.back()), x.end());
     return FromAscending(std::move(out));
 }

@@ -60,7 +60,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void Rollback(int level) noexcept;
     bool Refresh();
 
-    // What is known of rows is read again; REQUIRES: nobody holds a state of a distribution.
+    // Forgets what was read of rows; REQUIRES: nobody holds a state of a distribution.
     void ForgetCaches() noexcept;
 
   private:

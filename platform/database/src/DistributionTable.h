@@ -34,7 +34,7 @@ class DistributionTable {
     /// Takes it out of the data sets that stand on the distribution too.
     void DeleteDrawer(DistributionState& distribution, const ORQSimDrawerID& id);
 
-    /// What is known of rows is read again; REQUIRES: nobody holds a state.
+    /// Forgets what was read of rows; REQUIRES: nobody holds a state.
     void Forget() noexcept { m_known.clear(); }
 
   private:

@@ -116,7 +116,7 @@ std::int64_t DrawerRows::End() const {
 void DrawerRows::Load(DrawerSegment segment) {
     const ComponentSetPtr members = segment.members;
     const bool isFirst = m_segments.empty();
-    // What later segments add is united only when it is asked for, many at a time.
+    // Later segments are united only by the next query, many at a time.
     m_segments.push_back(std::move(segment));
     if (isFirst) {
         m_members = members;

@@ -18,7 +18,7 @@ void PutFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part,
 [[nodiscard]] bool GetFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part,
                                 std::int64_t begin, std::span<std::byte> out);
 
-// Whether the array is exactly so many bytes long. Asked before memory is taken for it.
+// Whether the array is exactly so many bytes long. To be called before memory is taken for it.
 [[nodiscard]] bool HasFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part,
                                 std::int64_t size);
 

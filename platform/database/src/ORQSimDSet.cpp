@@ -58,6 +58,7 @@ ORQSimCSet ReferencedMembers(const ORQSimDistributionID& id, const std::vector<O
         read.ExecRead();
         members.clear();
         for (const std::int64_t value : values) {
+            // -1 refers to no member; as an unsigned value it is above the largest int.
             if (value >= 0 && value <= std::numeric_limits<int>::max()) {
                 members.push_back(static_cast<int>(value));
             }

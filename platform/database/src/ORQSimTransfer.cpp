@@ -330,6 +330,7 @@ ORQSimTransfer& ORQSimTransfer::SetExtendableDim(int dimension) {
 }
 
 ORQSimTransfer& ORQSimTransfer::SetDim(int dimension, const ORQSimCSet& set) {
+    // Keeps a wrong number from allocating; CheckView compares with the dimensions of the grid.
     constexpr int kMostDimensions = 16;
     if (dimension < 0 || dimension >= kMostDimensions) {
         ORQBasThrowUsage(InDimension(dimension) + " does not exist");

@@ -44,7 +44,7 @@ class ObjectTable {
     /// A null target removes the link.
     void SetChild(std::int64_t object, int slot, int member, const ORQSimDynamicID& target);
 
-    /// What is known of rows is read again.
+    /// Forgets what was read of rows.
     void Forget() noexcept { m_children.fill({}); }
 
   private:

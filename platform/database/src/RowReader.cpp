@@ -6,8 +6,8 @@ namespace orq::database {
 
 namespace {
 
-// What is compared and moved at once: so little that the second finds it in the processor's
-// cache, so much that copying it goes past the cache.
+// Bytes that are compared and then copied in one step: few enough that the copy finds them in the
+// processor's cache, and enough that what it writes goes past the cache.
 constexpr std::int64_t kVerifyStep = 2 << 20;
 
 }  // namespace
@@ -54,6 +54,8 @@ void RowReader::ReadRun(RowRun run) {
     m_nRows += run.count;
     while (run.count > 0) {
         OpenChunkOf(run.row);
+        // A chunk ends with the last row that was written to it; the rows of the drawer behind it
+        // are 0.
         const bool isStored = run.row < m_storedEnd;
         std::int64_t most = (isStored ? m_storedEnd : m_chunkEnd) - run.row;
         // Compared and copied in turns while a chunk is compared for the first time; see
@@ -100,6 +102,8 @@ void RowReader::ReadScattered(std::span<const int> members, const DrawerSegment&
 void RowReader::GatherInChunk(std::span<const int> members, std::int64_t rowOfZero,
                               std::byte* buffer) {
     if (!m_chunk.IsChecked()) {
+        // Bytes() compares the checksums of the blocks that it returns, and the gathering below
+        // reads through the pointer to the first row.
         for (const int member : members) {
             const std::int64_t begin = (member + rowOfZero) * m_rowBytes;
             m_chunk.Bytes(begin, begin + m_rowBytes);

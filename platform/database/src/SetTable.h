@@ -28,7 +28,7 @@ class SetTable {
 
     TempSets& Temps() { return m_temps; }
 
-    /// What is known of rows is read again; temporary sets stay.
+    /// Forgets what was read of rows; temporary sets stay.
     void Forget() noexcept { m_stored.clear(); }
 
   private:

@@ -29,6 +29,7 @@ int TempSets::Add(const ORQSimCollectionID& collection, const ComponentSetPtr& m
 
 void TempSets::Replace(int place, const ComponentSetPtr& members) {
     Entry& temp = At(place);
+    // Before the former entry is erased: if this throws, nothing has changed.
     m_byHash.emplace(members->Hash(), place);
     const auto [begin, end] = m_byHash.equal_range(temp.members->Hash());
     m_byHash.erase(

@@ -72,6 +72,8 @@ To Convert(From value) {
         return value;
     } else if constexpr (std::is_floating_point_v<To>) {
         if constexpr (std::is_floating_point_v<From>) {
+            // Infinity and NaN have a form in every floating-point type; only finite values can be
+            // too large.
             if (std::isfinite(value) && std::fabs(value) > std::numeric_limits<To>::max()) {
                 RefuseValue(value);
             }
@@ -99,6 +101,7 @@ void ToBuffer(std::byte* buffer, std::int64_t stride, const std::byte* store, st
         }
     }
     for (std::int64_t i = 0; i < count; ++i) {
+        // Copied and not dereferenced: rows are bytes, of any alignment.
         Store from;
         std::memcpy(&from, store + i * static_cast<std::int64_t>(sizeof from), sizeof from);
         const Buffer to = Convert<Buffer>(from);

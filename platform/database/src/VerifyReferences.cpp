@@ -114,6 +114,7 @@ class ReferenceCheck {
 
     FlawReport::Remove RemoveLink(const MapEntryRow& row) {
         return
+            // A copy of the key: the row is gone by the time when the flaw is removed.
             [state = &m_state, object = row.object, slot = row.slot, name = std::string(row.key)] {
                 state->Rows().Erase(Table::MapEntry, object, slot, std::string_view(name));
             };
@@ -228,6 +229,7 @@ class ReferenceCheck {
                 EraseObject(state->Store(), object);
             });
             std::int64_t wanted = 0;
+            // Two ints and the size of a double can exceed 64 bits.
             if (__builtin_mul_overflow(std::int64_t{row.nRows} * row.nColumns,
                                        static_cast<std::int64_t>(sizeof(double)), &wanted)) {
                 wanted = FlawReport::kUnknown;

@@ -75,6 +75,7 @@ ORQSimCSet ORQObjMeshedField::GetTimes() const {
     for (const ORQSimDrawerDescription& drawer :
          ORQSimDistribution(GetDistribution()).QueryDrawers()) {
         const ORQSimCSet its(drawer.CSet(0));
+        // A field mostly has one drawer, whose set is taken as it is.
         times = times.IsEmpty() ? its : times.Union(its);
     }
     return times;
@@ -96,6 +97,7 @@ void ORQObjMeshedField::Write(const ORQSimCSetID& times, const ORQSimCSet& membe
     }
     ORQSimTransfer transfer(distribution);
     transfer.SetWrite();
+    // A drawer holds one set of members: later times of the same members extend it.
     const ORQSimDrawerID drawer = DrawerOf(distribution, hasMembers, members);
     if (drawer.IsNull()) {
         MakeNewDrawer(transfer, hasMembers, static_cast<int>(nMembers), components.Size());

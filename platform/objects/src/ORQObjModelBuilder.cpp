@@ -127,6 +127,7 @@ ORQSimCSetID StoreApart(const ORQSimCSetID& id) {
     const ORQSimCSet set(id);
     ORQSimCollection collection(set.CollectionID());
     const ORQSimIntRange bounds = set.Bounds();
+    // A contiguous set is stored by its ends, without a list of its members.
     if (set.IsAscending() && bounds.Last() - bounds.First() + 1 == set.Size()) {
         return collection.CreateCSetStrided(bounds.First(), set.Size(), 1, 1);
     }
@@ -289,6 +290,7 @@ ORQSimPosition ORQObjModelBuilder::AddElementSpec(const ORQString& name) const {
         return known;
     }
     ORQSimCollection specs(id);
+    // The place of the symbol is the number that AddMember gives to the spec.
     const ORQSimPosition spec = symbols.Create(type, specs.Space(), name, id);
     specs.AddMember(spec);
     spec.SetName(ORQSimSchema::Record_name, name);

@@ -107,6 +107,7 @@ ORQSimPosition ORQObjRegionBuilder::SetSurfaceMesh(const ORQSimPosition& surface
     const MeshParts parts = NeedMeshParts(mesh, m_document.GetComponentCollection());
     const ORQSimCollection components(m_document.GetComponentCollection().GetCollection());
     WriteAll(mesh.GetPosition(Mesh_coordinates).GetDistribution(), AddMembers(parts.nodes, nNodes),
+             // The components are those of ORQObjModelBuilder::SpatialDirections.
              components.CreateTempCSetStrided(1, kDimension, 1, 1), points);
     const ORQSimDSetID rows = mesh.GetPosition(Mesh_connectivity).GetDSet();
     const int nElements = static_cast<int>(connectivity.size()) / nodesPerElement;

@@ -220,6 +220,7 @@ ORQObjMeshedField ORQObjStepBuilder::MakeField(const ORQSimPosition& step,
     field.SetComponents(ORQSimCollection(components.GetCollection())
                             .CreateTempOrderedCSet(codes.data(), static_cast<int>(codes.size())));
 
+    // Times, members where there are any, components: the order that ORQObjMeshedField relies on.
     std::vector<ORQSimPosition> grid = {TimeCollectionOf(step), components};
     if (!definition.members.IsNull()) {
         grid.insert(grid.begin() + 1, definition.members);

@@ -53,6 +53,7 @@ std::string TextOf(ORQBasException& exception) {
                                     "\" cannot be read: " + TextOf(exception));
         }
     }
+    // Called in a handler: the exception that the checker threw goes on as it is.
     throw;
 }
 
@@ -78,7 +79,7 @@ ORQExcOutcome Check(const std::string& path) {
     try {
         RunChecker(checker, path, document);
     } catch (const ORQBasFailure& failure) {
-        // Whatever it is called, it is not the user's: what the model holds cannot be read.
+        // Of whatever kind, it is no wrong use: the contents of the model cannot be read.
         outcome.status = ExitStatus::Unreadable;
         outcome.reason = failure.Text();
     } catch (ORQBasException& exception) {

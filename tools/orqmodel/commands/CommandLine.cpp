@@ -40,7 +40,7 @@ class CommandLine {
             m_app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
         } catch (const CLI::ExtrasError& error) {
             ORQBasThrowUsage(error.what() + NearOptions(arguments));
-        } catch (const CLI::Success& answer) {  // Help or version was asked for.
+        } catch (const CLI::Success& answer) {  // --help or --version.
             m_app.exit(answer, console.out, console.err);
             return ExitStatus::Done;
         }
@@ -50,7 +50,7 @@ class CommandLine {
     }
 
   private:
-    /// The parser would only say that there is none.
+    /// Names near subcommands; the parser would only say that there is no such one.
     static void CheckSubcommand(const std::vector<std::string>& arguments) {
         if (arguments.empty() || arguments[0].starts_with('-')) {
             return;

@@ -7,7 +7,7 @@
 
 namespace orqmodel {
 
-/// Runs the program with its arguments (without its own name) and answers its exit status, one of
+/// Runs the program with its arguments (without its own name) and returns its exit status, one of
 /// ExitStatus or, when interrupted, ExitStatus::Interrupted plus the signal. Errors are printed to
 /// the console's `err` as "orqmodel: TEXT"; nothing is thrown.
 int RunCommandLine(const std::vector<std::string>& arguments, const Console& console);

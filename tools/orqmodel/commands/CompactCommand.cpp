@@ -30,6 +30,7 @@ std::int64_t StateOf(const std::string& database) {
 ExitStatus RunCompact(const CompactOptions& options, const Console& console) {
     const std::int64_t before = DirectoryBytes(options.database);
     const std::int64_t state = StateOf(options.database);
+    // Throws Busy while somebody writes, before anything is built.
     ORQExcStagedTarget target(options.database, true);
     const InterruptGuard interrupts;
     ORQSimDatabase::Recovery rebuilt;
@@ -41,6 +42,8 @@ ExitStatus RunCompact(const CompactOptions& options, const Console& console) {
             bar.Show(done);
         });
     }
+    // Recovering leaves out what is lost. In place of a damaged database, the new one would look
+    // intact.
     if (!rebuilt.damage.empty() || !rebuilt.lost.empty()) {
         throw ORQBasFailure(
             ORQBasFailureKind::Damaged,
@@ -51,6 +54,7 @@ ExitStatus RunCompact(const CompactOptions& options, const Console& console) {
     }
     const std::int64_t after = DirectoryBytes(made);
     interrupts.Check();
+    // Nothing keeps a writer out during the long rebuild: what it committed is not in the new one.
     if (StateOf(options.database) != state) {
         throw ORQBasFailure(ORQBasFailureKind::Busy,
                             fmt::format("{}: somebody wrote to it meanwhile; it was left as it is",

@@ -24,6 +24,7 @@ struct CopyOptions {
 /// On any failure, and when interrupted, what stood under the output's name is as it was. Throws
 /// ORQBasFailure and Interrupted.
 ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
+    // A name that cannot be had is refused before anything is copied.
     ORQExcStagedTarget target(options.output, options.force);
     const auto database = ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadOnly);
     const InterruptGuard interrupts;
@@ -34,6 +35,7 @@ ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
             bar.Show(done);
         });
     }
+    // A signal since the last progress; from PutIntoPlace on, there is no way back.
     interrupts.Check();
     target.PutIntoPlace();
     const std::int64_t state = database.Generation();

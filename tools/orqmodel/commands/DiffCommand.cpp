@@ -23,7 +23,7 @@ using nlohmann::json;
 using Kind = ORQExcDifference::Kind;
 using Change = ORQExcDifference::Change;
 
-/// How much is listed of what there is much of.
+/// The most that a report lists of each.
 struct Limits {
     std::size_t members = 8;
     std::size_t names = 8;
@@ -91,7 +91,7 @@ const char* NameOf(Change change) {
     return "";
 }
 
-/// A line of a text, which a message can hold.
+/// The beginning of a text, on one line.
 std::string Short(const std::string& text) {
     constexpr std::size_t kMost = 60;
     std::string shown = text;
@@ -104,6 +104,7 @@ std::string Short(const std::string& text) {
 std::string MembersText(const ORQExcDifference& difference,
                         const std::vector<std::string>& instances, const Limits& limits) {
     std::string text;
+    // Neither an instance nor -1, which stands for a number without one.
     int instance = -2;
     for (std::size_t i = 0; i < std::min(difference.members.size(), limits.members); ++i) {
         const ORQExcDifference::Member& member = difference.members[i];
@@ -143,6 +144,7 @@ std::string MeshChangeText(const ORQExcDifference& difference) {
 /// "1 member removed", "2 members removed"
 std::string Counted(const ORQExcDifference& difference) {
     std::string what = difference.what;
+    // The noun ends before the first blank after an "s", as in "members removed", or with the text.
     const auto plural = what.find("s ") != what.npos ? what.find("s ") : what.size() - 1;
     if (difference.count == 1 && plural < what.size() && what[plural] == 's') {
         what.erase(plural, 1);
@@ -260,6 +262,7 @@ void PrintLines(const std::vector<Line>& lines, const Limits& limits, std::ostre
         if (ofKind <= limits.lines) {
             out << TextOf(lines[i], limits) << '\n';
         }
+        // Lines of a kind stand together, as the comparison lists kind by kind.
         const bool isLast = i + 1 == lines.size() || lines[i + 1].kind != lines[i].kind;
         if (isLast && ofKind > limits.lines) {
             out << fmt::format("{}: {} more differences; --verbose lists all\n",
@@ -301,7 +304,7 @@ json ToJson(const DiffOptions& options, const ORQExcDifferences& differences) {
             {"differences", list}};
 }
 
-/// Lists what tells two models apart. Findings when anything does. Throws ORQBasFailure.
+/// Lists the differences of two models. Findings when there are any. Throws ORQBasFailure.
 ExitStatus RunDiff(const DiffOptions& options, const Console& console) {
     const ORQObjDocument before(OpenModel(options.before));
     const ORQObjDocument after(OpenModel(options.after));

@@ -48,6 +48,7 @@ struct DrawOptions {
 };
 
 constexpr int kLeastSide = 32;
+// A raster image of this size holds 300 MB of pixels.
 constexpr int kLargestSide = 10000;
 
 bool IsSvg(const std::filesystem::path& file) {
@@ -127,7 +128,7 @@ std::filesystem::path Numbered(const std::filesystem::path& pattern, int number)
                      "name_%04d.png");
 }
 
-/// Writes pictures to their files, each of which gets into place when it is whole.
+/// Writes pictures to files; a file gets its name when it is whole.
 class Output {
   public:
     Output(const DrawOptions& options, const Console& console)
@@ -156,7 +157,7 @@ class Output {
                              {"input", m_options.database},
                              {"format", format},
                              {"output", file.string()}});
-            // Of a series an object a line, as it goes on.
+            // A series prints one object a line, as each picture is written.
             (m_options.step == "all" ? PrintJsonLine : PrintJson)(m_console.out, contents);
         } else if (!m_console.IsQuiet()) {
             m_console.out << ORQExcPrintable(m_options.database) << " -> "
@@ -188,8 +189,12 @@ void DrawMeshes(const ORQObjDocument& document, const DrawOptions& options, cons
     const auto fileAt = [&](int time) {
         return wanted.isAllTimes ? Numbered(options.output, time) : options.output;
     };
+    // Before the results are read, which may take long: a name that is taken, or of a series
+    // without a number in it, is refused at once.
     output.Check(fileAt(0));
     MeshSeries series(document, std::filesystem::path(options.database).stem().string(), wanted);
+    // All names before the first picture, so that no series is left in the middle by a name that is
+    // taken.
     for (const int time : series.Times()) {
         output.Check(fileAt(time));
     }

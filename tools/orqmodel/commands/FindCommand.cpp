@@ -54,7 +54,7 @@ constexpr std::array<Kind, 4> kKinds = {
      {"surface", "surface", "face", Members::Faces, kSurfaces},
      {"orientation", "orientation", "member", Members::None, kOrientations}}};
 
-/// A member as the user knows it.
+/// A member by its label.
 struct Member {
     int label;     // -1 when it has none.
     int ordinal;   // Of the node or element.
@@ -119,6 +119,7 @@ std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
 /// Members from `first` on of which each label follows the one before it.
 std::size_t RunLength(const std::vector<Member>& members, std::size_t first) {
     std::size_t end = first + 1;
+    // Members without a label have -1, which no label follows.
     while (end < members.size() && members[first].label >= 0 &&
            members[end].label == members[end - 1].label + 1 &&
            members[end].side == members[first].side) {

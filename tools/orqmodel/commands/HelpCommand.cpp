@@ -21,7 +21,7 @@ ExitStatus RunHelp(const HelpOptions& options, const Console& console) {
     if (options.manual) {
         console.out << ManualPage(*options.program);
     } else {
-        // Asked itself, a program helps with the subcommand that it is running.
+        // From App::help() would come the help of the running subcommand, which is this one.
         const CLI::App* const explained = options.subcommand.empty()
                                               ? options.program
                                               : options.program->get_subcommand(options.subcommand);

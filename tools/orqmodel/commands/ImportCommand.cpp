@@ -55,6 +55,7 @@ void Print(const ImportOptions& options, const ORQExcImporter& importer, const O
 /// failure, when interrupted, and when `strict` finds a drop (ExitStatus::Findings), the output's
 /// name is as it was before. Throws ORQExcImportError, ORQBasFailure and Interrupted.
 ExitStatus RunImport(const ImportOptions& options, const Console& console) {
+    // A name that cannot be had is refused before the file is read.
     ORQExcStagedTarget target(options.output, options.force);
     const auto importer = ORQExcOpenImporter(options.input);
     std::optional<ORQExcLayupFile> layup;
@@ -72,7 +73,9 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
         report =
             Build(*importer, target.Begin(), {options.chunkNodes, show, layup ? &*layup : nullptr});
     }
+    // A signal since the last progress; from PutIntoPlace on, there is no way back.
     interrupts.Check();
+    // Only the whole import shows what would be dropped; a refused one is removed with its folder.
     const bool isRefused = options.strict && (report.HasDrops() || report.HasFindings());
     if (!isRefused) {
         target.PutIntoPlace();

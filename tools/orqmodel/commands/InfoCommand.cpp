@@ -42,7 +42,7 @@ struct Listed {
     InventoryTable table;
 };
 
-/// What a model is, as far as it is shown.
+/// What is shown of a model.
 struct Description {
     std::string path;
     std::string title;
@@ -75,6 +75,7 @@ Description Describe(const InfoOptions& options, const Console& console) {
     for (const InventoryKind& kind : InventoryKinds()) {
         is.objects.push_back({kind.name, (inventory.*kind.read)()});
     }
+    // Nearly all else comes from the catalogue, whose size does not grow with the mesh.
     if (options.extent || is.nodes <= kNodesReadUnasked) {
         ProgressBar bar(console, "reading coordinates");
         is.extent = ReadExtent(document.GetMesh(), [&](double done) { bar.Show(done); });
@@ -165,7 +166,7 @@ std::string TextOf(const ORQExcKeptText& text, std::size_t width) {
     return shown;
 }
 
-/// Lines of name and value; answers how many.
+/// Lines of name and value; returns their number.
 int PrintHead(const Description& is, int width, std::ostream& out) {
     int nLines = 0;
     const auto line = [&](std::string_view name, const std::string& value) {
@@ -228,6 +229,7 @@ void PrintText(const Description& is, const Console& console) {
         }
         return sum;
     };
+    // One bound for all kinds: the longest lists give way first.
     while (most > 2 && nLines() > left) {
         --most;
     }
@@ -245,7 +247,7 @@ void PrintText(const Description& is, const Console& console) {
     }
 }
 
-/// Prints what an analyst calls a model, on a screen, or how it is stored. Throws ORQBasFailure.
+/// Prints the objects of a model by name, on one screen, or how it is stored. Throws ORQBasFailure.
 ExitStatus RunInfo(const InfoOptions& options, const Console& console) {
     if (options.storage) {
         return ShowStorage(options.database, options.json, console);

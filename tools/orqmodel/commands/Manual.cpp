@@ -19,6 +19,7 @@ std::string Roff(const std::string& text) {
             escaped += "\\-";
         } else if ((character == '.' || character == '\'') &&
                    (escaped.empty() || escaped.back() == '\n')) {
+            // At the start of a line these begin a request.
             escaped += std::string("\\&") + character;
         } else {
             escaped += character;
@@ -27,7 +28,7 @@ std::string Roff(const std::string& text) {
     return escaped;
 }
 
-/// What stands behind an option or for an argument: "{a,b}" for words, else what kind of value.
+/// The value of an option or argument: "{a,b}" for a choice of words, else the kind of value.
 std::string ValueOf(const CLI::Option& option) {
     const std::string type = option.get_type_name();
     const std::size_t words = type.find('{');
@@ -90,8 +91,8 @@ std::vector<const CLI::App*> SubcommandsOf(const CLI::App& program) {
     return program.get_subcommands([](const CLI::App*) { return true; });
 }
 
-/// Says of an option what stands behind it and what it is for, nothing of what it goes with: that
-/// is told to who mixes them.
+/// Shows the value and the purpose of an option, not which options it needs or excludes: the error
+/// for a wrong combination names these.
 class Help : public CLI::Formatter {
   public:
     explicit Help(int width) : m_width(static_cast<std::size_t>(width)) {}

@@ -126,8 +126,8 @@ std::vector<double> CoordinatesOf(const ORQExcModel& model) {
     return values;
 }
 
-/// The matched nodes that lie further apart than the tolerance, also when that cannot be told as a
-/// coordinate is no number; of a plane model the third coordinate is 0.
+/// The matched nodes that lie further apart than the tolerance, or whose distance is unknown because
+/// a coordinate is NaN. The third coordinate of a plane model is 0.
 std::vector<MappedNode> MovedNodes(const ORQObjDocument& primary, const ORQObjDocument& secondary,
                                    ORQSrvGlobalLabelMap& labels, ORQSrvLabelMapper& mapper,
                                    double tolerance) {
@@ -158,6 +158,7 @@ std::vector<MappedNode> MovedNodes(const ORQObjDocument& primary, const ORQObjDo
                 coordinate(b, to, image, axis) - coordinate(a, from, ordinal, axis);
         }
         const double distance = std::hypot(offset[0], offset[1], offset[2]);
+        // Negated, so that NaN counts as moved.
         if (!(distance <= tolerance)) {
             moved.push_back({labels.GetNodeInstanceName(ordinal).UTF8(),
                              labels.GetNodeLabel(ordinal), ordinal, image, distance});

@@ -67,6 +67,7 @@ ExitStatus RunRecover(const RecoverOptions& options, const Console& console) {
     const InterruptGuard interrupts;
     ORQSimDatabase::Recovery recovery;
     {
+        // The bar ends with this block, before results are printed over it.
         ProgressBar bar(console, "recovering");
         recovery =
             ORQSimDatabase::Recover(options.database, options.output.string(), [&](double done) {

@@ -165,6 +165,8 @@ ExitStatus RunStatus(const StatusOptions& options, const Console& console) {
     std::optional<AnalysisNews> latest;
     while (true) {
         if (auto news = follower.Look()) {
+            // A commit of results leaves the state of the job as it was: its line would only
+            // repeat.
             const bool isJobNews = !latest || latest->State() != news->State();
             Print(*news, isJobNews, options, console.out);
             latest = std::move(news);
@@ -173,7 +175,7 @@ ExitStatus RunStatus(const StatusOptions& options, const Console& console) {
         if (!options.watch || !latest->IsGoingOn()) {
             break;
         }
-        poll(nullptr, 0, kMillisecondsBetweenLooks);  // Ends early at a signal.
+        poll(nullptr, 0, kMillisecondsBetweenLooks);  // Unlike sleep_for, ends early at a signal.
     }
     const std::string state = latest->State();
     return state == "failed" || state == "died" ? ExitStatus::Findings : ExitStatus::Done;

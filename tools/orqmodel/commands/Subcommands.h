@@ -20,7 +20,7 @@ struct Subcommand {
     const char* name;
     const char* summary;  ///< one line
     /// Adds the arguments and options to the subcommand, of which the table has given the name and
-    /// the summary, and answers what is run with what the user gave for them.
+    /// the summary, and returns what runs with the values that the user gives.
     SubcommandRun (*declare)(CLI::App& command);
 };
 

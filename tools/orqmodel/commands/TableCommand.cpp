@@ -52,7 +52,7 @@ std::vector<std::string> Quantities() {
     return names;
 }
 
-// --- What is asked for ---------------------------------------------------------------------------
+// --- What is listed ------------------------------------------------------------------------------
 
 /// A field, and one of its components or -1 for all.
 struct WantedField {
@@ -110,6 +110,7 @@ std::vector<int> FramesOf(const ORQExcResults& results, const ORQExcResults::Fie
     }
     int number = 0;
     if (step.empty()) {
+        // From the end, since the last time nearly always has values.
         for (number = nFrames; number > 0 && !HasTime(results, field, number - 1); --number) {
         }
         return number == 0 ? std::vector<int>() : std::vector{number - 1};
@@ -182,6 +183,8 @@ class RowHeads {
                    m_isNode ? ORQObjLabelerType::Node : ORQObjLabelerType::Element),
           m_hasShapes(hasShapes),
           m_hasTimes(!options.field.empty()) {
+        // Text leaves out a column in which all rows are the same. CSV and JSON keep it, so that
+        // scripts find the same columns for every model.
         const bool isTerse = !options.csv && !options.json;
         m_hasSteps = m_hasTimes && (!isTerse || results.Steps().size() > 1);
         m_hasInstances = m_hasMembers && (!isTerse || m_labels.Instances().size() > 1);
@@ -291,7 +294,7 @@ class RowHeads {
 using WriterMaker =
     std::function<std::unique_ptr<TableWriter>(const std::vector<TableWriter::Column>&)>;
 
-/// Every row; answers how many there are.
+/// Writes every row; returns their number.
 std::int64_t WriteRows(RowSource& rows, RowHeads& heads, const WriterMaker& makeWriter,
                        ProgressBar& bar) {
     std::vector<TableWriter::Column> columns;
@@ -381,6 +384,7 @@ std::int64_t WriteAllStatistics(RowSource& rows, RowHeads& heads, const ORQSimCS
         statistics.emplace(rows.Columns().size());
     };
     for (RowBlock block; rows.Next(block);) {
+        // Blocks of one time follow each other: one set of sums is enough.
         if (!statistics || block.frame != frame) {
             finish();
             frame = block.frame;
@@ -403,6 +407,7 @@ std::string JsonHead(const TableOptions& options) {
     if (!options.field.empty()) {
         head["field"] = options.field;
     }
+    // The writer goes on with the object: its braces, and their line breaks, are left out.
     const std::string text = head.dump(0, ' ', false, nlohmann::json::error_handler_t::replace);
     return text.substr(2, text.size() - 4) + ",\n";
 }
@@ -421,12 +426,14 @@ ExitStatus RunTable(const TableOptions& options, const Console& console) {
             model, results, options, *rows,
             options.field.empty() && rows->Place() == RowPlace::Element && !options.stats);
         const auto makeWriter = [&](const std::vector<TableWriter::Column>& columns) {
+            // Rows go past the filter of console.out, straight to the stream behind it.
             console.out.flush();
             return MakeTableWriter(options.json  ? TableFormat::Json
                                    : options.csv ? TableFormat::Csv
                                                  : TableFormat::Text,
                                    columns, JsonHead(options), *console.rows);
         };
+        // Where the rows appear on a terminal, a bar would stand among them.
         Console barConsole = console;
         barConsole.showsProgress = console.showsProgress && console.width == 0;
         ProgressBar bar(barConsole, "writing");

@@ -55,6 +55,7 @@ void RunTellingDamage(const std::vector<std::string>& databases, const std::func
         ThrowIfDamaged(databases, exception.DeveloperReport(ORQBasStringMode::Unicode).c_str());
         throw;
     } catch (const std::bad_alloc&) {
+        // Lack of memory says nothing about the database, and verifying needs memory, too.
         throw;
     } catch (const std::exception& exception) {
         ThrowIfDamaged(databases, exception.what());

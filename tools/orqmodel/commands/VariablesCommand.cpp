@@ -189,7 +189,7 @@ std::vector<Label> Matching(const std::string& wanted, const std::vector<Label>&
     return matching;
 }
 
-/// What was perhaps meant by a label that there is not.
+/// Labels that are spelt like one that does not exist.
 std::vector<std::string> LabelsLike(const std::string& wanted, const std::vector<Label>& all) {
     std::vector<std::string> names;
     std::ranges::transform(all, std::back_inserter(names), &Label::text);

@@ -38,6 +38,7 @@ std::string Shortened(const std::string& text, double size, double width) {
         return text;
     }
     const std::size_t kept = most > kGap.size() ? most - kGap.size() : 0;
+    // The end is kept as well: numbered names differ there.
     return utf8::utf32to8(letters.substr(0, kept - kept / 2)) + std::string(kGap) +
            utf8::utf32to8(letters.substr(letters.size() - kept / 2));
 }
@@ -65,6 +66,7 @@ void PaintLegend(Canvas& canvas, double textSize, Spot upperLeft, Spot lowerRigh
     const double textLeft = upperLeft.x + kLineHeight * textSize;
     const auto fitting = static_cast<std::size_t>(
         std::max(1.0, (lowerRight.y - upperLeft.y) / (kLineHeight * textSize)));
+    // The last line that fits is left for the number of the others.
     const std::size_t shown = entries.size() <= fitting ? entries.size() : fitting - 1;
     double y = upperLeft.y;
     for (std::size_t i = 0; i < shown; ++i, y += kLineHeight * textSize) {

@@ -23,6 +23,7 @@ Colour HueColour(double hue, double lightness) {
 }  // namespace
 
 Colour PaletteColour(int place) {
+    // The palette of Okabe and Ito, made for any colour vision, without its black.
     static constexpr std::array<Colour, 7> hues = {{{0, 114, 178},
                                                     {230, 159, 0},
                                                     {0, 158, 115},

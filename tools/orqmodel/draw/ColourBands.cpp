@@ -27,6 +27,7 @@ constexpr std::array<Colour, kBands> kStops = {{{68, 1, 84},
 
 /// A bound; what is nothing beside the range is 0.
 std::string LevelText(const ColourBands& bands, int level) {
+    // A bound between values of both signs is 0 but for rounding, and would show as 1.3e-17.
     constexpr double kNothing = 1e-12;
     const double value = bands.Level(level);
     const double range = std::max(std::abs(bands.Lowest()), std::abs(bands.Highest()));
@@ -53,6 +54,8 @@ ColourBands::ColourBands(const ValueRange& range)
 
 double ColourBands::Level(int band) const {
     const double part = static_cast<double>(band) / m_count;
+    // A weighted mean, since highest - lowest may overflow; the last bound is exact, so that the
+    // highest value lies within it.
     return band == m_count ? m_highest : (1 - part) * m_lowest + part * m_highest;
 }
 

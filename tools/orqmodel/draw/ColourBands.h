@@ -9,7 +9,7 @@
 
 namespace orqmodel {
 
-/// What the finite ones of some values take up; empty (lowest above highest) when there are none.
+/// The range of the finite ones among some values; empty (lowest above highest) without any.
 struct ValueRange {
     double lowest = std::numeric_limits<double>::infinity();
     double highest = -std::numeric_limits<double>::infinity();

@@ -74,6 +74,7 @@ class Cutter {
         int highest = -1;
         for (const int node : m_skin.Nodes(part)) {
             const int band = m_bands.BandOf(ValueAt(node));
+            // One node without a value leaves nothing to interpolate.
             if (band < 0) {
                 return {-1, -1};
             }
@@ -111,6 +112,7 @@ class Cutter {
             const int step = band < last ? 1 : -1;
             int begin = nodes[i];
             for (; band != last; band += step) {
+                // Rising values leave a band at its upper bound, falling ones at its lower bound.
                 const double level = m_bands.Level(step > 0 ? band + 1 : band);
                 const int end = AddPoint(Between(from, to, level, EdgeKind::None).point);
                 AddSegment(part, begin, end, band);
@@ -138,6 +140,7 @@ class Cutter {
             middle.point = middle.point + share * ring.back().point;
             middle.value += share * ring.back().value;
         }
+        // Others are cut as triangles about their middle, as they are drawn.
         if (ring.size() == 3) {
             CutTriangle(part, ring, lowest, highest);
             return;

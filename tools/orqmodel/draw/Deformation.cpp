@@ -63,6 +63,7 @@ double DiagonalOf(const ORQExcModel& model) {
 Deformation::Deformation(const ORQExcModel& model, const ORQExcResults& results,
                          const std::string& text)
     : m_model(model), m_results(results), m_field(FindVector(results, text)) {
+    // The whole text first: a field may have a name that ends in a colon and a number.
     std::string name = text;
     if (m_field == nullptr) {
         m_scale = ScaleIn(text, name);
@@ -86,6 +87,7 @@ std::vector<int> Deformation::Times() const {
 }
 
 void Deformation::Scale(const std::vector<int>& times) {
+    // At() applies the scale, which is 1 until the largest displacement is known.
     const std::optional<double> given = std::exchange(m_scale, 1.0);
     for (const int time : times) {
         const std::vector<Point> displacements = At(time);
@@ -105,6 +107,7 @@ std::vector<Point> Deformation::At(int time) const {
     }
     std::vector<Point> displacements(static_cast<std::size_t>(m_model.NumNodes()), Point{});
     for (std::size_t i = 0; i < values.size(); ++i) {
+        // A node without a value stays where it is: a place that is NaN cannot be drawn.
         if (std::isfinite(values[i])) {
             const std::size_t axis = AxisOf(m_field->components[i % nComponents]);
             displacements[i / nComponents].at(axis) = *m_scale * values[i];

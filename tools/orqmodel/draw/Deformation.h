@@ -10,7 +10,7 @@
 
 namespace orqmodel {
 
-/// How far the nodes of a model move, many times over so that it can be seen.
+/// The displacements of the nodes of a model, scaled so that they can be seen.
 class Deformation {
   public:
     /// `text` is the name of a vector field at nodes, or that and its scale, "DISPL:50". Throws

@@ -23,6 +23,7 @@ std::vector<Extreme> ExtremesOf(const Skin& skin, const FieldValues& field) {
     const auto take = [&](int member, const Point& place) {
         const double value = field.values[static_cast<std::size_t>(member)];
         const auto isBetter = [&](const std::optional<Extreme>& than, bool isBeyond) {
+            // Of equal values the place nearest to the eye is the likeliest to be seen.
             return !than || isBeyond || (value == than->value && place[2] > than->place[2]);
         };
         if (!std::isfinite(value)) {
@@ -70,6 +71,7 @@ void PaintExtremes(Canvas& canvas, double textSize, const Frame& frame,
         const double width = TextWidth(extreme.text, size) + 0.8 * size;
         const double height = 1.5 * size;
         const double right = extreme.place[0] + 2 * radius;
+        // To the left of the ring where the text would leave the frame.
         const double left = right + width <= frame.high.x
                                 ? right
                                 : std::max(frame.low.x, extreme.place[0] - 2 * radius - width);

@@ -18,9 +18,9 @@ struct Extreme {
     std::string text = {};
 };
 
-/// Of what is drawn, seen or hidden: the lowest and the highest of the values, the nearest to the
-/// eye where there are several; one where they are the same, none without finite values. The skin
-/// has been fitted into the picture.
+/// The lowest and the highest value of what is drawn, seen or hidden; of equal values the one
+/// nearest to the eye. One where both are equal, none without finite values. REQUIRES: the skin has
+/// been fitted into the picture.
 std::vector<Extreme> ExtremesOf(const Skin& skin, const FieldValues& field);
 
 /// Rings around the spots, and texts beside them that stay in the frame.

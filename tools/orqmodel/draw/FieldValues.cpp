@@ -91,6 +91,7 @@ FieldValues ShownField::At(int time) const {
 std::vector<int> TimesOf(const ORQExcResults& results, const ORQExcResults::Field& field) {
     std::vector<ORQSimCSet> timesOfStep;
     for (const ORQObjMeshedField& stored : field.ofStep) {
+        // A step may lack the field.
         timesOfStep.push_back(stored.Position().IsNull() ? ORQSimCSet() : stored.GetTimes());
     }
     std::vector<int> times;

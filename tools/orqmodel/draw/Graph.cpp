@@ -40,6 +40,7 @@ struct Range {
         const double size = std::max(std::abs(low), std::abs(high));
         const bool isOne = high - low <= 1e-9 * size;
         const double reach = size == 0 ? 1 : isOne ? 0.1 * size : part * (high - low);
+        // Never empty, as places are found by a division by its length.
         return {low - std::max(reach, 1e-300), high + std::max(reach, 1e-300)};
     }
 };
@@ -74,6 +75,7 @@ Axis YAxis(const Graph& graph, double from, double to) {
         }
     }
     const Range widened = range.Widened(0.08);
+    // 0 at the end of the axis takes less than half of its length.
     if (range.low >= 0 && range.low < 0.5 * range.high) {
         return {{0, widened.high}, from, to};
     }
@@ -99,6 +101,7 @@ void PaintCurve(Canvas& canvas, double textSize, const Curve& curve, Colour colo
         if (line.size() > 1) {
             canvas.Line(line, stroke);
         }
+        // A single value makes no line: its mark is all that shows it.
         if (line.size() == 1 || curve.x.size() <= kMostMarks) {
             for (const Spot& spot : line) {
                 canvas.Disc(spot, 0.25 * textSize, colour, {kWhite, 1});
@@ -122,6 +125,7 @@ void PaintCurves(Canvas& canvas, double textSize, const Graph& graph, const Axis
     const std::array<Spot, 5> frame = {
         {{x.from, y.to}, {x.to, y.to}, {x.to, y.from}, {x.from, y.from}, {x.from, y.to}}};
     canvas.Line(frame, {kInk, 1});
+    // Backwards, as what is painted last lies on top.
     for (std::size_t i = graph.curves.size(); i-- > 0;) {
         PaintCurve(canvas, textSize, graph.curves[i], PaletteColour(static_cast<int>(i)), x, y);
     }
@@ -158,7 +162,9 @@ Ticks Ticks::Over(double low, double high, int about) {
     }
     const double scale = std::pow(10, ticks.exponent);
     const int nDecimals =
+        // The logarithm of a power of ten may be rounded to just below a whole number.
         std::max(0, -static_cast<int>(std::floor(std::log10(step / scale) + 1e-9)));
+    // Multiples of the step, since a sum of steps would gather rounding.
     for (double i = std::ceil(low / step); i * step <= high; ++i) {
         ticks.at.push_back(i * step);
         ticks.labels.push_back(fmt::format("{:.{}f}", i * step / scale + 0.0, nDecimals));  // no -0

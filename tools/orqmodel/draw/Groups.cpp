@@ -74,6 +74,7 @@ class SetGroups {
     }
 
     Groups Finish() {
+        // Also by group: the last of a face is the surface that was added last, which is drawn.
         std::ranges::sort(m_ofFace);
         for (std::size_t part = 0; part < m_skin.NumParts(); ++part) {
             m_groups.ofPart.push_back(GroupOf(part));
@@ -100,6 +101,7 @@ class SetGroups {
 
     int GroupOf(std::size_t part) {
         if (m_skin.KindOf(part) == Skin::Kind::Dot) {
+            // Taken, so that AddDots draws no second dot over it.
             return std::exchange(m_ofNode[static_cast<std::size_t>(m_skin.Nodes(part)[0])], -1);
         }
         const auto [block, element, side] = m_skin.At(part);
@@ -112,6 +114,7 @@ class SetGroups {
     }
 
     void AddDots() {
+        // Taken before the loop, which adds parts.
         const std::size_t nParts = m_skin.NumParts();
         for (std::size_t part = 0; part < nParts; ++part) {
             for (std::size_t i = 0; i < m_skin.Nodes(part).size(); ++i) {

@@ -8,6 +8,7 @@ namespace orqmodel {
 
 void WritePng(const Image& image, const std::filesystem::path& path) {
     static_assert(sizeof(Colour) == 3, "pixels lie as the format wants them");
+    // The simplified interface reports by its result; the other one needs longjmp over destructors.
     png_image file = {};
     file.version = PNG_IMAGE_VERSION;
     file.width = static_cast<png_uint_32>(image.size.width);

@@ -42,6 +42,7 @@ std::array<Spot, 2> Clipped(Spot spot, double angle, Spot low, Spot high) {
     double from = -std::numeric_limits<double>::max();
     double to = std::numeric_limits<double>::max();
     const auto clip = [&](double at, double step, double least, double most) {
+        // A line along a side never crosses it: the whole line is inside or outside.
         constexpr double kNoStep = 1e-9;
         if (std::abs(step) < kNoStep) {
             to = at < least || at > most ? from : to;
@@ -152,6 +153,7 @@ bool LayupPicture::IsSame(std::size_t a, std::size_t b) const {
 
 /// From each place on, the shortest sequence whose repetition reaches farthest.
 std::vector<LayupPicture::Run> LayupPicture::RepeatedRuns() const {
+    // Bounds the comparisons for each layer.
     constexpr std::size_t kLongestPeriod = 12;
     std::vector<Run> runs;
     for (std::size_t begin = 0; begin < m_layers.size();) {
@@ -161,6 +163,7 @@ std::vector<LayupPicture::Run> LayupPicture::RepeatedRuns() const {
             while (end < m_layers.size() && IsSame(end, end - period)) {
                 ++end;
             }
+            // Only whole repetitions.
             end -= (end - begin) % period;
             if (end >= begin + 2 * period && end > best.end && end <= m_layers.size()) {
                 best = {begin, end, period};

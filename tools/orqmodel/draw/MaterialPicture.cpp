@@ -102,6 +102,7 @@ MaterialPicture::MaterialPicture(const ORQExcMaterials::Material& material,
     while (!components.empty()) {
         const Component first = components.front();
         std::vector<Component> alike;
+        // The first one is alike to itself and goes with the others, so that the loop ends.
         std::erase_if(components, [&](const Component& other) {
             const auto [low, high] = std::minmax(first.largest, other.largest);
             const bool isAlike = other.property == first.property && other.units == first.units &&

@@ -89,6 +89,7 @@ void MovePoints(Skin& skin, Groups& groups, const View& view,
         const auto first = static_cast<int>(points.size());
         for (const int node : ends) {
             const Point end = points[static_cast<std::size_t>(node)];
+            // The ends of the outline get points of their own, which stay where they are.
             points.push_back(end);
         }
         skin.AddLine({-1, -1, -1}, std::array{first, first + 1});

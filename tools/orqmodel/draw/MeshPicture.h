@@ -29,8 +29,8 @@ struct MeshPictureOptions {
     std::optional<EdgeKind> edges;
     /// Colours by values instead of blocks; with sets, only what is in them.
     std::optional<FieldValues> field;
-    /// What the colours stand for in all pictures of a series; else what the values of this one
-    /// take up.
+    /// The range of the colours in all pictures of a series; without it, that of the values in
+    /// this one.
     std::optional<ValueRange> range;
     /// Moves the nodes and shows in grey where the borders of the body were.
     struct Moves {

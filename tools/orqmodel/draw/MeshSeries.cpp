@@ -22,6 +22,7 @@ MeshSeries::MeshSeries(const ORQObjDocument& document, const std::string& name,
     if (m_deformation) {
         m_deformation->Scale(m_times);
     }
+    // One range for all pictures; a single picture takes the range of what it shows.
     if (m_field && m_times.size() > 1) {
         m_picture.range.emplace();
         for (const int time : m_times) {

@@ -66,6 +66,7 @@ void RasterCanvas::Polygon(std::span<const Spot> corners, Colour fill, const Str
 
 void RasterCanvas::Line(std::span<const Spot> spots, const Stroke& stroke) {
     const double half = stroke.width / 2;
+    // A stroke without width would still cover samples that lie exactly on it.
     if (half <= 0) {
         return;
     }
@@ -86,6 +87,7 @@ void RasterCanvas::Disc(Spot centre, double radius, Colour fill, const Stroke& b
         Cover(Around(std::span(&centre, 1), reach), colour,
               [&](const Spot& spot) { return SquareDistance(spot, centre) <= reach * reach; });
     };
+    // The border as a larger disc below: a ring of its own would mix twice along its inner side.
     cover(radius + border.width / 2, border.colour);
     cover(radius - border.width / 2, fill);
 }

@@ -167,6 +167,8 @@ void PaintPixels(const Scene& scene, Image& image) {
 
 void PaintShapes(const Scene& scene, Canvas& canvas) {
     const Skin& skin = scene.skin;
+    // What no sample shows is left out: the size of the file goes with what is seen, not with the
+    // mesh.
     std::vector<bool> isSeen(skin.NumParts());
     ForEachVisibleRow(scene, canvas.Size(), [&](int, std::span<const VisibleSample> samples) {
         for (const VisibleSample& sample : samples) {
@@ -187,6 +189,7 @@ void PaintShapes(const Scene& scene, Canvas& canvas) {
                 part);
         }
     }
+    // Also by part, so that parts of one depth have one order.
     std::ranges::sort(byDepth);
     for (const auto& [depth, part] : byDepth) {
         const std::vector<Spot> spots = SpotsOf(skin, skin.Nodes(part));

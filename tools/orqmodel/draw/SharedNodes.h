@@ -37,8 +37,8 @@ NodeKey<N> KeyOf(const std::array<int, N>& nodes, std::size_t count) {
 }
 
 /// Calls use(items) once for all items of [0, nItems) that have the same key, ascending, in the
-/// order of their lowest nodes. keyOf(item) returns the key, of nodes of [0, nNodes); it is asked
-/// three times. Holds eight bytes for each item and each node.
+/// order of their lowest nodes. keyOf(item) returns the key, of nodes of [0, nNodes); it is called
+/// three times for each item. Holds eight bytes for each item and each node.
 template <class KeyOfItem, class Use>
 void ForEachWithSameNodes(std::int64_t nItems, int nNodes, const KeyOfItem& keyOf, const Use& use) {
     std::vector<std::int64_t> begin(static_cast<std::size_t>(nNodes) + 2, 0);

@@ -173,6 +173,7 @@ void Skin::AddDot(const Part& part, int node) {
 
 void Skin::AddLine(const Part& part, std::span<const int> nodes) {
     m_nodes.push_back(nodes[0]);
+    // The third node of a line lies between its ends.
     if (nodes.size() > 2) {
         m_nodes.push_back(nodes[2]);
     }
@@ -182,6 +183,7 @@ void Skin::AddLine(const Part& part, std::span<const int> nodes) {
 
 void Skin::AddFacet(const Part& part, std::span<const int> nodes, int nCorners) {
     const auto count = static_cast<std::size_t>(nCorners);
+    // Shapes with nodes on their edges list them behind the corners, in the order of the edges.
     const bool hasMiddles = nodes.size() >= 2 * count;
     for (std::size_t i = 0; i < count; ++i) {
         m_nodes.push_back(nodes[i]);

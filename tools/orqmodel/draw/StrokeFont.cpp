@@ -135,6 +135,7 @@ const std::vector<std::vector<Spot>>& LetterLines(char32_t letter) {
     }();
     static const auto box = LinesFrom(kBox);
     const std::size_t place = letter - U' ';
+    // Letters that the font lacks are shown as a box.
     return letter < U' ' || place >= letters.size() ? box : letters[place];
 }
 

@@ -34,6 +34,7 @@ std::string StyleOf(const Stroke& stroke) {
 
 const std::string& SvgCanvas::ClassOf(std::string style) {
     const auto name = fmt::format("c{}", m_classes.size());
+    // Styles stand once, in the style sheet, and not with each path.
     return m_classes.try_emplace(std::move(style), name).first->second;
 }
 

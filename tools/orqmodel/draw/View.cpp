@@ -77,6 +77,7 @@ View View::BestFor(const Skin& skin) {
 }
 
 Point View::Turned(const Point& point) const {
+    // The second axis of a picture points down.
     return {Dot(point, m_right), -Dot(point, m_up), Dot(point, m_toEye)};
 }
 

@@ -39,7 +39,7 @@ struct Frame {
     Spot high;
 };
 
-/// What the points of a skin's parts take up.
+/// The box around the points of a skin's parts.
 struct Extent {
     Point low;
     Point high;

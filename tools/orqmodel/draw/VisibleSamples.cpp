@@ -232,6 +232,7 @@ Colour EdgeColour(Colour colour, EdgeKind kind) {
 
 void ForEachVisibleRow(const Scene& scene, PictureSize size,
                        const std::function<void(int y, std::span<const VisibleSample>)>& use) {
+    // Bands bound the memory for large pictures, at the price of a pass over all parts for each.
     const std::int64_t inBand = kBandSamples / (std::int64_t{size.width} * kSamples);
     const int nRows = static_cast<int>(std::clamp<std::int64_t>(inBand, 1, size.height));
     Band band(scene, size.width, nRows);

@@ -36,7 +36,7 @@ constexpr std::size_t kMostParts = (std::size_t{1} << 30) - 2;
 /// facets, marks on lines, and dots on all, shall be seen.
 double DepthAdvantage(const Skin& skin, std::size_t part);
 
-/// Of a part of that colour where it is drawn as an edge of that kind.
+/// The colour of an edge of a kind on a part of some colour.
 Colour EdgeColour(Colour colour, EdgeKind kind);
 
 /// Removes what is hidden and calls use(y, samples) for each row of pixels from above; the samples

@@ -45,6 +45,8 @@ class Folding {
                     }
                 },
                 argument);
+            // The type and the length stand before each value, so that no two lists of arguments
+            // have the same key.
             key += fmt::format(" {} {} {}", argument.index(), value.size(), value);
         }
         return key;
@@ -62,6 +64,7 @@ std::string AnalysisNews::State() const {
     }
     switch (*job) {
         case ORQObjJobStatus::Running:
+            // The writer's lock ends with its process, whatever the job recorded last.
             return writer.empty() ? "died" : "running";
         case ORQObjJobStatus::Completed:
             return "completed";
@@ -81,11 +84,14 @@ std::optional<AnalysisNews> AnalysisFollower::Look() {
     AnalysisNews news;
     news.writer = database.Writer();
     if (news.writer.empty()) {
-        database.Refresh();  // What it committed between opening and asking is there, too.
+        // A writer may have committed and ended since the database was opened. Without its last
+        // commit, a job that completed would be reported as one that died.
+        database.Refresh();
     }
     news.generation = database.Generation();
     const bool hasChanged = m_generation != news.generation;
     news.job = ORQObjReadJobStatus(ORQObjDocument(database));
+    // Steps change only by commits, so that a look at the same generation reads none of them.
     if (hasChanged) {
         ReadSteps(database, news);
     }

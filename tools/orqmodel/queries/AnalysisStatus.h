@@ -13,7 +13,7 @@
 
 namespace orqmodel {
 
-/// What an analysis has stored since somebody looked last.
+/// What an analysis has stored since the previous look.
 struct AnalysisNews {
     /// Equal conditions, as often as they were reported.
     struct Condition {
@@ -39,15 +39,15 @@ struct AnalysisNews {
     std::string writer;       // Who has the database open for writing; empty for nobody.
     std::vector<Step> steps;  // That have news; in the order of the analysis.
 
-    /// "none", "running", "completed", "failed", "other" for a host's own, or "died": running,
-    /// says the host, but it has gone.
+    /// "none", "running", "completed", "failed", "other" for a status of the host's own, or "died":
+    /// recorded as running, while no process has the database open for writing.
     std::string State() const;
     /// Whether more may come from the job.
     bool IsGoingOn() const;
 };
 
-/// Follows an analysis that another process may be running, by short looks at its database: between
-/// them it holds nothing open, so that it keeps the writer from nothing.
+/// Follows an analysis that another process may be running, by short looks at its database. Nothing
+/// stays open between two looks, so that the writer is never held up.
 class AnalysisFollower {
   public:
     explicit AnalysisFollower(std::string path) : m_path(std::move(path)) {}

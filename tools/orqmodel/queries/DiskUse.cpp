@@ -10,6 +10,7 @@ std::int64_t DirectoryBytes(const std::string& directory) {
     std::int64_t bytes = 0;
     std::error_code failure;
     for (const auto& entry : std::filesystem::directory_iterator(directory, failure)) {
+        // A writer may remove a file between its listing and this query; it then counts as nothing.
         const auto size = entry.file_size(failure);
         bytes += failure ? 0 : static_cast<std::int64_t>(size);
     }

@@ -12,7 +12,8 @@ struct DiskUse {
     std::int64_t directory;  ///< all files of it
 };
 
-/// Of the files, as long as none is open: readers keep some for themselves meanwhile.
+/// The bytes of the files in a directory. To be called before a database there is opened: a reader
+/// has files of its own there meanwhile.
 std::int64_t DirectoryBytes(const std::string& directory);
 
 /// For example "1.5 MiB".

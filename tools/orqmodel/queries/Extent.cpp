@@ -13,7 +13,7 @@
 namespace orqmodel {
 namespace {
 
-/// Whether the coordinates are such that their service can be asked: it ends the process on others.
+/// Whether the service for coordinates takes those of the mesh: it ends the process for others.
 bool HasCoordinates(const ORQObjMesh& mesh) {
     const ORQSimDistribution distribution(mesh.GetCoordinates().GetDistribution());
     const ORQSimCollectionID nodes = mesh.GetNodeCollection().GetCollection();
@@ -55,6 +55,7 @@ Extent ReadExtent(const ORQObjMesh& mesh, const std::function<void(double)>& pro
     if (!HasCoordinates(mesh)) {
         return extent;
     }
+    // Three doubles for each node: 2.4 MB, whatever the size of the mesh.
     constexpr int kBlockNodes = 100'000;
     const ORQSrvNodalCoordinates coordinates(mesh.GetCoordinates(), kBlockNodes);
     const ORQSimCSet nodes = coordinates.Nodes();
@@ -73,6 +74,8 @@ Extent ReadExtent(const ORQObjMesh& mesh, const std::function<void(double)>& pro
                       static_cast<std::size_t>(components.Size()));
         coordinates.Read(block, components, values.data());
         Take(extent, values);
+        // Ends here and not by the condition above: begin + kBlockNodes could exceed the largest
+        // int.
         if (last - begin < kBlockNodes) {
             break;
         }

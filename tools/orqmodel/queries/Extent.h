@@ -15,7 +15,7 @@ struct BoundingBox {
     std::vector<double> highest;
 };
 
-/// What the coordinates of a mesh say of its place.
+/// The place and the size of a mesh, by its coordinates.
 struct Extent {
     int dimension = 0;  // Components of the coordinates, 0 without coordinates.
     std::int64_t nodesWithCoordinates = 0;

@@ -62,6 +62,8 @@ class Field : public RowSource {
   private:
     bool Read(RowBlock& block) {
         const std::size_t nComponents = m_field.components.size();
+        // The results are read with all components of a member; one of them is picked from a buffer
+        // of its own.
         std::vector<double>& target = m_component < 0 ? block.values : m_all;
         target.resize(block.NumRows() * nComponents);
         const std::int64_t nRead = m_results.Read(m_field, block.frame, block.members, target);

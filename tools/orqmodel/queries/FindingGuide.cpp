@@ -235,11 +235,14 @@ constexpr auto kKinds = std::to_array<FindingKind>({
      "it cannot be used, and what else may be wrong with it is unknown",
      "write it again as what the text says was expected"},
 
+    // The patterns are compared in this order: the last one matches every finding.
     {"Others", "*", "the guide does not know this finding", "unknown",
      "look the text up in the model checker"},
 });
 
 bool Matches(const std::string& finding, const char* pattern) {
+    // Patterns escape nothing, and a finding is compared as it stands: names in it may hold any
+    // character, also '/'.
     return fnmatch(pattern, finding.c_str(), FNM_NOESCAPE) == 0;
 }
 

@@ -6,7 +6,8 @@
 namespace orqmodel {
 namespace {
 
-// The codes of components, and the places of a symmetric tensor's.
+// Codes of components as fields store them. The place in these lists is the axis of a vector, and
+// the place in a SymmetricTensor.
 constexpr int kVectorCodes[] = {0, 12, 20};
 constexpr int kTensorCodes[] = {1, 14, 23, 5, 10, 18};  // 11, 22, 33, 12, 13, 23
 
@@ -20,10 +21,13 @@ using Matrix = std::array<std::array<double, 3>, 3>;
 
 /// Turns axes p and q so that the element between them becomes 0.
 void Rotate(Matrix& a, std::size_t p, std::size_t q) {
+    // Also keeps theta from 0 / 0, where the diagonal elements are equal.
     if (a[p][q] == 0) {
         return;
     }
     const double theta = (a[q][q] - a[p][p]) / (2 * a[p][q]);
+    // The tangent of the smaller angle, at most 45 degrees, without which the sweeps need not
+    // converge. Of a large theta hypot does not overflow, but its square would.
     const double t = std::copysign(1.0, theta) / (std::abs(theta) + std::hypot(1.0, theta));
     const double c = 1 / std::hypot(1.0, t);
     const double s = t * c;
@@ -85,13 +89,14 @@ double VonMises(const SymmetricTensor& s) {
 
 std::array<double, 3> PrincipalValues(const SymmetricTensor& s) {
     Matrix a = {{{s[0], s[3], s[4]}, {s[3], s[1], s[5]}, {s[4], s[5], s[2]}}};
-    constexpr int kMostSweeps = 12;  // Each squares the error.
+    constexpr int kMostSweeps = 12;  // Convergence is quadratic; a fixed number also ends for NaN.
     for (int sweep = 0; sweep < kMostSweeps; ++sweep) {
         Rotate(a, 0, 1);
         Rotate(a, 0, 2);
         Rotate(a, 1, 2);
     }
     std::array<double, 3> values = {a[0][0], a[1][1], a[2][2]};
+    // NaN has no place in an order, and std::sort requires one.
     if (std::ranges::none_of(values, [](double value) { return std::isnan(value); })) {
         std::ranges::sort(values, std::greater());
     }

@@ -49,6 +49,7 @@ std::string TextOf(const json& cell) {
 json LabelRange(const ORQSimPosition& stored, int instance) {
     const ORQSimDistribution labels(stored.GetDistribution());
     for (const ORQSimDrawerDescription& drawer : labels.QueryDrawers()) {
+        // An instance has one drawer: its labels are given once.
         const ORQSimCSet of(drawer.CSet(0));
         const ORQSimCSet members(drawer.CSet(1));
         if (of.SeekMember(instance) < 0 || members.IsEmpty()) {
@@ -75,6 +76,7 @@ json LabelRange(const ORQSimPosition& stored, int instance) {
 }
 
 bool Meet(const ORQSimCSet& a, const ORQSimCSet& b) {
+    // Most blocks and sections lie apart, which the bounds show without an intersection.
     if (a.IsEmpty() || b.IsEmpty() || a.Bounds().Last() < b.Bounds().First() ||
         b.Bounds().Last() < a.Bounds().First()) {
         return false;
@@ -229,6 +231,8 @@ InventoryTable Inventory::Surfaces() const {
     const ORQSimMap surfaces = m_document.GetModel().GetMap(ORQSimSchema::Model_surfaces);
     for (auto entry = surfaces.Begin(); entry.NotDone(); ++entry) {
         std::int64_t faces = 0;
+        // Faces are counted from the sizes of the stored sets; ORQExcModel::Surfaces would list
+        // each face.
         const ORQSimCtation parts =
             (*entry).GetPosition(ORQSimSchema::Region_elementsFacesCluster).DSet().GetCtation();
         for (const ORQSimCompartment& part : parts.Compartments()) {
@@ -239,6 +243,7 @@ InventoryTable Inventory::Surfaces() const {
             {entry.Key().UTF8(),
              Number((*entry).DataRecord().GetInt(ORQSimRecordField::Region_number)), faces});
     }
+    // The map is ordered by name; the model's file orders surfaces by number.
     std::ranges::stable_sort(table.rows, {}, [](const auto& row) { return row[1]; });
     return table;
 }

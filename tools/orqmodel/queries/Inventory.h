@@ -30,8 +30,8 @@ struct InventoryTable {
     std::vector<bool> NumberColumns() const;
 };
 
-/// What an analyst calls a model, from its catalogue: names, counts and first and last values. Bulk
-/// data stay unread, so that the cost does not grow with nodes and elements, but for sets of
+/// The objects of a model by name, from its catalogue: names, counts, first and last values. Bulk
+/// data stay unread, so that the cost does not grow with nodes and elements, except for sets of
 /// scattered members. Throws ORQBasFailure (Damaged).
 class Inventory {
   public:

@@ -21,6 +21,7 @@ LabelBlocks::LabelBlocks(const ORQObjDocument& document, ORQObjLabelerType type)
     }
     for (const ORQSimDrawerDescription& drawer : m_labels.QueryDrawers()) {
         const ORQSimCSet of(drawer.CSet(0));
+        // Labels of an instance without a record have no name by which they could be shown.
         if (!of.IsEmpty() && of[0] >= 0 && static_cast<std::size_t>(of[0]) < m_instances.size()) {
             m_drawers.push_back({of[0], ORQSimCSet(drawer.CSet(1)), drawer.DrawerID()});
         }
@@ -46,6 +47,7 @@ LabelBlocks::Labels LabelBlocks::Read(const ORQSimCSet& members) const {
             .SetBuffer(ORQSimbufMain, values.data(),
                        static_cast<std::int64_t>(values.size() * sizeof(int)))
             .ExecRead();
+        // Most blocks of members lie within one instance, where no lookup of places is needed.
         const bool isWhole = common.Size() == members.Size();
         for (std::size_t i = 0; i < values.size(); ++i) {
             const auto at =
@@ -59,6 +61,7 @@ LabelBlocks::Labels LabelBlocks::Read(const ORQSimCSet& members) const {
 }
 
 std::vector<int> LabelBlocks::LabelsOf(std::span<const int> members) const {
+    // A node belongs to several elements: its label is read once.
     std::vector<int> unique(members.begin(), members.end());
     std::ranges::sort(unique);
     unique.erase(std::unique(unique.begin(), unique.end()), unique.end());

@@ -11,7 +11,7 @@
 
 namespace orqmodel {
 
-/// Labels of some nodes or elements at a time, read as they are asked for.
+/// Labels of nodes or elements, read for some members at a time.
 class LabelBlocks {
   public:
     LabelBlocks(const ORQObjDocument& document, ORQObjLabelerType type);

@@ -16,7 +16,7 @@ namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
-/// The constant densities of materials by name.
+/// The densities of materials by name: the first value of the first table of each.
 std::map<std::string, double> Densities(const ORQObjDocument& document) {
     std::map<std::string, double> densities;
     const ORQExcMaterials materials(document);
@@ -38,6 +38,7 @@ class LayerSums {
             ofMass ? Densities(document) : std::map<std::string, double>();
         for (const ORQExcSections::Section& section : m_sections.Sections()) {
             const ORQExcSections::Stack stack = m_sections.Read(section);
+            // A section without layers has an unknown thickness, not the thickness 0.
             std::vector<double> sums(1, stack.layers.empty() ? kNone : 0.0);
             for (const ORQExcSections::Layer& layer : stack.layers) {
                 const auto density = densities.find(layer.material);
@@ -70,9 +71,12 @@ class LayerSums {
     static void Add(const ORQExcSections::Value& thickness, double factor,
                     std::vector<double>& sums) {
         if (thickness.numbers.empty()) {
+            // NaN stays in the sum, whatever layers follow: it is unknown without this one.
             sums.assign(1, kNone);
             return;
         }
+        // One sum while all layers are constant, one for each element from the first layer on that
+        // varies.
         sums.resize(std::max(sums.size(), thickness.numbers.size()), sums[0]);
         for (std::size_t i = 0; i < sums.size(); ++i) {
             sums[i] += factor * thickness.At(i);

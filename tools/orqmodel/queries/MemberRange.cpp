@@ -26,6 +26,7 @@ ORQSimCSet MembersAt(const ORQSimCSet& set, int begin, int end) {
         return set;
     }
     const int first = set[begin];
+    // Members ascend: as many as the numbers from first to last means that none is left out.
     if (set[end - 1] - first == end - begin - 1) {
         return collection.CreateVolatileCSetStrided(first, end - begin, 1, 1);
     }
@@ -71,6 +72,8 @@ double ElementParts::Done() const {
 }
 
 ORQSimCSet NodesOf(const ORQExcModel& model, const ORQSimCSet& elements) {
+    // A bit for each node takes less memory than a sorted list of the nodes of all elements, where
+    // most nodes occur several times.
     std::vector<bool> isUsed(static_cast<std::size_t>(model.NumNodes()));
     ElementParts parts(model, elements);
     while (const ElementParts::Part* part = parts.Next(100'000)) {

@@ -44,6 +44,8 @@ class Connectivity : public RowSource {
   public:
     Connectivity(const ORQExcModel& model, const ORQSimCSet& elements)
         : m_parts(model, elements), m_labels(model.Document(), ORQObjLabelerType::Node) {
+        // All shapes share one table, as wide as the largest; cells that a shape does not need stay
+        // empty.
         int most = 0;
         for (const ORQExcModel::Block& block : m_parts.Blocks()) {
             most = std::max(most, block.shape->nNodes);

@@ -65,6 +65,7 @@ class Linked {
   public:
     explicit Linked(const ORQSimPosition& focus) {
         const auto slots = SlotsOfSchema();
+        // Breadth first: an object is named by the last slot of a shortest path from the focus.
         std::deque<ORQSimPosition> open = {focus};
         for (; !open.empty(); open.pop_front()) {
             for (const Slot& slot : slots) {
@@ -120,7 +121,8 @@ class Linked {
 
   private:
     bool Add(const ORQSimPosition& position, int slot) {
-        // A set's position names its collection's object, of which there are many.
+        // A set has the position of its collection's object, and a model has many sets: only the
+        // collection is listed.
         return position.ID().Category() != ORQSimCategoryCSet &&
                m_found.emplace(position, slot).second;
     }

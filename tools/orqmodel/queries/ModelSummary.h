@@ -90,7 +90,7 @@ struct ModelSummary {
     std::vector<KeptTextSummary> keptTexts;
 };
 
-/// Reads the database through: all coordinates, in blocks of about 3 MB, and all labels, some
+/// Reads the whole database: all coordinates, in blocks of about 3 MB, and all labels, some
 /// 12 bytes each. Collections and distributions are those that links of the schema lead to from the
 /// focus. Throws ORQBasFailure (Damaged). `progress` is called with 0 to 1.
 ModelSummary Summarize(const ORQSimDatabase& database, const std::function<void(double)>& progress);

@@ -16,8 +16,8 @@
 namespace orqmodel {
 namespace {
 
-/// Whether a text begins with a quote that nothing closes: at such a one the lookup ends the
-/// process, even before it looks.
+/// Whether a text begins with a quote that nothing closes. The lookup ends the process for such a
+/// text, before it reads any map.
 bool OpensQuote(const std::string& text) {
     return text.starts_with('"') && text.find('"', 1) == std::string::npos;
 }
@@ -29,7 +29,7 @@ ORQSimPosition LookUp(const ORQObjDocument& document, int map, const ScopedName&
     }
     const char* separator = name.separator.c_str();
     const char* instance = name.instance.c_str();
-    // Its second try reads the quotes within the name, too.
+    // The lookup's retry also parses quotes within the name, and ends the process at an open one.
     const bool mayRetry = ORQSrvHasMatchedQuotes(name.name, separator, instance);
     return ORQSrvGetIDFromScopedName(document.Focus(), name.name, map, separator, instance,
                                      mayRetry);
@@ -53,6 +53,7 @@ std::set<std::string> KeysOf(const ORQObjDocument& document, const ScopedName& n
 /// The object under one of the keys, exactly or, if there is but one, in either case of letters.
 ORQSimPosition FindByKey(const ORQObjDocument& document, std::span<const int> maps, int map,
                          const ScopedName& name) {
+    // Keys in their own case come first, so that one in another case never hides them.
     const std::set<std::string> keys = KeysOf(document, name);
     for (const std::string& key : keys) {
         if (const ORQSimPosition object = document.GetModel().GetMap(map).Find(key);

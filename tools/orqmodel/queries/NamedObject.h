@@ -21,10 +21,9 @@ struct NamedObject {
     std::string key;
 };
 
-/// Looks a name up in maps of the model, one after the other; what would end the process inside the
-/// lookup is tested beforehand. A name that the lookup does not find, or would end at, may still be
-/// a key as it stands, or one of which only the case of letters differs, if there is only one of
-/// these. Throws ORQBasFailure: Usage for quotes that are not closed in a name that is no key,
+/// Looks a name up in maps of the model, one after the other. A name for which the lookup would end
+/// the process does not reach it. Such a name, and one that is not found, may still be a key as it
+/// stands or, where there is only one such key, in another case of letters. Throws ORQBasFailure: Usage for quotes that are not closed in a name that is no key,
 /// Damaged for an entry that is no set where sets are wanted.
 NamedObject FindNamedObject(const ORQObjDocument& document, std::span<const int> maps,
                             bool wantsSet, const ScopedName& name);

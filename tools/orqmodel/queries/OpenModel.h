@@ -7,8 +7,8 @@
 namespace orqmodel {
 
 /// Opens a database for reading. Throws ORQBasFailure: what opening throws, and Damaged when a
-/// collection claims far more members than the files could say anything about: what walks over all
-/// of them would take time and memory without end.
+/// collection claims far more members than files of this size could describe: a pass over all of
+/// them would take time and memory without end.
 ORQSimDatabase OpenModel(const std::string& path);
 
 }  // namespace orqmodel

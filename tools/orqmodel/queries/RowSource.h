@@ -12,7 +12,7 @@ namespace orqmodel {
 
 enum class RowPlace { Model, Node, Element };
 
-/// Some rows of a table: what is known of some members, at one time.
+/// Some rows of a table: the values of some members at one time.
 struct RowBlock {
     int frame = -1;              ///< of the results; -1 for what has no time
     ORQSimCSet members;          ///< ascending; none for the whole model, which has one row
@@ -53,10 +53,10 @@ std::unique_ptr<RowSource> FieldRows(const ORQExcResults& results,
                                      const ORQExcResults::Field& field, std::vector<int> frames,
                                      const ORQSimCSet& members, int component = -1);
 
-/// What elements measure, in powers of the model's units: `length` of lines, `area` of plane shapes
-/// and shells, `thickness` of shells by their sections, `volume` of solids and, by thickness, of
-/// shells, and `mass` of shells by the densities of their layers; without what sections have
-/// besides layers. Lengths, areas and volumes are those of ORQExcMeasureOf: by the corners.
+/// Sizes of elements, in powers of the model's units: `length` of lines, `area` of plane shapes and
+/// shells, `thickness` of shells by their sections, `volume` of solids and, by thickness, of shells,
+/// and `mass` of shells by the densities of their layers, without other masses of a section.
+/// Lengths, areas and volumes are those of ORQExcMeasureOf: by the corners.
 std::unique_ptr<RowSource> MeasureRows(const ORQExcModel& model, const ORQSimCSet& elements,
                                        const std::string& measure);
 /// The measures, in the order in which help names them.

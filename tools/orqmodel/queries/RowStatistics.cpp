@@ -25,6 +25,7 @@ void RowStatistics::Take(const RowBlock& block) {
         if (std::isnan(value)) {
             continue;
         }
+        // Strictly, so that the first of equal values is kept.
         if (column.count == 0 || value < column.least.value) {
             column.least = {value, member(i / nColumns)};
         }

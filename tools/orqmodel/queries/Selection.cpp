@@ -73,6 +73,7 @@ ORQSimCSet Labelled(const ORQExcModel& model, ORQObjLabelerType type, const char
         ORQSimArray<int> ordinals;
         labeler.GetInstanceLabelsAndOrdinals(name, labels, ordinals);
         for (std::size_t i = 0; i < spans.size(); ++i) {
+            // Labels of an instance are stored in ascending order.
             const auto first = std::lower_bound(labels.begin(), labels.end(), spans[i].first);
             const auto last = std::upper_bound(first, labels.end(), spans[i].last);
             isFound[i] = isFound[i] || first != last;
@@ -141,6 +142,7 @@ ORQSimCSet OfSet(const ORQExcModel& model, const ScopedName& name, RowPlace plac
     const ORQObjDocument& document = model.Document();
     const NamedObject nodes = FindNamedObject(document, kNodeSets, true, name);
     if (place == RowPlace::Node && !nodes.object.IsNull()) {
+        // A stored set may be in an order of its own; a union is ascending.
         return nodes.object.CSet().Union(ORQSimCSet());
     }
     if (const NamedObject elements = FindNamedObject(document, kElementSets, true, name);
@@ -152,6 +154,7 @@ ORQSimCSet OfSet(const ORQExcModel& model, const ScopedName& name, RowPlace plac
         !surface.object.IsNull()) {
         return OfSurface(model, surface.key, place);
     }
+    // Reported last: an element set or a surface may have the same name.
     if (!nodes.object.IsNull()) {
         ORQBasThrowUsage(
             fmt::format("--set {}: is a set of nodes, and the values are of elements", name.name));

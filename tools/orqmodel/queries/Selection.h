@@ -9,7 +9,7 @@
 
 namespace orqmodel {
 
-/// Which nodes or elements a user means; at most one of the four is given.
+/// A choice of nodes or elements; at most one of the four is given.
 struct Selection {
     ScopedName set;  ///< of nodes or elements, or a surface
     std::string block;

@@ -18,6 +18,7 @@ void PrintDumped(std::ostream& out, const std::string& dumped) {
     }) << '\n';
 }
 
+// Names come from files; one that is not UTF-8 must not end the report.
 constexpr auto kReplaceInvalid = nlohmann::json::error_handler_t::replace;
 
 }  // namespace

@@ -10,9 +10,9 @@
 
 namespace orqmodel {
 
-/// How much a command tells.
+/// How much a command prints.
 enum class Verbosity {
-    Quiet,  ///< what was asked for and what went wrong, no account of what was done
+    Quiet,  ///< results and errors, no account of what was done
     Ordinary,
     Verbose,  ///< every name, where an account of many shortens its lists
 };

@@ -16,7 +16,7 @@ void Note(int signal) {
     alarm(kPatience);
 }
 
-/// Work that rarely checks for signals is ended as a second signal would end it.
+/// Ends work that has not checked for signals in time, as a second signal would.
 void GiveUp(int) {
     std::signal(noted_signal, SIG_DFL);
     std::raise(noted_signal);
@@ -54,7 +54,7 @@ void InterruptGuard::Check() const {
     if (noted_signal == 0) {
         return;
     }
-    alarm(0);  // What clears the work away takes its time.
+    alarm(0);  // Cleaning up may take longer than the alarm allows.
     throw Interrupted{noted_signal};
 }
 

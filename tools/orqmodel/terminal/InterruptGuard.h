@@ -5,7 +5,7 @@
 
 namespace orqmodel {
 
-/// Thrown where work is given up because the user asked for it.
+/// Thrown where work ends early because a signal came.
 struct Interrupted {
     int signal;
 };

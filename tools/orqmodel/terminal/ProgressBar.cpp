@@ -21,6 +21,7 @@ ProgressBar::~ProgressBar() {
 
 void ProgressBar::Show(double done) {
     const int percent = static_cast<int>(100 * std::clamp(done, 0.0, 1.0));
+    // A terminal is slow beside the work: it gets a hundred lines at most.
     if (m_terminal == nullptr || percent == m_percent) {
         return;
     }

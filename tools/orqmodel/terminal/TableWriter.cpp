@@ -7,11 +7,13 @@
 namespace orqmodel {
 namespace {
 
+// Large pieces, since each write to a stream costs a call and a check of its own.
 constexpr std::size_t kBytesAtOnce = 1 << 20;
 
 /// What the formats share: a buffer that goes to the stream in large pieces.
 class BufferedWriter : public TableWriter {
   public:
+    // Room beyond the limit for the last row, so that the buffer rarely grows.
     BufferedWriter(std::ostream& out) : m_out(out) { m_buffer.reserve(kBytesAtOnce + (1 << 16)); }
 
     void Integer(std::int64_t value) override { Put(value); }

@@ -1,3 +1,5 @@
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,10 +41,15 @@ void CheckHoldsNothingElse(const fs::path& directory) {
     }
 }
 
-void CheckCanBeReplaced(const fs::path& name) {
+// The generation of a database, nothing for a damaged one. Opens it for writing, so that one that
+// somebody else is writing is refused as busy.
+std::optional<std::int64_t> GenerationOf(const fs::path& name) {
     try {
-        // For writing, so that one that somebody else is writing is refused as busy.
-        ORQSimDatabase::Open(name.string(), ORQSimDatabase::Mode::ReadWrite).Close();
+        ORQSimDatabase database =
+            ORQSimDatabase::Open(name.string(), ORQSimDatabase::Mode::ReadWrite);
+        const std::int64_t generation = database.Generation();
+        database.Close();
+        return generation;
     } catch (const ORQBasFailure& failure) {
         if (failure.Kind() == ORQBasFailureKind::Foreign) {
             ORQBasThrowUsage(failure.Text() + "; it is not replaced");
@@ -52,17 +59,41 @@ void CheckCanBeReplaced(const fs::path& name) {
             throw;
         }
     }
-    CheckHoldsNothingElse(name);
+    return std::nullopt;
 }
 
-void CheckCanBeHad(const fs::path& name, bool mayReplace) {
+// The generation of what will be replaced; nothing where the name is free.
+std::optional<std::int64_t> CheckCanBeHad(const fs::path& name, bool mayReplace) {
     if (!IsTaken(name)) {
-        return;
+        return std::nullopt;
     }
     if (!mayReplace) {
         ORQBasThrowUsage(name.string() + ": exists already; --force replaces a model database");
     }
-    CheckCanBeReplaced(name);
+    const std::optional<std::int64_t> generation = GenerationOf(name);
+    CheckHoldsNothingElse(name);
+    return generation;
+}
+
+[[noreturn]] void FailChanged(const fs::path& name) {
+    throw ORQBasFailure(ORQBasFailureKind::Busy,
+                        name.string() + ": somebody wrote to it meanwhile; it was left as it is");
+}
+
+// Throws Busy unless the former database is still as it was. It lies elsewhere now, so nobody opens
+// it any more; who opened it before holds its lock.
+void CheckIsUnchanged(const fs::path& former, std::int64_t generation, const fs::path& name) {
+    bool isUnchanged = false;
+    try {
+        isUnchanged = GenerationOf(former) == generation;
+    } catch (const ORQBasFailure& failure) {
+        if (failure.Kind() != ORQBasFailureKind::Busy) {
+            throw;
+        }
+    }
+    if (!isUnchanged) {
+        FailChanged(name);
+    }
 }
 
 }  // namespace
@@ -76,7 +107,18 @@ std::string ORQExcStagedTarget::Begin() {
     return m_staged.emplace(m_name, "import").Path().string();
 }
 
-void ORQExcStagedTarget::PutIntoPlace() {
-    CheckCanBeHad(m_name, m_mayReplace);  // others may have had it meanwhile
-    m_staged->PutIntoPlace(m_mayReplace);
+void ORQExcStagedTarget::PutIntoPlace(std::optional<std::int64_t> generation) {
+    // Others may have had it meanwhile.
+    const std::optional<std::int64_t> found = CheckCanBeHad(m_name, m_mayReplace);
+    if (generation && found && *found != *generation) {
+        FailChanged(m_name);
+    }
+    const std::optional<std::int64_t> expected = generation ? generation : found;
+    // A writer who comes between the check above and the exchange is found after it, when the
+    // former database can no longer be opened under its name.
+    m_staged->PutIntoPlace(m_mayReplace, [&](const fs::path& former) {
+        if (expected) {
+            CheckIsUnchanged(former, *expected, m_name);
+        }
+    });
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -22,8 +23,10 @@ class ORQ_EXPORT ORQExcStagedTarget {
     /// Makes the folder; answers the path, not taken, at which to create the database.
     std::string Begin();
     /// REQUIRES: the database there is closed. Makes it durable and gives it its name; a database
-    /// that it replaces is removed.
-    void PutIntoPlace();
+    /// that it replaces is removed. Throws Busy, and leaves that one in its place, where somebody
+    /// writes to it or has written since it had the generation given; without one, since the call
+    /// began.
+    void PutIntoPlace(std::optional<std::int64_t> generation = {});
 
   private:
     std::filesystem::path m_name;

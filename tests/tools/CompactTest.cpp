@@ -9,11 +9,15 @@
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 #include <vector>
 
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQBasFailure.h"
+#include "ORQBasStaged.h"
+#include "ORQExcStagedTarget.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimDistribution.h"
@@ -99,6 +103,55 @@ TEST_F(CompactTest, ADatabaseThatIsWrittenToOrDamagedIsLeftAsItIs) {
     EXPECT_THAT(damaged.err, HasSubstr("is damaged, and was left as it is"));
     EXPECT_EQ(RunHere({"verify", m_model}).out, before);
     EXPECT_EQ(RunHere({"compact", m_folder / "none.orq"}).status, 3);
+}
+
+TEST_F(CompactTest, WhatSomebodyCommitsMeanwhileIsNotReplaced) {
+    const auto generation = [&](const std::string& path) {
+        return ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly).Generation();
+    };
+    const auto commit = [](const std::string& path) {
+        const ORQSimDatabase database = ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadWrite);
+        ORQSimTransaction transaction(database.ContextID());
+        ORQObjModelBuilder(database).AddNodes(1);
+        transaction.Commit();
+    };
+    const std::int64_t before = generation(m_model);
+    ORQExcStagedTarget target(m_model, true);
+    ORQSimDatabase::Create(target.Begin()).Close();
+    commit(m_model);
+    try {
+        target.PutIntoPlace(before);
+        ADD_FAILURE() << "a commit was replaced";
+    } catch (const ORQBasFailure& failure) {
+        EXPECT_EQ(failure.Kind(), ORQBasFailureKind::Busy);
+        EXPECT_THAT(failure.Text(), HasSubstr("m.orq: somebody wrote to it meanwhile"));
+    }
+    EXPECT_EQ(generation(m_model), before + 1);
+    // Between the last check and the exchange: the former one, out of its place, has changed.
+    ORQBasStaged staged(m_model, "import");
+    fs::copy(m_model, staged.Path(), fs::copy_options::recursive);
+    EXPECT_THROW(staged.PutIntoPlace(true,
+                                     [&](const fs::path& former) {
+                                         commit(former);
+                                         throw std::runtime_error("changed");
+                                     }),
+                 std::runtime_error);
+    EXPECT_EQ(generation(m_model), before + 2);
+    EXPECT_EQ(RunHere({"verify", m_model}).status, 0);
+}
+
+TEST_F(CompactTest, AFileReplacesNoFolderAndAFolderNoFile) {
+    const fs::path folder = m_folder / "pictures.png";
+    fs::create_directory(folder);
+    PutBytes(folder / "kept", "kept");
+    ORQBasStaged file(folder, "draw");
+    PutBytes(file.Path(), "picture");
+    EXPECT_THROW(file.PutIntoPlace(true), ORQBasFailure);
+    EXPECT_EQ(Bytes(folder / "kept"), "kept");
+    ORQBasStaged other(folder / "kept", "draw");
+    fs::create_directory(other.Path());
+    EXPECT_THROW(other.PutIntoPlace(true), ORQBasFailure);
+    EXPECT_EQ(Bytes(folder / "kept"), "kept");
 }
 
 TEST_F(CompactTest, AKillAtAnyTimeLeavesTheOldOrTheNew) {

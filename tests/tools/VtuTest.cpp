@@ -82,6 +82,29 @@ AQAAAEgAAAAAAAAAEgAAAA==eJxjYMAHPtjjlUaSBwA9VgJf
     EXPECT_THAT(values, ElementsAre(0, 0, -7));
 }
 
+TEST_F(Vtu, NumbersTooLargeAreErrorsAndTooSmallOnesZero) {
+    const auto grid = [](const std::string& x) {
+        return "<VTKFile type=\"UnstructuredGrid\"><UnstructuredGrid><Piece NumberOfPoints=\"1\" "
+               "NumberOfCells=\"1\"><Points><DataArray type=\"Float64\" NumberOfComponents=\"3\" "
+               "format=\"ascii\">" +
+               x +
+               " 0 0</DataArray></Points><Cells><DataArray type=\"Int64\" Name=\"connectivity\" "
+               "format=\"ascii\">0</DataArray><DataArray type=\"Int64\" Name=\"offsets\" "
+               "format=\"ascii\">1</DataArray><DataArray type=\"UInt8\" Name=\"types\" "
+               "format=\"ascii\">1</DataArray></Cells></Piece></UnstructuredGrid></VTKFile>";
+    };
+    const exodus_file::ScratchFolder folder;
+    for (const auto& [x, status] : {std::pair("1e-400", 0), std::pair("1e400", 3)}) {
+        PutBytes(folder / "p.vtu", grid(x));
+        const CommandResult result =
+            RunHere({"import", folder / "p.vtu", "-o", folder / (std::string(x) + ".orq")});
+        EXPECT_EQ(result.status, status) << result.err;
+        if (status != 0) {
+            EXPECT_NE(result.err.find("\"1e400\" is no number"), std::string::npos) << result.err;
+        }
+    }
+}
+
 TEST_F(Vtu, NodesOfEachShapeStandInTheOrderOfVtk) {
     exodus_file::Write(OneOfEachShape(), m_folder / "mesh.e");
     const json grid = Exported(m_folder / "mesh.e");

@@ -372,9 +372,13 @@ std::vector<Value> VtkXmlFile::AsciiNumbers(const VtkElement& array) const {
         Value value{};
         const char* const digits = *at == '+' ? at + 1 : at;
         const auto parsed = std::from_chars(digits, end, value);
-        // Values too small for the type read as 0, as a C library's reader has them.
-        const bool isTiny =
-            std::is_floating_point_v<Value> && parsed.ec == std::errc::result_out_of_range;
+        // Values too small for the type read as 0, as a C library's reader has them. The sign of
+        // the exponent tells them from those that are too large, which are an error.
+        const std::string_view text(digits, parsed.ptr);
+        const auto exponent = text.find_first_of("eE");
+        const bool isTiny = std::is_floating_point_v<Value> &&
+                            parsed.ec == std::errc::result_out_of_range && exponent != text.npos &&
+                            text[exponent + 1] == '-';
         if ((parsed.ec != std::errc() && !isTiny) || parsed.ptr == digits ||
             (parsed.ptr != end && !IsBlank(*parsed.ptr))) {
             const char* const wordEnd = std::find_if(at, end, IsBlank);

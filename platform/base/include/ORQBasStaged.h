@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string_view>
 
 #include "ORQBasExport.h"
@@ -32,7 +33,12 @@ class ORQ_EXPORT ORQBasStaged {
     /// REQUIRES: what was made is closed. Makes it durable, files in a folder too, and gives it its
     /// name; what it replaces is removed. A file system that cannot exchange two folders gets the
     /// former one moved to NAME.replaced first, where a crash in between leaves it.
-    void PutIntoPlace(bool mayReplace);
+    ///
+    /// A file never replaces a folder, nor a folder a file. `check` is called with the former one
+    /// once it is out of its place, if the file system can go back; when it throws, all is as it
+    /// was.
+    void PutIntoPlace(bool mayReplace,
+                      const std::function<void(const std::filesystem::path& former)>& check = {});
 
   private:
     void RemoveLeftovers(std::string_view purpose) const;

@@ -55,12 +55,7 @@ ExitStatus RunCompact(const CompactOptions& options, const Console& console) {
     const std::int64_t after = DirectoryBytes(made);
     interrupts.Check();
     // Nothing keeps a writer out during the long rebuild: what it committed is not in the new one.
-    if (StateOf(options.database) != state) {
-        throw ORQBasFailure(ORQBasFailureKind::Busy,
-                            fmt::format("{}: somebody wrote to it meanwhile; it was left as it is",
-                                        options.database));
-    }
-    target.PutIntoPlace();
+    target.PutIntoPlace(state);
     if (options.json) {
         PrintJson(console.out, {{"schema_version", 1},
                                 {"command", "compact"},

@@ -94,10 +94,9 @@ const char* NameOf(Change change) {
 /// The beginning of a text, on one line.
 std::string Short(const std::string& text) {
     constexpr std::size_t kMost = 60;
-    std::string shown = text;
+    std::string shown = text.size() <= kMost ? text : text.substr(0, kMost - 3) + "...";
     std::ranges::replace(shown, '\t', ' ');
-    const std::string printable = ORQExcPrintable(shown);
-    return printable.size() <= kMost ? printable : printable.substr(0, kMost - 3) + "...";
+    return ORQExcPrintable(shown);
 }
 
 /// "PART-1 3, 5, 7": the instance once for those that follow each other in it.
@@ -304,17 +303,22 @@ json ToJson(const DiffOptions& options, const ORQExcDifferences& differences) {
             {"differences", list}};
 }
 
-/// Lists the differences of two models. Findings when there are any. Throws ORQBasFailure.
-ExitStatus RunDiff(const DiffOptions& options, const Console& console) {
-    const ORQObjDocument before(OpenModel(options.before));
-    const ORQObjDocument after(OpenModel(options.after));
+ORQExcDifferences Compared(const ORQObjDocument& before, const ORQObjDocument& after,
+                           const DiffOptions& options, const Console& console) {
     ProgressBar bar(console, "comparing");
     ORQExcComparison comparison;
     comparison.relative = options.tolerance.empty() ? 0 : options.tolerance[0];
     comparison.absolute = options.tolerance.size() < 2 ? 0 : options.tolerance[1];
     comparison.byNumber = options.by == "label";
     comparison.progress = [&](double done) { bar.Show(done); };
-    const ORQExcDifferences differences = ORQExcCompare(before, after, comparison);
+    return ORQExcCompare(before, after, comparison);
+}
+
+/// Lists the differences of two models. Findings when there are any. Throws ORQBasFailure.
+ExitStatus RunDiff(const DiffOptions& options, const Console& console) {
+    const ORQObjDocument before(OpenModel(options.before));
+    const ORQObjDocument after(OpenModel(options.after));
+    const ORQExcDifferences differences = Compared(before, after, options, console);
     if (options.json) {
         PrintJson(console.out, ToJson(options, differences));
     } else {

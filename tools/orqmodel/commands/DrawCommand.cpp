@@ -118,7 +118,8 @@ std::filesystem::path Numbered(const std::filesystem::path& pattern, int number)
         const auto [next, error] =
             std::from_chars(name.data() + percent + 1, name.data() + end, width);
         const bool isPlain = percent + 1 == end;
-        if (isPlain || (error == std::errc() && next == name.data() + end && width <= 20)) {
+        if (isPlain ||
+            (error == std::errc() && next == name.data() + end && width >= 0 && width <= 20)) {
             return pattern.parent_path() / fmt::format("{}{:0{}}{}", name.substr(0, percent),
                                                        number, width, name.substr(end + 1));
         }
@@ -171,6 +172,16 @@ class Output {
     bool m_isSvg;
 };
 
+int TimeFrom(const std::string& text) {
+    int time = 0;
+    const char* const end = text.data() + text.size();
+    const auto [next, error] = std::from_chars(text.data(), end, time);
+    if (error != std::errc() || next != end || time < 1) {
+        ORQBasThrowUsage("--step " + text + ": is no time, which are counted from 1, and not all");
+    }
+    return time;
+}
+
 bool IsMeasure(const std::string& text) {
     const std::vector<std::string> measures = MeasureNames();
     return std::ranges::find(measures, text) != measures.end();
@@ -185,13 +196,15 @@ void DrawMeshes(const ORQObjDocument& document, const DrawOptions& options, cons
         wanted.measure = options.colourBy;
     }
     wanted.isAllTimes = options.step == "all";
-    wanted.time = wanted.isAllTimes || options.step.empty() ? 0 : std::stoi(options.step);
+    wanted.time = wanted.isAllTimes || options.step.empty() ? 0 : TimeFrom(options.step);
     const auto fileAt = [&](int time) {
         return wanted.isAllTimes ? Numbered(options.output, time) : options.output;
     };
     // Before the results are read, which may take long: a name that is taken, or of a series
     // without a number in it, is refused at once.
-    output.Check(fileAt(0));
+    if (const std::filesystem::path first = fileAt(1); !wanted.isAllTimes) {
+        output.Check(first);
+    }
     MeshSeries series(document, std::filesystem::path(options.database).stem().string(), wanted);
     // All names before the first picture, so that no series is left in the middle by a name that is
     // taken.
@@ -273,7 +286,7 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         .add_option("--step", options->step,
                     "The time of the field or deformation, counted from 1, or all, each in a "
                     "file of its own: -o name_%04d.png; without it, the last that has values")
-        ->check(CLI::Range(1, std::numeric_limits<int>::max()) | OneOf({"all"}));
+        ->type_name("N|all");
     command
         .add_option("--clip", options->clips,
                     "Draw only elements whose middle lies there, as in x<0.5; may be repeated")

@@ -66,7 +66,7 @@ Extent ReadExtent(const ORQObjMesh& mesh, const std::function<void(double)>& pro
     std::vector<double> values;
     const int last = nodes.Bounds().Last();
     for (int begin = std::max(0, nodes.Bounds().First()); begin <= last;) {
-        progress(static_cast<double>(begin) / last);
+        progress(static_cast<double>(begin) / std::max(1, last));
         const int count = std::min(kBlockNodes, last - begin + 1);
         const ORQSimCSet block =
             collection.CreateVolatileCSetStrided(begin, count, 1, 1).Intersection(nodes);

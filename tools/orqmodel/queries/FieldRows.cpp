@@ -1,5 +1,10 @@
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+#include <vector>
 
+#include "ORQSimCollection.h"
 #include "queries/MemberRange.h"
 #include "queries/RowSource.h"
 
@@ -35,7 +40,7 @@ class Field : public RowSource {
     }
     const std::vector<Column>& Columns() const override { return m_columns; }
 
-    /// A frame without any value of the members has no rows.
+    /// Members without any value at a time have no row.
     bool Next(RowBlock& block) override {
         while (m_frame < m_frames.size()) {
             const bool isWhole = Place() == RowPlace::Model;
@@ -74,7 +79,32 @@ class Field : public RowSource {
                     m_all[row * nComponents + static_cast<std::size_t>(m_component)];
             }
         }
-        return nRead > 0;
+        if (nRead > 0 && Place() != RowPlace::Model) {
+            LeaveOutEmpty(block);
+        }
+        return nRead > 0 && !block.values.empty();
+    }
+
+    /// Leaves out the members of which no value is a number, whatever others are in the block: so
+    /// the rows do not depend on how members fall into blocks.
+    void LeaveOutEmpty(RowBlock& block) const {
+        const std::size_t nColumns = m_columns.size();
+        std::vector<int> kept;
+        std::vector<double> values;
+        for (std::size_t row = 0; row < block.NumRows(); ++row) {
+            const auto first = block.values.begin() + static_cast<std::ptrdiff_t>(row * nColumns);
+            const auto end = first + static_cast<std::ptrdiff_t>(nColumns);
+            if (std::any_of(first, end, [](double value) { return !std::isnan(value); })) {
+                kept.push_back(block.members[static_cast<int>(row)]);
+                values.insert(values.end(), first, end);
+            }
+        }
+        if (kept.size() < block.NumRows()) {
+            block.members =
+                ORQSimCollection(block.members.CollectionID())
+                    .CreateVolatileCSet(kept.data(), static_cast<int>(kept.size()), true);
+            block.values = std::move(values);
+        }
     }
 
     const ORQExcResults& m_results;

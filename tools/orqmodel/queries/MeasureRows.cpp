@@ -16,13 +16,14 @@ namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
-/// The densities of materials by name: the first value of the first table of each.
+/// The constant densities of materials by name.
 std::map<std::string, double> Densities(const ORQObjDocument& document) {
     std::map<std::string, double> densities;
     const ORQExcMaterials materials(document);
     for (const ORQExcMaterials::Material& material : materials.Materials()) {
         for (const ORQExcMaterialTable& table : ORQExcReadMaterialTables(material.position)) {
-            if (table.property == "density" && table.NumRows() > 0) {
+            // A density that varies has no one value: the mass is unknown.
+            if (table.property == "density" && table.IsConstant() && table.NumRows() == 1) {
                 densities.try_emplace(material.name, table.Value(0, 0));
             }
         }

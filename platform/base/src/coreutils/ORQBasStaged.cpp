@@ -124,7 +124,8 @@ void ORQBasStaged::RemoveLeftovers(std::string_view purpose) const {
     }
 }
 
-void ORQBasStaged::PutIntoPlace(bool mayReplace) {
+void ORQBasStaged::PutIntoPlace(bool mayReplace,
+                                const std::function<void(const fs::path& former)>& check) {
     // Before the name is given: after a loss of power no name leads to contents that were lost.
     SyncAll(m_made);
     unsigned wayBack = RENAME_NOREPLACE;
@@ -135,13 +136,21 @@ void ORQBasStaged::PutIntoPlace(bool mayReplace) {
         if (!mayReplace) {
             ORQBasThrowUsage(m_place.string() + ": exists already");
         }
+        if (fs::is_directory(fs::symlink_status(m_place)) != fs::is_directory(m_made)) {
+            ORQBasThrowUsage(m_place.string() + (fs::is_directory(m_made)
+                                                     ? ": is no folder, and is not replaced"
+                                                     : ": is a folder, and is not replaced"));
+        }
         Exchange();
         // The former one is in the folder now, so that going back is another exchange.
         wayBack = RENAME_EXCHANGE;
     }
     try {
+        if (check && wayBack == RENAME_EXCHANGE && fs::exists(m_made)) {
+            check(m_made);
+        }
         Sync(FolderOf(m_place));
-    } catch (const ORQBasFailure&) {
+    } catch (...) {
         // No success is reported that may not last. Where the file system cannot go back, the
         // new one stays.
         Rename(m_place, m_made, wayBack);

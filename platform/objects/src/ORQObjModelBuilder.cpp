@@ -290,7 +290,7 @@ ORQSimPosition ORQObjModelBuilder::AddElementSpec(const ORQString& name) const {
         return known;
     }
     ORQSimCollection specs(id);
-    // The place of the symbol is the number that AddMember gives to the spec.
+    // AddMember gives the next free number, which the symbol has to have before it is a member.
     const ORQSimPosition spec = symbols.Create(type, specs.Space(), name, id);
     specs.AddMember(spec);
     spec.SetName(ORQSimSchema::Record_name, name);

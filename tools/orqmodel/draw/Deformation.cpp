@@ -96,7 +96,6 @@ void Deformation::Scale(const std::vector<int>& times) {
     }
     constexpr double kSeen = 0.05;  // of the diagonal
     m_scale = given ? *given : m_largest > 0 ? kSeen * DiagonalOf(m_model) / m_largest : 1;
-    constexpr double kFarthest = 1e100;  // as of the places of nodes: squares of it are finite
     if (!(std::abs(Reach()) <= kFarthest)) {
         ORQBasThrowUsage(fmt::format("--deform {}: moves nodes by {}, which cannot be drawn",
                                      m_field->name, Reach()));

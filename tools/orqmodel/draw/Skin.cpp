@@ -139,7 +139,6 @@ void AddElements(Skin& skin, const Elements& elements) {
 }
 
 void CheckPoints(const Skin& skin, const ORQExcModel& model) {
-    constexpr double kFarthest = 1e100;  // Squares and sums of such numbers are finite.
     for (std::size_t part = 0; part < skin.NumParts(); ++part) {
         for (const int node : skin.Nodes(part)) {
             for (const double value : skin.Points()[static_cast<std::size_t>(node)]) {

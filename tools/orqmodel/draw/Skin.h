@@ -11,6 +11,9 @@
 
 namespace orqmodel {
 
+/// Coordinates that can be drawn are at most so large: squares and sums of such numbers are finite.
+constexpr double kFarthest = 1e100;
+
 /// What can be seen of a mesh from outside, as a list of parts: facets, lines and dots.
 ///
 /// The faces of solids that only one element has, shells, membranes and other plane elements are

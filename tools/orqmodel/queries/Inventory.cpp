@@ -21,6 +21,7 @@
 #include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
+#include "queries/PlaceName.h"
 
 namespace orqmodel {
 namespace {
@@ -82,18 +83,6 @@ bool Meet(const ORQSimCSet& a, const ORQSimCSet& b) {
         return false;
     }
     return !a.Intersection(b).IsEmpty();
-}
-
-const char* PlaceName(ORQExcResultArray::Place place) {
-    switch (place) {
-        case ORQExcResultArray::Place::Node:
-            return "nodes";
-        case ORQExcResultArray::Place::Element:
-            return "elements";
-        case ORQExcResultArray::Place::Model:
-            break;
-    }
-    return "model";
 }
 
 /// A number of the model's file; null for what was made without.

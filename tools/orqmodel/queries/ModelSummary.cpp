@@ -16,6 +16,7 @@
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
+#include "queries/PlaceName.h"
 
 namespace orqmodel {
 namespace {
@@ -204,18 +205,6 @@ std::vector<InstanceSummary> Instances(const ORQObjDocument& document) {
             {name.UTF8(), RangeOfLabels(nodes, name), RangeOfLabels(elements, name)});
     }
     return instances;
-}
-
-const char* PlaceName(ORQExcResultArray::Place place) {
-    switch (place) {
-        case ORQExcResultArray::Place::Node:
-            return "nodes";
-        case ORQExcResultArray::Place::Element:
-            return "elements";
-        case ORQExcResultArray::Place::Model:
-            break;
-    }
-    return "model";
 }
 
 void SummarizeResults(const ORQObjDocument& document, ModelSummary& summary) {

@@ -76,6 +76,12 @@ struct Largest {
     }
 };
 
+/// Up to rounding, whatever the tolerance of values: a wide one would pair neighbouring times.
+bool AreSameTime(double a, double b) {
+    constexpr double kRounding = 1e-12;
+    return std::abs(a - b) <= kRounding * std::max(std::abs(a), std::abs(b));
+}
+
 class ResultComparison {
   public:
     explicit ResultComparison(ComparedModels& models)
@@ -111,7 +117,7 @@ class ResultComparison {
         auto b = to.frames.begin();
         while (a != from.frames.end() || b != to.frames.end()) {
             const bool hasBoth = a != from.frames.end() && b != to.frames.end();
-            if (hasBoth && m_models.differences.AreEqual(TimeBefore(*a), TimeAfter(*b))) {
+            if (hasBoth && AreSameTime(TimeBefore(*a), TimeAfter(*b))) {
                 m_frames.emplace_back(*a++, *b++);
             } else if (b == to.frames.end() || (hasBoth && TimeBefore(*a) < TimeAfter(*b))) {
                 ++nRemoved;

@@ -57,7 +57,7 @@ struct ORQExcDifferences {
 struct ORQExcComparison {
     /// Numbers a and b count as equal when |a - b| is at most `absolute`, or at most `relative`
     /// times the larger of |a| and |b|. Positions are compared as vectors. Two that are not numbers
-    /// are equal.
+    /// are equal. Times of results are the same up to rounding only.
     double relative = 0;
     double absolute = 0;
     /// Blocks, sets, surfaces, sections, materials, orientations and steps are the same when they

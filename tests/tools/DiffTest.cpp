@@ -239,6 +239,10 @@ TEST_F(DiffTest, NamesTheLargestDifferenceOfResultsByTime) {
               {},
               "step \"Step-1\": 1 time removed\n"
               "step \"Step-1\": 1 time added\n"},
+             {{{"1.5\n3\n1", "1.75\n3\n1"}},
+              {"--tolerance", "0.5"},
+              "step \"Step-1\": 1 time removed\n"
+              "step \"Step-1\": 1 time added\n"},
              {{{"flux", "flow"}},
               {},
               "field \"flux (element field)\": removed\n"

@@ -265,7 +265,7 @@ std::vector<std::vector<std::string>> Commands(const std::string& database) {
             {"export", database, "-o", out("m.bdf"), "--force"},
             {"export", database, "-o", out("m.vtu"), "--force"},
             {"draw", database, "-o", out("m.png"), "--size", "32x32", "--force"},
-            {"check", database, "--explain"},
+            {"check", database, "--format", "sarif"},
             {"check", database, "--json"},
             {"info", database, "--json"},
             {"list", "fields", database},

@@ -59,6 +59,7 @@ class ORQ_EXPORT ORQExcModel {
         int number;
         std::vector<Face> faces;  ///< by side, then by element
         Properties properties;
+        bool isAnalytical;  ///< a rigid shape of its own, which has no faces of elements
     };
 
     explicit ORQExcModel(const ORQObjDocument& document);

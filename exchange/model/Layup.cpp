@@ -18,6 +18,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSrvBulkShellLayers.h"
 #include "ORQSrvShellSection.h"
+#include "model/ReadableSection.h"
 
 namespace {
 
@@ -295,7 +296,7 @@ class Reader {
     }
 
     void ReadLayers(const ORQSimPosition& position, ORQExcLayup::Section& section) const {
-        const ORQSrvShellSection layers(position);
+        const ORQSrvShellSection layers = orq::exchange::ReadableSection(position);
         const auto constant = [](const ORQSrvShellSection::VariationEnm& variation, double value) {
             return variation == ORQSrvShellSection::VariationConstant ? std::optional(value)
                                                                       : std::nullopt;

@@ -86,6 +86,12 @@ void RequireMembers(const ORQSimCSet& set, const ORQSimPosition& collection,
     }
 }
 
+bool IsAnalytical(const ORQSimPosition& region) {
+    using namespace ORQSimSchema;
+    return region.IsA(AnalyticalSurface) || region.IsA(AnalyticalSurface_Cylinder) ||
+           region.IsA(AnalyticalSurface_Segments) || region.IsA(AnalyticalSurface_Revolution);
+}
+
 /// The components of the coordinates, 2 or 3.
 ORQSimCSet ComponentsOf(const ORQObjMesh& mesh) {
     const ORQSimDistribution coordinates(mesh.GetCoordinates().GetDistribution());
@@ -210,7 +216,8 @@ std::vector<ORQExcModel::Surface> ORQExcModel::Surfaces() const {
         Surface surface{Text(entry.Key()),
                         region.DataRecord().GetInt(ORQSimRecordField::Region_number),
                         {},
-                        PropertiesOf(region)};
+                        PropertiesOf(region),
+                        IsAnalytical(region)};
         const ORQSimCtation faces =
             region.GetPosition(ORQSimSchema::Region_elementsFacesCluster).DSet().GetCtation();
         for (const ORQSimCompartment& compartment : faces.Compartments()) {

@@ -20,6 +20,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvSectionServices.h"
+#include "model/ReadableSection.h"
 
 namespace {
 
@@ -262,7 +263,7 @@ ORQExcSections::Stack ORQExcSections::ReadAt(const Section& section, int element
 
 ORQExcSections::Stack ORQExcSections::ReadOver(const Section& section,
                                                const ORQSimCSet& elements) const {
-    const ORQSrvShellSection stored(section.position);
+    const ORQSrvShellSection stored = orq::exchange::ReadableSection(section.position);
     Stack layup{{}, static_cast<std::size_t>(elements.Size())};
     for (int number = 0; number < stored.GetNumLayers(); ++number) {
         const auto i = static_cast<std::size_t>(number);

@@ -15,7 +15,7 @@
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
 #include "WingBoxAnalysis.h"
-#include "queries/FindingGuide.h"
+#include "check/DisplayRules.h"
 
 namespace orqmodel {
 namespace {
@@ -47,50 +47,20 @@ class CheckTest : public testing::Test {
     std::string m_database = (m_folder / "model.orq").string();
 };
 
-TEST_F(CheckTest, TheWingBoxWithItsAnalysisHasNoFindings) {
+TEST_F(CheckTest, TheWingBoxWithItsAnalysisHasNoFindingsOfTheModelChecker) {
     ImportWingBox();
-    const CommandResult bare = RunHere({"check", m_database});
-    EXPECT_EQ(bare.status, 1);
-    EXPECT_EQ(bare.out, "Model has no Steps.\n");
+    const CommandResult bare = RunHere({"check", m_database, "--only", "VIZ"});
+    EXPECT_EQ(bare.status, 0);
+    EXPECT_THAT(bare.out, HasSubstr("note VIZ024: Model has no Steps.\n"));
 
     Edit(wing_box::AddAnalysis);
-    const CommandResult whole = RunHere({"check", m_database});
+    const CommandResult whole = RunHere({"check", m_database, "--only", "VIZ"});
     EXPECT_EQ(whole.status, 0);
-    EXPECT_EQ(whole.out, "");
+    EXPECT_EQ(whole.out, "0 errors, 0 warnings, 0 notes\n");
     EXPECT_EQ(whole.err, "");
+    const CommandResult all = RunHere({"check", m_database, "--fail-on", "warning"});
+    EXPECT_EQ(all.status, 0) << all.out << all.err;
     EXPECT_EQ(RunHere({"verify", m_database}).status, 0);
-}
-
-TEST_F(CheckTest, FindingsAreExplainedInGroups) {
-    ImportWingBox();
-    Edit([](const ORQObjDocument& document) {
-        const ORQSimSet inUse = document.Focus().GetSet(ORQSimSchema::Focus_externalPlyIds);
-        std::vector<ORQSimPosition> plies;
-        for (auto ply = inUse.Begin(); ply.NotDone(); ++ply) {
-            plies.push_back(*ply);
-        }
-        for (const ORQSimPosition& ply : plies) {
-            document.Focus().GetSet(ORQSimSchema::Focus_externalPlyIds).Remove(ply);
-        }
-    });
-    const json listed = json::parse(RunHere({"check", m_database, "--json"}).out);
-    EXPECT_TRUE(listed["complete"]);
-    EXPECT_FALSE(listed.contains("explanations"));
-    const std::size_t nFindings = listed["findings"].size();
-    ASSERT_GT(nFindings, 2U);
-    EXPECT_EQ(listed["findings"].back(), "Model has no Steps.");
-
-    const json explained = json::parse(RunHere({"check", m_database, "--json", "--explain"}).out);
-    ASSERT_EQ(explained["explanations"].size(), 2U);
-    EXPECT_EQ(explained["explanations"][0]["check"], "Plies");
-    EXPECT_EQ(explained["explanations"][0]["findings"].size(), nFindings - 1);
-    EXPECT_EQ(explained["explanations"][1]["findings"], json::array({nFindings - 1}));
-
-    const CommandResult text = RunHere({"check", m_database, "--explain"});
-    EXPECT_EQ(text.status, 1);
-    EXPECT_THAT(text.out, AllOf(HasSubstr("Plies\n  Ply \""),
-                                HasSubstr("Steps\n  Model has no Steps.\n    It means: "),
-                                HasSubstr("It breaks: "), HasSubstr("To mend it: ")));
 }
 
 TEST_F(CheckTest, ASectionThatCannotBeReadIsNamedAfterTheFindings) {
@@ -116,14 +86,14 @@ TEST_F(CheckTest, ASectionThatCannotBeReadIsNamedAfterTheFindings) {
     });
     const CommandResult result = RunHere({"check", m_database});
     EXPECT_EQ(result.status, 3);
-    EXPECT_EQ(result.out, "Model has no Steps.\n");
+    EXPECT_THAT(result.out, HasSubstr("  Model has no Steps.\n"));
     EXPECT_THAT(result.err, AllOf(HasSubstr(m_database), HasSubstr("section \"skin upper\""),
                                   HasSubstr("layer.Size() == 1")));
     const CommandResult jsonResult = RunHere({"check", m_database, "--json"});
-    EXPECT_EQ(jsonResult.status, 3);
+    EXPECT_EQ(jsonResult.status, 3) << jsonResult.err;
     const json object = json::parse(jsonResult.out);
     EXPECT_FALSE(object["complete"]);
-    EXPECT_THAT(object["reason"].get<std::string>(),
+    EXPECT_THAT(object["reasons"][0].get<std::string>(),
                 AllOf(HasSubstr("section \"skin upper\""), HasSubstr("layer.Size() == 1")));
 }
 
@@ -140,9 +110,9 @@ TEST_F(CheckTest, ValuesThatTheDatabaseRefusesEndTheCheckAsUnreadable) {
     EXPECT_EQ(result.status, 3);
     const json object = json::parse(result.out);
     EXPECT_FALSE(object["complete"]);
-    EXPECT_EQ(object["findings"], json::array({"Model has no Steps."}));
+    EXPECT_EQ(object["findings"][0]["message"], "Model has no Steps.");
     EXPECT_THAT(
-        object["reason"].get<std::string>(),
+        object["reasons"][0].get<std::string>(),
         AllOf(HasSubstr(m_database), HasSubstr("section \"skin upper\""), HasSubstr("collection")));
     EXPECT_THAT(result.err, HasSubstr("section \"skin upper\""));
 }
@@ -153,28 +123,27 @@ TEST_F(CheckTest, NoDatabaseIsAnError) {
     EXPECT_THAT(result.err, HasSubstr("none.orq"));
 }
 
-TEST(FindingGuideTest, EveryFindingOfTheCheckerHasItsExplanation) {
-    std::set<const FindingKind*> met;
+TEST(DisplayRules, EveryFindingOfTheModelCheckerHasItsRule) {
+    using orq::exchange::DisplayRuleOf;
+    using orq::exchange::DisplayRules;
+    const ORQExcRule* const others = &DisplayRules().back();
+    std::set<const ORQExcRule*> met;
     for (const auto* defects : {&checked_defects::MeshDefects(), &checked_defects::RegionDefects(),
                                 &checked_defects::StepDefects(), &checked_defects::HistoryDefects(),
                                 &checked_defects::SectionDefects()}) {
         for (const auto& defect : *defects) {
-            for (const ExplainedFindings& group : Explain(defect.findings)) {
-                met.insert(group.kind);
-                EXPECT_NE(group.kind, &FindingKinds().back()) << defect.name;
+            for (const std::string& finding : defect.findings) {
+                met.insert(&DisplayRuleOf(finding));
+                EXPECT_NE(&DisplayRuleOf(finding), others) << defect.name;
             }
         }
     }
-    met.insert(&FindingKinds().front());  // a model without a mesh
-    for (const auto& group :
-         Explain({"Shell section \"S\" cannot be checked: field 0 holds a string."})) {
-        met.insert(group.kind);
+    met.insert(&DisplayRuleOf("Mesh is not present in this Model."));
+    met.insert(&DisplayRuleOf("Shell section \"S\" cannot be checked: field 0 holds a string."));
+    for (const ORQExcRule& rule : DisplayRules()) {
+        EXPECT_TRUE(&rule == others || met.contains(&rule)) << rule.title;
     }
-    for (const FindingKind& kind : FindingKinds().first(FindingKinds().size() - 1)) {
-        EXPECT_TRUE(met.contains(&kind)) << kind.pattern;
-    }
-    EXPECT_EQ(Explain({"Mesh is not present in this Model.", "what nobody knows"}).back().kind,
-              &FindingKinds().back());
+    EXPECT_EQ(&DisplayRuleOf("what nobody knows"), others);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "CommandRun.h"
+#include "EditedText.h"
 #include "ExodusFile.h"
 #include "Files.h"
 
@@ -106,21 +107,6 @@ $ElementData
 2 4 5 6
 $EndElementData
 )";
-
-/// A text with the first place of `from` replaced, where `from` is not empty.
-struct Edit {
-    std::string from;
-    std::string to;
-};
-
-std::string Edited(std::string text, const std::vector<Edit>& edits) {
-    for (const Edit& edit : edits) {
-        const auto at = text.find(edit.from);
-        EXPECT_NE(at, std::string::npos) << edit.from;
-        text.replace(at, edit.from.size(), edit.to);
-    }
-    return text;
-}
 
 class DiffTest : public testing::Test {
   protected:

@@ -1,174 +1,281 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "ORQBasAssertException.h"
 #include "ORQBasFailure.h"
+#include "ORQExcCheck.h"
 #include "ORQObjDocument.h"
-#include "ORQSimLinks.h"
-#include "ORQSimSchema.h"
-#include "ORQSrvHPVizChecker.h"
-#include "ORQSrvShellSection.h"
 #include "commands/Arguments.h"
-#include "queries/FindingGuide.h"
 #include "queries/OpenModel.h"
+#include "terminal/Findings.h"
+#include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
 
+using nlohmann::json;
+
 struct CheckOptions {
     std::string database;
-    bool explain = false;
+    bool list = false;
+    std::string explain;
+    std::vector<std::string> only;
+    std::vector<std::string> skip;
+    std::size_t limit = 10;
+    std::string failOn;
+    std::string baseline;
+    std::string config;
+    std::string format = "text";
     bool json = false;
 };
 
-using nlohmann::json;
-
-struct ORQExcOutcome {
-    std::vector<std::string> findings;
-    ExitStatus status = ExitStatus::Done;
-    std::string reason;  // What ended the check early; empty when nothing did.
-};
-
-std::string TextOf(ORQBasException& exception) {
-    const auto* failure = dynamic_cast<const ORQBasFailure*>(&exception);
-    return failure != nullptr ? failure->Text()
-                              : exception.DeveloperReport(ORQBasStringMode::Unicode).c_str();
-}
-
-/// Names the section that its reader refuses.
-[[noreturn]] void ThrowUnreadableSection(const std::string& path, const ORQObjDocument& document) {
-    using namespace ORQSimSchema;
-    const ORQSimVector assignments = document.GetModel().GetVector(Model_sectionAssignments);
-    for (auto i = assignments.Begin(); i.NotDone(); ++i) {
-        const ORQSimPosition section = (*i).GetPosition(SectionAssignment_section);
-        try {
-            if (section.IsA(Section_Shell)) {
-                const ORQSrvShellSection readable(section);
-            }
-        } catch (ORQBasException& exception) {
-            throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                path + ": the layers of shell section \"" +
-                                    section.Name(Record_name).UTF8() +
-                                    "\" cannot be read: " + TextOf(exception));
-        }
+json ReadJsonFile(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) {
+        ORQBasThrowSystemFailure(path, "open");
     }
-    // Called in a handler: the exception that the checker threw goes on as it is.
-    throw;
-}
-
-/// Runs the checker; an exception that concerns a section's layers says which section.
-void RunChecker(ORQSrvHPVizChecker& checker, const std::string& path,
-                const ORQObjDocument& document) {
     try {
-        checker.Check_HPViz();
-    } catch (const ORQBasAssertException&) {
-        ThrowUnreadableSection(path, document);
-    } catch (const ORQBasFailure& failure) {
-        if (failure.Kind() != ORQBasFailureKind::Usage) {
-            throw;
-        }
-        ThrowUnreadableSection(path, document);
+        return json::parse(file);
+    } catch (const json::exception& error) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            fmt::format("{}: is not JSON: {}", path, error.what()));
     }
 }
 
-ORQExcOutcome Check(const std::string& path) {
-    const ORQObjDocument document(OpenModel(path));
-    ORQExcOutcome outcome;
-    ORQSrvHPVizChecker checker(document);
+/// The members of a baseline by rule and object; findings without members by their message.
+using Known = std::map<std::pair<std::string, std::string>, std::set<std::string>>;
+
+std::string KeyOf(const json& member) {
+    return member.at("instance").dump() + " " + member.at("label").dump();
+}
+
+/// Reads what `--format json` wrote.
+Known ReadBaseline(const std::string& path) {
+    const json report = ReadJsonFile(path);
     try {
-        RunChecker(checker, path, document);
-    } catch (const ORQBasFailure& failure) {
-        // Of whatever kind, it is no wrong use: the contents of the model cannot be read.
-        outcome.status = ExitStatus::Unreadable;
-        outcome.reason = failure.Text();
-    } catch (ORQBasException& exception) {
-        outcome.status = ExitStatus::BrokenInvariant;
-        outcome.reason = TextOf(exception);
-    }
-    for (const ORQString& finding : checker.Messages()) {
-        outcome.findings.push_back(finding.UTF8());
-    }
-    if (outcome.reason.empty() && !outcome.findings.empty()) {
-        outcome.status = ExitStatus::Findings;
-    }
-    return outcome;
-}
-
-void PrintList(const ORQExcOutcome& outcome, std::ostream& out) {
-    for (const std::string& finding : outcome.findings) {
-        out << ORQExcPrintable(finding) << '\n';
-    }
-}
-
-void PrintExplained(const ORQExcOutcome& outcome, std::ostream& out) {
-    std::string_view check;
-    for (const ExplainedFindings& group : Explain(outcome.findings)) {
-        if (check != group.kind->check) {
-            check = group.kind->check;
-            out << check << '\n';
-        }
-        for (const std::size_t place : group.places) {
-            out << "  " << ORQExcPrintable(outcome.findings[place]) << '\n';
-        }
-        out << "    It means: " << group.kind->meaning << '\n'
-            << "    It breaks: " << group.kind->breaks << '\n'
-            << "    To mend it: " << group.kind->mending << "\n\n";
-    }
-}
-
-json ToJson(const ExplainedFindings& group) {
-    return {{"check", group.kind->check},   {"pattern", group.kind->pattern},
-            {"findings", group.places},     {"meaning", group.kind->meaning},
-            {"breaks", group.kind->breaks}, {"mending", group.kind->mending}};
-}
-
-void Print(const ORQExcOutcome& outcome, const CheckOptions& options, std::ostream& out) {
-    if (options.json) {
-        json object = {{"schema_version", 1},
-                       {"command", "check"},
-                       {"path", options.database},
-                       {"complete", outcome.reason.empty()},
-                       {"findings", outcome.findings}};
-        if (!outcome.reason.empty()) {
-            object["reason"] = outcome.reason;
-        }
-        if (options.explain) {
-            object["explanations"] = json::array();
-            for (const ExplainedFindings& group : Explain(outcome.findings)) {
-                object["explanations"].push_back(ToJson(group));
+        Known known;
+        for (const json& finding : report.at("findings")) {
+            const json& object = finding.at("object");
+            auto& of = known[{finding.at("rule"), object.is_null() ? "" : object}];
+            of.insert(finding.at("message").get<std::string>());
+            for (const json& member : finding.at("members")) {
+                of.insert(KeyOf(member));
             }
         }
-        PrintJson(out, object);
-    } else if (options.explain) {
-        PrintExplained(outcome, out);
+        return known;
+    } catch (const json::exception& error) {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Foreign,
+            fmt::format("{}: is no report of findings in JSON: {}", path, error.what()));
+    }
+}
+
+/// Leaves what the baseline does not have: of a finding with members those that are new.
+void Subtract(const Known& known, ORQExcCheckResult& result) {
+    std::erase_if(result.findings, [&](ORQExcFinding& finding) {
+        const auto of = known.find({finding.rule, finding.object});
+        if (of == known.end()) {
+            return false;
+        }
+        if (finding.members.empty()) {
+            return of->second.contains(finding.message);
+        }
+        std::size_t kept = 0;
+        for (std::size_t i = 0; i < finding.labels.size(); ++i) {
+            const ORQExcFinding::Label label = finding.labels[i];
+            const json instance =
+                label.instance < 0
+                    ? json()
+                    : json(result.instances[static_cast<std::size_t>(label.instance)]);
+            if (!of->second.contains(KeyOf({{"instance", instance}, {"label", label.label}}))) {
+                finding.labels[kept] = label;
+                finding.members[kept++] = finding.members[i];
+                continue;
+            }
+            if (i == 0) {
+                finding.position.reset();  // it was that of a member that is known
+            }
+        }
+        finding.labels.resize(kept);
+        finding.members.resize(kept);
+        return kept == 0;
+    });
+}
+
+/// Adds what a file of settings says: {"only": [...], "skip": [...], "fail_on": "warning",
+/// "limits": {"LAY004": 90}, "blocks": {"skin": {"LAY004": 45}}}.
+void ReadConfig(const std::string& path, CheckOptions& options, ORQExcCheckOptions& check) {
+    const json config = ReadJsonFile(path);
+    try {
+        for (const auto& [key, value] : config.items()) {
+            if (key == "only" || key == "skip") {
+                auto& names = key == "only" ? check.only : check.skip;
+                for (const json& name : value) {
+                    names.push_back(name);
+                }
+            } else if (key == "fail_on") {
+                options.failOn = options.failOn.empty() ? value.get<std::string>() : options.failOn;
+            } else if (key == "limits") {
+                value.get_to(check.limits);
+            } else if (key == "blocks") {
+                for (const auto& [block, limits] : value.items()) {
+                    limits.get_to(check.blockLimits[block]);
+                }
+            } else {
+                ORQBasThrowUsage(fmt::format("{}: there is no setting \"{}\"", path, key));
+            }
+        }
+    } catch (const json::exception& error) {
+        ORQBasThrowUsage(fmt::format("{}: {}", path, error.what()));
+    }
+}
+
+ORQExcLevel LevelOf(const std::string& name) {
+    for (const ORQExcLevel level : {ORQExcLevel::Error, ORQExcLevel::Warning, ORQExcLevel::Note}) {
+        if (name == ORQExcLevelName(level)) {
+            return level;
+        }
+    }
+    ORQBasThrowUsage(fmt::format("there is no level \"{}\"; is it error, warning, note?", name));
+}
+
+void PrintRules(const ORQExcChecker& checker, std::ostream& out) {
+    for (const ORQExcRule* rule : checker.Rules()) {
+        out << fmt::format("{:7} {:8} {}\n", rule->id, ORQExcLevelName(rule->level), rule->title);
+    }
+}
+
+void Explain(const ORQExcChecker& checker, const std::string& id, std::ostream& out) {
+    checker.Require(id);
+    for (const ORQExcRule* rule : checker.Rules()) {
+        if (!std::string_view(rule->id).starts_with(id)) {
+            continue;
+        }
+        out << fmt::format("{} ({}): {}\n  It means: {}\n  It breaks: {}\n  To mend it: {}\n",
+                           rule->id, ORQExcLevelName(rule->level), rule->title, rule->meaning,
+                           rule->breaks, rule->mending);
+        if (rule->limit) {
+            out << fmt::format("  Limit: {:g} {}\n", *rule->limit, rule->limitOf);
+        }
+        if (*rule->source != '\0') {
+            out << "  Source: " << rule->source << '\n';
+        }
+    }
+}
+
+void Print(const Findings& findings, const CheckOptions& options, const Console& console) {
+    if (options.format == "json") {
+        PrintJson(console.out, FindingsToJson(findings));
+    } else if (options.format == "sarif") {
+        PrintJson(console.out, FindingsToSarif(findings));
+    } else if (options.format == "junit") {
+        console.out << FindingsToJUnit(findings);
     } else {
-        PrintList(outcome, out);
+        PrintFindings(findings, console.IsVerbose() ? SIZE_MAX : options.limit, console.out);
     }
 }
 
-/// Checks a model for what would keep it from being displayed or post-processed; prints the
-/// findings in their order, one line each, or explained and grouped by check. ExitStatus::Findings
-/// when there are any. What ends the check early is thrown after the findings until then are
-/// printed: ORQBasFailure, of kind Damaged and with the section's name for a section that cannot be
-/// read.
-ExitStatus RunCheck(const CheckOptions& options, const Console& console) {
-    const ORQExcOutcome outcome = Check(options.database);
-    Print(outcome, options, console.out);
-    if (!outcome.reason.empty()) {
-        console.out.flush();
-        console.err << "orqmodel: " << ORQExcPrintable(outcome.reason) << '\n';
+ExitStatus StatusOf(const ORQExcCheckResult& result, ORQExcLevel failOn) {
+    if (!result.failures.empty()) {
+        return std::ranges::any_of(result.failures, &ORQExcCheckResult::Failure::isBrokenInvariant)
+                   ? ExitStatus::BrokenInvariant
+                   : ExitStatus::Unreadable;
     }
-    return outcome.status;
+    return std::ranges::any_of(result.findings,
+                               [&](const auto& finding) { return finding.level <= failOn; })
+               ? ExitStatus::Findings
+               : ExitStatus::Done;
+}
+
+ORQExcCheckResult Check(const std::string& path, const ORQExcChecker& checker,
+                        ORQExcCheckOptions options, const Console& console) {
+    const ORQObjDocument document(OpenModel(path));
+    ProgressBar bar(console, "checking");
+    options.progress = [&](double done) { bar.Show(done); };
+    ORQExcCheckResult result = checker.Run(document, options);
+    for (ORQExcCheckResult::Failure& failure : result.failures) {
+        if (failure.text.find(path) == std::string::npos) {
+            failure.text = path + ": " + failure.text;
+        }
+    }
+    return result;
+}
+
+/// Checks a model and prints what is wrong with it, by rule. ExitStatus::Findings when something is
+/// at least as bad as the level that fails. What ends a check early is said after the findings:
+/// Unreadable, or BrokenInvariant.
+ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
+    CheckOptions options = given;
+    const ORQExcChecker checker;
+    if (options.list || !options.explain.empty()) {
+        options.list ? PrintRules(checker, console.out)
+                     : Explain(checker, options.explain, console.out);
+        return ExitStatus::Done;
+    }
+    if (options.database.empty()) {
+        ORQBasThrowUsage("DATABASE is required, unless --list or --explain is given");
+    }
+    options.format = options.json ? "json" : options.format;
+    ORQExcCheckOptions check{.only = options.only, .skip = options.skip};
+    if (!options.config.empty()) {
+        ReadConfig(options.config, options, check);
+    }
+    const ORQExcLevel failOn =
+        options.failOn.empty() ? ORQExcLevel::Error : LevelOf(options.failOn);
+    Findings findings{options.database, checker.Rules(),
+                      Check(options.database, checker, check, console)};
+    if (!options.baseline.empty()) {
+        Subtract(ReadBaseline(options.baseline), findings.result);
+    }
+    Print(findings, options, console);
+    console.out.flush();
+    for (const ORQExcCheckResult::Failure& failure : findings.result.failures) {
+        console.err << "orqmodel: " << ORQExcPrintable(failure.text) << '\n';
+    }
+    return StatusOf(findings.result, failOn);
 }
 
 }  // namespace
 
 SubcommandRun DeclareCheck(CLI::App& command) {
     const auto options = std::make_shared<CheckOptions>();
-    AddDatabase(command, options->database);
-    command.add_flag("--explain", options->explain,
-                     "Group the findings and say what each means, breaks and needs");
+    command.add_option("DATABASE", options->database, "The model database");
+    command.add_flag("--list", options->list, "List the rules");
+    command
+        .add_option("--explain", options->explain,
+                    "Say what a rule, or each of a group, means, breaks and needs")
+        ->type_name("RULE");
+    command.add_option("--only", options->only, "Try these rules or groups only")
+        ->type_name("RULE,...")
+        ->delimiter(',');
+    command.add_option("--skip", options->skip, "Leave out these rules or groups")
+        ->type_name("RULE,...")
+        ->delimiter(',');
+    command
+        .add_option("--limit", options->limit,
+                    "Findings of a rule, and members of a finding, that the text lists")
+        ->capture_default_str();
+    command
+        .add_option("--fail-on", options->failOn,
+                    "The least level that ends the program with status 1 (default: error)")
+        ->check(OneOf({"error", "warning", "note"}));
+    command
+        .add_option("--baseline", options->baseline,
+                    "Leave out the findings of an earlier report in JSON")
+        ->type_name("FILE");
+    command.add_option("--config", options->config, "Rules and limits, by block, in JSON")
+        ->type_name("FILE");
+    command.add_option("--format", options->format, "How to report")
+        ->check(OneOf({"text", "json", "sarif", "junit"}))
+        ->capture_default_str();
     AddJson(command, options->json);
     return Reading(options, RunCheck, &CheckOptions::database);
 }

@@ -1,0 +1,274 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <utility>
+
+#include "ORQBasFailure.h"
+#include "ORQExcCheck.h"
+#include "ORQExcNearNames.h"
+#include "ORQObjLabeler.h"
+#include "ORQObjMesh.h"
+#include "ORQSimCollection.h"
+#include "check/Checks.h"
+#include "model/OrdinalSet.h"
+
+namespace {
+
+constexpr int kSlice = 1 << 15;  // elements at a time; bounds the memory
+
+std::string GroupOf(const ORQExcRule& rule) {
+    const std::string id = rule.id;
+    return id.substr(0, id.find_first_of("0123456789"));
+}
+
+/// One run over a model: the checks that are wanted, and what they find.
+class CheckRun {
+  public:
+    CheckRun(const std::vector<ORQExcCheck>& checks, const ORQObjDocument& document,
+             const ORQExcCheckOptions& options)
+        : m_options(options), m_model(document, options) {
+        for (const ORQExcCheck& check : checks) {
+            for (const ORQExcRule& rule : check.rules) {
+                m_rules.emplace(rule.id, &rule);
+            }
+            const auto isWanted = [&](const ORQExcRule& rule) { return m_model.IsWanted(rule.id); };
+            if (std::ranges::any_of(check.rules, isWanted)) {
+                Attempt([&] { m_runs.push_back(check.begin(m_model)); });
+            }
+        }
+    }
+
+    ORQExcCheckResult Run() {
+        if (std::ranges::any_of(m_runs, &ORQExcCheckRun::VisitsElements)) {
+            Attempt([&] { VisitBlocks(); });
+        }
+        for (std::size_t i = 0; i < m_runs.size(); ++i) {
+            Attempt([&] { m_runs[i]->Finish(m_result.findings); });
+            m_runs[i].reset();  // what it held is no longer needed
+            Tell(0.5 + 0.5 * static_cast<double>(i + 1) / static_cast<double>(m_runs.size()));
+        }
+        std::erase_if(m_result.findings, [&](const ORQExcFinding& finding) {
+            return !m_model.IsWanted(finding.rule);
+        });
+        Attempt([&] { Complete(); });
+        return std::move(m_result);
+    }
+
+  private:
+    /// One check that fails leaves the others alone. The same reason is kept once: several checks
+    /// read the same.
+    template <class Work>
+    void Attempt(const Work& work) {
+        try {
+            work();
+        } catch (const ORQBasFailure& failure) {
+            AddFailure({failure.Text(), false});
+        } catch (ORQBasException& exception) {
+            AddFailure({exception.DeveloperReport(ORQBasStringMode::Unicode).c_str(), true});
+        }
+    }
+
+    void AddFailure(ORQExcCheckResult::Failure failure) {
+        if (std::ranges::find(m_result.failures, failure.text, &ORQExcCheckResult::Failure::text) ==
+            m_result.failures.end()) {
+            m_result.failures.push_back(std::move(failure));
+        }
+    }
+
+    void Tell(double done) const {
+        if (m_options.progress) {
+            m_options.progress(done);
+        }
+    }
+
+    void VisitBlocks() {
+        const ORQExcModel& model = m_model.Model();
+        std::int64_t done = 0;
+        for (const ORQExcModel::Block& block : model.Blocks()) {
+            // A block whose connectivity cannot be read leaves the others alone.
+            Attempt([&] { VisitBlock(block, done); });
+        }
+    }
+
+    void VisitBlock(const ORQExcModel::Block& block, std::int64_t& done) {
+        const std::span<const double> coordinates = m_model.Coordinates();
+        const auto nEach = static_cast<std::size_t>(block.shape->nNodes);
+        std::vector<int> ordinals;
+        std::vector<int> nodes;
+        std::vector<double> points;
+        for (int begin = 0; begin < block.elements.Size(); begin += kSlice) {
+            const int end = std::min(begin + kSlice, block.elements.Size());
+            const auto count = static_cast<std::size_t>(end - begin);
+            ordinals.resize(count);
+            for (std::size_t i = 0; i < count; ++i) {
+                ordinals[i] = block.elements[begin + static_cast<int>(i)];
+            }
+            nodes.resize(count * nEach);
+            m_model.Model().ReadConnectivity(block, begin, end, nodes);
+            points.assign(nodes.size() * 3, 0.0);
+            if (!coordinates.empty()) {
+                for (std::size_t i = 0; i < nodes.size(); ++i) {
+                    std::copy_n(coordinates.data() + static_cast<std::size_t>(nodes[i]) * 3, 3,
+                                points.data() + i * 3);
+                }
+            }
+            for (const auto& run : m_runs) {
+                if (run->VisitsElements()) {
+                    run->Visit({block, ordinals, nodes, points});
+                }
+            }
+            done += end - begin;
+            Tell(0.5 * static_cast<double>(done) /
+                 static_cast<double>(std::max(1, m_model.Model().NumElements())));
+        }
+    }
+
+    /// Sets what every finding has alike: level, labels, and where its first member is.
+    void Complete() {
+        for (ORQExcFinding& finding : m_result.findings) {
+            finding.level = m_rules.at(finding.rule)->level;
+        }
+        using Place = ORQExcFinding::Place;
+        const auto has = [&](Place place) {
+            return std::ranges::find(m_result.findings, place, &ORQExcFinding::place) !=
+                   m_result.findings.end();
+        };
+        for (const Place place : {Place::Node, Place::Element}) {
+            if (has(place)) {
+                Label(place);
+            }
+        }
+        for (ORQExcFinding& finding : m_result.findings) {
+            if (!finding.members.empty() && m_model.Model().Dimension() > 0) {
+                finding.position = PositionOf(finding.place, finding.members[0]);
+            }
+        }
+    }
+
+    void Label(ORQExcFinding::Place place) {
+        const ORQExcModel& model = m_model.Model();
+        const bool areNodes = place == ORQExcFinding::Place::Node;
+        const std::vector<int> labels = areNodes ? model.NodeLabels() : model.ElementLabels();
+        std::vector<int> instanceOf(labels.size(), -1);
+        m_result.instances.clear();
+        for (const ORQExcModel::Instance& instance : model.Instances()) {
+            for (const int ordinal : areNodes ? instance.nodes : instance.elements) {
+                instanceOf[static_cast<std::size_t>(ordinal)] =
+                    static_cast<int>(m_result.instances.size());
+            }
+            m_result.instances.push_back(instance.name);
+        }
+        for (ORQExcFinding& finding : m_result.findings) {
+            if (finding.place != place) {
+                continue;
+            }
+            for (const int member : finding.members) {
+                const auto at = static_cast<std::size_t>(member);
+                finding.labels.push_back(
+                    {instanceOf[at], instanceOf[at] < 0 ? member : labels[at]});
+            }
+        }
+    }
+
+    std::optional<std::array<double, 3>> PositionOf(ORQExcFinding::Place place, int member) const {
+        const std::span<const double> coordinates = m_model.Coordinates();
+        std::vector<int> nodes = {member};
+        if (place == ORQExcFinding::Place::Element) {
+            nodes.clear();
+            for (const ORQExcModel::Block& block : m_model.Model().Blocks()) {
+                if (block.elements.SeekMember(member) >= 0) {
+                    nodes.resize(static_cast<std::size_t>(block.shape->nNodes));
+                    m_model.Model().ReadConnectivity(
+                        block,
+                        orq::exchange::OrdinalSet(ORQSimCollection(block.elements.CollectionID()),
+                                                  std::span(&member, 1)),
+                        nodes);
+                    nodes.resize(static_cast<std::size_t>(block.shape->nCorners));
+                    break;
+                }
+            }
+        }
+        if (nodes.empty()) {
+            return std::nullopt;
+        }
+        std::array<double, 3> middle{};
+        for (const int node : nodes) {
+            for (std::size_t c = 0; c < 3; ++c) {
+                middle[c] += coordinates[static_cast<std::size_t>(node) * 3 + c] /
+                             static_cast<double>(nodes.size());
+            }
+        }
+        return middle;
+    }
+
+    const ORQExcCheckOptions& m_options;
+    ORQExcCheckedModel m_model;
+    std::map<std::string_view, const ORQExcRule*> m_rules;
+    std::vector<std::unique_ptr<ORQExcCheckRun>> m_runs;
+    ORQExcCheckResult m_result;
+};
+
+}  // namespace
+
+const char* ORQExcLevelName(ORQExcLevel level) {
+    constexpr std::array kNames = {"error", "warning", "note"};
+    return kNames.at(static_cast<std::size_t>(level));
+}
+
+void ORQExcCheckRun::Visit(const ORQExcCheckedElements& /*elements*/) {}
+
+ORQExcChecker::ORQExcChecker() : m_checks(orq::exchange::AllChecks()) {}
+
+void ORQExcChecker::Add(ORQExcCheck check) {
+    for (const ORQExcRule& rule : check.rules) {
+        for (const ORQExcRule* known : Rules()) {
+            if (std::string_view(known->id) == rule.id) {
+                ORQBasThrowUsage(fmt::format("there is a rule \"{}\" already", rule.id));
+            }
+        }
+    }
+    m_checks.push_back(std::move(check));
+}
+
+std::vector<const ORQExcRule*> ORQExcChecker::Rules() const {
+    std::vector<const ORQExcRule*> rules;
+    for (const ORQExcCheck& check : m_checks) {
+        for (const ORQExcRule& rule : check.rules) {
+            rules.push_back(&rule);
+        }
+    }
+    return rules;
+}
+
+void ORQExcChecker::Require(const std::string& ruleOrGroup) const {
+    std::set<std::string> names;
+    for (const ORQExcRule* rule : Rules()) {
+        names.insert(rule->id);
+        names.insert(GroupOf(*rule));
+    }
+    if (!names.contains(ruleOrGroup)) {
+        ORQBasThrowUsage(
+            fmt::format("there is no rule or group \"{}\"{}", ruleOrGroup,
+                        ORQExcNearNames(ruleOrGroup, std::vector(names.begin(), names.end()))));
+    }
+}
+
+ORQExcCheckResult ORQExcChecker::Run(const ORQObjDocument& document,
+                                     const ORQExcCheckOptions& options) const {
+    for (const auto& names : {options.only, options.skip}) {
+        for (const std::string& name : names) {
+            Require(name);
+        }
+    }
+    for (const auto& [rule, limit] : options.limits) {
+        Require(rule);
+    }
+    for (const auto& [block, limits] : options.blockLimits) {
+        for (const auto& [rule, limit] : limits) {
+            Require(rule);
+        }
+    }
+    return CheckRun(m_checks, document, options).Run();
+}

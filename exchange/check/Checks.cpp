@@ -1,0 +1,29 @@
+#include "check/Checks.h"
+
+// A row for each file: the function that it defines.
+#define ORQ_EXC_CHECKS(ROW) \
+    ROW(DisplayCheck)       \
+    ROW(NodeValuesCheck)    \
+    ROW(UnusedNodesCheck)   \
+    ROW(RepeatedNodesCheck) \
+    ROW(DuplicatesCheck)    \
+    ROW(PartsCheck)         \
+    ROW(SetsCheck)          \
+    ROW(SectionsCheck)      \
+    ROW(LayersCheck)        \
+    ROW(MaterialsCheck)     \
+    ROW(ResultsCheck)
+
+namespace orq::exchange {
+
+#define ORQ_EXC_DECLARE(check) ORQExcCheck check();
+ORQ_EXC_CHECKS(ORQ_EXC_DECLARE)
+#undef ORQ_EXC_DECLARE
+
+std::vector<ORQExcCheck> AllChecks() {
+#define ORQ_EXC_CALL(check) check(),
+    return {ORQ_EXC_CHECKS(ORQ_EXC_CALL)};
+#undef ORQ_EXC_CALL
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,195 @@
+#include <fmt/format.h>
+
+#include <Eigen/Cholesky>
+#include <Eigen/LU>
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <set>
+
+#include "ORQExcCheck.h"
+#include "ORQExcLayup.h"
+#include "check/Checks.h"
+
+namespace orq::exchange {
+namespace {
+
+const ORQExcRule kUnused = {.id = "MAT001",
+                            .level = ORQExcLevel::Note,
+                            .title = "material of no layer",
+                            .meaning = "no layer has the material",
+                            .breaks = "nothing; it is likely a leftover",
+                            .mending = "remove the material, if nothing needs it"};
+const ORQExcRule kElastic = {
+    .id = "MAT002",
+    .level = ORQExcLevel::Error,
+    .title = "elastic constants that are not positive definite",
+    .meaning = "some deformation of the material would release energy",
+    .breaks = "the stiffness is not positive definite: solvers stop, or give nonsense",
+    .mending = "correct the constants; Poisson's ratios are often given for the other direction",
+    .source =
+        "B. M. Lempriere, Poisson's ratio in orthotropic materials, AIAA Journal 6 (1968) "
+        "2226-2227"};
+const ORQExcRule kTable = {
+    .id = "MAT003",
+    .level = ORQExcLevel::Warning,
+    .title = "material table that a reader may take in another way",
+    .meaning = "temperatures do not rise, a temperature stands twice, or a value is not given",
+    .breaks = "values between the rows are not what was meant",
+    .mending = "sort the rows, and give each temperature once"};
+
+/// The constants of a row by name.
+class Constants {
+  public:
+    Constants(const ORQExcMaterialTable& table, std::size_t row) : m_table(table), m_row(row) {}
+
+    std::optional<double> operator[](std::string_view name) const {
+        const auto& columns = m_table.components;
+        const auto column = std::ranges::find(columns, name, &ORQExcMaterialTable::Column::name);
+        if (column == columns.end()) {
+            return std::nullopt;
+        }
+        const double value =
+            m_table.Value(m_row, static_cast<std::size_t>(column - columns.begin()));
+        return std::isnan(value) ? std::nullopt : std::optional(value);
+    }
+
+  private:
+    const ORQExcMaterialTable& m_table;
+    std::size_t m_row;
+};
+
+std::string Isotropic(const Constants& of) {
+    const auto E = of["E"];
+    const auto nu = of["nu"];
+    if (E && !(*E > 0)) {
+        return fmt::format("E is {:g}", *E);
+    }
+    if (nu && !(*nu > -1 && *nu <= 0.5)) {
+        return fmt::format("nu is {:g}; it lies between -1 and 0.5", *nu);
+    }
+    return {};
+}
+
+/// By the compliance of the three directions, of which those that are not given leave out theirs.
+std::string Orthotropic(const Constants& of) {
+    constexpr std::array kModuli = {"E1", "E2", "E3"};
+    Eigen::Matrix3d compliance = Eigen::Matrix3d::Zero();
+    for (int i = 0; i < 3; ++i) {
+        const auto modulus = of[kModuli.at(static_cast<std::size_t>(i))];
+        if (modulus && !(*modulus > 0)) {
+            return fmt::format("{} is {:g}", kModuli.at(static_cast<std::size_t>(i)), *modulus);
+        }
+        compliance(i, i) = modulus ? 1 / *modulus : 1;
+    }
+    for (const char* shear : {"G12", "G13", "G23"}) {
+        // Zero stands for stiff in transverse shear, in bulk data.
+        if (const auto modulus = of[shear]; modulus && *modulus < 0) {
+            return fmt::format("{} is {:g}", shear, *modulus);
+        }
+    }
+    std::string ratios;
+    for (const auto& [name, i, k] : {std::tuple("nu12", 0, 1), {"nu13", 0, 2}, {"nu23", 1, 2}}) {
+        if (const auto ratio = of[name]) {
+            compliance(i, k) = compliance(k, i) = -*ratio * compliance(i, i);
+            ratios += fmt::format("{}{} {:g}", ratios.empty() ? "" : ", ", name, *ratio);
+        }
+    }
+    return Eigen::LLT<Eigen::Matrix3d>(compliance).info() == Eigen::Success
+               ? std::string()
+               : fmt::format("{} do not go with the moduli", ratios);
+}
+
+/// By the stiffness "G11, G12, ..." of so many rows.
+std::string Anisotropic(const Constants& of, int size) {
+    Eigen::MatrixXd stiffness(size, size);
+    for (int i = 0; i < size; ++i) {
+        for (int k = i; k < size; ++k) {
+            stiffness(i, k) = stiffness(k, i) =
+                of[fmt::format("G{}{}", i + 1, k + 1)].value_or(0.0);
+        }
+    }
+    return Eigen::LLT<Eigen::MatrixXd>(stiffness).info() == Eigen::Success
+               ? std::string()
+               : fmt::format("the matrix of G11 to G{}{} has an eigenvalue that is not above zero",
+                             size, size);
+}
+
+/// What is wrong with the constants of a row, empty for nothing that is known of them.
+std::string WrongWith(const Constants& of) {
+    if (of["E1"]) {
+        return Orthotropic(of);
+    }
+    if (of["G66"]) {
+        return Anisotropic(of, 6);
+    }
+    if (of["G11"]) {
+        // Without G33 it is a material of transverse shear, which has two directions.
+        return Anisotropic(of, of["G33"].value_or(0) == 0 ? 2 : 3);
+    }
+    return Isotropic(of);
+}
+
+class MaterialsRun : public ORQExcCheckRun {
+  public:
+    explicit MaterialsRun(const ORQExcCheckedModel& model) : m_model(model) {}
+
+    void Finish(std::vector<ORQExcFinding>& findings) override {
+        const ORQExcLayup layup = ORQExcReadLayup(m_model.Document());
+        // Properties of bars and solids, which refer to materials too, are kept as their file has them.
+        const bool areLayersAll = std::ranges::all_of(
+            m_model.Model().Blocks(),
+            [](const ORQExcModel::Block& block) { return block.definition.empty(); });
+        std::set<int> used;
+        for (const ORQExcLayup::Section& section : layup.sections) {
+            for (const ORQExcLayup::Layer& layer : section.layers) {
+                used.insert(layer.material);
+            }
+        }
+        for (std::size_t i = 0; i < layup.materials.size(); ++i) {
+            const std::string object = fmt::format("material \"{}\"", layup.materials[i].name);
+            if (areLayersAll && !used.contains(static_cast<int>(i))) {
+                findings.push_back(
+                    {.rule = kUnused.id, .object = object, .message = "no layer has it"});
+            }
+            for (const ORQExcMaterialTable& table : layup.materials[i].tables) {
+                CheckTable(object, table, findings);
+            }
+        }
+    }
+
+  private:
+    static void CheckTable(const std::string& object, const ORQExcMaterialTable& table,
+                           std::vector<ORQExcFinding>& findings) {
+        if (!table.IsConstant()) {
+            for (const std::string& text : ORQExcOdditiesOf(table)) {
+                findings.push_back({.rule = kTable.id,
+                                    .object = fmt::format("{}, {}", object, table.property),
+                                    .message = text});
+            }
+        }
+        if (table.property != "elastic") {
+            return;
+        }
+        for (std::size_t row = 0; row < table.NumRows(); ++row) {
+            if (const std::string wrong = WrongWith({table, row}); !wrong.empty()) {
+                findings.push_back({.rule = kElastic.id,
+                                    .object = table.IsConstant()
+                                                  ? object
+                                                  : fmt::format("{}, row {}", object, row + 1),
+                                    .message = wrong});
+                return;  // the other rows are likely wrong in the same way
+            }
+        }
+    }
+
+    const ORQExcCheckedModel& m_model;
+};
+
+}  // namespace
+
+ORQExcCheck MaterialsCheck() {
+    return {{kUnused, kElastic, kTable}, BeginRun<MaterialsRun>};
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,133 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include "ORQExcCheck.h"
+#include "ORQExcLayup.h"
+#include "ORQExcSections.h"
+#include "check/Checks.h"
+
+namespace orq::exchange {
+namespace {
+
+const ORQExcRule kWithout = {
+    .id = "SEC001",
+    .level = ORQExcLevel::Warning,
+    .title = "element without a section in a model with sections",
+    .meaning = "no section is assigned to the element, though others have one",
+    .breaks = "its thickness, layers and material are unknown",
+    .mending = "add the element to a set with a section"};
+const ORQExcRule kTwo = {.id = "SEC002",
+                         .level = ORQExcLevel::Warning,
+                         .title = "element with two sections",
+                         .meaning = "two assignments have the element; the first one counts",
+                         .breaks = "another program may take the other section",
+                         .mending = "take the element out of one of the sets"};
+const ORQExcRule kUnused = {.id = "SEC003",
+                            .level = ORQExcLevel::Note,
+                            .title = "section of no element",
+                            .meaning = "no element has the section",
+                            .breaks = "nothing; it is likely a leftover",
+                            .mending = "remove the section, or assign it"};
+const ORQExcRule kMisfit = {
+    .id = "SEC004",
+    .level = ORQExcLevel::Warning,
+    .title = "layered section at an element that is no shell",
+    .meaning = "layers are stacked along the normal of a surface; a solid or a bar has none",
+    .breaks = "the layers have no direction",
+    .mending = "assign the section to shells only"};
+
+class SectionsRun : public ORQExcCheckRun {
+  public:
+    explicit SectionsRun(const ORQExcCheckedModel& model) : m_model(model) {}
+
+    void Finish(std::vector<ORQExcFinding>& findings) override {
+        const ORQExcLayup layup = ORQExcReadLayup(m_model.Document());
+        if (layup.sections.empty()) {
+            return;
+        }
+        constexpr int kNone = -1;
+        std::vector<int> sectionOf(static_cast<std::size_t>(m_model.Model().NumElements()), kNone);
+        std::vector<int> twice;
+        std::vector<bool> isUsed(layup.sections.size());
+        for (const ORQExcLayup::Assignment& assignment : layup.assignments) {
+            const auto& sets = m_model.Model().ElementSets();
+            const auto set =
+                std::ranges::find(sets, assignment.elementSet, &ORQExcModel::Set::name);
+            if (set == sets.end()) {
+                continue;
+            }
+            for (ORQSimCSetIterator element{set->members}; !element.IsDone(); element.Next()) {
+                int& section = sectionOf[static_cast<std::size_t>(element.CurrentValue())];
+                if (section == kNone) {
+                    section = assignment.section;
+                    isUsed[static_cast<std::size_t>(section)] = true;
+                } else if (section != assignment.section) {
+                    twice.push_back(element.CurrentValue());
+                }
+            }
+        }
+        if (!twice.empty()) {
+            findings.push_back({.rule = kTwo.id,
+                                .message = "two sections are assigned",
+                                .place = ORQExcFinding::Place::Element,
+                                .members = std::move(twice)});
+        }
+        for (std::size_t i = 0; i < layup.sections.size(); ++i) {
+            if (!isUsed[i]) {
+                findings.push_back({.rule = kUnused.id,
+                                    .object = fmt::format("section \"{}\"", layup.sections[i].name),
+                                    .message = "no element has it"});
+            }
+        }
+        CheckBlocks(layup, sectionOf, findings);
+    }
+
+  private:
+    void CheckBlocks(const ORQExcLayup& layup, const std::vector<int>& sectionOf,
+                     std::vector<ORQExcFinding>& findings) const {
+        for (const ORQExcModel::Block& block : m_model.Model().Blocks()) {
+            std::vector<int> without;
+            std::vector<int> misfits;
+            for (ORQSimCSetIterator element{block.elements}; !element.IsDone(); element.Next()) {
+                const int section = sectionOf[static_cast<std::size_t>(element.CurrentValue())];
+                if (section < 0) {
+                    // Points and lines are masses and rigid links, which have no section; a block with
+                    // a definition has the property of its file.
+                    if (block.shape->dimension >= 2 && block.definition.empty()) {
+                        without.push_back(element.CurrentValue());
+                    }
+                } else if (block.shape->dimension != 2 &&
+                           !layup.sections[static_cast<std::size_t>(section)].layers.empty()) {
+                    misfits.push_back(element.CurrentValue());
+                }
+            }
+            Add(kWithout, block, "no section is assigned", std::move(without), findings);
+            Add(kMisfit, block,
+                fmt::format("a layered section is assigned to the shape {}", block.shape->name),
+                std::move(misfits), findings);
+        }
+    }
+
+    static void Add(const ORQExcRule& rule, const ORQExcModel::Block& block, std::string message,
+                    std::vector<int> members, std::vector<ORQExcFinding>& findings) {
+        if (!members.empty()) {
+            findings.push_back({.rule = rule.id,
+                                .object = fmt::format("block \"{}\"", block.name),
+                                .message = std::move(message),
+                                .place = ORQExcFinding::Place::Element,
+                                .members = std::move(members)});
+        }
+    }
+
+    const ORQExcCheckedModel& m_model;
+};
+
+}  // namespace
+
+ORQExcCheck SectionsCheck() {
+    return {{kWithout, kTwo, kUnused, kMisfit}, BeginRun<SectionsRun>};
+}
+
+}  // namespace orq::exchange

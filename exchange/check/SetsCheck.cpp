@@ -1,0 +1,156 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "ORQExcCheck.h"
+#include "ORQExcNearNames.h"
+#include "check/Checks.h"
+
+namespace orq::exchange {
+namespace {
+
+const ORQExcRule kEmpty = {
+    .id = "SET001",
+    .level = ORQExcLevel::Warning,
+    .title = "set or surface without members",
+    .meaning = "the set has a name and nothing in it",
+    .breaks = "what refers to it, a load or an output request, has no effect",
+    .mending = "give it its members, or remove it"};
+const ORQExcRule kEqual = {.id = "SET002",
+                           .level = ORQExcLevel::Note,
+                           .title = "set with the members of another one",
+                           .meaning = "two sets of one kind have exactly the same members",
+                           .breaks = "nothing; one of the two is likely a leftover",
+                           .mending = "use one of the two"};
+const ORQExcRule kCaseOnly = {
+    .id = "SET003",
+    .level = ORQExcLevel::Note,
+    .title = "names that differ by capital letters only",
+    .meaning = "two sets of one kind have the same name but for case",
+    .breaks = "programs that do not tell case apart take one for the other",
+    .mending = "rename one of the two"};
+const ORQExcRule kSide = {
+    .id = "SET004",
+    .level = ORQExcLevel::Error,
+    .title = "face that the element's shape does not have",
+    .meaning = "a surface names a side of an element beyond those of its shape",
+    .breaks = "the surface has no area there; exports refuse it",
+    .mending = "correct the number of the side"};
+
+class SetsRun : public ORQExcCheckRun {
+  public:
+    explicit SetsRun(const ORQExcCheckedModel& model) : m_model(model.Model()) {}
+
+    void Finish(std::vector<ORQExcFinding>& findings) override {
+        std::vector<const ORQExcModel::Set*> nodeSets;
+        for (const ORQExcModel::Set& set : m_model.NodeSets()) {
+            nodeSets.push_back(&set);
+        }
+        CompareSets("node set", nodeSets, findings);
+        CompareSets("element set", m_model.ElementSetsBesideBlocks(), findings);
+        CheckSurfaces(findings);
+    }
+
+  private:
+    static std::string Named(const char* kind, const std::string& name) {
+        return fmt::format("{} \"{}\"", kind, name);
+    }
+
+    static void CompareSets(const char* kind, const std::vector<const ORQExcModel::Set*>& sets,
+                            std::vector<ORQExcFinding>& findings) {
+        for (const ORQExcModel::Set* set : sets) {
+            if (set->members.IsEmpty()) {
+                findings.push_back({.rule = kEmpty.id,
+                                    .object = Named(kind, set->name),
+                                    .message = "has no members"});
+            }
+        }
+        std::vector<const ORQExcModel::Set*> bySize;
+        std::ranges::copy_if(sets, std::back_inserter(bySize),
+                             [](const auto* set) { return !set->members.IsEmpty(); });
+        std::ranges::stable_sort(bySize, {}, [](const auto* set) { return set->members.Size(); });
+        // Sets of other sizes differ, so only neighbours in this order are compared.
+        for (std::size_t i = 1; i < bySize.size(); ++i) {
+            for (std::size_t k = i; k-- > 0;) {
+                if (bySize[k]->members.Size() != bySize[i]->members.Size()) {
+                    break;
+                }
+                if (bySize[k]->members.SameMembers(bySize[i]->members)) {
+                    findings.push_back(
+                        {.rule = kEqual.id,
+                         .object = Named(kind, bySize[i]->name),
+                         .message = fmt::format("has the {} members of \"{}\"",
+                                                bySize[i]->members.Size(), bySize[k]->name)});
+                    break;
+                }
+            }
+        }
+        std::vector<std::string> names;
+        for (const ORQExcModel::Set* set : sets) {
+            names.push_back(set->name);
+        }
+        CompareNames(kind, names, findings);
+    }
+
+    static void CompareNames(const char* kind, const std::vector<std::string>& names,
+                             std::vector<ORQExcFinding>& findings) {
+        std::map<std::string, std::string> met;
+        for (const std::string& name : names) {
+            const auto [entry, isNew] = met.emplace(WithoutCase(name), name);
+            if (!isNew) {
+                findings.push_back(
+                    {.rule = kCaseOnly.id,
+                     .object = Named(kind, name),
+                     .message = fmt::format("is \"{}\" but for case", entry->second)});
+            }
+        }
+    }
+
+    void CheckSurfaces(std::vector<ORQExcFinding>& findings) const {
+        std::vector<std::string> names;
+        for (const ORQExcModel::Surface& surface : m_model.Surfaces()) {
+            names.push_back(surface.name);
+            if (surface.faces.empty() && !surface.isAnalytical) {
+                findings.push_back({.rule = kEmpty.id,
+                                    .object = Named("surface", surface.name),
+                                    .message = "has no faces"});
+            }
+            CheckSides(surface, findings);
+        }
+        CompareNames("surface", names, findings);
+    }
+
+    void CheckSides(const ORQExcModel::Surface& surface,
+                    std::vector<ORQExcFinding>& findings) const {
+        std::vector<int> wrong;
+        int side = 0;
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            for (const ORQExcModel::Face& face : surface.faces) {
+                const bool isSide =
+                    face.side >= 0 && face.side < static_cast<int>(block.shape->sides.size());
+                if (!isSide && block.elements.SeekMember(face.element) >= 0) {
+                    side = wrong.empty() ? face.side : side;
+                    wrong.push_back(face.element);
+                }
+            }
+        }
+        if (!wrong.empty()) {
+            findings.push_back({.rule = kSide.id,
+                                .object = Named("surface", surface.name),
+                                .message = fmt::format("side {} is none of the shape", side + 1),
+                                .place = ORQExcFinding::Place::Element,
+                                .members = std::move(wrong)});
+        }
+    }
+
+    const ORQExcModel& m_model;
+};
+
+}  // namespace
+
+ORQExcCheck SetsCheck() {
+    return {{kEmpty, kEqual, kCaseOnly, kSide}, BeginRun<SetsRun>};
+}
+
+}  // namespace orq::exchange

@@ -1,0 +1,352 @@
+// The rules of the check command: each finds the damage that it is for, and nothing else.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "CommandRun.h"
+#include "EditedText.h"
+#include "ExodusFile.h"
+#include "Files.h"
+#include "ORQExcCheck.h"
+#include "ORQObjDocument.h"
+#include "ORQObjMesh.h"
+#include "ORQObjStepBuilder.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransaction.h"
+#include "ORQSimTransfer.h"
+
+namespace orqmodel {
+namespace {
+
+using exodus_file::ScratchFolder;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// Two shells with a symmetric and balanced layup, and a set of each of them.
+constexpr const char* kPlate = R"(SOL 101
+CEND
+SET 5 = 1,2
+BEGIN BULK
+GRID,1,,0.,0.,0.
+GRID,2,,1.,0.,0.
+GRID,3,,2.,0.,0.
+GRID,4,,0.,1.,0.
+GRID,5,,1.,1.,0.
+GRID,6,,2.,1.,0.
+CQUAD4,1,1,1,2,5,4
+CQUAD4,2,1,2,3,6,5
+PCOMP,1
+,1,0.1,45.,YES,1,0.1,-45.,YES
+,1,0.1,-45.,YES,1,0.1,45.,YES
+MAT8,1,140.+9,10.+9,.3,5.+9
+ENDDATA
+)";
+
+/// Four nodes, two triangles, and results at two times.
+constexpr const char* kMembrane = R"($MeshFormat
+2.2 0 8
+$EndMeshFormat
+$PhysicalNames
+2
+2 1 "left"
+2 2 "right"
+$EndPhysicalNames
+$Nodes
+4
+1 0 0 0
+2 1 0 0
+3 0 1 0
+4 1 1 0
+$EndNodes
+$Elements
+2
+1 2 2 1 1 1 2 3
+2 2 2 2 1 2 4 3
+$EndElements
+$NodeData
+1
+"heat"
+1
+0.5
+3
+0
+1
+4
+1 10
+2 20
+3 30
+4 40
+$EndNodeData
+$NodeData
+1
+"heat"
+1
+1.5
+3
+1
+1
+4
+1 11
+2 21
+3 31
+4 41
+$EndNodeData
+)";
+
+using Change = std::function<void(const ORQObjDocument&)>;
+
+struct Damage {
+    std::vector<Edit> edits;         // of the text
+    std::vector<std::string> found;  // rule, object and members of each finding
+    Change change = nullptr;         // of the model
+};
+
+/// Rule, object and members, for example `ELM001 block "plate" 1 2`.
+std::string TextOf(const json& finding) {
+    std::string text = finding["rule"];
+    if (!finding["object"].is_null()) {
+        text += " " + finding["object"].get<std::string>();
+    }
+    for (const json& member : finding["members"]) {
+        text += " " + std::to_string(member["label"].get<int>());
+    }
+    return text;
+}
+
+class CheckRulesTest : public testing::Test {
+  protected:
+    /// A model of a text.
+    void Import(const std::string& ending, const std::string& text,
+                const Change& change = nullptr) {
+        PutBytes(m_folder / ("model" + ending), text);
+        std::filesystem::remove_all(m_model);
+        const CommandResult result =
+            RunHere({"import", m_folder / ("model" + ending), "-o", m_model});
+        ASSERT_THAT(result.status, testing::AnyOf(0, 1)) << result.err;
+        if (change) {
+            const ORQSimDatabase database =
+                ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimTransaction transaction(database.ContextID());
+            change(ORQObjDocument(database));
+            transaction.Commit();
+        }
+    }
+
+    json Report(Arguments options = {}) const {
+        Arguments arguments = {"check", m_model, "--json"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return json::parse(RunHere(arguments).out);
+    }
+
+    void ExpectEach(const std::string& ending, const char* text,
+                    const std::vector<Damage>& damages) {
+        for (const Damage& damage : damages) {
+            SCOPED_TRACE(testing::PrintToString(damage.found));
+            Import(ending, Edited(text, damage.edits), damage.change);
+            std::vector<std::string> found;
+            const json report = Report({"--skip", "VIZ"});
+            for (const json& finding : report["findings"]) {
+                found.push_back(TextOf(finding));
+            }
+            EXPECT_EQ(found, damage.found);
+        }
+    }
+
+    ScratchFolder m_folder;
+    std::string m_model = (m_folder / "model.orq").string();
+};
+
+/// Puts a number in the place of the first coordinate of the second node.
+void SetCoordinate(const ORQObjDocument& document, double value) {
+    const ORQSimDistribution coordinates(
+        ORQObjMesh(document.GetMesh()).GetCoordinates().GetDistribution());
+    const auto second = [&](int dimension, int member) {
+        return ORQSimCollection(coordinates.Grid().Collection(dimension))
+            .CreateTempCSetStrided(member, 1, 1, 1);
+    };
+    const ORQSimDrawerDescription drawer = coordinates.QueryDrawers().Get(0);
+    ORQSimTransfer(coordinates)
+        .SetWrite()
+        .SetDrawer(drawer.DrawerID())
+        .SetDim(0, second(0, 1))
+        .SetDim(1, second(1, ORQSimCSet(drawer.CSet(1))[0]))
+        .SetBuffer(ORQSimbufMain, &value, sizeof value)
+        .ExecWrite();
+}
+
+void AddStepThatRunsBack(const ORQObjDocument& document) {
+    const ORQObjStepBuilder builder(document);
+    constexpr std::array kTimes = {2.0, 1.0};
+    builder.AddTimes(builder.AddStep("again", ORQSimSchema::Step_General), kTimes);
+}
+
+TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
+    ExpectEach(
+        ".bdf", kPlate,
+        {{{}, {}},
+         {{{"CQUAD4,1", "GRID,7,,9.,9.,9.\nCQUAD4,1"}}, {"NOD002 7"}},
+         {{{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,3,5,5"}},
+          {"NOD002 6", "ELM001 block \"PCOMP 1\" 2"}},
+         {{{"PCOMP,1", "CQUAD4,3,1,5,4,1,2\nPCOMP,1"}}, {"ELM002 3"}},
+         {{{"PCOMP,1",
+            "GRID,11,,5.,0.,0.\nGRID,12,,6.,0.,0.\nGRID,13,,5.,1.,0.\nCTRIA3,3,1,11,12,13\n"
+            "PCOMP,1"}},
+          {"ELM003 1 11"}},
+         {{{",45.,YES\nMAT8", ",30.,YES\nMAT8"}},
+          {"LAY006 section \"PCOMP 1\"", "LAY007 section \"PCOMP 1\""}},
+         {{{",1,0.1,45.,YES,1,0.1,-45.", ",1,0.1,225.,YES,1,0.1,-45."},
+           {"1,0.1,45.,YES\nMAT8", "1,0.1,225.,YES\nMAT8"}},
+          {"LAY004 section \"PCOMP 1\", layer 1", "LAY004 section \"PCOMP 1\", layer 4"}},
+         {{{"45.,", ".7854,"}, {"-45.,", "-.7854,"}, {"-45.,", "-.7854,"}, {",45.,", ",.7854,"}},
+          {"LAY005 section \"PCOMP 1\""}},
+         {{{"MAT8,1", "MAT8,2,140.+9,10.+9,.3,5.+9\nMAT8,1"}}, {"MAT001 material \"MAT8 2\""}},
+         {{{"MAT8,1,140.+9,10.+9,.3", "MAT8,1,10.+9,140.+9,.3"}}, {"MAT002 material \"MAT8 1\""}},
+         {{{"PCOMP,1\n", "PCOMP,2,,,,,,,SYM\n,1,0.1,0.,YES\nPCOMP,1\n"}},
+          {"SEC003 section \"PCOMP 2\""}},
+         {{}, {"NOD001 2"}, [](const auto& document) {
+              SetCoordinate(document, std::numeric_limits<double>::infinity());
+          }}});
+}
+
+TEST_F(CheckRulesTest, EachFindsItsDamageOfAMembraneAndNothingElse) {
+    ExpectEach(".msh", kMembrane,
+               {{{}, {}},
+                {{{"4 41", "4 inf"}}, {"FLD001 step \"Step-1\", field \"heat\" 4"}},
+                {{{"\"right\"", "\"LEFT\""}}, {"SET003 element set \"LEFT\""}},
+                {{}, {"STP001 step \"again\""}, AddStepThatRunsBack}});
+}
+
+TEST_F(CheckRulesTest, RulesAreChosenAndDecideTheStatus) {
+    Import(".bdf", Edited(kPlate, {{"CQUAD4,1", "GRID,7,,9.,9.,9.\nCQUAD4,1"}}));
+    const auto status = [&](Arguments options) {
+        options.insert(options.begin(), {"check", m_model});
+        return RunHere(options).status;
+    };
+    EXPECT_EQ(status({}), 0);
+    EXPECT_EQ(status({"--fail-on", "warning"}), 1);
+    EXPECT_EQ(status({"--fail-on", "warning", "--skip", "NOD"}), 0);
+    EXPECT_EQ(status({"--fail-on", "warning", "--only", "NOD001,ELM"}), 0);
+    EXPECT_EQ(status({"--fail-on", "note", "--only", "VIZ024"}), 1);
+
+    const CommandResult wrong = RunHere({"check", m_model, "--only", "NOD01"});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.err, HasSubstr("\"NOD01\"; near are \"NOD001\""));
+    EXPECT_EQ(status({"--fail-on", "warnings"}), 2);
+    EXPECT_EQ(RunHere({"check"}).status, 2);
+}
+
+TEST_F(CheckRulesTest, ABaselineLeavesWhatIsNew) {
+    const std::string seventh = Edited(kPlate, {{"CQUAD4,1", "GRID,7,,9.,9.,9.\nCQUAD4,1"}});
+    Import(".bdf", seventh);
+    const std::string baseline = m_folder / "baseline.json";
+    PutBytes(baseline, RunHere({"check", m_model, "--json"}).out);
+    EXPECT_THAT(Report({"--baseline", baseline})["findings"], IsEmpty());
+    Import(".bdf", Edited(seventh, {{"CQUAD4,1", "GRID,8,,9.,8.,9.\nCQUAD4,1"}}));
+    const json report = Report({"--baseline", baseline});
+    ASSERT_EQ(report["findings"].size(), 1U);
+    EXPECT_EQ(TextOf(report["findings"][0]), "NOD002 8");
+
+    PutBytes(baseline, "[]");
+    const CommandResult wrong = RunHere({"check", m_model, "--baseline", baseline});
+    EXPECT_EQ(wrong.status, 3);
+    EXPECT_THAT(wrong.err, HasSubstr("is no report of findings"));
+}
+
+TEST_F(CheckRulesTest, LimitsComeFromAFileOfSettings) {
+    Import(".bdf", kPlate);
+    const std::string config = m_folder / "check.json";
+    PutBytes(config, R"({"only": ["LAY"], "fail_on": "warning", "limits": {"LAY004": 40}})");
+    EXPECT_EQ(RunHere({"check", m_model, "--config", config}).status, 1);
+    EXPECT_THAT(Report({"--config", config})["findings"], testing::SizeIs(4));
+    PutBytes(config, R"({"limit": {"LAY004": 40}})");
+    const CommandResult wrong = RunHere({"check", m_model, "--config", config});
+    EXPECT_EQ(wrong.status, 2);
+    EXPECT_THAT(wrong.err, HasSubstr("there is no setting \"limit\""));
+}
+
+TEST_F(CheckRulesTest, FindingsSayWhereAndAreReadByOtherPrograms) {
+    Import(".bdf", Edited(kPlate, {{"CQUAD4,1", "GRID,7,,9.,8.,7.\nCQUAD4,1"}}));
+    const CommandResult text = RunHere({"check", m_model, "--only", "NOD"});
+    EXPECT_THAT(text.out, HasSubstr("warning NOD002: node that no element uses\n"
+                                    "  used by no element; 1 node: PART-1 7 (the first at 9, 8, "
+                                    "7)\n"));
+    const json log = json::parse(RunHere({"check", m_model, "--format", "sarif"}).out);
+    EXPECT_EQ(log["version"], "2.1.0");
+    const json& run = log["runs"][0];
+    std::set<std::string> known;
+    for (const json& rule : run["tool"]["driver"]["rules"]) {
+        EXPECT_TRUE(known.insert(rule["id"]).second) << rule["id"];
+    }
+    ASSERT_FALSE(run["results"].empty());
+    for (const json& result : run["results"]) {
+        EXPECT_TRUE(known.contains(result["ruleId"])) << result["ruleId"];
+        EXPECT_THAT((std::set<std::string>{"error", "warning", "note"}),
+                    testing::Contains(result["level"]));
+    }
+
+    PutBytes(m_folder / "junit.xml", RunHere({"check", m_model, "--format", "junit"}).out);
+    const CommandResult counted = [&] {
+        const std::string script =
+            "import sys, xml.etree.ElementTree as t\n"
+            "s = t.parse(sys.argv[1]).getroot()[0]\n"
+            "c = s.findall('testcase')\n"
+            "print(len(c) == int(s.get('tests')), s.get('failures'),"
+            " [x.get('name')[:6] for x in c if x.find('failure') is not None])\n";
+        const pid_t process = StartProgram(ORQ_PYTHON, {"-c", script, m_folder / "junit.xml"},
+                                           m_folder / "out", m_folder / "err");
+        const int status = StatusOf(process);
+        return CommandResult{status, Bytes(m_folder / "out"), Bytes(m_folder / "err")};
+    }();
+    EXPECT_EQ(counted.out, "True 1 ['NOD002']\n") << counted.err;
+}
+
+// A host's rule: a model may have so many nodes.
+TEST_F(CheckRulesTest, AHostAddsRulesOfItsOwn) {
+    class CountNodes : public ORQExcCheckRun {
+      public:
+        explicit CountNodes(const ORQExcCheckedModel& model, const ORQExcRule& rule)
+            : m_model(model), m_rule(rule) {}
+        void Finish(std::vector<ORQExcFinding>& findings) override {
+            if (m_model.Model().NumNodes() > m_model.Limit(m_rule)) {
+                findings.push_back({.rule = m_rule.id, .message = "too many"});
+            }
+        }
+
+      private:
+        const ORQExcCheckedModel& m_model;
+        const ORQExcRule& m_rule;
+    };
+    static const ORQExcRule rule = {.id = "OWN001",
+                                    .level = ORQExcLevel::Warning,
+                                    .title = "large model",
+                                    .meaning = "",
+                                    .breaks = "",
+                                    .mending = "",
+                                    .limit = 5.0};
+    Import(".bdf", kPlate);
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadOnly);
+    ORQExcChecker checker;
+    checker.Add({{rule}, [](const ORQExcCheckedModel& model) {
+                     return std::make_unique<CountNodes>(model, rule);
+                 }});
+    const auto found = [&](const ORQExcCheckOptions& options) {
+        return checker.Run(ORQObjDocument(database), options).findings.size();
+    };
+    EXPECT_EQ(found({.only = {"OWN"}}), 1U);
+    EXPECT_EQ(found({.only = {"OWN"}, .limits = {{"OWN001", 6}}}), 0U);
+    EXPECT_ANY_THROW(checker.Add({{rule}, nullptr}));
+}
+
+}  // namespace
+}  // namespace orqmodel

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include <algorithm>
 #include <array>
@@ -24,6 +23,7 @@
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 #include "ORQSrvNodalCoordinates.h"
+#include "PngFile.h"
 #include "draw/MeshPicture.h"
 #include "draw/RasterCanvas.h"
 #include "draw/Skin.h"
@@ -94,24 +94,6 @@ class MeshText {
     std::ostringstream m_nodes;
     std::ostringstream m_elements;
 };
-
-Image Decoded(const std::string& path) {
-    png_image file = {};
-    file.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&file, path.c_str()) == 0) {
-        throw std::runtime_error(path + ": " + file.message);
-    }
-    file.format = PNG_FORMAT_RGB;
-    Image image({static_cast<int>(file.width), static_cast<int>(file.height)});
-    if (png_image_finish_read(&file, nullptr, image.pixels.data(), 0, nullptr) == 0) {
-        throw std::runtime_error(path + ": " + file.message);
-    }
-    return image;
-}
-
-std::size_t Count(const Image& image, Colour colour) {
-    return static_cast<std::size_t>(std::ranges::count(image.pixels, colour));
-}
 
 class DrawTest : public testing::Test {
   protected:

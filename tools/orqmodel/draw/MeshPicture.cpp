@@ -28,7 +28,7 @@ Groups GroupsBy(Skin& skin, const ORQExcModel& model, std::span<const int> block
                 const MeshPictureOptions& options) {
     switch (options.colourBy) {
         case ColourBy::Set:
-            return GroupsBySet(skin, model, blocks, options.sets);
+            return GroupsBySet(skin, model, options.sets);
         case ColourBy::Section:
             return GroupsBySection(skin, model);
         case ColourBy::Material:

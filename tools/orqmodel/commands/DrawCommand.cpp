@@ -24,6 +24,7 @@
 #include "draw/MeshPage.h"
 #include "draw/MeshSeries.h"
 #include "draw/Picture.h"
+#include "draw/Progress.h"
 #include "queries/OpenModel.h"
 #include "queries/RowSource.h"
 #include "terminal/InterruptGuard.h"
@@ -176,10 +177,12 @@ class Output {
         }
     }
 
-    /// Shows how far all has come, from 0 to 1. Throws Interrupted.
-    void Progress(double done) {
-        m_interrupts.Check();
-        m_bar.Show(done);
+    /// Shows how far all has come. Throws Interrupted.
+    Progress Watch() {
+        return [this](double done) {
+            m_interrupts.Check();
+            m_bar.Show(done);
+        };
     }
 
     void Write(const Picture& picture, const std::filesystem::path& file, nlohmann::json contents) {
@@ -196,11 +199,7 @@ class Output {
     }
 
     void Write(MeshPage& page, nlohmann::json contents) {
-        WriteWith(
-            [&](const std::filesystem::path& made) {
-                page.Write(made, [this](double done) { Progress(done); });
-            },
-            m_options.output);
+        WriteWith([&](const std::filesystem::path& made) { page.Write(made); }, m_options.output);
         contents.update(
             {{"bytes", std::filesystem::file_size(m_options.output)}, {"notes", page.Notes()}});
         Tell(m_options.output, std::move(contents), page.Notes());
@@ -272,6 +271,7 @@ std::string NameOf(const DrawOptions& options) {
 void DrawPage(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
     MeshPage::Options wanted;
     wanted.picture = PictureOptions(options);
+    wanted.picture.progress = output.Watch();
     wanted.results.fields = options.fields;
     if (IsMeasure(options.colourBy)) {
         wanted.results.measure = options.colourBy;
@@ -309,9 +309,20 @@ void DrawPictures(const ORQObjDocument& document, const DrawOptions& options, Ou
     for (const int time : series.Times()) {
         output.Check(fileAt(time));
     }
-    for (const int time : series.Times()) {
-        const MeshPicture picture = series.PictureAt(time);
-        output.Write(picture, fileAt(time), CountsOf(picture.Contents().skin));
+    double nDrawn = 0;
+    const auto nPictures = static_cast<double>(series.Times().size());
+    try {
+        for (const int time : series.Times()) {
+            const MeshPicture picture = series.PictureAt(
+                time, PartOf(output.Watch(), nDrawn / nPictures, (nDrawn + 1) / nPictures));
+            output.Write(picture, fileAt(time), CountsOf(picture.Contents().skin));
+            ++nDrawn;
+        }
+    } catch (Interrupted& interrupted) {
+        if (nDrawn > 0) {
+            interrupted.left = "the pictures that were finished are there";
+        }
+        throw;
     }
 }
 

@@ -17,6 +17,8 @@ namespace {
 
 using nlohmann::json;
 
+constexpr double kMeshIsRead = 0.4;  // of the work
+
 /// Of an object in a script, which its end tag must not end.
 std::string ScriptText(const json& object) {
     std::string text;
@@ -38,7 +40,7 @@ MeshPage::MeshPage(const ORQObjDocument& document, const std::string& name, cons
       m_picture(options.picture),
       m_title(ORQExcPrintable(m_model.Title().empty() ? name : m_model.Title())),
       m_mostBytes(options.mostBytes),
-      m_mesh(m_model, m_picture),
+      m_mesh(m_model, m_picture, PartOf(m_picture.progress, 0, kMeshIsRead)),
       m_shown(m_model, m_results, m_mesh, options.results) {}
 
 json MeshPage::Description() const {
@@ -63,8 +65,7 @@ json MeshPage::Description() const {
             {"showsSets", m_picture.colourBy == ColourBy::Set}};
 }
 
-void MeshPage::Write(const std::filesystem::path& path,
-                     const std::function<void(double)>& progress) {
+void MeshPage::Write(const std::filesystem::path& path) {
     std::ofstream out(path, std::ios::binary);
     out << kPageHead << "<title>" << ORQExcXmlEscaped(m_title) << "</title>\n<style>\n"
         << kPageStyle << "</style>\n"
@@ -88,7 +89,7 @@ void MeshPage::Write(const std::filesystem::path& path,
             "{} of {} times are in the page: others have no room in {:.4g} MB (--page-limit)",
             m_shown.NumTimes(), nTimes, static_cast<double>(m_mostBytes) / 1e6));
     }
-    model.update(m_shown.Into(arrays, progress));
+    model.update(m_shown.Into(arrays, PartOf(m_picture.progress, kMeshIsRead, 1)));
     model["notes"] = m_notes;
     model["arrays"] = arrays.Table();
     arrays.Finish();

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <filesystem>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -25,7 +24,8 @@ namespace orqmodel {
 class MeshPage {
   public:
     struct Options {
-        MeshPictureOptions picture;  ///< of it the view, blocks, sets, clips, edges and groups
+        MeshPictureOptions
+            picture;  ///< of it the view, blocks, sets, clips, edges, groups and progress
         PageResults::Wanted results;
         /// Of the file. Times that have no room are left out, evenly.
         std::size_t mostBytes = 20'000'000;
@@ -38,9 +38,8 @@ class MeshPage {
     /// `name` is the model's where it has no title. Throws as MeshPicture and MeshSeries do.
     MeshPage(const ORQObjDocument& document, const std::string& name, const Options& options);
 
-    /// Calls `progress` with what part is done, from 0 to 1. Holds in memory the skin and one time
-    /// of one field. Throws ORQExcExportError, and Usage where the mesh alone has no room.
-    void Write(const std::filesystem::path& path, const std::function<void(double)>& progress);
+    /// Holds in memory the skin and one time of one field. Throws ORQExcExportError, and Usage where the mesh alone has no room.
+    void Write(const std::filesystem::path& path);
 
     const Skin& Contents() const { return m_mesh.Contents(); }
     /// After Write, what was left out, one sentence each.

@@ -65,10 +65,11 @@ std::string HexOf(Colour colour) {
     return fmt::format("#{:02x}{:02x}{:02x}", colour.red, colour.green, colour.blue);
 }
 
-PageMesh::PageMesh(const ORQExcModel& model, const MeshPictureOptions& options)
+PageMesh::PageMesh(const ORQExcModel& model, const MeshPictureOptions& options,
+                   const Progress& progress)
     : m_model(model),
       m_options(options),
-      m_skin(SkinOf(model, BlocksNamed(model, options.blocks), options.clips)) {
+      m_skin(SkinOf(model, BlocksNamed(model, options.blocks), options.clips, progress)) {
     m_placeOf.assign(m_skin.Points().size(), -1);
     for (std::size_t part = 0; part < m_skin.NumParts(); ++part) {
         for (const int node : m_skin.Nodes(part)) {

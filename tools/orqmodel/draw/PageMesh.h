@@ -19,7 +19,7 @@ std::string HexOf(Colour colour);
 class PageMesh {
   public:
     /// Throws as SkinOf and BlocksNamed do.
-    PageMesh(const ORQExcModel& model, const MeshPictureOptions& options);
+    PageMesh(const ORQExcModel& model, const MeshPictureOptions& options, const Progress& progress);
 
     const Skin& Contents() const { return m_skin; }
     /// Ordinals of the skin's nodes, in the order in which parts use them first: that of the page.

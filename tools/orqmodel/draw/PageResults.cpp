@@ -95,7 +95,7 @@ void PageResults::KeepTimesFor(std::size_t room) {
     }
 }
 
-json PageResults::Into(PackedArrays& arrays, const std::function<void(double)>& progress) const {
+json PageResults::Into(PackedArrays& arrays, const Progress& progress) const {
     return {{"fields", FieldsInto(arrays, progress)}, {"moves", MovesInto(arrays)}};
 }
 
@@ -130,8 +130,7 @@ json PageResults::ValuesInto(PackedArrays& arrays, const FieldValues& field, int
     return frame;
 }
 
-json PageResults::FieldsInto(PackedArrays& arrays,
-                             const std::function<void(double)>& progress) const {
+json PageResults::FieldsInto(PackedArrays& arrays, const Progress& progress) const {
     json fields = json::array();
     const auto add = [&](const FieldValues& field) {
         fields.push_back({{"name", ORQExcPrintable(field.name)},

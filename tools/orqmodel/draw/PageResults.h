@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -13,6 +12,7 @@
 #include "draw/FieldValues.h"
 #include "draw/PackedArrays.h"
 #include "draw/PageMesh.h"
+#include "draw/Progress.h"
 
 namespace orqmodel {
 
@@ -39,7 +39,7 @@ class PageResults {
 
     /// What the script of the page takes apart again. Calls `progress` with what part is done, from
     /// 0 to 1. Holds one time of one field in memory.
-    nlohmann::json Into(PackedArrays& arrays, const std::function<void(double)>& progress) const;
+    nlohmann::json Into(PackedArrays& arrays, const Progress& progress) const;
 
   private:
     struct Series {
@@ -49,8 +49,7 @@ class PageResults {
 
     void PlanTimes(const Wanted& wanted);
     nlohmann::json ValuesInto(PackedArrays& arrays, const FieldValues& field, int time) const;
-    nlohmann::json FieldsInto(PackedArrays& arrays,
-                              const std::function<void(double)>& progress) const;
+    nlohmann::json FieldsInto(PackedArrays& arrays, const Progress& progress) const;
     nlohmann::json MovesInto(PackedArrays& arrays) const;
 
     const ORQExcModel& m_model;

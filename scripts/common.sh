@@ -15,7 +15,7 @@ fi
 
 build_packages=(g++ cmake ninja-build pkg-config libsqlite3-dev libxxhash-dev libfmt-dev libcli11-dev
                 nlohmann-json3-dev libutfcpp-dev libexodusii-dev libexpat1-dev zlib1g-dev libpng-dev libeigen3-dev
-                python3)
+                libfontconfig-dev libfreetype-dev libharfbuzz-dev fonts-dejavu-core python3)
 test_packages=(libgtest-dev libgmock-dev clang clang-format libclang-rt-14-dev git
                python3-numpy python3-vtk9 libhdf5-dev libeigen3-dev)
 

@@ -11,7 +11,8 @@ test_preset() {
     ctest --preset "$preset" --parallel "$jobs" --no-tests=error
 }
 
-install_packages "${build_packages[@]}" "${test_packages[@]}"
+# The browser shows the pages that draw makes.
+install_packages "${build_packages[@]}" "${test_packages[@]}" chromium
 
 begin_step "Checking the format of the sources"
 # The sources may belong to another user than the one who runs this.

@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <png.h>
 
 #include <algorithm>
 #include <array>
@@ -24,10 +23,10 @@
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 #include "ORQSrvNodalCoordinates.h"
+#include "PngFile.h"
 #include "draw/MeshPicture.h"
 #include "draw/RasterCanvas.h"
 #include "draw/Skin.h"
-#include "draw/StrokeFont.h"
 
 namespace orqmodel {
 namespace {
@@ -94,24 +93,6 @@ class MeshText {
     std::ostringstream m_nodes;
     std::ostringstream m_elements;
 };
-
-Image Decoded(const std::string& path) {
-    png_image file = {};
-    file.version = PNG_IMAGE_VERSION;
-    if (png_image_begin_read_from_file(&file, path.c_str()) == 0) {
-        throw std::runtime_error(path + ": " + file.message);
-    }
-    file.format = PNG_FORMAT_RGB;
-    Image image({static_cast<int>(file.width), static_cast<int>(file.height)});
-    if (png_image_finish_read(&file, nullptr, image.pixels.data(), 0, nullptr) == 0) {
-        throw std::runtime_error(path + ": " + file.message);
-    }
-    return image;
-}
-
-std::size_t Count(const Image& image, Colour colour) {
-    return static_cast<std::size_t>(std::ranges::count(image.pixels, colour));
-}
 
 class DrawTest : public testing::Test {
   protected:
@@ -361,7 +342,7 @@ TEST_F(DrawTest, PaintingFromBackToFrontGivesTheSamePicture) {
         }
     }
     EXPECT_GT(nDrawn, 20000);
-    EXPECT_LT(nWrong, nDrawn / 200);
+    EXPECT_LT(nWrong, nDrawn / 150);
 }
 
 TEST_F(DrawTest, SetsStandOutFromTheRest) {
@@ -456,27 +437,6 @@ TEST_F(DrawTest, LongLegendsEndInTheirNumber) {
     }
     EXPECT_GT(shown, 5U);
     EXPECT_EQ(std::stoul(drawing.substr(more + 5)), kToldApart - shown);
-}
-
-TEST(StrokeFont, LettersAreDistinctAndStayInTheirCells) {
-    std::set<std::vector<std::vector<std::pair<int, int>>>> seen;
-    for (char32_t letter = U' '; letter <= U'~' + 1; ++letter) {  // the last is the box
-        std::vector<std::vector<std::pair<int, int>>> lines;
-        for (const std::vector<Spot>& line : LetterLines(letter)) {
-            lines.emplace_back();
-            for (const Spot& spot : line) {
-                EXPECT_TRUE(spot.x > 0.09 && spot.x < 0.51) << char(letter);
-                EXPECT_TRUE(spot.y > -0.21 && spot.y < 0.71) << char(letter);
-                lines.back().emplace_back(std::lround(10 * spot.x), std::lround(10 * spot.y));
-            }
-            // Every stroke goes on: a slip in the digits would make long or empty ones.
-            for (std::size_t i = 1; i < lines.back().size(); ++i) {
-                EXPECT_NE(lines.back()[i], lines.back()[i - 1]) << char(letter);
-            }
-        }
-        EXPECT_EQ(lines.empty(), letter == U' ');
-        EXPECT_TRUE(seen.insert(lines).second) << char(letter);
-    }
 }
 
 // --- Models with little in them, and wrong use ---------------------------------------------------

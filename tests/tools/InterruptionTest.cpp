@@ -117,6 +117,31 @@ TEST_F(InterruptionTest, AnImportThatIsAskedToStopClearsUp) {
     }
 }
 
+TEST_F(InterruptionTest, ADrawingThatIsAskedToStopClearsUp) {
+    ASSERT_EQ(RunHere({"import", m_large, "-o", m_folder / "large.orq"}).status, 0);
+    for (const char* name : {"/picture.png", "/page.html"}) {
+        int status = 0;
+        for (int attempt = 0; attempt < 20 && status == 0; ++attempt) {
+            Arguments arguments = {"draw", m_folder / "large.orq", "-o", m_targets + name,
+                                   "--force"};
+            if (name == std::string("/picture.png")) {
+                arguments.insert(arguments.end(), {"--size", "9000x9000"});
+            }
+            const pid_t drawing = Start(arguments, m_folder / "out", m_folder / "err");
+            while (NumTargets() == 0 && !HasEnded(drawing)) {
+                usleep(100);
+            }
+            kill(drawing, SIGINT);
+            status = StatusOf(drawing);
+            if (status == 0) {
+                fs::remove(m_targets + name);
+            }
+        }
+        EXPECT_EQ(status, 128 + SIGINT) << name;
+        EXPECT_EQ(NumTargets(), 0U) << name;
+    }
+}
+
 TEST_F(InterruptionTest, ALimitOnFileSizesIsAnError) {
     for (const rlim_t limit : {rlim_t{1000}, rlim_t{50'000}, rlim_t{200'000}, rlim_t{3'000'000}}) {
         const CommandResult result = RunProgram({"import", m_large, "-o", m_target}, [&] {

@@ -337,6 +337,29 @@ TEST_F(MeshSeriesTest, ManyBlocksAreGroupedByTheBeginningOfTheirNames) {
     EXPECT_THAT(names({0, 1}), ElementsAre("rib 0", "rib 1"));
 }
 
+TEST_F(MeshSeriesTest, ProgressGrowsAndWhatItThrowsEndsTheWork) {
+    MeshSeries::Options options;
+    options.field = "heat";
+    MeshSeries series(Document(), "m", options);
+    std::vector<double> told;
+    const MeshPicture picture =
+        series.PictureAt(2, PartOf([&](double done) { told.push_back(done); }, 0.5, 1));
+    picture.WritePng(m_folder / "p.png");
+    EXPECT_GT(told.size(), 10U);
+    EXPECT_TRUE(std::ranges::is_sorted(told));
+    EXPECT_GE(told.front(), 0.5);
+    EXPECT_GT(told.back(), 0.99);
+    EXPECT_LE(told.back(), 1);
+    struct Enough {};
+    int nLeft = 5;
+    const auto giveUp = [&](double) {
+        if (--nLeft == 0) {
+            throw Enough();
+        }
+    };
+    EXPECT_THROW(series.PictureAt(2, giveUp).WritePng(m_folder / "q.png"), Enough);
+}
+
 TEST_F(MeshSeriesTest, SectionsMaterialsAndMeasuresHaveColours) {
     PutBytes(m_folder / "plate.bdf",
              "BEGIN BULK\nGRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,2.,0.,0.\nGRID,4,,0.,1.,0.\n"

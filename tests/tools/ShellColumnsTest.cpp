@@ -12,6 +12,9 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "ORQExcModel.h"
+#include "ORQExcShellValues.h"
+#include "ORQSimDatabase.h"
 
 namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
@@ -131,6 +134,32 @@ TEST_F(ShellColumns, AreArraysInVtuAndComeBackAsAttributes) {
     ExpectLayers(AttributesOf(file, 1), AttributesOf(file, 2));
 }
 
+TEST_F(ShellColumns, AreWhatShellsMeasureByCardsAndByAttributes) {
+    ImportDeck();
+    for (const bool isDeck : {true, false}) {
+        const ORQExcModel model(ORQObjDocument(
+            ORQSimDatabase::Open(m_folder / "model.orq", ORQSimDatabase::Mode::ReadOnly)));
+        EXPECT_THAT(ORQExcShellValuesOf(model, ORQExcShellValue::Thickness),
+                    ElementsAre(0.4, 0.4, 0.25, 0.25))
+            << isDeck;
+        EXPECT_THAT(ORQExcShellValuesOf(model, ORQExcShellValue::Offset),
+                    ElementsAre(0.7, 0.7, 0, 0.125))
+            << isDeck;
+        for (const auto& [quantity, text] : {std::pair{"thickness", "max 0.4, "},
+                                             {"offset", "max 0.7, "},
+                                             {"quality", "max 1, "}}) {
+            const fs::path svg = m_folder / (std::string(quantity) + ".svg");
+            const CommandResult drawn = RunHere(
+                {"draw", m_folder / "model.orq", "-o", svg, "--colour-by", quantity, "--force"});
+            EXPECT_EQ(drawn.status, 0) << drawn.err;
+            EXPECT_THAT(Bytes(svg), HasSubstr(text)) << isDeck;
+        }
+        EXPECT_THAT(RunHere({"table", m_folder / "model.orq", "--quantity", "volume"}).out,
+                    HasSubstr("0.4"));
+        Import(Export("out.e"));
+    }
+}
+
 TEST_F(ShellColumns, BecomePlatesOfADeck) {
     ImportDeck();
     Import(Export("out.e"));
@@ -179,6 +208,9 @@ TEST_F(ShellColumns, ForeignThicknessesAreKnownByNameOrPlace) {
         }
         ex_close(id);
         Import(file);
+        const ORQExcModel model(ORQObjDocument(
+            ORQSimDatabase::Open(m_folder / "model.orq", ORQSimDatabase::Mode::ReadOnly)));
+        EXPECT_EQ(ORQExcShellValuesOf(model, ORQExcShellValue::Thickness), one.values);
         const std::string deck = Bytes(Export("out.bdf"));
         EXPECT_THAT(deck, HasSubstr(one.card));
         if (one.values[1] != one.values[0]) {

@@ -143,7 +143,8 @@ int RunCommandLine(const std::vector<std::string>& arguments, const Console& giv
     } catch (const std::bad_alloc&) {
         return Fail(console, ExitStatus::Unreadable, "out of memory");
     } catch (const Interrupted& interrupted) {
-        Fail(console, ExitStatus::Interrupted, "interrupted; nothing was changed");
+        Fail(console, ExitStatus::Interrupted,
+             (std::string("interrupted; ") + interrupted.left).c_str());
         return static_cast<int>(ExitStatus::Interrupted) + interrupted.signal;
     } catch (ORQBasException& exception) {
         return Fail(console, ExitStatus::BrokenInvariant,

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <filesystem>
+#include <functional>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -20,20 +21,25 @@
 #include "commands/Arguments.h"
 #include "draw/LayupPicture.h"
 #include "draw/MaterialPicture.h"
+#include "draw/MeshPage.h"
 #include "draw/MeshSeries.h"
 #include "draw/Picture.h"
+#include "draw/Progress.h"
 #include "queries/OpenModel.h"
 #include "queries/RowSource.h"
+#include "terminal/InterruptGuard.h"
+#include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
 
 struct DrawOptions {
     std::string database;
-    std::filesystem::path output;  // Its ending names the format: .png or .svg.
-    std::string field;             // Whose values colour the mesh; empty for none.
-    std::string deform;            // A field by which the nodes move, or that and ":SCALE".
-    std::string step;              // The time of the field, from 1, or "all"; empty for the last.
+    std::filesystem::path output;     // Its ending names the format: .png, .svg or .html.
+    std::vector<std::string> fields;  // Whose values colour the mesh; a picture has one at most.
+    std::string deform;               // A field by which the nodes move, or that and ":SCALE".
+    // The time of the field, from 1, or "all"; empty for the last, and for all of a page.
+    std::string step;
     std::vector<std::string> clips;
     std::string section;   // Drawn instead of the mesh; empty for none.
     std::string material;  // As well.
@@ -41,9 +47,10 @@ struct DrawOptions {
     std::string colourBy;  // One of ColourWords, or empty: "set" when sets are named.
     std::vector<std::string> sets;
     std::vector<std::string> blocks;
-    std::string edges;  // "none", "feature", "mesh", or empty for what suits the size.
-    std::string size = "1200x900";
-    bool force = false;  // Replace a file that has the name.
+    std::string edges;      // "none", "feature", "mesh", or empty for what suits the size.
+    std::string size;       // Of a picture; empty for kUsualSize.
+    double pageLimit = 20;  // Of a page, in millions of bytes.
+    bool force = false;     // Replace a file that has the name.
     bool json = false;
 };
 
@@ -51,15 +58,40 @@ constexpr int kLeastSide = 32;
 // A raster image of this size holds 300 MB of pixels.
 constexpr int kLargestSide = 10000;
 
-bool IsSvg(const std::filesystem::path& file) {
-    const std::string ending = file.extension().string();
-    if (ending != ".svg" && ending != ".png") {
-        ORQBasThrowUsage(file.string() + ": is of no format that can be drawn; endings: .png .svg");
+constexpr const char* kUsualSize = "1200x900";
+
+enum class Format { Png, Svg, Html };
+constexpr std::array kFormatNames = {"PNG", "SVG", "HTML"};
+
+Format FormatOf(const std::filesystem::path& file) {
+    constexpr std::array kEndings = {".png", ".svg", ".html"};
+    const auto ending = std::ranges::find(kEndings, file.extension().string());
+    if (ending == kEndings.end()) {
+        ORQBasThrowUsage(file.string() +
+                         ": is of no format that can be drawn; endings: .png .svg .html");
     }
-    return ending == ".svg";
+    return static_cast<Format>(ending - kEndings.begin());
 }
 
-PictureSize SizeFrom(const std::string& text) {
+/// Options that say nothing of the wanted format are mistakes.
+void CheckFormat(const DrawOptions& options) {
+    if (FormatOf(options.output) != Format::Html) {
+        if (options.fields.size() > 1) {
+            ORQBasThrowUsage("--field: a picture shows one; a page, NAME.html, has several");
+        }
+        return;
+    }
+    if (!options.section.empty() || !options.material.empty()) {
+        ORQBasThrowUsage(options.output.string() +
+                         ": a page shows meshes; sections and materials are drawn as .png or .svg");
+    }
+    if (!options.size.empty()) {
+        ORQBasThrowUsage("--size " + options.size + ": a page is as large as its window");
+    }
+}
+
+PictureSize SizeFrom(const DrawOptions& options) {
+    const std::string text = options.size.empty() ? kUsualSize : options.size;
     PictureSize size{};
     const char* const end = text.data() + text.size();
     const auto width = std::from_chars(text.data(), end, size.width);
@@ -95,7 +127,7 @@ MeshPictureOptions PictureOptions(const DrawOptions& options) {
                         : options.edges == "feature" ? EdgeKind::Feature
                                                      : EdgeKind::Mesh;
     }
-    picture.size = SizeFrom(options.size);
+    picture.size = SizeFrom(options);
     return picture;
 }
 
@@ -129,11 +161,14 @@ std::filesystem::path Numbered(const std::filesystem::path& pattern, int number)
                      "name_%04d.png");
 }
 
-/// Writes pictures to files; a file gets its name when it is whole.
+/// Puts what is drawn into files; a file gets its name when it is whole.
 class Output {
   public:
     Output(const DrawOptions& options, const Console& console)
-        : m_options(options), m_console(console), m_isSvg(IsSvg(options.output)) {}
+        : m_options(options),
+          m_console(console),
+          m_format(FormatOf(options.output)),
+          m_bar(console, "drawing") {}
 
     /// Throws Usage when it may not be written.
     void Check(const std::filesystem::path& file) const {
@@ -142,16 +177,48 @@ class Output {
         }
     }
 
-    void Write(const Picture& picture, const std::filesystem::path& file,
-               nlohmann::json contents) const {
+    /// Shows how far all has come. Throws Interrupted.
+    Progress Watch() {
+        return [this](double done) {
+            m_interrupts.Check();
+            m_bar.Show(done);
+        };
+    }
+
+    void Write(const Picture& picture, const std::filesystem::path& file, nlohmann::json contents) {
+        WriteWith(
+            [&](const std::filesystem::path& made) {
+                if (m_format == Format::Svg) {
+                    picture.WriteSvg(made);
+                } else {
+                    picture.WritePng(made);
+                }
+            },
+            file);
+        Tell(file, std::move(contents), {});
+    }
+
+    void Write(MeshPage& page, nlohmann::json contents) {
+        WriteWith([&](const std::filesystem::path& made) { page.Write(made); }, m_options.output);
+        contents.update(
+            {{"bytes", std::filesystem::file_size(m_options.output)}, {"notes", page.Notes()}});
+        Tell(m_options.output, std::move(contents), page.Notes());
+    }
+
+  private:
+    void WriteWith(const std::function<void(const std::filesystem::path&)>& write,
+                   const std::filesystem::path& file) {
         ORQBasStaged staged(file, "draw");
-        if (m_isSvg) {
-            picture.WriteSvg(staged.Path());
-        } else {
-            picture.WritePng(staged.Path());
-        }
+        m_interrupts.Check();
+        write(staged.Path());
+        // The last moment: from here on there is no way back.
+        m_interrupts.Check();
         staged.PutIntoPlace(m_options.force);
-        const char* const format = m_isSvg ? "SVG" : "PNG";
+    }
+
+    void Tell(const std::filesystem::path& file, nlohmann::json contents,
+              const std::vector<std::string>& notes) {
+        const char* const format = kFormatNames[static_cast<std::size_t>(m_format)];
         if (m_options.json) {
             contents.update({{"schema_version", 1},
                              {"command", "draw"},
@@ -159,17 +226,27 @@ class Output {
                              {"format", format},
                              {"output", file.string()}});
             // A series prints one object a line, as each picture is written.
-            (m_options.step == "all" ? PrintJsonLine : PrintJson)(m_console.out, contents);
+            const bool isSeries = m_options.step == "all" && m_format != Format::Html;
+            (isSeries ? PrintJsonLine : PrintJson)(m_console.out, contents);
         } else if (!m_console.IsQuiet()) {
             m_console.out << ORQExcPrintable(m_options.database) << " -> "
-                          << ORQExcPrintable(file.string()) << " (" << format << ")\n";
+                          << ORQExcPrintable(file.string()) << " (" << format;
+            if (m_format == Format::Html) {
+                m_console.out << fmt::format(
+                    ", {:.3g} MB", static_cast<double>(std::filesystem::file_size(file)) / 1e6);
+            }
+            m_console.out << ")\n";
+            for (const std::string& note : notes) {
+                m_console.out << note << '\n';
+            }
         }
     }
 
-  private:
     const DrawOptions& m_options;
     const Console& m_console;
-    bool m_isSvg;
+    Format m_format;
+    InterruptGuard m_interrupts;
+    ProgressBar m_bar;
 };
 
 int TimeFrom(const std::string& text) {
@@ -187,11 +264,32 @@ bool IsMeasure(const std::string& text) {
     return std::ranges::find(measures, text) != measures.end();
 }
 
-void DrawMeshes(const ORQObjDocument& document, const DrawOptions& options, const Output& output) {
-    if (!options.step.empty() && options.field.empty() && options.deform.empty()) {
-        ORQBasThrowUsage("--step requires --field or --deform");
+std::string NameOf(const DrawOptions& options) {
+    return std::filesystem::path(options.database).stem().string();
+}
+
+void DrawPage(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
+    MeshPage::Options wanted;
+    wanted.picture = PictureOptions(options);
+    wanted.picture.progress = output.Watch();
+    wanted.results.fields = options.fields;
+    if (IsMeasure(options.colourBy)) {
+        wanted.results.measure = options.colourBy;
     }
-    MeshSeries::Options wanted{PictureOptions(options), options.field, "", options.deform};
+    wanted.results.deform = options.deform;
+    wanted.results.time =
+        options.step.empty() || options.step == "all" ? 0 : TimeFrom(options.step);
+    wanted.mostBytes = static_cast<std::size_t>(1e6 * options.pageLimit);
+    output.Check(options.output);
+    MeshPage page(document, NameOf(options), wanted);
+    output.Write(page, CountsOf(page.Contents()));
+}
+
+void DrawPictures(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
+    MeshSeries::Options wanted{PictureOptions(options), "", "", options.deform};
+    if (!options.fields.empty()) {
+        wanted.field = options.fields.front();
+    }
     if (IsMeasure(options.colourBy)) {
         wanted.measure = options.colourBy;
     }
@@ -205,32 +303,49 @@ void DrawMeshes(const ORQObjDocument& document, const DrawOptions& options, cons
     if (const std::filesystem::path first = fileAt(1); !wanted.isAllTimes) {
         output.Check(first);
     }
-    MeshSeries series(document, std::filesystem::path(options.database).stem().string(), wanted);
+    MeshSeries series(document, NameOf(options), wanted);
     // All names before the first picture, so that no series is left in the middle by a name that is
     // taken.
     for (const int time : series.Times()) {
         output.Check(fileAt(time));
     }
-    for (const int time : series.Times()) {
-        const MeshPicture picture = series.PictureAt(time);
-        output.Write(picture, fileAt(time), CountsOf(picture.Contents().skin));
+    double nDrawn = 0;
+    const auto nPictures = static_cast<double>(series.Times().size());
+    try {
+        for (const int time : series.Times()) {
+            const MeshPicture picture = series.PictureAt(
+                time, PartOf(output.Watch(), nDrawn / nPictures, (nDrawn + 1) / nPictures));
+            output.Write(picture, fileAt(time), CountsOf(picture.Contents().skin));
+            ++nDrawn;
+        }
+    } catch (Interrupted& interrupted) {
+        if (nDrawn > 0) {
+            interrupted.left = "the pictures that were finished are there";
+        }
+        throw;
     }
 }
 
-void DrawSection(const ORQObjDocument& document, const DrawOptions& options, const Output& output) {
+void DrawMeshes(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
+    if (!options.step.empty() && options.fields.empty() && options.deform.empty()) {
+        ORQBasThrowUsage("--step requires --field or --deform");
+    }
+    (FormatOf(options.output) == Format::Html ? DrawPage : DrawPictures)(document, options, output);
+}
+
+void DrawSection(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
     const ORQExcSections sections(document);
     const ORQExcSections::Section& section = sections.Named(options.section);
     const ORQExcSections::Stack layup = sections.Read(section);
-    output.Write(LayupPicture(section, layup, SizeFrom(options.size)), options.output,
+    output.Write(LayupPicture(section, layup, SizeFrom(options)), options.output,
                  {{"section", section.name}, {"layers", layup.layers.size()}});
 }
 
-void DrawMaterial(const ORQObjDocument& document, const DrawOptions& options,
-                  const Output& output) {
+void DrawMaterial(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
     const ORQExcMaterials materials(document);
     const ORQExcMaterials::Material& material = materials.Named(options.material);
     const MaterialPicture picture(material, ORQExcReadMaterialTables(material.position),
-                                  SizeFrom(options.size));
+                                  SizeFrom(options));
     output.Write(picture, options.output,
                  {{"material", material.name}, {"graphs", picture.NumGraphs()}});
 }
@@ -239,7 +354,8 @@ void DrawMaterial(const ORQObjDocument& document, const DrawOptions& options,
 /// sections or materials, to files. On any failure the output's name is as it was before. Throws
 /// ORQExcExportError and ORQBasFailure.
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
-    const Output output(options, console);
+    CheckFormat(options);
+    Output output(options, console);
     const bool isOfMesh = options.section.empty() && options.material.empty();
     if (!isOfMesh) {
         output.Check(options.output);
@@ -268,15 +384,21 @@ SubcommandRun DeclareDraw(CLI::App& command) {
     const auto options = std::make_shared<DrawOptions>();
     AddDatabase(command, options->database);
     command
-        .add_option("-o,--output", options->output,
-                    "The file to write; its ending, .png or .svg, names the format")
+        .add_option(
+            "-o,--output", options->output,
+            "The file to write; its ending names the format: a picture, .png or .svg, or a page "
+            "to turn and cut in a browser, .html")
         ->required();
     command.add_option("--view", options->view,
                        "From where: iso, +x, -x, +y, -y, +z, -z or a direction X,Y,Z; "
                        "without it, from the front of a plane model, else iso");
-    CLI::Option* field = command.add_option(
-        "--field", options->field,
-        "Colour by the values of the results of that name: a field or one of its components");
+    CLI::Option* field =
+        command
+            .add_option("--field", options->fields,
+                        "Colour by the values of the results of that name: a field or one of its "
+                        "components; may be repeated for a page")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     command
         .add_option("--deform", options->deform,
                     "Move the nodes by the vectors of that name, so many times as SCALE says; "
@@ -285,7 +407,8 @@ SubcommandRun DeclareDraw(CLI::App& command) {
     command
         .add_option("--step", options->step,
                     "The time of the field or deformation, counted from 1, or all, each in a "
-                    "file of its own: -o name_%04d.png; without it, the last that has values")
+                    "file of its own: -o name_%04d.png; without it, the last that has values, in a "
+                    "page all")
         ->type_name("N|all");
     command
         .add_option("--clip", options->clips,
@@ -326,7 +449,13 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         material->excludes(command.get_option(ofMeshes));
     }
     field->excludes(command.get_option("--colour-by"));
-    command.add_option("--size", options->size, "WIDTHxHEIGHT in pixels")->capture_default_str();
+    command.add_option("--size", options->size, "WIDTHxHEIGHT of a picture in pixels")
+        ->default_str(kUsualSize);
+    command
+        .add_option("--page-limit", options->pageLimit,
+                    "The most megabytes that a page may have; times that have no room are left out")
+        ->check(CLI::Range(1.0, 1000.0))
+        ->capture_default_str();
     command.add_flag("--force", options->force, "Replace a file of that name");
     AddJson(command, options->json);
     return Reading(options, RunDraw, &DrawOptions::database);

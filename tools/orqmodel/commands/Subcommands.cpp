@@ -28,7 +28,9 @@ constexpr std::array kSubcommands = {
     Subcommand{"export", "Write a model to a file (Exodus II, Gmsh, NASTRAN bulk data, VTU)",
                DeclareExport},
     Subcommand{"adjacency", "Show the elements at a node", DeclareAdjacency},
-    Subcommand{"draw", "Draw the mesh of a model, a section or a material, as a picture (PNG, SVG)",
+    Subcommand{"draw",
+               "Draw the mesh of a model, a section or a material, as a picture (PNG, SVG) or a "
+               "page (HTML)",
                DeclareDraw},
     Subcommand{"find", "Show a set, surface or orientation by its name", DeclareFind},
     Subcommand{"map", "Match the nodes and elements of two models by instance and label",

@@ -500,8 +500,9 @@ SubcommandRun DeclareTable(CLI::App& command) {
     command.get_option("--json")->excludes(csv);
     command.footer(
         "Measures of elements are by their corners: length of lines, area of plane shapes and\n"
-        "shells, thickness of shells by their sections, volume of solids and shells, mass of\n"
-        "shells by the densities of their layers. What cannot be told is empty.");
+        "shells, thickness and offset of shells by attributes and sections, volume of solids and\n"
+        "shells, mass of shells by the densities of their layers; quality is the scaled\n"
+        "Jacobian, 1 for regular shapes. What cannot be told is empty.");
     return Reading(options, RunTable, &TableOptions::database);
 }
 

@@ -1,13 +1,11 @@
 #include "draw/Canvas.h"
 
-#include <utf8.h>
-
-#include "draw/StrokeFont.h"
+#include "draw/Fonts.h"
 
 namespace orqmodel {
 
 double TextWidth(std::string_view text, double size) {
-    return kLetterWidth * size * static_cast<double>(utf8::distance(text.begin(), text.end()));
+    return size * Fonts::OfSystem().Shape(text).width;
 }
 
 double TextStart(std::string_view text, double size, double x, Align align) {

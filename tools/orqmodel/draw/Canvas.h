@@ -30,12 +30,13 @@ class Canvas {
     /// Through all spots, with round ends.
     virtual void Line(std::span<const Spot> spots, const Stroke& stroke) = 0;
     virtual void Disc(Spot centre, double radius, Colour fill, const Stroke& border) = 0;
-    /// A line of UTF-8 text on a baseline; `at` is its left end or its middle. All letters
-    /// are equally wide, so that a layout holds for every kind of canvas.
+    /// A line of UTF-8 text on a baseline; `at` is its left end or its middle. It is TextWidth wide
+    /// on every kind of canvas.
     virtual void Text(Spot at, Align align, double size, Colour colour, std::string_view text) = 0;
 };
 
-/// The width in pixels of a text of that size (the height of its line).
+/// The width in pixels of a text of that size, in the fonts of the system. Throws as
+/// Fonts::OfSystem does.
 double TextWidth(std::string_view text, double size);
 
 /// Where a text aligned at `x` begins.

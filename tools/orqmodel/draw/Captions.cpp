@@ -31,16 +31,21 @@ bool HasRoomForTexts(PictureSize size) {
 }
 
 std::string Shortened(const std::string& text, double size, double width) {
-    constexpr std::string_view kGap = "...";
-    const std::u32string letters = utf8::utf8to32(text);
-    const auto most = static_cast<std::size_t>(std::max(1.0, width / TextWidth("x", size)));
-    if (letters.size() <= most) {
+    if (TextWidth(text, size) <= width) {
         return text;
     }
-    const std::size_t kept = most > kGap.size() ? most - kGap.size() : 0;
+    const std::u32string letters = utf8::utf8to32(text);
     // The end is kept as well: numbered names differ there.
-    return utf8::utf32to8(letters.substr(0, kept - kept / 2)) + std::string(kGap) +
-           utf8::utf32to8(letters.substr(letters.size() - kept / 2));
+    const auto keeping = [&](std::size_t kept) {
+        return utf8::utf32to8(letters.substr(0, kept - kept / 2)) + "..." +
+               utf8::utf32to8(letters.substr(letters.size() - kept / 2));
+    };
+    std::size_t least = 0;
+    for (std::size_t most = letters.size(); least + 1 < most;) {
+        const std::size_t kept = (least + most) / 2;
+        (TextWidth(keeping(kept), size) <= width ? least : most) = kept;
+    }
+    return keeping(least);
 }
 
 void PaintHeading(Canvas& canvas, double textSize, const std::string& title,

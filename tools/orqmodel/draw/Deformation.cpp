@@ -7,7 +7,6 @@
 #include <cmath>
 #include <limits>
 #include <optional>
-#include <utility>
 
 #include "ORQBasFailure.h"
 #include "ORQExcNearNames.h"
@@ -87,22 +86,22 @@ std::vector<int> Deformation::Times() const {
 }
 
 void Deformation::Scale(const std::vector<int>& times) {
-    // At() applies the scale, which is 1 until the largest displacement is known.
-    const std::optional<double> given = std::exchange(m_scale, 1.0);
     for (const int time : times) {
-        const std::vector<Point> displacements = At(time);
+        const std::vector<Point> displacements = Unscaled(time);
         m_largest =
             std::max(m_largest, Length(*std::ranges::max_element(displacements, {}, Length)));
     }
     constexpr double kSeen = 0.05;  // of the diagonal
-    m_scale = given ? *given : m_largest > 0 ? kSeen * DiagonalOf(m_model) / m_largest : 1;
+    if (!m_scale) {
+        m_scale = m_largest > 0 ? kSeen * DiagonalOf(m_model) / m_largest : 1;
+    }
     if (!(std::abs(Reach()) <= kFarthest)) {
         ORQBasThrowUsage(fmt::format("--deform {}: moves nodes by {}, which cannot be drawn",
                                      m_field->name, Reach()));
     }
 }
 
-std::vector<Point> Deformation::At(int time) const {
+std::vector<Point> Deformation::Unscaled(int time) const {
     const std::size_t nComponents = m_field->components.size();
     std::vector<double> values(static_cast<std::size_t>(m_model.NumNodes()) * nComponents);
     if (m_results.Read(*m_field, time - 1, m_model.Nodes(), values) == 0) {
@@ -114,8 +113,16 @@ std::vector<Point> Deformation::At(int time) const {
         // A node without a value stays where it is: a place that is NaN cannot be drawn.
         if (std::isfinite(values[i])) {
             const std::size_t axis = AxisOf(m_field->components[i % nComponents]);
-            displacements[i / nComponents].at(axis) = *m_scale * values[i];
+            displacements[i / nComponents].at(axis) = values[i];
         }
+    }
+    return displacements;
+}
+
+std::vector<Point> Deformation::At(int time) const {
+    std::vector<Point> displacements = Unscaled(time);
+    for (Point& displacement : displacements) {
+        displacement = *m_scale * displacement;
     }
     return displacements;
 }

@@ -25,6 +25,9 @@ class Deformation {
     void Scale(const std::vector<int>& times);
     /// By node, scaled; 0 where the field has no value.
     std::vector<Point> At(int time) const;
+    std::vector<Point> Unscaled(int time) const;
+    double Factor() const { return *m_scale; }
+    const std::string& Name() const { return m_field->name; }
     /// The length of the largest, scaled.
     double Reach() const { return *m_scale * m_largest; }
     /// "DISPL x 50"

@@ -42,6 +42,7 @@ class ShownField {
     FieldValues At(int time) const;
     /// Those at which it has values, from 1.
     std::vector<int> Times() const { return TimesOf(m_results, m_field); }
+    bool IsNodal() const { return m_field.place == ORQExcResultArray::Place::Node; }
 
   private:
     const ORQExcModel& m_model;

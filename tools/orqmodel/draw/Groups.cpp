@@ -9,136 +9,39 @@
 #include <utility>
 
 #include "ORQBasFailure.h"
-#include "ORQExcNearNames.h"
 #include "ORQExcSections.h"
 #include "draw/Colour.h"
+#include "draw/SetParts.h"
 
 namespace orqmodel {
 namespace {
 
 constexpr Skin::Part kMark = {-1, -1, -1};
 
-/// Throws Usage unless one of the names known is the wanted one.
-void CheckName(const char* option, const std::string& wanted,
-               const std::vector<std::string>& known) {
-    if (std::ranges::find(known, wanted) == known.end()) {
-        ORQBasThrowUsage(std::string(option) + " \"" + wanted + "\": there is none" +
-                         ORQExcNearNames(wanted, known));
+/// Each node of a set once: as its own part where it is one, else as a dot that is added.
+void AddDots(Skin& skin, Groups& groups, std::vector<int>& ofNode) {
+    // Taken before the loops, which add parts.
+    const std::size_t nParts = skin.NumParts();
+    const auto takeGroup = [&](int node) {
+        return std::exchange(ofNode[static_cast<std::size_t>(node)], -1);
+    };
+    for (std::size_t part = 0; part < nParts; ++part) {
+        if (skin.KindOf(part) == Skin::Kind::Dot) {
+            const int group = takeGroup(skin.Nodes(part)[0]);
+            groups.ofPart[part] = group >= 0 ? group : groups.ofPart[part];
+        }
+    }
+    for (std::size_t part = 0; part < nParts; ++part) {
+        for (std::size_t i = 0; i < skin.Nodes(part).size(); ++i) {
+            const int node = skin.Nodes(part)[i];
+            const int group = takeGroup(node);
+            if (group >= 0) {
+                skin.AddDot(kMark, node);
+                groups.ofPart.push_back(group);
+            }
+        }
     }
 }
-
-/// Which of a skin's parts, and of its nodes, are in the sets that are picked out.
-class SetGroups {
-  public:
-    SetGroups(Skin& skin, const ORQExcModel& model, std::span<const int> blocks)
-        : m_skin(skin),
-          m_model(model),
-          m_blockOf(static_cast<std::size_t>(model.NumElements()), -1),
-          m_ofElement(m_blockOf.size(), -1),
-          m_ofNode(skin.Points().size(), -1) {
-        for (const int block : blocks) {
-            for (ORQSimCSetIterator i(Block(block).elements); !i.IsDone(); i.Next()) {
-                m_blockOf[static_cast<std::size_t>(i.CurrentValue())] = block;
-            }
-        }
-    }
-
-    void AddElements(const ORQExcModel::Set& set) {
-        Mark(set.members, m_ofElement);
-        m_groups.groups.push_back({set.name, false});
-    }
-
-    void AddNodes(const ORQExcModel::Set& set) {
-        Mark(set.members, m_ofNode);
-        m_groups.groups.push_back({set.name, true});
-    }
-
-    void AddSurface(const ORQExcModel::Surface& surface) {
-        std::vector<ORQExcModel::Face> edges;
-        for (const ORQExcModel::Face& face : surface.faces) {
-            const int block = m_blockOf[static_cast<std::size_t>(face.element)];
-            if (block < 0) {
-                continue;
-            }
-            const ORQExcShape& shape = *Block(block).shape;
-            if (shape.SideAt(face.side).IsEdge()) {
-                edges.push_back(face);
-            } else {
-                m_ofFace.push_back({{face.element, shape.dimension == 3 ? face.side : -1}, Next()});
-            }
-        }
-        for (const ORQExcModel::FaceNodes& nodes : m_model.NodesOf(edges)) {
-            m_edges.emplace_back(nodes, Next());
-        }
-        m_groups.groups.push_back({surface.name, false});
-    }
-
-    Groups Finish() {
-        // Also by group: the last of a face is the surface that was added last, which is drawn.
-        std::ranges::sort(m_ofFace);
-        for (std::size_t part = 0; part < m_skin.NumParts(); ++part) {
-            m_groups.ofPart.push_back(GroupOf(part));
-        }
-        for (const auto& [nodes, group] : m_edges) {
-            m_skin.AddLine(kMark, nodes);
-            m_groups.ofPart.push_back(group);
-        }
-        AddDots();
-        return std::move(m_groups);
-    }
-
-  private:
-    const ORQExcModel::Block& Block(int place) const {
-        return m_model.Blocks()[static_cast<std::size_t>(place)];
-    }
-    int Next() const { return static_cast<int>(m_groups.groups.size()); }
-
-    void Mark(const ORQSimCSet& members, std::vector<int>& groupOf) const {
-        for (ORQSimCSetIterator i(members); !i.IsDone(); i.Next()) {
-            groupOf[static_cast<std::size_t>(i.CurrentValue())] = Next();
-        }
-    }
-
-    int GroupOf(std::size_t part) {
-        if (m_skin.KindOf(part) == Skin::Kind::Dot) {
-            // Taken, so that AddDots draws no second dot over it.
-            return std::exchange(m_ofNode[static_cast<std::size_t>(m_skin.Nodes(part)[0])], -1);
-        }
-        const auto [block, element, side] = m_skin.At(part);
-        const std::pair<int, int> face{element, side};
-        const auto after = std::ranges::upper_bound(m_ofFace, face, {}, &FaceGroup::first);
-        const int ofElement = m_ofElement[static_cast<std::size_t>(element)];
-        return after != m_ofFace.begin() && std::prev(after)->first == face
-                   ? std::max(std::prev(after)->second, ofElement)
-                   : ofElement;
-    }
-
-    void AddDots() {
-        // Taken before the loop, which adds parts.
-        const std::size_t nParts = m_skin.NumParts();
-        for (std::size_t part = 0; part < nParts; ++part) {
-            for (std::size_t i = 0; i < m_skin.Nodes(part).size(); ++i) {
-                const int node = m_skin.Nodes(part)[i];
-                const int group = std::exchange(m_ofNode[static_cast<std::size_t>(node)], -1);
-                if (group >= 0) {
-                    m_skin.AddDot(kMark, node);
-                    m_groups.ofPart.push_back(group);
-                }
-            }
-        }
-    }
-
-    using FaceGroup = std::pair<std::pair<int, int>, int>;  // element and side of the part, group
-
-    Skin& m_skin;
-    const ORQExcModel& m_model;
-    Groups m_groups;
-    std::vector<int> m_blockOf;    // by element; -1 when it is not drawn
-    std::vector<int> m_ofElement;  // groups; -1 for none
-    std::vector<int> m_ofNode;
-    std::vector<FaceGroup> m_ofFace;
-    std::vector<std::pair<ORQExcModel::FaceNodes, int>> m_edges;
-};
 
 /// The name before its first digit, without what separates them.
 std::string HeadOf(const std::string& name) {
@@ -265,40 +168,30 @@ Groups GroupsByMaterial(const Skin& skin, const ORQExcModel& model) {
     return GroupsByNameOf(skin, model, "material", MaterialsOf);
 }
 
-Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,
-                   std::span<const std::string> names) {
-    const std::vector<ORQExcModel::Surface> surfaces = model.Surfaces();
-    std::vector<std::string> known;
-    const auto know = [&](const auto& set) { known.push_back(set.name); };
-    std::ranges::for_each(model.ElementSets(), know);
-    std::ranges::for_each(surfaces, know);
-    std::ranges::for_each(model.NodeSets(), know);
-    for (const std::string& name : names) {
-        CheckName("--set", name, known);
-    }
-    if (known.empty()) {
+Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const std::string> names) {
+    const std::vector<SetParts> sets = PartsOfSets(skin, model, names);
+    if (sets.empty()) {
         ORQBasThrowUsage("--colour-by set: the model has no element set, surface or node set");
     }
-    const auto isWanted = [&](const auto& set) {
-        return names.empty() || std::ranges::find(names, set.name) != names.end();
-    };
-    SetGroups groups(skin, model, blocks);
-    for (const ORQExcModel::Set& set : model.ElementSets()) {
-        if (isWanted(set)) {
-            groups.AddElements(set);
+    Groups groups;
+    groups.ofPart.assign(skin.NumParts(), -1);
+    std::vector<int> ofNode(skin.Points().size(), -1);
+    for (const SetParts& set : sets) {
+        const auto group = static_cast<int>(groups.groups.size());
+        groups.groups.push_back({set.name, set.kind == SetParts::Kind::Nodes});
+        for (const int part : set.parts) {
+            groups.ofPart[static_cast<std::size_t>(part)] = group;
+        }
+        for (const int node : set.nodes) {
+            ofNode[static_cast<std::size_t>(node)] = group;
+        }
+        for (const ORQExcModel::FaceNodes& nodes : set.edges) {
+            skin.AddLine(kMark, nodes);
+            groups.ofPart.push_back(group);
         }
     }
-    for (const ORQExcModel::Surface& surface : surfaces) {
-        if (isWanted(surface)) {
-            groups.AddSurface(surface);
-        }
-    }
-    for (const ORQExcModel::Set& set : model.NodeSets()) {
-        if (isWanted(set)) {
-            groups.AddNodes(set);
-        }
-    }
-    return groups.Finish();
+    AddDots(skin, groups, ofNode);
+    return groups;
 }
 
 }  // namespace orqmodel

@@ -33,8 +33,7 @@ Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const
 /// that share something the last is seen. Adds to the skin the nodes of sets that it has, as dots,
 /// and the edges of surfaces, as lines. Either face of a shell colours the shell.
 /// Throws Usage, naming what is near, when there is none of a name, or none at all.
-Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,
-                   std::span<const std::string> names);
+Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const std::string> names);
 
 /// A group for each section that governs something, and one for each choice of materials in their
 /// layers ("MAT8 1, MAT1 2"); parts of elements without a section are in none. Throws Usage for a

@@ -17,6 +17,10 @@
 namespace orqmodel {
 namespace {
 
+// Where the parts of the work end that take long: finding the skin, then its edges, then painting.
+constexpr double kSkinIsFound = 0.6;
+constexpr double kEdgesAreFound = 0.8;
+
 constexpr double kFieldShade = 0.3;  // little, so that colours are those of the bar
 constexpr double kAxesRoom = 8;      // side of the square for the axes, by the size of the text
 
@@ -28,7 +32,7 @@ Groups GroupsBy(Skin& skin, const ORQExcModel& model, std::span<const int> block
                 const MeshPictureOptions& options) {
     switch (options.colourBy) {
         case ColourBy::Set:
-            return GroupsBySet(skin, model, blocks, options.sets);
+            return GroupsBySet(skin, model, options.sets);
         case ColourBy::Section:
             return GroupsBySection(skin, model);
         case ColourBy::Material:
@@ -104,13 +108,15 @@ void MovePoints(Skin& skin, Groups& groups, const View& view,
 
 MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
                          const MeshPictureOptions& options)
-    : Picture(options.size), m_scene{Skin({}), {}, {}, 0} {
+    : Picture(options.size),
+      m_scene{Skin({}), {}, {}, 0},
+      m_painting(PartOf(options.progress, kEdgesAreFound, 1)) {
     const std::vector<int> blocks = BlocksNamed(model, options.blocks);
     if (options.view) {
         m_view = View::FromText(*options.view);
     }
     Skin& skin = m_scene.skin;
-    skin = SkinOf(model, blocks, options.clips);
+    skin = SkinOf(model, blocks, options.clips, PartOf(options.progress, 0, kSkinIsFound));
     Groups groups = GroupsBy(skin, model, blocks, options);
     const bool isOfSets = options.colourBy == ColourBy::Set;
     // Before anything is sorted or projected: parts are what memory and time go by.
@@ -152,6 +158,7 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     PlanLayout();
     FitInto(skin, extent, m_frame);
     PlanEdges(options.edges, groups);
+    options.progress(kEdgesAreFound);
     PlanDots();
     if (field) {
         PlanExtremes(model, *field);

@@ -11,6 +11,7 @@
 #include "draw/FieldValues.h"
 #include "draw/Groups.h"
 #include "draw/Picture.h"
+#include "draw/Progress.h"
 #include "draw/Scene.h"
 #include "draw/View.h"
 
@@ -39,6 +40,8 @@ struct MeshPictureOptions {
         std::string text;
     };
     std::optional<Moves> moves;
+    /// Of making the picture and of writing it.
+    Progress progress = IgnoreProgress;
     PictureSize size{1200, 900};
 };
 
@@ -65,8 +68,8 @@ class MeshPicture : public Picture {
     void PlanDots();
     void PlanExtremes(const ORQExcModel& model, const FieldValues& field);
     void Paint(Canvas& canvas) const override;
-    void PaintBelow(Image& image) const override { PaintPixels(m_scene, image); }
-    void PaintBelow(Canvas& canvas) const override { PaintShapes(m_scene, canvas); }
+    void PaintBelow(Image& image) const override { PaintPixels(m_scene, image, m_painting); }
+    void PaintBelow(Canvas& canvas) const override { PaintShapes(m_scene, canvas, m_painting); }
     void PaintAxes(Canvas& canvas) const;
 
     double m_textSize = 0;
@@ -81,6 +84,7 @@ class MeshPicture : public Picture {
     std::string m_fieldName;
     std::vector<Extreme> m_extremes;
     Scene m_scene;
+    Progress m_painting;
 };
 
 }  // namespace orqmodel

@@ -49,7 +49,8 @@ void MeshSeries::PlanTimes(const Options& options) {
         options.isAllTimes ? times : std::vector{options.time > 0 ? options.time : times.back()};
 }
 
-MeshPicture MeshSeries::PictureAt(int time) {
+MeshPicture MeshSeries::PictureAt(int time, const Progress& progress) {
+    m_picture.progress = progress;
     if (m_field) {
         m_picture.field = m_field->At(time);
     }

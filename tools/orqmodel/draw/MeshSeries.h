@@ -34,7 +34,7 @@ class MeshSeries {
     /// The times of the pictures, from 1 among those of the model; {0} where none depends on a time.
     const std::vector<int>& Times() const { return m_times; }
     /// Throws as MeshPicture does, and Usage for a time without values.
-    MeshPicture PictureAt(int time);
+    MeshPicture PictureAt(int time, const Progress& progress = IgnoreProgress);
 
   private:
     void PlanTimes(const Options& options);

@@ -1,12 +1,8 @@
 #include "draw/RasterCanvas.h"
 
-#include <utf8.h>
-
 #include <algorithm>
 #include <cmath>
 #include <vector>
-
-#include "draw/StrokeFont.h"
 
 namespace orqmodel {
 namespace {
@@ -93,15 +89,29 @@ void RasterCanvas::Disc(Spot centre, double radius, Colour fill, const Stroke& b
 }
 
 void RasterCanvas::Text(Spot at, Align align, double size, Colour colour, std::string_view text) {
-    const double thickness = std::max(1.1, 0.085 * size);
-    double x = TextStart(text, size, at.x, align);
-    for (auto next = text.begin(); next != text.end(); x += kLetterWidth * size) {
-        for (const std::vector<Spot>& line : LetterLines(utf8::next(next, text.end()))) {
-            std::vector<Spot> spots;
-            for (const Spot& spot : line) {
-                spots.push_back({x + size * spot.x, at.y - size * spot.y});
+    const double start = TextStart(text, size, at.x, align);
+    Fonts& fonts = Fonts::OfSystem();
+    for (const ShapedText::Glyph& glyph : fonts.Shape(text).glyphs) {
+        const Spot origin = {start + size * glyph.at.x, at.y - size * glyph.at.y};
+        const Spot corner = {std::floor(origin.x), std::floor(origin.y)};
+        const GlyphImage image =
+            fonts.ImageOf(glyph, size, {origin.x - corner.x, origin.y - corner.y});
+        Blend(image, static_cast<int>(corner.x), static_cast<int>(corner.y), colour);
+    }
+}
+
+void RasterCanvas::Blend(const GlyphImage& glyph, int x, int y, Colour colour) {
+    for (int row = 0; row < glyph.height; ++row) {
+        for (int column = 0; column < glyph.width; ++column) {
+            const int right = x + glyph.left + column;
+            const int down = y + glyph.top + row;
+            if (right < 0 || right >= m_image.size.width || down < 0 ||
+                down >= m_image.size.height) {
+                continue;
             }
-            Line(spots, {colour, thickness});
+            const auto place = static_cast<std::size_t>(row * glyph.width + column);
+            m_image.At(right, down) =
+                Mixed(m_image.At(right, down), colour, glyph.shares[place] / 255.0);
         }
     }
 }

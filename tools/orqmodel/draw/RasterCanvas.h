@@ -1,5 +1,6 @@
 #pragma once
 
+#include "draw/Fonts.h"
 #include "draw/Image.h"
 
 namespace orqmodel {
@@ -24,6 +25,8 @@ class RasterCanvas final : public Canvas {
     template <class IsInside>
     void Cover(const Box& box, Colour colour, const IsInside& isInside);
     static Box Around(std::span<const Spot> spots, double margin);
+    /// Of a glyph whose origin lies in that pixel.
+    void Blend(const GlyphImage& glyph, int x, int y, Colour colour);
 
     Image& m_image;
 };

@@ -144,8 +144,9 @@ std::vector<EdgeKind> FindEdges(const Skin& skin, std::span<const int> groups, E
     return kinds;
 }
 
-void PaintPixels(const Scene& scene, Image& image) {
+void PaintPixels(const Scene& scene, Image& image, const Progress& progress) {
     ForEachVisibleRow(scene, image.size, [&](int y, std::span<const VisibleSample> samples) {
+        progress(static_cast<double>(y) / image.size.height);
         for (int x = 0; x < image.size.width; ++x) {
             std::array<int, 3> sum{};
             for (int i = 0; i < kSamples; ++i) {
@@ -165,12 +166,13 @@ void PaintPixels(const Scene& scene, Image& image) {
     });
 }
 
-void PaintShapes(const Scene& scene, Canvas& canvas) {
+void PaintShapes(const Scene& scene, Canvas& canvas, const Progress& progress) {
     const Skin& skin = scene.skin;
     // What no sample shows is left out: the size of the file goes with what is seen, not with the
     // mesh.
     std::vector<bool> isSeen(skin.NumParts());
-    ForEachVisibleRow(scene, canvas.Size(), [&](int, std::span<const VisibleSample> samples) {
+    ForEachVisibleRow(scene, canvas.Size(), [&](int y, std::span<const VisibleSample> samples) {
+        progress(static_cast<double>(y) / canvas.Size().height);
         for (const VisibleSample& sample : samples) {
             if (!sample.IsEmpty()) {
                 isSeen[sample.Part()] = true;

@@ -6,6 +6,7 @@
 
 #include "draw/Canvas.h"
 #include "draw/Image.h"
+#include "draw/Progress.h"
 #include "draw/Skin.h"
 
 namespace orqmodel {
@@ -34,10 +35,10 @@ double MeanEdgeLength(const Skin& skin);
 std::vector<EdgeKind> FindEdges(const Skin& skin, std::span<const int> groups, EdgeKind others);
 
 /// Paints what can be seen, each pixel by its own depth. Needs little memory beside the image.
-void PaintPixels(const Scene& scene, Image& image);
+void PaintPixels(const Scene& scene, Image& image, const Progress& progress = IgnoreProgress);
 
 /// Paints as shapes the parts of which anything can be seen, those farther away first. Where parts
 /// pass through each other, or a large one lies beside a small one, that order can be wrong.
-void PaintShapes(const Scene& scene, Canvas& canvas);
+void PaintShapes(const Scene& scene, Canvas& canvas, const Progress& progress = IgnoreProgress);
 
 }  // namespace orqmodel

@@ -90,13 +90,20 @@ class SolidFaces {
 
     /// Those that only one element has, ascending. Faces of collapsed elements that have become
     /// lines do not count.
-    std::vector<std::int64_t> Outer(int nNodes) const {
+    std::vector<std::int64_t> Outer(int nNodes, const Progress& progress) const {
+        constexpr std::size_t kFacesAtOnce = 1 << 18;
         std::vector<std::int64_t> outer;
+        std::size_t nDone = 0;
         ForEachWithSameNodes(
             Count(), nNodes, [this](std::int64_t face) { return Key(face); },
             [&](std::span<const std::int64_t> same) {
                 if (same.size() == 1 && Key(same[0])[2] >= 0) {
                     outer.push_back(same[0]);
+                }
+                const std::size_t before = nDone;
+                nDone += same.size();
+                if (before / kFacesAtOnce != nDone / kFacesAtOnce) {
+                    progress(static_cast<double>(nDone) / static_cast<double>(Count()));
                 }
             });
         std::ranges::sort(outer);
@@ -210,7 +217,9 @@ std::vector<Point> PointsOf(const ORQExcModel& model) {
     return points;
 }
 
-Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks, const std::vector<Clip>& clips) {
+Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks, const std::vector<Clip>& clips,
+            const Progress& progress) {
+    constexpr double kReading = 0.3;
     Skin skin(PointsOf(model));
     std::vector<Elements> drawn;
     for (const int place : blocks) {
@@ -218,9 +227,11 @@ Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks, const std::ve
         if (!clips.empty()) {
             drawn.back() = Clipped(drawn.back(), clips, skin.Points());
         }
+        progress(kReading * static_cast<double>(drawn.size()) / static_cast<double>(blocks.size()));
     }
     const SolidFaces faces(drawn);
-    const std::vector<std::int64_t> outer = faces.Outer(model.NumNodes());
+    const std::vector<std::int64_t> outer =
+        faces.Outer(model.NumNodes(), PartOf(progress, kReading, 1));
     for (std::size_t i = 0; i < drawn.size(); ++i) {
         if (drawn[i].shape->dimension == 3) {
             const auto begin = std::ranges::lower_bound(outer, faces.Begin(i));

@@ -7,6 +7,7 @@
 
 #include "ORQExcModel.h"
 #include "draw/Clip.h"
+#include "draw/Progress.h"
 #include "draw/Space.h"
 
 namespace orqmodel {
@@ -72,6 +73,6 @@ std::vector<Point> PointsOf(const ORQExcModel& model);
 /// Throws Usage when there is nothing to draw, and Damaged, naming the node, when one that is
 /// drawn has a coordinate that is not finite.
 Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks,
-            const std::vector<Clip>& clips = {});
+            const std::vector<Clip>& clips = {}, const Progress& progress = IgnoreProgress);
 
 }  // namespace orqmodel

@@ -8,6 +8,7 @@
 
 #include "ORQExcExportError.h"
 #include "ORQExcXmlText.h"
+#include "draw/Fonts.h"
 
 namespace orqmodel {
 namespace {
@@ -87,10 +88,11 @@ void SvgCanvas::Disc(Spot centre, double radius, Colour fill, const Stroke& bord
 
 void SvgCanvas::Text(Spot at, Align align, double size, Colour colour, std::string_view text) {
     EndPath();
-    // The width is given, since the fonts of viewers differ a little.
+    // The width is given, since the viewer may lack the font.
     m_body += fmt::format(
         "<text class=\"{}\" x=\"{}\" y=\"{}\" textLength=\"{}\" xml:space=\"preserve\">{}</text>\n",
-        ClassOf(fmt::format("fill:{};stroke:none;font:{}px monospace", Code(colour), Units(size))),
+        ClassOf(fmt::format("fill:{};stroke:none;font:{}px '{}',sans-serif", Code(colour),
+                            Units(size), ORQExcXmlEscaped(Fonts::OfSystem().Family()))),
         Units(TextStart(text, size, at.x, align)), Units(at.y), Units(TextWidth(text, size)),
         ORQExcXmlEscaped(text));
 }

@@ -7,7 +7,9 @@
 
 #include "ORQExcMaterialTable.h"
 #include "ORQExcMaterials.h"
+#include "ORQExcQuality.h"
 #include "ORQExcSections.h"
+#include "ORQExcShellValues.h"
 #include "queries/MemberRange.h"
 #include "queries/RowSource.h"
 
@@ -31,22 +33,18 @@ std::map<std::string, double> Densities(const ORQObjDocument& document) {
     return densities;
 }
 
-/// What the layers of shells add up to: thickness, or mass for each unit of area.
-class LayerSums {
+/// The mass of shells for each unit of area, by their layers.
+class LayerMasses {
   public:
-    LayerSums(const ORQObjDocument& document, bool ofMass) : m_sections(document) {
-        const std::map<std::string, double> densities =
-            ofMass ? Densities(document) : std::map<std::string, double>();
+    explicit LayerMasses(const ORQObjDocument& document) : m_sections(document) {
+        const std::map<std::string, double> densities = Densities(document);
         for (const ORQExcSections::Section& section : m_sections.Sections()) {
             const ORQExcSections::Stack stack = m_sections.Read(section);
-            // A section without layers has an unknown thickness, not the thickness 0.
+            // A section without layers has an unknown mass, not the mass 0.
             std::vector<double> sums(1, stack.layers.empty() ? kNone : 0.0);
             for (const ORQExcSections::Layer& layer : stack.layers) {
                 const auto density = densities.find(layer.material);
-                const double factor = !ofMass                      ? 1
-                                      : density == densities.end() ? kNone
-                                                                   : density->second;
-                Add(layer.thickness, factor, sums);
+                Add(layer.thickness, density == densities.end() ? kNone : density->second, sums);
             }
             m_sums.push_back(std::move(sums));
         }
@@ -88,23 +86,33 @@ class LayerSums {
     std::vector<std::vector<double>> m_sums;  // of a section: one, or one for each of its elements
 };
 
+/// What a measure takes of elements beside their size.
+enum class Beside { Nothing, Thickness, Offset, MassPerArea, Quality };
+
 struct Measure {
     const char* name;
-    int dimension;      ///< of the shapes whose own size it is; -1 for none
-    bool countsLayers;  ///< of shells, by thickness or mass
-    bool ofMass = false;
+    int dimension;  ///< of the shapes whose own size it is; -1 for none
+    Beside beside;
+    bool isTimesArea = false;  ///< of shells
 };
 
-constexpr std::array kMeasures = {Measure{"length", 1, false}, Measure{"area", 2, false},
-                                  Measure{"thickness", -1, true}, Measure{"volume", 3, true},
-                                  Measure{"mass", -1, true, true}};
+constexpr std::array kMeasures = {
+    Measure{"length", 1, Beside::Nothing},         Measure{"area", 2, Beside::Nothing},
+    Measure{"thickness", -1, Beside::Thickness},   Measure{"offset", -1, Beside::Offset},
+    Measure{"volume", 3, Beside::Thickness, true}, Measure{"mass", -1, Beside::MassPerArea, true},
+    Measure{"quality", -1, Beside::Quality},
+};
 
 class Measures : public RowSource {
   public:
     Measures(const ORQExcModel& model, const ORQSimCSet& elements, const Measure& measure)
         : m_model(model), m_parts(model, elements), m_measure(measure), m_columns{{measure.name}} {
-        if (measure.countsLayers) {
-            m_layers.emplace(model.Document(), measure.ofMass);
+        if (measure.beside == Beside::MassPerArea) {
+            m_masses.emplace(model.Document());
+        } else if (measure.beside == Beside::Thickness || measure.beside == Beside::Offset) {
+            m_shellValues = ORQExcShellValuesOf(model, measure.beside == Beside::Thickness
+                                                           ? ORQExcShellValue::Thickness
+                                                           : ORQExcShellValue::Offset);
         }
     }
 
@@ -123,9 +131,11 @@ class Measures : public RowSource {
         const ORQExcShape& shape = *part->block->shape;
         if (shape.dimension == m_measure.dimension) {
             block.values = Sizes(*part);
-        } else if (shape.dimension == 2 && m_measure.countsLayers) {
-            block.values = m_layers->Of(part->elements);
-            if (m_measure.name != std::string_view("thickness")) {
+        } else if (m_measure.beside == Beside::Quality) {
+            block.values = Qualities(*part);
+        } else if (shape.dimension == 2 && m_measure.beside != Beside::Nothing) {
+            block.values = m_masses ? m_masses->Of(part->elements) : ShellValues(part->elements);
+            if (m_measure.isTimesArea) {
                 const std::vector<double> areas = Sizes(*part);
                 std::ranges::transform(block.values, areas, block.values.begin(),
                                        std::multiplies());
@@ -135,24 +145,44 @@ class Measures : public RowSource {
     }
 
   private:
-    std::vector<double> Sizes(const ElementParts::Part& part) const {
+    /// By the corners of each element.
+    template <class Of>
+    std::vector<double> ByCorners(const ElementParts::Part& part, const Of& of) const {
         const ORQExcShape& shape = *part.block->shape;
         const auto nNodes = static_cast<std::size_t>(shape.nNodes);
         const auto nCorners = static_cast<std::size_t>(shape.nCorners);
         const std::vector<double> coordinates = CoordinatesOf(m_model, part.nodes);
-        std::vector<double> sizes;
+        std::vector<double> values;
         for (std::size_t i = 0; i < part.nodes.size(); i += nNodes) {
-            sizes.push_back(
-                ORQExcMeasureOf(shape, std::span(coordinates).subspan(3 * i, 3 * nCorners)).size);
+            values.push_back(of(shape, std::span(coordinates).subspan(3 * i, 3 * nCorners)));
         }
-        return sizes;
+        return values;
+    }
+
+    std::vector<double> Sizes(const ElementParts::Part& part) const {
+        return ByCorners(part, [](const ORQExcShape& shape, std::span<const double> corners) {
+            return ORQExcMeasureOf(shape, corners).size;
+        });
+    }
+
+    std::vector<double> Qualities(const ElementParts::Part& part) const {
+        return ByCorners(part, ORQExcFindQualityMeasure("scaled Jacobian")->of);
+    }
+
+    std::vector<double> ShellValues(const ORQSimCSet& elements) const {
+        std::vector<double> values;
+        for (ORQSimCSetIterator i(elements); !i.IsDone(); i.Next()) {
+            values.push_back(m_shellValues[static_cast<std::size_t>(i.CurrentValue())]);
+        }
+        return values;
     }
 
     const ORQExcModel& m_model;
     ElementParts m_parts;
     Measure m_measure;
     std::vector<Column> m_columns;
-    std::optional<LayerSums> m_layers;
+    std::optional<LayerMasses> m_masses;
+    std::vector<double> m_shellValues;  // by element; empty where they are not needed
 };
 
 }  // namespace

@@ -54,9 +54,11 @@ std::unique_ptr<RowSource> FieldRows(const ORQExcResults& results,
                                      const ORQSimCSet& members, int component = -1);
 
 /// Sizes of elements, in powers of the model's units: `length` of lines, `area` of plane shapes and
-/// shells, `thickness` of shells by their sections, `volume` of solids and, by thickness, of shells,
-/// and `mass` of shells by the densities of their layers, without other masses of a section.
-/// Lengths, areas and volumes are those of ORQExcMeasureOf: by the corners.
+/// shells, `thickness` and `offset` of shells as ORQExcShellValuesOf knows them, `volume` of solids
+/// and, by thickness, of shells, and `mass` of shells by the densities of their layers, without
+/// other masses of a section. Lengths, areas and volumes are those of ORQExcMeasureOf: by the
+/// corners. `quality` is the scaled Jacobian of plane shapes, shells and solids; see
+/// ORQExcQualityMeasures.
 std::unique_ptr<RowSource> MeasureRows(const ORQExcModel& model, const ORQSimCSet& elements,
                                        const std::string& measure);
 /// The measures, in the order in which help names them.

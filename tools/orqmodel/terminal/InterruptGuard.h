@@ -8,6 +8,7 @@ namespace orqmodel {
 /// Thrown where work ends early because a signal came.
 struct Interrupted {
     int signal;
+    const char* left = "nothing was changed";  ///< what the work leaves behind
 };
 
 /// While it lives, the first SIGINT, SIGTERM or SIGHUP is only noted, so that unfinished work can

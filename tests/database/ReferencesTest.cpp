@@ -70,10 +70,10 @@ TEST_P(ReferencesTest, ADeletedObjectGoesWithAllLinksIntoIt) {
     b.SetName(Slot(31), "name");
     b.DataRecord().SetInt(0, 7);
     ORQSimSymbols(Database().ContextID()).Create(ORQSimTypeID(Slot(22)), 5, "s", list.ID());
-    EXPECT_TRUE(References().IsLinked(b.ID()));
+    EXPECT_TRUE(References().IsUsed(b.ID()));
 
     References().Delete(b.ID());
-    EXPECT_FALSE(References().IsLinked(b.ID()));
+    EXPECT_FALSE(References().IsUsed(b.ID()));
     EXPECT_TRUE(a.Follow(slot, 3).IsNull());
     EXPECT_EQ(a.GetMap(slot).Size(), 1);
     EXPECT_EQ(Places(vector), (Ints{2, 2}));
@@ -105,11 +105,10 @@ TEST_P(ReferencesTest, ACollectionTakesThePlaceOfAnother) {
     a.SetPosition(slot, some);
     a.GetMap(slot).Insert("some", some);
     a.GetVector(slot).PushBack(Nodes(Database()).EmptyCSetID());
-    a.SetPosition(Slot(32), Focus().CreateTypedDSet(
-                                ORQSimCtation(std::vector{ORQSimCompartment(std::vector{some})}),
-                                Slot(23)));
-    const ORQSimDSetID standing =
-        Focus().Context().CreateDSet(field.ID(), ORQSimTypeID(Slot(24)));
+    a.SetPosition(Slot(32),
+                  Focus().CreateTypedDSet(
+                      ORQSimCtation(std::vector{ORQSimCompartment(std::vector{some})}), Slot(23)));
+    const ORQSimDSetID standing = Focus().Context().CreateDSet(field.ID(), ORQSimTypeID(Slot(24)));
     a.SetPosition(Slot(33), standing);
     EXPECT_EQ(References().LinkedSets(former).size(), 2U);
     ASSERT_EQ(References().DistributionsOver(former).size(), 1U);
@@ -146,10 +145,11 @@ TEST_P(ReferencesTest, ASetThatIsCoveredStays) {
         .SetDim(1, RunOf(Components(Database()), 1, 1))
         .ExecMake();
     EXPECT_TRUE(Fails(Kind::Usage, {"is over it"}, [&] { References().Delete(covered); }));
+    EXPECT_TRUE(References().IsUsed(covered));
     References().Delete(linked);
     EXPECT_TRUE(a.GetPosition(slot).IsNull());
-    EXPECT_TRUE(Fails(Kind::Usage, {"cannot be deleted"},
-                      [&] { References().Delete(Focus().ID()); }));
+    EXPECT_TRUE(
+        Fails(Kind::Usage, {"cannot be deleted"}, [&] { References().Delete(Focus().ID()); }));
     ExpectSound();
 }
 

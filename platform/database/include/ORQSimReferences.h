@@ -27,8 +27,8 @@ class ORQ_EXPORT ORQSimReferences {
     std::vector<ORQSimDistributionID> DistributionsOver(const ORQSimCollectionID& collection) const;
     /// The data sets that stand on a distribution.
     std::vector<ORQSimDSetID> DataSetsOn(const ORQSimDistributionID& distribution) const;
-    /// Whether any link leads to an object or a set.
-    bool IsLinked(const ORQSimDynamicID& target) const;
+    /// Whether any link leads to an object or a set, or a drawer or a compartment covers the set.
+    bool IsUsed(const ORQSimDynamicID& target) const;
 
     /// Makes every link and compartment that leads to an object or a stored set lead to another one
     /// of the same database. Two sets are of the same collection or, where the set of another one

@@ -94,6 +94,22 @@ std::vector<Held<Link>> LinksInto(RowStore& rows, std::int64_t object) {
     return links;
 }
 
+bool IsSame(const Target& a, const Target& b) {
+    return a.object == b.object && a.category == b.category && a.index == b.index;
+}
+
+/// Those to one target alone.
+template <class Link>
+std::vector<Held<Link>> LinksTo(RowStore& rows, const Target& target) {
+    std::vector<Held<Link>> links;
+    for (const Link& row : rows.FindBy<Link::kByTarget>(target.object, target.index)) {
+        if (IsSame(row.target, target)) {
+            links.emplace_back(row);
+        }
+    }
+    return links;
+}
+
 template <class Link>
 void EraseLink(RowStore& rows, const Link& row) {
     if constexpr (std::is_same_v<Link, SetEntryRow>) {
@@ -132,31 +148,9 @@ void EraseLinksInto(RowStore& rows, const std::vector<Held<Link>>& links) {
     }
 }
 
-bool IsSame(const Target& a, const Target& b) {
-    return a.object == b.object && a.category == b.category && a.index == b.index;
-}
-
-template <class Link>
-void KeepThoseTo(const Target& target, std::vector<Held<Link>>& links) {
-    std::erase_if(links,
-                  [&](const Held<Link>& held) { return !IsSame(held.row.target, target); });
-}
-
-template <class Link>
-bool HasLinkTo(RowStore& rows, const Target& target) {
-    for (const Link& row : rows.FindBy<Link::kByTarget>(target.object, target.index)) {
-        if (IsSame(row.target, target)) {
-            return true;
-        }
-    }
-    return false;
-}
-
 template <class Link>
 void RedirectLinks(RowStore& rows, const Target& from, const Target& to) {
-    std::vector<Held<Link>> links = LinksInto<Link>(rows, from.object);
-    KeepThoseTo(from, links);
-    for (const Held<Link>& held : links) {
+    for (const Held<Link>& held : LinksTo<Link>(rows, from)) {
         EraseLink(rows, held.Row());
         Link row = held.Row();
         row.target = to;
@@ -202,8 +196,7 @@ std::int64_t UserOfSet(RowStore& rows, std::int64_t collection, int set) {
 
 void EraseSetsOf(DatabaseState& state, std::int64_t collection) {
     std::vector<int> sets;
-    for (const ComponentSetRow& row :
-         state.Rows().FindBy<Index::ComponentSetByHash>(collection)) {
+    for (const ComponentSetRow& row : state.Rows().FindBy<Index::ComponentSetByHash>(collection)) {
         sets.push_back(row.id);
     }
     for (const int set : sets) {
@@ -302,11 +295,15 @@ std::vector<ORQSimDSetID> ORQSimReferences::DataSetsOn(
     return dataSets;
 }
 
-bool ORQSimReferences::IsLinked(const ORQSimDynamicID& id) const {
+bool ORQSimReferences::IsUsed(const ORQSimDynamicID& id) const {
     RowStore& rows = Open(m_context).Rows();
     const Target target = ObjectTable::TargetOf(id);
-    return HasLinkTo<ChildRow>(rows, target) || HasLinkTo<MapEntryRow>(rows, target) ||
-           HasLinkTo<VectorEntryRow>(rows, target) || HasLinkTo<SetEntryRow>(rows, target);
+    return !LinksTo<ChildRow>(rows, target).empty() ||
+           !LinksTo<MapEntryRow>(rows, target).empty() ||
+           !LinksTo<VectorEntryRow>(rows, target).empty() ||
+           !LinksTo<SetEntryRow>(rows, target).empty() ||
+           (id.Category() == ORQSimCategoryCSet &&
+            UserOfSet(rows, target.object, target.index) != 0);
 }
 
 void ORQSimReferences::Redirect(const ORQSimDynamicID& from, const ORQSimDynamicID& to) const {
@@ -315,9 +312,8 @@ void ORQSimReferences::Redirect(const ORQSimDynamicID& from, const ORQSimDynamic
         ORQBasThrowUsage("links cannot be redirected to null");
     }
     state.CheckStorable(to);
-    const ORQSimDynamicID lasting = to.Category() == ORQSimCategoryCSet
-                                        ? state.Sets().Persistent(ORQSimCSetID(to))
-                                        : to;
+    const ORQSimDynamicID lasting =
+        to.Category() == ORQSimCategoryCSet ? state.Sets().Persistent(ORQSimCSetID(to)) : to;
     const Target before = ObjectTable::TargetOf(from);
     const Target after = ObjectTable::TargetOf(lasting);
     Change change(state.Rows());
@@ -352,29 +348,21 @@ void ORQSimReferences::Delete(const ORQSimDynamicID& object) const {
         ORQBasThrowUsage("object " + std::to_string(number) + " cannot be deleted");
     }
     const std::int64_t user = isSet ? UserOfSet(rows, number, object.Index())
-                              : object.Category() == ORQSimCategoryCollection
-                                  ? UserOf(rows, number)
-                                  : 0;
+                              : object.Category() == ORQSimCategoryCollection ? UserOf(rows, number)
+                                                                              : 0;
     if (user != 0) {
         ORQBasThrowUsage(Shown(state, number) + " cannot be deleted: " + Shown(state, user) +
                          " is over it");
     }
-    std::vector<Held<ChildRow>> children = LinksInto<ChildRow>(rows, number);
-    std::vector<Held<MapEntryRow>> named = LinksInto<MapEntryRow>(rows, number);
-    std::vector<Held<VectorEntryRow>> ordered = LinksInto<VectorEntryRow>(rows, number);
-    std::vector<Held<SetEntryRow>> entries = LinksInto<SetEntryRow>(rows, number);
-    if (isSet) {
-        const Target target = ObjectTable::TargetOf(object);
-        KeepThoseTo(target, children);
-        KeepThoseTo(target, named);
-        KeepThoseTo(target, ordered);
-        KeepThoseTo(target, entries);
-    }
+    const auto eraseLinks = [&]<class Link>(std::type_identity<Link>) {
+        EraseLinksInto(rows, isSet ? LinksTo<Link>(rows, ObjectTable::TargetOf(object))
+                                   : LinksInto<Link>(rows, number));
+    };
     Change change(rows);
-    EraseLinksInto(rows, children);
-    EraseLinksInto(rows, named);
-    EraseLinksInto(rows, ordered);
-    EraseLinksInto(rows, entries);
+    eraseLinks(std::type_identity<ChildRow>());
+    eraseLinks(std::type_identity<MapEntryRow>());
+    eraseLinks(std::type_identity<VectorEntryRow>());
+    eraseLinks(std::type_identity<SetEntryRow>());
     if (isSet) {
         EraseSet(state.Store(), object.Index());
     } else {

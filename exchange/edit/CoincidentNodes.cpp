@@ -11,7 +11,8 @@ namespace {
 // Wide enough that the surroundings of most points lie in one cell or two, and narrow enough that a
 // cell has few points.
 constexpr double kCellsPerTolerance = 4;
-// Beyond this many cells from the origin coordinates are further apart than the tolerance, or equal.
+// Beyond this many cells from the origin coordinates are further apart than the tolerance, or
+// equal.
 constexpr double kMostCells = 1e15;
 
 }  // namespace

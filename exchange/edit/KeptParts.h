@@ -14,8 +14,8 @@ struct InstanceLabels {
     std::vector<int> labels;
 };
 
-/// Enters into the report, by card, how many kept cards may name one of the labels, which changed or
-/// are gone. The cards of a text without an instance may name those of any.
+/// Enters into the report, by card, how many kept cards may name one of the labels, which changed
+/// or are gone. The cards of a text without an instance may name those of any.
 void ReportCardsNaming(const std::vector<InstanceLabels>& changed, const ORQObjDocument& document,
                        ORQExcReport& report);
 
@@ -30,8 +30,8 @@ bool HasCardsOf(const std::string& name, const ORQObjDocument& document);
 
 /// Takes away the kept arrays of a file that hold, or are over, node numbers, which changed.
 void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report);
-/// Of a file that counts its sets, the arrays that go by the places of sets of a kind ("ns", "ss" or
-/// "els"), of which one is deleted.
+/// Of a file that counts its sets, the arrays that go by the places of sets of a kind ("ns", "ss"
+/// or "els"), of which one is deleted.
 void DropArraysOfSets(const std::string& family, const ORQObjDocument& document,
                       ORQExcReport& report);
 

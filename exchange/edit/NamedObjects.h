@@ -20,8 +20,8 @@ int MapSlotOf(ORQExcObjectKind kind);
 /// In the order of the model.
 std::vector<std::string> NamesOf(ORQExcObjectKind kind, const ORQObjDocument& document);
 
-/// The record of an object; of a set its region. Throws ORQBasFailure (Usage), with near names, when
-/// there is none of the name. Not for fields.
+/// The record of an object; of a set its region. Throws ORQBasFailure (Usage), with near names,
+/// when there is none of the name. Not for fields.
 ORQSimPosition FindObject(ORQExcObjectKind kind, const std::string& name,
                           const ORQObjDocument& document);
 /// Throws as FindObject, and for a name that fields at several places have.

@@ -7,7 +7,8 @@
 
 namespace orq::exchange {
 
-/// The nodes of a mesh as they are to be. For example, of four nodes 1 goes, and 3 becomes part of 0:
+/// The nodes of a mesh as they are to be. For example, of four nodes 1 goes, and 3 becomes part of
+/// 0:
 ///
 ///   targets  0, -1, 1, 0     kept  0, 2
 struct NodeNumbering {

@@ -23,8 +23,8 @@ void Mark(const ORQSimCSet& nodes, std::vector<char>& used) {
     }
 }
 
-/// Marks the nodes of elements, of rigid bodies, and of sets to which their file gives numbers: such a
-/// set is a rigid element or a constraint.
+/// Marks the nodes of elements, of rigid bodies, and of sets to which their file gives numbers:
+/// such a set is a rigid element or a constraint.
 std::vector<char> UsedNodes(const ORQObjDocument& document, const ORQExcModel& model) {
     std::vector<char> used(static_cast<std::size_t>(model.NumNodes()), 0);
     ForEachConnectivity(document, [&](int, std::span<const int> nodes) {

@@ -11,8 +11,8 @@
 
 namespace orq::exchange {
 
-/// Who uses objects of the model, as texts such as `section "PCOMP 1"`. Looks through all sections and
-/// kept cards once. Assignments of sections count apart; see AssignmentsOf.
+/// Who uses objects of the model, as texts such as `section "PCOMP 1"`. Looks through all sections
+/// and kept cards once. Assignments of sections count apart; see AssignmentsOf.
 class Users {
   public:
     explicit Users(const ORQObjDocument& document);

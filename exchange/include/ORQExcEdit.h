@@ -1,9 +1,9 @@
 /// Changes of a whole model: names, objects, nodes and labels.
 ///
-/// Each call enters what it did into a report. REQUIRES, of all: an open transaction, which can only be
-/// undone when a call throws. They throw ORQBasFailure: Usage for what is refused, with the name of
-/// what is in the way and with near names for one that is not known; Damaged. After each of them
-/// every reference in the database leads to something, and exports, checks and comparisons see
+/// Each call enters what it did into a report. REQUIRES, of all: an open transaction, which can
+/// only be undone when a call throws. They throw ORQBasFailure: Usage for what is refused, with the
+/// name of what is in the way and with near names for one that is not known; Damaged. After each of
+/// them every reference in the database leads to something, and exports, checks and comparisons see
 /// the changed model.
 ///
 /// Cards that a model keeps as text name nodes and elements by label, and are not rewritten. Those
@@ -31,8 +31,8 @@ enum class ORQExcObjectKind {
     Instance
 };
 
-/// Gives an object another name, which no other object of the kind may have. A block and the element
-/// set that stands for it are renamed together.
+/// Gives an object another name, which no other object of the kind may have. A block and the
+/// element set that stands for it are renamed together.
 ///
 /// Refused too: a set or an orientation that the cards of its deck, kept as text, go by; and an
 /// instance of several in a deck, whose name ends the names of its objects.
@@ -40,12 +40,12 @@ ORQ_EXPORT void ORQExcRename(const ORQObjDocument& document, ORQExcObjectKind ki
                              const std::string& name, const std::string& newName,
                              ORQExcReport& report);
 
-/// Takes a set, surface, section, material, orientation, step or field away for good, with all that is
-/// its own; of a step its results too. Cards that the model keeps of the object as text go with it. What
-/// uses the object is named and keeps it: layers a material or an orientation, assignments a section
-/// or an element set, rigid bodies and output requests a set or a surface. With `force`, the assignments
-/// of a section or a set go too: their elements then have the section of another assignment, or
-/// none. Blocks and instances have nodes and elements, and are not deleted.
+/// Takes a set, surface, section, material, orientation, step or field away for good, with all that
+/// is its own; of a step its results too. Cards that the model keeps of the object as text go with
+/// it. What uses the object is named and keeps it: layers a material or an orientation, assignments
+/// a section or an element set, rigid bodies and output requests a set or a surface. With `force`,
+/// the assignments of a section or a set go too: their elements then have the section of another
+/// assignment, or none. Blocks and instances have nodes and elements, and are not deleted.
 ORQ_EXPORT void ORQExcDelete(const ORQObjDocument& document, ORQExcObjectKind kind,
                              const std::string& name, bool force, ORQExcReport& report);
 
@@ -57,22 +57,22 @@ struct ORQExcMerging {
     std::function<void(double)> progress = [](double) {};
 };
 
-/// Makes one node of nodes that lie within the tolerance of each other: of each group the one with the
-/// lowest label stays, with its place, label and results. The others are gone, also from sets,
-/// surfaces and results; areas of surfaces add up. Within a group every node is within the tolerance of
-/// the one that stays, so that a chain of near nodes does not collapse into one.
+/// Makes one node of nodes that lie within the tolerance of each other: of each group the one with
+/// the lowest label stays, with its place, label and results. The others are gone, also from sets,
+/// surfaces and results; areas of surfaces add up. Within a group every node is within the
+/// tolerance of the one that stays, so that a chain of near nodes does not collapse into one.
 ///
-/// Nodes of different instances, nodes without coordinates or label, and two nodes of one element are not
-/// merged; the last are entered into the report. Elements stay as many as they were.
+/// Nodes of different instances, nodes without coordinates or label, and two nodes of one element
+/// are not merged; the last are entered into the report. Elements stay as many as they were.
 ///
-/// Holds the coordinates and some 24 bytes for each node. Time grows with the number of nodes, unless
-/// the tolerance is far beyond their distances. Rewrites what is stored by node.
+/// Holds the coordinates and some 24 bytes for each node. Time grows with the number of nodes,
+/// unless the tolerance is far beyond their distances. Rewrites what is stored by node.
 ORQ_EXPORT void ORQExcMergeNodes(const ORQObjDocument& document, const ORQExcMerging& merging,
                                  ORQExcReport& report);
 
 enum class ORQExcUnused {
-    /// Of no element and no rigid body, named by no kept card, and in no set to which the file gives
-    /// numbers, as to rigid elements and constraints.
+    /// Of no element and no rigid body, named by no kept card, and in no set to which the file
+    /// gives numbers, as to rigid elements and constraints.
     Nodes,
     Materials,  ///< of no layer, and with a number that no kept card of a property names
     Sections    ///< of no element

@@ -1,5 +1,5 @@
-// Editing models: what changes is what was asked for, all else is as it was, and nothing dangles: the
-// scratch folder verifies every database that a test leaves behind.
+// Editing models: what changes is what was asked for, all else is as it was, and nothing dangles:
+// the scratch folder verifies every database that a test leaves behind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

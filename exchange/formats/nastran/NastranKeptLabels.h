@@ -16,9 +16,9 @@ namespace orq::exchange {
 using LabelRange = std::pair<int, int>;
 
 /// Calls back for each kept card of bulk data that may name nodes or elements, in the order of the
-/// texts, with all whole numbers of its fields: which of them are labels depends on the card, so some
-/// are not. Left out are cards of what the model has too, which exports write anew where the model
-/// changed, and those of properties, materials and the like.
+/// texts, with all whole numbers of its fields: which of them are labels depends on the card, so
+/// some are not. Left out are cards of what the model has too, which exports write anew where the
+/// model changed, and those of properties, materials and the like.
 void ForEachLabelledCard(const std::vector<ORQExcKeptText>& texts,
                          const std::function<void(const ORQExcKeptText& text, std::string_view card,
                                                   std::span<const LabelRange> labels)>& visit);

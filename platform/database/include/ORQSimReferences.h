@@ -1,4 +1,5 @@
-/// What refers to what, across all objects of a database: for redirecting and deleting whole objects.
+/// What refers to what, across all objects of a database: for redirecting and deleting whole
+/// objects.
 #pragma once
 
 #include <vector>
@@ -6,11 +7,11 @@
 #include "ORQBasExport.h"
 #include "ORQSimIDs.h"
 
-/// Finds what depends on an object, whoever made it, so that a change leaves no link into nothing. A
-/// handle to an open database.
+/// Finds what depends on an object, whoever made it, so that a change leaves no link into nothing.
+/// A handle to an open database.
 ///
-/// Example, the nodes of a mesh are to be another collection: make the sets and distributions over it
-/// anew, Redirect each former one to the new one, and Delete the former ones and the collection;
+/// Example, the nodes of a mesh are to be another collection: make the sets and distributions over
+/// it anew, Redirect each former one to the new one, and Delete the former ones and the collection;
 /// Delete refuses as long as anything was forgotten.
 ///
 /// Looks through the rows of distributions, compartments or drawers: cost grows with their number,
@@ -20,8 +21,8 @@ class ORQ_EXPORT ORQSimReferences {
   public:
     explicit ORQSimReferences(ORQSimContextID context) : m_context(context) {}
 
-    /// The stored sets of a collection, the empty one among them, to which a link or a compartment of
-    /// a data set leads, ascending.
+    /// The stored sets of a collection, the empty one among them, to which a link or a compartment
+    /// of a data set leads, ascending.
     std::vector<ORQSimCSetID> LinkedSets(const ORQSimCollectionID& collection) const;
     /// The distributions whose grid has the collection, or whose values name its members.
     std::vector<ORQSimDistributionID> DistributionsOver(const ORQSimCollectionID& collection) const;
@@ -44,8 +45,8 @@ class ORQ_EXPORT ORQSimReferences {
     /// Also takes a stored set away. REQUIRES: nobody transfers values of it.
     ///
     /// Throws Usage, and changes nothing, for the focus, for null and what does not exist, for a
-    /// collection that a distribution, or a compartment of a data set, is over, and for a set that a
-    /// drawer or a compartment covers; the text names the object in the way.
+    /// collection that a distribution, or a compartment of a data set, is over, and for a set that
+    /// a drawer or a compartment covers; the text names the object in the way.
     void Delete(const ORQSimDynamicID& object) const;
 
   private:

@@ -64,7 +64,8 @@ ORQSimCSetID SetID(const ORQSimCollectionID& collection, int set) {
     return ORQSimCSetID(collection.ContextID(), collection.MinorID(), collection.TypeID(), set);
 }
 
-/// A link as it is stored: rows that were read point into the store, and do not outlive their query.
+/// A link as it is stored: rows that were read point into the store, and do not outlive their
+/// query.
 template <class Link>
 struct Held {
     Link row;

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -63,7 +64,10 @@ std::string ObjectOf(std::string_view line) {
 struct Line {
     std::string text;
     std::string object;  // of the model that the card of the line is about
-    bool operator<(const Line& other) const { return text < other.text; }
+    /// Cards of several objects may have the same line.
+    bool operator<(const Line& other) const {
+        return std::tie(text, object) < std::tie(other.text, other.object);
+    }
 };
 
 std::vector<Line> SortedLines(const std::string& text) {

@@ -27,3 +27,8 @@ ORQ_EXPORT void ORQExcWriteKeptTexts(const std::vector<ORQExcKeptText>& texts,
 
 /// In the order in which they were added. Throws ORQBasFailure (Damaged) for what is none.
 ORQ_EXPORT std::vector<ORQExcKeptText> ORQExcReadKeptTexts(const ORQObjDocument& document);
+
+/// Puts a text into the place of another, which is counted from 0 in the order of the former.
+/// REQUIRES: an open transaction.
+ORQ_EXPORT void ORQExcReplaceKeptText(const ORQExcKeptText& text, int place,
+                                      const ORQObjDocument& document);

@@ -139,6 +139,17 @@ void ORQExcWriteKeptTexts(const std::vector<ORQExcKeptText>& texts,
     }
 }
 
+void ORQExcReplaceKeptText(const ORQExcKeptText& text, int place, const ORQObjDocument& document) {
+    const ORQSimDataRecord record =
+        document.GetModel().GetVector(ORQSimSchema::Model_keptTexts)[place].DataRecord();
+    const int nFormer = record.GetInt(ORQSimRecordField::KeptText_numPieces);
+    Write(text, record);
+    for (int piece = record.GetInt(ORQSimRecordField::KeptText_numPieces); piece < nFormer;
+         ++piece) {
+        record.SetString(ORQSimRecordField::KeptText_firstPiece + piece, ORQString());
+    }
+}
+
 std::vector<ORQExcKeptText> ORQExcReadKeptTexts(const ORQObjDocument& document) {
     std::vector<ORQExcKeptText> texts;
     const ORQSimVector kept = document.GetModel().GetVector(ORQSimSchema::Model_keptTexts);

@@ -169,7 +169,8 @@ class Deck {
     void WriteScope(const NastranScope& scope) {
         const auto isWritten = [&](const ORQExcLayup::Material& material) {
             return !scope.HasNamed(material.name) || (material.kind.empty() && scope.isOfDeck) ||
-                   (scope.kept.Has(scope.OwnName(material.name)) &&
+                   // By its number, as cards go, whatever name it was given since.
+                   (scope.kept.Has(fmt::format("{} {}", material.kind, material.number)) &&
                     scope.kept.SaysMaterial(material));
         };
         for (const ORQExcLayup::Material& material : m_layup.materials) {

@@ -22,6 +22,8 @@ constexpr std::array kSubcommands = {
                DeclareRecover},
     Subcommand{"copy", "Copy the last state of a model database, also while somebody writes to it",
                DeclareCopy},
+    Subcommand{"edit", "Rename and delete objects, merge nodes, drop what is unused, renumber",
+               DeclareEdit},
     Subcommand{"compact", "Give the space of what was deleted back to the disk", DeclareCompact},
     Subcommand{"check", "Say what keeps a model from being displayed or post-processed",
                DeclareCheck},

@@ -34,6 +34,7 @@ SubcommandRun DeclareCompletion(CLI::App& command);
 SubcommandRun DeclareCopy(CLI::App& command);
 SubcommandRun DeclareDiff(CLI::App& command);
 SubcommandRun DeclareDraw(CLI::App& command);
+SubcommandRun DeclareEdit(CLI::App& command);
 SubcommandRun DeclareExport(CLI::App& command);
 SubcommandRun DeclareFind(CLI::App& command);
 SubcommandRun DeclareHelp(CLI::App& command);

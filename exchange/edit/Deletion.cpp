@@ -1,0 +1,124 @@
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+#include "ORQExcEdit.h"
+#include "ORQObjStep.h"
+#include "ORQSimCSet.h"
+#include "ORQSimDSet.h"
+#include "ORQSimSchema.h"
+#include "edit/KeptParts.h"
+#include "edit/NamedObjects.h"
+#include "edit/Removal.h"
+#include "edit/Users.h"
+
+using namespace orq::exchange;
+
+namespace {
+
+using Kind = ORQExcObjectKind;
+
+/// Names the users of an object that keep it from being deleted.
+void CheckUnused(Kind kind, const std::string& name, const std::vector<std::string>& users,
+                 const char* advice) {
+    constexpr std::size_t kMost = 5;
+    if (users.empty()) {
+        return;
+    }
+    const std::vector<std::string> named(
+        users.begin(), users.begin() + static_cast<std::ptrdiff_t>(std::min(kMost, users.size())));
+    Refuse(fmt::format(
+        "{} \"{}\" is in use: {}{}{}", NameOf(kind), name, fmt::join(named, ", "),
+        users.size() > kMost ? fmt::format(" and {} more", users.size() - kMost) : std::string(),
+        advice));
+}
+
+std::int64_t CountOf(Kind kind, const ORQSimPosition& object) {
+    switch (kind) {
+        case Kind::NodeSet:
+            return object.GetPosition(ORQSimSchema::Region_nodesCluster).CSet().Size();
+        case Kind::ElementSet:
+            return object.GetPosition(ORQSimSchema::Region_elementsCluster).CSet().Size();
+        default:
+            return 1;
+    }
+}
+
+void DeleteField(const ORQObjDocument& document, const std::string& name, ORQExcReport& report) {
+    const Removal removal(document);
+    int nSteps = 0;
+    const ORQExcResults::Field field = FindField(name, document);
+    for (const ORQObjMeshedField& stored : field.ofStep) {
+        if (!stored.Position().IsNull()) {
+            removal.Field(stored);
+            ++nSteps;
+        }
+    }
+    report.Drop(NameOf(Kind::Field), name, nSteps, "deleted, in as many steps");
+}
+
+void Remove(Kind kind, const ORQSimPosition& object, const ORQObjDocument& document) {
+    const Removal removal(document);
+    switch (kind) {
+        case Kind::NodeSet:
+        case Kind::ElementSet:
+        case Kind::Surface:
+            removal.Region(object);
+            break;
+        case Kind::Section:
+            removal.Section(object);
+            break;
+        case Kind::Material:
+            removal.Material(object);
+            break;
+        case Kind::Step:
+            removal.Step(object);
+            break;
+        default:
+            removal.Object(object);
+    }
+}
+
+/// Arrays of the file that go by the places of sets.
+void DropArrays(Kind kind, const ORQObjDocument& document, ORQExcReport& report) {
+    if (kind == Kind::NodeSet || kind == Kind::ElementSet || kind == Kind::Surface) {
+        DropArraysOfSets(kind == Kind::NodeSet   ? "ns"
+                         : kind == Kind::Surface ? "ss"
+                                                 : "els",
+                         document, report);
+    }
+}
+
+}  // namespace
+
+void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& name, bool force,
+                  ORQExcReport& report) {
+    if (kind == Kind::Field) {
+        DeleteField(document, name, report);
+        return;
+    }
+    const ORQSimPosition object = FindObject(kind, name, document);
+    if (kind == Kind::Block || kind == Kind::Instance) {
+        Refuse(fmt::format("{} \"{}\" has nodes or elements, which are not deleted", NameOf(kind),
+                           name));
+    }
+    if (StandsForBlock(kind, name, document)) {
+        Refuse(fmt::format("element set \"{}\" stands for the block of that name", name));
+    }
+    CheckUnused(kind, name, Users(document).Of(kind, object), "");
+    const std::vector<ORQSimPosition> assignments = AssignmentsOf(object);
+    const std::vector<std::string> assigned = NamesOf(assignments);
+    if (!force) {
+        CheckUnused(kind, name, assigned, "; --force takes the assignments away too");
+    }
+    for (std::size_t i = 0; i < assignments.size(); ++i) {
+        Removal(document).Object(assignments[i]);
+        report.Drop("section assignment", assigned[i], 1, "what it assigns, or is for, is gone");
+    }
+    const std::int64_t count = CountOf(kind, object);
+    Remove(kind, object, document);
+    report.Drop(NameOf(kind), name, count, "deleted");
+    DropCardsOf(name, document, report);
+    DropArrays(kind, document, report);
+}

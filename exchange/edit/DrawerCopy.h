@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "ORQSimCollection.h"
+#include "ORQSimDistribution.h"
+#include "edit/NodeReplacement.h"
+
+namespace orq::exchange {
+
+/// Copies the drawers of a distribution over nodes to one over the nodes that take their place.
+struct DrawerCopy {
+    const NodeNumbering& numbering;
+    ORQSimDistribution from;
+    ORQSimDistribution to;
+    ORQSimCollection former;  ///< nodes
+    ORQSimCollection latter;
+    /// Called for every piece that was copied; may throw to give up.
+    std::function<void()> goOn;
+
+    /// All drawers, in their order. Those that have no members left are left out.
+    void Run() const;
+
+  private:
+    void CopyDense(const ORQSimDrawerDescription& drawer) const;
+    void CopySparse(const ORQSimDrawerDescription& drawer) const;
+    void FollowReferences(std::vector<int>& nodes) const;
+};
+
+/// The nodes that take the place of some, each once, in the order of the set.
+std::vector<int> NewMembers(const NodeNumbering& numbering, const ORQSimCSet& set);
+
+}  // namespace orq::exchange

@@ -1,0 +1,152 @@
+#include "edit/KeptParts.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <span>
+#include <utility>
+
+#include "ORQExcKeptTexts.h"
+#include "ORQSimDistribution.h"
+#include "ORQSimReferences.h"
+#include "ORQSimSchema.h"
+#include "formats/nastran/NastranKeptLabels.h"
+#include "model/KeptArrays.h"
+
+namespace orq::exchange {
+namespace {
+
+/// The labels that lie in a range.
+std::span<const int> Within(const std::vector<int>& labels, const LabelRange& range) {
+    const auto begin = std::ranges::lower_bound(labels, range.first);
+    return {begin, std::upper_bound(begin, labels.end(), range.second)};
+}
+
+bool MayName(const ORQExcKeptText& text, const InstanceLabels& labels) {
+    return text.instance.empty() || text.instance == labels.instance;
+}
+
+/// The name as the cards of an instance have it; empty where the name is not of that instance.
+std::string OwnName(const std::string& name, const std::string& instance) {
+    const std::string suffix = " " + instance;
+    return name.ends_with(suffix) ? name.substr(0, name.size() - suffix.size()) : name;
+}
+
+void DropArrays(const std::function<bool(const KeptArray&)>& isDropped, const char* reason,
+                const ORQObjDocument& document, ORQExcReport& report) {
+    const ORQSimReferences references(document.ContextID());
+    for (const KeptArray& kept : KeptArrays(document)) {
+        if (!isDropped(kept)) {
+            continue;
+        }
+        const ORQSimPosition values = kept.position.GetPosition(ORQSimSchema::KeptArray_values);
+        const ORQSimGrid grid = ORQSimDistribution(values.GetDistribution()).Grid();
+        references.Delete(values.ID());
+        for (const ORQSimCollectionID& collection : grid.Collections()) {
+            references.Delete(collection);
+        }
+        references.Delete(kept.position.ID());
+        report.Drop(kept.array.kind.empty() ? "kept array" : kept.array.kind, kept.array.name,
+                    kept.array.count, reason);
+    }
+}
+
+}  // namespace
+
+void ReportCardsNaming(const std::vector<InstanceLabels>& changed, const ORQObjDocument& document,
+                       ORQExcReport& report) {
+    std::map<std::string, std::int64_t, std::less<>> counts;
+    ForEachLabelledCard(ORQExcReadKeptTexts(document), [&](const ORQExcKeptText& text,
+                                                           std::string_view card,
+                                                           std::span<const LabelRange> named) {
+        const bool names = std::ranges::any_of(changed, [&](const InstanceLabels& of) {
+            return MayName(text, of) && std::ranges::any_of(named, [&](const LabelRange& range) {
+                       return !Within(of.labels, range).empty();
+                   });
+        });
+        if (names) {
+            ++counts.emplace(card, 0).first->second;
+        }
+    });
+    for (const auto& [card, count] : counts) {
+        report.Find("kept cards", card, count,
+                    "they may name nodes or elements by labels that changed or are gone, and are "
+                    "not rewritten");
+    }
+}
+
+void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument& document) {
+    std::vector<std::vector<int>> named(labels.size());
+    ForEachLabelledCard(
+        ORQExcReadKeptTexts(document),
+        [&](const ORQExcKeptText& text, std::string_view, std::span<const LabelRange> ranges) {
+            for (std::size_t i = 0; i < labels.size(); ++i) {
+                for (const LabelRange& range : ranges) {
+                    if (MayName(text, labels[i])) {
+                        const auto within = Within(labels[i].labels, range);
+                        named[i].insert(named[i].end(), within.begin(), within.end());
+                    }
+                }
+            }
+        });
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        std::ranges::sort(named[i]);
+        std::erase_if(labels[i].labels,
+                      [&](int label) { return std::ranges::binary_search(named[i], label); });
+    }
+}
+
+void DropCardsOf(const std::string& name, const ORQObjDocument& document, ORQExcReport& report) {
+    std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const int nDropped = DropKeptCards(texts[i], OwnName(name, texts[i].instance));
+        if (nDropped > 0) {
+            ORQExcReplaceKeptText(texts[i], static_cast<int>(i), document);
+            report.Drop("kept cards", name, nDropped, "the object that they say more of is gone");
+        }
+    }
+}
+
+bool HasCardsOf(const std::string& name, const ORQObjDocument& document) {
+    return std::ranges::any_of(ORQExcReadKeptTexts(document), [&](const ORQExcKeptText& text) {
+        return HasKeptCards(text, OwnName(name, text.instance));
+    });
+}
+
+void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report) {
+    DropArrays(
+        [](const KeptArray& kept) {
+            return kept.array.name.starts_with("ebconn") || kept.array.name.starts_with("fbconn") ||
+                   std::ranges::any_of(kept.array.dimensions,
+                                       [](const ORQExcMeshSource::Array::Dimension& dimension) {
+                                           return dimension.name == "num_nodes";
+                                       });
+        },
+        "it goes by the numbers of nodes, which changed", document, report);
+}
+
+void DropArraysOfSets(const std::string& family, const ORQObjDocument& document,
+                      ORQExcReport& report) {
+    // "num_nod_ns3", "num_df_ss1", and the counts of sets that tables go by.
+    const std::string counted = family == "ns"   ? "num_node_sets"
+                                : family == "ss" ? "num_side_sets"
+                                                 : "num_elem_sets";
+    DropArrays(
+        [&](const KeptArray& kept) {
+            return std::ranges::any_of(
+                kept.array.dimensions, [&](const ORQExcMeshSource::Array::Dimension& dimension) {
+                    const std::size_t at = dimension.name.rfind('_');
+                    const std::string end =
+                        at == std::string::npos ? "" : dimension.name.substr(at + 1);
+                    return dimension.name == counted ||
+                           (end.starts_with(family) &&
+                            end.find_first_not_of("0123456789", family.size()) ==
+                                std::string::npos);
+                });
+        },
+        "it goes by the places of sets, of which one is gone", document, report);
+}
+
+}  // namespace orq::exchange

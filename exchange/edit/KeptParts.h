@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ORQExcReport.h"
+#include "ORQObjDocument.h"
+
+namespace orq::exchange {
+
+/// Labels of one instance, ascending.
+struct InstanceLabels {
+    std::string instance;
+    std::vector<int> labels;
+};
+
+/// Enters into the report, by card, how many kept cards may name one of the labels, which changed
+/// or are gone. The cards of a text without an instance may name those of any.
+void ReportCardsNaming(const std::vector<InstanceLabels>& changed, const ORQObjDocument& document,
+                       ORQExcReport& report);
+
+/// Those of the labels that no kept card may name.
+void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument& document);
+
+/// Takes the cards that are kept of an object, of a name as the model has it, out of the texts, and
+/// enters that into the report.
+void DropCardsOf(const std::string& name, const ORQObjDocument& document, ORQExcReport& report);
+/// Whether there are any.
+bool HasCardsOf(const std::string& name, const ORQObjDocument& document);
+
+/// Takes away the kept arrays of a file that hold, or are over, node numbers, which changed.
+void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report);
+/// Of a file that counts its sets, the arrays that go by the places of sets of a kind ("ns", "ss"
+/// or "els"), of which one is deleted.
+void DropArraysOfSets(const std::string& family, const ORQObjDocument& document,
+                      ORQExcReport& report);
+
+}  // namespace orq::exchange

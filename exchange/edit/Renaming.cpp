@@ -1,0 +1,136 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "ORQExcEdit.h"
+#include "ORQExcKeptTexts.h"
+#include "ORQExcTexts.h"
+#include "ORQSimCSet.h"
+#include "ORQSimLinks.h"
+#include "ORQSimSchema.h"
+#include "edit/KeptParts.h"
+#include "edit/NamedObjects.h"
+
+using namespace orq::exchange;
+
+namespace {
+
+using Kind = ORQExcObjectKind;
+
+void CheckNewName(Kind kind, const std::string& name, const ORQObjDocument& document) {
+    if (name.empty() || ORQString(name).UTF8() != name || ORQExcPrintable(name) != name) {
+        Refuse(fmt::format(
+            "\"{}\" cannot be the name of a {}: a name is printable UTF-8, and not empty", name,
+            NameOf(kind)));
+    }
+    const auto isTaken = [&](Kind by) {
+        const std::vector<std::string> names = NamesOf(by, document);
+        return std::ranges::find(names, name) != names.end();
+    };
+    // A block and its element set have one name, so each is taken by the other.
+    for (const Kind by : {kind, kind == Kind::Block ? Kind::ElementSet : kind}) {
+        if (isTaken(by)) {
+            Refuse(fmt::format("there is a {} \"{}\" already", NameOf(by), name));
+        }
+    }
+}
+
+/// Refuses what the cards of a deck go by: a set named otherwise would be another card, and a
+/// coordinate system has an origin only on its card.
+void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& document) {
+    if ((kind == Kind::NodeSet || kind == Kind::ElementSet || kind == Kind::Orientation) &&
+        HasCardsOf(name, document)) {
+        Refuse(
+            fmt::format("{} \"{}\": cards of its deck that the model keeps as text go by this name",
+                        NameOf(kind), name));
+    }
+}
+
+void RenameKey(const ORQObjDocument& document, int slot, const std::string& name,
+               const std::string& newName) {
+    const ORQSimMap map = document.GetModel().GetMap(slot);
+    const ORQSimPosition entry = map.Find(name);
+    map.Remove(name);
+    map.Insert(newName, entry);
+}
+
+void RenameObject(Kind kind, const std::string& name, const std::string& newName,
+                  const ORQObjDocument& document) {
+    FindObject(kind, name, document).SetName(ORQSimSchema::Record_name, newName);
+    if (const int slot = MapSlotOf(kind); slot != 0) {
+        RenameKey(document, slot, name, newName);
+    }
+}
+
+void RenameBlock(const std::string& name, const std::string& newName,
+                 const ORQObjDocument& document) {
+    const std::vector<std::string> sets = NamesOf(Kind::ElementSet, document);
+    if (std::ranges::find(sets, name) != sets.end()) {
+        RenameObject(Kind::ElementSet, name, newName, document);
+    }
+    RenameObject(Kind::Block, name, newName, document);
+}
+
+void RenameField(const std::string& name, const std::string& newName,
+                 const ORQObjDocument& document) {
+    const ORQExcResults::Field field = FindField(name, document);
+    for (const ORQObjMeshedField& stored : field.ofStep) {
+        if (!stored.Position().IsNull()) {
+            stored.Position().SetName(ORQSimSchema::Record_name, newName);
+        }
+    }
+}
+
+/// The texts of a deck name the instance that they belong to.
+void RenameInstance(const std::string& name, const std::string& newName,
+                    const ORQObjDocument& document) {
+    std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+    const auto isOfOther = [&](const ORQExcKeptText& text) {
+        return !text.instance.empty() && text.instance != name;
+    };
+    const bool isNamed = std::ranges::find(texts, name, &ORQExcKeptText::instance) != texts.end();
+    if (isNamed && std::ranges::any_of(texts, isOfOther)) {
+        Refuse(
+            fmt::format("instance \"{}\" is one of several of a deck, of which the names of "
+                        "objects end with the name of the instance",
+                        name));
+    }
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        if (texts[i].instance == name) {
+            texts[i].instance = newName;
+            ORQExcReplaceKeptText(texts[i], static_cast<int>(i), document);
+        }
+    }
+    RenameObject(Kind::Instance, name, newName, document);
+}
+
+}  // namespace
+
+void ORQExcRename(const ORQObjDocument& document, Kind kind, const std::string& name,
+                  const std::string& newName, ORQExcReport& report) {
+    if (kind == Kind::Field) {
+        FindField(name, document);
+    } else {
+        FindObject(kind, name, document);
+    }
+    if (StandsForBlock(kind, name, document)) {
+        Refuse(fmt::format("element set \"{}\" stands for the block of that name; rename the block",
+                           name));
+    }
+    CheckNewName(kind, newName, document);
+    CheckCards(kind, name, document);
+    switch (kind) {
+        case Kind::Field:
+            RenameField(name, newName, document);
+            break;
+        case Kind::Instance:
+            RenameInstance(name, newName, document);
+            break;
+        case Kind::Block:
+            RenameBlock(name, newName, document);
+            break;
+        default:
+            RenameObject(kind, name, newName, document);
+    }
+    report.Change(NameOf(kind), newName, 1, fmt::format("its name was \"{}\"", name));
+}

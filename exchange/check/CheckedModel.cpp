@@ -1,6 +1,10 @@
 #include <algorithm>
+#include <cmath>
+#include <limits>
 
 #include "ORQExcCheck.h"
+
+using namespace orq::exchange;
 
 namespace {
 
@@ -21,31 +25,41 @@ const ORQExcModel& ORQExcCheckedModel::Model() const {
     return *m_model;
 }
 
-std::span<const double> ORQExcCheckedModel::Coordinates() const {
+std::span<const Point> ORQExcCheckedModel::Points() const {
     const ORQExcModel& model = Model();
     const auto dimension = static_cast<std::size_t>(model.Dimension());
-    const auto size = static_cast<std::size_t>(model.NumNodes()) * 3;
-    if (m_coordinates.size() == size || dimension == 0) {
-        return m_coordinates;
+    const auto size = static_cast<std::size_t>(model.NumNodes());
+    if (m_points.size() == size || dimension == 0) {
+        return m_points;
     }
-    std::vector<double> all(size, 0.0);
+    std::vector<Point> points(size, Point{});
     std::vector<double> slice;
     for (int begin = 0; begin < model.NumNodes(); begin += kSlice) {
         const int end = std::min(begin + kSlice, model.NumNodes());
-        double* to = all.data() + static_cast<std::size_t>(begin) * 3;
-        const auto count = static_cast<std::size_t>(end - begin);
-        if (dimension == 3) {
-            model.ReadCoordinates(begin, end, {to, count * 3});
-            continue;
-        }
-        slice.resize(count * dimension);
+        slice.resize(static_cast<std::size_t>(end - begin) * dimension);
         model.ReadCoordinates(begin, end, slice);
-        for (std::size_t node = 0; node < count; ++node) {
-            std::copy_n(slice.data() + node * dimension, dimension, to + node * 3);
+        for (std::size_t i = 0; i < slice.size() / dimension; ++i) {
+            std::copy_n(slice.data() + i * dimension, dimension,
+                        points[static_cast<std::size_t>(begin) + i].data());
         }
     }
-    m_coordinates = std::move(all);
-    return m_coordinates;
+    m_points = std::move(points);
+    return m_points;
+}
+
+double ORQExcCheckedModel::Diagonal() const {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    Point low = {kInfinity, kInfinity, kInfinity};
+    Point high = {-kInfinity, -kInfinity, -kInfinity};
+    for (const Point& point : Points()) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            if (std::isfinite(point[c])) {
+                low[c] = std::min(low[c], point[c]);
+                high[c] = std::max(high[c], point[c]);
+            }
+        }
+    }
+    return low[0] <= high[0] ? Length(high - low) : 0;
 }
 
 bool ORQExcCheckedModel::IsWanted(std::string_view rule) const {

@@ -93,7 +93,7 @@ class CheckRun {
     }
 
     void VisitBlock(const ORQExcModel::Block& block, std::int64_t& done) {
-        const std::span<const double> coordinates = m_model.Coordinates();
+        const std::span<const orq::exchange::Point> places = m_model.Points();
         const auto nEach = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> ordinals;
         std::vector<int> nodes;
@@ -108,11 +108,9 @@ class CheckRun {
             nodes.resize(count * nEach);
             m_model.Model().ReadConnectivity(block, begin, end, nodes);
             points.assign(nodes.size() * 3, 0.0);
-            if (!coordinates.empty()) {
-                for (std::size_t i = 0; i < nodes.size(); ++i) {
-                    std::copy_n(coordinates.data() + static_cast<std::size_t>(nodes[i]) * 3, 3,
-                                points.data() + i * 3);
-                }
+            for (std::size_t i = 0; i < nodes.size() && !places.empty(); ++i) {
+                std::ranges::copy(places[static_cast<std::size_t>(nodes[i])],
+                                  points.begin() + static_cast<std::ptrdiff_t>(i * 3));
             }
             for (const auto& run : m_runs) {
                 if (run->VisitsElements()) {
@@ -173,7 +171,6 @@ class CheckRun {
     }
 
     std::optional<std::array<double, 3>> PositionOf(ORQExcFinding::Place place, int member) const {
-        const std::span<const double> coordinates = m_model.Coordinates();
         std::vector<int> nodes = {member};
         if (place == ORQExcFinding::Place::Element) {
             nodes.clear();
@@ -196,7 +193,7 @@ class CheckRun {
         std::array<double, 3> middle{};
         for (const int node : nodes) {
             for (std::size_t c = 0; c < 3; ++c) {
-                middle[c] += coordinates[static_cast<std::size_t>(node) * 3 + c] /
+                middle[c] += m_model.Points()[static_cast<std::size_t>(node)][c] /
                              static_cast<double>(nodes.size());
             }
         }

@@ -1,17 +1,21 @@
 #include "check/Checks.h"
 
 // A row for each file: the function that it defines.
-#define ORQ_EXC_CHECKS(ROW) \
-    ROW(DisplayCheck)       \
-    ROW(NodeValuesCheck)    \
-    ROW(UnusedNodesCheck)   \
-    ROW(RepeatedNodesCheck) \
-    ROW(DuplicatesCheck)    \
-    ROW(PartsCheck)         \
-    ROW(SetsCheck)          \
-    ROW(SectionsCheck)      \
-    ROW(LayersCheck)        \
-    ROW(MaterialsCheck)     \
+#define ORQ_EXC_CHECKS(ROW)   \
+    ROW(DisplayCheck)         \
+    ROW(NodeValuesCheck)      \
+    ROW(UnusedNodesCheck)     \
+    ROW(CoincidentNodesCheck) \
+    ROW(RepeatedNodesCheck)   \
+    ROW(DuplicatesCheck)      \
+    ROW(PartsCheck)           \
+    ROW(ElementShapeCheck)    \
+    ROW(MiddleNodesCheck)     \
+    ROW(NormalsCheck)         \
+    ROW(SetsCheck)            \
+    ROW(SectionsCheck)        \
+    ROW(LayersCheck)          \
+    ROW(MaterialsCheck)       \
     ROW(ResultsCheck)
 
 namespace orq::exchange {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 
 #include "ORQExcCheck.h"
@@ -19,12 +20,11 @@ class NodeValuesRun : public ORQExcCheckRun {
     explicit NodeValuesRun(const ORQExcCheckedModel& model) : m_model(model) {}
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
-        const std::span<const double> coordinates = m_model.Coordinates();
+        const std::span<const Point> points = m_model.Points();
         std::vector<int> members;
-        for (std::size_t i = 0; i < coordinates.size(); ++i) {
-            const auto node = static_cast<int>(i / 3);
-            if (!std::isfinite(coordinates[i]) && (members.empty() || members.back() != node)) {
-                members.push_back(node);
+        for (std::size_t node = 0; node < points.size(); ++node) {
+            if (!std::ranges::all_of(points[node], [](double x) { return std::isfinite(x); })) {
+                members.push_back(static_cast<int>(node));
             }
         }
         if (!members.empty()) {

@@ -12,6 +12,7 @@
 
 #include "ORQBasExport.h"
 #include "ORQExcModel.h"
+#include "ORQExcPoint.h"
 #include "ORQObjDocument.h"
 
 /// How much a finding matters: results are wrong or cannot be had; they may be wrong; good to know.
@@ -75,8 +76,10 @@ class ORQ_EXPORT ORQExcCheckedModel {
     const ORQObjDocument& Document() const { return m_document; }
     /// Throws ORQBasFailure (Damaged), like all that reads.
     const ORQExcModel& Model() const;
-    /// [nodes][3], 0 for the third of a plane model.
-    std::span<const double> Coordinates() const;
+    /// By node, with 0 for the third coordinate of a plane model. Empty without coordinates.
+    std::span<const orq::exchange::Point> Points() const;
+    /// Of the box around all nodes with finite coordinates.
+    double Diagonal() const;
     bool IsWanted(std::string_view rule) const;
     double Limit(const ORQExcRule& rule) const;
     double Limit(const ORQExcRule& rule, const std::string& block) const;
@@ -85,7 +88,7 @@ class ORQ_EXPORT ORQExcCheckedModel {
     ORQObjDocument m_document;
     const ORQExcCheckOptions& m_options;
     mutable std::unique_ptr<ORQExcModel> m_model;
-    mutable std::vector<double> m_coordinates;
+    mutable std::vector<orq::exchange::Point> m_points;
 };
 
 /// Elements of one block that were read together.
@@ -93,7 +96,7 @@ struct ORQExcCheckedElements {
     const ORQExcModel::Block& block;
     std::span<const int> ordinals;
     std::span<const int> nodes;      ///< [elements][nodes of the shape]
-    std::span<const double> points;  ///< [elements][nodes of the shape][3]
+    std::span<const double> points;  ///< [elements][nodes of the shape][3]; zeros without places
 
     std::size_t NodesEach() const { return static_cast<std::size_t>(block.shape->nNodes); }
     std::span<const int> NodesOf(std::size_t element) const {

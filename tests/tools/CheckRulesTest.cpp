@@ -203,6 +203,19 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
             "GRID,11,,5.,0.,0.\nGRID,12,,6.,0.,0.\nGRID,13,,5.,1.,0.\nCTRIA3,3,1,11,12,13\n"
             "PCOMP,1"}},
           {"ELM003 1 11"}},
+         {{{"CQUAD4,2,1,2,3,6,5", "GRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15"}}, {"NOD003 5 15"}},
+         // A spring between the two joins them.
+         {{{"CQUAD4,2,1,2,3,6,5",
+            "GRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15\nCELAS2,9,1.+6,5,1,15,1"}},
+          {}},
+         {{{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,5,6,3"}}, {"ELM008 2"}},
+         {{{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,3,5,6"}}, {"ELM005 block \"PCOMP 1\" 2"}},
+         {{{"GRID,6,,2.,1.", "GRID,6,,1.52,.52"}}, {"ELM006 block \"PCOMP 1\" 2"}},
+         {{{"PCOMP,1", "CTRIA3,3,1,3,2,1\nPCOMP,1"}}, {"ELM004 block \"PCOMP 1 CTRIA3\" 3"}},
+         {{{"PCOMP,1",
+            "GRID,16,,3.,0.,0.\nGRID,21,,2.8,0.,0.\nGRID,22,,2.5,.5,0.\nGRID,23,,2.,.5,0.\n"
+            "CTRIA6,3,1,3,16,6,21,22,23\nPCOMP,1"}},
+          {"ELM007 block \"PCOMP 1 CTRIA6\" 3"}},
          {{{",45.,YES\nMAT8", ",30.,YES\nMAT8"}},
           {"LAY006 section \"PCOMP 1\"", "LAY007 section \"PCOMP 1\""}},
          {{{",1,0.1,45.,YES,1,0.1,-45.", ",1,0.1,225.,YES,1,0.1,-45."},
@@ -309,6 +322,25 @@ TEST_F(CheckRulesTest, FindingsSayWhereAndAreReadByOtherPrograms) {
         return CommandResult{status, Bytes(m_folder / "out"), Bytes(m_folder / "err")};
     }();
     EXPECT_EQ(counted.out, "True 1 ['NOD002']\n") << counted.err;
+}
+
+TEST_F(CheckRulesTest, WhatIsFoundBecomesSetsThatTheNextCheckReplaces) {
+    Import(".bdf", Edited(kPlate, {{"CQUAD4,1", "GRID,7,,9.,8.,7.\nCQUAD4,1"}}));
+    const auto sets = [&] {
+        std::vector<std::string> lines;
+        const json list = json::parse(RunHere({"list", "sets", m_model, "--json"}).out);
+        for (const json& row : list["objects"]) {
+            lines.push_back(row["name"].get<std::string>() + " " + row["members"].dump());
+        }
+        return lines;
+    };
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(RunHere({"check", m_model, "--write-sets", "--only", "NOD002"}).status, 0);
+        EXPECT_THAT(sets(), testing::Contains("check NOD002 1"));
+        EXPECT_EQ(RunHere({"verify", m_model}).status, 0);
+    }
+    EXPECT_EQ(RunHere({"check", m_model, "--write-sets", "--only", "ELM"}).status, 0);
+    EXPECT_THAT(sets(), testing::Not(testing::Contains(HasSubstr("check"))));
 }
 
 // A host's rule: a model may have so many nodes.

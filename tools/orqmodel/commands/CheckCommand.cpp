@@ -12,7 +12,13 @@
 
 #include "ORQBasFailure.h"
 #include "ORQExcCheck.h"
+#include "ORQExcEdit.h"
+#include "ORQExcModel.h"
 #include "ORQObjDocument.h"
+#include "ORQObjModelBuilder.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDatabase.h"
+#include "ORQSimTransaction.h"
 #include "commands/Arguments.h"
 #include "queries/OpenModel.h"
 #include "terminal/Findings.h"
@@ -34,6 +40,7 @@ struct CheckOptions {
     std::string baseline;
     std::string config;
     std::string format = "text";
+    bool writeSets = false;
     bool json = false;
 };
 
@@ -171,6 +178,65 @@ void Explain(const ORQExcChecker& checker, const std::string& id, std::ostream& 
     }
 }
 
+std::string SetNameOf(const std::string& rule) {
+    return "check " + rule;
+}
+
+/// Takes away the sets that an earlier check wrote.
+void DeleteSets(const ORQObjDocument& document, const std::vector<const ORQExcRule*>& rules) {
+    const ORQExcModel model(document);
+    ORQExcReport report;
+    for (const ORQExcRule* rule : rules) {
+        const std::string name = SetNameOf(rule->id);
+        const auto isNamed = [&](const ORQExcModel::Set& set) { return set.name == name; };
+        if (std::ranges::any_of(model.NodeSets(), isNamed)) {
+            ORQExcDelete(document, ORQExcObjectKind::NodeSet, name, true, report);
+        }
+        if (std::ranges::any_of(model.ElementSets(), isNamed)) {
+            ORQExcDelete(document, ORQExcObjectKind::ElementSet, name, true, report);
+        }
+    }
+}
+
+/// Adds a set for each rule that found nodes or elements, under the numbers that are free.
+void AddSets(const ORQSimDatabase& database, const Findings& findings) {
+    std::map<std::pair<ORQExcFinding::Place, std::string>, std::set<int>> sets;
+    for (const ORQExcFinding& finding : findings.result.findings) {
+        if (!finding.members.empty()) {
+            sets[{finding.place, finding.rule}].insert(finding.members.begin(),
+                                                       finding.members.end());
+        }
+    }
+    const ORQExcModel model{ORQObjDocument(database)};
+    int number = 0;
+    for (const auto* known : {&model.NodeSets(), &model.ElementSets()}) {
+        for (const ORQExcModel::Set& set : *known) {
+            number = std::max(number, set.number);
+        }
+    }
+    const ORQObjModelBuilder builder(database);
+    for (const auto& [of, members] : sets) {
+        const std::vector<int> list(members.begin(), members.end());
+        const bool areNodes = of.first == ORQExcFinding::Place::Node;
+        const ORQSimCSet all = areNodes ? model.Nodes() : model.Elements();
+        const ORQSimCSetID found =
+            ORQSimCollection(all.CollectionID())
+                .CreateCSet(list.data(), static_cast<int>(list.size()), true);
+        const ORQString name = SetNameOf(of.second).c_str();
+        areNodes ? builder.AddNodeSet(name, ++number, found)
+                 : builder.AddElementSet(name, ++number, found);
+    }
+}
+
+void WriteSets(const Findings& findings) {
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(findings.database, ORQSimDatabase::Mode::ReadWrite);
+    ORQSimTransaction transaction(database.ContextID());
+    DeleteSets(ORQObjDocument(database), findings.rules);
+    AddSets(database, findings);
+    transaction.Commit();
+}
+
 void Print(const Findings& findings, const CheckOptions& options, const Console& console) {
     if (options.format == "json") {
         PrintJson(console.out, FindingsToJson(findings));
@@ -235,6 +301,9 @@ ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     if (!options.baseline.empty()) {
         Subtract(ReadBaseline(options.baseline), findings.result);
     }
+    if (options.writeSets) {
+        WriteSets(findings);
+    }
     Print(findings, options, console);
     console.out.flush();
     for (const ORQExcCheckResult::Failure& failure : findings.result.failures) {
@@ -276,6 +345,9 @@ SubcommandRun DeclareCheck(CLI::App& command) {
     command.add_option("--format", options->format, "How to report")
         ->check(OneOf({"text", "json", "sarif", "junit"}))
         ->capture_default_str();
+    command.add_flag(
+        "--write-sets", options->writeSets,
+        "Make a set of what each rule found, \"check RULE\", in place of earlier ones");
     AddJson(command, options->json);
     return Reading(options, RunCheck, &CheckOptions::database);
 }

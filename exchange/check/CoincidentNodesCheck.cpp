@@ -1,0 +1,124 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "ORQExcCheck.h"
+#include "ORQExcPoint.h"
+#include "check/Checks.h"
+#include "edit/CoincidentNodes.h"
+
+namespace orq::exchange {
+namespace {
+
+const ORQExcRule kCoincident = {
+    .id = "NOD003",
+    .level = ORQExcLevel::Warning,
+    .title = "nodes at the same place that nothing joins",
+    .meaning =
+        "two nodes of one part lie within the tolerance of each other, and no element has "
+        "both",
+    .breaks = "the mesh is open there, as if it were cut",
+    .mending =
+        "merge them: orqmodel edit NAME.orq merge-nodes; nothing, where a crack, a contact or "
+        "a tie is meant",
+    .limit = 1e-9,
+    .limitOf = "of the diagonal of the model"};
+
+class CoincidentNodesRun : public ORQExcCheckRun {
+  public:
+    explicit CoincidentNodesRun(const ORQExcCheckedModel& model)
+        : m_model(model), m_tolerance(model.Limit(kCoincident) * model.Diagonal()) {}
+
+    bool VisitsElements() const override { return m_model.Model().Dimension() > 0; }
+    void Visit(const ORQExcCheckedElements& elements) override {
+        m_hasElements = true;
+        // Only springs and the like join nodes at one place on purpose.
+        if (elements.block.shape->dimension > 1) {
+            return;
+        }
+        for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
+            const std::span<const int> nodes = elements.NodesOf(i);
+            for (std::size_t k = 1; k < nodes.size(); ++k) {
+                m_joined.push_back(std::minmax(nodes[0], nodes[k]));
+            }
+        }
+    }
+
+    void Finish(std::vector<ORQExcFinding>& findings) override {
+        if (!m_hasElements) {
+            return;
+        }
+        std::ranges::sort(m_joined);
+        std::vector<int> members;
+        for (const std::vector<int>& nodes : Parts()) {
+            AddCoincident(nodes, members);
+        }
+        std::ranges::sort(members);
+        members.erase(std::unique(members.begin(), members.end()), members.end());
+        if (!members.empty()) {
+            findings.push_back(
+                {.rule = kCoincident.id,
+                 .message = fmt::format("lie within {:.3g} of each other", m_tolerance),
+                 .place = ORQExcFinding::Place::Node,
+                 .members = std::move(members)});
+        }
+    }
+
+  private:
+    /// Nodes of each instance, or all nodes without instances.
+    std::vector<std::vector<int>> Parts() const {
+        std::vector<std::vector<int>> parts;
+        for (ORQExcModel::Instance& instance : m_model.Model().Instances()) {
+            parts.push_back(std::move(instance.nodes));
+        }
+        if (parts.empty()) {
+            parts.emplace_back();
+            for (int node = 0; node < m_model.Model().NumNodes(); ++node) {
+                parts[0].push_back(node);
+            }
+        }
+        return parts;
+    }
+
+    void AddCoincident(const std::vector<int>& nodes, std::vector<int>& members) const {
+        std::vector<Point> points;
+        std::vector<int> placed;
+        for (const int node : nodes) {
+            const Point& point = m_model.Points()[static_cast<std::size_t>(node)];
+            if (std::ranges::all_of(point, [](double x) { return std::isfinite(x); })) {
+                points.push_back(point);
+                placed.push_back(node);
+            }
+        }
+        CoincidentNodes coincident(points, m_tolerance);
+        for (int i = 0; i < std::ssize(placed); ++i) {
+            const int near = coincident.Find(i);
+            if (near < 0) {
+                coincident.Add(i);
+                continue;
+            }
+            const int node = placed[static_cast<std::size_t>(i)];
+            const int other = placed[static_cast<std::size_t>(near)];
+            if (!std::ranges::binary_search(m_joined,
+                                            std::pair<int, int>(std::minmax(node, other)))) {
+                members.push_back(other);
+                members.push_back(node);
+            }
+        }
+    }
+
+    const ORQExcCheckedModel& m_model;
+    double m_tolerance;
+    bool m_hasElements = false;
+    std::vector<std::pair<int, int>> m_joined;
+};
+
+}  // namespace
+
+ORQExcCheck CoincidentNodesCheck() {
+    return {{kCoincident}, BeginRun<CoincidentNodesRun>};
+}
+
+}  // namespace orq::exchange

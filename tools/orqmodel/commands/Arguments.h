@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "commands/Subcommands.h"
-#include "commands/ToldDamage.h"
+#include "commands/RunTellingDamage.h"
 #include "queries/NamedObject.h"
 
 namespace orqmodel {

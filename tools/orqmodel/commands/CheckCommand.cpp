@@ -12,6 +12,7 @@
 #include "commands/Arguments.h"
 #include "queries/FindingGuide.h"
 #include "queries/OpenModel.h"
+#include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
@@ -24,7 +25,7 @@ struct CheckOptions {
 
 using nlohmann::json;
 
-struct ORQExcOutcome {
+struct Outcome {
     std::vector<std::string> findings;
     ExitStatus status = ExitStatus::Done;
     std::string reason;  // What ended the check early; empty when nothing did.
@@ -72,9 +73,9 @@ void RunChecker(ORQSrvHPVizChecker& checker, const std::string& path,
     }
 }
 
-ORQExcOutcome Check(const std::string& path) {
+Outcome Check(const std::string& path) {
     const ORQObjDocument document(OpenModel(path));
-    ORQExcOutcome outcome;
+    Outcome outcome;
     ORQSrvHPVizChecker checker(document);
     try {
         RunChecker(checker, path, document);
@@ -95,13 +96,13 @@ ORQExcOutcome Check(const std::string& path) {
     return outcome;
 }
 
-void PrintList(const ORQExcOutcome& outcome, std::ostream& out) {
+void PrintList(const Outcome& outcome, std::ostream& out) {
     for (const std::string& finding : outcome.findings) {
         out << ORQExcPrintable(finding) << '\n';
     }
 }
 
-void PrintExplained(const ORQExcOutcome& outcome, std::ostream& out) {
+void PrintExplained(const Outcome& outcome, std::ostream& out) {
     std::string_view check;
     for (const ExplainedFindings& group : Explain(outcome.findings)) {
         if (check != group.kind->check) {
@@ -123,7 +124,7 @@ json ToJson(const ExplainedFindings& group) {
             {"breaks", group.kind->breaks}, {"mending", group.kind->mending}};
 }
 
-void Print(const ORQExcOutcome& outcome, const CheckOptions& options, std::ostream& out) {
+void Print(const Outcome& outcome, const CheckOptions& options, std::ostream& out) {
     if (options.json) {
         json object = {{"schema_version", 1},
                        {"command", "check"},
@@ -153,7 +154,8 @@ void Print(const ORQExcOutcome& outcome, const CheckOptions& options, std::ostre
 /// printed: ORQBasFailure, of kind Damaged and with the section's name for a section that cannot be
 /// read.
 ExitStatus RunCheck(const CheckOptions& options, const Console& console) {
-    const ORQExcOutcome outcome = Check(options.database);
+    const Outcome outcome =
+        WhileShown(console, "checking", [&] { return Check(options.database); });
     Print(outcome, options, console.out);
     if (!outcome.reason.empty()) {
         console.out.flush();

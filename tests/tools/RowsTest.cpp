@@ -4,13 +4,17 @@
 
 #include <cmath>
 #include <limits>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "CommandRun.h"
 #include "ExodusFile.h"
+#include "Files.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
+#include "commands/CommandLine.h"
 #include "queries/Invariants.h"
 #include "queries/MemberRange.h"
 #include "queries/RowStatistics.h"
@@ -97,6 +101,22 @@ TEST(Middles, OfAnElementInNoBlockAreNotKnown) {
     for (const double coordinate : middles) {
         EXPECT_TRUE(std::isnan(coordinate));
     }
+}
+
+TEST(Info, FitsAVeryNarrowTerminal) {
+    const exodus_file::ScratchFolder folder;
+    std::string deck = "BEGIN BULK\n";
+    for (char kind = 'A'; kind <= 'Z'; ++kind) {
+        deck += std::string("OWN") + kind + ",1,2\n";
+    }
+    PutBytes(folder / "m.bdf", deck + "GRID,1,,0.,0.,0.\nENDDATA\n");
+    ASSERT_EQ(RunHere({"import", folder / "m.bdf", "-o", folder / "m.orq"}).status, 0);
+    std::ostringstream out;
+    std::ostringstream err;
+    orqmodel::Console console{out, err, false};
+    console.width = 30;
+    EXPECT_EQ(orqmodel::RunCommandLine({"info", folder / "m.orq"}, console), 0);
+    EXPECT_THAT(out.str(), testing::HasSubstr("more kinds"));
 }
 
 }  // namespace

@@ -1,6 +1,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "ORQExcEdit.h"
 #include "ORQExcKeptTexts.h"
@@ -43,6 +46,37 @@ void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& docume
         Refuse(
             fmt::format("{} \"{}\": cards of its deck that the model keeps as text go by this name",
                         NameOf(kind), name));
+    }
+}
+
+/// The instance of a deck of several that an object of the name belongs to: its name ends so. Empty
+/// for the main one, and for a model that is no such deck.
+std::string PartOf(const std::string& name, const ORQObjDocument& document) {
+    std::set<std::string> instances;
+    for (const ORQExcKeptText& text : ORQExcReadKeptTexts(document)) {
+        instances.insert(text.instance);
+    }
+    instances.erase("");
+    std::string part;
+    for (const std::string& instance : instances) {
+        if (instances.size() > 1 && name.ends_with(" " + instance) &&
+            instance.size() > part.size()) {
+            part = instance;
+        }
+    }
+    return part;
+}
+
+void CheckPart(Kind kind, const std::string& name, const std::string& newName,
+               const ORQObjDocument& document) {
+    const std::string part = PartOf(name, document);
+    if (PartOf(newName, document) != part) {
+        Refuse(part.empty()
+                   ? fmt::format("{} \"{}\": the name \"{}\" ends like those of another instance",
+                                 NameOf(kind), name, newName)
+                   : fmt::format("{} \"{}\" is of instance \"{}\" of its deck: its name has to end "
+                                 "with \" {}\"",
+                                 NameOf(kind), name, part, part));
     }
 }
 
@@ -119,6 +153,7 @@ void ORQExcRename(const ORQObjDocument& document, Kind kind, const std::string& 
     }
     CheckNewName(kind, newName, document);
     CheckCards(kind, name, document);
+    CheckPart(kind, name, newName, document);
     switch (kind) {
         case Kind::Field:
             RenameField(name, newName, document);

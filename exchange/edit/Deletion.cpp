@@ -1,3 +1,5 @@
+#include "edit/Deletion.h"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -11,7 +13,6 @@
 #include "edit/KeptParts.h"
 #include "edit/NamedObjects.h"
 #include "edit/Removal.h"
-#include "edit/Users.h"
 
 using namespace orq::exchange;
 
@@ -92,12 +93,9 @@ void DropArrays(Kind kind, const ORQObjDocument& document, ORQExcReport& report)
 
 }  // namespace
 
-void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& name, bool force,
-                  ORQExcReport& report) {
-    if (kind == Kind::Field) {
-        DeleteField(document, name, report);
-        return;
-    }
+void orq::exchange::DeleteButCards(const ORQObjDocument& document, Kind kind,
+                                   const std::string& name, bool force, const Users& users,
+                                   ORQExcReport& report) {
     const ORQSimPosition object = FindObject(kind, name, document);
     if (kind == Kind::Block || kind == Kind::Instance) {
         Refuse(fmt::format("{} \"{}\" has nodes or elements, which are not deleted", NameOf(kind),
@@ -106,7 +104,7 @@ void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& 
     if (StandsForBlock(kind, name, document)) {
         Refuse(fmt::format("element set \"{}\" stands for the block of that name", name));
     }
-    CheckUnused(kind, name, Users(document).Of(kind, object), "");
+    CheckUnused(kind, name, users.Of(kind, object), "");
     const std::vector<ORQSimPosition> assignments = AssignmentsOf(object);
     const std::vector<std::string> assigned = NamesOf(assignments);
     if (!force) {
@@ -119,6 +117,15 @@ void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& 
     const std::int64_t count = CountOf(kind, object);
     Remove(kind, object, document);
     report.Drop(NameOf(kind), name, count, "deleted");
-    DropCardsOf(name, document, report);
     DropArrays(kind, document, report);
+}
+
+void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& name, bool force,
+                  ORQExcReport& report) {
+    if (kind == Kind::Field) {
+        DeleteField(document, name, report);
+        return;
+    }
+    DeleteButCards(document, kind, name, force, Users(document), report);
+    DropCardsOf({name}, document, report);
 }

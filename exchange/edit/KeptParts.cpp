@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <set>
 #include <span>
 #include <utility>
 
@@ -98,13 +99,20 @@ void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument
     }
 }
 
-void DropCardsOf(const std::string& name, const ORQObjDocument& document, ORQExcReport& report) {
+void DropCardsOf(const std::vector<std::string>& names, const ORQObjDocument& document,
+                 ORQExcReport& report) {
     std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        const int nDropped = DropKeptCards(texts[i], OwnName(name, texts[i].instance));
-        if (nDropped > 0) {
+        std::set<std::string> objects;
+        for (const std::string& name : names) {
+            objects.insert(OwnName(name, texts[i].instance));
+        }
+        const std::map<std::string, int> dropped = DropKeptCards(texts[i], objects);
+        if (!dropped.empty()) {
             ORQExcReplaceKeptText(texts[i], static_cast<int>(i), document);
-            report.Drop("kept cards", name, nDropped, "the object that they say more of is gone");
+        }
+        for (const auto& [object, count] : dropped) {
+            report.Drop("kept cards", object, count, "the object that they say more of is gone");
         }
     }
 }

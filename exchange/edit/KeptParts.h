@@ -22,9 +22,10 @@ void ReportCardsNaming(const std::vector<InstanceLabels>& changed, const ORQObjD
 /// Those of the labels that no kept card may name.
 void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument& document);
 
-/// Takes the cards that are kept of an object, of a name as the model has it, out of the texts, and
-/// enters that into the report.
-void DropCardsOf(const std::string& name, const ORQObjDocument& document, ORQExcReport& report);
+/// Takes the cards that are kept of objects, of names as the model has them, out of the texts, and
+/// enters that into the report. Looks through the texts once.
+void DropCardsOf(const std::vector<std::string>& names, const ORQObjDocument& document,
+                 ORQExcReport& report);
 /// Whether there are any.
 bool HasCardsOf(const std::string& name, const ORQObjDocument& document);
 

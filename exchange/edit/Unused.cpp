@@ -7,11 +7,11 @@
 #include "ORQObjMesh.h"
 #include "ORQSimDSet.h"
 #include "ORQSimSchema.h"
+#include "edit/Deletion.h"
 #include "edit/InstanceNodes.h"
 #include "edit/KeptParts.h"
 #include "edit/NamedObjects.h"
 #include "edit/NodeReplacement.h"
-#include "edit/Users.h"
 
 using namespace orq::exchange;
 
@@ -95,24 +95,31 @@ void DropNodes(const ORQObjDocument& document, ORQExcReport& report,
 void DropMaterials(const ORQObjDocument& document, ORQExcReport& report) {
     constexpr auto kKind = ORQExcObjectKind::Material;
     const Users users(document);
+    std::vector<std::string> dropped;
     for (const std::string& name : NamesOf(kKind, document)) {
         if (users.Of(kKind, FindObject(kKind, name, document)).empty()) {
-            ORQExcDelete(document, kKind, name, false, report);
+            DeleteButCards(document, kKind, name, false, users, report);
+            dropped.push_back(name);
         } else {
             report.Keep("material", name, 1);
         }
     }
+    DropCardsOf(dropped, document, report);
 }
 
 void DropSections(const ORQObjDocument& document, ORQExcReport& report) {
+    const Users users(document);
     const std::vector<ORQExcSections::Section> sections = ORQExcSections(document).Sections();
+    std::vector<std::string> dropped;
     for (const ORQExcSections::Section& section : sections) {
         if (section.elements.IsEmpty()) {
-            ORQExcDelete(document, ORQExcObjectKind::Section, section.name, true, report);
+            DeleteButCards(document, ORQExcObjectKind::Section, section.name, true, users, report);
+            dropped.push_back(section.name);
         } else {
             report.Keep("section", section.name, 1);
         }
     }
+    DropCardsOf(dropped, document, report);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -47,24 +46,6 @@ void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& docume
             fmt::format("{} \"{}\": cards of its deck that the model keeps as text go by this name",
                         NameOf(kind), name));
     }
-}
-
-/// The instance of a deck of several that an object of the name belongs to: its name ends so. Empty
-/// for the main one, and for a model that is no such deck.
-std::string PartOf(const std::string& name, const ORQObjDocument& document) {
-    std::set<std::string> instances;
-    for (const ORQExcKeptText& text : ORQExcReadKeptTexts(document)) {
-        instances.insert(text.instance);
-    }
-    instances.erase("");
-    std::string part;
-    for (const std::string& instance : instances) {
-        if (instances.size() > 1 && name.ends_with(" " + instance) &&
-            instance.size() > part.size()) {
-            part = instance;
-        }
-    }
-    return part;
 }
 
 void CheckPart(Kind kind, const std::string& name, const std::string& newName,

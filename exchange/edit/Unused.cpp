@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 
 #include "ORQExcEdit.h"
@@ -98,8 +99,8 @@ void DropMaterials(const ORQObjDocument& document, ORQExcReport& report) {
     std::vector<std::string> dropped;
     for (const std::string& name : NamesOf(kKind, document)) {
         if (users.Of(kKind, FindObject(kKind, name, document)).empty()) {
-            DeleteButCards(document, kKind, name, false, users, report);
-            dropped.push_back(name);
+            std::ranges::copy(DeleteButCards(document, kKind, name, false, users, report),
+                              std::back_inserter(dropped));
         } else {
             report.Keep("material", name, 1);
         }
@@ -113,8 +114,9 @@ void DropSections(const ORQObjDocument& document, ORQExcReport& report) {
     std::vector<std::string> dropped;
     for (const ORQExcSections::Section& section : sections) {
         if (section.elements.IsEmpty()) {
-            DeleteButCards(document, ORQExcObjectKind::Section, section.name, true, users, report);
-            dropped.push_back(section.name);
+            std::ranges::copy(DeleteButCards(document, ORQExcObjectKind::Section, section.name,
+                                             true, users, report),
+                              std::back_inserter(dropped));
         } else {
             report.Keep("section", section.name, 1);
         }

@@ -231,6 +231,8 @@ TEST_F(EditTest, ASectionGoesWithItsAssignmentsAndThenItsMaterialIsFree) {
     EXPECT_THAT(m_told, HasSubstr("kept cards of properties that may name its number 12"));
     const std::string edited = Edited(deck, {"delete", "section", "PSHELL 6", "--force"});
     EXPECT_THAT(Names(edited, "sections"), ElementsAre("PSHELL 5", "PSHELL 8"));
+    // The card goes by the number still.
+    ASSERT_EQ(RunHere({"edit", edited, "rename", "section", "PSHELL 8", "spare"}).status, 0);
     ASSERT_EQ(RunHere({"edit", edited, "drop-unused", "sections"}).status, 0);
     EXPECT_THAT(Names(edited, "sections"), ElementsAre("PSHELL 5"));
     ASSERT_EQ(RunHere({"edit", edited, "drop-unused", "materials"}).status, 0);
@@ -358,6 +360,10 @@ ENDDATA
     ASSERT_EQ(RunHere({"export", deck, "-o", m_folder / "before.bdf"}).status, 0);
     ASSERT_EQ(RunHere({"export", renamed, "-o", m_folder / "after.bdf"}).status, 0);
     EXPECT_EQ(Bytes(m_folder / "after.bdf"), Bytes(m_folder / "before.bdf"));
+    // Both parts have a section 5 with its card.
+    const std::string less = Edited(deck, {"delete", "section", "PSHELL 5", "--force"});
+    EXPECT_THAT(Names(less, "sections"), ElementsAre("PSHELL 5 SUPER=2"));
+    EXPECT_THAT(m_told, HasSubstr("kept cards \"PSHELL 5\": 1"));
 }
 
 TEST_F(EditTest, MergedSurfacesAndResultsKeepWhatTheyAddUpTo) {

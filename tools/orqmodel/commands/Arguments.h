@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "commands/Subcommands.h"
 #include "commands/RunTellingDamage.h"
+#include "commands/Subcommands.h"
 #include "queries/NamedObject.h"
 
 namespace orqmodel {

@@ -1,3 +1,5 @@
+#include "edit/Deletion.h"
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
@@ -7,11 +9,13 @@
 #include "ORQObjStep.h"
 #include "ORQSimCSet.h"
 #include "ORQSimDSet.h"
+#include "ORQSimDataRecord.h"
+#include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "edit/KeptParts.h"
 #include "edit/NamedObjects.h"
 #include "edit/Removal.h"
-#include "edit/Users.h"
 
 using namespace orq::exchange;
 
@@ -80,6 +84,29 @@ void Remove(Kind kind, const ORQSimPosition& object, const ORQObjDocument& docum
     }
 }
 
+/// What its cards are called, whatever name it was given since: "MAT1 7"; empty for what has none.
+std::string CardOf(Kind kind, const ORQSimPosition& object) {
+    const ORQSimDataRecord record = object.DataRecord();
+    const auto called = [&](int kindField, int numberField) {
+        const std::string card = record.ReturnString(kindField).UTF8();
+        return card.empty() ? card : fmt::format("{} {}", card, record.GetInt(numberField));
+    };
+    using namespace ORQSimRecordField;
+    return kind == Kind::Material  ? called(Material_kind, Material_number)
+           : kind == Kind::Section ? called(Section_layered_kind, Section_layered_number)
+                                   : std::string();
+}
+
+bool HasCard(Kind kind, const std::string& card, const ORQObjDocument& document) {
+    const ORQSimMap map = document.GetModel().GetMap(MapSlotOf(kind));
+    for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
+        if (CardOf(kind, *entry) == card) {
+            return true;
+        }
+    }
+    return false;
+}
+
 /// Arrays of the file that go by the places of sets.
 void DropArrays(Kind kind, const ORQObjDocument& document, ORQExcReport& report) {
     if (kind == Kind::NodeSet || kind == Kind::ElementSet || kind == Kind::Surface) {
@@ -92,12 +119,9 @@ void DropArrays(Kind kind, const ORQObjDocument& document, ORQExcReport& report)
 
 }  // namespace
 
-void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& name, bool force,
-                  ORQExcReport& report) {
-    if (kind == Kind::Field) {
-        DeleteField(document, name, report);
-        return;
-    }
+std::vector<std::string> orq::exchange::DeleteButCards(const ORQObjDocument& document, Kind kind,
+                                                       const std::string& name, bool force,
+                                                       const Users& users, ORQExcReport& report) {
     const ORQSimPosition object = FindObject(kind, name, document);
     if (kind == Kind::Block || kind == Kind::Instance) {
         Refuse(fmt::format("{} \"{}\" has nodes or elements, which are not deleted", NameOf(kind),
@@ -106,7 +130,7 @@ void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& 
     if (StandsForBlock(kind, name, document)) {
         Refuse(fmt::format("element set \"{}\" stands for the block of that name", name));
     }
-    CheckUnused(kind, name, Users(document).Of(kind, object), "");
+    CheckUnused(kind, name, users.Of(kind, object), "");
     const std::vector<ORQSimPosition> assignments = AssignmentsOf(object);
     const std::vector<std::string> assigned = NamesOf(assignments);
     if (!force) {
@@ -117,8 +141,24 @@ void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& 
         report.Drop("section assignment", assigned[i], 1, "what it assigns, or is for, is gone");
     }
     const std::int64_t count = CountOf(kind, object);
+    const std::string card = CardOf(kind, object);
     Remove(kind, object, document);
     report.Drop(NameOf(kind), name, count, "deleted");
-    DropCardsOf(name, document, report);
     DropArrays(kind, document, report);
+    std::vector<std::string> names = {name};
+    if (!card.empty() && !HasCard(kind, card, document)) {
+        const std::string part = PartOf(name, document);
+        names.push_back(part.empty() ? card : card + " " + part);
+    }
+    return names;
+}
+
+void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& name, bool force,
+                  ORQExcReport& report) {
+    if (kind == Kind::Field) {
+        DeleteField(document, name, report);
+        return;
+    }
+    DropCardsOf(DeleteButCards(document, kind, name, force, Users(document), report), document,
+                report);
 }

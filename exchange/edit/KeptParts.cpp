@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <functional>
 #include <map>
+#include <set>
 #include <span>
 #include <utility>
 
 #include "ORQExcKeptTexts.h"
+#include "ORQExcMeshSource.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimReferences.h"
 #include "ORQSimSchema.h"
@@ -28,10 +30,39 @@ bool MayName(const ORQExcKeptText& text, const InstanceLabels& labels) {
     return text.instance.empty() || text.instance == labels.instance;
 }
 
-/// The name as the cards of an instance have it; empty where the name is not of that instance.
-std::string OwnName(const std::string& name, const std::string& instance) {
-    const std::string suffix = " " + instance;
-    return name.ends_with(suffix) ? name.substr(0, name.size() - suffix.size()) : name;
+/// The instances of a deck by whose names those of objects end; none for a model of one.
+std::set<std::string> PartsOf(const std::vector<ORQExcKeptText>& texts) {
+    std::set<std::string> parts;
+    for (const ORQExcKeptText& text : texts) {
+        parts.insert(text.instance);
+    }
+    parts.erase("");
+    parts.erase(ORQExcMeshSource::kMainInstance);
+    return parts;
+}
+
+/// The longest that a name ends with; empty for none.
+std::string PartAmong(const std::set<std::string>& parts, const std::string& name) {
+    std::string part;
+    for (const std::string& one : parts) {
+        if (name.ends_with(" " + one) && one.size() > part.size()) {
+            part = one;
+        }
+    }
+    return part;
+}
+
+/// The names of some objects as the cards of a text have them, of those that belong to its instance.
+std::set<std::string> OwnNames(const std::vector<std::string>& names, const ORQExcKeptText& text,
+                               const std::set<std::string>& parts) {
+    std::set<std::string> own;
+    for (const std::string& name : names) {
+        const std::string part = PartAmong(parts, name);
+        if (part == (parts.contains(text.instance) ? text.instance : "")) {
+            own.insert(part.empty() ? name : name.substr(0, name.size() - part.size() - 1));
+        }
+    }
+    return own;
 }
 
 void DropArrays(const std::function<bool(const KeptArray&)>& isDropped, const char* reason,
@@ -98,20 +129,32 @@ void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument
     }
 }
 
-void DropCardsOf(const std::string& name, const ORQObjDocument& document, ORQExcReport& report) {
+std::string PartOf(const std::string& name, const ORQObjDocument& document) {
+    return PartAmong(PartsOf(ORQExcReadKeptTexts(document)), name);
+}
+
+void DropCardsOf(const std::vector<std::string>& names, const ORQObjDocument& document,
+                 ORQExcReport& report) {
     std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+    const std::set<std::string> parts = PartsOf(texts);
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        const int nDropped = DropKeptCards(texts[i], OwnName(name, texts[i].instance));
-        if (nDropped > 0) {
+        const std::map<std::string, int> dropped =
+            DropKeptCards(texts[i], OwnNames(names, texts[i], parts));
+        if (!dropped.empty()) {
             ORQExcReplaceKeptText(texts[i], static_cast<int>(i), document);
-            report.Drop("kept cards", name, nDropped, "the object that they say more of is gone");
+        }
+        for (const auto& [object, count] : dropped) {
+            report.Drop("kept cards", object, count, "the object that they say more of is gone");
         }
     }
 }
 
 bool HasCardsOf(const std::string& name, const ORQObjDocument& document) {
-    return std::ranges::any_of(ORQExcReadKeptTexts(document), [&](const ORQExcKeptText& text) {
-        return HasKeptCards(text, OwnName(name, text.instance));
+    const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+    const std::set<std::string> parts = PartsOf(texts);
+    return std::ranges::any_of(texts, [&](const ORQExcKeptText& text) {
+        const std::set<std::string> own = OwnNames({name}, text, parts);
+        return !own.empty() && HasKeptCards(text, *own.begin());
     });
 }
 

@@ -22,9 +22,14 @@ void ReportCardsNaming(const std::vector<InstanceLabels>& changed, const ORQObjD
 /// Those of the labels that no kept card may name.
 void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument& document);
 
-/// Takes the cards that are kept of an object, of a name as the model has it, out of the texts, and
-/// enters that into the report.
-void DropCardsOf(const std::string& name, const ORQObjDocument& document, ORQExcReport& report);
+/// The instance of a deck of several that an object of the name belongs to: its name ends so. Empty
+/// for the main one, and for a model that is no such deck.
+std::string PartOf(const std::string& name, const ORQObjDocument& document);
+
+/// Takes the cards that are kept of objects, of names as the model has them, out of the texts, and
+/// enters that into the report. Looks through the texts once.
+void DropCardsOf(const std::vector<std::string>& names, const ORQObjDocument& document,
+                 ORQExcReport& report);
 /// Whether there are any.
 bool HasCardsOf(const std::string& name, const ORQObjDocument& document);
 

@@ -1,6 +1,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string>
+#include <vector>
 
 #include "ORQExcEdit.h"
 #include "ORQExcKeptTexts.h"
@@ -43,6 +45,19 @@ void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& docume
         Refuse(
             fmt::format("{} \"{}\": cards of its deck that the model keeps as text go by this name",
                         NameOf(kind), name));
+    }
+}
+
+void CheckPart(Kind kind, const std::string& name, const std::string& newName,
+               const ORQObjDocument& document) {
+    const std::string part = PartOf(name, document);
+    if (PartOf(newName, document) != part) {
+        Refuse(part.empty()
+                   ? fmt::format("{} \"{}\": the name \"{}\" ends like those of another instance",
+                                 NameOf(kind), name, newName)
+                   : fmt::format("{} \"{}\" is of instance \"{}\" of its deck: its name has to end "
+                                 "with \" {}\"",
+                                 NameOf(kind), name, part, part));
     }
 }
 
@@ -119,6 +134,7 @@ void ORQExcRename(const ORQObjDocument& document, Kind kind, const std::string& 
     }
     CheckNewName(kind, newName, document);
     CheckCards(kind, name, document);
+    CheckPart(kind, name, newName, document);
     switch (kind) {
         case Kind::Field:
             RenameField(name, newName, document);

@@ -1,15 +1,16 @@
 #include <algorithm>
+#include <iterator>
 #include <numeric>
 
 #include "ORQExcEdit.h"
 #include "ORQExcModel.h"
 #include "ORQExcSections.h"
+#include "edit/Deletion.h"
 #include "edit/InstanceNodes.h"
 #include "edit/KeptParts.h"
 #include "edit/NamedObjects.h"
 #include "edit/NodeReplacement.h"
 #include "edit/NodeUse.h"
-#include "edit/Users.h"
 
 using namespace orq::exchange;
 
@@ -52,24 +53,32 @@ void DropNodes(const ORQObjDocument& document, ORQExcReport& report,
 void DropMaterials(const ORQObjDocument& document, ORQExcReport& report) {
     constexpr auto kKind = ORQExcObjectKind::Material;
     const Users users(document);
+    std::vector<std::string> dropped;
     for (const std::string& name : NamesOf(kKind, document)) {
         if (users.Of(kKind, FindObject(kKind, name, document)).empty()) {
-            ORQExcDelete(document, kKind, name, false, report);
+            std::ranges::copy(DeleteButCards(document, kKind, name, false, users, report),
+                              std::back_inserter(dropped));
         } else {
             report.Keep("material", name, 1);
         }
     }
+    DropCardsOf(dropped, document, report);
 }
 
 void DropSections(const ORQObjDocument& document, ORQExcReport& report) {
+    const Users users(document);
     const std::vector<ORQExcSections::Section> sections = ORQExcSections(document).Sections();
+    std::vector<std::string> dropped;
     for (const ORQExcSections::Section& section : sections) {
         if (section.elements.IsEmpty()) {
-            ORQExcDelete(document, ORQExcObjectKind::Section, section.name, true, report);
+            std::ranges::copy(DeleteButCards(document, ORQExcObjectKind::Section, section.name,
+                                             true, users, report),
+                              std::back_inserter(dropped));
         } else {
             report.Keep("section", section.name, 1);
         }
     }
+    DropCardsOf(dropped, document, report);
 }
 
 }  // namespace

@@ -1,22 +1,14 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <ostream>
 #include <utility>
 
+#include "ORQExcOutcomes.h"
 #include "ORQExcReport.h"
 #include "ORQExcTexts.h"
 
 namespace {
-
-constexpr std::array<std::pair<ORQExcOutcome, const char*>, 5> kHeadings = {{
-    {ORQExcOutcome::Kept, "kept"},
-    {ORQExcOutcome::Noted, "noted"},
-    {ORQExcOutcome::Found, "findings"},
-    {ORQExcOutcome::Changed, "changed"},
-    {ORQExcOutcome::Dropped, "dropped"},
-}};
 
 std::string Line(const ORQExcReportEntry& entry) {
     auto line = entry.kind;
@@ -72,7 +64,7 @@ bool ORQExcReport::Has(ORQExcOutcome outcome) const {
 }
 
 void ORQExcReport::Print(std::ostream& out) const {
-    for (const auto& [outcome, heading] : kHeadings) {
+    for (const auto& [outcome, heading] : kORQExcOutcomes) {
         bool isFirst = true;
         for (const auto& entry : m_entries) {
             if (entry.outcome != outcome) {

@@ -18,6 +18,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSrvDiagnosticsHandler.h"
+#include "queries/AnalysisStatus.h"
 
 namespace {
 
@@ -114,6 +115,44 @@ class StatusTest : public testing::Test {
     std::string m_watched = m_folder / "watched";
     std::vector<pid_t> m_processes;
 };
+
+TEST(AnalysisFollower, ANewFieldHasNothingOfThoseThatAreKnown) {
+    const exodus_file::ScratchFolder folder;
+    const std::string path = folder / "m.orq";
+    const ORQSimDatabase database = ORQSimDatabase::Create(path);
+    ORQSimPosition step;
+    const auto write = [&](const char* name, bool isHistory) {
+        ORQSimTransaction transaction(database.ContextID());
+        const ORQObjStepBuilder steps{ORQObjModelBuilder(database).Document()};
+        if (step.IsNull()) {
+            step = steps.AddStep("step", ORQSimSchema::Step_General);
+            steps.AddTimes(step, std::vector{0.5});
+        }
+        const ORQObjFieldDefinition definition{
+            name, steps.UserFieldType(name), ORQSimSchema::Field_WholeModel, {}, {{38, "value"}}};
+        const double value = 1;
+        (isHistory ? steps.AddHistoryField(step, definition)
+                   : steps.AddFieldResult(step, definition))
+            .Write(ORQObjStep(step).GetTimes().ID(), {}, &value);
+        transaction.Commit();
+    };
+    const auto fieldsOf = [](const std::optional<orqmodel::AnalysisNews>& news) {
+        std::vector<std::string> fields;
+        for (const auto& each : news ? news->steps : decltype(news->steps)()) {
+            for (const auto& field : each.fields) {
+                fields.push_back(field.name + " " + std::to_string(field.newTimes));
+            }
+        }
+        return fields;
+    };
+    write("result", false);
+    write("history", true);
+    orqmodel::AnalysisFollower follower(path);
+    EXPECT_THAT(fieldsOf(follower.Look()), testing::ElementsAre("result 1", "history 1"));
+    // It takes the place that the history had.
+    write("another result", false);
+    EXPECT_THAT(fieldsOf(follower.Look()), testing::ElementsAre("another result 1"));
+}
 
 }  // namespace
 

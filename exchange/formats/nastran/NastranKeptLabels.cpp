@@ -58,9 +58,10 @@ std::vector<LabelRange> LabelsOf(const BulkCard& card) {
     return labels;
 }
 
-bool IsOf(const BulkCard& card, const std::string& object) {
+/// The names that the object of a card may have: "SPC1 1", "SPC1 1 123".
+std::array<std::string, 2> ObjectsOf(const BulkCard& card) {
     const std::string name = fmt::format("{} {}", card.Name(), card.Text(1));
-    return object == name || object == fmt::format("{} {}", name, card.Text(2));
+    return {name, fmt::format("{} {}", name, card.Text(2))};
 }
 
 }  // namespace
@@ -99,32 +100,38 @@ std::set<int> NumbersOnPropertyCards(const std::vector<ORQExcKeptText>& texts) {
     return numbers;
 }
 
-int DropKeptCards(ORQExcKeptText& text, const std::string& object) {
+std::map<std::string, int> DropKeptCards(ORQExcKeptText& text,
+                                         const std::set<std::string>& objects) {
+    std::map<std::string, int> dropped;
     if (!IsOfCards(text) || !text.isAlsoInModel) {
-        return 0;
+        return dropped;
     }
     NastranKept others;
-    int nDropped = 0;
     ForEachCard(text, [&](const BulkCard& card) {
-        if (IsOf(card, object)) {
-            ++nDropped;
+        const auto names = ObjectsOf(card);
+        const auto named = std::ranges::find_if(
+            names, [&](const std::string& name) { return objects.contains(name); });
+        if (named != names.end()) {
+            ++dropped[*named];
         } else {
             others.Add(card, BulkTaken::Partly);
         }
     });
-    if (nDropped > 0) {
+    if (!dropped.empty()) {
         std::vector<ORQExcKeptText> left;
         std::move(others).Put(text.instance, left);
         text.text = left.empty() ? std::string() : left[0].text;
         text.contents = left.empty() ? decltype(text.contents)() : left[0].contents;
     }
-    return nDropped;
+    return dropped;
 }
 
 bool HasKeptCards(const ORQExcKeptText& text, const std::string& object) {
     bool has = false;
     if (IsOfCards(text) && text.isAlsoInModel) {
-        ForEachCard(text, [&](const BulkCard& card) { has = has || IsOf(card, object); });
+        ForEachCard(text, [&](const BulkCard& card) {
+            has = has || std::ranges::count(ObjectsOf(card), object) > 0;
+        });
     }
     return has;
 }

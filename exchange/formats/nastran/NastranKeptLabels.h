@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <set>
 #include <span>
 #include <string>
@@ -26,9 +27,10 @@ void ForEachLabelledCard(const std::vector<ORQExcKeptText>& texts,
 /// The numbers of materials that kept cards of properties may name.
 std::set<int> NumbersOnPropertyCards(const std::vector<ORQExcKeptText>& texts);
 
-/// Takes the cards of an object, for example "PSHELL 3" or "SPC1 1 123", out of the text, where the
-/// model has the object too. Answers how many there were.
-int DropKeptCards(ORQExcKeptText& text, const std::string& object);
+/// Takes the cards of objects, for example "PSHELL 3" or "SPC1 1 123", out of the text, where the
+/// model has the objects too. Answers how many there were of each.
+std::map<std::string, int> DropKeptCards(ORQExcKeptText& text,
+                                         const std::set<std::string>& objects);
 /// Whether there are such cards.
 bool HasKeptCards(const ORQExcKeptText& text, const std::string& object);
 

@@ -11,6 +11,7 @@
 #include "commands/Arguments.h"
 #include "queries/LabelLookup.h"
 #include "queries/OpenModel.h"
+#include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
@@ -92,7 +93,8 @@ ExitStatus RunAdjacency(const AdjacencyOptions& options, const Console& console)
                     << options.node << '\n';
         return ExitStatus::Findings;
     }
-    const std::vector<Place> places = PlacesOf(document, node->ordinal);
+    const std::vector<Place> places =
+        WhileShown(console, "searching", [&] { return PlacesOf(document, node->ordinal); });
     if (options.json) {
         PrintJson(console.out, ToJson(*node, options, places));
     } else {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "commands/RunTellingDamage.h"
 #include "commands/Subcommands.h"
-#include "commands/ToldDamage.h"
 #include "queries/NamedObject.h"
 
 namespace orqmodel {

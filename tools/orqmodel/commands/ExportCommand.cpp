@@ -6,6 +6,7 @@
 #include "ORQObjDocument.h"
 #include "commands/Arguments.h"
 #include "queries/OpenModel.h"
+#include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
 #include "terminal/ReportText.h"
 
@@ -26,7 +27,9 @@ struct ExportOptions {
 ExitStatus RunExport(const ExportOptions& options, const Console& console) {
     ORQExcExporter exporter(options.output, options.force);
     const ORQExcModel model{ORQObjDocument(OpenModel(options.database))};
-    const ORQExcReport report = exporter.Write(model, ORQExcResults(model.Document()));
+    const ORQExcReport report = WhileShown(console, "exporting", [&] {
+        return exporter.Write(model, ORQExcResults(model.Document()));
+    });
     const bool isRefused = options.strict && report.HasDrops();
     if (!isRefused) {
         exporter.PutIntoPlace();

@@ -20,6 +20,7 @@
 #include "commands/Arguments.h"
 #include "queries/NamedObject.h"
 #include "queries/OpenModel.h"
+#include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
@@ -221,7 +222,7 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
         return ExitStatus::Findings;
     }
     Found found{key, {}};
-    AddMembers(kind, document, object, found);
+    WhileShown(console, "reading", [&] { AddMembers(kind, document, object, found); });
     if (options.json) {
         PrintJson(console.out, ToJson(options, &found, {}));
     } else {

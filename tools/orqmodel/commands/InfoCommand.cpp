@@ -180,13 +180,15 @@ int PrintHead(const Description& is, int width, std::ostream& out) {
     line("extent", ExtentText(is));
     line("on disk", fmt::format("{}, of which {} are free", BytesText(is.use.directory),
                                 BytesText(is.use.parts.freeBulk)));
-    constexpr std::size_t kIndent = 40;
+    constexpr int kIndent = 40;
+    constexpr int kLeast = 20;  // of the contents, however narrow the terminal
     for (const ORQExcKeptText& text : is.texts) {
         if (!text.isAlsoInModel) {
             line("as text",
-                 fmt::format("{}{}: {}", ORQExcPrintable(text.section),
-                             text.instance.empty() ? "" : " of " + ORQExcPrintable(text.instance),
-                             TextOf(text, static_cast<std::size_t>(width) - kIndent)));
+                 fmt::format(
+                     "{}{}: {}", ORQExcPrintable(text.section),
+                     text.instance.empty() ? "" : " of " + ORQExcPrintable(text.instance),
+                     TextOf(text, static_cast<std::size_t>(std::max(width - kIndent, kLeast)))));
         }
     }
     return nLines;

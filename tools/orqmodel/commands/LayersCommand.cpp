@@ -11,6 +11,7 @@
 #include "commands/Arguments.h"
 #include "queries/LabelLookup.h"
 #include "queries/OpenModel.h"
+#include "terminal/ProgressBar.h"
 #include "terminal/TextTable.h"
 
 namespace orqmodel {
@@ -51,7 +52,7 @@ std::string NameText(const std::string& name) {
     return name.empty() ? "-" : ORQExcPrintable(name);
 }
 
-void PrintSections(const ORQExcSections& reader, std::ostream& out) {
+void PrintSections(const ORQExcSections& reader, const Console& console) {
     std::vector<std::vector<std::string>> rows = {
         {"section", "number", "layers", "thickness", "elements", "symmetric", "balanced"}};
     for (const ORQExcSections::Section& section : reader.Sections()) {
@@ -61,11 +62,12 @@ void PrintSections(const ORQExcSections& reader, std::ostream& out) {
                         std::to_string(section.elements.Size()), Text(layup.IsSymmetric()),
                         Text(layup.IsBalanced())});
     }
-    PrintTable(rows, {false, true, true, true, true, false, false}, out);
+    PrintTable(rows, {false, true, true, true, true, false, false}, console.out, console.width);
 }
 
 void PrintLayers(const ORQExcSections::Section& section, const Stack& layup,
-                 const LayersOptions& options, std::ostream& out) {
+                 const LayersOptions& options, const Console& console) {
+    std::ostream& out = console.out;
     if (options.element) {
         out << fmt::format("element {} has section {}\n", *options.element, NameText(section.name));
     }
@@ -93,7 +95,7 @@ void PrintLayers(const ORQExcSections::Section& section, const Stack& layup,
                                                      : "-");
         }
     }
-    PrintTable(rows, {true, false, false, false, true, true, true, true}, out);
+    PrintTable(rows, {true, false, false, false, true, true, true, true}, out, console.width);
     if (hasNominal) {
         out << "  angles contain the directions of the elements, nominal angles do not\n";
     }
@@ -155,24 +157,25 @@ json Heading(const LayersOptions& options) {
 
 // --- Sections ------------------------------------------------------------------------------------
 
-void ShowSections(const ORQExcSections& reader, const LayersOptions& options, std::ostream& out) {
+void ShowSections(const ORQExcSections& reader, const LayersOptions& options,
+                  const Console& console) {
     if (!options.json) {
-        return PrintSections(reader, out);
+        return PrintSections(reader, console);
     }
     json object = Heading(options);
     object["sections"] = json::array();
     for (const ORQExcSections::Section& section : reader.Sections()) {
         object["sections"].push_back(ToJson(section, reader.Read(section)));
     }
-    PrintJson(out, object);
+    PrintJson(console.out, object);
 }
 
 /// With `element`, an ordinal, the values that vary are those of that element.
 void ShowSection(const ORQExcSections& reader, const ORQExcSections::Section& section,
-                 std::optional<int> element, const LayersOptions& options, std::ostream& out) {
+                 std::optional<int> element, const LayersOptions& options, const Console& console) {
     const Stack layup = element ? reader.ReadAt(section, *element) : reader.Read(section);
     if (!options.json) {
-        return PrintLayers(section, layup, options, out);
+        return PrintLayers(section, layup, options, console);
     }
     json object = Heading(options);
     if (element) {
@@ -180,7 +183,7 @@ void ShowSection(const ORQExcSections& reader, const ORQExcSections::Section& se
     }
     object["section"] = ToJson(section, layup);
     object["section"]["layers"] = ToJson(layup);
-    PrintJson(out, object);
+    PrintJson(console.out, object);
 }
 
 ExitStatus ShowSectionOfElement(const ORQObjDocument& document, const LayersOptions& options,
@@ -199,7 +202,7 @@ ExitStatus ShowSectionOfElement(const ORQObjDocument& document, const LayersOpti
     if (section == nullptr) {
         return finding(fmt::format("element {} has no section", *options.element));
     }
-    ShowSection(reader, *section, element->ordinal, options, console.out);
+    ShowSection(reader, *section, element->ordinal, options, console);
     return ExitStatus::Done;
 }
 
@@ -210,11 +213,12 @@ ExitStatus RunLayers(const LayersOptions& options, const Console& console) {
     if (options.element) {
         return ShowSectionOfElement(document, options, console);
     }
-    const ORQExcSections reader(document);
+    const ORQExcSections reader =
+        WhileShown(console, "reading", [&] { return ORQExcSections(document); });
     if (options.section.empty()) {
-        ShowSections(reader, options, console.out);
+        ShowSections(reader, options, console);
     } else {
-        ShowSection(reader, reader.Named(options.section), std::nullopt, options, console.out);
+        ShowSection(reader, reader.Named(options.section), std::nullopt, options, console);
     }
     return ExitStatus::Done;
 }

@@ -20,6 +20,7 @@
 #include "commands/Arguments.h"
 #include "queries/NamedObject.h"
 #include "queries/OpenModel.h"
+#include "terminal/ProgressBar.h"
 
 namespace orqmodel {
 namespace {
@@ -249,11 +250,8 @@ nlohmann::json ToJson(const MapOptions& options, const Result& result) {
             {"moved", moved}};
 }
 
-/// Prints what two models have in common by instance and label, how a node set of the primary model
-/// lies in the secondary one, and which nodes moved by more than the tolerance.
-/// ExitStatus::Findings when anything has no match, moved, or the set is not there. Throws
-/// ORQBasFailure.
-ExitStatus RunMap(const MapOptions& options, const Console& console) {
+/// Says so on `console` where the node set is not there.
+Result Match(const MapOptions& options, const Console& console) {
     const ORQObjDocument primary(OpenModel(options.primary));
     const ORQObjDocument secondary(OpenModel(options.secondary));
     ORQSrvLabelMapper mapper(primary.Focus(), secondary.Focus());
@@ -274,6 +272,15 @@ ExitStatus RunMap(const MapOptions& options, const Console& console) {
         }
     }
     result.moved = MovedNodes(primary, secondary, labels, mapper, options.tolerance);
+    return result;
+}
+
+/// Prints what two models have in common by instance and label, how a node set of the primary model
+/// lies in the secondary one, and which nodes moved by more than the tolerance.
+/// ExitStatus::Findings when anything has no match, moved, or the set is not there. Throws
+/// ORQBasFailure.
+ExitStatus RunMap(const MapOptions& options, const Console& console) {
+    const Result result = WhileShown(console, "matching", [&] { return Match(options, console); });
     if (options.json) {
         PrintJson(console.out, ToJson(options, result));
     } else {

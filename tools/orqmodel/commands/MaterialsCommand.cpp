@@ -95,7 +95,7 @@ std::string OrDash(const std::string& text) {
     return text.empty() ? "-" : ORQExcPrintable(text);
 }
 
-void PrintAll(const std::vector<Material>& materials, std::ostream& out) {
+void PrintAll(const std::vector<Material>& materials, const Console& console) {
     std::vector<std::vector<std::string>> rows = {
         {"material", "number", "card", "properties", "depends on"}};
     for (const Material& material : materials) {
@@ -105,7 +105,7 @@ void PrintAll(const std::vector<Material>& materials, std::ostream& out) {
                         OrDash(fmt::format("{}", fmt::join(PropertiesOf(tables), ", "))),
                         OrDash(fmt::format("{}", fmt::join(DependencesOf(tables), ", ")))});
     }
-    PrintTable(rows, {false, true, false, false, false}, out);
+    PrintTable(rows, {false, true, false, false, false}, console.out, console.width);
 }
 
 void PrintOne(const ORQExcMaterialTable& table, std::ostream& out) {
@@ -156,7 +156,7 @@ ExitStatus RunMaterials(const MaterialsOptions& options, const Console& console)
     json object = {{"schema_version", 1}, {"command", "materials"}, {"database", options.database}};
     if (options.material.empty()) {
         if (!options.json) {
-            PrintAll(reader.Materials(), console.out);
+            PrintAll(reader.Materials(), console);
             return ExitStatus::Done;
         }
         object["materials"] = json::array();

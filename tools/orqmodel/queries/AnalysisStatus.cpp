@@ -124,12 +124,12 @@ bool AnalysisFollower::ReadStep(const ORQObjStep& step, Seen& seen, AnalysisNews
     }
     std::vector<ORQObjMeshedField> fields = step.GetFieldResults();
     std::ranges::copy(step.GetHistoryFields(), std::back_inserter(fields));
-    seen.fieldTimes.resize(fields.size());
-    for (std::size_t i = 0; i < fields.size(); ++i) {
-        const int times = fields[i].GetTimes().Size();
-        const int newTimes = times - std::exchange(seen.fieldTimes[i], times);
+    for (const ORQObjMeshedField& field : fields) {
+        const int times = field.GetTimes().Size();
+        const int newTimes =
+            times - std::exchange(seen.fieldTimes[field.Position().ID().MinorID()], times);
         if (isNew || newTimes > 0) {
-            news.fields.push_back({fields[i].GetName().UTF8(), newTimes});
+            news.fields.push_back({field.GetName().UTF8(), newTimes});
         }
     }
     const ORQSimVector conditions = step.GetConditions();

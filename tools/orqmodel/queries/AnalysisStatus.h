@@ -61,7 +61,8 @@ class AnalysisFollower {
         bool step = false;
         int times = 0;
         int conditions = 0;
-        std::vector<int> fieldTimes;  // In the order of the step's fields.
+        /// By the number of the field in the database, which no other one gets.
+        std::map<std::int64_t, int> fieldTimes;
     };
 
     void ReadSteps(const ORQSimDatabase& database, AnalysisNews& news);

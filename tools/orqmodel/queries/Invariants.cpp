@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <utility>
 
 namespace orqmodel {
 namespace {
@@ -42,6 +44,40 @@ void Rotate(Matrix& a, std::size_t p, std::size_t q) {
     a[r][q] = a[q][r] = s * rp + c * rq;
 }
 
+/// The largest absolute value; not a number where one is not.
+double LargestOf(std::span<const double> values) {
+    double largest = 0;
+    for (const double value : values) {
+        largest = std::isnan(value) || std::abs(value) > largest ? std::abs(value) : largest;
+        if (std::isnan(largest)) {
+            break;
+        }
+    }
+    return largest;
+}
+
+/// Whether squares of such values, and sums of a few of them, neither overflow nor vanish.
+bool AreSquaresExact(double largest) {
+    return largest > 1e-140 && largest < 1e140;
+}
+
+/// What to divide values by before they are squared: a power of two, which loses no digit. 1 where
+/// that needs, or helps, nothing.
+double ScaleOf(double largest) {
+    return largest == 0 || !std::isfinite(largest) || AreSquaresExact(largest)
+               ? 1
+               : std::ldexp(1.0, std::ilogb(largest));
+}
+
+std::pair<SymmetricTensor, double> Scaled(const SymmetricTensor& tensor) {
+    const double factor = ScaleOf(LargestOf(tensor));
+    SymmetricTensor scaled = tensor;
+    for (double& value : scaled) {
+        value /= factor;
+    }
+    return {scaled, factor};
+}
+
 }  // namespace
 
 bool IsVector(const ORQExcResults::Field& field) {
@@ -54,11 +90,16 @@ std::size_t AxisOf(const ORQExcResults::Component& component) {
 }
 
 double Magnitude(std::span<const double> components) {
-    double sum = 0;
-    for (const double component : components) {
-        sum += component * component;
-    }
-    return std::sqrt(sum);
+    const auto root = [&](double factor) {
+        double sum = 0;
+        for (const double component : components) {
+            sum += (component / factor) * (component / factor);
+        }
+        return factor * std::sqrt(sum);
+    };
+    const double length = root(1);
+    // Asked of the result, which is at hand, since hardly any field has such values.
+    return AreSquaresExact(length) ? length : root(ScaleOf(LargestOf(components)));
 }
 
 std::optional<TensorOf> TensorOf::Components(const ORQExcResults::Field& field) {
@@ -81,13 +122,16 @@ SymmetricTensor TensorOf::operator()(std::span<const double> components) const {
     return tensor;
 }
 
-double VonMises(const SymmetricTensor& s) {
+double VonMises(const SymmetricTensor& tensor) {
+    const auto [s, factor] = Scaled(tensor);
     const auto square = [](double value) { return value * value; };
-    return std::sqrt(0.5 * (square(s[0] - s[1]) + square(s[1] - s[2]) + square(s[2] - s[0])) +
+    return factor *
+           std::sqrt(0.5 * (square(s[0] - s[1]) + square(s[1] - s[2]) + square(s[2] - s[0])) +
                      3 * (square(s[3]) + square(s[4]) + square(s[5])));
 }
 
-std::array<double, 3> PrincipalValues(const SymmetricTensor& s) {
+std::array<double, 3> PrincipalValues(const SymmetricTensor& tensor) {
+    const auto [s, factor] = Scaled(tensor);
     Matrix a = {{{s[0], s[3], s[4]}, {s[3], s[1], s[5]}, {s[4], s[5], s[2]}}};
     constexpr int kMostSweeps = 12;  // Convergence is quadratic; a fixed number also ends for NaN.
     for (int sweep = 0; sweep < kMostSweeps; ++sweep) {
@@ -95,11 +139,15 @@ std::array<double, 3> PrincipalValues(const SymmetricTensor& s) {
         Rotate(a, 0, 2);
         Rotate(a, 1, 2);
     }
-    std::array<double, 3> values = {a[0][0], a[1][1], a[2][2]};
-    // NaN has no place in an order, and std::sort requires one.
-    if (std::ranges::none_of(values, [](double value) { return std::isnan(value); })) {
-        std::ranges::sort(values, std::greater());
+    std::array<double, 3> values = {factor * a[0][0], factor * a[1][1], factor * a[2][2]};
+    // Of a tensor that is not known in full no value is; and NaN has no place in an order, which
+    // std::sort requires.
+    const auto isNone = [](double value) { return std::isnan(value); };
+    if (std::ranges::any_of(s, isNone) || std::ranges::any_of(values, isNone)) {
+        values.fill(std::numeric_limits<double>::quiet_NaN());
+        return values;
     }
+    std::ranges::sort(values, std::greater());
     return values;
 }
 

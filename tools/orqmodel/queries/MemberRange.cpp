@@ -1,6 +1,7 @@
 #include "queries/MemberRange.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "ORQSimCollection.h"
 
@@ -43,6 +44,7 @@ ElementParts::ElementParts(const ORQExcModel& model, const ORQSimCSet& elements)
         if (!some.IsEmpty()) {
             m_blocks.push_back(block);
             m_blocks.back().elements = some;
+            m_nElements += some.Size();
         }
     }
 }
@@ -62,13 +64,13 @@ const ElementParts::Part* ElementParts::Next(int mostElements) {
     m_part.nodes.resize(static_cast<std::size_t>(end - m_at) *
                         static_cast<std::size_t>(block.shape->nNodes));
     m_model.ReadConnectivity(block, m_at, end, m_part.nodes);
+    m_nPassed += end - m_at;
     m_at = end;
     return &m_part;
 }
 
 double ElementParts::Done() const {
-    return m_blocks.empty() ? 1
-                            : static_cast<double>(m_block) / static_cast<double>(m_blocks.size());
+    return m_nElements == 0 ? 1 : static_cast<double>(m_nPassed) / static_cast<double>(m_nElements);
 }
 
 ORQSimCSet NodesOf(const ORQExcModel& model, const ORQSimCSet& elements) {
@@ -113,7 +115,8 @@ std::vector<double> MiddlesOf(const ORQExcModel& model, bool areNodes, const ORQ
         members.Members(nodes.data());
         return CoordinatesOf(model, nodes);
     }
-    std::vector<double> middles(3 * static_cast<std::size_t>(members.Size()));
+    std::vector<double> middles(3 * static_cast<std::size_t>(members.Size()),
+                                std::numeric_limits<double>::quiet_NaN());
     ElementParts parts(model, members);
     while (const ElementParts::Part* part = parts.Next(members.Size())) {
         const ORQExcShape& shape = *part->block->shape;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <span>
 #include <vector>
@@ -37,6 +38,8 @@ class ElementParts {
     Part m_part;
     std::size_t m_block = 0;
     int m_at = 0;
+    std::int64_t m_nPassed = 0;  ///< elements
+    std::int64_t m_nElements = 0;
 };
 
 /// The nodes of elements.
@@ -46,7 +49,8 @@ ORQSimCSet NodesOf(const ORQExcModel& model, const ORQSimCSet& elements);
 /// a plane model.
 std::vector<double> CoordinatesOf(const ORQExcModel& model, std::span<const int> nodes);
 
-/// Where ascending nodes lie, or the middles of ascending elements (of their corners): [members][3].
+/// Where ascending nodes lie, or the middles of ascending elements (of their corners): [members][3]; not
+/// a number for an element in no block.
 std::vector<double> MiddlesOf(const ORQExcModel& model, bool areNodes, const ORQSimCSet& members);
 
 }  // namespace orqmodel

@@ -69,7 +69,10 @@ class Connectivity : public RowSource {
         const std::vector<int> labels = m_labels.LabelsOf(part->nodes);
         const auto nNodes = static_cast<std::size_t>(part->block->shape->nNodes);
         for (std::size_t i = 0; i < labels.size(); ++i) {
-            block.values[i / nNodes * m_columns.size() + i % nNodes] = labels[i];
+            // A node without a label leaves its cell empty.
+            if (labels[i] != 0) {
+                block.values[i / nNodes * m_columns.size() + i % nNodes] = labels[i];
+            }
         }
         return true;
     }

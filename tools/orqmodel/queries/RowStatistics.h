@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -21,7 +22,8 @@ class RowStatistics {
         Extreme least{};  ///< of equals the first
         Extreme most{};
 
-        double Sum() const { return sum + correction; }
+        /// Of an infinite sum the correction is not a number.
+        double Sum() const { return std::isfinite(sum) ? sum + correction : sum; }
         double Mean() const { return Sum() / static_cast<double>(count); }
     };
 

@@ -14,7 +14,7 @@ ProgressBar::ProgressBar(const Console& console, std::string_view label)
 }
 
 ProgressBar::~ProgressBar() {
-    if (m_percent >= 0) {
+    if (m_isShown) {
         *m_terminal << "\r\033[K" << std::flush;
     }
 }
@@ -26,11 +26,19 @@ void ProgressBar::Show(double done) {
         return;
     }
     m_percent = percent;
+    m_isShown = true;
     constexpr int kWidth = 40;
     const int filled = percent * kWidth / 100;
     *m_terminal << fmt::format("\r{} [{:#<{}}{:.<{}}] {:3} %", m_label, "", filled, "",
                                kWidth - filled, percent)
                 << std::flush;
+}
+
+void ProgressBar::ShowBusy() {
+    if (m_terminal != nullptr) {
+        m_isShown = true;
+        *m_terminal << fmt::format("\r{} ...", m_label) << std::flush;
+    }
 }
 
 }  // namespace orqmodel

@@ -1,17 +1,14 @@
 #include "terminal/ReportJson.h"
 
-#include <array>
 #include <nlohmann/json.hpp>
-#include <utility>
+
+#include "ORQExcOutcomes.h"
 
 namespace orqmodel {
 
 nlohmann::json ToJson(const ORQExcReport& report) {
     nlohmann::json object;
-    for (const auto& [outcome, heading] :
-         {std::pair{ORQExcOutcome::Kept, "kept"}, std::pair{ORQExcOutcome::Noted, "noted"},
-          std::pair{ORQExcOutcome::Found, "findings"}, std::pair{ORQExcOutcome::Changed, "changed"},
-          std::pair{ORQExcOutcome::Dropped, "dropped"}}) {
+    for (const auto& [outcome, heading] : kORQExcOutcomes) {
         nlohmann::json& list = object[heading] = nlohmann::json::array();
         for (const ORQExcReportEntry& entry : report.Entries()) {
             if (entry.outcome != outcome) {

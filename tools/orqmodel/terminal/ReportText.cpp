@@ -3,25 +3,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ORQExcOutcomes.h"
 #include "terminal/TextTable.h"
 
 namespace orqmodel {
 namespace {
 
 constexpr std::size_t kMostReasons = 5;  // of a kind and outcome
-
-constexpr std::array<std::pair<ORQExcOutcome, const char*>, 5> kOutcomes = {{
-    {ORQExcOutcome::Kept, "kept"},
-    {ORQExcOutcome::Noted, "noted"},
-    {ORQExcOutcome::Found, "findings"},
-    {ORQExcOutcome::Changed, "changed"},
-    {ORQExcOutcome::Dropped, "dropped"},
-}};
 
 /// Entries of one outcome and kind, and of one reason where reasons count.
 struct Group {
@@ -74,7 +66,7 @@ void PrintCounts(const ORQExcReport& report, std::ostream& out) {
     for (const Group& kind : kinds) {
         rows.push_back({kind.kind});
     }
-    for (const auto& [outcome, heading] : kOutcomes) {
+    for (const auto& [outcome, heading] : kORQExcOutcomes) {
         if (!Has(report, outcome)) {
             continue;
         }
@@ -133,7 +125,7 @@ void PrintReport(const ORQExcReport& report, bool isVerbose, std::ostream& out) 
         return;
     }
     PrintCounts(report, out);
-    for (const auto& [outcome, heading] : kOutcomes) {
+    for (const auto& [outcome, heading] : kORQExcOutcomes) {
         if (outcome == ORQExcOutcome::Kept || !Has(report, outcome)) {
             continue;
         }

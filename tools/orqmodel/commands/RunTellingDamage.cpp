@@ -1,4 +1,4 @@
-#include "commands/ToldDamage.h"
+#include "commands/RunTellingDamage.h"
 
 #include <fmt/format.h>
 

@@ -238,8 +238,8 @@ class DrawPageTest : public testing::Test {
         const std::string out = m_folder / "out";
         const int status = StatusOf(StartProgram(
             ORQ_BROWSER,
-            {"--headless", "--no-sandbox", "--enable-unsafe-swiftshader", "--hide-scrollbars",
-             "--window-size=1300,850", "--virtual-time-budget=20000",
+            {"--headless", "--no-sandbox", "--disable-dev-shm-usage", "--enable-unsafe-swiftshader",
+             "--hide-scrollbars", "--window-size=1300,850", "--virtual-time-budget=20000",
              "--user-data-dir=" + (m_folder / "profile").string(), "--screenshot=" + m_screenshot,
              "--dump-dom", "file://" + copy},
             out, m_folder / "err"));

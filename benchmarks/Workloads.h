@@ -36,6 +36,8 @@ std::vector<Workload> LayerWorkloads();
 std::vector<Workload> CheckWorkloads();
 // Two models compared, as many elements as the mesh has.
 std::vector<Workload> DiffWorkloads();
+// A picture of a mesh.
+std::vector<Workload> DrawWorkloads();
 // Fields, property tables and output variables.
 std::vector<Workload> FieldWorkloads();
 

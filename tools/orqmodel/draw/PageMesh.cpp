@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <set>
+#include <utility>
 
 #include "ORQExcTexts.h"
 #include "draw/Groups.h"
@@ -30,6 +32,62 @@ double ShortestEdge(const Skin& skin) {
         }
     }
     return shortest;
+}
+
+/// The bits of three numbers below 1024 in turns: places that are near have numbers that are near.
+std::uint32_t Interleaved(const std::array<std::uint32_t, 3>& numbers) {
+    std::uint32_t bits = 0;
+    for (unsigned bit = 0; bit < 10; ++bit) {
+        for (unsigned axis = 0; axis < 3; ++axis) {
+            bits |= (numbers[axis] >> bit & 1U) << (3 * bit + axis);
+        }
+    }
+    return bits;
+}
+
+/// Whether parts use nodes again that came long before, by the mean number of bits of how far back
+/// they are.
+bool IsScattered(const Skin& skin) {
+    constexpr double kFar = 10;
+    double bits = 0;
+    int nKnown = 0;
+    std::vector<int> placeOf(skin.Points().size(), -1);
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        for (const int node : skin.Nodes(part)) {
+            int& place = placeOf[static_cast<std::size_t>(node)];
+            place = place < 0 ? nKnown++ : place;
+            bits += std::log2(nKnown - place);
+        }
+    }
+    return bits > kFar * static_cast<double>(skin.NumPartNodes());
+}
+
+/// A scattered skin with neighbours near each other in the order of its parts: so places and nodes
+/// differ little from those before, and pack well.
+Skin InPlaceOrder(Skin skin) {
+    const Extent extent = ExtentOf(skin);
+    const Point size = extent.high - extent.low;
+    const double largest = std::max({size[0], size[1], size[2]});
+    if (!IsScattered(skin) || largest == 0) {
+        return skin;
+    }
+    // Cells are cubes: what is thin has few layers of them.
+    const double cellsPerLength = 1023 / largest;
+    std::vector<std::pair<std::uint32_t, std::size_t>> order;
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        const Point& at = skin.Points()[static_cast<std::size_t>(skin.Nodes(part)[0])];
+        std::array<std::uint32_t, 3> cell{};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            cell[axis] = static_cast<std::uint32_t>(cellsPerLength * (at[axis] - extent.low[axis]));
+        }
+        order.emplace_back(Interleaved(cell), part);
+    }
+    std::ranges::sort(order);
+    Skin ordered(std::move(skin.Points()));
+    for (const auto& [cell, part] : order) {
+        ordered.Add(skin.At(part), skin.KindOf(part), skin.Nodes(part));
+    }
+    return ordered;
 }
 
 /// Ascending numbers as the first and the length of each run.
@@ -69,7 +127,8 @@ PageMesh::PageMesh(const ORQExcModel& model, const MeshPictureOptions& options,
                    const Progress& progress)
     : m_model(model),
       m_options(options),
-      m_skin(SkinOf(model, BlocksNamed(model, options.blocks), options.clips, progress)) {
+      m_skin(InPlaceOrder(
+          SkinOf(model, BlocksNamed(model, options.blocks), options.clips, progress))) {
     m_placeOf.assign(m_skin.Points().size(), -1);
     for (std::size_t part = 0; part < m_skin.NumParts(); ++part) {
         for (const int node : m_skin.Nodes(part)) {

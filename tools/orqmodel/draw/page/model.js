@@ -136,6 +136,15 @@ function frameAt(frames, time) {
   return found;
 }
 
+function isInRuns(runs, number) {
+  for (let i = 0; i < runs.length; i += 2) {
+    if (number >= runs[i] && number < runs[i] + runs[i + 1]) {
+      return true;
+    }
+  }
+  return false;
+}
+
 /** The numbers of runs, which are pairs of first and length. */
 function* inRuns(runs) {
   for (let i = 0; i < runs.length; i += 2) {

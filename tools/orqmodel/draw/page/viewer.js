@@ -358,7 +358,7 @@ class Viewer {
       nodeInstance: instances ? named(instances.ofNode, node) : undefined,
       place: [0, 1, 2].map((i) => placeText(mesh.middle[i] + mesh.radius * mesh.unit[3 * node + i],
                                             description.nodes.steps[i])),
-      sets: this.sets.filter((set) => set.hasNode(node) || [...inRuns(set.parts)].includes(part))
+      sets: this.sets.filter((set) => set.hasNode(node) || isInRuns(set.parts, part))
           .map((set) => set.name),
     };
     if (this.field) {

@@ -38,5 +38,7 @@ std::vector<Workload> CheckWorkloads();
 std::vector<Workload> DiffWorkloads();
 // Fields, property tables and output variables.
 std::vector<Workload> FieldWorkloads();
+// A stress at eight points of hexahedra, as many as the mesh has.
+std::vector<Workload> PointWorkloads();
 
 }  // namespace storage_benchmark

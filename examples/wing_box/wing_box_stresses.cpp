@@ -130,6 +130,8 @@ class Analysis {
     ORQObjMeshedField AddField(const ORQSimPosition& step, const char* name,
                                std::vector<ORQObjFieldDefinition::Component> components) const {
         const bool isScalar = components.empty();
+        // Failure indices are labels of one variable in the table of output variables.
+        const ORQSimPosition type = m_steps.StandardFieldType(isScalar ? "CFAILURE" : name);
         for (ORQObjFieldDefinition::Component& component : components) {
             component.label = ORQString(name) + component.label;
         }
@@ -137,7 +139,7 @@ class Analysis {
             components = {{ads_ComponentNone, name}};
         }
         return m_steps.AddFieldResult(
-            step, {name, m_steps.StandardFieldType(name), ORQSimSchema::Field_ElementCentroid,
+            step, {name, type, ORQSimSchema::Field_ElementCentroid,
                    ORQObjMesh(m_document.GetMesh()).GetElementCollection(), components, true,
                    isScalar ? ORQObjAxes::Unknown : ORQObjAxes::Layer});
     }

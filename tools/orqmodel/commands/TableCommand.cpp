@@ -424,6 +424,9 @@ std::int64_t WriteRows(RowSource& rows, RowHeads& heads, const WriterMaker& make
 void WriteStatistics(const RowStatistics& statistics, const RowSource& rows, int frame,
                      const ORQSimCSet& all, RowHeads& heads, TableWriter& writer) {
     for (std::size_t i = 0; i < rows.Columns().size(); ++i) {
+        if (rows.Columns()[i].isPlace) {
+            continue;
+        }
         const RowStatistics::OfColumn& column = statistics.Columns()[i];
         const auto row = [&](const char* what, double value,
                              const RowStatistics::Extreme& at = {0, -1}) {

@@ -432,7 +432,10 @@ class Extreme : public RowSource {
           m_frames(std::move(frames)),
           m_members(members),
           m_number(std::move(number)),
-          m_columns({{what}, {"layer", true}, {"section point", true}, {"point", true}}) {}
+          m_columns({{what},
+                     {"layer", true, true},
+                     {"section point", true, true},
+                     {"point", true, true}}) {}
 
     RowPlace Place() const override { return RowPlace::Element; }
     const std::vector<Column>& Columns() const override { return m_columns; }

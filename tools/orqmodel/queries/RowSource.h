@@ -31,6 +31,7 @@ class RowSource {
     struct Column {
         std::string name;
         bool isInteger = false;
+        bool isPlace = false;  ///< says where a value is; statistics leave it out
     };
     static constexpr int kRowsAtOnce = 16384;
     /// What says where in an element, or of which block, a row is.

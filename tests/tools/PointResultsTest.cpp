@@ -293,6 +293,59 @@ TEST_F(PointResults, EachValueStandsAtItsPoint) {
     EXPECT_EQ(means[0], ValueAt(0, 1, 0, 1) + 3500);
 }
 
+// More values at a time than an import holds: they come in pieces of elements.
+TEST_F(PointResults, AFieldThatIsTooLargeToHoldComesInPieces) {
+    constexpr int kElements = 90'000;  // times 48 values: more than 2^22
+    exodus_file::Content content;
+    content.blocks = {{1, "bricks", "HEX8", 8, {}, {}}};
+    content.x.assign(8, 0);
+    content.y.assign(8, 0);
+    content.z.assign(8, 0);
+    content.labels.clear();
+    for (int i = 0; i < 8 * kElements; ++i) {
+        content.blocks[0].nodes.push_back(i % 8 + 1);
+    }
+    exodus_file::Write(content, m_folder / "in.e");
+    const auto value = [](int component, int point, int element) {
+        return component * 1e7 + point * 1e6 + element;
+    };
+    const char* const names[] = {"s_xx", "s_yy", "s_zz", "s_xy", "s_yz", "s_zx"};
+    std::vector<exodus_file::ElementVariable> variables;
+    for (int component = 0; component < 6; ++component) {
+        for (int point = 0; point < 8; ++point) {
+            exodus_file::ElementVariable& variable = variables.emplace_back();
+            variable.name = std::string(names[component]) + "_" + std::to_string(point + 1);
+            std::vector<double>& values = variable.values[1].emplace_back();
+            for (int element = 0; element < kElements; ++element) {
+                values.push_back(value(component, point, element));
+            }
+        }
+    }
+    exodus_file::AddElementResults(m_folder / "in.e", variables);
+    const CommandResult imported = RunHere({"import", m_folder / "in.e", "-o", Database()});
+    ASSERT_EQ(imported.status, 0) << imported.err;
+
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(Database().string(), ORQSimDatabase::Mode::ReadOnly);
+    const ORQExcResults results{ORQObjDocument(database)};
+    const ORQExcResults::Field& field = results.Fields().at(0);
+    EXPECT_GT(field.ofStep.at(0).GetBlocks().size(), 1U);
+    const ORQSimCSet members = results.MembersOf(field);
+    ASSERT_EQ(members.Size(), kElements);
+    std::vector<double> values(std::size_t{kElements} * 48);
+    ASSERT_EQ(results.ReadView(field, 0, {members, {}, {}, {0, 7}}, values), std::ssize(values));
+    for (int element = 0; element < kElements; ++element) {
+        for (int point = 0; point < 8; ++point) {
+            for (int component = 0; component < 6; ++component) {
+                const auto at =
+                    (static_cast<std::size_t>(element) * 8 + static_cast<std::size_t>(point)) * 6 +
+                    static_cast<std::size_t>(component);
+                ASSERT_EQ(values[at], value(component, point, element));
+            }
+        }
+    }
+}
+
 // --- What the user says --------------------------------------------------------------------------
 
 TEST_F(PointResults, AResultsMapSaysWhatNamesDoNot) {

@@ -40,5 +40,7 @@ std::vector<Workload> DiffWorkloads();
 std::vector<Workload> DrawWorkloads();
 // Fields, property tables and output variables.
 std::vector<Workload> FieldWorkloads();
+// A stress at eight points of hexahedra, as many as the mesh has.
+std::vector<Workload> PointWorkloads();
 
 }  // namespace storage_benchmark

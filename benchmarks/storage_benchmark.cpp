@@ -19,6 +19,7 @@ std::vector<Workload> AllWorkloads() {
     std::ranges::move(DiagnosticsWorkloads(), std::back_inserter(all));
     std::ranges::move(MeshWorkloads(), std::back_inserter(all));
     std::ranges::move(FieldWorkloads(), std::back_inserter(all));
+    std::ranges::move(PointWorkloads(), std::back_inserter(all));
     std::ranges::move(LabelWorkloads(), std::back_inserter(all));
     std::ranges::move(DeckWorkloads(), std::back_inserter(all));
     std::ranges::move(QueryWorkloads(), std::back_inserter(all));

@@ -123,9 +123,10 @@ void WriteLayup(const Mesh& mesh, const std::filesystem::path& file) {
   "version": 1,
   "materials": [
     {{"name": "UD tape",
-     "constants": {{"E1": 1.35e11, "E2": 8.5e9, "nu12": 0.32, "G12": 4.8e9, "G13": 4.8e9, "G23": 3.1e9, "density": 1580}},
+     "constants": {{"E1": 1.35e11, "E2": 8.5e9, "nu12": 0.32, "G12": 4.8e9, "G13": 4.8e9, "G23": 3.1e9, "density": 1580,
+                   "Xt": 1.6e9, "Xc": 1.2e9, "Yt": 5.0e7, "Yc": 2.0e8, "S": 7.0e7}},
      "units": {{"E1": "Pa", "E2": "Pa", "G12": "Pa", "G13": "Pa", "G23": "Pa", "density": "kg/m3",
-               "alpha1": "1/K", "alpha2": "1/K", "temperature": "deg C", "field_1": "% moisture"}},
+               "Xt": "Pa", "Xc": "Pa", "Yt": "Pa", "Yc": "Pa", "S": "Pa", "alpha1": "1/K", "alpha2": "1/K", "temperature": "deg C", "field_1": "% moisture"}},
      "properties": [
        {{"property": "elastic", "columns": ["temperature", "field_1", "E1", "E2", "G12"], "rows": [
          [-55, 0, 1.36e11, 9.4e9, 5.4e9], [23, 0, 1.35e11, 8.5e9, 4.8e9],

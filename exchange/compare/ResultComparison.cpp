@@ -45,9 +45,10 @@ struct NamedField {
     const Field* field;
 };
 
-std::vector<NamedField> NamedFields(const ORQExcResults& results) {
+/// The fields must outlive the names.
+std::vector<NamedField> NamedFields(const std::vector<Field>& all) {
     std::vector<NamedField> fields;
-    for (const Field& field : results.Fields()) {
+    for (const Field& field : all) {
         fields.push_back(
             {fmt::format("{} ({})", field.name, ORQExcFieldKind(field.place)), 0, &field});
     }
@@ -90,8 +91,11 @@ class ResultComparison {
     void Compare() {
         // The values of fields are compared at the times that CompareSteps pairs.
         CompareSteps();
-        const std::vector<NamedField> before = NamedFields(m_before);
-        const std::vector<NamedField> after = NamedFields(m_after);
+        // Values at points and in layers are compared one place at a time.
+        const std::vector<Field> allBefore = m_before.FieldsAtSpots();
+        const std::vector<Field> allAfter = m_after.FieldsAtSpots();
+        const std::vector<NamedField> before = NamedFields(allBefore);
+        const std::vector<NamedField> after = NamedFields(allAfter);
         for (const auto& [from, to] : ComparePairs(DifferenceKind::Field, PointersTo(before),
                                                    PointersTo(after), m_models.differences)) {
             CompareField(from->name, *from->field, *to->field);

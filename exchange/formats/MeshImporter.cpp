@@ -28,8 +28,9 @@ ORQExcReport MeshImporter::Write(const ORQSimDatabase& database,
     }
     ORQExcReport report;
     ORQSimTransaction transaction(database.ContextID());
-    ORQExcWriteMesh(*m_source, database, transaction,
-                    {settings.chunkNodes, kElementsPerChunk, settings.progress}, report);
+    ORQExcWriteMesh(
+        *m_source, database, transaction,
+        {settings.chunkNodes, kElementsPerChunk, settings.progress, settings.resultsMap}, report);
     if (settings.layup != nullptr) {
         const ORQObjDocument document(database);
         ORQExcWriteSections(settings.layup->Over(ORQExcModel(document)), document, report);

@@ -11,12 +11,15 @@
 class ORQSimDatabase;
 
 class ORQExcLayupFile;
+class ORQExcResultsMap;
 
 struct ORQExcImportSettings {
     int chunkNodes;  // At least 1: the most nodes whose coordinates are stored as one piece.
     std::function<void(double)> progress;  // Called with 0 to 1; may throw to give up.
     /// Puts sections on a mesh that has none; null for none. The caller keeps it.
     const ORQExcLayupFile* layup = nullptr;
+    /// Says which results are points and layers of one field; null for none. The caller keeps it.
+    const ORQExcResultsMap* resultsMap = nullptr;
 };
 
 /// An input file, opened and checked as far as that goes without reading all of it.

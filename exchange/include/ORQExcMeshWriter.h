@@ -5,6 +5,7 @@
 #include "ORQBasExport.h"
 #include "ORQExcMeshSource.h"
 #include "ORQExcReport.h"
+#include "ORQExcResultsMap.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 
@@ -15,6 +16,7 @@ struct ORQExcMeshWriterOptions {
     int elementsPerChunk;  ///< at least 1
     /// Called with numbers from 0 to 1; may throw to give up.
     std::function<void(double)> progress;
+    const ORQExcResultsMap* resultsMap = nullptr;  ///< says more of names of results
 };
 
 /// Writes a whole mesh into an empty database, as the standard objects that readers expect: one

@@ -6,6 +6,7 @@
 
 #include "ORQBasExport.h"
 #include "ORQExcResultSource.h"
+#include "ORQExcSpot.h"
 #include "ORQObjDocument.h"
 #include "ORQObjMeshedField.h"
 #include "ORQSimCSet.h"
@@ -30,6 +31,16 @@ class ORQ_EXPORT ORQExcResults {
         int gridType;
         std::vector<Component> components;
         std::vector<ORQObjMeshedField> ofStep;  ///< by step; with a null position where it lacks it
+        bool hasPoints = false;                 ///< several in an element, as the grid type says
+        bool hasLayers = false;
+        ORQObjAxes axes = ORQObjAxes::Unknown;
+        std::string arrayNames = {};  ///< as in ORQObjMeshedField
+        /// The one place in each element of which it is; see AtSpot.
+        ORQExcSpot spot = {};
+
+        bool IsAtSpot() const { return spot != ORQExcSpot(); }
+        /// Whether members have several values, of which none is chosen.
+        bool HasSpots() const { return (hasPoints || hasLayers) && !IsAtSpot(); }
     };
 
     explicit ORQExcResults(const ORQObjDocument& document);
@@ -41,14 +52,31 @@ class ORQ_EXPORT ORQExcResults {
 
     /// The members that have values at some time; empty for the whole model.
     ORQSimCSet MembersOf(const Field& field) const;
+    /// The elements with equal layers and points, and what they have, over all steps.
+    std::vector<ORQObjFieldView> ViewsOf(const Field& field) const;
+    /// Every place within an element at which some element has values: by layer, section point and
+    /// point. One that says nothing for a field of one value a member.
+    std::vector<ORQExcSpot> SpotsOf(const Field& field) const;
+    /// The field at one of its places, with one value a member for all that reads or writes fields:
+    /// named, and its components, as files name them there.
+    Field AtSpot(const Field& field, const ORQExcSpot& spot) const;
+    /// All fields, each at each of its places.
+    std::vector<Field> FieldsAtSpots() const;
     /// Times, of all steps, at which some member has values.
     int NumTimes(const Field& field) const;
     /// Values [members][components] of a frame; not a number where there is none. Answers how many
-    /// there are. The members take no part in a field of the whole model.
+    /// there are. The members take no part in a field of the whole model. Of a field with points,
+    /// the mean of each member's; throws Usage for a field with layers, none of which is chosen.
     std::int64_t Read(const Field& field, int frame, const ORQSimCSet& members,
                       std::span<double> values) const;
+    /// Values [layers][section points][members][points][components] of a frame, without the
+    /// dimensions that the field lacks.
+    std::int64_t ReadView(const Field& field, int frame, const ORQObjFieldView& view,
+                          std::span<double> values) const;
 
   private:
+    std::int64_t ReadMeans(const Field& field, int frame, const ORQSimCSet& members,
+                           std::span<double> values) const;
     void AddField(std::size_t step, const ORQObjMeshedField& field, const ORQSimPosition& nodes);
 
     ORQObjDocument m_document;

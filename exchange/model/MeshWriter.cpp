@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "ORQExcImportError.h"
 #include "ORQExcMeshWriter.h"
 #include "ORQExcModel.h"
 #include "ORQObjMesh.h"
@@ -90,8 +91,11 @@ class Writer {
         }
         if (results != nullptr) {
             WriteResults(
-                *results, m_builder.Document(), [this](std::int64_t done) { Advance(done); },
-                m_report);
+                *results, m_builder.Document(), m_options.resultsMap,
+                [this](std::int64_t done) { Advance(done); }, m_report);
+        } else if (m_options.resultsMap != nullptr) {
+            throw ORQExcImportError(m_options.resultsMap->Path(), "/fields",
+                                    "the mesh file has no results");
         }
         WriteKeptTexts();
         m_report.Append(m_source.Losses());

@@ -6,19 +6,33 @@
 #include <string>
 #include <vector>
 
+#include "ORQExcModel.h"
 #include "ORQObjMesh.h"
 #include "ORQObjStepBuilder.h"
 #include "ORQSimCollection.h"
 #include "ORQSimSchema.h"
 #include "model/FieldPlan.h"
+#include "model/PointArrays.h"
 
 namespace orq::exchange {
 namespace {
 
 constexpr const char* kStep = "Step-1";
 constexpr std::int64_t kValuesAtOnce = std::int64_t{1} << 19;  // 4 MB, unless a time has more
+constexpr std::int64_t kMostAtOnce = std::int64_t{1} << 22;    // 32 MB of points and layers
 
 using Place = ORQExcResultArray::Place;
+
+ORQSimCSet SetOf(const ORQExcResultArray::Part& part, const ORQSimPosition& members) {
+    if (members.IsNull()) {
+        return {};
+    }
+    const ORQSimCollection collection(members.GetCollection());
+    return part.members.empty()
+               ? ORQSimCSet(collection.CreateTempCSetStrided(part.first, part.count, 1, 1))
+               : ORQSimCSet(
+                     collection.CreateTempOrderedCSet(part.members.data(), part.NumMembers()));
+}
 
 class Writer {
   public:
@@ -70,7 +84,8 @@ class Writer {
                                         : m_builder.StandardFieldType(plan.identifier);
         const ORQSimPosition members = MembersOf(plan.place);
         const ORQObjMeshedField field = m_builder.AddFieldResult(
-            m_step, {plan.name, type, plan.gridType, members, plan.components});
+            m_step, {plan.name, type, plan.gridType, members, plan.components, plan.hasLayers,
+                     plan.axes, plan.arrayNames});
         const auto& parts = m_source.Arrays()[static_cast<std::size_t>(plan.arrays.front())].parts;
         for (std::size_t part = 0; part < parts.size(); ++part) {
             WritePart(field, plan, static_cast<int>(part), members);
@@ -82,24 +97,19 @@ class Writer {
         }
     }
 
-    static ORQSimCSet SetOf(const ORQExcResultArray::Part& part, const ORQSimPosition& members) {
-        if (members.IsNull()) {
-            return {};
-        }
-        const ORQSimCollection collection(members.GetCollection());
-        return part.members.empty()
-                   ? ORQSimCSet(collection.CreateTempCSetStrided(part.first, part.count, 1, 1))
-                   : ORQSimCSet(
-                         collection.CreateTempOrderedCSet(part.members.data(), part.NumMembers()));
-    }
-
     void WritePart(const ORQObjMeshedField& field, const FieldPlan& plan, int number,
                    const ORQSimPosition& members) {
         const ORQExcResultArray::Part& part =
             m_source.Arrays()[static_cast<std::size_t>(plan.arrays.front())]
                 .parts[static_cast<std::size_t>(number)];
-        const ORQSimCSet set = SetOf(part, members);
-        const auto perTime = static_cast<std::int64_t>(plan.components.size()) * part.NumMembers();
+        const auto perMember = static_cast<std::int64_t>(plan.components.size()) * part.NumSpots();
+        const std::int64_t perTime = perMember * part.NumMembers();
+        if (part.NumSpots() > 1 && perTime > kMostAtOnce) {
+            return WriteLargePart(
+                field, plan, number, members,
+                static_cast<int>(std::max<std::int64_t>(1, kMostAtOnce / perMember)));
+        }
+        const ORQObjFieldView view = ViewOf(part, SetOf(part, members));
         const int nAtOnce = static_cast<int>(
             std::max<std::int64_t>(1, kValuesAtOnce / std::max<std::int64_t>(1, perTime)));
         const int nTimes = static_cast<int>(part.times.size());
@@ -107,25 +117,64 @@ class Writer {
         for (int begin = 0; begin < nTimes; begin += nAtOnce) {
             const int end = begin + std::min(nAtOnce, nTimes - begin);
             values.resize(static_cast<std::size_t>(perTime * (end - begin)));
-            ReadComponents(plan, number, begin, end, values);
-            field.Write(ORQSimCollection(m_times).CreateTempOrderedCSet(part.times.data() + begin,
-                                                                        end - begin),
-                        set, values.data());
+            ReadComponents(plan, values, [&](int array, std::span<double> to) {
+                m_source.ReadResult(array, number, begin, end, to);
+            });
+            field.WriteView(ORQSimCollection(m_times).CreateTempOrderedCSet(
+                                part.times.data() + begin, end - begin),
+                            view, values.data());
             m_advance(static_cast<std::int64_t>(values.size()));
         }
     }
 
+    static ORQObjFieldView ViewOf(const ORQExcResultArray::Part& part, const ORQSimCSet& members) {
+        return {
+            members, {0, part.nLayers - 1}, {0, part.nSectionPoints - 1}, {0, part.nPoints - 1}};
+    }
+
+    /// The same for a part of which one time is too much to hold: some members at a time, at all
+    /// times.
+    void WriteLargePart(const ORQObjMeshedField& field, const FieldPlan& plan, int number,
+                        const ORQSimPosition& members, int nAtOnce) {
+        const ORQExcResultArray::Part& part =
+            m_source.Arrays()[static_cast<std::size_t>(plan.arrays.front())]
+                .parts[static_cast<std::size_t>(number)];
+        std::vector<double> values;
+        for (int first = 0; first < part.NumMembers(); first += nAtOnce) {
+            ORQExcResultArray::Part some = part;
+            some.count = std::min(nAtOnce, part.NumMembers() - first);
+            if (part.members.empty()) {
+                some.first += first;
+            } else {
+                some.members.assign(part.members.begin() + first,
+                                    part.members.begin() + first + some.count);
+            }
+            const ORQObjFieldView view = ViewOf(part, SetOf(some, members));
+            values.resize(plan.components.size() * static_cast<std::size_t>(some.count) *
+                          static_cast<std::size_t>(part.NumSpots()));
+            for (int time = 0; time < static_cast<int>(part.times.size()); ++time) {
+                ReadComponents(plan, values, [&](int array, std::span<double> to) {
+                    m_source.ReadMembers(array, number, time, first, some.count, to);
+                });
+                field.WriteView(ORQSimCollection(m_times).CreateTempOrderedCSet(
+                                    &part.times[static_cast<std::size_t>(time)], 1),
+                                view, values.data());
+                m_advance(static_cast<std::int64_t>(values.size()));
+            }
+        }
+    }
+
     /// Puts the components of the plan's arrays beside each other.
-    void ReadComponents(const FieldPlan& plan, int part, int begin, int end,
-                        std::span<double> values) {
+    template <class ReadArray>
+    void ReadComponents(const FieldPlan& plan, std::span<double> values,
+                        const ReadArray& readArray) {
         if (plan.arrays.size() == 1) {
-            m_source.ReadResult(plan.arrays.front(), part, begin, end, values);
-            return;
+            return readArray(plan.arrays.front(), values);
         }
         const std::size_t nComponents = plan.arrays.size();
         m_component.resize(values.size() / nComponents);
         for (std::size_t k = 0; k < nComponents; ++k) {
-            m_source.ReadResult(plan.arrays[k], part, begin, end, m_component);
+            readArray(plan.arrays[k], std::span(m_component));
             for (std::size_t i = 0; i < m_component.size(); ++i) {
                 values[i * nComponents + k] = m_component[i];
             }
@@ -145,8 +194,22 @@ class Writer {
 }  // namespace
 
 void WriteResults(ORQExcResultSource& source, const ORQObjDocument& document,
-                  const std::function<void(std::int64_t)>& advance, ORQExcReport& report) {
-    Writer(source, document, advance, report).Write();
+                  const ORQExcResultsMap* map, const std::function<void(std::int64_t)>& advance,
+                  ORQExcReport& report) {
+    const ORQExcModel model(document);
+    const ORQSimPosition elements = ORQObjMesh(document.GetMesh()).GetElementCollection();
+    const auto shapesOf = [&](const ORQExcResultArray::Part& part) {
+        std::vector<const ORQExcShape*> shapes;
+        const ORQSimCSet members = SetOf(part, elements);
+        for (const ORQExcModel::Block& block : model.Blocks()) {
+            if (!block.elements.Intersection(members).IsEmpty()) {
+                shapes.push_back(block.shape);
+            }
+        }
+        return shapes;
+    };
+    PointArrays arrays(source, shapesOf, map, report);
+    Writer(arrays, document, advance, report).Write();
 }
 
 }  // namespace orq::exchange

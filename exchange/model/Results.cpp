@@ -1,12 +1,18 @@
-#include <algorithm>
-#include <limits>
+#include <fmt/format.h>
 
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <set>
+
+#include "ORQBasFailure.h"
 #include "ORQExcResults.h"
 #include "ORQObjMesh.h"
 #include "ORQObjStep.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
+#include "model/ArrayPattern.h"
 
 namespace {
 
@@ -16,12 +22,42 @@ Place PlaceOf(const ORQObjMeshedField& field, const ORQSimPosition& nodes) {
     if (!field.HasMembers()) {
         return Place::Model;
     }
-    const ORQSimGrid grid = ORQSimDistribution(field.GetDistribution()).Grid();
-    return grid.Collection(1) == nodes.GetCollection() ? Place::Node : Place::Element;
+    return field.GetMemberCollection() == nodes.GetCollection() ? Place::Node : Place::Element;
 }
 
 int Rank(Place place) {
     return place == Place::Model ? 0 : place == Place::Node ? 1 : 2;
+}
+
+ORQSimIntRange Only(int number) {
+    return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
+}
+
+bool Has(ORQSimIntRange range, int number) {
+    return number < 0 || (range.First() <= number && number <= range.Last());
+}
+
+bool HasSpot(const ORQObjFieldView& view, const ORQExcSpot& spot) {
+    return Has(view.layers, spot.layer) && Has(view.sectionPoints, spot.sectionPoint) &&
+           Has(view.points, spot.point);
+}
+
+/// The pattern of a field's array names; that of exports where it brought none, or one that cannot
+/// be understood.
+orq::exchange::ArrayPattern PatternOf(const ORQExcResults::Field& field) {
+    using orq::exchange::ArrayPattern;
+    if (!field.arrayNames.empty()) {
+        try {
+            return ArrayPattern(field.arrayNames);
+        } catch (const ORQBasFailure&) {
+            // Another program's way to name them: ours does as well.
+        }
+    }
+    return ArrayPattern::Default(field.hasLayers,
+                                 !field.hasPoints                                         ? ""
+                                 : field.gridType == ORQSimSchema::Field_IntegrationPoint ? "point"
+                                 : field.gridType == ORQSimSchema::Field_ElementNodal     ? "node"
+                                                                                          : "face");
 }
 
 }  // namespace
@@ -60,14 +96,19 @@ void ORQExcResults::AddField(std::size_t step, const ORQObjMeshedField& stored,
                 stored.GetIdentifier().UTF8(),
                 stored.GetGridType(),
                 {},
-                {}};
+                {},
+                stored.HasPoints(),
+                stored.HasLayers(),
+                stored.GetAxes(),
+                stored.GetArrayNames().UTF8()};
     const ORQSimCSet codes = stored.GetComponents();
     for (int i = 0; i < codes.Size(); ++i) {
         field.components.push_back({codes[i], stored.GetComponentLabel(i).UTF8()});
     }
     auto known = std::ranges::find_if(m_fields, [&](const Field& other) {
         return other.place == field.place && other.name == field.name &&
-               other.ofStep.size() <= step &&
+               other.ofStep.size() <= step && other.hasPoints == field.hasPoints &&
+               other.hasLayers == field.hasLayers &&
                std::ranges::equal(other.components, field.components, {}, &Component::label,
                                   &Component::label);
     });
@@ -81,14 +122,79 @@ void ORQExcResults::AddField(std::size_t step, const ORQObjMeshedField& stored,
 ORQSimCSet ORQExcResults::MembersOf(const Field& field) const {
     ORQSimCSet members;
     for (const ORQObjMeshedField& stored : field.ofStep) {
-        if (stored.Position().IsNull() || !stored.HasMembers()) {
-            continue;
-        }
-        for (const auto& drawer : ORQSimDistribution(stored.GetDistribution()).QueryDrawers()) {
-            members = members.Union(drawer.CSet(1));
+        for (const ORQObjFieldBlock& block : stored.GetBlocks()) {
+            if (HasSpot(block.view, field.spot)) {
+                members = members.Union(block.view.members);
+            }
         }
     }
     return members;
+}
+
+std::vector<ORQObjFieldView> ORQExcResults::ViewsOf(const Field& field) const {
+    std::vector<ORQObjFieldView> views;
+    for (const ORQObjMeshedField& stored : field.ofStep) {
+        for (const ORQObjFieldBlock& block : stored.GetBlocks()) {
+            const auto known = std::ranges::find_if(views, [&](const ORQObjFieldView& view) {
+                return view.layers == block.view.layers && view.points == block.view.points &&
+                       view.sectionPoints == block.view.sectionPoints;
+            });
+            if (known == views.end()) {
+                views.push_back(block.view);
+            } else {
+                known->members = known->members.Union(block.view.members);
+            }
+        }
+    }
+    return views;
+}
+
+std::vector<ORQExcSpot> ORQExcResults::SpotsOf(const Field& field) const {
+    if (!field.HasSpots()) {
+        return {field.spot};
+    }
+    std::set<ORQExcSpot> spots;
+    const auto forEach = [](ORQSimIntRange range, const auto& act) {
+        for (int i = range.First(); i <= range.Last(); ++i) {
+            act(i);
+        }
+        if (range.IsEmpty()) {
+            act(-1);
+        }
+    };
+    for (const ORQObjFieldView& view : ViewsOf(field)) {
+        forEach(view.layers, [&](int layer) {
+            forEach(view.sectionPoints, [&](int sectionPoint) {
+                forEach(view.points, [&](int point) {
+                    spots.insert({layer, sectionPoint, point});
+                });
+            });
+        });
+    }
+    return {spots.begin(), spots.end()};
+}
+
+ORQExcResults::Field ORQExcResults::AtSpot(const Field& field, const ORQExcSpot& spot) const {
+    Field at = field;
+    at.spot = spot;
+    if (at.IsAtSpot()) {
+        const orq::exchange::ArrayPattern pattern = PatternOf(field);
+        at.name = pattern.Name(field.name, spot);
+        for (Component& component : at.components) {
+            component.label = pattern.Name(component.label, spot);
+        }
+    }
+    return at;
+}
+
+std::vector<ORQExcResults::Field> ORQExcResults::FieldsAtSpots() const {
+    std::vector<Field> fields;
+    for (const Field& field : m_fields) {
+        for (const ORQExcSpot& spot : SpotsOf(field)) {
+            fields.push_back(AtSpot(field, spot));
+        }
+    }
+    return fields;
 }
 
 int ORQExcResults::NumTimes(const Field& field) const {
@@ -99,10 +205,55 @@ int ORQExcResults::NumTimes(const Field& field) const {
     return count;
 }
 
-std::int64_t ORQExcResults::Read(const Field& field, int frame, const ORQSimCSet& members,
-                                 std::span<double> values) const {
+std::int64_t ORQExcResults::ReadView(const Field& field, int frame, const ORQObjFieldView& view,
+                                     std::span<double> values) const {
     const Frame& at = m_frames[static_cast<std::size_t>(frame)];
     std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
     const ORQObjMeshedField& stored = field.ofStep[static_cast<std::size_t>(at.step)];
-    return stored.Position().IsNull() ? 0 : stored.Read(at.member, members, values.data());
+    return stored.Position().IsNull() ? 0 : stored.ReadView(at.member, view, values.data());
+}
+
+std::int64_t ORQExcResults::Read(const Field& field, int frame, const ORQSimCSet& members,
+                                 std::span<double> values) const {
+    if (field.HasSpots()) {
+        return ReadMeans(field, frame, members, values);
+    }
+    return ReadView(
+        field, frame,
+        {members, Only(field.spot.layer), Only(field.spot.sectionPoint), Only(field.spot.point)},
+        values);
+}
+
+std::int64_t ORQExcResults::ReadMeans(const Field& field, int frame, const ORQSimCSet& members,
+                                      std::span<double> values) const {
+    if (field.hasLayers) {
+        ORQBasThrowUsage(
+            fmt::format("{} has values in layers: one of them has to be named", field.name));
+    }
+    std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
+    const std::size_t nComponents = field.components.size();
+    std::vector<double> atPoints;
+    std::int64_t nRead = 0;
+    for (const ORQObjFieldView& view : ViewsOf(field)) {
+        const ORQSimCSet common = view.members.Intersection(members);
+        const auto nPoints = static_cast<std::size_t>(view.points.Last() + 1);
+        atPoints.resize(static_cast<std::size_t>(common.Size()) * nPoints * nComponents);
+        if (ReadView(field, frame, {common, {}, {}, {0, view.points.Last()}}, atPoints) == 0) {
+            continue;
+        }
+        for (std::size_t i = 0; i < static_cast<std::size_t>(common.Size()); ++i) {
+            const auto to =
+                static_cast<std::size_t>(members.SeekMember(common[static_cast<int>(i)]));
+            for (std::size_t k = 0; k < nComponents; ++k) {
+                double sum = 0;
+                for (std::size_t point = 0; point < nPoints; ++point) {
+                    sum += atPoints[(i * nPoints + point) * nComponents + k];
+                }
+                // A point without a value leaves the mean without one.
+                values[to * nComponents + k] = sum / static_cast<double>(nPoints);
+                nRead += std::isnan(sum) ? 0 : 1;
+            }
+        }
+    }
+    return nRead;
 }

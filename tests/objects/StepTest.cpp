@@ -153,10 +153,5 @@ TEST_P(StepTest, FieldsThatCannotBeAreRefusedByNameAndMakeNothing) {
                       [&] { add(step, Field_Nodal); }));
     EXPECT_TRUE(Fails(::Kind::Usage, {"no field type"}, [&] { add({}, Field_Nodal); }));
     EXPECT_TRUE(Fails(::Kind::Usage, {"Region is no grid type"}, [&] { add(type, Region); }));
-    for (const int gridType :
-         {Field_IntegrationPoint, Field_ElementNodal, Field_ElementFace, Field_WholeElementFace}) {
-        EXPECT_TRUE(Fails(::Kind::Usage, {NameOf(gridType), "several points"},
-                          [&] { add(type, gridType); }));
-    }
     EXPECT_EQ(step.GetSet(Task_fieldResults).Size(), 0);
 }

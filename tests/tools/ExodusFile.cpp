@@ -198,6 +198,52 @@ std::vector<std::string> ReadNames(int file, ex_entity_type kind) {
 
 }  // namespace
 
+void AddElementResults(const std::filesystem::path& path,
+                       const std::vector<ElementVariable>& variables) {
+    int computer = 8;
+    int stored = 8;
+    float version = 0;
+    const int file = ex_open(path.c_str(), EX_WRITE, &computer, &stored, &version);
+    Checked(file);
+    ex_set_max_name_length(file, 64);
+    std::vector<int> blocks(static_cast<std::size_t>(ex_inquire_int(file, EX_INQ_ELEM_BLK)));
+    Checked(ex_get_ids(file, EX_ELEM_BLOCK, blocks.data()));
+    std::vector<std::string> names;
+    std::vector<int> truth;
+    std::size_t nTimes = 0;
+    for (const ElementVariable& variable : variables) {
+        names.push_back(variable.name);
+    }
+    for (const int block : blocks) {
+        for (const ElementVariable& variable : variables) {
+            truth.push_back(variable.values.contains(block) ? 1 : 0);
+        }
+    }
+    std::vector<char*> pointers;
+    for (std::string& name : names) {
+        pointers.push_back(name.data());
+    }
+    const int nVariables = static_cast<int>(variables.size());
+    Checked(ex_put_variable_param(file, EX_ELEM_BLOCK, nVariables));
+    Checked(ex_put_variable_names(file, EX_ELEM_BLOCK, nVariables, pointers.data()));
+    Checked(ex_put_truth_table(file, EX_ELEM_BLOCK, static_cast<int>(blocks.size()), nVariables,
+                               truth.data()));
+    for (int variable = 1; variable <= nVariables; ++variable) {
+        for (const auto& [block, times] :
+             variables[static_cast<std::size_t>(variable - 1)].values) {
+            for (std::size_t time = 0; time < times.size(); ++time) {
+                const auto value = static_cast<double>(time);
+                if (time >= nTimes) {
+                    Checked(ex_put_time(file, static_cast<int>(++nTimes), &value));
+                }
+                Checked(ex_put_var(file, static_cast<int>(time) + 1, EX_ELEM_BLOCK, variable, block,
+                                   std::ssize(times[time]), times[time].data()));
+            }
+        }
+    }
+    ex_close(file);
+}
+
 Results ReadResults(const std::filesystem::path& path) {
     const int file = Open(path);
     ex_set_max_name_length(file, 255);

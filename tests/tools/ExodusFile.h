@@ -96,6 +96,15 @@ struct Results {
 };
 Results ReadResults(const std::filesystem::path& file);
 
+/// An element variable: values of the elements of some blocks, by block and by time.
+struct ElementVariable {
+    std::string name;
+    std::map<int, std::vector<std::vector<double>>> values;
+};
+/// Adds them to a file that has its mesh and no results, at the times 0, 1, ...
+void AddElementResults(const std::filesystem::path& file,
+                       const std::vector<ElementVariable>& variables);
+
 /// A folder of its own for one test, removed with everything in it at the end.
 /// Model databases that a test leaves in it verify clean, unless it says that it damages them.
 class ScratchFolder {

@@ -169,10 +169,15 @@ bool HasOnlyNonFinite(const ORQSimDistribution& distribution,
     // 256 KiB of doubles: large enough to read at full speed, little to read in vain.
     constexpr int kValues = 1 << 15;
     std::vector<ORQSimCSet> sets;
-    int nRest = 1;  // values for one member of the first two dimensions
+    int along = 1;  // the longest dimension but the first
     for (int i = 0; i < drawer.NumDimensions(); ++i) {
         sets.emplace_back(drawer.CSet(i));
-        nRest *= i < 2 ? 1 : sets.back().Size();
+        along =
+            i > 1 && sets.back().Size() > sets[static_cast<std::size_t>(along)].Size() ? i : along;
+    }
+    int nRest = 1;  // values for one member of the first and of the longest one
+    for (int i = 1; i < drawer.NumDimensions(); ++i) {
+        nRest *= i == along ? 1 : sets[static_cast<std::size_t>(i)].Size();
     }
     const auto slice = [](const ORQSimCSet& set, int begin, int count) {
         std::vector<int> members(static_cast<std::size_t>(count));
@@ -182,7 +187,7 @@ bool HasOnlyNonFinite(const ORQSimDistribution& distribution,
         return ORQSimCollection(set.CollectionID())
             .CreateVolatileOrderedCSet(members.data(), count);
     };
-    const int nAlong = sets.size() > 1 ? sets[1].Size() : 1;
+    const int nAlong = sets.size() > 1 ? sets[static_cast<std::size_t>(along)].Size() : 1;
     const int atOnce = std::clamp(kValues / std::max(nRest, 1), 1, std::max(nAlong, 1));
     std::vector<double> values;
     for (int row = 0; row < sets[0].Size(); ++row) {
@@ -198,7 +203,7 @@ bool HasOnlyNonFinite(const ORQSimDistribution& distribution,
                 .SetDim(0, slice(sets[0], row, 1));
             for (int i = 1; i < drawer.NumDimensions(); ++i) {
                 const ORQSimCSet& set = sets[static_cast<std::size_t>(i)];
-                read.SetDim(i, i == 1 ? slice(set, begin, count) : set);
+                read.SetDim(i, i == along ? slice(set, begin, count) : set);
             }
             read.SetBuffer(ORQSimbufMain, values.data(),
                            std::ssize(values) * std::int64_t{sizeof(double)})

@@ -115,7 +115,7 @@ class ExodusFile {
                 longest = std::max(longest, name.size());
             }
         }
-        for (const ORQExcResults::Field& field : m_results.Fields()) {
+        for (const ORQExcResults::Field& field : m_results.FieldsAtSpots()) {
             for (const ORQExcResults::Component& component : field.components) {
                 longest = std::max(longest, component.label.size());
             }
@@ -154,7 +154,7 @@ class ExodusFile {
         std::size_t nVariables = 100 + 5 * m_model.Blocks().size() + 5 * m_model.NodeSets().size() +
                                  5 * m_elementSets.size() + 6 * m_surfaces.size() +
                                  3 * m_kept.size();
-        for (const ORQExcResults::Field& field : m_results.Fields()) {
+        for (const ORQExcResults::Field& field : m_results.FieldsAtSpots()) {
             const bool isOfElements = field.place == ORQExcResultArray::Place::Element;
             nVariables += field.components.size() * (isOfElements ? m_model.Blocks().size() : 1);
         }

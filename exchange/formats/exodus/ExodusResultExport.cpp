@@ -22,10 +22,15 @@ class ExodusResultExport::Writer {
   public:
     Writer(int id, const std::filesystem::path& file, const ORQExcModel& model,
            const ORQExcResults& results, ORQExcReport& report)
-        : m_id(id), m_file(file), m_model(model), m_results(results), m_report(report) {}
+        : m_id(id),
+          m_file(file),
+          m_model(model),
+          m_results(results),
+          m_fields(results.FieldsAtSpots()),
+          m_report(report) {}
 
     void Define() {
-        for (const ORQExcResults::Field& field : m_results.Fields()) {
+        for (const ORQExcResults::Field& field : m_fields) {
             std::vector<Column>& columns = ColumnsOf(field.place);
             m_firstColumn.push_back(static_cast<int>(columns.size()) + 1);
             for (const ORQExcResults::Component& component : field.components) {
@@ -41,7 +46,7 @@ class ExodusResultExport::Writer {
 
     void Write(const std::vector<int>& blockNumbers) {
         m_blockNumbers = blockNumbers;
-        m_nMissing.assign(m_results.Fields().size(), 0);
+        m_nMissing.assign(m_fields.size(), 0);
         for (std::size_t frame = 0; frame < m_results.Frames().size(); ++frame) {
             WriteFrame(static_cast<int>(frame));
         }
@@ -88,9 +93,9 @@ class ExodusResultExport::Writer {
     /// no room in the file.
     void DefineTruthTable() {
         const std::vector<ORQExcModel::Block>& blocks = m_model.Blocks();
-        m_hasBlock.assign(m_results.Fields().size(), {});
-        for (std::size_t i = 0; i < m_results.Fields().size(); ++i) {
-            const ORQExcResults::Field& field = m_results.Fields()[i];
+        m_hasBlock.assign(m_fields.size(), {});
+        for (std::size_t i = 0; i < m_fields.size(); ++i) {
+            const ORQExcResults::Field& field = m_fields[i];
             const ORQSimCSet members =
                 field.place == Place::Element ? m_results.MembersOf(field) : ORQSimCSet();
             for (const ORQExcModel::Block& block : blocks) {
@@ -112,15 +117,15 @@ class ExodusResultExport::Writer {
     }
 
     std::size_t PlaceOf(const ORQExcResults::Field& field) const {
-        return static_cast<std::size_t>(&field - m_results.Fields().data());
+        return static_cast<std::size_t>(&field - m_fields.data());
     }
 
     void WriteFrame(int frame) {
         const double time = m_results.Frames()[static_cast<std::size_t>(frame)].time;
         Check(ex_put_time(m_id, frame + 1, &time), "write a time");
         std::vector<double> global;
-        for (std::size_t i = 0; i < m_results.Fields().size(); ++i) {
-            const ORQExcResults::Field& field = m_results.Fields()[i];
+        for (std::size_t i = 0; i < m_fields.size(); ++i) {
+            const ORQExcResults::Field& field = m_fields[i];
             if (field.place == Place::Model) {
                 // The library writes the global variables of a time together.
                 const std::vector<double> values = Read(i, frame, {}, 1);
@@ -145,7 +150,7 @@ class ExodusResultExport::Writer {
 
     std::vector<double> Read(std::size_t field, int frame, const ORQSimCSet& members,
                              int nMembers) {
-        const ORQExcResults::Field& from = m_results.Fields()[field];
+        const ORQExcResults::Field& from = m_fields[field];
         std::vector<double> values(static_cast<std::size_t>(nMembers) * from.components.size());
         const std::int64_t nRead = m_results.Read(from, frame, members, values);
         m_nMissing[field] += static_cast<std::int64_t>(values.size()) - nRead;
@@ -155,7 +160,7 @@ class ExodusResultExport::Writer {
     void WriteMembers(std::size_t field, int frame, ex_entity_type kind, std::int64_t object,
                       const ORQSimCSet& members) {
         const std::vector<double> values = Read(field, frame, members, members.Size());
-        const std::size_t nComponents = m_results.Fields()[field].components.size();
+        const std::size_t nComponents = m_fields[field].components.size();
         std::vector<double> column(static_cast<std::size_t>(members.Size()));
         for (std::size_t k = 0; k < nComponents && !column.empty(); ++k) {
             for (std::size_t i = 0; i < column.size(); ++i) {
@@ -171,8 +176,8 @@ class ExodusResultExport::Writer {
         if (!m_results.Frames().empty()) {
             m_report.Keep("times", "", static_cast<std::int64_t>(m_results.Frames().size()));
         }
-        for (std::size_t i = 0; i < m_results.Fields().size(); ++i) {
-            const ORQExcResults::Field& field = m_results.Fields()[i];
+        for (std::size_t i = 0; i < m_fields.size(); ++i) {
+            const ORQExcResults::Field& field = m_fields[i];
             m_report.Keep(ORQExcFieldKind(field.place), field.name,
                           static_cast<std::int64_t>(field.components.size()));
             if (m_nMissing[i] > 0) {
@@ -187,6 +192,7 @@ class ExodusResultExport::Writer {
     const ORQExcModel& m_model;
     std::vector<int> m_blockNumbers;
     const ORQExcResults& m_results;
+    std::vector<ORQExcResults::Field> m_fields;
     ORQExcReport& m_report;
     std::vector<Column> m_global;
     std::vector<Column> m_nodal;

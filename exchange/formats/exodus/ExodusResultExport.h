@@ -11,8 +11,8 @@
 namespace orq::exchange {
 
 /// Writes the results of a model into an open Exodus file, node by node and block by block as in the
-/// model: times, global, nodal and element variables, one for each component of a field. All throw
-/// ORQExcExportError.
+/// model: times, global, nodal and element variables, one for each component of a field and each
+/// point and layer. All throw ORQExcExportError.
 class ExodusResultExport {
   public:
     /// `id` is the Exodus library's number of the file; `file` is named by errors. The arguments must

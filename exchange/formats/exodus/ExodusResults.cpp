@@ -204,12 +204,31 @@ void ExodusResults::ReadResult(int number, int part, int begin, int end, std::sp
         }
     }
     if (status < 0) {
-        throw ORQExcImportError(
-            m_file, fmt::format("variable \"{}\"", array.name),
-            fmt::format("its values at time steps {} to {} cannot be read: the file "
-                        "is damaged (Exodus status {})",
-                        begin + 1, end, status));
+        Fail(array, begin, end, status);
     }
+}
+
+void ExodusResults::ReadMembers(int number, int part, int time, int first, int count,
+                                std::span<double> values) {
+    const ORQExcResultArray& array = m_arrays[static_cast<std::size_t>(number)];
+    const Variable& variable = m_variables[static_cast<std::size_t>(number)];
+    if (array.place != Place::Element) {
+        return ORQExcResultSource::ReadMembers(number, part, time, first, count, values);
+    }
+    const int status = ex_get_partial_var(m_id, time + 1, EX_ELEM_BLOCK, variable.number,
+                                          variable.blockOfPart[static_cast<std::size_t>(part)],
+                                          first + 1, count, values.data());
+    if (status < 0) {
+        Fail(array, time, time + 1, status);
+    }
+}
+
+void ExodusResults::Fail(const ORQExcResultArray& array, int begin, int end, int status) const {
+    throw ORQExcImportError(
+        m_file, fmt::format("variable \"{}\"", array.name),
+        fmt::format("its values at time steps {} to {} cannot be read: the file "
+                    "is damaged (Exodus status {})",
+                    begin + 1, end, status));
 }
 
 }  // namespace orq::exchange

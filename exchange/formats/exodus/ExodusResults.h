@@ -28,6 +28,8 @@ class ExodusResults : public ORQExcResultSource {
     const std::vector<double>& Times() const override { return m_times; }
     const std::vector<ORQExcResultArray>& Arrays() const override { return m_arrays; }
     void ReadResult(int array, int part, int begin, int end, std::span<double> values) override;
+    void ReadMembers(int array, int part, int time, int first, int count,
+                     std::span<double> values) override;
     ORQExcReport ResultLosses() const override { return m_losses; }
 
   private:
@@ -42,6 +44,7 @@ class ExodusResults : public ORQExcResultSource {
     void AddGlobal();
     void AddNodal();
     void AddElemental();
+    [[noreturn]] void Fail(const ORQExcResultArray& array, int begin, int end, int status) const;
     bool HasArray(const std::string& variable, int size, std::string_view kind,
                   const std::string& name, std::string_view where);
     std::vector<int> AllTimes() const;

@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "ORQSimSchema.h"
 #include "formats/gmsh/GmshText.h"
 #include "model/ArrayNames.h"
 #include "model/Numbering.h"
@@ -324,8 +325,13 @@ class GmshFile {
     /// Writes the head of a view; `count` rows follow, then its end.
     void BeginView(Place place, const std::string& name, double time, std::size_t frame,
                    int nComponents, std::size_t count) {
-        m_text << (place == Place::Node ? "$NodeData\n1\n" : "$ElementData\n1\n") << Quoted(name)
-               << "\n1\n"
+        m_text << (place == Place::Node ? "$NodeData\n" : "$ElementData\n");
+        WriteViewHead(name, time, frame, nComponents, count);
+    }
+    void WriteViewHead(const std::string& name, double time, std::size_t frame, int nComponents,
+                       std::size_t count) {
+        m_text << "1\n"
+               << Quoted(name) << "\n1\n"
                << time << "\n3\n"
                << frame << "\n"
                << nComponents << "\n"
@@ -419,7 +425,7 @@ class GmshFile {
         if (!m_results.Frames().empty()) {
             m_report.Keep("times", "", static_cast<std::int64_t>(m_results.Frames().size()));
         }
-        for (const ORQExcResults::Field& field : m_results.Fields()) {
+        for (const ORQExcResults::Field& field : FieldsOfViews()) {
             const auto nComponents = std::ssize(field.components);
             if (field.place == Place::Model) {
                 m_report.Drop(ORQExcFieldKind(field.place), field.name, nComponents,
@@ -433,9 +439,32 @@ class GmshFile {
         }
     }
 
+    /// The format has values of the nodes of elements; other points, and layers, are views of their
+    /// own.
+    std::vector<ORQExcResults::Field> FieldsOfViews() const {
+        std::vector<ORQExcResults::Field> fields;
+        for (const ORQExcResults::Field& field : m_results.Fields()) {
+            const bool isAtNodes =
+                field.gridType == ORQSimSchema::Field_ElementNodal && !field.hasLayers;
+            for (const ORQExcSpot& spot :
+                 isAtNodes ? std::vector{field.spot} : m_results.SpotsOf(field)) {
+                fields.push_back(m_results.AtSpot(field, spot));
+            }
+        }
+        return fields;
+    }
+
     /// Writes vectors and whole tensors as views, since the format has 1, 3 or 9 components; of
     /// other fields each component is a view.
     void WriteFrame(const ORQExcResults::Field& field, std::size_t frame) {
+        if (field.HasSpots()) {
+            const std::size_t all = field.components.size();
+            const std::size_t atOnce = all == 3 || all == 9 ? all : 1;
+            for (std::size_t first = 0; first < all; first += atOnce) {
+                WriteNodesOfElements(field, frame, first, atOnce);
+            }
+            return;
+        }
         const ORQSimCSet members =
             field.place == Place::Node ? m_model.Nodes() : m_model.Elements();
         const std::size_t n = field.components.size();
@@ -448,6 +477,64 @@ class GmshFile {
         for (std::size_t k = 0; k < n; ++k) {
             WriteValues(field.place, field.components[k].label, frame, values, n, k, 1);
         }
+    }
+
+    /// Writes components [first, first + count) at the nodes of each element that has values.
+    void WriteNodesOfElements(const ORQExcResults::Field& field, std::size_t frame,
+                              std::size_t first, std::size_t count) {
+        struct Rows {
+            const ORQExcShape* shape;
+            std::vector<int> elements;
+            std::vector<double> values;  // [elements][nodes][components of the field]
+        };
+        std::vector<Rows> all;
+        std::size_t nElements = 0;
+        const std::size_t nComponents = field.components.size();
+        for (const ORQExcModel::Block& block : m_model.Blocks()) {
+            if (!IsWritten(block)) {
+                continue;
+            }
+            const auto nOfElement = static_cast<std::size_t>(block.shape->nNodes) * nComponents;
+            std::vector<double> values(static_cast<std::size_t>(block.elements.Size()) *
+                                       nOfElement);
+            m_results.ReadView(field, static_cast<int>(frame),
+                               {block.elements, {}, {}, {0, block.shape->nNodes - 1}}, values);
+            Rows rows{block.shape, {}, {}};
+            for (int i = 0; i < block.elements.Size(); ++i) {
+                const auto begin =
+                    values.begin() + std::ptrdiff_t{i} * std::ssize(values) / block.elements.Size();
+                const auto end = begin + static_cast<std::ptrdiff_t>(nOfElement);
+                if (!std::all_of(begin, end, [](double value) { return std::isnan(value); })) {
+                    rows.elements.push_back(block.elements[i]);
+                    rows.values.insert(rows.values.end(), begin, end);
+                }
+            }
+            nElements += rows.elements.size();
+            all.push_back(std::move(rows));
+        }
+        m_text << "$ElementNodeData\n";
+        WriteViewHead(count == 1 ? field.components[first].label : field.name,
+                      m_results.Frames()[frame].time, frame, static_cast<int>(count), nElements);
+        for (const Rows& rows : all) {
+            const auto nNodes = static_cast<std::size_t>(rows.shape->nNodes);
+            // Ours at place k stands at place gmshOrder[k] there.
+            std::vector<std::size_t> ours(nNodes);
+            for (std::size_t k = 0; k < nNodes; ++k) {
+                ours[rows.shape->gmshOrder.empty()
+                         ? k
+                         : static_cast<std::size_t>(rows.shape->gmshOrder[k])] = k;
+            }
+            for (std::size_t i = 0; i < rows.elements.size(); ++i) {
+                m_text << LabelOf(Place::Element, rows.elements[i]) << " " << rows.shape->nNodes;
+                for (const std::size_t node : ours) {
+                    for (std::size_t k = first; k < first + count; ++k) {
+                        m_text << " " << rows.values[(i * nNodes + node) * nComponents + k];
+                    }
+                }
+                m_text << "\n";
+            }
+        }
+        m_text << "$EndElementNodeData\n";
     }
 
     /// Writes columns [first, first + count) of the values; a member with none of them is left out.

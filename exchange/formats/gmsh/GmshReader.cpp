@@ -140,7 +140,8 @@ class GmshReader::Parser {
             m_isVersion4 ? ReadElements4() : ReadElements2();
         } else if (section == "$Comments" && IsOurComment()) {
             m_reader.m_results.LookForMarks();
-        } else if (section == "$NodeData" || section == "$ElementData") {
+        } else if (section == "$NodeData" || section == "$ElementData" ||
+                   section == "$ElementNodeData") {
             m_reader.m_results.ReadSection(m_in, section);
             return;
         } else {
@@ -470,6 +471,12 @@ class GmshReader::Parser {
                            ? -1
                            : m_firstOfBlock[static_cast<std::size_t>(found->second.first)] +
                                  static_cast<int>(found->second.second);
+            },
+            [&](int element) -> const ORQExcShape& {
+                const auto block = std::ranges::upper_bound(m_firstOfBlock, element) - 1;
+                return *m_reader.m_contents
+                            .blocks[static_cast<std::size_t>(block - m_firstOfBlock.begin())]
+                            .shape;
             });
         AddMarks();
     }

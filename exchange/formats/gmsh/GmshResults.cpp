@@ -53,7 +53,7 @@ bool Intersect(const std::vector<int>& a, const std::vector<int>& b) {
 void GmshResults::ReadSection(GmshCursor& in, const std::string& section) {
     const std::size_t begin = in.At();
     try {
-        m_sections.push_back(ParseSection(in, section));
+        ParseSection(in, section);
     } catch (const ORQExcImportError& error) {
         m_losses.Drop("section", section, 1, error.what());
         // The end mark is searched from the beginning of the section: the error may lie behind it.
@@ -64,7 +64,7 @@ void GmshResults::ReadSection(GmshCursor& in, const std::string& section) {
     }
 }
 
-GmshResults::Section GmshResults::ParseSection(GmshCursor& in, const std::string& section) {
+GmshResults::Section GmshResults::ParseHead(GmshCursor& in, const std::string& section) {
     Section data{section == "$NodeData" ? Place::Node : Place::Element, "", 0, 0, 0, {}, {}};
     const int nTexts = in.Counted(in.Text<int>(), 1, "texts");
     in.Line();
@@ -101,24 +101,47 @@ GmshResults::Section GmshResults::ParseSection(GmshCursor& in, const std::string
     if (data.nComponents != 1 && data.nComponents != 3 && data.nComponents != 9) {
         in.Fail(fmt::format("{} components; 1, 3 or 9 are supported", data.nComponents));
     }
-    const int count =
+    data.nAnnounced =
         in.Counted(tags[2], 4 + 8 * static_cast<std::size_t>(data.nComponents), "values");
     in.SkipLineEnd();
+    return data;
+}
+
+void GmshResults::ParseSection(GmshCursor& in, const std::string& section) {
+    const Section head = ParseHead(in, section);
+    const bool isAtNodes = section == "$ElementNodeData";
+    // Elements with equal numbers of nodes are one section each, so that each has rows of one size.
+    std::map<int, Section> bySize;
+    if (!isAtNodes) {
+        bySize.emplace(0, head);
+    }
+    int count = 0;
     // In ASCII the end mark ends the values, also where the count is wrong.
-    for (int i = 0; in.IsBinary() ? i < count : !in.AtMark(); ++i) {
-        data.members.push_back(in.Int());
-        for (int k = 0; k < data.nComponents; ++k) {
+    for (; in.IsBinary() ? count < head.nAnnounced : !in.AtMark(); ++count) {
+        const int member = in.Int();
+        const int nNodes = isAtNodes ? in.Int() : 0;
+        // The largest shape has 27 nodes; a number beyond any must not size the rows.
+        constexpr int kMostNodes = 1000;
+        if (isAtNodes && (nNodes < 1 || nNodes > kMostNodes)) {
+            in.Fail(fmt::format("element {} has {} nodes", member, nNodes));
+        }
+        Section& data = bySize.try_emplace(nNodes, head).first->second;
+        data.nNodes = nNodes;
+        data.members.push_back(member);
+        for (std::size_t k = 0; k < data.NumOfMember(); ++k) {
             data.values.push_back(in.Real());
         }
     }
-    if (data.members.size() != static_cast<std::size_t>(count)) {
-        m_losses.Note(section, data.name, static_cast<std::int64_t>(data.members.size()),
-                      fmt::format("it announces {} at time {}", count, data.time));
+    if (count != head.nAnnounced) {
+        m_losses.Note(section, head.name, count,
+                      fmt::format("it announces {} at time {}", head.nAnnounced, head.time));
     }
     if (!in.AtMark()) {
         in.Fail("the values do not end at the section's end");
     }
-    return data;
+    for (auto& [nNodes, data] : bySize) {
+        m_sections.push_back(std::move(data));
+    }
 }
 
 /// Whether a section is a part of the mesh, as our own export writes it.
@@ -133,9 +156,12 @@ bool GmshResults::IsMark(const Section& section) const {
 
 // --- Putting it together -------------------------------------------------------------------------
 
-void GmshResults::Resolve(const Find& node, const Find& element) {
+void GmshResults::Resolve(const Find& node, const Find& element, const ShapeOf& shapeOf) {
     for (Section& section : m_sections) {
         FindMembers(section, section.place == Place::Node ? node : element);
+        if (section.nNodes > 0) {
+            PutNodesInOrder(section, shapeOf);
+        }
     }
     for (Section& section : m_sections) {
         if (IsMark(section)) {
@@ -179,7 +205,7 @@ void GmshResults::FindMembers(Section& section, const Find& find) {
     std::vector<int> members;
     std::vector<double> values;
     std::int64_t nRepeated = 0;
-    const auto n = static_cast<std::size_t>(section.nComponents);
+    const std::size_t n = section.NumOfMember();
     for (const std::size_t row : rows) {
         if (!members.empty() && members.back() == ordinals[row]) {
             values.resize(values.size() - n);
@@ -188,12 +214,42 @@ void GmshResults::FindMembers(Section& section, const Find& find) {
             members.push_back(ordinals[row]);
         }
         const auto first = section.values.begin() + static_cast<std::ptrdiff_t>(row * n);
-        values.insert(values.end(), first, first + section.nComponents);
+        values.insert(values.end(), first, first + static_cast<std::ptrdiff_t>(n));
     }
     if (nRepeated > 0) {
         m_losses.Change(
             kind, section.name, nRepeated,
             fmt::format("at time {} values are given twice; the last ones count", section.time));
+    }
+    section.members = std::move(members);
+    section.values = std::move(values);
+}
+
+/// From Gmsh's order of an element's nodes to ours. An element with another number of values than
+/// nodes is left out.
+void GmshResults::PutNodesInOrder(Section& section, const ShapeOf& shapeOf) {
+    std::vector<int> members;
+    std::vector<double> values;
+    const auto n = static_cast<std::size_t>(section.nComponents);
+    for (std::size_t row = 0; row < section.members.size(); ++row) {
+        const ORQExcShape& shape = shapeOf(section.members[row]);
+        if (shape.nNodes != section.nNodes) {
+            continue;
+        }
+        members.push_back(section.members[row]);
+        for (std::size_t k = 0; k < static_cast<std::size_t>(shape.nNodes); ++k) {
+            const std::size_t from =
+                shape.gmshOrder.empty() ? k : static_cast<std::size_t>(shape.gmshOrder[k]);
+            const auto first = section.values.begin() +
+                               static_cast<std::ptrdiff_t>(row * section.NumOfMember() + from * n);
+            values.insert(values.end(), first, first + section.nComponents);
+        }
+    }
+    if (const auto nLeft = section.members.size() - members.size(); nLeft > 0) {
+        m_losses.Drop("$ElementNodeData", section.name, static_cast<std::int64_t>(nLeft),
+                      fmt::format("at time {} it has values at {} nodes of elements that have "
+                                  "another number of them",
+                                  section.time, section.nNodes));
     }
     section.members = std::move(members);
     section.values = std::move(values);
@@ -219,7 +275,12 @@ std::size_t GmshResults::NewArray(const Section& section) {
                         fmt::format("the name \"{}\" has values at time {} already", section.name,
                                     section.time));
     }
-    m_arrays.push_back({section.place, name, ComponentNames(name, section.nComponents), {}});
+    m_arrays.push_back({section.place,
+                        name,
+                        ComponentNames(name, section.nComponents),
+                        {},
+                        section.nNodes == 0 ? ORQExcResultArray::Within::Whole
+                                            : ORQExcResultArray::Within::Nodes});
     m_contents.push_back({});
     return m_arrays.size() - 1;
 }
@@ -235,6 +296,7 @@ void GmshResults::AddToArray(std::size_t number) {
            (m_arrays[place].place != section.place ||
             m_sections[m_contents[place].last].name != section.name ||
             m_sections[m_contents[place].last].nComponents != section.nComponents ||
+            (m_sections[m_contents[place].last].nNodes == 0) != (section.nNodes == 0) ||
             HasValues(place, time, section.members))) {
         ++place;
     }
@@ -257,11 +319,12 @@ void GmshResults::AddToArray(std::size_t number) {
     std::size_t part = 0;
     while (part < array.parts.size() &&
            (contents.sectionAt[part].contains(time) ||
+            m_sections[contents.sectionAt[part].begin()->second].nNodes != section.nNodes ||
             m_sections[contents.sectionAt[part].begin()->second].members != section.members)) {
         ++part;
     }
     if (part == array.parts.size()) {
-        array.parts.push_back({{}, 0, 0, section.members});
+        array.parts.push_back({{}, 0, 0, section.members, section.nNodes});
         contents.sectionAt.emplace_back();
     }
     contents.sectionAt[part][time] = number;

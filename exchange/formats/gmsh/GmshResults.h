@@ -7,11 +7,12 @@
 #include <vector>
 
 #include "ORQExcResultSource.h"
+#include "ORQExcShapes.h"
 #include "formats/gmsh/GmshCursor.h"
 
 namespace orq::exchange {
 
-/// The $NodeData and $ElementData sections of a Gmsh file. Sections of one name, place and number
+/// The $NodeData, $ElementData and $ElementNodeData sections of a Gmsh file. Sections of one name, place and number
 /// of components are an array over the times of those sections; the times of the file are all times
 /// that a section names, ascending.
 ///
@@ -26,7 +27,9 @@ class GmshResults : public ORQExcResultSource {
     void LookForMarks() { m_hasMarks = true; }
     /// Finds nodes and elements by their numbers in the file; -1 is none.
     using Find = std::function<int(int tag)>;
-    void Resolve(const Find& node, const Find& element);
+    /// The shape of the element of an ordinal.
+    using ShapeOf = std::function<const ORQExcShape&(int element)>;
+    void Resolve(const Find& node, const Find& element, const ShapeOf& shapeOf);
     /// Values of some members that are a part of the mesh, not results (ArrayNames.h).
     struct Marks {
         std::string name;
@@ -49,7 +52,14 @@ class GmshResults : public ORQExcResultSource {
         int timeStep;
         int nComponents;
         std::vector<int> members;    // numbers in the file, then ascending ordinals
-        std::vector<double> values;  // [members][nComponents]
+        std::vector<double> values;  // [members][nodes of an element, if any][nComponents]
+        int nAnnounced = 0;          // members, as the section says
+        int nNodes = 0;              // of each element; 0 for one value a member
+
+        std::size_t NumOfMember() const {
+            return static_cast<std::size_t>(nComponents) *
+                   static_cast<std::size_t>(nNodes == 0 ? 1 : nNodes);
+        }
     };
     /// What stands beside the array of the same place.
     struct Contents {
@@ -58,7 +68,9 @@ class GmshResults : public ORQExcResultSource {
     };
 
     bool IsMark(const Section& section) const;
-    Section ParseSection(GmshCursor& in, const std::string& section);
+    void ParseSection(GmshCursor& in, const std::string& section);
+    Section ParseHead(GmshCursor& in, const std::string& section);
+    void PutNodesInOrder(Section& section, const ShapeOf& shapeOf);
     void FindMembers(Section& section, const Find& find);
     void AddToArray(std::size_t number);
     bool HasValues(std::size_t array, int time, const std::vector<int>& members) const;

@@ -45,6 +45,7 @@ class VtuFile {
             const std::filesystem::path& path)
         : m_model(model),
           m_results(results),
+          m_fields(results.FieldsAtSpots()),
           m_frame(frame),
           m_path(path),
           m_shared(shared),
@@ -144,7 +145,7 @@ class VtuFile {
             Add(Place::FieldData, std::string(array_names::kTime), "Float64", 1, 8, [this] {
                 PutAll(std::vector{m_results.Frames()[static_cast<std::size_t>(m_frame)].time});
             });
-            for (const ORQExcResults::Field& field : m_results.Fields()) {
+            for (const ORQExcResults::Field& field : m_fields) {
                 AddField(field);
             }
         }
@@ -405,6 +406,7 @@ class VtuFile {
 
     const ORQExcModel& m_model;
     const ORQExcResults& m_results;
+    std::vector<ORQExcResults::Field> m_fields;  // an array each
     int m_frame;
     std::filesystem::path m_path;
     const Shared& m_shared;
@@ -440,7 +442,7 @@ void ReportMesh(const ORQExcModel& model, const ShellColumns& shells, ORQExcRepo
 
 void ReportResults(const ORQExcResults& results, std::int64_t nTimes, ORQExcReport& report) {
     report.Keep("times", "", nTimes);
-    for (const ORQExcResults::Field& field : results.Fields()) {
+    for (const ORQExcResults::Field& field : results.FieldsAtSpots()) {
         report.Keep(ORQExcFieldKind(field.place), field.name,
                     static_cast<std::int64_t>(field.components.size()));
     }

@@ -32,6 +32,10 @@ class RowReader {
 
     void ReadRun(RowRun run);
 
+    // One row that is longer than a block of checksums: compares and copies what is asked for, and
+    // leaves the rest of the row alone.
+    void ReadLongRow(std::int64_t rowBegin, std::byte* buffer);
+
     // Ascending members, most of them alone; those that the segment lacks are passed over.
     void ReadScattered(std::span<const int> members, const DrawerSegment& segment);
 

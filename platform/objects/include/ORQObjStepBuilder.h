@@ -22,6 +22,10 @@ struct ORQObjFieldDefinition {
     /// The collection of nodes or elements over which it runs; null for the whole model.
     ORQSimPosition members;
     std::vector<Component> components;  ///< at least one, each code once
+    /// Whether elements have values in section points of layers.
+    bool hasLayers = false;
+    ORQObjAxes axes = ORQObjAxes::Unknown;
+    ORQString arrayNames = {};  ///< as in ORQObjMeshedField
 };
 
 /// Adds steps with their times, results and output requests to a model that an ORQObjModelBuilder
@@ -64,9 +68,14 @@ class ORQ_EXPORT ORQObjStepBuilder {
     /// The type of fields that the model defines under a name, made when there is none.
     ORQSimPosition UserFieldType(const ORQString& name) const;
 
-    /// An empty field of a step. Throws Usage for a type that is no field type, and for a grid type
-    /// that has several points in each member (Field_IntegrationPoint, Field_ElementNodal,
-    /// Field_ElementFace, Field_WholeElementFace): a value for each member would be a wrong one.
+    /// Whether a field of a grid type has several points in each element (Field_IntegrationPoint,
+    /// Field_ElementNodal, Field_ElementFace, Field_WholeElementFace), and so takes no values
+    /// without them.
+    static bool HasPoints(int gridType);
+
+    /// An empty field of a step. How many points and layers elements have is said as their values
+    /// are written. Throws Usage for a type that is no field type, and for points or layers in
+    /// what is no element.
     ORQObjMeshedField AddFieldResult(const ORQSimPosition& step,
                                      const ORQObjFieldDefinition& definition) const;
     ORQObjMeshedField AddHistoryField(const ORQSimPosition& step,

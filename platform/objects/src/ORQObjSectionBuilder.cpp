@@ -10,25 +10,8 @@
 #include "ORQSimLinks.h"
 #include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
+#include "SectionLayers.h"
 #include "UserFieldType.h"
-
-namespace {
-
-// Model and libraries share one collection of section layers. Early databases have two, of which
-// both count layers from the bottom; so the model's, made long enough, replaces the libraries'.
-void NeedSectionLayers(const ORQSimPosition& model, const ORQSimPosition& libraries) {
-    using namespace ORQSimSchema;
-    const ORQSimPosition layers =
-        NeedCollection(model, Model_sectionLayers, SectionLayerCollection);
-    const ORQSimPosition others = libraries.GetPosition(Libraries_sectionLayers);
-    if (others != layers) {
-        ORQSimCollection(layers.GetCollection())
-            .ExtendSpace(ORQSimCollection(others.GetCollection()).Space());
-        libraries.SetPosition(Libraries_sectionLayers, layers);
-    }
-}
-
-}  // namespace
 
 ORQObjSectionBuilder::ORQObjSectionBuilder(const ORQObjDocument& document)
     : m_model(document.GetModel()), m_materials(document.GetMaterialCollection()) {

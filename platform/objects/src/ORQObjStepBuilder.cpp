@@ -8,6 +8,7 @@
 #include "FindOrMake.h"
 #include "InsertNamed.h"
 #include "ORQBasFailure.h"
+#include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
@@ -15,6 +16,7 @@
 #include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
+#include "SectionLayers.h"
 #include "UserFieldType.h"
 
 namespace {
@@ -81,13 +83,13 @@ ORQSimCSetID Describe(const ORQSimPosition& step, int slot, const Description& d
     return members;
 }
 
-// Grid types with several values in each member, for which a field of one value a member has no
-// room.
+// Grid types with several values in each member.
 constexpr std::array<int, 4> kGridTypesWithPoints = {
     ORQSimSchema::Field_IntegrationPoint, ORQSimSchema::Field_ElementNodal,
     ORQSimSchema::Field_ElementFace, ORQSimSchema::Field_WholeElementFace};
 
-void CheckDefinition(const ORQObjFieldDefinition& definition, const ORQSimPosition& step) {
+void CheckDefinition(const ORQObjFieldDefinition& definition, const ORQSimPosition& step,
+                     const ORQSimPosition& elements) {
     using namespace ORQSimSchema;
     const auto refuse = [&](const std::string& text) {
         ORQBasThrowUsage("field \"" + definition.name.UTF8() + "\" of step \"" +
@@ -105,10 +107,12 @@ void CheckDefinition(const ORQObjFieldDefinition& definition, const ORQSimPositi
     if (gridType == nullptr || gridType->kind != Kind::Field) {
         refuse(NameOf(definition.gridType) + " is no grid type");
     }
-    if (std::ranges::find(kGridTypesWithPoints, definition.gridType) !=
-        kGridTypesWithPoints.end()) {
-        refuse(std::string(gridType->name) +
-               " has several points in each member, the field holds one value for each");
+    const bool hasPoints = ORQObjStepBuilder::HasPoints(definition.gridType);
+    if ((hasPoints || definition.hasLayers) &&
+        (elements.IsNull() || definition.members != elements)) {
+        refuse(hasPoints ? std::string(gridType->name) +
+                               " has points in elements, and its members are no elements"
+                         : "it has layers, and its members are no elements");
     }
 }
 
@@ -201,10 +205,15 @@ ORQSimPosition ORQObjStepBuilder::UserFieldType(const ORQString& name) const {
     return NeedUserFieldType(m_document.GetModel(), name);
 }
 
+bool ORQObjStepBuilder::HasPoints(int gridType) {
+    return std::ranges::find(kGridTypesWithPoints, gridType) != kGridTypesWithPoints.end();
+}
+
 ORQObjMeshedField ORQObjStepBuilder::MakeField(const ORQSimPosition& step,
                                                const ORQObjFieldDefinition& definition) const {
     using namespace ORQSimSchema;
-    CheckDefinition(definition, step);
+    const ORQObjMesh mesh(m_document.GetMesh());
+    CheckDefinition(definition, step, mesh.GetElementCollection());
     const ORQSimPosition position = step.CreateDataRecord(MeshedField).Pos();
     position.SetName(Record_name, definition.name);
     position.SetPosition(MeshedField_type, definition.type);
@@ -216,15 +225,31 @@ ORQObjMeshedField ORQObjStepBuilder::MakeField(const ORQSimPosition& step,
         field.SetComponentLabel(static_cast<int>(codes.size()), component.label);
         codes.push_back(component.code);
     }
+    if (definition.axes != ORQObjAxes::Unknown) {
+        field.SetAxes(definition.axes);
+    }
+    if (!definition.arrayNames.IsEmpty()) {
+        field.SetArrayNames(definition.arrayNames);
+    }
     const ORQSimPosition components = m_document.GetComponentCollection();
     field.SetComponents(ORQSimCollection(components.GetCollection())
                             .CreateTempOrderedCSet(codes.data(), static_cast<int>(codes.size())));
 
-    // Times, members where there are any, components: the order that ORQObjMeshedField relies on.
-    std::vector<ORQSimPosition> grid = {TimeCollectionOf(step), components};
-    if (!definition.members.IsNull()) {
-        grid.insert(grid.begin() + 1, definition.members);
+    // Times first and components last: what ORQObjMeshedField relies on. Layers come before members,
+    // so that the values of a layer lie together.
+    const ORQSimPosition libraries = m_document.Focus().GetPosition(Focus_libraries);
+    std::vector<ORQSimPosition> grid = {TimeCollectionOf(step)};
+    if (definition.hasLayers) {
+        grid.push_back(NeedSectionLayers(m_document.GetModel(), libraries));
+        grid.push_back(NeedCollection(libraries, Libraries_sectionPoints, SectionPointCollection));
     }
+    if (!definition.members.IsNull()) {
+        grid.push_back(definition.members);
+    }
+    if (HasPoints(definition.gridType)) {
+        grid.push_back(NeedCollection(libraries, Libraries_fieldPoints, FieldPointCollection));
+    }
+    grid.push_back(components);
     NeedDistribution(position, Field_distribution, FieldData, grid,
                      ORQSimRangeType(ORQSimScalarDouble));
     return field;

@@ -5,6 +5,7 @@
 #include "ORQExcImporter.h"
 #include "ORQExcLayupFile.h"
 #include "ORQExcReport.h"
+#include "ORQExcResultsMap.h"
 #include "ORQExcStagedTarget.h"
 #include "ORQSimDatabase.h"
 #include "commands/Arguments.h"
@@ -19,10 +20,11 @@ namespace {
 struct ImportOptions {
     std::filesystem::path input;
     std::filesystem::path output;
-    std::filesystem::path layup;  // Puts sections on the mesh; empty for none.
-    int chunkNodes = 100'000;     // At least 1.
-    bool force = false;           // Replace a model database that has the name.
-    bool strict = false;          // Import nothing when something would be dropped.
+    std::filesystem::path layup;       // Puts sections on the mesh; empty for none.
+    std::filesystem::path resultsMap;  // Says what names of results do not; empty for none.
+    int chunkNodes = 100'000;          // At least 1.
+    bool force = false;                // Replace a model database that has the name.
+    bool strict = false;               // Import nothing when something would be dropped.
     bool json = false;
 };
 
@@ -62,6 +64,10 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
     if (!options.layup.empty()) {
         layup.emplace(options.layup);
     }
+    std::optional<ORQExcResultsMap> resultsMap;
+    if (!options.resultsMap.empty()) {
+        resultsMap.emplace(options.resultsMap);
+    }
     const InterruptGuard interrupts;
     ORQExcReport report;
     {
@@ -70,8 +76,9 @@ ExitStatus RunImport(const ImportOptions& options, const Console& console) {
             interrupts.Check();
             bar.Show(done);
         };
-        report =
-            Build(*importer, target.Begin(), {options.chunkNodes, show, layup ? &*layup : nullptr});
+        report = Build(*importer, target.Begin(),
+                       {options.chunkNodes, show, layup ? &*layup : nullptr,
+                        resultsMap ? &*resultsMap : nullptr});
     }
     // A signal since the last progress; from PutIntoPlace on, there is no way back.
     interrupts.Check();
@@ -99,6 +106,8 @@ SubcommandRun DeclareImport(CLI::App& command) {
         ->required();
     command.add_option("--layup", options->layup,
                        "A layup file (JSON) that puts layered sections on the mesh");
+    command.add_option("--results-map", options->resultsMap,
+                       "A file (JSON) that says which results are points and layers of one field");
     command
         .add_option("--chunk-nodes", options->chunkNodes,
                     "The most nodes whose coordinates are stored as one piece")

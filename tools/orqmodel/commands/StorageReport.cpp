@@ -74,7 +74,8 @@ json ToJson(const ModelSummary& summary, const DiskUse& use, const std::string& 
                           {"identifier", field.identifier},
                           {"components", field.components},
                           {"members", field.members},
-                          {"times", field.times}});
+                          {"times", field.times},
+                          {"within", field.within.empty() ? json() : json(field.within)}});
     }
     json keptTexts = json::array();
     for (const KeptTextSummary& text : summary.keptTexts) {

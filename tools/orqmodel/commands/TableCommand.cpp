@@ -20,6 +20,7 @@
 #include "queries/LabelBlocks.h"
 #include "queries/MemberRange.h"
 #include "queries/OpenModel.h"
+#include "queries/PlacedRows.h"
 #include "queries/RowSource.h"
 #include "queries/RowStatistics.h"
 #include "queries/Selection.h"
@@ -36,6 +37,7 @@ struct TableOptions {
     std::string derived;    // One of DerivationNames(), or empty.
     std::string step;       // "all", a number from 1, or empty for the last time with values.
     std::string quantity;   // Without a field; empty for what suits the selection.
+    PlaceOptions place;
     Selection selection;
     bool stats = false;
     bool places = false;
@@ -56,7 +58,7 @@ std::vector<std::string> Quantities() {
 
 /// A field, and one of its components or -1 for all.
 struct WantedField {
-    const ORQExcResults::Field* field;
+    ORQExcResults::Field field;
     int component;
 };
 
@@ -79,16 +81,27 @@ WantedField FindField(const ORQExcResults& results, const TableOptions& options)
     const std::vector<ORQExcResults::Field>& fields = results.Fields();
     for (const ORQExcResults::Field& field : fields) {
         if (field.name == options.field) {
-            return {&field, options.component.empty() ? -1 : ComponentOf(field, options.component)};
+            return {field, options.component.empty() ? -1 : ComponentOf(field, options.component)};
         }
         known.push_back(field.name);
     }
-    for (const ORQExcResults::Field& field : fields) {
-        for (std::size_t i = 0; i < field.components.size(); ++i) {
-            if (field.components[i].label == options.field && options.component.empty()) {
-                return {&field, static_cast<int>(i)};
+    const auto findComponent =
+        [&](const std::vector<ORQExcResults::Field>& among) -> std::optional<WantedField> {
+        for (const ORQExcResults::Field& field : among) {
+            for (std::size_t i = 0; i < field.components.size(); ++i) {
+                if (field.components[i].label == options.field && options.component.empty()) {
+                    return WantedField{field, static_cast<int>(i)};
+                }
             }
         }
+        return {};
+    };
+    if (const auto found = findComponent(fields)) {
+        return *found;
+    }
+    // The name that a file gives to one point or layer.
+    if (const auto found = findComponent(results.FieldsAtSpots())) {
+        return *found;
     }
     ORQBasThrowUsage(fmt::format("--field {}: the model has no such results{}", options.field,
                                  ORQExcNearNames(options.field, known)));
@@ -130,10 +143,49 @@ RowPlace PlaceOf(const ORQExcResults::Field& field) {
                                                               : RowPlace::Model;
 }
 
+/// Rows of a field of which elements have several values, or have to be carried to nodes.
+std::unique_ptr<RowSource> RowsWithin(const ORQExcModel& model, const ORQExcResults& results,
+                                      const TableOptions& options,
+                                      const ORQExcResults::Field& field, int component,
+                                      std::vector<int> frames, const ORQSimCSet& members) {
+    if (!options.place.extreme) {
+        return PlacedRows(model, results, field, std::move(frames), members, component,
+                          options.place);
+    }
+    PlaceOptions rest = options.place;
+    rest.extreme = false;
+    if (!rest.IsEmpty()) {
+        ORQBasThrowUsage("--extreme: looks at all places, so none can be named");
+    }
+    if (!options.derived.empty()) {
+        return ExtremeRows(model, results, field, std::move(frames), members,
+                           field.name + " " + options.derived,
+                           DerivedNumber(field, options.derived));
+    }
+    const int of = component < 0 && field.components.size() == 1 ? 0 : component;
+    if (of < 0) {
+        ORQBasThrowUsage(fmt::format(
+            "--extreme: {} has {} components; --component names one, --derived makes one number",
+            field.name, field.components.size()));
+    }
+    return ExtremeRows(
+        model, results, field, std::move(frames), members,
+        field.components[static_cast<std::size_t>(of)].label,
+        [of](std::span<const double> values) { return values[static_cast<std::size_t>(of)]; });
+}
+
 std::unique_ptr<RowSource> RowsOfField(const ORQExcModel& model, const ORQExcResults& results,
-                                       const TableOptions& options) {
-    const auto [field, component] = FindField(results, options);
+                                       const TableOptions& options, WantedField& wanted) {
+    // Rows refer to the field.
+    wanted = FindField(results, options);
+    const ORQExcResults::Field* const field = &wanted.field;
+    const int component = wanted.component;
     const RowPlace place = PlaceOf(*field);
+    const bool isWithin = field->HasSpots() || !options.place.IsEmpty();
+    if (isWithin && place != RowPlace::Element) {
+        ORQBasThrowUsage(fmt::format("--field {}: it has no values within elements to choose from",
+                                     options.field));
+    }
     ORQSimCSet members;
     if (place != RowPlace::Model || !options.selection.IsEmpty()) {
         members = options.selection.IsEmpty() ? results.MembersOf(*field)
@@ -143,14 +195,24 @@ std::unique_ptr<RowSource> RowsOfField(const ORQExcModel& model, const ORQExcRes
         return nullptr;
     }
     std::vector<int> frames = FramesOf(results, *field, options.step);
+    if (isWithin && (options.derived.empty() || options.place.extreme)) {
+        return RowsWithin(model, results, options, *field, component, std::move(frames), members);
+    }
     if (options.derived.empty()) {
         return FieldRows(results, *field, std::move(frames), members, component);
     }
     if (component >= 0) {
         ORQBasThrowUsage("--derived: is made of all components, not of one");
     }
-    return DerivedRows(FieldRows(results, *field, std::move(frames), members), *field,
-                       options.derived);
+    if (!isWithin) {
+        return DerivedRows(FieldRows(results, *field, std::move(frames), members), *field,
+                           options.derived);
+    }
+    if (!options.place.axes.empty()) {
+        ORQBasThrowUsage("--axes: what is derived is the same along all axes");
+    }
+    return DerivedRows(RowsWithin(model, results, options, *field, -1, std::move(frames), members),
+                       *field, options.derived);
 }
 
 std::unique_ptr<RowSource> RowsOfMesh(const ORQExcModel& model, const TableOptions& options) {
@@ -182,6 +244,7 @@ class RowHeads {
           m_labels(model.Document(),
                    m_isNode ? ORQObjLabelerType::Node : ORQObjLabelerType::Element),
           m_hasShapes(hasShapes),
+          m_spotHeads(rows.SpotHeads()),
           m_hasTimes(!options.field.empty()) {
         // Text leaves out a column in which all rows are the same. CSV and JSON keep it, so that
         // scripts find the same columns for every model.
@@ -217,6 +280,16 @@ class RowHeads {
         if (m_hasShapes) {
             columns.push_back({"shape", false});
         }
+        if (m_spotHeads.hasBlocks) {
+            columns.push_back({"block", false});
+        }
+        if (m_spotHeads.hasLayers) {
+            columns.push_back({"layer"});
+            columns.push_back({"section point"});
+        }
+        if (m_spotHeads.hasPoints) {
+            columns.push_back({"point"});
+        }
         for (const char* axis : {"x", "y", "z"}) {
             if (withPlaces) {
                 columns.push_back({axis});
@@ -243,6 +316,7 @@ class RowHeads {
         }
         m_read = m_labels.Read(block.members);
         m_shape = block.shape;
+        m_spot = block.spot;
         if (withPlaces) {
             m_middles = MiddlesOf(m_model, m_isNode, block.members);
         }
@@ -259,6 +333,16 @@ class RowHeads {
         if (m_hasShapes) {
             writer.Text(m_shape);
         }
+        if (m_spotHeads.hasBlocks) {
+            writer.Text(ORQExcPrintable(m_shape));
+        }
+        if (m_spotHeads.hasLayers) {
+            WritePlace(m_spot.layer, writer);
+            WritePlace(m_spot.sectionPoint, writer);
+        }
+        if (m_spotHeads.hasPoints) {
+            WritePlace(m_spot.point, writer);
+        }
         for (std::size_t axis = 0; withPlaces && axis < 3; ++axis) {
             writer.Number(m_middles[3 * row + axis]);
         }
@@ -266,19 +350,28 @@ class RowHeads {
     /// In place of a member, for what all of them have together.
     void WriteNoMember(bool withPlaces, TableWriter& writer) const {
         const int nCells = (m_hasInstances ? 1 : 0) + (m_hasMembers ? 1 : 0) +
-                           (m_hasShapes ? 1 : 0) + (withPlaces ? 3 : 0);
+                           (m_hasShapes ? 1 : 0) + (m_spotHeads.hasBlocks ? 1 : 0) +
+                           (m_spotHeads.hasLayers ? 2 : 0) + (m_spotHeads.hasPoints ? 1 : 0) +
+                           (withPlaces ? 3 : 0);
         for (int i = 0; i < nCells; ++i) {
             writer.Blank();
         }
     }
 
   private:
+    /// A place from 0, as users count.
+    static void WritePlace(int place, TableWriter& writer) {
+        place < 0 ? writer.Blank() : writer.Integer(place + 1);
+    }
+
     const ORQExcModel& m_model;
     const ORQExcResults& m_results;
     bool m_hasMembers;
     bool m_isNode;
     LabelBlocks m_labels;
     bool m_hasShapes;
+    RowSource::Heads m_spotHeads;
+    ORQExcSpot m_spot;
     bool m_hasTimes;
     bool m_hasSteps;
     bool m_hasInstances;
@@ -331,29 +424,35 @@ std::int64_t WriteRows(RowSource& rows, RowHeads& heads, const WriterMaker& make
 void WriteStatistics(const RowStatistics& statistics, const RowSource& rows, int frame,
                      const ORQSimCSet& all, RowHeads& heads, TableWriter& writer) {
     for (std::size_t i = 0; i < rows.Columns().size(); ++i) {
+        if (rows.Columns()[i].isPlace) {
+            continue;
+        }
         const RowStatistics::OfColumn& column = statistics.Columns()[i];
-        const auto row = [&](const char* what, double value, int member) {
+        const auto row = [&](const char* what, double value,
+                             const RowStatistics::Extreme& at = {0, -1}) {
             writer.BeginRow();
             heads.WriteTime(frame, writer);
             writer.Text(ORQExcPrintable(rows.Columns()[i].name));
             writer.Text(what);
             writer.Number(value);
-            if (member < 0) {
+            if (at.member < 0) {
                 heads.WriteNoMember(heads.HasMembers(), writer);
             } else {
                 RowBlock one;
+                one.spot = at.spot;
+                one.shape = at.shape;
                 one.members =
-                    ORQSimCollection(all.CollectionID()).CreateVolatileCSet(&member, 1, true);
+                    ORQSimCollection(all.CollectionID()).CreateVolatileCSet(&at.member, 1, true);
                 heads.Take(one, true);
                 heads.WriteMember(0, true, writer);
             }
             writer.EndRow();
         };
         if (column.count > 0) {
-            row("minimum", column.least.value, column.least.member);
-            row("maximum", column.most.value, column.most.member);
-            row("mean", column.Mean(), -1);
-            row("sum", column.Sum(), -1);
+            row("minimum", column.least.value, column.least);
+            row("maximum", column.most.value, column.most);
+            row("mean", column.Mean());
+            row("sum", column.Sum());
         }
         writer.BeginRow();
         heads.WriteTime(frame, writer);
@@ -418,8 +517,10 @@ ExitStatus RunTable(const TableOptions& options, const Console& console) {
     const ORQObjDocument document(OpenModel(options.database));
     const ORQExcModel model(document);
     const ORQExcResults results(document);
-    const std::unique_ptr<RowSource> rows =
-        options.field.empty() ? RowsOfMesh(model, options) : RowsOfField(model, results, options);
+    WantedField wanted;
+    const std::unique_ptr<RowSource> rows = options.field.empty()
+                                                ? RowsOfMesh(model, options)
+                                                : RowsOfField(model, results, options, wanted);
     std::int64_t nRows = 0;
     if (rows != nullptr) {
         RowHeads heads(
@@ -477,6 +578,36 @@ SubcommandRun DeclareTable(CLI::App& command) {
                     "are selected")
         ->check(OneOf(Quantities()))
         ->excludes(field);
+    PlaceOptions& place = options->place;
+    command
+        .add_option("--layer", place.layer,
+                    "Of a field with layers: this one, counted from 1 at the bottom, or all")
+        ->needs(field);
+    command
+        .add_option("--section-point", place.sectionPoint,
+                    "bottom, middle or top of the layers, or its number from 1 at the bottom")
+        ->needs(field);
+    command.add_option("--ply", place.ply, "Only layers of this ply")->needs(field);
+    command
+        .add_option("--at", place.at,
+                    "points as stored; centroid or nodes: extrapolated, at nodes averaged over the "
+                    "elements of a block and section")
+        ->check(OneOf({"points", "centroid", "nodes"}))
+        ->needs(field);
+    command
+        .add_flag("--across-borders", place.acrossBorders,
+                  "With --at nodes: one average over all blocks and sections")
+        ->needs(field);
+    command
+        .add_flag("--extreme", place.extreme,
+                  "The value of the largest magnitude in each element over all layers and points, "
+                  "and where it is")
+        ->needs(field);
+    command
+        .add_option("--axes", place.axes,
+                    "Components along the axes of each layer, of the element or of the model")
+        ->check(OneOf({"layer", "element", "model"}))
+        ->needs(field);
     Selection& selection = options->selection;
     CLI::Option* const selections[] = {
         command.add_option("--set", selection.set.name, "Only of this set, or surface"),

@@ -18,6 +18,7 @@ class Derived : public RowSource {
         : m_rows(std::move(rows)), m_columns(std::move(columns)), m_of(std::move(of)) {}
 
     RowPlace Place() const override { return m_rows->Place(); }
+    Heads SpotHeads() const override { return m_rows->SpotHeads(); }
     const std::vector<Column>& Columns() const override { return m_columns; }
     double Done() const override { return m_rows->Done(); }
     bool Next(RowBlock& block) override {
@@ -26,6 +27,8 @@ class Derived : public RowSource {
         }
         block.frame = m_given.frame;
         block.members = m_given.members;
+        block.spot = m_given.spot;
+        block.shape = m_given.shape;
         block.values.resize(block.NumRows() * m_columns.size());
         const std::size_t nGiven = m_rows->Columns().size();
         for (std::size_t row = 0; row < block.NumRows(); ++row) {
@@ -46,6 +49,20 @@ class Derived : public RowSource {
 
 std::vector<std::string> DerivationNames() {
     return {"magnitude", "mises", "principal"};
+}
+
+std::function<double(std::span<const double>)> DerivedNumber(const ORQExcResults::Field& field,
+                                                             const std::string& derivation) {
+    if (derivation == "magnitude" && IsVector(field)) {
+        return [](std::span<const double> given) { return Magnitude(given); };
+    }
+    const std::optional<TensorOf> tensor = TensorOf::Components(field);
+    if (derivation == "mises" && tensor) {
+        return
+            [tensor = *tensor](std::span<const double> given) { return VonMises(tensor(given)); };
+    }
+    ORQBasThrowUsage(
+        fmt::format("--derived {}: {} has no such one number", derivation, field.name));
 }
 
 std::unique_ptr<RowSource> DerivedRows(std::unique_ptr<RowSource> rows,

@@ -296,6 +296,7 @@ InventoryTable Inventory::Steps() const {
 InventoryTable Inventory::Fields() const {
     InventoryTable table{{{"field", "name"},
                           {"of", "place"},
+                          {"within", "within"},
                           {"members", "members", true},
                           {"times", "times", true},
                           {"from to", "time_range"},
@@ -309,7 +310,7 @@ InventoryTable Inventory::Fields() const {
             components.push_back(component.label);
         }
         table.rows.push_back(
-            {field.name, PlaceName(field.place),
+            {field.name, PlaceName(field.place), Text(WithinText(results, field)),
              field.place == ORQExcResultArray::Place::Model ? json()
                                                             : json(results.MembersOf(field).Size()),
              results.NumTimes(field), TimesOf(results, field), Text(field.identifier), components});

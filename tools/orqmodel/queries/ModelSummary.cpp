@@ -220,8 +220,13 @@ void SummarizeResults(const ORQObjDocument& document, ModelSummary& summary) {
         step.last = frame.time;
     }
     for (const ORQExcResults::Field& field : results.Fields()) {
-        FieldSummary shown{field.name, PlaceName(field.place),          field.identifier,
-                           {},         results.MembersOf(field).Size(), results.NumTimes(field)};
+        FieldSummary shown{field.name,
+                           PlaceName(field.place),
+                           field.identifier,
+                           {},
+                           results.MembersOf(field).Size(),
+                           results.NumTimes(field),
+                           WithinText(results, field)};
         for (const ORQExcResults::Component& component : field.components) {
             shown.components.push_back(component.label);
         }

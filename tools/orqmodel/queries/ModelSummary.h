@@ -62,8 +62,9 @@ struct FieldSummary {
     std::string place;       // "model", "nodes" or "elements".
     std::string identifier;  // In the table of output variables; empty when it lacks the variable.
     std::vector<std::string> components;
-    int members;  // That have values at some time; 0 for the whole model.
-    int times;    // At which it has drawers.
+    int members;         // That have values at some time; 0 for the whole model.
+    int times;           // At which it has drawers.
+    std::string within;  // As WithinText says.
 };
 
 /// Text of the model's file, see ORQExcKeptText.

@@ -1,6 +1,8 @@
 #pragma once
 
-#include "ORQExcResultSource.h"
+#include <string>
+
+#include "ORQExcResults.h"
 
 namespace orqmodel {
 
@@ -16,5 +18,9 @@ inline const char* PlaceName(ORQExcResultArray::Place place) {
     }
     return "model";
 }
+
+/// How many values a field has in each element: "8 integration points", "1 to 4 layers, 3 section
+/// points". Empty for one value a member.
+std::string WithinText(const ORQExcResults& results, const ORQExcResults::Field& field);
 
 }  // namespace orqmodel

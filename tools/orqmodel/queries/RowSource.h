@@ -15,8 +15,9 @@ enum class RowPlace { Model, Node, Element };
 /// Some rows of a table: the values of some members at one time.
 struct RowBlock {
     int frame = -1;              ///< of the results; -1 for what has no time
+    ORQExcSpot spot = {};        ///< in each of the elements, where the source has such heads
     ORQSimCSet members;          ///< ascending; none for the whole model, which has one row
-    std::string shape;           ///< of all the elements; empty where sources do not say
+    std::string shape;           ///< of all the elements, or the block of nodes; may be empty
     std::vector<double> values;  ///< [rows][columns], not a number where there is none
 
     std::size_t NumRows() const {
@@ -30,13 +31,21 @@ class RowSource {
     struct Column {
         std::string name;
         bool isInteger = false;
+        bool isPlace = false;  ///< says where a value is; statistics leave it out
     };
     static constexpr int kRowsAtOnce = 16384;
+    /// What says where in an element, or of which block, a row is.
+    struct Heads {
+        bool hasLayers = false;
+        bool hasPoints = false;
+        bool hasBlocks = false;
+    };
 
     virtual ~RowSource() = default;
 
     virtual RowPlace Place() const = 0;
     virtual const std::vector<Column>& Columns() const = 0;
+    virtual Heads SpotHeads() const { return {}; }
     /// Blocks of one time follow each other. False after the last one.
     virtual bool Next(RowBlock& block) = 0;
     /// How far it has come, from 0 to 1.

@@ -27,10 +27,10 @@ void RowStatistics::Take(const RowBlock& block) {
         }
         // Strictly, so that the first of equal values is kept.
         if (column.count == 0 || value < column.least.value) {
-            column.least = {value, member(i / nColumns)};
+            column.least = {value, member(i / nColumns), block.spot, block.shape};
         }
         if (column.count == 0 || value > column.most.value) {
-            column.most = {value, member(i / nColumns)};
+            column.most = {value, member(i / nColumns), block.spot, block.shape};
         }
         ++column.count;
         Add(value, column);

@@ -13,7 +13,9 @@ class RowStatistics {
   public:
     struct Extreme {
         double value;
-        int member;  ///< -1 in what has no members
+        int member;            ///< -1 in what has no members
+        ORQExcSpot spot = {};  ///< as of the row
+        std::string shape = {};
     };
     struct OfColumn {
         std::int64_t count = 0;  ///< of the values that are numbers

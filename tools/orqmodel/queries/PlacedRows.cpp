@@ -1,0 +1,508 @@
+#include "queries/PlacedRows.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <set>
+#include <utility>
+
+#include "ORQBasFailure.h"
+#include "ORQExcNearNames.h"
+#include "ORQExcSections.h"
+#include "ORQSimCollection.h"
+#include "ads_ComponentSymbolsEnm.h"
+#include "queries/MemberRange.h"
+
+namespace orqmodel {
+namespace {
+
+using Field = ORQExcResults::Field;
+
+// --- What is asked for ---------------------------------------------------------------------------
+
+/// A number from 1, as a place from 0; throws where the text is none.
+int PlaceFrom(const char* option, const std::string& text) {
+    int number = 0;
+    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (failure != std::errc() || end != text.data() + text.size() || number < 1) {
+        ORQBasThrowUsage(fmt::format("{} {}: a number from 1 is wanted", option, text));
+    }
+    return number - 1;
+}
+
+/// Elements at one layer and section point.
+struct Wanted {
+    int layer;
+    int sectionPoint;
+    int nPoints;  // 0 for a field without
+    ORQSimCSet members;
+};
+
+class Choice {
+  public:
+    Choice(const ORQExcModel& model, const ORQExcResults& results, const Field& field,
+           const ORQSimCSet& members, const PlaceOptions& options)
+        : m_model(model), m_field(field), m_options(options) {
+        CheckField();
+        m_views = results.ViewsOf(field);
+        for (ORQObjFieldView& view : m_views) {
+            view.members = view.members.Intersection(members);
+            m_nLayers = std::max(m_nLayers, view.layers.Last() + 1);
+            m_nSectionPoints = std::max(m_nSectionPoints, view.sectionPoints.Last() + 1);
+        }
+    }
+
+    /// By layer and section point, then by class of elements.
+    std::vector<Wanted> Find() const {
+        const int only = m_options.layer.empty() || m_options.layer == "all" ? -1 : OneLayer();
+        std::vector<Wanted> all;
+        for (const ORQObjFieldView& view : m_views) {
+            for (int layer = m_field.hasLayers ? 0 : -1; layer <= view.layers.Last(); ++layer) {
+                const ORQSimCSet ofPly =
+                    m_options.ply.empty() ? view.members : OfPly(layer, view.members);
+                if ((only >= 0 && layer != only) || ofPly.IsEmpty()) {
+                    continue;
+                }
+                for (const int sectionPoint : SectionPoints(view.sectionPoints.Last() + 1)) {
+                    all.push_back({layer, sectionPoint, view.points.Last() + 1, ofPly});
+                }
+            }
+        }
+        std::ranges::stable_sort(all, {}, [](const Wanted& wanted) {
+            return std::pair(wanted.layer, wanted.sectionPoint);
+        });
+        return all;
+    }
+
+  private:
+    void CheckField() const {
+        const bool namesLayers =
+            !m_options.layer.empty() || !m_options.sectionPoint.empty() || !m_options.ply.empty();
+        if (namesLayers && !m_field.hasLayers) {
+            ORQBasThrowUsage(fmt::format("--{}: {} has no layers",
+                                         !m_options.layer.empty()          ? "layer"
+                                         : !m_options.sectionPoint.empty() ? "section-point"
+                                                                           : "ply",
+                                         m_field.name));
+        }
+    }
+    int OneLayer() const {
+        const int layer = PlaceFrom("--layer", m_options.layer);
+        if (layer >= m_nLayers) {
+            ORQBasThrowUsage(fmt::format("--layer {}: {} has the layers 1 to {}, or all",
+                                         m_options.layer, m_field.name, m_nLayers));
+        }
+        return layer;
+    }
+    /// Of elements with so many.
+    std::vector<int> SectionPoints(int count) const {
+        const std::string& wanted = m_options.sectionPoint;
+        if (!m_field.hasLayers) {
+            return {-1};
+        }
+        if (wanted == "bottom") {
+            return {0};
+        }
+        if (wanted == "top") {
+            return {count - 1};
+        }
+        if (wanted == "middle") {
+            if (count % 2 == 0) {
+                ORQBasThrowUsage(
+                    fmt::format("--section-point middle: {} has {} section points in a layer, none "
+                                "in its middle",
+                                m_field.name, count));
+            }
+            return {count / 2};
+        }
+        if (!wanted.empty()) {
+            const int number = PlaceFrom("--section-point", wanted);
+            if (number >= m_nSectionPoints) {
+                ORQBasThrowUsage(
+                    fmt::format("--section-point {}: {} has the section points 1 to {} in a layer",
+                                wanted, m_field.name, m_nSectionPoints));
+            }
+            return number < count ? std::vector{number} : std::vector<int>();
+        }
+        std::vector<int> all;
+        for (int i = 0; i < count; ++i) {
+            all.push_back(i);
+        }
+        return all;
+    }
+    /// The elements of which a layer is of the ply.
+    ORQSimCSet OfPly(int layer, const ORQSimCSet& members) const {
+        if (m_pliesOf.empty()) {
+            ReadPlies();
+        }
+        ORQSimCSet found;
+        for (const auto& [plies, elements] : m_pliesOf) {
+            if (layer < std::ssize(plies) &&
+                plies[static_cast<std::size_t>(layer)] == m_options.ply) {
+                found = found.Union(elements.Intersection(members));
+            }
+        }
+        return found;
+    }
+    void ReadPlies() const {
+        const ORQExcSections sections(m_model.Document());
+        std::set<std::string> known;
+        for (const ORQExcSections::Section& section : sections.Sections()) {
+            std::vector<std::string> plies;
+            for (const ORQExcSections::Layer& layer : sections.Read(section).layers) {
+                plies.push_back(layer.ply);
+                known.insert(layer.ply);
+            }
+            m_pliesOf.emplace_back(std::move(plies), section.elements);
+        }
+        if (!known.contains(m_options.ply)) {
+            const std::vector<std::string> names(known.begin(), known.end());
+            ORQBasThrowUsage(fmt::format("--ply {}: no section has a layer of it{}", m_options.ply,
+                                         ORQExcNearNames(m_options.ply, names)));
+        }
+    }
+
+    const ORQExcModel& m_model;
+    const Field& m_field;
+    const PlaceOptions& m_options;
+    std::vector<ORQObjFieldView> m_views;
+    int m_nLayers = 0;
+    int m_nSectionPoints = 0;
+    mutable std::vector<std::pair<std::vector<std::string>, ORQSimCSet>> m_pliesOf;
+};
+
+// --- Axes ----------------------------------------------------------------------------------------
+
+ORQObjAxes AxesOf(const std::string& name) {
+    return name == "layer"     ? ORQObjAxes::Layer
+           : name == "element" ? ORQObjAxes::Element
+                               : ORQObjAxes::Model;
+}
+
+/// Turns the symmetric tensors of rows.
+class Turning {
+  public:
+    Turning(const ORQExcModel& model, const Field& field, const std::string& axes)
+        : m_axes(model), m_from(field.axes), m_to(AxesOf(axes)) {
+        if (field.axes == ORQObjAxes::Unknown) {
+            ORQBasThrowUsage(fmt::format("--axes {}: along which axes {} stands is not known", axes,
+                                         field.name));
+        }
+        for (const ORQExcResults::Component& component : field.components) {
+            const auto found = std::ranges::find(kCodes, component.code);
+            if (found == kCodes.end()) {
+                ORQBasThrowUsage(
+                    fmt::format("--axes {}: {} is no symmetric tensor", axes, field.name));
+            }
+            m_placeOf.push_back(static_cast<std::size_t>(found - kCodes.begin()));
+        }
+        constexpr std::array<const char*, 6> kNames = {"11", "22", "33", "12", "23", "13"};
+        for (const char* name : kNames) {
+            m_columns.push_back({fmt::format("{} {}", field.name, name)});
+        }
+    }
+
+    const std::vector<RowSource::Column>& Columns() const { return m_columns; }
+    void Turn(RowBlock& block) const {
+        const std::size_t nGiven = m_placeOf.size();
+        std::vector<double> turned;
+        for (std::size_t row = 0; row < block.NumRows(); ++row) {
+            std::array<double, 6> tensor{};
+            for (std::size_t i = 0; i < nGiven; ++i) {
+                tensor[m_placeOf[i]] = block.values[row * nGiven + i];
+            }
+            const int element = block.members[static_cast<int>(row)];
+            const auto from = m_axes.Of(element, block.spot.layer, m_from);
+            const auto to = m_axes.Of(element, block.spot.layer, m_to);
+            tensor = from && to ? ORQExcTurned(tensor, *from, *to)
+                                : std::array<double, 6>{NAN, NAN, NAN, NAN, NAN, NAN};
+            turned.insert(turned.end(), tensor.begin(), tensor.end());
+        }
+        block.values = std::move(turned);
+    }
+
+  private:
+    static constexpr std::array<int, 6> kCodes = {ads_Component11, ads_Component22,
+                                                  ads_Component33, ads_Component12,
+                                                  ads_Component23, ads_Component13};
+
+    ORQExcElementAxes m_axes;
+    ORQObjAxes m_from;
+    ORQObjAxes m_to;
+    std::vector<std::size_t> m_placeOf;  // of the components, in a tensor
+    std::vector<RowSource::Column> m_columns;
+};
+
+// --- Rows ----------------------------------------------------------------------------------------
+
+class Placed : public RowSource {
+  public:
+    Placed(const ORQExcModel& model, const ORQExcResults& results, const Field& field,
+           std::vector<int> frames, const ORQSimCSet& members, int component,
+           const PlaceOptions& options)
+        : m_model(model),
+          m_results(results),
+          m_field(field),
+          m_values(model, results, field),
+          m_frames(std::move(frames)),
+          m_wanted(Choice(model, results, field, members, options).Find()),
+          m_component(component),
+          m_at(options.at.empty() ? "points" : options.at),
+          m_acrossBorders(options.acrossBorders) {
+        if (!options.axes.empty()) {
+            if (m_at == "nodes") {
+                ORQBasThrowUsage(
+                    "--axes: values of nodes belong to several elements; --at points "
+                    "or --at centroid have axes");
+            }
+            m_turning.emplace(model, field, options.axes);
+        }
+        for (std::size_t i = 0; i < field.components.size() && !m_turning; ++i) {
+            if (component < 0 || static_cast<std::size_t>(component) == i) {
+                m_columns.push_back({field.components[i].label});
+            }
+        }
+        if (m_turning) {
+            if (component >= 0) {
+                ORQBasThrowUsage("--axes: turns all components, not one");
+            }
+            m_columns = m_turning->Columns();
+        }
+    }
+
+    RowPlace Place() const override { return m_at == "nodes" ? RowPlace::Node : RowPlace::Element; }
+    const std::vector<Column>& Columns() const override { return m_columns; }
+    Heads SpotHeads() const override {
+        return {m_field.hasLayers, m_field.hasPoints && m_at == "points",
+                m_at == "nodes" && !m_acrossBorders};
+    }
+    double Done() const override {
+        const auto all = static_cast<double>(std::max<std::size_t>(1, m_wanted.size())) *
+                         static_cast<double>(std::max<std::size_t>(1, m_frames.size()));
+        return static_cast<double>(m_frame * m_wanted.size() + m_place) / all;
+    }
+    bool Next(RowBlock& block) override {
+        for (; m_frame < m_frames.size(); ++m_frame, m_place = 0) {
+            for (; m_place < m_wanted.size(); ++m_place, m_point = 0, m_begin = 0) {
+                while (m_at == "nodes" ? NextNodes(block) : NextSlice(block)) {
+                    if (!block.values.empty()) {
+                        return true;
+                    }
+                }
+            }
+        }
+        return false;
+    }
+
+  private:
+    /// The next elements at the present layer and section point; false when there are none.
+    bool NextSlice(RowBlock& block) {
+        const Wanted& wanted = m_wanted[m_place];
+        const bool byPoint = m_at == "points";
+        if (m_begin >= wanted.members.Size()) {
+            m_begin = 0;
+            if (!byPoint || ++m_point >= std::max(1, wanted.nPoints)) {
+                return false;
+            }
+        }
+        const int end = std::min(wanted.members.Size(), m_begin + kRowsAtOnce);
+        block.frame = m_frames[m_frame];
+        block.members = MembersAt(wanted.members, m_begin, end);
+        block.spot = {wanted.layer, wanted.sectionPoint,
+                      byPoint && wanted.nPoints > 0 ? m_point : -1};
+        block.values.assign(block.NumRows() * m_field.components.size(), NAN);
+        if (byPoint) {
+            m_results.ReadView(m_field, block.frame,
+                               {block.members, Only(block.spot.layer),
+                                Only(block.spot.sectionPoint), Only(block.spot.point)},
+                               block.values);
+        } else {
+            m_values.ReadMiddles(block.frame, block.members, wanted.layer, wanted.sectionPoint,
+                                 block.values);
+        }
+        m_begin = end;
+        LeaveOutEmpty(block);
+        Pick(block);
+        return true;
+    }
+
+    static ORQSimIntRange Only(int number) {
+        return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
+    }
+
+    /// All nodes of a layer and section point: of all classes of elements that have it.
+    bool NextNodes(RowBlock& block) {
+        const Wanted& wanted = m_wanted[m_place];
+        if (m_begin == 0 && m_point == 0) {
+            // Classes of one place follow each other, and are averaged together.
+            ORQSimCSet members;
+            for (std::size_t i = 0; i < m_wanted.size(); ++i) {
+                if (m_wanted[i].layer == wanted.layer &&
+                    m_wanted[i].sectionPoint == wanted.sectionPoint) {
+                    if (i < m_place) {
+                        return false;  // done with the first of them
+                    }
+                    members = members.Union(m_wanted[i].members);
+                }
+            }
+            m_nodes = m_values.ReadNodes(m_frames[m_frame], members, wanted.layer,
+                                         wanted.sectionPoint, m_acrossBorders);
+        }
+        if (static_cast<std::size_t>(m_point) >= m_nodes.size()) {
+            return false;
+        }
+        ORQExcElementValues::AtNodes& group = m_nodes[static_cast<std::size_t>(m_point++)];
+        block.frame = m_frames[m_frame];
+        block.spot = {wanted.layer, wanted.sectionPoint, -1};
+        block.shape = group.name;
+        block.members =
+            ORQSimCollection(m_model.Nodes().CollectionID())
+                .CreateVolatileCSet(group.nodes.data(), static_cast<int>(group.nodes.size()), true);
+        block.values = std::move(group.values);
+        if (group.nodes.empty()) {
+            block.values.clear();
+        }
+        Pick(block);
+        return true;
+    }
+
+    void LeaveOutEmpty(RowBlock& block) const {
+        const std::size_t n = m_field.components.size();
+        std::vector<int> kept;
+        std::vector<double> values;
+        for (std::size_t row = 0; row < block.NumRows(); ++row) {
+            const auto first = block.values.begin() + static_cast<std::ptrdiff_t>(row * n);
+            const auto end = first + static_cast<std::ptrdiff_t>(n);
+            if (std::any_of(first, end, [](double value) { return !std::isnan(value); })) {
+                kept.push_back(block.members[static_cast<int>(row)]);
+                values.insert(values.end(), first, end);
+            }
+        }
+        if (kept.size() < block.NumRows()) {
+            block.members =
+                ORQSimCollection(block.members.CollectionID())
+                    .CreateVolatileCSet(kept.data(), static_cast<int>(kept.size()), true);
+            block.values = std::move(values);
+        }
+    }
+
+    /// Turns, or leaves one component.
+    void Pick(RowBlock& block) const {
+        if (block.values.empty()) {
+            return;
+        }
+        if (m_turning) {
+            m_turning->Turn(block);
+        } else if (m_component >= 0) {
+            const std::size_t n = m_field.components.size();
+            for (std::size_t row = 0; row < block.NumRows(); ++row) {
+                block.values[row] = block.values[row * n + static_cast<std::size_t>(m_component)];
+            }
+            block.values.resize(block.NumRows());
+        }
+    }
+
+    const ORQExcModel& m_model;
+    const ORQExcResults& m_results;
+    const Field& m_field;
+    ORQExcElementValues m_values;
+    std::vector<int> m_frames;
+    std::vector<Wanted> m_wanted;
+    int m_component;
+    std::string m_at;
+    bool m_acrossBorders;
+    std::optional<Turning> m_turning;
+    std::vector<Column> m_columns;
+    std::vector<ORQExcElementValues::AtNodes> m_nodes;
+    std::size_t m_frame = 0;
+    std::size_t m_place = 0;  // among the wanted
+    int m_point = 0;          // or the group of nodes
+    int m_begin = 0;          // among the elements
+};
+
+class Extreme : public RowSource {
+  public:
+    Extreme(const ORQExcModel& model, const ORQExcResults& results, const Field& field,
+            std::vector<int> frames, const ORQSimCSet& members, const std::string& what,
+            ORQExcElementValues::Number number)
+        : m_values(model, results, field),
+          m_frames(std::move(frames)),
+          m_members(members),
+          m_number(std::move(number)),
+          m_columns({{what},
+                     {"layer", true, true},
+                     {"section point", true, true},
+                     {"point", true, true}}) {}
+
+    RowPlace Place() const override { return RowPlace::Element; }
+    const std::vector<Column>& Columns() const override { return m_columns; }
+    double Done() const override {
+        return static_cast<double>(m_frame) /
+               static_cast<double>(std::max<std::size_t>(1, m_frames.size()));
+    }
+    bool Next(RowBlock& block) override {
+        while (m_frame < m_frames.size()) {
+            const int end = std::min(m_members.Size(), m_begin + kRowsAtOnce);
+            const ORQSimCSet some = MembersAt(m_members, m_begin, end);
+            block.frame = m_frames[m_frame];
+            const std::vector<ORQExcElementValues::Worst> worst =
+                m_values.WorstOf(block.frame, some, m_number);
+            m_begin = end;
+            if (m_begin == m_members.Size()) {
+                m_begin = 0;
+                ++m_frame;
+            }
+            std::vector<int> kept;
+            block.values.clear();
+            for (std::size_t i = 0; i < worst.size(); ++i) {
+                if (!std::isnan(worst[i].value)) {
+                    kept.push_back(some[static_cast<int>(i)]);
+                    const auto number = [](int place) { return place < 0 ? NAN : place + 1.0; };
+                    block.values.insert(
+                        block.values.end(),
+                        {worst[i].value, number(worst[i].spot.layer),
+                         number(worst[i].spot.sectionPoint), number(worst[i].spot.point)});
+                }
+            }
+            if (!kept.empty()) {
+                block.members =
+                    ORQSimCollection(some.CollectionID())
+                        .CreateVolatileCSet(kept.data(), static_cast<int>(kept.size()), true);
+                return true;
+            }
+        }
+        return false;
+    }
+
+  private:
+    ORQExcElementValues m_values;
+    std::vector<int> m_frames;
+    ORQSimCSet m_members;
+    ORQExcElementValues::Number m_number;
+    std::vector<Column> m_columns;
+    std::size_t m_frame = 0;
+    int m_begin = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<RowSource> PlacedRows(const ORQExcModel& model, const ORQExcResults& results,
+                                      const Field& field, std::vector<int> frames,
+                                      const ORQSimCSet& members, int component,
+                                      const PlaceOptions& options) {
+    return std::make_unique<Placed>(model, results, field, std::move(frames), members, component,
+                                    options);
+}
+
+std::unique_ptr<RowSource> ExtremeRows(const ORQExcModel& model, const ORQExcResults& results,
+                                       const Field& field, std::vector<int> frames,
+                                       const ORQSimCSet& members, const std::string& what,
+                                       ORQExcElementValues::Number number) {
+    return std::make_unique<Extreme>(model, results, field, std::move(frames), members, what,
+                                     std::move(number));
+}
+
+}  // namespace orqmodel

@@ -37,7 +37,7 @@ class ResultsRun : public ORQExcCheckRun {
             CheckTimes(results, findings);
         }
         if (m_model.IsWanted(kNotFinite.id)) {
-            for (const ORQExcResults::Field& field : results.Fields()) {
+            for (const ORQExcResults::Field& field : results.FieldsAtSpots()) {
                 CheckValues(results, field, findings);
             }
         }

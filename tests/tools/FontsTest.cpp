@@ -29,16 +29,18 @@ class FontFile {
   public:
     explicit FontFile(const std::string& family) {
         FcPattern* const wanted = FcNameParse(reinterpret_cast<const FcChar8*>(family.c_str()));
-        FcConfigSubstitute(nullptr, wanted, FcMatchPattern);
+        FcConfig* const config = FcInitLoadConfigAndFonts();
+        FcConfigSubstitute(config, wanted, FcMatchPattern);
         FcDefaultSubstitute(wanted);
         FcResult result = FcResultMatch;
-        FcPattern* const found = FcFontMatch(nullptr, wanted, &result);
+        FcPattern* const found = FcFontMatch(config, wanted, &result);
         FcChar8* file = nullptr;
         FcPatternGetString(found, FC_FILE, 0, &file);
         EXPECT_EQ(FT_Init_FreeType(&m_library), 0);
         EXPECT_EQ(FT_New_Face(m_library, reinterpret_cast<const char*>(file), 0, &m_face), 0);
         FcPatternDestroy(found);
         FcPatternDestroy(wanted);
+        FcConfigDestroy(config);
     }
     ~FontFile() {
         FT_Done_Face(m_face);

@@ -35,6 +35,7 @@ std::vector<Workload> LayerWorkloads();
 // The model checker over elements in many classes, as many elements as the mesh has.
 std::vector<Workload> CheckWorkloads();
 // Two models compared, as many elements as the mesh has.
+std::vector<Workload> RuleWorkloads();
 std::vector<Workload> DiffWorkloads();
 // A picture of a mesh.
 std::vector<Workload> DrawWorkloads();

@@ -25,6 +25,7 @@ std::vector<Workload> AllWorkloads() {
     std::ranges::move(QueryWorkloads(), std::back_inserter(all));
     std::ranges::move(LayerWorkloads(), std::back_inserter(all));
     std::ranges::move(CheckWorkloads(), std::back_inserter(all));
+    std::ranges::move(RuleWorkloads(), std::back_inserter(all));
     std::ranges::move(DiffWorkloads(), std::back_inserter(all));
     std::ranges::move(DrawWorkloads(), std::back_inserter(all));
     return all;

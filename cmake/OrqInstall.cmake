@@ -7,10 +7,15 @@ get_property(orq_libraries GLOBAL PROPERTY ORQ_LIBRARIES)
 get_property(orq_include_dirs GLOBAL PROPERTY ORQ_INCLUDE_DIRS)
 list(REMOVE_DUPLICATES orq_include_dirs)
 
+# All of them at once, for hosts that need not choose.
+add_library(ORQSrvBasic INTERFACE)
+add_library(ORQSrvBasic::ORQSrvBasic ALIAS ORQSrvBasic)
+target_link_libraries(ORQSrvBasic INTERFACE ${orq_libraries})
+
 set(orq_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/ORQSrvBasic)
 set(orq_header_dir ${CMAKE_INSTALL_INCLUDEDIR}/ORQSrvBasic)
 
-install(TARGETS ${orq_libraries} EXPORT ORQSrvBasicTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(TARGETS ${orq_libraries} ORQSrvBasic EXPORT ORQSrvBasicTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 foreach(directory IN LISTS orq_include_dirs)
     install(DIRECTORY ${directory}/ DESTINATION ${orq_header_dir}
             FILES_MATCHING PATTERN "*.h" PATTERN "*.inc")

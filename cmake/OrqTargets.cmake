@@ -36,6 +36,7 @@ function(orq_add_library name)
     target_include_directories(${name} PUBLIC $<BUILD_INTERFACE:${ARG_INCLUDE}>
                                               $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ORQSrvBasic>)
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
+    target_compile_features(${name} PUBLIC cxx_std_20)
     target_link_options(${name} PRIVATE -Wl,--no-undefined)
     orq_reuse_headers(${name} orq_headers)
     if(ORQ_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang)

@@ -27,7 +27,7 @@ execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir}
                         ${PKG_CONFIG} --cflags --libs ORQSrvBasic
                 OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${CXX_FLAGS} ${flags}")
-run(${CXX} -std=c++20 ${sources}/consumer.cpp ${flags} -Wl,-rpath,${lib_dir} -o ${SCRATCH}/consumer)
+run(${CXX} ${sources}/consumer.cpp ${flags} -Wl,-rpath,${lib_dir} -o ${SCRATCH}/consumer)
 run(${SCRATCH}/consumer)
 
 if(EXISTS ${prefix}/bin/orqmodel)

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "ORQExcCheck.h"
 #include "ORQExcPoint.h"
@@ -30,6 +31,13 @@ const ORQExcRule kInverted = {
     .source =
         "C. J. Stimpson et al., The Verdict Geometric Quality Library, SAND2007-1751: scaled "
         "Jacobian"};
+const ORQExcRule kLeftHanded = {
+    .id = "ELM009",
+    .level = ORQExcLevel::Warning,
+    .title = "solid of a deck that is numbered the other way round",
+    .meaning = "the nodes go around the first face so that it faces inwards, which bulk data allow",
+    .breaks = "programs that need right-handed elements find a negative volume",
+    .mending = "exchange the first and the opposite face in the order of the nodes"};
 const ORQExcRule kDistorted = {
     .id = "ELM006",
     .level = ORQExcLevel::Warning,
@@ -67,6 +75,10 @@ class ElementShapeRun : public ORQExcCheckRun {
             kInverted, true,
             [](double jacobian) { return fmt::format("scaled Jacobian {:.3g}", jacobian); },
             findings);
+        m_leftHanded.Report(
+            kLeftHanded, true,
+            [](double jacobian) { return fmt::format("scaled Jacobian {:.3g}", jacobian); },
+            findings);
         m_distorted.Report(
             kDistorted, true,
             [](double jacobian) { return fmt::format("scaled Jacobian {:.3g}", jacobian); },
@@ -91,12 +103,28 @@ class ElementShapeRun : public ORQExcCheckRun {
         if (shape.dimension == 1 ? HasTwice(nodes)
                                  : size <= flat * std::pow(longest, shape.dimension)) {
             m_collapsed.Add(block, element, size);
+        } else if (jacobian < 0 && MayBeLeftHanded(block) &&
+                   m_scaledJacobian.of(shape, Mirrored(corners)) > 0) {
+            m_leftHanded.Add(block, element, jacobian);
         } else if (jacobian < 0 || (jacobian == 0 && !HasTwice(nodes))) {
             m_inverted.Add(block, element, jacobian);
         } else if (jacobian < least && !HasTwice(nodes)) {
             // One that has a node twice is a simpler shape, which has a rule of its own.
             m_distorted.Add(block, element, jacobian);
         }
+    }
+
+    /// A card of bulk data says in which order the nodes go around a face, not which way it faces.
+    static bool MayBeLeftHanded(const ORQExcModel::Block& block) {
+        return block.shape->dimension == 3 && block.shapeName.starts_with('C');
+    }
+
+    static std::vector<double> Mirrored(std::span<const double> points) {
+        std::vector<double> mirrored(points.begin(), points.end());
+        for (std::size_t x = 0; x < mirrored.size(); x += 3) {
+            mirrored[x] = -mirrored[x];
+        }
+        return mirrored;
     }
 
     static bool HasTwice(std::span<const int> nodes) {
@@ -124,13 +152,14 @@ class ElementShapeRun : public ORQExcCheckRun {
     const ORQExcQualityMeasure& m_scaledJacobian = *ORQExcFindQualityMeasure("scaled Jacobian");
     ElementFindings m_collapsed;
     ElementFindings m_inverted;
+    ElementFindings m_leftHanded;
     ElementFindings m_distorted;
 };
 
 }  // namespace
 
 ORQExcCheck ElementShapeCheck() {
-    return {{kCollapsed, kInverted, kDistorted}, BeginRun<ElementShapeRun>};
+    return {{kCollapsed, kInverted, kDistorted, kLeftHanded}, BeginRun<ElementShapeRun>};
 }
 
 }  // namespace orq::exchange

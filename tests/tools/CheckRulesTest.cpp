@@ -343,6 +343,26 @@ TEST_F(CheckRulesTest, WhatIsFoundBecomesSetsThatTheNextCheckReplaces) {
     EXPECT_THAT(sets(), testing::Not(testing::Contains(HasSubstr("check"))));
 }
 
+// What a deck may do, a mesh may not.
+TEST_F(CheckRulesTest, SolidsThatFaceInwardsAreInvertedUnlessTheyAreOfADeck) {
+    const auto found = [&](const std::string& option) {
+        std::vector<std::string> texts;
+        const json report = Report({"--only", option});
+        for (const json& finding : report["findings"]) {
+            texts.push_back(TextOf(finding));
+        }
+        return texts;
+    };
+    Import(".bdf",
+           "BEGIN BULK\nGRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,0.,1.,0.\nGRID,4,,0.,0.,1.\n"
+           "CTETRA,1,1,1,3,2,4\nPSOLID,1,1\nMAT1,1,1.+7,,.3\nENDDATA\n");
+    EXPECT_THAT(found("ELM"), ElementsAre("ELM009 block \"PSOLID 1\" 1"));
+    Import(".msh",
+           "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$Nodes\n4\n1 0 0 0\n2 1 0 0\n3 0 1 0\n4 0 0 1\n"
+           "$EndNodes\n$Elements\n1\n1 4 2 1 1 1 3 2 4\n$EndElements\n");
+    EXPECT_THAT(found("ELM"), ElementsAre(HasSubstr("ELM005 block")));
+}
+
 // A host's rule: a model may have so many nodes.
 TEST_F(CheckRulesTest, AHostAddsRulesOfItsOwn) {
     class CountNodes : public ORQExcCheckRun {

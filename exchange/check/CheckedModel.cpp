@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "ORQExcCheck.h"
+#include "check/Checks.h"
 
 using namespace orq::exchange;
 
@@ -63,7 +64,9 @@ double ORQExcCheckedModel::Diagonal() const {
 }
 
 bool ORQExcCheckedModel::IsWanted(std::string_view rule) const {
-    const auto names = [&](const std::string& text) { return rule.starts_with(text); };
+    const auto names = [&](const std::string& text) {
+        return rule == text || GroupOf(rule) == text;
+    };
     return (m_options.only.empty() || std::ranges::any_of(m_options.only, names)) &&
            std::ranges::none_of(m_options.skip, names);
 }

@@ -14,14 +14,11 @@
 #include "check/Checks.h"
 #include "model/OrdinalSet.h"
 
+using orq::exchange::GroupOf;
+
 namespace {
 
 constexpr int kSlice = 1 << 15;  // elements at a time; bounds the memory
-
-std::string GroupOf(const ORQExcRule& rule) {
-    const std::string id = rule.id;
-    return id.substr(0, id.find_first_of("0123456789"));
-}
 
 /// One run over a model: the checks that are wanted, and what they find.
 class CheckRun {
@@ -41,33 +38,37 @@ class CheckRun {
     }
 
     ORQExcCheckResult Run() {
-        if (std::ranges::any_of(m_runs, &ORQExcCheckRun::VisitsElements)) {
-            Attempt([&] { VisitBlocks(); });
-        }
+        RequireBlocks();
+        bool areAllSeen = false;
+        Attempt([&] { areAllSeen = VisitBlocks(); });
         for (std::size_t i = 0; i < m_runs.size(); ++i) {
-            Attempt([&] { m_runs[i]->Finish(m_result.findings); });
+            if (areAllSeen || !m_runs[i]->NeedsAllElements()) {
+                Attempt([&] { m_runs[i]->Finish(m_result.findings); });
+            }
             m_runs[i].reset();  // what it held is no longer needed
             Tell(0.5 + 0.5 * static_cast<double>(i + 1) / static_cast<double>(m_runs.size()));
         }
         std::erase_if(m_result.findings, [&](const ORQExcFinding& finding) {
             return !m_model.IsWanted(finding.rule);
         });
-        Attempt([&] { Complete(); });
+        Complete();
         return std::move(m_result);
     }
 
   private:
     /// One check that fails leaves the others alone. The same reason is kept once: several checks
-    /// read the same.
+    /// read the same. Answers whether it went well.
     template <class Work>
-    void Attempt(const Work& work) {
+    bool Attempt(const Work& work) {
         try {
             work();
+            return true;
         } catch (const ORQBasFailure& failure) {
             AddFailure({failure.Text(), false});
         } catch (ORQBasException& exception) {
             AddFailure({exception.DeveloperReport(ORQBasStringMode::Unicode).c_str(), true});
         }
+        return false;
     }
 
     void AddFailure(ORQExcCheckResult::Failure failure) {
@@ -77,19 +78,42 @@ class CheckRun {
         }
     }
 
+    void RequireBlocks() {
+        std::vector<std::string> names;
+        const auto readNames = [&] {
+            for (const ORQExcModel::Block& block : m_model.Model().Blocks()) {
+                names.push_back(block.name);
+            }
+        };
+        if (m_options.blockLimits.empty() || !Attempt(readNames)) {
+            return;
+        }
+        for (const auto& [block, limits] : m_options.blockLimits) {
+            if (std::ranges::find(names, block) == names.end()) {
+                ORQBasThrowUsage(fmt::format("limits: there is no block \"{}\"{}", block,
+                                             ORQExcNearNames(block, names)));
+            }
+        }
+    }
+
     void Tell(double done) const {
         if (m_options.progress) {
             m_options.progress(done);
         }
     }
 
-    void VisitBlocks() {
-        const ORQExcModel& model = m_model.Model();
-        std::int64_t done = 0;
-        for (const ORQExcModel::Block& block : model.Blocks()) {
-            // A block whose connectivity cannot be read leaves the others alone.
-            Attempt([&] { VisitBlock(block, done); });
+    /// Answers whether all elements were seen.
+    bool VisitBlocks() {
+        if (std::ranges::none_of(m_runs, &ORQExcCheckRun::VisitsElements)) {
+            return true;
         }
+        bool areAllSeen = true;
+        std::int64_t done = 0;
+        for (const ORQExcModel::Block& block : m_model.Model().Blocks()) {
+            // A block whose connectivity cannot be read leaves the others alone.
+            areAllSeen = Attempt([&] { VisitBlock(block, done); }) && areAllSeen;
+        }
+        return areAllSeen;
     }
 
     void VisitBlock(const ORQExcModel::Block& block, std::int64_t& done) {
@@ -127,6 +151,9 @@ class CheckRun {
     void Complete() {
         for (ORQExcFinding& finding : m_result.findings) {
             finding.level = m_rules.at(finding.rule)->level;
+            for (const int member : finding.members) {
+                finding.labels.push_back({-1, member});
+            }
         }
         using Place = ORQExcFinding::Place;
         const auto has = [&](Place place) {
@@ -135,16 +162,19 @@ class CheckRun {
         };
         for (const Place place : {Place::Node, Place::Element}) {
             if (has(place)) {
-                Label(place);
+                Attempt([&] { Label(place); });
             }
         }
-        for (ORQExcFinding& finding : m_result.findings) {
-            if (!finding.members.empty() && m_model.Model().Dimension() > 0) {
-                finding.position = PositionOf(finding.place, finding.members[0]);
+        Attempt([&] {
+            for (ORQExcFinding& finding : m_result.findings) {
+                if (!finding.members.empty() && m_model.Model().Dimension() > 0) {
+                    finding.position = PositionOf(finding.place, finding.members[0]);
+                }
             }
-        }
+        });
     }
 
+    /// Those that have a label, in place of their ordinals.
     void Label(ORQExcFinding::Place place) {
         const ORQExcModel& model = m_model.Model();
         const bool areNodes = place == ORQExcFinding::Place::Node;
@@ -162,10 +192,11 @@ class CheckRun {
             if (finding.place != place) {
                 continue;
             }
-            for (const int member : finding.members) {
-                const auto at = static_cast<std::size_t>(member);
-                finding.labels.push_back(
-                    {instanceOf[at], instanceOf[at] < 0 ? member : labels[at]});
+            for (ORQExcFinding::Label& label : finding.labels) {
+                const auto at = static_cast<std::size_t>(label.label);
+                if (instanceOf[at] >= 0) {
+                    label = {instanceOf[at], labels[at]};
+                }
             }
         }
     }
@@ -243,12 +274,28 @@ void ORQExcChecker::Require(const std::string& ruleOrGroup) const {
     std::set<std::string> names;
     for (const ORQExcRule* rule : Rules()) {
         names.insert(rule->id);
-        names.insert(GroupOf(*rule));
+        names.emplace(GroupOf(rule->id));
     }
     if (!names.contains(ruleOrGroup)) {
         ORQBasThrowUsage(
             fmt::format("there is no rule or group \"{}\"{}", ruleOrGroup,
                         ORQExcNearNames(ruleOrGroup, std::vector(names.begin(), names.end()))));
+    }
+}
+
+void ORQExcChecker::RequireLimit(const std::string& rule, bool isOfBlock) const {
+    const std::vector<const ORQExcRule*> rules = Rules();
+    const auto found = std::ranges::find(
+        rules, rule, [](const ORQExcRule* one) { return std::string_view(one->id); });
+    if (found == rules.end()) {
+        Require(rule);
+        ORQBasThrowUsage(fmt::format("limits are of rules; \"{}\" is a group", rule));
+    }
+    if (!(*found)->limit) {
+        ORQBasThrowUsage(fmt::format("rule \"{}\" has no limit", rule));
+    }
+    if (isOfBlock && !(*found)->isByBlock) {
+        ORQBasThrowUsage(fmt::format("rule \"{}\" has one limit for all blocks", rule));
     }
 }
 
@@ -260,11 +307,11 @@ ORQExcCheckResult ORQExcChecker::Run(const ORQObjDocument& document,
         }
     }
     for (const auto& [rule, limit] : options.limits) {
-        Require(rule);
+        RequireLimit(rule, false);
     }
     for (const auto& [block, limits] : options.blockLimits) {
         for (const auto& [rule, limit] : limits) {
-            Require(rule);
+            RequireLimit(rule, true);
         }
     }
     return CheckRun(m_checks, document, options).Run();

@@ -1,10 +1,17 @@
 #pragma once
 
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "ORQExcCheck.h"
 
 namespace orq::exchange {
+
+/// The letters of an identifier.
+inline std::string_view GroupOf(std::string_view rule) {
+    return rule.substr(0, rule.find_first_of("0123456789"));
+}
 
 /// All checks of the library, in the order in which they report.
 std::vector<ORQExcCheck> AllChecks();

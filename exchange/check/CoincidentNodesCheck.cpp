@@ -32,17 +32,11 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         : m_model(model), m_tolerance(model.Limit(kCoincident) * model.Diagonal()) {}
 
     bool VisitsElements() const override { return m_model.Model().Dimension() > 0; }
+    bool NeedsAllElements() const override { return true; }
     void Visit(const ORQExcCheckedElements& elements) override {
         m_hasElements = true;
-        // Only springs and the like join nodes at one place on purpose.
-        if (elements.block.shape->dimension > 1) {
-            return;
-        }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            const std::span<const int> nodes = elements.NodesOf(i);
-            for (std::size_t k = 1; k < nodes.size(); ++k) {
-                m_joined.push_back(std::minmax(nodes[0], nodes[k]));
-            }
+            AddJoined(*elements.block.shape, elements.NodesOf(i), elements.PointsOf(i));
         }
     }
 
@@ -67,6 +61,23 @@ class CoincidentNodesRun : public ORQExcCheckRun {
     }
 
   private:
+    /// Springs and cohesive elements join nodes at one place on purpose.
+    void AddJoined(const ORQExcShape& shape, std::span<const int> nodes,
+                   std::span<const double> points) {
+        const auto at = [&](int place) {
+            const double* const point = points.data() + std::ptrdiff_t{3} * place;
+            return Point{point[0], point[1], point[2]};
+        };
+        for (const ORQExcShape::Side& edge : shape.edges) {
+            const int from = edge.nodes[0];
+            const int to = edge.nodes[1];
+            if (Length(at(to) - at(from)) <= m_tolerance) {
+                m_joined.push_back(std::minmax(nodes[static_cast<std::size_t>(from)],
+                                               nodes[static_cast<std::size_t>(to)]));
+            }
+        }
+    }
+
     /// Nodes of each instance, or all nodes without instances.
     std::vector<std::vector<int>> Parts() const {
         std::vector<std::vector<int>> parts;

@@ -1,10 +1,14 @@
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <iterator>
 #include <map>
+#include <tuple>
 
 #include "ORQExcCheck.h"
 #include "ORQSimCollection.h"
 #include "check/Checks.h"
+#include "check/MembersHash.h"
 #include "model/OrdinalSet.h"
 
 namespace orq::exchange {
@@ -14,18 +18,11 @@ const ORQExcRule kDuplicate = {
     .id = "ELM002",
     .level = ORQExcLevel::Warning,
     .title = "element with the same nodes as another one",
-    .meaning = "two elements of one shape connect the same nodes",
+    .meaning =
+        "two elements of one shape connect the same nodes; of springs and the like, two of "
+        "one block with the same attributes",
     .breaks = "stiffness and mass count twice there, unless layers were meant",
     .mending = "remove one of the two"};
-
-/// The finaliser of MurmurHash3, which spreads every bit: sums of it tell sets of nodes apart.
-std::uint64_t Spread(std::uint64_t value) {
-    value ^= value >> 33U;
-    value *= 0xff51afd7ed558ccdU;
-    value ^= value >> 33U;
-    value *= 0xc4ceb9fe1a85ec53U;
-    return value ^ (value >> 33U);
-}
 
 class DuplicatesRun : public ORQExcCheckRun {
   public:
@@ -39,12 +36,11 @@ class DuplicatesRun : public ORQExcCheckRun {
             return;  // masses and the like share nodes on purpose
         }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            // Of the shape as well; the order of the nodes does not matter to a sum.
-            std::uint64_t hash = static_cast<std::uint64_t>(elements.block.shape->vtkType);
+            MembersHash hash;
             for (const int node : elements.NodesOf(i)) {
-                hash += Spread(static_cast<std::uint64_t>(node) + 1);
+                hash.Add(node);
             }
-            m_keys.push_back({hash, elements.ordinals[i]});
+            m_keys.push_back({hash.Value(), elements.ordinals[i]});
         }
     }
 
@@ -60,9 +56,10 @@ class DuplicatesRun : public ORQExcCheckRun {
         }
         m_keys = {};
         std::ranges::sort(alike);
+        // An element that stands in two blocks is no other one.
+        alike.erase(std::unique(alike.begin(), alike.end()), alike.end());
         std::vector<int> members = Later(alike);
         if (!members.empty()) {
-            std::ranges::sort(members);
             findings.push_back({.rule = kDuplicate.id,
                                 .message = "has the nodes of an element before it",
                                 .place = ORQExcFinding::Place::Element,
@@ -77,11 +74,18 @@ class DuplicatesRun : public ORQExcCheckRun {
         auto operator<=>(const Key&) const = default;
     };
 
-    /// Of elements with equal nodes all but the first.
+    /// What makes elements duplicates: the shape, or the block of lines, which may lie upon each
+    /// other as a rod along a bar; the nodes; and the attributes of lines, such as the component
+    /// of a spring.
+    using Alike = std::tuple<const void*, std::vector<int>, std::vector<std::uint64_t>>;
+
+    /// Of elements with equal nodes all but the first, ascending.
     std::vector<int> Later(const std::vector<int>& elements) const {
         std::vector<int> later;
-        std::map<std::pair<const ORQExcShape*, std::vector<int>>, int> first;
+        std::map<Alike, int> first;
         for (const ORQExcModel::Block& block : m_model.Model().Blocks()) {
+            const bool areLines = block.shape->dimension == 1;
+            const void* const kind = areLines ? static_cast<const void*>(&block) : block.shape;
             std::vector<int> ofBlock;
             std::ranges::copy_if(elements, std::back_inserter(ofBlock), [&](int element) {
                 return block.elements.SeekMember(element) >= 0;
@@ -91,18 +95,44 @@ class DuplicatesRun : public ORQExcCheckRun {
             if (ofBlock.empty()) {
                 continue;
             }
-            m_model.Model().ReadConnectivity(
-                block, OrdinalSet(ORQSimCollection(block.elements.CollectionID()), ofBlock), nodes);
+            const ORQSimCSet set =
+                OrdinalSet(ORQSimCollection(block.elements.CollectionID()), ofBlock);
+            m_model.Model().ReadConnectivity(block, set, nodes);
+            const std::size_t nAttributes = areLines ? block.attributes.size() : 0;
+            const std::vector<std::uint64_t> attributes =
+                nAttributes > 0 ? AttributesOf(block, set) : std::vector<std::uint64_t>();
             for (std::size_t i = 0; i < ofBlock.size(); ++i) {
-                const auto at = nodes.begin() + static_cast<std::ptrdiff_t>(i * nEach);
-                std::vector<int> key(at, at + static_cast<std::ptrdiff_t>(nEach));
-                std::ranges::sort(key);
-                if (!first.emplace(std::pair(block.shape, std::move(key)), ofBlock[i]).second) {
+                std::vector<int> ofElement = Row(nodes, i, nEach);
+                std::ranges::sort(ofElement);
+                const auto [known, isNew] = first.emplace(
+                    Alike{kind, std::move(ofElement), Row(attributes, i, nAttributes)}, ofBlock[i]);
+                if (!isNew && known->second != ofBlock[i]) {
                     later.push_back(ofBlock[i]);
                 }
             }
         }
+        std::ranges::sort(later);
+        later.erase(std::unique(later.begin(), later.end()), later.end());
         return later;
+    }
+
+    /// As bits, which compare also where a value is no number.
+    std::vector<std::uint64_t> AttributesOf(const ORQExcModel::Block& block,
+                                            const ORQSimCSet& elements) const {
+        std::vector<double> values(static_cast<std::size_t>(elements.Size()) *
+                                   block.attributes.size());
+        m_model.Model().ReadAttributes(block, elements, values);
+        std::vector<std::uint64_t> bits;
+        std::ranges::transform(values, std::back_inserter(bits),
+                               [](double value) { return std::bit_cast<std::uint64_t>(value); });
+        return bits;
+    }
+
+    template <class Value>
+    static std::vector<Value> Row(const std::vector<Value>& table, std::size_t row,
+                                  std::size_t size) {
+        const auto begin = table.begin() + static_cast<std::ptrdiff_t>(row * size);
+        return {begin, begin + static_cast<std::ptrdiff_t>(size)};
     }
 
     const ORQExcCheckedModel& m_model;

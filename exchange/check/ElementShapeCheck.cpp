@@ -18,14 +18,15 @@ const ORQExcRule kCollapsed = {.id = "ELM004",
                                .breaks = "the stiffness is singular or infinite",
                                .mending = "remove the element, or move its nodes",
                                .limit = 1e-10,
-                               .limitOf = "of the cube (square, length) of its longest edge"};
+                               .limitOf = "of the cube (square, length) of its longest edge",
+                               .isByBlock = true};
 const ORQExcRule kInverted = {
     .id = "ELM005",
     .level = ORQExcLevel::Error,
     .title = "inverted element",
     .meaning =
-        "the Jacobian is negative at a corner: the element is turned inside out, or has a "
-        "corner beyond its own sides",
+        "the Jacobian is zero or negative at a corner: the element is turned inside out, or has a "
+        "corner on or beyond its own sides",
     .breaks = "solvers stop, or give the part negative stiffness",
     .mending = "turn the order of the nodes, or move the node that is beyond",
     .source =
@@ -47,6 +48,7 @@ const ORQExcRule kDistorted = {
     .mending = "mesh the place again",
     .limit = 0.1,
     .limitOf = "at least, of the scaled Jacobian",
+    .isByBlock = true,
     .source =
         "C. J. Stimpson et al., The Verdict Geometric Quality Library, SAND2007-1751: scaled "
         "Jacobian"};

@@ -18,6 +18,7 @@ const ORQExcRule kOff = {
     .mending = "move the node to the middle; nothing, at the tip of a crack",
     .limit = 0.2,
     .limitOf = "of the length of the edge",
+    .isByBlock = true,
     .source =
         "R. S. Barsoum, International Journal for Numerical Methods in Engineering 10 (1976) "
         "25-37: quarter points"};

@@ -114,18 +114,20 @@ class NormalsRun : public ORQExcCheckRun {
 
     /// Two shells with several edges in common lie upon each other.
     void EraseDoubled() {
-        std::vector<Neighbour> kept;
-        for (std::size_t i = 0; i < m_neighbours.size(); ++i) {
-            const auto isOfPair = [&](const Neighbour& other) {
-                return other.shell == m_neighbours[i].shell && other.other == m_neighbours[i].other;
-            };
-            const bool isDoubled = (i > 0 && isOfPair(m_neighbours[i - 1])) ||
-                                   (i + 1 < m_neighbours.size() && isOfPair(m_neighbours[i + 1]));
-            if (!isDoubled) {
-                kept.push_back(m_neighbours[i]);
+        std::size_t nKept = 0;
+        for (std::size_t i = 0; i < m_neighbours.size();) {
+            const Neighbour first = m_neighbours[i];
+            std::size_t end = i + 1;
+            while (end < m_neighbours.size() && m_neighbours[end].shell == first.shell &&
+                   m_neighbours[end].other == first.other) {
+                ++end;
             }
+            if (end == i + 1) {
+                m_neighbours[nKept++] = first;
+            }
+            i = end;
         }
-        m_neighbours = std::move(kept);
+        m_neighbours.resize(nKept);
     }
 
     /// Of each connected surface the shells that face the other way than most. A surface with one

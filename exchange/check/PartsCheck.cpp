@@ -26,7 +26,11 @@ class PartsRun : public ORQExcCheckRun {
     }
 
     bool VisitsElements() const override { return true; }
+    bool NeedsAllElements() const override { return true; }
     void Visit(const ORQExcCheckedElements& elements) override {
+        if (elements.NodesEach() == 1) {
+            return;  // a mass at a node is no part of its own
+        }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
             const std::span<const int> nodes = elements.NodesOf(i);
             for (const int node : nodes) {

@@ -61,8 +61,8 @@ class ResultsRun : public ORQExcCheckRun {
         }
     }
 
-    static void CheckValues(const ORQExcResults& results, const ORQExcResults::Field& field,
-                            std::vector<ORQExcFinding>& findings) {
+    void CheckValues(const ORQExcResults& results, const ORQExcResults::Field& field,
+                     std::vector<ORQExcFinding>& findings) const {
         using Place = ORQExcResultArray::Place;
         if (field.place == Place::Model) {
             return;  // one number a time is plain to see
@@ -81,12 +81,23 @@ class ResultsRun : public ORQExcCheckRun {
                                            results.Steps()[static_cast<std::size_t>(at.step)],
                                            field.name),
                      .message = fmt::format("values at time {:.9g} are not finite", at.time),
-                     .place = field.place == Place::Node ? ORQExcFinding::Place::Node
-                                                         : ORQExcFinding::Place::Element,
+                     .place = PlaceOf(all),
                      .members = std::move(wrong)});
+                if (findings.back().place == ORQExcFinding::Place::Model) {
+                    findings.back().members.clear();
+                }
                 return;  // what follows a divergence is more of the same
             }
         }
+    }
+
+    /// Values may stand at members of other collections, which are no nodes and no elements.
+    ORQExcFinding::Place PlaceOf(const ORQSimCSet& members) const {
+        const ORQExcModel& model = m_model.Model();
+        return members.CollectionID() == model.Nodes().CollectionID() ? ORQExcFinding::Place::Node
+               : members.CollectionID() == model.Elements().CollectionID()
+                   ? ORQExcFinding::Place::Element
+                   : ORQExcFinding::Place::Model;
     }
 
     static void AddNotFinite(const ORQExcResults& results, const ORQExcResults::Field& field,

@@ -1,7 +1,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <set>
+#include <map>
+#include <string_view>
 
 #include "ORQExcCheck.h"
 #include "ORQExcLayup.h"
@@ -51,14 +52,18 @@ class SectionsRun : public ORQExcCheckRun {
         std::vector<int> sectionOf(static_cast<std::size_t>(m_model.Model().NumElements()), kNone);
         std::vector<int> twice;
         std::vector<bool> isUsed(layup.sections.size());
+        std::map<std::string_view, const ORQExcModel::Set*> sets;
+        for (const ORQExcModel::Set& set : m_model.Model().ElementSets()) {
+            sets.emplace(set.name, &set);
+        }
         for (const ORQExcLayup::Assignment& assignment : layup.assignments) {
-            const auto& sets = m_model.Model().ElementSets();
-            const auto set =
-                std::ranges::find(sets, assignment.elementSet, &ORQExcModel::Set::name);
-            if (set == sets.end()) {
+            const auto set = sets.find(assignment.elementSet);
+            // An assignment without a section, or of a set that the model lacks, assigns nothing.
+            if (set == sets.end() || assignment.section < 0) {
                 continue;
             }
-            for (ORQSimCSetIterator element{set->members}; !element.IsDone(); element.Next()) {
+            for (ORQSimCSetIterator element{set->second->members}; !element.IsDone();
+                 element.Next()) {
                 int& section = sectionOf[static_cast<std::size_t>(element.CurrentValue())];
                 if (section == kNone) {
                     section = assignment.section;
@@ -68,6 +73,8 @@ class SectionsRun : public ORQExcCheckRun {
                 }
             }
         }
+        std::ranges::sort(twice);
+        twice.erase(std::unique(twice.begin(), twice.end()), twice.end());
         if (!twice.empty()) {
             findings.push_back({.rule = kTwo.id,
                                 .message = "two sections are assigned",

@@ -1,11 +1,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <map>
 
 #include "ORQExcCheck.h"
 #include "ORQExcNearNames.h"
 #include "check/Checks.h"
+#include "check/MembersHash.h"
 
 namespace orq::exchange {
 namespace {
@@ -66,31 +68,41 @@ class SetsRun : public ORQExcCheckRun {
                                     .message = "has no members"});
             }
         }
-        std::vector<const ORQExcModel::Set*> bySize;
-        std::ranges::copy_if(sets, std::back_inserter(bySize),
-                             [](const auto* set) { return !set->members.IsEmpty(); });
-        std::ranges::stable_sort(bySize, {}, [](const auto* set) { return set->members.Size(); });
-        // Sets of other sizes differ, so only neighbours in this order are compared.
-        for (std::size_t i = 1; i < bySize.size(); ++i) {
-            for (std::size_t k = i; k-- > 0;) {
-                if (bySize[k]->members.Size() != bySize[i]->members.Size()) {
-                    break;
-                }
-                if (bySize[k]->members.SameMembers(bySize[i]->members)) {
-                    findings.push_back(
-                        {.rule = kEqual.id,
-                         .object = Named(kind, bySize[i]->name),
-                         .message = fmt::format("has the {} members of \"{}\"",
-                                                bySize[i]->members.Size(), bySize[k]->name)});
-                    break;
-                }
-            }
-        }
+        CompareMembers(kind, sets, findings);
         std::vector<std::string> names;
         for (const ORQExcModel::Set* set : sets) {
             names.push_back(set->name);
         }
         CompareNames(kind, names, findings);
+    }
+
+    static void CompareMembers(const char* kind, const std::vector<const ORQExcModel::Set*>& sets,
+                               std::vector<ORQExcFinding>& findings) {
+        std::map<int, std::vector<const ORQExcModel::Set*>> bySize;
+        for (const ORQExcModel::Set* set : sets) {
+            bySize[set->members.Size()].push_back(set);
+        }
+        bySize.erase(0);
+        for (const auto& [size, ofSize] : bySize) {
+            std::map<std::uint64_t, const ORQExcModel::Set*> first;  // by hash of members
+            for (std::size_t i = 0; i < ofSize.size() && ofSize.size() > 1; ++i) {
+                const auto [known, isNew] = first.emplace(HashOf(ofSize[i]->members), ofSize[i]);
+                if (!isNew && known->second->members.SameMembers(ofSize[i]->members)) {
+                    findings.push_back({.rule = kEqual.id,
+                                        .object = Named(kind, ofSize[i]->name),
+                                        .message = fmt::format("has the {} members of \"{}\"", size,
+                                                               known->second->name)});
+                }
+            }
+        }
+    }
+
+    static std::uint64_t HashOf(const ORQSimCSet& members) {
+        MembersHash hash;
+        for (ORQSimCSetIterator member{members}; !member.IsDone(); member.Next()) {
+            hash.Add(member.CurrentValue());
+        }
+        return hash.Value();
     }
 
     static void CompareNames(const char* kind, const std::vector<std::string>& names,

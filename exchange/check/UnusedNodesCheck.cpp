@@ -19,6 +19,7 @@ class UnusedNodesRun : public ORQExcCheckRun {
         : m_model(model.Model()), m_isUsed(static_cast<std::size_t>(m_model.NumNodes())) {}
 
     bool VisitsElements() const override { return true; }
+    bool NeedsAllElements() const override { return true; }
     void Visit(const ORQExcCheckedElements& elements) override {
         for (const int node : elements.nodes) {
             m_isUsed[static_cast<std::size_t>(node)] = 1;

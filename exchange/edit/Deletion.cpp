@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <set>
 
 #include "ORQExcEdit.h"
 #include "ORQObjStep.h"
@@ -97,14 +98,14 @@ std::string CardOf(Kind kind, const ORQSimPosition& object) {
                                    : std::string();
 }
 
-bool HasCard(Kind kind, const std::string& card, const ORQObjDocument& document) {
+/// The cards of all objects of a kind.
+std::set<std::string> CardsOf(Kind kind, const ORQObjDocument& document) {
+    std::set<std::string> cards;
     const ORQSimMap map = document.GetModel().GetMap(MapSlotOf(kind));
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
-        if (CardOf(kind, *entry) == card) {
-            return true;
-        }
+        cards.insert(CardOf(kind, *entry));
     }
-    return false;
+    return cards;
 }
 
 /// Arrays of the file that go by the places of sets.
@@ -119,9 +120,9 @@ void DropArrays(Kind kind, const ORQObjDocument& document, ORQExcReport& report)
 
 }  // namespace
 
-std::vector<std::string> orq::exchange::DeleteButCards(const ORQObjDocument& document, Kind kind,
-                                                       const std::string& name, bool force,
-                                                       const Users& users, ORQExcReport& report) {
+DeletedObject orq::exchange::DeleteButCards(const ORQObjDocument& document, Kind kind,
+                                            const std::string& name, bool force, const Users& users,
+                                            ORQExcReport& report) {
     const ORQSimPosition object = FindObject(kind, name, document);
     if (kind == Kind::Block || kind == Kind::Instance) {
         Refuse(fmt::format("{} \"{}\" has nodes or elements, which are not deleted", NameOf(kind),
@@ -145,12 +146,22 @@ std::vector<std::string> orq::exchange::DeleteButCards(const ORQObjDocument& doc
     Remove(kind, object, document);
     report.Drop(NameOf(kind), name, count, "deleted");
     DropArrays(kind, document, report);
-    std::vector<std::string> names = {name};
-    if (!card.empty() && !HasCard(kind, card, document)) {
-        const std::string part = PartOf(name, document);
-        names.push_back(part.empty() ? card : card + " " + part);
+    return {name, card};
+}
+
+void orq::exchange::DropCardsOfDeleted(Kind kind, const std::vector<DeletedObject>& deleted,
+                                       const ORQObjDocument& document, ORQExcReport& report) {
+    const std::set<std::string> cards = CardsOf(kind, document);
+    const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+    std::vector<std::string> names;
+    for (const DeletedObject& object : deleted) {
+        names.push_back(object.name);
+        if (!object.card.empty() && !cards.contains(object.card)) {
+            const std::string part = PartOf(object.name, texts);
+            names.push_back(part.empty() ? object.card : object.card + " " + part);
+        }
     }
-    return names;
+    DropCardsOf(names, document, report);
 }
 
 void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& name, bool force,
@@ -159,6 +170,6 @@ void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& 
         DeleteField(document, name, report);
         return;
     }
-    DropCardsOf(DeleteButCards(document, kind, name, force, Users(document), report), document,
-                report);
+    DropCardsOfDeleted(kind, {DeleteButCards(document, kind, name, force, Users(document), report)},
+                       document, report);
 }

@@ -8,12 +8,20 @@
 
 namespace orq::exchange {
 
+struct DeletedObject {
+    std::string name;
+    std::string card;  ///< whatever the name: "MAT1 7"; empty for what has none
+};
+
 /// As ORQExcDelete, of everything but fields, with users that were found before; but cards that are
-/// kept of the object stay. Answers the names that they may have: that of the object, and that by its
-/// card and number where it was renamed since and no other section has the number.
-[[nodiscard]] std::vector<std::string> DeleteButCards(const ORQObjDocument& document,
-                                                      ORQExcObjectKind kind,
-                                                      const std::string& name, bool force,
-                                                      const Users& users, ORQExcReport& report);
+/// kept of the object stay, for DropCardsOfDeleted.
+[[nodiscard]] DeletedObject DeleteButCards(const ORQObjDocument& document, ORQExcObjectKind kind,
+                                           const std::string& name, bool force, const Users& users,
+                                           ORQExcReport& report);
+/// Takes the cards away that are kept of objects of a kind: by name, and by card and number of what
+/// was renamed since, where no other object of the kind has them. Looks through the objects and the
+/// texts once.
+void DropCardsOfDeleted(ORQExcObjectKind kind, const std::vector<DeletedObject>& deleted,
+                        const ORQObjDocument& document, ORQExcReport& report);
 
 }  // namespace orq::exchange

@@ -129,8 +129,8 @@ void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument
     }
 }
 
-std::string PartOf(const std::string& name, const ORQObjDocument& document) {
-    return PartAmong(PartsOf(ORQExcReadKeptTexts(document)), name);
+std::string PartOf(const std::string& name, const std::vector<ORQExcKeptText>& texts) {
+    return PartAmong(PartsOf(texts), name);
 }
 
 void DropCardsOf(const std::vector<std::string>& names, const ORQObjDocument& document,

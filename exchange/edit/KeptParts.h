@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "ORQExcKeptTexts.h"
 #include "ORQExcReport.h"
 #include "ORQObjDocument.h"
 
@@ -24,7 +25,7 @@ void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument
 
 /// The instance of a deck of several that an object of the name belongs to: its name ends so. Empty
 /// for the main one, and for a model that is no such deck.
-std::string PartOf(const std::string& name, const ORQObjDocument& document);
+std::string PartOf(const std::string& name, const std::vector<ORQExcKeptText>& texts);
 
 /// Takes the cards that are kept of objects, of names as the model has them, out of the texts, and
 /// enters that into the report. Looks through the texts once.

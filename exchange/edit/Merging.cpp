@@ -58,15 +58,17 @@ std::vector<char> HavePlaces(const ORQExcModel& model, const std::vector<Point>&
     return have;
 }
 
-/// Sets the targets of nodes of an instance that lie near one of a lower label.
+/// Sets the targets of nodes of an instance that lie near one of a lower label. A node that several
+/// instances label is one of the first: its place is used up.
 void FindTargets(const LabelledMembers& of, const std::vector<Point>& all,
-                 const std::vector<char>& havePlaces, double tolerance, std::vector<int>& targets) {
+                 std::vector<char>& havePlaces, double tolerance, std::vector<int>& targets) {
     std::vector<Point> points;
     std::vector<int> nodes;
     for (const int node : of.ordinals) {
         if (havePlaces[static_cast<std::size_t>(node)] != 0) {
             points.push_back(all[static_cast<std::size_t>(node)]);
             nodes.push_back(node);
+            havePlaces[static_cast<std::size_t>(node)] = 0;
         }
     }
     CoincidentNodes coincident(points, tolerance);
@@ -133,7 +135,7 @@ void ORQExcMergeNodes(const ORQObjDocument& document, const ORQExcMerging& mergi
     std::iota(targets.begin(), targets.end(), 0);
     {
         const std::vector<Point> points = PointsOf(model);
-        const std::vector<char> havePlaces = HavePlaces(model, points);
+        std::vector<char> havePlaces = HavePlaces(model, points);
         for (std::size_t i = 0; i < instances.size(); ++i) {
             FindTargets(instances[i], points, havePlaces, merging.tolerance, targets);
             merging.progress(kFinding * static_cast<double>(i + 1) /

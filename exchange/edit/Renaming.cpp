@@ -50,8 +50,9 @@ void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& docume
 
 void CheckPart(Kind kind, const std::string& name, const std::string& newName,
                const ORQObjDocument& document) {
-    const std::string part = PartOf(name, document);
-    if (PartOf(newName, document) != part) {
+    const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+    const std::string part = PartOf(name, texts);
+    if (PartOf(newName, texts) != part) {
         Refuse(part.empty()
                    ? fmt::format("{} \"{}\": the name \"{}\" ends like those of another instance",
                                  NameOf(kind), name, newName)

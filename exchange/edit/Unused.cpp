@@ -1,6 +1,6 @@
-#include <algorithm>
-#include <iterator>
-#include <numeric>
+#include <cstdint>
+#include <span>
+#include <vector>
 
 #include "ORQExcEdit.h"
 #include "ORQExcModel.h"
@@ -53,32 +53,30 @@ void DropNodes(const ORQObjDocument& document, ORQExcReport& report,
 void DropMaterials(const ORQObjDocument& document, ORQExcReport& report) {
     constexpr auto kKind = ORQExcObjectKind::Material;
     const Users users(document);
-    std::vector<std::string> dropped;
+    std::vector<DeletedObject> dropped;
     for (const std::string& name : NamesOf(kKind, document)) {
         if (users.Of(kKind, FindObject(kKind, name, document)).empty()) {
-            std::ranges::copy(DeleteButCards(document, kKind, name, false, users, report),
-                              std::back_inserter(dropped));
+            dropped.push_back(DeleteButCards(document, kKind, name, false, users, report));
         } else {
             report.Keep("material", name, 1);
         }
     }
-    DropCardsOf(dropped, document, report);
+    DropCardsOfDeleted(kKind, dropped, document, report);
 }
 
 void DropSections(const ORQObjDocument& document, ORQExcReport& report) {
+    constexpr auto kKind = ORQExcObjectKind::Section;
     const Users users(document);
     const std::vector<ORQExcSections::Section> sections = ORQExcSections(document).Sections();
-    std::vector<std::string> dropped;
+    std::vector<DeletedObject> dropped;
     for (const ORQExcSections::Section& section : sections) {
         if (section.elements.IsEmpty()) {
-            std::ranges::copy(DeleteButCards(document, ORQExcObjectKind::Section, section.name,
-                                             true, users, report),
-                              std::back_inserter(dropped));
+            dropped.push_back(DeleteButCards(document, kKind, section.name, true, users, report));
         } else {
             report.Keep("section", section.name, 1);
         }
     }
-    DropCardsOf(dropped, document, report);
+    DropCardsOfDeleted(kKind, dropped, document, report);
 }
 
 }  // namespace

@@ -32,6 +32,7 @@ struct ORQExcRule {
     /// Beyond which something is found; what it bounds is in limitOf.
     std::optional<double> limit = {};
     const char* limitOf = "";
+    bool isByBlock = false;   ///< whether a block may have a limit of its own
     const char* source = "";  ///< of its formula
 };
 
@@ -60,7 +61,7 @@ struct ORQExcCheckOptions {
     /// Identifiers of rules, or their groups. Nothing in `only` stands for all rules.
     std::vector<std::string> only = {};
     std::vector<std::string> skip = {};
-    /// By rule, in place of its own; then by block and rule.
+    /// By rule, in place of its own; then by block and rule, of rules that are by block.
     std::map<std::string, double, std::less<>> limits = {};
     std::map<std::string, std::map<std::string, double, std::less<>>, std::less<>> blockLimits = {};
     /// Called with the part of the work that is done, from 0 to 1.
@@ -107,12 +108,15 @@ struct ORQExcCheckedElements {
     }
 };
 
-/// A check at work: sees all elements once, block by block, then says what it found.
+/// A check at work: sees the elements that can be read, block by block, then says what it found.
 class ORQ_EXPORT ORQExcCheckRun {
   public:
     virtual ~ORQExcCheckRun() = default;
     /// Whether it wants to see the elements.
     virtual bool VisitsElements() const { return false; }
+    /// Whether it would find what is not there when it did not see all of them. It does not finish
+    /// then.
+    virtual bool NeedsAllElements() const { return false; }
     virtual void Visit(const ORQExcCheckedElements& elements);
     /// What it finds stays found when this throws ORQBasFailure, which ends this check only.
     virtual void Finish(std::vector<ORQExcFinding>& findings) = 0;
@@ -147,11 +151,13 @@ class ORQ_EXPORT ORQExcChecker {
     void Require(const std::string& ruleOrGroup) const;
 
     /// Reads coordinates once, and connectivity once, some megabytes at a time. Holds the
-    /// coordinates, up to 16 bytes for each element, and the findings. Throws Usage for options that
-    /// name no rule.
+    /// coordinates, some 16 bytes for each element and 150 more for each shell, and the findings.
+    /// Throws Usage for options that name no rule, a limit that a rule does not have, or no block.
     ORQExcCheckResult Run(const ORQObjDocument& document,
                           const ORQExcCheckOptions& options = {}) const;
 
   private:
+    void RequireLimit(const std::string& rule, bool isOfBlock) const;
+
     std::vector<ORQExcCheck> m_checks;
 };

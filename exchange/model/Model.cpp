@@ -373,12 +373,7 @@ std::vector<int> ORQExcModel::Labels(ORQObjLabelerType type, int count) const {
         ORQSimArray<int> ordinals;
         labeler.GetInstanceLabelsAndOrdinals(instance, labels, ordinals);
         for (int i = 0; i < labels.Size(); ++i) {
-            const int ordinal = ordinals.ConstGet(i);
-            if (ordinal < 0 || ordinal >= count) {
-                FailDamaged(fmt::format("instance \"{}\": labels the member {} of {}",
-                                        Text(instance), ordinal, count));
-            }
-            byOrdinal[static_cast<std::size_t>(ordinal)] = labels.ConstGet(i);
+            byOrdinal[static_cast<std::size_t>(ordinals.ConstGet(i))] = labels.ConstGet(i);
         }
     }
     return byOrdinal;

@@ -17,9 +17,12 @@
 #include "ORQObjMesh.h"
 #include "ORQObjStepBuilder.h"
 #include "ORQSimCollection.h"
+#include "ORQSimDSet.h"
+#include "ORQSimDataRecord.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
@@ -135,12 +138,16 @@ class CheckRulesTest : public testing::Test {
             RunHere({"import", m_folder / ("model" + ending), "-o", m_model});
         ASSERT_THAT(result.status, testing::AnyOf(0, 1)) << result.err;
         if (change) {
-            const ORQSimDatabase database =
-                ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
-            ORQSimTransaction transaction(database.ContextID());
-            change(ORQObjDocument(database));
-            transaction.Commit();
+            ChangeModel(change);
         }
+    }
+
+    void ChangeModel(const Change& change) const {
+        const ORQSimDatabase database =
+            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
+        ORQSimTransaction transaction(database.ContextID());
+        change(ORQObjDocument(database));
+        transaction.Commit();
     }
 
     json Report(Arguments options = {}) const {
@@ -185,6 +192,43 @@ void SetCoordinate(const ORQObjDocument& document, double value) {
         .ExecWrite();
 }
 
+/// What another program may leave behind.
+void TakeSectionOfAssignment(const ORQObjDocument& document) {
+    const ORQSimVector assignments =
+        document.GetModel().GetVector(ORQSimSchema::Model_sectionAssignments);
+    (*assignments.Begin()).SetPosition(ORQSimSchema::SectionAssignment_section, {});
+}
+
+void PutBothElementsIntoBothBlocks(const ORQObjDocument& document) {
+    const ORQSimVector blocks = document.GetMesh().GetVector(ORQSimSchema::Mesh_blocks);
+    for (auto block = blocks.Begin(); block.NotDone(); ++block) {
+        (*block).SetPosition(ORQSimSchema::Block_elements,
+                             ORQObjMesh(document.GetMesh()).GetElementCollection());
+    }
+}
+
+/// The last element lacks a node.
+void BreakConnectivity(const ORQObjDocument& document) {
+    const ORQSimDistribution rows(
+        ORQObjMesh(document.GetMesh()).GetConnectivity().DSet().GetRelationalDistributionID());
+    const ORQSimDrawerDescription drawer = rows.QueryDrawers().Get(0);
+    const ORQSimCSet elements(drawer.CSet(0));
+    const int node = -1;
+    ORQSimTransfer(rows)
+        .SetWrite()
+        .SetDrawer(drawer.DrawerID())
+        .SetDim(0, ORQSimCollection(rows.Grid().Collection(0))
+                       .CreateTempCSetStrided(elements[elements.Size() - 1], 1, 1, 1))
+        .SetDim(1, ORQSimCollection(rows.Grid().Collection(1)).CreateTempCSetStrided(0, 1, 1, 1))
+        .SetBuffer(ORQSimbufMain, &node, sizeof node)
+        .ExecWrite();
+}
+
+void BreakShape(const ORQObjDocument& document) {
+    const ORQSimVector blocks = document.GetMesh().GetVector(ORQSimSchema::Mesh_blocks);
+    (*blocks.Begin()).DataRecord().SetString(ORQSimRecordField::Block_shape, "CUBE");
+}
+
 void AddStepThatRunsBack(const ORQObjDocument& document) {
     const ORQObjStepBuilder builder(document);
     constexpr std::array kTimes = {2.0, 1.0};
@@ -208,6 +252,15 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
          {{{"CQUAD4,2,1,2,3,6,5",
             "GRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15\nCELAS2,9,1.+6,5,1,15,1"}},
           {}},
+         // So does an element without thickness, which glues its two sides.
+         {{{"CQUAD4,2,1,2,3,6,5",
+            "GRID,12,,1.,0.,0.\nGRID,15,,1.,1.,0.\nCQUAD4,2,1,12,3,6,15\nCQUAD4,3,1,2,5,15,12"}},
+          {"ELM004 block \"PCOMP 1\" 3"}},
+         // Springs of several components lie upon each other; of one they are one too many.
+         {{{"PCOMP,1", "CELAS2,8,1.+6,5,1,6,1\nCELAS2,9,1.+6,5,2,6,2\nPCOMP,1"}}, {}},
+         {{{"PCOMP,1", "CELAS2,8,1.+6,5,1,6,1\nCELAS2,9,1.+6,5,1,6,1\nPCOMP,1"}}, {"ELM002 9"}},
+         // A mass is no part of its own.
+         {{{"PCOMP,1", "GRID,15,,5.,5.,5.\nCONM2,9,15,,1.\nPCOMP,1"}}, {}},
          {{{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,5,6,3"}}, {"ELM008 2"}},
          {{{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,3,5,6"}}, {"ELM005 block \"PCOMP 1\" 2"}},
          {{{"GRID,6,,2.,1.", "GRID,6,,1.52,.52"}}, {"ELM006 block \"PCOMP 1\" 2"}},
@@ -227,9 +280,14 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
          {{{"MAT8,1,140.+9,10.+9,.3", "MAT8,1,10.+9,140.+9,.3"}}, {"MAT002 material \"MAT8 1\""}},
          {{{"PCOMP,1\n", "PCOMP,2,,,,,,,SYM\n,1,0.1,0.,YES\nPCOMP,1\n"}},
           {"SEC003 section \"PCOMP 2\""}},
-         {{}, {"NOD001 2"}, [](const auto& document) {
+         {{},
+          {"NOD001 2"},
+          [](const auto& document) {
               SetCoordinate(document, std::numeric_limits<double>::infinity());
-          }}});
+          }},
+         {{},
+          {"SEC003 section \"PCOMP 1\"", "SEC001 block \"PCOMP 1\" 1 2"},
+          TakeSectionOfAssignment}});
 }
 
 TEST_F(CheckRulesTest, EachFindsItsDamageOfAMembraneAndNothingElse) {
@@ -237,7 +295,8 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAMembraneAndNothingElse) {
                {{{}, {}},
                 {{{"4 41", "4 inf"}}, {"FLD001 step \"Step-1\", field \"heat\" 4"}},
                 {{{"\"right\"", "\"LEFT\""}}, {"SET003 element set \"LEFT\""}},
-                {{}, {"STP001 step \"again\""}, AddStepThatRunsBack}});
+                {{}, {"STP001 step \"again\""}, AddStepThatRunsBack},
+                {{}, {}, PutBothElementsIntoBothBlocks}});
 }
 
 TEST_F(CheckRulesTest, RulesAreChosenAndDecideTheStatus) {
@@ -288,7 +347,52 @@ TEST_F(CheckRulesTest, LimitsComeFromAFileOfSettings) {
     EXPECT_THAT(wrong.err, HasSubstr("there is no setting \"limit\""));
 }
 
+TEST_F(CheckRulesTest, ALimitOfABlockIsOfThatBlockAlone) {
+    Import(".bdf", kPlate);
+    const std::string config = m_folder / "check.json";
+    PutBytes(config, R"({"blocks": {"PCOMP 1": {"ELM006": 1.1}}})");
+    EXPECT_THAT(Report({"--config", config, "--only", "ELM"})["findings"], testing::SizeIs(1));
+    const struct {
+        const char* settings;
+        const char* text;
+    } refused[] = {
+        {R"({"limits": {"LAY001": 1}})", "rule \"LAY001\" has no limit"},
+        {R"({"limits": {"LAY": 1}})", "\"LAY\" is a group"},
+        {R"({"limits": {"LAY04": 1}})", "near are \"LAY004\""},
+        {R"({"blocks": {"PCOMP 1": {"LAY004": 1}}})", "one limit for all blocks"},
+        {R"({"blocks": {"PCOMP 2": {"ELM006": 1}}})", "no block \"PCOMP 2\"; near are \"PCOMP 1\""},
+    };
+    for (const auto& [settings, text] : refused) {
+        PutBytes(config, settings);
+        const CommandResult wrong = RunHere({"check", m_model, "--config", config});
+        EXPECT_EQ(wrong.status, 2) << settings;
+        EXPECT_THAT(wrong.err, HasSubstr(text));
+    }
+}
+
+TEST_F(CheckRulesTest, WhatCannotBeReadIsNotTakenForMissing) {
+    // The second element cannot be read, so its nodes are not known to be unused or apart.
+    Import(".msh", Edited(kMembrane, {{"4 41", "4 inf"}}), BreakConnectivity);
+    const json report = Report({"--skip", "VIZ"});
+    EXPECT_EQ(report["complete"], false);
+    EXPECT_THAT(report["reasons"].dump(), HasSubstr("lacks nodes"));
+    ASSERT_THAT(report["findings"], testing::SizeIs(1)) << report.dump(1);
+    EXPECT_EQ(TextOf(report["findings"][0]), "FLD001 step \"Step-1\", field \"heat\" 4");
+    EXPECT_EQ(RunHere({"check", m_model}).status, 3);
+
+    // Without blocks there is no model, but what can be told is told.
+    Import(".bdf", kPlate, BreakShape);
+    const json broken = Report();
+    EXPECT_THAT(broken["reasons"].dump(), HasSubstr("the element shape \\\"CUBE\\\" is not known"));
+    std::vector<std::string> found;
+    for (const json& finding : broken["findings"]) {
+        found.push_back(finding["rule"]);
+    }
+    EXPECT_THAT(found, testing::Contains("VIZ024"));
+}
+
 TEST_F(CheckRulesTest, FindingsSayWhereAndAreReadByOtherPrograms) {
+    m_model = m_folder / "a model.orq";
     Import(".bdf", Edited(kPlate, {{"CQUAD4,1", "GRID,7,,9.,8.,7.\nCQUAD4,1"}}));
     const CommandResult text = RunHere({"check", m_model, "--only", "NOD"});
     EXPECT_THAT(text.out, HasSubstr("warning NOD002: node that no element uses\n"
@@ -303,6 +407,8 @@ TEST_F(CheckRulesTest, FindingsSayWhereAndAreReadByOtherPrograms) {
     }
     ASSERT_FALSE(run["results"].empty());
     for (const json& result : run["results"]) {
+        const json& place = result["locations"][0]["physicalLocation"]["artifactLocation"];
+        EXPECT_THAT(place["uri"], testing::EndsWith("/a%20model.orq"));
         EXPECT_TRUE(known.contains(result["ruleId"])) << result["ruleId"];
         EXPECT_THAT((std::set<std::string>{"error", "warning", "note"}),
                     testing::Contains(result["level"]));
@@ -341,6 +447,24 @@ TEST_F(CheckRulesTest, WhatIsFoundBecomesSetsThatTheNextCheckReplaces) {
     }
     EXPECT_EQ(RunHere({"check", m_model, "--write-sets", "--only", "ELM"}).status, 0);
     EXPECT_THAT(sets(), testing::Not(testing::Contains(HasSubstr("check"))));
+
+    // A set to which a section was assigned since stays, with the assignment.
+    Import(".bdf", Edited(kPlate, {{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,3,5,5"}}));
+    const Arguments collapsed = {"check", m_model, "--write-sets", "--only", "ELM001"};
+    EXPECT_EQ(RunHere(collapsed).status, 0);
+    ChangeModel([](const ORQObjDocument& document) {
+        const ORQSimPosition model = document.GetModel();
+        (*model.GetVector(ORQSimSchema::Model_sectionAssignments).Begin())
+            .SetPosition(ORQSimSchema::SectionAssignment_region,
+                         model.GetMap(ORQSimSchema::Model_elementSets)
+                             .Find("check ELM001")
+                             .Parent(ORQSimSchema::Region_elementsCluster));
+    });
+    const CommandResult used = RunHere(collapsed);
+    EXPECT_EQ(used.status, 2);
+    EXPECT_THAT(used.err, HasSubstr("\"check ELM001\" is in use"));
+    EXPECT_THAT(used.out, HasSubstr("ELM001"));
+    EXPECT_THAT(sets(), testing::Contains("check ELM001 1"));
 }
 
 // What a deck may do, a mesh may not.

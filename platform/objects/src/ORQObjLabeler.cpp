@@ -1,7 +1,9 @@
 #include "ORQObjLabeler.h"
 
 #include <algorithm>
+#include <string>
 
+#include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDistribution.h"
@@ -26,6 +28,11 @@ void ORQObjLabeler::Read() {
     const ORQSimDistribution labels(
         (m_type == ORQObjLabelerType::Node ? mesh.GetNodeLabels() : mesh.GetElementLabels())
             .GetDistribution());
+    const int members =
+        ORQSimCollection((m_type == ORQObjLabelerType::Node ? mesh.GetNodeCollection()
+                                                            : mesh.GetElementCollection())
+                             .GetCollection())
+            .Space();
     for (const ORQSimDrawerDescription& drawer : labels.QueryDrawers()) {
         const ORQSimCSet of(drawer.CSet(0));
         const auto place = static_cast<std::size_t>(of[0]);
@@ -35,6 +42,12 @@ void ORQObjLabeler::Read() {
         }
         Instance& instance = m_instances[place];
         instance.ordinals = ORQSimCSet(drawer.CSet(1));
+        const int last = instance.ordinals.IsEmpty() ? -1 : instance.ordinals.Bounds().Last();
+        if (last >= members) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                                "instance \"" + instance.name.UTF8() + "\": labels the member " +
+                                    std::to_string(last) + " of " + std::to_string(members));
+        }
         instance.labels.resize(static_cast<std::size_t>(instance.ordinals.Size()));
         ORQSimTransfer(labels)
             .SetRead()

@@ -118,7 +118,7 @@ void Subtract(const Known& known, ORQExcCheckResult& result) {
 }
 
 /// Adds what a file of settings says: {"only": [...], "skip": [...], "fail_on": "warning",
-/// "limits": {"LAY004": 90}, "blocks": {"skin": {"LAY004": 45}}}.
+/// "limits": {"LAY004": 90}, "blocks": {"skin": {"ELM006": 0.2}}}.
 void ReadConfig(const std::string& path, CheckOptions& options, ORQExcCheckOptions& check) {
     const json config = ReadJsonFile(path);
     try {
@@ -182,7 +182,7 @@ std::string SetNameOf(const std::string& rule) {
     return "check " + rule;
 }
 
-/// Takes away the sets that an earlier check wrote.
+/// Takes away the sets that an earlier check wrote; throws Usage for one that is used since.
 void DeleteSets(const ORQObjDocument& document, const std::vector<const ORQExcRule*>& rules) {
     const ORQExcModel model(document);
     ORQExcReport report;
@@ -190,10 +190,10 @@ void DeleteSets(const ORQObjDocument& document, const std::vector<const ORQExcRu
         const std::string name = SetNameOf(rule->id);
         const auto isNamed = [&](const ORQExcModel::Set& set) { return set.name == name; };
         if (std::ranges::any_of(model.NodeSets(), isNamed)) {
-            ORQExcDelete(document, ORQExcObjectKind::NodeSet, name, true, report);
+            ORQExcDelete(document, ORQExcObjectKind::NodeSet, name, false, report);
         }
         if (std::ranges::any_of(model.ElementSets(), isNamed)) {
-            ORQExcDelete(document, ORQExcObjectKind::ElementSet, name, true, report);
+            ORQExcDelete(document, ORQExcObjectKind::ElementSet, name, false, report);
         }
     }
 }
@@ -281,7 +281,14 @@ ORQExcCheckResult Check(const std::string& path, const ORQExcChecker& checker,
 ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     CheckOptions options = given;
     const ORQExcChecker checker;
+    if (options.json && options.format != "text" && options.format != "json") {
+        ORQBasThrowUsage(
+            fmt::format("--json is --format json, and --format {} was given", options.format));
+    }
     if (options.list || !options.explain.empty()) {
+        if (options.json || options.format != "text") {
+            ORQBasThrowUsage("--list and --explain are text");
+        }
         options.list ? PrintRules(checker, console.out)
                      : Explain(checker, options.explain, console.out);
         return ExitStatus::Done;
@@ -301,11 +308,11 @@ ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     if (!options.baseline.empty()) {
         Subtract(ReadBaseline(options.baseline), findings.result);
     }
+    Print(findings, options, console);
+    console.out.flush();
     if (options.writeSets) {
         WriteSets(findings);
     }
-    Print(findings, options, console);
-    console.out.flush();
     for (const ORQExcCheckResult::Failure& failure : findings.result.failures) {
         console.err << "orqmodel: " << ORQExcPrintable(failure.text) << '\n';
     }

@@ -106,6 +106,20 @@ json ToJson(const ORQExcFinding& finding, const ORQExcRule& rule,
             {"hint", rule.mending}};
 }
 
+/// A path as a reference of RFC 3986: what is neither a letter, a digit nor one of "-._~/" by its
+/// bytes.
+std::string UriOf(const std::string& path) {
+    constexpr std::string_view kPlain =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
+    std::string uri;
+    for (const char c : path) {
+        uri += kPlain.find(c) != std::string_view::npos
+                   ? std::string(1, c)
+                   : fmt::format("%{:02X}", static_cast<unsigned char>(c));
+    }
+    return uri;
+}
+
 json SarifRule(const ORQExcRule& rule) {
     return {{"id", rule.id},
             {"shortDescription", {{"text", rule.title}}},
@@ -173,7 +187,7 @@ json FindingsToSarif(const Findings& findings) {
             {"level", ORQExcLevelName(finding.level)},
             {"message", {{"text", TextOf(finding, findings.result.instances, kMembers)}}},
             {"locations",
-             {{{"physicalLocation", {{"artifactLocation", {{"uri", findings.database}}}}}}}},
+             {{{"physicalLocation", {{"artifactLocation", {{"uri", UriOf(findings.database)}}}}}}}},
             {"properties", ToJson(finding, findings.RuleOf(finding), findings.result.instances)}};
         if (!finding.object.empty()) {
             result["locations"][0]["logicalLocations"] = {{{"fullyQualifiedName", finding.object}}};

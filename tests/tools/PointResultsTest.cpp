@@ -374,8 +374,10 @@ TEST_F(PointResults, AResultsMapSaysWhatNamesDoNot) {
 }
 
 TEST_F(PointResults, AWrongResultsMapIsRefusedWithThePlaceInIt) {
-    WriteFile(m_folder / "in.e",
-              Numbered({"s_xx"}, 3) + std::vector<Variable>{{"s_yy_1"}, {"s_yy_3"}});
+    WriteFile(
+        m_folder / "in.e",
+        Numbered({"s_xx"}, 3) +
+            std::vector<Variable>{{"s_yy_1"}, {"s_yy_3"}, {"s_zz_1", {1, 2}}, {"s_xy_1", {1}}});
     const struct {
         const char* fields;
         std::vector<std::string> texts;
@@ -389,12 +391,16 @@ TEST_F(PointResults, AWrongResultsMapIsRefusedWithThePlaceInIt) {
         {R"([{"name": "S", "arrays": "s_{component}_{point}"}])", {"\"components\" is missing"}},
         {R"([{"name": "S", "arrays": "s_{component}_{point}", "components": {"44": "xx"}}])",
          {"/fields/0/components/44", "no component \"44\""}},
+        {R"([{"name": "S", "arrays": "s_{component}_{layer}", "components": {"11": "xx", "22": "xx"}}])",
+         {"/fields/0/components/22", "\"xx\" is another component already"}},
         {R"([{"name": "S", "arrays": "s_xx_{point}", "at": "corners"}])",
          {"/fields/0/at", "\"corners\""}},
         {R"([{"name": "S", "arrays": "s_xx_{point}", "at": "elements"}])",
          {"elements have no {point}"}},
         {R"([{"name": "S", "arrays": "s_xx_{layer}"}, {"name": "S", "arrays": "s_yy_{layer}"}])",
          {"/fields/1/name", "has a rule already"}},
+        {R"([{"name": "S", "arrays": "s_{component}_{layer}", "components": {"33": "zz", "12": "xy"}}])",
+         {"components \"xy\" and \"zz\" have values in different blocks"}},
     };
     for (const auto& c : cases) {
         PutBytes(m_folder / "map.json",

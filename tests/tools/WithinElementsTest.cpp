@@ -20,6 +20,7 @@
 #include "ORQSimCollection.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
+#include "draw/FieldValues.h"
 
 namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
@@ -243,6 +244,57 @@ TEST_F(PlyStresses, TurnFromLayersToElements) {
         ASSERT_NEAR(
             model.Number(row, "S 11") + model.Number(row, "S 22") + model.Number(row, "S 33"),
             trace, 1e-9 * (1 + std::abs(stored.Number(row, "S11"))));
+    }
+}
+
+TEST_F(PlyStresses, ArePicturedAtOnePlaceOfEachElement) {
+    const ORQSimDatabase database = ORQSimDatabase::Open(Model(), ORQSimDatabase::Mode::ReadOnly);
+    const ORQObjDocument document(database);
+    const ORQExcModel model(document);
+    const ORQExcResults results(document);
+    const std::vector<int> labels = model.ElementLabels();
+    const auto shown = [&](const char* field, const orqmodel::ShownPlace& place) {
+        return orqmodel::ShownField(model, results, field, place).At(1).values;
+    };
+    const auto expectTable = [&](const std::vector<double>& values, const Arguments& arguments,
+                                 const char* column) {
+        const Table table = Ask(Model(), arguments);
+        ASSERT_GT(table.rows.size(), 100U);
+        std::map<int, double> ofElement;
+        for (std::size_t row = 0; row < table.rows.size(); ++row) {
+            ofElement[table.At(row, "element").get<int>()] = table.Number(row, column);
+        }
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const auto found = ofElement.find(labels[i]);
+            ASSERT_EQ(std::isnan(values[i]), found == ofElement.end());
+            if (found != ofElement.end()) {
+                ASSERT_EQ(values[i], found->second);
+            }
+        }
+    };
+    const Arguments one = {"--field", "S12_layer3_sp3"};
+    expectTable(shown("S12", {"3", "top", "", false}), one, "S12_layer3_sp3");
+    expectTable(shown("S12_layer3_sp3", {}), one, "S12_layer3_sp3");
+    expectTable(shown("S12", {"", "", "", true}), {"--field", "S12", "--extreme"}, "S12");
+    const std::string picture = *s_folder / "s.svg";
+    EXPECT_EQ(RunHere({"draw", Model(), "-o", picture, "--field", "S", "--extreme"}).status, 0);
+    const struct {
+        Arguments arguments;
+        const char* text;
+    } cases[] = {
+        {{"--field", "S"}, "--layer and --section-point name one, --extreme takes the largest"},
+        {{"--field", "S", "--layer", "all", "--section-point", "top"}, "name one"},
+        {{"--field", "S", "--layer", "13", "--section-point", "top"}, "the layers 1 to 12"},
+        {{"--field", "S", "--layer", "1", "--extreme"}, "none can be named"},
+        {{"--field", "S", "--layer", "1", "--section-point", "1", "--point", "2"}, "--point 2"},
+        {{"--field", "S12_layer3_sp3", "--layer", "1"}, "no values within elements"},
+    };
+    for (const auto& c : cases) {
+        Arguments arguments = c.arguments;
+        arguments.insert(arguments.begin(), {"draw", Model(), "-o", picture, "--force"});
+        const CommandResult refused = RunHere(arguments);
+        EXPECT_EQ(refused.status, 2) << refused.out;
+        EXPECT_THAT(refused.err, HasSubstr(c.text));
     }
 }
 

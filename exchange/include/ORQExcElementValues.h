@@ -55,7 +55,7 @@ class ORQ_EXPORT ORQExcElementValues {
     struct Share;
     std::vector<std::vector<Share>> GroupsOf(const std::vector<Class>& classes,
                                              bool acrossBorders) const;
-    std::vector<Class> ClassesOf(const ORQSimCSet& elements) const;
+    std::vector<Class> ClassesOf(int frame, const ORQSimCSet& elements) const;
     std::vector<double> ReadClass(int frame, const Class& of, const ORQSimCSet& elements, int layer,
                                   int sectionPoint) const;
 

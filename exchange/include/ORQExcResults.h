@@ -40,7 +40,9 @@ class ORQ_EXPORT ORQExcResults {
 
         bool IsAtSpot() const { return spot != ORQExcSpot(); }
         /// Whether members have several values, of which none is chosen.
-        bool HasSpots() const { return (hasPoints || hasLayers) && !IsAtSpot(); }
+        bool HasSpots() const {
+            return (hasPoints && spot.point < 0) || (hasLayers && spot.layer < 0);
+        }
     };
 
     explicit ORQExcResults(const ORQObjDocument& document);
@@ -52,8 +54,12 @@ class ORQ_EXPORT ORQExcResults {
 
     /// The members that have values at some time; empty for the whole model.
     ORQSimCSet MembersOf(const Field& field) const;
-    /// The elements with equal layers and points, and what they have, over all steps.
+    /// The elements with equal layers and points, and what they have, over all steps; of what was
+    /// written in several calls, all. Each element is in one view.
     std::vector<ORQObjFieldView> ViewsOf(const Field& field) const;
+    /// The same of some elements at a frame: an element may have other points in another step.
+    std::vector<ORQObjFieldView> ViewsOf(const Field& field, int frame,
+                                         const ORQSimCSet& elements) const;
     /// Every place within an element at which some element has values: by layer, section point and
     /// point. One that says nothing for a field of one value a member.
     std::vector<ORQExcSpot> SpotsOf(const Field& field) const;
@@ -66,7 +72,8 @@ class ORQ_EXPORT ORQExcResults {
     int NumTimes(const Field& field) const;
     /// Values [members][components] of a frame; not a number where there is none. Answers how many
     /// there are. The members take no part in a field of the whole model. Of a field with points,
-    /// the mean of each member's; throws Usage for a field with layers, none of which is chosen.
+    /// none of which is chosen, the mean of each member's; throws Usage for a field with layers,
+    /// none of which is chosen.
     std::int64_t Read(const Field& field, int frame, const ORQSimCSet& members,
                       std::span<double> values) const;
     /// Values [layers][section points][members][points][components] of a frame, without the
@@ -77,6 +84,8 @@ class ORQ_EXPORT ORQExcResults {
   private:
     std::int64_t ReadMeans(const Field& field, int frame, const ORQSimCSet& members,
                            std::span<double> values) const;
+    std::int64_t AddMeans(const Field& field, int frame, const ORQSimCSet& some, int nPoints,
+                          const ORQSimCSet& members, std::span<double> values) const;
     void AddField(std::size_t step, const ORQObjMeshedField& field, const ORQSimPosition& nodes);
 
     ORQObjDocument m_document;

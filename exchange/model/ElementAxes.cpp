@@ -43,6 +43,7 @@ struct ORQExcElementAxes::Contents {
         for (const ORQExcSections::Section& section : sections.Sections()) {
             stacks.push_back(sections.Read(section));
         }
+        FindSections();
         const ORQSimMap map = of.Document().GetModel().GetMap(ORQSimSchema::Model_orientations);
         for (auto i = map.Begin(); i.NotDone(); ++i) {
             const ORQSimDataRecord record = (*i).DataRecord();
@@ -98,14 +99,16 @@ struct ORQExcElementAxes::Contents {
             }
         }
     }
-    /// The section that governs an element, a place among `sections`; -1 for none.
-    int SectionOf(int element) const {
-        for (std::size_t i = 0; i < stacks.size(); ++i) {
-            if (sections.Sections()[i].elements.SeekMember(element) >= 0) {
-                return static_cast<int>(i);
+    /// A table, since rows of a field ask for each element in each of its layers.
+    void FindSections() {
+        sectionOf.assign(static_cast<std::size_t>(model.NumElements()), -1);
+        // The first section of an element governs it.
+        for (std::size_t i = stacks.size(); i-- > 0;) {
+            for (ORQSimCSetIterator member(sections.Sections()[i].elements); !member.IsDone();
+                 member.Next()) {
+                sectionOf[static_cast<std::size_t>(member.CurrentValue())] = static_cast<int>(i);
             }
         }
-        return -1;
     }
 
     const ORQExcModel& model;
@@ -113,6 +116,7 @@ struct ORQExcElementAxes::Contents {
     std::vector<std::vector<Frame>> frames;  // by block, read when they are asked for
     ORQExcSections sections;
     std::vector<ORQExcSections::Stack> stacks;  // by section
+    std::vector<int> sectionOf;                 // by element, a place among the stacks; -1 for none
     std::map<std::string, Point> orientations;  // their first axes
 };
 
@@ -134,7 +138,7 @@ std::optional<Matrix> ORQExcElementAxes::Of(int element, int layer, ORQObjAxes a
     const Point& normal = frame->normal;
     double angle = 0;
     std::optional<Point> first;
-    const int number = layer < 0 ? -1 : m_contents->SectionOf(element);
+    const int number = layer < 0 ? -1 : m_contents->sectionOf[static_cast<std::size_t>(element)];
     if (number >= 0) {
         const auto place = static_cast<std::size_t>(number);
         const ORQExcSections::Section& section = m_contents->sections.Sections()[place];

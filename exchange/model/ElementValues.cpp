@@ -6,9 +6,11 @@
 
 #include "ORQExcElementValues.h"
 #include "ORQExcPointRules.h"
-#include "ORQSimCollection.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvExtrapolation.h"
+#include "model/OrdinalSet.h"
+
+using namespace orq::exchange;
 
 namespace {
 
@@ -19,23 +21,10 @@ ORQSimIntRange Only(int number) {
     return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
 }
 
-ORQSimCSet Slice(const ORQSimCSet& set, int begin, int end) {
-    if (set[end - 1] - set[begin] == end - 1 - begin) {
-        return ORQSimCollection(set.CollectionID())
-            .CreateVolatileCSetStrided(set[begin], end - begin, 1, 1);
-    }
-    std::vector<int> members;
-    for (int i = begin; i < end; ++i) {
-        members.push_back(set[i]);
-    }
-    return ORQSimCollection(set.CollectionID())
-        .CreateVolatileCSet(members.data(), end - begin, true);
-}
-
 template <class Act>
 void ForEachSlice(const ORQSimCSet& set, const Act& act) {
     for (int begin = 0; begin < set.Size(); begin += kElementsAtOnce) {
-        act(Slice(set, begin, std::min(set.Size(), begin + kElementsAtOnce)));
+        act(SliceOf(set, begin, std::min(set.Size(), begin + kElementsAtOnce)));
     }
 }
 
@@ -46,7 +35,9 @@ struct ORQExcElementValues::Class {
     const ORQExcModel::Block* block;
     ORQObjFieldView view;
 
+    /// Also of points below the first that was written: places are those in the element.
     int NumPoints() const { return std::max(1, view.points.Last() + 1); }
+    ORQSimIntRange Points() const { return {0, view.points.Last()}; }
 };
 
 ORQExcElementValues::ORQExcElementValues(const ORQExcModel& model, const ORQExcResults& results,
@@ -54,12 +45,12 @@ ORQExcElementValues::ORQExcElementValues(const ORQExcModel& model, const ORQExcR
     : m_model(model), m_results(results), m_field(field) {}
 
 std::vector<ORQExcElementValues::Class> ORQExcElementValues::ClassesOf(
-    const ORQSimCSet& elements) const {
+    int frame, const ORQSimCSet& elements) const {
     std::vector<Class> classes;
-    for (const ORQObjFieldView& view : m_results.ViewsOf(m_field)) {
+    for (const ORQObjFieldView& view : m_results.ViewsOf(m_field, frame, elements)) {
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
             ORQObjFieldView part = view;
-            part.members = view.members.Intersection(block.elements).Intersection(elements);
+            part.members = view.members.Intersection(block.elements);
             if (!part.members.IsEmpty()) {
                 classes.push_back({&block, part});
             }
@@ -79,8 +70,8 @@ std::vector<double> ORQExcElementValues::ReadClass(int frame, const Class& of,
         return number < 0 || (number >= range.First() && number <= range.Last());
     };
     if (covers(of.view.layers, layer) && covers(of.view.sectionPoints, sectionPoint)) {
-        m_results.ReadView(m_field, frame,
-                           {elements, Only(layer), Only(sectionPoint), of.view.points}, values);
+        m_results.ReadView(m_field, frame, {elements, Only(layer), Only(sectionPoint), of.Points()},
+                           values);
     } else {
         std::ranges::fill(values, kNone);
     }
@@ -110,7 +101,7 @@ std::vector<ORQExcElementValues::Worst> ORQExcElementValues::WorstOf(int frame,
             }
         }
     };
-    for (const Class& of : ClassesOf(elements)) {
+    for (const Class& of : ClassesOf(frame, elements)) {
         const int firstLayer = of.view.layers.IsEmpty() ? -1 : 0;
         const int firstSectionPoint = of.view.sectionPoints.IsEmpty() ? -1 : 0;
         for (int layer = firstLayer; layer <= std::max(firstLayer, of.view.layers.Last());
@@ -155,7 +146,7 @@ void ORQExcElementValues::ReadMiddles(int frame, const ORQSimCSet& elements, int
                                       int sectionPoint, std::span<double> values) const {
     std::ranges::fill(values, kNone);
     const std::size_t nComponents = m_field.components.size();
-    for (const Class& of : ClassesOf(elements)) {
+    for (const Class& of : ClassesOf(frame, elements)) {
         const std::vector<float> matrix =
             MatrixOf(*of.block->shape, m_field.gridType, of.NumPoints(), false);
         if (matrix.empty()) {
@@ -298,7 +289,7 @@ std::vector<ORQExcElementValues::AtNodes> ORQExcElementValues::ReadNodes(
             }
         });
     };
-    const std::vector<Class> classes = ClassesOf(elements);
+    const std::vector<Class> classes = ClassesOf(frame, elements);
     std::vector<AtNodes> all;
     for (const std::vector<Share>& group : GroupsOf(classes, acrossBorders)) {
         for (const Share& share : group) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <span>
+#include <vector>
 
 #include "ORQSimCSet.h"
 #include "ORQSimCollection.h"
@@ -18,6 +19,19 @@ inline ORQSimCSet OrdinalSet(const ORQSimCollection& collection, std::span<const
         return collection.CreateVolatileCSetStrided(ordinals[0], count, 1, 1);
     }
     return collection.CreateVolatileOrderedCSet(ordinals.data(), count);
+}
+
+/// Members [begin, end) of an ascending set, by their places in it.
+inline ORQSimCSet SliceOf(const ORQSimCSet& set, int begin, int end) {
+    const ORQSimCollection collection(set.CollectionID());
+    if (set[end - 1] - set[begin] == end - 1 - begin) {
+        return collection.CreateVolatileCSetStrided(set[begin], end - begin, 1, 1);
+    }
+    std::vector<int> members;
+    for (int i = begin; i < end; ++i) {
+        members.push_back(set[i]);
+    }
+    return collection.CreateVolatileCSet(members.data(), end - begin, true);
 }
 
 }  // namespace orq::exchange

@@ -242,6 +242,7 @@ void PointArrays::TakeRule(const ORQExcResultsMap& map, std::size_t number) {
     const std::string where = fmt::format("/fields/{}/arrays", number);
     const Convention convention{ArrayPattern(rule.arrays), rule.within};
     std::vector<Group> groups = FindGroups(convention.pattern);
+    std::vector<Part> parts;  // of the first component
     for (const ORQExcResultsMap::Rule::Component& component : rule.components) {
         const auto group = std::ranges::find(groups, component.name, &Group::component);
         if (group == groups.end()) {
@@ -262,6 +263,15 @@ void PointArrays::TakeRule(const ORQExcResultsMap& map, std::size_t number) {
                                     fmt::format("\"{}\" has {} components in one array; a rule is "
                                                 "for arrays of one",
                                                 merged.array.name, merged.array.components.size()));
+        }
+        if (parts.empty()) {
+            parts = merged.array.parts;
+        } else if (merged.array.parts != parts) {
+            throw ORQExcImportError(
+                map.Path(), where,
+                fmt::format("field \"{}\": components \"{}\" and \"{}\" have values in different "
+                            "blocks, layers, points or times",
+                            rule.field, rule.components.front().name, component.name));
         }
         merged.array.field = rule.field;
         merged.array.code = component.code;

@@ -132,36 +132,43 @@ class Writer {
             members, {0, part.nLayers - 1}, {0, part.nSectionPoints - 1}, {0, part.nPoints - 1}};
     }
 
-    /// The same for a part of which one time is too much to hold: some members at a time, at all
-    /// times.
+    /// The same for a part of which one time is too much to hold: some members at a time, and time
+    /// by time, since some sources open a file for each.
     void WriteLargePart(const ORQObjMeshedField& field, const FieldPlan& plan, int number,
                         const ORQSimPosition& members, int nAtOnce) {
         const ORQExcResultArray::Part& part =
             m_source.Arrays()[static_cast<std::size_t>(plan.arrays.front())]
                 .parts[static_cast<std::size_t>(number)];
-        std::vector<double> values;
-        for (int first = 0; first < part.NumMembers(); first += nAtOnce) {
-            ORQExcResultArray::Part some = part;
-            some.count = std::min(nAtOnce, part.NumMembers() - first);
-            if (part.members.empty()) {
-                some.first += first;
-            } else {
-                some.members.assign(part.members.begin() + first,
-                                    part.members.begin() + first + some.count);
-            }
-            const ORQObjFieldView view = ViewOf(part, SetOf(some, members));
-            values.resize(plan.components.size() * static_cast<std::size_t>(some.count) *
-                          static_cast<std::size_t>(part.NumSpots()));
-            for (int time = 0; time < static_cast<int>(part.times.size()); ++time) {
-                ReadComponents(plan, values, [&](int array, std::span<double> to) {
-                    m_source.ReadMembers(array, number, time, first, some.count, to);
-                });
-                field.WriteView(ORQSimCollection(m_times).CreateTempOrderedCSet(
-                                    &part.times[static_cast<std::size_t>(time)], 1),
-                                view, values.data());
-                m_advance(static_cast<std::int64_t>(values.size()));
+        for (int time = 0; time < static_cast<int>(part.times.size()); ++time) {
+            for (int first = 0; first < part.NumMembers(); first += nAtOnce) {
+                WritePiece(field, plan, number, members, time, first,
+                           std::min(nAtOnce, part.NumMembers() - first));
             }
         }
+    }
+
+    /// Members [first, first + count) of a part at one of its times.
+    void WritePiece(const ORQObjMeshedField& field, const FieldPlan& plan, int number,
+                    const ORQSimPosition& members, int time, int first, int count) {
+        const ORQExcResultArray::Part& part =
+            m_source.Arrays()[static_cast<std::size_t>(plan.arrays.front())]
+                .parts[static_cast<std::size_t>(number)];
+        ORQExcResultArray::Part some = part;
+        some.count = count;
+        if (part.members.empty()) {
+            some.first += first;
+        } else {
+            some.members.assign(part.members.begin() + first, part.members.begin() + first + count);
+        }
+        m_piece.resize(plan.components.size() * static_cast<std::size_t>(count) *
+                       static_cast<std::size_t>(part.NumSpots()));
+        ReadComponents(plan, m_piece, [&](int array, std::span<double> to) {
+            m_source.ReadMembers(array, number, time, first, count, to);
+        });
+        field.WriteView(ORQSimCollection(m_times).CreateTempOrderedCSet(
+                            &part.times[static_cast<std::size_t>(time)], 1),
+                        ViewOf(part, SetOf(some, members)), m_piece.data());
+        m_advance(static_cast<std::int64_t>(m_piece.size()));
     }
 
     /// Puts the components of the plan's arrays beside each other.
@@ -189,6 +196,7 @@ class Writer {
     ORQSimPosition m_step;
     ORQSimCollectionID m_times;
     std::vector<double> m_component;
+    std::vector<double> m_piece;
 };
 
 }  // namespace

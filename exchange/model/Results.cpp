@@ -13,6 +13,7 @@
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "model/ArrayPattern.h"
+#include "model/OrdinalSet.h"
 
 namespace {
 
@@ -40,6 +41,48 @@ bool Has(ORQSimIntRange range, int number) {
 bool HasSpot(const ORQObjFieldView& view, const ORQExcSpot& spot) {
     return Has(view.layers, spot.layer) && Has(view.sectionPoints, spot.sectionPoint) &&
            Has(view.points, spot.point);
+}
+
+ORQSimIntRange Hull(ORQSimIntRange a, ORQSimIntRange b) {
+    return a.IsEmpty() ? b
+           : b.IsEmpty()
+               ? a
+               : ORQSimIntRange(std::min(a.First(), b.First()), std::max(a.Last(), b.Last()));
+}
+
+/// Adds what some elements have to views of which each element is in one.
+void AddView(ORQObjFieldView added, std::vector<ORQObjFieldView>& views) {
+    const auto hasSame = [](const ORQObjFieldView& a, const ORQObjFieldView& b) {
+        return a.layers == b.layers && a.points == b.points && a.sectionPoints == b.sectionPoints;
+    };
+    const auto put = [&](ORQObjFieldView view) {
+        const auto known = std::ranges::find_if(
+            views, [&](const ORQObjFieldView& other) { return hasSame(other, view); });
+        known == views.end()
+            ? views.push_back(std::move(view))
+            : static_cast<void>(known->members = known->members.Union(view.members));
+    };
+    std::vector<ORQObjFieldView> joined;
+    for (ORQObjFieldView& view : views) {
+        if (hasSame(view, added)) {
+            continue;
+        }
+        const ORQSimCSet common = view.members.Intersection(added.members);
+        if (!common.IsEmpty()) {
+            joined.push_back({common, Hull(view.layers, added.layers),
+                              Hull(view.sectionPoints, added.sectionPoints),
+                              Hull(view.points, added.points)});
+            view.members = view.members - common;
+            added.members = added.members - common;
+        }
+    }
+    joined.push_back(std::move(added));
+    for (ORQObjFieldView& view : joined) {
+        if (!view.members.IsEmpty()) {
+            put(std::move(view));
+        }
+    }
+    std::erase_if(views, [](const ORQObjFieldView& view) { return view.members.IsEmpty(); });
 }
 
 /// The pattern of a field's array names; that of exports where it brought none, or one that cannot
@@ -87,8 +130,9 @@ ORQExcResults::ORQExcResults(const ORQObjDocument& document) : m_document(docume
     std::ranges::stable_sort(m_fields, {}, [](const Field& field) { return Rank(field.place); });
 }
 
-/// Adds a field of a step. Fields of several steps with one name, place and components are one; two
-/// of one step stay apart.
+/// Adds a field of a step. Fields of several steps with one name, place and components are one,
+/// unless their components stand along other axes or their points are others; two of one step stay
+/// apart.
 void ORQExcResults::AddField(std::size_t step, const ORQObjMeshedField& stored,
                              const ORQSimPosition& nodes) {
     Field field{PlaceOf(stored, nodes),
@@ -108,7 +152,8 @@ void ORQExcResults::AddField(std::size_t step, const ORQObjMeshedField& stored,
     auto known = std::ranges::find_if(m_fields, [&](const Field& other) {
         return other.place == field.place && other.name == field.name &&
                other.ofStep.size() <= step && other.hasPoints == field.hasPoints &&
-               other.hasLayers == field.hasLayers &&
+               other.hasLayers == field.hasLayers && other.axes == field.axes &&
+               (!field.hasPoints || other.gridType == field.gridType) &&
                std::ranges::equal(other.components, field.components, {}, &Component::label,
                                   &Component::label);
     });
@@ -135,15 +180,20 @@ std::vector<ORQObjFieldView> ORQExcResults::ViewsOf(const Field& field) const {
     std::vector<ORQObjFieldView> views;
     for (const ORQObjMeshedField& stored : field.ofStep) {
         for (const ORQObjFieldBlock& block : stored.GetBlocks()) {
-            const auto known = std::ranges::find_if(views, [&](const ORQObjFieldView& view) {
-                return view.layers == block.view.layers && view.points == block.view.points &&
-                       view.sectionPoints == block.view.sectionPoints;
-            });
-            if (known == views.end()) {
-                views.push_back(block.view);
-            } else {
-                known->members = known->members.Union(block.view.members);
-            }
+            AddView(block.view, views);
+        }
+    }
+    return views;
+}
+
+std::vector<ORQObjFieldView> ORQExcResults::ViewsOf(const Field& field, int frame,
+                                                    const ORQSimCSet& elements) const {
+    const Frame& at = m_frames[static_cast<std::size_t>(frame)];
+    std::vector<ORQObjFieldView> views;
+    for (ORQObjFieldBlock& block : field.ofStep[static_cast<std::size_t>(at.step)].GetBlocks()) {
+        if (block.times.SeekMember(at.member) >= 0) {
+            block.view.members = block.view.members.Intersection(elements);
+            AddView(std::move(block.view), views);
         }
     }
     return views;
@@ -226,33 +276,45 @@ std::int64_t ORQExcResults::Read(const Field& field, int frame, const ORQSimCSet
 
 std::int64_t ORQExcResults::ReadMeans(const Field& field, int frame, const ORQSimCSet& members,
                                       std::span<double> values) const {
-    if (field.hasLayers) {
+    if (field.hasLayers && field.spot.layer < 0) {
         ORQBasThrowUsage(
             fmt::format("{} has values in layers: one of them has to be named", field.name));
     }
     std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
-    const std::size_t nComponents = field.components.size();
-    std::vector<double> atPoints;
     std::int64_t nRead = 0;
-    for (const ORQObjFieldView& view : ViewsOf(field)) {
-        const ORQSimCSet common = view.members.Intersection(members);
-        const auto nPoints = static_cast<std::size_t>(view.points.Last() + 1);
-        atPoints.resize(static_cast<std::size_t>(common.Size()) * nPoints * nComponents);
-        if (ReadView(field, frame, {common, {}, {}, {0, view.points.Last()}}, atPoints) == 0) {
-            continue;
+    // Some elements at a time, since their points are several times what is answered.
+    constexpr int kElementsAtOnce = 4096;
+    for (const ORQObjFieldView& view : ViewsOf(field, frame, members)) {
+        for (int begin = 0; begin < view.members.Size(); begin += kElementsAtOnce) {
+            const int end = std::min(view.members.Size(), begin + kElementsAtOnce);
+            nRead += AddMeans(field, frame, orq::exchange::SliceOf(view.members, begin, end),
+                              view.points.Last() + 1, members, values);
         }
-        for (std::size_t i = 0; i < static_cast<std::size_t>(common.Size()); ++i) {
-            const auto to =
-                static_cast<std::size_t>(members.SeekMember(common[static_cast<int>(i)]));
-            for (std::size_t k = 0; k < nComponents; ++k) {
-                double sum = 0;
-                for (std::size_t point = 0; point < nPoints; ++point) {
-                    sum += atPoints[(i * nPoints + point) * nComponents + k];
-                }
-                // A point without a value leaves the mean without one.
-                values[to * nComponents + k] = sum / static_cast<double>(nPoints);
-                nRead += std::isnan(sum) ? 0 : 1;
+    }
+    return nRead;
+}
+
+/// Of some elements with equal points, into the values of all members.
+std::int64_t ORQExcResults::AddMeans(const Field& field, int frame, const ORQSimCSet& some,
+                                     int nPoints, const ORQSimCSet& members,
+                                     std::span<double> values) const {
+    const std::size_t nComponents = field.components.size();
+    const auto nAtOnce = static_cast<std::size_t>(nPoints);
+    std::vector<double> atPoints(static_cast<std::size_t>(some.Size()) * nAtOnce * nComponents);
+    ReadView(field, frame,
+             {some, Only(field.spot.layer), Only(field.spot.sectionPoint), {0, nPoints - 1}},
+             atPoints);
+    std::int64_t nRead = 0;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(some.Size()); ++i) {
+        const auto to = static_cast<std::size_t>(members.SeekMember(some[static_cast<int>(i)]));
+        for (std::size_t k = 0; k < nComponents; ++k) {
+            double sum = 0;
+            for (std::size_t point = 0; point < nAtOnce; ++point) {
+                sum += atPoints[(i * nAtOnce + point) * nComponents + k];
             }
+            // A point without a value leaves the mean without one.
+            values[to * nComponents + k] = sum / static_cast<double>(nPoints);
+            nRead += std::isnan(sum) ? 0 : 1;
         }
     }
     return nRead;

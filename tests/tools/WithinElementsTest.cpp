@@ -14,6 +14,13 @@
 #include "Files.h"
 #include "ORQExcElementValues.h"
 #include "ORQExcPointRules.h"
+#include "ORQObjMesh.h"
+#include "ORQObjStep.h"
+#include "ORQObjStepBuilder.h"
+#include "ORQSimCollection.h"
+#include "ORQSimSchema.h"
+#include "ORQSimTransaction.h"
+#include "draw/FieldValues.h"
 
 namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
@@ -240,6 +247,57 @@ TEST_F(PlyStresses, TurnFromLayersToElements) {
     }
 }
 
+TEST_F(PlyStresses, ArePicturedAtOnePlaceOfEachElement) {
+    const ORQSimDatabase database = ORQSimDatabase::Open(Model(), ORQSimDatabase::Mode::ReadOnly);
+    const ORQObjDocument document(database);
+    const ORQExcModel model(document);
+    const ORQExcResults results(document);
+    const std::vector<int> labels = model.ElementLabels();
+    const auto shown = [&](const char* field, const orqmodel::ShownPlace& place) {
+        return orqmodel::ShownField(model, results, field, place).At(1).values;
+    };
+    const auto expectTable = [&](const std::vector<double>& values, const Arguments& arguments,
+                                 const char* column) {
+        const Table table = Ask(Model(), arguments);
+        ASSERT_GT(table.rows.size(), 100U);
+        std::map<int, double> ofElement;
+        for (std::size_t row = 0; row < table.rows.size(); ++row) {
+            ofElement[table.At(row, "element").get<int>()] = table.Number(row, column);
+        }
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const auto found = ofElement.find(labels[i]);
+            ASSERT_EQ(std::isnan(values[i]), found == ofElement.end());
+            if (found != ofElement.end()) {
+                ASSERT_EQ(values[i], found->second);
+            }
+        }
+    };
+    const Arguments one = {"--field", "S12_layer3_sp3"};
+    expectTable(shown("S12", {"3", "top", "", false}), one, "S12_layer3_sp3");
+    expectTable(shown("S12_layer3_sp3", {}), one, "S12_layer3_sp3");
+    expectTable(shown("S12", {"", "", "", true}), {"--field", "S12", "--extreme"}, "S12");
+    const std::string picture = *s_folder / "s.svg";
+    EXPECT_EQ(RunHere({"draw", Model(), "-o", picture, "--field", "S", "--extreme"}).status, 0);
+    const struct {
+        Arguments arguments;
+        const char* text;
+    } cases[] = {
+        {{"--field", "S"}, "--layer and --section-point name one, --extreme takes the largest"},
+        {{"--field", "S", "--layer", "all", "--section-point", "top"}, "name one"},
+        {{"--field", "S", "--layer", "13", "--section-point", "top"}, "the layers 1 to 12"},
+        {{"--field", "S", "--layer", "1", "--extreme"}, "none can be named"},
+        {{"--field", "S", "--layer", "1", "--section-point", "1", "--point", "2"}, "--point 2"},
+        {{"--field", "S12_layer3_sp3", "--layer", "1"}, "no values within elements"},
+    };
+    for (const auto& c : cases) {
+        Arguments arguments = c.arguments;
+        arguments.insert(arguments.begin(), {"draw", Model(), "-o", picture, "--force"});
+        const CommandResult refused = RunHere(arguments);
+        EXPECT_EQ(refused.status, 2) << refused.out;
+        EXPECT_THAT(refused.err, HasSubstr(c.text));
+    }
+}
+
 TEST_F(PlyStresses, WhatTheFieldDoesNotHaveIsRefusedByName) {
     const struct {
         Arguments arguments;
@@ -254,6 +312,10 @@ TEST_F(PlyStresses, WhatTheFieldDoesNotHaveIsRefusedByName) {
         {{"--field", "S", "--extreme", "--layer", "1"}, "none can be named"},
         {{"--field", "TSAIW", "--axes", "model"}, "along which axes TSAIW stands is not known"},
         {{"--field", "S", "--component", "S11", "--axes", "model"}, "all components"},
+        {{"--field", "S11_layer3_sp3", "--at", "nodes"}, "names one place of each element"},
+        {{"--field", "S11_layer3_sp3", "--extreme"}, "names one place of each element"},
+        {{"--field", "S11", "--derived", "mises", "--extreme"}, "all components, not of one"},
+        {{"--field", "S", "--across-borders"}, "only values --at nodes are averaged"},
     };
     for (const auto& c : cases) {
         Arguments arguments = c.arguments;
@@ -332,4 +394,113 @@ TEST(AtNodes, ALinearFieldIsExactAndBordersKeepBothSides) {
     const Table points = Ask(model, {"--field", "stress_xx", "--stats"});
     EXPECT_EQ(points.At(0, "what"), "minimum");
     EXPECT_FALSE(points.At(0, "point").is_null());
+}
+
+// --- What was written in pieces ------------------------------------------------------------------
+
+namespace {
+
+/// Layers and points that come in several calls, in the two cubes.
+class Pieces {
+  public:
+    explicit Pieces(const std::string& model)
+        : m_database(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadWrite)),
+          m_transaction(m_database.ContextID()),
+          m_document(m_database),
+          m_steps(m_document) {}
+
+    ORQSimPosition AddStep(const char* name) const {
+        return m_steps.AddStep(name, ORQSimSchema::Step_General);
+    }
+    /// A field with a value at the time of a step of its own, if it has none yet.
+    ORQObjMeshedField AddField(const ORQSimPosition& step, const char* name, int gridType,
+                               bool hasLayers) {
+        if (ORQSimCSet(ORQObjStep(step).GetTimes()).IsEmpty()) {
+            m_steps.AddTimes(step, std::vector{1.0});
+        }
+        return m_steps.AddFieldResult(step,
+                                      {name,
+                                       m_steps.UserFieldType(name),
+                                       gridType,
+                                       ORQObjMesh(m_document.GetMesh()).GetElementCollection(),
+                                       {{38, name}},
+                                       hasLayers});
+    }
+    /// Values of the only time of a step; of elements [first, first + count).
+    void Write(const ORQSimPosition& step, const ORQObjMeshedField& field, int first, int count,
+               ORQObjFieldView view, const std::vector<double>& values) const {
+        view.members = ORQSimCollection(
+                           ORQObjMesh(m_document.GetMesh()).GetElementCollection().GetCollection())
+                           .CreateTempCSetStrided(first, count, 1, 1);
+        field.WriteView(ORQObjStep(step).GetTimes().ID(), view, values.data());
+    }
+    void Commit() { m_transaction.Commit(); }
+
+  private:
+    ORQSimDatabase m_database;
+    ORQSimTransaction m_transaction;
+    ORQObjDocument m_document;
+    ORQObjStepBuilder m_steps;
+};
+
+}  // namespace
+
+TEST(Pieces, EachValueIsListedOnceHoweverItWasWritten) {
+    const ScratchFolder folder;
+    const std::string model = CubesWithStress(folder, 0);
+    {
+        Pieces pieces(model);
+        const ORQSimPosition first = pieces.AddStep("first");
+        const ORQSimPosition second = pieces.AddStep("second");
+        // One call for each layer; the upper cube has only the first one.
+        const auto layered =
+            pieces.AddField(first, "layered", ORQSimSchema::Field_ElementCentroid, true);
+        pieces.Write(first, layered, 0, 2, {{}, {0, 0}, {0, 0}, {}}, {1, 2});
+        pieces.Write(first, layered, 0, 1, {{}, {1, 1}, {0, 0}, {}}, {-10});
+        // Eight points in the first step, one in the second; the last two points come first.
+        const auto wide = pieces.AddField(first, "p", ORQSimSchema::Field_IntegrationPoint, false);
+        pieces.Write(first, wide, 0, 2, {{}, {}, {}, {6, 7}}, {7, 8, 17, 18});
+        pieces.Write(first, wide, 0, 2, {{}, {}, {}, {0, 5}},
+                     {1, 2, 3, 4, 5, 6, 11, 12, 13, 14, 15, 16});
+        const auto narrow =
+            pieces.AddField(second, "p", ORQSimSchema::Field_IntegrationPoint, false);
+        pieces.Write(second, narrow, 0, 2, {{}, {}, {}, {0, 0}}, {100, 200});
+        pieces.Commit();
+    }
+    const Table layers = Ask(model, {"--field", "layered"});
+    ASSERT_EQ(layers.rows.size(), 3U);
+    EXPECT_EQ(layers.Number(2, "layer"), 2);
+    EXPECT_EQ(layers.Number(2, "layered"), -10);
+    const Table worst = Ask(model, {"--field", "layered", "--extreme"});
+    ASSERT_EQ(worst.rows.size(), 2U);
+    EXPECT_EQ(worst.Number(0, "layered"), -10);
+    EXPECT_EQ(worst.Number(1, "layer"), 1);
+
+    EXPECT_EQ(Ask(model, {"--field", "p", "--step", "2"}).rows.size(), 16U);
+    EXPECT_EQ(Ask(model, {"--field", "p", "--step", "3"}).rows.size(), 2U);
+    const struct {
+        const char* step;
+        double lower, upper;
+        double point;
+    } cases[] = {{"2", 8, 18, 8}, {"3", 100, 200, 1}};
+    for (const auto& c : cases) {
+        const Table extreme = Ask(model, {"--field", "p", "--step", c.step, "--extreme"});
+        ASSERT_EQ(extreme.rows.size(), 2U);
+        EXPECT_EQ(extreme.Number(0, "p"), c.lower);
+        EXPECT_EQ(extreme.Number(1, "p"), c.upper);
+        EXPECT_EQ(extreme.Number(1, "point"), c.point);
+        const Table middles = Ask(model, {"--field", "p", "--step", c.step, "--at", "centroid"});
+        ASSERT_EQ(middles.rows.size(), 2U);
+        EXPECT_NEAR(middles.Number(0, "p"), c.point == 8 ? 4.5 : 100, 1e-4);
+    }
+    // The mean of its points, where one value an element is wanted.
+    const ORQSimDatabase database = ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly);
+    const ORQExcResults results{ORQObjDocument(database)};
+    const auto& field = *std::ranges::find(results.Fields(), "p", &ORQExcResults::Field::name);
+    const ORQSimCSet members = results.MembersOf(field);
+    std::vector<double> means(2);
+    EXPECT_EQ(results.Read(field, 1, members, means), 2);
+    EXPECT_EQ(means, (std::vector<double>{4.5, 14.5}));
+    EXPECT_EQ(results.Read(field, 2, members, means), 2);
+    EXPECT_EQ(means, (std::vector<double>{100, 200}));
 }

@@ -479,35 +479,50 @@ class GmshFile {
         }
     }
 
+    struct NodesOfElements {
+        const ORQExcShape* shape;
+        std::vector<int> elements;
+        std::vector<double> values;  // [elements][nodes][components of the field]
+    };
+
+    /// Adds the elements of a view that have values; nodes for which there is none have NaN.
+    void AddNodesOfElements(const ORQExcResults::Field& field, int frame,
+                            const ORQObjFieldView& view, NodesOfElements& rows) const {
+        const std::size_t nComponents = field.components.size();
+        const auto nNodes = static_cast<std::size_t>(rows.shape->nNodes);
+        const std::size_t nGiven =
+            std::min(nNodes, static_cast<std::size_t>(view.points.Last() + 1)) * nComponents;
+        std::vector<double> values(static_cast<std::size_t>(view.members.Size()) * nGiven);
+        m_results.ReadView(field, frame,
+                           {view.members, {}, {}, {0, static_cast<int>(nGiven / nComponents) - 1}},
+                           values);
+        auto begin = values.begin();
+        for (int i = 0; i < view.members.Size(); ++i) {
+            const auto end = begin + static_cast<std::ptrdiff_t>(nGiven);
+            if (!std::all_of(begin, end, [](double value) { return std::isnan(value); })) {
+                rows.elements.push_back(view.members[i]);
+                rows.values.insert(rows.values.end(), begin, end);
+                rows.values.resize(rows.elements.size() * nNodes * nComponents,
+                                   std::numeric_limits<double>::quiet_NaN());
+            }
+            begin = end;
+        }
+    }
+
     /// Writes components [first, first + count) at the nodes of each element that has values.
     void WriteNodesOfElements(const ORQExcResults::Field& field, std::size_t frame,
                               std::size_t first, std::size_t count) {
-        struct Rows {
-            const ORQExcShape* shape;
-            std::vector<int> elements;
-            std::vector<double> values;  // [elements][nodes][components of the field]
-        };
-        std::vector<Rows> all;
+        std::vector<NodesOfElements> all;
         std::size_t nElements = 0;
         const std::size_t nComponents = field.components.size();
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
             if (!IsWritten(block)) {
                 continue;
             }
-            const auto nOfElement = static_cast<std::size_t>(block.shape->nNodes) * nComponents;
-            std::vector<double> values(static_cast<std::size_t>(block.elements.Size()) *
-                                       nOfElement);
-            m_results.ReadView(field, static_cast<int>(frame),
-                               {block.elements, {}, {}, {0, block.shape->nNodes - 1}}, values);
-            Rows rows{block.shape, {}, {}};
-            for (int i = 0; i < block.elements.Size(); ++i) {
-                const auto begin =
-                    values.begin() + std::ptrdiff_t{i} * std::ssize(values) / block.elements.Size();
-                const auto end = begin + static_cast<std::ptrdiff_t>(nOfElement);
-                if (!std::all_of(begin, end, [](double value) { return std::isnan(value); })) {
-                    rows.elements.push_back(block.elements[i]);
-                    rows.values.insert(rows.values.end(), begin, end);
-                }
+            NodesOfElements rows{block.shape, {}, {}};
+            for (const ORQObjFieldView& view :
+                 m_results.ViewsOf(field, static_cast<int>(frame), block.elements)) {
+                AddNodesOfElements(field, static_cast<int>(frame), view, rows);
             }
             nElements += rows.elements.size();
             all.push_back(std::move(rows));
@@ -515,7 +530,7 @@ class GmshFile {
         m_text << "$ElementNodeData\n";
         WriteViewHead(count == 1 ? field.components[first].label : field.name,
                       m_results.Frames()[frame].time, frame, static_cast<int>(count), nElements);
-        for (const Rows& rows : all) {
+        for (const NodesOfElements& rows : all) {
             const auto nNodes = static_cast<std::size_t>(rows.shape->nNodes);
             // Ours at place k stands at place gmshOrder[k] there.
             std::vector<std::size_t> ours(nNodes);

@@ -126,10 +126,14 @@ class RuleReader {
             return m_check.ReportValue(place, components,
                                        "an object with a text for each component");
         }
+        std::set<std::string> texts;
         for (const auto& [number, name] : components.items()) {
+            const std::string text = m_check.Text(name, place / number);
+            if (!text.empty() && !texts.insert(text).second) {
+                m_check.Report(place / number, "\"" + text + "\" is another component already");
+            }
             rule.components.push_back(
-                {m_check.Text(name, place / number),
-                 OneOf(json(number), place / number, kComponents, "component")});
+                {text, OneOf(json(number), place / number, kComponents, "component")});
         }
     }
 

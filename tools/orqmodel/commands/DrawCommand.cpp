@@ -40,6 +40,7 @@ struct DrawOptions {
     std::string deform;               // A field by which the nodes move, or that and ":SCALE".
     // The time of the field, from 1, or "all"; empty for the last, and for all of a page.
     std::string step;
+    ShownPlace place;  // Within elements, of the fields.
     std::vector<std::string> clips;
     std::string section;   // Drawn instead of the mesh; empty for none.
     std::string material;  // As well.
@@ -273,6 +274,7 @@ void DrawPage(const ORQObjDocument& document, const DrawOptions& options, Output
     wanted.picture = PictureOptions(options);
     wanted.picture.progress = output.Watch();
     wanted.results.fields = options.fields;
+    wanted.results.place = options.place;
     if (IsMeasure(options.colourBy)) {
         wanted.results.measure = options.colourBy;
     }
@@ -286,7 +288,10 @@ void DrawPage(const ORQObjDocument& document, const DrawOptions& options, Output
 }
 
 void DrawPictures(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
-    MeshSeries::Options wanted{PictureOptions(options), "", "", options.deform};
+    MeshSeries::Options wanted;
+    wanted.picture = PictureOptions(options);
+    wanted.deform = options.deform;
+    wanted.place = options.place;
     if (!options.fields.empty()) {
         wanted.field = options.fields.front();
     }
@@ -399,6 +404,23 @@ SubcommandRun DeclareDraw(CLI::App& command) {
                         "components; may be repeated for a page")
             ->expected(1)
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    ShownPlace& place = options->place;
+    command
+        .add_option("--layer", place.layer,
+                    "Of a field with layers: this one, counted from 1 at the bottom")
+        ->needs(field);
+    command
+        .add_option("--section-point", place.sectionPoint,
+                    "bottom, middle or top of the layer, or its number from 1 at the bottom")
+        ->needs(field);
+    command
+        .add_option("--point", place.point,
+                    "Of a field with points: this one, counted from 1; without it, their mean")
+        ->needs(field);
+    command
+        .add_flag("--extreme", place.isExtreme,
+                  "The value of the largest magnitude in each element over all layers and points")
+        ->needs(field);
     command
         .add_option("--deform", options->deform,
                     "Move the nodes by the vectors of that name, so many times as SCALE says; "

@@ -186,6 +186,17 @@ std::unique_ptr<RowSource> RowsOfField(const ORQExcModel& model, const ORQExcRes
         ORQBasThrowUsage(fmt::format("--field {}: it has no values within elements to choose from",
                                      options.field));
     }
+    if (field->IsAtSpot() && !options.place.IsEmpty()) {
+        ORQBasThrowUsage(
+            fmt::format("--field {}: names one place of each element, so no others can be named",
+                        options.field));
+    }
+    if (options.place.acrossBorders && options.place.at != "nodes") {
+        ORQBasThrowUsage("--across-borders: only values --at nodes are averaged");
+    }
+    if (!options.derived.empty() && component >= 0) {
+        ORQBasThrowUsage("--derived: is made of all components, not of one");
+    }
     ORQSimCSet members;
     if (place != RowPlace::Model || !options.selection.IsEmpty()) {
         members = options.selection.IsEmpty() ? results.MembersOf(*field)
@@ -200,9 +211,6 @@ std::unique_ptr<RowSource> RowsOfField(const ORQExcModel& model, const ORQExcRes
     }
     if (options.derived.empty()) {
         return FieldRows(results, *field, std::move(frames), members, component);
-    }
-    if (component >= 0) {
-        ORQBasThrowUsage("--derived: is made of all components, not of one");
     }
     if (!isWithin) {
         return DerivedRows(FieldRows(results, *field, std::move(frames), members), *field,

@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
 #include <limits>
 
 #include "ORQBasFailure.h"
+#include "ORQExcElementValues.h"
 #include "ORQExcNearNames.h"
 #include "queries/Invariants.h"
 #include "queries/RowSource.h"
@@ -43,7 +45,7 @@ Quantity QuantityOf(const Field& field, const std::string& label) {
         fmt::format("--field {}: it has several components; name one of {}", label, components));
 }
 
-const Field& FindField(const ORQExcResults& results, const std::string& label) {
+Field FindField(const ORQExcResults& results, const std::string& label) {
     std::vector<std::string> known;
     for (const Field& field : results.Fields()) {
         const bool isIt =
@@ -60,6 +62,12 @@ const Field& FindField(const ORQExcResults& results, const std::string& label) {
             known.push_back(field.name);
         }
     }
+    // The name that a file gives to one point or layer.
+    for (const Field& field : results.FieldsAtSpots()) {
+        if (std::ranges::count(field.components, label, &ORQExcResults::Component::label) != 0) {
+            return field;
+        }
+    }
     ORQBasThrowUsage(fmt::format("--field {}: the model has no such results{}", label,
                                  ORQExcNearNames(label, known)));
 }
@@ -67,25 +75,99 @@ const Field& FindField(const ORQExcResults& results, const std::string& label) {
 }  // namespace
 
 ShownField::ShownField(const ORQExcModel& model, const ORQExcResults& results,
-                       const std::string& label)
+                       const std::string& label, const ShownPlace& place)
     : m_model(model),
       m_results(results),
       m_label(label),
       m_field(FindField(results, label)),
-      m_quantity(QuantityOf(m_field, label)) {}
+      m_quantity(QuantityOf(m_field, label)) {
+    ChoosePlace(place);
+}
 
-FieldValues ShownField::At(int time) const {
-    const ORQSimCSet members = m_field.place == Place::Node ? m_model.Nodes() : m_model.Elements();
-    const std::size_t nComponents = m_field.components.size();
+void ShownField::ChoosePlace(const ShownPlace& place) {
+    const bool namesLayer = !place.layer.empty() || !place.sectionPoint.empty();
+    const bool namesPlace = namesLayer || !place.point.empty();
+    if (!m_field.HasSpots()) {
+        if (namesPlace || place.isExtreme) {
+            ORQBasThrowUsage(fmt::format(
+                "--field {}: it has no values within elements to choose from", m_label));
+        }
+        return;
+    }
+    m_isExtreme = place.isExtreme;
+    if (m_isExtreme) {
+        if (namesPlace) {
+            ORQBasThrowUsage("--extreme: looks at all places, so none can be named");
+        }
+        m_quantity.name += ", of the largest magnitude";
+        return;
+    }
+    // "all" names no one layer.
+    if (m_field.hasLayers &&
+        (place.layer == "all" || place.layer.empty() || place.sectionPoint.empty())) {
+        ORQBasThrowUsage(fmt::format(
+            "--field {}: it has values in layers; --layer and --section-point name one, "
+            "--extreme takes the largest",
+            m_label));
+    }
+    PlaceOptions wanted;
+    wanted.layer = place.layer;
+    wanted.sectionPoint = place.sectionPoint;
+    m_places = FindPlaces(m_model, m_results, m_field, m_model.Elements(), wanted);
+    if (namesLayer) {
+        m_quantity.name +=
+            fmt::format(", layer {}, section point {}", place.layer, place.sectionPoint);
+    }
+    if (!place.point.empty()) {
+        m_point = PlaceFrom("--point", place.point);
+        std::erase_if(m_places, [&](const ElementPlace& one) { return one.nPoints <= m_point; });
+        if (m_places.empty()) {
+            ORQBasThrowUsage(fmt::format("--point {}: no element has so many points of {}",
+                                         place.point, m_field.name));
+        }
+        m_quantity.name += ", point " + place.point;
+    }
+}
+
+/// Of some members, into the values of all; answers how many were read.
+std::int64_t ShownField::Read(int time, const Field& field, const ORQSimCSet& members,
+                              std::vector<double>& values) const {
+    const std::size_t nComponents = field.components.size();
     std::vector<double> components(static_cast<std::size_t>(members.Size()) * nComponents);
-    if (m_results.Read(m_field, time - 1, members, components) == 0) {
+    const std::int64_t nRead = m_results.Read(field, time - 1, members, components);
+    std::size_t at = 0;
+    for (ORQSimCSetIterator i(members); !i.IsDone(); i.Next(), at += nComponents) {
+        values[static_cast<std::size_t>(i.CurrentValue())] =
+            m_quantity.of(std::span(components).subspan(at, nComponents));
+    }
+    return nRead;
+}
+
+std::vector<double> ShownField::ValuesAt(int time) const {
+    const ORQSimCSet all = IsNodal() ? m_model.Nodes() : m_model.Elements();
+    std::vector<double> values(static_cast<std::size_t>(all.Size()),
+                               std::numeric_limits<double>::quiet_NaN());
+    std::int64_t nRead = 0;
+    if (m_isExtreme) {
+        const auto worst =
+            ORQExcElementValues(m_model, m_results, m_field).WorstOf(time - 1, all, m_quantity.of);
+        std::ranges::transform(worst, values.begin(), &ORQExcElementValues::Worst::value);
+        nRead = std::ranges::count_if(values, [](double value) { return !std::isnan(value); });
+    } else if (!m_field.HasSpots()) {
+        nRead = Read(time, m_field, all, values);
+    }
+    for (const ElementPlace& place : m_places) {
+        nRead += Read(time, m_results.AtSpot(m_field, {place.layer, place.sectionPoint, m_point}),
+                      place.members, values);
+    }
+    if (nRead == 0) {
         ORQBasThrowUsage(fmt::format("--field {}: it has no values at step {}", m_label, time));
     }
-    FieldValues shown{m_field.place == Place::Node, {}, m_quantity.name, TimeText(m_results, time)};
-    for (std::size_t i = 0; i < components.size(); i += nComponents) {
-        shown.values.push_back(m_quantity.of(std::span(components).subspan(i, nComponents)));
-    }
-    return shown;
+    return values;
+}
+
+FieldValues ShownField::At(int time) const {
+    return {IsNodal(), ValuesAt(time), m_quantity.name, TimeText(m_results, time)};
 }
 
 std::vector<int> TimesOf(const ORQExcResults& results, const ORQExcResults::Field& field) {

@@ -7,6 +7,7 @@
 
 #include "ORQExcModel.h"
 #include "ORQExcResults.h"
+#include "queries/ElementPlaces.h"
 
 namespace orqmodel {
 
@@ -29,13 +30,23 @@ struct Quantity {
     std::function<double(std::span<const double>)> of;
 };
 
+/// Which value of an element is shown of a field with points or layers.
+struct ShownPlace {
+    std::string layer;         ///< a number from 1
+    std::string sectionPoint;  ///< as in PlaceOptions
+    std::string point;         ///< a number from 1; empty for the mean of the points
+    bool isExtreme = false;    ///< that of the largest magnitude, wherever it is
+};
+
 /// The field or component of a label over all times. Of a vector the magnitude is meant, and of a
 /// symmetric tensor its von Mises equivalent, unless a component is named.
 class ShownField {
   public:
     /// Throws ORQBasFailure (Usage), naming what there is, for a label that the model lacks, for
-    /// fields of the whole model, and for tensors that are not symmetric.
-    ShownField(const ORQExcModel& model, const ORQExcResults& results, const std::string& label);
+    /// fields of the whole model, and for tensors that are not symmetric; for a place that the field
+    /// does not have, and for none of a field with layers.
+    ShownField(const ORQExcModel& model, const ORQExcResults& results, const std::string& label,
+               const ShownPlace& place = {});
 
     /// At a time, counted from 1. Throws Usage for one without values, and where there is no such
     /// time.
@@ -45,11 +56,19 @@ class ShownField {
     bool IsNodal() const { return m_field.place == ORQExcResultArray::Place::Node; }
 
   private:
+    void ChoosePlace(const ShownPlace& place);
+    std::vector<double> ValuesAt(int time) const;
+    std::int64_t Read(int time, const ORQExcResults::Field& field, const ORQSimCSet& members,
+                      std::vector<double>& values) const;
+
     const ORQExcModel& m_model;
     const ORQExcResults& m_results;
     std::string m_label;
-    const ORQExcResults::Field& m_field;
+    ORQExcResults::Field m_field;
     Quantity m_quantity;
+    std::vector<ElementPlace> m_places;  // of a field with points or layers, of which one is shown
+    int m_point = -1;
+    bool m_isExtreme = false;
 };
 
 /// What elements measure, one of MeasureNames: their thickness, area and the like.

@@ -10,7 +10,7 @@ MeshSeries::MeshSeries(const ORQObjDocument& document, const std::string& name,
                        const Options& options)
     : m_model(document), m_results(document), m_name(name), m_picture(options.picture) {
     if (!options.field.empty()) {
-        m_field.emplace(m_model, m_results, options.field);
+        m_field.emplace(m_model, m_results, options.field, options.place);
     }
     if (!options.measure.empty()) {
         m_picture.field = MeasuresOf(m_model, options.measure);

@@ -19,6 +19,7 @@ class MeshSeries {
     struct Options {
         MeshPictureOptions picture;
         std::string field;    ///< as ShownField takes it; empty for none
+        ShownPlace place;     ///< of the field
         std::string measure;  ///< one of MeasureNames, instead of a field; empty for none
         std::string deform;   ///< as Deformation takes it; empty for none
         /// The time, counted from 1; 0 for the last at which the field has values, else the

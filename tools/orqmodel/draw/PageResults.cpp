@@ -39,7 +39,7 @@ PageResults::PageResults(const ORQExcModel& model, const ORQExcResults& results,
                          const PageMesh& mesh, const Wanted& wanted)
     : m_model(model), m_results(results), m_mesh(mesh) {
     for (const std::string& field : wanted.fields) {
-        m_fields.emplace_back(m_model, m_results, field);
+        m_fields.emplace_back(m_model, m_results, field, wanted.place);
     }
     if (!wanted.measure.empty()) {
         m_measure = MeasuresOf(m_model, wanted.measure);

@@ -22,6 +22,7 @@ class PageResults {
   public:
     struct Wanted {
         std::vector<std::string> fields;  ///< as ShownField takes them
+        ShownPlace place;                 ///< of each of the fields
         std::string measure;              ///< one of MeasureNames; empty for none
         std::string deform;               ///< as Deformation takes it; empty for none
         int time = 0;                     ///< counted from 1; 0 for all

@@ -7,25 +7,10 @@
 #include <vector>
 
 #include "ORQExcElementValues.h"
+#include "queries/ElementPlaces.h"
 #include "queries/RowSource.h"
 
 namespace orqmodel {
-
-/// Which values within elements are wanted.
-struct PlaceOptions {
-    std::string layer;         // "all", a number from 1, or empty for all.
-    std::string sectionPoint;  // "bottom", "middle", "top", a number from 1, or empty for all.
-    std::string ply;           // Of any section; empty for all.
-    std::string at;            // "points", "centroid", "nodes", or empty for points.
-    std::string axes;          // "layer", "element", "model", or empty for those of the field.
-    bool extreme = false;
-    bool acrossBorders = false;
-
-    bool IsEmpty() const {
-        return layer.empty() && sectionPoint.empty() && ply.empty() && at.empty() && axes.empty() &&
-               !extreme;
-    }
-};
 
 /// Rows of a field with points or layers, each at one place in one element: by time, layer, section
 /// point and point. With `at`, one row an element, or a node, for each layer and section point.

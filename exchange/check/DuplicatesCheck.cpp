@@ -10,6 +10,7 @@
 #include "check/Checks.h"
 #include "check/MembersHash.h"
 #include "model/OrdinalSet.h"
+#include "model/RepeatFilter.h"
 
 namespace orq::exchange {
 namespace {
@@ -27,7 +28,8 @@ const ORQExcRule kDuplicate = {
 class DuplicatesRun : public ORQExcCheckRun {
   public:
     explicit DuplicatesRun(const ORQExcCheckedModel& model) : m_model(model) {
-        m_keys.reserve(static_cast<std::size_t>(model.Model().NumElements()));
+        m_hashes.reserve(static_cast<std::size_t>(model.Model().NumElements()));
+        m_elements.reserve(m_hashes.capacity());
     }
 
     bool VisitsElements() const override { return true; }
@@ -40,21 +42,32 @@ class DuplicatesRun : public ORQExcCheckRun {
             for (const int node : elements.NodesOf(i)) {
                 hash.Add(node);
             }
-            m_keys.push_back({hash.Value(), elements.ordinals[i]});
+            m_hashes.push_back(hash.Value());
+            m_elements.push_back(elements.ordinals[i]);
         }
     }
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
-        std::ranges::sort(m_keys);
-        std::vector<int> alike;  // elements of one hash: almost surely duplicates
-        for (std::size_t i = 0; i < m_keys.size(); ++i) {
-            const bool isLikeLast = i > 0 && m_keys[i - 1].hash == m_keys[i].hash;
-            const bool isLikeNext = i + 1 < m_keys.size() && m_keys[i + 1].hash == m_keys[i].hash;
-            if (isLikeLast || isLikeNext) {
-                alike.push_back(m_keys[i].element);
+        RepeatFilter filter(m_hashes.size());
+        for (const std::uint64_t hash : m_hashes) {
+            filter.Add(hash);
+        }
+        std::vector<std::pair<std::uint64_t, int>> candidates;
+        for (std::size_t i = 0; i < m_hashes.size(); ++i) {
+            if (filter.Count(m_hashes[i]) > 1) {
+                candidates.emplace_back(m_hashes[i], m_elements[i]);
             }
         }
-        m_keys = {};
+        m_hashes = {};
+        m_elements = {};
+        std::ranges::sort(candidates);
+        std::vector<int> alike;  // elements of one hash: almost surely duplicates
+        for (std::size_t i = 1; i < candidates.size(); ++i) {
+            if (candidates[i - 1].first == candidates[i].first) {
+                alike.push_back(candidates[i - 1].second);
+                alike.push_back(candidates[i].second);
+            }
+        }
         std::ranges::sort(alike);
         // An element that stands in two blocks is no other one.
         alike.erase(std::unique(alike.begin(), alike.end()), alike.end());
@@ -68,12 +81,6 @@ class DuplicatesRun : public ORQExcCheckRun {
     }
 
   private:
-    struct Key {
-        std::uint64_t hash;
-        int element;
-        auto operator<=>(const Key&) const = default;
-    };
-
     /// What makes elements duplicates: the shape, or the block of lines, which may lie upon each
     /// other as a rod along a bar; the nodes; and the attributes of lines, such as the component
     /// of a spring.
@@ -136,7 +143,8 @@ class DuplicatesRun : public ORQExcCheckRun {
     }
 
     const ORQExcCheckedModel& m_model;
-    std::vector<Key> m_keys;
+    std::vector<std::uint64_t> m_hashes;
+    std::vector<int> m_elements;
 };
 
 }  // namespace

@@ -1,12 +1,53 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <vector>
 
 #include "ORQExcPoint.h"
 
 namespace orq::exchange {
+
+/// A division of space into cubes, and the points of it within a tolerance of a place.
+class PointCells {
+  public:
+    PointCells(double tolerance, double cellsPerTolerance)
+        : m_tolerance(tolerance), m_width(cellsPerTolerance * tolerance) {}
+
+    /// A hash of the cell of a point.
+    std::uint64_t KeyOf(const Point& at) const;
+    /// Calls use(key) once for each cell that has points within the tolerance of one: eight at most.
+    template <class Use>
+    void ForEachAround(const Point& at, const Use& use) const {
+        // Along each axis the surroundings lie in one cell or in two.
+        std::array<std::array<double, 2>, 3> cells{};
+        std::array<unsigned, 3> count{};
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            cells[axis] = {CellOf(at[axis] - m_tolerance), CellOf(at[axis] + m_tolerance)};
+            count[axis] = cells[axis][0] == cells[axis][1] ? 1 : 2;
+        }
+        for (unsigned x = 0; x < count[0]; ++x) {
+            for (unsigned y = 0; y < count[1]; ++y) {
+                for (unsigned z = 0; z < count[2]; ++z) {
+                    use(Hash(cells[0][x], cells[1][y], cells[2][z]));
+                }
+            }
+        }
+    }
+
+  private:
+    double CellOf(double coordinate) const;
+    static std::uint64_t Hash(double x, double y, double z);
+
+    double m_tolerance;
+    double m_width;  // of a cell
+};
+
+/// The places of points that may have another one within the tolerance, ascending: all that have
+/// one, and some that have none. Takes two bytes for each point.
+std::vector<int> PossiblyCoincident(std::span<const Point> points, double tolerance);
 
 /// Points that stay, and finds for another one the nearest of them within a tolerance. They lie in
 /// cells some tolerances wide, so that few are compared: points that stay are further apart than
@@ -23,12 +64,11 @@ class CoincidentNodes {
     void Add(int point);
 
   private:
-    double CellOf(double coordinate) const;
-    std::size_t BucketOf(double x, double y, double z) const;
+    std::size_t BucketOf(std::uint64_t key) const { return key & (m_first.size() - 1); }
 
     std::span<const Point> m_points;
     double m_tolerance;
-    double m_width;            // of a cell
+    PointCells m_cells;
     std::vector<int> m_first;  // by bucket: a point of it that stays, -1 for none
     std::vector<int> m_next;   // by point: another one of its bucket, -1 for none
 };

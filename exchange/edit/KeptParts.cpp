@@ -149,8 +149,7 @@ void DropCardsOf(const std::vector<std::string>& names, const ORQObjDocument& do
     }
 }
 
-bool HasCardsOf(const std::string& name, const ORQObjDocument& document) {
-    const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+bool HasCardsOf(const std::string& name, const std::vector<ORQExcKeptText>& texts) {
     const std::set<std::string> parts = PartsOf(texts);
     return std::ranges::any_of(texts, [&](const ORQExcKeptText& text) {
         const std::set<std::string> own = OwnNames({name}, text, parts);

@@ -32,7 +32,7 @@ std::string PartOf(const std::string& name, const std::vector<ORQExcKeptText>& t
 void DropCardsOf(const std::vector<std::string>& names, const ORQObjDocument& document,
                  ORQExcReport& report);
 /// Whether there are any.
-bool HasCardsOf(const std::string& name, const ORQObjDocument& document);
+bool HasCardsOf(const std::string& name, const std::vector<ORQExcKeptText>& texts);
 
 /// Takes away the kept arrays of a file that hold, or are over, node numbers, which changed.
 void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report);

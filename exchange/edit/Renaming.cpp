@@ -41,7 +41,7 @@ void CheckNewName(Kind kind, const std::string& name, const ORQObjDocument& docu
 /// coordinate system has an origin only on its card.
 void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& document) {
     if ((kind == Kind::NodeSet || kind == Kind::ElementSet || kind == Kind::Orientation) &&
-        HasCardsOf(name, document)) {
+        HasCardsOf(name, ORQExcReadKeptTexts(document))) {
         Refuse(
             fmt::format("{} \"{}\": cards of its deck that the model keeps as text go by this name",
                         NameOf(kind), name));

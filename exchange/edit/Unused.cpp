@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <span>
+#include <tuple>
 #include <vector>
 
 #include "ORQExcEdit.h"
@@ -79,6 +80,45 @@ void DropSections(const ORQObjDocument& document, ORQExcReport& report) {
     DropCardsOfDeleted(kKind, dropped, document, report);
 }
 
+/// The names of the sets, or surfaces, without members.
+std::vector<std::string> EmptySets(ORQExcObjectKind kind, const ORQExcModel& model) {
+    std::vector<std::string> names;
+    if (kind == ORQExcObjectKind::Surface) {
+        for (const ORQExcModel::Surface& surface : model.Surfaces()) {
+            if (surface.faces.empty() && !surface.isAnalytical) {
+                names.push_back(surface.name);
+            }
+        }
+        return names;
+    }
+    for (const ORQExcModel::Set& set :
+         kind == ORQExcObjectKind::NodeSet ? model.NodeSets() : model.ElementSets()) {
+        if (set.members.IsEmpty() && !StandsForBlock(kind, set.name, model.Document())) {
+            names.push_back(set.name);
+        }
+    }
+    return names;
+}
+
+void DropSets(const ORQObjDocument& document, ORQExcReport& report) {
+    const ORQExcModel model(document);
+    const Users users(document);
+    const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
+    for (const auto kind :
+         {ORQExcObjectKind::NodeSet, ORQExcObjectKind::ElementSet, ORQExcObjectKind::Surface}) {
+        for (const std::string& name : EmptySets(kind, model)) {
+            const ORQSimPosition set = FindObject(kind, name, document);
+            if (users.Of(kind, set).empty() && AssignmentsOf(set).empty() &&
+                !HasCardsOf(name, texts)) {
+                // No card goes by it, so none has to go.
+                std::ignore = DeleteButCards(document, kind, name, false, users, report);
+            } else {
+                report.Keep(NameOf(kind), name, 1);
+            }
+        }
+    }
+}
+
 }  // namespace
 
 void ORQExcDropUnused(const ORQObjDocument& document, ORQExcUnused what, ORQExcReport& report,
@@ -90,5 +130,7 @@ void ORQExcDropUnused(const ORQObjDocument& document, ORQExcUnused what, ORQExcR
             return DropMaterials(document, report);
         case ORQExcUnused::Sections:
             return DropSections(document, report);
+        case ORQExcUnused::Sets:
+            return DropSets(document, report);
     }
 }

@@ -75,7 +75,9 @@ enum class ORQExcUnused {
     /// gives numbers, as to rigid elements and constraints.
     Nodes,
     Materials,  ///< of no layer, and with a number that no kept card of a property names
-    Sections    ///< of no element
+    Sections,   ///< of no element
+    /// Sets and surfaces without members, which nothing uses and no kept card goes by.
+    Sets
 };
 /// Takes away what nothing uses. Sets lose such nodes. Rewrites what is stored by node when any go.
 ORQ_EXPORT void ORQExcDropUnused(

@@ -15,6 +15,7 @@
 #include "ORQExcCheck.h"
 #include "ORQObjDocument.h"
 #include "ORQObjMesh.h"
+#include "ORQObjModelBuilder.h"
 #include "ORQObjStepBuilder.h"
 #include "ORQSimCollection.h"
 #include "ORQSimDSet.h"
@@ -485,6 +486,61 @@ TEST_F(CheckRulesTest, SolidsThatFaceInwardsAreInvertedUnlessTheyAreOfADeck) {
            "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$Nodes\n4\n1 0 0 0\n2 1 0 0\n3 0 1 0\n4 0 0 1\n"
            "$EndNodes\n$Elements\n1\n1 4 2 1 1 1 3 2 4\n$EndElements\n");
     EXPECT_THAT(found("ELM"), ElementsAre(HasSubstr("ELM005 block")));
+}
+
+TEST_F(CheckRulesTest, WhatNeedsNoJudgementIsMendedInOneGo) {
+    const std::vector<Edit> apart = {
+        {"CQUAD4,2,1,2,3,6,5", "GRID,7,,9.,8.,7.\nGRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15"}};
+    Import(".bdf", Edited(kPlate, apart));
+    {
+        const ORQSimDatabase database =
+            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
+        ORQSimTransaction transaction(database.ContextID());
+        const ORQSimCollection nodes(
+            ORQObjMesh(ORQObjDocument(database).GetMesh()).GetNodeCollection().GetCollection());
+        const ORQObjModelBuilder builder(database);
+        builder.AddNodeSet("none", 100, nodes.EmptyCSetID());
+        // With its only node this one goes, too.
+        const int last = nodes.Space() - 2;
+        builder.AddNodeSet("seventh", 101, ORQSimCollection(nodes).CreateCSet(&last, 1, true));
+        transaction.Commit();
+    }
+    const auto found = [](const json& report) {
+        std::vector<std::string> texts;
+        for (const json& finding : report["findings"]) {
+            texts.push_back(TextOf(finding));
+        }
+        return texts;
+    };
+    const std::vector<std::string> before = {"NOD002 7", "NOD003 5 15", "SET001 node set \"none\""};
+    EXPECT_EQ(found(Report({"--skip", "VIZ"})), before);
+    const json tried = Report({"--skip", "VIZ", "--fix", "--dry-run"});
+    EXPECT_THAT(found(tried), IsEmpty());
+    EXPECT_EQ(found(Report({"--skip", "VIZ"})), before);
+    // What is not wanted is not mended.
+    EXPECT_EQ(found(Report({"--only", "NOD003", "--fix"})), std::vector<std::string>());
+    EXPECT_EQ(found(Report({"--skip", "VIZ"})),
+              (std::vector<std::string>{"NOD002 7", "SET001 node set \"none\""}));
+    const json mended = Report({"--skip", "VIZ", "--fix"});
+    EXPECT_EQ(mended["report"]["dropped"].size(), 3U);
+    EXPECT_EQ(mended["dry_run"], false);
+    EXPECT_THAT(found(Report({"--skip", "VIZ"})), IsEmpty());
+    EXPECT_EQ(RunHere({"verify", m_model}).status, 0);
+    EXPECT_EQ(
+        RunHere({"table", m_model, "--elements", "2", "--quantity", "connectivity", "--csv"}).out,
+        "instance,element,shape,node 1,node 2,node 3,node 4\nPART-1,2,SHELL4,2,3,6,5\n");
+
+    // A model of which not all can be read stays as it is.
+    Import(".msh", kMembrane, BreakConnectivity);
+    const CommandResult whole = RunHere({"info", m_model, "--json"});
+    EXPECT_EQ(RunHere({"check", m_model, "--fix"}).status, 3);
+    EXPECT_EQ(RunHere({"info", m_model, "--json"}).out, whole.out);
+    for (const Arguments& options : std::vector<Arguments>{
+             {"--dry-run"}, {"--fix", "--write-sets"}, {"--fix", "--baseline", "x.json"}}) {
+        Arguments all = {"check", m_model};
+        all.insert(all.end(), options.begin(), options.end());
+        EXPECT_EQ(RunHere(all).status, 2);
+    }
 }
 
 // A host's rule: a model may have so many nodes.

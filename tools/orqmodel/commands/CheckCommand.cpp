@@ -20,9 +20,13 @@
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 #include "commands/Arguments.h"
+#include "commands/Mending.h"
 #include "queries/OpenModel.h"
 #include "terminal/Findings.h"
+#include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
+#include "terminal/ReportJson.h"
+#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -41,6 +45,8 @@ struct CheckOptions {
     std::string config;
     std::string format = "text";
     bool writeSets = false;
+    bool fix = false;
+    bool isDryRun = false;
     bool json = false;
 };
 
@@ -237,14 +243,25 @@ void WriteSets(const Findings& findings) {
     transaction.Commit();
 }
 
-void Print(const Findings& findings, const CheckOptions& options, const Console& console) {
+void Print(const Findings& findings, const CheckOptions& options, const ORQExcReport& mended,
+           const Console& console) {
     if (options.format == "json") {
-        PrintJson(console.out, FindingsToJson(findings));
+        json object = FindingsToJson(findings);
+        if (options.fix) {
+            object["dry_run"] = options.isDryRun;
+            object["report"] = ToJson(mended);
+        }
+        PrintJson(console.out, object);
     } else if (options.format == "sarif") {
         PrintJson(console.out, FindingsToSarif(findings));
     } else if (options.format == "junit") {
         console.out << FindingsToJUnit(findings);
     } else {
+        if (options.fix) {
+            console.out << (options.isDryRun ? "To be mended without --dry-run:\n" : "Mended:\n");
+            PrintReport(mended, console.IsVerbose(), console.out);
+            console.out << "Left:\n";
+        }
         PrintFindings(findings, console.IsVerbose() ? SIZE_MAX : options.limit, console.out);
     }
 }
@@ -261,9 +278,9 @@ ExitStatus StatusOf(const ORQExcCheckResult& result, ORQExcLevel failOn) {
                : ExitStatus::Done;
 }
 
-ORQExcCheckResult Check(const std::string& path, const ORQExcChecker& checker,
-                        ORQExcCheckOptions options, const Console& console) {
-    const ORQObjDocument document(OpenModel(path));
+ORQExcCheckResult Check(const ORQObjDocument& document, const std::string& path,
+                        const ORQExcChecker& checker, ORQExcCheckOptions options,
+                        const Console& console) {
     ProgressBar bar(console, "checking");
     options.progress = [&](double done) { bar.Show(done); };
     ORQExcCheckResult result = checker.Run(document, options);
@@ -275,20 +292,60 @@ ORQExcCheckResult Check(const std::string& path, const ORQExcChecker& checker,
     return result;
 }
 
+/// Mends what it finds, in one transaction, and answers what is left then. A model that cannot be
+/// read as a whole is left as it is.
+ORQExcCheckResult CheckAndMend(const CheckOptions& options, const ORQExcChecker& checker,
+                               const ORQExcCheckOptions& check, ORQExcReport& mended,
+                               const Console& console) {
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(options.database, ORQSimDatabase::Mode::ReadWrite);
+    const InterruptGuard interrupts;
+    ORQSimTransaction transaction(database.ContextID());
+    const ORQObjDocument document(database);
+    ORQExcCheckResult result = Check(document, options.database, checker, check, console);
+    if (!result.failures.empty()) {
+        return result;
+    }
+    Mend(document, checker, check, result, mended);
+    result = Check(document, options.database, checker, check, console);
+    if (!result.failures.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            "nothing was mended: " + result.failures[0].text);
+    }
+    // From the commit on, there is no way back.
+    interrupts.Check();
+    if (!options.isDryRun) {
+        transaction.Commit();
+    }
+    return result;
+}
+
+/// Refuses options that would have no effect, or not the one that they say.
+void RequireUse(const CheckOptions& options) {
+    if (options.json && options.format != "text" && options.format != "json") {
+        ORQBasThrowUsage(
+            fmt::format("--json is --format json, and --format {} was given", options.format));
+    }
+    if ((options.list || !options.explain.empty()) && (options.json || options.format != "text")) {
+        ORQBasThrowUsage("--list and --explain are text");
+    }
+    if (options.isDryRun && !options.fix) {
+        ORQBasThrowUsage("--dry-run is for --fix");
+    }
+    if (options.fix && (options.writeSets || !options.baseline.empty())) {
+        ORQBasThrowUsage(
+            "--fix mends all that is found: it takes no --baseline and no --write-sets");
+    }
+}
+
 /// Checks a model and prints what is wrong with it, by rule. ExitStatus::Findings when something is
 /// at least as bad as the level that fails. What ends a check early is said after the findings:
 /// Unreadable, or BrokenInvariant.
 ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     CheckOptions options = given;
     const ORQExcChecker checker;
-    if (options.json && options.format != "text" && options.format != "json") {
-        ORQBasThrowUsage(
-            fmt::format("--json is --format json, and --format {} was given", options.format));
-    }
+    RequireUse(options);
     if (options.list || !options.explain.empty()) {
-        if (options.json || options.format != "text") {
-            ORQBasThrowUsage("--list and --explain are text");
-        }
         options.list ? PrintRules(checker, console.out)
                      : Explain(checker, options.explain, console.out);
         return ExitStatus::Done;
@@ -303,12 +360,15 @@ ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     }
     const ORQExcLevel failOn =
         options.failOn.empty() ? ORQExcLevel::Error : LevelOf(options.failOn);
+    ORQExcReport mended;
     Findings findings{options.database, checker.Rules(),
-                      Check(options.database, checker, check, console)};
+                      options.fix ? CheckAndMend(options, checker, check, mended, console)
+                                  : Check(ORQObjDocument(OpenModel(options.database)),
+                                          options.database, checker, check, console)};
     if (!options.baseline.empty()) {
         Subtract(ReadBaseline(options.baseline), findings.result);
     }
-    Print(findings, options, console);
+    Print(findings, options, mended, console);
     console.out.flush();
     if (options.writeSets) {
         WriteSets(findings);
@@ -316,7 +376,8 @@ ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     for (const ORQExcCheckResult::Failure& failure : findings.result.failures) {
         console.err << "orqmodel: " << ORQExcPrintable(failure.text) << '\n';
     }
-    return StatusOf(findings.result, failOn);
+    const ExitStatus status = StatusOf(findings.result, failOn);
+    return status == ExitStatus::Done && mended.HasFindings() ? ExitStatus::Findings : status;
 }
 
 }  // namespace
@@ -355,6 +416,10 @@ SubcommandRun DeclareCheck(CLI::App& command) {
     command.add_flag(
         "--write-sets", options->writeSets,
         "Make a set of what each rule found, \"check RULE\", in place of earlier ones");
+    command.add_flag("--fix", options->fix,
+                     "Merge coincident nodes of each part, drop unused nodes and empty sets, and "
+                     "report what is left");
+    command.add_flag("-n,--dry-run", options->isDryRun, "With --fix: report, and change nothing");
     AddJson(command, options->json);
     return Reading(options, RunCheck, &CheckOptions::database);
 }

@@ -62,7 +62,8 @@ const std::map<std::string, Kind> kKinds = {
 
 const std::map<std::string, ORQExcUnused> kUnused = {{"nodes", ORQExcUnused::Nodes},
                                                      {"materials", ORQExcUnused::Materials},
-                                                     {"sections", ORQExcUnused::Sections}};
+                                                     {"sections", ORQExcUnused::Sections},
+                                                     {"sets", ORQExcUnused::Sets}};
 
 /// The value of a word; others are refused with those that are near.
 template <class Value>
@@ -143,7 +144,7 @@ const std::array kActions = {
     Action{"rename", {"KIND", "OLD", "NEW"}, false, false, Rename},
     Action{"delete", {"KIND", "NAME"}, false, true, Delete},
     Action{"merge-nodes", {}, true, false, MergeNodes},
-    Action{"drop-unused", {"nodes|materials|sections"}, false, false, DropUnused},
+    Action{"drop-unused", {"nodes|materials|sections|sets"}, false, false, DropUnused},
     Action{"renumber", {}, false, false, Renumber}};
 
 std::vector<std::string> ActionNames() {

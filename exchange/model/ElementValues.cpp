@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <utility>
 
 #include "ORQExcElementValues.h"
 #include "ORQExcPointRules.h"
@@ -119,25 +120,35 @@ std::vector<ORQExcElementValues::Worst> ORQExcElementValues::WorstOf(int frame,
 
 namespace {
 
+/// Whether a field has a value at each node of a shape's elements.
+bool AreAtNodes(const ORQExcShape& shape, int gridType, int nPoints) {
+    return gridType == ORQSimSchema::Field_ElementNodal && nPoints == shape.nNodes;
+}
+
 /// From an element's points to its nodes or middle; empty where the places are not known.
 std::vector<float> MatrixOf(const ORQExcShape& shape, int gridType, int nPoints, bool toNodes) {
     if (gridType == ORQSimSchema::Field_IntegrationPoint) {
         return toNodes ? ORQExcExtrapolationToNodes(shape, nPoints)
                        : ORQExcExtrapolationToMiddle(shape, nPoints);
     }
-    const auto n = static_cast<std::size_t>(shape.nNodes);
-    if (gridType == ORQSimSchema::Field_ElementNodal && nPoints == shape.nNodes) {
-        if (!toNodes) {
-            return ORQExcNodesToMiddle(shape);
-        }
-        std::vector<float> same(n * n, 0);
-        for (std::size_t i = 0; i < n; ++i) {
-            same[i * n + i] = 1;
-        }
-        return same;
+    if (!toNodes && AreAtNodes(shape, gridType, nPoints)) {
+        return ORQExcNodesToMiddle(shape);
     }
     // One value of an element holds everywhere in it; faces say nothing of what is within.
-    return nPoints == 1 ? std::vector<float>(toNodes ? n : 1, 1.0F) : std::vector<float>();
+    return nPoints == 1
+               ? std::vector<float>(toNodes ? static_cast<std::size_t>(shape.nNodes) : 1, 1.0F)
+               : std::vector<float>();
+}
+
+/// Nodes behind the corners have no share in a middle, but no number times 0 is no number.
+void ForgetMiddleNodes(const ORQExcShape& shape, std::size_t nComponents,
+                       std::vector<double>& values) {
+    const auto nNodes = static_cast<std::size_t>(shape.nNodes);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (i / nComponents % nNodes >= static_cast<std::size_t>(shape.nCorners)) {
+            values[i] = 0;
+        }
+    }
 }
 
 }  // namespace
@@ -153,7 +164,10 @@ void ORQExcElementValues::ReadMiddles(int frame, const ORQSimCSet& elements, int
             continue;
         }
         ForEachSlice(of.view.members, [&](const ORQSimCSet& some) {
-            const std::vector<double> given = ReadClass(frame, of, some, layer, sectionPoint);
+            std::vector<double> given = ReadClass(frame, of, some, layer, sectionPoint);
+            if (AreAtNodes(*of.block->shape, m_field.gridType, of.NumPoints())) {
+                ForgetMiddleNodes(*of.block->shape, nComponents, given);
+            }
             std::vector<double> made(static_cast<std::size_t>(some.Size()) * nComponents);
             ORQSrvExtrapolation::ExtrapolateDoublePrecision(
                 of.NumPoints(), 1, static_cast<int>(nComponents), some.Size(), given.data(),
@@ -270,19 +284,23 @@ std::vector<ORQExcElementValues::AtNodes> ORQExcElementValues::ReadNodes(
     const auto add = [&](const Share& share) {
         const ORQExcShape& shape = *share.of->block->shape;
         const int nPoints = share.of->NumPoints();
+        const bool areAtNodes = AreAtNodes(shape, m_field.gridType, nPoints);
         const std::vector<float> matrix = MatrixOf(shape, m_field.gridType, nPoints, true);
-        if (matrix.empty()) {
+        if (matrix.empty() && !areAtNodes) {
             return;
         }
         ForEachSlice(share.elements, [&](const ORQSimCSet& some) {
-            const std::vector<double> given =
-                ReadClass(frame, *share.of, some, layer, sectionPoint);
+            std::vector<double> given = ReadClass(frame, *share.of, some, layer, sectionPoint);
             nodes.resize(static_cast<std::size_t>(some.Size()) *
                          static_cast<std::size_t>(shape.nNodes));
-            made.resize(nodes.size() * nComponents);
-            ORQSrvExtrapolation::ExtrapolateDoublePrecision(
-                nPoints, shape.nNodes, static_cast<int>(nComponents), some.Size(), given.data(),
-                made.data(), matrix.data());
+            if (areAtNodes) {
+                made = std::move(given);
+            } else {
+                made.resize(nodes.size() * nComponents);
+                ORQSrvExtrapolation::ExtrapolateDoublePrecision(
+                    nPoints, shape.nNodes, static_cast<int>(nComponents), some.Size(), given.data(),
+                    made.data(), matrix.data());
+            }
             m_model.ReadConnectivity(*share.of->block, some, nodes);
             for (std::size_t i = 0; i < nodes.size(); ++i) {
                 sums.Add(nodes[i], made.data() + i * nComponents);

@@ -442,6 +442,20 @@ TEST_F(PointResults, OtherFormatsKeepPointsAndLayers) {
     }
 }
 
+// The format takes three components for x, y and z: those of others, or in another order, are apart.
+TEST_F(PointResults, GmshHasEachComponentUnderItsName) {
+    const std::vector<Variable> variables = {{"s_xx"}, {"s_yy"}, {"s_xy"}, {"v_x"}, {"v_z"},
+                                             {"v_y"},  {"w_x"},  {"w_y"},  {"w_z"}};
+    GoThrough(variables);
+    ASSERT_EQ(RunHere({"export", Database(), "-o", m_folder / "out.msh"}).status, 0);
+    const fs::path again = m_folder / "again.orq";
+    ASSERT_EQ(RunHere({"import", m_folder / "out.msh", "-o", again}).status, 0);
+    EXPECT_EQ(FieldsOf(again), FieldsOf(Database()));
+    ASSERT_EQ(RunHere({"export", again, "-o", m_folder / "again.e"}).status, 0);
+    EXPECT_EQ(ValuesByName(exodus_file::ReadResults(m_folder / "again.e")),
+              ValuesByName(exodus_file::ReadResults(m_folder / "in.e")));
+}
+
 TEST_F(PointResults, GmshValuesAtNodesOfElementsComeInTheOrderOfTheElement) {
     // A tetrahedron of ten nodes, of which Gmsh turns the last two.
     PutBytes(m_folder / "in.msh",

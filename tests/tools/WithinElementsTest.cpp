@@ -396,6 +396,33 @@ TEST(AtNodes, ALinearFieldIsExactAndBordersKeepBothSides) {
     EXPECT_FALSE(points.At(0, "point").is_null());
 }
 
+// Programs that write values at the corners alone leave those of middle nodes out.
+TEST(AtNodes, NodesWithoutAValueLeaveTheOthersAsTheyAre) {
+    const ScratchFolder folder;
+    exodus_file::Content content;
+    content.x = {0, 1, 0, 0, 0.5, 0.5, 0, 0, 0.5, 0};
+    content.y = {0, 0, 1, 0, 0, 0.5, 0.5, 0, 0, 0.5};
+    content.z = {0, 0, 0, 1, 0, 0, 0, 0.5, 0.5, 0.5};
+    content.labels.clear();
+    content.blocks = {{1, "tet", "TET10", 10, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, {}}};
+    exodus_file::Write(content, folder / "tet.e");
+    std::vector<exodus_file::ElementVariable> variables;
+    for (int node = 1; node <= 10; ++node) {
+        exodus_file::ElementVariable& variable = variables.emplace_back();
+        variable.name = "q_node" + std::to_string(node);
+        variable.values[1] = {{node <= 4 ? 10.0 * node : NAN}};
+    }
+    exodus_file::AddElementResults(folder / "tet.e", variables);
+    const std::string model = folder / "tet.orq";
+    ASSERT_EQ(RunHere({"import", folder / "tet.e", "-o", model}).status, 0);
+    const Table nodes = Ask(model, {"--field", "q", "--at", "nodes"});
+    ASSERT_EQ(nodes.rows.size(), 4U);
+    EXPECT_EQ(nodes.Number(3, "q"), 40);
+    const Table middle = Ask(model, {"--field", "q", "--at", "centroid"});
+    ASSERT_EQ(middle.rows.size(), 1U);
+    EXPECT_EQ(middle.Number(0, "q"), 25);
+}
+
 // --- What was written in pieces ------------------------------------------------------------------
 
 namespace {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "ORQSimSchema.h"
+#include "ads_ComponentSymbolsEnm.h"
 #include "formats/gmsh/GmshText.h"
 #include "model/ArrayNames.h"
 #include "model/Numbering.h"
@@ -454,12 +455,25 @@ class GmshFile {
         return fields;
     }
 
+    /// Whether one view can have all components: the format takes three for x, y and z, and nine for
+    /// the rows of a tensor.
+    static bool IsOneView(const ORQExcResults::Field& field) {
+        std::vector<int> codes;
+        for (const ORQExcResults::Component& component : field.components) {
+            codes.push_back(component.code);
+        }
+        return codes == std::vector<int>{ads_Component1, ads_Component2, ads_Component3} ||
+               codes == std::vector<int>{ads_Component11, ads_Component12, ads_Component13,
+                                         ads_Component21, ads_Component22, ads_Component23,
+                                         ads_Component31, ads_Component32, ads_Component33};
+    }
+
     /// Writes vectors and whole tensors as views, since the format has 1, 3 or 9 components; of
     /// other fields each component is a view.
     void WriteFrame(const ORQExcResults::Field& field, std::size_t frame) {
         if (field.HasSpots()) {
             const std::size_t all = field.components.size();
-            const std::size_t atOnce = all == 3 || all == 9 ? all : 1;
+            const std::size_t atOnce = IsOneView(field) ? all : 1;
             for (std::size_t first = 0; first < all; first += atOnce) {
                 WriteNodesOfElements(field, frame, first, atOnce);
             }
@@ -470,7 +484,7 @@ class GmshFile {
         const std::size_t n = field.components.size();
         std::vector<double> values(static_cast<std::size_t>(members.Size()) * n);
         m_results.Read(field, static_cast<int>(frame), members, values);
-        if (n == 3 || n == 9) {
+        if (IsOneView(field)) {
             WriteValues(field.place, field.name, frame, values, n, 0, n);
             return;
         }

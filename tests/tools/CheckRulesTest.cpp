@@ -449,6 +449,21 @@ TEST_F(CheckRulesTest, WhatIsFoundBecomesSetsThatTheNextCheckReplaces) {
     EXPECT_EQ(RunHere({"check", m_model, "--write-sets", "--only", "ELM"}).status, 0);
     EXPECT_THAT(sets(), testing::Not(testing::Contains(HasSubstr("check"))));
 
+    // Numbers as high as there are leave room for more sets.
+    exodus_file::Content content;
+    content.labels.clear();
+    content.x = {0, 1, 1, 0, 9};
+    content.y = {0, 0, 1, 1, 9};
+    content.z = std::vector<double>(5, 0.0);
+    content.blocks = {{1, "plate", "SHELL4", 4, {1, 2, 3, 4}, {}}};
+    content.nodeSets = {{std::numeric_limits<int>::max(), "last", {1}, {}}};
+    std::filesystem::remove_all(m_model);
+    exodus_file::Write(content, m_folder / "plate.e");
+    ASSERT_EQ(RunHere({"import", m_folder / "plate.e", "-o", m_model}).status, 0);
+    EXPECT_EQ(RunHere({"check", m_model, "--write-sets", "--only", "NOD002"}).status, 0);
+    EXPECT_THAT(sets(), testing::Contains("check NOD002 1"));
+    EXPECT_EQ(RunHere({"export", m_model, "-o", m_folder / "again.e"}).status, 0);
+
     // A set to which a section was assigned since stays, with the assignment.
     Import(".bdf", Edited(kPlate, {{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,3,5,5"}}));
     const Arguments collapsed = {"check", m_model, "--write-sets", "--only", "ELM001"};

@@ -214,12 +214,19 @@ void AddSets(const ORQSimDatabase& database, const Findings& findings) {
         }
     }
     const ORQExcModel model{ORQObjDocument(database)};
-    int number = 0;
+    std::set<int> taken;
     for (const auto* known : {&model.NodeSets(), &model.ElementSets()}) {
         for (const ORQExcModel::Set& set : *known) {
-            number = std::max(number, set.number);
+            taken.insert(set.number);
         }
     }
+    int number = 0;
+    const auto nextFree = [&] {
+        do {
+            ++number;
+        } while (taken.contains(number));
+        return number;
+    };
     const ORQObjModelBuilder builder(database);
     for (const auto& [of, members] : sets) {
         const std::vector<int> list(members.begin(), members.end());
@@ -229,8 +236,8 @@ void AddSets(const ORQSimDatabase& database, const Findings& findings) {
             ORQSimCollection(all.CollectionID())
                 .CreateCSet(list.data(), static_cast<int>(list.size()), true);
         const ORQString name = SetNameOf(of.second).c_str();
-        areNodes ? builder.AddNodeSet(name, ++number, found)
-                 : builder.AddElementSet(name, ++number, found);
+        areNodes ? builder.AddNodeSet(name, nextFree(), found)
+                 : builder.AddElementSet(name, nextFree(), found);
     }
 }
 

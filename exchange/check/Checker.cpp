@@ -32,7 +32,7 @@ class CheckRun {
             }
             const auto isWanted = [&](const ORQExcRule& rule) { return m_model.IsWanted(rule.id); };
             if (std::ranges::any_of(check.rules, isWanted)) {
-                Attempt([&] { m_runs.push_back(check.begin(m_model)); });
+                Attempt([&] { m_runs.push_back({&check, check.begin(m_model)}); });
             }
         }
     }
@@ -42,10 +42,12 @@ class CheckRun {
         bool areAllSeen = false;
         Attempt([&] { areAllSeen = VisitBlocks(); });
         for (std::size_t i = 0; i < m_runs.size(); ++i) {
-            if (areAllSeen || !m_runs[i]->NeedsAllElements()) {
-                Attempt([&] { m_runs[i]->Finish(m_result.findings); });
+            auto& [check, run] = m_runs[i];
+            if ((areAllSeen || !run->NeedsAllElements()) &&
+                Attempt([&] { run->Finish(m_result.findings); })) {
+                AddTried(*check);
             }
-            m_runs[i].reset();  // what it held is no longer needed
+            run.reset();  // what it held is no longer needed
             Tell(0.5 + 0.5 * static_cast<double>(i + 1) / static_cast<double>(m_runs.size()));
         }
         std::erase_if(m_result.findings, [&](const ORQExcFinding& finding) {
@@ -69,6 +71,14 @@ class CheckRun {
             AddFailure({exception.DeveloperReport(ORQBasStringMode::Unicode).c_str(), true});
         }
         return false;
+    }
+
+    void AddTried(const ORQExcCheck& check) {
+        for (const ORQExcRule& rule : check.rules) {
+            if (m_model.IsWanted(rule.id)) {
+                m_result.tried.push_back(rule.id);
+            }
+        }
     }
 
     void AddFailure(ORQExcCheckResult::Failure failure) {
@@ -104,7 +114,8 @@ class CheckRun {
 
     /// Answers whether all elements were seen.
     bool VisitBlocks() {
-        if (std::ranges::none_of(m_runs, &ORQExcCheckRun::VisitsElements)) {
+        const auto visits = [](const Begun& begun) { return begun.run->VisitsElements(); };
+        if (std::ranges::none_of(m_runs, visits)) {
             return true;
         }
         bool areAllSeen = true;
@@ -136,7 +147,7 @@ class CheckRun {
                 std::ranges::copy(places[static_cast<std::size_t>(nodes[i])],
                                   points.begin() + static_cast<std::ptrdiff_t>(i * 3));
             }
-            for (const auto& run : m_runs) {
+            for (const auto& [check, run] : m_runs) {
                 if (run->VisitsElements()) {
                     run->Visit({block, ordinals, nodes, points});
                 }
@@ -234,7 +245,11 @@ class CheckRun {
     const ORQExcCheckOptions& m_options;
     ORQExcCheckedModel m_model;
     std::map<std::string_view, const ORQExcRule*> m_rules;
-    std::vector<std::unique_ptr<ORQExcCheckRun>> m_runs;
+    struct Begun {
+        const ORQExcCheck* check;
+        std::unique_ptr<ORQExcCheckRun> run;
+    };
+    std::vector<Begun> m_runs;
     ORQExcCheckResult m_result;
 };
 

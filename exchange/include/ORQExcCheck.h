@@ -138,6 +138,8 @@ struct ORQExcCheckResult {
     std::vector<ORQExcFinding> findings;  ///< by check, in the order of the checker's rules
     std::vector<Failure> failures;
     std::vector<std::string> instances;
+    /// Identifiers of the rules that were tried to the end: one of them without a finding is kept.
+    std::vector<const char*> tried;
 };
 
 /// The rules that a model is checked by: those of the library, then those that a host adds.

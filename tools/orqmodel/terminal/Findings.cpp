@@ -213,6 +213,7 @@ json FindingsToSarif(const Findings& findings) {
 std::string FindingsToJUnit(const Findings& findings) {
     std::string cases;
     std::size_t nFailures = 0;
+    std::size_t nSkipped = 0;
     for (const ORQExcRule* rule : findings.rules) {
         const auto found = OfRule(findings, *rule);
         const std::string id = rule->id;
@@ -220,7 +221,10 @@ std::string FindingsToJUnit(const Findings& findings) {
                              id.substr(0, id.find_first_of("0123456789")),
                              ORQExcXmlEscaped(fmt::format("{} {}", id, rule->title)));
         if (found.empty()) {
-            cases += "/>\n";
+            // A rule that was left out, or met something unreadable, did not pass.
+            const bool wasTried = std::ranges::count(findings.result.tried, id) != 0;
+            nSkipped += wasTried ? 0 : 1;
+            cases += wasTried ? "/>\n" : "><skipped/></testcase>\n";
             continue;
         }
         std::string lines;
@@ -247,11 +251,12 @@ std::string FindingsToJUnit(const Findings& findings) {
     }
     return fmt::format(
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n"
-        "  <testsuite name=\"orqmodel check {}\" tests=\"{}\" failures=\"{}\" errors=\"{}\">\n{}"
+        "  <testsuite name=\"orqmodel check {}\" tests=\"{}\" failures=\"{}\" errors=\"{}\" "
+        "skipped=\"{}\">\n{}"
         "  </testsuite>\n</testsuites>\n",
         ORQExcXmlEscaped(findings.database),
         findings.rules.size() + findings.result.failures.size(), nFailures,
-        findings.result.failures.size(), cases);
+        findings.result.failures.size(), nSkipped, cases);
 }
 
 }  // namespace orqmodel

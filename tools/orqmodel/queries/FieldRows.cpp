@@ -80,31 +80,9 @@ class Field : public RowSource {
             }
         }
         if (nRead > 0 && Place() != RowPlace::Model) {
-            LeaveOutEmpty(block);
+            block.LeaveOutEmpty();
         }
         return nRead > 0 && !block.values.empty();
-    }
-
-    /// Leaves out the members of which no value is a number, whatever others are in the block: so
-    /// the rows do not depend on how members fall into blocks.
-    void LeaveOutEmpty(RowBlock& block) const {
-        const std::size_t nColumns = m_columns.size();
-        std::vector<int> kept;
-        std::vector<double> values;
-        for (std::size_t row = 0; row < block.NumRows(); ++row) {
-            const auto first = block.values.begin() + static_cast<std::ptrdiff_t>(row * nColumns);
-            const auto end = first + static_cast<std::ptrdiff_t>(nColumns);
-            if (std::any_of(first, end, [](double value) { return !std::isnan(value); })) {
-                kept.push_back(block.members[static_cast<int>(row)]);
-                values.insert(values.end(), first, end);
-            }
-        }
-        if (kept.size() < block.NumRows()) {
-            block.members =
-                ORQSimCollection(block.members.CollectionID())
-                    .CreateVolatileCSet(kept.data(), static_cast<int>(kept.size()), true);
-            block.values = std::move(values);
-        }
     }
 
     const ORQExcResults& m_results;

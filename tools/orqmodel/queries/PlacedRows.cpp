@@ -167,7 +167,7 @@ class Placed : public RowSource {
                                  block.values);
         }
         m_begin = end;
-        LeaveOutEmpty(block);
+        block.LeaveOutEmpty();
         Pick(block);
         return true;
     }
@@ -210,26 +210,6 @@ class Placed : public RowSource {
         }
         Pick(block);
         return true;
-    }
-
-    void LeaveOutEmpty(RowBlock& block) const {
-        const std::size_t n = m_field.components.size();
-        std::vector<int> kept;
-        std::vector<double> values;
-        for (std::size_t row = 0; row < block.NumRows(); ++row) {
-            const auto first = block.values.begin() + static_cast<std::ptrdiff_t>(row * n);
-            const auto end = first + static_cast<std::ptrdiff_t>(n);
-            if (std::any_of(first, end, [](double value) { return !std::isnan(value); })) {
-                kept.push_back(block.members[static_cast<int>(row)]);
-                values.insert(values.end(), first, end);
-            }
-        }
-        if (kept.size() < block.NumRows()) {
-            block.members =
-                ORQSimCollection(block.members.CollectionID())
-                    .CreateVolatileCSet(kept.data(), static_cast<int>(kept.size()), true);
-            block.values = std::move(values);
-        }
     }
 
     /// Turns, or leaves one component.

@@ -23,6 +23,9 @@ struct RowBlock {
     std::size_t NumRows() const {
         return members.IsEmpty() ? 1 : static_cast<std::size_t>(members.Size());
     }
+    /// Leaves out the members of which no value is a number, whatever others are in the block: so
+    /// the rows do not depend on how members fall into blocks.
+    void LeaveOutEmpty();
 };
 
 /// Rows of numbers, a block at a time, so that memory does not grow with their number.

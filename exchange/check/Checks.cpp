@@ -10,6 +10,7 @@
     ROW(DuplicatesCheck)      \
     ROW(PartsCheck)           \
     ROW(ElementShapeCheck)    \
+    ROW(ShapeLimitsCheck)     \
     ROW(MiddleNodesCheck)     \
     ROW(NormalsCheck)         \
     ROW(SetsCheck)            \

@@ -1,12 +1,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "ORQExcCheck.h"
 #include "ORQExcPoint.h"
 #include "check/Checks.h"
+#include "check/RigidElements.h"
 #include "edit/CoincidentNodes.h"
 
 namespace orq::exchange {
@@ -17,8 +18,8 @@ const ORQExcRule kCoincident = {
     .level = ORQExcLevel::Warning,
     .title = "nodes at the same place that nothing joins",
     .meaning =
-        "two nodes of one part lie within the tolerance of each other, and no element has "
-        "both",
+        "two nodes of one part lie within the tolerance of each other, and no element, spring or "
+        "rigid element has both",
     .breaks = "the mesh is open there, as if it were cut",
     .mending =
         "merge them: orqmodel edit NAME.orq merge-nodes; nothing, where a crack, a contact or "
@@ -36,7 +37,9 @@ class CoincidentNodesRun : public ORQExcCheckRun {
     void Visit(const ORQExcCheckedElements& elements) override {
         m_hasElements = true;
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            AddJoined(*elements.block.shape, elements.NodesOf(i), elements.PointsOf(i));
+            if (elements.shortestEdges[i] <= m_tolerance) {
+                AddJoined(*elements.block.shape, elements.NodesOf(i), elements.PointsOf(i));
+            }
         }
     }
 
@@ -94,24 +97,12 @@ class CoincidentNodesRun : public ORQExcCheckRun {
     }
 
     void AddCoincident(const std::vector<int>& nodes, std::vector<int>& members) const {
-        std::vector<Point> points;
-        std::vector<int> placed;
-        const auto place = [&](int node) {
-            const Point& point = m_model.Points()[static_cast<std::size_t>(node)];
-            if (std::ranges::all_of(point, [](double x) { return std::isfinite(x); })) {
-                points.push_back(point);
-                placed.push_back(node);
-            }
-        };
-        std::ranges::for_each(nodes, place);
         // Most nodes are alone, which is known at a fraction of the cost of finding their nearest.
-        std::vector<int> candidates = PossiblyCoincident(points, m_tolerance);
-        std::ranges::transform(candidates, candidates.begin(),
-                               [&](int i) { return placed[static_cast<std::size_t>(i)]; });
-        points.clear();
-        placed.clear();
-        std::ranges::for_each(candidates, place);
-
+        const std::vector<int> placed = PossiblyCoincident(m_model.Points(), nodes, m_tolerance);
+        std::vector<Point> points;
+        std::ranges::transform(placed, std::back_inserter(points), [&](int node) {
+            return m_model.Points()[static_cast<std::size_t>(node)];
+        });
         CoincidentNodes coincident(points, m_tolerance);
         for (int i = 0; i < std::ssize(placed); ++i) {
             const int near = coincident.Find(i);
@@ -122,11 +113,20 @@ class CoincidentNodesRun : public ORQExcCheckRun {
             const int node = placed[static_cast<std::size_t>(i)];
             const int other = placed[static_cast<std::size_t>(near)];
             if (!std::ranges::binary_search(m_joined,
-                                            std::pair<int, int>(std::minmax(node, other)))) {
+                                            std::pair<int, int>(std::minmax(node, other))) &&
+                !AreTied(node, other)) {
                 members.push_back(other);
                 members.push_back(node);
             }
         }
+    }
+
+    /// Rigid elements are sets of their nodes.
+    bool AreTied(int node, int other) const {
+        return std::ranges::any_of(m_model.Model().NodeSets(), [&](const ORQExcModel::Set& set) {
+            return IsRigidElement(set) && set.members.SeekMember(node) >= 0 &&
+                   set.members.SeekMember(other) >= 0;
+        });
     }
 
     const ORQExcCheckedModel& m_model;

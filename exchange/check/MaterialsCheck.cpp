@@ -8,18 +8,21 @@
 #include <set>
 
 #include "ORQExcCheck.h"
+#include "ORQExcKeptTexts.h"
 #include "ORQExcLayup.h"
 #include "check/Checks.h"
+#include "formats/nastran/NastranKeptLabels.h"
 
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kUnused = {.id = "MAT001",
-                            .level = ORQExcLevel::Note,
-                            .title = "material of no layer",
-                            .meaning = "no layer has the material",
-                            .breaks = "nothing; it is likely a leftover",
-                            .mending = "remove the material, if nothing needs it"};
+const ORQExcRule kUnused = {
+    .id = "MAT001",
+    .level = ORQExcLevel::Note,
+    .title = "material of no layer",
+    .meaning = "no layer has the material, and no property kept as text may name it",
+    .breaks = "nothing; it is likely a leftover",
+    .mending = "remove the material, if nothing needs it"};
 const ORQExcRule kElastic = {
     .id = "MAT002",
     .level = ORQExcLevel::Error,
@@ -135,11 +138,18 @@ class MaterialsRun : public ORQExcCheckRun {
     explicit MaterialsRun(const ORQExcCheckedModel& model) : m_model(model) {}
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
-        const ORQExcLayup layup = ORQExcReadLayup(m_model.Document());
-        // Properties of bars and solids, which refer to materials too, are kept as their file has them.
-        const bool areLayersAll = std::ranges::all_of(
-            m_model.Model().Blocks(),
-            [](const ORQExcModel::Block& block) { return block.definition.empty(); });
+        bool areLayersAll = true;
+        const ORQExcLayup layup = ORQExcReadLayup(
+            m_model.Document(), [&](const std::string& /*why*/) { areLayersAll = false; });
+        // Elements without a property name materials by attribute, or as their file has them.
+        areLayersAll =
+            areLayersAll &&
+            std::ranges::none_of(m_model.Model().Blocks(), [](const ORQExcModel::Block& block) {
+                return !block.definition.empty() ||
+                       std::ranges::find(block.attributes, "MID") != block.attributes.end();
+            });
+        // Properties of bars and solids, which refer to materials too, are kept as text.
+        const std::set<int> named = NumbersOnPropertyCards(ORQExcReadKeptTexts(m_model.Document()));
         std::set<int> used;
         for (const ORQExcLayup::Section& section : layup.sections) {
             for (const ORQExcLayup::Layer& layer : section.layers) {
@@ -148,7 +158,8 @@ class MaterialsRun : public ORQExcCheckRun {
         }
         for (std::size_t i = 0; i < layup.materials.size(); ++i) {
             const std::string object = fmt::format("material \"{}\"", layup.materials[i].name);
-            if (areLayersAll && !used.contains(static_cast<int>(i))) {
+            if (areLayersAll && !used.contains(static_cast<int>(i)) &&
+                !named.contains(layup.materials[i].number)) {
                 findings.push_back(
                     {.rule = kUnused.id, .object = object, .message = "no layer has it"});
             }

@@ -1,7 +1,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <numeric>
 
 #include "ORQExcCheck.h"
 #include "check/Checks.h"
@@ -21,9 +20,7 @@ const ORQExcRule kParts = {
 class PartsRun : public ORQExcCheckRun {
   public:
     explicit PartsRun(const ORQExcCheckedModel& model)
-        : m_parent(static_cast<std::size_t>(model.Model().NumNodes())), m_isUsed(m_parent.size()) {
-        std::iota(m_parent.begin(), m_parent.end(), 0);
-    }
+        : m_parent(static_cast<std::size_t>(model.Model().NumNodes()), kUnused) {}
 
     bool VisitsElements() const override { return true; }
     bool NeedsAllElements() const override { return true; }
@@ -33,9 +30,11 @@ class PartsRun : public ORQExcCheckRun {
         }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
             const std::span<const int> nodes = elements.NodesOf(i);
-            for (const int node : nodes) {
-                Join(nodes[0], node);
-                m_isUsed[static_cast<std::size_t>(node)] = true;
+            int root = Root(nodes[0]);
+            for (const int node : nodes.subspan(1)) {
+                if (m_parent[static_cast<std::size_t>(node)] != root) {
+                    root = Join(root, Root(node));
+                }
             }
         }
     }
@@ -43,7 +42,7 @@ class PartsRun : public ORQExcCheckRun {
     void Finish(std::vector<ORQExcFinding>& findings) override {
         std::vector<int> firstNodes;
         for (std::size_t node = 0; node < m_parent.size(); ++node) {
-            if (m_isUsed[node] && m_parent[node] == static_cast<int>(node)) {
+            if (m_parent[node] == static_cast<int>(node)) {
                 firstNodes.push_back(static_cast<int>(node));
             }
         }
@@ -57,7 +56,12 @@ class PartsRun : public ORQExcCheckRun {
     }
 
   private:
+    static constexpr int kUnused = -1;
+
     int Root(int node) {
+        if (m_parent[static_cast<std::size_t>(node)] == kUnused) {
+            return m_parent[static_cast<std::size_t>(node)] = node;
+        }
         // Each step halves the path for those that come after.
         while (m_parent[static_cast<std::size_t>(node)] != node) {
             int& parent = m_parent[static_cast<std::size_t>(node)];
@@ -67,14 +71,12 @@ class PartsRun : public ORQExcCheckRun {
         return node;
     }
 
-    void Join(int a, int b) {
-        const int rootOfA = Root(a);
-        const int rootOfB = Root(b);
-        m_parent[static_cast<std::size_t>(std::max(rootOfA, rootOfB))] = std::min(rootOfA, rootOfB);
+    /// Of two roots the lower one stays.
+    int Join(int a, int b) {
+        return m_parent[static_cast<std::size_t>(std::max(a, b))] = std::min(a, b);
     }
 
     std::vector<int> m_parent;
-    std::vector<bool> m_isUsed;
 };
 
 }  // namespace

@@ -157,17 +157,22 @@ class CheckRulesTest : public testing::Test {
         return json::parse(RunHere(arguments).out);
     }
 
+    /// What is found, as texts.
+    std::vector<std::string> FoundOf(Arguments options) const {
+        std::vector<std::string> found;
+        const json report = Report(std::move(options));
+        for (const json& finding : report["findings"]) {
+            found.push_back(TextOf(finding));
+        }
+        return found;
+    }
+
     void ExpectEach(const std::string& ending, const char* text,
                     const std::vector<Damage>& damages) {
         for (const Damage& damage : damages) {
             SCOPED_TRACE(testing::PrintToString(damage.found));
             Import(ending, Edited(text, damage.edits), damage.change);
-            std::vector<std::string> found;
-            const json report = Report({"--skip", "VIZ"});
-            for (const json& finding : report["findings"]) {
-                found.push_back(TextOf(finding));
-            }
-            EXPECT_EQ(found, damage.found);
+            EXPECT_EQ(FoundOf({"--skip", "VIZ"}), damage.found);
         }
     }
 
@@ -230,6 +235,13 @@ void BreakShape(const ORQObjDocument& document) {
     (*blocks.Begin()).DataRecord().SetString(ORQSimRecordField::Block_shape, "CUBE");
 }
 
+/// The first section claims more layers than are stored.
+void BreakLayers(const ORQObjDocument& document) {
+    const ORQSimCollection sections(
+        document.GetModel().GetPosition(ORQSimSchema::Model_sections).GetCollection());
+    sections.GetMember(0).DataRecord().SetInt(ORQSimRecordField::Section_layered_numLayers, 99);
+}
+
 void AddStepThatRunsBack(const ORQObjDocument& document) {
     const ORQObjStepBuilder builder(document);
     constexpr std::array kTimes = {2.0, 1.0};
@@ -257,6 +269,8 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
          {{{"CQUAD4,2,1,2,3,6,5",
             "GRID,12,,1.,0.,0.\nGRID,15,,1.,1.,0.\nCQUAD4,2,1,12,3,6,15\nCQUAD4,3,1,2,5,15,12"}},
           {"ELM004 block \"PCOMP 1\" 3"}},
+         // A rigid element ties them too.
+         {{{"CQUAD4,2,1,2,3,6,5", "GRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15\nRBE2,9,5,123,15"}}, {}},
          // Springs of several components lie upon each other; of one they are one too many.
          {{{"PCOMP,1", "CELAS2,8,1.+6,5,1,6,1\nCELAS2,9,1.+6,5,2,6,2\nPCOMP,1"}}, {}},
          {{{"PCOMP,1", "CELAS2,8,1.+6,5,1,6,1\nCELAS2,9,1.+6,5,1,6,1\nPCOMP,1"}}, {"ELM002 9"}},
@@ -264,7 +278,20 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
          {{{"PCOMP,1", "GRID,15,,5.,5.,5.\nCONM2,9,15,,1.\nPCOMP,1"}}, {}},
          {{{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,5,6,3"}}, {"ELM008 2"}},
          {{{"CQUAD4,2,1,2,3,6,5", "CQUAD4,2,1,2,3,5,6"}}, {"ELM005 block \"PCOMP 1\" 2"}},
-         {{{"GRID,6,,2.,1.", "GRID,6,,1.52,.52"}}, {"ELM006 block \"PCOMP 1\" 2"}},
+         {{{"PCOMP,1", "GRID,7,,.5,.5,.04\nCPYRAM,3,3,1,2,5,4,7\nPSOLID,3,1\nPCOMP,1"}},
+          {"ELM006 block \"PSOLID 3\" 3"}},
+         // Each of these stands at the end of the plate.
+         {{{"PCOMP,1", "GRID,7,,2.005,0.,0.\nGRID,8,,2.005,1.,0.\nCQUAD4,3,1,3,7,8,6\nPCOMP,1"}},
+          {"ELM010 block \"PCOMP 1\" 3"}},
+         {{{"PCOMP,1", "GRID,7,,2.2,1.,0.\nGRID,8,,2.2,2.,0.\nCQUAD4,3,1,3,7,8,6\nPCOMP,1"}},
+          {"ELM011 block \"PCOMP 1\" 3"}},
+         {{{"PCOMP,1", "GRID,7,,3.,.49,0.\nGRID,8,,3.,.51,0.\nCQUAD4,3,1,3,7,8,6\nPCOMP,1"}},
+          {"ELM012 block \"PCOMP 1\" 3"}},
+         {{{"PCOMP,1", "GRID,7,,3.,0.,0.\nGRID,8,,3.,1.,.8\nCQUAD4,3,1,3,7,8,6\nPCOMP,1"}},
+          {"ELM013 block \"PCOMP 1\" 3"}},
+         {{{"PCOMP,1", "GRID,7,,12.41,.5,0.\nCTRIA3,3,1,3,7,6\nPCOMP,1"}},
+          {"ELM014 block \"PCOMP 1 CTRIA3\" 3"}},
+         {{{"GRID,6,,2.,1.", "GRID,6,,1.535,.535"}}, {"ELM015 block \"PCOMP 1\" 2"}},
          {{{"PCOMP,1", "CTRIA3,3,1,3,2,1\nPCOMP,1"}}, {"ELM004 block \"PCOMP 1 CTRIA3\" 3"}},
          {{{"PCOMP,1",
             "GRID,16,,3.,0.,0.\nGRID,21,,2.8,0.,0.\nGRID,22,,2.5,.5,0.\nGRID,23,,2.,.5,0.\n"
@@ -281,6 +308,12 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
          {{{"MAT8,1,140.+9,10.+9,.3", "MAT8,1,10.+9,140.+9,.3"}}, {"MAT002 material \"MAT8 1\""}},
          {{{"PCOMP,1\n", "PCOMP,2,,,,,,,SYM\n,1,0.1,0.,YES\nPCOMP,1\n"}},
           {"SEC003 section \"PCOMP 2\""}},
+         // Another section is looked at all the same.
+         {{{"CQUAD4,2,1", "CQUAD4,2,2"},
+           {"MAT8,1", "PCOMP,2\n,1,0.1,30.,YES\n,1,0.1,0.,YES\nMAT8,1"}},
+          {"LAY008 section \"PCOMP 1\"", "LAY006 section \"PCOMP 2\"",
+           "LAY007 section \"PCOMP 2\""},
+          BreakLayers},
          {{},
           {"NOD001 2"},
           [](const auto& document) {
@@ -486,24 +519,38 @@ TEST_F(CheckRulesTest, WhatIsFoundBecomesSetsThatTheNextCheckReplaces) {
     EXPECT_THAT(sets(), testing::Contains("check ELM001 1"));
 }
 
+// Where the block says that it joins two sides, it may have no thickness; elsewhere it may not.
+TEST_F(CheckRulesTest, InterfacesMayBeWithoutThickness) {
+    exodus_file::Content content;
+    content.labels.clear();
+    content.x = {0, 1, 1, 0, 0, 1, 1, 0};
+    content.y = {0, 0, 1, 1, 0, 0, 1, 1};
+    content.z = std::vector<double>(8, 2.0);
+    const auto found = [&](const std::string& name, std::vector<std::int64_t> nodes) {
+        content.blocks = {{1, name, "HEX8", 8, std::move(nodes), {}}};
+        std::filesystem::remove_all(m_model);
+        exodus_file::Write(content, m_folder / "glue.e");
+        EXPECT_EQ(RunHere({"import", m_folder / "glue.e", "-o", m_model}).status, 0);
+        return FoundOf({"--skip", "VIZ"});
+    };
+    const std::vector<std::int64_t> flat = {1, 2, 3, 4, 5, 6, 7, 8};
+    EXPECT_THAT(found("cohesive_zone", flat), IsEmpty());
+    EXPECT_THAT(found("agape", flat), ElementsAre("ELM004 block \"agape\" 1"));
+    // In a plane, but not side upon side.
+    content.x[4] = 3;
+    EXPECT_THAT(found("cohesive_zone", flat), ElementsAre("ELM004 block \"cohesive_zone\" 1"));
+}
+
 // What a deck may do, a mesh may not.
 TEST_F(CheckRulesTest, SolidsThatFaceInwardsAreInvertedUnlessTheyAreOfADeck) {
-    const auto found = [&](const std::string& option) {
-        std::vector<std::string> texts;
-        const json report = Report({"--only", option});
-        for (const json& finding : report["findings"]) {
-            texts.push_back(TextOf(finding));
-        }
-        return texts;
-    };
     Import(".bdf",
            "BEGIN BULK\nGRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,0.,1.,0.\nGRID,4,,0.,0.,1.\n"
            "CTETRA,1,1,1,3,2,4\nPSOLID,1,1\nMAT1,1,1.+7,,.3\nENDDATA\n");
-    EXPECT_THAT(found("ELM"), ElementsAre("ELM009 block \"PSOLID 1\" 1"));
+    EXPECT_THAT(FoundOf({"--only", "ELM"}), ElementsAre("ELM009 block \"PSOLID 1\" 1"));
     Import(".msh",
            "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$Nodes\n4\n1 0 0 0\n2 1 0 0\n3 0 1 0\n4 0 0 1\n"
            "$EndNodes\n$Elements\n1\n1 4 2 1 1 1 3 2 4\n$EndElements\n");
-    EXPECT_THAT(found("ELM"), ElementsAre(HasSubstr("ELM005 block")));
+    EXPECT_THAT(FoundOf({"--only", "ELM"}), ElementsAre(HasSubstr("ELM005 block")));
 }
 
 TEST_F(CheckRulesTest, WhatNeedsNoJudgementIsMendedInOneGo) {

@@ -5,6 +5,8 @@
     ROW(DisplayCheck)         \
     ROW(NodeValuesCheck)      \
     ROW(UnusedNodesCheck)     \
+    ROW(SidesCheck)           \
+    ROW(FarNodesCheck)        \
     ROW(CoincidentNodesCheck) \
     ROW(RepeatedNodesCheck)   \
     ROW(DuplicatesCheck)      \
@@ -13,7 +15,9 @@
     ROW(ShapeLimitsCheck)     \
     ROW(MiddleNodesCheck)     \
     ROW(NormalsCheck)         \
+    ROW(RigidElementsCheck)   \
     ROW(SetsCheck)            \
+    ROW(SurfacesCheck)        \
     ROW(SectionsCheck)        \
     ROW(LayersCheck)          \
     ROW(MaterialsCheck)       \

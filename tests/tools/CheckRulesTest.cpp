@@ -1,5 +1,6 @@
 // The rules of the check command: each finds the damage that it is for, and nothing else.
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -293,6 +294,35 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
           {"ELM014 block \"PCOMP 1 CTRIA3\" 3"}},
          {{{"GRID,6,,2.,1.", "GRID,6,,1.535,.535"}}, {"ELM015 block \"PCOMP 1\" 2"}},
          {{{"PCOMP,1", "CTRIA3,3,1,3,2,1\nPCOMP,1"}}, {"ELM004 block \"PCOMP 1 CTRIA3\" 3"}},
+         // A small element and a large one on either side of a node that the large one lacks.
+         {{{"PCOMP,1",
+            "GRID,7,,3.,0.,0.\nGRID,8,,3.,1.,0.\nGRID,9,,2.,.5,0.\nGRID,10,,3.,.5,0.\n"
+            "CQUAD4,3,1,3,7,10,9\nCQUAD4,4,1,9,10,8,6\nPCOMP,1"}},
+          {"NOD005 9"}},
+         // A hole: the plate goes on around it.
+         {{{"PCOMP,1",
+            "GRID,7,,0.,2.,0.\nGRID,8,,1.,2.,0.\nGRID,9,,2.,2.,0.\nGRID,10,,3.,0.,0.\n"
+            "GRID,11,,3.,1.,0.\nGRID,12,,3.,2.,0.\nGRID,13,,0.,3.,0.\nGRID,14,,1.,3.,0.\n"
+            "GRID,15,,2.,3.,0.\nGRID,16,,3.,3.,0.\nCQUAD4,3,1,4,5,8,7\nCQUAD4,4,1,3,10,11,6\n"
+            "CQUAD4,5,1,6,11,12,9\nCQUAD4,6,1,7,8,14,13\nCQUAD4,7,1,8,9,15,14\n"
+            "CQUAD4,8,1,9,12,16,15\nPCOMP,1"}},
+          {"ELM017 2 3 5 7"}},
+         // Three solids on the first shell.
+         {{{"PCOMP,1",
+            "GRID,7,,.5,.5,1.\nGRID,8,,.5,.5,2.\nGRID,9,,.5,.5,-1.\nCPYRAM,3,3,1,2,5,4,7\n"
+            "CPYRAM,4,3,1,2,5,4,8\nCPYRAM,5,3,1,4,5,2,9\nPSOLID,3,1\nPCOMP,1"}},
+          {"ELM016 5"}},
+         // Two rigid elements move a node, but in the last case one component each.
+         {{{"PCOMP,1", "RBE2,8,1,123,5\nRBE2,9,3,12,5\nPCOMP,1"}},
+          {"ELM019 node set \"RBE2 9\" 5"}},
+         {{{"PCOMP,1", "RBE2,8,1,123,5\nRBAR,9,3,5,123456\nPCOMP,1"}},
+          {"ELM019 node set \"RBAR 9\" 5"}},
+         {{{"PCOMP,1", "RBE2,8,1,123,5\nRBE2,9,3,456,5\nPCOMP,1"}}, {}},
+         // A rigid element joins parts.
+         {{{"PCOMP,1",
+            "GRID,11,,5.,0.,0.\nGRID,12,,6.,0.,0.\nGRID,13,,5.,1.,0.\nCTRIA3,3,1,11,12,13\n"
+            "RBE2,9,6,123,13\nPCOMP,1"}},
+          {}},
          {{{"PCOMP,1",
             "GRID,16,,3.,0.,0.\nGRID,21,,2.8,0.,0.\nGRID,22,,2.5,.5,0.\nGRID,23,,2.,.5,0.\n"
             "CTRIA6,3,1,3,16,6,21,22,23\nPCOMP,1"}},
@@ -539,6 +569,46 @@ TEST_F(CheckRulesTest, InterfacesMayBeWithoutThickness) {
     // In a plane, but not side upon side.
     content.x[4] = 3;
     EXPECT_THAT(found("cohesive_zone", flat), ElementsAre("ELM004 block \"cohesive_zone\" 1"));
+}
+
+/// A cloud of small shells, one of whose nodes is set elsewhere.
+TEST_F(CheckRulesTest, ANodeFarFromTheOthersIsFound) {
+    std::string deck = "BEGIN BULK\n";
+    for (int i = 0; i < 120; ++i) {
+        deck += fmt::format("GRID,{},,{}.,{}.,0.\n", i + 1, i / 2, i % 2);
+    }
+    for (int i = 0; i < 59; ++i) {
+        deck += fmt::format("CQUAD4,{},1,{},{},{},{}\n", i + 1, 2 * i + 1, 2 * i + 3, 2 * i + 4,
+                            2 * i + 2);
+    }
+    deck += "GRID,900,,0.,700.,0.\nCONM2,900,900,,1.\nPSHELL,1,1,.1\nMAT1,1,1.+7,,.3\nENDDATA\n";
+    Import(".bdf", deck);
+    EXPECT_THAT(FoundOf({"--skip", "VIZ"}), ElementsAre("NOD004 900"));
+    Import(".bdf", Edited(deck, {{"700.", "500."}}));
+    EXPECT_THAT(FoundOf({"--skip", "VIZ"}), IsEmpty());
+}
+
+TEST_F(CheckRulesTest, SurfacesLookToOneSideAndLieOutside) {
+    // Two cubes beside each other, and two shells under them.
+    exodus_file::Content content;
+    content.labels.clear();
+    content.x = {0, 1, 2, 0, 1, 2, 0, 1, 2, 0, 1, 2};
+    content.y = {0, 0, 0, 1, 1, 1, 0, 0, 0, 1, 1, 1};
+    content.z = {0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1};
+    content.blocks = {
+        {1, "cubes", "HEX8", 8, {1, 2, 5, 4, 7, 8, 11, 10, 2, 3, 6, 5, 8, 9, 12, 11}, {}},
+        {2, "plate", "SHELL4", 4, {1, 2, 5, 4, 2, 3, 6, 5}, {}}};
+    const auto found = [&](std::vector<std::int64_t> elements, std::vector<std::int64_t> sides) {
+        content.sideSets = {{1, "wet", std::move(elements), std::move(sides)}};
+        std::filesystem::remove_all(m_model);
+        exodus_file::Write(content, m_folder / "cubes.e");
+        EXPECT_EQ(RunHere({"import", m_folder / "cubes.e", "-o", m_model}).status, 0);
+        return FoundOf({"--skip", "VIZ"});
+    };
+    EXPECT_THAT(found({1, 2, 1}, {6, 6, 1}), IsEmpty());
+    EXPECT_THAT(found({3, 4}, {1, 1}), IsEmpty());
+    EXPECT_THAT(found({3, 4}, {1, 2}), ElementsAre("SET005 surface \"wet\" 4"));
+    EXPECT_THAT(found({1}, {2}), ElementsAre("SET006 surface \"wet\" 1"));
 }
 
 // What a deck may do, a mesh may not.

@@ -41,6 +41,19 @@ const ORQExcRule kTable = {
     .breaks = "values between the rows are not what was meant",
     .mending = "sort the rows, and give each temperature once"};
 
+const ORQExcRule kUnits = {
+    .id = "MAT004",
+    .level = ORQExcLevel::Note,
+    .title = "material whose stiffness and density are likely of two systems of units",
+    .meaning = "sound would travel through it slower or faster than in any system in use",
+    .breaks = "frequencies, and all that goes by mass, are wrong by powers of ten",
+    .mending = "give modulus and density in units that agree: N, m and kg; or N, mm and t",
+    .limit = 10.0,
+    .limitOf = "lengths a second at least; and 1e8 at most",
+    .source = "the speed of waves in a rod, the root of modulus by density: rubber 30 m/s, steel "
+              "5e6 mm/s, diamond 2e7 mm/s"};
+constexpr double kFastest = 1e8;
+
 /// The constants of a row by name.
 class Constants {
   public:
@@ -166,10 +179,45 @@ class MaterialsRun : public ORQExcCheckRun {
             for (const ORQExcMaterialTable& table : layup.materials[i].tables) {
                 CheckTable(object, table, findings);
             }
+            CheckUnits(object, layup.materials[i], findings);
         }
     }
 
   private:
+    /// The first value of a property, nothing where it has none.
+    static std::optional<double> FirstOf(const ORQExcLayup::Material& material,
+                                         std::string_view property,
+                                         std::initializer_list<std::string_view> names) {
+        const auto table =
+            std::ranges::find(material.tables, property, &ORQExcMaterialTable::property);
+        if (table == material.tables.end() || table->NumRows() == 0) {
+            return std::nullopt;
+        }
+        for (const std::string_view name : names) {
+            if (const auto value = Constants(*table, 0)[name]) {
+                return value;
+            }
+        }
+        return std::nullopt;
+    }
+
+    void CheckUnits(const std::string& object, const ORQExcLayup::Material& material,
+                    std::vector<ORQExcFinding>& findings) const {
+        const auto modulus = FirstOf(material, "elastic", {"E", "E1"});
+        const auto density = FirstOf(material, "density", {"density", "rho"});
+        if (!modulus || !density || !(*modulus > 0) || !(*density > 0)) {
+            return;
+        }
+        const double speed = std::sqrt(*modulus / *density);
+        if (speed < m_model.Limit(kUnits) || speed > kFastest) {
+            findings.push_back({.rule = kUnits.id,
+                                .object = object,
+                                .message = fmt::format("modulus {:g} and density {:g}: sound at "
+                                                       "{:.3g} lengths a second",
+                                                       *modulus, *density, speed)});
+        }
+    }
+
     static void CheckTable(const std::string& object, const ORQExcMaterialTable& table,
                            std::vector<ORQExcFinding>& findings) {
         if (!table.IsConstant()) {
@@ -200,7 +248,7 @@ class MaterialsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck MaterialsCheck() {
-    return {{kUnused, kElastic, kTable}, BeginRun<MaterialsRun>};
+    return {{kUnused, kElastic, kTable, kUnits}, BeginRun<MaterialsRun>};
 }
 
 }  // namespace orq::exchange

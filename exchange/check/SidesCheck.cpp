@@ -65,30 +65,14 @@ std::vector<std::vector<int>> MeetingSidesOf(const ORQExcShape& shape) {
     return sides;
 }
 
-/// A side as an element goes around it: from its lowest node to the lower neighbour of that, or to
-/// the other one.
-struct Turn {
-    Turn(const std::vector<int>& side, std::span<const int> nodes) {
-        const std::size_t count = side.size();
-        std::size_t first = 0;
-        for (std::size_t k = 1; k < count; ++k) {
-            first = At(side, nodes, k) < At(side, nodes, first) ? k : first;
-        }
-        lowest = At(side, nodes, first);
-        const std::size_t next = first + 1 == count ? 0 : first + 1;
-        const std::size_t last = first == 0 ? count - 1 : first - 1;
-        // An edge is gone along from its lower node, or towards it.
-        isUpward = count == 2 ? first == 0 : At(side, nodes, next) < At(side, nodes, last);
+int LowestOf(const std::vector<int>& side, std::span<const int> nodes) {
+    int lowest = nodes[static_cast<std::size_t>(side[0])];
+    for (const int corner : side) {
+        lowest = std::min(lowest, nodes[static_cast<std::size_t>(corner)]);
     }
-    static int At(const std::vector<int>& side, std::span<const int> nodes, std::size_t k) {
-        return nodes[static_cast<std::size_t>(side[k])];
-    }
+    return lowest;
+}
 
-    int lowest;
-    bool isUpward;
-};
-
-/// The sum of the hashes of its corners stands for a side.
 class CornerHashes {
   public:
     CornerHashes(const ORQExcShape& shape, std::span<const int> nodes) {
@@ -96,12 +80,28 @@ class CornerHashes {
             m_hashes[i] = MembersHash::Of(nodes[i]);
         }
     }
+    /// The sum of the hashes of its corners stands for a side.
     std::uint64_t KeyOf(const std::vector<int>& side) const {
         std::uint64_t key = 0;
         for (const int corner : side) {
             key += m_hashes[static_cast<std::size_t>(corner)];
         }
         return key;
+    }
+    /// Stands for a side as the element goes around it, from whichever corner; the other way around
+    /// it is the same with the opposite sign.
+    std::uint64_t TurnOf(const std::vector<int>& side) const {
+        const auto at = [&](std::size_t k) { return m_hashes[static_cast<std::size_t>(side[k])]; };
+        if (side.size() == 2) {
+            return at(0) - at(1);
+        }
+        std::uint64_t turn = 0;
+        std::uint64_t last = at(side.size() - 1);
+        for (std::size_t k = 0; k < side.size(); ++k) {
+            turn += last * at(k) * (last - at(k));
+            last = at(k);
+        }
+        return turn;
     }
 
   private:
@@ -132,9 +132,7 @@ class SidesRun : public ORQExcCheckRun {
             const std::span<const int> nodes = elements.NodesOf(i);
             const CornerHashes hashes(shape, nodes);
             for (const std::vector<int>& side : sides) {
-                const Turn turn(side, nodes);
-                const std::uint64_t key = hashes.KeyOf(side);
-                m_sums[static_cast<std::size_t>(turn.lowest)] += turn.isUpward ? key : 0 - key;
+                m_sums[static_cast<std::size_t>(LowestOf(side, nodes))] += hashes.TurnOf(side);
             }
         }
     }
@@ -206,7 +204,7 @@ class SidesRun : public ORQExcCheckRun {
         }
         const CornerHashes hashes(*block.shape, nodes);
         for (const std::vector<int>& side : sides) {
-            if (m_sums[static_cast<std::size_t>(Turn(side, nodes).lowest)] == 0) {
+            if (m_sums[static_cast<std::size_t>(LowestOf(side, nodes))] == 0) {
                 continue;
             }
             CountedSide counted{hashes.KeyOf(side),
@@ -215,7 +213,7 @@ class SidesRun : public ORQExcCheckRun {
                                 side.size(),
                                 {}};
             for (std::size_t k = 0; k < side.size(); ++k) {
-                counted.corners[k] = Turn::At(side, nodes, k);
+                counted.corners[k] = nodes[static_cast<std::size_t>(side[k])];
             }
             const SideTable::Met met = m_table.Add(counted.key, counted.element);
             if (met.count == 1) {
@@ -471,8 +469,8 @@ class SidesRun : public ORQExcCheckRun {
 
     const ORQExcModel& m_model;
     const ORQExcCheckedModel& m_checked;
-    // By node, of the sides of which it is the lowest: their keys, plus where they go around upwards,
-    // else minus. The two elements of an inner side go around it in opposite directions.
+    // By node, of the sides of which it is the lowest, how elements go around them. The two elements
+    // of an inner side do so in opposite directions, which cancels out.
     std::vector<std::uint64_t> m_sums;
     NodeForest m_shells;  // of no nodes before the first shell
     SideTable m_table;

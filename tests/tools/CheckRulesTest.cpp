@@ -358,6 +358,10 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAMembraneAndNothingElse) {
     ExpectEach(".msh", kMembrane,
                {{{}, {}},
                 {{{"4 41", "4 inf"}}, {"FLD001 step \"Step-1\", field \"heat\" 4"}},
+                {{{"4 41", "4 4.1e5"}}, {"FLD002 step \"Step-1\", field \"heat\" 4"}},
+                {{{"4 41", "4 3.9e4"}}, {}},
+                {{{"\"heat\"", "\"disp\""}, {"\"heat\"", "\"disp\""}},
+                 {"FLD003 step \"Step-1\", field \"disp\" 4"}},
                 {{{"\"right\"", "\"LEFT\""}}, {"SET003 element set \"LEFT\""}},
                 {{}, {"STP001 step \"again\""}, AddStepThatRunsBack},
                 {{}, {}, PutBothElementsIntoBothBlocks}});

@@ -50,8 +50,9 @@ const ORQExcRule kUnits = {
     .mending = "give modulus and density in units that agree: N, m and kg; or N, mm and t",
     .limit = 10.0,
     .limitOf = "lengths a second at least; and 1e8 at most",
-    .source = "the speed of waves in a rod, the root of modulus by density: rubber 30 m/s, steel "
-              "5e6 mm/s, diamond 2e7 mm/s"};
+    .source =
+        "the speed of waves in a rod, the root of modulus by density: rubber 30 m/s, steel "
+        "5e6 mm/s, diamond 2e7 mm/s"};
 constexpr double kFastest = 1e8;
 
 /// The constants of a row by name.

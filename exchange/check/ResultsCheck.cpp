@@ -38,14 +38,15 @@ const ORQExcRule kJump = {.id = "FLD002",
                           .mending = "look at the time before it; nothing, at an impact",
                           .limit = 1000.0,
                           .limitOf = "times the largest value of the time before"};
-const ORQExcRule kLarge = {.id = "FLD003",
-                           .level = ORQExcLevel::Note,
-                           .title = "displacement larger than the model",
-                           .meaning = "a node moves farther than the model is large",
-                           .breaks = "a part is not held, or units do not agree",
-                           .mending = "hold the part; nothing, for mode shapes, which have any size",
-                           .limit = 1.0,
-                           .limitOf = "diagonals of the model"};
+const ORQExcRule kLarge = {
+    .id = "FLD003",
+    .level = ORQExcLevel::Note,
+    .title = "displacement larger than the model",
+    .meaning = "a node moves farther than the model is large",
+    .breaks = "a part is not held, or units do not agree",
+    .mending = "hold the part; nothing, for mode shapes, which have any size",
+    .limit = 1.0,
+    .limitOf = "diagonals of the model"};
 
 /// Results that are called displacements: "displacement", "DISPL_X", "disp", "U".
 bool IsDisplacement(std::string name) {
@@ -117,11 +118,11 @@ class ResultsRun : public ORQExcCheckRun {
             if (!isLarge && field.place == Place::Node && IsDisplacement(field.name) &&
                 largest.value > m_model.Limit(kLarge) * m_model.Diagonal()) {
                 isLarge = true;
-                AddExtreme(kLarge, results, field, static_cast<int>(frame), PlaceOf(all), largest,
-                           fmt::format("reaches {:.3g} at time {:.9g}; the model measures {:.3g}",
-                                       largest.value, results.Frames()[frame].time,
-                                       m_model.Diagonal()),
-                           findings);
+                AddExtreme(
+                    kLarge, results, field, static_cast<int>(frame), PlaceOf(all), largest,
+                    fmt::format("reaches {:.3g} at time {:.9g}; the model measures {:.3g}",
+                                largest.value, results.Frames()[frame].time, m_model.Diagonal()),
+                    findings);
             }
             last = largest;
             if (!wrong.empty()) {
@@ -166,16 +167,16 @@ class ResultsRun : public ORQExcCheckRun {
     }
 
     static void AddExtreme(const ORQExcRule& rule, const ORQExcResults& results,
-                           const ORQExcResults::Field& field, int frame,
-                           ORQExcFinding::Place place, const Extreme& extreme, std::string message,
+                           const ORQExcResults::Field& field, int frame, ORQExcFinding::Place place,
+                           const Extreme& extreme, std::string message,
                            std::vector<ORQExcFinding>& findings) {
         const int step = results.Frames()[static_cast<std::size_t>(frame)].step;
-        findings.push_back({.rule = rule.id,
-                            .object = fmt::format("step \"{}\", field \"{}\"",
-                                                  results.Steps()[static_cast<std::size_t>(step)],
-                                                  field.name),
-                            .message = std::move(message),
-                            .place = place});
+        findings.push_back(
+            {.rule = rule.id,
+             .object = fmt::format("step \"{}\", field \"{}\"",
+                                   results.Steps()[static_cast<std::size_t>(step)], field.name),
+             .message = std::move(message),
+             .place = place});
         if (place != ORQExcFinding::Place::Model) {
             findings.back().members = {extreme.member};
         }

@@ -28,6 +28,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
+#include "SampleMeshes.h"
 
 namespace orqmodel {
 namespace {
@@ -336,6 +337,9 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
           {"LAY005 section \"PCOMP 1\""}},
          {{{"MAT8,1", "MAT8,2,140.+9,10.+9,.3,5.+9\nMAT8,1"}}, {"MAT001 material \"MAT8 2\""}},
          {{{"MAT8,1,140.+9,10.+9,.3", "MAT8,1,10.+9,140.+9,.3"}}, {"MAT002 material \"MAT8 1\""}},
+         {{{"MAT8,1,140.+9,10.+9,.3,5.+9", "MAT8,1,140.+9,10.+9,.3,5.+9,,,1.6-9"}},
+          {"MAT004 material \"MAT8 1\""}},
+         {{{"MAT8,1,140.+9,10.+9,.3,5.+9", "MAT8,1,140.+9,10.+9,.3,5.+9,,,1600."}}, {}},
          {{{"PCOMP,1\n", "PCOMP,2,,,,,,,SYM\n,1,0.1,0.,YES\nPCOMP,1\n"}},
           {"SEC003 section \"PCOMP 2\""}},
          // Another section is looked at all the same.
@@ -680,6 +684,77 @@ TEST_F(CheckRulesTest, WhatNeedsNoJudgementIsMendedInOneGo) {
         all.insert(all.end(), options.begin(), options.end());
         EXPECT_EQ(RunHere(all).status, 2);
     }
+}
+
+// Each shape, first and second order, is turned outside in and comes back as it was but for the order.
+TEST_F(CheckRulesTest, SolidsThatAreInsideOutAreTurned) {
+    exodus_file::Content content = OneOfEachShape();
+    std::set<std::string> mirrored;
+    for (double& x : content.x) {
+        x = -x;
+    }
+    content.sideSets = {};
+    exodus_file::Write(content, m_folder / "all.e");
+    ASSERT_EQ(RunHere({"import", m_folder / "all.e", "-o", m_model}).status, 0);
+    const auto sizes = [&] {
+        const json table =
+            json::parse(RunHere({"table", m_model, "--quantity", "volume", "--json"}).out);
+        std::vector<double> values;
+        for (const json& row : table["rows"]) {
+            values.push_back(row.back().is_number() ? row.back().get<double>() : 0);
+        }
+        return values;
+    };
+    const std::vector<double> before = sizes();
+    ASSERT_FALSE(before.empty());
+    for (const std::string& text : FoundOf({"--only", "ELM005"})) {
+        mirrored.insert(text);
+    }
+    EXPECT_GE(mirrored.size(), 8U);
+    EXPECT_EQ(FoundOf({"--only", "ELM005,ELM007"}).size(), mirrored.size());
+    EXPECT_THAT(FoundOf({"--only", "ELM005", "--fix", "--dry-run"}), IsEmpty());
+    EXPECT_EQ(FoundOf({"--only", "ELM005"}).size(), mirrored.size());
+    const json mended = Report({"--only", "ELM005", "--fix"});
+    EXPECT_EQ(mended["report"]["changed"].size(), mirrored.size()) << mended["report"].dump(1);
+    // Middles have gone with their edges.
+    EXPECT_THAT(FoundOf({"--only", "ELM005,ELM007"}), IsEmpty());
+    const std::vector<double> after = sizes();
+    ASSERT_EQ(after.size(), before.size());
+    for (std::size_t i = 0; i < after.size(); ++i) {
+        EXPECT_NEAR(std::abs(after[i]), std::abs(before[i]), 1e-12);
+    }
+    EXPECT_EQ(RunHere({"verify", m_model}).status, 0);
+}
+
+// The sides of a surface would be others, so its elements stay as they are, and are told.
+TEST_F(CheckRulesTest, ASolidWithAFaceInASurfaceIsNotTurned) {
+    exodus_file::Content content;
+    content.labels.clear();
+    content.x = {0, 1, 0, 0};
+    content.y = {0, 0, 1, 0};
+    content.z = {0, 0, 0, 1};
+    content.blocks = {{1, "solid", "TET4", 4, {1, 3, 2, 4}, {}}};
+    content.sideSets = {{1, "wet", {1}, {1}}};
+    exodus_file::Write(content, m_folder / "one.e");
+    ASSERT_EQ(RunHere({"import", m_folder / "one.e", "-o", m_model}).status, 0);
+    const json report = Report({"--only", "ELM005", "--fix"});
+    EXPECT_THAT(report["report"].dump(), HasSubstr("faces of them are in surfaces"));
+    EXPECT_EQ(report["findings"].size(), 1U);
+}
+
+TEST_F(CheckRulesTest, WhatIsFoundIsDrawnInRed) {
+    Import(".bdf",
+           Edited(kPlate, {{"CQUAD4,2,1,2,3,6,5", "GRID,7,,1.,2.,0.\nCQUAD4,2,1,2,5,6,3"}}));
+    const std::string picture = m_folder / "found.svg";
+    EXPECT_EQ(RunHere({"check", m_model, "--skip", "VIZ", "--draw", picture}).status, 0);
+    const std::string text = Bytes(picture);
+    EXPECT_THAT(text, HasSubstr("found elements (1)"));
+    EXPECT_THAT(text, HasSubstr("found nodes (1)"));
+    EXPECT_THAT(text, HasSubstr("#d61e1e"));
+    const CommandResult again = RunHere({"check", m_model, "--draw", picture});
+    EXPECT_EQ(again.status, 2);
+    EXPECT_THAT(again.err, HasSubstr("exists already"));
+    EXPECT_EQ(RunHere({"check", m_model, "--draw", m_folder / "found.pdf"}).status, 2);
 }
 
 // A host's rule: a model may have so many nodes.

@@ -30,11 +30,16 @@ const ORQExcRule kCoincident = {
 class CoincidentNodesRun : public ORQExcCheckRun {
   public:
     explicit CoincidentNodesRun(const ORQExcCheckedModel& model)
-        : m_model(model), m_tolerance(model.Limit(kCoincident) * model.Diagonal()) {}
+        : m_model(model),
+          m_tolerance(model.Limit(kCoincident) * model.Diagonal()),
+          m_isUsed(static_cast<std::size_t>(model.Model().NumNodes())) {}
 
     bool VisitsElements() const override { return m_model.Model().Dimension() > 0; }
     bool NeedsAllElements() const override { return true; }
     void Visit(const ORQExcCheckedElements& elements) override {
+        for (const int node : elements.nodes) {
+            m_isUsed[static_cast<std::size_t>(node)] = 1;
+        }
         m_hasElements = true;
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
             if (elements.shortestEdges[i] <= m_tolerance) {
@@ -49,8 +54,9 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         }
         std::ranges::sort(m_joined);
         std::vector<int> members;
-        for (const std::vector<int>& nodes : Parts()) {
-            AddCoincident(nodes, members);
+        std::vector<std::vector<int>> parts = Parts();
+        for (std::vector<int>& nodes : parts) {
+            AddCoincident(std::move(nodes), members);
         }
         std::ranges::sort(members);
         members.erase(std::unique(members.begin(), members.end()), members.end());
@@ -96,7 +102,10 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         return parts;
     }
 
-    void AddCoincident(const std::vector<int>& nodes, std::vector<int>& members) const {
+    /// Only nodes of elements: others open no mesh.
+    void AddCoincident(std::vector<int> nodes, std::vector<int>& members) const {
+        std::erase_if(nodes,
+                      [&](int node) { return m_isUsed[static_cast<std::size_t>(node)] == 0; });
         // Most nodes are alone, which is known at a fraction of the cost of finding their nearest.
         const std::vector<int> placed = PossiblyCoincident(m_model.Points(), nodes, m_tolerance);
         std::vector<Point> points;
@@ -131,6 +140,7 @@ class CoincidentNodesRun : public ORQExcCheckRun {
 
     const ORQExcCheckedModel& m_model;
     double m_tolerance;
+    std::vector<char> m_isUsed;  // by node, whether an element has it
     bool m_hasElements = false;
     std::vector<std::pair<int, int>> m_joined;
 };

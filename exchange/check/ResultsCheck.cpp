@@ -15,6 +15,8 @@
 namespace orq::exchange {
 namespace {
 
+constexpr double kRounding = 1e-9;  // of the largest value
+
 constexpr int kSlice = 1 << 16;  // members at a time; bounds the memory
 
 const ORQExcRule kNotFinite = {.id = "FLD001",
@@ -162,7 +164,9 @@ class ResultsRun : public ORQExcCheckRun {
                 const Extreme& largest) const {
         const auto& frames = results.Frames();
         const auto at = static_cast<std::size_t>(frame);
-        return frame > 0 && frames[at].step == frames[at - 1].step && last.value > 0 &&
+        // What was nothing but rounding did not jump, it began.
+        return frame > 0 && frames[at].step == frames[at - 1].step &&
+               last.value > kRounding * largest.value &&
                largest.value > m_model.Limit(kJump) * last.value;
     }
 

@@ -52,6 +52,8 @@ const ORQExcRule kInner = {.id = "SET006",
 /// A corner may be off the straight line between two others by so much of their distance.
 constexpr double kStraight = 1e-3;
 
+constexpr std::size_t kLeastLoop = 3;  // edges
+
 constexpr int kSlice = 1 << 15;  // elements read at a time; bounds the memory
 
 /// The sides by which elements meet: faces of solids, edges of shells, as places of corners.
@@ -438,6 +440,9 @@ class SidesRun : public ORQExcCheckRun {
             }
         }
         for (auto& [surface, ofSurface] : surfaces) {
+            // Fewer edges enclose nothing: shells meet others there that go on beside them.
+            std::erase_if(ofSurface,
+                          [](const auto& loop) { return loop.second.size() < kLeastLoop; });
             if (ofSurface.size() > 1) {
                 AddLoops(ofSurface, findings);
             }

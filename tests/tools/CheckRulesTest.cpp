@@ -263,6 +263,8 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
             "PCOMP,1"}},
           {"ELM003 1 11"}},
          {{{"CQUAD4,2,1,2,3,6,5", "GRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15"}}, {"NOD003 5 15"}},
+         // A node that is used by nothing opens no mesh.
+         {{{"CQUAD4,2,1,2,3,6,5", "GRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,5"}}, {"NOD002 15"}},
          // A spring between the two joins them.
          {{{"CQUAD4,2,1,2,3,6,5",
             "GRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15\nCELAS2,9,1.+6,5,1,15,1"}},
@@ -336,6 +338,7 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
          {{{"45.,", ".7854,"}, {"-45.,", "-.7854,"}, {"-45.,", "-.7854,"}, {",45.,", ",.7854,"}},
           {"LAY005 section \"PCOMP 1\""}},
          {{{"MAT8,1", "MAT8,2,140.+9,10.+9,.3,5.+9\nMAT8,1"}}, {"MAT001 material \"MAT8 2\""}},
+         {{{"MAT8,1", "PCONEAX,7,2,.01\nMAT8,2,140.+9,10.+9,.3,5.+9\nMAT8,1"}}, {}},
          {{{"MAT8,1,140.+9,10.+9,.3", "MAT8,1,10.+9,140.+9,.3"}}, {"MAT002 material \"MAT8 1\""}},
          {{{"MAT8,1,140.+9,10.+9,.3,5.+9", "MAT8,1,140.+9,10.+9,.3,5.+9,,,1.6-9"}},
           {"MAT004 material \"MAT8 1\""}},

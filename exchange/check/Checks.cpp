@@ -20,8 +20,10 @@
     ROW(SurfacesCheck)        \
     ROW(SectionsCheck)        \
     ROW(LayersCheck)          \
+    ROW(OrientationsCheck)    \
     ROW(MaterialsCheck)       \
-    ROW(ResultsCheck)
+    ROW(ResultsCheck)         \
+    ROW(JobsCheck)
 
 namespace orq::exchange {
 

@@ -14,6 +14,7 @@
 #include "ExodusFile.h"
 #include "Files.h"
 #include "ORQExcCheck.h"
+#include "ORQObjDiagnostics.h"
 #include "ORQObjDocument.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -28,6 +29,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
+#include "ORQSrvDiagnosticsHandler.h"
 #include "SampleMeshes.h"
 
 namespace orqmodel {
@@ -758,6 +760,65 @@ TEST_F(CheckRulesTest, WhatIsFoundIsDrawnInRed) {
     EXPECT_EQ(again.status, 2);
     EXPECT_THAT(again.err, HasSubstr("exists already"));
     EXPECT_EQ(RunHere({"check", m_model, "--draw", m_folder / "found.pdf"}).status, 2);
+}
+
+// An axis along y has no direction in a shell whose normal is y.
+TEST_F(CheckRulesTest, AnOrientationHasADirectionInTheShell) {
+    exodus_file::Content content;
+    content.labels.clear();
+    content.x = {0, 1, 1, 0, 0, 1};
+    content.y = {0, 0, 1, 1, 0, 0};
+    content.z = {0, 0, 0, 0, 1, 1};
+    content.blocks = {{1, "plate", "SHELL4", 4, {1, 2, 3, 4, 1, 2, 6, 5}, {}}};
+    exodus_file::Write(content, m_folder / "corner.e");
+    PutBytes(m_folder / "layup.json", R"({"version": 1, "materials": [{"name": "tape"}],
+        "orientations": [{"name": "span", "axis1": [0, 2, 0], "axis2": [1, 1, 0]}],
+        "sections": [{"name": "skin", "layers": [{"material": "tape", "orientation": "span",
+                      "thickness": 1, "angle": 0}]}],
+        "assignments": [{"section": "skin", "elements": ["plate"]}]})");
+    ASSERT_EQ(RunHere({"import", m_folder / "corner.e", "-o", m_model, "--layup",
+                       m_folder / "layup.json"})
+                  .status,
+              0);
+    EXPECT_THAT(FoundOf({"--only", "LAY009"}),
+                ElementsAre("LAY009 section \"skin\", orientation \"span\" 2"));
+}
+
+TEST_F(CheckRulesTest, HowAnAnalysisEndedIsTold) {
+    auto& handler = omi_Singleton<ORQSrvDiagnosticsHandler>::Instance();
+    {
+        ORQObjDocument document(ORQSimDatabase::Create(m_model));
+        ORQSimTransaction transaction(document.ContextID());
+        const ORQObjModelBuilder builder(document.Database());
+        ORQObjStepBuilder(document).AddStep("Heating", ORQSimSchema::Step_General);
+        transaction.Commit();
+        handler.SetDocument(document);
+        handler.BeginStep("Heating");
+        handler.SetJobStatus(static_cast<int>(ORQObjJobStatus::Running));
+        const auto warn = [&](int code) {
+            handler.AddWarningError(code, false, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0,
+                                    nullptr, 0);
+        };
+        for (int i = 0; i < 11; ++i) {
+            warn(5);
+        }
+        warn(6);
+        // Another program that looks meanwhile sees that the analysis goes on.
+        EXPECT_THAT(FoundOf({"--only", "JOB001,JOB002"}), IsEmpty());
+        omi_SingletonBase<ORQSrvDiagnosticsHandler>::Finalize();
+    }
+    EXPECT_THAT(FoundOf({"--only", "JOB"}), ElementsAre("JOB001", "JOB003 step \"Heating\""));
+    const auto end = [&](ORQObjJobStatus status) {
+        ORQObjDocument document(ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite));
+        auto& another = omi_Singleton<ORQSrvDiagnosticsHandler>::Instance();
+        another.SetDocument(document);
+        another.SetJobStatus(static_cast<int>(status));
+        omi_SingletonBase<ORQSrvDiagnosticsHandler>::Finalize();
+    };
+    end(ORQObjJobStatus::Failed);
+    EXPECT_THAT(FoundOf({"--only", "JOB001,JOB002"}), ElementsAre("JOB002"));
+    end(ORQObjJobStatus::Completed);
+    EXPECT_THAT(FoundOf({"--only", "JOB001,JOB002"}), IsEmpty());
 }
 
 // A host's rule: a model may have so many nodes.

@@ -11,6 +11,41 @@ namespace {
 
 constexpr int kSlice = 1 << 17;  // nodes at a time; bounds the memory
 
+struct Box {
+    Point low;
+    Point high;
+};
+
+/// What is no number is in no box, by the way it compares.
+template <class IsCounted>
+Box BoxOf(std::span<const Point> points, const IsCounted& isCounted) {
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    Box box{{kInfinity, kInfinity, kInfinity}, {-kInfinity, -kInfinity, -kInfinity}};
+    for (const Point& point : points) {
+        for (std::size_t c = 0; c < 3; ++c) {
+            if (isCounted(point[c])) {
+                box.low[c] = point[c] < box.low[c] ? point[c] : box.low[c];
+                box.high[c] = point[c] > box.high[c] ? point[c] : box.high[c];
+            }
+        }
+    }
+    return box;
+}
+
+/// The third coordinate stays as it is.
+void ReadPlane(const ORQExcModel& model, std::vector<Point>& points) {
+    std::vector<double> slice;
+    for (int begin = 0; begin < model.NumNodes(); begin += kSlice) {
+        const int end = std::min(begin + kSlice, model.NumNodes());
+        slice.resize(static_cast<std::size_t>(end - begin) * 2);
+        model.ReadCoordinates(begin, end, slice);
+        for (std::size_t i = 0; i < slice.size() / 2; ++i) {
+            std::copy_n(slice.data() + i * 2, 2,
+                        points[static_cast<std::size_t>(begin) + i].data());
+        }
+    }
+}
+
 }  // namespace
 
 ORQExcCheckedModel::ORQExcCheckedModel(const ORQObjDocument& document,
@@ -34,33 +69,24 @@ std::span<const Point> ORQExcCheckedModel::Points() const {
         return m_points;
     }
     std::vector<Point> points(size, Point{});
-    std::vector<double> slice;
-    for (int begin = 0; begin < model.NumNodes(); begin += kSlice) {
-        const int end = std::min(begin + kSlice, model.NumNodes());
-        slice.resize(static_cast<std::size_t>(end - begin) * dimension);
-        model.ReadCoordinates(begin, end, slice);
-        for (std::size_t i = 0; i < slice.size() / dimension; ++i) {
-            std::copy_n(slice.data() + i * dimension, dimension,
-                        points[static_cast<std::size_t>(begin) + i].data());
-        }
+    if (dimension == 3) {
+        model.ReadCoordinates(0, model.NumNodes(), {points.data()->data(), 3 * size});
+    } else {
+        ReadPlane(model, points);
     }
     m_points = std::move(points);
     return m_points;
 }
 
 double ORQExcCheckedModel::Diagonal() const {
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    Point low = {kInfinity, kInfinity, kInfinity};
-    Point high = {-kInfinity, -kInfinity, -kInfinity};
-    for (const Point& point : Points()) {
-        for (std::size_t c = 0; c < 3; ++c) {
-            if (std::isfinite(point[c])) {
-                low[c] = std::min(low[c], point[c]);
-                high[c] = std::max(high[c], point[c]);
-            }
+    if (!m_diagonal) {
+        Box box = BoxOf(Points(), [](double) { return true; });
+        if (!std::isfinite(Length(box.high - box.low))) {
+            box = BoxOf(Points(), [](double x) { return std::isfinite(x); });
         }
+        m_diagonal = box.low[0] <= box.high[0] ? Length(box.high - box.low) : 0;
     }
-    return low[0] <= high[0] ? Length(high - low) : 0;
+    return *m_diagonal;
 }
 
 bool ORQExcCheckedModel::IsWanted(std::string_view rule) const {

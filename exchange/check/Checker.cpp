@@ -13,12 +13,15 @@
 #include "ORQSimCollection.h"
 #include "check/Checks.h"
 #include "model/OrdinalSet.h"
+#include "quality/ElementMeasures.h"
 
 using orq::exchange::GroupOf;
 
 namespace {
 
-constexpr int kSlice = 1 << 15;  // elements at a time; bounds the memory
+constexpr int kSlice = 1 << 15;  // elements read at a time; bounds the memory
+// Elements that all rules see before the next: their points stay in the processor's cache.
+constexpr std::size_t kBatch = 1 << 10;
 
 /// One run over a model: the checks that are wanted, and what they find.
 class CheckRun {
@@ -128,11 +131,9 @@ class CheckRun {
     }
 
     void VisitBlock(const ORQExcModel::Block& block, std::int64_t& done) {
-        const std::span<const orq::exchange::Point> places = m_model.Points();
         const auto nEach = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> ordinals;
         std::vector<int> nodes;
-        std::vector<double> points;
         for (int begin = 0; begin < block.elements.Size(); begin += kSlice) {
             const int end = std::min(begin + kSlice, block.elements.Size());
             const auto count = static_cast<std::size_t>(end - begin);
@@ -142,19 +143,39 @@ class CheckRun {
             }
             nodes.resize(count * nEach);
             m_model.Model().ReadConnectivity(block, begin, end, nodes);
-            points.assign(nodes.size() * 3, 0.0);
-            for (std::size_t i = 0; i < nodes.size() && !places.empty(); ++i) {
-                std::ranges::copy(places[static_cast<std::size_t>(nodes[i])],
-                                  points.begin() + static_cast<std::ptrdiff_t>(i * 3));
-            }
-            for (const auto& [check, run] : m_runs) {
-                if (run->VisitsElements()) {
-                    run->Visit({block, ordinals, nodes, points});
-                }
+            for (std::size_t first = 0; first < count; first += kBatch) {
+                const std::size_t size = std::min(kBatch, count - first);
+                VisitBatch(block, std::span(ordinals).subspan(first, size),
+                           std::span(nodes).subspan(first * nEach, size * nEach));
             }
             done += end - begin;
             Tell(0.5 * static_cast<double>(done) /
                  static_cast<double>(std::max(1, m_model.Model().NumElements())));
+        }
+    }
+
+    void VisitBatch(const ORQExcModel::Block& block, std::span<const int> ordinals,
+                    std::span<const int> nodes) {
+        const std::span<const orq::exchange::Point> places = m_model.Points();
+        m_batch.points.resize(nodes.size() * 3);
+        double* at = m_batch.points.data();
+        for (const int node : nodes) {
+            const orq::exchange::Point place =
+                places.empty() ? orq::exchange::Point{} : places[static_cast<std::size_t>(node)];
+            at = std::ranges::copy(place, at).out;
+        }
+        m_batch.measures.Measure(*block.shape, m_batch.points);
+        const ORQExcCheckedElements elements{block,
+                                             ordinals,
+                                             nodes,
+                                             m_batch.points,
+                                             m_batch.measures.shortestEdges,
+                                             m_batch.measures.longestEdges,
+                                             m_batch.measures.roughJacobians};
+        for (const auto& [check, run] : m_runs) {
+            if (run->VisitsElements()) {
+                run->Visit(elements);
+            }
         }
     }
 
@@ -250,6 +271,10 @@ class CheckRun {
         std::unique_ptr<ORQExcCheckRun> run;
     };
     std::vector<Begun> m_runs;
+    struct {
+        std::vector<double> points;
+        orq::exchange::ElementMeasures measures;
+    } m_batch;
     ORQExcCheckResult m_result;
 };
 

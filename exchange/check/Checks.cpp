@@ -5,18 +5,25 @@
     ROW(DisplayCheck)         \
     ROW(NodeValuesCheck)      \
     ROW(UnusedNodesCheck)     \
+    ROW(SidesCheck)           \
+    ROW(FarNodesCheck)        \
     ROW(CoincidentNodesCheck) \
     ROW(RepeatedNodesCheck)   \
     ROW(DuplicatesCheck)      \
     ROW(PartsCheck)           \
     ROW(ElementShapeCheck)    \
+    ROW(ShapeLimitsCheck)     \
     ROW(MiddleNodesCheck)     \
     ROW(NormalsCheck)         \
+    ROW(RigidElementsCheck)   \
     ROW(SetsCheck)            \
+    ROW(SurfacesCheck)        \
     ROW(SectionsCheck)        \
     ROW(LayersCheck)          \
+    ROW(OrientationsCheck)    \
     ROW(MaterialsCheck)       \
-    ROW(ResultsCheck)
+    ROW(ResultsCheck)         \
+    ROW(JobsCheck)
 
 namespace orq::exchange {
 

@@ -1,12 +1,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cmath>
+#include <iterator>
 #include <utility>
 
 #include "ORQExcCheck.h"
 #include "ORQExcPoint.h"
 #include "check/Checks.h"
+#include "check/RigidElements.h"
 #include "edit/CoincidentNodes.h"
 
 namespace orq::exchange {
@@ -17,8 +18,8 @@ const ORQExcRule kCoincident = {
     .level = ORQExcLevel::Warning,
     .title = "nodes at the same place that nothing joins",
     .meaning =
-        "two nodes of one part lie within the tolerance of each other, and no element has "
-        "both",
+        "two nodes of one part lie within the tolerance of each other, and no element, spring or "
+        "rigid element has both",
     .breaks = "the mesh is open there, as if it were cut",
     .mending =
         "merge them: orqmodel edit NAME.orq merge-nodes; nothing, where a crack, a contact or "
@@ -29,14 +30,21 @@ const ORQExcRule kCoincident = {
 class CoincidentNodesRun : public ORQExcCheckRun {
   public:
     explicit CoincidentNodesRun(const ORQExcCheckedModel& model)
-        : m_model(model), m_tolerance(model.Limit(kCoincident) * model.Diagonal()) {}
+        : m_model(model),
+          m_tolerance(model.Limit(kCoincident) * model.Diagonal()),
+          m_isUsed(static_cast<std::size_t>(model.Model().NumNodes())) {}
 
     bool VisitsElements() const override { return m_model.Model().Dimension() > 0; }
     bool NeedsAllElements() const override { return true; }
     void Visit(const ORQExcCheckedElements& elements) override {
+        for (const int node : elements.nodes) {
+            m_isUsed[static_cast<std::size_t>(node)] = 1;
+        }
         m_hasElements = true;
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            AddJoined(*elements.block.shape, elements.NodesOf(i), elements.PointsOf(i));
+            if (elements.shortestEdges[i] <= m_tolerance) {
+                AddJoined(*elements.block.shape, elements.NodesOf(i), elements.PointsOf(i));
+            }
         }
     }
 
@@ -46,8 +54,9 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         }
         std::ranges::sort(m_joined);
         std::vector<int> members;
-        for (const std::vector<int>& nodes : Parts()) {
-            AddCoincident(nodes, members);
+        std::vector<std::vector<int>> parts = Parts();
+        for (std::vector<int>& nodes : parts) {
+            AddCoincident(std::move(nodes), members);
         }
         std::ranges::sort(members);
         members.erase(std::unique(members.begin(), members.end()), members.end());
@@ -93,25 +102,16 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         return parts;
     }
 
-    void AddCoincident(const std::vector<int>& nodes, std::vector<int>& members) const {
-        std::vector<Point> points;
-        std::vector<int> placed;
-        const auto place = [&](int node) {
-            const Point& point = m_model.Points()[static_cast<std::size_t>(node)];
-            if (std::ranges::all_of(point, [](double x) { return std::isfinite(x); })) {
-                points.push_back(point);
-                placed.push_back(node);
-            }
-        };
-        std::ranges::for_each(nodes, place);
+    /// Only nodes of elements: others open no mesh.
+    void AddCoincident(std::vector<int> nodes, std::vector<int>& members) const {
+        std::erase_if(nodes,
+                      [&](int node) { return m_isUsed[static_cast<std::size_t>(node)] == 0; });
         // Most nodes are alone, which is known at a fraction of the cost of finding their nearest.
-        std::vector<int> candidates = PossiblyCoincident(points, m_tolerance);
-        std::ranges::transform(candidates, candidates.begin(),
-                               [&](int i) { return placed[static_cast<std::size_t>(i)]; });
-        points.clear();
-        placed.clear();
-        std::ranges::for_each(candidates, place);
-
+        const std::vector<int> placed = PossiblyCoincident(m_model.Points(), nodes, m_tolerance);
+        std::vector<Point> points;
+        std::ranges::transform(placed, std::back_inserter(points), [&](int node) {
+            return m_model.Points()[static_cast<std::size_t>(node)];
+        });
         CoincidentNodes coincident(points, m_tolerance);
         for (int i = 0; i < std::ssize(placed); ++i) {
             const int near = coincident.Find(i);
@@ -122,15 +122,25 @@ class CoincidentNodesRun : public ORQExcCheckRun {
             const int node = placed[static_cast<std::size_t>(i)];
             const int other = placed[static_cast<std::size_t>(near)];
             if (!std::ranges::binary_search(m_joined,
-                                            std::pair<int, int>(std::minmax(node, other)))) {
+                                            std::pair<int, int>(std::minmax(node, other))) &&
+                !AreTied(node, other)) {
                 members.push_back(other);
                 members.push_back(node);
             }
         }
     }
 
+    /// Rigid elements are sets of their nodes.
+    bool AreTied(int node, int other) const {
+        return std::ranges::any_of(m_model.Model().NodeSets(), [&](const ORQExcModel::Set& set) {
+            return IsRigidElement(set) && set.members.SeekMember(node) >= 0 &&
+                   set.members.SeekMember(other) >= 0;
+        });
+    }
+
     const ORQExcCheckedModel& m_model;
     double m_tolerance;
+    std::vector<char> m_isUsed;  // by node, whether an element has it
     bool m_hasElements = false;
     std::vector<std::pair<int, int>> m_joined;
 };

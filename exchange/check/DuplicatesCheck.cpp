@@ -29,7 +29,6 @@ class DuplicatesRun : public ORQExcCheckRun {
   public:
     explicit DuplicatesRun(const ORQExcCheckedModel& model) : m_model(model) {
         m_hashes.reserve(static_cast<std::size_t>(model.Model().NumElements()));
-        m_elements.reserve(m_hashes.capacity());
     }
 
     bool VisitsElements() const override { return true; }
@@ -37,13 +36,15 @@ class DuplicatesRun : public ORQExcCheckRun {
         if (elements.block.shape->nNodes == 1) {
             return;  // masses and the like share nodes on purpose
         }
+        if (m_blocks.empty() || m_blocks.back().block != &elements.block) {
+            m_blocks.push_back({&elements.block, m_hashes.size()});
+        }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
             MembersHash hash;
             for (const int node : elements.NodesOf(i)) {
                 hash.Add(node);
             }
             m_hashes.push_back(hash.Value());
-            m_elements.push_back(elements.ordinals[i]);
         }
     }
 
@@ -55,11 +56,10 @@ class DuplicatesRun : public ORQExcCheckRun {
         std::vector<std::pair<std::uint64_t, int>> candidates;
         for (std::size_t i = 0; i < m_hashes.size(); ++i) {
             if (filter.Count(m_hashes[i]) > 1) {
-                candidates.emplace_back(m_hashes[i], m_elements[i]);
+                candidates.emplace_back(m_hashes[i], ElementAt(i));
             }
         }
         m_hashes = {};
-        m_elements = {};
         std::ranges::sort(candidates);
         std::vector<int> alike;  // elements of one hash: almost surely duplicates
         for (std::size_t i = 1; i < candidates.size(); ++i) {
@@ -81,6 +81,18 @@ class DuplicatesRun : public ORQExcCheckRun {
     }
 
   private:
+    /// The elements of a block whose hashes follow each other, from a place on.
+    struct Hashed {
+        const ORQExcModel::Block* block;
+        std::size_t first;
+    };
+
+    int ElementAt(std::size_t hashed) const {
+        const auto next = std::ranges::upper_bound(m_blocks, hashed, {}, &Hashed::first);
+        const Hashed& of = *std::prev(next);
+        return of.block->elements[static_cast<int>(hashed - of.first)];
+    }
+
     /// What makes elements duplicates: the shape, or the block of lines, which may lie upon each
     /// other as a rod along a bar; the nodes; and the attributes of lines, such as the component
     /// of a spring.
@@ -144,7 +156,7 @@ class DuplicatesRun : public ORQExcCheckRun {
 
     const ORQExcCheckedModel& m_model;
     std::vector<std::uint64_t> m_hashes;
-    std::vector<int> m_elements;
+    std::vector<Hashed> m_blocks;
 };
 
 }  // namespace

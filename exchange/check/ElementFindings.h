@@ -16,6 +16,11 @@ class ElementFindings {
   public:
     void Add(const ORQExcModel::Block& block, int element, double value) {
         if (m_blocks.empty() || m_blocks.back().block != &block) {
+            const auto known = std::ranges::find(m_blocks, &block, &OfBlock::block);
+            if (known != m_blocks.end()) {
+                known->found.emplace_back(value, element);
+                return;
+            }
             m_blocks.push_back({&block, {}});
         }
         m_blocks.back().found.emplace_back(value, element);

@@ -7,6 +7,8 @@
 #include "ORQExcQuality.h"
 #include "check/Checks.h"
 #include "check/ElementFindings.h"
+#include "check/Interfaces.h"
+#include "check/NodeTwice.h"
 
 namespace orq::exchange {
 namespace {
@@ -16,7 +18,10 @@ const ORQExcRule kCollapsed = {.id = "ELM004",
                                .title = "element without length, area or volume",
                                .meaning = "the corners lie in a point, on a line or in a plane",
                                .breaks = "the stiffness is singular or infinite",
-                               .mending = "remove the element, or move its nodes",
+                               .mending =
+                                   "remove the element, or move its nodes; where it glues two "
+                                   "sides at one place, say so in the name of its block or "
+                                   "section: cohesive, gap or interface",
                                .limit = 1e-10,
                                .limitOf = "of the cube (square, length) of its longest edge",
                                .isByBlock = true};
@@ -64,12 +69,18 @@ class ElementShapeRun : public ORQExcCheckRun {
         }
         const double least = m_model.Limit(kDistorted, elements.block.name);
         const double flat = m_model.Limit(kCollapsed, elements.block.name);
+        // Most elements are sound, which the measure alone shows; of lines it knows nothing. The rough
+        // one is good enough for those that are far from the limit.
+        const double sound = std::max(least, flat) + 1e-8;
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            Judge(elements, i, least, flat);
+            if (!(elements.roughJacobians[i] >= sound)) {
+                Judge(elements, i, least, flat);
+            }
         }
     }
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
+        AddTogether();
         m_collapsed.Report(
             kCollapsed, true, [](double size) { return fmt::format("has the size {:.3g}", size); },
             findings);
@@ -93,7 +104,6 @@ class ElementShapeRun : public ORQExcCheckRun {
         const auto nCorners = static_cast<std::size_t>(shape.nCorners);
         const std::span<const double> corners = elements.PointsOf(i).first(nCorners * 3);
         const double jacobian = m_scaledJacobian.of(shape, corners);
-        // Most elements are sound, which the measure alone shows; of lines it knows nothing.
         if (jacobian >= std::max(least, flat)) {
             return;
         }
@@ -101,18 +111,35 @@ class ElementShapeRun : public ORQExcCheckRun {
         const int element = elements.ordinals[i];
         const std::span<const int> nodes = elements.NodesOf(i).first(nCorners);
         const double size = std::abs(ORQExcMeasureOf(shape, corners).size);
-        const double longest = LongestEdge(shape, corners);
-        if (shape.dimension == 1 ? HasTwice(nodes)
+        const double longest = elements.longestEdges[i];
+        if (shape.dimension == 1 ? HasNodeTwice(nodes)
                                  : size <= flat * std::pow(longest, shape.dimension)) {
-            m_collapsed.Add(block, element, size);
+            if (AreSidesTogether(shape, corners, flat * longest) && !HasNodeTwice(nodes)) {
+                m_together.emplace_back(&block, element);
+            } else {
+                m_collapsed.Add(block, element, size);
+            }
         } else if (jacobian < 0 && MayBeLeftHanded(block) &&
                    m_scaledJacobian.of(shape, Mirrored(corners)) > 0) {
             m_leftHanded.Add(block, element, jacobian);
-        } else if (jacobian < 0 || (jacobian == 0 && !HasTwice(nodes))) {
+        } else if (jacobian < 0 || (jacobian == 0 && !HasNodeTwice(nodes))) {
             m_inverted.Add(block, element, jacobian);
-        } else if (jacobian < least && !HasTwice(nodes)) {
+        } else if (jacobian < least && !HasNodeTwice(nodes)) {
             // One that has a node twice is a simpler shape, which has a rule of its own.
             m_distorted.Add(block, element, jacobian);
+        }
+    }
+
+    /// An element that glues two sides at one place has no thickness on purpose.
+    void AddTogether() {
+        if (m_together.empty()) {
+            return;
+        }
+        const std::vector<int> interfaces = ElementsOfInterfaceSections(m_model.Model());
+        for (const auto& [block, element] : m_together) {
+            if (!SaysInterface(*block) && !std::ranges::binary_search(interfaces, element)) {
+                m_collapsed.Add(*block, element, 0);
+            }
         }
     }
 
@@ -129,30 +156,10 @@ class ElementShapeRun : public ORQExcCheckRun {
         return mirrored;
     }
 
-    static bool HasTwice(std::span<const int> nodes) {
-        for (std::size_t k = 1; k < nodes.size(); ++k) {
-            if (std::ranges::find(nodes.first(k), nodes[k]) != nodes.begin() + k) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    static double LongestEdge(const ORQExcShape& shape, std::span<const double> corners) {
-        const auto at = [&](int corner) {
-            const auto first = static_cast<std::size_t>(corner) * 3;
-            return Point{corners[first], corners[first + 1], corners[first + 2]};
-        };
-        double longest = 0;
-        for (const ORQExcShape::Side& edge : shape.edges) {
-            longest = std::max(longest, Length(at(edge.nodes[1]) - at(edge.nodes[0])));
-        }
-        return longest;
-    }
-
     const ORQExcCheckedModel& m_model;
     const ORQExcQualityMeasure& m_scaledJacobian = *ORQExcFindQualityMeasure("scaled Jacobian");
     ElementFindings m_collapsed;
+    std::vector<std::pair<const ORQExcModel::Block*, int>> m_together;  // without thickness
     ElementFindings m_inverted;
     ElementFindings m_leftHanded;
     ElementFindings m_distorted;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ORQBasFailure.h"
 #include "ORQExcCheck.h"
 #include "ORQExcSections.h"
 #include "check/Checks.h"
@@ -63,6 +64,14 @@ const ORQExcRule kBalance = {
     .mending = "nothing, if it is meant",
     .source = "R. M. Jones, Mechanics of Composite Materials, 2nd ed., section 4.3: A16 = A26 = 0"};
 
+const ORQExcRule kUnreadable = {
+    .id = "LAY008",
+    .level = ORQExcLevel::Error,
+    .title = "section whose layers cannot be read",
+    .meaning = "what is stored of the layers contradicts itself",
+    .breaks = "the section has no layers for any reader; exports refuse the model",
+    .mending = "write the section again; recover the model if verify finds damage"};
+
 class LayersRun : public ORQExcCheckRun {
   public:
     explicit LayersRun(const ORQExcCheckedModel& model) : m_model(model) {}
@@ -70,8 +79,15 @@ class LayersRun : public ORQExcCheckRun {
     void Finish(std::vector<ORQExcFinding>& findings) override {
         const ORQExcSections sections(m_model.Document());
         for (const ORQExcSections::Section& section : sections.Sections()) {
-            const ORQExcSections::Stack stack = sections.Read(section);
             const std::string object = fmt::format("section \"{}\"", section.name);
+            ORQExcSections::Stack stack{};
+            try {
+                stack = sections.Read(section);
+            } catch (const ORQBasFailure& failure) {
+                findings.push_back(
+                    {.rule = kUnreadable.id, .object = object, .message = failure.Text()});
+                continue;
+            }
             for (std::size_t i = 0; i < stack.layers.size(); ++i) {
                 CheckLayer(fmt::format("{}, layer {}", object, i + 1), stack.layers[i], findings);
             }
@@ -153,7 +169,7 @@ class LayersRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck LayersCheck() {
-    return {{kNoMaterial, kThickness, kPoints, kAngle, kRadians, kSymmetry, kBalance},
+    return {{kNoMaterial, kThickness, kPoints, kAngle, kRadians, kSymmetry, kBalance, kUnreadable},
             BeginRun<LayersRun>};
 }
 

@@ -8,18 +8,21 @@
 #include <set>
 
 #include "ORQExcCheck.h"
+#include "ORQExcKeptTexts.h"
 #include "ORQExcLayup.h"
 #include "check/Checks.h"
+#include "formats/nastran/NastranKeptLabels.h"
 
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kUnused = {.id = "MAT001",
-                            .level = ORQExcLevel::Note,
-                            .title = "material of no layer",
-                            .meaning = "no layer has the material",
-                            .breaks = "nothing; it is likely a leftover",
-                            .mending = "remove the material, if nothing needs it"};
+const ORQExcRule kUnused = {
+    .id = "MAT001",
+    .level = ORQExcLevel::Note,
+    .title = "material of no layer",
+    .meaning = "no layer has the material, and no property kept as text may name it",
+    .breaks = "nothing; it is likely a leftover",
+    .mending = "remove the material, if nothing needs it"};
 const ORQExcRule kElastic = {
     .id = "MAT002",
     .level = ORQExcLevel::Error,
@@ -37,6 +40,20 @@ const ORQExcRule kTable = {
     .meaning = "temperatures do not rise, a temperature stands twice, or a value is not given",
     .breaks = "values between the rows are not what was meant",
     .mending = "sort the rows, and give each temperature once"};
+
+const ORQExcRule kUnits = {
+    .id = "MAT004",
+    .level = ORQExcLevel::Note,
+    .title = "material whose stiffness and density are likely of two systems of units",
+    .meaning = "sound would travel through it slower or faster than in any system in use",
+    .breaks = "frequencies, and all that goes by mass, are wrong by powers of ten",
+    .mending = "give modulus and density in units that agree: N, m and kg; or N, mm and t",
+    .limit = 10.0,
+    .limitOf = "lengths a second at least; and 1e8 at most",
+    .source =
+        "the speed of waves in a rod, the root of modulus by density: rubber 30 m/s, steel "
+        "5e6 mm/s, diamond 2e7 mm/s"};
+constexpr double kFastest = 1e8;
 
 /// The constants of a row by name.
 class Constants {
@@ -135,11 +152,18 @@ class MaterialsRun : public ORQExcCheckRun {
     explicit MaterialsRun(const ORQExcCheckedModel& model) : m_model(model) {}
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
-        const ORQExcLayup layup = ORQExcReadLayup(m_model.Document());
-        // Properties of bars and solids, which refer to materials too, are kept as their file has them.
-        const bool areLayersAll = std::ranges::all_of(
-            m_model.Model().Blocks(),
-            [](const ORQExcModel::Block& block) { return block.definition.empty(); });
+        bool areLayersAll = true;
+        const ORQExcLayup layup = ORQExcReadLayup(
+            m_model.Document(), [&](const std::string& /*why*/) { areLayersAll = false; });
+        // Elements without a property name materials by attribute, or as their file has them.
+        areLayersAll =
+            areLayersAll &&
+            std::ranges::none_of(m_model.Model().Blocks(), [](const ORQExcModel::Block& block) {
+                return !block.definition.empty() ||
+                       std::ranges::find(block.attributes, "MID") != block.attributes.end();
+            });
+        // Properties of bars and solids, which refer to materials too, are kept as text.
+        const std::set<int> named = NumbersOnPropertyCards(ORQExcReadKeptTexts(m_model.Document()));
         std::set<int> used;
         for (const ORQExcLayup::Section& section : layup.sections) {
             for (const ORQExcLayup::Layer& layer : section.layers) {
@@ -148,17 +172,53 @@ class MaterialsRun : public ORQExcCheckRun {
         }
         for (std::size_t i = 0; i < layup.materials.size(); ++i) {
             const std::string object = fmt::format("material \"{}\"", layup.materials[i].name);
-            if (areLayersAll && !used.contains(static_cast<int>(i))) {
+            if (areLayersAll && !used.contains(static_cast<int>(i)) &&
+                !named.contains(layup.materials[i].number)) {
                 findings.push_back(
                     {.rule = kUnused.id, .object = object, .message = "no layer has it"});
             }
             for (const ORQExcMaterialTable& table : layup.materials[i].tables) {
                 CheckTable(object, table, findings);
             }
+            CheckUnits(object, layup.materials[i], findings);
         }
     }
 
   private:
+    /// The first value of a property, nothing where it has none.
+    static std::optional<double> FirstOf(const ORQExcLayup::Material& material,
+                                         std::string_view property,
+                                         std::initializer_list<std::string_view> names) {
+        const auto table =
+            std::ranges::find(material.tables, property, &ORQExcMaterialTable::property);
+        if (table == material.tables.end() || table->NumRows() == 0) {
+            return std::nullopt;
+        }
+        for (const std::string_view name : names) {
+            if (const auto value = Constants(*table, 0)[name]) {
+                return value;
+            }
+        }
+        return std::nullopt;
+    }
+
+    void CheckUnits(const std::string& object, const ORQExcLayup::Material& material,
+                    std::vector<ORQExcFinding>& findings) const {
+        const auto modulus = FirstOf(material, "elastic", {"E", "E1"});
+        const auto density = FirstOf(material, "density", {"density", "rho"});
+        if (!modulus || !density || !(*modulus > 0) || !(*density > 0)) {
+            return;
+        }
+        const double speed = std::sqrt(*modulus / *density);
+        if (speed < m_model.Limit(kUnits) || speed > kFastest) {
+            findings.push_back({.rule = kUnits.id,
+                                .object = object,
+                                .message = fmt::format("modulus {:g} and density {:g}: sound at "
+                                                       "{:.3g} lengths a second",
+                                                       *modulus, *density, speed)});
+        }
+    }
+
     static void CheckTable(const std::string& object, const ORQExcMaterialTable& table,
                            std::vector<ORQExcFinding>& findings) {
         if (!table.IsConstant()) {
@@ -189,7 +249,7 @@ class MaterialsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck MaterialsCheck() {
-    return {{kUnused, kElastic, kTable}, BeginRun<MaterialsRun>};
+    return {{kUnused, kElastic, kTable, kUnits}, BeginRun<MaterialsRun>};
 }
 
 }  // namespace orq::exchange

@@ -7,8 +7,11 @@ namespace orq::exchange {
 /// A hash of members that is the same in every order of them.
 class MembersHash {
   public:
-    void Add(int member) { m_value += Spread(static_cast<std::uint64_t>(member) + 1); }
+    void Add(int member) { m_value += Of(member); }
     std::uint64_t Value() const { return m_value; }
+
+    /// Of one member. The hash of several is the sum of theirs.
+    static std::uint64_t Of(int member) { return Spread(static_cast<std::uint64_t>(member) + 1); }
 
   private:
     /// The finaliser of MurmurHash3, which spreads every bit: sums of it tell sets apart.

@@ -1,10 +1,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <numeric>
 
 #include "ORQExcCheck.h"
 #include "check/Checks.h"
+#include "check/NodeForest.h"
+#include "check/RigidElements.h"
 
 namespace orq::exchange {
 namespace {
@@ -13,17 +14,14 @@ const ORQExcRule kParts = {
     .id = "ELM003",
     .level = ORQExcLevel::Note,
     .title = "mesh in several parts that share no node",
-    .meaning = "elements do not connect the parts with each other",
+    .meaning = "neither elements nor rigid elements connect the parts with each other",
     .breaks = "a part that nothing holds moves freely: its stiffness is singular",
     .mending = "merge coincident nodes, or tie the parts; nothing, if they are an assembly"};
 
-/// Joins nodes by elements, in a forest of nodes of which each points to one of lower number.
 class PartsRun : public ORQExcCheckRun {
   public:
     explicit PartsRun(const ORQExcCheckedModel& model)
-        : m_parent(static_cast<std::size_t>(model.Model().NumNodes())), m_isUsed(m_parent.size()) {
-        std::iota(m_parent.begin(), m_parent.end(), 0);
-    }
+        : m_model(model.Model()), m_forest(static_cast<std::size_t>(m_model.NumNodes())) {}
 
     bool VisitsElements() const override { return true; }
     bool NeedsAllElements() const override { return true; }
@@ -32,49 +30,72 @@ class PartsRun : public ORQExcCheckRun {
             return;  // a mass at a node is no part of its own
         }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            const std::span<const int> nodes = elements.NodesOf(i);
-            for (const int node : nodes) {
-                Join(nodes[0], node);
-                m_isUsed[static_cast<std::size_t>(node)] = true;
-            }
+            m_forest.Join(elements.NodesOf(i));
         }
     }
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
+        JoinRigid();
+        std::vector<Part> parts = Parts();
+        if (parts.size() < 2) {
+            return;
+        }
         std::vector<int> firstNodes;
-        for (std::size_t node = 0; node < m_parent.size(); ++node) {
-            if (m_isUsed[node] && m_parent[node] == static_cast<int>(node)) {
-                firstNodes.push_back(static_cast<int>(node));
+        std::string counts;
+        for (const Part& part : parts) {
+            if (firstNodes.size() < kMostTold) {
+                counts += fmt::format("{}{}", counts.empty() ? "" : ", ", part.nNodes);
             }
+            firstNodes.push_back(part.root);
         }
-        if (firstNodes.size() > 1) {
-            findings.push_back(
-                {.rule = kParts.id,
-                 .message = fmt::format("{} parts; the first node of each", firstNodes.size()),
-                 .place = ORQExcFinding::Place::Node,
-                 .members = std::move(firstNodes)});
-        }
+        findings.push_back(
+            {.rule = kParts.id,
+             .message = fmt::format("{} parts, of {}{} nodes; the first node of each", parts.size(),
+                                    counts, parts.size() > kMostTold ? ", ..." : ""),
+             .place = ORQExcFinding::Place::Node,
+             .members = std::move(firstNodes)});
     }
 
   private:
-    int Root(int node) {
-        // Each step halves the path for those that come after.
-        while (m_parent[static_cast<std::size_t>(node)] != node) {
-            int& parent = m_parent[static_cast<std::size_t>(node)];
-            parent = m_parent[static_cast<std::size_t>(parent)];
-            node = parent;
+    static constexpr std::size_t kMostTold = 5;
+
+    struct Part {
+        int root;
+        int nNodes;
+    };
+
+    void JoinRigid() {
+        for (const ORQExcModel::Set& set : m_model.NodeSets()) {
+            std::vector<int> nodes;
+            for (ORQSimCSetIterator node{set.members}; IsRigidElement(set) && !node.IsDone();
+                 node.Next()) {
+                nodes.push_back(node.CurrentValue());
+            }
+            if (!nodes.empty()) {
+                m_forest.Join(nodes);
+            }
         }
-        return node;
     }
 
-    void Join(int a, int b) {
-        const int rootOfA = Root(a);
-        const int rootOfB = Root(b);
-        m_parent[static_cast<std::size_t>(std::max(rootOfA, rootOfB))] = std::min(rootOfA, rootOfB);
+    /// In the order of their first nodes.
+    std::vector<Part> Parts() {
+        std::vector<Part> parts;
+        for (int node = 0; node < m_model.NumNodes(); ++node) {
+            if (!m_forest.IsUsed(node)) {
+                continue;
+            }
+            const int root = m_forest.Root(node);
+            if (root == node) {
+                parts.push_back({root, 0});
+            }
+            // A root is the lowest node of its part, so its part is known by now.
+            ++std::ranges::lower_bound(parts, root, {}, &Part::root)->nNodes;
+        }
+        return parts;
     }
 
-    std::vector<int> m_parent;
-    std::vector<bool> m_isUsed;
+    const ORQExcModel& m_model;
+    NodeForest m_forest;
 };
 
 }  // namespace

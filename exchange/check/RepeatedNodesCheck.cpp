@@ -1,9 +1,8 @@
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "ORQExcCheck.h"
 #include "check/Checks.h"
+#include "check/NodeTwice.h"
 
 namespace orq::exchange {
 namespace {
@@ -26,12 +25,8 @@ class RepeatedNodesRun : public ORQExcCheckRun {
             m_blocks.push_back({&elements.block, {}});
         }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            const std::span<const int> nodes = elements.NodesOf(i);
-            for (std::size_t k = 1; k < nodes.size(); ++k) {
-                if (std::ranges::find(nodes.first(k), nodes[k]) != nodes.begin() + k) {
-                    m_blocks.back().members.push_back(elements.ordinals[i]);
-                    break;
-                }
+            if (HasNodeTwice(elements.NodesOf(i))) {
+                m_blocks.back().members.push_back(elements.ordinals[i]);
             }
         }
     }

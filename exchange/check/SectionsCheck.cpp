@@ -44,7 +44,9 @@ class SectionsRun : public ORQExcCheckRun {
     explicit SectionsRun(const ORQExcCheckedModel& model) : m_model(model) {}
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
-        const ORQExcLayup layup = ORQExcReadLayup(m_model.Document());
+        // One whose layers cannot be read is a finding of the rules of layers.
+        const ORQExcLayup layup =
+            ORQExcReadLayup(m_model.Document(), [](const std::string& /*why*/) {});
         if (layup.sections.empty()) {
             return;
         }
@@ -95,14 +97,15 @@ class SectionsRun : public ORQExcCheckRun {
     void CheckBlocks(const ORQExcLayup& layup, const std::vector<int>& sectionOf,
                      std::vector<ORQExcFinding>& findings) const {
         for (const ORQExcModel::Block& block : m_model.Model().Blocks()) {
+            const bool hasProperty = !block.definition.empty() || HasPropertyOfDeck(block);
             std::vector<int> without;
             std::vector<int> misfits;
             for (ORQSimCSetIterator element{block.elements}; !element.IsDone(); element.Next()) {
                 const int section = sectionOf[static_cast<std::size_t>(element.CurrentValue())];
                 if (section < 0) {
-                    // Points and lines are masses and rigid links, which have no section; a block with
-                    // a definition has the property of its file.
-                    if (block.shape->dimension >= 2 && block.definition.empty()) {
+                    // Points and lines are masses and rigid links, which have no section; other blocks may
+                    // have a property of their file instead.
+                    if (block.shape->dimension >= 2 && !hasProperty) {
                         without.push_back(element.CurrentValue());
                     }
                 } else if (block.shape->dimension != 2 &&
@@ -115,6 +118,14 @@ class SectionsRun : public ORQExcCheckRun {
                 fmt::format("a layered section is assigned to the shape {}", block.shape->name),
                 std::move(misfits), findings);
         }
+    }
+
+    /// Blocks of a deck are named by card and number of their property, "PSOLID 2 CHEXA", of which
+    /// those of shells become sections and the others are kept as text.
+    static bool HasPropertyOfDeck(const ORQExcModel::Block& block) {
+        const std::string card = block.name.substr(0, block.name.find(' '));
+        return block.shapeName.starts_with('C') && card.starts_with('P') && card != "PSHELL" &&
+               card != "PCOMP" && card != "PCOMPG";
     }
 
     static void Add(const ORQExcRule& rule, const ORQExcModel::Block& block, std::string message,

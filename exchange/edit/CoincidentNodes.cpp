@@ -16,46 +16,78 @@ constexpr double kCellsPerToleranceOfFew = 64;
 // Beyond this many cells from the origin coordinates are further apart than the tolerance, or
 // equal.
 constexpr double kMostCells = 1e15;
+// Up to this many cells from the origin the place within a cell is known well.
+constexpr double kMostCellsOfPlaces = 1e9;
+
+/// Of numbers that an integer can hold. The processor does this in a few steps, the library calls a
+/// function.
+double Floor(double value) {
+    const auto towardsZero = static_cast<double>(static_cast<std::int64_t>(value));
+    return towardsZero > value ? towardsZero - 1 : towardsZero;
+}
 
 }  // namespace
 
 double PointCells::CellOf(double coordinate) const {
-    const double cell = std::floor(coordinate / m_width);
-    // Also where the width is 0, and the quotient infinite or not a number. The sum makes 0 of -0.
-    return std::abs(cell) < kMostCells ? cell : coordinate + 0.0;
+    const double cells = coordinate * m_perLength;
+    // Also without a tolerance, where the product is infinite or not a number. The sum makes 0 of -0.
+    return std::abs(cells) < kMostCells ? Floor(cells) : coordinate + 0.0;
+}
+
+bool PointCells::IsAmidCell(const Point& at) const {
+    bool isAmid = true;
+    for (const double coordinate : at) {
+        const double cells = coordinate * m_perLength;
+        const bool isKnown = std::abs(cells) < kMostCellsOfPlaces;
+        const double place = isKnown ? cells - Floor(cells) : 0;
+        isAmid = isAmid && place > m_nearSide && place < 1 - m_nearSide;
+    }
+    return isAmid;
 }
 
 std::uint64_t PointCells::Hash(double x, double y, double z) {
-    std::uint64_t hash = 0;
-    for (const double cell : {x, y, z}) {
-        // The finalizer of SplitMix64, over each coordinate in turn.
-        hash += std::bit_cast<std::uint64_t>(cell + 0.0) + 0x9E3779B97F4A7C15U;
-        hash = (hash ^ (hash >> 30U)) * 0xBF58476D1CE4E5B9U;
-        hash = (hash ^ (hash >> 27U)) * 0x94D049BB133111EBU;
-        hash ^= hash >> 31U;
-    }
-    return hash;
+    // Cells as their bits, added with odd factors: those of 2 to the power of 64 by the roots of 2, 3
+    // and 5. The finalizer of SplitMix64 then spreads every bit.
+    std::uint64_t hash = std::bit_cast<std::uint64_t>(x + 0.0) * 0x6A09E667F3BCC909U +
+                         std::bit_cast<std::uint64_t>(y + 0.0) * 0xBB67AE8584CAA73BU +
+                         std::bit_cast<std::uint64_t>(z + 0.0) * 0x3C6EF372FE94F82BU;
+    hash = (hash ^ (hash >> 30U)) * 0xBF58476D1CE4E5B9U;
+    hash = (hash ^ (hash >> 27U)) * 0x94D049BB133111EBU;
+    return hash ^ (hash >> 31U);
 }
 
 std::uint64_t PointCells::KeyOf(const Point& at) const {
     return Hash(CellOf(at[0]), CellOf(at[1]), CellOf(at[2]));
 }
 
-std::vector<int> PossiblyCoincident(std::span<const Point> points, double tolerance) {
+std::vector<int> PossiblyCoincident(std::span<const Point> points, std::span<const int> nodes,
+                                    double tolerance) {
     const PointCells cells(tolerance, kCellsPerToleranceOfFew);
-    RepeatFilter filter(points.size());
-    for (const Point& point : points) {
-        filter.Add(cells.KeyOf(point));
+    const auto isPlaced = [](const Point& point) {
+        return std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]);
+    };
+    RepeatFilter filter(nodes.size());
+    for (const int node : nodes) {
+        const Point& point = points[static_cast<std::size_t>(node)];
+        if (isPlaced(point)) {
+            filter.Add(cells.KeyOf(point));
+        }
     }
     std::vector<int> candidates;
-    for (std::size_t i = 0; i < points.size(); ++i) {
-        const std::uint64_t own = cells.KeyOf(points[i]);
-        bool hasOther = false;
-        cells.ForEachAround(points[i], [&](std::uint64_t key) {
-            hasOther = hasOther || filter.Count(key) > (key == own ? 1U : 0U);
-        });
+    for (const int node : nodes) {
+        const Point& point = points[static_cast<std::size_t>(node)];
+        if (!isPlaced(point)) {
+            continue;
+        }
+        const std::uint64_t own = cells.KeyOf(point);
+        bool hasOther = filter.Count(own) > 1;
+        if (!hasOther && !cells.IsAmidCell(point)) {
+            cells.ForEachAround(point, [&](std::uint64_t key) {
+                hasOther = hasOther || filter.Count(key) > (key == own ? 1U : 0U);
+            });
+        }
         if (hasOther) {
-            candidates.push_back(static_cast<int>(i));
+            candidates.push_back(node);
         }
     }
     return candidates;

@@ -14,10 +14,14 @@ namespace orq::exchange {
 class PointCells {
   public:
     PointCells(double tolerance, double cellsPerTolerance)
-        : m_tolerance(tolerance), m_width(cellsPerTolerance * tolerance) {}
+        : m_tolerance(tolerance),
+          m_perLength(1 / (cellsPerTolerance * tolerance)),
+          m_nearSide((1 + kRounding) / cellsPerTolerance) {}
 
     /// A hash of the cell of a point.
     std::uint64_t KeyOf(const Point& at) const;
+    /// Whether all points within the tolerance of one surely lie in its own cell.
+    bool IsAmidCell(const Point& at) const;
     /// Calls use(key) once for each cell that has points within the tolerance of one: eight at most.
     template <class Use>
     void ForEachAround(const Point& at, const Use& use) const {
@@ -41,13 +45,19 @@ class PointCells {
     double CellOf(double coordinate) const;
     static std::uint64_t Hash(double x, double y, double z);
 
+    // Of a cell, in the place of a point within it.
+    static constexpr double kRounding = 1e-3;
+
     double m_tolerance;
-    double m_width;  // of a cell
+    double m_perLength;  // cells; infinite without a tolerance
+    double m_nearSide;   // the tolerance, as a part of a cell
 };
 
-/// The places of points that may have another one within the tolerance, ascending: all that have
-/// one, and some that have none. Takes two bytes for each point.
-std::vector<int> PossiblyCoincident(std::span<const Point> points, double tolerance);
+/// Those of some nodes that may have another one of them within the tolerance, in their order: all
+/// that have one, and some that have none. Nodes with a coordinate that is not finite are none.
+/// `points` has the places of all nodes. Takes four bytes for each node.
+std::vector<int> PossiblyCoincident(std::span<const Point> points, std::span<const int> nodes,
+                                    double tolerance);
 
 /// Points that stay, and finds for another one the nearest of them within a tolerance. They lie in
 /// cells some tolerances wide, so that few are compared: points that stay are further apart than

@@ -135,7 +135,7 @@ DeletedObject orq::exchange::DeleteButCards(const ORQObjDocument& document, Kind
     const std::vector<ORQSimPosition> assignments = AssignmentsOf(object);
     const std::vector<std::string> assigned = NamesOf(assignments);
     if (!force) {
-        CheckUnused(kind, name, assigned, "; --force takes the assignments away too");
+        CheckUnused(kind, name, assigned, "; with force the assignments go too");
     }
     for (std::size_t i = 0; i < assignments.size(); ++i) {
         Removal(document).Object(assignments[i]);

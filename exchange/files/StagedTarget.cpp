@@ -68,7 +68,8 @@ std::optional<std::int64_t> CheckCanBeHad(const fs::path& name, bool mayReplace)
         return std::nullopt;
     }
     if (!mayReplace) {
-        ORQBasThrowUsage(name.string() + ": exists already; --force replaces a model database");
+        ORQBasThrowUsage(name.string() +
+                         ": exists already; with force a model database is replaced");
     }
     const std::optional<std::int64_t> generation = GenerationOf(name);
     CheckHoldsNothingElse(name);

@@ -36,7 +36,7 @@ const FormatRow& FormatOf(const std::filesystem::path& output) {
 const std::filesystem::path& Free(const std::filesystem::path& path, bool mayReplace) {
     if (!mayReplace && std::filesystem::exists(std::filesystem::symlink_status(path))) {
         throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            path.string() + ": exists already; --force replaces it");
+                            path.string() + ": exists already; with force it is replaced");
     }
     return path;
 }

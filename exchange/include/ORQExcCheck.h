@@ -90,6 +90,7 @@ class ORQ_EXPORT ORQExcCheckedModel {
     const ORQExcCheckOptions& m_options;
     mutable std::unique_ptr<ORQExcModel> m_model;
     mutable std::vector<orq::exchange::Point> m_points;
+    mutable std::optional<double> m_diagonal;
 };
 
 /// Elements of one block that were read together.
@@ -98,6 +99,12 @@ struct ORQExcCheckedElements {
     std::span<const int> ordinals;
     std::span<const int> nodes;      ///< [elements][nodes of the shape]
     std::span<const double> points;  ///< [elements][nodes of the shape][3]; zeros without places
+    /// Lengths of the edges, straight between corners, [elements]. Not a number where a corner has
+    /// no place, or the square of a length is no number.
+    std::span<const double> shortestEdges;
+    std::span<const double> longestEdges;
+    /// The scaled Jacobian to nine digits, or not a number where it has to be found by itself.
+    std::span<const double> roughJacobians;
 
     std::size_t NodesEach() const { return static_cast<std::size_t>(block.shape->nNodes); }
     std::span<const int> NodesOf(std::size_t element) const {

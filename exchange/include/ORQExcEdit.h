@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "ORQBasExport.h"
 #include "ORQExcReport.h"
@@ -83,6 +84,13 @@ enum class ORQExcUnused {
 ORQ_EXPORT void ORQExcDropUnused(
     const ORQObjDocument& document, ORQExcUnused what, ORQExcReport& report,
     const std::function<void(double)>& progress = [](double) {});
+
+/// Turns those of some elements, by ordinal, that are solids inside out: exchanges two opposite faces
+/// in the order of their nodes, or two nodes of the first face. Middles go with their edges and
+/// faces. What goes by the order of nodes would not follow: elements with faces in a surface, and
+/// all while results have several points in an element, are entered into the report and stay.
+ORQ_EXPORT void ORQExcTurn(const ORQObjDocument& document, const std::vector<int>& elements,
+                           ORQExcReport& report);
 
 /// Labels nodes and elements anew from 1, instance by instance, in the order of their labels. What
 /// has no label gets none.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -80,5 +81,9 @@ struct ORQExcLayup {
 ORQ_EXPORT void ORQExcWriteLayup(const ORQExcLayup& layup, const ORQObjDocument& document);
 
 /// The layup of a model, empty when it has none. Thicknesses and angles that vary over elements are
-/// left out: such a layer has neither the one value nor the fields.
-ORQ_EXPORT ORQExcLayup ORQExcReadLayup(const ORQObjDocument& document);
+/// left out: such a layer has neither the one value nor the fields. A section whose layers cannot be
+/// read has none, and onUnreadable(why) is called for it; without that it is an ORQBasFailure
+/// (Damaged).
+ORQ_EXPORT ORQExcLayup
+ORQExcReadLayup(const ORQObjDocument& document,
+                const std::function<void(const std::string&)>& onUnreadable = {});

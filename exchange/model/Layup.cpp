@@ -207,8 +207,9 @@ class LayupWriter {
 
 class Reader {
   public:
-    explicit Reader(const ORQObjDocument& document)
-        : m_document(document), m_model(document.GetModel()) {}
+    Reader(const ORQObjDocument& document,
+           const std::function<void(const std::string&)>& onUnreadable)
+        : m_document(document), m_model(document.GetModel()), m_onUnreadable(onUnreadable) {}
 
     ORQExcLayup Read() {
         using namespace ORQSimSchema;
@@ -234,7 +235,7 @@ class Reader {
                   m_layup.sections, m_sections,
                   [this](const ORQSimPosition& position, ORQExcLayup::Section& section) {
                       GetConstants(position, section);
-                      ReadLayers(position, section);
+                      ReadLayersIfReadable(position, section);
                   });
         ReadAssignments();
         return std::move(m_layup);
@@ -295,6 +296,18 @@ class Reader {
         return found->second;
     }
 
+    void ReadLayersIfReadable(const ORQSimPosition& position, ORQExcLayup::Section& section) const {
+        try {
+            ReadLayers(position, section);
+        } catch (const ORQBasFailure& failure) {
+            if (!m_onUnreadable) {
+                throw;
+            }
+            section.layers.clear();
+            m_onUnreadable(failure.Text());
+        }
+    }
+
     void ReadLayers(const ORQSimPosition& position, ORQExcLayup::Section& section) const {
         const ORQSrvShellSection layers = orq::exchange::ReadableSection(position);
         const auto constant = [](const ORQSrvShellSection::VariationEnm& variation, double value) {
@@ -350,6 +363,7 @@ class Reader {
 
     const ORQObjDocument& m_document;
     ORQSimPosition m_model;
+    const std::function<void(const std::string&)>& m_onUnreadable;
     ORQExcLayup m_layup;
     Places m_materials;
     Places m_orientations;
@@ -363,6 +377,7 @@ void ORQExcWriteLayup(const ORQExcLayup& layup, const ORQObjDocument& document) 
     LayupWriter(layup, document).Write();
 }
 
-ORQExcLayup ORQExcReadLayup(const ORQObjDocument& document) {
-    return Reader(document).Read();
+ORQExcLayup ORQExcReadLayup(const ORQObjDocument& document,
+                            const std::function<void(const std::string&)>& onUnreadable) {
+    return Reader(document, onUnreadable).Read();
 }

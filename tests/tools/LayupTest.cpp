@@ -292,7 +292,7 @@ TEST_F(LayupTest, AMeshWithSectionsOfItsOwnTakesNoOthers) {
         ADD_FAILURE() << "it was imported";
     } catch (const ORQBasFailure& failure) {
         EXPECT_EQ(failure.Kind(), ORQBasFailureKind::Usage);
-        EXPECT_THAT(failure.Text(), AllOf(HasSubstr("--layup"), HasSubstr("of its own")));
+        EXPECT_THAT(failure.Text(), AllOf(HasSubstr("layup "), HasSubstr("of its own")));
     }
 }
 

@@ -1,46 +1,39 @@
-"""Answers the scaled Jacobian of elements as VTK's Verdict has it.
+"""Answers measures of the shape of elements as VTK's Verdict has them.
 
-Reads lines "VTK_TYPE x y z x y z ..." and writes one number for each. Exits with status 77 where VTK is absent.
+Reads lines "FUNCTION x y z x y z ...", with the end of a function's name in the library, such as hex_skew, and writes one
+number for each. Exits with status 77 where VTK is absent.
 """
 
 import ctypes
 import sys
 
 try:
-    from vtkmodules.vtkCommonCore import vtkIdList, vtkPoints
-    from vtkmodules.vtkCommonDataModel import VTK_WEDGE, vtkUnstructuredGrid
-    from vtkmodules.vtkFiltersVerdict import vtkCellQuality
+    import vtkmodules.vtkFiltersVerdict  # noqa: F401 the library with it
 except ImportError:
     sys.exit(77)
 
 
-def wedge(coordinates):
-    """The filter does not know wedges, the library below it does."""
+def library():
     for name in ("libvtkverdict-9.1.so.1", "libvtkverdict.so"):
         try:
-            of = ctypes.CDLL(name).vtkverdict__wedge_scaled_jacobian
-        except (OSError, AttributeError):
+            return ctypes.CDLL(name)
+        except OSError:
             continue
-        of.restype = ctypes.c_double
-        return of(6, (ctypes.c_double * 18)(*coordinates))
     sys.exit(77)
 
 
-def other(cell_type, coordinates):
-    grid, points, ids = vtkUnstructuredGrid(), vtkPoints(), vtkIdList()
-    points.SetDataTypeToDouble()
-    for i in range(0, len(coordinates), 3):
-        ids.InsertNextId(points.InsertNextPoint(*coordinates[i:i + 3]))
-    grid.SetPoints(points)
-    grid.InsertNextCell(cell_type, ids)
-    quality = vtkCellQuality()
-    quality.SetInputData(grid)
-    quality.SetQualityMeasureToScaledJacobian()
-    quality.Update()
-    return quality.GetOutput().GetCellData().GetArray("CellQuality").GetValue(0)
+def function(of, name):
+    """Most of the names have a letter before them."""
+    for symbol in ("vtkverdict__v_" + name, "vtkverdict__" + name):
+        if hasattr(of, symbol):
+            found = getattr(of, symbol)
+            found.restype = ctypes.c_double
+            return found
+    sys.exit(77)
 
 
+verdict = library()
 for line in sys.stdin:
-    cell_type, *coordinates = line.split()
-    coordinates = [float(number) for number in coordinates]
-    print(repr(wedge(coordinates) if int(cell_type) == VTK_WEDGE else other(int(cell_type), coordinates)))
+    name, *coordinates = line.split()
+    numbers = [float(number) for number in coordinates]
+    print(repr(function(verdict, name)(len(numbers) // 3, (ctypes.c_double * len(numbers))(*numbers))))

@@ -81,6 +81,12 @@ void ForEachLabelledCard(const std::vector<ORQExcKeptText>& texts,
     }
 }
 
+/// Also of elements that are not known here: PCONEAX, PPLANE, PCONV.
+static bool MayBeProperty(std::string_view card) {
+    return card.starts_with('P') && card != "PARAM" && !card.starts_with("PLOAD") &&
+           !card.starts_with("PLOTEL");
+}
+
 std::set<int> NumbersOnPropertyCards(const std::vector<ORQExcKeptText>& texts) {
     std::set<int> numbers;
     for (const ORQExcKeptText& text : texts) {
@@ -88,9 +94,7 @@ std::set<int> NumbersOnPropertyCards(const std::vector<ORQExcKeptText>& texts) {
             continue;
         }
         ForEachCard(text, [&](const BulkCard& card) {
-            for (int field = 2;
-                 field <= card.NumFields() && !NastranPropertyFamily(card.Name()).empty();
-                 ++field) {
+            for (int field = 2; field <= card.NumFields() && MayBeProperty(card.Name()); ++field) {
                 if (const auto number = BulkInt(card.Text(field))) {
                     numbers.insert(*number);
                 }

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "ORQBasFailure.h"
+#include "ORQBasStaged.h"
 #include "ORQExcCheck.h"
 #include "ORQExcEdit.h"
 #include "ORQExcModel.h"
@@ -21,6 +23,7 @@
 #include "ORQSimTransaction.h"
 #include "commands/Arguments.h"
 #include "commands/Mending.h"
+#include "draw/MeshPicture.h"
 #include "queries/OpenModel.h"
 #include "terminal/Findings.h"
 #include "terminal/InterruptGuard.h"
@@ -47,6 +50,7 @@ struct CheckOptions {
     bool writeSets = false;
     bool fix = false;
     bool isDryRun = false;
+    std::filesystem::path picture;
     bool json = false;
 };
 
@@ -250,6 +254,42 @@ void WriteSets(const Findings& findings) {
     transaction.Commit();
 }
 
+/// What is found in red over a pale model. Throws Usage where it may not be written.
+void RequireDrawable(const std::filesystem::path& file) {
+    if (file.extension() != ".png" && file.extension() != ".svg") {
+        ORQBasThrowUsage(file.string() + ": is no picture; endings: .png .svg");
+    }
+    if (std::filesystem::exists(std::filesystem::symlink_status(file))) {
+        ORQBasThrowUsage(file.string() + ": exists already");
+    }
+}
+
+void Draw(const Findings& findings, const std::filesystem::path& file, const Console& console) {
+    std::set<int> elements;
+    std::set<int> nodes;
+    for (const ORQExcFinding& finding : findings.result.findings) {
+        if (finding.place != ORQExcFinding::Place::Model) {
+            (finding.place == ORQExcFinding::Place::Node ? nodes : elements)
+                .insert(finding.members.begin(), finding.members.end());
+        }
+    }
+    const ORQExcModel model{ORQObjDocument(OpenModel(findings.database))};
+    MeshPictureOptions options;
+    options.marks.emplace(MeshPictureOptions::Marks{{elements.begin(), elements.end()},
+                                                    {nodes.begin(), nodes.end()}});
+    ProgressBar bar(console, "drawing");
+    const InterruptGuard interrupts;
+    options.progress = [&](double done) {
+        interrupts.Check();
+        bar.Show(done);
+    };
+    const MeshPicture picture(model, std::filesystem::path(findings.database).stem().string(),
+                              options);
+    ORQBasStaged staged(file, "check");
+    file.extension() == ".svg" ? picture.WriteSvg(staged.Path()) : picture.WritePng(staged.Path());
+    staged.PutIntoPlace(false);
+}
+
 void Print(const Findings& findings, const CheckOptions& options, const ORQExcReport& mended,
            const Console& console) {
     if (options.format == "json") {
@@ -339,6 +379,10 @@ void RequireUse(const CheckOptions& options) {
     if (options.isDryRun && !options.fix) {
         ORQBasThrowUsage("--dry-run is for --fix");
     }
+    if (options.isDryRun && !options.picture.empty()) {
+        ORQBasThrowUsage(
+            "--draw shows what is found in the model, which --dry-run leaves as it is");
+    }
     if (options.fix && (options.writeSets || !options.baseline.empty())) {
         ORQBasThrowUsage(
             "--fix mends all that is found: it takes no --baseline and no --write-sets");
@@ -360,6 +404,9 @@ ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     if (options.database.empty()) {
         ORQBasThrowUsage("DATABASE is required, unless --list or --explain is given");
     }
+    if (!options.picture.empty()) {
+        RequireDrawable(options.picture);
+    }
     options.format = options.json ? "json" : options.format;
     ORQExcCheckOptions check{.only = options.only, .skip = options.skip};
     if (!options.config.empty()) {
@@ -379,6 +426,9 @@ ExitStatus RunCheck(const CheckOptions& given, const Console& console) {
     console.out.flush();
     if (options.writeSets) {
         WriteSets(findings);
+    }
+    if (!options.picture.empty()) {
+        Draw(findings, options.picture, console);
     }
     for (const ORQExcCheckResult::Failure& failure : findings.result.failures) {
         console.err << "orqmodel: " << ORQExcPrintable(failure.text) << '\n';
@@ -423,9 +473,14 @@ SubcommandRun DeclareCheck(CLI::App& command) {
     command.add_flag(
         "--write-sets", options->writeSets,
         "Make a set of what each rule found, \"check RULE\", in place of earlier ones");
-    command.add_flag("--fix", options->fix,
-                     "Merge coincident nodes of each part, drop unused nodes and empty sets, and "
-                     "report what is left");
+    command
+        .add_option("--draw", options->picture,
+                    "Draw what is found in red over a pale model, nodes as dots")
+        ->type_name("FILE");
+    command.add_flag(
+        "--fix", options->fix,
+        "Turn inverted solids, merge coincident nodes of each part, drop unused nodes and "
+        "empty sets, and report what is left");
     command.add_flag("-n,--dry-run", options->isDryRun, "With --fix: report, and change nothing");
     AddJson(command, options->json);
     return Reading(options, RunCheck, &CheckOptions::database);

@@ -1,9 +1,14 @@
 #include "commands/Mending.h"
 
 #include <algorithm>
+#include <array>
+#include <set>
 #include <string_view>
+#include <vector>
 
 #include "ORQExcEdit.h"
+#include "ORQExcModel.h"
+#include "ORQExcQuality.h"
 
 namespace orqmodel {
 namespace {
@@ -21,6 +26,46 @@ double ToleranceOf(std::string_view rule, const ORQExcCheckedModel& model,
                                   rules, [&](const ORQExcRule* one) { return one->id == rule; }));
 }
 
+/// Ascending.
+std::vector<int> MembersOf(const ORQExcCheckResult& found, std::string_view rule) {
+    std::set<int> members;
+    for (const ORQExcFinding& finding : found.findings) {
+        if (finding.rule == rule) {
+            members.insert(finding.members.begin(), finding.members.end());
+        }
+    }
+    return {members.begin(), members.end()};
+}
+
+/// Those of some solids, ascending, that are sound in a mirror: others have a corner too far off.
+std::vector<int> InsideOut(const ORQExcModel& model, const std::vector<int>& elements) {
+    const ORQExcQualityMeasure& jacobian = *ORQExcFindQualityMeasure("scaled Jacobian");
+    std::vector<int> turned;
+    for (const ORQExcModel::Block& block : model.Blocks()) {
+        const ORQExcShape& shape = *block.shape;
+        for (const int element : elements) {
+            const int place = block.elements.SeekMember(element);
+            if (shape.dimension != 3 || place < 0 || model.Dimension() != 3) {
+                continue;
+            }
+            std::vector<int> nodes(static_cast<std::size_t>(shape.nNodes));
+            model.ReadConnectivity(block, place, place + 1, nodes);
+            std::vector<double> corners;
+            for (int i = 0; i < shape.nCorners; ++i) {
+                const int node = nodes[static_cast<std::size_t>(i)];
+                std::array<double, 3> point{};
+                model.ReadCoordinates(node, node + 1, point);
+                corners.insert(corners.end(), {-point[0], point[1], point[2]});
+            }
+            if (jacobian.of(shape, corners) > 0) {
+                turned.push_back(element);
+            }
+        }
+    }
+    std::ranges::sort(turned);
+    return turned;
+}
+
 }  // namespace
 
 void Mend(const ORQObjDocument& document, const ORQExcChecker& checker,
@@ -28,7 +73,12 @@ void Mend(const ORQObjDocument& document, const ORQExcChecker& checker,
     constexpr std::string_view kCoincident = "NOD003";
     constexpr std::string_view kUnusedNodes = "NOD002";
     constexpr std::string_view kEmptySets = "SET001";
+    constexpr std::string_view kInverted = "ELM005";
     const ORQExcCheckedModel before(document, options);
+    // First, by the ordinals that were found.
+    if (Has(found, kInverted)) {
+        ORQExcTurn(document, InsideOut(before.Model(), MembersOf(found, kInverted)), report);
+    }
     if (Has(found, kCoincident)) {
         ORQExcMergeNodes(document, {.tolerance = ToleranceOf(kCoincident, before, checker)},
                          report);

@@ -158,6 +158,26 @@ Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const
     return groups;
 }
 
+Groups GroupsOfMarks(Skin& skin, std::span<const int> elements, std::span<const int> nodes) {
+    Groups groups;
+    if (!elements.empty()) {
+        groups.groups.push_back({fmt::format("found elements ({})", elements.size()), false});
+    }
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        const bool isMarked = std::ranges::binary_search(elements, skin.At(part).element);
+        groups.ofPart.push_back(isMarked ? 0 : -1);
+    }
+    if (!nodes.empty()) {
+        const int group = static_cast<int>(groups.groups.size());
+        groups.groups.push_back({fmt::format("found nodes ({})", nodes.size()), true});
+        for (const int node : nodes) {
+            skin.AddDot(kMark, node);
+            groups.ofPart.push_back(group);
+        }
+    }
+    return groups;
+}
+
 Groups GroupsBySection(const Skin& skin, const ORQExcModel& model) {
     return GroupsByNameOf(
         skin, model, "section",

@@ -35,6 +35,10 @@ Groups GroupsByBlock(const Skin& skin, const ORQExcModel& model, std::span<const
 /// Throws Usage, naming what is near, when there is none of a name, or none at all.
 Groups GroupsBySet(Skin& skin, const ORQExcModel& model, std::span<const std::string> names);
 
+/// Groups of the marked elements, ascending, and of the marked nodes, which are added as dots. All
+/// else is in none.
+Groups GroupsOfMarks(Skin& skin, std::span<const int> elements, std::span<const int> nodes);
+
 /// A group for each section that governs something, and one for each choice of materials in their
 /// layers ("MAT8 1, MAT1 2"); parts of elements without a section are in none. Throws Usage for a
 /// model without sections.

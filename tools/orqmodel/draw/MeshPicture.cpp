@@ -24,12 +24,17 @@ constexpr double kEdgesAreFound = 0.8;
 constexpr double kFieldShade = 0.3;  // little, so that colours are those of the bar
 constexpr double kAxesRoom = 8;      // side of the square for the axes, by the size of the text
 
+constexpr Colour kMarked = {214, 30, 30};
+
 std::string Counted(std::size_t count, const char* what) {
     return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
 }
 
 Groups GroupsBy(Skin& skin, const ORQExcModel& model, std::span<const int> blocks,
                 const MeshPictureOptions& options) {
+    if (options.marks) {
+        return GroupsOfMarks(skin, options.marks->elements, options.marks->nodes);
+    }
     switch (options.colourBy) {
         case ColourBy::Set:
             return GroupsBySet(skin, model, options.sets);
@@ -141,8 +146,9 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
     } else {
         for (std::size_t i = 0; i < groups.groups.size(); ++i) {
             const Groups::Group& group = groups.groups[i];
-            m_legend.push_back(
-                {ORQExcPrintable(group.name), PaletteColour(static_cast<int>(i)), group.isNodes});
+            m_legend.push_back({ORQExcPrintable(group.name),
+                                options.marks ? kMarked : PaletteColour(static_cast<int>(i)),
+                                group.isNodes});
         }
     }
     m_title = ORQExcPrintable(model.Title().empty() ? name : model.Title());

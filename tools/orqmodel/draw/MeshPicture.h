@@ -26,6 +26,12 @@ struct MeshPictureOptions {
     std::vector<std::string> sets;    ///< that are coloured; all for none
     std::vector<std::string> blocks;  ///< that are drawn; all for none
     std::vector<Clip> clips;          ///< that keep what is drawn
+    /// What is marked in red over a pale model, in place of colours by blocks and the like.
+    struct Marks {
+        std::vector<int> elements;  ///< ordinals, ascending
+        std::vector<int> nodes;     ///< the same, drawn as dots
+    };
+    std::optional<Marks> marks;
     /// Which edges of elements are drawn; without a value, all when they are not too dense.
     std::optional<EdgeKind> edges;
     /// Colours by values instead of blocks; with sets, only what is in them.

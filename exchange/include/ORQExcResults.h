@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +27,13 @@ class ORQ_EXPORT ORQExcResults {
         int code;  ///< ads_ComponentSymbolsEnm
         std::string label;
     };
+    /// A field that is computed from others when it is read; see ORQExcCarriedResults.
+    struct Made {
+        ORQSimCSet members;  ///< that may have values
+        /// As ORQExcResults::Read.
+        std::function<std::int64_t(int frame, const ORQSimCSet& members, std::span<double> values)>
+            read;
+    };
     struct Field {
         ORQExcResultArray::Place place;
         std::string name;
@@ -37,6 +47,7 @@ class ORQ_EXPORT ORQExcResults {
         std::string arrayNames = {};  ///< as in ORQObjMeshedField
         /// The one place in each element of which it is; see AtSpot.
         ORQExcSpot spot = {};
+        std::shared_ptr<const Made> made = {};  ///< null for one that is stored
 
         bool IsAtSpot() const { return spot != ORQExcSpot(); }
         /// Whether members have several values, of which none is chosen.
@@ -46,6 +57,8 @@ class ORQ_EXPORT ORQExcResults {
     };
 
     explicit ORQExcResults(const ORQObjDocument& document);
+    /// The same steps and times with other fields.
+    ORQExcResults With(std::vector<Field> fields) const;
 
     const std::vector<std::string>& Steps() const { return m_steps; }
     const std::vector<Frame>& Frames() const { return m_frames; }

@@ -130,6 +130,12 @@ ORQExcResults::ORQExcResults(const ORQObjDocument& document) : m_document(docume
     std::ranges::stable_sort(m_fields, {}, [](const Field& field) { return Rank(field.place); });
 }
 
+ORQExcResults ORQExcResults::With(std::vector<Field> fields) const {
+    ORQExcResults results = *this;
+    results.m_fields = std::move(fields);
+    return results;
+}
+
 /// Adds a field of a step. Fields of several steps with one name, place and components are one,
 /// unless their components stand along other axes or their points are others; two of one step stay
 /// apart.
@@ -165,6 +171,9 @@ void ORQExcResults::AddField(std::size_t step, const ORQObjMeshedField& stored,
 }
 
 ORQSimCSet ORQExcResults::MembersOf(const Field& field) const {
+    if (field.made != nullptr) {
+        return field.made->members;
+    }
     ORQSimCSet members;
     for (const ORQObjMeshedField& stored : field.ofStep) {
         for (const ORQObjFieldBlock& block : stored.GetBlocks()) {
@@ -265,6 +274,9 @@ std::int64_t ORQExcResults::ReadView(const Field& field, int frame, const ORQObj
 
 std::int64_t ORQExcResults::Read(const Field& field, int frame, const ORQSimCSet& members,
                                  std::span<double> values) const {
+    if (field.made != nullptr) {
+        return field.made->read(frame, members, values);
+    }
     if (field.HasSpots()) {
         return ReadMeans(field, frame, members, values);
     }

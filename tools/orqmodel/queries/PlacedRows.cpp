@@ -191,23 +191,21 @@ class Placed : public RowSource {
                     members = members.Union(m_wanted[i].members);
                 }
             }
-            m_nodes = m_values.ReadNodes(m_frames[m_frame], members, wanted.layer,
-                                         wanted.sectionPoint, m_acrossBorders);
+            m_groups = m_values.GroupsOf(members, m_acrossBorders);
         }
-        if (static_cast<std::size_t>(m_point) >= m_nodes.size()) {
+        if (static_cast<std::size_t>(m_point) >= m_groups.size()) {
             return false;
         }
-        ORQExcElementValues::AtNodes& group = m_nodes[static_cast<std::size_t>(m_point++)];
+        const ORQExcElementValues::Group& group = m_groups[static_cast<std::size_t>(m_point++)];
+        ORQExcElementValues::AtNodes at = m_values.ReadNodes(m_frames[m_frame], group.elements,
+                                                             wanted.layer, wanted.sectionPoint);
         block.frame = m_frames[m_frame];
         block.spot = {wanted.layer, wanted.sectionPoint, -1};
-        block.shape = group.name;
+        block.shape = group.block;
         block.members =
             ORQSimCollection(m_model.Nodes().CollectionID())
-                .CreateVolatileCSet(group.nodes.data(), static_cast<int>(group.nodes.size()), true);
-        block.values = std::move(group.values);
-        if (group.nodes.empty()) {
-            block.values.clear();
-        }
+                .CreateVolatileCSet(at.nodes.data(), static_cast<int>(at.nodes.size()), true);
+        block.values = std::move(at.values);
         Pick(block);
         return true;
     }
@@ -239,7 +237,7 @@ class Placed : public RowSource {
     bool m_acrossBorders;
     std::optional<Turning> m_turning;
     std::vector<Column> m_columns;
-    std::vector<ORQExcElementValues::AtNodes> m_nodes;
+    std::vector<ORQExcElementValues::Group> m_groups;
     std::size_t m_frame = 0;
     std::size_t m_place = 0;  // among the wanted
     int m_point = 0;          // or the group of nodes

@@ -19,12 +19,27 @@ namespace {
 using Field = ORQExcResults::Field;
 using Place = ORQExcResultArray::Place;
 
-Quantity QuantityOf(const Field& field, const std::string& label) {
-    const auto component =
-        std::ranges::find(field.components, label, &ORQExcResults::Component::label);
-    if (component != field.components.end()) {
-        const auto place = static_cast<std::size_t>(component - field.components.begin());
-        return {label, [place](std::span<const double> values) { return values[place]; }};
+std::string ComponentsOf(const Field& field) {
+    std::string components;
+    for (const ORQExcResults::Component& each : field.components) {
+        components += (components.empty() ? "" : ", ") + each.label;
+    }
+    return components;
+}
+
+}  // namespace
+
+Quantity QuantityOf(const Field& field, const std::string& label, const std::string& component) {
+    const std::string& wanted = component.empty() ? label : component;
+    const auto found =
+        std::ranges::find(field.components, wanted, &ORQExcResults::Component::label);
+    if (found != field.components.end()) {
+        const auto place = static_cast<std::size_t>(found - field.components.begin());
+        return {wanted, [place](std::span<const double> values) { return values[place]; }};
+    }
+    if (!component.empty()) {
+        ORQBasThrowUsage(
+            fmt::format("--component {}: {} has {}", component, field.name, ComponentsOf(field)));
     }
     if (field.components.size() == 1) {
         return {field.name, [](std::span<const double> values) { return values[0]; }};
@@ -37,15 +52,11 @@ Quantity QuantityOf(const Field& field, const std::string& label) {
                     return VonMises(tensor(values));
                 }};
     }
-    std::string components;
-    for (const ORQExcResults::Component& each : field.components) {
-        components += (components.empty() ? "" : ", ") + each.label;
-    }
-    ORQBasThrowUsage(
-        fmt::format("--field {}: it has several components; name one of {}", label, components));
+    ORQBasThrowUsage(fmt::format("--field {}: it has several components; name one of {}", label,
+                                 ComponentsOf(field)));
 }
 
-Field FindField(const ORQExcResults& results, const std::string& label) {
+Field FindShownField(const ORQExcResults& results, const std::string& label) {
     std::vector<std::string> known;
     for (const Field& field : results.Fields()) {
         const bool isIt =
@@ -72,15 +83,13 @@ Field FindField(const ORQExcResults& results, const std::string& label) {
                                  ORQExcNearNames(label, known)));
 }
 
-}  // namespace
-
 ShownField::ShownField(const ORQExcModel& model, const ORQExcResults& results,
                        const std::string& label, const ShownPlace& place)
     : m_model(model),
       m_results(results),
       m_label(label),
-      m_field(FindField(results, label)),
-      m_quantity(QuantityOf(m_field, label)) {
+      m_field(FindShownField(results, label)),
+      m_quantity(QuantityOf(m_field, label, place.component)) {
     ChoosePlace(place);
 }
 

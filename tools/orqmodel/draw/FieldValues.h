@@ -30,12 +30,23 @@ struct Quantity {
     std::function<double(std::span<const double>)> of;
 };
 
+/// The field of a label: its name, that of one of its components, or what a file calls one of its
+/// places. Throws ORQBasFailure (Usage), naming what is near, for one that the model lacks, and for
+/// fields of the whole model.
+ORQExcResults::Field FindShownField(const ORQExcResults& results, const std::string& label);
+/// What a label that found the field means: see ShownField. A `component` that is not empty counts
+/// instead; throws Usage where the field has no such component, and for a tensor that is not
+/// symmetric.
+Quantity QuantityOf(const ORQExcResults::Field& field, const std::string& label,
+                    const std::string& component);
+
 /// Which value of an element is shown of a field with points or layers.
 struct ShownPlace {
     std::string layer;         ///< a number from 1
     std::string sectionPoint;  ///< as in PlaceOptions
     std::string point;         ///< a number from 1; empty for the mean of the points
     bool isExtreme = false;    ///< that of the largest magnitude, wherever it is
+    std::string component = {};  ///< empty for what the label means
 };
 
 /// The field or component of a label over all times. Of a vector the magnitude is meant, and of a

@@ -12,7 +12,9 @@
 #include "ExodusFile.h"
 #include "Files.h"
 #include "ORQExcPointRules.h"
+#include "ORQSimDatabase.h"
 #include "SampleResults.h"
+#include "draw/FieldValues.h"
 
 namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
@@ -104,6 +106,41 @@ TEST_F(CarriedResults, FilesHaveAtNodesWhatTheTableLists) {
     EXPECT_EQ(ByMember(Rows(Again("middles.vtu"), {"--field", "stress_xx"})),
               ByMember(Rows(model, {"--field", "stress_xx", "--at", "centroid"})));
     EXPECT_EQ(RunHere({"export", model, "-o", At("no.vtu"), "--across-borders"}).status, 2);
+}
+
+TEST_F(CarriedResults, PicturesHaveBothSidesOfABorder) {
+    const std::string path = CubesWithStress(m_folder, 100);
+    const ORQSimDatabase database = ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly);
+    const ORQObjDocument document(database);
+    const ORQExcModel model(document);
+    const ORQExcResults results(document);
+    std::vector<double> places(36);
+    model.ReadCoordinates(0, 12, places);
+    for (const bool acrossBorders : {false, true}) {
+        orqmodel::ShownPlace wanted;
+        wanted.at = "nodes";
+        wanted.acrossBorders = acrossBorders;
+        const orqmodel::FieldValues shown =
+            orqmodel::ShownField(model, results, "stress_xx", wanted).At(1);
+        EXPECT_TRUE(shown.isNodal);
+        for (int element = 0; element < 2; ++element) {
+            for (int node = 4 * element; node < 4 * element + 8; ++node) {
+                const std::size_t at = 3 * static_cast<std::size_t>(node);
+                const double shift = acrossBorders ? 50 * places[at + 2] : 100 * element;
+                EXPECT_NEAR(shown.ValueAt(element, node),
+                            Linear({places[at], places[at + 1], places[at + 2]}) + shift, 2e-5);
+            }
+        }
+        EXPECT_TRUE(std::isnan(shown.ValueAt(-1, 12)));
+    }
+    const std::string picture = At("cubes.svg");
+    EXPECT_EQ(
+        RunHere({"draw", path, "--field", "stress_xx", "--at", "nodes", "-o", picture}).status, 0);
+    EXPECT_THAT(Bytes(picture), HasSubstr("stress_xx, at nodes"));
+    const CommandResult page =
+        RunHere({"draw", path, "--field", "stress_xx", "--at", "nodes", "-o", At("cubes.html")});
+    EXPECT_EQ(page.status, 2);
+    EXPECT_THAT(page.err, HasSubstr("--across-borders"));
 }
 
 TEST_F(CarriedResults, VtkReadsALinearFieldExactly) {

@@ -460,6 +460,16 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         .add_flag("--extreme", place.isExtreme,
                   "The value of the largest magnitude in each element over all layers and points")
         ->needs(field);
+    CLI::Option* at = command
+                          .add_option("--at", place.at,
+                                      "points as stored; nodes: of a field of elements, "
+                                      "extrapolated and averaged over each block and section")
+                          ->check(OneOf({"points", "nodes"}))
+                          ->needs(field);
+    command
+        .add_flag("--across-borders", place.acrossBorders,
+                  "With --at nodes: one average over all blocks and sections")
+        ->needs(at);
     command
         .add_option("--deform", options->deform,
                     "Move the nodes by the vectors of that name, so many times as SCALE says; "
@@ -521,7 +531,7 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         material->excludes(command.get_option(ofMeshes));
     }
     for (const char* ofMeshes : {"--view", "--set", "--block", "--edges", "--deform", "--clip",
-                                 "--layer", "--section-point", "--extreme"}) {
+                                 "--layer", "--section-point", "--extreme", "--at"}) {
         through->excludes(command.get_option(ofMeshes));
     }
     field->excludes(command.get_option("--colour-by"));

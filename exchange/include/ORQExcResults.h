@@ -89,6 +89,8 @@ class ORQ_EXPORT ORQExcResults {
     /// none of which is chosen.
     std::int64_t Read(const Field& field, int frame, const ORQSimCSet& members,
                       std::span<double> values) const;
+    /// Of some members the one place of a spot, for ReadView.
+    static ORQObjFieldView ViewAt(const ORQSimCSet& members, const ORQExcSpot& spot);
     /// Values [layers][section points][members][points][components] of a frame, without the
     /// dimensions that the field lacks.
     std::int64_t ReadView(const Field& field, int frame, const ORQObjFieldView& view,

@@ -90,8 +90,8 @@ class Carrier {
             isMoved ? Carry(field) : m_fields.push_back(field);
         }
         // Fields of nodes stand before those of elements.
-        std::ranges::stable_partition(
-            m_fields, [](const Field& field) { return field.place != Place::Element; });
+        std::stable_partition(m_fields.begin(), m_fields.end(),
+                              [](const Field& field) { return field.place != Place::Element; });
         return std::move(m_fields);
     }
 

@@ -18,10 +18,6 @@ namespace {
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr int kElementsAtOnce = 4096;
 
-ORQSimIntRange Only(int number) {
-    return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
-}
-
 template <class Act>
 void ForEachSlice(const ORQSimCSet& set, const Act& act) {
     for (int begin = 0; begin < set.Size(); begin += kElementsAtOnce) {
@@ -71,8 +67,9 @@ std::vector<double> ORQExcElementValues::ReadClass(int frame, const Class& of,
         return number < 0 || (number >= range.First() && number <= range.Last());
     };
     if (covers(of.view.layers, layer) && covers(of.view.sectionPoints, sectionPoint)) {
-        m_results.ReadView(m_field, frame, {elements, Only(layer), Only(sectionPoint), of.Points()},
-                           values);
+        ORQObjFieldView wanted = ORQExcResults::ViewAt(elements, {layer, sectionPoint, -1});
+        wanted.points = of.Points();
+        m_results.ReadView(m_field, frame, wanted, values);
     } else {
         std::ranges::fill(values, kNone);
     }

@@ -30,10 +30,6 @@ int Rank(Place place) {
     return place == Place::Model ? 0 : place == Place::Node ? 1 : 2;
 }
 
-ORQSimIntRange Only(int number) {
-    return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
-}
-
 bool Has(ORQSimIntRange range, int number) {
     return number < 0 || (range.First() <= number && number <= range.Last());
 }
@@ -264,6 +260,13 @@ int ORQExcResults::NumTimes(const Field& field) const {
     return count;
 }
 
+ORQObjFieldView ORQExcResults::ViewAt(const ORQSimCSet& members, const ORQExcSpot& spot) {
+    const auto only = [](int number) {
+        return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
+    };
+    return {members, only(spot.layer), only(spot.sectionPoint), only(spot.point)};
+}
+
 std::int64_t ORQExcResults::ReadView(const Field& field, int frame, const ORQObjFieldView& view,
                                      std::span<double> values) const {
     const Frame& at = m_frames[static_cast<std::size_t>(frame)];
@@ -280,10 +283,7 @@ std::int64_t ORQExcResults::Read(const Field& field, int frame, const ORQSimCSet
     if (field.HasSpots()) {
         return ReadMeans(field, frame, members, values);
     }
-    return ReadView(
-        field, frame,
-        {members, Only(field.spot.layer), Only(field.spot.sectionPoint), Only(field.spot.point)},
-        values);
+    return ReadView(field, frame, ViewAt(members, field.spot), values);
 }
 
 std::int64_t ORQExcResults::ReadMeans(const Field& field, int frame, const ORQSimCSet& members,
@@ -313,9 +313,9 @@ std::int64_t ORQExcResults::AddMeans(const Field& field, int frame, const ORQSim
     const std::size_t nComponents = field.components.size();
     const auto nAtOnce = static_cast<std::size_t>(nPoints);
     std::vector<double> atPoints(static_cast<std::size_t>(some.Size()) * nAtOnce * nComponents);
-    ReadView(field, frame,
-             {some, Only(field.spot.layer), Only(field.spot.sectionPoint), {0, nPoints - 1}},
-             atPoints);
+    ORQObjFieldView view = ViewAt(some, field.spot);
+    view.points = {0, nPoints - 1};
+    ReadView(field, frame, view, atPoints);
     std::int64_t nRead = 0;
     for (std::size_t i = 0; i < static_cast<std::size_t>(some.Size()); ++i) {
         const auto to = static_cast<std::size_t>(members.SeekMember(some[static_cast<int>(i)]));

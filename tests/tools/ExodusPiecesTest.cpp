@@ -236,7 +236,7 @@ Model PieceOf(const Model& whole, const std::function<bool(int element)>& isIn, 
     std::erase_if(piece.nodes, [&](const auto& node) { return !hasNode(node.first); });
     for (auto& [kind, sets] : piece.sets) {
         for (auto& [id, set] : sets) {
-            std::erase_if(set.members, [&](const std::pair<int, int>& member) {
+            std::erase_if(set.members, [&, kind = kind](const std::pair<int, int>& member) {
                 return kind == EX_NODE_SET ? !hasNode(member.first) : !isIn(member.first);
             });
         }

@@ -159,9 +159,7 @@ class Placed : public RowSource {
         block.values.assign(block.NumRows() * m_field.components.size(), NAN);
         if (byPoint) {
             m_results.ReadView(m_field, block.frame,
-                               {block.members, Only(block.spot.layer),
-                                Only(block.spot.sectionPoint), Only(block.spot.point)},
-                               block.values);
+                               ORQExcResults::ViewAt(block.members, block.spot), block.values);
         } else {
             m_values.ReadMiddles(block.frame, block.members, wanted.layer, wanted.sectionPoint,
                                  block.values);
@@ -170,10 +168,6 @@ class Placed : public RowSource {
         block.LeaveOutEmpty();
         Pick(block);
         return true;
-    }
-
-    static ORQSimIntRange Only(int number) {
-        return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
     }
 
     /// All nodes of a layer and section point: of all classes of elements that have it.

@@ -96,7 +96,8 @@ std::string_view ORQExcExporter::Format() const {
     return m_format.name;
 }
 
-ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults& results) {
+ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults& results,
+                                   ORQExcCarrying carrying) {
     Output output{m_file.Path()};
     if (m_format.hasFolder) {
         std::filesystem::path place = m_output;
@@ -107,7 +108,7 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
         output.folderName = place.filename().string();
     }
     ORQExcReport report;
-    m_format.write(model, results, output, report);
+    m_format.write(model, ORQExcCarriedResults(model, results, carrying, report), output, report);
     for (const KeptArray& kept : KeptArrays(model.Document())) {
         if (kept.format != m_format.name && !kept.array.kind.empty()) {
             report.Drop(kept.array.kind, kept.array.name, kept.array.count,

@@ -9,6 +9,7 @@
 #include "ORQExcMeshWriter.h"
 #include "ORQExcModel.h"
 #include "ORQSimTransaction.h"
+#include "model/LayersOfResults.h"
 
 namespace orq::exchange {
 
@@ -31,10 +32,11 @@ ORQExcReport MeshImporter::Write(const ORQSimDatabase& database,
     ORQExcWriteMesh(
         *m_source, database, transaction,
         {settings.chunkNodes, kElementsPerChunk, settings.progress, settings.resultsMap}, report);
+    const ORQObjDocument document(database);
     if (settings.layup != nullptr) {
-        const ORQObjDocument document(database);
         ORQExcWriteSections(settings.layup->Over(ORQExcModel(document)), document, report);
     }
+    FindLayersAboveSections(document, report);
     transaction.Commit();
     return report;
 }

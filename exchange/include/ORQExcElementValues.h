@@ -37,31 +37,39 @@ class ORQ_EXPORT ORQExcElementValues {
     void ReadMiddles(int frame, const ORQSimCSet& elements, int layer, int sectionPoint,
                      std::span<double> values) const;
 
-    /// Values of nodes, averaged over the elements around them that belong together.
+    /// Elements of which the values at a node are averaged.
+    struct Group {
+        std::string block;    ///< empty for a group across borders
+        std::string section;  ///< the same, and for elements without one
+        ORQSimCSet elements;
+    };
+    /// Some elements by block and section, in the order of these: a node on the border of two blocks,
+    /// or of two sections, has a value of each. With `acrossBorders` all are one group.
+    std::vector<Group> GroupsOf(const ORQSimCSet& elements, bool acrossBorders) const;
+    enum class To { Middles, Nodes };
+    /// The elements whose values can be carried there: not those of faces, nor of integration points
+    /// of which the places are not known.
+    ORQSimCSet ElementsCarried(To to) const;
+
     struct AtNodes {
-        std::string name;            ///< of their block
         std::vector<int> nodes;      ///< ascending
         std::vector<double> values;  ///< [nodes][components]
     };
-    /// Values at nodes in one layer and section point: extrapolated from integration points (see
-    /// ORQExcExtrapolationToNodes), or those of elements with one value, and averaged over the
-    /// elements of one block and section. So a node on the border of two blocks, or of two sections,
-    /// has a value of each; with `acrossBorders` there is one average of all, under no name.
-    std::vector<AtNodes> ReadNodes(int frame, const ORQSimCSet& elements, int layer,
-                                   int sectionPoint, bool acrossBorders) const;
+    /// Values at the nodes of elements in one layer and section point: extrapolated from integration
+    /// points (see ORQExcExtrapolationToNodes), or those of elements with one value, and averaged
+    /// over the elements.
+    AtNodes ReadNodes(int frame, const ORQSimCSet& elements, int layer, int sectionPoint) const;
 
   private:
     struct Class;
-    struct Share;
-    std::vector<std::vector<Share>> GroupsOf(const std::vector<Class>& classes,
-                                             bool acrossBorders) const;
-    std::vector<Class> ClassesOf(int frame, const ORQSimCSet& elements) const;
+    std::vector<Class> ClassesOf(const std::vector<ORQObjFieldView>& views) const;
     std::vector<double> ReadClass(int frame, const Class& of, const ORQSimCSet& elements, int layer,
                                   int sectionPoint) const;
 
     const ORQExcModel& m_model;
     const ORQExcResults& m_results;
     const ORQExcResults::Field& m_field;
+    mutable std::optional<ORQExcSections> m_sections;  // read when they are first asked for
 };
 
 /// The axes of elements and of their layers, and the components of vectors and tensors along them.

@@ -9,6 +9,7 @@
 
 #include "ORQBasExport.h"
 #include "ORQBasStaged.h"
+#include "ORQExcCarriedResults.h"
 #include "ORQExcImporter.h"
 #include "ORQExcModel.h"
 #include "ORQExcReport.h"
@@ -43,7 +44,8 @@ class ORQ_EXPORT ORQExcExporter {
     std::string_view Format() const;
     /// Writes beside the output's place and answers what became of each object. Throws
     /// ORQExcExportError.
-    ORQExcReport Write(const ORQExcModel& model, const ORQExcResults& results);
+    ORQExcReport Write(const ORQExcModel& model, const ORQExcResults& results,
+                       ORQExcCarrying carrying = {});
     /// Gives what was written the output's name. Without this nothing is left. Throws ORQBasFailure
     /// (Io); what had the name is then still there.
     void PutIntoPlace();

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -24,6 +27,13 @@ class ORQ_EXPORT ORQExcResults {
         int code;  ///< ads_ComponentSymbolsEnm
         std::string label;
     };
+    /// A field that is computed from others when it is read; see ORQExcCarriedResults.
+    struct Made {
+        ORQSimCSet members;  ///< that may have values
+        /// As ORQExcResults::Read.
+        std::function<std::int64_t(int frame, const ORQSimCSet& members, std::span<double> values)>
+            read;
+    };
     struct Field {
         ORQExcResultArray::Place place;
         std::string name;
@@ -37,6 +47,7 @@ class ORQ_EXPORT ORQExcResults {
         std::string arrayNames = {};  ///< as in ORQObjMeshedField
         /// The one place in each element of which it is; see AtSpot.
         ORQExcSpot spot = {};
+        std::shared_ptr<const Made> made = {};  ///< null for one that is stored
 
         bool IsAtSpot() const { return spot != ORQExcSpot(); }
         /// Whether members have several values, of which none is chosen.
@@ -46,6 +57,8 @@ class ORQ_EXPORT ORQExcResults {
     };
 
     explicit ORQExcResults(const ORQObjDocument& document);
+    /// The same steps and times with other fields.
+    ORQExcResults With(std::vector<Field> fields) const;
 
     const std::vector<std::string>& Steps() const { return m_steps; }
     const std::vector<Frame>& Frames() const { return m_frames; }
@@ -76,6 +89,8 @@ class ORQ_EXPORT ORQExcResults {
     /// none of which is chosen.
     std::int64_t Read(const Field& field, int frame, const ORQSimCSet& members,
                       std::span<double> values) const;
+    /// Of some members the one place of a spot, for ReadView.
+    static ORQObjFieldView ViewAt(const ORQSimCSet& members, const ORQExcSpot& spot);
     /// Values [layers][section points][members][points][components] of a frame, without the
     /// dimensions that the field lacks.
     std::int64_t ReadView(const Field& field, int frame, const ORQObjFieldView& view,

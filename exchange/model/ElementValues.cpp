@@ -17,10 +17,6 @@ namespace {
 
 constexpr int kElementsAtOnce = 4096;
 
-ORQSimIntRange Only(int number) {
-    return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
-}
-
 template <class Act>
 void ForEachSlice(const ORQSimCSet& set, const Act& act) {
     for (int begin = 0; begin < set.Size(); begin += kElementsAtOnce) {
@@ -45,9 +41,9 @@ ORQExcElementValues::ORQExcElementValues(const ORQExcModel& model, const ORQExcR
     : m_model(model), m_results(results), m_field(field) {}
 
 std::vector<ORQExcElementValues::Class> ORQExcElementValues::ClassesOf(
-    int frame, const ORQSimCSet& elements) const {
+    const std::vector<ORQObjFieldView>& views) const {
     std::vector<Class> classes;
-    for (const ORQObjFieldView& view : m_results.ViewsOf(m_field, frame, elements)) {
+    for (const ORQObjFieldView& view : views) {
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
             ORQObjFieldView part = view;
             part.members = view.members.Intersection(block.elements);
@@ -70,8 +66,9 @@ std::vector<double> ORQExcElementValues::ReadClass(int frame, const Class& of,
         return number < 0 || (number >= range.First() && number <= range.Last());
     };
     if (covers(of.view.layers, layer) && covers(of.view.sectionPoints, sectionPoint)) {
-        m_results.ReadView(m_field, frame, {elements, Only(layer), Only(sectionPoint), of.Points()},
-                           values);
+        ORQObjFieldView wanted = ORQExcResults::ViewAt(elements, {layer, sectionPoint, -1});
+        wanted.points = of.Points();
+        m_results.ReadView(m_field, frame, wanted, values);
     } else {
         std::ranges::fill(values, kNoValue);
     }
@@ -101,7 +98,7 @@ std::vector<ORQExcElementValues::Worst> ORQExcElementValues::WorstOf(int frame,
             }
         }
     };
-    for (const Class& of : ClassesOf(frame, elements)) {
+    for (const Class& of : ClassesOf(m_results.ViewsOf(m_field, frame, elements))) {
         const int firstLayer = of.view.layers.IsEmpty() ? -1 : 0;
         const int firstSectionPoint = of.view.sectionPoints.IsEmpty() ? -1 : 0;
         for (int layer = firstLayer; layer <= std::max(firstLayer, of.view.layers.Last());
@@ -124,19 +121,33 @@ bool AreAtNodes(const ORQExcShape& shape, int gridType, int nPoints) {
     return gridType == ORQSimSchema::Field_ElementNodal && nPoints == shape.nNodes;
 }
 
+using To = ORQExcElementValues::To;
+
 /// From an element's points to its nodes or middle; empty where the places are not known.
-std::vector<float> MatrixOf(const ORQExcShape& shape, int gridType, int nPoints, bool toNodes) {
+std::vector<float> MatrixOf(const ORQExcShape& shape, int gridType, int nPoints, To to) {
     if (gridType == ORQSimSchema::Field_IntegrationPoint) {
-        return toNodes ? ORQExcExtrapolationToNodes(shape, nPoints)
-                       : ORQExcExtrapolationToMiddle(shape, nPoints);
+        return to == To::Nodes ? ORQExcExtrapolationToNodes(shape, nPoints)
+                               : ORQExcExtrapolationToMiddle(shape, nPoints);
     }
-    if (!toNodes && AreAtNodes(shape, gridType, nPoints)) {
+    if (to == To::Middles && AreAtNodes(shape, gridType, nPoints)) {
         return ORQExcNodesToMiddle(shape);
     }
     // One value of an element holds everywhere in it; faces say nothing of what is within.
-    return nPoints == 1
-               ? std::vector<float>(toNodes ? static_cast<std::size_t>(shape.nNodes) : 1, 1.0F)
-               : std::vector<float>();
+    const std::size_t nPlaces = to == To::Nodes ? static_cast<std::size_t>(shape.nNodes) : 1;
+    return nPoints == 1 ? std::vector<float>(nPlaces, 1.0F) : std::vector<float>();
+}
+
+/// Values [elements][places][components], of values [elements][points][components].
+std::vector<double> Extrapolated(const std::vector<double>& values,
+                                 const std::vector<float>& matrix, int nPoints,
+                                 std::size_t nComponents) {
+    const std::size_t nElements = values.size() / nComponents / static_cast<std::size_t>(nPoints);
+    const std::size_t nPlaces = matrix.size() / static_cast<std::size_t>(nPoints);
+    std::vector<double> made(nElements * nPlaces * nComponents);
+    ORQSrvExtrapolation::ExtrapolateDoublePrecision(
+        nPoints, static_cast<int>(nPlaces), static_cast<int>(nComponents),
+        static_cast<int>(nElements), values.data(), made.data(), matrix.data());
+    return made;
 }
 
 /// Nodes behind the corners have no share in a middle, but no number times 0 is no number.
@@ -156,9 +167,9 @@ void ORQExcElementValues::ReadMiddles(int frame, const ORQSimCSet& elements, int
                                       int sectionPoint, std::span<double> values) const {
     std::ranges::fill(values, kNoValue);
     const std::size_t nComponents = m_field.components.size();
-    for (const Class& of : ClassesOf(frame, elements)) {
+    for (const Class& of : ClassesOf(m_results.ViewsOf(m_field, frame, elements))) {
         const std::vector<float> matrix =
-            MatrixOf(*of.block->shape, m_field.gridType, of.NumPoints(), false);
+            MatrixOf(*of.block->shape, m_field.gridType, of.NumPoints(), To::Middles);
         if (matrix.empty()) {
             continue;
         }
@@ -167,10 +178,8 @@ void ORQExcElementValues::ReadMiddles(int frame, const ORQSimCSet& elements, int
             if (AreAtNodes(*of.block->shape, m_field.gridType, of.NumPoints())) {
                 ForgetMiddleNodes(*of.block->shape, nComponents, given);
             }
-            std::vector<double> made(static_cast<std::size_t>(some.Size()) * nComponents);
-            ORQSrvExtrapolation::ExtrapolateDoublePrecision(
-                of.NumPoints(), 1, static_cast<int>(nComponents), some.Size(), given.data(),
-                made.data(), matrix.data());
+            const std::vector<double> made =
+                Extrapolated(given, matrix, of.NumPoints(), nComponents);
             for (int i = 0; i < some.Size(); ++i) {
                 std::copy_n(made.begin() + std::ptrdiff_t{i} * std::ssize(m_field.components),
                             nComponents,
@@ -183,11 +192,34 @@ void ORQExcElementValues::ReadMiddles(int frame, const ORQSimCSet& elements, int
 
 namespace {
 
-/// Sums and counts of values at nodes, of one group of elements after the other.
+/// Sums and counts of values at nodes.
 class NodeSums {
   public:
     NodeSums(int nNodes, std::size_t nComponents)
         : m_nComponents(nComponents), m_rowOf(static_cast<std::size_t>(nNodes), kNoRow) {}
+
+    /// Values [nodes][components]; a node may come several times. What lacks a component is left out.
+    void Add(std::span<const int> nodes, std::span<const double> values) {
+        for (std::size_t i = 0; i < nodes.size(); ++i) {
+            Add(nodes[i], values.data() + i * m_nComponents);
+        }
+    }
+
+    ORQExcElementValues::AtNodes Means() && {
+        ORQExcElementValues::AtNodes means{std::move(m_nodes), {}};
+        std::ranges::sort(means.nodes);
+        means.values.reserve(m_sums.size());
+        for (const int node : means.nodes) {
+            const std::uint32_t row = m_rowOf[static_cast<std::size_t>(node)];
+            for (std::size_t k = 0; k < m_nComponents; ++k) {
+                means.values.push_back(m_sums[row * m_nComponents + k] / m_counts[row]);
+            }
+        }
+        return means;
+    }
+
+  private:
+    static constexpr std::uint32_t kNoRow = 0xFFFFFFFF;
 
     void Add(int node, const double* values) {
         if (std::any_of(values, values + m_nComponents,
@@ -208,27 +240,6 @@ class NodeSums {
         }
     }
 
-    /// The means of the group, whose sums are forgotten.
-    ORQExcElementValues::AtNodes TakeMeans(const std::string& name) {
-        ORQExcElementValues::AtNodes means{name, m_nodes, {}};
-        std::ranges::sort(means.nodes);
-        means.values.reserve(m_sums.size());
-        for (const int node : means.nodes) {
-            std::uint32_t& row = m_rowOf[static_cast<std::size_t>(node)];
-            for (std::size_t k = 0; k < m_nComponents; ++k) {
-                means.values.push_back(m_sums[row * m_nComponents + k] / m_counts[row]);
-            }
-            row = kNoRow;
-        }
-        m_nodes.clear();
-        m_counts.clear();
-        m_sums.clear();
-        return means;
-    }
-
-  private:
-    static constexpr std::uint32_t kNoRow = 0xFFFFFFFF;
-
     std::size_t m_nComponents;
     std::vector<std::uint32_t> m_rowOf;  // by node
     std::vector<int> m_nodes;            // by row
@@ -238,81 +249,68 @@ class NodeSums {
 
 }  // namespace
 
-/// Elements of one class in one section.
-struct ORQExcElementValues::Share {
-    const Class* of;
-    ORQSimCSet elements;
-};
-
-/// The elements of each group that is averaged, in the order of blocks and sections.
-std::vector<std::vector<ORQExcElementValues::Share>> ORQExcElementValues::GroupsOf(
-    const std::vector<Class>& classes, bool acrossBorders) const {
-    const ORQExcSections sections(m_model.Document());
-    // By block, by address within one vector, and section; the last one is of elements without.
-    std::map<std::pair<const ORQExcModel::Block*, std::size_t>, std::vector<Share>> groups;
-    for (const Class& of : classes) {
-        if (acrossBorders) {
-            groups[{nullptr, 0}].push_back({&of, of.view.members});
-            continue;
-        }
-        ORQSimCSet rest = of.view.members;
-        for (std::size_t i = 0; i < sections.Sections().size() && !rest.IsEmpty(); ++i) {
-            const ORQSimCSet common = rest.Intersection(sections.Sections()[i].elements);
+std::vector<ORQExcElementValues::Group> ORQExcElementValues::GroupsOf(const ORQSimCSet& elements,
+                                                                      bool acrossBorders) const {
+    if (acrossBorders) {
+        return {{"", "", elements}};
+    }
+    if (!m_sections) {
+        m_sections.emplace(m_model.Document());
+    }
+    std::vector<Group> groups;
+    for (const ORQExcModel::Block& block : m_model.Blocks()) {
+        ORQSimCSet rest = block.elements.Intersection(elements);
+        for (const ORQExcSections::Section& section : m_sections->Sections()) {
+            if (rest.IsEmpty()) {
+                break;
+            }
+            const ORQSimCSet common = rest.Intersection(section.elements);
             if (!common.IsEmpty()) {
-                groups[{of.block, i}].push_back({&of, common});
+                groups.push_back({block.name, section.name, common});
                 rest = rest - common;
             }
         }
         if (!rest.IsEmpty()) {
-            groups[{of.block, sections.Sections().size()}].push_back({&of, rest});
+            groups.push_back({block.name, "", rest});
         }
     }
-    std::vector<std::vector<Share>> inOrder;
-    for (auto& [key, shares] : groups) {
-        inOrder.push_back(std::move(shares));
-    }
-    return inOrder;
+    return groups;
 }
 
-std::vector<ORQExcElementValues::AtNodes> ORQExcElementValues::ReadNodes(
-    int frame, const ORQSimCSet& elements, int layer, int sectionPoint, bool acrossBorders) const {
-    const std::size_t nComponents = m_field.components.size();
-    NodeSums sums(m_model.NumNodes(), nComponents);
-    std::vector<double> made;
-    std::vector<int> nodes;
-    const auto add = [&](const Share& share) {
-        const ORQExcShape& shape = *share.of->block->shape;
-        const int nPoints = share.of->NumPoints();
-        const bool areAtNodes = AreAtNodes(shape, m_field.gridType, nPoints);
-        const std::vector<float> matrix = MatrixOf(shape, m_field.gridType, nPoints, true);
-        if (matrix.empty() && !areAtNodes) {
-            return;
+ORQSimCSet ORQExcElementValues::ElementsCarried(To to) const {
+    ORQSimCSet carried;
+    for (const Class& of : ClassesOf(m_results.ViewsOf(m_field))) {
+        const ORQExcShape& shape = *of.block->shape;
+        if (AreAtNodes(shape, m_field.gridType, of.NumPoints()) ||
+            !MatrixOf(shape, m_field.gridType, of.NumPoints(), to).empty()) {
+            carried = carried.Union(of.view.members);
         }
-        ForEachSlice(share.elements, [&](const ORQSimCSet& some) {
-            std::vector<double> given = ReadClass(frame, *share.of, some, layer, sectionPoint);
+    }
+    return carried;
+}
+
+ORQExcElementValues::AtNodes ORQExcElementValues::ReadNodes(int frame, const ORQSimCSet& elements,
+                                                            int layer, int sectionPoint) const {
+    NodeSums sums(m_model.NumNodes(), m_field.components.size());
+    std::vector<int> nodes;
+    for (const Class& of : ClassesOf(m_results.ViewsOf(m_field, frame, elements))) {
+        const ORQExcShape& shape = *of.block->shape;
+        const bool areAtNodes = AreAtNodes(shape, m_field.gridType, of.NumPoints());
+        const std::vector<float> matrix =
+            MatrixOf(shape, m_field.gridType, of.NumPoints(), To::Nodes);
+        if (!areAtNodes && matrix.empty()) {
+            continue;
+        }
+        ForEachSlice(of.view.members, [&](const ORQSimCSet& some) {
+            std::vector<double> values = ReadClass(frame, of, some, layer, sectionPoint);
+            if (!areAtNodes) {
+                values = Extrapolated(values, matrix, of.NumPoints(), m_field.components.size());
+            }
             nodes.resize(static_cast<std::size_t>(some.Size()) *
                          static_cast<std::size_t>(shape.nNodes));
-            if (areAtNodes) {
-                made = std::move(given);
-            } else {
-                made.resize(nodes.size() * nComponents);
-                ORQSrvExtrapolation::ExtrapolateDoublePrecision(
-                    nPoints, shape.nNodes, static_cast<int>(nComponents), some.Size(), given.data(),
-                    made.data(), matrix.data());
-            }
-            m_model.ReadConnectivity(*share.of->block, some, nodes);
-            for (std::size_t i = 0; i < nodes.size(); ++i) {
-                sums.Add(nodes[i], made.data() + i * nComponents);
-            }
+            m_model.ReadConnectivity(*of.block, some, nodes);
+            sums.Add(nodes, values);
         });
-    };
-    const std::vector<Class> classes = ClassesOf(frame, elements);
-    std::vector<AtNodes> all;
-    for (const std::vector<Share>& group : GroupsOf(classes, acrossBorders)) {
-        for (const Share& share : group) {
-            add(share);
-        }
-        all.push_back(sums.TakeMeans(acrossBorders ? "" : group.front().of->block->name));
     }
-    return all;
+    return std::move(sums).Means();
 }

@@ -30,10 +30,6 @@ int Rank(Place place) {
     return place == Place::Model ? 0 : place == Place::Node ? 1 : 2;
 }
 
-ORQSimIntRange Only(int number) {
-    return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
-}
-
 bool Has(ORQSimIntRange range, int number) {
     return number < 0 || (range.First() <= number && number <= range.Last());
 }
@@ -130,6 +126,12 @@ ORQExcResults::ORQExcResults(const ORQObjDocument& document) : m_document(docume
     std::ranges::stable_sort(m_fields, {}, [](const Field& field) { return Rank(field.place); });
 }
 
+ORQExcResults ORQExcResults::With(std::vector<Field> fields) const {
+    ORQExcResults results = *this;
+    results.m_fields = std::move(fields);
+    return results;
+}
+
 /// Adds a field of a step. Fields of several steps with one name, place and components are one,
 /// unless their components stand along other axes or their points are others; two of one step stay
 /// apart.
@@ -165,6 +167,9 @@ void ORQExcResults::AddField(std::size_t step, const ORQObjMeshedField& stored,
 }
 
 ORQSimCSet ORQExcResults::MembersOf(const Field& field) const {
+    if (field.made != nullptr) {
+        return field.made->members;
+    }
     ORQSimCSet members;
     for (const ORQObjMeshedField& stored : field.ofStep) {
         for (const ORQObjFieldBlock& block : stored.GetBlocks()) {
@@ -255,6 +260,13 @@ int ORQExcResults::NumTimes(const Field& field) const {
     return count;
 }
 
+ORQObjFieldView ORQExcResults::ViewAt(const ORQSimCSet& members, const ORQExcSpot& spot) {
+    const auto only = [](int number) {
+        return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
+    };
+    return {members, only(spot.layer), only(spot.sectionPoint), only(spot.point)};
+}
+
 std::int64_t ORQExcResults::ReadView(const Field& field, int frame, const ORQObjFieldView& view,
                                      std::span<double> values) const {
     const Frame& at = m_frames[static_cast<std::size_t>(frame)];
@@ -265,13 +277,13 @@ std::int64_t ORQExcResults::ReadView(const Field& field, int frame, const ORQObj
 
 std::int64_t ORQExcResults::Read(const Field& field, int frame, const ORQSimCSet& members,
                                  std::span<double> values) const {
+    if (field.made != nullptr) {
+        return field.made->read(frame, members, values);
+    }
     if (field.HasSpots()) {
         return ReadMeans(field, frame, members, values);
     }
-    return ReadView(
-        field, frame,
-        {members, Only(field.spot.layer), Only(field.spot.sectionPoint), Only(field.spot.point)},
-        values);
+    return ReadView(field, frame, ViewAt(members, field.spot), values);
 }
 
 std::int64_t ORQExcResults::ReadMeans(const Field& field, int frame, const ORQSimCSet& members,
@@ -301,9 +313,9 @@ std::int64_t ORQExcResults::AddMeans(const Field& field, int frame, const ORQSim
     const std::size_t nComponents = field.components.size();
     const auto nAtOnce = static_cast<std::size_t>(nPoints);
     std::vector<double> atPoints(static_cast<std::size_t>(some.Size()) * nAtOnce * nComponents);
-    ReadView(field, frame,
-             {some, Only(field.spot.layer), Only(field.spot.sectionPoint), {0, nPoints - 1}},
-             atPoints);
+    ORQObjFieldView view = ViewAt(some, field.spot);
+    view.points = {0, nPoints - 1};
+    ReadView(field, frame, view, atPoints);
     std::int64_t nRead = 0;
     for (std::size_t i = 0; i < static_cast<std::size_t>(some.Size()); ++i) {
         const auto to = static_cast<std::size_t>(members.SeekMember(some[static_cast<int>(i)]));

@@ -411,6 +411,33 @@ TEST_P(TransferTest, BlocksOfLargeChunksFollowEveryAppendOverwriteAndRollback) {
     EXPECT_EQ(Database().Verify(), Texts());
 }
 
+// Reads of more than 32 MB take another way to the buffer: at every alignment, over the ends of chunks,
+// with neighbours that stay as they were.
+TEST_P(TransferTest, LargeReadsFillJustTheirBuffer) {
+    constexpr int kNodes = 4'500'000;
+    ORQSimCollection(Nodes(Database())).ExtendSpace(kNodes);
+    Doubles values(kNodes);
+    double next = 1;
+    std::ranges::generate(values, [&] { return next++; });
+    Append(Database(), RunOf(Nodes(Database()), 0, kNodes), ComponentSet({0}), values, 700'001);
+    for (const int first : {0, 3, 6}) {
+        for (const std::size_t shift : {0U, 4U, 33U}) {
+            const int count = kNodes - 7 - first;
+            const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(double);
+            std::vector<char> buffer(bytes + 100, '#');
+            ORQSimTransfer(TheField())
+                .SetRead()
+                .SetDim(0, RunOf(Nodes(Database()), first, count))
+                .SetDim(1, ComponentSet({0}))
+                .SetBuffer(ORQSimbufMain, buffer.data() + shift, static_cast<std::int64_t>(bytes))
+                .ExecRead();
+            EXPECT_EQ(std::memcmp(buffer.data() + shift, values.data() + first, bytes), 0);
+            EXPECT_EQ(std::count(buffer.begin(), buffer.begin() + shift, '#'), shift);
+            EXPECT_EQ(std::count(buffer.end() - (100 - shift), buffer.end(), '#'), 100 - shift);
+        }
+    }
+}
+
 TEST(TransferSize, SmallModelsStaySmallWhateverTheChunkSize) {
     Store store(true);
     MakeModel(*store, 60);

@@ -40,6 +40,17 @@ double Area(const Skin& skin, std::size_t part) {
     return twice / 2;
 }
 
+/// Of the nodes of all parts.
+std::vector<double> ByPart(const Skin& skin, const std::vector<double>& byNode) {
+    std::vector<double> values;
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        for (const int node : skin.Nodes(part)) {
+            values.push_back(byNode[static_cast<std::size_t>(node)]);
+        }
+    }
+    return values;
+}
+
 }  // namespace
 
 TEST(ColourBands, DivideTheFiniteRange) {
@@ -72,7 +83,7 @@ TEST(Contours, PiecesFillTheFacetEachInItsBand) {
     const std::vector<EdgeKind> edges = {EdgeKind::Feature, EdgeKind::Mesh,    EdgeKind::Feature,
                                          EdgeKind::Mesh,    EdgeKind::Feature, EdgeKind::Feature,
                                          EdgeKind::Feature, EdgeKind::Feature};
-    const Contours cut = CutAtBands(skin, edges, values, bands);
+    const Contours cut = CutAtBands(skin, edges, ByPart(skin, values), bands);
 
     std::map<int, double> areas;
     double featureLength = 0;
@@ -111,8 +122,8 @@ TEST(Contours, LinesAreCutAndPartsInOneBandStayWhole) {
     const int flat[] = {2, 3, 0};
     skin.AddFacet({0, 2, -1}, flat, 3);
     const std::vector<double> values = {0, 10, 0.5, 0.25};
-    const Contours cut =
-        CutAtBands(skin, std::vector(6, EdgeKind::None), values, ColourBands(RangeOf(values)));
+    const Contours cut = CutAtBands(skin, std::vector(6, EdgeKind::None), ByPart(skin, values),
+                                    ColourBands(RangeOf(values)));
     ASSERT_EQ(cut.skin.NumParts(), 12);
     for (std::size_t i = 0; i < 10; ++i) {
         EXPECT_EQ(cut.bands[i], 9 - static_cast<int>(i));

@@ -15,6 +15,7 @@
 #include "ORQExcResults.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimSchema.h"
+#include "SampleResults.h"
 #include "model/ArrayPattern.h"
 
 namespace fs = std::filesystem;
@@ -39,16 +40,7 @@ double ValueAt(std::size_t variable, int block, int element, int time) {
 
 /// Two hexahedra in block 1, three tetrahedra in block 2, with element variables.
 void WriteFile(const fs::path& file, const std::vector<Variable>& variables) {
-    exodus_file::Content content;
-    content.x.assign(12, 0);
-    content.y.assign(12, 0);
-    content.z.assign(12, 0);
-    for (std::size_t i = 0; i < 12; ++i) {
-        content.x[i] = static_cast<double>(i % 4 == 1 || i % 4 == 2);
-        content.y[i] = static_cast<double>(i % 4 >= 2);
-        content.z[i] = static_cast<double>(i / 4);
-    }
-    content.labels.clear();
+    exodus_file::Content content = NodesOfTwoCubes();
     content.blocks = {
         {1, "bricks", "HEX8", 8, {1, 2, 3, 4, 5, 6, 7, 8, 5, 6, 7, 8, 9, 10, 11, 12}, {}},
         {2, "tets", "TET4", 4, {1, 2, 3, 5, 2, 3, 4, 6, 5, 6, 7, 9}, {}}};

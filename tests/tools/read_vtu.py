@@ -21,8 +21,15 @@ grid = reader.GetOutput()
 
 
 def arrays(attributes):
-    return {attributes.GetArrayName(i): vtk_to_numpy(attributes.GetArray(i)).tolist()
+    return {attributes.GetArrayName(i): numbers(vtk_to_numpy(attributes.GetArray(i)).tolist())
             for i in range(attributes.GetNumberOfArrays())}
+
+
+def numbers(values):
+    """The same with null for what is not a number, which JSON does not have."""
+    if isinstance(values, list):
+        return [numbers(value) for value in values]
+    return None if values != values else values
 
 
 def distance(a, b):

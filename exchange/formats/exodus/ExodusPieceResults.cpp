@@ -136,4 +136,42 @@ void ExodusPieceResults::ReadResult(int array, int part, int begin, int end,
     }
 }
 
+void ExodusPieceResults::ReadMembers(int array, int part, int time, int first, int count,
+                                     std::span<double> values) {
+    if (m_arrays[static_cast<std::size_t>(array)].place != Place::Element) {
+        return ORQExcResultSource::ReadMembers(array, part, time, first, count, values);
+    }
+    std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
+    first += m_arrays[static_cast<std::size_t>(array)].parts[static_cast<std::size_t>(part)].first;
+    const auto isWanted = [&](int member) { return member >= first && member < first + count; };
+    std::vector<double> ofPiece;
+    for (const Source& source :
+         m_sources[static_cast<std::size_t>(array)][static_cast<std::size_t>(part)]) {
+        const Piece& piece = m_pieces[source.piece];
+        const ORQExcResultArray::Part& from =
+            piece.results->Arrays()[static_cast<std::size_t>(source.array)]
+                .parts[static_cast<std::size_t>(source.part)];
+        const auto members = std::span(piece.elements)
+                                 .subspan(static_cast<std::size_t>(from.first),
+                                          static_cast<std::size_t>(from.count));
+        // From the first to the last wanted one, as pieces mostly have them in order.
+        const auto begin = std::ranges::find_if(members, isWanted) - members.begin();
+        auto end = std::ssize(members);
+        for (; end > begin && !isWanted(members[static_cast<std::size_t>(end - 1)]); --end) {
+        }
+        if (begin == end) {
+            continue;
+        }
+        ofPiece.resize(static_cast<std::size_t>(end - begin));
+        piece.results->ReadMembers(source.array, source.part, time, static_cast<int>(begin),
+                                   static_cast<int>(end - begin), ofPiece);
+        for (auto i = begin; i < end; ++i) {
+            if (const int member = members[static_cast<std::size_t>(i)]; isWanted(member)) {
+                values[static_cast<std::size_t>(member - first)] =
+                    ofPiece[static_cast<std::size_t>(i - begin)];
+            }
+        }
+    }
+}
+
 }  // namespace orq::exchange

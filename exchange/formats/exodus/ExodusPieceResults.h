@@ -32,6 +32,8 @@ class ExodusPieceResults : public ORQExcResultSource {
     const std::vector<double>& Times() const override { return m_times; }
     const std::vector<ORQExcResultArray>& Arrays() const override { return m_arrays; }
     void ReadResult(int array, int part, int begin, int end, std::span<double> values) override;
+    void ReadMembers(int array, int part, int time, int first, int count,
+                     std::span<double> values) override;
     ORQExcReport ResultLosses() const override { return m_losses; }
 
   private:

@@ -29,6 +29,13 @@ using orq::database::SparseRows;
 using orq::database::ViewOnDrawer;
 using orq::storage::ChunkStore;
 
+namespace {
+
+// Bytes of a read that leave little of each other in the caches of usual processors.
+constexpr std::int64_t kLargeBuffer = 32 << 20;
+
+}  // namespace
+
 // --- Reading -------------------------------------------------------------------------------------
 
 std::vector<DrawerState*> ORQSimTransfer::Job::DrawersToRead(
@@ -73,7 +80,11 @@ std::int64_t ORQSimTransfer::Job::ReadDense(DatabaseState& state,
     if (geometry.pieces.empty()) {
         return 0;
     }
-    RowReader reader(state.Chunks(), drawer, geometry, MoverFor(distribution), buffer);
+    ItemMover mover = MoverFor(distribution);
+    if (ViewItems() * mover.bufferSize >= kLargeBuffer) {
+        mover.toBuffer = mover.toLargeBuffer;
+    }
+    RowReader reader(state.Chunks(), drawer, geometry, mover, buffer);
     const ComponentSet& rows = *view[static_cast<std::size_t>(drawer.RowDim())];
     for (const DrawerSegment& segment : drawer.rows.Segments()) {
         reader.Read(rows, segment);

@@ -7,7 +7,7 @@ namespace orq::database {
 namespace {
 
 // Bytes that are compared and then copied in one step: few enough that the copy finds them in the
-// processor's cache, and enough that what it writes goes past the cache.
+// processor's cache.
 constexpr std::int64_t kVerifyStep = 2 << 20;
 
 // Rows that are longer are compared with their checksums part by part.

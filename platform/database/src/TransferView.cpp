@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "ORQBasFailure.h"
+#include "StreamedCopy.h"
 
 namespace orq::database {
 
@@ -109,6 +110,19 @@ void ToBuffer(std::byte* buffer, std::int64_t stride, const std::byte* store, st
     }
 }
 
+// The same into a buffer of which the caches hold a part only.
+template <class Store, class Buffer>
+void ToLargeBuffer(std::byte* buffer, std::int64_t stride, const std::byte* store,
+                   std::int64_t count) {
+    if constexpr (std::is_same_v<Store, Buffer>) {
+        if (stride == 1) {
+            StreamedCopy(buffer, store, static_cast<std::size_t>(count) * sizeof(Store));
+            return;
+        }
+    }
+    ToBuffer<Store, Buffer>(buffer, stride, store, count);
+}
+
 template <class Store, class Buffer>
 void ToStore(std::byte* store, const std::byte* buffer, std::int64_t stride, std::int64_t count) {
     if constexpr (std::is_same_v<Store, Buffer>) {
@@ -128,7 +142,11 @@ void ToStore(std::byte* store, const std::byte* buffer, std::int64_t stride, std
 
 template <class Store, class Buffer>
 ItemMover Mover() {
-    return {sizeof(Store), sizeof(Buffer), std::is_same_v<Store, Buffer>, ToBuffer<Store, Buffer>,
+    return {sizeof(Store),
+            sizeof(Buffer),
+            std::is_same_v<Store, Buffer>,
+            ToBuffer<Store, Buffer>,
+            ToLargeBuffer<Store, Buffer>,
             ToStore<Store, Buffer>};
 }
 

@@ -64,6 +64,9 @@ struct ItemMover {
     bool isPlain;  // the types are the same
     void (*toBuffer)(std::byte* buffer, std::int64_t stride, const std::byte* store,
                      std::int64_t count);
+    // The same, past the caches: for reads of which the buffer is larger than these.
+    void (*toLargeBuffer)(std::byte* buffer, std::int64_t stride, const std::byte* store,
+                          std::int64_t count);
     void (*toStore)(std::byte* store, const std::byte* buffer, std::int64_t stride,
                     std::int64_t count);
 };

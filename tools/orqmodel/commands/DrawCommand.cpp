@@ -25,6 +25,7 @@
 #include "draw/MeshSeries.h"
 #include "draw/Picture.h"
 #include "draw/Progress.h"
+#include "draw/ThroughPicture.h"
 #include "queries/OpenModel.h"
 #include "queries/RowSource.h"
 #include "terminal/InterruptGuard.h"
@@ -42,10 +43,12 @@ struct DrawOptions {
     std::string step;
     ShownPlace place;  // Within elements, of the fields.
     std::vector<std::string> clips;
-    std::string section;   // Drawn instead of the mesh; empty for none.
-    std::string material;  // As well.
-    std::string view;      // As View::FromText takes it; empty for what suits the model.
-    std::string colourBy;  // One of ColourWords, or empty: "set" when sets are named.
+    std::string section;         // Drawn instead of the mesh; empty for none.
+    std::optional<int> through;  // The label of an element, drawn through its thickness.
+    std::string instance;        // Of that element.
+    std::string material;        // As well.
+    std::string view;            // As View::FromText takes it; empty for what suits the model.
+    std::string colourBy;        // One of ColourWords, or empty: "set" when sets are named.
     std::vector<std::string> sets;
     std::vector<std::string> blocks;
     std::string edges;      // "none", "feature", "mesh", or empty for what suits the size.
@@ -82,9 +85,11 @@ void CheckFormat(const DrawOptions& options) {
         }
         return;
     }
-    if (!options.section.empty() || !options.material.empty()) {
-        ORQBasThrowUsage(options.output.string() +
-                         ": a page shows meshes; sections and materials are drawn as .png or .svg");
+    if (!options.section.empty() || !options.material.empty() || options.through) {
+        ORQBasThrowUsage(
+            options.output.string() +
+            ": a page shows meshes; sections, materials and single elements are drawn as .png or "
+            ".svg");
     }
     if (!options.size.empty()) {
         ORQBasThrowUsage("--size " + options.size + ": a page is as large as its window");
@@ -355,19 +360,48 @@ void DrawMaterial(const ORQObjDocument& document, const DrawOptions& options, Ou
                  {{"material", material.name}, {"graphs", picture.NumGraphs()}});
 }
 
+nlohmann::json ToJson(const ThroughThickness& through) {
+    nlohmann::json values = nlohmann::json::array();
+    for (std::size_t layer = 0; layer < through.values.size(); ++layer) {
+        for (std::size_t point = 0; point < through.values[layer].size(); ++point) {
+            const auto& [height, value] = through.values[layer][point];
+            values.push_back({{"layer", layer + 1},
+                              {"section_point", point + 1},
+                              {"height", height},
+                              {"value", value}});
+        }
+    }
+    return {{"element", through.element},
+            {"section", through.section},
+            {"quantity", through.quantity},
+            {"values", values}};
+}
+
+void DrawThrough(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
+    const ORQExcModel model(document);
+    const ORQExcResults results(document);
+    const ThroughThickness through = ReadThrough(
+        model, results,
+        {*options.through, options.instance, options.fields.front(), options.place.component,
+         options.place.point, options.step.empty() ? 0 : TimeFrom(options.step)});
+    output.Write(ThroughPicture(through, SizeFrom(options)), options.output, ToJson(through));
+}
+
 /// Draws the mesh of a model database, at one time or at all of them, or one of its layered
-/// sections or materials, to files. On any failure the output's name is as it was before. Throws
+/// sections, materials or elements, to files. On any failure the output's name is as it was before. Throws
 /// ORQExcExportError and ORQBasFailure.
 ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     CheckFormat(options);
     Output output(options, console);
-    const bool isOfMesh = options.section.empty() && options.material.empty();
+    const bool isOfMesh = options.section.empty() && options.material.empty() && !options.through;
     if (!isOfMesh) {
         output.Check(options.output);
     }
     const ORQObjDocument document(OpenModel(options.database));
     if (isOfMesh) {
         DrawMeshes(document, options, output);
+    } else if (options.through) {
+        DrawThrough(document, options, output);
     } else if (!options.section.empty()) {
         DrawSection(document, options, output);
     } else {
@@ -406,6 +440,11 @@ SubcommandRun DeclareDraw(CLI::App& command) {
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     ShownPlace& place = options->place;
     command
+        .add_option("--component", place.component,
+                    "Of the field: this component; without it, the magnitude of a vector, or the "
+                    "equivalent stress of von Mises of a tensor")
+        ->needs(field);
+    command
         .add_option("--layer", place.layer,
                     "Of a field with layers: this one, counted from 1 at the bottom")
         ->needs(field);
@@ -421,6 +460,16 @@ SubcommandRun DeclareDraw(CLI::App& command) {
         .add_flag("--extreme", place.isExtreme,
                   "The value of the largest magnitude in each element over all layers and points")
         ->needs(field);
+    CLI::Option* at = command
+                          .add_option("--at", place.at,
+                                      "points as stored; nodes: of a field of elements, "
+                                      "extrapolated and averaged over each block and section")
+                          ->check(OneOf({"points", "nodes"}))
+                          ->needs(field);
+    command
+        .add_flag("--across-borders", place.acrossBorders,
+                  "With --at nodes: one average over all blocks and sections")
+        ->needs(at);
     command
         .add_option("--deform", options->deform,
                     "Move the nodes by the vectors of that name, so many times as SCALE says; "
@@ -445,6 +494,17 @@ SubcommandRun DeclareDraw(CLI::App& command) {
             .add_option("--material", options->material,
                         "Draw the properties of the material of that name, over temperature")
             ->excludes(section);
+    CLI::Option* through =
+        command
+            .add_option("--through", options->through,
+                        "Draw a field with layers through the thickness of the element of that "
+                        "label instead of the mesh")
+            ->type_name("ELEMENT")
+            ->needs(field)
+            ->excludes(section)
+            ->excludes(material);
+    command.add_option("--instance", options->instance, "The instance of the element")
+        ->needs(through);
     command
         .add_option("--colour-by,--color-by", options->colourBy,
                     "What has a colour of its own, or what is measured of elements; block, "
@@ -469,6 +529,10 @@ SubcommandRun DeclareDraw(CLI::App& command) {
                                  "--deform", "--step", "--clip"}) {
         section->excludes(command.get_option(ofMeshes));
         material->excludes(command.get_option(ofMeshes));
+    }
+    for (const char* ofMeshes : {"--view", "--set", "--block", "--edges", "--deform", "--clip",
+                                 "--layer", "--section-point", "--extreme", "--at"}) {
+        through->excludes(command.get_option(ofMeshes));
     }
     field->excludes(command.get_option("--colour-by"));
     command.add_option("--size", options->size, "WIDTHxHEIGHT of a picture in pixels")

@@ -66,14 +66,17 @@ class Cutter {
     }
 
   private:
-    double ValueAt(int node) const { return m_values[static_cast<std::size_t>(node)]; }
+    /// Of a node of a part, by its place there.
+    double ValueAt(std::size_t part, std::size_t place) const {
+        return m_values[m_skin.Begin(part) + place];
+    }
     const Point& PointAt(int node) const { return m_skin.Points()[static_cast<std::size_t>(node)]; }
 
     std::pair<int, int> BandsOf(std::size_t part) const {
         int lowest = m_bands.Count();
         int highest = -1;
-        for (const int node : m_skin.Nodes(part)) {
-            const int band = m_bands.BandOf(ValueAt(node));
+        for (std::size_t i = 0; i < m_skin.Nodes(part).size(); ++i) {
+            const int band = m_bands.BandOf(ValueAt(part, i));
             // One node without a value leaves nothing to interpolate.
             if (band < 0) {
                 return {-1, -1};
@@ -105,8 +108,8 @@ class Cutter {
     void CutLine(std::size_t part) {
         const std::span<const int> nodes = m_skin.Nodes(part);
         for (std::size_t i = 0; i + 1 < nodes.size(); ++i) {
-            const Corner from{PointAt(nodes[i]), ValueAt(nodes[i]), EdgeKind::None};
-            const Corner to{PointAt(nodes[i + 1]), ValueAt(nodes[i + 1]), EdgeKind::None};
+            const Corner from{PointAt(nodes[i]), ValueAt(part, i), EdgeKind::None};
+            const Corner to{PointAt(nodes[i + 1]), ValueAt(part, i + 1), EdgeKind::None};
             const int last = m_bands.BandOf(to.value);
             int band = m_bands.BandOf(from.value);
             const int step = band < last ? 1 : -1;
@@ -135,7 +138,7 @@ class Cutter {
         Ring ring;
         Corner middle{{}, 0, EdgeKind::None};
         for (std::size_t i = 0; i < nodes.size(); ++i) {
-            ring.push_back({PointAt(nodes[i]), ValueAt(nodes[i]), edges[i]});
+            ring.push_back({PointAt(nodes[i]), ValueAt(part, i), edges[i]});
             const double share = 1 / static_cast<double>(nodes.size());
             middle.point = middle.point + share * ring.back().point;
             middle.value += share * ring.back().value;

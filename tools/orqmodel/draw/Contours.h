@@ -16,7 +16,7 @@ struct Contours {
     std::vector<std::size_t> origin;  ///< by part: the part of the skin that it is a piece of
 };
 
-/// Values run straight along lines, and over facets as over triangles about their middles, whose
+/// `values` are of the nodes of all parts, in the places of Skin::Begin. They run straight along lines, and over facets as over triangles about their middles, whose
 /// value is the mean of the nodes'. Parts that lie in one band stay whole.
 Contours CutAtBands(const Skin& skin, std::span<const EdgeKind> edges,
                     std::span<const double> values, const ColourBands& bands);

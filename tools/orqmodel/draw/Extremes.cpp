@@ -20,8 +20,7 @@ Point MiddleOf(const Skin& skin, std::size_t part) {
 std::vector<Extreme> ExtremesOf(const Skin& skin, const FieldValues& field) {
     std::optional<Extreme> lowest;
     std::optional<Extreme> highest;
-    const auto take = [&](int member, const Point& place) {
-        const double value = field.values[static_cast<std::size_t>(member)];
+    const auto take = [&](double value, int member, const Point& place) {
         const auto isBetter = [&](const std::optional<Extreme>& than, bool isBeyond) {
             // Of equal values the place nearest to the eye is the likeliest to be seen.
             return !than || isBeyond || (value == than->value && place[2] > than->place[2]);
@@ -40,10 +39,11 @@ std::vector<Extreme> ExtremesOf(const Skin& skin, const FieldValues& field) {
         const int element = skin.At(part).element;
         if (field.isNodal) {
             for (const int node : skin.Nodes(part)) {
-                take(node, skin.Points()[static_cast<std::size_t>(node)]);
+                take(field.ValueAt(element, node), node,
+                     skin.Points()[static_cast<std::size_t>(node)]);
             }
-        } else if (element >= 0) {
-            take(element, MiddleOf(skin, part));
+        } else {
+            take(field.ValueAt(element, -1), element, MiddleOf(skin, part));
         }
     }
     if (!lowest) {

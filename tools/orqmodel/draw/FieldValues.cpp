@@ -6,6 +6,8 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <map>
+#include <utility>
 
 #include "ORQBasFailure.h"
 #include "ORQExcElementValues.h"
@@ -19,12 +21,59 @@ namespace {
 using Field = ORQExcResults::Field;
 using Place = ORQExcResultArray::Place;
 
-Quantity QuantityOf(const Field& field, const std::string& label) {
-    const auto component =
-        std::ranges::find(field.components, label, &ORQExcResults::Component::label);
-    if (component != field.components.end()) {
-        const auto place = static_cast<std::size_t>(component - field.components.begin());
-        return {label, [place](std::span<const double> values) { return values[place]; }};
+std::string ComponentsOf(const Field& field) {
+    std::string components;
+    for (const ORQExcResults::Component& each : field.components) {
+        components += (components.empty() ? "" : ", ") + each.label;
+    }
+    return components;
+}
+
+/// By node, of values of one group.
+FieldValues WithoutSides(FieldValues shown, int nNodes) {
+    std::vector<double> byNode(static_cast<std::size_t>(nNodes),
+                               std::numeric_limits<double>::quiet_NaN());
+    for (std::size_t row = 0; row < shown.values.size(); ++row) {
+        byNode[static_cast<std::size_t>(shown.sides->nodes[row])] = shown.values[row];
+    }
+    shown.values = std::move(byNode);
+    shown.sides = nullptr;
+    return shown;
+}
+
+}  // namespace
+
+int FieldValues::RowOf(int element, int node) const {
+    if (sides == nullptr) {
+        // Points behind the nodes are those of an outline.
+        const int row = isNodal ? node : element;
+        return row < static_cast<int>(values.size()) ? row : -1;
+    }
+    const int group = element < 0 ? -1 : sides->groupOf[static_cast<std::size_t>(element)];
+    if (group < 0) {
+        return -1;
+    }
+    const auto at = [&](int place) {
+        return sides->nodes.begin() +
+               static_cast<std::ptrdiff_t>(sides->begin[static_cast<std::size_t>(place)]);
+    };
+    const auto found = std::lower_bound(at(group), at(group + 1), node);
+    return found == at(group + 1) || *found != node
+               ? -1
+               : static_cast<int>(found - sides->nodes.begin());
+}
+
+Quantity QuantityOf(const Field& field, const std::string& label, const std::string& component) {
+    const std::string& wanted = component.empty() ? label : component;
+    const auto found =
+        std::ranges::find(field.components, wanted, &ORQExcResults::Component::label);
+    if (found != field.components.end()) {
+        const auto place = static_cast<std::size_t>(found - field.components.begin());
+        return {wanted, [place](std::span<const double> values) { return values[place]; }};
+    }
+    if (!component.empty()) {
+        ORQBasThrowUsage(
+            fmt::format("--component {}: {} has {}", component, field.name, ComponentsOf(field)));
     }
     if (field.components.size() == 1) {
         return {field.name, [](std::span<const double> values) { return values[0]; }};
@@ -37,15 +86,11 @@ Quantity QuantityOf(const Field& field, const std::string& label) {
                     return VonMises(tensor(values));
                 }};
     }
-    std::string components;
-    for (const ORQExcResults::Component& each : field.components) {
-        components += (components.empty() ? "" : ", ") + each.label;
-    }
-    ORQBasThrowUsage(
-        fmt::format("--field {}: it has several components; name one of {}", label, components));
+    ORQBasThrowUsage(fmt::format("--field {}: it has several components; name one of {}", label,
+                                 ComponentsOf(field)));
 }
 
-Field FindField(const ORQExcResults& results, const std::string& label) {
+Field FindShownField(const ORQExcResults& results, const std::string& label) {
     std::vector<std::string> known;
     for (const Field& field : results.Fields()) {
         const bool isIt =
@@ -72,19 +117,36 @@ Field FindField(const ORQExcResults& results, const std::string& label) {
                                  ORQExcNearNames(label, known)));
 }
 
-}  // namespace
-
 ShownField::ShownField(const ORQExcModel& model, const ORQExcResults& results,
                        const std::string& label, const ShownPlace& place)
     : m_model(model),
       m_results(results),
       m_label(label),
-      m_field(FindField(results, label)),
-      m_quantity(QuantityOf(m_field, label)) {
+      m_field(FindShownField(results, label)),
+      m_quantity(QuantityOf(m_field, label, place.component)) {
     ChoosePlace(place);
 }
 
+void ShownField::ChooseNodes(const ShownPlace& place) {
+    m_isAtNodes = place.at == "nodes";
+    m_acrossBorders = place.acrossBorders;
+    if (!m_isAtNodes) {
+        return;
+    }
+    if (m_field.place != Place::Element || m_field.IsAtSpot()) {
+        ORQBasThrowUsage(
+            fmt::format("--field {}: it has no values of whole elements to carry to "
+                        "nodes",
+                        m_label));
+    }
+    if (place.isExtreme || !place.point.empty()) {
+        ORQBasThrowUsage("--at nodes: takes the values of all points of each element");
+    }
+    m_quantity.name += ", at nodes";
+}
+
 void ShownField::ChoosePlace(const ShownPlace& place) {
+    ChooseNodes(place);
     const bool namesLayer = !place.layer.empty() || !place.sectionPoint.empty();
     const bool namesPlace = namesLayer || !place.point.empty();
     if (!m_field.HasSpots()) {
@@ -166,7 +228,55 @@ std::vector<double> ShownField::ValuesAt(int time) const {
     return values;
 }
 
+/// The elements at each layer and section point that was chosen: of some sections the top one has
+/// another number.
+std::map<std::pair<int, int>, ORQSimCSet> ShownField::MembersByLayer() const {
+    if (!m_field.hasLayers) {
+        return {{{-1, -1}, m_results.MembersOf(m_field)}};
+    }
+    std::map<std::pair<int, int>, ORQSimCSet> membersOf;
+    for (const ElementPlace& place : m_places) {
+        ORQSimCSet& members = membersOf[{place.layer, place.sectionPoint}];
+        members = members.Union(place.members);
+    }
+    return membersOf;
+}
+
+/// Of each block and section.
+FieldValues ShownField::AtNodes(int time) const {
+    FieldValues shown{true, {}, m_quantity.name, TimeText(m_results, time)};
+    FieldValues::Sides sides{
+        std::vector<int>(static_cast<std::size_t>(m_model.NumElements()), -1), {0}, {}};
+    const ORQExcElementValues within(m_model, m_results, m_field);
+    const std::size_t nComponents = m_field.components.size();
+    for (const auto& [layer, members] : MembersByLayer()) {
+        for (const auto& group : within.GroupsOf(members, m_acrossBorders)) {
+            const ORQExcElementValues::AtNodes at =
+                within.ReadNodes(time - 1, group.elements, layer.first, layer.second);
+            for (ORQSimCSetIterator i(group.elements); !i.IsDone(); i.Next()) {
+                sides.groupOf[static_cast<std::size_t>(i.CurrentValue())] =
+                    static_cast<int>(sides.begin.size()) - 1;
+            }
+            sides.nodes.insert(sides.nodes.end(), at.nodes.begin(), at.nodes.end());
+            sides.begin.push_back(sides.nodes.size());
+            for (std::size_t row = 0; row < at.nodes.size(); ++row) {
+                shown.values.push_back(
+                    m_quantity.of(std::span(at.values).subspan(row * nComponents, nComponents)));
+            }
+        }
+    }
+    if (shown.values.empty()) {
+        ORQBasThrowUsage(
+            fmt::format("--field {}: it has no values at nodes at step {}", m_label, time));
+    }
+    shown.sides = std::make_shared<const FieldValues::Sides>(std::move(sides));
+    return shown.sides->begin.size() > 2 ? shown : WithoutSides(shown, m_model.NumNodes());
+}
+
 FieldValues ShownField::At(int time) const {
+    if (m_isAtNodes) {
+        return AtNodes(time);
+    }
     return {IsNodal(), ValuesAt(time), m_quantity.name, TimeText(m_results, time)};
 }
 

@@ -25,17 +25,6 @@ struct Graph {
     std::vector<Curve> curves;  ///< the first one covers the others
 };
 
-/// A power of ten and the numbers on an axis: round ones from within [low, high], of which the
-/// labels, multiplied by the power, are the numbers.
-struct Ticks {
-    std::vector<double> at;
-    std::vector<std::string> labels;
-    int exponent;  ///< a multiple of 3, 0 for numbers that are easily read without
-
-    /// About so many; REQUIRES: low < high.
-    static Ticks Over(double low, double high, int about);
-};
-
 /// Paints the graph with its title, its axes and, for several curves, a legend. Where a curve has
 /// no value at all, it stands in the legend alone.
 void PaintGraph(Canvas& canvas, double textSize, Spot upperLeft, Spot lowerRight,

@@ -55,12 +55,10 @@ void LeaveSets(FieldValues& field, const Skin& skin, const Groups& groups) {
         if (groups.ofPart[part] < 0) {
             continue;
         }
-        if (field.isNodal) {
-            for (const int node : skin.Nodes(part)) {
-                isInSet[static_cast<std::size_t>(node)] = true;
+        for (const int node : skin.Nodes(part)) {
+            if (const int row = field.RowOf(skin.At(part).element, node); row >= 0) {
+                isInSet[static_cast<std::size_t>(row)] = true;
             }
-        } else if (skin.At(part).element >= 0) {
-            isInSet[static_cast<std::size_t>(skin.At(part).element)] = true;
         }
     }
     for (std::size_t i = 0; i < field.values.size(); ++i) {
@@ -253,17 +251,18 @@ void MeshPicture::ColourByValue(const FieldValues& field, const Groups& groups, 
     const auto isPlain = [&](std::size_t part) { return isOfSets && groups.ofPart[part] < 0; };
     if (!field.isNodal) {
         for (std::size_t part = 0; part < skin.NumParts(); ++part) {
-            const int element = skin.At(part).element;
-            const int band = element < 0 || isPlain(part)
-                                 ? -1
-                                 : m_bands->BandOf(field.values[static_cast<std::size_t>(element)]);
+            const double value = field.ValueAt(skin.At(part).element, -1);
+            const int band = isPlain(part) ? -1 : m_bands->BandOf(value);
             m_scene.colours.push_back(Shaded(m_bands->ColourOf(band), skin, part, kFieldShade));
         }
         return;
     }
-    // The points of the outline, behind those of the nodes, have no values.
-    std::vector<double> values = field.values;
-    values.resize(skin.Points().size(), std::numeric_limits<double>::quiet_NaN());
+    std::vector<double> values;
+    for (std::size_t part = 0; part < skin.NumParts(); ++part) {
+        for (const int node : skin.Nodes(part)) {
+            values.push_back(field.ValueAt(skin.At(part).element, node));
+        }
+    }
     Contours contours = CutAtBands(skin, m_scene.edges, values, *m_bands);
     for (std::size_t part = 0; part < contours.skin.NumParts(); ++part) {
         const int band = isPlain(contours.origin[part]) ? -1 : contours.bands[part];

@@ -100,6 +100,11 @@ json PageResults::Into(PackedArrays& arrays, const Progress& progress) const {
 }
 
 json PageResults::ValuesInto(PackedArrays& arrays, const FieldValues& field, int time) const {
+    if (field.sides) {
+        ORQBasThrowUsage(
+            "--at nodes: nodes on borders have a value of each side, and a page shows one: "
+            "--across-borders makes one average of all");
+    }
     const std::vector<int>& members = field.isNodal ? m_mesh.Nodes() : m_mesh.Elements();
     std::vector<double> values;
     for (const int member : members) {

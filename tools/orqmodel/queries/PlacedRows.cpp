@@ -159,9 +159,7 @@ class Placed : public RowSource {
         block.values.assign(block.NumRows() * m_field.components.size(), NAN);
         if (byPoint) {
             m_results.ReadView(m_field, block.frame,
-                               {block.members, Only(block.spot.layer),
-                                Only(block.spot.sectionPoint), Only(block.spot.point)},
-                               block.values);
+                               ORQExcResults::ViewAt(block.members, block.spot), block.values);
         } else {
             m_values.ReadMiddles(block.frame, block.members, wanted.layer, wanted.sectionPoint,
                                  block.values);
@@ -170,10 +168,6 @@ class Placed : public RowSource {
         block.LeaveOutEmpty();
         Pick(block);
         return true;
-    }
-
-    static ORQSimIntRange Only(int number) {
-        return number < 0 ? ORQSimIntRange() : ORQSimIntRange(number, number);
     }
 
     /// All nodes of a layer and section point: of all classes of elements that have it.
@@ -191,23 +185,21 @@ class Placed : public RowSource {
                     members = members.Union(m_wanted[i].members);
                 }
             }
-            m_nodes = m_values.ReadNodes(m_frames[m_frame], members, wanted.layer,
-                                         wanted.sectionPoint, m_acrossBorders);
+            m_groups = m_values.GroupsOf(members, m_acrossBorders);
         }
-        if (static_cast<std::size_t>(m_point) >= m_nodes.size()) {
+        if (static_cast<std::size_t>(m_point) >= m_groups.size()) {
             return false;
         }
-        ORQExcElementValues::AtNodes& group = m_nodes[static_cast<std::size_t>(m_point++)];
+        const ORQExcElementValues::Group& group = m_groups[static_cast<std::size_t>(m_point++)];
+        ORQExcElementValues::AtNodes at = m_values.ReadNodes(m_frames[m_frame], group.elements,
+                                                             wanted.layer, wanted.sectionPoint);
         block.frame = m_frames[m_frame];
         block.spot = {wanted.layer, wanted.sectionPoint, -1};
-        block.shape = group.name;
+        block.shape = group.block;
         block.members =
             ORQSimCollection(m_model.Nodes().CollectionID())
-                .CreateVolatileCSet(group.nodes.data(), static_cast<int>(group.nodes.size()), true);
-        block.values = std::move(group.values);
-        if (group.nodes.empty()) {
-            block.values.clear();
-        }
+                .CreateVolatileCSet(at.nodes.data(), static_cast<int>(at.nodes.size()), true);
+        block.values = std::move(at.values);
         Pick(block);
         return true;
     }
@@ -239,7 +231,7 @@ class Placed : public RowSource {
     bool m_acrossBorders;
     std::optional<Turning> m_turning;
     std::vector<Column> m_columns;
-    std::vector<ORQExcElementValues::AtNodes> m_nodes;
+    std::vector<ORQExcElementValues::Group> m_groups;
     std::size_t m_frame = 0;
     std::size_t m_place = 0;  // among the wanted
     int m_point = 0;          // or the group of nodes

@@ -9,8 +9,8 @@ using namespace orq::exchange;
 
 namespace {
 
-/// The plan of an array whose components are known to the table of output variables as those of one
-/// variable of that name; else of a field that the model defines.
+/// The plan of an array by the names of its components, if these are of one field: a variable of the
+/// table of output variables, a vector or a tensor; else by their number.
 FieldPlan PlanOf(const ORQExcResultArray& array) {
     std::vector<ORQExcResultArray> single;
     for (const std::string& component : array.components) {
@@ -18,8 +18,8 @@ FieldPlan PlanOf(const ORQExcResultArray& array) {
         single.back().name = component;
         single.back().components = {component};
     }
-    if (const std::vector<FieldPlan> plans = PlanFields(single);
-        plans.size() == 1 && plans[0].name == array.name) {
+    if (std::vector<FieldPlan> plans = PlanFields(single); plans.size() == 1) {
+        plans[0].name = array.name;
         return plans[0];
     }
     return PlanFields({&array, 1}).front();

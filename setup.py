@@ -21,10 +21,10 @@ class CMakeBuild(build_ext):
         build = pathlib.Path(self.build_temp).resolve()
         staged = build / "wheel"
         jobs = os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL", str(os.cpu_count()))
-        subprocess.run(["cmake", "-S", ROOT, "-B", build, "-D", "CMAKE_BUILD_TYPE=Release",
+        subprocess.run(["cmake", "--preset", "release", "-S", ROOT, "-B", build,
                         "-D", "ORQ_BUILD_TESTS=OFF", "-D", "ORQ_BUILD_BENCHMARKS=OFF",
                         "-D", f"ORQ_PYTHON={sys.executable}", "-D", "ORQ_PYTHON_DIR=.",
-                        "-D", "CMAKE_INSTALL_LIBDIR=orqmodel/lib"], check=True)
+                        "-D", "CMAKE_INSTALL_LIBDIR=orqmodel/lib"], check=True, cwd=ROOT)
         subprocess.run(["cmake", "--build", build, "--parallel", jobs, "--target",
                         "orqmodel_python"], check=True)
         for component in ("runtime", "python"):

@@ -9,8 +9,10 @@
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 
-inline constexpr int kNodesPerChunk = 100000;
-inline constexpr int kElementsPerChunk = 100000;
+/// Multiples of 1024, so that whole chunks fill pages of 4096 bytes and can be mapped one behind the
+/// other (ORQSimMapping).
+inline constexpr int kNodesPerChunk = 102400;
+inline constexpr int kElementsPerChunk = 102400;
 
 struct ORQExcMeshWriterOptions {
     int nodesPerChunk = kNodesPerChunk;        ///< at least 1

@@ -14,7 +14,9 @@ array([[1., 0., 0.]])
 >>> m.close()
 
 Nodes and elements have labels, the user's numbers, and ordinals, their places from 0; arrays such as
-a block's connectivity hold ordinals. Arrays that are read cannot be written to. One thread at a time
+a block's connectivity hold ordinals. Arrays that are read cannot be written to; of a model that is
+open for reading, coordinates, connectivity and fields are views of the file wherever that has them in
+one piece, and copies elsewhere. A view keeps its state of the model, and the file open. One thread at a time
 is in the library; while it moves bytes, the others of the interpreter go on.
 
 Exceptions are Python's own: KeyError for a name or label that is not there, IndexError for a place,

@@ -117,8 +117,17 @@ class Model:
                           doc="counts the commits that changed anything")
 
     def close(self):
-        """Undoes an open transaction and closes the database. May be called again."""
+        """Undoes an open transaction and closes the database. May be called again.
+
+        Arrays that are views of the file stay whole, and keep it open until they end; a
+        ResourceWarning says so.
+        """
         self._draft = None
+        views = 0 if self.closed else self._handle.n_views
+        if views:
+            import warnings
+            warnings.warn(f"{self.path} is closed while {views} views of it are in use; the file "
+                          "stays open until they end", ResourceWarning, stacklevel=2)
         self._handle.close()
 
     def refresh(self):

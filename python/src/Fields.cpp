@@ -3,6 +3,8 @@
 #include <optional>
 
 #include "ModelHandle.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDistribution.h"
 
 namespace orqmodel {
 namespace {
@@ -117,6 +119,21 @@ void CheckSpot(const Field& field, const ORQExcSpot& spot) {
     }
 }
 
+/// Of a field without points and layers.
+ModelHandle::View ViewOf(ModelHandle& handle, const Field& field, int frame,
+                         const ORQSimCSet& members) {
+    const ORQExcResults::Frame& at = handle.Results().Frames()[static_cast<std::size_t>(frame)];
+    const ORQObjMeshedField& stored = field.ofStep[static_cast<std::size_t>(at.step)];
+    const ORQSimDistribution values(stored.GetDistribution());
+    if (values.IsNull() || field.hasPoints || field.hasLayers || field.place == Place::Model ||
+        values.RangeType().ScalarType() != ORQSimScalarDouble) {
+        return {};
+    }
+    return handle.ViewOf(values, {ORQSimCollection(values.Grid().Collection(0))
+                                      .CreateVolatileCSetStrided(at.member, 1, 1, 1),
+                                  members, stored.GetComponents()});
+}
+
 /// Values [members][components]; of all members that have some where none are named.
 py::array_t<double> ReadField(ModelHandle& handle, int field, int frame,
                               const std::optional<Ints>& members, const ORQExcSpot& spot) {
@@ -134,9 +151,12 @@ py::array_t<double> ReadField(ModelHandle& handle, int field, int frame,
                                                        : MembersOf(handle, FieldAt(handle, field));
         nRows = at.place == Place::Model ? 1 : static_cast<std::size_t>(of.Size());
         nComponents = at.components.size();
-        Buffer<double> buffer(nRows * nComponents);
-        results.Read(at, frame, of, buffer.Span());
-        return buffer;
+        Values<double> all{ViewOf(handle, at, frame, of)};
+        if (all.view.mapping.IsNull()) {
+            all.read.emplace(nRows * nComponents);
+            results.Read(at, frame, of, all.read->Span());
+        }
+        return all;
     });
     return ToArray(std::move(values),
                    {static_cast<py::ssize_t>(nRows), static_cast<py::ssize_t>(nComponents)});

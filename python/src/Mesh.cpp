@@ -1,5 +1,13 @@
 // Nodes, blocks and elements.
+#include <algorithm>
+
 #include "ModelHandle.h"
+#include "ORQExcMeshWriter.h"
+#include "ORQObjMesh.h"
+#include "ORQSimCollection.h"
+#include "ORQSimDSet.h"
+#include "ORQSimSchema.h"
+#include "ORQSrvNodalCoordinates.h"
 
 namespace orqmodel {
 namespace {
@@ -16,16 +24,71 @@ py::ssize_t Size(int count) {
     return count;
 }
 
+constexpr int kNodesAtOnce = 1 << 26;
+
+ORQSimCSet Slice(const ORQSimCSet& all, int begin, int end) {
+    return ORQSimCollection(all.CollectionID()).CreateVolatileCSetStrided(begin, end - begin, 1, 1);
+}
+
+ModelHandle::View ViewOfCoordinates(ModelHandle& handle, int begin, int end) {
+    const ORQExcModel& model = handle.Model();
+    if (begin == end || model.Dimension() == 0) {
+        return {};
+    }
+    const ORQSimPosition coordinates = ORQObjMesh(handle.Document().GetMesh()).GetCoordinates();
+    return handle.ViewOf(ORQSimDistribution(coordinates.GetDistribution()),
+                         {Slice(model.Nodes(), begin, end),
+                          ORQSrvNodalCoordinates(coordinates, kNodesPerChunk).Components()});
+}
+
+/// Nodes of elements that follow each other, all of which exist.
+ModelHandle::View ViewOfConnectivity(ModelHandle& handle, const ORQExcModel::Block& block,
+                                     int begin, int end) {
+    const ORQSimPosition mesh = handle.Document().GetMesh();
+    const ORQSimCollection places(
+        mesh.GetPosition(ORQSimSchema::Mesh_elementNodePlaces).GetCollection());
+    const ORQSimDistribution rows(
+        ORQObjMesh(mesh).GetConnectivity().DSet().GetRelationalDistributionID());
+    const bool isRun = begin < end &&
+                       block.elements[end - 1] - block.elements[begin] == end - 1 - begin &&
+                       block.elements.IsAscending();
+    if (!isRun || places.IsNull() || rows.IsNull() ||
+        rows.RangeType().ScalarType() != ORQSimScalarInt) {
+        return {};
+    }
+    const int first = block.elements[begin];
+    ModelHandle::View view =
+        handle.ViewOf(rows, {Slice(block.elements, first, first + end - begin),
+                             places.CreateVolatileCSetStrided(0, block.shape->nNodes, 1, 1)});
+    const std::span nodes(static_cast<const int*>(view.mapping.Data()),
+                          static_cast<std::size_t>(view.mapping.Size()) / sizeof(int));
+    const int nNodes = handle.Model().NumNodes();
+    // Reading says what is wrong with such a one.
+    const bool isSound =
+        std::ranges::all_of(nodes, [nNodes](int node) { return node >= 0 && node < nNodes; });
+    return isSound ? view : ModelHandle::View();
+}
+
 py::array_t<double> Coordinates(ModelHandle& handle, int begin, int end) {
     int dimension = 0;
     auto values = InLibrary([&] {
         const ORQExcModel& model = handle.Model();
         CheckRange("nodes", begin, end, model.NumNodes());
         dimension = model.Dimension();
-        Buffer<double> buffer(static_cast<std::size_t>(end - begin) *
-                              static_cast<std::size_t>(dimension));
-        model.ReadCoordinates(begin, end, buffer.Span());
-        return buffer;
+        Values<double> all{ViewOfCoordinates(handle, begin, end)};
+        if (all.view.mapping.IsNull()) {
+            const auto width = static_cast<std::size_t>(dimension);
+            all.read.emplace(static_cast<std::size_t>(end - begin) * width);
+            // One transfer moves less than 2 GiB.
+            for (int from = begin; from < end; from += std::min(kNodesAtOnce, end - from)) {
+                const int to = from + std::min(kNodesAtOnce, end - from);
+                model.ReadCoordinates(
+                    from, to,
+                    all.read->Span().subspan(static_cast<std::size_t>(from - begin) * width,
+                                             static_cast<std::size_t>(to - from) * width));
+            }
+        }
+        return all;
     });
     return ToArray(std::move(values), {Size(end - begin), Size(dimension)});
 }
@@ -67,10 +130,13 @@ py::array_t<int> Connectivity(ModelHandle& handle, int block, int begin, int end
         const ORQExcModel::Block& at = BlockAt(handle, block);
         CheckRange("elements", begin, end, at.elements.Size());
         nNodes = at.shape->nNodes;
-        Buffer<int> buffer(static_cast<std::size_t>(end - begin) *
-                           static_cast<std::size_t>(nNodes));
-        handle.Model().ReadConnectivity(at, begin, end, buffer.Span());
-        return buffer;
+        Values<int> all{ViewOfConnectivity(handle, at, begin, end)};
+        if (all.view.mapping.IsNull()) {
+            all.read.emplace(static_cast<std::size_t>(end - begin) *
+                             static_cast<std::size_t>(nNodes));
+            handle.Model().ReadConnectivity(at, begin, end, all.read->Span());
+        }
+        return all;
     });
     return ToArray(std::move(values), {Size(end - begin), Size(nNodes)});
 }

@@ -154,7 +154,15 @@ void ModelHandle::Forget() {
 }
 
 bool ModelHandle::Refresh() {
-    const bool isOther = m_database.Refresh();
+    bool isOther = false;
+    if (NumViews() > 0) {
+        const ORQSimDatabase now =
+            ORQSimDatabase::Open(m_database.Path(), ORQSimDatabase::Mode::ReadOnly);
+        isOther = now.Generation() != m_database.Generation();
+        m_database = isOther ? now : m_database;
+    } else {
+        isOther = m_database.Refresh();
+    }
     if (isOther) {
         Forget();
     }
@@ -164,7 +172,10 @@ bool ModelHandle::Refresh() {
 void ModelHandle::Close() {
     if (!IsClosed()) {
         Undo();
-        m_database.Close();
+        if (NumViews() == 0) {
+            m_database.Close();
+        }
+        m_database = ORQSimDatabase();  // the last view closes it
     }
     m_isClosed = true;
 }
@@ -231,6 +242,7 @@ void DefineModel(py::module_& module, HandleClass& handle) {
                  return InLibrary([&] { return self.Database().Verify(ProgressTo(progress)); });
              })
         .def("job", &Job)
+        .def_property_readonly("n_views", &ModelHandle::NumViews)
         .def("close", [](ModelHandle& self) { InLibrary([&] { self.Close(); }); });
 }
 

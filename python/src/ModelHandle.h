@@ -10,6 +10,7 @@
 #include "ORQExcResults.h"
 #include "ORQExcSections.h"
 #include "ORQSimDatabase.h"
+#include "ORQSimMapping.h"
 #include "ORQSimTransaction.h"
 #include "Support.h"
 
@@ -54,8 +55,18 @@ class ModelHandle {
     /// What was read is read again when it is asked for; the epoch counts how often that was.
     void Forget();
     std::int64_t Epoch() const { return m_epoch; }
+    /// Views keep their state: when there are any, the database is opened anew, or stays open for them.
     bool Refresh();
     void Close();
+    long NumViews() const { return m_views.use_count() - 1; }
+    /// An array that is the file itself, where there is one (see ORQSimMapping).
+    struct View {
+        ORQSimMapping mapping;
+        std::shared_ptr<int> counted;
+    };
+    View ViewOf(const ORQSimDistribution& distribution, const std::vector<ORQSimCSet>& sets) const {
+        return {ORQSimMapping::Of(distribution, sets), m_views};
+    }
     bool IsClosed() const { return m_isClosed || m_database.IsClosed(); }
 
   private:
@@ -67,6 +78,7 @@ class ModelHandle {
     LabelTable& ReadLabels(Kind kind);
 
     ORQSimDatabase m_database;
+    std::shared_ptr<int> m_views = std::make_shared<int>();  // shared by all that are alive
     bool m_isClosed = false;
     std::int64_t m_epoch = 0;
     std::unique_ptr<ORQSimTransaction> m_transaction;
@@ -86,6 +98,36 @@ struct HandleDeleter {
 };
 using HandlePtr = std::unique_ptr<ModelHandle, HandleDeleter>;
 using HandleClass = py::class_<ModelHandle, HandlePtr>;
+
+/// A read-only array that is a view, which ends with it. REQUIRES: a mapping that is not null.
+template <class Value>
+py::array_t<Value> ToArray(ModelHandle::View view, std::vector<py::ssize_t> shape) {
+    const auto* const data = static_cast<const Value*>(view.mapping.Data());
+    const py::capsule owner(new ModelHandle::View(std::move(view)), [](void* held) {
+        InLibrary([&] { delete static_cast<ModelHandle::View*>(held); });
+    });
+    py::array_t<Value> array(std::move(shape), data, owner);
+    array.attr("setflags")(py::arg("write") = false);
+    return array;
+}
+
+/// An array of a view, or of what is read where there is none; both are made in the library.
+template <class Value>
+struct Values {
+    ModelHandle::View view;
+    std::optional<Buffer<Value>> read = {};
+    std::span<const Value> Span() const {
+        return read ? read->Span()
+                    : std::span(static_cast<const Value*>(view.mapping.Data()),
+                                static_cast<std::size_t>(view.mapping.Size()) / sizeof(Value));
+    }
+};
+
+template <class Value>
+py::array_t<Value> ToArray(Values<Value> values, std::vector<py::ssize_t> shape) {
+    return values.read ? ToArray(std::move(*values.read), std::move(shape))
+                       : ToArray<Value>(std::move(values.view), std::move(shape));
+}
 
 // Each adds what it is about to the class, or to the module.
 void DefineModel(py::module_& module, HandleClass& handle);

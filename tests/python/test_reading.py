@@ -158,6 +158,78 @@ class Memory(Case):
                 xyz[0, 0] = 1
         np.testing.assert_array_equal(xyz, COORDINATES)  # stays whole when the model is closed
 
+    def large(self):
+        """Of several chunks."""
+        xyz = np.random.default_rng(1).random((250_000, 3))
+        path = self.folder / "large.orq"
+        with orqmodel.create(path) as m, m.transaction():
+            m.add_nodes(xyz)
+            m.add_block("bars", "BAR2", np.stack([np.arange(249_999), np.arange(1, 250_000)], 1))
+            m.fields.add("U", xyz, time=1.0)
+            m.fields.add("U", xyz + 1, time=2.0)
+        return path, xyz
+
+    def test_arrays_are_views_of_the_file(self):
+        path, xyz = self.large()
+
+        def mapped():  # bytes of the file that are mapped here and there
+            with open("/proc/self/maps") as file:
+                return sum(1 for line in file if "bulk.bin" in line)
+
+        with orqmodel.open(path) as m:
+            before = m._handle.n_views
+            held = [m.nodes.coordinates, m.blocks["bars"].connectivity, m.fields["U"][0],
+                    m.fields["U"][-1]]
+            self.assertEqual(m._handle.n_views - before, len(held))
+            np.testing.assert_array_equal(held[0], xyz)
+            np.testing.assert_array_equal(held[1][:, 1], np.arange(1, 250_000))
+            np.testing.assert_array_equal(held[2], xyz)
+            np.testing.assert_array_equal(held[3], xyz + 1)
+            some = np.concatenate([part for _, part in m.nodes.blocks(70_000)])
+            np.testing.assert_array_equal(some, xyz)
+            self.assertGreater(mapped(), len(held))
+            del held, some
+            gc.collect()
+            self.assertEqual(m._handle.n_views, before)
+
+    def test_a_view_brings_no_copy(self):
+        path, xyz = self.large()
+        code = ("import sys, numpy, orqmodel\n"
+                "def anonymous():\n"
+                "    with open('/proc/self/smaps_rollup') as file:\n"
+                "        return [int(l.split()[1]) for l in file if l.startswith('Anonymous:')][0]\n"
+                "m = orqmodel.open(sys.argv[1], sys.argv[2])\n"
+                "len(m.nodes), numpy.zeros(1)\n"
+                "before = anonymous(); xyz = m.nodes.coordinates; xyz.sum()\n"
+                "print(anonymous() - before)\n")
+
+        def growth(mode):
+            return int(subprocess.run([sys.executable, "-c", code, path, mode], check=True,
+                                      capture_output=True, text=True).stdout)
+        self.assertLess(growth("r"), 1000)  # KiB
+        self.assertGreater(growth("r+"), xyz.nbytes / 1024 * 0.9)  # a writer copies
+
+    def test_a_view_keeps_its_state_and_says_when_the_model_is_closed_under_it(self):
+        path = self.plate()
+        reader = orqmodel.open(path)
+        u = reader.fields["U"][-1]
+        coordinates = reader.nodes.coordinates
+        kept, files = u.copy(), len(os.listdir("/proc/self/fd"))
+        with orqmodel.open(path, "r+") as writer:
+            for k in range(20):  # what is freed is written over unless somebody sees it
+                with writer.transaction():
+                    writer.fields.add("U", [[k, k, k]] * 6, step="Hold", time=3.0)
+                self.assertTrue(reader.refresh())
+                self.assertEqual(reader.fields["U"][-1][0, 0], k)
+                np.testing.assert_array_equal(u, kept)
+        with self.assertWarnsRegex(ResourceWarning, "views of it are in use"):
+            reader.close()
+        np.testing.assert_array_equal(u, kept)
+        np.testing.assert_array_equal(coordinates, COORDINATES)
+        del u, coordinates, reader
+        gc.collect()
+        self.assertLess(len(os.listdir("/proc/self/fd")), files)
+
     def test_a_thousand_models_opened_and_closed_leave_nothing(self):
         path = self.plate()
 

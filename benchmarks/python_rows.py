@@ -90,7 +90,7 @@ def compare_slices(path, folder, xyz, sets):
         print("h5py is not there: no peer for slices")
         return
     with h5py.File(folder / "peer.h5", "w") as file:
-        file.create_dataset("U", data=np.stack([xyz, xyz + 1, xyz + 2]), chunks=(1, 100_000, 3))
+        file.create_dataset("U", data=np.stack([xyz, xyz + 1, xyz + 2]))
     with h5py.File(folder / "peer.h5", "r") as file:
         data = file["U"]
         peer, _ = best(lambda: [data[2, members] for members in sets], 2)

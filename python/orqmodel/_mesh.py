@@ -161,6 +161,12 @@ class Surface(Item):
         return self._model.element_labels[self.faces[:, 0]]
 
 
+def _layers_if_same(model, section):
+    """The layers that all elements of a section have; None where they vary."""
+    layers = Layers(model._handle.layers(section))
+    return None if any(hasattr(value, "shape") for layer in layers for value in layer) else layers
+
+
 class Element:
     """One element."""
 
@@ -183,14 +189,19 @@ class Element:
     @property
     def section(self):
         """The section that governs it; None without one."""
-        place = self._model._handle.layers_at(self.ordinal)[0]
+        place = self._model._handle.section_of(self.ordinal)
         return None if place < 0 else self._model.sections[place]
 
     @property
     def plies(self):
         """Its layers from the bottom, with the thicknesses and angles that it has; none without a
         section."""
-        return Layers(self._model._handle.layers_at(self.ordinal)[1])
+        model = self._model
+        place = model._handle.section_of(self.ordinal)
+        if place < 0:
+            return Layers(())
+        same = model._known(("layers", place), lambda: _layers_if_same(model, place))
+        return Layers(model._handle.layers_at(self.ordinal)) if same is None else same
 
     def __repr__(self):
         return f"<element {self.label}>"

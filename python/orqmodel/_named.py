@@ -1,10 +1,10 @@
 """Objects that are found by their names, and tables."""
-import difflib
 from collections.abc import Mapping, Sequence
 
 
 def missing(what, name, known):
     """A KeyError that says which names are near."""
+    import difflib
     near = difflib.get_close_matches(str(name), known, n=3, cutoff=0.5) or list(known)[:3]
     names = ", ".join(repr(one) for one in near)
     return KeyError(f"no {what} is called {name!r}" + (f"; near are {names}" if near else ""))

@@ -60,13 +60,12 @@ py::list LayersOf(ModelHandle& handle, int section) {
     return Layers(*stack, [](const Sections::Value& value) { return ToPython(value); });
 }
 
-/// The place of the section that governs an element, -1 for none, and its layers there.
-py::tuple LayersAt(ModelHandle& handle, int element) {
-    int place = -1;
+/// The layers of the section that governs an element, with the values that the element has.
+py::list LayersAt(ModelHandle& handle, int element) {
     int among = -1;
     const auto stack = InLibrary([&]() -> std::shared_ptr<const Sections::Stack> {
         CheckIndex("element", element, handle.Model().NumElements());
-        place = handle.SectionOf(element);
+        const int place = handle.SectionOf(element);
         if (place < 0) {
             return nullptr;
         }
@@ -75,11 +74,11 @@ py::tuple LayersAt(ModelHandle& handle, int element) {
         return handle.StackOf(place);
     });
     if (stack == nullptr) {
-        return py::make_tuple(-1, py::list());
+        return py::list();
     }
-    return py::make_tuple(place, Layers(*stack, [among](const Sections::Value& value) {
-                              return ToPython(value, static_cast<std::size_t>(among));
-                          }));
+    return Layers(*stack, [among](const Sections::Value& value) {
+        return ToPython(value, static_cast<std::size_t>(among));
+    });
 }
 
 py::list Materials(ModelHandle& handle) {
@@ -98,6 +97,13 @@ void DefineSections(HandleClass& handle) {
         .def("section_elements", &ElementsOf)
         .def("layers", &LayersOf)
         .def("layers_at", &LayersAt)
+        .def("section_of",
+             [](ModelHandle& self, int element) {
+                 return InLibrary([&] {
+                     CheckIndex("element", element, self.Model().NumElements());
+                     return self.SectionOf(element);
+                 });
+             })
         .def("materials", &Materials);
 }
 

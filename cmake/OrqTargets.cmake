@@ -39,6 +39,7 @@ function(orq_add_library name)
     target_compile_features(${name} PUBLIC cxx_std_20)
     target_link_options(${name} PRIVATE -Wl,--no-undefined)
     orq_reuse_headers(${name} orq_headers)
+    orq_unite(${name})
     if(ORQ_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
         # Clang leaves the sanitizer runtime of a shared library to the program.
         set_target_properties(${name} PROPERTIES LINK_OPTIONS "")

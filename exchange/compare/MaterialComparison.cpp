@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <limits>
 #include <map>
 #include <string>
 #include <vector>
@@ -8,13 +7,12 @@
 #include "ORQExcMaterials.h"
 #include "compare/ComparedModels.h"
 #include "compare/Pairs.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
 
 using Values = std::map<std::string, double>;
-
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 /// The conditions of a row of a table, for example " at temperature 20, field_1 3".
 std::string ConditionsOf(const ORQExcMaterialTable& table, std::size_t row) {
@@ -49,7 +47,7 @@ Values ValuesOf(const ORQExcMaterials::Material& material) {
 
 double ValueAt(const Values& values, const std::string& name) {
     const auto at = values.find(name);
-    return at == values.end() ? kNone : at->second;
+    return at == values.end() ? kNoValue : at->second;
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <string>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "ORQExcSections.h"
 #include "compare/ComparedModels.h"
 #include "compare/Pairs.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
@@ -20,8 +20,6 @@ namespace {
 using Section = ORQExcSections::Section;
 using Layer = ORQExcSections::Layer;
 using Value = ORQExcSections::Value;
-
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 std::string TextOf(const Value& value) {
     switch (value.numbers.size()) {
@@ -61,8 +59,8 @@ class Stacks {
             CompareValues("thickness" + of, a.thickness, b.thickness);
             CompareValues("angle" + of, a.angle, b.angle);
             m_models.differences.Compare(DifferenceKind::Section, m_from.name, "nominal angle" + of,
-                                         a.nominalAngle.value_or(kNone),
-                                         b.nominalAngle.value_or(kNone));
+                                         a.nominalAngle.value_or(kNoValue),
+                                         b.nominalAngle.value_or(kNoValue));
         }
     }
 
@@ -216,7 +214,7 @@ void CompareConstants(DifferenceList& differences, const ORQExcLayup& before,
         differences.Compare(DifferenceKind::Section, from->name, "kind", from->kind, to->kind);
         for (std::size_t i = 0; i < std::max(from->constants.size(), to->constants.size()); ++i) {
             const auto at = [i](const std::vector<double>& constants) {
-                return i < constants.size() ? constants[i] : kNone;
+                return i < constants.size() ? constants[i] : kNoValue;
             };
             differences.Compare(DifferenceKind::Section, from->name,
                                 fmt::format("constant {}", i + 1), at(from->constants),

@@ -14,10 +14,10 @@ using Change = ORQExcDifference::Change;
 using Members = std::vector<ORQExcDifference::Member>;
 
 /// A member of a set in one model that the other has too; of a surface with its side.
-struct Place {
+struct MemberPlace {
     int after;  // ordinal in the second model
     int side;
-    auto operator<=>(const Place&) const = default;
+    auto operator<=>(const MemberPlace&) const = default;
 };
 
 class SetComparison {
@@ -55,8 +55,8 @@ class SetComparison {
     }
 
     template <class Set>
-    std::vector<Place> PlacesBefore(const Set& set) const {
-        std::vector<Place> places;
+    std::vector<MemberPlace> PlacesBefore(const Set& set) const {
+        std::vector<MemberPlace> places;
         ForEach(set, [&](int ordinal, int side) {
             // Members that only one model has are differences of the mesh already.
             if (m_matching.ImageOf(ordinal) != Matching::kNone) {
@@ -66,8 +66,8 @@ class SetComparison {
         return Sorted(std::move(places));
     }
     template <class Set>
-    std::vector<Place> PlacesAfter(const Set& set) const {
-        std::vector<Place> places;
+    std::vector<MemberPlace> PlacesAfter(const Set& set) const {
+        std::vector<MemberPlace> places;
         ForEach(set, [&](int ordinal, int side) {
             if (static_cast<std::size_t>(ordinal) >= m_isNew.size() ||
                 !m_isNew[static_cast<std::size_t>(ordinal)]) {
@@ -76,23 +76,23 @@ class SetComparison {
         });
         return Sorted(std::move(places));
     }
-    static std::vector<Place> Sorted(std::vector<Place> places) {
+    static std::vector<MemberPlace> Sorted(std::vector<MemberPlace> places) {
         std::ranges::sort(places);
         places.erase(std::unique(places.begin(), places.end()), places.end());
         return places;
     }
 
-    void CompareMembers(const std::string& name, const std::vector<Place>& before,
-                        const std::vector<Place>& after) {
+    void CompareMembers(const std::string& name, const std::vector<MemberPlace>& before,
+                        const std::vector<MemberPlace>& after) {
         AddMembers(name, "members removed", before, after);
         AddMembers(name, "members added", after, before);
     }
-    void AddMembers(const std::string& name, const char* what, const std::vector<Place>& some,
-                    const std::vector<Place>& others) {
-        std::vector<Place> only;
+    void AddMembers(const std::string& name, const char* what, const std::vector<MemberPlace>& some,
+                    const std::vector<MemberPlace>& others) {
+        std::vector<MemberPlace> only;
         std::ranges::set_difference(some, others, std::back_inserter(only));
         Members members;
-        for (const Place& place : only) {
+        for (const MemberPlace& place : only) {
             members.push_back(m_matching.After(place.after));
         }
         m_models.differences.AddMembers(m_kind, Change::Changed, name, what, std::move(members));

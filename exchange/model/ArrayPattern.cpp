@@ -36,7 +36,7 @@ ArrayPattern::ArrayPattern(std::string_view text) : m_text(text) {
         m_hasComponent |= piece.what == What::Component;
         m_hasLayers |= piece.what == What::Layer;
         m_hasSectionPoints |= piece.what == What::SectionPoint;
-        m_hasPoints |= piece.what == What::Point;
+        m_hasPoints |= piece.what == What::AtPoint;
         m_pieces.push_back(std::move(piece));
         text.remove_prefix(end + 1);
     }
@@ -48,7 +48,7 @@ ArrayPattern::Piece ArrayPattern::Parse(std::string_view inBraces) const {
     Piece piece{word == "component"       ? What::Component
                 : word == "layer"         ? What::Layer
                 : word == "section_point" ? What::SectionPoint
-                : word == "point"         ? What::Point
+                : word == "point"         ? What::AtPoint
                                           : What::Text,
                 {},
                 0,

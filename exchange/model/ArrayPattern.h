@@ -46,7 +46,7 @@ class ArrayPattern {
     static ArrayPattern Default(bool hasLayers, std::string_view pointWord);
 
   private:
-    enum class What { Text, Component, Layer, SectionPoint, Point };
+    enum class What { Text, Component, Layer, SectionPoint, AtPoint };
     struct Piece {
         What what;
         std::string text;                // of a text

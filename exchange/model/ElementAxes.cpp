@@ -28,7 +28,7 @@ std::optional<Point> InPlane(const Point& direction, const Point& normal) {
                                                   : std::nullopt;
 }
 
-constexpr int kElementsAtOnce = 4096;
+constexpr int kFramesAtOnce = 4096;
 
 struct Frame {
     Point normal;
@@ -78,8 +78,8 @@ struct ORQExcElementAxes::Contents {
         const int nElements = block.elements.Size();
         const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> nodes;
-        for (int begin = 0; begin < nElements; begin += kElementsAtOnce) {
-            const int end = std::min(nElements, begin + kElementsAtOnce);
+        for (int begin = 0; begin < nElements; begin += kFramesAtOnce) {
+            const int end = std::min(nElements, begin + kFramesAtOnce);
             nodes.resize(static_cast<std::size_t>(end - begin) * nNodes);
             model.ReadConnectivity(block, begin, end, nodes);
             for (std::size_t at = 0; at < nodes.size(); at += nNodes) {

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <map>
 #include <utility>
 
@@ -9,13 +8,13 @@
 #include "ORQExcPointRules.h"
 #include "ORQSimSchema.h"
 #include "ORQSrvExtrapolation.h"
+#include "model/NoValue.h"
 #include "model/OrdinalSet.h"
 
 using namespace orq::exchange;
 
 namespace {
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr int kElementsAtOnce = 4096;
 
 ORQSimIntRange Only(int number) {
@@ -74,7 +73,7 @@ std::vector<double> ORQExcElementValues::ReadClass(int frame, const Class& of,
         m_results.ReadView(m_field, frame, {elements, Only(layer), Only(sectionPoint), of.Points()},
                            values);
     } else {
-        std::ranges::fill(values, kNone);
+        std::ranges::fill(values, kNoValue);
     }
     return values;
 }
@@ -82,7 +81,7 @@ std::vector<double> ORQExcElementValues::ReadClass(int frame, const Class& of,
 std::vector<ORQExcElementValues::Worst> ORQExcElementValues::WorstOf(int frame,
                                                                      const ORQSimCSet& elements,
                                                                      const Number& number) const {
-    std::vector<Worst> worst(static_cast<std::size_t>(elements.Size()), {kNone, {}});
+    std::vector<Worst> worst(static_cast<std::size_t>(elements.Size()), {kNoValue, {}});
     const std::size_t nComponents = m_field.components.size();
     const auto take = [&](const Class& of, const ORQSimCSet& some, int layer, int sectionPoint) {
         const std::vector<double> values = ReadClass(frame, of, some, layer, sectionPoint);
@@ -155,7 +154,7 @@ void ForgetMiddleNodes(const ORQExcShape& shape, std::size_t nComponents,
 
 void ORQExcElementValues::ReadMiddles(int frame, const ORQSimCSet& elements, int layer,
                                       int sectionPoint, std::span<double> values) const {
-    std::ranges::fill(values, kNone);
+    std::ranges::fill(values, kNoValue);
     const std::size_t nComponents = m_field.components.size();
     for (const Class& of : ClassesOf(frame, elements)) {
         const std::vector<float> matrix =

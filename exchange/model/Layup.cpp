@@ -26,9 +26,9 @@ constexpr int kMostConstants = 1 << 20;  // far more than any card has
 
 constexpr double kNoAngle = std::numeric_limits<double>::quiet_NaN();
 
-class Writer {
+class LayupWriter {
   public:
-    Writer(const ORQExcLayup& layup, const ORQObjDocument& document)
+    LayupWriter(const ORQExcLayup& layup, const ORQObjDocument& document)
         : m_layup(layup), m_document(document), m_builder(document) {}
 
     void Write() {
@@ -360,7 +360,7 @@ class Reader {
 }  // namespace
 
 void ORQExcWriteLayup(const ORQExcLayup& layup, const ORQObjDocument& document) {
-    Writer(layup, document).Write();
+    LayupWriter(layup, document).Write();
 }
 
 ORQExcLayup ORQExcReadLayup(const ORQObjDocument& document) {

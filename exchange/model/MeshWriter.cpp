@@ -56,10 +56,11 @@ class Names {
     std::set<std::string> m_taken;
 };
 
-class Writer {
+class ModelWriter {
   public:
-    Writer(ORQExcMeshSource& source, const ORQSimDatabase& database, ORQSimTransaction& transaction,
-           const ORQExcMeshWriterOptions& options, ORQExcReport& report)
+    ModelWriter(ORQExcMeshSource& source, const ORQSimDatabase& database,
+                ORQSimTransaction& transaction, const ORQExcMeshWriterOptions& options,
+                ORQExcReport& report)
         : m_source(source),
           m_transaction(transaction),
           m_options(options),
@@ -403,7 +404,7 @@ class Writer {
 void ORQExcWriteMesh(ORQExcMeshSource& source, const ORQSimDatabase& database,
                      ORQSimTransaction& transaction, const ORQExcMeshWriterOptions& options,
                      ORQExcReport& report) {
-    Writer(source, database, transaction, options, report).Write();
+    ModelWriter(source, database, transaction, options, report).Write();
 }
 
 void ORQExcWriteSections(const ORQExcLayup& layup, const ORQObjDocument& document,

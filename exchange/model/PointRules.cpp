@@ -7,63 +7,72 @@
 
 namespace {
 
-using Place = std::array<double, 3>;
-using Places = std::vector<Place>;
-using Numbers = std::vector<double>;
+using Location = std::array<double, 3>;
+using Locations = std::vector<Location>;
+using Vector = std::vector<double>;
 /// The functions of a fit, at a place.
-using Basis = std::function<Numbers(const Place&)>;
+using Basis = std::function<Vector(const Location&)>;
 
-enum class Family { Point, Line, Triangle, Quadrilateral, Tetrahedron, Pyramid, Wedge, Hexahedron };
+enum class PointFamily {
+    Point,
+    Line,
+    Triangle,
+    Quadrilateral,
+    Tetrahedron,
+    Pyramid,
+    Wedge,
+    Hexahedron
+};
 
-Family FamilyOf(const ORQExcShape& shape) {
+PointFamily FamilyOf(const ORQExcShape& shape) {
     switch (shape.dimension * 10 + shape.nCorners) {
         case 12:
-            return Family::Line;
+            return PointFamily::Line;
         case 23:
-            return Family::Triangle;
+            return PointFamily::Triangle;
         case 24:
-            return Family::Quadrilateral;
+            return PointFamily::Quadrilateral;
         case 34:
-            return Family::Tetrahedron;
+            return PointFamily::Tetrahedron;
         case 35:
-            return Family::Pyramid;
+            return PointFamily::Pyramid;
         case 36:
-            return Family::Wedge;
+            return PointFamily::Wedge;
         case 38:
-            return Family::Hexahedron;
+            return PointFamily::Hexahedron;
         default:
-            return Family::Point;
+            return PointFamily::Point;
     }
 }
 
 /// Counts of the rules in use: Gauss products; the symmetric rules of triangles and tetrahedra; of
 /// hexahedra also 9 (eight and the middle), 14 and 15 (Irons); products of rules in wedges.
-std::vector<int> CountsOf(Family family) {
+std::vector<int> CountsOf(PointFamily family) {
     switch (family) {
-        case Family::Point:
+        case PointFamily::Point:
             return {1};
-        case Family::Line:
+        case PointFamily::Line:
             return {1, 2, 3, 4, 5};
-        case Family::Triangle:
+        case PointFamily::Triangle:
             return {1, 3, 4, 6, 7, 12, 13};
-        case Family::Quadrilateral:
+        case PointFamily::Quadrilateral:
             return {1, 4, 5, 9, 16, 25};
-        case Family::Tetrahedron:
+        case PointFamily::Tetrahedron:
             return {1, 4, 5, 10, 11, 14, 15};
-        case Family::Pyramid:
+        case PointFamily::Pyramid:
             return {1, 5, 8, 9, 13, 27};
-        case Family::Wedge:
+        case PointFamily::Wedge:
             return {1, 2, 6, 8, 9, 18, 21};
-        case Family::Hexahedron:
+        case PointFamily::Hexahedron:
             return {1, 8, 9, 14, 15, 27, 64, 125};
     }
     return {};
 }
 
-// --- Places --------------------------------------------------------------------------------------
+// --- Locations --------------------------------------------------------------------------------------
 
 /// Gauss-Legendre points on [-1, 1], ascending.
-Numbers LinePoints(int count) {
+Vector LinePoints(int count) {
     switch (count) {
         case 1:
             return {0};
@@ -84,7 +93,7 @@ Numbers LinePoints(int count) {
     }
 }
 
-Places TrianglePoints(int count) {
+Locations TrianglePoints(int count) {
     const double third = 1.0 / 3;
     switch (count) {
         case 1:
@@ -98,9 +107,9 @@ Places TrianglePoints(int count) {
     }
 }
 
-Places TetrahedronPoints(int count) {
+Locations TetrahedronPoints(int count) {
     const auto nearCorners = [](double near, double far) {
-        return Places{{far, far, far}, {near, far, far}, {far, near, far}, {far, far, near}};
+        return Locations{{far, far, far}, {near, far, far}, {far, near, far}, {far, far, near}};
     };
     switch (count) {
         case 1:
@@ -108,7 +117,7 @@ Places TetrahedronPoints(int count) {
         case 4:
             return nearCorners((5 + 3 * std::sqrt(5.0)) / 20, (5 - std::sqrt(5.0)) / 20);
         case 5: {
-            Places places = nearCorners(0.5, 1.0 / 6);
+            Locations places = nearCorners(0.5, 1.0 / 6);
             places.insert(places.begin(), {0.25, 0.25, 0.25});
             return places;
         }
@@ -127,13 +136,13 @@ int Root(int count, int dimension) {
     return 0;
 }
 
-Places ProductPoints(int root, int dimension) {
-    Places places;
+Locations ProductPoints(int root, int dimension) {
+    Locations places;
     if (root == 0) {
         return places;
     }
-    const Numbers line = LinePoints(root);
-    const Numbers none = {0};
+    const Vector line = LinePoints(root);
+    const Vector none = {0};
     for (const double t : dimension > 2 ? line : none) {
         for (const double s : dimension > 1 ? line : none) {
             for (const double r : line) {
@@ -163,14 +172,14 @@ std::array<int, 2> WedgeFactors(int count) {
     }
 }
 
-Places WedgePoints(int count) {
+Locations WedgePoints(int count) {
     const auto [inTriangle, alongAxis] = WedgeFactors(count);
-    Places places;
+    Locations places;
     if (inTriangle == 0) {
         return places;
     }
     for (const double t : LinePoints(alongAxis)) {
-        for (Place place : TrianglePoints(inTriangle)) {
+        for (Location place : TrianglePoints(inTriangle)) {
             place[2] = t;
             places.push_back(place);
         }
@@ -178,38 +187,38 @@ Places WedgePoints(int count) {
     return places;
 }
 
-Place MiddleOf(Family family) {
+Location MiddleOf(PointFamily family) {
     switch (family) {
-        case Family::Triangle:
-        case Family::Wedge:
+        case PointFamily::Triangle:
+        case PointFamily::Wedge:
             return {1.0 / 3, 1.0 / 3, 0};
-        case Family::Tetrahedron:
+        case PointFamily::Tetrahedron:
             return {0.25, 0.25, 0.25};
-        case Family::Pyramid:
+        case PointFamily::Pyramid:
             return {0, 0, 0.25};
         default:
             return {0, 0, 0};
     }
 }
 
-Places Corners(Family family) {
+Locations Corners(PointFamily family) {
     switch (family) {
-        case Family::Line:
+        case PointFamily::Line:
             return {{-1, 0, 0}, {1, 0, 0}};
-        case Family::Triangle:
+        case PointFamily::Triangle:
             return {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}};
-        case Family::Quadrilateral:
+        case PointFamily::Quadrilateral:
             return {{-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}};
-        case Family::Tetrahedron:
+        case PointFamily::Tetrahedron:
             return {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
-        case Family::Pyramid:
+        case PointFamily::Pyramid:
             return {{-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}, {0, 0, 1}};
-        case Family::Wedge:
+        case PointFamily::Wedge:
             return {{0, 0, -1}, {1, 0, -1}, {0, 1, -1}, {0, 0, 1}, {1, 0, 1}, {0, 1, 1}};
-        case Family::Hexahedron:
+        case PointFamily::Hexahedron:
             return {{-1, -1, -1}, {1, -1, -1}, {1, 1, -1}, {-1, 1, -1},
                     {-1, -1, 1},  {1, -1, 1},  {1, 1, 1},  {-1, 1, 1}};
-        case Family::Point:
+        case PointFamily::Point:
             break;
     }
     return {{0, 0, 0}};
@@ -217,16 +226,16 @@ Places Corners(Family family) {
 
 // --- Fits ----------------------------------------------------------------------------------------
 
-Numbers Powers(double x, int count) {
-    Numbers powers = {1};
+Vector Powers(double x, int count) {
+    Vector powers = {1};
     while (std::ssize(powers) < count) {
         powers.push_back(powers.back() * x);
     }
     return powers;
 }
 
-Numbers Products(const Numbers& a, const Numbers& b) {
-    Numbers products;
+Vector Products(const Vector& a, const Vector& b) {
+    Vector products;
     for (const double x : a) {
         for (const double y : b) {
             products.push_back(x * y);
@@ -235,41 +244,41 @@ Numbers Products(const Numbers& a, const Numbers& b) {
     return products;
 }
 
-Numbers Linear(const Place& at, int dimension, int count) {
-    Numbers values = {1};
+Vector Linear(const Location& at, int dimension, int count) {
+    Vector values = {1};
     values.insert(values.end(), at.begin(), at.begin() + (count > 1 ? dimension : 0));
     return values;
 }
 
-Basis BasisOf(Family family, int count) {
+Basis BasisOf(PointFamily family, int count) {
     switch (family) {
-        case Family::Line:
-            return [count](const Place& at) { return Powers(at[0], count); };
-        case Family::Quadrilateral:
-            return [root = Root(count, 2)](const Place& at) {
+        case PointFamily::Line:
+            return [count](const Location& at) { return Powers(at[0], count); };
+        case PointFamily::Quadrilateral:
+            return [root = Root(count, 2)](const Location& at) {
                 return Products(Powers(at[0], root), Powers(at[1], root));
             };
-        case Family::Hexahedron:
-            return [root = Root(count, 3)](const Place& at) {
+        case PointFamily::Hexahedron:
+            return [root = Root(count, 3)](const Location& at) {
                 return Products(Products(Powers(at[0], root), Powers(at[1], root)),
                                 Powers(at[2], root));
             };
-        case Family::Triangle:
-            return [count](const Place& at) { return Linear(at, 2, count); };
-        case Family::Tetrahedron:
-            return [count](const Place& at) { return Linear(at, 3, count); };
-        case Family::Wedge:
-            return [factors = WedgeFactors(count)](const Place& at) {
+        case PointFamily::Triangle:
+            return [count](const Location& at) { return Linear(at, 2, count); };
+        case PointFamily::Tetrahedron:
+            return [count](const Location& at) { return Linear(at, 3, count); };
+        case PointFamily::Wedge:
+            return [factors = WedgeFactors(count)](const Location& at) {
                 return Products(Linear(at, 2, factors[0]), Powers(at[2], factors[1]));
             };
         default:
-            return [](const Place&) { return Numbers{1}; };
+            return [](const Location&) { return Vector{1}; };
     }
 }
 
 /// Solves matrix * x = right for each column of right ([n][nColumns]), in place. The matrix ([n][n])
 /// is symmetric and positive definite: so elimination needs no pivots.
-void Solve(Numbers& matrix, Numbers& right, std::size_t n, std::size_t nColumns) {
+void Solve(Vector& matrix, Vector& right, std::size_t n, std::size_t nColumns) {
     for (std::size_t pivot = 0; pivot < n; ++pivot) {
         for (std::size_t row = 0; row < n; ++row) {
             const double factor =
@@ -297,32 +306,32 @@ bool ORQExcCanHavePoints(const ORQExcShape& shape, int nPoints) {
 }
 
 std::vector<std::array<double, 3>> ORQExcPointsOf(const ORQExcShape& shape, int nPoints) {
-    const Family family = FamilyOf(shape);
+    const PointFamily family = FamilyOf(shape);
     switch (family) {
-        case Family::Line:
-            return nPoints < 1 || nPoints > 5 ? Places() : ProductPoints(nPoints, 1);
-        case Family::Quadrilateral:
+        case PointFamily::Line:
+            return nPoints < 1 || nPoints > 5 ? Locations() : ProductPoints(nPoints, 1);
+        case PointFamily::Quadrilateral:
             return ProductPoints(Root(nPoints, 2), 2);
-        case Family::Hexahedron:
+        case PointFamily::Hexahedron:
             return ProductPoints(Root(nPoints, 3), 3);
-        case Family::Triangle:
+        case PointFamily::Triangle:
             return TrianglePoints(nPoints);
-        case Family::Tetrahedron:
+        case PointFamily::Tetrahedron:
             return TetrahedronPoints(nPoints);
-        case Family::Wedge:
+        case PointFamily::Wedge:
             return WedgePoints(nPoints);
         default:
-            return nPoints == 1 ? Places{MiddleOf(family)} : Places();
+            return nPoints == 1 ? Locations{MiddleOf(family)} : Locations();
     }
 }
 
 std::vector<std::array<double, 3>> ORQExcNodePlaces(const ORQExcShape& shape) {
-    const Family family = FamilyOf(shape);
-    Places places(static_cast<std::size_t>(shape.nNodes), MiddleOf(family));
+    const PointFamily family = FamilyOf(shape);
+    Locations places(static_cast<std::size_t>(shape.nNodes), MiddleOf(family));
     std::ranges::copy(Corners(family), places.begin());
     // Nodes behind the corners stand in the middle of an edge, of a face, or of the whole.
     const auto putMiddle = [&](const std::vector<int>& nodes, int nCorners) {
-        Place middle{};
+        Location middle{};
         for (int i = 0; i < nCorners; ++i) {
             const auto node = static_cast<std::size_t>(nodes[static_cast<std::size_t>(i)]);
             for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -346,7 +355,7 @@ std::vector<std::array<double, 3>> ORQExcNodePlaces(const ORQExcShape& shape) {
 
 std::vector<float> ORQExcExtrapolation(const ORQExcShape& shape, int nPoints,
                                        const std::vector<std::array<double, 3>>& places) {
-    const Places points = ORQExcPointsOf(shape, nPoints);
+    const Locations points = ORQExcPointsOf(shape, nPoints);
     if (points.empty()) {
         return {};
     }
@@ -354,10 +363,10 @@ std::vector<float> ORQExcExtrapolation(const ORQExcShape& shape, int nPoints,
     const Basis basis = BasisOf(FamilyOf(shape), nPoints);
     const std::size_t n = basis(points[0]).size();
     const std::size_t count = points.size();
-    Numbers normal(n * n);
-    Numbers factors(n * count);
+    Vector normal(n * n);
+    Vector factors(n * count);
     for (std::size_t point = 0; point < count; ++point) {
-        const Numbers row = basis(points[point]);
+        const Vector row = basis(points[point]);
         for (std::size_t i = 0; i < n; ++i) {
             factors[i * count + point] = row[i];
             for (std::size_t k = 0; k < n; ++k) {
@@ -367,8 +376,8 @@ std::vector<float> ORQExcExtrapolation(const ORQExcShape& shape, int nPoints,
     }
     Solve(normal, factors, n, count);
     std::vector<float> matrix;
-    for (const Place& place : places) {
-        const Numbers row = basis(place);
+    for (const Location& place : places) {
+        const Vector row = basis(place);
         for (std::size_t point = 0; point < count; ++point) {
             double sum = 0;
             for (std::size_t i = 0; i < n; ++i) {
@@ -391,7 +400,7 @@ std::vector<float> ORQExcExtrapolationToMiddle(const ORQExcShape& shape, int nPo
 std::vector<float> ORQExcNodesToMiddle(const ORQExcShape& shape) {
     std::vector<float> matrix(static_cast<std::size_t>(shape.nNodes), 0);
     // The middle of a pyramid lies a quarter up: the apex counts as much as one of four parts.
-    const bool isPyramid = FamilyOf(shape) == Family::Pyramid;
+    const bool isPyramid = FamilyOf(shape) == PointFamily::Pyramid;
     for (int corner = 0; corner < shape.nCorners; ++corner) {
         matrix[static_cast<std::size_t>(corner)] =
             isPyramid ? (corner == 4 ? 0.25F : 0.1875F) : 1.0F / static_cast<float>(shape.nCorners);

@@ -26,10 +26,10 @@ struct Family {
     std::vector<Nodes> edges;
 };
 
-const Family kPoint = {0, 1, {}, {}};
+const Family kPointFamily = {0, 1, {}, {}};
 // The line there and back: files of one dimension call the ends of a bar its sides 1 and 2.
-const Family kBar = {1, 2, {{2, {0, 1, 2}}, {2, {1, 0, 2}}}, {{0, 1, 2}}};
-const Family kTriangle = {
+const Family kBarFamily = {1, 2, {{2, {0, 1, 2}}, {2, {1, 0, 2}}}, {{0, 1, 2}}};
+const Family kTriangleFamily = {
     2, 3, {{2, {0, 1, 3}}, {2, {1, 2, 4}}, {2, {2, 0, 5}}}, {{0, 1, 3}, {1, 2, 4}, {2, 0, 5}}};
 const Family kQuadrilateral = {2,
                                4,
@@ -42,7 +42,7 @@ const Family kTriangleShell = {2,
                                 {2, {0, 1, 3}},
                                 {2, {1, 2, 4}},
                                 {2, {2, 0, 5}}},
-                               kTriangle.edges};
+                               kTriangleFamily.edges};
 const Family kQuadrilateralShell = {2,
                                     4,
                                     {{4, {0, 1, 2, 3, 4, 5, 6, 7, 8}},
@@ -127,12 +127,12 @@ ORQExcShape Member(const Family& family, const char* name, int nNodes, int vtkTy
 // which share their types.
 const std::vector<ORQExcShape>& Table() {
     static const std::vector<ORQExcShape> table = {
-        Member(kPoint, "SPHERE", 1, 1, 15),
-        Member(kBar, "BAR2", 2, 3, 1),
-        Member(kBar, "BAR3", 3, 21, 8),
-        Member(kTriangle, "TRI3", 3, 5, 2),
-        Member(kTriangle, "TRI6", 6, 22, 9),
-        Member(kTriangle, "TRI7", 7, 34, 0),
+        Member(kPointFamily, "SPHERE", 1, 1, 15),
+        Member(kBarFamily, "BAR2", 2, 3, 1),
+        Member(kBarFamily, "BAR3", 3, 21, 8),
+        Member(kTriangleFamily, "TRI3", 3, 5, 2),
+        Member(kTriangleFamily, "TRI6", 6, 22, 9),
+        Member(kTriangleFamily, "TRI7", 7, 34, 0),
         Member(kQuadrilateral, "QUAD4", 4, 9, 3),
         Member(kQuadrilateral, "QUAD8", 8, 23, 16),
         Member(kQuadrilateral, "QUAD9", 9, 28, 10),

@@ -5,23 +5,22 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <set>
 
 #include "ORQExcNearNames.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr const char* kOffsetField = "ZOFFS";  // of one element, as in bulk data
 constexpr std::array<const char*, 4> kThicknessFields = {"T1", "T2", "T3", "T4"};
 
 /// The distance of the bottom of a laminate from the nodes, where it has one.
 double BottomOf(const ORQExcLayup::Section& section) {
     const bool isLaminate = section.kind == "PCOMP" || section.kind == "PCOMPG";
-    return isLaminate && !section.constants.empty() ? section.constants[0] : kNone;
+    return isLaminate && !section.constants.empty() ? section.constants[0] : kNoValue;
 }
 
 bool Has(const ORQExcModel::Block& block, const char* attribute) {
@@ -71,7 +70,7 @@ void ShellColumns::AddSections() {
         m_sections.push_back({&*layup, sections.Read(section), {}});
         for (const ORQExcSections::Layer& layer : m_sections.back().stack.layers) {
             const auto number = numberOf.find(layer.material);
-            m_sections.back().materials.push_back(number == numberOf.end() ? kNone
+            m_sections.back().materials.push_back(number == numberOf.end() ? kNoValue
                                                                            : number->second);
         }
     }
@@ -131,8 +130,8 @@ ShellColumns::Own ShellColumns::ReadOwn(const ORQExcModel::Block& block) const {
     const std::size_t nAttributes = block.attributes.size();
     std::vector<double> values(n * nAttributes);
     m_model.ReadAttributes(block, 0, block.elements.Size(), values);
-    own.offset.assign(n, kNone);
-    own.thickness.assign(n, kNone);
+    own.offset.assign(n, kNoValue);
+    own.thickness.assign(n, kNoValue);
     for (std::size_t row = 0; row < n; ++row) {
         double sum = 0;
         int count = 0;
@@ -154,9 +153,9 @@ ShellColumns::Own ShellColumns::ReadOwn(const ORQExcModel::Block& block) const {
 }
 
 double ShellColumns::ThicknessOf(const Section& section, std::size_t row) {
-    double total = section.stack.layers.empty() ? kNone : 0;
+    double total = section.stack.layers.empty() ? kNoValue : 0;
     for (const ORQExcSections::Layer& layer : section.stack.layers) {
-        total += layer.thickness.numbers.empty() ? kNone : layer.thickness.At(row);
+        total += layer.thickness.numbers.empty() ? kNoValue : layer.thickness.At(row);
     }
     return total;
 }
@@ -175,7 +174,7 @@ std::vector<double> ShellColumns::ReadAdded(const ORQExcModel::Block& block, con
         const std::size_t i = column.size();
         const int place = SectionOf(element.CurrentValue());
         double value =
-            place < 0 ? kNone
+            place < 0 ? kNoValue
                       : ValueOf(m_sections[static_cast<std::size_t>(place)], added,
                                 static_cast<std::size_t>(
                                     m_rowOf[static_cast<std::size_t>(element.CurrentValue())]));
@@ -194,7 +193,7 @@ std::vector<double> ShellColumns::ReadAdded(const ORQExcModel::Block& block, con
 
 double ShellColumns::ValueOf(const Section& section, const Added& added, std::size_t row) {
     const auto at = [row](const ORQExcSections::Value& value) {
-        return value.numbers.empty() ? kNone : value.At(row);
+        return value.numbers.empty() ? kNoValue : value.At(row);
     };
     switch (added.what) {
         case Added::What::Thickness:
@@ -207,7 +206,7 @@ double ShellColumns::ValueOf(const Section& section, const Added& added, std::si
             break;
     }
     if (added.layer >= section.stack.layers.size()) {
-        return kNone;
+        return kNoValue;
     }
     const ORQExcSections::Layer& layer = section.stack.layers[added.layer];
     return added.what == Added::What::PlyThickness ? at(layer.thickness)

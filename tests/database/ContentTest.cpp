@@ -84,13 +84,15 @@ TEST_P(ContentTest, UnsetFieldsReadAsNothingAndWrongKindsAreRefused) {
     EXPECT_EQ(record.ReturnString(90), "");
     record.SetString(3, "x");
     record.SetDouble(4, 2.0);
-    EXPECT_TRUE(Fails(Kind::Usage, {"field 3", "a string", "an int"}, [&] { record.GetInt(3); }));
     EXPECT_TRUE(
-        Fails(Kind::Usage, {"field 3", "a string", "a double"}, [&] { record.GetDouble(3); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"field 4", "doubles", "a symbol"}, [&] { record.GetSymb(4); }));
+        Fails(Failure::Usage, {"field 3", "a string", "an int"}, [&] { record.GetInt(3); }));
     EXPECT_TRUE(
-        Fails(Kind::Usage, {"field 4", "doubles", "a string"}, [&] { record.ReturnString(4); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"field -1"}, [&] { record.SetInt(-1, 1); }));
+        Fails(Failure::Usage, {"field 3", "a string", "a double"}, [&] { record.GetDouble(3); }));
+    EXPECT_TRUE(
+        Fails(Failure::Usage, {"field 4", "doubles", "a symbol"}, [&] { record.GetSymb(4); }));
+    EXPECT_TRUE(
+        Fails(Failure::Usage, {"field 4", "doubles", "a string"}, [&] { record.ReturnString(4); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"field -1"}, [&] { record.SetInt(-1, 1); }));
 }
 
 // --- Tables --------------------------------------------------------------------------------------
@@ -117,7 +119,7 @@ TEST_P(ContentTest, TablesNameTheirLastColumns) {
     EXPECT_EQ(read[11], kUntouched);
     table.GetData(read.data(), 12);
     EXPECT_EQ(read, data);
-    EXPECT_TRUE(Fails(Kind::Usage, {"12", "13"}, [&] { table.GetData(read.data(), 13); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"12", "13"}, [&] { table.GetData(read.data(), 13); }));
     EXPECT_EQ(Database().Verify(), Texts());
 }
 
@@ -127,11 +129,13 @@ TEST_P(ContentTest, TablesOfImpossibleShapesAreRefused) {
         return Focus().CreateSimpleFTable(rows, Labels(rowLabels), Labels(columnLabels), data,
                                           count);
     };
-    EXPECT_TRUE(Fails(Kind::Usage, {"4 rows", "6 values"}, [&] { make(4, {}, {}, 6); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"0 rows", "6 values"}, [&] { make(0, {}, {}, 6); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"-1 rows"}, [&] { make(-1, {}, {}, 6); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"3 column labels"}, [&] { make(3, {}, {"a", "b", "c"}, 6); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"2 row labels"}, [&] { make(1, {"a", "b"}, {}, 6); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"4 rows", "6 values"}, [&] { make(4, {}, {}, 6); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"0 rows", "6 values"}, [&] { make(0, {}, {}, 6); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"-1 rows"}, [&] { make(-1, {}, {}, 6); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"3 column labels"}, [&] {
+        make(3, {}, {"a", "b", "c"}, 6);
+    }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"2 row labels"}, [&] { make(1, {"a", "b"}, {}, 6); }));
     const ORQSimFTable empty(make(0, {}, {"a", "b"}, 0).GetFTable());
     EXPECT_EQ(empty.ColumnCount(), 2);
     EXPECT_EQ(empty.ColumnLabel(0), "a");
@@ -182,8 +186,9 @@ TEST_P(ContentTest, MembersAreNumberedAndFoundBothWays) {
     ORQSimArray<int> members;
     context.GetCMembership(objects, collection.ID(), members);
     EXPECT_EQ(Ints(members.begin(), members.end()), (Ints{2, -1, 0}));
-    EXPECT_TRUE(Fails(Kind::Usage, {"member 0"}, [&] { collection.SetMember(0, a); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"member 3", "3 members"}, [&] { collection.SetMember(3, a); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"member 0"}, [&] { collection.SetMember(0, a); }));
+    EXPECT_TRUE(
+        Fails(Failure::Usage, {"member 3", "3 members"}, [&] { collection.SetMember(3, a); }));
     collection.ExtendSpace(1);
     EXPECT_EQ(collection.Space(), 3);
     collection.ExtendSpace(8);
@@ -202,15 +207,16 @@ TEST_P(ContentTest, PartsOfObjectsAndForeignObjectsAreNoMembers) {
         ORQSimDrawerID(set.ID().ContextID(), inside.ID().MinorID(), inside.ID().TypeID(), 7));
     const ORQSimContext context(Database().ContextID());
     for (const ORQSimPosition& part : {set, drawer, inside.TypePosition()}) {
-        EXPECT_TRUE(Fails(Kind::Usage, {"cannot be members"}, [&] { collection.AddMember(part); }));
+        EXPECT_TRUE(
+            Fails(Failure::Usage, {"cannot be members"}, [&] { collection.AddMember(part); }));
         EXPECT_EQ(collection.MemberIndex(part), -1);
         EXPECT_EQ(context.GetCMemberIndex(part.ID()), -1);
     }
-    EXPECT_TRUE(Fails(Kind::Usage, {"null"}, [&] { collection.AddMember({}); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"null"}, [&] { collection.AddMember({}); }));
     const ORQSimDatabase other = ORQSimDatabase::CreateInMemory();
     const ORQSimPosition twin = ORQSimDynamicID(inside.ID().Category(), other.ContextID(),
                                                 inside.ID().MinorID(), inside.ID().TypeID(), 0);
-    EXPECT_TRUE(Fails(Kind::Usage, {"another database"}, [&] { collection.AddMember(twin); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"another database"}, [&] { collection.AddMember(twin); }));
     EXPECT_EQ(collection.MemberIndex(twin), -1);
     EXPECT_EQ(collection.Space(), 1);
     EXPECT_EQ(collection.MemberIndex(inside), 0);
@@ -235,9 +241,9 @@ TEST_P(ContentTest, SymbolsAreFoundByPlaceNameAndObject) {
     EXPECT_EQ(ORQSimPosition(c2).GetSymbolPosition(), 12);
     EXPECT_EQ(ORQSimPosition(c2).Name(), "C_2");
     EXPECT_TRUE(
-        Fails(Kind::Usage, {"12", "taken"}, [&] { symbols.Create(type, 12, "x", collection); }));
-    EXPECT_TRUE(
-        Fails(Kind::Usage, {"C_2", "taken"}, [&] { symbols.Create(type, 1, "C_2", collection); }));
+        Fails(Failure::Usage, {"12", "taken"}, [&] { symbols.Create(type, 12, "x", collection); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"C_2", "taken"},
+                      [&] { symbols.Create(type, 1, "C_2", collection); }));
     const ORQSimDatabase other = ORQSimDatabase::CreateInMemory();
     EXPECT_FALSE(ORQSimSymbols(other.ContextID()).IsMember(c2));
 }
@@ -302,7 +308,7 @@ TEST_P(ContentTest, TemporarySetsNeedNoTransactionAndShareTheirIdentity) {
     EXPECT_EQ(Members(ORQSimPosition(one).CSet()), (Ints{4, 5, 8}));
     EXPECT_EQ(nodes.SeekCSet(SetOf(nodes, {4, 5, 8}), true), one);
     EXPECT_TRUE(
-        Fails(Kind::Usage, {"transaction"}, [&] { ORQSimCSet(one).RegisterWithCollection(); }));
+        Fails(Failure::Usage, {"transaction"}, [&] { ORQSimCSet(one).RegisterWithCollection(); }));
     EXPECT_EQ(nodes.CreateTempCSetStrided(0, 0, 1, 1), nodes.EmptyCSetID());
 }
 
@@ -346,8 +352,8 @@ TEST_P(ContentTest, SetsAnswerForTheirMembers) {
     EXPECT_FALSE(set.IsAscending());
     EXPECT_TRUE(set.SameMembers(SetOf(nodes, {3, 7, 9, 64})));
     EXPECT_FALSE(set.SameMembers(SetOf(Components(Database()), {3, 7, 9, 64})));
-    EXPECT_TRUE(Fails(Kind::Usage, {"location 4", "4 members"}, [&] { set[4]; }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"location -1"}, [&] { set[-1]; }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"location 4", "4 members"}, [&] { set[4]; }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"location -1"}, [&] { set[-1]; }));
     Ints walked;
     for (ORQSimCSetIterator i(set); !i.IsDone(); i.Next()) {
         EXPECT_EQ(set[i.CurrentLocation()], i.CurrentValue());
@@ -359,14 +365,14 @@ TEST_P(ContentTest, SetsAnswerForTheirMembers) {
     set.AsBitVector(bits);
     EXPECT_EQ(bits.Count(), 4);
     EXPECT_TRUE(bits.IsSet(64));
-    EXPECT_TRUE(Fails(Kind::Usage, {"-1"}, [&] { SetOf(nodes, {-1}).AsBitVector(bits); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"-2"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"-1"}, [&] { SetOf(nodes, {-1}).AsBitVector(bits); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"-2"}, [&] {
         const int negative = -2;
         nodes.CreateTempCSet(&negative, 1, true);
     }));
     EXPECT_EQ(Members(ORQSimCSet().Union(set)), (Ints{3, 7, 9, 64}));
     EXPECT_EQ(ORQSimCSet().Union(set).CollectionID(), nodes.ID());
-    EXPECT_TRUE(Fails(Kind::Usage, {"collections"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"collections"},
                       [&] { set.Union(RunOf(Components(Database()), 0, 2)); }));
     EXPECT_EQ(ORQSimCSet(nodes.ID()).Size(), 200);
     EXPECT_TRUE(ORQSimCSet().Bounds().IsEmpty());
@@ -463,18 +469,18 @@ TEST_P(ContentTest, DistributionsNeedAGridOfTheirDatabaseAndAScalarType) {
                                           ORQSimTypeID(Slot(46)));
     };
     const ORQSimCollectionID nodes = Nodes(Database()).ID();
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 1"}, [&] { create({nodes, {}}, 4); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 1"}, [&] { create({nodes, {}}, 4); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0"}, [&] {
         create({Nodes(other).ID(), nodes}, 4);
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"0 dimensions"}, [&] { create({}, 4); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"type 7"}, [&] { create({nodes}, 7); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"0 dimensions"}, [&] { create({}, 4); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"type 7"}, [&] { create({nodes}, 7); }));
     const ORQSimDistribution none;
     EXPECT_EQ(none.NumDrawers() + none.NumDimensions() + none.QueryDrawers().Size(), 0);
     EXPECT_TRUE(none.Grid().Collection(0).IsNull());
     EXPECT_EQ(none.DrawerDescription({}).NumDimensions(), 0);
     EXPECT_EQ(ORQSimCtation().Compartment(0).Size(), 0);
-    EXPECT_TRUE(Fails(Kind::Usage, {"no distribution"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"no distribution"}, [&] {
         (void)ORQSimDistribution(
             ORQSimDistributionID(nodes.ContextID(), nodes.MinorID(), nodes.TypeID()))
             .NumDrawers();

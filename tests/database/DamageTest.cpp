@@ -92,7 +92,7 @@ class DamageTest : public testing::Test {
     ORQSimDatabase Open(Mode mode = Mode::ReadOnly) const {
         return ORQSimDatabase::Open(m_path, mode);
     }
-    testing::AssertionResult OpeningFails(Kind kind,
+    testing::AssertionResult OpeningFails(Failure kind,
                                           std::initializer_list<std::string> parts) const {
         const testing::AssertionResult reading = Fails(kind, parts, [&] { Open(); });
         return reading ? Fails(kind, parts, [&] { Open(Mode::ReadWrite); }) : reading;
@@ -123,7 +123,7 @@ class DamageTest : public testing::Test {
         }
     }
     void ExpectTold(const ORQBasFailure& failure) {
-        ASSERT_TRUE(failure.Kind() == Kind::Damaged || failure.Kind() == Kind::Foreign)
+        ASSERT_TRUE(failure.Kind() == Failure::Damaged || failure.Kind() == Failure::Foreign)
             << failure.Text();
         ASSERT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
     }
@@ -168,9 +168,9 @@ TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
                     RunOf(Components(database), 0, 1));
     };
     EXPECT_EQ(read(0, 1000).back(), ValueAt(999));
-    EXPECT_TRUE(
-        Fails(Kind::Damaged, {"bulk.bin", "block at byte", "damaged"}, [&] { read(19'990, 5); }));
-    EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] { read(19'990, 5); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin", "block at byte", "damaged"},
+                      [&] { read(19'990, 5); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin"}, [&] { read(19'990, 5); }));
     EXPECT_EQ(read(29'999, 1).back(), ValueAt(29'999));
     const Texts problems = database.Verify();
     ASSERT_EQ(problems.size(), 1u);
@@ -178,7 +178,7 @@ TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
     // Writing beside it must not make the damaged bytes pass for good ones.
     {
         ORQSimTransaction transaction(database.ContextID());
-        EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] {
+        EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin"}, [&] {
             Append(database, RunOf(Nodes(database), 20'001, 1), RunOf(Components(database), 0, 1),
                    {5.0});
         }));
@@ -196,7 +196,7 @@ TEST_F(DamageTest, ADamagedDatabaseIsNotCopied) {
     damaged[damaged.find(std::string(reinterpret_cast<const char*>(&value), sizeof value))] ^= 1;
     WriteBytes(Bulk(m_path), damaged);
     EXPECT_TRUE(
-        Fails(Kind::Damaged, {Bulk(m_path), "block at byte"}, [&] { Open().CopyTo(copy); }));
+        Fails(Failure::Damaged, {Bulk(m_path), "block at byte"}, [&] { Open().CopyTo(copy); }));
     EXPECT_FALSE(std::filesystem::exists(copy));
 }
 
@@ -210,7 +210,7 @@ TEST_F(DamageTest, AppendingToADamagedBlockDoesNotHideTheDamage) {
     WriteBytes(Bulk(m_path), damaged);
     const ORQSimDatabase database = Open(Mode::ReadWrite);
     ORQSimTransaction transaction(database.ContextID());
-    EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin"}, [&] {
         Append(database, RunOf(Nodes(database), kNodes, 100), RunOf(Components(database), 0, 1),
                Filled(100, 1));
     }));
@@ -235,7 +235,7 @@ TEST_F(DamageTest, DamagedSetMembersInTheBulkFileAreFound) {
     damaged[at + 8] = static_cast<char>(damaged[at + 8] ^ 1);
     WriteBytes(Bulk(m_path), damaged);
     const ORQSimDatabase database = Open();
-    EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] { ReadAll(database); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin"}, [&] { ReadAll(database); }));
     EXPECT_NE(database.Verify(), Texts());
 }
 
@@ -245,22 +245,22 @@ TEST_F(DamageTest, TheBulkFilesHeaderIsChecked) {
         std::string damaged = m_bulk;
         damaged[byte] = static_cast<char>(damaged[byte] ^ 1);
         WriteBytes(Bulk(m_path), damaged);
-        EXPECT_TRUE(OpeningFails(Kind::Damaged, {Bulk(m_path)}));
+        EXPECT_TRUE(OpeningFails(Failure::Damaged, {Bulk(m_path)}));
     }
 }
 
 TEST_F(DamageTest, TruncatedFilesAreNamed) {
     WriteBytes(Bulk(m_path), m_bulk.substr(0, m_bulk.size() - 5000));
-    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Bulk(m_path), "truncated"}));
+    EXPECT_TRUE(OpeningFails(Failure::Damaged, {Bulk(m_path), "truncated"}));
     WriteBytes(Bulk(m_path), "");
-    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Bulk(m_path)}));
+    EXPECT_TRUE(OpeningFails(Failure::Damaged, {Bulk(m_path)}));
     Restore();
     WriteBytes(Catalogue(m_path), m_catalogue.substr(0, m_catalogue.size() / 2));
-    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Catalogue(m_path)}));
+    EXPECT_TRUE(OpeningFails(Failure::Damaged, {Catalogue(m_path)}));
     for (const std::size_t size : {0u, 50u, 100u, 4095u}) {
         SCOPED_TRACE(size);
         WriteBytes(Catalogue(m_path), m_catalogue.substr(0, size));
-        EXPECT_TRUE(OpeningFails(Kind::Damaged, {Catalogue(m_path)}));
+        EXPECT_TRUE(OpeningFails(Failure::Damaged, {Catalogue(m_path)}));
     }
     // Nothing that was refused has been changed or completed.
     EXPECT_EQ(ReadBytes(Catalogue(m_path)), m_catalogue.substr(0, 4095));
@@ -270,21 +270,21 @@ TEST_F(DamageTest, TruncatedFilesAreNamed) {
 
 TEST_F(DamageTest, MissingFilesAreNamed) {
     std::filesystem::remove(Bulk(m_path));
-    EXPECT_TRUE(OpeningFails(Kind::Damaged, {m_path, "bulk.bin is missing"}));
+    EXPECT_TRUE(OpeningFails(Failure::Damaged, {m_path, "bulk.bin is missing"}));
     EXPECT_FALSE(std::filesystem::exists(Bulk(m_path)));
     Restore();
     std::filesystem::remove(Catalogue(m_path));
-    EXPECT_TRUE(OpeningFails(Kind::Damaged, {m_path, "catalogue.sqlite is missing"}));
+    EXPECT_TRUE(OpeningFails(Failure::Damaged, {m_path, "catalogue.sqlite is missing"}));
     std::filesystem::remove(Bulk(m_path));
-    EXPECT_TRUE(OpeningFails(Kind::Foreign, {m_path, "not a model database"}));
+    EXPECT_TRUE(OpeningFails(Failure::Foreign, {m_path, "not a model database"}));
     std::filesystem::remove_all(m_path);
-    EXPECT_TRUE(OpeningFails(Kind::Io, {m_path, "does not exist"}));
+    EXPECT_TRUE(OpeningFails(Failure::Io, {m_path, "does not exist"}));
     WriteBytes(m_path, "some file");
-    EXPECT_TRUE(OpeningFails(Kind::Foreign, {m_path, "not a directory"}));
-    EXPECT_TRUE(Fails(Kind::Usage, {m_path, "exists"}, [&] { ORQSimDatabase::Create(m_path); }));
+    EXPECT_TRUE(OpeningFails(Failure::Foreign, {m_path, "not a directory"}));
+    EXPECT_TRUE(Fails(Failure::Usage, {m_path, "exists"}, [&] { ORQSimDatabase::Create(m_path); }));
     EXPECT_EQ(ReadBytes(m_path), "some file");
     const std::string nowhere = m_folder / "none/model.orq";
-    EXPECT_TRUE(Fails(Kind::Io, {nowhere}, [&] { ORQSimDatabase::Create(nowhere); }));
+    EXPECT_TRUE(Fails(Failure::Io, {nowhere}, [&] { ORQSimDatabase::Create(nowhere); }));
 }
 
 TEST_F(DamageTest, ABulkFileOfAnotherDatabaseIsForeign) {
@@ -294,7 +294,7 @@ TEST_F(DamageTest, ABulkFileOfAnotherDatabaseIsForeign) {
         MakeModel(database, 5);
     }
     WriteBytes(Bulk(m_path), ReadBytes(Bulk(other)));
-    EXPECT_TRUE(OpeningFails(Kind::Foreign, {Bulk(m_path), "another database"}));
+    EXPECT_TRUE(OpeningFails(Failure::Foreign, {Bulk(m_path), "another database"}));
 }
 
 TEST_F(DamageTest, DatabasesOfOtherProgramsAreForeignAndLeftAlone) {
@@ -306,15 +306,15 @@ TEST_F(DamageTest, DatabasesOfOtherProgramsAreForeignAndLeftAlone) {
     std::filesystem::remove(m_path + "/lock");
     std::filesystem::copy_file(name, Catalogue(m_path),
                                std::filesystem::copy_options::overwrite_existing);
-    EXPECT_TRUE(OpeningFails(Kind::Foreign, {Catalogue(m_path)}));
+    EXPECT_TRUE(OpeningFails(Failure::Foreign, {Catalogue(m_path)}));
     WriteBytes(Catalogue(m_path), std::string(10'000, 'x'));
-    EXPECT_TRUE(OpeningFails(Kind::Damaged, {Catalogue(m_path), "not a catalogue"}));
+    EXPECT_TRUE(OpeningFails(Failure::Damaged, {Catalogue(m_path), "not a catalogue"}));
     EXPECT_FALSE(std::filesystem::exists(m_path + "/lock"));
 }
 
 TEST_F(DamageTest, ANewerFormatIsRefusedByBothNumbers) {
     ChangeRows(m_path, "UPDATE state SET format = 12");
-    EXPECT_TRUE(OpeningFails(Kind::Foreign, {m_path, "version 12", "version 1"}));
+    EXPECT_TRUE(OpeningFails(Failure::Foreign, {m_path, "version 12", "version 1"}));
 }
 
 TEST_F(DamageTest, ASetWithOtherMembersThanStoredIsDamaged) {
@@ -334,7 +334,7 @@ TEST_F(DamageTest, ASetWithOtherMembersThanStoredIsDamaged) {
                             " WHERE store > 0")
                                .c_str());
         const ORQSimDatabase database = Open();
-        EXPECT_TRUE(Fails(Kind::Damaged, {m_path, "members"}, [&] { ReadAll(database); }));
+        EXPECT_TRUE(Fails(Failure::Damaged, {m_path, "members"}, [&] { ReadAll(database); }));
         EXPECT_NE(database.Verify(), Texts());
     }
 }

@@ -208,12 +208,12 @@ TEST_P(LinkTest, LinksOfAllKindsSurviveReopening) {
 TEST_P(LinkTest, LinksLeadOnlyToLastingObjectsOfTheSameDatabase) {
     const ORQSimDatabase other = ORQSimDatabase::CreateInMemory();
     EXPECT_TRUE(
-        Fails(Kind::Usage, {"another database"}, [&] { a.SetPosition(slot, other.Focus()); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"another database"},
+        Fails(Failure::Usage, {"another database"}, [&] { a.SetPosition(slot, other.Focus()); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"another database"},
                       [&] { a.GetMap(slot).Insert("x", other.Focus()); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {}, [&] { a.SetPosition(slot, a.TypePosition()); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {}, [&] { a.SetPosition(slot, a.TypePosition()); }));
     const ORQSimPosition set = RunOf(Nodes(Database()), 1, 3).RegisterWithCollection();
-    EXPECT_TRUE(Fails(Kind::Usage, {"no links"}, [&] { set.SetPosition(slot, a); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"no links"}, [&] { set.SetPosition(slot, a); }));
     EXPECT_TRUE(set.GetPosition(slot).IsNull());
 }
 

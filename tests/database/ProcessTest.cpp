@@ -15,12 +15,12 @@
 
 namespace {
 
-constexpr int kNodes = 5000;
+constexpr int kSharedNodes = 5000;
 
 void WriteAll(const ORQSimDatabase& database, double value) {
     InTransaction(database, [&] {
-        Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
-               Filled(kNodes, value));
+        Append(database, RunOf(Nodes(database), 0, kSharedNodes), RunOf(Components(database), 0, 1),
+               Filled(kSharedNodes, value));
     });
 }
 
@@ -34,8 +34,9 @@ ORQSimDatabase OpenToRead(const std::string& path) {
 // "1" when every value is 1, and so on; "mixed" when they differ.
 std::string ValueOf(const ORQSimDatabase& database) {
     const Doubles values = FirstComponent(database);
-    return values == Filled(kNodes, values.front()) ? std::to_string(std::lround(values.front()))
-                                                    : "mixed";
+    return values == Filled(kSharedNodes, values.front())
+               ? std::to_string(std::lround(values.front()))
+               : "mixed";
 }
 
 // A database on disk, closed, whose field holds the value 1 everywhere.
@@ -43,7 +44,7 @@ class ProcessTest : public testing::Test {
   protected:
     ProcessTest() {
         const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
-        MakeModel(database, kNodes);
+        MakeModel(database, kSharedNodes);
         WriteAll(database, 1);
     }
 
@@ -67,7 +68,7 @@ TEST_F(ProcessTest, ASecondWriterIsRefusedByTheNameOfTheFirst) {
     EXPECT_EQ(peer.Run(), "open");
     const ORQSimDatabase reader = OpenToRead(m_path);
     EXPECT_EQ(reader.Writer().rfind("process " + std::to_string(peer.Process()), 0), 0U);
-    EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(peer.Process())},
+    EXPECT_TRUE(Fails(Failure::Busy, {m_path, "process " + std::to_string(peer.Process())},
                       [&] { OpenToWrite(m_path); }));
     EXPECT_EQ(ValueOf(OpenToRead(m_path)), "1");
     EXPECT_EQ(peer.Run(), "closed");
@@ -76,7 +77,7 @@ TEST_F(ProcessTest, ASecondWriterIsRefusedByTheNameOfTheFirst) {
         const ORQSimDatabase first = OpenToWrite(m_path);
         EXPECT_EQ(reader.Writer(), first.Writer());
         EXPECT_NE(first.Writer(), "");
-        EXPECT_TRUE(Fails(Kind::Busy, {m_path, "process " + std::to_string(getpid())},
+        EXPECT_TRUE(Fails(Failure::Busy, {m_path, "process " + std::to_string(getpid())},
                           [&] { OpenToWrite(m_path); }));
         const std::string refusal = peer.Run();
         EXPECT_NE(refusal.find("process " + std::to_string(getpid())), std::string::npos)
@@ -88,9 +89,9 @@ TEST_F(ProcessTest, ASecondWriterIsRefusedByTheNameOfTheFirst) {
 TEST_F(ProcessTest, AReaderWritesNothing) {
     const ORQSimDatabase reader = OpenToRead(m_path);
     EXPECT_FALSE(reader.IsWritable());
-    EXPECT_TRUE(Fails(Kind::Usage, {m_path, "reading only"},
+    EXPECT_TRUE(Fails(Failure::Usage, {m_path, "reading only"},
                       [&] { ORQSimTransaction transaction(reader.ContextID()); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {}, [&] { reader.Focus().CreateDataRecord(Slot(4)); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {}, [&] { reader.Focus().CreateDataRecord(Slot(4)); }));
     EXPECT_EQ(reader.Verify(), Texts());
 }
 
@@ -154,7 +155,8 @@ TEST_F(ProcessTest, ACopyMadeWhileAnotherWritesIsOneState) {
             last = seen;
             WriteAll(database, -1);
         }
-        EXPECT_TRUE(Fails(Kind::Usage, {copy, "exists"}, [&] { OpenToRead(m_path).CopyTo(copy); }));
+        EXPECT_TRUE(
+            Fails(Failure::Usage, {copy, "exists"}, [&] { OpenToRead(m_path).CopyTo(copy); }));
         std::filesystem::remove_all(copy);
     }
     EXPECT_GT(nStates, 3);
@@ -166,7 +168,7 @@ TEST_F(ProcessTest, ACopyMadeWhileAnotherWritesIsOneState) {
     OpenToWrite(m_path).CopyTo(copy);
     std::filesystem::copy_file(m_path + "/bulk.bin", copy + "/bulk.bin",
                                std::filesystem::copy_options::overwrite_existing);
-    EXPECT_TRUE(Fails(Kind::Foreign, {copy, "another database"}, [&] { OpenToRead(copy); }));
+    EXPECT_TRUE(Fails(Failure::Foreign, {copy, "another database"}, [&] { OpenToRead(copy); }));
 }
 
 // What a reader held back lies at the end of the file; it goes when a later commit finds it free,
@@ -215,8 +217,8 @@ TEST_F(ProcessTest, AReaderOfTheSameProcessSeesCommitsAfterRefreshing) {
     WriteAll(writer, 2);
     {
         ORQSimTransaction open(writer.ContextID());
-        Append(writer, RunOf(Nodes(writer), 0, kNodes), RunOf(Components(writer), 0, 1),
-               Filled(kNodes, 3));
+        Append(writer, RunOf(Nodes(writer), 0, kSharedNodes), RunOf(Components(writer), 0, 1),
+               Filled(kSharedNodes, 3));
         EXPECT_EQ(ValueOf(reader), "1");
         EXPECT_TRUE(reader.Refresh());
         EXPECT_EQ(ValueOf(reader), "2");
@@ -275,8 +277,8 @@ TEST_F(ProcessTest, AProcessThatEndsWithoutClosingLeavesTheLastCommit) {
             static const ORQSimDatabase database = OpenToWrite(m_path);
             WriteAll(database, 2);
             static ORQSimTransaction open(database.ContextID());
-            Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
-                   Filled(kNodes, 3));
+            Append(database, RunOf(Nodes(database), 0, kSharedNodes),
+                   RunOf(Components(database), 0, 1), Filled(kSharedNodes, 3));
             return ValueOf(database);
         }});
         EXPECT_EQ(peer.Run(), "3");
@@ -306,8 +308,8 @@ TEST_F(ProcessTest, AForkedChildThatReturnsLosesNoCommitOfItsParent) {
     ASSERT_GT(child, 0);
     for (int value = 2; value <= kLast; ++value) {
         InTransaction(*s_database, [&] {
-            ORQSimCollection(Nodes(*s_database)).ExtendSpace(kNodes + value);
-            Append(*s_database, RunOf(Nodes(*s_database), kNodes, value - 1),
+            ORQSimCollection(Nodes(*s_database)).ExtendSpace(kSharedNodes + value);
+            Append(*s_database, RunOf(Nodes(*s_database), kSharedNodes, value - 1),
                    RunOf(Components(*s_database), 0, 1), Filled(value - 1, value));
         });
         WriteAll(*s_database, value);
@@ -321,7 +323,7 @@ TEST_F(ProcessTest, AForkedChildThatReturnsLosesNoCommitOfItsParent) {
     WriteAll(*s_database, kLast + 1);
     s_database.reset();
     const ORQSimDatabase after = OpenToRead(m_path);
-    EXPECT_EQ(ORQSimCollection(Nodes(after)).Space(), kNodes + kLast);
+    EXPECT_EQ(ORQSimCollection(Nodes(after)).Space(), kSharedNodes + kLast);
     EXPECT_EQ(after.Verify(), Texts());
 }
 
@@ -330,7 +332,7 @@ TEST_F(ProcessTest, AForkedChildThatReturnsLosesNoCommitOfItsParent) {
 TEST_F(ProcessTest, AForkedChildLeavesItsParentsDatabaseAlone) {
     std::optional<ORQSimDatabase> database = OpenToWrite(m_path);
     std::optional<ORQSimDatabase> inMemory = ORQSimDatabase::CreateInMemory();
-    MakeModel(*inMemory, kNodes);
+    MakeModel(*inMemory, kSharedNodes);
     WriteAll(*inMemory, 1);
     std::optional<ORQSimTransaction> transaction(database->ContextID());
     database->Focus().SetName(Slot(5), "in the parent only");
@@ -352,7 +354,7 @@ TEST_F(ProcessTest, AForkedChildLeavesItsParentsDatabaseAlone) {
     Peer child(
         {[&]() -> std::string {
              for (std::size_t i = 0; i < uses.size(); ++i) {
-                 if (const auto fails = Fails(Kind::Refused, {self, "fork"}, uses[i]); !fails) {
+                 if (const auto fails = Fails(Failure::Refused, {self, "fork"}, uses[i]); !fails) {
                      return "use " + std::to_string(i) + ": " + fails.message();
                  }
              }
@@ -362,14 +364,14 @@ TEST_F(ProcessTest, AForkedChildLeavesItsParentsDatabaseAlone) {
              transaction.reset();
              database.reset();
              inMemory.reset();
-             return Fails(Kind::Refused, {self, "fork"}, uses.back()) ? "ended" : "open";
+             return Fails(Failure::Refused, {self, "fork"}, uses.back()) ? "ended" : "open";
          }});
     transaction->Commit();
     EXPECT_EQ(child.Run(), "refused");
     for (int value = 2; value <= 120; ++value) {
         InTransaction(*database, [&] {
-            ORQSimCollection(Nodes(*database)).ExtendSpace(kNodes + value);
-            Append(*database, RunOf(Nodes(*database), kNodes, value - 1),
+            ORQSimCollection(Nodes(*database)).ExtendSpace(kSharedNodes + value);
+            Append(*database, RunOf(Nodes(*database), kSharedNodes, value - 1),
                    RunOf(Components(*database), 0, 1), Filled(value - 1, value));
         });
         WriteAll(*database, value);
@@ -385,7 +387,7 @@ TEST_F(ProcessTest, AForkedChildLeavesItsParentsDatabaseAlone) {
     EXPECT_EQ(database->Focus().Name(Slot(5)).UTF8(), "in the parent only");
     const Doubles values = FirstComponent(*database);
     EXPECT_EQ(values.front(), 121);
-    EXPECT_EQ(values[kNodes + 118], 120);
+    EXPECT_EQ(values[kSharedNodes + 118], 120);
 }
 
 // Batches of 50 rows whose values are their node numbers; the focus counts the batches. Now and

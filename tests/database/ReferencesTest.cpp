@@ -83,7 +83,7 @@ TEST_P(ReferencesTest, ADeletedObjectGoesWithAllLinksIntoIt) {
     EXPECT_EQ(list.MemberIndex(c), 2);
     EXPECT_TRUE(c.Parent(slot) == a);
     // A second time there is no such object.
-    EXPECT_TRUE(Fails(Kind::Usage, {"cannot be deleted"}, [&] { References().Delete(b.ID()); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"cannot be deleted"}, [&] { References().Delete(b.ID()); }));
     ExpectSound();
 }
 
@@ -124,7 +124,7 @@ TEST_P(ReferencesTest, ACollectionTakesThePlaceOfAnother) {
     EXPECT_EQ(Members(a.GetPosition(Slot(32)).DSet().Collect(nodes.ID())), (Ints{0, 1}));
 
     // The field is over it still.
-    EXPECT_TRUE(Fails(Kind::Usage, {"cannot be deleted", "is over it"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"cannot be deleted", "is over it"},
                       [&] { References().Delete(former); }));
     References().Delete(field.ID());
     EXPECT_TRUE(a.GetPosition(Slot(33)).DSet().GetRelationalDistributionID().IsNull());
@@ -144,12 +144,12 @@ TEST_P(ReferencesTest, ASetThatIsCoveredStays) {
         .SetDim(0, ORQSimCSet(covered))
         .SetDim(1, RunOf(Components(Database()), 1, 1))
         .ExecMake();
-    EXPECT_TRUE(Fails(Kind::Usage, {"is over it"}, [&] { References().Delete(covered); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"is over it"}, [&] { References().Delete(covered); }));
     EXPECT_TRUE(References().IsUsed(covered));
     References().Delete(linked);
     EXPECT_TRUE(a.GetPosition(slot).IsNull());
     EXPECT_TRUE(
-        Fails(Kind::Usage, {"cannot be deleted"}, [&] { References().Delete(Focus().ID()); }));
+        Fails(Failure::Usage, {"cannot be deleted"}, [&] { References().Delete(Focus().ID()); }));
     ExpectSound();
 }
 

@@ -103,13 +103,13 @@ TEST_P(TransactionTest, CommittingTheOuterOneFirstIsRefusedAndHarmless) {
     {
         ORQSimTransaction inner(Focus());
         SetField(2);
-        EXPECT_TRUE(Fails(Kind::Usage, {"still open"}, [&] { outer.Commit(); }));
+        EXPECT_TRUE(Fails(Failure::Usage, {"still open"}, [&] { outer.Commit(); }));
         EXPECT_EQ(FieldValue(), 2);
         inner.Commit();
-        EXPECT_TRUE(Fails(Kind::Usage, {"ended already"}, [&] { inner.Commit(); }));
+        EXPECT_TRUE(Fails(Failure::Usage, {"ended already"}, [&] { inner.Commit(); }));
     }
     outer.Commit();
-    EXPECT_TRUE(Fails(Kind::Usage, {"ended already"}, [&] { outer.Commit(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"ended already"}, [&] { outer.Commit(); }));
     m_store.Reopen();
     EXPECT_EQ(FieldValue(), 2);
 }
@@ -134,9 +134,9 @@ TEST_P(TransactionTest, WithoutOneNothingCanBeChanged) {
         [&] { RunOf(nodes, 4, 4).RegisterWithCollection(); },
     };
     for (std::size_t i = 0; i < changes.size(); ++i) {
-        EXPECT_TRUE(Fails(Kind::Usage, {"transaction"}, changes[i])) << "change " << i;
+        EXPECT_TRUE(Fails(Failure::Usage, {"transaction"}, changes[i])) << "change " << i;
     }
-    EXPECT_TRUE(Fails(Kind::Usage, {"null"}, [] { ORQSimTransaction none{ORQSimPosition()}; }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"null"}, [] { ORQSimTransaction none{ORQSimPosition()}; }));
 }
 
 TEST_P(TransactionTest, NothingIsWrittenThroughNothing) {
@@ -149,7 +149,7 @@ TEST_P(TransactionTest, NothingIsWrittenThroughNothing) {
              [&] { ORQSimDataRecord().SetInt(0, 1); }, [&] { none.ExtendSpace(1); },
              [&] { none.CreateTempCSet(nullptr, 0, true); },
              [&] { Focus().GetVector(Slot(7)).PushBack(null); }}) {
-        EXPECT_TRUE(Fails(Kind::Usage, {}, change));
+        EXPECT_TRUE(Fails(Failure::Usage, {}, change));
     }
 }
 
@@ -160,25 +160,25 @@ TEST_P(TransactionTest, ClosingUndoesTheOpenOneAndEndsAllUse) {
         ORQSimTransaction transaction(focus);
         SetField(9);
         m_store->Close();
-        EXPECT_TRUE(Fails(Kind::Usage, {"ended already"}, [&] { transaction.Commit(); }));
+        EXPECT_TRUE(Fails(Failure::Usage, {"ended already"}, [&] { transaction.Commit(); }));
     }
     EXPECT_TRUE(Database().IsClosed());
     EXPECT_TRUE(Database().Focus().IsNull());
-    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { focus.GetPosition(Slot(1)); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)nodes.Space(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { focus.DataRecord().GetInt(0); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { ORQSimTransaction late(focus); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)focus.Focus(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)focus.IsA(ORQSimSchema::Focus); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { (void)focus.GetMap(Slot(1)).Size(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { focus.GetPosition(Slot(1)); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { (void)nodes.Space(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { focus.DataRecord().GetInt(0); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { ORQSimTransaction late(focus); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { (void)focus.Focus(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { (void)focus.IsA(ORQSimSchema::Focus); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { (void)focus.GetMap(Slot(1)).Size(); }));
     EXPECT_TRUE(focus.Doc().IsClosed());
     EXPECT_FALSE(focus.TypePosition().IsNull());
     EXPECT_EQ(nodes.ID(), ORQSimPosition(nodes.ID()).GetCollection());
-    EXPECT_TRUE(Fails(Kind::Usage, {"not open"}, [&] { (void)Database().Verify(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"not open"}, [&] { (void)Database().Verify(); }));
     if (m_store.IsOnDisk()) {
         m_store.Reopen();
         EXPECT_EQ(FieldValue(), 0);
-        EXPECT_TRUE(Fails(Kind::Usage, {"closed"}, [&] { focus.GetPosition(Slot(1)); }));
+        EXPECT_TRUE(Fails(Failure::Usage, {"closed"}, [&] { focus.GetPosition(Slot(1)); }));
     }
 }
 

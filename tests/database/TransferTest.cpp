@@ -96,29 +96,29 @@ TEST_P(TransferTest, ViewsThatDoNotFitTheGridAreRefusedByDimensionAndMember) {
         read.SetRead().SetDim(0, nodes).SetDim(1, components);
         read.CheckView();
     };
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0", "member 20", "20 members"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0", "member 20", "20 members"}, [&] {
         check(NodeSet({3, 20, 25}), ComponentSet({0}));
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0", "member -1"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0", "member -1"}, [&] {
         check(NodeSet({3, -1, 25}), ComponentSet({0}));
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 1", "member 2147483647", "8 members"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 1", "member 2147483647", "8 members"},
                       [&] { check(NodeSet({3}), ComponentSet({INT_MAX})); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 1", "collection"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 1", "collection"},
                       [&] { check(NodeSet({3}), NodeSet({1})); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"1 dimensions", "the distribution 2"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"1 dimensions", "the distribution 2"}, [&] {
         ORQSimTransfer read(TheField());
         read.SetRead().SetDim(1, ComponentSet({0}));
         read.CheckView();
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"3 dimensions", "the distribution 2"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"3 dimensions", "the distribution 2"}, [&] {
         ORQSimTransfer read(TheField());
         read.SetRead().SetDim(0, NodeSet({})).SetDim(1, ComponentSet({})).SetDim(2, NodeSet({}));
         read.CheckView();
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension -1"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension -1"},
                       [&] { ORQSimTransfer(TheField()).SetDim(-1, NodeSet({1})); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"null"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"null"},
                       [&] { ORQSimTransfer(ORQSimDistribution()).SetRead().CheckView(); }));
 }
 
@@ -126,19 +126,19 @@ TEST_P(TransferTest, WritesThatTheDrawerCannotHoldAreRefusedByDimensionAndMember
     const ORQSimDrawerID drawer = Small();
     {
         ORQSimTransfer write(TheField());
-        EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0", "member 9"}, [&] {
+        EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0", "member 9"}, [&] {
             Write(write, drawer, {4, 9, 8}, {0}).CheckView();
         }));
     }
     {
         ORQSimTransfer write(TheField());
-        EXPECT_TRUE(Fails(Kind::Usage, {"dimension 1", "member 5"}, [&] {
+        EXPECT_TRUE(Fails(Failure::Usage, {"dimension 1", "member 5"}, [&] {
             Write(write, drawer, {4, 9}, {1, 5, 0}).SetAutoExtend().CheckView();
         }));
     }
     {
         ORQSimTransfer write(TheField());
-        EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0", "member 9"}, [&] {
+        EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0", "member 9"}, [&] {
             Write(write, drawer, {8, 9}, {1})
                 .SetDimExtension(NodeSet({8}).RegisterWithTempCollection())
                 .CheckView();
@@ -150,7 +150,7 @@ TEST_P(TransferTest, WritesThatTheDrawerCannotHoldAreRefusedByDimensionAndMember
         return make.DrawerID();
     }();
     ORQSimTransfer write(TheField());
-    EXPECT_TRUE(Fails(Kind::Usage, {"extendable"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"extendable"}, [&] {
         Write(write, fixed, {1, 2}, {1}).SetAutoExtend().CheckView();
     }));
     EXPECT_EQ(ORQSimDrawer(drawer).Space(), 3);
@@ -162,7 +162,7 @@ TEST_P(TransferTest, MembersThatDoNotExistCannotExtendADrawer) {
     for (const ORQSimCSetID& members : {NodeSet({8, 20}).RegisterWithTempCollection(),
                                         ComponentSet({5}).RegisterWithTempCollection()}) {
         ORQSimTransfer write(TheField());
-        EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0"}, [&] {
+        EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0"}, [&] {
             Write(write, drawer, {2}, {0, 1})
                 .SetDimExtension(members)
                 .SetBuffer(ORQSimbufMain, value, sizeof value)
@@ -183,12 +183,16 @@ TEST_P(TransferTest, DrawersThatCannotBeAreNotMade) {
             .SetDim(1, ComponentSet({1}))
             .ExecMake();
     };
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0", "chunk size 0"}, [&] { make({0, 1}, 0); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 1", "chunk size -3"}, [&] { make({1, -3}, 0); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"3 chunk sizes", "2 dimensions"}, [&] { make({1, 1, 1}, 0); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 2"}, [&] { make({1, 1}, 2); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0", "member 77"}, [&] { make({1, 1}, 0, {77}); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"chunked"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0", "chunk size 0"}, [&] { make({0, 1}, 0); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 1", "chunk size -3"}, [&] { make({1, -3}, 0); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"3 chunk sizes", "2 dimensions"}, [&] {
+        make({1, 1, 1}, 0);
+    }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 2"}, [&] { make({1, 1}, 2); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0", "member 77"}, [&] {
+        make({1, 1}, 0, {77});
+    }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"chunked"}, [&] {
         ORQSimTransfer(TheField())
             .SetMakeNewDrawer()
             .SetExtendableDim(0)
@@ -204,23 +208,24 @@ TEST_P(TransferTest, ForeignDrawersMissingAndShortBuffersAreRefused) {
     double cells[6] = {};
     ORQSimTransfer read(TheField());
     read.SetRead().SetDim(0, NodeSet({2, 3, 4})).SetDim(1, ComponentSet({0, 1}));
-    EXPECT_TRUE(Fails(Kind::Usage, {"buffer 0", "48 bytes", "missing"}, [&] { read.ExecRead(); }));
-    read.SetBuffer(ORQSimbufMain, cells, 47);
-    EXPECT_TRUE(Fails(Kind::Usage, {"47 bytes", "needs 48"}, [&] { read.ExecRead(); }));
-    read.SetBuffer(ORQSimbufMain, cells, 48).RelinquishBuffers();
-    EXPECT_TRUE(Fails(Kind::Usage, {"missing"}, [&] { read.ExecRead(); }));
     EXPECT_TRUE(
-        Fails(Kind::Usage, {"buffer 3"}, [&] { read.SetBuffer(3, static_cast<void*>(cells), 8); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"type 9"}, [&] { read.SetBufferType(9); }));
+        Fails(Failure::Usage, {"buffer 0", "48 bytes", "missing"}, [&] { read.ExecRead(); }));
+    read.SetBuffer(ORQSimbufMain, cells, 47);
+    EXPECT_TRUE(Fails(Failure::Usage, {"47 bytes", "needs 48"}, [&] { read.ExecRead(); }));
+    read.SetBuffer(ORQSimbufMain, cells, 48).RelinquishBuffers();
+    EXPECT_TRUE(Fails(Failure::Usage, {"missing"}, [&] { read.ExecRead(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"buffer 3"},
+                      [&] { read.SetBuffer(3, static_cast<void*>(cells), 8); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"type 9"}, [&] { read.SetBufferType(9); }));
 
     const ORQSimDrawerID foreign(drawer.ContextID(), drawer.MinorID(), drawer.TypeID(), 999);
     read.SetDrawer(foreign);
-    EXPECT_TRUE(Fails(Kind::Usage, {"drawer"}, [&] { read.CheckView(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"999"}, [&] { TheField().DrawerDescription(foreign); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"drawer"}, [&] { read.CheckView(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"999"}, [&] { TheField().DrawerDescription(foreign); }));
     ORQSimTransfer write(TheField());
-    EXPECT_TRUE(Fails(Kind::Usage, {"not set to write"}, [&] { read.ExecWrite(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"not set to read"}, [&] { write.ExecRead(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"drawer"}, [&] { Write(write, {}, {2}, {0}).CheckView(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"not set to write"}, [&] { read.ExecWrite(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"not set to read"}, [&] { write.ExecRead(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"drawer"}, [&] { Write(write, {}, {2}, {0}).CheckView(); }));
 }
 
 TEST_P(TransferTest, ReferencesToMembersThatDoNotExistAreRefusedByPlace) {
@@ -244,7 +249,7 @@ TEST_P(TransferTest, ReferencesToMembersThatDoNotExistAreRefusedByPlace) {
                 .ExecWrite();
         };
         for (const int wrong : {space, -2, INT_MIN, INT_MAX}) {
-            EXPECT_TRUE(Fails(Kind::Usage,
+            EXPECT_TRUE(Fails(Failure::Usage,
                               {"dimension 0 member 7, dimension 1 member 2",
                                "member " + std::to_string(wrong) + " of a collection of " +
                                    std::to_string(space)},
@@ -270,12 +275,12 @@ TEST_P(TransferTest, MoreThanTwoGigabytesAreToBeSplit) {
     read.SetRead().SetDim(0, RunOf(all, 0, INT_MAX)).SetDim(1, RunOf(all, 7, 1)).CheckView();
     EXPECT_EQ(read.RequiredBufferSize(), INT_MAX);
     read.SetDim(1, RunOf(all, 7, 2));
-    EXPECT_TRUE(Fails(Kind::Usage, {"4294967294 items", "2147483647 bytes", "split"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"4294967294 items", "2147483647 bytes", "split"},
                       [&] { read.CheckView(); }));
     read.SetDim(1, RunOf(all, 7, 1)).SetBufferType(ORQSimScalarInt);
-    EXPECT_TRUE(Fails(Kind::Usage, {"split"}, [&] { read.CheckView(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"split"}, [&] { read.CheckView(); }));
     read.SetDim(0, ORQSimCSet(all.ID())).SetDim(1, ORQSimCSet(all.ID()));
-    EXPECT_TRUE(Fails(Kind::Usage, {"split"}, [&] { read.CheckView(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"split"}, [&] { read.CheckView(); }));
 
     ORQSimTransfer sparse(field);
     sparse.SetWrite()
@@ -284,7 +289,7 @@ TEST_P(TransferTest, MoreThanTwoGigabytesAreToBeSplit) {
         .SetSparseNNonzero(INT_MAX)
         .SetDim(0, RunOf(all, 0, 5))
         .SetDim(1, RunOf(all, 0, INT_MAX));
-    EXPECT_TRUE(Fails(Kind::Usage, {"split"}, [&] { sparse.CheckView(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"split"}, [&] { sparse.CheckView(); }));
 }
 
 TEST_P(TransferTest, WithoutATransactionNothingIsWrittenButReadingWorks) {
@@ -293,8 +298,8 @@ TEST_P(TransferTest, WithoutATransactionNothingIsWrittenButReadingWorks) {
     const double value = 5;
     ORQSimTransfer write(TheField());
     Write(write, drawer, {2}, {0}).SetBuffer(ORQSimbufMain, &value, sizeof value);
-    EXPECT_TRUE(Fails(Kind::Usage, {"transaction"}, [&] { write.ExecWrite(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"transaction"}, [&] { Small(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"transaction"}, [&] { write.ExecWrite(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"transaction"}, [&] { Small(); }));
     EXPECT_EQ(Read(TheField(), NodeSet({1, 2}), ComponentSet({0, 2})),
               (Doubles{kUntouched, kUntouched, 0, kUntouched}));
 }
@@ -330,9 +335,10 @@ TEST_P(TransferTest, ValuesThatTheOtherTypeCannotHoldAreRefusedAndNamed) {
     for (const auto& item : refused) {
         // The drawer is made before its values move, so the level can only be undone.
         ORQSimTransaction level(Focus());
-        EXPECT_TRUE(Fails(Kind::Usage, {"cannot be held"}, [&] { write(item.first, item.second); }))
+        EXPECT_TRUE(
+            Fails(Failure::Usage, {"cannot be held"}, [&] { write(item.first, item.second); }))
             << item.first << ' ' << item.second;
-        EXPECT_TRUE(Fails(Kind::Refused, {"only be undone"}, [&] { level.Commit(); }));
+        EXPECT_TRUE(Fails(Failure::Refused, {"only be undone"}, [&] { level.Commit(); }));
     }
     const std::vector<std::pair<int, double>> held = {
         {ORQSimScalarInt, -2147483648.0}, {ORQSimScalarUint, 4294967295.0},
@@ -454,19 +460,19 @@ TEST_P(SparseTest, AnEmptyOneIsADrawerWithoutCells) {
 }
 
 TEST_P(SparseTest, BadMapsAndIndicesAreRefusedAndLeaveNothing) {
-    EXPECT_TRUE(Fails(Kind::Usage, {"row 1", "[2, 1)"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"row 1", "[2, 1)"}, [&] {
         Make({{1, 2, 3}, {0, 1, 2}, {0, 2, 1, 3}});
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"row 0", "[1, 1)"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"row 0", "[1, 1)"}, [&] {
         Make({{1, 2, 3}, {0, 1, 2}, {1, 1, 2, 3}});
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"ends at 2", "3 values"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"ends at 2", "3 values"}, [&] {
         Make({{1, 2, 3}, {0, 1, 2}, {0, 1, 2, 2}});
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"index 4", "value 1", "4 members"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"index 4", "value 1", "4 members"}, [&] {
         Make({{1, 2, 3}, {0, 4, 2}, {0, 1, 2, 3}});
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"index -1"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"index -1"}, [&] {
         Make({{1, 2, 3}, {0, 1, -1}, {0, 1, 2, 3}});
     }));
     EXPECT_EQ(TheField().NumDrawers(), 0);
@@ -475,7 +481,7 @@ TEST_P(SparseTest, BadMapsAndIndicesAreRefusedAndLeaveNothing) {
 TEST_P(SparseTest, OneCanNeitherBeChangedNorChunkedNorMadeWithoutItsCells) {
     Make(m_cells);
     ORQSimTransfer write(TheField());
-    EXPECT_TRUE(Fails(Kind::Usage, {"sparse"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"sparse"}, [&] {
         Write(write, TheField().DrawerIDArray().ConstGet(0), {5}, {3}).CheckView();
     }));
     ORQSimArray<int> chunks(2);
@@ -484,16 +490,16 @@ TEST_P(SparseTest, OneCanNeitherBeChangedNorChunkedNorMadeWithoutItsCells) {
     make.SetSerialization(ORQSimSerializationType().SetSparse())
         .SetDim(0, NodeSet({1}))
         .SetDim(1, ComponentSet({1}));
-    EXPECT_TRUE(Fails(Kind::Usage, {"sparse", "chunked"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"sparse", "chunked"},
                       [&] { make.SetMakeNewDrawerChunked(chunks).CheckView(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"sparse"}, [&] { make.SetMakeNewDrawer().ExecMake(); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"missing"}, [&] { make.SetWrite().ExecWrite(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"sparse"}, [&] { make.SetMakeNewDrawer().ExecMake(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"missing"}, [&] { make.SetWrite().ExecWrite(); }));
     EXPECT_EQ(TheField().NumDrawers(), 1);
     ORQSimTransfer dense(TheField());
-    EXPECT_TRUE(Fails(Kind::Usage, {"sparse"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"sparse"}, [&] {
         Write(dense, Small(), {2, 3}, {0, 1})
             .SetSerialization(ORQSimSerializationType().SetSparse())
             .ExecWrite();
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"sparse read"}, [&] { ReadSparse({5}, {1}); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"sparse read"}, [&] { ReadSparse({5}, {1}); }));
 }

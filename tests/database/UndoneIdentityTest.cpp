@@ -150,8 +150,9 @@ TEST_P(UndoneIdentityTest, WritingThroughThemOrToThemIsRefusedByName) {
     for (const Undone& made : undone) {
         for (const Write& write : Writes()) {
             ORQSimTransaction transaction(Focus());
-            EXPECT_TRUE(Fails(Kind::Usage, {write.named, "was undone"}, [&] { write.write(made); }))
-                << write.name;
+            EXPECT_TRUE(Fails(Failure::Usage, {write.named, "was undone"}, [&] {
+                write.write(made);
+            })) << write.name;
         }
     }
     EXPECT_EQ(Database().Verify(), Texts());
@@ -166,7 +167,7 @@ TEST_P(UndoneIdentityTest, NothingOfThemIsKeptByACommitThatGoesOn) {
     // As a host would that does not look at the failure of one call.
     InTransaction(Database(), [&] {
         for (const Write& write : Writes()) {
-            EXPECT_TRUE(Fails(Kind::Usage, {}, [&] { write.write(undone); })) << write.name;
+            EXPECT_TRUE(Fails(Failure::Usage, {}, [&] { write.write(undone); })) << write.name;
         }
         EXPECT_GT(Focus().CreateDataRecord(Slot(9)).ID().MinorID(), undone.record.ID().MinorID());
     });
@@ -194,7 +195,7 @@ TEST_P(UndoneIdentityTest, ReadingThroughThemAnswersNothing) {
     EXPECT_EQ(ORQSimDistribution(undone.distribution).NumDimensions(), 0);
     EXPECT_EQ(Field(Database()).DrawerDescription(undone.drawer).NumDimensions(), 0);
     EXPECT_EQ(Nodes(Database()).MemberIndex(undone.record), -1);
-    EXPECT_TRUE(Fails(Kind::Usage, {"was undone"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"was undone"},
                       [&] { ORQSimTransfer(undone.distribution).SetRead().CheckView(); }));
     // Those that were committed afterwards are read, also where their numbers lie between.
     Undone kept;

@@ -34,7 +34,7 @@
 using Ints = std::vector<int>;
 using Doubles = std::vector<double>;
 using Texts = std::vector<std::string>;
-using Kind = ORQBasFailureKind;
+using Failure = ORQBasFailureKind;
 using Mode = ORQSimDatabase::Mode;
 
 // By how much to multiply what a test tries that could go on for ever: the environment variable
@@ -65,7 +65,7 @@ class Folder {
 
 // Whether an action fails in the given way, with a text that says all of `parts`.
 template <class Action>
-testing::AssertionResult Fails(Kind kind, std::initializer_list<std::string> parts,
+testing::AssertionResult Fails(Failure kind, std::initializer_list<std::string> parts,
                                Action&& action) {
     try {
         action();

@@ -233,21 +233,21 @@ TEST_P(FieldPointsTest, PointsAndLayersAreGivenJustWhereTheFieldHasThem) {
         {plain, {0, 2, 0, 0, 4}, {"has no point"}},
     };
     for (const auto& one : refused) {
-        EXPECT_TRUE(Fails(::Kind::Usage, one.texts,
+        EXPECT_TRUE(Fails(Failure::Usage, one.texts,
                           [&] { one.field.WriteView(time, View(one.of), values.data()); }));
         Doubles read(1000);
-        EXPECT_TRUE(Fails(::Kind::Usage, one.texts,
+        EXPECT_TRUE(Fails(Failure::Usage, one.texts,
                           [&] { one.field.ReadView(0, View(one.of), read.data()); }));
         EXPECT_TRUE(one.field.GetBlocks().empty());
     }
-    EXPECT_TRUE(Fails(::Kind::Usage, {"number -1"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"number -1"}, [&] {
         ORQObjFieldView view = View({0, 2, 0, 0, 4});
         view.points = {-1, 2};
         points.WriteView(time, view, values.data());
     }));
     // A point above all that any field has.
     Write(points, time, 0, {0, 2, 0, 0, 4}, 8);
-    EXPECT_TRUE(Fails(::Kind::Usage, {"member 4"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"member 4"}, [&] {
         Read(points, 0, View({0, 2, 0, 0, 5}));
     }));
 }
@@ -264,11 +264,11 @@ TEST_P(FieldPointsTest, OnlyElementsHavePointsAndLayers) {
     const ORQSimPosition nodes = ORQObjMesh(Document().GetMesh()).GetNodeCollection();
     for (const int gridType :
          {Field_IntegrationPoint, Field_ElementNodal, Field_ElementFace, Field_WholeElementFace}) {
-        EXPECT_TRUE(Fails(::Kind::Usage, {"field \"S\" of step \"Load\"", NameOf(gridType)},
+        EXPECT_TRUE(Fails(Failure::Usage, {"field \"S\" of step \"Load\"", NameOf(gridType)},
                           [&] { add(gridType, false, nodes); }));
     }
-    EXPECT_TRUE(Fails(::Kind::Usage, {"layers"}, [&] { add(Field_Nodal, true, nodes); }));
-    EXPECT_TRUE(Fails(::Kind::Usage, {"layers"}, [&] { add(Field_WholeModel, true, {}); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"layers"}, [&] { add(Field_Nodal, true, nodes); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"layers"}, [&] { add(Field_WholeModel, true, {}); }));
     EXPECT_EQ(ORQObjStep(step).GetFieldResults().size(), 0U);
 }
 
@@ -319,11 +319,11 @@ TEST_P(FieldPointsTest, AReadOfOneLayerTouchesThatLayerOfThatTimeOnly) {
     wanted.members = RunOf(ORQSimCollection(Elements().GetCollection()), 0, kMany);
     EXPECT_EQ(Read(Stored(), 1, wanted), Values(1, wanted));
     wanted.layers = {0, 0};
-    EXPECT_TRUE(Fails(::Kind::Damaged, {}, [&] { Read(Stored(), 1, wanted); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {}, [&] { Read(Stored(), 1, wanted); }));
     wanted.layers = {2, 2};
-    EXPECT_TRUE(Fails(::Kind::Damaged, {}, [&] { Read(Stored(), 0, wanted); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {}, [&] { Read(Stored(), 0, wanted); }));
     // All of the time: the damage is found in the midst of its row.
     wanted.layers = {2, kLayers - 1};
-    EXPECT_TRUE(Fails(::Kind::Damaged, {}, [&] { Read(Stored(), 1, wanted); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {}, [&] { Read(Stored(), 1, wanted); }));
     m_store.Close();
 }

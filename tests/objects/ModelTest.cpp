@@ -103,12 +103,12 @@ TEST_P(ModelTest, ImpossibleRequestsAreRefused) {
     const ORQObjModelBuilder builder = Builder();
     EXPECT_EQ(Members(ORQSimCSet(builder.SpatialDirections(2))), (Ints{1, 2}));
     EXPECT_EQ(Members(ORQSimCSet(builder.SpatialDirections(3))), (Ints{1, 2, 3}));
-    EXPECT_TRUE(Fails(Kind::Usage, {"not 1"}, [&] { builder.SpatialDirections(1); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"-1 members"}, [&] { builder.AddNodes(-1); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"not 1"}, [&] { builder.SpatialDirections(1); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"-1 members"}, [&] { builder.AddNodes(-1); }));
     builder.AddNodes(7);
-    EXPECT_TRUE(Fails(Kind::Usage, {"to 7"}, [&] { builder.AddNodes(INT_MAX - 6); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"to 7"}, [&] { builder.AddNodes(INT_MAX - 6); }));
     m_transaction.reset();
-    EXPECT_TRUE(Fails(Kind::Usage, {"transaction"}, [&] { Builder(); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"transaction"}, [&] { Builder(); }));
 }
 
 TEST_P(ModelTest, SetsOfTheWrongCollectionAreRefusedBeforeAnythingIsMade) {
@@ -128,8 +128,8 @@ TEST_P(ModelTest, SetsOfTheWrongCollectionAreRefusedBeforeAnythingIsMade) {
     const int labels[] = {9, 5, 7, 3};
     const auto refuses = [&](const ORQSimCSetID& set, std::initializer_list<std::string> parts) {
         const auto expect = [&](const char* what, const std::function<void()>& call) {
-            EXPECT_TRUE(Fails(Kind::Usage, {set == undone ? "set " : what}, call));
-            EXPECT_TRUE(Fails(Kind::Usage, parts, call)) << what;
+            EXPECT_TRUE(Fails(Failure::Usage, {set == undone ? "set " : what}, call));
+            EXPECT_TRUE(Fails(Failure::Usage, parts, call)) << what;
         };
         expect("element set \"E\"", [&] { builder.AddElementSet("E", 1, set); });
         expect("block \"E\"", [&] { builder.AddBlock("E", 1, "S4", "S4", set); });
@@ -144,12 +144,12 @@ TEST_P(ModelTest, SetsOfTheWrongCollectionAreRefusedBeforeAnythingIsMade) {
     refuses(beyond, {"member 2", "2 members"});
     refuses(undone, {"undone"});
     refuses({}, {"null"});
-    EXPECT_TRUE(Fails(Kind::Usage, {"node set \"N\"", "ElementCollection"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"node set \"N\"", "ElementCollection"},
                       [&] { builder.AddNodeSet("N", 1, elements); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"assignment 0", "no element spec"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"assignment 0", "no element spec"}, [&] {
         builder.AssignElementSpecs({{part, elements}});
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"surface \"E\", face -1"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"surface \"E\", face -1"}, [&] {
         builder.AddSurface("E", 1, {{-1, elements}});
     }));
     builder.AddElementSet("E", 1, elements);
@@ -227,20 +227,20 @@ TEST_P(ModelTest, LabelsGoWithTheMembersInTheOrderOfTheirSet) {
 }
 
 TEST_P(ModelTest, BadLabelsAreRefusedByMemberOrLabelAndWriteNothing) {
-    EXPECT_TRUE(Fails(Kind::Usage, {"member 1", "\"A\"", "label 0"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"member 1", "\"A\"", "label 0"}, [&] {
         AddLabelled("A", {4, 0, 5});
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"label -7"}, [&] { AddLabelled("A", {4, -7, 5}); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"label 4", "\"A\"", "6 and 8"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"label -7"}, [&] { AddLabelled("A", {4, -7, 5}); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"label 4", "\"A\"", "6 and 8"}, [&] {
         AddLabelled("A", {4, 9, 4});
     }));
     EXPECT_FALSE(Labels().IsInstanceValid("A"));
     EXPECT_TRUE(ORQObjMesh(Builder().Mesh()).GetUserNodes().IsNull());
     AddLabelled("A", {4, 9, 5});
-    EXPECT_TRUE(Fails(Kind::Usage, {"\"A\"", "has labels already"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"\"A\"", "has labels already"}, [&] {
         AddLabelled("A", {14, 19, 15});
     }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"instance"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"instance"}, [&] {
         const int label = 1;
         Builder().SetLabels(kNode, Focus(), Builder().AddNodes(1), &label);
     }));

@@ -130,11 +130,11 @@ TEST_P(StepTest, FieldsOfTheWholeModelHaveNoMembers) {
 TEST_P(StepTest, NamesOfStepsAreUnique) {
     const ORQObjStepBuilder builder(Document());
     builder.AddStep("Step-1", ORQSimSchema::Step_General);
-    EXPECT_TRUE(Fails(Kind::Usage, {"Step-1"},
+    EXPECT_TRUE(Fails(Failure::Usage, {"Step-1"},
                       [&] { builder.AddStep("Step-1", ORQSimSchema::Step_General); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"step \"\""},
+    EXPECT_TRUE(Fails(Failure::Usage, {"step \"\""},
                       [&] { builder.AddStep("", ORQSimSchema::Step_General); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"field \"U\" of step \"Step-1\""}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"field \"U\" of step \"Step-1\""}, [&] {
         builder.AddFieldResult(Step("Step-1").Position(),
                                {"U", builder.UserFieldType("U"), 1, Nodes(), {}});
     }));
@@ -148,10 +148,10 @@ TEST_P(StepTest, FieldsThatCannotBeAreRefusedByNameAndMakeNothing) {
     const auto add = [&](const ORQSimPosition& fieldType, int gridType) {
         builder.AddFieldResult(step, {"S", fieldType, gridType, Nodes(), {{1, "s11"}}});
     };
-    EXPECT_TRUE(Fails(::Kind::Usage,
+    EXPECT_TRUE(Fails(Failure::Usage,
                       {"field \"S\" of step \"Load\"", "Step_General is no field type"},
                       [&] { add(step, Field_Nodal); }));
-    EXPECT_TRUE(Fails(::Kind::Usage, {"no field type"}, [&] { add({}, Field_Nodal); }));
-    EXPECT_TRUE(Fails(::Kind::Usage, {"Region is no grid type"}, [&] { add(type, Region); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"no field type"}, [&] { add({}, Field_Nodal); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"Region is no grid type"}, [&] { add(type, Region); }));
     EXPECT_EQ(step.GetSet(Task_fieldResults).Size(), 0);
 }

@@ -79,7 +79,7 @@ class ContradictingRows : public testing::Test {
             }
             return told;
         } catch (const ORQBasFailure& failure) {
-            EXPECT_TRUE(failure.Kind() == Kind::Damaged) << failure.Text();
+            EXPECT_TRUE(failure.Kind() == Failure::Damaged) << failure.Text();
             EXPECT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
             return failure.Text();
         }
@@ -91,7 +91,7 @@ class ContradictingRows : public testing::Test {
             ORQSimDatabase::Recover(m_path, m_new);
             EXPECT_EQ(ORQSimDatabase::Open(m_new, Mode::ReadWrite).Verify(), Texts());
         } catch (const ORQBasFailure& failure) {
-            EXPECT_TRUE(failure.Kind() == Kind::Damaged) << failure.Text();
+            EXPECT_TRUE(failure.Kind() == Failure::Damaged) << failure.Text();
             EXPECT_FALSE(std::filesystem::exists(m_new));
         }
     }
@@ -211,7 +211,7 @@ TEST_F(ContradictingRows, AWriterRefusesThemToo) {
          {"CREATE TRIGGER taken AFTER UPDATE ON state BEGIN DELETE FROM object; END",
           "CREATE TRIGGER taken AFTER INSERT ON state BEGIN DELETE FROM object; END"}) {
         Change(change);
-        EXPECT_TRUE(Fails(Kind::Damaged, {m_path, "trigger taken"},
+        EXPECT_TRUE(Fails(Failure::Damaged, {m_path, "trigger taken"},
                           [&] { ORQSimDatabase::Open(m_path, Mode::ReadWrite); }));
         Restore();
     }
@@ -234,11 +234,11 @@ TEST_F(ContradictingRows, AWriterLosesNothingToPlacesThatOverlapOrLieBehindTheEn
         { const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite); }
         {
             const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
-            EXPECT_TRUE(Fails(Kind::Damaged, {"bulk.bin"}, [&] { write(writer); }));
+            EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin"}, [&] { write(writer); }));
             try {
                 InTransaction(writer, [&] { writer.Focus().SetName(Slot(21), "no bulk data"); });
             } catch (const ORQBasFailure& failure) {
-                EXPECT_EQ(failure.Kind(), Kind::Damaged) << failure.Text();
+                EXPECT_EQ(failure.Kind(), Failure::Damaged) << failure.Text();
             }
         }
         EXPECT_TRUE(ReadBytes(m_path + "/bulk.bin") == m_bulk);

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int kNodes = 2000;
+constexpr int kCopiedNodes = 2000;
 constexpr int kNames = 1200;
 
 // The same number in a record and in names on many pages.
@@ -32,8 +32,8 @@ void WriteNames(const ORQSimDatabase& database, int value) {
 // The same in another record and in all of the field.
 void WriteField(const ORQSimDatabase& database, int value) {
     InTransaction(database, [&] {
-        Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
-               Filled(kNodes, value));
+        Append(database, RunOf(Nodes(database), 0, kCopiedNodes), RunOf(Components(database), 0, 1),
+               Filled(kCopiedNodes, value));
         database.Focus().DataRecord().SetInt(1, value);
     });
 }
@@ -41,7 +41,7 @@ void WriteField(const ORQSimDatabase& database, int value) {
 bool IsOneState(const ORQSimDatabase& database) {
     const int value = database.Focus().DataRecord().GetInt(0);
     bool isOne =
-        FirstComponent(database) == Filled(kNodes, database.Focus().DataRecord().GetInt(1));
+        FirstComponent(database) == Filled(kCopiedNodes, database.Focus().DataRecord().GetInt(1));
     for (int slot = 100; slot < 100 + kNames; ++slot) {
         isOne = isOne && database.Focus().Name(Slot(slot)).UTF8() ==
                              std::string(60, 'n') + std::to_string(10'000'000 + value);
@@ -53,7 +53,7 @@ class CopyTest : public testing::Test {
   protected:
     CopyTest() {
         const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
-        MakeModel(database, kNodes);
+        MakeModel(database, kCopiedNodes);
         WriteNames(database, 1);
         WriteField(database, 1);
     }
@@ -120,7 +120,7 @@ class CopyTest : public testing::Test {
                    : database.Verify().empty() ? Outcome::Right
                                                : Outcome::Refused;
         } catch (const ORQBasFailure& failure) {
-            EXPECT_TRUE(failure.Kind() == Kind::Damaged) << failure.Text();
+            EXPECT_TRUE(failure.Kind() == Failure::Damaged) << failure.Text();
             return Outcome::Refused;
         }
     }
@@ -223,7 +223,7 @@ TEST_F(CopyTest, FilesOfDifferentTimesAreRefusedUnlessTheyGoTogether) {
         const auto open = [&] { return valueOf(m_copy); };
         copyOf(times[tried.main].at(main), logOf(tried.log));
         if (tried.value == kRefused) {
-            EXPECT_TRUE(Fails(Kind::Damaged, {"catalogue.sqlite: ", "orqmodel copy"}, open))
+            EXPECT_TRUE(Fails(Failure::Damaged, {"catalogue.sqlite: ", "orqmodel copy"}, open))
                 << tried.main << " with the log of " << tried.log;
         } else {
             EXPECT_EQ(open(), tried.value) << tried.main << " with the log of " << tried.log;
@@ -235,7 +235,7 @@ TEST_F(CopyTest, FilesOfDifferentTimesAreRefusedUnlessTheyGoTogether) {
         times[First].at(main).substr(0, 30 * 2048) + times[Folded].at(main).substr(30 * 2048);
     const auto open = [&] { valueOf(m_copy); };
     copyOf(mixed, "");
-    EXPECT_TRUE(Fails(Kind::Damaged, {"orqmodel copy"}, open));
+    EXPECT_TRUE(Fails(Failure::Damaged, {"orqmodel copy"}, open));
     copyOf(mixed, times[Folded].at(log));
     EXPECT_EQ(valueOf(m_copy), values[Folded]);
 

@@ -40,7 +40,7 @@ class DamagedCopiesTest : public testing::Test {
             EXPECT_TRUE(ContentsOf(m_path) == m_contents) << "wrong contents in silence";
             return false;
         } catch (const ORQBasFailure& failure) {
-            EXPECT_TRUE(failure.Kind() == Kind::Damaged || failure.Kind() == Kind::Foreign)
+            EXPECT_TRUE(failure.Kind() == Failure::Damaged || failure.Kind() == Failure::Foreign)
                 << failure.Text();
             EXPECT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
             return true;
@@ -399,7 +399,7 @@ TEST_F(RecoverTest, FilesThatAreCutMissingOrDamagedInManyPlaces) {
             Recover();
             EXPECT_FALSE(m_recovery.damage.empty());
         } catch (const ORQBasFailure& failure) {
-            EXPECT_EQ(failure.Kind(), Kind::Damaged) << failure.Text();
+            EXPECT_EQ(failure.Kind(), Failure::Damaged) << failure.Text();
             EXPECT_FALSE(std::filesystem::exists(m_new));
         }
         PutBack("catalogue.sqlite");
@@ -442,26 +442,26 @@ TEST_F(RecoverTest, ALogIsReadWhereItBelongsAndIsWhole) {
 }
 
 TEST_F(RecoverTest, WhatIsNoDamagedDatabaseIsRefused) {
-    const auto refuses = [&](Kind kind, std::initializer_list<std::string> parts) {
+    const auto refuses = [&](Failure kind, std::initializer_list<std::string> parts) {
         const auto refused = Fails(kind, parts, [&] { ORQSimDatabase::Recover(m_path, m_new); });
         EXPECT_FALSE(std::filesystem::exists(m_new));
         return refused;
     };
     {
         const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
-        EXPECT_TRUE(refuses(Kind::Busy, {m_path, std::to_string(getpid())}));
+        EXPECT_TRUE(refuses(Failure::Busy, {m_path, std::to_string(getpid())}));
     }
     const std::string other = m_folder / "other.orq";
     MakeModel(ORQSimDatabase::Create(other), 3);
     WriteBytes(m_path + "/bulk.bin", ReadBytes(other + "/bulk.bin"));
-    EXPECT_TRUE(refuses(Kind::Foreign, {"bulk.bin", "another database"}));
+    EXPECT_TRUE(refuses(Failure::Foreign, {"bulk.bin", "another database"}));
     PutBack("bulk.bin");
     WriteBytes(m_path + "/catalogue.sqlite", std::string(20'000, 'x'));
-    EXPECT_TRUE(refuses(Kind::Damaged, {m_path, "nothing can be read"}));
+    EXPECT_TRUE(refuses(Failure::Damaged, {m_path, "nothing can be read"}));
     std::filesystem::remove(m_path + "/catalogue.sqlite");
-    EXPECT_TRUE(refuses(Kind::Damaged, {m_path, "catalogue.sqlite is missing"}));
+    EXPECT_TRUE(refuses(Failure::Damaged, {m_path, "catalogue.sqlite is missing"}));
     std::filesystem::remove_all(m_path);
-    EXPECT_TRUE(refuses(Kind::Io, {m_path, "does not exist"}));
-    EXPECT_TRUE(Fails(Kind::Usage, {other, "exists already"},
+    EXPECT_TRUE(refuses(Failure::Io, {m_path, "does not exist"}));
+    EXPECT_TRUE(Fails(Failure::Usage, {other, "exists already"},
                       [&] { ORQSimDatabase::Recover(m_path, other); }));
 }

@@ -23,7 +23,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Kind = DiskCall::Kind;
+using CallKind = DiskCall::Kind;
 
 DiskWatch* g_watch = nullptr;
 
@@ -53,7 +53,7 @@ bool Fails(DiskCall call) {
 ssize_t Write(int file, const void* bytes, std::size_t size, off_t offset) {
     if (const auto name = WatchedFile(file)) {
         size = g_watch->ShortensNext() ? (size + 1) / 2 : size;
-        if (Fails({Kind::Write, *name, offset, {static_cast<const char*>(bytes), size}})) {
+        if (Fails({CallKind::Write, *name, offset, {static_cast<const char*>(bytes), size}})) {
             return -1;
         }
     }
@@ -62,7 +62,7 @@ ssize_t Write(int file, const void* bytes, std::size_t size, off_t offset) {
 
 int Truncate(int file, off_t size) {
     const auto name = WatchedFile(file);
-    return name && Fails({Kind::Truncate, *name, size, {}})
+    return name && Fails({CallKind::Truncate, *name, size, {}})
                ? -1
                : static_cast<int>(syscall(SYS_ftruncate, file, size));
 }
@@ -70,7 +70,7 @@ int Truncate(int file, off_t size) {
 // What was written is in the system's memory, which no test here outlives: nobody waits for a disk.
 int Sync(int file) {
     const auto name = WatchedFile(file);
-    return name && Fails({Kind::Sync, *name, 0, {}}) ? -1 : 0;
+    return name && Fails({CallKind::Sync, *name, 0, {}}) ? -1 : 0;
 }
 
 void* Map(void* at, std::size_t size, int protection, int flags, int file, off_t offset) {
@@ -80,7 +80,7 @@ void* Map(void* at, std::size_t size, int protection, int flags, int file, off_t
         errno = ENODEV;
         return MAP_FAILED;
     }
-    if (const auto name = WatchedFile(file); name && Fails({Kind::Map, *name, offset, {}})) {
+    if (const auto name = WatchedFile(file); name && Fails({CallKind::Map, *name, offset, {}})) {
         return MAP_FAILED;
     }
     return reinterpret_cast<void*>(syscall(SYS_mmap, at, size, protection, flags, file, offset));
@@ -194,7 +194,7 @@ void* mmap64(void* at, std::size_t size, int protection, int flags, int file,
 }
 int unlink(const char* path) noexcept {
     const bool fails = g_watch != nullptr && g_watch->Watches(path) &&
-                       Fails({Kind::Remove, g_watch->Relative(path), 0, {}});
+                       Fails({CallKind::Remove, g_watch->Relative(path), 0, {}});
     return fails ? -1 : static_cast<int>(syscall(SYS_unlink, path));
 }
 int statfs(const char* path, struct statfs* status) noexcept {
@@ -207,7 +207,7 @@ int statfs(const char* path, struct statfs* status) noexcept {
 int renameat2(int fromFolder, const char* from, int toFolder, const char* to,
               unsigned flags) noexcept {
     const bool fails = g_watch != nullptr && g_watch->Watches(from) &&
-                       Fails({Kind::Rename, g_watch->Relative(from), 0, g_watch->Relative(to)});
+                       Fails({CallKind::Rename, g_watch->Relative(from), 0, g_watch->Relative(to)});
     return fails ? -1
                  : static_cast<int>(syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
 }
@@ -301,7 +301,7 @@ ReplayedDisk::ReplayedDisk(const Files& files) {
 
 void ReplayedDisk::Carry(const DiskCall& call) {
     switch (call.kind) {
-        case Kind::Sync:
+        case CallKind::Sync:
             KeepNames(call.file);
             if (const auto file = m_files.find(call.file); file != m_files.end()) {
                 std::mt19937 unused;
@@ -309,7 +309,7 @@ void ReplayedDisk::Carry(const DiskCall& call) {
                 file->second = {true, std::move(now[call.file]), {}};
             }
             break;
-        case Kind::Rename: {
+        case CallKind::Rename: {
             std::map<std::string, File> moved;
             for (auto& [name, file] : m_files) {
                 const bool moves = name.starts_with(call.file + "/");
@@ -320,7 +320,7 @@ void ReplayedDisk::Carry(const DiskCall& call) {
             m_renamedTo = call.bytes;
             break;
         }
-        case Kind::Map:
+        case CallKind::Map:
             break;
         default:
             m_files[call.file].waiting.push_back(call);
@@ -332,7 +332,7 @@ void ReplayedDisk::KeepNames(const std::string& folder) {
         m_renamedTo.clear();
     }
     for (auto& [name, file] : m_files) {
-        const auto isRemoval = [](const DiskCall& call) { return call.kind == Kind::Remove; };
+        const auto isRemoval = [](const DiskCall& call) { return call.kind == CallKind::Remove; };
         const auto last = std::find_if(file.waiting.rbegin(), file.waiting.rend(), isRemoval);
         if (fs::path(name).parent_path() == folder && last != file.waiting.rend()) {
             file.waiting.erase(file.waiting.begin(), last.base());
@@ -350,20 +350,20 @@ Files ReplayedDisk::After(Loss loss, std::mt19937& random) const {
         std::string bytes = file.durable;
         const auto waiting = loss == Loss::All ? std::span<const DiskCall>() : file.waiting;
         for (const DiskCall& change : waiting) {
-            if (change.kind == Kind::Write && loss == Loss::SomeSectors) {
+            if (change.kind == CallKind::Write && loss == Loss::SomeSectors) {
                 PutSomeSectors(bytes, change, random);
                 exists = true;
             } else if (loss != Loss::None && random() % 2 == 0) {
-                if (change.kind == Kind::Remove) {
+                if (change.kind == CallKind::Remove) {
                     break;  // what comes later went to another file of that name
                 }
-            } else if (change.kind == Kind::Write) {
+            } else if (change.kind == CallKind::Write) {
                 Put(bytes, change.offset, change.bytes);
                 exists = true;
             } else {
-                bytes.resize(change.kind == Kind::Remove ? 0
-                                                         : static_cast<std::size_t>(change.offset));
-                exists = change.kind != Kind::Remove;
+                bytes.resize(
+                    change.kind == CallKind::Remove ? 0 : static_cast<std::size_t>(change.offset));
+                exists = change.kind != CallKind::Remove;
             }
         }
         if (exists) {

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr int kNodes = 2000;
+constexpr int kFieldNodes = 2000;
 
 // What fails, and how often.
 struct Fault {
@@ -86,7 +86,7 @@ class FaultTest : public testing::Test {
   protected:
     FaultTest() {
         const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
-        MakeModel(database, kNodes);
+        MakeModel(database, kFieldNodes);
         InTransaction(database, [&] {
             Overwrite(database, 0, m_values);
             const ORQSimPosition focus = database.Focus();
@@ -119,7 +119,7 @@ class FaultTest : public testing::Test {
 
     Folder m_folder;
     const std::string m_path = m_folder / "model.orq";
-    Doubles m_values = Numbers(kNodes, 1);
+    Doubles m_values = Numbers(kFieldNodes, 1);
 };
 
 }  // namespace
@@ -150,7 +150,7 @@ TEST_F(FaultTest, AReadThatFailsIsReadAgainAndWrittenBesideWithoutHarm) {
                       }),
                       "");
             std::ranges::copy(written, m_values.begin() + first);
-            first = (first + 70) % (kNodes - 130);
+            first = (first + 70) % (kFieldNodes - 130);
             const ORQSimDatabase other = Open(Mode::ReadOnly);
             EXPECT_EQ(other.Verify(), Texts());
             EXPECT_TRUE(FirstComponent(other) == m_values) << "neighbours lost after: " << failure;
@@ -193,7 +193,7 @@ TEST_F(FaultTest, ARefreshThatFailsLeavesOneStateAndTheNextOneMovesOn) {
             const std::int64_t generation = reader.Generation();
             for (int i = 0; i < 3; ++i) {  // so that space of the old state is free
                 InTransaction(writer, [&] {
-                    Overwrite(writer, 0, Numbers(kNodes, value += 1e4));
+                    Overwrite(writer, 0, Numbers(kFieldNodes, value += 1e4));
                     writer.Focus().GetMap(Slot(10)).Remove("record 7");
                     writer.Focus().GetMap(Slot(10)).Insert("record 7", At(writer, 1));
                 });
@@ -287,7 +287,7 @@ TEST_F(FaultTest, ADiskThatFailsIsNamedAndNotTakenForDamage) {
                 Everything(Open(Mode::ReadOnly));
             } catch (const ORQBasFailure& failure) {
                 ++nFailures;
-                EXPECT_EQ(failure.Kind(), Kind::Io) << first << ": " << failure.Text();
+                EXPECT_EQ(failure.Kind(), Failure::Io) << first << ": " << failure.Text();
                 EXPECT_NE(failure.Text().find("Input/output error"), std::string::npos)
                     << first << ": " << failure.Text();
             }
@@ -302,7 +302,7 @@ TEST_F(FaultTest, AQuestionForTheWriterThatFailsIsAnError) {
     const ORQSimDatabase reader = Open(Mode::ReadOnly);
     {
         const Failing failing(m_folder / ".", kFaults[0], 0);
-        EXPECT_TRUE(Fails(Kind::Io, {"ask who holds the lock", "Input/output error"},
+        EXPECT_TRUE(Fails(Failure::Io, {"ask who holds the lock", "Input/output error"},
                           [&] { reader.Writer(); }));
     }
     EXPECT_NE(reader.Writer(), "");

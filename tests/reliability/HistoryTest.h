@@ -83,7 +83,7 @@ class HistoryTest : public testing::Test {
         try {
             ORQSimTransaction transaction(database.ContextID());
         } catch (const ORQBasFailure& failure) {
-            EXPECT_EQ(failure.Kind(), Kind::Refused) << failure.Text();
+            EXPECT_EQ(failure.Kind(), Failure::Refused) << failure.Text();
             return true;
         }
         EXPECT_TRUE(contents == m_states[done].contents) << contents.substr(0, 300);

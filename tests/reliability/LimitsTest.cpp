@@ -75,7 +75,7 @@ TEST_F(LimitsTest, TooManyOpenFilesAreAnErrorAndNoHarm) {
                 database = Open();
                 Fill(*database, 1000, more);
             } catch (const ORQBasFailure& failure) {
-                EXPECT_EQ(failure.Kind(), Kind::Io) << failure.Text();
+                EXPECT_EQ(failure.Kind(), Failure::Io) << failure.Text();
                 EXPECT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
                 EXPECT_NE(failure.Text().find("Too many open files"), std::string::npos)
                     << failure.Text();
@@ -99,7 +99,7 @@ TEST_F(LimitsTest, AFileThatMayNotGrowUndoesTheTransaction) {
         SCOPED_TRACE(size);
         {
             const Limit sizes(RLIMIT_FSIZE, size);
-            EXPECT_TRUE(Fails(Kind::Io, {m_path}, [&] { Fill(database, 50'000, 7); }));
+            EXPECT_TRUE(Fails(Failure::Io, {m_path}, [&] { Fill(database, 50'000, 7); }));
             EXPECT_EQ(Value(database), 1);
         }
         EXPECT_EQ(database.Verify(), Texts());
@@ -121,7 +121,7 @@ TEST_F(LimitsTest, AFileThatMayNotBeWrittenIsNamedWhenItIsOpenedForWriting) {
         // Nothing is forbidden to the superuser.
         const bool isRoot = geteuid() == 0;
         ASSERT_TRUE(!isRoot || seteuid(65534) == 0);
-        EXPECT_TRUE(Fails(Kind::Io, {m_path, file, "Permission denied"}, [&] { Open(); }));
+        EXPECT_TRUE(Fails(Failure::Io, {m_path, file, "Permission denied"}, [&] { Open(); }));
         EXPECT_EQ(Value(Open(Mode::ReadOnly)), 1);
         ASSERT_TRUE(!isRoot || seteuid(0) == 0);
     }
@@ -131,10 +131,10 @@ TEST_F(LimitsTest, AFileSystemWithoutSharedMemoryIsNamedAsTheReason) {
     const std::string other = m_folder / "other.orq";
     const DiskWatch watch(m_folder / ".", DiskWatch::Kind::WithoutSharedMemory);
     for (const Mode mode : {Mode::ReadOnly, Mode::ReadWrite}) {
-        EXPECT_TRUE(Fails(Kind::Io, {m_path, "shared memory"}, [&] { Open(mode); }));
+        EXPECT_TRUE(Fails(Failure::Io, {m_path, "shared memory"}, [&] { Open(mode); }));
     }
     EXPECT_TRUE(
-        Fails(Kind::Io, {"other.orq", "shared memory"}, [&] { ORQSimDatabase::Create(other); }));
+        Fails(Failure::Io, {"other.orq", "shared memory"}, [&] { ORQSimDatabase::Create(other); }));
     EXPECT_FALSE(std::filesystem::exists(other));
 }
 
@@ -145,15 +145,15 @@ TEST_F(LimitsTest, OnANetworkFileSystemNobodyReadsWhileSomebodyWrites) {
     {
         const ORQSimDatabase reader = Open(Mode::ReadOnly);
         EXPECT_EQ(Value(Open(Mode::ReadOnly)), 1);
-        EXPECT_TRUE(Fails(Kind::Busy, {m_path, "is being read"}, [&] { Open(); }));
+        EXPECT_TRUE(Fails(Failure::Busy, {m_path, "is being read"}, [&] { Open(); }));
     }
     {
         const ORQSimDatabase writer = Open();
         Fill(writer, 1000, 2);
         Fill(writer, 1000, 3);
         EXPECT_LT(writer.Sizes().bulk, 40'000);
-        EXPECT_TRUE(Fails(Kind::Busy, {m_path, self}, [&] { Open(Mode::ReadOnly); }));
-        EXPECT_TRUE(Fails(Kind::Busy, {m_path, self}, [&] { Open(); }));
+        EXPECT_TRUE(Fails(Failure::Busy, {m_path, self}, [&] { Open(Mode::ReadOnly); }));
+        EXPECT_TRUE(Fails(Failure::Busy, {m_path, self}, [&] { Open(); }));
     }
     EXPECT_EQ(Value(Open(Mode::ReadOnly)), 3);
 }
@@ -199,8 +199,8 @@ TEST_F(LimitsTest, AFailingLockQueryIsAnErrorWhereAHolderIsWanted) {
     watch.FailLockQueries(true);
     const std::initializer_list<std::string> told = {m_path + "/lock", "who holds the lock",
                                                      "Input/output error"};
-    EXPECT_TRUE(Fails(Kind::Io, told, [&] { Open(); }));
-    EXPECT_TRUE(Fails(Kind::Io, told, [&] { (void)reader.Writer(); }));
+    EXPECT_TRUE(Fails(Failure::Io, told, [&] { Open(); }));
+    EXPECT_TRUE(Fails(Failure::Io, told, [&] { (void)reader.Writer(); }));
 }
 
 // Whoever has just taken the lock has its name still to write; the one in the file is of a process
@@ -231,7 +231,7 @@ TEST_F(LimitsTest, TheWinnerOfARaceIsNamedThoughItHasJustWon) {
                   ? 0
                   : 1);
     }
-    EXPECT_TRUE(Fails(Kind::Busy, {m_path, winner}, [&] { Open(); }));
+    EXPECT_TRUE(Fails(Failure::Busy, {m_path, winner}, [&] { Open(); }));
     int status = 0;
     ASSERT_EQ(waitpid(writer, &status, 0), writer);
     EXPECT_EQ(status, 0);

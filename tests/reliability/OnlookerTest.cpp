@@ -12,14 +12,14 @@
 
 namespace {
 
-constexpr int kNodes = 4000;
+constexpr int kWatchedNodes = 4000;
 constexpr uid_t kOther = 65534;
 
 // The same number in all of the field, in a record and in many names of links.
 void WriteState(const ORQSimDatabase& database, int value) {
     InTransaction(database, [&] {
-        Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
-               Filled(kNodes, value));
+        Append(database, RunOf(Nodes(database), 0, kWatchedNodes),
+               RunOf(Components(database), 0, 1), Filled(kWatchedNodes, value));
         database.Focus().DataRecord().SetInt(0, value);
         for (int slot = 100; slot < 200; ++slot) {
             database.Focus().SetName(Slot(slot),
@@ -31,7 +31,7 @@ void WriteState(const ORQSimDatabase& database, int value) {
 // The number; or what does not fit together.
 std::string StateOf(const ORQSimDatabase& database) {
     const int value = database.Focus().DataRecord().GetInt(0);
-    if (FirstComponent(database) != Filled(kNodes, value)) {
+    if (FirstComponent(database) != Filled(kWatchedNodes, value)) {
         return "mixed values";
     }
     for (int slot = 100; slot < 200; ++slot) {
@@ -52,7 +52,7 @@ class OnlookerTest : public testing::Test {
         }
         chmod((m_folder / ".").c_str(), 0755);
         const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
-        MakeModel(database, kNodes);
+        MakeModel(database, kWatchedNodes);
         WriteState(database, 1);
     }
     // Steps of a process of the other user.

@@ -31,7 +31,7 @@ class StopTest : public HistoryTest {
                 ModelHistory()[done](database);
             } catch (const ORQBasFailure& failure) {
                 isUndone = true;
-                EXPECT_TRUE(failure.Kind() == Kind::Io) << failure.Text();
+                EXPECT_TRUE(failure.Kind() == Failure::Io) << failure.Text();
                 EXPECT_NE(failure.Text().find(m_path), std::string::npos) << failure.Text();
             }
             nCalls = watch.Calls().size();
@@ -117,7 +117,7 @@ TEST_F(StopTest, ADatabaseThatCannotBeMadeLeavesNothing) {
             const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
             EXPECT_EQ(database.Verify(), Texts());
         } catch (const ORQBasFailure& failure) {
-            EXPECT_EQ(failure.Kind(), Kind::Io) << failure.Text();
+            EXPECT_EQ(failure.Kind(), Failure::Io) << failure.Text();
             EXPECT_TRUE(Read().empty()) << failure.Text();
         }
         hasFailed = watch.Calls().size() > n;

@@ -112,7 +112,7 @@ TEST_F(Diagnostics, ConditionsComeBackInAnotherHandleWithTheirArgumentsInOrder) 
 TEST_F(Diagnostics, WithoutAStepAReportIsUndoneAndTheNextOneWorks) {
     const std::int64_t before = m_document.Database().Generation();
     const auto refuses = [] {
-        return Fails(Kind::Usage, {"null object", "Task_conditions"}, [] { Warn(1); });
+        return Fails(Failure::Usage, {"null object", "Task_conditions"}, [] { Warn(1); });
     };
     EXPECT_TRUE(refuses());
     Handler().BeginStep("No such step");
@@ -184,7 +184,7 @@ TEST_F(Diagnostics, WithoutAnOpenDocumentAHandlerIsSilent) {
     m_document = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
     EXPECT_EQ(Conditions("Cooling").Size(), 0);
     Handler().SetDocument(m_document);
-    EXPECT_TRUE(Fails(Kind::Usage, {"Task_conditions"}, [] { Warn(1); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"Task_conditions"}, [] { Warn(1); }));
     report();
     EXPECT_EQ(Conditions("Cooling").Size(), 1);
     omi_SingletonBase<ORQSrvDiagnosticsHandler>::Finalize();
@@ -196,7 +196,7 @@ TEST_F(Diagnostics, AStepOfAFormerDocumentTakesNoConditions) {
     Handler().BeginStep("Cooling");
     ORQObjDocument other(ORQSimDatabase::CreateInMemory());
     Handler().SetDocument(other);
-    EXPECT_TRUE(Fails(Kind::Usage, {m_path, "no transaction"}, [] { Warn(1); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {m_path, "no transaction"}, [] { Warn(1); }));
     EXPECT_EQ(Conditions("Cooling").Size(), 0);
 }
 

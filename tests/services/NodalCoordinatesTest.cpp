@@ -109,10 +109,10 @@ TEST_P(NodalCoordinatesTest, OneComponentIsAcceptedOnceADrawerExists) {
 
 TEST_P(NodalCoordinatesTest, WhatTheMeshOrTheDrawerLacksIsRefused) {
     Append({2, 4}, {1, 2}, {1, 2, 3, 4});
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 0", "member 20"}, [&] { Read({19, 20}, {1}); }));
-    EXPECT_TRUE(Fails(Kind::Usage, {"dimension 1", "member 3"}, [&] { Append({2}, {3}, {1}); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 0", "member 20"}, [&] { Read({19, 20}, {1}); }));
+    EXPECT_TRUE(Fails(Failure::Usage, {"dimension 1", "member 3"}, [&] { Append({2}, {3}, {1}); }));
     EXPECT_EQ(Read({2, 4}, {1, 2}), (Doubles{1, 2, 3, 4}));
-    EXPECT_TRUE(Fails(Kind::Usage, {"chunk size 0"}, [&] {
+    EXPECT_TRUE(Fails(Failure::Usage, {"chunk size 0"}, [&] {
         Store other(false);
         ORQSimTransaction transaction(other->ContextID());
         const ORQObjModelBuilder builder(*other);

@@ -34,7 +34,7 @@ bool IsSecondSymbol(int component) {
     return component == 9 || component == 11 || component == 19;
 }
 
-std::vector<std::string> Texts(const ORQSimArray<ORQString>& texts) {
+std::vector<std::string> TextsOf(const ORQSimArray<ORQString>& texts) {
     std::vector<std::string> result;
     for (const ORQString& text : texts) {
         result.push_back(text.UTF8());
@@ -203,12 +203,12 @@ TEST(FieldServices, ComponentsLeadToLabels) {
 }
 
 TEST(FieldServices, ComponentsOfAVariableStandInTheOrderOfTheTable) {
-    EXPECT_THAT(Texts(Services::GetComponents("MISES")),
+    EXPECT_THAT(TextsOf(Services::GetComponents("MISES")),
                 ElementsAre("S11", "S12", "S12", "S13", "S13", "S22", "S23", "S23", "S33"));
-    EXPECT_THAT(Texts(Services::GetComponents("AMAG")), ElementsAre("A1", "A2", "A3"));
-    EXPECT_THAT(Texts(Services::GetComponents("PEEQ")), ElementsAre());
-    EXPECT_THAT(Texts(Services::GetComponents("no such label")), ElementsAre());
-    EXPECT_THAT(Texts(Services::GetComponents("")), ElementsAre());
+    EXPECT_THAT(TextsOf(Services::GetComponents("AMAG")), ElementsAre("A1", "A2", "A3"));
+    EXPECT_THAT(TextsOf(Services::GetComponents("PEEQ")), ElementsAre());
+    EXPECT_THAT(TextsOf(Services::GetComponents("no such label")), ElementsAre());
+    EXPECT_THAT(TextsOf(Services::GetComponents("")), ElementsAre());
 }
 
 TEST(FieldServices, TheCursorWalksTheRecordsOfALabel) {

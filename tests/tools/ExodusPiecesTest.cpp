@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
@@ -31,13 +32,16 @@ struct Model {
         std::map<int, std::vector<double>> attributes;
         bool operator==(const Block&) const = default;
     };
+    using Member = std::pair<int, int>;                    // label, and side
+    using Values = std::map<std::pair<int, int>, double>;  // by step and label
     struct Set {
         std::string name;
-        std::set<std::pair<int, int>> members;  // labels, and sides
+        std::set<Member> members;
+        std::map<Member, std::vector<double>> factors;
+        std::map<std::string, std::map<Member, std::vector<double>>> variables;  // by name; by step
         bool operator==(const Set&) const = default;
     };
     using Sets = std::map<std::int64_t, Set>;
-    using Values = std::map<std::pair<int, int>, double>;  // by step and label
 
     std::map<int, std::vector<double>> nodes;
     std::map<std::int64_t, Block> blocks;
@@ -97,6 +101,22 @@ std::vector<std::string> VariablesOf(int file, ex_entity_type kind) {
     return names;
 }
 
+void ReadSetVariables(int file, ex_entity_type kind, int id,
+                      const std::vector<Model::Member>& members, Model::Set& set) {
+    const std::vector<std::string> names = VariablesOf(file, kind);
+    const auto nTimes = static_cast<int>(ex_inquire_int(file, EX_INQ_TIME));
+    std::vector<double> values(members.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        for (int step = 1; step <= nTimes && !members.empty(); ++step) {
+            ex_get_var(file, step, kind, static_cast<int>(i) + 1, id, std::ssize(values),
+                       values.data());
+            for (std::size_t k = 0; k < members.size(); ++k) {
+                set.variables[names[i]][members[k]].push_back(values[k]);
+            }
+        }
+    }
+}
+
 void ReadSets(int file, ex_entity_type kind, ex_inquiry count, const std::vector<int>& labels,
               Model& model) {
     for (const int id : Ids(file, kind, count)) {
@@ -109,11 +129,27 @@ void ReadSets(int file, ex_entity_type kind, ex_inquiry count, const std::vector
             ex_get_set(file, kind, id, members.data(),
                        kind == EX_SIDE_SET ? sides.data() : nullptr);
         }
+        std::vector<double> factors(static_cast<std::size_t>(nFactors));
+        std::vector<int> nFactorsOf(members.size(), nFactors > 0 ? 1 : 0);
+        if (nFactors > 0) {
+            ex_get_set_dist_fact(file, kind, id, factors.data());
+            if (kind == EX_SIDE_SET) {
+                ex_get_side_set_node_count(file, id, nFactorsOf.data());
+            }
+        }
         Model::Set& set = model.sets[kind][id];
         set.name = NameOf(file, kind, id);
+        auto factor = factors.begin();
+        std::vector<Model::Member> keys;
         for (std::size_t i = 0; i < members.size(); ++i) {
-            set.members.emplace(labels[static_cast<std::size_t>(members[i] - 1)], sides[i]);
+            keys.emplace_back(labels[static_cast<std::size_t>(members[i] - 1)], sides[i]);
+            set.members.insert(keys.back());
+            if (nFactors > 0) {
+                set.factors[keys.back()] = {factor, factor + nFactorsOf[i]};
+                factor += nFactorsOf[i];
+            }
         }
+        ReadSetVariables(file, kind, id, keys, set);
     }
 }
 
@@ -235,9 +271,15 @@ Model PieceOf(const Model& whole, const std::function<bool(int element)>& isIn, 
     std::erase_if(piece.nodes, [&](const auto& node) { return !hasNode(node.first); });
     for (auto& [kind, sets] : piece.sets) {
         for (auto& [id, set] : sets) {
-            std::erase_if(set.members, [&](const std::pair<int, int>& member) {
+            const auto isOut = [&](const Model::Member& member) {
                 return kind == EX_NODE_SET ? !hasNode(member.first) : !isIn(member.first);
-            });
+            };
+            std::erase_if(set.members, isOut);
+            const auto isOfOut = [&](const auto& entry) { return isOut(entry.first); };
+            std::erase_if(set.factors, isOfOut);
+            for (auto& [name, values] : set.variables) {
+                std::erase_if(values, isOfOut);
+            }
         }
     }
     for (auto& [name, values] : piece.nodal) {
@@ -288,6 +330,32 @@ std::vector<int> Keys(const Map& map) {
         keys.push_back(key);
     }
     return keys;
+}
+
+/// All sets of a kind have the same variables here.
+void PutSetVariableNames(int file, ex_entity_type kind, const Model::Sets& sets) {
+    if (sets.empty()) {
+        return;
+    }
+    std::map<std::string, Model::Values> names;
+    for (const auto& [name, values] : sets.begin()->second.variables) {
+        names[name];
+    }
+    PutVariables(file, kind, names);
+}
+
+void PutSetVariables(int file, ex_entity_type kind, int id, const Model::Set& set, int nTimes) {
+    int number = 0;
+    for (const auto& [name, values] : set.variables) {
+        ++number;
+        for (int step = 1; step <= nTimes && !values.empty(); ++step) {
+            std::vector<double> row;
+            for (const auto& [member, ofMember] : values) {
+                row.push_back(ofMember[static_cast<std::size_t>(step) - 1]);
+            }
+            ex_put_var(file, step, kind, number, id, std::ssize(row), row.data());
+        }
+    }
 }
 
 void Write(const Model& model, int dimension, const fs::path& path) {
@@ -356,7 +424,11 @@ void Write(const Model& model, int dimension, const fs::path& path) {
     }
     for (const ex_entity_type kind : {EX_NODE_SET, EX_SIDE_SET}) {
         for (const auto& [id, set] : setsOf(kind)) {
-            ex_put_set_param(file, kind, id, std::ssize(set.members), 0);
+            std::vector<double> factors;
+            for (const auto& [member, values] : set.factors) {
+                factors.insert(factors.end(), values.begin(), values.end());
+            }
+            ex_put_set_param(file, kind, id, std::ssize(set.members), std::ssize(factors));
             std::vector<int> members;
             std::vector<int> sides;
             for (const auto& [label, side] : set.members) {
@@ -367,10 +439,14 @@ void Write(const Model& model, int dimension, const fs::path& path) {
                 ex_put_set(file, kind, id, members.data(),
                            kind == EX_SIDE_SET ? sides.data() : nullptr);
             }
+            if (!factors.empty()) {
+                ex_put_set_dist_fact(file, kind, id, factors.data());
+            }
             if (!set.name.empty()) {
                 ex_put_name(file, kind, id, set.name.c_str());
             }
         }
+        PutSetVariableNames(file, kind, setsOf(kind));
     }
     const auto nTimes = static_cast<int>(model.times.size());
     PutVariables(file, EX_ELEM_BLOCK, model.elemental);
@@ -385,6 +461,11 @@ void Write(const Model& model, int dimension, const fs::path& path) {
         }
     }
     PutValues(file, EX_NODAL, 1, nodes, model.nodal, nTimes);
+    for (const ex_entity_type kind : {EX_NODE_SET, EX_SIDE_SET}) {
+        for (const auto& [id, set] : setsOf(kind)) {
+            PutSetVariables(file, kind, static_cast<int>(id), set, nTimes);
+        }
+    }
     for (const auto& [id, block] : model.blocks) {
         PutValues(file, EX_ELEM_BLOCK, static_cast<int>(id), Keys(block.elements), model.elemental,
                   nTimes);
@@ -446,6 +527,30 @@ Model Small() {
     return model;
 }
 
+/// The same with sets that lie in both halves, whose members have factors and values that differ.
+Model SmallWithSets() {
+    Model model = Small();
+    model.times = {0.5, 1.5};
+    const auto add = [&](ex_entity_type kind, int id, std::set<Model::Member> members,
+                         int nFactors) {
+        Model::Set& set = model.sets[kind][id];
+        set = {"set " + std::to_string(id), std::move(members), {}, {}};
+        for (const Model::Member& member : set.members) {
+            const double value = 100 * id + member.first + 0.1 * member.second;
+            for (int i = 0; i < nFactors; ++i) {
+                set.factors[member].push_back(value + 0.01 * i);
+            }
+            set.variables["flux"][member] = {-value, -value - 1000};
+            set.variables["heat"][member] = {value, value + 1000};
+        }
+    };
+    add(EX_NODE_SET, 3, {{10, 0}, {13, 0}}, 1);  // in the left half alone
+    add(EX_NODE_SET, 4, {{13, 0}, {14, 0}, {15, 0}}, 1);
+    add(EX_SIDE_SET, 8, {{1, 1}, {2, 1}, {3, 3}, {4, 3}}, 2);
+    add(EX_SIDE_SET, 9, {{4, 2}}, 2);
+    return model;
+}
+
 }  // namespace
 
 TEST_P(ExodusPiecesOf, AreTheWholeModel) {
@@ -497,6 +602,34 @@ TEST_F(ExodusPiecesTest, OfManyHaveNumbersWithZeros) {
               m_folder / ("cut.e.10.0" + std::to_string(piece)));
     }
     EXPECT_EQ(Joined(m_folder / "cut.e.10.04").blocks, whole.blocks);
+}
+
+TEST_F(ExodusPiecesTest, HaveFactorsAndVariablesOfSetsByMember) {
+    const Model whole = SmallWithSets();
+    std::vector<Model> pieces = Cut(whole, 2);
+    // A piece may know only the sets of which it has members, so that their numbers in it are others.
+    std::erase_if(pieces[1].sets.at(EX_NODE_SET),
+                  [](const auto& set) { return set.second.members.empty(); });
+    Write(pieces[0], 3, FileOf(0, 2));
+    Write(pieces[1], 3, FileOf(1, 2));
+    EXPECT_EQ(Joined(FileOf(0, 2)).sets, whole.sets);
+    EXPECT_THAT(Import(FileOf(0, 2)).out, Not(HasSubstr("joined without them")));
+
+    pieces[1].sets.at(EX_NODE_SET).at(4).factors.clear();
+    Write(pieces[1], 3, FileOf(1, 2));
+    EXPECT_THAT(Import(FileOf(0, 2)).out, HasSubstr("some pieces have no values of it"));
+    const Model::Set joined = Joined(FileOf(0, 2)).sets.at(EX_NODE_SET).at(4);
+    EXPECT_EQ(joined.factors.at({15, 0}), std::vector<double>{1});  // the format's own value
+
+    pieces[1] = Cut(whole, 2)[1];
+    for (auto& [id, set] : pieces[1].sets.at(EX_SIDE_SET)) {
+        auto flux = set.variables.extract("flux");
+        flux.key() = "gas";
+        set.variables.insert(std::move(flux));
+    }
+    Write(pieces[1], 3, FileOf(1, 2));
+    EXPECT_THAT(Import(FileOf(0, 2)).err,
+                AllOf(HasSubstr("name_sset_var"), HasSubstr("cut.e.2.0")));
 }
 
 TEST_F(ExodusPiecesTest, WithMapsThatContradictEachOtherAreErrors) {

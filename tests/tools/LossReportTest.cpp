@@ -29,7 +29,7 @@ TEST(LossReport, GroupsEntriesByOutcomeInTheirOrder) {
               "dropped\n"
               "  node set \"clamp\": 20 (sets are not imported)\n");
 
-    const auto json = nlohmann::json::parse(orqmodel::ToJson(report).dump());
+    const auto json = nlohmann::json::parse(orqmodel::ReportToJson(report).dump());
     EXPECT_EQ(json, nlohmann::json::parse(R"({
         "kept": [{"kind": "nodes", "name": "", "count": 60},
                  {"kind": "title", "name": "a box", "count": 1}],
@@ -76,14 +76,14 @@ TEST(LossReport, AChangeIsNoDrop) {
     EXPECT_FALSE(report.HasDrops());
     report.Change("block", "skin", 4, "renamed");
     EXPECT_FALSE(report.HasDrops());
-    EXPECT_EQ(orqmodel::ToJson(report)["changed"][0]["reason"], "renamed");
+    EXPECT_EQ(orqmodel::ReportToJson(report)["changed"][0]["reason"], "renamed");
 }
 
 TEST(LossReport, ForeignNamesStayPrintable) {
     ORQExcReport report;
     report.Keep("block", "caf\xC3\xA9 \xE9\n\x1B[2J\xC2\x9B", 1);
     EXPECT_EQ(report.Entries()[0].name, "caf\xC3\xA9 \uFFFD\uFFFD\uFFFD[2J\uFFFD");
-    EXPECT_NO_THROW(orqmodel::ToJson(report).dump());
+    EXPECT_NO_THROW(orqmodel::ReportToJson(report).dump());
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 /// A triangle of material MAT1 5.
-constexpr const char* kMesh =
+constexpr const char* kOneShell =
     "GRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\nCTRIA3,11,8,1,2,3\nPSHELL,8,5,.2\n"
     "MAT1,5,7.+10,,.3,2700.,2.3-5,20.\n";
 
@@ -33,7 +33,7 @@ class Materials : public testing::Test {
   protected:
     /// Imports in a process of its own; answers what became of materials and tables.
     std::vector<std::string> Import(const std::string& cards) const {
-        PutBytes(m_deck, kMesh + cards);
+        PutBytes(m_deck, kOneShell + cards);
         const CommandResult result =
             RunProgram({"import", m_deck, "-o", m_model, "--force", "--json"});
         EXPECT_EQ(result.status, 0) << result.err;
@@ -175,7 +175,7 @@ TEST_F(Materials, WhatIsOddInTablesIsNamedAndNothingElseChanges) {
 }
 
 TEST_F(Materials, WhatIsNoTableIsAFindingWithItsPlace) {
-    PutBytes(m_deck, std::string(kMesh) +
+    PutBytes(m_deck, std::string(kOneShell) +
                          "MATT1,5,x\nMATT1,5,1\nTABLEM1,1\n,1.,5.,ENDT\nTABLEM1,1\n,1.,ENDT\n"
                          "TABLEM1,,\nTABLEM1,2\n,1.,abc,1.+999,1.,ENDT\n");
     const CommandResult result = RunHere({"import", m_deck, "-o", m_model});

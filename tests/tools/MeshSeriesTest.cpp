@@ -30,7 +30,7 @@ using testing::HasSubstr;
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
 /// Two squares side by side and a hexahedron beyond them; the right nodes of the squares move.
-const std::string kMesh = R"($MeshFormat
+const std::string kTriangles = R"($MeshFormat
 2.2 0 8
 $EndMeshFormat
 $PhysicalNames
@@ -113,7 +113,7 @@ $EndElementData
 class MeshSeriesTest : public testing::Test {
   protected:
     void SetUp() override {
-        PutBytes(m_folder / "mesh.msh", kMesh);
+        PutBytes(m_folder / "mesh.msh", kTriangles);
         const CommandResult result = RunHere({"import", m_folder / "mesh.msh", "-o", m_model});
         ASSERT_EQ(result.status, 0) << result.err;
     }

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "AskedTable.h"
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "queries/Invariants.h"
@@ -21,34 +22,6 @@ using nlohmann::json;
 using testing::AllOf;
 using testing::DoubleNear;
 using testing::HasSubstr;
-
-struct Table {
-    std::vector<std::string> columns;
-    std::vector<std::vector<json>> rows;
-
-    const json& At(std::size_t row, const std::string& column) const {
-        const auto place = std::ranges::find(columns, column) - columns.begin();
-        return rows.at(row).at(static_cast<std::size_t>(place));
-    }
-    /// Of statistics: the row of a column and what it is.
-    const json& Of(const std::string& column, const std::string& what,
-                   const std::string& wanted = "value") const {
-        for (std::size_t row = 0; row < rows.size(); ++row) {
-            if (At(row, "of") == column && At(row, "what") == what) {
-                return At(row, wanted);
-            }
-        }
-        throw std::runtime_error("no " + what + " of " + column);
-    }
-};
-
-Table Ask(const std::string& model, Arguments arguments) {
-    arguments.insert(arguments.begin(), {"table", model, "--json"});
-    const CommandResult result = RunHere(arguments);
-    EXPECT_EQ(result.status, 0) << result.err;
-    const json object = json::parse(result.out);
-    return {object["columns"], object["rows"]};
-}
 
 /// The wing box, whose nodes and shells are known.
 class TableTest : public testing::Test {
@@ -64,14 +37,14 @@ class TableTest : public testing::Test {
 
 TEST_F(TableTest, CoordinatesAndConnectivityAreThoseOfTheFile) {
     const exodus_file::Mesh mesh = exodus_file::Read(ORQ_WING_BOX);
-    const Table nodes = Ask(m_model, {"--quantity", "coordinates"});
+    const Table nodes = AskForTable(m_model, {"--quantity", "coordinates"});
     ASSERT_EQ(nodes.rows.size(), mesh.positions.size());
     for (std::size_t i = 0; i < nodes.rows.size(); ++i) {
         ASSERT_EQ(nodes.At(i, "node"), mesh.labels[i]);
         ASSERT_EQ(nodes.At(i, "x"), mesh.positions[i][0]);
         ASSERT_EQ(nodes.At(i, "z"), mesh.positions[i][2]);
     }
-    const Table elements = Ask(m_model, {"--block", "ribs_tri"});
+    const Table elements = AskForTable(m_model, {"--block", "ribs_tri"});
     ASSERT_EQ(elements.rows.size(), 56U);
     const auto& block = *std::ranges::find(mesh.blocks, "ribs_tri", &exodus_file::Block::name);
     for (std::size_t i = 0; i < block.elements.size(); ++i) {
@@ -81,9 +54,9 @@ TEST_F(TableTest, CoordinatesAndConnectivityAreThoseOfTheFile) {
     }
     // A set of elements stands for its nodes, and a surface for both.
     const Table ofBlock =
-        Ask(m_model, {"--quantity", "coordinates", "--block", "ribs_tri", "--stats"});
+        AskForTable(m_model, {"--quantity", "coordinates", "--block", "ribs_tri", "--stats"});
     EXPECT_LT(ofBlock.Of("x", "count"), 3 * 56);
-    EXPECT_EQ(Ask(m_model, {"--quantity", "area", "--set", "upper_skin_outer", "--stats"})
+    EXPECT_EQ(AskForTable(m_model, {"--quantity", "area", "--set", "upper_skin_outer", "--stats"})
                   .Of("area", "count"),
               848);
 }
@@ -91,7 +64,7 @@ TEST_F(TableTest, CoordinatesAndConnectivityAreThoseOfTheFile) {
 TEST_F(TableTest, SelectionsNameLabelsSetsAndBlocks) {
     const auto labels = [&](const Arguments& arguments) {
         std::string text;
-        const Table table = Ask(m_model, arguments);
+        const Table table = AskForTable(m_model, arguments);
         for (const auto& row : table.rows) {
             text += row[1].dump() + " ";
         }
@@ -99,7 +72,7 @@ TEST_F(TableTest, SelectionsNameLabelsSetsAndBlocks) {
     };
     EXPECT_EQ(labels({"--nodes", "1600-1602,2601"}), "1600 1601 2601 1602 ");
     EXPECT_EQ(labels({"--elements", "10003,10001-10002"}), "10001 10002 10003 ");
-    EXPECT_EQ(Ask(m_model, {"--set", "tip_rib"}).rows.size(), 63U);
+    EXPECT_EQ(AskForTable(m_model, {"--set", "tip_rib"}).rows.size(), 63U);
 }
 
 // Thickness times area is volume, and what the layers weigh is mass.
@@ -108,7 +81,7 @@ TEST_F(TableTest, MeasuresOfShellsFollowFromTheirSections) {
     const auto measure = [&](const std::string& name) {
         Arguments arguments = spar;
         arguments.push_back(name);
-        return Ask(m_model, arguments);
+        return AskForTable(m_model, arguments);
     };
     const Table area = measure("area");
     const Table thickness = measure("thickness");
@@ -121,7 +94,8 @@ TEST_F(TableTest, MeasuresOfShellsFollowFromTheirSections) {
     const json layers = json::parse(RunHere({"layers", m_model, "--json"}).out);
     EXPECT_DOUBLE_EQ(thickness.At(0, "thickness"),
                      layers["sections"][2]["total_thickness"]["lowest"]);
-    EXPECT_NEAR(Ask(m_model, {"--quantity", "mass", "--stats"}).Of("mass", "sum"), 205.838, 1e-3);
+    EXPECT_NEAR(AskForTable(m_model, {"--quantity", "mass", "--stats"}).Of("mass", "sum"), 205.838,
+                1e-3);
 }
 
 TEST_F(TableTest, FormatsHaveTheSameNumbers) {
@@ -184,7 +158,7 @@ class TableOfResults : public testing::Test {
 TEST_F(TableOfResults, SumsAreThoseOfTheFacts) {
     for (const char* kind : {"nodal_result_sum_last_step", "element_result_sum_last_step"}) {
         for (const auto& [name, sum] : m_facts[kind].items()) {
-            const Table table = Ask(m_model, {"--field", name, "--step", "11", "--stats"});
+            const Table table = AskForTable(m_model, {"--field", name, "--step", "11", "--stats"});
             EXPECT_NEAR(table.Of(name, "sum").get<double>(), sum.get<double>(),
                         1e-9 * std::abs(sum.get<double>()) + 1e-9)
                 << name;
@@ -193,25 +167,27 @@ TEST_F(TableOfResults, SumsAreThoseOfTheFacts) {
 }
 
 TEST_F(TableOfResults, AHistoryHasARowForEachTime) {
-    const Table history = Ask(m_model, {"--field", "displ", "--nodes", "7", "--step", "all"});
+    const Table history =
+        AskForTable(m_model, {"--field", "displ", "--nodes", "7", "--step", "all"});
     ASSERT_EQ(history.rows.size(), 11U);
     EXPECT_EQ(history.At(0, "time"), 0);
     for (std::size_t i = 0; i < 11; ++i) {
-        const Table at = Ask(m_model, {"--field", "displ_x", "--step", std::to_string(i + 1)});
+        const Table at =
+            AskForTable(m_model, {"--field", "displ_x", "--step", std::to_string(i + 1)});
         EXPECT_EQ(at.rows.size(), 242U);
         EXPECT_EQ(at.At(6, "node"), 7);
         EXPECT_EQ(at.At(6, "displ_x"), history.At(i, "displ_x"));
         EXPECT_EQ(at.At(6, "time"), history.At(i, "time"));
     }
-    EXPECT_EQ(Ask(m_model, {"--field", "displ", "--nodes", "7"}).rows[0], history.rows[10]);
-    EXPECT_EQ(Ask(m_model, {"--field", "KineticEnergy", "--step", "all"}).rows.size(), 11U);
+    EXPECT_EQ(AskForTable(m_model, {"--field", "displ", "--nodes", "7"}).rows[0], history.rows[10]);
+    EXPECT_EQ(AskForTable(m_model, {"--field", "KineticEnergy", "--step", "all"}).rows.size(), 11U);
 }
 
 // The file has the equivalent stress itself.
 TEST_F(TableOfResults, DerivedStressesAgreeWithTheFile) {
-    const Table derived = Ask(m_model, {"--field", "stress", "--derived", "mises"});
-    const Table given = Ask(m_model, {"--field", "vonmises"});
-    const Table principal = Ask(m_model, {"--field", "stress", "--derived", "principal"});
+    const Table derived = AskForTable(m_model, {"--field", "stress", "--derived", "mises"});
+    const Table given = AskForTable(m_model, {"--field", "vonmises"});
+    const Table principal = AskForTable(m_model, {"--field", "stress", "--derived", "principal"});
     ASSERT_EQ(derived.rows.size(), given.rows.size());
     for (std::size_t i = 0; i < given.rows.size(); ++i) {
         const double expected = given.At(i, "vonmises");
@@ -224,7 +200,7 @@ TEST_F(TableOfResults, DerivedStressesAgreeWithTheFile) {
         EXPECT_NEAR(std::sqrt(0.5 * ((a - b) * (a - b) + (b - c) * (b - c) + (c - a) * (c - a))),
                     expected, 1e-9 * expected);
     }
-    const Table stats = Ask(m_model, {"--field", "vonmises", "--stats"});
+    const Table stats = AskForTable(m_model, {"--field", "vonmises", "--stats"});
     EXPECT_EQ(stats.Of("vonmises", "maximum", "element"), 5);
     EXPECT_EQ(stats.Of("vonmises", "maximum", "z"), 0.875);
     EXPECT_EQ(stats.Of("vonmises", "count"), 131);

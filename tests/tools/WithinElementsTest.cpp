@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <numbers>
 
+#include "AskedTable.h"
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
@@ -28,30 +29,6 @@ using nlohmann::json;
 using testing::HasSubstr;
 
 namespace {
-
-struct Table {
-    std::vector<std::string> columns;
-    std::vector<std::vector<json>> rows;
-
-    const json& At(std::size_t row, const std::string& column) const {
-        const auto place = std::ranges::find(columns, column) - columns.begin();
-        return rows.at(row).at(static_cast<std::size_t>(place));
-    }
-    double Number(std::size_t row, const std::string& column) const {
-        return At(row, column).get<double>();
-    }
-};
-
-Table Ask(const std::string& model, Arguments arguments) {
-    arguments.insert(arguments.begin(), {"table", model, "--json"});
-    const CommandResult result = RunHere(arguments);
-    EXPECT_EQ(result.status, 0) << result.err;
-    if (result.status != 0) {
-        return {};
-    }
-    const json object = json::parse(result.out);
-    return {object["columns"], object["rows"]};
-}
 
 double Linear(const std::array<double, 3>& at) {
     return 3 + 2 * at[0] - 5 * at[1] + 7 * at[2];
@@ -173,7 +150,7 @@ TEST_F(PlyStresses, AreChosenByLayerSectionPointAndPly) {
     const Arguments upper = {"--block", "skin_upper", "--field", "S"};
     const auto ask = [&](Arguments more) {
         more.insert(more.begin(), upper.begin(), upper.end());
-        return Ask(Model(), more);
+        return AskForTable(Model(), more);
     };
     const Table all = ask({});
     EXPECT_EQ(all.rows.size(), 824U * 8 * 3);
@@ -188,13 +165,14 @@ TEST_F(PlyStresses, AreChosenByLayerSectionPointAndPly) {
     EXPECT_EQ(pack.At(824, "layer"), 6);
     EXPECT_EQ(ask({"--layer", "all", "--section-point", "1", "--component", "S11"}).rows.size(),
               824U * 8);
-    EXPECT_EQ(Ask(Model(), {"--field", "S11_layer3_sp3", "--block", "skin_upper"}).rows[5].back(),
-              one.At(5, "S11"));
+    EXPECT_EQ(
+        AskForTable(Model(), {"--field", "S11_layer3_sp3", "--block", "skin_upper"}).rows[5].back(),
+        one.At(5, "S11"));
 }
 
 TEST_F(PlyStresses, TheWorstIsTheLargestOfAllPlaces) {
-    const Table all = Ask(Model(), {"--field", "S", "--component", "S12"});
-    const Table worst = Ask(Model(), {"--field", "S", "--component", "S12", "--extreme"});
+    const Table all = AskForTable(Model(), {"--field", "S", "--component", "S12"});
+    const Table worst = AskForTable(Model(), {"--field", "S", "--component", "S12", "--extreme"});
     EXPECT_EQ(worst.rows.size(), 3432U);
     std::map<int, std::array<double, 3>> expected;  // by element: value, layer, section point
     for (std::size_t row = 0; row < all.rows.size(); ++row) {
@@ -215,9 +193,9 @@ TEST_F(PlyStresses, TheWorstIsTheLargestOfAllPlaces) {
 
 // The formula of the plane, by the angles of the layup; the mesh plays no part in it.
 TEST_F(PlyStresses, TurnFromLayersToElements) {
-    const Table stored = Ask(Model(), {"--field", "S", "--block", "skin_upper_tri"});
+    const Table stored = AskForTable(Model(), {"--field", "S", "--block", "skin_upper_tri"});
     const Table turned =
-        Ask(Model(), {"--field", "S", "--block", "skin_upper_tri", "--axes", "element"});
+        AskForTable(Model(), {"--field", "S", "--block", "skin_upper_tri", "--axes", "element"});
     ASSERT_EQ(turned.rows.size(), stored.rows.size());
     const double angles[] = {45, -45, 0, 90, 90, 0, -45, 45};
     for (std::size_t row = 0; row < stored.rows.size(); ++row) {
@@ -238,7 +216,7 @@ TEST_F(PlyStresses, TurnFromLayersToElements) {
     }
     // Invariants are the same along the axes of the model.
     const Table model =
-        Ask(Model(), {"--field", "S", "--block", "skin_upper_tri", "--axes", "model"});
+        AskForTable(Model(), {"--field", "S", "--block", "skin_upper_tri", "--axes", "model"});
     for (std::size_t row = 0; row < model.rows.size(); ++row) {
         const double trace = stored.Number(row, "S11") + stored.Number(row, "S22");
         ASSERT_NEAR(
@@ -258,7 +236,7 @@ TEST_F(PlyStresses, ArePicturedAtOnePlaceOfEachElement) {
     };
     const auto expectTable = [&](const std::vector<double>& values, const Arguments& arguments,
                                  const char* column) {
-        const Table table = Ask(Model(), arguments);
+        const Table table = AskForTable(Model(), arguments);
         ASSERT_GT(table.rows.size(), 100U);
         std::map<int, double> ofElement;
         for (std::size_t row = 0; row < table.rows.size(); ++row) {
@@ -369,7 +347,7 @@ std::string CubesWithStress(const ScratchFolder& folder, double shift) {
 TEST(AtNodes, ALinearFieldIsExactAndBordersKeepBothSides) {
     const ScratchFolder folder;
     const std::string model = CubesWithStress(folder, 100);
-    const Table nodes = Ask(model, {"--field", "stress_xx", "--at", "nodes", "--places"});
+    const Table nodes = AskForTable(model, {"--field", "stress_xx", "--at", "nodes", "--places"});
     ASSERT_EQ(nodes.rows.size(), 16U);  // four of the twelve nodes are in both blocks
     for (std::size_t row = 0; row < nodes.rows.size(); ++row) {
         const double shift = nodes.At(row, "block") == "upper" ? 100 : 0;
@@ -379,19 +357,19 @@ TEST(AtNodes, ALinearFieldIsExactAndBordersKeepBothSides) {
                 shift,
             2e-5);
     }
-    const Table across =
-        Ask(model, {"--field", "stress_xx", "--at", "nodes", "--across-borders", "--places"});
+    const Table across = AskForTable(
+        model, {"--field", "stress_xx", "--at", "nodes", "--across-borders", "--places"});
     ASSERT_EQ(across.rows.size(), 12U);
     for (std::size_t row = 0; row < across.rows.size(); ++row) {
         const double z = across.Number(row, "z");
         EXPECT_NEAR(across.Number(row, "stress_xx"),
                     Linear({across.Number(row, "x"), across.Number(row, "y"), z}) + 50 * z, 2e-5);
     }
-    const Table middles = Ask(model, {"--field", "stress_xx", "--at", "centroid"});
+    const Table middles = AskForTable(model, {"--field", "stress_xx", "--at", "centroid"});
     ASSERT_EQ(middles.rows.size(), 2U);
     EXPECT_NEAR(middles.Number(0, "stress_xx"), Linear({0.5, 0.5, 0.5}), 1e-5);
     EXPECT_NEAR(middles.Number(1, "stress_xx"), Linear({0.5, 0.5, 1.5}) + 100, 1e-5);
-    const Table points = Ask(model, {"--field", "stress_xx", "--stats"});
+    const Table points = AskForTable(model, {"--field", "stress_xx", "--stats"});
     EXPECT_EQ(points.At(0, "what"), "minimum");
     EXPECT_FALSE(points.At(0, "point").is_null());
 }
@@ -415,10 +393,10 @@ TEST(AtNodes, NodesWithoutAValueLeaveTheOthersAsTheyAre) {
     exodus_file::AddElementResults(folder / "tet.e", variables);
     const std::string model = folder / "tet.orq";
     ASSERT_EQ(RunHere({"import", folder / "tet.e", "-o", model}).status, 0);
-    const Table nodes = Ask(model, {"--field", "q", "--at", "nodes"});
+    const Table nodes = AskForTable(model, {"--field", "q", "--at", "nodes"});
     ASSERT_EQ(nodes.rows.size(), 4U);
     EXPECT_EQ(nodes.Number(3, "q"), 40);
-    const Table middle = Ask(model, {"--field", "q", "--at", "centroid"});
+    const Table middle = AskForTable(model, {"--field", "q", "--at", "centroid"});
     ASSERT_EQ(middle.rows.size(), 1U);
     EXPECT_EQ(middle.Number(0, "q"), 25);
 }
@@ -494,29 +472,30 @@ TEST(Pieces, EachValueIsListedOnceHoweverItWasWritten) {
         pieces.Write(second, narrow, 0, 2, {{}, {}, {}, {0, 0}}, {100, 200});
         pieces.Commit();
     }
-    const Table layers = Ask(model, {"--field", "layered"});
+    const Table layers = AskForTable(model, {"--field", "layered"});
     ASSERT_EQ(layers.rows.size(), 3U);
     EXPECT_EQ(layers.Number(2, "layer"), 2);
     EXPECT_EQ(layers.Number(2, "layered"), -10);
-    const Table worst = Ask(model, {"--field", "layered", "--extreme"});
+    const Table worst = AskForTable(model, {"--field", "layered", "--extreme"});
     ASSERT_EQ(worst.rows.size(), 2U);
     EXPECT_EQ(worst.Number(0, "layered"), -10);
     EXPECT_EQ(worst.Number(1, "layer"), 1);
 
-    EXPECT_EQ(Ask(model, {"--field", "p", "--step", "2"}).rows.size(), 16U);
-    EXPECT_EQ(Ask(model, {"--field", "p", "--step", "3"}).rows.size(), 2U);
+    EXPECT_EQ(AskForTable(model, {"--field", "p", "--step", "2"}).rows.size(), 16U);
+    EXPECT_EQ(AskForTable(model, {"--field", "p", "--step", "3"}).rows.size(), 2U);
     const struct {
         const char* step;
         double lower, upper;
         double point;
     } cases[] = {{"2", 8, 18, 8}, {"3", 100, 200, 1}};
     for (const auto& c : cases) {
-        const Table extreme = Ask(model, {"--field", "p", "--step", c.step, "--extreme"});
+        const Table extreme = AskForTable(model, {"--field", "p", "--step", c.step, "--extreme"});
         ASSERT_EQ(extreme.rows.size(), 2U);
         EXPECT_EQ(extreme.Number(0, "p"), c.lower);
         EXPECT_EQ(extreme.Number(1, "p"), c.upper);
         EXPECT_EQ(extreme.Number(1, "point"), c.point);
-        const Table middles = Ask(model, {"--field", "p", "--step", c.step, "--at", "centroid"});
+        const Table middles =
+            AskForTable(model, {"--field", "p", "--step", c.step, "--at", "centroid"});
         ASSERT_EQ(middles.rows.size(), 2U);
         EXPECT_NEAR(middles.Number(0, "p"), c.point == 8 ? 4.5 : 100, 1e-4);
     }

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvElementConnectivity");
+constexpr const char* s_connectivitySource = ORQ_SRV_SOURCE("ORQSrvElementConnectivity");
 
 }  // namespace
 
@@ -25,7 +25,8 @@ int ORQSrvElementConnectivity::Append(ORQSimTransaction& transaction, const ORQS
                                       const ORQSimCSetID& elements, const ORQSimCSetID& columns,
                                       const int* nodes) {
     const ORQSimDistributionID rdistribution = ORQSimDSet(m_dataSet).GetRelationalDistributionID();
-    ORQSrvAssertFatal(!rdistribution.IsNull(), "rdistribution.IsNull() == false", s_source, 39);
+    ORQSrvAssertFatal(!rdistribution.IsNull(), "rdistribution.IsNull() == false",
+                      s_connectivitySource, 39);
     const ORQSimCSet elementSet(elements);
     const ORQSimCSet columnSet(columns);
     const ORQSimDrawerID drawer = m_drawerIndices.IsMember(kind)
@@ -56,7 +57,7 @@ ORQSimDrawerID ORQSrvElementConnectivity::MakeDrawer(const ORQSimDistributionID&
     if (m_chunkSizes.IsMember(kind)) {
         chunks.Get(0) = m_chunkSizes.Get(kind);
     } else {
-        ORQSrvAssertFatal(m_chunkSize != 0, "m_chunkSize != 0", s_source, 52);
+        ORQSrvAssertFatal(m_chunkSize != 0, "m_chunkSize != 0", s_connectivitySource, 52);
         chunks.Get(0) = m_chunkSize;
     }
     chunks.Get(1) = columns.Size();

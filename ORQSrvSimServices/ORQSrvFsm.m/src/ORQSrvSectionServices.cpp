@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvSectionServices");
+constexpr const char* s_sectionServicesSource = ORQ_SRV_SOURCE("ORQSrvSectionServices");
 
 ORQSimLinkIterator Assignments(const ORQSimPosition& elementSet) {
     return ORQObjDocument(elementSet)
@@ -19,9 +19,9 @@ ORQSimLinkIterator Assignments(const ORQSimPosition& elementSet) {
 
 ORQSimPosition RegionElements(const ORQSimPosition& assignment, int regionLine, int elsetLine) {
     const ORQSimPosition region = assignment.GetPosition(ORQSimSchema::SectionAssignment_region);
-    ORQSrvAssertFatal(!region.IsNull(), "!region.IsNull()", s_source, regionLine);
+    ORQSrvAssertFatal(!region.IsNull(), "!region.IsNull()", s_sectionServicesSource, regionLine);
     const ORQSimPosition elsetPos = region.GetPosition(ORQSimSchema::Region_elementsCluster);
-    ORQSrvAssertFatal(!elsetPos.IsNull(), "!elsetPos.IsNull()", s_source, elsetLine);
+    ORQSrvAssertFatal(!elsetPos.IsNull(), "!elsetPos.IsNull()", s_sectionServicesSource, elsetLine);
     return elsetPos;
 }
 

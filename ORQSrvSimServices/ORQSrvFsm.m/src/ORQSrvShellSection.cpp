@@ -19,9 +19,9 @@
 
 namespace {
 
-constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvShellSection");
-constexpr unsigned kNoReference = 0xFFFFFFFF;
-constexpr double kNoValue = -std::numeric_limits<double>::max();
+constexpr const char* s_shellSectionSource = ORQ_SRV_SOURCE("ORQSrvShellSection");
+constexpr unsigned kUnsetReference = 0xFFFFFFFF;
+constexpr double kUnsetValue = -std::numeric_limits<double>::max();
 
 }  // namespace
 
@@ -94,14 +94,14 @@ void ORQSrvShellSection::ReadReferences(int slot, const ORQSimPosition& collecti
         return;
     }
     ORQBasVector<unsigned> indices;
-    indices.Init(m_layerCount, kNoReference);
+    indices.Init(m_layerCount, kUnsetReference);
     ReadLayers(slot, indices);
     // Layers often refer to the same few records, which are looked up once.
     const ORQObjDocument document(m_database);
     const ORQSimCollectionID records = collection.GetCollection();
     std::map<unsigned, ORQSimPosition> found;
     for (std::size_t layer = 0; layer < indices.size(); ++layer) {
-        if (indices[layer] < kNoReference) {
+        if (indices[layer] < kUnsetReference) {
             const auto [record, isNew] = found.try_emplace(indices[layer]);
             if (isNew) {
                 record->second = document.GetRecord(records, static_cast<int>(indices[layer]));
@@ -169,7 +169,7 @@ void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,
                                       ORQBasVector<double>& values,
                                       ORQBasVector<VariationEnm>& variations) {
     variations.Init(m_layerCount, VariationUndefined);
-    values.Init(m_layerCount, kNoValue);
+    values.Init(m_layerCount, kUnsetValue);
     const ORQSimPosition field = SectionData().GetPosition(fieldSlot);
     if (!field.IsNull()) {
         const ORQSimDistribution distribution(ORQObjMeshedField(field).GetDistribution());
@@ -180,7 +180,7 @@ void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,
         const ORQSimCSet elements = SectionElements();
         for (const ORQSimPersistentDrawerDesc& drawer : drawers) {
             const ORQSimCSet layer(drawer.CSet(0));
-            ORQSrvAssertThrown(layer.Size() == 1, "layer.Size() == 1", s_source, line);
+            ORQSrvAssertThrown(layer.Size() == 1, "layer.Size() == 1", s_shellSectionSource, line);
             if (layer[0] < m_layerCount &&
                 ORQSimCSet(drawer.CSet(1)).Intersection(elements).Size() == elements.Size()) {
                 variations[static_cast<std::size_t>(layer[0])] = VariationDistributed;
@@ -190,7 +190,7 @@ void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,
     // After the fields: a constant that is stored counts more than a distribution.
     ReadLayers(constantSlot, values);
     for (std::size_t layer = 0; layer < values.size(); ++layer) {
-        if (values[layer] != kNoValue) {
+        if (values[layer] != kUnsetValue) {
             variations[layer] = VariationConstant;
         }
     }

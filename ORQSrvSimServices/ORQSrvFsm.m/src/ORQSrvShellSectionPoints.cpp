@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvShellSectionPoints");
+constexpr const char* s_sectionPointsSource = ORQ_SRV_SOURCE("ORQSrvShellSectionPoints");
 
 }  // namespace
 
@@ -47,7 +47,7 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
     }
     for (const ORQSimPersistentDrawerDesc& drawer : drawers) {
         const ORQSimCSet layer(drawer.CSet(0));
-        ORQSrvAssertThrown(layer.Size() == 1, "layer.Size() == 1", s_source, 71);
+        ORQSrvAssertThrown(layer.Size() == 1, "layer.Size() == 1", s_sectionPointsSource, 71);
         const ORQSimCSet sections(drawer.CSet(1));
         std::vector<int> counts(static_cast<std::size_t>(sections.Size()));
         ORQSimTransfer read(distribution);

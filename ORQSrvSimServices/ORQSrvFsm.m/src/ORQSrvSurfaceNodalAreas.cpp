@@ -19,7 +19,7 @@ template class omi_Singleton<ORQSrvSurfaceNodalAreas>;
 
 namespace {
 
-constexpr const char* s_source = ORQ_SRV_SOURCE("ORQSrvSurfaceNodalAreas");
+constexpr const char* s_nodalAreasSource = ORQ_SRV_SOURCE("ORQSrvSurfaceNodalAreas");
 // Smaller areas are stored as kStoredArea, never as zero.
 constexpr double kSmallestArea = 1.0e-8;
 constexpr double kStoredArea = 1.0e-7;
@@ -116,15 +116,15 @@ void ORQSrvSurfaceNodalAreas::WriteSurfaceNodalAreas(ORQSimPosition position) {
     };
     ORQSrvAssertThrown(required(ORQSimbufMain) == numTotalNodes * sizeof(double),
                        "twrite.RequiredBufferSize(ORQSimbufMain) == numTotalNodes * sizeof(double)",
-                       s_source, 177);
+                       s_nodalAreasSource, 177);
     ORQSrvAssertThrown(
         required(ORQSimbufIndicesNZ) == numTotalNodes * sizeof(int),
-        "twrite.RequiredBufferSize(ORQSimbufIndicesNZ) == numTotalNodes * sizeof(int)", s_source,
-        178);
+        "twrite.RequiredBufferSize(ORQSimbufIndicesNZ) == numTotalNodes * sizeof(int)",
+        s_nodalAreasSource, 178);
     ORQSrvAssertThrown(required(ORQSimbufSparseMap) == (numNodeBasedSurfaces + 1) * sizeof(int),
                        "twrite.RequiredBufferSize(ORQSimbufSparseMap) == (numNodeBasedSurfaces + "
                        "1) * sizeof(int)",
-                       s_source, 179);
+                       s_nodalAreasSource, 179);
     const auto setBuffer = [&](int buffer, const auto& values) {
         twrite.SetBuffer(buffer, values.data(),
                          static_cast<std::int64_t>(values.size() * sizeof(values[0])));

@@ -24,8 +24,8 @@
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 1 << 17;  // nodes at a time; bounds the memory
-constexpr int kLeastNumber = 0;  // of blocks and sets; some programs begin at 0
+constexpr int kNodesAtOnce = 1 << 17;  // nodes at a time; bounds the memory
+constexpr int kLeastNumber = 0;        // of blocks and sets; some programs begin at 0
 
 class ExodusFile {
   public:
@@ -166,8 +166,8 @@ class ExodusFile {
     void WriteNodes() {
         const int nNodes = m_model.NumNodes();
         const auto dimension = static_cast<std::size_t>(m_model.Dimension());
-        for (int begin = 0; begin < nNodes && dimension > 0; begin += kSlice) {
-            const int end = std::min(begin + kSlice, nNodes);
+        for (int begin = 0; begin < nNodes && dimension > 0; begin += kNodesAtOnce) {
+            const int end = std::min(begin + kNodesAtOnce, nNodes);
             const auto n = static_cast<std::size_t>(end - begin);
             std::vector<double> values(n * dimension);
             m_model.ReadCoordinates(begin, end, values);

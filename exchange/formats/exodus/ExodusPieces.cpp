@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <numeric>
 #include <optional>
@@ -66,7 +65,7 @@ std::vector<std::filesystem::path> ExodusPieceFiles(const std::filesystem::path&
 
 ExodusPieces::ExodusPieces(const std::vector<std::filesystem::path>& files) {
     for (const std::filesystem::path& file : files) {
-        m_pieces.push_back({std::make_unique<ExodusReader>(file), {}, {}});
+        m_pieces.push_back({std::make_unique<ExodusReader>(file), {}, {}, {}});
         m_losses.Append(m_pieces.back().reader->Losses());
     }
     const ExodusReader& first = *m_pieces.front().reader;
@@ -248,17 +247,22 @@ void ExodusPieces::AddBlock(const JoinedBlock& joined) {
     }
     m_contents.blocks.push_back(joined.block);
     m_contents.blocks.back().nElements = static_cast<int>(elements.size());
+    m_blockEnds.push_back(static_cast<int>(m_elementLabels.size()));
 }
 
 // --- Sets ----------------------------------------------------------------------------------------
 
-void ExodusPieces::AddSets() {
-    JoinSets(ORQObjLabelerType::Node, m_contents.nodeSets, m_nodeSetMembers);
-    JoinSets(ORQObjLabelerType::Element, m_contents.elementSets, m_elementSetMembers);
-    JoinSideSets();
-}
-
 namespace {
+
+/// What the format calls the sets of a kind, the members of one and its factors.
+struct SetDimensions {
+    const char* sets;
+    const char* members;
+    const char* factors;
+};
+constexpr SetDimensions kNodeSets = {"num_node_sets", "num_nod_ns", "num_df_ns"};
+constexpr SetDimensions kElementSets = {"num_elem_sets", "num_ele_els", "num_df_els"};
+constexpr SetDimensions kSideSets = {"num_side_sets", "num_side_ss", "num_df_ss"};
 
 /// Returns the place of the set of a number, which is added if there is none; the name is that of
 /// the first piece that has one.
@@ -276,67 +280,143 @@ std::size_t PlaceOfSet(std::vector<ORQExcMeshSource::Set>& sets, std::vector<Mem
     return place;
 }
 
-}  // namespace
+/// The order in which a model has sides, so that arrays by side fit them.
+constexpr auto kSideKey = [](const ORQExcMeshSource::Side& side) {
+    return std::pair(side.side, side.element);
+};
+constexpr auto kMemberKey = [](int member) { return member; };
 
-void ExodusPieces::JoinSets(ORQObjLabelerType type, std::vector<Set>& sets,
-                            std::vector<std::vector<int>>& members) {
-    for (const Piece& piece : m_pieces) {
-        const bool isOfNodes = type == ORQObjLabelerType::Node;
-        const std::vector<Set>& ofPiece =
-            isOfNodes ? piece.reader->NodeSets() : piece.reader->ElementSets();
-        for (std::size_t i = 0; i < ofPiece.size(); ++i) {
-            std::vector<int>& all = members[PlaceOfSet(sets, members, ofPiece[i])];
-            for (const int member : piece.reader->ReadSet(type, static_cast<int>(i))) {
-                all.push_back((isOfNodes ? piece.nodes : piece.elements)[Index(member)]);
-            }
+/// Joins the sets of a kind by number. `ofPiece` gives the sets of a piece and their members in the
+/// model. Members stand by key, each once: a node on the border of pieces is a member in each of them.
+/// Returns for each piece where the members of each of its sets stand in the joined set.
+template <class Pieces, class Member, class Key, class OfPiece>
+void JoinSets(Pieces& pieces, const SetDimensions& dimensions,
+              std::vector<ORQExcMeshSource::Set>& sets, std::vector<std::vector<Member>>& members,
+              Key key, OfPiece ofPiece) {
+    using Rows = ExodusPieceArrays::Rows;
+    std::vector<std::vector<std::vector<Member>>> own;  // by piece and set there
+    for (auto& piece : pieces) {
+        const auto& [setsThere, membersThere] = ofPiece(piece);
+        Rows& places = piece.rows[dimensions.sets];
+        for (std::size_t i = 0; i < setsThere.size(); ++i) {
+            const std::size_t place = PlaceOfSet(sets, members, setsThere[i]);
+            places.places.push_back(static_cast<int>(place));
+            members[place].insert(members[place].end(), membersThere[i].begin(),
+                                  membersThere[i].end());
         }
+        own.push_back(membersThere);
     }
-    for (std::vector<int>& all : members) {
-        // A node on the border of pieces is a member in each of them.
-        std::ranges::sort(all);
-        all.erase(std::unique(all.begin(), all.end()), all.end());
+    const auto isSame = [&](const Member& a, const Member& b) { return key(a) == key(b); };
+    for (std::vector<Member>& all : members) {
+        std::ranges::sort(all, {}, key);
+        all.erase(std::unique(all.begin(), all.end(), isSame), all.end());
+    }
+    for (std::size_t p = 0; p < pieces.size(); ++p) {
+        Rows& places = pieces[p].rows[dimensions.sets];
+        places.dimension = dimensions.sets;
+        places.count = sets.size();
+        for (std::size_t i = 0; i < own[p].size(); ++i) {
+            const std::size_t place = Index(places.places[i]);
+            const std::vector<Member>& all = members[place];
+            const int number = static_cast<int>(place) + 1;
+            Rows rows{fmt::format("{}{}", dimensions.members, number), all.size(), {}, number};
+            for (const Member& member : own[p][i]) {
+                rows.places.push_back(static_cast<int>(
+                    std::ranges::lower_bound(all, key(member), {}, key) - all.begin()));
+            }
+            pieces[p].rows[fmt::format("{}{}", dimensions.members, i + 1)] = rows;
+            rows.dimension = fmt::format("{}{}", dimensions.factors, number);
+            pieces[p].rows[fmt::format("{}{}", dimensions.factors, i + 1)] = std::move(rows);
+        }
     }
 }
 
-void ExodusPieces::JoinSideSets() {
-    for (const Piece& piece : m_pieces) {
-        const std::vector<Set>& ofPiece = piece.reader->SideSets();
-        for (std::size_t i = 0; i < ofPiece.size(); ++i) {
-            std::vector<Side>& all = m_sides[PlaceOfSet(m_contents.sideSets, m_sides, ofPiece[i])];
-            for (const Side& side : piece.reader->ReadSideSet(static_cast<int>(i))) {
-                all.push_back({piece.elements[Index(side.element)], side.side});
+}  // namespace
+
+void ExodusPieces::AddSets() {
+    const auto ofType = [](ORQObjLabelerType type) {
+        return [type](Piece& piece) {
+            const bool isOfNodes = type == ORQObjLabelerType::Node;
+            std::pair<std::vector<Set>, std::vector<std::vector<int>>> own;
+            own.first = isOfNodes ? piece.reader->NodeSets() : piece.reader->ElementSets();
+            for (int i = 0; i < std::ssize(own.first); ++i) {
+                std::vector<int>& members = own.second.emplace_back(piece.reader->ReadSet(type, i));
+                for (int& member : members) {
+                    member = (isOfNodes ? piece.nodes : piece.elements)[Index(member)];
+                }
+            }
+            return own;
+        };
+    };
+    JoinSets(m_pieces, kNodeSets, m_contents.nodeSets, m_nodeSetMembers, kMemberKey,
+             ofType(ORQObjLabelerType::Node));
+    JoinSets(m_pieces, kElementSets, m_contents.elementSets, m_elementSetMembers, kMemberKey,
+             ofType(ORQObjLabelerType::Element));
+    JoinSets(m_pieces, kSideSets, m_contents.sideSets, m_sides, kSideKey, [](Piece& piece) {
+        std::pair<std::vector<Set>, std::vector<std::vector<Side>>> own;
+        own.first = piece.reader->SideSets();
+        for (int i = 0; i < std::ssize(own.first); ++i) {
+            std::vector<Side>& sides = own.second.emplace_back(piece.reader->ReadSideSet(i));
+            for (Side& side : sides) {
+                side.element = piece.elements[Index(side.element)];
+            }
+        }
+        return own;
+    });
+    AddFactorRows();
+}
+
+/// A side set has a factor for each node of each side.
+void ExodusPieces::AddFactorRows() {
+    std::vector<std::vector<int>> firsts;
+    for (const std::vector<Side>& sides : m_sides) {
+        firsts.push_back(FirstFactors(sides));
+    }
+    for (Piece& piece : m_pieces) {
+        for (std::size_t i = 0; i < piece.reader->SideSets().size(); ++i) {
+            const ExodusPieceArrays::Rows& sides =
+                piece.rows.at(fmt::format("{}{}", kSideSets.members, i + 1));
+            const std::vector<int>& first = firsts[Index(sides.setNumber) - 1];
+            ExodusPieceArrays::Rows& factors =
+                piece.rows.at(fmt::format("{}{}", kSideSets.factors, i + 1));
+            factors.count = Index(first.back());
+            factors.places.clear();
+            for (const int side : sides.places) {
+                for (int row = first[Index(side)]; row < first[Index(side) + 1]; ++row) {
+                    factors.places.push_back(row);
+                }
             }
         }
     }
+}
+
+/// The first factor of each side, and the number of all.
+std::vector<int> ExodusPieces::FirstFactors(std::span<const Side> sides) const {
+    std::vector<int> firsts = {0};
+    for (const Side& side : sides) {
+        firsts.push_back(firsts.back() +
+                         static_cast<int>(ShapeOf(side.element).SideAt(side.side).nodes.size()));
+    }
+    return firsts;
+}
+
+const ORQExcShape& ExodusPieces::ShapeOf(int element) const {
+    const auto block = std::ranges::upper_bound(m_blockEnds, element) - m_blockEnds.begin();
+    return *m_contents.blocks[Index(block)].shape;
 }
 
 // --- What a model has no place for ---------------------------------------------------------------
 
-/// Keeps the records of the first piece. Other arrays are cut with the mesh, or describe how the
-/// pieces are connected, which the whole model does not need.
 void ExodusPieces::KeepArrays() {
-    constexpr std::array<std::string_view, 2> kRecords = {"QA records", "information records"};
-    std::map<std::string, std::int64_t> dropped;
-    for (const Piece& piece : m_pieces) {
-        const std::vector<Array>& arrays = piece.reader->Arrays();
-        for (std::size_t i = 0; i < arrays.size(); ++i) {
-            if (std::ranges::find(kRecords, arrays[i].kind) != kRecords.end()) {
-                if (&piece == &m_pieces.front()) {
-                    m_contents.arrays.push_back(arrays[i]);
-                    m_keptArrays.push_back(static_cast<int>(i));
-                }
-            } else if (!arrays[i].kind.empty() && arrays[i].kind != "netCDF variables") {
-                dropped[arrays[i].kind] += arrays[i].count;
-            }
-        }
+    std::vector<ExodusPieceArrays::Piece> pieces;
+    for (Piece& piece : m_pieces) {
+        piece.rows["num_nodes"] = {"num_nodes", m_nodeLabels.size(), piece.nodes};
+        piece.rows["num_elem"] = {"num_elem", m_elementLabels.size(), piece.elements};
+        pieces.push_back({piece.reader.get(), std::move(piece.rows)});
     }
-    for (const auto& [kind, count] : dropped) {
-        m_losses.Drop(kind, "", count, "the pieces of a model are joined without them");
-    }
-}
-
-void ExodusPieces::ReadArray(int array, int begin, int end, void* values) {
-    m_pieces.front().reader->ReadArray(m_keptArrays[Index(array)], begin, end, values);
+    m_arrays = ExodusPieceArrays(std::move(pieces));
+    m_contents.arrays = m_arrays.Arrays();
+    m_losses.Append(m_arrays.Losses());
 }
 
 }  // namespace orq::exchange

@@ -10,6 +10,7 @@
 
 #include "ORQExcHeldMesh.h"
 #include "ORQExcReport.h"
+#include "formats/exodus/ExodusPieceArrays.h"
 #include "formats/exodus/ExodusPieceResults.h"
 #include "formats/exodus/ExodusReader.h"
 
@@ -24,16 +25,17 @@ std::vector<std::filesystem::path> ExodusPieceFiles(const std::filesystem::path&
 /// them: a node that several pieces have stands once, blocks and sets of one number are one. Nodes
 /// stand by number, and so do the elements of a block. The mesh is held in memory, results are not.
 ///
-/// Global variables, QA and information records are those of the first piece. Throws
-/// ORQExcImportError, with the piece, where maps contradict each other: for a node that two pieces
-/// have in different places, an element that two pieces have, a block of two shapes, and times that
-/// differ.
+/// Global variables are those of the first piece. Throws ORQExcImportError, with the piece, where maps
+/// contradict each other: for a node that two pieces have in different places, an element that two
+/// pieces have, a block of two shapes, and times that differ.
 class ExodusPieces : public ORQExcHeldMesh {
   public:
     explicit ExodusPieces(const std::vector<std::filesystem::path>& files);
 
     std::string_view Format() const override { return "Exodus II"; }
-    void ReadArray(int array, int begin, int end, void* values) override;
+    void ReadArray(int array, int begin, int end, void* values) override {
+        m_arrays.Read(array, begin, end, values);
+    }
     ORQExcResultSource* Results() override { return &m_results; }
     ORQExcReport Losses() const override { return m_losses; }
 
@@ -42,6 +44,7 @@ class ExodusPieces : public ORQExcHeldMesh {
         std::unique_ptr<ExodusReader> reader;
         std::vector<int> nodes;     // ordinals here, by those in the piece
         std::vector<int> elements;  // the same
+        std::map<std::string, ExodusPieceArrays::Rows> rows;  // by dimension
     };
     /// The elements of a block that a piece has.
     struct Share {
@@ -60,13 +63,14 @@ class ExodusPieces : public ORQExcHeldMesh {
     std::vector<JoinedBlock> JoinBlocks() const;
     void AddBlock(const JoinedBlock& joined);
     void AddSets();
-    void JoinSets(ORQObjLabelerType type, std::vector<Set>& sets,
-                  std::vector<std::vector<int>>& members);
-    void JoinSideSets();
+    void AddFactorRows();
+    std::vector<int> FirstFactors(std::span<const Side> sides) const;
+    const ORQExcShape& ShapeOf(int element) const;
     void KeepArrays();
 
     std::vector<Piece> m_pieces;
-    std::vector<int> m_keptArrays;  // of the first piece
+    ExodusPieceArrays m_arrays;
+    std::vector<int> m_blockEnds;  // the element behind the last of each block
     ExodusPieceResults m_results;
     ORQExcReport m_losses;
 };

@@ -23,7 +23,7 @@
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 65536;  // values at a time; bounds the memory
+constexpr int kValuesAtOnce = 65536;  // values at a time; bounds the memory
 
 constexpr std::string_view kClassicMagic = "CDF";
 constexpr std::string_view kHdf5Magic = "\x89HDF\r\n\x1a\n";
@@ -87,7 +87,7 @@ class QuietStandardError {
 template <typename Read>
 void ForEachSlice(int begin, int end, int valuesEach, const Read& read) {
     while (begin < end) {
-        const int sliceEnd = begin + std::min(end - begin, std::max(1, kSlice / valuesEach));
+        const int sliceEnd = begin + std::min(end - begin, std::max(1, kValuesAtOnce / valuesEach));
         read(begin, sliceEnd);
         begin = sliceEnd;
     }

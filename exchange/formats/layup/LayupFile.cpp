@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,6 +14,7 @@
 #include "formats/layup/JsonCheck.h"
 #include "formats/layup/JsonText.h"
 #include "formats/layup/LayupMaterials.h"
+#include "model/NoValue.h"
 
 using namespace orq::exchange;
 
@@ -22,8 +22,6 @@ namespace {
 
 using nlohmann::json;
 using Pointer = JsonCheck::Pointer;
-
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
 constexpr JsonRange kThickness{"a number greater than 0", 0, kLargest, false};
 constexpr JsonRange kAngle{"a number of degrees from -360 to 360", -360, 360};

@@ -8,14 +8,13 @@
 #include <utility>
 
 #include "model/MaterialKinds.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
 
 using nlohmann::json;
 using Pointer = JsonCheck::Pointer;
-
-constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
 /// The card of bulk data whose properties and components a material may have.
 constexpr const char* kMaterialKind = "MAT8";

@@ -4,13 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <tuple>
+
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
-
-constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
 
 /// The fields of a card that the model has a place for, as bits.
 std::uint64_t KnownFields(const NastranElementCard& card) {
@@ -160,7 +159,7 @@ void NastranElements::ReadFields(const BulkCard& card, Block& block) {
         std::vector<double>& column = block.columns[2 * i + (isInteger ? 1 : 0)];
         // A column begins with the first element that has a value: fields that no element has take
         // no memory.
-        column.resize(nBefore, kBlank);
+        column.resize(nBefore, kNoValue);
         column.push_back(*value);
     }
 }
@@ -171,7 +170,7 @@ void NastranElements::Resolve(const NastranNodes& nodes, const NastranProperties
                               NastranKept& kept) {
     for (Block& block : m_blocks) {
         for (std::vector<double>& column : block.columns) {
-            column.resize(column.empty() ? 0 : block.labels.size(), kBlank);
+            column.resize(column.empty() ? 0 : block.labels.size(), kNoValue);
         }
         ResolveNodes(nodes, block, kept);
     }

@@ -4,14 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "formats/nastran/NastranCards.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
-
-constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
 
 /// Returns the table of a property over these temperatures, appended if there is none.
 ORQExcMaterialTable& TableOver(const std::vector<double>& temperatures, const std::string& property,
@@ -73,7 +71,7 @@ BulkTaken NastranMaterials::AddMaterial(const BulkCard& card) {
     int field = kFirstMaterialConstant;
     for (const MaterialKind::Constant& constant : known->constants) {
         AddColumn(TableOver({}, constant.property, material.tables), {constant.name},
-                  {card.RealOr(field++, kBlank)});
+                  {card.RealOr(field++, kNoValue)});
     }
     if (card.IsBroken()) {
         // A broken card still gives its name to what refers to it.
@@ -189,7 +187,7 @@ void NastranMaterials::ReadPoints(const BulkCard& card, Table& table) {
                      : fmt::format("the value {} has no temperature", card.Text(field + 1)));
         } else if (const auto temperature = card.Real(field)) {
             table.points.temperatures.push_back(*temperature);
-            table.points.values.push_back(isEnded ? kBlank : card.RealOr(field + 1, kBlank));
+            table.points.values.push_back(isEnded ? kNoValue : card.RealOr(field + 1, kNoValue));
         }
     }
     if (!isEnded) {

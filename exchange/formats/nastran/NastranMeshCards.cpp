@@ -8,16 +8,15 @@
 #include <limits>
 
 #include "formats/nastran/NastranDeck.h"
+#include "formats/nastran/NastranGridFields.h"
 #include "formats/nastran/NastranSetCards.h"
 #include "model/ShellColumns.h"
 
 namespace orq::exchange {
 namespace {
 
-constexpr int kSlice = 1 << 16;  // nodes or elements at a time; bounds the memory
-constexpr int kFirstCoordinateField = 3;
-constexpr int kConstraintsField = 7;
-constexpr int kThicknessField = 3;                  // of a plate
+constexpr int kSlice = 1 << 16;     // nodes or elements at a time; bounds the memory
+constexpr int kThicknessField = 3;  // of a plate
 constexpr std::string_view kOffsetField = "ZOFFS";  // the name of the field
 
 bool IsInteger(double value) {
@@ -130,10 +129,10 @@ void NastranMeshCards::WriteNodes() {
             BulkFields fields;
             fields.Set(1, label);
             for (std::size_t axis = 0; axis < point.size(); ++axis) {
-                fields.Set(kFirstCoordinateField + static_cast<int>(axis), point[axis]);
+                fields.Set(grid::kFirstCoordinate + static_cast<int>(axis), point[axis]);
             }
             if (constrained != 0) {
-                fields.Set(kConstraintsField, constrained);
+                fields.Set(grid::kConstraints, constrained);
             }
             m_scope.text.Card("GRID", fields);
         }

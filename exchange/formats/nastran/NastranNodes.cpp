@@ -5,13 +5,11 @@
 #include <algorithm>
 #include <string>
 
+#include "formats/nastran/NastranGridFields.h"
+
 namespace orq::exchange {
 namespace {
 
-constexpr int kFirstCoordinate = 3;
-constexpr int kLastCoordinate = 5;
-constexpr int kDisplacementField = 6;
-constexpr int kConstraintsField = 7;
 // An int holds every label of nine digits.
 constexpr std::size_t kDigitsOfLargeLabels = 10;
 
@@ -23,7 +21,7 @@ BulkTaken NastranNodes::Add(const BulkCard& card) {
     }
     if (card.Name() == "GRDSET") {
         m_defaultSystem = card.Int(2).value_or(0);
-        m_defaultConstraints = card.Int(kConstraintsField).value_or(0);
+        m_defaultConstraints = card.Int(grid::kConstraints).value_or(0);
         NoteDisplacementSystem(card);
         return BulkTaken::Partly;
     }
@@ -34,8 +32,8 @@ BulkTaken NastranNodes::Add(const BulkCard& card) {
 }
 
 BulkTaken NastranNodes::AddNode(const BulkCard& card) {
-    const bool hasMore = card.NumFields() > kLastCoordinate;
-    const int constraints = hasMore ? card.Int(kConstraintsField).value_or(0) : 0;
+    const bool hasMore = card.NumFields() > grid::kLastCoordinate;
+    const int constraints = hasMore ? card.Int(grid::kConstraints).value_or(0) : 0;
     // A label that is too large for the model is a finding, and the card is kept; any other label
     // that cannot be read is an error.
     if (card.Text(1).find_first_not_of("0123456789") != std::string_view::npos ||
@@ -51,11 +49,11 @@ BulkTaken NastranNodes::AddNode(const BulkCard& card) {
     m_places.push_back(card.Place());
     m_sources.push_back(card.Source());
     m_systems.push_back(card.IsBlank(2) ? kBlank : card.Int(2).value_or(kBlank));
-    for (int field = kFirstCoordinate; field <= kLastCoordinate; ++field) {
+    for (int field = grid::kFirstCoordinate; field <= grid::kLastCoordinate; ++field) {
         m_coordinates.push_back(card.RealOr(field, 0));
     }
     m_constraints.push_back(constraints);
-    if (hasMore && !card.IsBlank(kDisplacementField)) {
+    if (hasMore && !card.IsBlank(grid::kDisplacementSystem)) {
         NoteDisplacementSystem(card);
     }
     const bool lacksNumber = card.IsBlank(3) || card.IsBlank(4) || card.IsBlank(5);
@@ -67,7 +65,7 @@ BulkTaken NastranNodes::AddNode(const BulkCard& card) {
 void NastranNodes::NoteDisplacementSystem(const BulkCard& card) {
     // A field that is no number stays on the card: the mesh has no displacements.
     const int number =
-        card.IsInt(kDisplacementField) ? card.Int(kDisplacementField).value_or(0) : 0;
+        card.IsInt(grid::kDisplacementSystem) ? card.Int(grid::kDisplacementSystem).value_or(0) : 0;
     if (number <= 0) {
         return;
     }
@@ -88,7 +86,7 @@ void NastranNodes::ComplainOfDisplacementSystems(NastranCoordinates& coordinates
                 fmt::format(
                     "{}: {}: coordinate system {} of its displacements is missing or "
                     "wrong{}",
-                    named.card, BulkFieldName(kDisplacementField), number,
+                    named.card, BulkFieldName(grid::kDisplacementSystem), number,
                     named.nCards == 1 ? "" : fmt::format("; {} cards name it", named.nCards)));
         }
     }

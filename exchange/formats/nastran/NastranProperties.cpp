@@ -4,14 +4,12 @@
 
 #include <algorithm>
 #include <array>
-#include <limits>
 
 #include "formats/nastran/NastranCards.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
-
-constexpr double kBlank = std::numeric_limits<double>::quiet_NaN();
 
 /// Properties of which a field names a material.
 constexpr std::array<std::string_view, 7> kOfOneMaterial = {"PBAR", "PBARL",  "PBEAM", "PBEAML",
@@ -71,7 +69,7 @@ void NastranProperties::ReadPlate(const BulkCard& card, BulkProperty& property) 
     }
     property.plies.push_back({m_materials.Refer(card, 2), thickness, 0, 0});
     for (int i = 0; i < kNumShellConstants; ++i) {
-        property.constants.push_back(card.RealOr(kFirstShellConstant + i, kBlank));
+        property.constants.push_back(card.RealOr(kFirstShellConstant + i, kNoValue));
     }
     for (const int field : kOtherMaterialFields) {
         if (card.IsInt(field) && *card.Int(field) != -1) {  // -1: plane strain
@@ -84,7 +82,7 @@ void NastranProperties::ReadLaminate(const BulkCard& card, BulkProperty& propert
     for (int field = kFirstLaminateConstant; field < kFirstLaminateConstant + kNumLaminateConstants;
          ++field) {
         const bool isWord = field == kFailureField || field == kOptionsField;
-        property.constants.push_back(isWord ? ReadWord(card, field) : card.RealOr(field, kBlank));
+        property.constants.push_back(isWord ? ReadWord(card, field) : card.RealOr(field, kNoValue));
     }
     ReadPlies(card, property);
     if (card.Is(kOptionsField, "SYM")) {
@@ -136,7 +134,7 @@ double NastranProperties::ReadWord(const BulkCard& card, int field) {
     if (found != words.end()) {
         return static_cast<double>(found - words.begin() + 1);
     }
-    return kBlank;
+    return kNoValue;
 }
 
 const BulkProperty* NastranProperties::Find(std::string_view family, int number) const {

@@ -10,7 +10,7 @@
 namespace orq::exchange {
 namespace {
 
-using Place = ORQExcResultArray::Place;
+using ResultPlace = ORQExcResultArray::Place;
 
 constexpr std::array<const char*, 3> kVector = {"x", "y", "z"};
 // The orders of VTK for symmetric and for whole tensors.
@@ -18,16 +18,16 @@ constexpr std::array<const char*, 6> kSymmetric = {"xx", "yy", "zz", "xy", "yz",
 constexpr std::array<const char*, 9> kTensor = {"xx", "xy", "xz", "yx", "yy",
                                                 "yz", "zx", "zy", "zz"};
 
-Place PlaceOf(VtuGrid::Place place) {
-    return place == VtuGrid::Place::Points  ? Place::Node
-           : place == VtuGrid::Place::Cells ? Place::Element
-                                            : Place::Model;
+ResultPlace PlaceOf(VtuGrid::Place place) {
+    return place == VtuGrid::Place::Points  ? ResultPlace::Node
+           : place == VtuGrid::Place::Cells ? ResultPlace::Element
+                                            : ResultPlace::Model;
 }
 
-VtuGrid::Place GridPlaceOf(Place place) {
-    return place == Place::Node      ? VtuGrid::Place::Points
-           : place == Place::Element ? VtuGrid::Place::Cells
-                                     : VtuGrid::Place::Grid;
+VtuGrid::Place GridPlaceOf(ResultPlace place) {
+    return place == ResultPlace::Node      ? VtuGrid::Place::Points
+           : place == ResultPlace::Element ? VtuGrid::Place::Cells
+                                           : VtuGrid::Place::Grid;
 }
 
 std::vector<std::string> ComponentNames(const VtuGrid::Array& array) {
@@ -85,10 +85,10 @@ void VtuResults::Open(std::vector<Frame> frames, const VtuGrid& first,
 }
 
 void VtuResults::AddArray(const VtuGrid::Array& array, int nPoints) {
-    const Place place = PlaceOf(array.place);
-    const int nMembers = place == Place::Node      ? nPoints
-                         : place == Place::Element ? static_cast<int>(m_cells.size())
-                                                   : 1;
+    const ResultPlace place = PlaceOf(array.place);
+    const int nMembers = place == ResultPlace::Node      ? nPoints
+                         : place == ResultPlace::Element ? static_cast<int>(m_cells.size())
+                                                         : 1;
     std::string name = array.name.empty() ? "unnamed" : array.name;
     const auto isTaken = [&](const ORQExcResultArray& other) {
         return other.place == place && other.name == name;
@@ -136,7 +136,7 @@ void VtuResults::ReadResult(int number, int part, int begin, int end, std::span<
         const VtuGrid& grid = GridAt(from.times[static_cast<std::size_t>(i)]);
         const VtuGrid::Array* const stored = grid.Find(GridPlaceOf(array.place), m_names[place]);
         const std::vector<double> all = grid.Reals(*stored);
-        if (array.place != Place::Element) {
+        if (array.place != ResultPlace::Element) {
             const auto nWanted = nComponents * static_cast<std::size_t>(from.NumMembers());
             if (all.size() < nWanted) {
                 grid.Fail(*stored, fmt::format("has {} values of {}", all.size(), nWanted));

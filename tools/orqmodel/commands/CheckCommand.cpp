@@ -256,7 +256,7 @@ void Print(const Findings& findings, const CheckOptions& options, const ORQExcRe
         json object = FindingsToJson(findings);
         if (options.fix) {
             object["dry_run"] = options.isDryRun;
-            object["report"] = ToJson(mended);
+            object["report"] = ReportToJson(mended);
         }
         PrintJson(console.out, object);
     } else if (options.format == "sarif") {

@@ -20,7 +20,7 @@ namespace orqmodel {
 namespace {
 
 using nlohmann::json;
-using Kind = ORQExcDifference::Kind;
+using DifferenceKind = ORQExcDifference::Kind;
 using Change = ORQExcDifference::Change;
 
 /// The most that a report lists of each.
@@ -43,37 +43,37 @@ struct DiffOptions {
     bool json = false;
 };
 
-const char* NameOf(Kind kind) {
+const char* NameOf(DifferenceKind kind) {
     switch (kind) {
-        case Kind::Model:
+        case DifferenceKind::Model:
             return "model";
-        case Kind::Instance:
+        case DifferenceKind::Instance:
             return "instance";
-        case Kind::Node:
+        case DifferenceKind::Node:
             return "nodes";
-        case Kind::Element:
+        case DifferenceKind::Element:
             return "elements";
-        case Kind::Block:
+        case DifferenceKind::Block:
             return "block";
-        case Kind::NodeSet:
+        case DifferenceKind::NodeSet:
             return "node set";
-        case Kind::ElementSet:
+        case DifferenceKind::ElementSet:
             return "element set";
-        case Kind::Surface:
+        case DifferenceKind::Surface:
             return "surface";
-        case Kind::Section:
+        case DifferenceKind::Section:
             return "section";
-        case Kind::Material:
+        case DifferenceKind::Material:
             return "material";
-        case Kind::Orientation:
+        case DifferenceKind::Orientation:
             return "orientation";
-        case Kind::Step:
+        case DifferenceKind::Step:
             return "step";
-        case Kind::Field:
+        case DifferenceKind::Field:
             return "field";
-        case Kind::Text:
+        case DifferenceKind::Text:
             return "kept text";
-        case Kind::Array:
+        case DifferenceKind::Array:
             return "kept array";
     }
     return "";
@@ -160,11 +160,11 @@ std::string ObjectChangeText(const ORQExcDifference& difference) {
     if (difference.what == "values") {
         text = fmt::format("{} {}, most {}:", Counted(difference),
                            difference.count == 1 ? "differs" : "differ", difference.at);
-    } else if (difference.kind == Kind::Text || difference.count > 1 ||
+    } else if (difference.kind == DifferenceKind::Text || difference.count > 1 ||
                (difference.before.empty() && difference.after.empty())) {
         text = Counted(difference);
     }
-    if (difference.kind == Kind::Text) {
+    if (difference.kind == DifferenceKind::Text) {
         return fmt::format("{}, the first \"{}\" becomes \"{}\"", text, Short(difference.before),
                            Short(difference.after));
     }
@@ -180,7 +180,8 @@ std::string ObjectChangeText(const ORQExcDifference& difference) {
 /// What became of the objects of a line.
 std::string ChangeText(const ORQExcDifference& difference,
                        const std::vector<std::string>& instances, const Limits& limits) {
-    const bool isOfMesh = difference.kind == Kind::Node || difference.kind == Kind::Element;
+    const bool isOfMesh =
+        difference.kind == DifferenceKind::Node || difference.kind == DifferenceKind::Element;
     std::string text = isOfMesh ? MeshChangeText(difference) : ObjectChangeText(difference);
     if (!difference.members.empty()) {
         text += (isOfMesh ? ": " : ", ") + MembersText(difference, instances, limits);
@@ -190,7 +191,7 @@ std::string ChangeText(const ORQExcDifference& difference,
 
 /// A change, and the objects of one kind that it happened to.
 struct Line {
-    Kind kind;
+    DifferenceKind kind;
     std::vector<std::string> names;
     std::string change;
 };
@@ -210,16 +211,17 @@ std::string TextOf(const Line& line, const Limits& limits) {
 }
 
 /// What differs in the values of a field: the time of the largest difference, and how many times.
-struct FieldValues {
+struct FieldDifference {
     const ORQExcDifference* largest;
     std::size_t nTimes;
 };
 
-std::map<std::string, FieldValues> ValuesOfFields(const ORQExcDifferences& differences) {
-    std::map<std::string, FieldValues> values;
+std::map<std::string, FieldDifference> ValuesOfFields(const ORQExcDifferences& differences) {
+    std::map<std::string, FieldDifference> values;
     for (const ORQExcDifference& difference : differences.list) {
         if (difference.what == "values") {
-            FieldValues& field = values.try_emplace(difference.name, &difference, 0).first->second;
+            FieldDifference& field =
+                values.try_emplace(difference.name, &difference, 0).first->second;
             ++field.nTimes;
             if (difference.amount > field.largest->amount) {
                 field.largest = &difference;
@@ -231,13 +233,13 @@ std::map<std::string, FieldValues> ValuesOfFields(const ORQExcDifferences& diffe
 
 /// In the order of the differences; objects that changed alike share a line.
 std::vector<Line> LinesOf(const ORQExcDifferences& differences, const Limits& limits) {
-    const std::map<std::string, FieldValues> values = ValuesOfFields(differences);
+    const std::map<std::string, FieldDifference> values = ValuesOfFields(differences);
     std::vector<Line> lines;
-    std::map<std::pair<Kind, std::string>, std::size_t> placeOf;
+    std::map<std::pair<DifferenceKind, std::string>, std::size_t> placeOf;
     for (const ORQExcDifference& difference : differences.list) {
         std::string change = ChangeText(difference, differences.instances, limits);
         if (difference.what == "values") {
-            const FieldValues& field = values.at(difference.name);
+            const FieldDifference& field = values.at(difference.name);
             if (field.largest != &difference) {
                 continue;
             }

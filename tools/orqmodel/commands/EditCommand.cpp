@@ -180,7 +180,7 @@ void Print(const EditOptions& options, const ORQExcReport& report, const Console
                                 {"action", options.action},
                                 {"arguments", options.arguments},
                                 {"dry_run", options.isDryRun},
-                                {"report", ToJson(report)}});
+                                {"report", ReportToJson(report)}});
         return;
     }
     if (console.IsQuiet()) {

@@ -41,7 +41,7 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
                                 {"format", exporter.Format()},
                                 {"output", options.output.string()},
                                 {"exported", !isRefused},
-                                {"report", ToJson(report)}});
+                                {"report", ReportToJson(report)}});
     } else if (!console.IsQuiet()) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << " (" << exporter.Format()

@@ -34,7 +34,7 @@ struct FindOptions {
 
 enum class Members { Nodes, Elements, Faces, None };
 
-struct Kind {
+struct SetKind {
     std::string_view name;
     std::string_view title;
     std::string_view member;
@@ -49,7 +49,7 @@ constexpr std::array kElementSets = {ORQSimSchema::Model_elementSets,
 constexpr std::array kSurfaces = {ORQSimSchema::Model_surfaces};
 constexpr std::array kOrientations = {ORQSimSchema::Model_orientations};
 
-constexpr std::array<Kind, 4> kKinds = {
+constexpr std::array<SetKind, 4> kSetKinds = {
     {{"nodeset", "node set", "node", Members::Nodes, kNodeSets},
      {"elset", "element set", "element", Members::Elements, kElementSets},
      {"surface", "surface", "face", Members::Faces, kSurfaces},
@@ -73,7 +73,7 @@ struct Found {
     }
 };
 
-void AddMembers(const Kind& kind, const ORQObjDocument& document, const ORQSimPosition& object,
+void AddMembers(const SetKind& kind, const ORQObjDocument& document, const ORQSimPosition& object,
                 Found& found) {
     ORQSrvGlobalLabelMap labels(document.Focus());
     const auto addElement = [&](int ordinal, int side) {
@@ -103,7 +103,7 @@ void AddMembers(const Kind& kind, const ORQObjDocument& document, const ORQSimPo
 }
 
 /// The keys of a kind that are spelt most like a name.
-std::vector<std::string> KeysLike(const ORQSimPosition& model, const Kind& kind,
+std::vector<std::string> KeysLike(const ORQSimPosition& model, const SetKind& kind,
                                   const FindOptions& options) {
     std::vector<std::string> keys;
     for (const int map : kind.maps) {
@@ -150,7 +150,7 @@ std::string TextOf(const std::vector<Member>& members) {
     return text;
 }
 
-void PrintText(const Kind& kind, const Found& found, std::ostream& out) {
+void PrintText(const SetKind& kind, const Found& found, std::ostream& out) {
     out << fmt::format("{} {}", kind.title, ORQExcPrintable(found.key));
     if (kind.members != Members::None) {
         const std::size_t count = found.NumMembers();
@@ -193,7 +193,7 @@ nlohmann::json ToJson(const FindOptions& options, const Found* found,
 
 std::vector<std::string> FindKinds() {
     std::vector<std::string> names;
-    for (const Kind& kind : kKinds) {
+    for (const SetKind& kind : kSetKinds) {
         names.emplace_back(kind.name);
     }
     return names;
@@ -204,9 +204,9 @@ std::vector<std::string> FindKinds() {
 /// ORQBasFailure: Usage for quotes that are not closed, Damaged when a set's name leads to
 /// something else.
 ExitStatus RunFind(const FindOptions& options, const Console& console) {
-    const Kind& kind = *std::find_if(kKinds.begin(), kKinds.end(), [&](const Kind& candidate) {
-        return candidate.name == options.kind;
-    });
+    const SetKind& kind =
+        *std::find_if(kSetKinds.begin(), kSetKinds.end(),
+                      [&](const SetKind& candidate) { return candidate.name == options.kind; });
     const ORQObjDocument document(OpenModel(options.database));
     const bool wantsSet = kind.members == Members::Nodes || kind.members == Members::Elements;
     const auto [object, key] = FindNamedObject(document, kind.maps, wantsSet, options.name);

@@ -46,7 +46,7 @@ void Print(const ImportOptions& options, const ORQExcImporter& importer, const O
                                 {"format", importer.Format()},
                                 {"output", options.output.string()},
                                 {"imported", isImported},
-                                {"report", ToJson(report)}});
+                                {"report", ReportToJson(report)}});
         return;
     }
     console.out << ORQExcPrintable(options.input.string()) << " (" << importer.Format() << ") -> "

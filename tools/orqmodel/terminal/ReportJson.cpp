@@ -6,7 +6,7 @@
 
 namespace orqmodel {
 
-nlohmann::json ToJson(const ORQExcReport& report) {
+nlohmann::json ReportToJson(const ORQExcReport& report) {
     nlohmann::json object;
     for (const auto& [outcome, heading] : kORQExcOutcomes) {
         nlohmann::json& list = object[heading] = nlohmann::json::array();

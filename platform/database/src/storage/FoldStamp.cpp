@@ -12,8 +12,8 @@ namespace {
 
 // Offsets in the stamp; stored, do not change.
 constexpr std::size_t kFoldAt = 0;
-constexpr std::size_t kFramesAt = 4;  // the highest bit is set where the fold is whole
-constexpr std::size_t kSaltsAt = 8;
+constexpr std::size_t kStampFramesAt = 4;  // the highest bit is set where the fold is whole
+constexpr std::size_t kStampSaltsAt = 8;
 constexpr std::size_t kChecksumAt = 16;
 constexpr std::uint32_t kWholeBit = std::uint32_t{1} << 31;
 
@@ -23,8 +23,8 @@ FoldStamp::Bytes FoldStamp::Encode() const {
     Bytes bytes{};
     const std::uint32_t frames = log.nFrames | (isWhole ? kWholeBit : 0);
     std::memcpy(bytes.data() + kFoldAt, &fold, sizeof fold);
-    std::memcpy(bytes.data() + kFramesAt, &frames, sizeof frames);
-    std::ranges::copy(log.salts, bytes.begin() + kSaltsAt);
+    std::memcpy(bytes.data() + kStampFramesAt, &frames, sizeof frames);
+    std::ranges::copy(log.salts, bytes.begin() + kStampSaltsAt);
     const std::uint32_t sum = XXH32(bytes.data(), kChecksumAt, 0);
     std::memcpy(bytes.data() + kChecksumAt, &sum, sizeof sum);
     return bytes;
@@ -37,8 +37,9 @@ std::optional<FoldStamp> FoldStamp::Decode(std::span<const std::byte, kBytes> by
     }
     std::uint32_t frames = 0;
     std::memcpy(&stamp.fold, bytes.data() + kFoldAt, sizeof stamp.fold);
-    std::memcpy(&frames, bytes.data() + kFramesAt, sizeof frames);
-    std::ranges::copy(bytes.subspan(kSaltsAt, stamp.log.salts.size()), stamp.log.salts.begin());
+    std::memcpy(&frames, bytes.data() + kStampFramesAt, sizeof frames);
+    std::ranges::copy(bytes.subspan(kStampSaltsAt, stamp.log.salts.size()),
+                      stamp.log.salts.begin());
     stamp.isWhole = (frames & kWholeBit) != 0;
     stamp.log.nFrames = frames & ~kWholeBit;
     return std::ranges::equal(stamp.Encode(), bytes) ? std::optional(stamp) : std::nullopt;

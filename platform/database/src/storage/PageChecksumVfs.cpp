@@ -179,12 +179,12 @@ int WriteStamp(sqlite3_file* file) {
 
 // The committed frames as the log's index has them; see "WAL-Index File Format" of SQLite.
 LogExtent ExtentInIndex(const volatile void* index) {
-    constexpr std::size_t kFramesAt = 16;
-    constexpr std::size_t kSaltsAt = 32;
+    constexpr std::size_t kHeaderFramesAt = 16;
+    constexpr std::size_t kHeaderSaltsAt = 32;
     LogExtent log;
     const auto* bytes = static_cast<const std::byte*>(const_cast<const void*>(index));
-    std::memcpy(&log.nFrames, bytes + kFramesAt, sizeof log.nFrames);
-    std::memcpy(log.salts.data(), bytes + kSaltsAt, log.salts.size());
+    std::memcpy(&log.nFrames, bytes + kHeaderFramesAt, sizeof log.nFrames);
+    std::memcpy(log.salts.data(), bytes + kHeaderSaltsAt, log.salts.size());
     return log;
 }
 

@@ -68,11 +68,11 @@ struct ORQExcLayup {
         int section;
     };
 
-    std::vector<Material> materials;
-    std::vector<Orientation> orientations;
-    std::vector<Ply> plies;
-    std::vector<Section> sections;
-    std::vector<Assignment> assignments;
+    std::vector<Material> materials = {};
+    std::vector<Orientation> orientations = {};
+    std::vector<Ply> plies = {};
+    std::vector<Section> sections = {};
+    std::vector<Assignment> assignments = {};
 };
 
 /// Adds the layup to a model that has the element sets it names and no layers yet. REQUIRES: an

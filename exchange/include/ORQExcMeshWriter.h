@@ -9,13 +9,16 @@
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 
-inline constexpr int kElementsPerChunk = 100000;
+/// Multiples of 1024, so that whole chunks fill pages of 4096 bytes and can be mapped one behind the
+/// other (ORQSimMapping).
+inline constexpr int kNodesPerChunk = 102400;
+inline constexpr int kElementsPerChunk = 102400;
 
 struct ORQExcMeshWriterOptions {
-    int nodesPerChunk;     ///< at least 1
-    int elementsPerChunk;  ///< at least 1
+    int nodesPerChunk = kNodesPerChunk;        ///< at least 1
+    int elementsPerChunk = kElementsPerChunk;  ///< at least 1
     /// Called with numbers from 0 to 1; may throw to give up.
-    std::function<void(double)> progress;
+    std::function<void(double)> progress = [](double) {};
     const ORQExcResultsMap* resultsMap = nullptr;  ///< says more of names of results
 };
 

@@ -30,6 +30,10 @@ struct FieldPlan {
 /// that name their field are its components, whatever stands between them.
 std::vector<FieldPlan> PlanFields(std::span<const ORQExcResultArray> arrays);
 
+/// Adds the field of a plan to a step, without values.
+ORQObjMeshedField AddField(const ORQObjDocument& document, const ORQSimPosition& step,
+                           const FieldPlan& plan);
+
 /// The vector or tensor of which a name is a component at integration points; empty when the name is
 /// of none.
 std::string FieldOfComponent(const std::string& name);

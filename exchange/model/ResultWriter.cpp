@@ -34,6 +34,13 @@ ORQSimCSet SetOf(const ORQExcResultArray::Part& part, const ORQSimPosition& memb
                      collection.CreateTempOrderedCSet(part.members.data(), part.NumMembers()));
 }
 
+ORQSimPosition MembersOf(Place place, const ORQObjDocument& document) {
+    const ORQObjMesh mesh(document.GetMesh());
+    return place == Place::Node      ? mesh.GetNodeCollection()
+           : place == Place::Element ? mesh.GetElementCollection()
+                                     : ORQSimPosition();
+}
+
 class Writer {
   public:
     Writer(ORQExcResultSource& source, const ORQObjDocument& document,
@@ -71,21 +78,9 @@ class Writer {
         }
     }
 
-    ORQSimPosition MembersOf(Place place) const {
-        const ORQObjMesh mesh(m_document.GetMesh());
-        return place == Place::Node      ? mesh.GetNodeCollection()
-               : place == Place::Element ? mesh.GetElementCollection()
-                                         : ORQSimPosition();
-    }
-
     void WriteField(const FieldPlan& plan) {
-        const ORQSimPosition type = plan.identifier.empty()
-                                        ? m_builder.UserFieldType(plan.name)
-                                        : m_builder.StandardFieldType(plan.identifier);
-        const ORQSimPosition members = MembersOf(plan.place);
-        const ORQObjMeshedField field = m_builder.AddFieldResult(
-            m_step, {plan.name, type, plan.gridType, members, plan.components, plan.hasLayers,
-                     plan.axes, plan.arrayNames});
+        const ORQSimPosition members = MembersOf(plan.place, m_document);
+        const ORQObjMeshedField field = AddField(m_document, m_step, plan);
         const auto& parts = m_source.Arrays()[static_cast<std::size_t>(plan.arrays.front())].parts;
         for (std::size_t part = 0; part < parts.size(); ++part) {
             WritePart(field, plan, static_cast<int>(part), members);
@@ -200,6 +195,17 @@ class Writer {
 };
 
 }  // namespace
+
+ORQObjMeshedField AddField(const ORQObjDocument& document, const ORQSimPosition& step,
+                           const FieldPlan& plan) {
+    const ORQObjStepBuilder builder(document);
+    const ORQSimPosition type = plan.identifier.empty()
+                                    ? builder.UserFieldType(plan.name)
+                                    : builder.StandardFieldType(plan.identifier);
+    return builder.AddFieldResult(
+        step, {plan.name, type, plan.gridType, MembersOf(plan.place, document), plan.components,
+               plan.hasLayers, plan.axes, plan.arrayNames});
+}
 
 void WriteResults(ORQExcResultSource& source, const ORQObjDocument& document,
                   const ORQExcResultsMap* map, const std::function<void(std::int64_t)>& advance,

@@ -247,17 +247,27 @@ TEST_F(ContradictingRows, AWriterLosesNothingToPlacesThatOverlapOrLieBehindTheEn
     write(ORQSimDatabase::Open(m_path, Mode::ReadWrite));
 }
 
-// Early versions made indices of links without the category of what they lead to.
+// Early versions made indices of links without the category of what they lead to, and kept no meanings
+// of numbers.
 TEST_F(ContradictingRows, ADatabaseOfAnEarlyVersionOpens) {
     for (const char* table : {"child", "map_entry", "vector_entry"}) {
         const std::string name = std::string(table) + "_by_target";
         Change("DROP INDEX " + name + "; CREATE INDEX " + name + " ON " + table +
                "(target_object, target_index, slot)");
     }
+    Change("DROP TABLE schema; UPDATE state SET format = 1");
     EXPECT_EQ(Told(), "");
     const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
     InTransaction(database, [&] { database.Focus().CreateDataRecord(Slot(20)).SetInt(0, 1); });
     EXPECT_EQ(database.Verify(), Texts());
+    database.CopyTo(m_new);
+    EXPECT_EQ(ORQSimDatabase::Open(m_new, Mode::ReadOnly).Verify(), Texts());
+}
+
+TEST_F(ContradictingRows, ADatabaseOfALaterVersionIsForeign) {
+    Change("UPDATE state SET format = 3");
+    EXPECT_TRUE(Fails(Kind::Foreign, {"format version 3", "versions 1 to 2"},
+                      [&] { ORQSimDatabase::Open(m_path, Mode::ReadOnly); }));
 }
 
 // A host gives up by throwing out of the progress; wherever that is, nothing stays.

@@ -28,6 +28,7 @@ PLACES = [
     ("ORQSrvSimServices", 4, "services"),
     ("exchange", 5, "exchange"),
     ("tools", 6, "tools"),
+    ("python", 6, "python"),
 ]
 PUBLIC = ["platform/base/include", "platform/database/include", "platform/objects/include",
           "ORQSrvSimServices/PublicInterfaces", "exchange/include"]

@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
+#include "ORQExcHeldMesh.h"
 #include "ORQExcReport.h"
 #include "formats/exodus/ExodusPieceArrays.h"
 #include "formats/exodus/ExodusPieceResults.h"
 #include "formats/exodus/ExodusReader.h"
-#include "model/HeldMesh.h"
 
 namespace orq::exchange {
 
@@ -28,7 +28,7 @@ std::vector<std::filesystem::path> ExodusPieceFiles(const std::filesystem::path&
 /// Global variables are those of the first piece. Throws ORQExcImportError, with the piece, where maps
 /// contradict each other: for a node that two pieces have in different places, an element that two
 /// pieces have, a block of two shapes, and times that differ.
-class ExodusPieces : public HeldMesh {
+class ExodusPieces : public ORQExcHeldMesh {
   public:
     explicit ExodusPieces(const std::vector<std::filesystem::path>& files);
 

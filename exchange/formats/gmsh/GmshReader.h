@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <string_view>
 
+#include "ORQExcHeldMesh.h"
 #include "formats/gmsh/GmshResults.h"
-#include "model/HeldMesh.h"
 
 namespace orq::exchange {
 
@@ -15,7 +15,7 @@ namespace orq::exchange {
 /// physical groups become element sets, of which an element may be in several. Mesh and data are
 /// held in memory, with no more room than the file's bytes can fill. Errors name file, section and
 /// line (in binary files the byte).
-class GmshReader : public HeldMesh {
+class GmshReader : public ORQExcHeldMesh {
   public:
     /// Reads the whole file.
     explicit GmshReader(const std::filesystem::path& file);

@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <string_view>
 
+#include "ORQExcHeldMesh.h"
 #include "ORQExcReport.h"
 #include "formats/vtk/VtuResults.h"
-#include "model/HeldMesh.h"
 
 namespace orq::exchange {
 
@@ -16,7 +16,7 @@ namespace orq::exchange {
 /// surfaces, attributes, names of blocks; in files of others, which lack its "block number", they
 /// are results, as is every other array. Cells of types without a
 /// shape are left out, and reported by type. The mesh is held in memory.
-class VtuReader : public HeldMesh {
+class VtuReader : public ORQExcHeldMesh {
   public:
     explicit VtuReader(const std::filesystem::path& file);
 

@@ -1,6 +1,7 @@
 /// Fragment types: the pairs of small numbers that name record types and link slots.
 #pragma once
 
+#include <span>
 #include <string>
 
 #include "ORQBasExport.h"
@@ -52,6 +53,8 @@ struct Entry {
     const char* text;
 };
 
+/// All rows, by ascending type index. They live as long as the process.
+ORQ_EXPORT std::span<const Entry> Entries();
 /// The row of a type index, null when the catalogue does not name it. Lives as long as the process.
 ORQ_EXPORT const Entry* Find(int typeIndex);
 /// The name of a pair, or "(a, b)" when the catalogue does not name it.

@@ -21,6 +21,20 @@ void AddFocus(Store& store) {
         orq::storage::ObjectRow{store.NewObject(), ORQSimSchema::Focus, ORQSimCategoryRecord});
 }
 
+// Files also say what the numbers of slots and types stand for; in memory nobody else reads them.
+void AddMeanings(Store& store) {
+    std::vector<orq::storage::NumberMeaning> meanings;
+    for (const ORQSimSchema::Entry& entry : ORQSimSchema::Entries()) {
+        meanings.push_back({entry.typeIndex, entry.name, entry.text});
+    }
+    store.Describe(meanings);
+}
+
+void AddFocusAndMeanings(Store& store) {
+    AddFocus(store);
+    AddMeanings(store);
+}
+
 const std::shared_ptr<DatabaseState>& Opened(const std::shared_ptr<DatabaseState>& state) {
     if (state == nullptr || state->IsClosed()) {
         ORQBasThrowUsage("the database is not open");
@@ -47,7 +61,8 @@ ORQSimDatabase::ORQSimDatabase(const ORQSimPosition& position)
     : ORQSimDatabase(position.ID().ContextID()) {}
 
 ORQSimDatabase ORQSimDatabase::Create(const std::string& directory) {
-    return ORQSimDatabase(std::make_shared<DatabaseState>(Store::Create(directory, AddFocus)));
+    return ORQSimDatabase(
+        std::make_shared<DatabaseState>(Store::Create(directory, AddFocusAndMeanings)));
 }
 
 ORQSimDatabase ORQSimDatabase::CreateInMemory() {
@@ -67,12 +82,10 @@ ORQSimDatabase::Recovery ORQSimDatabase::Recover(const std::string& damaged,
                                                  const std::string& into,
                                                  const std::function<void(double)>& progress) {
     Recovery recovery;
-    Store::Build(
-        into, [](Store&) {},
-        [&](std::unique_ptr<Store> store) {
-            DatabaseState state(std::move(store));
-            recovery = orq::database::RecoverInto(state, damaged, progress);
-        });
+    Store::Build(into, AddMeanings, [&](std::unique_ptr<Store> store) {
+        DatabaseState state(std::move(store));
+        recovery = orq::database::RecoverInto(state, damaged, progress);
+    });
     return recovery;
 }
 

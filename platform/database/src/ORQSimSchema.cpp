@@ -6,9 +6,7 @@
 
 namespace ORQSimSchema {
 
-namespace {
-
-const std::vector<Entry>& Entries() {
+std::span<const Entry> Entries() {
     static const std::vector<Entry> entries = [] {
         std::vector<Entry> rows = {
 #define ORQ_FRAGMENT(name, a, b, kind, base, text) {#name, name, Kind::kind, base, text},
@@ -20,8 +18,6 @@ const std::vector<Entry>& Entries() {
     }();
     return entries;
 }
-
-}  // namespace
 
 Pair PairOf(int typeIndex) {
     return typeIndex > 0 ? Pair{(typeIndex - 1) >> 12, (typeIndex - 1) & 4095} : Pair{-1, -1};

@@ -20,6 +20,15 @@ run(${CMAKE_COMMAND} -S ${sources} -B ${SCRATCH}/build -D CMAKE_PREFIX_PATH=${pr
 run(${CMAKE_COMMAND} --build ${SCRATCH}/build)
 run(${SCRATCH}/build/consumer)
 
+# The shortest host writes a model, and reads in it what it wrote.
+execute_process(COMMAND ${SCRATCH}/build/hello_model ${SCRATCH}/hello.orq OUTPUT_VARIABLE said COMMAND_ERROR_IS_FATAL ANY)
+message("${said}")
+foreach(text "6 nodes, root of 2, 3 layers" "U1 of the last node: 2")
+    if(NOT said MATCHES "${text}")
+        message(FATAL_ERROR "hello_model does not print: ${text}")
+    endif()
+endforeach()
+
 file(GLOB_RECURSE pc_file ${prefix}/*/ORQSrvBasic.pc)
 get_filename_component(pc_dir ${pc_file} DIRECTORY)
 get_filename_component(lib_dir ${pc_dir} DIRECTORY)

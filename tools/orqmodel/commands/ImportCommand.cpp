@@ -4,6 +4,7 @@
 
 #include "ORQExcImporter.h"
 #include "ORQExcLayupFile.h"
+#include "ORQExcMeshWriter.h"
 #include "ORQExcReport.h"
 #include "ORQExcResultsMap.h"
 #include "ORQExcStagedTarget.h"
@@ -22,7 +23,7 @@ struct ImportOptions {
     std::filesystem::path output;
     std::filesystem::path layup;       // Puts sections on the mesh; empty for none.
     std::filesystem::path resultsMap;  // Says what names of results do not; empty for none.
-    int chunkNodes = 100'000;          // At least 1.
+    int chunkNodes = kNodesPerChunk;   // At least 1.
     bool force = false;                // Replace a model database that has the name.
     bool strict = false;               // Import nothing when something would be dropped.
     bool json = false;

@@ -137,6 +137,21 @@ ChunkStore::Reader BulkChunks::Open(std::int64_t store, int part, std::int64_t c
             extent.nUnverified == 0 ? Range{0, extent.length} : Range()};
 }
 
+std::shared_ptr<const std::byte> BulkChunks::Map(std::int64_t store,
+                                                 std::span<const Piece> pieces) {
+    std::vector<BulkFile::Place> places;
+    for (const Piece& piece : pieces) {
+        Reader reader = Open(store, 0, piece.chunk);
+        if (reader.Length() < piece.range.end) {
+            return nullptr;
+        }
+        reader.Bytes(piece.range.begin, piece.range.end);
+        places.push_back({Find(store, 0, piece.chunk).offset + piece.range.begin,
+                          piece.range.end - piece.range.begin});
+    }
+    return m_file.MapApart(places);
+}
+
 ChunkStore::Range BulkChunks::Check(Chunk& chunk, Range range) {
     Extent& extent = static_cast<Extent&>(chunk);
     Verify(extent, range.begin, range.end);

@@ -52,6 +52,8 @@ class BulkChunks final : public ChunkStore {
 
     std::int64_t Length(std::int64_t store, int part, std::int64_t chunk) override;
     Reader Open(std::int64_t store, int part, std::int64_t chunk) override;
+    std::shared_ptr<const std::byte> Map(std::int64_t store,
+                                         std::span<const Piece> pieces) override;
     void Write(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
                std::span<const std::byte> bytes, std::int64_t reserve) override;
     void Erase(std::int64_t store) override;

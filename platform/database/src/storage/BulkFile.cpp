@@ -241,6 +241,43 @@ const std::byte* BulkFile::Map(std::int64_t offset, std::int64_t size) {
     return m_map + offset;
 }
 
+std::shared_ptr<const std::byte> BulkFile::MapApart(std::span<const Place> places) const {
+    const std::int64_t page = sysconf(_SC_PAGESIZE);  // what can be mapped, not what is stored
+    std::int64_t size = 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        const bool isLast = i + 1 == places.size();
+        if ((i > 0 && places[i].offset % page != 0) ||
+            (!isLast && (places[i].offset + places[i].size) % page != 0)) {
+            return nullptr;
+        }
+        size += places[i].size;
+    }
+    if (size == 0) {
+        return nullptr;
+    }
+    const std::int64_t before = places[0].offset % page;
+    const auto length = static_cast<std::size_t>(before + size);
+    // Room for all of them, which the maps of the places then take.
+    void* const room =
+        mmap(nullptr, length, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (room == MAP_FAILED) {
+        ORQBasThrowSystemFailure(m_path, "find room for " + std::to_string(length) + " bytes");
+    }
+    auto* const begin = static_cast<std::byte*>(room);
+    const std::shared_ptr<const std::byte> held(
+        begin + before, [begin, length](const std::byte*) { munmap(begin, length); });
+    std::byte* to = begin;
+    for (const Place& place : places) {
+        const std::int64_t from = place.offset / page * page;
+        const auto bytes = static_cast<std::size_t>(place.offset + place.size - from);
+        if (mmap(to, bytes, PROT_READ, MAP_SHARED | MAP_FIXED, m_file, from) == MAP_FAILED) {
+            ORQBasThrowSystemFailure(m_path, "map " + std::to_string(bytes) + " bytes");
+        }
+        to += bytes;
+    }
+    return held;
+}
+
 void BulkFile::Unmap() {
     if (m_map != nullptr) {
         munmap(const_cast<std::byte*>(m_map), static_cast<std::size_t>(m_mapped));

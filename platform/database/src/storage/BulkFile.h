@@ -8,6 +8,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -56,6 +57,13 @@ class BulkFile {
     // The mapped bytes from `offset`; the map reaches at least to offset + size. Valid until the
     // next call of Map for a range beyond the present map, or Close.
     const std::byte* Map(std::int64_t offset, std::int64_t size);
+    struct Place {
+        std::int64_t offset;
+        std::int64_t size;
+    };
+    // The bytes of places one behind the other, in a map of their own that lives on without the file.
+    // Null where they do not meet at ends of the system's pages, and for no bytes.
+    std::shared_ptr<const std::byte> MapApart(std::span<const Place> places) const;
 
   private:
     void Unmap();

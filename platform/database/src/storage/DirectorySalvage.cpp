@@ -120,12 +120,7 @@ void DirectorySalvage::ReadState() {
     std::optional<Identity> identity;
     std::int64_t bulkEnd = 0;
     const auto take = [&](const PageRow& row) {
-        if (row.Int(1) != kFormatVersion) {
-            throw ORQBasFailure(ORQBasFailureKind::Foreign, m_directory + ": has format version " +
-                                                                std::to_string(row.Int(1)) +
-                                                                ", this program knows version " +
-                                                                std::to_string(kFormatVersion));
-        }
+        CheckFormat(m_directory, row.Int(1));
         if (row.Blob(2).size() == Identity().size()) {
             std::ranges::copy(row.Blob(2), identity.emplace().begin());
         }

@@ -41,8 +41,22 @@ void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_connection->Do(Bound::Commit);
 }
 
+void CheckFormat(const std::string& directory, std::int64_t version) {
+    if (version < kOldestFormatVersion || version > kFormatVersion) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            directory + ": has format version " + std::to_string(version) +
+                                ", this program knows versions " +
+                                std::to_string(kOldestFormatVersion) + " to " +
+                                std::to_string(kFormatVersion));
+    }
+}
+
+void Engine::Describe(std::span<const NumberMeaning> meanings) {
+    storage::Describe(*m_connection, meanings);
+}
+
 void Engine::PutState(std::int64_t generation) {
-    m_catalogue->Put(StateRow{0, kFormatVersion, m_identity, generation, m_next.object, m_next.set,
+    m_catalogue->Put(StateRow{0, m_format, m_identity, generation, m_next.object, m_next.set,
                               m_chunks->BulkEnd()});
 }
 
@@ -114,11 +128,8 @@ Engine::State Engine::ReadState() {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             CataloguePath(m_directory) + ": has no state row");
     }
-    if (row->format != kFormatVersion) {
-        throw ORQBasFailure(ORQBasFailureKind::Foreign,
-                            m_directory + ": has format version " + std::to_string(row->format) +
-                                ", this program knows version " + std::to_string(kFormatVersion));
-    }
+    CheckFormat(m_directory, row->format);
+    m_format = row->format;
     std::ranges::copy(row->identity, state.identity.begin());
     state.generation = row->generation;
     state.next = {row->nextObject, row->nextSet};

@@ -21,7 +21,11 @@
 
 namespace orq::storage {
 
-inline constexpr int kFormatVersion = 1;
+inline constexpr int kFormatVersion = 2;
+inline constexpr int kOldestFormatVersion = 1;  // the same, without the table of meanings
+
+// Throws Foreign for a version of the format that this program does not know.
+void CheckFormat(const std::string& directory, std::int64_t version);
 
 class Engine final : public Store {
   public:
@@ -40,6 +44,8 @@ class Engine final : public Store {
     const std::string& Path() const override { return m_directory; }
     bool IsWritable() const override { return m_writable; }
     bool IsInMemory() const { return m_directory.empty(); }
+
+    void Describe(std::span<const NumberMeaning> meanings) override;
 
     Catalogue& Rows() override { return *m_catalogue; }
     BulkChunks& Chunks() override { return *m_chunks; }
@@ -135,6 +141,7 @@ class Engine final : public Store {
     std::unique_ptr<FreeSpace> m_space;
     std::unique_ptr<BulkChunks> m_chunks;
     Identity m_identity{};
+    int m_format = kFormatVersion;
     std::int64_t m_generation = 0;
     std::int64_t m_foldNoted = -1;  // by this handle; see FoldStamp
     Numbers m_next{1, 1};

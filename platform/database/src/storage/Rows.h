@@ -55,6 +55,13 @@ enum class Index : int {
     Count
 };
 
+/// What a number of the schema above stands for, for readers without this library.
+struct NumberMeaning {
+    std::int64_t number;
+    std::string_view name;
+    std::string_view meaning;
+};
+
 using Bytes = std::span<const std::byte>;
 
 // Texts and bytes lie with the store: in a row that was read they are valid until the cursor moves

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bitset>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -172,6 +173,13 @@ std::string EarlySqlOf(const IndexShape& index) {
     return SqlOf(index, hasCategory ? columns.first(columns.size() - 1) : columns);
 }
 
+// For readers without this library, see docs/storage-format.md. Databases of format 1 lack it.
+constexpr const char* kMeanings = "schema";
+constexpr const char* kMeaningsSql =
+    "CREATE TABLE schema(number INTEGER, name TEXT, meaning TEXT, PRIMARY KEY(number)) WITHOUT "
+    "ROWID";
+constexpr std::size_t kMostExpected = kTables.size() + kIndices.size() + 1;
+
 // What a catalogue of ours may have of a name: either of the texts.
 struct Expected {
     std::string type;
@@ -191,6 +199,8 @@ const std::vector<Expected>& ExpectedSchema() {
             all.push_back(
                 {"index", index.name, Shape(index.table).name, SqlOf(index), EarlySqlOf(index)});
         }
+        // Last, so that all else lies in the pages in which it always lay.
+        all.push_back({"table", kMeanings, kMeanings, kMeaningsSql, kMeaningsSql});
         return all;
     }());
     return expected;
@@ -285,8 +295,22 @@ void CreateSchema(Connection& connection) {
     }
 }
 
+void Describe(Connection& connection, std::span<const NumberMeaning> meanings) {
+    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> insert(
+        connection.Prepare("INSERT INTO schema VALUES(?, ?, ?)"), sqlite3_finalize);
+    for (const NumberMeaning& meaning : meanings) {
+        BindKey(insert.get(), 1, meaning.number);
+        BindKey(insert.get(), 2, meaning.name);
+        BindKey(insert.get(), 3, meaning.meaning);
+        if (const int code = sqlite3_step(insert.get()); code != SQLITE_DONE) {
+            connection.Fail(code, "write what numbers stand for");
+        }
+        sqlite3_reset(insert.get());
+    }
+}
+
 void CheckSchema(Connection& connection) {
-    constexpr std::size_t kMost = kTables.size() + kIndices.size();
+    constexpr std::size_t kMost = kMostExpected;
     std::array<std::int64_t, kMost> roots{};
     std::size_t nRows = 0;
     std::bitset<kMost> found;
@@ -311,6 +335,7 @@ void CheckSchema(Connection& connection) {
             roots[nRows] = *root;
             ++nRows;
         });
+    found.set(FindExpected(kMeanings, kMost - 1));
     if (!found.all()) {
         std::size_t missing = 0;
         while (found[missing]) {

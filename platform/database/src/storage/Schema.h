@@ -47,8 +47,12 @@ const IndexShape& Shape(Index index);
 
 // Makes all tables and indices in an empty catalogue.
 void CreateSchema(Connection& connection);
+// Puts what numbers stand for into the table for readers without this library; nothing of ours reads
+// it. REQUIRES: a transaction, and numbers that the table does not have.
+void Describe(Connection& connection, std::span<const NumberMeaning> meanings);
 // Throws Damaged when a catalogue has anything but our tables and indices, made as we make them or
-// as early versions did: what else is in a schema would run with our statements.
+// as early versions did, which also had no table of meanings: what else is in a schema would run with
+// our statements.
 void CheckSchema(Connection& connection);
 
 // What is wrong with a row's values as such, in words that name the table, the row and the column;

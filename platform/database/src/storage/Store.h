@@ -249,6 +249,17 @@ class ChunkStore {
     };
     virtual Reader Open(std::int64_t store, int part, std::int64_t chunk) = 0;
 
+    /// A piece of a chunk.
+    struct Piece {
+        std::int64_t chunk;
+        Range range;
+    };
+    /// Pieces of part 0 of a store, one behind the other in memory of their own, which is the file
+    /// itself and stays when the store ends: what lies there then is another matter. Null where they
+    /// cannot be put so, or have bytes that were never written. Throws Damaged.
+    virtual std::shared_ptr<const std::byte> Map(std::int64_t store,
+                                                 std::span<const Piece> pieces) = 0;
+
     /// Bytes of a chunk as Reader returns them.
     const std::byte* Read(std::int64_t store, int part, std::int64_t chunk, std::int64_t begin,
                           std::int64_t end) {
@@ -317,6 +328,10 @@ class Store {
     /// The name by which it was opened; empty for one in memory.
     virtual const std::string& Path() const = 0;
     virtual bool IsWritable() const = 0;
+
+    /// Keeps meanings of numbers in the database, each number once. Needs a transaction, or to be
+    /// called of FirstContent.
+    virtual void Describe(std::span<const NumberMeaning> meanings) = 0;
 
     virtual RowStore& Rows() = 0;
     virtual ChunkStore& Chunks() = 0;

@@ -1,0 +1,149 @@
+"""Reads a model database without its library: with sqlite3 and NumPy, by what the catalogue says of itself.
+
+    python3 plain_reader.py NAME.orq                           what there is
+    python3 plain_reader.py NAME.orq coordinates               ordinal and coordinates of each node
+    python3 plain_reader.py NAME.orq connectivity BLOCK        ordinal and nodes of each element
+    python3 plain_reader.py NAME.orq nodeset|elementset NAME   ordinals, in the order of the set
+    python3 plain_reader.py NAME.orq field NAME TIME           values of a field at a time, from 0
+
+docs/storage-format.md describes the tables. Reading is safe at any time; nothing is verified here.
+"""
+import sqlite3
+import sys
+
+import numpy as np
+
+SCALARS = {1: "<i4", 2: "<u4", 3: "<f4", 4: "<f8", 5: "<i8", 6: "u1"}
+
+
+class Reader:
+    def __init__(self, folder):
+        self.db = sqlite3.connect(f"file:{folder}/catalogue.sqlite?mode=ro", uri=True)
+        self.bulk = np.memmap(f"{folder}/bulk.bin", "u1", "r")
+        self.slots = dict(self.rows("SELECT name, number FROM schema"))
+        self.focus = self.one("SELECT id FROM object WHERE type = ?", self.slots["Focus"])
+        self.model = self.child(self.focus, "Focus_model")
+        self.mesh = self.child(self.model, "Model_mesh")
+        self.steps = self.vector(self.model, "Model_stepSequence")
+
+    def rows(self, sql, *values):
+        return self.db.execute(sql, values).fetchall()
+
+    def one(self, sql, *values):
+        row = self.db.execute(sql, values).fetchone()
+        return row[0] if row else None
+
+    def child(self, parent, slot):
+        return self.one("SELECT target_object FROM child WHERE object = ? AND slot = ? "
+                        "AND member = 0", parent, self.slots[slot])
+
+    def set_child(self, parent, slot):
+        return self.one("SELECT target_index FROM child WHERE object = ? AND slot = ? "
+                        "AND member = 0", parent, self.slots[slot])
+
+    def vector(self, parent, slot):
+        return [row[0] for row in self.rows(
+            "SELECT target_object FROM vector_entry WHERE object = ? AND slot = ? ORDER BY place",
+            parent, self.slots[slot])]
+
+    def name(self, thing):
+        return self.one("SELECT text FROM name WHERE object = ? AND slot = ?", thing,
+                        self.slots["Record_name"])
+
+    def named_sets(self, slot):
+        return dict(self.rows("SELECT name, target_index FROM map_entry WHERE object = ? "
+                              "AND slot = ?", self.model, self.slots[slot]))
+
+    def store(self, store, part=0):
+        """The chunks of a store, by number: views of the file."""
+        return {chunk: self.bulk[offset:offset + length] for chunk, offset, length in self.rows(
+            "SELECT chunk, offset, length FROM extent WHERE store = ? AND part = ?", store, part)}
+
+    def members(self, form, first, count, stride, block, store, blob):
+        if form == 0:
+            return np.arange(first, first + count)
+        if form == 1:
+            return (first + stride * np.arange(count)[:, None] + np.arange(block)).ravel()
+        if store:
+            chunks = self.store(store)
+            return np.concatenate([chunks[k] for k in sorted(chunks)]).view("<i4")[:count]
+        return np.frombuffer(blob, "<i4")
+
+    MEMBERS = "form, first, count, stride, block, store, members"
+
+    def set(self, number):
+        row = self.rows(f"SELECT {self.MEMBERS} FROM component_set WHERE id = ?", number)
+        return self.members(*row[0]) if row else np.empty(0, int)
+
+    def drawers(self, distribution):
+        """(members along each dimension, values) of each drawer that is not sparse."""
+        scalar = self.one("SELECT scalar FROM distribution WHERE object = ?", distribution)
+        for number, layout, extendable, n_rows, store in self.rows(
+                "SELECT number, layout, extendable, n_rows, store FROM drawer "
+                "WHERE distribution = ? AND layout < 2 ORDER BY number", distribution):
+            dims = self.rows("SELECT set_id, chunk FROM drawer_dimension WHERE distribution = ? "
+                             "AND drawer = ? ORDER BY dimension", distribution, number)
+            along = max(extendable, 0)
+            sets = [self.set(set_id) for set_id, _ in dims]
+            if extendable >= 0:
+                sets[along] = np.concatenate([self.members(*row) for row in self.rows(
+                    f"SELECT {self.MEMBERS} FROM drawer_segment WHERE distribution = ? "
+                    "AND drawer = ? ORDER BY first_row", distribution, number)])
+            others = [len(members) for k, members in enumerate(sets) if k != along]
+            dtype = np.dtype(SCALARS[scalar])
+            row_bytes = int(np.prod(others)) * dtype.itemsize
+            in_chunk = dims[along][1] if layout == 1 else max(1, (4 << 20) // max(1, row_bytes))
+            values = np.zeros((n_rows, row_bytes), "u1")
+            for chunk, held in self.store(store).items():
+                rows = held[:len(held) // row_bytes * row_bytes].reshape(-1, row_bytes)
+                rows = rows[:n_rows - chunk * in_chunk]
+                values[chunk * in_chunk:chunk * in_chunk + len(rows)] = rows
+            yield sets, np.moveaxis(values.view(dtype).reshape(n_rows, *others), 0, along)
+
+    def coordinates(self):
+        for (nodes, _), values in self.drawers(self.child(self.mesh, "Mesh_coordinates")):
+            yield from zip(nodes, values)
+
+    def connectivity(self, block_name):
+        block = {self.name(block): block for block in self.vector(self.mesh, "Mesh_blocks")}[
+            block_name]
+        wanted = self.set(self.set_child(block, "Block_elements"))
+        distribution = self.one("SELECT distribution FROM data_set WHERE object = ?",
+                                self.child(self.mesh, "Mesh_connectivity"))
+        for (elements, _), nodes in self.drawers(distribution):
+            held = np.isin(elements, wanted)
+            yield from zip(elements[held], nodes[held])
+
+    def fields(self, step):
+        return [row[0] for row in self.rows("SELECT target_object FROM set_entry WHERE object = ? "
+                                            "AND slot = ?", step, self.slots["Task_fieldResults"])]
+
+    def field(self, name, time):
+        """Of the first step that has it; without points and layers: time, member, component."""
+        field = next(f for step in self.steps for f in self.fields(step) if self.name(f) == name)
+        for sets, values in self.drawers(self.child(field, "Field_distribution")):
+            if len(sets) == 3 and time in sets[0]:
+                yield from zip(sets[1], values[list(sets[0]).index(time)])
+
+
+def main(folder, what=None, *names):
+    reader = Reader(folder)
+    if what is None:
+        print("blocks:", *(reader.name(block) for block in reader.vector(reader.mesh, "Mesh_blocks")))
+        print("node sets:", *reader.named_sets("Model_nodeSets"))
+        print("element sets:", *reader.named_sets("Model_elementSets"))
+        print("fields:", *(reader.name(f) for step in reader.steps for f in reader.fields(step)))
+        return
+    if what in ("nodeset", "elementset"):
+        sets = reader.named_sets({"nodeset": "Model_nodeSets", "elementset": "Model_elementSets"}[what])
+        rows = ([member] for member in reader.set(sets[names[0]]))
+    else:
+        rows = ([member, *values] for member, values in {
+            "coordinates": reader.coordinates, "connectivity": reader.connectivity,
+            "field": lambda name, time: reader.field(name, int(time))}[what](*names))
+    for row in rows:
+        print(*(repr(value.item()) if hasattr(value, "item") else value for value in row))
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

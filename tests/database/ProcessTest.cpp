@@ -421,7 +421,12 @@ TEST_F(ProcessTest, KilledAtAnyMomentItLeavesTheLastCommit) {
         });
     }
     std::mt19937 random(20240608);
-    for (int round = 0; round < 20 * Thoroughness(); ++round) {
+    // On a busy machine a child may be killed before it has committed anything; more rounds then.
+    constexpr int kLeastByChildren = 20;
+    int nByChildren = 0;
+    int nBatches = 0;
+    for (int round = 0;
+         round < 20 * Thoroughness() || (nByChildren <= kLeastByChildren && round < 200); ++round) {
         SCOPED_TRACE("round " + std::to_string(round));
         int reported = 0;
         {
@@ -449,11 +454,13 @@ TEST_F(ProcessTest, KilledAtAnyMomentItLeavesTheLastCommit) {
         ASSERT_EQ(FirstComponent(database), expected);
         ASSERT_EQ(database.Verify(), Texts());
         append(database);
-        ASSERT_EQ(batches(database), done + 1);
+        nByChildren += done - nBatches;
+        nBatches = batches(database);
+        ASSERT_EQ(nBatches, done + 1);
     }
     const ORQSimDatabase database = OpenToWrite(m_path);
-    EXPECT_GT(batches(database), 40);
-    EXPECT_LT(database.Sizes().bulk, 5 * batches(database) * kBatch * 8 + 100'000);
+    EXPECT_GT(nByChildren, kLeastByChildren);
+    EXPECT_LT(database.Sizes().bulk, 5 * nBatches * kBatch * 8 + 100'000);
 }
 
 TEST_F(ProcessTest, ReadersSeeWholeStatesAndTheLastOneWhileAnotherWrites) {

@@ -125,7 +125,7 @@ TEST_F(InterruptionTest, ADrawingThatIsAskedToStopClearsUp) {
             Arguments arguments = {"draw", m_folder / "large.orq", "-o", m_targets + name,
                                    "--force"};
             if (name == std::string("/picture.png")) {
-                arguments.insert(arguments.end(), {"--size", "9000x9000"});
+                arguments.insert(arguments.end(), {"--size", "6000x6000"});
             }
             const pid_t drawing = Start(arguments, m_folder / "out", m_folder / "err");
             while (NumTargets() == 0 && !HasEnded(drawing)) {

@@ -6,7 +6,7 @@ namespace orqmodel {
 namespace {
 
 constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
-constexpr unsigned kPatience = 2;  // seconds
+constexpr unsigned kPatience = 5;  // seconds
 
 volatile std::sig_atomic_t noted_signal = 0;
 

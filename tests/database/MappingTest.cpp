@@ -107,7 +107,7 @@ TEST_F(MappingTest, ComparesChecksumsFirst) {
     const ORQSimDatabase reader = Reader();
     ExpectRows(Map(reader, RunOf(Nodes(reader), 0, 1000)), 0, 1000);
     EXPECT_TRUE(
-        Fails(Kind::Damaged, {"checksum"}, [&] { Map(reader, RunOf(Nodes(reader), 0, 3000)); }));
+        Fails(Failure::Damaged, {"checksum"}, [&] { Map(reader, RunOf(Nodes(reader), 0, 3000)); }));
 }
 
 TEST_F(MappingTest, KeepsTheDatabaseOpenAndItsStateInPlace) {

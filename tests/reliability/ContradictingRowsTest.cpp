@@ -266,7 +266,7 @@ TEST_F(ContradictingRows, ADatabaseOfAnEarlyVersionOpens) {
 
 TEST_F(ContradictingRows, ADatabaseOfALaterVersionIsForeign) {
     Change("UPDATE state SET format = 3");
-    EXPECT_TRUE(Fails(Kind::Foreign, {"format version 3", "versions 1 to 2"},
+    EXPECT_TRUE(Fails(Failure::Foreign, {"format version 3", "versions 1 to 2"},
                       [&] { ORQSimDatabase::Open(m_path, Mode::ReadOnly); }));
 }
 

@@ -7,6 +7,7 @@
 //   orqmodel table wing_box.orq --field TSAIW --extreme --stats
 #include <cmath>
 #include <exception>
+#include <functional>
 #include <iostream>
 #include <limits>
 #include <map>
@@ -195,15 +196,46 @@ class Analysis {
                 bottom += thickness;
             }
         }
-        const ORQObjFieldView view{section.elements,
-                                   {0, static_cast<int>(stack.layers.size()) - 1},
-                                   {0, kSectionPoints - 1},
-                                   {}};
-        m_strain.WriteView(m_time, view, strains.data());
-        m_stress.WriteView(m_time, view, stresses.data());
-        m_tsaiWu.WriteView(m_time, view, tsaiWu.data());
-        m_tsaiHill.WriteView(m_time, view, tsaiHill.data());
-        m_maximumStress.WriteView(m_time, view, maximumStress.data());
+        const int nLayers = static_cast<int>(stack.layers.size());
+        WriteLayers(m_strain, section.elements, {0, nLayers - 1}, strains);
+        for (const ORQSimIntRange layers : LayersWith(stack, &Constants::Elastic)) {
+            WriteLayers(m_stress, section.elements, layers, stresses);
+        }
+        for (const ORQSimIntRange layers : LayersWith(stack, &Constants::Strengths)) {
+            WriteLayers(m_tsaiWu, section.elements, layers, tsaiWu);
+            WriteLayers(m_tsaiHill, section.elements, layers, tsaiHill);
+            WriteLayers(m_maximumStress, section.elements, layers, maximumStress);
+        }
+    }
+
+    /// Runs of layers of materials that have some constants. Others get no values, which is not the
+    /// same as values that are no numbers.
+    template <class Has>
+    std::vector<ORQSimIntRange> LayersWith(const ORQExcSections::Stack& stack, Has has) const {
+        std::vector<ORQSimIntRange> runs;
+        for (int k = 0; k < std::ssize(stack.layers); ++k) {
+            const Constants& constants =
+                m_constants.at(stack.layers[static_cast<std::size_t>(k)].material);
+            if (!std::invoke(has, constants)) {
+                continue;
+            }
+            if (!runs.empty() && runs.back().Last() == k - 1) {
+                runs.back() = {runs.back().First(), k};
+            } else {
+                runs.emplace_back(k, k);
+            }
+        }
+        return runs;
+    }
+
+    /// Of values[all layers][section points][elements][components], those of some layers.
+    void WriteLayers(const ORQObjMeshedField& field, const ORQSimCSet& elements,
+                     ORQSimIntRange layers, const std::vector<double>& values) const {
+        const auto first = static_cast<std::size_t>(layers.First()) * kSectionPoints *
+                           static_cast<std::size_t>(elements.Size()) *
+                           static_cast<std::size_t>(field.GetComponents().Size());
+        field.WriteView(m_time, {elements, layers, {0, kSectionPoints - 1}, {}},
+                        values.data() + first);
     }
 
     ORQObjDocument m_document;

@@ -30,7 +30,7 @@ const ORQExcRule kFailed = {.id = "JOB002",
                             .meaning = "the analysis ended itself after an error",
                             .breaks = "results end before the analysis was to end",
                             .mending = "read its errors: orqmodel status NAME.orq"};
-const ORQExcRule kRepeated = {
+const ORQExcRule kRepeatedWarning = {
     .id = "JOB003",
     .level = ORQExcLevel::Note,
     .title = "warning that an analysis repeated",
@@ -91,8 +91,8 @@ class JobsRun : public ORQExcCheckRun {
                 condition.GetSeverity() == ORQObjSeverity::Warning ? 1 : 0;
         }
         for (const auto& [code, count] : counts) {
-            if (count > m_model.Limit(kRepeated)) {
-                findings.push_back({.rule = kRepeated.id,
+            if (count > m_model.Limit(kRepeatedWarning)) {
+                findings.push_back({.rule = kRepeatedWarning.id,
                                     .object = fmt::format("step \"{}\"", step.GetName().UTF8()),
                                     .message = fmt::format("warning {} {} times", code, count)});
             }
@@ -136,7 +136,7 @@ class JobsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck JobsCheck() {
-    return {{kDied, kFailed, kRepeated, kCutBack}, BeginRun<JobsRun>};
+    return {{kDied, kFailed, kRepeatedWarning, kCutBack}, BeginRun<JobsRun>};
 }
 
 }  // namespace orq::exchange

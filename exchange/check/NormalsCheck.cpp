@@ -9,7 +9,7 @@
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kTurned = {
+const ORQExcRule kTurnedShell = {
     .id = "ELM008",
     .level = ORQExcLevel::Warning,
     .title = "shell whose normal is turned against its neighbours'",
@@ -24,7 +24,7 @@ const ORQExcRule kTurned = {
 class NormalsRun : public ORQExcCheckRun {
   public:
     explicit NormalsRun(const ORQExcCheckedModel& model)
-        : m_model(model), m_shells(model.Limit(kTurned)) {}
+        : m_model(model), m_shells(model.Limit(kTurnedShell)) {}
 
     bool VisitsElements() const override { return m_model.Model().Dimension() > 0; }
     void Visit(const ORQExcCheckedElements& elements) override { m_shells.Add(elements); }
@@ -32,7 +32,7 @@ class NormalsRun : public ORQExcCheckRun {
     void Finish(std::vector<ORQExcFinding>& findings) override {
         m_neighbours = m_shells.Find();
         if (std::ranges::any_of(m_neighbours, &Neighbour::isAgainst)) {
-            findings.push_back({.rule = kTurned.id,
+            findings.push_back({.rule = kTurnedShell.id,
                                 .message = "faces the other way than the shells around it",
                                 .place = ORQExcFinding::Place::Element,
                                 .members = Turned()});
@@ -87,7 +87,7 @@ class NormalsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck NormalsCheck() {
-    return {{kTurned}, BeginRun<NormalsRun>};
+    return {{kTurnedShell}, BeginRun<NormalsRun>};
 }
 
 }  // namespace orq::exchange

@@ -20,10 +20,10 @@ std::uint64_t KeyOfSide(std::span<const int> corners) {
 
 }  // namespace
 
-std::vector<int> CornersOf(const std::vector<int>& side, std::span<const int> nodes) {
+std::vector<int> CornersOf(const MeetingSide& side, std::span<const int> nodes) {
     std::vector<int> corners;
-    for (const int place : side) {
-        corners.push_back(nodes[static_cast<std::size_t>(place)]);
+    for (const std::size_t place : side) {
+        corners.push_back(nodes[place]);
     }
     return corners;
 }
@@ -33,11 +33,11 @@ CountedSides::CountedSides(const ORQExcModel& model)
 
 void CountedSides::Add(const ORQExcCheckedElements& elements) {
     const ORQExcShape& shape = *elements.block.shape;
-    const std::vector<std::vector<int>> sides = MeetingSidesOf(shape);
+    const std::vector<MeetingSide> sides = MeetingSidesOf(shape);
     for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
         const std::span<const int> nodes = elements.NodesOf(i);
         const CornerHashes hashes(shape, nodes);
-        for (const std::vector<int>& side : sides) {
+        for (const MeetingSide& side : sides) {
             m_sums[static_cast<std::size_t>(LowestOf(side, nodes))] += hashes.TurnOf(side);
         }
     }
@@ -47,7 +47,7 @@ void CountedSides::Add(const ORQExcCheckedElements& elements) {
 /// those of more than two elements, and those of two that go around them in one direction.
 void CountedSides::Count() {
     for (const ORQExcModel::Block& block : m_model.Blocks()) {
-        const std::vector<std::vector<int>> sides = MeetingSidesOf(*block.shape);
+        const std::vector<MeetingSide> sides = MeetingSidesOf(*block.shape);
         const auto nEach = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> nodes;
         for (int begin = 0; begin < block.elements.Size() && !sides.empty();
@@ -65,8 +65,7 @@ void CountedSides::Count() {
 }
 
 void CountedSides::CountSidesOf(const ORQExcModel::Block& block, int place,
-                                const std::vector<std::vector<int>>& sides,
-                                std::span<const int> nodes) {
+                                const std::vector<MeetingSide>& sides, std::span<const int> nodes) {
     std::uint64_t open = 0;
     for (const int node : nodes.first(static_cast<std::size_t>(block.shape->nCorners))) {
         open |= m_sums[static_cast<std::size_t>(node)];
@@ -75,7 +74,7 @@ void CountedSides::CountSidesOf(const ORQExcModel::Block& block, int place,
         return;  // as most elements are
     }
     const CornerHashes hashes(*block.shape, nodes);
-    for (const std::vector<int>& side : sides) {
+    for (const MeetingSide& side : sides) {
         if (m_sums[static_cast<std::size_t>(LowestOf(side, nodes))] == 0) {
             continue;
         }
@@ -85,7 +84,7 @@ void CountedSides::CountSidesOf(const ORQExcModel::Block& block, int place,
                      side.size(),
                      {}};
         for (std::size_t k = 0; k < side.size(); ++k) {
-            counted.corners[k] = nodes[static_cast<std::size_t>(side[k])];
+            counted.corners[k] = nodes[side[k]];
         }
         const SideTable::Met met = m_table.Add(counted.key, counted.element);
         if (met.count == 1) {

@@ -9,12 +9,13 @@
 #include <vector>
 
 #include "ORQExcCheck.h"
+#include "check/MeetingSides.h"
 #include "check/SideTable.h"
 
 namespace orq::exchange {
 
 /// The corners of a side of an element.
-std::vector<int> CornersOf(const std::vector<int>& side, std::span<const int> nodes);
+std::vector<int> CornersOf(const MeetingSide& side, std::span<const int> nodes);
 
 /// How many elements have each side by which elements meet: faces of solids, edges of shells. Sees
 /// all elements once, and reads the connectivity once more for those at sides that not two elements
@@ -56,7 +57,7 @@ class CountedSides {
     };
 
     void CountSidesOf(const ORQExcModel::Block& block, int place,
-                      const std::vector<std::vector<int>>& sides, std::span<const int> nodes);
+                      const std::vector<MeetingSide>& sides, std::span<const int> nodes);
 
     const ORQExcModel& m_model;
     // By node, of the sides of which it is the lowest, how elements go around them. The two elements

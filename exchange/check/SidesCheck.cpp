@@ -78,7 +78,7 @@ class SidesRun : public ORQExcCheckRun {
         std::map<int, std::set<std::vector<int>>> facesOf;
         ForEachOf(m_model, {asked.begin(), asked.end()},
                   [&](const ORQExcModel::Block& block, int element, std::span<const int> nodes) {
-                      for (const std::vector<int>& side : MeetingSidesOf(*block.shape)) {
+                      for (const MeetingSide& side : MeetingSidesOf(*block.shape)) {
                           std::vector<int> face = CornersOf(side, nodes);
                           std::ranges::sort(face);
                           facesOf[element].insert(std::move(face));

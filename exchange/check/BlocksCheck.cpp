@@ -24,17 +24,19 @@ class BlocksRun : public ORQExcCheckRun {
         if (m_model.Blocks().empty()) {
             return;  // what keeps such a model from being displayed is told already
         }
-        std::vector<bool> isInBlock(static_cast<std::size_t>(m_model.NumElements()));
+        std::vector<char> isInBlock(static_cast<std::size_t>(m_model.NumElements()), 0);
+        std::vector<int> ofBlock;
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
-            for (ORQSimCSetIterator element{block.elements}; !element.IsDone(); element.Next()) {
-                isInBlock[static_cast<std::size_t>(element.CurrentValue())] = true;
+            ofBlock.resize(static_cast<std::size_t>(block.elements.Size()));
+            block.elements.OrderedMembers(ofBlock.data());
+            for (const int element : ofBlock) {
+                isInBlock[static_cast<std::size_t>(element)] = 1;
             }
         }
         std::vector<int> members;
-        for (int element = 0; element < m_model.NumElements(); ++element) {
-            if (!isInBlock[static_cast<std::size_t>(element)]) {
-                members.push_back(element);
-            }
+        auto element = std::ranges::find(isInBlock, 0);
+        for (; element != isInBlock.end(); element = std::find(element + 1, isInBlock.end(), 0)) {
+            members.push_back(static_cast<int>(element - isInBlock.begin()));
         }
         if (!members.empty()) {
             findings.push_back({.rule = kInNoBlock.id,

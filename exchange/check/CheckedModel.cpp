@@ -9,7 +9,7 @@ using namespace orq::exchange;
 
 namespace {
 
-constexpr int kSlice = 1 << 17;  // nodes at a time; bounds the memory
+constexpr int kNodesAtOnce = 1 << 17;  // nodes at a time; bounds the memory
 
 struct Box {
     Point low;
@@ -35,8 +35,8 @@ Box BoxOf(std::span<const Point> points, const IsCounted& isCounted) {
 /// The third coordinate stays as it is.
 void ReadPlane(const ORQExcModel& model, std::vector<Point>& points) {
     std::vector<double> slice;
-    for (int begin = 0; begin < model.NumNodes(); begin += kSlice) {
-        const int end = std::min(begin + kSlice, model.NumNodes());
+    for (int begin = 0; begin < model.NumNodes(); begin += kNodesAtOnce) {
+        const int end = std::min(begin + kNodesAtOnce, model.NumNodes());
         slice.resize(static_cast<std::size_t>(end - begin) * 2);
         model.ReadCoordinates(begin, end, slice);
         for (std::size_t i = 0; i < slice.size() / 2; ++i) {

@@ -16,10 +16,10 @@
 #include "quality/ElementMeasures.h"
 
 using orq::exchange::GroupOf;
+using orq::exchange::kElementsAtOnce;
 
 namespace {
 
-constexpr int kSlice = 1 << 15;  // elements read at a time; bounds the memory
 // Elements that all rules see before the next: their points stay in the processor's cache.
 constexpr std::size_t kBatch = 1 << 10;
 
@@ -134,8 +134,8 @@ class CheckRun {
         const auto nEach = static_cast<std::size_t>(block.shape->nNodes);
         std::vector<int> ordinals;
         std::vector<int> nodes;
-        for (int begin = 0; begin < block.elements.Size(); begin += kSlice) {
-            const int end = std::min(begin + kSlice, block.elements.Size());
+        for (int begin = 0; begin < block.elements.Size(); begin += kElementsAtOnce) {
+            const int end = std::min(begin + kElementsAtOnce, block.elements.Size());
             const auto count = static_cast<std::size_t>(end - begin);
             ordinals.resize(count);
             for (std::size_t i = 0; i < count; ++i) {

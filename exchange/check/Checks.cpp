@@ -11,6 +11,7 @@
     ROW(RepeatedNodesCheck)   \
     ROW(DuplicatesCheck)      \
     ROW(PartsCheck)           \
+    ROW(BlocksCheck)          \
     ROW(ElementShapeCheck)    \
     ROW(ShapeLimitsCheck)     \
     ROW(MiddleNodesCheck)     \
@@ -20,10 +21,14 @@
     ROW(SurfacesCheck)        \
     ROW(SectionsCheck)        \
     ROW(LayersCheck)          \
+    ROW(ThicknessCheck)       \
     ROW(OrientationsCheck)    \
+    ROW(DroppedPliesCheck)    \
     ROW(MaterialsCheck)       \
+    ROW(DensitiesCheck)       \
     ROW(ResultsCheck)         \
-    ROW(JobsCheck)
+    ROW(JobsCheck)            \
+    ROW(StorageCheck)
 
 namespace orq::exchange {
 

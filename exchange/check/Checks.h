@@ -13,6 +13,9 @@ inline std::string_view GroupOf(std::string_view rule) {
     return rule.substr(0, rule.find_first_of("0123456789"));
 }
 
+/// Elements that are read at a time; bounds the memory.
+inline constexpr int kElementsAtOnce = 1 << 15;
+
 /// All checks of the library, in the order in which they report.
 std::vector<ORQExcCheck> AllChecks();
 

@@ -7,8 +7,11 @@
 #include "ORQObjDiagnostics.h"
 #include "ORQObjModel.h"
 #include "ORQObjStep.h"
+#include "ORQSimDataRecord.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimLinks.h"
+#include "ORQSimRecordFields.h"
+#include "ORQSimSchema.h"
 #include "check/Checks.h"
 
 namespace orq::exchange {
@@ -27,7 +30,7 @@ const ORQExcRule kFailed = {.id = "JOB002",
                             .meaning = "the analysis ended itself after an error",
                             .breaks = "results end before the analysis was to end",
                             .mending = "read its errors: orqmodel status NAME.orq"};
-const ORQExcRule kRepeated = {
+const ORQExcRule kRepeatedWarning = {
     .id = "JOB003",
     .level = ORQExcLevel::Note,
     .title = "warning that an analysis repeated",
@@ -36,6 +39,18 @@ const ORQExcRule kRepeated = {
     .mending = "find out what the first one is about: orqmodel status NAME.orq",
     .limit = 10.0,
     .limitOf = "times at most"};
+
+const ORQExcRule kCutBack = {
+    .id = "JOB004",
+    .level = ORQExcLevel::Note,
+    .title = "increments that were cut back",
+    .meaning = "times of a step lie much nearer to each other than its first increment is long",
+    .breaks = "nothing; the analysis hardly found its balance there",
+    .mending =
+        "look at the results before those times; nothing, where outputs are meant to be "
+        "that near",
+    .limit = 0.1,
+    .limitOf = "of the first increment at least, between two times but the last"};
 
 class JobsRun : public ORQExcCheckRun {
   public:
@@ -56,6 +71,7 @@ class JobsRun : public ORQExcCheckRun {
         const ORQSimVector sequence = ORQObjModel(document.GetModel()).GetStepSequence();
         for (auto step = sequence.Begin(); step.NotDone(); ++step) {
             CheckConditions(ORQObjStep(*step), findings);
+            CheckIncrements(ORQObjStep(*step), findings);
         }
     }
 
@@ -75,11 +91,41 @@ class JobsRun : public ORQExcCheckRun {
                 condition.GetSeverity() == ORQObjSeverity::Warning ? 1 : 0;
         }
         for (const auto& [code, count] : counts) {
-            if (count > m_model.Limit(kRepeated)) {
-                findings.push_back({.rule = kRepeated.id,
+            if (count > m_model.Limit(kRepeatedWarning)) {
+                findings.push_back({.rule = kRepeatedWarning.id,
                                     .object = fmt::format("step \"{}\"", step.GetName().UTF8()),
                                     .message = fmt::format("warning {} {} times", code, count)});
             }
+        }
+    }
+
+    /// Increments as such are stored nowhere, the times of results are. The last of them is that of
+    /// the end of the step, wherever an increment begins.
+    void CheckIncrements(const ORQObjStep& step, std::vector<ORQExcFinding>& findings) const {
+        const ORQSimPosition incrementation =
+            step.Position().GetPosition(ORQSimSchema::Step_Gen_timeIncrementation);
+        if (incrementation.IsNull()) {
+            return;
+        }
+        const double first = incrementation.DataRecord().GetDouble(
+            ORQSimRecordField::TimeIncrementation_firstIncrement);
+        const std::vector<double> times = step.ReadTimes();
+        double least = first;
+        double after = 0;
+        for (std::size_t i = 1; i + 1 < times.size(); ++i) {
+            const double increment = times[i] - times[i - 1];
+            if (increment > 0 && increment < least) {
+                least = increment;
+                after = times[i - 1];
+            }
+        }
+        if (least < m_model.Limit(kCutBack) * first) {
+            findings.push_back(
+                {.rule = kCutBack.id,
+                 .object = fmt::format("step \"{}\"", step.GetName().UTF8()),
+                 .message = fmt::format("{:.3g} from time {:.9g} to the next; the first "
+                                        "increment is {:g}",
+                                        least, after, first)});
         }
     }
 
@@ -90,7 +136,7 @@ class JobsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck JobsCheck() {
-    return {{kDied, kFailed, kRepeated}, BeginRun<JobsRun>};
+    return {{kDied, kFailed, kRepeatedWarning, kCutBack}, BeginRun<JobsRun>};
 }
 
 }  // namespace orq::exchange

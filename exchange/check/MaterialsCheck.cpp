@@ -16,7 +16,7 @@
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kUnused = {
+const ORQExcRule kUnusedMaterial = {
     .id = "MAT001",
     .level = ORQExcLevel::Note,
     .title = "material of no layer",
@@ -175,7 +175,7 @@ class MaterialsRun : public ORQExcCheckRun {
             if (areLayersAll && !used.contains(static_cast<int>(i)) &&
                 !named.contains(layup.materials[i].number)) {
                 findings.push_back(
-                    {.rule = kUnused.id, .object = object, .message = "no layer has it"});
+                    {.rule = kUnusedMaterial.id, .object = object, .message = "no layer has it"});
             }
             for (const ORQExcMaterialTable& table : layup.materials[i].tables) {
                 CheckTable(object, table, findings);
@@ -249,7 +249,7 @@ class MaterialsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck MaterialsCheck() {
-    return {{kUnused, kElastic, kTable, kUnits}, BeginRun<MaterialsRun>};
+    return {{kUnusedMaterial, kElastic, kTable, kUnits}, BeginRun<MaterialsRun>};
 }
 
 }  // namespace orq::exchange

@@ -7,7 +7,7 @@
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kNotFinite = {
+const ORQExcRule kNotFinitePlace = {
     .id = "NOD001",
     .level = ORQExcLevel::Error,
     .title = "node with a coordinate that is not finite",
@@ -28,7 +28,7 @@ class NodeValuesRun : public ORQExcCheckRun {
             }
         }
         if (!members.empty()) {
-            findings.push_back({.rule = kNotFinite.id,
+            findings.push_back({.rule = kNotFinitePlace.id,
                                 .message = "coordinates are not finite",
                                 .place = ORQExcFinding::Place::Node,
                                 .members = std::move(members)});
@@ -42,7 +42,7 @@ class NodeValuesRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck NodeValuesCheck() {
-    return {{kNotFinite}, BeginRun<NodeValuesRun>};
+    return {{kNotFinitePlace}, BeginRun<NodeValuesRun>};
 }
 
 }  // namespace orq::exchange

@@ -7,7 +7,7 @@
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kRepeated = {
+const ORQExcRule kRepeatedNode = {
     .id = "ELM001",
     .level = ORQExcLevel::Warning,
     .title = "element that has a node twice",
@@ -34,7 +34,7 @@ class RepeatedNodesRun : public ORQExcCheckRun {
     void Finish(std::vector<ORQExcFinding>& findings) override {
         for (Found& found : m_blocks) {
             if (!found.members.empty()) {
-                findings.push_back({.rule = kRepeated.id,
+                findings.push_back({.rule = kRepeatedNode.id,
                                     .object = fmt::format("block \"{}\"", found.block->name),
                                     .message = "a node stands at two places of the element",
                                     .place = ORQExcFinding::Place::Element,
@@ -54,7 +54,7 @@ class RepeatedNodesRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck RepeatedNodesCheck() {
-    return {{kRepeated}, BeginRun<RepeatedNodesRun>};
+    return {{kRepeatedNode}, BeginRun<RepeatedNodesRun>};
 }
 
 }  // namespace orq::exchange

@@ -17,14 +17,14 @@ namespace {
 
 constexpr double kRounding = 1e-9;  // of the largest value
 
-constexpr int kSlice = 1 << 16;  // members at a time; bounds the memory
+constexpr int kMembersAtOnce = 1 << 16;  // members at a time; bounds the memory
 
-const ORQExcRule kNotFinite = {.id = "FLD001",
-                               .level = ORQExcLevel::Error,
-                               .title = "result that is not finite",
-                               .meaning = "a value is infinite or no number",
-                               .breaks = "extremes and averages over it mean nothing",
-                               .mending = "find out where the analysis diverged"};
+const ORQExcRule kNotFiniteResult = {.id = "FLD001",
+                                     .level = ORQExcLevel::Error,
+                                     .title = "result that is not finite",
+                                     .meaning = "a value is infinite or no number",
+                                     .breaks = "extremes and averages over it mean nothing",
+                                     .mending = "find out where the analysis diverged"};
 const ORQExcRule kTimes = {.id = "STP001",
                            .level = ORQExcLevel::Error,
                            .title = "times of a step that do not rise",
@@ -68,7 +68,7 @@ class ResultsRun : public ORQExcCheckRun {
             CheckTimes(results, findings);
         }
         const auto isWanted = [&](const ORQExcRule& rule) { return m_model.IsWanted(rule.id); };
-        if (isWanted(kNotFinite) || isWanted(kJump) || isWanted(kLarge)) {
+        if (isWanted(kNotFiniteResult) || isWanted(kJump) || isWanted(kLarge)) {
             for (const ORQExcResults::Field& field : results.FieldsAtSpots()) {
                 CheckValues(results, field, findings);
             }
@@ -106,7 +106,7 @@ class ResultsRun : public ORQExcCheckRun {
         for (std::size_t frame = 0; frame < results.Frames().size(); ++frame) {
             std::vector<int> wrong;
             Extreme largest;
-            for (int begin = 0; begin < all.Size(); begin += kSlice) {
+            for (int begin = 0; begin < all.Size(); begin += kMembersAtOnce) {
                 AddNotFinite(results, field, static_cast<int>(frame), all, begin, wrong, largest);
             }
             // The first of a kind is told: what follows is more of the same.
@@ -130,7 +130,7 @@ class ResultsRun : public ORQExcCheckRun {
             if (!wrong.empty()) {
                 const auto& at = results.Frames()[frame];
                 findings.push_back(
-                    {.rule = kNotFinite.id,
+                    {.rule = kNotFiniteResult.id,
                      .object = fmt::format("step \"{}\", field \"{}\"",
                                            results.Steps()[static_cast<std::size_t>(at.step)],
                                            field.name),
@@ -190,7 +190,7 @@ class ResultsRun : public ORQExcCheckRun {
                              int frame, const ORQSimCSet& all, int begin, std::vector<int>& wrong,
                              Extreme& largest) {
         std::vector<int> members;
-        for (int i = begin; i < std::min(begin + kSlice, all.Size()); ++i) {
+        for (int i = begin; i < std::min(begin + kMembersAtOnce, all.Size()); ++i) {
             members.push_back(all[i]);
         }
         const std::size_t nComponents = field.components.size();
@@ -218,7 +218,7 @@ class ResultsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck ResultsCheck() {
-    return {{kNotFinite, kTimes, kJump, kLarge}, BeginRun<ResultsRun>};
+    return {{kNotFiniteResult, kTimes, kJump, kLarge}, BeginRun<ResultsRun>};
 }
 
 }  // namespace orq::exchange

@@ -25,12 +25,12 @@ const ORQExcRule kTwo = {.id = "SEC002",
                          .meaning = "two assignments have the element; the first one counts",
                          .breaks = "another program may take the other section",
                          .mending = "take the element out of one of the sets"};
-const ORQExcRule kUnused = {.id = "SEC003",
-                            .level = ORQExcLevel::Note,
-                            .title = "section of no element",
-                            .meaning = "no element has the section",
-                            .breaks = "nothing; it is likely a leftover",
-                            .mending = "remove the section, or assign it"};
+const ORQExcRule kUnusedSection = {.id = "SEC003",
+                                   .level = ORQExcLevel::Note,
+                                   .title = "section of no element",
+                                   .meaning = "no element has the section",
+                                   .breaks = "nothing; it is likely a leftover",
+                                   .mending = "remove the section, or assign it"};
 const ORQExcRule kMisfit = {
     .id = "SEC004",
     .level = ORQExcLevel::Warning,
@@ -85,7 +85,7 @@ class SectionsRun : public ORQExcCheckRun {
         }
         for (std::size_t i = 0; i < layup.sections.size(); ++i) {
             if (!isUsed[i]) {
-                findings.push_back({.rule = kUnused.id,
+                findings.push_back({.rule = kUnusedSection.id,
                                     .object = fmt::format("section \"{}\"", layup.sections[i].name),
                                     .message = "no element has it"});
             }
@@ -145,7 +145,7 @@ class SectionsRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck SectionsCheck() {
-    return {{kWithout, kTwo, kUnused, kMisfit}, BeginRun<SectionsRun>};
+    return {{kWithout, kTwo, kUnusedSection, kMisfit}, BeginRun<SectionsRun>};
 }
 
 }  // namespace orq::exchange

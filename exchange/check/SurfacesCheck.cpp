@@ -10,7 +10,7 @@
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kTurned = {
+const ORQExcRule kTurnedFace = {
     .id = "SET005",
     .level = ORQExcLevel::Warning,
     .title = "surface with faces turned against each other",
@@ -26,7 +26,7 @@ class SurfacesRun : public ORQExcCheckRun {
         for (const ORQExcModel::Surface& surface : m_model.Surfaces()) {
             std::vector<int> turned = Turned(surface);
             if (!turned.empty()) {
-                findings.push_back({.rule = kTurned.id,
+                findings.push_back({.rule = kTurnedFace.id,
                                     .object = fmt::format("surface \"{}\"", surface.name),
                                     .message = "faces look to different sides of an edge",
                                     .place = ORQExcFinding::Place::Element,
@@ -104,7 +104,7 @@ class SurfacesRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck SurfacesCheck() {
-    return {{kTurned}, BeginRun<SurfacesRun>};
+    return {{kTurnedFace}, BeginRun<SurfacesRun>};
 }
 
 }  // namespace orq::exchange

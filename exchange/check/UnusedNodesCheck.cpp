@@ -5,7 +5,7 @@
 namespace orq::exchange {
 namespace {
 
-const ORQExcRule kUnused = {
+const ORQExcRule kUnusedNode = {
     .id = "NOD002",
     .level = ORQExcLevel::Warning,
     .title = "node that no element uses",
@@ -40,7 +40,7 @@ class UnusedNodesRun : public ORQExcCheckRun {
             }
         }
         if (!members.empty()) {
-            findings.push_back({.rule = kUnused.id,
+            findings.push_back({.rule = kUnusedNode.id,
                                 .message = "used by no element",
                                 .place = ORQExcFinding::Place::Node,
                                 .members = std::move(members)});
@@ -56,7 +56,7 @@ class UnusedNodesRun : public ORQExcCheckRun {
 }  // namespace
 
 ORQExcCheck UnusedNodesCheck() {
-    return {{kUnused}, BeginRun<UnusedNodesRun>};
+    return {{kUnusedNode}, BeginRun<UnusedNodesRun>};
 }
 
 }  // namespace orq::exchange

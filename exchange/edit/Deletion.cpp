@@ -22,10 +22,8 @@ using namespace orq::exchange;
 
 namespace {
 
-using Kind = ORQExcObjectKind;
-
 /// Names the users of an object that keep it from being deleted.
-void CheckUnused(Kind kind, const std::string& name, const std::vector<std::string>& users,
+void CheckUnused(ObjectKind kind, const std::string& name, const std::vector<std::string>& users,
                  const char* advice) {
     constexpr std::size_t kMost = 5;
     if (users.empty()) {
@@ -39,11 +37,11 @@ void CheckUnused(Kind kind, const std::string& name, const std::vector<std::stri
         advice));
 }
 
-std::int64_t CountOf(Kind kind, const ORQSimPosition& object) {
+std::int64_t CountOf(ObjectKind kind, const ORQSimPosition& object) {
     switch (kind) {
-        case Kind::NodeSet:
+        case ObjectKind::NodeSet:
             return object.GetPosition(ORQSimSchema::Region_nodesCluster).CSet().Size();
-        case Kind::ElementSet:
+        case ObjectKind::ElementSet:
             return object.GetPosition(ORQSimSchema::Region_elementsCluster).CSet().Size();
         default:
             return 1;
@@ -60,24 +58,24 @@ void DeleteField(const ORQObjDocument& document, const std::string& name, ORQExc
             ++nSteps;
         }
     }
-    report.Drop(NameOf(Kind::Field), name, nSteps, "deleted, in as many steps");
+    report.Drop(NameOf(ObjectKind::Field), name, nSteps, "deleted, in as many steps");
 }
 
-void Remove(Kind kind, const ORQSimPosition& object, const ORQObjDocument& document) {
+void Remove(ObjectKind kind, const ORQSimPosition& object, const ORQObjDocument& document) {
     const Removal removal(document);
     switch (kind) {
-        case Kind::NodeSet:
-        case Kind::ElementSet:
-        case Kind::Surface:
+        case ObjectKind::NodeSet:
+        case ObjectKind::ElementSet:
+        case ObjectKind::Surface:
             removal.Region(object);
             break;
-        case Kind::Section:
+        case ObjectKind::Section:
             removal.Section(object);
             break;
-        case Kind::Material:
+        case ObjectKind::Material:
             removal.Material(object);
             break;
-        case Kind::Step:
+        case ObjectKind::Step:
             removal.Step(object);
             break;
         default:
@@ -86,20 +84,20 @@ void Remove(Kind kind, const ORQSimPosition& object, const ORQObjDocument& docum
 }
 
 /// What its cards are called, whatever name it was given since: "MAT1 7"; empty for what has none.
-std::string CardOf(Kind kind, const ORQSimPosition& object) {
+std::string CardOf(ObjectKind kind, const ORQSimPosition& object) {
     const ORQSimDataRecord record = object.DataRecord();
     const auto called = [&](int kindField, int numberField) {
         const std::string card = record.ReturnString(kindField).UTF8();
         return card.empty() ? card : fmt::format("{} {}", card, record.GetInt(numberField));
     };
     using namespace ORQSimRecordField;
-    return kind == Kind::Material  ? called(Material_kind, Material_number)
-           : kind == Kind::Section ? called(Section_layered_kind, Section_layered_number)
-                                   : std::string();
+    return kind == ObjectKind::Material  ? called(Material_kind, Material_number)
+           : kind == ObjectKind::Section ? called(Section_layered_kind, Section_layered_number)
+                                         : std::string();
 }
 
 /// The cards of all objects of a kind.
-std::set<std::string> CardsOf(Kind kind, const ORQObjDocument& document) {
+std::set<std::string> CardsOf(ObjectKind kind, const ORQObjDocument& document) {
     std::set<std::string> cards;
     const ORQSimMap map = document.GetModel().GetMap(MapSlotOf(kind));
     for (auto entry = map.Begin(); entry.NotDone(); ++entry) {
@@ -109,22 +107,23 @@ std::set<std::string> CardsOf(Kind kind, const ORQObjDocument& document) {
 }
 
 /// Arrays of the file that go by the places of sets.
-void DropArrays(Kind kind, const ORQObjDocument& document, ORQExcReport& report) {
-    if (kind == Kind::NodeSet || kind == Kind::ElementSet || kind == Kind::Surface) {
-        DropArraysOfSets(kind == Kind::NodeSet   ? "ns"
-                         : kind == Kind::Surface ? "ss"
-                                                 : "els",
+void DropArraysOfKind(ObjectKind kind, const ORQObjDocument& document, ORQExcReport& report) {
+    if (kind == ObjectKind::NodeSet || kind == ObjectKind::ElementSet ||
+        kind == ObjectKind::Surface) {
+        DropArraysOfSets(kind == ObjectKind::NodeSet   ? "ns"
+                         : kind == ObjectKind::Surface ? "ss"
+                                                       : "els",
                          document, report);
     }
 }
 
 }  // namespace
 
-DeletedObject orq::exchange::DeleteButCards(const ORQObjDocument& document, Kind kind,
+DeletedObject orq::exchange::DeleteButCards(const ORQObjDocument& document, ObjectKind kind,
                                             const std::string& name, bool force, const Users& users,
                                             ORQExcReport& report) {
     const ORQSimPosition object = FindObject(kind, name, document);
-    if (kind == Kind::Block || kind == Kind::Instance) {
+    if (kind == ObjectKind::Block || kind == ObjectKind::Instance) {
         Refuse(fmt::format("{} \"{}\" has nodes or elements, which are not deleted", NameOf(kind),
                            name));
     }
@@ -145,11 +144,11 @@ DeletedObject orq::exchange::DeleteButCards(const ORQObjDocument& document, Kind
     const std::string card = CardOf(kind, object);
     Remove(kind, object, document);
     report.Drop(NameOf(kind), name, count, "deleted");
-    DropArrays(kind, document, report);
+    DropArraysOfKind(kind, document, report);
     return {name, card};
 }
 
-void orq::exchange::DropCardsOfDeleted(Kind kind, const std::vector<DeletedObject>& deleted,
+void orq::exchange::DropCardsOfDeleted(ObjectKind kind, const std::vector<DeletedObject>& deleted,
                                        const ORQObjDocument& document, ORQExcReport& report) {
     const std::set<std::string> cards = CardsOf(kind, document);
     const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
@@ -164,9 +163,9 @@ void orq::exchange::DropCardsOfDeleted(Kind kind, const std::vector<DeletedObjec
     DropCardsOf(names, document, report);
 }
 
-void ORQExcDelete(const ORQObjDocument& document, Kind kind, const std::string& name, bool force,
-                  ORQExcReport& report) {
-    if (kind == Kind::Field) {
+void ORQExcDelete(const ORQObjDocument& document, ObjectKind kind, const std::string& name,
+                  bool force, ORQExcReport& report) {
+    if (kind == ObjectKind::Field) {
         DeleteField(document, name, report);
         return;
     }

@@ -56,12 +56,12 @@ Axis NodeAxis(const DrawerCopy& copy, const ORQSimCSet& set) {
     return axis;
 }
 
-/// A part of a drawer: of each axis the members [begin, end).
-using Part = std::vector<std::pair<int, int>>;
+/// A piece of a drawer: of each axis the members [begin, end).
+using Piece = std::vector<std::pair<int, int>>;
 
-/// Parts of some megabytes: whole along all axes but two, the first one and that of nodes.
-std::vector<Part> PartsOf(const std::vector<Axis>& axes, std::size_t ofNodes, int scalarSize) {
-    Part whole;
+/// Pieces of some megabytes: whole along all axes but two, the first one and that of nodes.
+std::vector<Piece> PiecesOf(const std::vector<Axis>& axes, std::size_t ofNodes, int scalarSize) {
+    Piece whole;
     std::int64_t rowSize = scalarSize;
     for (std::size_t i = 0; i < axes.size(); ++i) {
         whole.emplace_back(0, axes[i].Size());
@@ -75,19 +75,19 @@ std::vector<Part> PartsOf(const std::vector<Axis>& axes, std::size_t ofNodes, in
     const int nodes = ofNodes == 0 || rowSize <= kBytesAtOnce
                           ? axes[ofNodes].Size()
                           : stepOf(rowSize / axes[ofNodes].Size(), axes[ofNodes].Size());
-    std::vector<Part> parts;
+    std::vector<Piece> pieces;
     for (int row = 0; row < axes[0].Size(); row += rows) {
         whole[0] = {row, std::min(row + rows, axes[0].Size())};
         if (ofNodes == 0) {
-            parts.push_back(whole);
+            pieces.push_back(whole);
             continue;
         }
         for (int node = 0; node < axes[ofNodes].Size(); node += nodes) {
             whole[ofNodes] = {node, std::min(node + nodes, axes[ofNodes].Size())};
-            parts.push_back(whole);
+            pieces.push_back(whole);
         }
     }
-    return parts;
+    return pieces;
 }
 
 ORQSimDrawerID MakeLike(const ORQSimDrawerDescription& drawer, const ORQSimDistribution& to,
@@ -160,14 +160,14 @@ void DrawerCopy::CopyDense(const ORQSimDrawerDescription& drawer) const {
     const bool areNodes = from.RangeType().Collection() == former.ID();
     const auto size = static_cast<std::size_t>(ORQSimScalarSize(from.RangeType().ScalarType()));
     std::vector<int> values;  // Ints, so that references are in place; other values are bytes here.
-    for (const Part& part : PartsOf(axes, ofNodes, static_cast<int>(size))) {
+    for (const Piece& piece : PiecesOf(axes, ofNodes, static_cast<int>(size))) {
         ORQSimTransfer read(from);
         ORQSimTransfer write(to);
         read.SetRead().SetDrawer(drawer.DrawerID());
         write.SetWrite().SetDrawer(made);
         std::size_t count = 1;
         for (std::size_t i = 0; i < axes.size(); ++i) {
-            const auto [begin, end] = part[i];
+            const auto [begin, end] = piece[i];
             read.SetDim(static_cast<int>(i), axes[i].From(begin, end));
             write.SetDim(static_cast<int>(i), axes[i].To(begin, end));
             count *= static_cast<std::size_t>(end - begin);

@@ -65,8 +65,8 @@ std::set<std::string> OwnNames(const std::vector<std::string>& names, const ORQE
     return own;
 }
 
-void DropArrays(const std::function<bool(const KeptArray&)>& isDropped, const char* reason,
-                const ORQObjDocument& document, ORQExcReport& report) {
+void DropArraysThat(const std::function<bool(const KeptArray&)>& isDropped, const char* reason,
+                    const ORQObjDocument& document, ORQExcReport& report) {
     const ORQSimReferences references(document.ContextID());
     for (const KeptArray& kept : KeptArrays(document)) {
         if (!isDropped(kept)) {
@@ -158,7 +158,7 @@ bool HasCardsOf(const std::string& name, const std::vector<ORQExcKeptText>& text
 }
 
 void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report) {
-    DropArrays(
+    DropArraysThat(
         [](const KeptArray& kept) {
             return kept.array.name.starts_with("ebconn") || kept.array.name.starts_with("fbconn") ||
                    std::ranges::any_of(kept.array.dimensions,
@@ -175,7 +175,7 @@ void DropArraysOfSets(const std::string& family, const ORQObjDocument& document,
     const std::string counted = family == "ns"   ? "num_node_sets"
                                 : family == "ss" ? "num_side_sets"
                                                  : "num_elem_sets";
-    DropArrays(
+    DropArraysThat(
         [&](const KeptArray& kept) {
             return std::ranges::any_of(
                 kept.array.dimensions, [&](const ORQExcMeshSource::Array::Dimension& dimension) {

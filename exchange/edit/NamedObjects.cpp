@@ -16,35 +16,33 @@
 namespace orq::exchange {
 namespace {
 
-using Kind = ORQExcObjectKind;
-
 struct KindRow {
-    Kind kind;
+    ObjectKind kind;
     const char* name;
     int mapSlot;
     int clusterSlot;  ///< by which the region of a set, which stands in the map, leads to it
 };
 
 constexpr std::array kKinds = {
-    KindRow{Kind::Block, "block", 0, 0},
-    KindRow{Kind::NodeSet, "node set", ORQSimSchema::Model_nodeSets,
+    KindRow{ObjectKind::Block, "block", 0, 0},
+    KindRow{ObjectKind::NodeSet, "node set", ORQSimSchema::Model_nodeSets,
             ORQSimSchema::Region_nodesCluster},
-    KindRow{Kind::ElementSet, "element set", ORQSimSchema::Model_elementSets,
+    KindRow{ObjectKind::ElementSet, "element set", ORQSimSchema::Model_elementSets,
             ORQSimSchema::Region_elementsCluster},
-    KindRow{Kind::Surface, "surface", ORQSimSchema::Model_surfaces, 0},
-    KindRow{Kind::Section, "section", ORQSimSchema::Model_sectionNames, 0},
-    KindRow{Kind::Material, "material", ORQSimSchema::Model_materials, 0},
-    KindRow{Kind::Orientation, "orientation", ORQSimSchema::Model_orientations, 0},
-    KindRow{Kind::Step, "step", ORQSimSchema::Model_steps, 0},
-    KindRow{Kind::Field, "field", 0, 0},
-    KindRow{Kind::Instance, "instance", 0, 0},
+    KindRow{ObjectKind::Surface, "surface", ORQSimSchema::Model_surfaces, 0},
+    KindRow{ObjectKind::Section, "section", ORQSimSchema::Model_sectionNames, 0},
+    KindRow{ObjectKind::Material, "material", ORQSimSchema::Model_materials, 0},
+    KindRow{ObjectKind::Orientation, "orientation", ORQSimSchema::Model_orientations, 0},
+    KindRow{ObjectKind::Step, "step", ORQSimSchema::Model_steps, 0},
+    KindRow{ObjectKind::Field, "field", 0, 0},
+    KindRow{ObjectKind::Instance, "instance", 0, 0},
 };
 
-const KindRow& RowOf(Kind kind) {
+const KindRow& RowOf(ObjectKind kind) {
     return *std::ranges::find(kKinds, kind, &KindRow::kind);
 }
 
-[[noreturn]] void RefuseUnknown(Kind kind, const std::string& name,
+[[noreturn]] void RefuseUnknown(ObjectKind kind, const std::string& name,
                                 const ORQObjDocument& document) {
     const std::vector<std::string> names = NamesOf(kind, document);
     Refuse(
@@ -52,9 +50,9 @@ const KindRow& RowOf(Kind kind) {
 }
 
 /// Blocks and instances, which stand in no map.
-std::vector<ORQSimPosition> Listed(Kind kind, const ORQObjDocument& document) {
+std::vector<ORQSimPosition> Listed(ObjectKind kind, const ORQObjDocument& document) {
     std::vector<ORQSimPosition> objects;
-    if (kind == Kind::Block) {
+    if (kind == ObjectKind::Block) {
         const ORQSimVector blocks = document.GetMesh().GetVector(ORQSimSchema::Mesh_blocks);
         for (auto i = blocks.Begin(); i.NotDone(); ++i) {
             objects.push_back(*i);
@@ -71,11 +69,11 @@ std::vector<ORQSimPosition> Listed(Kind kind, const ORQObjDocument& document) {
 
 }  // namespace
 
-const char* NameOf(Kind kind) {
+const char* NameOf(ObjectKind kind) {
     return RowOf(kind).name;
 }
 
-int MapSlotOf(Kind kind) {
+int MapSlotOf(ObjectKind kind) {
     return RowOf(kind).mapSlot;
 }
 
@@ -83,9 +81,9 @@ void Refuse(const std::string& text) {
     throw ORQBasFailure(ORQBasFailureKind::Usage, text);
 }
 
-std::vector<std::string> NamesOf(Kind kind, const ORQObjDocument& document) {
+std::vector<std::string> NamesOf(ObjectKind kind, const ORQObjDocument& document) {
     std::vector<std::string> names;
-    if (kind == Kind::Field) {
+    if (kind == ObjectKind::Field) {
         const ORQExcResults results(document);
         for (const ORQExcResults::Field& field : results.Fields()) {
             names.push_back(field.name);
@@ -103,7 +101,8 @@ std::vector<std::string> NamesOf(Kind kind, const ORQObjDocument& document) {
     return names;
 }
 
-ORQSimPosition FindObject(Kind kind, const std::string& name, const ORQObjDocument& document) {
+ORQSimPosition FindObject(ObjectKind kind, const std::string& name,
+                          const ORQObjDocument& document) {
     ORQSimPosition found;
     if (const KindRow& row = RowOf(kind); row.mapSlot != 0) {
         found = document.GetModel().GetMap(row.mapSlot).Find(name);
@@ -124,7 +123,7 @@ ORQExcResults::Field FindField(const std::string& name, const ORQObjDocument& do
     const auto hasName = [&](const ORQExcResults::Field& field) { return field.name == name; };
     const auto found = std::ranges::find_if(results.Fields(), hasName);
     if (found == results.Fields().end()) {
-        RefuseUnknown(Kind::Field, name, document);
+        RefuseUnknown(ObjectKind::Field, name, document);
     }
     if (std::ranges::count_if(results.Fields(), hasName) > 1) {
         Refuse(fmt::format("several fields have the name \"{}\"", name));
@@ -132,9 +131,9 @@ ORQExcResults::Field FindField(const std::string& name, const ORQObjDocument& do
     return *found;
 }
 
-bool StandsForBlock(Kind kind, const std::string& name, const ORQObjDocument& document) {
-    const std::vector<std::string> blocks = NamesOf(Kind::Block, document);
-    return kind == Kind::ElementSet && std::ranges::find(blocks, name) != blocks.end();
+bool StandsForBlock(ObjectKind kind, const std::string& name, const ORQObjDocument& document) {
+    const std::vector<std::string> blocks = NamesOf(ObjectKind::Block, document);
+    return kind == ObjectKind::ElementSet && std::ranges::find(blocks, name) != blocks.end();
 }
 
 }  // namespace orq::exchange

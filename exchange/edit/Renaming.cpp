@@ -17,20 +17,18 @@ using namespace orq::exchange;
 
 namespace {
 
-using Kind = ORQExcObjectKind;
-
-void CheckNewName(Kind kind, const std::string& name, const ORQObjDocument& document) {
+void CheckNewName(ObjectKind kind, const std::string& name, const ORQObjDocument& document) {
     if (name.empty() || ORQString(name).UTF8() != name || ORQExcPrintable(name) != name) {
         Refuse(fmt::format(
             "\"{}\" cannot be the name of a {}: a name is printable UTF-8, and not empty", name,
             NameOf(kind)));
     }
-    const auto isTaken = [&](Kind by) {
+    const auto isTaken = [&](ObjectKind by) {
         const std::vector<std::string> names = NamesOf(by, document);
         return std::ranges::find(names, name) != names.end();
     };
     // A block and its element set have one name, so each is taken by the other.
-    for (const Kind by : {kind, kind == Kind::Block ? Kind::ElementSet : kind}) {
+    for (const ObjectKind by : {kind, kind == ObjectKind::Block ? ObjectKind::ElementSet : kind}) {
         if (isTaken(by)) {
             Refuse(fmt::format("there is a {} \"{}\" already", NameOf(by), name));
         }
@@ -39,8 +37,9 @@ void CheckNewName(Kind kind, const std::string& name, const ORQObjDocument& docu
 
 /// Refuses what the cards of a deck go by: a set named otherwise would be another card, and a
 /// coordinate system has an origin only on its card.
-void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& document) {
-    if ((kind == Kind::NodeSet || kind == Kind::ElementSet || kind == Kind::Orientation) &&
+void CheckCards(ObjectKind kind, const std::string& name, const ORQObjDocument& document) {
+    if ((kind == ObjectKind::NodeSet || kind == ObjectKind::ElementSet ||
+         kind == ObjectKind::Orientation) &&
         HasCardsOf(name, ORQExcReadKeptTexts(document))) {
         Refuse(
             fmt::format("{} \"{}\": cards of its deck that the model keeps as text go by this name",
@@ -48,7 +47,7 @@ void CheckCards(Kind kind, const std::string& name, const ORQObjDocument& docume
     }
 }
 
-void CheckPart(Kind kind, const std::string& name, const std::string& newName,
+void CheckPart(ObjectKind kind, const std::string& name, const std::string& newName,
                const ORQObjDocument& document) {
     const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
     const std::string part = PartOf(name, texts);
@@ -70,7 +69,7 @@ void RenameKey(const ORQObjDocument& document, int slot, const std::string& name
     map.Insert(newName, entry);
 }
 
-void RenameObject(Kind kind, const std::string& name, const std::string& newName,
+void RenameObject(ObjectKind kind, const std::string& name, const std::string& newName,
                   const ORQObjDocument& document) {
     FindObject(kind, name, document).SetName(ORQSimSchema::Record_name, newName);
     if (const int slot = MapSlotOf(kind); slot != 0) {
@@ -80,11 +79,11 @@ void RenameObject(Kind kind, const std::string& name, const std::string& newName
 
 void RenameBlock(const std::string& name, const std::string& newName,
                  const ORQObjDocument& document) {
-    const std::vector<std::string> sets = NamesOf(Kind::ElementSet, document);
+    const std::vector<std::string> sets = NamesOf(ObjectKind::ElementSet, document);
     if (std::ranges::find(sets, name) != sets.end()) {
-        RenameObject(Kind::ElementSet, name, newName, document);
+        RenameObject(ObjectKind::ElementSet, name, newName, document);
     }
-    RenameObject(Kind::Block, name, newName, document);
+    RenameObject(ObjectKind::Block, name, newName, document);
 }
 
 void RenameField(const std::string& name, const std::string& newName,
@@ -117,14 +116,14 @@ void RenameInstance(const std::string& name, const std::string& newName,
             ORQExcReplaceKeptText(texts[i], static_cast<int>(i), document);
         }
     }
-    RenameObject(Kind::Instance, name, newName, document);
+    RenameObject(ObjectKind::Instance, name, newName, document);
 }
 
 }  // namespace
 
-void ORQExcRename(const ORQObjDocument& document, Kind kind, const std::string& name,
+void ORQExcRename(const ORQObjDocument& document, ObjectKind kind, const std::string& name,
                   const std::string& newName, ORQExcReport& report) {
-    if (kind == Kind::Field) {
+    if (kind == ObjectKind::Field) {
         FindField(name, document);
     } else {
         FindObject(kind, name, document);
@@ -137,13 +136,13 @@ void ORQExcRename(const ORQObjDocument& document, Kind kind, const std::string& 
     CheckCards(kind, name, document);
     CheckPart(kind, name, newName, document);
     switch (kind) {
-        case Kind::Field:
+        case ObjectKind::Field:
             RenameField(name, newName, document);
             break;
-        case Kind::Instance:
+        case ObjectKind::Instance:
             RenameInstance(name, newName, document);
             break;
-        case Kind::Block:
+        case ObjectKind::Block:
             RenameBlock(name, newName, document);
             break;
         default:

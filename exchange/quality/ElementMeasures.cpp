@@ -7,37 +7,35 @@
 #include <limits>
 
 #include "ORQExcPoint.h"
+#include "model/NoValue.h"
 #include "quality/ScaledJacobian.h"
 
 namespace orq::exchange {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-
 /// A number of each of two elements, which one instruction adds, multiplies or compares.
 using Pair = double __attribute__((vector_size(16)));
 
-struct Vector {
+/// A vector of each of two elements. Its functions are found by their arguments, and leave those of
+/// Point to the other sources of the folder.
+struct TwoVectors {
     Pair x;
     Pair y;
     Pair z;
+
+    friend TwoVectors operator+(const TwoVectors& a, const TwoVectors& b) {
+        return {a.x + b.x, a.y + b.y, a.z + b.z};
+    }
+    friend TwoVectors operator-(const TwoVectors& a, const TwoVectors& b) {
+        return {a.x - b.x, a.y - b.y, a.z - b.z};
+    }
+    friend Pair Dot(const TwoVectors& a, const TwoVectors& b) {
+        return a.x * b.x + a.y * b.y + a.z * b.z;
+    }
+    friend TwoVectors Cross(const TwoVectors& a, const TwoVectors& b) {
+        return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
+    }
 };
-
-inline Vector operator+(const Vector& a, const Vector& b) {
-    return {a.x + b.x, a.y + b.y, a.z + b.z};
-}
-
-inline Vector operator-(const Vector& a, const Vector& b) {
-    return {a.x - b.x, a.y - b.y, a.z - b.z};
-}
-
-inline Pair Dot(const Vector& a, const Vector& b) {
-    return a.x * b.x + a.y * b.y + a.z * b.z;
-}
-
-inline Vector Cross(const Vector& a, const Vector& b) {
-    return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
 
 /// The other one where b is no number.
 inline Pair Least(const Pair& a, const Pair& b) {
@@ -67,12 +65,12 @@ constexpr std::array<std::array<std::size_t, 3>, 8> kCorners = {
 /// The formula of ScaledJacobian without a root and a division for each edge. What is not finite
 /// anywhere makes the sum of the squares, and so all results, no number.
 Hexahedra MeasureTwo(const double* a, const double* b) {
-    std::array<Vector, 8> at;
+    std::array<TwoVectors, 8> at;
     for (std::size_t i = 0; i < 8; ++i) {
         at[i] = {Pair{a[3 * i], b[3 * i]}, Pair{a[3 * i + 1], b[3 * i + 1]},
                  Pair{a[3 * i + 2], b[3 * i + 2]}};
     }
-    std::array<std::array<Vector, 4>, 3> edges;
+    std::array<std::array<TwoVectors, 4>, 3> edges;
     std::array<std::array<Pair, 4>, 3> squares;
     Pair shortest = {std::numeric_limits<double>::max(), std::numeric_limits<double>::max()};
     Pair longest = {0, 0};
@@ -88,7 +86,7 @@ Hexahedra MeasureTwo(const double* a, const double* b) {
             sum += square;
         }
     }
-    const auto signedSquare = [](const Vector& x, const Vector& y, const Vector& z,
+    const auto signedSquare = [](const TwoVectors& x, const TwoVectors& y, const TwoVectors& z,
                                  const Pair& lengths) {
         const Pair determinant = Dot(x, Cross(y, z));
         return determinant * Most(determinant, -determinant) / lengths;
@@ -96,9 +94,9 @@ Hexahedra MeasureTwo(const double* a, const double* b) {
     const auto middle = [&](std::size_t axis) {
         return (edges[axis][0] + edges[axis][1]) + (edges[axis][2] + edges[axis][3]);
     };
-    const Vector x = middle(0);
-    const Vector y = middle(1);
-    const Vector z = middle(2);
+    const TwoVectors x = middle(0);
+    const TwoVectors y = middle(1);
+    const TwoVectors z = middle(2);
     Pair jacobian = signedSquare(x, y, z, Dot(x, x) * Dot(y, y) * Dot(z, z));
     // A sum, unlike the least, does not lose what is no number: an edge without length.
     Pair all = jacobian;
@@ -131,7 +129,7 @@ Extremes EdgesOf(const ORQExcShape& shape, const double* points) {
             square += along * along;
         }
         if (!std::isfinite(square)) {
-            return {kNaN, kNaN};
+            return {kNoValue, kNoValue};
         }
         edges.shortest = std::min(edges.shortest, square);
         edges.longest = std::max(edges.longest, square);

@@ -11,7 +11,7 @@
 namespace orq::exchange {
 namespace {
 
-using Corners = std::span<const Point>;
+using CornerPoints = std::span<const Point>;
 
 const double kOfTriangle = 2 / std::sqrt(3.0);  // by the sine of 60 degrees
 
@@ -20,34 +20,35 @@ double Determinant(const Point& a, const Point& b, const Point& c) {
 }
 
 /// 0 for what has no extent.
-double Share(double part, double whole) {
+double ShareOrZero(double part, double whole) {
     return whole > 0 ? part / whole : 0;
 }
 
-double OfTriangle(Corners at) {
+double OfTriangle(CornerPoints at) {
     const Point a = at[1] - at[0];
     const Point b = at[2] - at[1];
     const Point c = at[0] - at[2];
     const double longest =
         std::max({Length(a) * Length(b), Length(b) * Length(c), Length(c) * Length(a)});
-    return kOfTriangle * Share(Length(Cross(a, b)), longest);
+    return kOfTriangle * ShareOrZero(Length(Cross(a, b)), longest);
 }
 
 /// Signed by the direction in which the whole quadrilateral faces.
-double OfQuadrilateral(Corners at) {
+double OfQuadrilateral(CornerPoints at) {
     const Point normal =
         Normalized(Cross((at[1] - at[0]) + (at[2] - at[3]), (at[2] - at[1]) + (at[3] - at[0])));
     double least = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; i < 4; ++i) {
         const Point to = at[(i + 1) % 4] - at[i];
         const Point from = at[i] - at[(i + 3) % 4];
-        least = std::min(least, Share(Dot(normal, Cross(from, to)), Length(from) * Length(to)));
+        least =
+            std::min(least, ShareOrZero(Dot(normal, Cross(from, to)), Length(from) * Length(to)));
     }
     return least;
 }
 
 /// All corners have the same determinant; the one with the longest edges has the least share.
-double OfTetrahedron(Corners at) {
+double OfTetrahedron(CornerPoints at) {
     static constexpr std::array<std::array<std::size_t, 3>, 4> kOthers = {
         {{1, 2, 3}, {0, 2, 3}, {0, 1, 3}, {0, 1, 2}}};
     const double determinant = Determinant(at[1] - at[0], at[2] - at[0], at[3] - at[0]);
@@ -57,10 +58,10 @@ double OfTetrahedron(Corners at) {
         most =
             std::max(most, Length(at[a] - at[i]) * Length(at[b] - at[i]) * Length(at[c] - at[i]));
     }
-    return std::sqrt(2.0) * Share(determinant, most);
+    return std::sqrt(2.0) * ShareOrZero(determinant, most);
 }
 
-double OfPyramid(Corners at) {
+double OfPyramid(CornerPoints at) {
     static constexpr std::array<std::array<std::size_t, 3>, 4> kBases = {
         {{0, 1, 2}, {0, 2, 3}, {0, 1, 3}, {1, 2, 3}}};
     double least = std::numeric_limits<double>::infinity();
@@ -74,13 +75,13 @@ double OfPyramid(Corners at) {
 }
 
 double Skewness(const Point& a, const Point& b, const Point& c) {
-    return Share(Determinant(a, b, c), Length(a) * Length(b) * Length(c));
+    return ShareOrZero(Determinant(a, b, c), Length(a) * Length(b) * Length(c));
 }
 
 /// The corners' neighbours, so that a right-handed element has positive determinants.
 using Neighbours = std::array<std::size_t, 3>;
 
-double LeastOfCorners(Corners at, std::span<const Neighbours> neighbours) {
+double LeastOfCorners(CornerPoints at, std::span<const Neighbours> neighbours) {
     double least = std::numeric_limits<double>::infinity();
     for (std::size_t i = 0; i < neighbours.size(); ++i) {
         const auto [a, b, c] = neighbours[i];
@@ -89,14 +90,14 @@ double LeastOfCorners(Corners at, std::span<const Neighbours> neighbours) {
     return least;
 }
 
-double OfWedge(Corners at) {
+double OfWedge(CornerPoints at) {
     static constexpr std::array<Neighbours, 6> kNeighbours = {
         {{1, 2, 3}, {2, 0, 4}, {0, 1, 5}, {5, 4, 0}, {3, 5, 1}, {4, 3, 2}}};
     return kOfTriangle * LeastOfCorners(at, kNeighbours);
 }
 
 /// Also in the middle, where the edges are the sums of the four that run alike.
-double OfHexahedron(Corners at) {
+double OfHexahedron(CornerPoints at) {
     static constexpr std::array<Neighbours, 8> kNeighbours = {
         {{1, 3, 4}, {2, 0, 5}, {3, 1, 6}, {0, 2, 7}, {7, 5, 0}, {4, 6, 1}, {5, 7, 2}, {6, 4, 3}}};
     const auto sum = [&](const std::array<std::size_t, 4>& from,
@@ -123,7 +124,7 @@ double ScaledJacobian(const ORQExcShape& shape, std::span<const double> corners)
         }
         points[i / 3][i % 3] = corners[i];
     }
-    const Corners at = std::span(points).first(nCorners);
+    const CornerPoints at = std::span(points).first(nCorners);
     if (shape.dimension == 2) {
         return nCorners == 3 ? OfTriangle(at) : OfQuadrilateral(at);
     }

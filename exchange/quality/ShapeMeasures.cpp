@@ -7,17 +7,17 @@
 #include <utility>
 #include <vector>
 
+#include "model/NoValue.h"
 #include "quality/Corners.h"
 
 namespace orq::exchange {
 namespace {
 
-constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 constexpr double kDegree = 3.14159265358979323846 / 180;
 
 /// Infinite for what has no extent.
-double Share(double part, double whole) {
+double ShareOrInfinity(double part, double whole) {
     return whole > 0 ? part / whole : kInfinity;
 }
 
@@ -73,12 +73,13 @@ constexpr std::array<std::pair<std::size_t, std::size_t>, 3> kAxisPairs = {
 
 double OfTriangle(const Corners& at, double longest, double perimeter) {
     return std::sqrt(3.0) / 6 *
-           Share(longest * perimeter, Length(Cross(at[1] - at[0], at[2] - at[1])));
+           ShareOrInfinity(longest * perimeter, Length(Cross(at[1] - at[0], at[2] - at[1])));
 }
 
 double OfQuadrilateral(const Corners& at, double longest, double perimeter) {
-    return 0.5 * Share(longest * perimeter, Length(Cross(at[1] - at[0], at[2] - at[1])) +
-                                                Length(Cross(at[3] - at[2], at[0] - at[3])));
+    return 0.5 *
+           ShareOrInfinity(longest * perimeter, Length(Cross(at[1] - at[0], at[2] - at[1])) +
+                                                    Length(Cross(at[3] - at[2], at[0] - at[3])));
 }
 
 double OfTetrahedron(const Corners& at, double longest) {
@@ -87,7 +88,7 @@ double OfTetrahedron(const Corners& at, double longest) {
     const Point d = at[3] - at[0];
     const double faces = Length(Cross(b, c)) + Length(Cross(b, d)) + Length(Cross(c, d)) +
                          Length(Cross(at[2] - at[1], at[3] - at[1]));
-    return std::sqrt(6.0) / 12 * Share(longest * faces, std::abs(Dot(b, Cross(c, d))));
+    return std::sqrt(6.0) / 12 * ShareOrInfinity(longest * faces, std::abs(Dot(b, Cross(c, d))));
 }
 
 /// At the corners of a triangle or quadrilateral, in degrees.
@@ -130,29 +131,29 @@ bool IsConcave(const Corners& at) {
 double EdgeRatio(const ORQExcShape& shape, std::span<const double> corners) {
     const auto at = Corners::Of(shape, corners);
     if (!at) {
-        return kNaN;
+        return kNoValue;
     }
     const auto [shortest, longest] = std::ranges::minmax(EdgeLengths(*at));
-    return Share(longest, shortest);
+    return ShareOrInfinity(longest, shortest);
 }
 
 double AspectRatio(const ORQExcShape& shape, std::span<const double> corners) {
     const auto at = Corners::Of(shape, corners);
     if (!at) {
-        return kNaN;
+        return kNoValue;
     }
     const std::vector<double> lengths = EdgeLengths(*at);
     const double longest = std::ranges::max(lengths);
     return at->Is(2, 3)   ? OfTriangle(*at, longest, Sum(lengths))
            : at->Is(2, 4) ? OfQuadrilateral(*at, longest, Sum(lengths))
            : at->Is(3, 4) ? OfTetrahedron(*at, longest)
-                          : kNaN;
+                          : kNoValue;
 }
 
 double Skew(const ORQExcShape& shape, std::span<const double> corners) {
     const auto at = Corners::Of(shape, corners);
     const std::vector<Point> axes = at ? Axes(*at) : std::vector<Point>();
-    double most = axes.empty() ? kNaN : 0;
+    double most = axes.empty() ? kNoValue : 0;
     for (const auto& [a, b] : kAxisPairs) {
         if (b < axes.size()) {
             most = std::max(most, std::abs(Dot(Normalized(axes[a]), Normalized(axes[b]))));
@@ -165,14 +166,14 @@ double Taper(const ORQExcShape& shape, std::span<const double> corners) {
     const auto at = Corners::Of(shape, corners);
     const std::vector<Point> axes = at ? Axes(*at) : std::vector<Point>();
     if (axes.empty()) {
-        return kNaN;
+        return kNoValue;
     }
     const std::vector<Point> changes = AxisChanges(*at);
     double most = 0;
     for (std::size_t i = 0; i < changes.size(); ++i) {
         const auto [a, b] = kAxisPairs[i];
-        most =
-            std::max(most, Share(Length(changes[i]), std::min(Length(axes[a]), Length(axes[b]))));
+        most = std::max(
+            most, ShareOrInfinity(Length(changes[i]), std::min(Length(axes[a]), Length(axes[b]))));
     }
     return most;
 }
@@ -180,7 +181,7 @@ double Taper(const ORQExcShape& shape, std::span<const double> corners) {
 double Warpage(const ORQExcShape& shape, std::span<const double> corners) {
     const auto at = Corners::Of(shape, corners);
     if (!at || !at->Is(2, 4)) {
-        return kNaN;
+        return kNoValue;
     }
     const std::vector<Point> normals = CornerNormals(*at);
     return normals.empty()
@@ -190,13 +191,13 @@ double Warpage(const ORQExcShape& shape, std::span<const double> corners) {
 
 double MinimumAngle(const ORQExcShape& shape, std::span<const double> corners) {
     const auto at = Corners::Of(shape, corners);
-    return at && shape.dimension == 2 ? std::ranges::min(CornerAngles(*at)) : kNaN;
+    return at && shape.dimension == 2 ? std::ranges::min(CornerAngles(*at)) : kNoValue;
 }
 
 double MaximumAngle(const ORQExcShape& shape, std::span<const double> corners) {
     const auto at = Corners::Of(shape, corners);
     if (!at || shape.dimension == 3) {
-        return kNaN;
+        return kNoValue;
     }
     const double largest = std::ranges::max(CornerAngles(*at));
     return shape.nCorners == 4 && IsConcave(*at) ? 360 - largest : largest;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -252,6 +253,41 @@ void AddStepThatRunsBack(const ORQObjDocument& document) {
     builder.AddTimes(builder.AddStep("again", ORQSimSchema::Step_General), kTimes);
 }
 
+void AddStepOfFrequencies(const ORQObjDocument& document) {
+    ORQObjStepBuilder(document).AddStep("modes", ORQSimSchema::Step_Lin_Frequency);
+}
+
+/// A step of increments of 1 that has results at some times.
+Change StepAtTimes(std::vector<double> times) {
+    return [times = std::move(times)](const ORQObjDocument& document) {
+        const ORQObjStepBuilder builder(document);
+        const ORQSimPosition step = builder.AddStep("push", ORQSimSchema::Step_General);
+        builder.SetTimeIncrementation(step, 1, 4);
+        builder.AddTimes(step, times);
+    };
+}
+
+void EmptyTheLastBlock(const ORQObjDocument& document) {
+    const ORQSimVector blocks = document.GetMesh().GetVector(ORQSimSchema::Mesh_blocks);
+    ORQSimPosition last;
+    for (auto block = blocks.Begin(); block.NotDone(); ++block) {
+        last = *block;
+    }
+    last.SetPosition(
+        ORQSimSchema::Block_elements,
+        ORQSimCollection(ORQObjMesh(document.GetMesh()).GetElementCollection().GetCollection())
+            .EmptyCSetID());
+}
+
+/// The second shell of the plate has a laminate of so many layers.
+std::vector<Edit> WithLayersBeside(int count) {
+    std::string section = "PCOMP,2";
+    for (int i = 0; i < count; ++i) {
+        section += fmt::format("{}1,0.1,0.,YES", i % 2 == 0 ? "\n," : ",");
+    }
+    return {{"CQUAD4,2,1", "CQUAD4,2,2"}, {"MAT8,1", section + "\nMAT8,1"}};
+}
+
 TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
     ExpectEach(
         ".bdf", kPlate,
@@ -347,6 +383,18 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAPlateAndNothingElse) {
          {{{"MAT8,1,140.+9,10.+9,.3,5.+9", "MAT8,1,140.+9,10.+9,.3,5.+9,,,1600."}}, {}},
          {{{"PCOMP,1\n", "PCOMP,2,,,,,,,SYM\n,1,0.1,0.,YES\nPCOMP,1\n"}},
           {"SEC003 section \"PCOMP 2\""}},
+         {{}, {"MAT005 material \"MAT8 1\""}, AddStepOfFrequencies},
+         {{{"PCOMP,1", "GRAV,3,,9.81,0.,0.,-1.\nPCOMP,1"}}, {"MAT005 material \"MAT8 1\""}},
+         {{{"MAT8,1,140.+9,10.+9,.3,5.+9", "MAT8,1,140.+9,10.+9,.3,5.+9,,,1600."}},
+          {},
+          AddStepOfFrequencies},
+         {{{",1,0.1,45.,YES,1,0.1,-45.", ",2,0.1,0.,YES,1,0.1,90."},
+           {",1,0.1,-45.,YES,1,0.1,45.", ",1,0.1,90.,YES,2,0.1,0."},
+           {"MAT8,1", "MAT8,2,140.+9,10.+9,.3,5.+9,,,1600.\nMAT8,1"}},
+          {"MAT006 material \"MAT8 1\""}},
+         {WithLayersBeside(9), {"LAY011 section \"PCOMP 1\" 1"}},
+         {WithLayersBeside(8), {}},
+         {{{"PCOMP,1", "CELAS2,8,1.+6,5,1,6,1\nPCOMP,1"}}, {"ELM020 8"}, EmptyTheLastBlock},
          // Another section is looked at all the same.
          {{{"CQUAD4,2,1", "CQUAD4,2,2"},
            {"MAT8,1", "PCOMP,2\n,1,0.1,30.,YES\n,1,0.1,0.,YES\nMAT8,1"}},
@@ -373,6 +421,8 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAMembraneAndNothingElse) {
                  {"FLD003 step \"Step-1\", field \"disp\" 4"}},
                 {{{"\"right\"", "\"LEFT\""}}, {"SET003 element set \"LEFT\""}},
                 {{}, {"STP001 step \"again\""}, AddStepThatRunsBack},
+                {{}, {"JOB004 step \"push\""}, StepAtTimes({1, 2, 2.05, 3})},
+                {{}, {}, StepAtTimes({1, 2, 3, 3.05})},
                 {{}, {}, PutBothElementsIntoBothBlocks}});
 }
 
@@ -819,6 +869,80 @@ TEST_F(CheckRulesTest, HowAnAnalysisEndedIsTold) {
     EXPECT_THAT(FoundOf({"--only", "JOB001,JOB002"}), ElementsAre("JOB002"));
     end(ORQObjJobStatus::Completed);
     EXPECT_THAT(FoundOf({"--only", "JOB001,JOB002"}), IsEmpty());
+}
+
+// Shells have the thickness of the layup that they were exported with, and another one now.
+TEST_F(CheckRulesTest, LayersAreAsThickAsTheirShell) {
+    Import(".bdf", kPlate);
+    ASSERT_EQ(RunHere({"export", m_model, "-o", m_folder / "plate.e"}).status, 0);
+    const auto found = [&](double thickness) {
+        PutBytes(m_folder / "layup.json",
+                 fmt::format(R"({{"version": 1, "materials": [{{"name": "tape"}}],
+            "sections": [{{"name": "skin", "layers": [{{"material": "tape", "thickness": {},
+                           "angle": 0}}]}}],
+            "assignments": [{{"section": "skin", "elements": ["PCOMP 1"]}}]}})",
+                             thickness));
+        std::filesystem::remove_all(m_model);
+        EXPECT_EQ(RunHere({"import", m_folder / "plate.e", "-o", m_model, "--layup",
+                           m_folder / "layup.json"})
+                      .status,
+                  0);
+        return FoundOf({"--skip", "VIZ"});
+    };
+    EXPECT_THAT(found(0.4), IsEmpty());
+    EXPECT_THAT(found(0.41), ElementsAre("LAY010 block \"PCOMP 1\" 1 2"));
+}
+
+TEST_F(CheckRulesTest, DamagedStorageIsOneFinding) {
+    Import(".msh", kMembrane);
+    EXPECT_THAT(FoundOf({"--only", "STO"}), IsEmpty());
+    const std::string bulk = m_model + "/bulk.bin";
+    const std::string whole = Bytes(bulk);
+    std::string bytes = whole;
+    std::fill(bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() / 2), bytes.end(), '\x5A');
+    PutBytes(bulk, bytes);
+    EXPECT_THAT(FoundOf({"--only", "STO"}), ElementsAre("STO001"));
+    EXPECT_EQ(RunHere({"check", m_model, "--only", "STO"}).status, 1);
+    PutBytes(bulk, whole);
+}
+
+/// Four cubes around an edge along z, each with a node of its own at the upper end of the edge; a
+/// cube beside them that is inside out, and one whose two faces lie upon each other; a node alone.
+TEST_F(CheckRulesTest, AMeshOfFourFaultsHasExactlyThese) {
+    exodus_file::Content content;
+    content.labels.clear();
+    content.x.clear();
+    content.y.clear();
+    content.z.clear();
+    const auto add = [&](double x, double y, double z) {
+        content.x.push_back(x);
+        content.y.push_back(y);
+        content.z.push_back(z);
+    };
+    for (int i = 0; i < 18; ++i) {
+        add(i % 3, i / 3 % 3, i / 9);  // NOLINT(bugprone-integer-division)
+    }
+    for (int i = 0; i < 3; ++i) {
+        add(1, 1, 1);  // with 14 before them
+    }
+    for (int i = 0; i < 4; ++i) {
+        add(3, i % 2, i / 2);                         // NOLINT(bugprone-integer-division)
+        add(2, 1.25 + i % 2 * .5, .25 + i / 2 * .5);  // NOLINT(bugprone-integer-division)
+    }
+    add(.5, .5, .5);
+    content.blocks = {
+        {1,
+         "cubes",
+         "HEX8",
+         8,
+         {1, 2, 5, 4, 10, 11, 14, 13, 2,  3,  6,  5,  11, 12, 15, 19, 4, 5, 8,  7,  13, 20, 17, 16,
+          5, 6, 9, 8, 21, 15, 18, 17, 12, 26, 28, 15, 3,  22, 24, 6,  6, 9, 18, 15, 23, 25, 29, 27},
+         {}}};
+    exodus_file::Write(content, m_folder / "cubes.e");
+    ASSERT_EQ(RunHere({"import", m_folder / "cubes.e", "-o", m_model}).status, 0);
+    EXPECT_THAT(FoundOf({"--skip", "VIZ"}),
+                ElementsAre("NOD002 30", "NOD003 14 19 20 21", "ELM004 block \"cubes\" 6",
+                            "ELM005 block \"cubes\" 5"));
 }
 
 // A host's rule: a model may have so many nodes.

@@ -97,8 +97,10 @@ std::string_view ORQExcExporter::Format() const {
 }
 
 ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults& results,
-                                   ORQExcCarrying carrying) {
-    Output output{m_file.Path()};
+                                   ORQExcCarrying carrying,
+                                   const std::function<void(double)>& progress) {
+    Output output{m_file.Path(), progress};
+    progress(0.0);
     if (m_format.hasFolder) {
         std::filesystem::path place = m_output;
         place.replace_extension(".times");
@@ -117,6 +119,7 @@ ORQExcReport ORQExcExporter::Write(const ORQExcModel& model, const ORQExcResults
     }
     DropRestOfLayup(model, m_format.name, report);
     DropTextsOfOtherFormats(model, m_format.name, report);
+    progress(1.0);
     return report;
 }
 

@@ -29,17 +29,6 @@ std::unique_ptr<ORQExcImporter> OpenExodus(const std::filesystem::path& file) {
                : std::make_unique<MeshImporter>(std::make_unique<ExodusPieces>(pieces), file);
 }
 
-template <auto kWrite>
-void WriteFile(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
-               ORQExcReport& report) {
-    kWrite(model, results, output.file, report);
-}
-
-void WriteTimes(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
-                ORQExcReport& report) {
-    WriteVtuCollection(model, results, output.file, output.folder, output.folderName, report);
-}
-
 }  // namespace
 
 std::span<const FormatRow> FormatTable() {
@@ -48,19 +37,20 @@ std::span<const FormatRow> FormatTable() {
          {".e", ".ex2", ".exo", ".exodus", ".g", ".gen"},
          {"CDF", "\x89HDF\r\n\x1a\n"},
          OpenExodus,
-         WriteFile<WriteExodus>},
-        {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, WriteFile<WriteGmsh>},
+         WriteExodus},
+        {"Gmsh", {".msh"}, {"$MeshFormat"}, OpenMesh<GmshReader>, WriteGmsh},
         {"NASTRAN bulk data",
          {".bdf", ".dat", ".nas"},
          {"INIT MASTER", "NASTRAN ", "ID ", "SOL ", "CEND", "BEGIN BULK", "GRID", "$ "},
          OpenMesh<NastranReader>,
-         WriteFile<WriteNastran>},
-        {"VTK unstructured grid",
-         {".vtu"},
-         {"<VTKFile", "<?xml"},
+         WriteNastran},
+        {"VTK unstructured grid", {".vtu"}, {"<VTKFile", "<?xml"}, OpenMesh<VtuReader>, WriteVtu},
+        {"VTK unstructured grids by time",
+         {".pvd"},
+         {},
          OpenMesh<VtuReader>,
-         WriteFile<WriteVtu>},
-        {"VTK unstructured grids by time", {".pvd"}, {}, OpenMesh<VtuReader>, WriteTimes, true},
+         WriteVtuCollection,
+         true},
     }};
     return rows;
 }

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <memory>
 #include <span>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -11,17 +10,9 @@
 #include "ORQExcModel.h"
 #include "ORQExcReport.h"
 #include "ORQExcResults.h"
+#include "files/Output.h"
 
 namespace orq::exchange {
-
-/// Where a model is written.
-struct Output {
-    std::filesystem::path file;
-    /// Of a format that has a file for each time: an existing folder for them, and its name as it
-    /// will stand beside `file`.
-    std::filesystem::path folder = {};
-    std::string folderName = {};
-};
 
 /// One file format. A new one is a folder with its reader or writer, and a row of the table.
 struct FormatRow {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -43,9 +44,11 @@ class ORQ_EXPORT ORQExcExporter {
     /// The name of the format.
     std::string_view Format() const;
     /// Writes beside the output's place and answers what became of each object. Throws
-    /// ORQExcExportError.
-    ORQExcReport Write(const ORQExcModel& model, const ORQExcResults& results,
-                       ORQExcCarrying carrying = {});
+    /// ORQExcExportError. `progress` is called with 0 to 1, between times at the least; what it
+    /// throws ends the writing.
+    ORQExcReport Write(
+        const ORQExcModel& model, const ORQExcResults& results, ORQExcCarrying carrying = {},
+        const std::function<void(double)>& progress = [](double) {});
     /// Gives what was written the output's name. Without this nothing is left. Throws ORQBasFailure
     /// (Io); what had the name is then still there.
     void PutIntoPlace();

@@ -53,6 +53,19 @@ def _refuse(report, output):
     raise error
 
 
+def _options(layup, results_map):
+    from ._model import _name
+    return [os.fsencode(_name(file)) if file else b"" for file in (layup, results_map)]
+
+
+def _first_half(progress):
+    return progress and (lambda done: progress(done / 2))
+
+
+def _second_half(progress, is_second):
+    return (lambda done: progress(0.5 + done / 2)) if progress and is_second else progress
+
+
 def convert(input, output, *, strict=False, force=False, layup=None, results_map=None,
             progress=None):
     """Converts a file or model database to another, by their endings, and returns the report.
@@ -62,38 +75,40 @@ def convert(input, output, *, strict=False, force=False, layup=None, results_map
     layup, results_map: files that say more of the input. progress: called with numbers from 0 to 1;
     what it raises, and Ctrl-C, leave nothing under the name.
     """
-    from ._model import Model, open as open_model
-    input, output = os.fspath(input), os.fspath(output)
+    from ._model import Model, _name, open as open_model
+    input, output = _name(input), _name(output)
     if not os.path.exists(input):
         raise FileNotFoundError(2, "there is no such file", input)
     if os.path.exists(output) and not force:
         raise FileExistsError(17, "it exists already; force replaces it", output)
-    options = os.fspath(layup or ""), os.fspath(results_map or "")
+    options = _options(layup, results_map)
     if output.rstrip("/").endswith(".orq"):
-        made, rows = _core.import_into(input, output, *options, strict, force, progress)
+        made, rows = _core.import_into(os.fsencode(input), os.fsencode(output), *options, strict, force, progress)
         return Report(rows) if made else _refuse(Report(rows), output)
     if os.path.isdir(input):
         model, imported = open_model(input), []
     else:
-        handle, imported = _core.import_to_memory(input, *options, progress)
+        handle, imported = _core.import_to_memory(os.fsencode(input), *options,
+                                                    _first_half(progress))
         model = Model(handle)
     with model:
         report = Report(imported)
         if strict and (report.dropped or report.findings):
             _refuse(report, output)
-        made, rows = _core.export_from(model._handle, output, strict, force)
+        made, rows = _core.export_from(model._handle, os.fsencode(output), strict, force,
+                                       _second_half(progress, bool(imported)))
         report = Report(imported + rows)
         return report if made else _refuse(report, output)
 
 
 def import_file(input, *, layup=None, results_map=None, progress=None):
     """A model in memory of a file; its `report` says what became of everything."""
-    from ._model import Model
-    input = os.fspath(input)
+    from ._model import Model, _name
+    input = _name(input)
     if not os.path.exists(input):
         raise FileNotFoundError(2, "there is no such file", input)
-    handle, rows = _core.import_to_memory(input, os.fspath(layup or ""),
-                                          os.fspath(results_map or ""), progress)
+    handle, rows = _core.import_to_memory(os.fsencode(input), *_options(layup, results_map),
+                                          progress)
     model = Model(handle)
     model.report = Report(rows)
     return model

@@ -1,9 +1,10 @@
 """Results: fields over steps and times."""
 from ._core import Kind
-from ._mesh import _integers, ordinals_of
+from ._mesh import _doubles, _integers, ordinals_of
 from ._named import Item, Named
 
 PLACES = ("node", "element", "model")
+POINTS = (None, "integration points", "nodes", "faces")  # that an element may have values at
 
 
 class Values:
@@ -39,6 +40,14 @@ class Values:
         import pandas
         index = None if self.field.place == "model" else pandas.Index(self.labels, name="label")
         return pandas.DataFrame(self.values, index=index, columns=list(self.components))
+
+    def __arrow_c_stream__(self, requested_schema=None):
+        """A capsule for readers of Arrow: int32 `label`, but for the whole model, and float64 of
+        each component. One component is not copied. Another schema is not converted to."""
+        from ._arrow import stream_of_columns
+        columns = [] if self.field.place == "model" else [("label", self.labels)]
+        columns += [(name, self.values[:, k]) for k, name in enumerate(self.components)]
+        return stream_of_columns(len(self.values), columns)
 
     def __repr__(self):
         return f"<{self.field.name} of {len(self.values)} {self.field.place}s at {self.time:g}>"
@@ -169,34 +178,47 @@ class Fields(Named):
         super().__init__(model, "field", lambda: model._handle.fields(), Field)
 
     def add(self, name, values, *, step="Step-1", time=0.0, on="node", members=None, labels=None,
-            components=None):
+            components=None, points=None):
         """Adds values at a time of a step; step, time and field are made when they are not there.
 
-        values: (members,), (members, components) or, of elements, (layers, section points, members,
-        components). on: "node", "element" or "model". members, labels: whose values they are, by
-        ordinals or labels; all without either. components: names; without them NAME1, NAME2, ...
-        Needs a transaction.
+        on: "node", "element" or "model". members, labels: whose values they are, by ordinals or
+        labels; all without either. components: names; without them NAME1, NAME2, ... points: of
+        elements, "integration points", "nodes" or "faces", each with a value. Needs a transaction.
+
+        values, where the components may be left out when there is one and no layers:
+
+        ====================  ==========================================================
+        (members, c)          one value a member
+        (members, p, c)       with `points`, p of them
+        (l, s, members, c)    of elements, in l layers of s section points
+        (l, s, members, p, c) both
+        ====================  ==========================================================
+
+        Layers and section points count from the bottom, points as the element's shape has them.
+        Elements with other numbers of them are added by themselves, under the same name.
         """
-        import numpy
         model = self._model
-        model._flush(writing=True)
+        model._flush()
         if on not in PLACES:
             raise ValueError(f"on {on!r} is none of {', '.join(PLACES)}")
-        array = numpy.asarray(values, dtype=numpy.float64)
-        if on == "model":
-            array = array.reshape(1, -1)
-        elif array.ndim == 1:
-            array = array.reshape(-1, 1)
-        kind = Kind.NODE if on == "node" else Kind.ELEMENT
+        if points not in POINTS:
+            raise ValueError(f"points {points!r} is none of {', '.join(POINTS[1:])}")
         if members is not None and labels is not None:
             raise ValueError("members or labels, not both")
+        kind = Kind.NODE if on == "node" else Kind.ELEMENT
         if labels is not None:
             members = model._handle.ordinals_of(kind, _integers(labels))
         elif members is None:
-            members = numpy.arange(0 if on == "model" else model._handle.count(kind),
-                                   dtype=numpy.int32)
+            members = range(0 if on == "model" else model._handle.count(kind))
+        array = _doubles(values)
+        least = 2 if points is None else 3
+        if on == "model":
+            array = array.reshape(1, -1)
+        elif array.ndim == least - 1:
+            array = array[..., None]
         count = array.shape[-1] if array.ndim else 0
         if components is None:
             components = [name] if count == 1 else [f"{name}{k + 1}" for k in range(count)]
-        model._handle.add_field(step, time, PLACES.index(on), name, list(components),
-                                _integers(members), array)
+        model._handle.add_field(step, time, PLACES.index(on), POINTS.index(points),
+                                array.ndim > least, name, list(components), _integers(members),
+                                array)

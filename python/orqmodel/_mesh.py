@@ -36,6 +36,17 @@ def _integers(numbers):
     return array.astype(numpy.int32)
 
 
+def _doubles(numbers):
+    """An array of them as float64, NaN where a masked array has none; TypeError for others."""
+    import numpy
+    array = numpy.asanyarray(numbers)
+    if array.dtype.kind not in "fiubO":
+        raise TypeError(f"real numbers are wanted, not {array.dtype}")
+    if isinstance(array, numpy.ma.MaskedArray):
+        return array.astype(numpy.float64).filled(numpy.nan)
+    return numpy.asarray(array, dtype=numpy.float64)
+
+
 class Nodes:
     """The nodes of a model, in the order of their ordinals."""
 
@@ -218,4 +229,6 @@ class Elements(Sequence):
 
     def __getitem__(self, ordinal):
         labels = self._model.element_labels
+        if isinstance(ordinal, slice):
+            return [self[place] for place in range(*ordinal.indices(len(labels)))]
         return Element(self._model, int(labels[ordinal]), range(len(labels))[ordinal])

@@ -7,7 +7,7 @@ from contextlib import contextmanager
 from . import _core
 from ._core import Kind
 from ._fields import Fields
-from ._mesh import Block, Element, Elements, MemberSet, Nodes, Surface, _integers
+from ._mesh import Block, Element, Elements, MemberSet, Nodes, Surface, _doubles, _integers
 from ._named import Named, Table, missing
 from ._sections import Layer, Material, Section
 
@@ -99,6 +99,9 @@ class Model:
         self.fields = Fields(self)
         self.job = Job(self)
 
+    def __reduce__(self):
+        raise TypeError("an open model cannot be copied or pickled: open its path again")
+
     def __enter__(self):
         return self
 
@@ -110,7 +113,7 @@ class Model:
 
     # --- The database -------------------------------------------------------------------------
 
-    path = property(lambda self: self._handle.path, doc="the directory; empty in memory")
+    path = property(lambda self: os.fsdecode(self._handle.path), doc="the directory; empty in memory")
     closed = property(lambda self: self._handle.is_closed)
     writable = property(lambda self: self._handle.is_writable)
     generation = property(lambda self: self._handle.generation,
@@ -200,8 +203,7 @@ class Model:
 
         A mesh is written as a whole: at the end of the transaction, or before its fields.
         """
-        import numpy
-        array = numpy.asarray(coordinates, dtype=numpy.float64)
+        array = _doubles(coordinates)
         if array.ndim != 2 or array.shape[1] not in (2, 3):
             raise ValueError(f"coordinates are (n, 2) or (n, 3), not {array.shape}")
         draft = self._new_mesh(array.shape[1])
@@ -231,7 +233,7 @@ class Model:
             raise ValueError("the model is closed" if self.closed else
                              "writing needs a transaction: with model.transaction(): ...")
         if self._draft is None:
-            self._draft = _core.Draft("", dimension)
+            self._draft = _core.draft("", dimension)
         return self._draft
 
     def _drafted(self, kind, members, labels):
@@ -249,7 +251,7 @@ class Model:
             raise KeyError(f"no {kind.name.lower()} has the label {wrong[0]}")
         return _integers(found)
 
-    def _flush(self, writing=False):
+    def _flush(self):
         """Writes the mesh that is being put together."""
         if self._draft is not None:
             draft, self._draft = self._draft, None
@@ -282,9 +284,10 @@ class Model:
     def _known(self, what, read):
         """What is small, and read once."""
         self._renew()
-        if what not in self._small:
-            self._small[what] = read()
-        return self._small[what]
+        small = self._small  # another thread may renew it
+        if what not in small:
+            small[what] = read()
+        return small[what]
 
     def _kept(self, what, read):
         """The array of an earlier call while somebody still has it."""
@@ -310,22 +313,30 @@ class Model:
         return step % len(steps)
 
 
+def _name(path):
+    """The name of a file as text; the library would end it at a NUL."""
+    path = os.fsdecode(path)
+    if "\0" in path:
+        raise ValueError("a name of a file with a NUL in it")
+    return path
+
+
 def open(path, mode="r"):
     """Opens a model database: "r" for reading, "r+" for writing."""
     if mode not in ("r", "r+"):
         raise ValueError(f'mode {mode!r} is none of "r", "r+"')
-    path = os.fspath(path)
+    path = _name(path)
     if not os.path.exists(path):
         raise FileNotFoundError(2, "there is no such model database", path)
-    return Model(_core.open(path, mode == "r+"))
+    return Model(_core.open(os.fsencode(path), mode == "r+"))
 
 
 def create(path):
     """Makes an empty model database, NAME.orq, and opens it for writing."""
-    path = os.fspath(path)
+    path = _name(path)
     if os.path.lexists(path):
         raise FileExistsError(17, "it exists already", path)
-    return Model(_core.create(path))
+    return Model(_core.create(os.fsencode(path)))
 
 
 def create_in_memory():

@@ -21,16 +21,16 @@ class Named(Mapping):
         self._model._flush()
         epoch = self._model._handle.epoch
         if epoch != self._epoch or self._model._handle.is_closed:
-            self._rows = self._read()
-            self._places = {}
-            for place, row in enumerate(self._rows):
-                self._places.setdefault(row[0], place)
-            self._epoch = epoch
+            rows, places = self._read(), {}
+            for place, row in enumerate(rows):
+                places.setdefault(row[0], place)
+            self._rows, self._places, self._epoch = rows, places, epoch
         return self._rows
 
     def _place(self, key):
         rows = self._load()
-        if isinstance(key, int):
+        if hasattr(key, "__index__"):
+            key = key.__index__()
             if not -len(rows) <= key < len(rows):
                 raise IndexError(f"{self._what} {key} is none of {len(rows)}")
             return key % len(rows)
@@ -40,7 +40,7 @@ class Named(Mapping):
             raise missing(self._what, key, self._places) from None
 
     def _row(self, name):
-        return self._rows[self._place(name)] if self._load() is not None else None
+        return self._load()[self._place(name)]
 
     def __getitem__(self, key):
         place = self._place(key)
@@ -104,3 +104,9 @@ class Table(Sequence):
         """A pandas.DataFrame with a column for each name; pandas has to be there."""
         import pandas
         return pandas.DataFrame(self._rows, columns=self._row_type._fields)
+
+    def __arrow_c_stream__(self, requested_schema=None):
+        """A capsule for readers of Arrow: a column for each name. Texts, int64 and float64, with
+        nulls for None; lists where some row has an array. Another schema is not converted to."""
+        from ._arrow import stream_of_rows
+        return stream_of_rows(self._row_type._fields, self._rows)

@@ -27,6 +27,7 @@ py::tuple ToPython(const ORQExcFinding& finding) {
 py::tuple Check(ModelHandle& handle, std::vector<std::string> only, std::vector<std::string> skip,
                 std::map<std::string, double> limits, const py::object& progress) {
     const ORQExcCheckResult result = InLibrary([&] {
+        const ModelHandle::InUse inUse(handle);
         ORQExcCheckOptions options;
         options.only = std::move(only);
         options.skip = std::move(skip);

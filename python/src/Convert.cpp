@@ -75,11 +75,13 @@ std::pair<bool, py::list> ImportInto(const std::string& input, const std::string
 
 /// Writes an open model to a file; as ImportInto.
 std::pair<bool, py::list> ExportFrom(ModelHandle& handle, const std::string& output, bool strict,
-                                     bool mayReplace) {
+                                     bool mayReplace, const py::object& progress) {
     bool isMade = false;
     const ORQExcReport report = InLibrary([&] {
+        const ModelHandle::InUse inUse(handle);
         ORQExcExporter exporter(output, mayReplace);
-        ORQExcReport made = exporter.Write(handle.Model(), handle.Results());
+        ORQExcReport made =
+            exporter.Write(handle.Model(), handle.Results(), {}, ProgressTo(progress));
         isMade = !strict || !made.HasDrops();
         if (isMade) {
             exporter.PutIntoPlace();

@@ -19,6 +19,16 @@ PyObject* refusedError;
 PyObject* invariantError;
 PyObject* formatError;
 
+/// Texts may hold names of files in whatever encoding.
+py::object TextOf(const std::string& text) {
+    return py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF8(
+        text.data(), static_cast<py::ssize_t>(text.size()), "surrogateescape"));
+}
+
+void Set(PyObject* type, const std::string& text) {
+    PyErr_SetObject(type, TextOf(text).ptr());
+}
+
 /// The number of the system's error with whose text a message ends; 0 when it ends with none.
 int ErrorNumberOf(const std::string& text) {
     constexpr int kMost = 133;
@@ -34,30 +44,30 @@ int ErrorNumberOf(const std::string& text) {
 void RaiseSystemError(const std::string& text) {
     const int number = ErrorNumberOf(text);
     if (number == 0) {
-        PyErr_SetString(PyExc_OSError, text.c_str());
+        Set(PyExc_OSError, text);
         return;
     }
     const py::object error =
-        py::reinterpret_borrow<py::object>(PyExc_OSError)(py::int_(number), py::str(text));
+        py::reinterpret_borrow<py::object>(PyExc_OSError)(py::int_(number), TextOf(text));
     PyErr_SetObject(py::type::of(error).ptr(), error.ptr());
 }
 
 void Raise(const ORQBasFailure& failure) {
     switch (failure.Kind()) {
         case ORQBasFailureKind::Usage:
-            return PyErr_SetString(PyExc_ValueError, failure.what());
+            return Set(PyExc_ValueError, failure.what());
         case ORQBasFailureKind::Io:
             return RaiseSystemError(failure.Text());
         case ORQBasFailureKind::Damaged:
-            return PyErr_SetString(damagedError, failure.what());
+            return Set(damagedError, failure.what());
         case ORQBasFailureKind::Foreign:
-            return PyErr_SetString(foreignError, failure.what());
+            return Set(foreignError, failure.what());
         case ORQBasFailureKind::Busy:
-            return PyErr_SetString(busyError, failure.what());
+            return Set(busyError, failure.what());
         case ORQBasFailureKind::Refused:
             break;
     }
-    PyErr_SetString(refusedError, failure.what());
+    Set(refusedError, failure.what());
 }
 
 void Translate(std::exception_ptr thrown) {
@@ -67,12 +77,12 @@ void Translate(std::exception_ptr thrown) {
         Raise(failure);
     } catch (const ORQExcImportError& error) {
         ErrorNumberOf(error.what()) != 0 ? RaiseSystemError(error.what())
-                                         : PyErr_SetString(formatError, error.what());
+                                         : Set(formatError, error.what());
     } catch (const ORQExcExportError& error) {
         ErrorNumberOf(error.what()) != 0 ? RaiseSystemError(error.what())
-                                         : PyErr_SetString(formatError, error.what());
+                                         : Set(formatError, error.what());
     } catch (ORQBasException& assertion) {
-        PyErr_SetString(invariantError, assertion.AsString(ORQBasStringMode::Unicode).c_str());
+        Set(invariantError, assertion.AsString(ORQBasStringMode::Unicode).c_str());
     }
 }
 

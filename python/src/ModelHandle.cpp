@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 #include "ORQBasFailure.h"
 #include "ORQObjDiagnostics.h"
@@ -67,7 +68,7 @@ int ModelHandle::SectionOf(int element) {
 
 ModelHandle::LabelTable& ModelHandle::ReadLabels(Kind kind) {
     Database();
-    LabelTable& table = m_labels[static_cast<int>(kind)];
+    LabelTable& table = m_labels[kind == Kind::Node ? 0 : 1];
     if (!table.isRead) {
         table.byOrdinal = kind == Kind::Node ? Model().NodeLabels() : Model().ElementLabels();
         const auto& labels = table.byOrdinal;
@@ -116,7 +117,14 @@ ORQSimCSet ModelHandle::SetOf(Kind kind, std::span<const int> ordinals) {
                : collection.CreateVolatileOrderedCSet(ordinals.data(), count);
 }
 
+void ModelHandle::RequireIdle() const {
+    if (m_nUsers > 0) {
+        ORQBasThrowUsage("the model is in use by the call that reports its progress");
+    }
+}
+
 void ModelHandle::Begin() {
+    RequireIdle();
     if (m_transaction) {
         ORQBasThrowUsage("a transaction is open already");
     }
@@ -125,6 +133,7 @@ void ModelHandle::Begin() {
 
 void ModelHandle::RequireTransaction() const {
     Database();
+    RequireIdle();
     if (!m_transaction) {
         ORQBasThrowUsage("writing needs a transaction: with model.transaction(): ...");
     }
@@ -137,6 +146,7 @@ void ModelHandle::Commit() {
 }
 
 void ModelHandle::Undo() {
+    RequireIdle();
     Forget();
     m_transaction.reset();
 }
@@ -154,8 +164,9 @@ void ModelHandle::Forget() {
 }
 
 bool ModelHandle::Refresh() {
+    RequireIdle();
     bool isOther = false;
-    if (NumViews() > 0) {
+    if (NumViews() > 0 && !m_database.IsWritable()) {
         const ORQSimDatabase now =
             ORQSimDatabase::Open(m_database.Path(), ORQSimDatabase::Mode::ReadOnly);
         isOther = now.Generation() != m_database.Generation();
@@ -170,14 +181,15 @@ bool ModelHandle::Refresh() {
 }
 
 void ModelHandle::Close() {
-    if (!IsClosed()) {
-        Undo();
-        if (NumViews() == 0) {
-            m_database.Close();
-        }
-        m_database = ORQSimDatabase();  // the last view closes it
+    if (IsClosed()) {
+        return;
     }
+    Undo();
     m_isClosed = true;
+    ORQSimDatabase database = std::exchange(m_database, ORQSimDatabase());
+    if (NumViews() == 0) {
+        database.Close();  // else the last view closes it
+    }
 }
 
 namespace {
@@ -215,10 +227,14 @@ void DefineModel(py::module_& module, HandleClass& handle) {
     handle
         .def_property_readonly(
             "path",
-            [](ModelHandle& self) { return InLibrary([&] { return self.Database().Path(); }); })
+            [](ModelHandle& self) {
+                return py::bytes(InLibrary([&] { return self.Database().Path(); }));
+            })
         .def_property_readonly("epoch", &ModelHandle::Epoch)
         .def_property_readonly("is_closed", &ModelHandle::IsClosed)
-        .def_property_readonly("is_writing", &ModelHandle::IsWriting)
+        .def_property_readonly(
+            "is_writing",
+            [](ModelHandle& self) { return InLibrary([&] { return self.IsWriting(); }); })
         .def_property_readonly("is_writable",
                                [](ModelHandle& self) {
                                    return InLibrary([&] { return self.Database().IsWritable(); });
@@ -239,7 +255,10 @@ void DefineModel(py::module_& module, HandleClass& handle) {
              })
         .def("verify",
              [](ModelHandle& self, const py::object& progress) {
-                 return InLibrary([&] { return self.Database().Verify(ProgressTo(progress)); });
+                 return InLibrary([&] {
+                     const ModelHandle::InUse inUse(self);
+                     return self.Database().Verify(ProgressTo(progress));
+                 });
              })
         .def("job", &Job)
         .def_property_readonly("n_views", &ModelHandle::NumViews)

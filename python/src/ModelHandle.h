@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -46,6 +47,18 @@ class ModelHandle {
     /// The place of the section that governs an element, -1 for none.
     int SectionOf(int element);
 
+    /// While a call may call back: what would take the model from under it throws Usage.
+    class InUse {
+      public:
+        explicit InUse(ModelHandle& handle) : m_handle(handle) { ++m_handle.m_nUsers; }
+        ~InUse() { --m_handle.m_nUsers; }
+        InUse(const InUse&) = delete;
+        InUse& operator=(const InUse&) = delete;
+
+      private:
+        ModelHandle& m_handle;
+    };
+
     void Begin();
     void Commit();
     void Undo();
@@ -65,9 +78,11 @@ class ModelHandle {
         std::shared_ptr<int> counted;
     };
     View ViewOf(const ORQSimDistribution& distribution, const std::vector<ORQSimCSet>& sets) const {
-        return {ORQSimMapping::Of(distribution, sets), m_views};
+        ORQSimMapping mapping = ORQSimMapping::Of(distribution, sets);
+        return mapping.IsNull() ? View() : View{std::move(mapping), m_views};
     }
-    bool IsClosed() const { return m_isClosed || m_database.IsClosed(); }
+    /// As the epoch, may be asked for without the library's lock.
+    bool IsClosed() const { return m_isClosed; }
 
   private:
     struct LabelTable {
@@ -76,11 +91,13 @@ class ModelHandle {
         bool isRead = false;
     };
     LabelTable& ReadLabels(Kind kind);
+    void RequireIdle() const;
 
     ORQSimDatabase m_database;
     std::shared_ptr<int> m_views = std::make_shared<int>();  // shared by all that are alive
-    bool m_isClosed = false;
-    std::int64_t m_epoch = 0;
+    std::atomic<bool> m_isClosed = false;
+    std::atomic<std::int64_t> m_epoch = 0;
+    int m_nUsers = 0;
     std::unique_ptr<ORQSimTransaction> m_transaction;
     std::unique_ptr<ORQExcModel> m_model;
     std::unique_ptr<ORQExcResults> m_results;
@@ -138,5 +155,6 @@ void DefineFields(HandleClass& handle);
 void DefineWriting(py::module_& module, HandleClass& handle);
 void DefineCheck(HandleClass& handle);
 void DefineConvert(py::module_& module);
+void DefineArrow(py::module_& module);
 
 }  // namespace orqmodel

@@ -10,6 +10,7 @@ PYBIND11_MODULE(_core, module) {
     DefineErrors(module);
     py::enum_<Kind>(module, "Kind").value("NODE", Kind::Node).value("ELEMENT", Kind::Element);
     HandleClass handle(module, "Handle");
+    ForbidNew(handle);
     DefineModel(module, handle);
     DefineMesh(handle);
     DefineSets(handle);
@@ -18,4 +19,5 @@ PYBIND11_MODULE(_core, module) {
     DefineWriting(module, handle);
     DefineCheck(handle);
     DefineConvert(module);
+    DefineArrow(module);
 }

@@ -70,6 +70,12 @@ auto SpanOf(const Array& array) {
     return std::span(array.data(), static_cast<std::size_t>(array.size()));
 }
 
+/// Makes functions of the module the only way to an object of a class: `Class.__new__(Class)` would
+/// give one that was never constructed, whose first use pybind11 answers with memory as it lies.
+inline void ForbidNew(const py::handle& type) {
+    reinterpret_cast<PyTypeObject*>(type.ptr())->tp_new = nullptr;
+}
+
 /// Throws IndexError where a number is not in [0, count).
 void CheckIndex(const std::string& what, std::int64_t index, std::int64_t count);
 /// Throws IndexError for an ordinal outside [0, count), ValueError for one given twice.

@@ -18,6 +18,7 @@ namespace orqmodel {
 namespace {
 
 using Place = ORQExcResultArray::Place;
+using Within = ORQExcResultArray::Within;
 
 /// A mesh that is being put together, and its sections.
 struct Draft {
@@ -58,11 +59,11 @@ int PlaceOf(std::vector<Object>& objects, const std::string& name) {
     return static_cast<int>(objects.size()) - 1;
 }
 
-/// Layers are (material, ply, section points, thickness, angle).
-void AddSection(
-    Draft& draft, const std::string& name,
-    const std::vector<std::tuple<std::string, std::string, int, double, double>>& layers,
-    const std::string& elementSet) {
+/// (material, ply, section points, thickness, angle)
+using LayerRow = std::tuple<std::string, std::string, int, double, double>;
+
+void AddSection(Draft& draft, const std::string& name, const std::vector<LayerRow>& layers,
+                const std::string& elementSet) {
     for (const ORQExcLayup::Section& known : draft.layup.sections) {
         if (known.name == name) {
             throw py::value_error("there is a section \"" + name + "\" already");
@@ -129,6 +130,17 @@ ORQSimCSetID TimeOf(const ORQObjDocument& document, const ORQObjStep& step, doub
     return ORQObjStepBuilder(document).AddTimes(step.Position(), {&time, 1});
 }
 
+/// Where a stored field has the points of its elements.
+Within WithinOf(const ORQObjMeshedField& field) {
+    if (!field.HasPoints()) {
+        return Within::Whole;
+    }
+    const int gridType = field.GetGridType();
+    return gridType == ORQSimSchema::Field_IntegrationPoint ? Within::IntegrationPoints
+           : gridType == ORQSimSchema::Field_ElementNodal   ? Within::Nodes
+                                                            : Within::Faces;
+}
+
 ORQObjMeshedField FieldNamed(const ORQObjDocument& document, const ORQObjStep& step,
                              const ORQExcResultArray& array) {
     for (const ORQObjMeshedField& known : step.GetFieldResults()) {
@@ -140,50 +152,112 @@ ORQObjMeshedField FieldNamed(const ORQObjDocument& document, const ORQObjStep& s
                                     ? ORQExcModel(document).Nodes().CollectionID()
                                     : ORQExcModel(document).Elements().CollectionID();
         if (known.GetMemberCollection() != collection || known.HasLayers() != array.hasLayers ||
-            known.HasPoints() ||
+            WithinOf(known) != array.within ||
             known.GetComponents().Size() != static_cast<int>(array.components.size())) {
             ORQBasThrowUsage("the step has another field \"" + array.name +
-                             "\": of another place, or of other components or layers");
+                             "\": of another place, or of other components, layers or points");
         }
         return known;
     }
     return ORQExcAddField(document, step.Position(), array);
 }
 
-/// Values [layers][section points][members][components], without the first two for a field without
-/// layers; the members take no part in a field of the whole model.
-void AddField(ModelHandle& handle, const std::string& stepName, double time, Place place,
-              const std::string& name, const std::vector<std::string>& components,
-              const Ints& members, const Doubles& values) {
-    const bool hasLayers = values.ndim() == 4;
-    const auto nMembers = place == Place::Model ? 1 : members.size();
-    const auto nComponents = static_cast<py::ssize_t>(components.size());
-    if ((values.ndim() != 2 && !hasLayers) || values.shape(values.ndim() - 2) != nMembers ||
-        values.shape(values.ndim() - 1) != nComponents || nComponents == 0) {
-        throw py::value_error("values of field \"" + name + "\" are not [" +
-                              std::to_string(nMembers) + " members][" +
-                              std::to_string(nComponents) + " components]");
+/// The counts of values [layers][section points][members][points][components]; 0 for the layers,
+/// section points or points that a field does not have.
+struct Counts {
+    int layers = 0;
+    int sectionPoints = 0;
+    int points = 0;
+    int components = 0;
+};
+
+/// Throws ValueError for values that are not of the members and components.
+Counts CountsOf(const ORQExcResultArray& array, py::ssize_t nMembers, const Doubles& values) {
+    const bool hasPoints = array.within != Within::Whole;
+    std::string wanted = array.hasLayers ? "[layers][section points]" : "";
+    wanted += "[" + std::to_string(nMembers) + " members]";
+    wanted += hasPoints ? "[points]" : "";
+    wanted += "[" + std::to_string(array.components.size()) + " components]";
+    std::string given;
+    for (py::ssize_t i = 0; i < values.ndim(); ++i) {
+        given += "[" + std::to_string(values.shape(i)) + "]";
     }
+    const auto fail = [&] {
+        throw py::value_error("values of field \"" + array.name + "\" are " + given + ", not " +
+                              wanted);
+    };
+    const auto nComponents = static_cast<py::ssize_t>(array.components.size());
+    if (values.ndim() != (array.hasLayers ? 2 : 0) + (hasPoints ? 3 : 2)) {
+        fail();
+    }
+    std::vector<int> counts;
+    for (py::ssize_t i = 0; i < values.ndim(); ++i) {
+        const bool areMembers = i == (array.hasLayers ? 2 : 0);
+        if (values.shape(i) > std::numeric_limits<int>::max() ||
+            (values.shape(i) == 0 && !areMembers) || (areMembers && values.shape(i) != nMembers)) {
+            fail();
+        }
+        counts.push_back(static_cast<int>(values.shape(i)));
+    }
+    if (values.shape(values.ndim() - 1) != nComponents) {
+        fail();
+    }
+    return {array.hasLayers ? counts[0] : 0, array.hasLayers ? counts[1] : 0,
+            hasPoints ? counts[counts.size() - 2] : 0, counts.back()};
+}
+
+/// Throws ValueError where elements have other nodes or sides than there are points.
+void CheckPoints(ModelHandle& handle, const ORQExcResultArray& array, const ORQSimCSet& members,
+                 int nPoints) {
+    if (array.within != Within::Nodes && array.within != Within::Faces) {
+        return;
+    }
+    const bool areNodes = array.within == Within::Nodes;
+    for (const ORQExcModel::Block& block : handle.Model().Blocks()) {
+        const int has =
+            areNodes ? block.shape->nNodes : static_cast<int>(block.shape->sides.size());
+        if (has == nPoints) {
+            continue;
+        }
+        for (ORQSimCSetIterator i(members); !i.IsDone(); i.Next()) {
+            if (block.elements.SeekMember(i.CurrentValue()) >= 0) {
+                const int label =
+                    handle.Labels(Kind::Element)[static_cast<std::size_t>(i.CurrentValue())];
+                throw py::value_error("field \"" + array.name + "\" has " +
+                                      std::to_string(nPoints) + " points, but element " +
+                                      std::to_string(label) + " has " + std::to_string(has) +
+                                      (areNodes ? " nodes" : " faces"));
+            }
+        }
+    }
+}
+
+/// Values as CountsOf has them; the members take no part in a field of the whole model.
+void AddField(ModelHandle& handle, const std::string& stepName, double time,
+              const ORQExcResultArray& array, const Ints& members, const Doubles& values) {
+    const Counts counts = CountsOf(array, array.place == Place::Model ? 1 : members.size(), values);
     if (!std::isfinite(time)) {
         throw py::value_error("a time is a finite number");
     }
     InLibrary([&] {
         handle.RequireTransaction();
-        const Kind kind = place == Place::Node ? Kind::Node : Kind::Element;
+        const Kind kind = array.place == Place::Node ? Kind::Node : Kind::Element;
         ORQObjFieldView view;
-        if (place != Place::Model) {
+        if (array.place != Place::Model) {
             view.members = handle.SetOf(kind, SpanOf(members));
         }
-        if (hasLayers) {
-            view.layers = {0, static_cast<int>(values.shape(0)) - 1};
-            view.sectionPoints = {0, static_cast<int>(values.shape(1)) - 1};
+        if (array.hasLayers) {
+            view.layers = {0, counts.layers - 1};
+            view.sectionPoints = {0, counts.sectionPoints - 1};
+        }
+        if (array.within != Within::Whole) {
+            CheckPoints(handle, array, view.members, counts.points);
+            view.points = {0, counts.points - 1};
         }
         ORQSimTransaction transaction(handle.Database().ContextID());
         const ORQObjDocument document = handle.Document();
         const ORQObjStep step = StepNamed(document, stepName);
-        const ORQObjMeshedField field =
-            FieldNamed(document, step,
-                       {place, name, components, {}, ORQExcResultArray::Within::Whole, hasLayers});
+        const ORQObjMeshedField field = FieldNamed(document, step, array);
         field.WriteView(TimeOf(document, step, time), view, values.data());
         transaction.Commit();
         handle.Forget();
@@ -193,35 +267,53 @@ void AddField(ModelHandle& handle, const std::string& stepName, double time, Pla
 }  // namespace
 
 void DefineWriting(py::module_& module, HandleClass& handle) {
-    py::class_<Draft>(module, "Draft")
-        .def(py::init<const std::string&, int>())
+    py::class_<Draft> draft(module, "Draft");
+    ForbidNew(draft);
+    module.def("draft", [](const std::string& title, int dimension) {
+        return std::make_unique<Draft>(title, dimension);
+    });
+    // Within the library, since a thread may be writing the mesh.
+    draft
         .def("add_nodes",
              [](Draft& self, const Doubles& coordinates, const Ints& labels) {
-                 self.mesh.AddNodes(SpanOf(coordinates), SpanOf(labels));
+                 InLibrary([&] { self.mesh.AddNodes(SpanOf(coordinates), SpanOf(labels)); });
              })
         .def("add_block",
              [](Draft& self, const std::string& name, const std::string& shape,
                 const Ints& connectivity, const Ints& labels) {
-                 self.mesh.AddBlock(name, shape, SpanOf(connectivity), SpanOf(labels));
+                 InLibrary([&] {
+                     self.mesh.AddBlock(name, shape, SpanOf(connectivity), SpanOf(labels));
+                 });
              })
         .def("add_node_set",
              [](Draft& self, const std::string& name, const Ints& members) {
-                 self.mesh.AddNodeSet(name, Vector(members));
+                 InLibrary([&] { self.mesh.AddNodeSet(name, Vector(members)); });
              })
         .def("add_element_set",
              [](Draft& self, const std::string& name, const Ints& members) {
-                 self.mesh.AddElementSet(name, Vector(members));
+                 InLibrary([&] { self.mesh.AddElementSet(name, Vector(members)); });
              })
-        .def("add_surface", &AddSurface)
-        .def("add_section", &AddSection)
+        .def("add_surface",
+             [](Draft& self, const std::string& name, const Ints& faces) {
+                 InLibrary([&] { AddSurface(self, name, faces); });
+             })
+        .def("add_section",
+             [](Draft& self, const std::string& name, const std::vector<LayerRow>& layers,
+                const std::string& elementSet) {
+                 InLibrary([&] { AddSection(self, name, layers, elementSet); });
+             })
         .def("labels",
              [](Draft& self, Kind kind) {
                  const bool areNodes = kind == Kind::Node;
-                 const int count = areNodes ? self.mesh.NumNodes() : self.mesh.NumElements();
-                 Buffer<int> labels(static_cast<std::size_t>(count));
-                 self.mesh.ReadLabels(
-                     areNodes ? ORQObjLabelerType::Node : ORQObjLabelerType::Element, 0, count,
-                     labels.Span());
+                 auto labels = InLibrary([&] {
+                     const int count = areNodes ? self.mesh.NumNodes() : self.mesh.NumElements();
+                     Buffer<int> buffer(static_cast<std::size_t>(count));
+                     self.mesh.ReadLabels(
+                         areNodes ? ORQObjLabelerType::Node : ORQObjLabelerType::Element, 0, count,
+                         buffer.Span());
+                     return buffer;
+                 });
+                 const auto count = static_cast<py::ssize_t>(labels.size);
                  return ToArray(std::move(labels), {count});
              })
         .def_property_readonly("dimension", [](Draft& self) { return self.mesh.Dimension(); });
@@ -229,13 +321,21 @@ void DefineWriting(py::module_& module, HandleClass& handle) {
         .def("commit", [](ModelHandle& self) { InLibrary([&] { self.Commit(); }); })
         .def("undo", [](ModelHandle& self) { InLibrary([&] { self.Undo(); }); })
         .def("write", &Write)
-        .def("add_field", [](ModelHandle& self, const std::string& step, double time, int place,
-                             const std::string& name, const std::vector<std::string>& components,
-                             const Ints& members, const Doubles& values) {
-            CheckIndex("place", place, 3);
-            AddField(self, step, time, static_cast<Place>(place), name, components, members,
-                     values);
-        });
+        .def("add_field",
+             [](ModelHandle& self, const std::string& step, double time, int place, int within,
+                bool hasLayers, const std::string& name, const std::vector<std::string>& components,
+                const Ints& members, const Doubles& values) {
+                 CheckIndex("place", place, 3);
+                 CheckIndex("points", within, 4);
+                 AddField(self, step, time,
+                          {static_cast<Place>(place),
+                           name,
+                           components,
+                           {},
+                           static_cast<Within>(within),
+                           hasLayers},
+                          members, values);
+             });
 }
 
 }  // namespace orqmodel

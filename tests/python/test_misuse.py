@@ -1,5 +1,7 @@
 """The interpreter survives every misuse, and each ends in the exception that Python has for it."""
+import copy
 import os
+import pickle
 import unittest
 
 import numpy as np
@@ -23,6 +25,14 @@ def closed(act):
         t.m.close()
         act(t.m)
     return run
+
+
+def on_elements(m, values, **options):
+    m.fields.add("S", values, on="element", **options)
+
+
+def recurse(m):
+    m.check(progress=lambda done: recurse(m))
 
 
 # What is done with a test's model `m` (open for reading), empty `scratch` (for writing), or folder.
@@ -82,7 +92,43 @@ CASES = [
     (ValueError, lambda t: t.m.check(limits={"ELM001": 1, "NOPE": 2})),
     (ZeroDivisionError, lambda t: t.m.check(progress=lambda done: 1 / 0)),
     (TypeError, lambda t: t.m.check(progress=5)),
+    # Callbacks that take the model from under the call, and what is none.
+    *[(ValueError, lambda t, call=call, act=act: call(t.m, lambda done: act(t.m)))
+      for call in (lambda m, hit: m.verify(progress=hit), lambda m, hit: m.check(progress=hit),
+                   lambda m, hit: orqmodel._core.export_from(m._handle, m.path + ".e", False, True,
+                                                             hit))
+      for act in (lambda m: m.close(), lambda m: m.refresh(),
+                  lambda m: m.transaction().__enter__(), lambda m: m._handle.undo())],
+    (ValueError, in_transaction(lambda m: m.check(progress=lambda done: m._handle.commit()))),
+    (ValueError, in_transaction(lambda m: m.check(progress=lambda done: m.fields.add(
+        "U", [1.0] * 6)))),
+    (RecursionError, lambda t: recurse(t.m)),
+    (TypeError, lambda t: orqmodel._core.Handle.__new__(orqmodel._core.Handle)),
+    (TypeError, lambda t: object.__new__(orqmodel._core.Handle)),
+    (TypeError, lambda t: type(t.m._handle).__mro__[1].__new__(orqmodel._core.Handle)),
+    (TypeError, lambda t: orqmodel._core.Draft()),
+    (TypeError, lambda t: orqmodel._core.Draft.__new__(orqmodel._core.Draft)),
+    (TypeError, lambda t: copy.copy(t.m)),
+    (TypeError, lambda t: copy.deepcopy(t.m.fields["U"])),
+    (TypeError, lambda t: pickle.dumps(t.m)),
+    (TypeError, lambda t: pickle.dumps(t.m.fields["U"].at())),
+    (TypeError, lambda t: pickle.dumps(t.m.element(100))),
+    (KeyError, lambda t: t.m.node_sets["ti\0p"]),
+    (KeyError, lambda t: t.m.node_sets["\udc80"]),
+    (IndexError, lambda t: t.m.blocks[np.int64(1)]),
+    (IndexError, lambda t: t.m.elements[-HUGE]),
+    (IndexError, lambda t: t.m.fields["U"][np.nan]),
+    (TypeError, lambda t: t.m.fields["U"][1.0]),
+    (TypeError, lambda t: t.m.nodes.at([np.nan])),
+    (TypeError, lambda t: t.m.nodes.at([True])),
+    (TypeError, lambda t: t.m.nodes.at([None])),
+    (OverflowError, lambda t: t.m.nodes.at(np.array([2**63], dtype=np.uint64))),
+    (ValueError, lambda t: t.m._handle.read_field(1, 0, None, 2**31 - 1, -1, -1)),
     # Files.
+    (ValueError, lambda t: orqmodel.open("a\0b.orq")),
+    (ValueError, lambda t: orqmodel.create(str(t.folder / "a.orq\0b"))),
+    (ValueError, lambda t: orqmodel.convert(t.folder / "plate.orq", str(t.folder / "a.e\0b.e"))),
+    (TypeError, lambda t: orqmodel.open(5)),
     (FileNotFoundError, lambda t: orqmodel.open(t.folder / "none.orq")),
     (FileNotFoundError, lambda t: orqmodel.convert(t.folder / "none.e", t.folder / "x.orq")),
     (FileExistsError, lambda t: orqmodel.create(t.folder / "plate.orq")),
@@ -136,7 +182,30 @@ CASES = [
     (ValueError, in_transaction(lambda m: m.fields.add("U", [1.0, 2.0], members=[1, 1]))),
     (KeyError, in_transaction(lambda m: m.fields.add("U", [1.0], labels=[1]))),
     (ValueError, in_transaction(lambda m: m.fields.add("U", np.zeros((2, 3, 6, 1))))),
-    (ValueError, in_transaction(lambda m: m.fields.add("U", [["a"]] * 6))),
+    (TypeError, in_transaction(lambda m: m.fields.add("U", [["a"]] * 6))),
+    (TypeError, in_transaction(lambda m: m.fields.add("U", ["1.5"] * 6))),
+    (TypeError, in_transaction(lambda m: m.fields.add("U", [1j] * 6))),
+    (TypeError, in_transaction(lambda m: m.add_nodes([["1", "2", "3"]]))),
+    # Points and layers.
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((2, 4)), points="corners"))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((2, 3)), points="nodes"))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((2, 5)), points="faces"))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((3, 4)), points="nodes"))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((2, 0, 1)), points="nodes"))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((3, 2, 2, 4)), points="nodes"))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((0, 1, 2, 1))))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((1, 0, 2, 1))))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((1, 1, 1, 1, 2, 1))))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.float64(1.0)))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((HUGE, 1, 0, 1)), members=[]))),
+    (ValueError, in_transaction(lambda m: m.fields.add("S", np.zeros((6, 4)), points="nodes"))),
+    (ValueError, in_transaction(lambda m: (on_elements(m, np.zeros((2, 4)), points="nodes"),
+                                           on_elements(m, np.zeros((2, 4)),
+                                                       points="integration points")))),
+    (ValueError, in_transaction(lambda m: (on_elements(m, np.zeros((2, 4)), points="nodes"),
+                                           on_elements(m, np.zeros(2))))),
+    (ValueError, in_transaction(lambda m: on_elements(
+        m, np.broadcast_to(0.0, (2**14, 2**14, 2, 1))[:, :1, :, :], time=np.inf))),
     (ValueError, in_transaction(lambda m: (m.fields.add("U", [1.0] * 6),
                                            m.fields.add("U", [[1.0, 2.0]] * 6)))),
     (ValueError, in_transaction(lambda m: (m.title, m.add_nodes(COORDINATES), m.title))),

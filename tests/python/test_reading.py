@@ -28,6 +28,8 @@ class Reading(Case):
             self.assertEqual(sorted(m.surfaces["top"].labels), [100, 200])
             np.testing.assert_array_equal(m.nodes.at(m.node_sets["tip"]), [[2, 1, 0], [2, 0, 0]])
             np.testing.assert_array_equal(m.nodes.at([20]), [[1, 0, 0]])
+            self.assertEqual([element.label for element in m.elements[::-1]], [100, 200])
+            self.assertEqual(m.blocks[np.int64(-1)].name, "plate")
 
     def test_layers_and_plies(self):
         with orqmodel.open(self.plate()) as m:
@@ -113,6 +115,15 @@ class Reading(Case):
             self.assertEqual(list(layers["thickness"]), [0.25, 0.5, 0.25])
             values = m.fields["S"].at(step=-1, layer=1, point="middle").to_pandas()
             self.assertEqual(dict(values["S"]), {200: 110.0, 100: 111.0})
+
+    def test_the_first_program_runs(self):
+        program = ROOT / "examples/hello_model/hello_model.py"
+        said = subprocess.run([sys.executable, program, self.folder / "hello.orq"], check=True,
+                              capture_output=True, text=True).stdout.splitlines()
+        self.assertEqual(said[:2], ["6 nodes, root of 2, 3 layers", "U1 of the last node: 2"])
+        self.assertTrue(any(line.startswith("LAY007 ") for line in said[2:]), said)
+        with orqmodel.open(self.folder / "hello.orq") as m:
+            self.assertEqual(m.verify(), [])
 
     def test_the_examples_of_the_docstrings(self):
         failed, tried = doctest.testmod(orqmodel)

@@ -29,11 +29,12 @@ constexpr int kLeastNumber = 0;        // of blocks and sets; some programs begi
 
 class ExodusFile {
   public:
-    ExodusFile(const ORQExcModel& model, const ORQExcResults& results,
-               const std::filesystem::path& path, ORQExcReport& report)
+    ExodusFile(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+               ORQExcReport& report)
         : m_model(model),
           m_results(results),
-          m_path(path),
+          m_output(output),
+          m_path(output.file),
           m_report(report),
           m_shells(model),
           m_surfaces(model.Surfaces()) {
@@ -55,7 +56,7 @@ class ExodusFile {
         int realSize = sizeof(double);
         ex_opts(0);
         // A large model is netCDF classic with 64-bit offsets.
-        m_id = ex_create(path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &realSize, &realSize);
+        m_id = ex_create(m_path.c_str(), EX_CLOBBER | EX_LARGE_MODEL, &realSize, &realSize);
         Check(m_id, "create the file");
     }
     ~ExodusFile() {
@@ -84,7 +85,7 @@ class ExodusFile {
         results.Define();
         WriteNodes();
         WriteBlocks();
-        results.Write(m_blockNumbers);
+        results.Write(m_blockNumbers, m_output);
         // Closing writes what is buffered, so its status counts; the destructor would drop it.
         const int id = std::exchange(m_id, -1);
         Check(ex_close(id), "close the file");
@@ -170,6 +171,7 @@ class ExodusFile {
             const int end = std::min(begin + kNodesAtOnce, nNodes);
             const auto n = static_cast<std::size_t>(end - begin);
             std::vector<double> values(n * dimension);
+            m_output.Show(0, 1);  // a caller may want to give up
             m_model.ReadCoordinates(begin, end, values);
             std::array<std::vector<double>, 3> axes;
             for (std::size_t axis = 0; axis < dimension; ++axis) {
@@ -306,6 +308,7 @@ class ExodusFile {
     void WriteBlocks() {
         for (std::size_t i = 0; i < m_model.Blocks().size(); ++i) {
             const ORQExcModel::Block& block = m_model.Blocks()[i];
+            m_output.Show(0, 1);
             WriteConnectivity(block, m_blockNumbers[i]);
             WriteAttributes(block, m_blockNumbers[i]);
             m_report.Keep("element block", block.name, block.elements.Size());
@@ -442,6 +445,7 @@ class ExodusFile {
 
     const ORQExcModel& m_model;
     const ORQExcResults& m_results;
+    const Output& m_output;
     std::filesystem::path m_path;
     ORQExcReport& m_report;
     ShellColumns m_shells;
@@ -457,9 +461,9 @@ class ExodusFile {
 
 }  // namespace
 
-void WriteExodus(const ORQExcModel& model, const ORQExcResults& results,
-                 const std::filesystem::path& file, ORQExcReport& report) {
-    ExodusFile(model, results, file, report).Write();
+void WriteExodus(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+                 ORQExcReport& report) {
+    ExodusFile(model, results, output, report).Write();
 }
 
 }  // namespace orq::exchange

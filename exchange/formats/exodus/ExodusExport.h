@@ -1,10 +1,9 @@
 #pragma once
 
-#include <filesystem>
-
 #include "ORQExcModel.h"
 #include "ORQExcReport.h"
 #include "ORQExcResults.h"
+#include "files/Output.h"
 
 namespace orq::exchange {
 
@@ -16,7 +15,7 @@ namespace orq::exchange {
 /// Elements stand block by block; those of no block are dropped. Numbers that a kind of object uses
 /// twice, or that are below 0, are given anew. Replaces an existing file. Throws ORQExcExportError;
 /// the file may then be incomplete.
-void WriteExodus(const ORQExcModel& model, const ORQExcResults& results,
-                 const std::filesystem::path& file, ORQExcReport& report);
+void WriteExodus(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+                 ORQExcReport& report);
 
 }  // namespace orq::exchange

@@ -44,10 +44,12 @@ class ExodusResultExport::Writer {
         DefineTruthTable();
     }
 
-    void Write(const std::vector<int>& blockNumbers) {
+    void Write(const std::vector<int>& blockNumbers, const Output& output) {
         m_blockNumbers = blockNumbers;
         m_nMissing.assign(m_fields.size(), 0);
-        for (std::size_t frame = 0; frame < m_results.Frames().size(); ++frame) {
+        const std::size_t nFrames = m_results.Frames().size();
+        for (std::size_t frame = 0; frame < nFrames; ++frame) {
+            output.Show(frame + 1, nFrames + 1);
             WriteFrame(static_cast<int>(frame));
         }
         Report();
@@ -213,8 +215,8 @@ void ExodusResultExport::Define() {
     m_writer->Define();
 }
 
-void ExodusResultExport::Write(const std::vector<int>& blockNumbers) {
-    m_writer->Write(blockNumbers);
+void ExodusResultExport::Write(const std::vector<int>& blockNumbers, const Output& output) {
+    m_writer->Write(blockNumbers, output);
 }
 
 }  // namespace orq::exchange

@@ -7,6 +7,7 @@
 #include "ORQExcModel.h"
 #include "ORQExcReport.h"
 #include "ORQExcResults.h"
+#include "files/Output.h"
 
 namespace orq::exchange {
 
@@ -26,7 +27,7 @@ class ExodusResultExport {
     /// Makes room for the variables in a file that has its sizes and blocks.
     void Define();
     /// `blockNumbers` are those that the element blocks have in the file.
-    void Write(const std::vector<int>& blockNumbers);
+    void Write(const std::vector<int>& blockNumbers, const Output& output);
 
   private:
     class Writer;

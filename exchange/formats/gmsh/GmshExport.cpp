@@ -50,12 +50,13 @@ std::string Quoted(std::string name) {
 
 class GmshFile {
   public:
-    GmshFile(const ORQExcModel& model, const ORQExcResults& results,
-             const std::filesystem::path& file, ORQExcReport& report)
+    GmshFile(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+             ORQExcReport& report)
         : m_model(model),
           m_results(results),
+          m_output(output),
           m_report(report),
-          m_text(file),
+          m_text(output.file),
           m_nodeLabels(model.NodeLabels()),
           m_elementLabels(model.ElementLabels()) {
         MakeLabelsUnique(m_nodeLabels, "node", report);
@@ -426,17 +427,22 @@ class GmshFile {
         if (!m_results.Frames().empty()) {
             m_report.Keep("times", "", static_cast<std::int64_t>(m_results.Frames().size()));
         }
-        for (const ORQExcResults::Field& field : FieldsOfViews()) {
+        const std::vector<ORQExcResults::Field> fields = FieldsOfViews();
+        const std::size_t nFrames = m_results.Frames().size();
+        std::size_t nDone = 0;
+        for (const ORQExcResults::Field& field : fields) {
             const auto nComponents = std::ssize(field.components);
             if (field.place == Place::Model) {
                 m_report.Drop(ORQExcFieldKind(field.place), field.name, nComponents,
                               "Gmsh has values of nodes and elements only");
                 continue;
             }
-            for (std::size_t frame = 0; frame < m_results.Frames().size(); ++frame) {
+            for (std::size_t frame = 0; frame < nFrames; ++frame) {
+                m_output.Show(nDone * nFrames + frame + 1, fields.size() * nFrames + 1);
                 WriteFrame(field, frame);
             }
             m_report.Keep(ORQExcFieldKind(field.place), field.name, nComponents);
+            ++nDone;
         }
     }
 
@@ -594,6 +600,7 @@ class GmshFile {
 
     const ORQExcModel& m_model;
     const ORQExcResults& m_results;
+    const Output& m_output;
     ORQExcReport& m_report;
     GmshText m_text;
     std::vector<int> m_nodeLabels;
@@ -612,9 +619,9 @@ class GmshFile {
 
 }  // namespace
 
-void WriteGmsh(const ORQExcModel& model, const ORQExcResults& results,
-               const std::filesystem::path& file, ORQExcReport& report) {
-    GmshFile(model, results, file, report).Write();
+void WriteGmsh(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+               ORQExcReport& report) {
+    GmshFile(model, results, output, report).Write();
 }
 
 }  // namespace orq::exchange

@@ -216,9 +216,9 @@ class Deck {
 
 }  // namespace
 
-void WriteNastran(const ORQExcModel& model, const ORQExcResults& results,
-                  const std::filesystem::path& file, ORQExcReport& report) {
-    Deck(model, file, report).Write();
+void WriteNastran(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+                  ORQExcReport& report) {
+    Deck(model, output.file, report).Write();
     if (!results.Frames().empty()) {
         report.Drop("times", "", std::ssize(results.Frames()), "bulk data has no results");
     }

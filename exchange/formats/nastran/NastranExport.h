@@ -1,10 +1,9 @@
 #pragma once
 
-#include <filesystem>
-
 #include "ORQExcModel.h"
 #include "ORQExcReport.h"
 #include "ORQExcResults.h"
+#include "files/Output.h"
 
 namespace orq::exchange {
 
@@ -15,7 +14,7 @@ namespace orq::exchange {
 /// Elements of no block, shapes without a card, surfaces and results are dropped. A property of
 /// which the model holds nothing is named by its elements and reported. Replaces an existing file.
 /// Throws ORQExcExportError; the file may then be incomplete.
-void WriteNastran(const ORQExcModel& model, const ORQExcResults& results,
-                  const std::filesystem::path& file, ORQExcReport& report);
+void WriteNastran(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+                  ORQExcReport& report);
 
 }  // namespace orq::exchange

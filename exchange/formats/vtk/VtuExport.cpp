@@ -450,11 +450,11 @@ void ReportResults(const ORQExcResults& results, std::int64_t nTimes, ORQExcRepo
 
 }  // namespace
 
-void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
-              const std::filesystem::path& file, ORQExcReport& report) {
+void WriteVtu(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+              ORQExcReport& report) {
     const auto nTimes = std::ssize(results.Frames());
     const Shared shared(model, report);
-    VtuFile(model, shared, results, static_cast<int>(nTimes) - 1, file).Write();
+    VtuFile(model, shared, results, static_cast<int>(nTimes) - 1, output.file).Write();
     ReportMesh(model, shared.shells, report);
     if (nTimes > 0) {
         ReportResults(results, 1, report);
@@ -468,28 +468,27 @@ void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
 }
 
 void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
-                        const std::filesystem::path& collection,
-                        const std::filesystem::path& folder, const std::string& folderName,
-                        ORQExcReport& report) {
+                        const Output& output, ORQExcReport& report) {
     const Shared shared(model, report);
-    std::ofstream out(collection, std::ios::binary);
+    std::ofstream out(output.file, std::ios::binary);
     out << "<?xml version=\"1.0\"?>\n<VTKFile type=\"Collection\" version=\"1.0\" "
            "byte_order=\"LittleEndian\">\n  <Collection>\n";
     for (std::size_t frame = 0; frame < results.Frames().size(); ++frame) {
         const std::string name = fmt::format("time_{:04}.vtu", frame + 1);
-        VtuFile(model, shared, results, static_cast<int>(frame), folder / name).Write();
+        VtuFile(model, shared, results, static_cast<int>(frame), output.folder / name).Write();
         out << fmt::format("    <DataSet timestep=\"{}\" part=\"0\" file=\"{}/{}\"/>\n",
-                           results.Frames()[frame].time, ORQExcXmlEscaped(folderName), name);
+                           results.Frames()[frame].time, ORQExcXmlEscaped(output.folderName), name);
+        output.Show(frame + 1, results.Frames().size());
     }
     if (results.Frames().empty()) {
-        VtuFile(model, shared, results, -1, folder / "mesh.vtu").Write();
+        VtuFile(model, shared, results, -1, output.folder / "mesh.vtu").Write();
         out << fmt::format("    <DataSet timestep=\"0\" part=\"0\" file=\"{}/mesh.vtu\"/>\n",
-                           ORQExcXmlEscaped(folderName));
+                           ORQExcXmlEscaped(output.folderName));
     }
     out << "  </Collection>\n</VTKFile>\n";
     out.flush();
     if (!out) {
-        throw ORQExcExportError(fmt::format("{}: cannot be written", collection.string()));
+        throw ORQExcExportError(fmt::format("{}: cannot be written", output.file.string()));
     }
     ReportMesh(model, shared.shells, report);
     ReportResults(results, std::ssize(results.Frames()), report);

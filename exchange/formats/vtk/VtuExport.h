@@ -1,11 +1,9 @@
 #pragma once
 
-#include <filesystem>
-#include <string>
-
 #include "ORQExcModel.h"
 #include "ORQExcReport.h"
 #include "ORQExcResults.h"
+#include "files/Output.h"
 
 namespace orq::exchange {
 
@@ -24,14 +22,12 @@ namespace orq::exchange {
 /// values field by field. All throw ORQExcExportError; files may then be incomplete.
 
 /// With the results at the last time; earlier times are reported as dropped.
-void WriteVtu(const ORQExcModel& model, const ORQExcResults& results,
-              const std::filesystem::path& file, ORQExcReport& report);
+void WriteVtu(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
+              ORQExcReport& report);
 
 /// Writes a .vtu file for each time into an existing folder, and a collection file (.pvd) that
-/// names them by time. `folderName` is the folder's name beside the collection file.
+/// names them by time.
 void WriteVtuCollection(const ORQExcModel& model, const ORQExcResults& results,
-                        const std::filesystem::path& collection,
-                        const std::filesystem::path& folder, const std::string& folderName,
-                        ORQExcReport& report);
+                        const Output& output, ORQExcReport& report);
 
 }  // namespace orq::exchange

@@ -27,6 +27,7 @@ class GmshReader : public ORQExcHeldMesh {
 
   private:
     class Parser;
+    class MarkedParts;
 
     ORQExcReport m_losses;
     GmshResults m_results;

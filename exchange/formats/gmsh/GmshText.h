@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <charconv>
 #include <filesystem>
 #include <fstream>
@@ -55,5 +56,12 @@ class GmshText {
     std::ofstream m_out;
     std::string m_buffer;
 };
+
+/// A name between double quotes; the format has no escape for a quote within.
+inline std::string GmshQuoted(std::string name) {
+    std::ranges::replace(name, '"', '\'');
+    std::ranges::replace(name, '\n', ' ');
+    return '"' + name + '"';
+}
 
 }  // namespace orq::exchange

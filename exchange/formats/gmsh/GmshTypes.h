@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "ORQExcShapes.h"
+
 namespace orq::exchange {
 
 /// The nodes of an element type of Gmsh, as its reference manual and its own header of types number
@@ -22,6 +24,11 @@ inline int GmshNodesOf(int type) {
     const auto found =
         std::ranges::find(kNodes, type, [](const std::pair<int, int>& row) { return row.first; });
     return found == kNodes.end() ? 0 : found->second;
+}
+
+/// Whether the format has elements of a shape.
+inline bool IsGmshShape(const ORQExcShape& shape) {
+    return shape.gmshType != 0;
 }
 
 }  // namespace orq::exchange

@@ -1,7 +1,7 @@
 # Sources of one folder compiled together, a dozen at a time: the headers that they share are parsed
 # once. A full build takes a third of the time; a change to one source compiles its dozen again.
 #
-# Names in unnamed namespaces are therefore unique within a folder. Builds that do not unite show
+# Names in unnamed namespaces are therefore unique within a folder; a test reads them. Builds that do not unite show
 # where a source lacks an include.
 #
 # Off where a compiler launcher caches results, which it does source by source.

@@ -19,7 +19,7 @@ using Place = ORQExcResultArray::Place;
 using To = ORQExcElementValues::To;
 using Group = ORQExcElementValues::Group;
 
-constexpr int kElementsAtOnce = 1 << 16;
+constexpr int kCarriedAtOnce = 1 << 16;
 
 /// A stored field and its reader; the fields that are made of it share them.
 struct Source {
@@ -206,8 +206,8 @@ class Carrier {
         std::vector<int> nodes;
         for (const ORQExcModel::Block& block : m_model.Blocks()) {
             const ORQSimCSet ofBlock = block.elements.Intersection(elements);
-            for (int begin = 0; begin < ofBlock.Size(); begin += kElementsAtOnce) {
-                const int end = std::min(ofBlock.Size(), begin + kElementsAtOnce);
+            for (int begin = 0; begin < ofBlock.Size(); begin += kCarriedAtOnce) {
+                const int end = std::min(ofBlock.Size(), begin + kCarriedAtOnce);
                 nodes.resize(static_cast<std::size_t>(end - begin) *
                              static_cast<std::size_t>(block.shape->nNodes));
                 m_model.ReadConnectivity(block, SliceOf(ofBlock, begin, end), nodes);

@@ -181,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(All, RealDeck,
 
 // --- Small decks ---------------------------------------------------------------------------------
 
-constexpr const char* kDeck = R"($ two plates
+constexpr const char* kTwoPlates = R"($ two plates
 GRID,1,,0.,0.,0.
 GRID,2,,1.,0.,0.
 GRID,3,,1.,1.,0.
@@ -321,7 +321,7 @@ TEST_F(Deck, NodesStandInTheBasicSystem) {
 }
 
 TEST_F(Deck, LaminatesAreExpandedAndPliesRepeatTheOneBefore) {
-    std::string text = kDeck;
+    std::string text = kTwoPlates;
     const NastranReader reader = Read(text.insert(
         0, "PCOMPG,9,-.05,,,HILL\n+,101,5,.1,30.\n+,205,5,.2,-30.\nMAT8,6,1.+9,1.+9,.3,1.+9\n"));
     const ORQExcLayup& layup = *reader.Sections();
@@ -505,9 +505,9 @@ TEST_F(Deck, ErrorsNameFileLineCardAndField) {
          "CTRIA3,11,8,1,2,3,9",
          {"deck.bdf: line 7: CTRIA3 11: field 7: coordinate system 9 is missing or wrong"}},
     };
-    EXPECT_THAT(ErrorsOf(kDeck), testing::IsEmpty());
+    EXPECT_THAT(ErrorsOf(kTwoPlates), testing::IsEmpty());
     for (const Case& c : cases) {
-        std::string text = kDeck;
+        std::string text = kTwoPlates;
         text.replace(text.find(c.from), std::strlen(c.from), c.to);
         std::vector<std::string> found = ErrorsOf(text);
         EXPECT_THAT(found, testing::UnorderedElementsAreArray(c.errors)) << c.to;
@@ -565,7 +565,7 @@ TEST_F(Deck, FilesThatIncludeOthersAgainAndAgainEnd) {
                                HasSubstr("INCLUDE: this would be file 10001 of the deck"))));
     EXPECT_LT(errors.size(), 5U);
     // Hundreds of files are nothing.
-    std::string many = kDeck;
+    std::string many = kTwoPlates;
     std::string includes;
     for (int i = 0; i < 800; ++i) {
         const std::string name = "part" + std::to_string(i) + ".bdf";
@@ -573,7 +573,7 @@ TEST_F(Deck, FilesThatIncludeOthersAgainAndAgainEnd) {
         includes += "INCLUDE '" + name + "'\n";
     }
     many.insert(many.find("GRID,1,"), includes);
-    EXPECT_EQ(Read(many).NumNodes(), Read(kDeck).NumNodes() + 800);
+    EXPECT_EQ(Read(many).NumNodes(), Read(kTwoPlates).NumNodes() + 800);
 }
 
 TEST_F(Deck, HasAMostOfLines) {
@@ -599,16 +599,16 @@ TEST_F(Deck, HasAMostOfLines) {
 
 TEST_F(Deck, IsKnownByItsContents) {
     EXPECT_EQ(
-        RunHere({"import", Written(std::string("SOL 101\nCEND\nBEGIN BULK\n") + kDeck, "deck"),
+        RunHere({"import", Written(std::string("SOL 101\nCEND\nBEGIN BULK\n") + kTwoPlates, "deck"),
                  "-o", m_folder / "m.orq"})
             .status,
         0);
 }
 
 TEST_F(Deck, BytesAtRandomAreNoDeckOrAnError) {
-    for (std::size_t at = 0; at + 1 < std::strlen(kDeck); ++at) {
+    for (std::size_t at = 0; at + 1 < std::strlen(kTwoPlates); ++at) {
         for (const char other : {',', '\n', '*', '9', '-', '\t', '\0'}) {
-            std::string text = kDeck;
+            std::string text = kTwoPlates;
             text[at] = other;
             try {
                 EXPECT_GT(Read(text).NumNodes(), 0);

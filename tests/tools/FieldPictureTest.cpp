@@ -13,6 +13,7 @@
 #include "draw/ColourBands.h"
 #include "draw/Contours.h"
 #include "draw/FieldValues.h"
+#include "model/NoValue.h"
 
 namespace fs = std::filesystem;
 using exodus_file::ScratchFolder;
@@ -21,7 +22,7 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+using orq::exchange::kNoValue;
 
 ValueRange RangeOf(const std::vector<double>& values) {
     ValueRange range;
@@ -54,7 +55,8 @@ std::vector<double> ByPart(const Skin& skin, const std::vector<double>& byNode) 
 }  // namespace
 
 TEST(ColourBands, DivideTheFiniteRange) {
-    const std::vector<double> values = {kNone, 5, -5, std::numeric_limits<double>::infinity(), 0};
+    const std::vector<double> values = {kNoValue, 5, -5, std::numeric_limits<double>::infinity(),
+                                        0};
     const ColourBands bands(RangeOf(values));
     EXPECT_EQ(bands.Count(), 10);
     EXPECT_EQ(bands.Level(0), -5);
@@ -62,7 +64,7 @@ TEST(ColourBands, DivideTheFiniteRange) {
     EXPECT_EQ(bands.BandOf(-5), 0);
     EXPECT_EQ(bands.BandOf(0), 5);
     EXPECT_EQ(bands.BandOf(5), 9);
-    EXPECT_EQ(bands.BandOf(kNone), -1);
+    EXPECT_EQ(bands.BandOf(kNoValue), -1);
     EXPECT_EQ(bands.ColourOf(-1), kPlain);
     const std::vector<double> same = {2, 2};
     EXPECT_EQ(ColourBands(RangeOf(same)).Count(), 1);
@@ -78,7 +80,7 @@ TEST(Contours, PiecesFillTheFacetEachInItsBand) {
     const int without[] = {1, 4, 5, 2};
     skin.AddFacet({0, 7, -1}, with, 4);
     skin.AddFacet({0, 8, -1}, without, 4);
-    const std::vector<double> values = {0, 10, 10, 0, kNone, 10};
+    const std::vector<double> values = {0, 10, 10, 0, kNoValue, 10};
     const ColourBands bands(RangeOf(values));
     const std::vector<EdgeKind> edges = {EdgeKind::Feature, EdgeKind::Mesh,    EdgeKind::Feature,
                                          EdgeKind::Mesh,    EdgeKind::Feature, EdgeKind::Feature,

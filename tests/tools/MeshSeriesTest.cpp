@@ -17,6 +17,7 @@
 #include "draw/Extremes.h"
 #include "draw/Groups.h"
 #include "draw/MeshSeries.h"
+#include "model/NoValue.h"
 
 namespace orqmodel {
 namespace {
@@ -27,7 +28,7 @@ using nlohmann::json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+using orq::exchange::kNoValue;
 
 /// Two squares side by side and a hexahedron beyond them; the right nodes of the squares move.
 const std::string kTriangles = R"($MeshFormat
@@ -293,10 +294,10 @@ TEST(Extremes, AreTheLowestAndHighestOfWhatIsDrawnNearestToTheEye) {
         return extremes;
     };
     // Node 4 is not drawn; of the two highest, node 3 is nearer.
-    EXPECT_THAT(found(true, {kNone, 2, 7, 7, 100}),
+    EXPECT_THAT(found(true, {kNoValue, 2, 7, 7, 100}),
                 ElementsAre(std::tuple(2, 1), std::tuple(7, 3)));
     EXPECT_THAT(found(true, {3, 3, 3, 3, 3}), ElementsAre(std::tuple(3, 3)));
-    EXPECT_THAT(found(true, {kNone, kNone, kNone, kNone, 1}), ElementsAre());
+    EXPECT_THAT(found(true, {kNoValue, kNoValue, kNoValue, kNoValue, 1}), ElementsAre());
     EXPECT_THAT(found(false, {-1, 8}), ElementsAre(std::tuple(-1, 0), std::tuple(8, 1)));
 }
 
@@ -394,7 +395,7 @@ TEST_F(MeshSeriesTest, SectionsMaterialsAndMeasuresHaveColours) {
     const std::vector<Expected> expected = {{"PSHELL 5", "MAT1 7", 0.1, 1},
                                             {"PCOMP 6", "MAT8 8, MAT1 7", 0.7, 1},
                                             {"PSHELL 7", "MAT1 7", 0.1, 3},
-                                            {"", "", kNone, kNone}};
+                                            {"", "", kNoValue, kNoValue}};
     for (std::size_t i = 0; i < labels.size(); ++i) {
         const Expected& of = expected[static_cast<std::size_t>(labels[i] - 1)];
         EXPECT_EQ(groupOf(GroupsBySection(skin, model), static_cast<int>(i)), of.section);

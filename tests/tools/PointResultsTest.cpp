@@ -26,10 +26,10 @@ using testing::HasSubstr;
 
 namespace {
 
-constexpr int kTimes = 2;
+constexpr int kResultTimes = 2;
 
 /// An element variable, and the blocks in which it has values.
-struct Variable {
+struct StoredVariable {
     std::string name;
     std::set<int> blocks = {1, 2};
 };
@@ -39,7 +39,7 @@ double ValueAt(std::size_t variable, int block, int element, int time) {
 }
 
 /// Two hexahedra in block 1, three tetrahedra in block 2, with element variables.
-void WriteFile(const fs::path& file, const std::vector<Variable>& variables) {
+void WriteFile(const fs::path& file, const std::vector<StoredVariable>& variables) {
     exodus_file::Content content = NodesOfTwoCubes();
     content.blocks = {
         {1, "bricks", "HEX8", 8, {1, 2, 3, 4, 5, 6, 7, 8, 5, 6, 7, 8, 9, 10, 11, 12}, {}},
@@ -50,7 +50,7 @@ void WriteFile(const fs::path& file, const std::vector<Variable>& variables) {
         exodus_file::ElementVariable& variable = written.emplace_back();
         variable.name = variables[i].name;
         for (const int block : variables[i].blocks) {
-            for (int time = 0; time < kTimes; ++time) {
+            for (int time = 0; time < kResultTimes; ++time) {
                 std::vector<double>& values = variable.values[block].emplace_back();
                 for (int element = 0; element < block + 1; ++element) {
                     values.push_back(ValueAt(i, block, element, time));
@@ -61,9 +61,9 @@ void WriteFile(const fs::path& file, const std::vector<Variable>& variables) {
     exodus_file::AddElementResults(file, written);
 }
 
-std::vector<Variable> Numbered(const std::vector<std::string>& bases, int count,
-                               std::set<int> blocks = {1}) {
-    std::vector<Variable> variables;
+std::vector<StoredVariable> Numbered(const std::vector<std::string>& bases, int count,
+                                     std::set<int> blocks = {1}) {
+    std::vector<StoredVariable> variables;
     for (const std::string& base : bases) {
         for (int i = 1; i <= count; ++i) {
             variables.push_back({base + "_" + std::to_string(i), blocks});
@@ -72,7 +72,8 @@ std::vector<Variable> Numbered(const std::vector<std::string>& bases, int count,
     return variables;
 }
 
-std::vector<Variable> operator+(std::vector<Variable> a, const std::vector<Variable>& b) {
+std::vector<StoredVariable> operator+(std::vector<StoredVariable> a,
+                                      const std::vector<StoredVariable>& b) {
     a.insert(a.end(), b.begin(), b.end());
     return a;
 }
@@ -118,7 +119,7 @@ std::map<std::string, std::multiset<std::uint64_t>> ValuesByName(
 class PointResults : public testing::Test {
   protected:
     /// Imports and exports again: every value is back under its name.
-    json GoThrough(const std::vector<Variable>& variables,
+    json GoThrough(const std::vector<StoredVariable>& variables,
                    const std::vector<std::string>& arguments = {}) {
         WriteFile(m_folder / "in.e", variables);
         std::vector<std::string> command = {"import",   m_folder / "in.e", "-o",
@@ -178,7 +179,7 @@ TEST(ArrayPattern, ReadsWhatItWrites) {
 
 TEST_F(PointResults, NumbersOfComponentsAreIntegrationPoints) {
     struct Case {
-        std::vector<Variable> variables;
+        std::vector<StoredVariable> variables;
         std::string fields;
         std::vector<std::string> notes;  // parts of one note each
     };
@@ -207,14 +208,14 @@ TEST_F(PointResults, NumbersOfComponentsAreIntegrationPoints) {
          "s 8 integration points: s_xx s_xy\np: p\n",
          {}},
         // Shapes with different counts: 8 in hexahedra, 4 in tetrahedra.
-        {Numbered({"e_xx", "e_yy"}, 4, {1, 2}) + std::vector<Variable>{{"e_xx_5", {1}},
-                                                                       {"e_xx_6", {1}},
-                                                                       {"e_xx_7", {1}},
-                                                                       {"e_xx_8", {1}},
-                                                                       {"e_yy_5", {1}},
-                                                                       {"e_yy_6", {1}},
-                                                                       {"e_yy_7", {1}},
-                                                                       {"e_yy_8", {1}}},
+        {Numbered({"e_xx", "e_yy"}, 4, {1, 2}) + std::vector<StoredVariable>{{"e_xx_5", {1}},
+                                                                             {"e_xx_6", {1}},
+                                                                             {"e_xx_7", {1}},
+                                                                             {"e_xx_8", {1}},
+                                                                             {"e_yy_5", {1}},
+                                                                             {"e_yy_6", {1}},
+                                                                             {"e_yy_7", {1}},
+                                                                             {"e_yy_8", {1}}},
          "e 4 to 8 integration points: e_xx e_yy\n",
          {}},
         // A count that the shape cannot have.
@@ -222,7 +223,7 @@ TEST_F(PointResults, NumbersOfComponentsAreIntegrationPoints) {
          "s_xx_1: s_xx_1\ns_xx_2: s_xx_2\ns_xx_3: s_xx_3\n",
          {"a HEX8 cannot have 3 integration points"}},
         // A gap, in one of the components of a field.
-        {Numbered({"s_xx"}, 8) + std::vector<Variable>{{"s_yy_1", {1}}, {"s_yy_3", {1}}},
+        {Numbered({"s_xx"}, 8) + std::vector<StoredVariable>{{"s_yy_1", {1}}, {"s_yy_3", {1}}},
          "s_xx_1: s_xx_1\ns_xx_2: s_xx_2\ns_xx_3: s_xx_3\ns_xx_4: s_xx_4\ns_xx_5: s_xx_5\n"
          "s_xx_6: s_xx_6\ns_xx_7: s_xx_7\ns_xx_8: s_xx_8\ns_yy_1: s_yy_1\ns_yy_3: s_yy_3\n",
          {"the numbers of its 2 arrays have gaps", "the numbers of its 2 arrays have gaps"}},
@@ -244,7 +245,7 @@ TEST_F(PointResults, NumbersOfComponentsAreIntegrationPoints) {
          "S 2 layers, 2 section points: S11\n",
          {}},
         {Numbered({"q_node"}, 0) +
-             std::vector<Variable>{
+             std::vector<StoredVariable>{
                  {"q_node1", {2}}, {"q_node2", {2}}, {"q_node3", {2}}, {"q_node4", {2}}},
          "q 4 nodes: q\n",
          {}},
@@ -341,7 +342,7 @@ TEST_F(PointResults, AFieldThatIsTooLargeToHoldComesInPieces) {
 // --- What the user says --------------------------------------------------------------------------
 
 TEST_F(PointResults, AResultsMapSaysWhatNamesDoNot) {
-    const std::vector<Variable> variables = {
+    const std::vector<StoredVariable> variables = {
         {"sigB_L1_a"}, {"sigT_L1_a"}, {"sigB_L2_a"}, {"sigT_L2_a"}, {"sigB_L1_b"}, {"sigT_L1_b"},
         {"sigB_L2_b"}, {"sigT_L2_b"}, {"other"},     {"d0", {1}},   {"d1", {1}}};
     PutBytes(m_folder / "map.json", R"({"version": 1, "fields": [
@@ -368,8 +369,8 @@ TEST_F(PointResults, AResultsMapSaysWhatNamesDoNot) {
 TEST_F(PointResults, AWrongResultsMapIsRefusedWithThePlaceInIt) {
     WriteFile(
         m_folder / "in.e",
-        Numbered({"s_xx"}, 3) +
-            std::vector<Variable>{{"s_yy_1"}, {"s_yy_3"}, {"s_zz_1", {1, 2}}, {"s_xy_1", {1}}});
+        Numbered({"s_xx"}, 3) + std::vector<StoredVariable>{
+                                    {"s_yy_1"}, {"s_yy_3"}, {"s_zz_1", {1, 2}}, {"s_xy_1", {1}}});
     const struct {
         const char* fields;
         std::vector<std::string> texts;
@@ -411,13 +412,14 @@ TEST_F(PointResults, AWrongResultsMapIsRefusedWithThePlaceInIt) {
 
 // Through Gmsh and VTU, and from there to Exodus again: the values and their places are the same.
 TEST_F(PointResults, OtherFormatsKeepPointsAndLayers) {
-    const std::vector<Variable> variables =
+    const std::vector<StoredVariable> variables =
         Numbered({"s_xx", "s_yy"}, 8) +
-        std::vector<Variable>{{"dmg_layer1_sp1"}, {"dmg_layer1_sp2"}, {"dmg_layer2_sp1"},
-                              {"dmg_layer2_sp2"}, {"q_node1", {2}},   {"q_node2", {2}},
-                              {"q_node3", {2}},   {"q_node4", {2}}};
+        std::vector<StoredVariable>{{"dmg_layer1_sp1"}, {"dmg_layer1_sp2"}, {"dmg_layer2_sp1"},
+                                    {"dmg_layer2_sp2"}, {"q_node1", {2}},   {"q_node2", {2}},
+                                    {"q_node3", {2}},   {"q_node4", {2}}};
     // Alone, so that no element of the file has as many points as the largest has nodes.
-    const std::vector<Variable> few = std::vector<Variable>(variables.end() - 4, variables.end());
+    const std::vector<StoredVariable> few =
+        std::vector<StoredVariable>(variables.end() - 4, variables.end());
     for (const auto& [format, given] : {std::pair("msh", &variables), std::pair("pvd", &variables),
                                         std::pair("msh", &few), std::pair("pvd", &few)}) {
         SCOPED_TRACE(format);
@@ -436,8 +438,8 @@ TEST_F(PointResults, OtherFormatsKeepPointsAndLayers) {
 
 // The format takes three components for x, y and z: those of others, or in another order, are apart.
 TEST_F(PointResults, GmshHasEachComponentUnderItsName) {
-    const std::vector<Variable> variables = {{"s_xx"}, {"s_yy"}, {"s_xy"}, {"v_x"}, {"v_z"},
-                                             {"v_y"},  {"w_x"},  {"w_y"},  {"w_z"}};
+    const std::vector<StoredVariable> variables = {{"s_xx"}, {"s_yy"}, {"s_xy"}, {"v_x"}, {"v_z"},
+                                                   {"v_y"},  {"w_x"},  {"w_y"},  {"w_z"}};
     GoThrough(variables);
     ASSERT_EQ(RunHere({"export", Database(), "-o", m_folder / "out.msh"}).status, 0);
     const fs::path again = m_folder / "again.orq";

@@ -15,6 +15,7 @@
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
 #include "commands/CommandLine.h"
+#include "model/NoValue.h"
 #include "queries/Invariants.h"
 #include "queries/MemberRange.h"
 #include "queries/RowStatistics.h"
@@ -27,7 +28,7 @@ using orqmodel::SymmetricTensor;
 using orqmodel::VonMises;
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+using orq::exchange::kNoValue;
 
 orqmodel::RowStatistics::OfColumn Taken(std::vector<double> values) {
     orqmodel::RowStatistics statistics(1);
@@ -44,7 +45,7 @@ TEST(RowStatistics, SumsMayBeInfinite) {
     EXPECT_EQ(Taken({-kInfinity, 1}).Mean(), -kInfinity);
     EXPECT_EQ(Taken({1e308, 1e308, 1e308}).Sum(), kInfinity);
     EXPECT_TRUE(std::isnan(Taken({kInfinity, -kInfinity}).Sum()));
-    EXPECT_EQ(Taken({1e16, 1, kNone, -1e16}).Sum(), 1) << "what a plain sum loses";
+    EXPECT_EQ(Taken({1e16, 1, kNoValue, -1e16}).Sum(), 1) << "what a plain sum loses";
 }
 
 TEST(Invariants, NeitherOverflowNorVanish) {
@@ -61,11 +62,11 @@ TEST(Invariants, NeitherOverflowNorVanish) {
 }
 
 TEST(Invariants, OfWhatIsNotKnownInFullAreNotKnown) {
-    EXPECT_TRUE(std::isnan(Magnitude(std::vector{1.0, kNone})));
+    EXPECT_TRUE(std::isnan(Magnitude(std::vector{1.0, kNoValue})));
     // Whatever the place, and also where nothing has to be turned.
     for (std::size_t i = 0; i < 6; ++i) {
         SymmetricTensor tensor = {3, 2, 1, 0, 0, 0};
-        tensor.at(i) = kNone;
+        tensor.at(i) = kNoValue;
         EXPECT_TRUE(std::isnan(VonMises(tensor))) << i;
         for (const double value : PrincipalValues(tensor)) {
             EXPECT_TRUE(std::isnan(value)) << i;

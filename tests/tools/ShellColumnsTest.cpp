@@ -25,7 +25,7 @@ namespace {
 
 // Block PCOMP 1 has a laminate with its lowest layer 0.5 above the nodes, PSHELL 2 plates of which
 // one has an offset and thicknesses of its own.
-constexpr const char* kDeck = R"(BEGIN BULK
+constexpr const char* kPlates = R"(BEGIN BULK
 GRID,1,,0.,0.,0.
 GRID,2,,1.,0.,0.
 GRID,3,,1.,1.,0.
@@ -92,7 +92,7 @@ class ShellColumns : public testing::Test {
         return m_folder / name;
     }
     void ImportDeck() {
-        PutBytes(m_folder / "deck.bdf", kDeck);
+        PutBytes(m_folder / "deck.bdf", kPlates);
         Import(m_folder / "deck.bdf");
     }
     void ExpectLayers(Columns laminate, Columns plate) {

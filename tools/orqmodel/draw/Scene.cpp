@@ -10,7 +10,7 @@
 namespace orqmodel {
 namespace {
 
-constexpr int kSamples = kSamplesPerPixel * kSamplesPerPixel;
+constexpr int kSamplesInPixel = kSamplesPerPixel * kSamplesPerPixel;
 
 const Point& PointOf(const Skin& skin, int node) {
     return skin.Points()[static_cast<std::size_t>(node)];
@@ -149,8 +149,9 @@ void PaintPixels(const Scene& scene, Image& image, const Progress& progress) {
         progress(static_cast<double>(y) / image.size.height);
         for (int x = 0; x < image.size.width; ++x) {
             std::array<int, 3> sum{};
-            for (int i = 0; i < kSamples; ++i) {
-                const VisibleSample& sample = samples[static_cast<std::size_t>(x * kSamples + i)];
+            for (int i = 0; i < kSamplesInPixel; ++i) {
+                const VisibleSample& sample =
+                    samples[static_cast<std::size_t>(x * kSamplesInPixel + i)];
                 const Colour colour = sample.IsEmpty()
                                           ? kWhite
                                           : EdgeColour(scene.colours[sample.Part()], sample.Edge());
@@ -159,7 +160,7 @@ void PaintPixels(const Scene& scene, Image& image, const Progress& progress) {
                 sum[2] += colour.blue;
             }
             const auto mean = [](int total) {
-                return static_cast<std::uint8_t>((total + kSamples / 2) / kSamples);
+                return static_cast<std::uint8_t>((total + kSamplesInPixel / 2) / kSamplesInPixel);
             };
             image.At(x, y) = {mean(sum[0]), mean(sum[1]), mean(sum[2])};
         }

@@ -12,7 +12,7 @@ namespace orqmodel {
 namespace {
 
 constexpr Colour kCurve = {0, 70, 140};
-constexpr std::size_t kMostMarks = 150;  // more would cover the curve
+constexpr std::size_t kMostMarkedValues = 150;  // more would cover the curve
 
 /// A level line of dashes.
 void PaintDashes(Canvas& canvas, double left, double right, double height, double length) {
@@ -116,7 +116,7 @@ void ThroughPicture::PaintValues(Canvas& canvas) const {
     }
     for (const std::vector<ThroughThickness::Value>& layer : m_through.values) {
         for (const ThroughThickness::Value& at : layer) {
-            if (nValues <= kMostMarks && !std::isnan(at.value)) {
+            if (nValues <= kMostMarkedValues && !std::isnan(at.value)) {
                 canvas.Disc(spotOf(at), 0.22 * m_textSize, kCurve, {kWhite, 1});
             }
         }

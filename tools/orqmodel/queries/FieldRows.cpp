@@ -11,10 +11,10 @@
 namespace orqmodel {
 namespace {
 
-class Field : public RowSource {
+class FieldSource : public RowSource {
   public:
-    Field(const ORQExcResults& results, const ORQExcResults::Field& field, std::vector<int> frames,
-          const ORQSimCSet& members, int component)
+    FieldSource(const ORQExcResults& results, const ORQExcResults::Field& field,
+                std::vector<int> frames, const ORQSimCSet& members, int component)
         : m_results(results),
           m_field(field),
           m_frames(std::move(frames)),
@@ -101,7 +101,7 @@ class Field : public RowSource {
 std::unique_ptr<RowSource> FieldRows(const ORQExcResults& results,
                                      const ORQExcResults::Field& field, std::vector<int> frames,
                                      const ORQSimCSet& members, int component) {
-    return std::make_unique<Field>(results, field, std::move(frames), members, component);
+    return std::make_unique<FieldSource>(results, field, std::move(frames), members, component);
 }
 
 }  // namespace orqmodel

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <memory>
 #include <set>
 
 #include "ORQExcCarriedResults.h"
 #include "ORQSimSchema.h"
+#include "model/NoValue.h"
 #include "model/OrdinalSet.h"
 
 using namespace orq::exchange;
@@ -188,7 +188,7 @@ class Carrier {
     /// Puts values where their nodes stand among the wanted ones; answers how many.
     static std::int64_t Scatter(const ORQExcElementValues::AtNodes& at, const ORQSimCSet& wanted,
                                 std::span<double> values) {
-        std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
+        std::ranges::fill(values, kNoValue);
         const std::size_t nComponents = at.nodes.empty() ? 0 : at.values.size() / at.nodes.size();
         std::int64_t count = 0;
         for (std::size_t i = 0; i < at.nodes.size(); ++i) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <set>
 
 #include "ORQBasFailure.h"
@@ -13,6 +12,7 @@
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "model/ArrayPattern.h"
+#include "model/NoValue.h"
 #include "model/OrdinalSet.h"
 
 namespace {
@@ -270,7 +270,7 @@ ORQObjFieldView ORQExcResults::ViewAt(const ORQSimCSet& members, const ORQExcSpo
 std::int64_t ORQExcResults::ReadView(const Field& field, int frame, const ORQObjFieldView& view,
                                      std::span<double> values) const {
     const Frame& at = m_frames[static_cast<std::size_t>(frame)];
-    std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
+    std::ranges::fill(values, orq::exchange::kNoValue);
     const ORQObjMeshedField& stored = field.ofStep[static_cast<std::size_t>(at.step)];
     return stored.Position().IsNull() ? 0 : stored.ReadView(at.member, view, values.data());
 }
@@ -292,7 +292,7 @@ std::int64_t ORQExcResults::ReadMeans(const Field& field, int frame, const ORQSi
         ORQBasThrowUsage(
             fmt::format("{} has values in layers: one of them has to be named", field.name));
     }
-    std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
+    std::ranges::fill(values, orq::exchange::kNoValue);
     std::int64_t nRead = 0;
     // Some elements at a time, since their points are several times what is answered.
     constexpr int kElementsAtOnce = 4096;

@@ -1,8 +1,8 @@
 #include <cmath>
-#include <limits>
 
 #include "ORQExcNearNames.h"
 #include "ORQExcShellValues.h"
+#include "model/NoValue.h"
 #include "model/ShellColumns.h"
 
 using namespace orq::exchange;
@@ -21,8 +21,7 @@ bool IsColumnOf(const ORQExcModel::Block& block, const std::string& name, std::s
 }  // namespace
 
 std::vector<double> ORQExcShellValuesOf(const ORQExcModel& model, ORQExcShellValue value) {
-    std::vector<double> values(static_cast<std::size_t>(model.NumElements()),
-                               std::numeric_limits<double>::quiet_NaN());
+    std::vector<double> values(static_cast<std::size_t>(model.NumElements()), kNoValue);
     const ShellColumns shells(model);
     for (const ORQExcModel::Block& block : model.Blocks()) {
         const std::vector<std::string>& names = shells.NamesOf(block);

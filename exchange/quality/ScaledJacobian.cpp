@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "ORQExcPoint.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
@@ -120,7 +121,7 @@ double ScaledJacobian(const ORQExcShape& shape, std::span<const double> corners)
     const auto nCorners = static_cast<std::size_t>(shape.nCorners);
     for (std::size_t i = 0; i < 3 * nCorners; ++i) {
         if (!std::isfinite(corners[i])) {
-            return std::numeric_limits<double>::quiet_NaN();
+            return kNoValue;
         }
         points[i / 3][i % 3] = corners[i];
     }
@@ -138,7 +139,7 @@ double ScaledJacobian(const ORQExcShape& shape, std::span<const double> corners)
         case 8:
             return OfHexahedron(at);
         default:
-            return std::numeric_limits<double>::quiet_NaN();
+            return kNoValue;
     }
 }
 

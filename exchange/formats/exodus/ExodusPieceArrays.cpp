@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <limits>
 #include <string_view>
 
 #include "ORQExcImportError.h"
 #include "ORQSimDistribution.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
@@ -48,8 +48,7 @@ std::size_t ValuesBehind(const Array& array, std::size_t axis) {
 
 /// The value of entries that no piece has.
 std::vector<std::byte> Missing(const Array& array) {
-    const double real =
-        array.name.starts_with(kFactors) ? 1 : std::numeric_limits<double>::quiet_NaN();
+    const double real = array.name.starts_with(kFactors) ? 1 : kNoValue;
     std::vector<std::byte> value(static_cast<std::size_t>(ORQSimScalarSize(array.scalarType)));
     if (array.scalarType == ORQSimScalarDouble) {
         std::memcpy(value.data(), &real, sizeof real);

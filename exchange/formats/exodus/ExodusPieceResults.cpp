@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <limits>
 #include <numeric>
 #include <string>
 
 #include "ORQExcImportError.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 
@@ -83,10 +83,7 @@ void ExodusPieceResults::NoteGaps() {
         for (std::size_t part = 0; part < m_sources[i].size(); ++part) {
             std::vector<char> has(static_cast<std::size_t>(m_arrays[i].parts[part].count));
             for (const Source& source : m_sources[i][part]) {
-                const ORQExcResultArray::Part& from =
-                    m_pieces[source.piece]
-                        .results->Arrays()[static_cast<std::size_t>(source.array)]
-                        .parts[static_cast<std::size_t>(source.part)];
+                const ORQExcResultArray::Part& from = PartOf(source);
                 for (int k = 0; k < from.count; ++k) {
                     const int member =
                         m_arrays[i].place == Place::Model
@@ -104,6 +101,12 @@ void ExodusPieceResults::NoteGaps() {
     }
 }
 
+const ORQExcResultArray::Part& ExodusPieceResults::PartOf(const Source& source) const {
+    return m_pieces[source.piece]
+        .results->Arrays()[static_cast<std::size_t>(source.array)]
+        .parts[static_cast<std::size_t>(source.part)];
+}
+
 const std::vector<int>& ExodusPieceResults::PlacesIn(const Piece& piece, Place place) const {
     return place == Place::Node ? piece.nodes : piece.elements;
 }
@@ -114,14 +117,12 @@ void ExodusPieceResults::ReadResult(int array, int part, int begin, int end,
         m_arrays[static_cast<std::size_t>(array)].parts[static_cast<std::size_t>(part)];
     const Place place = m_arrays[static_cast<std::size_t>(array)].place;
     // Members that no piece has values of keep NaN.
-    std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
+    std::ranges::fill(values, kNoValue);
     std::vector<double> ofPiece;
     for (const Source& source :
          m_sources[static_cast<std::size_t>(array)][static_cast<std::size_t>(part)]) {
         const Piece& piece = m_pieces[source.piece];
-        const ORQExcResultArray::Part& from =
-            piece.results->Arrays()[static_cast<std::size_t>(source.array)]
-                .parts[static_cast<std::size_t>(source.part)];
+        const ORQExcResultArray::Part& from = PartOf(source);
         const auto n = static_cast<std::size_t>(from.count);
         ofPiece.resize(n * static_cast<std::size_t>(end - begin));
         piece.results->ReadResult(source.array, source.part, begin, end, ofPiece);
@@ -141,16 +142,14 @@ void ExodusPieceResults::ReadMembers(int array, int part, int time, int first, i
     if (m_arrays[static_cast<std::size_t>(array)].place != Place::Element) {
         return ORQExcResultSource::ReadMembers(array, part, time, first, count, values);
     }
-    std::ranges::fill(values, std::numeric_limits<double>::quiet_NaN());
+    std::ranges::fill(values, kNoValue);
     first += m_arrays[static_cast<std::size_t>(array)].parts[static_cast<std::size_t>(part)].first;
     const auto isWanted = [&](int member) { return member >= first && member < first + count; };
     std::vector<double> ofPiece;
     for (const Source& source :
          m_sources[static_cast<std::size_t>(array)][static_cast<std::size_t>(part)]) {
         const Piece& piece = m_pieces[source.piece];
-        const ORQExcResultArray::Part& from =
-            piece.results->Arrays()[static_cast<std::size_t>(source.array)]
-                .parts[static_cast<std::size_t>(source.part)];
+        const ORQExcResultArray::Part& from = PartOf(source);
         const auto members = std::span(piece.elements)
                                  .subspan(static_cast<std::size_t>(from.first),
                                           static_cast<std::size_t>(from.count));

@@ -49,6 +49,7 @@ class ExodusPieceResults : public ORQExcResultSource {
     void AddParts(std::size_t piece, int from, std::size_t to);
     std::vector<Source>& SourcesOf(std::size_t array, int first, int count);
     void NoteGaps();
+    const ORQExcResultArray::Part& PartOf(const Source& source) const;
     const std::vector<int>& PlacesIn(const Piece& piece, Place place) const;
 
     std::vector<Piece> m_pieces;

@@ -288,7 +288,7 @@ constexpr auto kMemberKey = [](int member) { return member; };
 
 /// Joins the sets of a kind by number. `ofPiece` gives the sets of a piece and their members in the
 /// model. Members stand by key, each once: a node on the border of pieces is a member in each of them.
-/// Returns for each piece where the members of each of its sets stand in the joined set.
+/// Where the members of a piece's sets stand in the joined ones goes to the rows of the piece.
 template <class Pieces, class Member, class Key, class OfPiece>
 void JoinSets(Pieces& pieces, const SetDimensions& dimensions,
               std::vector<ORQExcMeshSource::Set>& sets, std::vector<std::vector<Member>>& members,

@@ -19,6 +19,7 @@
 #include "ORQExcImportError.h"
 #include "files/WholeFile.h"
 #include "formats/exodus/NetcdfClassicFile.h"
+#include "model/NoValue.h"
 
 namespace orq::exchange {
 namespace {
@@ -197,9 +198,7 @@ void ExodusReader::ReadCoordinateSlice(int begin, int end, std::span<double> coo
     // The library leaves the buffer alone when the file has no coordinates.
     std::array<std::vector<double>, 3> axes;
     for (std::size_t axis = 0; axis < dimension; ++axis) {
-        axes[axis].assign(count, static_cast<int>(axis) < FileDimension()
-                                     ? std::numeric_limits<double>::quiet_NaN()
-                                     : 0.0);
+        axes[axis].assign(count, static_cast<int>(axis) < FileDimension() ? kNoValue : 0.0);
     }
     Check(ex_get_partial_coord(m_handle.Id(), std::int64_t{begin} + 1, end - begin, axes[0].data(),
                                FileDimension() > 1 ? axes[1].data() : nullptr, axes[2].data()),

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <limits>
 #include <span>
 #include <string>
 #include <string_view>
@@ -17,6 +16,7 @@
 #include "ORQExcExportError.h"
 #include "ORQExcXmlText.h"
 #include "model/ArrayNames.h"
+#include "model/NoValue.h"
 #include "model/Numbering.h"
 #include "model/ShellColumns.h"
 
@@ -173,8 +173,7 @@ class VtuFile {
             const auto found = std::ranges::find(names, name);
             PutAll(
                 found == names.end()
-                    ? std::vector<double>(static_cast<std::size_t>(block.elements.Size()),
-                                          std::numeric_limits<double>::quiet_NaN())
+                    ? std::vector<double>(static_cast<std::size_t>(block.elements.Size()), kNoValue)
                     : m_shared.shells.Read(block, static_cast<std::size_t>(found - names.begin())));
         }
     }

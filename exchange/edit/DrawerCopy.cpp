@@ -43,13 +43,13 @@ struct Axis {
     }
 };
 
-/// The axis of nodes: those that stay have the same row, others none.
-Axis NodeAxis(const DrawerCopy& copy, const ORQSimCSet& set) {
+/// The axis of members: those that stay have the same row, others none.
+Axis MemberAxis(const DrawerCopy& copy, const ORQSimCSet& set) {
     Axis axis{copy.former, copy.latter, {}, {}};
-    for (const int node : MembersOf(set)) {
-        const int target = copy.numbering.targets[static_cast<std::size_t>(node)];
-        if (target >= 0 && copy.numbering.kept[static_cast<std::size_t>(target)] == node) {
-            axis.members.push_back(node);
+    for (const int member : MembersOf(set)) {
+        const int target = copy.numbering.targets[static_cast<std::size_t>(member)];
+        if (target >= 0 && copy.numbering.kept[static_cast<std::size_t>(target)] == member) {
+            axis.members.push_back(member);
             axis.newMembers.push_back(target);
         }
     }
@@ -59,8 +59,8 @@ Axis NodeAxis(const DrawerCopy& copy, const ORQSimCSet& set) {
 /// A piece of a drawer: of each axis the members [begin, end).
 using Piece = std::vector<std::pair<int, int>>;
 
-/// Pieces of some megabytes: whole along all axes but two, the first one and that of nodes.
-std::vector<Piece> PiecesOf(const std::vector<Axis>& axes, std::size_t ofNodes, int scalarSize) {
+/// Pieces of some megabytes: whole along all axes but two, the first one and that of the members.
+std::vector<Piece> PiecesOf(const std::vector<Axis>& axes, std::size_t ofMembers, int scalarSize) {
     Piece whole;
     std::int64_t rowSize = scalarSize;
     for (std::size_t i = 0; i < axes.size(); ++i) {
@@ -72,18 +72,18 @@ std::vector<Piece> PiecesOf(const std::vector<Axis>& axes, std::size_t ofNodes, 
             kBytesAtOnce / std::max<std::int64_t>(1, bytesOfOne), 1, std::max(1, size)));
     };
     const int rows = stepOf(rowSize, axes[0].Size());
-    const int nodes = ofNodes == 0 || rowSize <= kBytesAtOnce
-                          ? axes[ofNodes].Size()
-                          : stepOf(rowSize / axes[ofNodes].Size(), axes[ofNodes].Size());
+    const int members = ofMembers == 0 || rowSize <= kBytesAtOnce
+                            ? axes[ofMembers].Size()
+                            : stepOf(rowSize / axes[ofMembers].Size(), axes[ofMembers].Size());
     std::vector<Piece> pieces;
     for (int row = 0; row < axes[0].Size(); row += rows) {
         whole[0] = {row, std::min(row + rows, axes[0].Size())};
-        if (ofNodes == 0) {
+        if (ofMembers == 0) {
             pieces.push_back(whole);
             continue;
         }
-        for (int node = 0; node < axes[ofNodes].Size(); node += nodes) {
-            whole[ofNodes] = {node, std::min(node + nodes, axes[ofNodes].Size())};
+        for (int member = 0; member < axes[ofMembers].Size(); member += members) {
+            whole[ofMembers] = {member, std::min(member + members, axes[ofMembers].Size())};
             pieces.push_back(whole);
         }
     }
@@ -110,15 +110,15 @@ ORQSimDrawerID MakeLike(const ORQSimDrawerDescription& drawer, const ORQSimDistr
 
 }  // namespace
 
-std::vector<int> NewMembers(const NodeNumbering& numbering, const ORQSimCSet& set) {
+std::vector<int> NewMembers(const MemberNumbering& numbering, const ORQSimCSet& set) {
     std::vector<int> members;
-    for (const int node : MembersOf(set)) {
-        const int target = numbering.targets[static_cast<std::size_t>(node)];
+    for (const int member : MembersOf(set)) {
+        const int target = numbering.targets[static_cast<std::size_t>(member)];
         if (target >= 0) {
             members.push_back(target);
         }
     }
-    // Few sets have a node twice now; a sorted copy shows it for less than a set of those seen.
+    // Few sets have a member twice now; a sorted copy shows it for less than a set of those seen.
     std::vector<int> sorted = members;
     std::ranges::sort(sorted);
     if (std::ranges::adjacent_find(sorted) != sorted.end()) {
@@ -134,20 +134,21 @@ void DrawerCopy::Run() const {
     }
 }
 
-void DrawerCopy::FollowReferences(std::vector<int>& nodes) const {
-    for (int& node : nodes) {
-        node = node < 0 ? node : numbering.targets[static_cast<std::size_t>(node)];
+void DrawerCopy::FollowReferences(std::vector<int>& references) const {
+    for (int& reference : references) {
+        reference =
+            reference < 0 ? reference : numbering.targets[static_cast<std::size_t>(reference)];
     }
 }
 
 void DrawerCopy::CopyDense(const ORQSimDrawerDescription& drawer) const {
     std::vector<Axis> axes;
-    std::size_t ofNodes = 0;
+    std::size_t ofMembers = 0;
     for (int i = 0; i < drawer.NumDimensions(); ++i) {
         const ORQSimCSet set(drawer.CSet(i));
         if (from.Grid().Collection(i) == former.ID()) {
-            ofNodes = axes.size();
-            axes.push_back(NodeAxis(*this, set));
+            ofMembers = axes.size();
+            axes.push_back(MemberAxis(*this, set));
         } else {
             const ORQSimCollection same(from.Grid().Collection(i));
             axes.push_back({same, same, MembersOf(set), MembersOf(set)});
@@ -157,10 +158,10 @@ void DrawerCopy::CopyDense(const ORQSimDrawerDescription& drawer) const {
         }
     }
     const ORQSimDrawerID made = MakeLike(drawer, to, axes);
-    const bool areNodes = from.RangeType().Collection() == former.ID();
+    const bool areMembers = from.RangeType().Collection() == former.ID();
     const auto size = static_cast<std::size_t>(ORQSimScalarSize(from.RangeType().ScalarType()));
     std::vector<int> values;  // Ints, so that references are in place; other values are bytes here.
-    for (const Piece& piece : PiecesOf(axes, ofNodes, static_cast<int>(size))) {
+    for (const Piece& piece : PiecesOf(axes, ofMembers, static_cast<int>(size))) {
         ORQSimTransfer read(from);
         ORQSimTransfer write(to);
         read.SetRead().SetDrawer(drawer.DrawerID());
@@ -175,7 +176,7 @@ void DrawerCopy::CopyDense(const ORQSimDrawerDescription& drawer) const {
         values.resize((count * size + sizeof(int) - 1) / sizeof(int));
         const auto nBytes = static_cast<std::int64_t>(count * size);
         read.SetBuffer(ORQSimbufMain, values.data(), nBytes).ExecRead();
-        if (areNodes) {
+        if (areMembers) {
             FollowReferences(values);
         }
         write.SetBuffer(ORQSimbufMain, std::as_const(values).data(), nBytes).ExecWrite();
@@ -186,9 +187,8 @@ void DrawerCopy::CopyDense(const ORQSimDrawerDescription& drawer) const {
 /// Values of nodes that become one add up: of nodal areas each has its part.
 void DrawerCopy::CopySparse(const ORQSimDrawerDescription& drawer) const {
     if (from.Grid().Collection(1) != former.ID()) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            "sparse values that do not have the nodes as columns do not follow them");
+        throw ORQBasFailure(ORQBasFailureKind::Usage,
+                            "sparse values follow their columns only, and these are other ones");
     }
     SparseDrawer all = ReadSparse(from, drawer);
     for (std::vector<SparseDrawer::Cell>& row : all.cells) {

@@ -5,16 +5,17 @@
 
 #include "ORQSimCollection.h"
 #include "ORQSimDistribution.h"
-#include "edit/NodeReplacement.h"
+#include "edit/MemberReplacement.h"
 
 namespace orq::exchange {
 
-/// Copies the drawers of a distribution over nodes to one over the nodes that take their place.
+/// Copies the drawers of a distribution over nodes, or elements, to one over those that take their
+/// place.
 struct DrawerCopy {
-    const NodeNumbering& numbering;
+    const MemberNumbering& numbering;
     ORQSimDistribution from;
     ORQSimDistribution to;
-    ORQSimCollection former;  ///< nodes
+    ORQSimCollection former;  ///< of nodes or elements
     ORQSimCollection latter;
     /// Called for every piece that was copied; may throw to give up.
     std::function<void()> goOn;
@@ -25,10 +26,10 @@ struct DrawerCopy {
   private:
     void CopyDense(const ORQSimDrawerDescription& drawer) const;
     void CopySparse(const ORQSimDrawerDescription& drawer) const;
-    void FollowReferences(std::vector<int>& nodes) const;
+    void FollowReferences(std::vector<int>& references) const;
 };
 
-/// The nodes that take the place of some, each once, in the order of the set.
-std::vector<int> NewMembers(const NodeNumbering& numbering, const ORQSimCSet& set);
+/// The members that take the place of some, each once, in the order of the set.
+std::vector<int> NewMembers(const MemberNumbering& numbering, const ORQSimCSet& set);
 
 }  // namespace orq::exchange

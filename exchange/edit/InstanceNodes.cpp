@@ -32,7 +32,7 @@ std::vector<LabelledMembers> LabelledMembersOf(const ORQObjDocument& document,
 }
 
 std::vector<InstanceLabels> LabelsThatGo(const std::vector<LabelledMembers>& instances,
-                                         const NodeNumbering& numbering) {
+                                         const MemberNumbering& numbering) {
     std::vector<InstanceLabels> gone;
     for (const LabelledMembers& of : instances) {
         InstanceLabels& labels = gone.emplace_back(InstanceLabels{of.instance, {}});
@@ -44,22 +44,6 @@ std::vector<InstanceLabels> LabelsThatGo(const std::vector<LabelledMembers>& ins
         }
     }
     return gone;
-}
-
-NodeNumbering Compacted(std::vector<int> targets) {
-    NodeNumbering numbering;
-    for (std::size_t node = 0; node < targets.size(); ++node) {
-        if (targets[node] == static_cast<int>(node)) {
-            numbering.kept.push_back(static_cast<int>(node));
-        }
-    }
-    for (int& target : targets) {
-        target = target < 0 ? -1
-                            : static_cast<int>(std::ranges::lower_bound(numbering.kept, target) -
-                                               numbering.kept.begin());
-    }
-    numbering.targets = std::move(targets);
-    return numbering;
 }
 
 void ForEachConnectivity(const ORQObjDocument& document,

@@ -8,7 +8,7 @@
 #include "ORQObjDocument.h"
 #include "ORQObjLabeler.h"
 #include "edit/KeptParts.h"
-#include "edit/NodeReplacement.h"
+#include "edit/MemberReplacement.h"
 
 namespace orq::exchange {
 
@@ -23,13 +23,9 @@ struct LabelledMembers {
 std::vector<LabelledMembers> LabelledMembersOf(const ORQObjDocument& document,
                                                ORQObjLabelerType type);
 
-/// The labels of nodes of which the target is another one's or nothing.
+/// The labels of members of which the target is another one's or nothing.
 std::vector<InstanceLabels> LabelsThatGo(const std::vector<LabelledMembers>& instances,
-                                         const NodeNumbering& numbering);
-
-/// Numbers the nodes that stay, which are their own targets, in their order; the others get the new
-/// number of their target, or -1 where that is -1.
-NodeNumbering Compacted(std::vector<int> targets);
+                                         const MemberNumbering& numbering);
 
 /// Reads all connectivity, some megabytes at a time: calls back with the number of nodes of each
 /// element and [elements][nodes].

@@ -169,6 +169,19 @@ void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report) {
         "it goes by the numbers of nodes, which changed", document, report);
 }
 
+void DropArraysOverElements(const ORQObjDocument& document, ORQExcReport& report) {
+    DropArraysThat(
+        [](const KeptArray& kept) {
+            return std::ranges::any_of(kept.array.dimensions,
+                                       [](const ORQExcMeshSource::Array::Dimension& dimension) {
+                                           return dimension.name == "num_elem" ||
+                                                  dimension.name.starts_with("num_el_in_blk") ||
+                                                  dimension.name.starts_with("num_ele_els");
+                                       });
+        },
+        "it goes by the places of elements, of which some are gone", document, report);
+}
+
 void DropArraysOfSets(const std::string& family, const ORQObjDocument& document,
                       ORQExcReport& report) {
     // "num_nod_ns3", "num_df_ss1", and the counts of sets that tables go by.

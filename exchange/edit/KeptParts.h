@@ -36,6 +36,9 @@ bool HasCardsOf(const std::string& name, const std::vector<ORQExcKeptText>& text
 
 /// Takes away the kept arrays of a file that hold, or are over, node numbers, which changed.
 void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report);
+/// Those that are over the elements of a file, of a block or of an element set, of which some are
+/// gone.
+void DropArraysOverElements(const ORQObjDocument& document, ORQExcReport& report);
 /// Of a file that counts its sets, the arrays that go by the places of sets of a kind ("ns", "ss"
 /// or "els"), of which one is deleted.
 void DropArraysOfSets(const std::string& family, const ORQObjDocument& document,

@@ -14,8 +14,8 @@
 #include "edit/CoincidentNodes.h"
 #include "edit/InstanceNodes.h"
 #include "edit/KeptParts.h"
+#include "edit/MemberReplacement.h"
 #include "edit/NamedObjects.h"
-#include "edit/NodeReplacement.h"
 
 using namespace orq::exchange;
 
@@ -143,7 +143,7 @@ void ORQExcMergeNodes(const ORQObjDocument& document, const ORQExcMerging& mergi
         }
     }
     const int nOfOneElement = KeepElementsWhole(document, targets);
-    const NodeNumbering numbering = Compacted(std::move(targets));
+    const MemberNumbering numbering = Compacted(std::move(targets));
     const auto nMerged = static_cast<std::int64_t>(model.NumNodes()) -
                          static_cast<std::int64_t>(numbering.kept.size());
     report.Keep("nodes", "", static_cast<std::int64_t>(numbering.kept.size()));
@@ -157,6 +157,6 @@ void ORQExcMergeNodes(const ORQObjDocument& document, const ORQExcMerging& mergi
     report.Change("nodes", "", nMerged, "merged into others within the tolerance");
     ReportCardsNaming(LabelsThatGo(instances, numbering), document, report);
     DropArraysOverNodes(document, report);
-    ReplaceNodes(document, numbering,
-                 [&](double done) { merging.progress(kFinding + (1 - kFinding) * done); });
+    ReplaceMembers(ORQObjMesh(document.GetMesh()).GetNodeCollection(), numbering,
+                   [&](double done) { merging.progress(kFinding + (1 - kFinding) * done); });
 }

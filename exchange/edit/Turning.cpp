@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <cstdint>
-#include <set>
 #include <vector>
 
 #include "ORQExcEdit.h"
@@ -13,6 +12,7 @@
 #include "ORQSimLinks.h"
 #include "ORQSimSchema.h"
 #include "ORQSimTransfer.h"
+#include "edit/SurfaceElements.h"
 #include "model/OrdinalSet.h"
 
 using namespace orq::exchange;
@@ -78,18 +78,6 @@ std::vector<int> TurnedPlaces(const ORQExcShape& shape) {
 bool HasResultsByPoint(const ORQObjDocument& document) {
     const ORQExcResults results(document);
     return std::ranges::any_of(results.Fields(), &ORQExcResults::Field::hasPoints);
-}
-
-/// Those that are faces of no surface.
-std::vector<int> OfNoSurface(const ORQExcModel& model, std::vector<int> elements) {
-    std::set<int> ofSurfaces;
-    for (const ORQExcModel::Surface& surface : model.Surfaces()) {
-        for (const ORQExcModel::Face& face : surface.faces) {
-            ofSurfaces.insert(face.element);
-        }
-    }
-    std::erase_if(elements, [&](int element) { return ofSurfaces.contains(element); });
-    return elements;
 }
 
 /// Writes [elements][places] over what is stored, of elements of one shape.

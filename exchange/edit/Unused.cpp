@@ -6,11 +6,12 @@
 #include "ORQExcEdit.h"
 #include "ORQExcModel.h"
 #include "ORQExcSections.h"
+#include "ORQObjMesh.h"
 #include "edit/Deletion.h"
 #include "edit/InstanceNodes.h"
 #include "edit/KeptParts.h"
+#include "edit/MemberReplacement.h"
 #include "edit/NamedObjects.h"
-#include "edit/NodeReplacement.h"
 #include "edit/NodeUse.h"
 
 using namespace orq::exchange;
@@ -38,7 +39,7 @@ void DropNodes(const ORQObjDocument& document, ORQExcReport& report,
     for (std::size_t node = 0; node < used.size(); ++node) {
         targets[node] = used[node] == 0 ? -1 : static_cast<int>(node);
     }
-    const NodeNumbering numbering = Compacted(std::move(targets));
+    const MemberNumbering numbering = Compacted(std::move(targets));
     const auto nKept = static_cast<std::int64_t>(numbering.kept.size());
     report.Keep("nodes", "", nKept);
     if (nNamed > 0) {
@@ -47,7 +48,7 @@ void DropNodes(const ORQObjDocument& document, ORQExcReport& report,
     if (nKept < model.NumNodes()) {
         report.Drop("nodes", "", model.NumNodes() - nKept, "no element has them");
         DropArraysOverNodes(document, report);
-        ReplaceNodes(document, numbering, progress);
+        ReplaceMembers(ORQObjMesh(document.GetMesh()).GetNodeCollection(), numbering, progress);
     }
 }
 

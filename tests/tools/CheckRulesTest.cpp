@@ -10,6 +10,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "CheckedModel.h"
 #include "CommandRun.h"
 #include "EditedText.h"
 #include "ExodusFile.h"
@@ -42,136 +43,14 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// Two shells with a symmetric and balanced layup, and a set of each of them.
-constexpr const char* kPlate = R"(SOL 101
-CEND
-SET 5 = 1,2
-BEGIN BULK
-GRID,1,,0.,0.,0.
-GRID,2,,1.,0.,0.
-GRID,3,,2.,0.,0.
-GRID,4,,0.,1.,0.
-GRID,5,,1.,1.,0.
-GRID,6,,2.,1.,0.
-CQUAD4,1,1,1,2,5,4
-CQUAD4,2,1,2,3,6,5
-PCOMP,1
-,1,0.1,45.,YES,1,0.1,-45.,YES
-,1,0.1,-45.,YES,1,0.1,45.,YES
-MAT8,1,140.+9,10.+9,.3,5.+9
-ENDDATA
-)";
-
-/// Four nodes, two triangles, and results at two times.
-constexpr const char* kMembrane = R"($MeshFormat
-2.2 0 8
-$EndMeshFormat
-$PhysicalNames
-2
-2 1 "left"
-2 2 "right"
-$EndPhysicalNames
-$Nodes
-4
-1 0 0 0
-2 1 0 0
-3 0 1 0
-4 1 1 0
-$EndNodes
-$Elements
-2
-1 2 2 1 1 1 2 3
-2 2 2 2 1 2 4 3
-$EndElements
-$NodeData
-1
-"heat"
-1
-0.5
-3
-0
-1
-4
-1 10
-2 20
-3 30
-4 40
-$EndNodeData
-$NodeData
-1
-"heat"
-1
-1.5
-3
-1
-1
-4
-1 11
-2 21
-3 31
-4 41
-$EndNodeData
-)";
-
-using Change = std::function<void(const ORQObjDocument&)>;
-
 struct Damage {
     std::vector<Edit> edits;         // of the text
     std::vector<std::string> found;  // rule, object and members of each finding
     Change change = nullptr;         // of the model
 };
 
-/// Rule, object and members, for example `ELM001 block "plate" 1 2`.
-std::string TextOf(const json& finding) {
-    std::string text = finding["rule"];
-    if (!finding["object"].is_null()) {
-        text += " " + finding["object"].get<std::string>();
-    }
-    for (const json& member : finding["members"]) {
-        text += " " + std::to_string(member["label"].get<int>());
-    }
-    return text;
-}
-
-class CheckRulesTest : public testing::Test {
+class CheckRulesTest : public CheckedModelTest {
   protected:
-    /// A model of a text.
-    void Import(const std::string& ending, const std::string& text,
-                const Change& change = nullptr) {
-        PutBytes(m_folder / ("model" + ending), text);
-        std::filesystem::remove_all(m_model);
-        const CommandResult result =
-            RunHere({"import", m_folder / ("model" + ending), "-o", m_model});
-        ASSERT_THAT(result.status, testing::AnyOf(0, 1)) << result.err;
-        if (change) {
-            ChangeModel(change);
-        }
-    }
-
-    void ChangeModel(const Change& change) const {
-        const ORQSimDatabase database =
-            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
-        ORQSimTransaction transaction(database.ContextID());
-        change(ORQObjDocument(database));
-        transaction.Commit();
-    }
-
-    json Report(Arguments options = {}) const {
-        Arguments arguments = {"check", m_model, "--json"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        return json::parse(RunHere(arguments).out);
-    }
-
-    /// What is found, as texts.
-    std::vector<std::string> FoundOf(Arguments options) const {
-        std::vector<std::string> found;
-        const json report = Report(std::move(options));
-        for (const json& finding : report["findings"]) {
-            found.push_back(TextOf(finding));
-        }
-        return found;
-    }
-
     void ExpectEach(const std::string& ending, const char* text,
                     const std::vector<Damage>& damages) {
         for (const Damage& damage : damages) {
@@ -180,9 +59,6 @@ class CheckRulesTest : public testing::Test {
             EXPECT_EQ(FoundOf({"--skip", "VIZ"}), damage.found);
         }
     }
-
-    ScratchFolder m_folder;
-    std::string m_model = (m_folder / "model.orq").string();
 };
 
 /// Puts a number in the place of the first coordinate of the second node.
@@ -216,23 +92,6 @@ void PutBothElementsIntoBothBlocks(const ORQObjDocument& document) {
         (*block).SetPosition(ORQSimSchema::Block_elements,
                              ORQObjMesh(document.GetMesh()).GetElementCollection());
     }
-}
-
-/// The last element lacks a node.
-void BreakConnectivity(const ORQObjDocument& document) {
-    const ORQSimDistribution rows(
-        ORQObjMesh(document.GetMesh()).GetConnectivity().DSet().GetRelationalDistributionID());
-    const ORQSimDrawerDescription drawer = rows.QueryDrawers().Get(0);
-    const ORQSimCSet elements(drawer.CSet(0));
-    const int node = -1;
-    ORQSimTransfer(rows)
-        .SetWrite()
-        .SetDrawer(drawer.DrawerID())
-        .SetDim(0, ORQSimCollection(rows.Grid().Collection(0))
-                       .CreateTempCSetStrided(elements[elements.Size() - 1], 1, 1, 1))
-        .SetDim(1, ORQSimCollection(rows.Grid().Collection(1)).CreateTempCSetStrided(0, 1, 1, 1))
-        .SetBuffer(ORQSimbufMain, &node, sizeof node)
-        .ExecWrite();
 }
 
 void BreakShape(const ORQObjDocument& document) {
@@ -684,117 +543,6 @@ TEST_F(CheckRulesTest, SolidsThatFaceInwardsAreInvertedUnlessTheyAreOfADeck) {
            "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$Nodes\n4\n1 0 0 0\n2 1 0 0\n3 0 1 0\n4 0 0 1\n"
            "$EndNodes\n$Elements\n1\n1 4 2 1 1 1 3 2 4\n$EndElements\n");
     EXPECT_THAT(FoundOf({"--only", "ELM"}), ElementsAre(HasSubstr("ELM005 block")));
-}
-
-TEST_F(CheckRulesTest, WhatNeedsNoJudgementIsMendedInOneGo) {
-    const std::vector<Edit> apart = {
-        {"CQUAD4,2,1,2,3,6,5", "GRID,7,,9.,8.,7.\nGRID,15,,1.,1.,0.\nCQUAD4,2,1,2,3,6,15"}};
-    Import(".bdf", Edited(kPlate, apart));
-    {
-        const ORQSimDatabase database =
-            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
-        ORQSimTransaction transaction(database.ContextID());
-        const ORQSimCollection nodes(
-            ORQObjMesh(ORQObjDocument(database).GetMesh()).GetNodeCollection().GetCollection());
-        const ORQObjModelBuilder builder(database);
-        builder.AddNodeSet("none", 100, nodes.EmptyCSetID());
-        // With its only node this one goes, too.
-        const int last = nodes.Space() - 2;
-        builder.AddNodeSet("seventh", 101, ORQSimCollection(nodes).CreateCSet(&last, 1, true));
-        transaction.Commit();
-    }
-    const auto found = [](const json& report) {
-        std::vector<std::string> texts;
-        for (const json& finding : report["findings"]) {
-            texts.push_back(TextOf(finding));
-        }
-        return texts;
-    };
-    const std::vector<std::string> before = {"NOD002 7", "NOD003 5 15", "SET001 node set \"none\""};
-    EXPECT_EQ(found(Report({"--skip", "VIZ"})), before);
-    const json tried = Report({"--skip", "VIZ", "--fix", "--dry-run"});
-    EXPECT_THAT(found(tried), IsEmpty());
-    EXPECT_EQ(found(Report({"--skip", "VIZ"})), before);
-    // What is not wanted is not mended.
-    EXPECT_EQ(found(Report({"--only", "NOD003", "--fix"})), std::vector<std::string>());
-    EXPECT_EQ(found(Report({"--skip", "VIZ"})),
-              (std::vector<std::string>{"NOD002 7", "SET001 node set \"none\""}));
-    const json mended = Report({"--skip", "VIZ", "--fix"});
-    EXPECT_EQ(mended["report"]["dropped"].size(), 3U);
-    EXPECT_EQ(mended["dry_run"], false);
-    EXPECT_THAT(found(Report({"--skip", "VIZ"})), IsEmpty());
-    EXPECT_EQ(RunHere({"verify", m_model}).status, 0);
-    EXPECT_EQ(
-        RunHere({"table", m_model, "--elements", "2", "--quantity", "connectivity", "--csv"}).out,
-        "instance,element,shape,node 1,node 2,node 3,node 4\nPART-1,2,SHELL4,2,3,6,5\n");
-
-    // A model of which not all can be read stays as it is.
-    Import(".msh", kMembrane, BreakConnectivity);
-    const CommandResult whole = RunHere({"info", m_model, "--json"});
-    EXPECT_EQ(RunHere({"check", m_model, "--fix"}).status, 3);
-    EXPECT_EQ(RunHere({"info", m_model, "--json"}).out, whole.out);
-    for (const Arguments& options : std::vector<Arguments>{
-             {"--dry-run"}, {"--fix", "--write-sets"}, {"--fix", "--baseline", "x.json"}}) {
-        Arguments all = {"check", m_model};
-        all.insert(all.end(), options.begin(), options.end());
-        EXPECT_EQ(RunHere(all).status, 2);
-    }
-}
-
-// Each shape, first and second order, is turned outside in and comes back as it was but for the order.
-TEST_F(CheckRulesTest, SolidsThatAreInsideOutAreTurned) {
-    exodus_file::Content content = OneOfEachShape();
-    std::set<std::string> mirrored;
-    for (double& x : content.x) {
-        x = -x;
-    }
-    content.sideSets = {};
-    exodus_file::Write(content, m_folder / "all.e");
-    ASSERT_EQ(RunHere({"import", m_folder / "all.e", "-o", m_model}).status, 0);
-    const auto sizes = [&] {
-        const json table =
-            json::parse(RunHere({"table", m_model, "--quantity", "volume", "--json"}).out);
-        std::vector<double> values;
-        for (const json& row : table["rows"]) {
-            values.push_back(row.back().is_number() ? row.back().get<double>() : 0);
-        }
-        return values;
-    };
-    const std::vector<double> before = sizes();
-    ASSERT_FALSE(before.empty());
-    for (const std::string& text : FoundOf({"--only", "ELM005"})) {
-        mirrored.insert(text);
-    }
-    EXPECT_GE(mirrored.size(), 8U);
-    EXPECT_EQ(FoundOf({"--only", "ELM005,ELM007"}).size(), mirrored.size());
-    EXPECT_THAT(FoundOf({"--only", "ELM005", "--fix", "--dry-run"}), IsEmpty());
-    EXPECT_EQ(FoundOf({"--only", "ELM005"}).size(), mirrored.size());
-    const json mended = Report({"--only", "ELM005", "--fix"});
-    EXPECT_EQ(mended["report"]["changed"].size(), mirrored.size()) << mended["report"].dump(1);
-    // Middles have gone with their edges.
-    EXPECT_THAT(FoundOf({"--only", "ELM005,ELM007"}), IsEmpty());
-    const std::vector<double> after = sizes();
-    ASSERT_EQ(after.size(), before.size());
-    for (std::size_t i = 0; i < after.size(); ++i) {
-        EXPECT_NEAR(std::abs(after[i]), std::abs(before[i]), 1e-12);
-    }
-    EXPECT_EQ(RunHere({"verify", m_model}).status, 0);
-}
-
-// The sides of a surface would be others, so its elements stay as they are, and are told.
-TEST_F(CheckRulesTest, ASolidWithAFaceInASurfaceIsNotTurned) {
-    exodus_file::Content content;
-    content.labels.clear();
-    content.x = {0, 1, 0, 0};
-    content.y = {0, 0, 1, 0};
-    content.z = {0, 0, 0, 1};
-    content.blocks = {{1, "solid", "TET4", 4, {1, 3, 2, 4}, {}}};
-    content.sideSets = {{1, "wet", {1}, {1}}};
-    exodus_file::Write(content, m_folder / "one.e");
-    ASSERT_EQ(RunHere({"import", m_folder / "one.e", "-o", m_model}).status, 0);
-    const json report = Report({"--only", "ELM005", "--fix"});
-    EXPECT_THAT(report["report"].dump(), HasSubstr("faces of them are in surfaces"));
-    EXPECT_EQ(report["findings"].size(), 1U);
 }
 
 TEST_F(CheckRulesTest, WhatIsFoundIsDrawnInRed) {

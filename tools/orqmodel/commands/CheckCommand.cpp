@@ -479,8 +479,8 @@ SubcommandRun DeclareCheck(CLI::App& command) {
         ->type_name("FILE");
     command.add_flag(
         "--fix", options->fix,
-        "Turn inverted solids, merge coincident nodes of each part, drop unused nodes and "
-        "empty sets, and report what is left");
+        "Turn inverted solids, merge equal elements and coincident nodes of each part, drop "
+        "unused nodes and empty sets, and report what is left");
     command.add_flag("-n,--dry-run", options->isDryRun, "With --fix: report, and change nothing");
     AddJson(command, options->json);
     return Reading(options, RunCheck, &CheckOptions::database);

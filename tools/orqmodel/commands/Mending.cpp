@@ -74,10 +74,14 @@ void Mend(const ORQObjDocument& document, const ORQExcChecker& checker,
     constexpr std::string_view kUnusedNodes = "NOD002";
     constexpr std::string_view kEmptySets = "SET001";
     constexpr std::string_view kInverted = "ELM005";
+    constexpr std::string_view kDoubled = "ELM002";
     const ORQExcCheckedModel before(document, options);
-    // First, by the ordinals that were found.
+    // By the ordinals that were found: those of elements first, since merging changes them.
     if (Has(found, kInverted)) {
         ORQExcTurn(document, InsideOut(before.Model(), MembersOf(found, kInverted)), report);
+    }
+    if (Has(found, kDoubled)) {
+        ORQExcMergeElements(document, MembersOf(found, kDoubled), report);
     }
     if (Has(found, kCoincident)) {
         ORQExcMergeNodes(document, {.tolerance = ToleranceOf(kCoincident, before, checker)},

@@ -6,7 +6,7 @@
 
 namespace orqmodel {
 
-/// Mends of what a check found what needs no judgement: turns solids inside out, merges the coincident nodes of each part
+/// Mends of what a check found what needs no judgement: turns solids inside out, merges equal elements and the coincident nodes of each part
 /// within the check's tolerance, then drops the nodes and the empty sets that nothing uses; each
 /// only where the options want its rule. REQUIRES: an open transaction, which can only be undone when
 /// this throws, as the calls of ORQExcEdit.h do.

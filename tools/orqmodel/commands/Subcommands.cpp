@@ -25,7 +25,7 @@ constexpr std::array kSubcommands = {
     Subcommand{"edit", "Rename and delete objects, merge nodes, drop what is unused, renumber",
                DeclareEdit},
     Subcommand{"compact", "Give the space of what was deleted back to the disk", DeclareCompact},
-    Subcommand{"check", "Say what keeps a model from being displayed or post-processed",
+    Subcommand{"check", "Find what is wrong with a model, and say where",
                DeclareCheck},
     Subcommand{"export", "Write a model to a file (Exodus II, Gmsh, NASTRAN bulk data, VTU)",
                DeclareExport},

@@ -1,8 +1,7 @@
-#include "edit/NodeReplacement.h"
+#include "edit/MemberReplacement.h"
 
 #include <algorithm>
 
-#include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
 #include "ORQSimContext.h"
 #include "ORQSimDistribution.h"
@@ -13,12 +12,12 @@ namespace orq::exchange {
 namespace {
 
 /// The stored set of some members, under an identity of its own.
-ORQSimCSetID StoreSet(ORQSimCollection& nodes, const std::vector<int>& members) {
+ORQSimCSetID StoreSet(ORQSimCollection& collection, const std::vector<int>& members) {
     const bool isRun = !members.empty() && std::ranges::is_sorted(members) &&
                        members.back() - members.front() + 1 == static_cast<int>(members.size());
     const auto count = static_cast<int>(members.size());
-    return isRun ? nodes.CreateCSetStrided(members.front(), count, 1, 1)
-                 : nodes.CreateOrderedCSet(members.data(), count);
+    return isRun ? collection.CreateCSetStrided(members.front(), count, 1, 1)
+                 : collection.CreateOrderedCSet(members.data(), count);
 }
 
 ORQSimGrid GridOver(const ORQSimGrid& grid, const ORQSimCollectionID& former,
@@ -35,10 +34,25 @@ ORQSimRangeType RangeOver(const ORQSimRangeType& range, const ORQSimCollectionID
 
 }  // namespace
 
-void ReplaceNodes(const ORQObjDocument& document, const NodeNumbering& numbering,
-                  const std::function<void(double)>& progress) {
-    const ORQSimPosition position = ORQObjMesh(document.GetMesh()).GetNodeCollection();
-    const ORQSimReferences references(document.ContextID());
+MemberNumbering Compacted(std::vector<int> targets) {
+    MemberNumbering numbering;
+    for (std::size_t member = 0; member < targets.size(); ++member) {
+        if (targets[member] == static_cast<int>(member)) {
+            numbering.kept.push_back(static_cast<int>(member));
+        }
+    }
+    for (int& target : targets) {
+        target = target < 0 ? -1
+                            : static_cast<int>(std::ranges::lower_bound(numbering.kept, target) -
+                                               numbering.kept.begin());
+    }
+    numbering.targets = std::move(targets);
+    return numbering;
+}
+
+void ReplaceMembers(const ORQSimPosition& position, const MemberNumbering& numbering,
+                    const std::function<void(double)>& progress) {
+    const ORQSimReferences references(position.Context().ID());
     const ORQSimCollection former(position.GetCollection());
     ORQSimCollection latter(position
                                 .CreateTypedCollection(former.ID().TypeID().Index(),

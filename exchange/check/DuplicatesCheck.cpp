@@ -25,6 +25,9 @@ const ORQExcRule kDuplicate = {
     .breaks = "stiffness and mass count twice there, unless layers were meant",
     .mending = "remove one of the two"};
 
+// Hashes further on whose place in the filter is fetched: more than the processor waits for at once.
+constexpr std::size_t kAhead = 32;
+
 class DuplicatesRun : public ORQExcCheckRun {
   public:
     explicit DuplicatesRun(const ORQExcCheckedModel& model) : m_model(model) {
@@ -50,11 +53,16 @@ class DuplicatesRun : public ORQExcCheckRun {
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
         RepeatFilter filter(m_hashes.size());
-        for (const std::uint64_t hash : m_hashes) {
-            filter.Add(hash);
+        const auto fetchAhead = [&](std::size_t i) {
+            filter.Fetch(m_hashes[std::min(i + kAhead, m_hashes.size() - 1)]);
+        };
+        for (std::size_t i = 0; i < m_hashes.size(); ++i) {
+            fetchAhead(i);
+            filter.Add(m_hashes[i]);
         }
         std::vector<std::pair<std::uint64_t, int>> candidates;
         for (std::size_t i = 0; i < m_hashes.size(); ++i) {
+            fetchAhead(i);
             if (filter.Count(m_hashes[i]) > 1) {
                 candidates.emplace_back(m_hashes[i], ElementAt(i));
             }

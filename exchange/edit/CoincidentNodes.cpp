@@ -1,7 +1,9 @@
 #include "edit/CoincidentNodes.h"
 
+#include <array>
 #include <bit>
 #include <cmath>
+#include <utility>
 
 #include "model/RepeatFilter.h"
 
@@ -12,7 +14,8 @@ namespace {
 // cell has few points.
 constexpr double kCellsPerTolerance = 4;
 // Where few points are within the tolerance of another one, nearly all surroundings lie in one cell.
-constexpr double kCellsPerToleranceOfFew = 64;
+// What falls together in one division of space by chance alone is apart in another one.
+constexpr std::array<double, 2> kCellsPerToleranceOfFew = {256, 64};
 // Beyond this many cells from the origin coordinates are further apart than the tolerance, or
 // equal.
 constexpr double kMostCells = 1e15;
@@ -24,6 +27,59 @@ constexpr double kMostCellsOfPlaces = 1e9;
 double Floor(double value) {
     const auto towardsZero = static_cast<double>(static_cast<std::int64_t>(value));
     return towardsZero > value ? towardsZero - 1 : towardsZero;
+}
+
+bool IsPlaced(const Point& point) {
+    return std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]);
+}
+
+/// Calls use(node, key of its cell) for each node that has a place, in their order, when what the filter
+/// has of the key was fetched.
+template <class Use>
+void ForEachKey(std::span<const Point> points, std::span<const int> nodes, const PointCells& cells,
+                const RepeatFilter& filter, const Use& use) {
+    // As many as a processor fetches meanwhile, and some more.
+    constexpr std::size_t kAtOnce = 64;
+    std::array<std::pair<int, std::uint64_t>, kAtOnce> keys;
+    std::size_t count = 0;
+    const auto useAll = [&] {
+        for (std::size_t i = 0; i < count; ++i) {
+            use(keys[i].first, keys[i].second);
+        }
+        count = 0;
+    };
+    for (const int node : nodes) {
+        const Point& point = points[static_cast<std::size_t>(node)];
+        if (IsPlaced(point)) {
+            keys[count] = {node, cells.KeyOf(point)};
+            filter.Fetch(keys[count].second);
+            if (++count == kAtOnce) {
+                useAll();
+            }
+        }
+    }
+    useAll();
+}
+
+/// Those of some nodes that have another one in a cell around them, and some that have none.
+std::vector<int> MetInCells(std::span<const Point> points, std::span<const int> nodes,
+                            const PointCells& cells) {
+    RepeatFilter filter(nodes.size());
+    ForEachKey(points, nodes, cells, filter, [&](int, std::uint64_t key) { filter.Add(key); });
+    std::vector<int> met;
+    ForEachKey(points, nodes, cells, filter, [&](int node, std::uint64_t own) {
+        const Point& point = points[static_cast<std::size_t>(node)];
+        bool hasOther = filter.Count(own) > 1;
+        if (!hasOther && !cells.IsAmidCell(point)) {
+            cells.ForEachAround(point, [&](std::uint64_t key) {
+                hasOther = hasOther || filter.Count(key) > (key == own ? 1U : 0U);
+            });
+        }
+        if (hasOther) {
+            met.push_back(node);
+        }
+    });
+    return met;
 }
 
 }  // namespace
@@ -62,33 +118,10 @@ std::uint64_t PointCells::KeyOf(const Point& at) const {
 
 std::vector<int> PossiblyCoincident(std::span<const Point> points, std::span<const int> nodes,
                                     double tolerance) {
-    const PointCells cells(tolerance, kCellsPerToleranceOfFew);
-    const auto isPlaced = [](const Point& point) {
-        return std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]);
-    };
-    RepeatFilter filter(nodes.size());
-    for (const int node : nodes) {
-        const Point& point = points[static_cast<std::size_t>(node)];
-        if (isPlaced(point)) {
-            filter.Add(cells.KeyOf(point));
-        }
-    }
     std::vector<int> candidates;
-    for (const int node : nodes) {
-        const Point& point = points[static_cast<std::size_t>(node)];
-        if (!isPlaced(point)) {
-            continue;
-        }
-        const std::uint64_t own = cells.KeyOf(point);
-        bool hasOther = filter.Count(own) > 1;
-        if (!hasOther && !cells.IsAmidCell(point)) {
-            cells.ForEachAround(point, [&](std::uint64_t key) {
-                hasOther = hasOther || filter.Count(key) > (key == own ? 1U : 0U);
-            });
-        }
-        if (hasOther) {
-            candidates.push_back(node);
-        }
+    for (const double cellsPerTolerance : kCellsPerToleranceOfFew) {
+        candidates = MetInCells(points, nodes, PointCells(tolerance, cellsPerTolerance));
+        nodes = candidates;
     }
     return candidates;
 }

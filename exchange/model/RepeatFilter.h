@@ -21,6 +21,11 @@ class RepeatFilter {
             byte = static_cast<std::uint8_t>(byte + (1U << ShiftOf(key)));
         }
     }
+    /// Lets the processor fetch what Add and Count need of a key, which else is a wait for memory
+    /// each time.
+    void Fetch(std::uint64_t key) const {
+        __builtin_prefetch(m_counts.data() + (key & m_mask) / kSlotsPerByte, 1);
+    }
     /// How often the key was added, or more: 0, 1, or 2 for several times.
     unsigned Count(std::uint64_t key) const {
         return (m_counts[(key & m_mask) / kSlotsPerByte] >> ShiftOf(key)) & 3U;

@@ -37,6 +37,9 @@ class ORQ_EXPORT ORQExcReport {
                 std::string_view reason);
     void Drop(std::string_view kind, std::string_view name, std::int64_t count,
               std::string_view reason);
+    /// An entry of any outcome.
+    void Add(ORQExcOutcome outcome, std::string_view kind, std::string_view name,
+             std::int64_t count, std::string_view reason);
     void Append(const ORQExcReport& other);
 
     bool HasDrops() const { return Has(ORQExcOutcome::Dropped); }
@@ -51,11 +54,19 @@ class ORQ_EXPORT ORQExcReport {
     ///     dropped
     ///       node set "clamp": 20 (sets are not imported)
     void Print(std::ostream& out) const;
+    /// The same on one screen: a table of how many objects of each kind had which outcome, in brackets
+    /// how many members these have, then what was not just kept, one line for a reason. Of a kind
+    /// that has more reasons than a few, the others are counted.
+    ///
+    ///       kind      kept     dropped
+    ///       nodes     60
+    ///       node set  1 (8)    2 (20)
+    ///     dropped
+    ///       node set, 2 of them: 20 (the format has no place for sets)
+    void PrintSummary(std::ostream& out) const;
 
   private:
     bool Has(ORQExcOutcome outcome) const;
-    void Add(ORQExcOutcome outcome, std::string_view kind, std::string_view name,
-             std::int64_t count, std::string_view reason);
 
     std::vector<ORQExcReportEntry> m_entries;
 };

@@ -27,16 +27,9 @@ class Report(Table):
     changed = property(lambda self: self.of("changed"))
     dropped = property(lambda self: self.of("dropped"))
 
-    def __str__(self):
-        lines = []
-        for outcome in ("kept", "noted", "findings", "changed", "dropped"):
-            entries = self.of(outcome)
-            lines += [outcome] if entries else []
-            for entry in entries:
-                name = f' "{entry.name}"' if entry.name else ""
-                reason = f" ({entry.reason})" if entry.reason else ""
-                lines.append(f"  {entry.kind}{name}: {entry.count}{reason}")
-        return "\n".join(lines)
+    def __repr__(self):
+        """On one screen: counts by kind and outcome, and why what was not just kept was not."""
+        return _core.report_summary(list(self)).rstrip("\n")
 
 
 def formats():

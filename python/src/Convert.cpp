@@ -1,5 +1,10 @@
 // Importing and exporting files of other programs.
 #include <optional>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "ModelHandle.h"
 #include "ORQExcFormats.h"
@@ -27,7 +32,19 @@ const char* NameOf(ORQExcOutcome outcome) {
     return "";
 }
 
-/// (outcome, kind, name, count, reason) of every entry.
+ORQExcOutcome OutcomeNamed(const std::string& name) {
+    for (const auto& [outcome, known] : kORQExcOutcomes) {
+        if (known == name) {
+            return outcome;
+        }
+    }
+    throw py::value_error("there is no outcome \"" + name + "\"");
+}
+
+/// (outcome, kind, name, count, reason)
+using ReportRow = std::tuple<std::string, std::string, std::string, std::int64_t, std::string>;
+
+/// A ReportRow of every entry.
 py::list ToPython(const ORQExcReport& report) {
     py::list list;
     for (const ORQExcReportEntry& entry : report.Entries()) {
@@ -35,6 +52,17 @@ py::list ToPython(const ORQExcReport& report) {
                                    entry.reason));
     }
     return list;
+}
+
+/// Rows of ToPython on one screen.
+std::string SummaryOf(const std::vector<ReportRow>& rows) {
+    ORQExcReport report;
+    for (const auto& [outcome, kind, name, count, reason] : rows) {
+        report.Add(OutcomeNamed(outcome), kind, name, count, reason);
+    }
+    std::ostringstream text;
+    report.PrintSummary(text);
+    return text.str();
 }
 
 ORQExcReport Import(const std::string& input, const ORQSimDatabase& database,
@@ -122,6 +150,7 @@ py::list Formats() {
 
 void DefineConvert(py::module_& module) {
     module.def("formats", &Formats);
+    module.def("report_summary", &SummaryOf);
     module.def("import_into", [](const std::string& input, const std::string& output,
                                  const std::string& layup, const std::string& resultsMap,
                                  bool strict, bool mayReplace, const py::object& progress) {

@@ -232,6 +232,26 @@ void CheckPoints(ModelHandle& handle, const ORQExcResultArray& array, const ORQS
     }
 }
 
+/// Throws ValueError where elements have fewer layers than there are values.
+void CheckLayers(ModelHandle& handle, const ORQExcResultArray& array, const ORQSimCSet& members,
+                 int nLayers) {
+    const auto& sections = handle.Sections().Sections();
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        const ORQSimCSet concerned = sections[i].elements.Intersection(members);
+        if (concerned.IsEmpty()) {
+            continue;
+        }
+        const auto has = static_cast<int>(handle.StackOf(static_cast<int>(i))->layers.size());
+        if (has > 0 && has < nLayers) {
+            const auto element = static_cast<std::size_t>(concerned[0]);
+            throw py::value_error(
+                "field \"" + array.name + "\" has " + std::to_string(nLayers) +
+                " layers, but element " + std::to_string(handle.Labels(Kind::Element)[element]) +
+                " has " + std::to_string(has) + ", of section \"" + sections[i].name + "\"");
+        }
+    }
+}
+
 /// Values as CountsOf has them; the members take no part in a field of the whole model.
 void AddField(ModelHandle& handle, const std::string& stepName, double time,
               const ORQExcResultArray& array, const Ints& members, const Doubles& values) {
@@ -247,6 +267,7 @@ void AddField(ModelHandle& handle, const std::string& stepName, double time,
             view.members = handle.SetOf(kind, SpanOf(members));
         }
         if (array.hasLayers) {
+            CheckLayers(handle, array, view.members, counts.layers);
             view.layers = {0, counts.layers - 1};
             view.sectionPoints = {0, counts.sectionPoints - 1};
         }

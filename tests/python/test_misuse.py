@@ -195,6 +195,7 @@ CASES = [
     (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((3, 2, 2, 4)), points="nodes"))),
     (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((0, 1, 2, 1))))),
     (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((1, 0, 2, 1))))),
+    (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((4, 3, 2, 1))))),  # of 3 layers
     (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((1, 1, 1, 1, 2, 1))))),
     (ValueError, in_transaction(lambda m: on_elements(m, np.float64(1.0)))),
     (ValueError, in_transaction(lambda m: on_elements(m, np.zeros((HUGE, 1, 0, 1)), members=[]))),

@@ -6,7 +6,6 @@
 
 #include "ORQExcReport.h"
 #include "terminal/ReportJson.h"
-#include "terminal/ReportText.h"
 
 namespace {
 
@@ -49,7 +48,7 @@ TEST(LossReport, FitsOnOneScreen) {
     }
     report.Drop("node set", "clamp", 20, "no sets here");
     std::ostringstream text;
-    orqmodel::PrintReport(report, false, text);
+    report.PrintSummary(text);
     EXPECT_EQ(text.str(),
               "  kind      kept          findings  dropped\n"
               "  nodes     60\n"
@@ -62,12 +61,12 @@ TEST(LossReport, FitsOnOneScreen) {
               "  card \"CBAR 2\": 1 (line 2: is odd)\n"
               "  card \"CBAR 3\": 1 (line 3: is odd)\n"
               "  card \"CBAR 4\": 1 (line 4: is odd)\n"
-              "  card, 995 of them: 995 (for other reasons, which --verbose names)\n"
+              "  card, 995 of them: 995 (for other reasons, which the whole report names)\n"
               "dropped\n"
               "  section, 1000 of them: 1000 (not for shells)\n"
               "  node set \"clamp\": 20 (no sets here)\n");
     std::ostringstream names;
-    orqmodel::PrintReport(report, true, names);
+    report.Print(names);
     EXPECT_NE(names.str().find("  card \"CBAR 999\": 1 (line 999: is odd)\n"), std::string::npos);
 }
 

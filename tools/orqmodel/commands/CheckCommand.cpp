@@ -29,7 +29,6 @@
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
-#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -306,7 +305,7 @@ void Print(const Findings& findings, const CheckOptions& options, const ORQExcRe
     } else {
         if (options.fix) {
             console.out << (options.isDryRun ? "To be mended without --dry-run:\n" : "Mended:\n");
-            PrintReport(mended, console.IsVerbose(), console.out);
+            console.IsVerbose() ? mended.Print(console.out) : mended.PrintSummary(console.out);
             console.out << "Left:\n";
         }
         PrintFindings(findings, console.IsVerbose() ? SIZE_MAX : options.limit, console.out);

@@ -20,7 +20,6 @@
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
-#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -190,7 +189,7 @@ void Print(const EditOptions& options, const ORQExcReport& report, const Console
         console.out << ORQExcPrintable(options.database)
                     << ": nothing was changed (--dry-run); without it:\n";
     }
-    PrintReport(report, console.IsVerbose(), console.out);
+    console.IsVerbose() ? report.Print(console.out) : report.PrintSummary(console.out);
 }
 
 /// Changes a model in one transaction, and reports what became of it. On any failure, when

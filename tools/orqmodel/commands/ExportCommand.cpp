@@ -9,7 +9,6 @@
 #include "queries/OpenModel.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
-#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -63,7 +62,7 @@ ExitStatus RunExport(const ExportOptions& options, const Console& console) {
         console.out << ORQExcPrintable(options.database) << " -> "
                     << ORQExcPrintable(options.output.string()) << " (" << exporter.Format()
                     << ")\n";
-        PrintReport(report, console.IsVerbose(), console.out);
+        console.IsVerbose() ? report.Print(console.out) : report.PrintSummary(console.out);
     }
     if (isRefused) {
         console.err << "orqmodel: nothing was exported: --strict, and some content would be "

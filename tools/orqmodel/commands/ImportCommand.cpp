@@ -13,7 +13,6 @@
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
 #include "terminal/ReportJson.h"
-#include "terminal/ReportText.h"
 
 namespace orqmodel {
 namespace {
@@ -51,7 +50,7 @@ void Print(const ImportOptions& options, const ORQExcImporter& importer, const O
     }
     console.out << ORQExcPrintable(options.input.string()) << " (" << importer.Format() << ") -> "
                 << ORQExcPrintable(options.output.string()) << '\n';
-    PrintReport(report, console.IsVerbose(), console.out);
+    console.IsVerbose() ? report.Print(console.out) : report.PrintSummary(console.out);
 }
 
 /// Imports a file into a new model database and prints what was kept, changed and dropped. On any

@@ -1,16 +1,15 @@
-#include "terminal/ReportText.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "ORQExcOutcomes.h"
-#include "terminal/TextTable.h"
+#include "ORQExcReport.h"
 
-namespace orqmodel {
 namespace {
 
 constexpr std::size_t kMostReasons = 5;  // of a kind and outcome
@@ -43,7 +42,7 @@ struct Group {
     }
 };
 
-bool Has(const ORQExcReport& report, ORQExcOutcome outcome) {
+bool HasAny(const ORQExcReport& report, ORQExcOutcome outcome) {
     return std::ranges::count(report.Entries(), outcome, &ORQExcReportEntry::outcome) != 0;
 }
 
@@ -57,6 +56,24 @@ Group& GroupOf(std::vector<Group>& groups, const std::string& kind) {
     return groups.back();
 }
 
+/// Rows of as many cells each, in columns as wide as need be.
+void PrintColumns(const std::vector<std::vector<std::string>>& rows, std::ostream& out) {
+    std::vector<std::size_t> widths(rows[0].size(), 0);
+    for (const auto& row : rows) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], row[i].size());
+        }
+    }
+    for (const auto& row : rows) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            line += fmt::format("  {:<{}}", row[i], widths[i]);
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        out << line << '\n';
+    }
+}
+
 void PrintCounts(const ORQExcReport& report, std::ostream& out) {
     std::vector<std::vector<std::string>> rows = {{"kind"}};
     std::vector<Group> kinds;
@@ -67,7 +84,7 @@ void PrintCounts(const ORQExcReport& report, std::ostream& out) {
         rows.push_back({kind.kind});
     }
     for (const auto& [outcome, heading] : kORQExcOutcomes) {
-        if (!Has(report, outcome)) {
+        if (!HasAny(report, outcome)) {
             continue;
         }
         std::vector<Group> cells;
@@ -84,7 +101,7 @@ void PrintCounts(const ORQExcReport& report, std::ostream& out) {
             rows[i + 1].push_back(cells[i].Cell());
         }
     }
-    PrintTable(rows, std::vector<bool>(rows[0].size(), false), out);
+    PrintColumns(rows, out);
 }
 
 /// By kind and reason, in the order in which they came; the rest of a kind is one group.
@@ -110,7 +127,7 @@ std::vector<Group> Reasons(const ORQExcReport& report, ORQExcOutcome outcome) {
     for (auto& [rest, reasons] : kinds) {
         lines.insert(lines.end(), reasons.begin(), reasons.end());
         if (rest.nEntries > 0) {
-            rest.reason = "for other reasons, which --verbose names";
+            rest.reason = "for other reasons, which the whole report names";
             lines.push_back(rest);
         }
     }
@@ -119,21 +136,15 @@ std::vector<Group> Reasons(const ORQExcReport& report, ORQExcOutcome outcome) {
 
 }  // namespace
 
-void PrintReport(const ORQExcReport& report, bool isVerbose, std::ostream& out) {
-    if (isVerbose) {
-        report.Print(out);
-        return;
-    }
-    PrintCounts(report, out);
+void ORQExcReport::PrintSummary(std::ostream& out) const {
+    PrintCounts(*this, out);
     for (const auto& [outcome, heading] : kORQExcOutcomes) {
-        if (outcome == ORQExcOutcome::Kept || !Has(report, outcome)) {
+        if (outcome == ORQExcOutcome::Kept || !HasAny(*this, outcome)) {
             continue;
         }
         out << heading << '\n';
-        for (const Group& reason : Reasons(report, outcome)) {
+        for (const Group& reason : Reasons(*this, outcome)) {
             out << "  " << reason.Line() << '\n';
         }
     }
 }
-
-}  // namespace orqmodel

@@ -57,6 +57,7 @@ class PartsRun : public ORQExcCheckRun {
     }
 
   private:
+    // A mesh of pieces, such as grains, has thousands of parts; the members name all.
     static constexpr std::size_t kMostTold = 5;
 
     struct Part {

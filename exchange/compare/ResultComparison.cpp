@@ -79,6 +79,7 @@ struct Largest {
 
 /// Up to rounding, whatever the tolerance of values: a wide one would pair neighbouring times.
 bool AreSameTime(double a, double b) {
+    // Times go through texts of 15 digits and sums of increments in files.
     constexpr double kRounding = 1e-12;
     return std::abs(a - b) <= kRounding * std::max(std::abs(a), std::abs(b));
 }

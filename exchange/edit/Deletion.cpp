@@ -25,6 +25,7 @@ namespace {
 /// Names the users of an object that keep it from being deleted.
 void CheckUnused(ObjectKind kind, const std::string& name, const std::vector<std::string>& users,
                  const char* advice) {
+    // A material may be in thousands of layers; a message is read on one screen.
     constexpr std::size_t kMost = 5;
     if (users.empty()) {
         return;

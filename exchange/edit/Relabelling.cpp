@@ -17,6 +17,7 @@ using namespace orq::exchange;
 
 namespace {
 
+// Labels that are written at a time: 4 MB.
 constexpr int kLabelsAtOnce = 1'000'000;
 
 /// The labels of one instance as they are stored: in a drawer, ascending.

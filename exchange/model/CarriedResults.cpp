@@ -19,6 +19,7 @@ using Place = ORQExcResultArray::Place;
 using To = ORQExcElementValues::To;
 using Group = ORQExcElementValues::Group;
 
+// Elements whose values are averaged at a time: some megabytes for tensors at many points.
 constexpr int kCarriedAtOnce = 1 << 16;
 
 /// A stored field and its reader; the fields that are made of it share them.

@@ -28,6 +28,7 @@ std::optional<Point> InPlane(const Point& direction, const Point& normal) {
                                                   : std::nullopt;
 }
 
+// Elements whose frames are held at a time; they stay in the processor's cache until values are turned.
 constexpr int kFramesAtOnce = 4096;
 
 struct Frame {

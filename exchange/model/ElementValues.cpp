@@ -15,6 +15,7 @@ using namespace orq::exchange;
 
 namespace {
 
+// Values of so many elements at all their points stay in the processor's cache between steps.
 constexpr int kElementsAtOnce = 4096;
 
 template <class Act>

@@ -16,6 +16,8 @@
 
 namespace {
 
+// A record's text is held in memory as a whole wherever it is read or changed, so a long text is cut.
+// The number of pieces bounds what a damaged record can ask for.
 constexpr std::size_t kPieceBytes = 1 << 20;
 constexpr int kMostPieces = 1 << 16;
 

@@ -31,6 +31,7 @@ std::string WithoutCase(std::string text) {
 }
 
 std::string ORQExcNearNames(std::string_view wanted, std::span<const std::string> known) {
+    // The one that was meant is among the first, or not near at all.
     constexpr std::size_t kMostNear = 5;
     std::vector<std::pair<std::size_t, std::string_view>> near;
     for (const std::string& name : known) {

@@ -31,6 +31,7 @@ void Set(PyObject* type, const std::string& text) {
 
 /// The number of the system's error with whose text a message ends; 0 when it ends with none.
 int ErrorNumberOf(const std::string& text) {
+    // The last that Linux has.
     constexpr int kMost = 133;
     for (int number = 1; number <= kMost; ++number) {
         if (text.ends_with(std::string(": ") + std::strerror(number))) {

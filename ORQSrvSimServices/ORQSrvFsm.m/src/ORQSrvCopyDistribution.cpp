@@ -40,6 +40,7 @@ struct Block {
     }
 };
 
+// A transform is handed the size of its buffer as an int.
 constexpr std::size_t kMostBytes = std::numeric_limits<std::int32_t>::max();
 
 // Whether a transform leaves the values as they are.

@@ -16,6 +16,7 @@
 
 namespace {
 
+// A drawer has few layers, the whole of which lie in each chunk, and any number of elements.
 constexpr int kElementsPerChunk = 65536;
 constexpr int kElements = 0;  // dimensions of the distribution
 constexpr int kLayers = 1;

@@ -20,6 +20,8 @@
 
 namespace {
 
+// Tables are appended to in parts; a chunk of so many rows grows in place, and a short table takes no
+// more than it needs.
 constexpr int kRowsPerChunk = 16384;
 
 // One for each dimension, rows first.

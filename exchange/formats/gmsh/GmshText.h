@@ -45,6 +45,7 @@ class GmshText {
     }
 
   private:
+    // Lines are some tens of bytes; a stream costs as much for each as for a block.
     static constexpr std::size_t kBlock = 1 << 20;
 
     void Flush() {

@@ -13,9 +13,11 @@ namespace {
 
 using nlohmann::json;
 
+// A file of another kind breaks every rule at every place; the first errors say so.
 constexpr std::size_t kMostErrors = 20;
 
 std::string Shown(const json& value) {
+    // Enough to find the value in its file.
     constexpr std::size_t kMost = 40;
     if (value.is_object() || value.is_array()) {
         return fmt::format("{} of {}", value.is_object() ? "an object" : "an array", value.size());

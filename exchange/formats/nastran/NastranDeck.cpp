@@ -66,6 +66,7 @@ const std::string& NastranDeck::ContentOf(const std::filesystem::path& path,
 
 /// The innermost files of the chain of includes; a chain may be thousands of files long.
 std::string NastranDeck::ChainTo(const std::filesystem::path& path) const {
+    // The innermost are where a circle of includes shows.
     constexpr std::size_t kMostTold = 20;
     const std::size_t first = m_sources.size() - std::min(m_sources.size(), kMostTold);
     std::string chain = first > 0 ? "... -> " : "";

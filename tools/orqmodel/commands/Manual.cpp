@@ -144,6 +144,7 @@ class Help : public CLI::Formatter {
 }  // namespace
 
 std::shared_ptr<CLI::Formatter> HelpFormatter(int width) {
+    // Where the output is no terminal; longer lines are hard to read.
     constexpr int kUsualWidth = 100;
     return std::make_shared<Help>(width > 0 ? width : kUsualWidth);
 }

@@ -18,6 +18,7 @@ struct StatusOptions {
     bool watch = false;
 };
 
+// Soon enough for an eye, and a look costs a fraction of a millisecond.
 constexpr int kMillisecondsBetweenLooks = 100;
 
 const char* NameOf(ORQObjSeverity severity) {

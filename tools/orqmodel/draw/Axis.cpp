@@ -15,6 +15,7 @@ constexpr Colour kGrid = {225, 225, 225};
 
 /// Numbers beyond these are drawn there, so that differences stay finite.
 double Bounded(double value) {
+    // Half for the difference of two, half again for a margin around both.
     constexpr double kLargest = std::numeric_limits<double>::max() / 4;
     return std::clamp(value, -kLargest, kLargest);
 }

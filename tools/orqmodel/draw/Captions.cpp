@@ -26,6 +26,7 @@ double TextSizeFor(PictureSize size) {
 }
 
 bool HasRoomForTexts(PictureSize size) {
+    // Pixels: below, the smallest legible letters leave no room for the model.
     constexpr int kLeast = 240;
     return ShorterSide(size) >= kLeast;
 }

@@ -57,6 +57,7 @@ void PaintExtremes(Canvas& canvas, double textSize, const Frame& frame,
     constexpr double kSmaller = 0.85;
     const double size = kSmaller * textSize;
     const double radius = 0.4 * textSize;
+    // A ring of half a letter looks round with these.
     constexpr int kCorners = 24;
     for (const Extreme& extreme : extremes) {
         // A ring, so that the colour in it is seen.

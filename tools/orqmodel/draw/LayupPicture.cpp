@@ -44,6 +44,8 @@ void LayupPicture::PlanStack(const ORQExcSections::Stack& layup) {
     const double bottom = m_size.height - (hasTexts ? 1 + kLineHeight : kPageMargin) * m_textSize;
     const double room = bottom - top;
     const auto nLayers = static_cast<double>(layup.layers.size());
+    // Pixels: an adhesive beside a core would otherwise be a line that nobody sees. The heading says
+    // how many layers are not to scale.
     constexpr double kLeastHeight = 3;
     const double least = std::min(kLeastHeight, room / std::max(1.0, nLayers));
     std::vector<double> thicknesses;

@@ -322,6 +322,7 @@ void MeshPicture::PaintAxes(Canvas& canvas) const {
         };
         const std::array<Spot, 2> ends = {origin, at(length)};
         canvas.Line(ends, {axis.colour, 0.13 * m_textSize});
+        // Its name would stand on the others' origin.
         constexpr double kPointsAtEye = 0.99;
         if (std::abs(axis.direction[2]) < kPointsAtEye) {
             const Spot name = at(length + 0.7 * m_textSize);

@@ -48,6 +48,7 @@ std::uint32_t Interleaved(const std::array<std::uint32_t, 3>& numbers) {
 /// Whether parts use nodes again that came long before, by the mean number of bits of how far back
 /// they are.
 bool IsScattered(const Skin& skin) {
+    // A thousand nodes back: more than a row of most ordered meshes, less than shuffled ones are apart.
     constexpr double kFar = 10;
     double bits = 0;
     int nKnown = 0;
@@ -162,6 +163,8 @@ int PageMesh::LabelsInto(PackedArrays& arrays, const std::vector<int>& labels,
 json PageMesh::NodesInto(PackedArrays& arrays) const {
     const Extent extent = ExtentOf(m_skin);
     const Point size = extent.high - extent.low;
+    // Places are steps of 16 bits along each axis, or of 24 where the shortest edge would have too few
+    // of them to keep its direction.
     constexpr double kCoarse = 65535;
     constexpr double kFine = 16777215;
     constexpr double kLeastStepsOfEdge = 16;
@@ -184,6 +187,7 @@ json PageMesh::NodesInto(PackedArrays& arrays) const {
 }
 
 json PageMesh::PartsInto(PackedArrays& arrays) const {
+    // A bit beside the number of corners.
     constexpr std::uint32_t kOfSolid = 4;
     std::vector<std::uint32_t> kinds;
     std::vector<std::uint32_t> sizes;

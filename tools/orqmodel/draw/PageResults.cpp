@@ -16,6 +16,8 @@ namespace {
 using nlohmann::json;
 using Coding = PackedArrays::Coding;
 
+// Values and movements are 16-bit steps between the least and the largest: finer than a screen's
+// colours and pixels, at a quarter of the size of doubles. The page's script knows these numbers.
 constexpr std::uint32_t kNoValue = 65535;
 constexpr double kValueSteps = 65534;
 constexpr double kMoveSteps = 32767;

@@ -91,6 +91,7 @@ class SolidFaces {
     /// Those that only one element has, ascending. Faces of collapsed elements that have become
     /// lines do not count.
     std::vector<std::int64_t> Outer(int nNodes, const Progress& progress) const {
+        // Between two steps of the progress, some hundredths of a second.
         constexpr std::size_t kFacesAtOnce = 1 << 18;
         std::vector<std::int64_t> outer;
         std::size_t nDone = 0;
@@ -219,6 +220,7 @@ std::vector<Point> PointsOf(const ORQExcModel& model) {
 
 Skin SkinOf(const ORQExcModel& model, std::span<const int> blocks, const std::vector<Clip>& clips,
             const Progress& progress) {
+    // The part of the time that reading takes, roughly, for the progress.
     constexpr double kReading = 0.3;
     Skin skin(PointsOf(model));
     std::vector<Elements> drawn;

@@ -30,6 +30,7 @@ bool ReadDirection(const std::string& text, Point& direction) {
 }  // namespace
 
 View::View(std::string name, const Point& toEye) : m_name(std::move(name)) {
+    // Nearer than this to the axis, the cross product below is rounding alone.
     constexpr double kAlongAxis = 1e-9;
     m_toEye = Normalized(toEye);
     // Z points up in a picture, but where it points at the eye; there Y points up.

@@ -180,6 +180,7 @@ class Band {
 
     /// Of parts in the same place the first one counts, whatever rounding makes of them.
     bool IsNearest(std::size_t sample, double depth) const {
+        // Depths are in pixels, as floats: of some thousands they hold a thousandth.
         constexpr double kSamePlace = 1e-3;
         return depth > double{m_depths[sample]} + kSamePlace;
     }

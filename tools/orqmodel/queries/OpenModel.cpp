@@ -10,6 +10,8 @@ namespace orqmodel {
 
 ORQSimDatabase OpenModel(const std::string& path) {
     ORQSimDatabase database = ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly);
+    // Commands hold some bytes for each member, so a damaged count would end them without memory. A
+    // model of so many members without data is none that a program writes.
     constexpr std::int64_t kMostMembersPerByte = 16;
     const ORQSimDatabase::DiskSizes sizes = database.Sizes();
     const std::int64_t bytes = sizes.catalogue + sizes.bulk;

@@ -181,6 +181,7 @@ json FindingsToSarif(const Findings& findings) {
     }
     json results = json::array();
     for (const ORQExcFinding& finding : findings.result.findings) {
+        // Viewers show the message on a line; all members stand in the properties.
         constexpr std::size_t kMembers = 10;
         json result = {
             {"ruleId", finding.rule},

@@ -69,6 +69,7 @@ class TextWriter : public BufferedWriter {
     /// For reading: of long numbers the first digits.
     void Number(double value) override {
         char text[32];
+        // As many as a float holds; CSV and JSON have all.
         constexpr int kDigits = 7;
         auto end = std::to_chars(std::begin(text), std::end(text), value).ptr;
         if (end - text > static_cast<std::ptrdiff_t>(kNumberWidth)) {
@@ -98,6 +99,7 @@ class TextWriter : public BufferedWriter {
     }
 
   private:
+    // Rows are streamed, so widths cannot follow what comes later.
     static constexpr std::size_t kNumberWidth = 12;
     static constexpr std::size_t kTextWidth = 8;
 

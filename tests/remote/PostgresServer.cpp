@@ -103,8 +103,7 @@ int PostgresServer::Spawn(const std::string& program, const std::string& argumen
 
 void PostgresServer::Start() {
     m_process = Spawn("postgres", "-D " + m_folder + "/data -k " + m_folder +
-                                      " -c listen_addresses= -c max_wal_size=256MB "
-                                      "-c shared_buffers=64MB");
+                                      " -c listen_addresses= -c fsync=off");
     for (int attempt = 0; attempt < 600; ++attempt) {
         const Connection connection(PQconnectdb(Url("").c_str()), PQfinish);
         if (PQstatus(connection.get()) == CONNECTION_OK) {

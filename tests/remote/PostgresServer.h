@@ -23,7 +23,7 @@ class PostgresServer {
     std::string Ask(const std::string& sql) const;
 
     /// Ends all its processes in the middle of whatever they do, as a crash would, and starts it
-    /// again.
+    /// again. The machine goes on, so nothing has to be on the disk for that.
     void CrashAndRestart();
 
   private:

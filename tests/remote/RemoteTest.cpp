@@ -1,47 +1,12 @@
 // Models in a store: what one machine commits, another reads.
 //
 // A machine is a cache of its own. Tests skip where PostgreSQL is not installed.
-#include <cstdlib>
-
-#include "History.h"
-#include "ORQSimModelStore.h"
-#include "PostgresServer.h"
-#include "Vocabulary.h"
+#include "RemoteFixture.h"
 
 namespace {
 
-class RemoteTest : public testing::Test {
+class RemoteTest : public RemoteFixture {
   protected:
-    void SetUp() override {
-        m_server = PostgresServer::Get();
-        if (m_server == nullptr) {
-            GTEST_SKIP();
-        }
-        static const Texts left = ORQSimModelStore::Prepare(m_server->Url(""));
-        ASSERT_EQ(left, Texts());
-        static int number = 0;
-        m_url = m_server->Url("test-" + std::to_string(++number));
-        UseMachine("first");
-    }
-
-    // From here on this process is on that machine.
-    void UseMachine(const std::string& name) {
-        setenv("XDG_CACHE_HOME", (m_folder / name).c_str(), 1);
-    }
-    ORQSimDatabase Open(Mode mode, const std::string& suffix = "") const {
-        return ORQSimDatabase::Open(m_url + suffix, mode);
-    }
-    ORQSimDatabase Create() const {
-        ORQSimDatabase database = ORQSimDatabase::Create(m_url);
-        MakeModel(database, 100);
-        return database;
-    }
-    static void WriteAll(const ORQSimDatabase& database, double value) {
-        InTransaction(database, [&] {
-            Append(database, RunOf(Nodes(database), 0, 100), RunOf(Components(database), 0, 1),
-                   Filled(100, value));
-        });
-    }
     // The contents of a state as a directory has them, but for the identity that each copy has.
     std::string Contents(const ORQSimDatabase& database) const {
         const Folder folder;
@@ -57,10 +22,6 @@ class RemoteTest : public testing::Test {
         EXPECT_NE(at, std::string::npos);
         return contents.erase(at, identity.size() - 1);
     }
-
-    PostgresServer* m_server = nullptr;
-    Folder m_folder;
-    std::string m_url;
 };
 
 }  // namespace
@@ -128,17 +89,27 @@ TEST_F(RemoteTest, OneWritesAtATimeAndTheNextGoesOn) {
 }
 
 TEST_F(RemoteTest, ALeaseThatExpiredIsTakenAndItsFormerHolderIsTold) {
-    setenv("ORQ_LEASE_SECONDS", "1", 1);
-    ORQSimDatabase first = Create();
-    sleep(2);
-    UseMachine("second");
-    ORQSimDatabase second = Open(Mode::ReadWrite);
-    WriteAll(second, 2);
-    setenv("ORQ_LEASE_SECONDS", "60", 1);  // so that it is the commit that finds it
-    UseMachine("first");
-    EXPECT_TRUE(Fails(Failure::Busy, {"test-", "was not committed"}, [&] { WriteAll(first, 1); }));
-    EXPECT_TRUE(Fails(Failure::Refused, {"open the model again"}, [&] { WriteAll(first, 1); }));
-    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(100, 2));
+    Create();
+    for (const bool commits : {false, true}) {
+        UseMachine("first");
+        setenv("ORQ_LEASE_SECONDS", "1", 1);
+        ORQSimDatabase first = Open(Mode::ReadWrite);
+        sleep(2);
+        setenv("ORQ_LEASE_SECONDS", "60", 1);  // so that it is the commit that finds it
+        UseMachine("second");
+        ORQSimDatabase second = Open(Mode::ReadWrite);
+        if (commits) {
+            WriteAll(second, 2);
+        }
+        EXPECT_TRUE(
+            Fails(Failure::Busy,
+                  {m_name, commits ? "somebody else has committed" : "was taken by process"},
+                  [&] { WriteAll(first, 1); }));
+        EXPECT_TRUE(Fails(Failure::Refused, {"open the model again"}, [&] { WriteAll(first, 1); }));
+        WriteAll(second, 3);
+        UseMachine("first");
+        EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(100, 3));
+    }
     unsetenv("ORQ_LEASE_SECONDS");
 }
 

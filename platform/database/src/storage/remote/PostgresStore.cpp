@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 
 namespace orq::storage {
 
@@ -14,7 +15,12 @@ namespace {
 // Values of more than this are cut into parts.
 constexpr std::size_t kPart = 4 << 20;
 // How long a lost answer is asked for.
-constexpr std::chrono::seconds kPatience(20);
+std::chrono::seconds Patience() {
+    constexpr int kDefault = 30;
+    const char* given = std::getenv("ORQ_STORE_PATIENCE");
+    const int seconds = given != nullptr ? std::atoi(given) : 0;
+    return std::chrono::seconds(seconds > 0 ? seconds : kDefault);
+}
 
 std::span<const std::byte> Bytes(std::span<const std::byte> array) {
     return array;
@@ -251,7 +257,7 @@ bool PostgresStore::WasCommitted(const Identity& identity, const NewState& state
 }
 
 bool PostgresStore::AskUntilAnswered(std::int64_t generation, const std::function<bool()>& ask) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
+    const auto end = std::chrono::steady_clock::now() + Patience();
     for (useconds_t pause = 1000;; pause = std::min<useconds_t>(2 * pause, 500'000)) {
         try {
             return ask();

@@ -23,10 +23,16 @@ class ORQ_EXPORT ORQSimModelStore {
     /// what this user may not make and a store can do without, one text each.
     static std::vector<std::string> Prepare(const std::string& url);
 
+    /// Whether there is a model of the name. Cost: one round trip.
+    static bool Has(const std::string& url);
+    /// The name of the model, for example "wing". The store is not asked.
+    static std::string NameOf(const std::string& url);
+
     /// One committed state.
     struct State {
         std::int64_t generation;
         std::string time;             // of the commit, by the store's clock
+        std::int64_t ageSeconds;      // since then
         std::string who;              // process and host
         std::string summary;          // rows added (+), changed (~) and removed (-), by table
         std::int64_t changesetBytes;  // of rows

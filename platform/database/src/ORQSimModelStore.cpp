@@ -13,11 +13,20 @@ std::vector<std::string> ORQSimModelStore::Prepare(const std::string& url) {
     return orq::storage::PrepareStore(url);
 }
 
+bool ORQSimModelStore::Has(const std::string& url) {
+    return orq::storage::HasModel(url);
+}
+
+std::string ORQSimModelStore::NameOf(const std::string& url) {
+    return orq::storage::NameOfModel(url);
+}
+
 std::vector<ORQSimModelStore::State> ORQSimModelStore::Log(const std::string& url) {
     std::vector<State> states;
     for (orq::storage::SharedState& state : orq::storage::ListStates(url)) {
-        states.push_back({state.generation, std::move(state.time), std::move(state.who),
-                          std::move(state.summary), state.changesetBytes, state.pieceBytes});
+        states.push_back({state.generation, std::move(state.time), state.ageSeconds,
+                          std::move(state.who), std::move(state.summary), state.changesetBytes,
+                          state.pieceBytes});
     }
     return states;
 }

@@ -432,14 +432,16 @@ std::vector<RemoteStore::PieceKey> PostgresStore::ListPieces(const Identity& ide
 
 std::vector<LogEntry> PostgresStore::GetLog(const Identity& identity) {
     const Answer answer = m_link.Ask(
-        "SELECT generation, CAST(made AS text), who, summary, changeset_bytes, piece_bytes FROM "
+        "SELECT generation, CAST(date_trunc('second', made) AS text), CAST(EXTRACT(EPOCH FROM "
+        "CURRENT_TIMESTAMP - made) AS bigint), who, summary, changeset_bytes, piece_bytes FROM "
         "orq_commit WHERE identity = $1 ORDER BY generation DESC",
         Bytes(identity));
     std::vector<LogEntry> log;
     for (int row = 0; row < answer.NumRows(); ++row) {
         log.push_back({answer.Number(row, 0), std::string(answer.Text(row, 1)),
-                       std::string(answer.Text(row, 2)), std::string(answer.Text(row, 3)),
-                       answer.Number(row, 4), answer.Number(row, 5)});
+                       answer.Number(row, 2), std::string(answer.Text(row, 3)),
+                       std::string(answer.Text(row, 4)), answer.Number(row, 5),
+                       answer.Number(row, 6)});
     }
     return log;
 }

@@ -240,6 +240,9 @@ std::optional<RemoteCache::Opened> RemoteCache::Find(const Identity& identity,
 
 // Brings an engine that nobody else writes with to a generation of its model.
 void RemoteCache::BringForward(Engine& engine, RemoteStore& store, std::int64_t generation) {
+    if (engine.Generation() == generation) {
+        return;
+    }
     engine.ServeAsCache(nullptr, nullptr);
     for (const Changeset& changeset :
          store.GetChangesets(engine.GetIdentity(), engine.Generation(), generation)) {
@@ -248,11 +251,12 @@ void RemoteCache::BringForward(Engine& engine, RemoteStore& store, std::int64_t 
 }
 
 // Others may be bringing it there just now; then this waits for them.
-void RemoteCache::Advance(const fs::path& slot, RemoteStore& store, std::int64_t generation) {
+void RemoteCache::Advance(const fs::path& slot, RemoteStore& store, const Head& head,
+                          std::int64_t generation) {
     constexpr int kAttempts = 50;  // with the pauses half a second and more
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (const std::optional<Opened> opened = OpenSlot(slot, true)) {
-            if (opened->engine->Generation() < generation) {
+            if (CanReach(*opened->engine, head, generation)) {
                 BringForward(*opened->engine, store, generation);
             }
             return;
@@ -278,7 +282,7 @@ std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store
     for (const fs::path& slot : SlotsOf(FolderOf(head.identity))) {
         const std::optional<Opened> opened = OpenSlot(slot, false);
         if (opened && CanReach(*opened->engine, head, generation)) {
-            Advance(slot, store, generation);
+            Advance(slot, store, head, generation);
             if (std::optional<Opened> found = Find(head.identity, generation)) {
                 return found;
             }

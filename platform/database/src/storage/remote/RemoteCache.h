@@ -83,7 +83,7 @@ class RemoteCache {
     static std::optional<Opened> OpenSlot(const std::filesystem::path& slot, bool writable);
     static Opened Expect(std::optional<Opened> opened, const std::filesystem::path& folder);
     static void BringForward(Engine& engine, RemoteStore& store, std::int64_t generation);
-    static void Advance(const std::filesystem::path& slot, RemoteStore& store,
+    static void Advance(const std::filesystem::path& slot, RemoteStore& store, const Head& head,
                         std::int64_t generation);
     static bool CanReach(const Engine& engine, const Head& head, std::int64_t generation);
     std::optional<Opened> FindOrAdvance(RemoteStore& store, const Head& head,

@@ -106,6 +106,7 @@ RemoteEngine::~RemoteEngine() {
             // Then it expires.
         }
     }
+    m_slot.hold = FolderHold();  // so that it may go, too
     m_cache.Trim();
 }
 
@@ -364,15 +365,16 @@ void RemoteEngine::Take(const CommittedChange& change) {
 void RemoteEngine::Commit() {
     Slot().Commit();
     if (Depth() == 0) {
-        KeepBase();
+        NoteCommit();
     }
 }
 
 // A newcomer applies no more changesets than a base has bytes, and not very many.
-void RemoteEngine::KeepBase() noexcept {
+void RemoteEngine::NoteCommit() noexcept {
     constexpr std::int64_t kLeastBytes = 4 << 20;
     constexpr std::int64_t kMostCommits = 256;
     try {
+        m_cache.WriteNote({m_head.identity, Generation()});
         const std::int64_t bytes = std::max(kLeastBytes, GetSizes().catalogueBytes);
         if (m_changesetBytes > bytes ||
             (m_changesetBytes > 0 && Generation() % kMostCommits == 0)) {

@@ -72,7 +72,7 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
     void Bring(std::span<const BulkFile::Place> places) override;
     void Fetch(std::span<const BulkFile::Place> places, const BulkFile::Place& span);
     void Take(const CommittedChange& change) override;
-    void KeepBase() noexcept;
+    void NoteCommit() noexcept;
     Engine& Slot() const { return *m_slot.engine; }
 
     ModelUrl m_url;

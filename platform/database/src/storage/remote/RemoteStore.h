@@ -59,6 +59,7 @@ struct NewState {
 struct LogEntry {
     std::int64_t generation = 0;
     std::string time;
+    std::int64_t ageSeconds = 0;
     std::string who;
     std::string summary;
     std::int64_t changesetBytes = 0;

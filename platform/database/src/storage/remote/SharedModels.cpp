@@ -42,13 +42,23 @@ std::vector<std::string> PrepareStore(const std::string& url) {
     return RemoteStore::Open(ModelUrl::Parse(url, true))->Prepare();
 }
 
+bool HasModel(const std::string& url) {
+    const ModelUrl parsed = ModelUrl::Parse(url);
+    return RemoteStore::Open(parsed)->GetHead().has_value();
+}
+
+std::string NameOfModel(const std::string& url) {
+    return ModelUrl::Parse(url).model;
+}
+
 std::vector<SharedState> ListStates(const std::string& url) {
     const ModelUrl parsed = ModelUrl::Parse(url);
     const auto store = RemoteStore::Open(parsed);
     std::vector<SharedState> states;
     for (LogEntry& entry : store->GetLog(HeadOfModel(*store, parsed).identity)) {
-        states.push_back({entry.generation, std::move(entry.time), std::move(entry.who),
-                          std::move(entry.summary), entry.changesetBytes, entry.pieceBytes});
+        states.push_back({entry.generation, std::move(entry.time), entry.ageSeconds,
+                          std::move(entry.who), std::move(entry.summary), entry.changesetBytes,
+                          entry.pieceBytes});
     }
     return states;
 }

@@ -134,7 +134,9 @@ void Proxy::Serve(int listening, const std::string& server, Control& control) {
                 }
             }
             if (lives && waits[2 + 2 * i].revents != 0) {
-                if (std::exchange(line.hasAsked, false)) {
+                char first = 0;  // of the answer; none where the server ends the line
+                const bool answers = recv(line.server, &first, 1, MSG_PEEK) == 1;
+                if (answers && std::exchange(line.hasAsked, false)) {
                     ++control.nRoundTrips;
                     if (control.answersLeft >= 0 && control.answersLeft-- == 0) {
                         // The server goes on until its answer is there, and longer.

@@ -1,6 +1,12 @@
 // Models in a store: what one machine commits, another reads.
 //
 // A machine is a cache of its own. Tests skip where PostgreSQL is not installed.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+
 #include "RemoteFixture.h"
 
 namespace {
@@ -68,6 +74,59 @@ TEST_F(RemoteTest, AReaderStaysAtItsStateUntilItIsRefreshed) {
     // On the writer's own machine too.
     UseMachine("first");
     EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(100, 3));
+}
+
+TEST_F(RemoteTest, ReadersBesideAWriterSeeWholeStates) {
+    {
+        const ORQSimDatabase database = Create();
+        WriteAll(database, 0);
+    }
+    constexpr int kReaders = 8;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(Thoroughness());
+    std::vector<pid_t> readers;
+    for (int number = 0; number < kReaders; ++number) {
+        readers.push_back(fork());
+        if (readers.back() != 0) {
+            continue;
+        }
+        // Two on each machine, one pair on that of the writer. Status 0: saw many states, all whole.
+        UseMachine(number < 2 ? "first" : "machine-" + std::to_string(number / 2));
+        int nStates = 0;
+        try {
+            ORQSimDatabase database = Open(Mode::ReadOnly);
+            double last = 0;
+            while (std::chrono::steady_clock::now() < end) {
+                const Doubles values = FirstComponent(database);
+                if (values != Filled(100, values.front()) || values.front() < last) {
+                    _exit(1);
+                }
+                nStates += values.front() > last ? 1 : 0;
+                last = values.front();
+                database.Refresh();
+            }
+        } catch (const ORQBasFailure& failure) {
+            std::fprintf(stderr, "reader %d: %s\n", number, failure.Text().c_str());
+            _exit(2);
+        }
+        _exit(nStates > 2 ? 0 : 3);
+    }
+    {
+        const ORQSimDatabase database = Open(Mode::ReadWrite);
+        for (double value = 1; std::chrono::steady_clock::now() < end; ++value) {
+            WriteAll(database, value);
+        }
+    }
+    // Those of a machine share what was fetched.
+    std::ptrdiff_t nSlots = 0;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder / "")) {
+        nSlots += entry.path().filename().string().starts_with("slot-") ? 1 : 0;
+    }
+    EXPECT_LE(nSlots, kReaders);
+    for (const pid_t reader : readers) {
+        int status = -1;
+        waitpid(reader, &status, 0);
+        EXPECT_EQ(WEXITSTATUS(status), 0);
+    }
 }
 
 TEST_F(RemoteTest, OneWritesAtATimeAndTheNextGoesOn) {

@@ -228,10 +228,10 @@ std::optional<RemoteCache::Opened> RemoteCache::OpenSlot(const fs::path& slot, b
 }
 
 std::optional<RemoteCache::Opened> RemoteCache::Find(const Identity& identity,
-                                                     std::int64_t generation) const {
+                                                     const Wish& wish) const {
     for (const fs::path& slot : SlotsOf(FolderOf(identity))) {
         std::optional<Opened> opened = OpenSlot(slot, false);
-        if (opened && opened->engine->Generation() == generation) {
+        if (opened && wish.Has(opened->engine->Generation())) {
             return opened;
         }
     }
@@ -275,15 +275,15 @@ bool RemoteCache::CanReach(const Engine& engine, const Head& head, std::int64_t 
 }
 
 std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store, const Head& head,
-                                                              std::int64_t generation) const {
-    if (std::optional<Opened> found = Find(head.identity, generation)) {
+                                                              const Wish& wish) const {
+    if (std::optional<Opened> found = Find(head.identity, wish)) {
         return found;
     }
     for (const fs::path& slot : SlotsOf(FolderOf(head.identity))) {
         const std::optional<Opened> opened = OpenSlot(slot, false);
-        if (opened && CanReach(*opened->engine, head, generation)) {
-            Advance(slot, store, head, generation);
-            if (std::optional<Opened> found = Find(head.identity, generation)) {
+        if (opened && CanReach(*opened->engine, head, wish.generation)) {
+            Advance(slot, store, head, wish.generation);
+            if (std::optional<Opened> found = Find(head.identity, wish)) {
                 return found;
             }
         }
@@ -292,18 +292,18 @@ std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store
 }
 
 RemoteCache::Opened RemoteCache::OpenForReading(RemoteStore& store, const Head& head,
-                                                std::int64_t generation) const {
-    if (std::optional<Opened> found = FindOrAdvance(store, head, generation)) {
+                                                const Wish& wish) const {
+    if (std::optional<Opened> found = FindOrAdvance(store, head, wish)) {
         return std::move(*found);
     }
     const fs::path folder = FolderOf(head.identity);
     MakeFolder(folder);
     // Of those who come at once, one fetches and the others find.
     const std::optional<FolderHold> alone = FolderHold::Alone(folder, true);
-    if (std::optional<Opened> found = FindOrAdvance(store, head, generation)) {
+    if (std::optional<Opened> found = FindOrAdvance(store, head, wish)) {
         return std::move(*found);
     }
-    return Expect(OpenSlot(Build(store, head.identity, generation), false), folder);
+    return Expect(OpenSlot(Build(store, head.identity, wish.generation), false), folder);
 }
 
 RemoteCache::Opened RemoteCache::OpenForWriting(RemoteStore& store, const Head& head) const {

@@ -60,10 +60,18 @@ class RemoteCache {
     std::optional<Note> ReadNote() const;
     void WriteNote(const Note& note) const;
 
-    /// A slot at this generation, if there is one; asks nobody.
-    std::optional<Opened> Find(const Identity& identity, std::int64_t generation) const;
-    /// A slot at this generation, made or brought forward from the store where there is none.
-    Opened OpenForReading(RemoteStore& store, const Head& head, std::int64_t generation) const;
+    /// The state that is wanted.
+    struct Wish {
+        std::int64_t generation = 0;
+        bool isNewest = false;  // then a later one, which others fetched meanwhile, is better
+        bool Has(std::int64_t found) const {
+            return found == generation || (isNewest && found > generation);
+        }
+    };
+    /// A slot at such a state, if there is one; asks nobody.
+    std::optional<Opened> Find(const Identity& identity, const Wish& wish) const;
+    /// A slot at such a state, made or brought forward from the store where there is none.
+    Opened OpenForReading(RemoteStore& store, const Head& head, const Wish& wish) const;
     /// A slot at the head that nobody else writes to.
     Opened OpenForWriting(RemoteStore& store, const Head& head) const;
 
@@ -87,7 +95,7 @@ class RemoteCache {
                         std::int64_t generation);
     static bool CanReach(const Engine& engine, const Head& head, std::int64_t generation);
     std::optional<Opened> FindOrAdvance(RemoteStore& store, const Head& head,
-                                        std::int64_t generation) const;
+                                        const Wish& wish) const;
     std::filesystem::path Build(RemoteStore& store, const Identity& identity,
                                 std::int64_t generation) const;
     static std::filesystem::path PutAsSlot(const std::filesystem::path& made,

@@ -163,8 +163,8 @@ std::unique_ptr<RemoteEngine> RemoteEngine::Open(const std::string& url, bool wr
 }
 
 // What was once seen stays seen: a store that was put back, or that lies, is not followed.
-void RemoteEngine::CheckHead(const Head& head) const {
-    const std::optional<RemoteCache::Note> note = m_cache.ReadNote();
+// The note is one of before the store was asked: others go on noting.
+void RemoteEngine::CheckHead(const Head& head, const std::optional<RemoteCache::Note>& note) const {
     if (note && note->identity == head.identity && head.generation < note->generation) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged, m_path + ": the store's head is state " +
                                                             std::to_string(head.generation) +
@@ -172,15 +172,18 @@ void RemoteEngine::CheckHead(const Head& head) const {
                                                             std::to_string(note->generation) +
                                                             "; the store has lost states");
     }
-    m_cache.WriteNote({head.identity, head.generation});
+    if (!note || note->identity != head.identity || note->generation < head.generation) {
+        m_cache.WriteNote({head.identity, head.generation});
+    }
 }
 
 Head RemoteEngine::AskForHead() {
+    const std::optional<RemoteCache::Note> note = m_cache.ReadNote();
     const std::optional<Head> head = m_store->GetHead();
     if (!head) {
         throw ORQBasFailure(ORQBasFailureKind::Io, m_path + ": the store has no such model");
     }
-    CheckHead(*head);
+    CheckHead(*head, note);
     return *head;
 }
 
@@ -194,7 +197,7 @@ void RemoteEngine::OpenToRead() {
         }
         // A numbered state never changes; which one is the newest, only the store knows.
         const std::int64_t generation = m_url.generation.value_or(note->generation);
-        std::optional<RemoteCache::Opened> found = m_cache.Find(note->identity, generation);
+        std::optional<RemoteCache::Opened> found = m_cache.Find(note->identity, {generation});
         if (found && m_url.generation) {
             m_head = {note->identity, note->generation, 1, ""};
             return Use(std::move(*found));
@@ -211,15 +214,16 @@ void RemoteEngine::OpenToRead() {
         ORQBasThrowUsage(m_path + ": the store has states " + std::to_string(m_head.oldest) +
                          " to " + std::to_string(m_head.generation) + " of this model");
     }
-    Use(m_cache.OpenForReading(*m_store, m_head, generation));
+    Use(m_cache.OpenForReading(*m_store, m_head, {generation, !m_url.generation}));
 }
 
 void RemoteEngine::OpenToWrite() {
+    const std::optional<RemoteCache::Note> note = m_cache.ReadNote();
     m_lease = NewToken();
     m_head = m_store->TakeLease(m_lease, NameOfThisProcess(), LeaseSeconds());
     m_hasLease = true;
     m_renewed = std::chrono::steady_clock::now();
-    CheckHead(m_head);
+    CheckHead(m_head, note);
     Use(m_cache.OpenForWriting(*m_store, m_head));
 }
 
@@ -251,12 +255,12 @@ bool RemoteEngine::Refresh() {
         throw ORQBasFailure(ORQBasFailureKind::Refused,
                             m_path + ": is another model of the same name now; open it again");
     }
-    const bool isOther = head.generation != Generation();
-    if (isOther) {
-        Use(m_cache.OpenForReading(*m_store, head, head.generation));
-    }
     m_head = head;
-    return isOther;
+    const std::int64_t before = Generation();
+    if (head.generation > before) {
+        Use(m_cache.OpenForReading(*m_store, head, {head.generation, true}));
+    }
+    return Generation() != before;
 }
 
 // --- Reading -------------------------------------------------------------------------------------
@@ -305,6 +309,16 @@ void RemoteEngine::CopyTo(const std::string& directory,
 void RemoteEngine::VerifyChunks(std::vector<std::string>& problems,
                                 const std::function<void(double)>& progress) {
     const std::size_t nBefore = problems.size();
+    if (Depth() == 0) {  // else the store has not all of it yet
+        VerifyPieces(problems);
+    }
+    if (problems.size() == nBefore) {
+        Slot().Chunks().BringAll([](std::int64_t) {});
+        Slot().VerifyChunks(problems, progress);
+    }
+}
+
+void RemoteEngine::VerifyPieces(std::vector<std::string>& problems) {
     for (const ExtentRow& row : Slot().Rows().Find<ExtentRow>()) {
         const Extent extent = MakeExtent(row);
         const BulkFile::Place place{extent.offset, extent.length};
@@ -315,10 +329,6 @@ void RemoteEngine::VerifyChunks(std::vector<std::string>& problems,
             problems.push_back(m_path + ": the pieces at byte " + std::to_string(damaged) +
                                " of the bulk data are damaged or missing (checksum differs)");
         }
-    }
-    if (problems.size() == nBefore) {
-        Slot().Chunks().BringAll([](std::int64_t) {});
-        Slot().VerifyChunks(problems, progress);
     }
 }
 

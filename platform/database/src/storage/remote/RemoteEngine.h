@@ -68,8 +68,9 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
     void OpenToWrite();
     void Use(RemoteCache::Opened opened);
     Head AskForHead();
-    void CheckHead(const Head& head) const;
+    void CheckHead(const Head& head, const std::optional<RemoteCache::Note>& note) const;
     void Bring(std::span<const BulkFile::Place> places) override;
+    void VerifyPieces(std::vector<std::string>& problems);
     void Fetch(std::span<const BulkFile::Place> places, const BulkFile::Place& span);
     void Take(const CommittedChange& change) override;
     void NoteCommit() noexcept;

@@ -74,7 +74,7 @@ std::int64_t DropStatesBefore(const std::string& url, std::int64_t oldest) {
         ORQBasThrowUsage(parsed.Text() + ": the newest state is " +
                          std::to_string(head.generation) + ", and is always kept");
     }
-    const RemoteCache::Opened slot = RemoteCache(parsed).OpenForReading(*store, head, oldest);
+    const RemoteCache::Opened slot = RemoteCache(parsed).OpenForReading(*store, head, {oldest});
     // Before anything is dropped: from here on the state needs none of those before it.
     store->PutBase(head.identity, oldest, slot.engine->CatalogueImage());
     const std::vector<RemoteStore::PieceKey> unneeded = FindUnneeded(*store, *slot.engine);

@@ -18,7 +18,7 @@ build release build/release -DORQ_BUILD_TESTS=ON -DORQ_BUILD_BENCHMARKS=OFF
 thoroughness=${1:-10}
 begin_step "Testing storage and recovery $thoroughness times as thoroughly as usual"
 ORQ_TEST_THOROUGHNESS=$thoroughness ctest --preset release --no-tests=error --timeout 7200 --parallel "$jobs" \
-    --tests-regex '^(reliability_tests|database_tests)\.'
+    --tests-regex '^(reliability_tests\.|database_tests\.|remote_tests$)'
 
 begin_step "Exchanging real model files"
 scripts/exchange_test.sh

@@ -6,6 +6,7 @@
 #include "ORQBasFailure.h"
 #include "ORQExcStagedTarget.h"
 #include "ORQSimDatabase.h"
+#include "ORQSimModelStore.h"
 
 namespace {
 
@@ -100,8 +101,15 @@ void CheckIsUnchanged(const fs::path& former, std::int64_t generation, const fs:
 }  // namespace
 
 ORQExcStagedTarget::ORQExcStagedTarget(const fs::path& name, bool mayReplace)
-    : m_name(ResolvedName(name)), m_mayReplace(mayReplace) {
-    CheckCanBeHad(m_name, m_mayReplace);
+    : m_url(ORQSimModelStore::IsUrl(name.string()) ? name.string() : ""),
+      m_name(m_url.empty() ? ResolvedName(name)
+                           : fs::temp_directory_path() / ORQSimModelStore::NameOf(m_url)),
+      m_mayReplace(mayReplace) {
+    if (m_url.empty()) {
+        CheckCanBeHad(m_name, m_mayReplace);
+    } else if (ORQSimModelStore::Has(m_url)) {
+        ORQBasThrowUsage(m_url + ": exists already; a model in a store is never replaced");
+    }
 }
 
 std::string ORQExcStagedTarget::Begin() {
@@ -109,6 +117,11 @@ std::string ORQExcStagedTarget::Begin() {
 }
 
 void ORQExcStagedTarget::PutIntoPlace(std::optional<std::int64_t> generation) {
+    if (!m_url.empty()) {
+        const auto made =
+            ORQSimDatabase::Open(m_staged->Path().string(), ORQSimDatabase::Mode::ReadOnly);
+        return made.CopyTo(m_url, [](double) {});
+    }
     // Others may have had it meanwhile.
     const std::optional<std::int64_t> found = CheckCanBeHad(m_name, m_mayReplace);
     if (generation && found && *found != *generation) {

@@ -10,6 +10,9 @@
 
 /// The place of a new model database: built out of sight, then put under its name in one step.
 ///
+/// The name may be the URL of a model in a store, ORQSimModelStore. The database is then built in
+/// the folder for temporary files and put into the store at the end; a model there is never replaced.
+///
 /// Failures are ORQBasFailure: Usage where the name is taken and may not be replaced, otherwise
 /// what the system or the database says. Until PutIntoPlace returns, what stood under the name is
 /// as it was.
@@ -29,6 +32,7 @@ class ORQ_EXPORT ORQExcStagedTarget {
     void PutIntoPlace(std::optional<std::int64_t> generation = {});
 
   private:
+    std::string m_url;  // empty where the name is that of a directory
     std::filesystem::path m_name;
     bool m_mayReplace;
     std::optional<ORQBasStaged> m_staged;  // from Begin on

@@ -215,15 +215,26 @@ inline void WriteBytes(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
+// The URL of a model of the test's own in the store that the environment variable ORQ_TEST_STORE
+// names; empty where it is not set. Tests of what a database does then run on a model in a store.
+inline std::string NewModelInStore() {
+    const char* store = std::getenv("ORQ_TEST_STORE");
+    static int number = 0;
+    return store == nullptr ? ""
+                            : std::string(store) + "&model=test-" + std::to_string(getpid()) + "-" +
+                                  std::to_string(++number);
+}
+
 // A database in a folder of its own or in memory. Closing one in memory would lose it, so there
 // Reopen does nothing.
 class Store {
   public:
     explicit Store(bool onDisk)
         : m_onDisk(onDisk),
+          m_url(onDisk ? NewModelInStore() : ""),
           m_database(onDisk ? ORQSimDatabase::Create(Path()) : ORQSimDatabase::CreateInMemory()) {}
 
-    std::string Path() const { return m_folder / "model.orq"; }
+    std::string Path() const { return m_url.empty() ? m_folder / "model.orq" : m_url; }
     const ORQSimDatabase& operator*() const { return m_database; }
     ORQSimDatabase* operator->() { return &m_database; }
     bool IsOnDisk() const { return m_onDisk; }
@@ -238,6 +249,7 @@ class Store {
   private:
     Folder m_folder;
     bool m_onDisk;
+    std::string m_url;
     ORQSimDatabase m_database;
 };
 

@@ -20,7 +20,7 @@ TEST(Help, WrongWordsAreAnsweredWithNearOnes) {
         {{"exprot", "x"}, "is it export?"},
         {{"info", "--storge", "x"}, "is it --storage?"},
         {{"draw", "x", "-o", "y", "--edges", "mseh"}, "none of none, feature, mesh; is it mesh?"},
-        {{"help", "lst"}, "is it list?"},
+        {{"help", "lst"}, "is it list, log?"},
     };
     for (const auto& [arguments, text] : cases) {
         const CommandResult result = RunHere(arguments);

@@ -126,7 +126,7 @@ std::int64_t ORQSimDatabase::Generation() const {
 
 void ORQSimDatabase::CopyTo(const std::string& directory,
                             const std::function<void(double)>& progress) const {
-    Opened(m_state)->Store().CopyTo(directory, progress);
+    Store::Copy(Opened(m_state)->Store(), directory, progress);
 }
 
 std::string ORQSimDatabase::Writer() const {

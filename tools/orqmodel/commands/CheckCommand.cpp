@@ -282,8 +282,7 @@ void Draw(const Findings& findings, const std::filesystem::path& file, const Con
         interrupts.Check();
         bar.Show(done);
     };
-    const MeshPicture picture(model, std::filesystem::path(findings.database).stem().string(),
-                              options);
+    const MeshPicture picture(model, TitleOf(findings.database), options);
     ORQBasStaged staged(file, "check");
     file.extension() == ".svg" ? picture.WriteSvg(staged.Path()) : picture.WritePng(staged.Path());
     staged.PutIntoPlace(false);

@@ -4,8 +4,10 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "ORQBasFailure.h"
 #include "ORQExcStagedTarget.h"
 #include "ORQSimDatabase.h"
+#include "ORQSimModelStore.h"
 #include "commands/Arguments.h"
 #include "terminal/InterruptGuard.h"
 #include "terminal/ProgressBar.h"
@@ -14,6 +16,7 @@ namespace orqmodel {
 namespace {
 
 struct CopyOptions {
+    std::string command = "copy";
     std::string database;
     std::filesystem::path output;
     bool force = false;
@@ -42,7 +45,7 @@ ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
     const std::int64_t bulk = database.Sizes().bulk;
     if (options.json) {
         PrintJson(console.out, {{"schema_version", 1},
-                                {"command", "copy"},
+                                {"command", options.command},
                                 {"path", options.database},
                                 {"output", options.output.string()},
                                 {"generation", state},
@@ -55,7 +58,47 @@ ExitStatus RunCopy(const CopyOptions& options, const Console& console) {
     return ExitStatus::Done;
 }
 
+/// Throws ORQBasFailure, naming the command, where a name is of the wrong kind.
+void RequireKind(const CopyOptions& options, const std::string& name, bool isUrl) {
+    if (ORQSimModelStore::IsUrl(name) != isUrl) {
+        ORQBasThrowUsage(options.command + ": " + name + " is " +
+                         (isUrl ? "no URL of a model in a store" : "a URL, and no directory"));
+    }
+}
+
+ExitStatus RunPush(const CopyOptions& options, const Console& console) {
+    RequireKind(options, options.database, false);
+    RequireKind(options, options.output.string(), true);
+    return RunCopy(options, console);
+}
+
+ExitStatus RunPull(const CopyOptions& options, const Console& console) {
+    RequireKind(options, options.database, true);
+    RequireKind(options, options.output.string(), false);
+    return RunCopy(options, console);
+}
+
 }  // namespace
+
+SubcommandRun DeclarePush(CLI::App& command) {
+    const auto options = std::make_shared<CopyOptions>();
+    options->command = "push";
+    AddDatabase(command, options->database);
+    command.add_option("URL", options->output, "The model to make in a store")->required();
+    AddJson(command, options->json);
+    return Running(options, RunPush);
+}
+
+SubcommandRun DeclarePull(CLI::App& command) {
+    const auto options = std::make_shared<CopyOptions>();
+    options->command = "pull";
+    command.add_option("URL", options->database, "The model in a store, or a state of it")
+        ->required();
+    command.add_option("COPY", options->output, "The model database to make, NAME.orq")->required();
+    command.add_flag("--force", options->force, "Replace a model database of that name");
+    AddJson(command, options->json);
+    return Running(options, RunPull);
+}
 
 SubcommandRun DeclareCopy(CLI::App& command) {
     const auto options = std::make_shared<CopyOptions>();

@@ -270,10 +270,6 @@ bool IsMeasure(const std::string& text) {
     return std::ranges::find(measures, text) != measures.end();
 }
 
-std::string NameOf(const DrawOptions& options) {
-    return std::filesystem::path(options.database).stem().string();
-}
-
 void DrawPage(const ORQObjDocument& document, const DrawOptions& options, Output& output) {
     MeshPage::Options wanted;
     wanted.picture = PictureOptions(options);
@@ -288,7 +284,7 @@ void DrawPage(const ORQObjDocument& document, const DrawOptions& options, Output
         options.step.empty() || options.step == "all" ? 0 : TimeFrom(options.step);
     wanted.mostBytes = static_cast<std::size_t>(1e6 * options.pageLimit);
     output.Check(options.output);
-    MeshPage page(document, NameOf(options), wanted);
+    MeshPage page(document, TitleOf(options.database), wanted);
     output.Write(page, CountsOf(page.Contents()));
 }
 
@@ -313,7 +309,7 @@ void DrawPictures(const ORQObjDocument& document, const DrawOptions& options, Ou
     if (const std::filesystem::path first = fileAt(1); !wanted.isAllTimes) {
         output.Check(first);
     }
-    MeshSeries series(document, NameOf(options), wanted);
+    MeshSeries series(document, TitleOf(options.database), wanted);
     // All names before the first picture, so that no series is left in the middle by a name that is
     // taken.
     for (const int time : series.Times()) {

@@ -71,7 +71,7 @@ Description Describe(const InfoOptions& options, const Console& console) {
                    {},
                    {},
                    ORQExcReadKeptTexts(document),
-                   {database.Sizes(), directory}};
+                   UseOf(database, directory)};
     for (const InventoryKind& kind : InventoryKinds()) {
         is.objects.push_back({kind.name, (inventory.*kind.read)()});
     }

@@ -239,7 +239,7 @@ void PrintKeptTexts(const ModelSummary& summary, std::ostream& out) {
 ExitStatus ShowStorage(const std::string& path, bool asJson, const Console& console) {
     const std::int64_t directory = DirectoryBytes(path);
     const auto database = OpenModel(path);
-    const DiskUse use{database.Sizes(), directory};
+    const DiskUse use = UseOf(database, directory);
     const ModelSummary summary = [&] {
         ProgressBar bar(console, "reading");
         return Summarize(database, [&](double done) { bar.Show(done); });

@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include "ORQSimModelStore.h"
+
 namespace orqmodel {
 
 std::int64_t DirectoryBytes(const std::string& directory) {
@@ -15,6 +17,12 @@ std::int64_t DirectoryBytes(const std::string& directory) {
         bytes += failure ? 0 : static_cast<std::int64_t>(size);
     }
     return bytes;
+}
+
+DiskUse UseOf(const ORQSimDatabase& database, std::int64_t directoryBytes) {
+    const ORQSimDatabase::DiskSizes sizes = database.Sizes();
+    const bool isInStore = ORQSimModelStore::IsUrl(database.Path());
+    return {sizes, isInStore ? sizes.catalogue + sizes.bulk : directoryBytes};
 }
 
 std::string BytesText(std::int64_t bytes) {

@@ -16,6 +16,10 @@ struct DiskUse {
 /// has files of its own there meanwhile.
 std::int64_t DirectoryBytes(const std::string& directory);
 
+/// What a database that was opened since takes. A model in a store takes what its rows and bulk data
+/// take; a directory, its files.
+DiskUse UseOf(const ORQSimDatabase& database, std::int64_t directoryBytes);
+
 /// For example "1.5 MiB".
 std::string BytesText(std::int64_t bytes);
 

@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <filesystem>
 
 #include "ORQBasFailure.h"
+#include "ORQSimModelStore.h"
 
 namespace orqmodel {
 
@@ -22,6 +24,11 @@ ORQSimDatabase OpenModel(const std::string& path) {
                         space, bytes));
     }
     return database;
+}
+
+std::string TitleOf(const std::string& path) {
+    return ORQSimModelStore::IsUrl(path) ? ORQSimModelStore::NameOf(path)
+                                         : std::filesystem::path(path).stem().string();
 }
 
 }  // namespace orqmodel

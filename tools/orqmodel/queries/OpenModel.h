@@ -11,4 +11,8 @@ namespace orqmodel {
 /// them would take time and memory without end.
 ORQSimDatabase OpenModel(const std::string& path);
 
+/// What a model is called where there is no room for its path: the last part of that without its
+/// ending, or the name that it has in a store.
+std::string TitleOf(const std::string& path);
+
 }  // namespace orqmodel

@@ -174,7 +174,13 @@ void BulkChunks::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
         }
         const std::int64_t from = BlockBegin(block);
         const std::int64_t to = BlockEnd(block, extent.length);
-        if (Checksum(bytes + from, to - from) != extent.checksums[block]) {
+        const auto isRight = [&] {
+            return Checksum(bytes + from, to - from) == extent.checksums[block];
+        };
+        if (m_source != nullptr && !isRight()) {
+            Bring(extent, block);
+        }
+        if (!isRight()) {
             throw ORQBasFailure(
                 ORQBasFailureKind::Damaged,
                 "bulk.bin: the block at byte " + std::to_string(extent.offset + from) + " (" +
@@ -182,6 +188,38 @@ void BulkChunks::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
         }
         extent.verified[block] = true;
         --extent.nUnverified;
+    }
+}
+
+// From this block on, those that are not right: who reads one block of a chunk mostly reads more,
+// and bringing costs a round trip.
+void BulkChunks::Bring(Extent& extent, std::size_t first) {
+    constexpr std::size_t kMost = (8 << 20) / kChecksumBlock;
+    const std::byte* bytes = Map(extent);
+    std::vector<BulkFile::Place> places;
+    const std::size_t last = std::min(first + kMost, extent.checksums.size());
+    for (std::size_t block = first; block < last; ++block) {
+        const std::int64_t from = BlockBegin(block);
+        const std::int64_t to = BlockEnd(block, extent.length);
+        if (extent.verified[block] ||
+            (block > first && Checksum(bytes + from, to - from) == extent.checksums[block])) {
+            continue;
+        }
+        if (!places.empty() && places.back().offset + places.back().size == extent.offset + from) {
+            places.back().size += to - from;
+        } else {
+            places.push_back({extent.offset + from, to - from});
+        }
+    }
+    m_source->Bring(places);
+}
+
+void BulkChunks::BringAll(const std::function<void(std::int64_t)>& progress) {
+    for (const ExtentRow& row : m_catalogue.Find<ExtentRow>()) {
+        Extent extent = MakeExtent(row);
+        CheckLiesBelow(m_bulkEnd, row);
+        Verify(extent, 0, extent.length);
+        progress(extent.length);
     }
 }
 
@@ -366,8 +404,11 @@ bool BulkChunks::TakeWroteBytes() {
 }
 
 std::vector<std::int64_t> FindDamage(BulkFile& file, const Extent& extent) {
+    return FindDamage(file.Map(extent.offset, extent.length), extent);
+}
+
+std::vector<std::int64_t> FindDamage(const std::byte* bytes, const Extent& extent) {
     std::vector<std::int64_t> damaged;
-    const std::byte* bytes = file.Map(extent.offset, extent.length);
     for (std::size_t block = 0; block < extent.checksums.size(); ++block) {
         const std::int64_t from = BlockBegin(block);
         const std::int64_t length = BlockEnd(block, extent.length) - from;

@@ -8,12 +8,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <span>
 #include <vector>
 
 #include "BulkFile.h"
 #include "Catalogue.h"
+#include "ChunkSource.h"
 #include "FreeSpace.h"
 #include "Store.h"
 
@@ -44,6 +46,8 @@ Extent MakeExtent(const ExtentRow& row);
 // Compares every block of an extent; returns the first byte of each that differs. REQUIRES: the
 // file reaches to its end.
 std::vector<std::int64_t> FindDamage(BulkFile& file, const Extent& extent);
+// The same for its bytes wherever they lie.
+std::vector<std::int64_t> FindDamage(const std::byte* bytes, const Extent& extent);
 
 class BulkChunks final : public ChunkStore {
   public:
@@ -73,6 +77,11 @@ class BulkChunks final : public ChunkStore {
     void Forget() noexcept;
     // Where the last extent ends; kept in the catalogue by the engine.
     std::int64_t& BulkEnd() { return m_bulkEnd; }
+    // From here on, blocks that differ from their checksum are brought from there. It has to live as
+    // long as this.
+    void BringFrom(ChunkSource* source) { m_source = source; }
+    // Brings what the file has not of all chunks. Progress is in bytes. Throws Damaged.
+    void BringAll(const std::function<void(std::int64_t)>& progress);
     // Whether bytes were written since the last call of this.
     bool TakeWroteBytes();
 
@@ -86,6 +95,7 @@ class BulkChunks final : public ChunkStore {
     Extent& Find(std::int64_t store, int part, std::int64_t chunk);
     const std::byte* Map(const Extent& extent) { return m_file.Map(extent.offset, extent.length); }
     void Verify(Extent& extent, std::int64_t begin, std::int64_t end);
+    void Bring(Extent& extent, std::size_t first);
     Range Check(Chunk& chunk, Range range) override;
     void WriteInPlace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes);
     void Replace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
@@ -95,6 +105,7 @@ class BulkChunks final : public ChunkStore {
     Catalogue& m_catalogue;
     BulkFile& m_file;
     FreeSpace& m_space;
+    ChunkSource* m_source = nullptr;
     std::int64_t m_bulkEnd = kBulkPage;
     std::int64_t m_level = 1;
     bool m_wroteBytes = false;

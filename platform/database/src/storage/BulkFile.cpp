@@ -139,6 +139,9 @@ void BulkFile::Close() {
 }
 
 void BulkFile::Write(std::int64_t offset, std::span<const std::byte> bytes, bool fillsPage) {
+    if (m_notes) {
+        m_noted.push_back({offset, static_cast<std::int64_t>(bytes.size())});
+    }
     if (m_inMemory) {
         WriteAll(m_file, m_path, offset, bytes);
         return;
@@ -181,7 +184,7 @@ void BulkFile::Flush() {
     m_waiting.clear();
 }
 
-void BulkFile::Sync(std::int64_t end) {
+void BulkFile::Extend(std::int64_t end) {
     Flush();
     // Between transactions a handle holds no buffer.
     m_waiting.shrink_to_fit();
@@ -190,6 +193,10 @@ void BulkFile::Sync(std::int64_t end) {
     if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
         ORQBasThrowSystemFailure(m_path, "extend");
     }
+}
+
+void BulkFile::Sync(std::int64_t end) {
+    Extend(end);
     if (!m_inMemory && fdatasync(m_file) != 0) {
         ORQBasThrowSystemFailure(m_path, "sync");
     }

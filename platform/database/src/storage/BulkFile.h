@@ -11,6 +11,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace orq::storage {
@@ -46,10 +47,21 @@ class BulkFile {
     // Makes the file reach to `end` (sparse where nothing was written) and puts everything that was
     // written on the disk. A failure leaves the handle in doubt; see Engine.
     void Sync(std::int64_t end);
+    // The first half of Sync: writes what waits and makes the file reach to `end`.
+    void Extend(std::int64_t end);
     // Gives bytes from `end` on back to the file system, if it can: they have no meaning.
     void CutOff(std::int64_t end) noexcept;
     // Whether the file has this many bytes; false where that is unknown.
     bool Reaches(std::int64_t size) const noexcept;
+
+    struct Place {
+        std::int64_t offset;
+        std::int64_t size;
+    };
+    // From here on, notes where is written.
+    void NoteWrites(bool notes) { m_notes = notes; }
+    // What was noted since the last call of this, in the order of writing.
+    std::vector<Place> TakeNotedWrites() { return std::exchange(m_noted, {}); }
 
     std::int64_t Size() const;
     // Throws Damaged when the file is shorter than `end`.
@@ -57,10 +69,6 @@ class BulkFile {
     // The mapped bytes from `offset`; the map reaches at least to offset + size. Valid until the
     // next call of Map for a range beyond the present map, or Close.
     const std::byte* Map(std::int64_t offset, std::int64_t size);
-    struct Place {
-        std::int64_t offset;
-        std::int64_t size;
-    };
     // The bytes of places one behind the other, in a map of their own that lives on without the file.
     // Null where they do not meet at ends of the system's pages, and for no bytes.
     std::shared_ptr<const std::byte> MapApart(std::span<const Place> places) const;
@@ -79,6 +87,8 @@ class BulkFile {
     // What waits to be written together, from this offset of the file on.
     std::vector<std::byte> m_waiting;
     std::int64_t m_waitingBegin = 0;
+    bool m_notes = false;
+    std::vector<Place> m_noted;
 };
 
 }  // namespace orq::storage

@@ -64,6 +64,12 @@ void CopyPages(const Connection& from, const Connection& to, Progress& progress)
 
 }  // namespace
 
+void Engine::CopyCataloguePages(const Connection& to) {
+    const std::function<void(double)> untold = [](double) {};
+    Progress progress(m_connection->FileSize(), untold);
+    CopyPages(*m_connection, to, progress);
+}
+
 void Engine::CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& progress) {
     constexpr std::int64_t kPiece = 4 << 20;
     for (const ExtentRow& row : m_catalogue->Find<ExtentRow>()) {

@@ -179,6 +179,7 @@ void Engine::Begin() {
         EndSnapshot();
         // Takes SQLite's own writer lock now, so that no later statement finds it taken.
         m_connection->Do(Bound::BeginToWrite);
+        RecordChanges();
         m_chunks->TakeWroteBytes();  // those of a transaction that was undone do not count
         m_space->BeginTransaction(m_generation);
         m_changesBefore = m_catalogue->NumChanges();
@@ -208,6 +209,7 @@ void Engine::Commit() {
     }
     m_bulkEnds.pop_back();
     if (Depth() == 0) {
+        m_recorder.reset();
         // The changes are durable, and what follows fails in silence: space that was not given back
         // is given back later, a log that was not folded is folded later, a snapshot that was not
         // taken is taken when it is needed.
@@ -238,15 +240,20 @@ void Engine::CommitOutermost() {
         if (wroteBytes) {
             m_file.Flush();
             m_refused = true;  // unless the sync returns
-            m_file.Sync(m_chunks->BulkEnd());
+            m_isCache ? m_file.Extend(m_chunks->BulkEnd()) : m_file.Sync(m_chunks->BulkEnd());
             m_refused = false;
         }
         // After the bulk data is on the disk (invariant 3).
         PutState(m_generation + 1);
     }
     m_catalogue->LeaveRows();
+    if (hasChanges && m_sink != nullptr) {
+        HandOver();
+        m_refused = true;  // unless what was taken over is here too
+    }
     const std::int64_t fold = hasChanges && !IsInMemory() ? NoteFold() : m_foldNoted;
     m_connection->Do(Bound::Commit);
+    m_refused = false;
     m_foldNoted = fold;
     // Only now: what the commit above throws leaves the handle in its old state.
     m_generation += hasChanges ? 1 : 0;
@@ -274,6 +281,7 @@ void Engine::Rollback() noexcept {
     m_catalogue->LeaveRows();
     m_catalogue->Unfinished() = 0;
     if (Depth() == 0) {
+        m_recorder.reset();
         EndSnapshot();
         m_connection->Try(Bound::Begin);
     } else if (!IsLost()) {

@@ -14,9 +14,11 @@
 #include "BulkChunks.h"
 #include "BulkFile.h"
 #include "Catalogue.h"
+#include "CommitSink.h"
 #include "FreeSpace.h"
 #include "LockFile.h"
 #include "ProcessMark.h"
+#include "Replication.h"
 #include "Store.h"
 
 namespace orq::storage {
@@ -81,6 +83,22 @@ class Engine final : public Store {
     std::unique_ptr<Salvage> SalvageFrom(const std::string& directory,
                                          const std::function<void()>& goOn) override;
 
+    // A directory that follows another database; Replication.cpp has these. From here on what the
+    // bulk file has not is brought from `source`, and commits are taken over by `sink` first; both
+    // may be null, and have to live as long as this.
+    void ServeAsCache(ChunkSource* source, CommitSink* sink);
+    // Goes on to the next state by the rows that it changed. When it throws, nothing has changed.
+    void Apply(std::span<const std::byte> changeset);
+    // The catalogue of the state that this handle sees, as a file of its own.
+    std::vector<std::byte> CatalogueImage();
+    // Makes a database of a catalogue, with a bulk file that has no bytes yet.
+    static void BuildFromImage(const std::string& directory, std::span<const std::byte> image,
+                               const Identity& identity);
+    const Identity& GetIdentity() const { return m_identity; }
+    // Where the bytes of all chunks lie.
+    std::vector<BulkFile::Place> ChunkPlaces();
+    BulkFile& Bulk() { return m_file; }
+
   private:
     Engine();
     [[noreturn]] void RefuseProcess() const;
@@ -121,6 +139,9 @@ class Engine final : public Store {
     bool IsLost() const;
     State ReadState();
     void CommitOutermost();
+    void RecordChanges();
+    void HandOver();
+    void CopyCataloguePages(const Connection& to);
     std::int64_t NoteFold();
     State TakeFirstSnapshot();
     bool IsOneState();
@@ -134,8 +155,11 @@ class Engine final : public Store {
     bool m_keepsLog = false;      // damage was found in it, which the next one is to find too
     bool m_isOpen = false;        // wholly: all was found to be in order
     bool m_refused = false;       // an earlier failure left this handle in doubt
+    bool m_isCache = false;       // what it loses is fetched again
     LockFile m_lock;
     std::unique_ptr<Connection> m_connection;
+    std::unique_ptr<ChangeRecorder> m_recorder;  // of the open transaction, where there is a sink
+    CommitSink* m_sink = nullptr;
     std::unique_ptr<Catalogue> m_catalogue;
     BulkFile m_file;
     std::unique_ptr<FreeSpace> m_space;
@@ -155,6 +179,9 @@ std::string BulkPath(const std::string& directory);
 std::string LockPath(const std::string& directory);
 
 Identity NewIdentity();
+
+// Refuses a catalogue that is not ours before SQLite acts on its contents.
+void CheckCatalogueHeader(const Connection& connection, const std::string& catalogue);
 
 // Says what a path is instead of a database, before SQLite sees it: throws Io, Foreign or Damaged.
 void CheckLooksLikeDatabase(const std::string& directory, bool needsBulk);

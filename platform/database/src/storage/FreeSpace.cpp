@@ -19,7 +19,7 @@ void FreeSpace::Load() {
     }
     // Once for a transaction is enough: a reader who comes later sees the last committed state, and
     // nothing of that is free.
-    m_oldestSnapshot = m_lock.OldestSnapshot(m_current);
+    m_oldestSnapshot = m_reuses ? m_lock.OldestSnapshot(m_current) : -1;
     m_loaded = true;
     MergeReusable();
 }

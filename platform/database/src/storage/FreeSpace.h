@@ -19,6 +19,8 @@ class FreeSpace {
 
     // Forgets the mirror; it is read again when it is next needed.
     void Reload() { m_loaded = false; }
+    // From here on no place is used again: states that name it may be kept elsewhere.
+    void NeverReuse() { m_reuses = false; }
     // Begins a transaction on top of committed generation `current`.
     void BeginTransaction(std::int64_t current);
 
@@ -48,6 +50,7 @@ class FreeSpace {
     Catalogue& m_catalogue;
     const LockFile& m_lock;
     bool m_loaded = false;
+    bool m_reuses = true;
     Holes m_holes;
     std::int64_t m_current = 0;
     std::int64_t m_oldestSnapshot = 0;

@@ -42,33 +42,6 @@ std::string WithoutTrailingSlash(std::string directory) {
     return directory;
 }
 
-// Refuses a catalogue that is not ours before SQLite acts on its contents.
-void CheckHeader(const Connection& connection, const std::string& catalogue) {
-    std::array<std::byte, kHeaderBytes> header{};
-    const int code = connection.ReadFile(0, header);
-    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) {
-        ORQBasThrowSystemFailure(catalogue, "read");
-    }
-    if (code != SQLITE_OK) {
-        throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            catalogue + ": is truncated: shorter than its header");
-    }
-    if (std::memcmp(header.data(), "SQLite format 3", 16) != 0) {
-        throw ORQBasFailure(ORQBasFailureKind::Damaged, catalogue + ": is not a catalogue");
-    }
-    // Pages of another size would pass the checksums unseen.
-    const int pageSize = std::to_integer<int>(header[16]) << 8 | std::to_integer<int>(header[17]);
-    std::uint32_t application = 0;
-    for (const std::byte digit : std::span(header).subspan(68, 4)) {
-        application = application << 8 | std::to_integer<std::uint32_t>(digit);
-    }
-    if (application != kApplicationId || pageSize != kCataloguePageSize ||
-        header[20] != std::byte{kPageReservedBytes}) {
-        throw ORQBasFailure(ORQBasFailureKind::Foreign,
-                            catalogue + ": is a database of another program, or damaged");
-    }
-}
-
 bool HasLog(const std::string& directory) {
     struct stat log {};
     // SQLite makes the log before it writes into it; one of no bytes holds no commit.
@@ -128,6 +101,32 @@ std::string BulkPath(const std::string& directory) {
 }
 std::string LockPath(const std::string& directory) {
     return directory + "/lock";
+}
+
+void CheckCatalogueHeader(const Connection& connection, const std::string& catalogue) {
+    std::array<std::byte, kHeaderBytes> header{};
+    const int code = connection.ReadFile(0, header);
+    if (code != SQLITE_OK && code != SQLITE_IOERR_SHORT_READ) {
+        ORQBasThrowSystemFailure(catalogue, "read");
+    }
+    if (code != SQLITE_OK) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            catalogue + ": is truncated: shorter than its header");
+    }
+    if (std::memcmp(header.data(), "SQLite format 3", 16) != 0) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged, catalogue + ": is not a catalogue");
+    }
+    // Pages of another size would pass the checksums unseen.
+    const int pageSize = std::to_integer<int>(header[16]) << 8 | std::to_integer<int>(header[17]);
+    std::uint32_t application = 0;
+    for (const std::byte digit : std::span(header).subspan(68, 4)) {
+        application = application << 8 | std::to_integer<std::uint32_t>(digit);
+    }
+    if (application != kApplicationId || pageSize != kCataloguePageSize ||
+        header[20] != std::byte{kPageReservedBytes}) {
+        throw ORQBasFailure(ORQBasFailureKind::Foreign,
+                            catalogue + ": is a database of another program, or damaged");
+    }
 }
 
 Identity NewIdentity() {
@@ -284,7 +283,7 @@ void Engine::ConnectToExisting(const std::string& name, int flags) {
     Connect(name, flags, PageChecksumVfsName());
     // What is refused stays as it is, its log too.
     m_connection->FoldLogAtClose(false);
-    CheckHeader(*m_connection, CataloguePath(m_directory));
+    CheckCatalogueHeader(*m_connection, CataloguePath(m_directory));
 }
 
 // Readers too are opened for writing, so that the last one out, whoever it is, folds the log in and
@@ -452,6 +451,7 @@ Engine::~Engine() {
 }
 
 void Engine::DropConnection() {
+    m_recorder.reset();
     m_catalogue.reset();
     if (sqlite3_get_autocommit(m_connection->Handle()) == 0) {
         m_connection->Try(Connection::Bound::Rollback);

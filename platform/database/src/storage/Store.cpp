@@ -4,13 +4,18 @@
 #include <filesystem>
 
 #include "Engine.h"
+#include "remote/RemoteEngine.h"
 
 namespace orq::storage {
 
-// Every name is that of a directory so far.
+// A name is that of a directory, or a URL.
+
+bool Store::IsRemote(std::string_view name) {
+    return ModelUrl::IsUrl(name);
+}
 
 void Store::Build(const std::string& name, FirstContent content, const Filling& fill) {
-    Engine::Build(name, content, fill);
+    IsRemote(name) ? RemoteEngine::Build(name, content, fill) : Engine::Build(name, content, fill);
 }
 
 std::unique_ptr<Store> Store::Create(const std::string& name, FirstContent content) {
@@ -23,7 +28,15 @@ std::unique_ptr<Store> Store::CreateInMemory(FirstContent content) {
 }
 
 std::unique_ptr<Store> Store::Open(const std::string& name, bool writable) {
+    if (IsRemote(name)) {
+        return RemoteEngine::Open(name, writable);
+    }
     return Engine::Open(name, writable);
+}
+
+void Store::Copy(Store& from, const std::string& name,
+                 const std::function<void(double)>& progress) {
+    IsRemote(name) ? RemoteEngine::Push(from, name, progress) : from.CopyTo(name, progress);
 }
 
 std::vector<std::string> Store::FindForeignFiles(const std::string& directory) {

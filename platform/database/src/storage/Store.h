@@ -312,6 +312,11 @@ class Store {
     static std::unique_ptr<Store> Create(const std::string& name, FirstContent content);
     static std::unique_ptr<Store> CreateInMemory(FirstContent content);
     static std::unique_ptr<Store> Open(const std::string& name, bool writable);
+    /// Whether a name is that of a model in a store that machines share, a URL.
+    static bool IsRemote(std::string_view name);
+    /// CopyTo, for a name of either kind.
+    static void Copy(Store& from, const std::string& name,
+                     const std::function<void(double)>& progress);
     /// The names of what lies in a database's directory and is no part of a database.
     static std::vector<std::string> FindForeignFiles(const std::string& directory);
 

@@ -1,0 +1,104 @@
+#include "ModelUrl.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "ORQBasFailure.h"
+
+namespace orq::storage {
+
+namespace {
+
+constexpr std::array<std::string_view, 2> kSchemes = {"postgresql://", "postgres://"};
+constexpr std::size_t kMostModelName = 200;
+
+// The text never has the URL itself in it: a part may be a password.
+[[noreturn]] void RefuseUrl(const std::string& why) {
+    ORQBasThrowUsage("the URL of a model is postgresql://USER@HOST/DB?model=NAME: " + why);
+}
+
+bool IsModelName(std::string_view name) {
+    return !name.empty() && name.size() <= kMostModelName && std::ranges::all_of(name, [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+               c == '-' || c == '_' || c == '.' || static_cast<unsigned char>(c) >= 0x80;
+    });
+}
+
+std::int64_t ParseGeneration(std::string_view text) {
+    std::int64_t generation = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), generation);
+    if (error != std::errc() || end != text.data() + text.size() || generation < 1) {
+        RefuseUrl("behind the model's name and @ stands the number of a state, from 1");
+    }
+    return generation;
+}
+
+// Anywhere libpq would take one from.
+void CheckHasNoPassword(std::string_view url) {
+    const std::string_view rest = url.substr(url.find("://") + 3);
+    const std::string_view authority = rest.substr(0, rest.find_first_of("/?"));
+    const std::size_t at = authority.rfind('@');
+    if ((at != std::string_view::npos && authority.substr(0, at).find(':') < at) ||
+        rest.find("password=") != std::string_view::npos) {
+        RefuseUrl(
+            "a password in it could be read by others; it belongs in the password file "
+            "(~/.pgpass) or in PGPASSWORD");
+    }
+}
+
+// Takes the model's own part out of the query of a URL.
+std::string TakeModel(std::string_view query, std::string& kept) {
+    std::string model;
+    while (!query.empty()) {
+        const std::string_view item = query.substr(0, query.find('&'));
+        query.remove_prefix(std::min(query.size(), item.size() + 1));
+        if (item.starts_with("model=")) {
+            model = item.substr(6);
+        } else if (!item.empty()) {
+            kept += (kept.empty() ? "" : "&") + std::string(item);
+        }
+    }
+    return model;
+}
+
+}  // namespace
+
+bool ModelUrl::IsUrl(std::string_view name) {
+    return std::ranges::any_of(kSchemes,
+                               [&](std::string_view scheme) { return name.starts_with(scheme); });
+}
+
+ModelUrl ModelUrl::Parse(std::string_view text, bool mayBeStore) {
+    if (!IsUrl(text)) {
+        RefuseUrl("it does not begin so");
+    }
+    CheckHasNoPassword(text);
+    ModelUrl url;
+    const std::size_t question = text.find('?');
+    url.store = text.substr(0, question);
+    if (question != std::string_view::npos) {
+        std::string kept;
+        url.model = TakeModel(text.substr(question + 1), kept);
+        url.store += (kept.empty() ? "" : "?") + kept;
+    }
+    if (const std::size_t at = url.model.rfind('@'); at != std::string::npos) {
+        url.generation = ParseGeneration(std::string_view(url.model).substr(at + 1));
+        url.model.resize(at);
+    }
+    if (!IsModelName(url.model) && !(mayBeStore && url.model.empty())) {
+        RefuseUrl("the model's name has letters, digits, dots, hyphens and underscores");
+    }
+    return url;
+}
+
+std::string ModelUrl::Text() const {
+    if (model.empty()) {
+        return store;
+    }
+    std::string text = store + (store.find('?') == std::string::npos ? "?" : "&");
+    text += "model=" + model;
+    return generation ? text + "@" + std::to_string(*generation) : text;
+}
+
+}  // namespace orq::storage

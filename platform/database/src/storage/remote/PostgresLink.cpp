@@ -1,0 +1,242 @@
+#include "PostgresLink.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "ORQBasFailure.h"
+#include "RemoteStore.h"
+
+namespace orq::storage {
+
+namespace {
+
+// Types of the wire protocol.
+constexpr Oid kBytea = 17;
+constexpr Oid kBigint = 20;
+constexpr Oid kText = 25;
+
+using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
+
+std::string NameOfStatement(const char* sql) {
+    std::array<char, 32> name{};
+    std::snprintf(name.data(), name.size(), "orq_%p", static_cast<const void*>(sql));
+    return name.data();
+}
+
+// libpq's texts end in a line break, and may have several lines.
+std::string OneLine(std::string_view text) {
+    std::string line;
+    for (const char c : text) {
+        const bool isBlank = c == '\n' || c == '\t' || c == ' ';
+        if (!isBlank) {
+            line += c;
+        } else if (!line.empty() && line.back() != ' ') {
+            line += ' ';
+        }
+    }
+    while (!line.empty() && line.back() == ' ') {
+        line.pop_back();
+    }
+    return line;
+}
+
+bool IsRefusal(ExecStatusType status) {
+    return status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK;
+}
+
+}  // namespace
+
+Parameter::Parameter(std::int64_t number) : m_type(kBigint), m_isNumber(true), m_size(8) {
+    for (std::size_t i = 0; i < m_number.size(); ++i) {
+        m_number[i] = static_cast<char>(static_cast<std::uint64_t>(number) >> (56 - 8 * i));
+    }
+}
+
+Parameter::Parameter(int number) : Parameter(std::int64_t{number}) {}
+
+Parameter::Parameter(std::string_view text)
+    : m_type(kText),
+      m_data(text.data() != nullptr ? text.data() : ""),
+      m_size(static_cast<int>(text.size())) {}
+
+Parameter::Parameter(std::span<const std::byte> bytes)
+    : m_type(kBytea),
+      m_data(bytes.empty() ? "" : reinterpret_cast<const char*>(bytes.data())),
+      m_size(static_cast<int>(bytes.size())) {}
+
+std::int64_t Answer::Number(int row, int column) const {
+    if (PQftype(m_result.get(), column) != kBigint ||
+        PQgetlength(m_result.get(), row, column) != 8) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            "the store gave no number where one is due");
+    }
+    const char* data = PQgetvalue(m_result.get(), row, column);
+    std::uint64_t number = 0;
+    for (int i = 0; i < 8; ++i) {
+        number = number << 8 | static_cast<unsigned char>(data[i]);
+    }
+    return static_cast<std::int64_t>(number);
+}
+
+std::string_view Answer::Text(int row, int column) const {
+    return {PQgetvalue(m_result.get(), row, column),
+            static_cast<std::size_t>(PQgetlength(m_result.get(), row, column))};
+}
+
+std::span<const std::byte> Answer::Bytes(int row, int column) const {
+    const std::string_view text = Text(row, column);
+    return std::as_bytes(std::span(text.data(), text.size()));
+}
+
+void PostgresLink::Connect() {
+    // The URL comes last, so that what it says counts. A store that does not answer is one that
+    // cannot be reached, within a time that somebody would wait.
+    const std::array<const char*, 6> names = {
+        "connect_timeout", "tcp_user_timeout", "fallback_application_name",
+        "client_encoding", "dbname",           nullptr};
+    const std::array<const char*, 6> values = {
+        "10", "30000", "orqmodel", "UTF8", m_conninfo.c_str(), nullptr};
+    m_connection.reset(PQconnectdbParams(names.data(), values.data(), 1));
+    if (PQstatus(m_connection.get()) != CONNECTION_OK) {
+        FailLost();
+    }
+    PQsetNoticeProcessor(
+        m_connection.get(), [](void*, const char*) {}, nullptr);
+    // Sending never waits for the store to read, which may itself wait for its answers to be read.
+    if (PQsetnonblocking(m_connection.get(), 1) != 0 ||
+        PQenterPipelineMode(m_connection.get()) != 1) {
+        FailLost();
+    }
+}
+
+void PostgresLink::Disconnect() noexcept {
+    m_connection.reset();
+    m_prepared.clear();
+    m_sent.clear();
+}
+
+void PostgresLink::FailLost() {
+    const std::string why = OneLine(PQerrorMessage(m_connection.get()));
+    Disconnect();
+    throw StoreUnreachable(ORQBasFailureKind::Io,
+                           m_shown + ": the store cannot be reached: " + why);
+}
+
+void PostgresLink::FailRefused(const PGresult* result) {
+    const char* state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
+    m_lastState = state != nullptr ? state : "";
+    const char* primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
+    const std::string why = OneLine(primary != nullptr ? primary : PQresultErrorMessage(result));
+    const bool isOver = PQstatus(m_connection.get()) != CONNECTION_OK || m_lastState.empty() ||
+                        m_lastState.starts_with("57P") || m_lastState.starts_with("08");
+    Disconnect();
+    if (isOver) {
+        throw StoreUnreachable(ORQBasFailureKind::Io,
+                               m_shown + ": the store ended the connection: " + why);
+    }
+    if (m_lastState == "42P01") {
+        ORQBasThrowUsage(m_shown +
+                         ": the store has no tables for models yet (orqmodel init-store makes "
+                         "them): " +
+                         why);
+    }
+    throw ORQBasFailure(ORQBasFailureKind::Io, m_shown + ": the store refused: " + why);
+}
+
+// Sends what waits to be sent, and takes in what comes meanwhile.
+void PostgresLink::Flush() {
+    int left = 0;
+    while ((left = PQflush(m_connection.get())) == 1) {
+        pollfd wait{PQsocket(m_connection.get()), POLLIN | POLLOUT, 0};
+        if (poll(&wait, 1, -1) < 0 && errno != EINTR) {
+            FailLost();
+        }
+        if ((wait.revents & POLLIN) != 0 && PQconsumeInput(m_connection.get()) == 0) {
+            FailLost();
+        }
+    }
+    if (left < 0) {
+        FailLost();
+    }
+}
+
+void PostgresLink::Send(const char* sql, std::span<const Parameter> parameters) {
+    if (m_connection == nullptr) {
+        Connect();
+    }
+    std::vector<Oid> types;
+    std::vector<const char*> values;
+    std::vector<int> sizes;
+    for (const Parameter& parameter : parameters) {
+        types.push_back(parameter.Type());
+        values.push_back(parameter.Data());
+        sizes.push_back(parameter.Size());
+    }
+    const std::vector<int> formats(parameters.size(), 1);  // binary
+    const int n = static_cast<int>(parameters.size());
+    const std::string name = NameOfStatement(sql);
+    if (m_prepared.insert(sql).second) {
+        if (PQsendPrepare(m_connection.get(), name.c_str(), sql, n, types.data()) == 0) {
+            FailLost();
+        }
+        m_sent.push_back(false);
+    }
+    if (PQsendQueryPrepared(m_connection.get(), name.c_str(), n, values.data(), sizes.data(),
+                            formats.data(), 1) == 0) {
+        FailLost();
+    }
+    m_sent.push_back(true);
+    Flush();
+}
+
+// One answer for each statement, each ended by a null one.
+std::vector<Answer> PostgresLink::TakeAnswers(Result& refused) {
+    std::vector<Answer> answers;
+    for (const bool isWanted : m_sent) {
+        Result result(PQgetResult(m_connection.get()), PQclear);
+        if (result == nullptr) {
+            FailLost();
+        }
+        Result end(PQgetResult(m_connection.get()), PQclear);
+        const ExecStatusType status = PQresultStatus(result.get());
+        if (IsRefusal(status)) {
+            // Those behind the one that was refused are not even tried.
+            if (refused == nullptr && status != PGRES_PIPELINE_ABORTED) {
+                refused = std::move(result);
+            }
+        } else if (isWanted) {
+            answers.emplace_back(result.release());
+        }
+        if (PQstatus(m_connection.get()) != CONNECTION_OK) {
+            break;
+        }
+    }
+    return answers;
+}
+
+std::vector<Answer> PostgresLink::Finish() {
+    if (PQpipelineSync(m_connection.get()) == 0) {
+        FailLost();
+    }
+    Flush();
+    ++m_nRoundTrips;
+    Result refused(nullptr, PQclear);
+    std::vector<Answer> answers = TakeAnswers(refused);
+    if (refused != nullptr) {
+        FailRefused(refused.get());
+    }
+    const Result end(PQgetResult(m_connection.get()), PQclear);
+    if (end == nullptr || PQresultStatus(end.get()) != PGRES_PIPELINE_SYNC) {
+        FailLost();
+    }
+    m_sent.clear();
+    return answers;
+}
+
+}  // namespace orq::storage

@@ -1,0 +1,103 @@
+// A connection to PostgreSQL: prepared statements sent one behind the other and answered together,
+// so that what belongs together costs one round trip.
+#pragma once
+
+#include <libpq-fe.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orq::storage {
+
+/// A value of a statement, in the binary form of the wire.
+class Parameter {
+  public:
+    Parameter(std::int64_t number);    // bigint
+    Parameter(int number);             // bigint
+    Parameter(std::string_view text);  // text
+    Parameter(const std::string& text) : Parameter(std::string_view(text)) {}
+    Parameter(std::span<const std::byte> bytes);  // bytea; both are not copied
+
+    Oid Type() const { return m_type; }
+    const char* Data() const { return m_isNumber ? m_number.data() : m_data; }
+    int Size() const { return m_size; }
+
+  private:
+    Oid m_type;
+    bool m_isNumber = false;
+    std::array<char, 8> m_number{};
+    const char* m_data = nullptr;
+    int m_size = 0;
+};
+
+/// The rows that answer one statement.
+class Answer {
+  public:
+    explicit Answer(PGresult* result) : m_result(result, PQclear) {}
+
+    int NumRows() const { return PQntuples(m_result.get()); }
+    bool IsNull(int row, int column) const { return PQgetisnull(m_result.get(), row, column) != 0; }
+    /// Of a bigint. Throws Damaged where the store gives another type.
+    std::int64_t Number(int row, int column) const;
+    std::string_view Text(int row, int column) const;
+    std::span<const std::byte> Bytes(int row, int column) const;
+
+  private:
+    std::unique_ptr<PGresult, decltype(&PQclear)> m_result;
+};
+
+class PostgresLink {
+  public:
+    /// `shown` names the model in messages.
+    PostgresLink(std::string conninfo, std::string shown)
+        : m_conninfo(std::move(conninfo)), m_shown(std::move(shown)) {}
+
+    /// Sends a statement; `sql` is a literal, prepared once in each connection. Connects first where
+    /// there is no connection.
+    void Send(const char* sql, std::span<const Parameter> parameters = {});
+    template <class... Values>
+    void Send(const char* sql, const Values&... values) {
+        const Parameter parameters[] = {Parameter(values)...};
+        Send(sql, std::span<const Parameter>(parameters));
+    }
+    /// Waits for the answers of all that was sent. Throws what the store refused: the connection is
+    /// given up then, and with it a transaction that was open.
+    std::vector<Answer> Finish();
+
+    template <class... Values>
+    Answer Ask(const char* sql, const Values&... values) {
+        Send(sql, values...);
+        return std::move(Finish().front());
+    }
+
+    /// Whether Finish threw since the store refused a row whose key is taken.
+    static bool IsTaken(std::string_view state) { return state == "23505"; }
+    /// The code of the last refusal.
+    const std::string& LastState() const { return m_lastState; }
+    /// How often answers were waited for.
+    std::int64_t NumRoundTrips() const { return m_nRoundTrips; }
+    void Disconnect() noexcept;
+
+  private:
+    void Connect();
+    void Flush();
+    [[noreturn]] void FailLost();
+    [[noreturn]] void FailRefused(const PGresult* result);
+    std::vector<Answer> TakeAnswers(std::unique_ptr<PGresult, decltype(&PQclear)>& refused);
+
+    std::string m_conninfo;
+    std::string m_shown;
+    std::unique_ptr<PGconn, decltype(&PQfinish)> m_connection{nullptr, PQfinish};
+    std::set<const char*> m_prepared;
+    std::vector<bool> m_sent;  // of each statement that was sent: whether its answer is wanted
+    std::string m_lastState;
+    std::int64_t m_nRoundTrips = 0;
+};
+
+}  // namespace orq::storage

@@ -1,0 +1,54 @@
+// A store of models in PostgreSQL, in SQL that its relatives speak too.
+#pragma once
+
+#include "PostgresLink.h"
+#include "RemoteStore.h"
+
+namespace orq::storage {
+
+class PostgresStore final : public RemoteStore {
+  public:
+    explicit PostgresStore(const ModelUrl& url)
+        : m_model(url.model), m_shown(url.Text()), m_link(url.store, m_shown) {}
+
+    std::vector<std::string> Prepare() override;
+    std::optional<Head> GetHead() override;
+    void PutModel(const Identity& identity, const NewState& state,
+                  std::span<const std::byte> base) override;
+    Head TakeLease(const Token& lease, const std::string& who, int seconds) override;
+    bool RenewLease(const Token& lease, int seconds) override;
+    void GiveLeaseBack(const Token& lease) override;
+    void Commit(const Identity& identity, const Token& lease, int seconds,
+                const NewState& state) override;
+    void PutBase(const Identity& identity, std::int64_t generation,
+                 std::span<const std::byte> base) override;
+    Base GetBase(const Identity& identity, std::int64_t generation) override;
+    std::vector<Changeset> GetChangesets(const Identity& identity, std::int64_t after,
+                                         std::int64_t last) override;
+    void GetPieces(const Identity& identity, std::int64_t generation,
+                   std::span<const BulkFile::Place> places,
+                   const std::function<void(const PieceView&)>& take) override;
+    std::vector<LogEntry> GetLog(const Identity& identity) override;
+    std::vector<PieceKey> ListPieces(const Identity& identity, std::int64_t generation) override;
+    void DropBefore(const Identity& identity, std::int64_t oldest,
+                    std::span<const PieceKey> pieces) override;
+
+  private:
+    void TryToPrepare(const char* sql, const char* what, std::vector<std::string>& left);
+    void SendHeadQuery();
+    std::optional<Head> HeadOf(const Answer& answer) const;
+    void SendState(const Identity& identity, const NewState& state);
+    void SendBase(const Identity& identity, std::int64_t generation,
+                  std::span<const std::byte> base);
+    bool WasCommitted(const Identity& identity, const NewState& state);
+    bool WasMade(const Identity& identity);
+    bool AskUntilAnswered(std::int64_t generation, const std::function<bool()>& ask);
+    [[noreturn]] void FailMoved(const Identity& identity, const NewState& state);
+    [[noreturn]] void FailDamaged(const std::string& text) const;
+
+    std::string m_model;
+    std::string m_shown;
+    PostgresLink m_link;
+};
+
+}  // namespace orq::storage

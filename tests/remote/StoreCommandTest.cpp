@@ -1,0 +1,121 @@
+// What the program does with models in stores.
+#include <gmock/gmock.h>
+
+#include <nlohmann/json.hpp>
+
+#include "CommandRun.h"
+#include "Proxy.h"
+#include "RemoteFixture.h"
+
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+class StoreCommandTest : public RemoteFixture {
+  protected:
+    static std::string Sample() { return ORQ_SAMPLE_MESH; }
+    /// What the program prints as JSON.
+    static json Report(Arguments arguments) {
+        arguments.emplace_back("--json");
+        const CommandResult result = RunHere(arguments);
+        EXPECT_EQ(result.status, 0) << result.err;
+        return json::parse(result.out, nullptr, false);
+    }
+    // Changes a file's worth of rows: another name for a set.
+    void Rename(const std::string& from, const std::string& to) const {
+        const CommandResult result = RunHere({"edit", m_url, "rename", "nodeset", from, to});
+        ASSERT_EQ(result.status, 0) << result.err << result.out;
+    }
+};
+
+}  // namespace
+
+TEST_F(StoreCommandTest, AModelGoesIntoTheStoreAndComesBackTheSame) {
+    const std::string local = m_folder / "local.orq";
+    ASSERT_EQ(RunHere({"import", Sample(), "-o", local}).status, 0);
+    EXPECT_EQ(RunHere({"push", local, m_url}).status, 0);
+    // Without a way through the store.
+    const std::string imported = m_server->Url(m_name + "-imported");
+    EXPECT_EQ(RunHere({"import", Sample(), "-o", imported}).status, 0);
+    UseMachine("second");
+    for (const std::string& url : {m_url, imported}) {
+        const CommandResult same = RunHere({"diff", local, url});
+        EXPECT_EQ(same.status, 0) << same.out << same.err;
+        const CommandResult clean = RunHere({"verify", url});
+        EXPECT_EQ(clean.status, 0) << clean.out << clean.err;
+    }
+    const std::string pulled = m_folder / "pulled.orq";
+    EXPECT_EQ(RunHere({"pull", m_url, pulled}).status, 0);
+    EXPECT_EQ(RunHere({"diff", local, pulled}).status, 0);
+    EXPECT_EQ(RunHere({"check", m_url}).out, RunHere({"check", local}).out);
+    EXPECT_THAT(RunHere({"info", m_url}).out, HasSubstr(m_name));
+
+    const std::pair<Arguments, const char*> refused[] = {
+        {{"push", local, m_url}, "exists already"},
+        {{"import", Sample(), "-o", m_url, "--force"}, "never replaced"},
+        {{"push", m_url, local}, "no directory"},
+        {{"pull", local, pulled}, "no URL"},
+        {{"compact", m_url}, "never replaced"},
+        {{"prune", m_url}, "either --keep"},
+        {{"prune", m_url, "--older-than", "3 days"}, "is no time"},
+    };
+    for (const auto& [arguments, text] : refused) {
+        const CommandResult result = RunHere(arguments);
+        EXPECT_EQ(result.status, 2) << result.err;
+        EXPECT_THAT(result.err, HasSubstr(text));
+    }
+}
+
+TEST_F(StoreCommandTest, EarlierStatesAreListedComparedAndPruned) {
+    ASSERT_EQ(RunHere({"import", Sample(), "-o", m_url}).status, 0);
+    const std::string set = Report({"list", "sets", m_url}).at("objects").at(0).at("name");
+    std::string name = set;
+    for (const char* next : {"one", "two", "three"}) {
+        ASSERT_NO_FATAL_FAILURE(Rename(name, next));
+        name = next;
+    }
+    const json states = Report({"log", m_url}).at("states");
+    ASSERT_EQ(states.size(), 4);
+    const int newest = states.at(0).at("generation");
+    EXPECT_GT(states.at(3).at("bulk_bytes"), 100'000);
+    EXPECT_EQ(states.at(0).at("bulk_bytes"), 0);
+    EXPECT_THAT(states.at(0).at("changed"), HasSubstr("map_entry"));
+    EXPECT_THAT(states.at(0).at("who"), HasSubstr("process " + std::to_string(getpid())));
+
+    const auto at = [&](int generation) { return m_url + "@" + std::to_string(generation); };
+    const CommandResult differing = RunHere({"diff", at(newest - 2), at(newest - 1)});
+    EXPECT_EQ(differing.status, 1);
+    EXPECT_THAT(differing.out, testing::AllOf(HasSubstr("one"), HasSubstr("two")));
+    EXPECT_EQ(RunHere({"edit", at(newest - 1), "rename", "nodeset", "two", "x"}).status, 2);
+
+    EXPECT_EQ(Report({"prune", m_url, "--older-than", "1h"}).at("states_dropped"), 0);
+    EXPECT_EQ(Report({"prune", m_url, "--keep", "2"}).at("states_dropped"), 2);
+    UseMachine("second");
+    EXPECT_EQ(RunHere({"verify", m_url}).status, 0);
+    EXPECT_EQ(RunHere({"verify", at(newest - 1)}).status, 0);
+    const CommandResult gone = RunHere({"info", at(newest - 2)});
+    EXPECT_EQ(gone.status, 2);
+    EXPECT_THAT(gone.err, HasSubstr("has states " + std::to_string(newest - 1)));
+    // A cache of before goes on.
+    UseMachine("first");
+    EXPECT_EQ(RunHere({"verify", m_url}).status, 0);
+}
+
+TEST_F(StoreCommandTest, AFewRoundTripsDo) {
+    Proxy proxy(m_server->Folder());
+    ASSERT_EQ(RunHere({"import", Sample(), "-o", m_url}).status, 0);
+    const std::string url = m_server->Url(m_name, proxy.Folder());
+    // The first answers of a connection are those of its beginning.
+    constexpr int kConnecting = 1;
+    UseMachine("second");
+    RunHere({"info", url});
+    EXPECT_LE(proxy.TakeRoundTrips(),
+              kConnecting + 1 + 2 + 3);  // head, base and changesets, pieces
+    RunHere({"info", url});
+    EXPECT_EQ(proxy.TakeRoundTrips(), kConnecting + 1);
+    ORQSimDatabase database = ORQSimDatabase::Open(url, Mode::ReadWrite);
+    EXPECT_EQ(proxy.TakeRoundTrips(), kConnecting + 1);
+    InTransaction(database, [&] { database.Focus().DataRecord().SetInt(0, 1); });
+    EXPECT_EQ(proxy.TakeRoundTrips(), 2);
+}

@@ -178,7 +178,7 @@ sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how) {
                                           "INSERT OR REPLACE INTO "};
         statement = m_connection.Prepare(kVerbs[static_cast<std::size_t>(how)] +
                                          std::string(NameOf(table)) + " VALUES(" +
-                                         Placeholders(Shape(table).columns.size()) + ")");
+                                         Placeholders(Shape(table).Columns(m_format).size()) + ")");
     }
     return statement;
 }
@@ -247,8 +247,9 @@ void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::str
 Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query, int what,
                                           std::size_t nKeys) {
     const AccessPath path = PathOf(query == Query::FindBy, what);
-    std::string sql = std::string(query == Query::Count ? "SELECT count(*)" : "SELECT *") +
-                      " FROM " + path.table.name + Where(path.First(nKeys));
+    std::string sql = query == Query::Count ? std::string("SELECT count(*) FROM ") + path.table.name
+                                            : SelectRow(path.table, m_format);
+    sql += Where(path.First(nKeys));
     switch (query) {
         case Query::Count:
             break;
@@ -270,7 +271,7 @@ RowWalks& Catalogue::WalksOf(Query query, int what, std::size_t nKeys) {
         m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
     if (walks == nullptr) {
         const AccessPath path = PathOf(query == Query::FindBy, what);
-        const std::string sql = std::string("SELECT * FROM ") + path.table.name + " WHERE (" +
+        const std::string sql = SelectRow(path.table, m_format) + " WHERE (" +
                                 List(path.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
                                 ") ORDER BY " + List(path.First(path.nOrder));
         m_walks.push_back(std::make_unique<RowWalks>(

@@ -22,6 +22,11 @@ class Catalogue final : public RowStore {
     explicit Catalogue(Connection& connection) : m_connection(connection) {}
     ~Catalogue() override;
 
+    // The version of the format that the tables have. To be said when only the state has been read,
+    // whose table is the same in all.
+    void SetFormatVersion(int format) { m_format = format; }
+    int FormatVersion() const { return m_format; }
+
     // InsertNew of a row whose values are all there, in order. REQUIRES: as many as columns.
     bool InsertNewRow(Table table, std::span<const Value> row);
     std::int64_t NumChanges() const override {
@@ -93,6 +98,7 @@ class Catalogue final : public RowStore {
                                     static_cast<std::size_t>(Query::Kinds)>;
 
     Connection& m_connection;
+    int m_format = kFormatVersion;
     ForEachTable<std::array<sqlite3_stmt*, 3>> m_writes{};
     ForEachTable<std::array<sqlite3_stmt*, kMostKeys + 1>> m_erasures{};
     ForEachQuery<StatementRows::Pool> m_pools;

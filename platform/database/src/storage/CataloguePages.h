@@ -33,6 +33,9 @@ class PageRow {
         return Get<std::span<const std::byte>>(column);
     }
 
+    // Behind the last column.
+    void Add(const Value& value) { m_values.push_back(value); }
+
   private:
     friend class CataloguePages;
     template <class T>
@@ -47,7 +50,7 @@ class PageRow {
 
 class CataloguePages {
   public:
-    using OnRow = std::function<void(const PageRow&)>;
+    using OnRow = std::function<void(PageRow&)>;
     // Rows are missing between the last one and the next.
     using OnGap = std::function<void()>;
 

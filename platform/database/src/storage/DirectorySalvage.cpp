@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <ranges>
 #include <tuple>
 #include <utility>
 
@@ -84,11 +85,13 @@ void DirectorySalvage::NoteDamagedPages() {
     }
 }
 
-// Every database has its tables in the same pages, for they are made in the same order. So where a
-// part of the schema cannot be read, that of a new database serves, unless the rest says otherwise.
+// Every database of a version has its tables in the same pages, for they are made in the same order.
+// So where a part of the schema cannot be read, that of a new database serves, unless the rest says
+// otherwise.
 void DirectorySalvage::FindRoots() {
     m_roots = m_pages.ReadRoots();
-    const std::map<std::string, std::int64_t> usual = m_target.Roots();
+    m_format = FindFormat();
+    const std::map<std::string, std::int64_t> usual = Engine::UsualRoots(m_format);
     const bool isUsual = std::ranges::all_of(m_roots, [&](const auto& root) {
         const auto found = usual.find(root.first);
         return found != usual.end() && found->second == root.second;
@@ -96,6 +99,32 @@ void DirectorySalvage::FindRoots() {
     if (isUsual) {
         m_roots = usual;
     }
+}
+
+// The state's table is the first one in all versions. Where neither it nor the schema can be read,
+// pages of one table could be taken for those of another.
+int DirectorySalvage::FindFormat() {
+    const std::string name = NameOf(Table::State);
+    const auto root = m_roots.find(name);
+    std::int64_t format = 0;
+    m_pages.ReadTree(
+        root != m_roots.end() ? root->second : Engine::UsualRoots(kFormatVersion)[name],
+        Shape(Table::State).columns.size(), [&](const PageRow& row) { format = row.Int(1); },
+        [] {});
+    if (format != 0) {
+        CheckFormat(m_directory, format);
+        return static_cast<int>(format);
+    }
+    for (int version = kFormatVersion; version >= kOldestFormatVersion; --version) {
+        if (std::ranges::equal(std::views::keys(m_roots),
+                               std::views::keys(Engine::UsualRoots(version)))) {
+            return version;
+        }
+    }
+    throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                        CataloguePath(m_directory) +
+                            ": its state cannot be read, nor all of its schema, and so not the "
+                            "version of its format");
 }
 
 void DirectorySalvage::OpenBulk() {
@@ -120,7 +149,6 @@ void DirectorySalvage::ReadState() {
     std::optional<Identity> identity;
     std::int64_t bulkEnd = 0;
     const auto take = [&](const PageRow& row) {
-        CheckFormat(m_directory, row.Int(1));
         if (row.Blob(2).size() == Identity().size()) {
             std::ranges::copy(row.Blob(2), identity.emplace().begin());
         }
@@ -156,8 +184,12 @@ void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) 
             m_gaps.push_back({table, last, {}});
         }
     };
-    const auto takeAndNote = [&](const PageRow& row) {
+    const std::size_t nColumns = Shape(table).Columns(m_format).size();
+    const auto takeAndNote = [&](PageRow& row) {
         m_goOn();
+        for (std::size_t i = nColumns; i < Shape(table).columns.size(); ++i) {
+            row.Add(NothingIn((Shape(table).columns.begin() + i)->type));
+        }
         if (const std::string problem = ProblemOfRow(table, row.Values()); !problem.empty()) {
             m_damage.push_back("catalogue.sqlite: " + problem);
             note();
@@ -169,13 +201,13 @@ void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) 
         }
         take(row);
     };
-    m_pages.ReadTree(m_roots[NameOf(table)], Shape(table).columns.size(), takeAndNote, note);
+    m_pages.ReadTree(m_roots[NameOf(table)], nColumns, takeAndNote, note);
 }
 
 bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
                                  const CataloguePages::OnRow& take) {
     bool isWhole = true;
-    const auto takeAndGoOn = [&](const PageRow& row) {
+    const auto takeAndGoOn = [&](PageRow& row) {
         m_goOn();
         take(row);
     };

@@ -35,6 +35,7 @@ class DirectorySalvage final : public Salvage {
         Extent extent;
     };
 
+    int FindFormat();
     void FindRoots();
     void OpenBulk();
     void ReadState();
@@ -59,6 +60,7 @@ class DirectorySalvage final : public Salvage {
     std::string m_directory;
     CataloguePages m_pages;
     std::map<std::string, std::int64_t> m_roots;
+    int m_format = kFormatVersion;
     BulkFile m_bulk;
     std::optional<Identity> m_identity;  // in the bulk file's header, where that can be read
     std::int64_t m_bulkSize = 0;

@@ -120,12 +120,15 @@ int Bind(sqlite3_stmt* statement, int index, const T& value) {
 
 template <class Row>
 void BindAs(const Connection& connection, sqlite3_stmt* statement, const void* from) {
+    const int nPlaces = sqlite3_bind_parameter_count(statement);
     int index = 0;
-    std::apply(
-        [&](const auto&... values) {
-            (connection.Check(Bind(statement, ++index, values), "bind a value"), ...);
-        },
-        Row::Columns(*static_cast<const Row*>(from)));
+    const auto bind = [&](const auto& value) {
+        if (index < nPlaces) {
+            connection.Check(Bind(statement, ++index, value), "bind a value");
+        }
+    };
+    std::apply([&](const auto&... values) { (bind(values), ...); },
+               Row::Columns(*static_cast<const Row*>(from)));
 }
 
 using Codecs = std::array<RowCodec, static_cast<std::size_t>(Table::Count)>;

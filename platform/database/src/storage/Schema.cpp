@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bitset>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -145,9 +144,9 @@ std::string_view Declared(Column::Type type) {
     return kWords[static_cast<std::size_t>(type)];
 }
 
-std::string SqlOf(const TableShape& table) {
+std::string SqlOf(const TableShape& table, int format) {
     std::string sql = std::string("CREATE TABLE ") + table.name + "(";
-    for (const Column& column : table.columns) {
+    for (const Column& column : table.Columns(format)) {
         sql += std::string(column.name) + std::string(Declared(column.type)) + ", ";
     }
     return sql + "PRIMARY KEY(" + NamesOfKey(table) + ")) WITHOUT ROWID";
@@ -178,7 +177,6 @@ constexpr const char* kMeanings = "schema";
 constexpr const char* kMeaningsSql =
     "CREATE TABLE schema(number INTEGER, name TEXT, meaning TEXT, PRIMARY KEY(number)) WITHOUT "
     "ROWID";
-constexpr std::size_t kMostExpected = kTables.size() + kIndices.size() + 1;
 
 // What a catalogue of ours may have of a name: either of the texts.
 struct Expected {
@@ -189,38 +187,51 @@ struct Expected {
     std::string earlySql;
 };
 
-const std::vector<Expected>& ExpectedSchema() {
-    static const auto& expected = *new const std::vector<Expected>([] {
-        std::vector<Expected> all;
+// What the schema of a version of the format has.
+class ExpectedSchema {
+  public:
+    static const ExpectedSchema& Of(int format) {
+        static const auto& schemas = *new const std::array<ExpectedSchema, kFormatVersion>([] {
+            std::array<ExpectedSchema, kFormatVersion> all;
+            for (int version = kOldestFormatVersion; version <= kFormatVersion; ++version) {
+                all[Place(version)].Make(version);
+            }
+            return all;
+        }());
+        return schemas[Place(format)];
+    }
+
+    const std::vector<Expected>& All() const { return m_all; }
+    // The place of a name; behind the end where it is none of ours. Rows come in the order in which
+    // they were made, so row `nth` is mostly the nth expected one.
+    std::size_t Find(std::string_view name, std::size_t nth) const {
+        if (nth < m_all.size() && m_all[nth].name == name) {
+            return nth;
+        }
+        return static_cast<std::size_t>(std::ranges::find(m_all, name, &Expected::name) -
+                                        m_all.begin());
+    }
+
+  private:
+    static constexpr std::size_t Place(int format) {
+        return static_cast<std::size_t>(format - kOldestFormatVersion);
+    }
+
+    void Make(int format) {
         for (const TableShape& table : kTables) {
-            all.push_back({"table", table.name, table.name, SqlOf(table), SqlOf(table)});
+            const std::string sql = SqlOf(table, format);
+            m_all.push_back({"table", table.name, table.name, sql, sql});
         }
         for (const IndexShape& index : kIndices) {
-            all.push_back(
+            m_all.push_back(
                 {"index", index.name, Shape(index.table).name, SqlOf(index), EarlySqlOf(index)});
         }
         // Last, so that all else lies in the pages in which it always lay.
-        all.push_back({"table", kMeanings, kMeanings, kMeaningsSql, kMeaningsSql});
-        return all;
-    }());
-    return expected;
-}
-
-// The place of a name in the expected schema; behind its end where it is none of ours. Rows come in
-// the order in which they were made, so row `nth` is mostly the nth expected one.
-std::size_t FindExpected(std::string_view name, std::size_t nth) {
-    const std::vector<Expected>& all = ExpectedSchema();
-    if (nth < all.size() && all[nth].name == name) {
-        return nth;
+        m_all.push_back({"table", kMeanings, kMeanings, kMeaningsSql, kMeaningsSql});
     }
-    return static_cast<std::size_t>(std::ranges::find(all, name, &Expected::name) - all.begin());
-}
 
-bool IsAsMade(const Expected& expected, std::string_view type, std::string_view table,
-              std::string_view sql) {
-    return type == expected.type && table == expected.table &&
-           (sql == expected.sql || sql == expected.earlySql);
-}
+    std::vector<Expected> m_all;
+};
 
 std::string Shortened(std::string_view text) {
     constexpr std::size_t kMost = 40;
@@ -289,8 +300,36 @@ const IndexShape& Shape(Index index) {
     return kIndices[static_cast<std::size_t>(index)];
 }
 
-void CreateSchema(Connection& connection) {
-    for (const Expected& made : ExpectedSchema()) {
+std::span<const Column> TableShape::Columns(int format) const {
+    const auto* const end =
+        std::ranges::find_if(columns, [&](const Column& column) { return column.since > format; });
+    return {columns.begin(), end};
+}
+
+Value NothingIn(Column::Type type) {
+    switch (type) {
+        case Column::Type::Text:
+            return std::string_view();
+        case Column::Type::Blob:
+            return std::span<const std::byte>();
+        default:
+            return std::int64_t{0};
+    }
+}
+
+std::string SelectRow(const TableShape& table, int format) {
+    constexpr std::array<std::string_view, 4> kNothing = {"0", "''", "x''", "0"};  // by type
+    std::string sql;
+    for (const Column& column : table.columns) {
+        sql += sql.empty() ? "SELECT " : ", ";
+        sql +=
+            column.since <= format ? column.name : kNothing[static_cast<std::size_t>(column.type)];
+    }
+    return sql + " FROM " + table.name;
+}
+
+void CreateSchema(Connection& connection, int format) {
+    for (const Expected& made : ExpectedSchema::Of(format).All()) {
         connection.Execute(made.sql.c_str());
     }
 }
@@ -309,40 +348,84 @@ void Describe(Connection& connection, std::span<const NumberMeaning> meanings) {
     }
 }
 
-void CheckSchema(Connection& connection) {
-    constexpr std::size_t kMost = kMostExpected;
-    std::array<std::int64_t, kMost> roots{};
-    std::size_t nRows = 0;
-    std::bitset<kMost> found;
-    connection.ForEachRow(
-        "SELECT type, name, tbl_name, rootpage, sql FROM sqlite_schema",
-        [&](const std::vector<Value>& row) {
-            const auto text = [&](std::size_t column) {
-                const auto* held = std::get_if<std::string_view>(&row[column]);
-                return held == nullptr ? std::string_view() : *held;
-            };
-            const std::size_t place = FindExpected(text(1), nRows);
-            const bool isKnown = place < kMost && !found[place];
-            const auto* root = std::get_if<std::int64_t>(&row[3]);
-            if (!isKnown || !IsAsMade(ExpectedSchema()[place], text(0), text(2), text(4)) ||
-                root == nullptr || std::ranges::count(roots, *root) > 0) {
-                connection.FailDamaged(
-                    "its schema is not that of a model database: " + Shortened(text(0)) + " " +
-                    Shortened(text(1)) +
-                    (place == kMost ? " is none of a model's" : " is not as it was made"));
+namespace {
+
+constexpr const char* kSchemaQuery =
+    "SELECT type, name, tbl_name, rootpage, sql FROM sqlite_schema";
+
+// One row of a catalogue's schema.
+struct SchemaRow {
+    explicit SchemaRow(const std::vector<Value>& row)
+        : type(Text(row[0])), name(Text(row[1])), table(Text(row[2])), sql(Text(row[4])) {
+        const auto* held = std::get_if<std::int64_t>(&row[3]);
+        root = held == nullptr ? 0 : *held;
+    }
+    bool IsAsMade(const Expected& expected) const {
+        return type == expected.type && name == expected.name && table == expected.table &&
+               (sql == expected.sql || sql == expected.earlySql) && root > 0;
+    }
+
+    std::string_view type;
+    std::string_view name;
+    std::string_view table;
+    std::string_view sql;
+    std::int64_t root;
+
+  private:
+    static std::string_view Text(const Value& value) {
+        const auto* held = std::get_if<std::string_view>(&value);
+        return held == nullptr ? std::string_view() : *held;
+    }
+};
+
+[[noreturn]] void FailSchema(const Connection& connection, const std::string& text) {
+    connection.FailDamaged("its schema is not that of a model database: " + text);
+}
+
+[[noreturn]] void FailSchema(const Connection& connection, const SchemaRow& row, bool isKnown) {
+    FailSchema(connection, Shortened(row.type) + " " + Shortened(row.name) +
+                               (isKnown ? " is not as it was made" : " is none of a model's"));
+}
+
+}  // namespace
+
+void CheckStateTable(Connection& connection) {
+    const Expected& expected = ExpectedSchema::Of(kFormatVersion).All().front();
+    bool isFound = false;
+    connection.ForEachRow(kSchemaQuery, [&](const std::vector<Value>& values) {
+        const SchemaRow row(values);
+        if (row.name == expected.name) {
+            isFound = true;
+            if (!row.IsAsMade(expected)) {
+                FailSchema(connection, row, true);
             }
-            found.set(place);
-            roots[nRows] = *root;
-            ++nRows;
-        });
-    found.set(FindExpected(kMeanings, kMost - 1));
-    if (!found.all()) {
-        std::size_t missing = 0;
-        while (found[missing]) {
-            ++missing;
         }
-        connection.FailDamaged("its schema is not that of a model database: " +
-                               ExpectedSchema()[missing].name + " is missing");
+    });
+    if (!isFound) {
+        FailSchema(connection, expected.name + " is missing");
+    }
+}
+
+void CheckSchema(Connection& connection, int format) {
+    const ExpectedSchema& expected = ExpectedSchema::Of(format);
+    std::vector<std::int64_t> roots;
+    std::vector<bool> found(expected.All().size());
+    connection.ForEachRow(kSchemaQuery, [&](const std::vector<Value>& values) {
+        const SchemaRow row(values);
+        const std::size_t place = expected.Find(row.name, roots.size());
+        const bool isKnown = place < found.size();
+        if (!isKnown || found[place] || !row.IsAsMade(expected.All()[place]) ||
+            std::ranges::count(roots, row.root) > 0) {
+            FailSchema(connection, row, isKnown);
+        }
+        found[place] = true;
+        roots.push_back(row.root);
+    });
+    for (std::size_t place = 0; place < found.size(); ++place) {
+        const std::string& name = expected.All()[place].name;
+        if (!found[place] && name != kMeanings) {
+            FailSchema(connection, name + " is missing");
+        }
     }
 }
 

@@ -328,6 +328,9 @@ class Store {
     /// The name by which it was opened; empty for one in memory.
     virtual const std::string& Path() const = 0;
     virtual bool IsWritable() const = 0;
+    /// The version of the format in which it was made, and stays. Rows of older ones lack what came
+    /// later; see Schema.h.
+    virtual int FormatVersion() const = 0;
 
     /// Keeps meanings of numbers in the database, each number once. Needs a transaction, or to be
     /// called of FirstContent.

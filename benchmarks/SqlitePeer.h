@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -66,6 +67,11 @@ class Statement {
         const auto* text = sqlite3_column_text(m_statement, column);
         return text == nullptr ? "" : reinterpret_cast<const char*>(text);
     }
+    // Until the next step.
+    std::span<const std::byte> Bytes(int column) const {
+        const auto* blob = static_cast<const std::byte*>(sqlite3_column_blob(m_statement, column));
+        return {blob, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))};
+    }
     bool Step() {
         const int code = sqlite3_step(m_statement);
         m_sqlite.Check(code);
@@ -77,6 +83,9 @@ class Statement {
     void Bind(int index, std::string_view text) {
         sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_STATIC,
                             SQLITE_UTF8);
+    }
+    void Bind(int index, std::span<const double> values) {
+        sqlite3_bind_blob64(m_statement, index, values.data(), values.size_bytes(), SQLITE_STATIC);
     }
     void Bind(int index, const double* value) {
         sqlite3_bind_blob64(m_statement, index, value, sizeof *value, SQLITE_STATIC);

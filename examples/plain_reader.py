@@ -55,9 +55,10 @@ class Reader:
                               "AND slot = ?", self.model, self.slots[slot]))
 
     def store(self, store, part=0):
-        """The chunks of a store, by number: views of the file."""
-        return {chunk: self.bulk[offset:offset + length] for chunk, offset, length in self.rows(
-            "SELECT chunk, offset, length FROM extent WHERE store = ? AND part = ?", store, part)}
+        """The chunks of a store, by number: views of the file, or small ones as they stand in the row."""
+        return {row[0]: self.bulk[row[1]:row[1] + row[2]] if row[1] else np.frombuffer(row[-1], "u1")
+                for row in self.rows("SELECT chunk, offset, length, extent.* FROM extent "
+                                     "WHERE store = ? AND part = ?", store, part)}
 
     def members(self, form, first, count, stride, block, store, blob):
         if form == 0:

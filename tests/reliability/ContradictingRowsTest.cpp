@@ -127,6 +127,13 @@ const Case kCases[] = {
     {"UPDATE extent SET capacity = 1152921504606842880", "beyond the end"},
     {"UPDATE extent SET length = length + 65536", "is inconsistent"},
     {"UPDATE extent SET checksums = x''", "is inconsistent"},
+    {"UPDATE extent SET small = x'00' WHERE offset > 0", "is inconsistent"},
+    {"UPDATE extent SET offset = 0, capacity = 0 WHERE offset > 0", "is inconsistent"},
+    {"UPDATE extent SET small = x'' WHERE offset = 0", "is inconsistent"},
+    {"UPDATE extent SET length = length - 1 WHERE offset = 0", "is inconsistent"},
+    {"UPDATE extent SET capacity = 4096 WHERE offset = 0", "is inconsistent"},
+    {"UPDATE extent SET checksums = x'0102030405060708' WHERE offset = 0", "is inconsistent"},
+    {"UPDATE extent SET small = 7 WHERE offset = 0", "column small is 7, not bytes"},
     {"UPDATE extent SET length = 0", "column length is 0"},
     {"UPDATE object SET category = 9 WHERE id = 2", "column category is 9"},
     {"UPDATE object SET id = 1152921504606846976 WHERE id = (SELECT max(id) FROM object)",
@@ -250,15 +257,37 @@ TEST_F(ContradictingRows, AWriterLosesNothingToPlacesThatOverlapOrLieBehindTheEn
 // Early versions made indices of links without the category of what they lead to, and kept no meanings
 // of numbers.
 TEST_F(ContradictingRows, ADatabaseOfAnEarlyVersionOpens) {
+    // One without small chunks, which early versions did not keep in the catalogue.
+    std::filesystem::remove_all(m_path);
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        MakeModel(database, 1000);
+        InTransaction(database, [&] {
+            Append(database, RunOf(Nodes(database), 0, 900), RunOf(Components(database), 0, 1),
+                   Filled(900, 1));
+        });
+    }
     for (const char* table : {"child", "map_entry", "vector_entry"}) {
         const std::string name = std::string(table) + "_by_target";
         Change("DROP INDEX " + name + "; CREATE INDEX " + name + " ON " + table +
                "(target_object, target_index, slot)");
     }
-    Change("DROP TABLE schema; UPDATE state SET format = 1");
+    Change(
+        "DROP TABLE schema; UPDATE state SET format = 1; "
+        "ALTER TABLE extent DROP COLUMN small");
     EXPECT_EQ(Told(), "");
     const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
-    InTransaction(database, [&] { database.Focus().CreateDataRecord(Slot(20)).SetInt(0, 1); });
+    InTransaction(database, [&] {
+        database.Focus().CreateDataRecord(Slot(20)).SetInt(0, 1);
+        const double one = 1;
+        database.Focus().SetPosition(Slot(22),
+                                     database.Focus().CreateSimpleFTable(1, {}, {}, &one, 1));
+    });
+    EXPECT_EQ(FirstComponent(database), [] {
+        Doubles values = Filled(1000, kUntouched);
+        std::fill_n(values.begin(), 900, 1);
+        return values;
+    }());
     EXPECT_EQ(database.Verify(), Texts());
     database.CopyTo(m_new);
     EXPECT_EQ(ORQSimDatabase::Open(m_new, Mode::ReadOnly).Verify(), Texts());

@@ -27,9 +27,10 @@ int Behind(int number) {
 }
 
 ExtentRow ExtentOf(const PageRow& row) {
-    return {
-        row.Int(0), static_cast<int>(row.Int(1)), row.Int(2), row.Int(3), row.Int(4), row.Int(5),
-        row.Blob(6)};
+    return {row.Int(0),  static_cast<int>(row.Int(1)),
+            row.Int(2),  row.Int(3),
+            row.Int(4),  row.Int(5),
+            row.Blob(6), row.Blob(7)};
 }
 
 // The directory, checked to hold files that can be read.
@@ -370,8 +371,11 @@ void DirectorySalvage::TakeStore(std::int64_t store, const std::vector<Chunk>& c
         return;
     }
     for (const auto& [part, number, extent] : chunks) {
-        const std::byte* bytes = m_bulk.Map(extent.offset, extent.length);
-        m_taken[extent.offset] = extent.offset + extent.length;
+        const std::byte* bytes = extent.small.data();
+        if (extent.IsInFile()) {
+            bytes = m_bulk.Map(extent.offset, extent.length);
+            m_taken[extent.offset] = extent.offset + extent.length;
+        }
         m_target.Chunks().Write(store, part, number, 0,
                                 {bytes, static_cast<std::size_t>(extent.length)}, 0);
     }
@@ -379,6 +383,9 @@ void DirectorySalvage::TakeStore(std::int64_t store, const std::vector<Chunk>& c
 
 // In words; empty where every block is right.
 std::string DirectorySalvage::DamageOf(const Extent& extent) {
+    if (!extent.IsInFile()) {
+        return "";  // it was read from a page that is right
+    }
     if (extent.offset + extent.length > m_bulkSize) {
         return m_bulkSize == 0 ? "bulk.bin is missing or empty"
                                : "bulk.bin ends at byte " + std::to_string(m_bulkSize) +

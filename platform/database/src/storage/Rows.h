@@ -392,11 +392,12 @@ struct ExtentRow {
     std::int64_t capacity = 0;
     std::int64_t length = 0;
     Bytes checksums;  // one of 8 bytes for each block
+    Bytes small;      // the chunk itself; then it has no place in the bulk file
 
     template <class Row>
     static auto Columns(Row& row) {
         return std::tie(row.store, row.part, row.chunk, row.offset, row.capacity, row.length,
-                        row.checksums);
+                        row.checksums, row.small);
     }
 };
 

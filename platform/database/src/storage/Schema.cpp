@@ -47,8 +47,8 @@ constexpr Column Bits(const char* name) {
 constexpr Column Text(const char* name) {
     return {name, Column::Type::Text};
 }
-constexpr Column Blob(const char* name) {
-    return {name, Column::Type::Blob};
+constexpr Column Blob(const char* name, int since = kOldestFormatVersion) {
+    return {name, Column::Type::Blob, 0, 0, since};
 }
 
 #define ORQ_TARGET                                                                   \
@@ -110,8 +110,9 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"f_table_label", 3, {Number("object"), Integer("axis", 0, 1), Place("place"), Text("text")}},
     {"extent",
      3,
-     {Number("store"), Integer("part", 0, 2), Place("chunk"), Number("offset"), Number("capacity"),
-      Number("length"), Blob("checksums")}},
+     {Number("store"), Integer("part", 0, 2), Place("chunk"), NumberOrNone("offset"),
+      NumberOrNone("capacity"), Number("length"), Blob("checksums"),
+      Blob("small", kSmallChunksSince)}},
     {"free_extent", 1, {Number("offset"), Number("length"), NumberOrNone("generation")}},
 }};
 

@@ -22,6 +22,8 @@ namespace orq::storage {
 // docs/storage-format.md. Version 1 is version 2 without the table of meanings.
 inline constexpr int kFormatVersion = 3;
 inline constexpr int kOldestFormatVersion = 1;
+// Small chunks stand in the catalogue.
+inline constexpr int kSmallChunksSince = 3;
 
 // One column: its name, and what its values may be.
 struct Column {

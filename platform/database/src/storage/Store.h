@@ -255,8 +255,9 @@ class ChunkStore {
         Range range;
     };
     /// Pieces of part 0 of a store, one behind the other in memory of their own, which is the file
-    /// itself and stays when the store ends: what lies there then is another matter. Null where they
-    /// cannot be put so, or have bytes that were never written. Throws Damaged.
+    /// itself and stays when the store ends: what lies there then is another matter. Of a small chunk,
+    /// which the file does not have, it is a copy. Null where they cannot be put so, or have bytes
+    /// that were never written. Throws Damaged.
     virtual std::shared_ptr<const std::byte> Map(std::int64_t store,
                                                  std::span<const Piece> pieces) = 0;
 

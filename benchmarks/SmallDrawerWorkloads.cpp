@@ -144,7 +144,7 @@ class SqliteBlobs {
         {
             Statement insert(*m_sqlite, "INSERT INTO drawer VALUES(?,?)");
             for (int i = 0; i < drawers.nDrawers; ++i) {
-                insert.Run(i, drawers.Of(i));
+                insert.Run(i, std::as_bytes(drawers.Of(i)));
             }
         }
         m_sqlite->Execute("COMMIT");

@@ -3,17 +3,17 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
-#include <ranges>
 #include <tuple>
 #include <utility>
 
+#include "EarlyFields.h"
 #include "ORQBasFailure.h"
 
 namespace orq::storage {
 
 namespace {
 
-RowGap::Key KeyOf(const PageRow& row) {
+RowGap::Key FirstOf(const PageRow& row) {
     RowGap::Key key{};
     for (std::size_t i = 0; i < std::min(key.size(), row.Size()); ++i) {
         key[i] = row.Int(i);
@@ -110,22 +110,23 @@ int DirectorySalvage::FindFormat() {
     std::int64_t format = 0;
     m_pages.ReadTree(
         root != m_roots.end() ? root->second : Engine::UsualRoots(kFormatVersion)[name],
-        Shape(Table::State).columns.size(), [&](const PageRow& row) { format = row.Int(1); },
-        [] {});
+        Shape(Table::State).columns.size(), CataloguePages::Key::Columns,
+        [&](const PageRow& row) { format = row.Int(1); }, [] {});
     if (format != 0) {
         CheckFormat(m_directory, format);
         return static_cast<int>(format);
     }
     for (int version = kFormatVersion; version >= kOldestFormatVersion; --version) {
-        if (std::ranges::equal(std::views::keys(m_roots),
-                               std::views::keys(Engine::UsualRoots(version)))) {
+        const auto nameOf = [](const auto& entry) { return entry.first; };
+        if (std::ranges::equal(m_roots, Engine::UsualRoots(version), {}, nameOf, nameOf)) {
             return version;
         }
     }
     throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                        CataloguePath(m_directory) +
-                            ": its state cannot be read, nor all of its schema, and so not the "
-                            "version of its format");
+                        m_directory +
+                            ": nothing can be read of its catalogue for certain: neither its "
+                            "state nor all of its schema, and so not the version of its "
+                            "format");
 }
 
 void DirectorySalvage::OpenBulk() {
@@ -194,15 +195,26 @@ void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) 
         if (const std::string problem = ProblemOfRow(table, row.Values()); !problem.empty()) {
             m_damage.push_back("catalogue.sqlite: " + problem);
             note();
-            return;
+            if (!LeaveFieldsOut(table, row)) {
+                return;
+            }
         }
-        last = KeyOf(row);
+        last = FirstOf(row);
         if (std::exchange(isInGap, false)) {
             m_gaps.back().before = last;
         }
         take(row);
     };
-    m_pages.ReadTree(m_roots[NameOf(table)], nColumns, takeAndNote, note);
+    m_pages.ReadTree(m_roots[NameOf(table)], nColumns, KeyOf(table), takeAndNote, note);
+}
+
+// An object whose fields alone make no sense is kept without them.
+bool DirectorySalvage::LeaveFieldsOut(Table table, PageRow& row) {
+    if (table != Table::Object) {
+        return false;
+    }
+    row.Replace(row.Size() - 1, NothingIn(Column::Type::Fields));
+    return ProblemOfRow(table, row.Values()).empty();
 }
 
 bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
@@ -212,7 +224,8 @@ bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
         m_goOn();
         take(row);
     };
-    m_pages.ReadTree(m_roots[Shape(index).name], nColumns, takeAndGoOn, [&] { isWhole = false; });
+    m_pages.ReadTree(m_roots[Shape(index).name], nColumns, CataloguePages::Key::Columns,
+                     takeAndGoOn, [&] { isWhole = false; });
     return isWhole;
 }
 
@@ -233,7 +246,8 @@ void DirectorySalvage::TakeRows() {
     for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
         const auto table = static_cast<Table>(number);
         // The new database has a state of its own, and its chunks lie elsewhere.
-        if (table == Table::State || table == Table::Extent || table == Table::FreeExtent) {
+        if (table == Table::State || table == Table::Extent || table == Table::FreeExtent ||
+            table == Table::Field) {
             continue;
         }
         ReadRows(table, [&](const PageRow& row) {
@@ -245,6 +259,7 @@ void DirectorySalvage::TakeRows() {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             m_directory + ": nothing can be read of its catalogue");
     }
+    TakeEarlyFields();
     // Numbers are not given twice (invariant 9), also where the row with the next ones was lost.
     for (const ObjectRow& row : m_target.Rows().FindLast<ObjectRow>()) {
         m_target.ReserveNumbers({row.id + 1, 0});
@@ -257,7 +272,46 @@ void DirectorySalvage::TakeRows() {
     }
 }
 
+void DirectorySalvage::TakeEarlyFields() {
+    if (!Shape(Table::Field).IsIn(m_format)) {
+        return;
+    }
+    std::int64_t object = 0;
+    std::vector<std::byte> packed;
+    const auto put = [&] {
+        if (!packed.empty()) {
+            PutFields(object, packed);
+        }
+        packed.clear();
+    };
+    ReadRows(Table::Field, [&](const PageRow& row) {
+        if (row.Int(0) != object) {
+            put();
+            object = row.Int(0);
+        }
+        if (!PackEarlyField(packed, row.Int(1), row.Int(2), row.Values()[3])) {
+            m_damage.push_back("catalogue.sqlite: table field, row (" + std::to_string(object) +
+                               ", " + std::to_string(row.Int(1)) +
+                               "): its value is not of its kind");
+        }
+    });
+    put();
+}
+
+// An object that is lost may be made again later, of what leads to it.
+void DirectorySalvage::PutFields(std::int64_t object, const std::vector<std::byte>& packed) {
+    auto row = m_target.Rows().Find<ObjectRow>(object);
+    if (!row.Next()) {
+        m_fieldsOfLost[object] = packed;
+        return;
+    }
+    m_target.Rows().Put(ObjectRow{object, row->type, row->category, packed});
+}
+
 void DirectorySalvage::TakeRowsFromIndices() {
+    for (const auto& [object, packed] : std::exchange(m_fieldsOfLost, {})) {
+        PutFields(object, packed);
+    }
     TakeMembers();
     TakeSymbols();
     TakeLinks(Table::Child, Index::ChildByTarget);

@@ -37,6 +37,7 @@ void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_connection->Do(Bound::BeginToWrite);
     CreateSchema(*m_connection, kFormatVersion);
     content(*this);
+    m_catalogue->WritePending();
     PutState(m_generation);
     m_connection->Do(Bound::Commit);
 }
@@ -167,6 +168,7 @@ void Engine::Begin() {
         m_space->BeginTransaction(m_generation);
         m_changesBefore = m_catalogue->NumChanges();
     } else {
+        m_catalogue->WritePending();
         m_connection->Execute(("SAVEPOINT level" + std::to_string(Depth())).c_str());
     }
     m_chunks->BeginLevel();
@@ -214,6 +216,7 @@ void Engine::CutOffBulk() noexcept {
 }
 
 void Engine::CommitOutermost() {
+    m_catalogue->WritePending();
     const bool wroteBytes = m_chunks->TakeWroteBytes();
     const bool hasChanges = wroteBytes || m_catalogue->NumChanges() != m_changesBefore;
     if (hasChanges) {
@@ -256,6 +259,7 @@ void Engine::Rollback() noexcept {
     m_space->Reload();
     m_chunks->BeginLevel();
     m_catalogue->LeaveRows();
+    m_catalogue->DropPending();
     m_catalogue->Unfinished() = 0;
     if (Depth() == 0) {
         EndSnapshot();

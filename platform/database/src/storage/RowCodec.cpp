@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "PackedFields.h"
 #include "Schema.h"
 
 namespace orq::storage {
@@ -76,8 +77,10 @@ class ColumnReader {
     }
     Bytes Blob(sqlite3_value* held) const {
         Require(sqlite3_value_type(held) == SQLITE_BLOB);
-        return {static_cast<const std::byte*>(sqlite3_value_blob(held)),
-                static_cast<std::size_t>(sqlite3_value_bytes(held))};
+        const Bytes bytes = {static_cast<const std::byte*>(sqlite3_value_blob(held)),
+                             static_cast<std::size_t>(sqlite3_value_bytes(held))};
+        Require(Present().type != Column::Type::Fields || ArePackedFields(bytes));
+        return bytes;
     }
 
     const Connection& m_connection;

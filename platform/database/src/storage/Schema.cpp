@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ORQBasFailure.h"
+#include "PackedFields.h"
 
 namespace orq::storage {
 
@@ -59,6 +60,10 @@ constexpr Column Blob(const char* name, int since = kOldestFormatVersion) {
     Integer("form", 0, 3), Int32("first"), Count("count"), Int32("stride"), Int32("block"), \
         NumberOrNone("store"), Blob("members")
 
+// The rows of table field as one value; see EarlyFields.
+constexpr const char* kPackedBefore3 =
+    "(SELECT pack_fields(number, kind, value) FROM field WHERE field.object = object.id)";
+
 // Names and order are stored, do not change.
 const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {{
     {"state",
@@ -66,7 +71,14 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
      {Integer("id", 0, 0), Count("format"), Blob("identity"), Number("generation"),
       Integer("next_object", 1, 2 * kMostNumber), Integer("next_set", 1, kMostInt),
       Number("bulk_end")}},
-    {"object", 1, {Number("id"), Int32("type"), Integer("category", 1, 7)}},
+    {"object",
+     1,
+     {Number("id"),
+      Int32("type"),
+      Integer("category", 1, 7),
+      {"fields", Column::Type::Fields, 0, 0, 3, kPackedBefore3}},
+     kFormatVersion,
+     3},
     {"collection", 1, {Number("object"), Count("space")}},
     {"member", 2, {Number("collection"), Place("member"), Number("object")}},
     {"symbol",
@@ -82,7 +94,8 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
      {Number("object"),
       Count("number"),
       Integer("kind", 1, 5),
-      {"value", Column::Type::Any, std::numeric_limits<int>::min(), kMostInt}}},
+      {"value", Column::Type::Any, std::numeric_limits<int>::min(), kMostInt}},
+     2},
     {"component_set",
      1,
      {Integer("id", 1, kMostInt), Number("collection"), Bits("hash"), ORQ_MEMBERS}},
@@ -141,12 +154,20 @@ std::string NamesOfKey(const TableShape& table) {
 }
 
 std::string_view Declared(Column::Type type) {
-    constexpr std::array<std::string_view, 4> kWords = {" INTEGER", " TEXT", " BLOB", ""};
+    constexpr std::array<std::string_view, 5> kWords = {" INTEGER", " TEXT", " BLOB", " BLOB", ""};
     return kWords[static_cast<std::size_t>(type)];
 }
 
 std::string SqlOf(const TableShape& table, int format) {
     std::string sql = std::string("CREATE TABLE ") + table.name + "(";
+    if (table.IsByRowNumber(format)) {
+        for (const Column& column : table.Columns(format)) {
+            const bool isKey = &column == table.columns.begin();
+            sql += (isKey ? "" : ", ") + std::string(column.name) +
+                   std::string(Declared(column.type)) + (isKey ? " PRIMARY KEY" : "");
+        }
+        return sql + ")";
+    }
     for (const Column& column : table.Columns(format)) {
         sql += std::string(column.name) + std::string(Declared(column.type)) + ", ";
     }
@@ -220,6 +241,9 @@ class ExpectedSchema {
 
     void Make(int format) {
         for (const TableShape& table : kTables) {
+            if (!table.IsIn(format)) {
+                continue;
+            }
             const std::string sql = SqlOf(table, format);
             m_all.push_back({"table", table.name, table.name, sql, sql});
         }
@@ -270,6 +294,12 @@ std::string Wanted(const Column& column, const Value& value) {
             return std::holds_alternative<std::string_view>(value) ? "" : "a text";
         case Column::Type::Blob:
             return std::holds_alternative<std::span<const std::byte>>(value) ? "" : "bytes";
+        case Column::Type::Fields:
+            if (const auto* bytes = std::get_if<std::span<const std::byte>>(&value);
+                bytes == nullptr || !ArePackedFields(*bytes)) {
+                return "packed fields";
+            }
+            return "";
         default:
             return std::holds_alternative<std::nullptr_t>(value) ? "a value" : "";
     }
@@ -312,6 +342,7 @@ Value NothingIn(Column::Type type) {
         case Column::Type::Text:
             return std::string_view();
         case Column::Type::Blob:
+        case Column::Type::Fields:
             return std::span<const std::byte>();
         default:
             return std::int64_t{0};
@@ -319,12 +350,16 @@ Value NothingIn(Column::Type type) {
 }
 
 std::string SelectRow(const TableShape& table, int format) {
-    constexpr std::array<std::string_view, 4> kNothing = {"0", "''", "x''", "0"};  // by type
+    constexpr std::array kNothing = {"0", "''", "x''", "x''", "0"};  // by type
     std::string sql;
     for (const Column& column : table.columns) {
         sql += sql.empty() ? "SELECT " : ", ";
-        sql +=
-            column.since <= format ? column.name : kNothing[static_cast<std::size_t>(column.type)];
+        if (column.since <= format) {
+            sql += column.name;
+        } else {
+            sql += column.before != nullptr ? column.before
+                                            : kNothing[static_cast<std::size_t>(column.type)];
+        }
     }
     return sql + " FROM " + table.name;
 }

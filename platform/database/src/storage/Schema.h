@@ -27,15 +27,16 @@ inline constexpr int kSmallChunksSince = 3;
 
 // One column: its name, and what its values may be.
 struct Column {
-    enum class Type { Integer, Text, Blob, Any };
+    enum class Type { Integer, Text, Blob, Fields, Any };
 
     const char* name;
     Type type;
     std::int64_t least = 0;  // of an integer
     std::int64_t most = 0;
     // Later columns come behind all earlier ones. Databases of older versions lack them: there they
-    // read as 0 or empty, and what is written to them is dropped.
+    // read as this expression, or as 0 or empty, and what is written to them is dropped.
     int since = kOldestFormatVersion;
+    const char* before = nullptr;
 
     bool MayBe(std::int64_t value) const { return least <= value && value <= most; }
 };
@@ -45,7 +46,13 @@ struct TableShape {
     const char* name;
     int nKeys;
     std::initializer_list<Column> columns;
+    int until = kFormatVersion;
+    // From this version on its key is SQLite's own number of the row: rows of many bytes then lie in
+    // leaves alone, and new ones go behind the last without a search.
+    int isByRowNumberSince = kFormatVersion + 1;
 
+    bool IsIn(int format) const { return format <= until; }
+    bool IsByRowNumber(int format) const { return format >= isByRowNumberSince; }
     // Those that a version of the format has, which are the first ones.
     std::span<const Column> Columns(int format) const;
 };

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -50,6 +51,33 @@ void Check(const ORQObjDocument& document, int n) {
     }
 }
 
+// Fields of a record as the catalogue keeps them; see docs/storage-format.md.
+class PackedFields {
+  public:
+    PackedFields& Add(int number, int kind, int value) { return Add(number, kind, "", value); }
+    PackedFields& Add(int number, int kind, double value) {
+        return Add(number, kind, std::string(1, 1), value);
+    }
+    PackedFields& Add(int number, int kind, std::string_view text) {
+        m_bytes += static_cast<char>(number * 8 + kind);
+        m_bytes += static_cast<char>(text.size());
+        m_bytes += text;
+        return *this;
+    }
+    std::span<const std::byte> Bytes() const { return std::as_bytes(std::span(m_bytes)); }
+
+  private:
+    template <class Number>
+    PackedFields& Add(int number, int kind, const std::string& count, Number value) {
+        m_bytes += static_cast<char>(number * 8 + kind);
+        m_bytes += count;
+        m_bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+        return *this;
+    }
+
+    std::string m_bytes = std::string(1, 1);
+};
+
 // The rows of a condition with an int, a double and a string.
 class ConditionRows {
   public:
@@ -59,24 +87,26 @@ class ConditionRows {
         const int condition = 2 + 4 * number;
         const double time = TimeOf(number);
         m_begin.Run();
-        m_object.Run(condition, ORQSimSchema::Condition, ORQSimCategoryRecord);
-        m_field.Run(condition, 2, 1, 7);
-        m_field.Run(condition, 0, 4, 3);
-        m_field.Run(condition, 1, 4, 3);
+        Object(condition, ORQSimSchema::Condition,
+               PackedFields().Add(0, 4, 3).Add(1, 4, 3).Add(2, 1, 7));
         Link(1, ORQSimSchema::Task_conditions, number, condition, ORQSimSchema::Condition);
-        Argument(condition, 0, ORQSimSchema::Condition_intArgument, 1, number);
-        Argument(condition, 1, ORQSimSchema::Condition_doubleArgument, 2, &time);
-        Argument(condition, 2, ORQSimSchema::Condition_stringArgument, 3, std::string_view(kText));
+        Argument(condition, 0, ORQSimSchema::Condition_intArgument,
+                 PackedFields().Add(0, 1, number));
+        Argument(condition, 1, ORQSimSchema::Condition_doubleArgument,
+                 PackedFields().Add(0, 2, time));
+        Argument(condition, 2, ORQSimSchema::Condition_stringArgument,
+                 PackedFields().Add(0, 3, std::string_view(kText)));
         m_commit.Run();
     }
 
   private:
-    template <class Value>
-    void Argument(int condition, int place, int type, int kind, const Value& value) {
+    void Argument(int condition, int place, int type, const PackedFields& fields) {
         const int argument = condition + 1 + place;
-        m_object.Run(argument, type, ORQSimCategoryRecord);
-        m_field.Run(argument, 0, kind, value);
+        Object(argument, type, fields);
         Link(condition, ORQSimSchema::Condition_arguments, place, argument, type);
+    }
+    void Object(int object, int type, const PackedFields& fields) {
+        m_object.Run(object, type, ORQSimCategoryRecord, fields.Bytes());
     }
     void Link(int from, int slot, int place, int to, int type) {
         m_link.Run(from, slot, place, to, ORQSimCategoryRecord, type, 0);
@@ -85,8 +115,7 @@ class ConditionRows {
     Sqlite& m_peer;
     Statement m_begin{m_peer, "BEGIN IMMEDIATE"};
     Statement m_commit{m_peer, "COMMIT"};
-    Statement m_object{m_peer, "INSERT INTO object VALUES(?,?,?)"};
-    Statement m_field{m_peer, "INSERT INTO field VALUES(?,?,?,?)"};
+    Statement m_object{m_peer, "INSERT INTO object VALUES(?,?,?,?)"};
     Statement m_link{m_peer, "INSERT INTO vector_entry VALUES(?,?,?,?,?,?,?)"};
 };
 
@@ -124,8 +153,8 @@ std::vector<Row> Conditions(const Settings& settings) {
                       }
                   },
                   [&] {
-                      Statement count(*peer, "SELECT count(*) FROM field");
-                      count.Ask([&] { Require(count.Int(0) == 6 * n, "rows are missing"); });
+                      Statement count(*peer, "SELECT count(*) FROM object");
+                      count.Ask([&] { Require(count.Int(0) == 4 * n, "rows are missing"); });
                   }}})};
     omi_SingletonBase<ORQSrvDiagnosticsHandler>::Finalize();
     return rows;

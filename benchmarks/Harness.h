@@ -37,6 +37,9 @@ struct Contender {
 struct Figure {
     double median;
     double least = median;
+    // How far apart the middle half of the runs lies, as a part of the median: on a machine at rest
+    // some hundredths.
+    double spread = 0;
 };
 
 // A line of the table.
@@ -48,11 +51,15 @@ struct Row {
     Figure limit;
     double wantedRatio;  // of ours to the limit, at most
     std::vector<std::pair<std::string, Figure>> peers;
+    int nAttempts = 1;
 };
 
 // Runs the contenders in turns, as often as the settings say; given are ours, the limit and then
 // the peers. The order is another one each time, as what ran before leaves its traces in the
 // caches. Before each timed piece the disk has finished what was written before.
+//
+// Where the runs of the limit spread by more than a quarter, the machine was busy with something
+// else: all is measured again, up to three times, and the attempt of the least spread counts.
 Row Measure(const Settings& settings, const std::string& workload, double wantedRatio,
             const std::vector<Contender>& contenders);
 

@@ -23,6 +23,7 @@
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvBulkShellLayers.h"
+#include "ORQSrvShellLayerTable.h"
 #include "ORQSrvShellSection.h"
 #include "Workloads.h"
 
@@ -173,6 +174,17 @@ class LayerDatabase {
         for (std::size_t k = 0; k < kReals; ++k) {
             read(kRealSlots[k], target.reals[k]);
         }
+    }
+
+    // All of it at once.
+    ORQSrvShellLayerTable ReadAtOnce() const {
+        ORQSrvShellLayerTable table(m_model);
+        Require(table.Materials().size() + table.Orientations().size() + table.Plies().size() +
+                        table.SectionPoints().size() + table.ConstThicknesses().size() +
+                        table.ConstAngles().size() ==
+                    6 * table.Materials().size(),
+                "the table lacks an array");
+        return table;
     }
 
     int MemberOf(const ORQSimPosition& object) const {
@@ -408,6 +420,19 @@ std::vector<Row> ReadLayers(const Settings& settings) {
         {Reading("ours", all, arrays),
          {"plain transfers", clear, [&] { all.Gather(target); }, check},
          {"HDF5 group per section", clear, [&] { Hdf5Sections::Read(hdf5Path, target); }, check}})};
+    std::optional<ORQSrvShellLayerTable> table;
+    std::optional<LayerArrays> copied;
+    const auto checkTable = [&] {
+        target.integers = {table->Materials(), table->Orientations(), table->Plies(),
+                           table->SectionPoints()};
+        target.reals = {table->ConstThicknesses(), table->ConstAngles()};
+        Require(target == arrays, "the table has something else");
+    };
+    rows.push_back(
+        Measure(settings, "layers-read-at-once", 3.0,
+                {{"ours", [&] { table.reset(); }, [&] { table = all.ReadAtOnce(); }, checkTable},
+                 {"copy of the arrays", [&] { copied.reset(); }, [&] { copied = arrays; },
+                  [&] { Require(copied == arrays, "the copy is something else"); }}}));
     // The same for a section, however many there are; and for a layer.
     const auto scaled = [&](const char* name, const char* unit, const LayerDatabase& other,
                             const LayerArrays& fewerArrays, const std::string& limit,

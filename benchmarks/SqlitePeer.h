@@ -3,9 +3,11 @@
 
 #include <sqlite3.h>
 
+#include <concepts>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -62,9 +64,15 @@ class Statement {
         Ask([] {}, values...);
     }
     std::int64_t Int(int column) const { return sqlite3_column_int64(m_statement, column); }
+    double Double(int column) const { return sqlite3_column_double(m_statement, column); }
     std::string Text(int column) const {
         const auto* text = sqlite3_column_text(m_statement, column);
         return text == nullptr ? "" : reinterpret_cast<const char*>(text);
+    }
+    // Until the next step.
+    std::span<const std::byte> Bytes(int column) const {
+        const auto* blob = static_cast<const std::byte*>(sqlite3_column_blob(m_statement, column));
+        return {blob, static_cast<std::size_t>(sqlite3_column_bytes(m_statement, column))};
     }
     bool Step() {
         const int code = sqlite3_step(m_statement);
@@ -73,13 +81,16 @@ class Statement {
     }
 
   private:
-    void Bind(int index, std::int64_t value) { sqlite3_bind_int64(m_statement, index, value); }
+    void Bind(int index, std::integral auto value) {
+        sqlite3_bind_int64(m_statement, index, value);
+    }
     void Bind(int index, std::string_view text) {
         sqlite3_bind_text64(m_statement, index, text.data(), text.size(), SQLITE_STATIC,
                             SQLITE_UTF8);
     }
-    void Bind(int index, const double* value) {
-        sqlite3_bind_blob64(m_statement, index, value, sizeof *value, SQLITE_STATIC);
+    void Bind(int index, double value) { sqlite3_bind_double(m_statement, index, value); }
+    void Bind(int index, std::span<const std::byte> blob) {
+        sqlite3_bind_blob64(m_statement, index, blob.data(), blob.size(), SQLITE_STATIC);
     }
 
     Sqlite& m_sqlite;

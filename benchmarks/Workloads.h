@@ -20,6 +20,8 @@ std::vector<Workload> BulkWorkloads();
 std::vector<Workload> AppendWorkloads();
 // Many small linked records.
 std::vector<Workload> RecordWorkloads();
+// Many drawers of few values each, as many as records.
+std::vector<Workload> SmallDrawerWorkloads();
 // Conditions that a running analysis reports, as many as a tenth of the records.
 std::vector<Workload> DiagnosticsWorkloads();
 // A structured mesh of hexahedra: its connectivity, what is derived from it, and its import.

@@ -16,6 +16,7 @@ std::vector<Workload> AllWorkloads() {
     std::vector<Workload> all = BulkWorkloads();
     std::ranges::move(AppendWorkloads(), std::back_inserter(all));
     std::ranges::move(RecordWorkloads(), std::back_inserter(all));
+    std::ranges::move(SmallDrawerWorkloads(), std::back_inserter(all));
     std::ranges::move(DiagnosticsWorkloads(), std::back_inserter(all));
     std::ranges::move(MeshWorkloads(), std::back_inserter(all));
     std::ranges::move(FieldWorkloads(), std::back_inserter(all));

@@ -2,6 +2,7 @@
 
     python3 plain_reader.py NAME.orq                           what there is
     python3 plain_reader.py NAME.orq coordinates               ordinal and coordinates of each node
+    python3 plain_reader.py NAME.orq block NAME                number and value of each field of its record
     python3 plain_reader.py NAME.orq connectivity BLOCK        ordinal and nodes of each element
     python3 plain_reader.py NAME.orq nodeset|elementset NAME   ordinals, in the order of the set
     python3 plain_reader.py NAME.orq field NAME TIME           values of a field at a time, from 0
@@ -9,6 +10,7 @@
 docs/storage-format.md describes the tables. Reading is safe at any time; nothing is verified here.
 """
 import sqlite3
+import struct
 import sys
 
 import numpy as np
@@ -50,14 +52,41 @@ class Reader:
         return self.one("SELECT text FROM name WHERE object = ? AND slot = ?", thing,
                         self.slots["Record_name"])
 
+    def record(self, thing):
+        """The fields of a record by number; databases of versions before 3 have them in a table of their own."""
+        packed, at, fields = self.one("SELECT fields FROM object WHERE id = ?", thing), 1, {}
+
+        def take_number():
+            nonlocal at
+            number, shift = packed[at] & 127, 7
+            while packed[at] > 127:
+                at += 1
+                number |= (packed[at] & 127) << shift
+                shift += 7
+            at += 1
+            return number
+
+        while at < len(packed):
+            number, kind = divmod(take_number(), 8)
+            size = {2: lambda: 8 * take_number(), 3: take_number}.get(kind, lambda: 4)()
+            value = packed[at:at + size]
+            fields[number] = {2: lambda: struct.unpack(f"<{size // 8}d", value),
+                              3: value.decode}.get(kind, lambda: struct.unpack("<i", value)[0])()
+            at += size
+        return fields
+
+    def block(self, name):
+        return {self.name(block): block for block in self.vector(self.mesh, "Mesh_blocks")}[name]
+
     def named_sets(self, slot):
         return dict(self.rows("SELECT name, target_index FROM map_entry WHERE object = ? "
                               "AND slot = ?", self.model, self.slots[slot]))
 
     def store(self, store, part=0):
-        """The chunks of a store, by number: views of the file."""
-        return {chunk: self.bulk[offset:offset + length] for chunk, offset, length in self.rows(
-            "SELECT chunk, offset, length FROM extent WHERE store = ? AND part = ?", store, part)}
+        """The chunks of a store, by number: views of the file, or small ones as they stand in the row."""
+        return {row[0]: self.bulk[row[1]:row[1] + row[2]] if row[1] else np.frombuffer(row[-1], "u1")
+                for row in self.rows("SELECT chunk, offset, length, extent.* FROM extent "
+                                     "WHERE store = ? AND part = ?", store, part)}
 
     def members(self, form, first, count, stride, block, store, blob):
         if form == 0:
@@ -105,9 +134,7 @@ class Reader:
             yield from zip(nodes, values)
 
     def connectivity(self, block_name):
-        block = {self.name(block): block for block in self.vector(self.mesh, "Mesh_blocks")}[
-            block_name]
-        wanted = self.set(self.set_child(block, "Block_elements"))
+        wanted = self.set(self.set_child(self.block(block_name), "Block_elements"))
         distribution = self.one("SELECT distribution FROM data_set WHERE object = ?",
                                 self.child(self.mesh, "Mesh_connectivity"))
         for (elements, _), nodes in self.drawers(distribution):
@@ -137,6 +164,8 @@ def main(folder, what=None, *names):
     if what in ("nodeset", "elementset"):
         sets = reader.named_sets({"nodeset": "Model_nodeSets", "elementset": "Model_elementSets"}[what])
         rows = ([member] for member in reader.set(sets[names[0]]))
+    elif what == "block":
+        rows = reader.record(reader.block(names[0])).items()
     else:
         rows = ([member, *values] for member, values in {
             "coordinates": reader.coordinates, "connectivity": reader.connectivity,

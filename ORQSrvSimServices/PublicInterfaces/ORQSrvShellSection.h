@@ -1,10 +1,15 @@
 #pragma once
 
+#include <vector>
+
 #include "ORQBasExport.h"
 #include "ORQBasVector.h"
 #include "ORQSimCSet.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimPosition.h"
+#include "ORQSrvShellLayerTable.h"
+
+class ORQSrvSectionReader;
 
 /// A shell section, read layer by layer from the bottom. Vectors have one entry per layer; a
 /// reference stays valid for the life of the object.
@@ -13,8 +18,10 @@
 /// getter. What the database gains afterwards is not seen. A missing link is no error: references
 /// are null then, counts 0, thicknesses and angles the most negative double. All throw
 /// ORQBasFailure: Usage when the database is closed, Damaged or Io when values cannot be read.
-/// Costs one value for each layer and attribute, and for distributed ones an intersection of
-/// element sets for each drawer.
+/// Outside of transactions the layers of neighbouring sections are read together, and kept for the
+/// section that is read next: of many sections in the order of their numbers each costs a few
+/// microseconds and a copy of its values, and for distributed ones an intersection of element sets
+/// for each drawer. ORQSrvShellLayerTable reads all sections at once.
 class ORQ_EXPORT ORQSrvShellSection {
   public:
     /// How a layer's thickness or angle is given.
@@ -55,22 +62,21 @@ class ORQ_EXPORT ORQSrvShellSection {
         bool isFilled = false;
     };
 
-    ORQSimPosition SectionData() const;
+    template <class T>
+    using Column = const std::vector<T>& (ORQSrvShellLayerTable::*)() const;
+
     ORQSimCSet SectionElements() const;
     template <class T>
-    void ReadLayers(int slot, ORQBasVector<T>& values) const;
-    void ReadReferences(int slot, const ORQSimPosition& collection,
-                        Cache<ORQSimPosition>& cache) const;
-    void UpdateThicknesses();
-    void UpdateRotationAngles();
-    void UpdateValues(int fieldSlot, int constantSlot, int line, ORQBasVector<double>& values,
-                      ORQBasVector<VariationEnm>& variations);
+    void ReadLayers(ORQSrvSectionReader& reader, Column<T> column, ORQBasVector<T>& values) const;
+    void ReadReferences(int kind, Column<int> column, Cache<ORQSimPosition>& cache) const;
+    void UpdateValues(ORQSrvSectionReader& reader, const ORQSimPosition& field,
+                      Column<double> constants, int line, ORQBasVector<double>& values,
+                      ORQBasVector<VariationEnm>& variations) const;
 
     ORQSimPosition m_section;
     ORQSimDatabase m_database;
-    ORQSimCSet m_layers;
-    ORQSimCSet m_sectionSet;
     int m_layerCount;
+    int m_member = -1;  // of the model's sections
     mutable Cache<ORQSimPosition> m_materials;
     mutable Cache<ORQSimPosition> m_orientations;
     mutable Cache<ORQSimPosition> m_plies;

@@ -3,6 +3,7 @@
 plain_reader_test.py ORQMODEL HELLO_MODEL EXAMPLES
 """
 import csv
+import json
 import pathlib
 import subprocess
 import sys
@@ -62,5 +63,10 @@ with tempfile.TemporaryDirectory() as folder:
     listed = run(sys.executable, examples / "plain_reader.py", wing).splitlines()
     blocks, sets = listed[0].split()[1:], listed[1].split()[2:]
     assert blocks and sets, listed
+    shapes = {block["name"]: block["shape"] for block in
+              json.loads(run(program, "list", "blocks", wing, "--json"))["objects"]}
     for block in blocks:
         compare(wing, block, sets[0])
+        fields = dict(line.split(maxsplit=1) for line in run(
+            sys.executable, examples / "plain_reader.py", wing, "block", block).splitlines())
+        assert fields["2"] == shapes[block], f"{block}: {fields} is not {shapes[block]}"

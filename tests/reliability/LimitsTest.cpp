@@ -176,17 +176,17 @@ TEST_F(LimitsTest, AFailingLockQueryCountsAsAReaderWhereSpaceIsFreed) {
     }
     InTransaction(writer,
                   [&] { Field(writer).DeleteDrawer(Field(writer).DrawerIDArray().ConstGet(0)); });
-    Fill(writer, 10, 8);
+    Fill(writer, 300, 8);
     EXPECT_EQ(values(*reader, 1000), Filled(1000, 1));
     EXPECT_EQ(reader->Verify(), Texts());
-    EXPECT_EQ(values(writer, 10), Filled(10, 8));
+    EXPECT_EQ(values(writer, 300), Filled(300, 8));
     EXPECT_EQ(writer.Verify(), Texts());
     EXPECT_GT(writer.Sizes().bulk, size);
 
     reader.reset();
     watch.FailLockQueries(false);
-    Fill(writer, 10, 9);   // into the space of an earlier state
-    Fill(writer, 10, 10);  // the space that the one before has left ends the file
+    Fill(writer, 300, 9);   // into the space of an earlier state
+    Fill(writer, 300, 10);  // the space that the one before has left ends the file
     EXPECT_LT(writer.Sizes().bulk, size / 2);
     EXPECT_EQ(writer.Verify(), Texts());
 }

@@ -27,6 +27,7 @@
 #include "ORQSimTransaction.h"
 #include "ORQSimTransfer.h"
 #include "ORQSrvBulkShellLayers.h"
+#include "ORQSrvShellLayerTable.h"
 #include "ORQSrvShellSection.h"
 #include "ORQSrvShellSectionPoints.h"
 #include "SectionModel.h"
@@ -537,6 +538,61 @@ TEST_F(Sections, DrawersOfSeveralLayersAreRefused) {
     EXPECT_EQ(ThrownBy(read), Thrown({"layer.Size() == 1", "ORQSrvShellSection", 331}));
     AddDrawer<int>(Attribute(ORQSimSchema::SectionData_sectionPoints), {0, 1}, {section}, {1, 2});
     EXPECT_EQ(ThrownBy(points), Thrown({"layer.Size() == 1", "ORQSrvShellSectionPoints", 71}));
+}
+
+// Outside of transactions, sections are read in blocks that are kept for the next one.
+TEST(SectionTable, ShowsTheStateOfEachMoment) {
+    const ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    auto& layers = omi_Singleton<ORQSrvBulkShellLayers>::Instance();
+    ORQSimTransaction making(database.ContextID());
+    const ORQObjModelBuilder builder(database);
+    const ORQObjSectionBuilder sections(builder.Document());
+    constexpr int kSections = 150;
+    for (int section = 0; section < kSections; ++section) {
+        sections.AddMaterial("M" + std::to_string(section), section);
+        sections.AddShellSection("S" + std::to_string(section), section, 2);
+    }
+    making.Commit();
+    const auto put = [&](double factor) {
+        for (int section = 0; section < kSections; ++section) {
+            layers.AppendConstThickness(1, section, factor * section);
+            layers.AppendMaterial(0, section, kSections - 1 - section);
+        }
+        layers.WriteBulkDistributions(builder.Model());
+        layers.Clean();
+    };
+    const ORQSimCollection collection(
+        builder.Model().GetPosition(ORQSimSchema::Model_sections).GetCollection());
+    const auto expect = [&](double factor, bool hasMaterials) {
+        const ORQSrvShellLayerTable table(builder.Model());
+        ASSERT_EQ(table.NumSections(), kSections);
+        for (int section = 0; section < kSections; section += 7) {
+            const Section read(collection.GetMember(section));
+            const double thickness = factor == 0 ? kNone : factor * section;
+            ASSERT_THAT(read.GetConstThicknesses(), ElementsAre(kNone, thickness)) << section;
+            ASSERT_EQ(table.ConstThicknesses()[table.Place(1, section)], thickness);
+            const int material = hasMaterials ? kSections - 1 - section : -1;
+            ASSERT_EQ(builder.Document().GetCMemberIndex(read.GetMaterials()[0]), material);
+            ASSERT_EQ(table.Materials()[table.Place(0, section)], material);
+            ASSERT_EQ(table.Materials()[table.Place(1, section)], -1);
+        }
+    };
+    expect(0, false);
+    {
+        ORQSimTransaction undone(database.ContextID());
+        put(3);
+        expect(3, true);
+    }
+    expect(0, false);
+    put(2);
+    expect(2, true);
+    put(5);
+    expect(5, true);
+
+    const ORQSrvShellLayerTable part(builder.Model(), 148, 64);
+    EXPECT_EQ(part.NumSections(), 2);
+    EXPECT_THAT(part.ConstThicknesses(), ElementsAre(kNone, kNone, 740, 745));
+    EXPECT_EQ(ORQSrvShellLayerTable(builder.Model(), 150, 64).NumSections(), 0);
 }
 
 TEST_F(Sections, OfTwoCountsOfAPairTheFirstIsKept) {

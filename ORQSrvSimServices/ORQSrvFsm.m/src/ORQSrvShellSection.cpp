@@ -1,26 +1,24 @@
 #include "ORQSrvShellSection.h"
 
-#include <cstdint>
+#include <cstddef>
 #include <limits>
-#include <map>
-#include <type_traits>
+#include <memory>
+#include <string>
 
-#include "ORQObjDocument.h"
+#include "ORQBasFailure.h"
 #include "ORQObjMeshedField.h"
-#include "ORQSimCollection.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDistribution.h"
 #include "ORQSimLinks.h"
 #include "ORQSimRecordFields.h"
 #include "ORQSimSchema.h"
-#include "ORQSimTransfer.h"
 #include "ORQSrvAssert.h"
-#include "ORQSrvMemberNumber.h"
+#include "ORQSrvSectionReader.h"
 
 namespace {
 
 constexpr const char* s_shellSectionSource = ORQ_SRV_SOURCE("ORQSrvShellSection");
-constexpr unsigned kUnsetReference = 0xFFFFFFFF;
+constexpr int kUnsetReference = -1;
 constexpr double kUnsetValue = -std::numeric_limits<double>::max();
 
 }  // namespace
@@ -32,23 +30,22 @@ ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
     if (m_layerCount == 0) {
         return;
     }
-    const ORQSimPosition model = ORQObjDocument(m_database).GetModel();
-    const ORQSimCollection layers(
-        model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection());
-    const ORQSimCollection sections(
-        model.GetPosition(ORQSimSchema::Model_sections).GetCollection());
-    m_layers = layers.CreateVolatileCSetStrided(0, m_layerCount, 1, 1);
-    const int member = ORQSrvMemberNumber(m_section, sections.ID());
-    m_sectionSet = sections.CreateVolatileCSet(&member, 1, true);
-    UpdateThicknesses();
-    UpdateRotationAngles();
+    const std::shared_ptr<ORQSrvSectionReader> reader = ORQSrvSectionReader::Of(m_database);
+    m_member = reader->MemberOf(m_section);
+    if (m_member < 0 || m_layerCount < 0) {
+        ORQBasThrowUsage("object " + std::to_string(section.ID().MinorID()) + " with " +
+                         std::to_string(m_layerCount) +
+                         " layers is no layered section of the model");
+    }
+    // The checks are known by their source lines, see ORQSrvAssert.h.
+    UpdateValues(*reader, reader->DistributedThicknesses(),
+                 &ORQSrvShellLayerTable::ConstThicknesses, 331, m_thicknesses,
+                 m_thicknessVariations);
+    UpdateValues(*reader, reader->DistributedAngles(), &ORQSrvShellLayerTable::ConstAngles, 400,
+                 m_rotationAngles, m_rotationAngleVariations);
 }
 
 ORQSrvShellSection::~ORQSrvShellSection() = default;
-
-ORQSimPosition ORQSrvShellSection::SectionData() const {
-    return ORQObjDocument(m_database).GetModel().GetPosition(ORQSimSchema::Model_sectionData);
-}
 
 /// The elements to which the section is assigned.
 ORQSimCSet ORQSrvShellSection::SectionElements() const {
@@ -63,80 +60,58 @@ ORQSimCSet ORQSrvShellSection::SectionElements() const {
     return elements;
 }
 
-/// Layers for which nothing is stored keep the value that they have.
+/// Layers for which nothing is stored get what the table has for them.
 template <class T>
-void ORQSrvShellSection::ReadLayers(int slot, ORQBasVector<T>& values) const {
-    const ORQSimDistribution distribution(SectionData().GetPosition(slot).GetDistribution());
-    if (distribution.IsNull()) {
-        return;
+void ORQSrvShellSection::ReadLayers(ORQSrvSectionReader& reader, Column<T> column,
+                                    ORQBasVector<T>& values) const {
+    const ORQSrvShellLayerTable& table = reader.LayersOf(m_member);
+    if (m_layerCount > table.NumLayers()) {
+        ORQBasThrowUsage("the section has " + std::to_string(m_layerCount) +
+                         " layers, the model has room for " + std::to_string(table.NumLayers()));
     }
-    ORQSimTransfer read(distribution);
-    if constexpr (std::is_same_v<T, double>) {
-        read.SetBufferType(ORQSimScalarDouble);
+    const std::vector<T>& stored = (table.*column)();
+    for (int layer = 0; layer < m_layerCount; ++layer) {
+        values[static_cast<std::size_t>(layer)] = stored[table.Place(layer, m_member)];
     }
-    read.SetRead()
-        .SetBufferPadding(false)
-        .SetDim(0, m_layers)
-        .SetDim(1, m_sectionSet)
-        .SetBuffer(ORQSimbufMain, values.data(),
-                   static_cast<std::int64_t>(values.size() * sizeof(T)));
-    read.ExecRead();
-    read.RelinquishBuffers();
 }
 
 // --- References and counts -----------------------------------------------------------------------
 
-void ORQSrvShellSection::ReadReferences(int slot, const ORQSimPosition& collection,
+void ORQSrvShellSection::ReadReferences(int kind, Column<int> column,
                                         Cache<ORQSimPosition>& cache) const {
+    if (cache.isFilled) {
+        return;
+    }
     cache.values.Init(m_layerCount, ORQSimPosition());
     cache.isFilled = true;
     if (m_layerCount == 0) {
         return;
     }
-    ORQBasVector<unsigned> indices;
-    indices.Init(m_layerCount, kUnsetReference);
-    ReadLayers(slot, indices);
-    // Layers often refer to the same few records, which are looked up once.
-    const ORQObjDocument document(m_database);
-    const ORQSimCollectionID records = collection.GetCollection();
-    std::map<unsigned, ORQSimPosition> found;
-    for (std::size_t layer = 0; layer < indices.size(); ++layer) {
-        if (indices[layer] < kUnsetReference) {
-            const auto [record, isNew] = found.try_emplace(indices[layer]);
-            if (isNew) {
-                record->second = document.GetRecord(records, static_cast<int>(indices[layer]));
-            }
-            cache.values[layer] = record->second;
+    const std::shared_ptr<ORQSrvSectionReader> reader = ORQSrvSectionReader::Of(m_database);
+    ORQBasVector<int> members;
+    members.Init(m_layerCount, kUnsetReference);
+    ReadLayers(*reader, column, members);
+    for (std::size_t layer = 0; layer < members.size(); ++layer) {
+        if (members[layer] != kUnsetReference) {
+            cache.values[layer] =
+                reader->Record(static_cast<ORQSrvSectionReader::Reference>(kind), members[layer]);
         }
     }
 }
 
 const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetMaterials() const {
-    if (!m_materials.isFilled) {
-        ReadReferences(ORQSimSchema::SectionData_materials,
-                       ORQObjDocument(m_database).GetMaterialCollection(), m_materials);
-    }
+    ReadReferences(ORQSrvSectionReader::Material, &ORQSrvShellLayerTable::Materials, m_materials);
     return m_materials.values;
 }
 
 const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetOrientations() const {
-    if (!m_orientations.isFilled) {
-        ReadReferences(ORQSimSchema::SectionData_orientations,
-                       ORQObjDocument(m_database)
-                           .GetModel()
-                           .GetPosition(ORQSimSchema::Model_orientationCollection),
-                       m_orientations);
-    }
+    ReadReferences(ORQSrvSectionReader::Orientation, &ORQSrvShellLayerTable::Orientations,
+                   m_orientations);
     return m_orientations.values;
 }
 
 const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetPlies() const {
-    if (!m_plies.isFilled) {
-        ReadReferences(
-            ORQSimSchema::SectionData_plies,
-            ORQObjDocument(m_database).GetModel().GetPosition(ORQSimSchema::Model_plyCollection),
-            m_plies);
-    }
+    ReadReferences(ORQSrvSectionReader::Ply, &ORQSrvShellLayerTable::Plies, m_plies);
     return m_plies.values;
 }
 
@@ -145,7 +120,8 @@ const ORQBasVector<int>& ORQSrvShellSection::GetSectionPoints() const {
         m_sectionPoints.values.Init(m_layerCount, 0);
         m_sectionPoints.isFilled = true;
         if (m_layerCount > 0) {
-            ReadLayers(ORQSimSchema::SectionData_sectionPoints, m_sectionPoints.values);
+            ReadLayers(*ORQSrvSectionReader::Of(m_database), &ORQSrvShellLayerTable::SectionPoints,
+                       m_sectionPoints.values);
         }
     }
     return m_sectionPoints.values;
@@ -153,24 +129,12 @@ const ORQBasVector<int>& ORQSrvShellSection::GetSectionPoints() const {
 
 // --- Thicknesses and angles ----------------------------------------------------------------------
 
-void ORQSrvShellSection::UpdateThicknesses() {
-    UpdateValues(ORQSimSchema::SectionData_distributedThicknesses,
-                 ORQSimSchema::SectionData_constantThicknesses, 331, m_thicknesses,
-                 m_thicknessVariations);
-}
-
-void ORQSrvShellSection::UpdateRotationAngles() {
-    UpdateValues(ORQSimSchema::SectionData_distributedAngles,
-                 ORQSimSchema::SectionData_constantAngles, 400, m_rotationAngles,
-                 m_rotationAngleVariations);
-}
-
-void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,
+void ORQSrvShellSection::UpdateValues(ORQSrvSectionReader& reader, const ORQSimPosition& field,
+                                      Column<double> constants, int line,
                                       ORQBasVector<double>& values,
-                                      ORQBasVector<VariationEnm>& variations) {
+                                      ORQBasVector<VariationEnm>& variations) const {
     variations.Init(m_layerCount, VariationUndefined);
     values.Init(m_layerCount, kUnsetValue);
-    const ORQSimPosition field = SectionData().GetPosition(fieldSlot);
     if (!field.IsNull()) {
         const ORQSimDistribution distribution(ORQObjMeshedField(field).GetDistribution());
         const auto drawers = distribution.QueryDrawers();
@@ -188,7 +152,7 @@ void ORQSrvShellSection::UpdateValues(int fieldSlot, int constantSlot, int line,
         }
     }
     // After the fields: a constant that is stored counts more than a distribution.
-    ReadLayers(constantSlot, values);
+    ReadLayers(reader, constants, values);
     for (std::size_t layer = 0; layer < values.size(); ++layer) {
         if (values[layer] != kUnsetValue) {
             variations[layer] = VariationConstant;

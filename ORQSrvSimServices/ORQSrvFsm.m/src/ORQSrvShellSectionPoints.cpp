@@ -1,6 +1,7 @@
 #include "ORQSrvShellSectionPoints.h"
 
 #include <cstdint>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -45,6 +46,8 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
     if (drawers.Size() == 0) {
         return;
     }
+    // Every layer has the same sections again.
+    std::map<int, ORQSimPosition> records;
     for (const ORQSimPersistentDrawerDesc& drawer : drawers) {
         const ORQSimCSet layer(drawer.CSet(0));
         ORQSrvAssertThrown(layer.Size() == 1, "layer.Size() == 1", s_sectionPointsSource, 71);
@@ -61,8 +64,13 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
         read.ExecRead();
         read.RelinquishBuffers();
         for (ORQSimCSetIterator section(sections); !section.IsDone(); section.Next()) {
-            AddPoints(m_document.GetRecord(sections.CollectionID(), section.CurrentValue()),
-                      layer[0], counts[static_cast<std::size_t>(section.CurrentLocation())]);
+            const auto [record, isNew] = records.try_emplace(section.CurrentValue());
+            if (isNew) {
+                record->second =
+                    m_document.GetRecord(sections.CollectionID(), section.CurrentValue());
+            }
+            AddPoints(record->second, layer[0],
+                      counts[static_cast<std::size_t>(section.CurrentLocation())]);
         }
     }
     m_mapFilled = true;

@@ -98,6 +98,8 @@ class ORQ_EXPORT ORQSimDatabase {
     bool Refresh();
     /// Counts the commits that changed anything.
     std::int64_t Generation() const;
+    /// Whether a transaction is open, so that there may be changes that Generation does not count.
+    bool HasTransaction() const;
 
     /// Makes a database of the state that this handle sees, under a name that is free; a writer may
     /// go on meanwhile. Every block of bulk data is compared with its checksum on the way. The copy

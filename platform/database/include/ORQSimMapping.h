@@ -16,8 +16,8 @@
 ///
 /// There is one only where the file has the array so: the database is open for reading alone, one
 /// dense drawer holds the view, which has consecutive rows of it and all of each row; where these lie
-/// in several chunks, a whole chunk is a multiple of 4096 bytes. Everything has been compared with its
-/// checksums.
+/// in several chunks, a whole chunk is a multiple of 4096 bytes. Of an array of up to 2048 bytes, which
+/// stands in the catalogue, it is a copy. Everything has been compared with its checksums.
 ///
 /// Keeps the database open, and the values where they are. REQUIRES, as long as one is used: nobody
 /// calls Close or Refresh on the database; its bytes may be others then. A file that somebody truncates

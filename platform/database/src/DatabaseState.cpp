@@ -174,6 +174,7 @@ bool DatabaseState::Refresh() {
 
 void DatabaseState::ForgetCaches() noexcept {
     m_objects.Forget();
+    m_records.Forget();
     m_sets.Forget();
     m_distributions.Forget();
 }

@@ -7,6 +7,7 @@
 #include "DistributionTable.h"
 #include "ORQSimIDs.h"
 #include "ObjectTable.h"
+#include "RecordTable.h"
 #include "SetTable.h"
 #include "UndoneNumbers.h"
 #include "storage/Store.h"
@@ -46,6 +47,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     storage::ChunkStore& Chunks() { return m_store->Chunks(); }
 
     ObjectTable& Objects() { return m_objects; }
+    RecordTable& Records() { return m_records; }
     SetTable& Sets() { return m_sets; }
     DistributionTable& Distributions() { return m_distributions; }
 
@@ -69,6 +71,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     ORQSimContextID m_context;
     UndoneNumbers m_undone;
     ObjectTable m_objects{*this};
+    RecordTable m_records{*this};
     SetTable m_sets{*this};
     DistributionTable m_distributions{*this};
 };

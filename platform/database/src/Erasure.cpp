@@ -56,9 +56,8 @@ void EraseObject(Store& store, std::int64_t object) {
     }
     for (const Table table :
          {Table::Object, Table::Collection, Table::Member, Table::Symbol, Table::Name, Table::Child,
-          Table::MapEntry, Table::VectorEntry, Table::SetEntry, Table::Field, Table::Distribution,
-          Table::DataSet, Table::Compartment, Table::DataSetDrawer, Table::FTable,
-          Table::FTableLabel}) {
+          Table::MapEntry, Table::VectorEntry, Table::SetEntry, Table::Distribution, Table::DataSet,
+          Table::Compartment, Table::DataSetDrawer, Table::FTable, Table::FTableLabel}) {
         store.Rows().Erase(table, object);
     }
 }

@@ -13,8 +13,8 @@
 
 using orq::database::DatabaseState;
 using orq::storage::Bytes;
-using orq::storage::FieldRow;
 using orq::storage::FieldValue;
+using orq::storage::PackedField;
 using Kind = orq::storage::FieldKind;
 
 namespace {
@@ -35,31 +35,29 @@ const char* NameOf(Kind kind) {
     return "of no known kind";
 }
 
-[[noreturn]] void RefuseKind(const FieldRow& row, const char* wanted) {
-    ORQBasThrowUsage("field " + std::to_string(row.number) + " of object " +
-                     std::to_string(row.object) + " holds " + NameOf(static_cast<Kind>(row.kind)) +
+[[noreturn]] void RefuseKind(const ORQSimDynamicID& id, const PackedField& field,
+                             const char* wanted) {
+    ORQBasThrowUsage("field " + std::to_string(field.number) + " of object " +
+                     std::to_string(id.MinorID()) + " holds " + NameOf(field.kind) +
                      " and cannot be read as " + wanted);
 }
 
-// Calls f(row) for a field that is set.
+// Calls f(field) for a field that is set.
 template <class F>
 void WithField(const ORQSimDynamicID& id, int field, F&& f) {
     if (DatabaseState* state = DatabaseState::Reading(id); state != nullptr) {
-        auto row = state->Rows().Find<FieldRow>(id.MinorID(), field);
-        if (row.Next()) {
-            f(*row);
-        }
+        state->Records().WithField(id.MinorID(), field, f);
     }
 }
 
 int ReadInteger(const ORQSimDynamicID& id, int field, const char* wanted) {
     int value = 0;
-    WithField(id, field, [&](const FieldRow& row) {
-        const int* held = std::get_if<int>(&row.value);
-        if (held == nullptr) {
-            RefuseKind(row, wanted);
+    WithField(id, field, [&](const PackedField& held) {
+        const int* number = std::get_if<int>(&held.value);
+        if (number == nullptr) {
+            RefuseKind(id, held, wanted);
         }
-        value = *held;
+        value = *number;
     });
     return value;
 }
@@ -69,7 +67,7 @@ void Put(const ORQSimDynamicID& id, int field, Kind kind, const FieldValue& valu
     if (field < 0) {
         ORQBasThrowUsage("a record has no field " + std::to_string(field));
     }
-    state.Rows().Put(FieldRow{id.MinorID(), field, static_cast<int>(kind), value});
+    state.Records().Put(id.MinorID(), {field, kind, value});
 }
 
 }  // namespace
@@ -108,15 +106,15 @@ void ORQSimDataRecord::GetDouble(int field, int count, double* values) const {
     if (count < 1) {
         return;
     }
-    WithField(m_id, field, [&](const FieldRow& row) {
-        if (const int* number = std::get_if<int>(&row.value)) {
+    WithField(m_id, field, [&](const PackedField& held) {
+        if (const int* number = std::get_if<int>(&held.value)) {
             values[0] = *number;
-        } else if (const Bytes* bytes = std::get_if<Bytes>(&row.value)) {
+        } else if (const Bytes* bytes = std::get_if<Bytes>(&held.value)) {
             const auto wanted = static_cast<std::size_t>(count) * sizeof(double);
             std::ranges::copy(bytes->first(std::min(bytes->size(), wanted)),
                               reinterpret_cast<std::byte*>(values));
         } else {
-            RefuseKind(row, "a double");
+            RefuseKind(m_id, held, "a double");
         }
     });
 }
@@ -137,10 +135,10 @@ void ORQSimDataRecord::GetString(int field, ORQString& value) const {
 
 ORQString ORQSimDataRecord::ReturnString(int field) const {
     ORQString value;
-    WithField(m_id, field, [&](const FieldRow& row) {
-        const std::string_view* text = std::get_if<std::string_view>(&row.value);
+    WithField(m_id, field, [&](const PackedField& held) {
+        const std::string_view* text = std::get_if<std::string_view>(&held.value);
         if (text == nullptr) {
-            RefuseKind(row, "a string");
+            RefuseKind(m_id, held, "a string");
         }
         value = ORQString(*text);
     });

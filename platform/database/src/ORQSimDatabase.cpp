@@ -124,6 +124,10 @@ std::int64_t ORQSimDatabase::Generation() const {
     return Opened(m_state)->Store().Generation();
 }
 
+bool ORQSimDatabase::HasTransaction() const {
+    return Opened(m_state)->Store().Depth() > 0;
+}
+
 void ORQSimDatabase::CopyTo(const std::string& directory,
                             const std::function<void(double)>& progress) const {
     Store::Copy(Opened(m_state)->Store(), directory, progress);

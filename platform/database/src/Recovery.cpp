@@ -40,7 +40,7 @@ struct Words {
     bool isOfObjects;  // whether its first key is the number of an object that is there
 };
 constexpr Words kWords[] = {
-    {Table::Object, "objects", false},
+    {Table::Object, "objects and the values of records", false},
     {Table::Collection, "sizes of collections", true},
     {Table::Member, "records that stand for members of collections", true},
     {Table::Symbol, "symbols of collections", true},

@@ -1,5 +1,6 @@
 #include "TransferView.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -12,9 +13,39 @@
 
 namespace orq::database {
 
+namespace {
+
+// Whether two sets have no common member, as far as their bounds show it; those of a set in an order
+// of its own would take a pass over it.
+bool LieApart(const ComponentSet& a, const ComponentSet& b) {
+    if (!a.IsAscending() || !b.IsAscending()) {
+        return false;
+    }
+    return a.IsEmpty() || b.IsEmpty() || a.Highest() < b.Lowest() || b.Highest() < a.Lowest();
+}
+
+// Of many drawers with one layer or time each, a view of one layer meets one: the others are passed
+// over before their members along another dimension, which may be millions, are looked at.
+bool Misses(const std::vector<ComponentSetPtr>& view, const DrawerState& drawer) {
+    const auto rowDim = static_cast<std::size_t>(drawer.RowDim());
+    for (std::size_t dim = 0; dim < view.size(); ++dim) {
+        if (dim != rowDim && LieApart(*view[dim], *drawer.sets[dim])) {
+            return true;
+        }
+    }
+    return std::ranges::all_of(drawer.rows.Segments(), [&](const DrawerSegment& segment) {
+        return LieApart(*view[rowDim], *segment.members);
+    });
+}
+
+}  // namespace
+
 ViewOnDrawer Meet(const std::vector<ComponentSetPtr>& view, const DrawerState& drawer) {
     ViewOnDrawer result;
     result.rowItems = drawer.ItemsPerRow();
+    if (Misses(view, drawer)) {
+        return result;
+    }
     const std::size_t nDims = view.size();
     const auto rowDim = static_cast<std::size_t>(drawer.RowDim());
     result.pieces.push_back({0, 0, 1, 1});

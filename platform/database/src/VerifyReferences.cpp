@@ -25,7 +25,6 @@ using storage::DrawerDimensionRow;
 using storage::DrawerRow;
 using storage::DrawerSegmentRow;
 using storage::ExtentRow;
-using storage::FieldRow;
 using storage::FTableLabelRow;
 using storage::FTableRow;
 using storage::MapEntryRow;
@@ -52,7 +51,6 @@ class ReferenceCheck {
         CheckLinks<VectorEntryRow>();
         CheckLinks<SetEntryRow>();
         CheckOwners<NameRow>([](const NameRow& row) { return row.slot; });
-        CheckOwners<FieldRow>([](const FieldRow& row) { return row.number; });
         CheckMembers();
         CheckSymbols();
         CheckSets();

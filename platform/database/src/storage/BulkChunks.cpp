@@ -4,7 +4,7 @@
 #include <xxhash.h>
 
 #include <algorithm>
-#include <cstring>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -59,11 +59,23 @@ void TakeVerified(const Extent& then, Extent& now) {
 
 }  // namespace
 
+namespace {
+
+bool IsConsistent(const ExtentRow& row) {
+    if (row.offset == 0) {
+        return row.capacity == 0 && row.checksums.empty() && row.length > 0 &&
+               std::ssize(row.small) == row.length;
+    }
+    return row.offset >= kBulkPage && row.offset % kBulkPage == 0 &&
+           row.capacity % kBulkPage == 0 && row.length > 0 && row.length <= row.capacity &&
+           row.checksums.size() == NumBlocks(row.length) * sizeof(std::uint64_t) &&
+           row.small.empty();
+}
+
+}  // namespace
+
 Extent MakeExtent(const ExtentRow& row) {
-    const std::size_t nBlocks = row.length > 0 ? NumBlocks(row.length) : 0;
-    if (row.offset < kBulkPage || row.offset % kBulkPage != 0 || row.capacity % kBulkPage != 0 ||
-        row.length <= 0 || row.length > row.capacity ||
-        row.checksums.size() != nBlocks * sizeof(std::uint64_t)) {
+    if (!IsConsistent(row)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             "the catalogue's row of chunk " + std::to_string(row.chunk) +
                                 " of store " + std::to_string(row.store) + " is inconsistent");
@@ -72,8 +84,10 @@ Extent MakeExtent(const ExtentRow& row) {
     extent.offset = row.offset;
     extent.capacity = row.capacity;
     extent.length = row.length;
+    extent.small.assign(row.small.begin(), row.small.end());
+    const std::size_t nBlocks = row.checksums.size() / sizeof(std::uint64_t);
     extent.checksums.resize(nBlocks);
-    std::memcpy(extent.checksums.data(), row.checksums.data(), row.checksums.size());
+    std::ranges::copy(row.checksums, std::as_writable_bytes(std::span(extent.checksums)).begin());
     extent.verified.assign(nBlocks, false);
     extent.nUnverified = nBlocks;
     return extent;
@@ -116,6 +130,17 @@ void BulkChunks::NoteVerified(const Key& key, Extents& extents) const {
     }
 }
 
+namespace {
+
+std::shared_ptr<const std::byte> CopyOf(const std::byte* bytes, std::int64_t size) {
+    const auto count = static_cast<std::size_t>(size);
+    const std::shared_ptr<std::byte[]> copy(new std::byte[count]);
+    std::copy_n(bytes, count, copy.get());
+    return {copy, copy.get()};
+}
+
+}  // namespace
+
 Extent& BulkChunks::Find(std::int64_t store, int part, std::int64_t chunk) {
     return Load(store, part)[chunk];
 }
@@ -133,7 +158,7 @@ ChunkStore::Reader BulkChunks::Open(std::int64_t store, int part, std::int64_t c
         return {};
     }
     Extent& extent = found->second;
-    return {*this, extent, Map(extent), extent.length,
+    return {*this, extent, BytesOf(extent), extent.length,
             extent.nUnverified == 0 ? Range{0, extent.length} : Range()};
 }
 
@@ -145,9 +170,13 @@ std::shared_ptr<const std::byte> BulkChunks::Map(std::int64_t store,
         if (reader.Length() < piece.range.end) {
             return nullptr;
         }
-        reader.Bytes(piece.range.begin, piece.range.end);
-        places.push_back({Find(store, 0, piece.chunk).offset + piece.range.begin,
-                          piece.range.end - piece.range.begin});
+        const std::byte* bytes = reader.Bytes(piece.range.begin, piece.range.end);
+        const std::int64_t size = piece.range.end - piece.range.begin;
+        const Extent& extent = Find(store, 0, piece.chunk);
+        if (!extent.IsInFile()) {
+            return pieces.size() == 1 ? CopyOf(bytes, size) : nullptr;
+        }
+        places.push_back({extent.offset + piece.range.begin, size});
     }
     return m_file.MapApart(places);
 }
@@ -166,7 +195,7 @@ void BulkChunks::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
     if (extent.nUnverified == 0) {
         return;
     }
-    const std::byte* bytes = Map(extent);
+    const std::byte* bytes = BytesOf(extent);
     const std::size_t last = NumBlocks(end);
     for (auto block = static_cast<std::size_t>(begin / kChecksumBlock); block < last; ++block) {
         if (extent.verified[block]) {
@@ -228,10 +257,33 @@ void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     if (bytes.empty()) {
         return;
     }
-    // Before the change: a refusal leaves the transaction as it was.
-    CheckPlaces();
-    Change change(m_catalogue);
+    const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
     Extent& extent = Find(store, part, chunk);
+    const bool staysSmall = StaysSmall(extent, end);
+    if (!staysSmall) {
+        // Before the change: a refusal leaves the transaction as it was.
+        CheckPlaces();
+    }
+    Change change(m_catalogue);
+    if (staysSmall) {
+        extent.length = std::max(extent.length, end);
+        extent.small.resize(static_cast<std::size_t>(extent.length));
+        std::ranges::copy(bytes, extent.small.begin() + begin);
+    } else {
+        WriteToFile(extent, begin, bytes, reserve);
+    }
+    m_catalogue.Put(ExtentRow{store, part, chunk, extent.offset, extent.capacity, extent.length,
+                              std::as_bytes(std::span(extent.checksums)), extent.small});
+    change.Finish();
+}
+
+bool BulkChunks::StaysSmall(const Extent& extent, std::int64_t end) const {
+    return !extent.IsInFile() && end <= kMostSmallBytes &&
+           m_catalogue.FormatVersion() >= kSmallChunksSince;
+}
+
+void BulkChunks::WriteToFile(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
+                             std::int64_t reserve) {
     if (extent.level != m_level) {
         // Invariant 1: what was there when the level began is what undoing it goes back to.
         extent.level = m_level;
@@ -253,13 +305,10 @@ void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::in
         Replace(extent, begin, bytes, reserve);
     }
     m_wroteBytes = true;
-    m_catalogue.Put(ExtentRow{store, part, chunk, extent.offset, extent.capacity, extent.length,
-                              std::as_bytes(std::span(extent.checksums))});
-    change.Finish();
 }
 
 bool BulkChunks::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t end) {
-    if (extent.IsAbsent() || begin < extent.writableFrom) {
+    if (!extent.IsInFile() || begin < extent.writableFrom) {
         return false;
     }
     if (end > extent.capacity && extent.offset + extent.capacity == m_bulkEnd) {
@@ -312,7 +361,7 @@ void BulkChunks::WriteInPlace(Extent& extent, std::int64_t begin,
         if (!isWhole(block)) {
             const std::int64_t from = BlockBegin(block);
             extent.checksums[block] =
-                Checksum(Map(extent) + from, BlockEnd(block, extent.length) - from);
+                Checksum(BytesOf(extent) + from, BlockEnd(block, extent.length) - from);
             if (!extent.verified[block]) {
                 extent.verified[block] = true;
                 --extent.nUnverified;
@@ -328,13 +377,13 @@ void BulkChunks::Replace(Extent& extent, std::int64_t begin, std::span<const std
     std::vector<std::byte> whole;
     if (begin > 0 || end < extent.length) {
         Verify(extent, 0, extent.length);
-        const std::byte* old = Map(extent);
+        const std::byte* old = BytesOf(extent);
         whole.assign(old, old + extent.length);
         whole.resize(static_cast<std::size_t>(length));
         std::ranges::copy(bytes, whole.begin() + begin);
         bytes = whole;
     }
-    if (!extent.IsAbsent()) {
+    if (extent.IsInFile()) {
         // Its old place is not taken again below: it waits for the readers of the committed state
         // (invariant 5).
         m_space.Free(extent.offset, extent.capacity);
@@ -351,7 +400,9 @@ void BulkChunks::Erase(std::int64_t store) {
     CheckPlaces();
     Change change(m_catalogue);
     for (const ExtentRow& row : m_catalogue.Find<ExtentRow>(store)) {
-        m_space.Free(row.offset, row.capacity);
+        if (row.offset != 0) {
+            m_space.Free(row.offset, row.capacity);
+        }
     }
     m_catalogue.Erase(Table::Extent, store);
     m_parts.erase(m_parts.lower_bound({store, 0}), m_parts.lower_bound({store + 1, 0}));
@@ -371,7 +422,9 @@ void BulkChunks::CheckPlaces() {
     }
     std::vector<std::pair<std::int64_t, std::int64_t>> places;  // [begin, end)
     for (const ExtentRow& row : m_catalogue.Find<ExtentRow>()) {
-        places.emplace_back(row.offset, row.offset + row.capacity);
+        if (row.offset != 0) {
+            places.emplace_back(row.offset, row.offset + row.capacity);
+        }
     }
     for (const FreeExtentRow& row : m_catalogue.Find<FreeExtentRow>()) {
         places.emplace_back(row.offset, row.offset + row.length);

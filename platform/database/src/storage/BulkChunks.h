@@ -1,4 +1,6 @@
-// Chunks in the bulk file: each lies in one page-aligned extent of it.
+// Chunks of bulk data: large ones lie in the bulk file, each in one page-aligned extent of it; small
+// ones stand in their row of the catalogue, whose pages have checksums of their own, and move to the
+// file when they grow.
 //
 // Committed bytes never change where they lie. An append writes behind the committed length of the
 // chunk's extent; any other change writes the whole chunk to a new extent and frees the old one.
@@ -23,12 +25,17 @@ namespace orq::storage {
 
 inline constexpr std::int64_t kChecksumBlock = 64 << 10;  // stored layout, do not change
 
-// One extent as the catalogue's row names it.
+// What is written to a chunk of up to so many bytes stands in the catalogue; see the benchmark
+// "small-drawers". Readers go by what a row says.
+inline constexpr std::int64_t kMostSmallBytes = 2048;
+
+// One chunk as the catalogue's row names it.
 struct Extent : ChunkStore::Chunk {
-    std::int64_t offset = 0;  // 0: the chunk has no bytes
+    std::int64_t offset = 0;  // 0: the chunk has no bytes in the file
     std::int64_t capacity = 0;
     std::int64_t length = 0;
     std::vector<std::uint64_t> checksums;  // one per block
+    std::vector<std::byte> small;          // the bytes, where they stand in the row
 
     // What this handle knows: which blocks it has compared, and from where on the bytes were
     // written by transaction level `level` and may be written again while it is the newest.
@@ -37,7 +44,7 @@ struct Extent : ChunkStore::Chunk {
     std::int64_t level = 0;
     std::int64_t writableFrom = 0;
 
-    bool IsAbsent() const { return offset == 0; }
+    bool IsInFile() const { return offset != 0; }
 };
 
 // Throws Damaged when the row contradicts itself.
@@ -93,7 +100,9 @@ class BulkChunks final : public ChunkStore {
     Extents ReadRows(const Key& key);
     void NoteVerified(const Key& key, Extents& extents) const;
     Extent& Find(std::int64_t store, int part, std::int64_t chunk);
-    const std::byte* Map(const Extent& extent) { return m_file.Map(extent.offset, extent.length); }
+    const std::byte* BytesOf(const Extent& extent) {
+        return extent.IsInFile() ? m_file.Map(extent.offset, extent.length) : extent.small.data();
+    }
     void Verify(Extent& extent, std::int64_t begin, std::int64_t end);
     void Bring(Extent& extent, std::size_t first);
     Range Check(Chunk& chunk, Range range) override;
@@ -101,6 +110,9 @@ class BulkChunks final : public ChunkStore {
     void Replace(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
                  std::int64_t reserve);
     bool FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t end);
+    bool StaysSmall(const Extent& extent, std::int64_t end) const;
+    void WriteToFile(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,
+                     std::int64_t reserve);
 
     Catalogue& m_catalogue;
     BulkFile& m_file;

@@ -1,5 +1,7 @@
 #include "Catalogue.h"
 
+#include "EarlyFields.h"
+#include "PackedFields.h"
 #include "RowCodec.h"
 
 namespace orq::storage {
@@ -119,6 +121,11 @@ void Catalogue::StatementRows::Close() noexcept {
     m_home.push_back(this);
 }
 
+bool Catalogue::PendingRow::Next(void* row) {
+    *static_cast<ObjectRow*>(row) = m_row;
+    return !std::exchange(m_isRead, true);
+}
+
 Catalogue::~Catalogue() {
     for (auto& ofTable : m_writes) {
         for (sqlite3_stmt* statement : ofTable) {
@@ -134,20 +141,78 @@ Catalogue::~Catalogue() {
 
 // --- Writing -------------------------------------------------------------------------------------
 
+void Catalogue::SetFormatVersion(int format) {
+    m_format = format;
+    if (Shape(Table::Field).IsIn(format)) {
+        DefinePackFields(m_connection);
+    }
+}
+
 bool Catalogue::WriteRow(Table table, Write how, const void* row) {
     m_connection.NeedTransaction();
+    if (table == Table::Object) {
+        const auto& object = *static_cast<const ObjectRow*>(row);
+        const bool isNew = how != Write::Put;
+        if (how == Write::Put || (how == Write::Insert && !m_pending.Contains(object.id))) {
+            KeepBack(object, isNew);
+            return true;
+        }
+        WritePending();
+    }
     Change change(*this);
     // Walks stand on rows that may change now.
     LeaveRows();
-    sqlite3_stmt* statement = WriteStatement(table, how);
-    CodecOf(table).bind(m_connection, statement, row);
-    Run(statement, table);
+    WriteNow(table, how, row);
     change.Finish();
     return sqlite3_changes(m_connection.Handle()) > 0;
 }
 
+void Catalogue::WriteNow(Table table, Write how, const void* row) {
+    sqlite3_stmt* statement = WriteStatement(table, how);
+    CodecOf(table).bind(m_connection, statement, row);
+    Run(statement, table);
+}
+
+void Catalogue::KeepBack(const ObjectRow& row, bool isNew) {
+    m_pending.Put(row, isNew);
+    ++m_nKeptBack;
+    if (m_pending.IsFull()) {
+        WritePending();
+    }
+}
+
+void Catalogue::WritePending() {
+    if (m_pending.IsEmpty()) {
+        return;
+    }
+    m_connection.NeedTransaction();
+    Change change(*this);
+    LeaveRows();
+    for (const auto& [id, object] : m_pending) {
+        const ObjectRow row{id, object.type, object.category, object.fields};
+        WriteNow(Table::Object, object.isNew ? Write::Insert : Write::Put, &row);
+        if (Shape(Table::Field).IsIn(m_format)) {
+            WriteEarlyFields(row);
+        }
+    }
+    m_pending.Clear();
+    change.Finish();
+}
+
+void Catalogue::WriteEarlyFields(const ObjectRow& row) {
+    sqlite3_stmt* statement = EraseStatement(Table::Field, 1);
+    BindKeys(m_connection, statement, RowKey(row.id));
+    Run(statement, Table::Field);
+    PackedFieldReader fields(row.fields);
+    while (fields.Next()) {
+        const FieldRow field{row.id, fields->number, static_cast<int>(fields->kind), fields->value};
+        WriteNow(Table::Field, Write::Put, &field);
+    }
+}
+
 bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
     m_connection.NeedTransaction();
+    WritePending();
     Change change(*this);
     LeaveRows();
     sqlite3_stmt* statement = WriteStatement(table, Write::InsertNew);
@@ -161,11 +226,20 @@ bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
 
 int Catalogue::EraseRows(Table table, const RowKey& key) {
     m_connection.NeedTransaction();
+    if (table == Table::Object) {
+        WritePending();
+    }
     Change change(*this);
     LeaveRows();
-    sqlite3_stmt* statement = EraseStatement(table, key.Size());
-    BindKeys(m_connection, statement, key);
-    Run(statement, table);
+    const auto erase = [&](Table from) {
+        sqlite3_stmt* statement = EraseStatement(from, key.Size());
+        BindKeys(m_connection, statement, key);
+        Run(statement, from);
+    };
+    if (table == Table::Object && Shape(Table::Field).IsIn(m_format)) {
+        erase(Table::Field);
+    }
+    erase(table);
     change.Finish();
     return sqlite3_changes(m_connection.Handle());
 }
@@ -178,7 +252,7 @@ sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how) {
                                           "INSERT OR REPLACE INTO "};
         statement = m_connection.Prepare(kVerbs[static_cast<std::size_t>(how)] +
                                          std::string(NameOf(table)) + " VALUES(" +
-                                         Placeholders(Shape(table).columns.size()) + ")");
+                                         Placeholders(Shape(table).Columns(m_format).size()) + ")");
     }
     return statement;
 }
@@ -203,6 +277,28 @@ void Catalogue::Run(sqlite3_stmt* statement, Table table) {
 
 // --- Reading -------------------------------------------------------------------------------------
 
+RowSource& Catalogue::FindRows(Table table, const RowKey& key) {
+    if (table == Table::Object && key.nNumbers == 1) {
+        m_connection.NeedTransaction();
+        if (const PendingObjects::Object* object = m_pending.Find(key.numbers[0])) {
+            return TakePending(key.numbers[0], *object);
+        }
+    }
+    return Open(Query::Find, static_cast<int>(table), key);
+}
+
+RowSource& Catalogue::TakePending(std::int64_t id, const PendingObjects::Object& object) {
+    if (m_pendingPool.empty()) {
+        m_pendingRows.push_back(std::make_unique<PendingRow>(m_pendingPool));
+        m_pendingPool.reserve(m_pendingRows.size());  // so that bringing one back takes no memory
+        m_pendingPool.push_back(m_pendingRows.back().get());
+    }
+    PendingRow& row = *m_pendingPool.back();
+    m_pendingPool.pop_back();
+    row.Show(id, object);
+    return row;
+}
+
 RowSource& Catalogue::Open(Query query, int what, const RowKey& key) {
     // Only keys of numbers alone have near neighbours to walk to.
     if (key.nNumbers > 0 && !key.text) {
@@ -216,6 +312,9 @@ RowSource& Catalogue::Open(Query query, int what, const RowKey& key) {
 
 Catalogue::StatementRows& Catalogue::Take(Query query, int what, const RowKey& key) {
     m_connection.NeedTransaction();
+    if (TableOf(query, what) == Table::Object && key.nNumbers == 0) {
+        WritePending();
+    }
     auto& pool =
         m_pools[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][key.Size()];
     if (pool.empty()) {
@@ -247,8 +346,9 @@ void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::str
 Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query, int what,
                                           std::size_t nKeys) {
     const AccessPath path = PathOf(query == Query::FindBy, what);
-    std::string sql = std::string(query == Query::Count ? "SELECT count(*)" : "SELECT *") +
-                      " FROM " + path.table.name + Where(path.First(nKeys));
+    std::string sql = query == Query::Count ? std::string("SELECT count(*) FROM ") + path.table.name
+                                            : SelectRow(path.table, m_format);
+    sql += Where(path.First(nKeys));
     switch (query) {
         case Query::Count:
             break;
@@ -270,7 +370,7 @@ RowWalks& Catalogue::WalksOf(Query query, int what, std::size_t nKeys) {
         m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
     if (walks == nullptr) {
         const AccessPath path = PathOf(query == Query::FindBy, what);
-        const std::string sql = std::string("SELECT * FROM ") + path.table.name + " WHERE (" +
+        const std::string sql = SelectRow(path.table, m_format) + " WHERE (" +
                                 List(path.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
                                 ") ORDER BY " + List(path.First(path.nOrder));
         m_walks.push_back(std::make_unique<RowWalks>(

@@ -8,8 +8,10 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "PendingObjects.h"
 #include "RowWalk.h"
 #include "Schema.h"
 #include "Sqlite.h"
@@ -22,11 +24,21 @@ class Catalogue final : public RowStore {
     explicit Catalogue(Connection& connection) : m_connection(connection) {}
     ~Catalogue() override;
 
+    // The version of the format that the tables have. To be said when only the state has been read,
+    // whose table is the same in all.
+    void SetFormatVersion(int format);
+    int FormatVersion() const { return m_format; }
+
     // InsertNew of a row whose values are all there, in order. REQUIRES: as many as columns.
     bool InsertNewRow(Table table, std::span<const Value> row);
     std::int64_t NumChanges() const override {
-        return sqlite3_total_changes64(m_connection.Handle());
+        return sqlite3_total_changes64(m_connection.Handle()) + m_nKeptBack;
     }
+    // Rows of objects are kept back and given to SQLite all together: to be called before a level
+    // begins and before the outermost one is committed.
+    void WritePending();
+    // To be called when a level is undone: what is kept back is of that level.
+    void DropPending() noexcept { m_pending.Clear(); }
     // Adds what is wrong with values of a table's rows, until there are so many problems.
     void VerifyValues(Table table, std::size_t most, std::vector<std::string>& problems);
 
@@ -60,9 +72,24 @@ class Catalogue final : public RowStore {
         sqlite3_stmt* m_statement;
     };
 
-    RowSource& FindRows(Table table, const RowKey& key) override {
-        return Open(Query::Find, static_cast<int>(table), key);
-    }
+    // A row that is kept back.
+    class PendingRow final : public RowSource {
+      public:
+        explicit PendingRow(std::vector<PendingRow*>& home) : m_home(home) {}
+        void Show(std::int64_t id, const PendingObjects::Object& object) {
+            m_row = {id, object.type, object.category, object.fields};
+            m_isRead = false;
+        }
+        bool Next(void* row) override;
+        void Close() noexcept override { m_home.push_back(this); }
+
+      private:
+        std::vector<PendingRow*>& m_home;
+        ObjectRow m_row;
+        bool m_isRead = false;
+    };
+
+    RowSource& FindRows(Table table, const RowKey& key) override;
     RowSource& FindLastRow(Table table, const RowKey& key) override {
         return Take(Query::FindLast, static_cast<int>(table), key);
     }
@@ -84,6 +111,11 @@ class Catalogue final : public RowStore {
     sqlite3_stmt* WriteStatement(Table table, Write how);
     sqlite3_stmt* EraseStatement(Table table, std::size_t nKeys);
     void Run(sqlite3_stmt* statement, Table table);
+    RowSource& TakePending(std::int64_t id, const PendingObjects::Object& object);
+    void KeepBack(const ObjectRow& row, bool isNew);
+    void WriteNow(Table table, Write how, const void* row);
+    // In databases of versions before 3.
+    void WriteEarlyFields(const ObjectRow& row);
 
     template <class T>
     using ForEachTable = std::array<T, static_cast<std::size_t>(Table::Count)>;
@@ -93,12 +125,17 @@ class Catalogue final : public RowStore {
                                     static_cast<std::size_t>(Query::Kinds)>;
 
     Connection& m_connection;
+    int m_format = kFormatVersion;
     ForEachTable<std::array<sqlite3_stmt*, 3>> m_writes{};
     ForEachTable<std::array<sqlite3_stmt*, kMostKeys + 1>> m_erasures{};
     ForEachQuery<StatementRows::Pool> m_pools;
     std::vector<std::unique_ptr<StatementRows>> m_statements;
     ForEachQuery<RowWalks*> m_walksOf{};
     std::vector<std::unique_ptr<RowWalks>> m_walks;
+    PendingObjects m_pending;
+    std::int64_t m_nKeptBack = 0;
+    std::vector<PendingRow*> m_pendingPool;
+    std::vector<std::unique_ptr<PendingRow>> m_pendingRows;
 };
 
 }  // namespace orq::storage

@@ -112,7 +112,9 @@ struct CataloguePages::Walk {
     std::size_t nColumns;
     const OnRow& onRow;
     const OnGap& onGap;
-    bool isTable = false;  // keyed by row number, as only the schema is
+    bool isTable = false;  // keyed by row number
+    bool isNumberFirstColumn =
+        false;  // and the first column stands for it, as it does not in the schema
     std::set<std::int64_t> seen;
     PageRow row;
 };
@@ -174,9 +176,10 @@ std::vector<std::int64_t> CataloguePages::FindDamage() {
     return damaged;
 }
 
-void CataloguePages::ReadTree(std::int64_t root, std::size_t nColumns, const OnRow& onRow,
+void CataloguePages::ReadTree(std::int64_t root, std::size_t nColumns, Key key, const OnRow& onRow,
                               const OnGap& onGap) {
-    Walk walk{nColumns, onRow, onGap, false, {}, {}};
+    const bool isByNumber = key == Key::RowNumber;
+    Walk walk{nColumns, onRow, onGap, isByNumber, isByNumber, {}, {}};
     WalkPage(root, 0, walk);
 }
 
@@ -186,7 +189,7 @@ std::map<std::string, std::int64_t> CataloguePages::ReadRoots() {
         roots[std::string(row.Text(1))] = row.Int(3);
     };
     const OnGap ignore = [] {};
-    Walk walk{5, takeRoot, ignore, true, {}, {}};
+    Walk walk{5, takeRoot, ignore, true, false, {}, {}};
     WalkPage(1, 0, walk);
     return roots;
 }
@@ -230,15 +233,16 @@ void CataloguePages::WalkPage(std::int64_t number, int depth, Walk& walk) {
 void CataloguePages::TakeCell(const Page& page, std::size_t at, Walk& walk) {
     VarintReader numbers(std::span<const std::byte>(page).first(kUsable), at);
     const std::uint64_t size = numbers.Next();
-    if (walk.isTable) {
-        numbers.Next();  // the row's number
-    }
+    const auto rowNumber = static_cast<std::int64_t>(walk.isTable ? numbers.Next() : 0);
     const bool isWhole =
         numbers.IsWhole() && size <= kMostPayload &&
         ReadPayload(page, numbers.At(), size, walk.isTable ? kMostInTableCell : kMostInIndexCell,
                     walk.row.m_payload) &&
         DecodeRecord(walk.row.m_payload, walk.row.m_values);
     if (isWhole && walk.row.Size() == walk.nColumns) {
+        if (walk.isNumberFirstColumn) {
+            walk.row.m_values[0] = rowNumber;
+        }
         walk.onRow(walk.row);
     } else {
         walk.onGap();

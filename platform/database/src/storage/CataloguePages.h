@@ -33,6 +33,10 @@ class PageRow {
         return Get<std::span<const std::byte>>(column);
     }
 
+    // Behind the last column.
+    void Add(const Value& value) { m_values.push_back(value); }
+    void Replace(std::size_t column, const Value& value) { m_values[column] = value; }
+
   private:
     friend class CataloguePages;
     template <class T>
@@ -47,7 +51,7 @@ class PageRow {
 
 class CataloguePages {
   public:
-    using OnRow = std::function<void(const PageRow&)>;
+    using OnRow = std::function<void(PageRow&)>;
     // Rows are missing between the last one and the next.
     using OnGap = std::function<void()>;
 
@@ -63,8 +67,11 @@ class CataloguePages {
     void LeaveLogOut() { m_log.clear(); }
 
     // All rows of a table or index that can be read, in the order of its key. A row that has not
-    // `nColumns` columns is of another table, and is left out.
-    void ReadTree(std::int64_t root, std::size_t nColumns, const OnRow& onRow, const OnGap& onGap);
+    // `nColumns` columns is of another table, and is left out. A table may be keyed by row number,
+    // which is its first column then.
+    enum class Key { Columns, RowNumber };
+    void ReadTree(std::int64_t root, std::size_t nColumns, Key key, const OnRow& onRow,
+                  const OnGap& onGap);
     // The first pages of tables and indices by name, as far as the schema can be read.
     std::map<std::string, std::int64_t> ReadRoots();
 

@@ -74,6 +74,9 @@ void Engine::CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& pro
     constexpr std::int64_t kPiece = 4 << 20;
     for (const ExtentRow& row : m_catalogue->Find<ExtentRow>()) {
         const Extent extent = MakeExtent(row);
+        if (!extent.IsInFile()) {
+            continue;  // copied with its page
+        }
         if (const auto damaged = FindDamage(m_file, extent); !damaged.empty()) {
             throw ORQBasFailure(ORQBasFailureKind::Damaged, BulkPath(m_directory) +
                                                                 ": the block at byte " +

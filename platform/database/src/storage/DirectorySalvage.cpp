@@ -6,13 +6,14 @@
 #include <tuple>
 #include <utility>
 
+#include "EarlyFields.h"
 #include "ORQBasFailure.h"
 
 namespace orq::storage {
 
 namespace {
 
-RowGap::Key KeyOf(const PageRow& row) {
+RowGap::Key FirstOf(const PageRow& row) {
     RowGap::Key key{};
     for (std::size_t i = 0; i < std::min(key.size(), row.Size()); ++i) {
         key[i] = row.Int(i);
@@ -26,9 +27,10 @@ int Behind(int number) {
 }
 
 ExtentRow ExtentOf(const PageRow& row) {
-    return {
-        row.Int(0), static_cast<int>(row.Int(1)), row.Int(2), row.Int(3), row.Int(4), row.Int(5),
-        row.Blob(6)};
+    return {row.Int(0),  static_cast<int>(row.Int(1)),
+            row.Int(2),  row.Int(3),
+            row.Int(4),  row.Int(5),
+            row.Blob(6), row.Blob(7)};
 }
 
 // The directory, checked to hold files that can be read.
@@ -84,11 +86,13 @@ void DirectorySalvage::NoteDamagedPages() {
     }
 }
 
-// Every database has its tables in the same pages, for they are made in the same order. So where a
-// part of the schema cannot be read, that of a new database serves, unless the rest says otherwise.
+// Every database of a version has its tables in the same pages, for they are made in the same order.
+// So where a part of the schema cannot be read, that of a new database serves, unless the rest says
+// otherwise.
 void DirectorySalvage::FindRoots() {
     m_roots = m_pages.ReadRoots();
-    const std::map<std::string, std::int64_t> usual = m_target.Roots();
+    m_format = FindFormat();
+    const std::map<std::string, std::int64_t> usual = Engine::UsualRoots(m_format);
     const bool isUsual = std::ranges::all_of(m_roots, [&](const auto& root) {
         const auto found = usual.find(root.first);
         return found != usual.end() && found->second == root.second;
@@ -96,6 +100,33 @@ void DirectorySalvage::FindRoots() {
     if (isUsual) {
         m_roots = usual;
     }
+}
+
+// The state's table is the first one in all versions. Where neither it nor the schema can be read,
+// pages of one table could be taken for those of another.
+int DirectorySalvage::FindFormat() {
+    const std::string name = NameOf(Table::State);
+    const auto root = m_roots.find(name);
+    std::int64_t format = 0;
+    m_pages.ReadTree(
+        root != m_roots.end() ? root->second : Engine::UsualRoots(kFormatVersion)[name],
+        Shape(Table::State).columns.size(), CataloguePages::Key::Columns,
+        [&](const PageRow& row) { format = row.Int(1); }, [] {});
+    if (format != 0) {
+        CheckFormat(m_directory, format);
+        return static_cast<int>(format);
+    }
+    for (int version = kFormatVersion; version >= kOldestFormatVersion; --version) {
+        const auto nameOf = [](const auto& entry) { return entry.first; };
+        if (std::ranges::equal(m_roots, Engine::UsualRoots(version), {}, nameOf, nameOf)) {
+            return version;
+        }
+    }
+    throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                        m_directory +
+                            ": nothing can be read of its catalogue for certain: neither its "
+                            "state nor all of its schema, and so not the version of its "
+                            "format");
 }
 
 void DirectorySalvage::OpenBulk() {
@@ -120,7 +151,6 @@ void DirectorySalvage::ReadState() {
     std::optional<Identity> identity;
     std::int64_t bulkEnd = 0;
     const auto take = [&](const PageRow& row) {
-        CheckFormat(m_directory, row.Int(1));
         if (row.Blob(2).size() == Identity().size()) {
             std::ranges::copy(row.Blob(2), identity.emplace().begin());
         }
@@ -156,30 +186,46 @@ void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) 
             m_gaps.push_back({table, last, {}});
         }
     };
-    const auto takeAndNote = [&](const PageRow& row) {
+    const std::size_t nColumns = Shape(table).Columns(m_format).size();
+    const auto takeAndNote = [&](PageRow& row) {
         m_goOn();
+        for (std::size_t i = nColumns; i < Shape(table).columns.size(); ++i) {
+            row.Add(NothingIn((Shape(table).columns.begin() + i)->type));
+        }
         if (const std::string problem = ProblemOfRow(table, row.Values()); !problem.empty()) {
             m_damage.push_back("catalogue.sqlite: " + problem);
             note();
-            return;
+            if (!LeaveFieldsOut(table, row)) {
+                return;
+            }
         }
-        last = KeyOf(row);
+        last = FirstOf(row);
         if (std::exchange(isInGap, false)) {
             m_gaps.back().before = last;
         }
         take(row);
     };
-    m_pages.ReadTree(m_roots[NameOf(table)], Shape(table).columns.size(), takeAndNote, note);
+    m_pages.ReadTree(m_roots[NameOf(table)], nColumns, KeyOf(table), takeAndNote, note);
+}
+
+// An object whose fields alone make no sense is kept without them.
+bool DirectorySalvage::LeaveFieldsOut(Table table, PageRow& row) {
+    if (table != Table::Object) {
+        return false;
+    }
+    row.Replace(row.Size() - 1, NothingIn(Column::Type::Fields));
+    return ProblemOfRow(table, row.Values()).empty();
 }
 
 bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
                                  const CataloguePages::OnRow& take) {
     bool isWhole = true;
-    const auto takeAndGoOn = [&](const PageRow& row) {
+    const auto takeAndGoOn = [&](PageRow& row) {
         m_goOn();
         take(row);
     };
-    m_pages.ReadTree(m_roots[Shape(index).name], nColumns, takeAndGoOn, [&] { isWhole = false; });
+    m_pages.ReadTree(m_roots[Shape(index).name], nColumns, CataloguePages::Key::Columns,
+                     takeAndGoOn, [&] { isWhole = false; });
     return isWhole;
 }
 
@@ -200,7 +246,8 @@ void DirectorySalvage::TakeRows() {
     for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
         const auto table = static_cast<Table>(number);
         // The new database has a state of its own, and its chunks lie elsewhere.
-        if (table == Table::State || table == Table::Extent || table == Table::FreeExtent) {
+        if (table == Table::State || table == Table::Extent || table == Table::FreeExtent ||
+            table == Table::Field) {
             continue;
         }
         ReadRows(table, [&](const PageRow& row) {
@@ -212,6 +259,7 @@ void DirectorySalvage::TakeRows() {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             m_directory + ": nothing can be read of its catalogue");
     }
+    TakeEarlyFields();
     // Numbers are not given twice (invariant 9), also where the row with the next ones was lost.
     for (const ObjectRow& row : m_target.Rows().FindLast<ObjectRow>()) {
         m_target.ReserveNumbers({row.id + 1, 0});
@@ -224,7 +272,46 @@ void DirectorySalvage::TakeRows() {
     }
 }
 
+void DirectorySalvage::TakeEarlyFields() {
+    if (!Shape(Table::Field).IsIn(m_format)) {
+        return;
+    }
+    std::int64_t object = 0;
+    std::vector<std::byte> packed;
+    const auto put = [&] {
+        if (!packed.empty()) {
+            PutFields(object, packed);
+        }
+        packed.clear();
+    };
+    ReadRows(Table::Field, [&](const PageRow& row) {
+        if (row.Int(0) != object) {
+            put();
+            object = row.Int(0);
+        }
+        if (!PackEarlyField(packed, row.Int(1), row.Int(2), row.Values()[3])) {
+            m_damage.push_back("catalogue.sqlite: table field, row (" + std::to_string(object) +
+                               ", " + std::to_string(row.Int(1)) +
+                               "): its value is not of its kind");
+        }
+    });
+    put();
+}
+
+// An object that is lost may be made again later, of what leads to it.
+void DirectorySalvage::PutFields(std::int64_t object, const std::vector<std::byte>& packed) {
+    auto row = m_target.Rows().Find<ObjectRow>(object);
+    if (!row.Next()) {
+        m_fieldsOfLost[object] = packed;
+        return;
+    }
+    m_target.Rows().Put(ObjectRow{object, row->type, row->category, packed});
+}
+
 void DirectorySalvage::TakeRowsFromIndices() {
+    for (const auto& [object, packed] : std::exchange(m_fieldsOfLost, {})) {
+        PutFields(object, packed);
+    }
     TakeMembers();
     TakeSymbols();
     TakeLinks(Table::Child, Index::ChildByTarget);
@@ -338,8 +425,11 @@ void DirectorySalvage::TakeStore(std::int64_t store, const std::vector<Chunk>& c
         return;
     }
     for (const auto& [part, number, extent] : chunks) {
-        const std::byte* bytes = m_bulk.Map(extent.offset, extent.length);
-        m_taken[extent.offset] = extent.offset + extent.length;
+        const std::byte* bytes = extent.small.data();
+        if (extent.IsInFile()) {
+            bytes = m_bulk.Map(extent.offset, extent.length);
+            m_taken[extent.offset] = extent.offset + extent.length;
+        }
         m_target.Chunks().Write(store, part, number, 0,
                                 {bytes, static_cast<std::size_t>(extent.length)}, 0);
     }
@@ -347,6 +437,9 @@ void DirectorySalvage::TakeStore(std::int64_t store, const std::vector<Chunk>& c
 
 // In words; empty where every block is right.
 std::string DirectorySalvage::DamageOf(const Extent& extent) {
+    if (!extent.IsInFile()) {
+        return "";  // it was read from a page that is right
+    }
     if (extent.offset + extent.length > m_bulkSize) {
         return m_bulkSize == 0 ? "bulk.bin is missing or empty"
                                : "bulk.bin ends at byte " + std::to_string(m_bulkSize) +

@@ -35,7 +35,16 @@ class DirectorySalvage final : public Salvage {
         Extent extent;
     };
 
+    int FindFormat();
     void FindRoots();
+    CataloguePages::Key KeyOf(Table table) const {
+        return Shape(table).IsByRowNumber(m_format) ? CataloguePages::Key::RowNumber
+                                                    : CataloguePages::Key::Columns;
+    }
+    // Of versions before 3: fields become part of their object's row.
+    void TakeEarlyFields();
+    void PutFields(std::int64_t object, const std::vector<std::byte>& packed);
+    bool LeaveFieldsOut(Table table, PageRow& row);
     void OpenBulk();
     void ReadState();
     void LeaveForeignLogOut();
@@ -59,10 +68,13 @@ class DirectorySalvage final : public Salvage {
     std::string m_directory;
     CataloguePages m_pages;
     std::map<std::string, std::int64_t> m_roots;
+    int m_format = kFormatVersion;
     BulkFile m_bulk;
     std::optional<Identity> m_identity;  // in the bulk file's header, where that can be read
     std::int64_t m_bulkSize = 0;
     std::map<std::int64_t, std::int64_t> m_taken;  // bulk data: from each of these to its end
+    // Packed fields of objects that are lost, and may be made again of what leads to them.
+    std::map<std::int64_t, std::vector<std::byte>> m_fieldsOfLost;
 };
 
 }  // namespace orq::storage

@@ -35,8 +35,9 @@ void Engine::WriteFirstState(const Identity& identity, FirstContent content) {
     m_identity = identity;
     m_generation = 1;
     m_connection->Do(Bound::BeginToWrite);
-    CreateSchema(*m_connection);
+    CreateSchema(*m_connection, kFormatVersion);
     content(*this);
+    m_catalogue->WritePending();
     PutState(m_generation);
     m_connection->Do(Bound::Commit);
 }
@@ -56,24 +57,8 @@ void Engine::Describe(std::span<const NumberMeaning> meanings) {
 }
 
 void Engine::PutState(std::int64_t generation) {
-    m_catalogue->Put(StateRow{0, m_format, m_identity, generation, m_next.object, m_next.set,
+    m_catalogue->Put(StateRow{0, FormatVersion(), m_identity, generation, m_next.object, m_next.set,
                               m_chunks->BulkEnd()});
-}
-
-std::map<std::string, std::int64_t> Engine::Roots() {
-    std::map<std::string, std::int64_t> roots;
-    const std::unique_ptr<sqlite3_stmt, decltype(&sqlite3_finalize)> query(
-        m_connection->Prepare("SELECT rootpage, name FROM sqlite_schema"), sqlite3_finalize);
-    int code = SQLITE_ROW;
-    while ((code = sqlite3_step(query.get())) == SQLITE_ROW) {
-        const auto* name = static_cast<const char*>(sqlite3_column_blob(query.get(), 1));
-        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(query.get(), 1));
-        roots[std::string(name, size)] = sqlite3_column_int64(query.get(), 0);
-    }
-    if (code != SQLITE_DONE) {
-        m_connection->Fail(code, "read the schema");
-    }
-    return roots;
 }
 
 void Engine::ReserveNumbers(const Numbers& next) {
@@ -129,7 +114,7 @@ Engine::State Engine::ReadState() {
                             CataloguePath(m_directory) + ": has no state row");
     }
     CheckFormat(m_directory, row->format);
-    m_format = row->format;
+    state.format = row->format;
     std::ranges::copy(row->identity, state.identity.begin());
     state.generation = row->generation;
     state.next = {row->nextObject, row->nextSet};
@@ -184,6 +169,7 @@ void Engine::Begin() {
         m_space->BeginTransaction(m_generation);
         m_changesBefore = m_catalogue->NumChanges();
     } else {
+        m_catalogue->WritePending();
         m_connection->Execute(("SAVEPOINT level" + std::to_string(Depth())).c_str());
     }
     m_chunks->BeginLevel();
@@ -232,6 +218,7 @@ void Engine::CutOffBulk() noexcept {
 }
 
 void Engine::CommitOutermost() {
+    m_catalogue->WritePending();
     const bool wroteBytes = m_chunks->TakeWroteBytes();
     const bool hasChanges = wroteBytes || m_catalogue->NumChanges() != m_changesBefore;
     if (hasChanges) {
@@ -279,6 +266,7 @@ void Engine::Rollback() noexcept {
     m_space->Reload();
     m_chunks->BeginLevel();
     m_catalogue->LeaveRows();
+    m_catalogue->DropPending();
     m_catalogue->Unfinished() = 0;
     if (Depth() == 0) {
         m_recorder.reset();

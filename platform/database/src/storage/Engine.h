@@ -23,9 +23,6 @@
 
 namespace orq::storage {
 
-inline constexpr int kFormatVersion = 2;
-inline constexpr int kOldestFormatVersion = 1;  // the same, without the table of meanings
-
 // Throws Foreign for a version of the format that this program does not know.
 void CheckFormat(const std::string& directory, std::int64_t version);
 
@@ -46,13 +43,14 @@ class Engine final : public Store {
     const std::string& Path() const override { return m_directory; }
     bool IsWritable() const override { return m_writable; }
     bool IsInMemory() const { return m_directory.empty(); }
+    int FormatVersion() const override { return m_catalogue->FormatVersion(); }
 
     void Describe(std::span<const NumberMeaning> meanings) override;
 
     Catalogue& Rows() override { return *m_catalogue; }
     BulkChunks& Chunks() override { return *m_chunks; }
-    // The first page of each table and index, by name.
-    std::map<std::string, std::int64_t> Roots();
+    // The first page of each table and index, by name, in databases made by a version of the format.
+    static std::map<std::string, std::int64_t> UsualRoots(int format);
 
     std::int64_t NewObject() override { return m_next.object++; }
     int NewSet() override { return m_next.set++; }
@@ -121,6 +119,7 @@ class Engine final : public Store {
     void PutState(std::int64_t generation);
     // What the state row holds.
     struct State {
+        int format = kFormatVersion;
         Identity identity{};
         std::int64_t generation = 0;
         Numbers next;
@@ -165,7 +164,6 @@ class Engine final : public Store {
     std::unique_ptr<FreeSpace> m_space;
     std::unique_ptr<BulkChunks> m_chunks;
     Identity m_identity{};
-    int m_format = kFormatVersion;
     std::int64_t m_generation = 0;
     std::int64_t m_foldNoted = -1;  // by this handle; see FoldStamp
     Numbers m_next{1, 1};

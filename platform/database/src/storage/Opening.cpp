@@ -85,6 +85,15 @@ std::string UriOf(const std::string& path) {
     return uri;
 }
 
+// Of a catalogue that has no page yet.
+void SetPageSizes(Connection& catalogue) {
+    int reserved = kPageReservedBytes;
+    catalogue.Check(
+        sqlite3_file_control(catalogue.Handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved),
+        "reserve room for page checksums");
+    catalogue.Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
+}
+
 // Never destroyed, as the list of databases; those of a process that forked stay in the child's.
 std::vector<const Engine*>& AllEngines() {
     static auto& engines = *new std::vector<const Engine*>;
@@ -374,14 +383,17 @@ void Engine::ReadWithoutLog(bool holdsFiles) {
 
 void Engine::Start() {
     OpenCatalogue();
-    // Before any row is read: our statements run on tables that are as we made them, or not at all.
-    CheckSchema(*m_connection);
+    // Before rows are read: our statements run on tables that are as we made them, or not at all.
+    CheckStateTable(*m_connection);
     if (!m_writable) {
         m_connection->Execute("PRAGMA query_only = 1");
         // Invariant 6: announced before the snapshot, marked after it.
         m_lock.BeginChoosingSnapshot();
     }
-    See(TakeFirstSnapshot());
+    const State state = TakeFirstSnapshot();
+    CheckSchema(*m_connection, state.format);
+    m_catalogue->SetFormatVersion(state.format);
+    See(state);
     if (!m_writable) {
         m_lock.MarkSnapshot(m_generation);
     }
@@ -463,13 +475,22 @@ void Engine::PrepareNewFile(Connection& catalogue) {
     // In this order: reserved bytes and page size are fixed by the first page that is written, and
     // setting the application ID writes it. The log comes last, since with it the page size is
     // fixed too.
-    int reserved = kPageReservedBytes;
-    catalogue.Check(
-        sqlite3_file_control(catalogue.Handle(), "main", SQLITE_FCNTL_RESERVE_BYTES, &reserved),
-        "reserve room for page checksums");
-    catalogue.Execute(("PRAGMA page_size = " + std::to_string(kCataloguePageSize)).c_str());
+    SetPageSizes(catalogue);
     catalogue.Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
     catalogue.Execute("PRAGMA journal_mode = WAL");
+}
+
+std::map<std::string, std::int64_t> Engine::UsualRoots(int format) {
+    Connection catalogue(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr,
+                         ":memory:");
+    SetPageSizes(catalogue);
+    CreateSchema(catalogue, format);
+    std::map<std::string, std::int64_t> roots;
+    catalogue.ForEachRow(
+        "SELECT name, rootpage FROM sqlite_schema", [&](const std::vector<Value>& row) {
+            roots[std::string(std::get<std::string_view>(row[0]))] = std::get<std::int64_t>(row[1]);
+        });
+    return roots;
 }
 
 bool Engine::MustReopen() const {

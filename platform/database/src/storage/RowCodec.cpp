@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "PackedFields.h"
 #include "Schema.h"
 
 namespace orq::storage {
@@ -76,8 +77,10 @@ class ColumnReader {
     }
     Bytes Blob(sqlite3_value* held) const {
         Require(sqlite3_value_type(held) == SQLITE_BLOB);
-        return {static_cast<const std::byte*>(sqlite3_value_blob(held)),
-                static_cast<std::size_t>(sqlite3_value_bytes(held))};
+        const Bytes bytes = {static_cast<const std::byte*>(sqlite3_value_blob(held)),
+                             static_cast<std::size_t>(sqlite3_value_bytes(held))};
+        Require(Present().type != Column::Type::Fields || ArePackedFields(bytes));
+        return bytes;
     }
 
     const Connection& m_connection;
@@ -120,12 +123,15 @@ int Bind(sqlite3_stmt* statement, int index, const T& value) {
 
 template <class Row>
 void BindAs(const Connection& connection, sqlite3_stmt* statement, const void* from) {
+    const int nPlaces = sqlite3_bind_parameter_count(statement);
     int index = 0;
-    std::apply(
-        [&](const auto&... values) {
-            (connection.Check(Bind(statement, ++index, values), "bind a value"), ...);
-        },
-        Row::Columns(*static_cast<const Row*>(from)));
+    const auto bind = [&](const auto& value) {
+        if (index < nPlaces) {
+            connection.Check(Bind(statement, ++index, value), "bind a value");
+        }
+    };
+    std::apply([&](const auto&... values) { (bind(values), ...); },
+               Row::Columns(*static_cast<const Row*>(from)));
 }
 
 using Codecs = std::array<RowCodec, static_cast<std::size_t>(Table::Count)>;

@@ -24,7 +24,7 @@ enum class Table : int {
     MapEntry,
     VectorEntry,
     SetEntry,
-    Field,
+    Field,  // up to version 2
     ComponentSet,
     Distribution,
     Drawer,
@@ -89,10 +89,11 @@ struct ObjectRow {
     std::int64_t id = 0;
     int type = 0;
     int category = 0;
+    Bytes fields = {};  // of a record, see PackedFields.h
 
     template <class Row>
     static auto Columns(Row& row) {
-        return std::tie(row.id, row.type, row.category);
+        return std::tie(row.id, row.type, row.category, row.fields);
     }
 };
 
@@ -222,6 +223,8 @@ enum class FieldKind : int { Int = 1, Doubles = 2, String = 3, Symbol = 4, Type 
 /// What a field holds: a number, a text, or 8-byte numbers as they lie in memory.
 using FieldValue = std::variant<int, std::string_view, Bytes>;
 
+/// A field of a record as it stood in databases of versions 1 and 2, which have no packed fields. The
+/// store reads and writes them as such; nobody above it sees these rows.
 struct FieldRow {
     static constexpr Table kTable = Table::Field;
     std::int64_t object = 0;
@@ -392,11 +395,12 @@ struct ExtentRow {
     std::int64_t capacity = 0;
     std::int64_t length = 0;
     Bytes checksums;  // one of 8 bytes for each block
+    Bytes small;      // the chunk itself; then it has no place in the bulk file
 
     template <class Row>
     static auto Columns(Row& row) {
         return std::tie(row.store, row.part, row.chunk, row.offset, row.capacity, row.length,
-                        row.checksums);
+                        row.checksums, row.small);
     }
 };
 

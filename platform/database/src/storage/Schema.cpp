@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <array>
-#include <bitset>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "ORQBasFailure.h"
+#include "PackedFields.h"
 
 namespace orq::storage {
 
@@ -48,8 +48,8 @@ constexpr Column Bits(const char* name) {
 constexpr Column Text(const char* name) {
     return {name, Column::Type::Text};
 }
-constexpr Column Blob(const char* name) {
-    return {name, Column::Type::Blob};
+constexpr Column Blob(const char* name, int since = kOldestFormatVersion) {
+    return {name, Column::Type::Blob, 0, 0, since};
 }
 
 #define ORQ_TARGET                                                                   \
@@ -60,6 +60,10 @@ constexpr Column Blob(const char* name) {
     Integer("form", 0, 3), Int32("first"), Count("count"), Int32("stride"), Int32("block"), \
         NumberOrNone("store"), Blob("members")
 
+// The rows of table field as one value; see EarlyFields.
+constexpr const char* kPackedBefore3 =
+    "(SELECT pack_fields(number, kind, value) FROM field WHERE field.object = object.id)";
+
 // Names and order are stored, do not change.
 const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {{
     {"state",
@@ -67,7 +71,14 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
      {Integer("id", 0, 0), Count("format"), Blob("identity"), Number("generation"),
       Integer("next_object", 1, 2 * kMostNumber), Integer("next_set", 1, kMostInt),
       Number("bulk_end")}},
-    {"object", 1, {Number("id"), Int32("type"), Integer("category", 1, 7)}},
+    {"object",
+     1,
+     {Number("id"),
+      Int32("type"),
+      Integer("category", 1, 7),
+      {"fields", Column::Type::Fields, 0, 0, 3, kPackedBefore3}},
+     kFormatVersion,
+     3},
     {"collection", 1, {Number("object"), Count("space")}},
     {"member", 2, {Number("collection"), Place("member"), Number("object")}},
     {"symbol",
@@ -83,7 +94,8 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
      {Number("object"),
       Count("number"),
       Integer("kind", 1, 5),
-      {"value", Column::Type::Any, std::numeric_limits<int>::min(), kMostInt}}},
+      {"value", Column::Type::Any, std::numeric_limits<int>::min(), kMostInt}},
+     2},
     {"component_set",
      1,
      {Integer("id", 1, kMostInt), Number("collection"), Bits("hash"), ORQ_MEMBERS}},
@@ -111,8 +123,9 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"f_table_label", 3, {Number("object"), Integer("axis", 0, 1), Place("place"), Text("text")}},
     {"extent",
      3,
-     {Number("store"), Integer("part", 0, 2), Place("chunk"), Number("offset"), Number("capacity"),
-      Number("length"), Blob("checksums")}},
+     {Number("store"), Integer("part", 0, 2), Place("chunk"), NumberOrNone("offset"),
+      NumberOrNone("capacity"), Number("length"), Blob("checksums"),
+      Blob("small", kSmallChunksSince)}},
     {"free_extent", 1, {Number("offset"), Number("length"), NumberOrNone("generation")}},
 }};
 
@@ -141,13 +154,21 @@ std::string NamesOfKey(const TableShape& table) {
 }
 
 std::string_view Declared(Column::Type type) {
-    constexpr std::array<std::string_view, 4> kWords = {" INTEGER", " TEXT", " BLOB", ""};
+    constexpr std::array<std::string_view, 5> kWords = {" INTEGER", " TEXT", " BLOB", " BLOB", ""};
     return kWords[static_cast<std::size_t>(type)];
 }
 
-std::string SqlOf(const TableShape& table) {
+std::string SqlOf(const TableShape& table, int format) {
     std::string sql = std::string("CREATE TABLE ") + table.name + "(";
-    for (const Column& column : table.columns) {
+    if (table.IsByRowNumber(format)) {
+        for (const Column& column : table.Columns(format)) {
+            const bool isKey = &column == table.columns.begin();
+            sql += (isKey ? "" : ", ") + std::string(column.name) +
+                   std::string(Declared(column.type)) + (isKey ? " PRIMARY KEY" : "");
+        }
+        return sql + ")";
+    }
+    for (const Column& column : table.Columns(format)) {
         sql += std::string(column.name) + std::string(Declared(column.type)) + ", ";
     }
     return sql + "PRIMARY KEY(" + NamesOfKey(table) + ")) WITHOUT ROWID";
@@ -178,7 +199,6 @@ constexpr const char* kMeanings = "schema";
 constexpr const char* kMeaningsSql =
     "CREATE TABLE schema(number INTEGER, name TEXT, meaning TEXT, PRIMARY KEY(number)) WITHOUT "
     "ROWID";
-constexpr std::size_t kMostExpected = kTables.size() + kIndices.size() + 1;
 
 // What a catalogue of ours may have of a name: either of the texts.
 struct Expected {
@@ -189,38 +209,54 @@ struct Expected {
     std::string earlySql;
 };
 
-const std::vector<Expected>& ExpectedSchema() {
-    static const auto& expected = *new const std::vector<Expected>([] {
-        std::vector<Expected> all;
+// What the schema of a version of the format has.
+class ExpectedSchema {
+  public:
+    static const ExpectedSchema& Of(int format) {
+        static const auto& schemas = *new const std::array<ExpectedSchema, kFormatVersion>([] {
+            std::array<ExpectedSchema, kFormatVersion> all;
+            for (int version = kOldestFormatVersion; version <= kFormatVersion; ++version) {
+                all[Place(version)].Make(version);
+            }
+            return all;
+        }());
+        return schemas[Place(format)];
+    }
+
+    const std::vector<Expected>& All() const { return m_all; }
+    // The place of a name; behind the end where it is none of ours. Rows come in the order in which
+    // they were made, so row `nth` is mostly the nth expected one.
+    std::size_t Find(std::string_view name, std::size_t nth) const {
+        if (nth < m_all.size() && m_all[nth].name == name) {
+            return nth;
+        }
+        return static_cast<std::size_t>(std::ranges::find(m_all, name, &Expected::name) -
+                                        m_all.begin());
+    }
+
+  private:
+    static constexpr std::size_t Place(int format) {
+        return static_cast<std::size_t>(format - kOldestFormatVersion);
+    }
+
+    void Make(int format) {
         for (const TableShape& table : kTables) {
-            all.push_back({"table", table.name, table.name, SqlOf(table), SqlOf(table)});
+            if (!table.IsIn(format)) {
+                continue;
+            }
+            const std::string sql = SqlOf(table, format);
+            m_all.push_back({"table", table.name, table.name, sql, sql});
         }
         for (const IndexShape& index : kIndices) {
-            all.push_back(
+            m_all.push_back(
                 {"index", index.name, Shape(index.table).name, SqlOf(index), EarlySqlOf(index)});
         }
         // Last, so that all else lies in the pages in which it always lay.
-        all.push_back({"table", kMeanings, kMeanings, kMeaningsSql, kMeaningsSql});
-        return all;
-    }());
-    return expected;
-}
-
-// The place of a name in the expected schema; behind its end where it is none of ours. Rows come in
-// the order in which they were made, so row `nth` is mostly the nth expected one.
-std::size_t FindExpected(std::string_view name, std::size_t nth) {
-    const std::vector<Expected>& all = ExpectedSchema();
-    if (nth < all.size() && all[nth].name == name) {
-        return nth;
+        m_all.push_back({"table", kMeanings, kMeanings, kMeaningsSql, kMeaningsSql});
     }
-    return static_cast<std::size_t>(std::ranges::find(all, name, &Expected::name) - all.begin());
-}
 
-bool IsAsMade(const Expected& expected, std::string_view type, std::string_view table,
-              std::string_view sql) {
-    return type == expected.type && table == expected.table &&
-           (sql == expected.sql || sql == expected.earlySql);
-}
+    std::vector<Expected> m_all;
+};
 
 std::string Shortened(std::string_view text) {
     constexpr std::size_t kMost = 40;
@@ -258,6 +294,12 @@ std::string Wanted(const Column& column, const Value& value) {
             return std::holds_alternative<std::string_view>(value) ? "" : "a text";
         case Column::Type::Blob:
             return std::holds_alternative<std::span<const std::byte>>(value) ? "" : "bytes";
+        case Column::Type::Fields:
+            if (const auto* bytes = std::get_if<std::span<const std::byte>>(&value);
+                bytes == nullptr || !ArePackedFields(*bytes)) {
+                return "packed fields";
+            }
+            return "";
         default:
             return std::holds_alternative<std::nullptr_t>(value) ? "a value" : "";
     }
@@ -289,8 +331,41 @@ const IndexShape& Shape(Index index) {
     return kIndices[static_cast<std::size_t>(index)];
 }
 
-void CreateSchema(Connection& connection) {
-    for (const Expected& made : ExpectedSchema()) {
+std::span<const Column> TableShape::Columns(int format) const {
+    const auto* const end =
+        std::ranges::find_if(columns, [&](const Column& column) { return column.since > format; });
+    return {columns.begin(), end};
+}
+
+Value NothingIn(Column::Type type) {
+    switch (type) {
+        case Column::Type::Text:
+            return std::string_view();
+        case Column::Type::Blob:
+        case Column::Type::Fields:
+            return std::span<const std::byte>();
+        default:
+            return std::int64_t{0};
+    }
+}
+
+std::string SelectRow(const TableShape& table, int format) {
+    constexpr std::array kNothing = {"0", "''", "x''", "x''", "0"};  // by type
+    std::string sql;
+    for (const Column& column : table.columns) {
+        sql += sql.empty() ? "SELECT " : ", ";
+        if (column.since <= format) {
+            sql += column.name;
+        } else {
+            sql += column.before != nullptr ? column.before
+                                            : kNothing[static_cast<std::size_t>(column.type)];
+        }
+    }
+    return sql + " FROM " + table.name;
+}
+
+void CreateSchema(Connection& connection, int format) {
+    for (const Expected& made : ExpectedSchema::Of(format).All()) {
         connection.Execute(made.sql.c_str());
     }
 }
@@ -309,40 +384,84 @@ void Describe(Connection& connection, std::span<const NumberMeaning> meanings) {
     }
 }
 
-void CheckSchema(Connection& connection) {
-    constexpr std::size_t kMost = kMostExpected;
-    std::array<std::int64_t, kMost> roots{};
-    std::size_t nRows = 0;
-    std::bitset<kMost> found;
-    connection.ForEachRow(
-        "SELECT type, name, tbl_name, rootpage, sql FROM sqlite_schema",
-        [&](const std::vector<Value>& row) {
-            const auto text = [&](std::size_t column) {
-                const auto* held = std::get_if<std::string_view>(&row[column]);
-                return held == nullptr ? std::string_view() : *held;
-            };
-            const std::size_t place = FindExpected(text(1), nRows);
-            const bool isKnown = place < kMost && !found[place];
-            const auto* root = std::get_if<std::int64_t>(&row[3]);
-            if (!isKnown || !IsAsMade(ExpectedSchema()[place], text(0), text(2), text(4)) ||
-                root == nullptr || std::ranges::count(roots, *root) > 0) {
-                connection.FailDamaged(
-                    "its schema is not that of a model database: " + Shortened(text(0)) + " " +
-                    Shortened(text(1)) +
-                    (place == kMost ? " is none of a model's" : " is not as it was made"));
+namespace {
+
+constexpr const char* kSchemaQuery =
+    "SELECT type, name, tbl_name, rootpage, sql FROM sqlite_schema";
+
+// One row of a catalogue's schema.
+struct SchemaRow {
+    explicit SchemaRow(const std::vector<Value>& row)
+        : type(Text(row[0])), name(Text(row[1])), table(Text(row[2])), sql(Text(row[4])) {
+        const auto* held = std::get_if<std::int64_t>(&row[3]);
+        root = held == nullptr ? 0 : *held;
+    }
+    bool IsAsMade(const Expected& expected) const {
+        return type == expected.type && name == expected.name && table == expected.table &&
+               (sql == expected.sql || sql == expected.earlySql) && root > 0;
+    }
+
+    std::string_view type;
+    std::string_view name;
+    std::string_view table;
+    std::string_view sql;
+    std::int64_t root;
+
+  private:
+    static std::string_view Text(const Value& value) {
+        const auto* held = std::get_if<std::string_view>(&value);
+        return held == nullptr ? std::string_view() : *held;
+    }
+};
+
+[[noreturn]] void FailSchema(const Connection& connection, const std::string& text) {
+    connection.FailDamaged("its schema is not that of a model database: " + text);
+}
+
+[[noreturn]] void FailSchema(const Connection& connection, const SchemaRow& row, bool isKnown) {
+    FailSchema(connection, Shortened(row.type) + " " + Shortened(row.name) +
+                               (isKnown ? " is not as it was made" : " is none of a model's"));
+}
+
+}  // namespace
+
+void CheckStateTable(Connection& connection) {
+    const Expected& expected = ExpectedSchema::Of(kFormatVersion).All().front();
+    bool isFound = false;
+    connection.ForEachRow(kSchemaQuery, [&](const std::vector<Value>& values) {
+        const SchemaRow row(values);
+        if (row.name == expected.name) {
+            isFound = true;
+            if (!row.IsAsMade(expected)) {
+                FailSchema(connection, row, true);
             }
-            found.set(place);
-            roots[nRows] = *root;
-            ++nRows;
-        });
-    found.set(FindExpected(kMeanings, kMost - 1));
-    if (!found.all()) {
-        std::size_t missing = 0;
-        while (found[missing]) {
-            ++missing;
         }
-        connection.FailDamaged("its schema is not that of a model database: " +
-                               ExpectedSchema()[missing].name + " is missing");
+    });
+    if (!isFound) {
+        FailSchema(connection, expected.name + " is missing");
+    }
+}
+
+void CheckSchema(Connection& connection, int format) {
+    const ExpectedSchema& expected = ExpectedSchema::Of(format);
+    std::vector<std::int64_t> roots;
+    std::vector<bool> found(expected.All().size());
+    connection.ForEachRow(kSchemaQuery, [&](const std::vector<Value>& values) {
+        const SchemaRow row(values);
+        const std::size_t place = expected.Find(row.name, roots.size());
+        const bool isKnown = place < found.size();
+        if (!isKnown || found[place] || !row.IsAsMade(expected.All()[place]) ||
+            std::ranges::count(roots, row.root) > 0) {
+            FailSchema(connection, row, isKnown);
+        }
+        found[place] = true;
+        roots.push_back(row.root);
+    });
+    for (std::size_t place = 0; place < found.size(); ++place) {
+        const std::string& name = expected.All()[place].name;
+        if (!found[place] && name != kMeanings) {
+            FailSchema(connection, name + " is missing");
+        }
     }
 }
 

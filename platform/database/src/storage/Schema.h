@@ -18,14 +18,25 @@
 
 namespace orq::storage {
 
+// Versions of the format. Databases of older ones are read, and written on, as they were made; see
+// docs/storage-format.md. Version 1 is version 2 without the table of meanings.
+inline constexpr int kFormatVersion = 3;
+inline constexpr int kOldestFormatVersion = 1;
+// Small chunks stand in the catalogue.
+inline constexpr int kSmallChunksSince = 3;
+
 // One column: its name, and what its values may be.
 struct Column {
-    enum class Type { Integer, Text, Blob, Any };
+    enum class Type { Integer, Text, Blob, Fields, Any };
 
     const char* name;
     Type type;
     std::int64_t least = 0;  // of an integer
     std::int64_t most = 0;
+    // Later columns come behind all earlier ones. Databases of older versions lack them: there they
+    // read as this expression, or as 0 or empty, and what is written to them is dropped.
+    int since = kOldestFormatVersion;
+    const char* before = nullptr;
 
     bool MayBe(std::int64_t value) const { return least <= value && value <= most; }
 };
@@ -35,6 +46,15 @@ struct TableShape {
     const char* name;
     int nKeys;
     std::initializer_list<Column> columns;
+    int until = kFormatVersion;
+    // From this version on its key is SQLite's own number of the row: rows of many bytes then lie in
+    // leaves alone, and new ones go behind the last without a search.
+    int isByRowNumberSince = kFormatVersion + 1;
+
+    bool IsIn(int format) const { return format <= until; }
+    bool IsByRowNumber(int format) const { return format >= isByRowNumberSince; }
+    // Those that a version of the format has, which are the first ones.
+    std::span<const Column> Columns(int format) const;
 };
 const TableShape& Shape(Table table);
 
@@ -45,15 +65,22 @@ struct IndexShape {
 };
 const IndexShape& Shape(Index index);
 
-// Makes all tables and indices in an empty catalogue.
-void CreateSchema(Connection& connection);
+// What a column holds that a version lacks.
+Value NothingIn(Column::Type type);
+// Selects all columns of a table, also those that a version of the format lacks.
+std::string SelectRow(const TableShape& table, int format);
+
+// Makes all tables and indices of a version in an empty catalogue.
+void CreateSchema(Connection& connection, int format);
 // Puts what numbers stand for into the table for readers without this library; nothing of ours reads
 // it. REQUIRES: a transaction, and numbers that the table does not have.
 void Describe(Connection& connection, std::span<const NumberMeaning> meanings);
-// Throws Damaged when a catalogue has anything but our tables and indices, made as we make them or
-// as early versions did, which also had no table of meanings: what else is in a schema would run with
-// our statements.
-void CheckSchema(Connection& connection);
+// Throws Damaged when the table of the state, which is the same in all versions, is not as we make
+// it: the state says which version the rest is of.
+void CheckStateTable(Connection& connection);
+// Throws Damaged when a catalogue has anything but our tables and indices, made as its version makes
+// them: what else is in a schema would run with our statements.
+void CheckSchema(Connection& connection, int format);
 
 // What is wrong with a row's values as such, in words that name the table, the row and the column;
 // empty when nothing is. REQUIRES: as many values as the table has columns.

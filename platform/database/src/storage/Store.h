@@ -255,8 +255,9 @@ class ChunkStore {
         Range range;
     };
     /// Pieces of part 0 of a store, one behind the other in memory of their own, which is the file
-    /// itself and stays when the store ends: what lies there then is another matter. Null where they
-    /// cannot be put so, or have bytes that were never written. Throws Damaged.
+    /// itself and stays when the store ends: what lies there then is another matter. Of a small chunk,
+    /// which the file does not have, it is a copy. Null where they cannot be put so, or have bytes
+    /// that were never written. Throws Damaged.
     virtual std::shared_ptr<const std::byte> Map(std::int64_t store,
                                                  std::span<const Piece> pieces) = 0;
 
@@ -333,6 +334,9 @@ class Store {
     /// The name by which it was opened; empty for one in memory.
     virtual const std::string& Path() const = 0;
     virtual bool IsWritable() const = 0;
+    /// The version of the format in which it was made, and stays. Rows of older ones lack what came
+    /// later; see Schema.h.
+    virtual int FormatVersion() const = 0;
 
     /// Keeps meanings of numbers in the database, each number once. Needs a transaction, or to be
     /// called of FirstContent.

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "storage/PackedFields.h"
+
+namespace orq::database {
+
+class DatabaseState;
+
+/// The fields of records. They are read and set one by one, and stored all together, so those of the
+/// last records are kept here.
+class RecordTable {
+  public:
+    explicit RecordTable(DatabaseState& state) : m_state(state) {}
+
+    /// Calls f(field) with a field that is set.
+    template <class F>
+    void WithField(std::int64_t object, int number, F&& f) {
+        storage::PackedFieldReader fields(Know(object).fields);
+        while (fields.Next() && fields->number <= number) {
+            if (fields->number == number) {
+                f(*fields);
+            }
+        }
+    }
+    /// Throws Usage where there is no such object.
+    void Put(std::int64_t object, const storage::PackedField& field);
+
+    /// Forgets what was read of rows.
+    void Forget() noexcept { m_known.fill({}); }
+
+  private:
+    struct Record {
+        std::int64_t object = 0;  // 0 for none
+        bool exists = false;
+        int type = 0;
+        int category = 0;
+        std::vector<std::byte> fields;
+    };
+    Record& PlaceOf(std::int64_t object) {
+        return m_known[static_cast<std::size_t>(object) % m_known.size()];
+    }
+    Record& Know(std::int64_t object);
+
+    DatabaseState& m_state;
+    std::array<Record, 16> m_known;  // by number; the later of two takes the place
+};
+
+}  // namespace orq::database

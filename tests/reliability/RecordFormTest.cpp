@@ -1,0 +1,326 @@
+// How records lie in the catalogue, and databases that were made when they lay there otherwise.
+#include <sqlite3.h>
+
+#define XXH_INLINE_ALL
+#include <xxhash.h>
+
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <utility>
+
+#include "History.h"
+#include "ORQSimLinks.h"
+#include "ORQSimReferences.h"
+#include "Vocabulary.h"
+
+namespace {
+
+enum Kind : int { kInt = 1, kDoubles, kString, kSymbol, kType };
+
+// A field as docs/storage-format.md describes it; not the program's own reader.
+struct Field {
+    int kind;
+    std::string value;  // its bytes
+};
+using Fields = std::map<int, Field>;
+
+std::size_t TakeNumber(const std::string& packed, std::size_t& at) {
+    std::size_t number = 0;
+    for (int shift = 0;; shift += 7) {
+        const auto digit = static_cast<unsigned char>(packed.at(at++));
+        number |= std::size_t{digit & 0x7FU} << shift;
+        if (digit < 0x80) {
+            return number;
+        }
+    }
+}
+
+Fields Unpack(const std::string& packed) {
+    Fields fields;
+    std::size_t at = 1;
+    while (at < packed.size()) {
+        const std::size_t first = TakeNumber(packed, at);
+        const int kind = static_cast<int>(first % 8);
+        std::size_t nBytes = 4;
+        if (kind == kString || kind == kDoubles) {
+            nBytes = TakeNumber(packed, at) * (kind == kDoubles ? 8 : 1);
+        }
+        fields[static_cast<int>(first / 8)] = {kind, packed.substr(at, nBytes)};
+        at += nBytes;
+    }
+    return fields;
+}
+
+std::string FromHex(const std::string& hex) {
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+        bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+    }
+    return bytes;
+}
+
+std::string InHex(const std::string& bytes) {
+    std::string hex;
+    for (const char byte : bytes) {
+        constexpr const char* kDigits = "0123456789ABCDEF";
+        hex += kDigits[static_cast<unsigned char>(byte) / 16];
+        hex += kDigits[static_cast<unsigned char>(byte) % 16];
+    }
+    return hex;
+}
+
+int IntOf(const Field& field) {
+    int value = 0;
+    std::memcpy(&value, field.value.data(), sizeof value);
+    return value;
+}
+
+// The packed fields of every object, by number.
+std::map<int, Fields> AllFields(const std::string& path) {
+    std::istringstream rows(
+        AskCatalogue(path, "SELECT id || ' ' || hex(fields) FROM object WHERE fields <> x''"));
+    std::map<int, Fields> all;
+    int object = 0;
+    for (std::string packed; rows >> object >> packed;) {
+        all[object] = Unpack(FromHex(packed));
+    }
+    return all;
+}
+
+// The same, asked for through the interface: what there is known by number and kind.
+std::map<int, std::map<int, std::string>> Answers(const ORQSimDatabase& database,
+                                                  const std::map<int, Fields>& asked) {
+    std::map<int, std::map<int, std::string>> answers;
+    for (const auto& [object, fields] : asked) {
+        const ORQSimDataRecord record(ORQSimDynamicID(ORQSimCategoryRecord, database.ContextID(),
+                                                      object, ORQSimTypeID(1), 0));
+        for (const auto& [number, field] : fields) {
+            std::string& answer = answers[object][number];
+            if (field.kind == kString) {
+                answer = record.ReturnString(number).UTF8();
+            } else if (field.kind == kDoubles) {
+                Doubles values(field.value.size() / 8);
+                record.GetDouble(number, static_cast<int>(values.size()), values.data());
+                answer.assign(reinterpret_cast<const char*>(values.data()), values.size() * 8);
+            } else {
+                const int value = field.kind == kInt      ? record.GetInt(number)
+                                  : field.kind == kSymbol ? record.GetSymb(number)
+                                                          : record.GetTypeID(number).Index();
+                answer.assign(reinterpret_cast<const char*>(&value), sizeof value);
+            }
+        }
+    }
+    return answers;
+}
+
+std::map<int, std::map<int, std::string>> ValuesIn(const std::map<int, Fields>& all) {
+    std::map<int, std::map<int, std::string>> values;
+    for (const auto& [object, fields] : all) {
+        for (const auto& [number, field] : fields) {
+            values[object][number] = field.value;
+        }
+    }
+    return values;
+}
+
+class RecordForm : public testing::Test {
+  protected:
+    RecordForm() {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        for (const auto& transaction : ModelHistory()) {
+            transaction(database);
+        }
+        InTransaction(database, [&] {
+            const ORQSimDataRecord record = database.Focus().CreateDataRecord(Slot(30));
+            database.Focus().SetPosition(Slot(30), record.Pos());
+            m_object = static_cast<int>(record.Pos().ID().MinorID());
+            record.SetInt(0, 1);
+            record.SetDouble(1, 0.5);
+            record.SetString(2, ORQString("hex8"));
+            record.SetSymb(3, -2);
+            record.SetTypeID(16, ORQSimTypeID(300));
+            record.SetString(4, ORQString(""));
+        });
+    }
+
+    void Change(const std::string& sql) const {
+        sqlite3* opened = nullptr;
+        ASSERT_EQ(sqlite3_open_v2((m_path + "/catalogue.sqlite").c_str(), &opened,
+                                  SQLITE_OPEN_READWRITE, "orq-page-checksum"),
+                  SQLITE_OK);
+        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> catalogue(opened, sqlite3_close);
+        ASSERT_EQ(sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(opened);
+    }
+
+    // Before version 3 every chunk lay in the bulk file.
+    std::string PutSmallChunksIntoFile() const {
+        std::istringstream rows(AskCatalogue(
+            m_path,
+            "SELECT store || ' ' || part || ' ' || chunk || ' ' || hex(small) FROM extent "
+            "WHERE offset = 0"));
+        std::string bulk = ReadBytes(m_path + "/bulk.bin");
+        bulk.resize(std::stoul(AskCatalogue(m_path, "SELECT bulk_end FROM state")));
+        std::string sql;
+        std::string part;
+        std::string chunk;
+        std::string hex;
+        for (std::string store; rows >> store >> part >> chunk >> hex;) {
+            const std::string bytes = FromHex(hex);
+            const std::uint64_t checksum = XXH3_64bits(bytes.data(), bytes.size());
+            const std::string sum(reinterpret_cast<const char*>(&checksum), sizeof checksum);
+            sql += "UPDATE extent SET capacity = 4096, offset = " + std::to_string(bulk.size()) +
+                   ", checksums = x'" + InHex(sum) + "' WHERE store = " + store +
+                   " AND part = " + part + " AND chunk = " + chunk + ";";
+            bulk += bytes + std::string(4096 - bytes.size(), '\0');
+        }
+        WriteBytes(m_path + "/bulk.bin", bulk);
+        return sql + "ALTER TABLE extent DROP COLUMN small; UPDATE state SET bulk_end = " +
+               std::to_string(bulk.size()) + ";";
+    }
+
+    // As programs made it that knew the version and no later one.
+    void MakeEarly(int version) const {
+        std::string sql =
+            PutSmallChunksIntoFile() +
+            "CREATE TABLE later AS SELECT * FROM object; DROP TABLE object;"
+            "CREATE TABLE object(id INTEGER, type INTEGER, category INTEGER, PRIMARY KEY(id)) "
+            "WITHOUT ROWID;"
+            "CREATE TABLE field(object INTEGER, number INTEGER, kind INTEGER, value, "
+            "PRIMARY KEY(object, number)) WITHOUT ROWID;"
+            "INSERT INTO object SELECT id, type, category FROM later; DROP TABLE later;"
+            "UPDATE state SET format = " +
+            std::to_string(version) + ";";
+        for (const auto& [object, fields] : AllFields(m_path)) {
+            for (const auto& [number, field] : fields) {
+                const std::string bytes = "x'" + InHex(field.value) + "'";
+                sql += "INSERT INTO field VALUES(" + std::to_string(object) + "," +
+                       std::to_string(number) + "," + std::to_string(field.kind) + "," +
+                       (field.kind == kDoubles  ? bytes
+                        : field.kind == kString ? "CAST(" + bytes + " AS TEXT)"
+                                                : std::to_string(IntOf(field))) +
+                       ");";
+            }
+        }
+        Change(sql);
+        if (version == 1) {
+            // Indices of links without the category of what they lead to, no meanings of numbers.
+            for (const std::string table : {"child", "map_entry", "vector_entry"}) {
+                Change("DROP INDEX " + table + "_by_target; CREATE INDEX " + table +
+                       "_by_target ON " + table + "(target_object, target_index, slot)");
+            }
+            Change("DROP TABLE schema");
+        }
+    }
+
+    Folder m_folder;
+    const std::string m_path = m_folder / "model.orq";
+    const std::string m_new = m_folder / "new.orq";
+    int m_object = 0;
+};
+
+class EarlyForm : public RecordForm, public testing::WithParamInterface<int> {};
+
+}  // namespace
+
+// The record that docs/storage-format.md shows.
+TEST_F(RecordForm, IsThatOfTheWorkedExample) {
+    EXPECT_EQ(AskCatalogue(m_path,
+                           "SELECT hex(fields) FROM object WHERE id = " + std::to_string(m_object)),
+              "01"
+              "0101000000"
+              "0A01000000000000E03F"
+              "130468657838"
+              "1CFEFFFFFF"
+              "2300"
+              "85012C010000\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Versions, EarlyForm, testing::Values(1, 2));
+
+TEST_P(EarlyForm, IsReadAndWrittenOnAndRewrittenByRecovering) {
+    std::map<int, Fields> all = AllFields(m_path);
+    ASSERT_EQ(all[m_object].size(), 6U);
+    ASSERT_GT(all.size(), 3U);
+    MakeEarly(GetParam());
+    const std::string bytes = ReadBytes(m_path + "/catalogue.sqlite");
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+        EXPECT_EQ(database.Verify(), Texts());
+        EXPECT_EQ(Answers(database, all), ValuesIn(all));
+    }
+    EXPECT_TRUE(ReadBytes(m_path + "/catalogue.sqlite") == bytes);
+    int added = 0;
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        InTransaction(database, [&] {
+            const ORQSimDataRecord record = At(database, 30).DataRecord();
+            record.SetInt(0, 5);
+            record.SetString(16, ORQString("of another kind"));
+            {
+                const ORQSimTransaction undone(database.ContextID());
+                record.SetInt(0, 6);
+                record.SetInt(17, 6);
+            }
+            const ORQSimDataRecord other = database.Focus().CreateDataRecord(Slot(31));
+            database.Focus().SetPosition(Slot(31), other.Pos());
+            added = static_cast<int>(other.Pos().ID().MinorID());
+            other.SetDouble(7, 2.5);
+            const double small = 1;
+            other.Pos().SetPosition(Slot(32), other.Pos().CreateSimpleFTable(1, {}, {}, &small, 1));
+        });
+        all[m_object][0].value = std::string("\5\0\0\0", 4);
+        all[m_object][16] = {kString, "of another kind"};
+        const double value = 2.5;
+        all[added][7] = {kDoubles, std::string(reinterpret_cast<const char*>(&value), 8)};
+        EXPECT_EQ(Answers(database, all), ValuesIn(all));
+        EXPECT_EQ(database.Verify(), Texts());
+    }
+    const std::string id = std::to_string(m_object);
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT number, kind, value FROM field WHERE object = " + id +
+                                       " AND number IN (0, 16, 17)"),
+              "0|1|5\n16|3|of another kind\n");
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT count(*) FROM extent WHERE offset = 0"), "0\n");
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT format FROM state"), std::to_string(GetParam()) + "\n");
+    const ORQSimDatabase::Recovery rebuilt = ORQSimDatabase::Recover(m_path, m_new);
+    EXPECT_EQ(rebuilt.lost, Texts());
+    EXPECT_EQ(rebuilt.damage, Texts());
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_new, Mode::ReadWrite);
+        EXPECT_EQ(database.Verify(), Texts());
+        EXPECT_EQ(Answers(database, all), ValuesIn(all));
+    }
+    EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "3\n");
+    EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM extent WHERE offset = 0"), "0\n");
+    EXPECT_EQ(ValuesIn(AllFields(m_new)), ValuesIn(all));
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+    InTransaction(database,
+                  [&] { ORQSimReferences(database.ContextID()).Delete(At(database, 30).ID()); });
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT count(*) FROM field WHERE object = " + id), "0\n");
+    EXPECT_EQ(database.Verify(), Texts());
+}
+
+// A row of a field that makes no sense: told with its object, and lost alone.
+TEST_P(EarlyForm, AFieldThatMakesNoSenseIsToldWithItsObject) {
+    const std::map<int, Fields> all = AllFields(m_path);
+    MakeEarly(GetParam());
+    const std::string id = std::to_string(m_object);
+    for (const char* change :
+         {"value = 'text'", "value = 4294967296", "value = NULL", "kind = 9"}) {
+        SCOPED_TRACE(change);
+        Change("UPDATE field SET " + std::string(change) + " WHERE number = 0 AND object = " + id);
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+        EXPECT_EQ(database.Verify(), Texts{"catalogue.sqlite: table object, row (" + id +
+                                           "): column fields is no value, not packed fields"});
+        EXPECT_TRUE(Fails(Failure::Damaged, {"row (" + id + ")"},
+                          [&] { At(database, 30).DataRecord().GetInt(3); }));
+        std::filesystem::remove_all(m_new);
+        const ORQSimDatabase::Recovery recovery = ORQSimDatabase::Recover(m_path, m_new);
+        EXPECT_EQ(recovery.lost.size(), 1U);
+        std::map<int, Fields> left = all;
+        left[m_object].erase(0);
+        EXPECT_EQ(ValuesIn(AllFields(m_new)), ValuesIn(left));
+    }
+}

@@ -22,7 +22,7 @@ struct Type {
 using Value = std::variant<int, Symbol, Type, Doubles, std::string>;
 using Fields = std::map<int, Value>;
 
-struct Setting {
+struct SettingField {
     const ORQSimDataRecord& record;
     int field;
     void operator()(int value) const { record.SetInt(field, value); }
@@ -34,7 +34,7 @@ struct Setting {
     void operator()(const std::string& value) const { record.SetString(field, ORQString(value)); }
 };
 
-struct IsHeld {
+struct IsHeldBy {
     const ORQSimDataRecord& record;
     int field;
     bool operator()(int value) const { return record.GetInt(field) == value; }
@@ -86,13 +86,13 @@ class RecordTest : public DatabaseTest {
         constexpr std::array kNumbers = {0, 1, 2, 3, 15, 16, 17, 300, 2147483647};
         const int field = kNumbers[static_cast<std::size_t>(Any(kNumbers.size()))];
         const Value value = AnyValue();
-        std::visit(Setting{Records()[place].DataRecord(), field}, value);
+        std::visit(SettingField{Records()[place].DataRecord(), field}, value);
         m_twin[static_cast<std::size_t>(place)][field] = value;
     }
     void CheckRecord(int place) const {
         const ORQSimDataRecord record = Records()[place].DataRecord();
         for (const auto& [field, value] : m_twin[static_cast<std::size_t>(place)]) {
-            ASSERT_TRUE(std::visit(IsHeld{record, field}, value)) << place << ", " << field;
+            ASSERT_TRUE(std::visit(IsHeldBy{record, field}, value)) << place << ", " << field;
         }
         ASSERT_EQ(record.GetInt(5), 0) << "a field that was never set";
     }

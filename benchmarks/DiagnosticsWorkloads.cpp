@@ -54,25 +54,32 @@ void Check(const ORQObjDocument& document, int n) {
 // Fields of a record as the catalogue keeps them; see docs/storage-format.md.
 class PackedFields {
   public:
-    PackedFields& Add(int number, int kind, int value) { return Add(number, kind, "", value); }
+    // REQUIRES: none is negative.
+    PackedFields& Add(int number, int kind, int value) {
+        AddCount(number * 8 + kind);
+        AddCount(2 * value);
+        return *this;
+    }
     PackedFields& Add(int number, int kind, double value) {
-        return Add(number, kind, std::string(1, 1), value);
+        AddCount(number * 8 + kind);
+        AddCount(1);
+        m_bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+        return *this;
     }
     PackedFields& Add(int number, int kind, std::string_view text) {
-        m_bytes += static_cast<char>(number * 8 + kind);
-        m_bytes += static_cast<char>(text.size());
+        AddCount(number * 8 + kind);
+        AddCount(static_cast<int>(text.size()));
         m_bytes += text;
         return *this;
     }
     std::span<const std::byte> Bytes() const { return std::as_bytes(std::span(m_bytes)); }
 
   private:
-    template <class Number>
-    PackedFields& Add(int number, int kind, const std::string& count, Number value) {
-        m_bytes += static_cast<char>(number * 8 + kind);
-        m_bytes += count;
-        m_bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
-        return *this;
+    void AddCount(int count) {
+        for (; count >= 128; count /= 128) {
+            m_bytes += static_cast<char>(count % 128 + 128);
+        }
+        m_bytes += static_cast<char>(count);
     }
 
     std::string m_bytes = std::string(1, 1);

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "AllocationPeak.h"
 #include "Harness.h"
 #include "ORQSimDataRecord.h"
 #include "ORQSimDatabase.h"
@@ -195,6 +196,42 @@ double MebibytesIn(const std::filesystem::path& directory, std::string_view pref
     return bytes / (1 << 20);
 }
 
+// A field changed in each of ten times as many records, one transaction.
+Row MemoryOfChanges(const Settings& settings) {
+    const std::filesystem::path path = settings.directory / "changes.orq";
+    ORQSimDatabase database = ORQSimDatabase::Create(path.string());
+    std::vector<ORQSimDataRecord> records;
+    const auto setAll = [&](int value) {
+        ORQSimTransaction transaction(database.ContextID());
+        for (const ORQSimDataRecord& record : records) {
+            record.SetInt(0, value);
+        }
+        transaction.Commit();
+    };
+    {
+        ORQSimTransaction transaction(database.ContextID());
+        for (int i = 0; i < 10 * settings.nRecords; ++i) {
+            records.push_back(database.Focus().CreateDataRecord(ORQSimSchema::Model));
+            records.back().SetString(1, ORQString(Content::Of(i).Text()));
+        }
+        transaction.Commit();
+    }
+    database.Close();
+    database = ORQSimDatabase::Open(path.string(), ORQSimDatabase::Mode::ReadWrite);
+    // The same objects, as the database is known by another number now.
+    for (ORQSimDataRecord& record : records) {
+        const ORQSimDynamicID id = record.Pos().ID();
+        record = ORQSimDataRecord(ORQSimDynamicID(id.Category(), database.ContextID(), id.MinorID(),
+                                                  id.TypeID(), id.Index()));
+    }
+    constexpr double kAllowed = 32;
+    const double peak = PeakMebibytes([&] { setAll(7); });
+    Require(records.back().GetInt(0) == 7, "a record is not as it was changed");
+    database.Close();
+    std::filesystem::remove_all(path);
+    return {"records-memory", "MiB", {peak}, "allowed", {kAllowed}, 1.0, {}};
+}
+
 std::vector<Row> Records(const Settings& settings) {
     const int n = settings.nRecords;
     std::vector<std::string> names;
@@ -274,6 +311,7 @@ std::vector<Row> Records(const Settings& settings) {
                     mebibytes("records.bin"),
                     2.5,
                     {{"SQLite", mebibytes("records.sqlite")}}});
+    rows.push_back(MemoryOfChanges(settings));
     int nWritten = n;
     constexpr int kCommits = 20;
     const auto commit = [&](auto& to) {

@@ -68,10 +68,11 @@ class Reader:
 
         while at < len(packed):
             number, kind = divmod(take_number(), 8)
-            size = {2: lambda: 8 * take_number(), 3: take_number}.get(kind, lambda: 4)()
+            count = take_number()
+            size = {2: 8 * count, 3: count}.get(kind, 0)
             value = packed[at:at + size]
-            fields[number] = {2: lambda: struct.unpack(f"<{size // 8}d", value),
-                              3: value.decode}.get(kind, lambda: struct.unpack("<i", value)[0])()
+            fields[number] = {2: lambda: struct.unpack(f"<{count}d", value), 3: value.decode}.get(
+                kind, lambda: count >> 1 ^ -(count & 1))()
             at += size
         return fields
 

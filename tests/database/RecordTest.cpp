@@ -1,5 +1,6 @@
 // Fields of records: whatever is set in transactions of any depth reads as in a plain twin, also
 // where there is more than is kept in memory.
+#include <functional>
 #include <map>
 #include <string>
 #include <variant>
@@ -22,7 +23,7 @@ struct Type {
 using Value = std::variant<int, Symbol, Type, Doubles, std::string>;
 using Fields = std::map<int, Value>;
 
-struct Setting {
+struct SettingField {
     const ORQSimDataRecord& record;
     int field;
     void operator()(int value) const { record.SetInt(field, value); }
@@ -34,7 +35,7 @@ struct Setting {
     void operator()(const std::string& value) const { record.SetString(field, ORQString(value)); }
 };
 
-struct IsHeld {
+struct IsHeldBy {
     const ORQSimDataRecord& record;
     int field;
     bool operator()(int value) const { return record.GetInt(field) == value; }
@@ -86,13 +87,13 @@ class RecordTest : public DatabaseTest {
         constexpr std::array kNumbers = {0, 1, 2, 3, 15, 16, 17, 300, 2147483647};
         const int field = kNumbers[static_cast<std::size_t>(Any(kNumbers.size()))];
         const Value value = AnyValue();
-        std::visit(Setting{Records()[place].DataRecord(), field}, value);
+        std::visit(SettingField{Records()[place].DataRecord(), field}, value);
         m_twin[static_cast<std::size_t>(place)][field] = value;
     }
     void CheckRecord(int place) const {
         const ORQSimDataRecord record = Records()[place].DataRecord();
         for (const auto& [field, value] : m_twin[static_cast<std::size_t>(place)]) {
-            ASSERT_TRUE(std::visit(IsHeld{record, field}, value)) << place << ", " << field;
+            ASSERT_TRUE(std::visit(IsHeldBy{record, field}, value)) << place << ", " << field;
         }
         ASSERT_EQ(record.GetInt(5), 0) << "a field that was never set";
     }
@@ -171,4 +172,72 @@ TEST_P(RecordTest, WhatIsDeletedIsNotWrittenAgain) {
     });
     m_store.Reopen();
     EXPECT_EQ(Records().Size(), 1);
+}
+
+// Names of maps wait in memory as well: added in order and out of order, taken ones refused.
+TEST_P(RecordTest, NamesThatAreAddedReadAsInAPlainTwin) {
+    using Names = std::map<std::pair<int, std::string>, ORQSimPosition>;  // by map and name
+    Names twin;
+    std::vector<ORQSimPosition> targets;
+    InTransaction(Database(), [&] {
+        for (int i = 0; i < 5; ++i) {
+            targets.push_back(Focus().CreateDataRecord(Slot(2)).Pos());
+        }
+    });
+    const auto mapAt = [&](int which) { return Focus().GetMap(Slot(10 + which)); };
+    const auto anyName = [&](int step) {
+        return Any(2) == 0 ? "n" + std::to_string(100000 + step) : "m" + std::to_string(Any(60));
+    };
+    const auto check = [&] {
+        Names found;
+        for (int which = 0; which < 2; ++which) {
+            for (auto link = mapAt(which).Begin(); link.NotDone(); ++link) {
+                found.emplace(std::pair(which, link.Key().UTF8()), link.Value());
+            }
+        }
+        ASSERT_EQ(found, twin);
+    };
+    int step = 0;
+    const std::function<void(int)> live = [&](int depth) {
+        const Names before = twin;
+        ORQSimTransaction transaction(Focus());
+        int which = 0;
+        for (int end = step + 60; step < end; ++step) {
+            which = Any(8) == 0 ? Any(2) : which;
+            const std::string name = anyName(step);
+            const auto key = std::pair(which, name);
+            const ORQSimPosition& target = targets[static_cast<std::size_t>(Any(5))];
+            const int what = Any(40);
+            if (what == 0 && depth < 3) {
+                live(depth + 1);
+            } else if (what < 3) {
+                ASSERT_EQ(mapAt(which).Remove(ORQString(name)), twin.erase(key) > 0);
+            } else if (what < 6) {
+                const auto held = twin.find(key);
+                ASSERT_EQ(mapAt(which).Find(ORQString(name)),
+                          held == twin.end() ? ORQSimPosition() : held->second);
+            } else if (what == 6) {
+                check();
+            } else if (what == 7) {
+                const bool isNamed = std::ranges::any_of(twin, [&](const auto& entry) {
+                    return entry.first.first == which && entry.second == target;
+                });
+                ASSERT_EQ(!target.GetReferenceKey(Slot(10 + which)).IsEmpty(), isNamed);
+            } else {
+                ASSERT_EQ(mapAt(which).Insert(ORQString(name), target),
+                          twin.emplace(key, target).second)
+                    << name;
+            }
+        }
+        if (Any(3) == 0) {
+            twin = before;  // the destructor undoes it
+        } else {
+            transaction.Commit();
+        }
+    };
+    for (int round = 0; round < 20 * Thoroughness(); ++round) {
+        live(0);
+        check();
+    }
+    EXPECT_GT(twin.size(), 100U);
 }

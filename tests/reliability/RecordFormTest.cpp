@@ -43,12 +43,17 @@ Fields Unpack(const std::string& packed) {
     while (at < packed.size()) {
         const std::size_t first = TakeNumber(packed, at);
         const int kind = static_cast<int>(first % 8);
-        std::size_t nBytes = 4;
+        const std::size_t count = TakeNumber(packed, at);
+        std::string& value = fields[static_cast<int>(first / 8)].value;
+        fields[static_cast<int>(first / 8)].kind = kind;
         if (kind == kString || kind == kDoubles) {
-            nBytes = TakeNumber(packed, at) * (kind == kDoubles ? 8 : 1);
+            value = packed.substr(at, count * (kind == kDoubles ? 8 : 1));
+            at += value.size();
+        } else {
+            const auto half = static_cast<int>(count / 2);
+            const int number = count % 2 == 0 ? half : -half - 1;
+            value.assign(reinterpret_cast<const char*>(&number), sizeof number);
         }
-        fields[static_cast<int>(first / 8)] = {kind, packed.substr(at, nBytes)};
-        at += nBytes;
     }
     return fields;
 }
@@ -230,12 +235,12 @@ TEST_F(RecordForm, IsThatOfTheWorkedExample) {
     EXPECT_EQ(AskCatalogue(m_path,
                            "SELECT hex(fields) FROM object WHERE id = " + std::to_string(m_object)),
               "01"
-              "0101000000"
+              "0102"
               "0A01000000000000E03F"
               "130468657838"
-              "1CFEFFFFFF"
+              "1C03"
               "2300"
-              "85012C010000\n");
+              "8501D804\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Versions, EarlyForm, testing::Values(1, 2));

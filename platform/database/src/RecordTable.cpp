@@ -21,6 +21,7 @@ RecordTable::Record& RecordTable::Know(std::int64_t object) {
             record.category = row->category;
             record.fields.assign(row->fields.begin(), row->fields.end());
         }
+        record.reader = storage::PackedFieldReader(record.fields);
         record.object = object;
     }
     return record;
@@ -35,6 +36,7 @@ void RecordTable::Put(std::int64_t object, const storage::PackedField& field) {
     record.object = 0;
     PutPackedField(record.fields, field);
     m_state.Rows().Put(ObjectRow{object, record.type, record.category, record.fields});
+    record.reader = storage::PackedFieldReader(record.fields);
     record.object = object;
 }
 

@@ -19,11 +19,15 @@ class RecordTable {
     /// Calls f(field) with a field that is set.
     template <class F>
     void WithField(std::int64_t object, int number, F&& f) {
-        storage::PackedFieldReader fields(Know(object).fields);
-        while (fields.Next() && fields->number <= number) {
-            if (fields->number == number) {
-                f(*fields);
-            }
+        Record& record = Know(object);
+        storage::PackedFieldReader& fields = record.reader;
+        if (fields.Number() > number) {
+            fields = storage::PackedFieldReader(record.fields);
+        }
+        while (fields.Number() < number && fields.Next()) {
+        }
+        if (fields.Number() == number) {
+            f(fields.Field());
         }
     }
     /// Throws Usage where there is no such object.
@@ -39,6 +43,7 @@ class RecordTable {
         int type = 0;
         int category = 0;
         std::vector<std::byte> fields;
+        storage::PackedFieldReader reader{{}};  // fields are mostly asked for in their order
     };
     Record& PlaceOf(std::int64_t object) {
         return m_known[static_cast<std::size_t>(object) % m_known.size()];

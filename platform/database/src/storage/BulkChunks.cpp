@@ -57,10 +57,6 @@ void TakeVerified(const Extent& then, Extent& now) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 bool IsConsistent(const ExtentRow& row) {
     if (row.offset == 0) {
         return row.capacity == 0 && row.checksums.empty() && row.length > 0 &&
@@ -224,7 +220,7 @@ void BulkChunks::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
 // and bringing costs a round trip.
 void BulkChunks::Bring(Extent& extent, std::size_t first) {
     constexpr std::size_t kMost = (8 << 20) / kChecksumBlock;
-    const std::byte* bytes = Map(extent);
+    const std::byte* bytes = BytesOf(extent);
     std::vector<BulkFile::Place> places;
     const std::size_t last = std::min(first + kMost, extent.checksums.size());
     for (std::size_t block = first; block < last; ++block) {

@@ -128,8 +128,10 @@ bool Catalogue::PendingRow::Next(void* row) {
 
 Catalogue::~Catalogue() {
     for (auto& ofTable : m_writes) {
-        for (sqlite3_stmt* statement : ofTable) {
-            sqlite3_finalize(statement);
+        for (auto& ofNumber : ofTable) {
+            for (sqlite3_stmt* statement : ofNumber) {
+                sqlite3_finalize(statement);
+            }
         }
     }
     for (auto& ofTable : m_erasures) {
@@ -157,7 +159,13 @@ bool Catalogue::WriteRow(Table table, Write how, const void* row) {
             KeepBack(object, isNew);
             return true;
         }
-        WritePending();
+        WriteObjects();
+    } else if (table == Table::MapEntry) {
+        if (how == Write::InsertNew) {
+            return AddName(*static_cast<const MapEntryRow*>(row));
+        }
+        WriteNames();
+        m_names.ForgetHighest();
     }
     Change change(*this);
     // Walks stand on rows that may change now.
@@ -168,33 +176,120 @@ bool Catalogue::WriteRow(Table table, Write how, const void* row) {
 }
 
 void Catalogue::WriteNow(Table table, Write how, const void* row) {
-    sqlite3_stmt* statement = WriteStatement(table, how);
-    CodecOf(table).bind(m_connection, statement, row);
+    sqlite3_stmt* statement = WriteStatement(table, how, 1);
+    CodecOf(table).bind(m_connection, statement, row, 0, NumColumns(table));
     Run(statement, table);
+}
+
+// Rows that are written one behind the other: as many together as there is a statement for.
+template <class Row>
+class Catalogue::RowBatch {
+  public:
+    RowBatch(Catalogue& catalogue, Write how) : m_catalogue(catalogue), m_how(how) {}
+
+    void Add(const Row& row) {
+        m_rows[m_nRows++] = row;
+        if (m_nRows == m_rows.size()) {
+            WriteTogether();
+        }
+    }
+    void Finish() {
+        for (const Row& row : std::span(m_rows).first(std::exchange(m_nRows, 0))) {
+            m_catalogue.WriteNow(Row::kTable, m_how, &row);
+        }
+    }
+
+  private:
+    void WriteTogether() {
+        const int nColumns = m_catalogue.NumColumns(Row::kTable);
+        sqlite3_stmt* statement = m_catalogue.WriteStatement(Row::kTable, m_how, kTogether);
+        for (std::size_t i = 0; i < m_rows.size(); ++i) {
+            CodecOf(Row::kTable)
+                .bind(m_catalogue.m_connection, statement, &m_rows[i],
+                      static_cast<int>(i) * nColumns, nColumns);
+        }
+        m_nRows = 0;
+        m_catalogue.Run(statement, Row::kTable);
+    }
+
+    Catalogue& m_catalogue;
+    Write m_how;
+    std::array<Row, kTogether> m_rows;
+    std::size_t m_nRows = 0;
+};
+
+// Whether a name is taken is known, or looked up, before: rows that wait can only be new.
+bool Catalogue::AddName(const MapEntryRow& row) {
+    if (m_names.WantsHighest(row)) {
+        WriteNames();
+        StatementRows& last =
+            Take(Query::FindLast, static_cast<int>(Table::MapEntry), RowKey(row.object, row.slot));
+        const Closing closing(last);
+        MapEntryRow highest;
+        m_names.SetHighest(last.Next(&highest) ? highest.key : std::string_view());
+    }
+    if (!m_names.IsBehindAll(row) && (m_names.Contains(row.object, row.slot, row.key) ||
+                                      Has<MapEntryRow>(row.object, row.slot, row.key))) {
+        return false;
+    }
+    m_names.Add(row);
+    ++m_nKeptBack;
+    if (m_names.IsFull()) {
+        WriteNames();
+    }
+    return true;
+}
+
+void Catalogue::WriteNames() {
+    if (m_names.IsEmpty()) {
+        return;
+    }
+    m_connection.NeedTransaction();
+    Change change(*this);
+    LeaveRows();
+    RowBatch<MapEntryRow> batch(*this, Write::Insert);
+    m_names.ForEach([&](const MapEntryRow& row) { batch.Add(row); });
+    batch.Finish();
+    m_names.Clear();
+    change.Finish();
 }
 
 void Catalogue::KeepBack(const ObjectRow& row, bool isNew) {
     m_pending.Put(row, isNew);
     ++m_nKeptBack;
     if (m_pending.IsFull()) {
-        WritePending();
+        WriteObjects();
     }
 }
 
 void Catalogue::WritePending() {
+    WriteObjects();
+    WriteNames();
+}
+
+void Catalogue::DropPending() noexcept {
+    m_pending.Clear();
+    m_names.Clear();
+    m_names.ForgetHighest();
+}
+
+void Catalogue::WriteObjects() {
     if (m_pending.IsEmpty()) {
         return;
     }
     m_connection.NeedTransaction();
     Change change(*this);
     LeaveRows();
-    for (const auto& [id, object] : m_pending) {
-        const ObjectRow row{id, object.type, object.category, object.fields};
-        WriteNow(Table::Object, object.isNew ? Write::Insert : Write::Put, &row);
+    RowBatch<ObjectRow> added(*this, Write::Insert);
+    RowBatch<ObjectRow> changed(*this, Write::Put);
+    m_pending.ForEach([&](const PendingObjects::Object& object) {
+        (object.isNew ? added : changed).Add(object.Row());
         if (Shape(Table::Field).IsIn(m_format)) {
-            WriteEarlyFields(row);
+            WriteEarlyFields(object.Row());
         }
-    }
+    });
+    added.Finish();
+    changed.Finish();
     m_pending.Clear();
     change.Finish();
 }
@@ -205,7 +300,8 @@ void Catalogue::WriteEarlyFields(const ObjectRow& row) {
     Run(statement, Table::Field);
     PackedFieldReader fields(row.fields);
     while (fields.Next()) {
-        const FieldRow field{row.id, fields->number, static_cast<int>(fields->kind), fields->value};
+        const FieldRow field{row.id, fields.Number(), static_cast<int>(fields.Kind()),
+                             fields.Value()};
         WriteNow(Table::Field, Write::Put, &field);
     }
 }
@@ -213,9 +309,10 @@ void Catalogue::WriteEarlyFields(const ObjectRow& row) {
 bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
     m_connection.NeedTransaction();
     WritePending();
+    m_names.ForgetHighest();
     Change change(*this);
     LeaveRows();
-    sqlite3_stmt* statement = WriteStatement(table, Write::InsertNew);
+    sqlite3_stmt* statement = WriteStatement(table, Write::InsertNew, 1);
     for (std::size_t i = 0; i < row.size(); ++i) {
         m_connection.Check(BindValue(statement, static_cast<int>(i) + 1, row[i]), "bind a value");
     }
@@ -226,9 +323,7 @@ bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
 
 int Catalogue::EraseRows(Table table, const RowKey& key) {
     m_connection.NeedTransaction();
-    if (table == Table::Object) {
-        WritePending();
-    }
+    WritePendingOf(table);
     Change change(*this);
     LeaveRows();
     const auto erase = [&](Table from) {
@@ -244,15 +339,30 @@ int Catalogue::EraseRows(Table table, const RowKey& key) {
     return sqlite3_changes(m_connection.Handle());
 }
 
-sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how) {
-    sqlite3_stmt*& statement =
-        m_writes[static_cast<std::size_t>(table)][static_cast<std::size_t>(how)];
+void Catalogue::WritePendingOf(Table table) {
+    if (table == Table::Object) {
+        WriteObjects();
+    } else if (table == Table::MapEntry) {
+        WriteNames();
+    }
+}
+
+int Catalogue::NumColumns(Table table) const {
+    return static_cast<int>(Shape(table).Columns(m_format).size());
+}
+
+sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how, std::size_t nRows) {
+    auto& ofTable = m_writes[static_cast<std::size_t>(table)];
+    sqlite3_stmt*& statement = ofTable[nRows > 1 ? 1 : 0][static_cast<std::size_t>(how)];
     if (statement == nullptr) {
         constexpr const char* kVerbs[] = {"INSERT INTO ", "INSERT OR IGNORE INTO ",
                                           "INSERT OR REPLACE INTO "};
-        statement = m_connection.Prepare(kVerbs[static_cast<std::size_t>(how)] +
-                                         std::string(NameOf(table)) + " VALUES(" +
-                                         Placeholders(Shape(table).Columns(m_format).size()) + ")");
+        std::string sql = kVerbs[static_cast<std::size_t>(how)] + std::string(NameOf(table));
+        const std::string row = "(" + Placeholders(Shape(table).Columns(m_format).size()) + ")";
+        for (std::size_t i = 0; i < nRows; ++i) {
+            sql += (i == 0 ? " VALUES" : ",") + row;
+        }
+        statement = m_connection.Prepare(sql);
     }
     return statement;
 }
@@ -281,13 +391,20 @@ RowSource& Catalogue::FindRows(Table table, const RowKey& key) {
     if (table == Table::Object && key.nNumbers == 1) {
         m_connection.NeedTransaction();
         if (const PendingObjects::Object* object = m_pending.Find(key.numbers[0])) {
-            return TakePending(key.numbers[0], *object);
+            return TakePending(object->Row());
+        }
+    }
+    if (table == Table::MapEntry && !m_names.IsEmpty()) {
+        // A name that does not wait is looked up beside those that do.
+        if (key.Size() < 3 ||
+            m_names.Contains(key.numbers[0], static_cast<int>(key.numbers[1]), *key.text)) {
+            WriteNames();
         }
     }
     return Open(Query::Find, static_cast<int>(table), key);
 }
 
-RowSource& Catalogue::TakePending(std::int64_t id, const PendingObjects::Object& object) {
+RowSource& Catalogue::TakePending(const ObjectRow& shown) {
     if (m_pendingPool.empty()) {
         m_pendingRows.push_back(std::make_unique<PendingRow>(m_pendingPool));
         m_pendingPool.reserve(m_pendingRows.size());  // so that bringing one back takes no memory
@@ -295,7 +412,7 @@ RowSource& Catalogue::TakePending(std::int64_t id, const PendingObjects::Object&
     }
     PendingRow& row = *m_pendingPool.back();
     m_pendingPool.pop_back();
-    row.Show(id, object);
+    row.Show(shown);
     return row;
 }
 
@@ -312,8 +429,8 @@ RowSource& Catalogue::Open(Query query, int what, const RowKey& key) {
 
 Catalogue::StatementRows& Catalogue::Take(Query query, int what, const RowKey& key) {
     m_connection.NeedTransaction();
-    if (TableOf(query, what) == Table::Object && key.nNumbers == 0) {
-        WritePending();
+    if (key.nNumbers == 0 && TableOf(query, what) == Table::Object) {
+        WriteObjects();
     }
     auto& pool =
         m_pools[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][key.Size()];
@@ -327,6 +444,7 @@ Catalogue::StatementRows& Catalogue::Take(Query query, int what, const RowKey& k
 }
 
 std::int64_t Catalogue::CountRows(Table table, const RowKey& key) {
+    WritePendingOf(table);
     StatementRows& rows = Take(Query::Count, static_cast<int>(table), key);
     const Closing closing(rows);
     return rows.Step() ? sqlite3_column_int64(rows.Statement(), 0) : 0;

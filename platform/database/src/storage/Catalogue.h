@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "PendingNames.h"
 #include "PendingObjects.h"
 #include "RowWalk.h"
 #include "Schema.h"
@@ -34,11 +35,11 @@ class Catalogue final : public RowStore {
     std::int64_t NumChanges() const override {
         return sqlite3_total_changes64(m_connection.Handle()) + m_nKeptBack;
     }
-    // Rows of objects are kept back and given to SQLite all together: to be called before a level
+    // Rows of objects and of maps are kept back and given to SQLite all together: to be called before a level
     // begins and before the outermost one is committed.
     void WritePending();
     // To be called when a level is undone: what is kept back is of that level.
-    void DropPending() noexcept { m_pending.Clear(); }
+    void DropPending() noexcept;
     // Adds what is wrong with values of a table's rows, until there are so many problems.
     void VerifyValues(Table table, std::size_t most, std::vector<std::string>& problems);
 
@@ -76,8 +77,8 @@ class Catalogue final : public RowStore {
     class PendingRow final : public RowSource {
       public:
         explicit PendingRow(std::vector<PendingRow*>& home) : m_home(home) {}
-        void Show(std::int64_t id, const PendingObjects::Object& object) {
-            m_row = {id, object.type, object.category, object.fields};
+        void Show(const ObjectRow& row) {
+            m_row = row;
             m_isRead = false;
         }
         bool Next(void* row) override;
@@ -91,9 +92,11 @@ class Catalogue final : public RowStore {
 
     RowSource& FindRows(Table table, const RowKey& key) override;
     RowSource& FindLastRow(Table table, const RowKey& key) override {
+        WritePendingOf(table);
         return Take(Query::FindLast, static_cast<int>(table), key);
     }
     RowSource& FindRowsBy(Index index, const RowKey& key) override {
+        WritePendingOf(Shape(index).table);
         return Open(Query::FindBy, static_cast<int>(index), key);
     }
     std::int64_t CountRows(Table table, const RowKey& key) override;
@@ -108,11 +111,20 @@ class Catalogue final : public RowStore {
     StatementRows& Take(Query query, int what, const RowKey& key);
     StatementRows& Make(StatementRows::Pool& home, Query query, int what, std::size_t nKeys);
     RowWalks& WalksOf(Query query, int what, std::size_t nKeys);
-    sqlite3_stmt* WriteStatement(Table table, Write how);
+    // Writes one row, or so many.
+    static constexpr std::size_t kTogether = 64;
+    sqlite3_stmt* WriteStatement(Table table, Write how, std::size_t nRows);
+    int NumColumns(Table table) const;
     sqlite3_stmt* EraseStatement(Table table, std::size_t nKeys);
     void Run(sqlite3_stmt* statement, Table table);
-    RowSource& TakePending(std::int64_t id, const PendingObjects::Object& object);
+    RowSource& TakePending(const ObjectRow& row);
+    template <class Row>
+    class RowBatch;
     void KeepBack(const ObjectRow& row, bool isNew);
+    bool AddName(const MapEntryRow& row);
+    void WriteObjects();
+    void WriteNames();
+    void WritePendingOf(Table table);
     void WriteNow(Table table, Write how, const void* row);
     // In databases of versions before 3.
     void WriteEarlyFields(const ObjectRow& row);
@@ -126,13 +138,15 @@ class Catalogue final : public RowStore {
 
     Connection& m_connection;
     int m_format = kFormatVersion;
-    ForEachTable<std::array<sqlite3_stmt*, 3>> m_writes{};
+    // For one row and for many, by what to do where the key is taken.
+    ForEachTable<std::array<std::array<sqlite3_stmt*, 3>, 2>> m_writes{};
     ForEachTable<std::array<sqlite3_stmt*, kMostKeys + 1>> m_erasures{};
     ForEachQuery<StatementRows::Pool> m_pools;
     std::vector<std::unique_ptr<StatementRows>> m_statements;
     ForEachQuery<RowWalks*> m_walksOf{};
     std::vector<std::unique_ptr<RowWalks>> m_walks;
     PendingObjects m_pending;
+    PendingNames m_names;
     std::int64_t m_nKeptBack = 0;
     std::vector<PendingRow*> m_pendingPool;
     std::vector<std::unique_ptr<PendingRow>> m_pendingRows;

@@ -21,10 +21,10 @@ void Engine::Connect(const std::string& name, int flags, const char* vfs) {
 
 void Engine::OpenCatalogue() {
     // FULL syncs the log at each commit (invariant 3). Pages are read by calls, not through a map,
-    // since they have to pass through the checksum shim. The cache has 8 MiB. Nothing temporary is
+    // since they have to pass through the checksum shim. The cache has 16 MiB. Nothing temporary is
     // written to a disk.
     m_connection->Execute(
-        "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -8192;"
+        "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -16384;"
         "PRAGMA temp_store = MEMORY");
     m_catalogue = std::make_unique<Catalogue>(*m_connection);
     m_space = std::make_unique<FreeSpace>(*m_catalogue, m_lock);

@@ -93,7 +93,7 @@ class Engine final : public Store {
     static void BuildFromImage(const std::string& directory, std::span<const std::byte> image,
                                const Identity& identity);
     const Identity& GetIdentity() const { return m_identity; }
-    // Where the bytes of all chunks lie.
+    // Where the bytes of all chunks lie that have a place in the bulk file.
     std::vector<BulkFile::Place> ChunkPlaces();
     BulkFile& Bulk() { return m_file; }
 

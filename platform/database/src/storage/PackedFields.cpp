@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <limits>
 
 namespace orq::storage {
@@ -11,33 +10,45 @@ namespace {
 
 // Stored, do not change.
 constexpr std::byte kPackedVersion{1};
-constexpr std::uint64_t kKinds = 8;  // a field's first number is its own, times this, plus its kind
+constexpr std::uint64_t kKinds =
+    8;  // a field's first count is its number, times this, plus its kind
 
-void Append(std::vector<std::byte>& to, const void* from, std::size_t nBytes) {
-    const auto* bytes = static_cast<const std::byte*>(from);
-    to.insert(to.end(), bytes, bytes + nBytes);
-}
-
-// Seven bits a byte, the lowest first; all but the last have the highest bit set.
-void AppendNumber(std::vector<std::byte>& to, std::uint64_t number) {
-    while (number >= 0x80) {
-        to.push_back(static_cast<std::byte>(number | 0x80));
-        number >>= 7;
+// What stands in front of a text or doubles, or all of another field: at most two counts of ten bytes.
+class Head {
+  public:
+    // Seven bits a byte, the lowest first; all but the last have the highest bit set.
+    void AddCount(std::uint64_t count) {
+        while (count >= 0x80) {
+            Add(static_cast<std::byte>(count | 0x80));
+            count >>= 7;
+        }
+        Add(static_cast<std::byte>(count));
     }
-    to.push_back(static_cast<std::byte>(number));
-}
+    void Add(std::byte byte) { m_bytes[m_size++] = byte; }
+    Bytes All() const { return std::span(m_bytes).first(m_size); }
 
-struct Packing {
-    std::vector<std::byte>& to;
+  private:
+    std::array<std::byte, 24> m_bytes{};
+    std::size_t m_size = 0;
+};
 
-    void operator()(int value) const { Append(to, &value, sizeof value); }
-    void operator()(std::string_view text) const {
-        AppendNumber(to, text.size());
-        Append(to, text.data(), text.size());
+// The bytes of a value as they are stored, behind their number where it is not always the same.
+struct AddingValue {
+    Head& head;
+
+    // Small numbers of either sign take few bytes: 0, -1, 1, -2, ... are 0, 1, 2, 3, ...
+    Bytes operator()(int value) const {
+        const auto bits = static_cast<std::uint32_t>(value);
+        head.AddCount(value < 0 ? ~(bits << 1) : bits << 1);
+        return {};
     }
-    void operator()(Bytes doubles) const {
-        AppendNumber(to, doubles.size() / sizeof(double));
-        Append(to, doubles.data(), doubles.size());
+    Bytes operator()(std::string_view text) const {
+        head.AddCount(text.size());
+        return std::as_bytes(std::span(text));
+    }
+    Bytes operator()(Bytes doubles) const {
+        head.AddCount(doubles.size() / sizeof(double));
+        return doubles;
     }
 };
 
@@ -47,62 +58,64 @@ PackedFieldReader::PackedFieldReader(Bytes packed) : m_packed(packed) {
     if (!packed.empty() && packed[0] == kPackedVersion) {
         m_begin = m_at = 1;
     }
-    m_field.number = -1;
 }
 
 bool PackedFieldReader::Next() {
     m_begin = m_at;
-    std::uint64_t first = 0;
-    const std::uint64_t least = static_cast<std::uint64_t>(m_field.number + std::int64_t{1});
-    if (m_at == 0 || !ReadNumber(first) || first / kKinds < least ||
-        first / kKinds > std::numeric_limits<int>::max()) {
-        m_at = m_begin;
-        return false;
-    }
-    m_field.number = static_cast<int>(first / kKinds);
-    m_field.kind = static_cast<FieldKind>(first % kKinds);
-    const bool isWhole = ReadValue();
-    m_at = isWhole ? m_at : m_begin;
-    return isWhole;
+    const std::size_t end = m_at == 0 ? 0 : Skip(m_at);
+    m_at = end == 0 ? m_begin : end;
+    return end != 0;
 }
 
-bool PackedFieldReader::ReadValue() {
-    std::uint64_t n = 0;
-    Bytes bytes;
-    switch (m_field.kind) {
+std::size_t PackedFieldReader::Skip(std::size_t at) {
+    std::uint64_t first = 0;
+    if (!ReadCount(at, first) || first / kKinds > std::numeric_limits<int>::max() ||
+        static_cast<int>(first / kKinds) <= m_number) {
+        return 0;
+    }
+    std::uint64_t nBytes = 0;
+    std::size_t value = at;
+    switch (static_cast<FieldKind>(first % kKinds)) {
         case FieldKind::Int:
         case FieldKind::Symbol:
         case FieldKind::Type: {
-            int value = 0;
-            if (!Take(sizeof value, bytes)) {
-                return false;
+            std::uint64_t number = 0;
+            if (!ReadCount(at, number) || number > std::numeric_limits<std::uint32_t>::max()) {
+                return 0;
             }
-            std::memcpy(&value, bytes.data(), sizeof value);
-            m_field.value = value;
-            return true;
+            break;
         }
         case FieldKind::String:
-            if (!ReadNumber(n) || !Take(n, bytes)) {
-                return false;
+            if (!ReadCount(at, nBytes)) {
+                return 0;
             }
-            m_field.value =
-                std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-            return true;
+            value = at;
+            break;
         case FieldKind::Doubles:
-            if (!ReadNumber(n) || n > m_packed.size() || !Take(n * sizeof(double), bytes)) {
-                return false;
+            // Bounded first: the product could exceed 64 bits.
+            if (!ReadCount(at, nBytes) || nBytes > m_packed.size()) {
+                return 0;
             }
-            m_field.value = bytes;
-            return true;
+            nBytes *= sizeof(double);
+            value = at;
+            break;
+        default:
+            return 0;
     }
-    return false;
+    if (nBytes > m_packed.size() - at) {
+        return 0;
+    }
+    m_number = static_cast<int>(first / kKinds);
+    m_kind = static_cast<FieldKind>(first % kKinds);
+    m_value = value;
+    return at + static_cast<std::size_t>(nBytes);
 }
 
-bool PackedFieldReader::ReadNumber(std::uint64_t& number) {
-    number = 0;
-    for (int shift = 0; shift < 63 && m_at < m_packed.size(); shift += 7) {
-        const auto digit = std::to_integer<std::uint64_t>(m_packed[m_at++]);
-        number |= (digit & 0x7F) << shift;
+bool PackedFieldReader::ReadCount(std::size_t& at, std::uint64_t& count) const {
+    count = 0;
+    for (int shift = 0; shift < 63 && at < m_packed.size(); shift += 7) {
+        const auto digit = std::to_integer<std::uint64_t>(m_packed[at++]);
+        count |= (digit & 0x7F) << shift;
         if (digit < 0x80) {
             return true;
         }
@@ -110,13 +123,21 @@ bool PackedFieldReader::ReadNumber(std::uint64_t& number) {
     return false;
 }
 
-bool PackedFieldReader::Take(std::uint64_t nBytes, Bytes& bytes) {
-    if (nBytes > m_packed.size() - m_at) {
-        return false;
+FieldValue PackedFieldReader::Value() const {
+    const Bytes bytes = m_packed.subspan(m_value, m_at - m_value);
+    switch (m_kind) {
+        case FieldKind::String:
+            return std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+        case FieldKind::Doubles:
+            return bytes;
+        default: {
+            std::uint64_t number = 0;
+            std::size_t at = m_value;
+            (void)ReadCount(at, number);
+            const auto bits = static_cast<std::uint32_t>(number);
+            return static_cast<int>((bits & 1) != 0 ? ~(bits >> 1) : bits >> 1);
+        }
     }
-    bytes = m_packed.subspan(m_at, static_cast<std::size_t>(nBytes));
-    m_at += static_cast<std::size_t>(nBytes);
-    return true;
 }
 
 bool ArePackedFields(Bytes packed) {
@@ -127,39 +148,35 @@ bool ArePackedFields(Bytes packed) {
 }
 
 void PutPackedField(std::vector<std::byte>& packed, const PackedField& field) {
-    constexpr std::size_t kMostAround = 24;  // bytes of a field beside its text or doubles
-    std::vector<std::byte> added;
-    added.reserve(kMostAround);
+    Head head;
     if (packed.empty()) {
-        added.push_back(kPackedVersion);
+        head.Add(kPackedVersion);
     }
-    AppendNumber(added, static_cast<std::uint64_t>(field.number) * kKinds +
-                            static_cast<std::uint64_t>(field.kind));
-    std::visit(Packing{added}, field.value);
+    head.AddCount(static_cast<std::uint64_t>(field.number) * kKinds +
+                  static_cast<std::uint64_t>(field.kind));
+    const Bytes value = std::visit(AddingValue{head}, field.value);
+    const Bytes before = head.All();
 
     // [begin, end) goes: the field of that number, or nothing in front of the first one behind it.
     PackedFieldReader reader(packed);
     std::size_t begin = packed.size();
     std::size_t end = packed.size();
     while (reader.Next()) {
-        if (reader->number >= field.number) {
+        if (reader.Number() >= field.number) {
             begin = reader.Begin();
-            end = reader->number == field.number ? reader.End() : begin;
+            end = reader.Number() == field.number ? reader.End() : begin;
             break;
         }
     }
-    const auto at = [&](std::size_t place) {
-        return packed.begin() + static_cast<std::ptrdiff_t>(place);
-    };
-    if (added.size() > end - begin) {
-        // First, as only this takes memory: what follows cannot fail.
-        packed.reserve(std::max(packed.size() + added.size(), packed.capacity()));
+    const std::size_t added = before.size() + value.size();
+    const auto place = packed.begin() + static_cast<std::ptrdiff_t>(begin);
+    if (added > end - begin) {
+        packed.insert(place, added - (end - begin), std::byte{});
+    } else {
+        packed.erase(place, place + static_cast<std::ptrdiff_t>(end - begin - added));
     }
-    const std::size_t nSame = std::min(added.size(), end - begin);
-    std::copy_n(added.begin(), nSame, at(begin));
-    packed.erase(at(begin + nSame), at(end));
-    packed.insert(at(begin + nSame), added.begin() + static_cast<std::ptrdiff_t>(nSame),
-                  added.end());
+    std::ranges::copy(
+        value, std::ranges::copy(before, packed.begin() + static_cast<std::ptrdiff_t>(begin)).out);
 }
 
 }  // namespace orq::storage

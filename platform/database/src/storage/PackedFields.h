@@ -10,7 +10,7 @@
 
 namespace orq::storage {
 
-/// One field; its text or bytes lie in the packed value.
+/// One field.
 struct PackedField {
     int number = 0;
     FieldKind kind = FieldKind::Int;
@@ -24,8 +24,11 @@ class PackedFieldReader {
 
     /// False at the end, and where no whole field follows.
     [[nodiscard]] bool Next();
-    const PackedField& operator*() const { return m_field; }
-    const PackedField* operator->() const { return &m_field; }
+    int Number() const { return m_number; }
+    FieldKind Kind() const { return m_kind; }
+    /// A text or bytes lie in the packed value.
+    FieldValue Value() const;
+    PackedField Field() const { return {m_number, m_kind, Value()}; }
     /// Whether all was read, and nothing was wrong.
     bool IsAtEnd() const { return m_at == m_packed.size(); }
     /// Where the present field begins, and where the next one does.
@@ -33,15 +36,17 @@ class PackedFieldReader {
     std::size_t End() const { return m_at; }
 
   private:
-    bool ReadValue();
-    // Throw nothing; false where the bytes end before.
-    bool ReadNumber(std::uint64_t& number);
-    bool Take(std::uint64_t nBytes, Bytes& bytes);
+    // Past the whole field at `at`, or 0 where none lies there.
+    std::size_t Skip(std::size_t at);
+    // Moves `at` past a count; false where the bytes end before.
+    bool ReadCount(std::size_t& at, std::uint64_t& count) const;
 
     Bytes m_packed;
     std::size_t m_begin = 0;
+    std::size_t m_value = 0;  // where the present field's bytes begin
     std::size_t m_at = 0;
-    PackedField m_field;
+    int m_number = -1;
+    FieldKind m_kind = FieldKind::Int;
 };
 
 /// Whether a value is nothing but whole fields; one of no bytes has none.

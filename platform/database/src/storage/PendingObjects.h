@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <span>
+#include <utility>
 #include <vector>
 
 #include "Rows.h"
@@ -14,38 +17,53 @@ namespace orq::storage {
 class PendingObjects {
   public:
     struct Object {
+        std::int64_t id = 0;
         int type = 0;
         int category = 0;
         bool isNew = false;  // no row has its number
-        std::vector<std::byte> fields;
+        std::span<std::byte> room;
+        std::size_t nBytes = 0;  // of the room
+
+        ObjectRow Row() const { return {id, type, category, room.first(nBytes)}; }
     };
 
-    bool IsEmpty() const { return m_objects.empty(); }
+    bool IsEmpty() const { return m_ascending.empty() && m_others.empty(); }
     // Whether they take so much memory that they have to be written.
-    bool IsFull() const { return m_nBytes > kMostBytes; }
-    bool Contains(std::int64_t id) const { return m_objects.contains(id); }
-    // Null for one that is not pending. Valid until it is put again or all are cleared.
-    const Object* Find(std::int64_t id) const {
-        const auto found = m_objects.find(id);
-        return found == m_objects.end() ? nullptr : &found->second;
-    }
+    bool IsFull() const;
+    bool Contains(std::int64_t id) const { return Find(id) != nullptr; }
+    // Null for one that is not pending. Its fields are valid until it is put again or all are
+    // cleared.
+    const Object* Find(std::int64_t id) const;
     // Where it throws, nothing has changed.
     void Put(const ObjectRow& row, bool isNew);
-    void Clear() noexcept {
-        m_objects.clear();
-        m_nBytes = 0;
+    void Clear() noexcept;
+
+    template <class F>
+    void ForEach(F&& f) const {
+        for (const Object& object : m_ascending) {
+            f(object);
+        }
+        for (const auto& [id, object] : m_others) {
+            f(object);
+        }
     }
 
-    // In ascending order of numbers.
-    auto begin() const { return m_objects.begin(); }
-    auto end() const { return m_objects.end(); }
-
   private:
+    // Enough for records that are set in turns to be written once.
     static constexpr std::size_t kMostBytes = 4 << 20;
-    static constexpr std::size_t kNodeBytes = 112;  // of an object beside its fields, about
+    static constexpr std::size_t kBlock = 64 << 10;
 
-    std::map<std::int64_t, Object> m_objects;
-    std::size_t m_nBytes = 0;
+    Object* Known(std::int64_t id) { return const_cast<Object*>(std::as_const(*this).Find(id)); }
+    // Room for fields of that size and for some more to come.
+    std::span<std::byte> TakeRoom(std::size_t nBytes);
+
+    // Objects that come in the order of their numbers, as new ones do, need no search.
+    std::vector<Object> m_ascending;
+    std::map<std::int64_t, Object> m_others;
+    // Fields lie in blocks that never move. Room that became too small is not used again.
+    std::vector<std::unique_ptr<std::byte[]>> m_blocks;
+    std::span<std::byte> m_free;  // of the last block
+    std::size_t m_nBlockBytes = 0;
 };
 
 }  // namespace orq::storage

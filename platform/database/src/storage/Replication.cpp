@@ -221,7 +221,9 @@ void Engine::ServeAsCache(ChunkSource* source, CommitSink* sink) {
 std::vector<BulkFile::Place> Engine::ChunkPlaces() {
     std::vector<BulkFile::Place> places;
     for (const ExtentRow& row : m_catalogue->Find<ExtentRow>()) {
-        places.push_back({row.offset, row.length});
+        if (row.offset != 0) {
+            places.push_back({row.offset, row.length});
+        }
     }
     return places;
 }
@@ -323,7 +325,7 @@ void Engine::BuildFromImage(const std::string& directory, std::span<const std::b
     Connection catalogue(CataloguePath(directory), SQLITE_OPEN_READWRITE, PageChecksumVfsName(),
                          CataloguePath(directory));
     CheckCatalogueHeader(catalogue, CataloguePath(directory));
-    CheckSchema(catalogue);
+    CheckStateTable(catalogue);  // the rest is compared when it is opened
     std::int64_t end = 0;
     catalogue.ForEachRow("SELECT bulk_end FROM state", [&](const std::vector<Value>& row) {
         const auto* number = std::get_if<std::int64_t>(&row[0]);

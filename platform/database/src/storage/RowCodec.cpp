@@ -122,12 +122,12 @@ int Bind(sqlite3_stmt* statement, int index, const T& value) {
 }
 
 template <class Row>
-void BindAs(const Connection& connection, sqlite3_stmt* statement, const void* from) {
-    const int nPlaces = sqlite3_bind_parameter_count(statement);
-    int index = 0;
+void BindAs(const Connection& connection, sqlite3_stmt* statement, const void* from, int place,
+            int nColumns) {
+    const int last = place + nColumns;
     const auto bind = [&](const auto& value) {
-        if (index < nPlaces) {
-            connection.Check(Bind(statement, ++index, value), "bind a value");
+        if (place < last) {
+            connection.Check(Bind(statement, ++place, value), "bind a value");
         }
     };
     std::apply([&](const auto&... values) { (bind(values), ...); },

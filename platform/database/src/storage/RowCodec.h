@@ -11,8 +11,10 @@ struct RowCodec {
     // Reads all columns of the row that a statement stands on. Throws Damaged where a value is of
     // another type than its column, or none that the column may have.
     void (*read)(const Connection& connection, sqlite3_stmt* statement, void* row);
-    // Binds the columns for which the statement has places, the first ones; they are not copied.
-    void (*bind)(const Connection& connection, sqlite3_stmt* statement, const void* row);
+    // Binds the first columns, which are not copied, to as many places of the statement behind
+    // `place`.
+    void (*bind)(const Connection& connection, sqlite3_stmt* statement, const void* row, int place,
+                 int nColumns);
 };
 const RowCodec& CodecOf(Table table);
 

@@ -30,6 +30,7 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
     bool IsOfOtherProcess() const override { return Slot().IsOfOtherProcess(); }
     const std::string& Path() const override { return m_path; }
     bool IsWritable() const override { return m_writable; }
+    int FormatVersion() const override { return Slot().FormatVersion(); }
     void Describe(std::span<const NumberMeaning> meanings) override { Slot().Describe(meanings); }
     RowStore& Rows() override { return Slot().Rows(); }
     ChunkStore& Chunks() override { return Slot().Chunks(); }

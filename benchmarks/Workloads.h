@@ -39,6 +39,8 @@ std::vector<Workload> CheckWorkloads();
 // Two models compared, as many elements as the mesh has.
 std::vector<Workload> RuleWorkloads();
 std::vector<Workload> DiffWorkloads();
+// A model in a store beside plain statements.
+std::vector<Workload> StoreWorkloads();
 // A picture of a mesh.
 std::vector<Workload> DrawWorkloads();
 // Fields, property tables and output variables.

@@ -29,6 +29,9 @@ std::vector<Workload> AllWorkloads() {
     std::ranges::move(RuleWorkloads(), std::back_inserter(all));
     std::ranges::move(DiffWorkloads(), std::back_inserter(all));
     std::ranges::move(DrawWorkloads(), std::back_inserter(all));
+#ifdef ORQ_WITH_POSTGRESQL
+    std::ranges::move(StoreWorkloads(), std::back_inserter(all));
+#endif
     return all;
 }
 

@@ -29,7 +29,7 @@ using Connection = std::unique_ptr<PGconn, decltype(&PQfinish)>;
 
 }  // namespace
 
-PostgresServer* PostgresServer::Get() {
+PostgresServer* PostgresServer::Get(Durable durable) {
     static const bool isThere = [] {
         const bool found =
             std::filesystem::exists(std::string(kPrograms) + "initdb") && ServerUser() != nullptr;
@@ -41,11 +41,11 @@ PostgresServer* PostgresServer::Get() {
     if (!isThere) {
         return nullptr;
     }
-    static const std::unique_ptr<PostgresServer> server(new PostgresServer);
+    static const std::unique_ptr<PostgresServer> server(new PostgresServer(durable));
     return server.get();
 }
 
-PostgresServer::PostgresServer() {
+PostgresServer::PostgresServer(Durable durable) : m_durable(durable) {
     std::string name = (std::filesystem::temp_directory_path() / "orq-pg-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
         throw std::runtime_error("no folder for the server");
@@ -102,8 +102,9 @@ int PostgresServer::Spawn(const std::string& program, const std::string& argumen
 }
 
 void PostgresServer::Start() {
-    m_process = Spawn("postgres", "-D " + m_folder + "/data -k " + m_folder +
-                                      " -c listen_addresses= -c fsync=off");
+    m_process =
+        Spawn("postgres", "-D " + m_folder + "/data -k " + m_folder + " -c listen_addresses=" +
+                              (m_durable == Durable::Yes ? "" : " -c fsync=off"));
     for (int attempt = 0; attempt < 600; ++attempt) {
         const Connection connection(PQconnectdb(Url("").c_str()), PQfinish);
         if (PQstatus(connection.get()) == CONNECTION_OK) {

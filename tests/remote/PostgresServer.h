@@ -6,9 +6,11 @@
 
 class PostgresServer {
   public:
+    /// Whether its commits outlive a loss of power, which tests do without.
+    enum class Durable { No, Yes };
     /// The one of this program, started at first use and ended with it; null, with a line that says
     /// so, where PostgreSQL is not installed.
-    static PostgresServer* Get();
+    static PostgresServer* Get(Durable durable = Durable::No);
 
     ~PostgresServer();
     PostgresServer(const PostgresServer&) = delete;
@@ -27,11 +29,12 @@ class PostgresServer {
     void CrashAndRestart();
 
   private:
-    PostgresServer();
+    explicit PostgresServer(Durable durable);
     void Start();
     void Stop();
     int Spawn(const std::string& program, const std::string& arguments) const;
 
+    Durable m_durable;
     std::string m_folder;
     int m_process = 0;
 };

@@ -43,7 +43,8 @@ class ORQ_EXPORT ORQSimDatabase {
     ORQSimDatabase& operator=(const ORQSimDatabase&);
 
     /// Makes an empty database with a focus object and opens it for writing. Throws Usage when the
-    /// name is taken; on any failure nothing is left under the name.
+    /// name is taken; on any failure nothing is left under the name. Here and below, a name is that
+    /// of a directory or the URL of a model in a store; see ORQSimModelStore.
     static ORQSimDatabase Create(const std::string& directory);
     static ORQSimDatabase Open(const std::string& directory, Mode mode);
     /// The names of what lies in a database's directory and is no part of a database, ascending:

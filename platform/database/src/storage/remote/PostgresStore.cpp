@@ -391,9 +391,8 @@ std::vector<Changeset> PostgresStore::GetChangesets(const Identity& identity, st
 
 // --- Pieces --------------------------------------------------------------------------------------
 
-void PostgresStore::GetPieces(const Identity& identity, std::int64_t generation,
-                              std::span<const BulkFile::Place> places,
-                              const std::function<void(const PieceView&)>& take) {
+Pieces PostgresStore::GetPieces(const Identity& identity, std::int64_t generation,
+                                std::span<const BulkFile::Place> places) {
     for (const BulkFile::Place& place : places) {
         // No piece is longer than the bound, which lets the key find those that begin before.
         m_link.Send(
@@ -402,17 +401,20 @@ void PostgresStore::GetPieces(const Identity& identity, std::int64_t generation,
             Bytes(identity), place.offset - kMostPiece, place.offset + place.size, place.offset,
             generation);
     }
-    for (const Answer& answer : m_link.Finish()) {
+    const auto answers = std::make_shared<const std::vector<Answer>>(m_link.Finish());
+    Pieces pieces{{}, answers};
+    for (const Answer& answer : *answers) {
         for (int row = 0; row < answer.NumRows(); ++row) {
-            const PieceView piece{answer.Number(row, 0), answer.Bytes(row, 1)};
+            const PieceView& piece =
+                pieces.views.emplace_back(PieceView{answer.Number(row, 0), answer.Bytes(row, 1)});
             if (piece.place < kBulkPage ||
                 static_cast<std::int64_t>(piece.bytes.size()) > kMostPiece) {
                 FailDamaged("the piece at byte " + std::to_string(piece.place) +
                             " has a wrong size or place");
             }
-            take(piece);
         }
     }
+    return pieces;
 }
 
 std::vector<RemoteStore::PieceKey> PostgresStore::ListPieces(const Identity& identity,

@@ -25,9 +25,8 @@ class PostgresStore final : public RemoteStore {
     Base GetBase(const Identity& identity, std::int64_t generation) override;
     std::vector<Changeset> GetChangesets(const Identity& identity, std::int64_t after,
                                          std::int64_t last) override;
-    void GetPieces(const Identity& identity, std::int64_t generation,
-                   std::span<const BulkFile::Place> places,
-                   const std::function<void(const PieceView&)>& take) override;
+    Pieces GetPieces(const Identity& identity, std::int64_t generation,
+                     std::span<const BulkFile::Place> places) override;
     std::vector<LogEntry> GetLog(const Identity& identity) override;
     std::vector<PieceKey> ListPieces(const Identity& identity, std::int64_t generation) override;
     void DropBefore(const Identity& identity, std::int64_t oldest,

@@ -243,7 +243,7 @@ void RemoteEngine::Use(RemoteCache::Opened opened) {
     m_slot.directory = opened.directory;
     opened.engine.reset();  // before its hold ends
     m_ahead = {0, 0};
-    m_fetched.clear();
+    m_fetched = {};
 }
 
 bool RemoteEngine::Refresh() {
@@ -267,32 +267,36 @@ bool RemoteEngine::Refresh() {
 
 void RemoteEngine::Bring(std::span<const BulkFile::Place> places) {
     const BulkFile::Place span{places.front().offset, EndOf(places.back()) - places.front().offset};
-    if (span.offset < m_ahead.offset || EndOf(span) > EndOf(m_ahead)) {
-        Fetch(places, span);
-    }
-    for (const FetchedPiece& piece : m_fetched) {
-        for (const BulkFile::Place& place : places) {
-            PutPart(m_bulk, {piece.place, piece.bytes}, place);
+    const auto put = [&] {
+        for (const PieceView& piece : m_fetched.views) {
+            for (const BulkFile::Place& place : places) {
+                PutPart(m_bulk, piece, place);
+            }
         }
+    };
+    const bool begins = span.offset >= m_ahead.offset && span.offset < EndOf(m_ahead);
+    if (begins) {
+        put();
+    }
+    if (!begins || EndOf(span) > EndOf(m_ahead)) {
+        Fetch(places, begins ? EndOf(m_ahead) : span.offset, EndOf(span));
+        put();
     }
     m_lastEnd = EndOf(span);
 }
 
 // Who comes to the end of what was brought last reads on, and gets the more the longer it goes on.
-void RemoteEngine::Fetch(std::span<const BulkFile::Place> places, const BulkFile::Place& span) {
+void RemoteEngine::Fetch(std::span<const BulkFile::Place> places, std::int64_t begin,
+                         std::int64_t end) {
     constexpr std::int64_t kLeast = 2 << 20;
     constexpr std::int64_t kMost = 16 << 20;
-    const bool readsOn = span.offset >= m_lastEnd && span.offset <= m_lastEnd + kLeast;
+    const bool readsOn = begin >= m_lastEnd && begin <= m_lastEnd + kLeast;
     m_aheadSize = readsOn ? std::clamp(2 * m_aheadSize, kLeast, kMost) : 0;
-    m_ahead =
-        readsOn ? BulkFile::Place{span.offset, span.size + m_aheadSize} : BulkFile::Place{0, 0};
-    m_fetched.clear();
-    m_store->GetPieces(
-        m_head.identity, Generation(),
-        readsOn ? std::span<const BulkFile::Place>(&m_ahead, 1) : places,
-        [&](const PieceView& piece) {
-            m_fetched.push_back({piece.place, {piece.bytes.begin(), piece.bytes.end()}});
-        });
+    m_ahead = readsOn ? BulkFile::Place{begin, end - begin + m_aheadSize} : BulkFile::Place{0, 0};
+    m_fetched = {};  // before the next ones come
+    m_fetched =
+        m_store->GetPieces(m_head.identity, Generation(),
+                           readsOn ? std::span<const BulkFile::Place>(&m_ahead, 1) : places);
 }
 
 void RemoteEngine::CopyTo(const std::string& directory,
@@ -326,8 +330,10 @@ void RemoteEngine::VerifyPieces(std::vector<std::string>& problems) {
         }
         const BulkFile::Place place{extent.offset, extent.length};
         std::vector<std::byte> bytes(static_cast<std::size_t>(extent.length));
-        m_store->GetPieces(m_head.identity, Generation(), {&place, 1},
-                           [&](const PieceView& piece) { CopyPart(piece, place, bytes); });
+        const Pieces pieces = m_store->GetPieces(m_head.identity, Generation(), {&place, 1});
+        for (const PieceView& piece : pieces.views) {
+            CopyPart(piece, place, bytes);
+        }
         for (const std::int64_t damaged : FindDamage(bytes.data(), extent)) {
             problems.push_back(m_path + ": the pieces at byte " + std::to_string(damaged) +
                                " of the bulk data are damaged or missing (checksum differs)");

@@ -72,7 +72,7 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
     void CheckHead(const Head& head, const std::optional<RemoteCache::Note>& note) const;
     void Bring(std::span<const BulkFile::Place> places) override;
     void VerifyPieces(std::vector<std::string>& problems);
-    void Fetch(std::span<const BulkFile::Place> places, const BulkFile::Place& span);
+    void Fetch(std::span<const BulkFile::Place> places, std::int64_t begin, std::int64_t end);
     void Take(const CommittedChange& change) override;
     void NoteCommit() noexcept;
     Engine& Slot() const { return *m_slot.engine; }
@@ -90,12 +90,8 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
     std::string m_lost;  // why no more can be committed; empty while it can
     std::chrono::steady_clock::time_point m_renewed;
     std::int64_t m_changesetBytes = 0;  // since the last base that this handle put
-    struct FetchedPiece {
-        std::int64_t place;
-        std::vector<std::byte> bytes;
-    };
-    std::vector<FetchedPiece> m_fetched;  // last, older ones first
-    BulkFile::Place m_ahead{0, 0};        // of which all pieces are among them
+    Pieces m_fetched;                   // last, older ones first
+    BulkFile::Place m_ahead{0, 0};      // of which all pieces are among them
     std::int64_t m_aheadSize = 0;
     std::int64_t m_lastEnd = 0;  // of what was brought
 };

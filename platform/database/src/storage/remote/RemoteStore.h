@@ -45,6 +45,12 @@ struct PieceView {
     std::span<const std::byte> bytes;
 };
 
+/// Pieces that were got, and what their bytes lie in.
+struct Pieces {
+    std::vector<PieceView> views;
+    std::shared_ptr<const void> held;
+};
+
 /// One commit as it is put into the store, all or nothing.
 struct NewState {
     std::int64_t generation = 0;
@@ -129,9 +135,8 @@ class RemoteStore {
 
     /// Pieces of states up to `generation` that meet any of the places; of each place the older ones
     /// first, since where two meet the later one holds. One round trip.
-    virtual void GetPieces(const Identity& identity, std::int64_t generation,
-                           std::span<const BulkFile::Place> places,
-                           const std::function<void(const PieceView&)>& take) = 0;
+    virtual Pieces GetPieces(const Identity& identity, std::int64_t generation,
+                             std::span<const BulkFile::Place> places) = 0;
 
     /// Newest first.
     virtual std::vector<LogEntry> GetLog(const Identity& identity) = 0;

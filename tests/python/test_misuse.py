@@ -256,7 +256,7 @@ class Misuse(Case):
                 m.node_sets["tpi"]
 
     def test_a_damaged_file_is_said_to_be_damaged(self):
-        path = self.plate()
+        path = self.wing_box()  # small arrays are not in this file
         with open(path / "bulk.bin", "r+b") as file:
             content = file.read()
             file.seek(4096)

@@ -322,7 +322,7 @@ TEST_F(DamageTest, RowsThatMakeNoSenseEndEveryCommandWith3) {
         {"UPDATE OR REPLACE extent SET chunk = -1", false},
         {"UPDATE drawer SET extendable = 3", false},
         {"UPDATE distribution SET scalar = 1 WHERE scalar = 4", false},
-        {"UPDATE object SET id = 'abc' WHERE id = 5", false},
+        {"UPDATE object SET type = 'abc' WHERE id = 5", false},
         {"DELETE FROM component_set", false},
         {"UPDATE child SET target_object = object", false},
     };

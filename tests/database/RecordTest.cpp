@@ -1,5 +1,6 @@
 // Fields of records: whatever is set in transactions of any depth reads as in a plain twin, also
 // where there is more than is kept in memory.
+#include <functional>
 #include <map>
 #include <string>
 #include <variant>
@@ -171,4 +172,74 @@ TEST_P(RecordTest, WhatIsDeletedIsNotWrittenAgain) {
     });
     m_store.Reopen();
     EXPECT_EQ(Records().Size(), 1);
+}
+
+// Names of maps wait in memory as well: added in order and out of order, taken ones refused.
+TEST_P(RecordTest, NamesThatAreAddedReadAsInAPlainTwin) {
+    using Names = std::map<std::pair<int, std::string>, ORQSimPosition>;  // by map and name
+    Names twin;
+    std::vector<ORQSimPosition> targets;
+    InTransaction(Database(), [&] {
+        for (int i = 0; i < 5; ++i) {
+            targets.push_back(Focus().CreateDataRecord(Slot(2)).Pos());
+        }
+    });
+    const auto mapAt = [&](int which) { return Focus().GetMap(Slot(10 + which)); };
+    const auto anyName = [&](int step) {
+        // Mostly new ones in order, some that were added a moment ago, some out of order.
+        return Any(3) > 0 ? "n" + std::to_string(100000 + step - Any(3) * Any(4))
+                          : "m" + std::to_string(Any(60));
+    };
+    const auto check = [&] {
+        Names found;
+        for (int which = 0; which < 2; ++which) {
+            for (auto link = mapAt(which).Begin(); link.NotDone(); ++link) {
+                found.emplace(std::pair(which, link.Key().UTF8()), link.Value());
+            }
+        }
+        ASSERT_EQ(found, twin);
+    };
+    int step = 0;
+    const std::function<void(int)> live = [&](int depth) {
+        const Names before = twin;
+        ORQSimTransaction transaction(Focus());
+        int which = 0;
+        for (int end = step + 60; step < end; ++step) {
+            which = Any(8) == 0 ? Any(2) : which;
+            const std::string name = anyName(step);
+            const auto key = std::pair(which, name);
+            const ORQSimPosition& target = targets[static_cast<std::size_t>(Any(5))];
+            const int what = Any(40);
+            if (what == 0 && depth < 3) {
+                live(depth + 1);
+            } else if (what < 3) {
+                ASSERT_EQ(mapAt(which).Remove(ORQString(name)), twin.erase(key) > 0);
+            } else if (what < 6) {
+                const auto held = twin.find(key);
+                ASSERT_EQ(mapAt(which).Find(ORQString(name)),
+                          held == twin.end() ? ORQSimPosition() : held->second);
+            } else if (what == 6) {
+                check();
+            } else if (what == 7) {
+                const bool isNamed = std::ranges::any_of(twin, [&](const auto& entry) {
+                    return entry.first.first == which && entry.second == target;
+                });
+                ASSERT_EQ(!target.GetReferenceKey(Slot(10 + which)).IsEmpty(), isNamed);
+            } else {
+                ASSERT_EQ(mapAt(which).Insert(ORQString(name), target),
+                          twin.emplace(key, target).second)
+                    << name;
+            }
+        }
+        if (Any(3) == 0) {
+            twin = before;  // the destructor undoes it
+        } else {
+            transaction.Commit();
+        }
+    };
+    for (int round = 0; round < 20 * Thoroughness(); ++round) {
+        live(0);
+        check();
+    }
+    EXPECT_GT(twin.size(), 100U);
 }

@@ -134,7 +134,7 @@ class SqliteBlobs {
         }
         Open();
         m_sqlite->Execute(
-            "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -8192;"
+            "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA cache_size = -16384;"
             "CREATE TABLE drawer(id INTEGER PRIMARY KEY, value BLOB)");
     }
     void Open() { m_sqlite.emplace(m_path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE); }

@@ -15,7 +15,7 @@ std::unique_ptr<Sqlite> LikeCatalogue(const Settings& settings) {
     auto peer = std::make_unique<Sqlite>(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     peer->Execute(
         "PRAGMA page_size = 2048; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
-        "PRAGMA cache_size = -8192; PRAGMA temp_store = MEMORY");
+        "PRAGMA cache_size = -16384; PRAGMA temp_store = MEMORY");
     Sqlite catalogue(model / "catalogue.sqlite", SQLITE_OPEN_READONLY);
     Statement shapes(catalogue, "SELECT sql FROM sqlite_master WHERE sql IS NOT NULL");
     while (shapes.Step()) {

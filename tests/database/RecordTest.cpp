@@ -96,6 +96,7 @@ class RecordTest : public DatabaseTest {
             ASSERT_TRUE(std::visit(IsHeldBy{record, field}, value)) << place << ", " << field;
         }
         ASSERT_EQ(record.GetInt(5), 0) << "a field that was never set";
+        ASSERT_EQ(record.GetInt(-1), 0) << "a field that there cannot be";
     }
     void CheckAll() const {
         ASSERT_EQ(Records().Size(), static_cast<int>(m_twin.size()));

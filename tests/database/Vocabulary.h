@@ -238,6 +238,7 @@ class Store {
     const ORQSimDatabase& operator*() const { return m_database; }
     ORQSimDatabase* operator->() { return &m_database; }
     bool IsOnDisk() const { return m_onDisk; }
+    bool IsInDirectory() const { return m_onDisk && m_url.empty(); }
     void Close() { m_database.Close(); }
     void Reopen(Mode mode = Mode::ReadWrite) {
         if (m_onDisk) {

@@ -39,12 +39,12 @@ TEST_F(CacheTest, WithoutTheStoreAStateThatIsThereIsRead) {
     CreateWith(1);
     UseMachine("second");
     const std::string url = m_server->Url(m_name, proxy.Folder());
-    EXPECT_EQ(FirstComponent(ORQSimDatabase::Open(url, Mode::ReadOnly)), Filled(100, 1));
+    EXPECT_EQ(FirstComponent(ORQSimDatabase::Open(url, Mode::ReadOnly)), Filled(kSharedNodes, 1));
     proxy.Block(true);
     const auto open = [&](const std::string& suffix) {
         return ORQSimDatabase::Open(url + suffix, Mode::ReadOnly);
     };
-    EXPECT_EQ(FirstComponent(open("@3")), Filled(100, 1));
+    EXPECT_EQ(FirstComponent(open("@3")), Filled(kSharedNodes, 1));
     // Which state is the newest, only the store knows.
     EXPECT_TRUE(
         Fails(Failure::Io, {m_name, "cannot be reached", "has state 3", "@3"}, [&] { open(""); }));
@@ -56,18 +56,18 @@ TEST_F(CacheTest, WithoutTheStoreAStateThatIsThereIsRead) {
 TEST_F(CacheTest, BulkDataThatIsMissingOrDamagedIsFetchedAgain) {
     CreateWith(1);
     UseMachine("second");
-    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(100, 1));
+    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 1));
     ASSERT_EQ(Slots().size(), 1);
     const std::string bulk = Slots().front() / "bulk.bin";
     const std::string whole = ReadBytes(bulk);
     for (const char byte : {'\0', 'x'}) {
         WriteBytes(bulk, whole.substr(0, 4096) + std::string(whole.size() - 4096, byte));
-        EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(100, 1));
+        EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 1));
     }
     // A slot whose catalogue is damaged is made anew.
     const std::string catalogue = Slots().front() / "catalogue.sqlite";
     WriteBytes(catalogue, std::string(5000, 'x'));
-    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(100, 1));
+    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 1));
 }
 
 TEST_F(CacheTest, TheOldestGoWhereThereIsNoRoomAndNotWhatIsInUse) {
@@ -78,11 +78,11 @@ TEST_F(CacheTest, TheOldestGoWhereThereIsNoRoomAndNotWhatIsInUse) {
         const ORQSimDatabase held = Open(Mode::ReadOnly);
         { Open(Mode::ReadOnly, "@2"); }
         EXPECT_EQ(Slots().size(), 1);
-        EXPECT_EQ(FirstComponent(held), Filled(100, 1));
+        EXPECT_EQ(FirstComponent(held), Filled(kSharedNodes, 1));
     }
     EXPECT_EQ(Slots().size(), 0);
     unsetenv("ORQ_CACHE_BYTES");
-    EXPECT_EQ(ReadAnew(), Filled(100, 1));
+    EXPECT_EQ(ReadAnew(), Filled(kSharedNodes, 1));
 }
 
 TEST_F(CacheTest, WhatAStoreCannotHaveBeenGivenIsRefused) {
@@ -134,7 +134,7 @@ TEST_F(CacheTest, WhatAStoreCannotHaveBeenGivenIsRefused) {
             m_server->Ask("DELETE FROM " + table + "; INSERT INTO " + table +
                           " SELECT * FROM kept_" + table + "; DROP TABLE kept_" + table);
         }
-        EXPECT_EQ(ReadAnew(), Filled(100, 2));
+        EXPECT_EQ(ReadAnew(), Filled(kSharedNodes, 2));
     }
     // Whoever has seen a later head does not follow an earlier one.
     UseMachine("first");

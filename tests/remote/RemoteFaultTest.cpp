@@ -22,7 +22,7 @@ class RemoteFaultTest : public RemoteFixture {
         const ORQSimDatabase database = Open(Mode::ReadOnly);
         EXPECT_EQ(database.Verify(), Texts());
         const Doubles values = FirstComponent(database);
-        EXPECT_EQ(values, Filled(100, values.front()));
+        EXPECT_EQ(values, Filled(kSharedNodes, values.front()));
         EXPECT_EQ(database.Focus().DataRecord().GetInt(0), static_cast<int>(values.front()));
         if (generation != nullptr) {
             *generation = database.Generation();
@@ -33,8 +33,8 @@ class RemoteFaultTest : public RemoteFixture {
     // Rows and bulk data in one transaction.
     static void Put(const ORQSimDatabase& database, double value) {
         InTransaction(database, [&] {
-            Append(database, RunOf(Nodes(database), 0, 100), RunOf(Components(database), 0, 1),
-                   Filled(100, value));
+            Append(database, RunOf(Nodes(database), 0, kSharedNodes),
+                   RunOf(Components(database), 0, 1), Filled(kSharedNodes, value));
             database.Focus().DataRecord().SetInt(0, static_cast<int>(value));
         });
     }
@@ -62,8 +62,8 @@ void PutUntilKilled(const std::string& url, int* done) {
         const ORQSimDatabase database = ORQSimDatabase::Open(url, Mode::ReadWrite);
         for (int value = *done + 1;; ++value) {
             InTransaction(database, [&] {
-                Append(database, RunOf(Nodes(database), 0, 100), RunOf(Components(database), 0, 1),
-                       Filled(100, value));
+                Append(database, RunOf(Nodes(database), 0, kSharedNodes),
+                       RunOf(Components(database), 0, 1), Filled(kSharedNodes, value));
                 database.Focus().DataRecord().SetInt(0, value);
             });
             *done = value;
@@ -102,10 +102,10 @@ TEST_F(RemoteFaultTest, WhereverTheLineIsCutACommitIsDoneOrUndone) {
                 EXPECT_EQ(failure.Kind(), Failure::Io) << failure.Text();
                 EXPECT_NE(failure.Text().find(m_name), std::string::npos) << failure.Text();
                 // What was undone here goes in the next time.
-                EXPECT_EQ(FirstComponent(database), Filled(100, value));
+                EXPECT_EQ(FirstComponent(database), Filled(kSharedNodes, value));
             }
             hasCut = proxy.HasCut();
-            EXPECT_EQ(FirstComponent(database), Filled(100, value + (isDone ? 1 : 0)));
+            EXPECT_EQ(FirstComponent(database), Filled(kSharedNodes, value + (isDone ? 1 : 0)));
         }
         value += isDone ? 1 : 0;
         std::int64_t generation = 0;
@@ -161,7 +161,7 @@ TEST_F(RemoteFaultTest, ACommitWhoseOutcomeNobodyTellsLeavesTheHandleInDoubt) {
     EXPECT_EQ(NewestValue(), 2);
     setenv("ORQ_LEASE_SECONDS", "1", 1);
     sleep(1);
-    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(100, 2));
+    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 2));
 }
 
 TEST_F(RemoteFaultTest, KilledWritersLeaveTheLastHead) {

@@ -9,6 +9,9 @@
 #include "PostgresServer.h"
 #include "Vocabulary.h"
 
+// Enough that their values are a piece in the store, and none of the catalogue.
+inline constexpr int kSharedNodes = 1000;
+
 class RemoteFixture : public testing::Test {
   protected:
     void SetUp() override {
@@ -33,13 +36,13 @@ class RemoteFixture : public testing::Test {
     }
     ORQSimDatabase Create() const {
         ORQSimDatabase database = ORQSimDatabase::Create(m_url);
-        MakeModel(database, 100);
+        MakeModel(database, kSharedNodes);
         return database;
     }
     static void WriteAll(const ORQSimDatabase& database, double value) {
         InTransaction(database, [&] {
-            Append(database, RunOf(Nodes(database), 0, 100), RunOf(Components(database), 0, 1),
-                   Filled(100, value));
+            Append(database, RunOf(Nodes(database), 0, kSharedNodes),
+                   RunOf(Components(database), 0, 1), Filled(kSharedNodes, value));
         });
     }
 

@@ -32,7 +32,7 @@ ORQSrvShellSection::ORQSrvShellSection(const ORQSimPosition& section)
     }
     const std::shared_ptr<ORQSrvSectionReader> reader = ORQSrvSectionReader::Of(m_database);
     m_member = reader->MemberOf(m_section);
-    if (m_member < 0 || m_layerCount < 0) {
+    if (m_layerCount < 0) {
         ORQBasThrowUsage("object " + std::to_string(section.ID().MinorID()) + " with " +
                          std::to_string(m_layerCount) +
                          " layers is no layered section of the model");
@@ -64,7 +64,13 @@ ORQSimCSet ORQSrvShellSection::SectionElements() const {
 template <class T>
 void ORQSrvShellSection::ReadLayers(ORQSrvSectionReader& reader, Column<T> column,
                                     ORQBasVector<T>& values) const {
+    if (m_member < 0) {
+        return;  // a link that is missing is no error
+    }
     const ORQSrvShellLayerTable& table = reader.LayersOf(m_member);
+    if (table.NumLayers() == 0) {
+        return;
+    }
     if (m_layerCount > table.NumLayers()) {
         ORQBasThrowUsage("the section has " + std::to_string(m_layerCount) +
                          " layers, the model has room for " + std::to_string(table.NumLayers()));
@@ -83,7 +89,6 @@ void ORQSrvShellSection::ReadReferences(int kind, Column<int> column,
         return;
     }
     cache.values.Init(m_layerCount, ORQSimPosition());
-    cache.isFilled = true;
     if (m_layerCount == 0) {
         return;
     }
@@ -97,6 +102,7 @@ void ORQSrvShellSection::ReadReferences(int kind, Column<int> column,
                 reader->Record(static_cast<ORQSrvSectionReader::Reference>(kind), members[layer]);
         }
     }
+    cache.isFilled = true;  // what throws above is not remembered as nothing
 }
 
 const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetMaterials() const {
@@ -118,11 +124,11 @@ const ORQBasVector<ORQSimPosition>& ORQSrvShellSection::GetPlies() const {
 const ORQBasVector<int>& ORQSrvShellSection::GetSectionPoints() const {
     if (!m_sectionPoints.isFilled) {
         m_sectionPoints.values.Init(m_layerCount, 0);
-        m_sectionPoints.isFilled = true;
         if (m_layerCount > 0) {
             ReadLayers(*ORQSrvSectionReader::Of(m_database), &ORQSrvShellLayerTable::SectionPoints,
                        m_sectionPoints.values);
         }
+        m_sectionPoints.isFilled = true;
     }
     return m_sectionPoints.values;
 }

@@ -22,7 +22,8 @@ RecordTable::Record& RecordTable::Know(std::int64_t object) {
             record.fields.assign(row->fields.begin(), row->fields.end());
         }
         record.reader = storage::PackedFieldReader(record.fields);
-        record.object = object;
+        // What does not exist may come to exist.
+        record.object = record.exists ? object : 0;
     }
     return record;
 }

@@ -26,7 +26,8 @@ class RecordTable {
         }
         while (fields.Number() < number && fields.Next()) {
         }
-        if (fields.Number() == number) {
+        // A reader that has not begun has no number either.
+        if (number >= 0 && fields.Number() == number) {
             f(fields.Field());
         }
     }

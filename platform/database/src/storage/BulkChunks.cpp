@@ -262,8 +262,8 @@ void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     }
     Change change(m_catalogue);
     if (staysSmall) {
-        extent.length = std::max(extent.length, end);
-        extent.small.resize(static_cast<std::size_t>(extent.length));
+        extent.small.resize(static_cast<std::size_t>(std::max(extent.length, end)));
+        extent.length = std::ssize(extent.small);  // only now, as the line above may throw
         std::ranges::copy(bytes, extent.small.begin() + begin);
     } else {
         WriteToFile(extent, begin, bytes, reserve);

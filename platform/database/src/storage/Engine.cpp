@@ -234,16 +234,29 @@ void Engine::CommitOutermost() {
         PutState(m_generation + 1);
     }
     m_catalogue->LeaveRows();
-    if (hasChanges && m_sink != nullptr) {
-        HandOver();
-        m_refused = true;  // unless what was taken over is here too
-    }
     const std::int64_t fold = hasChanges && !IsInMemory() ? NoteFold() : m_foldNoted;
-    m_connection->Do(Bound::Commit);
-    m_refused = false;
+    if (hasChanges && m_sink != nullptr) {
+        CommitShared();
+    } else {
+        m_connection->Do(Bound::Commit);
+    }
     m_foldNoted = fold;
     // Only now: what the commit above throws leaves the handle in its old state.
     m_generation += hasChanges ? 1 : 0;
+}
+
+// What was taken over is committed, whatever happens here.
+void Engine::CommitShared() {
+    HandOver();
+    m_refused = true;  // unless it is here too
+    try {
+        m_connection->Do(Bound::Commit);
+    } catch (const ORQBasFailure& failure) {
+        throw ORQBasFailure(ORQBasFailureKind::Refused,
+                            failure.Text() + "; state " + std::to_string(m_generation + 1) +
+                                " is committed in the store all the same; open the model again");
+    }
+    m_refused = false;
 }
 
 // A log begins anew only after a whole fold, so its first commit says which main file it goes on

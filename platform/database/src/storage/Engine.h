@@ -138,6 +138,7 @@ class Engine final : public Store {
     bool IsLost() const;
     State ReadState();
     void CommitOutermost();
+    void CommitShared();
     void RecordChanges();
     void HandOver();
     void CopyCataloguePages(const Connection& to);

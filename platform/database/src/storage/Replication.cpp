@@ -275,6 +275,7 @@ void Engine::Apply(std::span<const std::byte> changeset) {
         // Before it is named: a handle that opens the state compares the file's length with it.
         m_file.Extend(state.bulkEnd);
         m_catalogue->LeaveRows();
+        m_catalogue->DropPending();  // with what is known of names
         const std::int64_t fold = NoteFold();
         m_connection->Do(Bound::Commit);
         m_foldNoted = fold;

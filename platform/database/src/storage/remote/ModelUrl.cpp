@@ -36,10 +36,11 @@ std::int64_t ParseGeneration(std::string_view text) {
 
 // Anywhere libpq would take one from.
 void CheckHasNoPassword(std::string_view url) {
-    const std::string_view rest = url.substr(url.find("://") + 3);
-    const std::string_view authority = rest.substr(0, rest.find_first_of("/?"));
-    const std::size_t at = authority.rfind('@');
-    if ((at != std::string_view::npos && authority.substr(0, at).find(':') < at) ||
+    std::string_view rest = url.substr(url.find("://") + 3);
+    rest = rest.substr(0, rest.find("model="));
+    // A password may have any of "/?@" in it, as those that programs make often do.
+    const std::size_t at = rest.rfind('@');
+    if ((at != std::string_view::npos && rest.substr(0, at).find(':') < at) ||
         rest.find("password=") != std::string_view::npos) {
         RefuseUrl(
             "a password in it could be read by others; it belongs in the password file "

@@ -97,11 +97,13 @@ std::span<const std::byte> Answer::Bytes(int row, int column) const {
 void PostgresLink::Connect() {
     // The URL comes last, so that what it says counts. A store that does not answer is one that
     // cannot be reached, within a time that somebody would wait.
-    const std::array<const char*, 6> names = {
-        "connect_timeout", "tcp_user_timeout", "fallback_application_name",
-        "client_encoding", "dbname",           nullptr};
-    const std::array<const char*, 6> values = {
-        "10", "30000", "orqmodel", "UTF8", m_conninfo.c_str(), nullptr};
+    // Keepalives show that a host has gone which was only waited for.
+    const std::array<const char*, 9> names = {
+        "connect_timeout",     "tcp_user_timeout", "keepalives_idle",
+        "keepalives_interval", "keepalives_count", "fallback_application_name",
+        "client_encoding",     "dbname",           nullptr};
+    const std::array<const char*, 9> values = {
+        "10", "30000", "10", "5", "4", "orqmodel", "UTF8", m_conninfo.c_str(), nullptr};
     m_connection.reset(PQconnectdbParams(names.data(), values.data(), 1));
     if (PQstatus(m_connection.get()) != CONNECTION_OK) {
         FailLost();
@@ -134,7 +136,8 @@ void PostgresLink::FailRefused(const PGresult* result) {
     const char* primary = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
     const std::string why = OneLine(primary != nullptr ? primary : PQresultErrorMessage(result));
     const bool isOver = PQstatus(m_connection.get()) != CONNECTION_OK || m_lastState.empty() ||
-                        m_lastState.starts_with("57P") || m_lastState.starts_with("08");
+                        m_lastState.starts_with("57P") || m_lastState.starts_with("08") ||
+                        m_lastState == "40003";  // whether it was done is not known
     Disconnect();
     if (isOver) {
         throw StoreUnreachable(ORQBasFailureKind::Io,

@@ -169,12 +169,22 @@ void PostgresStore::GiveLeaseBack(const Token& lease) {
 
 // --- Commits -------------------------------------------------------------------------------------
 
-void PostgresStore::SendState(const Identity& identity, const NewState& state) {
+// Before anything is sent: what is refused here leaves no transaction open.
+void PostgresStore::CheckSize(const NewState& state) const {
     if (static_cast<std::int64_t>(state.changeset.size()) > kMostChangeset) {
         ORQBasThrowUsage(m_shown + ": a commit changes rows of " +
                          std::to_string(state.changeset.size()) + " bytes, and may change " +
                          std::to_string(kMostChangeset) + "; split it");
     }
+}
+
+// The store ends a session that was lost, and the locks that it holds, before others lose patience.
+void PostgresStore::BeginChange() {
+    m_link.Send("BEGIN");
+    m_link.Send("SET LOCAL idle_in_transaction_session_timeout = 20000");
+}
+
+void PostgresStore::SendState(const Identity& identity, const NewState& state) {
     std::int64_t pieceBytes = 0;
     for (const PieceView& piece : state.pieces) {
         const auto size = static_cast<std::int64_t>(piece.bytes.size());
@@ -198,11 +208,12 @@ void PostgresStore::SendState(const Identity& identity, const NewState& state) {
 
 void PostgresStore::Commit(const Identity& identity, const Token& lease, int seconds,
                            const NewState& state) {
-    m_link.Send("BEGIN");
+    CheckSize(state);
+    BeginChange();
     SendState(identity, state);
     // Last, since it holds the row until the end: nobody waits while pieces are sent.
     m_link.Send(
-        "UPDATE orq_model SET generation = $4, lease_until = CURRENT_TIMESTAMP + $5 * interval '1 "
+        "UPDATE orq_model SET generation = $4, lease_until = clock_timestamp() + $5 * interval '1 "
         "second' WHERE identity = $1 AND lease = $2 AND generation = $3 RETURNING generation",
         Bytes(identity), Bytes(lease), state.generation - 1, state.generation, seconds);
     bool isMoved = false;
@@ -247,13 +258,15 @@ void PostgresStore::FailMoved(const Identity& identity, const NewState& state) {
 // Waiting for the row's lock, the question is answered only when the connection that was lost, and
 // which may still be committing, has come to its end.
 bool PostgresStore::WasCommitted(const Identity& identity, const NewState& state) {
-    m_link.Send("BEGIN");
+    // The defaults of a role must not change what is seen after the wait, nor how long it takes.
+    m_link.Send("BEGIN ISOLATION LEVEL READ COMMITTED");
+    m_link.Send("SET LOCAL lock_timeout = 2000");
     m_link.Send("SELECT generation FROM orq_model WHERE identity = $1 FOR UPDATE", Bytes(identity));
     m_link.Send("SELECT token FROM orq_commit WHERE identity = $1 AND generation = $2",
                 Bytes(identity), state.generation);
     m_link.Send("ROLLBACK");
     const std::vector<Answer> answers = m_link.Finish();
-    return answers[2].NumRows() == 1 && std::ranges::equal(answers[2].Bytes(0, 0), state.token);
+    return answers[3].NumRows() == 1 && std::ranges::equal(answers[3].Bytes(0, 0), state.token);
 }
 
 bool PostgresStore::AskUntilAnswered(std::int64_t generation, const std::function<bool()>& ask) {
@@ -261,7 +274,8 @@ bool PostgresStore::AskUntilAnswered(std::int64_t generation, const std::functio
     for (useconds_t pause = 1000;; pause = std::min<useconds_t>(2 * pause, 500'000)) {
         try {
             return ask();
-        } catch (const StoreUnreachable& failure) {
+        } catch (const ORQBasFailure& failure) {
+            // To be refused is no answer either: a lock that takes long, a standby for a while.
             if (std::chrono::steady_clock::now() > end) {
                 throw OutcomeUnknown(ORQBasFailureKind::Refused,
                                      failure.Text() + "; whether state " +
@@ -275,7 +289,8 @@ bool PostgresStore::AskUntilAnswered(std::int64_t generation, const std::functio
 
 void PostgresStore::PutModel(const Identity& identity, const NewState& state,
                              std::span<const std::byte> base) {
-    m_link.Send("BEGIN");
+    CheckSize(state);
+    BeginChange();
     SendState(identity, state);
     SendBase(identity, state.generation, base);
     m_link.Send("INSERT INTO orq_model(name, identity, generation, oldest) VALUES($1, $2, $3, $3)",

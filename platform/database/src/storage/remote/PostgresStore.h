@@ -36,6 +36,8 @@ class PostgresStore final : public RemoteStore {
     void TryToPrepare(const char* sql, const char* what, std::vector<std::string>& left);
     void SendHeadQuery();
     std::optional<Head> HeadOf(const Answer& answer) const;
+    void CheckSize(const NewState& state) const;
+    void BeginChange();
     void SendState(const Identity& identity, const NewState& state);
     void SendBase(const Identity& identity, std::int64_t generation,
                   std::span<const std::byte> base);

@@ -244,9 +244,14 @@ void RemoteCache::BringForward(Engine& engine, RemoteStore& store, std::int64_t 
         return;
     }
     engine.ServeAsCache(nullptr, nullptr);
-    for (const Changeset& changeset :
-         store.GetChangesets(engine.GetIdentity(), engine.Generation(), generation)) {
-        engine.Apply(changeset.bytes);
+    // Some at a time: a copy may be far behind, and its changesets large.
+    constexpr std::int64_t kTogether = 64;
+    while (engine.Generation() < generation) {
+        const std::int64_t last = std::min(engine.Generation() + kTogether, generation);
+        for (const Changeset& changeset :
+             store.GetChangesets(engine.GetIdentity(), engine.Generation(), last)) {
+            engine.Apply(changeset.bytes);
+        }
     }
 }
 
@@ -303,7 +308,11 @@ RemoteCache::Opened RemoteCache::OpenForReading(RemoteStore& store, const Head& 
     if (std::optional<Opened> found = FindOrAdvance(store, head, wish)) {
         return std::move(*found);
     }
-    return Expect(OpenSlot(Build(store, head.identity, wish.generation), false), folder);
+    std::optional<Opened> opened = OpenSlot(Build(store, head.identity, wish.generation), false);
+    if (opened && !wish.Has(opened->engine->Generation())) {
+        opened.reset();  // somebody brought it forward at once
+    }
+    return Expect(std::move(opened), folder);
 }
 
 RemoteCache::Opened RemoteCache::OpenForWriting(RemoteStore& store, const Head& head) const {
@@ -333,8 +342,6 @@ fs::path RemoteCache::Build(RemoteStore& store, const Identity& identity,
                             std::int64_t generation) const {
     const fs::path folder = FolderOf(identity);
     const Base base = store.GetBase(identity, generation);
-    const std::vector<Changeset> changesets =
-        store.GetChangesets(identity, base.generation, generation);
     ORQBasStaged staged(folder / "made", "slot");
     MakeFolder(staged.Path());
     Engine::BuildFromImage(staged.Path().string(), base.image, identity);
@@ -345,10 +352,7 @@ fs::path RemoteCache::Build(RemoteStore& store, const Identity& identity,
                                 "the base of state " + std::to_string(base.generation) +
                                     " is one of state " + std::to_string(engine->Generation()));
         }
-        engine->ServeAsCache(nullptr, nullptr);
-        for (const Changeset& changeset : changesets) {
-            engine->Apply(changeset.bytes);
-        }
+        BringForward(*engine, store, generation);
     }
     return PutAsSlot(staged.Path(), folder);
 }

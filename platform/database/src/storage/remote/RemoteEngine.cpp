@@ -247,7 +247,12 @@ void RemoteEngine::Use(RemoteCache::Opened opened) {
 }
 
 bool RemoteEngine::Refresh() {
-    if (m_writable || m_url.generation) {
+    if (m_url.generation) {
+        // A state that was named stays, also where others bring its copy forward.
+        Slot().CheckUsable();
+        return false;
+    }
+    if (m_writable) {
         return Slot().Refresh();
     }
     const Head head = AskForHead();
@@ -352,6 +357,9 @@ void RemoteEngine::Begin() {
     if (!m_lost.empty()) {
         throw ORQBasFailure(ORQBasFailureKind::Refused, m_lost);
     }
+    if (!m_writable) {
+        ORQBasThrowUsage(m_path + ": is open for reading only, nothing can be changed");
+    }
     const auto now = std::chrono::steady_clock::now();
     if (m_hasLease && Depth() == 0 && now - m_renewed > std::chrono::seconds(LeaseSeconds()) / 3) {
         if (!m_store->RenewLease(m_lease, LeaseSeconds())) {
@@ -371,7 +379,8 @@ void RemoteEngine::Take(const CommittedChange& change) {
     try {
         m_store->Commit(m_head.identity, m_lease, LeaseSeconds(), state);
     } catch (const ORQBasFailure& failure) {
-        if (failure.Kind() == ORQBasFailureKind::Busy) {
+        if (failure.Kind() == ORQBasFailureKind::Busy ||
+            dynamic_cast<const OutcomeUnknown*>(&failure) != nullptr) {
             m_lost = failure.Text();
         }
         throw;

@@ -307,6 +307,18 @@ TEST_P(EarlyForm, IsReadAndWrittenOnAndRewrittenByRecovering) {
     EXPECT_EQ(database.Verify(), Texts());
 }
 
+TEST_P(EarlyForm, AFieldOfNoObjectIsToldAndLeftOutByRecovering) {
+    const std::map<int, Fields> all = AllFields(m_path);
+    MakeEarly(GetParam());
+    Change("INSERT INTO field VALUES(987654, 0, 1, 7)");
+    EXPECT_EQ(ORQSimDatabase::Open(m_path, Mode::ReadOnly).Verify(),
+              Texts{"a row of table field belongs to object 987654, which does not exist"});
+    const ORQSimDatabase::Recovery recovery = ORQSimDatabase::Recover(m_path, m_new);
+    ASSERT_EQ(recovery.damage.size(), 1U);
+    EXPECT_NE(recovery.damage[0].find("object 987654"), std::string::npos) << recovery.damage[0];
+    EXPECT_EQ(ValuesIn(AllFields(m_new)), ValuesIn(all));
+}
+
 // A row of a field that makes no sense: told with its object, and lost alone.
 TEST_P(EarlyForm, AFieldThatMakesNoSenseIsToldWithItsObject) {
     const std::map<int, Fields> all = AllFields(m_path);

@@ -296,6 +296,12 @@ void DirectorySalvage::TakeEarlyFields() {
         }
     });
     put();
+    if (!MayHaveLost(Table::Object)) {
+        for (const auto& [lost, fields] : m_fieldsOfLost) {
+            m_damage.push_back("catalogue.sqlite: table field: the fields of object " +
+                               std::to_string(lost) + ", which does not exist, are left out");
+        }
+    }
 }
 
 // An object that is lost may be made again later, of what leads to it.

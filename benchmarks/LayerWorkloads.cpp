@@ -179,11 +179,13 @@ class LayerDatabase {
     // All of it at once.
     ORQSrvShellLayerTable ReadAtOnce() const {
         ORQSrvShellLayerTable table(m_model);
-        Require(table.Materials().size() + table.Orientations().size() + table.Plies().size() +
-                        table.SectionPoints().size() + table.ConstThicknesses().size() +
-                        table.ConstAngles().size() ==
-                    6 * table.Materials().size(),
-                "the table lacks an array");
+        // Each is read when it is first asked for.
+        table.Materials();
+        table.Orientations();
+        table.Plies();
+        table.SectionPoints();
+        table.ConstThicknesses();
+        table.ConstAngles();
         return table;
     }
 

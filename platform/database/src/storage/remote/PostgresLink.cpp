@@ -228,7 +228,6 @@ std::vector<Answer> PostgresLink::Finish() {
         FailLost();
     }
     Flush();
-    ++m_nRoundTrips;
     Result refused(nullptr, PQclear);
     std::vector<Answer> answers = TakeAnswers(refused);
     if (refused != nullptr) {

@@ -80,8 +80,6 @@ class PostgresLink {
     static bool IsTaken(std::string_view state) { return state == "23505"; }
     /// The code of the last refusal.
     const std::string& LastState() const { return m_lastState; }
-    /// How often answers were waited for.
-    std::int64_t NumRoundTrips() const { return m_nRoundTrips; }
     void Disconnect() noexcept;
 
   private:
@@ -97,7 +95,6 @@ class PostgresLink {
     std::set<const char*> m_prepared;
     std::vector<bool> m_sent;  // of each statement that was sent: whether its answer is wanted
     std::string m_lastState;
-    std::int64_t m_nRoundTrips = 0;
 };
 
 }  // namespace orq::storage

@@ -19,9 +19,9 @@ function(orq_unite target)
         return()
     endif()
     set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_MODE GROUP)
-    # GCC takes a united source for a header, in which a type from an unnamed namespace would be wrong, and a
-    # name of a neighbour for one that is shadowed.
-    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage;-Wno-shadow>)
+    # A name of a neighbour is taken for one that is shadowed. GCC also takes a united source for a header,
+    # in which a type from an unnamed namespace would be wrong.
+    target_compile_options(${target} PRIVATE -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
     get_target_property(sources ${target} SOURCES)
     foreach(source IN LISTS sources)
         if(IS_ABSOLUTE "${source}" OR NOT source MATCHES "^[^$]*[.]cpp$")

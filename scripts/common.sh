@@ -8,18 +8,13 @@ step="start"
 jobs=$(nproc)
 trap 'printf "\nFAILED in step: %s\n" "$step" >&2' ERR
 
-# Compilers that cache their results make a second run much shorter.
-if command -v ccache >/dev/null; then
-    export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
-fi
-
 build_packages=(g++ cmake ninja-build pkg-config libsqlite3-dev libpq-dev libxxhash-dev libfmt-dev libcli11-dev
                 nlohmann-json3-dev libutfcpp-dev libexodusii-dev libexpat1-dev zlib1g-dev libpng-dev libeigen3-dev
                 libfontconfig-dev libfreetype-dev libharfbuzz-dev fonts-dejavu-core python3
                 pybind11-dev python3-dev python3-numpy)
 test_packages=(libgtest-dev libgmock-dev clang clang-format libclang-rt-14-dev git
                python3-numpy python3-vtk9 python3-pandas python3-meshio python3-netcdf4 python3-h5py
-               python3-pip python3-setuptools python3-wheel doxygen dpkg-dev libhdf5-dev libeigen3-dev postgresql)
+               python3-pip python3-setuptools python3-wheel doxygen dpkg-dev libhdf5-dev liblmdb-dev libeigen3-dev postgresql)
 
 # begin_step TEXT: names what follows, on the screen and in the message of a failure.
 begin_step() {

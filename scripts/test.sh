@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# All checks: format, then every test, optimised and again under the sanitizers.
+# All checks: format, then every test, optimised with GCC and again with Clang under the sanitizers.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 # test_preset PRESET [CMAKE ARGUMENT...]: builds it and runs its tests.

@@ -10,18 +10,15 @@
 #include <vector>
 
 #include "AllocationPeak.h"
+#include "ArrayPeer.h"
 #include "BulkData.h"
 #include "CoordinateDatabase.h"
-#include "Hdf5File.h"
 #include "PlainFile.h"
 #include "Workloads.h"
 
 namespace storage_benchmark {
 
 namespace {
-
-constexpr Hdf5File::Layout kPlainChunks = {kChunkNodes, false};
-constexpr Hdf5File::Layout kCheckedChunks = {kChunkNodes, true};
 
 std::vector<double> RandomCoordinates(int nNodes) {
     std::vector<double> values(static_cast<std::size_t>(nNodes) * 3);
@@ -34,10 +31,10 @@ std::vector<double> RandomCoordinates(int nNodes) {
 
 // What all bulk workloads move, and where it goes.
 struct Bulk : BulkData<double> {
-    explicit Bulk(const Settings& settings)
+    explicit Bulk(const Settings& settings, bool hasPeerChecksums = false)
         : BulkData(settings, RandomCoordinates(settings.nNodes)),
           database(settings.directory / "ours.orq"),
-          hdf5(settings.directory / "peer.h5") {}
+          peers(MakeArrayPeers(settings, hasPeerChecksums)) {}
 
     void CheckPicked(std::span<const int> picks) const {
         for (std::size_t i = 0; i < picks.size(); ++i) {
@@ -46,15 +43,28 @@ struct Bulk : BulkData<double> {
                     "what was gathered is not what was written");
         }
     }
-    // The three stores with all the values in them.
-    void StoreAll(const Hdf5File::Layout& layout) const {
+    // All stores with all the values in them; the peers are open for reading.
+    void StoreAll() const {
         CoordinateDatabase::Create(database).Append(values);
         PlainFile(plain, PlainFile::Mode::CreateEmpty).Append(Bytes());
-        Hdf5File(hdf5, layout).Append(values);
+        for (const auto& peer : peers) {
+            peer->Create();
+            peer->Append(values);
+            peer->Open();
+        }
+    }
+    // A contender for each peer.
+    void AddPeers(std::vector<Contender>& contenders,
+                  const std::function<Contender(ArrayPeer&)>& make) const {
+        for (const auto& peer : peers) {
+            contenders.push_back(make(*peer));
+            contenders.back().name = peer->Name();
+            contenders.back().givesUp = peer->GivesUp();
+        }
     }
 
     std::filesystem::path database;
-    std::filesystem::path hdf5;
+    ArrayPeers peers;
 };
 
 // All values into a fresh store, in pieces that are durable one after the other.
@@ -78,38 +88,36 @@ Row MeasureWrite(const Settings& settings, const DurableWrite& write) {
     };
     std::optional<CoordinateDatabase> database;
     std::unique_ptr<PlainFile> plain;
-    std::unique_ptr<Hdf5File> hdf5;
-    return Measure(
-        settings, write.workload, write.wantedRatio,
-        {bulk.Writing(
-             "ours", [&] { database = CoordinateDatabase::Create(bulk.database); },
-             [&] { inPieces([&](auto values) { database->Append(values); }); },
-             [&] {
-                 database.reset();
-                 bulk.CheckStored<CoordinateDatabase>(bulk.database);
-             }),
-         bulk.Writing(
-             write.limitName,
-             [&] { plain = std::make_unique<PlainFile>(bulk.plain, PlainFile::Mode::CreateEmpty); },
-             [&] {
-                 inPieces([&](auto values) {
-                     plain->Append(std::as_bytes(values));
-                     ((*plain).*write.sync)();
-                 });
-             },
-             [&] { bulk.CheckPlain(); }),
-         bulk.Writing(
-             "HDF5", [&] { hdf5 = std::make_unique<Hdf5File>(bulk.hdf5, kPlainChunks); },
-             [&] {
-                 inPieces([&](auto values) {
-                     hdf5->Append(values);
-                     hdf5->Sync();
-                 });
-             },
-             [&] {
-                 hdf5.reset();
-                 bulk.CheckStored<Hdf5File>(bulk.hdf5);
-             })});
+    std::vector<Contender> contenders = {
+        bulk.Writing(
+            "ours", [&] { database = CoordinateDatabase::Create(bulk.database); },
+            [&] { inPieces([&](auto values) { database->Append(values); }); },
+            [&] {
+                database.reset();
+                bulk.CheckStored<CoordinateDatabase>(bulk.database);
+            }),
+        bulk.Writing(
+            write.limitName,
+            [&] { plain = std::make_unique<PlainFile>(bulk.plain, PlainFile::Mode::CreateEmpty); },
+            [&] {
+                inPieces([&](auto values) {
+                    plain->Append(std::as_bytes(values));
+                    ((*plain).*write.sync)();
+                });
+            },
+            [&] { bulk.CheckPlain(); })};
+    bulk.AddPeers(contenders, [&](ArrayPeer& peer) {
+        return bulk.Writing(
+            {}, [&] { peer.Create(); },
+            [&] { inPieces([&](auto values) { peer.Append(values); }); },
+            [&] {
+                bulk.ClearTarget();
+                peer.Open();
+                peer.Read(bulk.target);
+                bulk.CheckTarget();
+            });
+    });
+    return Measure(settings, write.workload, write.wantedRatio, contenders);
 }
 
 std::vector<Row> Write(const Settings& settings) {
@@ -118,33 +126,39 @@ std::vector<Row> Write(const Settings& settings) {
 
 std::vector<Row> Appends(const Settings& settings) {
     return {MeasureWrite(settings,
-                         {"appends", 1.7, 100, "write+fdatasync each", &PlainFile::SyncData})};
+                         {"appends", 1.5, 100, "write+fdatasync each", &PlainFile::SyncData})};
 }
 
 std::vector<Row> ReadFirst(const Settings& settings) {
-    Bulk bulk(settings);
-    bulk.StoreAll(kCheckedChunks);
-    return {Measure(
-        settings, "read-first", 1.8,
-        {bulk.Reading("ours", [&] { CoordinateDatabase(bulk.database).Read(bulk.target); }),
-         bulk.ReadingFreshMap(),
-         bulk.Reading("HDF5 with checksums", [&] { Hdf5File(bulk.hdf5).Read(bulk.target); })})};
+    Bulk bulk(settings, true);
+    bulk.StoreAll();
+    std::vector<Contender> contenders = {
+        bulk.Reading("ours", [&] { CoordinateDatabase(bulk.database).Read(bulk.target); }),
+        bulk.ReadingFreshMap()};
+    bulk.AddPeers(contenders, [&](ArrayPeer& peer) {
+        return bulk.Reading({}, [&] {
+            peer.Open();
+            peer.Read(bulk.target);
+        });
+    });
+    return {Measure(settings, "read-first", 1.2, contenders)};
 }
 
 std::vector<Row> ReadAgain(const Settings& settings) {
     Bulk bulk(settings);
-    bulk.StoreAll(kPlainChunks);
+    bulk.StoreAll();
     const CoordinateDatabase database(bulk.database);
     const MappedFile mapped(bulk.plain);
-    const Hdf5File hdf5(bulk.hdf5);
     database.Read(bulk.target);
     bulk.CopyFrom(mapped);
-    hdf5.Read(bulk.target);
-    return {
-        Measure(settings, "read-again", 1.15,
-                {bulk.Reading("ours", [&] { database.Read(bulk.target); }), bulk.ReadingFreshMap(),
-                 bulk.Reading("touched map", [&] { bulk.CopyFrom(mapped); }),
-                 bulk.Reading("HDF5", [&] { hdf5.Read(bulk.target); })})};
+    std::vector<Contender> contenders = {
+        bulk.Reading("ours", [&] { database.Read(bulk.target); }), bulk.ReadingFreshMap(),
+        bulk.Reading("touched map", [&] { bulk.CopyFrom(mapped); })};
+    bulk.AddPeers(contenders, [&](ArrayPeer& peer) {
+        peer.Read(bulk.target);
+        return bulk.Reading({}, [&] { peer.Read(bulk.target); });
+    });
+    return {Measure(settings, "read-again", 1.15, contenders)};
 }
 
 // Every node with the same chance; ascending.
@@ -163,7 +177,7 @@ std::vector<int> PickNodes(int nNodes, double share) {
 struct Gathering : Bulk {
     Gathering(const Settings& settings, double share)
         : Bulk(settings), picks(PickNodes(settings.nNodes, share)) {
-        StoreAll(kPlainChunks);
+        StoreAll();
     }
     Contender Picking(const std::string& name, std::function<void()> run) {
         return {name, [this] { ClearTarget(); }, std::move(run), [this] { CheckPicked(picks); }};
@@ -172,8 +186,7 @@ struct Gathering : Bulk {
     std::vector<int> picks;
 };
 
-Row Gather(const Settings& settings, const std::string& name, double share, double wantedRatio,
-           bool besideHdf5) {
+Row Gather(const Settings& settings, const std::string& name, double share, double wantedRatio) {
     Gathering data(settings, share);
     const CoordinateDatabase database(data.database);
     const MappedFile mapped(data.plain);
@@ -183,18 +196,10 @@ Row Gather(const Settings& settings, const std::string& name, double share, doub
     std::vector<Contender> contenders = {
         data.Picking("ours", [&] { database.Read(picked, data.target.data()); }),
         data.Picking("same out of a map", [&] { mapped.Gather(data.picks, data.target.data()); })};
-    std::unique_ptr<Hdf5File> hdf5;
-    std::unique_ptr<Hdf5File> cached;
-    if (besideHdf5) {
-        hdf5 = std::make_unique<Hdf5File>(data.hdf5);
-        cached = std::make_unique<Hdf5File>(data.hdf5, Hdf5File::kLargeCache);
-        hdf5->Select(data.picks);
-        cached->Select(data.picks);
-        cached->ReadSelected(data.target.data());
-        contenders.push_back(data.Picking("HDF5", [&] { hdf5->ReadSelected(data.target.data()); }));
-        contenders.push_back(data.Picking("HDF5 with all chunks in its cache",
-                                          [&] { cached->ReadSelected(data.target.data()); }));
-    }
+    data.AddPeers(contenders, [&](ArrayPeer& peer) {
+        peer.Select(data.picks);
+        return data.Picking({}, [&] { peer.Gather(data.target.data()); });
+    });
     return Measure(settings, name, wantedRatio, contenders);
 }
 
@@ -210,20 +215,34 @@ std::vector<Row> GatherFirstTouch(const Settings& settings) {
         picked = database->Pick(data.picks);
     };
     const std::uint64_t expected = MappedFile(data.plain).HashTouched(data.picks);
-    return {Measure(settings, "gather-1%-first-touch", 1.3,
-                    {ours, data.Picking("hash of touched blocks and gather, fresh map", [&] {
+    std::vector<Contender> contenders = {
+        ours,
+        data.Picking("hash of touched blocks and gather, fresh map",
+                     [&] {
                          const MappedFile mapped(data.plain);
                          hash = mapped.HashTouched(data.picks);
                          mapped.Gather(data.picks, data.target.data());
                          Require(hash == expected, "the hash differs");
-                     })})};
+                     }),
+        data.Picking("gather, fresh map",
+                     [&] { MappedFile(data.plain).Gather(data.picks, data.target.data()); })};
+    data.AddPeers(contenders, [&](ArrayPeer& peer) {
+        Contender gathering = data.Picking({}, [&] { peer.Gather(data.target.data()); });
+        gathering.prepare = [&] {
+            data.ClearTarget();
+            peer.Open();
+            peer.Select(data.picks);
+        };
+        return gathering;
+    });
+    return {Measure(settings, "gather-1%-first-touch", 1.3, contenders)};
 }
 
 // What checksums take of a durable write, those of the catalogue's pages too; and what a read of
 // blocks that are verified takes beyond copying them, their bookkeeping and all else.
 std::vector<Row> Checksums(const Settings& settings) {
     Bulk bulk(settings);
-    bulk.StoreAll(kPlainChunks);
+    bulk.StoreAll();
     std::vector<char> catalogue(std::filesystem::file_size(bulk.database / "catalogue.sqlite"));
     std::ifstream(bulk.database / "catalogue.sqlite", std::ios::binary)
         .read(catalogue.data(), std::ssize(catalogue));
@@ -258,23 +277,26 @@ std::vector<Row> Checksums(const Settings& settings) {
 std::vector<Row> OpenAndCount(const Settings& settings) {
     constexpr int kFewNodes = 1000;
     Bulk bulk(settings);
-    bulk.StoreAll(kPlainChunks);
+    bulk.StoreAll();
     const std::filesystem::path small = settings.directory / "small.orq";
     CoordinateDatabase::Create(small).Append(std::span(bulk.values).first(kFewNodes * 3));
     const auto count = [&](const std::filesystem::path& path, int expected) {
         Require(CoordinateDatabase(path).NumNodes() == expected, "the number of nodes is wrong");
     };
-    return {Measure(settings, "open", 1.0,
-                    {{.name = "ours", .run = [&] { count(bulk.database, settings.nNodes); }},
-                     {.name = "ours, 1000 nodes", .run = [&] { count(small, kFewNodes); }},
-                     {.name = "ours, creating an empty model",
-                      .prepare = [&] { std::filesystem::remove_all(small.string() + ".empty"); },
-                      .run = [&] { CoordinateDatabase::Create(small.string() + ".empty"); }},
-                     {.name = "HDF5", .run = [&] {
-                          Require(Hdf5File(bulk.hdf5).NumNodes() ==
-                                      static_cast<hsize_t>(settings.nNodes),
-                                  "the number of nodes is wrong");
-                      }}})};
+    std::vector<Contender> contenders = {
+        {.name = "ours", .run = [&] { count(bulk.database, settings.nNodes); }},
+        {.name = "ours, 1000 nodes", .run = [&] { count(small, kFewNodes); }},
+        {.name = "ours, creating an empty model",
+         .prepare = [&] { std::filesystem::remove_all(small.string() + ".empty"); },
+         .run = [&] { CoordinateDatabase::Create(small.string() + ".empty"); }}};
+    bulk.AddPeers(contenders, [&](ArrayPeer& peer) {
+        return Contender{.name = {}, .run = [&] {
+                             peer.Open();
+                             Require(peer.NumNodes() == settings.nNodes,
+                                     "the number of nodes is wrong");
+                         }};
+    });
+    return {Measure(settings, "open", 1.0, contenders)};
 }
 
 std::vector<Row> Memory(const Settings& settings) {
@@ -282,11 +304,15 @@ std::vector<Row> Memory(const Settings& settings) {
     Bulk bulk(settings);
     const double writes =
         PeakMebibytes([&] { CoordinateDatabase::Create(bulk.database).Append(bulk.values); });
-    const double hdf5Writes =
-        PeakMebibytes([&] { Hdf5File(bulk.hdf5, kPlainChunks).Append(bulk.values); });
+    const auto& hdf5 = bulk.peers.front();
+    hdf5->Create();
+    const double hdf5Writes = PeakMebibytes([&] { hdf5->Append(bulk.values); });
     const double reads =
         PeakMebibytes([&] { bulk.CheckStored<CoordinateDatabase>(bulk.database); });
-    const double hdf5Reads = PeakMebibytes([&] { bulk.CheckStored<Hdf5File>(bulk.hdf5); });
+    const double hdf5Reads = PeakMebibytes([&] {
+        hdf5->Open();
+        hdf5->Read(bulk.target);
+    });
     return {{"memory-write", "MiB", {writes}, "allowed", {kAllowed}, 1.0, {{"HDF5", {hdf5Writes}}}},
             {"memory-read", "MiB", {reads}, "allowed", {kAllowed}, 1.0, {{"HDF5", {hdf5Reads}}}}};
 }
@@ -299,11 +325,11 @@ std::vector<Workload> BulkWorkloads() {
             {"read-again", ReadAgain},
             {"gather-1%",
              [](const Settings& settings) -> std::vector<Row> {
-                 return {Gather(settings, "gather-1%", 0.01, 1.5, true)};
+                 return {Gather(settings, "gather-1%", 0.01, 1.5)};
              }},
             {"gather-30%",
              [](const Settings& settings) -> std::vector<Row> {
-                 return {Gather(settings, "gather-30%", 0.3, 1.3, false)};
+                 return {Gather(settings, "gather-30%", 0.3, 1.3)};
              }},
             {"gather-1%-first-touch", GatherFirstTouch},
             {"appends", Appends},

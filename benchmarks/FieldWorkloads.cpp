@@ -118,8 +118,8 @@ std::vector<Row> Extrapolate(const Settings& settings, const std::string& name,
                               "what Eigen computed is far from the plain loops");
                   }
               }}});
-    const auto& [copyName, copy] = row.peers.front();
-    return {row, {name + "-copy", row.unit, row.ours, copyName, copy, wantedOfCopy, {}}};
+    const Peer& copy = row.peers.front();
+    return {row, {name + "-copy", row.unit, row.ours, copy.name, copy.figure, wantedOfCopy, {}}};
 }
 
 std::vector<Row> ExtrapolateBoth(const Settings& settings) {

@@ -86,7 +86,7 @@ Row MeasureOnce(const Settings& settings, const std::string& workload, double wa
     Row row{workload,    "ms", Summary(times[0]), contenders[1].name, Summary(times[1]),
             wantedRatio, {}};
     for (std::size_t i = 2; i < contenders.size(); ++i) {
-        row.peers.emplace_back(contenders[i].name, Summary(times[i]));
+        row.peers.push_back({contenders[i].name, Summary(times[i]), contenders[i].givesUp});
     }
     return row;
 }
@@ -115,8 +115,9 @@ std::string AsTable(const std::vector<Row>& rows) {
         "| --- | ---: | ---: | ---: | ---: | ---: | ---: | --- |\n";
     for (const Row& row : rows) {
         std::string peers;
-        for (const auto& [name, value] : row.peers) {
-            peers += fmt::format("{}{} {:.2f}", peers.empty() ? "" : ", ", name, value.median);
+        for (const Peer& peer : row.peers) {
+            peers += fmt::format("{}{} {:.2f}", peers.empty() ? "" : ", ", peer.name,
+                                 peer.figure.median);
         }
         const std::string attempts =
             row.nAttempts > 1 ? fmt::format(", of {} attempts", row.nAttempts) : "";
@@ -126,6 +127,66 @@ std::string AsTable(const std::vector<Row>& rows) {
             RatioAtBest(row), row.wantedRatio, 100 * row.limit.spread, attempts, peers);
     }
     return text;
+}
+
+namespace {
+
+constexpr const char* kProducts[] = {"HDF5", "LMDB", "SQLite"};
+
+struct ProductRatios {
+    std::string cell;
+    double most = 0;
+};
+
+// Ours as a multiple of what a product takes in a row, as a cell of the table.
+ProductRatios RatiosTo(std::string_view product, const Row& row) {
+    std::vector<Peer> all = row.peers;
+    all.insert(all.begin(), {row.limitName, row.limit});
+    ProductRatios ratios;
+    for (const Peer& peer : all) {
+        if (!peer.name.starts_with(product)) {
+            continue;
+        }
+        const double ratio = row.ours.median / peer.figure.median;
+        const std::size_t rest = peer.name.find_first_not_of(", ", product.size());
+        std::string note = rest == std::string::npos ? "" : peer.name.substr(rest);
+        note += (note.empty() || peer.givesUp.empty() ? "" : ", ") + peer.givesUp;
+        ratios.cell += fmt::format("{}{:.2f}{}", ratios.cell.empty() ? "" : "; ", ratio,
+                                   note.empty() ? "" : " (" + note + ")");
+        ratios.most = std::max(ratios.most, ratio);
+    }
+    return ratios;
+}
+
+}  // namespace
+
+std::string AsPeerTable(const std::vector<Row>& rows) {
+    std::string text =
+        "| workload | ours | of HDF5 | of LMDB | of SQLite | spread |\n"
+        "| --- | ---: | ---: | ---: | ---: | ---: |\n";
+    std::vector<std::string> behind;
+    int nRows = 0;
+    for (const Row& row : rows) {
+        std::string cells;
+        double most = 0;
+        for (const char* product : kProducts) {
+            const ProductRatios ratios = RatiosTo(product, row);
+            cells += ratios.cell + " | ";
+            most = std::max(most, ratios.most);
+        }
+        if (most == 0) {
+            continue;
+        }
+        text += fmt::format("| {} ({}) | {:.2f} | {}{:.0f} % |\n", row.workload, row.unit,
+                            row.ours.median, cells, 100 * row.limit.spread);
+        ++nRows;
+        if (most > 1) {
+            behind.push_back(fmt::format("{} ({:.2f})", row.workload, most));
+        }
+    }
+    return text + fmt::format("\nAhead of every peer in {} of {} rows{}{}.\n",
+                              nRows - std::ssize(behind), nRows,
+                              behind.empty() ? "" : "; behind: ", fmt::join(behind, ", "));
 }
 
 std::string AsJson(const Settings& settings, const std::vector<Row>& rows) {
@@ -138,8 +199,11 @@ std::string AsJson(const Settings& settings, const std::vector<Row>& rows) {
                            {"rows", nlohmann::json::array()}};
     for (const Row& row : rows) {
         nlohmann::json peers = nlohmann::json::array();
-        for (const auto& [name, value] : row.peers) {
-            peers.push_back({{"name", name}, {"value", value.median}, {"least", value.least}});
+        for (const Peer& peer : row.peers) {
+            peers.push_back({{"name", peer.name},
+                             {"value", peer.figure.median},
+                             {"least", peer.figure.least},
+                             {"gives_up", peer.givesUp}});
         }
         json["rows"].push_back({{"workload", row.workload},
                                 {"unit", row.unit},

@@ -5,7 +5,6 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace storage_benchmark {
@@ -20,6 +19,8 @@ struct Settings {
     std::filesystem::path directory;
     // A bulk data deck; empty: one is made.
     std::filesystem::path deck;
+    // Peers that take long, or have to be installed, run too.
+    bool withPeers = false;
 };
 
 // One way of doing a workload. Only `run` is timed.
@@ -31,6 +32,8 @@ struct Contender {
     std::function<void()> check = [] {};
     // Milliseconds of the last run that do not count.
     std::function<double()> aside = [] { return 0.0; };
+    // Of a peer: what ours promises, and it does not.
+    std::string givesUp = {};
 };
 
 // Over all runs; what is measured once has one value.
@@ -42,6 +45,12 @@ struct Figure {
     double spread = 0;
 };
 
+struct Peer {
+    std::string name;
+    Figure figure;
+    std::string givesUp = {};
+};
+
 // A line of the table.
 struct Row {
     std::string workload;
@@ -50,7 +59,7 @@ struct Row {
     std::string limitName;
     Figure limit;
     double wantedRatio;  // of ours to the limit, at most
-    std::vector<std::pair<std::string, Figure>> peers;
+    std::vector<Peer> peers;
     int nAttempts = 1;
 };
 
@@ -67,6 +76,9 @@ Row Measure(const Settings& settings, const std::string& workload, double wanted
 void Require(bool isRight, std::string_view text);
 
 std::string AsTable(const std::vector<Row>& rows);
+// A line for each row that has open peers: ours as a multiple of each. Contenders whose name begins
+// with that of a peer count, the limit too; the rest of the name is shown.
+std::string AsPeerTable(const std::vector<Row>& rows);
 std::string AsJson(const Settings& settings, const std::vector<Row>& rows);
 
 }  // namespace storage_benchmark

@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "CoordinateDatabase.h"
 #include "Harness.h"
 #include "ORQObjDocument.h"
 #include "ORQObjMesh.h"
@@ -12,6 +13,7 @@
 #include "ORQSimSchema.h"
 #include "ORQSimTransaction.h"
 #include "ORQSrvElementConnectivity.h"
+#include "ORQSrvNodalCoordinates.h"
 #include "StructuredMesh.h"
 
 namespace storage_benchmark {
@@ -35,6 +37,20 @@ MeshDatabase MeshDatabase::Create(const std::filesystem::path& path, int nNodes)
     ORQObjModelBuilder(database).AddNodes(nNodes);
     transaction.Commit();
     return MeshDatabase(std::move(database));
+}
+
+void MeshDatabase::WriteWhole(const std::filesystem::path& path,
+                              std::span<const double> coordinates,
+                              std::span<const int> connectivity) {
+    std::filesystem::remove_all(path);
+    MeshDatabase made(ORQSimDatabase::Create(path.string()));
+    ORQSimTransaction transaction(made.m_database.ContextID());
+    const ORQObjModelBuilder builder(made.m_database);
+    const ORQSimCSetID nodes = builder.AddNodes(static_cast<int>(coordinates.size() / 3));
+    ORQSrvNodalCoordinates(builder.Coordinates(), kChunkNodes)
+        .Append(transaction, nodes, builder.SpatialDirections(3), coordinates.data());
+    made.Append(connectivity);
+    transaction.Commit();
 }
 
 void MeshDatabase::Append(std::span<const int> connectivity) {

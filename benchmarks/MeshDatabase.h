@@ -14,6 +14,10 @@ class MeshDatabase {
   public:
     // A standard model with nodes and no elements, committed; what was there is removed.
     static MeshDatabase Create(const std::filesystem::path& path, int nNodes);
+    // A new standard model with these nodes, three numbers each, and elements, in one transaction, and
+    // closed; what was there is removed.
+    static void WriteWhole(const std::filesystem::path& path, std::span<const double> coordinates,
+                           std::span<const int> connectivity);
     // One that is there, for reading.
     explicit MeshDatabase(const std::filesystem::path& path);
 

@@ -224,7 +224,7 @@ Row MemoryOfChanges(const Settings& settings) {
         record = ORQSimDataRecord(ORQSimDynamicID(id.Category(), database.ContextID(), id.MinorID(),
                                                   id.TypeID(), id.Index()));
     }
-    constexpr double kAllowed = 32;
+    constexpr double kAllowed = 24;
     const double peak = PeakMebibytes([&] { setAll(7); });
     Require(records.back().GetInt(0) == 7, "a record is not as it was changed");
     database.Close();

@@ -91,7 +91,8 @@ struct StoreBulk : BulkData<double> {
     StoreBulk(const Settings& settings, PostgresServer& givenServer)
         : BulkData(settings, RandomValues(settings.nNodes)),
           server(givenServer),
-          cache(settings.directory / "cache"),
+          // A cache whose path is not absolute is none, and the user's own one would be taken.
+          cache(std::filesystem::absolute(settings.directory) / "cache"),
           local(settings.directory / "local.orq"),
           rows(givenServer) {
         ORQSimModelStore::Prepare(server.Url(""));

@@ -1,4 +1,5 @@
-"""What reading from Python costs beside the C++ read under it, and beside h5py where that is there.
+"""What reading from Python costs beside the C++ read under it, and beside h5py, meshio and pyvista
+where they are there.
 
     PYTHONPATH=BUILD/python python3 python_rows.py [NODES] [--folder FOLDER]
 
@@ -97,6 +98,29 @@ def compare_slices(path, folder, xyz, sets):
     row("a thousand slices by set", ours, peer, "h5py")
 
 
+def compare_handover(path, folder, xyz):
+    """The mesh and the labels of its nodes as the object of a peer, beside the peer reading its own file."""
+    try:
+        import meshio
+    except ImportError:
+        print("meshio is not there: no peer for meshes")
+        return
+    ours, mesh = best(opened(path, lambda m: m.to_meshio()), 2)
+    np.testing.assert_array_equal(mesh.points, xyz)
+    mesh.point_sets = {}  # which its format does not have
+    mesh.write(folder / "peer.vtu", compression=None)
+    peer, _ = best(lambda: meshio.read(folder / "peer.vtu"), 2)
+    row("a mesh and its sets for meshio", ours, peer, "meshio, without the sets")
+    try:
+        import pyvista
+    except ImportError:
+        print("pyvista is not there: no peer for grids")
+        return
+    ours, _ = best(opened(path, lambda m: m.to_pyvista()), 2)
+    peer, _ = best(lambda: pyvista.read(folder / "peer.vtu"), 2)
+    row("a grid for pyvista", ours, peer, "pyvista")
+
+
 def time_plies(path):
     with orqmodel.open(path) as m:
         labels = m.element_labels[:100_000].tolist()
@@ -124,6 +148,7 @@ def main():
         xyz, sets = make(path, options.nodes)
         compare_arrays(path)
         compare_slices(path, folder, xyz, sets)
+        compare_handover(path, folder, xyz)
         time_plies(path)
 
 

@@ -35,6 +35,14 @@ std::vector<Workload> AllWorkloads() {
     return all;
 }
 
+// Those in which open peers do the same work.
+std::vector<std::string> WorkloadsWithPeers() {
+    return {"write",         "read-first", "read-again",
+            "gather-1%",     "gather-30%", "gather-1%-first-touch",
+            "appends",       "open",       "records",
+            "small-drawers", "conditions"};
+}
+
 // A directory of this run's own, removed at its end.
 class Scratch {
   public:
@@ -87,8 +95,20 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--deck", settings.deck, "A bulk data deck to import instead of a generated one")
         ->check(CLI::ExistingFile);
+    app.add_flag(
+        "--peers", settings.withPeers,
+        "Beside HDF5, LMDB and SQLite: ours as multiples of theirs (default: the workloads "
+        "that have peers)");
     app.add_flag("--json", asJson, "Print one JSON object instead of a table");
     CLI11_PARSE(app, argc, argv);
+    if (settings.withPeers && app.count("workloads") == 0) {
+        chosen = WorkloadsWithPeers();
+    }
+#ifndef ORQ_WITH_LMDB
+    if (settings.withPeers) {
+        std::cerr << "LMDB is left out: this program was built without it (Debian: liblmdb-dev)\n";
+    }
+#endif
 
     try {
         const Scratch scratch(parent);
@@ -100,7 +120,9 @@ int main(int argc, char** argv) {
                 std::ranges::move(workload.run(settings), std::back_inserter(rows));
             }
         }
-        std::cout << (asJson ? AsJson(settings, rows) : AsTable(rows));
+        std::cout << (asJson               ? AsJson(settings, rows)
+                      : settings.withPeers ? AsPeerTable(rows)
+                                           : AsTable(rows));
     } catch (const std::exception& error) {
         std::cerr << "storage_benchmark: " << error.what() << '\n';
         return 1;

@@ -7,7 +7,8 @@
     python3 plain_reader.py NAME.orq nodeset|elementset NAME   ordinals, in the order of the set
     python3 plain_reader.py NAME.orq field NAME TIME           values of a field at a time, from 0
 
-docs/storage-format.md describes the tables. Reading is safe at any time; nothing is verified here.
+docs/storage-format.md describes the tables. Reading is safe at any time; nothing is verified here. Drawers are read of
+databases of all versions, records of those from version 3 on.
 """
 import sqlite3
 import struct
@@ -18,10 +19,35 @@ import numpy as np
 SCALARS = {1: "<i4", 2: "<u4", 3: "<f4", 4: "<f8", 5: "<i8", 6: "u1"}
 
 
+class Packed:
+    """A packed value: a byte that is its version, and counts and bytes."""
+
+    def __init__(self, held):
+        self.held, self.at = held, 1
+
+    def has_more(self):
+        return self.at < len(self.held)
+
+    def count(self):
+        number, shift = 0, 0
+        while True:
+            digit = self.held[self.at]
+            self.at += 1
+            number |= (digit & 127) << shift
+            shift += 7
+            if digit < 128:
+                return number
+
+    def bytes(self, size):
+        self.at += size
+        return self.held[self.at - size:self.at]
+
+
 class Reader:
     def __init__(self, folder):
         self.db = sqlite3.connect(f"file:{folder}/catalogue.sqlite?mode=ro", uri=True)
         self.bulk = np.memmap(f"{folder}/bulk.bin", "u1", "r")
+        self.format = self.one("SELECT format FROM state")
         self.slots = dict(self.rows("SELECT name, number FROM schema"))
         self.focus = self.one("SELECT id FROM object WHERE type = ?", self.slots["Focus"])
         self.model = self.child(self.focus, "Focus_model")
@@ -53,27 +79,14 @@ class Reader:
                         self.slots["Record_name"])
 
     def record(self, thing):
-        """The fields of a record by number; databases of versions before 3 have them in a table of their own."""
-        packed, at, fields = self.one("SELECT fields FROM object WHERE id = ?", thing), 1, {}
-
-        def take_number():
-            nonlocal at
-            number, shift = packed[at] & 127, 7
-            while packed[at] > 127:
-                at += 1
-                number |= (packed[at] & 127) << shift
-                shift += 7
-            at += 1
-            return number
-
-        while at < len(packed):
-            number, kind = divmod(take_number(), 8)
-            count = take_number()
-            size = {2: 8 * count, 3: count}.get(kind, 0)
-            value = packed[at:at + size]
+        """The fields of a record by number. Databases of versions before 3 have them in a table of their own."""
+        packed, fields = Packed(self.one("SELECT fields FROM object WHERE id = ?", thing)), {}
+        while packed.has_more():
+            number, kind = divmod(packed.count(), 8)
+            count = packed.count()
+            value = packed.bytes({2: 8 * count, 3: count}.get(kind, 0))
             fields[number] = {2: lambda: struct.unpack(f"<{count}d", value), 3: value.decode}.get(
                 kind, lambda: count >> 1 ^ -(count & 1))()
-            at += size
         return fields
 
     def block(self, name):
@@ -85,6 +98,9 @@ class Reader:
 
     def store(self, store, part=0):
         """The chunks of a store, by number: views of the file, or small ones as they stand in the row."""
+        if part == 0 and self.format >= 4:
+            for (held,) in self.rows("SELECT bytes FROM small_chunk WHERE store = ?", store):
+                return {0: np.frombuffer(held, "u1")}
         return {row[0]: self.bulk[row[1]:row[1] + row[2]] if row[1] else np.frombuffer(row[-1], "u1")
                 for row in self.rows("SELECT chunk, offset, length, extent.* FROM extent "
                                      "WHERE store = ? AND part = ?", store, part)}
@@ -105,16 +121,30 @@ class Reader:
         row = self.rows(f"SELECT {self.MEMBERS} FROM component_set WHERE id = ?", number)
         return self.members(*row[0]) if row else np.empty(0, int)
 
+    def dimensions(self, distribution, drawer):
+        """(members, chunk size) of each dimension of a drawer; no members of that along which it grows."""
+        if self.format < 4:
+            return [(self.set(number), chunk) for number, chunk in self.rows(
+                "SELECT set_id, chunk FROM drawer_dimension WHERE distribution = ? "
+                "AND drawer = ? ORDER BY dimension", distribution, drawer)]
+        packed, dimensions = Packed(self.one("SELECT dimensions FROM drawer WHERE distribution = ? "
+                                             "AND number = ?", distribution, drawer)), []
+        while packed.has_more():
+            form, chunk, first = packed.count(), packed.count(), packed.count()
+            members = {0: lambda: self.set(first), 2: lambda: None,
+                       1: lambda: np.arange(first, first + packed.count())}[form]()
+            dimensions.append((members, chunk))
+        return dimensions
+
     def drawers(self, distribution):
         """(members along each dimension, values) of each drawer that is not sparse."""
         scalar = self.one("SELECT scalar FROM distribution WHERE object = ?", distribution)
         for number, layout, extendable, n_rows, store in self.rows(
                 "SELECT number, layout, extendable, n_rows, store FROM drawer "
                 "WHERE distribution = ? AND layout < 2 ORDER BY number", distribution):
-            dims = self.rows("SELECT set_id, chunk FROM drawer_dimension WHERE distribution = ? "
-                             "AND drawer = ? ORDER BY dimension", distribution, number)
+            dims = self.dimensions(distribution, number)
             along = max(extendable, 0)
-            sets = [self.set(set_id) for set_id, _ in dims]
+            sets = [members for members, _ in dims]
             if extendable >= 0:
                 sets[along] = np.concatenate([self.members(*row) for row in self.rows(
                     f"SELECT {self.MEMBERS} FROM drawer_segment WHERE distribution = ? "

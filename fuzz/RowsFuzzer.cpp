@@ -68,12 +68,12 @@ struct Change {
     std::uint16_t more;
 };
 
-constexpr std::array<const char*, 23> kTables = {
+constexpr std::array<const char*, 24> kTables = {
     "state",          "object",        "collection",   "member",          "symbol",
     "name",           "child",         "map_entry",    "vector_entry",    "set_entry",
     "field",          "component_set", "distribution", "drawer",          "drawer_dimension",
     "drawer_segment", "data_set",      "compartment",  "data_set_drawer", "f_table",
-    "f_table_label",  "extent",        "free_extent"};
+    "f_table_label",  "extent",        "free_extent",  "small_chunk"};
 
 constexpr std::array<const char*, 12> kForeign = {
     "CREATE TABLE more(a INTEGER)",

@@ -21,7 +21,8 @@ class ORQSimDistribution;
 ///   place   = entry >> 25           the place of the node in the element, below 128
 ///
 /// Neither bound is checked when packing. A node that the mesh does not have throws ORQBasFailure
-/// (Damaged), naming it; so do values that are not those that were stored. An object is not copied.
+/// (Damaged), naming it; so do values that are not those that were stored. More than 2^31 - 1 entries
+/// are refused (Usage) before anything is read. An object is not copied.
 class ORQ_EXPORT ORQSrvInverseConnectivity {
   public:
     /// `position` is the mesh (ORQObjModel::GetMesh). Reads nothing yet.

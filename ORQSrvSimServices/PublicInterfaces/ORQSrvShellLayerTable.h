@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -8,26 +9,28 @@
 #include "ORQSimCollection.h"
 #include "ORQSimPosition.h"
 
-/// The layers of many shell sections at once: what they refer to, and their constant thicknesses and
-/// angles, as ORQSrvBulkShellLayers writes them.
+/// The layers of many shell sections at once: what they refer to, and their constant thicknesses
+/// and angles, as ORQSrvBulkShellLayers writes them.
 ///
 ///   const ORQSrvShellLayerTable table(model);
 ///   table.ConstThicknesses()[table.Place(layer, section)]
 ///
-/// Every array has a value for each layer that the model has room for and each section of the table;
-/// sections, materials, orientations and plies are member numbers of the model's collections. Values
-/// that vary over the elements are not among them.
+/// Every array has a value for each layer and each section of the table;
+/// sections, materials, orientations and plies are member numbers of the model's collections.
+/// Values that vary over the elements are not among them.
 ///
 /// An array is read by the first call of its getter and stays for the life of the object; what the
-/// database gains afterwards is not seen. Costs a copy of the values and some half a microsecond for
-/// each layer. All throw ORQBasFailure: Usage when the database is closed, Damaged or Io when values
-/// cannot be read.
+/// database gains afterwards is not seen. Costs a copy of the values and some half a microsecond
+/// for each layer. All throw ORQBasFailure: Usage when the database is closed, Damaged or Io when
+/// values cannot be read.
 class ORQ_EXPORT ORQSrvShellLayerTable {
   public:
     /// All sections of the model.
     explicit ORQSrvShellLayerTable(const ORQSimPosition& model);
-    /// Sections [firstSection, firstSection + nSections), as far as the model has them.
-    ORQSrvShellLayerTable(const ORQSimPosition& model, int firstSection, int nSections);
+    /// Sections [firstSection, firstSection + nSections), as far as the model has them, and of each
+    /// the layers [0, mostLayers), as far as the model has room for them.
+    ORQSrvShellLayerTable(const ORQSimPosition& model, int firstSection, int nSections,
+                          int mostLayers = std::numeric_limits<int>::max());
 
     int NumLayers() const { return m_nLayers; }
     int FirstSection() const { return m_firstSection; }

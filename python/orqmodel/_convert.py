@@ -68,17 +68,17 @@ def convert(input, output, *, strict=False, force=False, layup=None, results_map
     layup, results_map: files that say more of the input. progress: called with numbers from 0 to 1;
     what it raises, and Ctrl-C, leave nothing under the name.
     """
-    from ._model import Model, _name, open as open_model
+    from ._model import Model, _is_url, _name, open as open_model
     input, output = _name(input), _name(output)
-    if not os.path.exists(input):
+    if not _is_url(input) and not os.path.exists(input):
         raise FileNotFoundError(2, "there is no such file", input)
     if os.path.exists(output) and not force:
         raise FileExistsError(17, "it exists already; force replaces it", output)
     options = _options(layup, results_map)
-    if output.rstrip("/").endswith(".orq"):
+    if _is_url(output) or output.rstrip("/").endswith(".orq"):
         made, rows = _core.import_into(os.fsencode(input), os.fsencode(output), *options, strict, force, progress)
         return Report(rows) if made else _refuse(Report(rows), output)
-    if os.path.isdir(input):
+    if _is_url(input) or os.path.isdir(input):
         model, imported = open_model(input), []
     else:
         handle, imported = _core.import_to_memory(os.fsencode(input), *options,

@@ -321,20 +321,26 @@ def _name(path):
     return path
 
 
+def _is_url(path):
+    """Whether a name is that of a model in a store, for which nobody looks in the file system."""
+    return path.startswith(("postgresql://", "postgres://"))
+
+
 def open(path, mode="r"):
-    """Opens a model database: "r" for reading, "r+" for writing."""
+    """Opens a model database, a directory or the URL of one in a store: "r" for reading, "r+" for
+    writing."""
     if mode not in ("r", "r+"):
         raise ValueError(f'mode {mode!r} is none of "r", "r+"')
     path = _name(path)
-    if not os.path.exists(path):
+    if not _is_url(path) and not os.path.exists(path):
         raise FileNotFoundError(2, "there is no such model database", path)
     return Model(_core.open(os.fsencode(path), mode == "r+"))
 
 
 def create(path):
-    """Makes an empty model database, NAME.orq, and opens it for writing."""
+    """Makes an empty model database, NAME.orq or a URL, and opens it for writing."""
     path = _name(path)
-    if os.path.lexists(path):
+    if not _is_url(path) and os.path.lexists(path):
         raise FileExistsError(17, "it exists already", path)
     return Model(_core.create(os.fsencode(path)))
 

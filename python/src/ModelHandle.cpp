@@ -55,7 +55,7 @@ std::shared_ptr<const ORQExcSections::Stack> ModelHandle::StackOf(int section) {
 
 int ModelHandle::SectionOf(int element) {
     const auto& sections = Sections().Sections();
-    if (m_sectionOf.empty()) {
+    if (m_sectionOf.empty()) {  // a table, since scripts go through all elements one by one
         m_sectionOf.assign(static_cast<std::size_t>(Model().NumElements()), -1);
         for (std::size_t place = 0; place < sections.size(); ++place) {
             for (ORQSimCSetIterator i(sections[place].elements); !i.IsDone(); i.Next()) {
@@ -75,6 +75,7 @@ ModelHandle::LabelTable& ModelHandle::ReadLabels(Kind kind) {
         if (!std::ranges::is_sorted(labels)) {
             table.ordinals.resize(labels.size());
             std::iota(table.ordinals.begin(), table.ordinals.end(), 0);
+            // Stable: a label that several instances have stands for the first of its members.
             std::ranges::stable_sort(table.ordinals, {}, [&](int ordinal) {
                 return labels[static_cast<std::size_t>(ordinal)];
             });
@@ -92,7 +93,7 @@ int ModelHandle::OrdinalOf(Kind kind, int label) {
     const LabelTable& table = ReadLabels(kind);
     const auto& labels = table.byOrdinal;
     int ordinal = -1;
-    if (table.ordinals.empty()) {
+    if (table.ordinals.empty()) {  // ascending labels, as most models have, need no table
         const auto found = std::ranges::lower_bound(labels, label);
         ordinal = found == labels.end() ? -1 : static_cast<int>(found - labels.begin());
     } else {
@@ -102,6 +103,7 @@ int ModelHandle::OrdinalOf(Kind kind, int label) {
         ordinal = found == table.ordinals.end() ? -1 : *found;
     }
     if (ordinal < 0 || labels[static_cast<std::size_t>(ordinal)] != label || label < 1) {
+        // Members without a label have 0 for it, which names none of them.
         throw py::key_error(std::string(kind == Kind::Node ? "no node" : "no element") +
                             " has the label " + std::to_string(label));
     }
@@ -147,7 +149,7 @@ void ModelHandle::Commit() {
 
 void ModelHandle::Undo() {
     RequireIdle();
-    Forget();
+    Forget();  // what was read may be of the transaction that is undone
     m_transaction.reset();
 }
 
@@ -166,6 +168,8 @@ void ModelHandle::Forget() {
 bool ModelHandle::Refresh() {
     RequireIdle();
     bool isOther = false;
+    // Views lie in the file as it was when they were made. The handle that holds that state is left to
+    // them, and the new state gets a handle of its own.
     if (NumViews() > 0 && !m_database.IsWritable()) {
         const ORQSimDatabase now =
             ORQSimDatabase::Open(m_database.Path(), ORQSimDatabase::Mode::ReadOnly);
@@ -184,7 +188,7 @@ void ModelHandle::Close() {
     if (IsClosed()) {
         return;
     }
-    Undo();
+    Undo();  // first: a transaction and what was read refer to the database
     m_isClosed = true;
     ORQSimDatabase database = std::exchange(m_database, ORQSimDatabase());
     if (NumViews() == 0) {

@@ -89,6 +89,16 @@ class DamageTest : public testing::Test {
         WriteBytes(Catalogue(m_path), m_catalogue);
         WriteBytes(Bulk(m_path), m_bulk);
     }
+    // Changes one bit of it in the bulk file.
+    void DamageValueOf(int node) const {
+        const double value = ValueAt(node);
+        std::string damaged = m_bulk;
+        const std::size_t at =
+            damaged.find(std::string(reinterpret_cast<const char*>(&value), sizeof value));
+        ASSERT_NE(at, std::string::npos);
+        damaged[at + 2] = static_cast<char>(damaged[at + 2] ^ 4);
+        WriteBytes(Bulk(m_path), damaged);
+    }
     ORQSimDatabase Open(Mode mode = Mode::ReadOnly) const {
         return ORQSimDatabase::Open(m_path, mode);
     }
@@ -155,13 +165,7 @@ TEST_F(DamageTest, AnyLostOrMisplacedPageOfTheCatalogueIsFound) {
 }
 
 TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
-    const double value = ValueAt(20'000);
-    std::string damaged = m_bulk;
-    const std::size_t at =
-        damaged.find(std::string(reinterpret_cast<const char*>(&value), sizeof value));
-    ASSERT_NE(at, std::string::npos);
-    damaged[at + 2] = static_cast<char>(damaged[at + 2] ^ 4);
-    WriteBytes(Bulk(m_path), damaged);
+    ASSERT_NO_FATAL_FAILURE(DamageValueOf(20'000));
     const ORQSimDatabase database = Open(Mode::ReadWrite);
     const auto read = [&](int first, int count) {
         return Read(Field(database), RunOf(Nodes(database), first, count),
@@ -170,7 +174,7 @@ TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
     EXPECT_EQ(read(0, 1000).back(), ValueAt(999));
     EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin", "block at byte", "damaged"},
                       [&] { read(19'990, 5); }));
-    EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin"}, [&] { read(19'990, 5); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {Bulk(m_path) + ": "}, [&] { read(19'990, 5); }));
     EXPECT_EQ(read(29'999, 1).back(), ValueAt(29'999));
     const Texts problems = database.Verify();
     ASSERT_EQ(problems.size(), 1u);
@@ -184,6 +188,25 @@ TEST_F(DamageTest, ADamagedBlockIsFoundWhenItIsTouchedAndByVerifying) {
         }));
     }
     EXPECT_EQ(database.Verify().size(), 1u);
+}
+
+// Blocks are compared while they are copied; what is damaged must not stay in the caller's buffer.
+TEST_F(DamageTest, AReadThatMeetsADamagedBlockHandsNothingOfItOut) {
+    ASSERT_NO_FATAL_FAILURE(DamageValueOf(20'000));
+    const ORQSimDatabase database = Open();
+    Doubles values(kNodes, -1);
+    ORQSimTransfer transfer(Field(database));
+    transfer.SetRead()
+        .SetDim(0, RunOf(Nodes(database), 0, kNodes))
+        .SetDim(1, RunOf(Components(database), 0, 1))
+        .SetBuffer(ORQSimbufMain, values.data(), std::int64_t{kNodes} * 8);
+    EXPECT_TRUE(Fails(Failure::Damaged, {"bulk.bin", "block at byte", "damaged"},
+                      [&] { transfer.ExecRead(); }));
+    for (int node = 0; node < kNodes; ++node) {
+        const double read = values[static_cast<std::size_t>(node)];
+        ASSERT_TRUE(read == ValueAt(node) || read == 0 || read == -1) << node << ": " << read;
+    }
+    EXPECT_EQ(values.front(), ValueAt(0)) << "whole blocks before it are read";
 }
 
 TEST_F(DamageTest, ADamagedDatabaseIsNotCopied) {

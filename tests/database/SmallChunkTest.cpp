@@ -36,24 +36,27 @@ class SmallChunkTest : public DatabaseTest {
     }
     void ExpectAll() const { EXPECT_EQ(FirstComponent(Database()), m_values); }
 
-    // Of the committed chunks: whether each stands in the catalogue, in their order.
-    std::vector<bool> AreSmall() const {
-        std::vector<bool> small;
+    // Where the committed chunks lie, in their order: 'a' alone in a row of small_chunk, 's' in
+    // their row of extent, 'f' in the file.
+    std::string Places() const {
+        std::string places;
         sqlite3* catalogue = nullptr;
         EXPECT_EQ(sqlite3_open_v2((m_store.Path() + "/catalogue.sqlite").c_str(), &catalogue,
                                   SQLITE_OPEN_READONLY, nullptr),
                   SQLITE_OK);
         const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closed(catalogue, sqlite3_close);
         const auto add = [](void* to, int, char** texts, char**) {
-            static_cast<std::vector<bool>*>(to)->push_back(*texts[0] == '1');
+            *static_cast<std::string*>(to) += texts[0];
             return 0;
         };
         EXPECT_EQ(sqlite3_exec(catalogue,
-                               "SELECT offset = 0 AND length(small) = length FROM extent "
+                               "SELECT iif(offset = 0 AND length(small) = length, 's', 'f'), "
+                               "store, part, chunk FROM extent "
+                               "UNION ALL SELECT 'a', store, 0, 0 FROM small_chunk "
                                "ORDER BY store, part, chunk",
-                               add, &small, nullptr),
+                               add, &places, nullptr),
                   SQLITE_OK);
-        return small;
+        return places;
     }
 
     Doubles m_values;
@@ -61,11 +64,11 @@ class SmallChunkTest : public DatabaseTest {
 };
 
 TEST_P(SmallChunkTest, StandInTheCatalogueUntilTheyGrow) {
-    const auto expect = [&](int first, int count, const std::vector<bool>& areSmall) {
+    const auto expect = [&](int first, int count, const std::string& places) {
         InTransaction(Database(), [&] { Put(first, count); });
         ExpectAll();
         if (m_store.IsInDirectory()) {
-            EXPECT_EQ(AreSmall(), areSmall) << first << ", " << count;
+            EXPECT_EQ(Places(), places) << first << ", " << count;
         }
         if (m_store.IsOnDisk()) {
             m_store.Reopen();
@@ -73,14 +76,50 @@ TEST_P(SmallChunkTest, StandInTheCatalogueUntilTheyGrow) {
         }
         EXPECT_EQ(Database().Verify(), Texts());
     };
-    expect(0, 1, {true});
-    expect(1, kMostSmallRows - 1, {true});
-    expect(100, 20, {true});
-    expect(kMostSmallRows, 1, {false});
-    expect(0, 10, {false});
+    expect(0, 1, "a");
+    expect(1, kMostSmallRows - 1, "a");
+    expect(100, 20, "a");
+    expect(kMostSmallRows, 1, "f");
+    expect(0, 10, "f");
     // Behind the first one two more chunks, of which one is only begun.
-    expect(kMostSmallRows + 1, kChunk - kMostSmallRows, {false, true});
-    expect(kChunk + 1, kChunk + 9, {false, false, true});
+    expect(kMostSmallRows + 1, kChunk - kMostSmallRows, "fs");
+    expect(kChunk + 1, kChunk + 9, "ffs");
+}
+
+// The first chunk leaves the row of its own when there is a second one, whichever is written first.
+TEST_P(SmallChunkTest, AreAloneUntilThereIsAnother) {
+    constexpr int kRows = 10;
+    for (const bool isSecondFirst : {false, true}) {
+        const ORQSimDistribution field = Field(Database());
+        const ORQSimDrawerID drawer = [&] {
+            ORQSimTransaction transaction(Database().ContextID());
+            const ORQSimDrawerID made = MakeDrawer(field, Run(0, 2 * kRows), OneComponent(), kRows);
+            transaction.Commit();
+            return made;
+        }();
+        // Read before it is written: nothing of that is kept.
+        Doubles values(static_cast<std::size_t>(2 * kRows), 0.0);
+        const auto expect = [&](const std::string& places) {
+            EXPECT_EQ(Read(field, Run(0, 2 * kRows), OneComponent()), values);
+            if (m_store.IsInDirectory()) {
+                EXPECT_EQ(Places(), places);
+            }
+            EXPECT_EQ(Database().Verify(), Texts());
+        };
+        const auto write = [&](int first) {
+            const Doubles written = Filled(kRows, first + 1.0);
+            std::ranges::copy(written, values.begin() + first);
+            InTransaction(Database(),
+                          [&] { Append(Database(), Run(first, kRows), OneComponent(), written); });
+        };
+        expect("");
+        write(isSecondFirst ? kRows : 0);
+        expect(isSecondFirst ? "s" : "a");
+        write(isSecondFirst ? 0 : kRows);
+        expect("ss");
+        InTransaction(Database(), [&] { field.DeleteDrawer(drawer); });
+        EXPECT_EQ(m_store.IsInDirectory() ? Places() : "", "");
+    }
 }
 
 // What a level changed is as it was before when it is undone, also where the chunk went to the file

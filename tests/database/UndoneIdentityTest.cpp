@@ -86,7 +86,7 @@ class UndoneIdentityTest : public DatabaseTest {
              object},
             {"a member", [=, this](auto& u) { Nodes(Database()).SetMember(1, u.record); }, object},
             {"a symbol",
-             [=, this](auto& u) {
+             [=](auto& u) {
                  ORQSimSymbols(context.ID())
                      .Create(ORQSimTypeID(Slot(1)), 0, "s", u.collection.GetCollection());
              },

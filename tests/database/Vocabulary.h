@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "NewDatabase.h"
 #include "ORQBasFailure.h"
 #include "ORQSimArray.h"
 #include "ORQSimCSet.h"
@@ -213,16 +214,6 @@ inline std::string ReadBytes(const std::string& path) {
 
 inline void WriteBytes(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
-
-// The URL of a model of the test's own in the store that the environment variable ORQ_TEST_STORE
-// names; empty where it is not set. Tests of what a database does then run on a model in a store.
-inline std::string NewModelInStore() {
-    const char* store = std::getenv("ORQ_TEST_STORE");
-    static int number = 0;
-    return store == nullptr ? ""
-                            : std::string(store) + "&model=test-" + std::to_string(getpid()) + "-" +
-                                  std::to_string(++number);
 }
 
 // A database in a folder of its own or in memory. Closing one in memory would lose it, so there

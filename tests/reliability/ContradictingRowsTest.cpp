@@ -150,11 +150,37 @@ const Case kCases[] = {
      "are not as many as stored"},
     {"UPDATE component_set SET count = 2147483647 WHERE form > 1", "are not as many as stored"},
     {"UPDATE drawer_segment SET first_row = first_row + 1", "its rows have a gap"},
-    {"UPDATE drawer_dimension SET chunk = 0", "a chunk size is below 1"},
-    {"UPDATE drawer_dimension SET set_id = 2147483647", "does not exist"},
-    {"UPDATE OR REPLACE drawer_dimension SET dimension = 2 WHERE dimension = 1",
+    // Dimensions of a drawer: a chunk size, a set and runs that cannot be, one too few, and members
+    // written down otherwise than the drawer grows.
+    {"UPDATE drawer SET dimensions = x'0102000001080008' WHERE extendable = 0",
+     "a chunk size is below 1"},
+    {"UPDATE drawer SET dimensions = x'0102E807000008FFFFFFFF07' WHERE extendable = 0",
+     "does not exist"},
+    {"UPDATE drawer SET dimensions = x'0102E80700010800FFFFFFFF07' WHERE extendable = 0",
+     "outside the space"},
+    {"UPDATE drawer SET dimensions = x'0102E807000108FFFFFFFF0705' WHERE extendable = 0",
+     "out of range"},
+    {"UPDATE drawer SET dimensions = x'0102E80700' WHERE extendable = 0",
      "does not have the dimensions of its grid"},
-    {"DELETE FROM drawer_dimension", "does not have the dimensions of its grid"},
+    {"UPDATE drawer SET dimensions = x''", "does not have the dimensions of its grid"},
+    {"UPDATE drawer SET dimensions = x'0101E807000801080008' WHERE extendable = 0",
+     "does not have the dimensions of its grid"},
+    // Of another version, cut off, of no form, longer than a number is, nothing.
+    {"UPDATE drawer SET dimensions = x'02'", "column dimensions is 1 bytes, not packed dimensions"},
+    {"UPDATE drawer SET dimensions = x'010080'", "is 3 bytes, not packed dimensions"},
+    {"UPDATE drawer SET dimensions = x'01030000'", "is 4 bytes, not packed dimensions"},
+    {"UPDATE drawer SET dimensions = x'010000FFFFFFFF08'", "is 8 bytes, not packed dimensions"},
+    {"UPDATE drawer SET dimensions = NULL", "column dimensions is no value, not packed dimensions"},
+    {"UPDATE distribution SET n_drawers = n_drawers + 1", "drawers are there"},
+    {"UPDATE distribution SET n_drawers = 0", "drawers are there"},
+    {"UPDATE distribution SET n_drawers = -1", "column n_drawers is -1"},
+    {"UPDATE small_chunk SET bytes = x''", "is inconsistent"},
+    {"UPDATE small_chunk SET bytes = x'00'", "does not fit its rows"},
+    {"UPDATE small_chunk SET bytes = 7", "column bytes is 7, not bytes"},
+    {"UPDATE small_chunk SET store = store + 1000000", "a table that holds 0 bytes"},
+    {"INSERT INTO extent SELECT store, 1, 0, 0, 0, length(bytes), x'', bytes FROM small_chunk "
+     "WHERE store IN (SELECT store FROM drawer WHERE layout < 2)",
+     "has a small chunk and others beside it"},
     {"DELETE FROM component_set", "does not exist"},
     {"UPDATE distribution SET scalar = 7", "column scalar is 7"},
     {"UPDATE distribution SET scalar = 6 WHERE scalar = 4", "does not fit its rows"},
@@ -266,9 +292,25 @@ TEST_F(ContradictingRows, AWriterLosesNothingToPlacesThatOverlapOrLieBehindTheEn
 
 TEST_F(ContradictingRows, ADatabaseOfALaterVersionIsForeign) {
     // Told by its number, whatever else it has.
-    Change("UPDATE state SET format = 4; CREATE TABLE later(a)");
-    EXPECT_TRUE(Fails(Failure::Foreign, {"format version 4", "versions 1 to 3"},
+    Change("UPDATE state SET format = 5; CREATE TABLE later(a)");
+    EXPECT_TRUE(Fails(Failure::Foreign, {"format version 5", "versions 1 to 4"},
                       [&] { ORQSimDatabase::Open(m_path, Mode::ReadOnly); }));
+}
+
+TEST_F(ContradictingRows, ASparseCellOutsideTheColumnsIsDamageAndNotPassedOver) {
+    const auto read = [&] {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+        return Read(Field(database), SetOf(Nodes(database), {5, 7, 9}),
+                    SetOf(Components(database), {5, 6, 7}));
+    };
+    EXPECT_EQ(read().size(), 9U);
+    for (const char* indices : {"000000000300000001000000", "0000000002000000FFFFFFFF"}) {
+        Change(std::string("UPDATE extent SET small = x'") + indices +
+               "' WHERE small = x'000000000200000001000000'");
+        EXPECT_TRUE(
+            Fails(Failure::Damaged, {m_path, "sparse data of store", "contradicts itself"}, read));
+        Restore();
+    }
 }
 
 // A host gives up by throwing out of the progress; wherever that is, nothing stays.

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/uio.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -19,6 +20,7 @@
 #include <iterator>
 #include <optional>
 #include <span>
+#include <utility>
 
 namespace {
 
@@ -142,6 +144,16 @@ ssize_t pwrite(int file, const void* bytes, std::size_t size, off_t offset) {
 ssize_t pwrite64(int file, const void* bytes, std::size_t size, off64_t offset) {
     return Write(file, bytes, size, offset);
 }
+ssize_t pwritev(int file, const iovec* pieces, int nPieces, off_t offset) {
+    std::string bytes;
+    for (const iovec& piece : std::span(pieces, static_cast<std::size_t>(nPieces))) {
+        bytes.append(static_cast<const char*>(piece.iov_base), piece.iov_len);
+    }
+    return Write(file, bytes.data(), bytes.size(), offset);
+}
+ssize_t pwritev64(int file, const iovec* pieces, int nPieces, off64_t offset) {
+    return pwritev(file, pieces, nPieces, offset);
+}
 ssize_t pread(int file, void* bytes, std::size_t size, off_t offset) {
     return FailsToAnswer(file) ? -1 : syscall(SYS_pread64, file, bytes, size, offset);
 }
@@ -234,8 +246,16 @@ void DiskWatch::FailQuestions(std::size_t first, std::size_t count) {
     m_nFailing = count;
 }
 
+void DiskWatch::AtQuestion(std::size_t number, std::function<void()> action) {
+    m_actAt = number;
+    m_action = std::move(action);
+}
+
 bool DiskWatch::FailsQuestion() {
     const std::size_t number = m_nQuestions++;
+    if (m_action && number == m_actAt) {
+        std::exchange(m_action, nullptr)();
+    }
     return number >= m_questionsFail && number < m_questionsFail + m_nFailing;
 }
 

@@ -1,14 +1,15 @@
 // What a process asks of its disk: recorded, made to fail, and replayed up to any point with or
 // without what the disk had not been told to keep.
 //
-// The program that links DiskCalls.cpp has the system's calls pwrite, ftruncate, fdatasync, fsync,
-// unlink, renameat2 and mmap replaced by ones that record, and pread, read, fstat and fcntl, which
-// change nothing on a disk, by ones that only count. That holds for every library in it,
+// The program that links DiskCalls.cpp has the system's calls pwrite, pwritev, ftruncate, fdatasync,
+// fsync, unlink, renameat2 and mmap replaced by ones that record, and pread, read, fstat and fcntl,
+// which change nothing on a disk, by ones that only count. That holds for every library in it,
 // SQLite included, so what is tested is what ships, without a seam in it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <random>
 #include <string>
@@ -49,6 +50,8 @@ class DiskWatch {
     // from question `first` on `count` of them fail by a fault of the disk.
     std::size_t Questions() const { return m_nQuestions; }
     void FailQuestions(std::size_t first, std::size_t count);
+    // Before question `number` is answered, another process does this.
+    void AtQuestion(std::size_t number, std::function<void()> action);
     // Queries of who holds a lock; taking one still works.
     void FailLockQueries(bool fails) { m_failLockQueries = fails; }
     // For the replaced calls: whether the question has to fail.
@@ -73,6 +76,8 @@ class DiskWatch {
     std::size_t m_nQuestions = 0;
     std::size_t m_questionsFail = 0;
     std::size_t m_nFailing = 0;
+    std::size_t m_actAt = 0;
+    std::function<void()> m_action;
     bool m_failLockQueries = false;
 };
 

@@ -271,6 +271,35 @@ TEST_F(FaultTest, WhatFollowsAFailureInsideATransactionIsNotCommittedWithoutWhat
     EXPECT_GT(nUndone, 5);
 }
 
+// Rows that wait are written when they are many; where that fails half-way, some of them are there.
+TEST_F(FaultTest, AFullDiskIsNamedByAllThatFollowsUntilTheTransactionIsUndone) {
+    const ORQSimDatabase database = Open(Mode::ReadWrite);
+    const std::string before = Everything(database);
+    const ORQSimMap names = database.Focus().GetMap(Slot(10));
+    {
+        ORQSimTransaction transaction(database.ContextID());
+        DiskWatch disk(m_folder / ".");
+        disk.Fail(0, 1'000'000, DiskWatch::How::Refuse);
+        const ORQSimPosition record = database.Focus().CreateDataRecord(Slot(20)).Pos();
+        std::string failure;
+        // Four times what stays in memory.
+        for (int i = 0; i < 64'000 && failure.empty(); ++i) {
+            const std::string name = std::to_string(i) + std::string(1000, 'x');
+            failure = FailureOf([&] { names.Insert(ORQString(name.c_str()), record); });
+        }
+        EXPECT_NE(failure.find("No space left"), std::string::npos) << failure;
+        disk.Fail(0, 0, DiskWatch::How::Refuse);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(FailureOf([&] { names.Size(); }), failure);
+            EXPECT_NE(FailureOf([&] { names.Insert(ORQString("one more"), record); }), "");
+        }
+        EXPECT_NE(FailureOf([&] { transaction.Commit(); }), "");
+    }
+    EXPECT_EQ(Everything(database), before);
+    InTransaction(database, [&] { names.Insert(ORQString("one more"), database.Focus()); });
+    EXPECT_EQ(database.Verify(), Texts());
+}
+
 // Also beside a writer, so that rows come from the log.
 TEST_F(FaultTest, ADiskThatFailsIsNamedAndNotTakenForDamage) {
     for (const bool hasLog : {false, true}) {

@@ -144,6 +144,17 @@ void AddRecordsAndTables(const ORQSimDatabase& database) {
     });
 }
 
+// So large that it goes to the disk while its transaction goes on.
+void AddALargeTable(const ORQSimDatabase& database) {
+    constexpr int kValues = 34'000;
+    InTransaction(database, [&] {
+        const ORQSimPosition focus = database.Focus();
+        focus.SetPosition(Slot(16), focus.CreateSimpleFTable(kValues / 2, {}, {},
+                                                             Counting(kValues, 3).data(), kValues));
+        focus.DataRecord().SetInt(1, kValues);
+    });
+}
+
 void ChangeAndRemoveLinks(const ORQSimDatabase& database) {
     InTransaction(database, [&] {
         const ORQSimPosition focus = database.Focus();
@@ -219,6 +230,7 @@ const History& ModelHistory() {
         [](Database d) { AddSectionsWithLayers(d, "A"); },
         AddResults,
         AddRecordsAndTables,
+        AddALargeTable,
         [](Database d) { FillField(d, 100, 900, 5000); },
         AddDrawersBeside,
         [](Database d) { AppendCoordinates(d, 300, 7000); },

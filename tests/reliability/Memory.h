@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 // Counts what asks for memory while it lives, and lets some of it fail. One at a time.
 class MemoryWatch {
@@ -17,4 +18,6 @@ class MemoryWatch {
     // From request `first` on `count` of them fail.
     void Fail(std::size_t first, std::size_t count);
     std::size_t Requests() const;
+    // The most bytes that were in use at a time beyond those at the beginning.
+    std::int64_t PeakBytes() const;
 };

@@ -1,6 +1,9 @@
 // Memory that runs out at any request for it while the scripted history is played.
+#include <vector>
+
 #include "HistoryTest.h"
 #include "Memory.h"
+#include "ORQSimSchema.h"
 #include "ORQSrvBulkShellLayers.h"
 
 namespace {
@@ -98,4 +101,45 @@ TEST_F(MemoryTest, AtAnyRequestTheTransactionIsUndoneOrWhole) {
         ASSERT_TRUE(VerifiedContents(database) == m_states[done + 1].contents);
     }
     EXPECT_GT(nFailed, nTries);
+}
+
+// What is kept back is given on when it is some megabytes, and SQLite keeps 16 MiB of pages.
+TEST(MemoryOfCommits, AMillionChangedRecordsTakeTwentyFourMebibytes) {
+#ifdef SANITIZED
+    constexpr int kRecords = 100'000;
+#else
+    constexpr int kRecords = 1'000'000;
+#endif
+    const Folder folder;
+    const std::string path = folder / "model.orq";
+    std::vector<ORQSimDynamicID> records;
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Create(path);
+        InTransaction(database, [&] {
+            for (int i = 0; i < kRecords; ++i) {
+                const ORQSimDataRecord record =
+                    database.Focus().CreateDataRecord(ORQSimSchema::Model);
+                record.SetString(1, ORQString("a text of some length"));
+                records.push_back(record.Pos().ID());
+            }
+        });
+    }
+    const ORQSimDatabase database = ORQSimDatabase::Open(path, Mode::ReadWrite);
+    const auto recordOf = [&](const ORQSimDynamicID& id) {
+        return ORQSimDataRecord(ORQSimDynamicID(id.Category(), database.ContextID(), id.MinorID(),
+                                                id.TypeID(), id.Index()));
+    };
+    std::int64_t peak = 0;
+    {
+        const MemoryWatch memory;
+        InTransaction(database, [&] {
+            for (const ORQSimDynamicID& id : records) {
+                recordOf(id).SetInt(0, 7);
+            }
+        });
+        peak = memory.PeakBytes();
+    }
+    EXPECT_EQ(recordOf(records.back()).GetInt(0), 7);
+    EXPECT_GT(peak, 1 << 20);  // else nothing was counted
+    EXPECT_LE(peak, 24 << 20);
 }

@@ -142,3 +142,39 @@ TEST_F(CacheTest, WhatAStoreCannotHaveBeenGivenIsRefused) {
     EXPECT_TRUE(Fails(Failure::Damaged, {m_name, "state 3", "seen state 4"},
                       [&] { Open(Mode::ReadOnly); }));
 }
+
+TEST_F(CacheTest, ACopyOfAnotherHistoryIsMadeAnew) {
+    CreateWith(1);
+    UseMachine("second");
+    EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 1));
+    // The store is put back to an earlier state, and goes on otherwise.
+    const std::string of =
+        " WHERE identity = (SELECT identity FROM orq_model WHERE name = '" + m_name + "')";
+    for (const std::string table : {"orq_commit", "orq_changeset", "orq_piece"}) {
+        m_server->Ask("DELETE FROM " + table + of + " AND generation = 3");
+    }
+    m_server->Ask("UPDATE orq_model SET generation = 2 WHERE name = '" + m_name + "'");
+    UseMachine("third");
+    {
+        const ORQSimDatabase database = Open(Mode::ReadWrite);
+        WriteAll(database, 5);
+        WriteAll(database, 6);
+    }
+    for (const Mode mode : {Mode::ReadOnly, Mode::ReadWrite}) {
+        UseMachine(mode == Mode::ReadOnly ? "second" : "first");
+        const ORQSimDatabase database = Open(mode);
+        EXPECT_EQ(FirstComponent(database), Filled(kSharedNodes, 6));
+        EXPECT_EQ(database.Verify(), Texts());
+        EXPECT_EQ(Slots().size(), 1);
+    }
+}
+
+TEST_F(CacheTest, WhatKilledProcessesWereRemovingGoes) {
+    CreateWith(1);
+    const fs::path dead = Slots().front().parent_path() / "dead-slot-9-0123";
+    fs::create_directories(dead);
+    WriteBytes(dead / "bulk.bin", "half");
+    { Open(Mode::ReadOnly); }
+    EXPECT_FALSE(fs::exists(dead));
+    EXPECT_EQ(Slots().size(), 1);
+}

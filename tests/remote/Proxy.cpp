@@ -24,6 +24,9 @@ struct Proxy::Control {
     std::atomic<bool> hasCut{false};
     std::atomic<bool> blocks{false};
     std::atomic<int> nRoundTrips{0};
+    std::atomic<pid_t> victim{0};
+    std::atomic<int> delay{0};
+    std::atomic<std::int64_t> nBytes{0};
 };
 
 namespace {
@@ -42,8 +45,8 @@ struct Line {
     bool hasAsked = false;  // since the last answer
 };
 
-// Hands over what has come; false at the end of the line.
-bool HandOver(int from, int to) {
+// Hands over what has come, and counts it; false at the end of the line.
+bool HandOver(int from, int to, std::atomic<std::int64_t>* count = nullptr) {
     std::array<char, 1 << 16> bytes{};
     const ssize_t n = read(from, bytes.data(), bytes.size());
     for (ssize_t done = 0; done < n;) {
@@ -53,6 +56,9 @@ bool HandOver(int from, int to) {
             return false;
         }
         done += written;
+        if (count != nullptr) {
+            *count += written;
+        }
     }
     return n > 0;
 }
@@ -92,7 +98,13 @@ Proxy::~Proxy() {
 void Proxy::CutBeforeAnswer(int n, When when) {
     m_control->waits = when == When::Answered;
     m_control->hasCut = false;
+    m_control->victim = 0;
     m_control->answersLeft = n;
+}
+
+void Proxy::KillBeforeAnswer(int n, pid_t process) {
+    CutBeforeAnswer(n);
+    m_control->victim = process;
 }
 
 bool Proxy::HasCut() const {
@@ -101,6 +113,14 @@ bool Proxy::HasCut() const {
 
 void Proxy::Block(bool blocks) {
     m_control->blocks = blocks;
+}
+
+void Proxy::Delay(int milliseconds) {
+    m_control->delay = milliseconds;
+}
+
+std::int64_t Proxy::TakeBytes() {
+    return m_control->nBytes.exchange(0);
 }
 
 int Proxy::TakeRoundTrips() {
@@ -138,14 +158,18 @@ void Proxy::Serve(int listening, const std::string& server, Control& control) {
                 const bool answers = recv(line.server, &first, 1, MSG_PEEK) == 1;
                 if (answers && std::exchange(line.hasAsked, false)) {
                     ++control.nRoundTrips;
+                    usleep(static_cast<useconds_t>(1000 * control.delay));
                     if (control.answersLeft >= 0 && control.answersLeft-- == 0) {
+                        if (const pid_t victim = control.victim; victim != 0) {
+                            kill(victim, SIGKILL);
+                        }
                         // The server goes on until its answer is there, and longer.
                         usleep(20'000);
                         control.hasCut = true;
                         lives = false;
                     }
                 }
-                lives = lives && HandOver(line.server, line.client);
+                lives = lives && HandOver(line.server, line.client, &control.nBytes);
             }
             if (!lives) {
                 end(line);

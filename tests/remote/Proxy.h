@@ -2,6 +2,9 @@
 // socket and the server's.
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstdint>
 #include <string>
 
 class Proxy {
@@ -21,12 +24,18 @@ class Proxy {
     /// the answer, or cuts as soon as it has the question.
     enum class When { Answered, Asked };
     void CutBeforeAnswer(int n, When when = When::Answered);
+    /// Kills a process where it would cut.
+    void KillBeforeAnswer(int n, pid_t process);
     /// Whether it came to that.
     bool HasCut() const;
     /// Whether nobody gets through.
     void Block(bool blocks);
+    /// Holds each answer back for so long.
+    void Delay(int milliseconds);
     /// How often a client asked and then waited, since the last call of this.
     int TakeRoundTrips();
+    /// What clients were sent, since the last call of this.
+    std::int64_t TakeBytes();
 
   private:
     struct Control;

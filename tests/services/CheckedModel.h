@@ -6,6 +6,7 @@
 #include <array>
 #include <vector>
 
+#include "NewDatabase.h"
 #include "ORQObjElementClass.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -120,7 +121,7 @@ class CheckedModel {
                 {{component, "u"}}};
     }
 
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     ORQObjSectionBuilder sections{builder.Document()};

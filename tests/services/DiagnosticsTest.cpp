@@ -4,6 +4,7 @@
 #include <iterator>
 #include <limits>
 
+#include "NewDatabase.h"
 #include "ORQObjDiagnostics.h"
 #include "ORQObjModel.h"
 #include "ORQObjModelBuilder.h"
@@ -194,7 +195,7 @@ TEST_F(Diagnostics, WithoutAnOpenDocumentAHandlerIsSilent) {
 
 TEST_F(Diagnostics, AStepOfAFormerDocumentTakesNoConditions) {
     Handler().BeginStep("Cooling");
-    ORQObjDocument other(ORQSimDatabase::CreateInMemory());
+    ORQObjDocument other(NewDatabase());
     Handler().SetDocument(other);
     EXPECT_TRUE(Fails(Failure::Usage, {m_path, "no transaction"}, [] { Warn(1); }));
     EXPECT_EQ(Conditions("Cooling").Size(), 0);

@@ -14,6 +14,7 @@
 #include <tuple>
 #include <vector>
 
+#include "NewDatabase.h"
 #include "ORQBasFailure.h"
 #include "ORQSimCSet.h"
 #include "ORQSimCollection.h"
@@ -240,7 +241,7 @@ class Store {
         return values;
     }
 
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction{database.ContextID()};
     ORQSimCollectionID rows;
     ORQSimCollectionID columns;
@@ -370,7 +371,7 @@ TEST_F(CopyDistribution, WorksInTheCallersTransaction) {
         } else {
             other.AddDrawer(from, {3, 2}, {0, 1}, false);
         }
-        const ORQSimDatabase plain = ORQSimDatabase::CreateInMemory();
+        const ORQSimDatabase plain = NewDatabase();
         const SoundAtEnd sound(plain);
         ORQSimDistributionID to;
         {

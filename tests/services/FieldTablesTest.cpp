@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "NewDatabase.h"
 #include "ORQBasAlloc.h"
 #include "ORQBasFailure.h"
 #include "ORQObjModelBuilder.h"
@@ -52,7 +53,7 @@ class Tables : public testing::Test {
         return builder.Model().CreateDataRecord(ORQSimSchema::Material).Pos();
     }
 
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     SoundAtEnd sound{database};

@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "NewDatabase.h"
 #include "ORQObjLabeler.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -34,7 +35,7 @@ struct LabelModel {
         return ORQSimCollection(ORQObjMesh(builder.Mesh()).GetElementCollection().GetCollection());
     }
 
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     SoundAtEnd sound{database};

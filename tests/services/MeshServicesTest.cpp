@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Assertions.h"
+#include "NewDatabase.h"
 #include "ORQBasFailure.h"
 #include "ORQObjElementClass.h"
 #include "ORQObjMesh.h"
@@ -72,7 +73,7 @@ class MeshServices : public testing::Test {
         return {chunks.begin(), chunks.end()};
     }
 
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     ORQSrvElementConnectivity connectivity{builder.Connectivity(), 2};
@@ -236,6 +237,41 @@ TEST_F(MeshServices, AdjacencyRefusesNodesThatAreNotThere) {
                 << failure.Text();
         }
     }
+}
+
+// Of a mesh so large that offsets, which are ints, would overflow.
+TEST_F(MeshServices, AdjacencyOfTooManyEntriesIsRefusedBeforeAnythingIsRead) {
+    const ORQSimCSetID nodes = builder.AddNodes(4);
+    constexpr int kElements = 60'000'000;  // in each of five drawers
+    ORQSimContext context(database.ContextID());
+    const ORQSimDistributionID rows = context.CreateDistribution(
+        ORQSimGrid({ORQObjMesh(builder.Mesh()).GetElementCollection().GetCollection(),
+                    builder.NodePlaces(8).CollectionID()}),
+        ORQSimRangeType(ORQSimScalarInt), ORQSimTypeID(ORQSimSchema::ConnectivityRows));
+    const ORQSimDSetID dataSet = context.CreateDSet(rows, ORQSimTypeID(ORQSimSchema::Connectivity));
+    for (int drawer = 0; drawer < 5; ++drawer) {
+        ORQSimTransfer make{ORQSimDistribution(rows)};
+        make.SetWrite()
+            .SetMakeNewDrawer()
+            .SetDim(0, builder.AddElements(kElements))
+            .SetDim(1, builder.NodePlaces(8))
+            .ExecMake();
+        context.UpdateDSet(dataSet, make.DrawerID());
+    }
+    const ORQSimPosition mesh = builder.Model().CreateDataRecord(ORQSimSchema::Mesh).Pos();
+    mesh.SetPosition(ORQSimSchema::Mesh_nodes, ORQSimPosition(nodes.CollectionID()));
+    mesh.SetPosition(ORQSimSchema::Mesh_connectivity, ORQSimPosition(dataSet));
+    ORQSrvInverseConnectivity inverse(mesh);
+    try {
+        inverse.Invert();
+        ADD_FAILURE() << "2,400,000,000 entries are counted in an int";
+    } catch (const ORQBasFailure& failure) {
+        EXPECT_EQ(failure.Kind(), ORQBasFailureKind::Usage);
+        EXPECT_NE(failure.Text().find("2400000000 entries"), std::string::npos) << failure.Text();
+    }
+    inverse.Invert(Elements({7, 1'000'000}));  // never written: node 0
+    EXPECT_EQ(inverse.m_total, 16);
+    EXPECT_EQ(inverse.m_offsets[1], 16);
 }
 
 TEST_F(MeshServices, AMeshWithoutElementsHasEmptyAdjacency) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "NewDatabase.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimCollection.h"
@@ -31,7 +32,7 @@ class ScatteredCoordinates : public testing::TestWithParam<bool> {
     void SetUp() override {
         m_path = testing::TempDir() + "scattered_coordinates-" + std::to_string(getpid()) + ".orq";
         std::filesystem::remove_all(m_path);
-        m_database = GetParam() ? ORQSimDatabase::CreateInMemory() : ORQSimDatabase::Create(m_path);
+        m_database = GetParam() ? NewDatabase() : ORQSimDatabase::Create(m_path);
         for (int batch = 0; batch < kBatches; ++batch) {
             Append(batch * kBatch);
         }

@@ -2,6 +2,7 @@
 #include <ostream>
 #include <vector>
 
+#include "NewDatabase.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimLinks.h"
 #include "ORQSrvFunctions.h"
@@ -147,7 +148,7 @@ class ScopedNames : public testing::Test {
         return set;
     }
 
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     SoundAtEnd sound{database};

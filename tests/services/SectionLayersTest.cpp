@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Assertions.h"
+#include "NewDatabase.h"
 #include "ORQBasFailure.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -542,7 +543,7 @@ TEST_F(Sections, DrawersOfSeveralLayersAreRefused) {
 
 // Outside of transactions, sections are read in blocks that are kept for the next one.
 TEST(SectionTable, ShowsTheStateOfEachMoment) {
-    const ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    const ORQSimDatabase database = NewDatabase();
     auto& layers = omi_Singleton<ORQSrvBulkShellLayers>::Instance();
     ORQSimTransaction making(database.ContextID());
     const ORQObjModelBuilder builder(database);
@@ -593,6 +594,27 @@ TEST(SectionTable, ShowsTheStateOfEachMoment) {
     EXPECT_EQ(part.NumSections(), 2);
     EXPECT_THAT(part.ConstThicknesses(), ElementsAre(kNone, kNone, 740, 745));
     EXPECT_EQ(ORQSrvShellLayerTable(builder.Model(), 150, 64).NumSections(), 0);
+    const ORQSrvShellLayerTable lowest(builder.Model(), 148, 64, 1);
+    EXPECT_EQ(lowest.NumLayers(), 1);
+    EXPECT_THAT(lowest.Materials(), ElementsAre(1, 0));
+}
+
+// Neighbours are read together, up to the layers of the one that was asked for.
+TEST_F(Sections, NeighboursWithMoreLayersAreReadToo) {
+    const std::vector<int> counts = {2, 6, 1, 40};
+    std::vector<int> made;
+    for (const int count : counts) {
+        made.push_back(NewSection(("S" + std::to_string(count)).c_str(), count));
+        layers.AppendConstAngle(count - 1, made.back(), 10.0 * count);
+    }
+    Assign("all", {0, 1}, made[0]);
+    Write();
+    for (const std::size_t place : {0U, 1U, 2U, 3U, 0U, 1U}) {
+        const Section read(SectionAt(made[place]));
+        const auto& angles = read.GetConstRotationAngles();
+        ASSERT_EQ(static_cast<int>(angles.size()), counts[place]);
+        EXPECT_EQ(angles[static_cast<std::size_t>(counts[place]) - 1], 10.0 * counts[place]);
+    }
 }
 
 TEST_F(Sections, OfTwoCountsOfAPairTheFirstIsKept) {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "NewDatabase.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQObjSectionBuilder.h"
@@ -53,7 +54,7 @@ class SectionModel : public testing::Test {
         return sections.AddSectionAssignment(Region(name, elements), SectionAt(section));
     }
 
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction{database.ContextID()};
     ORQObjModelBuilder builder{database};
     ORQObjSectionBuilder sections{builder.Document()};

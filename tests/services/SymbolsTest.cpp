@@ -1,5 +1,6 @@
 // Degrees of freedom, components and the symbols that stand for them.
 #include "LabelModel.h"
+#include "NewDatabase.h"
 #include "ORQSimSymbols.h"
 #include "ORQSrvFunctions.h"
 #include "ORQSrvSymbolCollection.h"
@@ -66,7 +67,7 @@ TEST_F(Symbols, ComponentsLeadFromNumberToRecordAndBack) {
 }
 
 TEST_F(Symbols, AnEmptyDocumentHasNone) {
-    const ORQSimDatabase bare = ORQSimDatabase::CreateInMemory();
+    const ORQSimDatabase bare = NewDatabase();
     const ORQSimPosition record = ORQSrvGetComponentRecordFromDofNumber(document, 1);
     for (const ORQObjDocument& empty : {ORQObjDocument(), ORQObjDocument(bare)}) {
         EXPECT_TRUE(ORQSrvGetDofRecordFromDofNumber(empty, 1).IsNull());

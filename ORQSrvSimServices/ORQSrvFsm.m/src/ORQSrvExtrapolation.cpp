@@ -152,6 +152,8 @@ template <class Value, class T>
     const std::vector<T> spread = Spread<T>(shape, matrix, kLanes);
     const std::size_t inputLength = shape.inputPoints * shape.components;
     const std::size_t outputLength = shape.outputPoints * shape.components;
+    // Without points the input may be null, to which nothing is added.
+    const std::size_t hasInput = inputLength > 0 ? 1 : 0;
     // The last components may be computed twice, with the same result.
     const std::size_t last = shape.components - kLanes;
     for (std::size_t k = 0; k < items; ++k) {
@@ -159,12 +161,13 @@ template <class Value, class T>
         Prefetch<T, 1>(output, outputLength);
         std::size_t m = 0;
         for (; m + kLanes < shape.components; m += 2 * kLanes) {
-            ExtrapolateItem<Two<Value, T>>(shape, std::min(kLanes, last - m), input + m, output + m,
-                                           spread.data());
+            ExtrapolateItem<Two<Value, T>>(shape, std::min(kLanes, last - m), input + m * hasInput,
+                                           output + m, spread.data());
         }
         if (m < shape.components) {
             const std::size_t at = std::min(m, last);
-            ExtrapolateItem<One<Value, T>>(shape, 0, input + at, output + at, spread.data());
+            ExtrapolateItem<One<Value, T>>(shape, 0, input + at * hasInput, output + at,
+                                           spread.data());
         }
         input += inputLength;
         output += outputLength;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ORQBasFailure.h"
@@ -22,6 +24,21 @@ namespace {
 // decode entries, do not change.
 constexpr unsigned kElementMask = 0x1FFFFFF;
 constexpr int kPlaceShift = 25;
+
+std::int64_t NumCells(const ORQSimCSetID& rows, const ORQSimCSetID& cols) {
+    return static_cast<std::int64_t>(ORQSimCSet(rows).Size()) * ORQSimCSet(cols).Size();
+}
+
+// Offsets are ints.
+int CheckedTotal(std::int64_t nEntries) {
+    constexpr int kMost = std::numeric_limits<int>::max();
+    if (nEntries > kMost) {
+        ORQBasThrowUsage("the connectivity has " + std::to_string(nEntries) +
+                         " entries, of which " + std::to_string(kMost) +
+                         " can be inverted at once; invert it by sets of elements");
+    }
+    return static_cast<int>(nEntries);
+}
 
 }  // namespace
 
@@ -73,6 +90,7 @@ void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
     std::fill_n(m_offsets, std::int64_t{n} + 1, 0);
 
     std::vector<Block> blocks;
+    std::int64_t nEntries = 0;
     const ORQSimDSet dataSet = m_position.GetPosition(ORQSimSchema::Mesh_connectivity).DSet();
     if (!dataSet.IsEmpty()) {
         ORQSimDistribution distribution(dataSet.GetRelationalDistributionID());
@@ -83,8 +101,12 @@ void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
                                  .Intersection(ORQSimCSet(*elset))
                                  .RegisterWithTempCollection();
             }
-            block.nodes.reset(ReadConnectivityBlockAndCount(distribution, block.rows, block.cols));
+            nEntries += NumCells(block.rows, block.cols);
             blocks.push_back(std::move(block));
+        }
+        m_total = CheckedTotal(nEntries);  // before anything is read
+        for (Block& block : blocks) {
+            block.nodes.reset(ReadConnectivityBlockAndCount(distribution, block.rows, block.cols));
         }
     }
     ConvertCountToOffsetArray(n);
@@ -106,8 +128,7 @@ void ORQSrvInverseConnectivity::Build(const ORQSimCSetID* elset) {
 int* ORQSrvInverseConnectivity::ReadConnectivityBlockAndCount(ORQSimDistribution& dist,
                                                               const ORQSimCSetID& rows,
                                                               const ORQSimCSetID& cols) {
-    const std::int64_t ndata =
-        static_cast<std::int64_t>(ORQSimCSet(rows).Size()) * ORQSimCSet(cols).Size();
+    const std::int64_t ndata = NumCells(rows, cols);
     ORQSimTransfer read(dist);
     read.SetRead().SetDim(0, rows).SetDim(1, cols);
     read.CheckView();  // before anything is allocated by sizes that a file gives
@@ -130,7 +151,6 @@ int* ORQSrvInverseConnectivity::ReadConnectivityBlockAndCount(ORQSimDistribution
         }
         ++counts[node];
     }
-    m_total += static_cast<int>(ndata);
     return nodes.release();
 }
 

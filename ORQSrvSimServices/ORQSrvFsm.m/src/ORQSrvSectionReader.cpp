@@ -53,22 +53,21 @@ int ORQSrvSectionReader::MemberOf(const ORQSimPosition& section) const {
     return ORQSrvMemberNumber(section, m_sections);
 }
 
-int ORQSrvSectionReader::SectionsAtOnce() const {
-    if (m_isInTransaction) {
-        return 1;
-    }
-    const int nLayers =
-        ORQSimCollection(m_model.GetPosition(ORQSimSchema::Model_sectionLayers).GetCollection())
-            .Space();
-    return std::clamp(kMostLayersAtOnce / std::max(1, nLayers), 1, kMostSectionsAtOnce);
+int ORQSrvSectionReader::SectionsAtOnce(int nLayers) const {
+    return m_isInTransaction
+               ? 1
+               : std::clamp(kMostLayersAtOnce / std::max(1, nLayers), 1, kMostSectionsAtOnce);
 }
 
-const ORQSrvShellLayerTable& ORQSrvSectionReader::LayersOf(int section) {
-    if (!m_layers || section < m_layers->FirstSection() ||
-        section - m_layers->FirstSection() >= m_layers->NumSections()) {
-        const int atOnce = SectionsAtOnce();
+const ORQSrvShellLayerTable& ORQSrvSectionReader::LayersOf(int section, int nLayers) {
+    const bool isNeighbour = m_layers && section >= m_layers->FirstSection() &&
+                             section - m_layers->FirstSection() < m_layers->NumSections();
+    if (!isNeighbour || nLayers > m_layers->NumLayers()) {
+        // Where a neighbour had fewer layers, the next may have more again.
+        const int most = isNeighbour ? std::max(nLayers, 2 * m_layers->NumLayers()) : nLayers;
+        const int atOnce = SectionsAtOnce(most);
         // From a multiple on: values that lie together are read together.
-        m_layers.emplace(m_model, section / atOnce * atOnce, atOnce);
+        m_layers.emplace(m_model, section / atOnce * atOnce, atOnce, most);
     }
     return *m_layers;
 }

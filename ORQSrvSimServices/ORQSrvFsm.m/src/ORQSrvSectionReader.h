@@ -13,10 +13,10 @@
 
 /// What ORQSrvShellSection reads of a model, for the services' own sources.
 ///
-/// Reading the layers of a section looks at each layer's drawer, whether it takes one value of it or
-/// sixty; so hosts that go from section to section are served out of blocks of neighbours. What is
-/// known of a committed state is kept for the next section. While a transaction is open nothing is
-/// kept, since anything may change between two calls.
+/// Reading the layers of a section looks at each layer's drawer, whether it takes one value of it
+/// or sixty; so hosts that go from section to section are served out of blocks of neighbours. What
+/// is known of a committed state is kept for the next section. While a transaction is open nothing
+/// is kept, since anything may change between two calls.
 class ORQSrvSectionReader {
   public:
     /// What the layers of a section refer to.
@@ -26,8 +26,9 @@ class ORQSrvSectionReader {
     static std::shared_ptr<ORQSrvSectionReader> Of(const ORQSimDatabase& database);
 
     int MemberOf(const ORQSimPosition& section) const;
-    /// A table that has the section, a member number. Valid until the next call.
-    const ORQSrvShellLayerTable& LayersOf(int section);
+    /// A table that has so many layers of the section, a member number, or all that the model has
+    /// room for. Valid until the next call.
+    const ORQSrvShellLayerTable& LayersOf(int section, int nLayers);
     /// The record with a member number; null where there is none.
     const ORQSimPosition& Record(Reference kind, int member);
     const ORQSimPosition& DistributedThicknesses() const { return m_distributedThicknesses; }
@@ -37,7 +38,7 @@ class ORQSrvSectionReader {
     ORQSrvSectionReader(const ORQSimDatabase& database, bool isInTransaction);
 
     bool IsOf(const ORQSimDatabase& database) const;
-    int SectionsAtOnce() const;
+    int SectionsAtOnce(int nLayers) const;
 
     // Identities alone: the database may be closed meanwhile.
     ORQSimContextID m_context;

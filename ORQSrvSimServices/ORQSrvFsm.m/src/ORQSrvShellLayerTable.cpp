@@ -28,11 +28,11 @@ ORQSrvShellLayerTable::ORQSrvShellLayerTable(const ORQSimPosition& model)
     : ORQSrvShellLayerTable(model, 0, std::numeric_limits<int>::max()) {}
 
 ORQSrvShellLayerTable::ORQSrvShellLayerTable(const ORQSimPosition& model, int firstSection,
-                                             int nSections)
+                                             int nSections, int mostLayers)
     : m_sectionData(model.GetPosition(ORQSimSchema::Model_sectionData)),
       m_layers(CollectionOf(model, ORQSimSchema::Model_sectionLayers)),
       m_sections(CollectionOf(model, ORQSimSchema::Model_sections)),
-      m_nLayers(m_layers.Space()),
+      m_nLayers(std::min(m_layers.Space(), mostLayers)),
       m_firstSection(firstSection),
       m_nSections(std::clamp(m_sections.Space() - firstSection, 0, nSections)) {}
 

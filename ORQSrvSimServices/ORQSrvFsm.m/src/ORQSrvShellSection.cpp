@@ -67,7 +67,7 @@ void ORQSrvShellSection::ReadLayers(ORQSrvSectionReader& reader, Column<T> colum
     if (m_member < 0) {
         return;  // a link that is missing is no error
     }
-    const ORQSrvShellLayerTable& table = reader.LayersOf(m_member);
+    const ORQSrvShellLayerTable& table = reader.LayersOf(m_member, m_layerCount);
     if (table.NumLayers() == 0) {
         return;
     }

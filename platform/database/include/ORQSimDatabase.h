@@ -94,8 +94,9 @@ class ORQ_EXPORT ORQSimDatabase {
     /// The root object. Null when closed.
     ORQSimPosition Focus() const;
 
-    /// A reader moves to the state that was committed last; returns whether it is another one. What
-    /// was read before stays with who read it.
+    /// A reader, or one of several writers of a model in a store, moves to the state that was
+    /// committed last; returns whether it is another one. What was read before stays with who read
+    /// it.
     bool Refresh();
     /// Counts the commits that changed anything.
     std::int64_t Generation() const;

@@ -11,6 +11,12 @@
 /// postgresql://USER\@HOST/DB?model=NAME, which ORQSimDatabase takes wherever it takes a directory;
 /// with \@GENERATION behind it, an earlier state of the model, which can only be read.
 ///
+/// One handle writes to a model at a time, or with the parameter writers=many in each of their URLs
+/// several do. Then a commit goes on top of what others have committed since this handle last did,
+/// and from there on the handle sees it. Where both changed the same, the commit is undone and
+/// throws Busy, which names what they met in; the handle sees the others' commits then, and the
+/// transaction can be made anew. docs/many-machines.md says what meets.
+///
 /// Failures are ORQBasFailure: Usage for a URL that is not well-formed or has a password in it, and
 /// where this library was built without libpq; Io where the store cannot be reached or refuses;
 /// Damaged for what it gives and cannot have been given. Their texts name the model.

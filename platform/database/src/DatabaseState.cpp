@@ -5,6 +5,7 @@
 
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
+#include "ObjectPath.h"
 
 namespace orq::database {
 
@@ -71,7 +72,7 @@ DatabaseState* DatabaseState::Reading(const ORQSimDynamicID& id) {
         throw ClosedFailure();
     }
     state->m_store->CheckProcess();
-    return state->m_undone.Contains(id) ? nullptr : state;
+    return state->m_undone.Contains(id, *state->m_store) ? nullptr : state;
 }
 
 DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
@@ -97,7 +98,7 @@ DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
 }
 
 void DatabaseState::CheckStorable(const ORQSimDynamicID& id) const {
-    if (id.IsNull() || (id.ContextID() == m_context && !m_undone.Contains(id))) {
+    if (id.IsNull() || (id.ContextID() == m_context && !m_undone.Contains(id, *m_store))) {
         return;
     }
     std::string name = "object " + std::to_string(id.MinorID());
@@ -131,15 +132,31 @@ void DatabaseState::CheckInnermost(int level) const {
 }
 
 void DatabaseState::Commit() {
+    const std::int64_t before = m_store->Generation();
     try {
         m_store->Commit();
+    } catch (const storage::ChangesMeet& meeting) {
+        ForgetUndone();
+        std::string text = ShownPath() + ": " + meeting.Beginning();
+        for (const std::int64_t object : meeting.Objects()) {
+            text +=
+                (object == meeting.Objects().front() ? "" : ", ") + NameInMessage(*this, object);
+        }
+        throw ORQBasFailure(meeting.Kind(), text);
     } catch (...) {
-        ForgetCaches();
-        // The store has undone the transaction. Numbers that it gave name nothing any more.
-        m_undone.Undo(m_store->Depth(), m_store->NextNumbers());
+        ForgetUndone();
         throw;
     }
     m_undone.Commit();
+    if (m_store->Generation() > before + 1) {
+        ForgetCaches();  // others committed first, and what they changed is seen from here on
+    }
+}
+
+// The store has undone the transaction. Numbers that it gave name nothing any more.
+void DatabaseState::ForgetUndone() noexcept {
+    ForgetCaches();
+    m_undone.Undo(m_store->Depth(), m_store->NextNumbers());
 }
 
 void DatabaseState::Rollback(int level) noexcept {
@@ -164,7 +181,12 @@ bool DatabaseState::Refresh() {
         hasChanged = fresh->Generation() != m_store->Generation();
         m_store = std::move(fresh);
     } else {
-        hasChanged = m_store->Refresh();
+        try {
+            hasChanged = m_store->Refresh();
+        } catch (...) {
+            ForgetCaches();  // it may have come some of the way
+            throw;
+        }
     }
     if (hasChanged) {
         ForgetCaches();

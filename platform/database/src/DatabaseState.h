@@ -66,6 +66,8 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void ForgetCaches() noexcept;
 
   private:
+    void ForgetUndone() noexcept;
+
     std::unique_ptr<storage::Store> m_store;
     std::string m_path;
     ORQSimContextID m_context;

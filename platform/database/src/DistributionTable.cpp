@@ -9,14 +9,18 @@
 #include "ORQBasFailure.h"
 #include "StoredDrawer.h"
 #include "StoredMembers.h"
+#include "storage/PackedDimensions.h"
 
 namespace orq::database {
 
 using storage::DataSetDrawerRow;
 using storage::DataSetRow;
-using storage::DrawerDimensionRow;
+using storage::DimensionForm;
+using storage::DistributionRow;
 using storage::DrawerRow;
 using storage::DrawerSegmentRow;
+using storage::PackedDimension;
+using storage::StoredMembers;
 using storage::Table;
 
 DistributionState& DistributionTable::Get(const ORQSimDistributionID& id) {
@@ -39,7 +43,7 @@ DistributionState& DistributionTable::Get(const ORQSimDistributionID& id) {
 }
 
 DistributionState DistributionTable::Load(const ORQSimDistributionID& id) {
-    auto row = m_state.Rows().Find<storage::DistributionRow>(id.MinorID());
+    auto row = m_state.Rows().Find<DistributionRow>(id.MinorID());
     if (!row.Next()) {
         ORQBasThrowUsage(m_state.ShownPath() + ": object " + std::to_string(id.MinorID()) +
                          " is no distribution");
@@ -47,6 +51,7 @@ DistributionState DistributionTable::Load(const ORQSimDistributionID& id) {
     DistributionState state;
     state.id = id;
     state.scalar = row->scalar;
+    state.storedRange = row->rangeCollection;
     state.rangeCollection = m_state.Objects().FindCollection(row->rangeCollection);
     const storage::Bytes grid = row->grid;
     if (grid.empty() || grid.size() % sizeof(std::int64_t) != 0) {
@@ -54,6 +59,7 @@ DistributionState DistributionTable::Load(const ORQSimDistributionID& id) {
                             m_state.ShownPath() + ": the grid of distribution " +
                                 std::to_string(id.MinorID()) + " is no list of collections");
     }
+    state.storedGrid.assign(grid.begin(), grid.end());
     for (std::size_t at = 0; at < grid.size(); at += sizeof(std::int64_t)) {
         std::int64_t collection = 0;
         std::memcpy(&collection, grid.data() + at, sizeof collection);
@@ -74,7 +80,7 @@ std::unique_ptr<DrawerState> DistributionTable::LoadDrawer(const DistributionSta
     drawer->extendable = row.extendable;
     drawer->nRows = row.nRows;
     drawer->store = row.store;
-    const bool isOrdered = LoadDimensions(distribution, *drawer);
+    const bool isOrdered = LoadDimensions(distribution, row.dimensions, *drawer);
     if (drawer->extendable < 0) {
         const ComponentSetPtr rows = std::exchange(drawer->sets[0], ComponentSet::Empty());
         drawer->rows = DrawerRows(!rows->IsAscending());
@@ -89,29 +95,33 @@ std::unique_ptr<DrawerState> DistributionTable::LoadDrawer(const DistributionSta
     return drawer;
 }
 
-// Returns whether the members along the extendable dimension keep an order of their own. Its row
-// says so in place of a set's number.
-bool DistributionTable::LoadDimensions(const DistributionState& distribution, DrawerState& drawer) {
+// Returns whether the members along the extendable dimension keep an order of their own.
+bool DistributionTable::LoadDimensions(const DistributionState& distribution,
+                                       storage::Bytes dimensions, DrawerState& drawer) {
     bool isOrdered = false;
-    for (const DrawerDimensionRow& row :
-         m_state.Rows().Find<DrawerDimensionRow>(drawer.id.MinorID(), drawer.id.Index())) {
+    storage::PackedDimensionReader reader(dimensions);
+    while (reader.Next()) {
+        const PackedDimension& dimension = reader.Dimension();
         const auto place = drawer.sets.size();
-        // A dimension is missing; the count below says so.
-        if (row.dimension != static_cast<int>(place)) {
-            break;
+        if ((static_cast<int>(place) == drawer.extendable) !=
+            (dimension.form == DimensionForm::Rows)) {
+            break;  // the count below says so
         }
-        const bool isExtendable = row.dimension == drawer.extendable;
+        isOrdered = isOrdered || (dimension.form == DimensionForm::Rows && dimension.set != 0);
         ORQSimCSetID set;
-        if (isExtendable) {
-            isOrdered = row.set != 0;
-        } else if (place < distribution.grid.size()) {
+        ComponentSetPtr members = ComponentSet::Empty();
+        if (dimension.form == DimensionForm::Run) {
+            members = ReadMembers(m_state.Store(),
+                                  StoredMembers{0, dimension.first, dimension.count, 0, 0, 0, {}});
+        } else if (dimension.form == DimensionForm::Set && place < distribution.grid.size()) {
             const ORQSimCollectionID& collection = distribution.grid[place];
             set = ORQSimCSetID(drawer.id.ContextID(), collection.MinorID(), collection.TypeID(),
-                               row.set);
+                               dimension.set);
+            members = m_state.Sets().Members(set);
         }
         drawer.setIds.push_back(set);
-        drawer.sets.push_back(isExtendable ? ComponentSet::Empty() : m_state.Sets().Members(set));
-        drawer.chunks.push_back(row.chunk);
+        drawer.sets.push_back(std::move(members));
+        drawer.chunks.push_back(dimension.chunk);
     }
     if (drawer.sets.empty() || drawer.sets.size() != distribution.grid.size() ||
         drawer.extendable >= std::ssize(drawer.sets)) {
@@ -129,17 +139,47 @@ void DistributionTable::PutSegment(const DrawerState& drawer, const DrawerSegmen
 }
 
 void DistributionTable::PutDrawerRow(const DrawerState& drawer) {
+    std::vector<std::byte> packed;
+    packed.reserve(8 * drawer.NumDims());  // mostly enough
+    for (std::size_t dim = 0; dim < drawer.NumDims(); ++dim) {
+        PackedDimension dimension;
+        dimension.chunk = drawer.chunks[dim];
+        if (static_cast<int>(dim) == drawer.extendable) {
+            dimension.form = DimensionForm::Rows;
+            dimension.set = drawer.rows.IsOrdered() ? 1 : 0;
+        } else if (drawer.setIds[dim].IsNull()) {
+            dimension.form = DimensionForm::Run;
+            dimension.first = drawer.Members(dim)->First();
+            dimension.count = drawer.Members(dim)->Size();
+        } else {
+            dimension.set = drawer.setIds[dim].Index();
+        }
+        AddPackedDimension(packed, dimension);
+    }
     m_state.Rows().Put(DrawerRow{drawer.id.MinorID(), drawer.id.Index(),
                                  static_cast<int>(drawer.layout), drawer.extendable, drawer.nRows,
-                                 drawer.store});
+                                 drawer.store, packed});
+}
+
+// Null for a run of members, which the drawer holds itself.
+ORQSimCSetID DistributionTable::SetFor(const ORQSimCollectionID& collection,
+                                       const ComponentSetPtr& members) {
+    if (members->GetForm() == ComponentSet::Form::Contiguous && !members->IsEmpty() &&
+        members->First() >= 0 && m_state.Store().FormatVersion() >= storage::kSmallDrawersSince) {
+        return {};
+    }
+    // Drawers mostly cover the same sets again, such as some components.
+    const ORQSimCSetID known = m_state.Sets().FindStored(collection, members);
+    return known.IsNull() ? m_state.Sets().Store(collection, members) : known;
 }
 
 DrawerState& DistributionTable::NewDrawer(DistributionState& distribution,
                                           std::unique_ptr<DrawerState> drawer,
                                           const std::vector<ComponentSetPtr>& sets) {
     storage::Change change(m_state.Rows());
-    const int number =
-        m_state.Store().NewSet();  // ascending and never given twice, as sets' numbers are
+    // Ascending and never given twice, as sets' numbers are.
+    const int number = m_state.Store().NewSet(
+        distribution.drawers.empty() ? 0 : distribution.drawers.back()->id.Index());
     drawer->id = ORQSimDrawerID(distribution.id.ContextID(), distribution.id.MinorID(),
                                 distribution.id.TypeID(), number);
     // Stores are numbered like objects, so that no two things of a database share a store.
@@ -149,26 +189,22 @@ DrawerState& DistributionTable::NewDrawer(DistributionState& distribution,
         drawer->sets[static_cast<std::size_t>(drawer->RowDim())], ComponentSet::Empty());
     drawer->rows = DrawerRows(!rows->IsAscending());
     drawer->nRows = rows->Size();
+    drawer->setIds.reserve(sets.size());
     for (std::size_t dim = 0; dim < sets.size(); ++dim) {
-        ORQSimCSetID set;
-        int stored = drawer->rows.IsOrdered() ? 1 : 0;
-        if (static_cast<int>(dim) != drawer->extendable) {
-            // Drawers mostly cover the same sets again, such as all components.
-            set = m_state.Sets().FindStored(distribution.grid[dim], sets[dim]);
-            set = set.IsNull() ? m_state.Sets().Store(distribution.grid[dim], sets[dim]) : set;
-            stored = set.Index();
-        }
-        drawer->setIds.push_back(set);
-        m_state.Rows().Insert(DrawerDimensionRow{
-            distribution.id.MinorID(), number, static_cast<int>(dim), stored, drawer->chunks[dim]});
+        const bool isExtendable = static_cast<int>(dim) == drawer->extendable;
+        drawer->setIds.push_back(isExtendable ? ORQSimCSetID()
+                                              : SetFor(distribution.grid[dim], sets[dim]));
     }
-    PutDrawerRow(*drawer);
     if (drawer->extendable < 0) {
         drawer->rows.Load({0, rows});
     } else if (drawer->nRows > 0) {
         PutSegment(*drawer, drawer->rows.Append(rows));
     }
+    PutDrawerRow(*drawer);
     distribution.drawers.push_back(std::move(drawer));
+    m_state.Rows().Put(DistributionRow{distribution.id.MinorID(), distribution.scalar,
+                                       distribution.storedRange, distribution.storedGrid,
+                                       static_cast<int>(distribution.drawers.size())});
     change.Finish();
     return *distribution.drawers.back();
 }
@@ -186,9 +222,13 @@ std::int64_t DistributionTable::AddRows(DrawerState& drawer, const ComponentSetP
 ORQSimCSetID DistributionTable::DimensionSet(const DistributionState& distribution,
                                              const DrawerState& drawer, int dimension) {
     const auto place = static_cast<std::size_t>(dimension);
-    return dimension == drawer.extendable
+    const ORQSimCSetID& set = drawer.setIds[place];
+    if (!set.IsNull()) {
+        return set;
+    }
+    return dimension == drawer.RowDim()
                ? m_state.Sets().Temps().Describe(distribution.grid[place], drawer)
-               : drawer.setIds[place];
+               : m_state.Sets().Temps().FindOrAdd(distribution.grid[place], drawer.sets[place]);
 }
 
 void DistributionTable::ForgetInDataSets(std::int64_t distribution, int drawer) {

@@ -40,7 +40,9 @@ class DistributionTable {
   private:
     std::unique_ptr<DrawerState> LoadDrawer(const DistributionState& distribution,
                                             const storage::DrawerRow& row);
-    bool LoadDimensions(const DistributionState& distribution, DrawerState& drawer);
+    bool LoadDimensions(const DistributionState& distribution, storage::Bytes dimensions,
+                        DrawerState& drawer);
+    ORQSimCSetID SetFor(const ORQSimCollectionID& collection, const ComponentSetPtr& members);
     void PutSegment(const DrawerState& drawer, const DrawerSegment& segment);
     void PutDrawerRow(const DrawerState& drawer);
     void ForgetInDataSets(std::int64_t distribution, int drawer);

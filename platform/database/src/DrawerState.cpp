@@ -12,6 +12,9 @@ constexpr std::int64_t kPlainChunk = 4 << 20;  // stored layout, do not change
 }  // namespace
 
 DrawerState* DistributionState::Find(const ORQSimDrawerID& drawer) const {
+    if (!drawers.empty() && drawers.back()->id == drawer) {
+        return drawers.back().get();  // mostly the one that was just made
+    }
     const auto number = [](const auto& state) { return state->id.Index(); };  // ascends
     const auto found = std::ranges::lower_bound(drawers, drawer.Index(), {}, number);
     return found == drawers.end() || (*found)->id != drawer ? nullptr : found->get();

@@ -1,6 +1,7 @@
 // What is known of distributions and their drawers.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -22,7 +23,8 @@ struct DrawerState {
     std::int64_t store = 0;
     std::int64_t nRows = 0;  // of a sparse drawer too
     std::vector<int> chunks;
-    std::vector<ORQSimCSetID> setIds;   // null along the row dimension of an extendable drawer
+    // Of component sets; null where the drawer holds its members without one.
+    std::vector<ORQSimCSetID> setIds;
     std::vector<ComponentSetPtr> sets;  // empty along the row dimension
     DrawerRows rows;
 
@@ -41,6 +43,9 @@ struct DistributionState {
     int scalar = 0;
     ORQSimCollectionID rangeCollection;
     std::vector<ORQSimCollectionID> grid;
+    // As the row has them, also where a collection is missing.
+    std::vector<std::byte> storedGrid;
+    std::int64_t storedRange = 0;
     std::vector<std::unique_ptr<DrawerState>> drawers;  // in order of creation
 
     int ScalarSize() const { return ORQSimScalarSize(scalar); }

@@ -1,10 +1,12 @@
 #include "Erasure.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace orq::database {
 
 using storage::ComponentSetRow;
+using storage::DistributionRow;
 using storage::DrawerRow;
 using storage::DrawerSegmentRow;
 using storage::FTableRow;
@@ -20,9 +22,7 @@ void EraseBulk(Store& store, std::int64_t number) {
     }
 }
 
-}  // namespace
-
-void EraseDrawer(Store& store, std::int64_t distribution, int drawer) {
+void EraseDrawerAlone(Store& store, std::int64_t distribution, int drawer) {
     // Bulk data first: only these rows say where it lies.
     for (const DrawerSegmentRow& row : store.Rows().Find<DrawerSegmentRow>(distribution, drawer)) {
         EraseBulk(store, row.members.store);
@@ -31,8 +31,38 @@ void EraseDrawer(Store& store, std::int64_t distribution, int drawer) {
         EraseBulk(store, row.store);
     }
     store.Rows().Erase(Table::DrawerSegment, distribution, drawer);
-    store.Rows().Erase(Table::DrawerDimension, distribution, drawer);
     store.Rows().Erase(Table::Drawer, distribution, drawer);
+}
+
+// Sets how many drawers a distribution is to have; f(of before) says it.
+template <class F>
+void PutNumDrawers(Store& store, std::int64_t distribution, F&& f) {
+    DistributionRow counted;
+    // Copied, since it lies in the row that is read.
+    std::vector<std::byte> grid;
+    for (const DistributionRow& row : store.Rows().Find<DistributionRow>(distribution)) {
+        counted = row;
+        grid.assign(row.grid.begin(), row.grid.end());
+    }
+    if (counted.object == distribution) {
+        counted.grid = grid;
+        counted.nDrawers = f(counted.nDrawers);
+        store.Rows().Put(counted);
+    }
+}
+
+}  // namespace
+
+void EraseDrawer(Store& store, std::int64_t distribution, int drawer) {
+    if (store.Rows().Has<DrawerRow>(distribution, drawer)) {
+        PutNumDrawers(store, distribution, [](int before) { return std::max(0, before - 1); });
+    }
+    EraseDrawerAlone(store, distribution, drawer);
+}
+
+void CountDrawers(Store& store, std::int64_t distribution) {
+    const auto nDrawers = store.Rows().Count(Table::Drawer, distribution);
+    PutNumDrawers(store, distribution, [&](int) { return static_cast<int>(nDrawers); });
 }
 
 void EraseSet(Store& store, int set) {
@@ -49,7 +79,7 @@ void EraseObject(Store& store, std::int64_t object) {
         drawers.push_back(row.number);
     }
     for (const int drawer : drawers) {
-        EraseDrawer(store, object, drawer);
+        EraseDrawerAlone(store, object, drawer);
     }
     for (const FTableRow& row : store.Rows().Find<FTableRow>(object)) {
         EraseBulk(store, row.store);

@@ -1,7 +1,6 @@
 #include "FlatArray.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace orq::database {
 
@@ -30,7 +29,7 @@ bool GetFlatArray(storage::ChunkStore& chunks, std::int64_t store, int part, std
         if (n <= 0) {
             return false;
         }
-        std::memcpy(out.data(), chunk.Bytes(from, from + n), static_cast<std::size_t>(n));
+        chunk.CopyTo(from, from + n, out.data());
         out = out.subspan(static_cast<std::size_t>(n));
         begin += n;
     }

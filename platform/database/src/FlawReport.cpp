@@ -9,7 +9,6 @@ namespace orq::database {
 
 using storage::ComponentSetRow;
 using storage::DrawerRow;
-using storage::ExtentRow;
 using storage::Table;
 
 void FlawReport::Add(std::string text, Remove remove) {
@@ -81,16 +80,18 @@ std::string FlawReport::Loss(std::int64_t store, std::int64_t size) {
     if (damaged != m_salvage->DamagedStores().end()) {
         return damaged->second;
     }
-    return m_salvage->MayHaveLost(Table::Extent, store) && StoredBytes(store) < size
+    return (m_salvage->MayHaveLost(Table::Extent, store) ||
+            m_salvage->MayHaveLost(Table::SmallChunk, store)) &&
+                   StoredBytes(store) < size
                ? "the catalogue's page that says where its data lies is damaged"
                : "";
 }
 
 std::int64_t FlawReport::StoredBytes(std::int64_t store) {
     std::int64_t bytes = 0;
-    for (const ExtentRow& row : Rows().Find<ExtentRow>(store)) {
-        bytes = std::min(bytes + row.length, kUnknown / 2);  // no sum of lengths that are none
-    }
+    ForEachChunk(store, [&](std::int64_t, std::int64_t length) {
+        bytes = std::min(bytes + length, kUnknown / 2);  // no sum of lengths that are none
+    });
     return bytes;
 }
 

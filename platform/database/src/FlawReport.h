@@ -77,6 +77,16 @@ class FlawReport {
         return Loss(members.store, std::int64_t{members.count} * 4);
     }
     std::int64_t StoredBytes(std::int64_t store);
+    /// Calls f(number, length) for each chunk of a store, whatever its part.
+    template <class F>
+    void ForEachChunk(std::int64_t store, F&& f) {
+        for (const storage::SmallChunkRow& row : Rows().Find<storage::SmallChunkRow>(store)) {
+            f(std::int64_t{0}, std::ssize(row.bytes));
+        }
+        for (const storage::ExtentRow& row : Rows().Find<storage::ExtentRow>(store)) {
+            f(row.chunk, row.length);
+        }
+    }
 
     /// Notes that a store of bulk data has an owner; a flaw where it has one already. `remove`
     /// removes the new owner.

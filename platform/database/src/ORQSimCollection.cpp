@@ -14,7 +14,6 @@ using orq::database::ComponentSet;
 using orq::database::ComponentSetPtr;
 using orq::database::DatabaseState;
 using orq::database::IsObject;
-using orq::storage::CollectionRow;
 using orq::storage::Index;
 using orq::storage::MemberRow;
 
@@ -85,7 +84,7 @@ int ORQSimCollection::Space() const {
 void ORQSimCollection::ExtendSpace(int space) {
     DatabaseState& state = DatabaseState::Writing(m_id);
     if (space > state.Objects().Space(m_id)) {
-        state.Rows().Put(CollectionRow{m_id.MinorID(), space});
+        state.Objects().SetSpace(m_id, space);
     }
 }
 

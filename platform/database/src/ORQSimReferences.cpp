@@ -12,6 +12,7 @@
 #include "Links.h"
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
+#include "storage/PackedDimensions.h"
 
 using orq::database::DatabaseState;
 using orq::database::EraseObject;
@@ -23,12 +24,13 @@ using orq::storage::ChildRow;
 using orq::storage::CompartmentRow;
 using orq::storage::ComponentSetRow;
 using orq::storage::DataSetRow;
+using orq::storage::DimensionForm;
 using orq::storage::DistributionRow;
-using orq::storage::DrawerDimensionRow;
 using orq::storage::DrawerRow;
 using orq::storage::Index;
 using orq::storage::MapEntryRow;
 using orq::storage::MemberRow;
+using orq::storage::PackedDimensionReader;
 using orq::storage::RowStore;
 using orq::storage::SetEntryRow;
 using orq::storage::SymbolRow;
@@ -182,14 +184,13 @@ std::int64_t UserOfSet(RowStore& rows, std::int64_t collection, int set) {
             return row.dataSet;
         }
     }
-    for (const DrawerDimensionRow& row : rows.Find<DrawerDimensionRow>()) {
-        if (row.set != set) {
-            continue;
-        }
-        // Along the dimension in which a drawer grows the column holds something else.
-        auto drawer = rows.Find<DrawerRow>(row.distribution, row.drawer);
-        if (drawer.Next() && drawer->extendable != row.dimension) {
-            return row.distribution;
+    for (const DrawerRow& row : rows.Find<DrawerRow>()) {
+        PackedDimensionReader dimensions(row.dimensions);
+        while (dimensions.Next()) {
+            if (dimensions.Dimension().form == DimensionForm::Set &&
+                dimensions.Dimension().set == set) {
+                return row.distribution;
+            }
         }
     }
     return 0;

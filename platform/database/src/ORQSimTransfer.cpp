@@ -348,6 +348,7 @@ ORQSimTransfer& ORQSimTransfer::SetDim(int dimension, const ORQSimCSet& set) {
     }
     const auto place = static_cast<std::size_t>(dimension);
     if (place >= m_job->dims.size()) {
+        m_job->dims.reserve(kMostDimensions / 4);
         m_job->dims.resize(place + 1);
     }
     m_job->dims[place] = set;

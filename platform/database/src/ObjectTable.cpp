@@ -17,9 +17,23 @@ ORQSimDynamicID ObjectTable::Find(std::int64_t object) const {
     return row.Next() ? IdentityOf({object, row->category, row->type, 0}) : ORQSimDynamicID();
 }
 
-int ObjectTable::Space(const ORQSimCollectionID& collection) const {
-    auto row = m_state.Rows().Find<storage::CollectionRow>(collection.MinorID());
-    return row.Next() ? row->space : 0;
+int ObjectTable::Space(const ORQSimCollectionID& collection) {
+    const std::int64_t object = collection.MinorID();
+    KnownSpace& known = PlaceOfSpace(object);
+    if (known.collection != object) {
+        auto row = m_state.Rows().Find<storage::CollectionRow>(object);
+        if (!row.Next()) {
+            return 0;  // what does not exist may come to exist
+        }
+        known = {object, row->space};
+    }
+    return known.space;
+}
+
+void ObjectTable::SetSpace(const ORQSimCollectionID& collection, int space) {
+    // Before the row is written: if that throws, the next reader looks it up.
+    PlaceOfSpace(collection.MinorID()) = {};
+    m_state.Rows().Put(storage::CollectionRow{collection.MinorID(), space});
 }
 
 ORQSimDynamicID ObjectTable::IdentityOf(const storage::Target& target) const {

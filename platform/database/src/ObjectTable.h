@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "ORQSimIDs.h"
@@ -27,7 +28,10 @@ class ObjectTable {
     ORQSimCollectionID FindCollection(std::int64_t object) const {
         return ORQSimCollectionID(Find(object));
     }
-    int Space(const ORQSimCollectionID& collection) const;
+    /// 0 where there is no such collection. Every transfer asks for those of its grid, so the last
+    /// ones are known.
+    int Space(const ORQSimCollectionID& collection);
+    void SetSpace(const ORQSimCollectionID& collection, int space);
     ORQSimDynamicID Focus() const {
         return IdentityOf({kFocus, ORQSimCategoryRecord, ORQSimSchema::Focus, 0});
     }
@@ -45,7 +49,10 @@ class ObjectTable {
     void SetChild(std::int64_t object, int slot, int member, const ORQSimDynamicID& target);
 
     /// Forgets what was read of rows.
-    void Forget() noexcept { m_children.fill({}); }
+    void Forget() noexcept {
+        m_children.fill({});
+        m_spaces.fill({});
+    }
 
   private:
     struct KnownChild {
@@ -54,11 +61,19 @@ class ObjectTable {
         int member = 0;
         ORQSimDynamicID target;
     };
+    struct KnownSpace {
+        std::int64_t collection = 0;  // 0 for none
+        int space = 0;
+    };
+    KnownSpace& PlaceOfSpace(std::int64_t collection) {
+        return m_spaces[static_cast<std::size_t>(collection) % m_spaces.size()];
+    }
     KnownChild& PlaceOfChild(std::int64_t object, int slot, int member);
 
     DatabaseState& m_state;
     // By hash; the later of two takes the place. 64 are more links than a loop follows.
     std::array<KnownChild, 64> m_children;
+    std::array<KnownSpace, 16> m_spaces;  // likewise
 };
 
 }  // namespace orq::database

@@ -1,5 +1,6 @@
 #include "RecordTable.h"
 
+#include <limits>
 #include <string>
 
 #include "DatabaseState.h"
@@ -22,6 +23,7 @@ RecordTable::Record& RecordTable::Know(std::int64_t object) {
             record.fields.assign(row->fields.begin(), row->fields.end());
         }
         record.reader = storage::PackedFieldReader(record.fields);
+        record.highest = record.fields.empty() ? -1 : std::numeric_limits<int>::max();
         // What does not exist may come to exist.
         record.object = record.exists ? object : 0;
     }
@@ -35,7 +37,12 @@ void RecordTable::Put(std::int64_t object, const storage::PackedField& field) {
     }
     // Until its row is written: if that throws, the next reader looks it up.
     record.object = 0;
-    PutPackedField(record.fields, field);
+    if (field.number > record.highest) {
+        AppendPackedField(record.fields, field);
+        record.highest = field.number;
+    } else {
+        PutPackedField(record.fields, field);
+    }
     m_state.Rows().Put(ObjectRow{object, record.type, record.category, record.fields});
     record.reader = storage::PackedFieldReader(record.fields);
     record.object = object;

@@ -10,8 +10,8 @@ namespace orq::database {
 
 class DatabaseState;
 
-/// The fields of records. They are read and set one by one, and stored all together, so those of the
-/// last records are kept here.
+/// The fields of records. They are read and set one by one, and stored all together, so those of
+/// the last records are kept here.
 class RecordTable {
   public:
     explicit RecordTable(DatabaseState& state) : m_state(state) {}
@@ -44,6 +44,7 @@ class RecordTable {
         int type = 0;
         int category = 0;
         std::vector<std::byte> fields;
+        int highest = 0;                        // no field has a higher number
         storage::PackedFieldReader reader{{}};  // fields are mostly asked for in their order
     };
     Record& PlaceOf(std::int64_t object) {

@@ -61,6 +61,7 @@ constexpr Words kWords[] = {
     {Table::FTable, "tables", true},
     {Table::FTableLabel, "labels of tables", true},
     {Table::Extent, "places of bulk data in stores", false},
+    {Table::SmallChunk, "data of few bytes in stores", false},
 };
 
 class Recoverer {
@@ -268,6 +269,9 @@ class Recoverer {
         m_recovery.tables = Rows().Count(Table::FTable);
         for (const ExtentRow& row : Rows().Find<ExtentRow>()) {
             m_recovery.bulkBytes += row.length;
+        }
+        for (const storage::SmallChunkRow& row : Rows().Find<storage::SmallChunkRow>()) {
+            m_recovery.bulkBytes += std::ssize(row.bytes);
         }
         if (!m_recovery.lost.empty()) {
             m_recovery.unreachable = m_recovery.objects - CountReachable();

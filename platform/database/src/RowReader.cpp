@@ -61,13 +61,20 @@ void RowReader::ReadRun(RowRun run) {
         // are 0.
         const bool isStored = run.row < m_storedEnd;
         std::int64_t most = (isStored ? m_storedEnd : m_chunkEnd) - run.row;
-        // Compared and copied in turns while a chunk is compared for the first time; see
-        // kVerifyStep.
-        if (isStored && !m_chunk.IsChecked()) {
+        // Rows that move as they are, are compared while they are copied; others compared and
+        // moved in turns, see kVerifyStep.
+        const bool isFresh = isStored && !m_chunk.IsChecked();
+        const bool isCopied = isFresh && m_geometry.MovesWholeRows() && m_mover.isPlain;
+        if (isFresh && !isCopied) {
             most = std::min(most, std::max<std::int64_t>(1, kVerifyStep / m_rowBytes));
         }
         const auto count = static_cast<int>(std::min<std::int64_t>(run.count, most));
-        if (isStored && !m_chunk.IsChecked() && m_rowBytes > kLongRow) {
+        if (isCopied) {
+            const std::int64_t begin = (run.row - m_chunkBegin) * m_rowBytes;
+            m_chunk.CopyTo(
+                begin, begin + count * m_rowBytes,
+                BufferAt(run.viewLocation) + m_geometry.pieces[0].inBuffer * m_mover.bufferSize);
+        } else if (isFresh && m_rowBytes > kLongRow) {
             for (int i = 0; i < count; ++i) {
                 ReadLongRow((run.row + i - m_chunkBegin) * m_rowBytes,
                             BufferAt(run.viewLocation + i));

@@ -134,8 +134,10 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
             for (auto k = static_cast<std::size_t>(map[static_cast<std::size_t>(i)] - first);
                  k < static_cast<std::size_t>(map[static_cast<std::size_t>(i) + 1] - first); ++k) {
                 const auto column = static_cast<std::size_t>(indices[k]);
-                // The index comes from the file, and may lie outside the columns of the drawer.
-                if (column < toView.size() && toView[column] >= 0) {
+                if (column >= toView.size()) {
+                    FailDamaged(state, drawer);
+                }
+                if (toView[column] >= 0) {
                     result.m_columns.push_back(toView[column]);
                     result.m_values.insert(result.m_values.end(), values.data() + k * valueSize,
                                            values.data() + (k + 1) * valueSize);

@@ -43,6 +43,7 @@ DatabaseState& ORQSimTransfer::Job::State() const {
 
 std::vector<ComponentSetPtr> ORQSimTransfer::Job::View() const {
     std::vector<ComponentSetPtr> view;
+    view.reserve(dims.size());
     for (const auto& dim : dims) {
         view.push_back(dim ? dim->Payload() : ComponentSet::Empty());
     }
@@ -90,8 +91,9 @@ void ORQSimTransfer::Job::CheckAgainstSpaces(const DistributionState& distributi
 
 void ORQSimTransfer::Job::CheckMembers(int dimension, const ORQSimCSet& set,
                                        const ORQSimCollectionID& collection) const {
+    DatabaseState& state = State();
     if (direction == Direction::Write || making != Making::None) {
-        State().CheckStorable(set.ID());
+        state.CheckStorable(set.ID());
     }
     if (set.CollectionID().IsNull() && set.IsEmpty()) {
         return;
@@ -102,7 +104,7 @@ void ORQSimTransfer::Job::CheckMembers(int dimension, const ORQSimCSet& set,
                          ", the grid has collection " + std::to_string(collection.MinorID()));
     }
     const ComponentSet& members = *set.Payload();
-    const int space = State().Objects().Space(collection);
+    const int space = state.Objects().Space(collection);
     if (!members.IsEmpty() && (members.Lowest() < 0 || members.Highest() >= space)) {
         ORQBasThrowUsage(InDimension(dimension) + ": member " +
                          std::to_string(FirstOutside(members, space)) +

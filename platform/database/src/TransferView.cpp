@@ -9,7 +9,7 @@
 #include <type_traits>
 
 #include "ORQBasFailure.h"
-#include "StreamedCopy.h"
+#include "storage/StreamedCopy.h"
 
 namespace orq::database {
 
@@ -147,7 +147,7 @@ void ToLargeBuffer(std::byte* buffer, std::int64_t stride, const std::byte* stor
                    std::int64_t count) {
     if constexpr (std::is_same_v<Store, Buffer>) {
         if (stride == 1) {
-            StreamedCopy(buffer, store, static_cast<std::size_t>(count) * sizeof(Store));
+            storage::StreamedCopy(buffer, store, static_cast<std::size_t>(count) * sizeof(Store));
             return;
         }
     }

@@ -17,11 +17,12 @@ void UndoneNumbers::Undo(int depth, const storage::Numbers& next) noexcept {
     }
 }
 
-bool UndoneNumbers::Contains(const ORQSimDynamicID& id) const {
+bool UndoneNumbers::Contains(const ORQSimDynamicID& id, const storage::Store& store) const {
     const bool isPart =
         id.Category() == ORQSimCategoryCSet || id.Category() == ORQSimCategoryDrawer;
-    return m_objects.Contains(id.MinorID()) ||
-           (isPart && id.Index() > 0 && m_sets.Contains(id.Index()));
+    return (m_objects.Contains(id.MinorID()) && store.MayHaveGiven(id.MinorID(), 0)) ||
+           (isPart && id.Index() > 0 && m_sets.Contains(id.Index()) &&
+            store.MayHaveGiven(0, id.Index()));
 }
 
 }  // namespace orq::database

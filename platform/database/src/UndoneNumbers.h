@@ -21,8 +21,9 @@ class UndoneNumbers {
     /// All levels but the outer `depth` have been undone; the next one would give these numbers.
     void Undo(int depth, const storage::Numbers& next) noexcept;
 
-    /// Whether an identity has such a number. Cost: two binary searches over the undone levels.
-    bool Contains(const ORQSimDynamicID& id) const;
+    /// Whether an identity has such a number. Cost: two binary searches over the undone levels. Of
+    /// several writers of a store, others may have numbers between those of a level.
+    bool Contains(const ORQSimDynamicID& id, const storage::Store& store) const;
 
   private:
     std::vector<storage::Numbers> m_levelStarts;  // one per open level

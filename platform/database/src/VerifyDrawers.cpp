@@ -8,13 +8,13 @@
 #include "SparseRows.h"
 #include "StoredDrawer.h"
 #include "StoredMembers.h"
+#include "storage/PackedDimensions.h"
 
 namespace orq::database {
 
 using storage::DistributionRow;
 using storage::DrawerRow;
 using storage::DrawerSegmentRow;
-using storage::ExtentRow;
 using storage::Table;
 
 namespace {
@@ -34,7 +34,7 @@ class DrawerCheck {
                 m_report.AddObject(row.object, "the collection that its values refer to, " +
                                                    m_report.Show(row.rangeCollection) +
                                                    ", does not exist");
-            } else if (HasWholeDrawers(row.object, row.grid.size() / sizeof(std::int64_t))) {
+            } else if (HasWholeDrawers(row)) {
                 CheckDistribution(row.object, id);
             }
         }
@@ -42,24 +42,39 @@ class DrawerCheck {
 
   private:
     // Whether the rows of all drawers are there, so that a distribution can be read.
-    bool HasWholeDrawers(std::int64_t object, std::size_t nDimensions) {
+    bool HasWholeDrawers(const DistributionRow& distribution) {
+        const std::int64_t object = distribution.object;
+        const auto nDimensions =
+            static_cast<std::int64_t>(distribution.grid.size() / sizeof(std::int64_t));
         const std::size_t nBefore = m_report.Flaws().size();
+        const std::int64_t nDrawers = m_report.Rows().Count(Table::Drawer, object);
         for (const DrawerRow& row : m_report.Rows().Find<DrawerRow>(object)) {
-            // Had only one of its rows been lost, the other would show that there was a drawer.
-            if (m_report.MayHaveLost(Table::Drawer, object) &&
-                m_report.MayHaveLost(Table::DrawerDimension, object)) {
+            if (nDrawers < distribution.nDrawers) {
                 m_report.AddDrawer(
                     object, row.number,
                     "another one that was lost may have held later values of its cells");
-            } else if (m_report.Rows().Count(Table::DrawerDimension, object, row.number) !=
-                       static_cast<std::int64_t>(nDimensions)) {
+            } else if (NumDimensions(row) != nDimensions) {
                 m_report.AddDrawer(object, row.number, "does not have the dimensions of its grid");
             } else if (const std::string problem = ProblemOfSegments(object, row.number);
                        !problem.empty()) {
                 m_report.AddDrawer(object, row.number, problem);
             }
         }
+        if (nDrawers != distribution.nDrawers) {
+            m_report.Add(m_report.Show(object) + ": " + std::to_string(nDrawers) + " of " +
+                             std::to_string(distribution.nDrawers) + " drawers are there",
+                         [state = &m_state, object] { CountDrawers(state->Store(), object); });
+        }
         return m_report.Flaws().size() == nBefore;
+    }
+
+    static std::int64_t NumDimensions(const DrawerRow& row) {
+        storage::PackedDimensionReader dimensions(row.dimensions);
+        std::int64_t count = 0;
+        while (dimensions.Next()) {
+            ++count;
+        }
+        return count;
     }
 
     std::string ProblemOfSegments(std::int64_t object, int drawer) {
@@ -139,30 +154,29 @@ class DrawerCheck {
         const bool refers =
             !distribution.rangeCollection.IsNull() &&
             (distribution.scalar == ORQSimScalarInt || distribution.scalar == ORQSimScalarUint);
-        for (const ExtentRow& row : m_report.Rows().Find<ExtentRow>(drawer.store)) {
+        m_report.ForEachChunk(drawer.store, [&](std::int64_t chunk, std::int64_t length) {
             std::string problem;
-            if (rowBytes == 0 || row.length % rowBytes != 0 ||
-                row.length / rowBytes > rowsPerChunk ||
-                row.chunk * rowsPerChunk + row.length / rowBytes > drawer.nRows) {
-                problem = "of " + std::to_string(row.length) + " bytes does not fit its rows";
+            if (rowBytes == 0 || length % rowBytes != 0 || length / rowBytes > rowsPerChunk ||
+                chunk * rowsPerChunk + length / rowBytes > drawer.nRows) {
+                problem = "of " + std::to_string(length) + " bytes does not fit its rows";
             } else if (refers) {
-                problem = WrongReference(distribution, row);
+                problem = WrongReference(distribution, drawer.store, chunk, length);
             }
             if (!problem.empty()) {
                 m_report.AddDrawer(drawer.id.MinorID(), drawer.id.Index(),
-                                   "chunk " + std::to_string(row.chunk) + " " + problem);
+                                   "chunk " + std::to_string(chunk) + " " + problem);
             }
-        }
+        });
     }
 
     // The first one of a chunk; one finding a chunk says enough.
-    std::string WrongReference(const DistributionState& distribution, const ExtentRow& chunk) {
+    std::string WrongReference(const DistributionState& distribution, std::int64_t store,
+                               std::int64_t chunk, std::int64_t length) {
         constexpr std::uint32_t kNoReference = 0xFFFFFFFF;
         const auto space =
             static_cast<std::uint32_t>(m_state.Objects().Space(distribution.rangeCollection));
-        const std::byte* bytes =
-            m_state.Chunks().Read(chunk.store, 0, chunk.chunk, 0, chunk.length);
-        for (std::int64_t at = 0; at < chunk.length; at += 4) {
+        const std::byte* bytes = m_state.Chunks().Read(store, 0, chunk, 0, length);
+        for (std::int64_t at = 0; at < length; at += 4) {
             std::uint32_t value = 0;
             std::memcpy(&value, bytes + at, sizeof value);
             if (value >= space && value != kNoReference) {

@@ -21,7 +21,6 @@ using storage::ComponentSetRow;
 using storage::DataSetDrawerRow;
 using storage::DataSetRow;
 using storage::DistributionRow;
-using storage::DrawerDimensionRow;
 using storage::DrawerRow;
 using storage::DrawerSegmentRow;
 using storage::ExtentRow;
@@ -32,6 +31,7 @@ using storage::MemberRow;
 using storage::NameRow;
 using storage::ObjectRow;
 using storage::SetEntryRow;
+using storage::SmallChunkRow;
 using storage::SymbolRow;
 using storage::Table;
 using storage::VectorEntryRow;
@@ -281,7 +281,6 @@ class ReferenceCheck {
                 m_report.AddDrawer(row.distribution, row.number, "the distribution does not exist");
             }
         }
-        CheckPartsOfDrawers<DrawerDimensionRow>();
         CheckPartsOfDrawers<DrawerSegmentRow>();
         for (const CompartmentRow& row : m_report.Rows().Find<CompartmentRow>()) {
             if (!m_report.Rows().Has<DataSetRow>(row.dataSet)) {
@@ -315,12 +314,25 @@ class ReferenceCheck {
         }
         std::int64_t last = 0;
         for (const ExtentRow& row : m_report.Rows().Find<ExtentRow>()) {
-            if (row.store != last && !m_report.IsOwned(row.store)) {
-                m_report.Add(
-                    "store " + std::to_string(row.store) + " has data that nothing uses",
-                    [state = &m_state, store = row.store] { state->Chunks().Erase(store); });
+            if (row.store != last) {
+                CheckOwner(row.store);
             }
             last = row.store;
+        }
+        for (const SmallChunkRow& row : m_report.Rows().Find<SmallChunkRow>()) {
+            CheckOwner(row.store);
+            if (m_report.Rows().Has<ExtentRow>(row.store)) {
+                m_report.Add("store " + std::to_string(row.store) +
+                                 " has a small chunk and others beside it",
+                             m_report.RemoveRow(Table::SmallChunk, row.store));
+            }
+        }
+    }
+
+    void CheckOwner(std::int64_t store) {
+        if (!m_report.IsOwned(store)) {
+            m_report.Add("store " + std::to_string(store) + " has data that nothing uses",
+                         [state = &m_state, store] { state->Chunks().Erase(store); });
         }
     }
 

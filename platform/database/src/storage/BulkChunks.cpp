@@ -1,13 +1,12 @@
 #include "BulkChunks.h"
 
-#define XXH_INLINE_ALL
-#include <xxhash.h>
-
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "BlockHash.h"
 #include "ORQBasFailure.h"
 
 namespace orq::storage {
@@ -22,10 +21,6 @@ std::size_t NumBlocks(std::int64_t length) {
     return static_cast<std::size_t>((length + kChecksumBlock - 1) / kChecksumBlock);
 }
 
-std::uint64_t Checksum(const std::byte* bytes, std::int64_t length) {
-    return XXH3_64bits(bytes, static_cast<std::size_t>(length));
-}
-
 std::int64_t BlockBegin(std::size_t block) {
     return static_cast<std::int64_t>(block) * kChecksumBlock;
 }
@@ -35,13 +30,13 @@ std::int64_t BlockEnd(std::size_t block, std::int64_t length) {
 }
 
 // The file reaches to the end that the catalogue says, and perhaps no further.
-void CheckLiesBelow(std::int64_t bulkEnd, const ExtentRow& row) {
+void CheckLiesBelow(const BulkFile& file, std::int64_t bulkEnd, const ExtentRow& row) {
     if (row.offset + row.capacity > bulkEnd) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                            "the catalogue's row of chunk " + std::to_string(row.chunk) +
+                            file.Path() + ": ends at byte " + std::to_string(bulkEnd) +
+                                ", the catalogue's row of chunk " + std::to_string(row.chunk) +
                                 " of store " + std::to_string(row.store) + " ends at byte " +
-                                std::to_string(row.offset + row.capacity) +
-                                " of bulk.bin, which ends at byte " + std::to_string(bulkEnd));
+                                std::to_string(row.offset + row.capacity));
     }
 }
 
@@ -89,6 +84,29 @@ Extent MakeExtent(const ExtentRow& row) {
     return extent;
 }
 
+bool BulkChunks::IsNew(std::int64_t store) {
+    if (m_highestStore < 0) {
+        auto last = m_catalogue.FindLast<ExtentRow>();
+        auto lastSmall = m_catalogue.FindLast<SmallChunkRow>();
+        m_highestStore = std::max<std::int64_t>(last.Next() ? last->store : 0,
+                                                lastSmall.Next() ? lastSmall->store : 0);
+    }
+    return store > m_highestStore;
+}
+
+Extent MakeExtent(const SmallChunkRow& row) {
+    if (row.bytes.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            "the catalogue's row of the small chunk of store " +
+                                std::to_string(row.store) + " is inconsistent");
+    }
+    Extent extent;
+    extent.length = std::ssize(row.bytes);
+    extent.small.assign(row.bytes.begin(), row.bytes.end());
+    extent.isAlone = true;
+    return extent;
+}
+
 BulkChunks::Extents& BulkChunks::Load(std::int64_t store, int part) {
     const Key key(store, part);
     if (const auto known = m_parts.find(key); known != m_parts.end()) {
@@ -105,9 +123,16 @@ BulkChunks::Extents& BulkChunks::Load(std::int64_t store, int part) {
 
 BulkChunks::Extents BulkChunks::ReadRows(const Key& key) {
     Extents extents;
+    if (key.second == 0) {
+        auto row = m_catalogue.Find<SmallChunkRow>(key.first);
+        if (row.Next()) {
+            extents.emplace(0, MakeExtent(*row));
+            return extents;
+        }
+    }
     for (const ExtentRow& row : m_catalogue.Find<ExtentRow>(key.first, key.second)) {
         Extent extent = MakeExtent(row);
-        CheckLiesBelow(m_bulkEnd, row);
+        CheckLiesBelow(m_file, m_bulkEnd, row);
         extents.emplace_hint(extents.end(), row.chunk, std::move(extent));
     }
     return extents;
@@ -142,6 +167,9 @@ Extent& BulkChunks::Find(std::int64_t store, int part, std::int64_t chunk) {
 }
 
 std::int64_t BulkChunks::Length(std::int64_t store, int part, std::int64_t chunk) {
+    if (IsNew(store)) {
+        return 0;
+    }
     const Extents& extents = Load(store, part);
     const auto found = extents.find(chunk);
     return found != extents.end() ? found->second.length : 0;
@@ -177,9 +205,7 @@ std::shared_ptr<const std::byte> BulkChunks::Map(std::int64_t store,
     return m_file.MapApart(places);
 }
 
-ChunkStore::Range BulkChunks::Check(Chunk& chunk, Range range) {
-    Extent& extent = static_cast<Extent&>(chunk);
-    Verify(extent, range.begin, range.end);
+ChunkStore::Range BulkChunks::CheckedAround(const Extent& extent, Range range) {
     if (extent.nUnverified == 0) {
         return {0, extent.length};
     }
@@ -187,33 +213,93 @@ ChunkStore::Range BulkChunks::Check(Chunk& chunk, Range range) {
             std::min(RoundUp(range.end, kChecksumBlock), extent.length)};
 }
 
+ChunkStore::Range BulkChunks::Check(Chunk& chunk, Range range) {
+    Extent& extent = static_cast<Extent&>(chunk);
+    Verify(extent, range.begin, range.end);
+    return CheckedAround(extent, range);
+}
+
+// Where bytes may still have to be brought, holes of the file are left alone: they would get pages,
+// which then count as written.
+void BulkChunks::Prefault(const Extent& extent, std::int64_t begin, std::int64_t end) const {
+    if (m_source == nullptr || m_file.IsWritten(extent.offset + begin, extent.offset + end)) {
+        m_file.Prefault(extent.offset + begin, end - begin);
+    }
+}
+
+// Whether a block certainly has to be brought. Looking at it would take pages for a hole, which then
+// count as written.
+bool BulkChunks::IsMissing(const Extent& extent, std::size_t block) const {
+    return m_source != nullptr && m_file.NextWritten(extent.offset + BlockBegin(block)) >=
+                                      extent.offset + BlockEnd(block, extent.length);
+}
+
 void BulkChunks::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
     if (extent.nUnverified == 0) {
         return;
     }
     const std::byte* bytes = BytesOf(extent);
+    Prefault(extent, begin, end);
     const std::size_t last = NumBlocks(end);
     for (auto block = static_cast<std::size_t>(begin / kChecksumBlock); block < last; ++block) {
         if (extent.verified[block]) {
             continue;
         }
         const std::int64_t from = BlockBegin(block);
-        const std::int64_t to = BlockEnd(block, extent.length);
-        const auto isRight = [&] {
-            return Checksum(bytes + from, to - from) == extent.checksums[block];
-        };
-        if (m_source != nullptr && !isRight()) {
-            Bring(extent, block);
-        }
-        if (!isRight()) {
-            throw ORQBasFailure(
-                ORQBasFailureKind::Damaged,
-                "bulk.bin: the block at byte " + std::to_string(extent.offset + from) + " (" +
-                    std::to_string(to - from) + " bytes) is damaged (checksum differs)");
+        if (IsMissing(extent, block) ||
+            BlockHash(bytes + from, BlockEnd(block, extent.length) - from) !=
+                extent.checksums[block]) {
+            CompareAgain(extent, block);
         }
         extent.verified[block] = true;
         --extent.nUnverified;
     }
+}
+
+// A block that differed: right now, or an error.
+void BulkChunks::CompareAgain(Extent& extent, std::size_t block) {
+    if (m_source != nullptr) {
+        Bring(extent, block);
+    }
+    const std::int64_t from = BlockBegin(block);
+    const std::int64_t size = BlockEnd(block, extent.length) - from;
+    if (BlockHash(BytesOf(extent) + from, size) != extent.checksums[block]) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            m_file.Path() + ": the block at byte " +
+                                std::to_string(extent.offset + from) + " (" + std::to_string(size) +
+                                " bytes) is damaged (checksum differs)");
+    }
+}
+
+ChunkStore::Range BulkChunks::CopyChecked(Chunk& chunk, Range range, std::byte* to) {
+    Extent& extent = static_cast<Extent&>(chunk);
+    const std::byte* bytes = BytesOf(extent);
+    if (extent.nUnverified > 0) {
+        Prefault(extent, range.begin, range.end);
+    }
+    for (std::int64_t from = range.begin; from < range.end;) {
+        const auto block = static_cast<std::size_t>(from / kChecksumBlock);
+        const std::int64_t end = std::min(range.end, BlockEnd(block, extent.length));
+        const std::int64_t size = end - from;
+        const bool isWhole = from == BlockBegin(block) && end == BlockEnd(block, extent.length);
+        if (extent.nUnverified > 0 && !extent.verified[block] && isWhole) {
+            if (IsMissing(extent, block) ||
+                CopyAndHash(to, bytes + from, size) != extent.checksums[block]) {
+                // What is damaged is not handed out, nor left behind.
+                std::fill_n(to, size, std::byte{0});
+                CompareAgain(extent, block);
+                std::copy_n(bytes + from, size, to);
+            }
+            extent.verified[block] = true;
+            --extent.nUnverified;
+        } else {
+            Verify(extent, from, end);
+            std::copy_n(bytes + from, size, to);
+        }
+        to += size;
+        from = end;
+    }
+    return CheckedAround(extent, range);
 }
 
 // From this block on, those that are not right: who reads one block of a chunk mostly reads more,
@@ -223,11 +309,15 @@ void BulkChunks::Bring(Extent& extent, std::size_t first) {
     const std::byte* bytes = BytesOf(extent);
     std::vector<BulkFile::Place> places;
     const std::size_t last = std::min(first + kMost, extent.checksums.size());
+    // Reading what was never written would take memory for it.
+    const std::int64_t written =
+        m_file.NextWritten(extent.offset + BlockBegin(first + 1)) - extent.offset;
     for (std::size_t block = first; block < last; ++block) {
         const std::int64_t from = BlockBegin(block);
         const std::int64_t to = BlockEnd(block, extent.length);
         if (extent.verified[block] ||
-            (block > first && Checksum(bytes + from, to - from) == extent.checksums[block])) {
+            (block > first && to > written &&
+             BlockHash(bytes + from, to - from) == extent.checksums[block])) {
             continue;
         }
         if (!places.empty() && places.back().offset + places.back().size == extent.offset + from) {
@@ -242,7 +332,7 @@ void BulkChunks::Bring(Extent& extent, std::size_t first) {
 void BulkChunks::BringAll(const std::function<void(std::int64_t)>& progress) {
     for (const ExtentRow& row : m_catalogue.Find<ExtentRow>()) {
         Extent extent = MakeExtent(row);
-        CheckLiesBelow(m_bulkEnd, row);
+        CheckLiesBelow(m_file, m_bulkEnd, row);
         Verify(extent, 0, extent.length);
         progress(extent.length);
     }
@@ -254,6 +344,19 @@ void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::in
         return;
     }
     const std::int64_t end = begin + static_cast<std::int64_t>(bytes.size());
+    const bool isNew = IsNew(store);
+    m_highestStore = std::max(m_highestStore, store);
+    const bool isFirst = part == 0 && chunk == 0;
+    const bool isAlone =
+        isFirst && StaysSmall({}, end) && HasSmallTable() && (isNew || HasNothing(store));
+    if (isAlone && isNew && begin == 0) {
+        m_parts.erase({store, part});  // what was found of it was nothing
+        m_catalogue.Put(SmallChunkRow{store, bytes});
+        return;
+    }
+    if (!isNew && !isFirst) {
+        JoinOthers(store);
+    }
     Extent& extent = Find(store, part, chunk);
     const bool staysSmall = StaysSmall(extent, end);
     if (!staysSmall) {
@@ -262,15 +365,49 @@ void BulkChunks::Write(std::int64_t store, int part, std::int64_t chunk, std::in
     }
     Change change(m_catalogue);
     if (staysSmall) {
+        extent.isAlone = extent.isAlone || isAlone;
         extent.small.resize(static_cast<std::size_t>(std::max(extent.length, end)));
         extent.length = std::ssize(extent.small);  // only now, as the line above may throw
         std::ranges::copy(bytes, extent.small.begin() + begin);
     } else {
+        if (extent.isAlone) {
+            m_catalogue.Erase(Table::SmallChunk, store);
+            extent.isAlone = false;
+        }
         WriteToFile(extent, begin, bytes, reserve);
     }
-    m_catalogue.Put(ExtentRow{store, part, chunk, extent.offset, extent.capacity, extent.length,
-                              std::as_bytes(std::span(extent.checksums)), extent.small});
+    PutRow({store, part}, chunk, extent);
     change.Finish();
+}
+
+bool BulkChunks::HasSmallTable() const {
+    return m_catalogue.FormatVersion() >= kSmallDrawersSince;
+}
+
+bool BulkChunks::HasNothing(std::int64_t store) {
+    return Load(store, 0).empty() && !m_catalogue.Has<ExtentRow>(store);
+}
+
+void BulkChunks::PutRow(const Key& key, std::int64_t chunk, Extent& extent) {
+    if (extent.isAlone) {
+        m_catalogue.Put(SmallChunkRow{key.first, extent.small});
+        return;
+    }
+    m_catalogue.Put(ExtentRow{key.first, key.second, chunk, extent.offset, extent.capacity,
+                              extent.length, std::as_bytes(std::span(extent.checksums)),
+                              extent.small});
+}
+
+void BulkChunks::JoinOthers(std::int64_t store) {
+    Extents& extents = Load(store, 0);
+    const auto first = extents.find(0);
+    if (first != extents.end() && first->second.isAlone) {
+        Change change(m_catalogue);
+        m_catalogue.Erase(Table::SmallChunk, store);
+        first->second.isAlone = false;
+        PutRow({store, 0}, 0, first->second);
+        change.Finish();
+    }
 }
 
 bool BulkChunks::StaysSmall(const Extent& extent, std::int64_t end) const {
@@ -307,7 +444,8 @@ bool BulkChunks::FitsInPlace(Extent& extent, std::int64_t begin, std::int64_t en
     if (!extent.IsInFile() || begin < extent.writableFrom) {
         return false;
     }
-    if (end > extent.capacity && extent.offset + extent.capacity == m_bulkEnd) {
+    if (end > extent.capacity && extent.offset + extent.capacity == m_bulkEnd &&
+        extent.offset >= m_movableFrom) {
         // The last extent of the file grows where it lies, since nothing is behind it.
         m_bulkEnd = extent.offset + RoundUp(end, kBulkPage);
         extent.capacity = m_bulkEnd - extent.offset;
@@ -343,7 +481,7 @@ void BulkChunks::WriteInPlace(Extent& extent, std::int64_t begin,
         if (isWhole(block)) {
             const std::int64_t from = BlockBegin(block);
             extent.checksums[block] =
-                Checksum(bytes.data() + (from - begin), BlockEnd(block, extent.length) - from);
+                BlockHash(bytes.data() + (from - begin), BlockEnd(block, extent.length) - from);
             if (extent.verified[block]) {
                 extent.verified[block] = false;
                 ++extent.nUnverified;
@@ -357,7 +495,7 @@ void BulkChunks::WriteInPlace(Extent& extent, std::int64_t begin,
         if (!isWhole(block)) {
             const std::int64_t from = BlockBegin(block);
             extent.checksums[block] =
-                Checksum(BytesOf(extent) + from, BlockEnd(block, extent.length) - from);
+                BlockHash(BytesOf(extent) + from, BlockEnd(block, extent.length) - from);
             if (!extent.verified[block]) {
                 extent.verified[block] = true;
                 --extent.nUnverified;
@@ -401,6 +539,7 @@ void BulkChunks::Erase(std::int64_t store) {
         }
     }
     m_catalogue.Erase(Table::Extent, store);
+    m_catalogue.Erase(Table::SmallChunk, store);
     m_parts.erase(m_parts.lower_bound({store, 0}), m_parts.lower_bound({store + 1, 0}));
     change.Finish();
 }
@@ -431,8 +570,8 @@ void BulkChunks::CheckPlaces() {
         if (begin < end || placeEnd > m_bulkEnd) {
             throw ORQBasFailure(
                 ORQBasFailureKind::Damaged,
-                "bulk.bin: rows of the catalogue own bytes " + std::to_string(begin) + " to " +
-                    std::to_string(placeEnd) + ", which " +
+                m_file.Path() + ": rows of the catalogue own bytes " + std::to_string(begin) +
+                    " to " + std::to_string(placeEnd) + ", which " +
                     (begin < end ? "others own too" : "lie behind the end that it says") +
                     "; nothing is written");
         }
@@ -446,6 +585,12 @@ void BulkChunks::Forget() noexcept {
     m_parts.merge(m_before);
     m_before.swap(m_parts);
     m_parts.clear();
+    // Small chunks have no blocks that were compared; their bytes would be kept for nothing.
+    for (auto part = m_before.begin(); part != m_before.end();) {
+        std::erase_if(part->second, [](const auto& chunk) { return !chunk.second.IsInFile(); });
+        part = part->second.empty() ? m_before.erase(part) : std::next(part);
+    }
+    m_highestStore = -1;
 }
 
 bool BulkChunks::TakeWroteBytes() {
@@ -461,7 +606,7 @@ std::vector<std::int64_t> FindDamage(const std::byte* bytes, const Extent& exten
     for (std::size_t block = 0; block < extent.checksums.size(); ++block) {
         const std::int64_t from = BlockBegin(block);
         const std::int64_t length = BlockEnd(block, extent.length) - from;
-        if (Checksum(bytes + from, length) != extent.checksums[block]) {
+        if (BlockHash(bytes + from, length) != extent.checksums[block]) {
             damaged.push_back(extent.offset + from);
         }
     }

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 #define XXH_INLINE_ALL
 #include <xxhash.h>
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 
 #include "ORQBasFailure.h"
 
@@ -17,7 +19,9 @@ namespace orq::storage {
 
 namespace {
 
-constexpr std::int64_t kWriteStep = 4 << 20;  // see Write
+constexpr std::int64_t kWriteStep = 4 << 20;    // see Write
+constexpr std::size_t kLargePiece = 256 << 10;  // worth a call of its own
+constexpr std::array<std::byte, kBulkPage> kZeros{};
 // Address space, not memory.
 constexpr std::int64_t kSmallestMap = 64 << 20;
 constexpr std::uint32_t kHeaderVersion = 1;
@@ -39,20 +43,32 @@ Header MakeHeader(const Identity& identity) {
     return header;
 }
 
-void WriteAll(int file, const std::string& path, std::int64_t offset,
-              std::span<const std::byte> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t n = pwrite(file, bytes.data(), bytes.size(), offset);
+using Pieces = std::array<std::span<const std::byte>, 3>;
+
+// All pieces, one behind the other.
+void WriteAll(int file, const std::string& path, std::int64_t offset, Pieces pieces) {
+    const auto nLeft = [&] { return pieces[0].size() + pieces[1].size() + pieces[2].size(); };
+    while (nLeft() > 0) {
+        std::array<iovec, std::tuple_size_v<Pieces>> vectors{};
+        std::ranges::transform(pieces, vectors.begin(), [](std::span<const std::byte> piece) {
+            return iovec{const_cast<std::byte*>(piece.data()), piece.size()};
+        });
+        const ssize_t n = pwritev(file, vectors.data(), std::ssize(vectors), offset);
         if (n < 0 && errno == EINTR) {
             continue;
         }
         // A write of no bytes sets no errno, and would be tried for ever.
         if (n <= 0) {
-            ORQBasThrowSystemFailure(path, "write " + std::to_string(bytes.size()) + " bytes at " +
-                                               std::to_string(offset));
+            ORQBasThrowSystemFailure(
+                path, "write " + std::to_string(nLeft()) + " bytes at " + std::to_string(offset));
         }
-        bytes = bytes.subspan(static_cast<std::size_t>(n));
         offset += n;
+        auto nWritten = static_cast<std::size_t>(n);
+        for (std::span<const std::byte>& piece : pieces) {
+            const std::size_t ofPiece = std::min(nWritten, piece.size());
+            piece = piece.subspan(ofPiece);
+            nWritten -= ofPiece;
+        }
     }
 }
 
@@ -78,8 +94,8 @@ void BulkFile::Create(const std::string& path, const Identity& identity) {
     }
     // Extents begin at multiples of a page, the first one behind the header's.
     const Header header = MakeHeader(identity);
-    WriteAll(m_file, path, 0, std::as_bytes(std::span(&header, 1)));
-    Sync(kBulkPage);
+    WriteAll(m_file, path, 0, {std::as_bytes(std::span(&header, 1))});
+    Extend(kBulkPage);
 }
 
 void BulkFile::CreateInMemory() {
@@ -140,54 +156,72 @@ void BulkFile::Close() {
 
 void BulkFile::Write(std::int64_t offset, std::span<const std::byte> bytes, bool fillsPage) {
     if (m_notes) {
-        m_noted.push_back({offset, static_cast<std::int64_t>(bytes.size())});
+        const auto size = static_cast<std::int64_t>(bytes.size());
+        if (!m_noted.empty() && m_noted.back().offset + m_noted.back().size == offset) {
+            m_noted.back().size += size;
+        } else {
+            m_noted.push_back({offset, size});
+        }
     }
     if (m_inMemory) {
-        WriteAll(m_file, m_path, offset, bytes);
+        WriteAll(m_file, m_path, offset, {bytes});
         return;
     }
     if (offset != WaitingEnd()) {
         Flush();
         m_waitingBegin = offset;
     }
+    const std::int64_t end = offset + static_cast<std::int64_t>(bytes.size());
+    const std::int64_t pageEnd = (end + kBulkPage - 1) / kBulkPage * kBulkPage;
+    const std::span<const std::byte> fill(kZeros.data(),
+                                          static_cast<std::size_t>(fillsPage ? pageEnd - end : 0));
+    // The first large piece after a commit may be the only one until the next: it goes to the disk
+    // while the rows are still being changed.
+    if (m_isFirst && bytes.size() >= kLargePiece) {
+        WriteStep(bytes, fill);
+        return;
+    }
     // Steps end at multiples of their size in the file: the system then keeps them in large pages,
     // which are quicker to write and to map.
     while (!bytes.empty()) {
         const auto room = static_cast<std::size_t>(kWriteStep - WaitingEnd() % kWriteStep);
-        const std::span<const std::byte> now = bytes.first(std::min(room, bytes.size()));
-        m_waiting.insert(m_waiting.end(), now.begin(), now.end());
-        bytes = bytes.subspan(now.size());
-        if (now.size() == room) {
-            Flush();
+        if (bytes.size() < room) {
+            m_waiting.insert(m_waiting.end(), bytes.begin(), bytes.end());
+            break;
         }
+        WriteStep(bytes.first(room), {});
+        bytes = bytes.subspan(room);
     }
-    if (fillsPage) {
-        m_waiting.resize(
-            m_waiting.size() +
-            static_cast<std::size_t>((kBulkPage - WaitingEnd() % kBulkPage) % kBulkPage));
-    }
+    m_waiting.insert(m_waiting.end(), fill.begin(), fill.end());
 }
 
 void BulkFile::Flush() {
-    const auto size = static_cast<std::int64_t>(m_waiting.size());
-    if (size == 0) {
-        return;
+    if (!m_waiting.empty()) {
+        WriteStep({}, {});
     }
-    // If this throws, the bytes go on waiting. That does no harm after the transaction is undone:
-    // their place has no meaning, and what is written there later comes later.
-    WriteAll(m_file, m_path, m_waitingBegin, m_waiting);
-    if (WaitingEnd() % kWriteStep == 0) {
+}
+
+// What waits, and these pieces behind it, which are not copied here.
+//
+// If this throws, what waited goes on waiting. That does no harm after the transaction is undone:
+// its place has no meaning, and what is written there later comes later.
+void BulkFile::WriteStep(std::span<const std::byte> bytes, std::span<const std::byte> fill) {
+    WriteAll(m_file, m_path, m_waitingBegin, {m_waiting, bytes, fill});
+    const std::int64_t end = WaitingEnd() + static_cast<std::int64_t>(bytes.size() + fill.size());
+    if (end - m_waitingBegin >= static_cast<std::int64_t>(kLargePiece)) {
         // A hint only, so that the disk starts early: what it does not start, Sync does.
-        sync_file_range(m_file, m_waitingBegin, size, SYNC_FILE_RANGE_WRITE);
+        sync_file_range(m_file, m_waitingBegin, end - m_waitingBegin, SYNC_FILE_RANGE_WRITE);
     }
-    m_waitingBegin += size;
+    m_waitingBegin = end;
     m_waiting.clear();
+    m_isFirst = false;
 }
 
 void BulkFile::Extend(std::int64_t end) {
     Flush();
     // Between transactions a handle holds no buffer.
     m_waiting.shrink_to_fit();
+    m_isFirst = true;
     // The end of the last extent may lie behind the last byte that was written, and readers compare
     // it with the file's length.
     if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
@@ -210,6 +244,18 @@ void BulkFile::CutOff(std::int64_t end) noexcept {
 bool BulkFile::Reaches(std::int64_t size) const noexcept {
     struct stat status {};
     return fstat(m_file, &status) == 0 && status.st_size >= size;
+}
+
+std::int64_t BulkFile::NextWritten(std::int64_t offset) const noexcept {
+    const off_t next = lseek(m_file, offset, SEEK_DATA);
+    if (next >= 0) {
+        return next;
+    }
+    return errno == ENXIO ? std::numeric_limits<std::int64_t>::max() : offset;
+}
+
+bool BulkFile::IsWritten(std::int64_t begin, std::int64_t end) const noexcept {
+    return lseek(m_file, begin, SEEK_HOLE) >= end;
 }
 
 std::int64_t BulkFile::Size() const {
@@ -246,6 +292,17 @@ const std::byte* BulkFile::Map(std::int64_t offset, std::int64_t size) {
         m_mapped = wanted;
     }
     return m_map + offset;
+}
+
+void BulkFile::Prefault(std::int64_t offset, std::int64_t size) const {
+#ifdef MADV_POPULATE_READ
+    constexpr std::int64_t kWorthACall = 1 << 20;
+    if (size >= kWorthACall && offset + size <= m_mapped) {
+        const std::int64_t begin = offset / kBulkPage * kBulkPage;
+        madvise(const_cast<std::byte*>(m_map) + begin,
+                static_cast<std::size_t>(offset + size - begin), MADV_POPULATE_READ);
+    }
+#endif
 }
 
 std::shared_ptr<const std::byte> BulkFile::MapApart(std::span<const Place> places) const {

@@ -27,6 +27,7 @@ class BulkFile {
     BulkFile(const BulkFile&) = delete;
     BulkFile& operator=(const BulkFile&) = delete;
 
+    // Does not wait for the disk.
     void Create(const std::string& path, const Identity& identity);
     void CreateInMemory();
     // Opens whatever is there.
@@ -54,6 +55,11 @@ class BulkFile {
     // Whether the file has this many bytes; false where that is unknown.
     bool Reaches(std::int64_t size) const noexcept;
 
+    // From where on the file has bytes that were written, or none known, at or behind `offset`.
+    std::int64_t NextWritten(std::int64_t offset) const noexcept;
+    // Whether none of these bytes is in a hole of the file.
+    bool IsWritten(std::int64_t begin, std::int64_t end) const noexcept;
+
     struct Place {
         std::int64_t offset;
         std::int64_t size;
@@ -63,17 +69,23 @@ class BulkFile {
     // What was noted since the last call of this, in the order of writing.
     std::vector<Place> TakeNotedWrites() { return std::exchange(m_noted, {}); }
 
+    // For messages.
+    const std::string& Path() const { return m_path; }
     std::int64_t Size() const;
     // Throws Damaged when the file is shorter than `end`.
     void CheckReaches(std::int64_t end) const;
     // The mapped bytes from `offset`; the map reaches at least to offset + size. Valid until the
     // next call of Map for a range beyond the present map, or Close.
     const std::byte* Map(std::int64_t offset, std::int64_t size);
+    // Tells the system that these bytes of the map are read now, all of them, so that it prepares
+    // large ranges in one go instead of page by page. A hint only.
+    void Prefault(std::int64_t offset, std::int64_t size) const;
     // The bytes of places one behind the other, in a map of their own that lives on without the file.
     // Null where they do not meet at ends of the system's pages, and for no bytes.
     std::shared_ptr<const std::byte> MapApart(std::span<const Place> places) const;
 
   private:
+    void WriteStep(std::span<const std::byte> bytes, std::span<const std::byte> fill);
     void Unmap();
     std::int64_t WaitingEnd() const {
         return m_waitingBegin + static_cast<std::int64_t>(m_waiting.size());
@@ -87,6 +99,7 @@ class BulkFile {
     // What waits to be written together, from this offset of the file on.
     std::vector<std::byte> m_waiting;
     std::int64_t m_waitingBegin = 0;
+    bool m_isFirst = true;  // nothing was written since the last Extend
     bool m_notes = false;
     std::vector<Place> m_noted;
 };

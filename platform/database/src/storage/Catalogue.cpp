@@ -1,6 +1,7 @@
 #include "Catalogue.h"
 
-#include "EarlyFields.h"
+#include "EarlyRows.h"
+#include "PackedDimensions.h"
 #include "PackedFields.h"
 #include "RowCodec.h"
 
@@ -145,8 +146,8 @@ Catalogue::~Catalogue() {
 
 void Catalogue::SetFormatVersion(int format) {
     m_format = format;
-    if (Shape(Table::Field).IsIn(format)) {
-        DefinePackFields(m_connection);
+    if (format < kFormatVersion) {
+        DefinePacking(m_connection);
     }
 }
 
@@ -166,13 +167,20 @@ bool Catalogue::WriteRow(Table table, Write how, const void* row) {
         }
         WriteNames();
         m_names.ForgetHighest();
+    } else if (how == Write::Put && KeepBack(table, row)) {
+        return true;
     }
+    WritePendingOf(table);
     Change change(*this);
     // Walks stand on rows that may change now.
     LeaveRows();
     WriteNow(table, how, row);
+    const bool isWritten = sqlite3_changes(m_connection.Handle()) > 0;
+    if (table == Table::Drawer && HasTable(Table::DrawerDimension)) {
+        WriteEarlyDimensions(*static_cast<const DrawerRow*>(row));
+    }
     change.Finish();
-    return sqlite3_changes(m_connection.Handle()) > 0;
+    return isWritten;
 }
 
 void Catalogue::WriteNow(Table table, Write how, const void* row) {
@@ -240,18 +248,83 @@ bool Catalogue::AddName(const MapEntryRow& row) {
     return true;
 }
 
-void Catalogue::WriteNames() {
-    if (m_names.IsEmpty()) {
-        return;
+template <class F>
+void Catalogue::GiveToSqlite(F&& write) {
+    if (m_failure != nullptr) {
+        // Some of the rows are written: to write them again would fail for another reason.
+        std::rethrow_exception(m_failure);
     }
     m_connection.NeedTransaction();
     Change change(*this);
     LeaveRows();
-    RowBatch<MapEntryRow> batch(*this, Write::Insert);
-    m_names.ForEach([&](const MapEntryRow& row) { batch.Add(row); });
-    batch.Finish();
-    m_names.Clear();
+    try {
+        write();
+    } catch (...) {
+        m_failure = std::current_exception();
+        throw;
+    }
     change.Finish();
+}
+
+void Catalogue::WriteNames() {
+    if (m_names.IsEmpty()) {
+        return;
+    }
+    GiveToSqlite([this] {
+        RowBatch<MapEntryRow> batch(*this, Write::Insert);
+        m_names.ForEach([&](const MapEntryRow& row) { batch.Add(row); });
+        batch.Finish();
+        m_names.Clear();
+    });
+}
+
+template <class Row>
+void Catalogue::WriteRows(PendingRows<Row>& rows) {
+    if (rows.IsEmpty()) {
+        return;
+    }
+    GiveToSqlite([&] {
+        RowBatch<Row> batch(*this, Write::Put);
+        for (const Row& row : rows.All()) {
+            batch.Add(row);
+        }
+        batch.Finish();
+        rows.Clear();
+    });
+}
+
+template <class F>
+void Catalogue::WithPendingRows(Table table, F&& f) {
+    std::apply(
+        [&](auto&... pending) {
+            const auto callOne = [&]<class Row>(PendingRows<Row>& rows) {
+                if (Row::kTable == table) {
+                    f(rows);
+                }
+            };
+            (callOne(pending), ...);
+        },
+        m_rows);
+}
+
+// False for rows that are written one by one: of other tables, of earlier versions, or with many
+// bytes.
+bool Catalogue::KeepBack(Table table, const void* row) {
+    bool isKept = false;
+    if (m_format == kFormatVersion) {
+        WithPendingRows(table, [&]<class Row>(PendingRows<Row>& rows) {
+            const Row& given = *static_cast<const Row*>(row);
+            if (!rows.Fits(given)) {
+                WriteRows(rows);
+            }
+            if (rows.Fits(given)) {
+                rows.Put(given);
+                ++m_nKeptBack;
+                isKept = true;
+            }
+        });
+    }
+    return isKept;
 }
 
 void Catalogue::KeepBack(const ObjectRow& row, bool isNew) {
@@ -265,33 +338,34 @@ void Catalogue::KeepBack(const ObjectRow& row, bool isNew) {
 void Catalogue::WritePending() {
     WriteObjects();
     WriteNames();
+    std::apply([this](auto&... rows) { (WriteRows(rows), ...); }, m_rows);
 }
 
 void Catalogue::DropPending() noexcept {
     m_pending.Clear();
     m_names.Clear();
     m_names.ForgetHighest();
+    std::apply([](auto&... rows) { (rows.Clear(), ...); }, m_rows);
+    m_failure = nullptr;
 }
 
 void Catalogue::WriteObjects() {
     if (m_pending.IsEmpty()) {
         return;
     }
-    m_connection.NeedTransaction();
-    Change change(*this);
-    LeaveRows();
-    RowBatch<ObjectRow> added(*this, Write::Insert);
-    RowBatch<ObjectRow> changed(*this, Write::Put);
-    m_pending.ForEach([&](const PendingObjects::Object& object) {
-        (object.isNew ? added : changed).Add(object.Row());
-        if (Shape(Table::Field).IsIn(m_format)) {
-            WriteEarlyFields(object.Row());
-        }
+    GiveToSqlite([this] {
+        RowBatch<ObjectRow> added(*this, Write::Insert);
+        RowBatch<ObjectRow> changed(*this, Write::Put);
+        m_pending.ForEach([&](const PendingObjects::Object& object) {
+            (object.isNew ? added : changed).Add(object.Row());
+            if (HasTable(Table::Field)) {
+                WriteEarlyFields(object.Row());
+            }
+        });
+        added.Finish();
+        changed.Finish();
+        m_pending.Clear();
     });
-    added.Finish();
-    changed.Finish();
-    m_pending.Clear();
-    change.Finish();
 }
 
 void Catalogue::WriteEarlyFields(const ObjectRow& row) {
@@ -303,6 +377,17 @@ void Catalogue::WriteEarlyFields(const ObjectRow& row) {
         const FieldRow field{row.id, fields.Number(), static_cast<int>(fields.Kind()),
                              fields.Value()};
         WriteNow(Table::Field, Write::Put, &field);
+    }
+}
+
+// Those that are there already stay: a drawer keeps its dimensions.
+void Catalogue::WriteEarlyDimensions(const DrawerRow& row) {
+    PackedDimensionReader dimensions(row.dimensions);
+    for (int number = 0; dimensions.Next(); ++number) {
+        const PackedDimension& dimension = dimensions.Dimension();
+        const DrawerDimensionRow early{row.distribution, row.number, number, dimension.set,
+                                       dimension.chunk};
+        WriteNow(Table::DrawerDimension, Write::InsertNew, &early);
     }
 }
 
@@ -322,17 +407,24 @@ bool Catalogue::InsertNewRow(Table table, std::span<const Value> row) {
 }
 
 int Catalogue::EraseRows(Table table, const RowKey& key) {
+    if (!HasTable(table)) {
+        return 0;
+    }
     m_connection.NeedTransaction();
     WritePendingOf(table);
     Change change(*this);
     LeaveRows();
     const auto erase = [&](Table from) {
-        sqlite3_stmt* statement = EraseStatement(from, key.Size());
-        BindKeys(m_connection, statement, key);
-        Run(statement, from);
+        if (HasTable(from)) {
+            sqlite3_stmt* statement = EraseStatement(from, key.Size());
+            BindKeys(m_connection, statement, key);
+            Run(statement, from);
+        }
     };
-    if (table == Table::Object && Shape(Table::Field).IsIn(m_format)) {
+    if (table == Table::Object) {
         erase(Table::Field);
+    } else if (table == Table::Drawer) {
+        erase(Table::DrawerDimension);
     }
     erase(table);
     change.Finish();
@@ -344,6 +436,8 @@ void Catalogue::WritePendingOf(Table table) {
         WriteObjects();
     } else if (table == Table::MapEntry) {
         WriteNames();
+    } else {
+        WithPendingRows(table, [this](auto& rows) { WriteRows(rows); });
     }
 }
 
@@ -388,6 +482,9 @@ void Catalogue::Run(sqlite3_stmt* statement, Table table) {
 // --- Reading -------------------------------------------------------------------------------------
 
 RowSource& Catalogue::FindRows(Table table, const RowKey& key) {
+    if (!HasTable(table)) {
+        return m_noRows;
+    }
     if (table == Table::Object && key.nNumbers == 1) {
         m_connection.NeedTransaction();
         if (const PendingObjects::Object* object = m_pending.Find(key.numbers[0])) {
@@ -401,6 +498,7 @@ RowSource& Catalogue::FindRows(Table table, const RowKey& key) {
             WriteNames();
         }
     }
+    WithPendingRows(table, [this](auto& rows) { WriteRows(rows); });
     return Open(Query::Find, static_cast<int>(table), key);
 }
 
@@ -444,6 +542,9 @@ Catalogue::StatementRows& Catalogue::Take(Query query, int what, const RowKey& k
 }
 
 std::int64_t Catalogue::CountRows(Table table, const RowKey& key) {
+    if (!HasTable(table)) {
+        return 0;
+    }
     WritePendingOf(table);
     StatementRows& rows = Take(Query::Count, static_cast<int>(table), key);
     const Closing closing(rows);
@@ -451,6 +552,7 @@ std::int64_t Catalogue::CountRows(Table table, const RowKey& key) {
 }
 
 void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::string>& problems) {
+    WritePendingOf(table);
     StatementRows& rows = Take(Query::Find, static_cast<int>(table), RowKey());
     const Closing closing(rows);
     while (problems.size() < most && rows.Step()) {

@@ -5,14 +5,17 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <span>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "PendingNames.h"
 #include "PendingObjects.h"
+#include "PendingRows.h"
 #include "RowWalk.h"
 #include "Schema.h"
 #include "Sqlite.h"
@@ -35,8 +38,9 @@ class Catalogue final : public RowStore {
     std::int64_t NumChanges() const override {
         return sqlite3_total_changes64(m_connection.Handle()) + m_nKeptBack;
     }
-    // Rows of objects and of maps are kept back and given to SQLite all together: to be called before a level
-    // begins and before the outermost one is committed.
+    // Rows of some tables are kept back and given to SQLite many together: to be called before a
+    // level begins and before the outermost one is committed. Where writing them fails, all that
+    // would write or need them from then on throws the same failure, until the level is undone.
     void WritePending();
     // To be called when a level is undone: what is kept back is of that level.
     void DropPending() noexcept;
@@ -90,8 +94,18 @@ class Catalogue final : public RowStore {
         bool m_isRead = false;
     };
 
+    // Of a table that the version lacks.
+    class NoRows final : public RowSource {
+      public:
+        bool Next(void*) override { return false; }
+        void Close() noexcept override {}
+    };
+
     RowSource& FindRows(Table table, const RowKey& key) override;
     RowSource& FindLastRow(Table table, const RowKey& key) override {
+        if (!HasTable(table)) {
+            return m_noRows;
+        }
         WritePendingOf(table);
         return Take(Query::FindLast, static_cast<int>(table), key);
     }
@@ -103,6 +117,7 @@ class Catalogue final : public RowStore {
     bool WriteRow(Table table, Write how, const void* row) override;
     int EraseRows(Table table, const RowKey& key) override;
 
+    bool HasTable(Table table) const { return Shape(table).IsIn(m_format); }
     static Table TableOf(Query query, int what) {
         return query == Query::FindBy ? Shape(static_cast<Index>(what)).table
                                       : static_cast<Table>(what);
@@ -122,12 +137,22 @@ class Catalogue final : public RowStore {
     class RowBatch;
     void KeepBack(const ObjectRow& row, bool isNew);
     bool AddName(const MapEntryRow& row);
+    // Calls f(pending rows) for a table of which such rows are kept back.
+    template <class F>
+    void WithPendingRows(Table table, F&& f);
+    bool KeepBack(Table table, const void* row);
     void WriteObjects();
     void WriteNames();
+    template <class Row>
+    void WriteRows(PendingRows<Row>& rows);
+    // Writes what is kept back, all of it or so that the next one throws the same failure.
+    template <class F>
+    void GiveToSqlite(F&& write);
     void WritePendingOf(Table table);
     void WriteNow(Table table, Write how, const void* row);
-    // In databases of versions before 3.
+    // In databases of early versions: what is packed there now.
     void WriteEarlyFields(const ObjectRow& row);
+    void WriteEarlyDimensions(const DrawerRow& row);
 
     template <class T>
     using ForEachTable = std::array<T, static_cast<std::size_t>(Table::Count)>;
@@ -147,6 +172,10 @@ class Catalogue final : public RowStore {
     std::vector<std::unique_ptr<RowWalks>> m_walks;
     PendingObjects m_pending;
     PendingNames m_names;
+    std::tuple<PendingRows<DistributionRow>, PendingRows<DrawerRow>, PendingRows<SmallChunkRow>>
+        m_rows;
+    NoRows m_noRows;
+    std::exception_ptr m_failure;  // of writing what was kept back
     std::int64_t m_nKeptBack = 0;
     std::vector<PendingRow*> m_pendingPool;
     std::vector<std::unique_ptr<PendingRow>> m_pendingRows;

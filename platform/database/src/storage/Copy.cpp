@@ -15,16 +15,6 @@ namespace orq::storage {
 
 namespace {
 
-std::string InHex(const Identity& identity) {
-    std::string hex;
-    for (const std::byte byte : identity) {
-        std::array<char, 3> digits{};
-        std::snprintf(digits.data(), digits.size(), "%02x", std::to_integer<unsigned>(byte));
-        hex += digits.data();
-    }
-    return hex;
-}
-
 // Reports how much of all bytes has been copied.
 class Progress {
   public:
@@ -64,6 +54,16 @@ void CopyPages(const Connection& from, const Connection& to, Progress& progress)
 
 }  // namespace
 
+std::string HexOf(const Identity& identity) {
+    std::string hex;
+    for (const std::byte byte : identity) {
+        std::array<char, 3> digits{};
+        std::snprintf(digits.data(), digits.size(), "%02x", std::to_integer<unsigned>(byte));
+        hex += digits.data();
+    }
+    return hex;
+}
+
 void Engine::CopyCataloguePages(const Connection& to) {
     const std::function<void(double)> untold = [](double) {};
     Progress progress(m_connection->FileSize(), untold);
@@ -91,7 +91,7 @@ void Engine::CopyBulk(BulkFile& to, const std::function<void(std::int64_t)>& pro
             progress(size);
         }
     }
-    to.Sync(m_chunks->BulkEnd());
+    to.Extend(m_chunks->BulkEnd());
 }
 
 void Engine::CopyTo(const std::string& directory, const std::function<void(double)>& progress) {
@@ -111,7 +111,7 @@ void Engine::CopyTo(const std::string& directory, const std::function<void(doubl
                              PageChecksumVfsName(), CataloguePath(beside));
         PrepareNewFile(catalogue);
         CopyPages(*m_connection, catalogue, all);
-        catalogue.Execute(("UPDATE state SET identity = x'" + InHex(identity) + "'").c_str());
+        catalogue.Execute(("UPDATE state SET identity = x'" + HexOf(identity) + "'").c_str());
         BulkFile bulk;
         bulk.Create(BulkPath(beside), identity);
         CopyBulk(bulk, [&](std::int64_t bytes) { all.Add(bytes); });

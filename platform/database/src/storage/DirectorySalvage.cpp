@@ -6,7 +6,7 @@
 #include <tuple>
 #include <utility>
 
-#include "EarlyFields.h"
+#include "EarlyRows.h"
 #include "ORQBasFailure.h"
 
 namespace orq::storage {
@@ -86,9 +86,9 @@ void DirectorySalvage::NoteDamagedPages() {
     }
 }
 
-// Every database of a version has its tables in the same pages, for they are made in the same order.
-// So where a part of the schema cannot be read, that of a new database serves, unless the rest says
-// otherwise.
+// Every database of a version has its tables in the same pages, for they are made in the same
+// order. So where a part of the schema cannot be read, that of a new database serves, unless the
+// rest says otherwise.
 void DirectorySalvage::FindRoots() {
     m_roots = m_pages.ReadRoots();
     m_format = FindFormat();
@@ -246,8 +246,9 @@ void DirectorySalvage::TakeRows() {
     for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
         const auto table = static_cast<Table>(number);
         // The new database has a state of its own, and its chunks lie elsewhere.
-        if (table == Table::State || table == Table::Extent || table == Table::FreeExtent ||
-            table == Table::Field) {
+        if (table == Table::State || table == Table::Extent || table == Table::SmallChunk ||
+            table == Table::FreeExtent || table == Table::Field ||
+            table == Table::DrawerDimension) {
             continue;
         }
         ReadRows(table, [&](const PageRow& row) {
@@ -260,6 +261,7 @@ void DirectorySalvage::TakeRows() {
                             m_directory + ": nothing can be read of its catalogue");
     }
     TakeEarlyFields();
+    TakeEarlyDimensions();
     // Numbers are not given twice (invariant 9), also where the row with the next ones was lost.
     for (const ObjectRow& row : m_target.Rows().FindLast<ObjectRow>()) {
         m_target.ReserveNumbers({row.id + 1, 0});
@@ -300,6 +302,59 @@ void DirectorySalvage::TakeEarlyFields() {
         for (const auto& [lost, fields] : m_fieldsOfLost) {
             m_damage.push_back("catalogue.sqlite: table field: the fields of object " +
                                std::to_string(lost) + ", which does not exist, are left out");
+        }
+    }
+}
+
+// A drawer of which only dimensions are left counts as one of its distribution's, and so shows as
+// lost.
+void DirectorySalvage::TakeEarlyDimensions() {
+    if (!Shape(Table::DrawerDimension).IsIn(m_format)) {
+        return;
+    }
+    std::map<std::int64_t, int> nDrawers;  // by distribution
+    for (const DrawerRow& row : m_target.Rows().Find<DrawerRow>()) {
+        ++nDrawers[row.distribution];
+    }
+    DrawerRow drawer;
+    bool isKnown = false;
+    std::vector<std::byte> packed;
+    const auto put = [&] {
+        if (isKnown) {
+            drawer.dimensions = packed;
+            m_target.Rows().Put(drawer);
+        }
+        packed.clear();
+    };
+    ReadRows(Table::DrawerDimension, [&](const PageRow& row) {
+        const auto number = static_cast<int>(row.Int(1));
+        if (row.Int(0) != drawer.distribution || number != drawer.number) {
+            put();
+            auto known = m_target.Rows().Find<DrawerRow>(row.Int(0), number);
+            isKnown = known.Next();
+            drawer = isKnown ? *known : DrawerRow{row.Int(0), number, 0, -1, 0, 0, {}};
+            nDrawers[drawer.distribution] += isKnown ? 0 : 1;
+        }
+        PackEarlyDimension(packed, row.Int(2), row.Int(3), row.Int(4), drawer.extendable);
+    });
+    put();
+    CountDrawers(nDrawers);
+}
+
+void DirectorySalvage::CountDrawers(std::map<std::int64_t, int>& nDrawers) {
+    std::vector<std::int64_t> distributions;
+    for (const DistributionRow& row : m_target.Rows().Find<DistributionRow>()) {
+        distributions.push_back(row.object);
+    }
+    for (const std::int64_t object : distributions) {
+        // One that lost all of its rows shows nowhere.
+        const bool mayHaveOthers =
+            MayHaveLost(Table::Drawer, object) && MayHaveLost(Table::DrawerDimension, object);
+        auto row = m_target.Rows().Find<DistributionRow>(object);
+        if (row.Next()) {
+            DistributionRow counted = *row;
+            counted.nDrawers = nDrawers[object] + (mayHaveOthers ? 1 : 0);
+            m_target.Rows().Put(counted);
         }
     }
 }
@@ -417,7 +472,20 @@ void DirectorySalvage::TakeChunks(const std::function<void(double)>& progress) {
     });
     TakeStore(store, chunks);
     m_target.ReserveNumbers({store + 1, 0});
+    TakeSmallChunks();
     progress(1.0);
+}
+
+void DirectorySalvage::TakeSmallChunks() {
+    if (!Shape(Table::SmallChunk).IsIn(m_format)) {
+        return;
+    }
+    ReadRows(Table::SmallChunk, [&](const PageRow& row) {
+        if (m_target.Chunks().Length(row.Int(0), 0, 0) == 0) {
+            m_target.Chunks().Write(row.Int(0), 0, 0, 0, row.Blob(1), 0);
+        }
+        m_target.ReserveNumbers({row.Int(0) + 1, 0});
+    });
 }
 
 void DirectorySalvage::TakeStore(std::int64_t store, const std::vector<Chunk>& chunks) {

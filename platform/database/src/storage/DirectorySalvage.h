@@ -43,6 +43,10 @@ class DirectorySalvage final : public Salvage {
     }
     // Of versions before 3: fields become part of their object's row.
     void TakeEarlyFields();
+    // Of versions before 4: dimensions become part of their drawer's row.
+    void TakeEarlyDimensions();
+    // Given how many drawers of each distribution are known to have been there.
+    void CountDrawers(std::map<std::int64_t, int>& nDrawers);
     void PutFields(std::int64_t object, const std::vector<std::byte>& packed);
     bool LeaveFieldsOut(Table table, PageRow& row);
     void OpenBulk();
@@ -59,6 +63,7 @@ class DirectorySalvage final : public Salvage {
     void CloseGaps(Table table);
     // False where the values are none that the table may have.
     bool Insert(Table table, std::span<const Value> row);
+    void TakeSmallChunks();
     void TakeStore(std::int64_t store, const std::vector<Chunk>& chunks);
     std::string DamageOf(const Extent& extent);
     bool IsTaken(const Extent& extent) const;

@@ -20,12 +20,13 @@ void Engine::Connect(const std::string& name, int flags, const char* vfs) {
 }
 
 void Engine::OpenCatalogue() {
-    // FULL syncs the log at each commit (invariant 3). Pages are read by calls, not through a map,
-    // since they have to pass through the checksum shim. The cache has 16 MiB. Nothing temporary is
-    // written to a disk.
+    // FULL syncs the log at each commit (invariant 3); nobody loses a database that has no name yet.
+    m_connection->Execute(m_isOutOfSight ? "PRAGMA synchronous = OFF"
+                                         : "PRAGMA synchronous = FULL");
+    // Pages are read by calls, not through a map, since they have to pass through the checksum
+    // shim. The cache has 16 MiB. Nothing temporary is written to a disk.
     m_connection->Execute(
-        "PRAGMA synchronous = FULL; PRAGMA mmap_size = 0; PRAGMA cache_size = -16384;"
-        "PRAGMA temp_store = MEMORY");
+        "PRAGMA mmap_size = 0; PRAGMA cache_size = -16384; PRAGMA temp_store = MEMORY");
     m_catalogue = std::make_unique<Catalogue>(*m_connection);
     m_space = std::make_unique<FreeSpace>(*m_catalogue, m_lock);
     m_chunks = std::make_unique<BulkChunks>(*m_catalogue, m_file, *m_space);
@@ -57,13 +58,20 @@ void Engine::Describe(std::span<const NumberMeaning> meanings) {
 }
 
 void Engine::PutState(std::int64_t generation) {
-    m_catalogue->Put(StateRow{0, FormatVersion(), m_identity, generation, m_next.object, m_next.set,
+    const Numbers next = NumbersBehindAll();
+    m_catalogue->Put(StateRow{0, FormatVersion(), m_identity, generation, next.object, next.set,
                               m_chunks->BulkEnd()});
 }
 
+Numbers Engine::NumbersBehindAll() const {
+    return {std::max(m_seen.object, m_next.object), std::max(m_seen.set, m_next.set)};
+}
+
 void Engine::ReserveNumbers(const Numbers& next) {
-    m_next.object = std::max(m_next.object, next.object);
-    m_next.set = std::max(m_next.set, next.set);
+    m_seen = {std::max(m_seen.object, next.object), std::max(m_seen.set, next.set)};
+    if (m_numbers == nullptr) {
+        m_next = NumbersBehindAll();
+    }
 }
 
 Engine::State Engine::TakeSnapshot() {
@@ -174,6 +182,9 @@ void Engine::Begin() {
     }
     m_chunks->BeginLevel();
     m_bulkEnds.push_back(m_chunks->BulkEnd());
+    if (Depth() == 1 && m_numbers != nullptr) {
+        m_chunks->KeepPlacesBelow(m_chunks->BulkEnd());
+    }
 }
 
 void Engine::Commit() {
@@ -227,7 +238,8 @@ void Engine::CommitOutermost() {
         if (wroteBytes) {
             m_file.Flush();
             m_refused = true;  // unless the sync returns
-            m_isCache ? m_file.Extend(m_chunks->BulkEnd()) : m_file.Sync(m_chunks->BulkEnd());
+            m_isCache || m_isOutOfSight ? m_file.Extend(m_chunks->BulkEnd())
+                                        : m_file.Sync(m_chunks->BulkEnd());
             m_refused = false;
         }
         // After the bulk data is on the disk (invariant 3).
@@ -247,7 +259,13 @@ void Engine::CommitOutermost() {
 
 // What was taken over is committed, whatever happens here.
 void Engine::CommitShared() {
-    HandOver();
+    const std::int64_t before = m_generation;
+    try {
+        HandOver();
+    } catch (...) {
+        m_generation = before;
+        throw;
+    }
     m_refused = true;  // unless it is here too
     try {
         m_connection->Do(Bound::Commit);

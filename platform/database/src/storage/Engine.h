@@ -6,8 +6,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
+#include <set>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -22,6 +25,8 @@
 #include "Store.h"
 
 namespace orq::storage {
+
+class ChangesetWalk;
 
 // Throws Foreign for a version of the format that this program does not know.
 void CheckFormat(const std::string& directory, std::int64_t version);
@@ -52,9 +57,20 @@ class Engine final : public Store {
     // The first page of each table and index, by name, in databases made by a version of the format.
     static std::map<std::string, std::int64_t> UsualRoots(int format);
 
-    std::int64_t NewObject() override { return m_next.object++; }
-    int NewSet() override { return m_next.set++; }
+    std::int64_t NewObject() override {
+        if (m_next.object == m_end.object) {
+            LeaseNumbers(NumberSource::Of::Objects);
+        }
+        return m_next.object++;
+    }
+    int NewSet(int above = 0) override {
+        if (m_next.set == m_end.set || (m_next.set <= above && m_numbers != nullptr)) {
+            LeaseNumbers(NumberSource::Of::Sets);
+        }
+        return m_next.set++;
+    }
     Numbers NextNumbers() const override { return m_next; }
+    bool MayHaveGiven(std::int64_t object, int set) const override;
     // From here on only numbers from these on are given.
     void ReserveNumbers(const Numbers& next);
 
@@ -85,6 +101,8 @@ class Engine final : public Store {
     // bulk file has not is brought from `source`, and commits are taken over by `sink` first; both
     // may be null, and have to live as long as this.
     void ServeAsCache(ChunkSource* source, CommitSink* sink);
+    // Is one of several writers from here on, whose numbers come from there.
+    void TakeNumbersFrom(NumberSource* source);
     // Goes on to the next state by the rows that it changed. When it throws, nothing has changed.
     void Apply(std::span<const std::byte> changeset);
     // The catalogue of the state that this handle sees, as a file of its own.
@@ -95,6 +113,8 @@ class Engine final : public Store {
     const Identity& GetIdentity() const { return m_identity; }
     // Where the bytes of all chunks lie that have a place in the bulk file.
     std::vector<BulkFile::Place> ChunkPlaces();
+    // Those of the smallest chunks that the file has not, up to so many bytes.
+    std::vector<BulkFile::Place> FindMissing(std::int64_t mostBytes);
     BulkFile& Bulk() { return m_file; }
 
   private:
@@ -102,6 +122,8 @@ class Engine final : public Store {
     [[noreturn]] void RefuseProcess() const;
     static void RefuseInherited(const std::string& directory);
     static std::unique_ptr<Engine> Open(const std::string& directory, bool writable, bool isAlone);
+    static std::unique_ptr<Engine> OpenOnce(const std::string& directory, bool writable,
+                                            bool isAlone);
     void Connect(const std::string& name, int flags, const char* vfs);
     void ConnectToExisting(const std::string& name, int flags);
     void OpenWithOthers(bool isAlone);
@@ -140,7 +162,21 @@ class Engine final : public Store {
     void CommitOutermost();
     void CommitShared();
     void RecordChanges();
+    // Those of the open transaction, to be put on top of commits of others; see Rebase.cpp.
+    struct OwnChanges;
     void HandOver();
+    bool Offer(const OwnChanges& own, std::vector<SharedCommit>& others);
+    void Rebase(OwnChanges& own, std::vector<SharedCommit> others);
+    void CheckDoNotMeet(std::span<const std::byte> changeset, std::span<const SharedCommit> others);
+    std::set<std::int64_t> OwnersOf(const ChangesetWalk& change);
+    State ApplyNext(std::span<const std::byte> changeset, std::int64_t generation);
+    State ApplyOthers(const OwnChanges& own);
+    void Replay(OwnChanges& own, std::int64_t shift);
+    std::int64_t ExchangeNumDrawers(std::int64_t distribution, std::int64_t count);
+    void MoveChunks(OwnChanges& own, std::int64_t shift);
+    void MoveBytes(const BulkFile::Place& from, std::int64_t to);
+    void LeaseNumbers(NumberSource::Of what);
+    Numbers NumbersBehindAll() const;
     void CopyCataloguePages(const Connection& to);
     std::int64_t NoteFold();
     State TakeFirstSnapshot();
@@ -156,10 +192,14 @@ class Engine final : public Store {
     bool m_isOpen = false;        // wholly: all was found to be in order
     bool m_refused = false;       // an earlier failure left this handle in doubt
     bool m_isCache = false;       // what it loses is fetched again
+    // Being made in a folder that is put on the disk as a whole before it gets its name.
+    bool m_isOutOfSight = false;
     LockFile m_lock;
     std::unique_ptr<Connection> m_connection;
     std::unique_ptr<ChangeRecorder> m_recorder;  // of the open transaction, where there is a sink
     CommitSink* m_sink = nullptr;
+    NumberSource* m_numbers = nullptr;          // of one of several writers
+    std::vector<NumberSource::Range> m_leased;  // from there
     std::unique_ptr<Catalogue> m_catalogue;
     BulkFile m_file;
     std::unique_ptr<FreeSpace> m_space;
@@ -168,6 +208,8 @@ class Engine final : public Store {
     std::int64_t m_generation = 0;
     std::int64_t m_foldNoted = -1;  // by this handle; see FoldStamp
     Numbers m_next{1, 1};
+    Numbers m_end{std::numeric_limits<std::int64_t>::max(), std::numeric_limits<int>::max()};
+    Numbers m_seen{1, 1};                  // behind all that rows have
     std::vector<std::int64_t> m_bulkEnds;  // where the bulk data ended when each level began
     std::int64_t m_changesBefore = 0;
 };
@@ -178,6 +220,7 @@ std::string BulkPath(const std::string& directory);
 std::string LockPath(const std::string& directory);
 
 Identity NewIdentity();
+std::string HexOf(const Identity& identity);
 
 // Refuses a catalogue that is not ours before SQLite acts on its contents.
 void CheckCatalogueHeader(const Connection& connection, const std::string& catalogue);

@@ -1,6 +1,7 @@
 #include "LockFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,14 +29,6 @@ struct flock Range(short type, std::int64_t first, std::int64_t count) {
 bool IsHeldByOther(int error) {
     // POSIX lets a system choose either.
     return error == EAGAIN || error == EACCES;
-}
-
-std::string WriterName() {
-    std::array<char, 256> host{};
-    if (gethostname(host.data(), host.size() - 1) != 0) {
-        std::strcpy(host.data(), "unknown host");
-    }
-    return "process " + std::to_string(getpid()) + " on " + host.data();
 }
 
 // The last text may be of a process that is gone: whoever has just taken the lock has still to
@@ -70,6 +63,14 @@ std::string ReadHolder(int file) {
 
 }  // namespace
 
+std::string NameOfThisProcess() {
+    std::array<char, 256> host{};
+    if (gethostname(host.data(), host.size() - 1) != 0) {
+        std::strcpy(host.data(), "unknown host");
+    }
+    return "process " + std::to_string(getpid()) + " on " + host.data();
+}
+
 LockFile::~LockFile() {
     Close();
 }
@@ -89,7 +90,7 @@ void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
         }
         RefuseBusy();
     }
-    const std::string name = WriterName();
+    const std::string name = NameOfThisProcess();
     if (ftruncate(m_file, 0) != 0 ||
         pwrite(m_file, name.data(), name.size(), 0) != static_cast<ssize_t>(name.size())) {
         ORQBasThrowSystemFailure(path, "write the lock file");
@@ -112,6 +113,13 @@ bool LockFile::OpenAsReader(const std::string& path, bool makes) {
     return m_file >= 0;
 }
 
+bool LockFile::IsInPlace() const {
+    struct stat opened {};
+    struct stat named {};
+    return m_file < 0 || (fstat(m_file, &opened) == 0 && stat(m_path.c_str(), &named) == 0 &&
+                          opened.st_dev == named.st_dev && opened.st_ino == named.st_ino);
+}
+
 void LockFile::Close() {
     if (m_file >= 0) {
         close(m_file);
@@ -123,7 +131,7 @@ void LockFile::Close() {
 
 std::string LockFile::Writer() const {
     if (m_isWriter) {
-        return WriterName();
+        return NameOfThisProcess();
     }
     struct flock range = Range(F_RDLCK, kWriterByte, 1);
     if (m_file >= 0 && fcntl(m_file, F_OFD_GETLK, &range) != 0) {

@@ -26,6 +26,9 @@
 
 namespace orq::storage {
 
+// This process in words, for others: "process 812 on host".
+std::string NameOfThisProcess();
+
 class LockFile {
   public:
     // An absent lock, as if it held everything: for databases in memory, and for
@@ -43,6 +46,8 @@ class LockFile {
     // allows it; returns false when there is none that can be read.
     bool OpenAsReader(const std::string& path, bool makes);
     void Close();
+    // Whether its name still leads to the file that was opened, or none was.
+    bool IsInPlace() const;
 
     // Throws Busy with the holder's name while a writer is alone.
     void BeginChoosingSnapshot();

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <random>
 #include <span>
+#include <utility>
 
 #include "Engine.h"
 #include "ORQBasFailure.h"
@@ -229,6 +230,7 @@ void Engine::Build(const std::string& directory, FirstContent content, const Fil
         std::unique_ptr<Engine> engine(new Engine);
         engine->m_directory = beside;
         engine->m_writable = true;
+        engine->m_isOutOfSight = true;
         // Nobody else knows the folder, so there is no reader to exclude on a network file system.
         engine->m_lock.OpenAsWriter(LockPath(beside), LockFile::Sharing::WithReaders);
         const Identity identity = NewIdentity();
@@ -267,9 +269,21 @@ std::unique_ptr<Engine> Engine::Open(const std::string& directory, bool writable
     }
 }
 
-std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable,
-                                     bool isAlone) {
-    const std::string directory = WithoutTrailingSlash(givenDirectory);
+namespace {
+
+// Of the folder to which a name leads now: device and node; zeros where there is none.
+using FolderNumber = std::pair<dev_t, ino_t>;
+
+FolderNumber NumberOf(const std::string& folder) {
+    struct stat status {};
+    return stat(folder.c_str(), &status) == 0 ? FolderNumber(status.st_dev, status.st_ino)
+                                              : FolderNumber();
+}
+
+}  // namespace
+
+std::unique_ptr<Engine> Engine::OpenOnce(const std::string& directory, bool writable,
+                                         bool isAlone) {
     CheckLooksLikeDatabase(directory, true);
     RefuseInherited(directory);
     std::unique_ptr<Engine> engine(new Engine);
@@ -279,6 +293,33 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
         engine->OpenWithOthers(isAlone);
     } else {
         engine->OpenAsOnlooker();
+    }
+    return engine;
+}
+
+std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool writable,
+                                     bool isAlone) {
+    const std::string directory = WithoutTrailingSlash(givenDirectory);
+    // Who puts another database into the place of this one looks for a writer's lock, and does not
+    // find that of one who is just opening. So whoever opens sees to it that the name has led to
+    // the same folder all the time, and begins again where it has not.
+    constexpr int kAttempts = 10;
+    std::unique_ptr<Engine> engine;
+    for (int attempt = 1; engine == nullptr; ++attempt) {
+        const FolderNumber folder = NumberOf(directory);
+        try {
+            engine = OpenOnce(directory, writable, isAlone);
+            if (NumberOf(directory) != folder || !engine->m_lock.IsInPlace()) {
+                throw ORQBasFailure(ORQBasFailureKind::Busy,
+                                    directory + ": is replaced while it is being opened");
+            }
+        } catch (const ORQBasFailure&) {
+            const bool isReplaced = engine != nullptr || NumberOf(directory) != folder;
+            engine.reset();
+            if (!isReplaced || attempt == kAttempts) {
+                throw;
+            }
+        }
     }
     // Only from here on: what was refused above is closed with its log as it was. The pragmas of
     // opening have outdated the bounds.
@@ -474,7 +515,8 @@ void Engine::DropConnection() {
 void Engine::PrepareNewFile(Connection& catalogue) {
     // In this order: reserved bytes and page size are fixed by the first page that is written, and
     // setting the application ID writes it. The log comes last, since with it the page size is
-    // fixed too.
+    // fixed too. Nothing waits for the disk: whoever makes a file puts it there as a whole.
+    catalogue.Execute("PRAGMA synchronous = OFF");
     SetPageSizes(catalogue);
     catalogue.Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
     catalogue.Execute("PRAGMA journal_mode = WAL");

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
+
+#include "PackedCount.h"
 
 namespace orq::storage {
 
@@ -10,19 +13,15 @@ namespace {
 
 // Stored, do not change.
 constexpr std::byte kPackedVersion{1};
-constexpr std::uint64_t kKinds =
-    8;  // a field's first count is its number, times this, plus its kind
+// A field's first count is its number, times this, plus its kind.
+constexpr std::uint64_t kKinds = 8;
 
-// What stands in front of a text or doubles, or all of another field: at most two counts of ten bytes.
+// What stands in front of a text or doubles, or all of another field: at most two counts of ten
+// bytes.
 class Head {
   public:
-    // Seven bits a byte, the lowest first; all but the last have the highest bit set.
     void AddCount(std::uint64_t count) {
-        while (count >= 0x80) {
-            Add(static_cast<std::byte>(count | 0x80));
-            count >>= 7;
-        }
-        Add(static_cast<std::byte>(count));
+        WriteCount(count, [this](std::byte byte) { Add(byte); });
     }
     void Add(std::byte byte) { m_bytes[m_size++] = byte; }
     Bytes All() const { return std::span(m_bytes).first(m_size); }
@@ -69,7 +68,7 @@ bool PackedFieldReader::Next() {
 
 std::size_t PackedFieldReader::Skip(std::size_t at) {
     std::uint64_t first = 0;
-    if (!ReadCount(at, first) || first / kKinds > std::numeric_limits<int>::max() ||
+    if (!ReadCount(m_packed, at, first) || first / kKinds > std::numeric_limits<int>::max() ||
         static_cast<int>(first / kKinds) <= m_number) {
         return 0;
     }
@@ -80,20 +79,21 @@ std::size_t PackedFieldReader::Skip(std::size_t at) {
         case FieldKind::Symbol:
         case FieldKind::Type: {
             std::uint64_t number = 0;
-            if (!ReadCount(at, number) || number > std::numeric_limits<std::uint32_t>::max()) {
+            if (!ReadCount(m_packed, at, number) ||
+                number > std::numeric_limits<std::uint32_t>::max()) {
                 return 0;
             }
             break;
         }
         case FieldKind::String:
-            if (!ReadCount(at, nBytes)) {
+            if (!ReadCount(m_packed, at, nBytes)) {
                 return 0;
             }
             value = at;
             break;
         case FieldKind::Doubles:
             // Bounded first: the product could exceed 64 bits.
-            if (!ReadCount(at, nBytes) || nBytes > m_packed.size()) {
+            if (!ReadCount(m_packed, at, nBytes) || nBytes > m_packed.size()) {
                 return 0;
             }
             nBytes *= sizeof(double);
@@ -111,18 +111,6 @@ std::size_t PackedFieldReader::Skip(std::size_t at) {
     return at + static_cast<std::size_t>(nBytes);
 }
 
-bool PackedFieldReader::ReadCount(std::size_t& at, std::uint64_t& count) const {
-    count = 0;
-    for (int shift = 0; shift < 63 && at < m_packed.size(); shift += 7) {
-        const auto digit = std::to_integer<std::uint64_t>(m_packed[at++]);
-        count |= (digit & 0x7F) << shift;
-        if (digit < 0x80) {
-            return true;
-        }
-    }
-    return false;
-}
-
 FieldValue PackedFieldReader::Value() const {
     const Bytes bytes = m_packed.subspan(m_value, m_at - m_value);
     switch (m_kind) {
@@ -133,7 +121,7 @@ FieldValue PackedFieldReader::Value() const {
         default: {
             std::uint64_t number = 0;
             std::size_t at = m_value;
-            (void)ReadCount(at, number);
+            (void)ReadCount(m_packed, at, number);
             const auto bits = static_cast<std::uint32_t>(number);
             return static_cast<int>((bits & 1) != 0 ? ~(bits >> 1) : bits >> 1);
         }
@@ -147,7 +135,11 @@ bool ArePackedFields(Bytes packed) {
     return fields.IsAtEnd();
 }
 
-void PutPackedField(std::vector<std::byte>& packed, const PackedField& field) {
+namespace {
+
+// Puts a field in the place of the bytes [begin, end).
+void Replace(std::vector<std::byte>& packed, std::size_t begin, std::size_t end,
+             const PackedField& field) {
     Head head;
     if (packed.empty()) {
         head.Add(kPackedVersion);
@@ -156,7 +148,22 @@ void PutPackedField(std::vector<std::byte>& packed, const PackedField& field) {
                   static_cast<std::uint64_t>(field.kind));
     const Bytes value = std::visit(AddingValue{head}, field.value);
     const Bytes before = head.All();
+    const std::size_t added = before.size() + value.size();
+    const auto place = packed.begin() + static_cast<std::ptrdiff_t>(begin);
+    if (added > end - begin) {
+        packed.insert(place, added - (end - begin), std::byte{});
+    } else {
+        packed.erase(place, place + static_cast<std::ptrdiff_t>(end - begin - added));
+    }
+    std::memcpy(packed.data() + begin, before.data(), before.size());
+    if (!value.empty()) {
+        std::memcpy(packed.data() + begin + before.size(), value.data(), value.size());
+    }
+}
 
+}  // namespace
+
+void PutPackedField(std::vector<std::byte>& packed, const PackedField& field) {
     // [begin, end) goes: the field of that number, or nothing in front of the first one behind it.
     PackedFieldReader reader(packed);
     std::size_t begin = packed.size();
@@ -168,15 +175,11 @@ void PutPackedField(std::vector<std::byte>& packed, const PackedField& field) {
             break;
         }
     }
-    const std::size_t added = before.size() + value.size();
-    const auto place = packed.begin() + static_cast<std::ptrdiff_t>(begin);
-    if (added > end - begin) {
-        packed.insert(place, added - (end - begin), std::byte{});
-    } else {
-        packed.erase(place, place + static_cast<std::ptrdiff_t>(end - begin - added));
-    }
-    std::ranges::copy(
-        value, std::ranges::copy(before, packed.begin() + static_cast<std::ptrdiff_t>(begin)).out);
+    Replace(packed, begin, end, field);
+}
+
+void AppendPackedField(std::vector<std::byte>& packed, const PackedField& field) {
+    Replace(packed, packed.size(), packed.size(), field);
 }
 
 }  // namespace orq::storage

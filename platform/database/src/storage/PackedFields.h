@@ -38,8 +38,6 @@ class PackedFieldReader {
   private:
     // Past the whole field at `at`, or 0 where none lies there.
     std::size_t Skip(std::size_t at);
-    // Moves `at` past a count; false where the bytes end before.
-    bool ReadCount(std::size_t& at, std::uint64_t& count) const;
 
     Bytes m_packed;
     std::size_t m_begin = 0;
@@ -55,5 +53,8 @@ bool ArePackedFields(Bytes packed);
 /// Sets a field, in place of one that has its number. Strong guarantee. REQUIRES: packed fields, a
 /// number that is not negative, and doubles as 8-byte numbers; the value does not lie in `packed`.
 void PutPackedField(std::vector<std::byte>& packed, const PackedField& field);
+/// The same for a field behind all that are there, which need not be looked through. REQUIRES: none
+/// of them has its number or a higher one.
+void AppendPackedField(std::vector<std::byte>& packed, const PackedField& field);
 
 }  // namespace orq::storage

@@ -1,5 +1,5 @@
-// Entries of maps that were added and not yet given to SQLite, which takes many rows in half the time
-// that it needs for one after the other.
+// Entries of maps that were added and not yet given to SQLite, which takes many rows in half the
+// time that it needs for one after the other.
 #pragma once
 
 #include <cstddef>
@@ -56,7 +56,13 @@ class PendingNames {
     using Key = std::tuple<std::int64_t, int, std::string>;
     using View = std::tuple<std::int64_t, int, std::string_view>;
 
-    std::map<Key, Target, std::less<>> m_entries;
+    // std::less does not compare the two with each other in every standard library.
+    struct IsBefore {
+        using is_transparent = void;
+        bool operator()(const View& a, const View& b) const { return a < b; }
+    };
+
+    std::map<Key, Target, IsBefore> m_entries;
     std::size_t m_nBytes = 0;
     // The map that was added to last, and a name that none in it exceeds.
     std::int64_t m_object = 0;

@@ -1,13 +1,17 @@
 #include "PendingObjects.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace orq::storage {
 
 bool PendingObjects::IsFull() const {
     constexpr std::size_t kNodeBytes = sizeof(Object) + 48;
-    return m_nBlockBytes + m_ascending.capacity() * sizeof(Object) + m_others.size() * kNodeBytes >
+    // The largest record does not count: one that alone is more would be written with each of its
+    // fields.
+    return m_nBlockBytes - m_nLargestRoom + m_ascending.capacity() * sizeof(Object) +
+               m_others.size() * kNodeBytes >
            kMostBytes;
 }
 
@@ -39,18 +43,22 @@ void PendingObjects::Put(const ObjectRow& row, bool isNew) {
     object->type = row.type;
     object->category = row.category;
     object->nBytes = row.fields.size();
-    std::ranges::copy(row.fields, object->room.begin());
+    if (!row.fields.empty()) {
+        std::memcpy(object->room.data(), row.fields.data(), row.fields.size());
+    }
 }
 
 std::span<std::byte> PendingObjects::TakeRoom(std::size_t nBytes) {
     constexpr std::size_t kLeast = 64;
-    const std::size_t wanted = nBytes < kBlock / 4 ? std::max(kLeast, 2 * nBytes) : nBytes;
+    // As much again: a record that grows by single fields moves a few times and no more.
+    const std::size_t wanted = std::max(kLeast, 2 * nBytes);
     if (m_free.size() < wanted) {
         const std::size_t size = std::max(kBlock, wanted);
         m_blocks.reserve(m_blocks.size() + 1);
         m_blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(size));
         m_free = {m_blocks.back().get(), size};
         m_nBlockBytes += size;
+        m_nLargestRoom = std::max(m_nLargestRoom, wanted);
     }
     const std::span<std::byte> room = m_free.first(wanted);
     m_free = m_free.subspan(wanted);
@@ -63,6 +71,7 @@ void PendingObjects::Clear() noexcept {
     m_blocks.clear();
     m_free = {};
     m_nBlockBytes = 0;
+    m_nLargestRoom = 0;
 }
 
 }  // namespace orq::storage

@@ -1,5 +1,5 @@
-// Rows of objects that were written and not yet given to SQLite. A record is set field by field; its
-// row is written once.
+// Rows of objects that were written and not yet given to SQLite. A record is set field by field;
+// its row is written once.
 #pragma once
 
 #include <cstddef>
@@ -64,6 +64,7 @@ class PendingObjects {
     std::vector<std::unique_ptr<std::byte[]>> m_blocks;
     std::span<std::byte> m_free;  // of the last block
     std::size_t m_nBlockBytes = 0;
+    std::size_t m_nLargestRoom = 0;  // of those for which a block was made
 };
 
 }  // namespace orq::storage

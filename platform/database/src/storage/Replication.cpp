@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 
+#include "ChangesetWalk.h"
 #include "Engine.h"
 #include "ORQBasFailure.h"
 #include "ORQBasStaged.h"
@@ -19,49 +20,6 @@ namespace orq::storage {
 using Bound = Connection::Bound;
 
 namespace {
-
-// Goes through the changes of a changeset; the bytes must stay.
-class ChangesetWalk {
-  public:
-    explicit ChangesetWalk(std::span<const std::byte> changeset) {
-        // SQLite takes the bytes as not const, and only reads them.
-        Check(sqlite3changeset_start(&m_changes, static_cast<int>(changeset.size()),
-                                     const_cast<std::byte*>(changeset.data())));
-    }
-    ~ChangesetWalk() { sqlite3changeset_finalize(m_changes); }
-    ChangesetWalk(const ChangesetWalk&) = delete;
-    ChangesetWalk& operator=(const ChangesetWalk&) = delete;
-
-    /// Moves to the next (at first, the first) change; false when there is none.
-    bool Next() {
-        const int code = sqlite3changeset_next(m_changes);
-        if (code != SQLITE_DONE && code != SQLITE_ROW) {
-            Check(code);
-        }
-        if (code == SQLITE_ROW) {
-            const char* table = nullptr;
-            int nColumns = 0;
-            int isIndirect = 0;
-            Check(sqlite3changeset_op(m_changes, &table, &nColumns, &m_operation, &isIndirect));
-            m_table = table;
-        }
-        return code == SQLITE_ROW;
-    }
-    std::string_view Table() const { return m_table; }
-    int Operation() const { return m_operation; }
-
-  private:
-    static void Check(int code) {
-        if (code != SQLITE_OK) {
-            throw ORQBasFailure(ORQBasFailureKind::Damaged,
-                                std::string("a changeset is damaged: ") + sqlite3_errstr(code));
-        }
-    }
-
-    sqlite3_changeset_iter* m_changes = nullptr;
-    std::string_view m_table;
-    int m_operation = 0;
-};
 
 void CheckTables(Connection& connection, std::span<const std::byte> changeset) {
     std::set<std::string, std::less<>> tables;
@@ -77,14 +35,26 @@ void CheckTables(Connection& connection, std::span<const std::byte> changeset) {
     }
 }
 
-// Names the first row that is not as the changeset says, and gives up.
-int NoteConflict(void* conflict, int, sqlite3_changeset_iter* changes) {
+struct Application {
+    ChangedTables tables;
+    std::string conflict;  // the table of the first row that is not as the changeset says
+};
+
+int IsToBeApplied(void* application, const char* table) {
+    return static_cast<Application*>(application)->tables == ChangedTables::All ||
+                   !IsBookkeeping(table)
+               ? 1
+               : 0;
+}
+
+// At the first conflict all of it is given up.
+int NoteConflict(void* application, int, sqlite3_changeset_iter* changes) {
     const char* table = nullptr;
     int nColumns = 0;
     int operation = 0;
     int isIndirect = 0;
     if (sqlite3changeset_op(changes, &table, &nColumns, &operation, &isIndirect) == SQLITE_OK) {
-        *static_cast<std::string*>(conflict) = table;
+        static_cast<Application*>(application)->conflict = table;
     }
     return SQLITE_CHANGESET_ABORT;
 }
@@ -121,17 +91,19 @@ std::span<const std::byte> ChangeRecorder::Take() {
     return {static_cast<const std::byte*>(m_changeset), static_cast<std::size_t>(size)};
 }
 
-void ApplyChangeset(Connection& connection, std::span<const std::byte> changeset) {
+void ApplyChangeset(Connection& connection, std::span<const std::byte> changeset,
+                    ChangedTables tables) {
     CheckTables(connection, changeset);
     // Statements that compare all columns of a row nest deeper than ours.
     constexpr int kDepth = 200;
     sqlite3_limit(connection.Handle(), SQLITE_LIMIT_EXPR_DEPTH, kDepth);
-    std::string conflict;
+    Application application{tables, ""};
     const int code = sqlite3changeset_apply(connection.Handle(), static_cast<int>(changeset.size()),
-                                            const_cast<std::byte*>(changeset.data()), nullptr,
-                                            NoteConflict, &conflict);
-    if (!conflict.empty()) {
-        connection.FailDamaged("a changeset does not fit this state: table " + conflict);
+                                            const_cast<std::byte*>(changeset.data()), IsToBeApplied,
+                                            NoteConflict, &application);
+    if (!application.conflict.empty()) {
+        connection.FailDamaged("a changeset does not fit this state: table " +
+                               application.conflict);
     }
     connection.Check(code, "apply a changeset");
 }
@@ -144,8 +116,8 @@ std::string SummaryOf(std::span<const std::byte> changeset) {
     };
     std::map<std::string, Counts, std::less<>> tables;
     for (ChangesetWalk walk(changeset); walk.Next();) {
-        if (walk.Table() == "state" || walk.Table() == "free_extent") {
-            continue;  // every commit's own bookkeeping
+        if (IsBookkeeping(walk.Table())) {
+            continue;
         }
         auto found = tables.find(walk.Table());
         if (found == tables.end()) {
@@ -228,6 +200,27 @@ std::vector<BulkFile::Place> Engine::ChunkPlaces() {
     return places;
 }
 
+std::vector<BulkFile::Place> Engine::FindMissing(std::int64_t mostBytes) {
+    constexpr int kMostRows = 4096;  // a look at each, however many a model has
+    std::vector<BulkFile::Place> places;
+    int nRows = 0;
+    for (const ExtentRow& row : m_catalogue->Find<ExtentRow>()) {
+        if (++nRows > kMostRows) {
+            break;
+        }
+        const std::int64_t end = row.offset + row.length;
+        if (row.offset >= kBulkPage && row.length <= mostBytes && end <= m_chunks->BulkEnd() &&
+            m_file.NextWritten(row.offset) >= end) {
+            places.push_back({row.offset, row.length});
+        }
+    }
+    std::ranges::sort(places, {}, &BulkFile::Place::size);
+    const auto last = std::ranges::find_if(
+        places, [&](const BulkFile::Place& place) { return (mostBytes -= place.size) < 0; });
+    places.erase(last, places.end());
+    return places;
+}
+
 // A transaction that cannot be recorded has not begun.
 void Engine::RecordChanges() {
     if (m_sink == nullptr) {
@@ -243,19 +236,16 @@ void Engine::RecordChanges() {
     m_file.TakeNotedWrites();  // those of a transaction that was undone do not count
 }
 
-void Engine::HandOver() {
-    std::vector<BulkFile::Place> noted = m_file.TakeNotedWrites();
-    // What an inner level wrote and undid is no part of the commit.
-    m_refused = true;  // unless it is known what became of it
-    try {
-        m_sink->Take({m_generation + 1, m_recorder->Take(),
-                      noted.empty() ? noted : Meet(std::move(noted), ChunkPlaces()), m_file});
-    } catch (const OutcomeUnknown&) {
-        throw;
-    } catch (...) {
-        m_refused = false;
-        throw;
+Engine::State Engine::ApplyNext(std::span<const std::byte> changeset, std::int64_t generation) {
+    m_catalogue->LeaveRows();
+    ApplyChangeset(*m_connection, changeset, ChangedTables::All);
+    const State state = ReadState();
+    if (state.identity != m_identity || state.generation != generation) {
+        m_connection->FailDamaged("a changeset leads to state " + std::to_string(state.generation) +
+                                  " of " + (state.identity == m_identity ? "the" : "another") +
+                                  " model, where state " + std::to_string(generation) + " is due");
     }
+    return state;
 }
 
 void Engine::Apply(std::span<const std::byte> changeset) {
@@ -264,14 +254,7 @@ void Engine::Apply(std::span<const std::byte> changeset) {
     EndSnapshot();
     m_connection->Do(Bound::BeginToWrite);
     try {
-        ApplyChangeset(*m_connection, changeset);
-        const State state = ReadState();
-        if (state.identity != m_identity || state.generation != m_generation + 1) {
-            m_connection->FailDamaged(
-                "a changeset leads to state " + std::to_string(state.generation) + " of " +
-                (state.identity == m_identity ? "the" : "another") + " model, where state " +
-                std::to_string(m_generation + 1) + " is due");
-        }
+        const State state = ApplyNext(changeset, m_generation + 1);
         // Before it is named: a handle that opens the state compares the file's length with it.
         m_file.Extend(state.bulkEnd);
         m_catalogue->LeaveRows();
@@ -332,7 +315,7 @@ void Engine::BuildFromImage(const std::string& directory, std::span<const std::b
         const auto* number = std::get_if<std::int64_t>(&row[0]);
         end = number != nullptr ? *number : 0;
     });
-    bulk.Extend(end);
+    bulk.Sync(end);
 }
 
 }  // namespace orq::storage

@@ -34,9 +34,13 @@ class ChangeRecorder {
     void* m_changeset = nullptr;
 };
 
+/// Which tables of a changeset are meant.
+enum class ChangedTables { All, ButBookkeeping };
+
 /// Applies a changeset to the tables of a catalogue in the open transaction. Throws Damaged, naming
 /// the table, for changes of other tables, and where what it changes is not as it says.
-void ApplyChangeset(Connection& connection, std::span<const std::byte> changeset);
+void ApplyChangeset(Connection& connection, std::span<const std::byte> changeset,
+                    ChangedTables tables);
 
 /// How many rows a changeset adds, changes and removes, by table: "object +2, child +5 ~1 -3".
 /// Throws Damaged.

@@ -6,6 +6,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "PackedDimensions.h"
 #include "PackedFields.h"
 #include "Schema.h"
 
@@ -80,6 +81,7 @@ class ColumnReader {
         const Bytes bytes = {static_cast<const std::byte*>(sqlite3_value_blob(held)),
                              static_cast<std::size_t>(sqlite3_value_bytes(held))};
         Require(Present().type != Column::Type::Fields || ArePackedFields(bytes));
+        Require(Present().type != Column::Type::Dimensions || ArePackedDimensions(bytes));
         return bytes;
     }
 
@@ -148,7 +150,8 @@ constexpr Codecs kCodecs =
     MakeCodecs<StateRow, ObjectRow, CollectionRow, MemberRow, SymbolRow, NameRow, ChildRow,
                MapEntryRow, VectorEntryRow, SetEntryRow, FieldRow, ComponentSetRow, DistributionRow,
                DrawerRow, DrawerDimensionRow, DrawerSegmentRow, DataSetRow, CompartmentRow,
-               DataSetDrawerRow, FTableRow, FTableLabelRow, ExtentRow, FreeExtentRow>();
+               DataSetDrawerRow, FTableRow, FTableLabelRow, ExtentRow, SmallChunkRow,
+               FreeExtentRow>();
 
 }  // namespace
 

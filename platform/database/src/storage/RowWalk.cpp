@@ -90,6 +90,12 @@ void RowWalk::FindFirst() {
 int RowWalk::TryStep() {
     const int code = sqlite3_step(m_statement);
     m_place = code == SQLITE_ROW ? Place::OnRow : Place::BehindAll;
+    if (code == SQLITE_ROW) {
+        // Read once: the row is compared several times, and each look at a column costs a call.
+        for (std::size_t i = 0; i < m_query.columns.size(); ++i) {
+            m_rowKeys[i] = sqlite3_column_int64(m_statement, m_query.columns[i]);
+        }
+    }
     if (code != SQLITE_ROW && code != SQLITE_DONE) {
         Reset();
     }
@@ -107,16 +113,6 @@ void RowWalk::Reset() {
         sqlite3_reset(m_statement);
         m_place = Place::Nowhere;
     }
-}
-
-std::strong_ordering RowWalk::Compare() const {
-    for (std::size_t i = 0; i < m_query.columns.size(); ++i) {
-        const auto order = sqlite3_column_int64(m_statement, m_query.columns[i]) <=> m_keys[i];
-        if (order != 0) {
-            return order;
-        }
-    }
-    return std::strong_ordering::equal;
 }
 
 // --- Some ----------------------------------------------------------------------------------------

@@ -1,8 +1,9 @@
-// A walk steps one statement forward for queries in ascending key order: it stays on its row between
-// them. Going on to the next row costs a quarter of what finding it costs, and loops over objects
-// often go in the order in which these were made.
+// A walk steps one statement forward for queries in ascending key order: it stays on its row
+// between them. Going on to the next row costs a quarter of what finding it costs, and loops over
+// objects often go in the order in which these were made.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <compare>
 #include <cstddef>
@@ -31,7 +32,8 @@ class RowWalk final : public RowSource {
   public:
     using Keys = RowQuery::Keys;
 
-    explicit RowWalk(const RowQuery& query) : m_query(query) {}
+    explicit RowWalk(const RowQuery& query)
+        : m_query(query), m_nKeys(static_cast<std::ptrdiff_t>(query.columns.size())) {}
     ~RowWalk() { sqlite3_finalize(m_statement); }
 
     // Whether the keys are those of the last query or a little behind them, and it has ended.
@@ -67,11 +69,17 @@ class RowWalk final : public RowSource {
     void Step();
     void Reset();
     // Of the row to the keys of the query.
-    std::strong_ordering Compare() const;
+    std::strong_ordering Compare() const {
+        return std::lexicographical_compare_three_way(m_rowKeys.begin(),
+                                                      m_rowKeys.begin() + m_nKeys, m_keys.begin(),
+                                                      m_keys.begin() + m_nKeys);
+    }
     bool IsOnAnswer() const { return m_place == Place::OnRow && Compare() == 0; }
 
     const RowQuery& m_query;
+    std::ptrdiff_t m_nKeys;
     sqlite3_stmt* m_statement = nullptr;  // made when it is first needed
+    Keys m_rowKeys{};                     // of the row on which it stands
     Keys m_keys{};                        // of the last query
     Place m_place = Place::Nowhere;
     bool m_isAtFirst = false;    // stands on the first row that is not before `m_keys`

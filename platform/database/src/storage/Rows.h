@@ -13,6 +13,10 @@
 
 namespace orq::storage {
 
+/// The version of the format since which drawers hold their dimensions themselves, runs of members
+/// without a set, and data of few bytes have a table of their own.
+inline constexpr int kSmallDrawersSince = 4;
+
 enum class Table : int {
     State,
     Object,
@@ -28,7 +32,7 @@ enum class Table : int {
     ComponentSet,
     Distribution,
     Drawer,
-    DrawerDimension,
+    DrawerDimension,  // up to version 3
     DrawerSegment,
     DataSet,
     Compartment,
@@ -36,6 +40,7 @@ enum class Table : int {
     FTable,
     FTableLabel,
     Extent,
+    SmallChunk,  // since version 4
     FreeExtent,
     Count
 };
@@ -270,11 +275,16 @@ struct DistributionRow {
     std::int64_t object = 0;
     int scalar = 0;
     std::int64_t rangeCollection = 0;
-    Bytes grid;  // the numbers of the collections, 8 bytes each
+    Bytes grid;        // the numbers of the collections, 8 bytes each
+    int nDrawers = 0;  // so that it shows when rows of drawers were lost
 
     template <class Row>
     static auto Columns(Row& row) {
-        return std::tie(row.object, row.scalar, row.rangeCollection, row.grid);
+        return std::tie(row.object, row.scalar, row.rangeCollection, row.grid, row.nDrawers);
+    }
+    template <class Row>
+    static auto Key(Row& row) {
+        return std::tie(row.object);
     }
 };
 
@@ -286,14 +296,21 @@ struct DrawerRow {
     int extendable = 0;
     std::int64_t nRows = 0;
     std::int64_t store = 0;
+    Bytes dimensions;  // see PackedDimensions.h
 
     template <class Row>
     static auto Columns(Row& row) {
         return std::tie(row.distribution, row.number, row.layout, row.extendable, row.nRows,
-                        row.store);
+                        row.store, row.dimensions);
+    }
+    template <class Row>
+    static auto Key(Row& row) {
+        return std::tie(row.distribution, row.number);
     }
 };
 
+/// A dimension of a drawer as it stood in databases of versions 1 to 3, which have no packed
+/// dimensions. The store reads and writes them as such; nobody above it sees these rows.
 struct DrawerDimensionRow {
     static constexpr Table kTable = Table::DrawerDimension;
     std::int64_t distribution = 0;
@@ -401,6 +418,22 @@ struct ExtentRow {
     static auto Columns(Row& row) {
         return std::tie(row.store, row.part, row.chunk, row.offset, row.capacity, row.length,
                         row.checksums, row.small);
+    }
+};
+
+/// The data of a store that has one chunk, number 0 of part 0, of few bytes. Such a store has no extents.
+struct SmallChunkRow {
+    static constexpr Table kTable = Table::SmallChunk;
+    std::int64_t store = 0;
+    Bytes bytes;
+
+    template <class Row>
+    static auto Columns(Row& row) {
+        return std::tie(row.store, row.bytes);
+    }
+    template <class Row>
+    static auto Key(Row& row) {
+        return std::tie(row.store);
     }
 };
 

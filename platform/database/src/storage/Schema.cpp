@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ORQBasFailure.h"
+#include "PackedDimensions.h"
 #include "PackedFields.h"
 
 namespace orq::storage {
@@ -60,9 +61,16 @@ constexpr Column Blob(const char* name, int since = kOldestFormatVersion) {
     Integer("form", 0, 3), Int32("first"), Count("count"), Int32("stride"), Int32("block"), \
         NumberOrNone("store"), Blob("members")
 
-// The rows of table field as one value; see EarlyFields.
+// The rows of table field as one value; see EarlyRows.
 constexpr const char* kPackedBefore3 =
     "(SELECT pack_fields(number, kind, value) FROM field WHERE field.object = object.id)";
+// The rows of table drawer_dimension as one value; likewise.
+constexpr const char* kPackedBefore4 =
+    "(SELECT pack_dimensions(dimension, set_id, chunk, drawer.extendable) FROM drawer_dimension AS "
+    "d "
+    "WHERE d.distribution = drawer.distribution AND d.drawer = drawer.number)";
+constexpr const char* kCountBefore4 =
+    "(SELECT count(*) FROM drawer WHERE drawer.distribution = distribution.object)";
 
 // Names and order are stored, do not change.
 const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {{
@@ -101,15 +109,25 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
      {Integer("id", 1, kMostInt), Number("collection"), Bits("hash"), ORQ_MEMBERS}},
     {"distribution",
      1,
-     {Number("object"), Integer("scalar", 1, 6), NumberOrNone("range_collection"), Blob("grid")}},
+     {Number("object"),
+      Integer("scalar", 1, 6),
+      NumberOrNone("range_collection"),
+      Blob("grid"),
+      {"n_drawers", Column::Type::Integer, 0, kMostInt, kSmallDrawersSince, kCountBefore4}}},
     {"drawer",
      2,
-     {Number("distribution"), Integer("number", 1, kMostInt), Integer("layout", 0, 2),
-      Integer("extendable", -1, kMostInt), Count("n_rows"), Number("store")}},
+     {Number("distribution"),
+      Integer("number", 1, kMostInt),
+      Integer("layout", 0, 2),
+      Integer("extendable", -1, kMostInt),
+      Count("n_rows"),
+      Number("store"),
+      {"dimensions", Column::Type::Dimensions, 0, 0, kSmallDrawersSince, kPackedBefore4}}},
     {"drawer_dimension",
      3,
      {Number("distribution"), Integer("drawer", 1, kMostInt), Place("dimension"), Count("set_id"),
-      Count("chunk")}},
+      Count("chunk")},
+     kSmallDrawersSince - 1},
     {"drawer_segment",
      3,
      {Number("distribution"), Integer("drawer", 1, kMostInt), Count("first_row"), ORQ_MEMBERS}},
@@ -126,6 +144,12 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
      {Number("store"), Integer("part", 0, 2), Place("chunk"), NumberOrNone("offset"),
       NumberOrNone("capacity"), Number("length"), Blob("checksums"),
       Blob("small", kSmallChunksSince)}},
+    {"small_chunk",
+     1,
+     {Number("store"), Blob("bytes")},
+     kFormatVersion,
+     kSmallDrawersSince,
+     kSmallDrawersSince},
     {"free_extent", 1, {Number("offset"), Number("length"), NumberOrNone("generation")}},
 }};
 
@@ -154,7 +178,8 @@ std::string NamesOfKey(const TableShape& table) {
 }
 
 std::string_view Declared(Column::Type type) {
-    constexpr std::array<std::string_view, 5> kWords = {" INTEGER", " TEXT", " BLOB", " BLOB", ""};
+    constexpr std::array<std::string_view, 6> kWords = {" INTEGER", " TEXT", " BLOB",
+                                                        " BLOB",    " BLOB", ""};
     return kWords[static_cast<std::size_t>(type)];
 }
 
@@ -300,6 +325,12 @@ std::string Wanted(const Column& column, const Value& value) {
                 return "packed fields";
             }
             return "";
+        case Column::Type::Dimensions:
+            if (const auto* bytes = std::get_if<std::span<const std::byte>>(&value);
+                bytes == nullptr || !ArePackedDimensions(*bytes)) {
+                return "packed dimensions";
+            }
+            return "";
         default:
             return std::holds_alternative<std::nullptr_t>(value) ? "a value" : "";
     }
@@ -343,6 +374,7 @@ Value NothingIn(Column::Type type) {
             return std::string_view();
         case Column::Type::Blob:
         case Column::Type::Fields:
+        case Column::Type::Dimensions:
             return std::span<const std::byte>();
         default:
             return std::int64_t{0};
@@ -350,7 +382,7 @@ Value NothingIn(Column::Type type) {
 }
 
 std::string SelectRow(const TableShape& table, int format) {
-    constexpr std::array kNothing = {"0", "''", "x''", "x''", "0"};  // by type
+    constexpr std::array kNothing = {"0", "''", "x''", "x''", "x''", "0"};  // by type
     std::string sql;
     for (const Column& column : table.columns) {
         sql += sql.empty() ? "SELECT " : ", ";
@@ -428,13 +460,13 @@ struct SchemaRow {
 void CheckStateTable(Connection& connection) {
     const Expected& expected = ExpectedSchema::Of(kFormatVersion).All().front();
     bool isFound = false;
-    connection.ForEachRow(kSchemaQuery, [&](const std::vector<Value>& values) {
+    // Only its own row: all others are read when the version is known.
+    const std::string query = kSchemaQuery + (" WHERE name = '" + expected.name + "'");
+    connection.ForEachRow(query.c_str(), [&](const std::vector<Value>& values) {
         const SchemaRow row(values);
-        if (row.name == expected.name) {
-            isFound = true;
-            if (!row.IsAsMade(expected)) {
-                FailSchema(connection, row, true);
-            }
+        isFound = true;
+        if (!row.IsAsMade(expected)) {
+            FailSchema(connection, row, true);
         }
     });
     if (!isFound) {

@@ -20,14 +20,14 @@ namespace orq::storage {
 
 // Versions of the format. Databases of older ones are read, and written on, as they were made; see
 // docs/storage-format.md. Version 1 is version 2 without the table of meanings.
-inline constexpr int kFormatVersion = 3;
+inline constexpr int kFormatVersion = 4;
 inline constexpr int kOldestFormatVersion = 1;
 // Small chunks stand in the catalogue.
 inline constexpr int kSmallChunksSince = 3;
 
 // One column: its name, and what its values may be.
 struct Column {
-    enum class Type { Integer, Text, Blob, Fields, Any };
+    enum class Type { Integer, Text, Blob, Fields, Dimensions, Any };
 
     const char* name;
     Type type;
@@ -47,11 +47,12 @@ struct TableShape {
     int nKeys;
     std::initializer_list<Column> columns;
     int until = kFormatVersion;
-    // From this version on its key is SQLite's own number of the row: rows of many bytes then lie in
-    // leaves alone, and new ones go behind the last without a search.
+    // From this version on its key is SQLite's own number of the row: rows of many bytes then lie
+    // in leaves alone, and new ones go behind the last without a search.
     int isByRowNumberSince = kFormatVersion + 1;
+    int since = kOldestFormatVersion;
 
-    bool IsIn(int format) const { return format <= until; }
+    bool IsIn(int format) const { return since <= format && format <= until; }
     bool IsByRowNumber(int format) const { return format >= isByRowNumberSince; }
     // Those that a version of the format has, which are the first ones.
     std::span<const Column> Columns(int format) const;
@@ -72,14 +73,14 @@ std::string SelectRow(const TableShape& table, int format);
 
 // Makes all tables and indices of a version in an empty catalogue.
 void CreateSchema(Connection& connection, int format);
-// Puts what numbers stand for into the table for readers without this library; nothing of ours reads
-// it. REQUIRES: a transaction, and numbers that the table does not have.
+// Puts what numbers stand for into the table for readers without this library; nothing of ours
+// reads it. REQUIRES: a transaction, and numbers that the table does not have.
 void Describe(Connection& connection, std::span<const NumberMeaning> meanings);
 // Throws Damaged when the table of the state, which is the same in all versions, is not as we make
 // it: the state says which version the rest is of.
 void CheckStateTable(Connection& connection);
-// Throws Damaged when a catalogue has anything but our tables and indices, made as its version makes
-// them: what else is in a schema would run with our statements.
+// Throws Damaged when a catalogue has anything but our tables and indices, made as its version
+// makes them: what else is in a schema would run with our statements.
 void CheckSchema(Connection& connection, int format);
 
 // What is wrong with a row's values as such, in words that name the table, the row and the column;

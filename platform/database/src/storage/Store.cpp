@@ -2,11 +2,29 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "Engine.h"
 #include "remote/RemoteEngine.h"
 
 namespace orq::storage {
+
+namespace {
+
+std::string ListOf(const std::vector<std::int64_t>& objects) {
+    std::string list;
+    for (const std::int64_t object : objects) {
+        list += (list.empty() ? "object " : ", object ") + std::to_string(object);
+    }
+    return list;
+}
+
+}  // namespace
+
+ChangesMeet::ChangesMeet(std::string beginning, std::vector<std::int64_t> objects)
+    : ORQBasFailure(ORQBasFailureKind::Busy, beginning + ListOf(objects)),
+      m_beginning(std::move(beginning)),
+      m_objects(std::move(objects)) {}
 
 // A name is that of a directory, or a URL.
 

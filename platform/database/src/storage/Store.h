@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "ORQBasFailure.h"
 #include "Rows.h"
 
 namespace orq::storage {
@@ -236,6 +237,11 @@ class ChunkStore {
             }
             return m_base + begin;
         }
+        /// Copies them; costs least where they are compared for the first time. What `to` holds
+        /// after an exception has no meaning.
+        void CopyTo(std::int64_t begin, std::int64_t end, std::byte* to) {
+            m_checked = m_store->CopyChecked(*m_chunk, {begin, end}, to);
+        }
         /// Whether all bytes have been compared.
         bool IsChecked() const { return m_checked.begin == 0 && m_checked.end == m_length; }
         std::int64_t Length() const { return m_length; }
@@ -255,9 +261,9 @@ class ChunkStore {
         Range range;
     };
     /// Pieces of part 0 of a store, one behind the other in memory of their own, which is the file
-    /// itself and stays when the store ends: what lies there then is another matter. Of a small chunk,
-    /// which the file does not have, it is a copy. Null where they cannot be put so, or have bytes
-    /// that were never written. Throws Damaged.
+    /// itself and stays when the store ends: what lies there then is another matter. Of a small
+    /// chunk, which the file does not have, it is a copy. Null where they cannot be put so, or have
+    /// bytes that were never written. Throws Damaged.
     virtual std::shared_ptr<const std::byte> Map(std::int64_t store,
                                                  std::span<const Piece> pieces) = 0;
 
@@ -279,6 +285,8 @@ class ChunkStore {
     /// Makes sure that these bytes are there and are those that were written; returns a range
     /// around them of which this is known.
     virtual Range Check(Chunk& chunk, Range range) = 0;
+    /// The same, and copies them.
+    virtual Range CopyChecked(Chunk& chunk, Range range, std::byte* to) = 0;
 };
 
 // --- The whole -----------------------------------------------------------------------------------
@@ -293,6 +301,22 @@ struct Sizes {
 struct Numbers {
     std::int64_t object = 0;
     int set = 0;
+};
+
+/// A commit of one of several writers changes what another has changed meanwhile. It is undone, and
+/// the handle sees the other's commit, so that it can be made anew.
+class ChangesMeet : public ORQBasFailure {
+  public:
+    ChangesMeet(std::string beginning, std::vector<std::int64_t> objects);
+
+    /// The text without the objects behind it.
+    const std::string& Beginning() const { return m_beginning; }
+    /// Those that both changed, ascending.
+    const std::vector<std::int64_t>& Objects() const { return m_objects; }
+
+  private:
+    std::string m_beginning;
+    std::vector<std::int64_t> m_objects;
 };
 
 /// One open database: rows and chunks under one transaction, or a snapshot of them.
@@ -345,17 +369,23 @@ class Store {
     virtual RowStore& Rows() = 0;
     virtual ChunkStore& Chunks() = 0;
 
-    /// Numbers that this handle has not given before, and no committed row holds.
+    /// Numbers that this handle has not given before, and no committed row holds; that of a set or
+    /// drawer is above `above`. They ascend. One of several writers has ranges of its own, so there
+    /// may be numbers of others between two.
     virtual std::int64_t NewObject() = 0;
-    virtual int NewSet() = 0;
+    virtual int NewSet(int above = 0) = 0;
     virtual Numbers NextNumbers() const = 0;
+    /// Whether this handle may have given them; 0 for none.
+    virtual bool MayHaveGiven(std::int64_t object, int set) const = 0;
 
     /// Transactions nest; the inner ones are savepoints. Depth is 0 outside of any.
     virtual int Depth() const = 0;
     virtual void Begin() = 0;
     /// The outermost commit is durable when it returns. Whatever it throws, the level has been
     /// rolled back; the changes are lost, unless the handle refuses from then on because what was
-    /// kept of them is unknown. Throws Refused where a change of this level was left half done.
+    /// kept of them is unknown. Throws Refused where a change of this level was left half done, and
+    /// ChangesMeet for one of several writers; Generation grows by more than 1 where others had
+    /// committed first.
     virtual void Commit() = 0;
     /// Where it fails, the handle refuses from then on.
     virtual void Rollback() noexcept = 0;
@@ -364,7 +394,8 @@ class Store {
 
     /// The number of the state that this handle sees; every commit that changes anything adds 1.
     virtual std::int64_t Generation() const = 0;
-    /// A read-only handle moves to the last committed state; returns whether it is another one.
+    /// A read-only handle, or one of several writers outside of a transaction, moves to the last
+    /// committed state; returns whether it is another one.
     /// When it throws, the handle shows the old state still, or refuses until a Refresh succeeds.
     virtual bool Refresh() = 0;
     /// Whether there is something newer that only another handle can see.

@@ -34,33 +34,52 @@ std::int64_t ParseGeneration(std::string_view text) {
     return generation;
 }
 
+// %41 as A; libpq does this to keys too.
+std::string WithoutPercents(std::string_view text) {
+    std::string plain;
+    while (!text.empty()) {
+        int code = 0;
+        const bool isCode =
+            text[0] == '%' && text.size() > 2 &&
+            std::from_chars(text.data() + 1, text.data() + 3, code, 16).ptr == text.data() + 3;
+        plain += isCode ? static_cast<char>(code) : text[0];
+        text.remove_prefix(isCode ? 3 : 1);
+    }
+    return plain;
+}
+
 // Anywhere libpq would take one from.
 void CheckHasNoPassword(std::string_view url) {
-    std::string_view rest = url.substr(url.find("://") + 3);
-    rest = rest.substr(0, rest.find("model="));
+    const std::string_view all = url.substr(url.find("://") + 3);
+    // The name of a model has an @ of its own.
+    const std::string_view rest = all.substr(0, all.rfind("model="));
     // A password may have any of "/?@" in it, as those that programs make often do.
     const std::size_t at = rest.rfind('@');
     if ((at != std::string_view::npos && rest.substr(0, at).find(':') < at) ||
-        rest.find("password=") != std::string_view::npos) {
+        WithoutPercents(all).find("password=") != std::string::npos) {
         RefuseUrl(
             "a password in it could be read by others; it belongs in the password file "
             "(~/.pgpass) or in PGPASSWORD");
     }
 }
 
-// Takes the model's own part out of the query of a URL.
-std::string TakeModel(std::string_view query, std::string& kept) {
-    std::string model;
+// Takes what is ours out of the query of a URL, and returns the rest.
+std::string TakeQuery(std::string_view query, ModelUrl& url) {
+    std::string rest;
     while (!query.empty()) {
         const std::string_view item = query.substr(0, query.find('&'));
         query.remove_prefix(std::min(query.size(), item.size() + 1));
         if (item.starts_with("model=")) {
-            model = item.substr(6);
+            url.model = item.substr(6);
+        } else if (item == "writers=many" || item == "writers=one") {
+            url.isOneOfManyWriters = item == "writers=many";
+        } else if (item.starts_with("writers=")) {
+            RefuseUrl("writers is one or many");
         } else if (!item.empty()) {
-            kept += (kept.empty() ? "" : "&") + std::string(item);
+            rest += (rest.empty() ? "" : "&") + std::string(item);
         }
     }
-    return model;
+    return rest;
 }
 
 }  // namespace
@@ -79,9 +98,8 @@ ModelUrl ModelUrl::Parse(std::string_view text, bool mayBeStore) {
     const std::size_t question = text.find('?');
     url.store = text.substr(0, question);
     if (question != std::string_view::npos) {
-        std::string kept;
-        url.model = TakeModel(text.substr(question + 1), kept);
-        url.store += (kept.empty() ? "" : "?") + kept;
+        const std::string rest = TakeQuery(text.substr(question + 1), url);
+        url.store += (rest.empty() ? "" : "?") + rest;
     }
     if (const std::size_t at = url.model.rfind('@'); at != std::string::npos) {
         url.generation = ParseGeneration(std::string_view(url.model).substr(at + 1));
@@ -98,7 +116,7 @@ std::string ModelUrl::Text() const {
         return store;
     }
     std::string text = store + (store.find('?') == std::string::npos ? "?" : "&");
-    text += "model=" + model;
+    text += (isOneOfManyWriters ? "writers=many&model=" : "model=") + model;
     return generation ? text + "@" + std::to_string(*generation) : text;
 }
 

@@ -1,5 +1,5 @@
 // The name of a model in a store: postgresql://USER@HOST/DB?model=NAME, with @GENERATION behind it
-// for an earlier state.
+// for an earlier state, and with the parameter writers=many for one of several writers.
 #pragma once
 
 #include <cstdint>
@@ -13,6 +13,7 @@ struct ModelUrl {
     std::string store;  // what the client library connects to, without the model
     std::string model;  // its name
     std::optional<std::int64_t> generation;
+    bool isOneOfManyWriters = false;
 
     /// As given; it holds no password.
     std::string Text() const;

@@ -21,8 +21,6 @@ constexpr Oid kBytea = 17;
 constexpr Oid kBigint = 20;
 constexpr Oid kText = 25;
 
-using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
-
 std::string NameOfStatement(const char* sql) {
     std::array<char, 32> name{};
     std::snprintf(name.data(), name.size(), "orq_%p", static_cast<const void*>(sql));
@@ -47,7 +45,7 @@ std::string OneLine(std::string_view text) {
 }
 
 bool IsRefusal(ExecStatusType status) {
-    return status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK;
+    return status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_SINGLE_TUPLE;
 }
 
 }  // namespace
@@ -143,11 +141,12 @@ void PostgresLink::FailRefused(const PGresult* result) {
         throw StoreUnreachable(ORQBasFailureKind::Io,
                                m_shown + ": the store ended the connection: " + why);
     }
-    if (m_lastState == "42P01") {
-        ORQBasThrowUsage(m_shown +
-                         ": the store has no tables for models yet (orqmodel init-store makes "
-                         "them): " +
-                         why);
+    if (m_lastState == "42P01" || m_lastState == "42703") {
+        ORQBasThrowUsage(
+            m_shown +
+            ": the store lacks tables or columns for models (orqmodel init-store makes "
+            "them): " +
+            why);
     }
     throw ORQBasFailure(ORQBasFailureKind::Io, m_shown + ": the store refused: " + why);
 }
@@ -198,39 +197,44 @@ void PostgresLink::Send(const char* sql, std::span<const Parameter> parameters) 
     Flush();
 }
 
-// One answer for each statement, each ended by a null one.
-std::vector<Answer> PostgresLink::TakeAnswers(Result& refused) {
-    std::vector<Answer> answers;
+// Each statement is answered by one result, or by one for each row and one more, and by a null one.
+template <class Take>
+PostgresLink::Result PostgresLink::TakeAnswers(bool byRow, const Take& take) {
+    Result refused(nullptr, PQclear);
     for (const bool isWanted : m_sent) {
+        if (isWanted && byRow) {
+            PQsetSingleRowMode(m_connection.get());  // else all rows come as one answer
+        }
         Result result(PQgetResult(m_connection.get()), PQclear);
         if (result == nullptr) {
             FailLost();
         }
-        Result end(PQgetResult(m_connection.get()), PQclear);
-        const ExecStatusType status = PQresultStatus(result.get());
-        if (IsRefusal(status)) {
-            // Those behind the one that was refused are not even tried.
-            if (refused == nullptr && status != PGRES_PIPELINE_ABORTED) {
+        while (result != nullptr) {
+            const ExecStatusType status = PQresultStatus(result.get());
+            if (!IsRefusal(status)) {
+                if (isWanted) {
+                    take(Answer(result.release()));
+                }
+            } else if (refused == nullptr && status != PGRES_PIPELINE_ABORTED) {
+                // Those behind the one that was refused are not even tried.
                 refused = std::move(result);
             }
-        } else if (isWanted) {
-            answers.emplace_back(result.release());
+            result.reset(PQgetResult(m_connection.get()));
         }
         if (PQstatus(m_connection.get()) != CONNECTION_OK) {
             break;
         }
     }
-    return answers;
+    return refused;
 }
 
-std::vector<Answer> PostgresLink::Finish() {
+template <class Take>
+void PostgresLink::FinishWith(bool byRow, const Take& take) {
     if (PQpipelineSync(m_connection.get()) == 0) {
         FailLost();
     }
     Flush();
-    Result refused(nullptr, PQclear);
-    std::vector<Answer> answers = TakeAnswers(refused);
-    if (refused != nullptr) {
+    if (const Result refused = TakeAnswers(byRow, take); refused != nullptr) {
         FailRefused(refused.get());
     }
     const Result end(PQgetResult(m_connection.get()), PQclear);
@@ -238,7 +242,25 @@ std::vector<Answer> PostgresLink::Finish() {
         FailLost();
     }
     m_sent.clear();
+}
+
+std::vector<Answer> PostgresLink::Finish() {
+    std::vector<Answer> answers;
+    FinishWith(false, [&](Answer answer) { answers.push_back(std::move(answer)); });
     return answers;
+}
+
+void PostgresLink::FinishByRow(const std::function<void(const Answer& row)>& take) {
+    try {
+        FinishWith(true, [&](const Answer& answer) {
+            if (answer.NumRows() > 0) {
+                take(answer);
+            }
+        });
+    } catch (...) {
+        Disconnect();  // with the rows that were not taken
+        throw;
+    }
 }
 
 }  // namespace orq::storage

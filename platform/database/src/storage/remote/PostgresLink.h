@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <set>
 #include <span>
@@ -69,6 +70,9 @@ class PostgresLink {
     /// Waits for the answers of all that was sent. Throws what the store refused: the connection is
     /// given up then, and with it a transaction that was open.
     std::vector<Answer> Finish();
+    /// The same, but calls `take` with each row as it comes, while the store goes on sending: an
+    /// answer of one row. What it throws gives the connection up.
+    void FinishByRow(const std::function<void(const Answer& row)>& take);
 
     template <class... Values>
     Answer Ask(const char* sql, const Values&... values) {
@@ -78,6 +82,10 @@ class PostgresLink {
 
     /// Whether Finish threw since the store refused a row whose key is taken.
     static bool IsTaken(std::string_view state) { return state == "23505"; }
+    /// Or since what it was asked met what another connection did.
+    static bool HasMet(std::string_view state) {
+        return IsTaken(state) || state == "40001" || state == "40P01";
+    }
     /// The code of the last refusal.
     const std::string& LastState() const { return m_lastState; }
     void Disconnect() noexcept;
@@ -87,7 +95,12 @@ class PostgresLink {
     void Flush();
     [[noreturn]] void FailLost();
     [[noreturn]] void FailRefused(const PGresult* result);
-    std::vector<Answer> TakeAnswers(std::unique_ptr<PGresult, decltype(&PQclear)>& refused);
+    using Result = std::unique_ptr<PGresult, decltype(&PQclear)>;
+    // Calls take(answer) with those that are wanted; returns the first refusal, or null.
+    template <class Take>
+    Result TakeAnswers(bool byRow, const Take& take);
+    template <class Take>
+    void FinishWith(bool byRow, const Take& take);
 
     std::string m_conninfo;
     std::string m_shown;

@@ -57,17 +57,6 @@ void MakeFolder(const fs::path& folder) {
     }
 }
 
-template <class Bytes>
-std::string HexOf(const Bytes& bytes) {
-    std::string hex;
-    for (const std::byte byte : bytes) {
-        std::array<char, 3> digits{};
-        std::snprintf(digits.data(), digits.size(), "%02x", std::to_integer<unsigned>(byte));
-        hex += digits.data();
-    }
-    return hex;
-}
-
 std::optional<Identity> IdentityOf(const std::string& hex) {
     Identity identity{};
     if (hex.size() != 2 * identity.size() ||
@@ -101,10 +90,20 @@ void RemoveSlot(const fs::path& slot) {
     }
     std::error_code ignored;
     const fs::path dead =
-        slot.parent_path() / (kDead + slot.filename().string() + "-" + HexOf(NewToken()));
+        slot.parent_path() / (kDead + slot.filename().string() + "-" + HexOf(NewIdentity()));
     fs::rename(slot, dead, ignored);
     if (!ignored) {
         fs::remove_all(dead, ignored);
+    }
+}
+
+// Those of processes that were killed meanwhile, too: nobody opens them any more.
+void RemoveDead(const fs::path& model) {
+    std::error_code ignored;
+    for (const auto& entry : fs::directory_iterator(model, ignored)) {
+        if (entry.path().filename().string().starts_with(kDead)) {
+            fs::remove_all(entry.path(), ignored);
+        }
     }
 }
 
@@ -154,6 +153,7 @@ void FolderHold::Touch() const noexcept {
 RemoteCache::RemoteCache(const ModelUrl& url) : m_root(CacheRoot()) {
     ModelUrl head = url;
     head.generation.reset();
+    head.isOneOfManyWriters = false;
     const std::string text = head.Text();
     std::array<char, 17> hash{};
     std::snprintf(hash.data(), hash.size(), "%016llx",
@@ -178,7 +178,7 @@ std::optional<RemoteCache::Note> RemoteCache::ReadNote() const {
 
 void RemoteCache::WriteNote(const Note& note) const {
     MakeFolder(m_note.parent_path());
-    const fs::path made = m_note.string() + "." + HexOf(NewToken());
+    const fs::path made = m_note.string() + "." + HexOf(NewIdentity());
     std::ofstream file(made);
     file << HexOf(note.identity) << ' ' << note.generation << '\n';
     file.close();
@@ -238,21 +238,37 @@ std::optional<RemoteCache::Opened> RemoteCache::Find(const Identity& identity,
     return std::nullopt;
 }
 
-// Brings an engine that nobody else writes with to a generation of its model.
-void RemoteCache::BringForward(Engine& engine, RemoteStore& store, std::int64_t generation) {
+// False where they do not fit: the slot is of another history, as of a store that was put back and
+// went on.
+bool RemoteCache::ApplyAll(Engine& engine, std::span<const SharedCommit> commits) {
+    try {
+        for (const SharedCommit& commit : commits) {
+            engine.Apply(commit.changeset);
+        }
+        return true;
+    } catch (const ORQBasFailure& failure) {
+        if (failure.Kind() != ORQBasFailureKind::Damaged) {
+            throw;
+        }
+        return false;
+    }
+}
+
+// Brings an engine that nobody else writes with to a generation of its model. False as above.
+bool RemoteCache::BringForward(Engine& engine, RemoteStore& store, std::int64_t generation) {
     if (engine.Generation() == generation) {
-        return;
+        return true;
     }
     engine.ServeAsCache(nullptr, nullptr);
     // Some at a time: a copy may be far behind, and its changesets large.
     constexpr std::int64_t kTogether = 64;
     while (engine.Generation() < generation) {
         const std::int64_t last = std::min(engine.Generation() + kTogether, generation);
-        for (const Changeset& changeset :
-             store.GetChangesets(engine.GetIdentity(), engine.Generation(), last)) {
-            engine.Apply(changeset.bytes);
+        if (!ApplyAll(engine, store.GetCommits(engine.GetIdentity(), engine.Generation(), last))) {
+            return false;
         }
     }
+    return true;
 }
 
 // Others may be bringing it there just now; then this waits for them.
@@ -260,9 +276,11 @@ void RemoteCache::Advance(const fs::path& slot, RemoteStore& store, const Head& 
                           std::int64_t generation) {
     constexpr int kAttempts = 50;  // with the pauses half a second and more
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (const std::optional<Opened> opened = OpenSlot(slot, true)) {
-            if (CanReach(*opened->engine, head, generation)) {
-                BringForward(*opened->engine, store, generation);
+        if (std::optional<Opened> opened = OpenSlot(slot, true)) {
+            if (CanReach(*opened->engine, head, generation) &&
+                !BringForward(*opened->engine, store, generation)) {
+                opened.reset();  // before it can go
+                RemoveSlot(slot);
             }
             return;
         }
@@ -285,8 +303,9 @@ std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store
         return found;
     }
     for (const fs::path& slot : SlotsOf(FolderOf(head.identity))) {
-        const std::optional<Opened> opened = OpenSlot(slot, false);
+        std::optional<Opened> opened = OpenSlot(slot, false);
         if (opened && CanReach(*opened->engine, head, wish.generation)) {
+            opened.reset();  // so that it can go where it does not fit
             Advance(slot, store, head, wish.generation);
             if (std::optional<Opened> found = Find(head.identity, wish)) {
                 return found;
@@ -297,7 +316,7 @@ std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store
 }
 
 RemoteCache::Opened RemoteCache::OpenForReading(RemoteStore& store, const Head& head,
-                                                const Wish& wish) const {
+                                                const Wish& wish, const Newcomer* fetched) const {
     if (std::optional<Opened> found = FindOrAdvance(store, head, wish)) {
         return std::move(*found);
     }
@@ -308,7 +327,8 @@ RemoteCache::Opened RemoteCache::OpenForReading(RemoteStore& store, const Head& 
     if (std::optional<Opened> found = FindOrAdvance(store, head, wish)) {
         return std::move(*found);
     }
-    std::optional<Opened> opened = OpenSlot(Build(store, head.identity, wish.generation), false);
+    std::optional<Opened> opened =
+        OpenSlot(Build(store, head.identity, wish.generation, fetched), false);
     if (opened && !wish.Has(opened->engine->Generation())) {
         opened.reset();  // somebody brought it forward at once
     }
@@ -319,14 +339,18 @@ RemoteCache::Opened RemoteCache::OpenForWriting(RemoteStore& store, const Head& 
     const fs::path folder = FolderOf(head.identity);
     for (const fs::path& slot : SlotsOf(folder)) {
         std::optional<Opened> opened = OpenSlot(slot, true);
-        if (opened && CanReach(*opened->engine, head, head.generation)) {
-            BringForward(*opened->engine, store, head.generation);
+        if (!opened || !CanReach(*opened->engine, head, head.generation)) {
+            continue;
+        }
+        if (BringForward(*opened->engine, store, head.generation)) {
             return std::move(*opened);
         }
+        opened.reset();  // before it can go
+        RemoveSlot(slot);
     }
     MakeFolder(folder);
     const std::optional<FolderHold> alone = FolderHold::Alone(folder, true);
-    return Expect(OpenSlot(Build(store, head.identity, head.generation), true), folder);
+    return Expect(OpenSlot(Build(store, head.identity, head.generation, nullptr), true), folder);
 }
 
 RemoteCache::Opened RemoteCache::Expect(std::optional<Opened> opened, const fs::path& folder) {
@@ -338,10 +362,12 @@ RemoteCache::Opened RemoteCache::Expect(std::optional<Opened> opened, const fs::
 }
 
 // REQUIRES: the folder is held alone.
-fs::path RemoteCache::Build(RemoteStore& store, const Identity& identity,
-                            std::int64_t generation) const {
+fs::path RemoteCache::Build(RemoteStore& store, const Identity& identity, std::int64_t generation,
+                            const Newcomer* fetched) const {
     const fs::path folder = FolderOf(identity);
-    const Base base = store.GetBase(identity, generation);
+    const bool isFetched = fetched != nullptr && !fetched->base.image.empty();
+    const Base asked = isFetched ? Base() : store.GetBase(identity, generation);
+    const Base& base = isFetched ? fetched->base : asked;
     ORQBasStaged staged(folder / "made", "slot");
     MakeFolder(staged.Path());
     Engine::BuildFromImage(staged.Path().string(), base.image, identity);
@@ -352,7 +378,13 @@ fs::path RemoteCache::Build(RemoteStore& store, const Identity& identity,
                                 "the base of state " + std::to_string(base.generation) +
                                     " is one of state " + std::to_string(engine->Generation()));
         }
-        BringForward(*engine, store, generation);
+        engine->ServeAsCache(nullptr, nullptr);
+        if ((isFetched && !ApplyAll(*engine, fetched->commits)) ||
+            !BringForward(*engine, store, generation)) {
+            throw ORQBasFailure(ORQBasFailureKind::Damaged, "the changesets behind state " +
+                                                                std::to_string(base.generation) +
+                                                                " do not fit it");
+        }
     }
     return PutAsSlot(staged.Path(), folder);
 }
@@ -361,10 +393,14 @@ void RemoteCache::Add(const std::function<Identity(const std::string& directory)
     MakeFolder(m_root);
     ORQBasStaged staged(m_root / "made", "model");
     const Identity identity = make(staged.Path().string());
-    const fs::path folder = FolderOf(identity);
-    MakeFolder(folder);
-    const std::optional<FolderHold> alone = FolderHold::Alone(folder, true);
-    PutAsSlot(staged.Path(), folder);
+    try {
+        const fs::path folder = FolderOf(identity);
+        MakeFolder(folder);
+        const std::optional<FolderHold> alone = FolderHold::Alone(folder, true);
+        PutAsSlot(staged.Path(), folder);
+    } catch (const std::exception&) {
+        // The model is made; what is lost is a copy of it, which is fetched when it is needed.
+    }
 }
 
 fs::path RemoteCache::PutAsSlot(const fs::path& made, const fs::path& folder) {
@@ -387,6 +423,7 @@ void RemoteCache::Trim() const noexcept {
         std::vector<Slot> slots;
         std::int64_t total = 0;
         for (const auto& model : fs::directory_iterator(m_root)) {
+            RemoveDead(model.path());
             for (const fs::path& path : SlotsOf(model.path())) {
                 slots.push_back({path, BytesOnDisk(path), fs::last_write_time(path)});
                 total += slots.back().bytes;

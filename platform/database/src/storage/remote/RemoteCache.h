@@ -70,8 +70,12 @@ class RemoteCache {
     };
     /// A slot at such a state, if there is one; asks nobody.
     std::optional<Opened> Find(const Identity& identity, const Wish& wish) const;
-    /// A slot at such a state, made or brought forward from the store where there is none.
-    Opened OpenForReading(RemoteStore& store, const Head& head, const Wish& wish) const;
+    /// Whether there is any slot of a model.
+    bool Has(const Identity& identity) const { return !SlotsOf(FolderOf(identity)).empty(); }
+    /// A slot at such a state, made or brought forward from the store where there is none; of what
+    /// was fetched already, where that is given.
+    Opened OpenForReading(RemoteStore& store, const Head& head, const Wish& wish,
+                          const Newcomer* fetched = nullptr) const;
     /// A slot at the head that nobody else writes to.
     Opened OpenForWriting(RemoteStore& store, const Head& head) const;
 
@@ -90,14 +94,16 @@ class RemoteCache {
     static Paths SlotsOf(const std::filesystem::path& folder);
     static std::optional<Opened> OpenSlot(const std::filesystem::path& slot, bool writable);
     static Opened Expect(std::optional<Opened> opened, const std::filesystem::path& folder);
-    static void BringForward(Engine& engine, RemoteStore& store, std::int64_t generation);
+    [[nodiscard]] static bool ApplyAll(Engine& engine, std::span<const SharedCommit> commits);
+    [[nodiscard]] static bool BringForward(Engine& engine, RemoteStore& store,
+                                           std::int64_t generation);
     static void Advance(const std::filesystem::path& slot, RemoteStore& store, const Head& head,
                         std::int64_t generation);
     static bool CanReach(const Engine& engine, const Head& head, std::int64_t generation);
     std::optional<Opened> FindOrAdvance(RemoteStore& store, const Head& head,
                                         const Wish& wish) const;
     std::filesystem::path Build(RemoteStore& store, const Identity& identity,
-                                std::int64_t generation) const;
+                                std::int64_t generation, const Newcomer* fetched) const;
     static std::filesystem::path PutAsSlot(const std::filesystem::path& made,
                                            const std::filesystem::path& folder);
 

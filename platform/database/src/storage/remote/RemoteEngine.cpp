@@ -9,19 +9,13 @@
 #include <cstdlib>
 #include <utility>
 
+#include "../LockFile.h"
 #include "../Salvage.h"
 #include "ORQBasFailure.h"
 
 namespace orq::storage {
 
 namespace {
-
-// Who writes, in words.
-std::string NameOfThisProcess() {
-    std::array<char, 256> host{};
-    gethostname(host.data(), host.size() - 1);
-    return "process " + std::to_string(getpid()) + " on " + host.data();
-}
 
 int LeaseSeconds() {
     constexpr int kDefault = 60;
@@ -34,33 +28,29 @@ std::int64_t EndOf(const BulkFile::Place& place) {
     return place.offset + place.size;
 }
 
-// Copies the part of a piece that lies in a place to the bytes of that place.
-void CopyPart(const PieceView& piece, const BulkFile::Place& place, std::span<std::byte> to) {
+// What of a piece lies in a place; it may be nothing.
+PieceView PartIn(const BulkFile::Place& place, const PieceView& piece) {
     const std::int64_t begin = std::max(piece.place, place.offset);
     const std::int64_t end =
         std::min(piece.place + static_cast<std::int64_t>(piece.bytes.size()), EndOf(place));
-    if (begin < end) {
-        std::ranges::copy(piece.bytes.subspan(static_cast<std::size_t>(begin - piece.place),
-                                              static_cast<std::size_t>(end - begin)),
-                          to.begin() + (begin - place.offset));
-    }
+    return begin >= end
+               ? PieceView()
+               : PieceView{begin, piece.bytes.subspan(static_cast<std::size_t>(begin - piece.place),
+                                                      static_cast<std::size_t>(end - begin))};
 }
 
-// Puts it into a file.
-void PutPart(int file, const PieceView& piece, const BulkFile::Place& place) {
-    const auto size = static_cast<std::int64_t>(piece.bytes.size());
-    const std::int64_t begin = std::max(piece.place, place.offset);
-    const std::int64_t end = std::min(piece.place + size, EndOf(place));
-    for (std::int64_t at = begin; at < end;) {
-        const ssize_t n = pwrite(file, piece.bytes.data() + (at - piece.place),
-                                 static_cast<std::size_t>(end - at), at);
+void PutIntoFile(int file, PieceView piece) {
+    while (!piece.bytes.empty()) {
+        const ssize_t n = pwrite(file, piece.bytes.data(), piece.bytes.size(), piece.place);
         if (n < 0 && errno == EINTR) {
             continue;
         }
         if (n <= 0) {
-            ORQBasThrowSystemFailure("the cache", "write " + std::to_string(end - at) + " bytes");
+            ORQBasThrowSystemFailure("the cache",
+                                     "write " + std::to_string(piece.bytes.size()) + " bytes");
         }
-        at += n;
+        piece.bytes = piece.bytes.subspan(static_cast<std::size_t>(n));
+        piece.place += n;
     }
 }
 
@@ -83,10 +73,6 @@ std::vector<PieceView> CutIntoPieces(BulkFile& file, std::span<const BulkFile::P
 
 }  // namespace
 
-Token NewToken() {
-    return NewIdentity();
-}
-
 RemoteEngine::RemoteEngine(ModelUrl url)
     : m_url(std::move(url)),
       m_path(m_url.Text()),
@@ -98,9 +84,9 @@ RemoteEngine::~RemoteEngine() {
     if (m_bulk >= 0) {
         close(m_bulk);
     }
-    if (m_hasLease) {
+    if (m_lease) {
         try {
-            m_store->GiveLeaseBack(m_lease);
+            m_store->GiveLeaseBack(m_lease->token);
         } catch (...) {
             // Then it expires.
         }
@@ -136,7 +122,9 @@ void RemoteEngine::Publish(RemoteStore& store, Engine& engine, const std::string
     engine.Chunks().BringAll([](std::int64_t) {});  // compares them
     const std::vector<BulkFile::Place> all = engine.ChunkPlaces();
     const std::vector<PieceView> pieces = CutIntoPieces(engine.Bulk(), Meet(all, all));
-    NewState state{engine.Generation(), NewToken(), NameOfThisProcess(), summary, {}, pieces};
+    const NewState state{
+        engine.Generation(), NewIdentity(), NameOfThisProcess(), summary, {}, pieces,
+        engine.NextNumbers()};
     store.PutModel(engine.GetIdentity(), state, image);
 }
 
@@ -157,7 +145,13 @@ std::unique_ptr<RemoteEngine> RemoteEngine::Open(const std::string& url, bool wr
         ORQBasThrowUsage(url + ": an earlier state can only be read");
     }
     engine->m_writable = writable;
-    writable ? engine->OpenToWrite() : engine->OpenToRead();
+    if (!writable) {
+        engine->OpenToRead();
+    } else if (engine->m_url.isOneOfManyWriters) {
+        engine->OpenToWriteBesideOthers();
+    } else {
+        engine->OpenToWrite();
+    }
     return engine;
 }
 
@@ -180,16 +174,36 @@ Head RemoteEngine::AskForHead() {
     const std::optional<RemoteCache::Note> note = m_cache.ReadNote();
     const std::optional<Head> head = m_store->GetHead();
     if (!head) {
-        throw ORQBasFailure(ORQBasFailureKind::Io, m_path + ": the store has no such model");
+        FailUnknown();
     }
     CheckHead(*head, note);
     return *head;
 }
 
+void RemoteEngine::FailUnknown() const {
+    throw ORQBasFailure(ORQBasFailureKind::Io, m_path + ": the store has no such model");
+}
+
+// With the head comes what the state needs, where the cache has nothing to begin with.
+std::optional<Newcomer> RemoteEngine::AskForState(const std::optional<RemoteCache::Note>& note) {
+    if (note && m_cache.Has(note->identity)) {
+        m_head = AskForHead();
+        return std::nullopt;
+    }
+    std::optional<Newcomer> newcomer = m_store->GetAll(m_url.generation);
+    if (!newcomer) {
+        FailUnknown();
+    }
+    CheckHead(newcomer->head, note);
+    m_head = newcomer->head;
+    return newcomer;
+}
+
 void RemoteEngine::OpenToRead() {
     const std::optional<RemoteCache::Note> note = m_cache.ReadNote();
+    std::optional<Newcomer> fetched;
     try {
-        m_head = AskForHead();
+        fetched = AskForState(note);
     } catch (const StoreUnreachable& failure) {
         if (!note) {
             throw;
@@ -198,7 +212,7 @@ void RemoteEngine::OpenToRead() {
         const std::int64_t generation = m_url.generation.value_or(note->generation);
         std::optional<RemoteCache::Opened> found = m_cache.Find(note->identity, {generation});
         if (found && m_url.generation) {
-            m_head = {note->identity, note->generation, 1, ""};
+            m_head = {note->identity, note->generation, 1, "", {}};
             return Use(std::move(*found));
         }
         throw StoreUnreachable(
@@ -213,17 +227,29 @@ void RemoteEngine::OpenToRead() {
         ORQBasThrowUsage(m_path + ": the store has states " + std::to_string(m_head.oldest) +
                          " to " + std::to_string(m_head.generation) + " of this model");
     }
-    Use(m_cache.OpenForReading(*m_store, m_head, {generation, !m_url.generation}));
+    Use(m_cache.OpenForReading(*m_store, m_head, {generation, !m_url.generation},
+                               fetched ? &*fetched : nullptr));
 }
 
 void RemoteEngine::OpenToWrite() {
     const std::optional<RemoteCache::Note> note = m_cache.ReadNote();
-    m_lease = NewToken();
-    m_head = m_store->TakeLease(m_lease, NameOfThisProcess(), LeaseSeconds());
-    m_hasLease = true;
+    const Lease lease{NewIdentity(), LeaseSeconds()};
+    m_head = m_store->TakeLease(lease.token, NameOfThisProcess(), lease.seconds);
+    m_lease = lease;
     m_renewed = std::chrono::steady_clock::now();
     CheckHead(m_head, note);
     Use(m_cache.OpenForWriting(*m_store, m_head));
+    Slot().ReserveNumbers(m_head.next);  // others may have been given some that no row has yet
+}
+
+void RemoteEngine::OpenToWriteBesideOthers() {
+    m_head = AskForHead();
+    if (!m_head.writer.empty()) {
+        throw ORQBasFailure(ORQBasFailureKind::Busy,
+                            m_path + ": is open for writing by " + m_head.writer + ", alone");
+    }
+    Use(m_cache.OpenForWriting(*m_store, m_head));
+    Slot().TakeNumbersFrom(this);
 }
 
 void RemoteEngine::Use(RemoteCache::Opened opened) {
@@ -241,8 +267,6 @@ void RemoteEngine::Use(RemoteCache::Opened opened) {
     std::swap(m_slot.hold, opened.hold);
     m_slot.directory = opened.directory;
     opened.engine.reset();  // before its hold ends
-    m_ahead = {0, 0};
-    m_fetched = {};
 }
 
 bool RemoteEngine::Refresh() {
@@ -252,7 +276,7 @@ bool RemoteEngine::Refresh() {
         return false;
     }
     if (m_writable) {
-        return Slot().Refresh();
+        return !m_url.isOneOfManyWriters || Depth() > 0 ? Slot().Refresh() : FollowHead();
     }
     const Head head = AskForHead();
     if (head.identity != m_head.identity) {
@@ -270,37 +294,52 @@ bool RemoteEngine::Refresh() {
 // --- Reading -------------------------------------------------------------------------------------
 
 void RemoteEngine::Bring(std::span<const BulkFile::Place> places) {
-    const BulkFile::Place span{places.front().offset, EndOf(places.back()) - places.front().offset};
-    const auto put = [&] {
-        for (const PieceView& piece : m_fetched.views) {
-            for (const BulkFile::Place& place : places) {
-                PutPart(m_bulk, piece, place);
-            }
-        }
-    };
-    const bool begins = span.offset >= m_ahead.offset && span.offset < EndOf(m_ahead);
-    if (begins) {
-        put();
+    if (!std::exchange(m_hasSmall, true)) {
+        BringWithSmall(places);
+        return;
     }
-    if (!begins || EndOf(span) > EndOf(m_ahead)) {
-        Fetch(places, begins ? EndOf(m_ahead) : span.offset, EndOf(span));
-        put();
-    }
-    m_lastEnd = EndOf(span);
-}
-
-// Who comes to the end of what was brought last reads on, and gets the more the longer it goes on.
-void RemoteEngine::Fetch(std::span<const BulkFile::Place> places, std::int64_t begin,
-                         std::int64_t end) {
+    // Who begins where the last one ended, or in the block that it ended in, reads on, and gets the
+    // more the longer it goes on.
     constexpr std::int64_t kLeast = 2 << 20;
     constexpr std::int64_t kMost = 16 << 20;
-    const bool readsOn = begin >= m_lastEnd && begin <= m_lastEnd + kLeast;
+    const std::int64_t begin = places.front().offset;
+    const std::int64_t end = EndOf(places.back());
+    const bool readsOn = begin > m_lastEnd - kChecksumBlock && begin <= m_lastEnd + kLeast;
     m_aheadSize = readsOn ? std::clamp(2 * m_aheadSize, kLeast, kMost) : 0;
-    m_ahead = readsOn ? BulkFile::Place{begin, end - begin + m_aheadSize} : BulkFile::Place{0, 0};
-    m_fetched = {};  // before the next ones come
-    m_fetched =
-        m_store->GetPieces(m_head.identity, Generation(),
-                           readsOn ? std::span<const BulkFile::Place>(&m_ahead, 1) : places);
+    const BulkFile::Place ahead{end, m_aheadSize};
+    const BulkFile::Place all{begin, EndOf(ahead) - begin};
+    const std::span<const BulkFile::Place> asked =
+        readsOn ? std::span<const BulkFile::Place>(&all, 1) : places;
+    Fetch(asked, places, ahead);
+    m_lastEnd = EndOf(ahead);
+}
+
+// Most commands begin with small chunks that lie here and there, such as times, tables and labels;
+// so the first round trip brings them too.
+void RemoteEngine::BringWithSmall(std::span<const BulkFile::Place> places) {
+    constexpr std::int64_t kMostBytes = 2 << 20;
+    std::vector<BulkFile::Place> all = Slot().FindMissing(kMostBytes);
+    all.insert(all.end(), places.begin(), places.end());
+    const std::vector<BulkFile::Place> joined = Meet(all, all);
+    m_lastEnd = EndOf(places.back());
+    Fetch(joined, joined, {m_lastEnd, 0});
+}
+
+// Pieces go into the file as they come, while the store sends the next ones. What nobody asked for
+// yet, `ahead`, only goes where nothing was ever written, so nothing is changed that somebody has
+// compared.
+void RemoteEngine::Fetch(std::span<const BulkFile::Place> asked,
+                         std::span<const BulkFile::Place> places, const BulkFile::Place& ahead) {
+    m_store->GetPieces(m_head.identity, Generation(), asked, [&](const PieceView& piece) {
+        for (const BulkFile::Place& place : places) {
+            PutIntoFile(m_bulk, PartIn(place, piece));
+        }
+        const PieceView part = PartIn(ahead, piece);
+        if (!part.bytes.empty() &&
+            Slot().Bulk().NextWritten(part.place) >= part.place + std::ssize(part.bytes)) {
+            PutIntoFile(m_bulk, part);
+        }
+    });
 }
 
 void RemoteEngine::CopyTo(const std::string& directory,
@@ -318,27 +357,70 @@ void RemoteEngine::VerifyChunks(std::vector<std::string>& problems,
                                 const std::function<void(double)>& progress) {
     const std::size_t nBefore = problems.size();
     if (Depth() == 0) {  // else the store has not all of it yet
-        VerifyPieces(problems);
+        VerifyPieces(problems, [&](double done) { progress(0.5 * done); });
     }
     if (problems.size() == nBefore) {
         Slot().Chunks().BringAll([](std::int64_t) {});
-        Slot().VerifyChunks(problems, progress);
+        Slot().VerifyChunks(problems, [&](double done) { progress(0.5 + 0.5 * done); });
     }
 }
 
-void RemoteEngine::VerifyPieces(std::vector<std::string>& problems) {
+void RemoteEngine::VerifyPieces(std::vector<std::string>& problems,
+                                const std::function<void(double)>& progress) {
+    constexpr std::int64_t kMostBytes = 16 << 20;  // of a round trip
+    constexpr std::size_t kMostExtents = 256;
+    const auto all = static_cast<double>(std::max<std::int64_t>(1, GetSizes().bulkBytes));
+    std::int64_t seen = 0;
+    std::int64_t bytes = 0;
+    std::vector<Extent> extents;
+    const auto verify = [&] {
+        VerifyPiecesOf(extents, problems);
+        extents.clear();
+        seen += std::exchange(bytes, 0);
+        progress(std::min(1.0, static_cast<double>(seen) / all));
+    };
     for (const ExtentRow& row : Slot().Rows().Find<ExtentRow>()) {
-        const Extent extent = MakeExtent(row);
-        if (!extent.IsInFile()) {
-            continue;  // it came with its row
+        try {
+            Extent extent = MakeExtent(row);
+            if (extent.IsInFile()) {  // else it came with its row
+                bytes += extent.length;
+                extents.push_back(std::move(extent));
+            }
+        } catch (const ORQBasFailure& failure) {
+            problems.push_back(failure.Text());
         }
-        const BulkFile::Place place{extent.offset, extent.length};
-        std::vector<std::byte> bytes(static_cast<std::size_t>(extent.length));
-        const Pieces pieces = m_store->GetPieces(m_head.identity, Generation(), {&place, 1});
-        for (const PieceView& piece : pieces.views) {
-            CopyPart(piece, place, bytes);
+        if (bytes >= kMostBytes || extents.size() == kMostExtents) {
+            verify();
         }
-        for (const std::int64_t damaged : FindDamage(bytes.data(), extent)) {
+    }
+    verify();
+}
+
+void RemoteEngine::VerifyPiecesOf(std::span<const Extent> extents,
+                                  std::vector<std::string>& problems) {
+    std::vector<BulkFile::Place> places;
+    for (const Extent& extent : extents) {
+        places.push_back({extent.offset, extent.length});
+    }
+    if (places.empty()) {
+        return;
+    }
+    std::vector<std::vector<std::byte>> contents;
+    for (const BulkFile::Place& place : places) {
+        contents.emplace_back(static_cast<std::size_t>(place.size));
+    }
+    const std::vector<BulkFile::Place> joined = Meet(places, places);
+    m_store->GetPieces(m_head.identity, Generation(), joined, [&](const PieceView& piece) {
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            const PieceView part = PartIn(places[i], piece);
+            if (!part.bytes.empty()) {
+                std::ranges::copy(part.bytes,
+                                  contents[i].begin() + (part.place - places[i].offset));
+            }
+        }
+    });
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        for (const std::int64_t damaged : FindDamage(contents[i].data(), extents[i])) {
             problems.push_back(m_path + ": the pieces at byte " + std::to_string(damaged) +
                                " of the bulk data are damaged or missing (checksum differs)");
         }
@@ -360,8 +442,8 @@ void RemoteEngine::Begin() {
         ORQBasThrowUsage(m_path + ": is open for reading only, nothing can be changed");
     }
     const auto now = std::chrono::steady_clock::now();
-    if (m_hasLease && Depth() == 0 && now - m_renewed > std::chrono::seconds(LeaseSeconds()) / 3) {
-        if (!m_store->RenewLease(m_lease, LeaseSeconds())) {
+    if (m_lease && Depth() == 0 && now - m_renewed > std::chrono::seconds(m_lease->seconds) / 3) {
+        if (!m_store->RenewLease(m_lease->token, m_lease->seconds)) {
             m_lost = m_path +
                      ": the lease to write expired and was taken by another; open the model again";
             throw ORQBasFailure(ORQBasFailureKind::Refused, m_lost);
@@ -371,26 +453,108 @@ void RemoteEngine::Begin() {
     Slot().Begin();
 }
 
-void RemoteEngine::Take(const CommittedChange& change) {
+std::vector<SharedCommit> RemoteEngine::Take(const CommittedChange& change) {
     const std::vector<PieceView> pieces = CutIntoPieces(change.file, change.written);
-    NewState state{change.generation,           NewToken(),       NameOfThisProcess(),
-                   SummaryOf(change.changeset), change.changeset, pieces};
+    const NewState state{
+        change.generation, NewIdentity(), NameOfThisProcess(), SummaryOf(change.changeset),
+        change.changeset,  pieces,        change.next};
     try {
-        m_store->Commit(m_head.identity, m_lease, LeaseSeconds(), state);
-    } catch (const ORQBasFailure& failure) {
-        if (failure.Kind() == ORQBasFailureKind::Busy ||
-            dynamic_cast<const OutcomeUnknown*>(&failure) != nullptr) {
+        if (std::vector<SharedCommit> others = Offer(state); !others.empty()) {
+            return others;
+        }
+    } catch (const HeadMoved& failure) {
+        // One of several has lost nothing but this transaction.
+        if (m_lease) {
             m_lost = failure.Text();
         }
         throw;
+    } catch (const OutcomeUnknown& failure) {
+        m_lost = failure.Text();
+        throw;
     }
+    m_wasMoved = false;
     m_renewed = std::chrono::steady_clock::now();
     m_head.generation = change.generation;
     m_changesetBytes += static_cast<std::int64_t>(change.changeset.size());
+    return {};
+}
+
+// Returns the commits that one of several writers has to go on top of; none when it was committed.
+// Throws HeadMoved where it cannot be.
+std::vector<SharedCommit> RemoteEngine::Offer(const NewState& state) {
+    // Few bytes are sent while others wait; many only when they are sent again.
+    // Who holds the head and who does not can wait for each other, which the store ends.
+    constexpr std::int64_t kFew = 1 << 20;
+    constexpr int kAttempts = 10;
+    std::int64_t bytes = 0;
+    for (const PieceView& piece : state.pieces) {
+        bytes += std::ssize(piece.bytes);
+    }
+    for (int attempt = 1;; ++attempt) {
+        try {
+            m_store->Commit(m_head.identity, m_lease, state,
+                            !m_lease && (m_wasMoved || bytes <= kFew));
+            return {};
+        } catch (const HeadMoved&) {
+            if (m_lease || attempt == kAttempts) {
+                throw;
+            }
+            m_wasMoved = true;
+            if (auto others = CommitsOfOthers(state.generation - 1); !others.empty()) {
+                return others;
+            }
+        }
+    }
+}
+
+std::vector<SharedCommit> RemoteEngine::CommitsOfOthers(std::int64_t after) {
+    const Head head = AskForHead();
+    if (head.identity != m_head.identity || head.oldest > after || head.generation < after) {
+        m_lost = m_path + ": the store no longer has what follows state " + std::to_string(after) +
+                 "; open the model again";
+        throw ORQBasFailure(ORQBasFailureKind::Refused, m_lost);
+    }
+    m_head = head;
+    return head.generation == after ? std::vector<SharedCommit>()
+                                    : m_store->GetCommits(head.identity, after, head.generation);
+}
+
+// Returns whether there was anything new. REQUIRES: one of several writers, outside of a transaction.
+bool RemoteEngine::FollowHead() {
+    Slot().CheckUsable();
+    const std::vector<SharedCommit> commits = CommitsOfOthers(Generation());
+    for (const SharedCommit& commit : commits) {
+        Slot().Apply(commit.changeset);
+    }
+    return !commits.empty();
+}
+
+// Generous, and more each time: what is not used is room only. Sets have fewer numbers than objects.
+NumberSource::Range RemoteEngine::LeaseNumbers(Of what, const Numbers& next) {
+    constexpr std::int64_t kObjects = 1 << 16;
+    constexpr int kSets = 1 << 10;
+    constexpr int kMostDoublings = 6;
+    Numbers count;
+    if (what == Of::Objects) {
+        count.object = kObjects << std::min<std::int64_t>(m_numRanges.object++, kMostDoublings);
+    } else {
+        count.set = kSets << std::min(m_numRanges.set++, kMostDoublings);
+    }
+    const Numbers begin = m_store->LeaseNumbers(next, count);
+    return {begin, {begin.object + count.object, begin.set + count.set}};
 }
 
 void RemoteEngine::Commit() {
-    Slot().Commit();
+    try {
+        Slot().Commit();
+    } catch (const ChangesMeet&) {
+        try {
+            FollowHead();
+        } catch (const ORQBasFailure&) {
+            // Then the next commit or Refresh does.
+        }
+        throw;
+    }
     if (Depth() == 0) {
         NoteCommit();
     }

@@ -17,7 +17,10 @@
 
 namespace orq::storage {
 
-class RemoteEngine final : public Store, private ChunkSource, private CommitSink {
+class RemoteEngine final : public Store,
+                           private ChunkSource,
+                           private CommitSink,
+                           private NumberSource {
   public:
     static void Build(const std::string& url, FirstContent content, const Filling& fill);
     static std::unique_ptr<RemoteEngine> Open(const std::string& url, bool writable);
@@ -35,8 +38,11 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
     RowStore& Rows() override { return Slot().Rows(); }
     ChunkStore& Chunks() override { return Slot().Chunks(); }
     std::int64_t NewObject() override { return Slot().NewObject(); }
-    int NewSet() override { return Slot().NewSet(); }
+    int NewSet(int above) override { return Slot().NewSet(above); }
     Numbers NextNumbers() const override { return Slot().NextNumbers(); }
+    bool MayHaveGiven(std::int64_t object, int set) const override {
+        return Slot().MayHaveGiven(object, set);
+    }
 
     int Depth() const override { return Slot().Depth(); }
     /// Throws Refused where the head was moved or the lease was lost.
@@ -67,13 +73,24 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
                        const std::function<void(const std::string& directory)>& make);
     void OpenToRead();
     void OpenToWrite();
+    void OpenToWriteBesideOthers();
     void Use(RemoteCache::Opened opened);
     Head AskForHead();
+    std::optional<Newcomer> AskForState(const std::optional<RemoteCache::Note>& note);
+    [[noreturn]] void FailUnknown() const;
     void CheckHead(const Head& head, const std::optional<RemoteCache::Note>& note) const;
     void Bring(std::span<const BulkFile::Place> places) override;
-    void VerifyPieces(std::vector<std::string>& problems);
-    void Fetch(std::span<const BulkFile::Place> places, std::int64_t begin, std::int64_t end);
-    void Take(const CommittedChange& change) override;
+    void BringWithSmall(std::span<const BulkFile::Place> places);
+    void VerifyPieces(std::vector<std::string>& problems,
+                      const std::function<void(double)>& progress);
+    void VerifyPiecesOf(std::span<const Extent> extents, std::vector<std::string>& problems);
+    void Fetch(std::span<const BulkFile::Place> asked, std::span<const BulkFile::Place> places,
+               const BulkFile::Place& ahead);
+    std::vector<SharedCommit> Take(const CommittedChange& change) override;
+    std::vector<SharedCommit> Offer(const NewState& state);
+    std::vector<SharedCommit> CommitsOfOthers(std::int64_t after);
+    Range LeaseNumbers(Of what, const Numbers& next) override;
+    bool FollowHead();
     void NoteCommit() noexcept;
     Engine& Slot() const { return *m_slot.engine; }
 
@@ -85,15 +102,15 @@ class RemoteEngine final : public Store, private ChunkSource, private CommitSink
     RemoteCache::Opened m_slot;
     int m_bulk = -1;  // descriptor of the slot's bulk file, for what is brought
     Head m_head;
-    Token m_lease{};
-    bool m_hasLease = false;
-    std::string m_lost;  // why no more can be committed; empty while it can
+    std::optional<Lease> m_lease;  // of one who writes alone
+    Numbers m_numRanges;           // that were leased so far
+    bool m_wasMoved = false;       // while this handle was committing
+    std::string m_lost;            // why no more can be committed; empty while it can
     std::chrono::steady_clock::time_point m_renewed;
     std::int64_t m_changesetBytes = 0;  // since the last base that this handle put
-    Pieces m_fetched;                   // last, older ones first
-    BulkFile::Place m_ahead{0, 0};      // of which all pieces are among them
-    std::int64_t m_aheadSize = 0;
-    std::int64_t m_lastEnd = 0;  // of what was brought
+    std::int64_t m_aheadSize = 0;       // of what was brought last
+    std::int64_t m_lastEnd = 0;         // of that
+    bool m_hasSmall = false;            // small chunks were brought together
 };
 
 }  // namespace orq::storage

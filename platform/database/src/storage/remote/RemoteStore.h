@@ -28,8 +28,14 @@ class StoreUnreachable : public ORQBasFailure {
     using ORQBasFailure::ORQBasFailure;
 };
 
-/// A random number by which a writer, or a commit, knows itself again.
-using Token = std::array<std::byte, 16>;
+/// A random number by which a writer, or a commit, knows itself again; NewIdentity makes one.
+using Token = Identity;
+
+/// The head of a model was moved by another, or the lease was taken: nothing was committed.
+class HeadMoved : public ORQBasFailure {
+  public:
+    using ORQBasFailure::ORQBasFailure;
+};
 
 /// The newest state of a model.
 struct Head {
@@ -37,18 +43,19 @@ struct Head {
     std::int64_t generation = 0;
     std::int64_t oldest = 0;  // the first generation that can still be read
     std::string writer;       // who has the lease; empty when nobody has
+    Numbers next;             // nobody was given these or later ones, unless the state has
+};
+
+/// The right of one writer to commit alone.
+struct Lease {
+    Token token{};
+    int seconds = 0;  // that it lasts from each commit on
 };
 
 /// Bytes of the bulk file at a place.
 struct PieceView {
     std::int64_t place = 0;
     std::span<const std::byte> bytes;
-};
-
-/// Pieces that were got, and what their bytes lie in.
-struct Pieces {
-    std::vector<PieceView> views;
-    std::shared_ptr<const void> held;
 };
 
 /// One commit as it is put into the store, all or nothing.
@@ -59,6 +66,7 @@ struct NewState {
     std::string summary;  // what changed, in words
     std::span<const std::byte> changeset;
     std::vector<PieceView> pieces;
+    Numbers next;
 };
 
 /// A commit as the log lists it.
@@ -78,9 +86,11 @@ struct Base {
     std::vector<std::byte> image;
 };
 
-struct Changeset {
-    std::int64_t generation = 0;
-    std::vector<std::byte> bytes;
+/// What a machine that has nothing of a model needs for a state of it.
+struct Newcomer {
+    Head head;
+    Base base;                          // no bytes where there is none for the state
+    std::vector<SharedCommit> commits;  // behind the base, up to the state
 };
 
 class RemoteStore {
@@ -106,6 +116,10 @@ class RemoteStore {
     /// The head of the model. Nothing when there is no model of the name. One round trip.
     virtual std::optional<Head> GetHead() = 0;
 
+    /// The head with all that a state needs that is not there yet; the newest state where none is
+    /// named. One round trip.
+    virtual std::optional<Newcomer> GetAll(std::optional<std::int64_t> generation) = 0;
+
     /// Puts a model with its first state: a base and pieces. Throws Usage when the name is taken.
     virtual void PutModel(const Identity& identity, const NewState& state,
                           std::span<const std::byte> base) = 0;
@@ -117,26 +131,34 @@ class RemoteStore {
     virtual bool RenewLease(const Token& lease, int seconds) = 0;
     virtual void GiveLeaseBack(const Token& lease) = 0;
 
-    /// Moves the head from the generation before to this one if `lease` still holds it, with all
-    /// that belongs to the state, in one transaction of two round trips. Throws Busy where the head
-    /// was moved or the lease was taken by another. Where the answer was lost, it asks until it
-    /// knows; it throws StoreUnreachable before the head can have moved, and OutcomeUnknown where
-    /// nobody answers.
-    virtual void Commit(const Identity& identity, const Token& lease, int seconds,
-                        const NewState& state) = 0;
+    /// Gives a writer without a lease numbers that nobody else is given: so many of objects and of
+    /// sets, from behind `next` and what others were given. Returns the first ones. Throws Busy
+    /// with the holder while there is a lease. One round trip.
+    virtual Numbers LeaseNumbers(const Numbers& next, const Numbers& count) = 0;
+
+    /// Moves the head from the generation before to this one, with all that belongs to the state, in
+    /// one transaction of two round trips; if `lease` still holds the head, or nobody has a lease
+    /// where none is given. Throws HeadMoved where it was moved, and Busy where another has the
+    /// lease. Where the answer was lost, it asks until it knows; it throws StoreUnreachable before
+    /// the head can have moved, and OutcomeUnknown where nobody answers. Others that move the head
+    /// wait from the beginning where `holdsHead`, else only at the end.
+    virtual void Commit(const Identity& identity, const std::optional<Lease>& lease,
+                        const NewState& state, bool holdsHead = false) = 0;
     virtual void PutBase(const Identity& identity, std::int64_t generation,
                          std::span<const std::byte> base) = 0;
 
     /// The newest base up to a generation. Throws Damaged where there is none.
     virtual Base GetBase(const Identity& identity, std::int64_t generation) = 0;
-    /// The changesets behind `after` up to `last`, in order.
-    virtual std::vector<Changeset> GetChangesets(const Identity& identity, std::int64_t after,
+    /// The commits behind `after` up to `last`, in order.
+    virtual std::vector<SharedCommit> GetCommits(const Identity& identity, std::int64_t after,
                                                  std::int64_t last) = 0;
 
-    /// Pieces of states up to `generation` that meet any of the places; of each place the older ones
-    /// first, since where two meet the later one holds. One round trip.
-    virtual Pieces GetPieces(const Identity& identity, std::int64_t generation,
-                             std::span<const BulkFile::Place> places) = 0;
+    /// Calls take(piece) with pieces of states up to `generation` that meet any of the places; of each
+    /// place the older ones first, since where two meet the later one holds. The bytes are valid
+    /// during the call, and the store sends on meanwhile. One round trip.
+    using TakePiece = std::function<void(const PieceView& piece)>;
+    virtual void GetPieces(const Identity& identity, std::int64_t generation,
+                           std::span<const BulkFile::Place> places, const TakePiece& take) = 0;
 
     /// Newest first.
     virtual std::vector<LogEntry> GetLog(const Identity& identity) = 0;
@@ -153,7 +175,5 @@ class RemoteStore {
     virtual void DropBefore(const Identity& identity, std::int64_t oldest,
                             std::span<const PieceKey> pieces) = 0;
 };
-
-Token NewToken();
 
 }  // namespace orq::storage

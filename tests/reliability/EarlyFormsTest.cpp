@@ -1,9 +1,12 @@
-// How records lie in the catalogue, and databases that were made when they lay there otherwise.
+// How records and drawers lie in the catalogue, and databases that were made when they lay there
+// otherwise.
 #include <sqlite3.h>
 
 #define XXH_INLINE_ALL
+#include <fmt/format.h>
 #include <xxhash.h>
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -20,11 +23,11 @@ namespace {
 enum Kind : int { kInt = 1, kDoubles, kString, kSymbol, kType };
 
 // A field as docs/storage-format.md describes it; not the program's own reader.
-struct Field {
+struct StoredField {
     int kind;
     std::string value;  // its bytes
 };
-using Fields = std::map<int, Field>;
+using Fields = std::map<int, StoredField>;
 
 std::size_t TakeNumber(const std::string& packed, std::size_t& at) {
     std::size_t number = 0;
@@ -76,7 +79,7 @@ std::string InHex(const std::string& bytes) {
     return hex;
 }
 
-int IntOf(const Field& field) {
+int IntOf(const StoredField& field) {
     int value = 0;
     std::memcpy(&value, field.value.data(), sizeof value);
     return value;
@@ -160,6 +163,54 @@ class RecordForm : public testing::Test {
             << sqlite3_errmsg(opened);
     }
 
+    // Before version 4 each dimension was a row of its own, every set was a component set, and every
+    // chunk was an extent.
+    std::string PutDrawersIntoRows() const {
+        std::string sql =
+            "INSERT INTO extent SELECT store, 0, 0, 0, 0, length(bytes), x'', bytes FROM "
+            "small_chunk; DROP TABLE small_chunk;"
+            "CREATE TABLE drawer_dimension(distribution INTEGER, drawer INTEGER, dimension "
+            "INTEGER, set_id INTEGER, chunk INTEGER, PRIMARY KEY(distribution, drawer, "
+            "dimension)) WITHOUT ROWID;";
+        int set = std::stoi(AskCatalogue(m_path, "SELECT next_set FROM state"));
+        std::istringstream drawers(
+            AskCatalogue(m_path,
+                         "SELECT distribution || ' ' || number || ' ' || hex(grid) || ' ' || "
+                         "hex(dimensions) FROM drawer JOIN distribution ON object = distribution"));
+        std::string number;
+        std::string grid;
+        std::string packed;
+        for (std::string distribution; drawers >> distribution >> number >> grid >> packed;) {
+            const std::string dimensions = FromHex(packed);
+            const std::string collections = FromHex(grid);
+            std::size_t at = 1;
+            for (std::size_t dimension = 0; at < dimensions.size(); ++dimension) {
+                const std::size_t form = TakeNumber(dimensions, at);
+                const std::size_t chunk = TakeNumber(dimensions, at);
+                std::size_t setNumber = TakeNumber(dimensions, at);
+                if (form == 1) {
+                    const auto first = static_cast<int>(std::exchange(setNumber, set++));
+                    const auto count = static_cast<int>(TakeNumber(dimensions, at));
+                    const std::array<int, 4> parts = {first, count, 1, 1};
+                    std::int64_t collection = 0;
+                    std::memcpy(&collection, collections.data() + 8 * dimension, 8);
+                    sql += fmt::format(
+                        "INSERT INTO component_set VALUES({}, {}, {}, 0, {}, {}, 1, 1, 0, x'');",
+                        setNumber, collection,
+                        static_cast<std::int64_t>(XXH3_64bits(parts.data(), sizeof parts)), first,
+                        count);
+                }
+                sql += fmt::format("INSERT INTO drawer_dimension VALUES({}, {}, {}, {}, {});",
+                                   distribution, number, dimension, setNumber, chunk);
+            }
+        }
+        return sql + fmt::format(
+                         "ALTER TABLE drawer DROP COLUMN dimensions;"
+                         "ALTER TABLE distribution DROP COLUMN n_drawers;"
+                         "UPDATE state SET format = 3, next_set = {};",
+                         set);
+    }
+
     // Before version 3 every chunk lay in the bulk file.
     std::string PutSmallChunksIntoFile() const {
         std::istringstream rows(AskCatalogue(
@@ -188,6 +239,10 @@ class RecordForm : public testing::Test {
 
     // As programs made it that knew the version and no later one.
     void MakeEarly(int version) const {
+        Change(PutDrawersIntoRows());
+        if (version == 3) {
+            return;
+        }
         std::string sql =
             PutSmallChunksIntoFile() +
             "CREATE TABLE later AS SELECT * FROM object; DROP TABLE object;"
@@ -245,6 +300,94 @@ TEST_F(RecordForm, IsThatOfTheWorkedExample) {
 
 INSTANTIATE_TEST_SUITE_P(Versions, EarlyForm, testing::Values(1, 2));
 
+class EarlyDrawers : public RecordForm, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Versions, EarlyDrawers, testing::Values(1, 2, 3));
+
+// What it holds of drawers, in words: members along each dimension, and all cells.
+namespace {
+
+std::string DrawersOf(const ORQSimDatabase& database) {
+    std::string all;
+    for (const ORQSimDrawerDescription& drawer : Field(database).QueryDrawers()) {
+        for (int dimension = 0; dimension < 2; ++dimension) {
+            const ORQSimCSet set(drawer.CSet(dimension));
+            std::vector<int> members(static_cast<std::size_t>(set.Size()));
+            set.OrderedMembers(members.data());
+            all += fmt::format("{}\n", fmt::join(members, " "));
+        }
+    }
+    for (const double value : Read(Field(database), ORQSimCSet(Nodes(database).ID()),
+                                   ORQSimCSet(Components(database).ID()))) {
+        all += fmt::format("{} ", value);
+    }
+    return all;
+}
+
+ORQSimDrawerID WriteDrawer(const ORQSimDatabase& database, int first, int count, double value) {
+    const Doubles values = Filled(count, value);
+    ORQSimTransfer write{Field(database)};
+    write.SetWrite()
+        .SetMakeNewDrawer()
+        .SetDim(0, RunOf(Nodes(database), first, count))
+        .SetDim(1, RunOf(Components(database), 1, 1))
+        .SetBuffer(ORQSimbufMain, values.data(), count * 8)
+        .ExecWrite();
+    return write.DrawerID();
+}
+
+}  // namespace
+
+TEST_P(EarlyDrawers, AreReadAndWrittenOnAndRewrittenByRecovering) {
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        InTransaction(database, [&] { WriteDrawer(database, 3, 7, 1.5); });
+    }
+    const std::string before = DrawersOf(ORQSimDatabase::Open(m_path, Mode::ReadOnly));
+    MakeEarly(GetParam());
+    EXPECT_EQ(DrawersOf(ORQSimDatabase::Open(m_path, Mode::ReadOnly)), before);
+    const std::string count = "SELECT count(*) FROM drawer_dimension";
+    const int nDimensions = std::stoi(AskCatalogue(m_path, count));
+    EXPECT_GT(nDimensions, 2);
+    std::string after;
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        EXPECT_EQ(database.Verify(), Texts());
+        ORQSimDrawerID second;
+        InTransaction(database, [&] {
+            WriteDrawer(database, 5, 4, 2.5);
+            second = WriteDrawer(database, 6, 1, 3.5);
+            Append(database, RunOf(Nodes(database), 0, 2), RunOf(Components(database), 0, 1),
+                   Filled(2, 9));
+        });
+        EXPECT_EQ(std::stoi(AskCatalogue(m_path, count)), nDimensions + 4);
+        InTransaction(database, [&] { Field(database).DeleteDrawer(second); });
+        EXPECT_EQ(std::stoi(AskCatalogue(m_path, count)), nDimensions + 2);
+        after = DrawersOf(database);
+        EXPECT_EQ(database.Verify(), Texts());
+    }
+    EXPECT_NE(after, before);
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT format FROM state"), std::to_string(GetParam()) + "\n");
+    const ORQSimDatabase::Recovery rebuilt = ORQSimDatabase::Recover(m_path, m_new);
+    EXPECT_EQ(rebuilt.lost, Texts());
+    EXPECT_EQ(rebuilt.damage, Texts());
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_new, Mode::ReadWrite);
+    EXPECT_EQ(database.Verify(), Texts());
+    EXPECT_EQ(DrawersOf(database), after);
+    EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "4\n");
+    EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM small_chunk"), "0\n");
+}
+
+// Dimensions of which the drawer was lost show that there was one; the reverse holds too.
+TEST_P(EarlyDrawers, OneOfWhichRowsAreMissingIsTold) {
+    MakeEarly(GetParam());
+    Change("DELETE FROM drawer_dimension WHERE dimension = 0");
+    const Texts problems = ORQSimDatabase::Open(m_path, Mode::ReadOnly).Verify();
+    ASSERT_FALSE(problems.empty());
+    EXPECT_NE(problems[0].find("does not have the dimensions of its grid"), std::string::npos)
+        << problems[0];
+}
+
 TEST_P(EarlyForm, IsReadAndWrittenOnAndRewrittenByRecovering) {
     std::map<int, Fields> all = AllFields(m_path);
     ASSERT_EQ(all[m_object].size(), 6U);
@@ -297,8 +440,8 @@ TEST_P(EarlyForm, IsReadAndWrittenOnAndRewrittenByRecovering) {
         EXPECT_EQ(database.Verify(), Texts());
         EXPECT_EQ(Answers(database, all), ValuesIn(all));
     }
-    EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "3\n");
-    EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM extent WHERE offset = 0"), "0\n");
+    EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "4\n");
+    EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM small_chunk"), "0\n");
     EXPECT_EQ(ValuesIn(AllFields(m_new)), ValuesIn(all));
     const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
     InTransaction(database,

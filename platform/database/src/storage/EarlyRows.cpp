@@ -1,9 +1,10 @@
-#include "EarlyFields.h"
+#include "EarlyRows.h"
 
 #include <limits>
 #include <memory>
 #include <new>
 
+#include "PackedDimensions.h"
 #include "PackedFields.h"
 
 namespace orq::storage {
@@ -35,6 +36,28 @@ Value ValueOf(sqlite3_value* held) {
     }
 }
 
+bool IsInteger(sqlite3_value* held) {
+    return sqlite3_value_type(held) == SQLITE_INTEGER;
+}
+
+// Adds one row to a packed value; false where it makes no sense there.
+using AddRow = bool (*)(std::vector<std::byte>& packed, sqlite3_value** values);
+
+bool AddField(std::vector<std::byte>& packed, sqlite3_value** values) {
+    return IsInteger(values[0]) && IsInteger(values[1]) &&
+           PackEarlyField(packed, sqlite3_value_int64(values[0]), sqlite3_value_int64(values[1]),
+                          ValueOf(values[2]));
+}
+
+bool AddDimension(std::vector<std::byte>& packed, sqlite3_value** values) {
+    return IsInteger(values[0]) && IsInteger(values[1]) && IsInteger(values[2]) &&
+           IsInteger(values[3]) &&
+           PackEarlyDimension(packed, sqlite3_value_int64(values[0]),
+                              sqlite3_value_int64(values[1]), sqlite3_value_int64(values[2]),
+                              sqlite3_value_int64(values[3]));
+}
+
+template <AddRow addRow>
 void Add(sqlite3_context* context, int, sqlite3_value** values) {
     auto* held = static_cast<Held*>(sqlite3_aggregate_context(context, sizeof(Held)));
     try {
@@ -45,12 +68,7 @@ void Add(sqlite3_context* context, int, sqlite3_value** values) {
             held->sum = new Sum;
         }
         Sum& sum = *held->sum;
-        const auto isInteger = [&](int i) {
-            return sqlite3_value_type(values[i]) == SQLITE_INTEGER;
-        };
-        sum.isSound = sum.isSound && isInteger(0) && isInteger(1) &&
-                      PackEarlyField(sum.packed, sqlite3_value_int64(values[0]),
-                                     sqlite3_value_int64(values[1]), ValueOf(values[2]));
+        sum.isSound = sum.isSound && addRow(sum.packed, values);
     } catch (const std::bad_alloc&) {
         sqlite3_result_error_nomem(context);
     }
@@ -66,6 +84,15 @@ void Finish(sqlite3_context* context) {
     } else if (sum->isSound) {
         sqlite3_result_blob64(context, sum->packed.data(), sum->packed.size(), SQLITE_TRANSIENT);
     }
+}
+
+template <AddRow addRow>
+void Define(Connection& connection, const char* name, int nValues) {
+    connection.Check(
+        sqlite3_create_function_v2(connection.Handle(), name, nValues,
+                                   SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY, nullptr,
+                                   nullptr, Add<addRow>, Finish, nullptr),
+        "define how early rows are read");
 }
 
 }  // namespace
@@ -110,12 +137,32 @@ bool PackEarlyField(std::vector<std::byte>& packed, std::int64_t number, std::in
     return true;
 }
 
-void DefinePackFields(Connection& connection) {
-    connection.Check(
-        sqlite3_create_function_v2(connection.Handle(), "pack_fields", 3,
-                                   SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_DIRECTONLY, nullptr,
-                                   nullptr, Add, Finish, nullptr),
-        "define how early fields are read");
+bool PackEarlyDimension(std::vector<std::byte>& packed, std::int64_t number, std::int64_t set,
+                        std::int64_t chunk, std::int64_t extendable) {
+    // Far more than a grid has; a damaged table may have any number of rows.
+    constexpr std::size_t kMostPacked = 1000;
+    const auto isCount = [](std::int64_t value) {
+        return value >= 0 && value <= std::numeric_limits<int>::max();
+    };
+    PackedDimensionReader known(packed);
+    std::int64_t nKnown = 0;
+    while (known.Next()) {
+        ++nKnown;
+    }
+    if (!isCount(set) || !isCount(chunk) || packed.size() > kMostPacked) {
+        return false;
+    }
+    // Behind one that is missing none can stand; that there are too few is told by who reads them.
+    if (number == nKnown) {
+        const auto form = number == extendable ? DimensionForm::Rows : DimensionForm::Set;
+        AddPackedDimension(packed, {form, static_cast<int>(chunk), static_cast<int>(set)});
+    }
+    return true;
+}
+
+void DefinePacking(Connection& connection) {
+    Define<AddField>(connection, "pack_fields", 3);
+    Define<AddDimension>(connection, "pack_dimensions", 4);
 }
 
 }  // namespace orq::storage

@@ -8,11 +8,12 @@
 #include <emmintrin.h>
 #endif
 
-namespace orq::database {
+namespace orq::storage {
 
 #ifdef __SSE2__
-// Copies a line of the cache to an aligned target, past the caches.
-inline void StreamLine(std::byte* to, const std::byte* from) {
+// Copies a line of the cache past the caches; `to` is a multiple of 16. Static, as it is compiled
+// for processors of different instructions, see BlockHash.h.
+static inline void StreamLine(std::byte* to, const std::byte* from) {
     const auto* const source = reinterpret_cast<const __m128i*>(from);
     auto* const target = reinterpret_cast<__m128i*>(to);
     const __m128i first = _mm_loadu_si128(source);
@@ -58,4 +59,4 @@ inline void StreamedCopy(std::byte* to, const std::byte* from, std::size_t size)
     std::memcpy(to, from, size);
 }
 
-}  // namespace orq::database
+}  // namespace orq::storage

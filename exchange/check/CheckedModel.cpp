@@ -9,40 +9,36 @@ using namespace orq::exchange;
 
 namespace {
 
-constexpr int kNodesAtOnce = 1 << 17;  // nodes at a time; bounds the memory
+constexpr int kNodesAtOnce = 1 << 15;  // less than a megabyte of points
 
-struct Box {
-    Point low;
-    Point high;
-};
+using Extent = ORQExcCheckedModel::Extent;
 
-/// What is no number is in no box, by the way it compares.
+/// Around the coordinates that are counted.
 template <class IsCounted>
-Box BoxOf(std::span<const Point> points, const IsCounted& isCounted) {
+Extent ExtentOf(std::span<const Point> points, const IsCounted& isCounted) {
     constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    Box box{{kInfinity, kInfinity, kInfinity}, {-kInfinity, -kInfinity, -kInfinity}};
+    Extent extent{{kInfinity, kInfinity, kInfinity}, {-kInfinity, -kInfinity, -kInfinity}, true};
+    Point differences{};
     for (const Point& point : points) {
         for (std::size_t c = 0; c < 3; ++c) {
+            // 0, or not a number: that of a coordinate and itself. Saves a branch for each.
+            differences[c] += point[c] - point[c];
             if (isCounted(point[c])) {
-                box.low[c] = point[c] < box.low[c] ? point[c] : box.low[c];
-                box.high[c] = point[c] > box.high[c] ? point[c] : box.high[c];
+                extent.low[c] = point[c] < extent.low[c] ? point[c] : extent.low[c];
+                extent.high[c] = point[c] > extent.high[c] ? point[c] : extent.high[c];
             }
         }
     }
-    return box;
+    extent.hasAll = differences == Point{};
+    return extent;
 }
 
-/// The third coordinate stays as it is.
-void ReadPlane(const ORQExcModel& model, std::vector<Point>& points) {
-    std::vector<double> slice;
-    for (int begin = 0; begin < model.NumNodes(); begin += kNodesAtOnce) {
-        const int end = std::min(begin + kNodesAtOnce, model.NumNodes());
-        slice.resize(static_cast<std::size_t>(end - begin) * 2);
-        model.ReadCoordinates(begin, end, slice);
-        for (std::size_t i = 0; i < slice.size() / 2; ++i) {
-            std::copy_n(slice.data() + i * 2, 2,
-                        points[static_cast<std::size_t>(begin) + i].data());
-        }
+/// Reads the points of nodes of a plane model, with 0 for the third coordinate.
+void ReadPlane(const ORQExcModel& model, int begin, int end, std::span<Point> points) {
+    std::vector<double> places(points.size() * 2);
+    model.ReadCoordinates(begin, end, places);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        points[i] = {places[2 * i], places[2 * i + 1], 0};
     }
 }
 
@@ -68,25 +64,35 @@ std::span<const Point> ORQExcCheckedModel::Points() const {
     if (m_points.size() == size || dimension == 0) {
         return m_points;
     }
-    std::vector<Point> points(size, Point{});
-    if (dimension == 3) {
-        model.ReadCoordinates(0, model.NumNodes(), {points.data()->data(), 3 * size});
-    } else {
-        ReadPlane(model, points);
+    ORQBasLargeVector<Point> points;
+    points.reserve(size);
+    for (int begin = 0; begin < model.NumNodes(); begin += kNodesAtOnce) {
+        const int end = std::min(begin + kNodesAtOnce, model.NumNodes());
+        // Grown slice by slice, the memory is still in the processor's cache when it is read into.
+        points.resize(static_cast<std::size_t>(end));
+        const std::span<Point> slice = std::span(points).subspan(static_cast<std::size_t>(begin));
+        if (dimension == 3) {
+            model.ReadCoordinates(begin, end, {slice.data()->data(), 3 * slice.size()});
+        } else {
+            ReadPlane(model, begin, end, slice);
+        }
     }
     m_points = std::move(points);
     return m_points;
 }
 
-double ORQExcCheckedModel::Diagonal() const {
-    if (!m_diagonal) {
-        Box box = BoxOf(Points(), [](double) { return true; });
-        if (!std::isfinite(Length(box.high - box.low))) {
-            box = BoxOf(Points(), [](double x) { return std::isfinite(x); });
+const Extent& ORQExcCheckedModel::Box() const {
+    if (!m_box) {
+        m_box = ExtentOf(Points(), [](double) { return true; });
+        if (!m_box->hasAll) {
+            m_box = ExtentOf(Points(), [](double x) { return std::isfinite(x); });
         }
-        m_diagonal = box.low[0] <= box.high[0] ? Length(box.high - box.low) : 0;
     }
-    return *m_diagonal;
+    return *m_box;
+}
+
+double ORQExcCheckedModel::Diagonal() const {
+    return Box().low[0] <= Box().high[0] ? Length(Box().high - Box().low) : 0;
 }
 
 bool ORQExcCheckedModel::IsWanted(std::string_view rule) const {

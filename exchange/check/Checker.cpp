@@ -12,6 +12,7 @@
 #include "ORQObjMesh.h"
 #include "ORQSimCollection.h"
 #include "check/Checks.h"
+#include "check/MembersHash.h"
 #include "model/OrdinalSet.h"
 #include "quality/ElementMeasures.h"
 
@@ -45,10 +46,10 @@ class CheckRun {
         bool areAllSeen = false;
         Attempt([&] { areAllSeen = VisitBlocks(); });
         for (std::size_t i = 0; i < m_runs.size(); ++i) {
-            auto& [check, run] = m_runs[i];
+            std::unique_ptr<ORQExcCheckRun>& run = m_runs[i].run;
             if ((areAllSeen || !run->NeedsAllElements()) &&
                 Attempt([&] { run->Finish(m_result.findings); })) {
-                AddTried(*check);
+                AddTried(*m_runs[i].check);
             }
             run.reset();  // what it held is no longer needed
             Tell(0.5 + 0.5 * static_cast<double>(i + 1) / static_cast<double>(m_runs.size()));
@@ -138,9 +139,7 @@ class CheckRun {
             const int end = std::min(begin + kElementsAtOnce, block.elements.Size());
             const auto count = static_cast<std::size_t>(end - begin);
             ordinals.resize(count);
-            for (std::size_t i = 0; i < count; ++i) {
-                ordinals[i] = block.elements[begin + static_cast<int>(i)];
-            }
+            orq::exchange::SliceOf(block.elements, begin, end).OrderedMembers(ordinals.data());
             nodes.resize(count * nEach);
             m_model.Model().ReadConnectivity(block, begin, end, nodes);
             for (std::size_t first = 0; first < count; first += kBatch) {
@@ -164,10 +163,13 @@ class CheckRun {
                 places.empty() ? orq::exchange::Point{} : places[static_cast<std::size_t>(node)];
             at = std::ranges::copy(place, at).out;
         }
+        m_batch.hashes.resize(nodes.size());
+        std::ranges::transform(nodes, m_batch.hashes.begin(), orq::exchange::MembersHash::Of);
         m_batch.measures.Measure(*block.shape, m_batch.points);
         const ORQExcCheckedElements elements{block,
                                              ordinals,
                                              nodes,
+                                             m_batch.hashes,
                                              m_batch.points,
                                              m_batch.measures.shortestEdges,
                                              m_batch.measures.longestEdges,
@@ -273,6 +275,7 @@ class CheckRun {
     std::vector<Begun> m_runs;
     struct {
         std::vector<double> points;
+        std::vector<std::uint64_t> hashes;
         orq::exchange::ElementMeasures measures;
     } m_batch;
     ORQExcCheckResult m_result;

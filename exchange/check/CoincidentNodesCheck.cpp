@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <iterator>
+#include <numeric>
 #include <utility>
 
 #include "ORQExcCheck.h"
 #include "ORQExcPoint.h"
+#include "ORQObjLabeler.h"
 #include "check/Checks.h"
 #include "check/RigidElements.h"
 #include "edit/CoincidentNodes.h"
+#include "edit/NodeUse.h"
 
 namespace orq::exchange {
 namespace {
@@ -30,16 +33,11 @@ const ORQExcRule kCoincident = {
 class CoincidentNodesRun : public ORQExcCheckRun {
   public:
     explicit CoincidentNodesRun(const ORQExcCheckedModel& model)
-        : m_model(model),
-          m_tolerance(model.Limit(kCoincident) * model.Diagonal()),
-          m_isUsed(static_cast<std::size_t>(model.Model().NumNodes())) {}
+        : m_model(model), m_tolerance(model.Limit(kCoincident) * model.Diagonal()) {}
 
     bool VisitsElements() const override { return m_model.Model().Dimension() > 0; }
     bool NeedsAllElements() const override { return true; }
     void Visit(const ORQExcCheckedElements& elements) override {
-        for (const int node : elements.nodes) {
-            m_isUsed[static_cast<std::size_t>(node)] = 1;
-        }
         m_hasElements = true;
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
             if (elements.shortestEdges[i] <= m_tolerance) {
@@ -54,9 +52,8 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         }
         std::ranges::sort(m_joined);
         std::vector<int> members;
-        std::vector<std::vector<int>> parts = Parts();
-        for (std::vector<int>& nodes : parts) {
-            AddCoincident(std::move(nodes), members);
+        for (const std::vector<int>& nodes : Parts()) {
+            AddCoincident(nodes, members);
         }
         std::ranges::sort(members);
         members.erase(std::unique(members.begin(), members.end()), members.end());
@@ -70,6 +67,8 @@ class CoincidentNodesRun : public ORQExcCheckRun {
     }
 
   private:
+    using Pair = std::pair<int, int>;
+
     /// Springs and cohesive elements join nodes at one place on purpose.
     void AddJoined(const ORQExcShape& shape, std::span<const int> nodes,
                    std::span<const double> points) {
@@ -87,47 +86,66 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         }
     }
 
-    /// Nodes of each instance, or all nodes without instances.
+    /// Nodes of each instance, or all nodes where there are no two.
     std::vector<std::vector<int>> Parts() const {
+        ORQObjLabeler labeler(m_model.Document(), ORQObjLabelerType::Node);
+        labeler.Read();
         std::vector<std::vector<int>> parts;
-        for (ORQExcModel::Instance& instance : m_model.Model().Instances()) {
-            parts.push_back(std::move(instance.nodes));
-        }
-        if (parts.empty()) {
-            parts.emplace_back();
-            for (int node = 0; node < m_model.Model().NumNodes(); ++node) {
-                parts[0].push_back(node);
+        if (labeler.Occurrences().Size() > 1) {
+            for (ORQExcModel::Instance& instance : m_model.Model().Instances()) {
+                parts.push_back(std::move(instance.nodes));
             }
+        } else {
+            parts.emplace_back(static_cast<std::size_t>(m_model.Model().NumNodes()));
+            std::iota(parts[0].begin(), parts[0].end(), 0);
         }
         return parts;
     }
 
     /// Only nodes of elements: others open no mesh.
-    void AddCoincident(std::vector<int> nodes, std::vector<int>& members) const {
-        std::erase_if(nodes,
-                      [&](int node) { return m_isUsed[static_cast<std::size_t>(node)] == 0; });
+    void AddCoincident(const std::vector<int>& nodes, std::vector<int>& members) {
         // Most nodes are alone, which is known at a fraction of the cost of finding their nearest.
-        const std::vector<int> placed = PossiblyCoincident(m_model.Points(), nodes, m_tolerance);
-        std::vector<Point> points;
-        std::ranges::transform(placed, std::back_inserter(points), [&](int node) {
-            return m_model.Points()[static_cast<std::size_t>(node)];
-        });
-        CoincidentNodes coincident(points, m_tolerance);
-        for (int i = 0; i < std::ssize(placed); ++i) {
-            const int near = coincident.Find(i);
-            if (near < 0) {
-                coincident.Add(i);
-                continue;
-            }
-            const int node = placed[static_cast<std::size_t>(i)];
-            const int other = placed[static_cast<std::size_t>(near)];
-            if (!std::ranges::binary_search(m_joined,
-                                            std::pair<int, int>(std::minmax(node, other))) &&
+        std::vector<int> candidates = PossiblyCoincident(m_model.Points(), nodes, m_tolerance);
+        std::vector<Pair> pairs = PairsOf(candidates);
+        if (pairs.empty()) {
+            return;
+        }
+        if (m_isUsed.empty()) {
+            m_isUsed = NodesOfElements(m_model.Model());
+        }
+        const auto isUnused = [&](int node) {
+            return m_isUsed[static_cast<std::size_t>(node)] == 0;
+        };
+        if (std::erase_if(candidates, isUnused) > 0) {
+            pairs = PairsOf(candidates);
+        }
+        for (const auto& [other, node] : pairs) {
+            if (!std::ranges::binary_search(m_joined, Pair(std::minmax(node, other))) &&
                 !AreTied(node, other)) {
                 members.push_back(other);
                 members.push_back(node);
             }
         }
+    }
+
+    /// Each node that lies within the tolerance of one before it, after the nearest of those.
+    std::vector<Pair> PairsOf(const std::vector<int>& nodes) const {
+        std::vector<Point> points;
+        std::ranges::transform(nodes, std::back_inserter(points), [&](int node) {
+            return m_model.Points()[static_cast<std::size_t>(node)];
+        });
+        CoincidentNodes coincident(points, m_tolerance);
+        std::vector<Pair> pairs;
+        for (int i = 0; i < std::ssize(nodes); ++i) {
+            const int near = coincident.Find(i);
+            if (near < 0) {
+                coincident.Add(i);
+            } else {
+                pairs.emplace_back(nodes[static_cast<std::size_t>(near)],
+                                   nodes[static_cast<std::size_t>(i)]);
+            }
+        }
+        return pairs;
     }
 
     /// Rigid elements are sets of their nodes.
@@ -140,9 +158,9 @@ class CoincidentNodesRun : public ORQExcCheckRun {
 
     const ORQExcCheckedModel& m_model;
     double m_tolerance;
-    std::vector<char> m_isUsed;  // by node, whether an element has it
+    std::vector<char> m_isUsed;  // by node, whether an element has it; empty before it is asked for
     bool m_hasElements = false;
-    std::vector<std::pair<int, int>> m_joined;
+    std::vector<Pair> m_joined;  // ascending
 };
 
 }  // namespace

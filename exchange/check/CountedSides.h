@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <compare>
 #include <cstddef>
@@ -8,9 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "ORQBasAllocator.h"
 #include "ORQExcCheck.h"
+#include "check/ByNode.h"
 #include "check/MeetingSides.h"
-#include "check/SideTable.h"
 
 namespace orq::exchange {
 
@@ -40,31 +42,42 @@ class CountedSides {
     /// The elements of a side with corners that some element has: of one that two share as they
     /// should, 2.
     unsigned NumElementsOf(std::span<const int> corners);
-    /// Pairs of the first solid on a face and one beyond the second. A hash stands for the face, so
+    /// Pairs of the lowest solid on a face and one beyond the second. A hash stands for the face, so
     /// that a pair may have no face in common.
     const std::vector<std::pair<int, int>>& Crowded() const { return m_crowded; }
     /// Ascending, each once, as that of a shell where it is of both. Forgets the sides.
     std::vector<FreeEdge> TakeFreeEdges();
 
   private:
-    /// A side that was counted, as the first element has it.
+    /// A side as one element has it. Its hash stands for it. Beyond the last corner the first is
+    /// there again.
     struct Side {
         std::uint64_t key;
         int element;
-        bool isOfShell;
-        std::size_t nCorners;
         std::array<int, 4> corners;
-    };
+        std::uint8_t nCorners;
+        bool isOfShell;
 
-    void CountSidesOf(const ORQExcModel::Block& block, int place,
-                      const std::vector<MeetingSide>& sides, std::span<const int> nodes);
+        int Lowest() const { return *std::ranges::min_element(corners); }
+    };
+    using Sides = ORQBasLargeVector<Side>;
+
+    void AddOpenSidesOf(const ORQExcModel::Block& block, int place,
+                        const std::vector<MeetingSide>& sides, std::span<const int> nodes,
+                        Sides& open) const;
+    void FindCrowded();
+    /// Calls use(sides) for those of each hash that sides with the lowest node have.
+    template <class Use>
+    void ForEachShared(std::size_t lowest, const Use& use);
 
     const ORQExcModel& m_model;
     // By node, of the sides of which it is the lowest, how elements go around them. The two elements
     // of an inner side do so in opposite directions, which cancels out.
-    std::vector<std::uint64_t> m_sums;
-    SideTable m_table;
-    std::vector<Side> m_counted;
+    ORQBasLargeVector<std::uint64_t> m_sums;
+    // By node, whether its sum was not 0 when all elements were added.
+    std::vector<char> m_isOpen;
+    // By their lowest node, where that is open: the sides of one hash one after the other, by element.
+    ByNode<Side> m_open;
     std::vector<std::pair<int, int>> m_crowded;
 };
 

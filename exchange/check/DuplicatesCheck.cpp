@@ -5,10 +5,10 @@
 #include <map>
 #include <tuple>
 
+#include "ORQBasAllocator.h"
 #include "ORQExcCheck.h"
 #include "ORQSimCollection.h"
 #include "check/Checks.h"
-#include "check/MembersHash.h"
 #include "model/OrdinalSet.h"
 #include "model/RepeatFilter.h"
 
@@ -25,9 +25,6 @@ const ORQExcRule kDuplicate = {
     .breaks = "stiffness and mass count twice there, unless layers were meant",
     .mending = "remove one of the two"};
 
-// Hashes further on whose place in the filter is fetched: more than the processor waits for at once.
-constexpr std::size_t kAhead = 32;
-
 class DuplicatesRun : public ORQExcCheckRun {
   public:
     explicit DuplicatesRun(const ORQExcCheckedModel& model) : m_model(model) {
@@ -43,29 +40,18 @@ class DuplicatesRun : public ORQExcCheckRun {
             m_blocks.push_back({&elements.block, m_hashes.size()});
         }
         for (std::size_t i = 0; i < elements.ordinals.size(); ++i) {
-            MembersHash hash;
-            for (const int node : elements.NodesOf(i)) {
-                hash.Add(node);
+            std::uint64_t sum = 0;
+            for (const std::uint64_t hash : elements.HashesOf(i)) {
+                sum += hash;
             }
-            m_hashes.push_back(hash.Value());
+            m_hashes.push_back(sum);
         }
     }
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
-        RepeatFilter filter(m_hashes.size());
-        const auto fetchAhead = [&](std::size_t i) {
-            filter.Fetch(m_hashes[std::min(i + kAhead, m_hashes.size() - 1)]);
-        };
-        for (std::size_t i = 0; i < m_hashes.size(); ++i) {
-            fetchAhead(i);
-            filter.Add(m_hashes[i]);
-        }
         std::vector<std::pair<std::uint64_t, int>> candidates;
-        for (std::size_t i = 0; i < m_hashes.size(); ++i) {
-            fetchAhead(i);
-            if (filter.Count(m_hashes[i]) > 1) {
-                candidates.emplace_back(m_hashes[i], ElementAt(i));
-            }
+        for (const std::size_t place : PlacesOfRepeated(m_hashes)) {
+            candidates.emplace_back(m_hashes[place], ElementAt(place));
         }
         m_hashes = {};
         std::ranges::sort(candidates);
@@ -163,7 +149,7 @@ class DuplicatesRun : public ORQExcCheckRun {
     }
 
     const ORQExcCheckedModel& m_model;
-    std::vector<std::uint64_t> m_hashes;
+    ORQBasLargeVector<std::uint64_t> m_hashes;
     std::vector<Hashed> m_blocks;
 };
 

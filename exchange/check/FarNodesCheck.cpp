@@ -41,18 +41,25 @@ class FarNodesRun : public ORQExcCheckRun {
         }
         // By the largest extent: a plane model has none across.
         const double reach = m_model.Limit(kFar) * largest;
+        const auto isFar = [&](const Point& point) {
+            bool is = false;
+            for (std::size_t axis = 0; axis < 3; ++axis) {
+                is |= point[axis] < ranges[axis].low - reach ||
+                      point[axis] > ranges[axis].high + reach;
+            }
+            return is;
+        };
+        const auto& box = m_model.Box();
+        if (largest <= 0 || (!isFar(box.low) && !isFar(box.high))) {
+            return;
+        }
         std::vector<int> members;
         for (std::size_t node = 0; node < points.size(); ++node) {
-            bool isFar = false;
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                isFar |= points[node][axis] < ranges[axis].low - reach ||
-                         points[node][axis] > ranges[axis].high + reach;
-            }
-            if (isFar && IsPlaced(points[node])) {
+            if (isFar(points[node]) && IsPlaced(points[node])) {
                 members.push_back(static_cast<int>(node));
             }
         }
-        if (!members.empty() && largest > 0) {
+        if (!members.empty()) {
             findings.push_back({.rule = kFar.id,
                                 .message = fmt::format("beyond {:.3g} from the others", reach),
                                 .place = ORQExcFinding::Place::Node,

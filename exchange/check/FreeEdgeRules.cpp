@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "ORQExcPoint.h"
+#include "check/ByNode.h"
 #include "check/MeetingElements.h"
 
 namespace orq::exchange {
@@ -60,6 +61,9 @@ std::vector<int> NotOfElement(const ORQExcModel& model,
 
 bool IsBetween(std::span<const Point> points, int node, const FreeEdge& edge) {
     const auto at = [&](int one) { return points[static_cast<std::size_t>(one)]; };
+    if (!(Dot(at(node) - at(edge.low), at(edge.high) - at(edge.low)) > 0)) {
+        return false;  // as most are, which saves the roots
+    }
     const double length = Length(at(edge.high) - at(edge.low));
     const double toLow = Length(at(node) - at(edge.low));
     const double toHigh = Length(at(node) - at(edge.high));
@@ -101,21 +105,25 @@ void ReportHanging(const ORQExcCheckedModel& model, const std::vector<FreeEdge>&
     if (model.Model().Dimension() == 0) {
         return;
     }
-    std::vector<std::pair<int, int>> ways;  // both ways, ascending
+    struct Way {
+        int from;
+        int to;
+    };
+    std::vector<Way> ways;
     for (const FreeEdge& edge : edges) {
-        ways.emplace_back(edge.low, edge.high);
-        ways.emplace_back(edge.high, edge.low);
+        ways.push_back({edge.low, edge.high});
+        ways.push_back({edge.high, edge.low});
     }
-    std::ranges::sort(ways);
     const std::span<const Point> points = model.Points();
+    ByNode<Way> byFrom(ways, points.size(), [](const Way& way) { return way.from; });
+    const auto waysFrom = [&](int node) { return byFrom.Of(static_cast<std::size_t>(node)); };
     std::map<int, std::vector<int>> found;  // by element
     for (const FreeEdge& edge : edges) {
-        auto way = std::ranges::lower_bound(ways, std::pair(edge.low, -1));
-        for (; way != ways.end() && way->first == edge.low; ++way) {
-            const int node = way->second;
-            if (node != edge.high && IsBetween(points, node, edge) &&
-                std::ranges::binary_search(ways, std::pair(node, edge.high))) {
-                found[edge.element].push_back(node);
+        for (const Way& way : waysFrom(edge.low)) {
+            if (way.to != edge.high && IsBetween(points, way.to, edge) &&
+                std::ranges::find(waysFrom(way.to), edge.high, &Way::to) !=
+                    waysFrom(way.to).end()) {
+                found[edge.element].push_back(way.to);
             }
         }
     }

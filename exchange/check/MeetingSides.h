@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "ORQExcShapes.h"
-#include "check/MembersHash.h"
 
 namespace orq::exchange {
 
@@ -52,9 +51,10 @@ inline int LowestOf(const MeetingSide& side, std::span<const int> nodes) {
 /// Hashes of the corners of an element, and of its sides by them.
 class CornerHashes {
   public:
-    CornerHashes(const ORQExcShape& shape, std::span<const int> nodes) {
+    /// `hashes` are those of its nodes, and have to stay.
+    CornerHashes(const ORQExcShape& shape, std::span<const std::uint64_t> hashes)
+        : m_hashes(hashes) {
         for (std::size_t i = 0; i < static_cast<std::size_t>(shape.nCorners); ++i) {
-            m_hashes[i] = MembersHash::Of(nodes[i]);
             m_turned[i] = std::rotl(m_hashes[i], 32);
         }
     }
@@ -78,7 +78,7 @@ class CornerHashes {
     }
 
   private:
-    std::array<std::uint64_t, 8> m_hashes;
+    std::span<const std::uint64_t> m_hashes;
     std::array<std::uint64_t, 8> m_turned;
 };
 

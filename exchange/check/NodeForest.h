@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <span>
-#include <vector>
 
+#include "ORQBasAllocator.h"
 namespace orq::exchange {
 
 /// Nodes joined into parts: each points to one of lower number, and so at last to the root, which is
@@ -44,7 +44,7 @@ class NodeForest {
 
     int& Parent(int node) { return m_parent[static_cast<std::size_t>(node)]; }
 
-    std::vector<int> m_parent;
+    ORQBasLargeVector<int> m_parent;
 };
 
 }  // namespace orq::exchange

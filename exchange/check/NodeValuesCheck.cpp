@@ -20,6 +20,9 @@ class NodeValuesRun : public ORQExcCheckRun {
     explicit NodeValuesRun(const ORQExcCheckedModel& model) : m_model(model) {}
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
+        if (m_model.Box().hasAll) {
+            return;
+        }
         const std::span<const Point> points = m_model.Points();
         std::vector<int> members;
         for (std::size_t node = 0; node < points.size(); ++node) {

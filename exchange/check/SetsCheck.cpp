@@ -78,15 +78,17 @@ class SetsRun : public ORQExcCheckRun {
 
     static void CompareMembers(const char* kind, const std::vector<const ORQExcModel::Set*>& sets,
                                std::vector<ORQExcFinding>& findings) {
+        // Sets of different size differ: few are left whose members have to be read.
         std::map<int, std::vector<const ORQExcModel::Set*>> bySize;
         for (const ORQExcModel::Set* set : sets) {
             bySize[set->members.Size()].push_back(set);
         }
-        bySize.erase(0);
+        bySize.erase(0);  // empty ones have a rule of their own
         for (const auto& [size, ofSize] : bySize) {
             std::map<std::uint64_t, const ORQExcModel::Set*> first;  // by hash of members
             for (std::size_t i = 0; i < ofSize.size() && ofSize.size() > 1; ++i) {
                 const auto [known, isNew] = first.emplace(HashOf(ofSize[i]->members), ofSize[i]);
+                // The hash alone may stand for two sets.
                 if (!isNew && known->second->members.SameMembers(ofSize[i]->members)) {
                     findings.push_back({.rule = kEqual.id,
                                         .object = Named(kind, ofSize[i]->name),
@@ -107,6 +109,7 @@ class SetsRun : public ORQExcCheckRun {
 
     static void CompareNames(const char* kind, const std::vector<std::string>& names,
                              std::vector<ORQExcFinding>& findings) {
+        // Names are told apart by case here, but not by most programs that read the exports.
         std::map<std::string, std::string> met;
         for (const std::string& name : names) {
             const auto [entry, isNew] = met.emplace(WithoutCase(name), name);
@@ -141,6 +144,7 @@ class SetsRun : public ORQExcCheckRun {
             for (const ORQExcModel::Face& face : surface.faces) {
                 const bool isSide =
                     face.side >= 0 && face.side < static_cast<int>(block.shape->sides.size());
+                // The number is compared first: finding the block of an element costs a search.
                 if (!isSide && block.elements.SeekMember(face.element) >= 0) {
                     side = wrong.empty() ? face.side : side;
                     wrong.push_back(face.element);

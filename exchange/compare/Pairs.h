@@ -46,10 +46,12 @@ std::vector<Pair<Object>> PairsOf(const std::vector<const Object*>& before,
             if (pair.after != nullptr) {
                 continue;
             }
-            const auto same = std::ranges::equal_range(left, key(*pair.before), {}, keyOf);
-            const auto free =
-                std::ranges::find_if(same, [&](std::size_t place) { return !isTaken[place]; });
-            if (free != same.end()) {
+            const auto wanted = key(*pair.before);
+            auto free = std::ranges::lower_bound(left, wanted, {}, keyOf);
+            while (free != left.end() && keyOf(*free) == wanted && isTaken[*free]) {
+                ++free;
+            }
+            if (free != left.end() && keyOf(*free) == wanted) {
                 isTaken[*free] = true;
                 pair.after = after[*free];
             }

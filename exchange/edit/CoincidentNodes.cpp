@@ -5,6 +5,7 @@
 #include <cmath>
 #include <utility>
 
+#include "ORQBasAllocator.h"
 #include "model/RepeatFilter.h"
 
 namespace orq::exchange {
@@ -16,90 +17,43 @@ constexpr double kCellsPerTolerance = 4;
 // Where few points are within the tolerance of another one, nearly all surroundings lie in one cell.
 // What falls together in one division of space by chance alone is apart in another one.
 constexpr std::array<double, 2> kCellsPerToleranceOfFew = {256, 64};
-// Beyond this many cells from the origin coordinates are further apart than the tolerance, or
-// equal.
-constexpr double kMostCells = 1e15;
-// Up to this many cells from the origin the place within a cell is known well.
-constexpr double kMostCellsOfPlaces = 1e9;
-
-/// Of numbers that an integer can hold. The processor does this in a few steps, the library calls a
-/// function.
-double Floor(double value) {
-    const auto towardsZero = static_cast<double>(static_cast<std::int64_t>(value));
-    return towardsZero > value ? towardsZero - 1 : towardsZero;
-}
-
 bool IsPlaced(const Point& point) {
     return std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]);
-}
-
-/// Calls use(node, key of its cell) for each node that has a place, in their order, when what the filter
-/// has of the key was fetched.
-template <class Use>
-void ForEachKey(std::span<const Point> points, std::span<const int> nodes, const PointCells& cells,
-                const RepeatFilter& filter, const Use& use) {
-    // As many as a processor fetches meanwhile, and some more.
-    constexpr std::size_t kAtOnce = 64;
-    std::array<std::pair<int, std::uint64_t>, kAtOnce> keys;
-    std::size_t count = 0;
-    const auto useAll = [&] {
-        for (std::size_t i = 0; i < count; ++i) {
-            use(keys[i].first, keys[i].second);
-        }
-        count = 0;
-    };
-    for (const int node : nodes) {
-        const Point& point = points[static_cast<std::size_t>(node)];
-        if (IsPlaced(point)) {
-            keys[count] = {node, cells.KeyOf(point)};
-            filter.Fetch(keys[count].second);
-            if (++count == kAtOnce) {
-                useAll();
-            }
-        }
-    }
-    useAll();
 }
 
 /// Those of some nodes that have another one in a cell around them, and some that have none.
 std::vector<int> MetInCells(std::span<const Point> points, std::span<const int> nodes,
                             const PointCells& cells) {
-    RepeatFilter filter(nodes.size());
-    ForEachKey(points, nodes, cells, filter, [&](int, std::uint64_t key) { filter.Add(key); });
-    std::vector<int> met;
-    ForEachKey(points, nodes, cells, filter, [&](int node, std::uint64_t own) {
+    // Keys of cells. Their upper bits, which no filter is large enough to use, say more of the point.
+    constexpr std::uint64_t kIsPlaced = std::uint64_t{1} << 63U;
+    constexpr std::uint64_t kIsAmid = std::uint64_t{1} << 62U;
+    constexpr std::uint64_t kKey = kIsAmid - 1;
+    ORQBasLargeVector<std::uint64_t> keys(nodes.size());
+    std::ranges::transform(nodes, keys.begin(), [&](int node) {
         const Point& point = points[static_cast<std::size_t>(node)];
-        bool hasOther = filter.Count(own) > 1;
-        if (!hasOther && !cells.IsAmidCell(point)) {
+        const auto [key, isAmid] = cells.PlaceOf(point);
+        return (key & kKey) | (IsPlaced(point) ? kIsPlaced : 0) | (isAmid ? kIsAmid : 0);
+    });
+    RepeatFilter filter(nodes.size());
+    filter.AddAll(keys);
+    std::vector<int> met;
+    filter.ForEachCount(keys, [&](std::size_t place, unsigned count) {
+        const std::uint64_t own = keys[place];
+        bool hasOther = count > 1;
+        if (!hasOther && (own & kIsAmid) == 0) {
+            const Point& point = points[static_cast<std::size_t>(nodes[place])];
             cells.ForEachAround(point, [&](std::uint64_t key) {
-                hasOther = hasOther || filter.Count(key) > (key == own ? 1U : 0U);
+                hasOther = hasOther || filter.Count(key) > ((key & kKey) == (own & kKey) ? 1U : 0U);
             });
         }
-        if (hasOther) {
-            met.push_back(node);
+        if (hasOther && (own & kIsPlaced) != 0) {
+            met.push_back(nodes[place]);
         }
     });
     return met;
 }
 
 }  // namespace
-
-double PointCells::CellOf(double coordinate) const {
-    const double cells = coordinate * m_perLength;
-    // Also without a tolerance, where the product is infinite or not a number. The sum makes 0 of -0.
-    return std::abs(cells) < kMostCells ? Floor(cells) : coordinate + 0.0;
-}
-
-bool PointCells::IsAmidCell(const Point& at) const {
-    bool isAmid = true;
-    for (const double coordinate : at) {
-        const double cells = coordinate * m_perLength;
-        const bool isKnown = std::abs(cells) < kMostCellsOfPlaces;
-        const double place = isKnown ? cells - Floor(cells) : 0;
-        isAmid = isAmid && place > m_nearSide && place < 1 - m_nearSide;
-    }
-    return isAmid;
-}
 
 std::uint64_t PointCells::Hash(double x, double y, double z) {
     // Cells as their bits, added with odd factors: those of 2 to the power of 64 by the roots of 2, 3
@@ -114,6 +68,18 @@ std::uint64_t PointCells::Hash(double x, double y, double z) {
 
 std::uint64_t PointCells::KeyOf(const Point& at) const {
     return Hash(CellOf(at[0]), CellOf(at[1]), CellOf(at[2]));
+}
+
+PointCells::Place PointCells::PlaceOf(const Point& at) const {
+    Point cells{};
+    bool isAmid = true;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const double place = at[axis] * m_perLength;
+        cells[axis] = CellOf(at[axis]);
+        isAmid &= std::abs(place) < kMostCellsOfPlaces;
+        isAmid &= std::abs(place - cells[axis]) < 0.5 - m_nearSide;
+    }
+    return {Hash(cells[0], cells[1], cells[2]), isAmid};
 }
 
 std::vector<int> PossiblyCoincident(std::span<const Point> points, std::span<const int> nodes,

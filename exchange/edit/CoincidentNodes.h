@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -20,8 +21,12 @@ class PointCells {
 
     /// A hash of the cell of a point.
     std::uint64_t KeyOf(const Point& at) const;
-    /// Whether all points within the tolerance of one surely lie in its own cell.
-    bool IsAmidCell(const Point& at) const;
+    struct Place {
+        std::uint64_t key;
+        /// Whether all points within the tolerance of this one surely lie in its own cell.
+        bool isAmid;
+    };
+    Place PlaceOf(const Point& at) const;
     /// Calls use(key) once for each cell that has points within the tolerance of one: eight at most.
     template <class Use>
     void ForEachAround(const Point& at, const Use& use) const {
@@ -42,9 +47,23 @@ class PointCells {
     }
 
   private:
-    double CellOf(double coordinate) const;
+    double CellOf(double coordinate) const {
+        const double cells = coordinate * m_perLength;
+        // Also without a tolerance, where the product is infinite or not a number. The sum makes 0 of -0.
+        return std::abs(cells) < kMostCells ? Nearest(cells) : coordinate + 0.0;
+    }
+    /// The nearest integer, of numbers below kMostCells: a sum so large has no bits for less.
+    static double Nearest(double value) {
+        constexpr double kIntegersOnly = 0x1.8p52;
+        return (value + kIntegersOnly) - kIntegersOnly;
+    }
     static std::uint64_t Hash(double x, double y, double z);
 
+    // Beyond this many cells from the origin coordinates are further apart than the tolerance, or
+    // equal.
+    static constexpr double kMostCells = 1e15;
+    // Up to this many cells from the origin the place within a cell is known well.
+    static constexpr double kMostCellsOfPlaces = 1e9;
     // Of a cell, in the place of a point within it.
     static constexpr double kRounding = 1e-3;
 
@@ -55,7 +74,7 @@ class PointCells {
 
 /// Those of some nodes that may have another one of them within the tolerance, in their order: all
 /// that have one, and some that have none. Nodes with a coordinate that is not finite are none.
-/// `points` has the places of all nodes. Takes four bytes for each node.
+/// `points` has the places of all nodes. Takes some ten bytes for each node.
 std::vector<int> PossiblyCoincident(std::span<const Point> points, std::span<const int> nodes,
                                     double tolerance);
 

@@ -42,6 +42,18 @@ int MarkNamedByCards(const ORQObjDocument& document, std::vector<char>& used) {
 
 }  // namespace
 
+std::vector<char> NodesOfElements(const ORQExcModel& model) {
+    std::vector<char> used(static_cast<std::size_t>(model.NumNodes()), 0);
+    ForEachConnectivity(model.Document(), [&](int, std::span<const int> nodes) {
+        for (const int node : nodes) {
+            if (node >= 0) {
+                used[static_cast<std::size_t>(node)] = 1;
+            }
+        }
+    });
+    return used;
+}
+
 int MarkNodesOfOtherUse(const ORQExcModel& model, std::vector<char>& used) {
     for (const ORQExcModel::Set& set : model.NodeSets()) {
         if (!set.properties.empty()) {

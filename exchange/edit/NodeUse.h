@@ -6,6 +6,9 @@
 
 namespace orq::exchange {
 
+/// By node, whether an element has it.
+std::vector<char> NodesOfElements(const ORQExcModel& model);
+
 /// Marks, by node, those that something else than an element needs: rigid bodies, sets to which
 /// their file gives numbers (such a set is a rigid element or a constraint), and cards kept as text
 /// that may name them. Returns how many only such cards need.

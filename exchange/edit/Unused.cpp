@@ -1,5 +1,4 @@
 #include <cstdint>
-#include <span>
 #include <tuple>
 #include <vector>
 
@@ -18,22 +17,10 @@ using namespace orq::exchange;
 
 namespace {
 
-std::vector<char> NodesOfElements(const ORQObjDocument& document, const ORQExcModel& model) {
-    std::vector<char> used(static_cast<std::size_t>(model.NumNodes()), 0);
-    ForEachConnectivity(document, [&](int, std::span<const int> nodes) {
-        for (const int node : nodes) {
-            if (node >= 0) {
-                used[static_cast<std::size_t>(node)] = 1;
-            }
-        }
-    });
-    return used;
-}
-
 void DropNodes(const ORQObjDocument& document, ORQExcReport& report,
                const std::function<void(double)>& progress) {
     const ORQExcModel model(document);
-    std::vector<char> used = NodesOfElements(document, model);
+    std::vector<char> used = NodesOfElements(model);
     const int nNamed = MarkNodesOfOtherUse(model, used);
     std::vector<int> targets(used.size(), -1);
     for (std::size_t node = 0; node < used.size(); ++node) {

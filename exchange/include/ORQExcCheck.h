@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "ORQBasAllocator.h"
 #include "ORQBasExport.h"
 #include "ORQExcModel.h"
 #include "ORQExcPoint.h"
@@ -79,7 +81,14 @@ class ORQ_EXPORT ORQExcCheckedModel {
     const ORQExcModel& Model() const;
     /// By node, with 0 for the third coordinate of a plane model. Empty without coordinates.
     std::span<const orq::exchange::Point> Points() const;
-    /// Of the box around all nodes with finite coordinates.
+    /// Around all finite coordinates of nodes; the lower corner is above the upper one without any.
+    struct Extent {
+        orq::exchange::Point low;
+        orq::exchange::Point high;
+        bool hasAll;  ///< whether all coordinates are finite
+    };
+    const Extent& Box() const;
+    /// Of that box.
     double Diagonal() const;
     bool IsWanted(std::string_view rule) const;
     double Limit(const ORQExcRule& rule) const;
@@ -89,15 +98,17 @@ class ORQ_EXPORT ORQExcCheckedModel {
     ORQObjDocument m_document;
     const ORQExcCheckOptions& m_options;
     mutable std::unique_ptr<ORQExcModel> m_model;
-    mutable std::vector<orq::exchange::Point> m_points;
-    mutable std::optional<double> m_diagonal;
+    mutable ORQBasLargeVector<orq::exchange::Point> m_points;
+    mutable std::optional<Extent> m_box;
 };
 
 /// Elements of one block that were read together.
 struct ORQExcCheckedElements {
     const ORQExcModel::Block& block;
     std::span<const int> ordinals;
-    std::span<const int> nodes;      ///< [elements][nodes of the shape]
+    std::span<const int> nodes;  ///< [elements][nodes of the shape]
+    /// A well mixed number for each node; the sum of those of some nodes tells them from others.
+    std::span<const std::uint64_t> hashes;
     std::span<const double> points;  ///< [elements][nodes of the shape][3]; zeros without places
     /// Lengths of the edges, straight between corners, [elements]. Not a number where a corner has
     /// no place, or the square of a length is no number.
@@ -109,6 +120,9 @@ struct ORQExcCheckedElements {
     std::size_t NodesEach() const { return static_cast<std::size_t>(block.shape->nNodes); }
     std::span<const int> NodesOf(std::size_t element) const {
         return nodes.subspan(element * NodesEach(), NodesEach());
+    }
+    std::span<const std::uint64_t> HashesOf(std::size_t element) const {
+        return hashes.subspan(element * NodesEach(), NodesEach());
     }
     std::span<const double> PointsOf(std::size_t element) const {
         return points.subspan(element * NodesEach() * 3, NodesEach() * 3);

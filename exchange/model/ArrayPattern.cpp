@@ -29,6 +29,7 @@ ArrayPattern::ArrayPattern(std::string_view text) : m_text(text) {
             ORQBasThrowUsage(fmt::format("\"{}\": a brace does not close", m_text));
         }
         Piece piece = Parse(text.substr(1, end - 1));
+        // Two numbers for one thing could contradict each other.
         if (std::ranges::count(m_pieces, piece.what, &Piece::what) != 0) {
             ORQBasThrowUsage(
                 fmt::format("\"{}\": {} stands twice", m_text, text.substr(0, end + 1)));
@@ -103,6 +104,8 @@ bool ArrayPattern::ReadFrom(std::size_t at, std::string_view rest, Reading& read
                ReadFrom(at + 1, rest.substr(piece.text.size()), reading);
     }
     if (piece.what == What::Component) {
+        // The longest name for which the rest of the pattern still fits: components may contain what
+        // stands between them and a number, such as "_".
         for (std::size_t size = rest.size(); size > 0; --size) {
             if (ReadFrom(at + 1, rest.substr(size), reading)) {
                 reading.component = std::string(rest.substr(0, size));
@@ -113,6 +116,7 @@ bool ArrayPattern::ReadFrom(std::size_t at, std::string_view rest, Reading& read
     }
     if (!piece.words.empty()) {
         for (std::size_t i = 0; i < piece.words.size(); ++i) {
+            // A word may be the beginning of another one, so the next is tried where the rest fails.
             if (rest.starts_with(piece.words[i]) &&
                 ReadFrom(at + 1, rest.substr(piece.words[i].size()), reading)) {
                 Number(reading.spot, piece.what) = static_cast<int>(i);
@@ -125,6 +129,7 @@ bool ArrayPattern::ReadFrom(std::size_t at, std::string_view rest, Reading& read
     constexpr std::size_t kMostDigits = 9;
     const auto nDigits =
         static_cast<std::size_t>(std::ranges::find_if_not(rest, IsDigit) - rest.begin());
+    // Zeros in front only up to the width: "07" and "7" would be two arrays of one point.
     const bool isPadded = nDigits > 0 && rest[0] == '0';
     if (nDigits == 0 || nDigits > kMostDigits || nDigits < piece.width ||
         (isPadded && nDigits != piece.width)) {

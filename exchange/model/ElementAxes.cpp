@@ -103,8 +103,8 @@ struct ORQExcElementAxes::Contents {
     /// A table, since rows of a field ask for each element in each of its layers.
     void FindSections() {
         sectionOf.assign(static_cast<std::size_t>(model.NumElements()), -1);
-        // The first section of an element governs it.
-        for (std::size_t i = stacks.size(); i-- > 0;) {
+        // One section at most governs an element.
+        for (std::size_t i = 0; i < stacks.size(); ++i) {
             for (ORQSimCSetIterator member(sections.Sections()[i].elements); !member.IsDone();
                  member.Next()) {
                 sectionOf[static_cast<std::size_t>(member.CurrentValue())] = static_cast<int>(i);

@@ -38,23 +38,6 @@ ORQExcModel::Properties PropertiesOf(const ORQSimPosition& object) {
     return properties;
 }
 
-/// Returns members [begin, end) by location. Consecutive ones are a run, of which a transfer moves
-/// the rows in one piece.
-ORQSimCSet Part(const ORQSimCSet& set, int begin, int end) {
-    if (begin == 0 && end == set.Size()) {
-        return set;
-    }
-    const ORQSimCollection collection(set.CollectionID());
-    if (set.IsAscending() && begin < end && set[end - 1] - set[begin] == end - begin - 1) {
-        return collection.CreateVolatileCSetStrided(set[begin], end - begin, 1, 1);
-    }
-    std::vector<int> members;
-    for (int location = begin; location < end; ++location) {
-        members.push_back(set[location]);
-    }
-    return orq::exchange::OrdinalSet(collection, members);
-}
-
 /// Refuses a model that breaks what readers rely on: another program may have written it.
 [[noreturn]] void FailDamaged(const std::string& text) {
     throw ORQBasFailure(ORQBasFailureKind::Damaged, text);
@@ -252,7 +235,7 @@ void ORQExcModel::ReadCoordinates(const ORQSimCSet& nodes, std::span<double> coo
 
 void ORQExcModel::ReadConnectivity(const Block& block, int begin, int end,
                                    std::span<int> nodes) const {
-    ReadConnectivity(block, Part(block.elements, begin, end), nodes);
+    ReadConnectivity(block, orq::exchange::SliceOf(block.elements, begin, end), nodes);
 }
 
 void ORQExcModel::ReadConnectivity(const Block& block, const ORQSimCSet& elements,
@@ -325,7 +308,7 @@ std::vector<ORQExcModel::Use> ORQExcModel::UsesOf(int node) const {
         const ORQSimCSet places(drawer.CSet(1));
         for (int begin = 0; begin < elements.Size();) {
             const int end = begin + std::min(elements.Size() - begin, kChunk);
-            const ORQSimCSet some = Part(elements, begin, end);
+            const ORQSimCSet some = orq::exchange::SliceOf(elements, begin, end);
             nodes.resize(static_cast<std::size_t>(some.Size()) *
                          static_cast<std::size_t>(places.Size()));
             ORQSimTransfer(connectivity)
@@ -349,7 +332,7 @@ std::vector<ORQExcModel::Use> ORQExcModel::UsesOf(int node) const {
 
 void ORQExcModel::ReadAttributes(const Block& block, int begin, int end,
                                  std::span<double> values) const {
-    ReadAttributes(block, Part(block.elements, begin, end), values);
+    ReadAttributes(block, orq::exchange::SliceOf(block.elements, begin, end), values);
 }
 
 void ORQExcModel::ReadAttributes(const Block& block, const ORQSimCSet& elements,
@@ -394,8 +377,10 @@ std::vector<ORQExcModel::Instance> ORQExcModel::Instances() const {
             if (at == instances.end()) {
                 at = instances.insert(at, {Text(name), {}, {}});
             }
+            std::vector<int>& members = (*at).*ordinalsOf;
+            members.reserve(members.size() + static_cast<std::size_t>(ordinals.Size()));
             for (int i = 0; i < ordinals.Size(); ++i) {
-                ((*at).*ordinalsOf).push_back(ordinals.ConstGet(i));
+                members.push_back(ordinals.ConstGet(i));
             }
         }
     }

@@ -21,17 +21,20 @@ inline ORQSimCSet OrdinalSet(const ORQSimCollection& collection, std::span<const
     return collection.CreateVolatileOrderedCSet(ordinals.data(), count);
 }
 
-/// Members [begin, end) of an ascending set, by their places in it.
+/// Members [begin, end) by location, in their order.
 inline ORQSimCSet SliceOf(const ORQSimCSet& set, int begin, int end) {
+    if (begin == 0 && end == set.Size()) {
+        return set;
+    }
     const ORQSimCollection collection(set.CollectionID());
-    if (set[end - 1] - set[begin] == end - 1 - begin) {
+    if (set.IsAscending() && begin < end && set[end - 1] - set[begin] == end - begin - 1) {
         return collection.CreateVolatileCSetStrided(set[begin], end - begin, 1, 1);
     }
     std::vector<int> members;
-    for (int i = begin; i < end; ++i) {
-        members.push_back(set[i]);
+    for (int location = begin; location < end; ++location) {
+        members.push_back(set[location]);
     }
-    return collection.CreateVolatileCSet(members.data(), end - begin, true);
+    return OrdinalSet(collection, members);
 }
 
 }  // namespace orq::exchange

@@ -65,7 +65,8 @@ void ShellColumns::AddSections() {
         for (ORQSimCSetIterator element(section.elements); !element.IsDone(); element.Next()) {
             const auto ordinal = static_cast<std::size_t>(element.CurrentValue());
             m_sectionOf[ordinal] = static_cast<int>(m_sections.size());
-            m_rowOf[ordinal] = row++;
+            m_rowOf[ordinal] =
+                row++;  // values that vary stand in the order of the section's elements
         }
         m_sections.push_back({&*layup, sections.Read(section), {}});
         for (const ORQExcSections::Layer& layer : m_sections.back().stack.layers) {
@@ -145,6 +146,7 @@ ShellColumns::Own ShellColumns::ReadOwn(const ORQExcModel::Block& block) const {
                 ++count;
             }
         }
+        // Thicknesses at the corners; the attribute has room for one, which is their mean.
         if (count > 0) {
             own.thickness[row] = sum / count;
         }
@@ -222,6 +224,7 @@ std::vector<double> ShellColumns::Read(const ORQExcModel::Block& block, std::siz
     const std::size_t nAttributes = block.attributes.size();
     if (column >= nAttributes) {
         const Added& added = m_columns[PlaceOf(block)].added[column - nAttributes];
+        // What an element has of its own is two columns of all attributes, read only where they count.
         const bool needsOwn =
             added.what == Added::What::Thickness || added.what == Added::What::Offset;
         return ReadAdded(block, added, needsOwn ? ReadOwn(block) : Own{});

@@ -8,7 +8,7 @@
 namespace orq::exchange {
 
 /// What tells sound elements from others, of many of one shape at once: as ORQExcCheckedElements
-/// has it. Hexahedra are measured two at a time.
+/// has it. Hexahedra are measured two or four at a time.
 struct ElementMeasures {
     std::vector<double> shortestEdges;
     std::vector<double> longestEdges;

@@ -39,7 +39,6 @@ using testing::HasSubstr;
 
 // Of the mesh format.
 constexpr int kBar = 1;
-constexpr int kTriangle = 2;
 constexpr int kQuadrilateral = 3;
 constexpr int kTetrahedron = 4;
 constexpr int kHexahedron = 5;

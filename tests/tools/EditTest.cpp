@@ -476,6 +476,13 @@ TEST(CoincidentNodes, FindsWhatComparingAllFinds) {
                                             : Point{grid(random) * 0.4, grid(random) * 0.4, 0.0});
             }
             CoincidentNodes nodes(points, tolerance);
+            std::vector<int> all(points.size());
+            std::iota(all.begin(), all.end(), 0);
+            const std::vector<int> candidates =
+                orq::exchange::PossiblyCoincident(points, all, tolerance);
+            const auto isCandidate = [&](int node) {
+                return std::ranges::binary_search(candidates, node);
+            };
             std::vector<int> staying;
             for (int i = 0; i < std::ssize(points); ++i) {
                 const auto distanceTo = [&](int other) {
@@ -489,6 +496,7 @@ TEST(CoincidentNodes, FindsWhatComparingAllFinds) {
                 ASSERT_EQ(found >= 0, isNear) << tolerance << " " << scale << " " << i;
                 if (isNear) {
                     EXPECT_EQ(distanceTo(found), distanceTo(*nearest));
+                    EXPECT_TRUE(isCandidate(i) && isCandidate(*nearest)) << tolerance << " " << i;
                 } else {
                     nodes.Add(i);
                     staying.push_back(i);
@@ -496,6 +504,27 @@ TEST(CoincidentNodes, FindsWhatComparingAllFinds) {
             }
         }
     }
+}
+
+// Pairs wherever in a cell, and so across its borders; points that are alone are hardly among them.
+TEST(CoincidentNodes, AreAmongThePossibleOnes) {
+    constexpr double kTolerance = 1e-3;
+    constexpr int kPairs = 20000;
+    std::vector<Point> points;
+    for (int i = 0; i < kPairs; ++i) {
+        const Point first = {0.37 * kTolerance * i, static_cast<double>(i), -1e5};
+        points.push_back(first);
+        points.push_back({first[0] + 0.9 * kTolerance, first[1], first[2]});
+    }
+    for (int i = 0; i < kPairs; ++i) {
+        points.push_back({0.1 * i, 0, static_cast<double>(i)});
+    }
+    std::vector<int> all(points.size());
+    std::iota(all.begin(), all.end(), 0);
+    const std::vector<int> candidates = orq::exchange::PossiblyCoincident(points, all, kTolerance);
+    ASSERT_GE(candidates.size(), 2U * kPairs);
+    EXPECT_TRUE(std::equal(all.begin(), all.begin() + 2 * kPairs, candidates.begin()));
+    EXPECT_LT(candidates.size(), 2.2 * kPairs);
 }
 
 }  // namespace

@@ -46,6 +46,7 @@ VtuGrid::VtuGrid(std::span<const std::filesystem::path> files) {
         m_files.push_back(std::make_unique<VtkXmlFile>(path));
         AddPieces(*m_files.back());
     }
+    // By the sizes that the files claim, before an array is read or memory is taken for it.
     if (std::max(m_nPoints, m_nCells) > std::numeric_limits<int>::max()) {
         throw ORQExcImportError(files.front(), "sizes",
                                 fmt::format("{} points and {} cells; at most {} are supported",
@@ -54,6 +55,7 @@ VtuGrid::VtuGrid(std::span<const std::filesystem::path> files) {
     if (m_pieces.empty()) {
         throw ORQExcImportError(files.front(), "UnstructuredGrid", "has no piece");
     }
+    // Pieces are parts of one mesh, so the first one has each array that all have.
     AddArrays(Place::Points, m_pieces.front().element->Child("PointData"));
     AddArrays(Place::Cells, m_pieces.front().element->Child("CellData"));
     AddArrays(Place::Grid, m_files.front()->Root().Child("UnstructuredGrid")->Child("FieldData"));
@@ -97,6 +99,7 @@ void VtuGrid::AddArrays(Place place, const VtkElement* parent) {
                 array.componentNames.emplace_back(name);
             }
         }
+        // Names of some components only would be taken for those of the first ones.
         if (std::ssize(array.componentNames) != array.nComponents) {
             array.componentNames.clear();
         }
@@ -215,6 +218,7 @@ VtuGrid::Cells VtuGrid::ReadCells() const {
                 }
             }
             const auto firstNode = static_cast<std::int64_t>(cells.nodes.size());
+            // Compared here, so that whoever takes the nodes of a cell need not.
             std::int64_t last = 0;
             for (const std::int64_t end : ends) {
                 if (end < last || end > static_cast<std::int64_t>(nodes.size())) {

@@ -221,7 +221,7 @@ std::map<std::string, FieldDifference> ValuesOfFields(const ORQExcDifferences& d
     for (const ORQExcDifference& difference : differences.list) {
         if (difference.what == "values") {
             FieldDifference& field =
-                values.try_emplace(difference.name, &difference, 0).first->second;
+                values.try_emplace(difference.name, FieldDifference{&difference, 0}).first->second;
             ++field.nTimes;
             if (difference.amount > field.largest->amount) {
                 field.largest = &difference;

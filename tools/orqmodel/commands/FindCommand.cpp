@@ -222,7 +222,8 @@ ExitStatus RunFind(const FindOptions& options, const Console& console) {
         return ExitStatus::Findings;
     }
     Found found{key, {}};
-    WhileShown(console, "reading", [&] { AddMembers(kind, document, object, found); });
+    WhileShown(console, "reading",
+               [&, &named = object] { AddMembers(kind, document, named, found); });
     if (options.json) {
         PrintJson(console.out, ToJson(options, &found, {}));
     } else {

@@ -276,6 +276,9 @@ int DiskWatch::Enter(DiskCall call) {
                        !(m_how == How::Shorten && call.kind == DiskCall::Kind::Write);
     const DiskCall::Kind kind = call.kind;
     m_calls.push_back(std::move(call));
+    if (m_atEachCall) {
+        m_atEachCall();
+    }
     if (!fails) {
         return 0;
     }

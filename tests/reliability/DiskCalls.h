@@ -13,6 +13,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct DiskCall {
@@ -45,6 +46,8 @@ class DiskWatch {
     // Calls number `first` to `last` - 1 fail: writes and truncations for want of space, mapping
     // for want of memory, the others by a fault of the disk.
     void Fail(std::size_t first, std::size_t last, How how);
+    // Before each call another process does this.
+    void AtEachCall(std::function<void()> action) { m_atEachCall = std::move(action); }
 
     // Reads, questions for sizes, and locks, also on the index of the log and on the lock file:
     // from question `first` on `count` of them fail by a fault of the disk.
@@ -78,6 +81,7 @@ class DiskWatch {
     std::size_t m_nFailing = 0;
     std::size_t m_actAt = 0;
     std::function<void()> m_action;
+    std::function<void()> m_atEachCall;
     bool m_failLockQueries = false;
 };
 

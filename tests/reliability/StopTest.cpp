@@ -7,6 +7,7 @@
 
 #include "HistoryTest.h"
 #include "ORQSrvBulkShellLayers.h"
+#include "Peer.h"
 
 namespace {
 
@@ -77,6 +78,30 @@ TEST_F(StopTest, AtEveryCallTheLastCommitIsFound) {
             disk.Carry(m_calls[n]);
         }
     }
+}
+
+// A disk may take long for a call, also in the first commit after the log was folded in.
+TEST_F(StopTest, ReadersOpenAtEveryCallOfACommit) {
+    const auto set = [](const ORQSimDatabase& database, const char* name) {
+        InTransaction(database, [&] { database.Focus().SetName(Slot(20), name); });
+    };
+    { set(ORQSimDatabase::Create(m_path), "first"); }
+    Peer reader(std::vector<Peer::Step>(100, [&] {
+        return ORQSimDatabase::Open(m_path, Mode::ReadOnly).Focus().Name(Slot(20)).UTF8();
+    }));
+    std::size_t nOpened = 0;
+    for (const auto& [before, after] : {std::pair("first", "second"), {"second", "third"}}) {
+        const ORQSimDatabase database = Open();
+        DiskWatch watch(m_folder / ".");
+        watch.AtEachCall([&, was = before] {
+            EXPECT_EQ(reader.Run(), was);
+            ++nOpened;
+        });
+        set(database, after);
+        watch.AtEachCall(nullptr);
+        EXPECT_EQ(reader.Run(), after);
+    }
+    EXPECT_GT(nOpened, 5U);
 }
 
 TEST_F(StopTest, WhileADatabaseIsMadeThereIsNoneOrAWholeOne) {

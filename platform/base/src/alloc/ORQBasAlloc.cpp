@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr std::size_t kLargePage = 2 << 20;
+constexpr std::size_t kLargePage = 2 << 20;  // of x86-64, and of ARM with pages of 4 KiB
 
 // The first write to a large array takes a fraction of the time on large pages, which cost one page
 // fault for 2 MiB instead of 512. The advice is a hint: a system may ignore it.

@@ -442,8 +442,7 @@ void Engine::Start() {
     m_file.Open(BulkPath(m_directory), m_writable, m_identity, m_chunks->BulkEnd());
 }
 
-// Whether the main file and the log are of one time; see FoldStamp. The log is only walked through
-// after a crash, or beside a writer that has just folded it.
+// Whether the main file and the log are of one time; see FoldStamp.
 bool Engine::IsOneState() {
     const FoldStamp stamp = m_connection->ReadFoldStamp();
     std::uint32_t noted = 0;
@@ -451,7 +450,7 @@ bool Engine::IsOneState() {
         noted = static_cast<std::uint32_t>(std::get<std::int64_t>(row[0]));
     });
     return (stamp.isWhole && noted == stamp.fold) ||
-           stamp.IsContinuedBy(MeasureLog(m_connection->LogReader()), noted);
+           stamp.IsContinuedBy(m_connection->CommittedLog(), noted);
 }
 
 // Beside a writer the log may begin anew between two looks, where the snapshot needs nothing of it;

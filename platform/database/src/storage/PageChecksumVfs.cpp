@@ -340,6 +340,11 @@ const char* PageChecksumVfsName() {
     return registered->zName;
 }
 
+std::optional<LogExtent> LogExtentInIndex(sqlite3_file* file) {
+    const volatile void* index = file->pMethods == &kMethods ? FoldsOf(file).index : nullptr;
+    return index != nullptr ? std::optional(ExtentInIndex(index)) : std::nullopt;
+}
+
 PageDamage LastPageDamage() {
     return g_lastDamage;
 }

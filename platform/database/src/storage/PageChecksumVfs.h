@@ -10,6 +10,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+
+#include "FoldStamp.h"
+
+struct sqlite3_file;
 
 namespace orq::storage {
 
@@ -25,6 +30,11 @@ struct PageDamage {
 };
 // What was last found in this process.
 PageDamage LastPageDamage();
+
+// How far the log of this main file is committed, as the index says that all its processes share;
+// nothing where this one has no index. Another process may be changing it: then the answer is of
+// neither moment, and who finds it wrong asks again.
+std::optional<LogExtent> LogExtentInIndex(sqlite3_file* file);
 
 // What a catalogue does whose parts are not of one time.
 inline constexpr const char* kIsMixedCopy =

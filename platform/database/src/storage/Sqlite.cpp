@@ -391,6 +391,11 @@ ReadLog Connection::LogReader() const {
     };
 }
 
+LogExtent Connection::CommittedLog() const {
+    const auto inIndex = LogExtentInIndex(File(SQLITE_FCNTL_FILE_POINTER));
+    return inIndex ? *inIndex : MeasureLog(LogReader());
+}
+
 void Connection::Fail(int code, std::string_view doing) const {
     std::string text = m_path + ": ";
     if (code == SQLITE_IOERR_DATA) {

@@ -107,6 +107,9 @@ class Connection {
     FoldStamp ReadFoldStamp() const;
     // Reads the open log. Valid while the connection is open.
     ReadLog LogReader() const;
+    // How far the log is committed. By its index where there is one: a commit whose frames a writer
+    // is still bringing to the disk stands in the log, but not yet for readers.
+    LogExtent CommittedLog() const;
 
     // Folds a long log into the main file, as far as readers allow. The log begins anew instead of
     // growing only when no reader uses it, so now and then this waits a short while for readers of

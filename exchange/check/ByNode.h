@@ -13,7 +13,8 @@ template <class Value>
 class ByNode {
   public:
     ByNode() = default;
-    /// nodeOf(value) is not below 0, and below the number of nodes.
+    /// REQUIRES: nodeOf(value) is not below 0, and below the number of nodes; there are fewer than
+    /// 2^32 values.
     template <class NodeOf>
     ByNode(std::span<const Value> values, std::size_t nNodes, const NodeOf& nodeOf)
         : m_begin(nNodes + 1), m_values(values.size()) {

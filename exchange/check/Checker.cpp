@@ -155,14 +155,7 @@ class CheckRun {
 
     void VisitBatch(const ORQExcModel::Block& block, std::span<const int> ordinals,
                     std::span<const int> nodes) {
-        const std::span<const orq::exchange::Point> places = m_model.Points();
-        m_batch.points.resize(nodes.size() * 3);
-        double* at = m_batch.points.data();
-        for (const int node : nodes) {
-            const orq::exchange::Point place =
-                places.empty() ? orq::exchange::Point{} : places[static_cast<std::size_t>(node)];
-            at = std::ranges::copy(place, at).out;
-        }
+        GatherPoints(nodes);
         m_batch.hashes.resize(nodes.size());
         std::ranges::transform(nodes, m_batch.hashes.begin(), orq::exchange::MembersHash::Of);
         m_batch.measures.Measure(*block.shape, m_batch.points);
@@ -178,6 +171,19 @@ class CheckRun {
             if (run->VisitsElements()) {
                 run->Visit(elements);
             }
+        }
+    }
+
+    /// Zeros in a model without coordinates.
+    void GatherPoints(std::span<const int> nodes) {
+        const std::span<const orq::exchange::Point> places = m_model.Points();
+        m_batch.points.resize(nodes.size() * 3);
+        double* to = m_batch.points.data();
+        for (std::size_t i = 0; i < nodes.size() && !places.empty(); ++i, to += 3) {
+            const double* const from = places[static_cast<std::size_t>(nodes[i])].data();
+            to[0] = from[0];
+            to[1] = from[1];
+            to[2] = from[2];
         }
     }
 

@@ -118,11 +118,14 @@ void CountedSides::ForEachShared(std::size_t lowest, const Use& use) {
 }
 
 void CountedSides::FindCrowded() {
-    constexpr std::size_t kMost = 2;  // solids on a face
+    constexpr int kMost = 2;  // solids on a face
     for (std::size_t node = 0; node < m_open.NumNodes(); ++node) {
         ForEachShared(node, [&](std::span<const Side> shared) {
-            for (std::size_t i = kMost; i < shared.size(); ++i) {
-                if (!shared[i].isOfShell) {
+            int nSolids = 1;
+            for (std::size_t i = 1; i < shared.size(); ++i) {
+                // An element of two blocks has its sides twice.
+                nSolids += shared[i].element != shared[i - 1].element ? 1 : 0;
+                if (nSolids > kMost && !shared[i].isOfShell) {
                     m_crowded.emplace_back(shared.front().element, shared[i].element);
                 }
             }

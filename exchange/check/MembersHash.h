@@ -14,9 +14,9 @@ class MembersHash {
     static std::uint64_t Of(int member) { return Spread(static_cast<std::uint64_t>(member) + 1); }
 
   private:
-    /// The finaliser of MurmurHash3, which spreads every bit: sums of it tell sets apart.
+    /// The finaliser of MurmurHash3, which spreads every bit: sums of it tell sets apart. Its first
+    /// step would do nothing to numbers of 32 bits.
     static std::uint64_t Spread(std::uint64_t value) {
-        value ^= value >> 33U;
         value *= 0xff51afd7ed558ccdU;
         value ^= value >> 33U;
         value *= 0xc4ceb9fe1a85ec53U;

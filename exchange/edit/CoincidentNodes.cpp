@@ -34,12 +34,10 @@ std::vector<int> MetInCells(std::span<const Point> points, std::span<const int> 
         const auto [key, isAmid] = cells.PlaceOf(point);
         return (key & kKey) | (IsPlaced(point) ? kIsPlaced : 0) | (isAmid ? kIsAmid : 0);
     });
-    RepeatFilter filter(nodes.size());
-    filter.AddAll(keys);
+    const RepeatFilter filter(keys);
     std::vector<int> met;
-    filter.ForEachCount(keys, [&](std::size_t place, unsigned count) {
+    filter.ForEach(keys, [&](std::size_t place, bool hasOther) {
         const std::uint64_t own = keys[place];
-        bool hasOther = count > 1;
         if (!hasOther && (own & kIsAmid) == 0) {
             const Point& point = points[static_cast<std::size_t>(nodes[place])];
             cells.ForEachAround(point, [&](std::uint64_t key) {

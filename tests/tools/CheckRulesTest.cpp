@@ -285,6 +285,16 @@ TEST_F(CheckRulesTest, EachFindsItsDamageOfAMembraneAndNothingElse) {
                 {{}, {}, PutBothElementsIntoBothBlocks}});
 }
 
+// Two pyramids on one side of a face; each of them stands in two blocks, and is one solid all the same.
+TEST_F(CheckRulesTest, AnElementOfTwoBlocksIsOneSolidOnAFace) {
+    Import(".bdf",
+           "BEGIN BULK\nGRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,3,,1.,1.,0.\nGRID,4,,0.,1.,0.\n"
+           "GRID,5,,.5,.5,1.\nGRID,6,,.5,.5,2.\nCPYRAM,1,1,1,2,3,4,5\nCPYRAM,2,2,1,2,3,4,6\n"
+           "PSOLID,1,1\nPSOLID,2,1\nMAT1,1,1.+7,,.3\nENDDATA\n",
+           PutBothElementsIntoBothBlocks);
+    EXPECT_THAT(FoundOf({"--only", "ELM"}), IsEmpty());
+}
+
 TEST_F(CheckRulesTest, RulesAreChosenAndDecideTheStatus) {
     Import(".bdf", Edited(kPlate, {{"CQUAD4,1", "GRID,7,,9.,9.,9.\nCQUAD4,1"}}));
     const auto status = [&](Arguments options) {

@@ -95,6 +95,7 @@ Row MeasureOnce(const Settings& settings, const std::string& workload, double wa
 
 Row Measure(const Settings& settings, const std::string& workload, double wantedRatio,
             const std::vector<Contender>& contenders) {
+    // A limit that varied by more says of the machine what it should say of the program.
     constexpr double kMostSpread = 0.25;
     constexpr int kMostAttempts = 3;
     Row quietest = MeasureOnce(settings, workload, wantedRatio, contenders);

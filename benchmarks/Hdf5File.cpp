@@ -44,6 +44,7 @@ Hdf5File::Hdf5File(const std::filesystem::path& path, const Layout& layout)
 Hdf5File::Hdf5File(const std::filesystem::path& path, std::size_t cacheBytes)
     : m_file(Checked(H5Fopen(path.c_str(), H5F_ACC_RDONLY, H5P_DEFAULT))) {
     const hid_t access = Checked(H5Pcreate(H5P_DATASET_ACCESS));
+    // A prime that is many times the chunks that fit, as HDF5 advises.
     constexpr std::size_t kSlots = 12421;
     Checked(H5Pset_chunk_cache(access, kSlots, cacheBytes, H5D_CHUNK_CACHE_W0_DEFAULT));
     m_dataset = Checked(H5Dopen2(m_file, kName, access));

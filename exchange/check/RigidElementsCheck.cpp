@@ -20,7 +20,7 @@ const ORQExcRule kShared = {
     .breaks = "solvers stop: the component is eliminated twice",
     .mending = "take the node out of one of the two, or leave components to one of them"};
 
-constexpr int kAll = 123456;
+constexpr int kAll = 123456;  // three displacements and three rotations
 
 /// Components as bits, from the digits of a card.
 unsigned BitsOf(int digits) {

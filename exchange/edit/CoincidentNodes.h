@@ -54,6 +54,7 @@ class PointCells {
     }
     /// The nearest integer, of numbers below kMostCells: a sum so large has no bits for less.
     static double Nearest(double value) {
+        // The half on top keeps the sum of a negative number above 2^52, where the bits are those.
         constexpr double kIntegersOnly = 0x1.8p52;
         return (value + kIntegersOnly) - kIntegersOnly;
     }

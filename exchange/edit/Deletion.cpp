@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <set>
 
+#include "ORQBasFailure.h"
 #include "ORQExcEdit.h"
 #include "ORQObjStep.h"
 #include "ORQSimCSet.h"
@@ -32,7 +33,7 @@ void CheckUnused(ObjectKind kind, const std::string& name, const std::vector<std
     }
     const std::vector<std::string> named(
         users.begin(), users.begin() + static_cast<std::ptrdiff_t>(std::min(kMost, users.size())));
-    Refuse(fmt::format(
+    ORQBasThrowUsage(fmt::format(
         "{} \"{}\" is in use: {}{}{}", NameOf(kind), name, fmt::join(named, ", "),
         users.size() > kMost ? fmt::format(" and {} more", users.size() - kMost) : std::string(),
         advice));
@@ -125,11 +126,11 @@ DeletedObject orq::exchange::DeleteButCards(const ORQObjDocument& document, Obje
                                             ORQExcReport& report) {
     const ORQSimPosition object = FindObject(kind, name, document);
     if (kind == ObjectKind::Block || kind == ObjectKind::Instance) {
-        Refuse(fmt::format("{} \"{}\" has nodes or elements, which are not deleted", NameOf(kind),
-                           name));
+        ORQBasThrowUsage(fmt::format("{} \"{}\" has nodes or elements, which are not deleted",
+                                     NameOf(kind), name));
     }
     if (StandsForBlock(kind, name, document)) {
-        Refuse(fmt::format("element set \"{}\" stands for the block of that name", name));
+        ORQBasThrowUsage(fmt::format("element set \"{}\" stands for the block of that name", name));
     }
     CheckUnused(kind, name, users.Of(kind, object), "");
     const std::vector<ORQSimPosition> assignments = AssignmentsOf(object);

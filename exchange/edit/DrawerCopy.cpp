@@ -15,6 +15,7 @@
 namespace orq::exchange {
 namespace {
 
+// Bounds the memory of a copy.
 constexpr std::int64_t kBytesAtOnce = std::int64_t{16} << 20;
 
 std::vector<int> MembersOf(const ORQSimCSet& set) {
@@ -187,8 +188,7 @@ void DrawerCopy::CopyDense(const ORQSimDrawerDescription& drawer) const {
 /// Values of nodes that become one add up: of nodal areas each has its part.
 void DrawerCopy::CopySparse(const ORQSimDrawerDescription& drawer) const {
     if (from.Grid().Collection(1) != former.ID()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "sparse values follow their columns only, and these are other ones");
+        ORQBasThrowUsage("sparse values follow their columns only, and these are other ones");
     }
     SparseDrawer all = ReadSparse(from, drawer);
     for (std::vector<SparseDrawer::Cell>& row : all.cells) {

@@ -26,7 +26,7 @@ using namespace orq::exchange;
 
 namespace {
 
-constexpr int kElementsPerRead = 100'000;
+constexpr int kElementsPerRead = 100'000;  // about a chunk; some megabytes of nodes
 // How much of the progress stands for finding the elements; the rest is rewriting.
 constexpr double kFindingEqual = 0.3;
 

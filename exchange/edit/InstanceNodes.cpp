@@ -48,7 +48,7 @@ std::vector<InstanceLabels> LabelsThatGo(const std::vector<LabelledMembers>& ins
 
 void ForEachConnectivity(const ORQObjDocument& document,
                          const std::function<void(int nNodes, std::span<const int> nodes)>& visit) {
-    constexpr int kElementsAtOnce = 100'000;
+    constexpr int kElementsAtOnce = 100'000;  // about a chunk; some megabytes of nodes
     const ORQSimDistribution rows(
         ORQObjMesh(document.GetMesh()).GetConnectivity().DSet().GetRelationalDistributionID());
     std::vector<int> nodes;

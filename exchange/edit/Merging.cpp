@@ -6,6 +6,7 @@
 #include <numeric>
 #include <utility>
 
+#include "ORQBasFailure.h"
 #include "ORQExcEdit.h"
 #include "ORQExcModel.h"
 #include "ORQExcNearNames.h"
@@ -21,7 +22,7 @@ using namespace orq::exchange;
 
 namespace {
 
-constexpr int kNodesAtOnce = 100'000;
+constexpr int kNodesAtOnce = 100'000;  // about a chunk; some megabytes of coordinates
 // How much of the progress stands for finding the nodes; the rest is rewriting.
 constexpr double kFinding = 0.3;
 
@@ -127,7 +128,8 @@ std::vector<LabelledMembers> InstancesToMerge(const ORQObjDocument& document,
 void ORQExcMergeNodes(const ORQObjDocument& document, const ORQExcMerging& merging,
                       ORQExcReport& report) {
     if (!(merging.tolerance >= 0) || std::isinf(merging.tolerance)) {
-        Refuse(fmt::format("a tolerance is a length, 0 or more, not {}", merging.tolerance));
+        ORQBasThrowUsage(
+            fmt::format("a tolerance is a length, 0 or more, not {}", merging.tolerance));
     }
     const std::vector<LabelledMembers> instances = InstancesToMerge(document, merging.instance);
     const ORQExcModel model(document);

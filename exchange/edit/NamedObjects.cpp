@@ -45,7 +45,7 @@ const KindRow& RowOf(ObjectKind kind) {
 [[noreturn]] void RefuseUnknown(ObjectKind kind, const std::string& name,
                                 const ORQObjDocument& document) {
     const std::vector<std::string> names = NamesOf(kind, document);
-    Refuse(
+    ORQBasThrowUsage(
         fmt::format("there is no {} \"{}\"{}", NameOf(kind), name, ORQExcNearNames(name, names)));
 }
 
@@ -75,10 +75,6 @@ const char* NameOf(ObjectKind kind) {
 
 int MapSlotOf(ObjectKind kind) {
     return RowOf(kind).mapSlot;
-}
-
-void Refuse(const std::string& text) {
-    throw ORQBasFailure(ORQBasFailureKind::Usage, text);
 }
 
 std::vector<std::string> NamesOf(ObjectKind kind, const ORQObjDocument& document) {
@@ -126,7 +122,7 @@ ORQExcResults::Field FindField(const std::string& name, const ORQObjDocument& do
         RefuseUnknown(ObjectKind::Field, name, document);
     }
     if (std::ranges::count_if(results.Fields(), hasName) > 1) {
-        Refuse(fmt::format("several fields have the name \"{}\"", name));
+        ORQBasThrowUsage(fmt::format("several fields have the name \"{}\"", name));
     }
     return *found;
 }

@@ -31,7 +31,4 @@ ORQExcResults::Field FindField(const std::string& name, const ORQObjDocument& do
 /// Whether an element set stands for the block of its name.
 bool StandsForBlock(ObjectKind kind, const std::string& name, const ORQObjDocument& document);
 
-/// Throws ORQBasFailure (Usage).
-[[noreturn]] void Refuse(const std::string& text);
-
 }  // namespace orq::exchange

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "ORQBasFailure.h"
 #include "ORQExcEdit.h"
 #include "ORQExcKeptTexts.h"
 #include "ORQExcTexts.h"
@@ -19,7 +20,7 @@ namespace {
 
 void CheckNewName(ObjectKind kind, const std::string& name, const ORQObjDocument& document) {
     if (name.empty() || ORQString(name).UTF8() != name || ORQExcPrintable(name) != name) {
-        Refuse(fmt::format(
+        ORQBasThrowUsage(fmt::format(
             "\"{}\" cannot be the name of a {}: a name is printable UTF-8, and not empty", name,
             NameOf(kind)));
     }
@@ -30,7 +31,7 @@ void CheckNewName(ObjectKind kind, const std::string& name, const ORQObjDocument
     // A block and its element set have one name, so each is taken by the other.
     for (const ObjectKind by : {kind, kind == ObjectKind::Block ? ObjectKind::ElementSet : kind}) {
         if (isTaken(by)) {
-            Refuse(fmt::format("there is a {} \"{}\" already", NameOf(by), name));
+            ORQBasThrowUsage(fmt::format("there is a {} \"{}\" already", NameOf(by), name));
         }
     }
 }
@@ -41,7 +42,7 @@ void CheckCards(ObjectKind kind, const std::string& name, const ORQObjDocument& 
     if ((kind == ObjectKind::NodeSet || kind == ObjectKind::ElementSet ||
          kind == ObjectKind::Orientation) &&
         HasCardsOf(name, ORQExcReadKeptTexts(document))) {
-        Refuse(
+        ORQBasThrowUsage(
             fmt::format("{} \"{}\": cards of its deck that the model keeps as text go by this name",
                         NameOf(kind), name));
     }
@@ -52,12 +53,13 @@ void CheckPart(ObjectKind kind, const std::string& name, const std::string& newN
     const std::vector<ORQExcKeptText> texts = ORQExcReadKeptTexts(document);
     const std::string part = PartOf(name, texts);
     if (PartOf(newName, texts) != part) {
-        Refuse(part.empty()
-                   ? fmt::format("{} \"{}\": the name \"{}\" ends like those of another instance",
-                                 NameOf(kind), name, newName)
-                   : fmt::format("{} \"{}\" is of instance \"{}\" of its deck: its name has to end "
-                                 "with \" {}\"",
-                                 NameOf(kind), name, part, part));
+        ORQBasThrowUsage(
+            part.empty()
+                ? fmt::format("{} \"{}\": the name \"{}\" ends like those of another instance",
+                              NameOf(kind), name, newName)
+                : fmt::format("{} \"{}\" is of instance \"{}\" of its deck: its name has to end "
+                              "with \" {}\"",
+                              NameOf(kind), name, part, part));
     }
 }
 
@@ -105,7 +107,7 @@ void RenameInstance(const std::string& name, const std::string& newName,
     };
     const bool isNamed = std::ranges::find(texts, name, &ORQExcKeptText::instance) != texts.end();
     if (isNamed && std::ranges::any_of(texts, isOfOther)) {
-        Refuse(
+        ORQBasThrowUsage(
             fmt::format("instance \"{}\" is one of several of a deck, of which the names of "
                         "objects end with the name of the instance",
                         name));
@@ -129,8 +131,8 @@ void ORQExcRename(const ORQObjDocument& document, ObjectKind kind, const std::st
         FindObject(kind, name, document);
     }
     if (StandsForBlock(kind, name, document)) {
-        Refuse(fmt::format("element set \"{}\" stands for the block of that name; rename the block",
-                           name));
+        ORQBasThrowUsage(fmt::format(
+            "element set \"{}\" stands for the block of that name; rename the block", name));
     }
     CheckNewName(kind, newName, document);
     CheckCards(kind, name, document);

@@ -45,9 +45,9 @@ std::vector<int> ColumnsOf(const SparseDrawer& drawer) {
 
 SparseDrawer ReadSparse(const ORQSimDistribution& from, const ORQSimDrawerDescription& drawer) {
     if (from.RangeType().ScalarType() != ORQSimScalarDouble || drawer.NumDimensions() != 2) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            "a sparse drawer of other values than doubles by row and column "
-                            "cannot be changed");
+        ORQBasThrowUsage(
+            "a sparse drawer of other values than doubles by row and column "
+            "cannot be changed");
     }
     const ORQSimCSet rows(drawer.CSet(0));
     const ORQSimCSet columns(drawer.CSet(1));

@@ -25,9 +25,8 @@ bool IsWritten(const FormatRow& row) {
 const FormatRow& FormatOf(const std::filesystem::path& output) {
     const FormatRow* row = FindByEnding(output, IsWritten);
     if (row == nullptr) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            output.string() + ": is of no format that can be written; endings:" +
-                                EndingsOf(IsWritten));
+        ORQBasThrowUsage(output.string() +
+                         ": is of no format that can be written; endings:" + EndingsOf(IsWritten));
     }
     return *row;
 }
@@ -35,8 +34,7 @@ const FormatRow& FormatOf(const std::filesystem::path& output) {
 // The path itself; throws Usage when something has the name, unless it may be replaced.
 const std::filesystem::path& Free(const std::filesystem::path& path, bool mayReplace) {
     if (!mayReplace && std::filesystem::exists(std::filesystem::symlink_status(path))) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            path.string() + ": exists already; with force it is replaced");
+        ORQBasThrowUsage(path.string() + ": exists already; with force it is replaced");
     }
     return path;
 }

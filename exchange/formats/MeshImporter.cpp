@@ -23,9 +23,8 @@ ORQExcReport MeshImporter::Write(const ORQSimDatabase& database,
                                  const ORQExcImportSettings& settings) const {
     const ORQExcLayup* const own = m_source->Sections();
     if (settings.layup != nullptr && own != nullptr && !own->sections.empty()) {
-        throw ORQBasFailure(ORQBasFailureKind::Usage,
-                            fmt::format("layup {}: the mesh has sections of its own, {} of them",
-                                        settings.layup->Path().string(), own->sections.size()));
+        ORQBasThrowUsage(fmt::format("layup {}: the mesh has sections of its own, {} of them",
+                                     settings.layup->Path().string(), own->sections.size()));
     }
     ORQExcReport report;
     ORQSimTransaction transaction(database.ContextID());

@@ -76,8 +76,7 @@ class LayupWriter {
             m_document.GetModel().GetPosition(ORQSimSchema::Model_sectionData);
         const auto check = [&](auto fields, int slot, const char* what) {
             if (varies(fields) && !data.GetPosition(slot).IsNull()) {
-                throw ORQBasFailure(
-                    ORQBasFailureKind::Usage,
+                ORQBasThrowUsage(
                     fmt::format("the model has {} that vary over the elements already", what));
             }
         };
@@ -130,8 +129,7 @@ class LayupWriter {
                                           .Find(elementSet)
                                           .Parent(ORQSimSchema::Region_elementsCluster);
         if (region.IsNull()) {
-            throw ORQBasFailure(ORQBasFailureKind::Usage,
-                                fmt::format("the model has no element set \"{}\"", elementSet));
+            ORQBasThrowUsage(fmt::format("the model has no element set \"{}\"", elementSet));
         }
         return region;
     }

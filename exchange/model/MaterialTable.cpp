@@ -21,7 +21,7 @@
 
 namespace {
 
-constexpr int kFieldsOfColumn = 3;
+constexpr int kFieldsOfColumn = 3;  // of its record: name, units and number
 
 /// The service of material tables, set up for a number of components and for the slots of the
 /// record that hold the values.

@@ -34,8 +34,7 @@ const ORQExcMaterials::Material& ORQExcMaterials::Named(const std::string& name)
     if (found == m_materials.end()) {
         std::vector<std::string> names;
         std::ranges::transform(m_materials, std::back_inserter(names), &Material::name);
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
+        ORQBasThrowUsage(
             fmt::format("there is no material \"{}\"{}", name, ORQExcNearNames(name, names)));
     }
     return *found;

@@ -234,8 +234,7 @@ const ORQExcSections::Section& ORQExcSections::Named(const std::string& name) co
     if (found == m_sections.end()) {
         std::vector<std::string> names;
         std::ranges::transform(m_sections, std::back_inserter(names), &Section::name);
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
+        ORQBasThrowUsage(
             fmt::format("there is no section \"{}\"{}", name, ORQExcNearNames(name, names)));
     }
     return *found;

@@ -15,7 +15,7 @@ namespace orq::exchange {
 /// The corners of one element, with what measures of shape take from them.
 class Corners {
   public:
-    static constexpr std::size_t kMost = 8;
+    static constexpr std::size_t kMost = 8;  // of a hexahedron
 
     /// Nothing where a coordinate is no finite number, and for points and lines.
     static std::optional<Corners> Of(const ORQExcShape& shape,

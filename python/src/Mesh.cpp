@@ -24,6 +24,7 @@ py::ssize_t Size(int count) {
     return count;
 }
 
+// A transfer moves at most 2 GiB: so many nodes of three doubles are 1.5 GiB.
 constexpr int kNodesAtOnce = 1 << 26;
 
 ORQSimCSet Slice(const ORQSimCSet& all, int begin, int end) {

@@ -24,7 +24,7 @@ namespace {
 
 using Record = ORQSrvVariableStruct;
 
-constexpr int kAnyGrid = -1;
+constexpr int kAnyGrid = -1;  // grids are numbered from 0
 
 // Where the next resumed search begins.
 int s_cursor = 0;

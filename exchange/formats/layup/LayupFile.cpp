@@ -23,6 +23,7 @@ namespace {
 using nlohmann::json;
 using Pointer = JsonCheck::Pointer;
 
+// Generous: they catch slips of the keyboard, and what would take memory without end.
 constexpr JsonRange kThickness{"a number greater than 0", 0, kLargest, false};
 constexpr JsonRange kAngle{"a number of degrees from -360 to 360", -360, 360};
 constexpr JsonRange kSectionPoints{"a whole number from 1 to 1000", 1, 1000};

@@ -153,7 +153,7 @@ NastranCoordinates::Definition* NastranCoordinates::FirstOpen(const Definition& 
 }
 
 void NastranCoordinates::ComplainOfCircle(const std::vector<int>& inWork, int number) {
-    constexpr std::ptrdiff_t kMostTold = 20;
+    constexpr std::ptrdiff_t kMostTold = 20;  // a circle may have thousands of systems
     const auto first = std::ranges::find(inWork, number);
     std::string chain;
     for (auto at = first; at != inWork.end() && at - first < kMostTold; ++at) {

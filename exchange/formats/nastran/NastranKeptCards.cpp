@@ -81,6 +81,7 @@ void NastranKeptCards::Add(const BulkCard& card, BulkTaken taken) {
     };
     std::string object = isSet ? m_part.sets.NameOfLast() : numbered(1);
     ++m_objects[object];
+    // A card of this kind defines two systems, the second from its fifth field on.
     if (constexpr int kSecondSystem = 5;
         card.Name().starts_with("CORD1") && card.IsInt(kSecondSystem)) {
         ++m_objects[numbered(kSecondSystem)];

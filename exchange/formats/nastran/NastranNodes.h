@@ -48,7 +48,7 @@ class NastranNodes {
     void NoteDisplacementSystem(const BulkCard& card);
     void ComplainOfDisplacementSystems(NastranCoordinates& coordinates) const;
 
-    static constexpr int kBlank = -1;
+    static constexpr int kBlank = -1;  // a field that takes the deck's default; systems are from 0
 
     /// The first card that names a system for displacements, and how many do.
     struct NamedSystem {

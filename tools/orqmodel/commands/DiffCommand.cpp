@@ -93,7 +93,7 @@ const char* NameOf(Change change) {
 
 /// The beginning of a text, on one line.
 std::string Short(const std::string& text) {
-    constexpr std::size_t kMost = 60;
+    constexpr std::size_t kMost = 60;  // leaves room on the line for what the value is of
     std::string shown = text.size() <= kMost ? text : text.substr(0, kMost - 3) + "...";
     std::ranges::replace(shown, '\t', ' ');
     return ORQExcPrintable(shown);

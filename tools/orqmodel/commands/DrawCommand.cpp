@@ -58,7 +58,7 @@ struct DrawOptions {
     bool json = false;
 };
 
-constexpr int kLeastSide = 32;
+constexpr int kLeastSide = 32;  // smaller ones show nothing
 // A raster image of this size holds 300 MB of pixels.
 constexpr int kLargestSide = 10000;
 

@@ -180,8 +180,8 @@ int PrintHead(const Description& is, int width, std::ostream& out) {
     line("extent", ExtentText(is));
     line("on disk", fmt::format("{}, of which {} are free", BytesText(is.use.directory),
                                 BytesText(is.use.parts.freeBulk)));
-    constexpr int kIndent = 40;
-    constexpr int kLeast = 20;  // of the contents, however narrow the terminal
+    constexpr int kIndent = 40;  // about what stands before the contents
+    constexpr int kLeast = 20;   // of the contents, however narrow the terminal
     for (const ORQExcKeptText& text : is.texts) {
         if (!text.isAlsoInModel) {
             line("as text",

@@ -33,7 +33,7 @@ struct MapOptions {
     bool json = false;
 };
 
-constexpr std::size_t kMostListed = 20;
+constexpr std::size_t kMostListed = 20;  // a screen; the JSON form has all
 
 /// How many of an instance's nodes or elements have a match.
 struct Counts {

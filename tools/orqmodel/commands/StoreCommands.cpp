@@ -83,7 +83,7 @@ ExitStatus RunLog(const StoreOptions& options, const Console& console) {
 std::int64_t SecondsOf(const std::string& text) {
     constexpr std::pair<char, std::int64_t> kUnits[] = {
         {'s', 1}, {'m', 60}, {'h', 3600}, {'d', 86400}, {'w', 604800}};
-    constexpr std::int64_t kMost = 1'000'000;
+    constexpr std::int64_t kMost = 1'000'000;  // of weeks is 19,000 years, and cannot overflow
     std::int64_t number = 0;
     const char* const end = text.data() + text.size();
     const auto [unit, error] = std::from_chars(text.data(), end, number);

@@ -16,7 +16,7 @@
 namespace orqmodel {
 namespace {
 
-constexpr Skin::Part kMark = {-1, -1, -1};
+constexpr Skin::Part kMark = {-1, -1, -1};  // of no element, block and side
 
 /// Each node of a set once: as its own part where it is one, else as a dot that is added.
 void AddDots(Skin& skin, Groups& groups, std::vector<int>& ofNode) {

@@ -106,6 +106,7 @@ void PaintFacet(const Scene& scene, std::size_t part, Canvas& canvas) {
 
 double Brightness(const Skin& skin, std::size_t part) {
     constexpr double kShadow = 0.6;  // of a facet that the light hardly reaches
+    // From the left above the viewer's shoulder: no two faces of a box are equally bright.
     constexpr Point kToLamp = {-0.2, -0.4, 0.9};
     if (skin.KindOf(part) != Skin::Kind::Facet) {
         return 1;

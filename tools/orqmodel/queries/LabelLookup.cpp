@@ -22,8 +22,7 @@ std::optional<LabelledMember> FindLabelled(const ORQObjDocument& document, ORQOb
         }
     }
     if (found.size() > 1) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
+        ORQBasThrowUsage(
             fmt::format("{} instances have {} {}; name one with --instance", found.size(),
                         type == ORQObjLabelerType::Node ? "a node" : "an element", label));
     }

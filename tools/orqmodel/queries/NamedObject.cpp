@@ -106,10 +106,8 @@ NamedObject FindNamedObject(const ORQObjDocument& document, std::span<const int>
         }
     }
     if (!ORQSrvHasMatchedQuotes(name.name, name.separator.c_str(), name.instance.c_str())) {
-        throw ORQBasFailure(
-            ORQBasFailureKind::Usage,
-            fmt::format("a quote is opened and not closed in name {} or instance {}", name.name,
-                        name.instance));
+        ORQBasThrowUsage(fmt::format("a quote is opened and not closed in name {} or instance {}",
+                                     name.name, name.instance));
     }
     return {};
 }

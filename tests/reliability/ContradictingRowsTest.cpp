@@ -260,6 +260,26 @@ TEST_F(ContradictingRows, AWriterRefusesThemToo) {
     }
 }
 
+// Without it, cells would read as what it had replaced; and a drawer more must not hide the gap.
+TEST_F(ContradictingRows, ADrawerThatIsMissingIsToldByWhoeverReadsOrWritesItsDistribution) {
+    const auto read = [&](Mode mode) { return FirstComponent(ORQSimDatabase::Open(m_path, mode)); };
+    EXPECT_FALSE(read(Mode::ReadOnly).empty());
+    Change("DELETE FROM drawer WHERE number = (SELECT max(number) FROM drawer)");
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_TRUE(Fails(Failure::Damaged, {m_path, " drawers of distribution ", "are there"},
+                          [&] { read(Mode::ReadOnly); }));
+        const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        EXPECT_TRUE(Fails(Failure::Damaged, {m_path, " drawers of distribution "}, [&] {
+            InTransaction(writer, [&] {
+                MakeDrawer(Field(writer), RunOf(Nodes(writer), 0, 5),
+                           RunOf(Components(writer), 0, 1), 1000);
+            });
+        }));
+    }
+    EXPECT_NE(Told().find("drawers are there"), std::string::npos) << Told();
+    Restore();
+}
+
 // A writer that believed such rows would write over data, or cut it off when it closes or commits.
 TEST_F(ContradictingRows, AWriterLosesNothingToPlacesThatOverlapOrLieBehindTheEnd) {
     const auto write = [](const ORQSimDatabase& database) {

@@ -193,19 +193,32 @@ class RecoverTest : public DamagedCopiesTest {
         {
             // A drawer over cells of an earlier one, whose values must not come back.
             const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
-            InTransaction(database, [&] {
-                ORQSimTransfer(Field(database))
-                    .SetWrite()
-                    .SetMakeNewDrawer()
-                    .SetDim(0, RunOf(Nodes(database), 0, 600))
-                    .SetDim(1, RunOf(Components(database), 0, 2))
-                    .SetBuffer(ORQSimbufMain, Filled(1200, -9).data(), 1200 * 8)
-                    .ExecWrite();
-            });
-            m_values = FieldValues(database);
+            InTransaction(database, [&] { AddDrawer(database, 0, 600, -9); });
         }
+        Remember();
+    }
+
+    static void AddDrawer(const ORQSimDatabase& database, int first, int count, double value) {
+        const Doubles values = Filled(2 * count, value);
+        ORQSimTransfer(Field(database))
+            .SetWrite()
+            .SetMakeNewDrawer()
+            .SetDim(0, RunOf(Nodes(database), first, count))
+            .SetDim(1, RunOf(Components(database), 0, 2))
+            .SetBuffer(ORQSimbufMain, values.data(), std::ssize(values) * 8)
+            .ExecWrite();
+    }
+    // What the database holds now is what is to come back.
+    void Remember() {
+        m_values = FieldValues(ORQSimDatabase::Open(m_path, Mode::ReadOnly));
         m_lines = LinesOf(ContentsOf(m_path));
         m_files = ReadFiles(m_folder / ".");
+    }
+    std::vector<int> DrawersOfField(const std::string& path) const {
+        std::istringstream lines(AskCatalogue(
+            path,
+            "SELECT number FROM drawer WHERE distribution = " + m_field + " ORDER BY number"));
+        return {std::istream_iterator<int>(lines), {}};
     }
 
     static Doubles FieldValues(const ORQSimDatabase& database) {
@@ -290,6 +303,8 @@ class RecoverTest : public DamagedCopiesTest {
 
     Lines m_lines;
     Doubles m_values;
+    const std::string m_field =
+        std::to_string(Field(ORQSimDatabase::Open(m_path, Mode::ReadOnly)).ID().MinorID());
     const std::string m_new = m_folder / "new.orq";
     ORQSimDatabase::Recovery m_recovery;
 };
@@ -356,6 +371,42 @@ TEST_F(RecoverTest, ADamagedPageOfTheCatalogueLosesWhatLayInIt) {
                               "vector_entry", "set_entry", "free_extent", "child_by_target"}) {
         EXPECT_TRUE(harmless.contains(owner)) << owner;
     }
+}
+
+// Each drawer replaces values of the one before it. Those above a place where drawers were lost hold
+// the latest values of their cells, and stay; those below may have been replaced.
+TEST_F(RecoverTest, DrawersAboveLostOnesStay) {
+    constexpr int kDrawers = 300;  // several pages of rows
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        InTransaction(database, [&] {
+            for (int i = 0; i < kDrawers; ++i) {
+                AddDrawer(database, i, 3, i);
+            }
+        });
+    }
+    Remember();
+    const std::vector<int> all = DrawersOfField(m_path);
+    std::istringstream pages(
+        AskCatalogue(m_path,
+                     "SELECT pageno FROM dbstat WHERE name = 'drawer' AND pagetype = 'leaf' "
+                     "ORDER BY path"));
+    std::vector<std::size_t> nKept;
+    for (std::int64_t page = 0; pages >> page;) {
+        SCOPED_TRACE(page);
+        Flip("catalogue.sqlite", static_cast<std::size_t>(page - 1) * 2048 + 1000);
+        Recover();
+        const std::vector<int> kept = DrawersOfField(m_new);
+        nKept.push_back(kept.size());
+        EXPECT_TRUE(kept.size() < all.size() &&
+                    std::equal(kept.rbegin(), kept.rend(), all.rbegin()));
+        EXPECT_NE(Told().find(" drawers are there"), std::string::npos) << Told();
+        PutBack("catalogue.sqlite");
+    }
+    ASSERT_GT(nKept.size(), 3U);
+    EXPECT_TRUE(std::ranges::is_sorted(nKept, std::ranges::greater()));
+    EXPECT_GT(nKept.front(), all.size() / 2);
+    EXPECT_EQ(nKept.back(), 0U);
 }
 
 TEST_F(RecoverTest, ADamagedBlockLosesTheDrawerSetOrTableThatItIsPartOf) {

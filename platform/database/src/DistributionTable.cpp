@@ -29,7 +29,14 @@ DistributionState& DistributionTable::Get(const ORQSimDistributionID& id) {
     }
     DistributionState state = Load(id);
     // Transfers trust what is kept from here on, so rows that contradict each other are refused
-    // now.
+    // now. Without a drawer that is lost, cells would show what it had replaced.
+    if (std::ssize(state.drawers) != state.nStoredDrawers) {
+        throw ORQBasFailure(ORQBasFailureKind::Damaged,
+                            m_state.ShownPath() + ": " + std::to_string(state.drawers.size()) +
+                                " of the " + std::to_string(state.nStoredDrawers) +
+                                " drawers of distribution " + std::to_string(id.MinorID()) +
+                                " are there");
+    }
     for (const auto& drawer : state.drawers) {
         if (const std::string problem = ProblemOfDrawer(m_state, state, *drawer);
             !problem.empty()) {
@@ -52,6 +59,7 @@ DistributionState DistributionTable::Load(const ORQSimDistributionID& id) {
     state.id = id;
     state.scalar = row->scalar;
     state.storedRange = row->rangeCollection;
+    state.nStoredDrawers = row->nDrawers;
     state.rangeCollection = m_state.Objects().FindCollection(row->rangeCollection);
     const storage::Bytes grid = row->grid;
     if (grid.empty() || grid.size() % sizeof(std::int64_t) != 0) {
@@ -204,7 +212,7 @@ DrawerState& DistributionTable::NewDrawer(DistributionState& distribution,
     distribution.drawers.push_back(std::move(drawer));
     m_state.Rows().Put(DistributionRow{distribution.id.MinorID(), distribution.scalar,
                                        distribution.storedRange, distribution.storedGrid,
-                                       static_cast<int>(distribution.drawers.size())});
+                                       ++distribution.nStoredDrawers});
     change.Finish();
     return *distribution.drawers.back();
 }
@@ -261,6 +269,7 @@ void DistributionTable::DeleteDrawer(DistributionState& distribution, const ORQS
     EraseDrawer(m_state.Store(), object, id.Index());
     ForgetInDataSets(object, id.Index());
     std::erase_if(distribution.drawers, [&](const auto& state) { return state->id == id; });
+    --distribution.nStoredDrawers;
     change.Finish();
 }
 

@@ -46,6 +46,7 @@ struct DistributionState {
     // As the row has them, also where a collection is missing.
     std::vector<std::byte> storedGrid;
     std::int64_t storedRange = 0;
+    int nStoredDrawers = 0;
     std::vector<std::unique_ptr<DrawerState>> drawers;  // in order of creation
 
     int ScalarSize() const { return ORQSimScalarSize(scalar); }

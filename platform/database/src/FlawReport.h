@@ -70,6 +70,9 @@ class FlawReport {
     bool MayHaveLost(storage::Table table, Keys... keys) const {
         return m_salvage != nullptr && m_salvage->MayHaveLost(table, keys...);
     }
+    bool MayHaveLostAbove(storage::Table table, std::int64_t key0, std::int64_t key1) const {
+        return m_salvage != nullptr && m_salvage->MayHaveLostAbove(table, key0, key1);
+    }
     /// What a store's data has lost, in words; empty where it is whole, as far as a salvage knows.
     /// `size` is what it would be if no chunk were missing.
     std::string Loss(std::int64_t store, std::int64_t size);

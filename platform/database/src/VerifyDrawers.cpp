@@ -49,7 +49,7 @@ class DrawerCheck {
         const std::size_t nBefore = m_report.Flaws().size();
         const std::int64_t nDrawers = m_report.Rows().Count(Table::Drawer, object);
         for (const DrawerRow& row : m_report.Rows().Find<DrawerRow>(object)) {
-            if (nDrawers < distribution.nDrawers) {
+            if (nDrawers < distribution.nDrawers && MayLackLaterOne(row)) {
                 m_report.AddDrawer(
                     object, row.number,
                     "another one that was lost may have held later values of its cells");
@@ -66,6 +66,14 @@ class DrawerCheck {
                          [state = &m_state, object] { CountDrawers(state->Store(), object); });
         }
         return m_report.Flaws().size() == nBefore;
+    }
+
+    // Of a distribution that lacks drawers: whether one may have come after this one. Numbers ascend,
+    // so those above the place where rows were lost hold the latest values; where nothing says which
+    // were lost, it may have been any.
+    bool MayLackLaterOne(const DrawerRow& row) const {
+        return !m_report.MayHaveLost(Table::Drawer, row.distribution) ||
+               m_report.MayHaveLostAbove(Table::Drawer, row.distribution, row.number);
     }
 
     static std::int64_t NumDimensions(const DrawerRow& row) {

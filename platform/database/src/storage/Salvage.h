@@ -27,6 +27,8 @@ struct RowGap {
 
     bool MayHold(std::int64_t key) const;
     bool MayHold(std::int64_t key0, std::int64_t key1) const;
+    /// A row whose key begins with key0 and any number above key1.
+    bool MayHoldAbove(std::int64_t key0, std::int64_t key1) const;
 };
 
 /// Made by Store::SalvageFrom, which throws Foreign for a database of a newer format or parts of
@@ -61,6 +63,12 @@ class Salvage {
             } else {
                 return gap.table == table && gap.MayHold(keys...);
             }
+        });
+    }
+    /// The same of one whose key begins with key0 and a number above key1.
+    bool MayHaveLostAbove(Table table, std::int64_t key0, std::int64_t key1) const {
+        return std::ranges::any_of(m_gaps, [&](const RowGap& gap) {
+            return gap.table == table && gap.MayHoldAbove(key0, key1);
         });
     }
     /// Stores of which a chunk is damaged, and how.

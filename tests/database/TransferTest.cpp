@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 #include "Vocabulary.h"
 
@@ -257,6 +258,44 @@ TEST_P(TransferTest, ReferencesToMembersThatDoNotExistAreRefusedByPlace) {
         }
         EXPECT_EQ(rows.NumDrawers(), 0);
         write(5);
+        EXPECT_EQ(rows.NumDrawers(), 1);
+    }
+    transaction.Commit();
+    EXPECT_EQ(Database().Verify(), Texts());
+}
+
+// They are compared in blocks of 4096 values.
+TEST_P(TransferTest, AWrongReferenceIsFoundWhereverItIsAmongMany) {
+    constexpr int kNodes = 5000;
+    ORQSimTransaction transaction(Database().ContextID());
+    ORQSimCollection(Nodes(Database())).ExtendSpace(kNodes);
+    const ORQSimCollection nodes = Nodes(Database());
+    for (const int scalar : {ORQSimScalarInt, ORQSimScalarUint}) {
+        const ORQSimDistribution rows(
+            Focus()
+                .CreateTypedDistribution(ORQSimGrid({nodes.ID(), Components(Database()).ID()}),
+                                         Slot(40), ORQSimRangeType(scalar, nodes.ID()))
+                .GetDistribution());
+        Ints values(2 * kNodes, kNodes - 1);
+        const auto write = [&] {
+            ORQSimTransfer(rows)
+                .SetWrite()
+                .SetMakeNewDrawer()
+                .SetDim(0, RunOf(nodes, 0, kNodes))
+                .SetDim(1, RunOf(Components(Database()), 0, 2))
+                .SetBuffer(ORQSimbufMain, values.data(), std::ssize(values) * 4)
+                .ExecWrite();
+        };
+        for (const int place : {0, 1, 4095, 4096, 8191, 8192, 2 * kNodes - 1}) {
+            const int right = std::exchange(values[static_cast<std::size_t>(place)], kNodes);
+            EXPECT_TRUE(Fails(Failure::Usage,
+                              {"dimension 0 member " + std::to_string(place / 2) +
+                                   ", dimension 1 member " + std::to_string(place % 2) + " ",
+                               "member 5000 of a collection of 5000"},
+                              write));
+            values[static_cast<std::size_t>(place)] = right;
+        }
+        write();
         EXPECT_EQ(rows.NumDrawers(), 1);
     }
     transaction.Commit();

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <limits>
 #include <utility>
 
@@ -175,6 +176,24 @@ void ORQSimTransfer::Job::CheckMaking(const DistributionState& distribution) con
     }
 }
 
+namespace {
+
+constexpr std::size_t kReferencesAtOnce = 4096;  // they stay in the first cache
+
+// Always over so many and without a branch, so that compilers make the loop wide.
+bool HasWrongReference(const std::byte* values, std::uint32_t space) {
+    std::uint32_t isWrong = 0;
+    for (std::size_t i = 0; i < kReferencesAtOnce; ++i) {
+        std::uint32_t value = 0;
+        std::memcpy(&value, values + i * sizeof value, sizeof value);
+        // No reference is the highest number, which 1 makes the lowest.
+        isWrong |= static_cast<std::uint32_t>(value + 1 > space);
+    }
+    return isWrong != 0;
+}
+
+}  // namespace
+
 void ORQSimTransfer::Job::CheckReferences(const DistributionState& distribution,
                                           const std::byte* values, std::int64_t count) const {
     const bool refers =
@@ -186,19 +205,19 @@ void ORQSimTransfer::Job::CheckReferences(const DistributionState& distribution,
     const auto space =
         static_cast<std::uint32_t>(State().Objects().Space(distribution.rangeCollection));
     const orq::database::ItemMover mover = MoverFor(distribution);
-    // Blocks that stay in the first cache. The loop over one has no branch, so that compilers make
-    // it wide; the wrong value is searched for only when there is one.
-    std::array<std::uint32_t, 4096> block{};
+    std::array<std::uint32_t, kReferencesAtOnce> block;
+    block.fill(0xFFFFFFFF);  // no references
     for (std::int64_t first = 0; first < count; first += std::ssize(block)) {
         const std::int64_t size = std::min<std::int64_t>(std::ssize(block), count - first);
-        mover.toStore(reinterpret_cast<std::byte*>(block.data()), values + first * mover.bufferSize,
-                      1, size);
-        // No reference is the highest number, which 1 makes the lowest.
-        std::uint32_t highest = 0;
-        for (std::int64_t i = 0; i < size; ++i) {
-            highest = std::max(highest, block[static_cast<std::size_t>(i)] + 1);
+        const std::byte* const from = values + first * mover.bufferSize;
+        const bool areInPlace = mover.isPlain && size == std::ssize(block);
+        if (!areInPlace) {
+            // Behind the last value lie those of the block before, which are right.
+            mover.toStore(reinterpret_cast<std::byte*>(block.data()), from, 1, size);
         }
-        if (highest > space) {
+        if (HasWrongReference(areInPlace ? from : reinterpret_cast<const std::byte*>(block.data()),
+                              space)) {
+            mover.toStore(reinterpret_cast<std::byte*>(block.data()), from, 1, size);
             RefuseReference(first, std::span(block).first(static_cast<std::size_t>(size)), space);
         }
     }

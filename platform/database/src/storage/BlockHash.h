@@ -1,6 +1,6 @@
 // The checksum of a block of bulk data: XXH3-64 with seed 0. Comparing it is most of what a first
 // read costs beyond the copy, so both go over the bytes together, with the widest instructions that
-// the processor has, while the bytes of the next block are on their way to its caches.
+// the processor has.
 #pragma once
 
 #include <cstddef>

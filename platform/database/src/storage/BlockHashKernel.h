@@ -11,9 +11,8 @@
 
 namespace orq::storage {
 
-static constexpr std::size_t kHashStep = 1024;
-// How far ahead bytes are asked for: the processor fetches ahead by itself, but within a page.
-static constexpr std::size_t kHashAhead = 32 << 10;
+// What is copied behind the hash finds it in the first cache.
+static constexpr std::size_t kHashStep = 4096;
 
 namespace {  // its functions, too, are compiled for each
 
@@ -50,34 +49,22 @@ class HashedCopy {
 
 }  // namespace
 
-static inline std::uint64_t HashBySteps(const std::byte* bytes, std::size_t size,
-                                        HashedCopy* copy) {
-    XXH3_state_t state;
-    XXH3_64bits_reset(&state);
-    std::size_t at = 0;
-    for (; at + kHashStep <= size; at += kHashStep) {
-        for (std::size_t line = 0; line < kHashStep; line += 64) {
-            __builtin_prefetch(bytes + at + kHashAhead + line, 0, 2);
-        }
-        XXH3_64bits_update(&state, bytes + at, kHashStep);
-        if (copy != nullptr) {
-            copy->CopyLinesUpTo(at + kHashStep);
-        }
-    }
-    XXH3_64bits_update(&state, bytes + at, size - at);
-    return XXH3_64bits_digest(&state);
-}
-
 static std::uint64_t HashOf(const std::byte* bytes, std::size_t size) {
-    // Setting up the steps is not worth it for less.
-    return size < 8 * kHashStep ? XXH3_64bits(bytes, size) : HashBySteps(bytes, size, nullptr);
+    return XXH3_64bits(bytes, size);
 }
 
 static std::uint64_t CopyAndHashOf(std::byte* to, const std::byte* from, std::size_t size) {
     HashedCopy copy(to, from, size);
-    const std::uint64_t hash = HashBySteps(from, size, &copy);
+    XXH3_state_t state;
+    XXH3_64bits_reset(&state);
+    std::size_t at = 0;
+    for (; at + kHashStep <= size; at += kHashStep) {
+        XXH3_64bits_update(&state, from + at, kHashStep);
+        copy.CopyLinesUpTo(at + kHashStep);
+    }
+    XXH3_64bits_update(&state, from + at, size - at);
     copy.Finish(size);
-    return hash;
+    return XXH3_64bits_digest(&state);
 }
 
 }  // namespace orq::storage

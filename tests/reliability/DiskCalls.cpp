@@ -69,6 +69,13 @@ int Truncate(int file, off_t size) {
                : static_cast<int>(syscall(SYS_ftruncate, file, size));
 }
 
+int Reserve(int file, int mode, off_t offset, off_t size) {
+    const auto name = WatchedFile(file);
+    return name && Fails({CallKind::Reserve, *name, offset + size, {}})
+               ? -1
+               : static_cast<int>(syscall(SYS_fallocate, file, mode, offset, size));
+}
+
 // What was written is in the system's memory, which no test here outlives: nobody waits for a disk.
 int Sync(int file) {
     const auto name = WatchedFile(file);
@@ -191,6 +198,12 @@ int ftruncate(int file, off_t size) noexcept {
 int ftruncate64(int file, off64_t size) noexcept {
     return Truncate(file, size);
 }
+int fallocate(int file, int mode, off_t offset, off_t size) {
+    return Reserve(file, mode, offset, size);
+}
+int fallocate64(int file, int mode, off64_t offset, off64_t size) {
+    return Reserve(file, mode, offset, size);
+}
 int fdatasync(int file) {
     return Sync(file);
 }
@@ -272,9 +285,10 @@ bool DiskWatch::ShortensNext() const {
 }
 
 int DiskWatch::Enter(DiskCall call) {
-    const bool fails = m_calls.size() >= m_failFirst && m_calls.size() < m_failLast &&
-                       !(m_how == How::Shorten && call.kind == DiskCall::Kind::Write);
     const DiskCall::Kind kind = call.kind;
+    const bool fails = (m_calls.size() >= m_failFirst && m_calls.size() < m_failLast &&
+                        !(m_how == How::Shorten && kind == DiskCall::Kind::Write)) ||
+                       (m_refusesRoom && kind == DiskCall::Kind::Reserve);
     m_calls.push_back(std::move(call));
     if (m_atEachCall) {
         m_atEachCall();
@@ -285,6 +299,7 @@ int DiskWatch::Enter(DiskCall call) {
     switch (kind) {
         case DiskCall::Kind::Write:
         case DiskCall::Kind::Truncate:
+        case DiskCall::Kind::Reserve:
             return m_how == How::Quota ? EDQUOT : ENOSPC;
         case DiskCall::Kind::Map:
             return ENOMEM;
@@ -344,6 +359,7 @@ void ReplayedDisk::Carry(const DiskCall& call) {
             break;
         }
         case CallKind::Map:
+        case CallKind::Reserve:  // of room behind the end, which no reader sees
             break;
         default:
             m_files[call.file].waiting.push_back(call);

@@ -1,8 +1,8 @@
 // What a process asks of its disk: recorded, made to fail, and replayed up to any point with or
 // without what the disk had not been told to keep.
 //
-// The program that links DiskCalls.cpp has the system's calls pwrite, pwritev, ftruncate, fdatasync,
-// fsync, unlink, renameat2 and mmap replaced by ones that record, and pread, read, fstat and fcntl,
+// The program that links DiskCalls.cpp has the system's calls pwrite, pwritev, ftruncate, fallocate,
+// fdatasync, fsync, unlink, renameat2 and mmap replaced by ones that record, and pread, read, fstat and fcntl,
 // which change nothing on a disk, by ones that only count. That holds for every library in it,
 // SQLite included, so what is tested is what ships, without a seam in it.
 #pragma once
@@ -17,10 +17,10 @@
 #include <vector>
 
 struct DiskCall {
-    enum class Kind { Write, Truncate, Sync, Remove, Rename, Map };
+    enum class Kind { Write, Truncate, Reserve, Sync, Remove, Rename, Map };
     Kind kind;
     std::string file;  // relative to the folder that is watched; a folder itself for some Syncs
-    std::int64_t offset = 0;  // of Truncate: the size
+    std::int64_t offset = 0;  // of Truncate: the size; of Reserve: the end
     std::string bytes;        // of Rename: the new name
 };
 
@@ -55,6 +55,8 @@ class DiskWatch {
     void FailQuestions(std::size_t first, std::size_t count);
     // Before question `number` is answered, another process does this.
     void AtQuestion(std::size_t number, std::function<void()> action);
+    // Reserving room fails for want of it; writing still works.
+    void RefuseRoom() { m_refusesRoom = true; }
     // Queries of who holds a lock; taking one still works.
     void FailLockQueries(bool fails) { m_failLockQueries = fails; }
     // For the replaced calls: whether the question has to fail.
@@ -83,6 +85,7 @@ class DiskWatch {
     std::function<void()> m_action;
     std::function<void()> m_atEachCall;
     bool m_failLockQueries = false;
+    bool m_refusesRoom = false;
 };
 
 // The files below a folder, by their relative names.

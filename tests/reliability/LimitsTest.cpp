@@ -109,6 +109,68 @@ TEST_F(LimitsTest, AFileThatMayNotGrowUndoesTheTransaction) {
     std::signal(SIGXFSZ, before);
 }
 
+// Room that a large write reserves behind the end of the file goes back with its transaction, or
+// where the process did not live to see that, when somebody next opens the database to write.
+TEST_F(LimitsTest, RoomBehindTheEndOfTheFileIsGivenBack) {
+    constexpr int kNodes = 1'500'000;
+    const std::string path = m_folder / "large.orq";
+    MakeModel(ORQSimDatabase::Create(path), kNodes);
+    const auto room = [&] {  // that no byte of the file takes, in blocks
+        struct stat status {};
+        EXPECT_EQ(stat((path + "/bulk.bin").c_str(), &status), 0);
+        return status.st_blocks - status.st_size / 512;
+    };
+    constexpr blkcnt_t kSome = 1024;
+    const auto fill = [&](const ORQSimDatabase& database, double value) {
+        Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
+               Filled(kNodes, value), 300'000);
+    };
+    const auto isReserve = [](const DiskCall& call) {
+        return call.kind == DiskCall::Kind::Reserve;
+    };
+    {
+        ORQSimDatabase database = ORQSimDatabase::Open(path, Mode::ReadWrite);
+        {
+            const DiskWatch watch(m_folder / ".");
+            InTransaction(database, [&] { fill(database, 1); });
+            ASSERT_GT(std::ranges::count_if(watch.Calls(), isReserve), 0);
+            EXPECT_LT(room(), kSome) << "after a commit";
+        }
+        {
+            const ORQSimTransaction undone(database.ContextID());
+            fill(database, 2);
+            EXPECT_GT(room(), kSome);
+        }
+        EXPECT_EQ(Value(database), 1);
+        database.Close();
+        EXPECT_LT(room(), kSome) << "after a transaction that was undone";
+    }
+    const pid_t killed = fork();
+    if (killed == 0) {
+        const ORQSimDatabase database = ORQSimDatabase::Open(path, Mode::ReadWrite);
+        const ORQSimTransaction transaction(database.ContextID());
+        fill(database, 3);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(killed, &status, 0);
+    ASSERT_EQ(status, 0);
+    EXPECT_GT(room(), kSome);
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(path, Mode::ReadWrite);
+        EXPECT_LT(room(), kSome) << "after a process that was killed";
+        EXPECT_EQ(Value(database), 1);
+
+        // A disk that has not so much room may have enough.
+        DiskWatch watch(m_folder / ".");
+        watch.RefuseRoom();
+        InTransaction(database, [&] { fill(database, 4); });
+        EXPECT_EQ(std::ranges::count_if(watch.Calls(), isReserve), 1);
+        EXPECT_EQ(Value(database), 4);
+    }
+    EXPECT_EQ(ORQSimDatabase::Open(path, Mode::ReadOnly).Verify(), Texts());
+}
+
 TEST_F(LimitsTest, AFileThatMayNotBeWrittenIsNamedWhenItIsOpenedForWriting) {
     namespace fs = std::filesystem;
     fs::permissions(m_folder / ".", fs::perms::all);

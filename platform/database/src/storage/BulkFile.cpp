@@ -19,8 +19,13 @@ namespace orq::storage {
 
 namespace {
 
-constexpr std::int64_t kWriteStep = 4 << 20;    // see Write
-constexpr std::size_t kLargePiece = 256 << 10;  // worth a call of its own
+constexpr std::int64_t kWriteStep = 2 << 20;     // see Write
+constexpr std::int64_t kLargePiece = 256 << 10;  // worth a call of its own
+// The disk is told to begin after so many bytes: smaller requests wait for each other.
+constexpr std::int64_t kWriteBackStep = 4 << 20;
+// See ReserveRoom.
+constexpr std::int64_t kWorthRoom = 4 << 20;
+constexpr std::int64_t kMostRoom = 64 << 20;
 constexpr std::array<std::byte, kBulkPage> kZeros{};
 // Address space, not memory.
 constexpr std::int64_t kSmallestMap = 64 << 20;
@@ -144,6 +149,13 @@ void BulkFile::Open(const std::string& path, bool writable, const Identity& iden
                             path + ": belongs to another database than the catalogue beside it");
     }
     CheckReaches(committedEnd);
+    // Room of a transaction that was never committed, as that of a process which was killed.
+    constexpr std::int64_t kBlockOfStat = 512;
+    struct stat status {};
+    if (writable && fstat(m_file, &status) == 0 &&
+        status.st_blocks * kBlockOfStat > status.st_size + kWorthRoom) {
+        GiveRoomBack();
+    }
 }
 
 void BulkFile::Close() {
@@ -177,15 +189,18 @@ void BulkFile::Write(std::int64_t offset, std::span<const std::byte> bytes, bool
                                           static_cast<std::size_t>(fillsPage ? pageEnd - end : 0));
     // The first large piece after a commit may be the only one until the next: it goes to the disk
     // while the rows are still being changed.
-    if (m_isFirst && bytes.size() >= kLargePiece) {
+    if (m_isFirst && std::ssize(bytes) >= kLargePiece) {
         WriteStep(bytes, fill);
         return;
     }
     // Steps end at multiples of their size in the file: the system then keeps them in large pages,
-    // which are quicker to write and to map.
+    // which are quicker to write and to map. None of its pages is larger.
     while (!bytes.empty()) {
         const auto room = static_cast<std::size_t>(kWriteStep - WaitingEnd() % kWriteStep);
         if (bytes.size() < room) {
+            if (std::ssize(bytes) >= kLargePiece) {
+                m_waiting.reserve(kWriteStep);  // at once, instead of growing up to that
+            }
             m_waiting.insert(m_waiting.end(), bytes.begin(), bytes.end());
             break;
         }
@@ -206,26 +221,68 @@ void BulkFile::Flush() {
 // If this throws, what waited goes on waiting. That does no harm after the transaction is undone:
 // its place has no meaning, and what is written there later comes later.
 void BulkFile::WriteStep(std::span<const std::byte> bytes, std::span<const std::byte> fill) {
-    WriteAll(m_file, m_path, m_waitingBegin, {m_waiting, bytes, fill});
     const std::int64_t end = WaitingEnd() + static_cast<std::int64_t>(bytes.size() + fill.size());
-    if (end - m_waitingBegin >= static_cast<std::int64_t>(kLargePiece)) {
-        // A hint only, so that the disk starts early: what it does not start, Sync does.
-        sync_file_range(m_file, m_waitingBegin, end - m_waitingBegin, SYNC_FILE_RANGE_WRITE);
-    }
+    ReserveRoom(end);
+    WriteAll(m_file, m_path, m_waitingBegin, {m_waiting, bytes, fill});
+    BeginWriteBack(m_waitingBegin, end);
+    m_nWritten += end - m_waitingBegin;
     m_waitingBegin = end;
     m_waiting.clear();
     m_isFirst = false;
 }
 
+// Where much is written at the end of the file, the file system finds room for it ahead and in one
+// piece, instead of for each page as it goes to the disk; as much again as was written so far, and
+// the file stays as long as it is. A hint only: what cannot be reserved is found, or told, by the
+// write itself.
+void BulkFile::ReserveRoom(std::int64_t end) {
+    const std::int64_t n = m_nWritten + end - m_waitingBegin;
+    if (end <= m_roomEnd || n < kWorthRoom || SizeOf(m_file, m_path) > m_waitingBegin) {
+        return;
+    }
+    m_roomEnd = end + std::min(n, kMostRoom);
+    if (fallocate(m_file, FALLOC_FL_KEEP_SIZE, m_waitingBegin, m_roomEnd - m_waitingBegin) != 0) {
+        // A part of it may have been found, and on a full disk the catalogue needs that. Not tried
+        // again before the next commit.
+        GiveRoomBack();
+        m_roomEnd = std::numeric_limits<std::int64_t>::max();
+    }
+}
+
+void BulkFile::GiveRoomBack() noexcept {
+    m_roomEnd = 0;
+    struct stat status {};
+    if (fstat(m_file, &status) == 0) {
+        CutOff(status.st_size);
+    }
+}
+
+// Asks the disk to start early on what was written. A hint only: what it does not start, Sync does.
+void BulkFile::BeginWriteBack(std::int64_t begin, std::int64_t end) {
+    if (begin != m_unbegun.offset + m_unbegun.size) {
+        m_unbegun = {begin, 0};
+    }
+    m_unbegun.size = end - m_unbegun.offset;
+    const std::int64_t least = m_isFirst ? kLargePiece : kWriteBackStep;
+    if (m_unbegun.size >= least) {
+        sync_file_range(m_file, m_unbegun.offset, m_unbegun.size, SYNC_FILE_RANGE_WRITE);
+        m_unbegun = {end, 0};
+    }
+}
+
 void BulkFile::Extend(std::int64_t end) {
     Flush();
-    // Between transactions a handle holds no buffer.
+    // Between transactions a handle holds no buffer, and no room.
     m_waiting.shrink_to_fit();
     m_isFirst = true;
+    m_nWritten = 0;
     // The end of the last extent may lie behind the last byte that was written, and readers compare
     // it with the file's length.
     if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
         ORQBasThrowSystemFailure(m_path, "extend");
+    }
+    if (m_roomEnd > 0) {
+        GiveRoomBack();
     }
 }
 

@@ -86,6 +86,9 @@ class BulkFile {
 
   private:
     void WriteStep(std::span<const std::byte> bytes, std::span<const std::byte> fill);
+    void ReserveRoom(std::int64_t end);
+    void GiveRoomBack() noexcept;
+    void BeginWriteBack(std::int64_t begin, std::int64_t end);
     void Unmap();
     std::int64_t WaitingEnd() const {
         return m_waitingBegin + static_cast<std::int64_t>(m_waiting.size());
@@ -99,7 +102,10 @@ class BulkFile {
     // What waits to be written together, from this offset of the file on.
     std::vector<std::byte> m_waiting;
     std::int64_t m_waitingBegin = 0;
-    bool m_isFirst = true;  // nothing was written since the last Extend
+    bool m_isFirst = true;        // nothing was written since the last Extend
+    std::int64_t m_nWritten = 0;  // since then
+    std::int64_t m_roomEnd = 0;   // the disk has room up to here; 0 where none is reserved
+    Place m_unbegun{};            // written, but the disk was not told to begin
     bool m_notes = false;
     std::vector<Place> m_noted;
 };

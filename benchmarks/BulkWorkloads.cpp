@@ -217,15 +217,14 @@ std::vector<Row> GatherFirstTouch(const Settings& settings) {
     const std::uint64_t expected = MappedFile(data.plain).HashTouched(data.picks);
     std::vector<Contender> contenders = {
         ours,
-        data.Picking("hash of touched blocks and gather, fresh map",
-                     [&] {
-                         const MappedFile mapped(data.plain);
-                         hash = mapped.HashTouched(data.picks);
-                         mapped.Gather(data.picks, data.target.data());
-                         Require(hash == expected, "the hash differs");
-                     }),
         data.Picking("gather, fresh map",
-                     [&] { MappedFile(data.plain).Gather(data.picks, data.target.data()); })};
+                     [&] { MappedFile(data.plain).Gather(data.picks, data.target.data()); }),
+        data.Picking("hash of touched blocks and gather, fresh map", [&] {
+            const MappedFile mapped(data.plain);
+            hash = mapped.HashTouched(data.picks);
+            mapped.Gather(data.picks, data.target.data());
+            Require(hash == expected, "the hash differs");
+        })};
     data.AddPeers(contenders, [&](ArrayPeer& peer) {
         Contender gathering = data.Picking({}, [&] { peer.Gather(data.target.data()); });
         gathering.prepare = [&] {
@@ -235,7 +234,7 @@ std::vector<Row> GatherFirstTouch(const Settings& settings) {
         };
         return gathering;
     });
-    return {Measure(settings, "gather-1%-first-touch", 1.3, contenders)};
+    return {Measure(settings, "gather-1%-first-touch", 3.0, contenders)};
 }
 
 // What checksums take of a durable write, those of the catalogue's pages too; and what a read of

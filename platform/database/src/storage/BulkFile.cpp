@@ -24,7 +24,7 @@ constexpr std::int64_t kLargePiece = 256 << 10;  // worth a call of its own
 // The disk is told to begin after so many bytes: smaller requests wait for each other.
 constexpr std::int64_t kWriteBackStep = 4 << 20;
 // See ReserveRoom.
-constexpr std::int64_t kWorthRoom = 4 << 20;
+constexpr std::int64_t kWorthRoom = 2 << 20;
 constexpr std::int64_t kMostRoom = 64 << 20;
 constexpr std::array<std::byte, kBulkPage> kZeros{};
 // Address space, not memory.

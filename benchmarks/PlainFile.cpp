@@ -4,8 +4,12 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#ifdef ORQ_XXHASH_DISPATCHES
+#include <xxh_x86dispatch.h>
+#else
 #define XXH_INLINE_ALL
 #include <xxhash.h>
+#endif
 
 #include <algorithm>
 #include <cstring>

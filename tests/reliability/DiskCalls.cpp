@@ -5,6 +5,7 @@
 #include <linux/magic.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/vfs.h>
@@ -226,6 +227,17 @@ int statfs(const char* path, struct statfs* status) noexcept {
     const auto result = static_cast<int>(syscall(SYS_statfs, path, status));
     if (g_watch != nullptr && g_watch->FileSystem() == DiskWatch::Kind::Network) {
         status->f_type = NFS_SUPER_MAGIC;
+    }
+    return result;
+}
+int fstatvfs(int file, struct statvfs* status) noexcept {
+    struct statfs found {};
+    const auto result = static_cast<int>(syscall(SYS_fstatfs, file, &found));
+    *status = {};
+    status->f_frsize = static_cast<unsigned long>(found.f_bsize);
+    status->f_bavail = found.f_bavail;
+    if (g_watch != nullptr && g_watch->SaidFree()) {
+        status->f_bavail = static_cast<fsblkcnt_t>(*g_watch->SaidFree()) / status->f_frsize;
     }
     return result;
 }

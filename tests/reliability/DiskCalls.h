@@ -2,15 +2,17 @@
 // without what the disk had not been told to keep.
 //
 // The program that links DiskCalls.cpp has the system's calls pwrite, pwritev, ftruncate, fallocate,
-// fdatasync, fsync, unlink, renameat2 and mmap replaced by ones that record, and pread, read, fstat and fcntl,
-// which change nothing on a disk, by ones that only count. That holds for every library in it,
-// SQLite included, so what is tested is what ships, without a seam in it.
+// fdatasync, fsync, unlink, renameat2 and mmap replaced by ones that record, pread, read, fstat and
+// fcntl, which change nothing on a disk, by ones that only count, and statfs and fstatvfs by ones
+// that say what they are told to. That holds for every library in it, SQLite included, so what is
+// tested is what ships, without a seam in it.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <utility>
@@ -57,6 +59,9 @@ class DiskWatch {
     void AtQuestion(std::size_t number, std::function<void()> action);
     // Reserving room fails for want of it; writing still works.
     void RefuseRoom() { m_refusesRoom = true; }
+    // What is said to be free on the disk.
+    void SayFree(std::int64_t bytes) { m_saidFree = bytes; }
+    std::optional<std::int64_t> SaidFree() const { return m_saidFree; }
     // Queries of who holds a lock; taking one still works.
     void FailLockQueries(bool fails) { m_failLockQueries = fails; }
     // For the replaced calls: whether the question has to fail.
@@ -86,6 +91,7 @@ class DiskWatch {
     std::function<void()> m_atEachCall;
     bool m_failLockQueries = false;
     bool m_refusesRoom = false;
+    std::optional<std::int64_t> m_saidFree;
 };
 
 // The files below a folder, by their relative names.

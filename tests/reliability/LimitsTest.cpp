@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <limits>
@@ -46,6 +47,15 @@ class LimitsTest : public testing::Test {
             Append(database, RunOf(Nodes(database), 0, count), RunOf(Components(database), 0, 1),
                    Filled(count, value));
         });
+    }
+    // Some 12 MB.
+    static constexpr int kLarge = 1'500'000;
+    static void FillLarge(const ORQSimDatabase& database, double value) {
+        Append(database, RunOf(Nodes(database), 0, kLarge), RunOf(Components(database), 0, 1),
+               Filled(kLarge, value), 300'000);
+    }
+    static std::ptrdiff_t NumReserves(const DiskWatch& watch) {
+        return std::ranges::count(watch.Calls(), DiskCall::Kind::Reserve, &DiskCall::kind);
     }
     static double Value(const ORQSimDatabase& database) { return FirstComponent(database).front(); }
     ORQSimDatabase Open(Mode mode = Mode::ReadWrite) const {
@@ -112,33 +122,24 @@ TEST_F(LimitsTest, AFileThatMayNotGrowUndoesTheTransaction) {
 // Room that a large write reserves behind the end of the file goes back with its transaction, or
 // where the process did not live to see that, when somebody next opens the database to write.
 TEST_F(LimitsTest, RoomBehindTheEndOfTheFileIsGivenBack) {
-    constexpr int kNodes = 1'500'000;
     const std::string path = m_folder / "large.orq";
-    MakeModel(ORQSimDatabase::Create(path), kNodes);
+    MakeModel(ORQSimDatabase::Create(path), kLarge);
     const auto room = [&] {  // that no byte of the file takes, in blocks
         struct stat status {};
         EXPECT_EQ(stat((path + "/bulk.bin").c_str(), &status), 0);
         return status.st_blocks - status.st_size / 512;
     };
     constexpr blkcnt_t kSome = 1024;
-    const auto fill = [&](const ORQSimDatabase& database, double value) {
-        Append(database, RunOf(Nodes(database), 0, kNodes), RunOf(Components(database), 0, 1),
-               Filled(kNodes, value), 300'000);
-    };
-    const auto isReserve = [](const DiskCall& call) {
-        return call.kind == DiskCall::Kind::Reserve;
-    };
+    DiskWatch watch(m_folder / ".");
+    watch.SayFree(1 << 30);
     {
         ORQSimDatabase database = ORQSimDatabase::Open(path, Mode::ReadWrite);
-        {
-            const DiskWatch watch(m_folder / ".");
-            InTransaction(database, [&] { fill(database, 1); });
-            ASSERT_GT(std::ranges::count_if(watch.Calls(), isReserve), 0);
-            EXPECT_LT(room(), kSome) << "after a commit";
-        }
+        InTransaction(database, [&] { FillLarge(database, 1); });
+        ASSERT_GT(NumReserves(watch), 0);
+        EXPECT_LT(room(), kSome) << "after a commit";
         {
             const ORQSimTransaction undone(database.ContextID());
-            fill(database, 2);
+            FillLarge(database, 2);
             EXPECT_GT(room(), kSome);
         }
         EXPECT_EQ(Value(database), 1);
@@ -149,7 +150,7 @@ TEST_F(LimitsTest, RoomBehindTheEndOfTheFileIsGivenBack) {
     if (killed == 0) {
         const ORQSimDatabase database = ORQSimDatabase::Open(path, Mode::ReadWrite);
         const ORQSimTransaction transaction(database.ContextID());
-        fill(database, 3);
+        FillLarge(database, 3);
         _exit(0);
     }
     int status = 0;
@@ -160,15 +161,24 @@ TEST_F(LimitsTest, RoomBehindTheEndOfTheFileIsGivenBack) {
         const ORQSimDatabase database = ORQSimDatabase::Open(path, Mode::ReadWrite);
         EXPECT_LT(room(), kSome) << "after a process that was killed";
         EXPECT_EQ(Value(database), 1);
-
-        // A disk that has not so much room may have enough.
-        DiskWatch watch(m_folder / ".");
-        watch.RefuseRoom();
-        InTransaction(database, [&] { fill(database, 4); });
-        EXPECT_EQ(std::ranges::count_if(watch.Calls(), isReserve), 1);
-        EXPECT_EQ(Value(database), 4);
     }
     EXPECT_EQ(ORQSimDatabase::Open(path, Mode::ReadOnly).Verify(), Texts());
+}
+
+// A disk that has not so much room may have enough; on one that is nearly full, the catalogue may
+// need it.
+TEST_F(LimitsTest, WithoutRoomAheadALargeWriteIsWholeToo) {
+    for (const bool isNearlyFull : {false, true}) {
+        const std::string path = m_folder / (isNearlyFull ? "full.orq" : "refused.orq");
+        const ORQSimDatabase database = ORQSimDatabase::Create(path);
+        MakeModel(database, kLarge);
+        DiskWatch watch(m_folder / ".");
+        watch.RefuseRoom();
+        watch.SayFree(isNearlyFull ? 200 << 20 : 1 << 30);
+        InTransaction(database, [&] { FillLarge(database, 4); });
+        EXPECT_EQ(NumReserves(watch), isNearlyFull ? 0 : 1);
+        EXPECT_EQ(FirstComponent(database), Filled(kLarge, 4));
+    }
 }
 
 TEST_F(LimitsTest, AFileThatMayNotBeWrittenIsNamedWhenItIsOpenedForWriting) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/uio.h>
 #include <unistd.h>
 #define XXH_INLINE_ALL
@@ -26,6 +27,7 @@ constexpr std::int64_t kWriteBackStep = 4 << 20;
 // See ReserveRoom.
 constexpr std::int64_t kWorthRoom = 2 << 20;
 constexpr std::int64_t kMostRoom = 64 << 20;
+constexpr std::int64_t kLeftFree = 256 << 20;
 constexpr std::array<std::byte, kBulkPage> kZeros{};
 // Address space, not memory.
 constexpr std::int64_t kSmallestMap = 64 << 20;
@@ -75,6 +77,12 @@ void WriteAll(int file, const std::string& path, std::int64_t offset, Pieces pie
             nWritten -= ofPiece;
         }
     }
+}
+
+bool HasMuchFree(int file) {
+    struct statvfs disk {};
+    return fstatvfs(file, &disk) == 0 &&
+           disk.f_bavail > static_cast<std::uint64_t>(kLeftFree) / disk.f_frsize;
 }
 
 std::int64_t SizeOf(int file, const std::string& path) {
@@ -233,17 +241,17 @@ void BulkFile::WriteStep(std::span<const std::byte> bytes, std::span<const std::
 
 // Where much is written at the end of the file, the file system finds room for it ahead and in one
 // piece, instead of for each page as it goes to the disk; as much again as was written so far, and
-// the file stays as long as it is. A hint only: what cannot be reserved is found, or told, by the
-// write itself.
+// the file stays as long as it is. Not on a disk that is nearly full, where the catalogue may need
+// it. A hint only: what is not reserved is found, or told, by the write itself.
 void BulkFile::ReserveRoom(std::int64_t end) {
     const std::int64_t n = m_nWritten + end - m_waitingBegin;
-    if (end <= m_roomEnd || n < kWorthRoom || SizeOf(m_file, m_path) > m_waitingBegin) {
+    if (end <= m_roomEnd || n < kWorthRoom || SizeOf(m_file, m_path) > m_waitingBegin ||
+        !HasMuchFree(m_file)) {
         return;
     }
     m_roomEnd = end + std::min(n, kMostRoom);
     if (fallocate(m_file, FALLOC_FL_KEEP_SIZE, m_waitingBegin, m_roomEnd - m_waitingBegin) != 0) {
-        // A part of it may have been found, and on a full disk the catalogue needs that. Not tried
-        // again before the next commit.
+        // A part of it may have been found. Not tried again before the next commit.
         GiveRoomBack();
         m_roomEnd = std::numeric_limits<std::int64_t>::max();
     }

@@ -20,6 +20,7 @@ namespace orq::storage {
 namespace {
 
 constexpr std::int64_t kWriteStep = 4 << 20;    // see Write
+constexpr std::int64_t kLargePage = 2 << 20;    // of the system
 constexpr std::size_t kLargePiece = 256 << 10;  // worth a call of its own
 constexpr std::array<std::byte, kBulkPage> kZeros{};
 // Address space, not memory.
@@ -208,6 +209,9 @@ void BulkFile::Flush() {
 void BulkFile::WriteStep(std::span<const std::byte> bytes, std::span<const std::byte> fill) {
     WriteAll(m_file, m_path, m_waitingBegin, {m_waiting, bytes, fill});
     const std::int64_t end = WaitingEnd() + static_cast<std::int64_t>(bytes.size() + fill.size());
+    if (m_writtenPages) {
+        m_writtenPages->Add(m_waitingBegin, end);
+    }
     if (end - m_waitingBegin >= static_cast<std::int64_t>(kLargePiece)) {
         // A hint only, so that the disk starts early: what it does not start, Sync does.
         sync_file_range(m_file, m_waitingBegin, end - m_waitingBegin, SYNC_FILE_RANGE_WRITE);
@@ -215,6 +219,35 @@ void BulkFile::WriteStep(std::span<const std::byte> bytes, std::span<const std::
     m_waitingBegin = end;
     m_waiting.clear();
     m_isFirst = false;
+}
+
+void BulkFile::Fill(std::int64_t offset, std::span<const std::byte> bytes) {
+    WriteAll(m_file, m_path, offset, {bytes});
+    if (m_writtenPages) {
+        m_writtenPages->Add(offset, offset + static_cast<std::int64_t>(bytes.size()));
+    }
+}
+
+// A page has the size that it had when it was first needed: for a piece of a write, one that fits it.
+// Reading a hole through a map for which large pages are wanted makes one of zeros, which the pieces
+// are then copied into. Mapping 190 MB takes 0.3 ms with such pages, and 20 ms without.
+void BulkFile::PrepareToFill(std::int64_t begin, std::int64_t end) const {
+#ifdef MADV_POPULATE_READ
+    begin = (begin + kLargePage - 1) / kLargePage * kLargePage;
+    end = end / kLargePage * kLargePage;
+    if (begin >= end) {
+        return;
+    }
+    const auto size = static_cast<std::size_t>(end - begin);
+    void* map = mmap(nullptr, size, PROT_READ, MAP_SHARED, m_file, begin);
+    if (map == MAP_FAILED) {
+        return;
+    }
+    if (madvise(map, size, MADV_HUGEPAGE) == 0) {
+        madvise(map, size, MADV_POPULATE_READ);
+    }
+    munmap(map, size);
+#endif
 }
 
 void BulkFile::Extend(std::int64_t end) {
@@ -244,18 +277,6 @@ void BulkFile::CutOff(std::int64_t end) noexcept {
 bool BulkFile::Reaches(std::int64_t size) const noexcept {
     struct stat status {};
     return fstat(m_file, &status) == 0 && status.st_size >= size;
-}
-
-std::int64_t BulkFile::NextWritten(std::int64_t offset) const noexcept {
-    const off_t next = lseek(m_file, offset, SEEK_DATA);
-    if (next >= 0) {
-        return next;
-    }
-    return errno == ENXIO ? std::numeric_limits<std::int64_t>::max() : offset;
-}
-
-bool BulkFile::IsWritten(std::int64_t begin, std::int64_t end) const noexcept {
-    return lseek(m_file, begin, SEEK_HOLE) >= end;
 }
 
 std::int64_t BulkFile::Size() const {

@@ -1,6 +1,7 @@
 #include "PostgresLink.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -48,6 +49,32 @@ bool IsRefusal(ExecStatusType status) {
     return status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_SINGLE_TUPLE;
 }
 
+// The one of the last link that ended. Never destroyed, as the list of databases.
+struct KeptConnection {
+    std::string conninfo;
+    pid_t process = 0;
+    PgConnection connection{nullptr, PQfinish};
+    std::set<const char*> prepared;
+};
+
+KeptConnection& Kept() {
+    static auto& kept = *new KeptConnection;
+    return kept;
+}
+
+// A process that forked has the other one's: to end it here would end it there.
+void LeaveWhatIsOfOtherProcess(KeptConnection& kept) {
+    if (kept.process != getpid()) {
+        [[maybe_unused]] PGconn* const left = kept.connection.release();
+    }
+}
+
+// Nothing comes unasked but the end: of a server that stopped, or of a line that keepalives gave up.
+bool IsQuiet(PGconn* connection) {
+    pollfd wait{PQsocket(connection), POLLIN, 0};
+    return poll(&wait, 1, 0) == 0;
+}
+
 }  // namespace
 
 Parameter::Parameter(std::int64_t number) : m_type(kBigint), m_isNumber(true), m_size(8) {
@@ -92,7 +119,31 @@ std::span<const std::byte> Answer::Bytes(int row, int column) const {
     return std::as_bytes(std::span(text.data(), text.size()));
 }
 
+PostgresLink::~PostgresLink() {
+    KeptConnection& kept = Kept();
+    LeaveWhatIsOfOtherProcess(kept);
+    if (m_connection != nullptr && PQstatus(m_connection.get()) == CONNECTION_OK &&
+        m_sent.empty() && PQtransactionStatus(m_connection.get()) == PQTRANS_IDLE) {
+        kept = {std::move(m_conninfo), getpid(), std::move(m_connection), std::move(m_prepared)};
+    }
+}
+
+bool PostgresLink::TakeKept() {
+    KeptConnection& kept = Kept();
+    LeaveWhatIsOfOtherProcess(kept);
+    if (kept.connection == nullptr || kept.conninfo != m_conninfo ||
+        !IsQuiet(kept.connection.get())) {
+        return false;
+    }
+    m_connection = std::move(kept.connection);
+    m_prepared = std::move(kept.prepared);
+    return true;
+}
+
 void PostgresLink::Connect() {
+    if (TakeKept()) {
+        return;
+    }
     // The URL comes last, so that what it says counts. A store that does not answer is one that
     // cannot be reached, within a time that somebody would wait.
     // Keepalives show that a host has gone which was only waited for.

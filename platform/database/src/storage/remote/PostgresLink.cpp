@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <limits>
+#include <numeric>
 
 #include "ORQBasFailure.h"
 #include "RemoteStore.h"
@@ -170,6 +170,7 @@ void PostgresLink::Disconnect() noexcept {
     m_connection.reset();
     m_prepared.clear();
     m_sent.clear();
+    m_waiting = 0;
 }
 
 void PostgresLink::FailLost() {
@@ -217,6 +218,7 @@ void PostgresLink::Flush() {
     if (left < 0) {
         FailLost();
     }
+    m_waiting = 0;
 }
 
 void PostgresLink::Send(const char* sql, std::span<const Parameter> parameters) {
@@ -245,7 +247,14 @@ void PostgresLink::Send(const char* sql, std::span<const Parameter> parameters) 
         FailLost();
     }
     m_sent.push_back(true);
-    Flush();
+    // Small ones go together: each would be a packet of its own, and the store would answer the first
+    // before it has the last.
+    constexpr std::size_t kTogether = 64 << 10;
+    m_waiting +=
+        std::strlen(sql) + static_cast<std::size_t>(std::reduce(sizes.begin(), sizes.end()));
+    if (m_waiting >= kTogether) {
+        Flush();
+    }
 }
 
 // Each statement is answered by one result, or by one for each row and one more, and by a null one.

@@ -114,7 +114,8 @@ class PostgresLink {
     std::string m_shown;
     PgConnection m_connection{nullptr, PQfinish};
     std::set<const char*> m_prepared;
-    std::vector<bool> m_sent;  // of each statement that was sent: whether its answer is wanted
+    std::vector<bool> m_sent;   // of each statement that was sent: whether its answer is wanted
+    std::size_t m_waiting = 0;  // bytes of statements, to be sent together
     std::string m_lastState;
 };
 

@@ -196,24 +196,33 @@ TEST_F(CacheTest, WhatKilledProcessesWereRemovingGoes) {
 TEST_F(CacheTest, WhatWasSeenLastIsNotForgottenForWhatWasAskedEarlier) {
     Proxy proxy(m_server->Folder());
     CreateWith(1);
-    fs::remove_all(fs::path(std::getenv("XDG_CACHE_HOME")) / "orq-models" / "names");
+    const std::string url = m_server->Url(m_name, proxy.Folder());
+    const fs::path notes = fs::path(std::getenv("XDG_CACHE_HOME")) / "orq-models" / "names";
+    const auto onlyNote = [&] { return fs::directory_iterator(notes)->path(); };
+    fs::remove_all(notes);
+    { ORQSimDatabase::Open(url, Mode::ReadOnly); }
+    const fs::path note = onlyNote();
+    fs::remove_all(notes);
     const pid_t late = fork();
     if (late == 0) {
         // Asks at state 3, and is told when others have seen state 4.
         proxy.HoldBeforeAnswer(1);
-        ORQSimDatabase::Open(m_server->Url(m_name, proxy.Folder()), Mode::ReadOnly);
+        ORQSimDatabase::Open(url, Mode::ReadOnly);
         _exit(0);
     }
     while (!proxy.HasCut()) {
         usleep(1000);
     }
+    // Through no proxy, so under another name.
     WriteAll(Open(Mode::ReadWrite), 2);
+    fs::copy_file(onlyNote(), note);
     proxy.Release();
     int status = -1;
     waitpid(late, &status, 0);
     EXPECT_EQ(status, 0);
     m_server->Ask("UPDATE orq_model SET generation = 3 WHERE name = '" + m_name + "'");
-    EXPECT_TRUE(Fails(Failure::Damaged, {"seen state 4"}, [&] { Open(Mode::ReadOnly); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {"seen state 4"},
+                      [&] { ORQSimDatabase::Open(url, Mode::ReadOnly); }));
 }
 
 TEST_F(CacheTest, WhoNeedsAStateThatIsPrunedIsToldSo) {

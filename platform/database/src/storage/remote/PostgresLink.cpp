@@ -1,7 +1,6 @@
 #include "PostgresLink.h"
 
 #include <poll.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -10,6 +9,7 @@
 #include <cstring>
 #include <numeric>
 
+#include "../ProcessMark.h"
 #include "ORQBasFailure.h"
 #include "RemoteStore.h"
 
@@ -52,7 +52,7 @@ bool IsRefusal(ExecStatusType status) {
 // The one of the last link that ended. Never destroyed, as the list of databases.
 struct KeptConnection {
     std::string conninfo;
-    pid_t process = 0;
+    ProcessMark process;
     PgConnection connection{nullptr, PQfinish};
     std::set<const char*> prepared;
 };
@@ -64,7 +64,7 @@ KeptConnection& Kept() {
 
 // A process that forked has the other one's: to end it here would end it there.
 void LeaveWhatIsOfOtherProcess(KeptConnection& kept) {
-    if (kept.process != getpid()) {
+    if (kept.process.IsOther()) {
         [[maybe_unused]] PGconn* const left = kept.connection.release();
     }
 }
@@ -124,7 +124,8 @@ PostgresLink::~PostgresLink() {
     LeaveWhatIsOfOtherProcess(kept);
     if (m_connection != nullptr && PQstatus(m_connection.get()) == CONNECTION_OK &&
         m_sent.empty() && PQtransactionStatus(m_connection.get()) == PQTRANS_IDLE) {
-        kept = {std::move(m_conninfo), getpid(), std::move(m_connection), std::move(m_prepared)};
+        kept = {std::move(m_conninfo), ProcessMark(), std::move(m_connection),
+                std::move(m_prepared)};
     }
 }
 

@@ -1,4 +1,5 @@
 // The cache of models in stores: what it has, what it loses, and what a store may not do to it.
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "Proxy.h"
@@ -41,6 +42,7 @@ TEST_F(CacheTest, WithoutTheStoreAStateThatIsThereIsRead) {
     const std::string url = m_server->Url(m_name, proxy.Folder());
     EXPECT_EQ(FirstComponent(ORQSimDatabase::Open(url, Mode::ReadOnly)), Filled(kSharedNodes, 1));
     proxy.Block(true);
+    proxy.CutBeforeAnswer(0);  // the connection that is there, too
     const auto open = [&](const std::string& suffix) {
         return ORQSimDatabase::Open(url + suffix, Mode::ReadOnly);
     };
@@ -63,6 +65,18 @@ TEST_F(CacheTest, BulkDataThatIsMissingOrDamagedIsFetchedAgain) {
     for (const char byte : {'\0', 'x'}) {
         WriteBytes(bulk, whole.substr(0, 4096) + std::string(whole.size() - 4096, byte));
         EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 1));
+    }
+    // What is noted as written may be more or less than what was.
+    const fs::path written = Slots().front() / "written";
+    const std::string noted = ReadBytes(written);
+    EXPECT_NE(noted.find('\1'), std::string::npos);
+    for (const std::string& note : {std::string(), std::string(noted.size(), '\1'), noted}) {
+        for (const std::string& bytes : {whole, whole.substr(0, 4096)}) {
+            WriteBytes(written, note);
+            WriteBytes(bulk, bytes);
+            std::filesystem::resize_file(bulk, whole.size());
+            EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 1));
+        }
     }
     // A slot whose catalogue is damaged is made anew.
     const std::string catalogue = Slots().front() / "catalogue.sqlite";
@@ -177,4 +191,91 @@ TEST_F(CacheTest, WhatKilledProcessesWereRemovingGoes) {
     { Open(Mode::ReadOnly); }
     EXPECT_FALSE(fs::exists(dead));
     EXPECT_EQ(Slots().size(), 1);
+}
+
+TEST_F(CacheTest, WhatWasSeenLastIsNotForgottenForWhatWasAskedEarlier) {
+    Proxy proxy(m_server->Folder());
+    CreateWith(1);
+    const std::string url = m_server->Url(m_name, proxy.Folder());
+    const fs::path notes = fs::path(std::getenv("XDG_CACHE_HOME")) / "orq-models" / "names";
+    const auto onlyNote = [&] { return fs::directory_iterator(notes)->path(); };
+    fs::remove_all(notes);
+    { ORQSimDatabase::Open(url, Mode::ReadOnly); }
+    const fs::path note = onlyNote();
+    fs::remove_all(notes);
+    const pid_t late = fork();
+    if (late == 0) {
+        // Asks at state 3, and is told when others have seen state 4.
+        proxy.HoldBeforeAnswer(1);
+        ORQSimDatabase::Open(url, Mode::ReadOnly);
+        _exit(0);
+    }
+    while (!proxy.HasCut()) {
+        usleep(1000);
+    }
+    // Through no proxy, so under another name.
+    WriteAll(Open(Mode::ReadWrite), 2);
+    fs::copy_file(onlyNote(), note);
+    proxy.Release();
+    int status = -1;
+    waitpid(late, &status, 0);
+    EXPECT_EQ(status, 0);
+    m_server->Ask("UPDATE orq_model SET generation = 3 WHERE name = '" + m_name + "'");
+    EXPECT_TRUE(Fails(Failure::Damaged, {"seen state 4"},
+                      [&] { ORQSimDatabase::Open(url, Mode::ReadOnly); }));
+}
+
+TEST_F(CacheTest, WhoNeedsAStateThatIsPrunedIsToldSo) {
+    Proxy proxy(m_server->Folder());
+    CreateWith(1);
+    UseMachine("second");
+    { Open(Mode::ReadOnly); }
+    UseMachine("first");
+    for (const double value : {2.0, 3.0}) {
+        WriteAll(Open(Mode::ReadWrite), value);
+    }
+    const pid_t late = fork();
+    if (late == 0) {
+        // Has state 3, is told that the newest is state 5, and asks for what is between.
+        UseMachine("second");
+        proxy.HoldBeforeAnswer(1);
+        _exit(Fails(Failure::Busy, {m_name, "state 3 was pruned", "has states 5 to 5"},
+                    [&] {
+                        ORQSimDatabase::Open(m_server->Url(m_name, proxy.Folder()), Mode::ReadOnly);
+                    })
+                  ? 0
+                  : 1);
+    }
+    while (!proxy.HasCut()) {
+        usleep(1000);
+    }
+    UseMachine("third");
+    const ORQSimDatabase reader = Open(Mode::ReadOnly, "@4");
+    ORQSimModelStore::DropBefore(m_url, 5);
+    proxy.Release();
+    int status = -1;
+    waitpid(late, &status, 0);
+    EXPECT_EQ(status, 0);
+    // Whoever has opened it already is told when bytes are missing.
+    EXPECT_TRUE(
+        Fails(Failure::Busy, {m_name, "state 4 was pruned"}, [&] { FirstComponent(reader); }));
+    EXPECT_TRUE(Fails(Failure::Busy, {m_name, "state 4 was pruned"}, [&] { reader.Verify(); }));
+    EXPECT_EQ(ReadAnew(), Filled(kSharedNodes, 3));
+}
+
+TEST_F(CacheTest, TablesThatAreNotThoseOfModelsAreRefusedByName) {
+    m_server->Ask(
+        "CREATE SCHEMA other; CREATE TABLE other.orq_model(name text PRIMARY KEY, identity bytea, "
+        "generation integer NOT NULL, oldest bigint NOT NULL, lease bytea, writer text, "
+        "lease_until timestamp with time zone); CREATE TABLE other.orq_commit(identity bytea, "
+        "generation bigint PRIMARY KEY)");
+    EXPECT_TRUE(Fails(
+        Failure::Foreign,
+        {"column generation of table orq_model is integer, and has to be bigint",
+         "table orq_commit has no column token",
+         "the key of table orq_commit is (generation), and has to be (identity, "
+         "generation)"},
+        [&] { ORQSimModelStore::Prepare(m_server->Url("") + "&options=-csearch_path%3Dother"); }));
+    EXPECT_EQ(m_server->Ask("SELECT count(*) FROM pg_tables WHERE schemaname = 'other'"), "2");
+    m_server->Ask("DROP SCHEMA other CASCADE");
 }

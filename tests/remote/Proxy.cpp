@@ -23,6 +23,7 @@ struct Proxy::Control {
     std::atomic<bool> waits{true};
     std::atomic<bool> hasCut{false};
     std::atomic<bool> blocks{false};
+    std::atomic<bool> holds{false};
     std::atomic<int> nRoundTrips{0};
     std::atomic<pid_t> victim{0};
     std::atomic<int> delay{0};
@@ -107,6 +108,15 @@ void Proxy::KillBeforeAnswer(int n, pid_t process) {
     m_control->victim = process;
 }
 
+void Proxy::HoldBeforeAnswer(int n) {
+    m_control->holds = true;
+    CutBeforeAnswer(n);
+}
+
+void Proxy::Release() {
+    m_control->holds = false;
+}
+
 bool Proxy::HasCut() const {
     return m_control->hasCut;
 }
@@ -163,10 +173,13 @@ void Proxy::Serve(int listening, const std::string& server, Control& control) {
                         if (const pid_t victim = control.victim; victim != 0) {
                             kill(victim, SIGKILL);
                         }
+                        lives = control.holds;
                         // The server goes on until its answer is there, and longer.
                         usleep(20'000);
                         control.hasCut = true;
-                        lives = false;
+                        while (control.holds) {
+                            usleep(1000);
+                        }
                     }
                 }
                 lives = lives && HandOver(line.server, line.client, &control.nBytes);

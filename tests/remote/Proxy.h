@@ -26,6 +26,9 @@ class Proxy {
     void CutBeforeAnswer(int n, When when = When::Answered);
     /// Kills a process where it would cut.
     void KillBeforeAnswer(int n, pid_t process);
+    /// Holds that answer back until it is released, and all others with it.
+    void HoldBeforeAnswer(int n);
+    void Release();
     /// Whether it came to that.
     bool HasCut() const;
     /// Whether nobody gets through.

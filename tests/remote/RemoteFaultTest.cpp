@@ -162,6 +162,35 @@ TEST_F(RemoteFaultTest, ACommitWhoseOutcomeNobodyTellsLeavesTheHandleInDoubt) {
     EXPECT_EQ(FirstComponent(Open(Mode::ReadOnly)), Filled(kSharedNodes, 2));
 }
 
+TEST_F(RemoteFaultTest, ACommitWhoseRecordWasPrunedIsNotGuessed) {
+    Proxy proxy(m_server->Folder());
+    {
+        const ORQSimDatabase database = Create();
+        Put(database, 1);
+    }
+    const pid_t other = fork();
+    if (other == 0) {
+        // Others went on, and pruned, while the answer was lost.
+        while (!proxy.HasCut()) {
+            usleep(1000);
+        }
+        m_server->Ask("UPDATE orq_model SET generation = 5, oldest = 5 WHERE name = '" + m_name +
+                      "'; DELETE FROM orq_commit WHERE identity = (SELECT identity FROM orq_model "
+                      "WHERE name = '" +
+                      m_name + "')");
+        proxy.Block(false);
+        _exit(0);
+    }
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(m_server->Url(m_name, proxy.Folder()), Mode::ReadWrite);
+    proxy.Block(true);
+    proxy.CutBeforeAnswer(1);  // that of COMMIT
+    EXPECT_TRUE(Fails(Failure::Refused, {m_name, "state 4", "cannot be told", "pruned"},
+                      [&] { Put(database, 2); }));
+    EXPECT_TRUE(Fails(Failure::Refused, {}, [&] { Put(database, 3); }));
+    waitpid(other, nullptr, 0);
+}
+
 TEST_F(RemoteFaultTest, KilledWritersLeaveTheLastHead) {
     {
         const ORQSimDatabase database = Create();

@@ -219,19 +219,19 @@ ChunkStore::Range BulkChunks::Check(Chunk& chunk, Range range) {
     return CheckedAround(extent, range);
 }
 
-// Where bytes may still have to be brought, holes of the file are left alone: they would get pages,
-// which then count as written.
+// Where bytes may still have to be brought, holes of the file are left alone: the system would keep
+// memory for them, in small pages, into which what is brought would then go.
 void BulkChunks::Prefault(const Extent& extent, std::int64_t begin, std::int64_t end) const {
     if (m_source == nullptr || m_file.IsWritten(extent.offset + begin, extent.offset + end)) {
         m_file.Prefault(extent.offset + begin, end - begin);
     }
 }
 
-// Whether a block certainly has to be brought. Looking at it would take pages for a hole, which then
-// count as written.
+// Whether a block certainly has to be brought; holes are left alone, as above.
 bool BulkChunks::IsMissing(const Extent& extent, std::size_t block) const {
-    return m_source != nullptr && m_file.NextWritten(extent.offset + BlockBegin(block)) >=
-                                      extent.offset + BlockEnd(block, extent.length);
+    return m_source != nullptr &&
+           !m_file.HasWritten(extent.offset + BlockBegin(block),
+                              extent.offset + BlockEnd(block, extent.length));
 }
 
 void BulkChunks::Verify(Extent& extent, std::int64_t begin, std::int64_t end) {
@@ -264,6 +264,9 @@ void BulkChunks::CompareAgain(Extent& extent, std::size_t block) {
     const std::int64_t from = BlockBegin(block);
     const std::int64_t size = BlockEnd(block, extent.length) - from;
     if (BlockHash(BytesOf(extent) + from, size) != extent.checksums[block]) {
+        if (m_source != nullptr) {
+            m_source->CheckStillThere();
+        }
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             m_file.Path() + ": the block at byte " +
                                 std::to_string(extent.offset + from) + " (" + std::to_string(size) +
@@ -309,14 +312,11 @@ void BulkChunks::Bring(Extent& extent, std::size_t first) {
     const std::byte* bytes = BytesOf(extent);
     std::vector<BulkFile::Place> places;
     const std::size_t last = std::min(first + kMost, extent.checksums.size());
-    // Reading what was never written would take memory for it.
-    const std::int64_t written =
-        m_file.NextWritten(extent.offset + BlockBegin(first + 1)) - extent.offset;
     for (std::size_t block = first; block < last; ++block) {
         const std::int64_t from = BlockBegin(block);
         const std::int64_t to = BlockEnd(block, extent.length);
         if (extent.verified[block] ||
-            (block > first && to > written &&
+            (block > first && !IsMissing(extent, block) &&
              BlockHash(bytes + from, to - from) == extent.checksums[block])) {
             continue;
         }

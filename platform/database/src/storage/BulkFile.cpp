@@ -21,6 +21,7 @@ namespace orq::storage {
 namespace {
 
 constexpr std::int64_t kWriteStep = 2 << 20;     // see Write
+constexpr std::int64_t kLargePage = 2 << 20;     // of the system
 constexpr std::int64_t kLargePiece = 256 << 10;  // worth a call of its own
 // The disk is told to begin after so many bytes: smaller requests wait for each other.
 constexpr std::int64_t kWriteBackStep = 4 << 20;
@@ -232,11 +233,43 @@ void BulkFile::WriteStep(std::span<const std::byte> bytes, std::span<const std::
     const std::int64_t end = WaitingEnd() + static_cast<std::int64_t>(bytes.size() + fill.size());
     ReserveRoom(end);
     WriteAll(m_file, m_path, m_waitingBegin, {m_waiting, bytes, fill});
+    if (m_writtenPages) {
+        m_writtenPages->Add(m_waitingBegin, end);
+    }
     BeginWriteBack(m_waitingBegin, end);
     m_nWritten += end - m_waitingBegin;
     m_waitingBegin = end;
     m_waiting.clear();
     m_isFirst = false;
+}
+
+void BulkFile::Fill(std::int64_t offset, std::span<const std::byte> bytes) {
+    WriteAll(m_file, m_path, offset, {bytes});
+    if (m_writtenPages) {
+        m_writtenPages->Add(offset, offset + static_cast<std::int64_t>(bytes.size()));
+    }
+}
+
+// A page has the size that it had when it was first needed: for a piece of a write, one that fits it.
+// Reading a hole through a map for which large pages are wanted makes one of zeros, which the pieces
+// are then copied into. Mapping 190 MB takes 0.3 ms with such pages, and 20 ms without.
+void BulkFile::PrepareToFill(std::int64_t begin, std::int64_t end) const {
+#ifdef MADV_POPULATE_READ
+    begin = (begin + kLargePage - 1) / kLargePage * kLargePage;
+    end = end / kLargePage * kLargePage;
+    if (begin >= end) {
+        return;
+    }
+    const auto size = static_cast<std::size_t>(end - begin);
+    void* map = mmap(nullptr, size, PROT_READ, MAP_SHARED, m_file, begin);
+    if (map == MAP_FAILED) {
+        return;
+    }
+    if (madvise(map, size, MADV_HUGEPAGE) == 0) {
+        madvise(map, size, MADV_POPULATE_READ);
+    }
+    munmap(map, size);
+#endif
 }
 
 // Where much is written at the end of the file, the file system finds room for it ahead and in one
@@ -309,18 +342,6 @@ void BulkFile::CutOff(std::int64_t end) noexcept {
 bool BulkFile::Reaches(std::int64_t size) const noexcept {
     struct stat status {};
     return fstat(m_file, &status) == 0 && status.st_size >= size;
-}
-
-std::int64_t BulkFile::NextWritten(std::int64_t offset) const noexcept {
-    const off_t next = lseek(m_file, offset, SEEK_DATA);
-    if (next >= 0) {
-        return next;
-    }
-    return errno == ENXIO ? std::numeric_limits<std::int64_t>::max() : offset;
-}
-
-bool BulkFile::IsWritten(std::int64_t begin, std::int64_t end) const noexcept {
-    return lseek(m_file, begin, SEEK_HOLE) >= end;
 }
 
 std::int64_t BulkFile::Size() const {

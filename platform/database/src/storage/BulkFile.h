@@ -9,10 +9,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "WrittenPages.h"
 
 namespace orq::storage {
 
@@ -55,10 +58,20 @@ class BulkFile {
     // Whether the file has this many bytes; false where that is unknown.
     bool Reaches(std::int64_t size) const noexcept;
 
-    // From where on the file has bytes that were written, or none known, at or behind `offset`.
-    std::int64_t NextWritten(std::int64_t offset) const noexcept;
-    // Whether none of these bytes is in a hole of the file.
-    bool IsWritten(std::int64_t begin, std::int64_t end) const noexcept;
+    // Puts bytes that were committed elsewhere into a file that lacks them, at once.
+    void Fill(std::int64_t offset, std::span<const std::byte> bytes);
+    // Bytes from `begin` to `end`, where nothing was written yet, are going to be filled in many small
+    // pieces. The system then keeps them in large pages all the same. A hint only.
+    void PrepareToFill(std::int64_t begin, std::int64_t end) const;
+    // From here on, notes at `path` which pages were written, also by other handles of the file.
+    void KeepWrittenPages(const std::string& path) { m_writtenPages.emplace(path); }
+    // Whether all of these pages were written, and whether one of them was. REQUIRES: it is noted.
+    bool IsWritten(std::int64_t begin, std::int64_t end) {
+        return m_writtenPages->HasAll(begin, end);
+    }
+    bool HasWritten(std::int64_t begin, std::int64_t end) {
+        return m_writtenPages->HasAny(begin, end);
+    }
 
     struct Place {
         std::int64_t offset;
@@ -108,6 +121,7 @@ class BulkFile {
     Place m_unbegun{};            // written, but the disk was not told to begin
     bool m_notes = false;
     std::vector<Place> m_noted;
+    std::optional<WrittenPages> m_writtenPages;
 };
 
 }  // namespace orq::storage

@@ -168,7 +168,7 @@ class Engine final : public Store {
     bool Offer(const OwnChanges& own, std::vector<SharedCommit>& others);
     void Rebase(OwnChanges& own, std::vector<SharedCommit> others);
     void CheckDoNotMeet(std::span<const std::byte> changeset, std::span<const SharedCommit> others);
-    std::set<std::int64_t> OwnersOf(const ChangesetWalk& change);
+    std::set<std::int64_t> OwnersOfStore(std::int64_t store);
     State ApplyNext(std::span<const std::byte> changeset, std::int64_t generation);
     State ApplyOthers(const OwnChanges& own);
     void Replay(OwnChanges& own, std::int64_t shift);
@@ -218,6 +218,8 @@ class Engine final : public Store {
 std::string CataloguePath(const std::string& directory);
 std::string BulkPath(const std::string& directory);
 std::string LockPath(const std::string& directory);
+// Beside them in a directory that follows another database; see WrittenPages.h.
+std::string WrittenPath(const std::string& directory);
 
 Identity NewIdentity();
 std::string HexOf(const Identity& identity);

@@ -112,6 +112,9 @@ std::string BulkPath(const std::string& directory) {
 std::string LockPath(const std::string& directory) {
     return directory + "/lock";
 }
+std::string WrittenPath(const std::string& directory) {
+    return directory + "/written";
+}
 
 void CheckCatalogueHeader(const Connection& connection, const std::string& catalogue) {
     std::array<std::byte, kHeaderBytes> header{};

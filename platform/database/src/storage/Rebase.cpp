@@ -126,15 +126,22 @@ void Engine::CheckDoNotMeet(std::span<const std::byte> changeset,
         rows.Add(other.changeset, other.generation);
     }
     std::set<std::int64_t> objects;
+    std::set<std::int64_t> stores;  // of chunks, whose owners are looked for at the end
     std::int64_t last = 0;
     rows.ForEachMeeting(changeset, [&](std::int64_t generation, const ChangesetWalk& change) {
         last = std::max(last, generation);
-        if (objects.size() < kMostNamed) {
-            objects.merge(OwnersOf(change));
+        const bool isChunk = change.Table() == "extent" || change.Table() == "small_chunk";
+        std::set<std::int64_t>& met = isChunk ? stores : objects;
+        if (met.size() < kMostNamed) {
+            constexpr int kCollectionOfSet = 1;
+            met.insert(change.Number(change.Table() == "component_set" ? kCollectionOfSet : 0));
         }
     });
     if (last == 0) {
         return;
+    }
+    for (const std::int64_t store : stores) {
+        objects.merge(OwnersOfStore(store));
     }
     const SharedCommit& other = *std::ranges::find(others, last, &SharedCommit::generation);
     throw ChangesMeet(other.who + " has meanwhile committed state " + std::to_string(last) + " (" +
@@ -144,17 +151,13 @@ void Engine::CheckDoNotMeet(std::span<const std::byte> changeset,
                       {objects.begin(), objects.end()});
 }
 
-std::set<std::int64_t> Engine::OwnersOf(const ChangesetWalk& change) {
-    if (change.Table() != "extent" && change.Table() != "small_chunk") {
-        constexpr int kCollectionOfSet = 1;
-        return {change.Number(change.Table() == "component_set" ? kCollectionOfSet : 0)};
-    }
+// A look at every row of four tables.
+std::set<std::int64_t> Engine::OwnersOfStore(std::int64_t store) {
     std::set<std::int64_t> owners;
-    const std::string store = std::to_string(change.Number(0));
     for (const char* owner : {"distribution FROM drawer", "distribution FROM drawer_segment",
                               "object FROM f_table", "collection FROM component_set"}) {
         m_connection->ForEachRow(
-            ("SELECT " + std::string(owner) + " WHERE store = " + store).c_str(),
+            ("SELECT " + std::string(owner) + " WHERE store = " + std::to_string(store)).c_str(),
             [&](const std::vector<Value>& row) { owners.insert(std::get<std::int64_t>(row[0])); });
     }
     return owners;

@@ -181,6 +181,7 @@ void Engine::ServeAsCache(ChunkSource* source, CommitSink* sink) {
     m_chunks->BringFrom(source);
     m_space->NeverReuse();
     m_file.NoteWrites(sink != nullptr);
+    m_file.KeepWrittenPages(WrittenPath(m_directory));
     if (m_writable) {
         // What a crash loses of a cache is fetched again; it only has to stay one state.
         EndSnapshot();
@@ -210,7 +211,7 @@ std::vector<BulkFile::Place> Engine::FindMissing(std::int64_t mostBytes) {
         }
         const std::int64_t end = row.offset + row.length;
         if (row.offset >= kBulkPage && row.length <= mostBytes && end <= m_chunks->BulkEnd() &&
-            m_file.NextWritten(row.offset) >= end) {
+            !m_file.HasWritten(row.offset, end)) {
             places.push_back({row.offset, row.length});
         }
     }

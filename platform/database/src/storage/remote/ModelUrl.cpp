@@ -48,14 +48,32 @@ std::string WithoutPercents(std::string_view text) {
     return plain;
 }
 
+// The name of a model may have an @ of its own, with a number. What only looks like one stays: it may
+// be a part of a password.
+std::string WithoutModel(std::string_view query) {
+    const std::size_t key = query.rfind("model=");
+    std::string rest(query);
+    if (key == std::string_view::npos || key == 0 ||
+        (query[key - 1] != '?' && query[key - 1] != '&')) {
+        return rest;
+    }
+    std::string_view value = query.substr(key + 6);
+    value = value.substr(0, value.find('&'));
+    const std::size_t at = value.rfind('@');
+    const std::string_view state = value.substr(std::min(at, value.size()));
+    if (IsModelName(value.substr(0, at)) && state.find_first_not_of("@0123456789") == state.npos) {
+        rest.erase(key, 6 + value.size());
+    }
+    return rest;
+}
+
 // Anywhere libpq would take one from.
 void CheckHasNoPassword(std::string_view url) {
     const std::string_view all = url.substr(url.find("://") + 3);
-    // The name of a model has an @ of its own.
-    const std::string_view rest = all.substr(0, all.rfind("model="));
+    const std::string rest = WithoutModel(all);
     // A password may have any of "/?@" in it, as those that programs make often do.
     const std::size_t at = rest.rfind('@');
-    if ((at != std::string_view::npos && rest.substr(0, at).find(':') < at) ||
+    if ((at != std::string::npos && rest.substr(0, at).find(':') < at) ||
         WithoutPercents(all).find("password=") != std::string::npos) {
         RefuseUrl(
             "a password in it could be read by others; it belongs in the password file "

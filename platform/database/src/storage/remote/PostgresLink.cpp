@@ -7,8 +7,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <limits>
+#include <numeric>
 
+#include "../ProcessMark.h"
 #include "ORQBasFailure.h"
 #include "RemoteStore.h"
 
@@ -46,6 +47,32 @@ std::string OneLine(std::string_view text) {
 
 bool IsRefusal(ExecStatusType status) {
     return status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK && status != PGRES_SINGLE_TUPLE;
+}
+
+// The one of the last link that ended. Never destroyed, as the list of databases.
+struct KeptConnection {
+    std::string conninfo;
+    ProcessMark process;
+    PgConnection connection{nullptr, PQfinish};
+    std::set<const char*> prepared;
+};
+
+KeptConnection& Kept() {
+    static auto& kept = *new KeptConnection;
+    return kept;
+}
+
+// A process that forked has the other one's: to end it here would end it there.
+void LeaveWhatIsOfOtherProcess(KeptConnection& kept) {
+    if (kept.process.IsOther()) {
+        [[maybe_unused]] PGconn* const left = kept.connection.release();
+    }
+}
+
+// Nothing comes unasked but the end: of a server that stopped, or of a line that keepalives gave up.
+bool IsQuiet(PGconn* connection) {
+    pollfd wait{PQsocket(connection), POLLIN, 0};
+    return poll(&wait, 1, 0) == 0;
 }
 
 }  // namespace
@@ -92,7 +119,32 @@ std::span<const std::byte> Answer::Bytes(int row, int column) const {
     return std::as_bytes(std::span(text.data(), text.size()));
 }
 
+PostgresLink::~PostgresLink() {
+    KeptConnection& kept = Kept();
+    LeaveWhatIsOfOtherProcess(kept);
+    if (m_connection != nullptr && PQstatus(m_connection.get()) == CONNECTION_OK &&
+        m_sent.empty() && PQtransactionStatus(m_connection.get()) == PQTRANS_IDLE) {
+        kept = {std::move(m_conninfo), ProcessMark(), std::move(m_connection),
+                std::move(m_prepared)};
+    }
+}
+
+bool PostgresLink::TakeKept() {
+    KeptConnection& kept = Kept();
+    LeaveWhatIsOfOtherProcess(kept);
+    if (kept.connection == nullptr || kept.conninfo != m_conninfo ||
+        !IsQuiet(kept.connection.get())) {
+        return false;
+    }
+    m_connection = std::move(kept.connection);
+    m_prepared = std::move(kept.prepared);
+    return true;
+}
+
 void PostgresLink::Connect() {
+    if (TakeKept()) {
+        return;
+    }
     // The URL comes last, so that what it says counts. A store that does not answer is one that
     // cannot be reached, within a time that somebody would wait.
     // Keepalives show that a host has gone which was only waited for.
@@ -119,6 +171,7 @@ void PostgresLink::Disconnect() noexcept {
     m_connection.reset();
     m_prepared.clear();
     m_sent.clear();
+    m_waiting = 0;
 }
 
 void PostgresLink::FailLost() {
@@ -166,6 +219,7 @@ void PostgresLink::Flush() {
     if (left < 0) {
         FailLost();
     }
+    m_waiting = 0;
 }
 
 void PostgresLink::Send(const char* sql, std::span<const Parameter> parameters) {
@@ -194,7 +248,14 @@ void PostgresLink::Send(const char* sql, std::span<const Parameter> parameters) 
         FailLost();
     }
     m_sent.push_back(true);
-    Flush();
+    // Small ones go together: each would be a packet of its own, and the store would answer the first
+    // before it has the last.
+    constexpr std::size_t kTogether = 64 << 10;
+    m_waiting +=
+        std::strlen(sql) + static_cast<std::size_t>(std::reduce(sizes.begin(), sizes.end()));
+    if (m_waiting >= kTogether) {
+        Flush();
+    }
 }
 
 // Each statement is answered by one result, or by one for each row and one more, and by a null one.

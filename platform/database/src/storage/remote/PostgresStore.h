@@ -33,11 +33,18 @@ class PostgresStore final : public RemoteStore {
     std::vector<PieceKey> ListPieces(const Identity& identity, std::int64_t generation) override;
     void DropBefore(const Identity& identity, std::int64_t oldest,
                     std::span<const PieceKey> pieces) override;
+    void CheckHas(const Identity& identity, std::int64_t generation) override;
 
   private:
     void TryToPrepare(const char* sql, const char* what, std::vector<std::string>& left);
     void SendHeadQuery();
     std::optional<Head> HeadOf(const Answer& answer) const;
+    void CheckOrGiveUp(const std::vector<Answer>& answers);
+    struct Leasing {
+        Answer answer;
+        Head head;
+    };
+    Leasing FinishLeasing();
     [[noreturn]] void FailLeased(const Head& head) const;
     void SendSwap(const Identity& identity, const std::optional<Lease>& lease,
                   const NewState& state);
@@ -47,6 +54,10 @@ class PostgresStore final : public RemoteStore {
     void SendState(const Identity& identity, const NewState& state);
     void SendBase(const Identity& identity, std::int64_t generation,
                   std::span<const std::byte> base);
+    void BeginToRead();
+    std::vector<Answer> FinishReading(const Identity& identity, std::int64_t generation);
+    void CheckHasState(const std::optional<Head>& head, const Identity& identity,
+                       std::int64_t generation) const;
     Base BaseOf(const Answer& answer) const;
     std::vector<SharedCommit> CommitsOf(const Answer& commits, const Answer& parts,
                                         std::int64_t after, std::int64_t last) const;

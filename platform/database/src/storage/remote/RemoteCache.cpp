@@ -97,6 +97,12 @@ void RemoveSlot(const fs::path& slot) {
     }
 }
 
+// Of a database that was made here: its bulk file has all of its bytes.
+void NoteAsWritten(const fs::path& directory) {
+    WrittenPages(WrittenPath(directory.string()))
+        .Add(0, static_cast<std::int64_t>(fs::file_size(BulkPath(directory.string()))));
+}
+
 // Those of processes that were killed meanwhile, too: nobody opens them any more.
 void RemoveDead(const fs::path& model) {
     std::error_code ignored;
@@ -178,6 +184,11 @@ std::optional<RemoteCache::Note> RemoteCache::ReadNote() const {
 
 void RemoteCache::WriteNote(const Note& note) const {
     MakeFolder(m_note.parent_path());
+    const std::optional<FolderHold> alone = FolderHold::Alone(m_note.parent_path(), true);
+    const std::optional<Note> there = ReadNote();
+    if (there && there->identity == note.identity && there->generation >= note.generation) {
+        return;
+    }
     const fs::path made = m_note.string() + "." + HexOf(NewIdentity());
     std::ofstream file(made);
     file << HexOf(note.identity) << ' ' << note.generation << '\n';
@@ -271,17 +282,19 @@ bool RemoteCache::BringForward(Engine& engine, RemoteStore& store, std::int64_t 
     return true;
 }
 
-// Others may be bringing it there just now; then this waits for them.
+// Others may be bringing it there just now; then this waits for them, where it may try more than once.
 void RemoteCache::Advance(const fs::path& slot, RemoteStore& store, const Head& head,
-                          std::int64_t generation) {
-    constexpr int kAttempts = 50;  // with the pauses half a second and more
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+                          std::int64_t generation, int attempts) {
+    for (int attempt = 1;; ++attempt) {
         if (std::optional<Opened> opened = OpenSlot(slot, true)) {
             if (CanReach(*opened->engine, head, generation) &&
                 !BringForward(*opened->engine, store, generation)) {
                 opened.reset();  // before it can go
                 RemoveSlot(slot);
             }
+            return;
+        }
+        if (attempt == attempts) {
             return;
         }
         usleep(10'000);
@@ -298,7 +311,8 @@ bool RemoteCache::CanReach(const Engine& engine, const Head& head, std::int64_t 
 }
 
 std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store, const Head& head,
-                                                              const Wish& wish) const {
+                                                              const Wish& wish,
+                                                              int attempts) const {
     if (std::optional<Opened> found = Find(head.identity, wish)) {
         return found;
     }
@@ -306,7 +320,7 @@ std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store
         std::optional<Opened> opened = OpenSlot(slot, false);
         if (opened && CanReach(*opened->engine, head, wish.generation)) {
             opened.reset();  // so that it can go where it does not fit
-            Advance(slot, store, head, wish.generation);
+            Advance(slot, store, head, wish.generation, attempts);
             if (std::optional<Opened> found = Find(head.identity, wish)) {
                 return found;
             }
@@ -317,15 +331,20 @@ std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store
 
 RemoteCache::Opened RemoteCache::OpenForReading(RemoteStore& store, const Head& head,
                                                 const Wish& wish, const Newcomer* fetched) const {
-    if (std::optional<Opened> found = FindOrAdvance(store, head, wish)) {
+    if (std::optional<Opened> found = FindOrAdvance(store, head, wish, 1)) {
         return std::move(*found);
     }
     const fs::path folder = FolderOf(head.identity);
     MakeFolder(folder);
     // Of those who come at once, one fetches and the others find.
     const std::optional<FolderHold> alone = FolderHold::Alone(folder, true);
-    if (std::optional<Opened> found = FindOrAdvance(store, head, wish)) {
-        return std::move(*found);
+    // A slot that is held may be one that goes forward just now, or that of a writer, who may do
+    // nothing for long; so all of them are tried before any is waited for.
+    constexpr int kPatient = 50;  // with the pauses half a second and more
+    for (const int attempts : {1, kPatient}) {
+        if (std::optional<Opened> found = FindOrAdvance(store, head, wish, attempts)) {
+            return std::move(*found);
+        }
     }
     std::optional<Opened> opened =
         OpenSlot(Build(store, head.identity, wish.generation, fetched), false);
@@ -397,6 +416,7 @@ void RemoteCache::Add(const std::function<Identity(const std::string& directory)
         const fs::path folder = FolderOf(identity);
         MakeFolder(folder);
         const std::optional<FolderHold> alone = FolderHold::Alone(folder, true);
+        NoteAsWritten(staged.Path());
         PutAsSlot(staged.Path(), folder);
     } catch (const std::exception&) {
         // The model is made; what is lost is a copy of it, which is fetched when it is needed.

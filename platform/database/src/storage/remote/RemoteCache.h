@@ -1,7 +1,7 @@
 // The local half of shared models: directories that follow them, kept in a folder of this user.
 //
 //   CACHE/IDENTITY/slot-N    a model database, at some generation of the model, whose bulk file has
-//                            what was read so far
+//                            what was read so far, and a note of that beside it (WrittenPages.h)
 //   CACHE/names/HASH         which model a URL named last, and its newest generation then
 //
 // A slot is held (a shared lock of its folder) by who has it open; it goes on to later generations
@@ -58,6 +58,7 @@ class RemoteCache {
     explicit RemoteCache(const ModelUrl& url);
 
     std::optional<Note> ReadNote() const;
+    /// Unless a later generation of the same model is noted already.
     void WriteNote(const Note& note) const;
 
     /// The state that is wanted.
@@ -98,10 +99,10 @@ class RemoteCache {
     [[nodiscard]] static bool BringForward(Engine& engine, RemoteStore& store,
                                            std::int64_t generation);
     static void Advance(const std::filesystem::path& slot, RemoteStore& store, const Head& head,
-                        std::int64_t generation);
+                        std::int64_t generation, int attempts);
     static bool CanReach(const Engine& engine, const Head& head, std::int64_t generation);
-    std::optional<Opened> FindOrAdvance(RemoteStore& store, const Head& head,
-                                        const Wish& wish) const;
+    std::optional<Opened> FindOrAdvance(RemoteStore& store, const Head& head, const Wish& wish,
+                                        int attempts) const;
     std::filesystem::path Build(RemoteStore& store, const Identity& identity,
                                 std::int64_t generation, const Newcomer* fetched) const;
     static std::filesystem::path PutAsSlot(const std::filesystem::path& made,

@@ -1,11 +1,6 @@
 #include "RemoteEngine.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstdlib>
 #include <utility>
 
@@ -24,36 +19,6 @@ int LeaseSeconds() {
     return seconds > 0 ? seconds : kDefault;
 }
 
-std::int64_t EndOf(const BulkFile::Place& place) {
-    return place.offset + place.size;
-}
-
-// What of a piece lies in a place; it may be nothing.
-PieceView PartIn(const BulkFile::Place& place, const PieceView& piece) {
-    const std::int64_t begin = std::max(piece.place, place.offset);
-    const std::int64_t end =
-        std::min(piece.place + static_cast<std::int64_t>(piece.bytes.size()), EndOf(place));
-    return begin >= end
-               ? PieceView()
-               : PieceView{begin, piece.bytes.subspan(static_cast<std::size_t>(begin - piece.place),
-                                                      static_cast<std::size_t>(end - begin))};
-}
-
-void PutIntoFile(int file, PieceView piece) {
-    while (!piece.bytes.empty()) {
-        const ssize_t n = pwrite(file, piece.bytes.data(), piece.bytes.size(), piece.place);
-        if (n < 0 && errno == EINTR) {
-            continue;
-        }
-        if (n <= 0) {
-            ORQBasThrowSystemFailure("the cache",
-                                     "write " + std::to_string(piece.bytes.size()) + " bytes");
-        }
-        piece.bytes = piece.bytes.subspan(static_cast<std::size_t>(n));
-        piece.place += n;
-    }
-}
-
 // Pieces of a file as they are put into the store.
 std::vector<PieceView> CutIntoPieces(BulkFile& file, std::span<const BulkFile::Place> places) {
     std::vector<PieceView> pieces;
@@ -61,10 +26,11 @@ std::vector<PieceView> CutIntoPieces(BulkFile& file, std::span<const BulkFile::P
         return pieces;
     }
     // One map for all of them: the next one may move it.
-    const std::byte* bytes = file.Map(0, EndOf(places.back()));
+    const std::byte* bytes = file.Map(0, places.back().offset + places.back().size);
     for (const BulkFile::Place& place : places) {
-        for (std::int64_t at = place.offset; at < EndOf(place); at += RemoteStore::kMostPiece) {
-            const std::int64_t size = std::min(RemoteStore::kMostPiece, EndOf(place) - at);
+        const std::int64_t end = place.offset + place.size;
+        for (std::int64_t at = place.offset; at < end; at += RemoteStore::kMostPiece) {
+            const std::int64_t size = std::min(RemoteStore::kMostPiece, end - at);
             pieces.push_back({at, {bytes + at, static_cast<std::size_t>(size)}});
         }
     }
@@ -77,13 +43,11 @@ RemoteEngine::RemoteEngine(ModelUrl url)
     : m_url(std::move(url)),
       m_path(m_url.Text()),
       m_store(RemoteStore::Open(m_url)),
+      m_pieces(*m_store),
       m_cache(m_url) {}
 
 RemoteEngine::~RemoteEngine() {
     m_slot.engine.reset();
-    if (m_bulk >= 0) {
-        close(m_bulk);
-    }
     if (m_lease) {
         try {
             m_store->GiveLeaseBack(m_lease->token);
@@ -253,16 +217,8 @@ void RemoteEngine::OpenToWriteBesideOthers() {
 }
 
 void RemoteEngine::Use(RemoteCache::Opened opened) {
-    const std::string bulk = BulkPath(opened.directory.string());
-    const int file = open(bulk.c_str(), O_WRONLY | O_CLOEXEC);
-    if (file < 0) {
-        ORQBasThrowSystemFailure(bulk, "open for writing");
-    }
-    if (m_bulk >= 0) {
-        close(m_bulk);
-    }
-    m_bulk = file;
-    opened.engine->ServeAsCache(this, m_writable ? this : nullptr);
+    m_pieces.Serve(*opened.engine, opened.directory.string());
+    opened.engine->ServeAsCache(&m_pieces, m_writable ? this : nullptr);
     std::swap(m_slot.engine, opened.engine);
     std::swap(m_slot.hold, opened.hold);
     m_slot.directory = opened.directory;
@@ -293,55 +249,6 @@ bool RemoteEngine::Refresh() {
 
 // --- Reading -------------------------------------------------------------------------------------
 
-void RemoteEngine::Bring(std::span<const BulkFile::Place> places) {
-    if (!std::exchange(m_hasSmall, true)) {
-        BringWithSmall(places);
-        return;
-    }
-    // Who begins where the last one ended, or in the block that it ended in, reads on, and gets the
-    // more the longer it goes on.
-    constexpr std::int64_t kLeast = 2 << 20;
-    constexpr std::int64_t kMost = 16 << 20;
-    const std::int64_t begin = places.front().offset;
-    const std::int64_t end = EndOf(places.back());
-    const bool readsOn = begin > m_lastEnd - kChecksumBlock && begin <= m_lastEnd + kLeast;
-    m_aheadSize = readsOn ? std::clamp(2 * m_aheadSize, kLeast, kMost) : 0;
-    const BulkFile::Place ahead{end, m_aheadSize};
-    const BulkFile::Place all{begin, EndOf(ahead) - begin};
-    const std::span<const BulkFile::Place> asked =
-        readsOn ? std::span<const BulkFile::Place>(&all, 1) : places;
-    Fetch(asked, places, ahead);
-    m_lastEnd = EndOf(ahead);
-}
-
-// Most commands begin with small chunks that lie here and there, such as times, tables and labels;
-// so the first round trip brings them too.
-void RemoteEngine::BringWithSmall(std::span<const BulkFile::Place> places) {
-    constexpr std::int64_t kMostBytes = 2 << 20;
-    std::vector<BulkFile::Place> all = Slot().FindMissing(kMostBytes);
-    all.insert(all.end(), places.begin(), places.end());
-    const std::vector<BulkFile::Place> joined = Meet(all, all);
-    m_lastEnd = EndOf(places.back());
-    Fetch(joined, joined, {m_lastEnd, 0});
-}
-
-// Pieces go into the file as they come, while the store sends the next ones. What nobody asked for
-// yet, `ahead`, only goes where nothing was ever written, so nothing is changed that somebody has
-// compared.
-void RemoteEngine::Fetch(std::span<const BulkFile::Place> asked,
-                         std::span<const BulkFile::Place> places, const BulkFile::Place& ahead) {
-    m_store->GetPieces(m_head.identity, Generation(), asked, [&](const PieceView& piece) {
-        for (const BulkFile::Place& place : places) {
-            PutIntoFile(m_bulk, PartIn(place, piece));
-        }
-        const PieceView part = PartIn(ahead, piece);
-        if (!part.bytes.empty() &&
-            Slot().Bulk().NextWritten(part.place) >= part.place + std::ssize(part.bytes)) {
-            PutIntoFile(m_bulk, part);
-        }
-    });
-}
-
 void RemoteEngine::CopyTo(const std::string& directory,
                           const std::function<void(double)>& progress) {
     const std::int64_t all = std::max<std::int64_t>(1, GetSizes().bulkBytes);
@@ -357,73 +264,11 @@ void RemoteEngine::VerifyChunks(std::vector<std::string>& problems,
                                 const std::function<void(double)>& progress) {
     const std::size_t nBefore = problems.size();
     if (Depth() == 0) {  // else the store has not all of it yet
-        VerifyPieces(problems, [&](double done) { progress(0.5 * done); });
+        m_pieces.Verify(problems, m_path, [&](double done) { progress(0.5 * done); });
     }
     if (problems.size() == nBefore) {
         Slot().Chunks().BringAll([](std::int64_t) {});
         Slot().VerifyChunks(problems, [&](double done) { progress(0.5 + 0.5 * done); });
-    }
-}
-
-void RemoteEngine::VerifyPieces(std::vector<std::string>& problems,
-                                const std::function<void(double)>& progress) {
-    constexpr std::int64_t kMostBytes = 16 << 20;  // of a round trip
-    constexpr std::size_t kMostExtents = 256;
-    const auto all = static_cast<double>(std::max<std::int64_t>(1, GetSizes().bulkBytes));
-    std::int64_t seen = 0;
-    std::int64_t bytes = 0;
-    std::vector<Extent> extents;
-    const auto verify = [&] {
-        VerifyPiecesOf(extents, problems);
-        extents.clear();
-        seen += std::exchange(bytes, 0);
-        progress(std::min(1.0, static_cast<double>(seen) / all));
-    };
-    for (const ExtentRow& row : Slot().Rows().Find<ExtentRow>()) {
-        try {
-            Extent extent = MakeExtent(row);
-            if (extent.IsInFile()) {  // else it came with its row
-                bytes += extent.length;
-                extents.push_back(std::move(extent));
-            }
-        } catch (const ORQBasFailure& failure) {
-            problems.push_back(failure.Text());
-        }
-        if (bytes >= kMostBytes || extents.size() == kMostExtents) {
-            verify();
-        }
-    }
-    verify();
-}
-
-void RemoteEngine::VerifyPiecesOf(std::span<const Extent> extents,
-                                  std::vector<std::string>& problems) {
-    std::vector<BulkFile::Place> places;
-    for (const Extent& extent : extents) {
-        places.push_back({extent.offset, extent.length});
-    }
-    if (places.empty()) {
-        return;
-    }
-    std::vector<std::vector<std::byte>> contents;
-    for (const BulkFile::Place& place : places) {
-        contents.emplace_back(static_cast<std::size_t>(place.size));
-    }
-    const std::vector<BulkFile::Place> joined = Meet(places, places);
-    m_store->GetPieces(m_head.identity, Generation(), joined, [&](const PieceView& piece) {
-        for (std::size_t i = 0; i < places.size(); ++i) {
-            const PieceView part = PartIn(places[i], piece);
-            if (!part.bytes.empty()) {
-                std::ranges::copy(part.bytes,
-                                  contents[i].begin() + (part.place - places[i].offset));
-            }
-        }
-    });
-    for (std::size_t i = 0; i < places.size(); ++i) {
-        for (const std::int64_t damaged : FindDamage(contents[i].data(), extents[i])) {
-            problems.push_back(m_path + ": the pieces at byte " + std::to_string(damaged) +
-                               " of the bulk data are damaged or missing (checksum differs)");
-        }
     }
 }
 

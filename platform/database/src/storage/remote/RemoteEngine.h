@@ -10,17 +10,14 @@
 #include <string>
 #include <vector>
 
-#include "../ChunkSource.h"
 #include "../CommitSink.h"
+#include "PieceFetcher.h"
 #include "RemoteCache.h"
 #include "RemoteStore.h"
 
 namespace orq::storage {
 
-class RemoteEngine final : public Store,
-                           private ChunkSource,
-                           private CommitSink,
-                           private NumberSource {
+class RemoteEngine final : public Store, private CommitSink, private NumberSource {
   public:
     static void Build(const std::string& url, FirstContent content, const Filling& fill);
     static std::unique_ptr<RemoteEngine> Open(const std::string& url, bool writable);
@@ -79,13 +76,6 @@ class RemoteEngine final : public Store,
     std::optional<Newcomer> AskForState(const std::optional<RemoteCache::Note>& note);
     [[noreturn]] void FailUnknown() const;
     void CheckHead(const Head& head, const std::optional<RemoteCache::Note>& note) const;
-    void Bring(std::span<const BulkFile::Place> places) override;
-    void BringWithSmall(std::span<const BulkFile::Place> places);
-    void VerifyPieces(std::vector<std::string>& problems,
-                      const std::function<void(double)>& progress);
-    void VerifyPiecesOf(std::span<const Extent> extents, std::vector<std::string>& problems);
-    void Fetch(std::span<const BulkFile::Place> asked, std::span<const BulkFile::Place> places,
-               const BulkFile::Place& ahead);
     std::vector<SharedCommit> Take(const CommittedChange& change) override;
     std::vector<SharedCommit> Offer(const NewState& state);
     std::vector<SharedCommit> CommitsOfOthers(std::int64_t after);
@@ -98,9 +88,9 @@ class RemoteEngine final : public Store,
     std::string m_path;
     bool m_writable = false;
     std::unique_ptr<RemoteStore> m_store;
+    PieceFetcher m_pieces;
     RemoteCache m_cache;
     RemoteCache::Opened m_slot;
-    int m_bulk = -1;  // descriptor of the slot's bulk file, for what is brought
     Head m_head;
     std::optional<Lease> m_lease;  // of one who writes alone
     Numbers m_numRanges;           // that were leased so far
@@ -108,9 +98,6 @@ class RemoteEngine final : public Store,
     std::string m_lost;            // why no more can be committed; empty while it can
     std::chrono::steady_clock::time_point m_renewed;
     std::int64_t m_changesetBytes = 0;  // since the last base that this handle put
-    std::int64_t m_aheadSize = 0;       // of what was brought last
-    std::int64_t m_lastEnd = 0;         // of that
-    bool m_hasSmall = false;            // small chunks were brought together
 };
 
 }  // namespace orq::storage

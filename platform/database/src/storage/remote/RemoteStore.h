@@ -147,9 +147,13 @@ class RemoteStore {
     virtual void PutBase(const Identity& identity, std::int64_t generation,
                          std::span<const std::byte> base) = 0;
 
-    /// The newest base up to a generation. Throws Damaged where there is none.
+    /// Throws Busy where the store no longer has that state: where the model is gone, or pruned up to
+    /// behind it. One round trip.
+    virtual void CheckHas(const Identity& identity, std::int64_t generation) = 0;
+
+    /// The newest base up to a generation. Throws Damaged where there is none, and as CheckHas.
     virtual Base GetBase(const Identity& identity, std::int64_t generation) = 0;
-    /// The commits behind `after` up to `last`, in order.
+    /// The commits behind `after` up to `last`, in order. Throws as CheckHas.
     virtual std::vector<SharedCommit> GetCommits(const Identity& identity, std::int64_t after,
                                                  std::int64_t last) = 0;
 

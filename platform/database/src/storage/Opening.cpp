@@ -280,6 +280,12 @@ FolderNumber NumberOf(const std::string& folder) {
                                               : FolderNumber();
 }
 
+// Where folders cannot be exchanged in one step, the name leads nowhere for a moment.
+bool IsBetweenTwoSteps(const std::string& directory) {
+    return NumberOf(directory) == FolderNumber() &&
+           NumberOf(ORQBasAsideOf(directory).string()) != FolderNumber();
+}
+
 }  // namespace
 
 std::unique_ptr<Engine> Engine::OpenOnce(const std::string& directory, bool writable,
@@ -314,10 +320,14 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
                                     directory + ": is replaced while it is being opened");
             }
         } catch (const ORQBasFailure&) {
-            const bool isReplaced = engine != nullptr || NumberOf(directory) != folder;
+            const bool isBetween = IsBetweenTwoSteps(directory);
+            const bool isReplaced = isBetween || engine != nullptr || NumberOf(directory) != folder;
             engine.reset();
             if (!isReplaced || attempt == kAttempts) {
                 throw;
+            }
+            if (isBetween) {
+                usleep(static_cast<useconds_t>(5000 * attempt));  // a quarter of a second in all
             }
         }
     }

@@ -95,6 +95,24 @@ TEST_F(ProcessTest, AReaderWritesNothing) {
     EXPECT_EQ(reader.Verify(), Texts());
 }
 
+TEST_F(ProcessTest, AReaderMakesNoLogAndFoldsInTheOneThatAWriterLeft) {
+    const auto hasLog = [&] { return std::filesystem::exists(m_path + "/catalogue.sqlite-wal"); };
+    const auto catalogue = [&] { return ReadBytes(m_path + "/catalogue.sqlite"); };
+    const std::string before = catalogue();
+    std::optional<ORQSimDatabase> reader = OpenToRead(m_path);
+    std::optional<ORQSimDatabase> other = OpenToRead(m_path);
+    EXPECT_FALSE(hasLog());
+    WriteAll(OpenToWrite(m_path), 2);
+    EXPECT_TRUE(hasLog());
+    EXPECT_EQ(ValueOf(*reader), "1");
+    reader.reset();
+    EXPECT_EQ(catalogue(), before);  // the other one reads it
+    EXPECT_EQ(ValueOf(*other), "1");
+    other.reset();
+    EXPECT_FALSE(hasLog());
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), "2");
+}
+
 TEST_F(ProcessTest, AReaderKeepsItsStateWhileAnotherProcessOverwritesManyTimes) {
     Peer writer({[&] {
                      const ORQSimDatabase database = OpenToWrite(m_path);

@@ -36,7 +36,8 @@ struct Folds {
 
 // Frames of a log that are not written yet, one behind the other.
 struct Gathered {
-    static constexpr int kMost = 64 << 10;
+    static constexpr int kFrameHeader = 24;
+    static constexpr int kMost = 32 * (kFrameHeader + kCataloguePageSize);
 
     std::byte* bytes = nullptr;  // room for so many, made when it is first needed
     int size = 0;
@@ -330,20 +331,20 @@ int WriteGathered(sqlite3_file* file) {
 }
 
 int WriteToLog(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
-    constexpr int kFrameHeader = 24;
-    constexpr std::size_t kCommitAt = 4;  // in it: the pages of the database, in the last frame
+    constexpr std::size_t kCommitAt = 4;  // in a header: the pages of the database, in the last one
     Gathered& gathered = GatheredOf(file);
-    if (gathered.bytes == nullptr) {
-        gathered.bytes = new (std::nothrow) std::byte[Gathered::kMost];
-    }
     if (gathered.size > 0 &&
         (offset != gathered.offset + gathered.size || amount > Gathered::kMost - gathered.size)) {
         if (const int code = WriteGathered(file); code != SQLITE_OK) {
             return code;
         }
     }
-    const bool isHeader = amount == kFrameHeader;
-    if (gathered.bytes == nullptr || (!isHeader && amount != kCataloguePageSize)) {
+    const bool isHeader = amount == Gathered::kFrameHeader;
+    const bool isPage = amount == kCataloguePageSize && gathered.size > 0;
+    if (isHeader && gathered.bytes == nullptr) {
+        gathered.bytes = new (std::nothrow) std::byte[Gathered::kMost];
+    }
+    if (gathered.bytes == nullptr || !(isHeader || isPage)) {
         return WriteBytes(file, buffer, amount, offset);
     }
     if (gathered.size == 0) {

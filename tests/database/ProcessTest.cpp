@@ -1,4 +1,6 @@
 // Several handles and processes on one database, and processes that die.
+#include <sqlite3.h>
+
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -105,12 +107,24 @@ TEST_F(ProcessTest, AReaderMakesNoLogAndFoldsInTheOneThatAWriterLeft) {
     WriteAll(OpenToWrite(m_path), 2);
     EXPECT_TRUE(hasLog());
     EXPECT_EQ(ValueOf(*reader), "1");
+    // Another program would fold it in without our checksums.
+    Peer program({[&] {
+        sqlite3* opened = nullptr;
+        sqlite3_open((m_path + "/catalogue.sqlite").c_str(), &opened);
+        const int code =
+            sqlite3_exec(opened, "SELECT count(*) FROM object", nullptr, nullptr, nullptr);
+        sqlite3_close(opened);
+        return std::to_string(code);
+    }});
+    EXPECT_EQ(program.Run(), "0");
+    EXPECT_TRUE(hasLog());
     reader.reset();
     EXPECT_EQ(catalogue(), before);  // the other one reads it
     EXPECT_EQ(ValueOf(*other), "1");
     other.reset();
     EXPECT_FALSE(hasLog());
     EXPECT_EQ(ValueOf(OpenToRead(m_path)), "2");
+    EXPECT_EQ(OpenToRead(m_path).Verify(), Texts());
 }
 
 TEST_F(ProcessTest, AReaderKeepsItsStateWhileAnotherProcessOverwritesManyTimes) {

@@ -439,6 +439,7 @@ void Engine::ReadWithoutLog(bool holdsFiles) {
     m_isWithoutLog = true;
     ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?immutable=1",
                       SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    m_connection->ShowItReads();
     Start();
 }
 

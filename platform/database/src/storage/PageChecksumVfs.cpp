@@ -9,7 +9,6 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <optional>
 #include <span>
 #include <utility>
@@ -342,7 +341,7 @@ int WriteToLog(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64
     const bool isHeader = amount == Gathered::kFrameHeader;
     const bool isPage = amount == kCataloguePageSize && gathered.size > 0;
     if (isHeader && gathered.bytes == nullptr) {
-        gathered.bytes = new (std::nothrow) std::byte[Gathered::kMost];
+        gathered.bytes = static_cast<std::byte*>(sqlite3_malloc(Gathered::kMost));
     }
     if (gathered.bytes == nullptr || !(isHeader || isPage)) {
         return WriteBytes(file, buffer, amount, offset);
@@ -379,7 +378,7 @@ int SizeOfLog(sqlite3_file* file, sqlite3_int64* size) {
 }
 // Without frames of a commit that was not finished.
 int CloseLog(sqlite3_file* file) {
-    delete[] std::exchange(GatheredOf(file).bytes, nullptr);
+    sqlite3_free(std::exchange(GatheredOf(file).bytes, nullptr));
     return Close(file);
 }
 

@@ -1,4 +1,6 @@
 // Several handles and processes on one database, and processes that die.
+#include <sqlite3.h>
+
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -93,6 +95,36 @@ TEST_F(ProcessTest, AReaderWritesNothing) {
                       [&] { ORQSimTransaction transaction(reader.ContextID()); }));
     EXPECT_TRUE(Fails(Failure::Usage, {}, [&] { reader.Focus().CreateDataRecord(Slot(4)); }));
     EXPECT_EQ(reader.Verify(), Texts());
+}
+
+TEST_F(ProcessTest, AReaderMakesNoLogAndFoldsInTheOneThatAWriterLeft) {
+    const auto hasLog = [&] { return std::filesystem::exists(m_path + "/catalogue.sqlite-wal"); };
+    const auto catalogue = [&] { return ReadBytes(m_path + "/catalogue.sqlite"); };
+    const std::string before = catalogue();
+    std::optional<ORQSimDatabase> reader = OpenToRead(m_path);
+    std::optional<ORQSimDatabase> other = OpenToRead(m_path);
+    EXPECT_FALSE(hasLog());
+    WriteAll(OpenToWrite(m_path), 2);
+    EXPECT_TRUE(hasLog());
+    EXPECT_EQ(ValueOf(*reader), "1");
+    // Another program would fold it in without our checksums.
+    Peer program({[&] {
+        sqlite3* opened = nullptr;
+        sqlite3_open((m_path + "/catalogue.sqlite").c_str(), &opened);
+        const int code =
+            sqlite3_exec(opened, "SELECT count(*) FROM object", nullptr, nullptr, nullptr);
+        sqlite3_close(opened);
+        return std::to_string(code);
+    }});
+    EXPECT_EQ(program.Run(), "0");
+    EXPECT_TRUE(hasLog());
+    reader.reset();
+    EXPECT_TRUE(catalogue() == before);  // the other one reads it
+    EXPECT_EQ(ValueOf(*other), "1");
+    other.reset();
+    EXPECT_FALSE(hasLog());
+    EXPECT_EQ(ValueOf(OpenToRead(m_path)), "2");
+    EXPECT_EQ(OpenToRead(m_path).Verify(), Texts());
 }
 
 TEST_F(ProcessTest, AReaderKeepsItsStateWhileAnotherProcessOverwritesManyTimes) {

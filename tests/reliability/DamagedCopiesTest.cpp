@@ -16,10 +16,7 @@ class DamagedCopiesTest : public testing::Test {
   protected:
     DamagedCopiesTest() {
         {
-            const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
-            for (const auto& transaction : ModelHistory()) {
-                transaction(database);
-            }
+            const ORQSimDatabase database = MakeModelOfHistory(m_path);
             m_contents = ContentsOf(m_path);
         }
         m_files = ReadFiles(m_folder / ".");

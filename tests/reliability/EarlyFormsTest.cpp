@@ -1,7 +1,5 @@
 // How records and drawers lie in the catalogue, and databases that were made when they lay there
 // otherwise.
-#include <sqlite3.h>
-
 #define XXH_INLINE_ALL
 #include <fmt/format.h>
 #include <xxhash.h>
@@ -10,7 +8,6 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
-#include <memory>
 #include <utility>
 
 #include "History.h"
@@ -136,10 +133,7 @@ std::map<int, std::map<int, std::string>> ValuesIn(const std::map<int, Fields>& 
 class RecordForm : public testing::Test {
   protected:
     RecordForm() {
-        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
-        for (const auto& transaction : ModelHistory()) {
-            transaction(database);
-        }
+        const ORQSimDatabase database = MakeModelOfHistory(m_path);
         InTransaction(database, [&] {
             const ORQSimDataRecord record = database.Focus().CreateDataRecord(Slot(30));
             database.Focus().SetPosition(Slot(30), record.Pos());
@@ -153,14 +147,18 @@ class RecordForm : public testing::Test {
         });
     }
 
-    void Change(const std::string& sql) const {
-        sqlite3* opened = nullptr;
-        ASSERT_EQ(sqlite3_open_v2((m_path + "/catalogue.sqlite").c_str(), &opened,
-                                  SQLITE_OPEN_READWRITE, "orq-page-checksum"),
-                  SQLITE_OK);
-        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> catalogue(opened, sqlite3_close);
-        ASSERT_EQ(sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
-            << sqlite3_errmsg(opened);
+    void Change(const std::string& sql) const { ChangeCatalogue(m_path, sql); }
+
+    // What it is rewritten as, in the present version.
+    ORQSimDatabase Rewritten() const {
+        const ORQSimDatabase::Recovery rebuilt = ORQSimDatabase::Recover(m_path, m_new);
+        EXPECT_EQ(rebuilt.lost, Texts());
+        EXPECT_EQ(rebuilt.damage, Texts());
+        ORQSimDatabase database = ORQSimDatabase::Open(m_new, Mode::ReadWrite);
+        EXPECT_EQ(database.Verify(), Texts());
+        EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "4\n");
+        EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM small_chunk"), "0\n");
+        return database;
     }
 
     // Before version 4 each dimension was a row of its own, every set was a component set, and every
@@ -368,14 +366,7 @@ TEST_P(EarlyDrawers, AreReadAndWrittenOnAndRewrittenByRecovering) {
     }
     EXPECT_NE(after, before);
     EXPECT_EQ(AskCatalogue(m_path, "SELECT format FROM state"), std::to_string(GetParam()) + "\n");
-    const ORQSimDatabase::Recovery rebuilt = ORQSimDatabase::Recover(m_path, m_new);
-    EXPECT_EQ(rebuilt.lost, Texts());
-    EXPECT_EQ(rebuilt.damage, Texts());
-    const ORQSimDatabase database = ORQSimDatabase::Open(m_new, Mode::ReadWrite);
-    EXPECT_EQ(database.Verify(), Texts());
-    EXPECT_EQ(DrawersOf(database), after);
-    EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "4\n");
-    EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM small_chunk"), "0\n");
+    EXPECT_EQ(DrawersOf(Rewritten()), after);
 }
 
 // Dimensions of which the drawer was lost show that there was one; the reverse holds too.
@@ -386,6 +377,18 @@ TEST_P(EarlyDrawers, OneOfWhichRowsAreMissingIsTold) {
     ASSERT_FALSE(problems.empty());
     EXPECT_NE(problems[0].find("does not have the dimensions of its grid"), std::string::npos)
         << problems[0];
+}
+
+TEST_P(EarlyDrawers, DimensionsOfNoDrawerAreToldAndLostToRecovering) {
+    MakeEarly(GetParam());
+    const std::string field = AskCatalogue(m_path, "SELECT max(distribution) FROM drawer");
+    const std::string object = field.substr(0, field.size() - 1);
+    Change("INSERT INTO drawer_dimension VALUES(" + object + ", 4321, 0, 1, 10), (" + object +
+           ", 4321, 1, 1, 10)");
+    EXPECT_EQ(ORQSimDatabase::Open(m_path, Mode::ReadOnly).Verify(),
+              Texts{"a row of table drawer_dimension belongs to drawer 4321 of object " + object +
+                    ", which does not exist"});
+    EXPECT_FALSE(ORQSimDatabase::Recover(m_path, m_new).lost.empty());
 }
 
 TEST_P(EarlyForm, IsReadAndWrittenOnAndRewrittenByRecovering) {
@@ -432,16 +435,7 @@ TEST_P(EarlyForm, IsReadAndWrittenOnAndRewrittenByRecovering) {
               "0|1|5\n16|3|of another kind\n");
     EXPECT_EQ(AskCatalogue(m_path, "SELECT count(*) FROM extent WHERE offset = 0"), "0\n");
     EXPECT_EQ(AskCatalogue(m_path, "SELECT format FROM state"), std::to_string(GetParam()) + "\n");
-    const ORQSimDatabase::Recovery rebuilt = ORQSimDatabase::Recover(m_path, m_new);
-    EXPECT_EQ(rebuilt.lost, Texts());
-    EXPECT_EQ(rebuilt.damage, Texts());
-    {
-        const ORQSimDatabase database = ORQSimDatabase::Open(m_new, Mode::ReadWrite);
-        EXPECT_EQ(database.Verify(), Texts());
-        EXPECT_EQ(Answers(database, all), ValuesIn(all));
-    }
-    EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "4\n");
-    EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM small_chunk"), "0\n");
+    EXPECT_EQ(Answers(Rewritten(), all), ValuesIn(all));
     EXPECT_EQ(ValuesIn(AllFields(m_new)), ValuesIn(all));
     const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
     InTransaction(database,

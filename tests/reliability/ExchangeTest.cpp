@@ -3,7 +3,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <future>
+#include <thread>
+
 #include "DiskCalls.h"
+#include "ORQBasStaged.h"
 #include "Vocabulary.h"
 
 namespace {
@@ -68,4 +73,20 @@ TEST_F(ExchangeTest, WhoOpensItMeanwhileGetsAllOfTheOneThatIsInPlaceThen) {
         }
         EXPECT_GT(nExchanges, 20U);
     }
+}
+
+TEST_F(ExchangeTest, WhoOpensItBetweenTwoStepsWaitsForTheSecond) {
+    const auto aside = ORQBasAsideOf(m_path);
+    std::filesystem::rename(m_path, aside);
+    const auto second = std::async(std::launch::async, [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        std::filesystem::rename(m_other, m_path);
+    });
+    EXPECT_EQ(NameOf(ORQSimDatabase::Open(m_path, Mode::ReadOnly)), m_other);
+    // What a crash in between left lies aside for good.
+    EXPECT_TRUE(Fails(Failure::Io, {m_other, "does not exist"},
+                      [&] { ORQSimDatabase::Open(m_other, Mode::ReadOnly); }));
+    std::filesystem::rename(m_path, m_other);
+    EXPECT_TRUE(Fails(Failure::Io, {m_path, "does not exist"},
+                      [&] { ORQSimDatabase::Open(m_path, Mode::ReadOnly); }));
 }

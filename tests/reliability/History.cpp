@@ -244,6 +244,26 @@ const History& ModelHistory() {
     return history;
 }
 
+ORQSimDatabase MakeModelOfHistory(const std::string& path) {
+    ORQSimDatabase database = ORQSimDatabase::Create(path);
+    for (const auto& transaction : ModelHistory()) {
+        transaction(database);
+    }
+    return database;
+}
+
+void ChangeCatalogue(const std::string& database, const std::string& sql) {
+    sqlite3* opened = nullptr;
+    ASSERT_EQ(sqlite3_open_v2((database + "/catalogue.sqlite").c_str(), &opened,
+                              SQLITE_OPEN_READWRITE, "orq-page-checksum"),
+              SQLITE_OK);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> catalogue(opened, sqlite3_close);
+    ASSERT_EQ(sqlite3_exec(opened, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(opened);
+    const bool isOfRows = sql.starts_with("UPDATE") || sql.starts_with("DELETE");
+    ASSERT_TRUE(!isOfRows || sqlite3_total_changes(opened) > 0) << "changes nothing: " << sql;
+}
+
 std::string AskCatalogue(const std::string& database, const std::string& sql) {
     sqlite3* opened = nullptr;
     const int code = sqlite3_open_v2((database + "/catalogue.sqlite").c_str(), &opened,

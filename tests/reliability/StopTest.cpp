@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <set>
 
 #include "HistoryTest.h"
 #include "ORQSrvBulkShellLayers.h"
@@ -102,6 +103,50 @@ TEST_F(StopTest, ReadersOpenAtEveryCallOfACommit) {
         EXPECT_EQ(reader.Run(), after);
     }
     EXPECT_GT(nOpened, 5U);
+}
+
+// SQLite writes pages to the log before the commit, and reads them from there.
+TEST_F(StopTest, OfATransactionLargerThanTheCacheAllOrNothingIsFound) {
+    constexpr int kRecords = 300;
+    constexpr std::size_t kText = 100'000;
+    const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+    const auto write = [&](const std::string& text) {
+        for (int i = 0; i < kRecords; ++i) {
+            const ORQSimPosition record = database.Focus().CreateDataRecord(Slot(1)).Pos();
+            record.DataRecord().SetString(0, ORQString(text + std::to_string(i)));
+            database.Focus().SetPosition(Slot(100 + i), record);
+        }
+    };
+    // What is found where power fails now: the index of the log is in memory alone.
+    const auto found = [&](const ORQSimDatabase& handle) {
+        std::set<char> texts;
+        for (int i = 0; i < kRecords; ++i) {
+            const ORQString text = At(handle, 100 + i).DataRecord().ReturnString(0);
+            texts.insert(text.UTF8().empty() ? '0' : text.UTF8()[0]);
+        }
+        EXPECT_EQ(handle.Verify(), Texts());
+        return std::string(texts.begin(), texts.end());
+    };
+    const auto foundAfterStop = [&] {
+        const std::filesystem::path copy = m_folder / "copy.orq";
+        std::filesystem::remove_all(copy);
+        std::filesystem::copy(m_path, copy);
+        std::filesystem::remove(copy / "catalogue.sqlite-shm");
+        return found(ORQSimDatabase::Open(copy.string(), Mode::ReadWrite));
+    };
+    {
+        ORQSimTransaction outer(database.ContextID());
+        write(std::string(kText, 'a'));
+        {
+            const ORQSimTransaction inner(database.ContextID());
+            write(std::string(kText, 'b'));
+            EXPECT_EQ(foundAfterStop(), "0");
+        }
+        EXPECT_EQ(found(database), "a");
+        outer.Commit();
+    }
+    EXPECT_EQ(found(database), "a");
+    EXPECT_EQ(foundAfterStop(), "a");
 }
 
 TEST_F(StopTest, WhileADatabaseIsMadeThereIsNoneOrAWholeOne) {

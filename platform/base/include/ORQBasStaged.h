@@ -50,6 +50,9 @@ class ORQ_EXPORT ORQBasStaged {
     int m_lock = -1;  // descriptor of the folder
 };
 
+/// Where a folder that is being replaced in two steps lies between them.
+ORQ_EXPORT std::filesystem::path ORQBasAsideOf(const std::filesystem::path& place);
+
 /// Replaces `old` by `made` where the file system cannot exchange them: moves it to `aside` first.
 /// A crash in between leaves it there. Throws, with all in its former place, when a step fails or
 /// `aside` is taken.

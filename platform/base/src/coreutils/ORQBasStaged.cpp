@@ -174,9 +174,13 @@ void ORQBasStaged::Exchange() const {
         }
         return;
     }
-    const fs::path aside = m_place.string() + ".replaced";
+    const fs::path aside = ORQBasAsideOf(m_place);
     ORQBasReplaceInTwoSteps(m_made, m_place, aside);
     fs::rename(aside, m_folder / "replaced");
+}
+
+fs::path ORQBasAsideOf(const fs::path& place) {
+    return place.string() + ".replaced";
 }
 
 void ORQBasReplaceInTwoSteps(const fs::path& made, const fs::path& old, const fs::path& aside) {

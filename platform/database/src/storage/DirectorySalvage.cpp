@@ -481,10 +481,19 @@ void DirectorySalvage::TakeSmallChunks() {
         return;
     }
     ReadRows(Table::SmallChunk, [&](const PageRow& row) {
-        if (m_target.Chunks().Length(row.Int(0), 0, 0) == 0) {
-            m_target.Chunks().Write(row.Int(0), 0, 0, 0, row.Blob(1), 0);
+        const std::int64_t store = row.Int(0);
+        try {
+            const Extent chunk = MakeExtent(SmallChunkRow{store, row.Blob(1)});
+            if (m_target.Chunks().Length(store, 0, 0) == 0) {
+                m_target.Chunks().Write(store, 0, 0, 0, chunk.small, 0);
+            }
+        } catch (const ORQBasFailure& failure) {
+            if (failure.Kind() != ORQBasFailureKind::Damaged) {
+                throw;
+            }
+            m_damagedStores[store] = failure.Text();
         }
-        m_target.ReserveNumbers({row.Int(0) + 1, 0});
+        m_target.ReserveNumbers({store + 1, 0});
     });
 }
 

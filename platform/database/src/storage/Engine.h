@@ -127,7 +127,7 @@ class Engine final : public Store {
     void Connect(const std::string& name, int flags, const char* vfs);
     void ConnectToExisting(const std::string& name, int flags);
     void OpenWithOthers(bool isAlone);
-    void OpenAsOnlooker();
+    void OpenAsReader(bool isAlone);
     void ReadFromLog();
     void ReadWithoutLog(bool holdsFiles);
     void Start();
@@ -183,6 +183,7 @@ class Engine final : public Store {
     bool IsOneState();
     void CutOffBulk() noexcept;
     void DropConnection();
+    void FoldLeftLog() noexcept;
 
     const ProcessMark m_process;
     std::string m_directory;

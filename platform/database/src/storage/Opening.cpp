@@ -283,6 +283,12 @@ FolderNumber NumberOf(const std::string& folder) {
                                               : FolderNumber();
 }
 
+// Where folders cannot be exchanged in one step, the name leads nowhere for a moment.
+bool IsBetweenTwoSteps(const std::string& directory) {
+    return NumberOf(directory) == FolderNumber() &&
+           NumberOf(ORQBasAsideOf(directory).string()) != FolderNumber();
+}
+
 }  // namespace
 
 std::unique_ptr<Engine> Engine::OpenOnce(const std::string& directory, bool writable,
@@ -292,10 +298,10 @@ std::unique_ptr<Engine> Engine::OpenOnce(const std::string& directory, bool writ
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_directory = directory;
     engine->m_writable = writable;
-    if (writable || MayTakePart(directory)) {
+    if (writable) {
         engine->OpenWithOthers(isAlone);
     } else {
-        engine->OpenAsOnlooker();
+        engine->OpenAsReader(isAlone);
     }
     return engine;
 }
@@ -317,10 +323,14 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
                                     directory + ": is replaced while it is being opened");
             }
         } catch (const ORQBasFailure&) {
-            const bool isReplaced = engine != nullptr || NumberOf(directory) != folder;
+            const bool isBetween = IsBetweenTwoSteps(directory);
+            const bool isReplaced = isBetween || engine != nullptr || NumberOf(directory) != folder;
             engine.reset();
             if (!isReplaced || attempt == kAttempts) {
                 throw;
+            }
+            if (isBetween) {
+                usleep(static_cast<useconds_t>(5000 * attempt));  // a quarter of a second in all
             }
         }
     }
@@ -339,8 +349,8 @@ void Engine::ConnectToExisting(const std::string& name, int flags) {
     CheckCatalogueHeader(*m_connection, CataloguePath(m_directory));
 }
 
-// Readers too are opened for writing, so that the last one out, whoever it is, folds the log in and
-// leaves two files; a reader itself never writes.
+// Readers of a log too are opened for writing, so that the last one out, whoever it is, folds it in
+// and leaves two files; a reader itself never writes.
 void Engine::OpenWithOthers(bool isAlone) {
     ConnectToExisting(CataloguePath(m_directory), SQLITE_OPEN_READWRITE);
     if (isAlone) {
@@ -362,15 +372,19 @@ void Engine::OpenWithOthers(bool isAlone) {
     Start();
 }
 
-// A user who may not write reads a log that is there, as others do. Where there is none, the
-// catalogue's file is whole, and stays as it is while the files are held: only who folds a log in
-// changes it, and looks for holders when there is a log. Likewise no space is used again that its
-// state needs once a choice is announced. So hold and announce first, then look for a log. Logs
-// come and go meanwhile, then it is tried again.
-void Engine::OpenAsOnlooker() {
+// Where there is a log, a reader reads it. Where there is none, the catalogue's file is whole, and
+// stays as it is while the files are held: only who folds a log in changes it, and looks for
+// holders when there is a log. Likewise no space is used again that its state needs once a choice
+// is announced. So hold and announce first, then look for a log. To make a log and its index for
+// reading would take twice as long.
+void Engine::OpenAsReader(bool isAlone) {
     // With the pauses below half a second in all, for an owner that opens and closes meanwhile.
     constexpr int kAttempts = 100;
+    const bool takesPart = MayTakePart(m_directory);
     const bool hasLock = m_lock.OpenAsReader(LockPath(m_directory), false);
+    if (takesPart && !hasLock) {
+        return OpenWithOthers(isAlone);  // which makes it
+    }
     for (int attempt = 1;; ++attempt) {
         // Invariant 14: held and announced before the look, so that whoever folds a log in sees
         // this reader or is seen.
@@ -379,6 +393,12 @@ void Engine::OpenAsOnlooker() {
         if (!HasLog(m_directory)) {
             return ReadWithoutLog(hasLock);
         }
+        if (takesPart) {
+            m_lock.Close();
+            return OpenWithOthers(isAlone);
+        }
+        // A user who may not write makes no index. Logs come and go meanwhile, then it is tried
+        // again.
         m_lock.LetFilesGo();
         try {
             return ReadFromLog();
@@ -422,6 +442,7 @@ void Engine::ReadWithoutLog(bool holdsFiles) {
     m_isWithoutLog = true;
     ConnectToExisting(UriOf(CataloguePath(m_directory)) + "?immutable=1",
                       SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+    m_connection->ShowItReads();
     Start();
 }
 
@@ -502,6 +523,23 @@ Engine::~Engine() {
     DropConnection();
     if (isClean) {
         CutOffBulk();
+    }
+    if (m_isWithoutLog) {
+        FoldLeftLog();
+    }
+}
+
+// A writer that closed meanwhile has left its log, so that the held file stays as it was. Who reads
+// that log and closes last folds it in.
+void Engine::FoldLeftLog() noexcept {
+    try {
+        m_lock.Close();
+        if (HasLog(m_directory) && MayTakePart(m_directory) &&
+            LockFile::WriterOf(LockPath(m_directory)).empty()) {
+            Open(m_directory, false);
+        }
+    } catch (...) {
+        // Then the next one who may write does it.
     }
 }
 

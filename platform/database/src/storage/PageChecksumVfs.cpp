@@ -11,6 +11,7 @@
 #include <limits>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "FoldStamp.h"
 
@@ -29,12 +30,25 @@ struct Folds {
     bool isFolding = false;                // and nothing has failed in it
     bool isUnstamped = false;              // no page may be written
     const volatile void* index = nullptr;  // of the log, its first part
+    sqlite3_int64 reaches = 0;             // bytes that the file is known to have since it began
+};
+
+// Frames of a log that are not written yet, one behind the other.
+struct Gathered {
+    static constexpr int kFrameHeader = 24;
+    static constexpr int kMost = 32 * (kFrameHeader + kCataloguePageSize);
+
+    std::byte* bytes = nullptr;  // room for so many, made when it is first needed
+    int size = 0;
+    sqlite3_int64 offset = 0;  // of the first one in the file
+    bool isCommit = false;     // the page that comes next is the last one of its commit
 };
 
 // The shim's file object, followed in memory by the file object of the VFS below.
 struct CheckedFile {
     sqlite3_file base;
     Folds folds;
+    Gathered gathered;
     sqlite3_file* Below() { return reinterpret_cast<sqlite3_file*>(this + 1); }
 };
 
@@ -48,6 +62,10 @@ sqlite3_vfs* BelowVfs(sqlite3_vfs* vfs) {
 
 Folds& FoldsOf(sqlite3_file* file) {
     return reinterpret_cast<CheckedFile*>(file)->folds;
+}
+
+Gathered& GatheredOf(sqlite3_file* file) {
+    return reinterpret_cast<CheckedFile*>(file)->gathered;
 }
 
 // Without the stamp, which has a checksum of its own: it changes alone, and a disk whose power
@@ -144,11 +162,17 @@ int WritePage(sqlite3_file* file, const void* content, sqlite3_int64 offset, std
 // not, so they must be right also where the stamp of this one is lost with the power.
 int FillUpTo(sqlite3_file* file, sqlite3_int64 end) {
     constexpr std::array<std::byte, kCheckedBytes> kEmpty{};
+    if (end <= FoldsOf(file).reaches) {
+        return SQLITE_OK;  // to ask takes as long as to write
+    }
     sqlite3_int64 size = 0;
     int code = Below(file)->pMethods->xFileSize(Below(file), &size);
     for (sqlite3_int64 at = size / kCataloguePageSize * kCataloguePageSize;
          code == SQLITE_OK && at < end; at += kCataloguePageSize) {
         code = WritePage(file, kEmpty.data(), at, 0);
+    }
+    if (code == SQLITE_OK) {
+        FoldsOf(file).reaches = std::max(size, end);
     }
     return code;
 }
@@ -164,11 +188,17 @@ int Write(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offs
     if (FoldsOf(file).isUnstamped) {
         return SQLITE_IOERR_WRITE;
     }
-    const int code = FillUpTo(file, offset);
-    return code == SQLITE_OK ? WritePage(file, buffer, offset, FoldsOf(file).stamp.fold) : code;
+    Folds& folds = FoldsOf(file);
+    int code = FillUpTo(file, offset);
+    code = code == SQLITE_OK ? WritePage(file, buffer, offset, folds.stamp.fold) : code;
+    if (code == SQLITE_OK) {
+        folds.reaches = std::max(folds.reaches, offset + amount);
+    }
+    return code;
 }
 
 int TruncateBytes(sqlite3_file* file, sqlite3_int64 size) {
+    FoldsOf(file).reaches = 0;
     return Below(file)->pMethods->xTruncate(Below(file), size);
 }
 
@@ -192,6 +222,7 @@ LogExtent ExtentInIndex(const volatile void* index) {
 // here, but at the first page.
 void BeginFold(sqlite3_file* file) {
     Folds& folds = FoldsOf(file);
+    folds.reaches = 0;  // another process may have cut it
     const auto last = ReadStamp(file);
     folds.isUnstamped = !last || folds.index == nullptr;
     if (!folds.isUnstamped) {
@@ -286,12 +317,90 @@ constexpr sqlite3_io_methods kMethods = {2,
                                          nullptr,
                                          nullptr};
 
-// A log has frames in place of pages.
+// --- The log -------------------------------------------------------------------------------------
+//
+// SQLite writes each frame by two calls, its header and its page. Frames are gathered here and
+// written together, at the latest with the last one of a commit: nobody looks for a frame of a
+// commit that has not been written wholly, but the connection that writes it.
+
+int WriteGathered(sqlite3_file* file) {
+    Gathered& gathered = GatheredOf(file);
+    const int size = std::exchange(gathered.size, 0);
+    return size == 0 ? SQLITE_OK : WriteBytes(file, gathered.bytes, size, gathered.offset);
+}
+
+int WriteToLog(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
+    constexpr std::size_t kCommitAt = 4;  // in a header: the pages of the database, in the last one
+    Gathered& gathered = GatheredOf(file);
+    if (gathered.size > 0 &&
+        (offset != gathered.offset + gathered.size || amount > Gathered::kMost - gathered.size)) {
+        if (const int code = WriteGathered(file); code != SQLITE_OK) {
+            return code;
+        }
+    }
+    const bool isHeader = amount == Gathered::kFrameHeader;
+    const bool isPage = amount == kCataloguePageSize && gathered.size > 0;
+    if (isHeader && gathered.bytes == nullptr) {
+        gathered.bytes = static_cast<std::byte*>(sqlite3_malloc(Gathered::kMost));
+    }
+    if (gathered.bytes == nullptr || !(isHeader || isPage)) {
+        return WriteBytes(file, buffer, amount, offset);
+    }
+    if (gathered.size == 0) {
+        gathered.offset = offset;
+    }
+    std::memcpy(gathered.bytes + gathered.size, buffer, static_cast<std::size_t>(amount));
+    gathered.size += amount;
+    if (isHeader) {
+        std::uint32_t nPages = 0;
+        std::memcpy(&nPages, static_cast<const std::byte*>(buffer) + kCommitAt, sizeof nPages);
+        gathered.isCommit = nPages != 0;
+        return SQLITE_OK;
+    }
+    return gathered.isCommit ? WriteGathered(file) : SQLITE_OK;
+}
+
+// What waits is not written for a read: where that fails, on a full disk, a transaction could go on
+// without the frames, and its commit would have a hole. SQLite gives a transaction up whose writes
+// fail.
+int ReadFromLog(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
+    const Gathered& gathered = GatheredOf(file);
+    const sqlite3_int64 at = offset - gathered.offset;
+    // SQLite reads within a frame, which waits wholly or not at all.
+    if (at < 0 || at + amount > gathered.size) {
+        return ReadBytes(file, buffer, amount, offset);
+    }
+    std::memcpy(buffer, gathered.bytes + at, static_cast<std::size_t>(amount));
+    return SQLITE_OK;
+}
+int TruncateLog(sqlite3_file* file, sqlite3_int64 size) {
+    const int code = WriteGathered(file);
+    return code == SQLITE_OK ? TruncateBytes(file, size) : code;
+}
+int SyncLog(sqlite3_file* file, int flags) {
+    const int code = WriteGathered(file);
+    return code == SQLITE_OK ? Sync(file, flags) : code;
+}
+int SizeOfLog(sqlite3_file* file, sqlite3_int64* size) {
+    const Gathered& gathered = GatheredOf(file);
+    const int code = FileSize(file, size);
+    *size = gathered.size > 0 ? std::max(*size, gathered.offset + gathered.size) : *size;
+    return code;
+}
+// Without frames of a commit that was not finished.
+int CloseLog(sqlite3_file* file) {
+    sqlite3_free(std::exchange(GatheredOf(file).bytes, nullptr));
+    return Close(file);
+}
+
 constexpr sqlite3_io_methods kLogMethods = [] {
     sqlite3_io_methods methods = kMethods;
-    methods.xRead = ReadBytes;
-    methods.xWrite = WriteBytes;
-    methods.xTruncate = TruncateBytes;
+    methods.xClose = CloseLog;
+    methods.xRead = ReadFromLog;
+    methods.xWrite = WriteToLog;
+    methods.xTruncate = TruncateLog;
+    methods.xSync = SyncLog;
+    methods.xFileSize = SizeOfLog;
     return methods;
 }();
 
@@ -308,6 +417,7 @@ int Open(sqlite3_vfs* vfs, sqlite3_filename name, sqlite3_file* file, int flags,
     const int code = below->xOpen(below, name, Below(file), flags, outFlags);
     if (code == SQLITE_OK) {
         FoldsOf(file) = {};
+        GatheredOf(file) = {};
         file->pMethods = (flags & SQLITE_OPEN_WAL) != 0 ? &kLogMethods : &kMethods;
     }
     return code;

@@ -7,6 +7,8 @@
 //
 // The number of the fold that wrote the page is mixed into its checksum; see FoldStamp.h. A page
 // that is newer than the stamp of its file reads as damaged too.
+//
+// Frames of the log are written many together: SQLite writes each by two calls of its own.
 #pragma once
 
 #include <cstdint>

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "Rows.h"
 
@@ -42,16 +43,33 @@ class PendingNames {
     // Names may come otherwise than by Add.
     void ForgetHighest() noexcept;
 
-    // In ascending order of their keys.
+    // In ascending order of their keys, but every ninth one only behind all others. Where keys ascend
+    // SQLite leaves an eighth of each page of an index empty, which those fill.
     template <class F>
     void ForEach(F&& f) const {
-        for (const auto& [key, target] : m_entries) {
-            f(MapEntryRow{std::get<0>(key), std::get<1>(key), std::get<2>(key), target});
+        const auto call = [&](const Entries::value_type& entry) {
+            const auto& [object, slot, name] = entry.first;
+            f(MapEntryRow{object, slot, name, entry.second});
+        };
+        std::vector<const Entries::value_type*> last;
+        last.reserve(m_entries.size() / kSpared + 1);
+        std::size_t place = 0;
+        for (const Entries::value_type& entry : m_entries) {
+            if (++place % kSpared == 0) {
+                last.push_back(&entry);
+            } else {
+                call(entry);
+            }
+        }
+        for (const Entries::value_type* entry : last) {
+            call(*entry);
         }
     }
 
   private:
     static constexpr std::size_t kMostBytes = 1 << 20;
+    // More than would fill the pages where all rows are of one size.
+    static constexpr std::size_t kSpared = 9;
 
     using Key = std::tuple<std::int64_t, int, std::string>;
     using View = std::tuple<std::int64_t, int, std::string_view>;
@@ -62,7 +80,9 @@ class PendingNames {
         bool operator()(const View& a, const View& b) const { return a < b; }
     };
 
-    std::map<Key, Target, IsBefore> m_entries;
+    using Entries = std::map<Key, Target, IsBefore>;
+
+    Entries m_entries;
     std::size_t m_nBytes = 0;
     // The map that was added to last, and a name that none in it exceeds.
     std::int64_t m_object = 0;

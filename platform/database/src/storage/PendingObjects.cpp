@@ -51,7 +51,8 @@ void PendingObjects::Put(const ObjectRow& row, bool isNew) {
 std::span<std::byte> PendingObjects::TakeRoom(std::size_t nBytes) {
     constexpr std::size_t kLeast = 64;
     // As much again: a record that grows by single fields moves a few times and no more.
-    const std::size_t wanted = std::max(kLeast, 2 * nBytes);
+    constexpr std::size_t kMostMore = 1 << 20;
+    const std::size_t wanted = std::max(kLeast, nBytes + std::min(nBytes, kMostMore));
     if (m_free.size() < wanted) {
         const std::size_t size = std::max(kBlock, wanted);
         m_blocks.reserve(m_blocks.size() + 1);

@@ -326,6 +326,11 @@ void Connection::Execute(const char* sql) {
     Check(sqlite3_exec(m_handle, sql, nullptr, nullptr, nullptr), sql);
 }
 
+void Connection::ShowItReads() const {
+    sqlite3_file* file = File(SQLITE_FCNTL_FILE_POINTER);
+    file->pMethods->xLock(file, SQLITE_LOCK_SHARED);
+}
+
 void Connection::CheckWritable() const {
     if (sqlite3_db_readonly(m_handle, "main") != 0) {
         throw ORQBasFailure(ORQBasFailureKind::Io,

@@ -118,6 +118,9 @@ class Connection {
     void FoldLongLog() noexcept;
     // Keeps all others out and makes no index beside the files. REQUIRES: nothing was read yet.
     void UseAlone() { Execute("PRAGMA locking_mode = EXCLUSIVE"); }
+    // Of a file that is read without a log: other programs that use SQLite see that somebody reads
+    // it, and fold no log in when they close. Ours go by the lock file, so a failure is passed over.
+    void ShowItReads() const;
     // Whether the last close folds the log into the main file; at first it does.
     void FoldLogAtClose(bool folds) noexcept;
     // Closes; with the last connection the log is folded into the main file. Failing to fold is no

@@ -77,16 +77,27 @@ void CheckCoverage(std::vector<Piece> pieces, std::int64_t bulkEnd,
     }
 }
 
-// Of versions that have rows of fields. Nobody above the store sees them, so it looks for those that
-// belong to nothing.
-void VerifyOwnersOfFields(Connection& connection, std::vector<std::string>& problems) {
-    connection.ForEachRow(
-        "SELECT DISTINCT object FROM field WHERE object NOT IN (SELECT id FROM object)",
-        [&](const std::vector<Value>& row) {
-            problems.push_back("a row of table field belongs to object " +
-                               std::to_string(std::get<std::int64_t>(row[0])) +
+// Of versions that have rows of fields and of dimensions. Nobody above the store sees them, so it
+// looks for those that belong to nothing.
+void VerifyOwnersOfEarlyRows(Connection& connection, int format,
+                             std::vector<std::string>& problems) {
+    const auto tell = [&](Table table, const char* query) {
+        if (!Shape(table).IsIn(format)) {
+            return;
+        }
+        connection.ForEachRow(query, [&](const std::vector<Value>& row) {
+            problems.push_back(std::string("a row of table ") + NameOf(table) + " belongs to " +
+                               std::string(std::get<std::string_view>(row[0])) +
                                ", which does not exist");
         });
+    };
+    tell(Table::Field,
+         "SELECT DISTINCT 'object ' || object FROM field WHERE object NOT IN "
+         "(SELECT id FROM object)");
+    tell(Table::DrawerDimension,
+         "SELECT DISTINCT 'drawer ' || drawer || ' of object ' || distribution FROM "
+         "drawer_dimension WHERE (distribution, drawer) NOT IN (SELECT distribution, number FROM "
+         "drawer)");
 }
 
 }  // namespace
@@ -122,8 +133,8 @@ bool Engine::VerifyRows(std::vector<std::string>& problems) {
         problems.push_back("catalogue.sqlite: cannot be read through: " + failure.Text());
     }
     const bool areReliable = problems.size() == nBefore;
-    if (areReliable && Shape(Table::Field).IsIn(FormatVersion())) {
-        VerifyOwnersOfFields(*m_connection, problems);
+    if (areReliable) {
+        VerifyOwnersOfEarlyRows(*m_connection, FormatVersion(), problems);
     }
     return areReliable;
 }

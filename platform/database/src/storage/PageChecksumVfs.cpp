@@ -387,8 +387,9 @@ int SizeOfLog(sqlite3_file* file, sqlite3_int64* size) {
     *size = gathered.size > 0 ? std::max(*size, gathered.offset + gathered.size) : *size;
     return code;
 }
-// Without frames of a commit that was not finished.
+// Who waited for a commit had it synced; else a header may wait that SQLite wrote anew.
 int CloseLog(sqlite3_file* file) {
+    WriteGathered(file);
     sqlite3_free(std::exchange(GatheredOf(file).bytes, nullptr));
     return Close(file);
 }

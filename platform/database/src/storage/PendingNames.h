@@ -68,7 +68,7 @@ class PendingNames {
 
   private:
     static constexpr std::size_t kMostBytes = 1 << 20;
-    // More than would fill the pages where all rows are of one size.
+    // One in eight would fill the pages to the last byte, and split those whose rows are longer.
     static constexpr std::size_t kSpared = 9;
 
     using Key = std::tuple<std::int64_t, int, std::string>;

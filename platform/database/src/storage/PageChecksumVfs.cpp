@@ -41,6 +41,7 @@ struct Gathered {
     std::byte* bytes = nullptr;  // room for so many, made when it is first needed
     int size = 0;
     sqlite3_int64 offset = 0;  // of the first one in the file
+    sqlite3_int64 end = 0;     // of all that was given to be written since the log began anew
     bool isCommit = false;     // the page that comes next is the last one of its commit
 };
 
@@ -321,12 +322,21 @@ constexpr sqlite3_io_methods kMethods = {2,
 //
 // SQLite writes each frame by two calls, its header and its page. Frames are gathered here and
 // written together, at the latest with the last one of a commit: nobody looks for a frame of a
-// commit that has not been written wholly, but the connection that writes it.
+// commit that has not been written wholly, but the connection that writes it. Headers that SQLite
+// writes anew, in a large transaction behind its last frame, are written at once, as is what it writes
+// again after a transaction was undone.
 
 int WriteGathered(sqlite3_file* file) {
     Gathered& gathered = GatheredOf(file);
     const int size = std::exchange(gathered.size, 0);
     return size == 0 ? SQLITE_OK : WriteBytes(file, gathered.bytes, size, gathered.offset);
+}
+
+// What is written to the log by itself.
+int WriteAlone(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
+    Gathered& gathered = GatheredOf(file);
+    gathered.end = offset == 0 ? amount : std::max(gathered.end, offset + amount);
+    return WriteBytes(file, buffer, amount, offset);
 }
 
 int WriteToLog(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64 offset) {
@@ -340,17 +350,21 @@ int WriteToLog(sqlite3_file* file, const void* buffer, int amount, sqlite3_int64
     }
     const bool isHeader = amount == Gathered::kFrameHeader;
     const bool isPage = amount == kCataloguePageSize && gathered.size > 0;
-    if (isHeader && gathered.bytes == nullptr) {
-        gathered.bytes = static_cast<std::byte*>(sqlite3_malloc(Gathered::kMost));
+    if (offset < gathered.end || !(isHeader || isPage)) {
+        return WriteAlone(file, buffer, amount, offset);
     }
-    if (gathered.bytes == nullptr || !(isHeader || isPage)) {
-        return WriteBytes(file, buffer, amount, offset);
+    if (gathered.bytes == nullptr) {
+        gathered.bytes = static_cast<std::byte*>(sqlite3_malloc(Gathered::kMost));
+        if (gathered.bytes == nullptr) {
+            return WriteAlone(file, buffer, amount, offset);
+        }
     }
     if (gathered.size == 0) {
         gathered.offset = offset;
     }
     std::memcpy(gathered.bytes + gathered.size, buffer, static_cast<std::size_t>(amount));
     gathered.size += amount;
+    gathered.end = offset + amount;
     if (isHeader) {
         std::uint32_t nPages = 0;
         std::memcpy(&nPages, static_cast<const std::byte*>(buffer) + kCommitAt, sizeof nPages);
@@ -387,9 +401,8 @@ int SizeOfLog(sqlite3_file* file, sqlite3_int64* size) {
     *size = gathered.size > 0 ? std::max(*size, gathered.offset + gathered.size) : *size;
     return code;
 }
-// Who waited for a commit had it synced; else a header may wait that SQLite wrote anew.
+// Without frames of a commit that was not finished.
 int CloseLog(sqlite3_file* file) {
-    WriteGathered(file);
     sqlite3_free(std::exchange(GatheredOf(file).bytes, nullptr));
     return Close(file);
 }

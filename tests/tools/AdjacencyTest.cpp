@@ -11,6 +11,7 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "NewDatabase.h"
 #include "ORQExcModel.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimCollection.h"
@@ -45,7 +46,7 @@ TEST(Adjacency, NamesElementsPlacesAndBlocks) {
 TEST(Adjacency, UsesOfANodeAreThoseOfTheInverseConnectivity) {
     constexpr int kElements = 250000;  // more than are looked through at once
     constexpr int kNodes = 1000;
-    const ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    const ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction(database.ContextID());
     const ORQObjModelBuilder builder(database);
     builder.AddNodes(kNodes);

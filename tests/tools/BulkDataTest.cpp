@@ -59,7 +59,7 @@ class RealDeck : public testing::TestWithParam<const char*> {
     }
     static ORQExcModel Model(const std::string& name) {
         return ORQExcModel(
-            ORQObjDocument(ORQSimDatabase::Open(name, ORQSimDatabase::Mode::ReadOnly)));
+            ORQObjDocument(ORQSimDatabase::Open(ModelAt(name), ORQSimDatabase::Mode::ReadOnly)));
     }
 
     ScratchFolder m_folder;

@@ -110,7 +110,8 @@ TEST_F(CarriedResults, FilesHaveAtNodesWhatTheTableLists) {
 
 TEST_F(CarriedResults, PicturesHaveBothSidesOfABorder) {
     const std::string path = CubesWithStress(m_folder, 100);
-    const ORQSimDatabase database = ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly);
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(ModelAt(path), ORQSimDatabase::Mode::ReadOnly);
     const ORQObjDocument document(database);
     const ORQExcModel model(document);
     const ORQExcResults results(document);

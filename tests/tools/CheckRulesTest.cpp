@@ -617,7 +617,8 @@ TEST_F(CheckRulesTest, HowAnAnalysisEndedIsTold) {
     }
     EXPECT_THAT(FoundOf({"--only", "JOB"}), ElementsAre("JOB001", "JOB003 step \"Heating\""));
     const auto end = [&](ORQObjJobStatus status) {
-        ORQObjDocument document(ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite));
+        ORQObjDocument document(
+            ORQSimDatabase::Open(ModelAt(m_model), ORQSimDatabase::Mode::ReadWrite));
         auto& another = omi_Singleton<ORQSrvDiagnosticsHandler>::Instance();
         another.SetDocument(document);
         another.SetJobStatus(static_cast<int>(status));
@@ -729,7 +730,8 @@ TEST_F(CheckRulesTest, AHostAddsRulesOfItsOwn) {
                                     .mending = "",
                                     .limit = 5.0};
     Import(".bdf", kPlate);
-    const ORQSimDatabase database = ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadOnly);
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(ModelAt(m_model), ORQSimDatabase::Mode::ReadOnly);
     ORQExcChecker checker;
     checker.Add({{rule}, [](const ORQExcCheckedModel& model) {
                      return std::make_unique<CountNodes>(model, rule);

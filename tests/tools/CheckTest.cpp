@@ -37,7 +37,7 @@ class CheckTest : public testing::Test {
     template <class Change>
     void Edit(const Change& change) const {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(m_database, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimDatabase::Open(ModelAt(m_database), ORQSimDatabase::Mode::ReadWrite);
         ORQSimTransaction transaction(database.ContextID());
         change(ORQObjDocument(database));
         transaction.Commit();
@@ -87,8 +87,9 @@ TEST_F(CheckTest, ASectionThatCannotBeReadIsNamedAfterTheFindings) {
     const CommandResult result = RunHere({"check", m_database});
     EXPECT_EQ(result.status, 3);
     EXPECT_THAT(result.out, HasSubstr("  Model has no Steps.\n"));
-    EXPECT_THAT(result.err, AllOf(HasSubstr(m_database), HasSubstr("section \"skin upper\""),
-                                  HasSubstr("layer.Size() == 1")));
+    EXPECT_THAT(result.err,
+                AllOf(HasSubstr(ModelAt(m_database)), HasSubstr("section \"skin upper\""),
+                      HasSubstr("layer.Size() == 1")));
     const CommandResult jsonResult = RunHere({"check", m_database, "--json"});
     EXPECT_EQ(jsonResult.status, 3) << jsonResult.err;
     const json object = json::parse(jsonResult.out);
@@ -111,9 +112,9 @@ TEST_F(CheckTest, ValuesThatTheDatabaseRefusesEndTheCheckAsUnreadable) {
     const json object = json::parse(result.out);
     EXPECT_FALSE(object["complete"]);
     EXPECT_EQ(object["findings"][0]["message"], "Model has no Steps.");
-    EXPECT_THAT(
-        object["reasons"][0].get<std::string>(),
-        AllOf(HasSubstr(m_database), HasSubstr("section \"skin upper\""), HasSubstr("collection")));
+    EXPECT_THAT(object["reasons"][0].get<std::string>(),
+                AllOf(HasSubstr(ModelAt(m_database)), HasSubstr("section \"skin upper\""),
+                      HasSubstr("collection")));
     EXPECT_THAT(result.err, HasSubstr("section \"skin upper\""));
 }
 

@@ -144,7 +144,7 @@ class CheckedModelTest : public testing::Test {
 
     void ChangeModel(const Change& change) const {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimDatabase::Open(ModelAt(m_model), ORQSimDatabase::Mode::ReadWrite);
         ORQSimTransaction transaction(database.ContextID());
         change(ORQObjDocument(database));
         transaction.Commit();

@@ -4,17 +4,59 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
 #include "ExodusFile.h"
 #include "Files.h"
+#include "NewDatabase.h"
 #include "commands/CommandLine.h"
+
+namespace {
+
+std::string& ModelInStoreAt(const std::string& path) {
+    static std::map<std::string, std::string> models;
+    return models.try_emplace(path, NewModelInStore()).first->second;
+}
+
+bool IsModelToMap(const std::string& name) {
+    return name.ends_with(".orq") && !std::filesystem::exists(name);
+}
+
+// As ModelAt says.
+Arguments WithModels(Arguments arguments) {
+    if (std::getenv("ORQ_TEST_STORE") == nullptr || arguments.empty()) {
+        return arguments;
+    }
+    const bool imports = arguments.front() == "import";
+    for (std::size_t i = 1; i < arguments.size(); ++i) {
+        if (IsModelToMap(arguments[i])) {
+            std::string& model = ModelInStoreAt(arguments[i]);
+            if (imports && arguments[i - 1] == "-o") {
+                model = NewModelInStore();
+            }
+            arguments[i] = model;
+        }
+    }
+    if (imports) {
+        std::erase(arguments, "--force");
+    }
+    return arguments;
+}
+
+}  // namespace
+
+std::string ModelAt(const std::filesystem::path& path) {
+    return std::getenv("ORQ_TEST_STORE") != nullptr && IsModelToMap(path) ? ModelInStoreAt(path)
+                                                                          : path.string();
+}
 
 CommandResult RunHere(const Arguments& arguments) {
     std::ostringstream out;
     std::ostringstream err;
-    const int status = orqmodel::RunCommandLine(arguments, {out, err, false});
+    const int status = orqmodel::RunCommandLine(WithModels(arguments), {out, err, false});
     return {status, out.str(), err.str()};
 }
 
@@ -23,7 +65,8 @@ pid_t StartProgram(const std::filesystem::path& program, const Arguments& argume
                    const std::function<void()>& prepare) {
     std::vector<char*> words;
     words.push_back(const_cast<char*>(program.c_str()));
-    for (const auto& argument : arguments) {
+    const Arguments given = WithModels(arguments);
+    for (const auto& argument : given) {
         words.push_back(const_cast<char*>(argument.c_str()));
     }
     words.push_back(nullptr);

@@ -16,6 +16,12 @@ struct CommandResult {
 
 using Arguments = std::vector<std::string>;
 
+/// The name of the model that a test calls by this path: the path, or the URL of a model in the store
+/// that ORQ_TEST_STORE names. There all commands below get these names for paths that end in .orq and
+/// have no directory; an import makes a new model each time, whatever was there, and --force, by which
+/// a directory is replaced, is left out.
+std::string ModelAt(const std::filesystem::path& path);
+
 /// Runs a command in this process.
 CommandResult RunHere(const Arguments& arguments);
 

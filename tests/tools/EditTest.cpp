@@ -192,7 +192,8 @@ TEST_F(EditTest, ADeckGoesByNumbersWhateverTheNames) {
 
 /// The areas of the nodes of a surface, 0 for others.
 std::vector<double> AreasOf(const std::string& model, const std::string& surface) {
-    const ORQObjDocument document(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly));
+    const ORQObjDocument document(
+        ORQSimDatabase::Open(ModelAt(model), ORQSimDatabase::Mode::ReadOnly));
     const ORQSimDistribution areas(
         ORQObjMesh(document.GetMesh()).GetSurfaceNodalAreas().GetDistribution());
     const ORQSimPosition region =

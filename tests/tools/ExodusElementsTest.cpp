@@ -50,7 +50,7 @@ class ExodusElements : public testing::Test {
     }
     ORQExcModel Model() const {
         return ORQExcModel(
-            ORQObjDocument(ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadOnly)));
+            ORQObjDocument(ORQSimDatabase::Open(ModelAt(m_model), ORQSimDatabase::Mode::ReadOnly)));
     }
 
     exodus_file::ScratchFolder m_folder;

@@ -36,7 +36,7 @@ class InventoryTest : public testing::Test {
     }
 
     ScratchFolder m_folder;
-    std::string m_model = m_folder / "wing.orq";
+    std::string m_model = ModelAt(m_folder / "wing.orq");
 };
 
 TEST_F(InventoryTest, InfoSaysWhatTheAnalystCallsTheModel) {

@@ -14,6 +14,7 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "NewDatabase.h"
 #include "ORQBasFailure.h"
 #include "ORQExcLayupFile.h"
 #include "ORQExcSections.h"
@@ -43,7 +44,7 @@ using Stack = ORQExcSections::Stack;
 
 ORQExcSections Sections(const std::string& database) {
     return ORQExcSections(
-        ORQObjDocument(ORQSimDatabase::Open(database, ORQSimDatabase::Mode::ReadOnly)));
+        ORQObjDocument(ORQSimDatabase::Open(ModelAt(database), ORQSimDatabase::Mode::ReadOnly)));
 }
 
 /// A mesh of five shells: block "skin" with 11, 12, 13, block "web" with 24, 25, and the set
@@ -288,7 +289,7 @@ TEST_F(LayupTest, AMeshWithSectionsOfItsOwnTakesNoOthers) {
     const ORQExcLayupFile layup(m_layup);
     const MeshImporter importer(std::make_unique<LayeredReader>(m_mesh), m_mesh);
     try {
-        importer.Write(ORQSimDatabase::CreateInMemory(), {1000, [](double) {}, &layup});
+        importer.Write(NewDatabase(), {1000, [](double) {}, &layup});
         ADD_FAILURE() << "it was imported";
     } catch (const ORQBasFailure& failure) {
         EXPECT_EQ(failure.Kind(), ORQBasFailureKind::Usage);
@@ -393,7 +394,8 @@ TEST_F(LayupTest, WhatIsNotThereToListIsSaid) {
     expect({"--instance", "PART-1"}, 2, "requires");
 
     // An assignment that leads nowhere would end the process inside the section services.
-    ORQSimDatabase database = ORQSimDatabase::Open(m_target, ORQSimDatabase::Mode::ReadWrite);
+    ORQSimDatabase database =
+        ORQSimDatabase::Open(ModelAt(m_target), ORQSimDatabase::Mode::ReadWrite);
     const ORQSimPosition model = ORQObjDocument(database).GetModel();
     const ORQSimPosition assignment =
         *model.GetVector(ORQSimSchema::Model_sectionAssignments).Begin();
@@ -443,7 +445,7 @@ TEST_F(LayupTest, PicturesNameEachLayerOrWhatRepeats) {
 }
 
 TEST(WriteLayup, ValuesThatVaryAreWrittenOnce) {
-    const ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    const ORQSimDatabase database = NewDatabase();
     const ORQSimTransaction transaction(database.ContextID());
     const ORQObjModelBuilder builder(database);
     builder.AddElementSet("skin", 1, builder.AddElements(2));
@@ -501,7 +503,7 @@ class LayersAfterACrash : public testing::Test {
         const pid_t child = fork();
         if (child == 0) {
             ORQSimDatabase database =
-                ORQSimDatabase::Open(m_target, ORQSimDatabase::Mode::ReadWrite);
+                ORQSimDatabase::Open(ModelAt(m_target), ORQSimDatabase::Mode::ReadWrite);
             Write(database, value);
             database.Close();
             _exit(0);
@@ -512,7 +514,7 @@ class LayersAfterACrash : public testing::Test {
     /// The one value of all layers of some sections.
     int Value() const {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(m_target, ORQSimDatabase::Mode::ReadOnly);
+            ORQSimDatabase::Open(ModelAt(m_target), ORQSimDatabase::Mode::ReadOnly);
         const ORQSimCollection sections(ORQObjDocument(database)
                                             .GetModel()
                                             .GetPosition(ORQSimSchema::Model_sections)

@@ -78,7 +78,7 @@ class LookupTest : public testing::Test {
     }
 
     exodus_file::ScratchFolder m_folder;
-    const std::string m_model = m_folder / "model.orq";
+    const std::string m_model = ModelAt(m_folder / "model.orq");
 };
 
 }  // namespace

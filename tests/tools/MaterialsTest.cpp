@@ -280,7 +280,7 @@ TEST_F(Materials, AComponentThatTheCardDoesNotHaveIsDroppedAndReported) {
     Import("");
     {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimDatabase::Open(ModelAt(m_model), ORQSimDatabase::Mode::ReadWrite);
         const ORQObjDocument document(database);
         ORQSimTransaction transaction(database.ContextID());
         ORQExcWriteMaterialTables(

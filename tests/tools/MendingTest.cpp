@@ -38,7 +38,7 @@ TEST_F(MendingTest, WhatNeedsNoJudgementIsMendedInOneGo) {
     Import(".bdf", Edited(kPlate, apart));
     {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(m_model, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimDatabase::Open(ModelAt(m_model), ORQSimDatabase::Mode::ReadWrite);
         ORQSimTransaction transaction(database.ContextID());
         const ORQSimCollection nodes(
             ORQObjMesh(ORQObjDocument(database).GetMesh()).GetNodeCollection().GetCollection());

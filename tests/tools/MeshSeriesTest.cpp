@@ -133,7 +133,7 @@ class MeshSeriesTest : public testing::Test {
     }
 
     const ScratchFolder m_folder;
-    const std::string m_model = m_folder / "m.orq";
+    const std::string m_model = ModelAt(m_folder / "m.orq");
 };
 
 /// Width by height of the given nodes of a skin.
@@ -324,7 +324,7 @@ TEST_F(MeshSeriesTest, ManyBlocksAreGroupedByTheBeginningOfTheirNames) {
     const std::string path = m_folder / "many.orq";
     ASSERT_EQ(RunHere({"import", m_folder / "many.e", "-o", path}).status, 0);
     const ORQExcModel model(
-        ORQObjDocument(ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly)));
+        ORQObjDocument(ORQSimDatabase::Open(ModelAt(path), ORQSimDatabase::Mode::ReadOnly)));
     const auto names = [&](const std::vector<int>& blocks) {
         std::vector<std::string> found;
         for (const Groups::Group& group :
@@ -371,7 +371,7 @@ TEST_F(MeshSeriesTest, SectionsMaterialsAndMeasuresHaveColours) {
     const std::string path = m_folder / "plate.orq";
     ASSERT_EQ(RunHere({"import", m_folder / "plate.bdf", "-o", path}).status, 0);
     const ORQExcModel model(
-        ORQObjDocument(ORQSimDatabase::Open(path, ORQSimDatabase::Mode::ReadOnly)));
+        ORQObjDocument(ORQSimDatabase::Open(ModelAt(path), ORQSimDatabase::Mode::ReadOnly)));
     const Skin skin = SkinOf(model, BlocksNamed(model, {}));
     const auto groupOf = [&](const Groups& groups, int element) -> std::string {
         for (std::size_t part = 0; part < skin.NumParts(); ++part) {

@@ -397,7 +397,7 @@ TEST_F(Gmsh, RealMeshesAgreeWithAnIndependentReader) {
         const std::string model = m_folder / (std::string(name) + ".orq");
         ASSERT_EQ(RunHere({"import", file.string(), "-o", model}).status, 0);
         const ORQExcModel reader{
-            ORQObjDocument(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly))};
+            ORQObjDocument(ORQSimDatabase::Open(ModelAt(model), ORQSimDatabase::Mode::ReadOnly))};
         EXPECT_EQ(reader.NumNodes(), all[name]["nodes"]);
         EXPECT_EQ(reader.NumElements(), all[name]["elements"]);
         std::vector<double> points(3 * static_cast<std::size_t>(reader.NumNodes()));

@@ -273,7 +273,7 @@ TEST_F(NastranDeckTest, WhatTheModelSaysOtherwiseIsWrittenAnew) {
               0);
     {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadWrite);
+            ORQSimDatabase::Open(ModelAt(model), ORQSimDatabase::Mode::ReadWrite);
         const ORQSimVector kept =
             ORQObjDocument(database).GetModel().GetVector(ORQSimSchema::Model_keptTexts);
         ORQSimTransaction transaction(database.ContextID());
@@ -326,8 +326,8 @@ TEST_F(NastranDeckTest, SuperelementsAreInstances) {
         "BEGIN BULK\nGRID,1,,0.,0.,0.\nGRID,2,,1.,0.,0.\nGRID,4,,0.,1.,0.\n"
         "CTRIA3,1,7,1,2,4\nPSHELL,7,5,.1\nMAT1,5,6.+10,,.3\nSPC1,1,3,2,4\nENDDATA\n";
     EXPECT_EQ(Difference(Written(deck), 0), "");
-    const ORQExcModel model(
-        ORQObjDocument(ORQSimDatabase::Open(m_folder / "m.orq", ORQSimDatabase::Mode::ReadOnly)));
+    const ORQExcModel model(ORQObjDocument(
+        ORQSimDatabase::Open(ModelAt(m_folder / "m.orq"), ORQSimDatabase::Mode::ReadOnly)));
     const auto instances = model.Instances();
     ASSERT_EQ(instances.size(), 2U);
     EXPECT_EQ(instances[0].name, "PART-1");

@@ -263,7 +263,7 @@ TEST_F(PointResults, NumbersOfComponentsAreIntegrationPoints) {
 TEST_F(PointResults, EachValueStandsAtItsPoint) {
     GoThrough(Numbered({"stress_xx", "stress_yy"}, 8));
     const ORQSimDatabase database =
-        ORQSimDatabase::Open(Database().string(), ORQSimDatabase::Mode::ReadOnly);
+        ORQSimDatabase::Open(ModelAt(Database()), ORQSimDatabase::Mode::ReadOnly);
     const ORQExcResults results{ORQObjDocument(database)};
     const ORQExcResults::Field& field = results.Fields().at(0);
     EXPECT_EQ(field.gridType, ORQSimSchema::Field_IntegrationPoint);
@@ -319,7 +319,7 @@ TEST_F(PointResults, AFieldThatIsTooLargeToHoldComesInPieces) {
     ASSERT_EQ(imported.status, 0) << imported.err;
 
     const ORQSimDatabase database =
-        ORQSimDatabase::Open(Database().string(), ORQSimDatabase::Mode::ReadOnly);
+        ORQSimDatabase::Open(ModelAt(Database()), ORQSimDatabase::Mode::ReadOnly);
     const ORQExcResults results{ORQObjDocument(database)};
     const ORQExcResults::Field& field = results.Fields().at(0);
     EXPECT_GT(field.ofStep.at(0).GetBlocks().size(), 1U);
@@ -354,7 +354,7 @@ TEST_F(PointResults, AResultsMapSaysWhatNamesDoNot) {
               "S 2 layers, 2 section points: a b\nother: other\n"
               "damage 2 layers, 1 section point: damage\n");
     const ORQSimDatabase database =
-        ORQSimDatabase::Open(Database().string(), ORQSimDatabase::Mode::ReadOnly);
+        ORQSimDatabase::Open(ModelAt(Database()), ORQSimDatabase::Mode::ReadOnly);
     const ORQExcResults results{ORQObjDocument(database)};
     const ORQExcResults::Field& field = results.Fields().at(0);
     EXPECT_EQ(field.axes, ORQObjAxes::Layer);
@@ -464,7 +464,7 @@ TEST_F(PointResults, GmshValuesAtNodesOfElementsComeInTheOrderOfTheElement) {
     EXPECT_THAT(json::parse(imported.out)["report"]["dropped"].dump(), HasSubstr("element 99"));
     {
         const ORQSimDatabase database =
-            ORQSimDatabase::Open(Database().string(), ORQSimDatabase::Mode::ReadOnly);
+            ORQSimDatabase::Open(ModelAt(Database()), ORQSimDatabase::Mode::ReadOnly);
         const ORQExcResults results{ORQObjDocument(database)};
         const ORQExcResults::Field& field = results.Fields().at(0);
         EXPECT_EQ(field.gridType, ORQSimSchema::Field_ElementNodal);

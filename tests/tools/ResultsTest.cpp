@@ -121,7 +121,7 @@ TEST_P(RealResults, ComeBackEqual) {
     const json known = json::parse(facts)[GetParam()];
     ASSERT_EQ(std::ssize(expected.times), known.value("time_steps", 0));
     const ORQExcResults results{ORQObjDocument(
-        ORQSimDatabase::Open((folder / "m.orq").string(), ORQSimDatabase::Mode::ReadOnly))};
+        ORQSimDatabase::Open(ModelAt(folder / "m.orq"), ORQSimDatabase::Mode::ReadOnly))};
     for (const char* kind : {"nodal_result_sum_last_step", "element_result_sum_last_step"}) {
         const json sums = known.value(kind, json::object());
         for (const auto& [name, sum] : sums.items()) {
@@ -213,7 +213,7 @@ TEST_F(ExodusResultsOf, OddValuesComeBackToTheBit) {
     EXPECT_EQ(Out(), In());
     EXPECT_EQ(Lines(report, "noted") + Lines(report, "dropped"), "");
     const ORQExcResults results{ORQObjDocument(
-        ORQSimDatabase::Open((m_folder / "m.orq").string(), ORQSimDatabase::Mode::ReadOnly))};
+        ORQSimDatabase::Open(ModelAt(m_folder / "m.orq"), ORQSimDatabase::Mode::ReadOnly))};
     EXPECT_THAT(results.Steps(), ElementsAre("Step-1"));
     ASSERT_EQ(results.Fields().size(), 3);
     EXPECT_EQ(results.Fields()[1].identifier, "NT");

@@ -11,6 +11,7 @@
 #include "CommandRun.h"
 #include "ExodusFile.h"
 #include "Files.h"
+#include "NewDatabase.h"
 #include "ORQObjModelBuilder.h"
 #include "ORQSimDatabase.h"
 #include "ORQSimTransaction.h"
@@ -80,8 +81,8 @@ TEST(ElementParts, TellHowFarTheyAreWithinABlock) {
     const exodus_file::ScratchFolder folder;
     exodus_file::Write(content, folder / "m.e");
     ASSERT_EQ(RunHere({"import", folder / "m.e", "-o", folder / "m.orq"}).status, 0);
-    const ORQExcModel model{
-        ORQObjDocument(ORQSimDatabase::Open(folder / "m.orq", ORQSimDatabase::Mode::ReadOnly))};
+    const ORQExcModel model{ORQObjDocument(
+        ORQSimDatabase::Open(ModelAt(folder / "m.orq"), ORQSimDatabase::Mode::ReadOnly))};
     orqmodel::ElementParts parts(model, model.Elements());
     std::vector<double> done = {parts.Done()};
     while (parts.Next(1) != nullptr) {
@@ -91,7 +92,7 @@ TEST(ElementParts, TellHowFarTheyAreWithinABlock) {
 }
 
 TEST(Middles, OfAnElementInNoBlockAreNotKnown) {
-    const ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    const ORQSimDatabase database = NewDatabase();
     ORQSimTransaction transaction(database.ContextID());
     const ORQObjModelBuilder builder(database);
     builder.AddNodes(3);

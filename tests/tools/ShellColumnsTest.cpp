@@ -138,7 +138,7 @@ TEST_F(ShellColumns, AreWhatShellsMeasureByCardsAndByAttributes) {
     ImportDeck();
     for (const bool isDeck : {true, false}) {
         const ORQExcModel model(ORQObjDocument(
-            ORQSimDatabase::Open(m_folder / "model.orq", ORQSimDatabase::Mode::ReadOnly)));
+            ORQSimDatabase::Open(ModelAt(m_folder / "model.orq"), ORQSimDatabase::Mode::ReadOnly)));
         EXPECT_THAT(ORQExcShellValuesOf(model, ORQExcShellValue::Thickness),
                     ElementsAre(0.4, 0.4, 0.25, 0.25))
             << isDeck;
@@ -209,7 +209,7 @@ TEST_F(ShellColumns, ForeignThicknessesAreKnownByNameOrPlace) {
         ex_close(id);
         Import(file);
         const ORQExcModel model(ORQObjDocument(
-            ORQSimDatabase::Open(m_folder / "model.orq", ORQSimDatabase::Mode::ReadOnly)));
+            ORQSimDatabase::Open(ModelAt(m_folder / "model.orq"), ORQSimDatabase::Mode::ReadOnly)));
         EXPECT_EQ(ORQExcShellValuesOf(model, ORQExcShellValue::Thickness), one.values);
         const std::string deck = Bytes(Export("out.bdf"));
         EXPECT_THAT(deck, HasSubstr(one.card));

@@ -111,7 +111,7 @@ class StatusTest : public testing::Test {
     }
 
     exodus_file::ScratchFolder m_folder;
-    std::string m_model = m_folder / "model.orq";
+    std::string m_model = ModelAt(m_folder / "model.orq");
     std::string m_watched = m_folder / "watched";
     std::vector<pid_t> m_processes;
 };

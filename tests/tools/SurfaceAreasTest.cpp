@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "ExodusFile.h"
+#include "NewDatabase.h"
 #include "ORQExcMeshWriter.h"
 #include "ORQObjMesh.h"
 #include "ORQObjModelBuilder.h"
@@ -45,7 +46,7 @@ exodus_file::Content BoxesAndShell() {
 }
 
 ORQSimDatabase Import(const std::filesystem::path& file, int nodesPerChunk, int elementsPerChunk) {
-    ORQSimDatabase database = ORQSimDatabase::CreateInMemory();
+    ORQSimDatabase database = NewDatabase();
     orq::exchange::ExodusReader reader(file);
     ORQExcReport report;
     ORQSimTransaction transaction(database.ContextID());

@@ -32,7 +32,7 @@ class TableTest : public testing::Test {
             0);
     }
     ScratchFolder m_folder;
-    std::string m_model = m_folder / "wing.orq";
+    std::string m_model = ModelAt(m_folder / "wing.orq");
 };
 
 TEST_F(TableTest, CoordinatesAndConnectivityAreThoseOfTheFile) {
@@ -151,7 +151,7 @@ class TableOfResults : public testing::Test {
         m_facts = json::parse(facts)["block_crush_1.ex2"];
     }
     ScratchFolder m_folder;
-    std::string m_model = m_folder / "m.orq";
+    std::string m_model = ModelAt(m_folder / "m.orq");
     json m_facts;
 };
 

@@ -70,7 +70,7 @@ AQAAAEgAAAAAAAAAEgAAAA==eJxjYMAHPtjjlUaSBwA9VgJf
     const std::string model = m_folder / "m.orq";
     ASSERT_EQ(RunHere({"import", (m_folder / "other.vtu").string(), "-o", model}).status, 0);
     const ORQExcModel mesh{
-        ORQObjDocument(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly))};
+        ORQObjDocument(ORQSimDatabase::Open(ModelAt(model), ORQSimDatabase::Mode::ReadOnly))};
     EXPECT_THAT(mesh.NodeLabels(), ElementsAre(1, 2, 3));
     std::vector<double> points(9);
     mesh.ReadCoordinates(0, 3, points);

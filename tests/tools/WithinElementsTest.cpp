@@ -219,7 +219,8 @@ TEST_F(PlyStresses, TurnFromLayersToElements) {
 }
 
 TEST_F(PlyStresses, ArePicturedAtOnePlaceOfEachElement) {
-    const ORQSimDatabase database = ORQSimDatabase::Open(Model(), ORQSimDatabase::Mode::ReadOnly);
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(ModelAt(Model()), ORQSimDatabase::Mode::ReadOnly);
     const ORQObjDocument document(database);
     const ORQExcModel model(document);
     const ORQExcResults results(document);
@@ -364,7 +365,7 @@ namespace {
 class Pieces {
   public:
     explicit Pieces(const std::string& model)
-        : m_database(ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadWrite)),
+        : m_database(ORQSimDatabase::Open(ModelAt(model), ORQSimDatabase::Mode::ReadWrite)),
           m_transaction(m_database.ContextID()),
           m_document(m_database),
           m_steps(m_document) {}
@@ -455,7 +456,8 @@ TEST(Pieces, EachValueIsListedOnceHoweverItWasWritten) {
         EXPECT_NEAR(middles.Number(0, "p"), c.point == 8 ? 4.5 : 100, 1e-4);
     }
     // The mean of its points, where one value an element is wanted.
-    const ORQSimDatabase database = ORQSimDatabase::Open(model, ORQSimDatabase::Mode::ReadOnly);
+    const ORQSimDatabase database =
+        ORQSimDatabase::Open(ModelAt(model), ORQSimDatabase::Mode::ReadOnly);
     const ORQExcResults results{ORQObjDocument(database)};
     const auto& field = *std::ranges::find(results.Fields(), "p", &ORQExcResults::Field::name);
     const ORQSimCSet members = results.MembersOf(field);

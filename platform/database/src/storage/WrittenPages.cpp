@@ -84,7 +84,7 @@ bool WrittenPages::HasAll(std::int64_t begin, std::int64_t end) {
     const Pages pages = PagesOf(begin, end);
     const std::span<const std::byte> noted = Noted(pages);
     return std::ssize(noted) == pages.last - pages.first &&
-           std::memchr(noted.data(), 0, noted.size()) == nullptr;
+           (noted.empty() || std::memchr(noted.data(), 0, noted.size()) == nullptr);
 }
 
 bool WrittenPages::HasAny(std::int64_t begin, std::int64_t end) {

@@ -48,7 +48,8 @@ class SlotCounts {
 };
 
 /// Tells of many keys which ones surely stand once, by some bytes a key instead of the keys
-/// themselves, so that only the few others are compared. Keys are well mixed hashes.
+/// themselves, so that only the few others are compared. Keys are well mixed hashes, but for their two
+/// highest bits, which may say anything.
 class RepeatFilter {
   public:
     explicit RepeatFilter(std::span<const std::uint64_t> keys) : m_all(keys.size()), m_again(0) {
@@ -79,7 +80,7 @@ class RepeatFilter {
 
   private:
     /// Keys that fall together by their lower bits fall apart by their upper ones.
-    static std::uint64_t Turned(std::uint64_t key) { return std::rotl(key, 32); }
+    static std::uint64_t Turned(std::uint64_t key) { return std::rotl(key << 2U, 32); }
     /// A key further on, beyond those that the processor waits for at once.
     static std::uint64_t Ahead(std::span<const std::uint64_t> keys, std::size_t i) {
         constexpr std::size_t kAhead = 32;

@@ -90,3 +90,35 @@ TEST_F(ExchangeTest, WhoOpensItBetweenTwoStepsWaitsForTheSecond) {
     EXPECT_TRUE(Fails(Failure::Io, {m_path, "does not exist"},
                       [&] { ORQSimDatabase::Open(m_path, Mode::ReadOnly); }));
 }
+
+TEST_F(ExchangeTest, AReaderIsToldOfItWhenItRefreshes) {
+    ORQSimDatabase reader = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+    Exchange();
+    const auto expectRefused = [&] {
+        try {
+            reader.Refresh();
+            FAIL() << "it shows another database";
+        } catch (const ORQBasFailure& failure) {
+            EXPECT_EQ(failure.Kind(), Failure::Refused) << failure.Text();
+        }
+        EXPECT_EQ(NameOf(reader), m_path);
+        EXPECT_EQ(FirstComponent(reader), Filled(500, 1));
+    };
+    expectRefused();
+    const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+    InTransaction(writer, [&] { writer.Focus().SetName(Slot(21), "newer"); });
+    expectRefused();
+}
+
+TEST_F(ExchangeTest, AReaderFollowsItsDatabaseFromAnotherFolder) {
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(m_folder / ".");
+    ORQSimDatabase reader = ORQSimDatabase::Open("model.orq", Mode::ReadOnly);
+    std::filesystem::current_path(before);
+    const ORQSimDatabase writer = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+    for (const char* name : {"newer", "newest"}) {
+        InTransaction(writer, [&] { writer.Focus().SetName(Slot(21), name); });
+        EXPECT_TRUE(reader.Refresh());
+        EXPECT_EQ(reader.Focus().Name(Slot(21)).UTF8(), name);
+    }
+}

@@ -87,8 +87,14 @@ TEST_F(StopTest, ReadersOpenAtEveryCallOfACommit) {
         InTransaction(database, [&] { database.Focus().SetName(Slot(20), name); });
     };
     { set(ORQSimDatabase::Create(m_path), "first"); }
-    Peer reader(std::vector<Peer::Step>(100, [&] {
+    std::filesystem::permissions(m_folder / ".", std::filesystem::perms(0755));
+    const auto read = [&] {
         return ORQSimDatabase::Open(m_path, Mode::ReadOnly).Focus().Name(Slot(20)).UTF8();
+    };
+    Peer reader(std::vector<Peer::Step>(100, read));
+    // One who may not write, where that can be somebody else.
+    Peer onlooker(std::vector<Peer::Step>(100, [&] {
+        return geteuid() != 0 || setuid(65534) == 0 ? read() : "cannot become another user";
     }));
     std::size_t nOpened = 0;
     for (const auto& [before, after] : {std::pair("first", "second"), {"second", "third"}}) {
@@ -96,6 +102,7 @@ TEST_F(StopTest, ReadersOpenAtEveryCallOfACommit) {
         DiskWatch watch(m_folder / ".");
         watch.AtEachCall([&, was = before] {
             EXPECT_EQ(reader.Run(), was);
+            EXPECT_EQ(onlooker.Run(), was);
             ++nOpened;
         });
         set(database, after);

@@ -174,12 +174,10 @@ void DatabaseState::Rollback(int level) noexcept {
 
 bool DatabaseState::Refresh() {
     bool hasChanged = false;
-    if (m_store->MustReopen()) {
-        // Opened before the old one is dropped (invariant 13): if that throws, the old state is
-        // still shown.
-        auto fresh = storage::Store::Open(m_path, false);
-        hasChanged = fresh->Generation() != m_store->Generation();
-        m_store = std::move(fresh);
+    // Opened before the old one is dropped (invariant 13): if that throws, the old state is still shown.
+    if (auto newer = m_store->OpenNewer()) {
+        hasChanged = newer->Generation() != m_store->Generation();
+        m_store = std::move(newer);
     } else {
         try {
             hasChanged = m_store->Refresh();

@@ -83,7 +83,7 @@ void WriteAll(int file, const std::string& path, std::int64_t offset, Pieces pie
 bool HasMuchFree(int file) {
     struct statvfs disk {};
     return fstatvfs(file, &disk) == 0 &&
-           disk.f_bavail > static_cast<std::uint64_t>(kLeftFree) / disk.f_frsize;
+           disk.f_bavail * disk.f_frsize > static_cast<std::uint64_t>(kLeftFree);
 }
 
 std::int64_t SizeOf(int file, const std::string& path) {

@@ -84,7 +84,7 @@ class Engine final : public Store {
     std::int64_t Generation() const override { return m_generation; }
     bool Refresh() override;
     // This handle reads the catalogue without its log, and there is one now.
-    bool MustReopen() const override;
+    std::unique_ptr<Store> OpenNewer() override;
 
     std::string Writer() const override { return m_lock.Writer(); }
     void CopyTo(const std::string& directory, const std::function<void(double)>& progress) override;
@@ -186,7 +186,8 @@ class Engine final : public Store {
     void FoldLeftLog() noexcept;
 
     const ProcessMark m_process;
-    std::string m_directory;
+    std::string m_directory;  // as it was named
+    std::string m_place;      // the same from the root: a process may go to another folder
     bool m_writable = false;
     bool m_isWithoutLog = false;  // reads the catalogue's file as it lies
     bool m_keepsLog = false;      // damage was found in it, which the next one is to find too

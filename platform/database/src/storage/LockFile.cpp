@@ -113,10 +113,10 @@ bool LockFile::OpenAsReader(const std::string& path, bool makes) {
     return m_file >= 0;
 }
 
-bool LockFile::IsInPlace() const {
+bool LockFile::IsInPlace(const std::string& path) const {
     struct stat opened {};
     struct stat named {};
-    return m_file < 0 || (fstat(m_file, &opened) == 0 && stat(m_path.c_str(), &named) == 0 &&
+    return m_file < 0 || (fstat(m_file, &opened) == 0 && stat(path.c_str(), &named) == 0 &&
                           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino);
 }
 

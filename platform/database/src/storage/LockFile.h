@@ -47,7 +47,7 @@ class LockFile {
     bool OpenAsReader(const std::string& path, bool makes);
     void Close();
     // Whether its name still leads to the file that was opened, or none was.
-    bool IsInPlace() const;
+    bool IsInPlace(const std::string& path) const;
 
     // Throws Busy with the holder's name while a writer is alone.
     void BeginChoosingSnapshot();

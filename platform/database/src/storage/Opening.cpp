@@ -297,6 +297,7 @@ std::unique_ptr<Engine> Engine::OpenOnce(const std::string& directory, bool writ
     RefuseInherited(directory);
     std::unique_ptr<Engine> engine(new Engine);
     engine->m_directory = directory;
+    engine->m_place = std::filesystem::absolute(directory).string();
     engine->m_writable = writable;
     if (writable) {
         engine->OpenWithOthers(isAlone);
@@ -318,7 +319,7 @@ std::unique_ptr<Engine> Engine::Open(const std::string& givenDirectory, bool wri
         const FolderNumber folder = NumberOf(directory);
         try {
             engine = OpenOnce(directory, writable, isAlone);
-            if (NumberOf(directory) != folder || !engine->m_lock.IsInPlace()) {
+            if (NumberOf(directory) != folder || !engine->m_lock.IsInPlace(LockPath(directory))) {
                 throw ORQBasFailure(ORQBasFailureKind::Busy,
                                     directory + ": is replaced while it is being opened");
             }
@@ -534,9 +535,9 @@ Engine::~Engine() {
 void Engine::FoldLeftLog() noexcept {
     try {
         m_lock.Close();
-        if (HasLog(m_directory) && MayTakePart(m_directory) &&
-            LockFile::WriterOf(LockPath(m_directory)).empty()) {
-            Open(m_directory, false);
+        if (HasLog(m_place) && MayTakePart(m_place) &&
+            LockFile::WriterOf(LockPath(m_place)).empty()) {
+            Open(m_place, false);
         }
     } catch (...) {
         // Then the next one who may write does it.
@@ -575,10 +576,29 @@ std::map<std::string, std::int64_t> Engine::UsualRoots(int format) {
     return roots;
 }
 
-bool Engine::MustReopen() const {
-    // Who writes now leaves the held file as it is (invariant 14), so the newer states are in the
-    // log alone.
-    return m_isWithoutLog && HasLog(m_directory);
+// Who writes now leaves the held file as it is (invariant 14), so the newer states are in the log
+// alone.
+std::unique_ptr<Store> Engine::OpenNewer() {
+    if (!m_isWithoutLog) {
+        return nullptr;
+    }
+    const auto refuse = [&] {
+        throw ORQBasFailure(
+            ORQBasFailureKind::Refused,
+            m_directory + ": was moved or replaced since it was opened; open it again");
+    };
+    if (!m_lock.IsInPlace(LockPath(m_place))) {
+        refuse();
+    }
+    if (!HasLog(m_place)) {
+        return nullptr;
+    }
+    auto newer = Open(m_place, false, false);
+    if (newer->m_identity != m_identity) {
+        refuse();
+    }
+    newer->m_directory = m_directory;
+    return newer;
 }
 
 }  // namespace orq::storage

@@ -282,7 +282,9 @@ int ShmMap(sqlite3_file* f, int page, int size, int extend, void volatile** addr
     const int code = Below(f)->pMethods->xShmMap(Below(f), page, size, extend, address);
     // The header of the index lies in its first part.
     if (page == 0) {
-        FoldsOf(f).index = code == SQLITE_OK ? *address : nullptr;
+        // Who may only read it is told so, and has it all the same.
+        const bool isThere = code == SQLITE_OK || code == SQLITE_READONLY;
+        FoldsOf(f).index = isThere ? *address : nullptr;
     }
     return code;
 }

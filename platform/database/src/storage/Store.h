@@ -398,8 +398,9 @@ class Store {
     /// committed state; returns whether it is another one.
     /// When it throws, the handle shows the old state still, or refuses until a Refresh succeeds.
     virtual bool Refresh() = 0;
-    /// Whether there is something newer that only another handle can see.
-    virtual bool MustReopen() const = 0;
+    /// Another handle of the database, where that alone can see what is newer; else null. Throws Refused
+    /// where another database, or none, is in its place.
+    virtual std::unique_ptr<Store> OpenNewer() = 0;
 
     /// Who has the database open for writing, this handle included; empty when nobody has.
     virtual std::string Writer() const = 0;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <numeric>
 
 #include "../ProcessMark.h"
@@ -52,6 +53,8 @@ bool IsRefusal(ExecStatusType status) {
 // The one of the last link that ended. Never destroyed, as the list of databases.
 struct KeptConnection {
     std::string conninfo;
+    std::string defaults;
+    timespec since{};
     ProcessMark process;
     PgConnection connection{nullptr, PQfinish};
     std::set<const char*> prepared;
@@ -67,6 +70,26 @@ void LeaveWhatIsOfOtherProcess(KeptConnection& kept) {
     if (kept.process.IsOther()) {
         [[maybe_unused]] PGconn* const left = kept.connection.release();
     }
+}
+
+// What libpq takes where a URL does not say it, as from PGHOST and PGUSER: a program may change it.
+std::string Defaults() {
+    std::string text;
+    PQconninfoOption* const options = PQconndefaults();
+    for (const PQconninfoOption* option = options; option != nullptr && option->keyword != nullptr;
+         ++option) {
+        text += option->val == nullptr ? "" : std::string(option->keyword) + "=" + option->val;
+        text += '\n';
+    }
+    PQconninfoFree(options);
+    return text;
+}
+
+// Counts while the machine sleeps, too.
+timespec Now() {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return now;
 }
 
 // Nothing comes unasked but the end: of a server that stopped, or of a line that keepalives gave up.
@@ -124,16 +147,18 @@ PostgresLink::~PostgresLink() {
     LeaveWhatIsOfOtherProcess(kept);
     if (m_connection != nullptr && PQstatus(m_connection.get()) == CONNECTION_OK &&
         m_sent.empty() && PQtransactionStatus(m_connection.get()) == PQTRANS_IDLE) {
-        kept = {std::move(m_conninfo), ProcessMark(), std::move(m_connection),
-                std::move(m_prepared)};
+        kept = {std::move(m_conninfo), std::move(m_defaults),   Now(),
+                ProcessMark(),         std::move(m_connection), std::move(m_prepared)};
     }
 }
 
 bool PostgresLink::TakeKept() {
+    // After longer the line may be gone without a word, which would be waited for.
+    constexpr time_t kMostSeconds = 10;
     KeptConnection& kept = Kept();
     LeaveWhatIsOfOtherProcess(kept);
-    if (kept.connection == nullptr || kept.conninfo != m_conninfo ||
-        !IsQuiet(kept.connection.get())) {
+    if (kept.connection == nullptr || kept.conninfo != m_conninfo || kept.defaults != m_defaults ||
+        Now().tv_sec - kept.since.tv_sec > kMostSeconds || !IsQuiet(kept.connection.get())) {
         return false;
     }
     m_connection = std::move(kept.connection);
@@ -142,6 +167,7 @@ bool PostgresLink::TakeKept() {
 }
 
 void PostgresLink::Connect() {
+    m_defaults = Defaults();
     if (TakeKept()) {
         return;
     }

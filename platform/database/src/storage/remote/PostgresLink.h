@@ -111,6 +111,7 @@ class PostgresLink {
     void FinishWith(bool byRow, const Take& take);
 
     std::string m_conninfo;
+    std::string m_defaults;  // of libpq when it was connected
     std::string m_shown;
     PgConnection m_connection{nullptr, PQfinish};
     std::set<const char*> m_prepared;

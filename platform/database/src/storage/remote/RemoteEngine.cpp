@@ -217,8 +217,9 @@ void RemoteEngine::OpenToWriteBesideOthers() {
 }
 
 void RemoteEngine::Use(RemoteCache::Opened opened) {
-    m_pieces.Serve(*opened.engine, opened.directory.string());
+    // In this order: where one of them fails, pieces still go to the slot that is shown.
     opened.engine->ServeAsCache(&m_pieces, m_writable ? this : nullptr);
+    m_pieces.Serve(*opened.engine, opened.directory.string());
     std::swap(m_slot.engine, opened.engine);
     std::swap(m_slot.hold, opened.hold);
     m_slot.directory = opened.directory;

@@ -49,7 +49,7 @@ class RemoteEngine final : public Store, private CommitSink, private NumberSourc
     void CheckUsable() override { Slot().CheckUsable(); }
     std::int64_t Generation() const override { return Slot().Generation(); }
     bool Refresh() override;
-    bool MustReopen() const override { return false; }
+    std::unique_ptr<Store> OpenNewer() override { return nullptr; }
     /// As of the last time that the store was asked.
     std::string Writer() const override { return m_head.writer; }
     void CopyTo(const std::string& directory, const std::function<void(double)>& progress) override;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -51,6 +52,22 @@ Arguments WithModels(Arguments arguments) {
 std::string ModelAt(const std::filesystem::path& path) {
     return std::getenv("ORQ_TEST_STORE") != nullptr && IsModelToMap(path) ? ModelInStoreAt(path)
                                                                           : path.string();
+}
+
+void CopyModel(const std::string& from, const std::string& to) {
+    const std::string source = ModelAt(from);
+    if (source == from) {
+        std::filesystem::copy(from, to, std::filesystem::copy_options::recursive);
+        return;
+    }
+    const std::string between = to + ".pulled";
+    for (const Arguments& step :
+         {Arguments{"pull", source, between}, Arguments{"push", between, ModelAt(to)}}) {
+        if (const CommandResult result = RunHere(step); result.status != 0) {
+            throw std::runtime_error(result.err);
+        }
+    }
+    std::filesystem::remove_all(between);
 }
 
 CommandResult RunHere(const Arguments& arguments) {

@@ -22,6 +22,9 @@ using Arguments = std::vector<std::string>;
 /// a directory is replaced, is left out.
 std::string ModelAt(const std::filesystem::path& path);
 
+/// Copies a model, in a store by way of a directory.
+void CopyModel(const std::string& from, const std::string& to);
+
 /// Runs a command in this process.
 CommandResult RunHere(const Arguments& arguments);
 

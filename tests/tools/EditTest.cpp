@@ -89,7 +89,7 @@ ENDDATA
     /// A copy of the model, edited.
     std::string Edited(const std::string& model, Arguments action, int status = 0) {
         const std::string copy = m_folder / ("edited" + std::to_string(m_nEdited++) + ".orq");
-        fs::copy(model, copy, fs::copy_options::recursive);
+        CopyModel(model, copy);
         action.insert(action.begin(), {"edit", copy});
         const CommandResult result = RunHere(action);
         EXPECT_EQ(result.status, status) << result.out << result.err;

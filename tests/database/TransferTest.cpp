@@ -17,6 +17,14 @@ class TransferTest : public DatabaseTest {
         m_transaction.emplace(Database().ContextID());
     }
     ORQSimDistribution TheField() const { return Field(Database()); }
+    /// A new one by nodes and components, whose values are members of a collection.
+    ORQSimDistribution ReferencesTo(const ORQSimCollection& nodes, int scalar) {
+        return ORQSimDistribution(
+            Focus()
+                .CreateTypedDistribution(ORQSimGrid({nodes.ID(), Components(Database()).ID()}),
+                                         Slot(40), ORQSimRangeType(scalar, nodes.ID()))
+                .GetDistribution());
+    }
     ORQSimCSet NodeSet(const Ints& members) const { return SetOf(Nodes(Database()), members); }
     ORQSimCSet ComponentSet(const Ints& members) const {
         return SetOf(Components(Database()), members);
@@ -234,11 +242,7 @@ TEST_P(TransferTest, ReferencesToMembersThatDoNotExistAreRefusedByPlace) {
     const ORQSimCollection nodes = Nodes(Database());
     const int space = nodes.Space();
     for (const int scalar : {ORQSimScalarInt, ORQSimScalarUint}) {
-        const ORQSimDistribution rows(
-            Focus()
-                .CreateTypedDistribution(ORQSimGrid({nodes.ID(), Components(Database()).ID()}),
-                                         Slot(40), ORQSimRangeType(scalar, nodes.ID()))
-                .GetDistribution());
+        const ORQSimDistribution rows = ReferencesTo(nodes, scalar);
         const auto write = [&](int second) {
             const int values[] = {0, -1, space - 1, second};
             ORQSimTransfer(rows)
@@ -271,11 +275,7 @@ TEST_P(TransferTest, AWrongReferenceIsFoundWhereverItIsAmongMany) {
     ORQSimCollection(Nodes(Database())).ExtendSpace(kNodes);
     const ORQSimCollection nodes = Nodes(Database());
     for (const int scalar : {ORQSimScalarInt, ORQSimScalarUint}) {
-        const ORQSimDistribution rows(
-            Focus()
-                .CreateTypedDistribution(ORQSimGrid({nodes.ID(), Components(Database()).ID()}),
-                                         Slot(40), ORQSimRangeType(scalar, nodes.ID()))
-                .GetDistribution());
+        const ORQSimDistribution rows = ReferencesTo(nodes, scalar);
         Ints values(2 * kNodes, kNodes - 1);
         const auto write = [&] {
             ORQSimTransfer(rows)

@@ -123,13 +123,12 @@ TEST_F(RemoteTest, ReadersBesideAWriterSeeWholeStates) {
             WriteAll(database, value);
         }
     }
-    // Those of a machine share what was fetched, and so does the writer's. One that meets a copy which
-    // others are bringing forward all the time may make another; without sharing there are nine.
+    // Those of a machine share what was fetched, and so does the writer's.
     std::ptrdiff_t nSlots = 0;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(m_folder / "")) {
         nSlots += entry.path().filename().string().starts_with("slot-") ? 1 : 0;
     }
-    EXPECT_LT(nSlots, kReaders);
+    EXPECT_LE(nSlots, kReaders / 2 + 1);
     for (const pid_t reader : readers) {
         int status = -1;
         waitpid(reader, &status, 0);

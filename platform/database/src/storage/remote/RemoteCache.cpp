@@ -294,12 +294,13 @@ void RemoteCache::Advance(const fs::path& slot, RemoteStore& store, const Head& 
             }
             return;
         }
-        if (attempt == attempts) {
+        if (attempt == attempts || !fs::exists(slot)) {
             return;
         }
         usleep(10'000);
+        // One that cannot even be read is made or brought forward this very moment.
         const std::optional<Opened> reading = OpenSlot(slot, false);
-        if (!reading || reading->engine->Generation() >= generation) {
+        if (reading && reading->engine->Generation() >= generation) {
             return;
         }
     }
@@ -318,7 +319,11 @@ std::optional<RemoteCache::Opened> RemoteCache::FindOrAdvance(RemoteStore& store
     }
     for (const fs::path& slot : SlotsOf(FolderOf(head.identity))) {
         std::optional<Opened> opened = OpenSlot(slot, false);
-        if (opened && CanReach(*opened->engine, head, wish.generation)) {
+        // Somebody may have brought it there, or further, since all of them were looked at.
+        if (opened && wish.Has(opened->engine->Generation())) {
+            return opened;
+        }
+        if (!opened || CanReach(*opened->engine, head, wish.generation)) {
             opened.reset();  // so that it can go where it does not fit
             Advance(slot, store, head, wish.generation, attempts);
             if (std::optional<Opened> found = Find(head.identity, wish)) {

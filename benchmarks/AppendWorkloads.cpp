@@ -20,7 +20,7 @@ namespace storage_benchmark {
 namespace {
 
 constexpr int kAppends = 400;
-constexpr int kChunk = 100000;
+constexpr int kNodesPerChunk = 100000;
 
 // Coordinates of all nodes of a model, given through the service in so many appends of one
 // transaction, as an analysis gives them that visits its nodes by part or by region.
@@ -49,7 +49,7 @@ class Appending {
         const ORQObjModelBuilder builder(m_database);
         builder.AddNodes(static_cast<int>(m_order.size()));
         m_directions = builder.SpatialDirections(3);
-        m_coordinates.emplace(builder.Coordinates(), kChunk);
+        m_coordinates.emplace(builder.Coordinates(), kNodesPerChunk);
     }
 
     void Run(int first, int count) {

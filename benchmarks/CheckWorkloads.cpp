@@ -30,7 +30,7 @@ namespace storage_benchmark {
 namespace {
 
 constexpr int kClasses = 500;
-constexpr int kChunk = 100000;
+constexpr int kMostRowsPerChunk = 100000;
 constexpr double kMostMemory = 200;  // MiB
 
 // The elements of each class, as many in each: runs, or picked at random.
@@ -58,7 +58,7 @@ struct ClassifiedMesh {
         const ORQObjModelBuilder builder(database);
         const ORQSimCSetID node = builder.AddNodes(1);
         const std::vector<double> origin(3, 0.0);
-        ORQSrvNodalCoordinates(builder.Coordinates(), kChunk)
+        ORQSrvNodalCoordinates(builder.Coordinates(), kMostRowsPerChunk)
             .Append(transaction, node, builder.SpatialDirections(3), origin.data());
         const int label = 1;
         builder.SetLabels(ORQObjLabelerType::Node, builder.AddInstance("PART-1"), node, &label);
@@ -67,7 +67,7 @@ struct ClassifiedMesh {
         builder.AddElements(nElements);
         const ORQSimCollection elements(
             ORQObjMesh(builder.Mesh()).GetElementCollection().GetCollection());
-        ORQSrvElementConnectivity connectivity(builder.Connectivity(), kChunk);
+        ORQSrvElementConnectivity connectivity(builder.Connectivity(), kMostRowsPerChunk);
         std::vector<std::pair<ORQSimPosition, ORQSimCSetID>> assignment;
         for (const std::vector<int>& members : Divide(nElements, isScattered)) {
             const int count = static_cast<int>(members.size());

@@ -11,7 +11,7 @@ namespace storage_benchmark {
 namespace {
 
 constexpr const char* kName = "coordinates";
-constexpr hsize_t kComponents = 3;
+constexpr hsize_t kAxes = 3;
 
 // Answers of the library are ids or error codes, below 0 on failure.
 template <class T>
@@ -24,9 +24,9 @@ T Checked(T answer) {
 
 Hdf5File::Hdf5File(const std::filesystem::path& path, const Layout& layout)
     : m_file(Checked(H5Fcreate(path.c_str(), H5F_ACC_TRUNC, H5P_DEFAULT, H5P_DEFAULT))) {
-    const std::array<hsize_t, 2> none = {0, kComponents};
-    const std::array<hsize_t, 2> most = {H5S_UNLIMITED, kComponents};
-    const std::array<hsize_t, 2> chunk = {layout.chunkNodes, kComponents};
+    const std::array<hsize_t, 2> none = {0, kAxes};
+    const std::array<hsize_t, 2> most = {H5S_UNLIMITED, kAxes};
+    const std::array<hsize_t, 2> chunk = {layout.chunkNodes, kAxes};
     const hid_t space = Checked(H5Screate_simple(2, none.data(), most.data()));
     const hid_t properties = Checked(H5Pcreate(H5P_DATASET_CREATE));
     Checked(H5Pset_chunk(properties, 2, chunk.data()));
@@ -69,8 +69,8 @@ hsize_t Hdf5File::NumNodes() const {
 
 void Hdf5File::Append(std::span<const double> values) {
     const std::array<hsize_t, 2> begin = {NumNodes(), 0};
-    const std::array<hsize_t, 2> count = {values.size() / kComponents, kComponents};
-    const std::array<hsize_t, 2> extent = {begin[0] + count[0], kComponents};
+    const std::array<hsize_t, 2> count = {values.size() / kAxes, kAxes};
+    const std::array<hsize_t, 2> extent = {begin[0] + count[0], kAxes};
     Checked(H5Dset_extent(m_dataset, extent.data()));
     const hid_t stored = Checked(H5Dget_space(m_dataset));
     Checked(
@@ -89,15 +89,15 @@ void Hdf5File::Sync() {
 }
 
 void Hdf5File::Read(std::span<double> values) const {
-    Require(values.size() == NumNodes() * kComponents, "the HDF5 file has another size");
+    Require(values.size() == NumNodes() * kAxes, "the HDF5 file has another size");
     Checked(H5Dread(m_dataset, H5T_NATIVE_DOUBLE, H5S_ALL, H5S_ALL, H5P_DEFAULT, values.data()));
 }
 
 void Hdf5File::Select(std::span<const int> nodes) {
     std::vector<hsize_t> points;
-    points.reserve(nodes.size() * kComponents * 2);
+    points.reserve(nodes.size() * kAxes * 2);
     for (const int node : nodes) {
-        for (hsize_t component = 0; component < kComponents; ++component) {
+        for (hsize_t component = 0; component < kAxes; ++component) {
             points.insert(points.end(), {static_cast<hsize_t>(node), component});
         }
     }

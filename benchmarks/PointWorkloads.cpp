@@ -29,9 +29,9 @@ namespace storage_benchmark {
 
 namespace {
 
-constexpr int kPoints = 8;
-constexpr std::size_t kComponents = 6;
-constexpr std::size_t kValuesOfElement = kPoints * kComponents;
+constexpr int kPointsEach = 8;
+constexpr std::size_t kStresses = 6;
+constexpr std::size_t kValuesOfElement = kPointsEach * kStresses;
 constexpr int kElementsPerPiece = 100000;
 
 std::vector<double> StressValues(int nElements) {
@@ -104,7 +104,7 @@ class StressDatabase {
                     .CreateVolatileCSetStrided(first, count, 1, 1),
                 {},
                 {},
-                {0, kPoints - 1}};
+                {0, kPointsEach - 1}};
     }
     template <class Act>
     void ForEachPiece(std::size_t nValues, const Act& act) const {
@@ -201,24 +201,25 @@ std::vector<Row> History(const Settings& settings) {
 void PlainAtNodes(const StructuredMesh& mesh, std::span<const double> values,
                   std::span<const float> matrix, std::vector<double>& sums,
                   std::vector<int>& counts) {
-    sums.assign(static_cast<std::size_t>(mesh.nNodes) * kComponents, 0);
+    sums.assign(static_cast<std::size_t>(mesh.nNodes) * kStresses, 0);
     counts.assign(static_cast<std::size_t>(mesh.nNodes), 0);
     for (std::size_t element = 0; element < static_cast<std::size_t>(mesh.nElements); ++element) {
-        for (std::size_t node = 0; node < kPoints; ++node) {
-            const auto at = static_cast<std::size_t>(mesh.connectivity[element * kPoints + node]);
+        for (std::size_t node = 0; node < kPointsEach; ++node) {
+            const auto at =
+                static_cast<std::size_t>(mesh.connectivity[element * kPointsEach + node]);
             ++counts[at];
-            for (std::size_t k = 0; k < kComponents; ++k) {
+            for (std::size_t k = 0; k < kStresses; ++k) {
                 double sum = 0;
-                for (std::size_t point = 0; point < kPoints; ++point) {
-                    sum += double{matrix[node * kPoints + point]} *
-                           values[(element * kPoints + point) * kComponents + k];
+                for (std::size_t point = 0; point < kPointsEach; ++point) {
+                    sum += double{matrix[node * kPointsEach + point]} *
+                           values[(element * kPointsEach + point) * kStresses + k];
                 }
-                sums[at * kComponents + k] += sum;
+                sums[at * kStresses + k] += sum;
             }
         }
     }
     for (std::size_t i = 0; i < sums.size(); ++i) {
-        sums[i] /= counts[i / kComponents];
+        sums[i] /= counts[i / kStresses];
     }
 }
 
@@ -237,7 +238,7 @@ std::vector<Row> AtNodes(const Settings& settings) {
     const ORQExcResults results(database.Document());
     const ORQExcElementValues within(model, results, results.Fields().front());
     const std::vector<float> matrix =
-        ORQExcExtrapolationToNodes(*ORQExcFindShapeByName("HEX8"), kPoints);
+        ORQExcExtrapolationToNodes(*ORQExcFindShapeByName("HEX8"), kPointsEach);
     ORQExcElementValues::AtNodes ours;
     std::vector<double> sums;
     std::vector<int> counts;

@@ -36,9 +36,9 @@ std::vector<double> RandomValues(int nNodes) {
 }
 
 // A table of rows of bytes, by plain statements.
-class PlainRows {
+class PlainTable {
   public:
-    explicit PlainRows(const PostgresServer& server)
+    explicit PlainTable(const PostgresServer& server)
         : m_connection(PQconnectdb(server.Url("").c_str()), PQfinish) {
         Run("CREATE TABLE IF NOT EXISTS plain(place bigint PRIMARY KEY, bytes bytea)");
         Run("ALTER TABLE plain ALTER COLUMN bytes SET STORAGE EXTERNAL");
@@ -107,7 +107,7 @@ struct StoreBulk : BulkData<double> {
     PostgresServer& server;
     std::filesystem::path cache;
     std::filesystem::path local;
-    PlainRows rows;
+    PlainTable rows;
 };
 
 Row MeasureStoreWrite(const Settings& settings, StoreBulk& bulk) {

@@ -16,7 +16,10 @@ endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Werror)
 if(ORQ_SANITIZE)
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    # What address finds, too, is left to it: a check of each pointer for null or the size of what it leads
+    # to takes a fifth of the time that compiling takes.
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize=null,object-size -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
 

@@ -11,7 +11,7 @@ import re
 import sys
 import tempfile
 
-FOLDERS = ["platform", "ORQSrvSimServices", "exchange", "tools", "python", "tests"]
+FOLDERS = ["platform", "ORQSrvSimServices", "exchange", "tools", "python", "benchmarks", "tests"]
 UNNAMED = re.compile(r"^namespace \{\n(.*?)^\}  // namespace$", re.DOTALL | re.MULTILINE)
 # What begins a line there: an alias may stand twice when it is the same.
 ALIAS = re.compile(r"^using (\w+) = (.*?);", re.DOTALL | re.MULTILINE)

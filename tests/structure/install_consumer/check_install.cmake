@@ -1,7 +1,7 @@
 # Installs a build into a scratch prefix, moves it, and builds and runs a host against it, once through
 # the CMake package and once through pkg-config.
 #
-#     cmake -D BUILD=<build folder> -D SCRATCH=<folder> -D CXX=<compiler> [-D CXX_FLAGS=<flags>]
+#     cmake -D BUILD=<build folder> -D SCRATCH=<folder> -D CXX=<compiler>
 #           [-D PKG_CONFIG=<program>] -P check_install.cmake
 
 function(run)
@@ -16,7 +16,7 @@ run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${SCRATCH}/installed)
 file(RENAME ${SCRATCH}/installed ${prefix})
 
 run(${CMAKE_COMMAND} -S ${sources} -B ${SCRATCH}/build -D CMAKE_PREFIX_PATH=${prefix}
-    -D CMAKE_CXX_COMPILER=${CXX} -D CMAKE_CXX_FLAGS=${CXX_FLAGS} -D EXAMPLES=${examples})
+    -D CMAKE_CXX_COMPILER=${CXX} -D EXAMPLES=${examples})
 run(${CMAKE_COMMAND} --build ${SCRATCH}/build)
 run(${SCRATCH}/build/consumer)
 
@@ -35,7 +35,7 @@ get_filename_component(lib_dir ${pc_dir} DIRECTORY)
 execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir}
                         ${PKG_CONFIG} --cflags --libs ORQSrvBasic
                 OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-separate_arguments(flags UNIX_COMMAND "${CXX_FLAGS} ${flags}")
+separate_arguments(flags UNIX_COMMAND ${flags})
 run(${CXX} ${sources}/consumer.cpp ${flags} -Wl,-rpath,${lib_dir} -o ${SCRATCH}/consumer)
 run(${SCRATCH}/consumer)
 

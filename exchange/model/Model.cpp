@@ -277,6 +277,9 @@ std::vector<ORQExcModel::FaceNodes> ORQExcModel::NodesOf(const std::vector<Face>
                 elements.push_back(faces[i].element);
             }
         }
+        if (elements.empty()) {
+            continue;
+        }
         std::ranges::sort(elements);
         elements.erase(std::unique(elements.begin(), elements.end()), elements.end());
         const auto nNodes = static_cast<std::size_t>(block.shape->nNodes);

@@ -55,7 +55,7 @@ std::unique_ptr<ArrayPeer> MakeLmdbPeer(const Settings& settings);
 // The same as blobs of one table, with a rollback journal and synchronous = FULL.
 std::unique_ptr<ArrayPeer> MakeSqlitePeer(const Settings& settings);
 
-// Of LMDB and SQLite: how many nodes a value has at most.
+// LMDB and SQLite: how many nodes a value has at most.
 inline constexpr std::size_t kPeerValueNodes = (1 << 20) / (3 * sizeof(double));
 
 }  // namespace storage_benchmark

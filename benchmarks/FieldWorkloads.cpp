@@ -49,7 +49,7 @@ std::vector<T> RandomValues(std::size_t count) {
 constexpr int kPoints = 8;
 constexpr int kComponents = 6;
 
-// As one would write it down: each sum grows where the output stands.
+// The loops as one would write them down: each sum grows where the output stands.
 template <class T>
 [[gnu::noinline]] void PlainLoops(int items, const T* input, T* output, const float* matrix) {
     for (std::ptrdiff_t k = 0; k < items; ++k) {

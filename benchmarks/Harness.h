@@ -32,7 +32,7 @@ struct Contender {
     std::function<void()> check = [] {};
     // Milliseconds of the last run that do not count.
     std::function<double()> aside = [] { return 0.0; };
-    // Of a peer: what ours promises, and it does not.
+    // What ours promises and this peer does not.
     std::string givesUp = {};
 };
 

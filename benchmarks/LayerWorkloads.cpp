@@ -206,7 +206,7 @@ class LayerDatabase {
     ORQSimCollection m_sections;
 };
 
-// As somebody would store it who thinks of sections: a group for each, with its six arrays.
+// The layout of somebody who thinks of sections: a group for each, with its six arrays.
 class Hdf5Sections {
   public:
     static void Write(const std::filesystem::path& path, const LayerArrays& arrays) {

@@ -112,7 +112,7 @@ class OurRecords {
     ORQSimDatabase m_database;
 };
 
-// As a user would keep them: one row a record, and one for each name.
+// The usual layout: one row a record, and one for each name.
 class SqliteRecords {
   public:
     explicit SqliteRecords(const Settings& settings)

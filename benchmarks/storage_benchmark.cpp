@@ -35,7 +35,7 @@ std::vector<Workload> AllWorkloads() {
     return all;
 }
 
-// Those in which open peers do the same work.
+// The workloads in which open peers do the same work.
 std::vector<std::string> WorkloadsWithPeers() {
     return {"write",         "read-first", "read-again",
             "gather-1%",     "gather-30%", "gather-1%-first-touch",

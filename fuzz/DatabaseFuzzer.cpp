@@ -15,7 +15,7 @@ constexpr std::size_t kChecksum = 8;
 constexpr std::size_t kStamp = 72;  // of the last fold
 constexpr std::size_t kStampBytes = 20;
 
-// As of pages that no fold of a log has written.
+// Gives pages the checksums of pages that no fold of a log has written.
 void RenewChecksums(std::string& catalogue) {
     if (catalogue.size() >= kPage) {
         catalogue.replace(kStamp, kStampBytes, kStampBytes, '\0');

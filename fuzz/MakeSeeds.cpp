@@ -61,7 +61,7 @@ void Run(const std::vector<std::string>& arguments) {
     }
 }
 
-/// As fuzz_database takes it.
+/// A database in the form in which fuzz_database takes it.
 std::string Packed(const fs::path& database) {
     const std::string catalogue = Get(database / "catalogue.sqlite");
     const auto size = static_cast<std::uint32_t>(catalogue.size());

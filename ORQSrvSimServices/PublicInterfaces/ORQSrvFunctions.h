@@ -104,7 +104,7 @@ ORQ_EXPORT ORQSimCSetID ORQSrvGetPointSetFromElementSpec(const ORQSimPosition& e
 //   component record  C_1, C_2, C_3            none
 //     at place        0, 12, 20
 
-// Of a document without these collections, an empty one among them, every record and set is null.
+// Where a document lacks these collections, as an empty one does, every record and set is null.
 
 /// Other numbers return null: the dof without a name.
 ORQ_EXPORT ORQSimPosition ORQSrvGetDofRecordFromDofNumber(const ORQObjDocument& document,

@@ -27,7 +27,7 @@ struct PlyStrengths {
     double s;
 };
 
-/// Of the laminate, along the element's axes: in its middle surface, and its curvatures.
+/// Strains of the laminate along the element's axes: in its middle surface, and its curvatures.
 struct LaminateStrain {
     Plane membrane;
     Plane curvature;

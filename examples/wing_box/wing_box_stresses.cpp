@@ -228,7 +228,7 @@ class Analysis {
         return runs;
     }
 
-    /// Of values[all layers][section points][elements][components], those of some layers.
+    /// Writes some layers of values[all layers][section points][elements][components].
     void WriteLayers(const ORQObjMeshedField& field, const ORQSimCSet& elements,
                      ORQSimIntRange layers, const std::vector<double>& values) const {
         const auto first = static_cast<std::size_t>(layers.First()) * kSectionPoints *

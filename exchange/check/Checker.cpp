@@ -214,7 +214,7 @@ class CheckRun {
         });
     }
 
-    /// Those that have a label, in place of their ordinals.
+    /// Puts labels in place of the ordinals of members that have one.
     void Label(ORQExcFinding::Place place) {
         const ORQExcModel& model = m_model.Model();
         const bool areNodes = place == ORQExcFinding::Place::Node;

@@ -92,7 +92,7 @@ class DuplicatesRun : public ORQExcCheckRun {
     /// of a spring.
     using Alike = std::tuple<const void*, std::vector<int>, std::vector<std::uint64_t>>;
 
-    /// Of elements with equal nodes all but the first, ascending.
+    /// Elements that have the nodes of an earlier one, ascending.
     std::vector<int> Later(const std::vector<int>& elements) const {
         std::vector<int> later;
         std::map<Alike, int> first;
@@ -129,7 +129,7 @@ class DuplicatesRun : public ORQExcCheckRun {
         return later;
     }
 
-    /// As bits, which compare also where a value is no number.
+    /// Attributes as bits, which compare also where a value is no number.
     std::vector<std::uint64_t> AttributesOf(const ORQExcModel::Block& block,
                                             const ORQSimCSet& elements) const {
         std::vector<double> values(static_cast<std::size_t>(elements.Size()) *

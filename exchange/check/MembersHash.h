@@ -10,7 +10,7 @@ class MembersHash {
     void Add(int member) { m_value += Of(member); }
     std::uint64_t Value() const { return m_value; }
 
-    /// Of one member. The hash of several is the sum of theirs.
+    /// The hash of one member. The hash of several members is the sum of theirs.
     static std::uint64_t Of(int member) { return Spread(static_cast<std::uint64_t>(member) + 1); }
 
   private:

@@ -42,7 +42,7 @@ class NormalsRun : public ORQExcCheckRun {
   private:
     using Neighbour = ShellNeighbours::Neighbour;
 
-    /// Of each connected surface the shells that face the other way than most. A surface with one
+    /// The shells of each connected surface that face the other way than most. A surface with one
     /// side only, such as a Moebius strip, has some as well.
     std::vector<int> Turned() const {
         constexpr int kUnknown = -1;

@@ -52,7 +52,7 @@ class OrientationsRun : public ORQExcCheckRun {
     }
 
   private:
-    /// Of the layers of a section that have one.
+    /// Names of the orientations that layers of a section have.
     static std::set<std::string> OrientationsOf(const ORQExcSections::Section& section,
                                                 const ORQExcLayup& layup) {
         std::set<std::string> names;
@@ -100,7 +100,7 @@ class OrientationsRun : public ORQExcCheckRun {
         }
     }
 
-    /// Of length 1, by two sides of a triangle or the diagonals of a quadrilateral.
+    /// The unit normal, by two sides of a triangle or the diagonals of a quadrilateral.
     Point NormalOf(const ORQExcShape& shape, std::span<const int> nodes) const {
         const auto at = [&](std::size_t k) {
             return m_model.Points()[static_cast<std::size_t>(nodes[k])];

@@ -74,8 +74,8 @@ class RigidElementsRun : public ORQExcCheckRun {
         return found == set.properties.end() ? otherwise : found->second;
     }
 
-    /// Of a star all nodes but the first, of a spider the first, of a bar those of the components
-    /// that its card names.
+    /// The dependent nodes: all but the first of a star, the first of a spider, and of a bar those
+    /// of the components that its card names.
     static Dependent DependentOf(const ORQExcModel::Set& set) {
         std::vector<int> nodes;
         for (ORQSimCSetIterator node{set.members}; !node.IsDone(); node.Next()) {

@@ -29,7 +29,7 @@ void ShellNeighbours::Add(const ORQExcCheckedElements& elements) {
     }
 }
 
-/// Of length 1, by the diagonals of a quadrilateral or two sides of a triangle.
+/// The unit normal, by the diagonals of a quadrilateral or two sides of a triangle.
 Point ShellNeighbours::NormalOf(std::span<const double> corners) {
     const auto at = [&](std::size_t k) {
         return Point{corners[3 * k], corners[3 * k + 1], corners[3 * k + 2]};

@@ -68,8 +68,8 @@ class SurfacesRun : public ORQExcCheckRun {
         return turned;
     }
 
-    /// Of the faces; sides that are edges have no side to look to. Faces that the shape lacks are
-    /// left out: they are a finding of another rule.
+    /// The edges of all faces. Sides that are edges have no side to look to and are left out, as
+    /// are faces that the shape lacks, which are a finding of another rule.
     std::vector<Edge> EdgesOf(const ORQExcModel::Surface& surface) const {
         std::vector<ORQExcModel::Face> faces;
         std::vector<std::size_t> nCorners;

@@ -21,7 +21,7 @@ class DifferenceList {
     const ORQExcComparison& Options() const { return m_options; }
     std::vector<ORQExcDifference>& All() { return m_all; }
 
-    /// As ORQExcComparison has it.
+    /// Equality as ORQExcComparison defines it.
     bool AreEqual(double a, double b) const;
     /// The same for a distance between two places of that distance from the origin.
     bool IsNoDistance(double distance, double a, double b) const;

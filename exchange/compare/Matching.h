@@ -28,7 +28,7 @@ class Matching {
 
     /// The ordinal in the second model of an ordinal in the first; kNone for one that was removed.
     int ImageOf(int before) const { return m_images[static_cast<std::size_t>(before)]; }
-    /// Those of ordinals of the first model.
+    /// The pairs of some ordinals of the first model.
     Pairs PairsOf(std::span<const int> before) const;
     Pairs PairsOf(int begin, int end) const;
     /// Ordinals in the second model that are nobody's image, ascending.

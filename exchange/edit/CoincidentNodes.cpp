@@ -21,7 +21,7 @@ bool IsPlaced(const Point& point) {
     return std::isfinite(point[0]) && std::isfinite(point[1]) && std::isfinite(point[2]);
 }
 
-/// Those of some nodes that have another one in a cell around them, and some that have none.
+/// All nodes that have another one in a cell around them, and some that have none.
 std::vector<int> MetInCells(std::span<const Point> points, std::span<const int> nodes,
                             const PointCells& cells) {
     // Keys of cells. Their upper bits, which no filter is large enough to use, say more of the point.

@@ -65,7 +65,7 @@ class PointCells {
     static constexpr double kMostCells = 1e15;
     // Up to this many cells from the origin the place within a cell is known well.
     static constexpr double kMostCellsOfPlaces = 1e9;
-    // Of a cell, in the place of a point within it.
+    // Part of a cell by which rounding may move the place of a point within it.
     static constexpr double kRounding = 1e-3;
 
     double m_tolerance;
@@ -73,9 +73,9 @@ class PointCells {
     double m_nearSide;   // the tolerance, as a part of a cell
 };
 
-/// Those of some nodes that may have another one of them within the tolerance, in their order: all
-/// that have one, and some that have none. Nodes with a coordinate that is not finite are none.
-/// `points` has the places of all nodes. Takes some ten bytes for each node.
+/// Of the given nodes, all that have another one within the tolerance and some that have none, in
+/// their order. Nodes with a coordinate that is not finite are left out. `points` has the places of
+/// all nodes. Takes some ten bytes for each node.
 std::vector<int> PossiblyCoincident(std::span<const Point> points, std::span<const int> nodes,
                                     double tolerance);
 

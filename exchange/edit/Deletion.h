@@ -13,8 +13,8 @@ struct DeletedObject {
     std::string card;  ///< whatever the name: "MAT1 7"; empty for what has none
 };
 
-/// As ORQExcDelete, of everything but fields, with users that were found before; but cards that are
-/// kept of the object stay, for DropCardsOfDeleted.
+/// Deletes as ORQExcDelete does, everything but fields, with users that were found before. Kept
+/// cards of the object stay, for DropCardsOfDeleted.
 [[nodiscard]] DeletedObject DeleteButCards(const ORQObjDocument& document, ORQExcObjectKind kind,
                                            const std::string& name, bool force, const Users& users,
                                            ORQExcReport& report);

@@ -19,7 +19,7 @@ struct LabelledMembers {
     std::vector<int> ordinals;
 };
 
-/// Of all instances that label any.
+/// The labelled members of all instances that label any.
 std::vector<LabelledMembers> LabelledMembersOf(const ORQObjDocument& document,
                                                ORQObjLabelerType type);
 

@@ -20,7 +20,7 @@ struct InstanceLabels {
 void ReportCardsNaming(const std::vector<InstanceLabels>& changed, const ORQObjDocument& document,
                        ORQExcReport& report);
 
-/// Those of the labels that no kept card may name.
+/// Erases labels that a kept card may name.
 void EraseNamedByCards(std::vector<InstanceLabels>& labels, const ORQObjDocument& document);
 
 /// The instance of a deck of several that an object of the name belongs to: its name ends so. Empty
@@ -36,11 +36,10 @@ bool HasCardsOf(const std::string& name, const std::vector<ORQExcKeptText>& text
 
 /// Takes away the kept arrays of a file that hold, or are over, node numbers, which changed.
 void DropArraysOverNodes(const ORQObjDocument& document, ORQExcReport& report);
-/// Those that are over the elements of a file, of a block or of an element set, of which some are
-/// gone.
+/// Drops arrays over the elements of a file, of a block or of an element set that has lost some.
 void DropArraysOverElements(const ORQObjDocument& document, ORQExcReport& report);
-/// Of a file that counts its sets, the arrays that go by the places of sets of a kind ("ns", "ss"
-/// or "els"), of which one is deleted.
+/// Drops the arrays that go by the places of sets of a kind ("ns", "ss" or "els"), of which one is
+/// deleted, where a file counts its sets.
 void DropArraysOfSets(const std::string& family, const ORQObjDocument& document,
                       ORQExcReport& report);
 

@@ -12,7 +12,7 @@ namespace orq::exchange {
 
 using ObjectKind = ORQExcObjectKind;
 
-/// As messages and reports call it, for example "node set".
+/// The kind as messages and reports call it, for example "node set".
 const char* NameOf(ObjectKind kind);
 
 /// The slot of the model's map that holds the objects of a kind by name; 0 for blocks, fields and

@@ -15,7 +15,7 @@ class Removal {
     explicit Removal(const ORQObjDocument& document)
         : m_document(document), m_references(document.ContextID()) {}
 
-    /// Of a set or a surface, with its row of nodal areas.
+    /// Removes a set or a surface, with its row of nodal areas.
     void Region(const ORQSimPosition& region) const;
     /// Layers too. REQUIRES: no assignment has it.
     void Section(const ORQSimPosition& section) const;

@@ -19,8 +19,8 @@ struct SparseDrawer {
 /// Throws ORQBasFailure (Usage) for a drawer of other values, or of other than two dimensions.
 SparseDrawer ReadSparse(const ORQSimDistribution& from, const ORQSimDrawerDescription& drawer);
 
-/// As a new drawer, of the columns that have a value; nothing without any. REQUIRES: an open
-/// transaction.
+/// Writes a new drawer of the columns that have a value, or nothing where none has. REQUIRES: an
+/// open transaction.
 void WriteSparse(const SparseDrawer& drawer, const ORQSimDistribution& to);
 
 }  // namespace orq::exchange

@@ -6,7 +6,7 @@
 
 namespace orq::exchange {
 
-/// Those of some elements of which no surface has a face.
+/// The given elements of which no surface has a face.
 std::vector<int> OfNoSurface(const ORQExcModel& model, std::vector<int> elements);
 
 }  // namespace orq::exchange

@@ -42,7 +42,7 @@ std::vector<int> CornersOf(const ORQExcShape::Side& side) {
     return {side.nodes.begin(), side.nodes.begin() + side.nCorners};
 }
 
-/// Of an edge or a face its own middle is the last node, where the shape has one.
+/// Whether the last node of an edge or a face is its own middle.
 bool HasMiddle(const ORQExcShape::Side& side) {
     const auto size = static_cast<int>(side.nodes.size());
     return side.IsEdge() ? size == 3 : size > 2 * side.nCorners;

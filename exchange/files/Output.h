@@ -11,7 +11,7 @@ struct Output {
     std::filesystem::path file;
     /// Called with 0 to 1; may throw to give up.
     std::function<void(double)> progress = [](double) {};
-    /// Of a format that has a file for each time: an existing folder for them, and its name as it
+    /// For a format that has a file for each time: an existing folder for them, and its name as it
     /// will stand beside `file`.
     std::filesystem::path folder = {};
     std::string folderName = {};

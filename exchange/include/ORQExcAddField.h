@@ -12,7 +12,7 @@
 ///   const ORQObjMeshedField field = ORQExcAddField(
 ///       document, step, {ORQExcResultArray::Place::Node, "U", {"U1", "U2", "U3"}, {}});
 ///
-/// Of the array, its parts are not looked at; without components it has one, of its own name.
+/// The parts of `array` are not looked at; an array without components gets one, of its own name.
 /// REQUIRES: an open transaction. Throws ORQBasFailure (Usage) for a name that is empty or that a
 /// field of the step has, and for points or layers in what is no element.
 ORQ_EXPORT ORQObjMeshedField ORQExcAddField(const ORQObjDocument& document,

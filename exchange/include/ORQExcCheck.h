@@ -88,7 +88,7 @@ class ORQ_EXPORT ORQExcCheckedModel {
         bool hasAll;  ///< whether all coordinates are finite
     };
     const Extent& Box() const;
-    /// Of that box.
+    /// Length of the diagonal of that box.
     double Diagonal() const;
     bool IsWanted(std::string_view rule) const;
     double Limit(const ORQExcRule& rule) const;

@@ -44,7 +44,8 @@ struct ORQExcDifference {
     std::string after = {};
     std::int64_t count = 1;  ///< nodes, elements, members of a set, values, times, lines, rows
     double amount = 0;       ///< the largest distance or difference, where there is one
-    /// Of nodes, elements and sets all of them; of a field the one with the largest difference.
+    /// All nodes, elements or members of sets that differ; for a field the one with the largest
+    /// difference.
     std::vector<Member> members = {};
 };
 

@@ -84,8 +84,8 @@ ORQ_EXPORT void ORQExcMergeElements(
     const std::function<void(double)>& progress = [](double) {});
 
 enum class ORQExcUnused {
-    /// Of no element and no rigid body, named by no kept card, and in no set to which the file
-    /// gives numbers, as to rigid elements and constraints.
+    /// Nodes of no element and no rigid body, named by no kept card, and in no set to which the
+    /// file gives numbers, as to rigid elements and constraints.
     Nodes,
     Materials,  ///< of no layer, and with a number that no kept card of a property names
     Sections,   ///< of no element

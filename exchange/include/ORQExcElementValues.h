@@ -27,8 +27,8 @@ class ORQ_EXPORT ORQExcElementValues {
         double value;  ///< not a number where the element has no value
         ORQExcSpot spot;
     };
-    /// Of each element, the number of the largest magnitude over all its layers, section points and
-    /// points, and where it is; of equal ones the first.
+    /// Finds for each element the number of the largest magnitude over all its layers, section
+    /// points and points, and where it is; the first one of equal numbers.
     std::vector<Worst> WorstOf(int frame, const ORQSimCSet& elements, const Number& number) const;
 
     /// Values [elements][components] in the middles of elements, in one layer and section point (-1
@@ -88,8 +88,8 @@ class ORQ_EXPORT ORQExcElementAxes {
     ORQExcElementAxes(const ORQExcElementAxes&) = delete;
     ORQExcElementAxes& operator=(const ORQExcElementAxes&) = delete;
 
-    /// Of an element in a layer (-1 for one without layers); nothing for what is no shell, and for
-    /// ORQObjAxes::Unknown.
+    /// The directions of an element in a layer (-1 for one without layers); nothing for what is no
+    /// shell, and for ORQObjAxes::Unknown.
     std::optional<Matrix> Of(int element, int layer, ORQObjAxes axes) const;
 
   private:

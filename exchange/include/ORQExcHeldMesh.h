@@ -22,7 +22,7 @@
 /// breaks a rule throws ORQBasFailure (Usage), naming the value and its place, and adds nothing.
 class ORQ_EXPORT ORQExcHeldMesh : public ORQExcMeshSource {
   public:
-    /// Of 2 or 3 coordinates for each node.
+    /// `dimension` is the number of coordinates of a node, 2 or 3.
     explicit ORQExcHeldMesh(std::string title = {}, int dimension = 3);
 
     /// Coordinates [nodes][dimension], finite; a label for each node, at least 1, or none for those

@@ -54,6 +54,6 @@ ORQ_EXPORT void ORQExcWriteMaterialTables(const ORQObjDocument& document,
                                           const ORQSimPosition& material,
                                           const std::vector<ORQExcMaterialTable>& tables);
 
-/// Those of a material, in the order in which they were added.
+/// Reads the tables of a material, in the order in which they were added.
 ORQ_EXPORT std::vector<ORQExcMaterialTable> ORQExcReadMaterialTables(
     const ORQSimPosition& material);

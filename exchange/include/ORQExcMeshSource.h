@@ -107,7 +107,7 @@ class ORQ_EXPORT ORQExcMeshSource {
 
     /// [end - begin][Dimension()]
     virtual void ReadCoordinates(int begin, int end, std::span<double> coordinates) = 0;
-    /// Of nodes, or of elements over all blocks.
+    /// Reads labels of nodes, or of elements over all blocks.
     virtual void ReadLabels(ORQObjLabelerType type, int begin, int end, std::span<int> labels) = 0;
     /// [end - begin][nodes of the shape], elements counted within the block.
     virtual void ReadConnectivity(int block, int begin, int end, std::span<int> nodes) = 0;

@@ -74,8 +74,8 @@ class ORQ_EXPORT ORQExcModel {
     const std::vector<Block>& Blocks() const { return m_blocks; }
     const std::vector<Set>& NodeSets() const { return m_nodeSets; }
     const std::vector<Set>& ElementSets() const { return m_elementSets; }
-    /// Those that do not stand for a block, of which each has one of its name. They belong to the
-    /// reader.
+    /// The element sets that do not stand for a block; each block has one of its name. The sets
+    /// belong to the reader.
     std::vector<const Set*> ElementSetsBesideBlocks() const;
     std::vector<Surface> Surfaces() const;
 
@@ -99,7 +99,7 @@ class ORQ_EXPORT ORQExcModel {
     /// The same of any elements of the block, in the order of the set.
     void ReadAttributes(const Block& block, const ORQSimCSet& elements,
                         std::span<double> values) const;
-    /// Those that label nodes or elements.
+    /// The instances that label nodes or elements.
     std::vector<Instance> Instances() const;
     /// By ordinal; 0 for what no instance labels. Labels of several instances may repeat.
     std::vector<int> NodeLabels() const;

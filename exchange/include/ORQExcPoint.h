@@ -32,7 +32,7 @@ inline double Length(const Point& a) {
     return std::sqrt(Dot(a, a));
 }
 
-/// Of length 1; a direction without length stays as it is.
+/// The direction with length 1; one without length stays as it is.
 inline Point Normalized(const Point& a) {
     const double length = Length(a);
     return length > 0 ? (1 / length) * a : a;

@@ -42,5 +42,6 @@ ORQ_EXPORT std::vector<float> ORQExcExtrapolation(const ORQExcShape& shape, int 
 /// To the nodes, and to the middle of the parameters.
 ORQ_EXPORT std::vector<float> ORQExcExtrapolationToNodes(const ORQExcShape& shape, int nPoints);
 ORQ_EXPORT std::vector<float> ORQExcExtrapolationToMiddle(const ORQExcShape& shape, int nPoints);
-/// Of values at nodes: those of the corners count, by the shape functions of the corners alone.
+/// Weights that take values at nodes to the middle: the corners count, by the shape functions of
+/// the corners alone.
 ORQ_EXPORT std::vector<float> ORQExcNodesToMiddle(const ORQExcShape& shape);

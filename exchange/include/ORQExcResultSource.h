@@ -23,7 +23,7 @@ struct ORQExcResultArray {
         int count = 0;
         std::vector<int> members = {};  ///< ... or these, each once, when there are any
 
-        /// Of each member; 0 for an array without points, or without layers.
+        /// Counts for each member; 0 for an array without points, or without layers.
         int nPoints = 0;
         int nLayers = 0;
         int nSectionPoints = 0;

@@ -30,7 +30,7 @@ class ORQ_EXPORT ORQExcResults {
     /// A field that is computed from others when it is read; see ORQExcCarriedResults.
     struct Made {
         ORQSimCSet members;  ///< that may have values
-        /// As ORQExcResults::Read.
+        /// Reads as ORQExcResults::Read does.
         std::function<std::int64_t(int frame, const ORQSimCSet& members, std::span<double> values)>
             read;
     };
@@ -62,7 +62,8 @@ class ORQ_EXPORT ORQExcResults {
 
     const std::vector<std::string>& Steps() const { return m_steps; }
     const std::vector<Frame>& Frames() const { return m_frames; }
-    /// Of the whole model, of nodes, then of elements; each in the order in which they were added.
+    /// Fields of the whole model, then of nodes, then of elements; each in the order in which they
+    /// were added.
     const std::vector<Field>& Fields() const { return m_fields; }
 
     /// The members that have values at some time; empty for the whole model.
@@ -89,7 +90,7 @@ class ORQ_EXPORT ORQExcResults {
     /// none of which is chosen.
     std::int64_t Read(const Field& field, int frame, const ORQSimCSet& members,
                       std::span<double> values) const;
-    /// Of some members the one place of a spot, for ReadView.
+    /// A view of one spot of some members, for ReadView.
     static ORQObjFieldView ViewAt(const ORQSimCSet& members, const ORQExcSpot& spot);
     /// Values [layers][section points][members][points][components] of a frame, without the
     /// dimensions that the field lacks.

@@ -45,7 +45,8 @@ class ORQ_EXPORT ORQExcSections {
         int sectionPoints;
         Value thickness;
         Value angle;
-        /// Of the ply alone, in degrees, where `angle` contains the directions of elements.
+        /// The angle of the ply alone, in degrees, where `angle` contains the directions of
+        /// elements.
         std::optional<double> nominalAngle = {};
     };
     struct Stack {
@@ -54,7 +55,7 @@ class ORQ_EXPORT ORQExcSections {
 
         /// The rest is not known while a value is undefined, and for no layers.
         ///
-        /// Of all thicknesses, at the thinnest and the thickest element.
+        /// The sum of all thicknesses, at the thinnest and the thickest element.
         std::optional<Range> Total() const;
         /// Whether layers mirror each other about the middle: the same material, orientation,
         /// thickness and angle, at every element.

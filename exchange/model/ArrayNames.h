@@ -12,9 +12,9 @@ inline constexpr std::string_view kNodeSet = "node set ";  ///< over points: 1 f
 inline constexpr std::string_view kElementSet = "element set ";  ///< over cells: 1 for a member
 /// Over cells: a value for each, NaN where the block of the cell lacks the attribute.
 inline constexpr std::string_view kAttribute = "attribute ";
-/// Of the whole grid: pairs of a cell and the number of its side, both from 0.
+/// An array over the whole grid: pairs of a cell and the number of its side, both from 0.
 inline constexpr std::string_view kSurface = "surface ";
-/// Of the whole grid, one for each block, in the order of the cells.
+/// Arrays over the whole grid, one for each block, in the order of the cells.
 inline constexpr std::string_view kBlockNumbers = "block number";
 inline constexpr std::string_view kBlockNames = "block name";
 inline constexpr std::string_view kBlockShapes = "block shape";

@@ -24,8 +24,8 @@ class Numbers {
 /// "element".
 void CompleteLabels(std::vector<int>& labels, std::string_view what, ORQExcReport& report);
 
-/// As CompleteLabels, for formats with one numbering: labels that several instances give to
-/// different members are all numbered anew, from 1, and that is reported.
+/// Completes labels as CompleteLabels does, for formats with one numbering: labels that several
+/// instances give to different members are all numbered anew, from 1, and that is reported.
 void MakeLabelsUnique(std::vector<int>& labels, std::string_view what, ORQExcReport& report);
 
 /// The same, for formats in which a member may have no label (0), and keeps none.

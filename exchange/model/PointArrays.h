@@ -62,7 +62,7 @@ class PointArrays : public ORQExcResultSource {
         ORQExcResultArray array;
         std::vector<std::vector<Origin>> origins;  // by part; [layer][section point][point]
     };
-    /// Of names that differ in one way.
+    /// One way in which the names of a group's arrays differ.
     struct Convention {
         ArrayPattern pattern;
         ORQExcResultArray::Within within;

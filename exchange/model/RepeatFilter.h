@@ -88,8 +88,8 @@ class RepeatFilter {
     }
 
     SlotCounts m_all;
-    // Of those alone, by other bits, that fell on one before them. Each that stands several times
-    // has one of these, and they are few: this one stays in the processor's cache.
+    // Counts, by other bits, only keys that fell on an earlier one. They are few, so that this
+    // table stays in the processor's cache.
     SlotCounts m_again;
 };
 

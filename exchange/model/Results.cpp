@@ -306,7 +306,7 @@ std::int64_t ORQExcResults::ReadMeans(const Field& field, int frame, const ORQSi
     return nRead;
 }
 
-/// Of some elements with equal points, into the values of all members.
+/// Adds the means of some elements with equal points to the values of all members.
 std::int64_t ORQExcResults::AddMeans(const Field& field, int frame, const ORQSimCSet& some,
                                      int nPoints, const ORQSimCSet& members,
                                      std::span<double> values) const {

@@ -14,7 +14,7 @@
 namespace orq::exchange {
 
 inline constexpr std::string_view kThicknessAttribute = "thickness";
-/// Of the middle surface above the nodes, along the normal.
+/// Offset of the middle surface above the nodes, along the normal.
 inline constexpr std::string_view kOffsetAttribute = "offset";
 
 /// Whether an attribute is the thickness, by its name in upper or lower case. Exodus II has no name

@@ -94,7 +94,7 @@ using Ends = std::array<std::size_t, 2>;
 constexpr std::array<std::array<Ends, 4>, 3> kEdges = {{{{{0, 1}, {3, 2}, {4, 5}, {7, 6}}},
                                                         {{{0, 3}, {1, 2}, {4, 7}, {5, 6}}},
                                                         {{{0, 4}, {1, 5}, {2, 6}, {3, 7}}}}};
-/// Of each corner its edge of each axis.
+/// The edge along each axis at each corner.
 constexpr std::array<std::array<std::size_t, 3>, 8> kCorners = {
     {{0, 0, 0}, {0, 1, 1}, {1, 1, 2}, {1, 0, 3}, {2, 2, 0}, {2, 3, 1}, {3, 3, 2}, {3, 2, 3}}};
 
@@ -180,7 +180,7 @@ Extremes EdgesOf(const ORQExcShape& shape, const double* points) {
     return {std::sqrt(edges.shortest), std::sqrt(edges.longest)};
 }
 
-/// Of hexahedra that follow each other, some at a time. At the end the last one fills up.
+/// Measures hexahedra that follow each other, some at a time. At the end the last one fills up.
 template <class Numbers>
 [[gnu::always_inline]] inline void MeasureAll(std::span<const double> points, std::size_t nEach,
                                               ElementMeasures& measures) {

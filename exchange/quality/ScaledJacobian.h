@@ -6,7 +6,7 @@
 
 namespace orq::exchange {
 
-/// As ORQExcQualityMeasure::of.
+/// The measure as ORQExcQualityMeasure::of gives it.
 double ScaledJacobian(const ORQExcShape& shape, std::span<const double> corners);
 
 }  // namespace orq::exchange

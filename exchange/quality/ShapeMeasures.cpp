@@ -102,7 +102,7 @@ std::vector<double> CornerAngles(const Corners& at) {
     return angles;
 }
 
-/// Of the unit normals at the corners of a quadrilateral, none where an edge has no length.
+/// Unit normals at the corners of a quadrilateral; none where an edge has no length.
 std::vector<Point> CornerNormals(const Corners& at) {
     std::vector<Point> normals;
     for (std::size_t i = 0; i < 4; ++i) {

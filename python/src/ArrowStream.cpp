@@ -133,7 +133,7 @@ void ReleaseStream(ArrowArrayStream* stream) {
 
 constexpr const char* kCapsuleName = "arrow_array_stream";
 
-/// Of a stream that nobody took, what it holds ends with the capsule.
+/// Ends what a stream holds that nobody took, with its capsule.
 void EndCapsule(PyObject* capsule) {
     auto* const stream =
         static_cast<ArrowArrayStream*>(PyCapsule_GetPointer(capsule, kCapsuleName));

@@ -119,7 +119,7 @@ void CheckSpot(const Field& field, const ORQExcSpot& spot) {
     }
 }
 
-/// Of a field without points and layers.
+/// A view of a field without points and layers.
 ModelHandle::View ViewOf(ModelHandle& handle, const Field& field, int frame,
                          const ORQSimCSet& members) {
     const ORQExcResults::Frame& at = handle.Results().Frames()[static_cast<std::size_t>(frame)];

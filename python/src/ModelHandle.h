@@ -81,7 +81,7 @@ class ModelHandle {
         ORQSimMapping mapping = ORQSimMapping::Of(distribution, sets);
         return mapping.IsNull() ? View() : View{std::move(mapping), m_views};
     }
-    /// As the epoch, may be asked for without the library's lock.
+    /// May be called without the library's lock, like the epoch.
     bool IsClosed() const { return m_isClosed; }
 
   private:

@@ -93,7 +93,8 @@ template <class Value, class T>
 template <class T, int kIsWritten>
 [[gnu::always_inline]] inline void Prefetch(const T* items, std::size_t length) {
     constexpr std::size_t kAhead = 2048;  // bytes
-    // Of the processor's cache. On another one this fetches some lines twice, or leaves some out.
+    // Bytes of a cache line on common processors. A processor with other lines fetches some twice,
+    // or leaves some out.
     constexpr std::size_t kLine = 64;
     const std::uintptr_t begin = reinterpret_cast<std::uintptr_t>(items) + kAhead;
     for (std::size_t at = 0; at < length * sizeof(T); at += kLine) {

@@ -44,7 +44,8 @@ bool IsGiven(const ORQString& text) {
     return !text.IsEmpty() && text != "NULL";
 }
 
-// Of a uniform field of any kind. Touches `values` only when the field of the record can be read.
+// Reads a uniform field of any kind. Touches `values` only when the field of the record can be
+// read.
 bool ReadDoubles(const ORQSimPosition& field, double* values, int count) {
     // Read aside, since reading clears its target before it can fail.
     std::vector<double> read(static_cast<std::size_t>(std::max(count, 0)));

@@ -13,7 +13,8 @@ namespace {
 // Who reads a section mostly reads the next ones, and one transfer serves them; who wants a single
 // one does not wait for thousands.
 constexpr int kMostSectionsAtOnce = 64;
-// Of all arrays together, so that few sections of very many layers take little memory.
+// The limit is for all arrays together, so that few sections of very many layers take little
+// memory.
 constexpr int kMostLayersAtOnce = 1 << 16;
 
 }  // namespace

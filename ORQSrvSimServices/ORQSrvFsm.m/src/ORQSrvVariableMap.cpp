@@ -14,7 +14,7 @@ ORQSrvVariableStruct s_table[] = {
     {nullptr, ads_ComponentNone, "UNDEFINED", 0},
 };
 
-// Of all records but the terminator.
+// The field types of all records but the terminator.
 constexpr ORQSimSchema::Pair kFieldTypes[] = {
 #define ORQ_VARIABLE(label, component, identifier, a, b) {a, b},
 #include "ORQSrvVariableTable.inc"

@@ -46,7 +46,7 @@ std::vector<std::filesystem::path> ExodusPieceFiles(const std::filesystem::path&
     }
     std::vector<std::filesystem::path> files;
     for (int i = 0; i < *count; ++i) {
-        // As many digits as the count has; some programs write no zeros before a number.
+        // The number has as many digits as the count; some programs write no zeros before it.
         files.emplace_back(fmt::format("{}.{:0{}}", whole, i, total.size()));
         if (!std::filesystem::exists(files.back())) {
             const std::filesystem::path plain = fmt::format("{}.{}", whole, i);

@@ -36,7 +36,7 @@ constexpr std::uint64_t Padded(std::uint64_t bytes) {
 struct Variable {
     std::string name;
     std::uint64_t begin;
-    // Of the whole variable, or of one record when it grows along the record dimension.
+    // Size of the whole variable, or of one record when it grows along the record dimension.
     std::uint64_t bytes;
     bool hasRecords;
 };

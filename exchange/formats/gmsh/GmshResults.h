@@ -36,7 +36,7 @@ class GmshResults : public ORQExcResultSource {
         std::vector<int> members;  ///< ordinals, ascending
         std::vector<double> values;
     };
-    /// Those that were among the sections; they are no results.
+    /// Takes the marks that were among the sections; they are no results.
     std::vector<Marks> TakeMarks() { return std::move(m_marks); }
 
     const std::vector<double>& Times() const override { return m_times; }

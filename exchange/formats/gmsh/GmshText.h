@@ -27,7 +27,7 @@ class GmshText {
         }
         return *this;
     }
-    /// As short as reads back the same.
+    /// Writes the shortest text that reads back the same.
     template <class Number>
     requires std::is_arithmetic_v<Number> GmshText& operator<<(Number number) {
         char digits[32];

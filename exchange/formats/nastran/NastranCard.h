@@ -32,7 +32,7 @@ class BulkCard {
     std::optional<int> Int(int field) const;
     /// Reports what is below 1 as well.
     std::optional<int> Label(int field) const;
-    /// As Label; a blank field is a problem too.
+    /// Reads as Label does; a blank field is a problem too.
     std::optional<int> NeededLabel(int field) const;
     std::optional<double> Real(int field) const;
     double RealOr(int field, double other) const { return Real(field).value_or(other); }

@@ -304,7 +304,7 @@ void NastranElements::ResolveProperty(const NastranProperties& properties, Block
     }
 }
 
-/// Of elements with the same label the first by file and line stays.
+/// Keeps the first by file and line of elements with the same label.
 void NastranElements::LeaveOutRepeated(NastranKept& kept) {
     struct Labelled {
         int label;

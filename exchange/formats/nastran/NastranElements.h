@@ -52,7 +52,7 @@ class NastranElements {
     void Settle();
 
     const std::vector<Block>& Blocks() const { return m_blocks; }
-    /// As a mesh source delivers it, with its attributes.
+    /// The block as a mesh source delivers it, with its attributes.
     ORQExcMeshSource::Block Described(const Block& block) const;
     const LabelIndex& Index() const { return m_index; }
     /// Adds a finding.

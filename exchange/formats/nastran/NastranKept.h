@@ -28,7 +28,7 @@ class NastranKept {
     void Add(std::string_view name, std::string_view source, BulkTaken taken);
     void Add(const BulkCard& card, BulkTaken taken) { Add(card.Name(), card.Source(), taken); }
 
-    /// As kept texts, behind those that there are.
+    /// Appends what is kept to the kept texts.
     void Put(const std::string& instance, std::vector<ORQExcKeptText>& texts) &&;
 
   private:

@@ -40,7 +40,7 @@ class NastranText {
     void Line(std::string_view line) { m_stream << line << '\n'; }
     /// With a line's end behind the last one.
     void Lines(std::string_view lines) { m_stream << lines << (lines.ends_with('\n') ? "" : "\n"); }
-    /// Of foreign origin.
+    /// Writes a comment of foreign origin.
     void Comment(std::string_view text);
     void Card(std::string_view name, const BulkFields& fields);
     /// Throws ORQExcExportError when not everything could be written.

@@ -11,10 +11,10 @@
 /// Never null; throws std::bad_alloc on exhaustion.
 ORQ_EXPORT void* mem_OperatorNewThrow(std::size_t size);
 
-/// As mem_OperatorNewThrow(), for small objects of a few words.
+/// Allocates as mem_OperatorNewThrow() does, for small objects of a few words.
 ORQ_EXPORT void* mem_OperatorNewTinyThrow(std::size_t size);
 
-/// As mem_OperatorNewThrow(), for arrays of built-in types.
+/// Allocates as mem_OperatorNewThrow() does, for arrays of built-in types.
 ORQ_EXPORT void* mem_OperatorNewThrowBuiltin(std::size_t size);
 
 /// Null on exhaustion.

@@ -13,7 +13,8 @@ namespace {
 
 struct OpenDatabase {
     DatabaseState* state = nullptr;
-    // Of another process, from which this one came by fork(): to end it would change the files.
+    // The store of another process, from which this one came by fork(): to end it would change the
+    // files.
     std::unique_ptr<storage::Store> abandoned = nullptr;
 };
 

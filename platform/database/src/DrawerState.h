@@ -23,7 +23,7 @@ struct DrawerState {
     std::int64_t store = 0;
     std::int64_t nRows = 0;  // of a sparse drawer too
     std::vector<int> chunks;
-    // Of component sets; null where the drawer holds its members without one.
+    // Identities of component sets; null where the drawer holds its members without one.
     std::vector<ORQSimCSetID> setIds;
     std::vector<ComponentSetPtr> sets;  // empty along the row dimension
     DrawerRows rows;
@@ -43,7 +43,7 @@ struct DistributionState {
     int scalar = 0;
     ORQSimCollectionID rangeCollection;
     std::vector<ORQSimCollectionID> grid;
-    // As the row has them, also where a collection is missing.
+    // The grid as the row has it, also where a collection is missing.
     std::vector<std::byte> storedGrid;
     std::int64_t storedRange = 0;
     int nStoredDrawers = 0;

@@ -15,7 +15,7 @@ using storage::Table;
 
 namespace {
 
-// Of one store of bulk data; 0 for none.
+// Erases one store of bulk data; 0 stands for none.
 void EraseBulk(Store& store, std::int64_t number) {
     if (number != 0) {
         store.Chunks().Erase(number);

@@ -120,7 +120,7 @@ void ORQSimDataRecord::GetDouble(int field, int count, double* values) const {
 }
 
 void ORQSimDataRecord::SetDouble(int field, double value) const {
-    // As bytes: a NaN would be stored as no value at all.
+    // An array of one is stored in bytes: a NaN by itself would be stored as no value at all.
     SetDouble(field, 1, &value);
 }
 

@@ -101,7 +101,7 @@ bool IsSame(const Target& a, const Target& b) {
     return a.object == b.object && a.category == b.category && a.index == b.index;
 }
 
-/// Those to one target alone.
+/// The links to one target.
 template <class Link>
 std::vector<Held<Link>> LinksTo(RowStore& rows, const Target& target) {
     std::vector<Held<Link>> links;

@@ -16,8 +16,8 @@ class SetTable {
   public:
     explicit SetTable(DatabaseState& state) : m_state(state) {}
 
-    /// Of a stored or a temporary set; none where there is no such set. Throws Damaged where they
-    /// are no members of the set's collection. A stored set is read once.
+    /// Members of a stored or a temporary set; null where there is no such set. Throws Damaged
+    /// where they are no members of the set's collection. A stored set is read once.
     ComponentSetPtr Members(const ORQSimCSetID& id);
 
     ORQSimCSetID Store(const ORQSimCollectionID& collection, const ComponentSetPtr& members);

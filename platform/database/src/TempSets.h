@@ -17,7 +17,7 @@ class TempSets {
     /// Null when there is none.
     ORQSimCSetID Find(const ORQSimCollectionID& collection, const ComponentSetPtr& members);
     ORQSimCSetID FindOrAdd(const ORQSimCollectionID& collection, const ComponentSetPtr& members);
-    /// Of the set with this index; none where there is no such set.
+    /// Members of the set with this index; null where there is no such set.
     ComponentSetPtr Members(int index) const;
 
     /// The members along the extendable dimension of a drawer. It is one and the same set, whose

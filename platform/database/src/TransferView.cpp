@@ -24,8 +24,9 @@ bool LieApart(const ComponentSet& a, const ComponentSet& b) {
     return a.IsEmpty() || b.IsEmpty() || a.Highest() < b.Lowest() || b.Highest() < a.Lowest();
 }
 
-// Of many drawers with one layer or time each, a view of one layer meets one: the others are passed
-// over before their members along another dimension, which may be millions, are looked at.
+// Whether the view meets nothing of the drawer. A view of one layer meets one of many drawers with
+// a layer or time each: the others are passed over before their members along another dimension,
+// which may be millions, are looked at.
 bool Misses(const std::vector<ComponentSetPtr>& view, const DrawerState& drawer) {
     const auto rowDim = static_cast<std::size_t>(drawer.RowDim());
     for (std::size_t dim = 0; dim < view.size(); ++dim) {

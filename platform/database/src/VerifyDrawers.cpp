@@ -68,8 +68,8 @@ class DrawerCheck {
         return m_report.Flaws().size() == nBefore;
     }
 
-    // Of a distribution that lacks drawers: whether one may have come after this one. Numbers ascend,
-    // so those above the place where rows were lost hold the latest values; where nothing says which
+    // Whether a distribution that lacks drawers may lack one after this one. Numbers ascend, so
+    // those above the place where rows were lost hold the latest values; where nothing says which
     // were lost, it may have been any.
     bool MayLackLaterOne(const DrawerRow& row) const {
         return !m_report.MayHaveLost(Table::Drawer, row.distribution) ||

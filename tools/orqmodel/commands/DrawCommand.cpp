@@ -406,7 +406,7 @@ ExitStatus RunDraw(const DrawOptions& options, const Console& console) {
     return ExitStatus::Done;
 }
 
-/// Of --colour-by.
+/// The words that --colour-by takes.
 std::vector<std::string> ColourWords() {
     std::vector<std::string> words = {"block", "set", "section", "material"};
     std::ranges::move(MeasureNames(), std::back_inserter(words));

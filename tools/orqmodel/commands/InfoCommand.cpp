@@ -32,7 +32,7 @@ struct InfoOptions {
 
 /// Coordinates of so many nodes are read in some hundredths of a second.
 constexpr int kNodesReadUnasked = 1'000'000;
-/// Of an output that is no terminal.
+/// Lines and columns of an output that is no terminal.
 constexpr int kUsualHeight = 50;
 constexpr int kUsualWidth = 100;
 
@@ -218,7 +218,8 @@ void PrintObjects(const Listed& listed, int most, const Description& is, int wid
     }
 }
 
-/// As many rows of each kind as make the whole fit the height; a screen shows two of each at least.
+/// Prints as many rows of each kind as make the whole fit the height; a screen shows two of each at
+/// least.
 void PrintText(const Description& is, const Console& console) {
     const int width = console.width > 0 ? console.width : kUsualWidth;
     const int height = (console.height > 0 ? console.height : kUsualHeight) - 2;

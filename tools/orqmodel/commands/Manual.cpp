@@ -39,7 +39,7 @@ bool TakesValue(const CLI::Option& option) {
     return option.get_items_expected_max() > 0;
 }
 
-/// Of a list "{a,b}": its words, else none.
+/// The words of a list "{a,b}"; empty for other values.
 std::string WordsOf(const CLI::Option& option) {
     std::string value = ValueOf(option);
     if (!value.starts_with('{')) {

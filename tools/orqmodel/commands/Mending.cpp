@@ -37,7 +37,7 @@ std::vector<int> MembersOf(const ORQExcCheckResult& found, std::string_view rule
     return {members.begin(), members.end()};
 }
 
-/// Those of some solids, ascending, that are sound in a mirror: others have a corner too far off.
+/// The solids, ascending, that are sound in a mirror: others have a corner too far off.
 std::vector<int> InsideOut(const ORQExcModel& model, const std::vector<int>& elements) {
     const ORQExcQualityMeasure& jacobian = *ORQExcFindQualityMeasure("scaled Jacobian");
     std::vector<int> turned;

@@ -11,7 +11,7 @@ namespace orqmodel {
 /// The texts at axes, by the size of a picture's text.
 constexpr double kAxisText = 0.85;
 
-/// Of the values that were added; numbers that are not count for nothing.
+/// The range of the values that were added; numbers that are not count for nothing.
 struct AxisRange {
     double low = std::numeric_limits<double>::max();
     double high = std::numeric_limits<double>::lowest();

@@ -11,7 +11,7 @@
 namespace orqmodel {
 namespace {
 
-// As many as an eye still tells apart in a legend.
+// About as many bands as an eye still tells apart in a legend.
 constexpr int kBands = 10;
 
 // Evenly spaced stops of the map "viridis".

@@ -66,7 +66,7 @@ class Cutter {
     }
 
   private:
-    /// Of a node of a part, by its place there.
+    /// The value at a node of a part, by its place there.
     double ValueAt(std::size_t part, std::size_t place) const {
         return m_values[m_skin.Begin(part) + place];
     }

@@ -17,7 +17,7 @@ class Deformation {
     /// Usage, naming what is near, for what is no such field.
     Deformation(const ORQExcModel& model, const ORQExcResults& results, const std::string& text);
 
-    /// Those at which it has values, from 1.
+    /// The times at which the field has values, from 1.
     std::vector<int> Times() const;
     /// To be called before what follows, with the times that will be drawn, which are read. Without
     /// a scale of its own, the largest displacement becomes a twentieth of the model's diagonal.

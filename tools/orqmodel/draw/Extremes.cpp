@@ -22,7 +22,7 @@ std::vector<Extreme> ExtremesOf(const Skin& skin, const FieldValues& field) {
     std::optional<Extreme> highest;
     const auto take = [&](double value, int member, const Point& place) {
         const auto isBetter = [&](const std::optional<Extreme>& than, bool isBeyond) {
-            // Of equal values the place nearest to the eye is the likeliest to be seen.
+            // The place nearest to the eye is the likeliest of equal values to be seen.
             return !than || isBeyond || (value == than->value && place[2] > than->place[2]);
         };
         if (!std::isfinite(value)) {

@@ -191,7 +191,7 @@ void ShownField::ChoosePlace(const ShownPlace& place) {
     }
 }
 
-/// Of some members, into the values of all; answers how many were read.
+/// Reads some members into the values of all; returns how many were read.
 std::int64_t ShownField::Read(int time, const Field& field, const ORQSimCSet& members,
                               std::vector<double>& values) const {
     const std::size_t nComponents = field.components.size();
@@ -242,7 +242,7 @@ std::map<std::pair<int, int>, ORQSimCSet> ShownField::MembersByLayer() const {
     return membersOf;
 }
 
-/// Of each block and section.
+/// Values at nodes, averaged within each block and section unless borders are crossed.
 FieldValues ShownField::AtNodes(int time) const {
     FieldValues shown{true, {}, m_quantity.name, TimeText(m_results, time)};
     FieldValues::Sides sides{

@@ -86,7 +86,7 @@ class ShownField {
     /// At a time, counted from 1. Throws Usage for one without values, and where there is no such
     /// time.
     FieldValues At(int time) const;
-    /// Those at which it has values, from 1.
+    /// The times at which the field has values, from 1.
     std::vector<int> Times() const { return TimesOf(m_results, m_field); }
     bool IsNodal() const { return m_isAtNodes || m_field.place == ORQExcResultArray::Place::Node; }
 

@@ -182,7 +182,7 @@ void MaterialPicture::Paint(Canvas& canvas) const {
     if (m_graphs.empty()) {
         return;
     }
-    // As many columns as make the graphs about half as wide again as they are high.
+    // The number of columns makes the graphs about half as wide again as they are high.
     const double aspect = m_size.width / std::max(1.0, bottom - top);
     const auto nGraphs = static_cast<double>(m_graphs.size());
     const double nColumns = std::clamp(std::round(std::sqrt(nGraphs * aspect / 1.5)), 1.0, nGraphs);

@@ -19,7 +19,7 @@ using nlohmann::json;
 
 constexpr double kMeshIsRead = 0.4;  // of the work
 
-/// Of an object in a script, which its end tag must not end.
+/// The text of an object in a script, which its end tag must not end.
 std::string ScriptText(const json& object) {
     std::string text;
     for (const char character : object.dump()) {

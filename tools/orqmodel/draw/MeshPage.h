@@ -27,7 +27,7 @@ class MeshPage {
         MeshPictureOptions
             picture;  ///< of it the view, blocks, sets, clips, edges, groups and progress
         PageResults::Wanted results;
-        /// Of the file. Times that have no room are left out, evenly.
+        /// Size of the file. Times that have no room are left out, evenly.
         std::size_t mostBytes = 20'000'000;
     };
 

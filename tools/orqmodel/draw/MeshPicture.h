@@ -46,7 +46,7 @@ struct MeshPictureOptions {
         std::string text;
     };
     std::optional<Moves> moves;
-    /// Of making the picture and of writing it.
+    /// Progress of making the picture and of writing it.
     Progress progress = IgnoreProgress;
     PictureSize size{1200, 900};
 };

@@ -66,7 +66,7 @@ void RasterCanvas::Line(std::span<const Spot> spots, const Stroke& stroke) {
     if (half <= 0) {
         return;
     }
-    // As one shape, so that it is not painted twice where its pieces meet.
+    // The pieces are one shape, so that nothing is painted twice where they meet.
     Cover(Around(spots, half), stroke.colour, [&](const Spot& spot) {
         for (std::size_t i = 0; i < spots.size(); ++i) {
             const Spot& end = spots[std::min(i + 1, spots.size() - 1)];

@@ -25,7 +25,7 @@ class RasterCanvas final : public Canvas {
     template <class IsInside>
     void Cover(const Box& box, Colour colour, const IsInside& isInside);
     static Box Around(std::span<const Spot> spots, double margin);
-    /// Of a glyph whose origin lies in that pixel.
+    /// Paints a glyph whose origin lies in that pixel.
     void Blend(const GlyphImage& glyph, int x, int y, Colour colour);
 
     Image& m_image;

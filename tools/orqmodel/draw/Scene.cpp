@@ -16,7 +16,7 @@ const Point& PointOf(const Skin& skin, int node) {
     return skin.Points()[static_cast<std::size_t>(node)];
 }
 
-/// Of twice the facet's area.
+/// The normal, with the length of twice the facet's area.
 Point NormalOf(const Skin& skin, std::size_t part) {
     const std::span<const int> nodes = skin.Nodes(part);
     const Point& origin = PointOf(skin, nodes[0]);

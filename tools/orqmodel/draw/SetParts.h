@@ -15,7 +15,7 @@ struct SetParts {
     std::string name;
     Kind kind;
     std::vector<int> parts;  ///< of its elements and faces, ascending
-    /// Of a surface, the nodes of each edge, in the order of ORQExcShape::Side::nodes.
+    /// For a surface, the nodes of each edge, in the order of ORQExcShape::Side::nodes.
     std::vector<ORQExcModel::FaceNodes> edges;
     std::vector<int> nodes;  ///< of the skin's parts, ascending
 };

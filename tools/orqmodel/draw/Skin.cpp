@@ -88,7 +88,7 @@ class SolidFaces {
         return KeyOf(corners, static_cast<std::size_t>(side.nCorners));
     }
 
-    /// Those that only one element has, ascending. Faces of collapsed elements that have become
+    /// Faces that only one element has, ascending. Faces of collapsed elements that have become
     /// lines do not count.
     std::vector<std::int64_t> Outer(int nNodes, const Progress& progress) const {
         // Between two steps of the progress, some hundredths of a second.

@@ -68,7 +68,7 @@ class Band {
         }
     }
 
-    /// As triangles about its middle.
+    /// Draws a facet as triangles about its middle.
     void DrawFacet(std::span<const int> nodes, std::span<const EdgeKind> edges) {
         m_edges.clear();
         Point middle{};
@@ -178,7 +178,7 @@ class Band {
         }
     }
 
-    /// Of parts in the same place the first one counts, whatever rounding makes of them.
+    /// The first one of parts in the same place counts, whatever rounding makes of them.
     bool IsNearest(std::size_t sample, double depth) const {
         // Depths are in pixels, as floats: of some thousands they hold a thousandth.
         constexpr double kSamePlace = 1e-3;

@@ -72,7 +72,7 @@ class Choice {
         }
         return layer;
     }
-    /// Of elements with so many.
+    /// The section points that are wanted of elements with so many.
     std::vector<int> SectionPoints(int count) const {
         const std::string& wanted = m_options.sectionPoint;
         if (!m_field.hasLayers) {

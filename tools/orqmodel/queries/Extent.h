@@ -9,7 +9,8 @@
 
 namespace orqmodel {
 
-/// Of all finite coordinates along each direction; directions beyond the dimension are left out.
+/// The range of all finite coordinates along each direction; directions beyond the dimension are
+/// left out.
 struct BoundingBox {
     std::vector<double> lowest;
     std::vector<double> highest;

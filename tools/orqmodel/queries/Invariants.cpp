@@ -140,7 +140,7 @@ std::array<double, 3> PrincipalValues(const SymmetricTensor& tensor) {
         Rotate(a, 1, 2);
     }
     std::array<double, 3> values = {factor * a[0][0], factor * a[1][1], factor * a[2][2]};
-    // Of a tensor that is not known in full no value is; and NaN has no place in an order, which
+    // A tensor that is not known in full has no values; and NaN has no place in an order, which
     // std::sort requires.
     const auto isNone = [](double value) { return std::isnan(value); };
     if (std::ranges::any_of(s, isNone) || std::ranges::any_of(values, isNone)) {

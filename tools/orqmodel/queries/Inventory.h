@@ -25,7 +25,7 @@ struct InventoryTable {
     std::vector<std::string> Names() const;
     /// The rows as objects, a member for each column.
     nlohmann::json ToJson() const;
-    /// As PrintTable takes them, the headings first.
+    /// Texts as PrintTable takes them, the headings first.
     std::vector<std::vector<std::string>> Texts() const;
     std::vector<bool> NumberColumns() const;
 };
@@ -41,7 +41,7 @@ class Inventory {
 
     InventoryTable Instances() const;
     InventoryTable Blocks() const;
-    /// Of nodes, then of elements, without those that stand for blocks.
+    /// Sets of nodes, then of elements, without those that stand for blocks.
     InventoryTable Sets() const;
     InventoryTable Surfaces() const;
     InventoryTable Sections() const;

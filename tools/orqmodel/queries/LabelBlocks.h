@@ -20,9 +20,9 @@ class LabelBlocks {
         std::vector<int> labels;     ///< 0 for what has none
         std::vector<int> instances;  ///< places in Instances(), -1 for none
     };
-    /// Of ascending members, in their order.
+    /// Reads the labels of ascending members, in their order.
     Labels Read(const ORQSimCSet& members) const;
-    /// Of members in any order, each as often as it is named.
+    /// Labels of members in any order, each as often as it is named.
     std::vector<int> LabelsOf(std::span<const int> members) const;
 
     const std::vector<std::string>& Instances() const { return m_instances; }

@@ -50,7 +50,7 @@ class LayerMasses {
         }
     }
 
-    /// Of ascending elements, not a number for those without a shell section.
+    /// Values of ascending elements; not a number for those without a shell section.
     std::vector<double> Of(const ORQSimCSet& elements) const {
         std::vector<double> values(static_cast<std::size_t>(elements.Size()), kNone);
         for (std::size_t i = 0; i < m_sums.size(); ++i) {

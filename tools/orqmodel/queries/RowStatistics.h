@@ -24,7 +24,7 @@ class RowStatistics {
         Extreme least{};  ///< of equals the first
         Extreme most{};
 
-        /// Of an infinite sum the correction is not a number.
+        /// The correction of an infinite sum is not a number.
         double Sum() const { return std::isfinite(sum) ? sum + correction : sum; }
         double Mean() const { return Sum() / static_cast<double>(count); }
     };

@@ -25,10 +25,10 @@ void PrintFindings(const Findings& findings, std::size_t limit, std::ostream& ou
 
 /// All findings with all members.
 nlohmann::json FindingsToJson(const Findings& findings);
-/// As a log of the Static Analysis Results Interchange Format, version 2.1.0 (OASIS).
+/// Findings as a log of the Static Analysis Results Interchange Format, version 2.1.0 (OASIS).
 nlohmann::json FindingsToSarif(const Findings& findings);
-/// As XML in the form of JUnit's reports: a case for each rule, which fails by its errors and
-/// warnings.
+/// Findings as XML in the form of JUnit's reports: a case for each rule, which fails by its errors
+/// and warnings.
 std::string FindingsToJUnit(const Findings& findings);
 
 }  // namespace orqmodel

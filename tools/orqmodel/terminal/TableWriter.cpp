@@ -69,7 +69,7 @@ class TextWriter : public BufferedWriter {
     /// For reading: of long numbers the first digits.
     void Number(double value) override {
         char text[32];
-        // As many as a float holds; CSV and JSON have all.
+        // Digits that a float holds; CSV and JSON have all.
         constexpr int kDigits = 7;
         auto end = std::to_chars(std::begin(text), std::end(text), value).ptr;
         if (end - text > static_cast<std::ptrdiff_t>(kNumberWidth)) {

@@ -109,8 +109,8 @@ int ReadSet(const ORQSimCSet& set, Reading reading, std::vector<int>& members) {
     return set.Size();
 }
 
-// Both sets of each compartment of the assignment, which spec and which elements, and the elements
-// of each drawer of connectivity, each read once; answers how many elements these are together.
+// Reads both sets of each compartment of the assignment, which spec and which elements, and the
+// elements of each drawer of connectivity, each once; returns how many elements these are together.
 std::int64_t ReadSets(const ORQObjDocument& document, Reading reading) {
     const ORQObjMesh mesh(document.GetMesh());
     const ORQSimCollectionID collection = mesh.GetElementCollection().GetCollection();

@@ -56,7 +56,8 @@ ChildProcess::ChildProcess(std::vector<std::string> command) : m_name(command.fr
     posix_spawn_file_actions_init(&ends);
     posix_spawn_file_actions_adddup2(&ends, in.read, STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&ends, out.write, STDOUT_FILENO);
-    // Not fork: a copy of this process, even for a moment, would count with this one's memory.
+    // posix_spawn and not fork: a copy of this process, even for a moment, would count with this
+    // one's memory.
     const int failure = posix_spawn(&m_process, words[0], &ends, nullptr, words.data(), environ);
     posix_spawn_file_actions_destroy(&ends);
     Require(failure == 0, m_name + ": cannot be started");

@@ -10,7 +10,7 @@
 
 namespace storage_benchmark {
 
-// In NAME.orq of the settings' directory; what was there is replaced.
+// Imports into NAME.orq of the settings' directory; what was there is replaced.
 std::filesystem::path ImportMesh(const Settings& settings, const StructuredMesh& mesh,
                                  const std::string& name);
 ORQObjDocument OpenMesh(const std::filesystem::path& model);

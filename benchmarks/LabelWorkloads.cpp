@@ -361,7 +361,7 @@ Question AskWithSeparator(int set) {
     return {name, ".", "", {name, key}};
 }
 
-// In a model with a prefix.
+// The lookup in a model with a prefix.
 Question AskPrefixed(int set) {
     const std::string key = NamedSets::KeyOf(set);
     std::string name = std::string(kPrefix) + "_" + key;

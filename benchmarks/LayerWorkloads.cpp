@@ -70,7 +70,7 @@ constexpr std::array<int, kReals> kRealSlots = {ORQSimSchema::SectionData_consta
 // A model with sections, whose layers are written and read.
 class LayerDatabase {
   public:
-    // With sections but no layers yet, committed; what was there is removed.
+    // Makes a database with sections but no layers yet, committed; what was there is removed.
     static LayerDatabase Create(const std::filesystem::path& path, const LayerArrays& arrays) {
         std::filesystem::remove_all(path);
         ORQSimDatabase database = ORQSimDatabase::Create(path.string());
@@ -179,7 +179,7 @@ class LayerDatabase {
     // All of it at once.
     ORQSrvShellLayerTable ReadAtOnce() const {
         ORQSrvShellLayerTable table(m_model);
-        // Each is read when it is first asked for.
+        // The table reads each column when it is first asked for.
         table.Materials();
         table.Orientations();
         table.Plies();

@@ -70,7 +70,7 @@ std::vector<Row> Write(const Settings& settings) {
              [&] { mesh.CheckPlain(); })})};
 }
 
-// Both arrays of the mesh into a database that is not there yet, and closed.
+// Writes both arrays of the mesh into a database that is not there yet, and closes it.
 std::vector<Row> WriteNew(const Settings& settings) {
     const StructuredMesh mesh(settings.nSide);
     std::vector<double> coordinates(static_cast<std::size_t>(mesh.nNodes) * 3);
@@ -224,7 +224,7 @@ std::vector<Row> Invert(const Settings& settings) {
 
 using SurfaceAreas = std::vector<ORQBasMap<int, double>>;
 
-// At most half a million nodes in ten surfaces.
+// Ten surfaces with at most half a million nodes together.
 SurfaceAreas MakeSurfaces(int nNodes) {
     constexpr int kSurfaces = 10;
     constexpr int kNodesOfSurface = 50000;
@@ -362,7 +362,7 @@ std::vector<Row> Import(const Settings& settings) {
 
 // --- Conversion ----------------------------------------------------------------------------------
 
-// From an Exodus file through a model database to a file of another name.
+// Takes an Exodus file through a model database to a file of another name.
 std::vector<Row> Convert(const Settings& settings) {
     const std::filesystem::path file = settings.directory / "cube.e";
     const std::filesystem::path imported = settings.directory / "imported.orq";

@@ -18,7 +18,7 @@ class PlainFile {
     PlainFile(const PlainFile&) = delete;
     PlainFile& operator=(const PlainFile&) = delete;
 
-    // At the end of what was written so far.
+    // Appends at the end of what was written so far.
     void Append(std::span<const std::byte> bytes);
     void SyncAll();
     void SyncData();

@@ -3,7 +3,7 @@
 #include "ORQBasExport.h"
 #include "ORQSimPosition.h"
 
-/// By what elements are divided into classes.
+/// The property by which elements are divided into classes.
 enum class ORQSrvEltClassificationType : int {
     Shape = 0  ///< by element spec; the only one there is
 };

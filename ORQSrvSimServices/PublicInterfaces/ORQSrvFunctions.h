@@ -114,7 +114,7 @@ ORQ_EXPORT int ORQSrvGetDofNumberFromDofRecord(const ORQSimPosition& record);
 /// Null for other numbers than 1, 2 and 3: only displacements have components.
 ORQ_EXPORT ORQSimPosition ORQSrvGetComponentRecordFromDofNumber(const ORQObjDocument& document,
                                                                 int number);
-/// By the record's name. 1 also for a record that is none of the three.
+/// The component number by the record's name; 1 also for a record that is none of the three.
 ORQ_EXPORT int ORQSrvGetComponentNumberFromComponentRecord(const ORQSimPosition& record);
 /// A temporary set of the component collection with the record's spatial direction (1, 2 or 3) as
 /// its one member; with -1 as its member for a record that is none of the three.

@@ -27,7 +27,7 @@ class ORQ_EXPORT ORQSrvGlobalLabelMap {
     /// process ("AssertionFailed:m_focus.IsNull() == false").
     explicit ORQSrvGlobalLabelMap(const ORQSimPosition& position);
 
-    /// In the order of their member numbers.
+    /// The names of instances in the order of their member numbers.
     ORQSimArray<ORQString> InstanceNames();
 
     /// -1 for an instance or a label that is not there.

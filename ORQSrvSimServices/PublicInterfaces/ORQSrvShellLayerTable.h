@@ -48,7 +48,8 @@ class ORQ_EXPORT ORQSrvShellLayerTable {
     const std::vector<int>& Plies() const;
     /// 0 where nothing is stored.
     const std::vector<int>& SectionPoints() const;
-    /// In the model's length unit and in degrees; the most negative double where nothing is stored.
+    /// Thicknesses in the model's length unit, angles in degrees; the most negative double where
+    /// nothing is stored.
     const std::vector<double>& ConstThicknesses() const;
     const std::vector<double>& ConstAngles() const;
 

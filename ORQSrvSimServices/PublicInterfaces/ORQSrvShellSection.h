@@ -45,7 +45,8 @@ class ORQ_EXPORT ORQSrvShellSection {
     const ORQBasVector<ORQSimPosition>& GetPlies() const;
     /// Points through the thickness of each layer.
     const ORQBasVector<int>& GetSectionPoints() const;
-    /// In the model's length unit and in degrees. Empty for a section without layers.
+    /// Thicknesses in the model's length unit, angles in degrees. Empty for a section without
+    /// layers.
     const ORQBasVector<double>& GetConstThicknesses() const { return m_thicknesses; }
     const ORQBasVector<double>& GetConstRotationAngles() const { return m_rotationAngles; }
     const ORQBasVector<VariationEnm>& GetThicknessVariations() const {

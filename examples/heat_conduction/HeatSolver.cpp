@@ -170,7 +170,8 @@ void HeatSolver::Add(const HeatModel::Block& block, std::size_t element,
 // --- Fluxes --------------------------------------------------------------------------------------
 
 Matrix3Xd HeatSolver::NodalFluxes() const {
-    // At the nodes of each element, element after element; where the rows of an element begin.
+    // Values at the nodes of each element, element after element; where the rows of an element
+    // begin.
     Matrix3Xd atNodes;
     std::vector<Eigen::Index> firstRows(static_cast<std::size_t>(m_model.NumElements()), -1);
     for (std::size_t b = 0; b < m_points.size(); ++b) {

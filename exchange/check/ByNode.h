@@ -28,7 +28,8 @@ class ByNode {
         for (unsigned& begin : m_begin) {
             begin = end += begin;
         }
-        // From the end of each group to its beginning, and so backwards to keep the order.
+        // Values are put from the end of each group to its beginning, so taking them backwards
+        // keeps the order.
         for (std::size_t i = values.size(); i-- > 0;) {
             m_values[--beginOf(values[i])] = values[i];
         }

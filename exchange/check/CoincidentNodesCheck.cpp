@@ -102,7 +102,7 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         return parts;
     }
 
-    /// Only nodes of elements: others open no mesh.
+    /// Takes only nodes of elements: others open no mesh.
     void AddCoincident(const std::vector<int>& nodes, std::vector<int>& members) {
         // Most nodes are alone, which is known at a fraction of the cost of finding their nearest.
         std::vector<int> candidates = PossiblyCoincident(m_model.Points(), nodes, m_tolerance);
@@ -128,7 +128,7 @@ class CoincidentNodesRun : public ORQExcCheckRun {
         }
     }
 
-    /// Each node that lies within the tolerance of one before it, after the nearest of those.
+    /// Pairs each node that lies within the tolerance of an earlier one with the nearest of those.
     std::vector<Pair> PairsOf(const std::vector<int>& nodes) const {
         std::vector<Point> points;
         std::ranges::transform(nodes, std::back_inserter(points), [&](int node) {

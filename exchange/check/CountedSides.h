@@ -71,12 +71,13 @@ class CountedSides {
     void ForEachShared(std::size_t lowest, const Use& use);
 
     const ORQExcModel& m_model;
-    // By node, of the sides of which it is the lowest, how elements go around them. The two elements
-    // of an inner side do so in opposite directions, which cancels out.
+    // Sums, by the lowest node of a side, of how elements go around it. The two elements of an
+    // inner side do so in opposite directions, which cancels out.
     ORQBasLargeVector<std::uint64_t> m_sums;
-    // By node, whether its sum was not 0 when all elements were added.
+    // Whether a node's sum was not 0 when all elements were added.
     std::vector<char> m_isOpen;
-    // By their lowest node, where that is open: the sides of one hash one after the other, by element.
+    // The sides whose lowest node is open, by that node: sides of one hash one after the other, by
+    // element.
     ByNode<Side> m_open;
     std::vector<std::pair<int, int>> m_crowded;
 };

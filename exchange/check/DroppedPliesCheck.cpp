@@ -50,7 +50,7 @@ class DroppedPliesRun : public ORQExcCheckRun {
             return;
         }
         const std::vector<int> sectionOf = SectionsOfElements();
-        // By the sections of more and of fewer layers, the elements of the latter.
+        // The elements of the section of fewer layers, by the sections of more and of fewer.
         std::map<std::pair<int, int>, std::set<int>> found;
         for (const auto& [shell, other, isAgainst] : m_shells.Find()) {
             const int element = m_shells.Elements()[static_cast<std::size_t>(other)];
@@ -107,7 +107,7 @@ class DroppedPliesRun : public ORQExcCheckRun {
         return fewest > 0 && most - fewest > m_model.Limit(kDropped);
     }
 
-    /// By element, -1 for none.
+    /// The section of each element, -1 for none.
     std::vector<int> SectionsOfElements() const {
         std::vector<int> sections(static_cast<std::size_t>(m_model.Model().NumElements()), -1);
         int place = 0;

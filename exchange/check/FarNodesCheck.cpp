@@ -39,7 +39,7 @@ class FarNodesRun : public ORQExcCheckRun {
             ranges[axis] = BulkAlong(axis);
             largest = std::max(largest, ranges[axis].high - ranges[axis].low);
         }
-        // By the largest extent: a plane model has none across.
+        // The reach goes by the largest extent: a plane model has none across.
         const double reach = m_model.Limit(kFar) * largest;
         const auto isFar = [&](const Point& point) {
             bool is = false;

@@ -144,7 +144,7 @@ void ReportLoops(NodeForest& shells, const std::vector<FreeEdge>& edges,
             loops.Join(std::array{edge.low, edge.high});
         }
     }
-    // By surface, the elements at each of its loops.
+    // The elements at each loop of each surface.
     std::map<int, std::map<int, std::vector<int>>> surfaces;
     for (const FreeEdge& edge : edges) {
         if (!edge.isOfSolid) {

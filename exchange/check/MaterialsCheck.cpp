@@ -89,7 +89,7 @@ std::string Isotropic(const Constants& of) {
     return {};
 }
 
-/// By the compliance of the three directions, of which those that are not given leave out theirs.
+/// Checks the compliance of the three directions, without those that are not given.
 std::string Orthotropic(const Constants& of) {
     constexpr std::array kModuli = {"E1", "E2", "E3"};
     Eigen::Matrix3d compliance = Eigen::Matrix3d::Zero();
@@ -118,7 +118,7 @@ std::string Orthotropic(const Constants& of) {
                : fmt::format("{} do not go with the moduli", ratios);
 }
 
-/// By the stiffness "G11, G12, ..." of so many rows.
+/// Checks the stiffness "G11, G12, ..." of so many rows.
 std::string Anisotropic(const Constants& of, int size) {
     Eigen::MatrixXd stiffness(size, size);
     for (int i = 0; i < size; ++i) {

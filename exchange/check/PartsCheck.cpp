@@ -78,7 +78,7 @@ class PartsRun : public ORQExcCheckRun {
         }
     }
 
-    /// In the order of their first nodes.
+    /// The parts in the order of their first nodes.
     std::vector<Part> Parts() {
         std::vector<Part> parts;
         for (int node = 0; node < m_model.NumNodes(); ++node) {

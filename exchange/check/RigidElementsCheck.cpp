@@ -93,7 +93,7 @@ class RigidElementsRun : public ORQExcCheckRun {
                 dependent.emplace_back(nodes[i], components);
             }
         } else if (nodes.size() == 2) {
-            // Without components of its own an end has those that are not independent at it.
+            // An end without components of its own has those that are not independent at it.
             const bool isGiven = PropertyOf(set, "CMA", 0) != 0 || PropertyOf(set, "CMB", 0) != 0;
             const auto of = [&](const char* own, const char* independent) {
                 return isGiven ? BitsOf(PropertyOf(set, own, 0))

@@ -27,8 +27,9 @@ class ShellNeighbours {
 
     /// Elements of other dimensions are left out.
     void Add(const ORQExcCheckedElements& elements);
-    /// Both ways, ascending. Where more than two shells meet, as at a stiffener, none is the
-    /// neighbour of another; two with several edges in common lie upon each other.
+    /// Finds neighbours in both directions, ascending. Where more than two shells meet, as at a
+    /// stiffener, none is the neighbour of another; two with several edges in common lie upon each
+    /// other.
     std::vector<Neighbour> Find();
 
     /// Ordinals of elements, by shell.

@@ -183,7 +183,7 @@ class Elements {
     ComparedModels& m_models;
     std::vector<const Block*> m_blockOf;  // by element of the second model
     std::map<const Block*, const Block*> m_partners;
-    // By what changed, from what and to what.
+    // Members by what changed, from what and to what.
     std::map<std::tuple<std::string, std::string, std::string>, Members> m_changes;
     std::map<std::string, ValueChange> m_valueChanges;  // by what changed
 };

@@ -49,7 +49,8 @@ class PointCells {
   private:
     double CellOf(double coordinate) const {
         const double cells = coordinate * m_perLength;
-        // Also without a tolerance, where the product is infinite or not a number. The sum makes 0 of -0.
+        // A coordinate stays as it is without a tolerance, too, where the product is infinite or
+        // not a number. The sum makes 0 of -0.
         return std::abs(cells) < kMostCells ? Nearest(cells) : coordinate + 0.0;
     }
     /// The nearest integer, of numbers below kMostCells: a sum so large has no bits for less.
@@ -90,7 +91,7 @@ class CoincidentNodes {
 
     /// The nearest point that stays, of equals the last; -1 when none is within the tolerance.
     int Find(int point) const;
-    /// It stays.
+    /// Makes the point one that stays.
     void Add(int point);
 
   private:

@@ -130,8 +130,8 @@ std::vector<int> MembersIn(const ORQExcModel::Block& block, const std::vector<in
     return members;
 }
 
-/// By element the first one of its block that is equal to it, itself where none is or where it is
-/// none of the wanted ones.
+/// For each element the first one of its block that is equal to it; the element itself where none
+/// is, or where it is not wanted.
 std::vector<int> FirstOfEqual(const ORQExcModel& model, const std::vector<int>& wanted) {
     std::vector<int> targets(static_cast<std::size_t>(model.NumElements()));
     std::iota(targets.begin(), targets.end(), 0);

@@ -76,7 +76,7 @@ void ReplaceMembers(const ORQSimPosition& position, const MemberNumbering& numbe
             position.Context().UpdateDSet(dataSet, to.ID());
         }
         references.Redirect(id, to.ID());
-        // Its room is free for the next one after the commit; its rows are gone at once.
+        // Its rows are gone at once, and its room is free for the next one after the commit.
         references.Delete(id);
         ++nDone;
         show();

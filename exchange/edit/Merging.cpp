@@ -42,7 +42,7 @@ std::vector<Point> PointsOf(const ORQExcModel& model) {
     return points;
 }
 
-/// By node, whether it has a finite place.
+/// Whether each node has a finite place.
 std::vector<char> HavePlaces(const ORQExcModel& model, const std::vector<Point>& points) {
     std::vector<char> have(points.size(), 0);
     if (model.Dimension() == 0) {

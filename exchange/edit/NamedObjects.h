@@ -19,7 +19,7 @@ const char* NameOf(ObjectKind kind);
 /// instances, which stand in none.
 int MapSlotOf(ObjectKind kind);
 
-/// In the order of the model.
+/// The names in the order of the model.
 std::vector<std::string> NamesOf(ObjectKind kind, const ORQObjDocument& document);
 
 /// The record of an object; of a set its region. Throws ORQBasFailure (Usage), with near names,

@@ -6,7 +6,7 @@
 
 namespace orq::exchange {
 
-/// By node, whether an element has it.
+/// Whether an element has each node.
 std::vector<char> NodesOfElements(const ORQExcModel& model);
 
 /// Marks, by node, those that something else than an element needs: rigid bodies, sets to which

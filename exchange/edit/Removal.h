@@ -21,7 +21,7 @@ class Removal {
     void Section(const ORQSimPosition& section) const;
     void Material(const ORQSimPosition& material) const;
     void Field(const ORQObjMeshedField& field) const;
-    /// With its results and conditions.
+    /// Removes a step with its results and conditions.
     void Step(const ORQSimPosition& step) const;
     /// A record alone.
     void Object(const ORQSimPosition& object) const { m_references.Delete(object.ID()); }

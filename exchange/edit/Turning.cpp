@@ -19,7 +19,7 @@ using namespace orq::exchange;
 
 namespace {
 
-/// By place the former place of a corner, so that the element is mirrored; none for other shapes.
+/// The former place of each corner of the mirrored element; empty for other shapes.
 std::vector<int> TurnedCorners(const ORQExcShape& shape) {
     if (shape.dimension != 3) {
         return {};
@@ -48,7 +48,7 @@ bool HasMiddle(const ORQExcShape::Side& side) {
     return side.IsEdge() ? size == 3 : size > 2 * side.nCorners;
 }
 
-/// By place the former place of a node.
+/// The former place of each node of the mirrored element.
 std::vector<int> TurnedPlaces(const ORQExcShape& shape) {
     const std::vector<int> corners = TurnedCorners(shape);
     std::vector<int> places(static_cast<std::size_t>(shape.nNodes));

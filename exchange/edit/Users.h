@@ -30,7 +30,7 @@ class Users {
 
 /// The assignments that give a section to a region.
 std::vector<ORQSimPosition> AssignmentsOf(const ORQSimPosition& sectionOrRegion);
-/// They as texts.
+/// The names of assignments, for messages.
 std::vector<std::string> NamesOf(const std::vector<ORQSimPosition>& assignments);
 
 }  // namespace orq::exchange

@@ -16,7 +16,7 @@ struct Output {
     std::filesystem::path folder = {};
     std::string folderName = {};
 
-    /// So many parts of all are written.
+    /// Shows that so many parts of all are written.
     void Show(std::size_t nDone, std::size_t nAll) const {
         progress(static_cast<double>(nDone) / static_cast<double>(nAll));
     }

@@ -16,7 +16,7 @@ bool IsTaken(const fs::path& path) {
     return fs::exists(fs::symlink_status(path));
 }
 
-// Without a slash at the end; where it leads if it is a link.
+// The name without a slash at the end; for a link, where it leads.
 fs::path ResolvedName(const fs::path& given) {
     // A link is followed: putting the new database into place would else replace the link itself.
     fs::path name = given.has_filename() ? given : given.parent_path();
@@ -122,7 +122,7 @@ void ORQExcStagedTarget::PutIntoPlace(std::optional<std::int64_t> generation) {
             ORQSimDatabase::Open(m_staged->Path().string(), ORQSimDatabase::Mode::ReadOnly);
         return made.CopyTo(m_url, [](double) {});
     }
-    // Others may have had it meanwhile.
+    // Somebody else may have taken the name meanwhile.
     const std::optional<std::int64_t> found = CheckCanBeHad(m_name, m_mayReplace);
     if (generation && found && *found != *generation) {
         FailChanged(m_name);

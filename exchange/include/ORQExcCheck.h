@@ -79,7 +79,8 @@ class ORQ_EXPORT ORQExcCheckedModel {
     const ORQObjDocument& Document() const { return m_document; }
     /// Throws ORQBasFailure (Damaged), like all that reads.
     const ORQExcModel& Model() const;
-    /// By node, with 0 for the third coordinate of a plane model. Empty without coordinates.
+    /// Places of all nodes, with 0 for the third coordinate of a plane model. Empty without
+    /// coordinates.
     std::span<const orq::exchange::Point> Points() const;
     /// Around all finite coordinates of nodes; the lower corner is above the upper one without any.
     struct Extent {

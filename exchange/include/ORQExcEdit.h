@@ -51,7 +51,8 @@ ORQ_EXPORT void ORQExcDelete(const ORQObjDocument& document, ORQExcObjectKind ki
                              const std::string& name, bool force, ORQExcReport& report);
 
 struct ORQExcMerging {
-    /// In the model's length unit, not below 0: 0 merges nodes of equal coordinates.
+    /// Largest distance in the model's length unit, not below 0: 0 merges nodes of equal
+    /// coordinates.
     double tolerance = 0;
     std::string instance = {};  ///< only nodes of this one; empty for all, each on its own
     /// Called with numbers from 0 to 1; may throw to give up.

@@ -25,7 +25,8 @@ struct ORQExcKeptText {
 ORQ_EXPORT void ORQExcWriteKeptTexts(const std::vector<ORQExcKeptText>& texts,
                                      const ORQObjDocument& document);
 
-/// In the order in which they were added. Throws ORQBasFailure (Damaged) for what is none.
+/// Reads the kept texts in the order in which they were added. Throws ORQBasFailure (Damaged) for
+/// what is none.
 ORQ_EXPORT std::vector<ORQExcKeptText> ORQExcReadKeptTexts(const ORQObjDocument& document);
 
 /// Puts a text into the place of another, which is counted from 0 in the order of the former.

@@ -19,7 +19,7 @@ class ORQ_EXPORT ORQExcMaterials {
 
     explicit ORQExcMaterials(const ORQObjDocument& document);
 
-    /// In the order of their numbers in the collection.
+    /// The materials in the order of their numbers in the collection.
     const std::vector<Material>& Materials() const { return m_materials; }
     /// Throws ORQBasFailure (Usage), naming what is near, when there is none of the name.
     const Material& Named(const std::string& name) const;

@@ -101,7 +101,8 @@ class ORQ_EXPORT ORQExcModel {
                         std::span<double> values) const;
     /// The instances that label nodes or elements.
     std::vector<Instance> Instances() const;
-    /// By ordinal; 0 for what no instance labels. Labels of several instances may repeat.
+    /// The label of each node or element; 0 for what no instance labels. Labels of several
+    /// instances may repeat.
     std::vector<int> NodeLabels() const;
     std::vector<int> ElementLabels() const;
 

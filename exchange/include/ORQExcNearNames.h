@@ -20,5 +20,5 @@ ORQ_EXPORT std::vector<std::string> ORQExcSpeltAlike(const std::string& wanted,
                                                      const std::string& part,
                                                      std::span<const std::string> names);
 
-/// They as the end of a message: "; is it A, B?". Empty when there are none.
+/// The same names as a message suffix, "; is it A, B?"; empty when there are none.
 ORQ_EXPORT std::string ORQExcIsIt(std::span<const std::string> alike);

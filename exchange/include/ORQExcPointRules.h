@@ -39,7 +39,7 @@ ORQ_EXPORT std::vector<std::array<double, 3>> ORQExcNodePlaces(const ORQExcShape
 /// of lines it is interpolation by Lagrange polynomials through the points.
 ORQ_EXPORT std::vector<float> ORQExcExtrapolation(const ORQExcShape& shape, int nPoints,
                                                   const std::vector<std::array<double, 3>>& places);
-/// To the nodes, and to the middle of the parameters.
+/// Weights that take values at points to the nodes, and to the middle of the parameters.
 ORQ_EXPORT std::vector<float> ORQExcExtrapolationToNodes(const ORQExcShape& shape, int nPoints);
 ORQ_EXPORT std::vector<float> ORQExcExtrapolationToMiddle(const ORQExcShape& shape, int nPoints);
 /// Weights that take values at nodes to the middle: the corners count, by the shape functions of

@@ -27,10 +27,10 @@ struct ORQExcReportEntry {
 class ORQ_EXPORT ORQExcReport {
   public:
     void Keep(std::string_view kind, std::string_view name, std::int64_t count);
-    /// It is kept as the file has it, and looks wrong.
+    /// Enters what is kept as the file has it, and looks wrong.
     void Note(std::string_view kind, std::string_view name, std::int64_t count,
               std::string_view reason);
-    /// It is wrong in the file, and kept as far as it can be.
+    /// Enters what is wrong in the file, and kept as far as it can be.
     void Find(std::string_view kind, std::string_view name, std::int64_t count,
               std::string_view reason);
     void Change(std::string_view kind, std::string_view name, std::int64_t count,

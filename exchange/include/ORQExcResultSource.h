@@ -72,7 +72,7 @@ class ORQ_EXPORT ORQExcResultSource {
   public:
     virtual ~ORQExcResultSource() = default;
 
-    /// In the file's order; finite.
+    /// The times in the file's order; finite.
     virtual const std::vector<double>& Times() const = 0;
     virtual const std::vector<ORQExcResultArray>& Arrays() const = 0;
     /// Values [end - begin][layers][section points][members][points][components] of a part, at its

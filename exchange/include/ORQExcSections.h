@@ -78,7 +78,7 @@ class ORQ_EXPORT ORQExcSections {
     /// or a region without elements.
     explicit ORQExcSections(const ORQObjDocument& document);
 
-    /// In the order of their numbers in the collection.
+    /// The sections in the order of their numbers in the collection.
     const std::vector<Section>& Sections() const { return m_sections; }
     /// Throws Usage, naming what is near, when there is none of the name.
     const Section& Named(const std::string& name) const;

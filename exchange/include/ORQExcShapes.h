@@ -47,7 +47,7 @@ ORQ_EXPORT std::span<const ORQExcShape> ORQExcShapes();
 /// ("TRISHELL3", "BEAM", "TRUSS", "SPHERE"); triangles and quadrilaterals in space are shells only
 /// when they are called so.
 ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByExodusName(std::string_view name, int nNodes);
-/// By type of Gmsh or of VTK: the plane element, where a shell has the type too.
+/// Finds a shape by a type of Gmsh or of VTK: the plane element, where a shell has the type too.
 ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByGmshType(int type);
 ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByVtkType(int type);
 ORQ_EXPORT const ORQExcShape* ORQExcFindShapeByName(std::string_view name);

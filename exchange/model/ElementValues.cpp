@@ -32,7 +32,8 @@ struct ORQExcElementValues::Class {
     const ORQExcModel::Block* block;
     ORQObjFieldView view;
 
-    /// Also of points below the first that was written: places are those in the element.
+    /// The number counts points below the first that was written, too: places are those in the
+    /// element.
     int NumPoints() const { return std::max(1, view.points.Last() + 1); }
     ORQSimIntRange Points() const { return {0, view.points.Last()}; }
 };
@@ -124,7 +125,7 @@ bool AreAtNodes(const ORQExcShape& shape, int gridType, int nPoints) {
 
 using To = ORQExcElementValues::To;
 
-/// From an element's points to its nodes or middle; empty where the places are not known.
+/// Weights from an element's points to its nodes or middle; empty where the places are not known.
 std::vector<float> MatrixOf(const ORQExcShape& shape, int gridType, int nPoints, To to) {
     if (gridType == ORQSimSchema::Field_IntegrationPoint) {
         return to == To::Nodes ? ORQExcExtrapolationToNodes(shape, nPoints)

@@ -13,7 +13,7 @@ namespace orq::exchange {
 struct FieldPlan {
     ORQExcResultArray::Place place;
     std::string name;
-    /// In the table of output variables; empty for a variable that the table lacks.
+    /// Identifier in the table of output variables; empty for a variable that the table lacks.
     std::string identifier;
     int gridType;
     std::vector<ORQObjFieldDefinition::Component> components;

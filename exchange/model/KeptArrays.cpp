@@ -20,7 +20,7 @@ namespace {
 
 using Array = ORQExcMeshSource::Array;
 
-/// Each dimension as "LENGTH NAME", one to a line.
+/// Writes each dimension as "LENGTH NAME", one to a line.
 std::string TextOf(const std::vector<Array::Dimension>& dimensions) {
     std::string text;
     for (const Array::Dimension& dimension : dimensions) {

@@ -276,7 +276,7 @@ void PointArrays::TakeRule(const ORQExcResultsMap& map, std::size_t number) {
         merged.array.field = rule.field;
         merged.array.code = component.code;
         merged.array.axes = rule.axes;
-        // Without a component in its names, the field has one, of its own name.
+        // A field without a component in its names has one, of its own name.
         merged.array.name = component.name.empty() ? rule.field : component.name;
         merged.array.components = {merged.array.name};
         Take(*group, std::move(merged));
@@ -364,7 +364,7 @@ void PointArrays::TakeNumberedNames(const ArrayPattern& pattern) {
 
 // --- What they become ----------------------------------------------------------------------------
 
-/// Each array where the first one of its source stands.
+/// Puts each array where the first one of its source stands.
 void PointArrays::PutTogether() {
     for (std::size_t i = 0; i < m_source.Arrays().size(); ++i) {
         const auto merged = m_mergedAt.find(static_cast<int>(i));

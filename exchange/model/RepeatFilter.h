@@ -30,7 +30,7 @@ class SlotCounts {
     }
     /// How often the key was added, or more: 0, 1, or 2 for several times.
     unsigned Count(std::uint64_t key) const { return (m_counts[ByteOf(key)] >> ShiftOf(key)) & 3U; }
-    /// Without it, each key of a large table is a wait for memory.
+    /// Fetches ahead: without that, each key of a large table is a wait for memory.
     void Fetch(std::uint64_t key) const { __builtin_prefetch(m_counts.data() + ByteOf(key), 1); }
 
   private:

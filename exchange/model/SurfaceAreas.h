@@ -36,7 +36,7 @@ class SurfaceAreas {
     /// Reads the side sets. Throws what ReadSideSet throws.
     explicit SurfaceAreas(ORQExcMeshSource& source);
 
-    /// In the order of the source's side sets.
+    /// The surfaces in the order of the source's side sets.
     const Surface& At(std::size_t surface) const { return m_surfaces[surface]; }
 
     /// Elements from an ordinal on, all of one shape: [elements][nodes of the shape]. REQUIRES: the
@@ -46,8 +46,8 @@ class SurfaceAreas {
     /// Nodes from an ordinal on: [nodes][dimension]. REQUIRES: all connectivity has passed.
     void PassCoordinates(int firstNode, std::span<const double> coordinates);
 
-    /// By node, in the square of the model's length unit; of an edge its length. REQUIRES: all
-    /// coordinates have passed.
+    /// The area of each node in the square of the model's length unit; the length for an edge.
+    /// REQUIRES: all coordinates have passed.
     ORQBasMap<int, double> AreasOf(std::size_t surface) const;
 
   private:

@@ -97,7 +97,8 @@ double OfWedge(CornerPoints at) {
     return kOfTriangle * LeastOfCorners(at, kNeighbours);
 }
 
-/// Also in the middle, where the edges are the sums of the four that run alike.
+/// The least value at the corners and in the middle, where the edges are the sums of the four that
+/// run alike.
 double OfHexahedron(CornerPoints at) {
     static constexpr std::array<Neighbours, 8> kNeighbours = {
         {{1, 3, 4}, {2, 0, 5}, {3, 1, 6}, {0, 2, 7}, {7, 5, 0}, {4, 6, 1}, {5, 7, 2}, {6, 4, 3}}};

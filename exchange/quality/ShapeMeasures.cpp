@@ -91,7 +91,7 @@ double OfTetrahedron(const Corners& at, double longest) {
     return std::sqrt(6.0) / 12 * ShareOrInfinity(longest * faces, std::abs(Dot(b, Cross(c, d))));
 }
 
-/// At the corners of a triangle or quadrilateral, in degrees.
+/// The angles at the corners of a triangle or quadrilateral, in degrees.
 std::vector<double> CornerAngles(const Corners& at) {
     const std::size_t count = at.Points().size();
     std::vector<double> angles;

@@ -6,7 +6,7 @@
 
 namespace orq::exchange {
 
-// Each as ORQExcQualityMeasure::of, by the names of ORQExcQualityMeasures.
+// Measures as ORQExcQualityMeasure::of, by the names of ORQExcQualityMeasures.
 double EdgeRatio(const ORQExcShape& shape, std::span<const double> corners);
 double AspectRatio(const ORQExcShape& shape, std::span<const double> corners);
 double Skew(const ORQExcShape& shape, std::span<const double> corners);

@@ -104,7 +104,8 @@ void PrintCounts(const ORQExcReport& report, std::ostream& out) {
     PrintColumns(rows, out);
 }
 
-/// By kind and reason, in the order in which they came; the rest of a kind is one group.
+/// Groups of equal kind and reason, in the order in which they came; the rest of a kind is one
+/// group.
 std::vector<Group> Reasons(const ORQExcReport& report, ORQExcOutcome outcome) {
     std::vector<std::pair<Group, std::vector<Group>>> kinds;  // each with its reasons
     for (const ORQExcReportEntry& entry : report.Entries()) {

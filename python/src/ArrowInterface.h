@@ -22,7 +22,7 @@ struct ArrowSchema {
 
 inline constexpr std::int64_t kArrowNullable = 2;
 
-/// Its values. A child may be moved out of its parent, and then outlives it.
+/// The values of a schema. A child may be moved out of its parent, and then outlives it.
 struct ArrowArray {
     std::int64_t length;
     std::int64_t nullCount;

@@ -11,7 +11,7 @@
 namespace orqmodel {
 namespace {
 
-// They live as long as the interpreter.
+// The exceptions live as long as the interpreter.
 PyObject* damagedError;
 PyObject* foreignError;
 PyObject* busyError;

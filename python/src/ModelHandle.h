@@ -30,7 +30,7 @@ class ModelHandle {
     const ORQExcModel& Model();
     const ORQExcResults& Results();
     const ORQExcSections& Sections();
-    /// By ordinal.
+    /// The labels by ordinal.
     const std::vector<int>& Labels(Kind kind);
     /// Throws KeyError when no node or element has the label.
     int OrdinalOf(Kind kind, int label);
@@ -146,7 +146,7 @@ py::array_t<Value> ToArray(Values<Value> values, std::vector<py::ssize_t> shape)
                        : ToArray<Value>(std::move(values.view), std::move(shape));
 }
 
-// Each adds what it is about to the class, or to the module.
+// Each function adds what it is about to the class, or to the module.
 void DefineModel(py::module_& module, HandleClass& handle);
 void DefineMesh(HandleClass& handle);
 void DefineSets(HandleClass& handle);

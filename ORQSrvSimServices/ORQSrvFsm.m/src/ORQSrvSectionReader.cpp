@@ -69,7 +69,7 @@ const ORQSrvShellLayerTable& ORQSrvSectionReader::LayersOf(int section, int nLay
         // Where a neighbour had fewer layers, the next may have more again.
         const int most = isNeighbour ? std::max(nLayers, 2 * m_layers->NumLayers()) : nLayers;
         const int atOnce = SectionsAtOnce(most);
-        // From a multiple on: values that lie together are read together.
+        // The window begins at a multiple of its size: values that lie together are read together.
         m_layers.emplace(m_model, section / atOnce * atOnce, atOnce, most);
     }
     return *m_layers;

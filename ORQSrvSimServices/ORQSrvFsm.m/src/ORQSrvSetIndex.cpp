@@ -46,7 +46,7 @@ bool ORQSrvSetIndex::IsRun(const ORQSimCSet& set) {
     return std::int64_t{bounds.Last()} - bounds.First() + 1 == set.Size();
 }
 
-// Without the negative members that ordered sets may have: they number nothing.
+// Ascending members without the negative ones that ordered sets may have: they number nothing.
 const std::vector<int>& ORQSrvSetIndex::Ascending(const ORQSimCSet& set) const {
     m_members.resize(static_cast<std::size_t>(set.Size()));
     set.Members(m_members.data());

@@ -55,7 +55,7 @@ const std::vector<T>& ORQSrvShellLayerTable::Read(int slot, T none, Column<T>& c
         }
     }
     values.resize(nItems, none);
-    // Only when all has been read.
+    // The column is kept only when all of it has been read.
     return column.emplace(std::move(values));
 }
 

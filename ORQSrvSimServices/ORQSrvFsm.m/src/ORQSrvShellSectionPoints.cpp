@@ -42,7 +42,7 @@ void ORQSrvShellSectionPoints::UpdateMap() const {
                                               .GetPosition(ORQSimSchema::SectionData_sectionPoints)
                                               .GetDistribution());
     const auto drawers = distribution.QueryDrawers();
-    // Not noted as filled: the counts may be written later.
+    // The table is not noted as filled: the counts may be written later.
     if (drawers.Size() == 0) {
         return;
     }

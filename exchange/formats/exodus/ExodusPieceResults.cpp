@@ -153,7 +153,8 @@ void ExodusPieceResults::ReadMembers(int array, int part, int time, int first, i
         const auto members = std::span(piece.elements)
                                  .subspan(static_cast<std::size_t>(from.first),
                                           static_cast<std::size_t>(from.count));
-        // From the first to the last wanted one, as pieces mostly have them in order.
+        // One read goes from the first to the last wanted member, as pieces mostly have them in
+        // order.
         const auto begin = std::ranges::find_if(members, isWanted) - members.begin();
         auto end = std::ssize(members);
         for (; end > begin && !isWanted(members[static_cast<std::size_t>(end - 1)]); --end) {

@@ -503,7 +503,7 @@ std::vector<ORQExcMeshSource::Side> ExodusReader::ReadSideSet(int set) {
         }
         const ORQExcShape& shape = ShapeOf(element);
         if (numbers[i] < 1 || numbers[i] > static_cast<std::int64_t>(shape.sides.size())) {
-            // In three dimensions the format numbers two faces of a plane element beside its edges.
+            // The format numbers two faces of a plane element beside its edges in three dimensions.
             const bool isOfShell = FileDimension() == 3 && shape.dimension == 2 && numbers[i] > 0 &&
                                    numbers[i] <= static_cast<std::int64_t>(shape.sides.size()) + 2;
             if (!isOfShell) {

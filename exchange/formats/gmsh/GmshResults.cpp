@@ -116,7 +116,7 @@ void GmshResults::ParseSection(GmshCursor& in, const std::string& section) {
         bySize.emplace(0, head);
     }
     int count = 0;
-    // In ASCII the end mark ends the values, also where the count is wrong.
+    // The end mark ends the values of an ASCII section, also where the count is wrong.
     for (; in.IsBinary() ? count < head.nAnnounced : !in.AtMark(); ++count) {
         const int member = in.Int();
         const int nNodes = isAtNodes ? in.Int() : 0;
@@ -225,8 +225,8 @@ void GmshResults::FindMembers(Section& section, const Find& find) {
     section.values = std::move(values);
 }
 
-/// From Gmsh's order of an element's nodes to ours. An element with another number of values than
-/// nodes is left out.
+/// Turns Gmsh's order of an element's nodes into ours. An element with another number of values
+/// than nodes is left out.
 void GmshResults::PutNodesInOrder(Section& section, const ShapeOf& shapeOf) {
     std::vector<int> members;
     std::vector<double> values;

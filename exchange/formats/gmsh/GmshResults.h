@@ -23,7 +23,7 @@ class GmshResults : public ORQExcResultSource {
     /// Reads on behind the section's name, and over its end mark. Throws ORQExcImportError when
     /// there is no end mark.
     void ReadSection(GmshCursor& in, const std::string& section);
-    /// From now on numbers that our own export gives to members of the mesh are no results.
+    /// Numbers that our own export gives to members of the mesh are no results from now on.
     void LookForMarks() { m_hasMarks = true; }
     /// Finds nodes and elements by their numbers in the file; -1 is none.
     using Find = std::function<int(int tag)>;

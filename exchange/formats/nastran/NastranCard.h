@@ -18,12 +18,12 @@ class BulkCard {
   public:
     std::string_view Name() const { return m_name; }
     const BulkPlace& Place() const { return m_place; }
-    /// Its lines, from the first to the last, with comments; valid as long as the deck.
+    /// The card's lines, from the first to the last, with comments; valid as long as the deck.
     std::string_view Source() const { return m_source; }
     /// The number of the last field that may hold something.
     int NumFields() const { return static_cast<int>(m_fields.size()); }
 
-    /// Without blanks around it.
+    /// The text of a field without blanks around it.
     std::string_view Text(int field) const;
     bool IsBlank(int field) const { return Text(field).empty(); }
     bool IsInt(int field) const;
@@ -44,7 +44,7 @@ class BulkCard {
     void Remark(int field, std::string_view message) const;
     /// Whether anything of it was complained of.
     bool IsBroken() const { return m_isBroken; }
-    /// From here on what is wrong with the card is an error.
+    /// Makes what is wrong with the card an error from here on.
     void Need() const { m_isNeeded = true; }
 
   private:
@@ -76,7 +76,7 @@ std::string BulkFieldName(int field);
 std::optional<double> BulkReal(std::string_view text);
 std::optional<int> BulkInt(std::string_view text);
 
-/// Without blanks and tabs around it.
+/// The text without blanks and tabs around it.
 std::string_view BulkTrimmed(std::string_view text);
 std::string BulkUpper(std::string_view text);
 

@@ -28,8 +28,8 @@ class NastranElements {
         std::vector<BulkPlace> places;
         std::vector<std::string_view> sources;
         std::vector<char> saysMore;  // whether a card has more than the block has a place for
-        /// By twice the number of the card's field, plus 1 for an integer; NaN where blank. Empty
-        /// when no element has the field.
+        /// Columns by twice the number of the card's field, plus 1 for an integer; NaN where blank.
+        /// Empty when no element has the field.
         std::vector<std::vector<double>> columns;
         std::uint64_t knownFields;  // as bits
         const BulkProperty* property = nullptr;

@@ -169,7 +169,7 @@ class Deck {
     void WriteScope(const NastranScope& scope) {
         const auto isWritten = [&](const ORQExcLayup::Material& material) {
             return !scope.HasNamed(material.name) || (material.kind.empty() && scope.isOfDeck) ||
-                   // By its number, as cards go, whatever name it was given since.
+                   // A kept card is found by its number, whatever name it was given since.
                    (scope.kept.Has(fmt::format("{} {}", material.kind, material.number)) &&
                     scope.kept.SaysMaterial(material));
         };

@@ -29,7 +29,7 @@ bool IsOfCards(const ORQExcKeptText& text) {
     return text.format == kNastranFormat && text.section == kNastranCards;
 }
 
-/// Each card of a text of bulk data. What is wrong in it was reported when it was imported.
+/// Visits each card of a text of bulk data. What is wrong in it was reported when it was imported.
 void ForEachCard(const ORQExcKeptText& text, const std::function<void(const BulkCard&)>& visit) {
     NastranProblems problems;
     NastranDeck deck(std::string_view(text.text), problems);
@@ -81,7 +81,7 @@ void ForEachLabelledCard(const std::vector<ORQExcKeptText>& texts,
     }
 }
 
-/// Also of elements that are not known here: PCONEAX, PPLANE, PCONV.
+/// Cards of elements that are not known here count, too: PCONEAX, PPLANE, PCONV.
 static bool MayBeProperty(std::string_view card) {
     return card.starts_with('P') && card != "PARAM" && !card.starts_with("PLOAD") &&
            !card.starts_with("PLOTEL");

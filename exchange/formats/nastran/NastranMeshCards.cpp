@@ -270,7 +270,8 @@ void NastranMeshCards::WriteDefinition(std::string_view definition) {
     m_scope.text.Card(name, fields);
 }
 
-/// By the place of the attribute; those that the card has no field for are reported.
+/// The fields by the place of the attribute; attributes that the card has no field for are
+/// reported.
 std::map<std::size_t, NastranElementField> NastranMeshCards::FieldsOfAttributes(
     const ORQExcModel::Block& block, const NastranElementCard& card) const {
     std::map<std::size_t, NastranElementField> fields;

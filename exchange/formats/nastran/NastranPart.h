@@ -26,7 +26,7 @@ class NastranPart {
 
     /// Returns how the card was taken; it is kept where the model does not have it wholly.
     BulkTaken Add(const BulkCard& card);
-    /// To be called once, behind the last card and before the deck ends.
+    /// REQUIRES: called once, behind the last card and before the deck ends.
     void Resolve();
 
     NastranNodes nodes;

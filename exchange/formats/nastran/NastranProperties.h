@@ -48,7 +48,7 @@ class NastranProperties {
     const BulkProperty* Find(std::string_view family, int number) const;
     /// Whether a card that is not read may be the property.
     bool IsKnown(int number) const { return m_unread.contains(number); }
-    /// By number.
+    /// The sections by number.
     std::vector<const BulkProperty*> Sections() const;
 
   private:

@@ -9,7 +9,7 @@ namespace orq::exchange {
 /// Takes the first line of a text, without its end.
 std::string_view TakeBulkLine(std::string_view& rest);
 std::string_view WithoutBulkComment(std::string_view line);
-/// In upper case.
+/// The first word of a text in upper case.
 std::string BulkFirstWord(std::string_view text);
 /// Whether a file begins with control statements rather than with bulk data.
 bool BeginsWithControl(std::string_view contents);

@@ -38,7 +38,7 @@ class NastranText {
     explicit NastranText(const std::filesystem::path& file);
 
     void Line(std::string_view line) { m_stream << line << '\n'; }
-    /// With a line's end behind the last one.
+    /// Writes lines, with a line's end behind the last one.
     void Lines(std::string_view lines) { m_stream << lines << (lines.ends_with('\n') ? "" : "\n"); }
     /// Writes a comment of foreign origin.
     void Comment(std::string_view text);

@@ -21,7 +21,7 @@ namespace orq::exchange {
 /// Cells stand block by block. Planar meshes get a third coordinate of 0. Meshes pass in blocks,
 /// values field by field. All throw ORQExcExportError; files may then be incomplete.
 
-/// With the results at the last time; earlier times are reported as dropped.
+/// Writes the results at the last time; earlier times are reported as dropped.
 void WriteVtu(const ORQExcModel& model, const ORQExcResults& results, const Output& output,
               ORQExcReport& report);
 

@@ -46,7 +46,7 @@ VtuGrid::VtuGrid(std::span<const std::filesystem::path> files) {
         m_files.push_back(std::make_unique<VtkXmlFile>(path));
         AddPieces(*m_files.back());
     }
-    // By the sizes that the files claim, before an array is read or memory is taken for it.
+    // The sizes that the files claim are checked before an array is read or memory is taken for it.
     if (std::max(m_nPoints, m_nCells) > std::numeric_limits<int>::max()) {
         throw ORQExcImportError(files.front(), "sizes",
                                 fmt::format("{} points and {} cells; at most {} are supported",

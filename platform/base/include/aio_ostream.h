@@ -11,7 +11,7 @@ class ORQ_EXPORT aio_ostream {
 
     /// Null prints nothing.
     void print(const char* text);
-    /// In decimal.
+    /// Prints in decimal.
     void print_int(int number);
     void put(char character);
     void flush();

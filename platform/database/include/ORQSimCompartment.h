@@ -59,7 +59,7 @@ class ORQSimCtation {
         : m_compartments(std::move(compartments)) {}
 
     int Size() const { return static_cast<int>(m_compartments.size()); }
-    /// Without sets outside [0, Size()).
+    /// The compartment at a place; one without sets outside [0, Size()).
     ORQSimCompartment Compartment(int place) const {
         return place >= 0 && place < Size() ? m_compartments[static_cast<std::size_t>(place)]
                                             : ORQSimCompartment();

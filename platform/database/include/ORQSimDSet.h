@@ -46,8 +46,8 @@ class ORQ_EXPORT ORQSimDSet {
     const ORQSimDSetID& ID() const { return m_id; }
     /// Null when it stands on no distribution.
     ORQSimDistributionID GetRelationalDistributionID() const;
-    /// Its compartments, those of drawers behind the stored ones, in order of creation. Sets of a
-    /// selection that have no ID get a temporary one, see
+    /// The data set's compartments, those of drawers behind the stored ones, in order of creation.
+    /// Sets of a selection that have no ID get a temporary one, see
     /// ORQSimCSet::RegisterWithTempCollection. Cost: a row for each compartment and dimension, and
     /// the description of each drawer.
     ORQSimCtation GetCtation() const;

@@ -50,7 +50,8 @@ std::vector<int> SortedOnce(std::vector<int> members) {
         members.erase(std::unique(members.begin(), members.end()), members.end());
         return members;
     }
-    // They lie close together: a bit for each number of the span takes no more room than they do.
+    // The numbers lie close together: a bit for each number of the span takes no more room than
+    // they do.
     std::vector<std::uint64_t> bits(static_cast<std::size_t>((span + kWordBits - 1) / kWordBits));
     for (const int member : members) {
         const std::int64_t offset = static_cast<std::int64_t>(member) - low;

@@ -25,7 +25,7 @@ class DrawerRows {
     explicit DrawerRows(bool isOrdered = false) : m_isOrdered(isOrdered) {}
 
     bool IsOrdered() const { return m_isOrdered; }
-    /// By ascending row.
+    /// The segments by ascending row.
     const std::vector<DrawerSegment>& Segments() const { return m_segments; }
     /// The segments that hold the rows from `row` on, and the one that holds `row` itself.
     std::span<const DrawerSegment> SegmentsFrom(std::int64_t row) const;

@@ -13,7 +13,7 @@ namespace orq::database {
 /// around the last ones.
 class NumberRanges {
   public:
-    /// From here on that many calls of Add take no memory.
+    /// Makes room, so that so many calls of Add take no memory.
     void ReserveFor(std::size_t count) {
         if (m_ranges.capacity() - m_ranges.size() < count) {
             m_ranges.reserve(2 * m_ranges.size() + count);

@@ -98,8 +98,8 @@ int ORQSimVector::Size() const {
     if (state == nullptr) {
         return 0;
     }
-    // By the last place and not by the number of rows: recovery may leave gaps, and the entries
-    // behind them keep their places.
+    // The next place follows the last one and not the number of rows: recovery may leave gaps, and
+    // the entries behind them keep their places.
     auto last = state->Rows().FindLast<VectorEntryRow>(m_object.ID().MinorID(), m_slot);
     return last.Next() ? last->key + 1 : 0;
 }

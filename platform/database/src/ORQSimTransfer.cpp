@@ -214,7 +214,7 @@ void ORQSimTransfer::Job::WriteDense(DatabaseState& state, const DistributionSta
     const std::int64_t rowsPerChunk = drawer.RowsPerChunk(mover.storeSize);
     ChunkStore& chunkStore = state.Chunks();
 
-    // In the order of rows, so that each chunk is written once.
+    // Runs come in the order of rows, so that each chunk is written once.
     std::vector<RowRun> runs;
     ForEachRowRun(*view[static_cast<std::size_t>(drawer.RowDim())], drawer, firstRow,
                   [&](const RowRun& run) { runs.push_back(run); });

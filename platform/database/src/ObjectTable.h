@@ -71,7 +71,7 @@ class ObjectTable {
     KnownChild& PlaceOfChild(std::int64_t object, int slot, int member);
 
     DatabaseState& m_state;
-    // By hash; the later of two takes the place. 64 are more links than a loop follows.
+    // Children by hash; the later of two takes the place. 64 are more links than a loop follows.
     std::array<KnownChild, 64> m_children;
     std::array<KnownSpace, 16> m_spaces;  // likewise
 };

@@ -104,8 +104,8 @@ SparseRows SparseRows::Read(DatabaseState& state, const DistributionState& distr
     result.m_map.assign(static_cast<std::size_t>(view[0]->Size()) + 1, 0);
     const auto valueSize = static_cast<std::size_t>(distribution.ScalarSize());
 
-    // From a location in the drawer's columns to that in the view, -1 where the view lacks it: one
-    // pass over the columns instead of a search for each value.
+    // Places in the view by location in the drawer's columns, -1 where the view lacks it: one pass
+    // over the columns instead of a search for each value.
     std::vector<int> toView(static_cast<std::size_t>(drawer.sets[1]->Size()), -1);
     ComponentSet::ForEachCommonRun(*view[1], *drawer.sets[1], [&](int inView, int at, int count) {
         for (int i = 0; i < count; ++i) {

@@ -72,7 +72,7 @@ std::string ProblemOfSize(const DistributionState& distribution, const DrawerSta
 
 std::string ProblemOfDrawer(DatabaseState& state, const DistributionState& distribution,
                             const DrawerState& drawer) {
-    // In this order: each check relies on those before it.
+    // The order matters: each check relies on those before it.
     std::string problem = ProblemOfLayout(drawer);
     problem = problem.empty() ? ProblemOfRows(drawer) : problem;
     problem = problem.empty() ? ProblemOfSets(state, distribution, drawer) : problem;

@@ -41,7 +41,7 @@ class ORQ_EXPORT ORQObjCondition {
     /// The host's number for this sort of condition.
     int GetCode() const;
     ORQObjSeverity GetSeverity() const;
-    /// In their order.
+    /// Reads the arguments in their order.
     std::vector<ORQObjConditionArgument> ReadArguments() const;
 
   private:

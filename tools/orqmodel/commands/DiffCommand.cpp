@@ -231,7 +231,7 @@ std::map<std::string, FieldDifference> ValuesOfFields(const ORQExcDifferences& d
     return values;
 }
 
-/// In the order of the differences; objects that changed alike share a line.
+/// The lines in the order of the differences; objects that changed alike share a line.
 std::vector<Line> LinesOf(const ORQExcDifferences& differences, const Limits& limits) {
     const std::map<std::string, FieldDifference> values = ValuesOfFields(differences);
     std::vector<Line> lines;

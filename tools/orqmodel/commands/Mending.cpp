@@ -76,7 +76,7 @@ void Mend(const ORQObjDocument& document, const ORQExcChecker& checker,
     constexpr std::string_view kInverted = "ELM005";
     constexpr std::string_view kDoubled = "ELM002";
     const ORQExcCheckedModel before(document, options);
-    // By the ordinals that were found: those of elements first, since merging changes them.
+    // Mends by the ordinals that were found: those of elements first, since merging changes them.
     if (Has(found, kInverted)) {
         ORQExcTurn(document, InsideOut(before.Model(), MembersOf(found, kInverted)), report);
     }

@@ -24,7 +24,7 @@ struct Subcommand {
     SubcommandRun (*declare)(CLI::App& command);
 };
 
-/// In the order in which help lists them.
+/// The subcommands in the order in which help lists them.
 std::span<const Subcommand> Subcommands();
 
 SubcommandRun DeclareAdjacency(CLI::App& command);

@@ -71,7 +71,7 @@ int ComponentOf(const ORQExcResults::Field& field, const std::string& label) {
     return static_cast<int>(found - labels.begin());
 }
 
-/// By the name of the field or, where no field has it, of one of its components.
+/// Finds a field by its name or, where no field has it, by that of one of its components.
 WantedField FindField(const ORQExcResults& results, const TableOptions& options) {
     std::vector<std::string> known;
     const std::vector<ORQExcResults::Field>& fields = results.Fields();
@@ -119,7 +119,7 @@ std::vector<int> FramesOf(const ORQExcResults& results, const ORQExcResults::Fie
     }
     int number = 0;
     if (step.empty()) {
-        // From the end, since the last time nearly always has values.
+        // The search begins at the end, since the last time nearly always has values.
         for (number = nFrames; number > 0 && !HasTime(results, field, number - 1); --number) {
         }
         return number == 0 ? std::vector<int>() : std::vector{number - 1};

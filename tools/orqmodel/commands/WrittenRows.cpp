@@ -125,7 +125,7 @@ class RowHeads {
             writer.Number(m_middles[3 * row + axis]);
         }
     }
-    /// In place of a member, for what all of them have together.
+    /// Writes empty cells in place of a member, for what all of them have together.
     void WriteNoMember(bool withPlaces, TableWriter& writer) const {
         const int nCells = (m_hasInstances ? 1 : 0) + (m_hasMembers ? 1 : 0) +
                            (m_hasShapes ? 1 : 0) + (m_spotHeads.hasBlocks ? 1 : 0) +

@@ -18,7 +18,7 @@ struct RowLayout {
     bool hasTimes = false;
     bool hasShapes = false;
     bool hasPlaces = false;  ///< coordinates of nodes, or of the middles of elements
-    /// Without a column in which all rows are the same. Scripts rather find the same columns for
+    /// Leaves out columns in which all rows are the same. Scripts rather find the same columns for
     /// every model.
     bool isTerse = false;
 };

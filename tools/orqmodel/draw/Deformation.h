@@ -19,11 +19,11 @@ class Deformation {
 
     /// The times at which the field has values, from 1.
     std::vector<int> Times() const;
-    /// To be called before what follows, with the times that will be drawn, which are read. Without
-    /// a scale of its own, the largest displacement becomes a twentieth of the model's diagonal.
-    /// Throws Usage for a time without values.
+    /// Sets the scale. REQUIRES: called before what follows, with the times that will be drawn,
+    /// which are read. Without a scale of its own, the largest displacement becomes a twentieth of
+    /// the model's diagonal. Throws Usage for a time without values.
     void Scale(const std::vector<int>& times);
-    /// By node, scaled; 0 where the field has no value.
+    /// The scaled displacement of each node; 0 where the field has no value.
     std::vector<Point> At(int time) const;
     std::vector<Point> Unscaled(int time) const;
     double Factor() const { return *m_scale; }

@@ -72,7 +72,7 @@ void PaintExtremes(Canvas& canvas, double textSize, const Frame& frame,
         const double width = TextWidth(extreme.text, size) + 0.8 * size;
         const double height = 1.5 * size;
         const double right = extreme.place[0] + 2 * radius;
-        // To the left of the ring where the text would leave the frame.
+        // The text stands to the left of the ring where it would leave the frame.
         const double left = right + width <= frame.high.x
                                 ? right
                                 : std::max(frame.low.x, extreme.place[0] - 2 * radius - width);

@@ -29,7 +29,7 @@ std::string ComponentsOf(const Field& field) {
     return components;
 }
 
-/// By node, of values of one group.
+/// Values by node, of values of one group.
 FieldValues WithoutSides(FieldValues shown, int nNodes) {
     std::vector<double> byNode(static_cast<std::size_t>(nNodes),
                                std::numeric_limits<double>::quiet_NaN());

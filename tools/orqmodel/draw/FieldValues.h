@@ -83,8 +83,8 @@ class ShownField {
     ShownField(const ORQExcModel& model, const ORQExcResults& results, const std::string& label,
                const ShownPlace& place = {});
 
-    /// At a time, counted from 1. Throws Usage for one without values, and where there is no such
-    /// time.
+    /// The values at a time, counted from 1. Throws Usage for one without values, and where there
+    /// is no such time.
     FieldValues At(int time) const;
     /// The times at which the field has values, from 1.
     std::vector<int> Times() const { return TimesOf(m_results, m_field); }

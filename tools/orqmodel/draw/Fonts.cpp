@@ -225,7 +225,7 @@ GlyphImage Fonts::ImageOf(const ShapedText::Glyph& glyph, double size, Spot frac
     const auto units = [](double pixels) {
         return static_cast<FT_Pos>(std::lround(kUnits * pixels));
     };
-    // Without hints, which would move outlines to whole pixels and make widths differ from those of
+    // Hints are off: they would move outlines to whole pixels and make widths differ from those of
     // the layout.
     if (FT_Set_Char_Size(face, 0, units(size), 72, 72) != 0 ||
         FT_Load_Glyph(face, glyph.number, FT_LOAD_NO_HINTING | FT_LOAD_NO_BITMAP) != 0) {

@@ -68,7 +68,7 @@ void PaintCurve(Canvas& canvas, double textSize, const Curve& curve, Colour colo
     end();
 }
 
-/// In their frame, the first one uppermost.
+/// Paints the curves in their frame, the first one uppermost.
 void PaintCurves(Canvas& canvas, double textSize, const Graph& graph, const Axis& x,
                  const Axis& y) {
     const std::array<Spot, 5> frame = {

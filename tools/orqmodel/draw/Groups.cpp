@@ -18,7 +18,7 @@ namespace {
 
 constexpr Skin::Part kMark = {-1, -1, -1};  // of no element, block and side
 
-/// Each node of a set once: as its own part where it is one, else as a dot that is added.
+/// Shows each node of a set once: as its own part where it is one, else as a dot that is added.
 void AddDots(Skin& skin, Groups& groups, std::vector<int>& ofNode) {
     // Taken before the loops, which add parts.
     const std::size_t nParts = skin.NumParts();

@@ -16,7 +16,7 @@ namespace {
 
 using Value = ORQExcSections::Value;
 
-// By the size of the picture's text: that of the labels, and their distance from the layers.
+// Sizes in terms of the picture's text: that of the labels, and their distance from the layers.
 constexpr double kLabelText = 0.85;
 constexpr double kLabelIndent = 2.5;
 
@@ -91,7 +91,7 @@ bool LayerStack::IsSame(std::size_t a, std::size_t b) const {
            first.angle.numbers == second.angle.numbers;
 }
 
-/// From each place on, the shortest sequence whose repetition reaches farthest.
+/// Finds from each place on the shortest sequence whose repetition reaches farthest.
 std::vector<LayerStack::Run> LayerStack::RepeatedRuns() const {
     // Bounds the comparisons for each layer.
     constexpr std::size_t kLongestPeriod = 12;
@@ -103,7 +103,7 @@ std::vector<LayerStack::Run> LayerStack::RepeatedRuns() const {
             while (end < m_layers.size() && IsSame(end, end - period)) {
                 ++end;
             }
-            // Only whole repetitions.
+            // Only whole repetitions count.
             end -= (end - begin) % period;
             if (end >= begin + 2 * period && end > best.end && end <= m_layers.size()) {
                 best = {begin, end, period};

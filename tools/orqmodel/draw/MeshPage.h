@@ -31,7 +31,7 @@ class MeshPage {
         std::size_t mostBytes = 20'000'000;
     };
 
-    // Its parts refer to each other.
+    // Parts of a page refer to each other.
     MeshPage(const MeshPage&) = delete;
     MeshPage& operator=(const MeshPage&) = delete;
 

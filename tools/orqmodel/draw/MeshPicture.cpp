@@ -48,7 +48,7 @@ Groups GroupsBy(Skin& skin, const ORQExcModel& model, std::span<const int> block
     return GroupsByBlock(skin, model, blocks);
 }
 
-/// Without the values of what is in no set: neither the colours nor their range come from them.
+/// Takes away the values of what is in no set: neither the colours nor their range come from them.
 void LeaveSets(FieldValues& field, const Skin& skin, const Groups& groups) {
     std::vector<bool> isInSet(field.values.size());
     for (std::size_t part = 0; part < skin.NumParts(); ++part) {
@@ -157,8 +157,8 @@ MeshPicture::MeshPicture(const ORQExcModel& model, const std::string& name,
         MovePoints(skin, groups, *m_view, options.moves->displacements);
         extent = options.moves->reach > 0 ? extent.Wider(options.moves->reach) : ExtentOf(skin);
     }
-    // In this order: the layout leaves the room into which the mesh is fitted, and the length of
-    // edges is known in pixels only then.
+    // The order matters: the layout leaves the room into which the mesh is fitted, and the length
+    // of edges is known in pixels only then.
     PlanLayout();
     FitInto(skin, extent, m_frame);
     PlanEdges(options.edges, groups);
@@ -322,7 +322,7 @@ void MeshPicture::PaintAxes(Canvas& canvas) const {
         };
         const std::array<Spot, 2> ends = {origin, at(length)};
         canvas.Line(ends, {axis.colour, 0.13 * m_textSize});
-        // Its name would stand on the others' origin.
+        // The name of an axis that points at the eye would stand on the others' origin.
         constexpr double kPointsAtEye = 0.99;
         if (std::abs(axis.direction[2]) < kPointsAtEye) {
             const Spot name = at(length + 0.7 * m_textSize);

@@ -106,7 +106,8 @@ void PaintFacet(const Scene& scene, std::size_t part, Canvas& canvas) {
 
 double Brightness(const Skin& skin, std::size_t part) {
     constexpr double kShadow = 0.6;  // of a facet that the light hardly reaches
-    // From the left above the viewer's shoulder: no two faces of a box are equally bright.
+    // The lamp is to the left above the viewer's shoulder: no two faces of a box are equally
+    // bright.
     constexpr Point kToLamp = {-0.2, -0.4, 0.9};
     if (skin.KindOf(part) != Skin::Kind::Facet) {
         return 1;
@@ -193,7 +194,7 @@ void PaintShapes(const Scene& scene, Canvas& canvas, const Progress& progress) {
                 part);
         }
     }
-    // Also by part, so that parts of one depth have one order.
+    // Facets are sorted by part, too, so that parts of one depth have one order.
     std::ranges::sort(byDepth);
     for (const auto& [depth, part] : byDepth) {
         const std::vector<Spot> spots = SpotsOf(skin, skin.Nodes(part));

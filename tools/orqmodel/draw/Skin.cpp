@@ -46,7 +46,7 @@ Point MiddleOf(std::span<const int> nodes, const std::vector<Point>& points) {
     return (1 / static_cast<double>(nodes.size())) * sum;
 }
 
-/// Without those whose middle is cut off.
+/// The elements without those whose middle is cut off.
 Elements Clipped(const Elements& elements, const std::vector<Clip>& clips,
                  const std::vector<Point>& points) {
     Elements kept{elements.block, elements.shape, {}, {}};

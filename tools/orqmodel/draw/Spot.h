@@ -21,7 +21,7 @@ inline double PlaceAlong(const Spot& spot, const Spot& from, const Spot& to) {
     return length > 0 ? std::clamp(along / length, 0.0, 1.0) : 0;
 }
 
-/// From a spot to the segment between two.
+/// The square of the distance from a spot to the segment between two.
 inline double SquareDistance(const Spot& spot, const Spot& from, const Spot& to) {
     const double place = PlaceAlong(spot, from, to);
     return SquareDistance(spot,

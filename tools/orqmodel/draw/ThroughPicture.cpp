@@ -103,7 +103,7 @@ void ThroughPicture::PaintValues(Canvas& canvas) const {
     for (const std::vector<ThroughThickness::Value>& layer : m_through.values) {
         for (const ThroughThickness::Value& at : layer) {
             const bool isOfLayer = &at != &layer.front();
-            // From layer to layer only where both have a value at the border.
+            // A line goes from layer to layer only where both have a value at the border.
             if (below != nullptr && !std::isnan(at.value) &&
                 (isOfLayer || below->height == at.height)) {
                 const std::array<Spot, 2> line = {{spotOf(*below), spotOf(at)}};

@@ -77,7 +77,8 @@ void ReadLayers(const ORQExcModel& model, int element, ThroughThickness& through
     }
 }
 
-/// At the section points of a layer of an element; none where the field has none there.
+/// Reads the values at the section points of a layer of an element; none where the field has none
+/// there.
 std::vector<ThroughThickness::Value> ReadLayer(const ORQExcResults& results, const Field& field,
                                                int frame, const ORQObjFieldView& view, int layer,
                                                const Quantity& quantity, double bottom,

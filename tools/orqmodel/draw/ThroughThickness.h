@@ -34,8 +34,8 @@ struct ThroughThickness {
     std::vector<double> borders;                ///< heights, [layers + 1]
     double middle;
     bool isFromNodes;
-    /// By layer at its section points, from the bottom: evenly from border to border, a single one in
-    /// the middle. None in a layer without values.
+    /// Values by layer at its section points, from the bottom: evenly from border to border, a
+    /// single one in the middle. None in a layer without values.
     std::vector<std::vector<Value>> values;
     std::string quantity;
     std::string time;

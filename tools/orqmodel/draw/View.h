@@ -44,7 +44,7 @@ struct Extent {
     Point low;
     Point high;
 
-    /// With as much room on all sides.
+    /// The extent with as much room on all sides.
     Extent Wider(double room) const {
         const Point rim = {room, room, room};
         return {low - rim, high + rim};

@@ -32,8 +32,8 @@ class VisibleSample {
 /// Parts that a scene can have at most.
 constexpr std::size_t kMostParts = (std::size_t{1} << 30) - 2;
 
-/// By how many pixels a part counts as nearer than it is: lines and shells that lie on other
-/// facets, marks on lines, and dots on all, shall be seen.
+/// Pixels by which a part counts as nearer than it is: lines and shells that lie on other facets,
+/// marks on lines, and dots on all, shall be seen.
 double DepthAdvantage(const Skin& skin, std::size_t part);
 
 /// The colour of an edge of a kind on a part of some colour.

@@ -61,7 +61,7 @@ class AnalysisFollower {
         bool step = false;
         int times = 0;
         int conditions = 0;
-        /// By the number of the field in the database, which no other one gets.
+        /// Times by the number of the field in the database, which no other one gets.
         std::map<std::int64_t, int> fieldTimes;
     };
 

@@ -30,7 +30,7 @@ class Choice {
         }
     }
 
-    /// By layer and section point, then by class of elements.
+    /// Finds the places by layer and section point, then by class of elements.
     std::vector<ElementPlace> Find() const {
         const int only = m_options.layer.empty() || m_options.layer == "all" ? -1 : OneLayer();
         std::vector<ElementPlace> all;

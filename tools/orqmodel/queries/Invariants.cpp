@@ -23,7 +23,7 @@ using Matrix = std::array<std::array<double, 3>, 3>;
 
 /// Turns axes p and q so that the element between them becomes 0.
 void Rotate(Matrix& a, std::size_t p, std::size_t q) {
-    // Also keeps theta from 0 / 0, where the diagonal elements are equal.
+    // Skipping 0 keeps theta from 0 / 0, too, where the diagonal elements are equal.
     if (a[p][q] == 0) {
         return;
     }

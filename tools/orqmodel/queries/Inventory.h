@@ -61,7 +61,7 @@ struct InventoryKind {
     InventoryTable (Inventory::*read)() const;
 };
 
-/// In the order in which a model is described.
+/// The kinds in the order in which a model is described.
 std::span<const InventoryKind> InventoryKinds();
 
 }  // namespace orqmodel

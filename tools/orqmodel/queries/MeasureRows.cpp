@@ -145,7 +145,7 @@ class Measures : public RowSource {
     }
 
   private:
-    /// By the corners of each element.
+    /// Measures by the corners of each element.
     template <class Of>
     std::vector<double> ByCorners(const ElementParts::Part& part, const Of& of) const {
         const ORQExcShape& shape = *part.block->shape;

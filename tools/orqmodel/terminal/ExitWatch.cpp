@@ -16,7 +16,8 @@ bool is_watching = false;
 [[noreturn]] void EndBroken() {
     constexpr std::string_view kText =
         "orqmodel: ended before its work was done: an invariant inside the program is broken\n";
-    // By the system's call alone: streams may be half destroyed by now, or be what is broken.
+    // The text goes out by the system's call alone: streams may be half destroyed by now, or be
+    // what is broken.
     [[maybe_unused]] const auto written = write(STDERR_FILENO, kText.data(), kText.size());
     // exit is already under way, and may not be called again.
     _exit(static_cast<int>(ExitStatus::BrokenInvariant));

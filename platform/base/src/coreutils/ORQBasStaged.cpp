@@ -45,8 +45,8 @@ int Rename(const fs::path& from, const fs::path& to, unsigned flags) {
     return renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags);
 }
 
-// Without replacing anything; EEXIST when the name is taken. Where the file system cannot promise
-// that, somebody who takes the name in between is replaced.
+// Renames without replacing anything; EEXIST when the name is taken. Where the file system cannot
+// promise that, somebody who takes the name in between is replaced.
 int RenameToFree(const fs::path& from, const fs::path& to) {
     if (Rename(from, to, RENAME_NOREPLACE) == 0) {
         return 0;

@@ -296,7 +296,7 @@ ORQStringResult ORQString::BuildFromNum(int number, const char* format) {
     if (!parsed) {
         return ORQStringResult::BadFormat;
     }
-    // Without a sign, since the lowest int has no positive counterpart.
+    // The magnitude is taken without a sign, since the lowest int has no positive counterpart.
     const bool negative = IsSigned(parsed->conversion) && number < 0;
     const auto bits = static_cast<std::uint32_t>(number);
     // Most digits: 11, of 32 bits in octal.

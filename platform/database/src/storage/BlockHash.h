@@ -12,12 +12,12 @@ std::uint64_t BlockHash(const std::byte* bytes, std::int64_t size);
 // The hash of bytes that are copied meanwhile, past the caches.
 std::uint64_t CopyAndHash(std::byte* to, const std::byte* from, std::int64_t size);
 
-// By one set of instructions; see BlockHashKernel.h.
+// The hashes by one set of instructions; see BlockHashKernel.h.
 struct BlockHashes {
     std::uint64_t (*hash)(const std::byte* bytes, std::size_t size);
     std::uint64_t (*copyAndHash)(std::byte* to, const std::byte* from, std::size_t size);
 };
-// By those that every processor has.
+// The hashes by instructions that every processor has.
 BlockHashes PlainBlockHashes();
 #ifdef __x86_64__
 extern const BlockHashes kAvx2BlockHashes;

@@ -219,7 +219,7 @@ ChunkStore::Range BulkChunks::Check(Chunk& chunk, Range range) {
     return CheckedAround(extent, range);
 }
 
-// Where bytes may still have to be brought, holes of the file are left alone: the system would keep
+// Holes of the file are left alone where bytes may still have to be brought: the system would keep
 // memory for them, in small pages, into which what is brought would then go.
 void BulkChunks::Prefault(const Extent& extent, std::int64_t begin, std::int64_t end) const {
     if (m_source == nullptr || m_file.IsWritten(extent.offset + begin, extent.offset + end)) {
@@ -305,8 +305,8 @@ ChunkStore::Range BulkChunks::CopyChecked(Chunk& chunk, Range range, std::byte* 
     return CheckedAround(extent, range);
 }
 
-// From this block on, those that are not right: who reads one block of a chunk mostly reads more,
-// and bringing costs a round trip.
+// Brings the blocks from this one on that are not right: who reads one block of a chunk mostly
+// reads more, and bringing costs a round trip.
 void BulkChunks::Bring(Extent& extent, std::size_t first) {
     constexpr std::size_t kMost = (8 << 20) / kChecksumBlock;
     const std::byte* bytes = BytesOf(extent);
@@ -518,7 +518,7 @@ void BulkChunks::Replace(Extent& extent, std::int64_t begin, std::span<const std
         bytes = whole;
     }
     if (extent.IsInFile()) {
-        // Its old place is not taken again below: it waits for the readers of the committed state
+        // The old place is not taken again below: it waits for the readers of the committed state
         // (invariant 5).
         m_space.Free(extent.offset, extent.capacity);
     }
@@ -581,7 +581,7 @@ void BulkChunks::CheckPlaces() {
 }
 
 void BulkChunks::Forget() noexcept {
-    // Where a part is in both, what was known last counts.
+    // What was known last counts for a part that is in both.
     m_parts.merge(m_before);
     m_before.swap(m_parts);
     m_parts.clear();

@@ -128,7 +128,7 @@ class BulkChunks final : public ChunkStore {
     bool HasSmallTable() const;
     bool HasNothing(std::int64_t store);
     void PutRow(const Key& key, std::int64_t chunk, Extent& extent);
-    // To be called before a store gets another chunk: a small one is no longer the only one.
+    // REQUIRES: called before a store gets another chunk: a small one is no longer the only one.
     void JoinOthers(std::int64_t store);
     bool StaysSmall(const Extent& extent, std::int64_t end) const;
     void WriteToFile(Extent& extent, std::int64_t begin, std::span<const std::byte> bytes,

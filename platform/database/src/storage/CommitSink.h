@@ -50,8 +50,8 @@ class CommitSink {
 /// Gives numbers of objects and sets to one of several writers: nobody else gets the same.
 class NumberSource {
   public:
-    /// Those from `begin` to before `end`, of objects and of sets; a later range lies behind all
-    /// earlier ones. An empty range of what was not asked for.
+    /// Numbers from `begin` to before `end`, of objects and of sets; a later range lies behind all
+    /// earlier ones. A range that was not asked for is empty.
     struct Range {
         Numbers begin;
         Numbers end;

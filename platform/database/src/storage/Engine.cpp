@@ -253,7 +253,8 @@ void Engine::CommitOutermost() {
         m_connection->Do(Bound::Commit);
     }
     m_foldNoted = fold;
-    // Only now: what the commit above throws leaves the handle in its old state.
+    // The generation moves only now: what the commit above throws leaves the handle in its old
+    // state.
     m_generation += hasChanges ? 1 : 0;
 }
 

@@ -71,7 +71,7 @@ class Engine final : public Store {
     }
     Numbers NextNumbers() const override { return m_next; }
     bool MayHaveGiven(std::int64_t object, int set) const override;
-    // From here on only numbers from these on are given.
+    // Lets only numbers from these on be given.
     void ReserveNumbers(const Numbers& next);
 
     int Depth() const override { return static_cast<int>(m_bulkEnds.size()); }
@@ -111,9 +111,9 @@ class Engine final : public Store {
     static void BuildFromImage(const std::string& directory, std::span<const std::byte> image,
                                const Identity& identity);
     const Identity& GetIdentity() const { return m_identity; }
-    // Where the bytes of all chunks lie that have a place in the bulk file.
+    // The places of all chunks that have one in the bulk file.
     std::vector<BulkFile::Place> ChunkPlaces();
-    // Those of the smallest chunks that the file has not, up to so many bytes.
+    // The places of the smallest chunks that the file has not, up to so many bytes.
     std::vector<BulkFile::Place> FindMissing(std::int64_t mostBytes);
     BulkFile& Bulk() { return m_file; }
 
@@ -154,7 +154,7 @@ class Engine final : public Store {
     // Undoes a transaction too.
     void EndSnapshot() noexcept;
     void ReplaceLostSnapshot();
-    // As CheckProcess, by a system call.
+    // Checks as CheckProcess does, by a system call.
     void CheckOwner() const;
     void CheckSound() const;
     bool IsLost() const;
@@ -162,7 +162,7 @@ class Engine final : public Store {
     void CommitOutermost();
     void CommitShared();
     void RecordChanges();
-    // Those of the open transaction, to be put on top of commits of others; see Rebase.cpp.
+    // The changes of the open transaction, to be put on top of commits of others; see Rebase.cpp.
     struct OwnChanges;
     void HandOver();
     bool Offer(const OwnChanges& own, std::vector<SharedCommit>& others);

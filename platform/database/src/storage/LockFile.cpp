@@ -77,7 +77,7 @@ LockFile::~LockFile() {
 
 void LockFile::OpenAsWriter(const std::string& path, Sharing sharing) {
     m_path = path;
-    // Not emptied here: until the lock is taken, the text is that of its holder.
+    // The file is not emptied here: until the lock is taken, the text is that of its holder.
     m_file = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (m_file < 0) {
         ORQBasThrowSystemFailure(path, "open the lock file for writing");
@@ -105,7 +105,7 @@ bool LockFile::OpenAsReader(const std::string& path, bool makes) {
     if (m_file < 0 && errno == ENOENT && makes) {
         m_file = open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
     }
-    // Without a lock file a reader is seen by nobody. Whether it may go on is decided by who calls;
+    // A reader without a lock file is seen by nobody. Whether it may go on is decided by who calls;
     // too many open files, for one, is no such case.
     if (m_file < 0 && errno != EROFS && errno != EACCES && errno != ENOENT && errno != EPERM) {
         ORQBasThrowSystemFailure(path, "open the lock file");
@@ -157,8 +157,8 @@ bool LockFile::IsLocked(std::int64_t byte) const {
 
 bool LockFile::AreFilesHeld() const {
     struct flock range = Range(F_WRLCK, kFilesByte, 1);
-    // In doubt they are: a fold that was left out is made up for, a file that changed below a
-    // reader is not.
+    // When in doubt, they are held: a fold that was left out is made up for, a file that changed
+    // below a reader is not.
     return m_file < 0 || fcntl(m_file, F_OFD_GETLK, &range) != 0 || range.l_type != F_UNLCK;
 }
 
@@ -174,7 +174,7 @@ void LockFile::Lock(std::int64_t byte) {
     if (m_file < 0) {
         return;
     }
-    // Without waiting: only a writer that is alone stands in the way, and it stays for its whole
+    // This does not wait: only a writer that is alone stands in the way, and it stays for its whole
     // life.
     struct flock range = Range(F_RDLCK, byte, 1);
     if (fcntl(m_file, F_OFD_SETLK, &range) != 0) {

@@ -64,7 +64,7 @@ class LockFile {
     // Whether another handle holds them, or may do so.
     bool AreFilesHeld() const;
 
-    // Who holds the writer's lock, in words; empty when nobody does.
+    // The holder of the writer's lock, in words; empty when nobody holds it.
     std::string Writer() const;
     // The same of a file that may not be there, which nobody holds. Makes nothing.
     static std::string WriterOf(const std::string& path);

@@ -28,7 +28,7 @@ class ChangedRows {
 
   private:
     using Commits = std::unordered_map<std::int64_t, std::int64_t>;
-    // Of objects, and of what a second run of numbers is for: sets and drawers.
+    // Numbers of objects, and of what a second run of numbers is for: sets and drawers.
     struct Things {
         Commits objects;
         Commits parts;

@@ -6,7 +6,7 @@ namespace orq::storage {
 
 class ProcessMark {
   public:
-    // Of this process.
+    // Marks this process.
     ProcessMark();
 
     int Number() const { return m_process; }

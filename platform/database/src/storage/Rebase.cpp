@@ -60,8 +60,8 @@ void Engine::HandOver() {
     OwnChanges own;
     own.begin = m_bulkEnds.front();
     own.end = m_chunks->BulkEnd();
-    // Only what the rows own now: what an inner level wrote and undid may lie where chunks of others
-    // are after a rebase.
+    // Only what the rows own now counts: what an inner level wrote and undid may lie where chunks
+    // of others are after a rebase.
     own.written = Meet(m_file.TakeNotedWrites(), ChunkPlaces());
     std::vector<SharedCommit> others;
     while (!Offer(own, others)) {
@@ -117,7 +117,7 @@ void Engine::Rebase(OwnChanges& own, std::vector<SharedCommit> others) {
     m_file.Extend(m_chunks->BulkEnd());
 }
 
-// Those that both changed are named by what a row belongs to.
+// Names what both changed by what a row belongs to.
 void Engine::CheckDoNotMeet(std::span<const std::byte> changeset,
                             std::span<const SharedCommit> others) {
     constexpr std::size_t kMostNamed = 8;
@@ -236,7 +236,7 @@ void Engine::MoveChunks(OwnChanges& own, std::int64_t shift) {
     // What was written there before is in the others' places now. Notes of neighbours are joined, so
     // one may begin before the end of the state and go on behind it.
     own.written = Meet(std::move(own.written), {{0, own.begin}});
-    // From the last one on, since they may move up into one another.
+    // Pieces move from the last one on, since they may move up into one another.
     std::ranges::sort(moved, std::ranges::greater(), &BulkFile::Place::offset);
     for (const BulkFile::Place& place : moved) {
         MoveBytes({place.offset + own.shift, place.size}, place.offset + shift);

@@ -47,7 +47,7 @@ int IsToBeApplied(void* application, const char* table) {
                : 0;
 }
 
-// At the first conflict all of it is given up.
+// Gives all of it up at the first conflict.
 int NoteConflict(void* application, int, sqlite3_changeset_iter* changes) {
     const char* table = nullptr;
     int nColumns = 0;

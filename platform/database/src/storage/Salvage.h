@@ -42,7 +42,7 @@ class Salvage {
     Salvage& operator=(const Salvage&) = delete;
     virtual ~Salvage() = default;
 
-    // To be called in this order.
+    // REQUIRES: called in this order.
 
     /// Every table but those that say where chunks lie.
     virtual void TakeRows() = 0;

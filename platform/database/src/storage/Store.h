@@ -311,7 +311,7 @@ class ChangesMeet : public ORQBasFailure {
 
     /// The text without the objects behind it.
     const std::string& Beginning() const { return m_beginning; }
-    /// Those that both changed, ascending.
+    /// The objects that both changed, ascending.
     const std::vector<std::int64_t>& Objects() const { return m_objects; }
 
   private:
@@ -387,7 +387,7 @@ class Store {
     /// ChangesMeet for one of several writers; Generation grows by more than 1 where others had
     /// committed first.
     virtual void Commit() = 0;
-    /// Where it fails, the handle refuses from then on.
+    /// Undoes this level. Where that fails, the handle refuses from then on.
     virtual void Rollback() noexcept = 0;
     /// Throws Refused after a failure that leaves the handle or its transaction in doubt.
     virtual void CheckUsable() = 0;
@@ -402,7 +402,8 @@ class Store {
     /// where another database, or none, is in its place.
     virtual std::unique_ptr<Store> OpenNewer() = 0;
 
-    /// Who has the database open for writing, this handle included; empty when nobody has.
+    /// The process that has the database open for writing, which may be this one; empty when there
+    /// is none.
     virtual std::string Writer() const = 0;
 
     /// Makes a database of the state that this handle sees, out of sight, and gives it its name.

@@ -43,7 +43,7 @@ void WrittenPages::Add(std::int64_t begin, std::int64_t end) noexcept {
     ones.fill(kWritten);
     for (Pages pages = PagesOf(begin, end); pages.first < pages.last;) {
         const auto count = std::min<std::int64_t>(pages.last - pages.first, ones.size());
-        // By writing, not through the map: on a full disk that would be a signal.
+        // Pages are noted by writing, not through the map: on a full disk that would be a signal.
         const ssize_t n = pwrite(m_file, ones.data(), static_cast<std::size_t>(count), pages.first);
         if (n <= 0) {
             return;

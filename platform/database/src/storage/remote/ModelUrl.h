@@ -15,7 +15,7 @@ struct ModelUrl {
     std::optional<std::int64_t> generation;
     bool isOneOfManyWriters = false;
 
-    /// As given; it holds no password.
+    /// The URL as it was given; it holds no password.
     std::string Text() const;
 
     /// Whether a name is that of a model in a store, well-formed or not.

@@ -37,8 +37,8 @@ void PieceFetcher::Bring(std::span<const BulkFile::Place> places) {
         BringWithSmall(places);
         return;
     }
-    // Who begins where the last one ended, or in the block that it ended in, reads on, and gets the
-    // more the longer it goes on.
+    // A reader that begins where the last read ended, or in the block that it ended in, reads on,
+    // and gets the more the longer it goes on.
     constexpr std::int64_t kLeast = 2 << 20;
     constexpr std::int64_t kMost = 16 << 20;
     const std::int64_t begin = places.front().offset;

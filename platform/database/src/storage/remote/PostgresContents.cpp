@@ -300,7 +300,7 @@ void PostgresStore::DropBefore(const Identity& identity, std::int64_t oldest,
     }
     m_link.Send("DELETE FROM orq_changeset WHERE identity = $1 AND generation <= $2",
                 Bytes(identity), oldest);
-    // Where others pruned further meanwhile, the base that was put for this is of no use any more.
+    // The base that was put for this is of no use any more where others pruned further meanwhile.
     m_link.Send(
         "DELETE FROM orq_base WHERE identity = $1 AND generation < (SELECT oldest FROM orq_model "
         "WHERE identity = $1)",

@@ -303,7 +303,7 @@ PostgresLink::Result PostgresLink::TakeAnswers(bool byRow, const Take& take) {
                     take(Answer(result.release()));
                 }
             } else if (refused == nullptr && status != PGRES_PIPELINE_ABORTED) {
-                // Those behind the one that was refused are not even tried.
+                // Statements behind the one that was refused are not even tried.
                 refused = std::move(result);
             }
             result.reset(PQgetResult(m_connection.get()));

@@ -46,7 +46,7 @@ class Answer {
 
     int NumRows() const { return PQntuples(m_result.get()); }
     bool IsNull(int row, int column) const { return PQgetisnull(m_result.get(), row, column) != 0; }
-    /// Of a bigint. Throws Damaged where the store gives another type.
+    /// The value of a bigint. Throws Damaged where the store gives another type.
     std::int64_t Number(int row, int column) const;
     std::string_view Text(int row, int column) const;
     std::span<const std::byte> Bytes(int row, int column) const;

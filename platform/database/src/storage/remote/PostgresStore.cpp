@@ -34,7 +34,7 @@ void PostgresStore::TryToPrepare(const char* sql, const char* what,
     } catch (const StoreUnreachable&) {
         throw;
     } catch (const ORQBasFailure& failure) {
-        // Those that are there already are no failure.
+        // Roles that are there already are no failure.
         if (m_link.LastState() != "42710" && m_link.LastState() != "42P06") {
             left.push_back(std::string(what) + ": " + failure.Text());
         }
@@ -322,7 +322,8 @@ bool PostgresStore::AskUntilAnswered(std::int64_t generation, const std::functio
         } catch (const OutcomeUnknown&) {
             throw;  // nor will it be known later
         } catch (const ORQBasFailure& failure) {
-            // To be refused is no answer either: a lock that takes long, a standby for a while.
+            // A refusal is no answer either: a lock may take long, a standby may be one for a
+            // while.
             if (std::chrono::steady_clock::now() > end) {
                 throw OutcomeUnknown(ORQBasFailureKind::Refused,
                                      failure.Text() + "; whether state " +
@@ -345,7 +346,7 @@ void PostgresStore::PutModel(const Identity& identity, const NewState& state,
         "INSERT INTO orq_model(name, identity, generation, oldest, next_object, next_set) "
         "VALUES($1, $2, $3, $3, $4, $5)",
         m_model, Bytes(identity), state.generation, state.next.object, state.next.set);
-    // With wrong keys, two could commit the same state later.
+    // Keys are compared, too: with wrong ones, two could commit the same state later.
     SendTableQueries(m_link);
     try {
         CheckOrGiveUp(m_link.Finish());

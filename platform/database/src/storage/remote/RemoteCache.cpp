@@ -97,13 +97,14 @@ void RemoveSlot(const fs::path& slot) {
     }
 }
 
-// Of a database that was made here: its bulk file has all of its bytes.
+// Notes all bytes of a database that was made here: its bulk file has them.
 void NoteAsWritten(const fs::path& directory) {
     WrittenPages(WrittenPath(directory.string()))
         .Add(0, static_cast<std::int64_t>(fs::file_size(BulkPath(directory.string()))));
 }
 
-// Those of processes that were killed meanwhile, too: nobody opens them any more.
+// Removes slots that are out of sight, also those of processes that were killed meanwhile: nobody
+// opens them any more.
 void RemoveDead(const fs::path& model) {
     std::error_code ignored;
     for (const auto& entry : fs::directory_iterator(model, ignored)) {
@@ -282,7 +283,8 @@ bool RemoteCache::BringForward(Engine& engine, RemoteStore& store, std::int64_t 
     return true;
 }
 
-// Others may be bringing it there just now; then this waits for them, where it may try more than once.
+// Brings a slot to a generation. Others may be doing so just now; this waits for them, where it may
+// try more than once.
 void RemoteCache::Advance(const fs::path& slot, RemoteStore& store, const Head& head,
                           std::int64_t generation, int attempts) {
     for (int attempt = 1;; ++attempt) {
@@ -341,7 +343,7 @@ RemoteCache::Opened RemoteCache::OpenForReading(RemoteStore& store, const Head& 
     }
     const fs::path folder = FolderOf(head.identity);
     MakeFolder(folder);
-    // Of those who come at once, one fetches and the others find.
+    // One of those who come at once fetches, and the others find.
     const std::optional<FolderHold> alone = FolderHold::Alone(folder, true);
     // A slot that is held may be one that goes forward just now, or that of a writer, who may do
     // nothing for long; so all of them are tried before any is waited for.

@@ -52,7 +52,7 @@ RemoteEngine::~RemoteEngine() {
         try {
             m_store->GiveLeaseBack(m_lease->token);
         } catch (...) {
-            // Then it expires.
+            // A lease that is not given back expires.
         }
     }
     m_slot.hold = FolderHold();  // so that it may go, too
@@ -68,7 +68,8 @@ void RemoteEngine::PutNew(const std::string& url,
         ORQBasThrowUsage(url + ": an earlier state can only be read");
     }
     const auto store = RemoteStore::Open(parsed);
-    // Only so that nobody fills a model that cannot be had; it is checked again then.
+    // The name is looked up only so that nobody fills a model that cannot be had; it is checked
+    // again then.
     if (store->GetHead()) {
         ORQBasThrowUsage(url + ": exists already");
     }
@@ -148,7 +149,8 @@ void RemoteEngine::FailUnknown() const {
     throw ORQBasFailure(ORQBasFailureKind::Io, m_path + ": the store has no such model");
 }
 
-// With the head comes what the state needs, where the cache has nothing to begin with.
+// The answer brings what the state needs along with the head, where the cache has nothing to begin
+// with.
 std::optional<Newcomer> RemoteEngine::AskForState(const std::optional<RemoteCache::Note>& note) {
     if (note && m_cache.Has(note->identity)) {
         m_head = AskForHead();
@@ -217,7 +219,7 @@ void RemoteEngine::OpenToWriteBesideOthers() {
 }
 
 void RemoteEngine::Use(RemoteCache::Opened opened) {
-    // In this order: where one of them fails, pieces still go to the slot that is shown.
+    // The order matters: where one of them fails, pieces still go to the slot that is shown.
     opened.engine->ServeAsCache(&m_pieces, m_writable ? this : nullptr);
     m_pieces.Serve(*opened.engine, opened.directory.string());
     std::swap(m_slot.engine, opened.engine);
@@ -397,7 +399,7 @@ void RemoteEngine::Commit() {
         try {
             FollowHead();
         } catch (const ORQBasFailure&) {
-            // Then the next commit or Refresh does.
+            // The next commit or Refresh does it then.
         }
         throw;
     }

@@ -50,14 +50,14 @@ class RemoteEngine final : public Store, private CommitSink, private NumberSourc
     std::int64_t Generation() const override { return Slot().Generation(); }
     bool Refresh() override;
     std::unique_ptr<Store> OpenNewer() override { return nullptr; }
-    /// As of the last time that the store was asked.
+    /// The writer as of the last time that the store was asked.
     std::string Writer() const override { return m_head.writer; }
     void CopyTo(const std::string& directory, const std::function<void(double)>& progress) override;
     Sizes GetSizes() override { return Slot().GetSizes(); }
     [[nodiscard]] bool VerifyRows(std::vector<std::string>& problems) override {
         return Slot().VerifyRows(problems);
     }
-    /// Of the pieces in the store, whatever the cache has.
+    /// Compares the pieces in the store, whatever the cache has.
     void VerifyChunks(std::vector<std::string>& problems,
                       const std::function<void(double)>& progress) override;
     std::unique_ptr<Salvage> SalvageFrom(const std::string& directory,

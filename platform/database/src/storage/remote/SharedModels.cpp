@@ -17,8 +17,8 @@ Head HeadOfModel(RemoteStore& store, const ModelUrl& url) {
     return *head;
 }
 
-// Those that no state from this one on reads: what is named later was written later, or is named by
-// this one.
+// Finds pieces that no state from this one on reads: what is named later was written later, or is
+// named by this one.
 std::vector<RemoteStore::PieceKey> FindUnneeded(RemoteStore& store, Engine& oldest) {
     const std::vector<BulkFile::Place> places = oldest.ChunkPlaces();
     const std::vector<BulkFile::Place> needed = Meet(places, places);

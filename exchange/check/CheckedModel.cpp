@@ -50,6 +50,12 @@ ORQExcCheckedModel::ORQExcCheckedModel(const ORQObjDocument& document,
 
 ORQExcCheckedModel::~ORQExcCheckedModel() = default;
 
+void ORQExcCheckedModel::Tell(double done) const {
+    if (m_options.progress) {
+        m_options.progress(done);
+    }
+}
+
 const ORQExcModel& ORQExcCheckedModel::Model() const {
     if (m_model == nullptr) {
         m_model = std::make_unique<ORQExcModel>(m_document);

@@ -29,7 +29,7 @@ class CheckRun {
   public:
     CheckRun(const std::vector<ORQExcCheck>& checks, const ORQObjDocument& document,
              const ORQExcCheckOptions& options)
-        : m_options(options), m_model(document, options) {
+        : m_options(options), m_optionsOfRuns(OptionsOfRuns()), m_model(document, m_optionsOfRuns) {
         for (const ORQExcCheck& check : checks) {
             for (const ORQExcRule& rule : check.rules) {
                 m_rules.emplace(rule.id, &rule);
@@ -46,13 +46,14 @@ class CheckRun {
         bool areAllSeen = false;
         Attempt([&] { areAllSeen = VisitBlocks(); });
         for (std::size_t i = 0; i < m_runs.size(); ++i) {
+            m_nFinished = i;
             std::unique_ptr<ORQExcCheckRun>& run = m_runs[i].run;
             if ((areAllSeen || !run->NeedsAllElements()) &&
                 Attempt([&] { run->Finish(m_result.findings); })) {
                 AddTried(*m_runs[i].check);
             }
             run.reset();  // what it held is no longer needed
-            Tell(0.5 + 0.5 * static_cast<double>(i + 1) / static_cast<double>(m_runs.size()));
+            m_model.Tell(1);
         }
         std::erase_if(m_result.findings, [&](const ORQExcFinding& finding) {
             return !m_model.IsWanted(finding.rule);
@@ -62,6 +63,16 @@ class CheckRun {
     }
 
   private:
+    /// The first half of the work is to visit elements; the runs finish in equal parts of the other.
+    ORQExcCheckOptions OptionsOfRuns() {
+        ORQExcCheckOptions options = m_options;
+        options.progress = [this](double done) {
+            Tell(0.5 + 0.5 * (static_cast<double>(m_nFinished) + done) /
+                           static_cast<double>(m_runs.size()));
+        };
+        return options;
+    }
+
     /// One check that fails leaves the others alone. The same reason is kept once: several checks
     /// read the same. Answers whether it went well.
     template <class Work>
@@ -272,6 +283,7 @@ class CheckRun {
     }
 
     const ORQExcCheckOptions& m_options;
+    const ORQExcCheckOptions m_optionsOfRuns;
     ORQExcCheckedModel m_model;
     std::map<std::string_view, const ORQExcRule*> m_rules;
     struct Begun {
@@ -279,6 +291,7 @@ class CheckRun {
         std::unique_ptr<ORQExcCheckRun> run;
     };
     std::vector<Begun> m_runs;
+    std::size_t m_nFinished = 0;
     struct {
         std::vector<double> points;
         std::vector<std::uint64_t> hashes;

@@ -24,7 +24,8 @@ class StorageRun : public ORQExcCheckRun {
     explicit StorageRun(const ORQExcCheckedModel& model) : m_model(model) {}
 
     void Finish(std::vector<ORQExcFinding>& findings) override {
-        const std::vector<std::string> flaws = m_model.Document().Database().Verify();
+        const std::vector<std::string> flaws =
+            m_model.Document().Database().Verify([&](double done) { m_model.Tell(done); });
         if (!flaws.empty()) {
             findings.push_back(
                 {.rule = kDamaged.id,

@@ -94,6 +94,9 @@ class ORQ_EXPORT ORQExcCheckedModel {
     bool IsWanted(std::string_view rule) const;
     double Limit(const ORQExcRule& rule) const;
     double Limit(const ORQExcRule& rule, const std::string& block) const;
+    /// Tells the progress of the run that finishes now, from 0 to 1. What the callback throws ends the
+    /// check.
+    void Tell(double done) const;
 
   private:
     ORQObjDocument m_document;

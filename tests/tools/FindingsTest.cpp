@@ -251,6 +251,23 @@ TEST_F(FindingsTest, DamagedStorageIsOneFinding) {
 }
 
 // A host's rule: a model may have so many nodes.
+// Reading all of a large database takes as long as all other rules.
+TEST_F(FindingsTest, ProgressGoesOnWhileTheStorageIsReadAndMayEndIt) {
+    Import(".bdf", kPlate);
+    const ORQObjDocument document(
+        ORQSimDatabase::Open(ModelAt(m_model), ORQSimDatabase::Mode::ReadOnly));
+    std::vector<double> told;
+    ORQExcCheckOptions options{.only = {"STO"}};
+    options.progress = [&](double done) { told.push_back(done); };
+    EXPECT_THAT(ORQExcChecker().Run(document, options).findings, IsEmpty());
+    EXPECT_GT(told.size(), 1U) << "only when the rule is done";
+    EXPECT_TRUE(std::ranges::is_sorted(told));
+    EXPECT_EQ(told.back(), 1.0);
+    struct GivenUp {};
+    options.progress = [](double) { throw GivenUp(); };
+    EXPECT_THROW(ORQExcChecker().Run(document, options), GivenUp);
+}
+
 TEST_F(FindingsTest, AHostAddsRulesOfItsOwn) {
     class CountNodes : public ORQExcCheckRun {
       public:

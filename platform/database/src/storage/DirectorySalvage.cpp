@@ -171,9 +171,10 @@ void DirectorySalvage::ReadState() {
             ORQBasFailureKind::Foreign,
             BulkPath(m_directory) + ": belongs to another database than the catalogue beside it");
     }
-    if (m_bulkSize > 0 && m_bulkSize < bulkEnd) {
+    const std::int64_t needed = BulkFile::SizeNeeded(bulkEnd);
+    if (m_bulkSize > 0 && m_bulkSize < needed) {
         m_damage.push_back("bulk.bin: is truncated: " + std::to_string(m_bulkSize) +
-                           " bytes long, the catalogue needs " + std::to_string(bulkEnd));
+                           " bytes long, the catalogue needs " + std::to_string(needed));
     }
     CloseGaps(Table::State);  // the new database has a state of its own
 }

@@ -243,6 +243,15 @@ TEST_F(ContradictingRows, DataOfNoBytesAreLostToRecovering) {
     })) << testing::PrintToString(lost);
 }
 
+TEST_F(ContradictingRows, RowsOfNoKindAreLostToRecovering) {
+    Change("UPDATE text SET kind = 'a' WHERE slot = (SELECT min(slot) FROM text)");
+    const ORQSimDatabase::Recovery recovery = ORQSimDatabase::Recover(m_path, m_new);
+    EXPECT_GT(std::ranges::count(recovery.damage,
+                                 "catalogue.sqlite: table text: a row is of no kind that there is"),
+              0);
+    EXPECT_FALSE(recovery.lost.empty());
+}
+
 TEST_F(ContradictingRows, AWriterRefusesThemToo) {
     for (const char* change :
          {"CREATE TRIGGER taken AFTER UPDATE ON state BEGIN DELETE FROM object; END",

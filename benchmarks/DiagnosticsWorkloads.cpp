@@ -123,7 +123,7 @@ class ConditionRows {
     Statement m_begin{m_peer, "BEGIN IMMEDIATE"};
     Statement m_commit{m_peer, "COMMIT"};
     Statement m_object{m_peer, "INSERT INTO object VALUES(?,?,?,?)"};
-    Statement m_link{m_peer, "INSERT INTO vector_entry VALUES(?,?,?,?,?,?,?)"};
+    Statement m_link{m_peer, "INSERT INTO link VALUES(1,?,?,?,?,?,?,?)"};
 };
 
 std::vector<Row> Conditions(const Settings& settings) {

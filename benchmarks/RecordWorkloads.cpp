@@ -339,7 +339,7 @@ std::vector<Row> Follow(const Settings& settings) {
     {
         ORQSimTransaction transaction(database.ContextID());
         peer->Execute("BEGIN IMMEDIATE");
-        Statement link(*peer, "INSERT INTO child VALUES(?,?,?,?,?,?,?)");
+        Statement link(*peer, "INSERT INTO link VALUES(0,?,?,?,?,?,?,?)");
         for (int i = 0; i < n; ++i) {
             const ORQSimPosition object =
                 database.Focus().CreateDataRecord(ORQSimSchema::Model).Pos();
@@ -362,7 +362,10 @@ std::vector<Row> Follow(const Settings& settings) {
     const auto clear = [&] { sum = 0; };
     const auto check = [&] { Require(sum == expected, "links lead elsewhere"); };
     peer->Execute("BEGIN");
-    Statement follow(*peer, "SELECT * FROM child WHERE object = ? AND slot = ? AND member = ?");
+    Statement follow(
+        *peer,
+        "SELECT object, slot, key, target_object, target_category, target_type, "
+        "target_index FROM link WHERE kind = 0 AND object = ? AND slot = ? AND key = ?");
     return {Measure(settings, "follow", 2.0,
                     {{"ours", clear,
                       [&] {

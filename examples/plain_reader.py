@@ -48,11 +48,23 @@ class Reader:
         self.db = sqlite3.connect(f"file:{folder}/catalogue.sqlite?mode=ro", uri=True)
         self.bulk = np.memmap(f"{folder}/bulk.bin", "u1", "r")
         self.format = self.one("SELECT format FROM state")
+        if self.format >= 4:
+            self.db.executescript(self.SHARED)
         self.slots = dict(self.rows("SELECT name, number FROM schema"))
         self.focus = self.one("SELECT id FROM object WHERE type = ?", self.slots["Focus"])
         self.model = self.child(self.focus, "Focus_model")
         self.mesh = self.child(self.model, "Model_mesh")
         self.steps = self.vector(self.model, "Model_stepSequence")
+
+    # Tables of which the rows lie in shared ones from version 4 on, under the names that they had.
+    SHARED = """
+        CREATE TEMP VIEW child AS SELECT object, slot, key AS member, target_object, target_index
+            FROM link WHERE kind = 0;
+        CREATE TEMP VIEW vector_entry AS SELECT object, slot, key AS place, target_object
+            FROM link WHERE kind = 1;
+        CREATE TEMP VIEW name AS SELECT object, slot, text FROM text WHERE kind = 0;
+        CREATE TEMP VIEW data_set AS SELECT object, target_object AS distribution
+            FROM data_set_part WHERE kind = 0;"""
 
     def rows(self, sql, *values):
         return self.db.execute(sql, values).fetchall()

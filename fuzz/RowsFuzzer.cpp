@@ -68,12 +68,11 @@ struct Change {
     std::uint16_t more;
 };
 
-constexpr std::array<const char*, 24> kTables = {
-    "state",          "object",        "collection",   "member",          "symbol",
-    "name",           "child",         "map_entry",    "vector_entry",    "set_entry",
-    "field",          "component_set", "distribution", "drawer",          "drawer_dimension",
-    "drawer_segment", "data_set",      "compartment",  "data_set_drawer", "f_table",
-    "f_table_label",  "extent",        "free_extent",  "small_chunk"};
+constexpr std::array<const char*, 18> kTables = {
+    "state",        "object",      "collection",     "member",        "symbol",
+    "text",         "link",        "map_entry",      "set_entry",     "component_set",
+    "distribution", "drawer",      "drawer_segment", "data_set_part", "f_table",
+    "extent",       "free_extent", "small_chunk"};
 
 constexpr std::array<const char*, 12> kForeign = {
     "CREATE TABLE more(a INTEGER)",
@@ -81,13 +80,13 @@ constexpr std::array<const char*, 12> kForeign = {
     "CREATE VIEW endless AS WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n) "
     "SELECT i FROM n",
     "CREATE TRIGGER taken AFTER INSERT ON state BEGIN DELETE FROM object; END",
-    "CREATE TRIGGER taken AFTER DELETE ON child BEGIN DELETE FROM child; END",
+    "CREATE TRIGGER taken AFTER DELETE ON link BEGIN DELETE FROM link; END",
     "CREATE INDEX other ON object(type)",
-    "CREATE UNIQUE INDEX one ON name(slot)",
-    "DROP INDEX child_by_target",
+    "CREATE UNIQUE INDEX one ON text(slot)",
+    "DROP INDEX link_by_target",
     "DROP TABLE free_extent",
     "ALTER TABLE object ADD COLUMN more",
-    "ALTER TABLE child RENAME COLUMN member TO place",
+    "ALTER TABLE link RENAME COLUMN key TO place",
     "CREATE INDEX part ON extent(chunk) WHERE chunk > 0"};
 
 /// A value as SQL; `column` is what stands there.

@@ -272,6 +272,103 @@ TEST_F(DamageTest, TheBulkFilesHeaderIsChecked) {
     }
 }
 
+// A database whose arrays all stand in the catalogue: its bulk file is the header of 40 bytes.
+class ShortBulkFileTest : public testing::Test {
+  protected:
+    static constexpr std::size_t kHeader = 40;
+    static constexpr int kFew = 100;
+    static constexpr int kMany = 3000;
+
+    ShortBulkFileTest() {
+        const ORQSimDatabase database = ORQSimDatabase::Create(m_path);
+        MakeModel(database, kMany);
+        Put(database, kFew, 1);
+    }
+    static void Put(const ORQSimDatabase& database, int count, double value) {
+        InTransaction(database, [&] {
+            Append(database, RunOf(Nodes(database), 0, count), RunOf(Components(database), 0, 1),
+                   Filled(count, value), kMany);
+        });
+    }
+    static void Expect(const ORQSimDatabase& database, int count, double value) {
+        Doubles values = FirstComponent(database);
+        values.resize(static_cast<std::size_t>(count));
+        EXPECT_EQ(values, Filled(count, value));
+        EXPECT_EQ(database.Verify(), Texts());
+    }
+    ORQSimDatabase Open(Mode mode = Mode::ReadOnly) const {
+        return ORQSimDatabase::Open(m_path, mode);
+    }
+    std::string BulkBytes() const { return ReadBytes(Bulk(m_path)); }
+
+    Folder m_folder;
+    const std::string m_path = m_folder / "model.orq";
+};
+
+TEST_F(ShortBulkFileTest, IsReadCopiedAndRecoveredAndGrowsWithItsFirstExtent) {
+    const std::string header = BulkBytes();
+    EXPECT_EQ(header.size(), kHeader);
+    const std::string copy = m_folder / "copy.orq";
+    Open().CopyTo(copy);
+    Expect(ORQSimDatabase::Open(copy, Mode::ReadWrite), kFew, 1);
+    EXPECT_EQ(ReadBytes(Bulk(copy)).size(), kHeader);
+    const std::string rewritten = m_folder / "new.orq";
+    EXPECT_EQ(ORQSimDatabase::Recover(m_path, rewritten).damage, Texts());
+    EXPECT_EQ(ReadBytes(Bulk(rewritten)).size(), kHeader);
+    Put(Open(Mode::ReadWrite), kFew, 2);
+    EXPECT_EQ(BulkBytes(), header);
+    ORQSimDatabase reader = Open();
+    Put(Open(Mode::ReadWrite), kMany, 3);
+    EXPECT_GE(BulkBytes().size(), 4096U + 8 * kMany);
+    EXPECT_EQ(BulkBytes().substr(0, kHeader), header);
+    Expect(reader, kFew, 2);
+    reader.Refresh();
+    Expect(reader, kMany, 3);
+    // From then on it needs its extent.
+    WriteBytes(Bulk(m_path), header);
+    EXPECT_TRUE(Fails(Failure::Damaged, {Bulk(m_path), "truncated: 40 bytes"}, [&] { Open(); }));
+}
+
+TEST_F(ShortBulkFileTest, AHeaderThatIsCutOrDamagedIsTold) {
+    const std::string header = BulkBytes();
+    std::string damaged = header;
+    damaged.back() = static_cast<char>(damaged.back() ^ 1);
+    for (const std::string& bytes : {header.substr(0, kHeader - 1), damaged, std::string()}) {
+        SCOPED_TRACE(bytes.size());
+        WriteBytes(Bulk(m_path), bytes);
+        for (const Mode mode : {Mode::ReadOnly, Mode::ReadWrite}) {
+            EXPECT_TRUE(Fails(Failure::Damaged, {Bulk(m_path)}, [&] { Open(mode); }));
+        }
+        EXPECT_EQ(BulkBytes(), bytes);
+        const std::string rewritten = m_folder / "new.orq";
+        const ORQSimDatabase::Recovery recovery = ORQSimDatabase::Recover(m_path, rewritten);
+        ASSERT_FALSE(recovery.damage.empty());
+        EXPECT_EQ(recovery.damage[0], "bulk.bin: the header is damaged");
+        EXPECT_EQ(recovery.lost, Texts());
+        Expect(ORQSimDatabase::Open(rewritten, Mode::ReadWrite), kFew, 1);
+        std::filesystem::remove_all(rewritten);
+    }
+}
+
+// A writer that was killed between letting the file grow and the commit, also on a disk that kept a
+// part of that; and a file as earlier programs made it, with a whole page.
+TEST_F(ShortBulkFileTest, WhatWasWrittenBehindTheHeaderAndNotCommittedHasNoMeaning) {
+    const std::string header = BulkBytes();
+    for (const std::size_t size : {41U, 4095U, 4096U, 4097U, 50'000U}) {
+        SCOPED_TRACE(size);
+        const Folder folder;
+        const std::string path = folder / "model.orq";
+        std::filesystem::copy(m_path, path, std::filesystem::copy_options::recursive);
+        WriteBytes(Bulk(path), header + std::string(size - kHeader, size == 4096 ? '\0' : 'x'));
+        Expect(ORQSimDatabase::Open(path, Mode::ReadOnly), kFew, 1);
+        { Expect(ORQSimDatabase::Open(path, Mode::ReadWrite), kFew, 1); }
+        EXPECT_EQ(ReadBytes(Bulk(path)).size(), std::min(size, std::size_t{4096}));
+        EXPECT_EQ(ReadBytes(Bulk(path)).substr(0, kHeader), header);
+        { Put(ORQSimDatabase::Open(path, Mode::ReadWrite), kMany, 2); }
+        Expect(ORQSimDatabase::Open(path, Mode::ReadOnly), kMany, 2);
+    }
+}
+
 TEST_F(DamageTest, TruncatedFilesAreNamed) {
     WriteBytes(Bulk(m_path), m_bulk.substr(0, m_bulk.size() - 5000));
     EXPECT_TRUE(OpeningFails(Failure::Damaged, {Bulk(m_path), "truncated"}));

@@ -107,16 +107,19 @@ TEST_F(ProcessTest, AReaderMakesNoLogAndFoldsInTheOneThatAWriterLeft) {
     WriteAll(OpenToWrite(m_path), 2);
     EXPECT_TRUE(hasLog());
     EXPECT_EQ(ValueOf(*reader), "1");
-    // Another program would fold it in without our checksums.
-    Peer program({[&] {
-        sqlite3* opened = nullptr;
-        sqlite3_open((m_path + "/catalogue.sqlite").c_str(), &opened);
-        const int code =
-            sqlite3_exec(opened, "SELECT count(*) FROM object", nullptr, nullptr, nullptr);
-        sqlite3_close(opened);
-        return std::to_string(code);
-    }});
-    EXPECT_EQ(program.Run(), "0");
+    // Another program would fold it in without our checksums. As long as its process lives, it holds
+    // the files that it was given of this one.
+    {
+        Peer program({[&] {
+            sqlite3* opened = nullptr;
+            sqlite3_open((m_path + "/catalogue.sqlite").c_str(), &opened);
+            const int code =
+                sqlite3_exec(opened, "SELECT count(*) FROM object", nullptr, nullptr, nullptr);
+            sqlite3_close(opened);
+            return std::to_string(code);
+        }});
+        EXPECT_EQ(program.Run(), "0");
+    }
     EXPECT_TRUE(hasLog());
     reader.reset();
     EXPECT_TRUE(catalogue() == before);  // the other one reads it

@@ -167,7 +167,8 @@ const Case kCases[] = {
     {"UPDATE distribution SET grid = x'010203'", "grid"},
     {"UPDATE distribution SET grid = zeroblob(800)", "dimensions of its grid"},
     {"UPDATE f_table SET n_rows = 2147483647, n_columns = 2147483647", "a table that holds"},
-    {"UPDATE OR REPLACE compartment SET place = 2147483646", "column place is 2147483646"},
+    {"UPDATE OR REPLACE data_set_part SET place = 2147483646 WHERE kind = 2",
+     "column place is 2147483646"},
     {"UPDATE state SET bulk_end = 1152921504606846976", "is truncated"},
     {"UPDATE state SET generation = -1", "column generation is -1"},
     {"UPDATE state SET identity = 'x'", "column identity is the text"},
@@ -175,10 +176,15 @@ const Case kCases[] = {
     // Values of another type.
     {"UPDATE object SET type = 'abc' WHERE id = (SELECT max(id) FROM object)",
      "column type is the text \"abc\", not a whole number"},
-    {"UPDATE OR REPLACE child SET object = 'abc'", "column object is the text \"abc\""},
+    {"UPDATE OR REPLACE link SET object = 'abc'", "column object is the text \"abc\""},
     {"UPDATE OR REPLACE extent SET store = 'abc'", "column store is the text \"abc\""},
     {"UPDATE OR REPLACE extent SET store = 1.5", "column store is the real number 1.5"},
-    {"UPDATE name SET text = x'00'", "column text is 1 bytes, not a text"},
+    {"UPDATE text SET text = x'00'", "column text is 1 bytes, not a text"},
+    // Rows of tables that share one: of no kind that there is, or with what theirs have no column for.
+    {"UPDATE link SET kind = 2 WHERE kind = 1", "table link: "},
+    {"UPDATE link SET kind = 'child'", "of its rows are of no kind that there is"},
+    {"UPDATE text SET place = 1 WHERE kind = 0", "table text: "},
+    {"UPDATE data_set_part SET target_index = NULL WHERE kind = 0", "table data_set_part: "},
     // Fields of a record: of another version of the packed form, of no kind, with numbers that do
     // not ascend, that end too early, go on behind the last, or are longer than anything.
     {"UPDATE object SET fields = NULL WHERE id = 2",
@@ -204,13 +210,13 @@ const Case kCases[] = {
      "ALL SELECT i FROM n) SELECT i AS offset, i AS length, i AS generation FROM n",
      "view free_extent is not as it was made"},
     {"CREATE TABLE more(a INTEGER)", "table more is none"},
-    {"CREATE UNIQUE INDEX one ON name(slot, text, object)", "index one is none"},
-    {"DROP INDEX child_by_target", "child_by_target is missing"},
+    {"CREATE UNIQUE INDEX one ON text(slot, text, object)", "index one is none"},
+    {"DROP INDEX link_by_target", "link_by_target is missing"},
     {"ALTER TABLE object ADD COLUMN more", "table object is not as it was made"},
-    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET tbl_name = 'object' WHERE name = 'name'",
-     "malformed database schema (name)"},
-    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET type = 'index' WHERE name = 'name'",
-     "malformed database schema (name)"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET tbl_name = 'object' WHERE name = 'text'",
+     "malformed database schema (text)"},
+    {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET type = 'index' WHERE name = 'text'",
+     "malformed database schema (text)"},
     {"PRAGMA writable_schema = 1; UPDATE sqlite_schema SET rootpage = (SELECT rootpage FROM "
      "sqlite_schema WHERE name = 'object') WHERE name = 'collection'",
      "table collection is not as it was made"},
@@ -235,6 +241,15 @@ TEST_F(ContradictingRows, DataOfNoBytesAreLostToRecovering) {
     EXPECT_TRUE(std::ranges::any_of(lost, [](const std::string& text) {
         return text.find("small chunk of store") != std::string::npos;
     })) << testing::PrintToString(lost);
+}
+
+TEST_F(ContradictingRows, RowsOfNoKindAreLostToRecovering) {
+    Change("UPDATE text SET kind = 'a' WHERE slot = (SELECT min(slot) FROM text)");
+    const ORQSimDatabase::Recovery recovery = ORQSimDatabase::Recover(m_path, m_new);
+    EXPECT_GT(std::ranges::count(recovery.damage,
+                                 "catalogue.sqlite: table text: a row is of no kind that there is"),
+              0);
+    EXPECT_FALSE(recovery.lost.empty());
 }
 
 TEST_F(ContradictingRows, AWriterRefusesThemToo) {
@@ -324,7 +339,7 @@ TEST_F(ContradictingRows, ASparseCellOutsideTheColumnsIsDamageAndNotPassedOver) 
 // A host gives up by throwing out of the progress; wherever that is, nothing stays.
 TEST_F(ContradictingRows, RecoveringThemCanBeGivenUpAtAnyTime) {
     struct GivenUp {};
-    Change("DELETE FROM component_set; UPDATE OR REPLACE child SET target_object = 99999");
+    Change("DELETE FROM component_set; UPDATE OR REPLACE link SET target_object = 99999");
     int nCalls = 0;
     ORQSimDatabase::Recover(m_path, m_new, [&](double) { ++nCalls; });
     EXPECT_GT(nCalls, 1000);

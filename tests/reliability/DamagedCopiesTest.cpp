@@ -320,28 +320,24 @@ TEST_F(RecoverTest, OfAWholeDatabaseNothingIsLost) {
 
 // What each table takes along when a page of it is lost; the rest of the database is kept.
 TEST_F(RecoverTest, ADamagedPageOfTheCatalogueLosesWhatLayInIt) {
-    const Tables drawers = {"drawer",      "drawer_segment",  "extent",
-                            "small_chunk", "data_set_drawer", "data_set",
-                            "object",      "child",           "compartment"};
+    const Tables drawers = {"drawer",        "drawer_segment", "extent", "small_chunk",
+                            "data_set_part", "object",         "link"};
     const auto with = [](Tables tables, const Tables& more) {
         tables.insert(more.begin(), more.end());
         return tables;
     };
     const Tables sets = with(drawers, {"component_set", "map_entry", "f_table"});
     const std::map<std::string, Tables> taken = {
-        {"name", {"name"}},
-        {"f_table_label", {"f_table_label"}},
+        {"text", {"text"}},
         {"object",
-         with(drawers, {"f_table", "distribution", "fields", "member", "name", "symbol"})},
+         with(drawers, {"f_table", "distribution", "fields", "member", "text", "symbol"})},
         {"collection", with(sets, {"collection", "distribution", "member", "symbol"})},
         {"component_set", sets},
         {"distribution", with(drawers, {"distribution"})},
         {"drawer", drawers},
         {"drawer_segment", drawers},
-        {"data_set", {"data_set", "compartment", "data_set_drawer", "object", "child"}},
-        {"compartment", {"data_set", "compartment", "data_set_drawer", "object", "child"}},
-        {"data_set_drawer", {"data_set", "compartment", "data_set_drawer", "object", "child"}},
-        {"f_table", {"f_table", "object", "extent", "small_chunk", "child"}},
+        {"data_set_part", {"data_set_part", "object", "link"}},
+        {"f_table", {"f_table", "object", "extent", "small_chunk", "link", "text"}},
         {"extent", sets},
         {"small_chunk", sets},
     };
@@ -364,8 +360,8 @@ TEST_F(RecoverTest, ADamagedPageOfTheCatalogueLosesWhatLayInIt) {
         PutBack("catalogue.sqlite");
     }
     // These are made again from indices, or are not needed.
-    for (const char* owner : {"sqlite_schema", "state", "member", "symbol", "child", "map_entry",
-                              "vector_entry", "set_entry", "free_extent", "child_by_target"}) {
+    for (const char* owner : {"sqlite_schema", "state", "member", "symbol", "link", "map_entry",
+                              "set_entry", "free_extent", "link_by_target"}) {
         EXPECT_TRUE(harmless.contains(owner)) << owner;
     }
 }

@@ -130,6 +130,84 @@ std::map<int, std::map<int, std::string>> ValuesIn(const std::map<int, Fields>& 
     return values;
 }
 
+// The tables of version 3 but that of the state, which is the same in all, and what now holds their
+// rows: a table of the same name where nothing is said.
+struct EarlyTable {
+    const char* name;
+    const char* columns;
+    const char* key;
+    const char* rows = nullptr;
+};
+
+#define TARGET "target_object, target_category, target_type, target_index"
+#define TARGET_COLUMNS                                                                   \
+    "target_object INTEGER, target_category INTEGER, target_type INTEGER, target_index " \
+    "INTEGER"
+#define MEMBERS                                                                                  \
+    "form INTEGER, first INTEGER, count INTEGER, stride INTEGER, block INTEGER, store INTEGER, " \
+    "members BLOB"
+
+constexpr EarlyTable kVersion3[] = {
+    {"object", "id INTEGER PRIMARY KEY, type INTEGER, category INTEGER, fields BLOB", ""},
+    {"collection", "object INTEGER, space INTEGER", "object"},
+    {"member", "collection INTEGER, member INTEGER, object INTEGER", "collection, member"},
+    {"symbol", "collection INTEGER, type INTEGER, place INTEGER, name TEXT, object INTEGER",
+     "collection, type, place"},
+    {"name", "object INTEGER, slot INTEGER, text TEXT", "object, slot",
+     "SELECT object, slot, text FROM text WHERE kind = 0"},
+    {"child", "object INTEGER, slot INTEGER, member INTEGER, " TARGET_COLUMNS,
+     "object, slot, member", "SELECT object, slot, key, " TARGET " FROM link WHERE kind = 0"},
+    {"map_entry", "object INTEGER, slot INTEGER, name TEXT, " TARGET_COLUMNS, "object, slot, name"},
+    {"vector_entry", "object INTEGER, slot INTEGER, place INTEGER, " TARGET_COLUMNS,
+     "object, slot, place", "SELECT object, slot, key, " TARGET " FROM link WHERE kind = 1"},
+    {"set_entry", "object INTEGER, slot INTEGER, " TARGET_COLUMNS, "object, slot, " TARGET},
+    {"component_set", "id INTEGER, collection INTEGER, hash INTEGER, " MEMBERS, "id"},
+    {"distribution", "object INTEGER, scalar INTEGER, range_collection INTEGER, grid BLOB",
+     "object"},
+    {"drawer",
+     "distribution INTEGER, number INTEGER, layout INTEGER, extendable INTEGER, n_rows INTEGER, "
+     "store INTEGER",
+     "distribution, number"},
+    {"drawer_dimension",
+     "distribution INTEGER, drawer INTEGER, dimension INTEGER, set_id INTEGER, chunk INTEGER",
+     "distribution, drawer, dimension"},
+    {"drawer_segment", "distribution INTEGER, drawer INTEGER, first_row INTEGER, " MEMBERS,
+     "distribution, drawer, first_row"},
+    {"data_set", "object INTEGER, distribution INTEGER", "object",
+     "SELECT object, target_object FROM data_set_part WHERE kind = 0"},
+    {"compartment",
+     "data_set INTEGER, place INTEGER, dimension INTEGER, set_id INTEGER, set_collection INTEGER",
+     "data_set, place, dimension",
+     "SELECT object, place, dimension, target_index, target_object FROM data_set_part WHERE kind "
+     "= 2"},
+    {"data_set_drawer", "data_set INTEGER, place INTEGER, drawer INTEGER", "data_set, place",
+     "SELECT object, place, target_index FROM data_set_part WHERE kind = 1"},
+    {"f_table", "object INTEGER, n_rows INTEGER, n_columns INTEGER, store INTEGER", "object"},
+    {"f_table_label", "object INTEGER, axis INTEGER, place INTEGER, text TEXT",
+     "object, axis, place", "SELECT object, slot, place, text FROM text WHERE kind = 1"},
+    {"extent",
+     "store INTEGER, part INTEGER, chunk INTEGER, offset INTEGER, capacity INTEGER, length "
+     "INTEGER, checksums BLOB, small BLOB",
+     "store, part, chunk"},
+    {"free_extent", "offset INTEGER, length INTEGER, generation INTEGER", "offset"},
+    {"schema", "number INTEGER, name TEXT, meaning TEXT", "number"},
+};
+#undef TARGET
+#undef TARGET_COLUMNS
+#undef MEMBERS
+
+constexpr const char* kIndicesOfVersion3 =
+    "CREATE INDEX member_by_object ON member(object, collection);"
+    "CREATE INDEX symbol_by_name ON symbol(collection, type, name);"
+    "CREATE INDEX symbol_by_object ON symbol(object);"
+    "CREATE INDEX child_by_target ON child(target_object, target_index, slot, target_category);"
+    "CREATE INDEX map_entry_by_target ON map_entry(target_object, target_index, slot, "
+    "target_category);"
+    "CREATE INDEX vector_entry_by_target ON vector_entry(target_object, target_index, slot, "
+    "target_category);"
+    "CREATE INDEX set_entry_by_target ON set_entry(target_object, target_index, slot);"
+    "CREATE INDEX component_set_by_hash ON component_set(collection, hash);";
+
 class RecordForm : public testing::Test {
   protected:
     RecordForm() {
@@ -159,6 +237,25 @@ class RecordForm : public testing::Test {
         EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "4\n");
         EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM small_chunk"), "0\n");
         return database;
+    }
+
+    // Before version 4 no tables shared one.
+    static std::string PutRowsIntoTheirOwnTables() {
+        std::string keep = "PRAGMA temp_store = MEMORY;";
+        std::string drop = "DROP TABLE link; DROP TABLE text; DROP TABLE data_set_part;";
+        std::string make;
+        for (const EarlyTable& table : kVersion3) {
+            const std::string name = table.name;
+            keep += "CREATE TEMP TABLE kept_" + name + " AS " +
+                    (table.rows != nullptr ? table.rows : "SELECT * FROM " + name) + ";";
+            drop += table.rows != nullptr ? "" : "DROP TABLE " + name + ";";
+            make += fmt::format(
+                "CREATE TABLE {}({}{};INSERT INTO {} SELECT * FROM kept_{};", name, table.columns,
+                *table.key == '\0' ? ")"
+                                   : fmt::format(", PRIMARY KEY({})) WITHOUT ROWID", table.key),
+                name, name);
+        }
+        return keep + drop + make + kIndicesOfVersion3;
     }
 
     // Before version 4 each dimension was a row of its own, every set was a component set, and every
@@ -238,6 +335,7 @@ class RecordForm : public testing::Test {
     // As programs made it that knew the version and no later one.
     void MakeEarly(int version) const {
         Change(PutDrawersIntoRows());
+        Change(PutRowsIntoTheirOwnTables());
         if (version == 3) {
             return;
         }

@@ -324,7 +324,7 @@ TEST_F(DamageTest, RowsThatMakeNoSenseEndEveryCommandWith3) {
         {"UPDATE distribution SET scalar = 1 WHERE scalar = 4", false},
         {"UPDATE object SET type = 'abc' WHERE id = 5", false},
         {"DELETE FROM component_set", false},
-        {"UPDATE child SET target_object = object", false},
+        {"UPDATE link SET target_object = object", false},
     };
     for (const auto& [change, isMetByAll] : cases) {
         Restore();
@@ -348,7 +348,8 @@ TEST_F(DamageTest, RowsThatMakeNoSenseEndEveryCommandWith3) {
 // Where the rows of a drawer still fit, only who reads the values sees it.
 TEST_F(DamageTest, ConnectivityOfAnotherTypeIsNotTakenForNodeNumbers) {
     ChangeRows(
-        "UPDATE distribution SET scalar = 4 WHERE object IN (SELECT distribution FROM data_set)");
+        "UPDATE distribution SET scalar = 4 WHERE object IN (SELECT target_object FROM "
+        "data_set_part WHERE kind = 0)");
     for (const char* ending : {".e", ".bdf", ".vtu", ".png"}) {
         const std::string file = m_folder / (std::string("m") + ending);
         const CommandResult result =
@@ -365,7 +366,7 @@ TEST_F(DamageTest, ConnectivityOfAnotherTypeIsNotTakenForNodeNumbers) {
 TEST_F(DamageTest, RecoveringEndsAtOnceWhenItIsAskedTo) {
     ChangeRows(
         "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300000) "
-        "INSERT OR REPLACE INTO child SELECT 1, 5, i, 1000000 + i, 1, 3, 0 FROM n");
+        "INSERT OR REPLACE INTO link SELECT 0, 1, 5, i, 1000000 + i, 1, 3, 0 FROM n");
     for (const int signal : {SIGINT, SIGTERM}) {
         const pid_t recover = Start({"recover", m_target, "-o", m_folder / "new.orq"},
                                     m_folder / "out", m_folder / "err");

@@ -35,7 +35,7 @@ constexpr std::int64_t kSmallestMap = 64 << 20;
 constexpr std::uint32_t kHeaderVersion = 1;
 constexpr std::array<char, 8> kMagic = {'O', 'R', 'Q', 'B', 'U', 'L', 'K', '\0'};
 
-// The header page as it lies on the disk, little-endian; the rest of the page is zero.
+// As it lies on the disk, little-endian; what follows up to the first extent has no meaning.
 struct Header {
     std::array<char, 8> magic;
     std::uint32_t version;
@@ -106,10 +106,8 @@ void BulkFile::Create(const std::string& path, const Identity& identity) {
     if (m_file < 0) {
         ORQBasThrowSystemFailure(path, "create");
     }
-    // Extents begin at multiples of a page, the first one behind the header's.
     const Header header = MakeHeader(identity);
     WriteAll(m_file, path, 0, {std::as_bytes(std::span(&header, 1))});
-    Extend(kBulkPage);
 }
 
 void BulkFile::CreateInMemory() {
@@ -319,7 +317,8 @@ void BulkFile::Extend(std::int64_t end) {
     m_nWritten = 0;
     // The end of the last extent may lie behind the last byte that was written, and readers compare
     // it with the file's length.
-    if (SizeOf(m_file, m_path) < end && ftruncate(m_file, end) != 0) {
+    const std::int64_t needed = SizeNeeded(end);
+    if (SizeOf(m_file, m_path) < needed && ftruncate(m_file, needed) != 0) {
         ORQBasThrowSystemFailure(m_path, "extend");
     }
     if (m_roomEnd > 0) {
@@ -348,12 +347,17 @@ std::int64_t BulkFile::Size() const {
     return SizeOf(m_file, m_path);
 }
 
+std::int64_t BulkFile::SizeNeeded(std::int64_t end) {
+    return end > kBulkPage ? end : static_cast<std::int64_t>(sizeof(Header));
+}
+
 void BulkFile::CheckReaches(std::int64_t end) const {
     const std::int64_t size = Size();
-    if (size < end) {
+    if (size < SizeNeeded(end)) {
         throw ORQBasFailure(ORQBasFailureKind::Damaged,
                             m_path + ": is truncated: " + std::to_string(size) +
-                                " bytes long, the catalogue needs " + std::to_string(end));
+                                " bytes long, the catalogue needs " +
+                                std::to_string(SizeNeeded(end)));
     }
 }
 

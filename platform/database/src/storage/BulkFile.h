@@ -1,8 +1,8 @@
 // The bulk file: raw bytes at offsets, written with pwrite and read through a memory map.
 //
-// Layout: one header page (magic, format version, the database's identity, checksum), then
-// page-aligned extents; which bytes mean what is known to the catalogue alone. Bytes beyond the
-// extents that the catalogue names have no meaning.
+// Layout: a header (magic, format version, the database's identity, checksum), then, from the second
+// page on, page-aligned extents; which bytes mean what is known to the catalogue alone. Bytes beyond
+// the extents that the catalogue names have no meaning. A file that never had one is its header.
 #pragma once
 
 #include <array>
@@ -48,10 +48,11 @@ class BulkFile {
     void Write(std::int64_t offset, std::span<const std::byte> bytes, bool fillsPage);
     // Writes what waits.
     void Flush();
-    // Makes the file reach to `end` (sparse where nothing was written) and puts everything that was
-    // written on the disk. A failure leaves the handle in doubt; see Engine.
+    // Makes the file as long as extents that end at `end` need it (sparse where nothing was written)
+    // and puts everything that was written on the disk. A failure leaves the handle in doubt; see
+    // Engine.
     void Sync(std::int64_t end);
-    // The first half of Sync: writes what waits and makes the file reach to `end`.
+    // The first half of Sync: writes what waits and makes the file so long.
     void Extend(std::int64_t end);
     // Gives bytes from `end` on back to the file system, if it can: they have no meaning.
     void CutOff(std::int64_t end) noexcept;
@@ -85,7 +86,10 @@ class BulkFile {
     // For messages.
     const std::string& Path() const { return m_path; }
     std::int64_t Size() const;
-    // Throws Damaged when the file is shorter than `end`.
+    // How long a file is at least whose extents end at `end`. Those begin behind the header's page,
+    // which need not be whole where there is none.
+    static std::int64_t SizeNeeded(std::int64_t end);
+    // Throws Damaged when the file is shorter than that.
     void CheckReaches(std::int64_t end) const;
     // The mapped bytes from `offset`; the map reaches at least to offset + size. Valid until the
     // next call of Map for a range beyond the present map, or Close.

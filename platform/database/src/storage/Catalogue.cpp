@@ -9,8 +9,9 @@ namespace orq::storage {
 
 namespace {
 
-std::string Where(std::span<const char* const> columns) {
-    std::string text;
+// Of a table's rows, those whose columns have given values.
+std::string Where(const StoredTable& table, std::span<const char* const> columns) {
+    std::string text = table.condition.empty() ? "" : " WHERE " + table.condition;
     for (const char* column : columns) {
         text += std::string(text.empty() ? " WHERE " : " AND ") + column + " = ?";
     }
@@ -28,23 +29,22 @@ std::string Placeholders(std::size_t n) {
 // How rows of a table are reached: by its key or by an index.
 struct AccessPath {
     const TableShape& table;
-    std::vector<const char*> columns;  // a query gives the first ones
+    StoredTable stored;
+    std::vector<const char*> columns;  // as they are stored; a query gives the first ones
     std::size_t nOrder;                // of the columns, by which rows are ordered
 
     std::span<const char* const> First(std::size_t n) const { return std::span(columns).first(n); }
 };
 
-AccessPath PathOf(bool isIndex, int what) {
+AccessPath PathOf(bool isIndex, int what, int format) {
     if (isIndex) {
         const IndexShape& index = Shape(static_cast<Index>(what));
-        return {Shape(index.table), index.columns, index.columns.size()};
+        const TableShape& table = Shape(index.table);
+        return {table, StoredIn(table, format), index.columns, index.columns.size()};
     }
     const TableShape& table = Shape(static_cast<Table>(what));
-    AccessPath path{table, {}, static_cast<std::size_t>(table.nKeys)};
-    for (const Column& column : table.columns) {
-        path.columns.push_back(column.name);
-    }
-    return path;
+    const StoredTable stored = StoredIn(table, format);
+    return {table, stored, stored.columns, static_cast<std::size_t>(table.nKeys)};
 }
 
 std::string List(std::span<const char* const> columns, const char* suffix = "") {
@@ -59,8 +59,8 @@ std::string List(std::span<const char* const> columns, const char* suffix = "") 
 std::vector<int> PlacesOf(const AccessPath& path, std::size_t n) {
     std::vector<int> places;
     for (const std::string_view name : path.First(n)) {
-        const auto* found = std::ranges::find(path.table.columns, name, &Column::name);
-        places.push_back(static_cast<int>(found - path.table.columns.begin()));
+        const auto found = std::ranges::find(path.stored.columns, name);
+        places.push_back(static_cast<int>(found - path.stored.columns.begin()));
     }
     return places;
 }
@@ -451,10 +451,10 @@ sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how, std::size_t nRow
     if (statement == nullptr) {
         constexpr const char* kVerbs[] = {"INSERT INTO ", "INSERT OR IGNORE INTO ",
                                           "INSERT OR REPLACE INTO "};
-        std::string sql = kVerbs[static_cast<std::size_t>(how)] + std::string(NameOf(table));
-        const std::string row = "(" + Placeholders(Shape(table).Columns(m_format).size()) + ")";
+        const StoredTable stored = StoredIn(Shape(table), m_format);
+        std::string sql = kVerbs[static_cast<std::size_t>(how)] + stored.name;
         for (std::size_t i = 0; i < nRows; ++i) {
-            sql += (i == 0 ? " VALUES" : ",") + row;
+            sql += (i == 0 ? " VALUES(" : ",(") + stored.values + ")";
         }
         statement = m_connection.Prepare(sql);
     }
@@ -464,9 +464,9 @@ sqlite3_stmt* Catalogue::WriteStatement(Table table, Write how, std::size_t nRow
 sqlite3_stmt* Catalogue::EraseStatement(Table table, std::size_t nKeys) {
     sqlite3_stmt*& statement = m_erasures[static_cast<std::size_t>(table)][nKeys];
     if (statement == nullptr) {
-        statement =
-            m_connection.Prepare(std::string("DELETE FROM ") + NameOf(table) +
-                                 Where(PathOf(false, static_cast<int>(table)).First(nKeys)));
+        const AccessPath path = PathOf(false, static_cast<int>(table), m_format);
+        statement = m_connection.Prepare("DELETE FROM " + path.stored.name +
+                                         Where(path.stored, path.First(nKeys)));
     }
     return statement;
 }
@@ -565,10 +565,10 @@ void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::str
 
 Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query, int what,
                                           std::size_t nKeys) {
-    const AccessPath path = PathOf(query == Query::FindBy, what);
-    std::string sql = query == Query::Count ? std::string("SELECT count(*) FROM ") + path.table.name
+    const AccessPath path = PathOf(query == Query::FindBy, what, m_format);
+    std::string sql = query == Query::Count ? "SELECT count(*) FROM " + path.stored.name
                                             : SelectRow(path.table, m_format);
-    sql += Where(path.First(nKeys));
+    sql += Where(path.stored, path.First(nKeys));
     switch (query) {
         case Query::Count:
             break;
@@ -589,10 +589,12 @@ RowWalks& Catalogue::WalksOf(Query query, int what, std::size_t nKeys) {
     RowWalks*& walks =
         m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
     if (walks == nullptr) {
-        const AccessPath path = PathOf(query == Query::FindBy, what);
-        const std::string sql = SelectRow(path.table, m_format) + " WHERE (" +
-                                List(path.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
-                                ") ORDER BY " + List(path.First(path.nOrder));
+        const AccessPath path = PathOf(query == Query::FindBy, what, m_format);
+        const std::string where = Where(path.stored, {});
+        const std::string sql = SelectRow(path.table, m_format) + where +
+                                (where.empty() ? " WHERE (" : " AND (") + List(path.First(nKeys)) +
+                                ") >= (" + Placeholders(nKeys) + ") ORDER BY " +
+                                List(path.First(path.nOrder));
         m_walks.push_back(std::make_unique<RowWalks>(
             RowQuery{m_connection, sql, PlacesOf(path, nKeys), CodecOf(TableOf(query, what))}));
         walks = m_walks.back().get();

@@ -36,6 +36,9 @@ class PageRow {
     // Behind the last column.
     void Add(const Value& value) { m_values.push_back(value); }
     void Replace(std::size_t column, const Value& value) { m_values[column] = value; }
+    void Remove(std::size_t column) {
+        m_values.erase(m_values.begin() + static_cast<std::ptrdiff_t>(column));
+    }
 
   private:
     friend class CataloguePages;

@@ -26,6 +26,12 @@ int Behind(int number) {
     return number < std::numeric_limits<int>::max() ? number + 1 : number;
 }
 
+// Whether a row of a shared table, or of its index, is one of the table's.
+bool IsOf(Table table, const PageRow& row) {
+    const auto* kind = std::get_if<std::int64_t>(&row.Values()[0]);
+    return kind != nullptr && *kind == Shape(table).fixed.begin()->value;
+}
+
 ExtentRow ExtentOf(const PageRow& row) {
     return {row.Int(0),  static_cast<int>(row.Int(1)),
             row.Int(2),  row.Int(3),
@@ -171,9 +177,10 @@ void DirectorySalvage::ReadState() {
             ORQBasFailureKind::Foreign,
             BulkPath(m_directory) + ": belongs to another database than the catalogue beside it");
     }
-    if (m_bulkSize > 0 && m_bulkSize < bulkEnd) {
+    const std::int64_t needed = BulkFile::SizeNeeded(bulkEnd);
+    if (m_bulkSize > 0 && m_bulkSize < needed) {
         m_damage.push_back("bulk.bin: is truncated: " + std::to_string(m_bulkSize) +
-                           " bytes long, the catalogue needs " + std::to_string(bulkEnd));
+                           " bytes long, the catalogue needs " + std::to_string(needed));
     }
     CloseGaps(Table::State);  // the new database has a state of its own
 }
@@ -205,7 +212,37 @@ void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) 
         }
         take(row);
     };
-    m_pages.ReadTree(m_roots[NameOf(table)], nColumns, KeyOf(table), takeAndNote, note);
+    ReadTree(table, nColumns, takeAndNote, note);
+}
+
+// As if the table had a tree of its own.
+void DirectorySalvage::ReadTree(Table table, std::size_t nColumns,
+                                const CataloguePages::OnRow& take,
+                                const CataloguePages::OnGap& note) {
+    const TableShape& shape = Shape(table);
+    if (!shape.IsShared(m_format)) {
+        m_pages.ReadTree(m_roots[shape.name], nColumns, KeyOf(table), take, note);
+        return;
+    }
+    const Column& kind = *shape.shared->columns.begin();
+    const auto takeOwn = [&](PageRow& row) {
+        const auto* held = std::get_if<std::int64_t>(&row.Values()[0]);
+        if (IsOf(table, row)) {
+            // From the last one on, so that the others stay where they are.
+            for (const auto* fixed = shape.fixed.end(); fixed != shape.fixed.begin();) {
+                row.Remove((--fixed)->place);
+            }
+            take(row);
+        } else if (held == nullptr || !kind.MayBe(*held)) {
+            note();
+            if (shape.fixed.begin()->value == 0) {
+                m_damage.push_back(std::string("catalogue.sqlite: table ") + shape.shared->name +
+                                   ": a row is of no kind that there is");
+            }
+        }
+    };
+    m_pages.ReadTree(m_roots[shape.shared->name], shape.shared->columns.size(),
+                     CataloguePages::Key::Columns, takeOwn, note);
 }
 
 // An object whose fields alone make no sense is kept without them.
@@ -220,12 +257,20 @@ bool DirectorySalvage::LeaveFieldsOut(Table table, PageRow& row) {
 bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
                                  const CataloguePages::OnRow& take) {
     bool isWhole = true;
+    const Table table = Shape(index).table;
+    const bool isShared = Shape(table).IsShared(m_format);
     const auto takeAndGoOn = [&](PageRow& row) {
         m_goOn();
+        if (isShared && !IsOf(table, row)) {
+            return;
+        }
+        if (isShared) {
+            row.Remove(0);
+        }
         take(row);
     };
-    m_pages.ReadTree(m_roots[Shape(index).name], nColumns, CataloguePages::Key::Columns,
-                     takeAndGoOn, [&] { isWhole = false; });
+    m_pages.ReadTree(m_roots[Shape(index).NameIn(m_format)], nColumns + (isShared ? 1 : 0),
+                     CataloguePages::Key::Columns, takeAndGoOn, [&] { isWhole = false; });
     return isWhole;
 }
 

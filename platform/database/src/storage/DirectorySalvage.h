@@ -54,6 +54,8 @@ class DirectorySalvage final : public Salvage {
     void LeaveForeignLogOut();
     void NoteDamagedPages();
     void ReadRows(Table table, const CataloguePages::OnRow& take);
+    void ReadTree(Table table, std::size_t nColumns, const CataloguePages::OnRow& take,
+                  const CataloguePages::OnGap& note);
     // Returns whether nothing of the index is lost.
     bool ReadIndex(Index index, std::size_t nColumns, const CataloguePages::OnRow& take);
     void TakeLinks(Table table, Index index);

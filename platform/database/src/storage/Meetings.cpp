@@ -56,10 +56,18 @@ const std::vector<Names>& NamedByColumns(std::string_view table) {
     using Tables = std::unordered_map<std::string_view, std::vector<Names>>;
     static const auto& tables = *new const Tables([] {
         Tables made;
+        const auto add = [&](std::string_view name, std::span<const Column> columns) {
+            std::vector<Names>& names = made[name];
+            names.clear();
+            for (const Column& column : columns) {
+                names.push_back(NamedBy(column.name));
+            }
+        };
         for (int number = 0; number < static_cast<int>(Table::Count); ++number) {
             const TableShape& shape = Shape(static_cast<Table>(number));
-            for (const Column& column : shape.columns) {
-                made[shape.name].push_back(NamedBy(column.name));
+            add(shape.name, shape.columns);
+            if (shape.shared != nullptr) {
+                add(shape.shared->name, shape.shared->columns);
             }
         }
         return made;

@@ -72,6 +72,22 @@ constexpr const char* kPackedBefore4 =
 constexpr const char* kCountBefore4 =
     "(SELECT count(*) FROM drawer WHERE drawer.distribution = distribution.object)";
 
+constexpr Column Kind(int most) {
+    return Integer("kind", 0, most);
+}
+
+// Links by a number: an object to its children by member, and to the entries of a vector by place.
+const SharedTable kLinks{
+    "link", 4, {Kind(1), Number("object"), Int32("slot"), Int32("key"), ORQ_TARGET}};
+// Texts: the names of an object by slot, and the labels of a table by axis and place.
+const SharedTable kTexts{
+    "text", 4, {Kind(1), Number("object"), Int32("slot"), Place("place"), Text("text")}};
+// What a data set consists of: its distribution, the drawers of that, and sets.
+const SharedTable kDataSets{"data_set_part",
+                            4,
+                            {Kind(2), Number("object"), Place("place"), Place("dimension"),
+                             Count("target_index"), NumberOrNone("target_object")}};
+
 // Names and order are stored, do not change.
 const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {{
     {"state",
@@ -85,6 +101,8 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
       Int32("type"),
       Integer("category", 1, 7),
       {"fields", Column::Type::Fields, 0, 0, 3, kPackedBefore3}},
+     nullptr,
+     {},
      kFormatVersion,
      3},
     {"collection", 1, {Number("object"), Count("space")}},
@@ -92,10 +110,22 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"symbol",
      3,
      {Number("collection"), Int32("type"), Place("place"), Text("name"), Number("object")}},
-    {"name", 2, {Number("object"), Int32("slot"), Text("text")}},
-    {"child", 3, {Number("object"), Int32("slot"), Int32("member"), ORQ_TARGET}},
+    {"name",
+     2,
+     {Number("object"), Int32("slot"), Text("text")},
+     &kTexts,
+     {{.place = 0, .value = 0}, {.place = 3, .value = 0}}},
+    {"child",
+     3,
+     {Number("object"), Int32("slot"), Int32("member"), ORQ_TARGET},
+     &kLinks,
+     {{.place = 0, .value = 0}}},
     {"map_entry", 3, {Number("object"), Int32("slot"), Text("name"), ORQ_TARGET}},
-    {"vector_entry", 3, {Number("object"), Int32("slot"), Place("place"), ORQ_TARGET}},
+    {"vector_entry",
+     3,
+     {Number("object"), Int32("slot"), Place("place"), ORQ_TARGET},
+     &kLinks,
+     {{.place = 0, .value = 1}}},
     {"set_entry", 6, {Number("object"), Int32("slot"), ORQ_TARGET}},
     {"field",
      2,
@@ -103,6 +133,8 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
       Count("number"),
       Integer("kind", 1, 5),
       {"value", Column::Type::Any, std::numeric_limits<int>::min(), kMostInt}},
+     nullptr,
+     {},
      2},
     {"component_set",
      1,
@@ -127,18 +159,37 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
      3,
      {Number("distribution"), Integer("drawer", 1, kMostInt), Place("dimension"), Count("set_id"),
       Count("chunk")},
+     nullptr,
+     {},
      kSmallDrawersSince - 1},
     {"drawer_segment",
      3,
      {Number("distribution"), Integer("drawer", 1, kMostInt), Count("first_row"), ORQ_MEMBERS}},
-    {"data_set", 1, {Number("object"), NumberOrNone("distribution")}},
+    {"data_set",
+     1,
+     {Number("object"), NumberOrNone("distribution")},
+     &kDataSets,
+     {{.place = 0, .value = 0},
+      {.place = 2, .value = 0},
+      {.place = 3, .value = 0},
+      {.place = 4, .value = 0}}},
     {"compartment",
      3,
      {Number("data_set"), Integer("place", 0, kMostCompartments), Place("dimension"),
-      Count("set_id"), Number("set_collection")}},
-    {"data_set_drawer", 2, {Number("data_set"), Place("place"), Integer("drawer", 1, kMostInt)}},
+      Count("set_id"), Number("set_collection")},
+     &kDataSets,
+     {{.place = 0, .value = 2}}},
+    {"data_set_drawer",
+     2,
+     {Number("data_set"), Place("place"), Integer("drawer", 1, kMostInt)},
+     &kDataSets,
+     {{.place = 0, .value = 1}, {.place = 3, .value = 0}, {.place = 5, .value = 0}}},
     {"f_table", 1, {Number("object"), Count("n_rows"), Count("n_columns"), NumberOrNone("store")}},
-    {"f_table_label", 3, {Number("object"), Integer("axis", 0, 1), Place("place"), Text("text")}},
+    {"f_table_label",
+     3,
+     {Number("object"), Integer("axis", 0, 1), Place("place"), Text("text")},
+     &kTexts,
+     {{.place = 0, .value = 1}}},
     {"extent",
      3,
      {Number("store"), Integer("part", 0, 2), Place("chunk"), NumberOrNone("offset"),
@@ -147,6 +198,8 @@ const std::array<TableShape, static_cast<std::size_t>(Table::Count)> kTables = {
     {"small_chunk",
      1,
      {Number("store"), Blob("bytes")},
+     nullptr,
+     {},
      kFormatVersion,
      kSmallDrawersSince,
      kSmallDrawersSince},
@@ -161,67 +214,83 @@ const std::array<IndexShape, static_cast<std::size_t>(Index::Count)> kIndices = 
     {"member_by_object", Table::Member, {"object", "collection"}},
     {"symbol_by_name", Table::Symbol, {"collection", "type", "name"}},
     {"symbol_by_object", Table::Symbol, {"object"}},
-    {"child_by_target", Table::Child, {ORQ_TARGET_COLUMNS}},
+    {"child_by_target", Table::Child, {ORQ_TARGET_COLUMNS}, "link_by_target"},
     {"map_entry_by_target", Table::MapEntry, {ORQ_TARGET_COLUMNS}},
-    {"vector_entry_by_target", Table::VectorEntry, {ORQ_TARGET_COLUMNS}},
+    {"vector_entry_by_target", Table::VectorEntry, {ORQ_TARGET_COLUMNS}, "link_by_target"},
     {"set_entry_by_target", Table::SetEntry, {"target_object", "target_index", "slot"}},
     {"component_set_by_hash", Table::ComponentSet, {"collection", "hash"}},
 }};
 
-std::string NamesOfKey(const TableShape& table) {
-    std::string text;
-    for (const Column& column : std::span(table.columns.begin(), table.columns.end())
-                                    .first(static_cast<std::size_t>(table.nKeys))) {
-        text += std::string(text.empty() ? "" : ", ") + column.name;
-    }
-    return text;
+std::string Equation(const TableShape& table, const FixedColumn& fixed, const char* equals) {
+    return (table.shared->columns.begin() + fixed.place)->name + std::string(equals) +
+           std::to_string(fixed.value);
 }
 
-std::string_view Declared(Column::Type type) {
+// Whether the words INTEGER are left out: they say nothing that matters to SQLite, and take their
+// bytes in every database.
+bool HasShortTexts(int format) {
+    return format >= kSharedTablesSince;
+}
+
+std::string_view Declared(Column::Type type, bool isShort) {
     constexpr std::array<std::string_view, 6> kWords = {" INTEGER", " TEXT", " BLOB",
                                                         " BLOB",    " BLOB", ""};
-    return kWords[static_cast<std::size_t>(type)];
+    return type == Column::Type::Integer && isShort ? "" : kWords[static_cast<std::size_t>(type)];
+}
+
+std::string SqlOf(const char* name, std::span<const Column> columns, int nKeys, bool isShort) {
+    std::string sql = std::string("CREATE TABLE ") + name + "(";
+    std::string keys;
+    for (const Column& column : columns) {
+        sql += std::string(column.name) + std::string(Declared(column.type, isShort)) + ", ";
+        if (nKeys-- > 0) {
+            keys += std::string(keys.empty() ? "" : ", ") + column.name;
+        }
+    }
+    return sql + "PRIMARY KEY(" + keys + ")) WITHOUT ROWID";
 }
 
 std::string SqlOf(const TableShape& table, int format) {
-    std::string sql = std::string("CREATE TABLE ") + table.name + "(";
     if (table.IsByRowNumber(format)) {
+        std::string sql = std::string("CREATE TABLE ") + table.name + "(";
         for (const Column& column : table.Columns(format)) {
             const bool isKey = &column == table.columns.begin();
             sql += (isKey ? "" : ", ") + std::string(column.name) +
-                   std::string(Declared(column.type)) + (isKey ? " PRIMARY KEY" : "");
+                   std::string(Declared(column.type, !isKey && HasShortTexts(format))) +
+                   (isKey ? " PRIMARY KEY" : "");
         }
         return sql + ")";
     }
-    for (const Column& column : table.Columns(format)) {
-        sql += std::string(column.name) + std::string(Declared(column.type)) + ", ";
-    }
-    return sql + "PRIMARY KEY(" + NamesOfKey(table) + ")) WITHOUT ROWID";
+    // That of the state is the same in all versions.
+    return SqlOf(table.name, table.Columns(format), table.nKeys,
+                 HasShortTexts(format) && &table != &Shape(Table::State));
 }
 
-std::string SqlOf(const IndexShape& index, std::span<const char* const> columns) {
-    std::string sql =
-        std::string("CREATE INDEX ") + index.name + " ON " + Shape(index.table).name + "(";
+std::string SqlOf(const IndexShape& index, std::span<const char* const> columns, int format) {
+    const TableShape& table = Shape(index.table);
+    std::string sql = std::string("CREATE INDEX ") + index.NameIn(format) + " ON " +
+                      StoredIn(table, format).name + "(";
+    if (table.IsShared(format)) {
+        sql += std::string(table.shared->columns.begin()->name) + ", ";
+    }
     for (const char* column : columns) {
         sql += std::string(column == columns.front() ? "" : ", ") + column;
     }
     return sql + ")";
 }
 
-std::string SqlOf(const IndexShape& index) {
-    return SqlOf(index, index.columns);
-}
-
 // As early versions made it, which is the same but for indices of links.
-std::string EarlySqlOf(const IndexShape& index) {
+std::string EarlySqlOf(const IndexShape& index, int format) {
     std::span<const char* const> columns = index.columns;
     const bool hasCategory = std::string_view(columns.back()) == "target_category";
-    return SqlOf(index, hasCategory ? columns.first(columns.size() - 1) : columns);
+    return SqlOf(index, hasCategory ? columns.first(columns.size() - 1) : columns, format);
 }
 
 // For readers without this library, see docs/storage-format.md. Databases of format 1 lack it.
 constexpr const char* kMeanings = "schema";
 constexpr const char* kMeaningsSql =
+    "CREATE TABLE schema(number INTEGER PRIMARY KEY, name TEXT, meaning TEXT)";
+constexpr const char* kMeaningsSqlBefore4 =
     "CREATE TABLE schema(number INTEGER, name TEXT, meaning TEXT, PRIMARY KEY(number)) WITHOUT "
     "ROWID";
 
@@ -266,18 +335,28 @@ class ExpectedSchema {
 
     void Make(int format) {
         for (const TableShape& table : kTables) {
-            if (!table.IsIn(format)) {
-                continue;
+            if (table.IsShared(format)) {
+                const SharedTable& shared = *table.shared;
+                AddOnce("table", shared.name, shared.name,
+                        SqlOf(shared.name, shared.columns, shared.nKeys, HasShortTexts(format)));
+            } else if (table.IsIn(format)) {
+                AddOnce("table", table.name, table.name, SqlOf(table, format));
             }
-            const std::string sql = SqlOf(table, format);
-            m_all.push_back({"table", table.name, table.name, sql, sql});
         }
         for (const IndexShape& index : kIndices) {
-            m_all.push_back(
-                {"index", index.name, Shape(index.table).name, SqlOf(index), EarlySqlOf(index)});
+            AddOnce("index", index.NameIn(format), StoredIn(Shape(index.table), format).name,
+                    SqlOf(index, index.columns, format), EarlySqlOf(index, format));
         }
         // Last, so that all else lies in the pages in which it always lay.
-        m_all.push_back({"table", kMeanings, kMeanings, kMeaningsSql, kMeaningsSql});
+        AddOnce("table", kMeanings, kMeanings,
+                HasShortTexts(format) ? kMeaningsSql : kMeaningsSqlBefore4);
+    }
+
+    void AddOnce(const char* type, const std::string& name, const std::string& table,
+                 const std::string& sql, const std::string& earlySql = "") {
+        if (Find(name, m_all.size()) == m_all.size()) {
+            m_all.push_back({type, name, table, sql, earlySql.empty() ? sql : earlySql});
+        }
     }
 
     std::vector<Expected> m_all;
@@ -381,19 +460,64 @@ Value NothingIn(Column::Type type) {
     }
 }
 
+StoredTable StoredIn(const TableShape& table, int format) {
+    StoredTable stored{table.name, {}, "", ""};
+    if (!table.IsShared(format)) {
+        for (const Column& column : table.columns) {
+            stored.columns.push_back(column.name);
+            stored.values += column.since > format ? "" : stored.values.empty() ? "?" : ",?";
+        }
+        return stored;
+    }
+    stored.name = table.shared->name;
+    stored.condition = Equation(table, *table.fixed.begin(), " = ");
+    for (std::size_t place = 0; place < table.shared->columns.size(); ++place) {
+        const auto* fixed = std::ranges::find(table.fixed, place, &FixedColumn::place);
+        stored.values += stored.values.empty() ? "" : ",";
+        if (fixed != table.fixed.end()) {
+            stored.values += std::to_string(fixed->value);
+        } else {
+            stored.values += "?";
+            stored.columns.push_back((table.shared->columns.begin() + place)->name);
+        }
+    }
+    return stored;
+}
+
 std::string SelectRow(const TableShape& table, int format) {
     constexpr std::array kNothing = {"0", "''", "x''", "x''", "x''", "0"};  // by type
+    const StoredTable stored = StoredIn(table, format);
     std::string sql;
-    for (const Column& column : table.columns) {
+    for (std::size_t i = 0; i < stored.columns.size(); ++i) {
+        const Column& column = *(table.columns.begin() + i);
         sql += sql.empty() ? "SELECT " : ", ";
         if (column.since <= format) {
-            sql += column.name;
+            sql += stored.columns[i];
         } else {
             sql += column.before != nullptr ? column.before
                                             : kNothing[static_cast<std::size_t>(column.type)];
         }
     }
-    return sql + " FROM " + table.name;
+    return sql + " FROM " + stored.name;
+}
+
+std::vector<std::string> CountsOfForeignRows() {
+    std::vector<std::string> queries;
+    for (const SharedTable* shared : {&kLinks, &kTexts, &kDataSets}) {
+        std::string isOfOne;
+        for (const TableShape& table : kTables) {
+            if (table.shared == shared) {
+                std::string isOfThis;
+                for (const FixedColumn& fixed : table.fixed) {
+                    isOfThis += (isOfThis.empty() ? "" : " AND ") + Equation(table, fixed, " IS ");
+                }
+                isOfOne += (isOfOne.empty() ? "" : " OR ") + isOfThis;
+            }
+        }
+        queries.push_back(std::string("SELECT '") + shared->name + "', count(*) FROM " +
+                          shared->name + " WHERE NOT (" + isOfOne + ")");
+    }
+    return queries;
 }
 
 void CreateSchema(Connection& connection, int format) {

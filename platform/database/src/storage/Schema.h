@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Rows.h"
 #include "Sqlite.h"
@@ -24,6 +25,8 @@ inline constexpr int kFormatVersion = 4;
 inline constexpr int kOldestFormatVersion = 1;
 // Small chunks stand in the catalogue.
 inline constexpr int kSmallChunksSince = 3;
+// Some tables lie in one.
+inline constexpr int kSharedTablesSince = 4;
 
 // One column: its name, and what its values may be.
 struct Column {
@@ -41,11 +44,30 @@ struct Column {
     bool MayBe(std::int64_t value) const { return least <= value && value <= most; }
 };
 
+// A table of the catalogue in which the rows of several tables lie, since even an empty one takes a
+// page. Its first column says of which they are, so that those of each lie together and are found as
+// in a table of its own.
+struct SharedTable {
+    const char* name;
+    int nKeys;
+    std::initializer_list<Column> columns;
+};
+
+// What a table's rows hold in a shared one where they have no column for it.
+struct FixedColumn {
+    std::size_t place;
+    std::int64_t value;
+};
+
 // One table: its columns in order, of which the first `nKeys` are the key.
 struct TableShape {
     const char* name;
     int nKeys;
     std::initializer_list<Column> columns;
+    // Where its rows lie from kSharedTablesSince on. Of the columns there the first one is fixed, and
+    // those that are not fixed are the table's own, in order.
+    const SharedTable* shared = nullptr;
+    std::initializer_list<FixedColumn> fixed = {};
     int until = kFormatVersion;
     // From this version on its key is SQLite's own number of the row: rows of many bytes then lie
     // in leaves alone, and new ones go behind the last without a search.
@@ -54,22 +76,42 @@ struct TableShape {
 
     bool IsIn(int format) const { return since <= format && format <= until; }
     bool IsByRowNumber(int format) const { return format >= isByRowNumberSince; }
+    bool IsShared(int format) const { return shared != nullptr && format >= kSharedTablesSince; }
     // Those that a version of the format has, which are the first ones.
     std::span<const Column> Columns(int format) const;
 };
 const TableShape& Shape(Table table);
 
+// The first columns of the index of a shared table are the one that says of which table a row is, and
+// these.
 struct IndexShape {
     const char* name;
     Table table;
     std::initializer_list<const char*> columns;
+    const char* sharedName = nullptr;
+
+    const char* NameIn(int format) const {
+        return Shape(table).IsShared(format) ? sharedName : name;
+    }
 };
 const IndexShape& Shape(Index index);
 
+// How the rows of a table are found and written in a version of the format.
+struct StoredTable {
+    std::string name;
+    std::vector<const char*> columns;  // of a row, as they are called there
+    std::string condition;             // that rows of others do not meet; none where there are none
+    std::string values;  // of one row, with a "?" for each column that the version has
+};
+StoredTable StoredIn(const TableShape& table, int format);
+
 // What a column holds that a version lacks.
 Value NothingIn(Column::Type type);
-// Selects all columns of a table, also those that a version of the format lacks.
+// Selects all columns of a table, also those that a version of the format lacks; of shared tables
+// also rows of others, where the condition is not added.
 std::string SelectRow(const TableShape& table, int format);
+// Counts the rows of a shared table that are of none that shares it, for each shared table.
+std::vector<std::string> CountsOfForeignRows();
 
 // Makes all tables and indices of a version in an empty catalogue.
 void CreateSchema(Connection& connection, int format);

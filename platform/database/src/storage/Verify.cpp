@@ -100,6 +100,22 @@ void VerifyOwnersOfEarlyRows(Connection& connection, int format,
          "drawer)");
 }
 
+// Rows of shared tables that are of none of those that share them are seen by nobody else.
+void VerifyKinds(Connection& connection, int format, std::vector<std::string>& problems) {
+    for (const std::string& query : CountsOfForeignRows()) {
+        if (format < kSharedTablesSince) {
+            return;
+        }
+        connection.ForEachRow(query.c_str(), [&](const std::vector<Value>& row) {
+            if (const auto n = std::get<std::int64_t>(row[1]); n > 0) {
+                problems.push_back("catalogue.sqlite: table " +
+                                   std::string(std::get<std::string_view>(row[0])) + ": " +
+                                   std::to_string(n) + " of its rows are of no kind that there is");
+            }
+        });
+    }
+}
+
 }  // namespace
 
 bool Engine::VerifyRows(std::vector<std::string>& problems) {
@@ -134,6 +150,7 @@ bool Engine::VerifyRows(std::vector<std::string>& problems) {
     }
     const bool areReliable = problems.size() == nBefore;
     if (areReliable) {
+        VerifyKinds(*m_connection, FormatVersion(), problems);
         VerifyOwnersOfEarlyRows(*m_connection, FormatVersion(), problems);
     }
     return areReliable;

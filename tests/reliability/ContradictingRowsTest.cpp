@@ -3,6 +3,7 @@
 // wait without end or a wrong value.
 #include "History.h"
 #include "ORQSimFTable.h"
+#include "ORQSimLinks.h"
 #include "Vocabulary.h"
 
 namespace {
@@ -227,6 +228,17 @@ TEST_F(ContradictingRows, AreToldAndRecoveredFrom) {
         Restore();
     }
     EXPECT_EQ(Told(), "");
+}
+
+// Who looks by the first columns of a key does not read them, and names them all the same.
+TEST_F(ContradictingRows, ALinkIsToldWithItsWholeKeyByWhoeverLooksForIt) {
+    Change("UPDATE map_entry SET target_category = 9 WHERE object = 1 AND name = 'record 9'");
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+    const ORQSimMap map = database.Focus().GetMap(Slot(10));
+    const std::string told = "table map_entry, row (1, " + std::to_string(Slot(10)) +
+                             ", the text \"record 9\"): column target_category is 9";
+    EXPECT_TRUE(Fails(Failure::Damaged, {m_path, told}, [&] { map.Begin(); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {m_path, told}, [&] { map.Find("record 9"); }));
 }
 
 TEST_F(ContradictingRows, DataOfNoBytesAreLostToRecovering) {

@@ -47,6 +47,15 @@ AccessPath PathOf(bool isIndex, int what) {
     return path;
 }
 
+// How many columns of a row need not be selected, as the key of a query gives them: each one costs
+// a look. Some column has to be.
+std::size_t NumKnown(const TableShape& table, std::size_t nKeys) {
+    const auto* const first = table.columns.begin();
+    const auto* const last = first + std::min(nKeys, table.columns.size() - 1);
+    const auto isText = [](const Column& column) { return column.type != Column::Type::Integer; };
+    return static_cast<std::size_t>(std::find_if(first, last, isText) - first);
+}
+
 std::string List(std::span<const char* const> columns, const char* suffix = "") {
     std::string text;
     for (const char* column : columns) {
@@ -91,14 +100,16 @@ class Closing {
 }  // namespace
 
 Catalogue::StatementRows::StatementRows(Connection& connection, Pool& home, const std::string& sql,
-                                        Table table)
+                                        Table table, std::size_t nKnown)
     : m_connection(connection),
       m_home(home),
       m_codec(CodecOf(table)),
-      m_statement(connection.Prepare(sql)) {}
+      m_statement(connection.Prepare(sql)),
+      m_nKnown(nKnown) {}
 
 void Catalogue::StatementRows::Bind(const RowKey& key) {
     BindKeys(m_connection, m_statement, key);
+    m_keys = key.numbers;
 }
 
 bool Catalogue::StatementRows::Step() {
@@ -112,7 +123,7 @@ bool Catalogue::StatementRows::Step() {
 bool Catalogue::StatementRows::Next(void* row) {
     const bool hasRow = Step();
     if (hasRow) {
-        m_codec.read(m_connection, m_statement, row);
+        m_codec.read(m_connection, m_statement, std::span(m_keys).first(m_nKnown), row);
     }
     return hasRow;
 }
@@ -566,8 +577,9 @@ void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::str
 Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query, int what,
                                           std::size_t nKeys) {
     const AccessPath path = PathOf(query == Query::FindBy, what);
+    const std::size_t nKnown = query == Query::Find ? NumKnown(path.table, nKeys) : 0;
     std::string sql = query == Query::Count ? std::string("SELECT count(*) FROM ") + path.table.name
-                                            : SelectRow(path.table, m_format);
+                                            : SelectRow(path.table, m_format, nKnown);
     sql += Where(path.First(nKeys));
     switch (query) {
         case Query::Count:
@@ -579,7 +591,7 @@ Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query
             sql += " ORDER BY " + List(path.First(path.nOrder));
     }
     m_statements.push_back(
-        std::make_unique<StatementRows>(m_connection, home, sql, TableOf(query, what)));
+        std::make_unique<StatementRows>(m_connection, home, sql, TableOf(query, what), nKnown));
     // Room for every statement that was ever made, so that bringing one back takes no memory.
     home.reserve(home.capacity() + 1);
     return *m_statements.back();

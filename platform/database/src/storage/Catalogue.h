@@ -61,7 +61,9 @@ class Catalogue final : public RowStore {
     class StatementRows final : public RowSource {
       public:
         using Pool = std::vector<StatementRows*>;
-        StatementRows(Connection& connection, Pool& home, const std::string& sql, Table table);
+        // `nKnown` columns, the first of a row, are numbers of the key and not selected.
+        StatementRows(Connection& connection, Pool& home, const std::string& sql, Table table,
+                      std::size_t nKnown);
         ~StatementRows() { sqlite3_finalize(m_statement); }
 
         void Bind(const RowKey& key);
@@ -75,6 +77,8 @@ class Catalogue final : public RowStore {
         Pool& m_home;
         const RowCodec& m_codec;
         sqlite3_stmt* m_statement;
+        std::size_t m_nKnown;
+        decltype(RowKey::numbers) m_keys{};
     };
 
     // A row that is kept back.

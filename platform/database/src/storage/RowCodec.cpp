@@ -1,10 +1,13 @@
 #include "RowCodec.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
+#include <iterator>
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "PackedDimensions.h"
 #include "PackedFields.h"
@@ -14,8 +17,11 @@ namespace orq::storage {
 
 namespace {
 
-[[noreturn]] void Refuse(const Connection& connection, sqlite3_stmt* statement, Table table) {
-    const std::string problem = ProblemOfRow(table, ValuesOf(statement));
+[[noreturn]] void Refuse(const Connection& connection, sqlite3_stmt* statement,
+                         std::span<const std::int64_t> known, Table table) {
+    std::vector<Value> values(known.begin(), known.end());
+    std::ranges::copy(ValuesOf(statement), std::back_inserter(values));
+    const std::string problem = ProblemOfRow(table, values);
     connection.FailDamaged(problem.empty() ? std::string("table ") + NameOf(table) +
                                                  ": a value is not of its kind"
                                            : problem);
@@ -25,14 +31,16 @@ namespace {
 // statement locks the connection, and this is a tenth of what finding a row costs.
 class ColumnReader {
   public:
-    ColumnReader(const Connection& connection, sqlite3_stmt* statement, Table table)
+    ColumnReader(const Connection& connection, sqlite3_stmt* statement,
+                 std::span<const std::int64_t> known, Table table)
         : m_connection(connection),
           m_statement(statement),
+          m_known(known),
           m_table(table),
           m_column(Shape(table).columns.begin()) {}
 
-    void Read(std::int64_t& number) { number = Integer(Next()); }
-    void Read(int& number) { number = Int(Next()); }
+    void Read(std::int64_t& number) { number = IsKnown() ? TakeKnown() : Integer(Next()); }
+    void Read(int& number) { number = IsKnown() ? static_cast<int>(TakeKnown()) : Int(Next()); }
     void Read(std::string_view& text) { text = Text(Next()); }
     void Read(Bytes& bytes) { bytes = Blob(Next()); }
     void Read(FieldValue& value) {
@@ -48,10 +56,14 @@ class ColumnReader {
                 value = Int(held);
         }
     }
-    [[noreturn]] void RefuseRow() const { Refuse(m_connection, m_statement, m_table); }
+    [[noreturn]] void RefuseRow() const { Refuse(m_connection, m_statement, m_known, m_table); }
 
   private:
-    sqlite3_value* Next() { return sqlite3_column_value(m_statement, m_number++); }
+    bool IsKnown() const { return m_number < m_known.size(); }
+    std::int64_t TakeKnown() { return m_known[m_number++]; }
+    sqlite3_value* Next() {
+        return sqlite3_column_value(m_statement, static_cast<int>(m_number++ - m_known.size()));
+    }
     const Column& Present() const { return m_column[m_number - 1]; }
     void Require(bool holds) const {
         if (!holds) {
@@ -87,9 +99,10 @@ class ColumnReader {
 
     const Connection& m_connection;
     sqlite3_stmt* m_statement;
+    std::span<const std::int64_t> m_known;
     Table m_table;
     const Column* m_column;
-    int m_number = 0;
+    std::size_t m_number = 0;  // of columns that were read
 };
 
 bool IsOfItsKind(const FieldRow& row) {
@@ -104,8 +117,9 @@ bool IsOfItsKind(const FieldRow& row) {
 }
 
 template <class Row>
-void ReadAs(const Connection& connection, sqlite3_stmt* statement, void* to) {
-    ColumnReader reader(connection, statement, Row::kTable);
+void ReadAs(const Connection& connection, sqlite3_stmt* statement,
+            std::span<const std::int64_t> known, void* to) {
+    ColumnReader reader(connection, statement, known, Row::kTable);
     Row& row = *static_cast<Row*>(to);
     std::apply([&](auto&... values) { (reader.Read(values), ...); }, Row::Columns(row));
     if constexpr (std::is_same_v<Row, FieldRow>) {

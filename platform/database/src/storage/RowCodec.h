@@ -1,6 +1,9 @@
 // Rows between the structs of Rows.h and SQLite's statements.
 #pragma once
 
+#include <cstdint>
+#include <span>
+
 #include "Rows.h"
 #include "Sqlite.h"
 
@@ -8,9 +11,11 @@ namespace orq::storage {
 
 // Of one table. A row that is given as a pointer is a struct of that table.
 struct RowCodec {
-    // Reads all columns of the row that a statement stands on. Throws Damaged where a value is of
-    // another type than its column, or none that the column may have.
-    void (*read)(const Connection& connection, sqlite3_stmt* statement, void* row);
+    // Reads all columns of the row that a statement stands on; the first of them are numbers that
+    // are known, and not columns of the statement. Throws Damaged where a value is of another type
+    // than its column, or none that the column may have.
+    void (*read)(const Connection& connection, sqlite3_stmt* statement,
+                 std::span<const std::int64_t> known, void* row);
     // Binds the first columns, which are not copied, to as many places of the statement behind
     // `place`.
     void (*bind)(const Connection& connection, sqlite3_stmt* statement, const void* row, int place,

@@ -39,7 +39,7 @@ bool RowWalk::Next(void* row) {
     m_hasAnswered = true;
     const bool hasRow = IsOnAnswer();
     if (hasRow) {
-        m_query.codec.read(m_query.connection, m_statement, row);
+        m_query.codec.read(m_query.connection, m_statement, {}, row);
     }
     return hasRow;
 }

@@ -381,10 +381,10 @@ Value NothingIn(Column::Type type) {
     }
 }
 
-std::string SelectRow(const TableShape& table, int format) {
+std::string SelectRow(const TableShape& table, int format, std::size_t nLeftOut) {
     constexpr std::array kNothing = {"0", "''", "x''", "x''", "x''", "0"};  // by type
     std::string sql;
-    for (const Column& column : table.columns) {
+    for (const Column& column : std::span(table.columns).subspan(nLeftOut)) {
         sql += sql.empty() ? "SELECT " : ", ";
         if (column.since <= format) {
             sql += column.name;

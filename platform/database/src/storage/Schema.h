@@ -68,8 +68,9 @@ const IndexShape& Shape(Index index);
 
 // What a column holds that a version lacks.
 Value NothingIn(Column::Type type);
-// Selects all columns of a table, also those that a version of the format lacks.
-std::string SelectRow(const TableShape& table, int format);
+// Selects all columns of a table but the first ones, also those that a version of the format lacks.
+// REQUIRES: at least one is left.
+std::string SelectRow(const TableShape& table, int format, std::size_t nLeftOut = 0);
 
 // Makes all tables and indices of a version in an empty catalogue.
 void CreateSchema(Connection& connection, int format);

@@ -196,7 +196,7 @@ bool Catalogue::WriteRow(Table table, Write how, const void* row) {
 
 void Catalogue::WriteNow(Table table, Write how, const void* row) {
     sqlite3_stmt* statement = WriteStatement(table, how, 1);
-    CodecOf(table).bind(m_connection, statement, row, 0, NumColumns(table));
+    CodecOf(table).bind(m_connection, statement, row, 0, NumColumns(table), nullptr);
     Run(statement, table);
 }
 
@@ -207,13 +207,13 @@ class Catalogue::RowBatch {
     RowBatch(Catalogue& catalogue, Write how) : m_catalogue(catalogue), m_how(how) {}
 
     void Add(const Row& row) {
-        m_rows[m_nRows++] = row;
-        if (m_nRows == m_rows.size()) {
+        m_rows[m_present][m_nRows++] = row;
+        if (m_nRows == kTogether) {
             WriteTogether();
         }
     }
     void Finish() {
-        for (const Row& row : std::span(m_rows).first(std::exchange(m_nRows, 0))) {
+        for (const Row& row : std::span(m_rows[m_present]).first(std::exchange(m_nRows, 0))) {
             m_catalogue.WriteNow(Row::kTable, m_how, &row);
         }
     }
@@ -222,19 +222,27 @@ class Catalogue::RowBatch {
     void WriteTogether() {
         const int nColumns = m_catalogue.NumColumns(Row::kTable);
         sqlite3_stmt* statement = m_catalogue.WriteStatement(Row::kTable, m_how, kTogether);
-        for (std::size_t i = 0; i < m_rows.size(); ++i) {
+        const auto& rows = m_rows[m_present];
+        const auto& before = m_rows[1 - m_present];
+        for (std::size_t i = 0; i < kTogether; ++i) {
             CodecOf(Row::kTable)
-                .bind(m_catalogue.m_connection, statement, &m_rows[i],
-                      static_cast<int>(i) * nColumns, nColumns);
+                .bind(m_catalogue.m_connection, statement, &rows[i], static_cast<int>(i) * nColumns,
+                      nColumns, m_isBound ? &before[i] : nullptr);
         }
         m_nRows = 0;
+        m_present = 1 - m_present;
+        m_isBound = true;
         m_catalogue.Run(statement, Row::kTable);
     }
 
     Catalogue& m_catalogue;
     Write m_how;
-    std::array<Row, kTogether> m_rows;
+    // Those that are gathered, and those that the statement has bound: of a map's entries, most
+    // numbers are the same.
+    std::array<std::array<Row, kTogether>, 2> m_rows;
+    std::size_t m_present = 0;
     std::size_t m_nRows = 0;
+    bool m_isBound = false;
 };
 
 // Whether a name is taken is known, or looked up, before: rows that wait can only be new.

@@ -139,15 +139,27 @@ int Bind(sqlite3_stmt* statement, int index, const T& value) {
 
 template <class Row>
 void BindAs(const Connection& connection, sqlite3_stmt* statement, const void* from, int place,
-            int nColumns) {
+            int nColumns, const void* boundBefore) {
     const int last = place + nColumns;
-    const auto bind = [&](const auto& value) {
-        if (place < last) {
-            connection.Check(Bind(statement, ++place, value), "bind a value");
+    const auto bind = [&]<class T>(const T& value, const T& before) {
+        if (place == last) {
+            return;
         }
+        ++place;
+        if constexpr (std::is_integral_v<T>) {
+            if (boundBefore != nullptr && value == before) {
+                return;
+            }
+        }
+        connection.Check(Bind(statement, place, value), "bind a value");
     };
-    std::apply([&](const auto&... values) { (bind(values), ...); },
-               Row::Columns(*static_cast<const Row*>(from)));
+    const auto columns = Row::Columns(*static_cast<const Row*>(from));
+    const auto before =
+        Row::Columns(*static_cast<const Row*>(boundBefore != nullptr ? boundBefore : from));
+    [&]<std::size_t... kColumns>(std::index_sequence<kColumns...>) {
+        (bind(std::get<kColumns>(columns), std::get<kColumns>(before)), ...);
+    }
+    (std::make_index_sequence<std::tuple_size_v<decltype(columns)>>());
 }
 
 using Codecs = std::array<RowCodec, static_cast<std::size_t>(Table::Count)>;

@@ -17,9 +17,9 @@ struct RowCodec {
     void (*read)(const Connection& connection, sqlite3_stmt* statement,
                  std::span<const std::int64_t> known, void* row);
     // Binds the first columns, which are not copied, to as many places of the statement behind
-    // `place`.
+    // `place`. Where the row is given that was bound there last, only what differs from its numbers.
     void (*bind)(const Connection& connection, sqlite3_stmt* statement, const void* row, int place,
-                 int nColumns);
+                 int nColumns, const void* boundBefore);
 };
 const RowCodec& CodecOf(Table table);
 

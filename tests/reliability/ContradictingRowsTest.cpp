@@ -241,6 +241,31 @@ TEST_F(ContradictingRows, ALinkIsToldWithItsWholeKeyByWhoeverLooksForIt) {
     EXPECT_TRUE(Fails(Failure::Damaged, {m_path, told}, [&] { map.Find("record 9"); }));
 }
 
+// To SQLite the byte of a digit is no number, and reads as one.
+TEST_F(ContradictingRows, AKeyThatOnlyReadsAsANumberIsTold) {
+    constexpr int kLast = 9;
+    {
+        ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        ORQSimTransaction transaction(database.ContextID());
+        for (int place = 0; place <= kLast; ++place) {
+            database.Focus().GetVector(Slot(77)).PushBack(database.Focus());
+        }
+        transaction.Commit();
+        database.Close();
+    }
+    Change(
+        "UPDATE vector_entry SET place = CAST('9' AS BLOB) WHERE object = 1 AND place = 9 AND "
+        "slot = " +
+        std::to_string(Slot(77)));
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+    const ORQSimVector vector = database.Focus().GetVector(Slot(77));
+    for (int place = 0; place < kLast; ++place) {
+        ASSERT_EQ(vector[place], database.Focus()) << place;
+    }
+    EXPECT_TRUE(Fails(Failure::Damaged, {"table vector_entry", "column place is 1 bytes"},
+                      [&] { (void)vector[kLast]; }));
+}
+
 TEST_F(ContradictingRows, DataOfNoBytesAreLostToRecovering) {
     Change("UPDATE small_chunk SET bytes = x''");
     const Texts lost = ORQSimDatabase::Recover(m_path, m_new).lost;

@@ -173,15 +173,12 @@ ORQStringResult Read(std::string_view text, Style style, Number& number) {
 
 ORQString::ORQString(const char* utf8) : ORQString(View(utf8)) {}
 
-ORQString::ORQString(std::string_view utf8) {
-    if (AsciiLength(utf8) == utf8.size()) {
-        m_utf8 = utf8;
-        m_length = ByteLength();
-        return;
+ORQString::ORQString(std::string_view utf8) : m_utf8(utf8), m_length(ByteLength()) {
+    if (AsciiLength(utf8) < utf8.size()) {
+        Checked checked = Check(utf8);
+        m_utf8 = std::move(checked.utf8);
+        m_length = checked.length;
     }
-    Checked checked = Check(utf8);
-    m_utf8 = std::move(checked.utf8);
-    m_length = checked.length;
 }
 
 std::size_t ORQString::ByteOffset(int index) const {

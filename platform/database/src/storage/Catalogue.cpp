@@ -123,7 +123,7 @@ bool Catalogue::StatementRows::Step() {
 bool Catalogue::StatementRows::Next(void* row) {
     const bool hasRow = Step();
     if (hasRow) {
-        m_codec.read(m_connection, m_statement, std::span(m_keys).first(m_nKnown), row);
+        m_codec.read(m_connection, m_statement, {std::span(m_keys).first(m_nKnown)}, row);
     }
     return hasRow;
 }
@@ -605,19 +605,15 @@ Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query
     return *m_statements.back();
 }
 
-RowWalks& Catalogue::WalksOf(Query query, int what, std::size_t nKeys) {
-    RowWalks*& walks =
-        m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
-    if (walks == nullptr) {
-        const AccessPath path = PathOf(query == Query::FindBy, what);
-        const std::string sql = SelectRow(path.table, m_format) + " WHERE (" +
-                                List(path.First(nKeys)) + ") >= (" + Placeholders(nKeys) +
-                                ") ORDER BY " + List(path.First(path.nOrder));
-        m_walks.push_back(std::make_unique<RowWalks>(
-            RowQuery{m_connection, sql, PlacesOf(path, nKeys), CodecOf(TableOf(query, what))}));
-        walks = m_walks.back().get();
-    }
-    return *walks;
+RowWalks& Catalogue::MakeWalks(Query query, int what, std::size_t nKeys) {
+    const AccessPath path = PathOf(query == Query::FindBy, what);
+    const std::string sql = SelectRow(path.table, m_format) + " WHERE (" + List(path.First(nKeys)) +
+                            ") >= (" + Placeholders(nKeys) + ") ORDER BY " +
+                            List(path.First(path.nOrder));
+    m_walks.push_back(
+        std::make_unique<RowWalks>(RowQuery{m_connection, sql, PlacesOf(path, nKeys),
+                                            query == Query::Find, CodecOf(TableOf(query, what))}));
+    return *m_walks.back();
 }
 
 void Catalogue::LeaveRows() {

@@ -129,7 +129,12 @@ class Catalogue final : public RowStore {
     RowSource& Open(Query query, int what, const RowKey& key);
     StatementRows& Take(Query query, int what, const RowKey& key);
     StatementRows& Make(StatementRows::Pool& home, Query query, int what, std::size_t nKeys);
-    RowWalks& WalksOf(Query query, int what, std::size_t nKeys);
+    RowWalks& WalksOf(Query query, int what, std::size_t nKeys) {
+        RowWalks*& walks =
+            m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
+        return walks != nullptr ? *walks : *(walks = &MakeWalks(query, what, nKeys));
+    }
+    RowWalks& MakeWalks(Query query, int what, std::size_t nKeys);
     // Writes one row, or so many.
     static constexpr std::size_t kTogether = 64;
     sqlite3_stmt* WriteStatement(Table table, Write how, std::size_t nRows);

@@ -1,9 +1,7 @@
 #include "RowCodec.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
-#include <iterator>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -18,9 +16,10 @@ namespace orq::storage {
 namespace {
 
 [[noreturn]] void Refuse(const Connection& connection, sqlite3_stmt* statement,
-                         std::span<const std::int64_t> known, Table table) {
-    std::vector<Value> values(known.begin(), known.end());
-    std::ranges::copy(ValuesOf(statement), std::back_inserter(values));
+                         const RowCodec::Known& known, Table table) {
+    std::vector<Value> values(known.numbers.begin(), known.numbers.end());
+    const std::vector<Value> read = ValuesOf(statement);
+    values.insert(values.end(), read.begin() + known.next, read.end());
     const std::string problem = ProblemOfRow(table, values);
     connection.FailDamaged(problem.empty() ? std::string("table ") + NameOf(table) +
                                                  ": a value is not of its kind"
@@ -32,7 +31,7 @@ namespace {
 class ColumnReader {
   public:
     ColumnReader(const Connection& connection, sqlite3_stmt* statement,
-                 std::span<const std::int64_t> known, Table table)
+                 const RowCodec::Known& known, Table table)
         : m_connection(connection),
           m_statement(statement),
           m_known(known),
@@ -59,10 +58,11 @@ class ColumnReader {
     [[noreturn]] void RefuseRow() const { Refuse(m_connection, m_statement, m_known, m_table); }
 
   private:
-    bool IsKnown() const { return m_number < m_known.size(); }
-    std::int64_t TakeKnown() { return m_known[m_number++]; }
+    bool IsKnown() const { return m_number < m_known.numbers.size(); }
+    std::int64_t TakeKnown() { return m_known.numbers[m_number++]; }
     sqlite3_value* Next() {
-        return sqlite3_column_value(m_statement, static_cast<int>(m_number++ - m_known.size()));
+        ++m_number;
+        return sqlite3_column_value(m_statement, m_next++);
     }
     const Column& Present() const { return m_column[m_number - 1]; }
     void Require(bool holds) const {
@@ -99,10 +99,11 @@ class ColumnReader {
 
     const Connection& m_connection;
     sqlite3_stmt* m_statement;
-    std::span<const std::int64_t> m_known;
+    const RowCodec::Known& m_known;
     Table m_table;
     const Column* m_column;
     std::size_t m_number = 0;  // of columns that were read
+    int m_next = m_known.next;
 };
 
 bool IsOfItsKind(const FieldRow& row) {
@@ -117,8 +118,8 @@ bool IsOfItsKind(const FieldRow& row) {
 }
 
 template <class Row>
-void ReadAs(const Connection& connection, sqlite3_stmt* statement,
-            std::span<const std::int64_t> known, void* to) {
+void ReadAs(const Connection& connection, sqlite3_stmt* statement, const RowCodec::Known& known,
+            void* to) {
     ColumnReader reader(connection, statement, known, Row::kTable);
     Row& row = *static_cast<Row*>(to);
     std::apply([&](auto&... values) { (reader.Read(values), ...); }, Row::Columns(row));

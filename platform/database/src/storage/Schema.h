@@ -80,6 +80,8 @@ void Describe(Connection& connection, std::span<const NumberMeaning> meanings);
 // Throws Damaged when the table of the state, which is the same in all versions, is not as we make
 // it: the state says which version the rest is of.
 void CheckStateTable(Connection& connection);
+// Whether CheckSchema passes.
+bool HasSchemaOf(Connection& connection, int format);
 // Throws Damaged when a catalogue has anything but our tables and indices, made as its version
 // makes them: what else is in a schema would run with our statements.
 void CheckSchema(Connection& connection, int format);

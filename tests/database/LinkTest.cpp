@@ -145,6 +145,32 @@ TEST_P(LinkTest, SetsAscendByIdentityAndHoldNothingTwice) {
     EXPECT_TRUE(a.GetSet(Slot(31)).Empty());
 }
 
+// More links than lie together, with keys of all lengths; what is changed meanwhile is not seen.
+TEST_P(LinkTest, AWalkGoesOverALongMapAsItWasWhenItBegan) {
+    const ORQSimMap map = a.GetMap(slot);
+    Texts keys;
+    for (int i = 0; i < 3000; ++i) {
+        const auto length = static_cast<std::size_t>(i % 500 == 0 ? 40'000 : i % 300);
+        keys.push_back(std::to_string(10'000 + i) + std::string(length, 'k'));
+        ASSERT_TRUE(map.Insert(keys.back().c_str(), i % 2 == 0 ? b : c));
+    }
+    auto walk = map.Begin();
+    ASSERT_TRUE(map.Remove(keys[1].c_str()));
+    ASSERT_TRUE(map.Remove(keys.back().c_str()));
+    ASSERT_TRUE(map.Insert("2", a));
+    auto twin = walk;
+    for (std::size_t i = 0; i < keys.size(); ++i, ++walk) {
+        ASSERT_TRUE(walk.NotDone()) << i;
+        ASSERT_EQ(walk.Key().UTF8(), keys[i]);
+        ASSERT_EQ(*walk, i % 2 == 0 ? b : c) << i;
+    }
+    EXPECT_TRUE(walk.Done());
+    ASSERT_TRUE(twin.NotDone()) << "walks go on by themselves";
+    EXPECT_EQ((++twin).Key().UTF8(), keys[1]);
+    EXPECT_EQ(map.Begin().Key().UTF8(), keys[0]);
+    EXPECT_TRUE(b.GetMap(slot).Begin().Done());
+}
+
 TEST_P(LinkTest, WaysBackLeadFromChildrenMapsVectorsAndSets) {
     a.SetPosition(slot, c);
     b.GetMap(slot).Insert("key of c", c);

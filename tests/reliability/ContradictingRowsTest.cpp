@@ -3,6 +3,7 @@
 // wait without end or a wrong value.
 #include "History.h"
 #include "ORQSimFTable.h"
+#include "ORQSimLinks.h"
 #include "Vocabulary.h"
 
 namespace {
@@ -233,6 +234,42 @@ TEST_F(ContradictingRows, AreToldAndRecoveredFrom) {
         Restore();
     }
     EXPECT_EQ(Told(), "");
+}
+
+// Who looks by the first columns of a key does not read them, and names them all the same.
+TEST_F(ContradictingRows, ALinkIsToldWithItsWholeKeyByWhoeverLooksForIt) {
+    Change("UPDATE map_entry SET target_category = 9 WHERE object = 1 AND name = 'record 9'");
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+    const ORQSimMap map = database.Focus().GetMap(Slot(10));
+    const std::string told = "table map_entry, row (1, " + std::to_string(Slot(10)) +
+                             ", the text \"record 9\"): column target_category is 9";
+    EXPECT_TRUE(Fails(Failure::Damaged, {m_path, told}, [&] { map.Begin(); }));
+    EXPECT_TRUE(Fails(Failure::Damaged, {m_path, told}, [&] { map.Find("record 9"); }));
+}
+
+// To SQLite the byte of a digit is no number, and reads as one.
+TEST_F(ContradictingRows, AKeyThatOnlyReadsAsANumberIsTold) {
+    constexpr int kLast = 9;
+    {
+        ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        ORQSimTransaction transaction(database.ContextID());
+        for (int place = 0; place <= kLast; ++place) {
+            database.Focus().GetVector(Slot(77)).PushBack(database.Focus());
+        }
+        transaction.Commit();
+        database.Close();
+    }
+    Change(
+        "UPDATE vector_entry SET place = CAST('9' AS BLOB) WHERE object = 1 AND place = 9 AND "
+        "slot = " +
+        std::to_string(Slot(77)));
+    const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadOnly);
+    const ORQSimVector vector = database.Focus().GetVector(Slot(77));
+    for (int place = 0; place < kLast; ++place) {
+        ASSERT_EQ(vector[place], database.Focus()) << place;
+    }
+    EXPECT_TRUE(Fails(Failure::Damaged, {"table vector_entry", "column place is 1 bytes"},
+                      [&] { (void)vector[kLast]; }));
 }
 
 TEST_F(ContradictingRows, DataOfNoBytesAreLostToRecovering) {

@@ -1,35 +1,47 @@
 /// Named, ordered and unordered links from one object to others.
 #pragma once
 
-#include <string>
-#include <utility>
+#include <cstddef>
+#include <memory>
+#include <string_view>
 #include <vector>
 
 #include "ORQBasExport.h"
 #include "ORQSimPosition.h"
 #include "ORQString.h"
 
-/// Walks what a map, vector or set held when Begin was called, of which it owns a copy.
-///   for (auto i = map.Begin(); i.NotDone(); ++i) use(*i);
-class ORQSimLinkIterator {
-  public:
-    using Entry = std::pair<std::string, ORQSimPosition>;
+namespace orq::database {
 
-    explicit ORQSimLinkIterator(std::vector<Entry> entries) : m_entries(std::move(entries)) {}
-    bool NotDone() const { return m_place < m_entries.size(); }
-    bool Done() const { return !NotDone(); }
-    ORQSimLinkIterator& operator++() {
-        ++m_place;
-        return *this;
-    }
-    const ORQSimPosition& operator*() const { return m_entries[m_place].second; }
-    const ORQSimPosition& Value() const { return m_entries[m_place].second; }
+class LinkList;
+
+// Where a walk of such a list stands: before the first link at first.
+struct LinkPlace {
+    std::size_t block = 0;
+    std::size_t next = 0;  // in the block: where the next link begins
+    std::string_view key;  // lies in the list
+    ORQSimPosition target;
+};
+
+}  // namespace orq::database
+
+/// Walks what a map, vector or set held when Begin was called: a copy, which its own copies share.
+///   for (auto i = map.Begin(); i.NotDone(); ++i) use(*i);
+class ORQ_EXPORT ORQSimLinkIterator {
+  public:
+    explicit ORQSimLinkIterator(std::shared_ptr<const orq::database::LinkList> links);
+    bool NotDone() const { return !m_isDone; }
+    bool Done() const { return m_isDone; }
+    ORQSimLinkIterator& operator++();
+    /// Valid until the iterator moves.
+    const ORQSimPosition& operator*() const { return m_place.target; }
+    const ORQSimPosition& Value() const { return m_place.target; }
     /// The key in a map; empty in vectors and sets.
-    ORQString Key() const { return ORQString(m_entries[m_place].first); }
+    ORQString Key() const { return ORQString(m_place.key); }
 
   private:
-    std::vector<Entry> m_entries;
-    std::size_t m_place = 0;
+    std::shared_ptr<const orq::database::LinkList> m_links;
+    orq::database::LinkPlace m_place;
+    bool m_isDone = false;
 };
 
 /// The named links under one slot of an object, in ascending order of the bytes of their names.

@@ -85,7 +85,9 @@ DatabaseState& DatabaseState::Existing(const ORQSimDynamicID& id) {
         throw ClosedFailure();
     }
     state->m_store->CheckProcess();
-    state->CheckStorable(id);
+    if (state->m_undone.Contains(id, *state->m_store)) {
+        state->RefuseToStore(id);
+    }
     return *state;
 }
 
@@ -99,9 +101,12 @@ DatabaseState& DatabaseState::Writing(const ORQSimDynamicID& id) {
 }
 
 void DatabaseState::CheckStorable(const ORQSimDynamicID& id) const {
-    if (id.IsNull() || (id.ContextID() == m_context && !m_undone.Contains(id, *m_store))) {
-        return;
+    if (!id.IsNull() && (id.ContextID() != m_context || m_undone.Contains(id, *m_store))) {
+        RefuseToStore(id);
     }
+}
+
+void DatabaseState::RefuseToStore(const ORQSimDynamicID& id) const {
     std::string name = "object " + std::to_string(id.MinorID());
     if (id.Category() == ORQSimCategoryCSet) {
         name = "set " + std::to_string(id.Index()) + " of " + name;

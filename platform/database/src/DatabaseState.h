@@ -66,6 +66,7 @@ class DatabaseState : public std::enable_shared_from_this<DatabaseState> {
     void ForgetCaches() noexcept;
 
   private:
+    [[noreturn]] void RefuseToStore(const ORQSimDynamicID& id) const;
     void ForgetUndone() noexcept;
 
     std::unique_ptr<storage::Store> m_store;

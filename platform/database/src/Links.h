@@ -1,29 +1,26 @@
 // The rows behind the links of an object.
 #pragma once
 
-#include <string>
+#include <string_view>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "DatabaseState.h"
+#include "LinkList.h"
 #include "ORQSimPosition.h"
 
 namespace orq::database {
 
-// Keys and targets of all links of one kind under (object, slot), in key order.
+// Keys and targets of all links of one kind under a slot of an object, in key order.
 template <class Link>
-std::vector<std::pair<std::string, ORQSimPosition>> ReadLinks(DatabaseState& state,
-                                                              std::int64_t object, int slot) {
-    std::vector<std::pair<std::string, ORQSimPosition>> links;
-    for (const Link& row : state.Rows().Find<Link>(object, slot)) {
-        std::string name;
+void ReadLinks(DatabaseState& state, const ORQSimPosition& object, int slot, LinkList& links) {
+    for (const Link& row : state.Rows().Find<Link>(object.ID().MinorID(), slot)) {
+        std::string_view name;
         if constexpr (std::is_same_v<Link, storage::MapEntryRow>) {
             name = row.key;
         }
-        links.emplace_back(std::move(name), state.Objects().IdentityOf(row.target));
+        links.Add(name, state.Objects().IdentityOf(row.target));
     }
-    return links;
 }
 
 // Adds the objects that refer to `target` by links of one kind through `slot`.

@@ -32,6 +32,7 @@ class NumberRanges {
         }
     }
 
+    bool IsEmpty() const { return m_ranges.empty(); }
     bool Contains(std::int64_t number) const {
         const auto after = std::ranges::upper_bound(m_ranges, number, {}, &Range::begin);
         return after != m_ranges.begin() && number < std::prev(after)->end;

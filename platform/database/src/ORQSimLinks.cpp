@@ -1,12 +1,14 @@
 #include "ORQSimLinks.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Links.h"
 #include "ORQBasFailure.h"
 #include "ORQSimSchema.h"
 
 using orq::database::DatabaseState;
+using orq::database::LinkList;
 using orq::database::ObjectTable;
 using orq::database::ReadingLinks;
 using orq::database::ReadLinks;
@@ -51,6 +53,30 @@ ORQSimDynamicID StorableTarget(DatabaseState& state, const ORQSimPosition& targe
 
 }  // namespace orq::database
 
+namespace {
+
+// Of all links of one kind under a slot; of a null object there are none.
+template <class Link>
+ORQSimLinkIterator BeginOf(const ORQSimPosition& object, int slot) {
+    const auto links = std::make_shared<LinkList>();
+    if (DatabaseState* state = ReadingLinks(object); state != nullptr) {
+        ReadLinks<Link>(*state, object, slot, *links);
+    }
+    return ORQSimLinkIterator(links);
+}
+
+}  // namespace
+
+ORQSimLinkIterator::ORQSimLinkIterator(std::shared_ptr<const LinkList> links)
+    : m_links(std::move(links)) {
+    ++*this;
+}
+
+ORQSimLinkIterator& ORQSimLinkIterator::operator++() {
+    m_isDone = !m_links->Next(m_place);
+    return *this;
+}
+
 // --- Map -----------------------------------------------------------------------------------------
 
 int ORQSimMap::Size() const {
@@ -71,10 +97,7 @@ ORQSimPosition ORQSimMap::Find(const ORQString& name) const {
 }
 
 ORQSimLinkIterator ORQSimMap::Begin() const {
-    DatabaseState* state = ReadingLinks(m_object);
-    return ORQSimLinkIterator(
-        state == nullptr ? std::vector<ORQSimLinkIterator::Entry>()
-                         : ReadLinks<MapEntryRow>(*state, m_object.ID().MinorID(), m_slot));
+    return BeginOf<MapEntryRow>(m_object, m_slot);
 }
 
 bool ORQSimMap::Insert(const ORQString& name, const ORQSimPosition& target) const {
@@ -114,10 +137,7 @@ ORQSimPosition ORQSimVector::operator[](int place) const {
 }
 
 ORQSimLinkIterator ORQSimVector::Begin() const {
-    DatabaseState* state = ReadingLinks(m_object);
-    return ORQSimLinkIterator(
-        state == nullptr ? std::vector<ORQSimLinkIterator::Entry>()
-                         : ReadLinks<VectorEntryRow>(*state, m_object.ID().MinorID(), m_slot));
+    return BeginOf<VectorEntryRow>(m_object, m_slot);
 }
 
 void ORQSimVector::PushBack(const ORQSimPosition& target) const {
@@ -168,15 +188,14 @@ bool ORQSimSet::IsMember(const ORQSimPosition& target) const {
 }
 
 ORQSimLinkIterator ORQSimSet::Begin() const {
-    std::vector<ORQSimLinkIterator::Entry> entries;
-    if (!IsStored()) {
-        for (const ORQSimPosition& position : m_own) {
-            entries.emplace_back(std::string(), position);
-        }
-    } else if (DatabaseState* state = ReadingLinks(m_object); state != nullptr) {
-        entries = ReadLinks<SetEntryRow>(*state, m_object.ID().MinorID(), m_slot);
+    if (IsStored()) {
+        return BeginOf<SetEntryRow>(m_object, m_slot);
     }
-    return ORQSimLinkIterator(std::move(entries));
+    const auto links = std::make_shared<LinkList>();
+    for (const ORQSimPosition& position : m_own) {
+        links->Add({}, position);
+    }
+    return ORQSimLinkIterator(links);
 }
 
 void ORQSimSet::Insert(const ORQSimPosition& target) {

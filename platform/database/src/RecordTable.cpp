@@ -22,12 +22,21 @@ RecordTable::Record& RecordTable::Know(std::int64_t object) {
             record.category = row->category;
             record.fields.assign(row->fields.begin(), row->fields.end());
         }
-        record.reader = storage::PackedFieldReader(record.fields);
+        record.arePlacesKnown = false;
         record.highest = record.fields.empty() ? -1 : std::numeric_limits<int>::max();
         // What does not exist may come to exist.
         record.object = record.exists ? object : 0;
     }
     return record;
+}
+
+void RecordTable::FindPlaces(Record& record) {
+    record.places.clear();
+    storage::PackedFieldReader reader(record.fields);
+    while (reader.Next()) {
+        record.places.push_back(reader.Place());
+    }
+    record.arePlacesKnown = true;
 }
 
 void RecordTable::Put(std::int64_t object, const storage::PackedField& field) {
@@ -44,7 +53,7 @@ void RecordTable::Put(std::int64_t object, const storage::PackedField& field) {
         PutPackedField(record.fields, field);
     }
     m_state.Rows().Put(ObjectRow{object, record.type, record.category, record.fields});
-    record.reader = storage::PackedFieldReader(record.fields);
+    record.arePlacesKnown = false;
     record.object = object;
 }
 

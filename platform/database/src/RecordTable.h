@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -20,15 +22,8 @@ class RecordTable {
     template <class F>
     void WithField(std::int64_t object, int number, F&& f) {
         Record& record = Know(object);
-        storage::PackedFieldReader& fields = record.reader;
-        if (fields.Number() > number) {
-            fields = storage::PackedFieldReader(record.fields);
-        }
-        while (fields.Number() < number && fields.Next()) {
-        }
-        // A reader that has not begun has no number either.
-        if (number >= 0 && fields.Number() == number) {
-            f(fields.Field());
+        if (const storage::PackedPlace* place = Find(record, number)) {
+            f(storage::PackedField{number, place->kind, place->ValueIn(record.fields)});
         }
     }
     /// Throws Usage where there is no such object.
@@ -44,13 +39,30 @@ class RecordTable {
         int type = 0;
         int category = 0;
         std::vector<std::byte> fields;
-        int highest = 0;                        // no field has a higher number
-        storage::PackedFieldReader reader{{}};  // fields are mostly asked for in their order
+        int highest = 0;                           // no field has a higher number
+        std::vector<storage::PackedPlace> places;  // of all fields, once one was asked for
+        bool arePlacesKnown = false;
     };
     Record& PlaceOf(std::int64_t object) {
         return m_known[static_cast<std::size_t>(object) % m_known.size()];
     }
     Record& Know(std::int64_t object);
+    static void FindPlaces(Record& record);
+    // Null where there is none of that number.
+    static const storage::PackedPlace* Find(Record& record, int number) {
+        if (!record.arePlacesKnown) {
+            FindPlaces(record);
+        }
+        // Mostly all numbers from 0 on are there.
+        const auto& places = record.places;
+        const auto nth = static_cast<std::size_t>(number);
+        if (nth < places.size() && places[nth].number == number) {
+            return &places[nth];
+        }
+        const auto found =
+            std::ranges::lower_bound(places, number, {}, &storage::PackedPlace::number);
+        return found != places.end() && found->number == number ? &*found : nullptr;
+    }
 
     DatabaseState& m_state;
     std::array<Record, 16> m_known;  // by number; the later of two takes the place

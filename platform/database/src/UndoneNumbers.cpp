@@ -17,7 +17,7 @@ void UndoneNumbers::Undo(int depth, const storage::Numbers& next) noexcept {
     }
 }
 
-bool UndoneNumbers::Contains(const ORQSimDynamicID& id, const storage::Store& store) const {
+bool UndoneNumbers::Finds(const ORQSimDynamicID& id, const storage::Store& store) const {
     const bool isPart =
         id.Category() == ORQSimCategoryCSet || id.Category() == ORQSimCategoryDrawer;
     return (m_objects.Contains(id.MinorID()) && store.MayHaveGiven(id.MinorID(), 0)) ||

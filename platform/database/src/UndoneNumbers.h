@@ -21,11 +21,15 @@ class UndoneNumbers {
     /// All levels but the outer `depth` have been undone; the next one would give these numbers.
     void Undo(int depth, const storage::Numbers& next) noexcept;
 
-    /// Whether an identity has such a number. Cost: two binary searches over the undone levels. Of
+    /// Whether an identity has such a number. Cost: two binary searches over the undone levels, if there are any. Of
     /// several writers of a store, others may have numbers between those of a level.
-    bool Contains(const ORQSimDynamicID& id, const storage::Store& store) const;
+    bool Contains(const ORQSimDynamicID& id, const storage::Store& store) const {
+        return !(m_objects.IsEmpty() && m_sets.IsEmpty()) && Finds(id, store);
+    }
 
   private:
+    bool Finds(const ORQSimDynamicID& id, const storage::Store& store) const;
+
     std::vector<storage::Numbers> m_levelStarts;  // one per open level
     NumberRanges m_objects;
     NumberRanges m_sets;  // of drawers too

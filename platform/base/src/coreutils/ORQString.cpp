@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <system_error>
 
@@ -26,8 +27,18 @@ bool IsContinuation(char byte) {
 
 // How many bytes at the beginning are ASCII: of most texts, all.
 std::size_t AsciiLength(std::string_view text) {
-    const auto isOther = [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; };
-    return static_cast<std::size_t>(std::ranges::find_if(text, isOther) - text.begin());
+    constexpr std::uint64_t kOther = 0x8080808080808080;
+    std::size_t length = 0;
+    for (std::uint64_t bytes = 0; text.size() - length >= sizeof bytes; length += sizeof bytes) {
+        std::memcpy(&bytes, text.data() + length, sizeof bytes);
+        if ((bytes & kOther) != 0) {
+            break;
+        }
+    }
+    while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80) {
+        ++length;
+    }
+    return length;
 }
 
 // The number of bytes of a character by its first byte; 0 for one that begins no character.
@@ -162,10 +173,12 @@ ORQStringResult Read(std::string_view text, Style style, Number& number) {
 
 ORQString::ORQString(const char* utf8) : ORQString(View(utf8)) {}
 
-ORQString::ORQString(std::string_view utf8) {
-    Checked checked = Check(utf8);
-    m_utf8 = std::move(checked.utf8);
-    m_length = checked.length;
+ORQString::ORQString(std::string_view utf8) : m_utf8(utf8), m_length(ByteLength()) {
+    if (AsciiLength(utf8) < utf8.size()) {
+        Checked checked = Check(utf8);
+        m_utf8 = std::move(checked.utf8);
+        m_length = checked.length;
+    }
 }
 
 std::size_t ORQString::ByteOffset(int index) const {

@@ -47,6 +47,15 @@ AccessPath PathOf(bool isIndex, int what, int format) {
     return {table, stored, stored.columns, static_cast<std::size_t>(table.nKeys)};
 }
 
+// How many columns of a row need not be selected, as the key of a query gives them: each one costs
+// a look. Some column has to be.
+std::size_t NumKnown(const TableShape& table, std::size_t nKeys) {
+    const auto* const first = table.columns.begin();
+    const auto* const last = first + std::min(nKeys, table.columns.size() - 1);
+    const auto isText = [](const Column& column) { return column.type != Column::Type::Integer; };
+    return static_cast<std::size_t>(std::find_if(first, last, isText) - first);
+}
+
 std::string List(std::span<const char* const> columns, const char* suffix = "") {
     std::string text;
     for (const char* column : columns) {
@@ -91,14 +100,16 @@ class Closing {
 }  // namespace
 
 Catalogue::StatementRows::StatementRows(Connection& connection, Pool& home, const std::string& sql,
-                                        Table table)
+                                        Table table, std::size_t nKnown)
     : m_connection(connection),
       m_home(home),
       m_codec(CodecOf(table)),
-      m_statement(connection.Prepare(sql)) {}
+      m_statement(connection.Prepare(sql)),
+      m_nKnown(nKnown) {}
 
 void Catalogue::StatementRows::Bind(const RowKey& key) {
     BindKeys(m_connection, m_statement, key);
+    m_keys = key.numbers;
 }
 
 bool Catalogue::StatementRows::Step() {
@@ -112,7 +123,7 @@ bool Catalogue::StatementRows::Step() {
 bool Catalogue::StatementRows::Next(void* row) {
     const bool hasRow = Step();
     if (hasRow) {
-        m_codec.read(m_connection, m_statement, row);
+        m_codec.read(m_connection, m_statement, {std::span(m_keys).first(m_nKnown)}, row);
     }
     return hasRow;
 }
@@ -185,7 +196,7 @@ bool Catalogue::WriteRow(Table table, Write how, const void* row) {
 
 void Catalogue::WriteNow(Table table, Write how, const void* row) {
     sqlite3_stmt* statement = WriteStatement(table, how, 1);
-    CodecOf(table).bind(m_connection, statement, row, 0, NumColumns(table));
+    CodecOf(table).bind(m_connection, statement, row, 0, NumColumns(table), nullptr);
     Run(statement, table);
 }
 
@@ -196,13 +207,13 @@ class Catalogue::RowBatch {
     RowBatch(Catalogue& catalogue, Write how) : m_catalogue(catalogue), m_how(how) {}
 
     void Add(const Row& row) {
-        m_rows[m_nRows++] = row;
-        if (m_nRows == m_rows.size()) {
+        m_rows[m_present][m_nRows++] = row;
+        if (m_nRows == kTogether) {
             WriteTogether();
         }
     }
     void Finish() {
-        for (const Row& row : std::span(m_rows).first(std::exchange(m_nRows, 0))) {
+        for (const Row& row : std::span(m_rows[m_present]).first(std::exchange(m_nRows, 0))) {
             m_catalogue.WriteNow(Row::kTable, m_how, &row);
         }
     }
@@ -211,19 +222,27 @@ class Catalogue::RowBatch {
     void WriteTogether() {
         const int nColumns = m_catalogue.NumColumns(Row::kTable);
         sqlite3_stmt* statement = m_catalogue.WriteStatement(Row::kTable, m_how, kTogether);
-        for (std::size_t i = 0; i < m_rows.size(); ++i) {
+        const auto& rows = m_rows[m_present];
+        const auto& before = m_rows[1 - m_present];
+        for (std::size_t i = 0; i < kTogether; ++i) {
             CodecOf(Row::kTable)
-                .bind(m_catalogue.m_connection, statement, &m_rows[i],
-                      static_cast<int>(i) * nColumns, nColumns);
+                .bind(m_catalogue.m_connection, statement, &rows[i], static_cast<int>(i) * nColumns,
+                      nColumns, m_isBound ? &before[i] : nullptr);
         }
         m_nRows = 0;
+        m_present = 1 - m_present;
+        m_isBound = true;
         m_catalogue.Run(statement, Row::kTable);
     }
 
     Catalogue& m_catalogue;
     Write m_how;
-    std::array<Row, kTogether> m_rows;
+    // Those that are gathered, and those that the statement has bound: of a map's entries, most
+    // numbers are the same.
+    std::array<std::array<Row, kTogether>, 2> m_rows;
+    std::size_t m_present = 0;
     std::size_t m_nRows = 0;
+    bool m_isBound = false;
 };
 
 // Whether a name is taken is known, or looked up, before: rows that wait can only be new.
@@ -566,8 +585,9 @@ void Catalogue::VerifyValues(Table table, std::size_t most, std::vector<std::str
 Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query, int what,
                                           std::size_t nKeys) {
     const AccessPath path = PathOf(query == Query::FindBy, what, m_format);
+    const std::size_t nKnown = query == Query::Find ? NumKnown(path.table, nKeys) : 0;
     std::string sql = query == Query::Count ? "SELECT count(*) FROM " + path.stored.name
-                                            : SelectRow(path.table, m_format);
+                                            : SelectRow(path.table, m_format, nKnown);
     sql += Where(path.stored, path.First(nKeys));
     switch (query) {
         case Query::Count:
@@ -579,27 +599,23 @@ Catalogue::StatementRows& Catalogue::Make(StatementRows::Pool& home, Query query
             sql += " ORDER BY " + List(path.First(path.nOrder));
     }
     m_statements.push_back(
-        std::make_unique<StatementRows>(m_connection, home, sql, TableOf(query, what)));
+        std::make_unique<StatementRows>(m_connection, home, sql, TableOf(query, what), nKnown));
     // Room for every statement that was ever made, so that bringing one back takes no memory.
     home.reserve(home.capacity() + 1);
     return *m_statements.back();
 }
 
-RowWalks& Catalogue::WalksOf(Query query, int what, std::size_t nKeys) {
-    RowWalks*& walks =
-        m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
-    if (walks == nullptr) {
-        const AccessPath path = PathOf(query == Query::FindBy, what, m_format);
-        const std::string where = Where(path.stored, {});
-        const std::string sql = SelectRow(path.table, m_format) + where +
-                                (where.empty() ? " WHERE (" : " AND (") + List(path.First(nKeys)) +
-                                ") >= (" + Placeholders(nKeys) + ") ORDER BY " +
-                                List(path.First(path.nOrder));
-        m_walks.push_back(std::make_unique<RowWalks>(
-            RowQuery{m_connection, sql, PlacesOf(path, nKeys), CodecOf(TableOf(query, what))}));
-        walks = m_walks.back().get();
-    }
-    return *walks;
+RowWalks& Catalogue::MakeWalks(Query query, int what, std::size_t nKeys) {
+    const AccessPath path = PathOf(query == Query::FindBy, what, m_format);
+    const std::string where = Where(path.stored, {});
+    const std::string sql = SelectRow(path.table, m_format) + where +
+                            (where.empty() ? " WHERE (" : " AND (") + List(path.First(nKeys)) +
+                            ") >= (" + Placeholders(nKeys) + ") ORDER BY " +
+                            List(path.First(path.nOrder));
+    m_walks.push_back(
+        std::make_unique<RowWalks>(RowQuery{m_connection, sql, PlacesOf(path, nKeys),
+                                            query == Query::Find, CodecOf(TableOf(query, what))}));
+    return *m_walks.back();
 }
 
 void Catalogue::LeaveRows() {

@@ -61,7 +61,9 @@ class Catalogue final : public RowStore {
     class StatementRows final : public RowSource {
       public:
         using Pool = std::vector<StatementRows*>;
-        StatementRows(Connection& connection, Pool& home, const std::string& sql, Table table);
+        // `nKnown` columns, the first of a row, are numbers of the key and not selected.
+        StatementRows(Connection& connection, Pool& home, const std::string& sql, Table table,
+                      std::size_t nKnown);
         ~StatementRows() { sqlite3_finalize(m_statement); }
 
         void Bind(const RowKey& key);
@@ -75,6 +77,8 @@ class Catalogue final : public RowStore {
         Pool& m_home;
         const RowCodec& m_codec;
         sqlite3_stmt* m_statement;
+        std::size_t m_nKnown;
+        decltype(RowKey::numbers) m_keys{};
     };
 
     // A row that is kept back.
@@ -125,7 +129,12 @@ class Catalogue final : public RowStore {
     RowSource& Open(Query query, int what, const RowKey& key);
     StatementRows& Take(Query query, int what, const RowKey& key);
     StatementRows& Make(StatementRows::Pool& home, Query query, int what, std::size_t nKeys);
-    RowWalks& WalksOf(Query query, int what, std::size_t nKeys);
+    RowWalks& WalksOf(Query query, int what, std::size_t nKeys) {
+        RowWalks*& walks =
+            m_walksOf[static_cast<std::size_t>(query)][static_cast<std::size_t>(what)][nKeys];
+        return walks != nullptr ? *walks : *(walks = &MakeWalks(query, what, nKeys));
+    }
+    RowWalks& MakeWalks(Query query, int what, std::size_t nKeys);
     // Writes one row, or so many.
     static constexpr std::size_t kTogether = 64;
     sqlite3_stmt* WriteStatement(Table table, Write how, std::size_t nRows);

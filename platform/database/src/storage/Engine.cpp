@@ -74,10 +74,10 @@ void Engine::ReserveNumbers(const Numbers& next) {
     }
 }
 
-Engine::State Engine::TakeSnapshot() {
+Engine::State Engine::TakeSnapshot(State (Engine::*read)()) {
     m_connection->Do(Bound::Begin);
     try {
-        return ReadState();
+        return (this->*read)();
     } catch (...) {
         EndSnapshot();
         throw;

@@ -149,7 +149,7 @@ class Engine final : public Store {
     };
     // Begins to read the state that was committed last, and returns which it is; when it throws,
     // nothing has begun. From See on, the handle is in that state.
-    State TakeSnapshot();
+    State TakeSnapshot(State (Engine::*read)() = &Engine::ReadState);
     void See(const State& state) noexcept;
     // Undoes a transaction too.
     void EndSnapshot() noexcept;
@@ -159,6 +159,7 @@ class Engine final : public Store {
     void CheckSound() const;
     bool IsLost() const;
     State ReadState();
+    State ReadFirstState();
     void CommitOutermost();
     void CommitShared();
     void RecordChanges();

@@ -127,6 +127,7 @@ void LockFile::Close() {
     }
     m_marked = 0;
     m_isWriter = false;
+    m_isChoosing = false;
 }
 
 std::string LockFile::Writer() const {
@@ -191,7 +192,10 @@ void LockFile::Unlock(std::int64_t byte) noexcept {
 }
 
 void LockFile::BeginChoosingSnapshot() {
-    Lock(0);
+    if (!m_isChoosing) {
+        Lock(0);
+        m_isChoosing = true;
+    }
 }
 
 void LockFile::MarkSnapshot(std::int64_t generation) {

@@ -49,13 +49,16 @@ class LockFile {
     // Whether its name still leads to the file that was opened, or none was.
     bool IsInPlace(const std::string& path) const;
 
-    // Throws Busy with the holder's name while a writer is alone.
+    // Throws Busy with the holder's name while a writer is alone. Once more changes nothing.
     void BeginChoosingSnapshot();
     // Ends the choosing; the mark of an earlier snapshot is taken away. When it throws, that mark
     // stays and the choosing goes on.
     void MarkSnapshot(std::int64_t generation);
     // Ends the choosing without a choice.
-    void EndChoosing() noexcept { Unlock(0); }
+    void EndChoosing() noexcept {
+        Unlock(0);
+        m_isChoosing = false;
+    }
 
     // While it holds the files, a reader may read the catalogue's without its log. Throws Busy with
     // the holder's name while a writer is alone.
@@ -85,6 +88,7 @@ class LockFile {
 
     int m_file = -1;
     bool m_isWriter = false;
+    bool m_isChoosing = false;
     std::string m_path;
     std::int64_t m_marked = 0;
 };

@@ -369,6 +369,8 @@ void Engine::OpenWithOthers(bool isAlone) {
                             LockPath(m_directory) +
                                 ": cannot be read; without it a writer would not see that "
                                 "somebody reads");
+    } else {
+        m_connection->Execute("PRAGMA query_only = 1");
     }
     Start();
 }
@@ -381,9 +383,8 @@ void Engine::OpenWithOthers(bool isAlone) {
 void Engine::OpenAsReader(bool isAlone) {
     // With the pauses below half a second in all, for an owner that opens and closes meanwhile.
     constexpr int kAttempts = 100;
-    const bool takesPart = MayTakePart(m_directory);
     const bool hasLock = m_lock.OpenAsReader(LockPath(m_directory), false);
-    if (takesPart && !hasLock) {
+    if (!hasLock && MayTakePart(m_directory)) {
         return OpenWithOthers(isAlone);  // which makes it
     }
     for (int attempt = 1;; ++attempt) {
@@ -394,7 +395,7 @@ void Engine::OpenAsReader(bool isAlone) {
         if (!HasLog(m_directory)) {
             return ReadWithoutLog(hasLock);
         }
-        if (takesPart) {
+        if (MayTakePart(m_directory)) {
             m_lock.Close();
             return OpenWithOthers(isAlone);
         }
@@ -449,15 +450,11 @@ void Engine::ReadWithoutLog(bool holdsFiles) {
 
 void Engine::Start() {
     OpenCatalogue();
-    // Before rows are read: our statements run on tables that are as we made them, or not at all.
-    CheckStateTable(*m_connection);
     if (!m_writable) {
-        m_connection->Execute("PRAGMA query_only = 1");
         // Invariant 6: announced before the snapshot, marked after it.
         m_lock.BeginChoosingSnapshot();
     }
     const State state = TakeFirstSnapshot();
-    CheckSchema(*m_connection, state.format);
     m_catalogue->SetFormatVersion(state.format);
     See(state);
     if (!m_writable) {
@@ -478,13 +475,28 @@ bool Engine::IsOneState() {
            stamp.IsContinuedBy(m_connection->CommittedLog(), noted);
 }
 
+// Before rows are read: our statements run on tables that are as we made them, or not at all. Mostly
+// all are of the present version, and one look at the schema is enough; else the state says which
+// version they have to be of.
+Engine::State Engine::ReadFirstState() {
+    const bool isPresent = HasSchemaOf(*m_connection, kFormatVersion);
+    if (!isPresent) {
+        CheckStateTable(*m_connection);
+    }
+    const State state = ReadState();
+    if (!isPresent || state.format != kFormatVersion) {
+        CheckSchema(*m_connection, state.format);
+    }
+    return state;
+}
+
 // Beside a writer the log may begin anew between two looks, where the snapshot needs nothing of it;
 // the next snapshot sees the new one.
 Engine::State Engine::TakeFirstSnapshot() {
     // With the pauses some 25 ms in all: a writer begins its log anew once in many commits.
     constexpr int kAttempts = 10;
     for (int attempt = 1;; ++attempt) {
-        const State state = TakeSnapshot();
+        const State state = TakeSnapshot(&Engine::ReadFirstState);
         if (IsOneState()) {
             return state;
         }
@@ -520,7 +532,8 @@ Engine::~Engine() {
             // Then it is not cut.
         }
     }
-    m_connection->FoldLogAtClose(!m_keepsLog && !m_lock.AreFilesHeld());
+    // Without a log there is nothing to fold, whoever holds the files.
+    m_connection->FoldLogAtClose(!m_isWithoutLog && !m_keepsLog && !m_lock.AreFilesHeld());
     DropConnection();
     if (isClean) {
         CutOffBulk();

@@ -135,10 +135,13 @@ int Read(sqlite3_file* file, void* buffer, int amount, sqlite3_int64 offset) {
     const auto* page = static_cast<const std::byte*>(buffer);
     const std::int64_t number = offset / kCataloguePageSize + 1;
     const std::uint64_t fold = FoldOf(page, number);
-    const bool isDamaged =
-        fold > std::numeric_limits<std::uint32_t>::max() ||
-        (number == 1 && !FoldStamp::Decode(std::span<const std::byte, FoldStamp::kBytes>(
-                            page + FoldStamp::kOffset, FoldStamp::kBytes)));
+    bool isDamaged = fold > std::numeric_limits<std::uint32_t>::max();
+    if (number == 1 && !isDamaged) {
+        const auto stamp = FoldStamp::Decode(std::span<const std::byte, FoldStamp::kBytes>(
+            page + FoldStamp::kOffset, FoldStamp::kBytes));
+        isDamaged = !stamp;
+        FoldsOf(file).stamp = stamp.value_or(FoldsOf(file).stamp);
+    }
     if (isDamaged || IsNewerThanStamp(file, fold)) {
         g_lastDamage = {number, !isDamaged};
         return SQLITE_IOERR_DATA;

@@ -1,14 +1,23 @@
 #include "PendingNames.h"
 
+#include <cstring>
+
 namespace orq::storage {
 
 void PendingNames::Add(const MapEntryRow& row) {
-    constexpr std::size_t kNodeBytes = 128;
+    constexpr std::size_t kNodeBytes = 48;
     const bool isBehindAll = IsBehindAll(row);
     const bool isSameMap = row.object == m_object && row.slot == m_slot;
     std::string highest(isBehindAll ? row.key : std::string_view());
-    m_entries.emplace_hint(m_entries.end(), Key(row.object, row.slot, row.key), row.target);
-    m_nBytes += kNodeBytes + row.key.size();
+    const std::span<std::byte> text = m_texts.Take(row.key.size());
+    if (!row.key.empty()) {
+        std::memcpy(text.data(), row.key.data(), row.key.size());
+    }
+    MapEntryRow kept = row;
+    kept.key = {reinterpret_cast<const char*>(text.data()), text.size()};
+    const bool isLast = m_ascending.empty() || IsBefore()(m_ascending.back(), kept);
+    isLast ? m_ascending.push_back(kept) : (void)m_others.insert(kept);
+    m_nBytes += sizeof kept + kept.key.size() + (isLast ? 0 : kNodeBytes);
     if (isBehindAll) {
         m_highest.swap(highest);
     } else if (!isSameMap) {
@@ -18,8 +27,21 @@ void PendingNames::Add(const MapEntryRow& row) {
     }
 }
 
+std::vector<const MapEntryRow*> PendingNames::InOrder() const {
+    std::vector<const MapEntryRow*> all;
+    all.reserve(m_ascending.size() + m_others.size());
+    const auto add = [&](const MapEntryRow& row) { all.push_back(&row); };
+    std::ranges::for_each(m_ascending, add);
+    std::ranges::for_each(m_others, add);
+    std::ranges::inplace_merge(all, all.begin() + std::ssize(m_ascending), std::less<>(),
+                               [](const MapEntryRow* row) { return KeyOf(*row); });
+    return all;
+}
+
 void PendingNames::Clear() noexcept {
-    m_entries.clear();
+    m_ascending.clear();
+    m_others.clear();
+    m_texts.Clear();
     m_nBytes = 0;
 }
 

@@ -2,15 +2,17 @@
 // time that it needs for one after the other.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <tuple>
-#include <utility>
 #include <vector>
 
+#include "BytePool.h"
 #include "Rows.h"
 
 namespace orq::storage {
@@ -32,10 +34,12 @@ class PendingNames {
         m_isHighestKnown = true;
     }
 
-    bool IsEmpty() const { return m_entries.empty(); }
+    bool IsEmpty() const { return m_ascending.empty() && m_others.empty(); }
     bool IsFull() const { return m_nBytes > kMostBytes; }
     bool Contains(std::int64_t object, int slot, std::string_view name) const {
-        return m_entries.contains(View(object, slot, name));
+        const Key key(object, slot, name);
+        return m_others.contains(key) ||
+               std::ranges::binary_search(m_ascending, key, std::less<>(), KeyOf);
     }
     // REQUIRES: there is none of that name. Where it throws, nothing has changed.
     void Add(const MapEntryRow& row);
@@ -47,22 +51,15 @@ class PendingNames {
     // SQLite leaves an eighth of each page of an index empty, which those fill.
     template <class F>
     void ForEach(F&& f) const {
-        const auto call = [&](const Entries::value_type& entry) {
-            const auto& [object, slot, name] = entry.first;
-            f(MapEntryRow{object, slot, name, entry.second});
-        };
-        std::vector<const Entries::value_type*> last;
-        last.reserve(m_entries.size() / kSpared + 1);
-        std::size_t place = 0;
-        for (const Entries::value_type& entry : m_entries) {
-            if (++place % kSpared == 0) {
-                last.push_back(&entry);
-            } else {
-                call(entry);
+        const std::vector<const MapEntryRow*> all = InOrder();
+        // Whether the nth one waits for all others.
+        const auto isSpared = [](std::size_t nth) { return nth % kSpared == kSpared - 1; };
+        for (const bool spared : {false, true}) {
+            for (std::size_t nth = 0; nth < all.size(); ++nth) {
+                if (isSpared(nth) == spared) {
+                    f(*all[nth]);
+                }
             }
-        }
-        for (const Entries::value_type* entry : last) {
-            call(*entry);
         }
     }
 
@@ -71,18 +68,24 @@ class PendingNames {
     // One in eight would fill the pages to the last byte, and split those whose rows are longer.
     static constexpr std::size_t kSpared = 9;
 
-    using Key = std::tuple<std::int64_t, int, std::string>;
-    using View = std::tuple<std::int64_t, int, std::string_view>;
+    using Key = std::tuple<std::int64_t, int, std::string_view>;
 
-    // std::less does not compare the two with each other in every standard library.
+    static Key KeyOf(const MapEntryRow& row) { return {row.object, row.slot, row.key}; }
     struct IsBefore {
         using is_transparent = void;
-        bool operator()(const View& a, const View& b) const { return a < b; }
+        bool operator()(const MapEntryRow& a, const MapEntryRow& b) const {
+            return KeyOf(a) < KeyOf(b);
+        }
+        bool operator()(const MapEntryRow& a, const Key& b) const { return KeyOf(a) < b; }
+        bool operator()(const Key& a, const MapEntryRow& b) const { return a < KeyOf(b); }
     };
 
-    using Entries = std::map<Key, Target, IsBefore>;
+    std::vector<const MapEntryRow*> InOrder() const;
 
-    Entries m_entries;
+    // Names that come in their order, as most do, need no search and no node of their own.
+    std::vector<MapEntryRow> m_ascending;
+    std::set<MapEntryRow, IsBefore> m_others;
+    BytePool m_texts;
     std::size_t m_nBytes = 0;
     // The map that was added to last, and a name that none in it exceeds.
     std::int64_t m_object = 0;

@@ -10,7 +10,7 @@ bool PendingObjects::IsFull() const {
     constexpr std::size_t kNodeBytes = sizeof(Object) + 48;
     // The largest record does not count: one that alone is more would be written with each of its
     // fields.
-    return m_nBlockBytes - m_nLargestRoom + m_ascending.capacity() * sizeof(Object) +
+    return m_pool.NumBytes() - m_nLargestRoom + m_ascending.capacity() * sizeof(Object) +
                m_others.size() * kNodeBytes >
            kMostBytes;
 }
@@ -53,25 +53,18 @@ std::span<std::byte> PendingObjects::TakeRoom(std::size_t nBytes) {
     // As much again: a record that grows by single fields moves a few times and no more.
     constexpr std::size_t kMostMore = 1 << 20;
     const std::size_t wanted = std::max(kLeast, nBytes + std::min(nBytes, kMostMore));
-    if (m_free.size() < wanted) {
-        const std::size_t size = std::max(kBlock, wanted);
-        m_blocks.reserve(m_blocks.size() + 1);
-        m_blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(size));
-        m_free = {m_blocks.back().get(), size};
-        m_nBlockBytes += size;
+    const std::size_t nBefore = m_pool.NumBytes();
+    const std::span<std::byte> room = m_pool.Take(wanted);
+    if (m_pool.NumBytes() != nBefore) {
         m_nLargestRoom = std::max(m_nLargestRoom, wanted);
     }
-    const std::span<std::byte> room = m_free.first(wanted);
-    m_free = m_free.subspan(wanted);
     return room;
 }
 
 void PendingObjects::Clear() noexcept {
     std::vector<Object>().swap(m_ascending);
     m_others.clear();
-    m_blocks.clear();
-    m_free = {};
-    m_nBlockBytes = 0;
+    m_pool.Clear();
     m_nLargestRoom = 0;
 }
 

@@ -5,11 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <span>
 #include <utility>
 #include <vector>
 
+#include "BytePool.h"
 #include "Rows.h"
 
 namespace orq::storage {
@@ -51,7 +51,6 @@ class PendingObjects {
   private:
     // Enough for records that are set in turns to be written once.
     static constexpr std::size_t kMostBytes = 4 << 20;
-    static constexpr std::size_t kBlock = 64 << 10;
 
     Object* Known(std::int64_t id) { return const_cast<Object*>(std::as_const(*this).Find(id)); }
     // Room for fields of that size and for some more to come.
@@ -60,11 +59,8 @@ class PendingObjects {
     // Objects that come in the order of their numbers, as new ones do, need no search.
     std::vector<Object> m_ascending;
     std::map<std::int64_t, Object> m_others;
-    // Fields lie in blocks that never move. Room that became too small is not used again.
-    std::vector<std::unique_ptr<std::byte[]>> m_blocks;
-    std::span<std::byte> m_free;  // of the last block
-    std::size_t m_nBlockBytes = 0;
-    std::size_t m_nLargestRoom = 0;  // of those for which a block was made
+    BytePool m_pool;                 // room that became too small is not used again
+    std::size_t m_nLargestRoom = 0;  // of those for which the pool grew
 };
 
 }  // namespace orq::storage

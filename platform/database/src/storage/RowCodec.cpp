@@ -5,6 +5,7 @@
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "PackedDimensions.h"
 #include "PackedFields.h"
@@ -14,8 +15,12 @@ namespace orq::storage {
 
 namespace {
 
-[[noreturn]] void Refuse(const Connection& connection, sqlite3_stmt* statement, Table table) {
-    const std::string problem = ProblemOfRow(table, ValuesOf(statement));
+[[noreturn]] void Refuse(const Connection& connection, sqlite3_stmt* statement,
+                         const RowCodec::Known& known, Table table) {
+    std::vector<Value> values(known.numbers.begin(), known.numbers.end());
+    const std::vector<Value> read = ValuesOf(statement);
+    values.insert(values.end(), read.begin() + known.next, read.end());
+    const std::string problem = ProblemOfRow(table, values);
     connection.FailDamaged(problem.empty() ? std::string("table ") + NameOf(table) +
                                                  ": a value is not of its kind"
                                            : problem);
@@ -25,14 +30,16 @@ namespace {
 // statement locks the connection, and this is a tenth of what finding a row costs.
 class ColumnReader {
   public:
-    ColumnReader(const Connection& connection, sqlite3_stmt* statement, Table table)
+    ColumnReader(const Connection& connection, sqlite3_stmt* statement,
+                 const RowCodec::Known& known, Table table)
         : m_connection(connection),
           m_statement(statement),
+          m_known(known),
           m_table(table),
           m_column(Shape(table).columns.begin()) {}
 
-    void Read(std::int64_t& number) { number = Integer(Next()); }
-    void Read(int& number) { number = Int(Next()); }
+    void Read(std::int64_t& number) { number = IsKnown() ? TakeKnown() : Integer(Next()); }
+    void Read(int& number) { number = IsKnown() ? static_cast<int>(TakeKnown()) : Int(Next()); }
     void Read(std::string_view& text) { text = Text(Next()); }
     void Read(Bytes& bytes) { bytes = Blob(Next()); }
     void Read(FieldValue& value) {
@@ -48,10 +55,15 @@ class ColumnReader {
                 value = Int(held);
         }
     }
-    [[noreturn]] void RefuseRow() const { Refuse(m_connection, m_statement, m_table); }
+    [[noreturn]] void RefuseRow() const { Refuse(m_connection, m_statement, m_known, m_table); }
 
   private:
-    sqlite3_value* Next() { return sqlite3_column_value(m_statement, m_number++); }
+    bool IsKnown() const { return m_number < m_known.numbers.size(); }
+    std::int64_t TakeKnown() { return m_known.numbers[m_number++]; }
+    sqlite3_value* Next() {
+        ++m_number;
+        return sqlite3_column_value(m_statement, m_next++);
+    }
     const Column& Present() const { return m_column[m_number - 1]; }
     void Require(bool holds) const {
         if (!holds) {
@@ -87,9 +99,11 @@ class ColumnReader {
 
     const Connection& m_connection;
     sqlite3_stmt* m_statement;
+    const RowCodec::Known& m_known;
     Table m_table;
     const Column* m_column;
-    int m_number = 0;
+    std::size_t m_number = 0;  // of columns that were read
+    int m_next = m_known.next;
 };
 
 bool IsOfItsKind(const FieldRow& row) {
@@ -104,8 +118,9 @@ bool IsOfItsKind(const FieldRow& row) {
 }
 
 template <class Row>
-void ReadAs(const Connection& connection, sqlite3_stmt* statement, void* to) {
-    ColumnReader reader(connection, statement, Row::kTable);
+void ReadAs(const Connection& connection, sqlite3_stmt* statement, const RowCodec::Known& known,
+            void* to) {
+    ColumnReader reader(connection, statement, known, Row::kTable);
     Row& row = *static_cast<Row*>(to);
     std::apply([&](auto&... values) { (reader.Read(values), ...); }, Row::Columns(row));
     if constexpr (std::is_same_v<Row, FieldRow>) {
@@ -125,15 +140,27 @@ int Bind(sqlite3_stmt* statement, int index, const T& value) {
 
 template <class Row>
 void BindAs(const Connection& connection, sqlite3_stmt* statement, const void* from, int place,
-            int nColumns) {
+            int nColumns, const void* boundBefore) {
     const int last = place + nColumns;
-    const auto bind = [&](const auto& value) {
-        if (place < last) {
-            connection.Check(Bind(statement, ++place, value), "bind a value");
+    const auto bind = [&]<class T>(const T& value, const T& before) {
+        if (place == last) {
+            return;
         }
+        ++place;
+        if constexpr (std::is_integral_v<T>) {
+            if (boundBefore != nullptr && value == before) {
+                return;
+            }
+        }
+        connection.Check(Bind(statement, place, value), "bind a value");
     };
-    std::apply([&](const auto&... values) { (bind(values), ...); },
-               Row::Columns(*static_cast<const Row*>(from)));
+    const auto columns = Row::Columns(*static_cast<const Row*>(from));
+    const auto before =
+        Row::Columns(*static_cast<const Row*>(boundBefore != nullptr ? boundBefore : from));
+    [&]<std::size_t... kColumns>(std::index_sequence<kColumns...>) {
+        (bind(std::get<kColumns>(columns), std::get<kColumns>(before)), ...);
+    }
+    (std::make_index_sequence<std::tuple_size_v<decltype(columns)>>());
 }
 
 using Codecs = std::array<RowCodec, static_cast<std::size_t>(Table::Count)>;

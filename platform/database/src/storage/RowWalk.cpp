@@ -1,6 +1,7 @@
 #include "RowWalk.h"
 
 #include <algorithm>
+#include <span>
 
 namespace orq::storage {
 
@@ -39,7 +40,12 @@ bool RowWalk::Next(void* row) {
     m_hasAnswered = true;
     const bool hasRow = IsOnAnswer();
     if (hasRow) {
-        m_query.codec.read(m_query.connection, m_statement, row);
+        RowCodec::Known known;
+        if (m_areNumbers && m_query.areFirst) {
+            known = {std::span(m_rowKeys).first(static_cast<std::size_t>(m_nKeys)),
+                     static_cast<int>(m_nKeys)};
+        }
+        m_query.codec.read(m_query.connection, m_statement, known, row);
     }
     return hasRow;
 }
@@ -92,8 +98,11 @@ int RowWalk::TryStep() {
     m_place = code == SQLITE_ROW ? Place::OnRow : Place::BehindAll;
     if (code == SQLITE_ROW) {
         // Read once: the row is compared several times, and each look at a column costs a call.
+        m_areNumbers = true;
         for (std::size_t i = 0; i < m_query.columns.size(); ++i) {
-            m_rowKeys[i] = sqlite3_column_int64(m_statement, m_query.columns[i]);
+            sqlite3_value* key = sqlite3_column_value(m_statement, m_query.columns[i]);
+            m_rowKeys[i] = sqlite3_value_int64(key);
+            m_areNumbers = m_areNumbers && sqlite3_value_type(key) == SQLITE_INTEGER;
         }
     }
     if (code != SQLITE_ROW && code != SQLITE_DONE) {

@@ -25,6 +25,7 @@ struct RowQuery {
     Connection& connection;
     std::string sql;           // selects whole rows in order, from given keys on
     std::vector<int> columns;  // where the keys stand in a row
+    bool areFirst;             // as its first columns
     const RowCodec& codec;
 };
 
@@ -80,6 +81,7 @@ class RowWalk final : public RowSource {
     std::ptrdiff_t m_nKeys;
     sqlite3_stmt* m_statement = nullptr;  // made when it is first needed
     Keys m_rowKeys{};                     // of the row on which it stands
+    bool m_areNumbers = false;            // these keys; in a damaged row they may be anything
     Keys m_keys{};                        // of the last query
     Place m_place = Place::Nowhere;
     bool m_isAtFirst = false;    // stands on the first row that is not before `m_keys`

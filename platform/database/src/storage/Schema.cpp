@@ -484,11 +484,11 @@ StoredTable StoredIn(const TableShape& table, int format) {
     return stored;
 }
 
-std::string SelectRow(const TableShape& table, int format) {
+std::string SelectRow(const TableShape& table, int format, std::size_t nLeftOut) {
     constexpr std::array kNothing = {"0", "''", "x''", "x''", "x''", "0"};  // by type
     const StoredTable stored = StoredIn(table, format);
     std::string sql;
-    for (std::size_t i = 0; i < stored.columns.size(); ++i) {
+    for (std::size_t i = nLeftOut; i < stored.columns.size(); ++i) {
         const Column& column = *(table.columns.begin() + i);
         sql += sql.empty() ? "SELECT " : ", ";
         if (column.since <= format) {
@@ -574,9 +574,39 @@ struct SchemaRow {
     connection.FailDamaged("its schema is not that of a model database: " + text);
 }
 
-[[noreturn]] void FailSchema(const Connection& connection, const SchemaRow& row, bool isKnown) {
-    FailSchema(connection, Shortened(row.type) + " " + Shortened(row.name) +
-                               (isKnown ? " is not as it was made" : " is none of a model's"));
+std::string ProblemOf(const SchemaRow& row, bool isKnown) {
+    return Shortened(row.type) + " " + Shortened(row.name) +
+           (isKnown ? " is not as it was made" : " is none of a model's");
+}
+
+// The first thing that is not as a version of the format makes it; empty when nothing is.
+std::string ProblemOfSchema(Connection& connection, int format) {
+    const ExpectedSchema& expected = ExpectedSchema::Of(format);
+    std::string problem;
+    std::vector<std::int64_t> roots;
+    std::vector<bool> found(expected.All().size());
+    connection.ForEachRow(kSchemaQuery, [&](const std::vector<Value>& values) {
+        if (!problem.empty()) {
+            return;
+        }
+        const SchemaRow row(values);
+        const std::size_t place = expected.Find(row.name, roots.size());
+        const bool isKnown = place < found.size();
+        if (!isKnown || found[place] || !row.IsAsMade(expected.All()[place]) ||
+            std::ranges::count(roots, row.root) > 0) {
+            problem = ProblemOf(row, isKnown);
+            return;
+        }
+        found[place] = true;
+        roots.push_back(row.root);
+    });
+    for (std::size_t place = 0; place < found.size() && problem.empty(); ++place) {
+        const std::string& name = expected.All()[place].name;
+        if (!found[place] && name != kMeanings) {
+            problem = name + " is missing";
+        }
+    }
+    return problem;
 }
 
 }  // namespace
@@ -590,7 +620,7 @@ void CheckStateTable(Connection& connection) {
         const SchemaRow row(values);
         isFound = true;
         if (!row.IsAsMade(expected)) {
-            FailSchema(connection, row, true);
+            FailSchema(connection, ProblemOf(row, true));
         }
     });
     if (!isFound) {
@@ -598,26 +628,13 @@ void CheckStateTable(Connection& connection) {
     }
 }
 
+bool HasSchemaOf(Connection& connection, int format) {
+    return ProblemOfSchema(connection, format).empty();
+}
+
 void CheckSchema(Connection& connection, int format) {
-    const ExpectedSchema& expected = ExpectedSchema::Of(format);
-    std::vector<std::int64_t> roots;
-    std::vector<bool> found(expected.All().size());
-    connection.ForEachRow(kSchemaQuery, [&](const std::vector<Value>& values) {
-        const SchemaRow row(values);
-        const std::size_t place = expected.Find(row.name, roots.size());
-        const bool isKnown = place < found.size();
-        if (!isKnown || found[place] || !row.IsAsMade(expected.All()[place]) ||
-            std::ranges::count(roots, row.root) > 0) {
-            FailSchema(connection, row, isKnown);
-        }
-        found[place] = true;
-        roots.push_back(row.root);
-    });
-    for (std::size_t place = 0; place < found.size(); ++place) {
-        const std::string& name = expected.All()[place].name;
-        if (!found[place] && name != kMeanings) {
-            FailSchema(connection, name + " is missing");
-        }
+    if (const std::string problem = ProblemOfSchema(connection, format); !problem.empty()) {
+        FailSchema(connection, problem);
     }
 }
 

@@ -107,9 +107,9 @@ StoredTable StoredIn(const TableShape& table, int format);
 
 // What a column holds that a version lacks.
 Value NothingIn(Column::Type type);
-// Selects all columns of a table, also those that a version of the format lacks; of shared tables
-// also rows of others, where the condition is not added.
-std::string SelectRow(const TableShape& table, int format);
+// Selects all columns of a table but the first ones, also those that a version of the format lacks; of
+// shared tables also rows of others, where the condition is not added. REQUIRES: at least one is left.
+std::string SelectRow(const TableShape& table, int format, std::size_t nLeftOut = 0);
 // Counts the rows of a shared table that are of none that shares it, for each shared table.
 std::vector<std::string> CountsOfForeignRows();
 
@@ -121,6 +121,8 @@ void Describe(Connection& connection, std::span<const NumberMeaning> meanings);
 // Throws Damaged when the table of the state, which is the same in all versions, is not as we make
 // it: the state says which version the rest is of.
 void CheckStateTable(Connection& connection);
+// Whether CheckSchema passes.
+bool HasSchemaOf(Connection& connection, int format);
 // Throws Damaged when a catalogue has anything but our tables and indices, made as its version
 // makes them: what else is in a schema would run with our statements.
 void CheckSchema(Connection& connection, int format);

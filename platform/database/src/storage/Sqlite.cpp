@@ -458,14 +458,6 @@ std::vector<Value> ValuesOf(sqlite3_stmt* statement) {
     return values;
 }
 
-int BindValue(sqlite3_stmt* statement, int index, std::int64_t value) {
-    return sqlite3_bind_int64(statement, index, value);
-}
-
-int BindValue(sqlite3_stmt* statement, int index, int value) {
-    return sqlite3_bind_int64(statement, index, value);
-}
-
 int BindValue(sqlite3_stmt* statement, int index, double value) {
     return sqlite3_bind_double(statement, index, value);
 }

@@ -142,8 +142,12 @@ class Connection {
 };
 
 // Binding by type; text and blobs are not copied, so they must live until the statement is reset.
-int BindValue(sqlite3_stmt* statement, int index, std::int64_t value);
-int BindValue(sqlite3_stmt* statement, int index, int value);
+inline int BindValue(sqlite3_stmt* statement, int index, std::int64_t value) {
+    return sqlite3_bind_int64(statement, index, value);
+}
+inline int BindValue(sqlite3_stmt* statement, int index, int value) {
+    return sqlite3_bind_int64(statement, index, value);
+}
 int BindValue(sqlite3_stmt* statement, int index, double value);
 int BindValue(sqlite3_stmt* statement, int index, std::string_view text);
 int BindValue(sqlite3_stmt* statement, int index, std::span<const std::byte> blob);

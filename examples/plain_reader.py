@@ -56,7 +56,7 @@ class Reader:
         self.mesh = self.child(self.model, "Model_mesh")
         self.steps = self.vector(self.model, "Model_stepSequence")
 
-    # Tables of which the rows lie in shared ones from version 4 on, under the names that they had.
+    # Tables of which the rows lie in shared ones from version 5 on, under the names that they had.
     SHARED = """
         CREATE TEMP VIEW child AS SELECT object, slot, key AS member, target_object, target_index
             FROM link WHERE kind = 0;

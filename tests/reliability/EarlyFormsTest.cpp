@@ -130,7 +130,7 @@ std::map<int, std::map<int, std::string>> ValuesIn(const std::map<int, Fields>& 
     return values;
 }
 
-// The tables of version 3 but that of the state, which is the same in all, and what now holds their
+// The tables of version 4 but that of the state, which is the same in all, and what now holds their
 // rows: a table of the same name where nothing is said.
 struct EarlyTable {
     const char* name;
@@ -147,7 +147,7 @@ struct EarlyTable {
     "form INTEGER, first INTEGER, count INTEGER, stride INTEGER, block INTEGER, store INTEGER, " \
     "members BLOB"
 
-constexpr EarlyTable kVersion3[] = {
+constexpr EarlyTable kVersion4[] = {
     {"object", "id INTEGER PRIMARY KEY, type INTEGER, category INTEGER, fields BLOB", ""},
     {"collection", "object INTEGER, space INTEGER", "object"},
     {"member", "collection INTEGER, member INTEGER, object INTEGER", "collection, member"},
@@ -162,15 +162,13 @@ constexpr EarlyTable kVersion3[] = {
      "object, slot, place", "SELECT object, slot, key, " TARGET " FROM link WHERE kind = 1"},
     {"set_entry", "object INTEGER, slot INTEGER, " TARGET_COLUMNS, "object, slot, " TARGET},
     {"component_set", "id INTEGER, collection INTEGER, hash INTEGER, " MEMBERS, "id"},
-    {"distribution", "object INTEGER, scalar INTEGER, range_collection INTEGER, grid BLOB",
+    {"distribution",
+     "object INTEGER, scalar INTEGER, range_collection INTEGER, grid BLOB, n_drawers INTEGER",
      "object"},
     {"drawer",
      "distribution INTEGER, number INTEGER, layout INTEGER, extendable INTEGER, n_rows INTEGER, "
-     "store INTEGER",
+     "store INTEGER, dimensions BLOB",
      "distribution, number"},
-    {"drawer_dimension",
-     "distribution INTEGER, drawer INTEGER, dimension INTEGER, set_id INTEGER, chunk INTEGER",
-     "distribution, drawer, dimension"},
     {"drawer_segment", "distribution INTEGER, drawer INTEGER, first_row INTEGER, " MEMBERS,
      "distribution, drawer, first_row"},
     {"data_set", "object INTEGER, distribution INTEGER", "object",
@@ -189,6 +187,7 @@ constexpr EarlyTable kVersion3[] = {
      "store INTEGER, part INTEGER, chunk INTEGER, offset INTEGER, capacity INTEGER, length "
      "INTEGER, checksums BLOB, small BLOB",
      "store, part, chunk"},
+    {"small_chunk", "store INTEGER PRIMARY KEY, bytes BLOB", ""},
     {"free_extent", "offset INTEGER, length INTEGER, generation INTEGER", "offset"},
     {"schema", "number INTEGER, name TEXT, meaning TEXT", "number"},
 };
@@ -196,7 +195,7 @@ constexpr EarlyTable kVersion3[] = {
 #undef TARGET_COLUMNS
 #undef MEMBERS
 
-constexpr const char* kIndicesOfVersion3 =
+constexpr const char* kIndicesOfVersion4 =
     "CREATE INDEX member_by_object ON member(object, collection);"
     "CREATE INDEX symbol_by_name ON symbol(collection, type, name);"
     "CREATE INDEX symbol_by_object ON symbol(object);"
@@ -234,17 +233,17 @@ class RecordForm : public testing::Test {
         EXPECT_EQ(rebuilt.damage, Texts());
         ORQSimDatabase database = ORQSimDatabase::Open(m_new, Mode::ReadWrite);
         EXPECT_EQ(database.Verify(), Texts());
-        EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "4\n");
+        EXPECT_EQ(AskCatalogue(m_new, "SELECT format FROM state"), "5\n");
         EXPECT_NE(AskCatalogue(m_new, "SELECT count(*) FROM small_chunk"), "0\n");
         return database;
     }
 
-    // Before version 4 no tables shared one.
+    // Before version 5 no tables shared one.
     static std::string PutRowsIntoTheirOwnTables() {
         std::string keep = "PRAGMA temp_store = MEMORY;";
         std::string drop = "DROP TABLE link; DROP TABLE text; DROP TABLE data_set_part;";
         std::string make;
-        for (const EarlyTable& table : kVersion3) {
+        for (const EarlyTable& table : kVersion4) {
             const std::string name = table.name;
             keep += "CREATE TEMP TABLE kept_" + name + " AS " +
                     (table.rows != nullptr ? table.rows : "SELECT * FROM " + name) + ";";
@@ -255,7 +254,7 @@ class RecordForm : public testing::Test {
                                    : fmt::format(", PRIMARY KEY({})) WITHOUT ROWID", table.key),
                 name, name);
         }
-        return keep + drop + make + kIndicesOfVersion3;
+        return keep + drop + make + kIndicesOfVersion4 + "UPDATE state SET format = 4;";
     }
 
     // Before version 4 each dimension was a row of its own, every set was a component set, and every
@@ -334,8 +333,11 @@ class RecordForm : public testing::Test {
 
     // As programs made it that knew the version and no later one.
     void MakeEarly(int version) const {
-        Change(PutDrawersIntoRows());
         Change(PutRowsIntoTheirOwnTables());
+        if (version == 4) {
+            return;
+        }
+        Change(PutDrawersIntoRows());
         if (version == 3) {
             return;
         }
@@ -487,6 +489,56 @@ TEST_P(EarlyDrawers, DimensionsOfNoDrawerAreToldAndLostToRecovering) {
               Texts{"a row of table drawer_dimension belongs to drawer 4321 of object " + object +
                     ", which does not exist"});
     EXPECT_FALSE(ORQSimDatabase::Recover(m_path, m_new).lost.empty());
+}
+
+class EarlyTables : public RecordForm, public testing::WithParamInterface<int> {};
+
+INSTANTIATE_TEST_SUITE_P(Versions, EarlyTables, testing::Values(1, 2, 3, 4));
+
+// Children and entries of vectors of one slot, names and labels: each in a table of its own.
+TEST_P(EarlyTables, AreReadAndWrittenOnAndRewrittenByRecovering) {
+    const int slot = Slot(33);
+    const auto links = [&](const ORQSimDatabase& database) {
+        const ORQSimPosition focus = database.Focus();
+        std::string all = focus.Name(slot).UTF8();
+        all += " " + std::to_string(focus.GetPosition(slot).ID().MinorID());
+        const ORQSimVector entries = focus.GetVector(slot);
+        for (auto entry = entries.Begin(); entry.NotDone(); ++entry) {
+            all += " " + std::to_string((*entry).ID().MinorID());
+        }
+        return all + "\n" + DrawersOf(database);
+    };
+    const auto add = [&](const ORQSimDatabase& database) {
+        InTransaction(database, [&] {
+            const ORQSimPosition focus = database.Focus();
+            const double value = 1;
+            ORQBasVector<ORQString> labels;
+            labels.PushBack(ORQString("T"));
+            focus.SetName(slot, ORQString(focus.Name(slot).UTF8() + "name"));
+            focus.SetPosition(slot, focus.CreateSimpleFTable(1, {}, labels, &value, 1));
+            focus.GetVector(slot).PushBack(focus.GetPosition(slot));
+        });
+    };
+    add(ORQSimDatabase::Open(m_path, Mode::ReadWrite));
+    const std::string before = links(ORQSimDatabase::Open(m_path, Mode::ReadOnly));
+    MakeEarly(GetParam());
+    EXPECT_EQ(links(ORQSimDatabase::Open(m_path, Mode::ReadOnly)), before);
+    std::string after;
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        add(database);
+        after = links(database);
+        EXPECT_EQ(database.Verify(), Texts());
+    }
+    EXPECT_NE(after, before);
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT format FROM state"), std::to_string(GetParam()) + "\n");
+    const std::string own = " FROM vector_entry WHERE slot = " + std::to_string(slot);
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT count(*)" + own), "2\n");
+    EXPECT_EQ(AskCatalogue(m_path, "SELECT count(*) FROM f_table_label WHERE text = 'T'"), "2\n");
+    EXPECT_EQ(links(Rewritten()), after);
+    EXPECT_EQ(AskCatalogue(m_new, "SELECT count(*) FROM link WHERE kind = 1 AND slot = " +
+                                      std::to_string(slot)),
+              "2\n");
 }
 
 TEST_P(EarlyForm, IsReadAndWrittenOnAndRewrittenByRecovering) {

@@ -21,8 +21,8 @@ class UndoneNumbers {
     /// All levels but the outer `depth` have been undone; the next one would give these numbers.
     void Undo(int depth, const storage::Numbers& next) noexcept;
 
-    /// Whether an identity has such a number. Cost: two binary searches over the undone levels, if there are any. Of
-    /// several writers of a store, others may have numbers between those of a level.
+    /// Whether an identity has such a number. Cost: two binary searches over the undone levels, if
+    /// there are any. Of several writers of a store, others may have numbers between those of a level.
     bool Contains(const ORQSimDynamicID& id, const storage::Store& store) const {
         return !(m_objects.IsEmpty() && m_sets.IsEmpty()) && Finds(id, store);
     }

@@ -16,7 +16,11 @@ void PendingNames::Add(const MapEntryRow& row) {
     MapEntryRow kept = row;
     kept.key = {reinterpret_cast<const char*>(text.data()), text.size()};
     const bool isLast = m_ascending.empty() || IsBefore()(m_ascending.back(), kept);
-    isLast ? m_ascending.push_back(kept) : (void)m_others.insert(kept);
+    if (isLast) {
+        m_ascending.push_back(kept);
+    } else {
+        m_others.insert(kept);
+    }
     m_nBytes += sizeof kept + kept.key.size() + (isLast ? 0 : kNodeBytes);
     if (isBehindAll) {
         m_highest.swap(highest);

@@ -290,7 +290,7 @@ std::string EarlySqlOf(const IndexShape& index, int format) {
 constexpr const char* kMeanings = "schema";
 constexpr const char* kMeaningsSql =
     "CREATE TABLE schema(number INTEGER PRIMARY KEY, name TEXT, meaning TEXT)";
-constexpr const char* kMeaningsSqlBefore4 =
+constexpr const char* kMeaningsSqlBefore5 =
     "CREATE TABLE schema(number INTEGER, name TEXT, meaning TEXT, PRIMARY KEY(number)) WITHOUT "
     "ROWID";
 
@@ -349,7 +349,7 @@ class ExpectedSchema {
         }
         // Last, so that all else lies in the pages in which it always lay.
         AddOnce("table", kMeanings, kMeanings,
-                HasShortTexts(format) ? kMeaningsSql : kMeaningsSqlBefore4);
+                HasShortTexts(format) ? kMeaningsSql : kMeaningsSqlBefore5);
     }
 
     void AddOnce(const char* type, const std::string& name, const std::string& table,

@@ -21,12 +21,12 @@ namespace orq::storage {
 
 // Versions of the format. Databases of older ones are read, and written on, as they were made; see
 // docs/storage-format.md. Version 1 is version 2 without the table of meanings.
-inline constexpr int kFormatVersion = 4;
+inline constexpr int kFormatVersion = 5;
 inline constexpr int kOldestFormatVersion = 1;
 // Small chunks stand in the catalogue.
 inline constexpr int kSmallChunksSince = 3;
 // Some tables lie in one.
-inline constexpr int kSharedTablesSince = 4;
+inline constexpr int kSharedTablesSince = 5;
 
 // One column: its name, and what its values may be.
 struct Column {

@@ -48,7 +48,7 @@ class Reader:
         self.db = sqlite3.connect(f"file:{folder}/catalogue.sqlite?mode=ro", uri=True)
         self.bulk = np.memmap(f"{folder}/bulk.bin", "u1", "r")
         self.format = self.one("SELECT format FROM state")
-        if self.format >= 4:
+        if self.format >= 5:
             self.db.executescript(self.SHARED)
         self.slots = dict(self.rows("SELECT name, number FROM schema"))
         self.focus = self.one("SELECT id FROM object WHERE type = ?", self.slots["Focus"])

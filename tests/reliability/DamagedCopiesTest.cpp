@@ -8,6 +8,9 @@
 
 #include "DiskCalls.h"
 #include "History.h"
+#include "ORQSimCompartment.h"
+#include "ORQSimContext.h"
+#include "ORQSimLinks.h"
 #include "Vocabulary.h"
 
 namespace {
@@ -402,6 +405,47 @@ TEST_F(RecoverTest, DrawersAboveLostOnesStay) {
     EXPECT_EQ(nKept.back(), 0U);
 }
 
+// Data sets and their compartments lie in one table, those of all kinds one behind the other.
+TEST_F(RecoverTest, ADamagedPageOfASharedTableTakesNothingOfOtherPagesAlong) {
+    constexpr int kEach = 300;
+    constexpr int kMostOfAPage = 200;
+    {
+        const ORQSimDatabase database = ORQSimDatabase::Open(m_path, Mode::ReadWrite);
+        InTransaction(database, [&] {
+            const ORQSimPosition focus = database.Focus();
+            const ORQSimVector all = focus.GetVector(Slot(88));
+            for (int i = 0; i < kEach; ++i) {
+                all.PushBack(
+                    focus.Context().CreateDSet(Field(database).ID(), ORQSimTypeID(Slot(24))));
+            }
+            for (int i = 0; i < kEach; ++i) {
+                const ORQSimCompartment some(
+                    std::vector{RunOf(Nodes(database), 0, 2).RegisterWithTempCollection()});
+                all.PushBack(focus.CreateTypedDSet(ORQSimCtation(std::vector{some}), Slot(41)));
+            }
+        });
+    }
+    Remember();
+    const auto count = [](const std::string& path) {
+        return std::stoi(AskCatalogue(path, "SELECT count(*) FROM data_set_part WHERE kind = 0"));
+    };
+    const int nAll = count(m_path);
+    ASSERT_GE(nAll, 2 * kEach);
+    std::istringstream pages(AskCatalogue(
+        m_path, "SELECT pageno FROM dbstat WHERE name = 'data_set_part' AND pagetype = 'leaf'"));
+    int nPages = 0;
+    int nTakingMore = 0;  // where the last rows of one kind and the first of the next lie together
+    for (std::int64_t page = 0; pages >> page; ++nPages) {
+        SCOPED_TRACE(page);
+        Flip("catalogue.sqlite", static_cast<std::size_t>(page - 1) * 2048 + 1000);
+        Recover();
+        nTakingMore += count(m_new) > nAll - kMostOfAPage ? 0 : 1;
+        PutBack("catalogue.sqlite");
+    }
+    EXPECT_GT(nPages, 5);
+    EXPECT_LE(nTakingMore, 1);
+}
+
 TEST_F(RecoverTest, ADamagedBlockLosesTheDrawerSetOrTableThatItIsPartOf) {
     std::istringstream extents(AskCatalogue(m_path,
                                             "SELECT store || ' ' || offset || ' ' || length FROM "
@@ -416,7 +460,7 @@ TEST_F(RecoverTest, ADamagedBlockLosesTheDrawerSetOrTableThatItIsPartOf) {
         const Tables missing = Recover();
         EXPECT_TRUE(missing.contains("extent"));
         EXPECT_FALSE(missing.contains("collection") || missing.contains("distribution") ||
-                     missing.contains("name"))
+                     missing.contains("text"))
             << Joined(missing);
         EXPECT_NE(Told().find("of bulk.bin is damaged"), std::string::npos) << Told();
         EXPECT_EQ(AskCatalogue(

@@ -36,7 +36,7 @@ PUBLIC = ["platform/base/include", "platform/database/include", "platform/object
 HALLS = ["exchange/formats", "exchange", "tools/orqmodel"]
 # The storage engine, what the floor above may include of it, and the header that stays inside.
 ENGINE = "platform/database/src/storage"
-SEAM = [ENGINE + "/PackedDimensions.h", ENGINE + "/PackedFields.h", ENGINE + "/Rows.h", ENGINE + "/Salvage.h",
+SEAM = [ENGINE + "/PackedCount.h", ENGINE + "/PackedDimensions.h", ENGINE + "/PackedFields.h", ENGINE + "/Rows.h", ENGINE + "/Salvage.h",
         ENGINE + "/SharedModels.h", ENGINE + "/Store.h", ENGINE + "/StreamedCopy.h"]
 SQLITE = "sqlite3.h"
 INCLUDE = re.compile(r'^\s*#\s*include\s*["<]([^">]+)[">]', re.MULTILINE)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <limits>
+#include <optional>
 #include <tuple>
 #include <utility>
 
@@ -26,10 +27,19 @@ int Behind(int number) {
     return number < std::numeric_limits<int>::max() ? number + 1 : number;
 }
 
-// Whether a row of a shared table, or of its index, is one of the table's.
-bool IsOf(Table table, const PageRow& row) {
+// The kind of a row of a shared table, or of its index; nothing where there is no such kind.
+std::optional<std::int64_t> KindOf(const TableShape& table, const PageRow& row) {
     const auto* kind = std::get_if<std::int64_t>(&row.Values()[0]);
-    return kind != nullptr && *kind == Shape(table).fixed.begin()->value;
+    const bool isKnown = kind != nullptr && table.shared->columns.begin()->MayBe(*kind);
+    return isKnown ? std::optional(*kind) : std::nullopt;
+}
+
+// Whether a row of a shared table holds what those of the table hold where it has no columns.
+bool HasFixedOf(const TableShape& table, const PageRow& row) {
+    return std::ranges::all_of(table.fixed, [&](const FixedColumn& fixed) {
+        const auto* held = std::get_if<std::int64_t>(&row.Values()[fixed.place]);
+        return held != nullptr && *held == fixed.value;
+    });
 }
 
 ExtentRow ExtentOf(const PageRow& row) {
@@ -215,7 +225,8 @@ void DirectorySalvage::ReadRows(Table table, const CataloguePages::OnRow& take) 
     ReadTree(table, nColumns, takeAndNote, note);
 }
 
-// As if the table had a tree of its own.
+// As if the table had a tree of its own. Rows of a shared table ascend by their kinds first, so that
+// what is lost between two of them may be of the kinds from one to the other, and of no more.
 void DirectorySalvage::ReadTree(Table table, std::size_t nColumns,
                                 const CataloguePages::OnRow& take,
                                 const CataloguePages::OnGap& note) {
@@ -224,25 +235,37 @@ void DirectorySalvage::ReadTree(Table table, std::size_t nColumns,
         m_pages.ReadTree(m_roots[shape.name], nColumns, KeyOf(table), take, note);
         return;
     }
-    const Column& kind = *shape.shared->columns.begin();
+    const std::int64_t own = shape.fixed.begin()->value;
+    std::int64_t last = 0;
+    bool isLost = false;
+    const auto noteLostBefore = [&](std::int64_t kind) {
+        if (std::exchange(isLost, false) && last <= own && own <= kind) {
+            note();
+        }
+    };
     const auto takeOwn = [&](PageRow& row) {
-        const auto* held = std::get_if<std::int64_t>(&row.Values()[0]);
-        if (IsOf(table, row)) {
+        const std::optional<std::int64_t> kind = KindOf(shape, row);
+        if (!kind || (*kind == own && !HasFixedOf(shape, row))) {
+            note();
+            if (kind || own == 0) {  // once for all tables
+                m_damage.push_back(std::string("catalogue.sqlite: table ") + shape.shared->name +
+                                   ": a row is of no kind that there is");
+            }
+            return;
+        }
+        noteLostBefore(*kind);
+        last = *kind;
+        if (*kind == own) {
             // From the last one on, so that the others stay where they are.
             for (const auto* fixed = shape.fixed.end(); fixed != shape.fixed.begin();) {
                 row.Remove((--fixed)->place);
             }
             take(row);
-        } else if (held == nullptr || !kind.MayBe(*held)) {
-            note();
-            if (shape.fixed.begin()->value == 0) {
-                m_damage.push_back(std::string("catalogue.sqlite: table ") + shape.shared->name +
-                                   ": a row is of no kind that there is");
-            }
         }
     };
     m_pages.ReadTree(m_roots[shape.shared->name], shape.shared->columns.size(),
-                     CataloguePages::Key::Columns, takeOwn, note);
+                     CataloguePages::Key::Columns, takeOwn, [&] { isLost = true; });
+    noteLostBefore(std::numeric_limits<std::int64_t>::max());
 }
 
 // An object whose fields alone make no sense is kept without them.
@@ -257,14 +280,16 @@ bool DirectorySalvage::LeaveFieldsOut(Table table, PageRow& row) {
 bool DirectorySalvage::ReadIndex(Index index, std::size_t nColumns,
                                  const CataloguePages::OnRow& take) {
     bool isWhole = true;
-    const Table table = Shape(index).table;
-    const bool isShared = Shape(table).IsShared(m_format);
+    const TableShape& table = Shape(Shape(index).table);
+    const bool isShared = table.IsShared(m_format);
     const auto takeAndGoOn = [&](PageRow& row) {
         m_goOn();
-        if (isShared && !IsOf(table, row)) {
-            return;
-        }
         if (isShared) {
+            const std::optional<std::int64_t> kind = KindOf(table, row);
+            isWhole = isWhole && kind.has_value();
+            if (kind != table.fixed.begin()->value) {
+                return;
+            }
             row.Remove(0);
         }
         take(row);

@@ -162,6 +162,13 @@ void IfRemoved(const ChangesetWalk& change, const F& f) {
 
 }  // namespace
 
+std::int64_t OwnerOf(const ChangesetWalk& change) {
+    const std::vector<Names>& columns = NamedByColumns(change.Table());
+    const auto owner = std::ranges::find(columns, Names::Object);
+    // A row of the objects' own table begins with the number that names it.
+    return change.Number(owner == columns.end() ? 0 : static_cast<int>(owner - columns.begin()));
+}
+
 void ChangedRows::Add(std::span<const std::byte> changeset, std::int64_t commit) {
     for (ChangesetWalk change(changeset); change.Next();) {
         if (IsBookkeeping(change.Table()) || DrawerCountOf(change)) {

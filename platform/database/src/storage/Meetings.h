@@ -16,6 +16,10 @@
 
 namespace orq::storage {
 
+/// The object that a row belongs to, which its first column that names one holds; of chunks their
+/// store.
+std::int64_t OwnerOf(const ChangesetWalk& change);
+
 /// The rows that others changed. Memory: some 100 bytes a row.
 class ChangedRows {
   public:

@@ -133,8 +133,7 @@ void Engine::CheckDoNotMeet(std::span<const std::byte> changeset,
         const bool isChunk = change.Table() == "extent" || change.Table() == "small_chunk";
         std::set<std::int64_t>& met = isChunk ? stores : objects;
         if (met.size() < kMostNamed) {
-            constexpr int kCollectionOfSet = 1;
-            met.insert(change.Number(change.Table() == "component_set" ? kCollectionOfSet : 0));
+            met.insert(OwnerOf(change));
         }
     });
     if (last == 0) {

@@ -509,7 +509,10 @@ std::vector<std::string> CountsOfForeignRows() {
             if (table.shared == shared) {
                 std::string isOfThis;
                 for (const FixedColumn& fixed : table.fixed) {
-                    isOfThis += (isOfThis.empty() ? "" : " AND ") + Equation(table, fixed, " IS ");
+                    // 1.0 is 1 to SQLite, too.
+                    isOfThis += (isOfThis.empty() ? "typeof(" : " AND typeof(") +
+                                std::string((shared->columns.begin() + fixed.place)->name) +
+                                ") = 'integer' AND " + Equation(table, fixed, " IS ");
                 }
                 isOfOne += (isOfOne.empty() ? "" : " OR ") + isOfThis;
             }

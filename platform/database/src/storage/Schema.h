@@ -1,7 +1,7 @@
 // The columns of a catalogue's tables, and what a value of each may be.
 //
 // Values are checked against these rules wherever a row is read, since pages with right checksums
-// can hold anything. A row that passes may contradict other rows, but holds no value that its
+// can hold anything; but a number that a query's key gives is not read again. A row that passes may contradict other rows, but holds no value that its
 // readers do not expect.
 #pragma once
 

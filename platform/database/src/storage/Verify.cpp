@@ -102,10 +102,10 @@ void VerifyOwnersOfEarlyRows(Connection& connection, int format,
 
 // Rows of shared tables that are of none of those that share them are seen by nobody else.
 void VerifyKinds(Connection& connection, int format, std::vector<std::string>& problems) {
+    if (format < kSharedTablesSince) {
+        return;
+    }
     for (const std::string& query : CountsOfForeignRows()) {
-        if (format < kSharedTablesSince) {
-            return;
-        }
         connection.ForEachRow(query.c_str(), [&](const std::vector<Value>& row) {
             if (const auto n = std::get<std::int64_t>(row[1]); n > 0) {
                 problems.push_back("catalogue.sqlite: table " +

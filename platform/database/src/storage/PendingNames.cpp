@@ -34,11 +34,16 @@ void PendingNames::Add(const MapEntryRow& row) {
 std::vector<const MapEntryRow*> PendingNames::InOrder() const {
     std::vector<const MapEntryRow*> all;
     all.reserve(m_ascending.size() + m_others.size());
-    const auto add = [&](const MapEntryRow& row) { all.push_back(&row); };
-    std::ranges::for_each(m_ascending, add);
-    std::ranges::for_each(m_others, add);
-    std::ranges::inplace_merge(all, all.begin() + std::ssize(m_ascending), std::less<>(),
-                               [](const MapEntryRow* row) { return KeyOf(*row); });
+    auto other = m_others.begin();
+    for (const MapEntryRow& row : m_ascending) {
+        for (; other != m_others.end() && IsBefore()(*other, row); ++other) {
+            all.push_back(&*other);
+        }
+        all.push_back(&row);
+    }
+    for (; other != m_others.end(); ++other) {
+        all.push_back(&*other);
+    }
     return all;
 }
 

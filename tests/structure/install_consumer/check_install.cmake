@@ -35,7 +35,7 @@ get_filename_component(lib_dir ${pc_dir} DIRECTORY)
 execute_process(COMMAND ${CMAKE_COMMAND} -E env PKG_CONFIG_PATH=${pc_dir}
                         ${PKG_CONFIG} --cflags --libs ORQSrvBasic
                 OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-separate_arguments(flags UNIX_COMMAND ${flags})
+separate_arguments(flags UNIX_COMMAND "${flags}")
 run(${CXX} ${sources}/consumer.cpp ${flags} -Wl,-rpath,${lib_dir} -o ${SCRATCH}/consumer)
 run(${SCRATCH}/consumer)
 
